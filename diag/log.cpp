@@ -1,0 +1,112 @@
+#include "diag/log.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// Nearly every line fits here; a longer one takes a buffer of its own for as long as it is written.
+constexpr std::size_t kLineCapacity = 4096;
+
+// What log_text left open. Only short fixed texts come this way.
+char open_text[256];
+std::size_t open_length = 0;
+
+// The most bytes a line may have, newline included; 0 means no limit.
+std::size_t line_limit() {
+  const char* text = std::getenv("CUPS_MAX_MESSAGE");
+  const long limit = text != nullptr ? std::strtol(text, nullptr, 10) : 0;
+  return limit > 1 ? static_cast<std::size_t>(limit) : 0;
+}
+
+void write_to_standard_error(const char* bytes, std::size_t length) {
+  while (length > 0) {
+    const ssize_t written = write(STDERR_FILENO, bytes, length);
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      return;  // Nobody listens; the job matters more than what is said about it.
+    }
+    bytes += written;
+    length -= static_cast<std::size_t>(written);
+  }
+}
+
+// Ends the line that stands in `line`: blanks for line breaks, the cut, the newline. `line` has room
+// for one byte more than `length`.
+void finish_line(char* line, std::size_t length) {
+  const std::size_t limit = line_limit();
+  if (limit != 0) {
+    length = std::min(length, limit - 1);
+  }
+  std::replace_if(
+      line, line + length, [](char c) { return c == '\r' || c == '\n'; }, ' ');
+  line[length] = '\n';
+  write_to_standard_error(line, length + 1);
+}
+
+}  // namespace
+
+void open_log() {
+  if (std::getenv("PPD") == nullptr) {
+    // freopen would close standard error first and, failing, leave descriptor 2 to the next file
+    // that is opened.
+    const int file = open(kLogFilePath, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666);
+    if (file >= 0 && file != STDERR_FILENO) {
+      dup2(file, STDERR_FILENO);
+      close(file);
+    }
+  }
+  std::setvbuf(stderr, nullptr, _IONBF, 0);
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
+}
+
+void log_line(const char* format, ...) {
+  char short_line[kLineCapacity];
+  std::memcpy(short_line, open_text, open_length);
+  const std::size_t opened = open_length;
+  open_length = 0;
+
+  va_list arguments;
+  va_start(arguments, format);
+  va_list again;
+  va_copy(again, arguments);
+  const std::size_t room = sizeof short_line - opened;
+  const int needed = std::vsnprintf(short_line + opened, room, format, arguments);
+  va_end(arguments);
+
+  if (needed >= 0 && static_cast<std::size_t>(needed) >= room) {
+    const std::size_t length = opened + static_cast<std::size_t>(needed);
+    if (char* long_line = static_cast<char*>(std::malloc(length + 1))) {
+      std::memcpy(long_line, short_line, opened);
+      std::vsnprintf(long_line + opened, length + 1 - opened, format, again);
+      finish_line(long_line, length);
+      std::free(long_line);
+    } else {
+      finish_line(short_line, sizeof short_line - 1);
+    }
+  } else {
+    finish_line(short_line, opened + static_cast<std::size_t>(std::max(needed, 0)));
+  }
+  va_end(again);
+}
+
+void log_text(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const std::size_t room = sizeof open_text - open_length;
+  const int needed = std::vsnprintf(open_text + open_length, room, format, arguments);
+  va_end(arguments);
+  if (needed > 0) {
+    open_length += std::min(static_cast<std::size_t>(needed), room - 1);
+  }
+}

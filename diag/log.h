@@ -1,0 +1,25 @@
+// The diagnostic log: every line the filter says about itself, on standard error.
+//
+// Under CUPS standard error is the scheduler's log, and CUPS obeys lines that begin with "PAGE:",
+// "ATTR:" and the like. Job options, profile names and printer replies can carry line breaks, so no
+// text may ever start a line of its own: log_line and log_text write CR and LF inside a line as
+// blanks, here and nowhere else.
+#pragma once
+
+// Where the log goes when the filter is started by hand. Truncated at every start.
+inline constexpr char kLogFilePath[] = "/tmp/rastertok905_debug.log";
+
+// First thing the filter does. Without the environment variable PPD (a run by hand) descriptor 2 is
+// put onto kLogFilePath; a link planted there is not followed, and when the file cannot be opened
+// descriptor 2 stays what it was, without a word. With PPD set descriptor 2 is left alone. In both
+// cases standard error and standard output become unbuffered.
+void open_log();
+
+// Writes one line, newline added, in one write where the system allows it. When the environment
+// has CUPS_MAX_MESSAGE above 1, the line is cut to that many bytes, newline included, because CUPS
+// takes what goes beyond for a new line. Every other byte goes out as it stands, of any length.
+[[gnu::format(printf, 1, 2)]] void log_line(const char* format, ...);
+
+// The beginning of a line: what the next log_line says follows directly on it. The text counts
+// towards the limit of that line. For the two places that leave a line open on purpose.
+[[gnu::format(printf, 1, 2)]] void log_text(const char* format, ...);

@@ -1,0 +1,1 @@
+#include "geometry/header_dump.h"

@@ -1,0 +1,1 @@
+#include "geometry/page_layout.h"

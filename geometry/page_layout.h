@@ -1,0 +1,31 @@
+// Where the image goes on the sheet, worked out once per page from the paper row and the settings.
+#pragma once
+
+#include <cstdint>
+
+struct PrintOptions;
+
+// All in pixels at 300 dpi (vertically 600 dpi when interlaced).
+struct PageLayout {
+  // What the picture is resized to. When the page is turned, width and height are exchanged, because
+  // the picture still lies on its side then.
+  std::int32_t target_width;
+  std::int32_t target_height;
+
+  std::int32_t canvas_width;
+  std::int32_t canvas_height;  // doubled when interlaced
+
+  // The paper's bleed plus the user's; below 1 it is 0. Deliberate: top and bottom are not doubled
+  // when interlaced, although the canvas is.
+  std::int32_t bleed_top;
+  std::int32_t bleed_bottom;
+  std::int32_t bleed_left;
+  std::int32_t bleed_right;
+
+  // Canvas less bleeds; a side below 2 is 1.
+  std::int32_t effective_width;
+  std::int32_t effective_height;
+};
+
+// `options.paper_config` must not be null. Sums of bleeds saturate, nothing here can overflow.
+[[nodiscard]] PageLayout page_layout(const PrintOptions& options);

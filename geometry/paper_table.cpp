@@ -1,0 +1,1 @@
+#include "geometry/paper_table.h"

@@ -1,0 +1,53 @@
+// The papers the printer takes: names, page sizes, and the pixels that go with them. The floor of
+// the program: constant data that includes nothing of ours. The queue's PPD files are generated from
+// it as well, so that they cannot disagree with the filter.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+struct PaperConfig {
+  const char* ppd_name;  // PageSize choice, matched exactly
+  const char* label;     // short name for people
+  float page_width_pt;   // points, compared with the header's PageSize
+  float page_height_pt;
+  std::int32_t target_width;  // pixels at 300 dpi the image is fitted to
+  std::int32_t target_height;
+  std::int32_t canvas_width;  // pixels sent to the printer
+  std::int32_t canvas_height;
+  std::int32_t bleed_top;  // default bleeds in pixels
+  std::int32_t bleed_bottom;
+  std::int32_t bleed_left;
+  std::int32_t bleed_right;
+};
+
+// Deliberate: the rows are irregular where the printer is. "w288h432-div2" has a 6x4 target on a page
+// nearly twice as tall, and "w432h576-div2" a canvas taller than its target and no bleed. Matching by
+// size takes the first row that fits, so the order is part of the table.
+inline constexpr std::array<PaperConfig, 10> paper_sizes{{
+    {"B7", "5x3.5", 460.8F, 261.12F, 1548, 1088, 1920, 1088, 20, 15, 50, 70},
+    {"w360h360", "5x5", 460.8F, 369.6F, 1548, 1540, 1920, 1540, 23, 15, 50, 70},
+    {"w360h504", "5x7", 460.8F, 513.12F, 1548, 2138, 1920, 2138, 20, 20, 50, 70},
+    {"w288h432", "6x4", 460.8F, 297.6F, 1844, 1240, 1920, 1240, 25, 18, 50, 70},
+    {"w288h432-div2", "6x2*2", 460.8F, 585.6F, 1844, 1240, 1920, 1240, 25, 18, 9, 37},
+    {"w432h576-div2", "6x4*2", 460.8F, 599.6F, 1844, 2436, 1920, 2498, 0, 0, 0, 0},
+    {"w432h576-div4", "6x2*4", 460.8F, 585.64F, 1844, 2436, 1920, 2436, 22, 17, 50, 70},
+    {"w432h432", "6x6", 440.64F, 460.8F, 1844, 1836, 1920, 1836, 20, 15, 50, 70},
+    {"w432h576", "6x8", 460.8F, 584.64F, 1844, 2436, 1920, 2436, 23, 12, 50, 70},
+    {"default", "default", 0.0F, 0.0F, 1844, 1240, 1920, 1240, 0, 0, 0, 0},
+}};
+
+// The rows a name or a size can choose: all but the fallback at the end.
+inline constexpr std::span<const PaperConfig> selectable_papers{paper_sizes.data(),
+                                                                paper_sizes.size() - 1};
+
+// The row whose ppd_name is exactly `name`, or null. Null and empty names match nothing.
+[[nodiscard]] const PaperConfig* find_paper_by_ppd_name(const char* name);
+
+// The first row with `name` as ppd_name or as label, or null.
+[[nodiscard]] const PaperConfig* find_paper_by_any_name(const char* name);
+
+// The first row whose page is within 5 points (inclusive) of width x height in both directions,
+// upright or, tried second for each row, turned; null when none is.
+[[nodiscard]] const PaperConfig* find_paper_by_size(float width_pt, float height_pt);

@@ -1,0 +1,1 @@
+#include "protocol/bmp_plane.h"

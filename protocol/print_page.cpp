@@ -1,0 +1,1 @@
+#include "protocol/print_page.h"

@@ -1,0 +1,1 @@
+#include "protocol/transport.h"

@@ -1,0 +1,1 @@
+#include "settings/icc_profiles.h"

@@ -1,0 +1,1 @@
+#include "settings/job_arguments.h"

@@ -1,0 +1,25 @@
+// How the text of an option becomes a value. One set of rules for PPD, arguments and flags.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+// Decimal number at the beginning of `text`, as atoi reads it, but saturating at the limits of int32;
+// what is no number gives 0.
+[[nodiscard]] std::int32_t option_int(const char* text);
+
+// `fallback` when `text` is null or exactly "None", otherwise option_int(text).
+[[nodiscard]] std::int32_t parse_option_int(const char* text, std::int32_t fallback);
+
+// Millimetres at the beginning of `text`, as atof reads them; what is no number gives 0.
+[[nodiscard]] double option_millimetres(const char* text);
+
+// Pixels at 300 dpi: mm * 300.0 / 25.4 + 0.5, truncated toward zero (so -1 mm gives -11), saturating
+// at the limits of int32; NaN gives 0.
+[[nodiscard]] std::int32_t millimetres_to_pixels(double mm);
+
+// `value` limited to int32.
+[[nodiscard]] std::int32_t saturate_to_int32(std::int64_t value);
+
+// Copies `text` into the field, cut to its size less one, always terminated. Null counts as empty.
+void copy_text(std::span<char> field, const char* text);

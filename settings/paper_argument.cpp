@@ -1,0 +1,1 @@
+#include "settings/paper_argument.h"

@@ -1,0 +1,1 @@
+#include "settings/ppd_defaults.h"
