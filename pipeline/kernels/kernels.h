@@ -1,15 +1,17 @@
-// The inner loops of the image pipeline. A kernel knows rows and bytes: no settings, no log, no heap,
-// and no decision per pixel that could be made per page.
+// The inner loops of the image pipeline. A kernel knows rows and bytes: no settings, no log, no
+// heap, and no decision per pixel that could be made per page.
 //
-// A row is chunky RGB, three bytes a pixel, as the raster stream delivers it and as Little CMS wants
-// it, until it is split into planes. Widths are in pixels unless a name says bytes, and may be 0.
+// A row is chunky RGB, three bytes a pixel, as the raster stream delivers it and as Little CMS
+// wants it, until it is split into planes. Widths are in pixels unless a name says bytes, and may
+// be 0.
 //
-// Reading: every source row has kRowSlack readable bytes behind its end (their values do not matter),
-// so that a vector load may run over. Writing: no kernel writes a byte beyond the row's own end.
+// Reading: every source row has kRowSlack readable bytes behind its end (their values do not
+// matter), so that a vector load may run over. Writing: no kernel writes a byte beyond the row's
+// own end.
 //
 // The portable table is the reference: plain loops, always built. A table for a newer processor
-// replaces what it does better and must give the same bytes; all_tables() lets tests, benchmarks and
-// fuzzers walk through every one this machine can run.
+// replaces what it does better and must give the same bytes; all_tables() lets tests, benchmarks
+// and fuzzers walk through every one this machine can run.
 #pragma once
 
 #include <cstddef>
@@ -48,7 +50,8 @@ struct ToneMix {
   bool linear_contrast;
   // The legacy gamma and the final store as one: null without legacy gamma; otherwise 256 floats,
   // ascending: byte b is stored for values from legacy_steps[b] on (legacy_steps[0] is not read).
-  // A value that is NaN, or below legacy_steps[1], gives 0.
+  // A value that is NaN, or below legacy_steps[1], gives 0; but minus infinity gives 255, because
+  // powf raises it to plus infinity.
   const float* legacy_steps;
 };
 
@@ -56,27 +59,32 @@ struct Table {
   const char* name;  // "portable", "avx2", ...
 
   // ---- Raster line to RGB row -------------------------------------------------------------------
-  void (*rgb16_to_rgb)(const std::uint8_t* line, std::uint8_t* row, std::size_t width);  // byte 1 of each sample
+  void (*rgb16_to_rgb)(const std::uint8_t* line, std::uint8_t* row,
+                       std::size_t width);  // byte 1 of each sample
   void (*gray8_to_rgb)(const std::uint8_t* line, std::uint8_t* row, std::size_t width);
-  void (*gray1_to_rgb)(const std::uint8_t* line, std::uint8_t* row, std::size_t width);  // MSB first, set bit gives 0
-  void (*four_inverted_to_rgb)(const std::uint8_t* line, std::uint8_t* row, std::size_t width);  // 255 - p, fourth dropped
+  void (*gray1_to_rgb)(const std::uint8_t* line, std::uint8_t* row,
+                       std::size_t width);  // MSB first, set bit gives 0
+  void (*four_inverted_to_rgb)(const std::uint8_t* line, std::uint8_t* row,
+                               std::size_t width);  // 255 - p, fourth dropped
   // trunc(((1 - c/255) * 255) * (1 - k/255)) per channel, single precision.
   void (*four_with_black_to_rgb)(const std::uint8_t* line, std::uint8_t* row, std::size_t width);
 
   // ---- Resize -----------------------------------------------------------------------------------
   // One output row, bilinear in double precision. With fy = `fraction` (0 at `top`, towards 1 at
-  // `bottom`) and fx of each column: w00 = (1-fy)(1-fx), w01 = (1-fy)fx, w10 = fy(1-fx), w11 = fy fx,
-  // byte = trunc(s11 w11 + (s10 w10 + (s00 w00 + s01 w01)) + 0.5), summed in that order.
+  // `bottom`) and fx of each column: w00 = (1-fy)(1-fx), w01 = (1-fy)fx, w10 = fy(1-fx), w11 = fy
+  // fx, byte = trunc(s11 w11 + (s10 w10 + (s00 w00 + s01 w01)) + 0.5), summed in that order.
   void (*resize_row)(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
                      const std::uint8_t* bottom, std::uint8_t* row);
 
   // ---- Colour model, in place -------------------------------------------------------------------
-  void (*to_gray)(std::uint8_t* row, std::size_t width);   // trunc((R*.299f + G*.587f) + B*.114f) thrice
+  void (*to_gray)(std::uint8_t* row,
+                  std::size_t width);  // trunc((R*.299f + G*.587f) + B*.114f) thrice
   void (*to_black)(std::uint8_t* row, std::size_t width);  // 255 - that
   void (*invert)(std::uint8_t* row, std::size_t width);    // 255 - every byte
   void (*to_kcmy)(std::uint8_t* row, std::size_t width);   // (G, B, 255 - R)
 
-  // ---- Deinterlace: ((3 * upper + 2 * lower) * 13108) >> 16, every byte of the row ----------------
+  // ---- Deinterlace: ((3 * upper + 2 * lower) * 13108) >> 16, every byte of the row
+  // ----------------
   void (*deinterlace)(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* row,
                       std::size_t width);
 
@@ -86,20 +94,23 @@ struct Table {
   void (*split_mirrored)(const std::uint8_t* row, std::uint8_t* plane0, std::uint8_t* plane1,
                          std::uint8_t* plane2, std::size_t width);  // last pixel first
 
-  // ---- Tone, on plane rows in place ---------------------------------------------------------------
+  // ---- Tone, on plane rows in place
+  // ---------------------------------------------------------------
   void (*look_up)(std::uint8_t* bytes, const std::uint8_t* table, std::size_t count);  // 256 bytes
   void (*tone_mix)(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1,
                    std::uint8_t* plane2, std::size_t width);
 
-  // ---- Quarter turn of a band ---------------------------------------------------------------------
-  // target[x * target_stride + y] = source[y * source_stride + x] for x < width, y < height: the plain
-  // transpose. Source rows have slack; the target is written nowhere else.
+  // ---- Quarter turn of a band
+  // --------------------------------------------------------------------- target[x * target_stride
+  // + y] = source[y * source_stride + x] for x < width, y < height: the plain transpose. Source
+  // rows have slack; the target is written nowhere else.
   void (*transpose)(const std::uint8_t* source, std::size_t source_stride, std::uint8_t* target,
                     std::size_t target_stride, std::size_t width, std::size_t height);
 
-  // ---- Nearest neighbour --------------------------------------------------------------------------
-  // Copies the runs in order. Runs follow one another in the target without gap or overlap and are in
-  // ascending order, so a copy may overshoot into the next run's place, never beyond the last run.
+  // ---- Nearest neighbour
+  // -------------------------------------------------------------------------- Copies the runs in
+  // order. Runs follow one another in the target without gap or overlap and are in ascending order,
+  // so a copy may overshoot into the next run's place, never beyond the last run.
   void (*copy_runs)(std::span<const CopyRun> runs, const std::uint8_t* source,
                     std::uint8_t* target);
 };

@@ -1,1 +1,279 @@
-// to come
+// The reference form of every kernel: plain loops for any processor, without a branch a pixel where
+// that can be had, so that the compiler can make vectors of them.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+
+#include "pipeline/kernels/variants.h"
+
+namespace kernels {
+namespace {
+
+// ---- Raster line to RGB row ---------------------------------------------------------------------
+
+void rgb16_to_rgb(const std::uint8_t* line, std::uint8_t* row, std::size_t width) {
+  for (std::size_t i = 0; i < width * 3; ++i) row[i] = line[2 * i + 1];
+}
+
+void gray8_to_rgb(const std::uint8_t* line, std::uint8_t* row, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    row[3 * x] = row[3 * x + 1] = row[3 * x + 2] = line[x];
+  }
+}
+
+void gray1_to_rgb(const std::uint8_t* line, std::uint8_t* row, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    const unsigned ink = (line[x >> 3] >> (7 - (x & 7))) & 1U;
+    row[3 * x] = row[3 * x + 1] = row[3 * x + 2] = static_cast<std::uint8_t>(ink - 1U);
+  }
+}
+
+void four_inverted_to_rgb(const std::uint8_t* line, std::uint8_t* row, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    for (std::size_t c = 0; c < 3; ++c) {
+      row[3 * x + c] = static_cast<std::uint8_t>(255 - line[4 * x + c]);
+    }
+  }
+}
+
+// Both factors of a four-colour pixel depend on one byte each; a division a pixel would be the
+// whole cost of this kernel.
+struct InkFactors {
+  std::array<float, 256> light;  // (1 - c/255) * 255
+  std::array<float, 256> gray;   // 1 - k/255
+};
+
+constexpr InkFactors make_ink_factors() {
+  InkFactors factors{};
+  for (std::size_t i = 0; i < 256; ++i) {
+    const float share = static_cast<float>(i) / 255.0F;
+    factors.light[i] = (1.0F - share) * 255.0F;
+    factors.gray[i] = 1.0F - share;
+  }
+  return factors;
+}
+
+constexpr InkFactors kInkFactors = make_ink_factors();
+
+void four_with_black_to_rgb(const std::uint8_t* line, std::uint8_t* row, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    const float gray = kInkFactors.gray[line[4 * x + 3]];
+    for (std::size_t c = 0; c < 3; ++c) {
+      row[3 * x + c] = static_cast<std::uint8_t>(kInkFactors.light[line[4 * x + c]] * gray);
+    }
+  }
+}
+
+// ---- Resize -------------------------------------------------------------------------------------
+
+void resize_row(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
+                const std::uint8_t* bottom, std::uint8_t* row) {
+  const double fy = fraction;
+  for (std::size_t x = 0; x < columns.width; ++x) {
+    const double fx = columns.fraction[x];
+    const double w00 = (1.0 - fy) * (1.0 - fx);
+    const double w01 = (1.0 - fy) * fx;
+    const double w10 = fy * (1.0 - fx);
+    const double w11 = fy * fx;
+    const std::size_t left = std::size_t{3} * columns.left[x];
+    const std::size_t right = std::size_t{3} * columns.right[x];
+    for (std::size_t c = 0; c < 3; ++c) {
+      const double sum = bottom[right + c] * w11 +
+                         (bottom[left + c] * w10 + (top[left + c] * w00 + top[right + c] * w01));
+      row[3 * x + c] = static_cast<std::uint8_t>(sum + 0.5);
+    }
+  }
+}
+
+// ---- Colour model, in place ---------------------------------------------------------------------
+
+std::uint8_t luminance(const std::uint8_t* rgb) {
+  return static_cast<std::uint8_t>(
+      (static_cast<float>(rgb[0]) * 0.299F + static_cast<float>(rgb[1]) * 0.587F) +
+      static_cast<float>(rgb[2]) * 0.114F);
+}
+
+void to_gray(std::uint8_t* row, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    row[3 * x] = row[3 * x + 1] = row[3 * x + 2] = luminance(row + 3 * x);
+  }
+}
+
+void to_black(std::uint8_t* row, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    const auto ink = static_cast<std::uint8_t>(255 - luminance(row + 3 * x));
+    row[3 * x] = row[3 * x + 1] = row[3 * x + 2] = ink;
+  }
+}
+
+void invert(std::uint8_t* row, std::size_t width) {
+  for (std::size_t i = 0; i < width * 3; ++i) row[i] = static_cast<std::uint8_t>(~row[i]);
+}
+
+void to_kcmy(std::uint8_t* row, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    std::uint8_t* pixel = row + 3 * x;
+    const std::uint8_t red = pixel[0];
+    pixel[0] = pixel[1];
+    pixel[1] = pixel[2];
+    pixel[2] = static_cast<std::uint8_t>(255 - red);
+  }
+}
+
+// ---- Deinterlace --------------------------------------------------------------------------------
+
+// The whole product fits 25 bits; 13108 / 65536 stands for one fifth.
+void deinterlace(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* row,
+                 std::size_t width) {
+  for (std::size_t i = 0; i < width * 3; ++i) {
+    row[i] = static_cast<std::uint8_t>(((3U * upper[i] + 2U * lower[i]) * 13108U) >> 16U);
+  }
+}
+
+// ---- RGB row to planes --------------------------------------------------------------------------
+
+void split(const std::uint8_t* row, std::uint8_t* plane0, std::uint8_t* plane1,
+           std::uint8_t* plane2, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    plane0[x] = row[3 * x];
+    plane1[x] = row[3 * x + 1];
+    plane2[x] = row[3 * x + 2];
+  }
+}
+
+void split_mirrored(const std::uint8_t* row, std::uint8_t* plane0, std::uint8_t* plane1,
+                    std::uint8_t* plane2, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    const std::uint8_t* pixel = row + 3 * (width - 1 - x);
+    plane0[x] = pixel[0];
+    plane1[x] = pixel[1];
+    plane2[x] = pixel[2];
+  }
+}
+
+// ---- Tone ---------------------------------------------------------------------------------------
+
+void look_up(std::uint8_t* bytes, const std::uint8_t* table, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) bytes[i] = table[bytes[i]];
+}
+
+struct Rgb {
+  float r, g, b;
+};
+
+float mean_of(const Rgb& pixel) { return ((pixel.r + pixel.g) + pixel.b) * 0.333333F; }
+
+Rgb spread_from_mean(const Rgb& pixel, float factor) {
+  const float mean = mean_of(pixel);
+  return {(pixel.r - mean) * factor + mean, (pixel.g - mean) * factor + mean,
+          (pixel.b - mean) * factor + mean};
+}
+
+Rgb corrected(const Rgb& pixel, Correction correction) {
+  switch (correction) {
+    case Correction::kNone:
+      break;
+    case Correction::kBright:
+      return {pixel.r * 1.1F, pixel.g * 1.1F, pixel.b * 1.1F};
+    case Correction::kAccurate:
+      return spread_from_mean(pixel, 0.95F);
+    case Correction::kHue:
+      return {0.95F * pixel.r + 0.05F * pixel.b, pixel.g, 0.95F * pixel.b + 0.05F * pixel.r};
+    case Correction::kDesaturated:
+      return spread_from_mean(pixel, 0.7F);
+  }
+  return pixel;
+}
+
+float contrasted(float value) { return (value - 128.0F) * 1.2F + 128.0F; }
+
+// Written so that NaN ends in the same branch as what is below zero.
+std::uint8_t stored(float value) {
+  return value > 0.0F ? static_cast<std::uint8_t>(std::min(value, 255.0F)) : std::uint8_t{0};
+}
+
+// Eight halvings without a branch; every comparison with NaN fails, so it ends at 0.
+std::uint8_t stored_by_steps(float value, const float* steps) {
+  if (value == -HUGE_VALF) return 255;
+  std::size_t byte = 0;
+  for (std::size_t half = 128; half != 0; half /= 2) {
+    byte += value >= steps[byte + half] ? half : 0;
+  }
+  return static_cast<std::uint8_t>(byte);
+}
+
+void tone_mix(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1, std::uint8_t* plane2,
+              std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    Rgb pixel = {mix.table[0][plane0[x]], mix.table[1][plane1[x]], mix.table[2][plane2[x]]};
+    if (mix.saturate) pixel = spread_from_mean(pixel, mix.saturation);
+    pixel = {pixel.r * mix.balance[0], pixel.g * mix.balance[1], pixel.b * mix.balance[2]};
+    pixel = corrected(pixel, mix.correction);
+    if (mix.linear_contrast) {
+      pixel = {contrasted(pixel.r), contrasted(pixel.g), contrasted(pixel.b)};
+    }
+    if (mix.legacy_steps != nullptr) {
+      plane0[x] = stored_by_steps(pixel.r, mix.legacy_steps);
+      plane1[x] = stored_by_steps(pixel.g, mix.legacy_steps);
+      plane2[x] = stored_by_steps(pixel.b, mix.legacy_steps);
+    } else {
+      plane0[x] = stored(pixel.r);
+      plane1[x] = stored(pixel.g);
+      plane2[x] = stored(pixel.b);
+    }
+  }
+}
+
+// ---- Quarter turn -------------------------------------------------------------------------------
+
+// In squares, so that the target's cache lines are still there when their next byte comes.
+void transpose(const std::uint8_t* source, std::size_t source_stride, std::uint8_t* target,
+               std::size_t target_stride, std::size_t width, std::size_t height) {
+  constexpr std::size_t kSquare = 32;
+  for (std::size_t x0 = 0; x0 < width; x0 += kSquare) {
+    const std::size_t x1 = std::min(x0 + kSquare, width);
+    for (std::size_t y0 = 0; y0 < height; y0 += kSquare) {
+      const std::size_t y1 = std::min(y0 + kSquare, height);
+      for (std::size_t x = x0; x < x1; ++x) {
+        std::uint8_t* column = target + x * target_stride;
+        for (std::size_t y = y0; y < y1; ++y) column[y] = source[y * source_stride + x];
+      }
+    }
+  }
+}
+
+// ---- Nearest neighbour --------------------------------------------------------------------------
+
+void copy_runs(std::span<const CopyRun> runs, const std::uint8_t* source, std::uint8_t* target) {
+  for (const CopyRun& run : runs) {
+    std::memcpy(target + run.to, source + run.from, run.length);
+  }
+}
+
+constexpr Table kTable = {
+    .name = "portable",
+    .rgb16_to_rgb = rgb16_to_rgb,
+    .gray8_to_rgb = gray8_to_rgb,
+    .gray1_to_rgb = gray1_to_rgb,
+    .four_inverted_to_rgb = four_inverted_to_rgb,
+    .four_with_black_to_rgb = four_with_black_to_rgb,
+    .resize_row = resize_row,
+    .to_gray = to_gray,
+    .to_black = to_black,
+    .invert = invert,
+    .to_kcmy = to_kcmy,
+    .deinterlace = deinterlace,
+    .split = split,
+    .split_mirrored = split_mirrored,
+    .look_up = look_up,
+    .tone_mix = tone_mix,
+    .transpose = transpose,
+    .copy_runs = copy_runs,
+};
+
+}  // namespace
+
+const Table& portable_table() { return kTable; }
+
+}  // namespace kernels

@@ -1,0 +1,11 @@
+// The tables that exist, private to this folder. A variant takes the portable table and replaces
+// what its processor does better.
+#pragma once
+
+#include "pipeline/kernels/kernels.h"
+
+namespace kernels {
+
+[[nodiscard]] const Table& portable_table();
+
+}  // namespace kernels
