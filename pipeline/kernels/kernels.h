@@ -58,59 +58,53 @@ struct ToneMix {
 struct Table {
   const char* name;  // "portable", "avx2", ...
 
-  // ---- Raster line to RGB row -------------------------------------------------------------------
-  void (*rgb16_to_rgb)(const std::uint8_t* line, std::uint8_t* row,
-                       std::size_t width);  // byte 1 of each sample
-  void (*gray8_to_rgb)(const std::uint8_t* line, std::uint8_t* row, std::size_t width);
-  void (*gray1_to_rgb)(const std::uint8_t* line, std::uint8_t* row,
-                       std::size_t width);  // MSB first, set bit gives 0
-  void (*four_inverted_to_rgb)(const std::uint8_t* line, std::uint8_t* row,
-                               std::size_t width);  // 255 - p, fourth dropped
-  // trunc(((1 - c/255) * 255) * (1 - k/255)) per channel, single precision.
-  void (*four_with_black_to_rgb)(const std::uint8_t* line, std::uint8_t* row, std::size_t width);
+  // Raster line to RGB row.
+  using LineToRgb = void(const std::uint8_t* line, std::uint8_t* row, std::size_t width);
+  LineToRgb* rgb16_to_rgb;  // byte 1 of each sample
+  LineToRgb* gray8_to_rgb;  // the byte thrice
+  LineToRgb* gray1_to_rgb;  // most significant bit first; a set bit gives 0, a clear one 255
+  LineToRgb* four_inverted_to_rgb;  // 255 - p; the fourth byte is dropped
+  // trunc(((1 - c/255) * 255) * (1 - k/255)) for each of the first three, single precision.
+  LineToRgb* four_with_black_to_rgb;
 
-  // ---- Resize -----------------------------------------------------------------------------------
-  // One output row, bilinear in double precision. With fy = `fraction` (0 at `top`, towards 1 at
-  // `bottom`) and fx of each column: w00 = (1-fy)(1-fx), w01 = (1-fy)fx, w10 = fy(1-fx), w11 = fy
-  // fx, byte = trunc(s11 w11 + (s10 w10 + (s00 w00 + s01 w01)) + 0.5), summed in that order.
+  // Resize: one output row, bilinear in double precision. With fy = `fraction` (0 at `top`, towards
+  // 1 at `bottom`) and fx of each column the weights are
+  //   w00 = (1 - fy)(1 - fx)   w01 = (1 - fy) fx   w10 = fy (1 - fx)   w11 = fy fx
+  // and byte = trunc(s11 w11 + (s10 w10 + (s00 w00 + s01 w01)) + 0.5), summed in that order.
   void (*resize_row)(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
                      const std::uint8_t* bottom, std::uint8_t* row);
 
-  // ---- Colour model, in place -------------------------------------------------------------------
-  void (*to_gray)(std::uint8_t* row,
-                  std::size_t width);  // trunc((R*.299f + G*.587f) + B*.114f) thrice
-  void (*to_black)(std::uint8_t* row, std::size_t width);  // 255 - that
-  void (*invert)(std::uint8_t* row, std::size_t width);    // 255 - every byte
-  void (*to_kcmy)(std::uint8_t* row, std::size_t width);   // (G, B, 255 - R)
+  // Colour model, in place.
+  using InPlace = void(std::uint8_t* row, std::size_t width);
+  InPlace* to_gray;   // trunc((R * .299f + G * .587f) + B * .114f) thrice
+  InPlace* to_black;  // 255 - that
+  InPlace* invert;    // 255 - every byte
+  InPlace* to_kcmy;   // (G, B, 255 - R)
 
-  // ---- Deinterlace: ((3 * upper + 2 * lower) * 13108) >> 16, every byte of the row
-  // ----------------
+  // Deinterlace: ((3 * upper + 2 * lower) * 13108) >> 16 for every byte of the row.
   void (*deinterlace)(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* row,
                       std::size_t width);
 
-  // ---- RGB row to planes ------------------------------------------------------------------------
-  void (*split)(const std::uint8_t* row, std::uint8_t* plane0, std::uint8_t* plane1,
-                std::uint8_t* plane2, std::size_t width);
-  void (*split_mirrored)(const std::uint8_t* row, std::uint8_t* plane0, std::uint8_t* plane1,
-                         std::uint8_t* plane2, std::size_t width);  // last pixel first
+  // RGB row to plane rows; mirrored puts the last pixel first.
+  using Split = void(const std::uint8_t* row, std::uint8_t* plane0, std::uint8_t* plane1,
+                     std::uint8_t* plane2, std::size_t width);
+  Split* split;
+  Split* split_mirrored;
 
-  // ---- Tone, on plane rows in place
-  // ---------------------------------------------------------------
-  void (*look_up)(std::uint8_t* bytes, const std::uint8_t* table, std::size_t count);  // 256 bytes
+  // Tone, on plane rows in place. `table` has 256 bytes.
+  void (*look_up)(std::uint8_t* bytes, const std::uint8_t* table, std::size_t count);
   void (*tone_mix)(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1,
                    std::uint8_t* plane2, std::size_t width);
 
-  // ---- Quarter turn of a band
-  // --------------------------------------------------------------------- target[x * target_stride
-  // + y] = source[y * source_stride + x] for x < width, y < height: the plain transpose. Source
-  // rows have slack; the target is written nowhere else.
+  // Quarter turn of a band, as a plain transpose:
+  // target[x * target_stride + y] = source[y * source_stride + x] for x < width, y < height.
+  // Source rows have slack; the target is written nowhere else.
   void (*transpose)(const std::uint8_t* source, std::size_t source_stride, std::uint8_t* target,
                     std::size_t target_stride, std::size_t width, std::size_t height);
 
-  // ---- Nearest neighbour
-  // -------------------------------------------------------------------------- Copies the runs in
-  // order. Runs follow one another in the target without gap or overlap and are in ascending order,
-  // so a copy may overshoot into the next run's place, never beyond the last run.
+  // Nearest neighbour: copies the runs in order. Runs follow one another in the target without gap
+  // or overlap and are in ascending order, so a copy may overshoot into the next run's place, never
+  // beyond the last run.
   void (*copy_runs)(std::span<const CopyRun> runs, const std::uint8_t* source,
                     std::uint8_t* target);
 };

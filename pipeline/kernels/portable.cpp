@@ -65,6 +65,9 @@ void four_with_black_to_rgb(const std::uint8_t* line, std::uint8_t* row, std::si
   }
 }
 
+// Half of one, added before a value that is never negative is cut off.
+constexpr double kHalf = 0.5;
+
 // ---- Resize -------------------------------------------------------------------------------------
 
 void resize_row(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
@@ -81,7 +84,7 @@ void resize_row(const ResizeColumns& columns, double fraction, const std::uint8_
     for (std::size_t c = 0; c < 3; ++c) {
       const double sum = bottom[right + c] * w11 +
                          (bottom[left + c] * w10 + (top[left + c] * w00 + top[right + c] * w01));
-      row[3 * x + c] = static_cast<std::uint8_t>(sum + 0.5);
+      row[3 * x + c] = static_cast<std::uint8_t>(sum + kHalf);
     }
   }
 }

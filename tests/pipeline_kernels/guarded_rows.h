@@ -1,0 +1,67 @@
+// Rows for kernel tests: a source ends exactly where the slack does, so that the address sanitizer
+// sees a load too far; a target lies between guard bytes, so that everybody sees a store too far.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "pipeline/kernels/kernels.h"
+
+using Bytes = std::vector<std::uint8_t>;
+
+// Repeatable in every run; each test starts from the same seed.
+class Dice {
+ public:
+  std::size_t below(std::size_t limit) {
+    return std::uniform_int_distribution<std::size_t>(0, limit - 1)(engine_);
+  }
+  double fraction() { return std::uniform_real_distribution<double>(0.0, 1.0)(engine_); }
+  std::uint8_t byte() { return static_cast<std::uint8_t>(engine_() & 0xFFU); }
+  Bytes bytes(std::size_t count);
+
+ private:
+  std::mt19937 engine_{20240531};
+};
+
+// Bytes that a kernel may read, kRowSlack behind them, nothing after that. Starts at an odd address
+// when `offset` is odd.
+class SourceRow {
+ public:
+  SourceRow(const Bytes& content, std::size_t offset);
+  [[nodiscard]] const std::uint8_t* data() const { return memory_.get() + offset_; }
+
+ private:
+  std::size_t offset_;
+  std::unique_ptr<std::uint8_t[]> memory_;
+};
+
+// Bytes that a kernel fills (or changes in place), between guard bytes that it must leave alone.
+class TargetRow {
+ public:
+  TargetRow(std::size_t size, std::size_t offset);
+  TargetRow(const Bytes& content, std::size_t offset);
+  [[nodiscard]] std::uint8_t* data() { return memory_.data() + begin_; }
+  [[nodiscard]] Bytes content() const;
+  [[nodiscard]] bool guards_intact() const;
+
+ private:
+  std::size_t begin_;
+  std::size_t size_;
+  Bytes memory_;
+};
+
+// Every width up to a few vectors, where the tails are, and some of the size of real rows.
+std::vector<std::size_t> interesting_widths();
+
+// A test that runs once for each table of this machine.
+class EveryTable : public testing::TestWithParam<const kernels::Table*> {
+ protected:
+  [[nodiscard]] static const kernels::Table& table() { return *GetParam(); }
+  std::size_t any_offset() { return dice.below(33); }
+  Dice dice;
+};

@@ -1,0 +1,194 @@
+// From the RGB row to planes, the quarter turn, and the nearest neighbour.
+#include <algorithm>
+#include <set>
+
+#include "tests/pipeline_kernels/guarded_rows.h"
+
+namespace {
+
+using kernels::CopyRun;
+using kernels::Table;
+
+struct Planes {
+  Bytes plane[3];
+  friend bool operator==(const Planes&, const Planes&) = default;
+};
+
+// ---- Split --------------------------------------------------------------------------------------
+
+Planes split_by(Table::Split* kernel, const Bytes& row, std::size_t source_offset = 0,
+                const std::size_t (&offset)[3] = {0, 0, 0}) {
+  const SourceRow source(row, source_offset);
+  const std::size_t width = row.size() / 3;
+  TargetRow target[3] = {{width, offset[0]}, {width, offset[1]}, {width, offset[2]}};
+  kernel(source.data(), target[0].data(), target[1].data(), target[2].data(), width);
+  Planes planes;
+  for (int c = 0; c < 3; ++c) {
+    EXPECT_TRUE(target[c].guards_intact()) << "width " << width << " plane " << c;
+    planes.plane[c] = target[c].content();
+  }
+  return planes;
+}
+
+Planes split_plainly(const Bytes& row) {
+  Planes planes;
+  for (std::size_t i = 0; i < row.size(); ++i) planes.plane[i % 3].push_back(row[i]);
+  return planes;
+}
+
+Planes mirrored(Planes planes) {
+  for (Bytes& plane : planes.plane) std::reverse(plane.begin(), plane.end());
+  return planes;
+}
+
+TEST_P(EveryTable, SplitSendsEachColourToItsPlane) {
+  EXPECT_EQ(split_by(table().split, {1, 2, 3, 4, 5, 6}), (Planes{{{1, 4}, {2, 5}, {3, 6}}}));
+}
+
+TEST_P(EveryTable, SplitMirroredKeepsTheMiddleOfAnOddWidthAndASinglePixel) {
+  EXPECT_EQ(split_by(table().split_mirrored, {1, 2, 3, 4, 5, 6, 7, 8, 9}),
+            (Planes{{{7, 4, 1}, {8, 5, 2}, {9, 6, 3}}}));
+  EXPECT_EQ(split_by(table().split_mirrored, {1, 2, 3}), (Planes{{{1}, {2}, {3}}}));
+}
+
+TEST_P(EveryTable, SplitEqualsItsFormulaAtAnyWidthAndAddress) {
+  for (const std::size_t width : interesting_widths()) {
+    const Bytes row = dice.bytes(width * 3);
+    const std::size_t offsets[3] = {any_offset(), any_offset(), any_offset()};
+    EXPECT_EQ(split_by(table().split, row, any_offset(), offsets), split_plainly(row));
+    EXPECT_EQ(split_by(table().split_mirrored, row, any_offset(), offsets),
+              mirrored(split_plainly(row)));
+  }
+}
+
+// ---- Quarter turn -------------------------------------------------------------------------------
+
+// A `width` x `height` image, rows `source_stride` apart, turned over its diagonal into rows
+// `target_stride` apart. Only the image's own bytes may be written.
+void expect_transposed(const Table& table, Dice& dice, std::size_t width, std::size_t height,
+                       std::size_t source_gap, std::size_t target_gap) {
+  const std::size_t source_stride = width + source_gap;
+  const std::size_t target_stride = height + target_gap;
+  const Bytes image = dice.bytes(source_stride * (height == 0 ? 0 : height - 1) + width);
+  Bytes expected = dice.bytes(width == 0 ? 0 : target_stride * (width - 1) + height);
+  const SourceRow source(image, dice.below(33));
+  TargetRow target(expected, dice.below(33));
+  for (std::size_t y = 0; y < height; ++y) {
+    for (std::size_t x = 0; x < width; ++x) {
+      expected[x * target_stride + y] = image[y * source_stride + x];
+    }
+  }
+  table.transpose(source.data(), source_stride, target.data(), target_stride, width, height);
+  EXPECT_TRUE(target.guards_intact()) << width << " x " << height;
+  EXPECT_TRUE(target.content() == expected) << width << " x " << height;
+}
+
+TEST_P(EveryTable, MirroredRowsTransposedAreAQuarterTurnCounterClockwise) {
+  // 0 1 2        2 5
+  // 3 4 5  turns to 1 4
+  //              0 3
+  const SourceRow source({2, 1, 0, 5, 4, 3}, 0);
+  TargetRow target(6, 0);
+  table().transpose(source.data(), 3, target.data(), 2, 3, 2);
+  EXPECT_EQ(target.content(), (Bytes{2, 5, 1, 4, 0, 3}));
+}
+
+TEST_P(EveryTable, TransposeWritesNothingButItsImageAtAnySize) {
+  for (std::size_t width = 0; width <= 70; ++width) {
+    for (const std::size_t height : {0, 1, 2, 7, 8, 15, 16, 17, 31, 32, 33, 47, 48, 63, 64, 65}) {
+      expect_transposed(table(), dice, width, height, dice.below(40), dice.below(40));
+    }
+  }
+}
+
+TEST_P(EveryTable, TransposeTurnsBandsOfRealPages) {
+  const std::size_t sizes[][2] = {{1844, 128}, {2436, 128}, {4872, 52}, {1240, 127}, {1239, 1}};
+  for (const auto& [width, height] : sizes) {
+    expect_transposed(table(), dice, width, height, 0, 1920 - height);
+    expect_transposed(table(), dice, width, height, 64, 1);
+  }
+}
+
+// ---- Nearest neighbour --------------------------------------------------------------------------
+
+// The runs that make `target` columns out of `source` ones, centre on centre.
+std::vector<CopyRun> stretched(std::uint32_t source, std::uint32_t target) {
+  std::vector<CopyRun> runs;
+  const double scale = static_cast<double>(target) / static_cast<double>(source);
+  for (std::uint32_t x = 0; x < target; ++x) {
+    auto from = static_cast<std::uint32_t>(((x + 0.5) * (1.0 / scale)) - 0.5 + 0.5);
+    from = std::min(from, source - 1);
+    if (!runs.empty() && runs.back().from + runs.back().length == from) {
+      ++runs.back().length;
+    } else {
+      runs.push_back({x, from, 1});
+    }
+  }
+  return runs;
+}
+
+void expect_copied(const Table& table, Dice& dice, const std::vector<CopyRun>& runs,
+                   std::uint32_t source_size) {
+  const Bytes bytes = dice.bytes(source_size);
+  const SourceRow source(bytes, dice.below(33));
+  const std::size_t begin = runs.empty() ? 0 : runs.front().to;
+  const std::size_t end = runs.empty() ? 0 : std::size_t{runs.back().to} + runs.back().length;
+  TargetRow target(end - begin, dice.below(33));
+  Bytes expected(end - begin);
+  for (const CopyRun& run : runs) {
+    for (std::uint32_t i = 0; i < run.length; ++i) {
+      expected[run.to - begin + i] = bytes[run.from + i];
+    }
+  }
+  // What lies before the first run is the margin of the canvas: a guard too.
+  table.copy_runs(runs, source.data(), target.data() - begin);
+  EXPECT_TRUE(target.guards_intact());
+  EXPECT_EQ(target.content(), expected);
+}
+
+TEST_P(EveryTable, StretchingToTwiceTheWidthRepeatsEachColumn) {
+  const std::vector<CopyRun> runs = stretched(100, 200);
+  Bytes bytes(100);
+  for (std::size_t i = 0; i < 100; ++i) bytes[i] = static_cast<std::uint8_t>(i);
+  const SourceRow source(bytes, 0);
+  TargetRow target(200, 0);
+  table().copy_runs(runs, source.data(), target.data());
+  for (std::size_t i = 0; i < 200; ++i) EXPECT_EQ(target.content()[i], i / 2);
+}
+
+TEST_P(EveryTable, RunsOfRealStretchesLandWhereTheyShould) {
+  const std::uint32_t sizes[][2] = {{1844, 1800}, {1844, 1847}, {1548, 1800}, {2436, 1800},
+                                    {922, 1800},  {1844, 1844}, {1844, 1},    {1, 1800}};
+  for (const auto& [from, to] : sizes) expect_copied(table(), dice, stretched(from, to), from);
+}
+
+TEST_P(EveryTable, RunsOfAnyLengthLandWhereTheyShould) {
+  expect_copied(table(), dice, {}, 10);
+  for (int round = 0; round < 300; ++round) {
+    const std::uint32_t source = 300;
+    std::vector<CopyRun> runs;
+    auto to = static_cast<std::uint32_t>(dice.below(80));
+    const std::size_t longest = round % 2 == 0 ? 70 : 5;
+    for (std::size_t i = 0; i <= dice.below(40); ++i) {
+      const auto length = static_cast<std::uint32_t>(dice.below(longest + 1));
+      const auto from = static_cast<std::uint32_t>(dice.below(source - length + 1));
+      runs.push_back({to, from, length});
+      to += length;
+    }
+    expect_copied(table(), dice, runs, source);
+  }
+}
+
+// ---- The tables ---------------------------------------------------------------------------------
+
+TEST(KernelTables, ThePortableOneIsAlwaysThereAndTheChosenOneIsAmongThem) {
+  const auto tables = kernels::all_tables();
+  ASSERT_FALSE(tables.empty());
+  EXPECT_STREQ(tables.front()->name, "portable");
+  EXPECT_NE(std::find(tables.begin(), tables.end(), &kernels::chosen_table()), tables.end());
+  std::set<std::string> names;
+  for (const Table* table : tables) names.insert(table->name);
+  EXPECT_EQ(names.size(), tables.size());
+}
+
+}  // namespace

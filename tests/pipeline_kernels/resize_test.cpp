@@ -1,0 +1,131 @@
+// The bilinear resize of one row.
+#include "tests/pipeline_kernels/guarded_rows.h"
+#include "tests/pipeline_kernels/plain_formulas.h"
+
+namespace {
+
+struct Columns {
+  std::vector<std::uint32_t> left;
+  std::vector<std::uint32_t> right;
+  std::vector<double> fraction;
+
+  [[nodiscard]] kernels::ResizeColumns view() const {
+    return {left.data(), right.data(), fraction.data(), left.size()};
+  }
+};
+
+// Where the columns of a real page lie: no half-pixel offset, the last source column twice at the
+// end.
+Columns scaled(std::size_t from, std::size_t to) {
+  Columns columns;
+  const double scale = static_cast<double>(to) / static_cast<double>(from);
+  for (std::size_t x = 0; x < to; ++x) {
+    const double place = static_cast<double>(x) * (1.0 / scale);
+    const auto whole = static_cast<std::uint32_t>(place);
+    const auto last = static_cast<std::uint32_t>(from - 1);
+    columns.left.push_back(std::min(whole, last));
+    columns.right.push_back(whole >= last ? last : whole + 1);
+    columns.fraction.push_back(place - whole);
+  }
+  return columns;
+}
+
+Bytes resized(const kernels::Table& table, const Columns& columns, double fy, const Bytes& top,
+              const Bytes& bottom, std::size_t offset0 = 0, std::size_t offset1 = 0,
+              std::size_t offset2 = 0) {
+  const SourceRow upper(top, offset0);
+  const SourceRow lower(bottom, offset1);
+  TargetRow target(columns.left.size() * 3, offset2);
+  table.resize_row(columns.view(), fy, upper.data(), lower.data(), target.data());
+  EXPECT_TRUE(target.guards_intact()) << "width " << columns.left.size();
+  return target.content();
+}
+
+Bytes by_formula(const Columns& columns, double fy, const Bytes& top, const Bytes& bottom) {
+  Bytes row;
+  for (std::size_t x = 0; x < columns.left.size(); ++x) {
+    for (std::size_t c = 0; c < 3; ++c) {
+      const std::size_t left = std::size_t{3} * columns.left[x] + c;
+      const std::size_t right = std::size_t{3} * columns.right[x] + c;
+      row.push_back(plain::resized(top[left], top[right], bottom[left], bottom[right], fy,
+                                   columns.fraction[x]));
+    }
+  }
+  return row;
+}
+
+TEST_P(EveryTable, ResizeTakesFirstPixelAndFirstRowExactly) {
+  const Columns columns = {{0, 0}, {1, 1}, {0.0, 0.5}};
+  const Bytes top = {10, 20, 30, 20, 40, 61};
+  const Bytes bottom = {110, 120, 130, 120, 140, 160};
+  // Between 10 and 20 lies 15; between 30 and 61 lies 45.5, which rounds up.
+  EXPECT_EQ(resized(table(), columns, 0.0, top, bottom), (Bytes{10, 20, 30, 15, 30, 46}));
+  // A quarter of the way down: 10 + 25, 20 + 25, 30 + 25.
+  EXPECT_EQ(resized(table(), columns, 0.25, top, bottom), (Bytes{35, 45, 55, 40, 55, 70}));
+}
+
+TEST_P(EveryTable, ResizeRepeatsTheLastPixelAtTheRightEdge) {
+  const Columns columns = scaled(2, 4);  // columns at 0, 0.5, 1 and 1.5
+  const Bytes row = {0, 0, 0, 100, 50, 200};
+  EXPECT_EQ(resized(table(), columns, 0.0, row, row),
+            (Bytes{0, 0, 0, 50, 25, 100, 100, 50, 200, 100, 50, 200}));
+}
+
+TEST_P(EveryTable, ResizeKeepsAFlatRowAtAnyFraction) {
+  const Columns columns = scaled(37, 101);
+  for (int value = 0; value < 256; ++value) {
+    const Bytes flat(std::size_t{37} * 3, static_cast<std::uint8_t>(value));
+    const Bytes expected(std::size_t{101} * 3, static_cast<std::uint8_t>(value));
+    EXPECT_EQ(resized(table(), columns, dice.fraction(), flat, flat), expected);
+  }
+}
+
+TEST_P(EveryTable, ResizeEqualsItsFormulaForRealScales) {
+  const std::size_t sizes[][2] = {{2400, 1844}, {1200, 1844}, {1920, 1844}, {1, 50}, {50, 1},
+                                  {3, 1844},    {4872, 70},   {17, 19},     {64, 63}};
+  for (const auto& [from, to] : sizes) {
+    const Columns columns = scaled(from, to);
+    for (const double fy : {0.0, 0.5, 1.0 / 3.0, dice.fraction(), dice.fraction()}) {
+      const Bytes top = dice.bytes(from * 3);
+      const Bytes bottom = dice.bytes(from * 3);
+      EXPECT_EQ(
+          resized(table(), columns, fy, top, bottom, any_offset(), any_offset(), any_offset()),
+          by_formula(columns, fy, top, bottom));
+    }
+  }
+}
+
+TEST_P(EveryTable, ResizeEqualsItsFormulaForAnyWidthAndAnyColumns) {
+  for (const std::size_t width : interesting_widths()) {
+    const std::size_t source = 1 + dice.below(90);
+    Columns columns;
+    for (std::size_t x = 0; x < width; ++x) {
+      columns.left.push_back(static_cast<std::uint32_t>(dice.below(source)));
+      columns.right.push_back(static_cast<std::uint32_t>(dice.below(source)));
+      columns.fraction.push_back(dice.fraction());
+    }
+    const Bytes top = dice.bytes(source * 3);
+    const Bytes bottom = dice.bytes(source * 3);
+    const double fy = dice.fraction();
+    EXPECT_EQ(resized(table(), columns, fy, top, bottom, any_offset(), any_offset(), any_offset()),
+              by_formula(columns, fy, top, bottom));
+  }
+}
+
+// Sums that lie exactly between two bytes, where a different order or a fused multiply-add shows.
+TEST_P(EveryTable, ResizeRoundsHalvesUpInTheGivenOrder) {
+  Columns columns;
+  for (std::uint32_t x = 0; x < 84; ++x) {
+    columns.left.push_back(x);
+    columns.right.push_back(x + 1);
+    columns.fraction.push_back(static_cast<double>(x % 8) / 8.0);
+  }
+  for (int round = 0; round < 200; ++round) {
+    const Bytes top = dice.bytes(std::size_t{85} * 3);
+    const Bytes bottom = dice.bytes(std::size_t{85} * 3);
+    const double fy = static_cast<double>(round % 10) / 10.0;
+    EXPECT_EQ(resized(table(), columns, fy, top, bottom), by_formula(columns, fy, top, bottom));
+  }
+}
+
+}  // namespace
