@@ -1,6 +1,6 @@
 // The papers the printer takes: names, page sizes, and the pixels that go with them. The floor of
-// the program: constant data that includes nothing of ours. The queue's PPD files are generated from
-// it as well, so that they cannot disagree with the filter.
+// the program: constant data that includes nothing of ours. The queue's PPD files are generated
+// from it as well, so that they cannot disagree with the filter.
 #pragma once
 
 #include <array>
@@ -22,9 +22,9 @@ struct PaperConfig {
   std::int32_t bleed_right;
 };
 
-// Deliberate: the rows are irregular where the printer is. "w288h432-div2" has a 6x4 target on a page
-// nearly twice as tall, and "w432h576-div2" a canvas taller than its target and no bleed. Matching by
-// size takes the first row that fits, so the order is part of the table.
+// Deliberate: the rows are irregular where the printer is. "w288h432-div2" has a 6x4 target on a
+// page nearly twice as tall, and "w432h576-div2" a canvas taller than its target and no bleed.
+// Matching by size takes the first row that fits, so the order is part of the table.
 inline constexpr std::array<PaperConfig, 10> paper_sizes{{
     {"B7", "5x3.5", 460.8F, 261.12F, 1548, 1088, 1920, 1088, 20, 15, 50, 70},
     {"w360h360", "5x5", 460.8F, 369.6F, 1548, 1540, 1920, 1540, 23, 15, 50, 70},
