@@ -1,1 +1,50 @@
 #include "geometry/page_layout.h"
+
+#include <utility>
+
+#include "geometry/paper_table.h"
+#include "settings/option_values.h"
+#include "settings/print_options.h"
+
+namespace {
+
+// The paper's own bleed and the user's: a margin can vanish, but never be negative.
+std::int32_t bleed(std::int32_t paper_px, std::int32_t user_px) {
+  const std::int64_t sum = std::int64_t{paper_px} + user_px;
+  return sum < 1 ? 0 : saturate_to_int32(sum);
+}
+
+// What two bleeds leave of one side of the canvas. Something always stays, so that the picture can
+// still be stretched into it.
+std::int32_t side_between(std::int32_t canvas, std::int32_t bleed_before,
+                          std::int32_t bleed_behind) {
+  const std::int64_t side = std::int64_t{canvas} - bleed_before - bleed_behind;
+  return side < 2 ? 1 : saturate_to_int32(side);
+}
+
+}  // namespace
+
+PageLayout page_layout(const PrintOptions& options) {
+  const PaperConfig& paper = *options.paper_config;
+  const std::int32_t rows_per_row = options.interlace != 0 ? 2 : 1;
+
+  PageLayout layout{};
+  layout.target_width = paper.target_width;
+  layout.target_height = paper.target_height * rows_per_row;
+  if (options.rotate_90 != 0) {
+    std::swap(layout.target_width, layout.target_height);
+  }
+
+  layout.canvas_width = paper.canvas_width;
+  layout.canvas_height = paper.canvas_height * rows_per_row;
+
+  layout.bleed_top = bleed(paper.bleed_top, options.bleed_top_px);
+  layout.bleed_bottom = bleed(paper.bleed_bottom, options.bleed_bottom_px);
+  layout.bleed_left = bleed(paper.bleed_left, options.bleed_left_px);
+  layout.bleed_right = bleed(paper.bleed_right, options.bleed_right_px);
+
+  layout.effective_width = side_between(layout.canvas_width, layout.bleed_left, layout.bleed_right);
+  layout.effective_height =
+      side_between(layout.canvas_height, layout.bleed_top, layout.bleed_bottom);
+  return layout;
+}

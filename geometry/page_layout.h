@@ -7,8 +7,8 @@ struct PrintOptions;
 
 // All in pixels at 300 dpi (vertically 600 dpi when interlaced).
 struct PageLayout {
-  // What the picture is resized to. When the page is turned, width and height are exchanged, because
-  // the picture still lies on its side then.
+  // What the picture is resized to. When the page is turned, width and height are exchanged,
+  // because the picture still lies on its side then.
   std::int32_t target_width;
   std::int32_t target_height;
 
