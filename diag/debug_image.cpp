@@ -1,1 +1,97 @@
 #include "diag/debug_image.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "diag/log.h"
+
+namespace {
+
+constexpr std::size_t kNameCapacity = 256;
+
+// Pixels that are interleaved before they are written: some ten rows of a page at once, on the
+// stack, so that a picture needs no memory of its own when memory is what is short.
+constexpr std::size_t kChunkPixels = 20'000;
+
+// A name that is too long is cut; the tags in use are far from it.
+void build_name(char (&name)[kNameCapacity], const char* tag) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char stamp[64];
+  if (std::strftime(stamp, sizeof stamp, "%Y%m%d_%H%M%S", &local) == 0) {
+    stamp[0] = '\0';
+  }
+  std::snprintf(name, sizeof name, "%s/%s_%s.ppm", kDebugImageFolder, stamp, tag);
+}
+
+// A picture is a help, not a result: what cannot be written is left out, and the page goes on.
+void write_bytes(int file, const void* data, std::size_t length) {
+  const char* bytes = static_cast<const char*>(data);
+  while (length > 0) {
+    const ssize_t written = write(file, bytes, length);
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      return;
+    }
+    bytes += written;
+    length -= static_cast<std::size_t>(written);
+  }
+}
+
+void write_pixels(int file, const std::uint8_t* plane0, const std::uint8_t* plane1,
+                  const std::uint8_t* plane2, std::size_t count) {
+  std::uint8_t chunk[kChunkPixels * 3];
+  for (std::size_t start = 0; start < count; start += kChunkPixels) {
+    const std::size_t pixels = std::min(kChunkPixels, count - start);
+    for (std::size_t i = 0; i < pixels; ++i) {
+      chunk[3 * i] = plane0[start + i];
+      chunk[3 * i + 1] = plane1[start + i];
+      chunk[3 * i + 2] = plane2[start + i];
+    }
+    write_bytes(file, chunk, pixels * 3);
+  }
+}
+
+}  // namespace
+
+bool debug_images_wanted() { return std::getenv("PPD") == nullptr; }
+
+void save_debug_image(const char* tag, const std::uint8_t* plane0, const std::uint8_t* plane1,
+                      const std::uint8_t* plane2, unsigned width, int height) {
+  if (!debug_images_wanted()) {
+    return;
+  }
+  mkdir(kDebugImageFolder, 0755);
+  char name[kNameCapacity];
+  build_name(name, tag);
+  // The folder is open to everybody who can write to /tmp: a link planted under the name of a
+  // picture must not lead the filter to somebody else's file.
+  const int file = open(name, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666);
+  if (file < 0) {
+    log_line("K905-1: ERROR: Cannot save debug image %s", name);
+    return;
+  }
+
+  char head[64];
+  const int head_length =
+      std::snprintf(head, sizeof head, "P6\n%d %d\n255\n", static_cast<int>(width), height);
+  write_bytes(file, head, static_cast<std::size_t>(head_length));
+  if (height > 0) {
+    write_pixels(file, plane0, plane1, plane2,
+                 std::size_t{width} * static_cast<std::size_t>(height));
+  }
+  close(file);
+  log_line("K905-1: Saved debug image: %s (%dx%d, %s)", name, static_cast<int>(width), height,
+           "RGB");
+}
