@@ -1,29 +1,61 @@
 // The tone settings worked out once per page: what is left to do per pixel.
+//
+// One fixed chain of steps (brightness and contrast, gammas, saturation, balance, correction,
+// linear contrast, legacy gamma) runs over every pixel in single precision. adjust_pixel is that
+// chain, step by step; TonePlan gives the same bytes with as little work as the settings allow.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 #include "pipeline/kernels/kernels.h"
 
 struct PrintOptions;
 
+// The settings as the factors and exponents that the steps use.
+struct ToneFactors {
+  float brightness;           // kB
+  float contrast;             // kC
+  float channel_exponent[3];  // 1.0f: the step is left out
+  float exponent;             // 1.0f: the step is left out
+  float saturation;           // kS; 1.0f: the step is left out
+  float balance[3];
+  kernels::Correction correction;
+  bool linear_contrast;
+  bool legacy_gamma;
+};
+
+[[nodiscard]] ToneFactors tone_factors(const PrintOptions& options);
+
 class TonePlan {
  public:
-  // Works the settings out. With neutral settings nothing is allocated and rows pass untouched; while
-  // no step mixes channels the whole chain is one table of 256 bytes a channel, filled by the plain
-  // chain itself; otherwise tables up to the mixing step and kernels::ToneMix for the rest.
+  // Works the settings out. Allocates nothing and cannot fail; may be called again for the next
+  // page.
   void prepare(const PrintOptions& options);
 
-  // Three plane rows of `width` bytes, in place.
+  // Three plane rows of `width` bytes, in place. Neutral settings leave them untouched at no cost.
   void apply(std::uint8_t* plane0, std::uint8_t* plane1, std::uint8_t* plane2,
              std::size_t width) const;
 
  private:
-  // What is needed is the concern of tone_plan.cpp.
+  enum class Road {
+    kUntouched,     // neutral settings
+    kTables,        // no step mixes channels: one table of bytes a channel
+    kMix,           // tables up to the mixing step, the rest by the kernel
+    kPixelByPixel,  // settings so far out that only the plain chain itself is sure
+  };
+
+  void prepare_byte_tables();
+  void prepare_mix();
+
+  Road road_ = Road::kUntouched;
+  ToneFactors factors_ = {};
+  bool identity_[3] = {};  // kTables: this channel's table changes nothing
+  std::uint8_t byte_table_[3][256] = {};
+  float mix_table_[3][256] = {};  // kMix
+  float legacy_steps_[256] = {};  // kMix with legacy gamma
 };
 
-// The plain chain: one pixel, every step in its order, in single precision. The measure of every other
-// form.
+// The plain chain: one pixel, every step in its order, in single precision. The measure of every
+// other form.
 void adjust_pixel(const PrintOptions& options, std::uint8_t rgb[3]);

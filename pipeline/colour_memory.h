@@ -1,0 +1,48 @@
+// Remembers what colours became, for a conversion that is dear and depends on the colour alone.
+//
+// A photograph meets the same colours again and again; noise does not. So the memory watches how
+// often it knows the answer and steps aside where asking it would cost more than it saves. It
+// changes how often the conversion runs, never what comes out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "pipeline/plane_set.h"
+
+class ColourMemory {
+ public:
+  // The most colours a Conversion is asked for at once.
+  static constexpr std::size_t kMostAtOnce = 512;
+
+  // Converts `count` RGB triples from `in` to `out`, which do not overlap.
+  struct Conversion {
+    void (*convert)(const void* context, const std::uint8_t* in, std::uint8_t* out,
+                    std::size_t count);
+    const void* context;
+  };
+
+  // Forgets everything, for a new conversion. Takes its memory (1 MiB) at the first call; when that
+  // cannot be had, every colour is converted.
+  void reset();
+
+  // Converts `width` RGB triples in place. All calls between two resets come with the same
+  // conversion.
+  void convert_row(std::uint8_t* rgb, std::size_t width, const Conversion& conversion);
+
+ private:
+  struct Entry {
+    std::uint32_t key;  // 0: empty
+    std::uint8_t rgb[4];
+  };
+
+  std::size_t convert_known(std::uint8_t* rgb, std::size_t width, const Conversion& conversion);
+  void judge(std::size_t width, std::size_t unknown);
+
+  std::unique_ptr<Entry[], FreeDeleter> entries_;
+  int trial_rows_ = 0;       // rows of the present trial still to come
+  int resting_rows_ = 0;     // rows still to be converted without asking
+  std::size_t asked_ = 0;    // colours since the trial began
+  std::size_t unknown_ = 0;  // those of them that had to be converted
+};
