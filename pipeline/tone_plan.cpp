@@ -13,10 +13,6 @@ using kernels::Correction;
 constexpr float kMeanFactor = 0.333333f;  // Deliberate: not 1/3; a gray pixel may lose one step.
 constexpr float kLegacyExponent = 0.45454544f;
 
-// Beyond this the mixing steps might overflow: with factors of int32 thousandths they multiply a
-// value by less than 1e14 in all.
-constexpr float kSafeMagnitude = 1e20f;
-
 // How many floats on either side of each legacy step are compared with the chain.
 constexpr int kCheckedNeighbours = 4;
 
@@ -174,28 +170,6 @@ bool step_is_clean(int byte, std::uint32_t step) {
   return true;
 }
 
-bool fill_legacy_steps(float steps[256]) {
-  steps[0] = 0.0f;
-  std::uint32_t step = 0;
-  for (int byte = 1; byte < 256; ++byte) {
-    step = legacy_step(byte, step);
-    if (!step_is_clean(byte, step)) {
-      return false;
-    }
-    steps[byte] = float_of(step);
-  }
-  return true;
-}
-
-bool is_safe(const float table[256]) {
-  for (int byte = 0; byte < 256; ++byte) {
-    if (std::fabs(table[byte]) > kSafeMagnitude) {
-      return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
 
 ToneFactors tone_factors(const PrintOptions& options) {
@@ -216,6 +190,19 @@ ToneFactors tone_factors(const PrintOptions& options) {
 
 void adjust_pixel(const PrintOptions& options, std::uint8_t rgb[3]) {
   run_chain(tone_factors(options), rgb);
+}
+
+bool fill_legacy_steps(float steps[256]) {
+  steps[0] = 0.0f;
+  std::uint32_t step = 0;
+  for (int byte = 1; byte < 256; ++byte) {
+    step = legacy_step(byte, step);
+    if (!step_is_clean(byte, step)) {
+      return false;
+    }
+    steps[byte] = float_of(step);
+  }
+  return true;
 }
 
 void TonePlan::prepare(const PrintOptions& options) {
@@ -247,16 +234,12 @@ void TonePlan::prepare_byte_tables() {
 }
 
 void TonePlan::prepare_mix() {
-  bool safe = true;
   for (int c = 0; c < 3; ++c) {
     for (int byte = 0; byte < 256; ++byte) {
       mix_table_[c][byte] = before_mixing(factors_, c, static_cast<std::uint8_t>(byte));
     }
-    safe = safe && is_safe(mix_table_[c]);
   }
-  // The power of minus infinity is plus infinity, which no ascending table of steps can say; so the
-  // steps serve only where infinities cannot come up. Without legacy gamma any value is fine.
-  const bool steps_hold = !factors_.legacy_gamma || (safe && fill_legacy_steps(legacy_steps_));
+  const bool steps_hold = !factors_.legacy_gamma || fill_legacy_steps(legacy_steps_);
   road_ = steps_hold ? Road::kMix : Road::kPixelByPixel;
 }
 

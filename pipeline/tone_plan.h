@@ -42,7 +42,7 @@ class TonePlan {
     kUntouched,     // neutral settings
     kTables,        // no step mixes channels: one table of bytes a channel
     kMix,           // tables up to the mixing step, the rest by the kernel
-    kPixelByPixel,  // settings so far out that only the plain chain itself is sure
+    kPixelByPixel,  // a powf that has no clean steps: the plain chain itself
   };
 
   void prepare_byte_tables();
@@ -59,3 +59,8 @@ class TonePlan {
 // The plain chain: one pixel, every step in its order, in single precision. The measure of every
 // other form.
 void adjust_pixel(const PrintOptions& options, std::uint8_t rgb[3]);
+
+// The legacy gamma and the store in one table, as kernels::ToneMix wants it: steps[b] is the
+// smallest value that is stored as b or more. False when this machine's powf does not rise cleanly
+// there.
+[[nodiscard]] bool fill_legacy_steps(float steps[256]);
