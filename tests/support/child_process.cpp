@@ -1,0 +1,197 @@
+#include "tests/support/child_process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+struct Pipe {
+  int read_end = -1;
+  int write_end = -1;
+};
+
+Pipe make_pipe() {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    std::abort();
+  }
+  return {ends[0], ends[1]};
+}
+
+void close_descriptor(int& descriptor) {
+  if (descriptor >= 0) {
+    close(descriptor);
+    descriptor = -1;
+  }
+}
+
+// In a mount namespace of our own nobody else sees that /tmp is another folder.
+bool put_in_place_of_tmp(const char* folder) {
+  return unshare(CLONE_NEWNS) == 0 &&
+         mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         mount(folder, "/tmp", nullptr, MS_BIND, nullptr) == 0;
+}
+
+std::vector<char*> pointers_to(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (std::string& text : texts) {
+    pointers.push_back(text.data());
+  }
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+// Reads what is there; closes at the end of the stream.
+void drain(int& descriptor, std::string& text) {
+  std::array<char, 65536> piece;
+  const ssize_t got = read(descriptor, piece.data(), piece.size());
+  if (got > 0) {
+    text.append(piece.data(), static_cast<std::size_t>(got));
+  } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
+    close_descriptor(descriptor);
+  }
+}
+
+void feed(int& descriptor, const std::string& input, std::size_t& fed) {
+  const ssize_t written = write(descriptor, input.data() + fed, input.size() - fed);
+  if (written > 0) {
+    fed += static_cast<std::size_t>(written);
+  } else if (written < 0 && errno != EAGAIN && errno != EINTR) {
+    fed = input.size();  // The child no longer reads.
+  }
+  if (fed == input.size()) {
+    close_descriptor(descriptor);
+  }
+}
+
+}  // namespace
+
+ChildResult run_child(const ChildSetup& setup) {
+  std::vector<std::string> arguments = setup.arguments;
+  std::vector<std::string> variables;
+  for (const auto& [name, value] : setup.environment) {
+    variables.push_back(name + "=" + value);
+  }
+  const std::vector<char*> argv = pointers_to(arguments);
+  const std::vector<char*> envp = pointers_to(variables);
+
+  // Absolute, because the child may stand elsewhere.
+  const std::string program = std::filesystem::absolute(setup.program);
+  Pipe in = make_pipe();
+  Pipe out = make_pipe();
+  Pipe err = make_pipe();
+  std::signal(SIGPIPE, SIG_IGN);
+  const pid_t child = fork();
+  if (child == 0) {
+    std::signal(SIGPIPE, SIG_DFL);
+    dup2(in.read_end, STDIN_FILENO);
+    dup2(out.write_end, STDOUT_FILENO);
+    dup2(err.write_end, STDERR_FILENO);
+    // First the folder, then the mount: the folder may lie in the /tmp that is about to be covered.
+    if (!setup.working_folder.empty() && chdir(setup.working_folder.c_str()) != 0) {
+      _exit(126);
+    }
+    if (!setup.private_tmp.empty() && !put_in_place_of_tmp(setup.private_tmp.c_str())) {
+      _exit(126);
+    }
+    execve(program.c_str(), argv.data(), envp.data());
+    _exit(127);
+  }
+  close_descriptor(in.read_end);
+  close_descriptor(out.write_end);
+  close_descriptor(err.write_end);
+  fcntl(in.write_end, F_SETFL, O_NONBLOCK);
+
+  ChildResult result;
+  result.process_id = child;
+  std::size_t fed = 0;
+  if (setup.input.empty()) {
+    close_descriptor(in.write_end);
+  }
+  const auto deadline = std::chrono::steady_clock::now() + setup.time_limit;
+  while (out.read_end >= 0 || err.read_end >= 0) {
+    std::array<pollfd, 3> watched{
+        {{in.write_end, POLLOUT, 0}, {out.read_end, POLLIN, 0}, {err.read_end, POLLIN, 0}}};
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(child, SIGKILL);
+      break;
+    }
+    if (poll(watched.data(), watched.size(), 1000) <= 0) {
+      continue;
+    }
+    if (watched[0].revents != 0) {
+      feed(in.write_end, setup.input, fed);
+    }
+    if (watched[1].revents != 0) {
+      drain(out.read_end, result.output);
+    }
+    if (watched[2].revents != 0) {
+      drain(err.read_end, result.log);
+    }
+  }
+  close_descriptor(in.write_end);
+  close_descriptor(out.read_end);
+  close_descriptor(err.read_end);
+
+  int ended = 0;
+  waitpid(child, &ended, 0);
+  if (WIFEXITED(ended)) {
+    result.status = WEXITSTATUS(ended);
+  } else if (WIFSIGNALED(ended)) {
+    result.signal = WTERMSIG(ended);
+  }
+  return result;
+}
+
+std::string filter_program() { return K905_BINARY_DIR "/rastertok905"; }
+
+bool private_tmp_possible() {
+  const pid_t child = fork();
+  if (child == 0) {
+    _exit(put_in_place_of_tmp("/tmp") ? 0 : 1);
+  }
+  int ended = 0;
+  waitpid(child, &ended, 0);
+  return WIFEXITED(ended) && WEXITSTATUS(ended) == 0;
+}
+
+ScratchFolder::ScratchFolder() {
+  path_ = (std::filesystem::temp_directory_path() / "k905_test_XXXXXX").string();
+  if (mkdtemp(path_.data()) == nullptr) {
+    std::abort();
+  }
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::string ScratchFolder::write(const std::string& name, const std::string& bytes) const {
+  const std::string path = path_ + "/" + name;
+  std::ofstream(path, std::ios::binary) << bytes;
+  return path;
+}
+
+std::optional<std::string> ScratchFolder::read(const std::string& name) const {
+  std::ifstream file(path_ + "/" + name, std::ios::binary);
+  if (!file) {
+    return std::nullopt;
+  }
+  std::ostringstream bytes;
+  bytes << file.rdbuf();
+  return bytes.str();
+}

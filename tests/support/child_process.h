@@ -1,0 +1,54 @@
+// The built program as a child process: what goes in, what comes out, how it ended.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct ChildSetup {
+  std::string program;
+  std::vector<std::string> arguments;              // argv[0] included
+  std::map<std::string, std::string> environment;  // all of it; nothing is inherited
+  std::string input;                               // standard input, through a pipe
+  std::string working_folder;                      // empty: the test's own
+  // Stands in for /tmp, so that a run by hand leaves its log and pictures here and disturbs nobody.
+  std::string private_tmp;
+  std::chrono::seconds time_limit{60};
+};
+
+struct ChildResult {
+  int status = -1;  // exit status; -1 when it did not exit by itself
+  int signal = 0;   // what killed it, or 0
+  int process_id = 0;
+  std::string output;
+  std::string log;
+};
+
+// Runs the program to its end, feeding and draining its pipes meanwhile. A child that outlives the
+// time limit is killed.
+[[nodiscard]] ChildResult run_child(const ChildSetup& setup);
+
+// The filter that this build made.
+[[nodiscard]] std::string filter_program();
+
+// Whether `private_tmp` works here: it takes a mount namespace.
+[[nodiscard]] bool private_tmp_possible();
+
+// A fresh folder of its own for a test, removed with everything in it at the end of the guard.
+class ScratchFolder {
+ public:
+  ScratchFolder();
+  ~ScratchFolder();
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  [[nodiscard]] const std::string& path() const { return path_; }
+  // Writes a file into the folder and returns its path.
+  std::string write(const std::string& name, const std::string& bytes) const;
+  [[nodiscard]] std::optional<std::string> read(const std::string& name) const;
+
+ private:
+  std::string path_;
+};

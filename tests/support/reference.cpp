@@ -1,0 +1,373 @@
+#include "tests/support/reference.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <regex>
+
+#include "tests/support/captured_log.h"
+#include "tests/support/reference_state.h"
+
+namespace reference {
+namespace {
+
+// What libcups reads from: a string, and whether anybody wanted more than there was.
+struct Source {
+  const std::string& bytes;
+  std::size_t at = 0;
+  bool ran_dry = false;
+};
+
+ssize_t read_from_string(void* context, unsigned char* buffer, std::size_t wanted) {
+  auto* source = static_cast<Source*>(context);
+  const std::size_t count = std::min(wanted, source->bytes.size() - source->at);
+  std::memcpy(buffer, source->bytes.data() + source->at, count);
+  source->at += count;
+  if (count == 0) {
+    source->ran_dry = true;
+  }
+  return static_cast<ssize_t>(count);
+}
+
+std::string formatted(const char* format, va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, arguments)), '\0');
+  std::vsnprintf(text.data(), text.size() + 1, format, again);
+  va_end(again);
+  return text;
+}
+
+void put(std::string& bytes, std::size_t at, unsigned value, int size) {
+  for (int i = 0; i < size; ++i) {
+    bytes[at + static_cast<std::size_t>(i)] = static_cast<char>(value >> (8 * i));
+  }
+}
+
+// Escape, "P", group, name, length: 32 characters, blanks where nothing is said.
+std::string block(const std::string& group, const std::string& name, const std::string& length) {
+  std::string bytes(32, ' ');
+  bytes.replace(0, 2, "\x1bP");
+  bytes.replace(2, group.size(), group);
+  bytes.replace(8, name.size(), name);
+  bytes.replace(24, length.size(), length);
+  return bytes;
+}
+
+std::string eight_digits(std::size_t value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%08zu", value);
+  return text;
+}
+
+bool contains(const std::string& text, const char* part) {
+  return text.find(part) != std::string::npos;
+}
+
+}  // namespace
+
+Pages read_pages(const std::string& stream) {
+  Pages result;
+  Source source{stream};
+  cups_raster_t* raster = cupsRasterOpenIO(read_from_string, &source, CUPS_RASTER_READ);
+  if (raster == nullptr) {
+    return result;
+  }
+  result.opened = true;
+  cups_page_header2_t header;
+  while (cupsRasterReadHeader2(raster, &header) != 0) {
+    Page page{header, {}};
+    std::vector<std::uint8_t> line(header.cupsBytesPerLine);
+    while (cupsRasterReadPixels(raster, line.data(), header.cupsBytesPerLine) != 0) {
+      page.lines.push_back(line);
+    }
+    result.pages.push_back(std::move(page));
+  }
+  result.refused_header = !source.ran_dry;
+  cupsRasterClose(raster);
+  return result;
+}
+
+void PlainFilter::say(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  std::string line = open_line_ + formatted(format, arguments);
+  va_end(arguments);
+  open_line_.clear();
+  std::replace(line.begin(), line.end(), '\n', ' ');
+  std::replace(line.begin(), line.end(), '\r', ' ');
+  if (job_.max_message > 1) {
+    line = line.substr(0, static_cast<std::size_t>(job_.max_message - 1));
+  }
+  log.push_back(line);
+}
+
+void PlainFilter::begin_to_say(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  open_line_ += formatted(format, arguments);
+  va_end(arguments);
+}
+
+void PlainFilter::picture(const char* tag, const Image& image) {
+  if (job_.ppd_path) {
+    return;
+  }
+  std::string ppm =
+      "P6\n" + std::to_string(image.width) + " " + std::to_string(image.height) + "\n255\n";
+  for (std::size_t i = 0; i < image.plane[0].size(); ++i) {
+    for (const auto& plane : image.plane) {
+      ppm += static_cast<char>(plane[i]);
+    }
+  }
+  pictures[tag] = std::move(ppm);
+  say("K905-1: Saved debug image: /tmp/k905_debug/TIME_%s.ppm (%dx%d, RGB)", tag, image.width,
+      image.height);
+}
+
+ReferenceResult PlainFilter::whole_job() {
+  say("=== rastertok905 start ===");
+  say("K905-1: Process ID: %d", job_.process_id);
+  say("K905-1: Program called with %d arguments", static_cast<int>(arguments_.size()));
+  say("K905-1: Command line arguments:");
+  for (std::size_t i = 0; i < arguments_.size(); ++i) {
+    say("  [%d]: %s", static_cast<int>(i), arguments_[i].c_str());
+  }
+  read_ppd();
+  read_arguments();
+  if (job_.ribbon == "6x4" || job_.ribbon == "6x8") {
+    settings.ribbon = job_.ribbon;
+    say("K905-1 DEBUG: Already detected ribbon");
+  } else {
+    say("K905-1 DEBUG: Starting ribbon detection");
+    settings.ribbon = "6x4";
+    say("K905-1: macOS: using default ribbon size 6x4 (no USB scan)");
+  }
+  read_paper_argument();
+  log_summary();
+
+  const auto finish = [this](int status) {
+    return ReferenceResult{status, std::move(output), std::move(log), std::move(pictures)};
+  };
+  const Pages stream = read_pages(job_.input);
+  if (!stream.opened) {
+    say("K905-1: cupsRasterOpen failed (no raster data from upstream).");
+    say("K905-1: Tip: In print dialog choose Color/RGB, not Grayscale or Black only.");
+    return finish(1);
+  }
+  const int copies = settings.copies;
+  bool merging = false;
+  for (std::size_t index = 0; index < stream.pages.size(); ++index) {
+    const Page& page = stream.pages[index];
+    const int number = static_cast<int>(index) + 1;
+    const bool odd = number % 2 == 1;
+    if (index == 0) {
+      interpret_header(page.header);
+      merging = decide_merge();
+    }
+    say("K905-1: Processing page %d (%s)", number, odd ? "ODD" : "EVEN");
+    for (int copy = 1; copy <= copies; ++copy) {
+      say("K905-1: === Processing page %d, copy %d/%d ===", number, copy, copies);
+      Image sheet;
+      if (!build(page, sheet)) {
+        say("K905-1: build_planes_resampled failed, abort page %d", number);
+        continue;
+      }
+      if (!merging) {
+        say("K905-1: Direct print mode (no merge): page %d", number);
+        print_sheet(sheet);
+      } else if (odd) {
+        say("K905-1: Page %d is ODD - storing in buffer", number);
+        if (holding_) {
+          say("K905-1: Buffer already has image, printing it first");
+          print_sheet(held_);
+        }
+        held_ = std::move(sheet);
+        holding_ = true;
+      } else if (!holding_) {
+        say("K905-1: Page %d is EVEN but no buffered ODD page - printing single", number);
+        print_sheet(sheet);
+      } else {
+        say("K905-1: Page %d is EVEN - merging with buffered ODD page", number);
+        say("K905-1: Merging ODD page (%dx%d) with EVEN page (%dx%d)", held_.width, held_.height,
+            sheet.width, sheet.height);
+        say("K905-1: Merging two 6x4 pages to 6x8 (width=%d, height=%d)", held_.width,
+            held_.height);
+        if (!merge(held_, sheet)) {
+          say("K905-1: Merge failed, printing separately");
+          print_sheet(held_);
+          print_sheet(sheet);
+        }
+        holding_ = false;
+      }
+    }
+  }
+  if (stream.refused_header) {
+    say("K905-1: Raster page header refused, the rest of the job is not printed");
+  }
+  if (holding_) {
+    say("K905-1: Program end - found buffered ODD page (single 6x4)");
+    print_sheet(held_);
+  }
+  say("=== rastertok905 end ===");
+  return finish(0);
+}
+
+bool PlainFilter::decide_merge() {
+  const std::string& paper = settings.paper.name;
+  const bool qualifies =
+      contains(paper, "w288h432") || contains(paper, "6x4") || contains(paper, "4x6");
+  if (settings.ribbon == "6x8" && qualifies) {
+    say("K905-1: ENABLING merge mode: 6x8 ribbon + 6x4 paper");
+    say("K905-1:   Ribbon size: %s", settings.ribbon.c_str());
+    say("K905-1:   Paper name: %s", paper.c_str());
+    return true;
+  }
+  say("K905-1: DISABLING merge mode: ribbon=%s, paper=%s", settings.ribbon.c_str(), paper.c_str());
+  say("K905-1:   Direct print mode (no caching)");
+  return false;
+}
+
+bool PlainFilter::merge(const Image& top, const Image& bottom) {
+  const int w = top.width;
+  const int h = top.height;
+  // The place of the lower picture is the upper one's size; what it does not have stays white.
+  Image lower = make_image(w, h, 255);
+  for (int y = 0; y < std::min(h, bottom.height); ++y) {
+    for (int x = 0; x < std::min(w, bottom.width); ++x) {
+      for (int i = 0; i < 3; ++i) {
+        lower.plane[i][static_cast<std::size_t>(y * w + x)] =
+            bottom.plane[i][static_cast<std::size_t>(y * bottom.width + x)];
+      }
+    }
+  }
+  say("K905-1: Saving input 6x4 images for debugging...");
+  picture("merge_input_top", top);
+  picture("merge_input_bottom", lower);
+  if (h <= 0 || w <= 0) {
+    say("K905-1: Failed to merge pages");
+    return false;
+  }
+  say("K905-1: Merging 6x4 images: input size=%dx%d, simple center merge with %dpx gap", w, h, 18);
+  if (w > 1920) {
+    say("K905-1: Failed to merge pages");
+    return false;
+  }
+  Image sheet = make_image(1920, 2498, 255);
+  const int offset_x = (1920 - w) / 2;
+  for (int r = 0; r < h; ++r) {
+    for (int x = 0; x < w; ++x) {
+      for (int i = 0; i < 3; ++i) {
+        const auto from = static_cast<std::size_t>(r * w + x);
+        const int column = offset_x + x;
+        if (r - 5 >= 0 && r - 5 < 2498) {
+          sheet.plane[i][static_cast<std::size_t>((r - 5) * 1920 + column)] = top.plane[i][from];
+        }
+        if (h + 13 + r < 2498) {
+          sheet.plane[i][static_cast<std::size_t>((h + 13 + r) * 1920 + column)] =
+              lower.plane[i][from];
+        }
+      }
+    }
+  }
+  say("K905-2: Merged 6x4 images (simple center merge) %dx%d, src %dx%d", 1920, 2498, w, h);
+  say("        Top: offset_y=%d, offset_x=%d", -5, offset_x);
+  say("        Bottom: offset_y=%d, offset_x=%d", h + 13, offset_x);
+  say("        Gap: %dpx", 18);
+  picture("08c_merged_before_bleed", sheet);
+  say("K905-1: Successfully merged to 6x8 (%dx%d)", 1920, 2498);
+  print_sheet(sheet);
+  return true;
+}
+
+void PlainFilter::print_sheet(const Image& sheet) {
+  const int width = sheet.width;
+  const int height = sheet.height;
+  const std::size_t count = sheet.plane[0].size();
+  ++sheets_;
+  say("K905-1: ===== PRINT CALL #%d =====", sheets_);
+  say("K905-1: Printing single page %dx%d", width, height);
+  if (width <= 0 || height <= 0 || width > 5000 || height > 5000) {
+    say("K905-1: ERROR: Invalid image dimensions: %dx%d", width, height);
+    return;
+  }
+  say("K905-1: DEBUG: Image size: %zu pixels", count);
+  if (count >= 101) {
+    const auto rgb = [&sheet](int i, std::size_t index) -> int { return sheet.plane[i][index]; };
+    say("K905-1: DEBUG: First pixel: R=%d, G=%d, B=%d", rgb(0, 0), rgb(1, 0), rgb(2, 0));
+    const std::size_t middle = count / 2;
+    say("K905-1: DEBUG: Middle pixel: R=%d, G=%d, B=%d", rgb(0, middle), rgb(1, middle),
+        rgb(2, middle));
+    const std::size_t last = count - 1;
+    say("K905-1: DEBUG: Last pixel: R=%d, G=%d, B=%d", rgb(0, last), rgb(1, last), rgb(2, last));
+  }
+  const std::size_t bytes = count + 1088;
+  say("K905-1: DEBUG: Creating BMP planes for %dx%d image", width, height);
+  say("K905-1: DEBUG: BMP plane sizes: Y=%zu, M=%zu, C=%zu bytes", bytes, bytes, bytes);
+
+  const std::string& name = settings.ppd_paper_name;
+  unsigned cutter = 0;
+  if (width == 1920 && height == 2498 &&
+      (contains(name, "w288h432") || contains(name, "6x4") || contains(name, "4x6"))) {
+    say("K905-1: 6x4 merged to 6x8 (w432h576-div2) detected, setting cutMode = 1 (middle cut)");
+  } else if (contains(name, "div2") || contains(name, "div4")) {
+    say("K905-1: div2 paper detected, setting cutMode = 2");
+    cutter = 120;
+  }
+  send_plane('Y', sheet.plane[2], width, height);
+  send_plane('M', sheet.plane[1], width, height);
+  send_plane('C', sheet.plane[0], width, height);
+  if (settings.overcoat == "Matte") {
+    send_control("OVERCOAT", 1);
+  }
+  send_control("CUTTER", cutter);
+  say("K905-1: send CNTRL START");
+  output += block("CNTRL", "START", "");
+  say("K905-1: Single page printed successfully (print call #%d)", sheets_);
+}
+
+void PlainFilter::send_plane(char letter, const std::vector<std::uint8_t>& plane, int width,
+                             int height) {
+  const std::size_t bytes = plane.size() + 1088;
+  say("K905-1: DEBUG: Sending %c plane (%zu bytes)", letter, bytes);
+  say("K905-1: send IMAGE %c PLANE, bytes=%d", letter, static_cast<int>(bytes));
+  std::string image(1088, '\0');
+  image[0] = 'B';
+  image[1] = 'M';
+  put(image, 2, static_cast<unsigned>(bytes), 4);
+  put(image, 10, 1088, 4);
+  put(image, 14, 40, 4);
+  put(image, 18, static_cast<unsigned>(width), 2);
+  put(image, 22, static_cast<unsigned>(height), 2);
+  put(image, 26, 1, 2);
+  put(image, 28, 8, 2);
+  for (unsigned i = 0; i < 256; ++i) {
+    put(image, 54 + 4 * i, i * 0x010101U, 4);
+  }
+  output += block("IMAGE", std::string(1, letter) + "PLANE", eight_digits(bytes));
+  output += image;
+  output.append(plane.begin(), plane.end());
+}
+
+void PlainFilter::send_control(const char* name, unsigned value) {
+  say("K905-1: send CNTRL %s mode=%d", name, static_cast<int>(value));
+  output += block("CNTRL", name, "00000008") + eight_digits(value);
+}
+
+}  // namespace reference
+
+ReferenceResult reference_run(const ReferenceJob& job) {
+  return reference::PlainFilter(job).whole_job();
+}
+
+std::vector<std::string> redacted_log(const std::string& log) {
+  static const std::regex stamp("/tmp/k905_debug/[0-9]{8}_[0-9]{6}_");
+  std::vector<std::string> lines = lines_of(log);
+  for (std::string& line : lines) {
+    if (line.find("/tmp/k905_debug/") != std::string::npos) {
+      line = std::regex_replace(line, stamp, "/tmp/k905_debug/TIME_");
+    }
+  }
+  return lines;
+}

@@ -1,0 +1,38 @@
+// The whole filter a second time, for the tests: slow, staged over whole planes, written to be
+// obviously right.
+//
+// It shares no code and no table with the program. Given what a run would see (arguments,
+// environment, PPD, standard input) it says what the run must write: the bytes for the printer,
+// every line of the log, and, for a run by hand, every picture. Raster jobs only; memory is never
+// short and nobody cancels.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/ppd_builder.h"
+
+struct ReferenceJob {
+  std::vector<std::string> arguments;      // argv, [0] included
+  std::optional<std::string> ppd_path;     // the variable PPD; none is a run by hand
+  std::optional<PpdDescription> ppd_file;  // what lies there; none is a file that cannot be opened
+  std::string ribbon;                      // the variable K905_RIBBON, "" when not set
+  int max_message = 0;                     // the variable CUPS_MAX_MESSAGE, 0 when not set
+  std::string working_folder = ".";        // where "./" is
+  int process_id = 0;
+  std::string input;  // standard input
+};
+
+struct ReferenceResult {
+  int status = 0;
+  std::string output;
+  std::vector<std::string> log;  // without line ends; times of pictures as redacted_log has them
+  std::map<std::string, std::string> pictures;  // the last one of each tag, as PPM
+};
+
+[[nodiscard]] ReferenceResult reference_run(const ReferenceJob& job);
+
+// The lines of a log with the date and time in picture names replaced, so that two runs compare.
+[[nodiscard]] std::vector<std::string> redacted_log(const std::string& log);

@@ -1,0 +1,691 @@
+// From raster lines to the canvas, one whole-plane step after the other.
+#include <lcms2.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "tests/support/reference_state.h"
+
+namespace reference {
+namespace {
+
+std::uint8_t pixel(const Image& image, int channel, std::size_t index) {
+  const std::vector<std::uint8_t>& plane = image.plane[channel];
+  return index < plane.size() ? plane[index] : 0;
+}
+
+std::size_t center_of(const Image& image) {
+  return static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) / 2;
+}
+
+std::size_t at(const Image& image, int x, int y) {
+  return static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width) +
+         static_cast<std::size_t>(x);
+}
+
+// A paper's bleed and the user's addition to it; the printer knows no negative margin.
+int bleed(int of_paper, int of_user) {
+  const std::int64_t sum = std::int64_t{of_paper} + of_user;
+  return static_cast<int>(std::clamp<std::int64_t>(sum, 0, std::numeric_limits<int>::max()));
+}
+
+int side_without_bleeds(int side, int one, int other) {
+  const std::int64_t left = std::int64_t{side} - one - other;
+  return left < 2 ? 1 : static_cast<int>(left);
+}
+
+double millimetres(int pixels) { return pixels * 25.4 / 300.0; }
+
+const char* space_name(cmsColorSpaceSignature space) {
+  switch (space) {
+    case cmsSigRgbData:
+      return "RGB";
+    case cmsSigCmykData:
+      return "CMYK";
+    case cmsSigGrayData:
+      return "Gray";
+    case cmsSigLabData:
+      return "Lab";
+    case cmsSigLuvData:
+      return "Luv";
+    case cmsSigXYZData:
+      return "XYZ";
+    case cmsSigYCbCrData:
+      return "YCbCr";
+    case cmsSigYxyData:
+      return "Yxy";
+    default:
+      return "Unknown";
+  }
+}
+
+}  // namespace
+
+Image make_image(int width, int height, std::uint8_t value) {
+  Image image;
+  image.width = width;
+  image.height = height;
+  for (auto& plane : image.plane) {
+    plane.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), value);
+  }
+  return image;
+}
+
+PlainFilter::Layout PlainFilter::layout() const {
+  const Settings& s = settings;
+  Layout l{};
+  l.target_width = s.paper.target_width;
+  l.target_height = s.interlace ? s.paper.target_height * 2 : s.paper.target_height;
+  if (s.rotate) {
+    std::swap(l.target_width, l.target_height);
+  }
+  l.canvas_width = s.paper.canvas_width;
+  l.canvas_height = s.interlace ? s.paper.canvas_height * 2 : s.paper.canvas_height;
+  l.top = bleed(s.paper.top, s.bleed_top);
+  l.bottom = bleed(s.paper.bottom, s.bleed_bottom);
+  l.left = bleed(s.paper.left, s.bleed_left);
+  l.right = bleed(s.paper.right, s.bleed_right);
+  l.effective_width = side_without_bleeds(l.canvas_width, l.left, l.right);
+  l.effective_height = side_without_bleeds(l.canvas_height, l.top, l.bottom);
+  return l;
+}
+
+bool PlainFilter::build(const Page& page, Image& canvas) {
+  const cups_page_header2_t& h = page.header;
+  const Settings& s = settings;
+
+  say("K905-1: Original CUPS image: %dx%d pixels", static_cast<int>(h.cupsWidth),
+      static_cast<int>(h.cupsHeight));
+  say("K905-1: Original DPI: %dx%d", static_cast<int>(h.HWResolution[0]),
+      static_cast<int>(h.HWResolution[1]));
+  say("K905-1: Original physical size: %.2f x %.2f mm (at %d DPI)",
+      h.cupsWidth * 25.4 / h.HWResolution[0], h.cupsHeight * 25.4 / h.HWResolution[1],
+      static_cast<int>(h.HWResolution[1]));
+  interpret_header(h);
+
+  say("K905-1: Using paper configuration: %s (%s)", s.paper.name.c_str(), s.paper.label.c_str());
+  say("  Target Size: %dx%d pixels", s.paper.target_width, s.paper.target_height);
+  say("  Canvas Size: %dx%d pixels", s.paper.canvas_width, s.paper.canvas_height);
+  say("  Image Rotation: %s", s.rotate ? "90° within canvas" : "none");
+  say("  Mode: %s", s.interlace ? "Interlaced (300x600 DPI)" : "Normal (300 DPI)");
+  say("  Mirror Flip: %s", s.mirror ? "ENABLED" : "DISABLED");
+  say("  Color Model: %s", s.color_model.c_str());
+  say("  Color Correction: %s", s.color_correction.c_str());
+  say("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
+  if (s.icc_enabled) {
+    say("  ICC Profile: %s", s.icc_path.c_str());
+  }
+  if (s.interlace) {
+    say("K905-1: Interlaced mode: target height doubled from %d to %d", s.paper.target_height,
+        s.paper.target_height * 2);
+  }
+  const Layout l = layout();
+  say("K905-1: Effective image area (canvas - bleed): %dx%d pixels", l.effective_width,
+      l.effective_height);
+  say("K905-1:   Canvas: %dx%d, Bleed: L=%d, R=%d, T=%d, B=%d", l.canvas_width, l.canvas_height,
+      l.left, l.right, l.top, l.bottom);
+
+  if (h.cupsWidth == 0 || h.cupsHeight == 0) {
+    say("K905-1: Empty page image: %ux%u", h.cupsWidth, h.cupsHeight);
+    return false;
+  }
+  if (std::uint64_t{h.cupsWidth} * h.cupsHeight > (std::uint64_t{1} << 29)) {
+    say("K905-1: malloc src planes failed");
+    return false;
+  }
+
+  say("K905-1: === STAGE 1: Reading CUPS raster data ===");
+  bool complete = false;
+  Image image = read_lines(page, complete);
+  if (!complete) {
+    return false;
+  }
+  picture("01_original", image);
+
+  say("K905-1: === STAGE 1.5: Resize to standard size (non-proportional scaling) ===");
+  resize(image, l.target_width, l.target_height);
+  convert_colors(image);
+  if (s.interlace) {
+    deinterlace(image);
+  }
+  if (s.mirror) {
+    mirror(image);
+  }
+  adjust(image);
+  say("K905-1: === STAGE 6: Skipped (scaling already done in stage 1.5) ===");
+  say("K905-1: Using image from stage 5: %dx%d (no scaling)", image.width, image.height);
+  say("K905-1: === STAGE 7: Rotation (if needed) ===");
+  if (s.rotate) {
+    turn(image);
+    picture("07_rotated", image);
+  }
+  canvas = place(image);
+  say("K905-1: === STAGE 9: Final result ===");
+  picture("09_final_canvas", canvas);
+  return true;
+}
+
+Image PlainFilter::read_lines(const Page& page, bool& complete) {
+  const cups_page_header2_t& h = page.header;
+  const unsigned colors = h.cupsNumColors;
+  const unsigned bits = h.cupsBitsPerColor;
+  const std::string& model = settings.color_model;
+  const bool inverted = model == "CMY" || model == "CMYK" || model == "KCMY";
+  const int width = static_cast<int>(h.cupsWidth);
+  const int height = static_cast<int>(h.cupsHeight);
+  Image image = make_image(width, height);
+
+  for (int y = 0; y < height; ++y) {
+    if (static_cast<std::size_t>(y) >= page.lines.size()) {
+      say("K905-1: cupsRasterReadPixels failed at line %d", y);
+      complete = false;
+      return image;
+    }
+    const std::vector<std::uint8_t>& line = page.lines[static_cast<std::size_t>(y)];
+    // A line that is too short for its pixels counts as ending in zeros.
+    const auto p = [&line](std::size_t i) -> int { return i < line.size() ? line[i] : 0; };
+    if (!((colors == 3 && (bits == 8 || bits == 16)) || (colors == 1 && (bits == 8 || bits == 1)) ||
+          (colors == 4 && bits == 8))) {
+      say("K905-1: Unsupported color format: colors=%d, bits=%d", static_cast<int>(colors),
+          static_cast<int>(bits));
+      continue;  // The row stays black.
+    }
+    for (int column = 0; column < width; ++column) {
+      const auto x = static_cast<std::size_t>(column);
+      int out[3];
+      if (colors == 3 && bits == 8) {
+        for (std::size_t i = 0; i < 3; ++i) {
+          out[i] = p(3 * x + i);
+        }
+      } else if (colors == 3) {
+        for (std::size_t i = 0; i < 3; ++i) {
+          out[i] = p(6 * x + 2 * i + 1);
+        }
+      } else if (colors == 1 && bits == 8) {
+        out[0] = out[1] = out[2] = p(x);
+      } else if (colors == 1) {
+        const int bit = (p(x / 8) >> (7 - x % 8)) & 1;
+        out[0] = out[1] = out[2] = bit != 0 ? 0 : 255;
+      } else if (inverted) {
+        for (std::size_t i = 0; i < 3; ++i) {
+          out[i] = 255 - p(4 * x + i);
+        }
+      } else {
+        const auto k = static_cast<float>(p(4 * x + 3));
+        for (std::size_t i = 0; i < 3; ++i) {
+          const auto c = static_cast<float>(p(4 * x + i));
+          out[i] = static_cast<int>(((1 - c / 255.0F) * 255.0F) * (1 - k / 255.0F));
+        }
+      }
+      for (int i = 0; i < 3; ++i) {
+        image.plane[i][at(image, column, y)] = static_cast<std::uint8_t>(out[i]);
+      }
+    }
+  }
+  complete = true;
+  return image;
+}
+
+void PlainFilter::resize(Image& image, int width, int height) {
+  const int src_w = image.width;
+  const int src_h = image.height;
+  say("K905-1: Source image: %dx%d pixels", src_w, src_h);
+  say("K905-1: Target size from paper_sizes: %dx%d pixels", width, height);
+  say("K905-1: Source physical size (assuming 300DPI): %.2f x %.2f mm", millimetres(src_w),
+      millimetres(src_h));
+  say("K905-1: Target physical size (300DPI): %.2f x %.2f mm", millimetres(width),
+      millimetres(height));
+  if (src_w == width && src_h == height) {
+    say("K905-1: Image size already matches target size, skipping resize");
+    return;
+  }
+  const double scale_w = static_cast<double>(width) / src_w;
+  const double scale_h = static_cast<double>(height) / src_h;
+  say("K905-1: Non-proportional scaling: scale_w=%.4f, scale_h=%.4f", scale_w, scale_h);
+  Image out = make_image(width, height);
+  for (int y = 0; y < height; ++y) {
+    const double sy = y * (1 / scale_h);
+    const int ty = static_cast<int>(sy);
+    const double fy = sy - ty;
+    const int y0 = std::clamp(ty, 0, src_h - 1);
+    const int y1 = ty >= src_h - 1 ? src_h - 1 : ty + 1;
+    for (int x = 0; x < width; ++x) {
+      const double sx = x * (1 / scale_w);
+      const int tx = static_cast<int>(sx);
+      const double fx = sx - tx;
+      const int x0 = std::clamp(tx, 0, src_w - 1);
+      const int x1 = tx >= src_w - 1 ? src_w - 1 : tx + 1;
+      const double w00 = (1 - fy) * (1 - fx);
+      const double w01 = (1 - fy) * fx;
+      const double w10 = fy * (1 - fx);
+      const double w11 = fy * fx;
+      for (int i = 0; i < 3; ++i) {
+        const std::vector<std::uint8_t>& s = image.plane[i];
+        const double value = s[at(image, x1, y1)] * w11 +
+                             (s[at(image, x0, y1)] * w10 +
+                              (s[at(image, x0, y0)] * w00 + s[at(image, x1, y0)] * w01)) +
+                             0.5;
+        out.plane[i][at(out, x, y)] = static_cast<std::uint8_t>(value);
+      }
+    }
+  }
+  image = std::move(out);
+  say("K905-1: Resized %dx%d -> %dx%d (non-proportional)", src_w, src_h, width, height);
+  say("K905-1: Physical size change (assuming 300DPI):");
+  say("K905-1:   Width:  %.2f mm -> %.2f mm (change: %+.2f mm)", millimetres(src_w),
+      millimetres(width), millimetres(width) - millimetres(src_w));
+  say("K905-1:   Height: %.2f mm -> %.2f mm (change: %+.2f mm)", millimetres(src_h),
+      millimetres(height), millimetres(height) - millimetres(src_h));
+  say("K905-1: NOTE: If original image has different DPI, physical size may differ!");
+  say("K905-1:   Original DPI might be: %.0f (if height should stay same)",
+      (src_h * 25.4) / (height * 25.4 / 300.0));
+  picture("01b_resized", image);
+}
+
+void PlainFilter::convert_colors(Image& image) {
+  const std::string& model = settings.color_model;
+  say("K905-1: === STAGE 2: Color model conversion (%s) ===", model.c_str());
+  for (std::size_t i = 0; i < image.plane[0].size(); ++i) {
+    std::uint8_t& a = image.plane[0][i];
+    std::uint8_t& b = image.plane[1][i];
+    std::uint8_t& c = image.plane[2][i];
+    if (model == "Gray" || model == "Black") {
+      const float luma = (static_cast<float>(a) * 0.299F + static_cast<float>(b) * 0.587F) +
+                         static_cast<float>(c) * 0.114F;
+      const int l = std::clamp(static_cast<int>(luma), 0, 255);
+      a = b = c = static_cast<std::uint8_t>(model == "Gray" ? l : 255 - l);
+    } else if (model == "CMY" || model == "CMYK") {
+      a = static_cast<std::uint8_t>(255 - a);
+      b = static_cast<std::uint8_t>(255 - b);
+      c = static_cast<std::uint8_t>(255 - c);
+    } else if (model == "KCMY") {
+      const std::uint8_t first = a;
+      a = b;
+      b = c;
+      c = static_cast<std::uint8_t>(255 - first);
+    }
+  }
+  picture("02_color_converted", image);
+  say("K905-1: Color conversion completed");
+}
+
+void PlainFilter::deinterlace(Image& image) {
+  const int expected = 2 * settings.paper.target_height;
+  say("K905-1: === STAGE 3: Deinterlace processing ===");
+  say("K905-1: Source image height: %d pixels", image.height);
+  say("K905-1: Expected 600DPI height: %d pixels", expected);
+  if (image.height == expected) {
+    say("K905-1: Image is already full 600DPI resolution, skipping deinterlace");
+    say("K905-1: Keeping original image size: %dx%d", image.width, image.height);
+    return;
+  }
+  say("K905-1: Image is interlaced format, performing deinterlace");
+  Image out = make_image(image.width, image.height / 2);
+  say("K905-1: Processing interlaced image: %dx%d -> %dx%d", image.width, image.height, out.width,
+      out.height);
+  for (int i = 0; i < 3; ++i) {
+    for (int y = 0; y < out.height; ++y) {
+      for (int x = 0; x < out.width; ++x) {
+        const unsigned upper = image.plane[i][at(image, x, 2 * y)];
+        const unsigned lower = image.plane[i][at(image, x, 2 * y + 1)];
+        out.plane[i][at(out, x, y)] =
+            static_cast<std::uint8_t>(((3 * upper + 2 * lower) * 13108U) >> 16);
+      }
+    }
+  }
+  image = std::move(out);
+  say("K905-1: Deinterlace completed successfully");
+  picture("03_deinterlaced", image);
+}
+
+void PlainFilter::mirror(Image& image) {
+  say("K905-1: === STAGE 4: Mirror flip ===");
+  picture("04a_before_mirror", image);
+  for (auto& plane : image.plane) {
+    say("K905-1: Applying horizontal mirror flip: %dx%d", image.width, image.height);
+    for (int y = 0; y < image.height; ++y) {
+      const auto row = plane.begin() + static_cast<std::ptrdiff_t>(at(image, 0, y));
+      std::reverse(row, row + image.width);
+    }
+  }
+  picture("04b_after_mirror", image);
+}
+
+void PlainFilter::adjust(Image& image) {
+  const Settings& s = settings;
+  say("K905-1: === STAGE 5: Image adjustments ===");
+  say("K905-1: Before adjustments - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0),
+      pixel(image, 1, 0), pixel(image, 2, 0));
+  picture("05a_before_adjustments", image);
+  say("K905-1: Applying image adjustments:");
+  say("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
+  if (s.icc_enabled) {
+    say("  ICC Profile: %s", s.icc_name.c_str());
+  }
+  say("  Brightness: %d (%.2f)", s.brightness, s.brightness / 1000.0);
+  say("  Contrast: %d (%.2f)", s.contrast, s.contrast / 1000.0);
+  say("  Saturation: %d (%.2f)", s.saturation, s.saturation / 1000.0);
+  say("  Gamma: %d (%.3f)", s.gamma, s.gamma / 1000.0);
+  say("  Image Type: %s", s.image_type.c_str());
+  say("  Color Correction: %s", s.color_correction.c_str());
+  picture("adjust_before", image);
+  if (s.icc_enabled) {
+    convert_icc(image);
+    picture("adjust_after_icc", image);
+  }
+  tone(image);
+  picture("adjust_after", image);
+  say("K905-1: Image adjustments applied");
+  picture("05b_after_adjustments", image);
+  say("K905-1: After adjustments - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0),
+      pixel(image, 1, 0), pixel(image, 2, 0));
+}
+
+// Single precision throughout, nothing clamped before the end.
+void PlainFilter::tone(Image& image) const {
+  const Settings& s = settings;
+  const float k_brightness = 1.0F + static_cast<float>(s.brightness) / 1000.0F;
+  const float k_contrast = 1.0F + static_cast<float>(s.contrast) / 1000.0F;
+  const float k_saturation = 1.0F + static_cast<float>(s.saturation) / 1000.0F;
+  const float exponent = 1.0F / (static_cast<float>(s.gamma) / 1000.0F);
+  const float channel_exponent[3] = {1.0F / (static_cast<float>(s.cyan_gamma) / 1000.0F),
+                                     1.0F / (static_cast<float>(s.magenta_gamma) / 1000.0F),
+                                     1.0F / (static_cast<float>(s.yellow_gamma) / 1000.0F)};
+  const float balance[3] = {static_cast<float>(s.cyan_balance) / 1000.0F,
+                            static_cast<float>(s.magenta_balance) / 1000.0F,
+                            static_cast<float>(s.yellow_balance) / 1000.0F};
+  const auto toward_mean = [](float(&c)[3], float factor) {
+    const float m = ((c[0] + c[1]) + c[2]) * 0.333333F;
+    for (float& v : c) {
+      v = (v - m) * factor + m;
+    }
+  };
+
+  for (std::size_t index = 0; index < image.plane[0].size(); ++index) {
+    float c[3];
+    for (int i = 0; i < 3; ++i) {
+      c[i] = static_cast<float>(image.plane[i][index]);
+      c[i] = (c[i] * k_brightness - 128.0F) * k_contrast + 128.0F;
+      if (channel_exponent[i] != 1.0F) {
+        c[i] = powf(c[i] / 255.0F, channel_exponent[i]) * 255.0F;
+      }
+      if (exponent != 1.0F) {
+        c[i] = powf(c[i] / 255.0F, exponent) * 255.0F;
+      }
+    }
+    if (k_saturation != 1.0F) {
+      toward_mean(c, k_saturation);
+    }
+    for (int i = 0; i < 3; ++i) {
+      c[i] = c[i] * balance[i];
+    }
+    if (s.color_correction == "Bright") {
+      for (float& v : c) {
+        v = v * 1.1F;
+      }
+    } else if (s.color_correction == "Accurate") {
+      toward_mean(c, 0.95F);
+    } else if (s.color_correction == "Hue") {
+      const float red = c[0];
+      const float blue = c[2];
+      c[0] = 0.95F * red + 0.05F * blue;
+      c[2] = 0.95F * blue + 0.05F * red;
+    } else if (s.color_correction == "Desaturated") {
+      toward_mean(c, 0.7F);
+    }
+    for (int i = 0; i < 3; ++i) {
+      if (s.linear_contrast != 0) {
+        c[i] = (c[i] - 128.0F) * 1.2F + 128.0F;
+      }
+      if (s.legacy_gamma != 0) {
+        c[i] = powf(c[i] / 255.0F, 0.45454544F) * 255.0F;
+      }
+      std::uint8_t& stored = image.plane[i][index];
+      if (std::isnan(c[i]) || c[i] < 0.0F) {
+        stored = 0;
+      } else if (c[i] >= 255.0F) {
+        stored = 255;
+      } else {
+        stored = static_cast<std::uint8_t>(c[i]);
+      }
+    }
+  }
+}
+
+// What a profile setting names: the file, or sRGB when there is none to use.
+void* PlainFilter::open_profile(const char* which, const std::string& path) {
+  say("K905-1: Loading %s profile: %s", which, path.c_str());
+  const std::string file = on_disk(path);
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0) {
+    say("K905-1: WARNING: %s profile not found, using sRGB", which[0] == 's' ? "Source" : "Target");
+    return cmsCreate_sRGBProfile();
+  }
+  cmsHPROFILE profile =
+      S_ISREG(status.st_mode) ? cmsOpenProfileFromFile(file.c_str(), "r") : nullptr;
+  if (profile == nullptr) {
+    say("K905-1: WARNING: Cannot open %s profile, using sRGB", which);
+    profile = cmsCreate_sRGBProfile();
+  }
+  return profile;
+}
+
+void PlainFilter::convert_icc(Image& image) {
+  const Settings& s = settings;
+  const std::size_t count = image.plane[0].size();
+  const std::size_t center = center_of(image);
+  say("K905-1: Before ICC - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0), pixel(image, 1, 0),
+      pixel(image, 2, 0));
+  say("K905-1: Before ICC - Pixel[center]: R=%d, G=%d, B=%d", pixel(image, 0, center),
+      pixel(image, 1, center), pixel(image, 2, center));
+  if (!s.icc_enabled || s.icc_name.empty()) {
+    say("K905-1: ICC conversion not enabled or no profile specified");
+    return;
+  }
+  say("K905-1: ===== STARTING ICC CONVERSION =====");
+  say("K905-1: Source profile: %s", s.color_base_path.c_str());
+  say("K905-1: Target profile: %s", s.icc_path.c_str());
+  say("K905-1: Image size: %dx%d", image.width, image.height);
+  say("K905-1: Rendering intent: %s", s.icc_intent.c_str());
+  say("K905-1: Color base: %s", s.color_base.c_str());
+  const int before[3] = {pixel(image, 0, center), pixel(image, 1, center), pixel(image, 2, center)};
+  say("K905-1: Before conversion center pixel: R=%d, G=%d, B=%d", before[0], before[1], before[2]);
+
+  cmsHPROFILE source = open_profile("source", s.color_base_path);
+  cmsHPROFILE target = open_profile("target", s.icc_path);
+  const cmsColorSpaceSignature from = cmsGetColorSpace(source);
+  const cmsColorSpaceSignature to = cmsGetColorSpace(target);
+  say("K905-1: Source color space: %s", space_name(from));
+  say("K905-1: Target color space: %s", space_name(to));
+  cmsUInt32Number intent = 0;
+  if (s.icc_intent == "Relative") {
+    intent = 1;
+    say("K905-1: Using Relative Colorimetric intent");
+  } else if (s.icc_intent == "Saturation") {
+    intent = 2;
+    say("K905-1: Using Saturation intent");
+  } else if (s.icc_intent == "Absolute") {
+    intent = 3;
+    say("K905-1: Using Absolute Colorimetric intent");
+  } else {
+    say("K905-1: Using Perceptual intent (default)");
+  }
+  say("K905-1: Creating transform: %s -> %s", space_name(from), space_name(to));
+
+  bool success = false;
+  const bool possible = from == cmsSigRgbData &&
+                        (to == cmsSigRgbData || to == cmsSigCmykData || to == cmsSigGrayData);
+  if (!possible) {
+    say("K905-1: ERROR: Unsupported color space conversion");
+    say("K905-1: Source: %s, Target: %s", space_name(from), space_name(to));
+  } else {
+    say("K905-1: Setting up RGB->%s transform", space_name(to));
+    const cmsUInt32Number format = to == cmsSigRgbData    ? TYPE_RGB_8
+                                   : to == cmsSigCmykData ? TYPE_CMYK_8
+                                                          : TYPE_GRAY_8;
+    const std::size_t samples = to == cmsSigRgbData ? 3 : to == cmsSigCmykData ? 4 : 1;
+    cmsHTRANSFORM transform = cmsCreateTransform(source, TYPE_RGB_8, target, format, intent, 0);
+    if (transform == nullptr) {
+      // What failed once fails again, so the test with one pixel says nothing further.
+      say("K905-1: ERROR: Failed to create ICC transform");
+      say("K905-1: Testing with simple color...");
+    } else {
+      say("K905-1: ICC transform created successfully");
+      say("K905-1: Testing transform with sample colors:");
+      struct Sample {
+        const char* name;
+        std::uint8_t rgb[3];
+      };
+      for (const Sample& sample : {Sample{"Red", {255, 0, 0}}, Sample{"Green", {0, 255, 0}},
+                                   Sample{"Blue", {0, 0, 255}}, Sample{"Yellow", {255, 255, 0}}}) {
+        std::uint8_t o[4] = {};
+        const std::uint8_t* c = sample.rgb;
+        cmsDoTransform(transform, c, o, 1);
+        if (samples == 3) {
+          say("  %s: [%3d,%3d,%3d] -> [%3d,%3d,%3d] (ΔR=%+3d, ΔG=%+3d, ΔB=%+3d)", sample.name, c[0],
+              c[1], c[2], o[0], o[1], o[2], o[0] - c[0], o[1] - c[1], o[2] - c[2]);
+        } else if (samples == 4) {
+          say("  %s: RGB[%3d,%3d,%3d] -> CMYK[%3d,%3d,%3d,%3d]", sample.name, c[0], c[1], c[2],
+              o[0], o[1], o[2], o[3]);
+        }
+      }
+      say("K905-1: Preparing input data...");
+      std::vector<std::uint8_t> in(count * 3);
+      for (std::size_t i = 0; i < count; ++i) {
+        for (int channel = 0; channel < 3; ++channel) {
+          in[3 * i + static_cast<std::size_t>(channel)] = image.plane[channel][i];
+        }
+      }
+      say("K905-1: First pixel in input buffer: R=%d, G=%d, B=%d", in[0], in[1], in[2]);
+      say("K905-1: Performing bulk color conversion...");
+      std::vector<std::uint8_t> out(count * 4);
+      cmsDoTransform(transform, in.data(), out.data(), static_cast<cmsUInt32Number>(count));
+      say("K905-1: Bulk conversion completed");
+      begin_to_say("K905-1: First pixel in output buffer: ");
+      if (samples == 3) {
+        say("R=%d, G=%d, B=%d", out[0], out[1], out[2]);
+      } else if (samples == 4) {
+        say("C=%d, M=%d, Y=%d, K=%d", out[0], out[1], out[2], out[3]);
+      }
+      say("K905-1: Processing converted data...");
+      if (samples == 4) {
+        say("K905-1: Converting CMYK to CMY for printer");
+      }
+      for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+          const std::uint8_t value = samples == 1 ? out[i] : out[samples * i + channel];
+          image.plane[channel][i] = samples == 4 ? static_cast<std::uint8_t>(255 - value) : value;
+        }
+      }
+      if (samples == 3) {
+        say("K905-1: Copied RGB data back to channels");
+      }
+      const int after[3] = {pixel(image, 0, center), pixel(image, 1, center),
+                            pixel(image, 2, center)};
+      say("K905-1: After conversion center pixel: R=%d, G=%d, B=%d", after[0], after[1], after[2]);
+      say("K905-1: Change: ΔR=%+3d, ΔG=%+3d, ΔB=%+3d", after[0] - before[0], after[1] - before[1],
+          after[2] - before[2]);
+      if (std::equal(before, before + 3, after)) {
+        say("K905-1: WARNING: No change detected in center pixel!");
+        int changed = 0;
+        for (std::size_t i = 0; i < count; i += 1000) {
+          if (image.plane[0][i] != before[0] || image.plane[1][i] != before[1] ||
+              image.plane[2][i] != before[2]) {
+            ++changed;
+          }
+        }
+        say("K905-1: Changed pixels in sample: %d", changed);
+      }
+      say("K905-1: ICC color conversion completed");
+      say("K905-1: ===== END ICC CONVERSION =====");
+      cmsDeleteTransform(transform);
+      say("K905-1: Transform deleted");
+      success = true;
+    }
+  }
+  cmsCloseProfile(target);
+  say("K905-1: Target profile closed");
+  cmsCloseProfile(source);
+  say("K905-1: Source profile closed");
+  if (success) {
+    say("K905-1: After ICC - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0), pixel(image, 1, 0),
+        pixel(image, 2, 0));
+    say("K905-1: After ICC - Pixel[center]: R=%d, G=%d, B=%d", pixel(image, 0, center),
+        pixel(image, 1, center), pixel(image, 2, center));
+  } else {
+    say("K905-1: WARNING: ICC conversion failed, using original colors");
+  }
+}
+
+void PlainFilter::turn(Image& image) {
+  Image out = make_image(image.height, image.width);
+  for (int i = 0; i < 3; ++i) {
+    for (int y = 0; y < image.height; ++y) {
+      for (int x = 0; x < image.width; ++x) {
+        out.plane[i][at(out, y, image.width - 1 - x)] = image.plane[i][at(image, x, y)];
+      }
+    }
+  }
+  image = std::move(out);
+}
+
+Image PlainFilter::place(const Image& image) {
+  const Settings& s = settings;
+  const Layout l = layout();
+  const int width = l.effective_width;
+  const int height = l.effective_height;
+  const bool user_bleed =
+      s.bleed_top != 0 || s.bleed_bottom != 0 || s.bleed_left != 0 || s.bleed_right != 0;
+  say("K905-1: === STAGE 8: Place on canvas ===");
+  say("K905-1: Paper config: %s, canvas=%dx%d", s.paper.label.c_str(), l.canvas_width,
+      l.canvas_height);
+  say("K905-1: Image size: %dx%d", image.width, image.height);
+  say("K905-1: Bleed values from %s - Top(A):%d, Bottom(B):%d, Left(C):%d, Right(D):%d",
+      user_bleed ? "default + delta (PPD/CLI)" : "default (CUPSFile)", l.top, l.bottom, l.left,
+      l.right);
+  say("K905-1: Effective image area: %dx%d (already used in stage 1.5)", width, height);
+
+  Image stretched = image;
+  if (image.width == width && image.height == height) {
+    say("K905-1: Image already matches effective area size");
+  } else {
+    say("K905-1: WARNING: Image size doesn't match effective area, stretching to fill...");
+    say("K905-1:   Image: %dx%d, Effective area: %dx%d", image.width, image.height, width, height);
+    const double scale_w = static_cast<double>(width) / image.width;
+    const double scale_h = static_cast<double>(height) / image.height;
+    say("K905-1: Stretching %dx%d -> %dx%d (scale_w=%.4f, scale_h=%.4f, non-proportional)",
+        image.width, image.height, width, height, scale_w, scale_h);
+    stretched = make_image(width, height);
+    for (int dy = 0; dy < height; ++dy) {
+      const int row = static_cast<int>(((dy + 0.5) * (1 / scale_h)) - 0.5 + 0.5);
+      const int sy = std::clamp(row, 0, image.height - 1);
+      for (int dx = 0; dx < width; ++dx) {
+        const int column = static_cast<int>(((dx + 0.5) * (1 / scale_w)) - 0.5 + 0.5);
+        const int sx = std::clamp(column, 0, image.width - 1);
+        for (int i = 0; i < 3; ++i) {
+          stretched.plane[i][at(stretched, dx, dy)] = image.plane[i][at(image, sx, sy)];
+        }
+      }
+    }
+  }
+  // What lies beyond the canvas is lost; what the image does not cover stays white.
+  Image canvas = make_image(l.canvas_width, l.canvas_height, 255);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const std::int64_t row = std::int64_t{l.top} + y;
+      const std::int64_t column = std::int64_t{l.left} + x;
+      if (row < canvas.height && column < canvas.width) {
+        for (int i = 0; i < 3; ++i) {
+          canvas.plane[i][at(canvas, static_cast<int>(column), static_cast<int>(row))] =
+              stretched.plane[i][at(stretched, x, y)];
+        }
+      }
+    }
+  }
+  say("K905-1: Canvas created with bleed: %dx%d", l.canvas_width, l.canvas_height);
+  return canvas;
+}
+
+}  // namespace reference

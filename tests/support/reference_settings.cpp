@@ -1,0 +1,452 @@
+// What the user asked for: PPD, option string, arguments, flags, profiles.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+#include "tests/support/reference_state.h"
+
+namespace reference {
+namespace {
+
+constexpr int kMostInt = std::numeric_limits<int>::max();
+constexpr int kLeastInt = std::numeric_limits<int>::min();
+
+int number(const std::string& text) {
+  const long value = std::strtol(text.c_str(), nullptr, 10);
+  return static_cast<int>(std::clamp<long>(value, kLeastInt, kMostInt));
+}
+
+int number_or(const std::string& text, int for_none) {
+  return text == "None" ? for_none : number(text);
+}
+
+int pixels(double mm) {
+  const double px = mm * 300.0 / 25.4 + 0.5;
+  if (std::isnan(px)) {
+    return 0;
+  }
+  if (px >= 2147483647.0) {
+    return kMostInt;
+  }
+  if (px <= -2147483648.0) {
+    return kLeastInt;
+  }
+  return static_cast<int>(px);
+}
+
+std::string resolution_of(const std::string& value) {
+  return value.find("300x600") != std::string::npos ? "300x600" : "300x300";
+}
+
+// Fields have a size: what does not fit is cut off.
+std::string cut(const std::string& text, std::size_t most) { return text.substr(0, most); }
+
+bool exists(const std::string& path) {
+  struct stat ignored {};
+  return stat(path.c_str(), &ignored) == 0;
+}
+
+std::vector<std::string> tokens_of(const std::string& text) {
+  std::vector<std::string> tokens;
+  std::string token;
+  for (const char c : text + " ") {
+    if (c != ' ' && c != '\t') {
+      token += c;
+    } else if (!token.empty()) {
+      tokens.push_back(token);
+      token.clear();
+    }
+  }
+  return tokens;
+}
+
+}  // namespace
+
+std::string PlainFilter::on_disk(const std::string& path) const {
+  return !path.empty() && path[0] != '/' ? job_.working_folder + "/" + path : path;
+}
+
+bool PlainFilter::parse_profile_name(const std::string& value, std::string& name) {
+  static const std::vector<std::pair<std::string, std::string>> choices = {
+      {"sRGB", "sRGB.icc"},
+      {"AdobeRGB", "AdobeRGB1998.icc"},
+      {"AppleRGB", "AppleRGB.icc"},
+      {"PhotoRGB", "PhotoRGB.icc"},
+      {"K905RGB", "pm-905-wd-251126-5.icm"},
+      {"PM-RV", "pm-rv-wd-251202-5.icm"},
+      {"PM-RS", "pm-rs-wd-251125-2.icm"}};
+  say("K905-1: Parsing ICC option value: %s", value.c_str());
+  for (const auto& [choice, file] : choices) {
+    if (value == choice) {
+      say("K905-1: Mapped choice to file: %s", file.c_str());
+      name = file;
+      return true;
+    }
+  }
+  const std::string marker = "ICCPROFILE (";
+  const std::size_t at = value.find(marker);
+  if (at == std::string::npos) {
+    say("K905-1: ICCPROFILE marker not found, not a known choice name");
+    return false;
+  }
+  const std::size_t begin = at + marker.size();
+  const std::size_t end = value.find(')', begin);
+  if (end == std::string::npos) {
+    say("K905-1: ICCPROFILE closing parenthesis not found");
+    return false;
+  }
+  if (end == begin) {
+    say("K905-1: ICCPROFILE name is empty");
+    return false;
+  }
+  name = value.substr(begin, end - begin);
+  say("K905-1: Extracted ICC profile name: %s", name.c_str());
+  return true;
+}
+
+bool PlainFilter::find_profile(const std::string& name, std::string& path) {
+  if (name.empty()) {
+    return false;
+  }
+  say("K905-1: Searching for ICC profile: %s", name.c_str());
+  if (name[0] == '/' && exists(name)) {
+    path = cut(name, 511);
+    say("K905-1: Found ICC profile at absolute path: %s", name.c_str());
+    return true;
+  }
+  for (const char* folder : {"/Library/ColorSync/Profiles/", "/usr/local/share/color/icc/",
+                             "/opt/homebrew/share/color/icc/", "./", "/usr/share/color/icc/",
+                             "/usr/share/color/icc/colord/"}) {
+    for (const char* extension : {"", ".icc", ".icm"}) {
+      const std::string candidate = folder + name + extension;
+      if (exists(on_disk(candidate))) {
+        path = cut(candidate, 511);
+        say("K905-1: Found ICC profile at: %s", candidate.c_str());
+        return true;
+      }
+    }
+  }
+  say("K905-1: ICC profile not found: %s", name.c_str());
+  return false;
+}
+
+// ---- PPD ----
+
+void PlainFilter::read_ppd() {
+  if (!job_.ppd_path) {
+    say("K905-1: PPD environment variable not set");
+    return;
+  }
+  if (!job_.ppd_file) {
+    say("K905-1: Failed to open PPD file: %s", job_.ppd_path->c_str());
+    return;
+  }
+  const PpdDescription& ppd = *job_.ppd_file;
+  say("K905-1: Parsing PPD file: %s", job_.ppd_path->c_str());
+  say("  Product: %s", ppd.product.value_or("N/A").c_str());
+  say("  Manufacturer: %s", ppd.manufacturer.value_or("N/A").c_str());
+  say("  ModelName: %s", ppd.model_name.value_or("N/A").c_str());
+  for (const PpdGroup& group : ppd.groups) {
+    say("  Group: %s", group.name.c_str());
+    for (const PpdOption& option : group.options) {
+      say("    Option: %s = %s", option.keyword.c_str(), option.default_choice.c_str());
+      apply_ppd_option(option.keyword, option.default_choice);
+    }
+  }
+  if (!settings.icc_enabled && find_profile("sRGB.icc", settings.icc_path)) {
+    settings.icc_enabled = true;
+    say("K905-1: Using default ICC profile: %s", settings.icc_path.c_str());
+  }
+  say("K905-1: PPD parsing complete");
+  say("K905-1: ICC Profile status: %s", settings.icc_enabled ? "ENABLED" : "DISABLED");
+}
+
+void PlainFilter::apply_ppd_option(const std::string& keyword, const std::string& value) {
+  Settings& s = settings;
+  if (keyword == "PageSize" || keyword == "PageRegion") {
+    s.ppd_paper_name = cut(value, 63);
+    say("      -> Original PPD paper name: %s", s.ppd_paper_name.c_str());
+  } else if (keyword == "ICCProfile") {
+    say("K905-1: ICC Profile specified: %s", value.c_str());
+    s.icc_enabled = true;
+    s.icc_name = cut(value, 127);
+    const bool has_extension =
+        value.find(".icc") != std::string::npos || value.find(".icm") != std::string::npos;
+    s.icc_path = cut("/usr/share/color/icc/" + value + (has_extension ? "" : ".icc"), 511);
+    const bool found = find_profile(value, s.icc_path);
+    if (found) {
+      say("      -> Resolved Path: %s", s.icc_path.c_str());
+    } else {
+      say("      -> Assumed Path: %s", s.icc_path.c_str());
+    }
+    say("      -> ICC Enabled: Yes");
+    say("      -> ICC Name: %s", s.icc_name.c_str());
+    say("      -> Note: Will use sRGB as fallback if file not found");
+  } else if (keyword == "ColorBase") {
+    const bool vivid = value == "Vivid";
+    s.color_base = vivid ? "Vivid" : "Normal";
+    s.color_base_name = vivid ? "AdobeRGB.icc" : "sRGB.icc";
+    s.color_base_path = "/Library/ColorSync/Profiles/" + s.color_base_name;
+    s.icc_enabled = true;
+    find_profile(s.color_base_name, s.color_base_path);
+    say("      -> Color Base: %s", s.color_base.c_str());
+  } else if (keyword == "StpBrightness") {
+    s.brightness = number_or(value, 0);
+    say("      -> Brightness: %d", s.brightness);
+  } else if (keyword == "StpContrast") {
+    s.contrast = number_or(value, 0);
+    say("      -> Contrast: %d", s.contrast);
+  } else if (keyword == "StpSaturation") {
+    s.saturation = number_or(value, 0);
+    say("      -> Saturation: %d", s.saturation);
+  } else if (keyword == "StpGamma") {
+    s.gamma = number_or(value, 1000);
+    say("      -> Gamma: %d (%.3f)", s.gamma, s.gamma / 1000.0);
+  } else if (keyword == "StpImageType") {
+    s.image_type = cut(value, 31);
+    say("      -> Image Type: %s", s.image_type.c_str());
+  } else if (keyword == "StpColorCorrection") {
+    s.color_correction = cut(value, 31);
+    say("      -> Color Correction: %s", s.color_correction.c_str());
+  } else if (keyword == "ColorModel") {
+    s.color_model = cut(value, 31);
+    say("      -> Color Model: %s", s.color_model.c_str());
+  } else if (keyword == "StpColorPrecision") {
+    s.color_precision = cut(value, 31);
+    say("      -> Color Precision: %s", s.color_precision.c_str());
+  } else if (keyword == "Resolution") {
+    s.resolution = resolution_of(value);
+    say("      -> Resolution: %s", s.resolution.c_str());
+  } else if (keyword == "StpLaminate") {
+    s.overcoat = cut(value, 31);
+    say("      -> Overcoat: %s", s.overcoat.c_str());
+  } else if (keyword == "StpLegacyDyesubGamma") {
+    s.legacy_gamma = value == "True" ? 1 : 0;
+    say("      -> Legacy Gamma: %d", s.legacy_gamma);
+  } else if (keyword == "StpNoCutWaste") {
+    s.no_cut_waste = value == "True" ? 1 : 0;
+    say("      -> No Cut Waste: %d", s.no_cut_waste);
+  } else if (keyword == "StpiShrinkOutput") {
+    s.shrink_output = cut(value, 31);
+    say("      -> Shrink Output: %s", s.shrink_output.c_str());
+  } else if (keyword == "StpCyanGamma") {
+    s.cyan_gamma = number_or(value, 1000);
+    say("      -> Cyan Gamma: %d", s.cyan_gamma);
+  } else if (keyword == "StpMagentaGamma") {
+    s.magenta_gamma = number_or(value, 1000);
+    say("      -> Magenta Gamma: %d", s.magenta_gamma);
+  } else if (keyword == "StpYellowGamma") {
+    s.yellow_gamma = number_or(value, 1000);
+    say("      -> Yellow Gamma: %d", s.yellow_gamma);
+  } else if (keyword == "StpCyanBalance") {
+    s.cyan_balance = number_or(value, 1000);
+    say("      -> Cyan Balance: %d", s.cyan_balance);
+  } else if (keyword == "StpMagentaBalance") {
+    s.magenta_balance = number_or(value, 1000);
+    say("      -> Magenta Balance: %d", s.magenta_balance);
+  } else if (keyword == "StpYellowBalance") {
+    s.yellow_balance = number_or(value, 1000);
+    say("      -> Yellow Balance: %d", s.yellow_balance);
+  } else if (keyword == "StpLinearContrast") {
+    s.linear_contrast = value == "True" ? 1 : 0;
+    say("      -> Linear Contrast: %d", s.linear_contrast);
+  } else if (keyword == "BleedTop" || keyword == "BleedA") {
+    const double mm = std::atof(value.c_str());
+    s.bleed_top = pixels(mm);
+    say("      -> Bleed Top (A) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_top);
+  } else if (keyword == "BleedBottom" || keyword == "BleedB") {
+    const double mm = std::atof(value.c_str());
+    s.bleed_bottom = pixels(mm);
+    say("      -> Bleed Bottom (B) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_bottom);
+  } else if (keyword == "BleedLeft" || keyword == "BleedC") {
+    const double mm = std::atof(value.c_str());
+    s.bleed_left = pixels(mm);
+    say("      -> Bleed Left (C) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_left);
+  } else if (keyword == "BleedRight" || keyword == "BleedD") {
+    const double mm = std::atof(value.c_str());
+    s.bleed_right = pixels(mm);
+    say("      -> Bleed Right (D) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_right);
+  }
+}
+
+// ---- arguments ----
+
+void PlainFilter::read_arguments() {
+  say("K905-1: Parsing command line options:");
+  const int argc = static_cast<int>(arguments_.size());
+  if (argc >= 6 && !arguments_[5].empty()) {
+    say("K905-1: argv[5] (options) first 200 chars: %.200s", arguments_[5].c_str());
+    for (const std::string& token : tokens_of(arguments_[5])) {
+      const std::size_t equals = token.find('=');
+      if (equals == std::string::npos || equals == 0) {
+        continue;
+      }
+      const std::string key = token.substr(0, equals);
+      const std::string value = token.substr(equals + 1);
+      if (key == "ICCProfile") {
+        say("    PPD option: %s=%s", key.c_str(), value.c_str());
+        take_profile_choice(value);
+        break;
+      }
+    }
+  }
+  for (int i = 1; i < argc; ++i) {
+    std::string& argument = arguments_[static_cast<std::size_t>(i)];
+    say("  Arg[%d]: %s", i, argument.c_str());
+    if (i == 5) {
+      continue;
+    }
+    const std::size_t equals = argument.find('=');
+    if (equals == std::string::npos) {
+      if (known_flag(argument) && i + 1 < argc) {
+        apply_flag(argument, arguments_[static_cast<std::size_t>(i + 1)]);
+        ++i;
+      }
+      continue;
+    }
+    const std::string value = argument.substr(equals + 1);
+    argument = argument.substr(0, equals);  // The argument itself is cut in two.
+    say("    PPD option: %s=%s", argument.c_str(), value.c_str());
+    apply_key(argument, value);
+  }
+}
+
+void PlainFilter::take_profile_choice(const std::string& value) {
+  std::string name;
+  if (!parse_profile_name(value, name)) {
+    return;
+  }
+  settings.icc_name = cut(name, 127);
+  if (find_profile(name, settings.icc_path)) {
+    settings.icc_enabled = true;
+    say("      -> ICC Profile from command line: %s", name.c_str());
+  }
+}
+
+bool PlainFilter::known_flag(const std::string& flag) const {
+  static const std::array<const char*, 12> flags = {
+      "--contrast",         "--saturation",  "--brightness",      "--gamma",
+      "--copies",           "--color-model", "--color-precision", "--image-type",
+      "--color-correction", "--icc-profile", "--icc-intent",      "--paper-size"};
+  return std::find(flags.begin(), flags.end(), flag) != flags.end();
+}
+
+void PlainFilter::apply_flag(const std::string& flag, const std::string& value) {
+  Settings& s = settings;
+  if (flag == "--contrast") {
+    s.contrast = number(value);
+  } else if (flag == "--saturation") {
+    s.saturation = number(value);
+  } else if (flag == "--brightness") {
+    s.brightness = number(value);
+  } else if (flag == "--gamma") {
+    s.gamma = number(value);
+  } else if (flag == "--copies") {
+    s.copies = number(value);
+  } else if (flag == "--color-model") {
+    s.color_model = cut(value, 31);
+  } else if (flag == "--color-precision") {
+    s.color_precision = cut(value, 31);
+  } else if (flag == "--image-type") {
+    s.image_type = cut(value, 31);
+  } else if (flag == "--color-correction") {
+    s.color_correction = cut(value, 31);
+  } else if (flag == "--icc-profile") {
+    s.icc_name = cut(value, 127);
+    if (find_profile(value, s.icc_path)) {
+      s.icc_enabled = true;
+    }
+  } else if (flag == "--icc-intent") {
+    s.icc_intent = cut(value, 31);
+  }
+}
+
+void PlainFilter::apply_key(const std::string& key, const std::string& value) {
+  Settings& s = settings;
+  const double mm = std::atof(value.c_str());
+  if (key == "ICCProfile") {
+    take_profile_choice(value);
+  } else if (key == "StpBrightness") {
+    s.brightness = number_or(value, 0);
+  } else if (key == "StpContrast") {
+    s.contrast = number_or(value, 0);
+  } else if (key == "StpSaturation") {
+    s.saturation = number_or(value, 0);
+  } else if (key == "StpGamma") {
+    s.gamma = number_or(value, 1000);
+  } else if (key == "ColorModel") {
+    s.color_model = cut(value, 31);
+  } else if (key == "StpImageType") {
+    s.image_type = cut(value, 31);
+  } else if (key == "StpColorCorrection") {
+    s.color_correction = cut(value, 31);
+  } else if (key == "StpColorPrecision") {
+    s.color_precision = cut(value, 31);
+  } else if (key == "Resolution") {
+    s.resolution = resolution_of(value);
+  } else if (key == "StpLaminate") {
+    s.overcoat = cut(value, 31);
+  } else if (key == "BleedTop" || key == "BleedA") {
+    s.bleed_top = pixels(mm);
+    say("      -> Bleed Top (A) from command line: %.2fmm = %dpx (delta)", mm, s.bleed_top);
+  } else if (key == "BleedBottom" || key == "BleedB") {
+    s.bleed_bottom = pixels(mm);
+    say("      -> Bleed Bottom (B) from command line: %.2fmm = %dpx (delta)", mm, s.bleed_bottom);
+  } else if (key == "BleedLeft" || key == "BleedC") {
+    s.bleed_left = pixels(mm);
+    say("      -> Bleed Left (C) from command line: %.2fmm = %dpx (delta)", mm, s.bleed_left);
+  } else if (key == "BleedRight" || key == "BleedD") {
+    s.bleed_right = pixels(mm);
+    say("      -> Bleed Right (D) from command line: %.2fmm = %dpx (delta)", mm, s.bleed_right);
+  }
+}
+
+void PlainFilter::read_paper_argument() {
+  for (std::size_t i = 1; i + 1 < arguments_.size(); ++i) {
+    if (arguments_[i] != "--paper-size") {
+      continue;
+    }
+    const std::string& wanted = arguments_[i + 1];
+    for (std::size_t row = 0; row + 1 < papers().size(); ++row) {
+      const Paper& paper = papers()[row];
+      if (wanted == paper.name || wanted == paper.label) {
+        settings.paper = paper;
+        say("K905-1: Manual paper selection: %s (%s)", paper.name.c_str(), paper.label.c_str());
+        break;
+      }
+    }
+    ++i;
+  }
+}
+
+void PlainFilter::log_summary() {
+  const Settings& s = settings;
+  say("K905-1: Current configuration summary:");
+  say("  Brightness: %d (%.2f)", s.brightness, s.brightness / 1000.0);
+  say("  Contrast: %d (%.2f)", s.contrast, s.contrast / 1000.0);
+  say("  Saturation: %d (%.2f)", s.saturation, s.saturation / 1000.0);
+  say("  Gamma: %d (%.3f)", s.gamma, s.gamma / 1000.0);
+  say("  Copies: %d", s.copies);
+  say("  Color Model: %s", s.color_model.c_str());
+  say("  Color Precision: %s", s.color_precision.c_str());
+  say("  Image Type: %s", s.image_type.c_str());
+  say("  Color Correction: %s", s.color_correction.c_str());
+  say("  Resolution: %s", s.resolution.c_str());
+  say("  Overcoat: %s", s.overcoat.c_str());
+  say("  Legacy Gamma: %d", s.legacy_gamma);
+  say("  No Cut Waste: %d", s.no_cut_waste);
+  say("  Shrink Output: %s", s.shrink_output.c_str());
+  say("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
+  if (s.icc_enabled) {
+    say("  ICC Profile: %s", s.icc_path.c_str());
+    say("  ICC Rendering Intent: %s", s.icc_intent.c_str());
+  }
+  say("  Ribbon Size: %s", s.ribbon.c_str());
+  say("  Cache Optimization: %s", s.cache_optimization ? "ENABLED" : "DISABLED");
+}
+
+}  // namespace reference
