@@ -1,5 +1,5 @@
-// Memory for pixels: planes and rows, from malloc, owned by unique_ptr. The only door to the heap for
-// the pipeline.
+// Memory for pixels: planes and rows, from malloc, owned by unique_ptr. The only door to the heap
+// for the pipeline.
 #pragma once
 
 #include <cstddef>
@@ -29,5 +29,6 @@ struct PlaneSet {
 // Three planes of width x height bytes each; false, with none held, when one cannot be had.
 [[nodiscard]] bool make_planes(PlaneSet& planes, std::size_t width, std::size_t height);
 
-// A row of `bytes` bytes with the slack behind it that kernels may read; null when it cannot be had.
+// A row of `bytes` bytes with the slack behind it that kernels may read; null when it cannot be
+// had.
 [[nodiscard]] Plane make_row(std::size_t bytes);

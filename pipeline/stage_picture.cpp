@@ -7,6 +7,7 @@
 void StagePicture::prepare(std::size_t width, std::size_t height) {
   width_ = width;
   height_ = height;
+  planes_ = {};
   if (debug_images_wanted()) {
     (void)make_planes(planes_, width, height);
   }

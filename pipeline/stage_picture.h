@@ -9,8 +9,8 @@
 
 class StagePicture {
  public:
-  // Gets ready for width x height pixels when pictures are wanted. When memory is short, the picture
-  // is left out silently; a picture never fails a page.
+  // Gets ready for width x height pixels when pictures are wanted. When memory is short, the
+  // picture is left out silently; a picture never fails a page.
   void prepare(std::size_t width, std::size_t height);
 
   [[nodiscard]] bool wanted() const { return planes_.plane[0] != nullptr; }

@@ -1,0 +1,128 @@
+#include <algorithm>
+#include <cstring>
+
+#include "diag/log.h"
+#include "pipeline/stages.h"
+
+namespace {
+
+// More pixels than any sheet could want; a header that promises more lies.
+constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 29;
+
+// The formats a page can have. Deliberate: colour order and colour space of the header are not
+// consulted; every format is read as chunky, because that is how the print system delivers it.
+struct Format {
+  unsigned colors;
+  unsigned bits;
+};
+constexpr Format kRgb8{3, 8};
+constexpr Format kRgb16{3, 16};
+constexpr Format kGray8{1, 8};
+constexpr Format kGray1{1, 1};
+constexpr Format kFour8{4, 8};
+
+bool is(const cups_page_header2_t& header, Format format) {
+  return header.cupsNumColors == format.colors && header.cupsBitsPerColor == format.bits;
+}
+
+bool inverts_four_colors(const char* color_model) {
+  constexpr const char* kModels[] = {"CMY", "CMYK", "KCMY"};
+  return std::any_of(std::begin(kModels), std::end(kModels), [color_model](const char* model) {
+    return std::strcmp(color_model, model) == 0;
+  });
+}
+
+}  // namespace
+
+void ReadStage::choose_format(const cups_page_header2_t& header, const char* color_model) {
+  const kernels::Table& table = kernels::chosen_table();
+  convert_ = nullptr;
+  unsupported_ = false;
+  if (is(header, kRgb8)) {
+    pixel_bytes_ = 3 * width_;
+  } else if (is(header, kRgb16)) {
+    pixel_bytes_ = 6 * width_;
+    convert_ = table.rgb16_to_rgb;
+  } else if (is(header, kGray8)) {
+    pixel_bytes_ = width_;
+    convert_ = table.gray8_to_rgb;
+  } else if (is(header, kGray1)) {
+    pixel_bytes_ = (width_ + 7) / 8;
+    convert_ = table.gray1_to_rgb;
+  } else if (is(header, kFour8)) {
+    pixel_bytes_ = 4 * width_;
+    convert_ = inverts_four_colors(color_model) ? table.four_inverted_to_rgb
+                                                : table.four_with_black_to_rgb;
+  } else {
+    pixel_bytes_ = 0;
+    unsupported_ = true;
+  }
+}
+
+bool ReadStage::prepare(const cups_page_header2_t& header, const char* color_model) {
+  width_ = header.cupsWidth;
+  height_ = header.cupsHeight;
+  colors_ = header.cupsNumColors;
+  bits_ = header.cupsBitsPerColor;
+  line_bytes_ = header.cupsBytesPerLine;
+  rows_read_ = 0;
+  if (width_ == 0 || height_ == 0) {
+    log_line("K905-1: Empty page image: %ux%u", header.cupsWidth, header.cupsHeight);
+    return false;
+  }
+  choose_format(header, color_model);
+  const bool line_is_row = convert_ == nullptr && !unsupported_;
+  const std::size_t line_capacity = std::max(line_bytes_, pixel_bytes_);
+
+  // Nothing like a whole plane is held, but a header that promises more than any sheet could want
+  // is answered as if it were.
+  if (std::uint64_t{width_} * height_ <= kMostPixels) {
+    row_[0] = make_row(line_is_row ? line_capacity : 3 * width_);
+    row_[1] = make_row(line_is_row ? line_capacity : 3 * width_);
+  }
+  if (row_[0] == nullptr || row_[1] == nullptr) {
+    log_line("K905-1: malloc src planes failed");
+    return false;
+  }
+  line_ = line_is_row ? nullptr : make_row(line_capacity);
+  if (!line_is_row && line_ == nullptr) {
+    log_line("K905-1: malloc line buffer failed");
+    return false;
+  }
+  original_.prepare(width_, height_);
+  return true;
+}
+
+std::uint8_t* ReadStage::next_row(cups_raster_t* raster) {
+  std::uint8_t* row = this->row(rows_read_);
+  std::uint8_t* line = line_ != nullptr ? line_.get() : row;
+  if (cupsRasterReadPixels(raster, line, static_cast<unsigned>(line_bytes_)) == 0) {
+    log_line("K905-1: cupsRasterReadPixels failed at line %d", static_cast<int>(rows_read_));
+    return nullptr;
+  }
+  if (line_bytes_ < pixel_bytes_) {
+    std::memset(line + line_bytes_, 0, pixel_bytes_ - line_bytes_);
+  }
+  if (convert_ != nullptr) {
+    convert_(line, row, width_);
+  } else if (unsupported_) {
+    log_unsupported();
+    std::memset(row, 0, 3 * width_);
+  }
+  original_.take_rgb(rows_read_, row);
+  ++rows_read_;
+  return row;
+}
+
+void ReadStage::report() const { original_.save("01_original"); }
+
+void ReadStage::report_lines_again() const {
+  for (std::size_t y = 0; unsupported_ && y < rows_read_; ++y) {
+    log_unsupported();
+  }
+}
+
+void ReadStage::log_unsupported() const {
+  log_line("K905-1: Unsupported color format: colors=%d, bits=%d", static_cast<int>(colors_),
+           static_cast<int>(bits_));
+}

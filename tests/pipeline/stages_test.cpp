@@ -1,0 +1,554 @@
+// Each stage by itself, with pictures small enough to check by eye.
+#include "pipeline/stages.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "geometry/paper_table.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/environment_guard.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using Bytes = std::vector<std::uint8_t>;
+
+// Bytes behind which a kernel may read.
+Bytes with_slack(Bytes bytes) {
+  bytes.resize(bytes.size() + kernels::kRowSlack, 0);
+  return bytes;
+}
+
+// A raster stream of one page in memory, written by hand: sync word, header, lines. libcups reads
+// it like any other.
+class MemoryRaster {
+ public:
+  MemoryRaster(unsigned width, unsigned height, unsigned colors, unsigned bits, unsigned line_bytes,
+               Bytes lines) {
+    header_.cupsWidth = width;
+    header_.cupsHeight = height;
+    header_.cupsNumColors = colors;
+    header_.cupsBitsPerColor = bits;
+    header_.cupsBitsPerPixel = colors * bits;
+    header_.cupsBytesPerLine = line_bytes;
+    header_.cupsColorSpace = colors == 1 ? CUPS_CSPACE_W : CUPS_CSPACE_RGB;
+    const std::uint32_t sync = CUPS_RASTER_SYNC;
+    bytes_.resize(sizeof sync + sizeof header_);
+    std::memcpy(bytes_.data(), &sync, sizeof sync);
+    std::memcpy(bytes_.data() + sizeof sync, &header_, sizeof header_);
+    bytes_.insert(bytes_.end(), lines.begin(), lines.end());
+    raster_ = cupsRasterOpenIO(&MemoryRaster::read, this, CUPS_RASTER_READ);
+    EXPECT_NE(raster_, nullptr);
+    cups_page_header2_t seen;
+    EXPECT_EQ(cupsRasterReadHeader2(raster_, &seen), 1U);
+  }
+  ~MemoryRaster() { cupsRasterClose(raster_); }
+  MemoryRaster(const MemoryRaster&) = delete;
+  MemoryRaster& operator=(const MemoryRaster&) = delete;
+
+  [[nodiscard]] const cups_page_header2_t& header() const { return header_; }
+  [[nodiscard]] cups_raster_t* raster() const { return raster_; }
+
+ private:
+  static ssize_t read(void* context, unsigned char* buffer, std::size_t bytes) {
+    auto& self = *static_cast<MemoryRaster*>(context);
+    const std::size_t count = std::min(bytes, self.bytes_.size() - self.position_);
+    std::memcpy(buffer, self.bytes_.data() + self.position_, count);
+    self.position_ += count;
+    return static_cast<ssize_t>(count);
+  }
+
+  cups_page_header2_t header_ = {};
+  Bytes bytes_;
+  std::size_t position_ = 0;
+  cups_raster_t* raster_ = nullptr;
+};
+
+class Stages : public ::testing::Test {
+ protected:
+  EnvironmentGuard ppd_{"PPD", ""};  // as CUPS runs it: no pictures
+  SettingsGuard settings_;
+};
+
+// The first row of a one-line page, `width` pixels.
+Bytes read_line(unsigned width, unsigned colors, unsigned bits, const Bytes& line,
+                const char* color_model = "RGB", unsigned line_bytes = 0) {
+  const MemoryRaster page(width, 1, colors, bits,
+                          line_bytes != 0 ? line_bytes : static_cast<unsigned>(line.size()), line);
+  ReadStage read;
+  EXPECT_TRUE(read.prepare(page.header(), color_model));
+  const std::uint8_t* row = read.next_row(page.raster());
+  EXPECT_NE(row, nullptr);
+  return row != nullptr ? Bytes(row, row + 3 * width) : Bytes{};
+}
+
+// ---- Stage 1 ------------------------------------------------------------------------------------
+
+TEST_F(Stages, RgbLinesAreTheRowsThemselves) {
+  EXPECT_THAT(read_line(2, 3, 8, {1, 2, 3, 4, 5, 6}), ElementsAre(1, 2, 3, 4, 5, 6));
+}
+
+TEST_F(Stages, SixteenBitSamplesKeepTheirHighByteWithoutRounding) {
+  // Little-endian samples: 0xFF12, 0xFE34, 0x0156.
+  EXPECT_THAT(read_line(1, 3, 16, {0x12, 0xFF, 0x34, 0xFE, 0x56, 0x01}),
+              ElementsAre(0xFF, 0xFE, 0x01));
+}
+
+TEST_F(Stages, GrayGoesIntoAllThreePlanesUnchanged) {
+  EXPECT_THAT(read_line(2, 1, 8, {7, 200}), ElementsAre(7, 7, 7, 200, 200, 200));
+}
+
+TEST_F(Stages, OneBitPagesUseTheLeadingBitsOfTheLastByteAndASetBitIsBlack) {
+  // 10 pixels: 1010'0000 01(xx'xxxx).
+  const Bytes row = read_line(10, 1, 1, {0b1010'0000, 0b0111'1111});
+  Bytes first_channel;
+  for (std::size_t x = 0; x < 10; ++x) {
+    first_channel.push_back(row[3 * x]);
+  }
+  EXPECT_THAT(first_channel, ElementsAre(0, 255, 0, 255, 255, 255, 255, 255, 255, 0));
+}
+
+TEST_F(Stages, FourColoursUnderCmykAreInvertedAndBlackIsIgnored) {
+  for (const char* model : {"CMY", "CMYK", "KCMY"}) {
+    EXPECT_THAT(read_line(1, 4, 8, {10, 20, 30, 99}, model), ElementsAre(245, 235, 225)) << model;
+  }
+}
+
+TEST_F(Stages, FourColoursUnderRgbHaveBlackFoldedIn) {
+  // c = 51: (1 - 0.2) * 255 = 204; k = 102: 204 * (1 - 0.4) = 122.4. m = 0: 255 * 0.6 = 153.
+  // y = 255: 0. Written by hand; no result lies near a whole number except 153, which single
+  // precision gives as 153.00000 (255 * 0.6f = 153.00000...).
+  const Bytes row = read_line(1, 4, 8, {51, 0, 255, 102});
+  EXPECT_EQ(row[0], 122);
+  EXPECT_EQ(row[1], static_cast<int>(255.0F * (1.0F - 102.0F / 255.0F)));
+  EXPECT_EQ(row[2], 0);
+  // The model's name is compared whole and case-sensitively.
+  EXPECT_EQ(read_line(1, 4, 8, {51, 0, 255, 102}, "cmyk")[0], 122);
+}
+
+TEST_F(Stages, UnsupportedFormatsComeOutBlackWithAMessagePerLine) {
+  const MemoryRaster page(2, 2, 4, 16, 16, Bytes(32, 200));
+  ReadStage read;
+  ASSERT_TRUE(read.prepare(page.header(), "RGB"));
+  const std::string log = captured_log([&] {
+    for (int line = 0; line < 2; ++line) {
+      const std::uint8_t* row = read.next_row(page.raster());
+      ASSERT_NE(row, nullptr);
+      EXPECT_EQ(Bytes(row, row + 6), Bytes(6, 0));
+    }
+  });
+  EXPECT_EQ(log,
+            "K905-1: Unsupported color format: colors=4, bits=16\n"
+            "K905-1: Unsupported color format: colors=4, bits=16\n");
+}
+
+TEST_F(Stages, BytesThatALineDoesNotHaveCountAsZero) {
+  // Two RGB pixels need six bytes, the line has three.
+  EXPECT_THAT(read_line(2, 3, 8, {9, 8, 7}, "RGB", 3), ElementsAre(9, 8, 7, 0, 0, 0));
+}
+
+TEST_F(Stages, AMissingLineIsReportedWithItsNumber) {
+  const MemoryRaster page(1, 3, 3, 8, 3, {1, 2, 3, 4, 5, 6});
+  ReadStage read;
+  ASSERT_TRUE(read.prepare(page.header(), "RGB"));
+  EXPECT_NE(read.next_row(page.raster()), nullptr);
+  EXPECT_NE(read.next_row(page.raster()), nullptr);
+  EXPECT_EQ(captured_log([&] { EXPECT_EQ(read.next_row(page.raster()), nullptr); }),
+            "K905-1: cupsRasterReadPixels failed at line 2\n");
+}
+
+TEST_F(Stages, AnEmptyPageFailsBeforeItIsRead) {
+  cups_page_header2_t header = {};
+  header.cupsWidth = 0;
+  header.cupsHeight = 7;
+  ReadStage read;
+  EXPECT_EQ(captured_log([&] { EXPECT_FALSE(read.prepare(header, "RGB")); }),
+            "K905-1: Empty page image: 0x7\n");
+}
+
+TEST_F(Stages, APageOfMoreThanHalfAGigapixelIsAsGoodAsOutOfMemory) {
+  cups_page_header2_t header = {};
+  header.cupsNumColors = 3;
+  header.cupsBitsPerColor = 8;
+  header.cupsBytesPerLine = 3;
+  ReadStage read;
+  header.cupsWidth = (1U << 15) + 1;
+  header.cupsHeight = 1U << 14;
+  EXPECT_EQ(captured_log([&] { EXPECT_FALSE(read.prepare(header, "RGB")); }),
+            "K905-1: malloc src planes failed\n");
+  header.cupsWidth = 0xFFFFFFFF;
+  header.cupsHeight = 0xFFFFFFFF;
+  EXPECT_EQ(captured_log([&] { EXPECT_FALSE(read.prepare(header, "RGB")); }),
+            "K905-1: malloc src planes failed\n");
+  header.cupsWidth = 1U << 15;  // exactly 2^29 pixels is still a page
+  header.cupsHeight = 1U << 14;
+  EXPECT_EQ(captured_log([&] { EXPECT_TRUE(read.prepare(header, "RGB")); }), "");
+}
+
+// ---- Stage 1.5 ----------------------------------------------------------------------------------
+
+// A gray picture resized; every row of the target, first channel only.
+std::vector<Bytes> resized(unsigned width, unsigned height, const Bytes& gray,
+                           std::size_t target_width, std::size_t target_height) {
+  const MemoryRaster page(width, height, 1, 8, width, gray);
+  ReadStage read;
+  EXPECT_TRUE(read.prepare(page.header(), "RGB"));
+  ResizeStage resize;
+  resize.prepare(width, height, target_width, target_height);
+  EXPECT_TRUE(resize.ready());
+  std::vector<Bytes> rows;
+  for (std::size_t y = 0; y < target_height; ++y) {
+    const std::uint8_t* row = resize.row(y, read, page.raster());
+    Bytes first_channel;
+    for (std::size_t x = 0; row != nullptr && x < target_width; ++x) {
+      first_channel.push_back(row[3 * x]);
+    }
+    rows.push_back(first_channel);
+  }
+  return rows;
+}
+
+TEST_F(Stages, APageOfTheTargetSizePassesByteForByte) {
+  EXPECT_THAT(resized(2, 2, {1, 2, 3, 4}, 2, 2), ElementsAre(Bytes{1, 2}, Bytes{3, 4}));
+}
+
+TEST_F(Stages, EnlargingReplicatesTheLastRowAndColumn) {
+  // Twice as large: positions 0, 0.5, 1, 1.5 a side; beyond 1 the last line stands for both
+  // neighbours. 0 100 / 200 40 gives means of 50, 100, 70 and, in the middle, 340 / 4 = 85.
+  EXPECT_THAT(resized(2, 2, {0, 100, 200, 40}, 4, 4),
+              ElementsAre(Bytes{0, 50, 100, 100}, Bytes{100, 85, 70, 70}, Bytes{200, 120, 40, 40},
+                          Bytes{200, 120, 40, 40}));
+}
+
+TEST_F(Stages, TargetZeroIsSourceZeroExactlyWhenReducing) {
+  // Four to two: positions 0 and 2, no half-pixel offset and no averaging.
+  EXPECT_THAT(resized(4, 1, {10, 20, 30, 40}, 2, 1), ElementsAre(Bytes{10, 30}));
+}
+
+TEST_F(Stages, HalvesRoundUp) {
+  // Position 0.5 between 0 and 1: 0.5 + 0.5 truncates to 1.
+  EXPECT_THAT(resized(2, 1, {0, 1}, 4, 1), ElementsAre(Bytes{0, 1, 1, 1}));
+}
+
+TEST_F(Stages, ASinglePixelFillsAnySize) {
+  EXPECT_THAT(resized(1, 1, {77}, 3, 2), ElementsAre(Bytes{77, 77, 77}, Bytes{77, 77, 77}));
+}
+
+// ---- Stage 2 ------------------------------------------------------------------------------------
+
+Bytes color_model(const char* model, const Bytes& rgb) {
+  ColorModelStage stage;
+  stage.prepare(model, rgb.size() / 3, 1);
+  Bytes row = with_slack(rgb);
+  stage.row(0, row.data());
+  row.resize(rgb.size());
+  return row;
+}
+
+TEST_F(Stages, GrayAndBlackAreThreeIdenticalPlanesAndNegativesOfEachOther) {
+  // 10 * 0.299 + 20 * 0.587 + 30 * 0.114 = 18.15.
+  EXPECT_THAT(color_model("Gray", {10, 20, 30}), ElementsAre(18, 18, 18));
+  EXPECT_THAT(color_model("Black", {10, 20, 30}), ElementsAre(237, 237, 237));
+}
+
+TEST_F(Stages, CmyInvertsAndKcmyTurnsThePlanesInvertingOnlyTheLast) {
+  EXPECT_THAT(color_model("CMY", {10, 20, 30}), ElementsAre(245, 235, 225));
+  EXPECT_THAT(color_model("CMYK", {10, 20, 30}), ElementsAre(245, 235, 225));
+  EXPECT_THAT(color_model("KCMY", {10, 20, 30}), ElementsAre(20, 30, 245));
+}
+
+TEST_F(Stages, AnyOtherNameLeavesThePlanesUnchanged) {
+  for (const char* model : {"RGB", "gray", "Grey", "cmyk", "", "Gray "}) {
+    EXPECT_THAT(color_model(model, {10, 20, 30}), ElementsAre(10, 20, 30)) << model;
+  }
+}
+
+TEST_F(Stages, FourColoursUnderCmykLeaveStageTwoAsTheyCame) {
+  EXPECT_THAT(color_model("CMYK", read_line(1, 4, 8, {10, 20, 30, 99}, "CMYK")),
+              ElementsAre(10, 20, 30));
+}
+
+TEST_F(Stages, FourColoursUnderKcmyLeaveStageTwoTurned) {
+  // 255 - byte 1, 255 - byte 2, byte 0.
+  EXPECT_THAT(color_model("KCMY", read_line(1, 4, 8, {10, 20, 30, 99}, "KCMY")),
+              ElementsAre(235, 225, 10));
+}
+
+TEST_F(Stages, TheColourModelIsNamedInItsBanner) {
+  ColorModelStage stage;
+  stage.prepare("KCMY", 1, 1);
+  EXPECT_EQ(captured_log([&] { stage.report(); }),
+            "K905-1: === STAGE 2: Color model conversion (KCMY) ===\n"
+            "K905-1: Color conversion completed\n");
+}
+
+// ---- Stage 3 ------------------------------------------------------------------------------------
+
+TEST_F(Stages, PairsOfRowsBecomeOneWeightedThreeToTwoAndAnOddLastRowIsDropped) {
+  DeinterlaceStage stage;
+  stage.prepare(true, 1, 5, 99);
+  EXPECT_EQ(stage.height(), 2U);
+  // (3 * 10 + 2 * 20) / 5 = 14; (3 * 255 + 2 * 1) / 5 = 153.4, rounded down.
+  const std::uint8_t input[5] = {10, 20, 255, 1, 77};
+  Bytes output;
+  for (std::size_t y = 0; y < 5; ++y) {
+    Bytes row = with_slack({input[y], input[y], input[y]});
+    if (const std::uint8_t* mean = stage.row(y, row.data())) {
+      output.push_back(mean[2]);
+    }
+  }
+  EXPECT_THAT(output, ElementsAre(14, 153));
+}
+
+TEST_F(Stages, AHeightOfOneDeinterlacesToNothing) {
+  DeinterlaceStage stage;
+  stage.prepare(true, 4, 1, 99);
+  EXPECT_EQ(stage.height(), 0U);
+}
+
+TEST_F(Stages, EqualRowPairsSurviveTheDeinterlace) {
+  DeinterlaceStage stage;
+  stage.prepare(true, 1, 512, 99);
+  for (std::size_t y = 0; y < 512; ++y) {
+    const auto value = static_cast<std::uint8_t>(y / 2);
+    Bytes row = with_slack({value, value, value});
+    if (const std::uint8_t* mean = stage.row(y, row.data())) {
+      EXPECT_EQ(mean[0], value);
+    }
+  }
+}
+
+TEST_F(Stages, TheFullInterlacedHeightSkipsTheDeinterlace) {
+  DeinterlaceStage stage;
+  stage.prepare(true, 3, 8, 8);
+  Bytes row = with_slack(Bytes(9, 1));
+  EXPECT_EQ(stage.row(0, row.data()), row.data());
+  EXPECT_EQ(captured_log([&] { stage.report(); }),
+            "K905-1: === STAGE 3: Deinterlace processing ===\n"
+            "K905-1: Source image height: 8 pixels\n"
+            "K905-1: Expected 600DPI height: 8 pixels\n"
+            "K905-1: Image is already full 600DPI resolution, skipping deinterlace\n"
+            "K905-1: Keeping original image size: 3x8\n");
+}
+
+TEST_F(Stages, ADeinterlaceTellsItsSizes) {
+  DeinterlaceStage stage;
+  stage.prepare(true, 3, 7, 8);
+  EXPECT_EQ(captured_log([&] { stage.report(); }),
+            "K905-1: === STAGE 3: Deinterlace processing ===\n"
+            "K905-1: Source image height: 7 pixels\n"
+            "K905-1: Expected 600DPI height: 8 pixels\n"
+            "K905-1: Image is interlaced format, performing deinterlace\n"
+            "K905-1: Processing interlaced image: 3x7 -> 3x3\n"
+            "K905-1: Deinterlace completed successfully\n");
+}
+
+TEST_F(Stages, APlainPageHasNoDeinterlaceStage) {
+  DeinterlaceStage stage;
+  stage.prepare(false, 3, 7, 8);
+  EXPECT_EQ(captured_log([&] { stage.report(); }), "");
+}
+
+// ---- Stage 4 ------------------------------------------------------------------------------------
+
+TEST_F(Stages, TheMirrorSpeaksOfEachPlaneEvenWhenNothingIsFlipped) {
+  MirrorStage stage;
+  stage.prepare(true, 5, 0);
+  EXPECT_EQ(captured_log([&] { stage.report(); }),
+            "K905-1: === STAGE 4: Mirror flip ===\n"
+            "K905-1: Applying horizontal mirror flip: 5x0\n"
+            "K905-1: Applying horizontal mirror flip: 5x0\n"
+            "K905-1: Applying horizontal mirror flip: 5x0\n");
+}
+
+TEST_F(Stages, TheMirrorKeepsTheMiddleColumnAndLeavesAWidthOfOneAlone) {
+  const auto mirrored = [](const Bytes& first_channel) {
+    Bytes row;
+    for (const std::uint8_t value : first_channel) {
+      row.insert(row.end(), {value, 0, 0});
+    }
+    row = with_slack(row);
+    Bytes plane[3];
+    for (Bytes& bytes : plane) {
+      bytes = Bytes(first_channel.size());
+    }
+    kernels::chosen_table().split_mirrored(row.data(), plane[0].data(), plane[1].data(),
+                                           plane[2].data(), first_channel.size());
+    return plane[0];
+  };
+  EXPECT_THAT(mirrored({1}), ElementsAre(1));
+  EXPECT_THAT(mirrored({1, 2}), ElementsAre(2, 1));
+  EXPECT_THAT(mirrored({1, 2, 3, 4, 5}), ElementsAre(5, 4, 3, 2, 1));
+}
+
+// ---- Stages 7 and 8 -----------------------------------------------------------------------------
+
+PageLayout canvas_without_bleed(std::int32_t width, std::int32_t height) {
+  return {.target_width = width,
+          .target_height = height,
+          .canvas_width = width,
+          .canvas_height = height,
+          .bleed_top = 0,
+          .bleed_bottom = 0,
+          .bleed_left = 0,
+          .bleed_right = 0,
+          .effective_width = width,
+          .effective_height = height};
+}
+
+// Sends a picture (first plane; the others are kept apart by constant offsets) through turn and
+// place.
+Bytes placed(const PageLayout& layout, bool turn, std::size_t width, std::size_t height,
+             const Bytes& image) {
+  TurnStage turn_stage;
+  PlaceStage place;
+  turn_stage.prepare(turn, width, height);
+  place.prepare(layout, turn_stage.width(), turn_stage.height());
+  for (std::size_t y = 0; y < height; ++y) {
+    const PlaneRow row = turn_stage.target(y);
+    for (std::size_t x = 0; x < width; ++x) {
+      row.plane[0][x] = image[y * width + x];
+      row.plane[1][x] = static_cast<std::uint8_t>(image[y * width + x] + 1);
+      row.plane[2][x] = static_cast<std::uint8_t>(image[y * width + x] + 2);
+    }
+    turn_stage.row_done(y, place);
+  }
+  const PlaneSet canvas = place.take_canvas();
+  const auto count = static_cast<std::size_t>(layout.canvas_width) *
+                     static_cast<std::size_t>(layout.canvas_height);
+  Bytes first(canvas.plane[0].get(), canvas.plane[0].get() + count);
+  for (std::size_t i = 0; i < count; ++i) {
+    if (first[i] != 255) {
+      EXPECT_EQ(canvas.plane[1][i], static_cast<std::uint8_t>(first[i] + 1));
+      EXPECT_EQ(canvas.plane[2][i], static_cast<std::uint8_t>(first[i] + 2));
+    }
+  }
+  return first;
+}
+
+TEST_F(Stages, AThreeByTwoImageTurnsIntoTwoByThree) {
+  EXPECT_THAT(placed(canvas_without_bleed(2, 3), true, 3, 2, {0, 1, 2, 3, 4, 5}),
+              ElementsAre(2, 5, 1, 4, 0, 3));
+}
+
+TEST_F(Stages, WithoutTheFlagNothingTurns) {
+  EXPECT_THAT(placed(canvas_without_bleed(3, 2), false, 3, 2, {0, 1, 2, 3, 4, 5}),
+              ElementsAre(0, 1, 2, 3, 4, 5));
+}
+
+TEST_F(Stages, FourTurnsAreNoTurnAcrossBandBoundaries) {
+  // Taller and wider than a band of 128 rows; values below 250 keep clear of the white canvas.
+  std::size_t width = 131;
+  std::size_t height = 257;
+  Bytes image(width * height);
+  for (std::size_t i = 0; i < image.size(); ++i) {
+    image[i] = static_cast<std::uint8_t>((i * 7919) % 250);
+  }
+  Bytes turned = image;
+  for (int turn = 0; turn < 4; ++turn) {
+    turned = placed(
+        canvas_without_bleed(static_cast<std::int32_t>(height), static_cast<std::int32_t>(width)),
+        true, width, height, turned);
+    std::swap(width, height);
+  }
+  EXPECT_EQ(turned, image);
+}
+
+TEST_F(Stages, AnImageOfTheEffectiveSizeLandsAtItsBleedsAndAllElseIsWhite) {
+  PageLayout layout = canvas_without_bleed(5, 4);
+  layout.bleed_left = 2;
+  layout.bleed_right = 1;
+  layout.bleed_top = 1;
+  layout.bleed_bottom = 1;
+  layout.effective_width = 2;
+  layout.effective_height = 2;
+  EXPECT_THAT(placed(layout, false, 2, 2, {1, 2, 3, 4}), ElementsAre(255, 255, 255, 255, 255,  //
+                                                                     255, 255, 1, 2, 255,      //
+                                                                     255, 255, 3, 4, 255,      //
+                                                                     255, 255, 255, 255, 255));
+}
+
+TEST_F(Stages, StretchingRepeatsEachColumnTwiceAndTakesEverySecondRow) {
+  // 100 x 100 to 200 x 50: column d comes from d / 2, row d from trunc((d + 0.5) * 2) = 2 d + 1.
+  Bytes image(100 * 100);
+  for (std::size_t i = 0; i < image.size(); ++i) {
+    image[i] = static_cast<std::uint8_t>((i % 100) + (i / 100));
+  }
+  const Bytes canvas = placed(canvas_without_bleed(200, 50), false, 100, 100, image);
+  for (std::size_t y = 0; y < 50; ++y) {
+    for (std::size_t x = 0; x < 200; ++x) {
+      ASSERT_EQ(canvas[y * 200 + x], x / 2 + (2 * y + 1)) << x << "," << y;
+    }
+  }
+}
+
+TEST_F(Stages, BleedsThatLeaveNoRoomLeaveAWhiteCanvas) {
+  PageLayout layout = canvas_without_bleed(4, 3);
+  layout.bleed_left = 2'000'000'000;
+  layout.effective_width = 1;
+  EXPECT_EQ(placed(layout, false, 2, 2, {1, 2, 3, 4}), Bytes(12, 255));
+  layout.bleed_left = 0;
+  layout.bleed_top = 2'000'000'000;
+  layout.effective_height = 1;
+  EXPECT_EQ(placed(layout, false, 2, 2, {1, 2, 3, 4}), Bytes(12, 255));
+}
+
+TEST_F(Stages, AnEmptyImageLeavesAWhiteCanvas) {
+  EXPECT_EQ(placed(canvas_without_bleed(4, 3), false, 4, 0, {}), Bytes(12, 255));
+  EXPECT_EQ(placed(canvas_without_bleed(4, 3), true, 4, 0, {}), Bytes(12, 255));
+}
+
+TEST_F(Stages, PlacingTellsWhereTheBleedsComeFrom) {
+  const PaperConfig* paper = find_paper_by_ppd_name("w288h432");
+  current_options.paper_config = paper;
+  const auto report = [](const PageLayout& layout, std::size_t width, std::size_t height) {
+    PlaceStage place;
+    place.prepare(layout, width, height);
+    return captured_log([&] {
+      EXPECT_TRUE(place.report());
+      place.report_final();
+    });
+  };
+  const PageLayout layout = {.target_width = 1844,
+                             .target_height = 1240,
+                             .canvas_width = 1920,
+                             .canvas_height = 1240,
+                             .bleed_top = 25,
+                             .bleed_bottom = 18,
+                             .bleed_left = 50,
+                             .bleed_right = 70,
+                             .effective_width = 1800,
+                             .effective_height = 1197};
+  EXPECT_EQ(report(layout, 1844, 1240),
+            "K905-1: === STAGE 8: Place on canvas ===\n"
+            "K905-1: Paper config: 6x4, canvas=1920x1240\n"
+            "K905-1: Image size: 1844x1240\n"
+            "K905-1: Bleed values from default (CUPSFile) - Top(A):25, Bottom(B):18, Left(C):50, "
+            "Right(D):70\n"
+            "K905-1: Effective image area: 1800x1197 (already used in stage 1.5)\n"
+            "K905-1: WARNING: Image size doesn't match effective area, stretching to fill...\n"
+            "K905-1:   Image: 1844x1240, Effective area: 1800x1197\n"
+            // 1800 / 1844 = 0.97614, 1197 / 1240 = 0.96532
+            "K905-1: Stretching 1844x1240 -> 1800x1197 (scale_w=0.9761, scale_h=0.9653, "
+            "non-proportional)\n"
+            "K905-1: Canvas created with bleed: 1920x1240\n"
+            "K905-1: === STAGE 9: Final result ===\n");
+  // A delta that leaves the sum clamped to 0 is still a delta.
+  current_options.bleed_top_px = -100;
+  EXPECT_EQ(report(layout, 1800, 1197),
+            "K905-1: === STAGE 8: Place on canvas ===\n"
+            "K905-1: Paper config: 6x4, canvas=1920x1240\n"
+            "K905-1: Image size: 1800x1197\n"
+            "K905-1: Bleed values from default + delta (PPD/CLI) - Top(A):25, Bottom(B):18, "
+            "Left(C):50, Right(D):70\n"
+            "K905-1: Effective image area: 1800x1197 (already used in stage 1.5)\n"
+            "K905-1: Image already matches effective area size\n"
+            "K905-1: Canvas created with bleed: 1920x1240\n"
+            "K905-1: === STAGE 9: Final result ===\n");
+}
+
+}  // namespace
