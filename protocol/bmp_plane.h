@@ -1,7 +1,7 @@
 // One colour plane as the printer takes it: an 8-bit greyscale BMP.
 //
-// Deliberate: the height is positive although the rows go out top first and without padding. That is
-// the printer's layout; a general BMP reader shows the picture upside down.
+// Deliberate: the height is positive although the rows go out top first and without padding. That
+// is the printer's layout; a general BMP reader shows the picture upside down.
 #pragma once
 
 #include <array>
@@ -13,8 +13,8 @@ inline constexpr std::size_t kBmpHeaderSize = 1088;
 
 using BmpHeader = std::array<std::uint8_t, kBmpHeaderSize>;
 
-// Everything of the image in front of the pixels. Width and height are written in 16 bits, the total
-// size (width * height + kBmpHeaderSize) in 32.
+// Everything of the image in front of the pixels. Width and height are written in 16 bits, the
+// total size (width * height + kBmpHeaderSize) in 32.
 [[nodiscard]] BmpHeader make_bmp_header(std::uint32_t width, std::uint32_t height);
 
 // The whole image in one block: header, then the width x height bytes of `plane` as they are. Newly

@@ -18,8 +18,8 @@ inline constexpr std::size_t kCommandLengthSize = 8;
 
 using CommandBlock = std::array<char, kCommandBlockSize>;
 
-// A block without payload. Group and name may be null (all blanks); a group longer than 6 and a name
-// longer than 16 characters are cut.
+// A block without payload. Group and name may be null (all blanks); a group longer than 6 and a
+// name longer than 16 characters are cut.
 [[nodiscard]] CommandBlock make_command_block(const char* group, const char* name);
 
 // The same with "%08d" of the length of the payload that follows.

@@ -10,7 +10,7 @@
 
 using ModeMapper = int (*)(int mode, std::uint32_t* value);
 
-// Sends "CNTRL <name>" with its eight-digit parameter, 40 bytes, to standard output. Without a mapper
-// the parameter is 0; a mode that the mapper rejects is logged and sent as 0. The outcome of the
-// write is only logged.
+// Sends "CNTRL <name>" with its eight-digit parameter, 40 bytes, to standard output. Without a
+// mapper the parameter is 0; a mode that the mapper rejects is logged and sent as 0. The outcome of
+// the write is only logged.
 void k905_cmd_cntrl_with_param(const char* name, int mode, ModeMapper mapper);

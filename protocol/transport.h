@@ -10,11 +10,11 @@
 
 // One question to the printer: writes the 32-byte block of `group` and `name` (either may be null),
 // then, when `reply` is not null, reads an answer of at most reply_size - 1 bytes into it. Reading
-// ends at a CR or LF that closes a read, at end of file, when the buffer is full, or when the printer
-// stays silent for timeout_ms; the wait is armed afresh before every read. The reply is always
-// terminated, and trimmed: CR, LF and blanks behind, blanks in front (tabs stay).
+// ends at a CR or LF that closes a read, at end of file, when the buffer is full, or when the
+// printer stays silent for timeout_ms; the wait is armed afresh before every read. The reply is
+// always terminated, and trimmed: CR, LF and blanks behind, blanks in front (tabs stay).
 //
-// Returns the number of bytes read before trimming, 0 without a reply buffer or when reply_size is 0,
-// -1 on a write or read error; the reply is then "".
+// Returns the number of bytes read before trimming, 0 without a reply buffer or when reply_size is
+// 0, -1 on a write or read error; the reply is then "".
 [[nodiscard]] int k905_write_read_cmd32(int descriptor, const char* group, const char* name,
                                         char* reply, std::size_t reply_size, int timeout_ms);

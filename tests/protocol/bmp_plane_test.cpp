@@ -1,0 +1,98 @@
+#include "protocol/bmp_plane.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/protocol/system_hooks.h"
+#include "tests/support/captured_log.h"
+
+namespace {
+
+struct FreeDeleter {
+  void operator()(void* block) const { std::free(block); }
+};
+using Image = std::unique_ptr<std::uint8_t[], FreeDeleter>;
+
+std::vector<std::uint8_t> header_bytes(std::uint32_t width, std::uint32_t height, std::size_t from,
+                                       std::size_t count) {
+  const BmpHeader header = make_bmp_header(width, height);
+  return {header.begin() + static_cast<std::ptrdiff_t>(from),
+          header.begin() + static_cast<std::ptrdiff_t>(from + count)};
+}
+
+TEST(BmpPlanes, FirstFiftyFourBytesOfASixByEightSheet) {
+  // 1920 = 0x0780, 2498 = 0x09c2, 1920 * 2498 + 1088 = 4797248 = 0x00493340, 1088 = 0x0440.
+  const std::vector<std::uint8_t> expected = {
+      'B',  'M',                                       // signature
+      0x40, 0x33, 0x49, 0x00,                          // total size
+      0,    0,    0,    0,                             // reserved
+      0x40, 0x04, 0,    0,                             // where the pixels begin
+      40,   0,    0,    0,                             // size of the information header
+      0x80, 0x07, 0,    0,                             // width
+      0xc2, 0x09, 0,    0,                             // height, positive
+      1,    0,    8,    0,                             // planes, bits per pixel
+      0,    0,    0,    0,    0, 0, 0, 0, 0, 0, 0, 0,  // compression, image size, horizontal
+      0,    0,    0,    0,    0, 0, 0, 0, 0, 0, 0, 0,  // vertical resolution, colour counts
+  };
+  ASSERT_EQ(expected.size(), 54U);
+  EXPECT_EQ(header_bytes(1920, 2498, 0, 54), expected);
+}
+
+TEST(BmpPlanes, PaletteIsAGreyRampAndTenZerosFollow) {
+  const BmpHeader header = make_bmp_header(3, 2);
+  for (std::size_t grey = 0; grey < 256; ++grey) {
+    const std::uint8_t* entry = &header[54 + 4 * grey];
+    EXPECT_EQ(entry[0], grey);
+    EXPECT_EQ(entry[1], grey);
+    EXPECT_EQ(entry[2], grey);
+    EXPECT_EQ(entry[3], 0);
+  }
+  EXPECT_EQ(header_bytes(3, 2, 1078, 10), std::vector<std::uint8_t>(10, 0));
+}
+
+TEST(BmpPlanes, SidesKeepOnlyTheirLowSixteenBits) {
+  // 70000 = 0x11170, 65537 = 0x10001; the size 70000 * 65537 + 1088 = 4587591088 = 0x1117115b0.
+  EXPECT_EQ(header_bytes(70000, 65537, 18, 8),
+            (std::vector<std::uint8_t>{0x70, 0x11, 0, 0, 0x01, 0x00, 0, 0}));
+  EXPECT_EQ(header_bytes(70000, 65537, 2, 4), (std::vector<std::uint8_t>{0xb0, 0x15, 0x71, 0x11}));
+}
+
+TEST(BmpPlanes, ImageIsHeaderAndPlaneWithoutRowPaddingTopRowFirst) {
+  const std::vector<std::uint8_t> plane = {1, 2, 3, 250, 251, 252};
+  std::size_t size = 0;
+  const Image image(k905_build_bmp_plane(3, 2, plane.data(), &size));
+  ASSERT_NE(image, nullptr);
+  ASSERT_EQ(size, 1094U);
+  const BmpHeader header = make_bmp_header(3, 2);
+  EXPECT_TRUE(std::equal(header.begin(), header.end(), image.get()));
+  EXPECT_EQ(std::vector<std::uint8_t>(image.get() + 1088, image.get() + 1094), plane);
+}
+
+TEST(BmpPlanes, NobodyHasToAskForTheSize) {
+  const std::uint8_t pixel = 7;
+  const Image image(k905_build_bmp_plane(1, 1, &pixel, nullptr));
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image[1088], 7);
+}
+
+TEST(BmpPlanes, MissingMemoryIsLoggedWithTheSizeAskedFor) {
+  const hooks::Guard guard;
+  const std::uint8_t pixel = 7;
+  std::size_t size = 42;
+  std::uint8_t* image = nullptr;
+  const std::string log = captured_log([&] {
+    hooks::malloc_fails = true;
+    image = k905_build_bmp_plane(100000, 100000, &pixel, &size);
+    hooks::malloc_fails = false;
+  });
+  // Ten thousand million pixels: more than 32 bits hold.
+  EXPECT_EQ(log, "K905-1: malloc(10000001088) failed for BMP plane\n");
+  EXPECT_EQ(image, nullptr);
+  EXPECT_EQ(size, 42U);
+}
+
+}  // namespace

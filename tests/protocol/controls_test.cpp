@@ -1,0 +1,111 @@
+#include "protocol/controls.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "tests/protocol/system_hooks.h"
+#include "tests/support/captured_log.h"
+
+namespace {
+
+struct Sent {
+  std::string bytes;
+  std::string log;
+};
+
+Sent send_control(const char* name, int mode, ModeMapper mapper) {
+  Sent sent;
+  sent.log = captured_log([&] {
+    sent.bytes = captured_output([&] { k905_cmd_cntrl_with_param(name, mode, mapper); });
+  });
+  return sent;
+}
+
+TEST(Controls, OvercoatModesAreSentAsTheyAre) {
+  std::uint32_t value = 99;
+  EXPECT_EQ(overcoat_mode_to_cmd(0, &value), 0);
+  EXPECT_EQ(value, 0U);
+  EXPECT_EQ(overcoat_mode_to_cmd(1, &value), 0);
+  EXPECT_EQ(value, 1U);
+}
+
+TEST(Controls, ThirdCutterModeIs120ToThePrinter) {
+  std::uint32_t value = 99;
+  EXPECT_EQ(cutter_mode_to_cmd(0, &value), 0);
+  EXPECT_EQ(value, 0U);
+  EXPECT_EQ(cutter_mode_to_cmd(1, &value), 0);
+  EXPECT_EQ(value, 1U);
+  EXPECT_EQ(cutter_mode_to_cmd(2, &value), 0);
+  EXPECT_EQ(value, 120U);
+}
+
+TEST(Controls, ModeOutOfRangeLeavesTheValueAlone) {
+  std::uint32_t value = 99;
+  EXPECT_EQ(overcoat_mode_to_cmd(2, &value), -1);
+  EXPECT_EQ(overcoat_mode_to_cmd(-1, &value), -1);
+  EXPECT_EQ(cutter_mode_to_cmd(3, &value), -1);
+  EXPECT_EQ(cutter_mode_to_cmd(-1, &value), -1);
+  EXPECT_EQ(value, 99U);
+}
+
+TEST(Controls, CommandIsABlockAndEightDigits) {
+  const Sent sent = send_control("OVERCOAT", 1, overcoat_mode_to_cmd);
+  EXPECT_EQ(sent.bytes,
+            "\x1b"
+            "PCNTRL OVERCOAT        0000000800000001");
+  EXPECT_EQ(sent.log, "K905-1: send CNTRL OVERCOAT mode=1\n");
+}
+
+TEST(Controls, LogShowsTheValueThatIsSentNotTheMode) {
+  const Sent sent = send_control("CUTTER", 2, cutter_mode_to_cmd);
+  EXPECT_EQ(sent.bytes,
+            "\x1b"
+            "PCNTRL CUTTER          0000000800000120");
+  EXPECT_EQ(sent.log, "K905-1: send CNTRL CUTTER mode=120\n");
+}
+
+TEST(Controls, CutterModeThreeIsLoggedAndSentAsZero) {
+  const Sent sent = send_control("CUTTER", 3, cutter_mode_to_cmd);
+  EXPECT_EQ(sent.bytes,
+            "\x1b"
+            "PCNTRL CUTTER          0000000800000000");
+  EXPECT_EQ(sent.log,
+            "K905-1: invalid mode=3 for CUTTER, fallback 0\n"
+            "K905-1: send CNTRL CUTTER mode=0\n");
+}
+
+TEST(Controls, OvercoatModeTwoIsLoggedAndSentAsZero) {
+  const Sent sent = send_control("OVERCOAT", 2, overcoat_mode_to_cmd);
+  EXPECT_EQ(sent.bytes,
+            "\x1b"
+            "PCNTRL OVERCOAT        0000000800000000");
+  EXPECT_EQ(sent.log,
+            "K905-1: invalid mode=2 for OVERCOAT, fallback 0\n"
+            "K905-1: send CNTRL OVERCOAT mode=0\n");
+}
+
+TEST(Controls, WithoutAMapperTheParameterIsZero) {
+  const Sent sent = send_control("CUTTER", 2, nullptr);
+  EXPECT_EQ(sent.bytes.substr(32), "00000000");
+  EXPECT_EQ(sent.log, "K905-1: send CNTRL CUTTER mode=0\n");
+}
+
+TEST(Controls, ParameterFollowsItsBlockInOneWrite) {
+  const hooks::Guard guard;
+  send_control("CUTTER", 0, cutter_mode_to_cmd);
+  EXPECT_EQ(hooks::writes_to_output, std::vector<std::size_t>{40});
+}
+
+TEST(Controls, FailedWriteIsOnlyLogged) {
+  const hooks::Guard guard;
+  hooks::write_script = {.descriptor = 1, .steps = {{.error = EPIPE}}};
+  const Sent sent = send_control("CUTTER", 0, cutter_mode_to_cmd);
+  EXPECT_EQ(sent.bytes, "");
+  EXPECT_EQ(sent.log,
+            "K905-1: send CNTRL CUTTER mode=0\n"
+            "K905-1: write error: Broken pipe\n");
+}
+
+}  // namespace

@@ -1,0 +1,366 @@
+#include "protocol/status_query.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/protocol/fake_printer.h"
+#include "tests/protocol/system_hooks.h"
+#include "tests/support/captured_log.h"
+
+namespace {
+
+using Answers = std::map<std::string, std::string>;
+
+struct Query {
+  int status = -1;
+  std::string report;
+  std::string log;
+  std::vector<std::string> questions;
+
+  // The value of one line of the report.
+  [[nodiscard]] std::string value(const std::string& key) const {
+    const std::string begin = "\r\n" + key + " = ";
+    const std::string text = "\r\n" + report;
+    const std::size_t place = text.find(begin);
+    if (place == std::string::npos) {
+      return "(no such line)";
+    }
+    const std::size_t from = place + begin.size();
+    return text.substr(from, text.find("\r\n", from) - from);
+  }
+};
+
+Query query(const Answers& answers) {
+  const FakePrinter printer(answers);
+  Query result;
+  result.log = captured_log([&] {
+    result.report =
+        captured_output([&] { result.status = query_printer_info(printer.path().c_str()); });
+  });
+  EXPECT_EQ(result.log, "K905-1: query printer info from " + printer.path() + "\n");
+  result.questions = printer.questions();
+  return result;
+}
+
+// A K905 with one answer of its own.
+Query query_with(const std::string& question, const std::string& answer) {
+  Answers answers = answers_of_a_k905();
+  answers[question] = answer;
+  return query(answers);
+}
+
+Answers answers_of_an_rv40() {
+  Answers answers = answers_of_a_k905();
+  answers["INFO FVER"] = "RV-40 02.00\r\n";
+  return answers;
+}
+
+TEST(StatusQuery, WholeReportOfAK905) {
+  const Query result = query(answers_of_a_k905());
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.report,
+            "Version = v1.0\r\n"
+            "PrintStatus = Idling (0)\r\n"
+            "PrintVersion = K905 01.02\r\n"
+            "PrintMediaInfo = MEDIA 6x8\r\n"
+            "PrintHorResolution = RH0300\r\n"
+            "PrintVerResolution = RV0600\r\n"
+            "PrintFreeBuff = FB002 (2)\r\n"
+            "PrintInitMediaCount = MQD 0400 (400)\r\n"
+            "PrintRemainQuantity = MQT 0350 (300)\r\n"
+            "PrintSerialNO = K9A000123\r\n"
+            "PrintVolumeLifeCounter = CL0012345 (12345)\r\n"
+            "PrintHalfSizeMediaCounter =  (-1)\r\n"
+            "PrintVolumeMatteCounter = CM  0000678 (678)\r\n"
+            "PrintColorControlDataVersion = T 01.10\r\n"
+            "PrintColorControlDataChecksum = A1B2\r\n"
+            "ActPrintVersion = K905\r\n"
+            "ActPrintMediaInfo = 6x8\r\n"
+            "ActPrintResolution = 300x300\r\n");
+}
+
+TEST(StatusQuery, QuestionsOfAK905InTheirOrder) {
+  EXPECT_EQ(
+      query(answers_of_a_k905()).questions,
+      (std::vector<std::string>{"STATUS", "INFO FVER", "INFO MEDIA", "INFO RESOLUTION_H",
+                                "INFO RESOLUTION_V", "INFO FREE_PBUFFER", "INFO MQTY_DEFAULT",
+                                "INFO MQTY", "INFO SERIAL_NUMBER", "MNT_RD COUNTER_LIFE",
+                                "MNT_RD COUNTER_MATTE", "TBL_RD Version", "MNT_RD CTRLD_CHKSUM"}));
+}
+
+TEST(StatusQuery, Rv40IsAskedForHalfSizeMediaToo) {
+  const Query result = query(answers_of_an_rv40());
+  ASSERT_EQ(result.questions.size(), 14U);
+  EXPECT_EQ(result.questions[11], "INFO RQTY");
+  EXPECT_EQ(result.value("PrintHalfSizeMediaCounter"), "RQT 0700 (700)");
+}
+
+TEST(StatusQuery, MissingDeviceEndsWithStatusOneAndNoReport) {
+  int status = -1;
+  std::string report;
+  const std::string log = captured_log(
+      [&] { report = captured_output([&] { status = query_printer_info("/nonexistent/lp0"); }); });
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(report, "");
+  EXPECT_EQ(log,
+            "K905-1: query printer info from /nonexistent/lp0\n"
+            "K905-1: open('/nonexistent/lp0') failed: No such file or directory\n");
+}
+
+TEST(StatusQuery, ReportLeavesInOneWrite) {
+  const hooks::Guard guard;
+  const Query result = query(answers_of_a_k905());
+  EXPECT_EQ(hooks::writes_to_output, std::vector<std::size_t>{result.report.size()});
+}
+
+// What the printer refuses to hear is no reason to stop asking: /dev/null takes every question and
+// answers with the end of the file.
+TEST(StatusQuery, DeviceThatAnswersNothingGivesTheWholeReportEmpty) {
+  int status = -1;
+  std::string report;
+  captured_log(
+      [&] { report = captured_output([&] { status = query_printer_info("/dev/null"); }); });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(report,
+            "Version = v1.0\r\n"
+            "PrintStatus =  (-1)\r\n"
+            "PrintVersion = \r\n"
+            "PrintMediaInfo = \r\n"
+            "PrintHorResolution = \r\n"
+            "PrintVerResolution = \r\n"
+            "PrintFreeBuff =  (-1)\r\n"
+            "PrintInitMediaCount =  (-1)\r\n"
+            "PrintRemainQuantity =  (-1)\r\n"
+            "PrintSerialNO = \r\n"
+            "PrintVolumeLifeCounter =  (-1)\r\n"
+            "PrintHalfSizeMediaCounter =  (-1)\r\n"
+            "PrintVolumeMatteCounter =  (-1)\r\n"
+            "PrintColorControlDataVersion = \r\n"
+            "PrintColorControlDataChecksum = \r\n"
+            "ActPrintVersion = \r\n"
+            "ActPrintMediaInfo = \r\n"
+            "ActPrintResolution = \r\n");
+}
+
+TEST(StatusQuery, EveryQuestionThatCannotBeWrittenIsLoggedAndTheNextIsAsked) {
+  std::string report;
+  const std::string log = captured_log(
+      [&] { report = captured_output([&] { EXPECT_EQ(query_printer_info("/dev/full"), 0); }); });
+  const std::vector<std::string> lines = lines_of(log);
+  ASSERT_EQ(lines.size(), 14U);  // the opening line and thirteen questions
+  for (std::size_t line = 1; line < lines.size(); ++line) {
+    EXPECT_EQ(lines[line], "K905-1: write error: No space left on device");
+  }
+  EXPECT_NE(report.find("PrintStatus =  (-1)\r\n"), std::string::npos);
+  EXPECT_NE(report.find("PrintRemainQuantity =  (-1)\r\n"), std::string::npos);
+}
+
+TEST(StatusQuery, StatusIsTheFirstFiveCharactersWhateverFollows) {
+  EXPECT_EQ(query_with("STATUS", "01000\r\n").value("PrintStatus"), "Cover is open (1000)");
+  EXPECT_EQ(query_with("STATUS", "010009 and more\r\n").value("PrintStatus"),
+            "Cover is open (1000)");
+}
+
+TEST(StatusQuery, StatusOfFourDigitsIsNone) {
+  EXPECT_EQ(query_with("STATUS", "1000\r\n").value("PrintStatus"), " (-1)");
+}
+
+TEST(StatusQuery, StatusThatIsFiveLongOnlyWithItsLineEndIsNone) {
+  EXPECT_EQ(query_with("STATUS", " 100 \r\n").value("PrintStatus"), " (-1)");
+}
+
+TEST(StatusQuery, UnknownStatusCodeHasNoText) {
+  EXPECT_EQ(query_with("STATUS", "00002\r\n").value("PrintStatus"), " (2)");
+}
+
+TEST(StatusQuery, StatusThatIsNoNumberIsIdling) {
+  EXPECT_EQ(query_with("STATUS", "READY\r\n").value("PrintStatus"), "Idling (0)");
+}
+
+TEST(StatusQuery, FirmwareWithTwoNamesIsTheOneSearchedFirst) {
+  EXPECT_EQ(query_with("INFO FVER", "K905 RV-40W\r\n").value("ActPrintVersion"), "RV-40W");
+  EXPECT_EQ(query_with("INFO FVER", "RS-30 RV-40\r\n").value("ActPrintVersion"), "RV-40");
+  EXPECT_EQ(query_with("INFO FVER", "K905 RS-30\r\n").value("ActPrintVersion"), "RS-30");
+  EXPECT_EQ(query_with("INFO FVER", "RT K905\r\n").value("ActPrintVersion"), "RT");
+  EXPECT_EQ(query_with("INFO FVER", "ABCDE\r\n").value("ActPrintVersion"), "");
+}
+
+TEST(StatusQuery, FirmwareReplyOfFiveBytesWithItsLineEndNamesTheModel) {
+  // Five bytes came, though only three are left of them.
+  EXPECT_EQ(query_with("INFO FVER", "RT1\r\n").value("ActPrintVersion"), "RT");
+  EXPECT_EQ(query_with("INFO FVER", "RT\r\n").value("ActPrintVersion"), "");
+}
+
+TEST(StatusQuery, RvWithoutFortyLosesFiftyPrintsAndIsNotAskedForHalfSizeMedia) {
+  const Query result = query_with("INFO FVER", "RV-30 01\r\n");
+  EXPECT_EQ(result.value("ActPrintVersion"), "RV");
+  EXPECT_EQ(result.value("PrintRemainQuantity"), "MQT 0350 (300)");
+  EXPECT_EQ(result.questions.size(), 13U);
+}
+
+TEST(StatusQuery, Rv40AndRv40wKeepTheirFiftyPrints) {
+  EXPECT_EQ(query(answers_of_an_rv40()).value("PrintRemainQuantity"), "MQT 0350 (350)");
+  EXPECT_EQ(query_with("INFO FVER", "RV-40W 02\r\n").value("PrintRemainQuantity"),
+            "MQT 0350 (350)");
+}
+
+TEST(StatusQuery, OnlyTheRemainingQuantityLosesFifty) {
+  const Query result = query_with("INFO MQTY_DEFAULT", "MQD 0010\r\n");
+  EXPECT_EQ(result.value("PrintInitMediaCount"), "MQD 0010 (10)");
+}
+
+TEST(StatusQuery, RemainingQuantityCanBeNegative) {
+  EXPECT_EQ(query_with("INFO MQTY", "MQT 0020\r\n").value("PrintRemainQuantity"), "MQT 0020 (-30)");
+}
+
+TEST(StatusQuery, RemainingQuantityOfSevenBytesIsMinusOneAndKeepsItsText) {
+  EXPECT_EQ(query_with("INFO MQTY", "MQT 0\r\n").value("PrintRemainQuantity"), "MQT 0 (-1)");
+}
+
+TEST(StatusQuery, RemainingQuantityTooShortOnlyAfterTrimmingIsMinusFiftyOne) {
+  // Nine bytes came, seven characters are left.
+  EXPECT_EQ(query_with("INFO MQTY", "MQT 035\r\n").value("PrintRemainQuantity"), "MQT 035 (-51)");
+}
+
+TEST(StatusQuery, RemainingQuantityOfAnRv40TooShortAfterTrimmingIsMinusOne) {
+  Answers answers = answers_of_an_rv40();
+  answers["INFO MQTY"] = "MQT 035\r\n";
+  EXPECT_EQ(query(answers).value("PrintRemainQuantity"), "MQT 035 (-1)");
+}
+
+TEST(StatusQuery, ShortRepliesKeepTheirTextAndHaveNoNumber) {
+  Answers answers = answers_of_an_rv40();
+  answers["INFO FREE_PBUFFER"] = "FB02\r\n";
+  answers["INFO MQTY_DEFAULT"] = "MQD 040\r\n";
+  answers["MNT_RD COUNTER_LIFE"] = "CL001234\r\n";
+  answers["MNT_RD COUNTER_MATTE"] = "CM  000067\r\n";
+  answers["INFO RQTY"] = "RQT 070\r\n";
+  const Query result = query(answers);
+  EXPECT_EQ(result.value("PrintFreeBuff"), "FB02 (-1)");
+  EXPECT_EQ(result.value("PrintInitMediaCount"), "MQD 040 (-1)");
+  EXPECT_EQ(result.value("PrintVolumeLifeCounter"), "CL001234 (-1)");
+  EXPECT_EQ(result.value("PrintVolumeMatteCounter"), "CM  000067 (-1)");
+  EXPECT_EQ(result.value("PrintHalfSizeMediaCounter"), "RQT 070 (-1)");
+}
+
+TEST(StatusQuery, NumbersStopAtTheirLastCharacter) {
+  Answers answers = answers_of_an_rv40();
+  answers["INFO FREE_PBUFFER"] = "FB0129\r\n";
+  answers["INFO MQTY_DEFAULT"] = "MQD 04009\r\n";
+  answers["INFO MQTY"] = "MQT 03509\r\n";
+  answers["MNT_RD COUNTER_LIFE"] = "CL98765432\r\n";
+  answers["MNT_RD COUNTER_MATTE"] = "CM  12345678\r\n";
+  answers["INFO RQTY"] = "RQT 07009\r\n";
+  const Query result = query(answers);
+  EXPECT_EQ(result.value("PrintFreeBuff"), "FB0129 (12)");
+  EXPECT_EQ(result.value("PrintInitMediaCount"), "MQD 04009 (400)");
+  EXPECT_EQ(result.value("PrintRemainQuantity"), "MQT 03509 (350)");
+  EXPECT_EQ(result.value("PrintVolumeLifeCounter"), "CL98765432 (9876543)");
+  EXPECT_EQ(result.value("PrintVolumeMatteCounter"), "CM  12345678 (1234567)");
+  EXPECT_EQ(result.value("PrintHalfSizeMediaCounter"), "RQT 07009 (700)");
+}
+
+TEST(StatusQuery, NulInAReplyEndsItsText) {
+  const Query result = query_with("INFO MQTY", std::string("MQT\0 0350\r\n", 11));
+  EXPECT_EQ(result.value("PrintRemainQuantity"), "MQT (-51)");
+}
+
+TEST(StatusQuery, MediaInsideALongerWordIsFound) {
+  EXPECT_EQ(query_with("INFO MEDIA", "PC4x6R\r\n").value("ActPrintMediaInfo"), "4x6");
+}
+
+TEST(StatusQuery, MediaWithTwoNamesIsTheOneSearchedFirst) {
+  EXPECT_EQ(query_with("INFO MEDIA", "6x4 4.5x6\r\n").value("ActPrintMediaInfo"), "4.5x6");
+  EXPECT_EQ(query_with("INFO MEDIA", "6x9 6x8\r\n").value("ActPrintMediaInfo"), "6x8");
+}
+
+TEST(StatusQuery, EveryMediaNameIsKnownAndNoOther) {
+  for (const char* name : {"4x4", "4x3", "4x6", "4x8", "4.5x4.5", "4.5x6", "4.5x8", "5x3.5", "5x7",
+                           "5x5", "6x4", "6x6", "6x8", "6x9"}) {
+    EXPECT_EQ(query_with("INFO MEDIA", std::string(name) + "\r\n").value("ActPrintMediaInfo"),
+              name);
+  }
+  EXPECT_EQ(query_with("INFO MEDIA", "8x10\r\n").value("ActPrintMediaInfo"), "");
+}
+
+TEST(StatusQuery, MediaReplyOfTwoBytesNamesNone) {
+  EXPECT_EQ(query_with("INFO MEDIA", "6\r").value("ActPrintMediaInfo"), "");
+}
+
+TEST(StatusQuery, HorizontalReplyAloneDecidesTheResolution) {
+  Answers answers = answers_of_a_k905();
+  answers["INFO RESOLUTION_H"] = "RH0600\r\n";
+  answers["INFO RESOLUTION_V"] = "RV0300\r\n";
+  EXPECT_EQ(query(answers).value("ActPrintResolution"), "300x600");
+  answers["INFO RESOLUTION_H"] = "600 300\r\n";
+  EXPECT_EQ(query(answers).value("ActPrintResolution"), "300x300");
+  answers["INFO RESOLUTION_H"] = "1200\r\n";
+  EXPECT_EQ(query(answers).value("ActPrintResolution"), "");
+}
+
+TEST(StatusQuery, LongRepliesAreCutAtTheirBufferAndTheRestIsTheNextAnswer) {
+  Answers answers = answers_of_a_k905();
+  answers["INFO FVER"] = "K905 " + std::string(122, 'x') + "rest\r\n";
+  const Query result = query(answers);
+  EXPECT_EQ(result.value("PrintVersion"), "K905 " + std::string(122, 'x'));
+  EXPECT_EQ(result.value("PrintMediaInfo"), "rest");
+}
+
+TEST(StatusQuery, PercentSignsInRepliesAreText) {
+  EXPECT_EQ(query_with("INFO SERIAL_NUMBER", "%s%n%d\r\n").value("PrintSerialNO"), "%s%n%d");
+}
+
+TEST(StatusQuery, LongestRepliesFitTheReport) {
+  Answers answers = answers_of_an_rv40();
+  for (auto& [question, answer] : answers) {
+    const bool wide = question == "STATUS" || question == "INFO FVER" || question == "INFO MEDIA" ||
+                      question == "INFO SERIAL_NUMBER";
+    answer.resize(answer.size() - 2);
+    answer.resize(wide ? 127 : 63, '9');
+  }
+  const Query result = query(answers);
+  EXPECT_EQ(result.value("PrintSerialNO").size(), 127U);
+  EXPECT_EQ(result.value("PrintColorControlDataChecksum").size(), 63U);
+  EXPECT_EQ(result.value("ActPrintResolution"), "300x300");
+  EXPECT_EQ(lines_of(result.report).size(), 18U);
+}
+
+// The time-outs asked for, equal neighbours put together.
+std::vector<int> waits() {
+  std::vector<int> waits = hooks::poll_timeouts;
+  waits.erase(std::unique(waits.begin(), waits.end()), waits.end());
+  return waits;
+}
+
+TEST(StatusQuery, FreeBuffersOfAnRv40AreWaitedForTwelveSeconds) {
+  const hooks::Guard guard;
+  query(answers_of_an_rv40());
+  EXPECT_EQ(waits(), (std::vector<int>{3000, 12000, 3000}));
+}
+
+TEST(StatusQuery, OtherModelsWaitThreeSecondsButForFreeBuffers) {
+  const hooks::Guard guard;
+  query_with("INFO FVER", "RV-30 01\r\n");
+  EXPECT_EQ(waits(), (std::vector<int>{3000, 1500, 3000}));
+}
+
+// One question without an answer; its neighbours are answered at once.
+TEST(StatusQuery, FreeBuffersAreWaitedForOneAndAHalfSeconds) {
+  Answers answers = answers_of_a_k905();
+  answers["INFO FVER"] = "RV-30 01\r\n";
+  answers.erase("INFO FREE_PBUFFER");
+  const auto begin = std::chrono::steady_clock::now();
+  const Query result = query(answers);
+  const auto took = std::chrono::steady_clock::now() - begin;
+  EXPECT_EQ(result.value("PrintFreeBuff"), " (-1)");
+  EXPECT_EQ(result.value("PrintInitMediaCount"), "MQD 0400 (400)");
+  EXPECT_GE(took, std::chrono::milliseconds(1500));
+  EXPECT_LT(took, std::chrono::milliseconds(2900));
+}
+
+}  // namespace

@@ -1,0 +1,375 @@
+#include "protocol/transport.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "tests/protocol/system_hooks.h"
+#include "tests/support/captured_log.h"
+
+namespace {
+
+// A line of bytes: what is said at `far` is heard at `near`.
+class Line {
+ public:
+  Line() {
+    int ends[2] = {-1, -1};
+    socketpair(AF_UNIX, SOCK_STREAM, 0, ends);
+    near_ = ends[0];
+    far_ = ends[1];
+  }
+  ~Line() {
+    close(near_);
+    close(far_);
+  }
+  Line(const Line&) = delete;
+  Line& operator=(const Line&) = delete;
+
+  [[nodiscard]] int near() const { return near_; }
+  void say(const std::string& bytes) const {
+    ASSERT_EQ(send(far_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+  }
+  void say_no_more() const { shutdown(far_, SHUT_WR); }
+  // Everything that came so far.
+  [[nodiscard]] std::string heard() const {
+    char bytes[4096];
+    const ssize_t got = recv(far_, bytes, sizeof bytes, MSG_DONTWAIT);
+    return {bytes, got > 0 ? static_cast<std::size_t>(got) : 0};
+  }
+  // What is still waiting to be read at the near end.
+  [[nodiscard]] std::string left_over() const {
+    char bytes[4096];
+    const ssize_t got = recv(near_, bytes, sizeof bytes, MSG_DONTWAIT);
+    return {bytes, got > 0 ? static_cast<std::size_t>(got) : 0};
+  }
+
+ private:
+  int near_ = -1;
+  int far_ = -1;
+};
+
+struct Reply {
+  std::string text;
+  int count = 0;
+};
+
+// Long enough for a busy machine where an answer comes, short where silence is waited for.
+constexpr int kPatientMs = 5000;
+constexpr int kShortMs = 30;
+
+Reply ask(const Line& line, std::size_t reply_size, int timeout_ms) {
+  char buffer[256];
+  std::memset(buffer, '#', sizeof buffer);
+  Reply reply;
+  reply.count = k905_write_read_cmd32(line.near(), "INFO", "FVER", buffer, reply_size, timeout_ms);
+  reply.text = buffer;
+  return reply;
+}
+
+Reply answer_to(const std::string& said, std::size_t reply_size = 128) {
+  const Line line;
+  line.say(said);
+  return ask(line, reply_size, kShortMs);
+}
+
+TEST(WriteAll, EverythingGoesOutInOneCallWhenTheSystemTakesIt) {
+  const hooks::Guard guard;
+  std::int64_t written = 0;
+  const std::string bytes =
+      captured_output([&] { written = k905_write_all(STDOUT_FILENO, "photograph", 10); });
+  EXPECT_EQ(written, 10);
+  EXPECT_EQ(bytes, "photograph");
+  EXPECT_EQ(hooks::writes_to_output, std::vector<std::size_t>{10});
+}
+
+TEST(WriteAll, NothingToWriteMakesNoCall) { EXPECT_EQ(k905_write_all(-1, nullptr, 0), 0); }
+
+TEST(WriteAll, ShortWritesAreContinuedWhereTheyStopped) {
+  const hooks::Guard guard;
+  const Line line;
+  hooks::write_script = {.descriptor = line.near(), .steps = {{.at_most = 3}, {.at_most = 1}}};
+  EXPECT_EQ(k905_write_all(line.near(), "photograph", 10), 10);
+  EXPECT_EQ(line.heard(), "photograph");
+}
+
+TEST(WriteAll, SignalIsNoError) {
+  const hooks::Guard guard;
+  const Line line;
+  hooks::write_script = {.descriptor = line.near(),
+                         .steps = {{.error = EINTR}, {.at_most = 4}, {.error = EINTR}}};
+  std::int64_t written = 0;
+  EXPECT_EQ(captured_log([&] { written = k905_write_all(line.near(), "photograph", 10); }), "");
+  EXPECT_EQ(written, 10);
+  EXPECT_EQ(line.heard(), "photograph");
+}
+
+TEST(WriteAll, ErrorIsLoggedAndGivesMinusOne) {
+  std::int64_t written = 0;
+  const std::string log = captured_log([&] { written = k905_write_all(-1, "photograph", 10); });
+  EXPECT_EQ(written, -1);
+  EXPECT_EQ(log, "K905-1: write error: Bad file descriptor\n");
+}
+
+TEST(WriteAll, ErrorBehindAShortWriteIsAnErrorAllTheSame) {
+  const hooks::Guard guard;
+  const Line line;
+  hooks::write_script = {.descriptor = line.near(), .steps = {{.at_most = 4}, {.error = EIO}}};
+  std::int64_t written = 0;
+  const std::string log =
+      captured_log([&] { written = k905_write_all(line.near(), "photograph", 10); });
+  EXPECT_EQ(written, -1);
+  EXPECT_EQ(log, "K905-1: write error: Input/output error\n");
+  EXPECT_EQ(line.heard(), "phot");
+}
+
+TEST(WriteAll, ZeroWrittenEndsWithAShortCountAndNoError) {
+  const hooks::Guard guard;
+  const Line line;
+  hooks::write_script = {.descriptor = line.near(), .steps = {{.at_most = 4}, {.at_most = 0}}};
+  std::int64_t written = 0;
+  const std::string log =
+      captured_log([&] { written = k905_write_all(line.near(), "photograph", 10); });
+  EXPECT_EQ(written, 4);
+  EXPECT_EQ(log, "K905-1: write returned 0\n");
+  EXPECT_EQ(line.heard(), "phot");
+}
+
+TEST(PrinterExchange, QuestionIsABlockWithoutLength) {
+  const Line line;
+  line.say("x\r\n");
+  ask(line, 128, kPatientMs);
+  EXPECT_EQ(line.heard(),
+            "\x1b"
+            "PINFO  FVER                    ");
+}
+
+TEST(PrinterExchange, LongGroupAndNameAreCutOnTheWire) {
+  const Line line;
+  EXPECT_EQ(k905_write_read_cmd32(line.near(), "STATUSES", "ABCDEFGHIJKLMNOPQRS", nullptr, 0, 0),
+            0);
+  EXPECT_EQ(line.heard(),
+            "\x1b"
+            "PSTATUSABCDEFGHIJKLMNOP        ");
+}
+
+TEST(PrinterExchange, WithoutAReplyBufferNothingIsRead) {
+  const Line line;
+  line.say("12345\r\n");
+  EXPECT_EQ(k905_write_read_cmd32(line.near(), "STATUS", nullptr, nullptr, 128, kPatientMs), 0);
+  EXPECT_EQ(line.left_over(), "12345\r\n");
+  EXPECT_EQ(line.heard().size(), 32U);
+}
+
+TEST(PrinterExchange, ReplySizeZeroReadsNothingAndTouchesNothing) {
+  const Line line;
+  line.say("12345\r\n");
+  char reply = '#';
+  EXPECT_EQ(k905_write_read_cmd32(line.near(), "STATUS", nullptr, &reply, 0, kPatientMs), 0);
+  EXPECT_EQ(reply, '#');
+  EXPECT_EQ(line.left_over(), "12345\r\n");
+  EXPECT_EQ(line.heard().size(), 32U);
+}
+
+TEST(PrinterExchange, ReplySizeOneReadsNothingAndGivesTheEmptyText) {
+  const Line line;
+  line.say("12345\r\n");
+  char reply = '#';
+  EXPECT_EQ(k905_write_read_cmd32(line.near(), "STATUS", nullptr, &reply, 1, kPatientMs), 0);
+  EXPECT_EQ(reply, '\0');
+  EXPECT_EQ(line.left_over(), "12345\r\n");
+}
+
+TEST(PrinterExchange, BlankFourDigitsCrLfGiveTheDigitsAndACountOfSeven) {
+  const Reply reply = answer_to(" 1234\r\n");
+  EXPECT_EQ(reply.text, "1234");
+  EXPECT_EQ(reply.count, 7);
+}
+
+TEST(PrinterExchange, CrAloneEndsAReplyAtOnce) {
+  const Line line;
+  line.say("00000\r");
+  const auto begin = std::chrono::steady_clock::now();
+  const Reply reply = ask(line, 128, kPatientMs);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(kPatientMs));
+  EXPECT_EQ(reply.text, "00000");
+  EXPECT_EQ(reply.count, 6);
+}
+
+TEST(PrinterExchange, LfThatComesLateIsTheNextReply) {
+  const Line line;
+  line.say("00000\r");
+  EXPECT_EQ(ask(line, 128, kPatientMs).text, "00000");
+  line.say("\n");
+  const Reply late = ask(line, 128, kPatientMs);
+  EXPECT_EQ(late.text, "");
+  EXPECT_EQ(late.count, 1);
+}
+
+TEST(PrinterExchange, ReplyInPiecesIsPutTogether) {
+  const Line line;
+  line.say("K905");
+  std::thread printer([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    line.say(" 01.02\r\n");
+  });
+  const Reply reply = ask(line, 128, kPatientMs);
+  printer.join();
+  EXPECT_EQ(reply.text, "K905 01.02");
+  EXPECT_EQ(reply.count, 12);
+}
+
+TEST(PrinterExchange, LineEndInTheMiddleOfAReadDoesNotEndTheReply) {
+  const Reply reply = answer_to("one\r\ntwo");
+  EXPECT_EQ(reply.text, "one\r\ntwo");
+  EXPECT_EQ(reply.count, 8);
+}
+
+TEST(PrinterExchange, SilenceEndsTheReplyWithWhatCame) {
+  const Reply reply = answer_to("1234");
+  EXPECT_EQ(reply.text, "1234");
+  EXPECT_EQ(reply.count, 4);
+}
+
+TEST(PrinterExchange, SilentPrinterCostsOneTimeoutAndGivesNothing) {
+  const Line line;
+  const auto begin = std::chrono::steady_clock::now();
+  const Reply reply = ask(line, 128, kShortMs);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(kShortMs));
+  EXPECT_EQ(reply.text, "");
+  EXPECT_EQ(reply.count, 0);
+}
+
+TEST(PrinterExchange, EveryPieceHasTheWholeTimeoutAnew) {
+  const Line line;
+  // Three pauses of 200 ms outlast a time-out of 500 ms that ran from the first byte on.
+  std::thread printer([&] {
+    for (const char* piece : {"a", "b", "c\r\n"}) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+      line.say(piece);
+    }
+  });
+  const Reply reply = ask(line, 128, 500);
+  printer.join();
+  EXPECT_EQ(reply.text, "abc");
+}
+
+TEST(PrinterExchange, FullBufferEndsTheReplyAndLeavesTheRest) {
+  const Line line;
+  line.say("123456789\r\n");
+  const Reply reply = ask(line, 6, kPatientMs);
+  EXPECT_EQ(reply.text, "12345");
+  EXPECT_EQ(reply.count, 5);
+  EXPECT_EQ(line.left_over(), "6789\r\n");
+}
+
+TEST(PrinterExchange, EndOfFileEndsTheReplyWithWhatCame) {
+  const Line line;
+  line.say("1234");
+  line.say_no_more();
+  const Reply reply = ask(line, 128, kPatientMs);
+  EXPECT_EQ(reply.text, "1234");
+  EXPECT_EQ(reply.count, 4);
+}
+
+TEST(PrinterExchange, NulEndsTheTextButTheCountIsOfAllBytes) {
+  const Reply reply =
+      answer_to(std::string("12 \0"
+                            "45\r\n",
+                            8));
+  EXPECT_EQ(reply.text, "12");
+  EXPECT_EQ(reply.count, 8);
+}
+
+TEST(PrinterExchange, ReplyThatBeginsWithNulIsAnEmptyText) {
+  const Reply reply =
+      answer_to(std::string("\0"
+                            "12345\r\n",
+                            8));
+  EXPECT_EQ(reply.text, "");
+  EXPECT_EQ(reply.count, 8);
+}
+
+TEST(PrinterExchange, LineEndsAndBlanksGoTabsStay) {
+  EXPECT_EQ(answer_to("  \t a b \t \r \n\r\n").text, "\t a b \t");
+  EXPECT_EQ(answer_to("\t\r\n").text, "\t");
+}
+
+TEST(PrinterExchange, LineEndsInFrontStay) { EXPECT_EQ(answer_to("\r\n12\r\n").text, "\r\n12"); }
+
+TEST(PrinterExchange, ReplyOfBlanksAloneIsAnEmptyText) {
+  const Reply reply = answer_to("    \r\n");
+  EXPECT_EQ(reply.text, "");
+  EXPECT_EQ(reply.count, 6);
+}
+
+TEST(PrinterExchange, SignalsWhileWaitingAndReadingAreNoError) {
+  const hooks::Guard guard;
+  const Line line;
+  line.say("00000\r\n");
+  hooks::poll_errors = {EINTR, EINTR};
+  hooks::read_script = {.descriptor = line.near(), .steps = {{.error = EINTR}}};
+  const Reply reply = ask(line, 128, kPatientMs);
+  EXPECT_EQ(reply.text, "00000");
+  EXPECT_EQ(reply.count, 7);
+}
+
+TEST(PrinterExchange, RealSignalsDoNotDisturbTheWait) {
+  const Line line;
+  struct sigaction ignore {};
+  ignore.sa_handler = [](int) {};
+  struct sigaction before {};
+  sigaction(SIGALRM, &ignore, &before);
+  const itimerval often{.it_interval = {0, 3000}, .it_value = {0, 3000}};
+  const itimerval never{};
+  std::thread printer([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(40));
+    line.say("00000\r\n");
+  });
+  setitimer(ITIMER_REAL, &often, nullptr);
+  const Reply reply = ask(line, 128, kPatientMs);
+  setitimer(ITIMER_REAL, &never, nullptr);
+  printer.join();
+  sigaction(SIGALRM, &before, nullptr);
+  EXPECT_EQ(reply.text, "00000");
+}
+
+TEST(PrinterExchange, FailedWaitGivesMinusOneAndNoText) {
+  const hooks::Guard guard;
+  const Line line;
+  line.say("00000\r\n");
+  hooks::poll_errors = {ENOMEM};
+  const Reply reply = ask(line, 128, kPatientMs);
+  EXPECT_EQ(reply.text, "");
+  EXPECT_EQ(reply.count, -1);
+}
+
+TEST(PrinterExchange, ReadErrorGivesMinusOneAndForgetsWhatCame) {
+  const hooks::Guard guard;
+  const Line line;
+  line.say("00000\r\n");
+  hooks::read_script = {.descriptor = line.near(), .steps = {{.at_most = 3}, {.error = EIO}}};
+  const Reply reply = ask(line, 128, kPatientMs);
+  EXPECT_EQ(reply.text, "");
+  EXPECT_EQ(reply.count, -1);
+}
+
+TEST(PrinterExchange, QuestionThatCannotBeWrittenGivesMinusOneAndNoText) {
+  char reply[] = "old";
+  int count = 0;
+  const std::string log = captured_log([&] {
+    count = k905_write_read_cmd32(-1, "STATUS", nullptr, reply, sizeof reply, kPatientMs);
+  });
+  EXPECT_EQ(count, -1);
+  EXPECT_STREQ(reply, "");
+  EXPECT_EQ(log, "K905-1: write error: Bad file descriptor\n");
+}
+
+}  // namespace
