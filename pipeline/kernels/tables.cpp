@@ -12,6 +12,9 @@ struct Choice {
 Choice look_at_the_processor() {
   Choice choice;
   choice.tables[choice.count++] = &portable_table();
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx2")) choice.tables[choice.count++] = &avx2_table();
+#endif
   return choice;
 }
 

@@ -8,4 +8,8 @@ namespace kernels {
 
 [[nodiscard]] const Table& portable_table();
 
+#if defined(__x86_64__)
+[[nodiscard]] const Table& avx2_table();
+#endif
+
 }  // namespace kernels
