@@ -1,0 +1,146 @@
+#!/usr/bin/env python3
+"""Gives tools/check_layers.py small trees, sound ones and broken ones, and compares what it says."""
+
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+CHECKER = pathlib.Path(__file__).resolve().parents[2] / "tools" / "check_layers.py"
+
+# Every include that a layer needs most, one file per layer.
+SOUND_TREE = {
+    "filter/main.cpp": '#include <cups/raster.h>\n#include "pipeline/build_planes.h"\n'
+    '#include "protocol/print_page.h"\n#include "geometry/page_header.h"\n'
+    '#include "settings/summary.h"\n#include "geometry/paper_table.h"\n#include "diag/log.h"\n',
+    "pipeline/build_planes.cpp": '#include "pipeline/kernels/kernels.h"\n'
+    '#include "geometry/page_layout.h"\n#include "settings/print_options.h"\n#include "diag/log.h"\n',
+    "pipeline/icc_convert.cpp": "#include <lcms2.h>\n",
+    "pipeline/kernels/kernels.h": "// Kernels.\n#pragma once\n#include <cstdint>\n",
+    "pipeline/kernels/tone_avx2.cpp": '#include "pipeline/kernels/kernels.h"\n'
+    "#include <immintrin.h>\n#include <arm_neon.h>\n#include <bit>\n",
+    "protocol/print_page.cpp": '#include "settings/print_options.h"\n#include <unistd.h>\n',
+    "geometry/page_header.cpp": '#include "geometry/paper_table.h"\n'
+    '#include "settings/print_options.h"\n#include "diag/log.h"\n',
+    "geometry/paper_table.cpp": '#include "geometry/paper_table.h"\n#include <cstring>\n',
+    "settings/ppd_defaults.cpp": '#include <cups/ppd.h>\n#include "geometry/paper_table.h"\n'
+    '#include "diag/log.h"\n',
+    "diag/log.h": "// The log.\n#pragma once\n",
+    "tests/any_test.cpp": '#include "no/such/thing.h"\n',
+}
+
+
+def findings_of(tree):
+    """Exit status and lines of the checker over a tree of {path: text}."""
+    with tempfile.TemporaryDirectory() as folder:
+        for path, text in tree.items():
+            file = pathlib.Path(folder, path)
+            file.parent.mkdir(parents=True, exist_ok=True)
+            file.write_text(text, encoding="utf-8")
+        run = subprocess.run(
+            [sys.executable, CHECKER, folder], capture_output=True, text=True, check=False
+        )
+        return run.returncode, run.stdout.splitlines()
+
+
+class CheckLayers(unittest.TestCase):
+    def expect(self, path, text, *findings):
+        """A sound tree in which `path` has this text gives exactly these findings."""
+        status, lines = findings_of({**SOUND_TREE, path: text})
+        self.assertEqual(lines, [f"{path}:{finding}" for finding in findings])
+        self.assertEqual(status, 1 if findings else 0)
+
+    def test_a_sound_tree_passes(self):
+        self.assertEqual(findings_of(SOUND_TREE), (0, []))
+
+    def test_nothing_points_upward(self):
+        for path, included, layer, target in [
+            ("pipeline/a.cpp", "filter/startup.h", "pipeline", "filter"),
+            ("geometry/a.cpp", "pipeline/plane_set.h", "geometry", "pipeline"),
+            ("settings/a.cpp", "geometry/page_header.h", "settings", "geometry"),
+            ("protocol/a.cpp", "geometry/page_layout.h", "protocol", "geometry"),
+            ("geometry/paper_table.cpp", "settings/summary.h", "paper_table", "settings"),
+            ("diag/a.cpp", "settings/print_options.h", "diag", "settings"),
+        ]:
+            self.expect(
+                path,
+                f'// Text.\n#include "{included}"\n',
+                f"2: {included} points upward: {layer} may not know {target}",
+            )
+
+    def test_pipeline_and_protocol_do_not_know_each_other(self):
+        self.expect(
+            "pipeline/a.cpp",
+            '#include "protocol/print_page.h"\n',
+            "1: protocol/print_page.h points upward: pipeline may not know protocol",
+        )
+        self.expect(
+            "protocol/a.cpp",
+            '#include "pipeline/plane_set.h"\n',
+            "1: pipeline/plane_set.h points upward: protocol may not know pipeline",
+        )
+
+    def test_kernels_and_the_paper_table_do_not_log(self):
+        self.expect(
+            "pipeline/kernels/a.cpp",
+            '#include "diag/log.h"\n',
+            "1: diag/log.h points upward: kernels may not know diag",
+        )
+        self.expect(
+            "geometry/paper_table.h",
+            '// Papers.\n#pragma once\n#  include "diag/log.h"\n',
+            "3: diag/log.h points upward: paper_table may not know diag",
+        )
+
+    def test_kernels_know_nothing_but_the_language(self):
+        for included in ["unistd.h", "cups/raster.h", "lcms2.h", "stdlib.h"]:
+            self.expect(
+                "pipeline/kernels/a.cpp",
+                f"#include <{included}>\n",
+                f"1: {included} is more than the language: kernels know nothing else",
+            )
+        self.expect(
+            "pipeline/kernels/a.cpp",
+            '#include "pipeline/plane_set.h"\n',
+            "1: pipeline/plane_set.h points upward: kernels may not know pipeline",
+        )
+
+    def test_outside_libraries_have_one_door_each(self):
+        self.expect("pipeline/a.cpp", "#include <lcms2.h>\n", "1: lcms2.h has its door elsewhere")
+        self.expect(
+            "settings/a.cpp", "#include <cups/ppd.h>\n", "1: cups/ppd.h has its door elsewhere"
+        )
+
+    def test_own_files_are_included_by_their_path_from_the_root(self):
+        self.expect(
+            "protocol/a.cpp", '#include "bmp.h"\n', "1: bmp.h is no path from the root of the product"
+        )
+        self.expect(
+            "protocol/a.cpp",
+            '#include "tests/support/x.h"\n',
+            "1: tests/support/x.h is no path from the root of the product",
+        )
+        self.expect(
+            "protocol/a.cpp",
+            "#include <diag/log.h>\n",
+            "1: diag/log.h is our own and belongs in double quotes",
+        )
+
+    def test_headers_open_with_a_comment_and_guard_themselves(self):
+        for folder in ["diag", "companions/stream", "tests/support"]:
+            self.expect(
+                f"{folder}/a.h",
+                "#pragma once\n",
+                "1: a header opens with a comment that tells its purpose",
+            )
+            self.expect(f"{folder}/a.h", "// Purpose.\n", "1: #pragma once is missing")
+
+    def test_a_place_without_sources_is_no_success(self):
+        status, lines = findings_of({"README.md": "nothing\n"})
+        self.assertEqual(status, 1)
+        self.assertEqual(len(lines), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
