@@ -1,0 +1,75 @@
+#!/usr/bin/env python3
+"""Checks that every product source is compiled with the arithmetic it was written for.
+
+The pixels depend on the compiler's floating-point flags: products may not be fused with sums, and
+nothing may be reordered. Reads the compile commands of a build and looks at the last word of each
+flag, as the compiler does. Prints a line per finding; the exit status is 1 when there was one.
+
+usage: check_compile_flags.py compile_commands.json source-root
+"""
+
+import json
+import pathlib
+import re
+import shlex
+import sys
+
+PRODUCT = ["filter", "settings", "geometry", "pipeline", "protocol", "diag"]
+
+# Each of them lets the compiler change results, in one way or another.
+LOOSENING = re.compile(
+    r"-Ofast|-f(fast-math|unsafe-math-optimizations|associative-math|reciprocal-math"
+    r"|finite-math-only|no-signed-zeros|no-honor-nans|no-honor-infinities|cx-limited-range"
+    r"|excess-precision=(fast|16)|fp-model=(?!precise|strict)\w+)"
+)
+
+
+def objections(flags):
+    """What is wrong with one compiler call."""
+    contraction = [flag for flag in flags if flag.startswith("-ffp-contract=")]
+    if not contraction:
+        yield "-ffp-contract=off is missing"
+    elif contraction[-1] != "-ffp-contract=off":
+        yield f"{contraction[-1]} takes back -ffp-contract=off"
+    for flag in flags:
+        if LOOSENING.fullmatch(flag):
+            yield f"{flag} changes results"
+
+
+def flags_of(entry):
+    return entry.get("arguments") or shlex.split(entry["command"])
+
+
+def product_file(entry, root):
+    """The path of the entry's source from the root, or None when it is no product source."""
+    source = pathlib.Path(entry["directory"], entry["file"]).resolve()
+    if not source.is_relative_to(root):
+        return None
+    path = source.relative_to(root)
+    return path.as_posix() if path.parts[0] in PRODUCT else None
+
+
+def findings(entries, root):
+    compiled = set()
+    for entry in entries:
+        if path := product_file(entry, root):
+            compiled.add(path)
+            for objection in objections(flags_of(entry)):
+                yield f"{path}: {objection}"
+    for folder in PRODUCT:
+        for source in sorted((root / folder).rglob("*.cpp")):
+            path = source.relative_to(root).as_posix()
+            if path not in compiled:
+                yield f"{path}: is not among the compile commands"
+
+
+def main(arguments):
+    entries = json.loads(pathlib.Path(arguments[1]).read_text(encoding="utf-8"))
+    lines = list(findings(entries, pathlib.Path(arguments[2]).resolve()))
+    for line in lines:
+        print(line)
+    return 1 if lines else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv))

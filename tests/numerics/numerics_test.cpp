@@ -1,0 +1,282 @@
+// Fails when the build computes otherwise than it must: contraction into fused multiply-add, sums
+// in another order, divisions turned into multiplications, NaN and infinity taken for impossible.
+//
+// Every input here was chosen because its result lies so near a whole number that one rounding more
+// or less shows in the stored byte. The comments give the exact value, so that the expected byte
+// can be checked with paper and pencil.
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cfloat>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <vector>
+
+#include "pipeline/kernels/kernels.h"
+#include "pipeline/tone_plan.h"
+#include "settings/print_options.h"
+
+#ifdef __FAST_MATH__
+#error "fast-math changes the pixels that are printed"
+#endif
+#if defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__
+#error "the tone chain needs NaN and infinity"
+#endif
+#if defined(__ASSOCIATIVE_MATH__) || defined(__RECIPROCAL_MATH__)
+#error "sums and divisions have the order in which they are written"
+#endif
+static_assert(FLT_EVAL_METHOD == 0, "single precision must stay single in between");
+static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559);
+
+// A processor that can fuse is told to the compiler, so that a lost flag shows on every machine and
+// not only where the whole build is made for such a processor.
+#if defined(__x86_64__)
+#define ON_A_FUSING_PROCESSOR [[gnu::noinline, gnu::target("fma")]]
+#else
+#define ON_A_FUSING_PROCESSOR [[gnu::noinline]]
+#endif
+
+namespace {
+
+ON_A_FUSING_PROCESSOR float sum_after_product(float a, float b, float c) { return a * b + c; }
+
+bool processor_can_fuse() {
+#if defined(__x86_64__)
+  return __builtin_cpu_supports("fma") != 0;
+#else
+  return true;
+#endif
+}
+
+using Pixel = std::array<std::uint8_t, 3>;
+
+Pixel adjusted(const PrintOptions& options, Pixel pixel) {
+  adjust_pixel(options, pixel.data());
+  return pixel;
+}
+
+// The same through the plan, which may choose tables and vector kernels.
+Pixel planned(const PrintOptions& options, Pixel pixel) {
+  TonePlan plan;
+  plan.prepare(options);
+  // More pixels than one, so that vector loops run and not only their tails.
+  constexpr std::size_t kWidth = 100;
+  std::vector<std::uint8_t> planes[3];
+  for (int p = 0; p < 3; ++p) {
+    planes[p].assign(kWidth + kernels::kRowSlack, pixel[p]);
+  }
+  plan.apply(planes[0].data(), planes[1].data(), planes[2].data(), kWidth);
+  for (int p = 0; p < 3; ++p) {
+    for (std::size_t x = 1; x < kWidth; ++x) {
+      EXPECT_EQ(planes[p][x], planes[p][0]);
+    }
+  }
+  return {planes[0][0], planes[1][0], planes[2][0]};
+}
+
+void expect_adjusted(const PrintOptions& options, Pixel pixel, Pixel expected) {
+  EXPECT_EQ(adjusted(options, pixel), expected) << "by the plain chain";
+  EXPECT_EQ(planned(options, pixel), expected) << "by the plan";
+}
+
+PrintOptions neutral_options() { return PrintOptions{.paper_config = nullptr}; }
+
+// A row of equal pixels with the slack that kernels ask for.
+std::vector<std::uint8_t> row_of(Pixel pixel, std::size_t width) {
+  std::vector<std::uint8_t> row;
+  for (std::size_t x = 0; x < width; ++x) {
+    row.insert(row.end(), pixel.begin(), pixel.end());
+  }
+  row.resize(row.size() + kernels::kRowSlack);
+  return row;
+}
+
+constexpr std::size_t kRowWidth = 70;
+
+// ---- Products and sums stay apart
+// -----------------------------------------------------------------
+
+// a = 1 + 2^-12, a * a = 1 + 2^-11 + 2^-24, which rounds to 1 + 2^-11 when the product stands
+// alone.
+TEST(Contraction, AProductIsRoundedBeforeItIsAddedTo) {
+  if (!processor_can_fuse()) {
+    GTEST_SKIP() << "this processor cannot fuse";
+  }
+  const volatile float a = 1.0F + 0x1p-12F;
+  const volatile float c = -(1.0F + 0x1p-11F);
+  EXPECT_EQ(sum_after_product(a, a, c), 0.0F) << "fused it would be 2^-24";
+}
+
+// (68 - 128) * 1.2f = -72.0000029, rounded to -72; plus 128 is 56. Fused: 55.999996.
+TEST(Contraction, LinearContrastOf68Gives56) {
+  PrintOptions options = neutral_options();
+  options.linear_contrast = 1;
+  expect_adjusted(options, {68, 68, 68}, {56, 56, 56});
+}
+
+// m = 516 * 0.333333f = 171.999817; red: (252 - m) * 0.95f + m = 247.99999..., rounded twice to
+// 248. Green: -157.999817 * 0.95 + m = 21.8999..., blue: 78.000183 * 0.95 + m = 246.1.
+TEST(Contraction, AccurateCorrectionOfAStrongMagentaGives248) {
+  PrintOptions options = neutral_options();
+  std::snprintf(options.color_correction, sizeof options.color_correction, "Accurate");
+  expect_adjusted(options, {252, 14, 250}, {248, 21, 246});
+}
+
+// kB = 0.5, kC = 0.6: (6 * 0.5 - 128) * 0.6 + 128 = 53, for 16 it is 56, for 26 it is 59. Fused,
+// 0.6f being a little more than 0.6, each falls short by one.
+TEST(Contraction, BrightnessAndContrastReachWholeNumbers) {
+  PrintOptions options = neutral_options();
+  options.brightness = -500;
+  options.contrast = -400;
+  expect_adjusted(options, {6, 16, 26}, {53, 56, 59});
+}
+
+// 59 * .299 + 25 * .587 + 6 * .114 = 33 and 105 * .299 + 95 * .587 + 60 * .114 = 94, exactly.
+TEST(Contraction, GrayReachesWholeNumbersInEveryKernel) {
+  for (const kernels::Table* table : kernels::all_tables()) {
+    SCOPED_TRACE(table->name);
+    auto row = row_of({59, 25, 6}, kRowWidth);
+    table->to_gray(row.data(), kRowWidth);
+    EXPECT_EQ(row[0], 33);
+    EXPECT_EQ(row[3 * kRowWidth - 1], 33);
+    row = row_of({105, 95, 60}, kRowWidth);
+    table->to_black(row.data(), kRowWidth);
+    EXPECT_EQ(row[0], 255 - 94);
+    EXPECT_EQ(row[3 * kRowWidth - 1], 255 - 94);
+  }
+}
+
+struct Corners {
+  double fx, fy;
+  std::uint8_t top_left, top_right, bottom_left, bottom_right;
+  std::uint8_t expected;
+};
+
+// Exact halves, which round up, and sums that end just below one half and just above it when fused.
+//   207 * .06 + 8 * .24 + 210 * .14 + 71 * .56 = 83.5
+//   37 * .3 + 59 * .2 + 150 * .3 + 28 * .2     = 73.5
+//   252 * .06 + 28 * .24 + 53 * .14 + 154 * .56 = 115.5
+TEST(Contraction, ResizeRoundsHalvesUpInEveryKernel) {
+  const Corners all_corners[] = {
+      {0.8, 0.7, 207, 8, 210, 71, 84},
+      {0.4, 0.5, 37, 59, 150, 28, 74},
+      {0.8, 0.7, 252, 28, 53, 154, 116},
+  };
+  const std::vector<std::uint32_t> left(kRowWidth, 0);
+  const std::vector<std::uint32_t> right(kRowWidth, 1);
+  for (const kernels::Table* table : kernels::all_tables()) {
+    SCOPED_TRACE(table->name);
+    for (const Corners& corners : all_corners) {
+      auto top = row_of({corners.top_left, corners.top_left, corners.top_left}, 2);
+      auto bottom = row_of({corners.bottom_left, corners.bottom_left, corners.bottom_left}, 2);
+      for (int c = 3; c < 6; ++c) {
+        top[c] = corners.top_right;
+        bottom[c] = corners.bottom_right;
+      }
+      const std::vector<double> fraction(kRowWidth, corners.fx);
+      const kernels::ResizeColumns columns = {left.data(), right.data(), fraction.data(),
+                                              kRowWidth};
+      auto row = row_of({0, 0, 0}, kRowWidth);
+      table->resize_row(columns, corners.fy, top.data(), bottom.data(), row.data());
+      for (std::size_t i = 0; i < 3 * kRowWidth; ++i) {
+        ASSERT_EQ(row[i], corners.expected) << "byte " << i;
+      }
+    }
+  }
+}
+
+kernels::ToneMix neutral_mix(const float (&table)[256]) {
+  return {.table = {table, table, table},
+          .saturate = false,
+          .saturation = 1.0F,
+          .balance = {1.0F, 1.0F, 1.0F},
+          .correction = kernels::Correction::kNone,
+          .linear_contrast = false,
+          .legacy_steps = nullptr};
+}
+
+TEST(Contraction, ToneKernelsKeepProductsApartInEveryVariant) {
+  float bytes[256];
+  for (int i = 0; i < 256; ++i) {
+    bytes[i] = static_cast<float>(i);
+  }
+  kernels::ToneMix contrast = neutral_mix(bytes);
+  contrast.linear_contrast = true;
+  kernels::ToneMix accurate = neutral_mix(bytes);
+  accurate.correction = kernels::Correction::kAccurate;
+
+  for (const kernels::Table* table : kernels::all_tables()) {
+    SCOPED_TRACE(table->name);
+    const auto mixed = [&](const kernels::ToneMix& mix, Pixel pixel) {
+      std::vector<std::uint8_t> planes[3];
+      for (int p = 0; p < 3; ++p) {
+        planes[p].assign(kRowWidth + kernels::kRowSlack, pixel[p]);
+      }
+      table->tone_mix(mix, planes[0].data(), planes[1].data(), planes[2].data(), kRowWidth);
+      return std::array<Pixel, 2>{
+          Pixel{planes[0][0], planes[1][0], planes[2][0]},
+          Pixel{planes[0][kRowWidth - 1], planes[1][kRowWidth - 1], planes[2][kRowWidth - 1]}};
+    };
+    for (const Pixel& pixel : mixed(contrast, {68, 68, 68})) {
+      EXPECT_EQ(pixel, (Pixel{56, 56, 56}));
+    }
+    for (const Pixel& pixel : mixed(accurate, {252, 14, 250})) {
+      EXPECT_EQ(pixel, (Pixel{248, 21, 246}));
+    }
+  }
+}
+
+// ---- Order and divisions stay as written
+// ----------------------------------------------------------
+
+// 4 * .299 + 6 * .587 + 213 * .114 = 29 exactly; red and green first it is 29, any other order
+// gives 28.
+TEST(Order, GrayAddsBlueLastInEveryKernel) {
+  for (const kernels::Table* table : kernels::all_tables()) {
+    SCOPED_TRACE(table->name);
+    auto row = row_of({4, 6, 213}, kRowWidth);
+    table->to_gray(row.data(), kRowWidth);
+    EXPECT_EQ(row[0], 29);
+  }
+}
+
+// 265 / 1000 in single precision lies below 0.265, so 200 falls below 53; 265 times a thousandth
+// lies above it. 525 / 1000 times 120 is 62.99999... in the same way.
+TEST(Order, DivisionsAreNotTurnedIntoMultiplications) {
+  PrintOptions options = neutral_options();
+  options.cyan_balance = 265;
+  options.magenta_balance = 525;
+  expect_adjusted(options, {200, 120, 77}, {52, 62, 77});
+}
+
+// 765 * 0.333333f = 254.99974: the factor of the mean is a decimal that is cut off, not a third.
+TEST(Order, TheMeanOfWhiteIsALittleLessThanWhite) {
+  PrintOptions options = neutral_options();
+  options.saturation = -1000;
+  expect_adjusted(options, {255, 255, 255}, {254, 254, 254});
+}
+
+// ---- NaN and infinity are real
+// --------------------------------------------------------------------
+
+// Contrast 1000 makes -128 of 0; a root of that is no number.
+TEST(NotANumber, IsStoredAsZero) {
+  PrintOptions options = neutral_options();
+  options.contrast = 1000;
+  options.gamma = 2000;
+  EXPECT_EQ(adjusted(options, {0, 0, 0}), (Pixel{0, 0, 0}));
+  EXPECT_EQ(planned(options, {0, 0, 0}), (Pixel{0, 0, 0}));
+}
+
+// A gamma of 0 is the exponent infinity: what brightness lifted above 255 becomes infinite, what
+// lies below becomes 0.
+TEST(Infinity, IsStoredAs255) {
+  PrintOptions options = neutral_options();
+  options.brightness = 1000;
+  options.gamma = 0;
+  expect_adjusted(options, {200, 100, 255}, {255, 0, 255});
+}
+
+}  // namespace
