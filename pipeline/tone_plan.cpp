@@ -194,13 +194,14 @@ void adjust_pixel(const PrintOptions& options, std::uint8_t rgb[3]) {
 
 bool fill_legacy_steps(float steps[256]) {
   steps[0] = 0.0f;
-  std::uint32_t step = 0;
+  std::uint32_t previous = 0;
   for (int byte = 1; byte < 256; ++byte) {
-    step = legacy_step(byte, step);
-    if (!step_is_clean(byte, step)) {
+    const std::uint32_t step = legacy_step(byte, previous);
+    if (step == previous || !step_is_clean(byte, step)) {
       return false;
     }
     steps[byte] = float_of(step);
+    previous = step;
   }
   return true;
 }

@@ -1,0 +1,106 @@
+// The memory of colours with a conversion that counts how often it is asked.
+#include "pipeline/colour_memory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "tests/pipeline_adjust/icc_page.h"
+
+namespace {
+
+// A conversion that mixes the channels and keeps count.
+struct Counted {
+  mutable std::size_t colours = 0;
+  mutable std::size_t calls = 0;
+
+  static void convert(const void* context, const std::uint8_t* in, std::uint8_t* out,
+                      std::size_t count) {
+    const auto& self = *static_cast<const Counted*>(context);
+    self.colours += count;
+    ++self.calls;
+    EXPECT_LE(count, ColourMemory::kMostAtOnce);
+    for (std::size_t i = 0; i < count; ++i) {
+      out[3 * i] = static_cast<std::uint8_t>(in[3 * i] ^ in[3 * i + 1]);
+      out[3 * i + 1] = static_cast<std::uint8_t>(in[3 * i + 1] + 3 * in[3 * i + 2]);
+      out[3 * i + 2] = static_cast<std::uint8_t>(255 - in[3 * i]);
+    }
+  }
+};
+
+std::vector<std::uint8_t> expected_of(const std::vector<std::uint8_t>& rgb) {
+  std::vector<std::uint8_t> out(rgb.size());
+  for (std::size_t i = 0; i < rgb.size(); i += 3 * ColourMemory::kMostAtOnce) {
+    const std::size_t pixels = std::min(ColourMemory::kMostAtOnce, (rgb.size() - i) / 3);
+    const Counted scratch;
+    Counted::convert(&scratch, rgb.data() + i, out.data() + i, pixels);
+  }
+  return out;
+}
+
+// Sends a page through and returns how many colours had to be converted.
+std::size_t converted(ColourMemory& memory, const Page& page) {
+  const Counted counted;
+  const auto out = through_rows(page, false, [&](std::size_t, std::uint8_t* row) {
+    memory.convert_row(row, page.width, {Counted::convert, &counted});
+  });
+  EXPECT_TRUE(out == expected_of(page.rgb));
+  return counted.colours;
+}
+
+TEST(ColourMemory, ConvertsAColourOnce) {
+  ColourMemory memory;
+  memory.reset();
+  const Page page = plain_page(100, 1, 1, 2, 3);
+  EXPECT_EQ(converted(memory, page), 100u);  // all of the first row is news
+  EXPECT_EQ(converted(memory, page), 0u);
+}
+
+TEST(ColourMemory, KnowsBlackOnlyAfterItHasSeenIt) {
+  ColourMemory memory;
+  memory.reset();
+  EXPECT_EQ(converted(memory, plain_page(5, 1, 0, 0, 0)), 5u);
+  EXPECT_EQ(converted(memory, plain_page(5, 1, 0, 0, 0)), 0u);
+}
+
+TEST(ColourMemory, ForgetsAtAReset) {
+  ColourMemory memory;
+  memory.reset();
+  converted(memory, plain_page(5, 2, 9, 9, 9));
+  memory.reset();
+  EXPECT_EQ(converted(memory, plain_page(5, 1, 9, 9, 9)), 5u);
+}
+
+TEST(ColourMemory, ConvertsEverythingBeforeItHasMemory) {
+  ColourMemory memory;
+  EXPECT_EQ(converted(memory, plain_page(700, 3, 9, 9, 9)), 2100u);
+}
+
+TEST(ColourMemory, TakesRowsOfAnyWidth) {
+  ColourMemory memory;
+  memory.reset();
+  for (const std::size_t width : {0, 1, 511, 512, 513, 1024, 1025}) {
+    converted(memory, photo_page(width, 3, static_cast<unsigned>(width)));
+  }
+}
+
+TEST(ColourMemory, SavesMostOfAPhotograph) {
+  ColourMemory memory;
+  memory.reset();
+  const Page page = photo_page(800, 400, 1);
+  EXPECT_LT(converted(memory, page), page.width * page.height / 4);
+}
+
+TEST(ColourMemory, StepsAsideOnNoiseAndComesBack) {
+  ColourMemory memory;
+  memory.reset();
+  const Page noise = noise_page(600, 400, 2);
+  // Most rows go straight through, so the colours of noise do not come out of the memory.
+  EXPECT_GT(converted(memory, noise), noise.width * noise.height * 9 / 10);
+  // A page later it has found out that asking pays again.
+  const Page calm = plain_page(600, 200, 8, 8, 8);
+  EXPECT_LT(converted(memory, calm), calm.width * calm.height / 2);
+}
+
+}  // namespace

@@ -1,0 +1,676 @@
+// The ICC conversion: every byte as Little CMS gives it when it is asked directly, every line of
+// the log, and every way a profile can be bad.
+#include "pipeline/icc_convert.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <lcms2.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <filesystem>
+#include <set>
+
+#include "tests/pipeline_adjust/icc_page.h"
+#include "tests/pipeline_adjust/profiles.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+// ---- What the tests expect
+// ------------------------------------------------------------------------
+
+[[gnu::format(printf, 1, 2)]] std::string line(const char* format, ...) {
+  char text[2048];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  return std::string(text) + "\n";
+}
+
+std::vector<std::uint8_t> inverted_cmy(const std::vector<std::uint8_t>& cmyk) {
+  std::vector<std::uint8_t> rgb;
+  for (std::size_t i = 0; i < cmyk.size(); i += 4) {
+    for (std::size_t c = 0; c < 3; ++c) rgb.push_back(static_cast<std::uint8_t>(255 - cmyk[i + c]));
+  }
+  return rgb;
+}
+
+std::vector<std::uint8_t> tripled(const std::vector<std::uint8_t>& gray) {
+  std::vector<std::uint8_t> rgb;
+  for (const std::uint8_t value : gray) rgb.insert(rgb.end(), {value, value, value});
+  return rgb;
+}
+
+std::string pixel_text(const std::vector<std::uint8_t>& rgb, std::size_t index) {
+  const std::uint8_t* p = rgb.data() + 3 * index;
+  return "R=" + std::to_string(p[0]) + ", G=" + std::to_string(p[1]) +
+         ", B=" + std::to_string(p[2]);
+}
+
+// The lines up to the profiles.
+std::string start_of_log(const PrintOptions& options, const Page& page) {
+  const std::size_t centre = page.width * page.height / 2;
+  return "K905-1: Before ICC - Pixel[0]: " + pixel_text(page.rgb, 0) + "\n" +
+         "K905-1: Before ICC - Pixel[center]: " + pixel_text(page.rgb, centre) + "\n" +
+         "K905-1: ===== STARTING ICC CONVERSION =====\n" +
+         "K905-1: Source profile: " + options.color_base_profile_path + "\n" +
+         "K905-1: Target profile: " + options.icc_profile_path + "\n" +
+         line("K905-1: Image size: %dx%d", static_cast<int>(page.width),
+              static_cast<int>(page.height)) +
+         "K905-1: Rendering intent: " + options.icc_intent + "\n" +
+         "K905-1: Color base: " + options.color_base + "\n" +
+         "K905-1: Before conversion center pixel: " + pixel_text(page.rgb, centre) + "\n";
+}
+
+std::string loading(const PrintOptions& options, const std::string& source_warning = "",
+                    const std::string& target_warning = "") {
+  return std::string("K905-1: Loading source profile: ") + options.color_base_profile_path + "\n" +
+         source_warning + "K905-1: Loading target profile: " + options.icc_profile_path + "\n" +
+         target_warning;
+}
+
+std::string end_of_log(const std::vector<std::uint8_t>& before,
+                       const std::vector<std::uint8_t>& after, std::size_t centre,
+                       const std::string& no_change = "") {
+  const std::uint8_t* b = before.data() + 3 * centre;
+  const std::uint8_t* a = after.data() + 3 * centre;
+  return "K905-1: After conversion center pixel: " + pixel_text(after, centre) + "\n" +
+         line(
+             "K905-1: Change: \xCE\x94R=%+3d, \xCE\x94G=%+3d, \xCE\x94"
+             "B=%+3d",
+             a[0] - b[0], a[1] - b[1], a[2] - b[2]) +
+         no_change +
+         "K905-1: ICC color conversion completed\n"
+         "K905-1: ===== END ICC CONVERSION =====\n"
+         "K905-1: Transform deleted\n"
+         "K905-1: Target profile closed\n"
+         "K905-1: Source profile closed\n"
+         "K905-1: After ICC - Pixel[0]: " +
+         pixel_text(after, 0) +
+         "\nK905-1: After ICC - Pixel[center]: " + pixel_text(after, centre) + "\n";
+}
+
+const std::vector<std::uint8_t> kSampleRgb = {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 0};
+constexpr const char* kSampleNames[] = {"Red", "Green", "Blue", "Yellow"};
+
+std::string rgb_samples(const std::string& source, const std::string& target,
+                        cmsUInt32Number intent) {
+  const auto out = converted_directly(source, target, TYPE_RGB_8, intent, kSampleRgb);
+  std::string text;
+  for (std::size_t i = 0; i < 4; ++i) {
+    const std::uint8_t* a = kSampleRgb.data() + 3 * i;
+    const std::uint8_t* b = out.data() + 3 * i;
+    text += line(
+        "  %s: [%3d,%3d,%3d] -> [%3d,%3d,%3d] (\xCE\x94R=%+3d, \xCE\x94G=%+3d, "
+        "\xCE\x94"
+        "B=%+3d)",
+        kSampleNames[i], a[0], a[1], a[2], b[0], b[1], b[2], b[0] - a[0], b[1] - a[1], b[2] - a[2]);
+  }
+  return text;
+}
+
+constexpr char kFailed[] = "K905-1: WARNING: ICC conversion failed, using original colors\n";
+constexpr char kClosed[] = "K905-1: Target profile closed\nK905-1: Source profile closed\n";
+
+class Icc : public testing::Test {
+ protected:
+  ProfileFolder profiles_;
+};
+
+// ---- Whole logs
+// -----------------------------------------------------------------------------------
+
+TEST_F(Icc, EnabledWithoutAProfileNameSaysSoAndLeavesThePlanes) {
+  PrintOptions options = icc_options("", profiles_.rgb_matrix("a.icc"));
+  options.icc_profile_name[0] = '\0';
+  const Page page = noise_page(5, 4, 1);
+  const Result result = convert_page(options, page);
+  EXPECT_EQ(result.rgb, page.rgb);
+  EXPECT_EQ(result.log, "K905-1: Before ICC - Pixel[0]: " + pixel_text(page.rgb, 0) +
+                            "\nK905-1: Before ICC - Pixel[center]: " + pixel_text(page.rgb, 10) +
+                            "\nK905-1: ICC conversion not enabled or no profile specified\n");
+}
+
+TEST_F(Icc, AClearFlagSaysTheSame) {
+  PrintOptions options = icc_options("", profiles_.rgb_matrix("a.icc"));
+  options.icc_enabled = 0;
+  const Page page = noise_page(3, 3, 2);
+  const Result result = convert_page(options, page);
+  EXPECT_EQ(result.rgb, page.rgb);
+  EXPECT_THAT(result.log,
+              HasSubstr("K905-1: ICC conversion not enabled or no profile specified\n"));
+}
+
+TEST_F(Icc, RgbTargetGivesTheBytesOfLittleCmsAndTellsTheWholeStory) {
+  const std::string source = profiles_.rgb_matrix("wide.icc");
+  const std::string target = profiles_.rgb_table("printer.icc");
+  const PrintOptions options = icc_options(source, target, "Relative");
+  const Page page = photo_page(40, 31, 3);
+  const auto expected = converted_directly(source, target, TYPE_RGB_8, 1, page.rgb);
+  ASSERT_NE(expected, page.rgb);
+  const Result result = convert_page(options, page);
+  EXPECT_EQ(result.rgb, expected);
+  EXPECT_EQ(result.log, start_of_log(options, page) + loading(options) +
+                            "K905-1: Source color space: RGB\n"
+                            "K905-1: Target color space: RGB\n"
+                            "K905-1: Using Relative Colorimetric intent\n"
+                            "K905-1: Creating transform: RGB -> RGB\n"
+                            "K905-1: Setting up RGB->RGB transform\n"
+                            "K905-1: ICC transform created successfully\n"
+                            "K905-1: Testing transform with sample colors:\n" +
+                            rgb_samples(source, target, 1) +
+                            "K905-1: Preparing input data...\n"
+                            "K905-1: First pixel in input buffer: " +
+                            pixel_text(page.rgb, 0) +
+                            "\nK905-1: Performing bulk color conversion...\n"
+                            "K905-1: Bulk conversion completed\n"
+                            "K905-1: First pixel in output buffer: " +
+                            pixel_text(expected, 0) +
+                            "\nK905-1: Processing converted data...\n"
+                            "K905-1: Copied RGB data back to channels\n" +
+                            end_of_log(page.rgb, expected, 620));
+}
+
+TEST_F(Icc, CmykTargetDropsBlackAndTellsTheWholeStory) {
+  const std::string source = profiles_.rgb_matrix("wide.icc");
+  const std::string target = profiles_.cmyk_table("press.icc");
+  const PrintOptions options = icc_options(source, target);
+  const Page page = noise_page(9, 7, 4);
+  const auto cmyk = converted_directly(source, target, TYPE_CMYK_8, 0, page.rgb);
+  const auto expected = inverted_cmy(cmyk);
+  const auto samples = converted_directly(source, target, TYPE_CMYK_8, 0, kSampleRgb);
+  std::string sample_lines;
+  for (std::size_t i = 0; i < 4; ++i) {
+    const std::uint8_t* a = kSampleRgb.data() + 3 * i;
+    const std::uint8_t* b = samples.data() + 4 * i;
+    sample_lines += line("  %s: RGB[%3d,%3d,%3d] -> CMYK[%3d,%3d,%3d,%3d]", kSampleNames[i], a[0],
+                         a[1], a[2], b[0], b[1], b[2], b[3]);
+  }
+  const Result result = convert_page(options, page);
+  EXPECT_EQ(result.rgb, expected);
+  EXPECT_EQ(result.log, start_of_log(options, page) + loading(options) +
+                            "K905-1: Source color space: RGB\n"
+                            "K905-1: Target color space: CMYK\n"
+                            "K905-1: Using Perceptual intent (default)\n"
+                            "K905-1: Creating transform: RGB -> CMYK\n"
+                            "K905-1: Setting up RGB->CMYK transform\n"
+                            "K905-1: ICC transform created successfully\n"
+                            "K905-1: Testing transform with sample colors:\n" +
+                            sample_lines +
+                            "K905-1: Preparing input data...\n"
+                            "K905-1: First pixel in input buffer: " +
+                            pixel_text(page.rgb, 0) +
+                            "\nK905-1: Performing bulk color conversion...\n"
+                            "K905-1: Bulk conversion completed\n" +
+                            line("K905-1: First pixel in output buffer: C=%d, M=%d, Y=%d, K=%d",
+                                 cmyk[0], cmyk[1], cmyk[2], cmyk[3]) +
+                            "K905-1: Processing converted data...\n"
+                            "K905-1: Converting CMYK to CMY for printer\n" +
+                            end_of_log(page.rgb, expected, 31));
+}
+
+TEST_F(Icc, GrayTargetFillsAllPlanesAndLeavesItsOutputLineOpen) {
+  const std::string source = profiles_.rgb_matrix("wide.icc");
+  const std::string target = profiles_.gray("gray.icc");
+  const PrintOptions options = icc_options(source, target, "Saturation");
+  const Page page = noise_page(6, 6, 5);
+  const auto expected = tripled(converted_directly(source, target, TYPE_GRAY_8, 2, page.rgb));
+  const Result result = convert_page(options, page);
+  EXPECT_EQ(result.rgb, expected);
+  EXPECT_EQ(result.log,
+            start_of_log(options, page) + loading(options) +
+                "K905-1: Source color space: RGB\n"
+                "K905-1: Target color space: Gray\n"
+                "K905-1: Using Saturation intent\n"
+                "K905-1: Creating transform: RGB -> Gray\n"
+                "K905-1: Setting up RGB->Gray transform\n"
+                "K905-1: ICC transform created successfully\n"
+                "K905-1: Testing transform with sample colors:\n"
+                "K905-1: Preparing input data...\n"
+                "K905-1: First pixel in input buffer: " +
+                pixel_text(page.rgb, 0) +
+                "\nK905-1: Performing bulk color conversion...\n"
+                "K905-1: Bulk conversion completed\n"
+                "K905-1: First pixel in output buffer: K905-1: Processing converted data...\n" +
+                end_of_log(page.rgb, expected, 18));
+}
+
+TEST_F(Icc, ReportSaysTheSameForAFurtherCopy) {
+  const PrintOptions options =
+      icc_options(profiles_.rgb_matrix("wide.icc"), profiles_.cmyk_table("press.icc"));
+  const Page page = noise_page(11, 5, 6);
+  IccConversion conversion;
+  conversion.prepare(options, page.width, page.height, false, nullptr);
+  through_rows(page, false, [&](std::size_t y, std::uint8_t* row) { conversion.row(y, row); });
+  const std::string once = captured_log([&] { conversion.report(options); });
+  EXPECT_EQ(captured_log([&] { conversion.report(options); }), once);
+}
+
+TEST_F(Icc, AnEmptyImageIsToldInZeros) {
+  const PrintOptions options = icc_options("", profiles_.rgb_matrix("wide.icc"));
+  const Result result = convert_page(options, Page{7, 0, {}});
+  for (const char* expected :
+       {"K905-1: Before ICC - Pixel[0]: R=0, G=0, B=0\n",
+        "K905-1: Before ICC - Pixel[center]: R=0, G=0, B=0\n", "K905-1: Image size: 7x0\n",
+        "K905-1: First pixel in input buffer: R=0, G=0, B=0\n",
+        "K905-1: First pixel in output buffer: R=0, G=0, B=0\n",
+        "K905-1: After conversion center pixel: R=0, G=0, B=0\n",
+        "K905-1: WARNING: No change detected in center pixel!\n"
+        "K905-1: Changed pixels in sample: 0\n",
+        "K905-1: After ICC - Pixel[center]: R=0, G=0, B=0\n"}) {
+    EXPECT_THAT(result.log, HasSubstr(expected));
+  }
+}
+
+TEST_F(Icc, AnImageWithoutWidthIsTakenToo) {
+  const PrintOptions options = icc_options("", profiles_.rgb_matrix("wide.icc"));
+  const Result result = convert_page(options, Page{0, 3, {}});
+  EXPECT_THAT(result.log, HasSubstr("K905-1: ICC color conversion completed\n"));
+}
+
+// ---- First and centre pixel, samples
+// ---------------------------------------------------------------
+
+TEST_F(Icc, MirroredRowsAreToldAsTheImageHasThem) {
+  const std::string target = profiles_.rgb_table("printer.icc");
+  const PrintOptions options = icc_options("", target);
+  const Page page = noise_page(13, 9, 7);
+  const Result straight = convert_page(options, page, false);
+  const Result mirrored = convert_page(options, page, true);
+  EXPECT_EQ(mirrored.rgb, straight.rgb);
+  EXPECT_EQ(mirrored.log, straight.log);
+}
+
+TEST_F(Icc, TheCentreOfAnEvenImageIsTheFirstPixelOfItsLowerHalf) {
+  Page page = plain_page(4, 2, 10, 10, 10);
+  set_pixel(page, 4, 1, 2, 3);  // 8 / 2
+  const Result result = convert_page(icc_options("", profiles_.rgb_table("printer.icc")), page);
+  EXPECT_THAT(result.log, HasSubstr("K905-1: Before ICC - Pixel[center]: R=1, G=2, B=3\n"));
+}
+
+TEST_F(Icc, AChangedCentrePixelPrintsNeitherWarningNorCount) {
+  const Result result = convert_page(icc_options("", profiles_.rgb_table("printer.icc")),
+                                     plain_page(8, 8, 200, 30, 90));
+  EXPECT_THAT(result.log, AllOf(Not(HasSubstr("No change detected")),
+                                Not(HasSubstr("Changed pixels in sample"))));
+}
+
+TEST_F(Icc, AnUnchangedCentrePixelIsWarnedOfAndEvery1000thPixelCountedAgainstItsOldColour) {
+  // Built-in sRGB on both sides leaves every colour, so whatever differs from the centre is
+  // counted, whether or not the conversion touched it.
+  for (const bool mirrored : {false, true}) {
+    Page page = plain_page(7, 500, 40, 50, 60);  // 3500 pixels: indices 0, 1000, 2000, 3000
+    set_pixel(page, 0, 41, 50, 60);
+    set_pixel(page, 999, 1, 1, 1);  // beside a sample
+    set_pixel(page, 2000, 40, 51, 60);
+    set_pixel(page, 3000, 40, 50, 61);
+    set_pixel(page, 3001, 1, 1, 1);
+    const Result result = convert_page(icc_options("", ""), page, mirrored);
+    EXPECT_EQ(result.rgb, page.rgb);
+    EXPECT_THAT(result.log, HasSubstr("K905-1: Change: \xCE\x94R= +0, \xCE\x94G= +0, \xCE\x94"
+                                      "B= +0\n"
+                                      "K905-1: WARNING: No change detected in center pixel!\n"
+                                      "K905-1: Changed pixels in sample: 3\n"
+                                      "K905-1: ICC color conversion completed\n"));
+  }
+}
+
+TEST_F(Icc, SamplesAreTakenAfterTheConversion) {
+  // Black stays black in a matrix profile, mid gray does not: all of the page is gray but its
+  // centre.
+  const std::string target = profiles_.rgb_matrix("dark.icc", 1.2);
+  Page page = plain_page(100, 40, 90, 90, 90);
+  set_pixel(page, 2000, 0, 0, 0);
+  const auto expected = converted_directly("", target, TYPE_RGB_8, 0, page.rgb);
+  ASSERT_EQ(expected[6000] + expected[6001] + expected[6002], 0);
+  ASSERT_NE(expected[0], 90);
+  const Result result = convert_page(icc_options("", target), page);
+  EXPECT_EQ(result.rgb, expected);
+  EXPECT_THAT(result.log, HasSubstr("K905-1: Changed pixels in sample: 3\n"));
+}
+
+// ---- Intents
+// ---------------------------------------------------------------------------------------
+
+TEST_F(Icc, IntentsAreChosenByTheirExactText) {
+  struct Case {
+    const char* text;
+    cmsUInt32Number number;
+    const char* line;
+  };
+  constexpr Case kCases[] = {
+      {"Perceptual", 0, "K905-1: Using Perceptual intent (default)\n"},
+      {"Relative", 1, "K905-1: Using Relative Colorimetric intent\n"},
+      {"Saturation", 2, "K905-1: Using Saturation intent\n"},
+      {"Absolute", 3, "K905-1: Using Absolute Colorimetric intent\n"},
+      {"relative", 0, "K905-1: Using Perceptual intent (default)\n"},
+      {"Relative ", 0, "K905-1: Using Perceptual intent (default)\n"},
+      {"", 0, "K905-1: Using Perceptual intent (default)\n"},
+  };
+  const std::string target = profiles_.rgb_table("printer.icc");
+  const Page page = noise_page(20, 20, 8);
+  std::set<std::vector<std::uint8_t>> different;
+  for (const Case& intent : kCases) {
+    const Result result = convert_page(icc_options("", target, intent.text), page);
+    EXPECT_EQ(result.rgb, converted_directly("", target, TYPE_RGB_8, intent.number, page.rgb))
+        << intent.text;
+    EXPECT_THAT(result.log, HasSubstr(intent.line));
+    EXPECT_THAT(result.log, HasSubstr(line("K905-1: Rendering intent: %s", intent.text)));
+    different.insert(result.rgb);
+  }
+  EXPECT_EQ(different.size(), 4u) << "the profile does not tell the intents apart";
+}
+
+// ---- Colour spaces
+// ---------------------------------------------------------------------------------
+
+TEST_F(Icc, WhitePaperOfACmykProfileStaysWhite) {
+  const std::string target = profiles_.cmyk_table("press.icc");
+  const Page page = plain_page(3, 3, 255, 255, 255);
+  const auto cmyk = converted_directly("", target, TYPE_CMYK_8, 0, {255, 255, 255});
+  EXPECT_EQ(convert_page(icc_options("", target), page).rgb[0], 255 - cmyk[0]);
+  EXPECT_EQ(convert_page(icc_options("", target), page).rgb, page.rgb);
+}
+
+class RefusedPair : public Icc {
+ protected:
+  void expect_refused(const std::string& source, const std::string& target, const char* source_name,
+                      const char* target_name) {
+    const PrintOptions options = icc_options(source, target);
+    const Page page = noise_page(6, 5, 9);
+    const Result result = convert_page(options, page);
+    EXPECT_EQ(result.rgb, page.rgb);
+    EXPECT_EQ(result.log,
+              start_of_log(options, page) + loading(options) +
+                  line("K905-1: Source color space: %s", source_name) +
+                  line("K905-1: Target color space: %s", target_name) +
+                  "K905-1: Using Perceptual intent (default)\n" +
+                  line("K905-1: Creating transform: %s -> %s", source_name, target_name) +
+                  "K905-1: ERROR: Unsupported color space conversion\n" +
+                  line("K905-1: Source: %s, Target: %s", source_name, target_name) + kClosed +
+                  kFailed);
+  }
+};
+
+TEST_F(RefusedPair, LabSource) {
+  expect_refused(profiles_.lab("lab.icc"), profiles_.rgb_matrix("wide.icc"), "Lab", "RGB");
+}
+TEST_F(RefusedPair, GraySource) {
+  expect_refused(profiles_.gray("gray.icc"), profiles_.rgb_matrix("wide.icc"), "Gray", "RGB");
+}
+TEST_F(RefusedPair, CmykSource) {
+  expect_refused(profiles_.cmyk_table("press.icc"), profiles_.rgb_matrix("wide.icc"), "CMYK",
+                 "RGB");
+}
+TEST_F(RefusedPair, LabTarget) {
+  expect_refused(profiles_.rgb_matrix("wide.icc"), profiles_.lab("lab.icc"), "RGB", "Lab");
+}
+TEST_F(RefusedPair, XyzTarget) {
+  expect_refused(profiles_.rgb_matrix("wide.icc"), profiles_.xyz("xyz.icc"), "RGB", "XYZ");
+}
+TEST_F(RefusedPair, TheOtherSpacesHaveTheirNamesToo) {
+  const std::string source = profiles_.rgb_matrix("wide.icc");
+  expect_refused(source, profiles_.bare("luv.icc", cmsSigLuvData), "RGB", "Luv");
+  expect_refused(source, profiles_.bare("ycbcr.icc", cmsSigYCbCrData), "RGB", "YCbCr");
+  expect_refused(source, profiles_.bare("yxy.icc", cmsSigYxyData), "RGB", "Yxy");
+  expect_refused(source, profiles_.bare("hsv.icc", cmsSigHsvData), "RGB", "Unknown");
+  expect_refused(profiles_.bare("cmy.icc", cmsSigCmyData), source, "Unknown", "RGB");
+}
+
+TEST_F(Icc, AProfileThatCannotBeTransformedWithIsToldAndTriedOnceMore) {
+  const PrintOptions options =
+      icc_options(profiles_.rgb_matrix("wide.icc"), profiles_.bare("empty.icc", cmsSigCmykData));
+  const Page page = noise_page(4, 4, 10);
+  const Result result = convert_page(options, page);
+  EXPECT_EQ(result.rgb, page.rgb);
+  EXPECT_EQ(result.log, start_of_log(options, page) + loading(options) +
+                            "K905-1: Source color space: RGB\n"
+                            "K905-1: Target color space: CMYK\n"
+                            "K905-1: Using Perceptual intent (default)\n"
+                            "K905-1: Creating transform: RGB -> CMYK\n"
+                            "K905-1: Setting up RGB->CMYK transform\n"
+                            "K905-1: ERROR: Failed to create ICC transform\n"
+                            "K905-1: Testing with simple color...\n" +
+                            kClosed + kFailed);
+}
+
+// ---- Files that are no profiles
+// --------------------------------------------------------------------
+
+constexpr char kSourceMissing[] = "K905-1: WARNING: Source profile not found, using sRGB\n";
+constexpr char kTargetMissing[] = "K905-1: WARNING: Target profile not found, using sRGB\n";
+constexpr char kSourceUnusable[] = "K905-1: WARNING: Cannot open source profile, using sRGB\n";
+constexpr char kTargetUnusable[] = "K905-1: WARNING: Cannot open target profile, using sRGB\n";
+
+class BadFile : public Icc {
+ protected:
+  // `path` once as source and once as target: the built-in sRGB stands in.
+  void expect_srgb_instead_of(const std::string& path, const char* as_source,
+                              const char* as_target) {
+    const std::string printer = profiles_.rgb_table("good_printer.icc");
+    const std::string wide = profiles_.rgb_matrix("good_wide.icc");
+    const Page page = noise_page(12, 10, 11);
+
+    PrintOptions options = icc_options(path, printer);
+    Result result = convert_page(options, page);
+    EXPECT_EQ(result.rgb, converted_directly("", printer, TYPE_RGB_8, 0, page.rgb));
+    EXPECT_THAT(result.log,
+                HasSubstr(loading(options, as_source) + "K905-1: Source color space: RGB\n"));
+    EXPECT_THAT(result.log, HasSubstr("K905-1: ICC color conversion completed\n"));
+
+    options = icc_options(wide, path);
+    result = convert_page(options, page);
+    EXPECT_EQ(result.rgb, converted_directly(wide, "", TYPE_RGB_8, 0, page.rgb));
+    EXPECT_THAT(result.log,
+                HasSubstr(loading(options, "", as_target) + "K905-1: Source color space: RGB\n"
+                                                            "K905-1: Target color space: RGB\n"));
+  }
+};
+
+TEST_F(BadFile, Missing) {
+  expect_srgb_instead_of(profiles_.path("nowhere.icc"), kSourceMissing, kTargetMissing);
+}
+TEST_F(BadFile, EmptyPath) { expect_srgb_instead_of("", kSourceMissing, kTargetMissing); }
+TEST_F(BadFile, LinkToNowhere) {
+  const std::string link = profiles_.path("link.icc");
+  ASSERT_EQ(symlink("/nowhere/at/all", link.c_str()), 0);
+  expect_srgb_instead_of(link, kSourceMissing, kTargetMissing);
+}
+TEST_F(BadFile, NoBytes) {
+  expect_srgb_instead_of(profiles_.file("empty.icc", ""), kSourceUnusable, kTargetUnusable);
+}
+TEST_F(BadFile, Garbage) {
+  std::string garbage;
+  for (const std::uint8_t byte : noise_page(100, 20, 12).rgb) garbage += static_cast<char>(byte);
+  expect_srgb_instead_of(profiles_.file("garbage.icc", garbage), kSourceUnusable, kTargetUnusable);
+}
+TEST_F(BadFile, CutWithinTheHeader) {
+  const std::string bytes = bytes_of(profiles_.rgb_matrix("whole.icc"));
+  expect_srgb_instead_of(profiles_.file("cut.icc", bytes.substr(0, 100)), kSourceUnusable,
+                         kTargetUnusable);
+}
+TEST_F(BadFile, Folder) {
+  ASSERT_EQ(mkdir(profiles_.path("folder.icc").c_str(), 0755), 0);
+  expect_srgb_instead_of(profiles_.path("folder.icc"), kSourceUnusable, kTargetUnusable);
+}
+TEST_F(BadFile, FifoIsNotWaitedFor) {
+  ASSERT_EQ(mkfifo(profiles_.path("fifo.icc").c_str(), 0644), 0);
+  expect_srgb_instead_of(profiles_.path("fifo.icc"), kSourceUnusable, kTargetUnusable);
+}
+TEST_F(BadFile, Device) { expect_srgb_instead_of("/dev/null", kSourceUnusable, kTargetUnusable); }
+TEST_F(BadFile, Unreadable) {
+  if (geteuid() == 0) {
+    GTEST_SKIP() << "root may read everything";
+  }
+  const std::string path = profiles_.rgb_matrix("locked.icc");
+  ASSERT_EQ(chmod(path.c_str(), 0), 0);
+  expect_srgb_instead_of(path, kSourceUnusable, kTargetUnusable);
+}
+
+TEST_F(Icc, ProfilesCutAnywhereLeaveAPageThatPrints) {
+  const std::string bytes = bytes_of(profiles_.rgb_table("whole.icc"));
+  const Page page = noise_page(6, 6, 13);
+  for (std::size_t length = 0; length < bytes.size(); length += 1 + length / 3) {
+    const std::string path = profiles_.file("cut.icc", bytes.substr(0, length));
+    const Result result = convert_page(icc_options("", path), page);
+    if (result.log.ends_with(kFailed)) {
+      EXPECT_EQ(result.rgb, page.rgb) << length;
+    } else {
+      EXPECT_THAT(result.log, HasSubstr("K905-1: ICC color conversion completed\n")) << length;
+    }
+  }
+}
+
+TEST_F(Icc, ALinkToAProfileIsFollowed) {
+  const std::string target = profiles_.rgb_table("printer.icc");
+  const std::string link = profiles_.path("link.icc");
+  ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
+  const Page page = noise_page(9, 9, 14);
+  EXPECT_EQ(convert_page(icc_options("", link), page).rgb,
+            converted_directly("", target, TYPE_RGB_8, 0, page.rgb));
+}
+
+TEST_F(Icc, NoProfileAtAllConvertsFromSrgbToSrgbAndSaysSo) {
+  const PrintOptions options = icc_options("/nowhere/s.icc", "/nowhere/t.icc");
+  const Page page = noise_page(30, 30, 15);
+  const auto expected = converted_directly("", "", TYPE_RGB_8, 0, page.rgb);
+  const Result result = convert_page(options, page);
+  EXPECT_EQ(result.rgb, expected);
+  EXPECT_THAT(result.log, HasSubstr(loading(options, kSourceMissing, kTargetMissing)));
+  EXPECT_THAT(result.log, HasSubstr(rgb_samples("", "", 0)));
+  EXPECT_THAT(result.log,
+              HasSubstr("K905-1: First pixel in output buffer: " + pixel_text(expected, 0) + "\n"));
+}
+
+// ---- Many pixels
+// -----------------------------------------------------------------------------------
+
+// One call of Little CMS over the whole page must give what the conversion gives row by row, with
+// colours remembered, forgotten and converted in bundles.
+class WholePage : public Icc, public testing::WithParamInterface<bool> {};
+
+TEST_P(WholePage, EqualsOneCallOfLittleCms) {
+  const std::string wide = profiles_.rgb_matrix("wide.icc");
+  const std::string targets[] = {profiles_.rgb_matrix("narrow.icc", 2.4),
+                                 profiles_.rgb_table("printer.icc"),
+                                 profiles_.cmyk_table("press.icc"), profiles_.gray("gray.icc")};
+  // Noise first, then a photograph: the memory of colours rests and comes back.
+  Page page = noise_page(1300, 60, 16);
+  const Page photo = photo_page(1300, 140, 17);
+  page.rgb.insert(page.rgb.end(), photo.rgb.begin(), photo.rgb.end());
+  page.height += photo.height;
+  for (const std::string& target : targets) {
+    std::vector<std::uint8_t> expected;
+    if (target.ends_with("press.icc")) {
+      expected = inverted_cmy(converted_directly(wide, target, TYPE_CMYK_8, 0, page.rgb));
+    } else if (target.ends_with("gray.icc")) {
+      expected = tripled(converted_directly(wide, target, TYPE_GRAY_8, 0, page.rgb));
+    } else {
+      expected = converted_directly(wide, target, TYPE_RGB_8, 0, page.rgb);
+    }
+    EXPECT_TRUE(convert_page(icc_options(wide, target), page, GetParam()).rgb == expected)
+        << target;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(StraightAndMirrored, WholePage, testing::Bool());
+
+// ---- From page to page
+// -----------------------------------------------------------------------------
+
+TEST_F(Icc, AKeptTransformGivesTheSameBytesAndTheSameLog) {
+  const PrintOptions options =
+      icc_options(profiles_.rgb_matrix("wide.icc"), profiles_.cmyk_table("press.icc"));
+  IccMemory memory;
+  for (unsigned number = 0; number < 3; ++number) {
+    const Page page = photo_page(60, 20, 20 + number);
+    const Result fresh = convert_page(options, page);
+    const Result kept = convert_page(options, page, false, &memory);
+    EXPECT_EQ(kept.rgb, fresh.rgb);
+    EXPECT_EQ(kept.log, fresh.log);
+  }
+}
+
+TEST_F(Icc, KeptThingsAreLeftAloneWhenAnythingHasChanged) {
+  const std::string wide = profiles_.rgb_matrix("wide.icc");
+  const std::string printer = profiles_.rgb_table("printer.icc");
+  const Page page = photo_page(30, 30, 30);
+  IccMemory memory;
+  const auto expect_as_fresh = [&](const PrintOptions& options, const char* what) {
+    const Result fresh = convert_page(options, page);
+    const Result kept = convert_page(options, page, false, &memory);
+    EXPECT_EQ(kept.rgb, fresh.rgb) << what;
+    EXPECT_EQ(kept.log, fresh.log) << what;
+    return kept.rgb;
+  };
+  const auto first = expect_as_fresh(icc_options(wide, printer), "first page");
+  EXPECT_NE(expect_as_fresh(icc_options(wide, printer, "Saturation"), "intent"), first);
+  EXPECT_NE(expect_as_fresh(icc_options("", printer), "source"), first);
+  EXPECT_NE(expect_as_fresh(icc_options(wide, ""), "target"), first);
+  EXPECT_EQ(expect_as_fresh(icc_options(wide, profiles_.lab("lab.icc")), "refused"), page.rgb);
+  EXPECT_EQ(expect_as_fresh(icc_options(wide, printer), "first page again"), first);
+  PrintOptions off = icc_options(wide, printer);
+  off.icc_enabled = 0;
+  EXPECT_EQ(expect_as_fresh(off, "switched off"), page.rgb);
+  EXPECT_EQ(expect_as_fresh(icc_options(wide, printer), "and on"), first);
+}
+
+TEST_F(Icc, AProfileReplacedBetweenTwoPagesIsReadAgain) {
+  const std::string path = profiles_.path("changing.icc");
+  const Page page = photo_page(30, 30, 31);
+  const PrintOptions options = icc_options("", path);
+  IccMemory memory;
+  const auto of_now = [&] {
+    const Result fresh = convert_page(options, page);
+    const Result kept = convert_page(options, page, false, &memory);
+    EXPECT_EQ(kept.rgb, fresh.rgb);
+    EXPECT_EQ(kept.log, fresh.log);
+    return kept;
+  };
+  EXPECT_THAT(of_now().log, HasSubstr(kTargetMissing));
+
+  std::filesystem::rename(profiles_.rgb_matrix("a.icc", 1.5), path);
+  const Result first = of_now();
+  // The same name and the same size, another file.
+  std::filesystem::rename(profiles_.rgb_matrix("b.icc", 2.5), path);
+  const Result second = of_now();
+  EXPECT_NE(second.rgb, first.rgb);
+  EXPECT_THAT(second.log, Not(HasSubstr(kTargetMissing)));
+
+  // The same file, other bytes, another time.
+  const std::string bytes = bytes_of(profiles_.rgb_matrix("c.icc", 1.1));
+  ASSERT_EQ(bytes.size(), std::filesystem::file_size(path));
+  profiles_.file("changing.icc", bytes);
+  const timespec times[2] = {{1'000'000'000, 1}, {1'000'000'000, 1}};
+  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+  EXPECT_NE(of_now().rgb, second.rgb);
+
+  std::filesystem::remove(path);
+  std::filesystem::create_directory(path);
+  EXPECT_THAT(of_now().log, HasSubstr(kTargetUnusable));
+}
+
+TEST_F(Icc, AConversionObjectServesPageAfterPage) {
+  const std::string printer = profiles_.rgb_table("printer.icc");
+  IccConversion conversion;
+  const Page first = noise_page(20, 10, 40);
+  PrintOptions options = icc_options("", printer);
+  conversion.prepare(options, first.width, first.height, false, nullptr);
+  through_rows(first, false, [&](std::size_t y, std::uint8_t* row) { conversion.row(y, row); });
+
+  options.icc_profile_name[0] = '\0';
+  conversion.prepare(options, 20, 0, false, nullptr);
+  EXPECT_EQ(captured_log([&] { conversion.report(options); }),
+            "K905-1: Before ICC - Pixel[0]: R=0, G=0, B=0\n"
+            "K905-1: Before ICC - Pixel[center]: R=0, G=0, B=0\n"
+            "K905-1: ICC conversion not enabled or no profile specified\n");
+}
+
+}  // namespace

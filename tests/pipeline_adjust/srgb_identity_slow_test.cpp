@@ -1,0 +1,64 @@
+// That the built-in sRGB onto itself leaves every one of the 2^24 colours, with every intent: the
+// licence not to run that conversion.
+#include <gtest/gtest.h>
+#include <lcms2.h>
+
+#include <vector>
+
+#include "tests/pipeline_adjust/icc_page.h"
+#include "tests/pipeline_adjust/profiles.h"
+
+namespace {
+
+// 4096 x 4096 pixels, each colour once.
+Page all_colours() {
+  Page page{4096, 4096, {}};
+  page.rgb.reserve(3u << 24);
+  for (unsigned colour = 0; colour < 1u << 24; ++colour) {
+    for (const unsigned shift : {0u, 8u, 16u}) {
+      page.rgb.push_back(static_cast<std::uint8_t>(colour >> shift));
+    }
+  }
+  return page;
+}
+
+TEST(SrgbToSrgb, LeavesEveryColourWithEveryIntent) {
+  if (cmsGetEncodedCMMversion() != 2140) {
+    GTEST_SKIP() << "this version of Little CMS always converts";
+  }
+  const Page page = all_colours();
+  for (cmsUInt32Number intent = 0; intent < 4; ++intent) {
+    EXPECT_TRUE(converted_directly("", "", TYPE_RGB_8, intent, page.rgb) == page.rgb) << intent;
+  }
+}
+
+TEST(SrgbToSrgb, EqualsLittleCmsForEveryColourWhateverTheVersion) {
+  const Page page = all_colours();
+  const auto expected = converted_directly("", "", TYPE_RGB_8, 0, page.rgb);
+  EXPECT_TRUE(convert_page(icc_options("", ""), page).rgb == expected);
+}
+
+// What a colour becomes does not depend on what came before it: the same colours in another order.
+TEST(Transform, ConvertsEachColourOnItsOwn) {
+  const ProfileFolder profiles;
+  const Page forward = all_colours();
+  std::vector<std::uint8_t> backward(forward.rgb.size());
+  const std::size_t count = backward.size() / 3;
+  for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t c = 0; c < 3; ++c) {
+      backward[3 * i + c] = forward.rgb[3 * (count - 1 - i) + c];
+    }
+  }
+  const std::string target = profiles.rgb_matrix("narrow.icc", 2.4);
+  const auto one = converted_directly("", target, TYPE_RGB_8, 0, forward.rgb);
+  const auto other = converted_directly("", target, TYPE_RGB_8, 0, backward);
+  std::size_t differing = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t c = 0; c < 3; ++c) {
+      differing += one[3 * i + c] != other[3 * (count - 1 - i) + c] ? 1 : 0;
+    }
+  }
+  EXPECT_EQ(differing, 0u);
+}
+
+}  // namespace
