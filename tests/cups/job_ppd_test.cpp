@@ -1,0 +1,224 @@
+#include "companions/job/job_ppd.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/captured_log.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+const std::string kQueuePpd = std::string(K905_BINARY_DIR) + "/ppd/K905.ppd";
+
+std::string text_of(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// The copy as the filter would read it.
+std::string job_ppd_text(const std::string& path, const char* options) {
+  const JobPpd job = make_job_ppd(path.c_str(), options);
+  EXPECT_EQ(job.failure, "");
+  if (job.descriptor < 0) return "";
+  std::string text = text_of("/dev/fd/" + std::to_string(job.descriptor));
+  close(job.descriptor);
+  return text;
+}
+
+std::vector<std::string> job_ppd_lines(const char* options) {
+  return lines_of(job_ppd_text(kQueuePpd, options));
+}
+
+// A PPD file with a text of the test's own; gone with the object.
+class ScratchPpd {
+ public:
+  explicit ScratchPpd(const std::string& text) {
+    const int file = mkstemp(path_);
+    EXPECT_GE(file, 0);
+    EXPECT_EQ(write(file, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    close(file);
+  }
+  ~ScratchPpd() { unlink(path_); }
+  ScratchPpd(const ScratchPpd&) = delete;
+  ScratchPpd& operator=(const ScratchPpd&) = delete;
+  [[nodiscard]] const char* path() const { return path_; }
+
+ private:
+  char path_[32] = "/tmp/k905_job_ppd_XXXXXX";
+};
+
+std::string small_ppd(const std::string& body) {
+  return "*PPD-Adobe: \"4.3\"\n*FormatVersion: \"4.3\"\n*FileVersion: \"1\"\n"
+         "*LanguageVersion: English\n*LanguageEncoding: ISOLatin1\n*PCFileName: \"T.PPD\"\n"
+         "*Manufacturer: \"T\"\n*Product: \"(T)\"\n*ModelName: \"T\"\n*NickName: \"T\"\n" +
+         body;
+}
+
+TEST(JobPpd, WithoutOptionsIsTheQueuesFileButForTheMissingProfile) {
+  std::string expected = text_of(kQueuePpd);
+  const std::string no_profile = "*DefaultICCProfile: None\n";
+  expected.erase(expected.find(no_profile), no_profile.size());
+  EXPECT_EQ(job_ppd_text(kQueuePpd, ""), expected);
+  EXPECT_EQ(job_ppd_text(kQueuePpd, nullptr), expected);
+}
+
+TEST(JobPpd, AJobsPaperIsTheDefaultEverywhereAPaperStands) {
+  const auto lines = job_ppd_lines("PageSize=w432h576");
+  EXPECT_THAT(lines, Contains("*DefaultPageSize: w432h576"));
+  EXPECT_THAT(lines, Contains("*DefaultPageRegion: w432h576"));
+  EXPECT_THAT(lines, Contains("*DefaultImageableArea: w432h576"));
+  EXPECT_THAT(lines, Contains("*DefaultPaperDimension: w432h576"));
+}
+
+TEST(JobPpd, AJobsMediaIsItsPaper) {
+  EXPECT_THAT(job_ppd_lines("media=w432h432"), Contains("*DefaultPageSize: w432h432"));
+}
+
+TEST(JobPpd, AJobsPageRegionIsItsPaper) {
+  const auto lines = job_ppd_lines("PageRegion=w360h504");
+  EXPECT_THAT(lines, Contains("*DefaultPageSize: w360h504"));
+  EXPECT_THAT(lines, Contains("*DefaultPageRegion: w360h504"));
+}
+
+TEST(JobPpd, EveryKindOfChoiceIsTaken) {
+  const auto lines = job_ppd_lines(
+      "job-uuid=urn:uuid:1 StpLaminate=Matte StpBrightness=-100 StpGamma=1800 BleedLeft=-0.5 "
+      "BleedTop=1.5 Resolution=300x600dpi StpColorCorrection=Bright number-up=1");
+  for (const char* line :
+       {"*DefaultStpLaminate: Matte", "*DefaultStpBrightness: -100", "*DefaultStpGamma: 1800",
+        "*DefaultBleedLeft: -0.5", "*DefaultBleedTop: 1.5", "*DefaultResolution: 300x600dpi",
+        "*DefaultStpColorCorrection: Bright", "*DefaultStpContrast: None"}) {
+    EXPECT_THAT(lines, Contains(line));
+  }
+}
+
+// CUPS hands a True or False on as "X" or "noX".
+TEST(JobPpd, SwitchesAreTakenInEveryWriting) {
+  EXPECT_THAT(job_ppd_lines("StpLinearContrast"), Contains("*DefaultStpLinearContrast: True"));
+  EXPECT_THAT(job_ppd_lines("StpLinearContrast=true"), Contains("*DefaultStpLinearContrast: True"));
+  EXPECT_THAT(job_ppd_lines("noStpLinearContrast"), Contains("*DefaultStpLinearContrast: False"));
+}
+
+TEST(JobPpd, MonochromeMeansGray) {
+  EXPECT_THAT(job_ppd_lines("print-color-mode=monochrome"), Contains("*DefaultColorModel: Gray"));
+}
+
+TEST(JobPpd, AnUnknownChoiceLeavesTheQueuesDefault) {
+  const auto lines = job_ppd_lines("PageSize=A4 StpLaminate=Satin StpBrightness=17 NoSuch=1");
+  EXPECT_THAT(lines, Contains("*DefaultPageSize: w288h432"));
+  EXPECT_THAT(lines, Contains("*DefaultStpLaminate: Glossy"));
+  EXPECT_THAT(lines, Contains("*DefaultStpBrightness: None"));
+}
+
+TEST(JobPpd, AProfileOfTheJobBecomesTheDefault) {
+  EXPECT_THAT(job_ppd_lines("ICCProfile=sRGB.icc"), Contains("*DefaultICCProfile: sRGB.icc"));
+}
+
+// The filter takes any default of this option for a file's name, "None" included.
+TEST(JobPpd, WithoutAProfileTheFilterFindsNoneNamed) {
+  EXPECT_THAT(job_ppd_text(kQueuePpd, "ICCProfile=None"), Not(HasSubstr("*DefaultICCProfile")));
+}
+
+TEST(JobPpd, ALineBreakInAnOptionAddsNoLine) {
+  EXPECT_THAT(job_ppd_text(kQueuePpd, "StpLaminate='Matte\n*DefaultStpGamma: 500' x='\n*Default'"),
+              Not(HasSubstr("StpGamma: 500")));
+}
+
+TEST(JobPpd, TheRibbonOfTheQueueOrTheJobIsTold) {
+  const JobPpd quiet = make_job_ppd(kQueuePpd.c_str(), "");
+  EXPECT_EQ(quiet.ribbon, "");
+  close(quiet.descriptor);
+  for (const char* ribbon : {"6x4", "6x8"}) {
+    const JobPpd job =
+        make_job_ppd(kQueuePpd.c_str(), ("K905Ribbon=" + std::string(ribbon)).c_str());
+    EXPECT_EQ(job.ribbon, ribbon);
+    close(job.descriptor);
+  }
+}
+
+TEST(JobPpd, TheCopyHasNoNameAndSurvivesAnExec) {
+  const JobPpd job = make_job_ppd(kQueuePpd.c_str(), "");
+  ASSERT_GE(job.descriptor, 0);
+  struct stat status {};
+  ASSERT_EQ(fstat(job.descriptor, &status), 0);
+  EXPECT_EQ(status.st_nlink, 0U);
+  EXPECT_EQ(fcntl(job.descriptor, F_GETFD) & FD_CLOEXEC, 0);
+  EXPECT_EQ(lseek(job.descriptor, 0, SEEK_CUR), 0);
+  close(job.descriptor);
+}
+
+TEST(JobPpd, WithoutAPpdFileItSaysWhy) {
+  const JobPpd job = make_job_ppd(nullptr, "");
+  EXPECT_EQ(job.descriptor, -1);
+  EXPECT_EQ(job.failure, "the environment names no PPD file");
+}
+
+TEST(JobPpd, AFileThatIsMissingIsNamed) {
+  const JobPpd job = make_job_ppd("/nonexistent/K905.ppd", "");
+  EXPECT_EQ(job.descriptor, -1);
+  EXPECT_THAT(job.failure, StartsWith("/nonexistent/K905.ppd: "));
+}
+
+TEST(JobPpd, AFileThatIsNoPpdIsRefused) {
+  const ScratchPpd file("this is no PPD file\n");
+  const JobPpd job = make_job_ppd(file.path(), "");
+  EXPECT_EQ(job.descriptor, -1);
+  EXPECT_NE(job.failure, "");
+}
+
+TEST(JobPpd, AnOptionWithoutADefaultGetsTheJobsChoice) {
+  const ScratchPpd file(
+      small_ppd("*OpenUI *StpLaminate/Finish: PickOne\n*StpLaminate Glossy: \"\"\n"
+                "*StpLaminate Matte: \"\"\n*CloseUI: *StpLaminate\n"));
+  EXPECT_THAT(job_ppd_text(file.path(), "StpLaminate=Matte"),
+              HasSubstr("*CloseUI: *StpLaminate\n*DefaultStpLaminate: Matte\n"));
+  EXPECT_THAT(job_ppd_text(file.path(), ""), Not(HasSubstr("*Default")));
+}
+
+TEST(JobPpd, LineEndsOfEveryKindAreUnderstood) {
+  for (const std::string end : {"\n", "\r\n", "\r"}) {
+    std::string text = small_ppd(
+        "*OpenUI *StpLaminate/Finish: PickOne\n*DefaultStpLaminate: Glossy\n"
+        "*StpLaminate Glossy: \"\"\n*StpLaminate Matte: \"\"\n*CloseUI: *StpLaminate\n");
+    std::string translated;
+    for (const char c : text) translated += c == '\n' ? end : std::string(1, c);
+    const ScratchPpd file(translated);
+    EXPECT_THAT(job_ppd_text(file.path(), "StpLaminate=Matte"),
+                HasSubstr("PickOne\n*DefaultStpLaminate: Matte\n*StpLaminate Glossy"));
+  }
+}
+
+TEST(JobPpd, ADefaultWithATranslationIsReplacedWhole) {
+  const ScratchPpd file(small_ppd(
+      "*OpenUI *StpLaminate/Finish: PickOne\n*DefaultStpLaminate: Glossy/Shiny\n"
+      "*StpLaminate Glossy/Shiny: \"\"\n*StpLaminate Matte/Dull: \"\"\n*CloseUI: *StpLaminate\n"));
+  EXPECT_THAT(job_ppd_text(file.path(), "StpLaminate=Matte"),
+              HasSubstr("*DefaultStpLaminate: Matte\n"));
+}
+
+// A value typed by hand is no choice of the file; the filter could not read it.
+TEST(JobPpd, ACustomValueLeavesTheDefault) {
+  const ScratchPpd file(
+      small_ppd("*OpenUI *StpLaminate/Finish: PickOne\n*DefaultStpLaminate: Glossy\n"
+                "*StpLaminate Glossy: \"\"\n*CloseUI: *StpLaminate\n*CustomStpLaminate True: \"\"\n"
+                "*ParamCustomStpLaminate Text: 1 string 0 30\n"));
+  EXPECT_THAT(job_ppd_text(file.path(), "StpLaminate=Custom.Matte"),
+              HasSubstr("*DefaultStpLaminate: Glossy\n"));
+}
+
+}  // namespace

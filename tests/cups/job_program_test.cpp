@@ -1,0 +1,431 @@
+// rastertok905job as CUPS starts it, in front of shell scripts that stand in for the filter.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/support/captured_log.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+const std::string kProgram = std::string(K905_BINARY_DIR) + "/rastertok905job";
+const std::string kQueuePpd = std::string(K905_BINARY_DIR) + "/ppd/K905.ppd";
+constexpr char kWarning[] =
+    "WARNING: The choices made for this job could not be applied; it prints with the queue's "
+    "defaults.";
+
+class Pipe {
+ public:
+  Pipe() { EXPECT_EQ(pipe2(ends_.data(), O_CLOEXEC), 0); }
+  ~Pipe() {
+    close_read();
+    close_write();
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+  [[nodiscard]] int read_end() const { return ends_[0]; }
+  [[nodiscard]] int write_end() const { return ends_[1]; }
+  void close_read() { close_end(0); }
+  void close_write() { close_end(1); }
+
+ private:
+  void close_end(int which) {
+    if (ends_[which] >= 0) close(ends_[which]);
+    ends_[which] = -1;
+  }
+  std::array<int, 2> ends_{-1, -1};
+};
+
+std::string read_to_end(int descriptor) {
+  std::string text;
+  char block[4096];
+  ssize_t count = 0;
+  while ((count = read(descriptor, block, sizeof block)) > 0) {
+    text.append(block, static_cast<std::size_t>(count));
+  }
+  return text;
+}
+
+// Reads until `text` ends with a line that is `line`; false when the stream ends before.
+bool read_until_line(int descriptor, std::string& text, const std::string& line) {
+  char byte = 0;
+  while (read(descriptor, &byte, 1) == 1) {
+    text += byte;
+    if (text.ends_with(line + "\n")) return true;
+  }
+  return false;
+}
+
+class JobProgram : public ::testing::Test {
+ protected:
+  JobProgram() {
+    char folder[] = "/tmp/k905_job_program_XXXXXX";
+    folder_ = mkdtemp(folder);
+    environment_ = {{"PPD", kQueuePpd}, {"TMPDIR", folder_}, {"PATH", "/usr/bin:/bin"}};
+  }
+  ~JobProgram() override { std::filesystem::remove_all(folder_); }
+
+  void stand_in(const std::string& script) {
+    const std::string path = folder_ + "/filter";
+    std::ofstream(path) << "#!/bin/sh\n" << script;
+    chmod(path.c_str(), 0755);
+    environment_["K905_FILTER"] = path;
+  }
+
+  pid_t start(
+      const std::vector<std::string>& arguments, const std::function<void()>& in_child = [] {}) {
+    std::vector<std::string> all = {"queue"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    argv.reserve(all.size() + 1);
+    for (std::string& text : all) argv.push_back(text.data());
+    argv.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+      dup2(in_.read_end(), STDIN_FILENO);
+      dup2(out_.write_end(), STDOUT_FILENO);
+      dup2(log_.write_end(), STDERR_FILENO);
+      start_clean();
+      in_child();
+      clearenv();
+      for (const auto& [name, value] : environment_) setenv(name.c_str(), value.c_str(), 1);
+      execv(kProgram.c_str(), argv.data());
+      _exit(126);
+    }
+    in_.close_read();
+    out_.close_write();
+    log_.close_write();
+    return pid;
+  }
+
+  // Runs to its end with `input`, small enough for a pipe; fills output_ and log_lines_.
+  int run(
+      const std::vector<std::string>& arguments, const std::string& input = "",
+      const std::function<void()>& in_child = [] {}) {
+    const pid_t pid = start(arguments, in_child);
+    EXPECT_EQ(write(in_.write_end(), input.data(), input.size()),
+              static_cast<ssize_t>(input.size()));
+    in_.close_write();
+    return finish(pid);
+  }
+
+  int finish(pid_t pid, const std::string& log_so_far = "") {
+    log_lines_ = lines_of(log_so_far + read_to_end(log_.read_end()));
+    output_ = read_to_end(out_.read_end());
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    return status;
+  }
+
+  // As CUPS starts a filter, whatever started the test: no other descriptors, no signal ignored or
+  // blocked.
+  static void start_clean() {
+    close_range(STDERR_FILENO + 1, ~0U, 0);
+    for (int number = 1; number < NSIG; ++number) signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+  }
+
+  std::string folder_;
+  std::map<std::string, std::string> environment_;
+  Pipe in_;
+  Pipe out_;
+  Pipe log_;
+  std::string output_;
+  std::vector<std::string> log_lines_;
+};
+
+const std::vector<std::string> kPlainJob = {"1", "me", "title", "1", ""};
+
+TEST_F(JobProgram, HandsTheFilterItsArgumentsUnchanged) {
+  stand_in("printf '<%s>' \"$@\"\n");
+  run({"17", "me", "a 'title'\nPAGE: 9 9", "3", "PageSize=w432h576 x='y z'", "file"});
+  EXPECT_EQ(output_, "<17><me><a 'title'\nPAGE: 9 9><3><PageSize=w432h576 x='y z'><file>");
+}
+
+TEST_F(JobProgram, ChangesNoByteOnTheWayThrough) {
+  stand_in("exec cat\n");
+  std::string bytes;
+  for (int i = 0; i < 40000; ++i) bytes += static_cast<char>((i * 31 + i / 251) & 0xff);
+  EXPECT_EQ(run(kPlainJob, bytes), 0);
+  EXPECT_EQ(output_, bytes);
+}
+
+TEST_F(JobProgram, PutsTheJobsChoicesIntoThePpdFile) {
+  stand_in("grep -E '^.Default(PageSize|PageRegion|StpLaminate):' \"$PPD\"\n");
+  run({"1", "me", "title", "1", "PageSize=w432h576 StpLaminate=Matte"});
+  EXPECT_THAT(lines_of(output_),
+              ElementsAre("*DefaultPageSize: w432h576", "*DefaultPageRegion: w432h576",
+                          "*DefaultStpLaminate: Matte"));
+  EXPECT_THAT(log_lines_, IsEmpty());
+}
+
+TEST_F(JobProgram, TakesNothingButTheOptionsForOptions) {
+  stand_in("grep '^.DefaultStpLaminate:' \"$PPD\"\n");
+  run({"StpLaminate=Matte", "StpLaminate=Matte", "StpLaminate=Matte", "1", "",
+       "StpLaminate=Matte"});
+  EXPECT_EQ(output_, "*DefaultStpLaminate: Glossy\n");
+}
+
+TEST_F(JobProgram, TellsTheFilterTheRibbon) {
+  stand_in("echo \"$K905_RIBBON\"\n");
+  run({"1", "me", "title", "1", "K905Ribbon=6x8"});
+  EXPECT_EQ(output_, "6x8\n");
+}
+
+TEST_F(JobProgram, LeavesTheRibbonOfTheSystemWhenNothingIsChosen) {
+  stand_in("echo \"$K905_RIBBON\"\n");
+  environment_["K905_RIBBON"] = "6x8";
+  run(kPlainJob);
+  EXPECT_EQ(output_, "6x8\n");
+}
+
+TEST_F(JobProgram, LeavesNoFileBehind) {
+  stand_in("exit 0\n");
+  run({"1", "me", "title", "1", "StpLaminate=Matte"});
+  int files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+    EXPECT_EQ(entry.path().filename(), "filter");
+    ++files;
+  }
+  EXPECT_EQ(files, 1);
+}
+
+TEST_F(JobProgram, GivesTheExitStatusBack) {
+  stand_in("exit 3\n");
+  const int status = run(kPlainJob);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 3);
+}
+
+TEST_F(JobProgram, EndsByTheSignalThatEndedTheFilter) {
+  stand_in("kill -SEGV $$\n");
+  const int status = run(kPlainJob);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGSEGV);
+}
+
+TEST_F(JobProgram, PassesACancelOnAndWaitsForTheFilter) {
+  stand_in(
+      "trap 'echo cancelled >&2; echo end-of-sheet; exit 0' TERM\n"
+      "echo ready >&2\n"
+      "while :; do read -r line || sleep 0.05; done\n");
+  const pid_t pid = start(kPlainJob);
+  std::string log;
+  ASSERT_TRUE(read_until_line(log_.read_end(), log, "ready"));
+  kill(pid, SIGTERM);
+  EXPECT_EQ(finish(pid, log), 0);
+  EXPECT_EQ(output_, "end-of-sheet\n");
+  EXPECT_THAT(log_lines_, ElementsAre("ready", "cancelled"));
+}
+
+// Sent before there is a filter, the signal waits for it. It is made to wait in the filter too, so
+// that the script can look at it (bit 14) with nothing but what is built into the shell.
+TEST_F(JobProgram, PassesAnEarlyCancelOn) {
+  stand_in(
+      "while :; do\n"
+      "  while read -r name value; do\n"
+      "    [ \"$name $value\" = 'ShdPnd: 0000000000004000' ] && echo cancelled && exit 0\n"
+      "  done < /proc/$$/status\n"
+      "done\n");
+  const int status = run(kPlainJob, "", [] {
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGTERM);
+    sigprocmask(SIG_BLOCK, &held, nullptr);
+    kill(getpid(), SIGTERM);  // pending through the exec
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output_, "cancelled\n");
+}
+
+TEST_F(JobProgram, TheFilterFindsSignalsAsCupsLeftThem) {
+  stand_in("grep -E '^Sig(Blk|Ign)' /proc/$$/status\n");
+  run(kPlainJob);
+  // A shell ignores nothing and blocks nothing by itself; SIGPIPE would be bit 0x1000.
+  EXPECT_THAT(lines_of(output_),
+              ElementsAre("SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000"));
+}
+
+TEST_F(JobProgram, SaysEverySheetThatWasSent) {
+  stand_in(
+      "for n in 1 2; do\n"
+      "  echo \"K905-1: ===== PRINT CALL #$n =====\" >&2\n"
+      "  echo \"K905-1: Single page printed successfully (print call #$n)\" >&2\n"
+      "done\n");
+  run(kPlainJob);
+  EXPECT_THAT(log_lines_, ElementsAre("K905-1: ===== PRINT CALL #1 =====",
+                                      "K905-1: Single page printed successfully (print call #1)",
+                                      "ATTR: job-media-progress=100", "PAGE: 1 1",
+                                      "K905-1: ===== PRINT CALL #2 =====",
+                                      "K905-1: Single page printed successfully (print call #2)",
+                                      "ATTR: job-media-progress=100", "PAGE: 2 1"));
+}
+
+TEST_F(JobProgram, LosesNoLineOfALongLog) {
+  stand_in("i=0; while [ $i -lt 20000 ]; do echo \"line $i\"; i=$((i+1)); done >&2\n");
+  run(kPlainJob);
+  ASSERT_EQ(log_lines_.size(), 20000U);
+  for (std::size_t i = 0; i < log_lines_.size(); ++i) {
+    ASSERT_EQ(log_lines_[i], "line " + std::to_string(i));
+  }
+}
+
+// The printer must get its sheet also while nobody reads the log: 400 kB is far more than two pipes
+// hold.
+TEST_F(JobProgram, ALogThatStallsDoesNotHoldTheFilterUp) {
+  stand_in(
+      "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log of forty bytes length..'; "
+      "i=$((i+1)); done >&2\necho sheet\n");
+  const pid_t pid = start(kPlainJob);
+  in_.close_write();
+  std::string sheet;
+  EXPECT_TRUE(read_until_line(out_.read_end(), sheet, "sheet"));
+  EXPECT_EQ(finish(pid), 0);
+  EXPECT_EQ(log_lines_.size(), 10000U);
+}
+
+TEST_F(JobProgram, ALogThatIsGoneDoesNotStopTheFilter) {
+  stand_in(
+      "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log' >&2; i=$((i+1)); done\n"
+      "echo sheet\n");
+  const pid_t pid = start(kPlainJob);
+  in_.close_write();
+  log_.close_read();
+  std::string sheet;
+  EXPECT_TRUE(read_until_line(out_.read_end(), sheet, "sheet"));
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_EQ(status, 0);
+}
+
+// The filter before this one must learn that nobody reads any more, the backend that the job is
+// over.
+TEST_F(JobProgram, HoldsNeitherEndOfTheJobsPipes) {
+  stand_in("exec <&- >&-\necho closed >&2\nexec sleep 20\n");
+  const pid_t pid = start(kPlainJob);
+  std::string log;
+  ASSERT_TRUE(read_until_line(log_.read_end(), log, "closed"));
+  EXPECT_EQ(read_to_end(out_.read_end()), "");
+  pollfd reader_gone{in_.write_end(), 0, 0};
+  EXPECT_EQ(poll(&reader_gone, 1, 10000), 1);
+  EXPECT_NE(reader_gone.revents & POLLERR, 0);
+  kill(pid, SIGTERM);
+  EXPECT_TRUE(WIFSIGNALED(finish(pid, log)));
+}
+
+TEST_F(JobProgram, KilledOutrightItTakesTheFilterAlong) {
+  stand_in("trap '' TERM\necho ready >&2\nexec sleep 60\n");
+  const pid_t pid = start(kPlainJob);
+  std::string log;
+  ASSERT_TRUE(read_until_line(log_.read_end(), log, "ready"));
+  kill(pid, SIGKILL);
+  // The filter alone holds the output now: its end is seen when the filter is gone.
+  EXPECT_EQ(read_to_end(out_.read_end()), "");
+  finish(pid, log);
+}
+
+TEST_F(JobProgram, WithoutAPpdFileTheJobStillPrints) {
+  stand_in("cat; echo \"${PPD-unset}\"; exit 2\n");
+  environment_.erase("PPD");
+  const int status = run(kPlainJob, "raster ");
+  EXPECT_EQ(WEXITSTATUS(status), 2);
+  EXPECT_EQ(output_, "raster unset\n");
+  EXPECT_THAT(log_lines_,
+              ElementsAre(kWarning, "DEBUG: rastertok905job: the environment names no PPD file"));
+}
+
+TEST_F(JobProgram, WithABrokenPpdFileTheJobPrintsWithWhatThereIs) {
+  const std::string broken = folder_ + "/broken.ppd";
+  std::ofstream(broken) << "%!PS-Adobe-3.0\nshowpage\n";
+  stand_in("echo \"$PPD\"\n");
+  environment_["PPD"] = broken;
+  run(kPlainJob);
+  EXPECT_EQ(output_, broken + "\n");
+  EXPECT_THAT(log_lines_, Contains(kWarning));
+}
+
+TEST_F(JobProgram, WithoutRoomForTheCopyTheJobPrintsWithTheQueuesDefaults) {
+  stand_in("echo \"$PPD $K905_RIBBON\"\n");
+  run({"1", "me", "title", "1", "K905Ribbon=6x8"}, "", [] {
+    const rlimit nothing{0, 0};
+    setrlimit(RLIMIT_FSIZE, &nothing);
+  });
+  EXPECT_EQ(output_, kQueuePpd + " 6x8\n");
+  EXPECT_THAT(log_lines_,
+              ElementsAre(kWarning, "DEBUG: rastertok905job: a private PPD file: File too large"));
+}
+
+TEST_F(JobProgram, ALineBreakInAPathStartsNoLine) {
+  stand_in("exit 0\n");
+  environment_["PPD"] = "/nowhere\nPAGE: 1 1\n/x.ppd";
+  run(kPlainJob);
+  ASSERT_EQ(log_lines_.size(), 2U);
+  EXPECT_THAT(log_lines_[1], StartsWith("DEBUG: rastertok905job: /nowhere PAGE: 1 1 /x.ppd: "));
+}
+
+TEST_F(JobProgram, SaysWhenTheFilterCannotBeStarted) {
+  environment_["K905_FILTER"] = folder_ + "/missing";
+  const int status = run(kPlainJob);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  EXPECT_THAT(log_lines_, ElementsAre("ERROR: The print filter rastertok905 could not be started.",
+                                      "DEBUG: rastertok905job: " + folder_ +
+                                          "/missing: No such file or directory"));
+}
+
+TEST_F(JobProgram, WithoutDescriptorsToSpareTheJobStillPrints) {
+  environment_["K905_FILTER"] = "/bin/echo";
+  run(kPlainJob, "", [] {
+    // One for the copy, one for the loader: not enough for the log's pipe.
+    const rlimit standard_ones_and_two{5, 5};
+    setrlimit(RLIMIT_NOFILE, &standard_ones_and_two);
+  });
+  EXPECT_EQ(output_, "1 me title 1 \n");
+  EXPECT_THAT(log_lines_, IsEmpty());
+}
+
+TEST_F(JobProgram, ClosedStandardDescriptorsAreNotReused) {
+  stand_in("cat | wc -c | tr -d ' ' >&2\n");
+  const pid_t pid = start(kPlainJob, [] {
+    close(STDIN_FILENO);
+    close(STDOUT_FILENO);
+  });
+  finish(pid);
+  EXPECT_THAT(log_lines_, ElementsAre("0")) << "the filter read something else as its input";
+}
+
+TEST_F(JobProgram, FindsTheFilterBesideItself) {
+  const std::string copy = folder_ + "/rastertok905job";
+  std::filesystem::copy_file(kProgram, copy);
+  stand_in("echo beside\n");
+  std::filesystem::rename(folder_ + "/filter", folder_ + "/rastertok905");
+  environment_.erase("K905_FILTER");
+  FILE* pipe =
+      popen(("env -i PPD='" + kQueuePpd + "' '" + copy + "' 1 me t 1 '' </dev/null").c_str(), "r");
+  ASSERT_NE(pipe, nullptr);
+  EXPECT_EQ(read_to_end(fileno(pipe)), "beside\n");
+  EXPECT_EQ(pclose(pipe), 0);
+}
+
+}  // namespace
