@@ -1,6 +1,8 @@
 #include "diag/log.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -27,10 +29,25 @@ std::size_t line_limit() {
   return limit > 1 ? static_cast<std::size_t>(limit) : 0;
 }
 
+// A regular file under one name only: a second name could belong to a file worth keeping.
+bool is_ordinary_file(int file) {
+  struct stat status;
+  return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
+}
+
+void wait_until_writable() {
+  pollfd standard_error{STDERR_FILENO, POLLOUT, 0};
+  poll(&standard_error, 1, -1);
+}
+
 void write_to_standard_error(const char* bytes, std::size_t length) {
   while (length > 0) {
     const ssize_t written = write(STDERR_FILENO, bytes, length);
     if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written < 0 && errno == EAGAIN) {
+      wait_until_writable();  // Somebody who shares the descriptor made it non-blocking.
       continue;
     }
     if (written <= 0) {
@@ -41,8 +58,8 @@ void write_to_standard_error(const char* bytes, std::size_t length) {
   }
 }
 
-// Ends the line that stands in `line`: blanks for line breaks, the cut, the newline. `line` has room
-// for one byte more than `length`.
+// Ends the line that stands in `line`: blanks for line breaks, the cut, the newline. `line` has
+// room for one byte more than `length`.
 void finish_line(char* line, std::size_t length) {
   const std::size_t limit = line_limit();
   if (limit != 0) {
@@ -58,16 +75,28 @@ void finish_line(char* line, std::size_t length) {
 
 void open_log() {
   if (std::getenv("PPD") == nullptr) {
-    // freopen would close standard error first and, failing, leave descriptor 2 to the next file
-    // that is opened.
-    const int file = open(kLogFilePath, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666);
-    if (file >= 0 && file != STDERR_FILENO) {
-      dup2(file, STDERR_FILENO);
-      close(file);
-    }
+    put_log_into_file(kLogFilePath);
   }
   std::setvbuf(stderr, nullptr, _IONBF, 0);
   std::setvbuf(stdout, nullptr, _IONBF, 0);
+}
+
+void put_log_into_file(const char* path) {
+  // freopen would close standard error first and, failing, leave descriptor 2 to the next file that
+  // is opened. Without O_NONBLOCK the opening of a FIFO would wait for a reader for ever.
+  const int file = open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
+  if (file < 0) {
+    return;
+  }
+  if (!is_ordinary_file(file) || ftruncate(file, 0) != 0) {
+    close(file);
+    return;
+  }
+  // O_NONBLOCK means nothing to a regular file, and O_CLOEXEC does not pass to the copy.
+  if (file != STDERR_FILENO) {
+    dup2(file, STDERR_FILENO);
+    close(file);
+  }
 }
 
 void log_line(const char* format, ...) {

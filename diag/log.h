@@ -9,11 +9,16 @@
 // Where the log goes when the filter is started by hand. Truncated at every start.
 inline constexpr char kLogFilePath[] = "/tmp/rastertok905_debug.log";
 
-// First thing the filter does. Without the environment variable PPD (a run by hand) descriptor 2 is
-// put onto kLogFilePath; a link planted there is not followed, and when the file cannot be opened
-// descriptor 2 stays what it was, without a word. With PPD set descriptor 2 is left alone. In both
-// cases standard error and standard output become unbuffered.
+// First thing the filter does. Without the environment variable PPD (a run by hand) the log goes to
+// kLogFilePath, if that can be had; with PPD set, even to nothing, descriptor 2 is left alone. In
+// both cases standard error and standard output become unbuffered.
 void open_log();
+
+// Empties the file at `path`, making it if need be, and puts descriptor 2 onto it. /tmp is
+// everybody's: what somebody else planted there (a link of either kind, a FIFO, a device) is
+// neither followed nor written to nor waited for. Then, or when there is no file to be had,
+// descriptor 2 stays what it was, without a word. Part of open_log.
+void put_log_into_file(const char* path);
 
 // Writes one line, newline added, in one write where the system allows it. When the environment
 // has CUPS_MAX_MESSAGE above 1, the line is cut to that many bytes, newline included, because CUPS

@@ -12,13 +12,13 @@ struct IccChoice {
 // Choice names in the order they are compared, ended by a pair of nulls.
 extern const std::array<IccChoice, 8> icc_choice_to_filename;
 
-// The profile file name an ICCProfile value stands for: a choice of the table, or what stands between
-// "ICCPROFILE (" and the next ")". Newly allocated, the caller frees it with free(); null when the
-// value is null (silently), names nothing, or memory is short (logged).
+// The profile file name an ICCProfile value stands for: a choice of the table, or what stands
+// between "ICCPROFILE (" and the next ")". Newly allocated, the caller frees it with free(); null
+// when the value is null (silently), names nothing, or memory is short (logged).
 [[nodiscard]] char* parse_icc_profile_name(const char* value);
 
 // Looks for a profile file: an absolute path as it stands, then every profile folder with the name
 // itself, the name plus ".icc" and the name plus ".icm". Copies the first that exists into `path`
-// (cut to its size less one) and returns 1; returns 0 and leaves `path` alone when there is none, or
-// when `name` is null or empty. The name is searched whole, however long.
+// (cut to its size less one) and returns 1; returns 0 and leaves `path` alone when there is none,
+// or when `name` is null or empty. The name is searched whole, however long.
 [[nodiscard]] int find_icc_profile(const char* name, std::span<char, 512> path);

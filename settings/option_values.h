@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <span>
 
-// Decimal number at the beginning of `text`, as atoi reads it, but saturating at the limits of int32;
-// what is no number gives 0.
+// Decimal number at the beginning of `text`, as atoi reads it, but saturating at the limits of
+// int32; what is no number gives 0.
 [[nodiscard]] std::int32_t option_int(const char* text);
 
 // `fallback` when `text` is null or exactly "None", otherwise option_int(text).
@@ -14,8 +14,8 @@
 // Millimetres at the beginning of `text`, as atof reads them; what is no number gives 0.
 [[nodiscard]] double option_millimetres(const char* text);
 
-// Pixels at 300 dpi: mm * 300.0 / 25.4 + 0.5, truncated toward zero (so -1 mm gives -11), saturating
-// at the limits of int32; NaN gives 0.
+// Pixels at 300 dpi: mm * 300.0 / 25.4 + 0.5, truncated toward zero (so -1 mm gives -11),
+// saturating at the limits of int32; NaN gives 0.
 [[nodiscard]] std::int32_t millimetres_to_pixels(double mm);
 
 // `value` limited to int32.

@@ -2,7 +2,13 @@
 // interface is ppd_defaults.cpp.
 #pragma once
 
+struct ppd_file_s;  // libcups' ppd_file_t
+
 // Reads the PPD named by the environment variable PPD and fills current_options from the default
 // choice of each known option, logging every group, option and result. A missing variable or an
 // unreadable file is logged and leaves the defaults in place.
 void read_ppd_defaults();
+
+// The walk over an opened PPD: lists and applies the options that stand directly in its groups, in
+// file order. Options of sub-groups are neither listed nor applied. Part of read_ppd_defaults.
+void apply_ppd_groups(const ppd_file_s& ppd);

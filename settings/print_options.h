@@ -1,5 +1,5 @@
-// The one settings record of a run. Filled at start-up in a fixed order (built-in defaults, the PPD's
-// default choices, the job's arguments), then, page by page, from the raster header; read by
+// The one settings record of a run. Filled at start-up in a fixed order (built-in defaults, the
+// PPD's default choices, the job's arguments), then, page by page, from the raster header; read by
 // everybody. There is one instance, it is never reset and never copied.
 #pragma once
 
@@ -10,8 +10,8 @@ struct PaperConfig;
 struct PrintOptions {
   // The paper in force: a row of paper_sizes, never null in normal operation.
   const PaperConfig* paper_config;
-  std::int32_t rotate_90 = 0;  // turn the image a quarter within the canvas
-  char ppd_paper_name[64] = "";  // PageSize / PageRegion choice of the PPD
+  std::int32_t rotate_90 = 0;         // turn the image a quarter within the canvas
+  char ppd_paper_name[64] = "";       // PageSize / PageRegion choice of the PPD
   std::int32_t interlace = 0;         // 300x600 dpi in force
   std::int32_t interlace_factor = 1;  // vertical factor of the source, 1 or 2
   std::int32_t mirror = 1;            // left-right flip; nothing switches it off
@@ -30,7 +30,7 @@ struct PrintOptions {
   char resolution[32] = "300x300";
   char overcoat[32] = "Glossy";
   std::int32_t legacy_gamma = 0;
-  std::int32_t no_cut_waste = 0;     // only reported
+  std::int32_t no_cut_waste = 0;      // only reported
   char shrink_output[32] = "Shrink";  // only reported
 
   // Per channel, in thousandths; cyan acts on the first plane, magenta on the second, yellow on the

@@ -1,0 +1,21 @@
+// Which keyword fills which setting, and how. One set of rules for the PPD's default choices and
+// for key=value arguments, so that `StpGamma=1200` means the same wherever it is written. Only the
+// two keywords that look for profile files, ICCProfile and ColorBase, are not here.
+#pragma once
+
+#include <span>
+
+#include "settings/print_options.h"
+
+enum class OptionSource { ppd, argument };
+
+// Applies the rule for `keyword` to current_options and says whether there was one; keywords that
+// only a PPD may set have none when the source is an argument. Logs the result of every PPD option,
+// and that of a bleed from either source.
+bool apply_option(OptionSource source, const char* keyword, const char* value);
+
+// A text field of current_options, whatever its capacity, as something a table can point at.
+template <auto Field>
+std::span<char> text_field() {
+  return current_options.*Field;
+}
