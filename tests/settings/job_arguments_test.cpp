@@ -287,13 +287,10 @@ TEST_F(KeyValueArguments, SettingsOfTheQueueAreOutOfTheirReach) {
       "StpYellowGamma",   "StpCyanBalance",   "StpMagentaBalance", "StpYellowBalance",
       "StpLinearContrast"};
   for (const std::string& key : keys) {
-    EXPECT_EQ(log_of({"filter", key + "=True"}),
-              "K905-1: Parsing command line options:\n"
-              "  Arg[1]: " +
-                  key +
-                  "=True\n"
-                  "    PPD option: " +
-                  key + "=True\n");
+    const std::string argument = key + "=True";
+    const std::vector<std::string> expected{"K905-1: Parsing command line options:",
+                                            "  Arg[1]: " + argument, "    PPD option: " + argument};
+    EXPECT_EQ(lines_of(log_of({"filter", argument})), expected);
   }
   EXPECT_STREQ(current_options.ppd_paper_name, "");
   EXPECT_STREQ(current_options.color_base, "");

@@ -105,9 +105,9 @@ TEST_F(PpdFiles, WhatTheFileDoesNotSayIsNotAvailable) {
   EXPECT_THAT(lines, Contains("  ModelName: N/A"));
 }
 
-// A queue's file with groups in every form. libcups collects what stands outside a group in
-// "General", takes the options of a sub-group into the group around it, and puts options for the
-// job control language behind everything else.
+// A queue's file with groups in every form. libcups keeps groups in the order in which they are
+// opened, collects what stands outside a group in "General" and the printer's job language in
+// "JCL", and takes the options of a sub-group into the group around it.
 std::string whole_queue() {
   return "*Manufacturer: \"Maker\"\n"
          "*OpenUI *PageSize/Size: PickOne\n"
@@ -139,6 +139,8 @@ constexpr char kWholeQueueLog[] =
     "      -> Original PPD paper name: w288h432\n"
     "    Option: BleedTop = 1.0\n"
     "      -> Bleed Top (A) from PPD: 1.00mm = 12px (delta)\n"
+    "  Group: JCL\n"
+    "    Option: JCLTray = Upper\n"
     "  Group: Tone\n"
     "    Option: StpBrightness = None\n"
     "      -> Brightness: 0\n"
@@ -148,8 +150,6 @@ constexpr char kWholeQueueLog[] =
     "    Option: StpLaminate = Matte\n"
     "      -> Overcoat: Matte\n"
     "    Option: FreeBeer = True\n"
-    "  Group: JCL\n"
-    "    Option: JCLTray = Upper\n"
     "K905-1: Searching for ICC profile: sRGB.icc\n"
     "K905-1: ICC profile not found: sRGB.icc\n"
     "K905-1: PPD parsing complete\n"

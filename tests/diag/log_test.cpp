@@ -1,0 +1,319 @@
+#include "diag/log.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <thread>
+
+#include "tests/support/captured_log.h"
+#include "tests/support/environment_guard.h"
+
+namespace {
+
+class LogLine : public testing::Test {
+ protected:
+  EnvironmentGuard no_limit_{"CUPS_MAX_MESSAGE", nullptr};
+};
+
+using LogText = LogLine;
+
+TEST_F(LogLine, EndsWithANewlineOfItsOwn) {
+  EXPECT_EQ(captured_log([] { log_line("K905-1: %d pages, %s", 3, "done"); }),
+            "K905-1: 3 pages, done\n");
+  EXPECT_EQ(captured_log([] { log_line("%s", ""); }), "\n");
+}
+
+TEST_F(LogLine, LineBreaksInsideBecomeABlankEach) {
+  EXPECT_EQ(captured_log([] { log_line("a: %s", "\nPAGE: 1 1\r\nATTR: x\n"); }),
+            "a:  PAGE: 1 1  ATTR: x \n");
+}
+
+TEST_F(LogLine, EveryOtherByteStaysAsItIs) {
+  std::string bytes;
+  std::string expected;
+  for (int c = 1; c < 256; ++c) {
+    bytes += static_cast<char>(c);
+    expected += c == '\n' || c == '\r' ? ' ' : static_cast<char>(c);
+  }
+  EXPECT_EQ(captured_log([&] { log_line("%s", bytes.c_str()); }), expected + "\n");
+}
+
+TEST_F(LogLine, IsWholeAtAnyLength) {
+  // Around the size of the buffer that most lines fit into, and far beyond it.
+  for (const std::size_t length : {4093U, 4094U, 4095U, 4096U, 4097U, 200000U}) {
+    const std::string text(length, 'x');
+    EXPECT_EQ(captured_log([&] { log_line("%s", text.c_str()); }), text + "\n") << length;
+  }
+}
+
+TEST_F(LogLine, LineBreaksAreBlanksInAVeryLongLineToo) {
+  const std::string text(5000, '\n');
+  EXPECT_EQ(captured_log([&] { log_line("%s", text.c_str()); }), std::string(5000, ' ') + "\n");
+}
+
+std::string logged_under_limit(const char* limit, const std::string& text) {
+  const EnvironmentGuard guard("CUPS_MAX_MESSAGE", limit);
+  return captured_log([&] { log_line("%s", text.c_str()); });
+}
+
+TEST_F(LogLine, IsCutToWhatCupsTakesNewlineIncluded) {
+  EXPECT_EQ(logged_under_limit("2", "0123456789"), "0\n");
+  EXPECT_EQ(logged_under_limit("10", "0123456789"), "012345678\n");
+  EXPECT_EQ(logged_under_limit("2047", std::string(5000, 'x')), std::string(2046, 'x') + "\n");
+}
+
+TEST_F(LogLine, OfExactlyTheLimitIsNotCut) {
+  EXPECT_EQ(logged_under_limit("11", "0123456789"), "0123456789\n");
+  EXPECT_EQ(logged_under_limit("12", "0123456789"), "0123456789\n");
+  EXPECT_EQ(logged_under_limit("99999999999999999999", "0123456789"), "0123456789\n");
+}
+
+TEST_F(LogLine, ALimitOfOneOrLessOrNoNumberIsNoLimit) {
+  for (const char* limit : {"1", "0", "-5", "", "junk", " "}) {
+    EXPECT_EQ(logged_under_limit(limit, "0123456789"), "0123456789\n") << limit;
+  }
+}
+
+TEST_F(LogText, StandsDirectlyInFrontOfTheNextLine) {
+  EXPECT_EQ(captured_log([] {
+              log_text("First pixel: ");
+              log_line("R=%d", 5);
+              log_line("next");
+            }),
+            "First pixel: R=5\nnext\n");
+}
+
+TEST_F(LogText, SeveralOnesJoin) {
+  EXPECT_EQ(captured_log([] {
+              log_text("%s", "a\n");
+              log_text("%d", 1);
+              log_line("c");
+            }),
+            "a 1c\n");
+}
+
+TEST_F(LogText, CountsTowardsTheLimitOfItsLine) {
+  const EnvironmentGuard guard("CUPS_MAX_MESSAGE", "10");
+  EXPECT_EQ(captured_log([] {
+              log_text("01234");
+              log_line("56789");
+            }),
+            "012345678\n");
+  EXPECT_EQ(captured_log([] {
+              log_text("0123456789");
+              log_line("rest");
+            }),
+            "012345678\n");
+}
+
+TEST_F(LogText, StandsInFrontOfAVeryLongLineToo) {
+  const std::string text(10000, 'x');
+  EXPECT_EQ(captured_log([&] {
+              log_text("a: ");
+              log_line("%s", text.c_str());
+            }),
+            "a: " + text + "\n");
+}
+
+TEST_F(LogText, ThatIsTooLongIsCutAndStillJoins) {
+  const std::string text(1000, 'x');
+  const std::string log = captured_log([&] {
+    log_text("%s", text.c_str());
+    log_text("%s", "y");
+    log_line("end");
+  });
+  EXPECT_EQ(log, std::string(log.size() - 4, 'x') + "end\n");
+  EXPECT_GT(log.size(), 200U);
+}
+
+TEST_F(LogLine, WaitsForASlowReaderOfANonBlockingDescriptor) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(fcntl(ends[1], F_SETFL, O_NONBLOCK), 0);
+  const std::string text(300000, 'x');  // A pipe holds 64 KB.
+  std::string received;
+  std::thread reader([&] {
+    char block[1000];
+    for (ssize_t got = read(ends[0], block, sizeof block); got > 0;
+         got = read(ends[0], block, sizeof block)) {
+      received.append(block, static_cast<std::size_t>(got));
+    }
+  });
+  const int before = dup(STDERR_FILENO);
+  dup2(ends[1], STDERR_FILENO);
+  close(ends[1]);
+  log_line("%s", text.c_str());
+  dup2(before, STDERR_FILENO);
+  close(before);
+  reader.join();
+  close(ends[0]);
+  EXPECT_EQ(received, text + "\n");
+}
+
+// Runs `code` in a child process with standard error on a pipe and returns what came through it.
+std::string standard_error_of_child(const std::function<void()>& code) {
+  int ends[2];
+  EXPECT_EQ(pipe(ends), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(ends[1], STDERR_FILENO);
+    close(ends[0]);
+    close(ends[1]);
+    alarm(20);  // A log that waits for anybody is a failure.
+    code();
+    _exit(0);
+  }
+  close(ends[1]);
+  std::string text;
+  char block[1000];
+  for (ssize_t got = read(ends[0], block, sizeof block); got > 0;
+       got = read(ends[0], block, sizeof block)) {
+    text.append(block, static_cast<std::size_t>(got));
+  }
+  close(ends[0]);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  return text;
+}
+
+std::string content_of(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+class LogFile : public LogLine {
+ protected:
+  void SetUp() override {
+    std::string pattern = testing::TempDir() + "k905_log_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    folder_ = pattern;
+    path_ = folder_ + "/debug.log";
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  // What the log says goes to standard error when there is no file for it.
+  std::string log_into_file() {
+    return standard_error_of_child([this] {
+      put_log_into_file(path_.c_str());
+      log_line("hello");
+    });
+  }
+
+  std::string folder_;
+  std::string path_;
+};
+
+TEST_F(LogFile, IsMadeAndReceivesTheLog) {
+  EXPECT_EQ(log_into_file(), "");
+  EXPECT_EQ(content_of(path_), "hello\n");
+}
+
+TEST_F(LogFile, HoldsTheLastRunOnly) {
+  std::ofstream(path_) << "a long line of the run before\n";
+  EXPECT_EQ(log_into_file(), "");
+  EXPECT_EQ(content_of(path_), "hello\n");
+}
+
+TEST_F(LogFile, ALinkPlantedInItsPlaceIsNotFollowed) {
+  const std::string victim = folder_ + "/victim";
+  std::ofstream(victim) << "precious";
+  ASSERT_EQ(symlink(victim.c_str(), path_.c_str()), 0);
+  EXPECT_EQ(log_into_file(), "hello\n");
+  EXPECT_EQ(content_of(victim), "precious");
+}
+
+TEST_F(LogFile, ALinkToNowhereMakesNoFile) {
+  const std::string target = folder_ + "/made";
+  ASSERT_EQ(symlink(target.c_str(), path_.c_str()), 0);
+  EXPECT_EQ(log_into_file(), "hello\n");
+  EXPECT_FALSE(std::filesystem::exists(target));
+}
+
+TEST_F(LogFile, ASecondNameOfAnotherFileIsNotWrittenTo) {
+  const std::string victim = folder_ + "/victim";
+  std::ofstream(victim) << "precious";
+  ASSERT_EQ(link(victim.c_str(), path_.c_str()), 0);
+  EXPECT_EQ(log_into_file(), "hello\n");
+  EXPECT_EQ(content_of(victim), "precious");
+}
+
+TEST_F(LogFile, AFifoPlantedInItsPlaceIsNotWaitedFor) {
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  EXPECT_EQ(log_into_file(), "hello\n");
+}
+
+TEST_F(LogFile, AFifoWithAReaderIsNotWrittenTo) {
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  const int reader = open(path_.c_str(), O_RDONLY | O_NONBLOCK);
+  EXPECT_EQ(log_into_file(), "hello\n");
+  char byte;
+  EXPECT_EQ(read(reader, &byte, 1), 0);
+  close(reader);
+}
+
+TEST_F(LogFile, AFolderInItsPlaceLeavesStandardErrorAsItWas) {
+  ASSERT_EQ(mkdir(path_.c_str(), 0700), 0);
+  EXPECT_EQ(log_into_file(), "hello\n");
+}
+
+TEST_F(LogFile, AMissingFolderLeavesStandardErrorAsItWas) {
+  path_ = folder_ + "/missing/debug.log";
+  EXPECT_EQ(log_into_file(), "hello\n");
+}
+
+TEST_F(LogFile, LeavesNoDescriptorBehind) {
+  const std::string text = standard_error_of_child([this] {
+    const int before = dup(STDERR_FILENO);
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    put_log_into_file(path_.c_str());
+    const int after = dup(STDERR_FILENO);
+    dprintf(before, "%s", after == next ? "same" : "another");
+  });
+  EXPECT_EQ(text, "same");
+}
+
+TEST_F(LogFile, IsFoundWhenStandardErrorWasClosed) {
+  standard_error_of_child([this] {
+    close(STDERR_FILENO);
+    put_log_into_file(path_.c_str());
+    log_line("hello");
+  });
+  EXPECT_EQ(content_of(path_), "hello\n");
+}
+
+TEST_F(LogFile, StandardErrorStaysUntouchedWhenAPpdIsSetEvenToNothing) {
+  for (const char* ppd : {"", "/etc/cups/ppd/queue.ppd"}) {
+    const EnvironmentGuard guard("PPD", ppd);
+    EXPECT_EQ(standard_error_of_child([] {
+                open_log();
+                log_line("hello");
+              }),
+              "hello\n");
+  }
+}
+
+TEST_F(LogFile, StandardOutputAndErrorAreUnbufferedAfterwards) {
+  const EnvironmentGuard guard("PPD", "");
+  EXPECT_EQ(standard_error_of_child([] {
+              open_log();
+              dup2(STDERR_FILENO, STDOUT_FILENO);
+              std::fputs("out", stdout);
+              std::fputs("err", stderr);
+              // _exit flushes nothing.
+            }),
+            "outerr");
+}
+
+}  // namespace
