@@ -1,1 +1,45 @@
-int main() { return 0; }
+// rastertok905: CUPS raster in, printer commands out. The order of start-up and the choice of mode.
+#include <malloc.h>
+
+#include <cstring>
+
+#include "diag/log.h"
+#include "filter/cancellation.h"
+#include "filter/raster_job.h"
+#include "filter/startup.h"
+#include "protocol/status_query.h"
+#include "settings/job_arguments.h"
+#include "settings/paper_argument.h"
+#include "settings/ppd_defaults.h"
+#include "settings/summary.h"
+
+int main(int argc, char** argv) {
+  set_up_signals();
+  keep_standard_descriptors_taken();
+  // A sheet's planes are the same few megabytes on every page. Kept by the allocator instead of
+  // given back to the system, they are paid for once a job and not once a page.
+  mallopt(M_MMAP_THRESHOLD, 1 << 30);
+  mallopt(M_TRIM_THRESHOLD, 1 << 30);
+
+  open_log();
+  log_start(argc, argv);
+  take_ribbon_from_environment();
+  read_ppd_defaults();
+  read_job_arguments(argc, argv);
+
+  // After the arguments were read, which may have cut "--info=x" to "--info".
+  const bool asks_status = argc >= 2 && std::strcmp(argv[1], "--info") == 0;
+  if (!asks_status) {
+    detect_ribbon();
+  }
+  if (argc >= 2) {
+    read_paper_argument(argc, argv);
+  }
+  print_configuration_summary();
+
+  if (asks_status) {
+    restore_signals();
+    return query_printer_info(argc == 2 ? kDefaultDevice : argv[2]);
+  }
+  return run_raster_job();
+}

@@ -1,1 +1,168 @@
-// to come
+#include "filter/raster_job.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <utility>
+
+#include "diag/debug_image.h"
+#include "diag/log.h"
+#include "filter/cancellation.h"
+#include "filter/page_source.h"
+#include "filter/two_up.h"
+#include "geometry/page_header.h"
+#include "geometry/paper_table.h"
+#include "pipeline/build_planes.h"
+#include "pipeline/page_memory.h"
+#include "protocol/print_page.h"
+#include "settings/print_options.h"
+
+namespace {
+
+// What stays the same for every page of the job.
+struct Job {
+  RasterInput input;
+  Raster raster;
+  std::int32_t copies = 1;
+  bool merge = false;
+  PageMemory memory;
+};
+
+// A page on its way through its copies.
+struct Page {
+  const cups_page_header2_t& header;
+  std::int64_t index;  // from 0: even indices are odd pages
+  KeptPage* kept;      // null when the lines come straight from the stream
+  PlaneSet planes;     // of the last copy, for the next one
+
+  [[nodiscard]] int number() const { return static_cast<int>(index + 1); }
+  [[nodiscard]] bool odd() const { return index % 2 == 0; }
+};
+
+// A plane must not be torn because the other end of the pipe is slow.
+void make_standard_output_blocking() {
+  const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+  if (flags >= 0 && (flags & O_NONBLOCK) != 0) {
+    fcntl(STDOUT_FILENO, F_SETFL, flags & ~O_NONBLOCK);
+  }
+}
+
+// The page's planes, new. False when they could not be built.
+bool build(Job& job, Page& page) {
+  Raster kept_raster = page.kept != nullptr ? page.kept->open() : nullptr;
+  cups_raster_t* raster = page.kept != nullptr ? kept_raster.get() : job.raster.get();
+  if (raster == nullptr) {
+    return false;
+  }
+  page.planes = {};
+  std::uint8_t* planes[3] = {nullptr, nullptr, nullptr};
+  if (k905_build_planes_resampled(&page.header, raster, &planes[0], &planes[1], &planes[2],
+                                  &job.memory) < 0) {
+    return false;
+  }
+  for (std::size_t i = 0; i < 3; ++i) {
+    page.planes.plane[i].reset(planes[i]);
+  }
+  return true;
+}
+
+// The planes of this copy: those of the copy before where they are still there, because nothing
+// that they depend on changes between two copies. The log tells of each copy all the same.
+bool build_or_reuse(Job& job, Page& page) {
+  if (page.planes.plane[0] != nullptr && !debug_images_wanted()) {
+    k905_report_page_again(&page.header, job.memory);
+    return true;
+  }
+  return build(job, page);
+}
+
+void print_copy(Job& job, Page& page) {
+  const std::int32_t width = current_options.paper_config->canvas_width;
+  const std::int32_t height = current_options.paper_config->canvas_height
+                              << (current_options.interlace != 0 ? 1 : 0);
+  if (job.merge) {
+    // Copies run through the pairing one by one, like pages.
+    auto* const place = page.odd() ? store_odd_page : merge_even_page;
+    place(std::exchange(page.planes, {}), width, height, page.number());
+    return;
+  }
+  log_line("K905-1: Direct print mode (no merge): page %d", page.number());
+  print_single_page_to_printer(page.planes.plane[0].get(), page.planes.plane[1].get(),
+                               page.planes.plane[2].get(), width, height);
+}
+
+void print_copies(Job& job, Page& page) {
+  for (std::int64_t copy = 1; copy <= job.copies && !job_cancelled(); ++copy) {
+    log_line("K905-1: === Processing page %d, copy %d/%d ===", page.number(),
+             static_cast<int>(copy), job.copies);
+    if (!build_or_reuse(job, page)) {
+      log_line("K905-1: build_planes_resampled failed, abort page %d", page.number());
+    } else if (!job_cancelled()) {
+      print_copy(job, page);
+    }
+  }
+}
+
+// One page in all its copies; afterwards the stream stands behind it. False when the job has to
+// end.
+bool print_page(Job& job, const cups_page_header2_t& header, std::int64_t index) {
+  Page page{.header = header, .index = index, .kept = nullptr, .planes = {}};
+  log_line("K905-1: Processing page %d (%s)", page.number(), page.odd() ? "ODD" : "EVEN");
+
+  // libcups hands a page's lines out once; more than one copy needs them kept.
+  KeptPage kept;
+  if (job.copies >= 2) {
+    kept.keep(header, job.raster.get());
+    page.kept = &kept;
+  }
+  print_copies(job, page);
+  return job.input.ended() || skip_rest_of_page(header, job.raster.get());
+}
+
+void print_pages(Job& job) {
+  cups_page_header2_t header;
+  for (std::int64_t index = 0; !job_cancelled(); ++index) {
+    if (cupsRasterReadHeader2(job.raster.get(), &header) == 0) {
+      if (!job.input.ended()) {
+        log_line("K905-1: Raster page header refused, the rest of the job is not printed");
+      }
+      return;
+    }
+    if (index == 0) {
+      extract_print_params_from_header(&header);
+      job.merge = decide_merge_mode();
+    }
+    if (!print_page(job, header, index)) {
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+int run_raster_job() {
+  make_standard_output_blocking();
+  Job job;
+  job.raster = job.input.open();
+  if (job.raster == nullptr && !job_cancelled()) {
+    log_line("K905-1: cupsRasterOpen failed (no raster data from upstream).");
+    log_line("K905-1: Tip: In print dialog choose Color/RGB, not Grayscale or Black only.");
+    return 1;
+  }
+  // Deliberate: taken before any header is interpreted. A NumCopies of the header is reported but
+  // does not change this job, because the print system has already repeated the pages.
+  job.copies = current_options.copies;
+  if (job.raster != nullptr) {
+    print_pages(job);
+  }
+  job.raster.reset();
+
+  if (job_cancelled()) {
+    drop_held_page();
+  } else if (job.merge) {
+    print_held_page();
+  }
+  log_line("=== rastertok905 end ===");
+  return 0;
+}

@@ -1,6 +1,6 @@
 // The raster job: pages, copies, the end.
 #pragma once
 
-// Prints the raster stream on descriptor 0. Returns the exit status: 0 for every finished job, whatever
-// failed inside it; 1 when the stream cannot be opened.
+// Prints the raster stream on descriptor 0. Returns the exit status: 0 for every finished job,
+// whatever failed inside it; 1 when the stream cannot be opened.
 [[nodiscard]] int run_raster_job();

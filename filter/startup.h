@@ -1,23 +1,17 @@
-// What happens before the first page: descriptors, signals, banners, the ribbon.
+// What happens before the first page: descriptors, banners, the ribbon.
 #pragma once
 
 // Puts a dead descriptor in the place of each of the three standard ones that is closed, so that no
 // file opened later (the log, a picture, a profile) can become standard output.
 void keep_standard_descriptors_taken();
 
-// SIGPIPE becomes an ordinary write error; SIGTERM, the print system's way to cancel, only sets a
-// mark (job_cancelled), so that the sheet being sent is finished.
-void set_up_signals();
-
-// Gives SIGTERM its usual meaning back, for the status query.
-void restore_signals();
-
 // "=== rastertok905 start ===", the process id and the argument list.
 void log_start(int argc, char** argv);
 
-// Takes the ribbon from the environment variable K905_RIBBON when it is exactly "6x4" or "6x8".
+// Takes the ribbon from the environment variable K905_RIBBON when it is exactly "6x4" or "6x8"; any
+// other value is as if it were not set.
 void take_ribbon_from_environment();
 
-// Fixes ribbon_size. The ribbon is not asked of the printer: without a source that knew better it is
-// "6x4".
+// Fixes ribbon_size. The ribbon is not asked of the printer: without a source that knew better it
+// is "6x4".
 void detect_ribbon();

@@ -1,0 +1,101 @@
+#include "filter/page_source.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "filter/cancellation.h"
+
+Raster RasterInput::open() {
+  buffer_ = make_plane(kBufferSize);
+  return Raster(cupsRasterOpenIO(&RasterInput::read, this, CUPS_RASTER_READ));
+}
+
+ssize_t RasterInput::read(void* input, unsigned char* buffer, std::size_t bytes) {
+  auto& self = *static_cast<RasterInput*>(input);
+  if (self.begin_ == self.end_) {
+    // Large requests, and all of them when there was no memory for a buffer, go straight through.
+    const bool direct = self.buffer_ == nullptr || bytes >= kBufferSize;
+    const ssize_t count = direct ? read_unless_cancelled(0, buffer, bytes)
+                                 : read_unless_cancelled(0, self.buffer_.get(), kBufferSize);
+    if (count <= 0) {
+      self.ended_ = true;
+      return count;
+    }
+    if (direct) {
+      return count;
+    }
+    self.begin_ = 0;
+    self.end_ = static_cast<std::size_t>(count);
+  }
+  const std::size_t count = std::min(bytes, self.end_ - self.begin_);
+  std::memcpy(buffer, self.buffer_.get() + self.begin_, count);
+  self.begin_ += count;
+  return static_cast<ssize_t>(count);
+}
+
+void KeptPage::keep(const cups_page_header2_t& header, cups_raster_t* raster) {
+  const std::uint32_t sync_word = CUPS_RASTER_SYNC;
+  const std::size_t start = sizeof sync_word + sizeof header;
+  const std::size_t line_bytes = header.cupsBytesPerLine;
+  size_ = 0;
+
+  // Grown with the lines that arrive: what the header promises may be any number.
+  const auto make_room = [this](std::size_t needed) {
+    if (needed <= capacity_) {
+      return true;
+    }
+    const std::size_t wanted = std::max(needed, capacity_ + capacity_ / 2);
+    void* grown = std::realloc(bytes_.get(), wanted);
+    if (grown == nullptr) {
+      return false;
+    }
+    (void)bytes_.release();
+    bytes_.reset(static_cast<std::uint8_t*>(grown));
+    capacity_ = wanted;
+    return true;
+  };
+
+  if (!make_room(start)) {
+    return;
+  }
+  std::memcpy(bytes_.get(), &sync_word, sizeof sync_word);
+  std::memcpy(bytes_.get() + sizeof sync_word, &header, sizeof header);
+  size_ = start;
+  for (unsigned y = 0; y < header.cupsHeight; ++y) {
+    std::size_t needed = 0;
+    if (__builtin_add_overflow(size_, line_bytes, &needed) || !make_room(needed) ||
+        cupsRasterReadPixels(raster, bytes_.get() + size_, header.cupsBytesPerLine) == 0) {
+      return;
+    }
+    size_ = needed;
+  }
+}
+
+Raster KeptPage::open() {
+  position_ = 0;
+  Raster raster(cupsRasterOpenIO(&KeptPage::read, this, CUPS_RASTER_READ));
+  cups_page_header2_t header;
+  if (raster != nullptr && cupsRasterReadHeader2(raster.get(), &header) == 0) {
+    raster.reset();
+  }
+  return raster;
+}
+
+ssize_t KeptPage::read(void* page, unsigned char* buffer, std::size_t bytes) {
+  auto& self = *static_cast<KeptPage*>(page);
+  const std::size_t count = std::min(bytes, self.size_ - self.position_);
+  std::memcpy(buffer, self.bytes_.get() + self.position_, count);
+  self.position_ += count;
+  return static_cast<ssize_t>(count);
+}
+
+bool skip_rest_of_page(const cups_page_header2_t& header, cups_raster_t* raster) {
+  const Plane line = make_plane(header.cupsBytesPerLine);
+  if (line == nullptr) {
+    return false;
+  }
+  while (cupsRasterReadPixels(raster, line.get(), header.cupsBytesPerLine) != 0) {
+  }
+  return true;
+}

@@ -1,0 +1,174 @@
+#include "filter/page_source.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// Descriptor 0 on a scratch file with `bytes`, for the life of the object.
+class StandardInput {
+ public:
+  explicit StandardInput(const Bytes& bytes) : saved_(dup(STDIN_FILENO)) {
+    const int file = memfd_create("input", 0);
+    EXPECT_EQ(write(file, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    lseek(file, 0, SEEK_SET);
+    dup2(file, STDIN_FILENO);
+    close(file);
+  }
+  ~StandardInput() {
+    dup2(saved_, STDIN_FILENO);
+    close(saved_);
+  }
+  StandardInput(const StandardInput&) = delete;
+  StandardInput& operator=(const StandardInput&) = delete;
+
+ private:
+  int saved_;
+};
+
+// One gray page of `lines` lines of four bytes; line y holds y, y, y, y. `planar` delivers three
+// colours a line behind one another.
+cups_page_header2_t header_of(unsigned height, bool planar = false) {
+  cups_page_header2_t header = {};
+  header.cupsWidth = 4;
+  header.cupsHeight = height;
+  header.cupsBitsPerColor = 8;
+  header.cupsBitsPerPixel = planar ? 24 : 8;
+  header.cupsNumColors = planar ? 3 : 1;
+  header.cupsBytesPerLine = 4;
+  header.cupsColorOrder = planar ? CUPS_ORDER_PLANAR : CUPS_ORDER_CHUNKED;
+  header.cupsColorSpace = planar ? CUPS_CSPACE_RGB : CUPS_CSPACE_W;
+  return header;
+}
+
+void append(Bytes& stream, const void* bytes, std::size_t count) {
+  const auto* begin = static_cast<const std::uint8_t*>(bytes);
+  stream.insert(stream.end(), begin, begin + count);
+}
+
+void append_page(Bytes& stream, const cups_page_header2_t& header, unsigned lines) {
+  append(stream, &header, sizeof header);
+  for (unsigned y = 0; y < lines; ++y) {
+    stream.insert(stream.end(), 4, static_cast<std::uint8_t>(y));
+  }
+}
+
+Bytes stream_start() {
+  const std::uint32_t sync = CUPS_RASTER_SYNC;
+  Bytes stream;
+  append(stream, &sync, sizeof sync);
+  return stream;
+}
+
+TEST(RasterInput, AnEmptyInputCannotBeOpened) {
+  const StandardInput standard_input({});
+  RasterInput input;
+  EXPECT_EQ(input.open(), nullptr);
+}
+
+TEST(RasterInput, FourSyncBytesAreAStreamWithoutPages) {
+  const StandardInput standard_input(stream_start());
+  RasterInput input;
+  const Raster raster = input.open();
+  ASSERT_NE(raster, nullptr);
+  cups_page_header2_t header;
+  EXPECT_EQ(cupsRasterReadHeader2(raster.get(), &header), 0U);
+  EXPECT_TRUE(input.ended());
+}
+
+TEST(RasterInput, ARefusedHeaderIsNotTheEnd) {
+  Bytes stream = stream_start();
+  append_page(stream, cups_page_header2_t{}, 0);  // nothing but zeros: libcups refuses it
+  const StandardInput standard_input(stream);
+  RasterInput input;
+  const Raster raster = input.open();
+  ASSERT_NE(raster, nullptr);
+  cups_page_header2_t header;
+  EXPECT_EQ(cupsRasterReadHeader2(raster.get(), &header), 0U);
+  EXPECT_FALSE(input.ended());
+}
+
+TEST(SkipRestOfPage, LeavesTheStreamAtTheNextHeader) {
+  for (const unsigned lines_taken : {0U, 1U, 3U}) {
+    Bytes stream = stream_start();
+    append_page(stream, header_of(3), 3);
+    append_page(stream, header_of(7), 7);
+    const StandardInput standard_input(stream);
+    RasterInput input;
+    const Raster raster = input.open();
+    cups_page_header2_t header;
+    ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
+    std::uint8_t line[4];
+    for (unsigned y = 0; y < lines_taken; ++y) {
+      ASSERT_EQ(cupsRasterReadPixels(raster.get(), line, 4), 4U);
+    }
+    EXPECT_TRUE(skip_rest_of_page(header, raster.get()));
+    ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
+    EXPECT_EQ(header.cupsHeight, 7U);
+  }
+}
+
+TEST(SkipRestOfPage, APlanarPageHoldsItsHeightTimesItsColours) {
+  Bytes stream = stream_start();
+  append_page(stream, header_of(3, /*planar=*/true), 9);
+  append_page(stream, header_of(7), 7);
+  const StandardInput standard_input(stream);
+  RasterInput input;
+  const Raster raster = input.open();
+  cups_page_header2_t header;
+  ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
+  EXPECT_TRUE(skip_rest_of_page(header, raster.get()));
+  ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
+  EXPECT_EQ(header.cupsHeight, 7U);
+}
+
+TEST(KeptPage, ShowsEveryCopyThePagesOwnLines) {
+  Bytes stream = stream_start();
+  append_page(stream, header_of(5), 5);
+  const StandardInput standard_input(stream);
+  RasterInput input;
+  const Raster raster = input.open();
+  cups_page_header2_t header;
+  ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
+  KeptPage kept;
+  kept.keep(header, raster.get());
+  for (int copy = 0; copy < 3; ++copy) {
+    const Raster again = kept.open();
+    ASSERT_NE(again, nullptr);
+    for (unsigned y = 0; y < 5; ++y) {
+      std::uint8_t line[4] = {99, 99, 99, 99};
+      ASSERT_EQ(cupsRasterReadPixels(again.get(), line, 4), 4U);
+      EXPECT_EQ(line[3], y);
+    }
+  }
+}
+
+TEST(KeptPage, APageCutAtALineFailsThereInEveryCopy) {
+  Bytes stream = stream_start();
+  append_page(stream, header_of(1000), 2);
+  stream.push_back(2);  // a piece of the third line
+  const StandardInput standard_input(stream);
+  RasterInput input;
+  const Raster raster = input.open();
+  cups_page_header2_t header;
+  ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
+  KeptPage kept;
+  kept.keep(header, raster.get());
+  EXPECT_TRUE(input.ended());
+  for (int copy = 0; copy < 2; ++copy) {
+    const Raster again = kept.open();
+    ASSERT_NE(again, nullptr);
+    std::uint8_t line[4];
+    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 4U);
+    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 4U);
+    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 0U);
+  }
+}
+
+}  // namespace
