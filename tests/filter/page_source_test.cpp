@@ -48,8 +48,9 @@ cups_page_header2_t header_of(unsigned height, bool planar = false) {
 }
 
 void append(Bytes& stream, const void* bytes, std::size_t count) {
-  const auto* begin = static_cast<const std::uint8_t*>(bytes);
-  stream.insert(stream.end(), begin, begin + count);
+  const std::size_t end = stream.size();
+  stream.resize(end + count);
+  std::memcpy(stream.data() + end, bytes, count);
 }
 
 void append_page(Bytes& stream, const cups_page_header2_t& header, unsigned lines) {
