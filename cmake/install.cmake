@@ -1,16 +1,30 @@
-# Filters live where CUPS looks for them; cups-config knows that place, the default is Debian's.
-find_program(CUPS_CONFIG cups-config)
-set(cups_serverbin lib/cups)
-if(CUPS_CONFIG)
-  execute_process(COMMAND ${CUPS_CONFIG} --serverbin OUTPUT_VARIABLE serverbin
-                  OUTPUT_STRIP_TRAILING_WHITESPACE)
-  string(REGEX REPLACE "^/usr/" "" cups_serverbin "${serverbin}")
-endif()
-set(K905_CUPS_SERVERBIN ${cups_serverbin} CACHE STRING
-    "CUPS' folder of filters and backends, relative to the prefix")
+# Everything lies where CUPS looks for it (cups_places.cmake).
 
 # CUPS refuses to run a filter that anybody but its owner can write to.
 set(program_permissions OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                         WORLD_READ WORLD_EXECUTE)
-install(TARGETS rastertok905 RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/filter
+install(TARGETS rastertok905 rastertok905job
+        RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/filter PERMISSIONS ${program_permissions})
+install(FILES ${K905_PPD_FILES} DESTINATION ${K905_MODEL_FOLDER})
+install(PROGRAMS ${K905_SETUP_SCRIPT} DESTINATION ${CMAKE_INSTALL_BINDIR}
         PERMISSIONS ${program_permissions})
+
+# The companions that were built.
+foreach(companion k905-preview k905-print k905-raster k905-sim k905-status)
+  if(TARGET ${companion})
+    install(TARGETS ${companion} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+            PERMISSIONS ${program_permissions})
+  endif()
+endforeach()
+
+# docs/man/NAME.SECTION goes to man<SECTION>.
+file(GLOB manual_pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/man/*.[1-9])
+foreach(page ${manual_pages})
+  string(REGEX MATCH "[1-9]$" section ${page})
+  install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+endforeach()
+
+configure_file(${CMAKE_SOURCE_DIR}/cmake/uninstall.cmake.in ${CMAKE_BINARY_DIR}/uninstall.cmake @ONLY)
+add_custom_target(uninstall
+  COMMAND ${CMAKE_COMMAND} -P ${CMAKE_BINARY_DIR}/uninstall.cmake
+  COMMENT "Removing what the last install put in place" VERBATIM)

@@ -122,6 +122,10 @@ void write_page_sizes(std::ostream& out) {
     out << "*ImageableArea " << page.name << "/" << page.words << ": \"0 0 " << page.width << " "
         << page.height << "\"\n";
   }
+  // The short names of the log and of --paper, for k905-setup.
+  for (const PaperConfig& paper : selectable_papers) {
+    out << "*k905Label " << paper.ppd_name << ": \"" << paper.label << "\"\n";
+  }
   out << "*DefaultPaperDimension: " << ppd::default_paper << "\n";
   for (const PaperConfig& paper : selectable_papers) {
     const PageSize page = page_size(paper);

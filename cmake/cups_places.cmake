@@ -1,0 +1,27 @@
+# Where CUPS looks for filters and PPD files. cups-config knows; the defaults are Debian's. All of it is
+# kept relative to the prefix, so that another prefix moves it together, as tests and packages do.
+find_program(CUPS_CONFIG cups-config)
+set(cups_serverbin /usr/lib/cups)
+set(cups_datadir /usr/share/cups)
+if(CUPS_CONFIG)
+  execute_process(COMMAND ${CUPS_CONFIG} --serverbin OUTPUT_VARIABLE cups_serverbin
+                  OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND ${CUPS_CONFIG} --datadir OUTPUT_VARIABLE cups_datadir
+                  OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+endif()
+
+# A filter under /usr/local is one that CUPS never finds, so the default prefix is CUPS' own: the
+# longest folder that holds both its programs and its data.
+string(REGEX MATCH "^(/usr/local|/usr|/opt/[^/]+)/" cups_prefix "${cups_serverbin}/")
+string(REGEX REPLACE "/$" "" cups_prefix "${cups_prefix}")
+if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT AND cups_prefix)
+  set(CMAKE_INSTALL_PREFIX ${cups_prefix} CACHE PATH "Where everything is installed" FORCE)
+endif()
+string(REGEX REPLACE "^${cups_prefix}/" "" cups_serverbin "${cups_serverbin}")
+string(REGEX REPLACE "^${cups_prefix}/" "" cups_datadir "${cups_datadir}")
+set(K905_CUPS_SERVERBIN ${cups_serverbin} CACHE STRING
+    "CUPS' folder of filters and backends, relative to the prefix")
+set(K905_CUPS_DATADIR ${cups_datadir} CACHE STRING
+    "CUPS' folder of data, relative to the prefix")
+set(K905_MODEL_FOLDER ${K905_CUPS_DATADIR}/model/k905)
+

@@ -1,0 +1,203 @@
+"""A print system of its own in a scratch folder: scheduler, spool, socket, filters, queues.
+
+Nothing of the machine's own CUPS is read or touched but its programs, its stock filters and its MIME
+tables. The scheduler must be started by root, as it runs the filters under another user.
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import time
+
+STOCK_SERVERBIN = pathlib.Path("/usr/lib/cups")
+STOCK_DATADIR = pathlib.Path("/usr/share/cups")
+NEEDED_PROGRAMS = ["cupsd", "lp", "lpadmin", "lpstat", "lpoptions", "cancel", "cupsdisable",
+                   "cupsenable", "cupsaccept", "gs"]
+NEEDED_FILTERS = ["imagetoraster", "pdftopdf", "gstoraster"]
+
+
+def what_is_missing():
+    """A sentence, or "" when a private CUPS can run here."""
+    if os.geteuid() != 0:
+        return "the scheduler must be started by root"
+    path = os.environ.get("PATH", "") + ":/usr/sbin:/sbin"
+    missing = [name for name in NEEDED_PROGRAMS if shutil.which(name, path=path) is None]
+    missing += [name for name in NEEDED_FILTERS if not (STOCK_SERVERBIN / "filter" / name).exists()]
+    return "not installed: " + ", ".join(missing) if missing else ""
+
+
+class PrivateCups:
+    """Started on entry, stopped and removed on exit of a `with`."""
+
+    def __init__(self, scratch, build, cmake="cmake"):
+        self.root = pathlib.Path(scratch)
+        self.build = pathlib.Path(build)
+        self.cmake = cmake
+        self.prefix = self.root / "usr"
+        self.serverbin = self.prefix / "lib" / "cups"
+        self.etc = self.root / "etc"
+        self.captured = self.root / "captured"
+        self.socket = self.root / "cups.sock"
+        self.process = None
+
+    def __enter__(self):
+        self.install()
+        self.configure()
+        self.start()
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    # Laying it out -----------------------------------------------------------------------------
+
+    def install(self):
+        # CUPS runs no filter that lies in a folder others could write to.
+        os.chmod(self.root, 0o755)
+        manifest = self.build / "install_manifest.txt"
+        kept = manifest.read_bytes() if manifest.exists() else None
+        subprocess.run([self.cmake, "--install", str(self.build), "--prefix", str(self.prefix)],
+                       check=True, stdout=subprocess.DEVNULL)
+        if kept is not None:
+            manifest.write_bytes(kept)
+        for folder in ["daemon", "cgi-bin", "monitor", "notifier", "filter", "backend"]:
+            (self.serverbin / folder).mkdir(parents=True, exist_ok=True)
+        for folder in ["daemon", "filter", "backend"]:
+            for stock in (STOCK_SERVERBIN / folder).iterdir():
+                link = self.serverbin / folder / stock.name
+                if not link.exists():
+                    link.symlink_to(stock)
+        backend = self.serverbin / "backend" / "capture"
+        backend.write_text(
+            "#!/bin/sh\n"
+            "# Puts every job's stream into a file of its own: capture:/FOLDER\n"
+            "[ $# -eq 0 ] && { echo 'direct capture \"Unknown\" \"Capture\"'; exit 0; }\n"
+            "folder=${DEVICE_URI#capture:}\n"
+            "exec cat > \"$folder/$1.part\" && mv \"$folder/$1.part\" \"$folder/$1.prn\"\n"
+            .replace("exec cat", "cat"))
+        backend.chmod(0o755)
+
+    def configure(self):
+        for folder in ["etc", "spool", "spool/tmp", "cache", "state", "log", "captured", "data"]:
+            (self.root / folder).mkdir(exist_ok=True)
+        shutil.chown(self.captured, "lp", "lp")
+        for entry in STOCK_DATADIR.iterdir():
+            if entry.name not in ("model", "drv"):
+                (self.root / "data" / entry.name).symlink_to(entry)
+        (self.root / "data" / "model").symlink_to(self.prefix / "share" / "cups" / "model")
+        (self.etc / "cups-files.conf").write_text(
+            f"User lp\nGroup lp\nSystemGroup root\nServerRoot {self.etc}\n"
+            f"ServerBin {self.serverbin}\nDataDir {self.root}/data\nDocumentRoot {self.root}/data\n"
+            f"RequestRoot {self.root}/spool\nTempDir {self.root}/spool/tmp\n"
+            f"CacheDir {self.root}/cache\nStateDir {self.root}/state\n"
+            f"ErrorLog {self.root}/log/error_log\nAccessLog {self.root}/log/access_log\n"
+            f"PageLog {self.root}/log/page_log\nServerKeychain {self.etc}/ssl\nPrintcap\n"
+            "FileDevice Yes\n")
+        (self.etc / "cupsd.conf").write_text(
+            f"LogLevel debug\nMaxLogSize 0\nListen {self.socket}\nBrowsing No\nWebInterface No\n"
+            "ErrorPolicy abort-job\nPreserveJobHistory Yes\nPreserveJobFiles No\nMaxJobs 0\n"
+            "JobRetryInterval 1\nPageLogFormat %p %j %P %C\n"
+            "<Policy default>\n<Limit All>\nOrder allow,deny\nAllow all\n</Limit>\n</Policy>\n"
+            "<Location />\nOrder allow,deny\nAllow all\n</Location>\n")
+
+    # Running it --------------------------------------------------------------------------------
+
+    def environment(self):
+        path = os.environ.get("PATH", "") + ":/usr/sbin:/sbin"
+        return {"PATH": path, "LC_ALL": "C", "HOME": str(self.root),
+                "CUPS_SERVER": str(self.socket), "CUPS_SERVERROOT": str(self.etc)}
+
+    def start(self):
+        self.process = subprocess.Popen(
+            ["cupsd", "-f", "-c", self.etc / "cupsd.conf", "-s", self.etc / "cups-files.conf"],
+            env=self.environment(), stdin=subprocess.DEVNULL)
+        self.wait_for(lambda: self.run("lpstat", "-r", check=False).stdout.startswith(
+            "scheduler is running"), "the scheduler to answer")
+
+    def stop(self):
+        if self.process is not None:
+            self.process.send_signal(signal.SIGTERM)
+            try:
+                self.process.wait(20)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                self.process.wait()
+            self.process = None
+
+    def run(self, *command, check=True, **more):
+        result = subprocess.run([str(word) for word in command], env=self.environment() | more,
+                                capture_output=True, text=True, timeout=120)
+        if check and result.returncode != 0:
+            raise AssertionError(f"{command}: status {result.returncode}\n{result.stdout}{result.stderr}")
+        return result
+
+    def wait_for(self, condition, what, seconds=60):
+        until = time.monotonic() + seconds
+        while time.monotonic() < until:
+            value = condition()
+            if value:
+                return value
+            time.sleep(0.05)
+        raise AssertionError(f"waited {seconds} s for {what}\n{self.tail_of_log()}")
+
+    # Queues and jobs ---------------------------------------------------------------------------
+
+    def add_queue(self, name, model="K905", device=None, **options):
+        """A bare queue, its defaults set by lpadmin alone. `_` stands for `-` in option names."""
+        command = ["lpadmin", "-p", name, "-P", self.prefix / "share/cups/model/k905" / f"{model}.ppd",
+                   "-v", device or f"capture:{self.captured}", "-E"]
+        for option, value in options.items():
+            command += ["-o", f"{option.replace('_', '-')}={value}"]
+        self.run(*command)
+
+    def submit(self, queue, *files, title="a photo", copies=1, options=()):
+        command = ["lp", "-d", queue, "-t", title, "-n", copies]
+        for option in options:
+            command += ["-o", option]
+        said = self.run(*command, "--", *files).stdout
+        return int(re.search(r"request id is .*-(\d+) ", said).group(1))
+
+    def job_state(self, job):
+        """("completed", "canceled", ... , state reasons) as the scheduler tells it."""
+        test = ("{ NAME \"state\" OPERATION Get-Job-Attributes GROUP operation-attributes-tag "
+                "ATTR charset attributes-charset utf-8 ATTR language attributes-natural-language en "
+                f"ATTR uri job-uri ipp://localhost/jobs/{job} ATTR name requesting-user-name root "
+                "DISPLAY job-state DISPLAY job-media-sheets-completed "
+                "DISPLAY job-media-progress DISPLAY job-printer-state-message "
+                "DISPLAY job-impressions-completed DISPLAY printer-uri DISPLAY job-printer-uri }")
+        path = self.root / "get-job.test"
+        path.write_text(test)
+        said = self.run("ipptool", "-t", "-v", f"ipp://localhost/jobs/{job}", path, check=False).stdout
+        found = {}
+        for line in said.splitlines():
+            match = re.match(r"\s+([a-z-]+) \([^)]*\) = (.*)$", line)
+            if match:
+                found[match.group(1)] = match.group(2)
+        return found
+
+    def finished(self, job, seconds=60):
+        def look():
+            state = self.job_state(job)
+            return state if state.get("job-state") in ("completed", "canceled", "aborted") else None
+        return self.wait_for(look, f"job {job} to end", seconds)
+
+    def stream_of(self, job):
+        return self.captured / f"{job}.prn"
+
+    def log_of(self, job):
+        mark = f"[Job {job}] "
+        text = (self.root / "log/error_log").read_text(errors="replace")
+        return [line.split(mark, 1)[1] for line in text.splitlines() if mark in line]
+
+    def pages_logged(self, job):
+        text = (self.root / "log/page_log").read_text(errors="replace")
+        return [line for line in text.splitlines() if line.split()[1:2] == [str(job)]]
+
+    def tail_of_log(self, count=80):
+        path = self.root / "log/error_log"
+        if not path.exists():
+            return ""
+        return "\n".join(path.read_text(errors="replace").splitlines()[-count:])
