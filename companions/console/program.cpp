@@ -1,0 +1,25 @@
+#include "companions/console/program.h"
+
+#include <cstdio>
+
+std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
+  app.set_version_flag("--version", app.get_name() + " " K905_VERSION);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& asked_for_text) {
+    return app.exit(asked_for_text);
+  } catch (const CLI::ParseError& error) {
+    return wrong_usage(app, error.what());
+  }
+  return std::nullopt;
+}
+
+void complain(const CLI::App& app, const std::string& message) {
+  std::fprintf(stderr, "%s: %s\n", app.get_name().c_str(), message.c_str());
+}
+
+int wrong_usage(const CLI::App& app, const std::string& message) {
+  complain(app, message);
+  std::fprintf(stderr, "Run with --help for more information.\n");
+  return kExitUsage;
+}

@@ -1,0 +1,25 @@
+// A raster stream on a descriptor, written by libcups.
+#pragma once
+
+#include <cups/raster.h>
+
+#include <string>
+
+#include "companions/pictures/picture.h"
+#include "companions/raster/page_header.h"
+
+class RasterWriter {
+ public:
+  // The descriptor stays the caller's. `compressed` lets libcups squeeze the lines.
+  RasterWriter(int descriptor, bool compressed);
+  ~RasterWriter();
+  RasterWriter(const RasterWriter&) = delete;
+  RasterWriter& operator=(const RasterWriter&) = delete;
+
+  // One page that shows the picture pixel by pixel. False with `error` filled when it cannot be
+  // written.
+  bool write_page(const PagePlan& plan, const Picture& picture, std::string& error);
+
+ private:
+  cups_raster_t* raster_;
+};
