@@ -3,6 +3,7 @@
 #include "companions/pictures/write_png.h"
 
 #include <png.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <csetjmp>
@@ -83,6 +84,12 @@ bool write_to(std::FILE* file, const Picture& picture, PixelDensity density, std
   return true;
 }
 
+// Only a file of our own making may be removed again; a device or a pipe stays.
+bool is_plain_file(std::FILE* file) {
+  struct stat status {};
+  return fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 }  // namespace
 
 bool write_png(const std::string& path, const Picture& picture, PixelDensity density,
@@ -95,12 +102,13 @@ bool write_png(const std::string& path, const Picture& picture, PixelDensity den
     error = std::strerror(errno);
     return false;
   }
+  const bool removable = is_plain_file(file);
   bool written = write_to(file, picture, density, error);
   if (std::fclose(file) != 0 && written) {
     error = std::strerror(errno);
     written = false;
   }
-  if (!written) {
+  if (!written && removable) {
     std::remove(path.c_str());
   }
   return written;

@@ -1,6 +1,7 @@
 // k905-raster: pictures to the raster pages that the filter reads, as the print system would make
 // them.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -251,7 +252,8 @@ class Output {
 
   // Half a raster file helps nobody. A device or a pipe is left where it is.
   void discard() {
-    if (is_file() && path_.rfind("/dev/", 0) != 0) {
+    struct stat status {};
+    if (is_file() && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
       std::remove(path_.c_str());
     }
   }

@@ -1,0 +1,34 @@
+// Picture files of many kinds, made in memory by the libraries themselves.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct PngKind {
+  int colour_type = 2;  // PNG's own number: 0 grey, 2 colour, 3 palette, 4 and 6 with alpha
+  int bits = 8;
+  bool interlaced = false;
+  std::vector<std::uint8_t> profile{};
+};
+
+// `rows` holds the samples as they stand in the file: packed, 16 bits high byte first. A palette is
+// black, red, green, blue, the last one transparent.
+std::string png_file(std::uint32_t width, std::uint32_t height, const PngKind& kind,
+                     const std::vector<std::uint8_t>& rows);
+
+// A right PNG header that promises any size, and the beginning of pixels that never come.
+std::string png_without_pixels(std::uint32_t width, std::uint32_t height);
+
+struct JpegKind {
+  int channels = 3;  // 1 grey, 3 colour, 4 inks (with Adobe's mark, which means 255 is no ink)
+  bool progressive = false;
+  int orientation = 0;        // 0: no EXIF
+  bool little_endian = true;  // of the EXIF
+  std::vector<std::uint8_t> profile{};
+};
+std::string jpeg_file(std::uint32_t width, std::uint32_t height, const JpegKind& kind,
+                      const std::vector<std::uint8_t>& rows);
+
+// 400 bytes that look like a profile for "RGB ", "GRAY" or "CMYK" pictures.
+std::vector<std::uint8_t> profile_for(const char* space);
