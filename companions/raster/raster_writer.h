@@ -21,5 +21,9 @@ class RasterWriter {
   bool write_page(const PagePlan& plan, const Picture& picture, std::string& error);
 
  private:
+  static ssize_t write_bytes(void* context, unsigned char* bytes, std::size_t count);
+
+  int descriptor_;
+  int write_error_ = 0;
   cups_raster_t* raster_;
 };
