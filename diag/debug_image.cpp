@@ -1,6 +1,5 @@
 #include "diag/debug_image.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include <ctime>
 
 #include "diag/log.h"
+#include "diag/plain_file.h"
 
 namespace {
 
@@ -75,9 +75,7 @@ void save_debug_image(const char* tag, const std::uint8_t* plane0, const std::ui
   mkdir(kDebugImageFolder, 0755);
   char name[kNameCapacity];
   build_name(name, tag);
-  // The folder is open to everybody who can write to /tmp: a link planted under the name of a
-  // picture must not lead the filter to somebody else's file.
-  const int file = open(name, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666);
+  const int file = open_plain_file(name);
   if (file < 0) {
     log_line("K905-1: ERROR: Cannot save debug image %s", name);
     return;

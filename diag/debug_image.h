@@ -12,9 +12,9 @@ inline constexpr char kDebugImageFolder[] = "/tmp/k905_debug";
 
 // Writes the three planes as a binary PPM, one byte of each plane a pixel, rows from the top, to
 // "<kDebugImageFolder>/<local time as YYYYmmdd_HHMMSS>_<tag>.ppm". The planes are width x height
-// bytes each with stride `width`; a height or width that is not positive gives the PPM header alone.
-// Does nothing at all unless debug_images_wanted(). Logs "Saved debug image" or "Cannot save debug
-// image"; never fails the page. A file of that name is overwritten, a link of that name is not
-// followed.
+// bytes each with stride `width`; a height or width that is not positive gives the PPM header
+// alone. Does nothing at all unless debug_images_wanted(). Logs "Saved debug image" or "Cannot save
+// debug image"; never fails the page. A file of that name is overwritten; what is no plain file of
+// its own (open_plain_file) cannot be saved to.
 void save_debug_image(const char* tag, const std::uint8_t* plane0, const std::uint8_t* plane1,
                       const std::uint8_t* plane2, unsigned width, int height);

@@ -1,8 +1,6 @@
 #include "diag/log.h"
 
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "diag/plain_file.h"
 
 namespace {
 
@@ -27,12 +27,6 @@ std::size_t line_limit() {
   const char* text = std::getenv("CUPS_MAX_MESSAGE");
   const long limit = text != nullptr ? std::strtol(text, nullptr, 10) : 0;
   return limit > 1 ? static_cast<std::size_t>(limit) : 0;
-}
-
-// A regular file under one name only: a second name could belong to a file worth keeping.
-bool is_ordinary_file(int file) {
-  struct stat status;
-  return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
 }
 
 void wait_until_writable() {
@@ -83,17 +77,10 @@ void open_log() {
 
 void put_log_into_file(const char* path) {
   // freopen would close standard error first and, failing, leave descriptor 2 to the next file that
-  // is opened. Without O_NONBLOCK the opening of a FIFO would wait for a reader for ever.
-  const int file = open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
-  if (file < 0) {
-    return;
-  }
-  if (!is_ordinary_file(file) || ftruncate(file, 0) != 0) {
-    close(file);
-    return;
-  }
-  // O_NONBLOCK means nothing to a regular file, and O_CLOEXEC does not pass to the copy.
-  if (file != STDERR_FILENO) {
+  // is opened.
+  const int file = open_plain_file(path);
+  // O_CLOEXEC does not pass to the copy.
+  if (file >= 0 && file != STDERR_FILENO) {
     dup2(file, STDERR_FILENO);
     close(file);
   }

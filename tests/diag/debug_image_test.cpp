@@ -192,6 +192,25 @@ TEST_F(DebugImage, DoesNotFollowALink) {
   EXPECT_EQ(text, "untouched");
 }
 
+TEST_F(DebugImage, DoesNotEmptyASecondNameOfAFile) {
+  fs::create_directory(folder_of_this_test);
+  std::ofstream(scratch_ + "/victim") << "untouched";
+  fs::create_hard_link(scratch_ + "/victim",
+                       folder_of_this_test + "/20260116_093015_01_original.ppm");
+  EXPECT_EQ(save("01_original"),
+            "K905-1: ERROR: Cannot save debug image "
+            "/tmp/k905_debug/20260116_093015_01_original.ppm\n");
+  EXPECT_EQ(content("20260116_093015_01_original.ppm"), "untouched");
+}
+
+TEST_F(DebugImage, DoesNotWaitForTheReaderOfAPipe) {
+  fs::create_directory(folder_of_this_test);
+  ASSERT_EQ(mkfifo((folder_of_this_test + "/20260116_093015_01_original.ppm").c_str(), 0600), 0);
+  EXPECT_EQ(save("01_original"),
+            "K905-1: ERROR: Cannot save debug image "
+            "/tmp/k905_debug/20260116_093015_01_original.ppm\n");
+}
+
 TEST_F(DebugImage, ThatCannotBeOpenedIsToldAndSkipped) {
   std::ofstream(folder_of_this_test) << "a file where the folder should be";
   EXPECT_EQ(save("07_rotated"),

@@ -1,0 +1,26 @@
+#include "diag/plain_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// A regular file under one name only: a second name could belong to a file worth keeping.
+bool is_ordinary_file(int file) {
+  struct stat status;
+  return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
+}
+
+}  // namespace
+
+int open_plain_file(const char* path) {
+  // Without O_NONBLOCK the opening of a FIFO would wait for a reader for ever; it means nothing to
+  // a regular file. Emptied only when it is known to be one.
+  const int file = open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
+  if (file >= 0 && (!is_ordinary_file(file) || ftruncate(file, 0) != 0)) {
+    close(file);
+    return -1;
+  }
+  return file;
+}
