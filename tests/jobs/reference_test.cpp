@@ -112,8 +112,8 @@ TEST(ReferenceTone, LinearContrastIsRoundedAtEveryStep) {
 TEST(ReferenceTone, AccurateIsRoundedAtEveryStep) {
   reference::Settings s;
   s.color_correction = "Accurate";
-  // The mean is 516 * 0.333333 = 171.99983 and red comes to 247.99999: it is 248 because every step is
-  // rounded to single precision, and would not be with a fused multiply-add.
+  // The mean is 516 * 0.333333 = 171.99983 and red comes to 247.99999: it is 248 because every step
+  // is rounded to single precision, and would not be with a fused multiply-add.
   EXPECT_EQ(toned(s, 252, 14, 250).at(0), 248);
 }
 
@@ -175,7 +175,8 @@ TEST(ReferencePlace, StretchTakesTheNearestPixel) {
     image.plane[0][i] = static_cast<std::uint8_t>(i % 100);
     image.plane[1][i] = static_cast<std::uint8_t>(i / 100);
   }
-  const Image canvas = run.place(image);
+  Image canvas;
+  ASSERT_TRUE(run.place(image, canvas));
   ASSERT_EQ(canvas.plane[0].size(), 210U * 70U);
   EXPECT_EQ(canvas.plane[0][10 * 210 + 4], 255);
   EXPECT_EQ(canvas.plane[0][10 * 210 + 5], 0);
@@ -193,7 +194,8 @@ TEST(ReferencePlace, BleedsBeyondTheCanvasLeaveItWhite) {
   PlainFilter run(quiet_job());
   run.settings.bleed_top = 2147483647;
   run.settings.bleed_left = -2147483647;
-  const Image canvas = run.place(make_image(5, 5));
+  Image canvas;
+  ASSERT_TRUE(run.place(make_image(5, 5), canvas));
   EXPECT_EQ(std::accumulate(canvas.plane[0].begin(), canvas.plane[0].end(), std::size_t{0}),
             255U * canvas.plane[0].size());
   EXPECT_THAT(run.log,

@@ -14,21 +14,9 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 namespace {
-
-struct Pipe {
-  int read_end = -1;
-  int write_end = -1;
-};
-
-Pipe make_pipe() {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-    std::abort();
-  }
-  return {ends[0], ends[1]};
-}
 
 void close_descriptor(int& descriptor) {
   if (descriptor >= 0) {
@@ -79,7 +67,15 @@ void feed(int& descriptor, const std::string& input, std::size_t& fed) {
 
 }  // namespace
 
-ChildResult run_child(const ChildSetup& setup) {
+Pipe make_pipe() {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    std::abort();
+  }
+  return {ends[0], ends[1]};
+}
+
+int start_child(const ChildSetup& setup, int in, int out, int err) {
   std::vector<std::string> arguments = setup.arguments;
   std::vector<std::string> variables;
   for (const auto& [name, value] : setup.environment) {
@@ -87,29 +83,57 @@ ChildResult run_child(const ChildSetup& setup) {
   }
   const std::vector<char*> argv = pointers_to(arguments);
   const std::vector<char*> envp = pointers_to(variables);
-
   // Absolute, because the child may stand elsewhere.
   const std::string program = std::filesystem::absolute(setup.program);
+
+  const pid_t child = fork();
+  if (child != 0) {
+    return child;
+  }
+  std::signal(SIGPIPE, SIG_DFL);
+  const std::array<int, 3> wanted = {in, out, err};
+  for (int standard = 0; standard < 3; ++standard) {
+    const int descriptor = wanted[static_cast<std::size_t>(standard)];
+    if (descriptor < 0) {
+      close(standard);
+    } else {
+      dup2(descriptor, standard);
+    }
+  }
+  // First the folder, then the mount: the folder may lie in the /tmp that is about to be covered.
+  if (!setup.working_folder.empty() && chdir(setup.working_folder.c_str()) != 0) {
+    _exit(126);
+  }
+  if (!setup.private_tmp.empty() && !put_in_place_of_tmp(setup.private_tmp.c_str())) {
+    _exit(126);
+  }
+  execve(program.c_str(), argv.data(), envp.data());
+  _exit(127);
+}
+
+ChildEnd wait_for_child(int process_id, std::chrono::seconds limit) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  int ended = 0;
+  while (waitpid(process_id, &ended, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(process_id, SIGKILL);
+      waitpid(process_id, &ended, 0);
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  if (WIFEXITED(ended)) {
+    return {WEXITSTATUS(ended), 0};
+  }
+  return {-1, WIFSIGNALED(ended) ? WTERMSIG(ended) : 0};
+}
+
+ChildResult run_child(const ChildSetup& setup) {
   Pipe in = make_pipe();
   Pipe out = make_pipe();
   Pipe err = make_pipe();
   std::signal(SIGPIPE, SIG_IGN);
-  const pid_t child = fork();
-  if (child == 0) {
-    std::signal(SIGPIPE, SIG_DFL);
-    dup2(in.read_end, STDIN_FILENO);
-    dup2(out.write_end, STDOUT_FILENO);
-    dup2(err.write_end, STDERR_FILENO);
-    // First the folder, then the mount: the folder may lie in the /tmp that is about to be covered.
-    if (!setup.working_folder.empty() && chdir(setup.working_folder.c_str()) != 0) {
-      _exit(126);
-    }
-    if (!setup.private_tmp.empty() && !put_in_place_of_tmp(setup.private_tmp.c_str())) {
-      _exit(126);
-    }
-    execve(program.c_str(), argv.data(), envp.data());
-    _exit(127);
-  }
+  const pid_t child = start_child(setup, in.read_end, out.write_end, err.write_end);
   close_descriptor(in.read_end);
   close_descriptor(out.write_end);
   close_descriptor(err.write_end);
@@ -145,14 +169,9 @@ ChildResult run_child(const ChildSetup& setup) {
   close_descriptor(in.write_end);
   close_descriptor(out.read_end);
   close_descriptor(err.read_end);
-
-  int ended = 0;
-  waitpid(child, &ended, 0);
-  if (WIFEXITED(ended)) {
-    result.status = WEXITSTATUS(ended);
-  } else if (WIFSIGNALED(ended)) {
-    result.signal = WTERMSIG(ended);
-  }
+  const ChildEnd end = wait_for_child(child);
+  result.status = end.status;
+  result.signal = end.signal;
   return result;
 }
 
@@ -166,6 +185,13 @@ bool private_tmp_possible() {
   int ended = 0;
   waitpid(child, &ended, 0);
   return WIFEXITED(ended) && WEXITSTATUS(ended) == 0;
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << file.rdbuf();
+  return bytes.str();
 }
 
 ScratchFolder::ScratchFolder() {
@@ -187,11 +213,9 @@ std::string ScratchFolder::write(const std::string& name, const std::string& byt
 }
 
 std::optional<std::string> ScratchFolder::read(const std::string& name) const {
-  std::ifstream file(path_ + "/" + name, std::ios::binary);
-  if (!file) {
+  const std::string path = path_ + "/" + name;
+  if (!std::filesystem::exists(path)) {
     return std::nullopt;
   }
-  std::ostringstream bytes;
-  bytes << file.rdbuf();
-  return bytes.str();
+  return read_file(path);
 }

@@ -30,11 +30,36 @@ struct ChildResult {
 // time limit is killed.
 [[nodiscard]] ChildResult run_child(const ChildSetup& setup);
 
+// Starts the program with these descriptors in the place of its standard ones; -1 leaves one
+// closed. The descriptors stay the caller's. `input` and the time limit of the setup are not looked
+// at.
+[[nodiscard]] int start_child(const ChildSetup& setup, int in, int out, int err);
+
+// How a child ended.
+struct ChildEnd {
+  int status = -1;  // exit status; -1 when it did not exit by itself
+  int signal = 0;   // what killed it, or 0
+};
+
+// Waits for the end of a started child; one that outlives the limit is killed.
+[[nodiscard]] ChildEnd wait_for_child(int process_id,
+                                      std::chrono::seconds limit = std::chrono::seconds(60));
+
+// A pipe whose ends no child inherits by accident; the caller closes them.
+struct Pipe {
+  int read_end = -1;
+  int write_end = -1;
+};
+[[nodiscard]] Pipe make_pipe();
+
 // The filter that this build made.
 [[nodiscard]] std::string filter_program();
 
 // Whether `private_tmp` works here: it takes a mount namespace.
 [[nodiscard]] bool private_tmp_possible();
+
+// All bytes of a file; none when it cannot be read.
+[[nodiscard]] std::string read_file(const std::string& path);
 
 // A fresh folder of its own for a test, removed with everything in it at the end of the guard.
 class ScratchFolder {

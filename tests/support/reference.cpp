@@ -110,6 +110,11 @@ void PlainFilter::begin_to_say(const char* format, ...) {
   va_end(arguments);
 }
 
+bool PlainFilter::short_of_memory(const char* line) {
+  const int visit = ++visits_[line];
+  return job_.shortage && job_.shortage->line == line && job_.shortage->visit == visit;
+}
+
 void PlainFilter::picture(const char* tag, const Image& image) {
   if (job_.ppd_path) {
     return;
@@ -250,7 +255,7 @@ bool PlainFilter::merge(const Image& top, const Image& bottom) {
     return false;
   }
   say("K905-1: Merging 6x4 images: input size=%dx%d, simple center merge with %dpx gap", w, h, 18);
-  if (w > 1920) {
+  if (w > 1920 || short_of_memory("K905-1: Failed to merge pages")) {
     say("K905-1: Failed to merge pages");
     return false;
   }
@@ -304,6 +309,17 @@ void PlainFilter::print_sheet(const Image& sheet) {
   }
   const std::size_t bytes = count + 1088;
   say("K905-1: DEBUG: Creating BMP planes for %dx%d image", width, height);
+  bool all_planes = true;
+  for (int plane = 0; plane < 3; ++plane) {
+    if (short_of_memory("K905-1: malloc() failed for BMP plane")) {
+      say("K905-1: malloc(%zu) failed for BMP plane", bytes);
+      all_planes = false;
+    }
+  }
+  if (!all_planes) {
+    say("K905-1: ERROR: Failed to create BMP planes");
+    return;
+  }
   say("K905-1: DEBUG: BMP plane sizes: Y=%zu, M=%zu, C=%zu bytes", bytes, bytes, bytes);
 
   const std::string& name = settings.ppd_paper_name;

@@ -14,6 +14,13 @@
 
 #include "tests/support/ppd_builder.h"
 
+// One moment at which memory is short: the one at which the filter could have said `line` for the
+// `visit`-th time. The line is without the number that some have in it: "malloc() failed ...".
+struct ReferenceShortage {
+  std::string line;
+  int visit = 1;
+};
+
 struct ReferenceJob {
   std::vector<std::string> arguments;      // argv, [0] included
   std::optional<std::string> ppd_path;     // the variable PPD; none is a run by hand
@@ -23,6 +30,7 @@ struct ReferenceJob {
   std::string working_folder = ".";        // where "./" is
   int process_id = 0;
   std::string input;  // standard input
+  std::optional<ReferenceShortage> shortage;
 };
 
 struct ReferenceResult {

@@ -131,8 +131,13 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
     say("K905-1: Empty page image: %ux%u", h.cupsWidth, h.cupsHeight);
     return false;
   }
-  if (std::uint64_t{h.cupsWidth} * h.cupsHeight > (std::uint64_t{1} << 29)) {
+  if (std::uint64_t{h.cupsWidth} * h.cupsHeight > (std::uint64_t{1} << 29) ||
+      short_of_memory("K905-1: malloc src planes failed")) {
     say("K905-1: malloc src planes failed");
+    return false;
+  }
+  if (short_of_memory("K905-1: malloc line buffer failed")) {
+    say("K905-1: malloc line buffer failed");
     return false;
   }
 
@@ -145,7 +150,9 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
   picture("01_original", image);
 
   say("K905-1: === STAGE 1.5: Resize to standard size (non-proportional scaling) ===");
-  resize(image, l.target_width, l.target_height);
+  if (!resize(image, l.target_width, l.target_height)) {
+    return false;
+  }
   convert_colors(image);
   if (s.interlace) {
     deinterlace(image);
@@ -158,10 +165,14 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
   say("K905-1: Using image from stage 5: %dx%d (no scaling)", image.width, image.height);
   say("K905-1: === STAGE 7: Rotation (if needed) ===");
   if (s.rotate) {
-    turn(image);
+    if (!turn(image)) {
+      return false;
+    }
     picture("07_rotated", image);
   }
-  canvas = place(image);
+  if (!place(image, canvas)) {
+    return false;
+  }
   say("K905-1: === STAGE 9: Final result ===");
   picture("09_final_canvas", canvas);
   return true;
@@ -228,7 +239,7 @@ Image PlainFilter::read_lines(const Page& page, bool& complete) {
   return image;
 }
 
-void PlainFilter::resize(Image& image, int width, int height) {
+bool PlainFilter::resize(Image& image, int width, int height) {
   const int src_w = image.width;
   const int src_h = image.height;
   say("K905-1: Source image: %dx%d pixels", src_w, src_h);
@@ -239,11 +250,15 @@ void PlainFilter::resize(Image& image, int width, int height) {
       millimetres(height));
   if (src_w == width && src_h == height) {
     say("K905-1: Image size already matches target size, skipping resize");
-    return;
+    return true;
   }
   const double scale_w = static_cast<double>(width) / src_w;
   const double scale_h = static_cast<double>(height) / src_h;
   say("K905-1: Non-proportional scaling: scale_w=%.4f, scale_h=%.4f", scale_w, scale_h);
+  if (short_of_memory("K905-1: malloc resized planes failed")) {
+    say("K905-1: malloc resized planes failed");
+    return false;
+  }
   Image out = make_image(width, height);
   for (int y = 0; y < height; ++y) {
     const double sy = y * (1 / scale_h);
@@ -282,6 +297,7 @@ void PlainFilter::resize(Image& image, int width, int height) {
   say("K905-1:   Original DPI might be: %.0f (if height should stay same)",
       (src_h * 25.4) / (height * 25.4 / 300.0));
   picture("01b_resized", image);
+  return true;
 }
 
 void PlainFilter::convert_colors(Image& image) {
@@ -325,6 +341,11 @@ void PlainFilter::deinterlace(Image& image) {
   Image out = make_image(image.width, image.height / 2);
   say("K905-1: Processing interlaced image: %dx%d -> %dx%d", image.width, image.height, out.width,
       out.height);
+  if (short_of_memory("K905-1: ERROR: Failed to allocate memory for deinterlace")) {
+    say("K905-1: ERROR: Failed to allocate memory for deinterlace");
+    picture("03_deinterlaced", image);
+    return;
+  }
   for (int i = 0; i < 3; ++i) {
     for (int y = 0; y < out.height; ++y) {
       for (int x = 0; x < out.width; ++x) {
@@ -551,58 +572,63 @@ void PlainFilter::convert_icc(Image& image) {
               o[0], o[1], o[2], o[3]);
         }
       }
-      say("K905-1: Preparing input data...");
-      std::vector<std::uint8_t> in(count * 3);
-      for (std::size_t i = 0; i < count; ++i) {
-        for (int channel = 0; channel < 3; ++channel) {
-          in[3 * i + static_cast<std::size_t>(channel)] = image.plane[channel][i];
-        }
-      }
-      say("K905-1: First pixel in input buffer: R=%d, G=%d, B=%d", in[0], in[1], in[2]);
-      say("K905-1: Performing bulk color conversion...");
-      std::vector<std::uint8_t> out(count * 4);
-      cmsDoTransform(transform, in.data(), out.data(), static_cast<cmsUInt32Number>(count));
-      say("K905-1: Bulk conversion completed");
-      begin_to_say("K905-1: First pixel in output buffer: ");
-      if (samples == 3) {
-        say("R=%d, G=%d, B=%d", out[0], out[1], out[2]);
-      } else if (samples == 4) {
-        say("C=%d, M=%d, Y=%d, K=%d", out[0], out[1], out[2], out[3]);
-      }
-      say("K905-1: Processing converted data...");
-      if (samples == 4) {
-        say("K905-1: Converting CMYK to CMY for printer");
-      }
-      for (std::size_t i = 0; i < count; ++i) {
-        for (std::size_t channel = 0; channel < 3; ++channel) {
-          const std::uint8_t value = samples == 1 ? out[i] : out[samples * i + channel];
-          image.plane[channel][i] = samples == 4 ? static_cast<std::uint8_t>(255 - value) : value;
-        }
-      }
-      if (samples == 3) {
-        say("K905-1: Copied RGB data back to channels");
-      }
-      const int after[3] = {pixel(image, 0, center), pixel(image, 1, center),
-                            pixel(image, 2, center)};
-      say("K905-1: After conversion center pixel: R=%d, G=%d, B=%d", after[0], after[1], after[2]);
-      say("K905-1: Change: ΔR=%+3d, ΔG=%+3d, ΔB=%+3d", after[0] - before[0], after[1] - before[1],
-          after[2] - before[2]);
-      if (std::equal(before, before + 3, after)) {
-        say("K905-1: WARNING: No change detected in center pixel!");
-        int changed = 0;
-        for (std::size_t i = 0; i < count; i += 1000) {
-          if (image.plane[0][i] != before[0] || image.plane[1][i] != before[1] ||
-              image.plane[2][i] != before[2]) {
-            ++changed;
+      if (short_of_memory("K905-1: ERROR: Failed to allocate conversion buffers")) {
+        say("K905-1: ERROR: Failed to allocate conversion buffers");
+      } else {
+        say("K905-1: Preparing input data...");
+        std::vector<std::uint8_t> in(count * 3);
+        for (std::size_t i = 0; i < count; ++i) {
+          for (int channel = 0; channel < 3; ++channel) {
+            in[3 * i + static_cast<std::size_t>(channel)] = image.plane[channel][i];
           }
         }
-        say("K905-1: Changed pixels in sample: %d", changed);
+        say("K905-1: First pixel in input buffer: R=%d, G=%d, B=%d", in[0], in[1], in[2]);
+        say("K905-1: Performing bulk color conversion...");
+        std::vector<std::uint8_t> out(count * 4);
+        cmsDoTransform(transform, in.data(), out.data(), static_cast<cmsUInt32Number>(count));
+        say("K905-1: Bulk conversion completed");
+        begin_to_say("K905-1: First pixel in output buffer: ");
+        if (samples == 3) {
+          say("R=%d, G=%d, B=%d", out[0], out[1], out[2]);
+        } else if (samples == 4) {
+          say("C=%d, M=%d, Y=%d, K=%d", out[0], out[1], out[2], out[3]);
+        }
+        say("K905-1: Processing converted data...");
+        if (samples == 4) {
+          say("K905-1: Converting CMYK to CMY for printer");
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+          for (std::size_t channel = 0; channel < 3; ++channel) {
+            const std::uint8_t value = samples == 1 ? out[i] : out[samples * i + channel];
+            image.plane[channel][i] = samples == 4 ? static_cast<std::uint8_t>(255 - value) : value;
+          }
+        }
+        if (samples == 3) {
+          say("K905-1: Copied RGB data back to channels");
+        }
+        const int after[3] = {pixel(image, 0, center), pixel(image, 1, center),
+                              pixel(image, 2, center)};
+        say("K905-1: After conversion center pixel: R=%d, G=%d, B=%d", after[0], after[1],
+            after[2]);
+        say("K905-1: Change: ΔR=%+3d, ΔG=%+3d, ΔB=%+3d", after[0] - before[0], after[1] - before[1],
+            after[2] - before[2]);
+        if (std::equal(before, before + 3, after)) {
+          say("K905-1: WARNING: No change detected in center pixel!");
+          int changed = 0;
+          for (std::size_t i = 0; i < count; i += 1000) {
+            if (image.plane[0][i] != before[0] || image.plane[1][i] != before[1] ||
+                image.plane[2][i] != before[2]) {
+              ++changed;
+            }
+          }
+          say("K905-1: Changed pixels in sample: %d", changed);
+        }
+        say("K905-1: ICC color conversion completed");
+        say("K905-1: ===== END ICC CONVERSION =====");
+        success = true;
       }
-      say("K905-1: ICC color conversion completed");
-      say("K905-1: ===== END ICC CONVERSION =====");
       cmsDeleteTransform(transform);
       say("K905-1: Transform deleted");
-      success = true;
     }
   }
   cmsCloseProfile(target);
@@ -619,7 +645,11 @@ void PlainFilter::convert_icc(Image& image) {
   }
 }
 
-void PlainFilter::turn(Image& image) {
+bool PlainFilter::turn(Image& image) {
+  if (short_of_memory("K905-1: malloc rotated planes failed")) {
+    say("K905-1: malloc rotated planes failed");
+    return false;
+  }
   Image out = make_image(image.height, image.width);
   for (int i = 0; i < 3; ++i) {
     for (int y = 0; y < image.height; ++y) {
@@ -629,9 +659,10 @@ void PlainFilter::turn(Image& image) {
     }
   }
   image = std::move(out);
+  return true;
 }
 
-Image PlainFilter::place(const Image& image) {
+bool PlainFilter::place(const Image& image, Image& canvas) {
   const Settings& s = settings;
   const Layout l = layout();
   const int width = l.effective_width;
@@ -647,6 +678,10 @@ Image PlainFilter::place(const Image& image) {
       l.right);
   say("K905-1: Effective image area: %dx%d (already used in stage 1.5)", width, height);
 
+  if (short_of_memory("K905-1: malloc canvas planes failed")) {
+    say("K905-1: malloc canvas planes failed");
+    return false;
+  }
   Image stretched = image;
   if (image.width == width && image.height == height) {
     say("K905-1: Image already matches effective area size");
@@ -657,6 +692,10 @@ Image PlainFilter::place(const Image& image) {
     const double scale_h = static_cast<double>(height) / image.height;
     say("K905-1: Stretching %dx%d -> %dx%d (scale_w=%.4f, scale_h=%.4f, non-proportional)",
         image.width, image.height, width, height, scale_w, scale_h);
+    if (short_of_memory("K905-1: malloc scaled planes failed")) {
+      say("K905-1: malloc scaled planes failed");
+      return false;
+    }
     stretched = make_image(width, height);
     for (int dy = 0; dy < height; ++dy) {
       const int row = static_cast<int>(((dy + 0.5) * (1 / scale_h)) - 0.5 + 0.5);
@@ -671,7 +710,7 @@ Image PlainFilter::place(const Image& image) {
     }
   }
   // What lies beyond the canvas is lost; what the image does not cover stays white.
-  Image canvas = make_image(l.canvas_width, l.canvas_height, 255);
+  canvas = make_image(l.canvas_width, l.canvas_height, 255);
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
       const std::int64_t row = std::int64_t{l.top} + y;
@@ -685,7 +724,7 @@ Image PlainFilter::place(const Image& image) {
     }
   }
   say("K905-1: Canvas created with bleed: %dx%d", l.canvas_width, l.canvas_height);
-  return canvas;
+  return true;
 }
 
 }  // namespace reference

@@ -111,14 +111,14 @@ class PlainFilter {
   void log_summary();
   void interpret_header(const cups_page_header2_t& header);
   bool build(const Page& page, Image& canvas);
-  void resize(Image& image, int width, int height);
+  bool resize(Image& image, int width, int height);
   void convert_colors(Image& image);
   void deinterlace(Image& image);
   void mirror(Image& image);
   void adjust(Image& image);
   void convert_icc(Image& image);
-  void turn(Image& image);
-  Image place(const Image& image);
+  bool turn(Image& image);
+  bool place(const Image& image, Image& canvas);
   void print_sheet(const Image& sheet);
   bool merge(const Image& top, const Image& bottom);
 
@@ -139,6 +139,8 @@ class PlainFilter {
   [[gnu::format(printf, 2, 3)]] void say(const char* format, ...);
   // The beginning of a line that the next say() ends.
   [[gnu::format(printf, 2, 3)]] void begin_to_say(const char* format, ...);
+  // Whether memory is short now, at the `line` that tells of it.
+  bool short_of_memory(const char* line);
   void heading(const char* title, bool first = false);
   void dump_header(const cups_page_header2_t& header);
   void picture(const char* tag, const Image& image);
@@ -162,6 +164,7 @@ class PlainFilter {
   const ReferenceJob& job_;
   std::vector<std::string> arguments_;
   std::string open_line_;
+  std::map<std::string, int> visits_;
   int sheets_ = 0;
   bool holding_ = false;
   Image held_;

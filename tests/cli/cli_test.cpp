@@ -1,0 +1,554 @@
+// The built program as the outside world meets it: exit status, streams, signals, the log file.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <thread>
+
+#include "tests/cli/conversation.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/raster_builder.h"
+#include "tests/support/reference.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr char kStart[] = "=== rastertok905 start ===";
+constexpr char kEnd[] = "=== rastertok905 end ===";
+constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
+
+RasterPage small_page(unsigned seed) {
+  std::mt19937 random(seed);
+  cups_page_header2_t header = page_header(40, 30);
+  header.PageSize[0] = 461;  // the smallest paper
+  header.PageSize[1] = 261;
+  RasterPage page = blank_page(header);
+  fill_with_gradient(page, random);
+  return page;
+}
+
+std::string job_of(unsigned pages) {
+  std::vector<RasterPage> all;
+  for (unsigned i = 0; i < pages; ++i) {
+    all.push_back(small_page(i));
+  }
+  return raster_stream(all);
+}
+
+ReferenceResult reference_of(const ChildSetup& setup, int process_id, const std::string& input) {
+  ReferenceJob job;
+  job.arguments = setup.arguments;
+  job.ppd_path = kPathNowhere;
+  job.process_id = process_id;
+  job.input = input;
+  return reference_run(job);
+}
+
+// As the print system starts it, with a PPD that is not there: the defaults rule.
+ChildSetup under_cups() {
+  ChildSetup setup;
+  setup.program = filter_program();
+  setup.arguments = {"K905", "1", "me", "t", "1", ""};
+  setup.environment = {{"PPD", kPathNowhere}};
+  return setup;
+}
+
+// What the filter makes of job_of().
+std::string output_of(unsigned pages) {
+  return reference_of(under_cups(), 0, job_of(pages)).output;
+}
+
+void expect_ended_well(const std::vector<std::string>& log) {
+  ASSERT_FALSE(log.empty());
+  EXPECT_EQ(log.front(), kStart);
+  EXPECT_EQ(log.back(), kEnd);
+}
+
+void write_all(int descriptor, const std::string& bytes) {
+  ASSERT_EQ(write(descriptor, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+}
+
+// ---- exit status ----
+
+TEST(ExitStatus, IsZeroForAPrintedJob) {
+  ChildSetup setup = under_cups();
+  setup.input = job_of(2);
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 0);
+  expect_ended_well(lines_of(result.log));
+  EXPECT_TRUE(result.output == output_of(2));
+}
+
+TEST(ExitStatus, IsOneWhenThereIsNoRasterAtAll) {
+  const ChildResult result = run_child(under_cups());
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "");
+  const std::vector<std::string> log = lines_of(result.log);
+  ASSERT_GT(log.size(), 2U);
+  EXPECT_EQ(log[log.size() - 2], "K905-1: cupsRasterOpen failed (no raster data from upstream).");
+  EXPECT_EQ(log.back(),
+            "K905-1: Tip: In print dialog choose Color/RGB, not Grayscale or Black only.");
+}
+
+TEST(ExitStatus, IsZeroForAJobWithoutPages) {
+  ChildSetup setup = under_cups();
+  setup.input = job_of(1).substr(0, 4);
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "");
+  const std::vector<std::string> log = lines_of(result.log);
+  expect_ended_well(log);
+  EXPECT_EQ(log[log.size() - 2], "  Cache Optimization: ENABLED");
+}
+
+TEST(ExitStatus, IsZeroWhenThePagesCannotBeRead) {
+  ChildSetup setup = under_cups();
+  setup.input = job_of(1);
+  setup.input.pop_back();
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(lines_of(result.log), Contains("K905-1: cupsRasterReadPixels failed at line 29"));
+}
+
+TEST(ExitStatus, IsOneWhenTheQueryHasNoPrinter) {
+  ChildSetup setup = under_cups();
+  setup.arguments = {"rastertok905", "--info", "/nonexistent/lp7"};
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(lines_of(result.log), Contains("K905-1: query printer info from /nonexistent/lp7"));
+  EXPECT_EQ(lines_of(result.log).back(),
+            "K905-1: open('/nonexistent/lp7') failed: No such file or directory");
+}
+
+// /dev/null takes every question and answers none, at once.
+constexpr char kReportOfASilentPrinter[] =
+    "Version = v1.0\r\nPrintStatus =  (-1)\r\nPrintVersion = \r\nPrintMediaInfo = \r\n"
+    "PrintHorResolution = \r\nPrintVerResolution = \r\nPrintFreeBuff =  (-1)\r\n"
+    "PrintInitMediaCount =  (-1)\r\nPrintRemainQuantity =  (-1)\r\nPrintSerialNO = \r\n"
+    "PrintVolumeLifeCounter =  (-1)\r\nPrintHalfSizeMediaCounter =  (-1)\r\n"
+    "PrintVolumeMatteCounter =  (-1)\r\nPrintColorControlDataVersion = \r\n"
+    "PrintColorControlDataChecksum = \r\n";
+
+TEST(ExitStatus, IsZeroForAReportHoweverSilentThePrinter) {
+  ChildSetup setup = under_cups();
+  setup.arguments = {"rastertok905", "--info", "/dev/null"};
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, StartsWith(kReportOfASilentPrinter));
+  EXPECT_THAT(lines_of(result.log), Not(Contains(HasSubstr("ribbon detection"))));
+}
+
+TEST(ExitStatus, AnInfoFlagWithAValueIsAQueryToo) {
+  // The argument is cut at its "=" before the mode is chosen.
+  ChildSetup setup = under_cups();
+  setup.arguments = {"rastertok905", "--info=x", "/dev/null"};
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, StartsWith(kReportOfASilentPrinter));
+}
+
+TEST(Arguments, NoneAtAllIsAJobWithTheDefaults) {
+  ChildSetup setup = under_cups();
+  setup.arguments = {"rastertok905"};
+  setup.input = job_of(1);
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.output == output_of(1));
+  EXPECT_THAT(lines_of(result.log), Not(Contains(HasSubstr("Arg["))));
+}
+
+// ---- the log file ----
+
+// Runs the filter by hand with a /tmp of its own.
+class ByHandLog : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!private_tmp_possible()) {
+      GTEST_SKIP() << "needs the right to make a mount namespace";
+    }
+    setup_ = under_cups();
+    setup_.environment.clear();
+    setup_.private_tmp = tmp_.path();
+    setup_.input = job_of(1);
+  }
+  [[nodiscard]] std::string log_path() const { return tmp_.path() + "/rastertok905_debug.log"; }
+
+  ScratchFolder tmp_;
+  ChildSetup setup_;
+};
+
+TEST_F(ByHandLog, HoldsEveryLineAndStandardErrorNone) {
+  const ChildResult result = run_child(setup_);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.log, "");
+  expect_ended_well(lines_of(read_file(log_path())));
+  EXPECT_TRUE(fs::is_directory(tmp_.path() + "/k905_debug"));
+}
+
+TEST_F(ByHandLog, IsEmptiedAtEveryStart) {
+  tmp_.write("rastertok905_debug.log", std::string(100000, 'x'));
+  (void)run_child(setup_);
+  const std::string log = read_file(log_path());
+  expect_ended_well(lines_of(log));
+  EXPECT_EQ(log.find("xxx"), std::string::npos);
+}
+
+TEST_F(ByHandLog, DoesNotFollowALinkPlantedThere) {
+  tmp_.write("precious", "keep me");
+  fs::create_symlink("precious", log_path());
+  const ChildResult result = run_child(setup_);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(read_file(tmp_.path() + "/precious"), "keep me");
+  expect_ended_well(lines_of(result.log));  // Standard error stays what it was.
+  EXPECT_TRUE(result.output == output_of(1));
+}
+
+TEST_F(ByHandLog, ThatCannotBeOpenedLeavesStandardErrorAlone) {
+  fs::create_directory(log_path());
+  const ChildResult result = run_child(setup_);
+  EXPECT_EQ(result.status, 0);
+  expect_ended_well(lines_of(result.log));
+  EXPECT_TRUE(result.output == output_of(1));
+}
+
+TEST_F(ByHandLog, IsNotMadeUnderAPpdNotEvenAnEmptyOne) {
+  for (const char* ppd : {"", kPathNowhere}) {
+    setup_.environment["PPD"] = ppd;
+    const ChildResult result = run_child(setup_);
+    expect_ended_well(lines_of(result.log));
+    EXPECT_THAT(lines_of(result.log),
+                Contains(std::string("K905-1: Failed to open PPD file: ") + ppd));
+    EXPECT_TRUE(fs::is_empty(tmp_.path()));
+  }
+}
+
+TEST_F(ByHandLog, NeverTakesThePlaceOfAClosedStandardOutput) {
+  // Whatever is opened first would become descriptor 1, and get the sheets.
+  const Pipe in = make_pipe();
+  const Pipe err = make_pipe();
+  const int child = start_child(setup_, in.read_end, -1, err.write_end);
+  close(in.read_end);
+  close(err.write_end);
+  write_all(in.write_end, setup_.input);
+  close(in.write_end);
+  EXPECT_EQ(wait_for_child(child).status, 0);
+  close(err.read_end);
+  const std::string log = read_file(log_path());
+  expect_ended_well(lines_of(log));
+  EXPECT_EQ(log.find('\x1b'), std::string::npos);
+  EXPECT_THAT(lines_of(log), Contains("K905-1: send Y plane failed"));
+  for (const auto& picture : fs::directory_iterator(tmp_.path() + "/k905_debug")) {
+    EXPECT_EQ(read_file(picture.path()).substr(0, 2), "P6") << picture.path();
+  }
+}
+
+TEST_F(ByHandLog, NeverTakesThePlaceOfAClosedStandardInput) {
+  const Pipe out = make_pipe();
+  const Pipe err = make_pipe();
+  const int child = start_child(setup_, -1, out.write_end, err.write_end);
+  close(out.write_end);
+  close(err.write_end);
+  EXPECT_EQ(wait_for_child(child).status, 1);
+  close(out.read_end);
+  close(err.read_end);
+  EXPECT_THAT(lines_of(read_file(log_path())),
+              Contains("K905-1: cupsRasterOpen failed (no raster data from upstream)."));
+}
+
+// ---- closed descriptors under CUPS ----
+
+TEST(ClosedDescriptors, WithoutStandardErrorTheJobIsPrintedAllTheSame) {
+  const ScratchFolder scratch;
+  const std::string input_file = scratch.write("input", job_of(1));
+  const std::string output_file = scratch.write("output", "");
+  const int in = open(input_file.c_str(), O_RDONLY | O_CLOEXEC);
+  const int out = open(output_file.c_str(), O_WRONLY | O_CLOEXEC);
+  const int child = start_child(under_cups(), in, out, -1);
+  EXPECT_EQ(wait_for_child(child).status, 0);
+  close(in);
+  close(out);
+  EXPECT_TRUE(read_file(output_file) == output_of(1));
+}
+
+TEST(ClosedDescriptors, AllThreeAreSurvived) {
+  const int child = start_child(under_cups(), -1, -1, -1);
+  EXPECT_EQ(wait_for_child(child).status, 1);
+}
+
+// ---- a reader that goes away ----
+
+// A log with what a dead standard output adds to it.
+std::vector<std::string> with_write_errors(const std::vector<std::string>& log,
+                                           const std::string& error) {
+  std::vector<std::string> with;
+  for (const std::string& line : log) {
+    with.push_back(line);
+    const bool image = line.rfind("K905-1: send IMAGE ", 0) == 0;
+    if (image || line.rfind("K905-1: send CNTRL ", 0) == 0) {
+      with.push_back("K905-1: write error: " + error);
+    }
+    if (image) {
+      with.push_back("K905-1: send " + line.substr(19, 1) + " plane failed");
+    }
+  }
+  return with;
+}
+
+TEST(GoneReader, IsAWriteErrorForEveryBlockAndNoFailedJob) {
+  const ChildSetup setup = under_cups();
+  const ScratchFolder scratch;
+  const std::string log_file = scratch.write("log", "");
+  const std::string input_file = scratch.write("input", job_of(2));
+  const int in = open(input_file.c_str(), O_RDONLY | O_CLOEXEC);
+  const int err = open(log_file.c_str(), O_WRONLY | O_CLOEXEC);
+  const Pipe out = make_pipe();
+  close(out.read_end);
+  const int child = start_child(setup, in, out.write_end, err);
+  close(in);
+  close(out.write_end);
+  close(err);
+  const ChildEnd end = wait_for_child(child);
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.signal, 0);
+  EXPECT_EQ(lines_of(read_file(log_file)),
+            with_write_errors(reference_of(setup, child, job_of(2)).log, "Broken pipe"));
+}
+
+TEST(GoneReader, InTheMiddleOfASheetIsNoFailedJob) {
+  Conversation talk(under_cups());
+  talk.say(job_of(2));
+  talk.end_input();
+  ASSERT_TRUE(talk.wait_for_output(70000));
+  talk.close_output();
+  const ChildEnd end = talk.finish();
+  EXPECT_EQ(end.status, 0);
+  expect_ended_well(talk.log());
+  EXPECT_THAT(talk.log(), Contains("K905-1: write error: Broken pipe"));
+  EXPECT_THAT(talk.log(), Contains("K905-1: Single page printed successfully (print call #2)"));
+}
+
+TEST(GoneReader, OfTheLogLosesNothingButTheLog) {
+  const ScratchFolder scratch;
+  const std::string input_file = scratch.write("input", job_of(1));
+  const std::string output_file = scratch.write("output", "");
+  const int in = open(input_file.c_str(), O_RDONLY | O_CLOEXEC);
+  const int out = open(output_file.c_str(), O_WRONLY | O_CLOEXEC);
+  const Pipe err = make_pipe();
+  close(err.read_end);
+  const int child = start_child(under_cups(), in, out, err.write_end);
+  const ChildEnd end = wait_for_child(child);
+  close(in);
+  close(out);
+  close(err.write_end);
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.signal, 0);
+  EXPECT_TRUE(read_file(output_file) == output_of(1));
+}
+
+// ---- cancelled jobs ----
+
+void expect_cancelled(Conversation& talk) {
+  const ChildEnd end = talk.finish();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.signal, 0);
+  expect_ended_well(talk.log());
+}
+
+TEST(Cancel, BeforeAnyInputEndsTheJobAtOnce) {
+  Conversation talk(under_cups());
+  ASSERT_TRUE(talk.wait_for_line("Cache Optimization"));
+  talk.send(SIGTERM);
+  expect_cancelled(talk);
+  EXPECT_EQ(talk.output(), "");
+  EXPECT_THAT(talk.log(), Not(Contains(HasSubstr("cupsRasterOpen failed"))));
+}
+
+TEST(Cancel, InTheMiddleOfASheetFinishesTheSheetAndBeginsNoOther) {
+  Conversation talk(under_cups());
+  talk.say(job_of(3));
+  talk.end_input();
+  ASSERT_TRUE(talk.wait_for_output(1000));  // The rest of the sheet waits for us.
+  talk.send(SIGTERM);
+  expect_cancelled(talk);
+  EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
+}
+
+TEST(Cancel, WhileAPageIsStillComingGivesNoSheetForIt) {
+  Conversation talk(under_cups());
+  const std::string two = job_of(2);
+  talk.say(two.substr(0, two.size() - 100));
+  ASSERT_TRUE(talk.wait_for_output(output_of(1).size()));
+  ASSERT_TRUE(talk.wait_for_line("Processing page 2"));
+  talk.send(SIGTERM);
+  expect_cancelled(talk);
+  EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
+}
+
+TEST(Cancel, BetweenPagesEndsTheJob) {
+  Conversation talk(under_cups());
+  talk.say(job_of(1));
+  ASSERT_TRUE(talk.wait_for_output(output_of(1).size()));
+  ASSERT_TRUE(talk.wait_for_line("Single page printed successfully"));
+  talk.send(SIGTERM);
+  expect_cancelled(talk);
+  EXPECT_TRUE(talk.output() == output_of(1));
+}
+
+TEST(Cancel, LeavesAHeldPageUnprinted) {
+  ChildSetup setup = under_cups();
+  setup.environment["K905_RIBBON"] = "6x8";
+  Conversation talk(setup);
+  RasterPage page = small_page(1);
+  page.header.PageSize[1] = 298;  // a paper of which two go on a sheet
+  talk.say(raster_stream({page}));
+  ASSERT_TRUE(talk.wait_for_line("storing in buffer"));
+  talk.send(SIGTERM);
+  expect_cancelled(talk);
+  EXPECT_EQ(talk.output(), "");
+  EXPECT_THAT(talk.log(), Not(Contains(HasSubstr("found buffered ODD page"))));
+}
+
+TEST(Cancel, AmongCopiesBeginsNoFurtherCopy) {
+  ChildSetup setup = under_cups();
+  setup.arguments.insert(setup.arguments.end(), {"--copies", "5"});
+  Conversation talk(setup);
+  talk.say(job_of(1));
+  talk.end_input();
+  ASSERT_TRUE(talk.wait_for_output(1000));
+  talk.send(SIGTERM);
+  expect_cancelled(talk);
+  EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
+}
+
+class CancelAtLine : public ::testing::TestWithParam<std::size_t> {};
+
+TEST_P(CancelAtLine, EndsTheJobWithWholeSheetsOnly) {
+  Conversation talk(under_cups());
+  const std::string two = job_of(2);
+  talk.say(two.substr(0, two.size() - 1));  // It would wait for ever.
+  ASSERT_TRUE(talk.wait_for_lines(GetParam()));
+  talk.send(SIGTERM);
+  expect_cancelled(talk);
+  const std::string& output = talk.output();
+  EXPECT_TRUE(output.empty() || output == output_of(1)) << output.size();
+}
+
+INSTANTIATE_TEST_SUITE_P(Cli, CancelAtLine,
+                         ::testing::Values(1, 2, 10, 20, 30, 40, 41, 42, 60, 100, 120, 200));
+
+TEST(Cancel, ASilentPrinterCanBeLeftToo) {
+  // In the query SIGTERM has its usual meaning. A terminal on which nobody answers plays the
+  // printer.
+  const int printer = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(printer, 0);
+  ASSERT_EQ(grantpt(printer), 0);
+  ASSERT_EQ(unlockpt(printer), 0);
+  ChildSetup setup = under_cups();
+  setup.arguments = {"rastertok905", "--info", ptsname(printer)};
+  Conversation talk(setup);
+  ASSERT_TRUE(talk.wait_for_line("query printer info"));
+  talk.send(SIGTERM);
+  EXPECT_EQ(talk.finish().signal, SIGTERM);
+  close(printer);
+}
+
+// ---- slow and odd pipes ----
+
+TEST(SlowInput, InSmallPiecesWithPausesIsTheSameJob) {
+  Conversation talk(under_cups());
+  const std::string input = job_of(1);
+  for (std::size_t at = 0; at < input.size(); at += 497) {
+    talk.say(input.substr(at, 497));
+    std::this_thread::sleep_for(std::chrono::milliseconds(3));
+  }
+  talk.end_input();
+  EXPECT_EQ(talk.finish().status, 0);
+  EXPECT_TRUE(talk.output() == output_of(1));
+}
+
+TEST(NonBlocking, InputThatHasNothingYetIsWaitedFor) {
+  const Pipe in = make_pipe();
+  fcntl(in.read_end, F_SETFL, O_NONBLOCK);
+  const ScratchFolder scratch;
+  const std::string output_file = scratch.write("output", "");
+  const std::string log_file = scratch.write("log", "");
+  const int output = open(output_file.c_str(), O_WRONLY | O_CLOEXEC);
+  const int log = open(log_file.c_str(), O_WRONLY | O_CLOEXEC);
+  const int child = start_child(under_cups(), in.read_end, output, log);
+  close(in.read_end);
+  const std::string input = job_of(1);
+  for (std::size_t at = 0; at < input.size(); at += 1000) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    write_all(in.write_end, input.substr(at, 1000));
+  }
+  close(in.write_end);
+  EXPECT_EQ(wait_for_child(child).status, 0);
+  close(output);
+  close(log);
+  EXPECT_TRUE(read_file(output_file) == output_of(1));
+  expect_ended_well(lines_of(read_file(log_file)));
+}
+
+TEST(NonBlocking, InputCanBeCancelledWhileItIsWaitedFor) {
+  const Pipe in = make_pipe();
+  fcntl(in.read_end, F_SETFL, O_NONBLOCK);
+  const Pipe err = make_pipe();
+  const int child = start_child(under_cups(), in.read_end, err.write_end, err.write_end);
+  close(in.read_end);
+  close(err.write_end);
+  std::string log;
+  std::array<char, 4096> piece;
+  while (log.find("Cache Optimization") == std::string::npos) {
+    const ssize_t got = read(err.read_end, piece.data(), piece.size());
+    ASSERT_GT(got, 0);
+    log.append(piece.data(), static_cast<std::size_t>(got));
+  }
+  kill(child, SIGTERM);
+  EXPECT_EQ(wait_for_child(child, std::chrono::seconds(20)).status, 0);
+  close(in.write_end);
+  close(err.read_end);
+}
+
+TEST(NonBlocking, OutputIsMadeToBlockSoThatNoPlaneIsTorn) {
+  const Pipe in = make_pipe();
+  const Pipe out = make_pipe();
+  fcntl(out.write_end, F_SETFL, O_NONBLOCK);
+  const ScratchFolder scratch;
+  const std::string log_file = scratch.write("log", "");
+  const int log = open(log_file.c_str(), O_WRONLY | O_CLOEXEC);
+  const int child = start_child(under_cups(), in.read_end, out.write_end, log);
+  close(in.read_end);
+  close(out.write_end);
+  close(log);
+  write_all(in.write_end, job_of(1));
+  close(in.write_end);
+  std::string output;
+  std::array<char, 65536> piece;
+  for (;;) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // a printer that takes its time
+    const ssize_t got = read(out.read_end, piece.data(), piece.size());
+    if (got <= 0) {
+      break;
+    }
+    output.append(piece.data(), static_cast<std::size_t>(got));
+  }
+  EXPECT_EQ(wait_for_child(child).status, 0);
+  close(out.read_end);
+  EXPECT_TRUE(output == output_of(1)) << output.size();
+  expect_ended_well(lines_of(read_file(log_file)));
+}
+
+}  // namespace

@@ -1,0 +1,116 @@
+#include "tests/cli/conversation.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+
+#include "tests/support/captured_log.h"
+
+namespace {
+
+bool read_some(int descriptor, std::string& text) {
+  std::array<char, 4096> piece;
+  const ssize_t got = read(descriptor, piece.data(), piece.size());
+  if (got > 0) {
+    text.append(piece.data(), static_cast<std::size_t>(got));
+  }
+  return got > 0;
+}
+
+}  // namespace
+
+Conversation::Conversation(const ChildSetup& setup) {
+  std::signal(SIGPIPE, SIG_IGN);
+  child_ = start_child(setup, in_.read_end, out_.write_end, err_.write_end);
+  close(in_.read_end);
+  close(out_.write_end);
+  close(err_.write_end);
+}
+
+Conversation::~Conversation() {
+  end_input();
+  close_output();
+  close(err_.read_end);
+}
+
+void Conversation::say(const std::string& bytes) const {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t written = write(in_.write_end, bytes.data() + done, bytes.size() - done);
+    if (written <= 0) {
+      return;
+    }
+    done += static_cast<std::size_t>(written);
+  }
+}
+
+void Conversation::end_input() {
+  if (in_.write_end >= 0) {
+    close(in_.write_end);
+    in_.write_end = -1;
+  }
+}
+
+void Conversation::send(int signal) const { kill(child_, signal); }
+
+void Conversation::close_output() {
+  if (out_.read_end >= 0) {
+    close(out_.read_end);
+    out_.read_end = -1;
+  }
+}
+
+bool Conversation::wait_for_line(const std::string& text) {
+  for (;;) {
+    const std::size_t at = log_.find(text);
+    if (at != std::string::npos && log_.find('\n', at) != std::string::npos) {
+      return true;
+    }
+    if (!read_some(err_.read_end, log_)) {
+      return false;
+    }
+  }
+}
+
+bool Conversation::wait_for_lines(std::size_t count) {
+  while (static_cast<std::size_t>(std::count(log_.begin(), log_.end(), '\n')) < count) {
+    if (!read_some(err_.read_end, log_)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool Conversation::wait_for_output(std::size_t count) {
+  while (output_.size() < count) {
+    if (!read_some(out_.read_end, output_)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+ChildEnd Conversation::finish() {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  bool out_open = out_.read_end >= 0;
+  bool err_open = true;
+  while ((out_open || err_open) && std::chrono::steady_clock::now() < deadline) {
+    std::array<pollfd, 2> watched{
+        {{out_open ? out_.read_end : -1, POLLIN, 0}, {err_open ? err_.read_end : -1, POLLIN, 0}}};
+    if (poll(watched.data(), watched.size(), 1000) <= 0) {
+      continue;
+    }
+    if (watched[0].revents != 0) {
+      out_open = read_some(out_.read_end, output_);
+    }
+    if (watched[1].revents != 0) {
+      err_open = read_some(err_.read_end, log_);
+    }
+  }
+  return wait_for_child(child_, std::chrono::seconds(out_open || err_open ? 0 : 30));
+}
+
+std::vector<std::string> Conversation::log() const { return lines_of(log_); }

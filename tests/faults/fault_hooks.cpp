@@ -1,0 +1,179 @@
+#include "tests/faults/fault_hooks.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+
+namespace {
+
+Faults plan;
+FaultCounts counts;
+bool armed = false;
+
+// What the core holds at the moment. A job holds a handful of blocks; the table is generous.
+std::array<void*, 4096> held{};
+
+void* remember(void* block) {
+  if (armed && block != nullptr) {
+    *std::find(held.begin(), held.end(), nullptr) = block;
+    ++counts.still_allocated;
+  }
+  return block;
+}
+
+// Blocks from before the arming, and of libraries that hand over their memory, are not ours to
+// count.
+void forget(void* block) {
+  if (armed && block != nullptr) {
+    const auto found = std::find(held.begin(), held.end(), block);
+    if (found != held.end()) {
+      *found = nullptr;
+      --counts.still_allocated;
+    } else {
+      ++counts.frees_of_nothing;
+    }
+  }
+}
+
+bool refused() {
+  if (!armed) {
+    return false;
+  }
+  ++counts.allocations;
+  return plan.failing_allocation != 0 &&
+         (counts.allocations == plan.failing_allocation ||
+          (plan.all_from_there && counts.allocations > plan.failing_allocation));
+}
+
+std::size_t limited(std::size_t count, std::size_t most) {
+  return most != 0 ? std::min(count, most) : count;
+}
+
+}  // namespace
+
+void arm_faults(const Faults& faults) {
+  plan = faults;
+  counts = {};
+  held.fill(nullptr);
+  armed = true;
+}
+
+FaultCounts disarm_faults() {
+  armed = false;
+  return counts;
+}
+
+extern "C" {
+
+void* __real_malloc(std::size_t size);
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __real_realloc(void* block, std::size_t size);
+void* __real_aligned_alloc(std::size_t alignment, std::size_t size);
+int __real_posix_memalign(void** place, std::size_t alignment, std::size_t size);
+void __real_free(void* block);
+ssize_t __real_read(int descriptor, void* buffer, std::size_t count);
+ssize_t __real_write(int descriptor, const void* buffer, std::size_t count);
+int __real_poll(pollfd* descriptors, nfds_t count, int timeout);
+
+void* __wrap_malloc(std::size_t size);
+void* __wrap_calloc(std::size_t count, std::size_t size);
+void* __wrap_realloc(void* block, std::size_t size);
+void* __wrap_aligned_alloc(std::size_t alignment, std::size_t size);
+int __wrap_posix_memalign(void** place, std::size_t alignment, std::size_t size);
+void __wrap_free(void* block);
+ssize_t __wrap_read(int descriptor, void* buffer, std::size_t count);
+ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t count);
+int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout);
+
+void* __wrap_malloc(std::size_t size) {
+  return refused() ? nullptr : remember(__real_malloc(size));
+}
+
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+  return refused() ? nullptr : remember(__real_calloc(count, size));
+}
+
+void* __wrap_realloc(void* block, std::size_t size) {
+  if (refused()) {
+    return nullptr;
+  }
+  forget(block);
+  return remember(__real_realloc(block, size));
+}
+
+void* __wrap_aligned_alloc(std::size_t alignment, std::size_t size) {
+  return refused() ? nullptr : remember(__real_aligned_alloc(alignment, size));
+}
+
+int __wrap_posix_memalign(void** place, std::size_t alignment, std::size_t size) {
+  if (refused()) {
+    return ENOMEM;
+  }
+  const int result = __real_posix_memalign(place, alignment, size);
+  if (result == 0) {
+    remember(*place);
+  }
+  return result;
+}
+
+void __wrap_free(void* block) {
+  forget(block);
+  __real_free(block);
+}
+
+ssize_t __wrap_read(int descriptor, void* buffer, std::size_t count) {
+  if (!armed || descriptor != STDIN_FILENO) {
+    return __real_read(descriptor, buffer, count);
+  }
+  ++counts.reads;
+  if (plan.failing_read == counts.reads) {
+    errno = EIO;
+    return -1;
+  }
+  if (plan.interrupt_reads && counts.reads % 2 == 0) {
+    errno = EINTR;
+    return -1;
+  }
+  if (plan.starve_reads && counts.reads % 3 == 0) {
+    errno = EAGAIN;
+    return -1;
+  }
+  return __real_read(descriptor, buffer, limited(count, plan.most_read));
+}
+
+ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t count) {
+  if (armed && descriptor == STDERR_FILENO) {
+    return __real_write(descriptor, buffer, limited(count, plan.most_logged));
+  }
+  if (!armed || descriptor != STDOUT_FILENO) {
+    return __real_write(descriptor, buffer, count);
+  }
+  ++counts.writes;
+  if (plan.odd_write != 0 && (counts.writes == plan.odd_write ||
+                              (plan.odd_from_there && counts.writes > plan.odd_write))) {
+    errno = plan.write_errno;
+    return plan.write_result;
+  }
+  if (plan.interrupt_writes && counts.writes % 2 == 0) {
+    errno = EINTR;
+    return -1;
+  }
+  return __real_write(descriptor, buffer, limited(count, plan.most_written));
+}
+
+int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
+  if (armed) {
+    ++counts.waits;
+    if (plan.starve_reads && counts.waits % 2 == 0) {
+      errno = EINTR;
+      return -1;
+    }
+  }
+  return __real_poll(descriptors, count, timeout);
+}
+
+}  // extern "C"

@@ -1,0 +1,73 @@
+#include "tests/faults/fault_run.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "filter/raster_job.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/child_process.h"
+
+namespace {
+
+// A file in memory, read from its beginning.
+int memory_file(const char* name, const std::string& bytes = "") {
+  const int file = memfd_create(name, MFD_CLOEXEC);
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t written = write(file, bytes.data() + done, bytes.size() - done);
+    if (written <= 0) {
+      break;
+    }
+    done += static_cast<std::size_t>(written);
+  }
+  lseek(file, 0, SEEK_SET);
+  return file;
+}
+
+std::string contents_of(int file) {
+  std::string bytes(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t got =
+        pread(file, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    if (got <= 0) {
+      break;
+    }
+    done += static_cast<std::size_t>(got);
+  }
+  close(file);
+  return bytes;
+}
+
+}  // namespace
+
+FaultRun run_with_faults(const std::string& input, const Faults& faults,
+                         const std::function<void()>& settings) {
+  const int in = memory_file("input", input);
+  const int out = memory_file("output");
+  const int err = memory_file("log");
+  auto* counts = static_cast<FaultCounts*>(mmap(
+      nullptr, sizeof(FaultCounts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(in, STDIN_FILENO);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    settings();
+    arm_faults(faults);
+    const int status = run_raster_job();
+    *counts = disarm_faults();
+    _exit(status);
+  }
+  const ChildEnd end = wait_for_child(child);
+  FaultRun run;
+  run.came_to_an_end = end.signal == 0;
+  run.status = end.status;
+  run.counts = *counts;
+  munmap(counts, sizeof(FaultCounts));
+  close(in);
+  run.output = contents_of(out);
+  run.log = lines_of(contents_of(err));
+  return run;
+}

@@ -1,0 +1,21 @@
+// The raster job inside the test program, with faults, in a process of its own for each try.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/faults/fault_hooks.h"
+
+struct FaultRun {
+  bool came_to_an_end = false;  // neither crashed nor hung
+  int status = -1;
+  std::string output;
+  std::vector<std::string> log;
+  FaultCounts counts;
+};
+
+// Forks, puts `input` on descriptor 0 and empty files on 1 and 2, lets `settings` fill the settings
+// record, and runs run_raster_job() under the faults.
+[[nodiscard]] FaultRun run_with_faults(const std::string& input, const Faults& faults,
+                                       const std::function<void()>& settings);

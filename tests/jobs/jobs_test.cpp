@@ -1,0 +1,729 @@
+// Whole jobs through the built program, compared with the reference to the last byte and line.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+
+#include "tests/jobs/job_check.h"
+#include "tests/support/profile_builder.h"
+
+namespace {
+
+struct PaperSize {
+  const char* name;
+  unsigned width_pt;
+  unsigned height_pt;
+};
+
+// PageSize in whole points, as the print system rounds it.
+constexpr PaperSize kPapers[] = {
+    {"B7", 461, 261},
+    {"w360h360", 461, 370},
+    {"w360h504", 461, 513},
+    {"w288h432", 461, 298},
+    {"w288h432-div2", 461, 586},
+    {"w432h576-div2", 461, 600},
+    {"w432h576-div4", 461, 586},
+    {"w432h432", 441, 461},
+    {"w432h576", 461, 585},
+    {"default", 200, 200},
+};
+constexpr const PaperSize& kSmallest = kPapers[0];
+
+RasterPage gradient_page(cups_page_header2_t header, unsigned seed = 1) {
+  std::mt19937 random(seed);
+  RasterPage page = blank_page(header);
+  fill_with_gradient(page, random);
+  return page;
+}
+
+RasterPage noise_page(cups_page_header2_t header, unsigned seed = 1) {
+  std::mt19937 random(seed);
+  RasterPage page = blank_page(header);
+  fill_with_noise(page, random);
+  return page;
+}
+
+cups_page_header2_t header_for(const PaperSize& paper, unsigned width, unsigned height,
+                               unsigned colors = 3, unsigned bits = 8) {
+  cups_page_header2_t header = page_header(width, height, colors, bits);
+  header.PageSize[0] = paper.width_pt;
+  header.PageSize[1] = paper.height_pt;
+  return header;
+}
+
+// A small picture on the smallest paper: the quickest page there is.
+RasterPage quick_page(unsigned seed = 1) {
+  return gradient_page(header_for(kSmallest, 50, 40), seed);
+}
+
+// ---- papers ----
+
+class EveryPaper : public ::testing::TestWithParam<PaperSize> {};
+
+TEST_P(EveryPaper, ByNamePlainInterlacedTurnedAndBoth) {
+  JobRecipe job;
+  job.choose("PageSize", GetParam().name);
+  std::vector<RasterPage> pages;
+  for (const unsigned vertical_dpi : {300U, 600U}) {
+    for (const cups_orient_t orientation : {CUPS_ORIENT_0, CUPS_ORIENT_90}) {
+      cups_page_header2_t header = page_header(37 + vertical_dpi / 30, 53);
+      header.HWResolution[1] = vertical_dpi;
+      header.Orientation = orientation;
+      pages.push_back(gradient_page(header, vertical_dpi + orientation));
+    }
+  }
+  job.input = raster_stream(pages, RasterKind::kCompressed);
+  expect_like_reference(job);
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, EveryPaper, ::testing::ValuesIn(kPapers), [](const auto& instance) {
+  std::string name = instance.param.name;
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+});
+
+TEST(Papers, EachPageOfAJobHasItsOwn) {
+  JobRecipe job;
+  std::vector<RasterPage> pages;
+  for (const PaperSize& paper : {kPapers[3], kPapers[0], kPapers[7], kPapers[9]}) {
+    pages.push_back(gradient_page(header_for(paper, 20, 30)));
+    std::swap(pages.back().header.PageSize[0], pages.back().header.PageSize[1]);
+  }
+  job.input = raster_stream(pages);
+  expect_like_reference(job);
+}
+
+TEST(Papers, TheManualChoiceIsReportedAndReplaced) {
+  JobRecipe job;
+  job.arguments.insert(job.arguments.end(), {"--paper-size", "6x8", "--paper-size", "6x4*2",
+                                             "--paper-size", "letter", "--paper-size"});
+  job.input = raster_stream({quick_page()});
+  expect_like_reference(job);
+}
+
+// ---- what the raster holds ----
+
+struct InputClass {
+  const char* name;
+  unsigned colors;
+  unsigned bits;
+};
+constexpr InputClass kInputClasses[] = {{"Rgb8", 3, 8},  {"Rgb16", 3, 16}, {"Gray8", 1, 8},
+                                        {"Gray1", 1, 1}, {"Four8", 4, 8},  {"Four16", 4, 16},
+                                        {"Rgb1", 3, 1}};
+
+class EveryInputClass : public ::testing::TestWithParam<InputClass> {};
+
+TEST_P(EveryInputClass, UnderEveryColourSpace) {
+  JobRecipe job;
+  job.choose("ColorModel", "KCMY");
+  std::vector<RasterPage> pages;
+  for (const unsigned space : {6U, 0U, 1U, 2U, 3U, 4U, 5U}) {
+    // An odd width leaves bits over in the last byte of a line.
+    cups_page_header2_t header = header_for(kSmallest, 43, 29, GetParam().colors, GetParam().bits);
+    header.cupsColorSpace = static_cast<cups_cspace_t>(space);
+    pages.push_back(noise_page(header, space));
+  }
+  job.input = raw_raster_stream(pages);
+  expect_like_reference(job);
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, EveryInputClass, ::testing::ValuesIn(kInputClasses),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+class EveryColourModel : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(EveryColourModel, ForThreeColoursAndFour) {
+  JobRecipe job;
+  job.choose("ColorModel", GetParam());
+  std::vector<RasterPage> pages;
+  for (const unsigned colors : {3U, 4U, 1U}) {
+    cups_page_header2_t header = header_for(kSmallest, 64, 64, colors);
+    header.cupsColorSpace = CUPS_CSPACE_DEVICE3;  // One that leaves the PPD's colour model alone.
+    pages.push_back(noise_page(header, colors));
+  }
+  job.input = raster_stream(pages);
+  expect_like_reference(job);
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, EveryColourModel,
+                         ::testing::Values("RGB", "Gray", "Black", "CMY", "CMYK", "KCMY", "gray",
+                                           "Grey"),
+                         [](const auto& instance) {
+                           return std::string(instance.param) == "gray" ? "LowerCaseGray"
+                                                                        : instance.param;
+                         });
+
+TEST(Streams, OfTheOtherByteOrderAreTheSameJob) {
+  JobRecipe job;
+  job.input =
+      raw_raster_stream({noise_page(header_for(kSmallest, 33, 20, 3, 16)), quick_page()}, true);
+  expect_like_reference(job);
+}
+
+TEST(Streams, OfTheFirstVersionHaveAShorterHeader) {
+  const RasterPage page = quick_page();
+  JobRecipe job;
+  const std::uint32_t sync = CUPS_RASTER_SYNCv1;
+  job.input.append(reinterpret_cast<const char*>(&sync), sizeof sync);
+  for (int i = 0; i < 2; ++i) {
+    job.input.append(reinterpret_cast<const char*>(&page.header), sizeof(cups_page_header_t));
+    job.input.append(page.pixels.begin(), page.pixels.end());
+  }
+  expect_like_reference(job);
+}
+
+// ---- sizes ----
+
+struct Size {
+  unsigned width;
+  unsigned height;
+};
+
+class EverySize : public ::testing::TestWithParam<Size> {};
+
+TEST_P(EverySize, IsFittedToThePaper) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  const RasterPage page = noise_page(page_header(GetParam().width, GetParam().height));
+  job.input = raster_stream({page}, RasterKind::kCompressed);
+  expect_like_reference(job);
+}
+
+// The target of this paper is 1548 x 1088.
+INSTANTIATE_TEST_SUITE_P(Jobs, EverySize,
+                         ::testing::Values(Size{1, 1}, Size{1, 40}, Size{40, 1}, Size{2, 2},
+                                           Size{3, 5}, Size{1548, 1088}, Size{1548, 1},
+                                           Size{1, 1088}, Size{1547, 1088}, Size{1548, 1087},
+                                           Size{1549, 1089}, Size{774, 544}, Size{3096, 2176},
+                                           Size{3001, 77}, Size{77, 3001}, Size{6000, 1700}),
+                         [](const auto& instance) {
+                           return std::to_string(instance.param.width) + "x" +
+                                  std::to_string(instance.param.height);
+                         });
+
+TEST(Sizes, AnInterlacedPageOfFullHeightIsNotResized) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  cups_page_header2_t header = page_header(1548, 2176);
+  header.HWResolution[1] = 600;
+  job.input = raster_stream({gradient_page(header)});
+  expect_like_reference(job);
+}
+
+TEST(Sizes, ATurnedPageOfTheTurnedTargetIsNotResized) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  cups_page_header2_t header = page_header(1088, 1548);
+  header.Orientation = CUPS_ORIENT_270;
+  job.input = raster_stream({gradient_page(header)}, RasterKind::kCompressed);
+  expect_like_reference(job);
+}
+
+TEST(Sizes, APictureOfTheEffectiveAreaIsStillResizedToTheTarget) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  job.input = raster_stream({gradient_page(page_header(1800, 1053))});
+  expect_like_reference(job);
+}
+
+// ---- bleeds ----
+
+class EveryBleed : public ::testing::TestWithParam<std::vector<std::string>> {};
+
+TEST_P(EveryBleed, PlacesThePicture) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  job.choose("BleedA", "0.5");
+  job.choose("BleedRight", "-1");
+  job.arguments.insert(job.arguments.end(), GetParam().begin(), GetParam().end());
+  cups_page_header2_t interlaced = page_header(50, 60);
+  interlaced.HWResolution[1] = 600;
+  job.input = raster_stream({gradient_page(page_header(50, 60)), gradient_page(interlaced)});
+  expect_like_reference(job);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Jobs, EveryBleed,
+    ::testing::Values(std::vector<std::string>{}, std::vector<std::string>{"BleedTop=-100"},
+                      std::vector<std::string>{"BleedTop=-1", "BleedB=-.5", "BleedC=3.25mm",
+                                               "BleedD=x"},
+                      // Bleeds that leave one column, one row, nothing, and that leave the canvas.
+                      std::vector<std::string>{"BleedLeft=80", "BleedRight=72.6"},
+                      std::vector<std::string>{"BleedTop=50", "BleedBottom=50"},
+                      std::vector<std::string>{"BleedTop=92.03", "BleedLeft=162.5"},
+                      std::vector<std::string>{"BleedTop=1e30", "BleedLeft=1e300",
+                                               "BleedRight=-1e30", "BleedBottom=nan"},
+                      std::vector<std::string>{"BleedLeft=181813000000", "BleedA=inf"}));
+
+TEST(Bleeds, APictureOfJustTheRoomIsCopied) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  // 1920 less the target's 1548 is 372, half of it a side: 136 px (11.5 mm) beyond the paper's 50
+  // and 116 px (9.8 mm) beyond its 70. Top and bottom are taken away.
+  job.arguments.insert(job.arguments.end(),
+                       {"BleedLeft=11.5", "BleedRight=9.8", "BleedA=-9", "BleedB=-9"});
+  job.input = raster_stream({gradient_page(page_header(1548, 1088))});
+  expect_like_reference(job);
+}
+
+// ---- tone ----
+
+using Choices = std::vector<std::pair<std::string, std::string>>;
+
+class EveryTone : public ::testing::TestWithParam<Choices> {};
+
+TEST_P(EveryTone, ChangesThePicture) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  for (const auto& [keyword, choice] : GetParam()) {
+    job.choose(keyword, choice);
+  }
+  job.input = raster_stream({noise_page(page_header(1548, 1088))});
+  expect_like_reference(job);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Jobs, EveryTone,
+    ::testing::Values(Choices{{"StpBrightness", "150"}, {"StpContrast", "-200"}},
+                      Choices{{"StpBrightness", "-2500"}, {"StpGamma", "500"}},
+                      Choices{{"StpBrightness", "-1500"},
+                              {"StpCyanGamma", "2200"},
+                              {"StpMagentaGamma", "0"},
+                              {"StpYellowGamma", "-700"}},
+                      Choices{{"StpGamma", "0"}, {"StpSaturation", "300"}},
+                      Choices{{"StpSaturation", "450"}}, Choices{{"StpSaturation", "-1000"}},
+                      Choices{{"StpColorCorrection", "Bright"}, {"StpLinearContrast", "True"}},
+                      Choices{{"StpColorCorrection", "Accurate"}, {"StpLegacyDyesubGamma", "True"}},
+                      Choices{{"StpColorCorrection", "Hue"},
+                              {"StpCyanBalance", "900"},
+                              {"StpMagentaBalance", "-100"},
+                              {"StpYellowBalance", "1100"}},
+                      Choices{{"StpColorCorrection", "Desaturated"}, {"StpContrast", "700"}},
+                      Choices{{"StpLegacyDyesubGamma", "True"}, {"StpSaturation", "200"}},
+                      Choices{{"StpBrightness", "2147483648"},
+                              {"StpContrast", "-99999999999"},
+                              {"StpSaturation", "1e9"},
+                              {"StpCyanBalance", "4000000000"}},
+                      Choices{{"StpBrightness", "40"},
+                              {"StpContrast", "60"},
+                              {"StpSaturation", "80"},
+                              {"StpGamma", "1100"},
+                              {"StpCyanGamma", "950"},
+                              {"StpMagentaGamma", "1050"},
+                              {"StpYellowGamma", "980"},
+                              {"StpCyanBalance", "990"},
+                              {"StpMagentaBalance", "1010"},
+                              {"StpYellowBalance", "1020"},
+                              {"StpColorCorrection", "Hue"},
+                              {"StpLinearContrast", "True"},
+                              {"StpLegacyDyesubGamma", "True"}}));
+
+// ---- profiles ----
+
+std::map<std::string, std::string> profile_files() {
+  return {{"rgb.icc", rgb_matrix_profile()},    {"cmyk.icm", cmyk_table_profile()},
+          {"gray.icc", gray_profile()},         {"lab.icc", lab_profile()},
+          {"hollow.icc", hollow_rgb_profile()}, {"broken.icc", "no profile"}};
+}
+
+class EveryProfile : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(EveryProfile, AsTargetUnderEveryIntent) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  job.files = profile_files();
+  const std::string intents[] = {"Perceptual", "Relative", "Saturation", "Absolute", "relative"};
+  // One intent for each profile is enough for most; the profile with tables has them all.
+  const bool all = std::string(GetParam()) == "cmyk";
+  for (const std::string& intent : intents) {
+    JobRecipe one = job;
+    one.arguments.insert(one.arguments.end(),
+                         {"--icc-profile", GetParam(), "--icc-intent", intent});
+    one.input = raster_stream({gradient_page(page_header(1548, 1088), 5)});
+    expect_like_reference(one);
+    if (!all) {
+      break;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, EveryProfile,
+                         ::testing::Values("rgb", "cmyk", "gray", "lab", "hollow", "broken",
+                                           "missing"));
+
+TEST(Profiles, LiveOverThePagesOfAJob) {
+  JobRecipe job;
+  job.files = profile_files();
+  job.choose("PageSize", "B7");
+  job.choose("ColorBase", "Vivid");
+  job.arguments.push_back("ICCProfile=x ICCPROFILE (cmyk.icm) y");
+  job.arguments.push_back("StpSaturation=150");
+  job.input = raster_stream({noise_page(page_header(1548, 1088)), quick_page(2), quick_page(3)});
+  expect_like_reference(job);
+}
+
+TEST(Profiles, APpdDefaultOfNoneStillConverts) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  job.choose("ICCProfile", "None");
+  job.input = raster_stream({quick_page()});
+  expect_like_reference(job);
+}
+
+TEST(Profiles, ASolidPageShowsNoChangeAtItsCentre) {
+  JobRecipe job;
+  job.files = profile_files();
+  job.choose("PageSize", "B7");
+  job.arguments.insert(job.arguments.end(), {"--icc-profile", "./nowhere/../rgb.icc"});
+  job.arguments[5] = "number-up=1 ICCProfile=AdobeRGB ICCProfile=sRGB";
+  RasterPage white = blank_page(page_header(30, 30));
+  std::fill(white.pixels.begin(), white.pixels.end(), std::uint8_t{255});
+  job.input = raster_stream({white});
+  expect_like_reference(job);
+}
+
+// ---- copies, pages, pairs ----
+
+class EveryCopyCount : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(EveryCopyCount, PrintsEachPageThatOften) {
+  for (const RasterKind kind : {RasterKind::kUncompressed, RasterKind::kCompressed}) {
+    JobRecipe job;
+    job.choose("PageSize", "B7");
+    job.arguments.insert(job.arguments.end(), {"--copies", GetParam()});
+    RasterPage second = quick_page(2);
+    second.header.NumCopies = 4;
+    job.input = raster_stream({quick_page(1), second}, kind);
+    expect_like_reference(job);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, EveryCopyCount,
+                         ::testing::Values("3", "1", "0", "-2147483649", "many", "2 or so"));
+
+TEST(Copies, ThatTheFirstHeaderAsksForAreNotTaken) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  RasterPage page = quick_page();
+  page.header.NumCopies = 4294967295U;
+  job.input = raster_stream({page, quick_page(2)});
+  expect_like_reference(job);
+}
+
+TEST(Copies, OfAPageThatIsCutFailAtTheSameLine) {
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
+  job.input = raster_stream({quick_page(1), quick_page(2)});
+  job.input.resize(job.input.size() - 1000);
+  expect_like_reference(job);
+}
+
+class EveryRibbon : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(EveryRibbon, DecidesWhetherPagesArePaired) {
+  JobRecipe job;
+  job.ribbon = GetParam();
+  job.choose("PageSize", "w288h432");
+  std::vector<RasterPage> pages;
+  for (unsigned i = 0; i < 3; ++i) {
+    pages.push_back(gradient_page(page_header(60, 50), i));
+  }
+  job.input = raster_stream(pages);
+  expect_like_reference(job);
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, EveryRibbon, ::testing::Values("6x8", "6x4", "6X8", "6x8 "),
+                         [](const auto& instance) {
+                           return "Number" + std::to_string(instance.index);
+                         });
+
+TEST(TwoUp, PairsTwoPagesOnOneSheet) {
+  JobRecipe job;
+  job.ribbon = "6x8";
+  job.choose("StpLaminate", "Matte");
+  job.input = raster_stream(
+      {gradient_page(page_header(60, 50), 1), gradient_page(page_header(1844, 1240), 2)});
+  expect_like_reference(job);
+}
+
+TEST(TwoUp, PairsCopiesAsTheyCome) {
+  JobRecipe job;
+  job.ribbon = "6x8";
+  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
+  job.input =
+      raster_stream({gradient_page(page_header(60, 50), 1), gradient_page(page_header(61, 50), 2)});
+  expect_like_reference(job);
+}
+
+TEST(TwoUp, LaysOutBothByTheFirstPagesSize) {
+  JobRecipe job;
+  job.ribbon = "6x8";
+  cups_page_header2_t interlaced = page_header(60, 50);
+  interlaced.HWResolution[1] = 600;
+  // A short page under a tall one, and a tall one under a short one.
+  job.input =
+      raster_stream({gradient_page(interlaced, 1), gradient_page(page_header(60, 50), 2),
+                     gradient_page(header_for(kPapers[3], 40, 40), 3), gradient_page(interlaced, 4),
+                     gradient_page(header_for(kPapers[8], 40, 40), 5), quick_page(6)});
+  expect_like_reference(job);
+}
+
+TEST(TwoUp, AFailedPageLeavesTheOrderOfTheOthers) {
+  JobRecipe job;
+  job.ribbon = "6x8";
+  RasterPage empty = blank_page(page_header(60, 50));
+  empty.header.cupsWidth = 0;
+  job.input = raw_raster_stream({gradient_page(page_header(60, 50), 1), empty,
+                                 gradient_page(page_header(60, 50), 3),
+                                 gradient_page(page_header(60, 50), 4)});
+  expect_like_reference(job);
+}
+
+TEST(TwoUp, IsDecidedByTheFirstPageAlone) {
+  JobRecipe job;
+  job.ribbon = "6x8";
+  job.input = raster_stream({quick_page(1), gradient_page(page_header(60, 50), 2)});
+  expect_like_reference(job);
+}
+
+// ---- headers that lie ----
+
+class EveryLie : public ::testing::TestWithParam<void (*)(RasterPage&)> {};
+
+TEST_P(EveryLie, IsAnsweredAndTheNextPagePrinted) {
+  RasterPage page = noise_page(header_for(kSmallest, 50, 40));
+  GetParam()(page);
+  JobRecipe job;
+  job.input = raw_raster_stream({page, quick_page(2)});
+  expect_like_reference(job);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Jobs, EveryLie,
+    ::testing::Values(
+        // Lines too short for their pixels: the rest counts as zero.
+        [](RasterPage& p) {
+          p.header.cupsBytesPerLine = 75;
+          p.pixels.resize(std::size_t{75} * 40);
+        },
+        // A line of one pixel of three.
+        [](RasterPage& p) {
+          p.header.cupsBytesPerLine = 3;
+          p.pixels.resize(std::size_t{3} * 40);
+        },
+        // Lines longer than their pixels.
+        [](RasterPage& p) {
+          p.header.cupsBytesPerLine = 300;
+          p.pixels.resize(std::size_t{300} * 40, 9);
+        },
+        [](RasterPage& p) { p.header.cupsWidth = 0; },
+        [](RasterPage& p) { p.header.cupsWidth = 200000; },
+        // Planes beyond all measure, which are not even asked for.
+        [](RasterPage& p) { p.header.cupsWidth = (1U << 29) / 40 + 1; },
+        [](RasterPage& p) { p.header.cupsWidth = 0xFFFFFFFFU; },
+        // Colours that are not counted, or counted wrong.
+        [](RasterPage& p) { p.header.cupsNumColors = 0; },
+        [](RasterPage& p) { p.header.cupsNumColors = 4; },
+        [](RasterPage& p) { p.header.cupsNumColors = 1; },
+        [](RasterPage& p) { p.header.cupsNumColors = 15; },
+        [](RasterPage& p) { p.header.cupsBitsPerColor = 16; },
+        [](RasterPage& p) { p.header.cupsBitsPerColor = 1; },
+        [](RasterPage& p) { p.header.cupsBitsPerPixel = 240; },
+        // Orders this filter does not know: planes one behind the other, bands side by side.
+        [](RasterPage& p) {
+          p.header.cupsColorOrder = CUPS_ORDER_PLANAR;
+          p.pixels.resize(p.pixels.size() * 3, 77);
+        },
+        [](RasterPage& p) { p.header.cupsColorOrder = CUPS_ORDER_BANDED; },
+        [](RasterPage& p) {
+          p.header.cupsColorOrder = static_cast<cups_order_t>(99);
+          p.header.cupsColorSpace = static_cast<cups_cspace_t>(-1);
+          p.header.Orientation = static_cast<cups_orient_t>(77);
+          p.header.cupsCompression = 4000000000U;
+        },
+        // Resolutions of nothing.
+        [](RasterPage& p) { p.header.HWResolution[0] = p.header.HWResolution[1] = 0; },
+        [](RasterPage& p) { p.header.HWResolution[1] = 0; },
+        [](RasterPage& p) { p.header.HWResolution[0] = p.header.HWResolution[1] = 4294967295U; },
+        // Strings without an end, and with what the print system would obey.
+        [](RasterPage& p) {
+          std::memset(p.header.MediaClass, 'M', sizeof p.header.MediaClass);
+          std::strcpy(p.header.MediaColor, "white\nPAGE: 1 999\r");
+          std::strcpy(p.header.OutputType, "\nERROR: gone");
+        },
+        [](RasterPage& p) {
+          p.header.PageSize[0] = 4294967295U;
+          p.header.NumCopies = 2147483648U;
+          p.header.Duplex = static_cast<cups_bool_t>(7);
+          p.header.MediaWeight = 230;
+          p.header.cupsBorderlessScalingFactor = -1.25F;
+        }),
+    [](const auto& instance) { return "Number" + std::to_string(instance.index); });
+
+TEST(Headers, ARefusedOneEndsTheJobWithAWord) {
+  for (void (*lie)(cups_page_header2_t&) : {+[](cups_page_header2_t& h) { h.cupsBitsPerPixel = 0; },
+                                            +[](cups_page_header2_t& h) { h.cupsBytesPerLine = 0; },
+                                            +[](cups_page_header2_t& h) { h.cupsHeight = 0; }}) {
+    RasterPage wrong = quick_page(2);
+    lie(wrong.header);
+    JobRecipe job;
+    job.input = raw_raster_stream({quick_page(1), wrong, quick_page(3)});
+    expect_like_reference(job);
+    // In front of everything, and behind everything, too.
+    job.input = raw_raster_stream({wrong});
+    expect_like_reference(job);
+    job.input = raster_stream({quick_page(1)}, RasterKind::kCompressed);
+    job.input += raw_page(wrong).substr(0, sizeof(cups_page_header2_t));
+    expect_like_reference(job);
+  }
+}
+
+// ---- streams that end too soon ----
+
+class EveryCut : public ::testing::TestWithParam<int> {};
+
+// Two pages, 50 x 40 pixels of three bytes: where the second begins and every kind of place is
+// known.
+constexpr std::size_t kHeader = sizeof(cups_page_header2_t);
+constexpr std::size_t kLine = 150;
+constexpr std::size_t kSecond = 4 + kHeader + 40 * kLine;
+constexpr std::size_t kCuts[] = {
+    0,                                  // nothing at all
+    2,                                  // inside the opening four bytes
+    4,                                  // no page
+    5,                                  // the first byte of a header
+    4 + kHeader - 1,                    // a header short of one byte
+    4 + kHeader,                        // no line
+    4 + kHeader + 1,                    // inside the first line
+    4 + kHeader + kLine,                // after the first line
+    4 + kHeader + 17 * kLine + 149,     // inside a line
+    4 + kHeader + 20 * kLine,           // between lines
+    kSecond - 1,                        // inside the last line
+    kSecond,                            // between the pages
+    kSecond + 100,                      // inside the second header
+    kSecond + kHeader,                  // before the second page's lines
+    kSecond + kHeader + 39 * kLine,     // before its last line
+    kSecond + kHeader + 40 * kLine - 1  // inside it
+};
+
+TEST_P(EveryCut, FailsThePageItIsIn) {
+  JobRecipe job;
+  job.input = raster_stream({quick_page(1), quick_page(2)})
+                  .substr(0, kCuts[static_cast<std::size_t>(GetParam())]);
+  expect_like_reference(job);
+}
+
+TEST_P(EveryCut, FailsThePageItIsInWithManyCopies) {
+  JobRecipe job;
+  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
+  job.input = raster_stream({quick_page(1), quick_page(2)})
+                  .substr(0, kCuts[static_cast<std::size_t>(GetParam())]);
+  expect_like_reference(job);
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, EveryCut, ::testing::Range(0, static_cast<int>(std::size(kCuts))));
+
+TEST(Cuts, OfACompressedStreamFailThePageTheyAreIn) {
+  const std::string whole = raster_stream({quick_page(1), quick_page(2)}, RasterKind::kCompressed);
+  std::mt19937 random(11);
+  for (int i = 0; i < 8; ++i) {
+    JobRecipe job;
+    job.input = whole.substr(0, random() % whole.size());
+    expect_like_reference(job);
+  }
+}
+
+TEST(Cuts, InsideAnUnsupportedPageComeAfterItsMessages) {
+  JobRecipe job;
+  const RasterPage page = noise_page(header_for(kSmallest, 50, 40, 2));
+  job.input = raw_raster_stream({page});
+  job.input.resize(job.input.size() - 1234);
+  expect_like_reference(job);
+}
+
+TEST(Cuts, InsideAWideRasterNameTheVeryLine) {
+  // Many lines fit into one read of the filter's: the count must not suffer from that.
+  const RasterPage page = noise_page(header_for(kSmallest, 1548, 1088));
+  const std::string whole = raster_stream({page});
+  for (const std::size_t line : {13U, 14U, 500U, 1087U}) {
+    JobRecipe job;
+    job.input = whole.substr(0, 4 + kHeader + line * 3 * 1548 + 5);
+    expect_like_reference(job);
+  }
+}
+
+TEST(Input, ThatIsNoRasterAtAll) {
+  for (const char* text : {"%PDF-1.4 and so on", "RaS", "RaS4xxxxxxxxxxxxxxxxxxxx", "\n"}) {
+    JobRecipe job;
+    job.input = text;
+    expect_like_reference(job);
+  }
+}
+
+// ---- texts from outside ----
+
+TEST(Texts, NeverStartALineOfTheirOwn) {
+  JobRecipe job;
+  job.arguments = {"K905\nPAGE: 1 1", "1\r\n",         "me\nERROR: no", "a\rb",  "1",
+                   "x\nATTR: y",      "--color-model", "CMY\nSTATE: -", "k=\nv", "ICCProfile=\nq"};
+  job.choose("PageSize", "B7");
+  cups_page_header2_t header = page_header(20, 20);
+  header.cupsColorSpace = CUPS_CSPACE_DEVICE1;
+  job.input = raster_stream({gradient_page(header)});
+  expect_like_reference(job);
+}
+
+TEST(Texts, AreCutToTheLineThePrintSystemTakes) {
+  JobRecipe job;
+  job.max_message = 70;
+  job.arguments[3] = std::string(5000, 't');
+  job.arguments[5] = "ICCProfile=" + std::string(300, 'p') + " " + std::string(3000, 'o');
+  job.input = raster_stream({quick_page()});
+  expect_like_reference(job);
+}
+
+TEST(Texts, OfAnyLengthAreLoggedWhole) {
+  JobRecipe job;
+  job.arguments[3] = std::string(9000, 't');
+  job.arguments[5] = std::string(9000, 'o');
+  job.arguments.push_back("--image-type");
+  job.arguments.push_back(std::string(6000, 'i'));
+  job.arguments.push_back("Resolution=" + std::string(6000, 'r') + "300x600dpi");
+  job.arguments.push_back("StpLaminate=Matte" + std::string(14, ' ') + "and more");
+  job.input = raster_stream({quick_page()});
+  expect_like_reference(job);
+}
+
+TEST(Texts, AnInfoArgumentThatIsNotTheFirstIsPassedOver) {
+  JobRecipe job;
+  job.arguments = {"K905", "x", "--info", "--nonsense", "=", "="};
+  job.input = raster_stream({quick_page()});
+  expect_like_reference(job);
+}
+
+TEST(Ppd, EveryOptionIsListedAndTheKnownOnesApplied) {
+  JobRecipe job;
+  job.ppd->product = std::nullopt;
+  job.ppd->groups = {{"General", {{"PageSize", "B7"}, {"PageRegion", "B7"}, {"Duplex", "None"}}},
+                     {"Extra",
+                      {{"Resolution", "300x600dpi"},
+                       {"StpLaminate", "Matte"},
+                       {"StpNoCutWaste", "True"},
+                       {"StpiShrinkOutput", "Crop"},
+                       {"StpImageType", "Text"},
+                       {"StpColorPrecision", "Best"},
+                       {"StpBrightness", "None"},
+                       {"StpGamma", "None"},
+                       {"StpCyanGamma", "None"},
+                       {"StpYellowBalance", "None"},
+                       {"StpLinearContrast", "true"},
+                       {"ColorBase", "vivid"}}}};
+  job.input = raster_stream({quick_page()});
+  expect_like_reference(job);
+}
+
+}  // namespace
