@@ -1,0 +1,117 @@
+#include "companions/sim/dialogue.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "companions/stream/stream_dump.h"
+#include "tests/support/wire_stream.h"
+
+namespace {
+
+// A client and what the printer made of its words.
+class Heard {
+ public:
+  Heard()
+      : dialogue_({.question = [this](const auto& group,
+                                      const auto& name) { events.push_back(group + "/" + name); },
+                   .sheet =
+                       [this](Sheet&& sheet) {
+                         events.push_back("sheet " + std::to_string(sheet.width) + "x" +
+                                          std::to_string(sheet.height));
+                       },
+                   .nonsense =
+                       [this](const StreamError& error) {
+                         events.push_back("nonsense at " + std::to_string(error.offset));
+                       }}) {}
+
+  Heard& say(const std::string& bytes, std::size_t piece = 1U << 20) {
+    for (std::size_t at = 0; at < bytes.size(); at += piece) {
+      const std::string part = bytes.substr(at, piece);
+      dialogue_.hear(reinterpret_cast<const std::uint8_t*>(part.data()), part.size());
+    }
+    return *this;
+  }
+  Heard& leave() {
+    dialogue_.end();
+    return *this;
+  }
+  [[nodiscard]] bool inside_sheet() const { return dialogue_.inside_sheet(); }
+
+  std::vector<std::string> events;
+
+ private:
+  Dialogue dialogue_;
+};
+
+using Events = std::vector<std::string>;
+
+const std::string kBlanks = "        ";
+
+std::string question(const std::string& group, const std::string& name) {
+  return wire_command(group, name, kBlanks);
+}
+
+TEST(Dialogue, QuestionsAndSheetsAreToldApart) {
+  const std::string talk = question("STATUS", "") + wire_sheet({}) + question("INFO", "MQTY") +
+                           wire_sheet({}) + question("TBL_RD", "Version");
+  EXPECT_EQ(Heard().say(talk).leave().events,
+            (Events{"STATUS/", "sheet 3x2", "INFO/MQTY", "sheet 3x2", "TBL_RD/Version"}));
+}
+
+TEST(Dialogue, PiecesOfAnySizeMakeNoDifference) {
+  const std::string talk = question("STATUS", "") + wire_sheet({}) + question("INFO", "MQTY");
+  for (const std::size_t piece : {1, 2, 3, 31, 32, 33, 1000}) {
+    EXPECT_EQ(Heard().say(talk, piece).leave().events,
+              (Events{"STATUS/", "sheet 3x2", "INFO/MQTY"}))
+        << piece;
+  }
+}
+
+TEST(Dialogue, PixelsThatLookLikeAQuestionAreNone) {
+  // The pixels are exactly the bytes of a question.
+  const std::string words = question("STATUS", "");
+  WireSheet sheet{.width = 32, .height = 1};
+  for (auto& plane : sheet.plane) {
+    plane.assign(words.begin(), words.end());
+  }
+  EXPECT_EQ(Heard().say(wire_sheet(sheet)).leave().events, Events{"sheet 32x1"});
+}
+
+TEST(Dialogue, QuestionBetweenTheBlocksOfASheetIsAnswered) {
+  const std::string sheet = wire_sheet({});
+  // A block, an image of 1088 + 6 bytes; then M's.
+  const std::size_t first_plane = 32 + 1094;
+  Heard heard;
+  heard.say(sheet.substr(0, first_plane)).say(question("STATUS", ""));
+  EXPECT_TRUE(heard.inside_sheet());
+  heard.say(sheet.substr(first_plane)).leave();
+  EXPECT_FALSE(heard.inside_sheet());
+  EXPECT_EQ(heard.events, (Events{"STATUS/", "sheet 3x2"}));
+}
+
+TEST(Dialogue, NonsenseIsReportedOnceAndMakesThePrinterDeaf) {
+  Heard heard;
+  heard.say("Hello, is this the printer? I'd like to have my holiday photographs, please.")
+      .say(wire_sheet({}))
+      .leave();
+  EXPECT_EQ(heard.events, Events{"nonsense at 0"});
+}
+
+TEST(Dialogue, ClientThatLeavesInsideASheetIsReported) {
+  const std::string sheet = wire_sheet({});
+  for (const std::size_t kept :
+       {std::size_t{1}, std::size_t{31}, std::size_t{32}, std::size_t{500}, sheet.size() - 1}) {
+    const Events events = Heard().say(sheet.substr(0, kept)).leave().events;
+    ASSERT_EQ(events.size(), 1U) << kept;
+    EXPECT_TRUE(events[0].starts_with("nonsense at ")) << kept;
+  }
+}
+
+TEST(Dialogue, ClientThatLeavesBetweenSheetsIsFine) {
+  EXPECT_EQ(Heard().leave().events, Events{});
+  EXPECT_EQ(Heard().say(wire_sheet({})).leave().events, Events{"sheet 3x2"});
+}
+
+}  // namespace

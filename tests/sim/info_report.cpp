@@ -1,0 +1,45 @@
+#include "tests/sim/info_report.h"
+
+#include <utility>
+
+// Worked out by hand from the simulator's first state: 400 of 400 prints left, which a K905 counts
+// as 450, 1234 prints made, 56 of them matte, two free buffers.
+std::string expected_report(const std::map<std::string, std::string>& otherwise) {
+  const std::pair<const char*, const char*> lines[] = {
+      {"Version", "v1.0"},
+      {"PrintStatus", "Idling (0)"},
+      {"PrintVersion", "K905 1.00"},
+      {"PrintMediaInfo", "6x8"},
+      {"PrintHorResolution", "0300"},
+      {"PrintVerResolution", "0300"},
+      {"PrintFreeBuff", "FBP02 (2)"},
+      {"PrintInitMediaCount", "MQD 0400 (400)"},
+      {"PrintRemainQuantity", "MQT 0450 (400)"},
+      {"PrintSerialNO", "SIM00000001"},
+      {"PrintVolumeLifeCounter", "CL0001234 (1234)"},
+      {"PrintHalfSizeMediaCounter", " (-1)"},
+      {"PrintVolumeMatteCounter", "CMT 0000056 (56)"},
+      {"PrintColorControlDataVersion", "1.00"},
+      {"PrintColorControlDataChecksum", "A5C3"},
+      {"ActPrintVersion", "K905"},
+      {"ActPrintMediaInfo", "6x8"},
+      {"ActPrintResolution", "300x300"},
+  };
+  std::string report;
+  for (const auto& [key, usual] : lines) {
+    const auto other = otherwise.find(key);
+    report +=
+        std::string(key) + " = " + (other == otherwise.end() ? usual : other->second) + "\r\n";
+  }
+  return report;
+}
+
+ChildResult run_filter(const std::vector<std::string>& arguments) {
+  ChildSetup setup;
+  setup.program = filter_program();
+  setup.arguments = {"rastertok905"};
+  setup.arguments.insert(setup.arguments.end(), arguments.begin(), arguments.end());
+  setup.environment = {{"PPD", "/nonexistent/queue.ppd"}};
+  setup.time_limit = std::chrono::seconds(120);
+  return run_child(setup);
+}

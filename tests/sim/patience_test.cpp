@@ -1,0 +1,90 @@
+// Printers that answer nothing, or not enough: the filter waits for every question and still
+// reports.
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "tests/sim/info_report.h"
+#include "tests/support/simulated_printer.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+struct Asked {
+  ChildResult child;
+  milliseconds took{0};
+};
+
+Asked ask(const std::vector<std::string>& arguments) {
+  const SimulatedPrinter printer(arguments);
+  const auto begin = std::chrono::steady_clock::now();
+  Asked asked;
+  asked.child = run_filter({"--info", printer.path()});
+  asked.took = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);
+  return asked;
+}
+
+TEST(InfoPatience, SilentPrinterCostsThirtySevenAndAHalfSecondsAndGivesAnEmptyReport) {
+  const Asked asked = ask({"--fault", "silent"});
+  EXPECT_EQ(asked.child.status, 0);
+  EXPECT_EQ(asked.child.output,
+            "Version = v1.0\r\n"
+            "PrintStatus =  (-1)\r\n"
+            "PrintVersion = \r\n"
+            "PrintMediaInfo = \r\n"
+            "PrintHorResolution = \r\n"
+            "PrintVerResolution = \r\n"
+            "PrintFreeBuff =  (-1)\r\n"
+            "PrintInitMediaCount =  (-1)\r\n"
+            "PrintRemainQuantity =  (-1)\r\n"
+            "PrintSerialNO = \r\n"
+            "PrintVolumeLifeCounter =  (-1)\r\n"
+            "PrintHalfSizeMediaCounter =  (-1)\r\n"
+            "PrintVolumeMatteCounter =  (-1)\r\n"
+            "PrintColorControlDataVersion = \r\n"
+            "PrintColorControlDataChecksum = \r\n"
+            "ActPrintVersion = \r\n"
+            "ActPrintMediaInfo = \r\n"
+            "ActPrintResolution = \r\n");
+  // Twelve times three seconds and once one and a half.
+  EXPECT_GE(asked.took, milliseconds(37500));
+  EXPECT_LT(asked.took, milliseconds(45000));
+}
+
+TEST(InfoPatience, PrinterThatCutsEveryAnswerIsTakenAsFarAsItCame) {
+  // The first half of each answer, the smaller one where the number of characters is odd.
+  const Asked asked = ask({"--fault", "cut"});
+  EXPECT_EQ(asked.child.output,
+            "Version = v1.0\r\n"
+            "PrintStatus =  (-1)\r\n"
+            "PrintVersion = K905\r\n"
+            "PrintMediaInfo = 6\r\n"
+            "PrintHorResolution = 03\r\n"
+            "PrintVerResolution = 03\r\n"
+            "PrintFreeBuff = FB (-1)\r\n"
+            "PrintInitMediaCount = MQD (-1)\r\n"
+            "PrintRemainQuantity = MQT (-1)\r\n"
+            "PrintSerialNO = SIM00\r\n"
+            "PrintVolumeLifeCounter = CL00 (-1)\r\n"
+            "PrintHalfSizeMediaCounter =  (-1)\r\n"
+            "PrintVolumeMatteCounter = CMT 0 (-1)\r\n"
+            "PrintColorControlDataVersion = 1.\r\n"
+            "PrintColorControlDataChecksum = A5\r\n"
+            "ActPrintVersion = \r\n"
+            "ActPrintMediaInfo = \r\n"
+            "ActPrintResolution = \r\n");
+  EXPECT_GE(asked.took, milliseconds(37500));
+}
+
+TEST(InfoPatience, FreeBuffersOfAnRv40AreWaitedForTwelveSeconds) {
+  const Asked asked = ask({"--model", "RV-40", "--fault", "silent", "--fault-on", "FREE_PBUFFER"});
+  EXPECT_EQ(asked.child.output, expected_report({{"PrintVersion", "RV-40 1.00"},
+                                                 {"PrintFreeBuff", " (-1)"},
+                                                 {"PrintRemainQuantity", "MQT 0400 (400)"},
+                                                 {"PrintHalfSizeMediaCounter", "RQT 0000 (0)"},
+                                                 {"ActPrintVersion", "RV-40"}}));
+  EXPECT_GE(asked.took, milliseconds(12000));
+}
+
+}  // namespace

@@ -1,0 +1,286 @@
+// The built simulator takes sheets: on its terminal, over the network, to the last piece of paper.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+
+#include "companions/pictures/read_picture.h"
+#include "tests/sim/info_report.h"
+#include "tests/support/child_process.h"
+#include "tests/support/raster_builder.h"
+#include "tests/support/simulated_printer.h"
+#include "tests/support/wire_stream.h"
+
+namespace {
+
+std::string ask(const SimulatedPrinter& printer) {
+  return run_filter({"--info", printer.path()}).output;
+}
+
+// The state after `sheets` glossy sheets.
+std::map<std::string, std::string> after(int sheets) {
+  const auto digits = [](int number) {
+    std::string text = std::to_string(number);
+    return std::string(4 - text.size(), '0') + text;
+  };
+  return {{"PrintRemainQuantity",
+           "MQT " + digits(450 - sheets) + " (" + std::to_string(400 - sheets) + ")"},
+          {"PrintVolumeLifeCounter",
+           "CL000" + digits(1234 + sheets) + " (" + std::to_string(1234 + sheets) + ")"}};
+}
+
+int connect_to(const std::string& listening_line) {
+  const std::string port = listening_line.substr(listening_line.rfind(':') + 1);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(port)));
+  const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  EXPECT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  return client;
+}
+
+void send_all(int client, const std::string& bytes) {
+  ASSERT_EQ(send(client, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+}
+
+// Everything until the printer closes the line.
+std::string hear_all(int client) {
+  std::string heard;
+  char bytes[1024];
+  for (ssize_t got = 0; (got = recv(client, bytes, sizeof bytes, 0)) > 0;) {
+    heard.append(bytes, static_cast<std::size_t>(got));
+  }
+  return heard;
+}
+
+const std::string kStatusQuestion = wire_command("STATUS", "", "        ");
+
+TEST(Simulator, FirstLineIsATerminalInRawMode) {
+  const SimulatedPrinter printer;
+  ASSERT_TRUE(printer.path().starts_with("/dev/pts/")) << printer.path();
+  const int terminal = open(printer.path().c_str(), O_RDWR | O_NOCTTY);
+  ASSERT_GE(terminal, 0);
+  termios mode{};
+  ASSERT_EQ(tcgetattr(terminal, &mode), 0);
+  EXPECT_EQ(mode.c_lflag & (ECHO | ICANON | ISIG), 0U);
+  EXPECT_EQ(mode.c_iflag & (ICRNL | IXON), 0U);
+  EXPECT_EQ(mode.c_oflag & OPOST, 0U);
+  close(terminal);
+}
+
+TEST(Simulator, InterruptAndTerminationEndItCleanly) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    SimulatedPrinter printer;
+    EXPECT_EQ(printer.end(signal), 0);
+  }
+}
+
+TEST(Simulator, SheetIsToldCountedAndKeptAsTheCustomerHoldsIt) {
+  const ScratchFolder folder;
+  SimulatedPrinter printer({"--sheets", folder.path() + "/prints"});
+  ASSERT_TRUE(printer.send(wire_sheet({})));
+  const std::string file = folder.path() + "/prints/sheet-0001.png";
+  EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, " + file + ", 399 left");
+  std::string error;
+  const std::optional<Picture> picture = read_picture(file, error);
+  ASSERT_TRUE(picture) << error;
+  // The sheet's planes are 1 to 6, 11 to 16 and 21 to 26, left and right exchanged.
+  EXPECT_EQ(picture->width, 3U);
+  EXPECT_EQ(picture->bytes, (std::vector<std::uint8_t>{3, 13, 23, 2, 12, 22, 1, 11, 21,  //
+                                                       6, 16, 26, 5, 15, 25, 4, 14, 24}));
+  EXPECT_EQ(ask(printer), expected_report(after(1)));
+}
+
+TEST(Simulator, PicturesOfEarlierRunsAreKept) {
+  const ScratchFolder folder;
+  folder.write("sheet-0001.png", "mine");
+  SimulatedPrinter printer({"--sheets", folder.path()});
+  ASSERT_TRUE(printer.send(wire_sheet({}) + wire_sheet({})));
+  EXPECT_EQ(printer.next_line(),
+            "sheet 1: 3x2, glossy, cutter 0, " + folder.path() + "/sheet-0002.png, 399 left");
+  EXPECT_EQ(printer.next_line(),
+            "sheet 2: 3x2, glossy, cutter 0, " + folder.path() + "/sheet-0003.png, 398 left");
+  EXPECT_EQ(folder.read("sheet-0001.png"), "mine");
+}
+
+TEST(Simulator, MatteSheetsAreCountedApart) {
+  SimulatedPrinter printer;
+  ASSERT_TRUE(printer.send(wire_sheet({.matte = true, .cutter = "00000120"})));
+  EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, matte, cutter 120, 399 left");
+  auto lines = after(1);
+  lines["PrintVolumeMatteCounter"] = "CMT 0000057 (57)";
+  EXPECT_EQ(ask(printer), expected_report(lines));
+}
+
+TEST(Simulator, AskPrintAskAgainAndFewerPrintsAreLeft) {
+  std::mt19937 random(905);
+  RasterPage page = blank_page(page_header(1844, 1240));
+  fill_with_gradient(page, random);
+  ChildSetup job;
+  job.program = filter_program();
+  job.arguments = {"rastertok905", "1", "user", "title", "1", ""};
+  job.environment = {{"PPD", "/nonexistent/queue.ppd"}};
+  job.input = raster_stream({page, page});
+  const ChildResult printed = run_child(job);
+  ASSERT_EQ(printed.status, 0);
+
+  const ScratchFolder folder;
+  SimulatedPrinter printer({"--sheets", folder.path()});
+  EXPECT_EQ(ask(printer), expected_report());
+  ASSERT_TRUE(printer.send(printed.output));
+  EXPECT_TRUE(printer.next_line().starts_with("sheet 1: "));
+  EXPECT_TRUE(printer.next_line().starts_with("sheet 2: "));
+  EXPECT_EQ(ask(printer), expected_report(after(2)));
+}
+
+TEST(Simulator, WithoutPaperItReportsPaperEndAndPrintsNothing) {
+  const ScratchFolder folder;
+  SimulatedPrinter printer({"--remaining", "1", "--sheets", folder.path()});
+  ASSERT_TRUE(printer.send(wire_sheet({})));
+  EXPECT_TRUE(printer.next_line().ends_with(" 0 left"));
+  ASSERT_TRUE(printer.send(wire_sheet({})));
+  EXPECT_EQ(printer.next_line(), "no paper: 3x2, glossy, cutter 0 was not printed");
+  EXPECT_EQ(ask(printer), expected_report({{"PrintStatus", "Paper End (1100)"},
+                                           {"PrintRemainQuantity", "MQT 0050 (0)"},
+                                           {"PrintVolumeLifeCounter", "CL0001235 (1235)"}}));
+  EXPECT_FALSE(std::filesystem::exists(folder.path() + "/sheet-0002.png"));
+}
+
+TEST(Simulator, NonsenseIsADataErrorUntilASheetIsRight) {
+  SimulatedPrinter printer;
+  ASSERT_TRUE(printer.send("%!PS-Adobe-3.0 is not what this printer understands\n"));
+  EXPECT_TRUE(printer.next_line().starts_with("data error: "));
+  EXPECT_EQ(ask(printer), expected_report({{"PrintStatus", "Data error (improper data) (1600)"}}));
+  ASSERT_TRUE(printer.send(wire_sheet({})));
+  EXPECT_TRUE(printer.next_line().starts_with("sheet 1: "));
+  EXPECT_EQ(ask(printer), expected_report(after(1)));
+}
+
+TEST(Simulator, ClientThatLeavesInsideASheetDoesNotSpoilTheNext) {
+  SimulatedPrinter printer;
+  ASSERT_TRUE(printer.send(wire_sheet({}).substr(0, 2000)));
+  EXPECT_TRUE(printer.next_line().starts_with("data error: "));
+  ASSERT_TRUE(printer.send(wire_sheet({})));
+  EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
+}
+
+TEST(Simulator, NetworkTakesJobsAndQuestionsAndClosesWhenTheClientIsDone) {
+  SimulatedPrinter printer({"--listen", "0"});
+  const std::string listening = printer.next_line();
+  ASSERT_TRUE(listening.starts_with("listening on 127.0.0.1:")) << listening;
+  for (int round = 1; round <= 2; ++round) {
+    const int client = connect_to(listening);
+    send_all(client, wire_sheet({}) + kStatusQuestion);
+    shutdown(client, SHUT_WR);
+    EXPECT_EQ(hear_all(client), "00000\r\n");
+    close(client);
+    EXPECT_TRUE(printer.next_line().starts_with("sheet " + std::to_string(round) + ": "));
+  }
+  EXPECT_EQ(ask(printer), expected_report(after(2)));
+}
+
+TEST(Simulator, SecondNetworkClientWaitsForTheFirst) {
+  SimulatedPrinter printer({"--listen", "0"});
+  const std::string listening = printer.next_line();
+  const int first = connect_to(listening);
+  const int second = connect_to(listening);
+  send_all(second, wire_sheet({.width = 1, .height = 1, .plane = {{{1}, {2}, {3}}}}));
+  shutdown(second, SHUT_WR);
+  send_all(first, wire_sheet({}));
+  shutdown(first, SHUT_WR);
+  EXPECT_EQ(hear_all(first), "");
+  EXPECT_EQ(hear_all(second), "");
+  EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
+  EXPECT_EQ(printer.next_line(), "sheet 2: 1x1, glossy, cutter 0, 398 left");
+  close(first);
+  close(second);
+}
+
+TEST(Simulator, StatusIsPrintingWhileASheetComesIn) {
+  SimulatedPrinter printer({"--listen", "0"});
+  const int client = connect_to(printer.next_line());
+  const std::string sheet = wire_sheet({});
+  // Between the planes: a block and an image of 1088 + 6 bytes have gone.
+  send_all(client, sheet.substr(0, 32 + 1094) + kStatusQuestion);
+  char reply[8] = "";
+  ASSERT_EQ(recv(client, reply, 7, MSG_WAITALL), 7);
+  EXPECT_STREQ(reply, "00001\r\n");
+  send_all(client, sheet.substr(32 + 1094) + kStatusQuestion);
+  ASSERT_EQ(recv(client, reply, 7, MSG_WAITALL), 7);
+  EXPECT_STREQ(reply, "00000\r\n");
+  close(client);
+}
+
+TEST(Simulator, StateFileIsMadeWrittenBackAndObeyedWhileItRuns) {
+  const ScratchFolder folder;
+  const std::string path = folder.path() + "/state";
+  SimulatedPrinter printer({"--state", path, "--remaining", "9"});
+  ASSERT_TRUE(folder.read("state"));
+  EXPECT_NE(folder.read("state")->find("remaining = 9\n"), std::string::npos);
+
+  ASSERT_TRUE(printer.send(wire_sheet({})));
+  EXPECT_TRUE(printer.next_line().ends_with(" 8 left"));
+  EXPECT_NE(folder.read("state")->find("remaining = 8\nlife = 1235\n"), std::string::npos);
+
+  folder.write("state", "# somebody opened it\nstatus = 1000\nremaining = 8\nlife = 1235\n");
+  EXPECT_EQ(ask(printer), expected_report({{"PrintStatus", "Cover is open (1000)"},
+                                           {"PrintRemainQuantity", "MQT 0058 (8)"},
+                                           {"PrintVolumeLifeCounter", "CL0001235 (1235)"}}));
+}
+
+TEST(Simulator, StateFileOfAnEarlierRunIsTakenUp) {
+  const ScratchFolder folder;
+  const std::string path = folder.write("state", "media = 6x4\nremaining = 3\n");
+  const SimulatedPrinter printer({"--state", path});
+  EXPECT_EQ(ask(printer), expected_report({{"PrintMediaInfo", "6x4"},
+                                           {"PrintRemainQuantity", "MQT 0053 (3)"},
+                                           {"ActPrintMediaInfo", "6x4"}}));
+}
+
+ChildResult run_simulator(const std::vector<std::string>& arguments) {
+  ChildSetup setup;
+  setup.program = K905_BINARY_DIR "/k905-sim";
+  setup.arguments = {"k905-sim"};
+  setup.arguments.insert(setup.arguments.end(), arguments.begin(), arguments.end());
+  return run_child(setup);
+}
+
+TEST(Simulator, WrongArgumentsAreUsageErrors) {
+  EXPECT_EQ(run_simulator({"--model", "K906"}).status, 2);
+  EXPECT_EQ(run_simulator({"--model", "K906"}).log,
+            "k905-sim: --model: 'K906' is not one of: K905, RV-40, RV-40W or RS-30\n"
+            "Run with --help for more information.\n");
+  EXPECT_EQ(run_simulator({"--fault", "fire"}).status, 2);
+  EXPECT_EQ(run_simulator({"--listen", "65536"}).status, 2);
+  EXPECT_EQ(run_simulator({"--delay", "-1"}).status, 2);
+  EXPECT_EQ(run_simulator({"something"}).status, 2);
+}
+
+TEST(Simulator, WrongStateFileIsAUsageErrorThatNamesTheLine) {
+  const ScratchFolder folder;
+  const std::string path = folder.write("state", "status = 0\nremaining = many\n");
+  const ChildResult child = run_simulator({"--state", path});
+  EXPECT_EQ(child.status, 2);
+  EXPECT_EQ(child.log, "k905-sim: " + path +
+                           ", line 2: 'many' is not a number from 0 to 9949\n"
+                           "Run with --help for more information.\n");
+}
+
+TEST(Simulator, PortThatIsTakenIsSaid) {
+  SimulatedPrinter printer({"--listen", "0"});
+  const std::string listening = printer.next_line();
+  const std::string port = listening.substr(listening.rfind(':') + 1);
+  const ChildResult child = run_simulator({"--listen", port});
+  EXPECT_EQ(child.status, 1);
+  EXPECT_EQ(child.log, "k905-sim: cannot listen on port " + port + ": Address already in use\n");
+}
+
+}  // namespace

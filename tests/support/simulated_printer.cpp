@@ -1,0 +1,91 @@
+#include "tests/support/simulated_printer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+namespace {
+
+constexpr int kPatienceMs = 10000;
+
+bool write_everything(int descriptor, const std::string& bytes) {
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t written = write(descriptor, bytes.data() + done, bytes.size() - done);
+    if (written <= 0) {
+      return false;
+    }
+    done += static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+}  // namespace
+
+SimulatedPrinter::SimulatedPrinter(const std::vector<std::string>& arguments) {
+  const std::string program = K905_BINARY_DIR "/k905-sim";
+  std::vector<char*> argv = {const_cast<char*>("k905-sim")};
+  for (const std::string& argument : arguments) {
+    argv.push_back(const_cast<char*>(argument.c_str()));
+  }
+  argv.push_back(nullptr);
+
+  int ends[2] = {-1, -1};
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    return;
+  }
+  process_ = fork();
+  if (process_ == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    dup2(ends[1], STDOUT_FILENO);
+    execv(program.c_str(), argv.data());
+    _exit(127);
+  }
+  close(ends[1]);
+  output_ = ends[0];
+  path_ = next_line();
+}
+
+SimulatedPrinter::~SimulatedPrinter() {
+  if (process_ > 0) {
+    end(SIGKILL);
+  }
+  close(output_);
+}
+
+std::string SimulatedPrinter::next_line() {
+  std::size_t newline = 0;
+  while ((newline = unread_.find('\n')) == std::string::npos) {
+    pollfd ready{.fd = output_, .events = POLLIN, .revents = 0};
+    char bytes[1024];
+    const ssize_t got = poll(&ready, 1, kPatienceMs) > 0 ? read(output_, bytes, sizeof bytes) : -1;
+    if (got <= 0) {
+      return "";
+    }
+    unread_.append(bytes, static_cast<std::size_t>(got));
+  }
+  const std::string line = unread_.substr(0, newline);
+  unread_.erase(0, newline + 1);
+  return line;
+}
+
+int SimulatedPrinter::end(int signal) {
+  kill(process_, signal);
+  int status = 0;
+  waitpid(process_, &status, 0);
+  process_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+bool SimulatedPrinter::send(const std::string& bytes) const {
+  const int terminal = open(path_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+  if (terminal < 0) {
+    return false;
+  }
+  const bool sent = write_everything(terminal, bytes);
+  close(terminal);
+  return sent;
+}

@@ -1,0 +1,32 @@
+// k905-sim as a child process.
+#pragma once
+
+#include <string>
+#include <vector>
+
+class SimulatedPrinter {
+ public:
+  // Starts it with these arguments and waits for its first line.
+  explicit SimulatedPrinter(const std::vector<std::string>& arguments = {});
+  ~SimulatedPrinter();  // SIGKILL, when it still runs
+  SimulatedPrinter(const SimulatedPrinter&) = delete;
+  SimulatedPrinter& operator=(const SimulatedPrinter&) = delete;
+
+  // The pseudo-terminal; empty when the program did not start.
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+  // The next line of its standard output; "" when none comes within ten seconds.
+  std::string next_line();
+
+  // Sends the signal and returns the exit status, -1 when it does not exit by itself.
+  int end(int signal);
+
+  // Opens the terminal, writes everything and closes it. False when that fails.
+  [[nodiscard]] bool send(const std::string& bytes) const;
+
+ private:
+  int process_ = -1;
+  int output_ = -1;
+  std::string unread_;
+  std::string path_;
+};
