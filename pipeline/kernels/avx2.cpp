@@ -436,8 +436,8 @@ K905_AVX2 inline void turn_squares(__m256i (&rows)[16]) {
   for (int round = 0; round < 4; ++round) {
     __m256i mixed[16];
     for (int i = 0; i < 8; ++i) {
-      mixed[2 * i] = _mm256_unpacklo_epi8(rows[i], rows[i + 8]);
-      mixed[2 * i + 1] = _mm256_unpackhi_epi8(rows[i], rows[i + 8]);
+      mixed[i + i] = _mm256_unpacklo_epi8(rows[i], rows[i + 8]);
+      mixed[i + i + 1] = _mm256_unpackhi_epi8(rows[i], rows[i + 8]);
     }
     for (int i = 0; i < 16; ++i) rows[i] = mixed[i];
   }

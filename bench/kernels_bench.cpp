@@ -1,0 +1,204 @@
+// Every kernel in every table of this machine, on rows as wide as those of a 6x8 sheet.
+//
+// The rate is bytes of the row that is written, so that kernels can be compared with a plain copy.
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "pipeline/kernels/kernels.h"
+
+namespace {
+
+using kernels::Table;
+
+constexpr std::size_t kWidth = 1844;
+constexpr std::size_t kSourceWidth = 2400;
+constexpr std::size_t kCanvasWidth = 1920;
+constexpr std::size_t kImageWidth = 1800;  // what the bleeds leave of the canvas
+constexpr std::size_t kBand = 128;
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes noise(std::size_t count) {
+  std::mt19937 engine(1);
+  Bytes bytes(count + kernels::kRowSlack);
+  for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(engine());
+  return bytes;
+}
+
+// What all kernels work on.
+struct Rows {
+  Bytes line = noise(kSourceWidth * 6);
+  Bytes other = noise(kSourceWidth * 6);
+  Bytes rgb = noise(kWidth * 3);
+  Bytes plane[3] = {noise(kWidth), noise(kWidth), noise(kWidth)};
+};
+
+void count_bytes(benchmark::State& state, std::size_t bytes_a_round) {
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes_a_round));
+}
+
+void line_to_rgb(benchmark::State& state, Table::LineToRgb* kernel) {
+  Rows rows;
+  for (auto _ : state) {
+    kernel(rows.line.data(), rows.rgb.data(), kWidth);
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void in_place(benchmark::State& state, Table::InPlace* kernel) {
+  Rows rows;
+  for (auto _ : state) {
+    kernel(rows.rgb.data(), kWidth);
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void resize(benchmark::State& state, const Table& table, std::size_t source_width) {
+  Rows rows;
+  std::vector<std::uint32_t> left(kWidth);
+  std::vector<std::uint32_t> right(kWidth);
+  std::vector<double> fraction(kWidth);
+  for (std::size_t x = 0; x < kWidth; ++x) {
+    const double place = static_cast<double>(x * source_width) / kWidth;
+    left[x] = static_cast<std::uint32_t>(place);
+    right[x] = std::min<std::uint32_t>(left[x] + 1, static_cast<std::uint32_t>(source_width - 1));
+    fraction[x] = place - left[x];
+  }
+  const kernels::ResizeColumns columns = {left.data(), right.data(), fraction.data(), kWidth};
+  for (auto _ : state) {
+    table.resize_row(columns, 0.375, rows.line.data(), rows.other.data(), rows.rgb.data());
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void deinterlace(benchmark::State& state, const Table& table) {
+  Rows rows;
+  for (auto _ : state) {
+    table.deinterlace(rows.line.data(), rows.other.data(), rows.rgb.data(), kWidth);
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void split(benchmark::State& state, Table::Split* kernel) {
+  Rows rows;
+  for (auto _ : state) {
+    kernel(rows.rgb.data(), rows.plane[0].data(), rows.plane[1].data(), rows.plane[2].data(),
+           kWidth);
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void look_up(benchmark::State& state, const Table& table) {
+  Rows rows;
+  const Bytes entries = noise(256);
+  for (auto _ : state) {
+    table.look_up(rows.rgb.data(), entries.data(), kWidth * 3);
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void tone_mix(benchmark::State& state, const Table& table, bool everything) {
+  Rows rows;
+  std::vector<float> entries(256);
+  std::vector<float> steps(256);
+  for (std::size_t i = 0; i < 256; ++i) {
+    const auto share = static_cast<float>(i) / 255.0F;
+    entries[i] = static_cast<float>(i);
+    steps[i] = std::pow(share, 2.2F) * 255.0F;
+  }
+  const kernels::ToneMix mix = {
+      .table = {entries.data(), entries.data(), entries.data()},
+      .saturate = true,
+      .saturation = 1.1F,
+      .balance = {1.0F, 0.98F, 1.02F},
+      .correction = everything ? kernels::Correction::kAccurate : kernels::Correction::kNone,
+      .linear_contrast = everything,
+      .legacy_steps = everything ? steps.data() : nullptr};
+  for (auto _ : state) {
+    table.tone_mix(mix, rows.plane[0].data(), rows.plane[1].data(), rows.plane[2].data(), kWidth);
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void transpose(benchmark::State& state, const Table& table) {
+  const Bytes band = noise(kBand * kWidth);
+  Bytes canvas = noise(kWidth * kCanvasWidth);
+  for (auto _ : state) {
+    table.transpose(band.data(), kWidth, canvas.data(), kCanvasWidth, kWidth, kBand);
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kBand * kWidth);
+}
+
+// `source` columns stretched over the image area.
+void copy_runs(benchmark::State& state, const Table& table, std::size_t source) {
+  std::vector<kernels::CopyRun> runs;
+  for (std::uint32_t x = 0; x < kImageWidth; ++x) {
+    const auto from = static_cast<std::uint32_t>(x * source / kImageWidth);
+    if (!runs.empty() && runs.back().from + runs.back().length == from) {
+      ++runs.back().length;
+    } else {
+      runs.push_back({x, from, 1});
+    }
+  }
+  const Bytes plane = noise(kWidth);
+  Bytes canvas = noise(kImageWidth);
+  for (auto _ : state) {
+    table.copy_runs(runs, plane.data(), canvas.data());
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kImageWidth);
+}
+
+void add_all(const Table& table) {
+  const auto* whole = &table;
+  const auto with_table = [whole](auto* function) {
+    return [=](benchmark::State& state, auto... more) { function(state, *whole, more...); };
+  };
+  const auto add_one = [&](const char* kernel, auto function, auto... more) {
+    benchmark::RegisterBenchmark((std::string(kernel) + "/" + table.name).c_str(),
+                                 [=](benchmark::State& state) { function(state, more...); });
+  };
+  add_one("rgb16_to_rgb", line_to_rgb, table.rgb16_to_rgb);
+  add_one("gray8_to_rgb", line_to_rgb, table.gray8_to_rgb);
+  add_one("gray1_to_rgb", line_to_rgb, table.gray1_to_rgb);
+  add_one("four_inverted_to_rgb", line_to_rgb, table.four_inverted_to_rgb);
+  add_one("four_with_black_to_rgb", line_to_rgb, table.four_with_black_to_rgb);
+  add_one("resize_row/2400", with_table(resize), kSourceWidth);
+  add_one("resize_row/1200", with_table(resize), kSourceWidth / 2);
+  add_one("to_gray", in_place, table.to_gray);
+  add_one("to_black", in_place, table.to_black);
+  add_one("invert", in_place, table.invert);
+  add_one("to_kcmy", in_place, table.to_kcmy);
+  add_one("deinterlace", with_table(deinterlace));
+  add_one("split", split, table.split);
+  add_one("split_mirrored", split, table.split_mirrored);
+  add_one("look_up", with_table(look_up));
+  add_one("tone_mix/saturation", with_table(tone_mix), false);
+  add_one("tone_mix/everything", with_table(tone_mix), true);
+  add_one("transpose", with_table(transpose));
+  add_one("copy_runs/1844", with_table(copy_runs), kWidth);
+  add_one("copy_runs/922", with_table(copy_runs), kWidth / 2);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  for (const Table* table : kernels::all_tables()) add_all(*table);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}

@@ -1,0 +1,134 @@
+"""The workloads of the benchmarks: what is printed, with which settings, and how fast it should be.
+
+Gate and goal are ratios to the floor (see floor.cpp): the gate must hold, the goal is where we want to
+be. Peak memory is in MiB.
+"""
+
+import os
+import subprocess
+from dataclasses import dataclass, field
+
+PAPERS = {
+    # name: (PageSize choice, points, target, canvas)
+    "6x4": ("w288h432", (461, 298), (1844, 1240), (1920, 1240)),
+    "6x8": ("w432h576", (461, 585), (1844, 2436), (1920, 2436)),
+}
+
+GAMMAS = {
+    "StpGamma": "1200", "StpCyanGamma": "1100", "StpMagentaGamma": "950",
+    "StpYellowGamma": "1050", "StpLegacyDyesubGamma": "True",
+}
+EVERY_TONE = GAMMAS | {
+    "StpBrightness": "50", "StpContrast": "100", "StpSaturation": "150",
+    "StpColorCorrection": "Accurate", "StpCyanBalance": "1020", "StpMagentaBalance": "990",
+    "StpYellowBalance": "1010", "StpLinearContrast": "True",
+}
+MATRIX_ICC = {"ICCProfile": "k905-bench-matrix.icc"}
+TABLE_ICC = {"ICCProfile": "k905-bench-table.icc"}
+
+
+@dataclass
+class Workload:
+    name: str
+    gate: float
+    goal: float
+    paper: str = "6x8"
+    size: tuple = None  # of the raster; the paper's target size when not given
+    settings: dict = field(default_factory=dict)
+    kind: str = "photo"
+    packed: bool = False
+    pages: int = 1
+    copies: int = 1
+    turned: bool = False
+    interlaced: bool = False
+    memory_gate: float = None
+    memory_goal: float = None
+
+    @property
+    def raster_size(self):
+        if self.size:
+            return self.size
+        width, height = PAPERS[self.paper][2]
+        height *= 2 if self.interlaced else 1
+        return (height, width) if self.turned else (width, height)
+
+    @property
+    def canvas(self):
+        width, height = PAPERS[self.paper][3]
+        return (width, height * (2 if self.interlaced else 1))
+
+    @property
+    def profile(self):
+        return self.settings.get("ICCProfile")
+
+
+WORKLOADS = [
+    Workload("6x4", 1.6, 1.2, paper="6x4", memory_gate=22, memory_goal=16),
+    Workload("6x4 packed", 1.6, 1.2, paper="6x4", packed=True),
+    Workload("6x8", 1.6, 1.2, memory_gate=36, memory_goal=23),
+    Workload("6x8 from 2400x3200", 2.4, 1.6, size=(2400, 3200)),
+    Workload("6x8 from 1200x1600", 2.4, 1.5, size=(1200, 1600)),
+    Workload("6x8 every tone", 5, 3.3, settings=EVERY_TONE),
+    Workload("6x8 saturation", 2.2, 1.5, settings={"StpSaturation": "200"}),
+    Workload("6x8 gammas", 1.7, 1.25, settings=GAMMAS),
+    Workload("6x8 ICC matrix", 1.25, 0.95, settings=MATRIX_ICC),
+    Workload("6x8 ICC table", 1.15, 0.65, settings=TABLE_ICC),
+    Workload("6x8 ICC matrix noise", 1.4, 1.25, settings=MATRIX_ICC, kind="noise"),
+    Workload("6x8 ICC table noise", 1.4, 1.25, settings=TABLE_ICC, kind="noise"),
+    Workload("6x8 turned", 2.2, 1.55, turned=True),
+    Workload("6x8 interlaced", 1.6, 1.25, interlaced=True, memory_gate=64, memory_goal=37),
+    Workload("6x8 turned interlaced", 3, 2.2, turned=True, interlaced=True),
+    Workload("100 pages 6x4", 1.8, 1.35, paper="6x4", pages=100),
+    Workload("10 copies 6x4", 1.6, 1.2, paper="6x4", copies=10),
+]
+
+
+class Inputs:
+    """Rasters, PPD files and profiles in one folder, made when they are missed."""
+
+    def __init__(self, folder, programs):
+        self.folder = folder
+        self.make = os.path.join(programs, "make_workloads")
+        os.makedirs(folder, exist_ok=True)
+        if not os.path.exists(self.path("k905-bench-table.icc")):
+            subprocess.run([self.make, "profiles", folder], check=True)
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def raster(self, work):
+        width, height = work.raster_size
+        points = PAPERS[work.paper][1]
+        form = "packed" if work.packed else "plain"
+        dpi_y = 600 if work.interlaced else 300
+        turn = 1 if work.turned else 0
+        path = self.path(f"{work.kind}-{width}x{height}-{work.pages}-{form}-{dpi_y}-{turn}-{work.paper}.ras")
+        if not os.path.exists(path):
+            arguments = [work.kind, width, height, work.pages, form, dpi_y, turn, *points]
+            subprocess.run([self.make, "page", *map(str, arguments), path + ".part"], check=True)
+            os.rename(path + ".part", path)
+        return path
+
+    def ppm(self, kind, width, height):
+        path = self.path(f"{kind}-{width}x{height}.ppm")
+        if not os.path.exists(path):
+            subprocess.run([self.make, "ppm", kind, str(width), str(height), path], check=True)
+        return path
+
+    def ppd(self, work):
+        """A PPD file whose default choices are the settings: that is how they reach the filter."""
+        choices = {"PageSize": PAPERS[work.paper][0], "ColorModel": "RGB"} | work.settings
+        name = work.name.replace(" ", "-")
+        lines = ['*PPD-Adobe: "4.3"', '*FormatVersion: "4.3"', '*FileVersion: "1.0"',
+                 "*LanguageVersion: English", "*LanguageEncoding: ISOLatin1", '*PCFileName: "BENCH.PPD"',
+                 '*Manufacturer: "K905"', '*Product: "(K905)"', '*ModelName: "K905"',
+                 '*ShortNickName: "K905"', '*NickName: "K905 bench"', '*PSVersion: "(3010.000) 0"',
+                 "*OpenGroup: General/General"]
+        for keyword, choice in choices.items():
+            lines += [f"*OpenUI *{keyword}: PickOne", f"*Default{keyword}: {choice}",
+                      f'*{keyword} {choice}/{choice}: ""', f"*CloseUI: *{keyword}"]
+        lines += ["*CloseGroup: General", ""]
+        path = self.path(f"{name}.ppd")
+        with open(path, "w", encoding="ascii") as file:
+            file.write("\n".join(lines))
+        return path
