@@ -117,14 +117,19 @@ void tone_mix(benchmark::State& state, const Table& table, bool everything) {
     entries[i] = static_cast<float>(i);
     steps[i] = std::pow(share, 2.2F) * 255.0F;
   }
+  kernels::Staircase legacy;
+  if (!legacy.build(steps.data())) {
+    state.SkipWithError("the stairs are too steep");
+  }
+  const float* table_or_none = everything ? entries.data() : nullptr;
   const kernels::ToneMix mix = {
-      .table = {entries.data(), entries.data(), entries.data()},
+      .table = {table_or_none, table_or_none, table_or_none},
       .saturate = true,
       .saturation = 1.1F,
       .balance = {1.0F, 0.98F, 1.02F},
       .correction = everything ? kernels::Correction::kAccurate : kernels::Correction::kNone,
       .linear_contrast = everything,
-      .legacy_steps = everything ? steps.data() : nullptr};
+      .legacy = everything ? &legacy : nullptr};
   for (auto _ : state) {
     table.tone_mix(mix, rows.plane[0].data(), rows.plane[1].data(), rows.plane[2].data(), kWidth);
     benchmark::ClobberMemory();

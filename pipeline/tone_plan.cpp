@@ -236,11 +236,15 @@ void TonePlan::prepare_byte_tables() {
 
 void TonePlan::prepare_mix() {
   for (int c = 0; c < 3; ++c) {
+    identity_[c] = true;
     for (int byte = 0; byte < 256; ++byte) {
       mix_table_[c][byte] = before_mixing(factors_, c, static_cast<std::uint8_t>(byte));
+      identity_[c] = identity_[c] && mix_table_[c][byte] == static_cast<float>(byte);
     }
   }
-  const bool steps_hold = !factors_.legacy_gamma || fill_legacy_steps(legacy_steps_);
+  float steps[256];
+  const bool steps_hold =
+      !factors_.legacy_gamma || (fill_legacy_steps(steps) && legacy_.build(steps));
   road_ = steps_hold ? Road::kMix : Road::kPixelByPixel;
 }
 
@@ -259,13 +263,14 @@ void TonePlan::apply(std::uint8_t* plane0, std::uint8_t* plane1, std::uint8_t* p
       return;
     case Road::kMix: {
       const kernels::ToneMix mix{
-          .table = {mix_table_[0], mix_table_[1], mix_table_[2]},
+          .table = {identity_[0] ? nullptr : mix_table_[0], identity_[1] ? nullptr : mix_table_[1],
+                    identity_[2] ? nullptr : mix_table_[2]},
           .saturate = factors_.saturation != 1.0f,
           .saturation = factors_.saturation,
           .balance = {factors_.balance[0], factors_.balance[1], factors_.balance[2]},
           .correction = factors_.correction,
           .linear_contrast = factors_.linear_contrast,
-          .legacy_steps = factors_.legacy_gamma ? legacy_steps_ : nullptr,
+          .legacy = factors_.legacy_gamma ? &legacy_ : nullptr,
       };
       kernels::chosen_table().tone_mix(mix, plane0, plane1, plane2, width);
       return;

@@ -50,17 +50,17 @@ class TonePlan {
 
   Road road_ = Road::kUntouched;
   ToneFactors factors_ = {};
-  bool identity_[3] = {};  // kTables: this channel's table changes nothing
+  bool identity_[3] = {};  // this channel's table changes nothing
   std::uint8_t byte_table_[3][256] = {};
-  float mix_table_[3][256] = {};  // kMix
-  float legacy_steps_[256] = {};  // kMix with legacy gamma
+  float mix_table_[3][256] = {};    // kMix
+  kernels::Staircase legacy_ = {};  // kMix with legacy gamma
 };
 
 // The plain chain: one pixel, every step in its order, in single precision. The measure of every
 // other form.
 void adjust_pixel(const PrintOptions& options, std::uint8_t rgb[3]);
 
-// The legacy gamma and the store in one table, as kernels::ToneMix wants it: steps[b] is the
+// The steps of the legacy gamma and the store, as kernels::Staircase wants them: steps[b] is the
 // smallest value that is stored as b or more. False when this machine's powf does not rise cleanly
 // there.
 [[nodiscard]] bool fill_legacy_steps(float steps[256]);

@@ -155,17 +155,23 @@ K905_AVX2 inline __m256 as_floats(__m256i pixels) {
   return _mm256_cvtepi32_ps(_mm256_shuffle_epi8(pixels, both_halves(shuffle)));
 }
 
-// `flip` is 0 for gray and 255 for black.
+K905_AVX2 inline __m256i load_eight_pixels(const std::uint8_t* row) {
+  return load_halves(row, row + 12);
+}
+
+// `flip` is 0 for gray and -1 for black. Each half is stored with the four bytes behind its pixels
+// as they were; the next pixels are loaded before that, for a load that overlaps a store still
+// under way has to wait for it.
 K905_AVX2 std::size_t luminance_in_place(std::uint8_t* row, std::size_t width, char flip) {
   const __m256i thrice =
       both_halves(_mm_setr_epi8(0, 0, 0, 4, 4, 4, 8, 8, 8, 12, 12, 12, -1, -1, -1, -1));
-  // The four bytes behind each half's twelve are kept as they were.
   const __m256i own = both_halves(_mm_setr_epi32(-1, -1, -1, 0));
+  if (width < 10) return 0;
   std::size_t x = 0;
-  for (; x + 10 <= width; x += 8) {
+  for (__m256i next = load_eight_pixels(row); x + 10 <= width; x += 8) {
+    const __m256i pixels = next;
     std::uint8_t* low = row + 3 * x;
-    std::uint8_t* high = low + 12;
-    const __m256i pixels = load_halves(low, high);
+    next = load_eight_pixels(low + 24);
     const __m256 sum =
         _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(as_floats<0>(pixels), _mm256_set1_ps(0.299F)),
                                     _mm256_mul_ps(as_floats<1>(pixels), _mm256_set1_ps(0.587F))),
@@ -173,7 +179,7 @@ K905_AVX2 std::size_t luminance_in_place(std::uint8_t* row, std::size_t width, c
     const __m256i light = _mm256_xor_si256(_mm256_cvttps_epi32(sum), _mm256_set1_epi8(flip));
     const __m256i gray = _mm256_blendv_epi8(pixels, _mm256_shuffle_epi8(light, thrice), own);
     store_half(low, _mm256_castsi256_si128(gray));
-    store_half(high, _mm256_extracti128_si256(gray, 1));
+    store_half(low + 12, _mm256_extracti128_si256(gray, 1));
   }
   return x;
 }
@@ -199,13 +205,14 @@ K905_AVX2 void invert(std::uint8_t* row, std::size_t width) {
   portable_table().invert(row + 3 * x, width - x);
 }
 
-// Five pixels at a time; the sixteenth byte is stored as it was.
+// Five pixels at a time; the sixteenth byte is stored as it was, and loads run ahead as above.
 K905_AVX2 void to_kcmy(std::uint8_t* row, std::size_t width) {
   const __m128i turn = _mm_setr_epi8(1, 2, 0, 4, 5, 3, 7, 8, 6, 10, 11, 9, 13, 14, 12, 15);
   const __m128i flip = _mm_setr_epi8(0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0);
   std::size_t x = 0;
-  for (; x + 6 <= width; x += 5) {
-    const __m128i pixels = load_half(row + 3 * x);
+  for (__m128i next = load_half(row); x + 6 <= width; x += 5) {
+    const __m128i pixels = next;
+    next = load_half(row + 3 * x + 15);
     store_half(row + 3 * x, _mm_xor_si128(_mm_shuffle_epi8(pixels, turn), flip));
   }
   portable_table().to_kcmy(row + 3 * x, width - x);
@@ -336,9 +343,29 @@ struct Rgb {
   __m256 r, g, b;
 };
 
+// Entry by entry: processors that have a gather instruction are often slower with it.
+K905_AVX2 inline __m256i looked_up(const std::uint32_t* table, __m256i index) {
+  const __m128i low = _mm256_castsi256_si128(index);
+  const __m128i high = _mm256_extracti128_si256(index, 1);
+  const auto first = static_cast<std::uint64_t>(_mm_cvtsi128_si64(low));
+  const auto second = static_cast<std::uint64_t>(_mm_extract_epi64(low, 1));
+  const auto third = static_cast<std::uint64_t>(_mm_cvtsi128_si64(high));
+  const auto fourth = static_cast<std::uint64_t>(_mm_extract_epi64(high, 1));
+  const auto entry = [table](std::uint64_t at) K905_AVX2 {
+    return static_cast<int>(table[static_cast<std::uint32_t>(at)]);
+  };
+  return _mm256_setr_epi32(entry(first), entry(first >> 32U), entry(second), entry(second >> 32U),
+                           entry(third), entry(third >> 32U), entry(fourth), entry(fourth >> 32U));
+}
+
+// What the steps before the mixing made of eight bytes.
 K905_AVX2 inline __m256 entries(const float* table, const std::uint8_t* bytes) {
-  const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
-  return _mm256_i32gather_ps(table, _mm256_cvtepu8_epi32(eight), 4);
+  if (table == nullptr) {
+    const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
+    return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(eight));
+  }
+  return _mm256_setr_ps(table[bytes[0]], table[bytes[1]], table[bytes[2]], table[bytes[3]],
+                        table[bytes[4]], table[bytes[5]], table[bytes[6]], table[bytes[7]]);
 }
 
 K905_AVX2 inline __m256 spread(__m256 value, __m256 around, __m256 factor) {
@@ -390,17 +417,18 @@ K905_AVX2 inline __m256i stored(__m256 value) {
   return _mm256_cvttps_epi32(_mm256_min_ps(positive, _mm256_set1_ps(255.0F)));
 }
 
-// Eight halvings; a comparison with NaN fails, so it ends at 0.
-K905_AVX2 inline __m256i stored_by_steps(__m256 value, const float* steps) {
-  __m256i byte = _mm256_setzero_si256();
-  for (int half = 128; half != 0; half /= 2) {
-    const __m256i tried = _mm256_add_epi32(byte, _mm256_set1_epi32(half));
-    const __m256 step = _mm256_i32gather_ps(steps, tried, 4);
-    const __m256 reached = _mm256_cmp_ps(value, step, _CMP_GE_OQ);
-    byte = _mm256_blendv_epi8(byte, tried, _mm256_castps_si256(reached));
-  }
-  const __m256 lowest = _mm256_set1_ps(-__builtin_inff());
-  const __m256i white = _mm256_castps_si256(_mm256_cmp_ps(value, lowest, _CMP_EQ_OQ));
+// As in the portable form; the first operand of max gives way to the second when it is NaN.
+K905_AVX2 inline __m256i stored_by_stairs(__m256 value, const Staircase& stairs) {
+  const __m256 above = _mm256_max_ps(value, _mm256_set1_ps(Staircase::kLowest));
+  const __m256 within = _mm256_min_ps(above, _mm256_set1_ps(Staircase::kHighest));
+  const __m256i bits = _mm256_castps_si256(within);
+  const __m256i lowest = _mm256_castps_si256(_mm256_set1_ps(Staircase::kLowest));
+  const __m256i index = _mm256_srli_epi32(_mm256_sub_epi32(bits, lowest), 16);
+  const __m256i entry = looked_up(stairs.entry, index);
+  const __m256i lower = _mm256_and_si256(bits, _mm256_set1_epi32(0xFFFF));
+  const __m256i byte = _mm256_srli_epi32(_mm256_add_epi32(entry, lower), 16);
+  const __m256 bottomless = _mm256_set1_ps(-__builtin_inff());
+  const __m256i white = _mm256_castps_si256(_mm256_cmp_ps(value, bottomless, _CMP_EQ_OQ));
   return _mm256_or_si256(byte, _mm256_srli_epi32(white, 24));
 }
 
@@ -408,7 +436,7 @@ K905_AVX2 inline __m256i finished(__m256 value, const ToneMix& mix) {
   if (mix.linear_contrast) {
     value = spread(value, _mm256_set1_ps(128.0F), _mm256_set1_ps(1.2F));
   }
-  return mix.legacy_steps != nullptr ? stored_by_steps(value, mix.legacy_steps) : stored(value);
+  return mix.legacy != nullptr ? stored_by_stairs(value, *mix.legacy) : stored(value);
 }
 
 K905_AVX2 void tone_mix(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1,

@@ -41,18 +41,36 @@ struct CopyRun {
 // What happens to a pixel from the step on that mixes its channels, in single precision.
 enum class Correction { kNone, kBright, kAccurate, kHue, kDesaturated };
 
+// The legacy gamma and the final store as one rising staircase: a value is stored as b from step b
+// on.
+//
+// The upper half of a float's bits chooses an entry: the byte there is at that half's beginning,
+// and how far its lower half is from the next step, so that
+//   byte = (entry + lower half) >> 16.
+struct Staircase {
+  static constexpr float kLowest = 1.0F / 1024.0F;
+  static constexpr float kHighest = 255.0F;
+  static constexpr std::size_t kEntries =
+      std::size_t{18} * 128;  // 18 doublings, 7 bits of each mantissa
+
+  std::uint32_t entry[kEntries];
+
+  // `step` has 256 floats, ascending, of which the first is not read. False when the stairs are too
+  // steep or reach beyond the limits: two steps must not share an upper half.
+  [[nodiscard]] bool build(const float* step);
+};
+
 struct ToneMix {
-  const float* table[3];  // 256 floats per channel: the chain up to the mixing step, per byte
+  const float* table[3];  // 256 floats per channel: the chain up to the mixing step, per byte;
+                          // null: the byte itself
   bool saturate;          // whether the saturation step is there at all
   float saturation;       // kS
   float balance[3];
   Correction correction;
   bool linear_contrast;
-  // The legacy gamma and the final store as one: null without legacy gamma; otherwise 256 floats,
-  // ascending: byte b is stored for values from legacy_steps[b] on (legacy_steps[0] is not read).
-  // A value that is NaN, or below legacy_steps[1], gives 0; but minus infinity gives 255, because
-  // powf raises it to plus infinity.
-  const float* legacy_steps;
+  // Null without legacy gamma. NaN, and what lies below the first step, gives 0; but minus infinity
+  // gives 255, because powf raises it to plus infinity.
+  const Staircase* legacy;
 };
 
 struct Table {

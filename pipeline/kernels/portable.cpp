@@ -2,8 +2,9 @@
 // that can be had, so that the compiler can make vectors of them.
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <bit>
 #include <cstring>
+#include <limits>
 
 #include "pipeline/kernels/variants.h"
 
@@ -196,30 +197,45 @@ std::uint8_t stored(float value) {
   return value > 0.0F ? static_cast<std::uint8_t>(std::min(value, 255.0F)) : std::uint8_t{0};
 }
 
-// Eight halvings without a branch; every comparison with NaN fails, so it ends at 0.
-std::uint8_t stored_by_steps(float value, const float* steps) {
-  if (value == -HUGE_VALF) return 255;
-  std::size_t byte = 0;
-  for (std::size_t half = 128; half != 0; half /= 2) {
-    byte += value >= steps[byte + half] ? half : 0;
-  }
-  return static_cast<std::uint8_t>(byte);
+// Every comparison with NaN fails, so that it ends at the lowest value.
+std::uint8_t stored_by_stairs(float value, const Staircase& stairs) {
+  if (value == -std::numeric_limits<float>::infinity()) return 255;
+  const float above = value > Staircase::kLowest ? value : Staircase::kLowest;
+  const auto bits = std::bit_cast<std::uint32_t>(std::min(above, Staircase::kHighest));
+  constexpr auto kFirst = std::bit_cast<std::uint32_t>(Staircase::kLowest) >> 16U;
+  return static_cast<std::uint8_t>((stairs.entry[(bits >> 16U) - kFirst] + (bits & 0xFFFFU)) >>
+                                   16U);
+}
+
+constexpr std::array<float, 256> make_bytes_as_floats() {
+  std::array<float, 256> floats{};
+  for (std::size_t i = 0; i < 256; ++i) floats[i] = static_cast<float>(i);
+  return floats;
+}
+
+constexpr std::array<float, 256> kBytesAsFloats = make_bytes_as_floats();
+
+const float* table_or_bytes(const float* table) {
+  return table != nullptr ? table : kBytesAsFloats.data();
 }
 
 void tone_mix(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1, std::uint8_t* plane2,
               std::size_t width) {
+  const float* const red = table_or_bytes(mix.table[0]);
+  const float* const green = table_or_bytes(mix.table[1]);
+  const float* const blue = table_or_bytes(mix.table[2]);
   for (std::size_t x = 0; x < width; ++x) {
-    Rgb pixel = {mix.table[0][plane0[x]], mix.table[1][plane1[x]], mix.table[2][plane2[x]]};
+    Rgb pixel = {red[plane0[x]], green[plane1[x]], blue[plane2[x]]};
     if (mix.saturate) pixel = spread_from_mean(pixel, mix.saturation);
     pixel = {pixel.r * mix.balance[0], pixel.g * mix.balance[1], pixel.b * mix.balance[2]};
     pixel = corrected(pixel, mix.correction);
     if (mix.linear_contrast) {
       pixel = {contrasted(pixel.r), contrasted(pixel.g), contrasted(pixel.b)};
     }
-    if (mix.legacy_steps != nullptr) {
-      plane0[x] = stored_by_steps(pixel.r, mix.legacy_steps);
-      plane1[x] = stored_by_steps(pixel.g, mix.legacy_steps);
-      plane2[x] = stored_by_steps(pixel.b, mix.legacy_steps);
+    if (mix.legacy != nullptr) {
+      plane0[x] = stored_by_stairs(pixel.r, *mix.legacy);
+      plane1[x] = stored_by_stairs(pixel.g, *mix.legacy);
+      plane2[x] = stored_by_stairs(pixel.b, *mix.legacy);
     } else {
       plane0[x] = stored(pixel.r);
       plane1[x] = stored(pixel.g);

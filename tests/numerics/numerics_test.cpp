@@ -194,7 +194,7 @@ kernels::ToneMix neutral_mix(const float (&table)[256]) {
           .balance = {1.0F, 1.0F, 1.0F},
           .correction = kernels::Correction::kNone,
           .linear_contrast = false,
-          .legacy_steps = nullptr};
+          .legacy = nullptr};
 }
 
 TEST(Contraction, ToneKernelsKeepProductsApartInEveryVariant) {

@@ -7,10 +7,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <ostream>
 #include <random>
 #include <vector>
 
 #include "pipeline/kernels/kernels.h"
+
+namespace kernels {
+// How test output shows a table.
+inline void PrintTo(const Table* table, std::ostream* out) { *out << table->name; }
+}  // namespace kernels
 
 using Bytes = std::vector<std::uint8_t>;
 

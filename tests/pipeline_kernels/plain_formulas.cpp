@@ -70,7 +70,7 @@ std::uint8_t resized(std::uint8_t s00, std::uint8_t s01, std::uint8_t s10, std::
 
 Pixel tone_mixed(const kernels::ToneMix& mix, Pixel rgb) {
   float c[3];
-  for (int i = 0; i < 3; ++i) c[i] = mix.table[i][rgb[i]];
+  for (int i = 0; i < 3; ++i) c[i] = mix.table[i] != nullptr ? mix.table[i][rgb[i]] : rgb[i];
   if (mix.saturate) spread(c, mix.saturation);
   for (int i = 0; i < 3; ++i) c[i] = c[i] * mix.balance[i];
   if (mix.correction == kernels::Correction::kBright) {
@@ -90,7 +90,7 @@ Pixel tone_mixed(const kernels::ToneMix& mix, Pixel rgb) {
   }
   Pixel result;
   for (int i = 0; i < 3; ++i) {
-    result[i] = mix.legacy_steps != nullptr ? legacy_stored(c[i]) : stored(c[i]);
+    result[i] = mix.legacy != nullptr ? legacy_stored(c[i]) : stored(c[i]);
   }
   return result;
 }
@@ -112,6 +112,12 @@ std::array<float, 256> legacy_steps() {
     steps[b] = std::bit_cast<float>(reached);
   }
   return steps;
+}
+
+kernels::Staircase legacy_stairs() {
+  kernels::Staircase stairs = {};
+  EXPECT_TRUE(stairs.build(legacy_steps().data()));
+  return stairs;
 }
 
 }  // namespace plain

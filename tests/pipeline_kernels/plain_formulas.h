@@ -26,7 +26,7 @@ std::uint8_t deinterlaced(std::uint8_t upper, std::uint8_t lower);
 std::uint8_t resized(std::uint8_t s00, std::uint8_t s01, std::uint8_t s10, std::uint8_t s11,
                      double fy, double fx);
 
-// The chain from the mixing step on. Legacy gamma by powf itself, whenever `mix` has steps.
+// The chain from the mixing step on. Legacy gamma by powf itself, whenever `mix` has stairs.
 Pixel tone_mixed(const kernels::ToneMix& mix, Pixel rgb);
 
 // What powf with the legacy exponent stores for `value`: NaN and negatives 0, infinity 255.
@@ -34,5 +34,8 @@ std::uint8_t legacy_stored(float value);
 
 // The smallest value for which legacy_stored gives at least b, for every b, found by bisection.
 std::array<float, 256> legacy_steps();
+
+// The same as a kernel wants it.
+kernels::Staircase legacy_stairs();
 
 }  // namespace plain

@@ -115,8 +115,9 @@ TEST_P(EveryTable, TransposeTurnsBandsOfRealPages) {
 std::vector<CopyRun> stretched(std::uint32_t source, std::uint32_t target) {
   std::vector<CopyRun> runs;
   const double scale = static_cast<double>(target) / static_cast<double>(source);
+  const double half = 0.5;
   for (std::uint32_t x = 0; x < target; ++x) {
-    auto from = static_cast<std::uint32_t>(((x + 0.5) * (1.0 / scale)) - 0.5 + 0.5);
+    auto from = static_cast<std::uint32_t>(((x + half) * (1.0 / scale)) - half + half);
     from = std::min(from, source - 1);
     if (!runs.empty() && runs.back().from + runs.back().length == from) {
       ++runs.back().length;

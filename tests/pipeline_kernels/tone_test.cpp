@@ -32,7 +32,7 @@ ToneMix neutral_mix() {
           .balance = {1.0F, 1.0F, 1.0F},
           .correction = Correction::kNone,
           .linear_contrast = false,
-          .legacy_steps = nullptr};
+          .legacy = nullptr};
 }
 
 using ThreeRows = std::array<Bytes, 3>;
@@ -178,26 +178,26 @@ FloatTable wild_table(Dice& dice) {
   return table;
 }
 
-ToneMix any_mix(Dice& dice, const FloatTable (&tables)[3], const FloatTable& steps) {
+ToneMix any_mix(Dice& dice, const FloatTable (&tables)[3], const kernels::Staircase& stairs) {
   ToneMix mix = neutral_mix();
   for (int c = 0; c < 3; ++c) {
-    mix.table[c] = tables[c].data();
+    mix.table[c] = dice.below(5) == 0 ? nullptr : tables[c].data();
     mix.balance[c] = static_cast<float>(dice.fraction() * 4.0 - 1.0);
   }
   mix.saturate = dice.below(2) == 0;
   mix.saturation = static_cast<float>(dice.fraction() * 6.0 - 2.0);
   mix.correction = kCorrections[dice.below(5)];
   mix.linear_contrast = dice.below(2) == 0;
-  mix.legacy_steps = dice.below(2) == 0 ? steps.data() : nullptr;
+  mix.legacy = dice.below(2) == 0 ? &stairs : nullptr;
   return mix;
 }
 
 TEST_P(EveryTable, MixesEqualTheirFormulaAtAnyWidthAddressAndSetting) {
-  const FloatTable steps = plain::legacy_steps();
+  const kernels::Staircase stairs = plain::legacy_stairs();
   for (int round = 0; round < 6; ++round) {
     for (const std::size_t width : interesting_widths()) {
       const FloatTable tables[3] = {wild_table(dice), wild_table(dice), wild_table(dice)};
-      const ToneMix mix = any_mix(dice, tables, steps);
+      const ToneMix mix = any_mix(dice, tables, stairs);
       const ThreeRows rows = {dice.bytes(width), dice.bytes(width), dice.bytes(width)};
       EXPECT_EQ(mixed(table(), mix, rows, {any_offset(), any_offset(), any_offset()}),
                 by_formula(mix, rows));
@@ -208,7 +208,8 @@ TEST_P(EveryTable, MixesEqualTheirFormulaAtAnyWidthAddressAndSetting) {
 // ---- Store and legacy gamma ---------------------------------------------------------------------
 
 // Runs `values`, 256 at a time, through a mix that only stores.
-Bytes stored(const kernels::Table& table, const std::vector<float>& values, const float* steps) {
+Bytes stored(const kernels::Table& table, const std::vector<float>& values,
+             const kernels::Staircase* stairs) {
   Bytes result;
   for (std::size_t at = 0; at < values.size(); at += 256) {
     FloatTable entries{};
@@ -216,7 +217,7 @@ Bytes stored(const kernels::Table& table, const std::vector<float>& values, cons
     std::copy_n(values.begin() + static_cast<std::ptrdiff_t>(at), count, entries.begin());
     ToneMix mix = neutral_mix();
     for (const float*& entry : mix.table) entry = entries.data();
-    mix.legacy_steps = steps;
+    mix.legacy = stairs;
     Bytes every_byte(count);
     std::iota(every_byte.begin(), every_byte.end(), std::uint8_t{0});
     const ThreeRows rows = mixed(table, mix, {every_byte, every_byte, every_byte});
@@ -239,13 +240,14 @@ TEST_P(EveryTable, StoreCutsOffAndTurnsNanToZeroAndInfinityToWhite) {
 // powf raises minus infinity to plus infinity, so the sheet gets white where a plain store gives
 // black.
 TEST_P(EveryTable, LegacyGammaTurnsMinusInfinityToWhite) {
-  const FloatTable steps = plain::legacy_steps();
-  EXPECT_EQ(stored(table(), {kNan, -kNan, kInfinity, -kInfinity, -1.0F, -0.0F}, steps.data()),
+  const kernels::Staircase stairs = plain::legacy_stairs();
+  EXPECT_EQ(stored(table(), {kNan, -kNan, kInfinity, -kInfinity, -1.0F, -0.0F}, &stairs),
             (Bytes{0, 0, 255, 255, 0, 0}));
 }
 
 TEST_P(EveryTable, LegacyGammaStepsUpExactlyAtEveryStep) {
   const FloatTable steps = plain::legacy_steps();
+  const kernels::Staircase stairs = plain::legacy_stairs();
   std::vector<float> values;
   Bytes expected;
   for (std::size_t b = 1; b < 256; ++b) {
@@ -253,11 +255,11 @@ TEST_P(EveryTable, LegacyGammaStepsUpExactlyAtEveryStep) {
     expected.insert(expected.end(),
                     {static_cast<std::uint8_t>(b - 1), static_cast<std::uint8_t>(b)});
   }
-  EXPECT_EQ(stored(table(), values, steps.data()), expected);
+  EXPECT_EQ(stored(table(), values, &stairs), expected);
 }
 
 TEST_P(EveryTable, LegacyGammaEqualsPowfOverItsWholeRange) {
-  const FloatTable steps = plain::legacy_steps();
+  const kernels::Staircase stairs = plain::legacy_stairs();
   std::vector<float> values;
   Bytes expected;
   // Positive floats are ordered like their bits: walk them from the smallest to beyond white.
@@ -265,7 +267,27 @@ TEST_P(EveryTable, LegacyGammaEqualsPowfOverItsWholeRange) {
     values.push_back(std::bit_cast<float>(bits));
     expected.push_back(plain::legacy_stored(values.back()));
   }
-  EXPECT_TRUE(stored(table(), values, steps.data()) == expected);
+  EXPECT_TRUE(stored(table(), values, &stairs) == expected);
+}
+
+// ---- Staircase ----------------------------------------------------------------------------------
+
+TEST(Staircase, RefusesStepsThatDoNotRiseOrLieTooCloseOrOutside) {
+  const FloatTable good = plain::legacy_steps();
+  kernels::Staircase stairs;
+  EXPECT_TRUE(stairs.build(good.data()));
+  FloatTable steps = good;
+  std::swap(steps[10], steps[11]);
+  EXPECT_FALSE(stairs.build(steps.data()));
+  steps = good;
+  steps[200] = std::nextafter(steps[199], 255.0F);
+  EXPECT_FALSE(stairs.build(steps.data()));
+  steps = good;
+  steps[1] = kernels::Staircase::kLowest / 2.0F;
+  EXPECT_FALSE(stairs.build(steps.data()));
+  steps = good;
+  steps[255] = 256.0F;
+  EXPECT_FALSE(stairs.build(steps.data()));
 }
 
 }  // namespace
