@@ -31,9 +31,9 @@ std::string filter_beside_this_program() {
 }
 
 void report_failure(const std::string& reason) {
-  tell_cups(
-      "WARNING",
-      "The choices made for this job could not be applied; it prints with the queue's defaults.");
+  tell_cups("WARNING",
+            "The choices made for this job could not be applied; it prints with the defaults of "
+            "the queue.");
   tell_cups("DEBUG", "rastertok905job: " + one_line(reason));
 }
 

@@ -30,8 +30,8 @@ using ::testing::StartsWith;
 const std::string kProgram = std::string(K905_BINARY_DIR) + "/rastertok905job";
 const std::string kQueuePpd = std::string(K905_BINARY_DIR) + "/ppd/K905.ppd";
 constexpr char kWarning[] =
-    "WARNING: The choices made for this job could not be applied; it prints with the queue's "
-    "defaults.";
+    "WARNING: The choices made for this job could not be applied; it prints with the "
+    "defaults of the queue.";
 
 class Pipe {
  public:

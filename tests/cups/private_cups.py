@@ -4,13 +4,18 @@ Nothing of the machine's own CUPS is read or touched but its programs, its stock
 tables. The scheduler must be started by root, as it runs the filters under another user.
 """
 
+import contextlib
+import fcntl
 import os
 import pathlib
 import re
 import shutil
 import signal
 import subprocess
+import sys
 import time
+
+import ipp
 
 STOCK_SERVERBIN = pathlib.Path("/usr/lib/cups")
 STOCK_DATADIR = pathlib.Path("/usr/share/cups")
@@ -29,13 +34,29 @@ def what_is_missing():
     return "not installed: " + ", ".join(missing) if missing else ""
 
 
+@contextlib.contextmanager
+def install_manifest_kept(build):
+    """`cmake --install` notes its files in the build, where a developer's own install may have left
+    its note for the uninstall target; and two tests may install at the same time."""
+    manifest = build / "install_manifest.txt"
+    with open(build / "install.lock", "w", encoding="ascii") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        kept = manifest.read_bytes() if manifest.exists() else None
+        try:
+            yield
+        finally:
+            manifest.unlink(missing_ok=True)
+            if kept is not None:
+                manifest.write_bytes(kept)
+
+
 class PrivateCups:
     """Started on entry, stopped and removed on exit of a `with`."""
 
     def __init__(self, scratch, build, cmake="cmake"):
         self.root = pathlib.Path(scratch)
         self.build = pathlib.Path(build)
-        self.cmake = cmake
+        self.cmake = cmake  # the program
         self.prefix = self.root / "usr"
         self.serverbin = self.prefix / "lib" / "cups"
         self.etc = self.root / "etc"
@@ -55,14 +76,10 @@ class PrivateCups:
     # Laying it out -----------------------------------------------------------------------------
 
     def install(self):
-        # CUPS runs no filter that lies in a folder others could write to.
-        os.chmod(self.root, 0o755)
-        manifest = self.build / "install_manifest.txt"
-        kept = manifest.read_bytes() if manifest.exists() else None
-        subprocess.run([self.cmake, "--install", str(self.build), "--prefix", str(self.prefix)],
-                       check=True, stdout=subprocess.DEVNULL)
-        if kept is not None:
-            manifest.write_bytes(kept)
+        os.chmod(self.root, 0o755)  # for the user that runs the filters
+        with install_manifest_kept(self.build):
+            subprocess.run([self.cmake, "--install", str(self.build), "--prefix", str(self.prefix)],
+                           check=True, stdout=subprocess.DEVNULL)
         for folder in ["daemon", "cgi-bin", "monitor", "notifier", "filter", "backend"]:
             (self.serverbin / folder).mkdir(parents=True, exist_ok=True)
         for folder in ["daemon", "filter", "backend"]:
@@ -70,15 +87,16 @@ class PrivateCups:
                 link = self.serverbin / folder / stock.name
                 if not link.exists():
                     link.symlink_to(stock)
-        backend = self.serverbin / "backend" / "capture"
-        backend.write_text(
-            "#!/bin/sh\n"
-            "# Puts every job's stream into a file of its own: capture:/FOLDER\n"
-            "[ $# -eq 0 ] && { echo 'direct capture \"Unknown\" \"Capture\"'; exit 0; }\n"
-            "folder=${DEVICE_URI#capture:}\n"
-            "exec cat > \"$folder/$1.part\" && mv \"$folder/$1.part\" \"$folder/$1.prn\"\n"
-            .replace("exec cat", "cat"))
-        backend.chmod(0o755)
+        self.add_backend("capture", "capture_backend.py")
+        if not (self.serverbin / "backend" / "socket").exists():
+            self.add_backend("socket", "socket_backend.py")
+
+    def add_backend(self, scheme, script):
+        """For root only, which makes CUPS run it as root: this Python may lie in root's home."""
+        backend = self.serverbin / "backend" / scheme
+        text = (pathlib.Path(__file__).parent / script).read_text()
+        backend.write_text(f"#!{sys.executable}\n{text}")
+        backend.chmod(0o700)
 
     def configure(self):
         for folder in ["etc", "spool", "spool/tmp", "cache", "state", "log", "captured", "data"]:
@@ -99,7 +117,7 @@ class PrivateCups:
         (self.etc / "cupsd.conf").write_text(
             f"LogLevel debug\nMaxLogSize 0\nListen {self.socket}\nBrowsing No\nWebInterface No\n"
             "ErrorPolicy abort-job\nPreserveJobHistory Yes\nPreserveJobFiles No\nMaxJobs 0\n"
-            "JobRetryInterval 1\nPageLogFormat %p %j %P %C\n"
+            "JobRetryInterval 1\nDirtyCleanInterval 0\nPageLogFormat %p %j %P %C\n"
             "<Policy default>\n<Limit All>\nOrder allow,deny\nAllow all\n</Limit>\n</Policy>\n"
             "<Location />\nOrder allow,deny\nAllow all\n</Location>\n")
 
@@ -161,27 +179,13 @@ class PrivateCups:
         return int(re.search(r"request id is .*-(\d+) ", said).group(1))
 
     def job_state(self, job):
-        """("completed", "canceled", ... , state reasons) as the scheduler tells it."""
-        test = ("{ NAME \"state\" OPERATION Get-Job-Attributes GROUP operation-attributes-tag "
-                "ATTR charset attributes-charset utf-8 ATTR language attributes-natural-language en "
-                f"ATTR uri job-uri ipp://localhost/jobs/{job} ATTR name requesting-user-name root "
-                "DISPLAY job-state DISPLAY job-media-sheets-completed "
-                "DISPLAY job-media-progress DISPLAY job-printer-state-message "
-                "DISPLAY job-impressions-completed DISPLAY printer-uri DISPLAY job-printer-uri }")
-        path = self.root / "get-job.test"
-        path.write_text(test)
-        said = self.run("ipptool", "-t", "-v", f"ipp://localhost/jobs/{job}", path, check=False).stdout
-        found = {}
-        for line in said.splitlines():
-            match = re.match(r"\s+([a-z-]+) \([^)]*\) = (.*)$", line)
-            if match:
-                found[match.group(1)] = match.group(2)
-        return found
+        """The job's attributes as the scheduler tells them."""
+        return ipp.job_attributes(self.socket, job)
 
     def finished(self, job, seconds=60):
         def look():
             state = self.job_state(job)
-            return state if state.get("job-state") in ("completed", "canceled", "aborted") else None
+            return state if state.get("job-state") in ipp.ENDED else None
         return self.wait_for(look, f"job {job} to end", seconds)
 
     def stream_of(self, job):

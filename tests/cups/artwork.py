@@ -1,0 +1,74 @@
+"""Test pictures and documents whose corners and colours can be told apart on a sheet."""
+
+import struct
+import subprocess
+import zlib
+
+RED, GREEN, BLUE, YELLOW = (255, 0, 0), (0, 255, 0), (0, 0, 255), (255, 255, 0)
+GREY, CYAN, MAGENTA, BLACK = (128, 128, 128), (0, 255, 255), (255, 0, 255), (0, 0, 0)
+
+# Clockwise from the top left corner.
+CORNERS = (RED, GREEN, YELLOW, BLUE)
+
+
+def png(path, width, height, centre=GREY):
+    """A quarter of the picture for each corner, a square of another colour in the middle."""
+    def row(left, right, inner):
+        from_x, to_x = width * 2 // 5, width * 3 // 5
+        line = [left] * (width // 2) + [right] * (width - width // 2)
+        if inner:
+            line[from_x:to_x] = [centre] * (to_x - from_x)
+        return b"\0" + b"".join(bytes(colour) for colour in line)
+
+    rows = []
+    plain = {half: row(*half, False) for half in ((RED, GREEN), (BLUE, YELLOW))}
+    inner = {half: row(*half, True) for half in plain}
+    for y in range(height):
+        half = (RED, GREEN) if y < height // 2 else (BLUE, YELLOW)
+        rows.append((inner if height * 2 // 5 <= y < height * 3 // 5 else plain)[half])
+
+    def chunk(kind, data):
+        return (struct.pack(">I", len(data)) + kind + data +
+                struct.pack(">I", zlib.crc32(kind + data)))
+    path.write_bytes(b"\x89PNG\r\n\x1a\n" +
+                     chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)) +
+                     chunk(b"IDAT", zlib.compress(b"".join(rows), 1)) + chunk(b"IEND", b""))
+    return path
+
+
+def jpeg(path, probe, width, height, centre=GREY):
+    source = png(path.with_suffix(".source.png"), width, height, centre)
+    subprocess.run([probe, "jpeg", source, path], check=True)
+    return path
+
+
+def pdf(path, width, height, centres=(GREY,)):
+    """The same picture as a document of that many points, one page for each centre colour."""
+    def rectangle(colour, x, y, w, h):
+        red, green, blue = (value / 255 for value in colour)
+        return f"{red:.4f} {green:.4f} {blue:.4f} rg {x:.3f} {y:.3f} {w:.3f} {h:.3f} re f\n"
+
+    objects = [b"<</Type/Catalog/Pages 2 0 R>>"]
+    kids = " ".join(f"{3 + 2 * i} 0 R" for i in range(len(centres)))
+    objects.append(f"<</Type/Pages/Kids[{kids}]/Count {len(centres)}>>".encode())
+    for i, centre in enumerate(centres):
+        w, h = width / 2, height / 2
+        content = (rectangle(RED, 0, h, w, h) + rectangle(GREEN, w, h, w, h) +
+                   rectangle(BLUE, 0, 0, w, h) + rectangle(YELLOW, w, 0, w, h) +
+                   rectangle(centre, width * 0.4, height * 0.4, width * 0.2, height * 0.2)).encode()
+        objects.append(f"<</Type/Page/Parent 2 0 R/MediaBox[0 0 {width} {height}]"
+                       f"/Resources<<>>/Contents {4 + 2 * i} 0 R>>".encode())
+        objects.append(b"<</Length %d>>stream\n%s\nendstream" % (len(content), content))
+
+    out = bytearray(b"%PDF-1.4\n")
+    offsets = []
+    for number, body in enumerate(objects, 1):
+        offsets.append(len(out))
+        out += b"%d 0 obj\n%s\nendobj\n" % (number, body)
+    table = len(out)
+    out += b"xref\n0 %d\n0000000000 65535 f \n" % (len(objects) + 1)
+    for offset in offsets:
+        out += b"%010d 00000 n \n" % offset
+    out += (b"trailer\n<</Size %d/Root 1 0 R>>\nstartxref\n%d\n%%%%EOF\n" % (len(objects) + 1, table))
+    path.write_bytes(out)
+    return path

@@ -1,0 +1,164 @@
+// Eyes for the end-to-end test: reads a captured printer stream with the companions' parser and
+// says what is on each sheet, as JSON. Also turns a picture into a JPEG file.
+//
+//   cups_probe sheets STREAM [X,Y]...   colours at these places, in fractions of the sheet
+//   cups_probe jpeg PICTURE OUTPUT
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+// jpeglib.h leaves it to others to define size_t and FILE.
+#include <jpeglib.h>
+
+#include "companions/pictures/read_picture.h"
+#include "companions/pictures/sheet_picture.h"
+#include "companions/stream/printer_stream.h"
+#include "companions/stream/stream_dump.h"
+
+namespace {
+
+struct Place {
+  double x;
+  double y;
+};
+
+struct Box {
+  std::uint32_t left;
+  std::uint32_t top;
+  std::uint32_t right;  // one behind the last, as is bottom
+  std::uint32_t bottom;
+};
+
+const std::uint8_t* pixel(const Picture& picture, std::uint32_t x, std::uint32_t y) {
+  return &picture.bytes[(std::size_t{y} * picture.width + x) * 3];
+}
+
+// What is not the white of bare paper.
+Box printed_box(const Picture& picture) {
+  Box box{picture.width, picture.height, 0, 0};
+  for (std::uint32_t y = 0; y < picture.height; ++y) {
+    for (std::uint32_t x = 0; x < picture.width; ++x) {
+      const std::uint8_t* p = pixel(picture, x, y);
+      if (p[0] == 255 && p[1] == 255 && p[2] == 255) continue;
+      box = {std::min(box.left, x), std::min(box.top, y), std::max(box.right, x + 1),
+             std::max(box.bottom, y + 1)};
+    }
+  }
+  return box;
+}
+
+// The mean over a small square, so that a picture's noise does not matter.
+void print_colour(const Picture& picture, Place place) {
+  constexpr int reach = 6;
+  const int column = static_cast<int>(place.x * picture.width);
+  const int row = static_cast<int>(place.y * picture.height);
+  long sum[3] = {};
+  long count = 0;
+  for (int y = row - reach; y <= row + reach; ++y) {
+    for (int x = column - reach; x <= column + reach; ++x) {
+      if (x < 0 || y < 0 || x >= static_cast<int>(picture.width) ||
+          y >= static_cast<int>(picture.height)) {
+        continue;
+      }
+      const std::uint8_t* p =
+          pixel(picture, static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
+      for (int channel = 0; channel < 3; ++channel) sum[channel] += p[channel];
+      ++count;
+    }
+  }
+  std::printf("[%ld, %ld, %ld]", sum[0] / count, sum[1] / count, sum[2] / count);
+}
+
+void print_sheet(const Sheet& sheet, const std::vector<Place>& places) {
+  const Picture picture = sheet_picture(sheet, Mirror::undo);
+  const Box box = printed_box(picture);
+  std::printf(
+      "{\"width\": %u, \"height\": %u, \"matte\": %s, \"cutter\": %u, \"size\": %llu, "
+      "\"printed\": [%u, %u, %u, %u], \"colours\": [",
+      sheet.width, sheet.height, sheet.matte ? "true" : "false", sheet.cutter,
+      static_cast<unsigned long long>(sheet.size), box.left, box.top, box.right, box.bottom);
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    if (i > 0) std::printf(", ");
+    print_colour(picture, places[i]);
+  }
+  std::printf("]}");
+}
+
+std::string quoted(const std::string& text) {
+  std::string quote = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') quote += '\\';
+    quote += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+  }
+  return quote + "\"";
+}
+
+int show_sheets(const char* path, const std::vector<Place>& places) {
+  std::ifstream in(path, std::ios::binary);
+  const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)), {});
+  const ParsedStream stream = parse_printer_stream(bytes.data(), bytes.size());
+  std::printf("{\"bytes\": %zu, \"error\": %s, \"sheets\": [", bytes.size(),
+              stream.error ? quoted(describe(*stream.error)).c_str() : "null");
+  for (std::size_t i = 0; i < stream.sheets.size(); ++i) {
+    if (i > 0) std::printf(",\n");
+    print_sheet(stream.sheets[i], places);
+  }
+  std::printf("]}\n");
+  return in.bad() ? 1 : 0;
+}
+
+int write_jpeg(const char* from, const char* to) {
+  std::string error;
+  const auto picture = read_picture(from, error);
+  if (!picture || picture->channels != 3 || picture->bits != 8) {
+    std::cerr << "cups_probe: " << from << ": " << error << "\n";
+    return 1;
+  }
+  std::FILE* file = std::fopen(to, "wb");
+  if (file == nullptr) return 1;
+  jpeg_compress_struct jpeg{};
+  jpeg_error_mgr errors{};
+  jpeg.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&jpeg);
+  jpeg_stdio_dest(&jpeg, file);
+  jpeg.image_width = picture->width;
+  jpeg.image_height = picture->height;
+  jpeg.input_components = 3;
+  jpeg.in_color_space = JCS_RGB;
+  jpeg_set_defaults(&jpeg);
+  jpeg_set_quality(&jpeg, 95, TRUE);
+  jpeg_start_compress(&jpeg, TRUE);
+  while (jpeg.next_scanline < jpeg.image_height) {
+    // libjpeg takes rows it does not change through a pointer that would let it.
+    auto* row = const_cast<JSAMPLE*>(pixel(*picture, 0, jpeg.next_scanline));
+    jpeg_write_scanlines(&jpeg, &row, 1);
+  }
+  jpeg_finish_compress(&jpeg);
+  jpeg_destroy_compress(&jpeg);
+  return std::fclose(file) == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string command = argc > 1 ? argv[1] : "";
+  if (command == "jpeg" && argc == 4) return write_jpeg(argv[2], argv[3]);
+  if (command != "sheets" || argc < 3) {
+    std::cerr << "usage: cups_probe sheets STREAM [X,Y]... | cups_probe jpeg PICTURE OUTPUT\n";
+    return 2;
+  }
+  std::vector<Place> places;
+  for (int i = 3; i < argc; ++i) {
+    char* end = nullptr;
+    const double x = std::strtod(argv[i], &end);
+    const double y = *end == ',' ? std::strtod(end + 1, nullptr) : 0.0;
+    places.push_back({x, y});
+  }
+  return show_sheets(argv[2], places);
+}

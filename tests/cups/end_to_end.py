@@ -1,0 +1,815 @@
+"""Prints through a real CUPS: `end_to_end.py BUILD CMAKE [TEST...]`.
+
+A private scheduler (private_cups.py) gets what the build made, installed as a user would. Pictures
+and documents go in at `lp`; what comes out at the device is read back sheet by sheet and compared with
+what a person would expect to hold. Exit status 77 means that it could not be tried here.
+"""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import artwork
+import ipp
+import private_cups
+from artwork import BLACK, CORNERS, CYAN, GREY, MAGENTA
+
+SKIPPED = 77
+BUILD = pathlib.Path()
+CMAKE = "cmake"
+
+
+class Paper:
+    """What the printer takes and where on it the picture belongs, in pixels at 300 dpi."""
+
+    def __init__(self, name, points, canvas, bleed, cutter=0):
+        self.name = name
+        self.points = points
+        self.width, self.height = canvas
+        self.top, self.bottom, self.left, self.right = bleed
+        self.cutter = cutter
+
+    def picture_box(self, lines_per_line=1):
+        """Seen from the front. The printer prints from behind, so left and right are exchanged. The
+        fine resolution has twice the lines, but its borders are not doubled."""
+        return (self.right, self.top, self.width - self.left,
+                self.height * lines_per_line - self.bottom)
+
+
+SIX_BY_FOUR = Paper("w288h432", (460.8, 297.6), (1920, 1240), (25, 18, 50, 70))
+SIX_BY_EIGHT = Paper("w432h576", (460.8, 584.64), (1920, 2436), (23, 12, 50, 70))
+PAPERS = [
+    Paper("B7", (460.8, 261.12), (1920, 1088), (20, 15, 50, 70)),
+    Paper("w360h360", (460.8, 369.6), (1920, 1540), (23, 15, 50, 70)),
+    Paper("w360h504", (460.8, 513.12), (1920, 2138), (20, 20, 50, 70)),
+    SIX_BY_FOUR,
+    # Cut into strips: the cutter's own number for it is 120.
+    Paper("w288h432-div2", (460.8, 297.6), (1920, 1240), (25, 18, 9, 37), cutter=120),
+    Paper("w432h576-div2", (460.8, 599.6), (1920, 2498), (0, 0, 0, 0), cutter=120),
+    Paper("w432h576-div4", (460.8, 585.64), (1920, 2436), (22, 17, 50, 70), cutter=120),
+    Paper("w432h432", (440.64, 460.8), (1920, 1836), (20, 15, 50, 70)),
+    SIX_BY_EIGHT,
+]
+MERGED_SHEET = (1920, 2498)
+
+
+def places_on(box, width, height):
+    """The four corners clockwise from the top left, a tenth of the picture inside, and the centre."""
+    left, top, right, bottom = box
+    places = []
+    for across, down in ((.1, .1), (.9, .1), (.9, .9), (.1, .9), (.5, .5)):
+        x = (left + across * (right - left)) / width
+        y = (top + down * (bottom - top)) / height
+        places.append(f"{x:.5f},{y:.5f}")
+    return places
+
+
+def turned(colours, quarters):
+    """The corners after so many quarter turns to the left."""
+    return tuple(colours[quarters % 4:]) + tuple(colours[:quarters % 4])
+
+
+class ThroughCups(unittest.TestCase):
+    """One scheduler for all tests of a class; a queue and a device folder of its own for each test."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = tempfile.mkdtemp(prefix="k905_cups_")
+        cls.cups = private_cups.PrivateCups(cls.scratch, BUILD, CMAKE)
+        try:
+            cls.cups.__enter__()
+        except BaseException:
+            cls.tearDownClass()
+            raise
+        cls.probe = BUILD / "tests" / "cups_probe"
+        cls.art = pathlib.Path(cls.scratch) / "art"
+        cls.art.mkdir()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.cups.stop()
+        shutil.rmtree(cls.scratch, ignore_errors=True)
+
+    def setUp(self):
+        self.queue = re.sub(r"\W", "_", self._testMethodName.removeprefix("test_"))[:60]
+
+    def run(self, result=None):
+        before = len(result.failures) + len(result.errors)
+        super().run(result)
+        if len(result.failures) + len(result.errors) > before:
+            print(self.cups.tail_of_log(400), file=sys.stderr)
+        return result
+
+    # Printing and looking ----------------------------------------------------------------------
+
+    def print(self, *files, queue=None, **more):
+        """The stream of a job that must have ended well."""
+        job = self.cups.submit(queue or self.queue, *files, **more)
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        return job
+
+    def stream(self, path, places=()):
+        said = subprocess.run([self.probe, "sheets", path, *places], check=True,
+                              capture_output=True, text=True).stdout
+        found = json.loads(said)
+        self.assertIsNone(found["error"], "the stream is broken")
+        self.assertEqual(sum(sheet["size"] for sheet in found["sheets"]), found["bytes"],
+                         "there is something between the sheets or behind them")
+        return found["sheets"]
+
+    def sheets(self, job, paper=SIX_BY_FOUR, lines_per_line=1):
+        box = paper.picture_box(lines_per_line)
+        height = paper.height * lines_per_line
+        return self.stream(self.cups.stream_of(job), places_on(box, paper.width, height))
+
+    def assert_colour(self, seen, expected, tolerance, what):
+        self.assertTrue(all(abs(a - b) <= tolerance for a, b in zip(seen, expected)),
+                        f"{what}: {seen} instead of {expected}")
+
+    def assert_sheet(self, sheet, paper=SIX_BY_FOUR, corners=CORNERS, centre=GREY, tolerance=4,
+                     slack=0, lines_per_line=1, matte=False):
+        """`slack`: pixels by which the picture may miss its box."""
+        self.assertEqual((sheet["width"], sheet["height"]),
+                         (paper.width, paper.height * lines_per_line))
+        self.assertEqual(sheet["cutter"], paper.cutter)
+        self.assertEqual(sheet["matte"], matte)
+        for seen, expected in zip(sheet["printed"], paper.picture_box(lines_per_line)):
+            self.assertLessEqual(abs(seen - expected), slack, f"picture at {sheet['printed']}")
+        for seen, expected, where in zip(sheet["colours"], tuple(corners) + (centre,), (
+                "top left", "top right", "bottom right", "bottom left", "centre")):
+            self.assert_colour(seen, expected, tolerance, where)
+
+    # Pictures of the paper's own shape, and documents of its own size ----------------------------
+
+    @staticmethod
+    def shape(paper):
+        return tuple(round(2 * side) for side in paper.points)
+
+    def png(self, paper=SIX_BY_FOUR, **more):
+        return artwork.png(self.art / f"{paper.name}.png", *self.shape(paper), **more)
+
+    def jpeg(self, paper=SIX_BY_FOUR, **more):
+        return artwork.jpeg(self.art / f"{paper.name}.jpg", self.probe, *self.shape(paper), **more)
+
+    def pdf(self, paper=SIX_BY_FOUR, centres=(GREY,)):
+        return artwork.pdf(self.art / f"{paper.name}-{len(centres)}.pdf", *paper.points, centres)
+
+    def add_queue(self, name=None, **options):
+        self.cups.add_queue(name or self.queue, **({"print_scaling_default": "fill"} | options))
+
+
+# CUPS counts a page in whole points, so a document's page is laid up to half a point (two pixels and
+# a bit) beside the raster.
+DOCUMENT_SLACK = 3
+
+
+class Pictures(ThroughCups):
+    """Every kind of file, paper and mode, as the queue's defaults."""
+
+    def test_a_jpeg_picture_comes_out_as_it_went_in(self):
+        self.add_queue()
+        (sheet,) = self.sheets(self.print(self.jpeg()))
+        self.assert_sheet(sheet)
+
+    def test_a_png_picture_comes_out_as_it_went_in(self):
+        self.add_queue()
+        (sheet,) = self.sheets(self.print(self.png()))
+        self.assert_sheet(sheet, tolerance=1)
+
+    def test_a_pdf_document_comes_out_as_it_went_in(self):
+        self.add_queue()
+        (sheet,) = self.sheets(self.print(self.pdf()))
+        self.assert_sheet(sheet, slack=DOCUMENT_SLACK)
+
+    def test_the_pages_of_a_document_come_in_their_order(self):
+        self.add_queue()
+        centres = (CYAN, MAGENTA, BLACK)
+        sheets = self.sheets(self.print(self.pdf(centres=centres)))
+        self.assertEqual(len(sheets), 3)
+        for sheet, centre in zip(sheets, centres):
+            self.assert_sheet(sheet, centre=centre, slack=DOCUMENT_SLACK)
+
+    def test_several_files_of_a_job_come_in_their_order(self):
+        self.add_queue()
+        first = artwork.png(self.art / "first.png", 930, 600, CYAN)
+        second = artwork.png(self.art / "second.png", 930, 600, MAGENTA)
+        job = self.cups.submit(self.queue, first, second)
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        # CUPS runs the filters once for each file, but the device once for both.
+        sheets = self.sheets(job)
+        self.assertEqual(len(sheets), 2)
+        self.assert_sheet(sheets[0], centre=CYAN)
+        self.assert_sheet(sheets[1], centre=MAGENTA)
+
+    def test_every_paper_takes_a_picture(self):
+        for paper in PAPERS:
+            with self.subTest(paper=paper.name):
+                queue = f"picture_{paper.name}"
+                self.add_queue(queue, PageSize=paper.name)
+                (sheet,) = self.sheets(self.print(self.png(paper), queue=queue), paper)
+                self.assert_sheet(sheet, paper, tolerance=1)
+
+    def test_every_paper_takes_a_document(self):
+        for paper in PAPERS:
+            with self.subTest(paper=paper.name):
+                queue = f"document_{paper.name}"
+                self.add_queue(queue, PageSize=paper.name)
+                (sheet,) = self.sheets(self.print(self.pdf(paper), queue=queue), paper)
+                self.assert_sheet(sheet, paper, slack=DOCUMENT_SLACK)
+
+    def test_every_model_prints(self):
+        for model in ("RV-40", "RV-40W", "RS-30"):
+            with self.subTest(model=model):
+                self.add_queue(model, model=model)
+                (sheet,) = self.sheets(self.print(self.png(), queue=model))
+                self.assert_sheet(sheet, tolerance=1)
+
+    def test_the_fine_resolution_has_twice_the_lines(self):
+        self.add_queue(Resolution="300x600dpi")
+        for file, slack in ((self.jpeg(), 0), (self.pdf(), 2 * DOCUMENT_SLACK)):
+            with self.subTest(file=file.name):
+                (sheet,) = self.sheets(self.print(file), lines_per_line=2)
+                self.assert_sheet(sheet, lines_per_line=2, slack=slack)
+
+    def test_a_gray_queue_prints_gray_and_no_negative(self):
+        self.add_queue(ColorModel="Gray")
+        for file in (self.jpeg(), self.pdf()):
+            with self.subTest(file=file.name):
+                (sheet,) = self.sheets(self.print(file))
+                red, green, yellow, blue, centre = sheet["colours"]
+                for colour in sheet["colours"]:
+                    self.assertEqual(len(set(colour)), 1, f"{colour} is no gray")
+                # However a filter weighs the colours: blue is dark, yellow light, grey stays.
+                self.assertLess(blue[0], red[0])
+                self.assertLess(red[0], green[0])
+                self.assertLess(green[0], yellow[0])
+                self.assertGreater(yellow[0], 200)
+                self.assertAlmostEqual(centre[0], GREY[0], delta=4)
+
+    def test_a_matte_queue_sends_the_matte_overcoat(self):
+        self.add_queue(StpLaminate="Matte")
+        (sheet,) = self.sheets(self.print(self.jpeg()))
+        self.assert_sheet(sheet, matte=True)
+
+    def test_copies_of_a_picture(self):
+        self.add_queue()
+        sheets = self.sheets(self.print(self.jpeg(), copies=3))
+        self.assertEqual(len(sheets), 3)
+        for sheet in sheets:
+            self.assert_sheet(sheet)
+
+    def test_copies_of_a_document_keep_its_pages_together(self):
+        self.add_queue()
+        job = self.print(self.pdf(centres=(CYAN, MAGENTA)), copies=2, options=["collate=true"])
+        sheets = self.sheets(job)
+        self.assertEqual(len(sheets), 4)
+        for sheet, centre in zip(sheets, (CYAN, MAGENTA, CYAN, MAGENTA)):
+            self.assert_sheet(sheet, centre=centre, slack=DOCUMENT_SLACK)
+
+    def test_an_upright_photo_is_turned_to_fill_the_paper(self):
+        self.add_queue()
+        upright = artwork.png(self.art / "upright.png", 600, 930)
+        (sheet,) = self.sheets(self.print(upright))
+        self.assert_sheet(sheet, corners=turned(CORNERS, 1), tolerance=1)
+
+    def test_a_wide_photo_is_turned_to_fill_an_upright_paper(self):
+        self.add_queue(PageSize="w432h576")
+        wide = artwork.png(self.art / "wide.png", 1200, 900)
+        (sheet,) = self.sheets(self.print(wide), SIX_BY_EIGHT)
+        self.assert_sheet(sheet, SIX_BY_EIGHT, corners=turned(CORNERS, 1), tolerance=1)
+
+    def test_landscape_turns_a_picture_a_quarter(self):
+        self.add_queue()
+        for file, slack in ((self.jpeg(), 0), (self.pdf(), DOCUMENT_SLACK)):
+            with self.subTest(file=file.name):
+                (sheet,) = self.sheets(self.print(file, options=["landscape"]))
+                self.assertEqual((sheet["width"], sheet["height"]), (1920, 1240))
+        (sheet,) = self.sheets(self.print(self.jpeg(), options=["landscape"]))
+        self.assert_sheet(sheet, corners=turned(CORNERS, 1))
+
+    def test_a_square_photo_fills_the_paper_uncut_only_where_it_must(self):
+        self.add_queue()
+        square = artwork.png(self.art / "square.png", 900, 900)
+        (sheet,) = self.sheets(self.print(square))
+        self.assert_sheet(sheet, tolerance=1)
+
+
+class Choices(ThroughCups):
+    """What is chosen in a print dialog for one job, on a queue with other defaults."""
+
+    def test_six_by_eight_and_matte_are_what_comes_out(self):
+        self.add_queue()
+        options = ["PageSize=w432h576", "StpLaminate=Matte"]
+        for file, slack in ((self.png(SIX_BY_EIGHT), 0), (self.pdf(SIX_BY_EIGHT), DOCUMENT_SLACK)):
+            with self.subTest(file=file.name):
+                (sheet,) = self.sheets(self.print(file, options=options), SIX_BY_EIGHT)
+                self.assert_sheet(sheet, SIX_BY_EIGHT, slack=slack, matte=True)
+
+    def test_the_next_job_has_the_queues_defaults_again(self):
+        self.add_queue()
+        self.print(self.png(SIX_BY_EIGHT), options=["PageSize=w432h576", "StpLaminate=Matte"])
+        (sheet,) = self.sheets(self.print(self.jpeg()))
+        self.assert_sheet(sheet)
+
+    def test_media_chooses_the_paper(self):
+        self.add_queue()
+        (sheet,) = self.sheets(self.print(self.png(SIX_BY_EIGHT), options=["media=w432h576"]),
+                               SIX_BY_EIGHT)
+        self.assert_sheet(sheet, SIX_BY_EIGHT, tolerance=1)
+
+    def test_strips_are_cut(self):
+        self.add_queue()
+        strips = next(paper for paper in PAPERS if paper.name == "w288h432-div2")
+        (sheet,) = self.sheets(self.print(self.png(strips), options=["PageSize=w288h432-div2"]), strips)
+        self.assert_sheet(sheet, strips, tolerance=1)
+
+    def test_brightness_of_one_job(self):
+        self.add_queue()
+        (sheet,) = self.sheets(self.print(self.png(), options=["StpBrightness=500"]))
+        # 128 x 1.5
+        self.assert_sheet(sheet, centre=(192, 192, 192), tolerance=1)
+
+    def test_a_negative_tone_of_one_job(self):
+        self.add_queue()
+        (sheet,) = self.sheets(self.print(self.png(), options=["StpBrightness=-500"]))
+        # Half of everything: 255 becomes 127, 128 becomes 64.
+        self.assert_sheet(sheet, corners=[tuple(value // 2 for value in c) for c in CORNERS],
+                          centre=(64, 64, 64), tolerance=1)
+
+    def test_none_takes_a_tone_of_the_queue_back(self):
+        self.add_queue(StpBrightness="500")
+        (sheet,) = self.sheets(self.print(self.png(), options=["StpBrightness=None"]))
+        self.assert_sheet(sheet, tolerance=1)
+
+    def test_a_switch_of_one_job(self):
+        self.add_queue()
+        grey = artwork.png(self.art / "light.png", 930, 600, (200, 200, 200))
+        (sheet,) = self.sheets(self.print(grey, options=["StpLinearContrast=True"]))
+        # (200 - 128) x 1.2 + 128 = 214.4
+        self.assert_sheet(sheet, centre=(214, 214, 214), tolerance=1)
+
+    def test_a_switch_of_the_queue_is_taken_back(self):
+        self.add_queue(StpLinearContrast="True")
+        grey = artwork.png(self.art / "light.png", 930, 600, (200, 200, 200))
+        (sheet,) = self.sheets(self.print(grey, options=["StpLinearContrast=False"]))
+        self.assert_sheet(sheet, centre=(200, 200, 200), tolerance=1)
+
+    def test_gray_for_one_job(self):
+        self.add_queue()
+        for option in ("ColorModel=Gray", "print-color-mode=monochrome"):
+            with self.subTest(option=option):
+                (sheet,) = self.sheets(self.print(self.png(), options=[option]))
+                for colour in sheet["colours"]:
+                    self.assertEqual(len(set(colour)), 1, f"{colour} is no gray")
+
+    def test_the_fine_resolution_for_one_job(self):
+        self.add_queue()
+        (sheet,) = self.sheets(self.print(self.png(), options=["Resolution=300x600dpi"]),
+                               lines_per_line=2)
+        self.assert_sheet(sheet, lines_per_line=2, tolerance=1)
+
+    def test_a_border_of_one_job(self):
+        self.add_queue()
+        (sheet,) = self.sheets(self.print(self.png(), options=["BleedTop=1.0", "BleedLeft=-0.5"]))
+        # 1 mm is 12 pixels more at the top, half a millimetre 5 less at the printer's left.
+        left, top, right, bottom = SIX_BY_FOUR.picture_box()
+        self.assertEqual(sheet["printed"], [left, top + 12, right + 5, bottom])
+
+    def test_two_pages_share_a_sheet_of_the_larger_ribbon(self):
+        self.add_queue()
+        centres = (CYAN, MAGENTA, BLACK)
+        job = self.print(self.pdf(centres=centres), options=["K905Ribbon=6x8"])
+        width, height = MERGED_SHEET
+        left, _, right, _ = SIX_BY_FOUR.picture_box()
+        # The upper page begins five lines higher than on a sheet of its own, the lower one 1253 down.
+        upper = (left, 20, right, 1217)
+        lower = (left, 1253 + 25, right, 1253 + 1222)
+        places = places_on(upper, width, height) + places_on(lower, width, height)
+        merged, single = self.stream(self.cups.stream_of(job), places)
+        self.assertEqual((merged["width"], merged["height"]), MERGED_SHEET)
+        self.assertEqual((merged["cutter"], merged["matte"]), (0, False))
+        expected = CORNERS + (CYAN,) + CORNERS + (MAGENTA,)
+        for seen, colour in zip(merged["colours"], expected):
+            self.assert_colour(seen, colour, 4, "merged sheet")
+        self.assertEqual((single["width"], single["height"]), (1920, 1240))
+        self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 2"])
+
+    def test_a_profile_of_one_job_is_looked_for_and_told_of(self):
+        self.add_queue()
+        job = self.print(self.png(), options=["ICCProfile=pm-905-wd-251126-5.icm"])
+        self.assertIn("K905-1: ICC Profile specified: pm-905-wd-251126-5.icm", self.cups.log_of(job))
+
+    def test_without_a_profile_nothing_is_converted(self):
+        self.add_queue()
+        job = self.print(self.png())
+        self.assertIn("K905-1: ICC conversion not enabled or no profile specified",
+                      self.cups.log_of(job))
+
+    def test_a_job_whose_choices_cannot_be_applied_prints_and_says_so(self):
+        # No room for the job's own PPD file, as on a full disk.
+        self.add_queue()
+        front = self.cups.serverbin / "filter" / "rastertok905job"
+        kept = front.with_name("kept")
+        front.rename(kept)
+        try:
+            front.write_text(f"#!/bin/sh\nulimit -f 0\nexec {kept} \"$@\"\n")
+            front.chmod(0o755)
+            job = self.print(self.jpeg(), options=["StpLaminate=Matte"])
+        finally:
+            kept.rename(front)
+        (sheet,) = self.sheets(job)
+        self.assert_sheet(sheet)
+        self.assertIn("The choices made for this job could not be applied; it prints with the "
+                      "defaults of the queue.", "\n".join(self.cups.log_of(job)))
+
+
+class Jobs(ThroughCups):
+    """Counting, cancelling, sharing, and jobs that mean harm."""
+
+    def test_every_sheet_is_counted_once(self):
+        self.add_queue()
+        job = self.print(self.pdf(centres=(CYAN, MAGENTA)), copies=2)
+        state = self.cups.job_state(job)
+        self.assertEqual(state["job-media-sheets-completed"], 4)
+        self.assertEqual(state["job-media-progress"], 100)
+        self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 4"])
+
+    def test_a_cancelled_job_ends_with_a_whole_sheet(self):
+        self.add_queue(device=f"capture:{self.cups.captured}?pause=0.02")
+        job = self.cups.submit(self.queue, self.pdf(centres=(CYAN, MAGENTA, BLACK)), copies=20,
+                               options=["collate=true"])
+        self.cups.wait_for(lambda: self.cups.job_state(job).get("job-media-sheets-completed", 0) >= 1,
+                           "the first sheet")
+        self.cups.run("cancel", job)
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
+        stream = self.cups.stream_of(job)
+        self.cups.wait_for(stream.exists, "the device to have taken what was sent")
+        sheets = self.sheets(job)
+        self.assertGreaterEqual(len(sheets), 1)
+        self.assertLess(len(sheets), 60)
+        for sheet, centre in zip(sheets, (CYAN, MAGENTA, BLACK) * 20):
+            self.assert_sheet(sheet, centre=centre, slack=DOCUMENT_SLACK)
+
+    def test_the_job_after_a_cancelled_one_prints(self):
+        self.add_queue(device=f"capture:{self.cups.captured}?pause=0.02")
+        job = self.cups.submit(self.queue, self.pdf(centres=(CYAN, MAGENTA, BLACK)), copies=20)
+        self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.PROCESSING, "a start")
+        self.cups.run("cancel", job)
+        (sheet,) = self.sheets(self.print(self.jpeg()))
+        self.assert_sheet(sheet)
+
+    def printed_by(self, members, jobs):
+        return [sum((self.cups.root / name / f"{job}.prn").exists() for job in jobs)
+                for name in members]
+
+    def add_class(self, name, members, **options):
+        for member in members:
+            (self.cups.root / member).mkdir()
+            device = f"capture:{self.cups.root / member}?pause=0.01&fail={self.cups.root / member}.fail"
+            self.add_queue(member, device=device, **options)
+            self.cups.run("lpadmin", "-p", member, "-c", name)
+        self.cups.run("cupsaccept", name)
+        self.cups.run("cupsenable", name)
+
+    def test_a_class_shares_its_jobs_among_its_printers(self):
+        members = ("shareA", "shareB")
+        self.add_class("share", members)
+        jobs = [self.cups.submit("share", self.jpeg()) for _ in range(8)]
+        for job in jobs:
+            self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        counts = self.printed_by(members, jobs)
+        self.assertEqual(sum(counts), 8)
+        self.assertGreaterEqual(min(counts), 2, f"jobs went {counts}")
+
+    def test_a_stopped_printer_leaves_its_jobs_to_the_other(self):
+        members = ("stopA", "stopB")
+        self.add_class("stop", members)
+        self.cups.run("cupsdisable", "stopA")
+        jobs = [self.cups.submit("stop", self.jpeg()) for _ in range(4)]
+        for job in jobs:
+            self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        self.assertEqual(self.printed_by(members, jobs), [0, 4])
+
+    def test_a_failing_printer_leaves_its_jobs_to_the_other(self):
+        members = ("failA", "failB")
+        self.add_class("fail", members, printer_error_policy="retry-current-job")
+        (self.cups.root / "failA.fail").touch()
+        jobs = [self.cups.submit("fail", self.jpeg()) for _ in range(4)]
+        for job in jobs:
+            self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        self.assertEqual(self.printed_by(members, jobs), [0, 4])
+
+    def test_nothing_a_job_says_is_obeyed(self):
+        self.add_queue()
+        harm = ("\nPAGE: 40 40\nATTR: job-media-progress=7 marker-levels=3\nSTATE: +harm-done\n"
+                "ERROR: harm\nPPD: StpLaminate=Matte\n")
+        for title, options in (
+                # CUPS refuses line breaks in a title today; the words alone do no harm either.
+                (f"a{harm}", []),
+                ("PAGE: 40 40", []),
+                (f"K905-1: Single page printed successfully (print call #1){harm}", []),
+                ("plain", [f"nonsense='b{harm}'"]),
+                ("plain", [f"StpBrightness='c{harm}'"]),
+                ("plain", [f"ICCProfile='ICCPROFILE (d{harm})'"]),
+                ("plain", ["nonsense='e\nPAGE: 40 40\r'"])):
+            with self.subTest(title=title, options=options):
+                job = self.print(self.jpeg(), title=title, options=options)
+                (sheet,) = self.sheets(job)
+                self.assert_sheet(sheet)
+                if options:
+                    self.assertTrue([line for line in self.cups.log_of(job)
+                                     if line.startswith("[5]: ") and "PAGE:" in line],
+                                    "the harm never reached the filter")
+                state = self.cups.job_state(job)
+                self.assertEqual(state["job-media-sheets-completed"], 1)
+                self.assertEqual(state["job-media-progress"], 100)
+                self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 1"])
+                told = self.cups.run("lpoptions", "-p", self.queue).stdout
+                self.assertIn("printer-state-reasons=none", told)
+                self.assertNotIn("marker-levels=3", told)
+        self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
+
+    def test_the_front_leaves_no_file_behind(self):
+        self.add_queue()
+        before = sorted(path.name for path in (self.cups.root / "spool/tmp").iterdir())
+        self.print(self.jpeg(), options=["StpLaminate=Matte"])
+        after = sorted(path.name for path in (self.cups.root / "spool/tmp").iterdir())
+        self.assertEqual([name for name in after if "k905" in name], [])
+        self.assertEqual(len(before), len(after), after)
+
+
+class Simulator(ThroughCups):
+    """A printer on the network that answers like the real one: k905-sim."""
+
+    def setUp(self):
+        super().setUp()
+        program = BUILD / "k905-sim"
+        if not program.exists():
+            self.skipTest("k905-sim was not built")
+        self.sheets_folder = pathlib.Path(self.scratch) / f"sheets_{self.queue}"
+        self.sheets_folder.mkdir()
+        self.simulator = subprocess.Popen(
+            [program, "--listen", "0", "--sheets", self.sheets_folder],
+            stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, text=True)
+        self.addCleanup(self.stop_simulator)
+        self.port = self.read_port()
+
+    def stop_simulator(self):
+        self.simulator.terminate()
+        self.simulator.wait(10)
+        self.simulator.stdout.close()
+
+    def read_port(self):
+        for line in self.simulator.stdout:
+            match = re.search(r":(\d+)\s*$", line) or re.search(r"\bport (\d+)", line)
+            if match:
+                return int(match.group(1))
+        self.fail("k905-sim names no port")
+
+    def printed_sheets(self, count):
+        def look():
+            found = sorted(self.sheets_folder.glob("*.png"))
+            return found if len(found) >= count else None
+        return self.cups.wait_for(look, f"{count} sheets at the simulated printer")
+
+    def test_pictures_and_documents_reach_a_network_printer(self):
+        self.add_queue(device=f"socket://127.0.0.1:{self.port}")
+        self.print(self.jpeg())
+        self.print(self.pdf(centres=(CYAN, MAGENTA)), options=["StpLaminate=Matte"])
+        self.assertEqual(len(self.printed_sheets(3)), 3)
+
+
+class Setup(ThroughCups):
+    """k905-setup, as installed."""
+
+    def setup(self, *arguments):
+        program = self.cups.prefix / "bin" / "k905-setup"
+        return self.cups.run(program, *arguments, check=False)
+
+    def device(self):
+        return f"capture:{self.cups.captured}"
+
+    def test_a_queue_in_one_command(self):
+        made = self.setup(self.queue, "--device", self.device(), "--paper", "6x8", "--finish", "Matte")
+        self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
+        self.assertIn(f"{self.queue}: ready to print", made.stdout)
+        wide = artwork.png(self.art / "square.png", 900, 900)
+        (sheet,) = self.sheets(self.print(wide), SIX_BY_EIGHT)
+        self.assert_sheet(sheet, SIX_BY_EIGHT, tolerance=1, matte=True)
+        text = (self.cups.etc / "printers.conf").read_text()
+        self.assertIn("ErrorPolicy retry-current-job", text.split(f"Printer {self.queue}>")[1])
+
+    def test_papers_are_known_by_both_names(self):
+        for paper, name in (("6x2*2", "w288h432-div2"), ("w432h432", "w432h432"), ("5x7", "w360h504")):
+            made = self.setup(self.queue, "--device", self.device(), "--paper", paper, "--replace")
+            self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
+            self.assertIn(f"paper {name},", made.stdout)
+
+    def test_more_defaults_can_be_given(self):
+        made = self.setup(self.queue, "--device", self.device(), "--model", "RV-40", "--ribbon", "6x8",
+                          "-o", "StpBrightness=100", "-o", "Resolution=300x600dpi")
+        self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
+        choices = self.cups.run("lpoptions", "-p", self.queue, "-l").stdout
+        for line in ("*100", "*300x600dpi", "*6x8", "pm-rv-wd-251202-5.icm"):
+            self.assertIn(line, choices)
+
+    def test_a_queue_is_not_replaced_unasked(self):
+        self.add_queue(StpLaminate="Matte")
+        refused = self.setup(self.queue, "--device", self.device())
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("--replace", refused.stderr)
+        self.assertIn("*Matte", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
+        replaced = self.setup(self.queue, "--device", self.device(), "--replace")
+        self.assertEqual(replaced.returncode, 0, replaced.stdout + replaced.stderr)
+        self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
+
+    def test_wrong_usage_is_told(self):
+        for arguments in ((), ("--check",), ("q", "--paper"), ("q", "--no-such"), ("q", "r"),
+                          ("q", "--device", self.device(), "--paper", "A4"),
+                          ("q", "--device", self.device(), "--model", "X"),
+                          ("q", "--device", self.device(), "--finish", "matte"),
+                          ("q", "--device", self.device(), "--ribbon", "8x6"), ("q",)):
+            with self.subTest(arguments=arguments):
+                said = self.setup(*arguments)
+                self.assertEqual(said.returncode, 2, said.stdout)
+                self.assertIn("Usage:", said.stderr)
+
+    def test_models_and_papers_are_listed(self):
+        said = self.setup("--list").stdout
+        for word in ("K905", "RV-40W", "RS-30", "w432h576-div4", "6x2*4", "6 x 8 in (15 x 20 cm)"):
+            self.assertIn(word, said)
+
+    def check_finds(self, words):
+        checked = self.setup("--check", self.queue)
+        self.assertEqual(checked.returncode, 1, checked.stdout)
+        self.assertIn("PROBLEM", checked.stdout)
+        self.assertIn(words, checked.stdout)
+        self.assertIn("->", checked.stdout)
+
+    def change_ppd(self, old, new):
+        path = self.cups.etc / "ppd" / f"{self.queue}.ppd"
+        text, count = re.subn(old, new, path.read_text())
+        self.assertGreater(count, 0)
+        path.write_text(text)
+
+    def test_check_of_a_sound_queue_finds_nothing(self):
+        self.add_queue(printer_error_policy="retry-current-job")
+        checked = self.setup("--check", self.queue)
+        self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
+        self.assertNotIn("PROBLEM", checked.stdout)
+
+    def test_check_changes_nothing(self):
+        self.add_queue(StpLaminate="Matte", print_scaling_default="fit")
+        before = self.cups.run("lpoptions", "-p", self.queue).stdout
+        self.setup("--check", self.queue)
+        self.assertEqual(self.cups.run("lpoptions", "-p", self.queue).stdout, before)
+
+    def test_check_finds_a_queue_that_is_not_there(self):
+        self.check_finds("there is no queue")
+
+    def test_check_finds_a_filter_others_can_write_to(self):
+        self.add_queue()
+        filter_file = self.cups.serverbin / "filter" / "rastertok905"
+        filter_file.chmod(0o775)
+        self.addCleanup(filter_file.chmod, 0o755)
+        self.check_finds("can be written to by others than root")
+
+    def test_check_finds_a_filter_of_another_user(self):
+        self.add_queue()
+        filter_file = self.cups.serverbin / "filter" / "rastertok905job"
+        shutil.chown(filter_file, "lp")
+        self.addCleanup(shutil.chown, filter_file, "root")
+        self.check_finds("does not belong to root")
+
+    def test_check_finds_a_folder_others_can_write_to(self):
+        self.add_queue()
+        folder = self.cups.serverbin / "filter"
+        folder.chmod(0o777)
+        self.addCleanup(folder.chmod, 0o755)
+        self.check_finds("can be written to by others than root")
+
+    def test_what_check_says_of_permissions_is_true(self):
+        # The job must really hang: neither printed nor failed.
+        self.add_queue()
+        front = self.cups.serverbin / "filter" / "rastertok905job"
+        front.chmod(0o775)
+        self.addCleanup(front.chmod, 0o755)
+        job = self.cups.submit(self.queue, self.jpeg())
+        self.cups.wait_for(lambda: "cups-insecure-filter" in
+                           self.cups.run("lpoptions", "-p", self.queue).stdout, "CUPS to refuse")
+        self.assertNotIn(self.cups.job_state(job)["job-state"], ipp.ENDED)
+        self.check_finds("CUPS refuses to run the queue's filter")
+        self.cups.run("cancel", job)
+
+    def test_check_finds_a_missing_filter(self):
+        self.add_queue()
+        for name in ("rastertok905", "imagetoraster", "pdftopdf"):
+            with self.subTest(name=name):
+                path = self.cups.serverbin / "filter" / name
+                away = path.with_name(name + ".away")
+                path.rename(away)
+                try:
+                    self.check_finds(name)
+                finally:
+                    away.rename(path)
+
+    def test_check_finds_a_missing_backend(self):
+        self.add_queue()
+        path = self.cups.serverbin / "backend" / "capture"
+        away = path.with_name("capture.away")
+        path.rename(away)
+        self.addCleanup(away.rename, path)
+        self.check_finds("the backend capture is missing")
+
+    def test_check_finds_a_default_that_is_read_as_zero(self):
+        self.add_queue()
+        for keyword in ("StpGamma", "StpYellowBalance", "BleedTop"):
+            with self.subTest(keyword=keyword):
+                self.change_ppd(rf"\*Default{keyword}: .*", f"*Default{keyword}: Normal")
+                self.check_finds(f"default {keyword}")
+
+    def test_check_finds_a_profile_that_is_not_there(self):
+        self.add_queue(ICCProfile="pm-905-wd-251126-5.icm")
+        self.check_finds("the profile pm-905-wd-251126-5.icm is not found")
+
+    def test_check_finds_photos_that_would_not_fill(self):
+        self.add_queue(print_scaling_default="auto")
+        self.check_finds("print-scaling-default=fill")
+
+    def test_check_finds_an_error_policy_that_loses_the_job(self):
+        self.add_queue(printer_error_policy="abort-job")
+        self.check_finds('CUPS will do "abort-job"')
+
+    def test_check_finds_a_stopped_queue(self):
+        self.add_queue()
+        self.cups.run("cupsdisable", self.queue)
+        self.check_finds("has been stopped")
+
+    def test_check_finds_a_queue_that_takes_no_jobs(self):
+        self.add_queue()
+        self.cups.run("cupsreject", self.queue)
+        self.check_finds("does not take jobs")
+
+    def test_check_finds_a_queue_without_the_front(self):
+        self.add_queue()
+        self.change_ppd("rastertok905job", "rastertok905")
+        self.check_finds("does not use rastertok905job")
+
+    def test_check_finds_a_ppd_file_of_another_version(self):
+        self.add_queue()
+        self.change_ppd(r'FileVersion: ".*"', 'FileVersion: "0.1"')
+        self.check_finds("is not the one that was installed")
+
+    def test_check_finds_a_queue_of_another_printer(self):
+        self.add_queue()
+        self.change_ppd("StpLaminate", "Unheard")
+        self.check_finds("is no queue of this printer")
+
+
+class Installation(unittest.TestCase):
+    """What `cmake --install` and the uninstall target do, without a scheduler."""
+
+    def test_everything_lies_where_cups_looks_and_goes_away_again(self):
+        with tempfile.TemporaryDirectory() as scratch, private_cups.install_manifest_kept(BUILD):
+            stage = pathlib.Path(scratch)
+            subprocess.run([CMAKE, "--install", BUILD, "--prefix", "/usr"], check=True,
+                           env=os.environ | {"DESTDIR": scratch}, stdout=subprocess.DEVNULL)
+            serverbin, datadir = (
+                subprocess.run(["cups-config", place], check=True, text=True,
+                               capture_output=True).stdout.strip().lstrip("/")
+                for place in ("--serverbin", "--datadir"))
+            for program in (f"{serverbin}/filter/rastertok905", f"{serverbin}/filter/rastertok905job",
+                            "usr/bin/k905-setup"):
+                self.assertEqual((stage / program).stat().st_mode & 0o7777, 0o755, program)
+            for model in ("K905", "RV-40", "RV-40W", "RS-30"):
+                ppd = stage / datadir / "model/k905" / f"{model}.ppd"
+                self.assertEqual(ppd.stat().st_mode & 0o7777, 0o644, model)
+            subprocess.run([CMAKE, "-P", BUILD / "uninstall.cmake"], check=True,
+                           env=os.environ | {"DESTDIR": scratch}, stdout=subprocess.DEVNULL)
+            self.assertEqual([path for path in stage.rglob("*") if not path.is_dir()], [])
+            self.assertFalse((stage / datadir / "model/k905").exists())
+
+
+def main():
+    global BUILD, CMAKE
+    if len(sys.argv) < 3:
+        print(__doc__)
+        return 2
+    BUILD, CMAKE = pathlib.Path(sys.argv[1]), sys.argv[2]
+    missing = private_cups.what_is_missing()
+    if missing:
+        print(f"SKIPPED: no print system can be started here: {missing}")
+        return SKIPPED
+    return 0 if unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False).result.wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

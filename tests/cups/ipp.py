@@ -1,0 +1,62 @@
+"""The one question to the scheduler that no client program answers: what became of a job."""
+
+import http.client
+import socket
+import struct
+
+CANCELED, ABORTED, COMPLETED = 7, 8, 9
+HELD, PROCESSING = 4, 5
+ENDED = (CANCELED, ABORTED, COMPLETED)
+GET_JOB_ATTRIBUTES = 0x0009
+INTEGER_TAGS = (0x21, 0x23)
+GROUP_TAG_LIMIT = 0x10
+END_TAG = 0x03
+
+
+class SocketConnection(http.client.HTTPConnection):
+    def __init__(self, path):
+        super().__init__("localhost")
+        self.path = path
+
+    def connect(self):
+        self.sock = socket.socket(socket.AF_UNIX)
+        self.sock.settimeout(20)
+        self.sock.connect(str(self.path))
+
+
+def attribute(tag, name, value):
+    name, value = name.encode(), value.encode()
+    return struct.pack(">BH", tag, len(name)) + name + struct.pack(">H", len(value)) + value
+
+
+def decoded(body):
+    """{name: first value} of all groups; integers and enums as int, the rest as text."""
+    found = {}
+    at = 8
+    while at < len(body) and body[at] != END_TAG:
+        if body[at] < GROUP_TAG_LIMIT:
+            at += 1
+            continue
+        tag, length = struct.unpack_from(">BH", body, at)
+        name = body[at + 3:at + 3 + length].decode()
+        at += 3 + length
+        (length,) = struct.unpack_from(">H", body, at)
+        value = body[at + 2:at + 2 + length]
+        at += 2 + length
+        if name:
+            found[name] = (struct.unpack(">i", value)[0] if tag in INTEGER_TAGS
+                           else value.decode(errors="replace"))
+    return found
+
+
+def job_attributes(path, job):
+    request = (struct.pack(">BBHI", 1, 1, GET_JOB_ATTRIBUTES, 1) + b"\x01" +
+               attribute(0x47, "attributes-charset", "utf-8") +
+               attribute(0x48, "attributes-natural-language", "en") +
+               attribute(0x45, "job-uri", f"ipp://localhost/jobs/{job}") + bytes([END_TAG]))
+    connection = SocketConnection(path)
+    try:
+        connection.request("POST", "/", request, {"Content-Type": "application/ipp"})
+        return decoded(connection.getresponse().read())
+    finally:
+        connection.close()
