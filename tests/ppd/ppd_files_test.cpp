@@ -48,6 +48,7 @@ using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
 
 std::vector<std::string> names_of(const std::vector<ppd_option_t*>& options) {
   std::vector<std::string> names;
+  names.reserve(options.size());
   for (const ppd_option_t* option : options) names.emplace_back(option->keyword);
   return names;
 }
@@ -257,7 +258,8 @@ TEST_P(PpdFile, EveryBleedChoiceIsReadAsTheMillimetresItNames) {
     for (int c = 0; c < option->num_choices; ++c) {
       const std::string name = option->choices[c].choice;
       ASSERT_TRUE(std::regex_match(name, std::regex("-?[0-9]+\\.[0-9]"))) << name;
-      const auto expected = static_cast<std::int32_t>(std::stod(name) * 300.0 / 25.4 + 0.5);
+      const double pixels = std::stod(name) * 300.0 / 25.4 + 0.5;
+      const auto expected = static_cast<std::int32_t>(pixels);  // toward zero
       EXPECT_EQ(read_by_the_filter(with_default(number.keyword, name)).*number.field, expected)
           << number.keyword << " " << name;
     }
@@ -342,8 +344,8 @@ TEST_P(PpdFile, PassesTheConformanceTest) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, PpdFile, ::testing::ValuesIn(ppd::models),
-                         [](const ::testing::TestParamInfo<ppd::Model>& info) {
-                           std::string name = info.param.name;
+                         [](const ::testing::TestParamInfo<ppd::Model>& model) {
+                           std::string name = model.param.name;
                            std::erase(name, '-');
                            return name;
                          });
