@@ -1,0 +1,262 @@
+// Random queues and random arguments, read by the program and by the plain reference: the same log,
+// the same settings.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "geometry/paper_table.h"
+#include "settings/job_arguments.h"
+#include "settings/paper_argument.h"
+#include "settings/ppd_defaults.h"
+#include "settings/print_options.h"
+#include "settings/summary.h"
+#include "tests/settings/argument_list.h"
+#include "tests/settings/fake_files.h"
+#include "tests/settings/ppd_file.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/environment_guard.h"
+#include "tests/support/reference_state.h"
+
+namespace {
+
+const char* const kKeys[] = {
+    "PageSize",
+    "PageRegion",
+    "ICCProfile",
+    "ColorBase",
+    "StpBrightness",
+    "StpContrast",
+    "StpSaturation",
+    "StpGamma",
+    "StpImageType",
+    "StpColorCorrection",
+    "ColorModel",
+    "StpColorPrecision",
+    "Resolution",
+    "StpLaminate",
+    "StpLegacyDyesubGamma",
+    "StpNoCutWaste",
+    "StpCyanGamma",
+    "StpiShrinkOutput",
+    "StpMagentaGamma",
+    "StpYellowGamma",
+    "BleedTop",
+    "StpCyanBalance",
+    "StpMagentaBalance",
+    "StpYellowBalance",
+    "BleedBottom",
+    "StpLinearContrast",
+    "BleedLeft",
+    "BleedRight",
+    "BleedA",
+    "BleedB",
+    "BleedC",
+    "BleedD",
+    "MediaType",
+    "stpgamma",
+};
+const char* const kChoices[] = {"None",
+                                "True",
+                                "False",
+                                "0",
+                                "1000",
+                                "-150",
+                                "1.5",
+                                "-0.25",
+                                "99999999999",
+                                "-99999999999",
+                                "12abc",
+                                "abc",
+                                "1e2",
+                                "nan",
+                                "-inf",
+                                "300x600dpi",
+                                "300x300dpi",
+                                "600dpi",
+                                "Vivid",
+                                "Normal",
+                                "vivid",
+                                "sRGB",
+                                "AdobeRGB",
+                                "PM-RV",
+                                "printer",
+                                "printer.icc",
+                                "lost.icm",
+                                "w288h432",
+                                "w432h576-div2",
+                                "Matte",
+                                "Gray",
+                                "a_choice_of_exactly_forty_characters_____",
+                                "RGB"};
+const char* const kFlags[] = {
+    "--contrast",
+    "--saturation",
+    "--brightness",
+    "--gamma",
+    "--copies",
+    "--color-model",
+    "--color-precision",
+    "--image-type",
+    "--color-correction",
+    "--icc-profile",
+    "--icc-intent",
+    "--paper-size",
+    "--info",
+    "--unknown",
+};
+const char* const kTexts[] = {"6x4",
+                              "w432h576",
+                              "6x2*2",
+                              "default",
+                              "",
+                              "Relative",
+                              "ICCPROFILE (printer)",
+                              "=",
+                              "=x",
+                              "ICCPROFILE ()",
+                              "x ICCPROFILE (/there/abs.icc) y",
+                              "/there/abs.icc",
+                              "two\nlines",
+                              "tab\there"};
+
+class RandomSettings : public testing::Test {
+ protected:
+  template <typename List>
+  std::string one_of(const List& list) {
+    return list[random_() % std::size(list)];
+  }
+  bool once_in(unsigned n) { return random_() % n == 0; }
+
+  std::string value() { return once_in(3) ? one_of(kTexts) : one_of(kChoices); }
+
+  std::string argument() {
+    switch (random_() % 4) {
+      case 0:
+        return one_of(kKeys) + "=" + value();
+      case 1:
+      case 2:
+        return one_of(kFlags);
+      default:
+        return value();
+    }
+  }
+
+  std::string option_string() {
+    std::string text;
+    for (unsigned i = random_() % 5; i > 0; --i) {
+      text += once_in(2) ? "ICCProfile=" + one_of(kChoices) : argument();
+      text += once_in(4) ? "\t" : " ";
+    }
+    return text;
+  }
+
+  std::vector<std::string> arguments() {
+    std::vector<std::string> list{"queue"};
+    for (unsigned i = random_() % 10; i > 0; --i) {
+      list.push_back(list.size() == 5 && !once_in(4) ? option_string() : argument());
+    }
+    return list;
+  }
+
+  PpdDescription queue() {
+    PpdDescription ppd;
+    if (once_in(2)) {
+      ppd.manufacturer = std::nullopt;
+    }
+    const unsigned count = random_() % 4;
+    std::vector<const char*> keys(std::begin(kKeys), std::end(kKeys));
+    for (unsigned g = 0; g < count; ++g) {
+      PpdGroup group;
+      group.name = "Group" + std::to_string(g);
+      // A keyword stands once in a PPD.
+      for (unsigned i = 1 + random_() % 8; i > 0; --i) {
+        const std::size_t key = random_() % keys.size();
+        group.options.push_back({keys[key], one_of(kChoices)});
+        group.options.back().default_choice.resize(
+            std::min<std::size_t>(group.options.back().default_choice.size(), 40));
+        keys.erase(keys.begin() + static_cast<std::ptrdiff_t>(key));
+      }
+      ppd.groups.push_back(group);
+    }
+    return ppd;
+  }
+
+  std::minstd_rand random_{4711};
+};
+
+void expect_same(const PrintOptions& ours, const reference::Settings& plain) {
+  EXPECT_EQ(ours.paper_config->ppd_name, plain.paper.name);
+  EXPECT_EQ(ours.ppd_paper_name, plain.ppd_paper_name);
+  EXPECT_EQ(ours.brightness, plain.brightness);
+  EXPECT_EQ(ours.contrast, plain.contrast);
+  EXPECT_EQ(ours.saturation, plain.saturation);
+  EXPECT_EQ(ours.gamma, plain.gamma);
+  EXPECT_EQ(ours.copies, plain.copies);
+  EXPECT_EQ(ours.color_model, plain.color_model);
+  EXPECT_EQ(ours.color_precision, plain.color_precision);
+  EXPECT_EQ(ours.image_type, plain.image_type);
+  EXPECT_EQ(ours.color_correction, plain.color_correction);
+  EXPECT_EQ(ours.resolution, plain.resolution);
+  EXPECT_EQ(ours.overcoat, plain.overcoat);
+  EXPECT_EQ(ours.legacy_gamma, plain.legacy_gamma);
+  EXPECT_EQ(ours.no_cut_waste, plain.no_cut_waste);
+  EXPECT_EQ(ours.shrink_output, plain.shrink_output);
+  EXPECT_EQ(ours.cyan_gamma, plain.cyan_gamma);
+  EXPECT_EQ(ours.magenta_gamma, plain.magenta_gamma);
+  EXPECT_EQ(ours.yellow_gamma, plain.yellow_gamma);
+  EXPECT_EQ(ours.cyan_balance, plain.cyan_balance);
+  EXPECT_EQ(ours.magenta_balance, plain.magenta_balance);
+  EXPECT_EQ(ours.yellow_balance, plain.yellow_balance);
+  EXPECT_EQ(ours.linear_contrast, plain.linear_contrast);
+  EXPECT_EQ(ours.icc_profile_name, plain.icc_name);
+  EXPECT_EQ(ours.icc_profile_path, plain.icc_path);
+  EXPECT_EQ(ours.icc_enabled != 0, plain.icc_enabled);
+  EXPECT_EQ(ours.icc_intent, plain.icc_intent);
+  EXPECT_EQ(ours.color_base, plain.color_base);
+  EXPECT_EQ(ours.color_base_profile_name, plain.color_base_name);
+  EXPECT_EQ(ours.color_base_profile_path, plain.color_base_path);
+  EXPECT_EQ(ours.bleed_top_px, plain.bleed_top);
+  EXPECT_EQ(ours.bleed_bottom_px, plain.bleed_bottom);
+  EXPECT_EQ(ours.bleed_left_px, plain.bleed_left);
+  EXPECT_EQ(ours.bleed_right_px, plain.bleed_right);
+}
+
+TEST_F(RandomSettings, AreReadAsThePlainReferenceReadsThem) {
+  // The reference asks for the files of the working folder by its path, here ".".
+  FakeFiles files({"/usr/share/color/icc/sRGB.icc", "./printer.icc", "././printer.icc",
+                   "/opt/homebrew/share/color/icc/AdobeRGB1998.icc", "/there/abs.icc"});
+  for (int round = 0; round < 400; ++round) {
+    const SettingsGuard settings;
+    ReferenceJob job;
+    job.arguments = arguments();
+    job.ppd_file = queue();
+    const PpdFile file(ppd_text(*job.ppd_file));
+    job.ppd_path = file.path();
+
+    const EnvironmentGuard ppd("PPD", file.path().c_str());
+    ArgumentList list(job.arguments);
+    const std::string log = captured_log([&] {
+      read_ppd_defaults();
+      read_job_arguments(list.count(), list.values());
+      read_paper_argument(list.count(), list.values());
+      print_configuration_summary();
+    });
+
+    reference::PlainFilter plain(job);
+    plain.read_ppd();
+    plain.read_arguments();
+    plain.read_paper_argument();
+    plain.log_summary();
+
+    ASSERT_EQ(lines_of(log), plain.log) << "round " << round;
+    expect_same(current_options, plain.settings);
+    ASSERT_FALSE(HasFailure()) << "round " << round;
+  }
+}
+
+}  // namespace
