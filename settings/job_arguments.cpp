@@ -1,5 +1,6 @@
 #include "settings/job_arguments.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
