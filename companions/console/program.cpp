@@ -1,6 +1,8 @@
 #include "companions/console/program.h"
 
 #include <cstdio>
+#include <exception>
+#include <new>
 
 std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
   app.set_version_flag("--version", app.get_name() + " " K905_VERSION);
@@ -22,4 +24,15 @@ int wrong_usage(const CLI::App& app, const std::string& message) {
   complain(app, message);
   std::fprintf(stderr, "Run with --help for more information.\n");
   return kExitUsage;
+}
+
+int guarded_main(const char* program, int (*body)(int, char**), int argc, char** argv) noexcept {
+  try {
+    return body(argc, argv);
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "%s: not enough memory\n", program);
+  } catch (const std::exception& problem) {
+    std::fprintf(stderr, "%s: %s\n", program, problem.what());
+  }
+  return kExitFailed;
 }

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
@@ -31,7 +32,13 @@ void on_error(png_structp png, png_const_charp message) {
 void on_warning(png_structp, png_const_charp) {}
 
 png_uint_32 dots_per_metre(int dpi) {
-  return static_cast<png_uint_32>(static_cast<double>(dpi) / 0.0254 + 0.5);
+  return static_cast<png_uint_32>(std::lround(static_cast<double>(dpi) / 0.0254));
+}
+
+// People wait for a whole sheet, and photographs gain little; small pictures are made to be kept.
+int compression_for(const Picture& picture) {
+  constexpr std::uint64_t small = 1000000;
+  return std::uint64_t{picture.width} * picture.height <= small ? 9 : 3;
 }
 
 bool write_image(Writing& writing, std::FILE* file, const Picture& picture, PixelDensity density) {
@@ -39,8 +46,7 @@ bool write_image(Writing& writing, std::FILE* file, const Picture& picture, Pixe
     return false;
   }
   png_init_io(writing.png, file);
-  // Photographs gain little from more, and people wait for the sheet.
-  png_set_compression_level(writing.png, 3);
+  png_set_compression_level(writing.png, compression_for(picture));
   png_set_IHDR(writing.png, writing.info, picture.width, picture.height, picture.bits,
                picture.channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);

@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <new>
 
 #include "companions/console/program.h"
 #include "companions/console/progress.h"
@@ -176,21 +175,18 @@ int run(const CLI::App& app, Wishes& wishes) {
   return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int preview_program(int argc, char** argv) {
   // A reader that went away is an ordinary write error.
   std::signal(SIGPIPE, SIG_IGN);
   CLI::App app("Checks a printer stream and shows its sheets as pictures.", "k905-preview");
   Wishes wishes;
   describe_options(app, wishes);
-  if (const auto status = parse_command_line(app, argc, argv)) {
-    return *status;
-  }
-  try {
-    return run(app, wishes);
-  } catch (const std::bad_alloc&) {
-    complain(app, "not enough memory");
-    return kExitFailed;
-  }
+  const auto status = parse_command_line(app, argc, argv);
+  return status ? *status : run(app, wishes);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return guarded_main("k905-preview", preview_program, argc, argv);
 }

@@ -103,16 +103,22 @@ void print_lists() {
   }
 }
 
-// "1920x1240": two numbers of 1 to 65535.
+// A number of 1 to 65535, all of it digits.
+bool parse_length(const std::string& text, unsigned& length) {
+  constexpr std::size_t most_digits = 5;
+  if (text.empty() || text.size() > most_digits ||
+      text.find_first_not_of("0123456789") != std::string::npos) {
+    return false;
+  }
+  length = static_cast<unsigned>(std::stoul(text));
+  return length >= 1 && length <= 65535;
+}
+
+// "1920x1240"
 bool parse_size(const std::string& text, unsigned& width, unsigned& height) {
-  constexpr unsigned most = 65535;
-  int used = 0;
-  const auto digits = text.find_first_not_of("0123456789x");
-  return digits == std::string::npos && text.size() <= 11 &&
-         std::sscanf(text.c_str(), "%5ux%5u%n", &width, &height, &used) ==
-             2 &&  // NOLINT(cert-err34-c)
-         static_cast<std::size_t>(used) == text.size() &&
-         width >= 1 && width <= most && height >= 1 && height <= most;
+  const std::size_t x = text.find('x');
+  return x != std::string::npos && parse_length(text.substr(0, x), width) &&
+         parse_length(text.substr(x + 1), height);
 }
 
 const PaperConfig* find_paper(const std::string& name) {
@@ -325,9 +331,7 @@ int run(const CLI::App& app, const Wishes& wishes) {
   return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int raster_program(int argc, char** argv) {
   // A reader that went away is an ordinary write error.
   std::signal(SIGPIPE, SIG_IGN);
   CLI::App app("Turns pictures into CUPS raster pages for rastertok905.", "k905-raster");
@@ -342,3 +346,7 @@ int main(int argc, char** argv) {
   }
   return run(app, wishes);
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return guarded_main("k905-raster", raster_program, argc, argv); }

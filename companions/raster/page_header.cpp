@@ -1,11 +1,12 @@
 #include "companions/raster/page_header.h"
 
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
 namespace {
 
-unsigned rounded(double value) { return static_cast<unsigned>(value + 0.5); }
+unsigned rounded(double value) { return static_cast<unsigned>(std::lround(value)); }
 
 unsigned pixels_of(float points, unsigned dpi) {
   return rounded(static_cast<double>(points) * dpi / 72.0);

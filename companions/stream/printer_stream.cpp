@@ -45,23 +45,23 @@ enum class Command { y_plane, m_plane, c_plane, overcoat_or_cutter, cutter, star
 
 // BMP fields whose value is always the same, little-endian.
 struct FixedField {
-  Step step;
   std::size_t size;
-  std::uint32_t value;
   const char* what;
+  Step step;
+  std::uint32_t value;
 };
 constexpr FixedField kFixedFields[] = {
-    {Step::reserved, 4, 0, "BMP reserved field"},
-    {Step::pixel_offset, 4, kHeaderSize, "BMP pixel offset"},
-    {Step::info_size, 4, 40, "BMP information header size"},
-    {Step::planes, 2, 1, "BMP plane count"},
-    {Step::depth, 2, 8, "BMP bits per pixel"},
-    {Step::compression, 4, 0, "BMP compression"},
-    {Step::image_size, 4, 0, "BMP image size"},
-    {Step::x_resolution, 4, 0, "BMP horizontal resolution"},
-    {Step::y_resolution, 4, 0, "BMP vertical resolution"},
-    {Step::colours_used, 4, 0, "BMP colours used"},
-    {Step::colours_important, 4, 0, "BMP important colours"},
+    {4, "BMP reserved field", Step::reserved, 0},
+    {4, "BMP pixel offset", Step::pixel_offset, kHeaderSize},
+    {4, "BMP information header size", Step::info_size, 40},
+    {2, "BMP plane count", Step::planes, 1},
+    {2, "BMP bits per pixel", Step::depth, 8},
+    {4, "BMP compression", Step::compression, 0},
+    {4, "BMP image size", Step::image_size, 0},
+    {4, "BMP horizontal resolution", Step::x_resolution, 0},
+    {4, "BMP vertical resolution", Step::y_resolution, 0},
+    {4, "BMP colours used", Step::colours_used, 0},
+    {4, "BMP important colours", Step::colours_important, 0},
 };
 
 const FixedField* fixed_field(Step step) {

@@ -1,5 +1,6 @@
 #include "companions/stream/stream_dump.h"
 
+#include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
 
@@ -24,23 +25,24 @@ const std::vector<std::uint8_t>& plane_of(const Sheet& sheet, const std::string&
 
 void append_image(std::string& text, const Sheet& sheet, const StreamBlock& block) {
   const std::vector<std::uint8_t>& plane = plane_of(sheet, block.name);
-  append(text, "           BMP size %llu, pixels at %llu, %u x %u, 8 bit, grey palette of 256\n",
-         static_cast<unsigned long long>(plane.size() + kBmpHeaderBytes),
-         static_cast<unsigned long long>(kBmpHeaderBytes), sheet.width, sheet.height);
-  append(text, "           pixels %zu, checksum %016llx\n", plane.size(),
-         static_cast<unsigned long long>(plane_checksum(plane)));
+  append(text,
+         "           BMP size %" PRIu64 ", pixels at %" PRIu64
+         ", %u x %u, 8 bit, grey palette of 256\n",
+         std::uint64_t{plane.size()} + kBmpHeaderBytes, kBmpHeaderBytes, sheet.width, sheet.height);
+  append(text, "           pixels %zu, checksum %016" PRIx64 "\n", plane.size(),
+         plane_checksum(plane));
 }
 
 }  // namespace
 
 std::string dump_sheet(const Sheet& sheet, int number) {
   std::string text;
-  append(text, "sheet %d: offset %llu, %llu bytes, %u x %u, %s, cutter %u\n", number,
-         static_cast<unsigned long long>(sheet.offset), static_cast<unsigned long long>(sheet.size),
-         sheet.width, sheet.height, sheet.matte ? "matte" : "glossy", sheet.cutter);
+  append(text, "sheet %d: offset %" PRIu64 ", %" PRIu64 " bytes, %u x %u, %s, cutter %u\n", number,
+         sheet.offset, sheet.size, sheet.width, sheet.height, sheet.matte ? "matte" : "glossy",
+         sheet.cutter);
   for (const StreamBlock& block : sheet.blocks) {
-    append(text, "%10llu ESC P [%-6s] [%-16s] [%s]", static_cast<unsigned long long>(block.offset),
-           block.group.c_str(), block.name.c_str(), block.length.c_str());
+    append(text, "%10" PRIu64 " ESC P [%-6s] [%-16s] [%s]", block.offset, block.group.c_str(),
+           block.name.c_str(), block.length.c_str());
     append(text, block.parameter.empty() ? "\n" : " parameter %s\n", block.parameter.c_str());
     if (block.group == "IMAGE") {
       append_image(text, sheet, block);

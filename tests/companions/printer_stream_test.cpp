@@ -116,7 +116,8 @@ void PrintTo(const WrongField& field, std::ostream* out) { *out << field.name; }
 
 std::string zeros(std::size_t count) { return std::string(count, '\0'); }
 
-// Offsets within the image: the command's fields at 0, 1, 2, 8, 24; the BMP's 32 further on.
+// Offsets within the image: the command's fields at 0, 1, 2, 8, 24; the BMP's 32 further on, its
+// palette at 54 of them: entry 17 stands 68 bytes, entry 255 stands 1020 bytes behind.
 const std::vector<WrongField>& wrong_fields() {
   static const std::vector<WrongField> fields = {
       {"Escape", 0, "A", 0, "the escape (0x1b) of a command", "0x41"},
@@ -155,9 +156,9 @@ const std::vector<WrongField>& wrong_fields() {
       {"ColoursImportant", kBmp + 50, wire_number(2, 4), kBmp + 50, "BMP important colours 0", "2"},
       {"FirstPaletteEntry", kBmp + 54, "\x01", kBmp + 54, "palette entry 0 00 00 00 00",
        "01 00 00 00"},
-      {"PaletteEntry", kBmp + 54 + 4 * 17 + 2, "\x10", kBmp + 54 + 4 * 17,
-       "palette entry 17 11 11 11 00", "11 11 10 00"},
-      {"LastPaletteEntry", kBmp + 54 + 4 * 255 + 3, "\xff", kBmp + 54 + 4 * 255,
+      {"PaletteEntry", kBmp + 54 + 68 + 2, "\x10", kBmp + 54 + 68, "palette entry 17 11 11 11 00",
+       "11 11 10 00"},
+      {"LastPaletteEntry", kBmp + 54 + 1020 + 3, "\xff", kBmp + 54 + 1020,
        "palette entry 255 ff ff ff 00", "ff ff ff ff"},
       {"Padding", kBmp + 1087, "\x05", kBmp + 1078, "10 bytes of 0 between palette and pixels",
        "00 00 00 00 00 00 00 00 00 05"},

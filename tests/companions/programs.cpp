@@ -6,7 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <algorithm>
 
 #include "companions/pictures/read_picture.h"
 
@@ -20,7 +20,7 @@ struct Source {
 ssize_t read_some(void* context, unsigned char* buffer, std::size_t count) {
   auto& source = *static_cast<Source*>(context);
   const std::size_t taken = std::min(count, source.bytes.size() - source.at);
-  std::memcpy(buffer, source.bytes.data() + source.at, taken);
+  std::copy_n(source.bytes.begin() + static_cast<std::ptrdiff_t>(source.at), taken, buffer);
   source.at += taken;
   return static_cast<ssize_t>(taken);
 }

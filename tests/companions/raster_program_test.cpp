@@ -66,7 +66,7 @@ TEST(RasterProgram, APngBecomesOnePageInThePixelsOfThePaper) {
   EXPECT_EQ(page.header.Orientation, CUPS_ORIENT_0);
   EXPECT_EQ(page.header.NumCopies, 1U);
   EXPECT_STREQ(page.header.cupsPageSizeName, "w288h432");
-  EXPECT_EQ(page.pixels, plain(1920 * 1240, 10, 20, 30));
+  EXPECT_EQ(page.pixels, plain(std::size_t{1920} * 1240, 10, 20, 30));
 }
 
 TEST(RasterProgram, AJpegIsReadFromStandardInput) {

@@ -1,0 +1,28 @@
+#!/bin/sh
+# Rewrites the accepted dumps and logs of the golden jobs (all, or those named) with what the filter
+# does now. Read the difference before it is committed: each changed line is a change that somebody
+# who prints will see.
+set -eu
+cd "$(dirname "$0")/.."
+preset=${K905_PRESET:-dev}
+cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset" --target golden_test >/dev/null
+
+if [ $# -eq 0 ]; then
+  filter='*DumpAndLogAreAsAccepted/*'
+else
+  filter=''
+  for job in "$@"; do
+    [ -f "tests/golden/$job/recipe" ] || { echo "no golden job called $job" >&2; exit 2; }
+    filter="$filter:*DumpAndLogAreAsAccepted/$(echo "$job" | tr - _)"
+  done
+fi
+K905_ACCEPT_GOLDENS=1 "build/$preset/tests/golden_test" --gtest_brief=1 --gtest_filter="$filter"
+
+# The plain filter is asked as well: what it does not confirm should not be accepted.
+"build/$preset/tests/golden_test" --gtest_brief=1 --gtest_filter='*ThePlainFilterSaysTheSame/*' || {
+  echo "The plain filter does not agree: see above." >&2
+  exit 1
+}
+git status --short tests/golden 2>/dev/null || true
+git diff --stat -- tests/golden 2>/dev/null || true
