@@ -21,28 +21,34 @@ class ColourMemory {
     void (*convert)(const void* context, const std::uint8_t* in, std::uint8_t* out,
                     std::size_t count);
     const void* context;
+    bool is_dear;  // many times the price of a look into memory (tables), or about twice (a matrix)
   };
 
   // Forgets everything, for a new conversion. Takes its memory (1 MiB) at the first call; when that
   // cannot be had, every colour is converted.
   void reset();
 
-  // Converts `width` RGB triples in place. All calls between two resets come with the same
-  // conversion.
+  // Asks anew whether asking pays: another page is another picture. Forgets no colour.
+  void begin_page();
+
+  // Converts `width` RGB triples in place; the byte behind them must be readable. All calls between
+  // two resets come with the same conversion.
   void convert_row(std::uint8_t* rgb, std::size_t width, const Conversion& conversion);
 
  private:
   struct Entry {
     std::uint32_t key;  // 0: empty
-    std::uint8_t rgb[4];
+    std::uint32_t colour;
   };
 
   std::size_t convert_known(std::uint8_t* rgb, std::size_t width, const Conversion& conversion);
-  void judge(std::size_t width, std::size_t unknown);
+  void begin_trial();
+  void judge(std::size_t width, std::size_t unknown, bool is_dear);
 
   std::unique_ptr<Entry[], FreeDeleter> entries_;
-  int trial_rows_ = 0;       // rows of the present trial still to come
-  int resting_rows_ = 0;     // rows still to be converted without asking
-  std::size_t asked_ = 0;    // colours since the trial began
+  int trial_row_ = 0;        // rows of the present trial so far
+  std::size_t asked_ = 0;    // colours that count in it
   std::size_t unknown_ = 0;  // those of them that had to be converted
+  int resting_rows_ = 0;     // rows still to be converted without asking
+  int next_rest_ = 0;
 };

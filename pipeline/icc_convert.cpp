@@ -188,6 +188,8 @@ Transform make_transform(const IccRequest& request, IccSetup& setup) {
     cmsDoTransform(transform.get(), kSampleColours[i].rgb, setup.samples[i], 1);
   }
   setup.changes_nothing = is_identity(setup);
+  setup.is_dear = setup.target_kind != Target::kRgb || !cmsIsMatrixShaper(source.get()) ||
+                  !cmsIsMatrixShaper(target.get());
   setup.outcome = Outcome::kReady;
   return transform;
 }
@@ -261,6 +263,7 @@ void IccConversion::set_up(const IccRequest& request) {
       kept.colours_.reset();
     }
   }
+  kept.colours_.begin_page();
   setup_ = kept.setup_;
 }
 
@@ -305,7 +308,7 @@ void IccConversion::convert(std::uint8_t* rgb) {
     return;
   }
   const RowConversion conversion{memory().transform_.get(), setup_.target_kind};
-  memory().colours_.convert_row(rgb, width_, {convert_colours, &conversion});
+  memory().colours_.convert_row(rgb, width_, {convert_colours, &conversion, setup_.is_dear});
 }
 
 void IccConversion::row(std::size_t y, std::uint8_t* rgb) {

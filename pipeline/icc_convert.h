@@ -62,6 +62,7 @@ struct IccSetup {
   const char* target_space = "";
   Target target_kind = Target::kRgb;
   bool changes_nothing = false;    // every colour stays: rows need not be converted
+  bool is_dear = false;            // goes through tables rather than through a matrix
   bool second_try_worked = false;  // kNoTransform: what the further try gave for pure red
   std::uint8_t second_try_red[4] = {};
   std::uint8_t samples[4][4] = {};  // kReady: the sample colours, converted
@@ -92,8 +93,8 @@ class IccConversion {
   void prepare(const PrintOptions& options, std::size_t width, std::size_t height, bool mirrored,
                IccMemory* memory);
 
-  // Converts row `y` (width x 3 bytes) in place; leaves it as it is when there is nothing to
-  // convert with.
+  // Converts row `y` (width x 3 bytes, slack behind) in place; leaves it as it is when there is
+  // nothing to convert with.
   void row(std::size_t y, std::uint8_t* rgb);
 
   // Tells of the whole conversion, with the options that were prepared. May be called again.

@@ -43,7 +43,7 @@ std::vector<std::uint8_t> expected_of(const std::vector<std::uint8_t>& rgb) {
 std::size_t converted(ColourMemory& memory, const Page& page) {
   const Counted counted;
   const auto out = through_rows(page, false, [&](std::size_t, std::uint8_t* row) {
-    memory.convert_row(row, page.width, {Counted::convert, &counted});
+    memory.convert_row(row, page.width, {Counted::convert, &counted, true});
   });
   EXPECT_TRUE(out == expected_of(page.rgb));
   return counted.colours;
@@ -95,12 +95,52 @@ TEST(ColourMemory, SavesMostOfAPhotograph) {
 TEST(ColourMemory, StepsAsideOnNoiseAndComesBack) {
   ColourMemory memory;
   memory.reset();
+  // Most rows go straight through and leave no trace.
   const Page noise = noise_page(600, 400, 2);
-  // Most rows go straight through, so the colours of noise do not come out of the memory.
   EXPECT_GT(converted(memory, noise), noise.width * noise.height * 9 / 10);
-  // A page later it has found out that asking pays again.
-  const Page calm = plain_page(600, 200, 8, 8, 8);
+  EXPECT_GT(converted(memory, noise), noise.width * noise.height * 9 / 10);
+  // It finds out by itself that asking pays again, if not at once.
+  const Page calm = plain_page(600, 2000, 8, 8, 8);
   EXPECT_LT(converted(memory, calm), calm.width * calm.height / 2);
+}
+
+TEST(ColourMemory, AsksAnewOnANewPage) {
+  ColourMemory memory;
+  memory.reset();
+  converted(memory, noise_page(600, 400, 3));
+  const Page calm = plain_page(600, 20, 8, 8, 8);
+  EXPECT_EQ(converted(memory, calm), 12000u) << "was not at rest";
+  memory.begin_page();
+  EXPECT_EQ(converted(memory, calm), 512u);  // the first bundle of the first row
+}
+
+TEST(ColourMemory, KeepsItsColoursOnANewPage) {
+  ColourMemory memory;
+  memory.reset();
+  converted(memory, plain_page(600, 1, 8, 8, 8));
+  memory.begin_page();
+  EXPECT_EQ(converted(memory, plain_page(600, 1, 8, 8, 8)), 0u);
+}
+
+// A dear conversion is worth asking for where a cheap one is not.
+TEST(ColourMemory, IsMorePatientWhenTheConversionIsDear) {
+  // Every second pixel is noise.
+  Page page = noise_page(600, 300, 4);
+  for (std::size_t i = 0; i < page.width * page.height; i += 2) set_pixel(page, i, 7, 7, 7);
+  for (const bool is_dear : {false, true}) {
+    ColourMemory memory;
+    memory.reset();
+    const Counted counted;
+    through_rows(page, false, [&](std::size_t, std::uint8_t* row) {
+      memory.convert_row(row, page.width, {Counted::convert, &counted, is_dear});
+    });
+    const double share = static_cast<double>(counted.colours) / (600.0 * 300.0);
+    if (is_dear) {
+      EXPECT_LT(share, 0.6);
+    } else {
+      EXPECT_GT(share, 0.8);
+    }
+  }
 }
 
 }  // namespace

@@ -34,6 +34,9 @@ using testing::Not;
   return std::string(text) + "\n";
 }
 
+// The Greek capital delta in UTF-8, byte by byte.
+constexpr char kDelta[] = "\xCE\x94";
+
 std::vector<std::uint8_t> inverted_cmy(const std::vector<std::uint8_t>& cmyk) {
   std::vector<std::uint8_t> rgb;
   for (std::size_t i = 0; i < cmyk.size(); i += 4) {
@@ -82,10 +85,8 @@ std::string end_of_log(const std::vector<std::uint8_t>& before,
   const std::uint8_t* b = before.data() + 3 * centre;
   const std::uint8_t* a = after.data() + 3 * centre;
   return "K905-1: After conversion center pixel: " + pixel_text(after, centre) + "\n" +
-         line(
-             "K905-1: Change: \xCE\x94R=%+3d, \xCE\x94G=%+3d, \xCE\x94"
-             "B=%+3d",
-             a[0] - b[0], a[1] - b[1], a[2] - b[2]) +
+         line("K905-1: Change: %sR=%+3d, %sG=%+3d, %sB=%+3d", kDelta, a[0] - b[0], kDelta,
+              a[1] - b[1], kDelta, a[2] - b[2]) +
          no_change +
          "K905-1: ICC color conversion completed\n"
          "K905-1: ===== END ICC CONVERSION =====\n"
@@ -107,11 +108,9 @@ std::string rgb_samples(const std::string& source, const std::string& target,
   for (std::size_t i = 0; i < 4; ++i) {
     const std::uint8_t* a = kSampleRgb.data() + 3 * i;
     const std::uint8_t* b = out.data() + 3 * i;
-    text += line(
-        "  %s: [%3d,%3d,%3d] -> [%3d,%3d,%3d] (\xCE\x94R=%+3d, \xCE\x94G=%+3d, "
-        "\xCE\x94"
-        "B=%+3d)",
-        kSampleNames[i], a[0], a[1], a[2], b[0], b[1], b[2], b[0] - a[0], b[1] - a[1], b[2] - a[2]);
+    text += line("  %s: [%3d,%3d,%3d] -> [%3d,%3d,%3d] (%sR=%+3d, %sG=%+3d, %sB=%+3d)",
+                 kSampleNames[i], a[0], a[1], a[2], b[0], b[1], b[2], kDelta, b[0] - a[0], kDelta,
+                 b[1] - a[1], kDelta, b[2] - a[2]);
   }
   return text;
 }
@@ -262,7 +261,7 @@ TEST_F(Icc, AnEmptyImageIsToldInZeros) {
         "K905-1: First pixel in input buffer: R=0, G=0, B=0\n",
         "K905-1: First pixel in output buffer: R=0, G=0, B=0\n",
         "K905-1: After conversion center pixel: R=0, G=0, B=0\n",
-        "K905-1: WARNING: No change detected in center pixel!\n"
+        "K905-1: WARNING: No change detected in center pixel!\n",
         "K905-1: Changed pixels in sample: 0\n",
         "K905-1: After ICC - Pixel[center]: R=0, G=0, B=0\n"}) {
     EXPECT_THAT(result.log, HasSubstr(expected));
@@ -314,8 +313,8 @@ TEST_F(Icc, AnUnchangedCentrePixelIsWarnedOfAndEvery1000thPixelCountedAgainstIts
     set_pixel(page, 3001, 1, 1, 1);
     const Result result = convert_page(icc_options("", ""), page, mirrored);
     EXPECT_EQ(result.rgb, page.rgb);
-    EXPECT_THAT(result.log, HasSubstr("K905-1: Change: \xCE\x94R= +0, \xCE\x94G= +0, \xCE\x94"
-                                      "B= +0\n"
+    EXPECT_THAT(result.log, HasSubstr(line("K905-1: Change: %sR= +0, %sG= +0, %sB= +0", kDelta,
+                                           kDelta, kDelta) +
                                       "K905-1: WARNING: No change detected in center pixel!\n"
                                       "K905-1: Changed pixels in sample: 3\n"
                                       "K905-1: ICC color conversion completed\n"));
@@ -605,7 +604,7 @@ TEST_F(Icc, KeptThingsAreLeftAloneWhenAnythingHasChanged) {
   IccMemory memory;
   const auto expect_as_fresh = [&](const PrintOptions& options, const char* what) {
     const Result fresh = convert_page(options, page);
-    const Result kept = convert_page(options, page, false, &memory);
+    Result kept = convert_page(options, page, false, &memory);
     EXPECT_EQ(kept.rgb, fresh.rgb) << what;
     EXPECT_EQ(kept.log, fresh.log) << what;
     return kept.rgb;
@@ -629,7 +628,7 @@ TEST_F(Icc, AProfileReplacedBetweenTwoPagesIsReadAgain) {
   IccMemory memory;
   const auto of_now = [&] {
     const Result fresh = convert_page(options, page);
-    const Result kept = convert_page(options, page, false, &memory);
+    Result kept = convert_page(options, page, false, &memory);
     EXPECT_EQ(kept.rgb, fresh.rgb);
     EXPECT_EQ(kept.log, fresh.log);
     return kept;
