@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "companions/pictures/read_picture.h"
+#include "tests/support/build_paths.h"
 
 namespace {
 

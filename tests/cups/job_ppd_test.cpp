@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/build_paths.h"
 #include "tests/support/captured_log.h"
 
 namespace {

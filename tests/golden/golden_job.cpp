@@ -5,6 +5,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/build_paths.h"
+
 namespace {
 
 namespace fs = std::filesystem;

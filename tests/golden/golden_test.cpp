@@ -10,6 +10,7 @@
 
 #include "companions/stream/stream_dump.h"
 #include "tests/golden/golden_job.h"
+#include "tests/support/build_paths.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/child_process.h"
 #include "tests/support/reference.h"

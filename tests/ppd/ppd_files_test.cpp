@@ -21,6 +21,7 @@
 #include "settings/icc_profiles.h"
 #include "settings/ppd_defaults.h"
 #include "settings/print_options.h"
+#include "tests/support/build_paths.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/environment_guard.h"
 

@@ -13,6 +13,7 @@
 
 #include "companions/pictures/read_picture.h"
 #include "tests/sim/info_report.h"
+#include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"
 #include "tests/support/raster_builder.h"
 #include "tests/support/simulated_printer.h"

@@ -7,6 +7,7 @@
 #include "companions/sim/fault.h"
 #include "companions/sim/printer_state.h"
 #include "protocol/status_texts.h"
+#include "tests/support/build_paths.h"
 
 namespace {
 

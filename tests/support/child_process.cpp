@@ -16,6 +16,8 @@
 #include <sstream>
 #include <thread>
 
+#include "tests/support/build_paths.h"
+
 namespace {
 
 void close_descriptor(int& descriptor) {

@@ -8,6 +8,8 @@
 
 #include <csignal>
 
+#include "tests/support/build_paths.h"
+
 namespace {
 
 constexpr int kPatienceMs = 10000;
