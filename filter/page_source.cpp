@@ -64,8 +64,11 @@ void KeptPage::keep(const cups_page_header2_t& header, cups_raster_t* raster) {
   size_ = start;
   for (unsigned y = 0; y < header.cupsHeight; ++y) {
     std::size_t needed = 0;
-    if (__builtin_add_overflow(size_, line_bytes, &needed) || !make_room(needed) ||
-        cupsRasterReadPixels(raster, bytes_.get() + size_, header.cupsBytesPerLine) == 0) {
+    if (__builtin_add_overflow(size_, line_bytes, &needed) || !make_room(needed)) {
+      size_ = 0;  // Half a page would look like a raster that broke off.
+      return;
+    }
+    if (cupsRasterReadPixels(raster, bytes_.get() + size_, header.cupsBytesPerLine) == 0) {
       return;
     }
     size_ = needed;

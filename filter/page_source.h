@@ -42,12 +42,12 @@ class RasterInput {
 // The lines of one page, kept in memory so that every copy can be built from them.
 class KeptPage {
  public:
-  // Reads the page's lines from `raster` until the last one, the first that cannot be read, or the
-  // first there is no memory for.
+  // Reads the page's lines from `raster` until the last one or the first that cannot be read. When
+  // memory runs out nothing is kept.
   void keep(const cups_page_header2_t& header, cups_raster_t* raster);
 
   // A raster stream that stands at the page's first line and ends where keeping ended; null when
-  // libcups cannot make one. `this` must outlive it, and it must be closed before the next call.
+  // nothing was kept. `this` must outlive it, and it must be closed before the next call.
   [[nodiscard]] Raster open();
 
  private:

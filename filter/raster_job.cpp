@@ -53,6 +53,7 @@ bool build(Job& job, Page& page) {
   Raster kept_raster = page.kept != nullptr ? page.kept->open() : nullptr;
   cups_raster_t* raster = page.kept != nullptr ? kept_raster.get() : job.raster.get();
   if (raster == nullptr) {
+    log_line("K905-1: malloc src planes failed");  // There was no memory to keep the page in.
     return false;
   }
   page.planes = {};

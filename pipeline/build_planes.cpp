@@ -63,8 +63,8 @@ PageLayout set_up(const cups_page_header2_t& header) {
 
 void log_reading_starts() { log_line("K905-1: === STAGE 1: Reading CUPS raster data ==="); }
 
-// Each stage learns the size that the one before it leaves. False, logged, when the page cannot be
-// read.
+// Each stage learns the size that the one before it leaves. False, logged, when no line of the page
+// can be read or go further.
 bool prepare(PageStages& page, const cups_page_header2_t& header, IccMemory* icc) {
   const PrintOptions& options = current_options;
   const PageLayout& layout = page.layout;
@@ -82,7 +82,10 @@ bool prepare(PageStages& page, const cups_page_header2_t& header, IccMemory* icc
   const std::size_t height = page.deinterlace.height();
   page.mirror.prepare(mirror, width, height);
   page.adjust.prepare(options, width, height, mirror, icc);
-  page.turn.prepare(options.rotate_90 != 0, width, height);
+  if (!page.turn.prepare(options.rotate_90 != 0, width, height)) {
+    log_line("K905-1: malloc src planes failed");
+    return false;
+  }
   page.place.prepare(layout, page.turn.width(), page.turn.height());
   return true;
 }
@@ -96,11 +99,9 @@ void travel(PageStages& page, std::size_t y, std::uint8_t* rgb) {
   }
   y = page.deinterlace.output_row(y);
   page.mirror.row(y, rgb);
-  if (page.turn.ready()) {
-    const PlaneRow row = page.turn.target(y);
-    page.adjust.row(y, rgb, row.plane[0], row.plane[1], row.plane[2]);
-    page.turn.row_done(y, page.place);
-  }
+  const PlaneRow row = page.turn.target(y);
+  page.adjust.row(y, rgb, row.plane[0], row.plane[1], row.plane[2]);
+  page.turn.row_done(y, page.place);
 }
 
 // Reads every line of the page and takes it all the way. False, logged, when a line cannot be read.

@@ -44,7 +44,11 @@ void PlaceStage::prepare(const PageLayout& layout, std::size_t width, std::size_
 
   has_canvas_ = make_planes(canvas_, static_cast<std::size_t>(layout.canvas_width),
                             static_cast<std::size_t>(layout.canvas_height));
-  ready_ = has_canvas_ && make_column_map();
+  const bool has_map = make_column_map();
+  ready_ = has_canvas_ && has_map;
+  if (!stretch_) {
+    has_canvas_ = ready_;  // Nothing is scaled here that could be said to have failed.
+  }
   if (ready_) {
     fill_outside();
     row_runs_ = make_runs(0, width);

@@ -5,36 +5,42 @@
 #include "diag/log.h"
 #include "pipeline/stages.h"
 
-void TurnStage::prepare(bool wanted, std::size_t width, std::size_t height) {
+bool TurnStage::prepare(bool wanted, std::size_t width, std::size_t height) {
   wanted_ = wanted;
   width_ = width;
   height_ = height;
   stride_ = width + kernels::kRowSlack;
-  rows_ = make_row(3 * stride_ * (wanted ? kBandRows : 1));
   picture_ = {};
-  if (!wanted) {
-    return;
+  ready_ = true;
+  if (wanted) {
+    rows_ = make_row(3 * stride_ * kBandRows);
+    turned_ = make_row(3 * kBandRows * width);
+    ready_ = rows_ != nullptr && turned_ != nullptr;
+    if (debug_images_wanted()) {
+      (void)make_planes(picture_, height, width);
+    }
   }
-  turned_ = make_row(3 * kBandRows * width);
-  if (turned_ == nullptr) {
-    rows_ = nullptr;
+  rows_of_plane_ = wanted && ready_ ? kBandRows : 1;
+  if (rows_of_plane_ == 1) {
+    // A page that cannot be turned still goes through the stages before, whose log people read.
+    rows_ = make_row(3 * stride_);
   }
-  if (debug_images_wanted()) {
-    (void)make_planes(picture_, height, width);
-  }
+  return rows_ != nullptr;
 }
 
 std::uint8_t* TurnStage::row_of_plane(std::size_t plane, std::size_t row) {
-  const std::size_t rows_of_plane = wanted_ ? kBandRows : 1;
-  return rows_.get() + (plane * rows_of_plane + row) * stride_;
+  return rows_.get() + (plane * rows_of_plane_ + row) * stride_;
 }
 
 PlaneRow TurnStage::target(std::size_t y) {
-  const std::size_t row = wanted_ ? y % kBandRows : 0;
+  const std::size_t row = y % rows_of_plane_;
   return {{row_of_plane(0, row), row_of_plane(1, row), row_of_plane(2, row)}};
 }
 
 void TurnStage::row_done(std::size_t y, PlaceStage& place) {
+  if (!ready_) {
+    return;
+  }
   if (!wanted_) {
     place.row(y, target(y));
     return;
@@ -63,7 +69,7 @@ void TurnStage::row_done(std::size_t y, PlaceStage& place) {
 
 bool TurnStage::report() const {
   log_line("K905-1: === STAGE 7: Rotation (if needed) ===");
-  if (!ready()) {
+  if (!ready_) {
     log_line("K905-1: malloc rotated planes failed");
     return false;
   }

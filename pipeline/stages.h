@@ -219,17 +219,17 @@ class PlaceStage {
 // the cache.
 class TurnStage {
  public:
-  void prepare(bool wanted, std::size_t width, std::size_t height);
+  // False when there is not even memory for one row of the planes.
+  [[nodiscard]] bool prepare(bool wanted, std::size_t width, std::size_t height);
 
   // Size of the image behind this stage.
   [[nodiscard]] std::size_t width() const { return wanted_ ? height_ : width_; }
   [[nodiscard]] std::size_t height() const { return wanted_ ? width_ : height_; }
 
-  // Where the plane rows of row `y` are to be written; only valid when ready().
+  // Where the plane rows of row `y` are to be written.
   [[nodiscard]] PlaneRow target(std::size_t y);
-  [[nodiscard]] bool ready() const { return rows_ != nullptr; }
 
-  // Row `y` stands in target(y): on to the canvas.
+  // Row `y` stands in target(y): on to the canvas, unless there was no memory to turn it.
   void row_done(std::size_t y, PlaceStage& place);
 
   [[nodiscard]] bool report() const;
@@ -239,9 +239,11 @@ class TurnStage {
   [[nodiscard]] std::uint8_t* row_of_plane(std::size_t plane, std::size_t row);
 
   bool wanted_ = false;
+  bool ready_ = false;
   std::size_t width_ = 0;
   std::size_t height_ = 0;
   std::size_t stride_ = 0;
+  std::size_t rows_of_plane_ = 1;
   Plane rows_;    // one row of each plane, or a band of them
   Plane turned_;  // the same band, turned
   PlaneSet picture_;

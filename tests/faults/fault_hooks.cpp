@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 
 namespace {
@@ -49,6 +50,18 @@ bool refused() {
           (plan.all_from_there && counts.allocations > plan.failing_allocation));
 }
 
+bool interrupted_wait() {
+  if (!armed) {
+    return false;
+  }
+  ++counts.waits;
+  if (!plan.starve_reads || counts.waits % 2 != 0) {
+    return false;
+  }
+  errno = EINTR;
+  return true;
+}
+
 std::size_t limited(std::size_t count, std::size_t most) {
   return most != 0 ? std::min(count, most) : count;
 }
@@ -78,6 +91,7 @@ void __real_free(void* block);
 ssize_t __real_read(int descriptor, void* buffer, std::size_t count);
 ssize_t __real_write(int descriptor, const void* buffer, std::size_t count);
 int __real_poll(pollfd* descriptors, nfds_t count, int timeout);
+int __real_ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout, const sigset_t* mask);
 
 void* __wrap_malloc(std::size_t size);
 void* __wrap_calloc(std::size_t count, std::size_t size);
@@ -88,6 +102,7 @@ void __wrap_free(void* block);
 ssize_t __wrap_read(int descriptor, void* buffer, std::size_t count);
 ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t count);
 int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout);
+int __wrap_ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout, const sigset_t* mask);
 
 void* __wrap_malloc(std::size_t size) {
   return refused() ? nullptr : remember(__real_malloc(size));
@@ -166,14 +181,11 @@ ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t count) {
 }
 
 int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
-  if (armed) {
-    ++counts.waits;
-    if (plan.starve_reads && counts.waits % 2 == 0) {
-      errno = EINTR;
-      return -1;
-    }
-  }
-  return __real_poll(descriptors, count, timeout);
+  return interrupted_wait() ? -1 : __real_poll(descriptors, count, timeout);
+}
+
+int __wrap_ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout, const sigset_t* mask) {
+  return interrupted_wait() ? -1 : __real_ppoll(descriptors, count, timeout, mask);
 }
 
 }  // extern "C"

@@ -6,6 +6,11 @@
 #include <unistd.h>
 
 #include "filter/raster_job.h"
+#include "filter/startup.h"
+#include "settings/job_arguments.h"
+#include "settings/paper_argument.h"
+#include "settings/ppd_defaults.h"
+#include "settings/summary.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/child_process.h"
 
@@ -40,10 +45,27 @@ std::string contents_of(int file) {
   return bytes;
 }
 
+// What main() does before the raster job.
+void start_up(std::vector<std::string> arguments) {
+  std::vector<char*> argv;
+  argv.reserve(arguments.size());
+  for (std::string& argument : arguments) {
+    argv.push_back(argument.data());
+  }
+  const int argc = static_cast<int>(argv.size());
+  log_start(argc, argv.data());
+  take_ribbon_from_environment();
+  read_ppd_defaults();
+  read_job_arguments(argc, argv.data());
+  detect_ribbon();
+  read_paper_argument(argc, argv.data());
+  print_configuration_summary();
+}
+
 }  // namespace
 
-FaultRun run_with_faults(const std::string& input, const Faults& faults,
-                         const std::function<void()>& settings) {
+FaultRun run_with_faults(const std::string& input, const std::vector<std::string>& arguments,
+                         const Faults& faults) {
   const int in = memory_file("input", input);
   const int out = memory_file("output");
   const int err = memory_file("log");
@@ -54,7 +76,7 @@ FaultRun run_with_faults(const std::string& input, const Faults& faults,
     dup2(in, STDIN_FILENO);
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
-    settings();
+    start_up(arguments);
     arm_faults(faults);
     const int status = run_raster_job();
     *counts = disarm_faults();
@@ -64,6 +86,7 @@ FaultRun run_with_faults(const std::string& input, const Faults& faults,
   FaultRun run;
   run.came_to_an_end = end.signal == 0;
   run.status = end.status;
+  run.process_id = child;
   run.counts = *counts;
   munmap(counts, sizeof(FaultCounts));
   close(in);

@@ -8,7 +8,7 @@ namespace {
 class RandomJobs : public ::testing::TestWithParam<unsigned> {};
 
 TEST_P(RandomJobs, AreLikeTheReference) {
-  expect_random_jobs_like_reference(1000 + GetParam() * 4, 4);
+  expect_random_jobs_like_reference(1000 + GetParam() * 2, 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(Few, RandomJobs, ::testing::Range(0U, 6U));

@@ -406,7 +406,7 @@ Bytes placed(const PageLayout& layout, bool turn, std::size_t width, std::size_t
              const Bytes& image) {
   TurnStage turn_stage;
   PlaceStage place;
-  turn_stage.prepare(turn, width, height);
+  EXPECT_TRUE(turn_stage.prepare(turn, width, height));
   place.prepare(layout, turn_stage.width(), turn_stage.height());
   for (std::size_t y = 0; y < height; ++y) {
     const PlaneRow row = turn_stage.target(y);

@@ -163,6 +163,7 @@ ReferenceResult PlainFilter::whole_job() {
   }
   const int copies = settings.copies;
   bool merging = false;
+  bool ended_early = false;
   for (std::size_t index = 0; index < stream.pages.size(); ++index) {
     const Page& page = stream.pages[index];
     const int number = static_cast<int>(index) + 1;
@@ -172,8 +173,14 @@ ReferenceResult PlainFilter::whole_job() {
       merging = decide_merge();
     }
     say("K905-1: Processing page %d (%s)", number, odd ? "ODD" : "EVEN");
+    const bool not_kept = copies >= 2 && short_of_memory(kNoMemoryToKeepAPage);
     for (int copy = 1; copy <= copies; ++copy) {
       say("K905-1: === Processing page %d, copy %d/%d ===", number, copy, copies);
+      if (not_kept) {
+        say("K905-1: malloc src planes failed");
+        say("K905-1: build_planes_resampled failed, abort page %d", number);
+        continue;
+      }
       Image sheet;
       if (!build(page, sheet)) {
         say("K905-1: build_planes_resampled failed, abort page %d", number);
@@ -207,8 +214,12 @@ ReferenceResult PlainFilter::whole_job() {
         holding_ = false;
       }
     }
+    if (short_of_memory(kNoMemoryToSkipAPage)) {
+      ended_early = true;
+      break;
+    }
   }
-  if (stream.refused_header) {
+  if (stream.refused_header && !ended_early) {
     say("K905-1: Raster page header refused, the rest of the job is not printed");
   }
   if (holding_) {

@@ -20,6 +20,10 @@ struct ReferenceShortage {
   std::string line;
   int visit = 1;
 };
+// Two such moments have no line of their own: a page's lines are to be kept for its copies, and
+// what is left of a page is to be read away. They come once a page.
+inline constexpr char kNoMemoryToKeepAPage[] = "(keep a page)";
+inline constexpr char kNoMemoryToSkipAPage[] = "(skip a page)";
 
 struct ReferenceJob {
   std::vector<std::string> arguments;      // argv, [0] included

@@ -303,20 +303,24 @@ bool PlainFilter::resize(Image& image, int width, int height) {
 void PlainFilter::convert_colors(Image& image) {
   const std::string& model = settings.color_model;
   say("K905-1: === STAGE 2: Color model conversion (%s) ===", model.c_str());
+  const bool gray = model == "Gray";
+  const bool black = model == "Black";
+  const bool inverted = model == "CMY" || model == "CMYK";
+  const bool turned_around = model == "KCMY";
   for (std::size_t i = 0; i < image.plane[0].size(); ++i) {
     std::uint8_t& a = image.plane[0][i];
     std::uint8_t& b = image.plane[1][i];
     std::uint8_t& c = image.plane[2][i];
-    if (model == "Gray" || model == "Black") {
+    if (gray || black) {
       const float luma = (static_cast<float>(a) * 0.299F + static_cast<float>(b) * 0.587F) +
                          static_cast<float>(c) * 0.114F;
       const int l = std::clamp(static_cast<int>(luma), 0, 255);
-      a = b = c = static_cast<std::uint8_t>(model == "Gray" ? l : 255 - l);
-    } else if (model == "CMY" || model == "CMYK") {
+      a = b = c = static_cast<std::uint8_t>(gray ? l : 255 - l);
+    } else if (inverted) {
       a = static_cast<std::uint8_t>(255 - a);
       b = static_cast<std::uint8_t>(255 - b);
       c = static_cast<std::uint8_t>(255 - c);
-    } else if (model == "KCMY") {
+    } else if (turned_around) {
       const std::uint8_t first = a;
       a = b;
       b = c;
@@ -424,6 +428,10 @@ void PlainFilter::tone(Image& image) const {
     }
   };
 
+  const bool bright = s.color_correction == "Bright";
+  const bool accurate = s.color_correction == "Accurate";
+  const bool hue = s.color_correction == "Hue";
+  const bool desaturated = s.color_correction == "Desaturated";
   for (std::size_t index = 0; index < image.plane[0].size(); ++index) {
     float c[3];
     for (int i = 0; i < 3; ++i) {
@@ -442,18 +450,18 @@ void PlainFilter::tone(Image& image) const {
     for (int i = 0; i < 3; ++i) {
       c[i] = c[i] * balance[i];
     }
-    if (s.color_correction == "Bright") {
+    if (bright) {
       for (float& v : c) {
         v = v * 1.1F;
       }
-    } else if (s.color_correction == "Accurate") {
+    } else if (accurate) {
       toward_mean(c, 0.95F);
-    } else if (s.color_correction == "Hue") {
+    } else if (hue) {
       const float red = c[0];
       const float blue = c[2];
       c[0] = 0.95F * red + 0.05F * blue;
       c[2] = 0.95F * blue + 0.05F * red;
-    } else if (s.color_correction == "Desaturated") {
+    } else if (desaturated) {
       toward_mean(c, 0.7F);
     }
     for (int i = 0; i < 3; ++i) {

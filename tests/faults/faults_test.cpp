@@ -1,0 +1,407 @@
+// What the raster job does when the system says no: memory, writes, reads. Every single failure has
+// a known answer, which the reference computes; whatever happens, nothing leaks and the next page
+// is right.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <random>
+#include <set>
+
+#include "tests/faults/fault_run.h"
+#include "tests/support/child_process.h"
+#include "tests/support/environment_guard.h"
+#include "tests/support/profile_builder.h"
+#include "tests/support/raster_builder.h"
+#include "tests/support/reference.h"
+
+namespace {
+
+using ::testing::UnorderedElementsAre;
+
+constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
+
+RasterPage small_page(unsigned seed, unsigned colors = 3) {
+  std::mt19937 random(seed);
+  cups_page_header2_t header = page_header(40, 30, colors);
+  header.PageSize[0] = 461;  // the smallest paper
+  header.PageSize[1] = 261;
+  RasterPage page = blank_page(header);
+  fill_with_gradient(page, random);
+  return page;
+}
+
+ReferenceJob job_of(const std::vector<RasterPage>& pages) {
+  ReferenceJob job;
+  job.arguments = {"K905", "1", "me", "t", "1", ""};
+  job.ppd_path = kPathNowhere;
+  job.input = raster_stream(pages);
+  return job;
+}
+
+FaultRun run_job(const ReferenceJob& job, const Faults& faults) {
+  const EnvironmentGuard ppd("PPD", kPathNowhere);
+  const EnvironmentGuard ribbon("K905_RIBBON", job.ribbon.empty() ? nullptr : job.ribbon.c_str());
+  return run_with_faults(job.input, job.arguments, faults);
+}
+
+// The reference's answer as the log of this process would have it.
+ReferenceResult reference_for(const FaultRun& run, ReferenceResult result) {
+  result.log.at(1) = "K905-1: Process ID: " + std::to_string(run.process_id);
+  return result;
+}
+
+bool same(const FaultRun& run, const ReferenceResult& wanted) {
+  return run.status == wanted.status && run.log == wanted.log && run.output == wanted.output;
+}
+
+void expect_same(const FaultRun& run, const ReferenceResult& wanted) {
+  EXPECT_TRUE(run.came_to_an_end);
+  EXPECT_EQ(run.status, wanted.status);
+  EXPECT_EQ(run.log, wanted.log);
+  EXPECT_TRUE(run.output == wanted.output)
+      << run.output.size() << " bytes instead of " << wanted.output.size();
+}
+
+void expect_nothing_leaked(const FaultRun& run) {
+  EXPECT_EQ(run.counts.still_allocated, 0);
+  EXPECT_EQ(run.counts.frees_of_nothing, 0);
+}
+
+// ---- memory ----
+
+constexpr char kSourcePlanes[] = "K905-1: malloc src planes failed";
+constexpr char kLineBuffer[] = "K905-1: malloc line buffer failed";
+constexpr char kResizedPlanes[] = "K905-1: malloc resized planes failed";
+constexpr char kDeinterlace[] = "K905-1: ERROR: Failed to allocate memory for deinterlace";
+constexpr char kConversionBuffers[] = "K905-1: ERROR: Failed to allocate conversion buffers";
+constexpr char kRotatedPlanes[] = "K905-1: malloc rotated planes failed";
+constexpr char kCanvasPlanes[] = "K905-1: malloc canvas planes failed";
+constexpr char kScaledPlanes[] = "K905-1: malloc scaled planes failed";
+constexpr char kMerge[] = "K905-1: Failed to merge pages";
+
+// "malloc(123) failed" is the same shortage whatever the number.
+std::string without_number(const std::string& line) {
+  const std::string begin = "K905-1: malloc(";
+  if (line.rfind(begin, 0) != 0) {
+    return line;
+  }
+  return begin + line.substr(line.find(')'));
+}
+
+// Lets every allocation of the job fail once.
+class Shortages {
+ public:
+  explicit Shortages(ReferenceJob job) : job_(std::move(job)), peace_(reference_run(job_)) {}
+
+  // The failures that somebody could see, by the lines that tell of them.
+  std::set<std::string> all_answered() {
+    for (long n = 1;; ++n) {
+      SCOPED_TRACE("allocation " + std::to_string(n));
+      Faults faults;
+      faults.failing_allocation = n;
+      const FaultRun run = run_job(job_, faults);
+      EXPECT_TRUE(run.came_to_an_end);
+      expect_nothing_leaked(run);
+      if (run.counts.allocations < n) {
+        expect_same(run, reference_for(run, peace_));
+        return seen_;
+      }
+      // What a run gets along without is no failure.
+      if (!same(run, reference_for(run, peace_)) && !explained(run)) {
+        ADD_FAILURE() << "no answer known: " << first_new_line(run);
+      }
+      if (::testing::Test::HasFailure()) {
+        return {};
+      }
+    }
+  }
+
+ private:
+  std::string first_new_line(const FaultRun& run) const {
+    const std::vector<std::string> wanted = reference_for(run, peace_).log;
+    const auto at = std::mismatch(run.log.begin(), run.log.end(), wanted.begin(), wanted.end());
+    return at.first != run.log.end() ? *at.first : "";
+  }
+
+  bool explained(const FaultRun& run) {
+    for (const std::string& line :
+         {without_number(first_new_line(run)), std::string(kNoMemoryToSkipAPage),
+          std::string(kNoMemoryToKeepAPage)}) {
+      // Three planes a sheet, three sheets: no moment comes more often.
+      for (int visit = 1; visit <= 9; ++visit) {
+        const auto key = std::make_pair(line, visit);
+        if (!answers_.contains(key)) {
+          ReferenceJob job = job_;
+          job.shortage = {line, visit};
+          ReferenceResult answer = reference_run(job);
+          if (answer.log == peace_.log) {
+            break;  // That moment does not come so often, or not at all.
+          }
+          answers_[key] = std::move(answer);
+        }
+        if (same(run, reference_for(run, answers_.at(key)))) {
+          seen_.insert(line);
+          return true;
+        }
+      }
+    }
+    return false;
+  }
+
+  ReferenceJob job_;
+  ReferenceResult peace_;
+  std::map<std::pair<std::string, int>, ReferenceResult> answers_;
+  std::set<std::string> seen_;
+};
+
+TEST(ShortMemory, FailsOnePageAndNotTheNext) {
+  EXPECT_THAT(Shortages(job_of({small_page(1), small_page(2)})).all_answered(),
+              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kCanvasPlanes, kScaledPlanes,
+                                   kNoMemoryToSkipAPage));
+}
+
+TEST(ShortMemory, OfAPageWithAFormatToConvert) {
+  EXPECT_THAT(Shortages(job_of({small_page(1, 4), small_page(2, 1)})).all_answered(),
+              UnorderedElementsAre(kSourcePlanes, kLineBuffer, kResizedPlanes, kCanvasPlanes,
+                                   kScaledPlanes, kNoMemoryToSkipAPage));
+}
+
+TEST(ShortMemory, OfATurnedInterlacedPage) {
+  RasterPage page = small_page(1);
+  page.header.HWResolution[1] = 600;
+  page.header.Orientation = CUPS_ORIENT_90;
+  EXPECT_THAT(Shortages(job_of({page, small_page(2)})).all_answered(),
+              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kDeinterlace, kRotatedPlanes,
+                                   kCanvasPlanes, kScaledPlanes, kNoMemoryToSkipAPage));
+}
+
+TEST(ShortMemory, OfAPictureThatIsPlacedAsItIs) {
+  std::mt19937 random(3);
+  cups_page_header2_t header = small_page(1).header;
+  header.cupsWidth = 1548;
+  header.cupsHeight = 1088;
+  header.cupsBytesPerLine = 1548 * 3;
+  RasterPage page = blank_page(header);
+  fill_with_blocks(page, random);
+  ReferenceJob job = job_of({page});
+  // The bleeds leave just the target's room: nothing is resized or stretched.
+  job.arguments.insert(job.arguments.end(),
+                       {"BleedLeft=11.5", "BleedRight=9.8", "BleedA=-9", "BleedB=-9"});
+  EXPECT_THAT(Shortages(job).all_answered(), UnorderedElementsAre(kSourcePlanes, kCanvasPlanes));
+}
+
+TEST(ShortMemory, OfToneThatMixesChannels) {
+  ReferenceJob job = job_of({small_page(1)});
+  job.arguments.insert(job.arguments.end(),
+                       {"StpSaturation=300", "StpGamma=1300", "StpColorCorrection=Hue"});
+  EXPECT_THAT(Shortages(job).all_answered(),
+              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kCanvasPlanes, kScaledPlanes));
+}
+
+class ShortMemoryWithProfile : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(ShortMemoryWithProfile, KeepsTheColoursOrThePage) {
+  const ScratchFolder folder;
+  (void)folder.write("rgb", rgb_matrix_profile());
+  (void)folder.write("cmyk", cmyk_table_profile());
+  (void)folder.write("gray", gray_profile());
+  ReferenceJob job = job_of({small_page(1), small_page(2)});
+  job.arguments.insert(job.arguments.end(), {"--icc-profile", folder.path() + "/" + GetParam()});
+  EXPECT_THAT(Shortages(job).all_answered(),
+              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kConversionBuffers, kCanvasPlanes,
+                                   kScaledPlanes, kNoMemoryToSkipAPage));
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, ShortMemoryWithProfile, ::testing::Values("rgb", "cmyk", "gray"));
+
+TEST(ShortMemory, AmongCopies) {
+  ReferenceJob job = job_of({small_page(1), small_page(2)});
+  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
+  EXPECT_THAT(Shortages(job).all_answered(),
+              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kCanvasPlanes, kScaledPlanes,
+                                   kNoMemoryToKeepAPage, kNoMemoryToSkipAPage));
+}
+
+TEST(ShortMemory, OfAPairLosesNoPage) {
+  RasterPage pages[] = {small_page(1), small_page(2), small_page(3)};
+  for (RasterPage& page : pages) {
+    page.header.PageSize[1] = 298;  // a paper of which two go on a sheet
+  }
+  ReferenceJob job = job_of({pages[0], pages[1], pages[2]});
+  job.ribbon = "6x8";
+  EXPECT_THAT(Shortages(job).all_answered(),
+              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kCanvasPlanes, kScaledPlanes,
+                                   kMerge, kNoMemoryToSkipAPage));
+}
+
+TEST(ShortMemory, FromSomePointOnPrintsWhatCameBefore) {
+  const ReferenceJob job = job_of({small_page(1), small_page(2)});
+  const ReferenceResult peace = reference_run(job);
+  const std::size_t sheet = peace.output.size() / 2;
+  for (long n = 1;; ++n) {
+    SCOPED_TRACE("from allocation " + std::to_string(n));
+    Faults faults;
+    faults.failing_allocation = n;
+    faults.all_from_there = true;
+    const FaultRun run = run_job(job, faults);
+    ASSERT_TRUE(run.came_to_an_end);
+    ASSERT_EQ(run.status, 0);
+    expect_nothing_leaked(run);
+    ASSERT_FALSE(run.log.empty());
+    EXPECT_EQ(run.log.back(), "=== rastertok905 end ===");
+    ASSERT_EQ(run.output.size() % sheet, 0U);
+    ASSERT_TRUE(peace.output.compare(0, run.output.size(), run.output) == 0);
+    if (run.counts.allocations < n) {
+      EXPECT_EQ(run.output.size(), 2 * sheet);
+      break;
+    }
+  }
+}
+
+// ---- writes ----
+
+TEST(OddWrites, ThatTakeLittleAtATimeChangeNothing) {
+  const ReferenceJob job = job_of({small_page(1)});
+  const ReferenceResult peace = reference_run(job);
+  for (const std::size_t most : {1000U, 4097U, 65536U}) {
+    Faults faults;
+    faults.most_written = most;
+    faults.interrupt_writes = most == 4097;
+    const FaultRun run = run_job(job, faults);
+    expect_same(run, reference_for(run, peace));
+    EXPECT_GT(run.counts.writes, 90);
+  }
+}
+
+TEST(OddWrites, OfTheLogChangeNothing) {
+  const ReferenceJob job = job_of({small_page(1)});
+  Faults faults;
+  faults.most_logged = 7;
+  const FaultRun run = run_job(job, faults);
+  expect_same(run, reference_for(run, reference_run(job)));
+}
+
+// What one write of the job's, counted from 1, makes of log and output when the system answers it
+// with `result`. A command is one write, a plane is three: its block, the image's header and its
+// pixels.
+class OddWrite {
+ public:
+  OddWrite(long number, long result, int error, bool from_there)
+      : number_(number), result_(result), error_(error), from_there_(from_there) {}
+
+  ReferenceResult applied_to(const ReferenceResult& peace) {
+    ReferenceResult with = peace;
+    with.log.clear();
+    with.output.clear();
+    std::size_t at = 0;
+    for (const std::string& line : peace.log) {
+      with.log.push_back(line);
+      const bool image = line.rfind("K905-1: send IMAGE ", 0) == 0;
+      if (!image && line.rfind("K905-1: send CNTRL ", 0) != 0) {
+        continue;
+      }
+      const auto payload =
+          static_cast<std::size_t>(std::atoi(peace.output.substr(at + 24, 8).c_str()));
+      if (!image) {
+        (void)wrote(peace.output.substr(at, 32 + payload), with);
+      } else if (wrote(peace.output.substr(at, 32), with) == Outcome::kFailed ||
+                 wrote_image(peace.output.substr(at + 32, payload), with) == Outcome::kFailed) {
+        with.log.push_back("K905-1: send " + line.substr(19, 1) + " plane failed");
+      }
+      at += 32 + payload;
+    }
+    return with;
+  }
+
+ private:
+  // A write that took nothing leaves the rest out, but it is no failure.
+  enum class Outcome { kWhole, kShort, kFailed };
+
+  Outcome wrote(const std::string& bytes, ReferenceResult& with) {
+    ++count_;
+    if (count_ != number_ && !(from_there_ && count_ > number_)) {
+      with.output += bytes;
+      return Outcome::kWhole;
+    }
+    with.log.push_back(result_ == 0 ? "K905-1: write returned 0"
+                                    : std::string("K905-1: write error: ") + std::strerror(error_));
+    return result_ == 0 ? Outcome::kShort : Outcome::kFailed;
+  }
+
+  Outcome wrote_image(const std::string& image, ReferenceResult& with) {
+    const Outcome header = wrote(image.substr(0, 1088), with);
+    return header == Outcome::kWhole ? wrote(image.substr(1088), with) : header;
+  }
+
+  long number_;
+  long result_;
+  int error_;
+  bool from_there_;
+  long count_ = 0;
+};
+
+class EveryWrite : public ::testing::TestWithParam<long> {};
+
+void expect_odd_write_answered(long number, long result, int error, bool from_there) {
+  ReferenceJob job = job_of({small_page(1), small_page(2)});
+  job.arguments.push_back("StpLaminate=Matte");
+  Faults faults;
+  faults.odd_write = number;
+  faults.write_result = result;
+  faults.write_errno = error;
+  faults.odd_from_there = from_there;
+  const FaultRun run = run_job(job, faults);
+  const ReferenceResult wanted =
+      OddWrite(number, result, error, from_there).applied_to(reference_run(job));
+  expect_same(run, reference_for(run, wanted));
+  expect_nothing_leaked(run);
+}
+
+TEST_P(EveryWrite, CanFailOnce) { expect_odd_write_answered(GetParam(), -1, EIO, false); }
+
+TEST_P(EveryWrite, CanFailForGood) { expect_odd_write_answered(GetParam(), -1, EPIPE, true); }
+
+TEST_P(EveryWrite, CanTakeNothing) { expect_odd_write_answered(GetParam(), 0, 0, false); }
+
+// Twelve writes are a matte sheet; the first of the second sheet stands for the others.
+INSTANTIATE_TEST_SUITE_P(Faults, EveryWrite, ::testing::Range(1L, 14L));
+
+// ---- reads ----
+
+TEST(OddReads, InSmallPiecesInterruptedAndStarvedChangeNothing) {
+  ReferenceJob job = job_of({small_page(1), small_page(2)});
+  for (const bool compressed : {false, true}) {
+    if (compressed) {
+      job.input = raster_stream({small_page(1), small_page(2)}, RasterKind::kCompressed);
+    }
+    Faults faults;
+    faults.most_read = 3;
+    faults.interrupt_reads = true;
+    faults.starve_reads = true;
+    const FaultRun run = run_job(job, faults);
+    expect_same(run, reference_for(run, reference_run(job)));
+    EXPECT_GT(run.counts.reads, 1000);
+  }
+}
+
+TEST(OddReads, AnErrorIsTheEndOfTheInput) {
+  const ReferenceJob job = job_of({small_page(1), small_page(2)});
+  for (const long number : {1L, 2L, 5L, 20L, 40L, 60L, 90L}) {
+    SCOPED_TRACE("read " + std::to_string(number));
+    Faults faults;
+    faults.most_read = 100;
+    faults.failing_read = number;
+    const FaultRun run = run_job(job, faults);
+    ReferenceJob cut = job;
+    cut.input.resize(static_cast<std::size_t>(100 * (number - 1)));
+    expect_same(run, reference_for(run, reference_run(cut)));
+    expect_nothing_leaked(run);
+  }
+}
+
+}  // namespace
