@@ -46,7 +46,13 @@ void apply_job_options(const char* job_options) {
       report_failure(job.failure);
       return;
     }
-    setenv("PPD", ("/dev/fd/" + std::to_string(job.descriptor)).c_str(), 1);
+    const std::string path = "/dev/fd/" + std::to_string(job.descriptor);
+    // Where descriptors have no names the filter would find no settings at all.
+    if (access(path.c_str(), R_OK) != 0) {
+      report_failure(path + " cannot be opened");
+      return;
+    }
+    setenv("PPD", path.c_str(), 1);
   } catch (const std::exception& error) {
     report_failure(error.what());
   }

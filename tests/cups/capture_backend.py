@@ -1,7 +1,7 @@
 """A device that keeps what it is sent: capture:/FOLDER[?pause=SECONDS][&fail=FILE].
 
 Every job's stream becomes FOLDER/<job>.prn once it has ended. `pause` waits after every 256 kB, like a
-printer that is busy; while FILE exists the device fails. Like CUPS' own USB backend it goes on reading
+printer that is busy; while FILE exists the device fails, also in the middle of a job. Like CUPS' own USB backend it goes on reading
 when the job is cancelled.
 """
 
@@ -22,14 +22,21 @@ if len(sys.argv) == 1:
 signal.signal(signal.SIGTERM, signal.SIG_IGN)
 uri = urllib.parse.urlsplit(os.environ["DEVICE_URI"])
 wishes = urllib.parse.parse_qs(uri.query)
-if any(pathlib.Path(path).exists() for path in wishes.get("fail", [])):
-    sys.exit(CUPS_BACKEND_FAILED)
+
+
+def fail_if_wished():
+    if any(pathlib.Path(path).exists() for path in wishes.get("fail", [])):
+        sys.exit(CUPS_BACKEND_FAILED)
+
+
+fail_if_wished()
 pause = float(wishes.get("pause", ["0"])[0])
 folder = pathlib.Path(uri.path)
 unfinished = folder / f"{sys.argv[1]}.part"
 with open(unfinished, "wb") as out, open(0, "rb", buffering=0, closefd=False) as stream:
     since_pause = 0
     while piece := stream.read(PIECE):
+        fail_if_wished()
         out.write(piece)
         since_pause += len(piece)
         if pause and since_pause >= PIECE:

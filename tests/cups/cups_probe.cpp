@@ -2,6 +2,7 @@
 // says what is on each sheet, as JSON. Also turns a picture into a JPEG file.
 //
 //   cups_probe sheets STREAM [X,Y]...   colours at these places, in fractions of the sheet
+//   cups_probe picture PNG [X,Y]...     the same of a sheet that the simulated printer kept
 //   cups_probe jpeg PICTURE OUTPUT
 #include <algorithm>
 #include <cstdint>
@@ -75,19 +76,23 @@ void print_colour(const Picture& picture, Place place) {
   std::printf("[%ld, %ld, %ld]", sum[0] / count, sum[1] / count, sum[2] / count);
 }
 
-void print_sheet(const Sheet& sheet, const std::vector<Place>& places) {
-  const Picture picture = sheet_picture(sheet, Mirror::undo);
+// The members of a JSON object, without its braces.
+void print_picture(const Picture& picture, const std::vector<Place>& places) {
   const Box box = printed_box(picture);
-  std::printf(
-      "{\"width\": %u, \"height\": %u, \"matte\": %s, \"cutter\": %u, \"size\": %llu, "
-      "\"printed\": [%u, %u, %u, %u], \"colours\": [",
-      sheet.width, sheet.height, sheet.matte ? "true" : "false", sheet.cutter,
-      static_cast<unsigned long long>(sheet.size), box.left, box.top, box.right, box.bottom);
+  std::printf("\"width\": %u, \"height\": %u, \"printed\": [%u, %u, %u, %u], \"colours\": [",
+              picture.width, picture.height, box.left, box.top, box.right, box.bottom);
   for (std::size_t i = 0; i < places.size(); ++i) {
     if (i > 0) std::printf(", ");
     print_colour(picture, places[i]);
   }
-  std::printf("]}");
+  std::printf("]");
+}
+
+void print_sheet(const Sheet& sheet, const std::vector<Place>& places) {
+  std::printf("{\"matte\": %s, \"cutter\": %u, \"size\": %llu, ", sheet.matte ? "true" : "false",
+              sheet.cutter, static_cast<unsigned long long>(sheet.size));
+  print_picture(sheet_picture(sheet, Mirror::undo), places);
+  std::printf("}");
 }
 
 std::string quoted(const std::string& text) {
@@ -111,6 +116,19 @@ int show_sheets(const char* path, const std::vector<Place>& places) {
   }
   std::printf("]}\n");
   return in.bad() ? 1 : 0;
+}
+
+int show_picture(const char* path, const std::vector<Place>& places) {
+  std::string error;
+  const auto picture = read_picture(path, error);
+  if (!picture || picture->channels != 3 || picture->bits != 8) {
+    std::cerr << "cups_probe: " << path << ": " << error << "\n";
+    return 1;
+  }
+  std::printf("{");
+  print_picture(*picture, places);
+  std::printf("}\n");
+  return 0;
 }
 
 int write_jpeg(const char* from, const char* to) {
@@ -149,8 +167,8 @@ int write_jpeg(const char* from, const char* to) {
 int main(int argc, char** argv) {
   const std::string command = argc > 1 ? argv[1] : "";
   if (command == "jpeg" && argc == 4) return write_jpeg(argv[2], argv[3]);
-  if (command != "sheets" || argc < 3) {
-    std::cerr << "usage: cups_probe sheets STREAM [X,Y]... | cups_probe jpeg PICTURE OUTPUT\n";
+  if ((command != "sheets" && command != "picture") || argc < 3) {
+    std::cerr << "usage: cups_probe sheets STREAM [X,Y]... | picture PNG [X,Y]... | jpeg FROM TO\n";
     return 2;
   }
   std::vector<Place> places;
@@ -160,5 +178,5 @@ int main(int argc, char** argv) {
     const double y = *end == ',' ? std::strtod(end + 1, nullptr) : 0.0;
     places.push_back({x, y});
   }
-  return show_sheets(argv[2], places);
+  return command == "sheets" ? show_sheets(argv[2], places) : show_picture(argv[2], places);
 }

@@ -10,11 +10,9 @@ import os
 import pathlib
 import re
 import shutil
-import socket
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
 import artwork
@@ -141,6 +139,10 @@ class ThroughCups(unittest.TestCase):
                          (paper.width, paper.height * lines_per_line))
         self.assertEqual(sheet["cutter"], paper.cutter)
         self.assertEqual(sheet["matte"], matte)
+        self.assert_picture(sheet, paper, corners, centre, tolerance, slack, lines_per_line)
+
+    def assert_picture(self, sheet, paper=SIX_BY_FOUR, corners=CORNERS, centre=GREY, tolerance=4,
+                       slack=0, lines_per_line=1):
         for seen, expected in zip(sheet["printed"], paper.picture_box(lines_per_line)):
             self.assertLessEqual(abs(seen - expected), slack, f"picture at {sheet['printed']}")
         for seen, expected, where in zip(sheet["colours"], tuple(corners) + (centre,), (
@@ -511,6 +513,68 @@ class Jobs(ThroughCups):
             self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
         self.assertEqual(self.printed_by(members, jobs), [0, 4])
 
+    def begin_album(self, name, members):
+        """A job of ten sheets to the class; the job, and the member that prints it."""
+        job = self.cups.submit(name, self.pdf(centres=(CYAN, MAGENTA) * 5))
+        self.cups.wait_for(lambda: self.cups.job_state(job).get("job-media-sheets-completed", 0) >= 2,
+                           "the second sheet")
+        (busy,) = [member for member in members if (self.cups.root / member / f"{job}.part").exists()]
+        return job, busy
+
+    def assert_album(self, path):
+        sheets = self.stream(path, places_on(SIX_BY_FOUR.picture_box(), 1920, 1240))
+        self.assertEqual(len(sheets), 10)
+        for sheet, centre in zip(sheets, (CYAN, MAGENTA) * 5):
+            self.assert_sheet(sheet, centre=centre, slack=DOCUMENT_SLACK)
+
+    def test_a_printer_that_fails_in_the_middle_leaves_the_whole_job_to_the_other(self):
+        members = ("breakA", "breakB")
+        self.add_class("break", members, printer_error_policy="retry-current-job")
+        job, busy = self.begin_album("break", members)
+        (self.cups.root / f"{busy}.fail").touch()
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        (other,) = set(members) - {busy}
+        self.assert_album(self.cups.root / other / f"{job}.prn")
+
+    def test_a_printer_disabled_in_the_middle_leaves_the_whole_job_to_the_other(self):
+        members = ("pauseA", "pauseB")
+        self.add_class("pause", members, printer_error_policy="retry-current-job")
+        job, busy = self.begin_album("pause", members)
+        self.cups.run("cupsdisable", busy)
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        (other,) = set(members) - {busy}
+        self.assert_album(self.cups.root / other / f"{job}.prn")
+        # What the first had been sent ends with a whole sheet.
+        begun = self.cups.root / busy / f"{job}.prn"
+        self.cups.wait_for(begun.exists, "the first printer's device to end")
+        self.assertLess(len(self.stream(begun)), 10)
+
+    def test_a_printer_taken_out_of_the_class_finishes_its_job(self):
+        members = ("leaveA", "leaveB")
+        self.add_class("leave", members)
+        job, busy = self.begin_album("leave", members)
+        self.cups.run("lpadmin", "-p", busy, "-r", "leave")
+        later = [self.cups.submit("leave", self.jpeg()) for _ in range(2)]
+        for each in [job] + later:
+            self.assertEqual(self.cups.finished(each)["job-state"], ipp.COMPLETED)
+        self.assert_album(self.cups.root / busy / f"{job}.prn")
+        (other,) = set(members) - {busy}
+        self.assertEqual(self.printed_by((busy, other), later), [0, 2])
+
+    def test_a_job_waits_for_a_printer_that_fails(self):
+        off = self.cups.root / "printer-is-off"
+        off.touch()
+        self.add_queue(device=f"capture:{self.cups.captured}?fail={off}",
+                       printer_error_policy="retry-current-job")
+        job = self.cups.submit(self.queue, self.jpeg())
+        self.cups.wait_for(lambda: any("stopped with status 1" in line for line in self.cups.log_of(job)),
+                           "the device to fail")
+        self.assertNotIn(self.cups.job_state(job)["job-state"], ipp.ENDED)
+        off.unlink()
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        (sheet,) = self.sheets(job)
+        self.assert_sheet(sheet)
+
     def test_nothing_a_job_says_is_obeyed(self):
         self.add_queue()
         harm = ("\nPAGE: 40 40\nATTR: job-media-progress=7 marker-levels=3\nSTATE: +harm-done\n"
@@ -573,7 +637,7 @@ class Simulator(ThroughCups):
 
     def read_port(self):
         for line in self.simulator.stdout:
-            match = re.search(r":(\d+)\s*$", line) or re.search(r"\bport (\d+)", line)
+            match = re.fullmatch(r"listening on 127\.0\.0\.1:(\d+)\n", line)
             if match:
                 return int(match.group(1))
         self.fail("k905-sim names no port")
@@ -584,11 +648,21 @@ class Simulator(ThroughCups):
             return found if len(found) >= count else None
         return self.cups.wait_for(look, f"{count} sheets at the simulated printer")
 
+    def kept(self, path, paper):
+        places = places_on(paper.picture_box(), paper.width, paper.height)
+        return json.loads(subprocess.run([self.probe, "picture", path, *places], check=True,
+                                         capture_output=True, text=True).stdout)
+
     def test_pictures_and_documents_reach_a_network_printer(self):
         self.add_queue(device=f"socket://127.0.0.1:{self.port}")
         self.print(self.jpeg())
-        self.print(self.pdf(centres=(CYAN, MAGENTA)), options=["StpLaminate=Matte"])
-        self.assertEqual(len(self.printed_sheets(3)), 3)
+        self.print(self.pdf(centres=(CYAN, MAGENTA)))
+        self.print(self.png(SIX_BY_EIGHT), options=["PageSize=w432h576", "StpLaminate=Matte"])
+        photo, cyan, magenta, large = self.printed_sheets(4)
+        self.assert_picture(self.kept(photo, SIX_BY_FOUR))
+        self.assert_picture(self.kept(cyan, SIX_BY_FOUR), centre=CYAN, slack=DOCUMENT_SLACK)
+        self.assert_picture(self.kept(magenta, SIX_BY_FOUR), centre=MAGENTA, slack=DOCUMENT_SLACK)
+        self.assert_picture(self.kept(large, SIX_BY_EIGHT), SIX_BY_EIGHT, tolerance=1)
 
 
 class Setup(ThroughCups):
