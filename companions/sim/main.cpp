@@ -68,20 +68,7 @@ std::optional<std::string> take_arguments(const Arguments& arguments, SimulatorO
   return std::nullopt;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  CLI::App app{"A simulated printer on a pseudo-terminal, whose path is the first line written",
-               "k905-sim"};
-  Arguments arguments;
-  declare_options(app, arguments);
-  if (const std::optional<int> status = parse_command_line(app, argc, argv)) {
-    return *status;
-  }
-  SimulatorOptions options;
-  if (const auto wrong = take_arguments(arguments, options)) {
-    return wrong_usage(app, *wrong);
-  }
+int run(const CLI::App& app, const SimulatorOptions& options) {
   if (!options.state_file.empty()) {
     if (const auto wrong = save_state(options.state_file, options.state)) {
       complain(app, *wrong);
@@ -95,3 +82,22 @@ int main(int argc, char** argv) {
   }
   return 0;
 }
+
+int simulator_program(int argc, char** argv) {
+  CLI::App app{"A simulated printer on a pseudo-terminal, whose path is the first line written",
+               "k905-sim"};
+  Arguments arguments;
+  declare_options(app, arguments);
+  if (const std::optional<int> status = parse_command_line(app, argc, argv)) {
+    return *status;
+  }
+  SimulatorOptions options;
+  if (const auto wrong = take_arguments(arguments, options)) {
+    return wrong_usage(app, *wrong);
+  }
+  return run(app, options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return guarded_main("k905-sim", simulator_program, argc, argv); }

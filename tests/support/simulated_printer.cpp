@@ -69,7 +69,7 @@ std::string SimulatedPrinter::next_line() {
     }
     unread_.append(bytes, static_cast<std::size_t>(got));
   }
-  const std::string line = unread_.substr(0, newline);
+  std::string line = unread_.substr(0, newline);
   unread_.erase(0, newline + 1);
   return line;
 }
