@@ -120,6 +120,12 @@ TEST(ToneChain, SaturationMinus1000GivesTheMeanTruncated) {
   EXPECT_EQ(adjusted(options, {10, 20, 60}), gray(29));
 }
 
+TEST(ToneChain, TheMeanOfAGrayPixelLiesAHairBelowIt) {
+  PrintOptions options = defaults();
+  options.saturation = -1000;
+  EXPECT_EQ(adjusted(options, gray(100)), gray(99));  // 300 * 0.333333f = 99.9999
+}
+
 TEST(ToneChain, SaturationDoublesTheDistanceFromTheMean) {
   PrintOptions options = defaults();
   options.saturation = 1000;
@@ -156,6 +162,13 @@ TEST(ToneChain, CorrectionNamesAreComparedExactly) {
 
 TEST(ToneChain, HueOnPureRedGivesALittleBlue) {
   EXPECT_THAT(adjusted(with_correction("Hue"), {255, 0, 0}), ElementsAre(242, 0, 12));
+}
+
+TEST(ToneChain, HueLeavesGreenAlone) {
+  for (int value = 0; value < 256; ++value) {
+    const auto green = static_cast<std::uint8_t>(value);
+    EXPECT_EQ(adjusted(with_correction("Hue"), {90, green, 200})[1], green);
+  }
 }
 
 TEST(ToneChain, HueTakesBothResultsFromTheOldValues) {
