@@ -73,6 +73,7 @@ void print_colour(const Picture& picture, Place place) {
       ++count;
     }
   }
+  count = std::max(count, 1L);  // a place beside the sheet is black
   std::printf("[%ld, %ld, %ld]", sum[0] / count, sum[1] / count, sum[2] / count);
 }
 
