@@ -32,7 +32,7 @@ class RasterInput {
   static ssize_t read(void* input, unsigned char* buffer, std::size_t bytes);
 
   // As much as a pipe holds: fewer system calls, and it stays in the cache.
-  static constexpr std::size_t kBufferSize = 64 * 1024;
+  static constexpr std::size_t kBufferSize = std::size_t{64} * 1024;
   Plane buffer_;
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
