@@ -82,11 +82,13 @@ bool prepare(PageStages& page, const cups_page_header2_t& header, IccMemory* icc
   const std::size_t height = page.deinterlace.height();
   page.mirror.prepare(mirror, width, height);
   page.adjust.prepare(options, width, height, mirror, icc);
-  if (!page.turn.prepare(options.rotate_90 != 0, width, height)) {
+  const bool turned = options.rotate_90 != 0;
+  if (!page.turn.prepare(turned, width, height,
+                         static_cast<std::size_t>(layout.effective_height))) {
     log_line("K905-1: malloc src planes failed");
     return false;
   }
-  page.place.prepare(layout, page.turn.width(), page.turn.height());
+  page.place.prepare(layout, page.turn.width(), page.turn.height(), turned);
   return true;
 }
 
@@ -99,7 +101,7 @@ void travel(PageStages& page, std::size_t y, std::uint8_t* rgb) {
   }
   y = page.deinterlace.output_row(y);
   page.mirror.row(y, rgb);
-  const PlaneRow row = page.turn.target(y);
+  const PlaneRow row = page.turn.target();
   page.adjust.row(y, rgb, row.plane[0], row.plane[1], row.plane[2]);
   page.turn.row_done(y, page.place);
 }

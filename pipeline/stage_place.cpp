@@ -12,11 +12,31 @@ namespace {
 
 constexpr std::uint8_t kWhite = 255;
 
+// Columns that are stood up on the canvas in one go.
+constexpr std::size_t kColumnsAtOnce = 256;
+
 // The source line of line `i` of a stretch by `scale`: nearest neighbour, pixel centres aligned.
 // The half that is taken away and added again is part of the arithmetic.
 std::size_t nearest(std::size_t i, double scale, std::size_t source_size) {
   const double at = ((static_cast<double>(i) + 0.5) * (1.0 / scale)) - 0.5 + 0.5;
   return at < 1.0 ? 0 : std::min(static_cast<std::size_t>(at), source_size - 1);
+}
+
+using Runs = std::span<const kernels::CopyRun>;
+
+// Joins single bytes of a line to runs: byte i of the target is byte source_of(i) of the source.
+template <typename SourceOf>
+Runs make_runs(kernels::CopyRun* runs, std::size_t length, SourceOf source_of) {
+  std::size_t used = 0;
+  for (std::size_t i = 0; i < length; ++i) {
+    const auto from = static_cast<std::uint32_t>(source_of(i));
+    if (used > 0 && from == runs[used - 1].from + runs[used - 1].length) {
+      ++runs[used - 1].length;
+    } else {
+      runs[used++] = {.to = static_cast<std::uint32_t>(i), .from = from, .length = 1};
+    }
+  }
+  return {runs, used};
 }
 
 // How much of an effective side the canvas has room for behind a bleed.
@@ -28,7 +48,8 @@ std::size_t room(std::int32_t effective, std::int32_t bleed, std::int32_t canvas
 
 }  // namespace
 
-void PlaceStage::prepare(const PageLayout& layout, std::size_t width, std::size_t height) {
+void PlaceStage::prepare(const PageLayout& layout, std::size_t width, std::size_t height,
+                         bool turned) {
   layout_ = layout;
   image_width_ = width;
   image_height_ = height;
@@ -44,49 +65,42 @@ void PlaceStage::prepare(const PageLayout& layout, std::size_t width, std::size_
 
   has_canvas_ = make_planes(canvas_, static_cast<std::size_t>(layout.canvas_width),
                             static_cast<std::size_t>(layout.canvas_height));
-  const bool has_map = make_column_map();
-  ready_ = has_canvas_ && has_map;
+  const bool has_maps = make_maps(turned);
+  ready_ = has_canvas_ && has_maps;
   if (!stretch_) {
     has_canvas_ = ready_;  // Nothing is scaled here that could be said to have failed.
   }
   if (ready_) {
     fill_outside();
-    row_runs_ = make_runs(0, width);
   }
 }
 
-bool PlaceStage::make_column_map() {
-  map_ = make_plane(columns_ * sizeof(std::uint32_t));
-  runs_ = make_plane(columns_ * sizeof(kernels::CopyRun));
-  if (map_ == nullptr || runs_ == nullptr) {
+bool PlaceStage::make_maps(bool turned) {
+  runs_room_ = make_plane((turned ? rows_ : columns_) * sizeof(kernels::CopyRun));
+  map_ = turned ? make_plane(columns_ * sizeof(std::uint32_t)) : nullptr;
+  if (runs_room_ == nullptr || (turned && map_ == nullptr)) {
     return false;
   }
+  auto* runs = reinterpret_cast<kernels::CopyRun*>(runs_room_.get());
+  const auto source_column = [this](std::size_t x) {
+    return stretch_ ? nearest(x, scale_w_, image_width_) : x;
+  };
+  if (!turned) {
+    runs_ = make_runs(runs, columns_, source_column);
+    return true;
+  }
+  // A column comes with its lowest pixel first, and so it stays until it stands on the canvas.
+  runs_ = make_runs(
+      runs, rows_, [this](std::size_t i) { return image_height_ - 1 - source_row(rows_ - 1 - i); });
   auto* map = reinterpret_cast<std::uint32_t*>(map_.get());
   for (std::size_t x = 0; x < columns_; ++x) {
-    map[x] = static_cast<std::uint32_t>(stretch_ ? nearest(x, scale_w_, image_width_) : x);
+    map[x] = static_cast<std::uint32_t>(source_column(x));
   }
   return true;
 }
 
 std::size_t PlaceStage::source_row(std::size_t row) const {
   return stretch_ ? nearest(row, scale_h_, image_height_) : row;
-}
-
-// What source columns `first` to `first + count` give, with `from` counted from `first`.
-std::span<const kernels::CopyRun> PlaceStage::make_runs(std::size_t first, std::size_t count) {
-  const auto* map = reinterpret_cast<const std::uint32_t*>(map_.get());
-  auto* runs = reinterpret_cast<kernels::CopyRun*>(runs_.get());
-  std::size_t used = 0;
-  for (auto x = static_cast<std::size_t>(std::lower_bound(map, map + columns_, first) - map);
-       x < columns_ && map[x] < first + count; ++x) {
-    const auto from = static_cast<std::uint32_t>(map[x] - first);
-    if (used > 0 && from == runs[used - 1].from + runs[used - 1].length) {
-      ++runs[used - 1].length;
-    } else {
-      runs[used++] = {.to = static_cast<std::uint32_t>(x), .from = from, .length = 1};
-    }
-  }
-  return {runs, used};
 }
 
 std::uint8_t* PlaceStage::canvas_row(std::size_t plane, std::size_t row) {
@@ -123,27 +137,43 @@ void PlaceStage::row(std::size_t y, const PlaneRow& row) {
     const std::size_t on_canvas = static_cast<std::size_t>(layout_.bleed_top) + next_row_;
     fill_beside(on_canvas);
     for (std::size_t i = 0; i < 3 && columns_ > 0; ++i) {
-      kernels::chosen_table().copy_runs(row_runs_, row.plane[i],
+      kernels::chosen_table().copy_runs(runs_, row.plane[i],
                                         canvas_row(i, on_canvas) + layout_.bleed_left);
     }
   }
 }
 
-void PlaceStage::columns(std::size_t first, std::size_t count, const PlaneRow& pixels,
-                         std::ptrdiff_t stride) {
-  if (!ready_) {
+void PlaceStage::stretch(const std::uint8_t* column, std::uint8_t* line) const {
+  if (ready_) {
+    kernels::chosen_table().copy_runs(runs_, column, line);
+  }
+}
+
+void PlaceStage::columns(std::size_t first, std::size_t count, const PlaneRow& lines,
+                         std::size_t stride) {
+  if (!ready_ || rows_ == 0) {
     return;
   }
-  const std::span<const kernels::CopyRun> runs = make_runs(first, count);
-  for (std::size_t row = 0; row < rows_; ++row) {
-    const std::size_t on_canvas = static_cast<std::size_t>(layout_.bleed_top) + row;
-    const auto source = static_cast<std::ptrdiff_t>(source_row(row));
-    if (first == 0) {
-      fill_beside(on_canvas);
+  for (std::size_t row = 0; first == 0 && row < rows_; ++row) {
+    fill_beside(static_cast<std::size_t>(layout_.bleed_top) + row);
+  }
+  const auto* map = reinterpret_cast<const std::uint32_t*>(map_.get());
+  const std::uint32_t* at = std::lower_bound(map, map + columns_, first);
+  const std::uint32_t* const end = std::lower_bound(at, map + columns_, first + count);
+  const std::size_t lowest = static_cast<std::size_t>(layout_.bleed_top) + rows_ - 1;
+  while (at != end) {
+    // Where the stretch repeats a column, its line is named again.
+    const std::uint8_t* named[3][kColumnsAtOnce];
+    const std::ptrdiff_t column = layout_.bleed_left + (at - map);
+    std::size_t used = 0;
+    for (; at != end && used < kColumnsAtOnce; ++at, ++used) {
+      for (std::size_t i = 0; i < 3; ++i) {
+        named[i][used] = lines.plane[i] + (*at - first) * stride;
+      }
     }
-    for (std::size_t i = 0; i < 3 && columns_ > 0; ++i) {
-      kernels::chosen_table().copy_runs(runs, pixels.plane[i] + source * stride,
-                                        canvas_row(i, on_canvas) + layout_.bleed_left);
+    for (std::size_t i = 0; i < 3; ++i) {
+      kernels::chosen_table().transpose({named[i], used}, rows_, canvas_row(i, lowest) + column,
+                                        -std::ptrdiff_t{layout_.canvas_width});
     }
   }
 }

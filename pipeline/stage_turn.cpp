@@ -1,70 +1,64 @@
-#include <algorithm>
-#include <cstring>
-
 #include "diag/debug_image.h"
 #include "diag/log.h"
 #include "pipeline/stages.h"
 
-bool TurnStage::prepare(bool wanted, std::size_t width, std::size_t height) {
+bool TurnStage::prepare(bool wanted, std::size_t width, std::size_t height,
+                        std::size_t line_length) {
   wanted_ = wanted;
   width_ = width;
   height_ = height;
-  stride_ = width + kernels::kRowSlack;
-  picture_ = {};
+  row_ = make_row(3 * (width + kernels::kRowSlack));
   ready_ = true;
+  picture_ = {};
   if (wanted) {
-    rows_ = make_row(3 * stride_ * kBandRows);
-    turned_ = make_row(3 * kBandRows * width);
-    ready_ = rows_ != nullptr && turned_ != nullptr;
+    line_stride_ = line_length + kernels::kRowSlack;
+    band_ = make_row(3 * kBandRows * line_stride_);
+    // A page that cannot be turned still goes through the stages before, whose log people read.
+    ready_ = band_ != nullptr;
     if (debug_images_wanted()) {
       (void)make_planes(picture_, height, width);
     }
   }
-  rows_of_plane_ = wanted && ready_ ? kBandRows : 1;
-  if (rows_of_plane_ == 1) {
-    // A page that cannot be turned still goes through the stages before, whose log people read.
-    rows_ = make_row(3 * stride_);
-  }
-  return rows_ != nullptr;
+  return row_ != nullptr;
 }
 
-std::uint8_t* TurnStage::row_of_plane(std::size_t plane, std::size_t row) {
-  return rows_.get() + (plane * rows_of_plane_ + row) * stride_;
+PlaneRow TurnStage::target() {
+  const std::size_t stride = width_ + kernels::kRowSlack;
+  return {{row_.get(), row_.get() + stride, row_.get() + 2 * stride}};
 }
 
-PlaneRow TurnStage::target(std::size_t y) {
-  const std::size_t row = y % rows_of_plane_;
-  return {{row_of_plane(0, row), row_of_plane(1, row), row_of_plane(2, row)}};
+std::uint8_t* TurnStage::band_row(std::size_t plane, std::size_t row) {
+  return band_.get() + (plane * kBandRows + row) * line_stride_;
 }
 
 void TurnStage::row_done(std::size_t y, PlaceStage& place) {
   if (!ready_) {
     return;
   }
+  const PlaneRow row = target();
   if (!wanted_) {
-    place.row(y, target(y));
+    place.row(y, row);
     return;
   }
+  take_picture(y);
   const std::size_t in_band = y % kBandRows;
-  if (in_band + 1 < kBandRows && y + 1 < height_) {
-    return;
-  }
-  const std::size_t first = y - in_band;
-  const std::size_t count = in_band + 1;
-
-  // Counter-clockwise: the rightmost column becomes the top row. The transpose has it at the
-  // bottom, so the rows of the turned band are handed on from the last one upwards.
-  PlaneRow turned = {};
   for (std::size_t i = 0; i < 3; ++i) {
-    std::uint8_t* band = turned_.get() + i * kBandRows * width_;
-    kernels::chosen_table().transpose(row_of_plane(i, 0), stride_, band, kBandRows, width_, count);
-    turned.plane[i] = band + (width_ - 1) * kBandRows;
-    for (std::size_t row = 0; picture_.plane[i] != nullptr && row < width_; ++row) {
-      std::memcpy(picture_.plane[i].get() + row * height_ + first,
-                  turned.plane[i] - row * kBandRows, count);
+    place.stretch(row.plane[i], band_row(i, in_band));
+  }
+  if (in_band + 1 == kBandRows || y + 1 == height_) {
+    const PlaneRow band = {{band_row(0, 0), band_row(1, 0), band_row(2, 0)}};
+    place.columns(y - in_band, in_band + 1, band, line_stride_);
+  }
+}
+
+// Counter-clockwise: the rightmost pixel comes to the top.
+void TurnStage::take_picture(std::size_t y) {
+  const PlaneRow row = target();
+  for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t x = 0; picture_.plane[i] != nullptr && x < width_; ++x) {
+      picture_.plane[i][(width_ - 1 - x) * height_ + y] = row.plane[i][x];
     }
   }
-  place.columns(first, count, turned, -static_cast<std::ptrdiff_t>(kBandRows));
 }
 
 bool TurnStage::report() const {

@@ -172,15 +172,20 @@ class MirrorStage {
 // Stage 8: the image on its white canvas, stretched to what the bleeds leave.
 class PlaceStage {
  public:
-  // `width` x `height` is the image as it lies on the sheet.
-  void prepare(const PageLayout& layout, std::size_t width, std::size_t height);
+  // `width` x `height` is the image as it lies on the sheet; `turned` tells by which road it comes.
+  void prepare(const PageLayout& layout, std::size_t width, std::size_t height, bool turned);
 
   // Row `y` of the image, rows in order.
   void row(std::size_t y, const PlaneRow& row);
 
-  // Columns `first` to `first + count` of the image: pixel (x, y) is plane[y * stride + x - first].
-  // Columns come in order.
-  void columns(std::size_t first, std::size_t count, const PlaneRow& pixels, std::ptrdiff_t stride);
+  // The other road, for an image that comes column by column, each with its lowest pixel first, as
+  // the rows of the unturned image are. First every column is stretched to line_length() bytes ...
+  [[nodiscard]] std::size_t line_length() const { return rows_; }
+  void stretch(const std::uint8_t* column, std::uint8_t* line) const;
+
+  // ... then bands of stretched columns are stood up on the canvas, in order: column `first + i` of
+  // plane p is at lines.plane[p] + i * stride.
+  void columns(std::size_t first, std::size_t count, const PlaneRow& lines, std::size_t stride);
 
   [[nodiscard]] bool report() const;
   void report_final() const;  // stage 9: nothing is left to do but to show the canvas
@@ -189,9 +194,8 @@ class PlaceStage {
   [[nodiscard]] PlaneSet take_canvas();
 
  private:
-  [[nodiscard]] bool make_column_map();
+  [[nodiscard]] bool make_maps(bool turned);
   [[nodiscard]] std::size_t source_row(std::size_t row) const;
-  [[nodiscard]] std::span<const kernels::CopyRun> make_runs(std::size_t first, std::size_t count);
   [[nodiscard]] std::uint8_t* canvas_row(std::size_t plane, std::size_t row);
   void fill_outside();
   void fill_beside(std::size_t row);
@@ -208,44 +212,46 @@ class PlaceStage {
   std::size_t next_row_ = 0;
   bool has_canvas_ = false;
   bool ready_ = false;
-  Plane map_;   // source column of each column of the effective area
-  Plane runs_;  // room for the runs of all columns
-  std::span<const kernels::CopyRun> row_runs_;
+  Plane map_;        // turned: source column of each column of the effective area
+  Plane runs_room_;  // what of a row goes where in its line of the canvas (turned: of a column)
+  std::span<const kernels::CopyRun> runs_;
   PlaneSet canvas_;
 };
 
-// Stage 7: a quarter turn, counter-clockwise. Rows are collected in bands, which are turned and
-// handed on as columns: the only place where the road needs more than a row, and it stays within
+// Stage 7: a quarter turn, counter-clockwise. Rows are stretched and collected in bands, which are
+// turned onto the canvas: the only place where the road needs more than a row, and it stays within
 // the cache.
 class TurnStage {
  public:
-  // False when there is not even memory for one row of the planes.
-  [[nodiscard]] bool prepare(bool wanted, std::size_t width, std::size_t height);
+  // `line_length` is the most that a stretched row can have. False when there is not even memory
+  // for one row of the planes.
+  [[nodiscard]] bool prepare(bool wanted, std::size_t width, std::size_t height,
+                             std::size_t line_length);
 
   // Size of the image behind this stage.
   [[nodiscard]] std::size_t width() const { return wanted_ ? height_ : width_; }
   [[nodiscard]] std::size_t height() const { return wanted_ ? width_ : height_; }
 
-  // Where the plane rows of row `y` are to be written.
-  [[nodiscard]] PlaneRow target(std::size_t y);
+  // Where the plane rows of a row are to be written.
+  [[nodiscard]] PlaneRow target();
 
-  // Row `y` stands in target(y): on to the canvas, unless there was no memory to turn it.
+  // Row `y` stands in target(): on to the canvas, unless there was no memory to turn it.
   void row_done(std::size_t y, PlaceStage& place);
 
   [[nodiscard]] bool report() const;
 
  private:
-  static constexpr std::size_t kBandRows = 128;
-  [[nodiscard]] std::uint8_t* row_of_plane(std::size_t plane, std::size_t row);
+  static constexpr std::size_t kBandRows = 64;
+  void take_picture(std::size_t y);
+  [[nodiscard]] std::uint8_t* band_row(std::size_t plane, std::size_t row);
 
   bool wanted_ = false;
   bool ready_ = false;
   std::size_t width_ = 0;
   std::size_t height_ = 0;
-  std::size_t stride_ = 0;
-  std::size_t rows_of_plane_ = 1;
-  Plane rows_;    // one row of each plane, or a band of them
-  Plane turned_;  // the same band, turned
+  std::size_t line_stride_ = 0;
+  Plane row_;   // one row of each plane
+  Plane band_;  // stretched rows of each plane
   PlaneSet picture_;
 };
 

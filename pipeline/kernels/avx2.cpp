@@ -471,28 +471,36 @@ K905_AVX2 inline void turn_squares(__m256i (&rows)[16]) {
   }
 }
 
-K905_AVX2 void transpose(const std::uint8_t* source, std::size_t source_stride,
-                         std::uint8_t* target, std::size_t target_stride, std::size_t width,
-                         std::size_t height) {
-  const std::size_t whole_width = width - width % 32;
-  const std::size_t whole_height = height - height % 16;
-  for (std::size_t x = 0; x < whole_width; x += 32) {
-    for (std::size_t y = 0; y < whole_height; y += 16) {
-      __m256i rows[16];
-      for (std::size_t i = 0; i < 16; ++i) rows[i] = load(source + (y + i) * source_stride + x);
-      turn_squares(rows);
-      std::uint8_t* corner = target + x * target_stride + y;
-      for (std::size_t i = 0; i < 16; ++i) {
-        store_half(corner + i * target_stride, _mm256_castsi256_si128(rows[i]));
-        store_half(corner + (i + 16) * target_stride, _mm256_extracti128_si256(rows[i], 1));
-      }
+// Sixteen rows, 32 columns.
+K905_AVX2 inline void turn_block(const std::uint8_t* const* source, std::size_t x,
+                                 std::uint8_t* target, std::ptrdiff_t target_stride) {
+  __m256i rows[16];
+  for (int i = 0; i < 16; ++i) rows[i] = load(source[i] + x);
+  turn_squares(rows);
+  for (int i = 0; i < 16; ++i) {
+    store_half(target + i * target_stride, _mm256_castsi256_si128(rows[i]));
+    store_half(target + (i + 16) * target_stride, _mm256_extracti128_si256(rows[i], 1));
+  }
+}
+
+// Where the next block begins: the last one overlaps the one before it rather than being smaller.
+inline std::size_t next_block(std::size_t at, std::size_t step, std::size_t end) {
+  const std::size_t last = end - step;
+  return at == last ? end : at + step < last ? at + step : last;
+}
+
+K905_AVX2 void transpose(std::span<const std::uint8_t* const> rows, std::size_t width,
+                         std::uint8_t* target, std::ptrdiff_t target_stride) {
+  if (rows.size() < 16 || width < 32) {
+    portable_table().transpose(rows, width, target, target_stride);
+    return;
+  }
+  for (std::size_t x = 0; x < width; x = next_block(x, 32, width)) {
+    std::uint8_t* line = target + static_cast<std::ptrdiff_t>(x) * target_stride;
+    for (std::size_t i = 0; i < rows.size(); i = next_block(i, 16, rows.size())) {
+      turn_block(rows.data() + i, x, line + i, target_stride);
     }
   }
-  const Table& rest = portable_table();
-  rest.transpose(source + whole_height * source_stride, source_stride, target + whole_height,
-                 target_stride, whole_width, height - whole_height);
-  rest.transpose(source + whole_width, source_stride, target + whole_width * target_stride,
-                 target_stride, width - whole_width, height);
 }
 
 // ---- Nearest neighbour --------------------------------------------------------------------------

@@ -114,11 +114,11 @@ struct Table {
   void (*tone_mix)(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1,
                    std::uint8_t* plane2, std::size_t width);
 
-  // Quarter turn of a band, as a plain transpose:
-  // target[x * target_stride + y] = source[y * source_stride + x] for x < width, y < height.
-  // Source rows have slack; the target is written nowhere else.
-  void (*transpose)(const std::uint8_t* source, std::size_t source_stride, std::uint8_t* target,
-                    std::size_t target_stride, std::size_t width, std::size_t height);
+  // Quarter turn, as a plain transpose of rows that lie anywhere; a row may be named repeatedly:
+  // target[x * target_stride + i] = rows[i][x] for x < width. Rows have slack; the target is
+  // written nowhere else.
+  void (*transpose)(std::span<const std::uint8_t* const> rows, std::size_t width,
+                    std::uint8_t* target, std::ptrdiff_t target_stride);
 
   // Nearest neighbour: copies the runs in order. Runs follow one another in the target without gap
   // or overlap and are in ascending order, so a copy may overshoot into the next run's place, never

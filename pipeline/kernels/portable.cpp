@@ -246,18 +246,15 @@ void tone_mix(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1, st
 
 // ---- Quarter turn -------------------------------------------------------------------------------
 
-// In squares, so that the target's cache lines are still there when their next byte comes.
-void transpose(const std::uint8_t* source, std::size_t source_stride, std::uint8_t* target,
-               std::size_t target_stride, std::size_t width, std::size_t height) {
-  constexpr std::size_t kSquare = 32;
-  for (std::size_t x0 = 0; x0 < width; x0 += kSquare) {
-    const std::size_t x1 = std::min(x0 + kSquare, width);
-    for (std::size_t y0 = 0; y0 < height; y0 += kSquare) {
-      const std::size_t y1 = std::min(y0 + kSquare, height);
-      for (std::size_t x = x0; x < x1; ++x) {
-        std::uint8_t* column = target + x * target_stride;
-        for (std::size_t y = y0; y < y1; ++y) column[y] = source[y * source_stride + x];
-      }
+// In strips, so that the target's cache lines are still there when their next byte comes.
+void transpose(std::span<const std::uint8_t* const> rows, std::size_t width, std::uint8_t* target,
+               std::ptrdiff_t target_stride) {
+  constexpr std::size_t kStrip = 32;
+  for (std::size_t begin = 0; begin < width; begin += kStrip) {
+    const std::size_t end = std::min(begin + kStrip, width);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      std::uint8_t* to = target + static_cast<std::ptrdiff_t>(begin) * target_stride + i;
+      for (std::size_t x = begin; x < end; ++x, to += target_stride) *to = rows[i][x];
     }
   }
 }

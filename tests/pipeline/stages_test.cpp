@@ -406,10 +406,11 @@ Bytes placed(const PageLayout& layout, bool turn, std::size_t width, std::size_t
              const Bytes& image) {
   TurnStage turn_stage;
   PlaceStage place;
-  EXPECT_TRUE(turn_stage.prepare(turn, width, height));
-  place.prepare(layout, turn_stage.width(), turn_stage.height());
+  EXPECT_TRUE(
+      turn_stage.prepare(turn, width, height, static_cast<std::size_t>(layout.effective_height)));
+  place.prepare(layout, turn_stage.width(), turn_stage.height(), turn);
   for (std::size_t y = 0; y < height; ++y) {
-    const PlaneRow row = turn_stage.target(y);
+    const PlaneRow row = turn_stage.target();
     for (std::size_t x = 0; x < width; ++x) {
       row.plane[0][x] = image[y * width + x];
       row.plane[1][x] = static_cast<std::uint8_t>(image[y * width + x] + 1);
@@ -441,7 +442,7 @@ TEST_F(Stages, WithoutTheFlagNothingTurns) {
 }
 
 TEST_F(Stages, FourTurnsAreNoTurnAcrossBandBoundaries) {
-  // Taller and wider than a band of 128 rows; values below 250 keep clear of the white canvas.
+  // Taller and wider than any band; values below 250 keep clear of the white canvas.
   std::size_t width = 131;
   std::size_t height = 257;
   Bytes image(width * height);
@@ -456,6 +457,33 @@ TEST_F(Stages, FourTurnsAreNoTurnAcrossBandBoundaries) {
     std::swap(width, height);
   }
   EXPECT_EQ(turned, image);
+}
+
+// Both roads to the canvas: turned on the way, or turned before.
+TEST_F(Stages, ATurnedImageIsStretchedAsIfItHadComeUpright) {
+  const std::size_t sizes[][2] = {{40, 30}, {131, 257}, {300, 70}, {7, 200}, {1, 1}, {2, 513}};
+  for (const auto& [width, height] : sizes) {
+    Bytes image(width * height);
+    Bytes upright(width * height);
+    for (std::size_t i = 0; i < image.size(); ++i) {
+      image[i] = static_cast<std::uint8_t>((i * 7919) % 250);
+    }
+    for (std::size_t y = 0; y < height; ++y) {
+      for (std::size_t x = 0; x < width; ++x) {
+        upright[(width - 1 - x) * height + y] = image[y * width + x];
+      }
+    }
+    for (const std::int32_t canvas : {1, 50, 130, 600}) {
+      PageLayout layout = canvas_without_bleed(canvas, 2 * canvas);
+      layout.bleed_left = canvas / 10;
+      layout.bleed_top = canvas / 7;
+      layout.effective_width = canvas - canvas / 10;
+      layout.effective_height = 2 * canvas - canvas / 7;
+      EXPECT_EQ(placed(layout, true, width, height, image),
+                placed(layout, false, height, width, upright))
+          << width << "x" << height << " on " << canvas;
+    }
+  }
 }
 
 TEST_F(Stages, AnImageOfTheEffectiveSizeLandsAtItsBleedsAndAllElseIsWhite) {
@@ -507,7 +535,7 @@ TEST_F(Stages, PlacingTellsWhereTheBleedsComeFrom) {
   current_options.paper_config = paper;
   const auto report = [](const PageLayout& layout, std::size_t width, std::size_t height) {
     PlaceStage place;
-    place.prepare(layout, width, height);
+    place.prepare(layout, width, height, false);
     return captured_log([&] {
       EXPECT_TRUE(place.report());
       place.report_final();

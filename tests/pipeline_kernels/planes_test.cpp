@@ -63,49 +63,60 @@ TEST_P(EveryTable, SplitEqualsItsFormulaAtAnyWidthAndAddress) {
 
 // ---- Quarter turn -------------------------------------------------------------------------------
 
-// A `width` x `height` image, rows `source_stride` apart, turned over its diagonal into rows
-// `target_stride` apart. Only the image's own bytes may be written.
-void expect_transposed(const Table& table, Dice& dice, std::size_t width, std::size_t height,
-                       std::size_t source_gap, std::size_t target_gap) {
-  const std::size_t source_stride = width + source_gap;
-  const std::size_t target_stride = height + target_gap;
-  const Bytes image = dice.bytes(source_stride * (height == 0 ? 0 : height - 1) + width);
-  Bytes expected = dice.bytes(width == 0 ? 0 : target_stride * (width - 1) + height);
-  const SourceRow source(image, dice.below(33));
+// `count` of `kept` rows of `width` bytes, some of them repeatedly, become columns of lines that
+// lie `gap` bytes apart, the first line on top or at the bottom. Nothing else may be written.
+void expect_transposed(const Table& table, Dice& dice, std::size_t width, std::size_t count,
+                       std::size_t gap, bool upwards) {
+  const std::size_t kept = count / 2 + 1;
+  std::vector<SourceRow> sources;
+  std::vector<Bytes> contents;
+  for (std::size_t i = 0; i < kept; ++i) {
+    contents.push_back(dice.bytes(width));
+    sources.emplace_back(contents.back(), dice.below(33));
+  }
+  const std::size_t stride = count + gap;
+  Bytes expected = dice.bytes(width == 0 ? 0 : stride * (width - 1) + count);
   TargetRow target(expected, dice.below(33));
-  for (std::size_t y = 0; y < height; ++y) {
+  std::vector<const std::uint8_t*> rows;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t chosen = dice.below(kept);
+    rows.push_back(sources[chosen].data());
     for (std::size_t x = 0; x < width; ++x) {
-      expected[x * target_stride + y] = image[y * source_stride + x];
+      expected[(upwards ? width - 1 - x : x) * stride + i] = contents[chosen][x];
     }
   }
-  table.transpose(source.data(), source_stride, target.data(), target_stride, width, height);
-  EXPECT_TRUE(target.guards_intact()) << width << " x " << height;
-  EXPECT_TRUE(target.content() == expected) << width << " x " << height;
+  const auto step = static_cast<std::ptrdiff_t>(stride);
+  std::uint8_t* first = target.data() + (upwards && width > 0 ? (width - 1) * stride : 0);
+  table.transpose(rows, width, first, upwards ? -step : step);
+  EXPECT_TRUE(target.guards_intact()) << width << " x " << count;
+  EXPECT_TRUE(target.content() == expected) << width << " x " << count;
 }
 
-TEST_P(EveryTable, MirroredRowsTransposedAreAQuarterTurnCounterClockwise) {
-  // 0 1 2        2 5
+TEST_P(EveryTable, RowsTransposedUpwardsAreAQuarterTurnCounterClockwise) {
+  // 0 1 2           2 5
   // 3 4 5  turns to 1 4
-  //              0 3
-  const SourceRow source({2, 1, 0, 5, 4, 3}, 0);
+  //                 0 3
+  const SourceRow upper({0, 1, 2}, 0);
+  const SourceRow lower({3, 4, 5}, 0);
+  const std::vector<const std::uint8_t*> rows = {upper.data(), lower.data()};
   TargetRow target(6, 0);
-  table().transpose(source.data(), 3, target.data(), 2, 3, 2);
+  table().transpose(rows, 3, target.data() + 4, -2);
   EXPECT_EQ(target.content(), (Bytes{2, 5, 1, 4, 0, 3}));
 }
 
 TEST_P(EveryTable, TransposeWritesNothingButItsImageAtAnySize) {
   for (std::size_t width = 0; width <= 70; ++width) {
-    for (const std::size_t height : {0, 1, 2, 7, 8, 15, 16, 17, 31, 32, 33, 47, 48, 63, 64, 65}) {
-      expect_transposed(table(), dice, width, height, dice.below(40), dice.below(40));
+    for (const std::size_t count : {0, 1, 2, 7, 8, 15, 16, 17, 31, 32, 33, 47, 48, 63, 64, 65}) {
+      expect_transposed(table(), dice, width, count, dice.below(40), dice.below(2) == 0);
     }
   }
 }
 
 TEST_P(EveryTable, TransposeTurnsBandsOfRealPages) {
-  const std::size_t sizes[][2] = {{1844, 128}, {2436, 128}, {4872, 52}, {1240, 127}, {1239, 1}};
-  for (const auto& [width, height] : sizes) {
-    expect_transposed(table(), dice, width, height, 0, 1920 - height);
-    expect_transposed(table(), dice, width, height, 64, 1);
+  const std::size_t sizes[][2] = {{1844, 128}, {2401, 125}, {4837, 250}, {1197, 127}, {1239, 1}};
+  for (const auto& [width, count] : sizes) {
+    expect_transposed(table(), dice, width, count, 1920 - count, true);
+    expect_transposed(table(), dice, width, count, 0, false);
   }
 }
 
