@@ -1,0 +1,41 @@
+"""Looks whether programs were linked as cmake/hardening.cmake wants: `check_hardening.py PROGRAM...`"""
+
+import re
+import shutil
+import subprocess
+import sys
+
+SKIPPED = 77
+
+
+def readelf(program, *what):
+    return subprocess.run(["readelf", "--wide", *what, program], check=True, text=True,
+                          capture_output=True).stdout
+
+
+def lacking(program):
+    """What a program lacks, as words."""
+    found = []
+    if not re.search(r"Type:\s+DYN .*Position-Independent Executable", readelf(program, "-h")):
+        found.append("is no position-independent program")
+    if "GNU_RELRO" not in readelf(program, "-l"):
+        found.append("keeps its tables of calls writable")
+    if not re.search(r"\((FLAGS|FLAGS_1|BIND_NOW)\).*\b(BIND_)?NOW\b", readelf(program, "-d")):
+        found.append("looks up its calls late")
+    # Nothing calls it by name but what the compiler put in.
+    if "__stack_chk_fail" not in readelf(program, "--dyn-syms"):
+        found.append("does not guard its stack")
+    return found
+
+
+def main():
+    if not shutil.which("readelf"):
+        print("SKIPPED: readelf is not installed (binutils)")
+        return SKIPPED
+    found = [f"{program} {words}" for program in sys.argv[1:] for words in lacking(program)]
+    print("\n".join(found) or f"{len(sys.argv) - 1} programs are as they should be")
+    return 1 if found or len(sys.argv) == 1 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
