@@ -75,11 +75,14 @@ class PrivateCups:
 
     # Laying it out -----------------------------------------------------------------------------
 
-    def install(self):
-        os.chmod(self.root, 0o755)  # for the user that runs the filters
+    def install_product(self):
         with install_manifest_kept(self.build):
             subprocess.run([self.cmake, "--install", str(self.build), "--prefix", str(self.prefix)],
                            check=True, stdout=subprocess.DEVNULL)
+
+    def install(self):
+        os.chmod(self.root, 0o755)  # for the user that runs the filters
+        self.install_product()
         for folder in ["daemon", "cgi-bin", "monitor", "notifier", "filter", "backend"]:
             (self.serverbin / folder).mkdir(parents=True, exist_ok=True)
         for folder in ["daemon", "filter", "backend"]:

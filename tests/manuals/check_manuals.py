@@ -1,0 +1,56 @@
+"""Checks the manual pages: `check_manuals.py FOLDER PROGRAM...`.
+
+mandoc must have nothing to say about them, and the pages of ours that they point to must be those of
+programs that exist.
+Exit status 77 means that mandoc is not installed.
+"""
+
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+
+SKIPPED = 77
+# Whether other people's pages are installed on this machine says nothing about ours.
+OF_NO_CONCERN = re.compile(r"referenced manual not found|outdated mandoc\.db|cannot open .*mandoc\.db")
+
+
+def complaints(page):
+    said = subprocess.run(["mandoc", "-T", "lint", "-W", "style", str(page)], text=True,
+                          capture_output=True, check=False)
+    return [line for line in (said.stdout + said.stderr).splitlines()
+            if not OF_NO_CONCERN.search(line)]
+
+
+def dangling(page, known):
+    ours = re.findall(r"^\.Xr ((?:k905-|rastertok905)\S*) (\d)", page.read_text(), re.MULTILINE)
+    return [f"{page.name}: there is no page {name}({section})" for name, section in ours
+            if f"{name}.{section}" not in known and name not in known]
+
+
+def misnamed(page):
+    text = page.read_text()
+    name, section = page.stem, page.suffix[1:]
+    wanted = (f".Dt {name.upper()} {section}\n", f".Nm {name}\n")
+    return [f"{page.name}: lacks the line {line.strip()}" for line in wanted if line not in text]
+
+
+def main():
+    pages = {page.name: page for page in pathlib.Path(sys.argv[1]).glob("*.[1-9]")}
+    known = {*pages, *sys.argv[2:]}
+    found = [line for page in pages.values() for line in dangling(page, known) + misnamed(page)]
+    linted = shutil.which("mandoc") is not None
+    if linted:
+        found += [line for page in pages.values() for line in complaints(page)]
+    print("\n".join(found) or f"{len(pages)} pages are sound")
+    if found or not pages:
+        return 1
+    if not linted:
+        print("SKIPPED: mandoc is not installed, so only names were looked at")
+        return SKIPPED
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,248 @@
+"""The Debian package: `package_test.py BUILD CMAKE CPACK [TEST...]`.
+
+Packs what the build made, unpacks it with dpkg into a scratch folder, never into the machine, prints
+from there to the simulated printer through a print system of the test's own, and takes it away again.
+Exit status 77 means that nothing of it could be tried here.
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parent / "cups"))
+
+import artwork  # noqa: E402  (found by the line above)
+import ipp  # noqa: E402
+import private_cups  # noqa: E402
+
+SKIPPED = 77
+BUILD = pathlib.Path()
+CMAKE = "cmake"
+CPACK = "cpack"
+PACKAGE = None  # the file, made once
+MODELS = ("K905", "RV-40", "RV-40W", "RS-30")
+
+
+def call(*command, **more):
+    more.setdefault("env", environment())
+    return subprocess.run([str(word) for word in command], check=True, text=True,
+                          capture_output=True, **more).stdout
+
+
+def environment():
+    return os.environ | {"PATH": os.environ.get("PATH", "") + ":/usr/sbin:/sbin", "LC_ALL": "C"}
+
+
+def make_package(folder):
+    # What CPack notes about files of the build belongs to whoever installed from it.
+    with private_cups.install_manifest_kept(BUILD):
+        made = subprocess.run([CPACK, "--config", BUILD / "CPackConfig.cmake", "-B", folder], text=True,
+                              cwd=folder, capture_output=True, check=False, umask=0o077)
+    assert made.returncode == 0, made.stdout + made.stderr
+    (package,) = pathlib.Path(folder).glob("rastertok905_*.deb")
+    package.chmod(0o644)
+    return package
+
+
+def dpkg(root, *arguments):
+    database = root / "var/lib/dpkg"
+    for place in ("updates", "info", "triggers"):
+        (database / place).mkdir(parents=True, exist_ok=True)
+    (database / "status").touch()
+    # The packages it depends on are the machine's, of which this folder knows nothing.
+    return call("dpkg", f"--root={root}", f"--log={database}/log", "--force-depends", *arguments)
+
+
+def files_of_package(root):
+    return [root / path.lstrip("/") for path in dpkg(root, "-L", "rastertok905").split("\n")
+            if path.startswith("/") and path != "/."]
+
+
+class Contents(unittest.TestCase):
+    """What is in it."""
+
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.root = pathlib.Path(scratch.name)
+        call("dpkg-deb", "-x", PACKAGE, self.root / "data")
+        call("dpkg-deb", "-e", PACKAGE, self.root / "control")
+        self.data = self.root / "data"
+
+    def field(self, name):
+        return call("dpkg-deb", "-f", PACKAGE, name).strip()
+
+    def programs(self):
+        return (list((self.data / "usr/bin").iterdir()) +
+                list((self.data / "usr/lib/cups/filter").iterdir()))
+
+    def test_filter_front_tools_queues_and_pages_are_there(self):
+        wanted = ["usr/lib/cups/filter/rastertok905", "usr/lib/cups/filter/rastertok905job",
+                  "usr/share/man/man8/rastertok905.8.gz", "usr/share/doc/rastertok905/copyright",
+                  "usr/share/doc/rastertok905/changelog.Debian.gz"]
+        wanted += [f"usr/share/cups/model/k905/{model}.ppd" for model in MODELS]
+        wanted += [f"usr/bin/{name}" for name in ("k905-contact", "k905-preview", "k905-raster",
+                                                   "k905-setup", "k905-sim")]
+        for path in wanted:
+            self.assertTrue((self.data / path).is_file(), path)
+
+    def test_nothing_lies_anywhere_else(self):
+        places = re.compile(r"usr/(bin|lib/cups/filter|share/cups/model/k905|share/man/man\d|"
+                            r"share/doc/rastertok905|share/bash-completion/completions)/[^/]+$")
+        for path in self.data.rglob("*"):
+            if not path.is_dir():
+                self.assertRegex(str(path.relative_to(self.data)), places)
+
+    def test_permissions_are_those_the_print_system_wants(self):
+        # Packed under a umask that lets nobody else read.
+        for line in call("dpkg-deb", "-c", PACKAGE).splitlines():
+            mode, owner, *_, name = line.split()
+            self.assertEqual(owner, "root/root", name)
+            program = re.match(r"\./usr/(bin|lib/cups/filter)/.", name)
+            wanted = "drwxr-xr-x" if name.endswith("/") else "-rwxr-xr-x" if program else "-rw-r--r--"
+            self.assertEqual(mode, wanted, name)
+
+    def test_programs_carry_no_symbols(self):
+        for program in self.programs():
+            if program.read_bytes()[:4] == b"\x7fELF":
+                sections = call("readelf", "--wide", "-S", program)
+                self.assertNotIn(".symtab", sections, program.name)
+                self.assertNotIn(".debug_info", sections, program.name)
+
+    def test_every_file_has_its_checksum(self):
+        sums = (self.root / "control/md5sums").read_text().splitlines()
+        files = sorted(str(path.relative_to(self.data)) for path in self.data.rglob("*")
+                       if not path.is_dir())
+        self.assertEqual(sorted(line.split("  ", 1)[1] for line in sums), files)
+        call("md5sum", "--check", "--quiet", self.root / "control/md5sums", cwd=self.data)
+
+    def test_it_depends_on_the_libraries_it_uses_and_on_what_makes_raster(self):
+        named = {re.split(r"[ (|]", entry.strip())[0] for entry in self.field("Depends").split(",")}
+        for package in ("libc6", "libcups2", "liblcms2-2", "cups", "cups-filters", "ghostscript"):
+            self.assertIn(package, named)
+
+    def test_every_library_of_every_program_comes_with_a_dependency(self):
+        named = {re.split(r"[ (|]", entry.strip())[0] for entry in self.field("Depends").split(",")}
+        for program in self.programs():
+            if program.read_bytes()[:4] != b"\x7fELF":
+                continue
+            for library in re.findall(r"NEEDED.*\[(.+)\]", call("readelf", "--wide", "-d", program)):
+                if library.startswith("ld-linux"):
+                    continue
+                owners = {line.split(":")[0] for line in
+                          call("dpkg-query", "-S", f"*/{library}").splitlines()}
+                self.assertTrue(owners & named, f"{program.name} needs {library} of {owners}")
+
+    def test_name_and_version_are_the_project_s(self):
+        self.assertEqual(self.field("Package"), "rastertok905")
+        project = re.search(r"project\(rastertok905 VERSION (\S+)",
+                            (HERE.parents[1] / "CMakeLists.txt").read_text())[1]
+        self.assertEqual(self.field("Version"), f"{project}-1")
+        changelog = call("gzip", "-dc", self.data / "usr/share/doc/rastertok905/changelog.Debian.gz")
+        self.assertTrue(changelog.startswith(f"rastertok905 ({project}-1) "), changelog[:60])
+
+    def test_the_copyright_file_says_that_there_is_no_licence_yet(self):
+        text = (self.data / "usr/share/doc/rastertok905/copyright").read_text()
+        self.assertIn("has not chosen a licence", text)
+
+    def test_lintian_finds_no_error(self):
+        if not shutil.which("lintian"):
+            self.skipTest("lintian is not installed")
+        said = subprocess.run(["lintian", "--allow-root", "--fail-on", "error", str(PACKAGE)],
+                              text=True, capture_output=True, check=False, env=environment())
+        print(said.stdout)
+        self.assertEqual(said.returncode, 0, said.stdout + said.stderr)
+        self.assertNotIn("E: ", said.stdout)
+
+
+class Removal(unittest.TestCase):
+    def test_what_was_installed_goes_away_whole(self):
+        with tempfile.TemporaryDirectory() as scratch:
+            root = pathlib.Path(scratch)
+            dpkg(root, "-i", PACKAGE)
+            self.assertTrue((root / "usr/lib/cups/filter/rastertok905").is_file())
+            dpkg(root, "--purge", "rastertok905")
+            left = [path for path in root.rglob("*")
+                    if not path.is_relative_to(root / "var") and path != root / "var"]
+            self.assertEqual(left, [])
+
+
+class PackagedCups(private_cups.PrivateCups):
+    """A print system whose filter, queues and tools came out of the package."""
+
+    def install_product(self):
+        dpkg(self.root, "-i", PACKAGE)
+
+
+class Printing(unittest.TestCase):
+    def start_simulator(self, cups, sheets):
+        simulator = subprocess.Popen(
+            [cups.prefix / "bin/k905-sim", "--listen", "0", "--sheets", sheets],
+            stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, text=True)
+
+        def stop():
+            simulator.terminate()
+            simulator.wait(10)
+            simulator.stdout.close()
+        self.addCleanup(stop)
+        simulator.stdout.readline()  # the terminal's name
+        return int(re.search(r":(\d+)$", simulator.stdout.readline().strip())[1])
+
+    def test_a_photo_and_a_document_reach_the_simulated_printer_and_nothing_stays_behind(self):
+        missing = private_cups.what_is_missing()
+        if missing:
+            self.skipTest(missing)
+        with tempfile.TemporaryDirectory() as scratch:
+            root = pathlib.Path(scratch)
+            root.chmod(0o755)  # for the user that runs the filters
+            sheets, system = root / "sheets", root / "system"
+            sheets.mkdir()
+            system.mkdir()
+            with PackagedCups(system, BUILD, CMAKE) as cups:
+                port = self.start_simulator(cups, sheets)
+                made = cups.run(cups.prefix / "bin/k905-setup", "photo", "--paper", "6x4",
+                                "--device", f"socket://127.0.0.1:{port}", check=False)
+                self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
+                photo = artwork.png(root / "photo.png", 1800, 1200)
+                artwork.pdf(root / "album.pdf", 460.8, 297.6, (artwork.CYAN, artwork.MAGENTA))
+                for file in (photo, root / "album.pdf"):
+                    job = cups.submit("photo", file)
+                    self.assertEqual(cups.finished(job)["job-state"], ipp.COMPLETED)
+                cups.wait_for(lambda: len(list(sheets.glob("*.png"))) == 3, "three sheets")
+                installed = files_of_package(cups.root)
+                self.assertTrue(all(os.path.lexists(path) for path in installed))
+                cups.run("lpadmin", "-x", "photo")
+                dpkg(cups.root, "--purge", "rastertok905")
+                self.assertEqual([path for path in installed if not path.is_dir() and
+                                  os.path.lexists(path)], [])
+                own = [path for place in (cups.prefix, cups.etc, cups.root / "spool")
+                       for path in place.rglob("*") if re.search("k905|photo", path.name, re.I)]
+                self.assertEqual(own, [])
+
+
+def main():
+    global BUILD, CMAKE, CPACK, PACKAGE
+    if len(sys.argv) < 4:
+        print(__doc__)
+        return 2
+    BUILD, CMAKE, CPACK = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2], sys.argv[3]
+    missing = [name for name in ("dpkg", "dpkg-deb", "dpkg-shlibdeps", "readelf", "gzip")
+               if not shutil.which(name)]
+    if missing or os.geteuid() != 0:
+        print("SKIPPED: no package can be tried here:", " ".join(missing) or "dpkg installs for root only")
+        return SKIPPED
+    with tempfile.TemporaryDirectory() as folder:
+        PACKAGE = make_package(folder)
+        os.chmod(folder, 0o755)  # lintian reads as another user
+        return 0 if unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[4:],
+                                  exit=False).result.wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
