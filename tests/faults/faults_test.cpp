@@ -305,8 +305,7 @@ class OddWrite {
       if (!image && line.rfind("K905-1: send CNTRL ", 0) != 0) {
         continue;
       }
-      const auto payload =
-          static_cast<std::size_t>(std::atoi(peace.output.substr(at + 24, 8).c_str()));
+      const auto payload = std::strtoul(peace.output.substr(at + 24, 8).c_str(), nullptr, 10);
       if (!image) {
         (void)wrote(peace.output.substr(at, 32 + payload), with);
       } else if (wrote(peace.output.substr(at, 32), with) == Outcome::kFailed ||

@@ -37,10 +37,10 @@ std::string place_of(const std::string& stream, std::size_t offset) {
   while (at + 32 <= stream.size()) {
     const std::string group = stream.substr(at + 2, 5);
     const std::string name = stream.substr(at + 8, 6);
-    const std::size_t payload =
-        static_cast<std::size_t>(std::atoi(stream.substr(at + 24, 8).c_str()));
+    const std::size_t payload = std::strtoul(stream.substr(at + 24, 8).c_str(), nullptr, 10);
     if (offset < at + 32 + payload) {
-      std::string place = "sheet " + std::to_string(sheet) + ", " + group + " " + name;
+      std::string place = "sheet " + std::to_string(sheet);
+      place.append(", ").append(group).append(" ").append(name);
       if (offset >= at + 32 + 1088 && group == "IMAGE") {
         const std::size_t pixel = offset - at - 32 - 1088;
         place +=

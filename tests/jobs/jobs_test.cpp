@@ -354,6 +354,40 @@ INSTANTIATE_TEST_SUITE_P(Jobs, EveryProfile,
                          ::testing::Values("rgb", "cmyk", "gray", "lab", "hollow", "broken",
                                            "missing"));
 
+TEST(Profiles, ThatAreNoPlainFilesCannotBeOpened) {
+  for (const char* path : {"/dev", "/dev/null"}) {
+    JobRecipe job;
+    job.choose("PageSize", "B7");
+    job.arguments.insert(job.arguments.end(), {"--icc-profile", path});
+    job.input = raster_stream({quick_page()});
+    expect_like_reference(job);
+  }
+}
+
+TEST(Profiles, ALongNameIsSearchedWholeAndKeptCut) {
+  const std::string name(200, 'n');
+  JobRecipe job;
+  job.files[name + ".icm"] = rgb_matrix_profile();
+  job.choose("PageSize", "B7");
+  job.arguments.insert(job.arguments.end(), {"--icc-profile", name});
+  job.arguments[5] = "ICCProfile=ICCPROFILE(no) ICCProfile=x";
+  job.input = raster_stream({quick_page()});
+  expect_like_reference(job);
+}
+
+TEST(Profiles, OfTheOptionStringGoByChoiceNameOrMarker) {
+  for (const char* choice : {"ICCProfile=K905RGB", "ICCProfile=ICCPROFILE\u00a0(mine)",
+                             "fit ICCProfile=ICCPROFILE ICCProfile=sRGB", "ICCProfile= x",
+                             "=ICCProfile=sRGB\tICCProfile=k905rgb"}) {
+    JobRecipe job;
+    job.files["pm-905-wd-251126-5.icm"] = rgb_matrix_profile();
+    job.choose("PageSize", "B7");
+    job.arguments[5] = choice;
+    job.input = raster_stream({quick_page()});
+    expect_like_reference(job);
+  }
+}
+
 TEST(Profiles, LiveOverThePagesOfAJob) {
   JobRecipe job;
   job.files = profile_files();
@@ -563,6 +597,22 @@ INSTANTIATE_TEST_SUITE_P(
           p.header.cupsBorderlessScalingFactor = -1.25F;
         }),
     [](const auto& instance) { return "Number" + std::to_string(instance.index); });
+
+TEST(Headers, LiesAreTheSameForEveryCopy) {
+  RasterPage short_lines = noise_page(header_for(kSmallest, 50, 40));
+  short_lines.header.cupsBytesPerLine = 75;
+  short_lines.pixels.resize(std::size_t{75} * 40);
+  RasterPage planar = noise_page(header_for(kSmallest, 50, 40), 2);
+  planar.header.cupsColorOrder = CUPS_ORDER_PLANAR;
+  planar.pixels.resize(planar.pixels.size() * 3, 77);
+  RasterPage empty = noise_page(header_for(kSmallest, 50, 40), 3);
+  empty.header.cupsWidth = 0;
+  const RasterPage unsupported = noise_page(header_for(kSmallest, 50, 4, 2), 4);
+  JobRecipe job;
+  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
+  job.input = raw_raster_stream({short_lines, planar, empty, unsupported, quick_page(5)});
+  expect_like_reference(job);
+}
 
 TEST(Headers, ARefusedOneEndsTheJobWithAWord) {
   for (void (*lie)(cups_page_header2_t&) : {+[](cups_page_header2_t& h) { h.cupsBitsPerPixel = 0; },

@@ -206,7 +206,7 @@ TEST(ReferencePlace, BleedsBeyondTheCanvasLeaveItWhite) {
 TEST(ReferenceMerge, PutsEighteenWhiteRowsBetween) {
   PlainFilter run(quiet_job());
   EXPECT_TRUE(run.merge(make_image(1920, 1240, 1), make_image(1920, 1240, 2)));
-  const std::size_t pixels = 3 * (32 + 1088);
+  const std::size_t pixels = std::size_t{3} * (32 + 1088);
   ASSERT_GT(run.output.size(), pixels);
   const auto row = [&run](int y) {
     return static_cast<unsigned char>(run.output[32 + 1088 + static_cast<std::size_t>(y) * 1920]);
@@ -290,7 +290,7 @@ TEST(ReferencePages, AreWhatLibcupsReads) {
     EXPECT_FALSE(read.refused_header);
     ASSERT_EQ(read.pages[1].lines.size(), 5U);
     EXPECT_TRUE(std::equal(read.pages[1].lines[4].begin(), read.pages[1].lines[4].end(),
-                           page.pixels.begin() + 4 * 21));
+                           page.pixels.begin() + std::ptrdiff_t{4} * 21));
   }
   EXPECT_EQ(raw_raster_stream({page}), raster_stream({page}));
   const reference::Pages other = reference::read_pages(raw_raster_stream({page}, true));

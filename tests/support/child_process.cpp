@@ -81,7 +81,7 @@ int start_child(const ChildSetup& setup, int in, int out, int err) {
   std::vector<std::string> arguments = setup.arguments;
   std::vector<std::string> variables;
   for (const auto& [name, value] : setup.environment) {
-    variables.push_back(name + "=" + value);
+    variables.push_back(std::string(name).append("=").append(value));
   }
   const std::vector<char*> argv = pointers_to(arguments);
   const std::vector<char*> envp = pointers_to(variables);
@@ -209,15 +209,14 @@ ScratchFolder::~ScratchFolder() {
 }
 
 std::string ScratchFolder::write(const std::string& name, const std::string& bytes) const {
-  const std::string path = path_ + "/" + name;
+  std::string path = path_ + "/" + name;
   std::ofstream(path, std::ios::binary) << bytes;
   return path;
 }
 
 std::optional<std::string> ScratchFolder::read(const std::string& name) const {
-  const std::string path = path_ + "/" + name;
-  if (!std::filesystem::exists(path)) {
+  if (!std::filesystem::exists(path_ + "/" + name)) {
     return std::nullopt;
   }
-  return read_file(path);
+  return read_file(path_ + "/" + name);
 }

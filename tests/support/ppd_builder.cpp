@@ -20,10 +20,10 @@ std::string ppd_text(const PpdDescription& ppd) {
     for (const PpdOption& option : group.options) {
       const std::string& keyword = option.keyword;
       const std::string& choice = option.default_choice;
-      text += "*OpenUI *" + keyword + "/" + keyword + ": PickOne\n";
-      text += "*Default" + keyword + ": " + choice + "\n";
-      text += "*" + keyword + " " + choice + "/" + choice + ": \"\"\n";
-      text += "*CloseUI: *" + keyword + "\n";
+      text.append("*OpenUI *").append(keyword).append("/").append(keyword).append(": PickOne\n");
+      text.append("*Default").append(keyword).append(": ").append(choice).append("\n");
+      text.append("*").append(keyword).append(" ").append(choice).append("/").append(choice);
+      text.append(": \"\"\n*CloseUI: *").append(keyword).append("\n");
     }
     text += "*CloseGroup: " + group.name + "\n";
   }

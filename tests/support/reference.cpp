@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <regex>
 
 #include "tests/support/captured_log.h"
@@ -22,7 +21,7 @@ struct Source {
 ssize_t read_from_string(void* context, unsigned char* buffer, std::size_t wanted) {
   auto* source = static_cast<Source*>(context);
   const std::size_t count = std::min(wanted, source->bytes.size() - source->at);
-  std::memcpy(buffer, source->bytes.data() + source->at, count);
+  std::copy_n(source->bytes.begin() + static_cast<std::ptrdiff_t>(source->at), count, buffer);
   source->at += count;
   if (count == 0) {
     source->ran_dry = true;
@@ -30,7 +29,7 @@ ssize_t read_from_string(void* context, unsigned char* buffer, std::size_t wante
   return static_cast<ssize_t>(count);
 }
 
-std::string formatted(const char* format, va_list arguments) {
+[[gnu::format(printf, 1, 0)]] std::string formatted(const char* format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
   std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, arguments)), '\0');
@@ -253,8 +252,7 @@ bool PlainFilter::merge(const Image& top, const Image& bottom) {
   for (int y = 0; y < std::min(h, bottom.height); ++y) {
     for (int x = 0; x < std::min(w, bottom.width); ++x) {
       for (int i = 0; i < 3; ++i) {
-        lower.plane[i][static_cast<std::size_t>(y * w + x)] =
-            bottom.plane[i][static_cast<std::size_t>(y * bottom.width + x)];
+        lower.plane[i][index_of(lower, x, y)] = bottom.plane[i][index_of(bottom, x, y)];
       }
     }
   }
@@ -272,20 +270,19 @@ bool PlainFilter::merge(const Image& top, const Image& bottom) {
   }
   Image sheet = make_image(1920, 2498, 255);
   const int offset_x = (1920 - w) / 2;
-  for (int r = 0; r < h; ++r) {
-    for (int x = 0; x < w; ++x) {
+  const auto put_row = [&sheet, offset_x](const Image& from, int r, int row) {
+    if (row < 0 || row >= sheet.height) {
+      return;
+    }
+    for (int x = 0; x < from.width; ++x) {
       for (int i = 0; i < 3; ++i) {
-        const auto from = static_cast<std::size_t>(r * w + x);
-        const int column = offset_x + x;
-        if (r - 5 >= 0 && r - 5 < 2498) {
-          sheet.plane[i][static_cast<std::size_t>((r - 5) * 1920 + column)] = top.plane[i][from];
-        }
-        if (h + 13 + r < 2498) {
-          sheet.plane[i][static_cast<std::size_t>((h + 13 + r) * 1920 + column)] =
-              lower.plane[i][from];
-        }
+        sheet.plane[i][index_of(sheet, offset_x + x, row)] = from.plane[i][index_of(from, x, r)];
       }
     }
+  };
+  for (int r = 0; r < h; ++r) {
+    put_row(top, r, r - 5);
+    put_row(lower, r, h + 13 + r);
   }
   say("K905-2: Merged 6x4 images (simple center merge) %dx%d, src %dx%d", 1920, 2498, w, h);
   say("        Top: offset_y=%d, offset_x=%d", -5, offset_x);

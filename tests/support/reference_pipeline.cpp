@@ -1,7 +1,4 @@
 // From raster lines to the canvas, one whole-plane step after the other.
-#include <lcms2.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -10,20 +7,6 @@
 
 namespace reference {
 namespace {
-
-std::uint8_t pixel(const Image& image, int channel, std::size_t index) {
-  const std::vector<std::uint8_t>& plane = image.plane[channel];
-  return index < plane.size() ? plane[index] : 0;
-}
-
-std::size_t center_of(const Image& image) {
-  return static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) / 2;
-}
-
-std::size_t at(const Image& image, int x, int y) {
-  return static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width) +
-         static_cast<std::size_t>(x);
-}
 
 // A paper's bleed and the user's addition to it; the printer knows no negative margin.
 int bleed(int of_paper, int of_user) {
@@ -38,30 +21,16 @@ int side_without_bleeds(int side, int one, int other) {
 
 double millimetres(int pixels) { return pixels * 25.4 / 300.0; }
 
-const char* space_name(cmsColorSpaceSignature space) {
-  switch (space) {
-    case cmsSigRgbData:
-      return "RGB";
-    case cmsSigCmykData:
-      return "CMYK";
-    case cmsSigGrayData:
-      return "Gray";
-    case cmsSigLabData:
-      return "Lab";
-    case cmsSigLuvData:
-      return "Luv";
-    case cmsSigXYZData:
-      return "XYZ";
-    case cmsSigYCbCrData:
-      return "YCbCr";
-    case cmsSigYxyData:
-      return "Yxy";
-    default:
-      return "Unknown";
-  }
+}  // namespace
+
+std::size_t index_of(const Image& image, int x, int y) {
+  return std::size_t(y) * std::size_t(image.width) + std::size_t(x);
 }
 
-}  // namespace
+std::uint8_t pixel(const Image& image, int channel, std::size_t index) {
+  const std::vector<std::uint8_t>& plane = image.plane[channel];
+  return index < plane.size() ? plane[index] : 0;
+}
 
 Image make_image(int width, int height, std::uint8_t value) {
   Image image;
@@ -231,7 +200,7 @@ Image PlainFilter::read_lines(const Page& page, bool& complete) {
         }
       }
       for (int i = 0; i < 3; ++i) {
-        image.plane[i][at(image, column, y)] = static_cast<std::uint8_t>(out[i]);
+        image.plane[i][index_of(image, column, y)] = static_cast<std::uint8_t>(out[i]);
       }
     }
   }
@@ -278,11 +247,12 @@ bool PlainFilter::resize(Image& image, int width, int height) {
       const double w11 = fy * fx;
       for (int i = 0; i < 3; ++i) {
         const std::vector<std::uint8_t>& s = image.plane[i];
-        const double value = s[at(image, x1, y1)] * w11 +
-                             (s[at(image, x0, y1)] * w10 +
-                              (s[at(image, x0, y0)] * w00 + s[at(image, x1, y0)] * w01)) +
-                             0.5;
-        out.plane[i][at(out, x, y)] = static_cast<std::uint8_t>(value);
+        const double value =
+            s[index_of(image, x1, y1)] * w11 +
+            (s[index_of(image, x0, y1)] * w10 +
+             (s[index_of(image, x0, y0)] * w00 + s[index_of(image, x1, y0)] * w01)) +
+            0.5;
+        out.plane[i][index_of(out, x, y)] = static_cast<std::uint8_t>(value);
       }
     }
   }
@@ -353,9 +323,9 @@ void PlainFilter::deinterlace(Image& image) {
   for (int i = 0; i < 3; ++i) {
     for (int y = 0; y < out.height; ++y) {
       for (int x = 0; x < out.width; ++x) {
-        const unsigned upper = image.plane[i][at(image, x, 2 * y)];
-        const unsigned lower = image.plane[i][at(image, x, 2 * y + 1)];
-        out.plane[i][at(out, x, y)] =
+        const unsigned upper = image.plane[i][index_of(image, x, 2 * y)];
+        const unsigned lower = image.plane[i][index_of(image, x, 2 * y + 1)];
+        out.plane[i][index_of(out, x, y)] =
             static_cast<std::uint8_t>(((3 * upper + 2 * lower) * 13108U) >> 16);
       }
     }
@@ -371,7 +341,7 @@ void PlainFilter::mirror(Image& image) {
   for (auto& plane : image.plane) {
     say("K905-1: Applying horizontal mirror flip: %dx%d", image.width, image.height);
     for (int y = 0; y < image.height; ++y) {
-      const auto row = plane.begin() + static_cast<std::ptrdiff_t>(at(image, 0, y));
+      const auto row = plane.begin() + static_cast<std::ptrdiff_t>(index_of(image, 0, y));
       std::reverse(row, row + image.width);
     }
   }
@@ -483,176 +453,6 @@ void PlainFilter::tone(Image& image) const {
   }
 }
 
-// What a profile setting names: the file, or sRGB when there is none to use.
-void* PlainFilter::open_profile(const char* which, const std::string& path) {
-  say("K905-1: Loading %s profile: %s", which, path.c_str());
-  const std::string file = on_disk(path);
-  struct stat status {};
-  if (stat(file.c_str(), &status) != 0) {
-    say("K905-1: WARNING: %s profile not found, using sRGB", which[0] == 's' ? "Source" : "Target");
-    return cmsCreate_sRGBProfile();
-  }
-  cmsHPROFILE profile =
-      S_ISREG(status.st_mode) ? cmsOpenProfileFromFile(file.c_str(), "r") : nullptr;
-  if (profile == nullptr) {
-    say("K905-1: WARNING: Cannot open %s profile, using sRGB", which);
-    profile = cmsCreate_sRGBProfile();
-  }
-  return profile;
-}
-
-void PlainFilter::convert_icc(Image& image) {
-  const Settings& s = settings;
-  const std::size_t count = image.plane[0].size();
-  const std::size_t center = center_of(image);
-  say("K905-1: Before ICC - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0), pixel(image, 1, 0),
-      pixel(image, 2, 0));
-  say("K905-1: Before ICC - Pixel[center]: R=%d, G=%d, B=%d", pixel(image, 0, center),
-      pixel(image, 1, center), pixel(image, 2, center));
-  if (!s.icc_enabled || s.icc_name.empty()) {
-    say("K905-1: ICC conversion not enabled or no profile specified");
-    return;
-  }
-  say("K905-1: ===== STARTING ICC CONVERSION =====");
-  say("K905-1: Source profile: %s", s.color_base_path.c_str());
-  say("K905-1: Target profile: %s", s.icc_path.c_str());
-  say("K905-1: Image size: %dx%d", image.width, image.height);
-  say("K905-1: Rendering intent: %s", s.icc_intent.c_str());
-  say("K905-1: Color base: %s", s.color_base.c_str());
-  const int before[3] = {pixel(image, 0, center), pixel(image, 1, center), pixel(image, 2, center)};
-  say("K905-1: Before conversion center pixel: R=%d, G=%d, B=%d", before[0], before[1], before[2]);
-
-  cmsHPROFILE source = open_profile("source", s.color_base_path);
-  cmsHPROFILE target = open_profile("target", s.icc_path);
-  const cmsColorSpaceSignature from = cmsGetColorSpace(source);
-  const cmsColorSpaceSignature to = cmsGetColorSpace(target);
-  say("K905-1: Source color space: %s", space_name(from));
-  say("K905-1: Target color space: %s", space_name(to));
-  cmsUInt32Number intent = 0;
-  if (s.icc_intent == "Relative") {
-    intent = 1;
-    say("K905-1: Using Relative Colorimetric intent");
-  } else if (s.icc_intent == "Saturation") {
-    intent = 2;
-    say("K905-1: Using Saturation intent");
-  } else if (s.icc_intent == "Absolute") {
-    intent = 3;
-    say("K905-1: Using Absolute Colorimetric intent");
-  } else {
-    say("K905-1: Using Perceptual intent (default)");
-  }
-  say("K905-1: Creating transform: %s -> %s", space_name(from), space_name(to));
-
-  bool success = false;
-  const bool possible = from == cmsSigRgbData &&
-                        (to == cmsSigRgbData || to == cmsSigCmykData || to == cmsSigGrayData);
-  if (!possible) {
-    say("K905-1: ERROR: Unsupported color space conversion");
-    say("K905-1: Source: %s, Target: %s", space_name(from), space_name(to));
-  } else {
-    say("K905-1: Setting up RGB->%s transform", space_name(to));
-    const cmsUInt32Number format = to == cmsSigRgbData    ? TYPE_RGB_8
-                                   : to == cmsSigCmykData ? TYPE_CMYK_8
-                                                          : TYPE_GRAY_8;
-    const std::size_t samples = to == cmsSigRgbData ? 3 : to == cmsSigCmykData ? 4 : 1;
-    cmsHTRANSFORM transform = cmsCreateTransform(source, TYPE_RGB_8, target, format, intent, 0);
-    if (transform == nullptr) {
-      // What failed once fails again, so the test with one pixel says nothing further.
-      say("K905-1: ERROR: Failed to create ICC transform");
-      say("K905-1: Testing with simple color...");
-    } else {
-      say("K905-1: ICC transform created successfully");
-      say("K905-1: Testing transform with sample colors:");
-      struct Sample {
-        const char* name;
-        std::uint8_t rgb[3];
-      };
-      for (const Sample& sample : {Sample{"Red", {255, 0, 0}}, Sample{"Green", {0, 255, 0}},
-                                   Sample{"Blue", {0, 0, 255}}, Sample{"Yellow", {255, 255, 0}}}) {
-        std::uint8_t o[4] = {};
-        const std::uint8_t* c = sample.rgb;
-        cmsDoTransform(transform, c, o, 1);
-        if (samples == 3) {
-          say("  %s: [%3d,%3d,%3d] -> [%3d,%3d,%3d] (ΔR=%+3d, ΔG=%+3d, ΔB=%+3d)", sample.name, c[0],
-              c[1], c[2], o[0], o[1], o[2], o[0] - c[0], o[1] - c[1], o[2] - c[2]);
-        } else if (samples == 4) {
-          say("  %s: RGB[%3d,%3d,%3d] -> CMYK[%3d,%3d,%3d,%3d]", sample.name, c[0], c[1], c[2],
-              o[0], o[1], o[2], o[3]);
-        }
-      }
-      if (short_of_memory("K905-1: ERROR: Failed to allocate conversion buffers")) {
-        say("K905-1: ERROR: Failed to allocate conversion buffers");
-      } else {
-        say("K905-1: Preparing input data...");
-        std::vector<std::uint8_t> in(count * 3);
-        for (std::size_t i = 0; i < count; ++i) {
-          for (int channel = 0; channel < 3; ++channel) {
-            in[3 * i + static_cast<std::size_t>(channel)] = image.plane[channel][i];
-          }
-        }
-        say("K905-1: First pixel in input buffer: R=%d, G=%d, B=%d", in[0], in[1], in[2]);
-        say("K905-1: Performing bulk color conversion...");
-        std::vector<std::uint8_t> out(count * 4);
-        cmsDoTransform(transform, in.data(), out.data(), static_cast<cmsUInt32Number>(count));
-        say("K905-1: Bulk conversion completed");
-        begin_to_say("K905-1: First pixel in output buffer: ");
-        if (samples == 3) {
-          say("R=%d, G=%d, B=%d", out[0], out[1], out[2]);
-        } else if (samples == 4) {
-          say("C=%d, M=%d, Y=%d, K=%d", out[0], out[1], out[2], out[3]);
-        }
-        say("K905-1: Processing converted data...");
-        if (samples == 4) {
-          say("K905-1: Converting CMYK to CMY for printer");
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-          for (std::size_t channel = 0; channel < 3; ++channel) {
-            const std::uint8_t value = samples == 1 ? out[i] : out[samples * i + channel];
-            image.plane[channel][i] = samples == 4 ? static_cast<std::uint8_t>(255 - value) : value;
-          }
-        }
-        if (samples == 3) {
-          say("K905-1: Copied RGB data back to channels");
-        }
-        const int after[3] = {pixel(image, 0, center), pixel(image, 1, center),
-                              pixel(image, 2, center)};
-        say("K905-1: After conversion center pixel: R=%d, G=%d, B=%d", after[0], after[1],
-            after[2]);
-        say("K905-1: Change: ΔR=%+3d, ΔG=%+3d, ΔB=%+3d", after[0] - before[0], after[1] - before[1],
-            after[2] - before[2]);
-        if (std::equal(before, before + 3, after)) {
-          say("K905-1: WARNING: No change detected in center pixel!");
-          int changed = 0;
-          for (std::size_t i = 0; i < count; i += 1000) {
-            if (image.plane[0][i] != before[0] || image.plane[1][i] != before[1] ||
-                image.plane[2][i] != before[2]) {
-              ++changed;
-            }
-          }
-          say("K905-1: Changed pixels in sample: %d", changed);
-        }
-        say("K905-1: ICC color conversion completed");
-        say("K905-1: ===== END ICC CONVERSION =====");
-        success = true;
-      }
-      cmsDeleteTransform(transform);
-      say("K905-1: Transform deleted");
-    }
-  }
-  cmsCloseProfile(target);
-  say("K905-1: Target profile closed");
-  cmsCloseProfile(source);
-  say("K905-1: Source profile closed");
-  if (success) {
-    say("K905-1: After ICC - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0), pixel(image, 1, 0),
-        pixel(image, 2, 0));
-    say("K905-1: After ICC - Pixel[center]: R=%d, G=%d, B=%d", pixel(image, 0, center),
-        pixel(image, 1, center), pixel(image, 2, center));
-  } else {
-    say("K905-1: WARNING: ICC conversion failed, using original colors");
-  }
-}
-
 bool PlainFilter::turn(Image& image) {
   if (short_of_memory("K905-1: malloc rotated planes failed")) {
     say("K905-1: malloc rotated planes failed");
@@ -662,7 +462,7 @@ bool PlainFilter::turn(Image& image) {
   for (int i = 0; i < 3; ++i) {
     for (int y = 0; y < image.height; ++y) {
       for (int x = 0; x < image.width; ++x) {
-        out.plane[i][at(out, y, image.width - 1 - x)] = image.plane[i][at(image, x, y)];
+        out.plane[i][index_of(out, y, image.width - 1 - x)] = image.plane[i][index_of(image, x, y)];
       }
     }
   }
@@ -706,13 +506,13 @@ bool PlainFilter::place(const Image& image, Image& canvas) {
     }
     stretched = make_image(width, height);
     for (int dy = 0; dy < height; ++dy) {
-      const int row = static_cast<int>(((dy + 0.5) * (1 / scale_h)) - 0.5 + 0.5);
-      const int sy = std::clamp(row, 0, image.height - 1);
+      const double row = ((dy + 0.5) * (1 / scale_h)) - 0.5 + 0.5;
+      const int sy = std::clamp(static_cast<int>(row), 0, image.height - 1);
       for (int dx = 0; dx < width; ++dx) {
-        const int column = static_cast<int>(((dx + 0.5) * (1 / scale_w)) - 0.5 + 0.5);
-        const int sx = std::clamp(column, 0, image.width - 1);
+        const double column = ((dx + 0.5) * (1 / scale_w)) - 0.5 + 0.5;
+        const int sx = std::clamp(static_cast<int>(column), 0, image.width - 1);
         for (int i = 0; i < 3; ++i) {
-          stretched.plane[i][at(stretched, dx, dy)] = image.plane[i][at(image, sx, sy)];
+          stretched.plane[i][index_of(stretched, dx, dy)] = image.plane[i][index_of(image, sx, sy)];
         }
       }
     }
@@ -725,8 +525,8 @@ bool PlainFilter::place(const Image& image, Image& canvas) {
       const std::int64_t column = std::int64_t{l.left} + x;
       if (row < canvas.height && column < canvas.width) {
         for (int i = 0; i < 3; ++i) {
-          canvas.plane[i][at(canvas, static_cast<int>(column), static_cast<int>(row))] =
-              stretched.plane[i][at(stretched, x, y)];
+          canvas.plane[i][index_of(canvas, static_cast<int>(column), static_cast<int>(row))] =
+              stretched.plane[i][index_of(stretched, x, y)];
         }
       }
     }

@@ -255,19 +255,19 @@ void PlainFilter::apply_ppd_option(const std::string& keyword, const std::string
     s.linear_contrast = value == "True" ? 1 : 0;
     say("      -> Linear Contrast: %d", s.linear_contrast);
   } else if (keyword == "BleedTop" || keyword == "BleedA") {
-    const double mm = std::atof(value.c_str());
+    const double mm = std::strtod(value.c_str(), nullptr);
     s.bleed_top = pixels(mm);
     say("      -> Bleed Top (A) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_top);
   } else if (keyword == "BleedBottom" || keyword == "BleedB") {
-    const double mm = std::atof(value.c_str());
+    const double mm = std::strtod(value.c_str(), nullptr);
     s.bleed_bottom = pixels(mm);
     say("      -> Bleed Bottom (B) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_bottom);
   } else if (keyword == "BleedLeft" || keyword == "BleedC") {
-    const double mm = std::atof(value.c_str());
+    const double mm = std::strtod(value.c_str(), nullptr);
     s.bleed_left = pixels(mm);
     say("      -> Bleed Left (C) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_left);
   } else if (keyword == "BleedRight" || keyword == "BleedD") {
-    const double mm = std::atof(value.c_str());
+    const double mm = std::strtod(value.c_str(), nullptr);
     s.bleed_right = pixels(mm);
     say("      -> Bleed Right (D) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_right);
   }
@@ -303,8 +303,8 @@ void PlainFilter::read_arguments() {
     const std::size_t equals = argument.find('=');
     if (equals == std::string::npos) {
       if (known_flag(argument) && i + 1 < argc) {
-        apply_flag(argument, arguments_[static_cast<std::size_t>(i + 1)]);
         ++i;
+        apply_flag(argument, arguments_[static_cast<std::size_t>(i)]);
       }
       continue;
     }
@@ -367,7 +367,7 @@ void PlainFilter::apply_flag(const std::string& flag, const std::string& value) 
 
 void PlainFilter::apply_key(const std::string& key, const std::string& value) {
   Settings& s = settings;
-  const double mm = std::atof(value.c_str());
+  const double mm = std::strtod(value.c_str(), nullptr);
   if (key == "ICCProfile") {
     take_profile_choice(value);
   } else if (key == "StpBrightness") {

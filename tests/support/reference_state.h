@@ -82,6 +82,9 @@ struct Image {
 };
 
 Image make_image(int width, int height, std::uint8_t value = 0);
+std::size_t index_of(const Image& image, int x, int y);
+// The byte at an index, 0 behind the last one.
+std::uint8_t pixel(const Image& image, int channel, std::size_t index);
 
 // One page as libcups hands it out: as many lines as really came.
 struct Page {
@@ -154,6 +157,10 @@ class PlainFilter {
   bool parse_profile_name(const std::string& value, std::string& name);
   [[nodiscard]] std::string on_disk(const std::string& path) const;
   void* open_profile(const char* which, const std::string& path);
+  unsigned choose_intent();
+  bool transform_image(Image& image, void* source, void* target);
+  void log_sample_colors(void* transform, std::size_t samples);
+  void transform_pixels(Image& image, void* transform, std::size_t samples);
 
   Image read_lines(const Page& page, bool& complete);
   void tone(Image& image) const;
