@@ -1,0 +1,70 @@
+"""What looks after the manual's commands must itself be able to say no."""
+
+import pathlib
+import sys
+import tempfile
+import unittest
+
+import run_commands
+
+BUILD = pathlib.Path(sys.argv.pop()).resolve()
+
+
+class Blocks(unittest.TestCase):
+    def test_a_block_is_its_commands(self):
+        self.assertEqual(run_commands.blocks("a\n```sh\none\ntwo\n```\nb\n"), [(None, "one\ntwo\n")])
+
+    def test_other_blocks_are_no_commands(self):
+        self.assertEqual(run_commands.blocks("```\none\n```\n"), [])
+
+    def test_a_reason_stands_before_its_own_block_only(self):
+        text = "<!-- not run: no printer -->\n```sh\none\n```\n\n```sh\ntwo\n```\n"
+        self.assertEqual(run_commands.blocks(text), [("no printer", "one\n"), (None, "two\n")])
+
+    def test_a_mark_without_a_reason_is_none(self):
+        self.assertEqual(run_commands.blocks("<!-- not run:  -->\n```sh\none\n```\n"), [(None, "one\n")])
+
+
+class Commands(unittest.TestCase):
+    def run_in_scratch(self, commands):
+        with tempfile.TemporaryDirectory() as folder:
+            return run_commands.run(commands, BUILD, folder)
+
+    def test_what_the_chapters_take_for_granted_is_there(self):
+        result = self.run_in_scratch("test -s photo.jpg\ntest -s page.ras\ntest -s job.prn\ntest -s K905.ppd\n")
+        self.assertEqual(result.returncode, 0, result.stdout)
+
+    def test_a_failing_command_in_the_middle_fails_the_chapter(self):
+        self.assertNotEqual(self.run_in_scratch("false\ntrue\n").returncode, 0)
+
+    def test_a_program_that_is_not_there_fails_the_chapter(self):
+        self.assertNotEqual(self.run_in_scratch("k905-nonsense\n").returncode, 0)
+
+
+    def test_a_session_is_compared_with_what_is_shown(self):
+        (_, sound), = run_commands.blocks("```console\n$ echo a; echo b\na\nb\n\n$ true\n```\n")
+        self.assertEqual(self.run_in_scratch(sound).returncode, 0)
+        (_, stale), = run_commands.blocks("```console\n$ echo a\nb\n\n$ true\n```\n")
+        self.assertNotEqual(self.run_in_scratch(stale).returncode, 0)
+
+
+class Links(unittest.TestCase):
+    def found_in(self, text):
+        with tempfile.TemporaryDirectory() as folder:
+            (pathlib.Path(folder) / "other.md").write_text("# The one\n")
+            chapter = pathlib.Path(folder) / "chapter.md"
+            chapter.write_text(text)
+            return run_commands.broken_links(chapter)
+
+    def test_sound_links_are_passed(self):
+        self.assertEqual(self.found_in("# A (b)\n[x](other.md) [y](other.md#the-one) [z](#a-b)\n"), [])
+
+    def test_a_missing_file_is_found(self):
+        self.assertEqual(len(self.found_in("[x](gone.md)\n")), 1)
+
+    def test_a_missing_heading_is_found(self):
+        self.assertEqual(len(self.found_in("[x](other.md#gone) [y](#gone)\n")), 2)
+
+
+if __name__ == "__main__":
+    unittest.main()
