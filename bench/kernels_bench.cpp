@@ -60,20 +60,60 @@ void in_place(benchmark::State& state, Table::InPlace* kernel) {
   count_bytes(state, kWidth * 3);
 }
 
-void resize(benchmark::State& state, const Table& table, std::size_t source_width) {
-  Rows rows;
-  std::vector<std::uint32_t> left(kWidth);
-  std::vector<std::uint32_t> right(kWidth);
-  std::vector<double> fraction(kWidth);
-  for (std::size_t x = 0; x < kWidth; ++x) {
-    const double place = static_cast<double>(x * source_width) / kWidth;
-    left[x] = static_cast<std::uint32_t>(place);
-    right[x] = std::min<std::uint32_t>(left[x] + 1, static_cast<std::uint32_t>(source_width - 1));
-    fraction[x] = place - left[x];
+// The columns of a row that is resized from `source_width` to kWidth pixels.
+struct Columns {
+  std::vector<std::uint32_t> left = std::vector<std::uint32_t>(kWidth);
+  std::vector<std::uint32_t> right = std::vector<std::uint32_t>(kWidth);
+  std::vector<double> fraction = std::vector<double>(kWidth);
+  std::vector<float> rough = std::vector<float>(kWidth);
+
+  explicit Columns(std::size_t source_width) {
+    const auto last = static_cast<std::uint32_t>(source_width - 1);
+    for (std::size_t x = 0; x < kWidth; ++x) {
+      const double place = static_cast<double>(x * source_width) / kWidth;
+      left[x] = static_cast<std::uint32_t>(place);
+      right[x] = std::min(left[x] + 1, last);
+      fraction[x] = place - left[x];
+      rough[x] = static_cast<float>(fraction[x]);
+    }
   }
-  const kernels::ResizeColumns columns = {left.data(), right.data(), fraction.data(), kWidth};
+
+  [[nodiscard]] kernels::ResizeColumns view() const {
+    return {left.data(), right.data(), fraction.data(), rough.data(), kWidth};
+  }
+};
+
+void resize_row(benchmark::State& state, const Table& table, std::size_t source_width) {
+  Rows rows;
+  const Columns columns(source_width);
   for (auto _ : state) {
-    table.resize_row(columns, 0.375, rows.line.data(), rows.other.data(), rows.rgb.data());
+    table.resize_row(columns.view(), 0.375, rows.line.data(), rows.other.data(), rows.rgb.data());
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void resize_across(benchmark::State& state, const Table& table, std::size_t source_width) {
+  Rows rows;
+  const Columns columns(source_width);
+  std::vector<float> estimate(kWidth * 3);
+  for (auto _ : state) {
+    table.resize_across(columns.view(), rows.line.data(), estimate.data());
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void resize_down(benchmark::State& state, const Table& table, std::size_t source_width) {
+  Rows rows;
+  const Columns columns(source_width);
+  std::vector<float> upper(kWidth * 3);
+  std::vector<float> lower(kWidth * 3);
+  table.resize_across(columns.view(), rows.line.data(), upper.data());
+  table.resize_across(columns.view(), rows.other.data(), lower.data());
+  for (auto _ : state) {
+    table.resize_down(columns.view(), 0.375, {rows.line.data(), upper.data()},
+                      {rows.other.data(), lower.data()}, rows.rgb.data());
     benchmark::ClobberMemory();
   }
   count_bytes(state, kWidth * 3);
@@ -174,8 +214,8 @@ void add_all(const Table& table) {
   const auto with_table = [whole](auto* function) {
     return [=](benchmark::State& state, auto... more) { function(state, *whole, more...); };
   };
-  const auto add_one = [&](const char* kernel, auto function, auto... more) {
-    benchmark::RegisterBenchmark((std::string(kernel) + "/" + table.name).c_str(),
+  const auto add_one = [&](const std::string& kernel, auto function, auto... more) {
+    benchmark::RegisterBenchmark((kernel + "/" + table.name).c_str(),
                                  [=](benchmark::State& state) { function(state, more...); });
   };
   add_one("rgb16_to_rgb", line_to_rgb, table.rgb16_to_rgb);
@@ -183,8 +223,12 @@ void add_all(const Table& table) {
   add_one("gray1_to_rgb", line_to_rgb, table.gray1_to_rgb);
   add_one("four_inverted_to_rgb", line_to_rgb, table.four_inverted_to_rgb);
   add_one("four_with_black_to_rgb", line_to_rgb, table.four_with_black_to_rgb);
-  add_one("resize_row/2400", with_table(resize), kSourceWidth);
-  add_one("resize_row/1200", with_table(resize), kSourceWidth / 2);
+  for (const std::size_t source_width : {kSourceWidth, kSourceWidth / 2}) {
+    add_one("resize_row/" + std::to_string(source_width), with_table(resize_row), source_width);
+    add_one("resize_across/" + std::to_string(source_width), with_table(resize_across),
+            source_width);
+    add_one("resize_down/" + std::to_string(source_width), with_table(resize_down), source_width);
+  }
   add_one("to_gray", in_place, table.to_gray);
   add_one("to_black", in_place, table.to_black);
   add_one("invert", in_place, table.invert);

@@ -40,7 +40,7 @@ void ResizeStage::prepare(std::size_t source_width, std::size_t source_height,
   scale_w_ = static_cast<double>(target_width_) / static_cast<double>(source_width_);
   scale_h_ = static_cast<double>(target_height_) / static_cast<double>(source_height_);
   row_ = make_row(3 * target_width_);
-  ready_ = make_columns() && row_ != nullptr;
+  ready_ = make_columns() && make_estimates() && row_ != nullptr;
   resized_.prepare(target_width_, target_height_);
 }
 
@@ -48,20 +48,42 @@ bool ResizeStage::make_columns() {
   left_ = make_plane(target_width_ * sizeof(std::uint32_t));
   right_ = make_plane(target_width_ * sizeof(std::uint32_t));
   fraction_ = make_plane(target_width_ * sizeof(double));
-  if (left_ == nullptr || right_ == nullptr || fraction_ == nullptr) {
+  rough_ = make_plane(target_width_ * sizeof(float));
+  if (left_ == nullptr || right_ == nullptr || fraction_ == nullptr || rough_ == nullptr) {
     return false;
   }
   auto* left = reinterpret_cast<std::uint32_t*>(left_.get());
   auto* right = reinterpret_cast<std::uint32_t*>(right_.get());
   auto* fraction = reinterpret_cast<double*>(fraction_.get());
+  auto* rough = reinterpret_cast<float*>(rough_.get());
   for (std::size_t x = 0; x < target_width_; ++x) {
     const Position at = position(x, scale_w_, source_width_);
     left[x] = static_cast<std::uint32_t>(at.low);
     right[x] = static_cast<std::uint32_t>(at.high);
     fraction[x] = at.fraction;
+    rough[x] = static_cast<float>(at.fraction);
   }
-  columns_ = {left, right, fraction, target_width_};
+  columns_ = {left, right, fraction, rough, target_width_};
   return true;
+}
+
+bool ResizeStage::make_estimates() {
+  for (Plane& estimate : estimate_) {
+    estimate = make_plane(3 * target_width_ * sizeof(float));
+  }
+  return estimate_[0] != nullptr && estimate_[1] != nullptr;
+}
+
+// A source row, one of the two read last, estimated when it is wanted for the first time.
+kernels::ResizeLine ResizeStage::line(std::size_t source_row, ReadStage& read) {
+  const std::uint8_t* row = read.row(source_row);
+  auto* estimate = reinterpret_cast<float*>(estimate_[source_row % 2].get());
+  std::size_t& estimated = estimated_[source_row % 2];
+  if (estimated != source_row + 1) {
+    kernels::chosen_table().resize_across(columns_, row, estimate);
+    estimated = source_row + 1;
+  }
+  return {row, estimate};
 }
 
 std::uint8_t* ResizeStage::row(std::size_t y, ReadStage& read, cups_raster_t* raster) {
@@ -75,8 +97,8 @@ std::uint8_t* ResizeStage::row(std::size_t y, ReadStage& read, cups_raster_t* ra
       return nullptr;
     }
   }
-  kernels::chosen_table().resize_row(columns_, at.fraction, read.row(at.low), read.row(at.high),
-                                     row_.get());
+  kernels::chosen_table().resize_down(columns_, at.fraction, line(at.low, read),
+                                      line(at.high, read), row_.get());
   resized_.take_rgb(y, row_.get());
   return row_.get();
 }

@@ -94,6 +94,8 @@ class ResizeStage {
 
  private:
   [[nodiscard]] bool make_columns();
+  [[nodiscard]] bool make_estimates();
+  [[nodiscard]] kernels::ResizeLine line(std::size_t source_row, ReadStage& read);
 
   std::size_t source_width_ = 0;
   std::size_t source_height_ = 0;
@@ -104,8 +106,10 @@ class ResizeStage {
   bool needed_ = false;
   bool ready_ = false;
   Plane row_;
-  Plane left_, right_, fraction_;  // arrays of columns_
+  Plane left_, right_, fraction_, rough_;  // arrays of columns_
   kernels::ResizeColumns columns_ = {};
+  Plane estimate_[2];              // of the source rows read last
+  std::size_t estimated_[2] = {};  // which rows they are, counted from 1; 0 is none
   StagePicture resized_;
 };
 

@@ -139,9 +139,102 @@ K905_AVX2 void resize_row(const ResizeColumns& columns, double fraction, const s
     const __m128i pixels = _mm_or_si128(_mm_or_si128(red, green), blue);
     store_half(row + 3 * x, _mm_shuffle_epi8(pixels, without_fourth()));
   }
-  portable_table().resize_row(
-      {columns.left + x, columns.right + x, columns.fraction + x, columns.width - x}, fraction, top,
-      bottom, row + 3 * x);
+  portable_table().resize_row(columns.from(x, columns.width - x), fraction, top, bottom,
+                              row + 3 * x);
+}
+
+// Eight bytes from each of eight places: of every pixel and its right neighbour one word with its
+// R, G, B and the neighbour's R, and one that begins with the neighbour's G and B.
+struct EightPairs {
+  __m256i first_words, second_words;
+};
+
+K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t* low,
+                                    const std::uint32_t* high) {
+  const auto pairs = [row](const std::uint32_t* left) K905_AVX2 {
+    const auto* first = reinterpret_cast<const __m128i*>(row + std::size_t{3} * left[0]);
+    const auto* second = reinterpret_cast<const __m128i*>(row + std::size_t{3} * left[1]);
+    return _mm_unpacklo_epi64(_mm_loadl_epi64(first), _mm_loadl_epi64(second));
+  };
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(pairs(low)), pairs(high), 1);
+}
+
+K905_AVX2 inline EightPairs load_eight_pairs(const std::uint8_t* row, const std::uint32_t* left) {
+  const __m256 even = _mm256_castsi256_ps(load_pairs(row, left, left + 4));
+  const __m256 odd = _mm256_castsi256_ps(load_pairs(row, left + 2, left + 6));
+  return {_mm256_castps_si256(_mm256_shuffle_ps(even, odd, 0x88)),
+          _mm256_castps_si256(_mm256_shuffle_ps(even, odd, 0xDD))};
+}
+
+// Byte `index` of every word.
+template <int index>
+K905_AVX2 inline __m256i byte_of(__m256i words) {
+  return _mm256_and_si256(_mm256_srli_epi32(words, 8 * index), _mm256_set1_epi32(255));
+}
+
+K905_AVX2 inline __m256 between(__m256i left, __m256i right, __m256 fraction) {
+  const __m256 step = _mm256_cvtepi32_ps(_mm256_sub_epi32(right, left));
+  return _mm256_add_ps(_mm256_cvtepi32_ps(left), _mm256_mul_ps(step, fraction));
+}
+
+K905_AVX2 void resize_across(const ResizeColumns& columns, const std::uint8_t* row,
+                             float* estimate) {
+  constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
+  for (std::size_t x = 0; x + kPixels <= columns.width; x += kPixels) {
+    const std::uint32_t* left = columns.left + x;
+    if (are_neighbours(left, columns.right + x) &&
+        are_neighbours(left + 4, columns.right + x + 4)) {
+      const auto [first, second] = load_eight_pairs(row, left);
+      const __m256 fraction = _mm256_loadu_ps(columns.rough + x);
+      _mm256_storeu_ps(estimate, between(byte_of<0>(first), byte_of<3>(first), fraction));
+      _mm256_storeu_ps(estimate + 8, between(byte_of<1>(first), byte_of<0>(second), fraction));
+      _mm256_storeu_ps(estimate + 16, between(byte_of<2>(first), byte_of<1>(second), fraction));
+    } else {
+      portable_table().resize_across(columns.from(x, kPixels), row, estimate);
+    }
+    estimate += ResizeLine::kBlockFloats;
+  }
+}
+
+// The bytes that eight values can have: the lowest, and in `unsure` the bits in which the highest
+// differs.
+K905_AVX2 inline __m256i blend(const float* top, const float* bottom, __m256 fraction,
+                               __m256i& unsure) {
+  const __m256 upper = _mm256_loadu_ps(top);
+  const __m256 step = _mm256_sub_ps(_mm256_loadu_ps(bottom), upper);
+  const __m256 value = _mm256_add_ps(upper, _mm256_mul_ps(step, fraction));
+  const __m256i lowest =
+      _mm256_cvttps_epi32(_mm256_add_ps(value, _mm256_set1_ps(0.5F - kEstimateError)));
+  const __m256i highest =
+      _mm256_cvttps_epi32(_mm256_add_ps(value, _mm256_set1_ps(0.5F + kEstimateError)));
+  unsure = _mm256_or_si256(unsure, _mm256_xor_si256(lowest, highest));
+  return lowest;
+}
+
+K905_AVX2 void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine& top,
+                           const ResizeLine& bottom, std::uint8_t* row) {
+  const __m256 rough = _mm256_set1_ps(static_cast<float>(fraction));
+  const float* upper = top.estimate;
+  const float* lower = bottom.estimate;
+  std::size_t x = 0;
+  // 28 bytes are stored for 24.
+  for (; x + 10 <= columns.width; x += ResizeLine::kBlockPixels) {
+    __m256i unsure = _mm256_setzero_si256();
+    const __m256i red = blend(upper, lower, rough, unsure);
+    const __m256i green = _mm256_slli_epi32(blend(upper + 8, lower + 8, rough, unsure), 8);
+    const __m256i blue = _mm256_slli_epi32(blend(upper + 16, lower + 16, rough, unsure), 16);
+    const __m256i pixels = _mm256_shuffle_epi8(_mm256_or_si256(_mm256_or_si256(red, green), blue),
+                                               both_halves(without_fourth()));
+    store_half(row + 3 * x, _mm256_castsi256_si128(pixels));
+    store_half(row + 3 * x + 12, _mm256_extracti128_si256(pixels, 1));
+    if (_mm256_testz_si256(unsure, unsure) == 0) {
+      resize_row(columns.from(x, ResizeLine::kBlockPixels), fraction, top.row, bottom.row,
+                 row + 3 * x);
+    }
+    upper += ResizeLine::kBlockFloats;
+    lower += ResizeLine::kBlockFloats;
+  }
+  resize_row(columns.from(x, columns.width - x), fraction, top.row, bottom.row, row + 3 * x);
 }
 
 // ---- Colour model, in place ---------------------------------------------------------------------
@@ -529,6 +622,8 @@ Table make_table() {
   table.gray8_to_rgb = gray8_to_rgb;
   table.four_inverted_to_rgb = four_inverted_to_rgb;
   table.resize_row = resize_row;
+  table.resize_across = resize_across;
+  table.resize_down = resize_down;
   table.to_gray = to_gray;
   table.to_black = to_black;
   table.invert = invert;

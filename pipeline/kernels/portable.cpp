@@ -90,6 +90,55 @@ void resize_row(const ResizeColumns& columns, double fraction, const std::uint8_
   }
 }
 
+void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float* estimate) {
+  constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
+  for (std::size_t x = 0; x + kPixels <= columns.width; x += kPixels) {
+    for (std::size_t i = 0; i < kPixels; ++i) {
+      const std::uint8_t* left = row + std::size_t{3} * columns.left[x + i];
+      const std::uint8_t* right = row + std::size_t{3} * columns.right[x + i];
+      for (std::size_t c = 0; c < 3; ++c) {
+        const auto step = static_cast<float>(right[c] - left[c]);
+        estimate[c * kPixels + i] = static_cast<float>(left[c]) + step * columns.rough[x + i];
+      }
+    }
+    estimate += ResizeLine::kBlockFloats;
+  }
+}
+
+// One block of bytes between two blocks of estimates, channel after channel. False when one of them
+// could also be its neighbour.
+bool blend(const float* top, const float* bottom, float fraction,
+           std::uint8_t (&bytes)[ResizeLine::kBlockFloats]) {
+  int unsure = 0;
+  for (std::size_t i = 0; i < ResizeLine::kBlockFloats; ++i) {
+    const float value = top[i] + (bottom[i] - top[i]) * fraction;
+    const auto lowest = static_cast<int>(value + (0.5F - kEstimateError));
+    const auto highest = static_cast<int>(value + (0.5F + kEstimateError));
+    unsure |= lowest ^ highest;
+    bytes[i] = static_cast<std::uint8_t>(lowest);
+  }
+  return unsure == 0;
+}
+
+void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine& top,
+                 const ResizeLine& bottom, std::uint8_t* row) {
+  constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
+  const auto rough = static_cast<float>(fraction);
+  std::size_t x = 0;
+  for (; x + kPixels <= columns.width; x += kPixels) {
+    const std::size_t at = x / kPixels * ResizeLine::kBlockFloats;
+    std::uint8_t bytes[ResizeLine::kBlockFloats];
+    if (blend(top.estimate + at, bottom.estimate + at, rough, bytes)) {
+      for (std::size_t i = 0; i < kPixels; ++i) {
+        for (std::size_t c = 0; c < 3; ++c) row[3 * (x + i) + c] = bytes[c * kPixels + i];
+      }
+    } else {
+      resize_row(columns.from(x, kPixels), fraction, top.row, bottom.row, row + 3 * x);
+    }
+  }
+  resize_row(columns.from(x, columns.width - x), fraction, top.row, bottom.row, row + 3 * x);
+}
+
 // ---- Colour model, in place ---------------------------------------------------------------------
 
 std::uint8_t luminance(const std::uint8_t* rgb) {
@@ -275,6 +324,8 @@ constexpr Table kTable = {
     .four_inverted_to_rgb = four_inverted_to_rgb,
     .four_with_black_to_rgb = four_with_black_to_rgb,
     .resize_row = resize_row,
+    .resize_across = resize_across,
+    .resize_down = resize_down,
     .to_gray = to_gray,
     .to_black = to_black,
     .invert = invert,

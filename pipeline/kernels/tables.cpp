@@ -5,15 +5,24 @@ namespace kernels {
 namespace {
 
 struct Choice {
-  const Table* tables[2] = {};
+  const Table* tables[3] = {};
   std::size_t count = 0;
+
+  void add(const Table& table) { tables[count++] = &table; }
 };
 
+// From plain to fast.
 Choice look_at_the_processor() {
   Choice choice;
-  choice.tables[choice.count++] = &portable_table();
+  choice.add(portable_table());
 #if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2")) choice.tables[choice.count++] = &avx2_table();
+  if (__builtin_cpu_supports("avx2")) {
+    choice.add(avx2_table());
+    if (__builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi")) {
+      choice.add(avx512_table());
+    }
+  }
 #endif
   return choice;
 }

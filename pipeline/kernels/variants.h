@@ -6,10 +6,16 @@
 
 namespace kernels {
 
+// How far a resize's estimate may be from the exact value. The roundings of its own steps add up to
+// less than 2^-13: two products of at most 255 with a fraction that was rounded once, and three
+// sums.
+inline constexpr float kEstimateError = 1.0F / 4096.0F;
+
 [[nodiscard]] const Table& portable_table();
 
 #if defined(__x86_64__)
 [[nodiscard]] const Table& avx2_table();
+[[nodiscard]] const Table& avx512_table();
 #endif
 
 }  // namespace kernels

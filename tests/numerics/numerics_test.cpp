@@ -176,8 +176,9 @@ TEST(Contraction, ResizeRoundsHalvesUpInEveryKernel) {
         bottom[c] = corners.bottom_right;
       }
       const std::vector<double> fraction(kRowWidth, corners.fx);
+      const std::vector<float> rough(kRowWidth, static_cast<float>(corners.fx));
       const kernels::ResizeColumns columns = {left.data(), right.data(), fraction.data(),
-                                              kRowWidth};
+                                              rough.data(), kRowWidth};
       auto row = row_of({0, 0, 0}, kRowWidth);
       table->resize_row(columns, corners.fy, top.data(), bottom.data(), row.data());
       for (std::size_t i = 0; i < 3 * kRowWidth; ++i) {

@@ -1,4 +1,7 @@
 // The bilinear resize of one row.
+#include <algorithm>
+#include <cmath>
+
 #include "tests/pipeline_kernels/guarded_rows.h"
 #include "tests/pipeline_kernels/plain_formulas.h"
 
@@ -8,9 +11,17 @@ struct Columns {
   std::vector<std::uint32_t> left;
   std::vector<std::uint32_t> right;
   std::vector<double> fraction;
+  std::vector<float> rough;
+
+  void add(std::size_t first, std::size_t second, double share) {
+    left.push_back(static_cast<std::uint32_t>(first));
+    right.push_back(static_cast<std::uint32_t>(second));
+    fraction.push_back(share);
+    rough.push_back(static_cast<float>(share));
+  }
 
   [[nodiscard]] kernels::ResizeColumns view() const {
-    return {left.data(), right.data(), fraction.data(), left.size()};
+    return {left.data(), right.data(), fraction.data(), rough.data(), left.size()};
   }
 };
 
@@ -21,24 +32,44 @@ Columns scaled(std::size_t from, std::size_t to) {
   const double scale = static_cast<double>(to) / static_cast<double>(from);
   for (std::size_t x = 0; x < to; ++x) {
     const double place = static_cast<double>(x) * (1.0 / scale);
-    const auto whole = static_cast<std::uint32_t>(place);
-    const auto last = static_cast<std::uint32_t>(from - 1);
-    columns.left.push_back(std::min(whole, last));
-    columns.right.push_back(whole >= last ? last : whole + 1);
-    columns.fraction.push_back(place - whole);
+    const auto whole = static_cast<std::size_t>(place);
+    const std::size_t last = from - 1;
+    columns.add(std::min(whole, last), std::min(whole + 1, last),
+                place - static_cast<double>(whole));
   }
   return columns;
 }
 
+// Estimates of every whole block, with guard values behind them.
+std::vector<float> estimated(const kernels::Table& table, const Columns& columns,
+                             const std::uint8_t* row) {
+  constexpr float kGuard = -1234.5F;
+  const std::size_t blocks = columns.left.size() / kernels::ResizeLine::kBlockPixels;
+  std::vector<float> estimate(blocks * kernels::ResizeLine::kBlockFloats + 16, kGuard);
+  table.resize_across(columns.view(), row, estimate.data());
+  for (std::size_t i = 0; i < 16; ++i) EXPECT_EQ(estimate[estimate.size() - 1 - i], kGuard);
+  estimate.resize(estimate.size() - 16);
+  return estimate;
+}
+
+// By both roads, which must agree.
 Bytes resized(const kernels::Table& table, const Columns& columns, double fy, const Bytes& top,
               const Bytes& bottom, std::size_t offset0 = 0, std::size_t offset1 = 0,
               std::size_t offset2 = 0) {
   const SourceRow upper(top, offset0);
   const SourceRow lower(bottom, offset1);
+  TargetRow exact(columns.left.size() * 3, offset2);
+  table.resize_row(columns.view(), fy, upper.data(), lower.data(), exact.data());
+  EXPECT_TRUE(exact.guards_intact()) << "width " << columns.left.size();
+
+  const std::vector<float> upper_estimate = estimated(table, columns, upper.data());
+  const std::vector<float> lower_estimate = estimated(table, columns, lower.data());
   TargetRow target(columns.left.size() * 3, offset2);
-  table.resize_row(columns.view(), fy, upper.data(), lower.data(), target.data());
+  table.resize_down(columns.view(), fy, {upper.data(), upper_estimate.data()},
+                    {lower.data(), lower_estimate.data()}, target.data());
   EXPECT_TRUE(target.guards_intact()) << "width " << columns.left.size();
-  return target.content();
+  EXPECT_EQ(target.content(), exact.content()) << "width " << columns.left.size();
+  return exact.content();
 }
 
 Bytes by_formula(const Columns& columns, double fy, const Bytes& top, const Bytes& bottom) {
@@ -55,7 +86,9 @@ Bytes by_formula(const Columns& columns, double fy, const Bytes& top, const Byte
 }
 
 TEST_P(EveryTable, ResizeTakesFirstPixelAndFirstRowExactly) {
-  const Columns columns = {{0, 0}, {1, 1}, {0.0, 0.5}};
+  Columns columns;
+  columns.add(0, 1, 0.0);
+  columns.add(0, 1, 0.5);
   const Bytes top = {10, 20, 30, 20, 40, 61};
   const Bytes bottom = {110, 120, 130, 120, 140, 160};
   // Between 10 and 20 lies 15; between 30 and 61 lies 45.5, which rounds up.
@@ -99,10 +132,11 @@ TEST_P(EveryTable, ResizeEqualsItsFormulaForAnyWidthAndAnyColumns) {
   for (const std::size_t width : interesting_widths()) {
     const std::size_t source = 1 + dice.below(90);
     Columns columns;
+    // Neighbours mostly, as in a real page, but any two columns must do.
     for (std::size_t x = 0; x < width; ++x) {
-      columns.left.push_back(static_cast<std::uint32_t>(dice.below(source)));
-      columns.right.push_back(static_cast<std::uint32_t>(dice.below(source)));
-      columns.fraction.push_back(dice.fraction());
+      const std::size_t left = dice.below(source);
+      const bool beside = left + 1 < source && dice.below(20) != 0;
+      columns.add(left, beside ? left + 1 : dice.below(source), dice.fraction());
     }
     const Bytes top = dice.bytes(source * 3);
     const Bytes bottom = dice.bytes(source * 3);
@@ -112,19 +146,46 @@ TEST_P(EveryTable, ResizeEqualsItsFormulaForAnyWidthAndAnyColumns) {
   }
 }
 
-// Sums that lie exactly between two bytes, where a different order or a fused multiply-add shows.
+// Sums that lie exactly between two bytes, where a different order or a fused multiply-add shows,
+// and where an estimate cannot tell.
 TEST_P(EveryTable, ResizeRoundsHalvesUpInTheGivenOrder) {
   Columns columns;
-  for (std::uint32_t x = 0; x < 84; ++x) {
-    columns.left.push_back(x);
-    columns.right.push_back(x + 1);
-    columns.fraction.push_back(static_cast<double>(x % 8) / 8.0);
-  }
+  for (std::size_t x = 0; x < 84; ++x) columns.add(x, x + 1, static_cast<double>(x % 8) / 8.0);
   for (int round = 0; round < 200; ++round) {
     const Bytes top = dice.bytes(std::size_t{85} * 3);
     const Bytes bottom = dice.bytes(std::size_t{85} * 3);
     const double fy = static_cast<double>(round % 10) / 10.0;
     EXPECT_EQ(resized(table(), columns, fy, top, bottom), by_formula(columns, fy, top, bottom));
+  }
+}
+
+// Values a hair above or below the border between two bytes: from far beyond the estimate's error
+// down to the last bits of a double.
+TEST_P(EveryTable, ResizeIsExactHoweverNearTheBorderBetweenTwoBytes) {
+  for (int round = 0; round < 400; ++round) {
+    const double hair = std::ldexp(dice.fraction() - 0.5, -static_cast<int>(dice.below(50)));
+    Columns columns;
+    for (std::size_t x = 0; x < 64; ++x) columns.add(x, x + 1, 0.0);
+    const Bytes top = dice.bytes(std::size_t{65} * 3);
+    const Bytes bottom = dice.bytes(std::size_t{65} * 3);
+    // With odd differences between two rows, half way down lies half way between two bytes.
+    const double fy = std::clamp(0.5 + hair, 0.0, 1.0);
+    EXPECT_EQ(resized(table(), columns, fy, top, bottom), by_formula(columns, fy, top, bottom));
+  }
+}
+
+TEST_P(EveryTable, EstimatesStayWithinTheirError) {
+  const Columns columns = scaled(1200, 1844);
+  const Bytes row = dice.bytes(std::size_t{1200} * 3);
+  const SourceRow source(row, 0);
+  const std::vector<float> estimate = estimated(table(), columns, source.data());
+  for (std::size_t x = 0; x < 1840; ++x) {  // 230 whole blocks
+    for (std::size_t c = 0; c < 3; ++c) {
+      const double left = row[std::size_t{3} * columns.left[x] + c];
+      const double right = row[std::size_t{3} * columns.right[x] + c];
+      const double exact = left + (right - left) * columns.fraction[x];
+      EXPECT_NEAR(estimate[x / 8 * 24 + c * 8 + x % 8], exact, 1.0 / 8192.0);
+    }
   }
 }
 
