@@ -1,0 +1,199 @@
+#include "ppd/ppd_text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+
+#include "geometry/paper_table.h"
+
+namespace {
+
+struct PageSize {
+  const char* name;
+  const char* words;
+  std::string width;  // points, as written into the file
+  std::string height;
+};
+
+std::string points(float value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f", static_cast<double>(value));
+  std::string number = text;
+  number.erase(number.find_last_not_of('0') + 1);
+  if (number.back() == '.') number.pop_back();
+  return number;
+}
+
+// Deliberate: the two strips of a 6x4 sheet are given the page of that sheet. Their own page is
+// nearly twice as tall as the picture the printer takes, so a raster of it would be squeezed 2:1.
+// The filter finds their row by name, so the cutter stays right.
+const PaperConfig& page_of(const PaperConfig& paper) {
+  const bool strips_of_6x4 = std::strcmp(paper.ppd_name, "w288h432-div2") == 0;
+  if (!strips_of_6x4) return paper;
+  return *std::ranges::find_if(selectable_papers, [](const PaperConfig& row) {
+    return std::strcmp(row.ppd_name, "w288h432") == 0;
+  });
+}
+
+PageSize page_size(const PaperConfig& paper) {
+  const auto words = std::ranges::find_if(ppd::paper_words, [&](const ppd::PaperWords& entry) {
+    return std::strcmp(entry.ppd_name, paper.ppd_name) == 0;
+  });
+  const PaperConfig& page = page_of(paper);
+  return {paper.ppd_name, words == ppd::paper_words.end() ? paper.label : words->words,
+          points(page.page_width_pt), points(page.page_height_pt)};
+}
+
+void write_head(std::ostream& out, const ppd::Model& model, const std::string& version) {
+  const std::string name = model.name;
+  out << "*PPD-Adobe: \"4.3\"\n"
+         "*% Queue description for the "
+      << model.nick_name
+      << ", generated from the\n"
+         "*% filter's own paper table and its table of options: change those, not this file.\n"
+         "*FormatVersion: \"4.3\"\n"
+         "*FileVersion: \""
+      << version
+      << "\"\n"
+         "*LanguageVersion: English\n"
+         "*LanguageEncoding: ISOLatin1\n"
+         "*PCFileName: \""
+      << model.pc_file_name
+      << "\"\n"
+         "*Product: \"("
+      << name
+      << ")\"\n"
+         "*Manufacturer: \""
+      << name
+      << "\"\n"
+         "*ModelName: \""
+      << name
+      << "\"\n"
+         "*ShortNickName: \""
+      << name
+      << "\"\n"
+         "*NickName: \""
+      << model.nick_name << ", " << version
+      << "\"\n"
+         "*PSVersion: \"(3010.000) 0\"\n"
+         "*LanguageLevel: \"3\"\n"
+         "*ColorDevice: True\n"
+         "*DefaultColorSpace: RGB\n"
+         "*FileSystem: False\n"
+         "*Throughput: \"1\"\n"
+         "*LandscapeOrientation: Plus90\n"
+         "*TTRasterizer: Type42\n"
+         "*% The device id is a guess: what the printer really says over USB is not known. It "
+         "only\n"
+         "*% helps a desktop to propose this file; a queue works without it.\n"
+         "*1284DeviceID: \"MFG:"
+      << name << ";MDL:" << name << ";CLS:PRINTER;DES:" << name
+      << ";\"\n"
+         "*cupsVersion: 2.2\n"
+         "*cupsModelNumber: 0\n"
+         "*% Copies are repeated before the filter sees the pages.\n"
+         "*cupsManualCopies: True\n"
+         "*% The printer does not speak SNMP; asking would only cost time.\n"
+         "*cupsSNMPSupplies: False\n"
+         "*cupsLanguages: \"en\"\n"
+         "*cupsFilter2: \"application/vnd.cups-raster application/vnd.k905 0 rastertok905job\"\n";
+}
+
+using ppd::ChosenDefaults;
+
+std::string default_of(const ChosenDefaults& chosen, const char* keyword, const char* usual) {
+  const auto choice = chosen.find(keyword);
+  return choice == chosen.end() ? usual : choice->second;
+}
+
+void write_page_sizes(std::ostream& out, const ChosenDefaults& chosen) {
+  const std::string paper_name = default_of(chosen, "PageSize", ppd::default_paper);
+  for (const char* keyword : {"PageSize", "PageRegion"}) {
+    const char* words = std::strcmp(keyword, "PageSize") == 0 ? "Paper" : "Paper region";
+    out << "\n*OpenUI *" << keyword << "/" << words << ": PickOne\n"
+        << "*OrderDependency: 10 AnySetup *" << keyword << "\n"
+        << "*Default" << keyword << ": " << paper_name << "\n";
+    for (const PaperConfig& paper : selectable_papers) {
+      const PageSize page = page_size(paper);
+      out << "*" << keyword << " " << page.name << "/" << page.words << ": \"<</PageSize["
+          << page.width << " " << page.height << "]/ImagingBBox null>>setpagedevice\"\n";
+    }
+    out << "*CloseUI: *" << keyword << "\n";
+  }
+  out << "\n*DefaultImageableArea: " << paper_name << "\n";
+  for (const PaperConfig& paper : selectable_papers) {
+    const PageSize page = page_size(paper);
+    out << "*ImageableArea " << page.name << "/" << page.words << ": \"0 0 " << page.width << " "
+        << page.height << "\"\n";
+  }
+  // The short names of the log and of --paper, for k905-setup.
+  for (const PaperConfig& paper : selectable_papers) {
+    out << "*k905Label " << paper.ppd_name << ": \"" << paper.label << "\"\n";
+  }
+  out << "*DefaultPaperDimension: " << paper_name << "\n";
+  for (const PaperConfig& paper : selectable_papers) {
+    const PageSize page = page_size(paper);
+    out << "*PaperDimension " << page.name << "/" << page.words << ": \"" << page.width << " "
+        << page.height << "\"\n";
+  }
+}
+
+void write_choice(std::ostream& out, const char* keyword, const ppd::Choice& choice) {
+  out << "*" << keyword << " " << choice.name << "/" << choice.words << ": \"" << choice.code
+      << "\"\n";
+}
+
+// Deliberate: a chosen "no conversion" leaves the line out, because the filter takes any word there
+// for a profile's name, and nothing at all for none. A queue's own file keeps its line, which
+// dialogs need; the program in front of the filter takes it out of the job's copy.
+bool is_chosen_no_profile(const ppd::Option& option, const ChosenDefaults& chosen) {
+  return std::strcmp(option.keyword, "ICCProfile") == 0 &&
+         default_of(chosen, option.keyword, "") == ppd::no_profile;
+}
+
+void write_option(std::ostream& out, const ppd::Option& option, const ppd::Model& model,
+                  const ChosenDefaults& chosen) {
+  const char* widget = option.widget == ppd::Widget::check_box ? "Boolean" : "PickOne";
+  out << "*OpenUI *" << option.keyword << "/" << option.words << ": " << widget << "\n"
+      << "*OrderDependency: 20 AnySetup *" << option.keyword << "\n";
+  if (!is_chosen_no_profile(option, chosen)) {
+    out << "*Default" << option.keyword << ": "
+        << default_of(chosen, option.keyword, option.default_choice) << "\n";
+  }
+  if (std::strcmp(option.keyword, "ICCProfile") == 0 && model.profile != nullptr) {
+    write_choice(out, option.keyword, {model.profile, model.profile_words});
+  }
+  for (const ppd::Choice& choice : option.choices) write_choice(out, option.keyword, choice);
+  out << "*CloseUI: *" << option.keyword << "\n";
+}
+
+void write_group(std::ostream& out, const ppd::Group& group, const ppd::Model& model,
+                 const ChosenDefaults& chosen) {
+  out << "\n*OpenGroup: " << group.name << "/" << group.words << "\n";
+  if (&group == &ppd::groups.front()) write_page_sizes(out, chosen);
+  for (const ppd::Option& option : group.options) {
+    out << "\n";
+    write_option(out, option, model, chosen);
+  }
+  out << "*CloseGroup: " << group.name << "\n";
+}
+
+// Every PPD reader expects at least one font, although a raster printer has none.
+void write_tail(std::ostream& out) {
+  out << "\n*DefaultFont: Courier\n"
+         "*Font Courier: Standard \"(1.05)\" Standard ROM\n";
+}
+
+}  // namespace
+
+std::string ppd::ppd_text(const Model& model, const std::string& version,
+                          const ChosenDefaults& chosen) {
+  std::ostringstream out;
+  write_head(out, model, version);
+  for (const Group& group : groups) {
+    write_group(out, group, model, chosen);
+  }
+  write_tail(out);
+  return out.str();
+}
