@@ -4,30 +4,44 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
-RasterWriter::RasterWriter(int descriptor, bool compressed)
-    : descriptor_(descriptor),
-      raster_(cupsRasterOpenIO(write_bytes, this,
-                               compressed ? CUPS_RASTER_WRITE_COMPRESSED : CUPS_RASTER_WRITE)) {}
+namespace {
 
-RasterWriter::~RasterWriter() { cupsRasterClose(raster_); }
-
-// libcups would write by itself, but does not tell why it failed.
-ssize_t RasterWriter::write_bytes(void* context, unsigned char* bytes, std::size_t count) {
-  auto& writer = *static_cast<RasterWriter*>(context);
+const char* write_all(int descriptor, const std::uint8_t* bytes, std::size_t count) {
   std::size_t done = 0;
   while (done < count) {
-    const ssize_t written = write(writer.descriptor_, bytes + done, count - done);
+    const ssize_t written = write(descriptor, bytes + done, count - done);
     if (written < 0 && errno == EINTR) {
       continue;
     }
     if (written <= 0) {
-      writer.write_error_ = written < 0 ? errno : EIO;
-      return -1;
+      return std::strerror(written < 0 ? errno : EIO);
     }
     done += static_cast<std::size_t>(written);
   }
-  return static_cast<ssize_t>(count);
+  return nullptr;
+}
+
+}  // namespace
+
+RasterWriter::RasterWriter(Sink sink, bool compressed)
+    : sink_(std::move(sink)),
+      raster_(cupsRasterOpenIO(write_bytes, this,
+                               compressed ? CUPS_RASTER_WRITE_COMPRESSED : CUPS_RASTER_WRITE)) {}
+
+// libcups would write by itself, but does not tell why it failed.
+RasterWriter::RasterWriter(int descriptor, bool compressed)
+    : RasterWriter([descriptor](const std::uint8_t* bytes,
+                                std::size_t count) { return write_all(descriptor, bytes, count); },
+                   compressed) {}
+
+RasterWriter::~RasterWriter() { cupsRasterClose(raster_); }
+
+ssize_t RasterWriter::write_bytes(void* context, unsigned char* bytes, std::size_t count) {
+  auto& writer = *static_cast<RasterWriter*>(context);
+  writer.sink_error_ = writer.sink_(bytes, count);
+  return writer.sink_error_ == nullptr ? static_cast<ssize_t>(count) : -1;
 }
 
 bool RasterWriter::write_page(const PagePlan& plan, const Picture& picture, std::string& error) {
@@ -40,7 +54,7 @@ bool RasterWriter::write_page(const PagePlan& plan, const Picture& picture, std:
     written = cupsRasterWritePixels(raster_, line.data(), size) == size;
   }
   if (!written) {
-    error = write_error_ != 0 ? std::strerror(write_error_) : "libcups refuses the page";
+    error = sink_error_ != nullptr ? sink_error_ : "libcups refuses the page";
   }
   return written;
 }

@@ -1,8 +1,10 @@
-// A raster stream on a descriptor, written by libcups.
+// A raster stream on a descriptor or to whoever takes its bytes, written by libcups.
 #pragma once
 
 #include <cups/raster.h>
 
+#include <cstdint>
+#include <functional>
 #include <string>
 
 #include "companions/pictures/picture.h"
@@ -10,7 +12,12 @@
 
 class RasterWriter {
  public:
-  // The descriptor stays the caller's. `compressed` lets libcups squeeze the lines.
+  // Takes all bytes and returns null, or says why it cannot.
+  using Sink = std::function<const char*(const std::uint8_t* bytes, std::size_t count)>;
+
+  // `compressed` lets libcups squeeze the lines.
+  RasterWriter(Sink sink, bool compressed);
+  // The descriptor stays the caller's.
   RasterWriter(int descriptor, bool compressed);
   ~RasterWriter();
   RasterWriter(const RasterWriter&) = delete;
@@ -23,7 +30,7 @@ class RasterWriter {
  private:
   static ssize_t write_bytes(void* context, unsigned char* bytes, std::size_t count);
 
-  int descriptor_;
-  int write_error_ = 0;
+  Sink sink_;
+  const char* sink_error_ = nullptr;
   cups_raster_t* raster_;
 };
