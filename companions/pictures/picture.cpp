@@ -54,6 +54,19 @@ Picture blank_picture(std::uint32_t width, std::uint32_t height) {
   return picture;
 }
 
+void inks_to_colours(Picture& picture) {
+  const std::size_t pixels = static_cast<std::size_t>(picture.width) * picture.height;
+  for (std::size_t i = 0; i < pixels; ++i) {
+    const unsigned black = 255U - picture.bytes[4 * i + 3];
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+      const unsigned light = 255U - picture.bytes[4 * i + channel];
+      picture.bytes[3 * i + channel] = static_cast<std::uint8_t>((light * black + 127) / 255);
+    }
+  }
+  picture.channels = 3;
+  picture.bytes.resize(3 * pixels);
+}
+
 Picture upright(const Picture& picture) {
   if (picture.orientation < 2 || picture.orientation > 8) {
     return picture;

@@ -11,8 +11,10 @@
 struct Picture {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
-  int channels = 3;  // 1 (grey) or 3 (red, green, blue)
-  int bits = 8;      // 8 or 16 a sample
+  // 1 (grey), 3 (red, green, blue) or, from a reader that was asked to keep them, 4 (inks, the
+  // largest sample is full ink).
+  int channels = 3;
+  int bits = 8;  // 8 or 16 a sample
   std::vector<std::uint8_t> bytes;
   std::vector<std::uint8_t> icc_profile;  // as embedded; empty without one that fits the channels
   int orientation = 1;  // EXIF: 1 upright, 2 to 8 as cameras store turned pictures
@@ -34,3 +36,7 @@ inline constexpr std::uint64_t kMostPixels = 1ULL << 28;
 
 // The picture with its orientation applied: what the photographer saw. Orientation 1 afterwards.
 [[nodiscard]] Picture upright(const Picture& picture);
+
+// An 8-bit picture of inks becomes red, green and blue without a profile's help: ink lets through
+// what it does not take.
+void inks_to_colours(Picture& picture);

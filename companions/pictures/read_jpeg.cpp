@@ -174,24 +174,16 @@ int exif_orientation(const jpeg_decompress_struct& jpeg) {
   return 1;
 }
 
-// Without a profile's help: ink lets through what it does not take.
-void inks_to_colours(Picture& picture, bool inverted) {
-  const std::size_t pixels = static_cast<std::size_t>(picture.width) * picture.height;
-  const unsigned flip = inverted ? 0 : 255;
-  for (std::size_t i = 0; i < pixels; ++i) {
-    const unsigned black = picture.bytes[4 * i + 3] ^ flip;
-    for (std::size_t channel = 0; channel < 3; ++channel) {
-      const unsigned light = picture.bytes[4 * i + channel] ^ flip;
-      picture.bytes[3 * i + channel] = static_cast<std::uint8_t>((light * black + 127) / 255);
-    }
+// Full ink is the largest sample, as profiles count it.
+void count_ink(Picture& picture) {
+  for (std::uint8_t& sample : picture.bytes) {
+    sample = static_cast<std::uint8_t>(255 - sample);
   }
-  picture.channels = 3;
-  picture.bytes.resize(3 * pixels);
 }
 
 }  // namespace
 
-std::optional<Picture> read_jpeg(std::FILE* file, std::string& error) {
+std::optional<Picture> read_jpeg(std::FILE* file, Inks inks, std::string& error) {
   Reading reading;
   if (!read_header(reading, file)) {
     error = "broken JPEG: " + std::string(reading.message);
@@ -213,8 +205,11 @@ std::optional<Picture> read_jpeg(std::FILE* file, std::string& error) {
     error = "broken JPEG: " + std::string(reading.message);
     return std::nullopt;
   }
-  if (reading.inks) {
-    inks_to_colours(picture, reading.inverted);
+  if (reading.inks && reading.inverted) {
+    count_ink(picture);
+  }
+  if (reading.inks && (inks == Inks::to_colours || !is_profile_for(picture.icc_profile, "CMYK"))) {
+    inks_to_colours(picture);
   }
   return std::move(picture);
 }

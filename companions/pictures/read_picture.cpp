@@ -18,7 +18,7 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-std::optional<Picture> read_by_first_byte(std::FILE* file, std::string& error) {
+std::optional<Picture> read_by_first_byte(std::FILE* file, Inks inks, std::string& error) {
   errno = 0;
   const int first = std::getc(file);
   if (first == EOF) {
@@ -30,7 +30,7 @@ std::optional<Picture> read_by_first_byte(std::FILE* file, std::string& error) {
     case 0x89:
       return read_png(file, error);
     case 0xFF:
-      return read_jpeg(file, error);
+      return read_jpeg(file, inks, error);
     case 'P':
       return read_pnm(file, error);
     default:
@@ -41,14 +41,14 @@ std::optional<Picture> read_by_first_byte(std::FILE* file, std::string& error) {
 
 }  // namespace
 
-std::optional<Picture> read_picture(const std::string& path, std::string& error) {
+std::optional<Picture> read_picture(const std::string& path, std::string& error, Inks inks) {
   const File file(path == "-" ? stdin : std::fopen(path.c_str(), "rbe"));
   if (!file) {
     error = std::strerror(errno);
     return std::nullopt;
   }
   try {
-    std::optional<Picture> picture = read_by_first_byte(file.get(), error);
+    std::optional<Picture> picture = read_by_first_byte(file.get(), inks, error);
     if (picture) {
       keep_fitting_profile(*picture);
     }
@@ -73,11 +73,15 @@ bool size_is_sound(std::uint64_t width, std::uint64_t height, std::string& error
   return true;
 }
 
-void keep_fitting_profile(Picture& picture) {
+bool is_profile_for(const std::vector<std::uint8_t>& profile, const char* space) {
   // A profile names its colour space at byte 16.
-  const char* space = picture.channels == 1 ? "GRAY" : "RGB ";
-  if (picture.icc_profile.size() < 128 ||
-      std::memcmp(picture.icc_profile.data() + 16, space, 4) != 0) {
+  constexpr std::size_t header = 128;
+  return profile.size() >= header && std::memcmp(profile.data() + 16, space, 4) == 0;
+}
+
+void keep_fitting_profile(Picture& picture) {
+  const char* space = picture.channels == 1 ? "GRAY" : picture.channels == 4 ? "CMYK" : "RGB ";
+  if (!is_profile_for(picture.icc_profile, space)) {
     picture.icc_profile.clear();
   }
 }
