@@ -25,17 +25,6 @@ namespace {
 
 constexpr char kMarker[] = "ICCPROFILE (";
 
-// Installed profiles come before whatever lies in the folder the filter was started in; the two
-// places where Linux systems keep theirs come last.
-constexpr const char* profile_folders[] = {
-    "/Library/ColorSync/Profiles/",   "/usr/local/share/color/icc/",
-    "/opt/homebrew/share/color/icc/", "./",
-    "/usr/share/color/icc/",          "/usr/share/color/icc/colord/",
-};
-
-// Tried in this order behind every name, also behind one that ends in one of them already.
-constexpr const char* profile_endings[] = {"", ".icc", ".icm"};
-
 // No system call takes a longer path, terminator included: a candidate that does not fit here
 // cannot exist.
 constexpr std::size_t kPathCapacity = 4096;
@@ -93,7 +82,7 @@ char* extract_marked_name(const char* value) {
 // Writes the first existing candidate of `folder` to `candidate`; false when there is none.
 bool find_in_folder(const char* folder, const char* name,
                     std::span<char, kPathCapacity> candidate) {
-  for (const char* ending : profile_endings) {
+  for (const char* ending : icc_profile_endings) {
     const int length =
         std::snprintf(candidate.data(), candidate.size(), "%s%s%s", folder, name, ending);
     const bool whole = length > 0 && static_cast<std::size_t>(length) < candidate.size();
@@ -130,7 +119,7 @@ int find_icc_profile(const char* name, std::span<char, 512> path) {
     return 1;
   }
   char candidate[kPathCapacity];
-  for (const char* folder : profile_folders) {
+  for (const char* folder : icc_profile_folders) {
     if (find_in_folder(folder, name, candidate)) {
       copy_text(path, candidate);
       log_line("K905-1: Found ICC profile at: %s", candidate);

@@ -12,6 +12,17 @@ struct IccChoice {
 // Choice names in the order they are compared, ended by a pair of nulls.
 extern const std::array<IccChoice, 8> icc_choice_to_filename;
 
+// Where profiles are looked for: installed ones come before whatever lies in the folder the filter
+// was started in; the two places where Linux systems keep theirs come last.
+inline constexpr std::array<const char*, 6> icc_profile_folders{
+    "/Library/ColorSync/Profiles/",   "/usr/local/share/color/icc/",
+    "/opt/homebrew/share/color/icc/", "./",
+    "/usr/share/color/icc/",          "/usr/share/color/icc/colord/",
+};
+
+// Tried in this order behind every name, also behind one that ends in one of them already.
+inline constexpr std::array<const char*, 3> icc_profile_endings{"", ".icc", ".icm"};
+
 // The profile file name an ICCProfile value stands for: a choice of the table, or what stands
 // between "ICCPROFILE (" and the next ")". Newly allocated, the caller frees it with free(); null
 // when the value is null (silently), names nothing, or memory is short (logged).
