@@ -1,0 +1,23 @@
+// What the user may choose about a print, by the keywords and names of the queue's PPD file.
+#pragma once
+
+#include <map>
+#include <string>
+
+// Keyword to choice.
+using Choices = std::map<std::string, std::string>;
+
+// Whether the table of options (the papers included) has that choice, written exactly so. Any file
+// name without blanks will do for ICCProfile. Otherwise `error` says what is wrong and what there
+// is.
+[[nodiscard]] bool check_choice(const std::string& keyword, const std::string& choice,
+                                std::string& error);
+
+// The PageSize name of a paper called by either of its names; "" when there is none.
+[[nodiscard]] std::string page_size_name(const std::string& paper);
+
+// All options of the table with their defaults.
+[[nodiscard]] Choices default_choices();
+
+// The names of an option's choices, ", " between them; for help and errors.
+[[nodiscard]] std::string names_of_choices(const std::string& keyword);

@@ -1,0 +1,471 @@
+// k905-print as its users start it, without a print system: real pictures in, sheets out.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <filesystem>
+
+#include "companions/pictures/read_picture.h"
+#include "companions/stream/printer_stream.h"
+#include "tests/companions/picture_files.h"
+#include "tests/companions/programs.h"
+#include "tests/support/profile_builder.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+
+using Colour = std::array<int, 3>;
+constexpr Colour kRed{230, 20, 20};
+constexpr Colour kGreen{20, 200, 30};
+constexpr Colour kBlue{30, 40, 220};
+constexpr Colour kGrey{128, 128, 128};
+constexpr Colour kWhite{255, 255, 255};
+
+ChildResult print(const ScratchFolder& folder, const std::vector<std::string>& arguments,
+                  const std::string& input = "") {
+  return run_companion(folder, "k905-print", arguments, input);
+}
+
+// Top left red, top right green, bottom left blue, bottom right grey: seen, not stored.
+std::vector<std::uint8_t> quarters(std::uint32_t width, std::uint32_t height,
+                                   const std::array<Colour, 4>& colours) {
+  std::vector<std::uint8_t> rows;
+  for (std::uint32_t y = 0; y < height; ++y) {
+    for (std::uint32_t x = 0; x < width; ++x) {
+      const Colour& colour = colours[(y >= height / 2 ? 2 : 0) + (x >= width / 2 ? 1 : 0)];
+      for (const int value : colour) {
+        rows.push_back(static_cast<std::uint8_t>(value));
+      }
+    }
+  }
+  return rows;
+}
+
+const std::array<Colour, 4> kQuarters{kRed, kGreen, kBlue, kGrey};
+
+std::string quartered_png(std::uint32_t width = 300, std::uint32_t height = 200) {
+  return png_file(width, height, {}, quarters(width, height, kQuarters));
+}
+
+Colour pixel(const Picture& picture, double across, double down) {
+  const auto x = static_cast<std::size_t>(across * (picture.width - 1));
+  const auto y = static_cast<std::size_t>(down * (picture.height - 1));
+  const std::uint8_t* at = picture.bytes.data() + 3 * (y * picture.width + x);
+  return {at[0], at[1], at[2]};
+}
+
+bool close_to(const Colour& a, const Colour& b, int tolerance) {
+  for (std::size_t i = 0; i < 3; ++i) {
+    if (std::abs(a[i] - b[i]) > tolerance) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void expect_quarters(const Picture& sheet, const std::string& what, int tolerance = 8) {
+  const std::array<std::array<double, 2>, 4> middles{
+      {{0.3, 0.3}, {0.7, 0.3}, {0.3, 0.7}, {0.7, 0.7}}};
+  for (std::size_t i = 0; i < 4; ++i) {
+    const Colour seen = pixel(sheet, middles[i][0], middles[i][1]);
+    EXPECT_TRUE(close_to(seen, kQuarters[i], tolerance))
+        << what << ", quarter " << i << ": " << seen[0] << " " << seen[1] << " " << seen[2];
+  }
+}
+
+std::vector<Sheet> sheets_in(const ScratchFolder& folder, const std::string& name) {
+  const std::string bytes = folder.read(name).value_or("");
+  const ParsedStream stream =
+      parse_printer_stream(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  EXPECT_FALSE(stream.error) << name;
+  return stream.sheets;
+}
+
+TEST(PrintProgram, ThePreviewIsTheSheetInTheHand) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const ChildResult result = print(folder, {"--preview", "sheet.png", "photo.png"});
+  EXPECT_EQ(result.status, 0) << result.log;
+  EXPECT_EQ(result.output, "sheet.png\n");
+  EXPECT_THAT(result.log, IsEmpty());
+  const Picture sheet = picture_in(folder, "sheet.png");
+  EXPECT_EQ(sheet.width, 1920U);
+  EXPECT_EQ(sheet.height, 1240U);
+  expect_quarters(sheet, "png");
+}
+
+// 1800 x 1197 is what a 6x4 sheet shows, with 70 pixels of paper on its left and 25 above.
+TEST(PrintProgram, APictureInTheSheetsOwnPixelsIsPrintedPixelByPixel) {
+  const ScratchFolder folder;
+  std::vector<std::uint8_t> rows;
+  std::uint32_t state = 1;
+  for (int i = 0; i < 1800 * 1197 * 3; ++i) {
+    state = state * 1664525 + 1013904223;
+    rows.push_back(static_cast<std::uint8_t>(state >> 24));
+  }
+  folder.write("photo.png", png_file(1800, 1197, {}, rows));
+  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "photo.png"}).status, 0);
+  const Picture sheet = picture_in(folder, "sheet.png");
+  std::size_t different = 0;
+  for (std::size_t y = 0; y < 1197; ++y) {
+    for (std::size_t x = 0; x < 1800 * 3; ++x) {
+      const std::uint8_t seen = sheet.bytes[(y + 25) * sheet.row_bytes() + 70 * 3 + x];
+      different += seen != rows[y * 1800 * 3 + x] ? 1 : 0;
+    }
+  }
+  EXPECT_EQ(different, 0U);
+}
+
+// Where the first row and the first column of the file are seen, as cameras write it: 1 top and
+// left, 2 top and right, 3 bottom and right, 4 bottom and left, 5 left and top, 6 right and top,
+// 7 right and bottom, 8 left and bottom.
+TEST(PrintProgram, AllEightTurnsOfACameraAreUpright) {
+  constexpr std::array<std::array<int, 4>, 8> stored{{{0, 1, 2, 3},
+                                                      {1, 0, 3, 2},
+                                                      {3, 2, 1, 0},
+                                                      {2, 3, 0, 1},
+                                                      {0, 2, 1, 3},
+                                                      {1, 3, 0, 2},
+                                                      {3, 1, 2, 0},
+                                                      {2, 0, 3, 1}}};
+  for (int orientation = 1; orientation <= 8; ++orientation) {
+    const ScratchFolder folder;
+    std::array<Colour, 4> colours;
+    for (std::size_t i = 0; i < 4; ++i) {
+      colours[i] =
+          kQuarters[static_cast<std::size_t>(stored[static_cast<std::size_t>(orientation - 1)][i])];
+    }
+    const std::uint32_t width = orientation >= 5 ? 400 : 600;
+    const std::uint32_t height = orientation >= 5 ? 600 : 400;
+    JpegKind kind;
+    kind.orientation = orientation;
+    kind.little_endian = orientation % 2 == 0;
+    folder.write("photo.jpg", jpeg_file(width, height, kind, quarters(width, height, colours)));
+    const ChildResult result = print(folder, {"--preview", "sheet.png", "photo.jpg"});
+    ASSERT_EQ(result.status, 0) << result.log;
+    expect_quarters(picture_in(folder, "sheet.png"), "orientation " + std::to_string(orientation));
+  }
+}
+
+TEST(PrintProgram, AGreyPictureStaysGrey) {
+  const ScratchFolder folder;
+  JpegKind grey;
+  grey.channels = 1;
+  folder.write("photo.jpg", jpeg_file(30, 20, grey, std::vector<std::uint8_t>(600, 90)));
+  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "photo.jpg"}).status, 0);
+  EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Colour{90, 90, 90}));
+}
+
+TEST(PrintProgram, FourInksBecomeTheirColours) {
+  const ScratchFolder folder;
+  JpegKind inks;
+  inks.channels = 4;
+  std::vector<std::uint8_t> rows;
+  for (int i = 0; i < 600; ++i) {
+    rows.insert(rows.end(), {255, 102, 0, 255});  // no cyan, some magenta, all yellow
+  }
+  folder.write("photo.jpg", jpeg_file(30, 20, inks, rows));
+  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "photo.jpg"}).status, 0);
+  const Colour seen = pixel(picture_in(folder, "sheet.png"), 0.5, 0.5);
+  EXPECT_TRUE(close_to(seen, {255, 102, 0}, 2)) << seen[0] << " " << seen[1] << " " << seen[2];
+}
+
+TEST(PrintProgram, InksWithAProfileAreSeenThroughIt) {
+  const ScratchFolder folder;
+  const std::string profile = cmyk_table_profile();
+  JpegKind inks;
+  inks.channels = 4;
+  inks.profile.assign(profile.begin(), profile.end());
+  std::vector<std::uint8_t> rows;
+  for (int i = 0; i < 600; ++i) {
+    rows.insert(rows.end(), {255, 102, 0, 255});
+  }
+  folder.write("photo.jpg", jpeg_file(30, 20, inks, rows));
+  const ChildResult result = print(folder, {"--preview", "sheet.png", "photo.jpg"});
+  ASSERT_EQ(result.status, 0) << result.log;
+  EXPECT_THAT(result.log, IsEmpty());
+  EXPECT_FALSE(close_to(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), {255, 102, 0}, 8));
+}
+
+TEST(PrintProgram, AProfilesColoursAreBroughtToSrgb) {
+  const ScratchFolder folder;
+  const std::string profile = rgb_matrix_profile();
+  PngKind profiled;
+  profiled.profile.assign(profile.begin(), profile.end());
+  std::vector<std::uint8_t> rows;
+  for (int i = 0; i < 600; ++i) {
+    rows.insert(rows.end(), {120, 60, 200});
+  }
+  folder.write("plain.png", png_file(30, 20, {}, rows));
+  folder.write("profiled.png", png_file(30, 20, profiled, rows));
+  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "plain.png", "profiled.png"}).status, 0);
+  EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Colour{120, 60, 200}));
+  // Gamma 1.8 is lighter than sRGB: the same numbers mean more light.
+  const Colour seen = pixel(picture_in(folder, "sheet-2.png"), 0.5, 0.5);
+  EXPECT_GT(seen[0], 125);
+  EXPECT_GT(seen[2], 205);
+}
+
+TEST(PrintProgram, ABrokenPictureIsNamedAndTheOthersPrint) {
+  const ScratchFolder folder;
+  folder.write("good.png", quartered_png());
+  folder.write("broken.jpg", "\xff\xd8\xff garbage");
+  const ChildResult result =
+      print(folder, {"--to", "job.prn", "good.png", "broken.jpg", "missing.png", "good.png"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.log, HasSubstr("k905-print: broken.jpg: broken JPEG: "));
+  EXPECT_THAT(result.log, HasSubstr("k905-print: missing.png: No such file or directory\n"));
+  EXPECT_EQ(result.output, "good.png -> job.prn\ngood.png -> job.prn\n");
+  EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(2));
+}
+
+TEST(PrintProgram, WhenNothingCanBeReadThereIsNoJob) {
+  const ScratchFolder folder;
+  const ChildResult result = print(folder, {"--to", "job.prn", "missing.png"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_FALSE(folder.read("job.prn"));
+}
+
+TEST(PrintProgram, FinishPaperAndCopiesReachThePrinter) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  ASSERT_EQ(print(folder, {"--to", "job.prn", "--finish", "matte", "--paper", "6x2*4", "-n", "2",
+                           "photo.png"})
+                .status,
+            0);
+  const std::vector<Sheet> sheets = sheets_in(folder, "job.prn");
+  ASSERT_THAT(sheets, SizeIs(2));
+  EXPECT_EQ(sheets[0].width, 1920U);
+  EXPECT_EQ(sheets[0].height, 2436U);
+  EXPECT_TRUE(sheets[0].matte);
+  EXPECT_EQ(sheets[0].cutter, 120U);
+  EXPECT_EQ(sheets[1].plane[0], sheets[0].plane[0]);
+}
+
+TEST(PrintProgram, AnUprightPictureLiesOnALyingSheet) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png(200, 300));
+  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "photo.png"}).status, 0);
+  const Picture sheet = picture_in(folder, "sheet.png");
+  EXPECT_EQ(pixel(sheet, 0.3, 0.3), kGreen);  // a quarter to the left: the top is on the left
+  EXPECT_EQ(pixel(sheet, 0.3, 0.7), kRed);
+  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "--no-turn", "photo.png"}).status, 0);
+  expect_quarters(picture_in(folder, "sheet.png"), "not turned");
+}
+
+TEST(PrintProgram, FitKeepsThePictureWholeOnWhite) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png(400, 200));
+  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "--fit", "photo.png"}).status, 0);
+  const Picture sheet = picture_in(folder, "sheet.png");
+  // 1800 wide and 900 tall in the middle of the picture's place: rows 25 + 148 to 25 + 1048.
+  EXPECT_EQ(pixel(sheet, 0.1, 165.0 / 1239), kWhite);
+  EXPECT_EQ(pixel(sheet, 0.1, 185.0 / 1239), kRed);
+  EXPECT_EQ(pixel(sheet, 0.1, 1060.0 / 1239), kBlue);
+  EXPECT_EQ(pixel(sheet, 0.1, 1085.0 / 1239), kWhite);
+}
+
+TEST(PrintProgram, ToneSettingsAreThoseOfTheDialog) {
+  const ScratchFolder folder;
+  folder.write("photo.png", png_file(3, 2, {}, std::vector<std::uint8_t>(18, 100)));
+  // A brightness of 100 is a factor of 1.1; a gamma of 2000 the square root.
+  ASSERT_EQ(print(folder, {"--preview", "a.png", "--brightness", "100", "photo.png"}).status, 0);
+  EXPECT_EQ(pixel(picture_in(folder, "a.png"), 0.5, 0.5), (Colour{110, 110, 110}));
+  ASSERT_EQ(print(folder, {"--preview", "b.png", "--brightness", "-100", "photo.png"}).status, 0);
+  EXPECT_EQ(pixel(picture_in(folder, "b.png"), 0.5, 0.5), (Colour{90, 90, 90}));
+  ASSERT_EQ(print(folder, {"--preview", "c.png", "--gamma", "2000", "photo.png"}).status, 0);
+  EXPECT_EQ(pixel(picture_in(folder, "c.png"), 0.5, 0.5), (Colour{159, 159, 159}));
+  ASSERT_EQ(print(folder, {"--preview", "d.png", "-o", "StpCyanBalance=1100", "photo.png"}).status,
+            0);
+  EXPECT_EQ(pixel(picture_in(folder, "d.png"), 0.5, 0.5), (Colour{110, 100, 100}));
+}
+
+TEST(PrintProgram, TheFineResolutionHasTwiceTheRows) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  ASSERT_EQ(
+      print(folder, {"--preview", "s.png", "-o", "Resolution=300x600dpi", "photo.png"}).status, 0);
+  const Picture sheet = picture_in(folder, "s.png");
+  EXPECT_EQ(sheet.height, 2480U);
+  expect_quarters(sheet, "fine");
+}
+
+TEST(PrintProgram, BlackAndWhiteIsAChoiceToo) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  ASSERT_EQ(print(folder, {"--preview", "s.png", "-o", "ColorModel=Gray", "photo.png"}).status, 0);
+  const Colour red = pixel(picture_in(folder, "s.png"), 0.3, 0.3);
+  // 0.299 * 230 + 0.587 * 20 + 0.114 * 20 is 82.8.
+  EXPECT_TRUE(close_to(red, {83, 83, 83}, 1)) << red[0];
+  EXPECT_EQ(red[0], red[2]);
+}
+
+TEST(PrintProgram, TwoPicturesShareASheet) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const ChildResult result = print(folder, {"--to", "job.prn", "--two-up", "photo.png",
+                                            "missing.png", "photo.png", "photo.png"});
+  EXPECT_EQ(result.status, 1);
+  const std::vector<Sheet> sheets = sheets_in(folder, "job.prn");
+  ASSERT_THAT(sheets, SizeIs(2));
+  EXPECT_EQ(sheets[0].height, 2498U);
+  EXPECT_EQ(sheets[1].height, 1240U);  // the third has no partner
+}
+
+TEST(PrintProgram, CopiesShareSheetsAsWell) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  ASSERT_EQ(print(folder, {"--to", "job.prn", "--two-up", "-n", "2", "photo.png"}).status, 0);
+  const std::vector<Sheet> sheets = sheets_in(folder, "job.prn");
+  ASSERT_THAT(sheets, SizeIs(1));
+  EXPECT_EQ(sheets[0].height, 2498U);
+}
+
+TEST(PrintProgram, AProfileOfThePrinterIsUsedByTheFilter) {
+  const ScratchFolder folder;
+  folder.write("photo.png", png_file(3, 2, {}, std::vector<std::uint8_t>(18, 100)));
+  const std::string profile = folder.write("mine.icc", rgb_matrix_profile());
+  ASSERT_EQ(
+      print(folder, {"--preview", "s.png", "-o", "ICCProfile=" + profile, "photo.png"}).status, 0);
+  // Gamma 1.8 takes smaller numbers for the same light.
+  EXPECT_LT(pixel(picture_in(folder, "s.png"), 0.5, 0.5)[1], 95);
+}
+
+TEST(PrintProgram, AProfileThatIsNotThereIsNoReasonToPrintWithout) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const ChildResult result =
+      print(folder, {"--to", "job.prn", "-o", "ICCProfile=/nowhere/x.icc", "photo.png"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-print: the profile /nowhere/x.icc is not found\n");
+}
+
+TEST(PrintProgram, APictureComesFromStandardInput) {
+  const ScratchFolder folder;
+  EXPECT_EQ(print(folder, {"--preview", "sheet.png", "-"}, quartered_png()).status, 0);
+  expect_quarters(picture_in(folder, "sheet.png"), "standard input");
+}
+
+TEST(PrintProgram, LeavesNoLogAndNoPicturesOfTheStages) {
+  if (!private_tmp_possible()) {
+    GTEST_SKIP() << "no private /tmp here";
+  }
+  const ScratchFolder folder;
+  const ScratchFolder temporary;
+  folder.write("photo.png", quartered_png());
+  ChildSetup setup;
+  setup.program = K905_BINARY_DIR "/k905-print";
+  setup.arguments = {"k905-print", "--to", "/dev/null", folder.path() + "/photo.png"};
+  setup.private_tmp = temporary.path();
+  if (folder.path().starts_with("/tmp/")) {
+    // The folder is out of sight with the rest of /tmp.
+    setup.arguments.back() = "-";
+    setup.input = quartered_png();
+  }
+  EXPECT_EQ(run_child(setup).status, 0);
+  EXPECT_TRUE(std::filesystem::is_empty(temporary.path()));
+}
+
+TEST(PrintProgram, VerboseShowsTheFiltersLog) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const ChildResult result = print(folder, {"--to", "job.prn", "-v", "photo.png"});
+  EXPECT_THAT(result.log, HasSubstr("K905-1: Using paper config matched by PPD name: w288h432\n"));
+  // The page comes in the filter's own pixels.
+  EXPECT_THAT(result.log,
+              HasSubstr("K905-1: Image size already matches target size, skipping resize\n"));
+}
+
+TEST(PrintProgram, AFullDiskIsExitStatusOne) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const ChildResult result = print(folder, {"--to", "/dev/full", "photo.png"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-print: /dev/full: No space left on device\n");
+  EXPECT_THAT(result.output, IsEmpty());
+}
+
+TEST(PrintProgram, ADeviceThatIsNotThereIsNamed) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const ChildResult result = print(folder, {"--to", "/nowhere/lp0", "photo.png"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-print: /nowhere/lp0: No such file or directory\n");
+}
+
+TEST(PrintProgram, AFilterThatFailsIsAFailureAndLeavesNoHalfJob) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const std::string filter = folder.write("filter", "#!/bin/sh\ncat >/dev/null\nexit 3\n");
+  chmod(filter.c_str(), 0755);
+  ChildSetup setup;
+  setup.program = K905_BINARY_DIR "/k905-print";
+  setup.arguments = {"k905-print", "--to", "job.prn", "photo.png"};
+  setup.environment = {{"K905_FILTER", filter}, {"PATH", "/usr/bin:/bin"}};
+  setup.working_folder = folder.path();
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-print: the filter ended with status 3\n");
+  EXPECT_FALSE(folder.read("job.prn"));
+
+  folder.write("filter", "#!/bin/sh\nexec cat >/dev/null\n");
+  EXPECT_EQ(run_child(setup).log,
+            "k905-print: the filter made 0 of 1 pages; --verbose shows its log\n");
+  folder.write("filter", "#!/bin/sh\ncat >/dev/null\necho hello\n");
+  EXPECT_EQ(run_child(setup).log,
+            "k905-print: the filter's stream is not what the printer takes\n");
+  setup.environment["K905_FILTER"] = "/nowhere/filter";
+  EXPECT_EQ(run_child(setup).log, "k905-print: /nowhere/filter: No such file or directory\n");
+}
+
+TEST(PrintProgram, ManyPicturesShowTheirProgressOnATerminalOnly) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  EXPECT_THAT(run_on_terminal(folder, "k905-print",
+                              {"--to", "job.prn", "photo.png", "photo.png", "photo.png"}),
+              HasSubstr("picture 1 of 3"));
+  EXPECT_THAT(print(folder, {"--to", "job.prn", "photo.png", "photo.png"}).log, IsEmpty());
+}
+
+TEST(PrintProgram, WrongUsageIsExitStatusTwo) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const std::vector<std::vector<std::string>> wrong{
+      {},
+      {"--to", "x"},
+      {"--to", "x", "--paper", "A4", "photo.png"},
+      {"--to", "x", "--finish", "Shiny", "photo.png"},
+      {"--to", "x", "--brightness", "55", "photo.png"},
+      {"--to", "x", "--gamma", "0", "photo.png"},
+      {"--to", "x", "-n", "0", "photo.png"},
+      {"--to", "x", "-o", "Nothing", "photo.png"},
+      {"--to", "x", "-o", "Nothing=1", "photo.png"},
+      {"--to", "x", "--preview", "y", "photo.png"},
+      {"--to", "x", "--queue", "y", "photo.png"},
+      {"--to", "x", "--two-up", "--paper", "6x8", "photo.png"},
+      {"--to", "x", "--watch", ".", "photo.png"},
+      {"--to", "x", "--watch", "photo.png"},
+      {"--to", "x", "--journal", "j", "photo.png"},
+      {"--preview", "x", "--watch", "."},
+  };
+  for (const std::vector<std::string>& arguments : wrong) {
+    const ChildResult result = print(folder, arguments);
+    EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments) << result.log;
+    EXPECT_THAT(result.log, StartsWith("k905-print: "));
+    EXPECT_FALSE(folder.read("x"));
+  }
+}
+
+TEST(PrintProgram, HelpAndVersionEndWell) {
+  const ScratchFolder folder;
+  EXPECT_THAT(print(folder, {"--help"}).output, HasSubstr("--two-up"));
+  EXPECT_THAT(print(folder, {"--version"}).output, StartsWith("k905-print "));
+}
+
+}  // namespace
