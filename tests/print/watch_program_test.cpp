@@ -10,6 +10,7 @@
 #include "companions/stream/printer_stream.h"
 #include "tests/companions/picture_files.h"
 #include "tests/print/running_program.h"
+#include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"
 
 namespace {
