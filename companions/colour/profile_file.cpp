@@ -22,7 +22,7 @@ std::string find_profile_file(const std::string& name) {
   }
   for (const char* folder : icc_profile_folders) {
     for (const char* ending : icc_profile_endings) {
-      const std::string candidate = folder + name + ending;
+      std::string candidate = folder + name + ending;
       if (exists(candidate)) {
         return candidate;
       }

@@ -48,7 +48,7 @@ std::vector<std::string> environment_with(const std::map<std::string, std::strin
   }
   for (const auto& [name, value] : changes) {
     if (!value.empty()) {
-      all.push_back(name + "=" + value);
+      all.emplace_back(name).append("=").append(value);
     }
   }
   return all;

@@ -79,8 +79,8 @@ void average_row(const Picture& picture, std::uint32_t factor, std::uint32_t row
   }
   for (std::size_t i = 0; i < sums.size(); ++i, out += sizeof(Sample)) {
     const auto x = static_cast<std::uint32_t>(i / channels) * factor;
-    const std::uint64_t pixels =
-        std::uint64_t{std::min(factor, picture.width - x)} * (last - first);
+    const std::uint64_t pixels = std::max<std::uint64_t>(
+        1, std::uint64_t{std::min(factor, picture.width - x)} * (last - first));
     const auto sample = static_cast<Sample>((sums[i] + pixels / 2) / pixels);
     std::memcpy(out, &sample, sizeof sample);
   }

@@ -101,7 +101,8 @@ bool mark_all(ppd_file_t* ppd, const cups_dest_t& dest, const Choices& wishes, s
   cupsMarkOptions(ppd, wished.count(), wished.all());
   for (const auto& [keyword, choice] : wishes) {
     if (marked_choice(ppd, keyword) != choice) {
-      error = "the queue " + std::string(dest.name) + " does not offer " + keyword + "=" + choice;
+      error = std::string("the queue ").append(dest.name).append(" does not offer ");
+      error.append(keyword).append("=").append(choice);
       return false;
     }
   }
