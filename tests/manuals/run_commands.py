@@ -84,12 +84,12 @@ def broken_links(chapter):
     return found
 
 
-def run(commands, build, folder):
+def run(commands, build, folder, prepared=PREPARED):
     environment = {
         "PATH": f"{build}:{build}/tests:{os.environ.get('PATH', '')}:/usr/sbin:/sbin", "HOME": folder,
         "LC_ALL": "C", "K905_BUILD": str(build)}
     # Left behind by a block: jobs in the background.
-    script = "set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\n" + PREPARED + "set -x\n" + commands
+    script = "set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\n" + prepared + "set -x\n" + commands
     return subprocess.run(["bash", "-c", script], cwd=folder, env=environment, text=True,
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           timeout=100, check=False)

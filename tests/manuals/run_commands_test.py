@@ -26,12 +26,14 @@ class Blocks(unittest.TestCase):
 
 
 class Commands(unittest.TestCase):
-    def run_in_scratch(self, commands):
+    def run_in_scratch(self, commands, prepared=""):
         with tempfile.TemporaryDirectory() as folder:
-            return run_commands.run(commands, BUILD, folder)
+            return run_commands.run(commands, BUILD, folder, prepared)
 
     def test_what_the_chapters_take_for_granted_is_there(self):
-        result = self.run_in_scratch("test -s photo.jpg\ntest -s page.ras\ntest -s job.prn\ntest -s K905.ppd\n")
+        result = self.run_in_scratch(
+            "test -s photo.jpg\ntest -s page.ras\ntest -s job.prn\ntest -s K905.ppd\n",
+            run_commands.PREPARED)
         self.assertEqual(result.returncode, 0, result.stdout)
 
     def test_a_failing_command_in_the_middle_fails_the_chapter(self):
