@@ -461,7 +461,7 @@ TEST(TestPictures, EveryNameDrawsEverySize) {
 TEST(TestPictures, CornersTellTheFourApart) {
   const Picture picture = *draw_test_picture("corners", 20, 10);
   const auto at = [&picture](std::uint32_t x, std::uint32_t y) {
-    const std::uint8_t* pixel = &picture.bytes[(y * 20 + x) * 3];
+    const std::uint8_t* pixel = &picture.bytes[(std::size_t{y} * 20 + x) * 3];
     return std::vector<int>{pixel[0], pixel[1], pixel[2]};
   };
   EXPECT_EQ(at(0, 0), (std::vector<int>{255, 0, 0}));
@@ -474,7 +474,7 @@ TEST(TestPictures, CornersTellTheFourApart) {
 TEST(TestPictures, TheLandscapeMarksItsCorners) {
   const Picture picture = *draw_test_picture("landscape", 600, 400);
   const auto at = [&picture](std::uint32_t x, std::uint32_t y) {
-    const std::uint8_t* pixel = &picture.bytes[(y * 600 + x) * 3];
+    const std::uint8_t* pixel = &picture.bytes[(std::size_t{y} * 600 + x) * 3];
     return std::vector<int>{pixel[0], pixel[1], pixel[2]};
   };
   // The pen is a fourteenth of the height by eight: 3 pixels, drawn twice that away from the edge.
