@@ -44,6 +44,16 @@ void describe_options(CLI::App& app, Wishes& wishes) {
   app.add_flag("--dump", wishes.dump, "show every block and field instead of one line a sheet");
 }
 
+std::string picture_name(const std::string& output, int number) {
+  constexpr std::size_t ending = 4;  // ".png"
+  const std::string numbered = "-" + std::to_string(number) + ".png";
+  const bool whole_name = output.size() > ending && output.ends_with(".png");
+  if (!whole_name) {
+    return output + numbered;
+  }
+  return number == 1 ? output : output.substr(0, output.size() - ending) + numbered;
+}
+
 // 600 dpi from top to bottom doubles the height of a sheet and of nothing else.
 PixelDensity density_of(const Sheet& sheet) {
   for (const PaperConfig& paper : paper_sizes) {
@@ -113,7 +123,7 @@ class Preview {
 
   bool show(const Sheet& sheet) {
     ++sheets_;
-    const std::string file = wishes_.output + "-" + std::to_string(sheets_) + ".png";
+    const std::string file = picture_name(wishes_.output, sheets_);
     if (!wishes_.check && !write_picture(sheet, file)) {
       return false;
     }

@@ -107,7 +107,10 @@ std::string hexadecimal(const std::vector<std::uint8_t>& bytes) {
   for (const std::uint8_t byte : bytes) {
     char pair[4];
     std::snprintf(pair, sizeof pair, "%02x", byte);
-    text += (text.empty() ? "" : " ") + std::string(pair);
+    if (!text.empty()) {
+      text += ' ';
+    }
+    text += pair;
   }
   return text;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <numeric>
+#include <random>
 
 #include "companions/pictures/read_picture.h"
 #include "companions/pictures/scale.h"
@@ -284,6 +285,40 @@ TEST(ReadPicture, WhatCannotBeOpenedIsNamed) {
   EXPECT_EQ(error, "No such file or directory");
   EXPECT_FALSE(read_picture(folder.path(), error));
   EXPECT_EQ(error, "Is a directory");
+}
+
+// Files that were right until some of their bytes were changed. Whatever happens, it is a picture
+// of sound size or a named error.
+TEST(ReadPicture, DamagedFilesAreAPictureOrANamedError) {
+  const std::vector<std::string> whole = {
+      png_file(20, 15, {}, numbered(900)),
+      png_file(20, 15, {.colour_type = 6, .bits = 16, .interlaced = true}, numbered(2400)),
+      png_file(16, 15, {.colour_type = 3, .bits = 2}, numbered(60)),
+      jpeg_file(20, 15, {.orientation = 6, .profile = profile_for("RGB ")}, numbered(900)),
+      jpeg_file(20, 15, {.channels = 4, .progressive = true}, numbered(1200)),
+      "P6\n# comment\n20 15\n255\n" + std::string(900, 'x'),
+      "P5 20 15 65535\n" + std::string(600, 'x'),
+  };
+  std::mt19937 random(20261121);
+  const ScratchFolder folder;
+  for (const std::string& right : whole) {
+    for (int round = 0; round < 150; ++round) {
+      std::string wrong = right;
+      for (unsigned change = 0; change <= random() % 4; ++change) {
+        // Every second change hits the headers, where sizes stand.
+        const std::size_t range =
+            random() % 2 == 0 ? wrong.size() : std::min<std::size_t>(64, wrong.size());
+        wrong[random() % range] = static_cast<char>(random());
+      }
+      std::string error;
+      const auto picture = read_picture(folder.write("x", wrong), error);
+      if (picture) {
+        EXPECT_EQ(picture->bytes.size(), picture->row_bytes() * picture->height);
+      } else {
+        EXPECT_FALSE(error.empty());
+      }
+    }
+  }
 }
 
 // --- writing

@@ -71,6 +71,16 @@ TEST(PreviewProgram, SheetsOfSeveralStreamsAreNumberedOn) {
   EXPECT_EQ(picture_in(folder, "sheet-3.png").width, 2U);
 }
 
+TEST(PreviewProgram, AWholeNameIsTheFirstSheets) {
+  const ScratchFolder folder;
+  const ChildResult result =
+      preview(folder, {"-o", "out.png"}, wire_sheet(small_sheet()) + wire_sheet({}));
+  EXPECT_THAT(result.output, HasSubstr(" -> out.png\n"));
+  EXPECT_THAT(result.output, HasSubstr(" -> out-2.png\n"));
+  EXPECT_EQ(picture_in(folder, "out.png").width, 2U);
+  EXPECT_EQ(picture_in(folder, "out-2.png").width, 3U);
+}
+
 TEST(PreviewProgram, CheckWritesNoPicture) {
   const ScratchFolder folder;
   EXPECT_EQ(preview(folder, {"--check"}, wire_sheet({})).status, 0);
