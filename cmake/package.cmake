@@ -7,8 +7,9 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "print filter and tools for K905 dye-subli
 set(CPACK_PACKAGE_DESCRIPTION
 "Prints photographs on the K905 and its siblings RV-40, RV-40W and RS-30 from
 any program that prints through CUPS: the filter, the queue files (PPD), a
-program that makes and checks queues, and tools that draw pages, show what
-the printer would make of a job, and stand in for a printer.")
+program that makes and checks queues, one that prints photos straight to the
+sheet, and tools that draw pages, show what the printer would make of a job,
+and stand in for a printer.")
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/package)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)

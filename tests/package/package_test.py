@@ -87,7 +87,7 @@ class Contents(unittest.TestCase):
                   "usr/share/man/man8/rastertok905.8.gz", "usr/share/doc/rastertok905/copyright",
                   "usr/share/doc/rastertok905/changelog.Debian.gz"]
         wanted += [f"usr/share/cups/model/k905/{model}.ppd" for model in MODELS]
-        wanted += [f"usr/bin/{name}" for name in ("k905-contact", "k905-preview", "k905-raster",
+        wanted += [f"usr/bin/{name}" for name in ("k905-contact", "k905-preview", "k905-print", "k905-raster",
                                                    "k905-setup", "k905-sim")]
         for path in wanted:
             self.assertTrue((self.data / path).is_file(), path)
@@ -107,6 +107,12 @@ class Contents(unittest.TestCase):
             program = re.match(r"\./usr/(bin|lib/cups/filter)/.", name)
             wanted = "drwxr-xr-x" if name.endswith("/") else "-rwxr-xr-x" if program else "-rw-r--r--"
             self.assertEqual(mode, wanted, name)
+
+    def test_the_tools_find_the_filter_where_the_package_puts_it(self):
+        photo = artwork.png(self.root / "photo.png", 1800, 1200)
+        call(self.data / "usr/bin/k905-print", "--to", self.root / "job.prn", photo)
+        checked = call(self.data / "usr/bin/k905-preview", "--check", self.root / "job.prn")
+        self.assertIn("1920 x 1240", checked)
 
     def test_programs_carry_no_symbols(self):
         for program in self.programs():
