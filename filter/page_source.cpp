@@ -76,6 +76,9 @@ void KeptPage::keep(const cups_page_header2_t& header, cups_raster_t* raster) {
 }
 
 Raster KeptPage::open() {
+  if (size_ == 0) {
+    return nullptr;
+  }
   position_ = 0;
   Raster raster(cupsRasterOpenIO(&KeptPage::read, this, CUPS_RASTER_READ));
   cups_page_header2_t header;

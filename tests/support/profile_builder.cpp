@@ -26,7 +26,7 @@ cmsHPROFILE empty_profile(cmsColorSpaceSignature space, cmsProfileClassSignature
 
 // A crude printer: the lightness decides the ink, the a and b axes divide it up.
 int lab_to_inks(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
-  const int ink = 65535 - std::min(65535, in[0] * 65535 / 65280);
+  const int ink = 65535 - std::min(65535, in[0] + in[0] / 256);
   const int a = in[1] - 32768;
   const int b = in[2] - 32768;
   const auto limited = [](int value) {
