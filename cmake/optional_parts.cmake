@@ -31,3 +31,6 @@ if(K905_BUILD_BENCH)
 endif()
 
 option(K905_BUILD_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
+if(K905_BUILD_FUZZ OR (K905_BUILD_TESTS AND K905_BUILD_COMPANIONS))
+  add_subdirectory(fuzz)
+endif()
