@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "pipeline/page_memory.h"
 #include "pipeline/plane_set.h"
 
 struct RasterCloser {
@@ -39,24 +40,46 @@ class RasterInput {
   bool ended_ = false;
 };
 
-// The lines of one page, kept in memory so that every copy can be built from them.
+// One page as many times as it has copies. Every opening gives a raster stream that stands at the
+// page's first line.
 class KeptPage {
  public:
   // Reads the page's lines from `raster` until the last one or the first that cannot be read. When
   // memory runs out nothing is kept.
   void keep(const cups_page_header2_t& header, cups_raster_t* raster);
 
-  // A raster stream that stands at the page's first line and ends where keeping ended; null when
-  // nothing was kept. `this` must outlive it, and it must be closed before the next call.
+  // For copies that are sent from the planes of the first one built. `raster` passes its lines on,
+  // and they are kept only if they may be wanted again: if `memory` says, when the first line is
+  // asked for, that the build may fail for anything but a line that cannot be read.
+  void keep_if_needed(const cups_page_header2_t& header, cups_raster_t* raster,
+                      const PageMemory& memory);
+
+  // Null when nothing was kept. `this` must outlive the stream, and it must be closed before the
+  // next call.
   [[nodiscard]] Raster open();
 
  private:
+  // Lines that are passed on: none were, some were, or there are no more.
+  enum class Passing { kNot, kBefore, kLines, kEnded };
+
   static ssize_t read(void* page, unsigned char* buffer, std::size_t bytes);
+  [[nodiscard]] bool make_room(std::size_t needed);
+  void keep_header(const cups_page_header2_t& header);
+  [[nodiscard]] std::size_t take_kept(unsigned char* buffer, std::size_t bytes);
+  [[nodiscard]] std::size_t pass_line(unsigned char* buffer, std::size_t bytes);
+  [[nodiscard]] std::size_t repeat_line(unsigned char* buffer, std::size_t bytes);
 
   Plane bytes_;  // sync word, header, lines as libcups delivered them
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
   std::size_t position_ = 0;
+
+  Passing passing_ = Passing::kNot;
+  cups_raster_t* source_ = nullptr;
+  const PageMemory* memory_ = nullptr;
+  cups_page_header2_t header_ = {};
+  std::size_t lines_passed_ = 0;
+  std::size_t lines_repeated_ = 0;
 };
 
 // Reads what is left of the page away. False when there is no memory for a line: then the next

@@ -68,10 +68,14 @@ bool build(Job& job, Page& page) {
   return true;
 }
 
+// Whether no copy can be sent from the planes of the one before: pairing takes them away, and every
+// copy has its own pictures of the stages.
+bool builds_every_copy(const Job& job) { return job.merge || debug_images_wanted(); }
+
 // The planes of this copy: those of the copy before where they are still there, because nothing
 // that they depend on changes between two copies. The log tells of each copy all the same.
 bool build_or_reuse(Job& job, Page& page) {
-  if (page.planes.plane[0] != nullptr && !debug_images_wanted()) {
+  if (page.planes.plane[0] != nullptr && !builds_every_copy(job)) {
     k905_report_page_again(&page.header, job.memory);
     return true;
   }
@@ -111,10 +115,14 @@ bool print_page(Job& job, const cups_page_header2_t& header, std::int64_t index)
   Page page{.header = header, .index = index, .kept = nullptr, .planes = {}};
   log_line("K905-1: Processing page %d (%s)", page.number(), page.odd() ? "ODD" : "EVEN");
 
-  // libcups hands a page's lines out once; more than one copy needs them kept.
+  // libcups hands a page's lines out once; more than one copy may need them kept.
   KeptPage kept;
   if (job.copies >= 2) {
-    kept.keep(header, job.raster.get());
+    if (builds_every_copy(job)) {
+      kept.keep(header, job.raster.get());
+    } else {
+      kept.keep_if_needed(header, job.raster.get(), job.memory);
+    }
     page.kept = &kept;
   }
   print_copies(job, page);

@@ -178,6 +178,7 @@ class PlaceStage {
  public:
   // `width` x `height` is the image as it lies on the sheet; `turned` tells by which road it comes.
   void prepare(const PageLayout& layout, std::size_t width, std::size_t height, bool turned);
+  [[nodiscard]] bool ready() const { return ready_; }
 
   // Row `y` of the image, rows in order.
   void row(std::size_t y, const PlaneRow& row);
@@ -235,6 +236,7 @@ class TurnStage {
   // Size of the image behind this stage.
   [[nodiscard]] std::size_t width() const { return wanted_ ? height_ : width_; }
   [[nodiscard]] std::size_t height() const { return wanted_ ? width_ : height_; }
+  [[nodiscard]] bool ready() const { return ready_; }
 
   // Where the plane rows of a row are to be written.
   [[nodiscard]] PlaneRow target();
@@ -270,4 +272,7 @@ struct PageStages {
   AdjustStage adjust;
   TurnStage turn;
   PlaceStage place;
+
+  // Whether, once prepared, nothing but a line that cannot be read can fail the page any more.
+  [[nodiscard]] bool complete() const { return resize.ready() && turn.ready() && place.ready(); }
 };
