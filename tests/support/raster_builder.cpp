@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "geometry/header_number.h"
+
 namespace {
 
 ssize_t append_to_string(void* context, unsigned char* bytes, std::size_t count) {
@@ -12,7 +14,7 @@ ssize_t append_to_string(void* context, unsigned char* bytes, std::size_t count)
 }
 
 std::size_t lines_of_page(const cups_page_header2_t& header) {
-  const bool planar = header.cupsColorOrder == CUPS_ORDER_PLANAR;
+  const bool planar = header_number(header.cupsColorOrder) == CUPS_ORDER_PLANAR;
   return std::size_t{header.cupsHeight} * (planar ? header.cupsNumColors : 1);
 }
 

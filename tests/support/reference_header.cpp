@@ -1,5 +1,6 @@
 // The page header: its listing, and what it says about the sheet.
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "tests/support/reference_state.h"
@@ -7,9 +8,19 @@
 namespace reference {
 namespace {
 
-const char* yes_no(unsigned flag) { return flag != 0 ? "Yes" : "No"; }
+// A stream may hold any number where the header has an enumeration, so only its bytes are looked
+// at.
+template <typename Field>
+int number(const Field& field) {
+  static_assert(sizeof field == sizeof(int));
+  int value = 0;
+  std::memcpy(&value, &field, sizeof value);
+  return value;
+}
 
-const char* color_space_name(unsigned value) {
+const char* yes_no(int flag) { return flag != 0 ? "Yes" : "No"; }
+
+const char* color_space_name(int value) {
   switch (value) {
     case 0:
       return "W (White)";
@@ -30,7 +41,7 @@ const char* color_space_name(unsigned value) {
   }
 }
 
-const char* color_order_name(unsigned value) {
+const char* color_order_name(int value) {
   switch (value) {
     case 0:
       return "Chunked";
@@ -43,7 +54,7 @@ const char* color_order_name(unsigned value) {
   }
 }
 
-const char* orientation_name(unsigned value) {
+const char* orientation_name(int value) {
   switch (value) {
     case 0:
       return "Portrait (0°)";
@@ -111,22 +122,22 @@ void PlainFilter::dump_header(const cups_page_header2_t& h) {
       h.PageSize[0] / 72.0, h.PageSize[1] / 72.0);
   say("Resolution:            %u x %u DPI", h.HWResolution[0], h.HWResolution[1]);
   heading("Color Information");
-  say("Color Space:           %d", static_cast<int>(h.cupsColorSpace));
+  say("Color Space:           %d", number(h.cupsColorSpace));
   heading("Debug: All CUPS Header Fields");
-  say("cupsColorSpace: %d", static_cast<int>(h.cupsColorSpace));
+  say("cupsColorSpace: %d", number(h.cupsColorSpace));
   say("cupsNumColors: %u", h.cupsNumColors);
   say("cupsBitsPerColor: %u", h.cupsBitsPerColor);
   say("cupsBitsPerPixel: %u", h.cupsBitsPerPixel);
   say("cupsBytesPerLine: %u", h.cupsBytesPerLine);
-  say("cupsColorOrder: %d", static_cast<int>(h.cupsColorOrder));
+  say("cupsColorOrder: %d", number(h.cupsColorOrder));
   say("cupsCompression: %d", static_cast<int>(h.cupsCompression));
-  say("Color Space:           %s", color_space_name(h.cupsColorSpace));
+  say("Color Space:           %s", color_space_name(number(h.cupsColorSpace)));
   say("Number of Colors:      %u", h.cupsNumColors);
   say("Bits per Color:        %u", h.cupsBitsPerColor);
   say("Bits per Pixel:        %u", h.cupsBitsPerPixel);
   say("Bytes per Line:        %u (calculated: %u bytes)", h.cupsBytesPerLine, calculated);
-  say("Color Order:           %d", static_cast<int>(h.cupsColorOrder));
-  say("Color Order:           %s", color_order_name(h.cupsColorOrder));
+  say("Color Order:           %d", number(h.cupsColorOrder));
+  say("Color Order:           %s", color_order_name(number(h.cupsColorOrder)));
   heading("Media Information");
   say("Media Class:           '%.64s'", h.MediaClass);
   say("Media Color:           '%.64s'", h.MediaColor);
@@ -135,31 +146,31 @@ void PlainFilter::dump_header(const cups_page_header2_t& h) {
   say("Media Position:        %u", h.MediaPosition);
   heading("Print Settings");
   say("Number of Copies:      %u", h.NumCopies);
-  say("Collate:               %s", yes_no(h.Collate));
-  say("Duplex:                %s", yes_no(h.Duplex));
-  say("Tumble:                %s", yes_no(h.Tumble));
-  say("Mirror Print:          %s", yes_no(h.MirrorPrint));
-  say("Negative Print:        %s", yes_no(h.NegativePrint));
-  say("Orientation:           %d", static_cast<int>(h.Orientation));
-  say("Orientation:           %s", orientation_name(h.Orientation));
+  say("Collate:               %s", yes_no(number(h.Collate)));
+  say("Duplex:                %s", yes_no(number(h.Duplex)));
+  say("Tumble:                %s", yes_no(number(h.Tumble)));
+  say("Mirror Print:          %s", yes_no(number(h.MirrorPrint)));
+  say("Negative Print:        %s", yes_no(number(h.NegativePrint)));
+  say("Orientation:           %d", number(h.Orientation));
+  say("Orientation:           %s", orientation_name(number(h.Orientation)));
   heading("Borders and Margins");
   say("Margins:               [%u, %u] points (left,bottom)", h.Margins[0], h.Margins[1]);
   say("Imaging Bounding Box:  [%u, %u, %u, %u] points", h.ImagingBoundingBox[0],
       h.ImagingBoundingBox[1], h.ImagingBoundingBox[2], h.ImagingBoundingBox[3]);
   say("Borderless Scaling:    %.4f", static_cast<double>(h.cupsBorderlessScalingFactor));
   heading("Feed Settings");
-  say("Manual Feed:           %s", yes_no(h.ManualFeed));
-  say("Insert Sheet:          %s", yes_no(h.InsertSheet));
+  say("Manual Feed:           %s", yes_no(number(h.ManualFeed)));
+  say("Insert Sheet:          %s", yes_no(number(h.InsertSheet)));
   say("Advance Distance:      %u points", h.AdvanceDistance);
-  say("Advance Media:         %d", static_cast<int>(h.AdvanceMedia));
-  say("Cut Media:             %d", static_cast<int>(h.CutMedia));
-  say("Jog:                   %d", static_cast<int>(h.Jog));
-  say("Leading Edge:          %d", static_cast<int>(h.LeadingEdge));
+  say("Advance Media:         %d", number(h.AdvanceMedia));
+  say("Cut Media:             %d", number(h.CutMedia));
+  say("Jog:                   %d", number(h.Jog));
+  say("Leading Edge:          %d", number(h.LeadingEdge));
   heading("Output Settings");
   say("Output Type:           '%.64s'", h.OutputType);
-  say("Output Face Up:        %s", yes_no(h.OutputFaceUp));
-  say("Separations:           %s", yes_no(h.Separations));
-  say("Tray Switch:           %s", yes_no(h.TraySwitch));
+  say("Output Face Up:        %s", yes_no(number(h.OutputFaceUp)));
+  say("Separations:           %s", yes_no(number(h.Separations)));
+  say("Tray Switch:           %s", yes_no(number(h.TraySwitch)));
   heading("Compression and Banding");
   say("Compression:           %u", h.cupsCompression);
   say("Compression:           %s", compression_name(h.cupsCompression));
@@ -253,12 +264,12 @@ void PlainFilter::interpret_header(const cups_page_header2_t& h) {
         s.interlace_factor * s.paper.target_height);
   }
 
-  s.rotate = h.Orientation == 1 || h.Orientation == 3;
+  s.rotate = number(h.Orientation) == 1 || number(h.Orientation) == 3;
   if (s.rotate) {
     say("K905-1: CUPS orientation indicates image rotation");
   }
 
-  const int space = static_cast<int>(h.cupsColorSpace);
+  const int space = number(h.cupsColorSpace);
   if (space == 0 || space == 3) {
     s.color_model = "Gray";
     say("K905-1: Monochrome mode detected, using Gray color model");
