@@ -2,10 +2,13 @@
 // for a single job count. Hands the filter a private PPD file with these choices as the defaults,
 // tells CUPS of every sheet that was sent, and is otherwise as if it were not there: same
 // arguments, same bytes, same log lines, same exit status.
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <string>
 
@@ -16,6 +19,7 @@
 namespace {
 
 constexpr int kOptionsArgument = 5;
+constexpr int kFileArgument = 6;
 
 // argv[0] is the queue's name under CUPS, so it does not tell where the program lies.
 std::string filter_beside_this_program() {
@@ -58,11 +62,25 @@ void apply_job_options(const char* job_options) {
   }
 }
 
+// CUPS gives the first program of a chain its document as a file and nothing at standard input,
+// where the filter reads: so comes raster that was submitted as raster.
+void read_document_from(const char* path) {
+  const int document = open(path, O_RDONLY | O_CLOEXEC);
+  if (document < 0) {
+    tell_cups("ERROR", "The document cannot be opened.");
+    tell_cups("DEBUG", "rastertok905job: " + one_line(path) + ": " + std::strerror(errno));
+    return;
+  }
+  dup2(document, STDIN_FILENO);
+  close(document);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   hold_signals();
   keep_standard_descriptors_taken();
+  if (argc > kFileArgument) read_document_from(argv[kFileArgument]);
   apply_job_options(argc > kOptionsArgument ? argv[kOptionsArgument] : nullptr);
   return run_filter(filter_beside_this_program().c_str(), argv);
 }

@@ -172,6 +172,24 @@ TEST_F(JobProgram, ChangesNoByteOnTheWayThrough) {
   EXPECT_EQ(output_, bytes);
 }
 
+// So comes raster that was submitted as raster.
+TEST_F(JobProgram, ADocumentInAFileBecomesTheFiltersInput) {
+  const std::string document = folder_ + "/document";
+  std::ofstream(document) << "RaS3 and so on";
+  stand_in("exec cat\n");
+  EXPECT_EQ(run({"1", "me", "title", "1", "", document}), 0);
+  EXPECT_EQ(output_, "RaS3 and so on");
+  EXPECT_THAT(log_lines_, IsEmpty());
+}
+
+TEST_F(JobProgram, ADocumentThatCannotBeOpenedIsTold) {
+  stand_in("exec cat\n");
+  EXPECT_EQ(run({"1", "me", "title", "1", "", "/nowhere/document"}), 0);
+  EXPECT_THAT(log_lines_,
+              ElementsAre("ERROR: The document cannot be opened.",
+                          "DEBUG: rastertok905job: /nowhere/document: No such file or directory"));
+}
+
 TEST_F(JobProgram, PutsTheJobsChoicesIntoThePpdFile) {
   stand_in("grep -E '^.Default(PageSize|PageRegion|StpLaminate):' \"$PPD\"\n");
   run({"1", "me", "title", "1", "PageSize=w432h576 StpLaminate=Matte"});
