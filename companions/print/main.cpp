@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "companions/console/program.h"
+#include "companions/console/text.h"
 #include "companions/filter_child/filter_child.h"
 #include "companions/pictures/sheet_picture.h"
 #include "companions/pictures/write_png.h"
@@ -328,15 +329,21 @@ class PrintProgram {
         [this](const std::string& words) { say(words); });
   }
 
+  // The names of files are anybody's; a terminal obeys what they may hold.
+  static std::string plain(const std::string& words) {
+    constexpr std::size_t longest = 5000;
+    return one_line_of_text(words, longest);
+  }
+
   void say(const std::string& words) {
     progress_.wipe();
-    std::printf("%s\n", words.c_str());
+    std::printf("%s\n", plain(words).c_str());
     std::fflush(stdout);
   }
 
   void say_wrong(const std::string& words) {
     progress_.wipe();
-    complain(app_, words);
+    complain(app_, plain(words));
   }
 
   const CLI::App& app_;

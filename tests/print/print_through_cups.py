@@ -1,0 +1,352 @@
+"""k905-print and k905-status beside a real print system: `print_through_cups.py BUILD CMAKE`.
+
+A private scheduler, as for the end-to-end tests, with the programs installed as a user has them. Exit
+status 77 means that it could not be tried here.
+"""
+
+import os
+import pathlib
+import re
+import signal
+import struct
+import subprocess
+import sys
+import threading
+import time
+import tty
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "cups"))
+
+import artwork  # noqa: E402
+import end_to_end  # noqa: E402
+import ipp  # noqa: E402
+import private_cups  # noqa: E402
+from artwork import CYAN, MAGENTA  # noqa: E402
+
+
+class BesideCups(end_to_end.ThroughCups):
+    def program(self, name):
+        return self.cups.prefix / "bin" / name
+
+    def k905_print(self, *arguments, status=0):
+        said = self.cups.run(self.program("k905-print"), *arguments, check=False)
+        self.assertEqual(said.returncode, status, said.stdout + said.stderr)
+        return said
+
+    @staticmethod
+    def jobs_in(text):
+        """Each once, in their order."""
+        return list(dict.fromkeys(map(int, re.findall(r" -> job (\d+) on ", text))))
+
+    def printed(self, *arguments, status=0):
+        """The sheets of the jobs that a run of k905-print said it made."""
+        said = self.k905_print("--queue", self.queue, *arguments, status=status)
+        streams = []
+        for job in self.jobs_in(said.stdout):
+            self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+            streams.append(self.cups.stream_of(job))
+        return streams
+
+    def picture(self, name="photo.png", centre=artwork.GREY):
+        return artwork.png(self.art / name, 900, 600, centre)
+
+
+class Print(BesideCups):
+    """Photos through a queue."""
+
+    def test_the_sheet_is_the_same_as_without_a_queue(self):
+        self.add_queue()
+        photo = self.jpeg()
+        (stream,) = self.printed(photo)
+        without = self.art / "without.prn"
+        self.k905_print("--to", without, photo)
+        self.assertEqual(stream.read_bytes(), without.read_bytes())
+
+    def test_the_queues_defaults_count(self):
+        self.add_queue(PageSize="w432h576", StpLaminate="Matte", StpBrightness="-500")
+        (stream,) = self.printed(self.picture())
+        (sheet,) = self.stream(stream, ["0.5,0.5"])
+        self.assertEqual((sheet["height"], sheet["matte"]), (2436, True))
+        self.assert_colour(sheet["colours"][0], (64, 64, 64), 1, "centre")
+
+    def test_choices_go_over_the_queues_defaults(self):
+        self.add_queue(PageSize="w432h576", StpLaminate="Matte", StpBrightness="-500",
+                       Resolution="300x600dpi")
+        (stream,) = self.printed("--paper", "6x4", "--finish", "glossy", "--brightness", "0",
+                                 "-o", "Resolution=300dpi", self.picture())
+        (sheet,) = self.stream(stream, ["0.5,0.5"])
+        self.assertEqual((sheet["height"], sheet["matte"]), (1240, False))
+        self.assert_colour(sheet["colours"][0], (128, 128, 128), 1, "centre")
+
+    def test_bleeds_of_the_queue_leave_every_pixel_in_its_place(self):
+        self.add_queue(BleedTop="2.0", BleedLeft="-1.0")
+        photo = self.jpeg()
+        (stream,) = self.printed(photo)
+        without = self.art / "bleed.prn"
+        self.k905_print("--to", without, "-o", "BleedTop=2.0", "-o", "BleedLeft=-1.0", photo)
+        self.assertEqual(stream.read_bytes(), without.read_bytes())
+
+    def test_a_gray_queue_prints_gray(self):
+        self.add_queue(ColorModel="Gray")
+        (stream,) = self.printed(self.picture())
+        (sheet,) = self.stream(stream, ["0.3,0.3"])
+        self.assertEqual(len(set(sheet["colours"][0])), 1)
+
+    def test_the_users_own_choices_for_the_queue_count(self):
+        self.add_queue()
+        self.cups.run("lpoptions", "-p", f"{self.queue}/matte", "-o", "StpLaminate=Matte")
+        said = self.k905_print("--queue", f"{self.queue}/matte", self.picture())
+        (job,) = self.jobs_in(said.stdout)
+        self.cups.finished(job)
+        (sheet,) = self.stream(self.cups.stream_of(job))
+        self.assertTrue(sheet["matte"])
+
+    def test_every_picture_is_a_job_and_a_broken_one_takes_none_along(self):
+        self.add_queue()
+        broken = self.art / "broken.jpg"
+        broken.write_bytes(b"\xff\xd8\xff broken")
+        streams = self.printed(self.picture("a.png", CYAN), broken, self.picture("b.png", MAGENTA),
+                               status=1)
+        self.assertEqual(len(streams), 2)
+        for stream, centre in zip(streams, (CYAN, MAGENTA)):
+            (sheet,) = self.stream(stream, ["0.5,0.5"])
+            self.assert_colour(sheet["colours"][0], centre, 1, "centre")
+
+    def test_copies_and_two_on_a_sheet(self):
+        self.add_queue()
+        (stream,) = self.printed("-n", "3", self.picture())
+        self.assertEqual(len(self.stream(stream)), 3)
+        (stream,) = self.printed("--two-up", self.picture(), self.picture(), self.picture())
+        self.assertEqual([sheet["height"] for sheet in self.stream(stream)], [2498, 1240])
+
+    def test_a_preview_shows_what_the_queue_would_print(self):
+        self.add_queue(PageSize="w432h576")
+        sheet = self.art / "sheet.png"
+        said = self.k905_print("--queue", self.queue, "--preview", sheet, self.picture())
+        self.assertEqual(said.stdout, f"{sheet}\n")
+        self.assertEqual(int.from_bytes(sheet.read_bytes()[20:24], "big"), 2436)
+
+    def test_the_default_queue_is_taken_when_none_is_named(self):
+        self.add_queue()
+        self.assertIn("there is no default queue",
+                      self.k905_print(self.picture(), status=1).stderr)
+        self.cups.run("lpadmin", "-d", self.queue)
+        (job,) = self.jobs_in(self.k905_print(self.picture()).stdout)
+        self.cups.finished(job)
+        self.assertEqual(len(self.stream(self.cups.stream_of(job))), 1)
+
+    def test_a_class_of_queues_prints(self):
+        self.add_queue()
+        self.cups.run("lpadmin", "-p", self.queue, "-c", "booths")
+        self.cups.run("cupsaccept", "booths")
+        self.cups.run("cupsenable", "booths")
+        (job,) = self.jobs_in(self.k905_print("--queue", "booths", self.picture()).stdout)
+        self.cups.finished(job)
+        self.assertEqual(len(self.stream(self.cups.stream_of(job))), 1)
+
+    def test_what_cannot_be_printed_is_said(self):
+        self.add_queue()
+        photo = self.picture()
+        self.assertIn("there is no queue nowhere",
+                      self.k905_print("--queue", "nowhere", photo, status=1).stderr)
+        self.cups.run("lpadmin", "-p", "raw", "-v", f"capture:{self.cups.captured}", "-E")
+        self.assertIn("raw is no queue of this printer",
+                      self.k905_print("--queue", "raw", photo, status=1).stderr)
+        self.cups.run("cupsreject", self.queue)
+        self.assertIn("not accepting jobs",
+                      self.k905_print("--queue", self.queue, photo, status=1).stderr)
+        self.assertIn("does not offer ICCProfile=elsewhere.icc",
+                      self.k905_print("--queue", self.queue, "-o", "ICCProfile=elsewhere.icc", photo,
+                                      status=1).stderr)
+
+    def test_a_name_that_is_no_text_prints(self):
+        self.add_queue()
+        path = os.fsencode(self.art) + b"/\xff\xfe\n.png"
+        with open(path, "wb") as photo:
+            photo.write(self.picture().read_bytes())
+        streams = self.printed(os.fsdecode(path))
+        self.assertEqual(len(self.stream(streams[0])), 1)
+
+
+class Watched(BesideCups):
+    """A folder through a queue: a picture counts as printed when its job was taken."""
+
+    def setUp(self):
+        super().setUp()
+        self.add_queue()
+        self.folder = self.art / self.queue
+        self.folder.mkdir()
+        self.journal = self.art / f"{self.queue}.journal"
+
+    def put(self, name, centre=artwork.GREY):
+        artwork.png(self.folder / name, 90, 60, centre)
+
+    def watch(self):
+        return Watch(self, [self.program("k905-print"), "--queue", self.queue, "--watch", self.folder,
+                            "--journal", self.journal])
+
+    def test_a_picture_is_printed_once_over_a_restart(self):
+        self.put("a.png")
+        with self.watch() as watch:
+            watch.expect("a.png -> job ")
+        self.put("b.png")
+        with self.watch() as watch:
+            watch.expect("b.png -> job ")
+        self.assertNotIn("a.png", watch.said)
+
+    def test_a_refused_picture_is_printed_when_the_queue_takes_it(self):
+        self.cups.run("cupsreject", self.queue)
+        self.put("a.png")
+        with self.watch() as watch:
+            watch.expect("not accepting jobs")
+            self.cups.run("cupsaccept", self.queue)
+            watch.expect("a.png -> job ")
+
+    def set_begun(self, job, title):
+        """As a journal is when the program ended between its two last steps."""
+        text = self.journal.read_text()
+        line = re.search(r"taken (.*)\n", text).group(1)
+        self.journal.write_text(text.replace(f"taken {line}", f"begun {line} {job} {title}"))
+
+    def printed_once(self):
+        self.put("a.png")
+        with self.watch() as watch:
+            watch.expect("a.png -> job ")
+        (job,) = self.jobs_in(watch.said)
+        self.cups.finished(job)
+        return job
+
+    def test_a_job_that_was_taken_is_found_again(self):
+        job = self.printed_once()
+        self.set_begun(job, "a.png")
+        self.put("b.png")
+        with self.watch() as watch:
+            watch.expect("b.png -> job ")
+        self.assertNotIn("a.png", watch.said)
+        self.assertIn("taken", self.journal.read_text())
+        self.assertNotIn("begun", self.journal.read_text())
+
+    def test_a_job_that_is_not_there_was_not_taken(self):
+        self.printed_once()
+        self.set_begun(99999, "a.png")
+        with self.watch() as watch:
+            watch.expect("a.png -> job ")
+
+    def test_somebody_elses_job_of_that_number_is_left_alone(self):
+        self.printed_once()
+        self.cups.run("cupsdisable", self.queue)
+        other = self.cups.submit(self.queue, self.picture(), title="other")
+        self.set_begun(other, "a.png")
+        with self.watch() as watch:
+            watch.expect("a.png -> job ")
+        self.assertNotIn(self.cups.job_state(other)["job-state"], ipp.ENDED)
+        self.cups.run("cancel", "-a", self.queue)
+
+    def create_job(self, title):
+        """Begun as k905-print begins one, and left at that."""
+        attributes = b"".join(ipp.attribute(tag, name, value) for tag, name, value in (
+            (0x47, "attributes-charset", "utf-8"), (0x48, "attributes-natural-language", "en"),
+            (0x45, "printer-uri", f"ipp://localhost/printers/{self.queue}"),
+            (0x42, "requesting-user-name", "root"), (0x42, "job-name", title)))
+        create_job = 0x0005
+        request = struct.pack(">BBHI", 1, 1, create_job, 1) + b"\x01" + attributes
+        connection = ipp.SocketConnection(self.cups.socket)
+        try:
+            connection.request("POST", f"/printers/{self.queue}", request + bytes([ipp.END_TAG]),
+                               {"Content-Type": "application/ipp"})
+            return ipp.decoded(connection.getresponse().read())["job-id"]
+        finally:
+            connection.close()
+
+    def test_a_job_that_never_got_its_pages_is_taken_away_and_printed(self):
+        self.printed_once()
+        job = self.create_job("a.png")
+        self.set_begun(job, "a.png")
+        with self.watch() as watch:
+            watch.expect("a.png -> job ")
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
+
+
+class Watch:
+    """k905-print at a folder, until the end of a `with`."""
+
+    def __init__(self, test, command):
+        self.test = test
+        self.command = [str(word) for word in command]
+        self.said = ""
+
+    def __enter__(self):
+        self.process = subprocess.Popen(self.command, env=self.test.cups.environment(), text=True,
+                                        stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        self.reader = threading.Thread(target=self.read)
+        self.reader.start()
+        return self
+
+    def read(self):
+        for line in self.process.stdout:
+            self.said += line
+
+    def expect(self, words):
+        self.test.cups.wait_for(lambda: words in self.said, f"{words!r} in {self.said!r}")
+
+    def __exit__(self, *_):
+        self.process.send_signal(signal.SIGTERM)
+        self.test.assertEqual(self.process.wait(60), 0, self.said)
+        self.reader.join()
+        self.process.stdout.close()
+
+
+class Status(BesideCups):
+    """A device that the print system is printing on."""
+
+    def test_it_is_said_who_has_the_device_and_no_question_disturbs_the_job(self):
+        printer, device = os.openpty()
+        try:
+            tty.setraw(device)
+            path = os.ttyname(device)
+            self.add_queue(device=f"file://{path}")
+            job = self.cups.submit(self.queue, self.picture())
+            # Nobody reads: the job stands still with the terminal full.
+            self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.PROCESSING,
+                               "the job to begin")
+            said = self.cups.run(self.program("k905-status"), path, check=False)
+            self.assertEqual(said.returncode, 3)
+            self.assertEqual(said.stdout, f"{path}: in use, the print system is printing on it "
+                                          f"(queue {self.queue})\n")
+            stream = bytearray()
+            os.set_blocking(printer, False)
+
+            def take():
+                try:
+                    while piece := os.read(printer, 65536):
+                        stream.extend(piece)
+                except BlockingIOError:
+                    pass
+                return self.cups.job_state(job)["job-state"] in ipp.ENDED
+            self.cups.wait_for(take, "the job to end")
+            time.sleep(0.1)
+            take()
+            self.assertNotIn(b"\x1bPSTATUS", bytes(stream))
+            capture = self.art / "terminal.prn"
+            capture.write_bytes(stream)
+            self.assertEqual(len(self.stream(capture)), 1)
+        finally:
+            os.close(device)
+            os.close(printer)
+
+
+def main():
+    if len(sys.argv) < 3:
+        print(__doc__)
+        return 2
+    end_to_end.BUILD, end_to_end.CMAKE = pathlib.Path(sys.argv[1]), sys.argv[2]
+    missing = private_cups.what_is_missing()
+    if missing:
+        print(f"SKIPPED: no print system can be started here: {missing}")
+        return end_to_end.SKIPPED
+    return 0 if unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False).result.wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
