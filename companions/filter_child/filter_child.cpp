@@ -9,6 +9,10 @@
 #include <climits>
 #include <cstdlib>
 
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
+
 namespace {
 
 constexpr char kFilterName[] = "/rastertok905";
@@ -74,8 +78,13 @@ void put_in_place(int descriptor, int place) {
   }
 }
 
-void prepare_signals() {
-  signal(SIGINT, SIG_IGN);
+void prepare_signals(bool ends_with_parent) {
+  signal(SIGINT, ends_with_parent ? SIG_DFL : SIG_IGN);
+#ifdef __linux__
+  if (ends_with_parent) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+  }
+#endif
   signal(SIGTERM, SIG_DFL);
   signal(SIGPIPE, SIG_DFL);
   sigset_t none;
@@ -116,7 +125,7 @@ pid_t start_filter(const FilterStart& start, int inherited) {
     if (inherited >= 0) {
       fcntl(inherited, F_SETFD, 0);
     }
-    prepare_signals();
+    prepare_signals(start.ends_with_us);
     execve(start.program.c_str(), argv.data(), envp.data());
     const int reason = errno;
     (void)!write(failure[1], &reason, sizeof reason);

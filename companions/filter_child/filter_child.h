@@ -20,12 +20,14 @@ struct FilterStart {
   int input = -1;
   int output = -1;
   int log = -1;
+  // Ends when this process ends, by the terminal's interrupt too. Otherwise that is not for the
+  // child: the sheet in hand must reach the printer whole.
+  bool ends_with_us = false;
 };
 
 // Starts the filter with no other descriptors than these three and `inherited` (-1: none), which
-// keeps its number. A terminal's interrupt is not for the child: the sheet in hand must reach the
-// printer whole. Returns the process id, or -1 with errno set.
-[[nodiscard]] pid_t start_filter(const FilterStart& start, int inherited);
+// keeps its number. Returns the process id, or -1 with errno set.
+[[nodiscard]] pid_t start_filter(const FilterStart& start, int inherited = -1);
 
 // Waits for its end. The exit status, or 128 and the signal that ended it.
 [[nodiscard]] int wait_for_filter(pid_t filter);

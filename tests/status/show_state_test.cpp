@@ -1,0 +1,75 @@
+// A state as text and as JSON, whatever bytes the printer sent.
+#include "companions/status/show_state.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+PrinterState ready() {
+  PrinterState printer;
+  printer.device = "/dev/usb/lp0";
+  printer.state = State::ready;
+  printer.report.status_code = 0;
+  printer.report.status_text = "Idling";
+  printer.report.model = "K905";
+  printer.report.prints_left = 73;
+  return printer;
+}
+
+TEST(AsJson, HasAllKeysInTheirOrderAndNullForTheUnknown) {
+  EXPECT_EQ(as_json(ready()),
+            "{\"device\": \"/dev/usb/lp0\", \"state\": \"ready\", \"message\": null, "
+            "\"status_code\": 0, \"status_text\": \"Idling\", \"model\": \"K905\", "
+            "\"media\": null, \"media_text\": null, \"resolution\": null, \"prints_left\": 73, "
+            "\"prints_initial\": null, \"half_size_left\": null, \"free_buffers\": null, "
+            "\"life_counter\": null, \"matte_counter\": null, \"serial_number\": null, "
+            "\"firmware\": null, \"color_data_version\": null, \"color_data_checksum\": null}\n");
+}
+
+TEST(AsJson, AnyBytesOfAPrinterAreAString) {
+  PrinterState printer = ready();
+  printer.report.serial_number = "a\"b\\c\n\x01\x7f\xff\xc3\xa4";
+  EXPECT_THAT(as_json(printer),
+              HasSubstr("\"serial_number\": "
+                        "\"a\\\"b\\\\c\\u000a\\u0001\\u007f\xEF\xBF\xBD\xc3\xa4\""));
+}
+
+TEST(AsJson, EveryStateHasItsWordAndItsExitStatus) {
+  const std::vector<std::tuple<State, std::string, int>> states{
+      {State::ready, "ready", 0},
+      {State::busy, "busy", 0},
+      {State::attention, "attention", 1},
+      {State::unreachable, "unreachable", 2},
+      {State::held, "held", 3}};
+  for (const auto& [state, word, status] : states) {
+    EXPECT_EQ(word_for(state), word);
+    EXPECT_EQ(exit_status_for(state), status);
+  }
+}
+
+TEST(AsText, SaysFirstHowItIs) {
+  EXPECT_EQ(as_text(ready()),
+            "/dev/usb/lp0: ready, Idling\n"
+            "  status code       0\n"
+            "  model             K905\n"
+            "  prints left       73\n");
+}
+
+TEST(AsText, TheReasonTakesThePlaceOfTheStatus) {
+  PrinterState printer;
+  printer.device = "/dev/usb/lp0";
+  printer.message = "No such file or directory";
+  EXPECT_EQ(as_text(printer), "/dev/usb/lp0: not reachable, No such file or directory\n");
+}
+
+TEST(AsText, ALineBreakOfThePrinterMakesNoLine) {
+  PrinterState printer = ready();
+  printer.report.model = "K905\r\n  prints left  999";
+  EXPECT_THAT(as_text(printer), HasSubstr("model             K905    prints left  999\n"));
+}
+
+}  // namespace

@@ -1,0 +1,163 @@
+// k905-status as people and monitors start it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <csignal>
+
+#include "tests/print/running_program.h"
+#include "tests/support/build_paths.h"
+#include "tests/support/child_process.h"
+#include "tests/support/simulated_printer.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+constexpr char kProgram[] = K905_BINARY_DIR "/k905-status";
+
+// No print system is asked: none can be at that address.
+std::map<std::string, std::string> environment() {
+  return {{"CUPS_SERVER", "/nowhere/cups.sock"}, {"PATH", "/usr/bin:/bin"}};
+}
+
+ChildResult status(const std::vector<std::string>& arguments,
+                   const std::map<std::string, std::string>& more = {}) {
+  ChildSetup setup;
+  setup.program = kProgram;
+  setup.arguments = arguments;
+  setup.arguments.insert(setup.arguments.begin(), "k905-status");
+  setup.environment = environment();
+  for (const auto& [name, value] : more) {
+    setup.environment[name] = value;
+  }
+  return run_child(setup);
+}
+
+// A stand-in for the filter, which is told what to say.
+std::string stand_in(const ScratchFolder& folder, const std::string& script) {
+  std::string path = folder.write("filter", "#!/bin/sh\n" + script);
+  chmod(path.c_str(), 0755);
+  return path;
+}
+
+TEST(StatusProgram, AReadyPrinterIsExitStatusZero) {
+  const SimulatedPrinter printer({"--model", "RV-40", "--remaining", "73"});
+  const ChildResult result = status({printer.path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, StartsWith(printer.path() + ": ready, Idling\n"));
+  EXPECT_THAT(result.output, HasSubstr("\n  model             RV-40\n"));
+  EXPECT_THAT(result.output, HasSubstr("\n  prints left       73\n"));
+  EXPECT_THAT(result.log, IsEmpty());
+}
+
+TEST(StatusProgram, AsJsonItIsOneLine) {
+  const SimulatedPrinter printer({"--status", "1100", "--remaining", "0", "--serial", "S \"1\""});
+  const ChildResult result = status({"--json", printer.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output,
+              StartsWith("{\"device\": \"" + printer.path() +
+                         "\", \"state\": \"attention\", \"message\": null, \"status_code\": 1100, "
+                         "\"status_text\": \"Paper End\", \"model\": \"K905\", "));
+  EXPECT_THAT(result.output, HasSubstr("\"prints_left\": 0, "));
+  EXPECT_THAT(result.output, HasSubstr("\"serial_number\": \"S \\\"1\\\"\", "));
+  EXPECT_EQ(result.output.find('\n'), result.output.size() - 1);
+}
+
+TEST(StatusProgram, ABusyPrinterNeedsNobody) {
+  const SimulatedPrinter printer({"--status", "500"});
+  const ChildResult result = status({printer.path()});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, StartsWith(printer.path() + ": busy, Head cooling down\n"));
+}
+
+TEST(StatusProgram, AnUnknownCodeIsToldAsOne) {
+  const SimulatedPrinter printer({"--status", "4711"});
+  const ChildResult result = status({"-j", printer.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output,
+              HasSubstr("\"message\": \"the printer tells a status that is not known\", "
+                        "\"status_code\": 4711, \"status_text\": null, "));
+}
+
+TEST(StatusProgram, ADeviceThatIsNotThereIsExitStatusTwo) {
+  const ChildResult result = status({"/nowhere/lp0"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.output, "/nowhere/lp0: not reachable, No such file or directory\n");
+  EXPECT_THAT(status({"-j", "/nowhere/lp0"}).output,
+              StartsWith("{\"device\": \"/nowhere/lp0\", \"state\": \"unreachable\", "
+                         "\"message\": \"No such file or directory\", \"status_code\": null, "));
+}
+
+TEST(StatusProgram, SomethingThatAnswersNothingIsNotReachable) {
+  const ChildResult result = status({"/dev/null"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.output, "/dev/null: not reachable, nobody answers\n");
+}
+
+TEST(StatusProgram, ADeviceThatAnotherProgramHoldsIsSaidToBe) {
+  const ScratchFolder folder;
+  const std::string filter =
+      stand_in(folder, "echo \"K905-1: open('$2') failed: Device or resource busy\" >&2\nexit 1\n");
+  const ChildResult result = status({"/dev/usb/lp7"}, {{"K905_FILTER", filter}});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.output, "/dev/usb/lp7: in use, another program has it open\n");
+  EXPECT_THAT(status({"-j", "/dev/usb/lp7"}, {{"K905_FILTER", filter}}).output,
+              HasSubstr("\"state\": \"held\", "));
+}
+
+TEST(StatusProgram, AFilterThatDoesNotDoItsPartIsNamed) {
+  const ScratchFolder folder;
+  EXPECT_EQ(status({"/dev/x"}, {{"K905_FILTER", stand_in(folder, "exit 5\n")}}).output,
+            "/dev/x: not reachable, the filter ended with status 5\n");
+  EXPECT_EQ(status({"/dev/x"}, {{"K905_FILTER", stand_in(folder, "echo hello\n")}}).output,
+            "/dev/x: not reachable, the filter's report cannot be read\n");
+  EXPECT_EQ(status({"/dev/x"}, {{"K905_FILTER", "/nowhere/filter"}}).output,
+            "/dev/x: not reachable, /nowhere/filter: No such file or directory\n");
+}
+
+TEST(StatusProgram, WatchingTellsAgainAndAgain) {
+  const SimulatedPrinter printer;
+  RunningProgram program(kProgram, {"--json", "--watch", "0.1", printer.path()}, environment());
+  EXPECT_TRUE(program.has_said("\"state\": \"ready\"", 3));
+}
+
+TEST(StatusProgram, WaitingEndsWhenThePrinterIsReady) {
+  const ScratchFolder folder;
+  const std::string state = folder.path() + "/state";
+  const SimulatedPrinter printer({"--state", state, "--status", "1000"});
+  RunningProgram program(kProgram, {"--wait-ready", "--watch", "0.2", printer.path()},
+                         environment());
+  EXPECT_TRUE(program.has_said("k905-status: waiting: Cover is open\n"));
+  std::string text = folder.read("state").value_or("");
+  const std::size_t at = text.find("status = 1000");
+  ASSERT_NE(at, std::string::npos);
+  folder.write("state", text.replace(at, 13, "status = 0"));
+  EXPECT_EQ(program.wait(), 0);
+  // The reason once, however often it was asked; then how it is.
+  EXPECT_EQ(program.said().find("waiting"), program.said().rfind("waiting"));
+  EXPECT_THAT(program.said(), HasSubstr(": ready, Idling\n"));
+}
+
+TEST(StatusProgram, WaitingHasItsLimit) {
+  const SimulatedPrinter printer({"--status", "1"});
+  const ChildResult result =
+      status({"--wait-ready", "--watch", "0.2", "--timeout", "0.5", printer.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, StartsWith(printer.path() + ": busy, Printing\n"));
+}
+
+TEST(StatusProgram, WrongUsageIsExitStatusSixtyFour) {
+  for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
+           {"--nonsense"}, {"a", "b"}, {"--watch", "0"}, {"--timeout", "3"}}) {
+    const ChildResult result = status(wrong);
+    EXPECT_EQ(result.status, 64) << testing::PrintToString(wrong);
+    EXPECT_THAT(result.log, StartsWith("k905-status: "));
+    EXPECT_THAT(result.output, IsEmpty());
+  }
+  EXPECT_EQ(status({"--help"}).status, 0);
+}
+
+}  // namespace
