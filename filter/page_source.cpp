@@ -35,7 +35,11 @@ ssize_t RasterInput::read(void* input, unsigned char* buffer, std::size_t bytes)
 }
 
 // Grown with the lines that arrive: what the header promises may be any number.
-bool KeptPage::make_room(std::size_t needed) {
+bool KeptPage::make_room(std::size_t bytes) {
+  std::size_t needed = 0;
+  if (__builtin_add_overflow(size_, bytes, &needed)) {
+    return false;
+  }
   if (needed <= capacity_) {
     return true;
   }
@@ -60,38 +64,44 @@ void KeptPage::keep_header(const cups_page_header2_t& header) {
   }
 }
 
+// Room behind what is kept; null when there is none, and then nothing is kept: half a page would
+// look like a raster that broke off.
+std::uint8_t* KeptPage::next_line(std::size_t line_bytes) {
+  if (size_ == 0 || !make_room(line_bytes)) {
+    size_ = 0;
+    return nullptr;
+  }
+  return bytes_.get() + size_;
+}
+
 void KeptPage::keep(const cups_page_header2_t& header, cups_raster_t* raster) {
-  const std::size_t line_bytes = header.cupsBytesPerLine;
   keep_header(header);
-  for (unsigned y = 0; size_ > 0 && y < header.cupsHeight; ++y) {
-    std::size_t needed = 0;
-    if (__builtin_add_overflow(size_, line_bytes, &needed) || !make_room(needed)) {
-      size_ = 0;  // Half a page would look like a raster that broke off.
+  for (unsigned y = 0; y < header.cupsHeight; ++y) {
+    std::uint8_t* line = next_line(header.cupsBytesPerLine);
+    if (line == nullptr || cupsRasterReadPixels(raster, line, header.cupsBytesPerLine) == 0) {
       return;
     }
-    if (cupsRasterReadPixels(raster, bytes_.get() + size_, header.cupsBytesPerLine) == 0) {
-      return;
-    }
-    size_ = needed;
+    size_ += header.cupsBytesPerLine;
   }
 }
 
-void KeptPage::keep_if_needed(const cups_page_header2_t& header, cups_raster_t* raster,
-                              const PageMemory& memory) {
+void KeptPage::keep_broken_off(const cups_page_header2_t& header, std::size_t lines) {
   keep_header(header);
-  passing_ = Passing::kBefore;
-  source_ = raster;
-  memory_ = &memory;
-  header_ = header;
+  for (std::size_t y = 0; y < lines; ++y) {
+    std::uint8_t* line = next_line(header.cupsBytesPerLine);
+    if (line == nullptr) {
+      return;
+    }
+    std::memset(line, 0, header.cupsBytesPerLine);
+    size_ += header.cupsBytesPerLine;
+  }
 }
 
 Raster KeptPage::open() {
-  const bool passed_on_whole = passing_ == Passing::kLines && lines_passed_ == header_.cupsHeight;
-  if (size_ == 0 || passed_on_whole) {
+  if (size_ == 0) {
     return nullptr;
   }
   position_ = 0;
-  lines_repeated_ = 0;
   Raster raster(cupsRasterOpenIO(&KeptPage::read, this, CUPS_RASTER_READ));
   cups_page_header2_t header;
   if (raster != nullptr && cupsRasterReadHeader2(raster.get(), &header) == 0) {
@@ -102,47 +112,10 @@ Raster KeptPage::open() {
 
 ssize_t KeptPage::read(void* page, unsigned char* buffer, std::size_t bytes) {
   auto& self = *static_cast<KeptPage*>(page);
-  if (self.position_ == self.size_ && self.passing_ == Passing::kBefore) {
-    // The pipeline takes whole lines; a libcups that wanted them in pieces gets them from memory.
-    const bool can_pass = bytes >= self.header_.cupsBytesPerLine && self.memory_->stages.complete();
-    self.passing_ = can_pass ? Passing::kLines : Passing::kNot;
-    if (!can_pass) {
-      self.keep(self.header_, self.source_);
-    }
-  }
-  if (self.position_ < self.size_ || self.passing_ == Passing::kNot) {
-    return static_cast<ssize_t>(self.take_kept(buffer, bytes));
-  }
-  return static_cast<ssize_t>(self.passing_ == Passing::kLines ? self.pass_line(buffer, bytes)
-                                                               : self.repeat_line(buffer, bytes));
-}
-
-std::size_t KeptPage::take_kept(unsigned char* buffer, std::size_t bytes) {
-  const std::size_t count = size_ > position_ ? std::min(bytes, size_ - position_) : 0;
-  std::memcpy(buffer, bytes_.get() + position_, count);
-  position_ += count;
-  return count;
-}
-
-std::size_t KeptPage::pass_line(unsigned char* buffer, std::size_t bytes) {
-  if (bytes < header_.cupsBytesPerLine ||
-      cupsRasterReadPixels(source_, buffer, header_.cupsBytesPerLine) == 0) {
-    passing_ = Passing::kEnded;
-    return 0;
-  }
-  ++lines_passed_;
-  return header_.cupsBytesPerLine;
-}
-
-// A page that broke off breaks off at the same line in every copy, and nothing of it is printed:
-// any lines will do.
-std::size_t KeptPage::repeat_line(unsigned char* buffer, std::size_t bytes) {
-  if (lines_repeated_ == lines_passed_) {
-    return 0;
-  }
-  ++lines_repeated_;
-  std::memset(buffer, 0, bytes);
-  return bytes;
+  const std::size_t count = std::min(bytes, self.size_ - self.position_);
+  std::memcpy(buffer, self.bytes_.get() + self.position_, count);
+  self.position_ += count;
+  return static_cast<ssize_t>(count);
 }
 
 bool skip_rest_of_page(const cups_page_header2_t& header, cups_raster_t* raster) {

@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <memory>
 
-#include "pipeline/page_memory.h"
 #include "pipeline/plane_set.h"
 
 struct RasterCloser {
@@ -40,46 +39,31 @@ class RasterInput {
   bool ended_ = false;
 };
 
-// One page as many times as it has copies. Every opening gives a raster stream that stands at the
-// page's first line.
+// The lines of one page in memory, for copies that are built from them.
 class KeptPage {
  public:
   // Reads the page's lines from `raster` until the last one or the first that cannot be read. When
   // memory runs out nothing is kept.
   void keep(const cups_page_header2_t& header, cups_raster_t* raster);
 
-  // For copies that are sent from the planes of the first one built. `raster` passes its lines on,
-  // and they are kept only if they may be wanted again: if `memory` says, when the first line is
-  // asked for, that the build may fail for anything but a line that cannot be read.
-  void keep_if_needed(const cups_page_header2_t& header, cups_raster_t* raster,
-                      const PageMemory& memory);
+  // Stands for a page that broke off behind so many lines, which are gone: nothing of it is ever
+  // printed, so that any lines will do. When memory runs out nothing is kept.
+  void keep_broken_off(const cups_page_header2_t& header, std::size_t lines);
 
-  // Null when nothing was kept. `this` must outlive the stream, and it must be closed before the
-  // next call.
+  // A raster stream that stands at the page's first line and ends where keeping ended; null when
+  // nothing was kept. `this` must outlive it, and it must be closed before the next call.
   [[nodiscard]] Raster open();
 
  private:
-  // Lines that are passed on: none were, some were, or there are no more.
-  enum class Passing { kNot, kBefore, kLines, kEnded };
-
   static ssize_t read(void* page, unsigned char* buffer, std::size_t bytes);
-  [[nodiscard]] bool make_room(std::size_t needed);
+  [[nodiscard]] bool make_room(std::size_t bytes);
   void keep_header(const cups_page_header2_t& header);
-  [[nodiscard]] std::size_t take_kept(unsigned char* buffer, std::size_t bytes);
-  [[nodiscard]] std::size_t pass_line(unsigned char* buffer, std::size_t bytes);
-  [[nodiscard]] std::size_t repeat_line(unsigned char* buffer, std::size_t bytes);
+  [[nodiscard]] std::uint8_t* next_line(std::size_t line_bytes);
 
   Plane bytes_;  // sync word, header, lines as libcups delivered them
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
   std::size_t position_ = 0;
-
-  Passing passing_ = Passing::kNot;
-  cups_raster_t* source_ = nullptr;
-  const PageMemory* memory_ = nullptr;
-  cups_page_header2_t header_ = {};
-  std::size_t lines_passed_ = 0;
-  std::size_t lines_repeated_ = 0;
 };
 
 // Reads what is left of the page away. False when there is no memory for a line: then the next

@@ -32,9 +32,11 @@ struct Job {
 // A page on its way through its copies.
 struct Page {
   const cups_page_header2_t& header;
-  std::int64_t index;  // from 0: even indices are odd pages
-  KeptPage* kept;      // null when the lines come straight from the stream
-  PlaneSet planes;     // of the last copy, for the next one
+  std::int64_t index;       // from 0: even indices are odd pages
+  KeptPage kept = {};       // its lines, once the stream has them no more
+  bool is_kept = false;     // whether the lines come from `kept`
+  Raster kept_stream = {};  // over `kept`, at the first line
+  PlaneSet planes = {};     // of the last copy, for the next one
 
   [[nodiscard]] int number() const { return static_cast<int>(index + 1); }
   [[nodiscard]] bool odd() const { return index % 2 == 0; }
@@ -48,18 +50,46 @@ void make_standard_output_blocking() {
   }
 }
 
-// The page's planes, new. False when they could not be built.
+// The page's first line in its kept lines. Null, logged, when there was no memory to keep them in.
+cups_raster_t* open_kept(Page& page) {
+  page.kept_stream.reset();
+  page.kept_stream = page.kept.open();
+  if (page.kept_stream == nullptr) {
+    log_line("K905-1: malloc src planes failed");
+  }
+  return page.kept_stream.get();
+}
+
+// From here on the page's lines come out of memory.
+void keep_lines(Page& page, cups_raster_t* raster) {
+  page.kept.keep(page.header, raster);
+  page.is_kept = true;
+}
+
+cups_raster_t* keep_lines_of_failing_page(void* failing_page, cups_raster_t* raster) {
+  Page& page = *static_cast<Page*>(failing_page);
+  if (page.is_kept) {
+    return raster;
+  }
+  keep_lines(page, raster);
+  return open_kept(page);
+}
+
+// The page's planes, new. False when they could not be built; the next copy tries again.
 bool build(Job& job, Page& page) {
-  Raster kept_raster = page.kept != nullptr ? page.kept->open() : nullptr;
-  cups_raster_t* raster = page.kept != nullptr ? kept_raster.get() : job.raster.get();
+  cups_raster_t* raster = page.is_kept ? open_kept(page) : job.raster.get();
   if (raster == nullptr) {
-    log_line("K905-1: malloc src planes failed");  // There was no memory to keep the page in.
     return false;
   }
   page.planes = {};
   std::uint8_t* planes[3] = {nullptr, nullptr, nullptr};
   if (k905_build_planes_resampled(&page.header, raster, &planes[0], &planes[1], &planes[2],
                                   &job.memory) < 0) {
+    if (!page.is_kept && job.input.ended()) {
+      // Every copy breaks off at the same line.
+      page.kept.keep_broken_off(page.header, job.memory.stages.read.rows_read());
+      page.is_kept = true;
+    }
     return false;
   }
   for (std::size_t i = 0; i < 3; ++i) {
@@ -112,20 +142,22 @@ void print_copies(Job& job, Page& page) {
 // One page in all its copies; afterwards the stream stands behind it. False when the job has to
 // end.
 bool print_page(Job& job, const cups_page_header2_t& header, std::int64_t index) {
-  Page page{.header = header, .index = index, .kept = nullptr, .planes = {}};
+  Page page{.header = header, .index = index};
   log_line("K905-1: Processing page %d (%s)", page.number(), page.odd() ? "ODD" : "EVEN");
 
-  // libcups hands a page's lines out once; more than one copy may need them kept.
-  KeptPage kept;
+  // libcups hands a page's lines out once; copies that are sent from the planes of the first need
+  // them again only when that one fails.
   if (job.copies >= 2) {
     if (builds_every_copy(job)) {
-      kept.keep(header, job.raster.get());
+      keep_lines(page, job.raster.get());
     } else {
-      kept.keep_if_needed(header, job.raster.get(), job.memory);
+      job.memory.before_lines_are_lost = keep_lines_of_failing_page;
+      job.memory.whose = &page;
     }
-    page.kept = &kept;
   }
   print_copies(job, page);
+  job.memory.before_lines_are_lost = nullptr;
+  job.memory.whose = nullptr;
   return job.input.ended() || skip_rest_of_page(header, job.raster.get());
 }
 

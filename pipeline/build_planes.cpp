@@ -162,6 +162,12 @@ int k905_build_planes_resampled(const cups_page_header2_t* header, cups_raster_t
   if (!prepare(page, *header, &kept.icc)) {
     return -1;
   }
+  if (!page.complete() && kept.before_lines_are_lost != nullptr) {
+    raster = kept.before_lines_are_lost(kept.whose, raster);
+    if (raster == nullptr) {
+      return -1;
+    }
+  }
   log_reading_starts();
   if (!run_lines(page, raster) || !report(page)) {
     return -1;

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <optional>
 #include <vector>
 
 namespace {
@@ -173,83 +172,26 @@ TEST(KeptPage, APageCutAtALineFailsThereInEveryCopy) {
   }
 }
 
-// A page of `height` lines of which `present` arrive, opened for copies that need no lines again.
-class PassedPage : public testing::Test {
- protected:
-  // `complete`: the stages have all their memory.
-  void start(unsigned height, unsigned present, bool complete) {
-    Bytes stream = stream_start();
-    append_page(stream, header_of(height), present);
-    standard_input_.emplace(stream);
-    raster_ = input_.open();
-    cups_page_header2_t header;
-    ASSERT_EQ(cupsRasterReadHeader2(raster_.get(), &header), 1U);
-    memory_.stages.resize.prepare(1, 1, 1, 1);
-    ASSERT_TRUE(memory_.stages.turn.prepare(false, 1, 1, 1));
-    const PageLayout layout = {.target_width = 1,
-                               .target_height = 1,
-                               .canvas_width = 1,
-                               .canvas_height = 1,
-                               .bleed_top = 0,
-                               .bleed_bottom = 0,
-                               .bleed_left = 0,
-                               .bleed_right = 0,
-                               .effective_width = 1,
-                               .effective_height = 1};
-    if (complete) {
-      memory_.stages.place.prepare(layout, 1, 1, false);
-    }
-    ASSERT_EQ(memory_.stages.complete(), complete);
-    kept_.keep_if_needed(header, raster_.get(), memory_);
-  }
-
-  // The last byte of every line that a new opening gives; nothing when it cannot be opened.
-  std::optional<Bytes> lines() {
-    const Raster raster = kept_.open();
-    if (raster == nullptr) {
-      return std::nullopt;
-    }
-    Bytes last_bytes;
-    std::uint8_t line[4];
-    while (cupsRasterReadPixels(raster.get(), line, 4) == 4U) {
-      last_bytes.push_back(line[3]);
-    }
-    return last_bytes;
-  }
-
-  std::optional<StandardInput> standard_input_;
-  RasterInput input_;
-  Raster raster_;
-  PageMemory memory_;
-  KeptPage kept_;
-};
-
-TEST_F(PassedPage, GivesItsLinesOnceWhenTheirPlanesWillServe) {
-  start(5, 5, true);
-  EXPECT_EQ(lines(), (Bytes{0, 1, 2, 3, 4}));
-  EXPECT_EQ(lines(), std::nullopt);
-}
-
-TEST_F(PassedPage, KeepsItsLinesWhenAStageLacksMemory) {
-  start(5, 5, false);
-  EXPECT_EQ(lines(), (Bytes{0, 1, 2, 3, 4}));
-  EXPECT_EQ(lines(), (Bytes{0, 1, 2, 3, 4}));
-}
-
-TEST_F(PassedPage, IsStillWholeWhenTheFirstBuildNeverAskedForALine) {
-  start(5, 5, true);
-  EXPECT_NE(kept_.open(), nullptr);
-  EXPECT_EQ(lines(), (Bytes{0, 1, 2, 3, 4}));
-}
-
-TEST_F(PassedPage, CutAtALineEndsThereInEveryCopy) {
-  start(1000, 2, true);
-  EXPECT_EQ(lines(), (Bytes{0, 1}));
+TEST(KeptPage, APageWhoseLinesAreGoneBreaksOffWhereItDid) {
+  KeptPage kept;
+  kept.keep_broken_off(header_of(1000), 2);
   for (int copy = 0; copy < 2; ++copy) {
-    const std::optional<Bytes> again = lines();
-    ASSERT_TRUE(again.has_value());
-    EXPECT_EQ(again->size(), 2U);
+    const Raster again = kept.open();
+    ASSERT_NE(again, nullptr);
+    std::uint8_t line[4];
+    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 4U);
+    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 4U);
+    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 0U);
   }
+}
+
+TEST(KeptPage, APageThatBrokeOffAtItsFirstLineHasNone) {
+  KeptPage kept;
+  kept.keep_broken_off(header_of(1000), 0);
+  const Raster again = kept.open();
+  ASSERT_NE(again, nullptr);
+  std::uint8_t line[4];
+  EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 0U);
 }
 
 }  // namespace
