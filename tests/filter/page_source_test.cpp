@@ -150,6 +150,20 @@ TEST(KeptPage, ShowsEveryCopyThePagesOwnLines) {
   }
 }
 
+// The lines that a copy of four bytes wide finds; -1 when there is no stream for it.
+int lines_of_a_copy(KeptPage& kept) {
+  const Raster raster = kept.open();
+  if (raster == nullptr) {
+    return -1;
+  }
+  int lines = 0;
+  std::uint8_t line[4];
+  while (cupsRasterReadPixels(raster.get(), line, 4) == 4U) {
+    ++lines;
+  }
+  return lines;
+}
+
 TEST(KeptPage, APageCutAtALineFailsThereInEveryCopy) {
   Bytes stream = stream_start();
   append_page(stream, header_of(1000), 2);
@@ -162,36 +176,21 @@ TEST(KeptPage, APageCutAtALineFailsThereInEveryCopy) {
   KeptPage kept;
   kept.keep(header, raster.get());
   EXPECT_TRUE(input.ended());
-  for (int copy = 0; copy < 2; ++copy) {
-    const Raster again = kept.open();
-    ASSERT_NE(again, nullptr);
-    std::uint8_t line[4];
-    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 4U);
-    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 4U);
-    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 0U);
-  }
+  EXPECT_EQ(lines_of_a_copy(kept), 2);
+  EXPECT_EQ(lines_of_a_copy(kept), 2);
 }
 
 TEST(KeptPage, APageWhoseLinesAreGoneBreaksOffWhereItDid) {
   KeptPage kept;
   kept.keep_broken_off(header_of(1000), 2);
-  for (int copy = 0; copy < 2; ++copy) {
-    const Raster again = kept.open();
-    ASSERT_NE(again, nullptr);
-    std::uint8_t line[4];
-    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 4U);
-    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 4U);
-    EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 0U);
-  }
+  EXPECT_EQ(lines_of_a_copy(kept), 2);
+  EXPECT_EQ(lines_of_a_copy(kept), 2);
 }
 
 TEST(KeptPage, APageThatBrokeOffAtItsFirstLineHasNone) {
   KeptPage kept;
   kept.keep_broken_off(header_of(1000), 0);
-  const Raster again = kept.open();
-  ASSERT_NE(again, nullptr);
-  std::uint8_t line[4];
-  EXPECT_EQ(cupsRasterReadPixels(again.get(), line, 4), 0U);
+  EXPECT_EQ(lines_of_a_copy(kept), 0);
 }
 
 }  // namespace
