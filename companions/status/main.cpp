@@ -68,7 +68,7 @@ int wait_until_ready(const CLI::App& app, const Wishes& wishes) {
     if (ready || too_late) {
       show(printer, wishes.json);
       // A busy printer is fine, but it is not what was waited for.
-      return ready ? 0 : std::max(1, exit_status_for(printer.state));
+      return ready ? 0 : std::max(1, names_of(printer.state).exit_status);
     }
     if (why(printer) != told) {
       told = why(printer);
@@ -87,7 +87,7 @@ int run(const CLI::App& app, const Wishes& wishes) {
   }
   const PrinterState printer = ask_printer(wishes.device);
   show(printer, wishes.json);
-  return exit_status_for(printer.state);
+  return names_of(printer.state).exit_status;
 }
 
 int status_program(int argc, char** argv) {

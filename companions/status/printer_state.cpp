@@ -128,35 +128,16 @@ void explain_failure(const Query& query, const std::vector<BusyQueue>& queues,
 
 }  // namespace
 
-const char* word_for(State state) {
-  switch (state) {
-    case State::ready:
-      return "ready";
-    case State::busy:
-      return "busy";
-    case State::attention:
-      return "attention";
-    case State::held:
-      return "held";
-    case State::unreachable:
-      break;
-  }
-  return "unreachable";
-}
-
-int exit_status_for(State state) {
-  switch (state) {
-    case State::ready:
-    case State::busy:
-      return 0;
-    case State::attention:
-      return 1;
-    case State::held:
-      return 3;
-    case State::unreachable:
-      break;
-  }
-  return 2;
+const StateNames& names_of(State state) {
+  static constexpr StateNames kNames[] = {
+      // In the order of State.
+      {.words = "ready", .key = "ready", .exit_status = 0},
+      {.words = "busy", .key = "busy", .exit_status = 0},
+      {.words = "needs a person", .key = "attention", .exit_status = 1},
+      {.words = "not reachable", .key = "unreachable", .exit_status = 2},
+      {.words = "in use", .key = "held", .exit_status = 3},
+  };
+  return kNames[static_cast<std::size_t>(state)];
 }
 
 State state_of(const PrinterReport& report) {

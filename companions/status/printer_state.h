@@ -20,9 +20,13 @@ struct PrinterState {
   PrinterReport report;
 };
 
-// The word in the JSON text and the exit status of each.
-[[nodiscard]] const char* word_for(State state);
-[[nodiscard]] int exit_status_for(State state);
+// What people, the JSON text and the exit status call a state.
+struct StateNames {
+  const char* words;
+  const char* key;
+  int exit_status;
+};
+[[nodiscard]] const StateNames& names_of(State state);
 
 // Asks the printer at `device` through the filter's status query, unless a queue prints on it.
 [[nodiscard]] PrinterState ask_printer(const std::string& device);

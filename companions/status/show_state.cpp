@@ -62,31 +62,15 @@ class Lines {
   std::string text_;
 };
 
-const char* words_for(State state) {
-  switch (state) {
-    case State::ready:
-      return "ready";
-    case State::busy:
-      return "busy";
-    case State::attention:
-      return "needs a person";
-    case State::held:
-      return "in use";
-    case State::unreachable:
-      break;
-  }
-  return "not reachable";
-}
-
 }  // namespace
 
 std::string as_text(const PrinterState& printer) {
   const PrinterReport& report = printer.report;
   const std::string why = printer.message.empty() ? report.status_text : printer.message;
   constexpr std::size_t longest = 400;
-  Lines lines(
-      one_line_of_text(printer.device + ": " + words_for(printer.state) + ", " + why, longest) +
-      "\n");
+  Lines lines(one_line_of_text(printer.device + ": " + names_of(printer.state).words + ", " + why,
+                               longest) +
+              "\n");
   lines.add("status code", report.status_code);
   lines.add("model", report.model);
   lines.add("media", report.media);
@@ -108,7 +92,7 @@ std::string as_json(const PrinterState& printer) {
   const PrinterReport& report = printer.report;
   JsonLine json;
   json.add("device", printer.device);
-  json.add("state", word_for(printer.state));
+  json.add("state", names_of(printer.state).key);
   json.add("message", printer.message);
   json.add("status_code", report.status_code);
   json.add("status_text", report.status_text);

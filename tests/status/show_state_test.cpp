@@ -46,8 +46,8 @@ TEST(AsJson, EveryStateHasItsWordAndItsExitStatus) {
       {State::unreachable, "unreachable", 2},
       {State::held, "held", 3}};
   for (const auto& [state, word, status] : states) {
-    EXPECT_EQ(word_for(state), word);
-    EXPECT_EQ(exit_status_for(state), status);
+    EXPECT_EQ(names_of(state).key, word);
+    EXPECT_EQ(names_of(state).exit_status, status);
   }
 }
 
