@@ -10,43 +10,13 @@
 #include <memory>
 #include <vector>
 
+#include "fuzz/input.h"
 #include "pipeline/kernels/kernels.h"
 
 namespace {
 
 using kernels::Table;
 using Bytes = std::vector<std::uint8_t>;
-
-// The input, read from the front; zeros once it is used up.
-class Input {
- public:
-  Input(const std::uint8_t* data, std::size_t size) : at_(data), end_(data + size) {}
-
-  std::uint8_t byte() { return at_ == end_ ? std::uint8_t{0} : *at_++; }
-  std::size_t below(std::size_t limit) {
-    const std::size_t value = byte() + std::size_t{256} * byte();
-    return limit == 0 ? 0 : value % limit;
-  }
-
-  template <typename T>
-  T value() {
-    std::uint8_t bytes[sizeof(T)];
-    for (std::uint8_t& b : bytes) b = byte();
-    T result;
-    std::memcpy(&result, bytes, sizeof result);
-    return result;
-  }
-
-  Bytes bytes(std::size_t count) {
-    Bytes result(count);
-    for (std::uint8_t& b : result) b = byte();
-    return result;
-  }
-
- private:
-  const std::uint8_t* at_;
-  const std::uint8_t* end_;
-};
 
 // A row in memory of its own, with the slack that kernels may read.
 class Row {

@@ -1,0 +1,75 @@
+// A file in memory in the place of descriptor 0, 1 or 2, for code that reads and writes those.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+class LentStream {
+ public:
+  // Puts a file with `content`, standing at its first byte, onto `descriptor`.
+  explicit LentStream(int descriptor, std::string_view content = {})
+      : descriptor_(descriptor),
+        lender_(fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)),
+        file_(memfd_create("stream", MFD_CLOEXEC)) {
+    if (file_ < 0 || !fill(content) || dup2(file_, descriptor_) < 0) std::abort();
+  }
+  ~LentStream() {
+    give_back();
+    close(file_);
+  }
+  LentStream(const LentStream&) = delete;
+  LentStream& operator=(const LentStream&) = delete;
+
+  // The descriptor is what it was before; the file can still be looked at.
+  void give_back() {
+    if (lender_ < 0) return;
+    dup2(lender_, descriptor_);
+    close(lender_);
+    lender_ = -1;
+  }
+
+  // What stands in the file, as long as the object lives. To be called once.
+  [[nodiscard]] std::string_view content() {
+    const auto size = static_cast<std::size_t>(lseek(file_, 0, SEEK_END));
+    if (size == 0) return {};
+    void* const bytes = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file_, 0);
+    if (bytes == MAP_FAILED) std::abort();
+    view_ = View{bytes, size};
+    return {static_cast<const char*>(bytes), size};
+  }
+
+ private:
+  struct View {
+    View() = default;
+    View(void* bytes, std::size_t size) : bytes_(bytes), size_(size) {}
+    View(const View&) = delete;
+    View& operator=(View&& other) noexcept {
+      std::swap(bytes_, other.bytes_);
+      std::swap(size_, other.size_);
+      return *this;
+    }
+    ~View() {
+      if (size_ > 0) munmap(bytes_, size_);
+    }
+
+   private:
+    void* bytes_ = nullptr;
+    std::size_t size_ = 0;
+  };
+
+  [[nodiscard]] bool fill(std::string_view content) const {
+    return write(file_, content.data(), content.size()) == static_cast<ssize_t>(content.size()) &&
+           lseek(file_, 0, SEEK_SET) == 0;
+  }
+
+  int descriptor_;
+  int lender_;
+  int file_;
+  View view_;
+};
