@@ -10,7 +10,7 @@ install(PROGRAMS ${K905_SETUP_SCRIPT} DESTINATION ${CMAKE_INSTALL_BINDIR}
         PERMISSIONS ${program_permissions})
 
 # The companions that were built.
-foreach(companion k905-contact k905-preview k905-print k905-raster k905-sim k905-status)
+foreach(companion k905-preview k905-print k905-raster k905-sim k905-status)
   if(TARGET ${companion})
     install(TARGETS ${companion} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
             PERMISSIONS ${program_permissions})

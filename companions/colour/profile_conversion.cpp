@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -58,6 +59,13 @@ constexpr std::array<DeviceFormat, 3> kDeviceFormats{{{cmsSigRgbData, TYPE_RGB_8
                                                       {cmsSigCmykData, TYPE_CMYK_8, 4},
                                                       {cmsSigGrayData, TYPE_GRAY_8, 1}}};
 
+// Printers have profiles of all these kinds. Not a scanner's, nor one that leads from one device to
+// another.
+bool is_for_output(cmsHPROFILE profile) {
+  const cmsProfileClassSignature kind = cmsGetDeviceClass(profile);
+  return kind == cmsSigOutputClass || kind == cmsSigDisplayClass || kind == cmsSigColorSpaceClass;
+}
+
 // The planes as the printer's profile counts them: inks are what the filter turned over and left
 // the black out of, grey is the same in all three.
 void device_pixel(const std::uint8_t* plane_values, int channels, std::uint8_t* pixel) {
@@ -93,11 +101,23 @@ bool convert_to_srgb(Picture& picture, std::string& error) {
 }
 
 ProofProfile::ProofProfile(const std::string& path_or_name) {
+  const std::string file = find_profile_file(path_or_name);
+  if (file.empty()) {
+    error_ = "is not found";
+    return;
+  }
   cmsSetLogErrorHandler(say_nothing);
-  const Profile printer(cmsOpenProfileFromFile(find_profile_file(path_or_name).c_str(), "r"));
+  // Little CMS would wait at a FIFO for ever.
+  std::error_code ignored;
+  const bool is_file = std::filesystem::is_regular_file(file, ignored);
+  const Profile printer(is_file ? cmsOpenProfileFromFile(file.c_str(), "r") : nullptr);
   const Profile screen(cmsCreate_sRGBProfile());
   if (!printer || !screen) {
-    error_ = "no color profile that can be read";
+    error_ = "cannot be read";
+    return;
+  }
+  error_ = "is not one of a printer";
+  if (!is_for_output(printer.get())) {
     return;
   }
   for (const DeviceFormat& device : kDeviceFormats) {
@@ -106,9 +126,6 @@ ProofProfile::ProofProfile(const std::string& path_or_name) {
       transform_ = cmsCreateTransform(printer.get(), device.format, screen.get(), TYPE_RGB_8,
                                       INTENT_RELATIVE_COLORIMETRIC, 0);
     }
-  }
-  if (transform_ == nullptr) {
-    error_ = "not the profile of a printer";
   }
 }
 

@@ -12,12 +12,13 @@
 // and the picture untouched, when Little CMS can make nothing of the profile.
 [[nodiscard]] bool convert_to_srgb(Picture& picture, std::string& error);
 
-// An opened printer profile, to show sheets with.
+// An opened printer profile, to show sheets with. Relative colorimetric: the paper's white is the
+// screen's, and a colour that the screen does not have becomes its nearest.
 class ProofProfile {
  public:
   // From a file, by path or by a name that the filter would find in its profile folders. Only a
   // profile of a device with red, green and blue, four inks or grey will do; otherwise ok() is
-  // false and error() says why.
+  // false and error() says why, in words that go on behind the profile's name.
   explicit ProofProfile(const std::string& path_or_name);
   ~ProofProfile();
   ProofProfile(const ProofProfile&) = delete;

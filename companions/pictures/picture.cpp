@@ -54,6 +54,20 @@ Picture blank_picture(std::uint32_t width, std::uint32_t height) {
   return picture;
 }
 
+Picture eight_bit_colours(const Picture& picture) {
+  Picture colours = blank_picture(picture.width, picture.height);
+  std::uint8_t* out = colours.bytes.data();
+  for (std::uint32_t y = 0; y < picture.height; ++y) {
+    for (std::uint32_t x = 0; x < picture.width; ++x) {
+      for (int channel = 0; channel < 3; ++channel) {
+        const unsigned sample = picture.sample(x, y, picture.channels == 1 ? 0 : channel);
+        *out++ = static_cast<std::uint8_t>((sample + 128) / 257);
+      }
+    }
+  }
+  return colours;
+}
+
 void inks_to_colours(Picture& picture) {
   const std::size_t pixels = static_cast<std::size_t>(picture.width) * picture.height;
   for (std::size_t i = 0; i < pixels; ++i) {

@@ -37,6 +37,9 @@ inline constexpr std::uint64_t kMostPixels = 1ULL << 28;
 // The picture with its orientation applied: what the photographer saw. Orientation 1 afterwards.
 [[nodiscard]] Picture upright(const Picture& picture);
 
+// A picture of grey or of colours in 8 bits of red, green and blue, as it is stored.
+[[nodiscard]] Picture eight_bit_colours(const Picture& picture);
+
 // An 8-bit picture of inks becomes red, green and blue without a profile's help: ink lets through
 // what it does not take.
 void inks_to_colours(Picture& picture);

@@ -7,6 +7,7 @@
 #include <numeric>
 #include <random>
 
+#include "companions/pictures/contact_sheet.h"
 #include "companions/pictures/read_picture.h"
 #include "companions/pictures/scale.h"
 #include "companions/pictures/sheet_picture.h"
@@ -422,6 +423,32 @@ TEST(Upright, EveryOrientationShowsTheSamePicture) {
 }
 
 // --- sizes
+
+// 5000 + 12 pixels wide and a gap; a row is 20000 and a caption of 20 with a gap of 12: two rows
+// are 201 million pixels, three would be more than the 268 million that are made.
+TEST(ContactSheetPicture, WhatWouldBeTooLargeIsRefusedBeforeItIsMade) {
+  Picture tall;  // only the size is looked at
+  tall.width = 5000;
+  tall.height = 20000;
+  ContactSheet sheet(1, 5000);
+  EXPECT_TRUE(sheet.add("", tall));
+  EXPECT_TRUE(sheet.add("", tall));
+  EXPECT_FALSE(sheet.add("", tall));
+  EXPECT_EQ(sheet.count(), 2U);
+}
+
+TEST(EightBitColours, SixteenBitsAreRoundedAndGreyIsAllThree) {
+  Picture grey;
+  grey.width = 2;
+  grey.height = 1;
+  grey.channels = 1;
+  grey.bits = 16;
+  const std::uint16_t samples[] = {128 * 257 + 128, 128 * 257 + 129};  // the second nearer to 129
+  grey.bytes.resize(4);
+  std::memcpy(grey.bytes.data(), samples, 4);
+  EXPECT_EQ(eight_bit_colours(grey).bytes,
+            (std::vector<std::uint8_t>{128, 128, 128, 129, 129, 129}));
+}
 
 TEST(Scaled, ItsOwnSizeChangesNothing) {
   const Picture noise = *draw_test_picture("noise", 37, 23);

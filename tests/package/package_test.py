@@ -87,8 +87,8 @@ class Contents(unittest.TestCase):
                   "usr/share/man/man8/rastertok905.8.gz", "usr/share/doc/rastertok905/copyright",
                   "usr/share/doc/rastertok905/changelog.Debian.gz"]
         wanted += [f"usr/share/cups/model/k905/{model}.ppd" for model in MODELS]
-        wanted += [f"usr/bin/{name}" for name in ("k905-contact", "k905-preview", "k905-print", "k905-raster",
-                                                   "k905-setup", "k905-sim")]
+        wanted += [f"usr/bin/{name}" for name in ("k905-preview", "k905-print", "k905-raster", "k905-setup",
+                                                   "k905-sim", "k905-status")]
         for path in wanted:
             self.assertTrue((self.data / path).is_file(), path)
 

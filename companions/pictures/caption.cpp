@@ -1,11 +1,11 @@
-#include "companions/contact/caption.h"
+#include "companions/pictures/caption.h"
 
 #include <array>
 #include <cctype>
 
 namespace {
 
-constexpr std::uint32_t kColumns = 5;
+constexpr std::uint32_t kColumns = kCaptionAdvance - 1;
 using Dots = std::array<std::uint8_t, kCaptionHeight>;  // a row each, the highest of 5 bits is left
 
 struct Glyph {
@@ -70,6 +70,6 @@ void draw_caption(Picture& picture, const std::string& text, std::uint32_t x, st
         }
       }
     }
-    x += (kColumns + 1) * scale;
+    x += kCaptionAdvance * scale;
   }
 }

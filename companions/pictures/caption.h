@@ -5,7 +5,9 @@
 
 #include "companions/pictures/picture.h"
 
-inline constexpr std::uint32_t kCaptionHeight = 7;  // of a line at scale 1, without space around it
+// At scale 1: the height of a line without space around it, and from one letter to the next.
+inline constexpr std::uint32_t kCaptionHeight = 7;
+inline constexpr std::uint32_t kCaptionAdvance = 6;
 
 // Draws the text in black at x, y (top left), every dot `scale` pixels wide; what does not fit on
 // the 8-bit colour picture is cut. Letters are shown as capitals, unknown characters as blanks.
