@@ -10,11 +10,19 @@ install(PROGRAMS ${K905_SETUP_SCRIPT} DESTINATION ${CMAKE_INSTALL_BINDIR}
         PERMISSIONS ${program_permissions})
 
 # The companions that were built.
+set(installed_tools k905-setup)
 foreach(companion k905-preview k905-print k905-raster k905-sim k905-status)
   if(TARGET ${companion})
     install(TARGETS ${companion} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
             PERMISSIONS ${program_permissions})
+    list(APPEND installed_tools ${companion})
   endif()
+endforeach()
+
+# bash looks for a file of the program's name.
+foreach(tool ${installed_tools})
+  install(FILES ${CMAKE_SOURCE_DIR}/companions/completion/k905.bash RENAME ${tool}
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 endforeach()
 
 # docs/man/NAME.SECTION goes to man<SECTION>.

@@ -92,6 +92,12 @@ class Contents(unittest.TestCase):
         for path in wanted:
             self.assertTrue((self.data / path).is_file(), path)
 
+    def test_every_program_has_its_manual_page_and_every_tool_its_completion(self):
+        pages = {path.name.split(".")[0] for path in self.data.glob("usr/share/man/man?/*.gz")}
+        self.assertEqual(pages, {program.name for program in self.programs()})
+        completions = {path.name for path in self.data.glob("usr/share/bash-completion/completions/*")}
+        self.assertEqual(completions, {path.name for path in (self.data / "usr/bin").iterdir()})
+
     def test_nothing_lies_anywhere_else(self):
         places = re.compile(r"usr/(bin|lib/cups/filter|share/cups/model/k905|share/man/man\d|"
                             r"share/doc/rastertok905|share/bash-completion/completions)/[^/]+$")
@@ -165,6 +171,7 @@ class Contents(unittest.TestCase):
         print(said.stdout)
         self.assertEqual(said.returncode, 0, said.stdout + said.stderr)
         self.assertNotIn("E: ", said.stdout)
+        self.assertNotIn("no-manual-page", said.stdout)
 
 
 class Removal(unittest.TestCase):

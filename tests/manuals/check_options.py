@@ -1,0 +1,169 @@
+"""Compares what a program says about itself with its manual page and with what bash completes.
+
+`check_options.py BUILD SOURCE`: for every program with options, `--help` must know those that the
+manual page describes and the completion offers, neither more nor fewer; and what the completion offers
+behind an option must be what the program takes there.
+"""
+
+import pathlib
+import re
+import shlex
+import subprocess
+import sys
+import tempfile
+import unittest
+
+BUILD, SOURCE = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+PROGRAMS = ("k905-preview", "k905-print", "k905-raster", "k905-setup", "k905-sim", "k905-status")
+OPTION = re.compile(r"(?<![\w-])--?[a-zA-Z][\w-]*")
+
+
+def said_by(program, *arguments):
+    """Both streams: a wrong choice is answered on the one, a list given on the other."""
+    said = subprocess.run([BUILD / program, *arguments], text=True, stdin=subprocess.DEVNULL, timeout=30,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    return said.stdout
+
+
+def options_of_help(program):
+    return set(OPTION.findall(said_by(program, "--help")))
+
+
+def options_of_page(program):
+    (page,) = SOURCE.glob(f"docs/man/{program}.[1-9]")
+    found = set()
+    for line in re.findall(r"^\.It (.*(?:Fl|Cm) .*)$", page.read_text(), re.MULTILINE):
+        for name in re.findall(r"Fl (\S+)", line):
+            name = name.replace("\\-", "-")
+            found.add("-" + name)
+        if line.startswith("Cm "):  # the simulator's fields, each of them an option
+            found.update("--" + name for name in re.split(r" , ", line[len("Cm "):]))
+    return found
+
+
+def completed(*words, before=""):
+    """What bash offers for the last of these words."""
+    program = words[0]
+    script = (f"{before}\nsource {shlex.quote(str(SOURCE / 'companions/completion/k905.bash'))}\n"
+              f"COMP_WORDS=({shlex.join(words)})\nCOMP_CWORD={len(words) - 1}\n"
+              f"_k905 {program} {shlex.quote(words[-1])} {shlex.quote(words[-2])}\n"
+              'printf "%s\\n" "${COMPREPLY[@]}"\n')
+    with tempfile.TemporaryDirectory() as folder:
+        # Names that a careless expansion would turn the papers into.
+        for name in ("6x2-2", "6x2x4"):
+            (pathlib.Path(folder) / name).touch()
+        said = subprocess.run(["bash", "-u", "-c", script], text=True, cwd=folder, check=True,
+                              capture_output=True)
+    assert not said.stderr, said.stderr
+    return set(said.stdout.split())
+
+
+def listed(text, pattern):
+    """The words of an enumeration such as "a, b or c"."""
+    return set(re.split(r"\s*,\s*|\s+or\s+", re.search(pattern, text)[1].strip()))
+
+
+def all_papers():
+    listing = said_by("k905-raster", "--list").partition("Formats:")[0]
+    names = set()
+    for line in re.findall(r"^  (\S+) +(\S+) +\d", listing, re.MULTILINE):
+        names.update(line)
+    return names - {"default"}  # what stands in where no paper is known
+
+
+def keywords():
+    told = said_by("k905-print", "--to", "/dev/null", "-o", "Nothing=1", "x.png")
+    return {name + "=" for name in listed(told, r'no option "Nothing", but (.+)')}
+
+
+def questions():
+    manual = (SOURCE / "docs/status.md").read_text()
+    return set(re.findall(r"`(\w+)`", re.search(r"that is struck \((.*?)\)", manual, re.DOTALL)[1]))
+
+
+def from_help(program, pattern):
+    return listed(said_by(program, "--help"), pattern)
+
+
+MODELS = r"--model (?:TEXT|MODEL) +(K905[^\n]+)"
+BEHIND = {
+    ("k905-print", "-p"): all_papers,
+    ("k905-print", "--paper"): all_papers,
+    ("k905-print", "-f"): lambda: from_help("k905-print", r"--finish TEXT:\{(.+)\}"),
+    ("k905-print", "--finish"): lambda: from_help("k905-print", r"--finish TEXT:\{(.+)\}"),
+    ("k905-print", "-o"): keywords,
+    ("k905-print", "--option"): keywords,
+    ("k905-raster", "-p"): all_papers,
+    ("k905-raster", "--paper"): all_papers,
+    ("k905-raster", "-f"): lambda: from_help("k905-raster", r"colours and bits: (.+)"),
+    ("k905-raster", "--format"): lambda: from_help("k905-raster", r"colours and bits: (.+)"),
+    ("k905-raster", "-r"): lambda: from_help("k905-raster", r"--resolution TEXT:\{(.+)\}"),
+    ("k905-raster", "--resolution"): lambda: from_help("k905-raster", r"--resolution TEXT:\{(.+)\}"),
+    ("k905-raster", "--orientation"): lambda: from_help("k905-raster", r"--orientation TEXT:\{(.+)\}"),
+    ("k905-raster", "--fit"): lambda: from_help("k905-raster", r"--fit TEXT:\{(.+)\}"),
+    ("k905-raster", "--color-space"): lambda: from_help("k905-raster", r"number or name \((.+?)\)"),
+    ("k905-raster", "-s"): lambda: {"page", "picture"},
+    ("k905-raster", "--size"): lambda: {"page", "picture"},
+    ("k905-setup", "--paper"): all_papers,
+    ("k905-setup", "--model"): lambda: {path.stem for path in (BUILD / "ppd").glob("*.ppd")},
+    ("k905-setup", "--finish"): lambda: {"Glossy", "Matte"},
+    ("k905-setup", "--ribbon"): lambda: {"6x4", "6x8", "Auto"},
+    ("k905-sim", "--model"): lambda: from_help("k905-sim", MODELS),
+    ("k905-sim", "--resolution"): lambda: from_help("k905-sim", r"--resolution TEXT +(.+)"),
+    ("k905-sim", "--fault"): lambda: from_help("k905-sim", r"Misbehave: (.+)"),
+    ("k905-sim", "--fault-on"): questions,
+}
+
+
+class Options(unittest.TestCase):
+    def test_the_manual_page_describes_every_option_and_no_other(self):
+        for program in PROGRAMS:
+            with self.subTest(program):
+                self.assertGreater(len(options_of_help(program)), 4)
+                self.assertEqual(options_of_page(program), options_of_help(program))
+
+    def test_the_completion_offers_every_long_option_and_no_other(self):
+        for program in PROGRAMS:
+            with self.subTest(program):
+                self.assertEqual(completed(program, "-"),
+                                 {name for name in options_of_help(program) if name.startswith("--")})
+
+
+class Completion(unittest.TestCase):
+    def test_behind_an_option_stands_what_the_program_takes_there(self):
+        for (program, option), wanted in BEHIND.items():
+            with self.subTest(f"{program} {option}"):
+                self.assertEqual(completed(program, option, ""), wanted())
+
+    def test_every_option_with_names_behind_it_is_among_the_above(self):
+        for program in PROGRAMS:
+            for option in options_of_help(program):
+                offered = completed(program, option, "")
+                if (program, option) not in BEHIND:
+                    self.assertEqual(offered, set(), f"{program} {option}")
+
+    def test_queues_are_those_of_the_print_system(self):
+        lpstat = 'lpstat() { [ "$*" = -e ] && echo booth && echo photo; }'
+        for program, option in (("k905-print", "--queue"), ("k905-print", "-q"), ("k905-setup", "--check")):
+            self.assertEqual(completed(program, option, "", before=lpstat), {"booth", "photo"})
+
+    def test_only_what_goes_on_from_the_word_is_offered(self):
+        self.assertEqual(completed("k905-print", "--pr"), {"--preview"})
+        self.assertEqual(completed("k905-print", "--paper", "6x6"), {"6x6"})
+
+    def test_a_value_behind_an_equals_sign_is_completed(self):
+        self.assertEqual(completed("k905-print", "--finish", "=", "M"), {"Matte"})
+        self.assertEqual(completed("k905-print", "--finish", "="), {"Glossy", "Matte"})
+
+    def test_file_names_are_left_to_bash(self):
+        self.assertEqual(completed("k905-print", ""), set())
+        self.assertEqual(completed("k905-preview", "--proof", ""), set())
+
+    def test_every_program_is_completed(self):
+        said = subprocess.run(["bash", "-c", "source companions/completion/k905.bash; complete -p"],
+                              cwd=SOURCE, text=True, capture_output=True, check=True)
+        self.assertEqual(set(re.findall(r"-F _k905 (\S+)", said.stdout)), set(PROGRAMS))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
