@@ -1,7 +1,8 @@
 #include "companions/job/log_relay.h"
 
 namespace {
-// No line of the filter that means anything here is nearly as long; a longer one is not kept back.
+// No line of the filter that means anything here is nearly as long; a longer one is not kept back,
+// and means nothing however it arrives.
 constexpr std::size_t kLongestLineKept = 8192;
 }  // namespace
 
@@ -26,8 +27,8 @@ void LogRelay::take(std::string_view bytes) {
 
 void LogRelay::end_line(std::string_view line_and_newline) {
   out_ += line_and_newline;
-  if (line_is_cut_) return;
   line_and_newline.remove_suffix(1);
+  if (line_is_cut_ || line_and_newline.size() > kLongestLineKept) return;
   out_ += watch_.after(line_and_newline);
 }
 

@@ -71,6 +71,18 @@ TEST(LogRelay, DoesNotTakeTheRestOfAVeryLongLineForALine) {
   EXPECT_EQ(relay.pending().find("PAGE:"), std::string_view::npos);
 }
 
+// Whether a sheet counts must not hang on how the log was cut up on its way.
+TEST(LogRelay, AVeryLongLineMeansNothingInPiecesOfAnySize) {
+  std::string log = kSheetLog;
+  log.insert(log.find("K905-1: Single page"),
+             "K905-1: write error: " + std::string(10000, 'x') + "\n");
+  std::string passed_on = log;
+  passed_on.insert(passed_on.find("=== rastertok905 end"),
+                   "ATTR: job-media-progress=100\nPAGE: 1 1\n");
+  EXPECT_EQ(relayed(log, log.size()), passed_on);
+  EXPECT_EQ(relayed(log, 100), passed_on);
+}
+
 TEST(LogRelay, GoesOnWhereItWasWrittenTo) {
   LogRelay relay;
   relay.take("one\ntwo\n");
