@@ -48,7 +48,7 @@ void k905_cmd_cntrl_with_param(const char* name, int mode, ModeMapper mapper) {
   std::array<char, kCommandBlockSize + kDecimalFieldSize> command;
   const CommandBlock block = make_command_block("CNTRL", name, kDecimalFieldSize);
   std::memcpy(command.data(), block.data(), block.size());
-  put_decimal8(&command[kCommandBlockSize], value);
+  put_decimal8(command.data() + kCommandBlockSize, value);
 
   log_line("K905-1: send CNTRL %s mode=%d", name, static_cast<int>(value));
   (void)k905_write_all(STDOUT_FILENO, command.data(), command.size());

@@ -172,5 +172,7 @@ std::optional<Picture> read_png(std::FILE* file, std::string& error) {
     picture.bits == 16 ? lay_on_white<std::uint16_t>(picture, colours)
                        : lay_on_white<std::uint8_t>(picture, colours);
   }
+  // A member of `reading`: without the move it would be copied.
+  // cppcheck-suppress returnStdMoveLocal
   return std::move(picture);
 }

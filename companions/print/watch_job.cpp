@@ -30,6 +30,8 @@ std::string home_folder() {
   if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
     return home;
   }
+  // Asked for before any thread is started.
+  // cppcheck-suppress getpwuidCalled
   const passwd* user = getpwuid(getuid());
   return user != nullptr ? user->pw_dir : "";
 }

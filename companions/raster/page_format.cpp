@@ -29,7 +29,8 @@ Samples inks_of(const Samples& colour) {
   const unsigned light = std::max({colour[0], colour[1], colour[2]});
   Samples inks{0, 0, 0, kFull - light};
   for (std::size_t i = 0; i < 3 && light > 0; ++i) {
-    inks[i] = static_cast<unsigned>((std::uint64_t{light - colour[i]} * kFull + light / 2) / light);
+    const std::uint64_t own = light - colour[i];
+    inks[i] = static_cast<unsigned>((own * kFull + light / 2) / light);
   }
   return inks;
 }

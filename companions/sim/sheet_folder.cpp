@@ -13,8 +13,9 @@ std::filesystem::path free_name(const std::filesystem::path& folder) {
   for (int number = 1;; ++number) {
     char name[32];
     std::snprintf(name, sizeof name, "sheet-%04d.png", number);
-    if (!std::filesystem::exists(folder / name)) {
-      return folder / name;
+    std::filesystem::path path = folder / name;
+    if (!std::filesystem::exists(path)) {
+      return path;
     }
   }
 }
