@@ -1,0 +1,170 @@
+// What the program in front of the filter makes of a job: its options and the queue's PPD file
+// become a private PPD file, the filter's log goes to CUPS with the program's own lines in between.
+// An input is a letter and a text: "o" options for the queue's own file, "p" options, a NUL and a
+// PPD file, "l" a log.
+#include <cups/ppd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "companions/job/job_ppd.h"
+#include "companions/job/log_relay.h"
+#include "companions/job/one_line.h"
+#include "companions/job/sheet_watch.h"
+#include "fuzz/expect.h"
+#include "fuzz/memory_file.h"
+#include "ppd/ppd_text.h"
+
+namespace {
+
+struct PpdCloser {
+  void operator()(ppd_file_t* ppd) const { ppdClose(ppd); }
+};
+using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
+
+std::vector<std::string> lines_of(std::string text) {
+  // All three kinds of line ends become one.
+  for (std::size_t at = 0; (at = text.find('\r', at)) != std::string::npos;) {
+    text.replace(at, text.compare(at, 2, "\r\n") == 0 ? 2 : 1, "\n");
+  }
+  std::vector<std::string> lines;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find('\n', at), text.size());
+    lines.push_back(text.substr(at, end - at));
+    at = end + 1;
+  }
+  return lines;
+}
+
+bool is_default(const std::string& line) { return line.starts_with("*Default"); }
+
+std::vector<std::string> lines_but_defaults(const std::string& text) {
+  std::vector<std::string> lines = lines_of(text);
+  std::erase_if(lines, is_default);
+  return lines;
+}
+
+std::string rest_of(int descriptor) {
+  std::string text;
+  char block[65536];
+  for (ssize_t count = 0; (count = read(descriptor, block, sizeof block)) > 0;) {
+    text.append(block, static_cast<std::size_t>(count));
+  }
+  return text;
+}
+
+// The copy's text; "" when there is none.
+std::string job_copy(const std::string& ppd, const std::string& options) {
+  const MemoryFile file(ppd.data(), ppd.size());
+  const JobPpd job = make_job_ppd(file.path().c_str(), options.c_str());
+  expect((job.descriptor >= 0) == job.failure.empty(), "a copy, or a reason");
+  expect(job.ribbon.empty() || job.ribbon == "6x4" || job.ribbon == "6x8", "a ribbon there is");
+  if (job.descriptor < 0) return "";
+  std::string text = rest_of(job.descriptor);  // it stands at its beginning
+  close(job.descriptor);
+  return text;
+}
+
+// Whatever the options are, every choice the filter reads is one that the queue offers.
+void expect_choices_of_the_queue(const std::string& copy) {
+  const MemoryFile file(copy.data(), copy.size());
+  const Ppd ppd(ppdOpenFile(file.path().c_str()));
+  expect(ppd != nullptr, "the copy is a PPD file");
+  for (int g = 0; g < ppd->num_groups; ++g) {
+    for (int o = 0; o < ppd->groups[g].num_options; ++o) {
+      ppd_option_t* option = &ppd->groups[g].options[o];
+      expect(option->defchoice[0] == '\0' || ppdFindChoice(option, option->defchoice) != nullptr,
+             "a default is one of the choices");
+    }
+  }
+}
+
+void choose(const std::string& options) {
+  static const std::string queue = ppd::ppd_text(ppd::models.front(), "1");
+  const std::string copy = job_copy(queue, options);
+  expect(lines_but_defaults(copy) == lines_but_defaults(queue), "only defaults differ");
+  expect_choices_of_the_queue(copy);
+  expect(job_copy(copy, "") == copy, "a copy of the copy is the copy");
+}
+
+void choose_of_any_file(const std::string& input) {
+  // Options end at a NUL as every argument does.
+  const std::size_t end = std::min(input.find('\0'), input.size());
+  const std::string ppd = input.substr(std::min(end + 1, input.size()));
+  const std::string copy = job_copy(ppd, input.substr(0, end));
+  if (copy.empty()) return;
+  expect(lines_but_defaults(copy) == lines_but_defaults(ppd), "only defaults differ");
+}
+
+constexpr std::size_t kLongestLine = 8192;  // of the filter's own
+
+// `log` as it must arrive, told line by line.
+std::string log_with_own_lines(const std::string& log) {
+  SheetWatch watch;
+  std::string text;
+  unsigned long pages = 0;
+  for (std::size_t at = 0; at < log.size();) {
+    const std::size_t newline = log.find('\n', at);
+    if (newline == std::string::npos) return text + log.substr(at);
+    const std::string line = log.substr(at, newline - at);
+    const std::string own = line.size() > kLongestLine ? "" : watch.after(line);
+    (text += line) += '\n';
+    text += own;
+    for (const std::string& told : lines_of(own)) {
+      const bool page = told == "PAGE: " + std::to_string(pages + 1) + " 1";
+      pages += page ? 1 : 0;
+      expect(page || told.starts_with("ATTR: job-media-progress="), "a line that CUPS knows");
+    }
+    at = newline + 1;
+  }
+  return text;
+}
+
+void relay(const std::string& input) {
+  const std::size_t piece =
+      1 + (input.empty() ? 0 : static_cast<unsigned char>(input.front()) * std::size_t{16});
+  const std::string log = input.substr(std::min<std::size_t>(1, input.size()));
+  LogRelay relay;
+  std::string arrived;
+  for (std::size_t at = 0; at < log.size(); at += piece) {
+    relay.take(log.substr(at, piece));
+    // CUPS takes what it can.
+    const std::string_view pending = relay.pending().substr(0, piece);
+    arrived += pending;
+    relay.written(pending.size());
+  }
+  relay.finish();
+  arrived += relay.pending();
+  expect(arrived == log_with_own_lines(log), "the log and our own lines, in their order");
+  const std::string quoted = one_line(log);
+  expect(quoted.size() <= 512 && std::ranges::all_of(quoted,
+                                                     [](char c) {
+                                                       const auto byte =
+                                                           static_cast<unsigned char>(c);
+                                                       return byte >= 0x20 && byte != 0x7F;
+                                                     }),
+         "a quote is a part of one line");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::string input(data + 1, data + size);
+  switch (data[0]) {
+    case 'o':
+      choose(input.substr(0, input.find('\0')));
+      break;
+    case 'p':
+      choose_of_any_file(input);
+      break;
+    default:
+      relay(input);
+  }
+  return 0;
+}
