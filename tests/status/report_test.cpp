@@ -3,17 +3,14 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <vector>
-
 #include "companions/status/printer_state.h"
+#include "tests/support/report_builder.h"
 
 namespace {
 
 // A report with some of its lines changed.
-std::string report_with(const std::map<std::string, std::string>& changes) {
-  const std::vector<std::pair<std::string, std::string>> lines{
-      {"Version", "v1.0"},
+std::string report_with(const ReportValues& changes) {
+  const ReportValues whole{
       {"PrintStatus", "Idling (0)"},
       {"PrintVersion", "K905 1.00"},
       {"PrintMediaInfo", "media 6x8"},
@@ -24,7 +21,6 @@ std::string report_with(const std::map<std::string, std::string>& changes) {
       {"PrintRemainQuantity", "MQT 0123 (73)"},
       {"PrintSerialNO", "S1"},
       {"PrintVolumeLifeCounter", "CL0001234 (1234)"},
-      {"PrintHalfSizeMediaCounter", " (-1)"},
       {"PrintVolumeMatteCounter", "CLM 0000056 (56)"},
       {"PrintColorControlDataVersion", "1.0"},
       {"PrintColorControlDataChecksum", "A5C3"},
@@ -32,15 +28,10 @@ std::string report_with(const std::map<std::string, std::string>& changes) {
       {"ActPrintMediaInfo", "6x8"},
       {"ActPrintResolution", "300x300"},
   };
-  std::string text;
-  for (const auto& [key, value] : lines) {
-    const auto change = changes.find(key);
-    text += key + " = " + (change == changes.end() ? value : change->second) + "\r\n";
-  }
-  return text;
+  return report_of(changed(whole, changes));
 }
 
-PrinterReport parsed(const std::map<std::string, std::string>& changes = {}) {
+PrinterReport parsed(const ReportValues& changes = {}) {
   const auto report = parse_report(report_with(changes));
   EXPECT_TRUE(report);
   return report.value_or(PrinterReport{});
@@ -103,22 +94,6 @@ TEST(Report, HalfAReportIsNone) {
   EXPECT_FALSE(parse_report(whole.substr(0, whole.size() / 2)));
 }
 
-PrinterReport silence() {
-  std::map<std::string, std::string> nothing;
-  for (const char* key :
-       {"PrintVersion", "PrintMediaInfo", "PrintHorResolution", "PrintVerResolution",
-        "PrintSerialNO", "PrintColorControlDataVersion", "PrintColorControlDataChecksum",
-        "ActPrintVersion", "ActPrintMediaInfo", "ActPrintResolution"}) {
-    nothing[key] = "";
-  }
-  for (const char* key :
-       {"PrintStatus", "PrintFreeBuff", "PrintInitMediaCount", "PrintRemainQuantity",
-        "PrintVolumeLifeCounter", "PrintVolumeMatteCounter"}) {
-    nothing[key] = " (-1)";
-  }
-  return parsed(nothing);
-}
-
 TEST(StateOf, TheCodeDecides) {
   const auto state = [](const char* status) { return state_of(parsed({{"PrintStatus", status}})); };
   EXPECT_EQ(state("Idling (0)"), State::ready);
@@ -136,8 +111,10 @@ TEST(StateOf, SomebodyMustLookAtAPrinterThatDoesNotTellItsStatus) {
 }
 
 TEST(StateOf, WhoSaysNothingIsNotThere) {
-  EXPECT_FALSE(silence().answered);
-  EXPECT_EQ(state_of(silence()), State::unreachable);
+  const auto silence = parse_report(report_of({}));
+  ASSERT_TRUE(silence);
+  EXPECT_FALSE(silence->answered);
+  EXPECT_EQ(state_of(*silence), State::unreachable);
 }
 
 }  // namespace

@@ -1,0 +1,39 @@
+#include "tests/support/report_builder.h"
+
+#include <utility>
+
+std::string report_of(const ReportValues& values) {
+  const std::pair<const char*, const char*> unsaid[] = {
+      {"Version", "v1.0"},
+      {"PrintStatus", " (-1)"},
+      {"PrintVersion", ""},
+      {"PrintMediaInfo", ""},
+      {"PrintHorResolution", ""},
+      {"PrintVerResolution", ""},
+      {"PrintFreeBuff", " (-1)"},
+      {"PrintInitMediaCount", " (-1)"},
+      {"PrintRemainQuantity", " (-1)"},
+      {"PrintSerialNO", ""},
+      {"PrintVolumeLifeCounter", " (-1)"},
+      {"PrintHalfSizeMediaCounter", " (-1)"},
+      {"PrintVolumeMatteCounter", " (-1)"},
+      {"PrintColorControlDataVersion", ""},
+      {"PrintColorControlDataChecksum", ""},
+      {"ActPrintVersion", ""},
+      {"ActPrintMediaInfo", ""},
+      {"ActPrintResolution", ""},
+  };
+  std::string report;
+  for (const auto& [key, nothing] : unsaid) {
+    const auto value = values.find(key);
+    report += std::string(key) + " = " + (value == values.end() ? nothing : value->second) + "\r\n";
+  }
+  return report;
+}
+
+ReportValues changed(ReportValues values, const ReportValues& otherwise) {
+  for (const auto& [key, value] : otherwise) {
+    values[key] = value;
+  }
+  return values;
+}
