@@ -19,6 +19,7 @@ import artwork
 import ipp
 import private_cups
 from artwork import BLACK, CORNERS, CYAN, GREY, MAGENTA
+from simulated_printer import SimulatedPrinter
 
 SKIPPED = 77
 BUILD = pathlib.Path()
@@ -622,31 +623,8 @@ class Simulator(ThroughCups):
         program = BUILD / "k905-sim"
         if not program.exists():
             self.skipTest("k905-sim was not built")
-        self.sheets_folder = pathlib.Path(self.scratch) / f"sheets_{self.queue}"
-        self.sheets_folder.mkdir()
-        self.simulator = subprocess.Popen(
-            [program, "--listen", "0", "--sheets", self.sheets_folder],
-            stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, text=True)
-        self.addCleanup(self.stop_simulator)
-        self.port = self.read_port()
-
-    def stop_simulator(self):
-        self.simulator.terminate()
-        self.simulator.wait(10)
-        self.simulator.stdout.close()
-
-    def read_port(self):
-        for line in self.simulator.stdout:
-            match = re.fullmatch(r"listening on 127\.0\.0\.1:(\d+)\n", line)
-            if match:
-                return int(match.group(1))
-        self.fail("k905-sim names no port")
-
-    def printed_sheets(self, count):
-        def look():
-            found = sorted(self.sheets_folder.glob("*.png"))
-            return found if len(found) >= count else None
-        return self.cups.wait_for(look, f"{count} sheets at the simulated printer")
+        self.printer = SimulatedPrinter(program, pathlib.Path(self.scratch) / f"sheets_{self.queue}")
+        self.addCleanup(self.printer.stop)
 
     def kept(self, path, paper):
         places = places_on(paper.picture_box(), paper.width, paper.height)
@@ -654,11 +632,11 @@ class Simulator(ThroughCups):
                                          capture_output=True, text=True).stdout)
 
     def test_pictures_and_documents_reach_a_network_printer(self):
-        self.add_queue(device=f"socket://127.0.0.1:{self.port}")
+        self.add_queue(device=self.printer.uri)
         self.print(self.jpeg())
         self.print(self.pdf(centres=(CYAN, MAGENTA)))
         self.print(self.png(SIX_BY_EIGHT), options=["PageSize=w432h576", "StpLaminate=Matte"])
-        photo, cyan, magenta, large = self.printed_sheets(4)
+        photo, cyan, magenta, large = self.printer.printed(self.cups, 4)
         self.assert_picture(self.kept(photo, SIX_BY_FOUR))
         self.assert_picture(self.kept(cyan, SIX_BY_FOUR), centre=CYAN, slack=DOCUMENT_SLACK)
         self.assert_picture(self.kept(magenta, SIX_BY_FOUR), centre=MAGENTA, slack=DOCUMENT_SLACK)

@@ -20,6 +20,7 @@ sys.path.insert(0, str(HERE.parent / "cups"))
 import artwork  # noqa: E402  (found by the line above)
 import ipp  # noqa: E402
 import private_cups  # noqa: E402
+from simulated_printer import SimulatedPrinter  # noqa: E402
 
 SKIPPED = 77
 BUILD = pathlib.Path()
@@ -194,19 +195,6 @@ class PackagedCups(private_cups.PrivateCups):
 
 
 class Printing(unittest.TestCase):
-    def start_simulator(self, cups, sheets):
-        simulator = subprocess.Popen(
-            [cups.prefix / "bin/k905-sim", "--listen", "0", "--sheets", sheets],
-            stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, text=True)
-
-        def stop():
-            simulator.terminate()
-            simulator.wait(10)
-            simulator.stdout.close()
-        self.addCleanup(stop)
-        simulator.stdout.readline()  # the terminal's name
-        return int(re.search(r":(\d+)$", simulator.stdout.readline().strip())[1])
-
     def test_a_photo_and_a_document_reach_the_simulated_printer_and_nothing_stays_behind(self):
         missing = private_cups.what_is_missing()
         if missing:
@@ -214,20 +202,20 @@ class Printing(unittest.TestCase):
         with tempfile.TemporaryDirectory() as scratch:
             root = pathlib.Path(scratch)
             root.chmod(0o755)  # for the user that runs the filters
-            sheets, system = root / "sheets", root / "system"
-            sheets.mkdir()
+            system = root / "system"
             system.mkdir()
             with PackagedCups(system, BUILD, CMAKE) as cups:
-                port = self.start_simulator(cups, sheets)
+                printer = SimulatedPrinter(cups.prefix / "bin/k905-sim", root / "sheets")
+                self.addCleanup(printer.stop)
                 made = cups.run(cups.prefix / "bin/k905-setup", "photo", "--paper", "6x4",
-                                "--device", f"socket://127.0.0.1:{port}", check=False)
+                                "--device", printer.uri, check=False)
                 self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
                 photo = artwork.png(root / "photo.png", 1800, 1200)
                 artwork.pdf(root / "album.pdf", 460.8, 297.6, (artwork.CYAN, artwork.MAGENTA))
                 for file in (photo, root / "album.pdf"):
                     job = cups.submit("photo", file)
                     self.assertEqual(cups.finished(job)["job-state"], ipp.COMPLETED)
-                cups.wait_for(lambda: len(list(sheets.glob("*.png"))) == 3, "three sheets")
+                self.assertEqual(len(printer.printed(cups, 3)), 3)
                 installed = files_of_package(cups.root)
                 self.assertTrue(all(os.path.lexists(path) for path in installed))
                 cups.run("lpadmin", "-x", "photo")

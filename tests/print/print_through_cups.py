@@ -4,6 +4,7 @@ A private scheduler, as for the end-to-end tests, with the programs installed as
 status 77 means that it could not be tried here.
 """
 
+import json
 import os
 import pathlib
 import re
@@ -23,6 +24,7 @@ import end_to_end  # noqa: E402
 import ipp  # noqa: E402
 import private_cups  # noqa: E402
 from artwork import CYAN, MAGENTA  # noqa: E402
+from simulated_printer import SimulatedPrinter  # noqa: E402
 
 
 class BesideCups(end_to_end.ThroughCups):
@@ -167,6 +169,37 @@ class Print(BesideCups):
             photo.write(self.picture().read_bytes())
         streams = self.printed(os.fsdecode(path))
         self.assertEqual(len(self.stream(streams[0])), 1)
+
+
+class Network(BesideCups):
+    """Photos through a queue to a printer behind a socket, which is the simulated one."""
+
+    def test_the_sheets_are_those_of_the_preview(self):
+        printer = SimulatedPrinter(self.program("k905-sim"), self.art / "sheets")
+        self.addCleanup(printer.stop)
+        self.add_queue(device=printer.uri)
+        photo, other = self.jpeg(), self.picture("other.png", CYAN)
+        broken = self.art / "broken.png"
+        broken.write_bytes(b"\x89PNG broken")
+        said = self.k905_print("--queue", self.queue, "-n", "2", photo, broken, other, status=1)
+        self.assertIn(f"k905-print: {broken}: ", said.stderr)
+        jobs = self.jobs_in(said.stdout)
+        self.assertEqual(len(jobs), 2)
+        for job in jobs:
+            self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        sheets = printer.printed(self.cups, 4)
+        self.assertEqual(len(sheets), 4)
+        for file, first in ((photo, 0), (other, 2)):
+            preview = self.art / "preview.png"
+            self.k905_print("--preview", preview, file)
+            for sheet in sheets[first:first + 2]:
+                self.assertEqual(self.pixels(sheet), self.pixels(preview), file)
+        self.assertNotEqual(self.pixels(sheets[0]), self.pixels(sheets[2]))
+
+    def pixels(self, picture):
+        """As raster, so that what else stands in the file does not matter."""
+        return subprocess.run([self.program("k905-raster"), "--size", "picture", picture], check=True,
+                              capture_output=True).stdout
 
 
 class Watched(BesideCups):
@@ -314,6 +347,15 @@ class Status(BesideCups):
             self.assertEqual(said.returncode, 3)
             self.assertEqual(said.stdout, f"{path}: in use, the print system is printing on it "
                                           f"(queue {self.queue})\n")
+            told = json.loads(self.cups.run(self.program("k905-status"), "--json", path,
+                                            check=False).stdout)
+            self.assertEqual((told["state"], told["status_code"]), ("held", None))
+            self.assertEqual(told["message"],
+                             f"the print system is printing on it (queue {self.queue})")
+            waited = self.cups.run(self.program("k905-status"), "--wait-ready", "--watch", "0.2",
+                                   "--timeout", "0.5", path, check=False)
+            self.assertEqual((waited.returncode, waited.stderr),
+                             (3, f"k905-status: waiting: {told['message']}\n"))
             stream = bytearray()
             os.set_blocking(printer, False)
 

@@ -4,6 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <regex>
+
+#include "tests/support/build_paths.h"
+
 namespace {
 
 using testing::HasSubstr;
@@ -28,6 +33,28 @@ TEST(AsJson, HasAllKeysInTheirOrderAndNullForTheUnknown) {
             "\"prints_initial\": null, \"half_size_left\": null, \"free_buffers\": null, "
             "\"life_counter\": null, \"matte_counter\": null, \"serial_number\": null, "
             "\"firmware\": null, \"color_data_version\": null, \"color_data_checksum\": null}\n");
+}
+
+// Whoever reads the line relies on the page: the keys, their order, and none beside them.
+TEST(AsJson, TheManualPageHasItsKeysInTheirOrder) {
+  std::ifstream file(K905_SOURCE_DIR "/docs/man/k905-status.1");
+  std::vector<std::string> documented;
+  bool in_section = false;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with(".Sh ")) {
+      in_section = line == ".Sh JSON";
+    } else if (in_section && line.starts_with(".It Li ")) {
+      documented.push_back(line.substr(7));
+    }
+  }
+  std::vector<std::string> written;
+  const std::string line = as_json(PrinterState{});
+  const std::regex key("\"(\\w+)\": ");
+  for (std::sregex_iterator found(line.begin(), line.end(), key), end; found != end; ++found) {
+    written.push_back((*found)[1]);
+  }
+  EXPECT_EQ(documented, written);
+  EXPECT_EQ(written.size(), 19U);
 }
 
 TEST(AsJson, AnyBytesOfAPrinterAreAString) {

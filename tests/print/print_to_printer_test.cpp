@@ -1,0 +1,186 @@
+// k905-print at a printer, which is the simulated one: what is sent comes out as sheets.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "tests/companions/picture_files.h"
+#include "tests/companions/programs.h"
+#include "tests/print/running_program.h"
+#include "tests/support/build_paths.h"
+#include "tests/support/profile_builder.h"
+#include "tests/support/simulated_printer.h"
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+// Left dark, right bright, the lower half bluer, so that no turn of it looks like another.
+std::vector<std::uint8_t> rows_of(std::uint32_t width, std::uint32_t height,
+                                  std::size_t channels = 3) {
+  std::vector<std::uint8_t> rows;
+  for (std::uint32_t y = 0; y < height; ++y) {
+    for (std::uint32_t x = 0; x < width; ++x) {
+      const auto across = static_cast<std::uint8_t>(20 + 200 * x / width);
+      const auto down = static_cast<std::uint8_t>(60 + 90 * y / height);
+      const std::uint8_t samples[] = {across, 100, down, 240};
+      rows.insert(rows.end(), samples, samples + channels);
+    }
+  }
+  return rows;
+}
+
+class PrintToPrinter : public testing::Test {
+ protected:
+  ChildResult print(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--to", printer_.path()});
+    return run_companion(folder_, "k905-print", arguments);
+  }
+
+  void put(const std::string& name, std::uint32_t width = 60, std::uint32_t height = 40) const {
+    folder_.write(name, png_file(width, height, {}, rows_of(width, height)));
+  }
+
+  [[nodiscard]] Picture sheet(int number) const {
+    return picture_in(folder_, "sheets/sheet-000" + std::to_string(number) + ".png");
+  }
+
+  ScratchFolder folder_;
+  SimulatedPrinter printer_{{"--sheets", folder_.path() + "/sheets"}};
+};
+
+TEST_F(PrintToPrinter, EveryKindOfPictureComesOutAsItsPreviewShowsIt) {
+  const auto profile = [](const std::string& bytes) {
+    return std::vector<std::uint8_t>(bytes.begin(), bytes.end());
+  };
+  const auto jpeg = [&](std::size_t channels, JpegKind kind) {
+    kind.channels = static_cast<int>(channels);
+    return jpeg_file(60, 40, kind, rows_of(60, 40, channels));
+  };
+  const std::vector<std::pair<std::string, std::string>> files{
+      {"plain.png", png_file(60, 40, {}, rows_of(60, 40))},
+      {"grey.jpg", jpeg(1, {})},
+      {"colour.jpg", jpeg(3, {})},
+      {"turned.jpg", jpeg(3, {.orientation = 8})},
+      {"inks.jpg", jpeg(4, {})},
+      {"inks_with_profile.jpg", jpeg(4, {.profile = profile(cmyk_table_profile())})},
+      {"profiled.png",
+       png_file(60, 40, {.profile = profile(rgb_matrix_profile())}, rows_of(60, 40))},
+  };
+  std::vector<std::string> names;
+  for (const auto& [name, bytes] : files) {
+    folder_.write(name, bytes);
+    names.push_back(name);
+  }
+  const ChildResult printed = print(names);
+  ASSERT_EQ(printed.status, 0) << printed.log;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    EXPECT_THAT(printer_.next_line(),
+                StartsWith("sheet " + std::to_string(i + 1) + ": 1920x1240, glossy, cutter 0, "));
+    ASSERT_EQ(
+        run_companion(folder_, "k905-print", {"--preview", "preview.png", files[i].first}).status,
+        0);
+    const Picture shown = picture_in(folder_, "preview.png");
+    EXPECT_EQ(sheet(static_cast<int>(i) + 1).bytes, shown.bytes) << files[i].first;
+  }
+  // Pictures that look different are: nothing above compares a white sheet with a white sheet.
+  EXPECT_NE(sheet(3).bytes, sheet(4).bytes);
+  EXPECT_NE(sheet(5).bytes, sheet(6).bytes);
+  EXPECT_NE(sheet(1).bytes, sheet(7).bytes);
+}
+
+TEST_F(PrintToPrinter, FinishCutAndCopiesArrive) {
+  put("a.png");
+  ASSERT_EQ(print({"--finish", "Matte", "--paper", "6x2*4", "-n", "2", "a.png"}).status, 0);
+  EXPECT_THAT(printer_.next_line(), StartsWith("sheet 1: 1920x2436, matte, cutter 120, "));
+  EXPECT_THAT(printer_.next_line(), EndsWith(", 398 left"));
+  EXPECT_EQ(sheet(1).bytes, sheet(2).bytes);
+}
+
+TEST_F(PrintToPrinter, TwoPicturesShareASheet) {
+  put("a.png");
+  put("b.png");
+  ASSERT_EQ(print({"--two-up", "a.png", "b.png"}).status, 0);
+  EXPECT_THAT(printer_.next_line(), StartsWith("sheet 1: 1920x2498, "));
+}
+
+TEST_F(PrintToPrinter, WhatFitsNotStandsOnWhite) {
+  put("square.png", 40, 40);
+  ASSERT_EQ(print({"--fit", "square.png"}).status, 0);
+  EXPECT_THAT(printer_.next_line(), StartsWith("sheet 1: "));
+  const Picture seen = sheet(1);
+  // The sheet shows 1800 x 1197 from 70, 25 on: of a square, 1197 in the middle.
+  const auto at = [&](std::size_t x) { return seen.bytes[(623 * seen.width + x) * 3]; };
+  EXPECT_EQ(at(70 + 290), 255);
+  EXPECT_LT(at(70 + 310), 60);
+}
+
+TEST_F(PrintToPrinter, ABrokenPictureIsNamedAndTheOthersComeOut) {
+  put("a.png");
+  put("b.png");
+  folder_.write("broken.png", "\x89PNG broken");
+  const ChildResult result = print({"a.png", "broken.png", "b.png"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.log, StartsWith("k905-print: broken.png: "));
+  EXPECT_EQ(result.output, "a.png -> " + printer_.path() + "\nb.png -> " + printer_.path() + "\n");
+  EXPECT_THAT(printer_.next_line(), StartsWith("sheet 1: "));
+  EXPECT_THAT(printer_.next_line(), EndsWith(", 398 left"));
+}
+
+TEST_F(PrintToPrinter, ThePrinterTellsThatFewerPrintsAreLeft) {
+  put("a.png");
+  ASSERT_EQ(print({"a.png"}).status, 0);
+  EXPECT_THAT(printer_.next_line(), EndsWith(", 399 left"));
+  ChildSetup question;
+  question.program = K905_BINARY_DIR "/k905-status";
+  question.arguments = {"k905-status", "--json", printer_.path()};
+  question.environment = {{"CUPS_SERVER", "/nowhere/cups.sock"}, {"PATH", "/usr/bin:/bin"}};
+  const ChildResult told = run_child(question);
+  EXPECT_EQ(told.status, 0);
+  EXPECT_THAT(told.output, HasSubstr("\"prints_left\": 399, "));
+}
+
+TEST_F(PrintToPrinter, AWatchedFolderIsPrintedOnceOverARestart) {
+  std::filesystem::create_directory(folder_.path() + "/in");
+  const std::map<std::string, std::string> environment{
+      {"XDG_STATE_HOME", folder_.path() + "/state"}, {"PATH", "/usr/bin:/bin"}};
+  for (const char* name : {"a.png", "b.png"}) {
+    put(std::string("in/") + name);
+    RunningProgram program(K905_BINARY_DIR "/k905-print",
+                           {"--watch", folder_.path() + "/in", "--to", printer_.path()},
+                           environment);
+    EXPECT_TRUE(program.has_said(std::string(name) + " -> ")) << program.said();
+    program.send_signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+  }
+  EXPECT_THAT(printer_.next_line(), EndsWith(", 399 left"));
+  EXPECT_THAT(printer_.next_line(), EndsWith(", 398 left"));
+  EXPECT_FALSE(std::filesystem::exists(folder_.path() + "/sheets/sheet-0003.png"));
+}
+
+TEST_F(PrintToPrinter, APrinterThatWentAwayIsAFailure) {
+  put("a.png");
+  const std::string device = printer_.path();
+  EXPECT_EQ(printer_.end(SIGTERM), 0);
+  const ChildResult result = print({"a.png"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.log, StartsWith("k905-print: " + device + ": "));
+}
+
+TEST(PrintProgram, ABrokenProfileIsToldAndThePicturePrints) {
+  const ScratchFolder folder;
+  PngKind broken;
+  broken.profile = profile_for("RGB ");
+  folder.write("photo.png", png_file(60, 40, broken, rows_of(60, 40)));
+  const ChildResult result =
+      run_companion(folder, "k905-print", {"--preview", "sheet.png", "photo.png"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.log,
+            "k905-print: photo.png: its color profile is broken; its colors are taken for sRGB\n");
+  EXPECT_EQ(picture_in(folder, "sheet.png").height, 1240U);
+}
+
+}  // namespace
