@@ -14,7 +14,7 @@ Links from chapter to chapter are looked at as well: file and heading must exist
 import os
 import pathlib
 import re
-import shlex
+import struct
 import subprocess
 import sys
 import tempfile
@@ -24,10 +24,11 @@ BLOCK = re.compile(r"(?:^<!-- not run: (?P<reason>[^\n]+?) -->\n\n?)?^```(?P<kin
                    re.MULTILINE | re.DOTALL)
 LINK = re.compile(r"\]\((?!\w+:)([^)#\s]*)(?:#([^)\s]+))?\)")
 
-# What the chapters take for granted: a picture, a page, a printer's stream, a queue's file.
+# What the chapters take for granted: pictures, a page, a printer's stream, a queue's file.
 PREPARED = """
 k905-raster --paper 6x4 --page-png photo.png --output page.ras test:landscape
 cp photo.png photo.jpg
+cp photo.png another.png
 PPD= rastertok905 1 me title 1 "" <page.ras >job.prn 2>job.log
 cp "$K905_BUILD"/ppd/*.ppd .
 """
@@ -51,15 +52,17 @@ def session(text, device):
     commands = []
     for step in re.split(r"^\$ ", text, flags=re.MULTILINE)[1:]:
         command, _, shown = step.partition("\n")
+        wanted = "'" + shown.strip("\n").replace("'", "'\\''") + "'"
         if device:
             command = command.replace(device, '"$device"')
+            wanted = wanted.replace(device, "'\"$device\"'")
         if command.startswith("k905-sim "):
             device = shown.splitlines()[0]
             commands.append(f"{command} >session.log &\nuntil [ -s session.log ]; do sleep 0.1; done\n"
                             "device=$(head -n 1 session.log)\n")
         else:
             commands.append(f"said=$({command})\n"
-                            f"diff <(echo {shlex.quote(shown.strip())}) <(echo \"$said\" | tr -d '\\r')\n")
+                            f"diff <(echo {wanted}) <(echo \"$said\" | tr -d '\\r')\n")
     return "".join(commands), device
 
 
@@ -84,10 +87,35 @@ def broken_links(chapter):
     return found
 
 
+def printer_profile():
+    """A profile of a printer with red, green and blue that is none but a gamma of 1.8, since what is
+    installed on a machine is its own business."""
+    def fixed(*numbers):
+        return struct.pack(f">{len(numbers)}i", *(round(number * 65536) for number in numbers))
+
+    white = (0.9642, 1.0, 0.8249)  # D50, under which profiles are written
+    curve = b"curv" + bytes(4) + struct.pack(">IHxx", 1, round(1.8 * 256))
+    tags = [(b"wtpt", b"XYZ " + bytes(4) + fixed(*white))]
+    tags += [(name, b"XYZ " + bytes(4) + fixed(*primary)) for name, primary in (
+        (b"rXYZ", (0.4361, 0.2225, 0.0139)), (b"gXYZ", (0.3851, 0.7169, 0.0971)),
+        (b"bXYZ", (0.1431, 0.0606, 0.7139)))]
+    tags += [(name, curve) for name in (b"rTRC", b"gTRC", b"bTRC")]
+    header, entry = 128, 12
+    at = header + 4 + entry * len(tags)
+    table, bodies = struct.pack(">I", len(tags)), b""
+    for name, body in tags:
+        table += struct.pack(">4sII", name, at + len(bodies), len(body))
+        bodies += body
+    head = struct.pack(">I4sI4s4s4s12x4s", at + len(bodies), b"", 0x02400000, b"mntr", b"RGB ", b"XYZ ",
+                       b"acsp") + bytes(28) + fixed(*white)
+    return head.ljust(header, b"\0") + table + bodies
+
+
 def run(commands, build, folder, prepared=PREPARED):
     environment = {
         "PATH": f"{build}:{build}/tests:{os.environ.get('PATH', '')}:/usr/sbin:/sbin", "HOME": folder,
         "LC_ALL": "C", "K905_BUILD": str(build)}
+    (pathlib.Path(folder) / "printer.icc").write_bytes(printer_profile())
     # Left behind by a block: jobs in the background.
     script = "set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\n" + prepared + "set -x\n" + commands
     return subprocess.run(["bash", "-c", script], cwd=folder, env=environment, text=True,

@@ -32,7 +32,7 @@ class Commands(unittest.TestCase):
 
     def test_what_the_chapters_take_for_granted_is_there(self):
         result = self.run_in_scratch(
-            "test -s photo.jpg\ntest -s page.ras\ntest -s job.prn\ntest -s K905.ppd\n",
+            "test -s photo.jpg\ntest -s another.png\ntest -s page.ras\ntest -s job.prn\ntest -s K905.ppd\n",
             run_commands.PREPARED)
         self.assertEqual(result.returncode, 0, result.stdout)
 
@@ -42,12 +42,26 @@ class Commands(unittest.TestCase):
     def test_a_program_that_is_not_there_fails_the_chapter(self):
         self.assertNotEqual(self.run_in_scratch("k905-nonsense\n").returncode, 0)
 
-
     def test_a_session_is_compared_with_what_is_shown(self):
         (_, sound), = run_commands.blocks("```console\n$ echo a; echo b\na\nb\n\n$ true\n```\n")
         self.assertEqual(self.run_in_scratch(sound).returncode, 0)
         (_, stale), = run_commands.blocks("```console\n$ echo a\nb\n\n$ true\n```\n")
         self.assertNotEqual(self.run_in_scratch(stale).returncode, 0)
+
+
+    def test_the_device_of_the_session_stands_for_the_one_of_the_run(self):
+        (_, sound), (_, stale) = run_commands.blocks(
+            "```console\n$ k905-sim --remaining 3\n/dev/pts/5\n\n$ echo \" it's /dev/pts/5\"\n"
+            " it's /dev/pts/5\n```\n```console\n$ echo /dev/pts/5\n/dev/pts/6\n```\n")
+        said = self.run_in_scratch(sound)
+        self.assertEqual(said.returncode, 0, said.stdout)
+        self.assertNotEqual(self.run_in_scratch(sound + stale).returncode, 0)
+
+    def test_the_profile_is_one_and_not_of_a_screen_alone(self):
+        result = self.run_in_scratch("k905-preview --proof printer.icc --output proof job.prn\n"
+                                     "k905-preview --output sheet job.prn\n"
+                                     "! cmp -s proof-1.png sheet-1.png\n", run_commands.PREPARED)
+        self.assertEqual(result.returncode, 0, result.stdout)
 
 
 class Links(unittest.TestCase):
