@@ -703,6 +703,24 @@ class Setup(ThroughCups):
         for word in ("K905", "RV-40W", "RS-30", "w432h576-div4", "6x2*4", "6 x 8 in (15 x 20 cm)"):
             self.assertIn(word, said)
 
+    def devices_listed(self, lpinfo, user):
+        """What --list says when lpinfo and id answer so."""
+        stubs = self.art / self.queue
+        stubs.mkdir(exist_ok=True)
+        for name, words in (("lpinfo", lpinfo), ("id", f"echo {user}")):
+            (stubs / name).write_text(f"#!/bin/sh\n{words}\n")
+            (stubs / name).chmod(0o755)
+        path = f"{stubs}:{self.cups.environment()['PATH']}"
+        said = self.cups.run(self.cups.prefix / "bin" / "k905-setup", "--list", PATH=path).stdout
+        return said.partition("Connected devices:\n")[2]
+
+    def test_connected_devices_are_listed_and_none_is_said_to_be_none(self):
+        printer = "echo direct usb://K905/1; echo network socket"
+        self.assertEqual(self.devices_listed(printer, 0), "  usb://K905/1\n")
+        self.assertEqual(self.devices_listed("echo network socket", 0), "  none\n")
+        self.assertEqual(self.devices_listed("exit 1", 1000),
+                         "  none that CUPS tells you of; it tells root of all\n")
+
     def check_finds(self, words):
         checked = self.setup("--check", self.queue)
         self.assertEqual(checked.returncode, 1, checked.stdout)
