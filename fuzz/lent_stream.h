@@ -5,9 +5,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstdint>
+#include <cstddef>
 #include <cstdlib>
-#include <string>
 #include <string_view>
 
 class LentStream {
@@ -22,6 +21,7 @@ class LentStream {
   ~LentStream() {
     give_back();
     close(file_);
+    if (view_size_ > 0) munmap(view_, view_size_);
   }
   LentStream(const LentStream&) = delete;
   LentStream& operator=(const LentStream&) = delete;
@@ -36,33 +36,14 @@ class LentStream {
 
   // What stands in the file, as long as the object lives. To be called once.
   [[nodiscard]] std::string_view content() {
-    const auto size = static_cast<std::size_t>(lseek(file_, 0, SEEK_END));
-    if (size == 0) return {};
-    void* const bytes = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file_, 0);
-    if (bytes == MAP_FAILED) std::abort();
-    view_ = View{bytes, size};
-    return {static_cast<const char*>(bytes), size};
+    view_size_ = static_cast<std::size_t>(lseek(file_, 0, SEEK_END));
+    if (view_size_ == 0) return {};
+    view_ = mmap(nullptr, view_size_, PROT_READ, MAP_PRIVATE, file_, 0);
+    if (view_ == MAP_FAILED) std::abort();
+    return {static_cast<const char*>(view_), view_size_};
   }
 
  private:
-  struct View {
-    View() = default;
-    View(void* bytes, std::size_t size) : bytes_(bytes), size_(size) {}
-    View(const View&) = delete;
-    View& operator=(View&& other) noexcept {
-      std::swap(bytes_, other.bytes_);
-      std::swap(size_, other.size_);
-      return *this;
-    }
-    ~View() {
-      if (size_ > 0) munmap(bytes_, size_);
-    }
-
-   private:
-    void* bytes_ = nullptr;
-    std::size_t size_ = 0;
-  };
-
   [[nodiscard]] bool fill(std::string_view content) const {
     return write(file_, content.data(), content.size()) == static_cast<ssize_t>(content.size()) &&
            lseek(file_, 0, SEEK_SET) == 0;
@@ -71,5 +52,6 @@ class LentStream {
   int descriptor_;
   int lender_;
   int file_;
-  View view_;
+  void* view_ = nullptr;
+  std::size_t view_size_ = 0;
 };

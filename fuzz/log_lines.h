@@ -1,0 +1,43 @@
+// What holds for every log, whatever was in the job.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+#include "fuzz/expect.h"
+
+// CUPS does what lines say that begin with one of these.
+inline constexpr std::string_view kOrdersToCups[] = {
+    "ALERT:", "ATTR:", "CRIT:",   "DEBUG:", "DEBUG2:", "EMERG:", "ERROR:",
+    "INFO:",  "JOB",   "NOTICE:", "PAGE:",  "PPD:",    "STATE:", "WARNING:"};
+
+// The filter's own lines of that kind, about a page header's numbers.
+inline constexpr std::string_view kOwnReports[] = {"WARNING: cupsBytesPerLine (",
+                                                   "WARNING: Resolution has zero value!",
+                                                   "ERROR: Invalid image dimensions!"};
+
+// A line that was cut is still the filter's own.
+inline bool is_own_report(std::string_view line) {
+  return std::ranges::any_of(kOwnReports, [line](std::string_view own) {
+    return line.starts_with(own) || own.starts_with(line);
+  });
+}
+
+inline bool is_order_to_cups(std::string_view line) {
+  return !is_own_report(line) && std::ranges::any_of(kOrdersToCups, [line](std::string_view order) {
+    return line.starts_with(order);
+  });
+}
+
+// Whole lines that give no orders, none longer than `limit` with its newline (0: any length).
+inline void expect_plain_log(std::string_view log, std::size_t limit = 0) {
+  expect(log.find('\r') == std::string_view::npos, "no carriage return in the log");
+  expect(log.empty() || log.back() == '\n', "the log ends with a whole line");
+  while (!log.empty()) {
+    const std::string_view line = log.substr(0, log.find('\n'));
+    expect(limit == 0 || line.size() < limit, "no line is longer than CUPS takes");
+    expect(!is_order_to_cups(line), "nothing from outside is an order to CUPS");
+    log.remove_prefix(line.size() + 1);
+  }
+}

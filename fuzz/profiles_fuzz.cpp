@@ -1,0 +1,222 @@
+// Colour profiles: how the names of jobs become files, and what is done with a file whatever is in
+// it. The first byte says which.
+#include <array>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fuzz/expect.h"
+#include "fuzz/input.h"
+#include "fuzz/lent_stream.h"
+#include "fuzz/log_lines.h"
+#include "fuzz/memory_file.h"
+#include "pipeline/icc_convert.h"
+#include "pipeline/kernels/kernels.h"
+#include "settings/icc_profiles.h"
+#include "settings/option_values.h"
+#include "settings/print_options.h"
+#include "tests/settings/fake_files.h"
+#include "tests/support/profile_builder.h"
+#include "tests/support/reference_state.h"
+
+// A profile can ask for more memory than there is: the sanitizer answers as the system would.
+extern "C" const char* __asan_default_options();
+extern "C" const char* __asan_default_options() {
+  return "allocator_may_return_null=1:max_allocation_size_mb=512";
+}
+
+namespace {
+
+// ---- names ----
+
+// The file a name stands for, tried by hand.
+std::string found_by_hand(const std::string& name, const std::set<std::string>& files) {
+  if (name.empty()) return "";
+  if (name[0] == '/' && files.contains(name)) return name;
+  for (const char* folder : icc_profile_folders) {
+    for (const char* ending : icc_profile_endings) {
+      if (std::string path = folder + name + ending; files.contains(path)) return path;
+    }
+  }
+  return "";
+}
+
+// What stands between the first "ICCPROFILE (" and the next ")".
+std::string marked_name(const std::string& value) {
+  const std::string mark = "ICCPROFILE (";
+  const std::size_t begin = value.find(mark);
+  const std::size_t end = begin == std::string::npos ? begin : value.find(')', begin + mark.size());
+  if (end == std::string::npos) return "";
+  return value.substr(begin + mark.size(), end - begin - mark.size());
+}
+
+std::string name_by_hand(const std::string& value) {
+  for (const IccChoice& row : icc_choice_to_filename) {
+    if (row.choice != nullptr && value == row.choice) return row.file_name;
+  }
+  return marked_name(value);
+}
+
+// The name, and where there are files of that name, or of one a little different.
+void names(Input& input) {
+  const std::string value = input.until('\0');
+  std::set<std::string> files;
+  while (!input.empty()) {
+    const std::uint8_t kind = input.byte();
+    const std::string more = kind % 16 == 15 ? input.until('\0') : "";
+    const std::string path = (kind % 8 < 6 ? icc_profile_folders[kind % 8] : "") +
+                             (kind % 16 < 8 ? name_by_hand(value) : value) + more +
+                             icc_profile_endings[kind / 16 % 3];
+    if (path.size() < PATH_MAX) files.insert(path);  // no system has longer ones
+  }
+  const FakeFiles fake(files);
+  LentStream err(STDERR_FILENO);
+  struct Free {
+    void operator()(char* text) const { std::free(text); }
+  };
+  const std::unique_ptr<char, Free> name(parse_icc_profile_name(value.c_str()));
+  std::array<char, 512> of_name{"as before"};
+  std::array<char, 512> of_value{"as before"};
+  const int name_found = find_icc_profile(name.get(), of_name);
+  const int value_found = find_icc_profile(value.c_str(), of_value);
+  err.give_back();
+
+  expect(name_by_hand(value) == (name != nullptr ? name.get() : ""), "the name of a value");
+  const auto expect_found = [&](int found, const std::array<char, 512>& path,
+                                const std::string& of) {
+    const std::string wanted = found_by_hand(of, files);
+    expect(found == (wanted.empty() ? 0 : 1), "a file is found where there is one");
+    expect(path.data() == (wanted.empty() ? "as before" : wanted.substr(0, path.size() - 1)),
+           "the path of the first file that is there");
+  };
+  expect_found(name_found, of_name, name_by_hand(value));
+  expect_found(value_found, of_value, value);
+  expect_plain_log(err.content());
+}
+
+// ---- files ----
+
+struct Rows {
+  std::size_t width = 0;
+  std::size_t height = 0;
+  std::vector<std::uint8_t> rgb;  // chunky
+};
+
+Rows rows_of(Input& input) {
+  Rows rows{1 + input.byte() % 64U, 1 + input.byte() % 40U, {}};
+  const std::uint32_t step = input.value<std::uint32_t>();
+  rows.rgb.resize(3 * rows.width * rows.height);
+  for (std::size_t i = 0; i < rows.rgb.size(); ++i) {
+    rows.rgb[i] = static_cast<std::uint8_t>(i * step >> 8);
+  }
+  return rows;
+}
+
+// Profiles that are right, and small files made from them by the input.
+const std::vector<std::string>& right_profiles() {
+  static const std::vector<std::string> profiles = {rgb_matrix_profile(), gray_profile(),
+                                                    lab_profile(), hollow_rgb_profile(),
+                                                    cmyk_table_profile()};
+  return profiles;
+}
+
+// Any bytes, or a right profile with some bytes changed.
+std::string profile_bytes(Input& input, bool damaged_one) {
+  if (!damaged_one) return input.rest();
+  std::string bytes = right_profiles()[input.byte() % right_profiles().size()];
+  for (std::size_t changes = input.byte() % 16; changes > 0; --changes) {
+    // Most of what says anything stands at the beginning: header and list of tags.
+    const bool anywhere = input.byte() % 4 == 0;
+    const std::size_t at = input.below(anywhere ? bytes.size() : 400) % bytes.size();
+    bytes[at] = static_cast<char>(input.byte());
+  }
+  if (input.byte() % 8 == 1) bytes.resize(input.below(bytes.size()));
+  return bytes;
+}
+
+void convert(IccConversion& conversion, const PrintOptions& options, IccMemory& memory,
+             Rows& rows) {
+  conversion.prepare(options, rows.width, rows.height, false, &memory);
+  std::vector<std::uint8_t> row(3 * rows.width + kernels::kRowSlack);
+  for (std::size_t y = 0; y < rows.height; ++y) {
+    std::uint8_t* const place = rows.rgb.data() + 3 * rows.width * y;
+    std::memcpy(row.data(), place, 3 * rows.width);
+    conversion.row(y, row.data());
+    std::memcpy(place, row.data(), 3 * rows.width);
+  }
+  conversion.report(options);
+}
+
+reference::Image image_of(const Rows& rows) {
+  reference::Image image;
+  image.width = static_cast<int>(rows.width);
+  image.height = static_cast<int>(rows.height);
+  for (std::size_t i = 0; i < rows.rgb.size(); ++i) image.plane[i % 3].push_back(rows.rgb[i]);
+  return image;
+}
+
+void files(Input& input, std::uint8_t kind) {
+  constexpr const char* kIntents[] = {"Perceptual", "Relative", "Saturation", "Absolute"};
+  const std::string intent = kIntents[kind / 4 % 4];
+  const bool as_source = kind / 16 % 2 == 1;
+  Rows rows = rows_of(input);
+  const std::string bytes = profile_bytes(input, kind / 32 % 2 == 1);
+  const MemoryFile hostile(bytes.data(), bytes.size());
+  const MemoryFile right(right_profiles()[0].data(), right_profiles()[0].size());
+
+  const ReferenceJob job;
+  reference::PlainFilter plain(job);
+  plain.settings.icc_enabled = true;
+  plain.settings.icc_name = "printer";
+  plain.settings.icc_intent = intent;
+  plain.settings.color_base_path = as_source ? hostile.path() : right.path();
+  plain.settings.icc_path = as_source ? right.path() : hostile.path();
+  reference::Image image = image_of(rows);
+  plain.convert_icc(image);
+
+  PrintOptions options{.paper_config = nullptr};
+  options.icc_enabled = 1;
+  copy_text(options.icc_profile_name, plain.settings.icc_name.c_str());
+  copy_text(options.icc_intent, intent.c_str());
+  copy_text(options.color_base_profile_path, plain.settings.color_base_path.c_str());
+  copy_text(options.icc_profile_path, plain.settings.icc_path.c_str());
+  Rows again = rows;
+  LentStream err(STDERR_FILENO);
+  IccMemory memory;
+  IccConversion first;
+  convert(first, options, memory, rows);
+  LentStream err_again(STDERR_FILENO);
+  IccConversion second;
+  convert(second, options, memory, again);
+  err_again.give_back();
+  err.give_back();
+
+  std::string wanted;
+  for (const std::string& line : plain.log) wanted += line + "\n";
+  expect(image_of(rows).plane[0] == image.plane[0] && image_of(rows).plane[1] == image.plane[1] &&
+             image_of(rows).plane[2] == image.plane[2],
+         "the colours of Little CMS");
+  expect(err.content() == wanted, "the log is what the plain reference says");
+  expect(again.rgb == rows.rgb, "a page that finds the transform there gets the same");
+  expect(err_again.content() == wanted, "and says the same");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Input input(data, size);
+  const std::uint8_t kind = input.byte();
+  if (kind % 4 == 0) {
+    names(input);
+  } else {
+    files(input, kind);
+  }
+  return 0;
+}
