@@ -41,6 +41,32 @@ extern "C" const char* __asan_default_options() {
 }
 
 namespace {
+long allocations_to_failure = 0;
+
+bool refused() { return allocations_to_failure > 0 && --allocations_to_failure == 0; }
+}  // namespace
+
+// The filter's own requests for memory come here first.
+extern "C" {
+
+void* __real_malloc(std::size_t size);
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __real_realloc(void* block, std::size_t size);
+void* __wrap_malloc(std::size_t size);
+void* __wrap_calloc(std::size_t count, std::size_t size);
+void* __wrap_realloc(void* block, std::size_t size);
+
+void* __wrap_malloc(std::size_t size) { return refused() ? nullptr : __real_malloc(size); }
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+  return refused() ? nullptr : __real_calloc(count, size);
+}
+void* __wrap_realloc(void* block, std::size_t size) {
+  return refused() ? nullptr : __real_realloc(block, size);
+}
+
+}  // extern "C"
+
+namespace {
 
 // Profiles of every kind the filter meets, by a path that a job can name.
 std::vector<std::string> profile_paths() {
@@ -99,6 +125,7 @@ struct Setting {
   std::vector<std::pair<const char*, std::string>> of_queue;
   const char* ribbon = nullptr;
   std::size_t line_limit = 0;
+  long failing_allocation = 0;  // counted from 1; 0: memory is never short
 };
 
 void add_setting(Input& input, Setting& setting) {
@@ -131,6 +158,7 @@ Setting setting_of(Input& input) {
   if ((around & 4) != 0) setting.arguments[3] = text(input);
   if ((around & 8) != 0) setting.arguments[5] = "ICCProfile=" + text(input);
   if ((around & 16) != 0) setting.arguments.insert(setting.arguments.end(), {"--copies", "2"});
+  if ((around & 32) != 0) setting.failing_allocation = 1 + input.byte() % 64;
   for (std::size_t count = input.byte() % 5; count > 0; --count) {
     add_setting(input, setting);
   }
@@ -170,6 +198,19 @@ constexpr std::uint32_t kOddNumbers[] = {
     300,       600,        1200,       1920,       0x7FFF,     0x10000,   0x100000,
     0x1000000, 0x20000000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFF00};
 
+// Spaces with as many colours as the format has; the first is the usual one.
+cups_cspace_t space_of(Format format, unsigned which) {
+  constexpr cups_cspace_t kOne[] = {CUPS_CSPACE_W, CUPS_CSPACE_K, CUPS_CSPACE_SW,
+                                    CUPS_CSPACE_DEVICE1};
+  constexpr cups_cspace_t kThree[] = {CUPS_CSPACE_RGB, CUPS_CSPACE_CMY, CUPS_CSPACE_YMC,
+                                      CUPS_CSPACE_SRGB, CUPS_CSPACE_DEVICE3};
+  constexpr cups_cspace_t kFour[] = {CUPS_CSPACE_CMYK, CUPS_CSPACE_YMCK, CUPS_CSPACE_KCMY,
+                                     CUPS_CSPACE_RGBA, CUPS_CSPACE_DEVICE4};
+  return format.colors == 1   ? kOne[which % std::size(kOne)]
+         : format.colors == 3 ? kThree[which % std::size(kThree)]
+                              : kFour[which % std::size(kFour)];
+}
+
 cups_page_header2_t honest_header(Input& input) {
   const Format format = one_of(input, kFormats);
   const auto width = static_cast<unsigned>(1 + input.below(200));
@@ -182,6 +223,7 @@ cups_page_header2_t honest_header(Input& input) {
   const std::uint8_t mode = input.byte();
   header.HWResolution[1] = (mode & 1) != 0 ? 600 : 300;
   header.Orientation = static_cast<cups_orient_t>(mode / 2 % 4);
+  header.cupsColorSpace = space_of(format, mode / 8);
   return header;
 }
 
@@ -283,7 +325,9 @@ std::uint64_t run_and_check(const Setting& setting, std::string_view stream) {
   LentStream err(STDERR_FILENO);
   const int free_before = lowest_free_descriptor();
   start_up(setting);
+  allocations_to_failure = setting.failing_allocation;
   const int status = run_raster_job();
+  allocations_to_failure = 0;
   const int free_after = lowest_free_descriptor();
   for (LentStream* lent : {&in, &out, &err}) lent->give_back();
 
