@@ -141,6 +141,32 @@ TEST(ContactSheetProgram, APhotographThatACameraTurnedStandsUpright) {
   EXPECT_EQ(picture_in(folder, "out.png").height, 40U + 20 + 12 + 12);
 }
 
+TEST(ContactSheetProgram, PicturesOfEveryKindAreShownInTheirColours) {
+  const ScratchFolder folder;
+  PngKind grey;
+  grey.colour_type = 0;
+  PngKind deep;
+  deep.bits = 16;
+  JpegKind grey_jpeg;
+  grey_jpeg.channels = 1;
+  JpegKind inks;
+  inks.channels = 4;
+  folder.write("a.png", png_file(1, 1, {}, {10, 120, 230}));
+  folder.write("b.png", png_file(1, 1, grey, {77}));
+  folder.write("c.png", png_file(1, 1, deep, {10, 10, 120, 120, 230, 230}));
+  folder.write("d.jpg", jpeg_file(8, 8, grey_jpeg, std::vector<std::uint8_t>(64, 90)));
+  folder.write("e.jpg", jpeg_file(8, 8, inks, std::vector<std::uint8_t>(256, 255)));  // bare paper
+  ASSERT_EQ(
+      contact(folder, {"-w", "8", "-c", "5", "a.png", "b.png", "c.png", "d.jpg", "e.jpg"}).status,
+      0);
+  const Picture sheet = picture_in(folder, "out.png");
+  const std::vector<std::vector<int>> wanted{
+      {10, 120, 230}, {77, 77, 77}, {10, 120, 230}, {90, 90, 90}, {255, 255, 255}};
+  for (std::uint32_t i = 0; i < wanted.size(); ++i) {
+    EXPECT_EQ(pixel(sheet, 12 + 20 * i + 4, 12 + 4), wanted[i]) << i;
+  }
+}
+
 TEST(ContactSheetProgram, NothingIsWrittenWhenAFileIsWrong) {
   const ScratchFolder folder;
   folder.write("good.prn", grey_sheet(1));

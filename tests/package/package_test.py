@@ -175,6 +175,69 @@ class Contents(unittest.TestCase):
         self.assertNotIn("no-manual-page", said.stdout)
 
 
+def with_their_dependencies(packages):
+    """The packages and all that they depend on, by name."""
+    found = set()
+    wanted = list(packages)
+    while wanted:
+        name = wanted.pop()
+        if name in found:
+            continue
+        # Of packages that stand for each other this machine has one.
+        known = subprocess.run(["dpkg-query", "-W", "-f", "${Pre-Depends}, ${Depends}", name], text=True,
+                               capture_output=True, check=False, env=environment())
+        if known.returncode == 0:
+            found.add(name)
+            wanted += re.findall(r"(?:^|[,|] *)([a-z0-9][a-z0-9.+-]*)", known.stdout)
+    return found
+
+
+class Alone(unittest.TestCase):
+    """On a machine that has the package and the libraries it depends on, and nothing else."""
+
+    NO_LIBRARIES = {"cups", "cups-filters", "ghostscript"}
+
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.root = pathlib.Path(scratch.name)
+        for folder in ("bin", "lib", "lib64", "sbin"):
+            (self.root / "usr" / folder).mkdir(parents=True)
+            (self.root / folder).symlink_to(f"usr/{folder}")
+        call("dpkg-deb", "-x", PACKAGE, self.root)
+        depends = call("dpkg-deb", "-f", PACKAGE, "Depends")
+        named = {re.split(r"[ (|]", entry.strip())[0] for entry in depends.split(",")}
+        for package in with_their_dependencies(named - self.NO_LIBRARIES):
+            for path in map(pathlib.Path, call("dpkg-query", "-L", package).splitlines()):
+                if ".so" in path.name and (path.is_symlink() or path.is_file()):
+                    place = self.root / path.relative_to("/")
+                    place.parent.mkdir(parents=True, exist_ok=True)
+                    shutil.copy2(path, place, follow_symlinks=False)
+
+    def run_alone(self, *command):
+        chroot = shutil.which("chroot", path=environment()["PATH"])
+        return subprocess.run([chroot, self.root, *command], text=True, capture_output=True, check=False,
+                              env={"PATH": "/usr/bin:/usr/lib/cups/filter"}, stdin=subprocess.DEVNULL)
+
+    def test_every_program_finds_its_libraries(self):
+        for program in [*self.root.glob("usr/bin/k905-*"), *self.root.glob("usr/lib/cups/filter/*")]:
+            if program.read_bytes()[:4] == b"\x7fELF":
+                said = self.run_alone("/" + str(program.relative_to(self.root)), "--version")
+                self.assertNotIn("shared librar", said.stderr, program.name)
+                self.assertIn(said.returncode, (0, 1), f"{program.name}: {said.stderr}")
+
+    def test_a_photo_becomes_a_sheet(self):
+        artwork.png(self.root / "photo.png", 1800, 1200)
+        for command in (("k905-print", "--to", "job.prn", "photo.png"),
+                        ("k905-preview", "--contact", "sheets.png", "job.prn"),
+                        ("k905-raster", "-o", "page.ras", "photo.png")):
+            said = self.run_alone(*command)
+            self.assertEqual(said.returncode, 0, said.stderr)
+        said = self.run_alone("k905-status", "/nowhere")
+        self.assertEqual((said.returncode, said.stdout),
+                         (2, "/nowhere: not reachable, No such file or directory\n"))
+
+
 class Removal(unittest.TestCase):
     def test_what_was_installed_goes_away_whole(self):
         with tempfile.TemporaryDirectory() as scratch:
