@@ -8,6 +8,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 
 #include "companions/colour/profile_conversion.h"
@@ -54,7 +55,7 @@ Picture reduced(const Picture& picture, std::uint32_t width, PixelDensity densit
 }
 
 struct NamedFile {
-  std::string caption;
+  std::optional<std::string> caption;
   std::string file;
 };
 
@@ -62,7 +63,7 @@ struct NamedFile {
 NamedFile split_at_caption(const std::string& text) {
   const std::size_t equals = text.rfind('=');
   if (equals == std::string::npos) {
-    return {"", text};
+    return {std::nullopt, text};
   }
   return {text.substr(0, equals), text.substr(equals + 1)};
 }
@@ -94,7 +95,8 @@ class Preview {
 
   // Reads one file to its end; its sheets are numbered on from those before. False after an error.
   bool read(const std::string& text) {
-    const NamedFile named = wishes_.contact.empty() ? NamedFile{"", text} : split_at_caption(text);
+    const NamedFile named =
+        wishes_.contact.empty() ? NamedFile{std::nullopt, text} : split_at_caption(text);
     caption_ = named.caption;
     sheets_of_file_ = 0;
     if (named.file == "-") {
@@ -197,7 +199,8 @@ class Preview {
     if (!picture) {
       return fail(file + ": " + error);
     }
-    return add_to_contact(caption_, upright(*picture), {1, 1});
+    const std::string name = std::filesystem::path(file).stem().string();
+    return add_to_contact(caption_.value_or(name), upright(*picture), {1, 1});
   }
 
   bool add_to_contact(const std::string& caption, const Picture& picture, PixelDensity density) {
@@ -207,10 +210,10 @@ class Preview {
 
   // A caption is for the first sheet of its file, the later ones get a number behind it.
   [[nodiscard]] std::string caption_of_sheet() const {
-    if (caption_.empty()) {
+    if (!caption_) {
       return "sheet " + std::to_string(sheets_);
     }
-    return sheets_of_file_ == 1 ? caption_ : caption_ + " " + std::to_string(sheets_of_file_);
+    return sheets_of_file_ == 1 ? *caption_ : *caption_ + " " + std::to_string(sheets_of_file_);
   }
 
   bool write(const std::string& file, const Picture& picture, PixelDensity density) {
@@ -234,7 +237,7 @@ class Preview {
   std::uint32_t width_;  // of a picture; 0: every pixel of the sheet
   ContactSheet contact_;
   std::optional<ProofProfile> proof_;
-  std::string caption_;  // of the file that is being read
+  std::optional<std::string> caption_;  // given to the file that is being read
   int sheets_ = 0;
   int sheets_of_file_ = 0;
 };

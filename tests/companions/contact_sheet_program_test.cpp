@@ -101,13 +101,27 @@ TEST(ContactSheetProgram, ACaptionNamesTheFirstSheetOfItsFileAndNumbersTheOthers
 TEST(ContactSheetProgram, ACaptionWiderThanItsPictureIsCut) {
   const ScratchFolder folder;
   folder.write("a.ppm", "P6 1 1 255\nabc");
-  ASSERT_EQ(contact(folder, {"-w", "24", "TTTT=a.ppm", "a.ppm"}).status, 0);
+  ASSERT_EQ(contact(folder, {"-w", "24", "TTTT=a.ppm", "=a.ppm"}).status, 0);
   const Picture sheet = picture_in(folder, "out.png");
   const std::uint32_t caption = 12 + 24 + 6;
   EXPECT_EQ(pixel(sheet, 12 + 12, caption), kInk);
   for (std::uint32_t x = 12 + 24; x < sheet.width; ++x) {
     EXPECT_EQ(pixel(sheet, x, caption), kGround) << x;
   }
+}
+
+TEST(ContactSheetProgram, APictureWithoutACaptionIsCalledByItsFile) {
+  const ScratchFolder folder;
+  folder.write("T.ppm", "P6 1 1 255\nabc");
+  ASSERT_EQ(contact(folder, {"-w", "80", "T=./T.ppm", "./T.ppm", "=T.ppm"}).status, 0);
+  const Picture sheet = picture_in(folder, "out.png");
+  for (std::uint32_t y = 12 + 80; y < sheet.height; ++y) {
+    for (std::uint32_t x = 0; x < 80; ++x) {
+      EXPECT_EQ(pixel(sheet, 12 + x, y), pixel(sheet, 104 + x, y));
+      EXPECT_EQ(pixel(sheet, 196 + x, y), kGround);
+    }
+  }
+  EXPECT_EQ(pixel(sheet, 104, 12 + 80 + 6), kInk);
 }
 
 TEST(ContactSheetProgram, ACaptionMayHoldAnEqualsSign) {
