@@ -158,7 +158,11 @@ bool print_page(Job& job, const cups_page_header2_t& header, std::int64_t index)
   print_copies(job, page);
   job.memory.before_lines_are_lost = nullptr;
   job.memory.whose = nullptr;
-  return job.input.ended() || skip_rest_of_page(header, job.raster.get());
+  if (job.input.ended() || skip_rest_of_page(header, job.raster.get())) {
+    return true;
+  }
+  log_line("K905-1: malloc skip buffer failed, the rest of the job is not printed");
+  return false;
 }
 
 void print_pages(Job& job) {

@@ -214,6 +214,7 @@ ReferenceResult PlainFilter::whole_job() {
       }
     }
     if (short_of_memory(kNoMemoryToSkipAPage)) {
+      say("%s", kNoMemoryToSkipAPage);
       ended_early = true;
       break;
     }

@@ -20,10 +20,11 @@ struct ReferenceShortage {
   std::string line;
   int visit = 1;
 };
-// Two such moments have no line of their own: a page's lines are to be kept for its copies, and
-// what is left of a page is to be read away. They come once a page.
+// Two such moments come once a page: a page's lines are to be kept for its copies, which has no
+// line of its own, and what is left of a page is to be read away.
 inline constexpr char kNoMemoryToKeepAPage[] = "(keep a page)";
-inline constexpr char kNoMemoryToSkipAPage[] = "(skip a page)";
+inline constexpr char kNoMemoryToSkipAPage[] =
+    "K905-1: malloc skip buffer failed, the rest of the job is not printed";
 
 struct ReferenceJob {
   std::vector<std::string> arguments;      // argv, [0] included
