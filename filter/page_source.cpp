@@ -1,9 +1,11 @@
 #include "filter/page_source.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
+#include "diag/log.h"
 #include "filter/cancellation.h"
 
 Raster RasterInput::open() {
@@ -13,6 +15,9 @@ Raster RasterInput::open() {
 
 ssize_t RasterInput::read(void* input, unsigned char* buffer, std::size_t bytes) {
   auto& self = *static_cast<RasterInput*>(input);
+  if (self.ended_) {
+    return 0;  // Whatever came behind an error would be taken for a page in the wrong place.
+  }
   if (self.begin_ == self.end_) {
     // Large requests, and all of them when there was no memory for a buffer, go straight through.
     const bool direct = self.buffer_ == nullptr || bytes >= kBufferSize;
@@ -20,6 +25,9 @@ ssize_t RasterInput::read(void* input, unsigned char* buffer, std::size_t bytes)
                                  : read_unless_cancelled(0, self.buffer_.get(), kBufferSize);
     if (count <= 0) {
       self.ended_ = true;
+      if (count < 0 && !job_cancelled()) {
+        log_line("K905-1: read error: %s", std::strerror(errno));
+      }
       return count;
     }
     if (direct) {

@@ -25,7 +25,8 @@ class RasterInput {
   // outlive it.
   [[nodiscard]] Raster open();
 
-  // True once bytes were asked for and none were left (or an error, or the job was cancelled).
+  // True once bytes were asked for and none were left (or an error, which is logged, or the job was
+  // cancelled). Nothing is read any more then.
   [[nodiscard]] bool ended() const { return ended_; }
 
  private:

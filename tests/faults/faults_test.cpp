@@ -413,19 +413,37 @@ TEST(OddReads, InSmallPiecesInterruptedAndStarvedChangeNothing) {
   }
 }
 
+// A job whose read with this number, of 100 bytes each, fails: the input ends there, with a word.
+void expect_end_at_read(const ReferenceJob& job, long number) {
+  SCOPED_TRACE("read " + std::to_string(number));
+  Faults faults;
+  faults.most_read = 100;
+  faults.failing_read = number;
+  FaultRun run = run_job(job, faults);
+  ReferenceJob cut = job;
+  cut.input.resize(static_cast<std::size_t>(100 * (number - 1)));
+  const std::string word = "K905-1: read error: Input/output error";
+  EXPECT_EQ(std::count(run.log.begin(), run.log.end(), word), 1);
+  run.log.erase(std::remove(run.log.begin(), run.log.end(), word), run.log.end());
+  expect_same(run, reference_for(run, reference_run(cut)));
+  expect_nothing_leaked(run);
+}
+
 TEST(OddReads, AnErrorIsTheEndOfTheInput) {
   const ReferenceJob job = job_of({small_page(1), small_page(2)});
-  for (const long number : {1L, 2L, 5L, 20L, 40L, 60L, 90L}) {
-    SCOPED_TRACE("read " + std::to_string(number));
-    Faults faults;
-    faults.most_read = 100;
-    faults.failing_read = number;
-    const FaultRun run = run_job(job, faults);
-    ReferenceJob cut = job;
-    cut.input.resize(static_cast<std::size_t>(100 * (number - 1)));
-    expect_same(run, reference_for(run, reference_run(cut)));
-    expect_nothing_leaked(run);
+  for (const long number : {1L, 2L, 5L, 20L, 40L, 55L, 60L, 90L}) {
+    expect_end_at_read(job, number);
   }
+}
+
+TEST(OddReads, WhatComesBehindAnErrorIsNoPage) {
+  // A page that breaks off at a read; what the next reads would bring is a whole page.
+  ReferenceJob job = job_of({small_page(1), small_page(2)});
+  constexpr std::size_t kHeader = 4 + sizeof(cups_page_header2_t);
+  constexpr std::size_t kPage = kHeader - 4 + std::size_t{40} * 3 * 30;
+  job.input = job.input.substr(0, kHeader + 1000) + job.input.substr(4 + kPage);
+  static_assert((kHeader + 1000) % 100 == 0);
+  expect_end_at_read(job, (kHeader + 1000) / 100 + 1);
 }
 
 }  // namespace
