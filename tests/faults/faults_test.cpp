@@ -13,6 +13,7 @@
 #include <set>
 
 #include "tests/faults/fault_run.h"
+#include "tests/faults/odd_write.h"
 #include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
 #include "tests/support/profile_builder.h"
@@ -311,64 +312,6 @@ TEST(OddWrites, OfTheLogChangeNothing) {
   expect_same(run, reference_for(run, reference_run(job)));
 }
 
-// What one write of the job's, counted from 1, makes of log and output when the system answers it
-// with `result`. A command is one write, a plane is three: its block, the image's header and its
-// pixels.
-class OddWrite {
- public:
-  OddWrite(long number, long result, int error, bool from_there)
-      : number_(number), result_(result), error_(error), from_there_(from_there) {}
-
-  ReferenceResult applied_to(const ReferenceResult& peace) {
-    ReferenceResult with = peace;
-    with.log.clear();
-    with.output.clear();
-    std::size_t at = 0;
-    for (const std::string& line : peace.log) {
-      with.log.push_back(line);
-      const bool image = line.rfind("K905-1: send IMAGE ", 0) == 0;
-      if (!image && line.rfind("K905-1: send CNTRL ", 0) != 0) {
-        continue;
-      }
-      const auto payload = std::strtoul(peace.output.substr(at + 24, 8).c_str(), nullptr, 10);
-      if (!image) {
-        (void)wrote(peace.output.substr(at, 32 + payload), with);
-      } else if (wrote(peace.output.substr(at, 32), with) == Outcome::kFailed ||
-                 wrote_image(peace.output.substr(at + 32, payload), with) == Outcome::kFailed) {
-        with.log.push_back("K905-1: send " + line.substr(19, 1) + " plane failed");
-      }
-      at += 32 + payload;
-    }
-    return with;
-  }
-
- private:
-  // A write that took nothing leaves the rest out, but it is no failure.
-  enum class Outcome { kWhole, kShort, kFailed };
-
-  Outcome wrote(const std::string& bytes, ReferenceResult& with) {
-    ++count_;
-    if (count_ != number_ && !(from_there_ && count_ > number_)) {
-      with.output += bytes;
-      return Outcome::kWhole;
-    }
-    with.log.push_back(result_ == 0 ? "K905-1: write returned 0"
-                                    : std::string("K905-1: write error: ") + std::strerror(error_));
-    return result_ == 0 ? Outcome::kShort : Outcome::kFailed;
-  }
-
-  Outcome wrote_image(const std::string& image, ReferenceResult& with) {
-    const Outcome header = wrote(image.substr(0, 1088), with);
-    return header == Outcome::kWhole ? wrote(image.substr(1088), with) : header;
-  }
-
-  long number_;
-  long result_;
-  int error_;
-  bool from_there_;
-  long count_ = 0;
-};
-
 class EveryWrite : public ::testing::TestWithParam<long> {};
 
 void expect_odd_write_answered(long number, long result, int error, bool from_there) {
@@ -380,8 +323,9 @@ void expect_odd_write_answered(long number, long result, int error, bool from_th
   faults.write_errno = error;
   faults.odd_from_there = from_there;
   const FaultRun run = run_job(job, faults);
-  const ReferenceResult wanted =
-      OddWrite(number, result, error, from_there).applied_to(reference_run(job));
+  const OddWrite odd{
+      .number = number, .result = result, .error = error, .from_there_on = from_there};
+  const ReferenceResult wanted = with_odd_write(reference_run(job), odd);
   expect_same(run, reference_for(run, wanted));
   expect_nothing_leaked(run);
 }

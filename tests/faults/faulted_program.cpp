@@ -1,0 +1,79 @@
+#include "tests/faults/faulted_program.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+#include "companions/stream/printer_stream.h"
+#include "tests/support/build_paths.h"
+
+namespace {
+
+constexpr char kLibrary[] = K905_BINARY_DIR "/tests/libk905_failing_calls.so";
+constexpr char kReport[] = "report";
+
+std::string text_of(const CallFault& fault) {
+  std::string text = fault.function;
+  text.append(" ").append(std::to_string(fault.number));
+  text.append(" ").append(std::to_string(fault.error));
+  return fault.from_there_on ? text + " on" : text;
+}
+
+void read_report(const std::string& report, FaultedProgram& run) {
+  std::istringstream words(report);
+  std::string name;
+  while (words >> name) {
+    if (name == "failed") {
+      run.failed = true;
+      words >> name >> run.descriptor >> run.caller;
+    } else {
+      words >> run.calls[name];
+    }
+  }
+}
+
+}  // namespace
+
+FaultedProgram run_with_fault(ChildSetup setup, const CallFault& fault) {
+  const ScratchFolder scratch;
+  // Where the program sees another /tmp, the report lies there.
+  const bool elsewhere = !setup.private_tmp.empty();
+  const std::string folder = elsewhere ? setup.private_tmp : scratch.path();
+  // Without it libcups asks the name service for the user's home.
+  setup.environment["HOME"] = "/nonexistent";
+  setup.environment["LD_PRELOAD"] = kLibrary;
+  setup.environment["K905_FAULT_REPORT"] = (elsewhere ? "/tmp/" : folder + "/") + kReport;
+  // A sanitizer wants to be the first library, and is not where this one comes before it.
+  setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+  if (fault.number > 0) {
+    setup.environment["K905_FAULT"] = text_of(fault);
+  }
+  std::filesystem::remove(folder + "/" + kReport);
+  FaultedProgram run;
+  run.result = run_child(setup);
+  read_report(read_file(folder + "/" + kReport), run);
+  return run;
+}
+
+std::vector<long> calls_to_fail(long calls, long most) {
+  const long count = std::getenv("K905_EVERY_CALL") != nullptr ? calls : std::min(calls, most);
+  std::vector<long> chosen;
+  for (long i = 0; i < count; ++i) {
+    chosen.push_back(count > 1 ? 1 + i * (calls - 1) / (count - 1) : 1);
+  }
+  return chosen;
+}
+
+std::vector<std::string> whole_sheets(const std::string& stream) {
+  const ParsedStream parsed =
+      parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
+  EXPECT_FALSE(parsed.error.has_value()) << "torn at byte " << parsed.error->offset;
+  std::vector<std::string> sheets;
+  for (const Sheet& sheet : parsed.sheets) {
+    sheets.push_back(stream.substr(sheet.offset, sheet.size));
+  }
+  return sheets;
+}

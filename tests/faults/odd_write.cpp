@@ -1,0 +1,65 @@
+#include "tests/faults/odd_write.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// A write that took nothing leaves the rest out, but it is no failure.
+enum class Outcome { kWhole, kShort, kFailed };
+
+class Replay {
+ public:
+  explicit Replay(const OddWrite& odd) : odd_(odd) {}
+
+  ReferenceResult applied_to(const ReferenceResult& peace) {
+    with_ = peace;
+    with_.log.clear();
+    with_.output.clear();
+    std::size_t at = 0;
+    for (const std::string& line : peace.log) {
+      with_.log.push_back(line);
+      const bool image = line.rfind("K905-1: send IMAGE ", 0) == 0;
+      if (!image && line.rfind("K905-1: send CNTRL ", 0) != 0) {
+        continue;
+      }
+      const auto payload = std::strtoul(peace.output.substr(at + 24, 8).c_str(), nullptr, 10);
+      if (!image) {
+        (void)wrote(peace.output.substr(at, 32 + payload));
+      } else if (wrote(peace.output.substr(at, 32)) == Outcome::kFailed ||
+                 wrote_image(peace.output.substr(at + 32, payload)) == Outcome::kFailed) {
+        with_.log.push_back("K905-1: send " + line.substr(19, 1) + " plane failed");
+      }
+      at += 32 + payload;
+    }
+    return with_;
+  }
+
+ private:
+  Outcome wrote(const std::string& bytes) {
+    ++count_;
+    if (count_ != odd_.number && !(odd_.from_there_on && count_ > odd_.number)) {
+      with_.output += bytes;
+      return Outcome::kWhole;
+    }
+    with_.log.push_back(odd_.result == 0
+                            ? "K905-1: write returned 0"
+                            : std::string("K905-1: write error: ") + std::strerror(odd_.error));
+    return odd_.result == 0 ? Outcome::kShort : Outcome::kFailed;
+  }
+
+  Outcome wrote_image(const std::string& image) {
+    const Outcome header = wrote(image.substr(0, 1088));
+    return header == Outcome::kWhole ? wrote(image.substr(1088)) : header;
+  }
+
+  const OddWrite& odd_;
+  ReferenceResult with_;
+  long count_ = 0;
+};
+
+}  // namespace
+
+ReferenceResult with_odd_write(const ReferenceResult& peace, const OddWrite& odd) {
+  return Replay(odd).applied_to(peace);
+}

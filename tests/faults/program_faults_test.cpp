@@ -1,0 +1,526 @@
+// The built program when the system says no to one of its calls, each in turn: whatever fails, a
+// sheet is whole or absent, it looks as the log says, what is lost is told, and the program comes
+// to an end.
+//
+// A few calls of each kind are tried every day, and all of them when K905_EVERY_CALL is set.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <random>
+
+#include "tests/faults/faulted_program.h"
+#include "tests/faults/odd_write.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/profile_builder.h"
+#include "tests/support/raster_builder.h"
+#include "tests/support/reference.h"
+#include "tests/support/simulated_printer.h"
+
+namespace {
+
+using ::testing::AnyOf;
+using ::testing::Contains;
+
+constexpr char kEnd[] = "=== rastertok905 end ===";
+constexpr char kNoStream[] = "K905-1: cupsRasterOpen failed (no raster data from upstream).";
+
+#ifdef K905_SANITIZED
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+std::string two_pages() {
+  std::mt19937 random(5);
+  std::vector<RasterPage> pages;
+  for (int i = 0; i < 2; ++i) {
+    cups_page_header2_t header = page_header(40, 30);
+    header.PageSize[0] = 461;  // the smallest paper
+    header.PageSize[1] = 261;
+    pages.push_back(blank_page(header));
+    fill_with_gradient(pages.back(), random);
+  }
+  return raster_stream(pages);
+}
+
+bool has(const std::vector<std::string>& log, const std::string& line) {
+  return std::find(log.begin(), log.end(), line) != log.end();
+}
+
+bool has_beginning(const std::vector<std::string>& log, const std::string& beginning) {
+  return std::any_of(log.begin(), log.end(), [&beginning](const std::string& line) {
+    return line.rfind(beginning, 0) == 0;
+  });
+}
+
+// ---- the jobs ----
+
+using Choices = std::vector<std::string>;
+
+// A way to start the filter, and what its sheets may look like.
+class Scene {
+ public:
+  Scene() = default;
+  virtual ~Scene() = default;
+  Scene(const Scene&) = delete;
+  Scene& operator=(const Scene&) = delete;
+
+  [[nodiscard]] virtual ChildSetup setup() const {
+    ChildSetup child;
+    child.program = filter_program();
+    child.arguments = job_.arguments;
+    child.input = job_.input;
+    child.time_limit = std::chrono::seconds(30);
+    return child;
+  }
+
+  [[nodiscard]] virtual std::string log_of(const ChildResult& result) const { return result.log; }
+
+  // What each sheet may be when this is the log.
+  [[nodiscard]] virtual std::vector<Choices> sheets_for(
+      const std::vector<std::string>& log) const = 0;
+
+  // What an undisturbed run writes, with that process id.
+  [[nodiscard]] ReferenceResult peace(int process_id) const {
+    ReferenceResult result = peace_;
+    result.log.at(1) = "K905-1: Process ID: " + std::to_string(process_id);
+    return result;
+  }
+
+ protected:
+  // After job_ has been filled in.
+  void look_at_peace() { peace_ = reference_run(job_); }
+
+  ReferenceJob job_;
+
+ private:
+  ReferenceResult peace_;
+};
+
+std::vector<Choices> one_choice_each(const std::vector<std::string>& sheets) {
+  std::vector<Choices> choices;
+  for (const std::string& sheet : sheets) {
+    choices.push_back({sheet});
+  }
+  return choices;
+}
+
+// As the print system starts it. The queue's file says two things that show on a sheet; they count
+// when the log says that they were read, and neither is lost in silence.
+class UnderPrintSystem : public Scene {
+ public:
+  UnderPrintSystem() {
+    job_.arguments = {"K905", "1", "me", "t", "1", ""};
+    job_.input = two_pages();
+    job_.ppd_file = PpdDescription{};
+    job_.ppd_file->groups = {{"K905", {{"StpLaminate", "Matte"}, {"StpBrightness", "200"}}}};
+    job_.ppd_path = folder_.write("queue.ppd", ppd_text(*job_.ppd_file));
+    look_at_peace();
+    for (const bool matte : {false, true}) {
+      for (const bool bright : {false, true}) {
+        ReferenceJob job = job_;
+        job.ppd_file->groups[0].options = {{"StpLaminate", matte ? "Matte" : "Glossy"},
+                                           {"StpBrightness", bright ? "200" : "0"}};
+        variants_[matte][bright] = whole_sheets(reference_run(job).output);
+      }
+    }
+  }
+
+  [[nodiscard]] ChildSetup setup() const override {
+    ChildSetup child = Scene::setup();
+    child.environment["PPD"] = *job_.ppd_path;
+    return child;
+  }
+
+  [[nodiscard]] std::vector<Choices> sheets_for(
+      const std::vector<std::string>& log) const override {
+    // The summary is written from the settings that the sheets are made with.
+    const bool matte = has(log, "  Overcoat: Matte");
+    const bool bright = has(log, "  Brightness: 200 (0.20)");
+    return one_choice_each(variants_[matte ? 1 : 0][bright ? 1 : 0]);
+  }
+
+ private:
+  ScratchFolder folder_;
+  std::vector<std::string> variants_[2][2];
+};
+
+// The same with a profile. A page whose conversion met a fault is printed as it is, or through
+// sRGB, and the log warns.
+class WithProfile : public Scene {
+ public:
+  WithProfile() {
+    job_.arguments = {"K905",
+                      "1",
+                      "me",
+                      "t",
+                      "1",
+                      "",
+                      "--icc-profile",
+                      folder_.write("mine.icc", rgb_matrix_profile())};
+    job_.input = two_pages();
+    job_.ppd_path = "/nonexistent/queue.ppd";
+    look_at_peace();
+    converted_ = whole_sheets(peace(0).output);
+    ReferenceJob plain = job_;
+    plain.arguments.resize(6);
+    plain_ = whole_sheets(reference_run(plain).output);
+    plain.ppd_file = PpdDescription{};
+    plain.ppd_file->groups = {{"K905", {{"ICCProfile", "/nonexistent/profile"}}}};
+    through_srgb_ = whole_sheets(reference_run(plain).output);
+  }
+
+  [[nodiscard]] ChildSetup setup() const override {
+    ChildSetup child = Scene::setup();
+    child.environment["PPD"] = *job_.ppd_path;
+    return child;
+  }
+
+  // A warning in front of the first page is about both.
+  [[nodiscard]] std::vector<Choices> sheets_for(
+      const std::vector<std::string>& log) const override {
+    const auto first = std::find(log.begin(), log.end(), "K905-1: Processing page 1 (ODD)");
+    const auto second = std::find(first, log.end(), "K905-1: Processing page 2 (EVEN)");
+    const bool early = warned({log.begin(), first});
+    const bool late[] = {warned({first, second}), warned({second, log.end()})};
+    std::vector<Choices> sheets;
+    for (std::size_t i = 0; i < 2; ++i) {
+      sheets.push_back(early || late[i] ? Choices{plain_[i], through_srgb_[i]}
+                                        : Choices{converted_[i]});
+    }
+    return sheets;
+  }
+
+ private:
+  // Whether there is a warning that an undisturbed run has not. Where Little CMS makes nothing of
+  // two profiles without saying so, the colours that are tried show it.
+  [[nodiscard]] bool warned(const std::vector<std::string>& log) const {
+    return std::any_of(log.begin(), log.end(), [this](const std::string& line) {
+      for (const char* beginning :
+           {"K905-1: ERROR: ", "K905-1: WARNING: ", "K905-1: ICC profile not found",
+            "K905-1: Failed to allocate memory for ICC profile name",
+            "  Red: [255,  0,  0] -> [255,  0,  0]"}) {
+        if (line.rfind(beginning, 0) == 0 && !has(peace(0).log, line)) {
+          return true;
+        }
+      }
+      return false;
+    });
+  }
+
+  ScratchFolder folder_;
+  std::vector<std::string> converted_;
+  std::vector<std::string> plain_;
+  std::vector<std::string> through_srgb_;
+};
+
+// By hand, with its log and its pictures in /tmp.
+class ByHand : public Scene {
+ public:
+  ByHand() {
+    job_.arguments = {"rastertok905", "1", "me", "t", "1", ""};
+    job_.input = two_pages();
+    look_at_peace();
+    sheets_ = whole_sheets(peace(0).output);
+  }
+
+  [[nodiscard]] ChildSetup setup() const override {
+    ChildSetup child = Scene::setup();
+    child.private_tmp = tmp_.path();
+    return child;
+  }
+
+  // A log file that cannot be had leaves the log where it was.
+  [[nodiscard]] std::string log_of(const ChildResult& result) const override {
+    return result.log.empty() ? tmp_.read("rastertok905_debug.log").value_or("") : result.log;
+  }
+
+  [[nodiscard]] std::vector<Choices> sheets_for(
+      const std::vector<std::string>& /*log*/) const override {
+    return one_choice_each(sheets_);
+  }
+
+ private:
+  ScratchFolder tmp_;
+  std::vector<std::string> sheets_;
+};
+
+std::unique_ptr<Scene> make_scene(const std::string& name) {
+  if (name == "ByHand") {
+    return std::make_unique<ByHand>();
+  }
+  if (name == "WithProfile") {
+    return std::make_unique<WithProfile>();
+  }
+  return std::make_unique<UnderPrintSystem>();
+}
+
+// ---- what has to hold ----
+
+// The lines that tell of a page that is not printed.
+bool tells_of_loss(const std::vector<std::string>& log, int page) {
+  return has(log, kNoStream) ||
+         has(log, "K905-1: build_planes_resampled failed, abort page " + std::to_string(page)) ||
+         has(log, "K905-1: malloc skip buffer failed, the rest of the job is not printed") ||
+         has(log, "K905-1: Raster page header refused, the rest of the job is not printed") ||
+         has_beginning(log, "K905-1: read error: ");
+}
+
+// Short of memory, Little CMS takes a slower way to the same colours, rounded elsewhere.
+bool is_rounded_elsewhere(const std::string& sheet, const std::string& wanted) {
+  return sheet.size() == wanted.size() &&
+         std::equal(sheet.begin(), sheet.end(), wanted.begin(), [](char a, char b) {
+           return std::abs(static_cast<unsigned char>(a) - static_cast<unsigned char>(b)) <= 1;
+         });
+}
+
+bool is_in_library(const FaultedProgram& run) {
+  return run.caller.find("liblcms2") != std::string::npos ||
+         run.caller.find("libcups") != std::string::npos ||
+         run.caller.find("libc.so") != std::string::npos;
+}
+
+bool is_one_of(const Choices& choices, const std::string& sheet, const FaultedProgram& run) {
+  return std::any_of(choices.begin(), choices.end(), [&](const std::string& choice) {
+    return sheet == choice || (is_in_library(run) && is_rounded_elsewhere(sheet, choice));
+  });
+}
+
+void expect_whole_or_absent(const Scene& scene, const FaultedProgram& run,
+                            const std::vector<std::string>& log) {
+  const std::vector<Choices> wanted = scene.sheets_for(log);
+  const std::vector<std::string> got = whole_sheets(run.result.output);
+  std::size_t next = 0;
+  for (std::size_t page = 0; page < wanted.size(); ++page) {
+    if (next < got.size() && is_one_of(wanted[page], got[next], run)) {
+      ++next;
+    } else {
+      EXPECT_TRUE(run.result.signal != 0 || tells_of_loss(log, static_cast<int>(page) + 1))
+          << "page " << page + 1 << " was lost without a word";
+    }
+  }
+  EXPECT_EQ(next, got.size()) << "a sheet that is none of this job's";
+}
+
+void expect_end_told(const FaultedProgram& run, const std::vector<std::string>& log) {
+  ASSERT_FALSE(log.empty());
+  if (run.result.status == 1) {
+    EXPECT_THAT(log, Contains(kNoStream));
+    EXPECT_EQ(run.result.output, "");
+  } else {
+    EXPECT_EQ(run.result.status, 0);
+    EXPECT_EQ(log.back(), kEnd);
+  }
+}
+
+void expect_undisturbed(const Scene& scene, const FaultedProgram& run) {
+  const ReferenceResult peace = scene.peace(run.result.process_id);
+  EXPECT_EQ(run.result.status, 0);
+  EXPECT_EQ(redacted_log(scene.log_of(run.result)), peace.log);
+  EXPECT_TRUE(run.result.output == peace.output);
+}
+
+// A line that could not be written is missing, and nothing else.
+void expect_a_line_less(const Scene& scene, const FaultedProgram& run) {
+  std::vector<std::string> peace = scene.peace(run.result.process_id).log;
+  const std::vector<std::string> log = redacted_log(scene.log_of(run.result));
+  const auto missing = std::mismatch(log.begin(), log.end(), peace.begin(), peace.end()).second;
+  ASSERT_NE(missing, peace.end());
+  peace.erase(missing);
+  EXPECT_EQ(log, peace);
+  EXPECT_TRUE(run.result.output == scene.peace(0).output);
+}
+
+struct Attempt {
+  const char* scene;
+  const char* function;
+  int error;
+  bool from_there_on = false;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Attempt& attempt) {
+  return stream << attempt.function << " failing in " << attempt.scene;
+}
+
+class EveryCall : public ::testing::TestWithParam<Attempt> {
+ protected:
+  // How many calls of one kind are tried on an ordinary day; pictures take their time.
+  static constexpr long kEveryDay = 24;
+  static constexpr long kEveryDayWithPictures = 5;
+};
+
+// Interrupted, these are done again and nobody ever knows.
+bool is_repeated(const Attempt& attempt) {
+  const std::string function = attempt.function;
+  return attempt.error == EINTR && function != "open" && function != "fsync";
+}
+
+// The printer gets everything else, its start command last.
+void expect_write_error_told(const Scene& scene, const Attempt& attempt, long number,
+                             const FaultedProgram& run) {
+  const ReferenceResult wanted =
+      with_odd_write(scene.peace(run.result.process_id), {.number = number,
+                                                          .result = -1,
+                                                          .error = attempt.error,
+                                                          .from_there_on = attempt.from_there_on});
+  EXPECT_EQ(run.result.status, 0);
+  EXPECT_EQ(redacted_log(scene.log_of(run.result)), wanted.log);
+  EXPECT_TRUE(run.result.output == wanted.output);
+}
+
+void expect_answered(const Scene& scene, const Attempt& attempt, long number,
+                     const FaultedProgram& run) {
+  const std::string function = attempt.function;
+  if (is_repeated(attempt) || function == "write") {
+    expect_undisturbed(scene, run);  // What is written elsewhere are pictures: no result.
+  } else if (function == "log") {
+    expect_a_line_less(scene, run);
+  } else if (function == "print") {
+    expect_write_error_told(scene, attempt, number, run);
+  } else {
+    const std::vector<std::string> log = lines_of(scene.log_of(run.result));
+    expect_whole_or_absent(scene, run, log);
+    // The libraries do not survive every lack of memory of their own, and nobody can for them.
+    if (run.result.signal == 0 || function != "memory" || !is_in_library(run)) {
+      EXPECT_EQ(run.result.signal, 0) << "in " << run.caller;
+      expect_end_told(run, log);
+    }
+  }
+}
+
+TEST_P(EveryCall, MayFailAndEverySheetIsWholeOrAbsent) {
+  const Attempt& attempt = GetParam();
+  const bool pictures = std::string(attempt.scene) == "ByHand";
+  if (kSanitized && std::string(attempt.function) == "memory") {
+    GTEST_SKIP() << "memory is the sanitizer's here";
+  }
+  if (pictures && !private_tmp_possible()) {
+    GTEST_SKIP() << "needs the right to make a mount namespace";
+  }
+  const std::unique_ptr<Scene> scene = make_scene(attempt.scene);
+  const FaultedProgram peace = run_with_fault(scene->setup(), {});
+  expect_undisturbed(*scene, peace);
+  const long calls = peace.calls.at(attempt.function);
+  ASSERT_GT(calls, 0) << "nothing to fail";
+  for (const long number : calls_to_fail(calls, pictures ? kEveryDayWithPictures : kEveryDay)) {
+    SCOPED_TRACE(std::string(attempt.function) + " " + std::to_string(number));
+    const FaultedProgram run = run_with_fault(
+        scene->setup(), {attempt.function, number, attempt.error, attempt.from_there_on});
+    EXPECT_TRUE(run.failed);
+    expect_answered(*scene, attempt, number, run);
+    if (HasFailure()) {
+      return;
+    }
+  }
+  // What the failures left behind disturbs no later job.
+  expect_undisturbed(*scene, run_with_fault(scene->setup(), {}));
+}
+
+std::string name_of(const ::testing::TestParamInfo<Attempt>& instance) {
+  const Attempt& attempt = instance.param;
+  return std::string(attempt.scene) + "_" + attempt.function + "_" +
+         strerrorname_np(attempt.error) + (attempt.from_there_on ? "_on" : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, EveryCall,
+    ::testing::Values(
+        Attempt{"UnderPrintSystem", "memory", ENOMEM},
+        Attempt{"UnderPrintSystem", "memory", ENOMEM, true},
+        Attempt{"UnderPrintSystem", "open", EMFILE}, Attempt{"UnderPrintSystem", "read", EIO},
+        Attempt{"UnderPrintSystem", "read", EINTR}, Attempt{"UnderPrintSystem", "poll", ENOMEM},
+        Attempt{"UnderPrintSystem", "poll", EINTR}, Attempt{"UnderPrintSystem", "print", EINTR},
+        Attempt{"UnderPrintSystem", "print", EIO},
+        Attempt{"UnderPrintSystem", "print", EPIPE, true},
+        Attempt{"UnderPrintSystem", "log", EINTR}, Attempt{"UnderPrintSystem", "log", EIO},
+        Attempt{"UnderPrintSystem", "fsync", EIO}, Attempt{"UnderPrintSystem", "fsync", EINTR},
+        Attempt{"UnderPrintSystem", "stat", EACCES}, Attempt{"UnderPrintSystem", "fcntl", EINVAL},
+        Attempt{"UnderPrintSystem", "close", EIO}, Attempt{"WithProfile", "memory", ENOMEM},
+        Attempt{"WithProfile", "stat", EACCES}, Attempt{"WithProfile", "fopen", EMFILE},
+        Attempt{"WithProfile", "fread", EIO}, Attempt{"ByHand", "memory", ENOMEM},
+        Attempt{"ByHand", "open", EACCES}, Attempt{"ByHand", "open", EINTR},
+        Attempt{"ByHand", "open", EMFILE, true}, Attempt{"ByHand", "stat", EIO},
+        Attempt{"ByHand", "ftruncate", EIO}, Attempt{"ByHand", "dup2", EBUSY},
+        Attempt{"ByHand", "mkdir", EACCES, true}, Attempt{"ByHand", "write", ENOSPC},
+        Attempt{"ByHand", "write", EINTR}, Attempt{"ByHand", "log", ENOSPC},
+        Attempt{"ByHand", "read", EIO}, Attempt{"ByHand", "close", EIO}),
+    name_of);
+
+// ---- the status query ----
+
+ChildSetup query_of(const std::string& device) {
+  ChildSetup child;
+  child.program = filter_program();
+  child.arguments = {"rastertok905", "--info", device};
+  child.environment["PPD"] = "/nonexistent/queue.ppd";
+  child.time_limit = std::chrono::seconds(60);
+  return child;
+}
+
+class EveryCallOfAQuery : public ::testing::TestWithParam<Attempt> {};
+
+TEST_P(EveryCallOfAQuery, MayFailAndTheNextQueryIsSound) {
+  const Attempt& attempt = GetParam();
+  const SimulatedPrinter printer;
+  const ChildSetup query = query_of(printer.path());
+  const FaultedProgram peace = run_with_fault(query, {});
+  ASSERT_EQ(peace.result.status, 0);
+  const std::vector<std::string> report = lines_of(peace.result.output);
+  ASSERT_EQ(report.at(1), "PrintStatus = Idling (0)\r");
+  for (const long number : calls_to_fail(peace.calls.at(attempt.function), 40)) {
+    SCOPED_TRACE(std::string(attempt.function) + " " + std::to_string(number));
+    const FaultedProgram run = run_with_fault(query, {attempt.function, number, attempt.error});
+    EXPECT_TRUE(run.failed);
+    EXPECT_EQ(run.result.signal, 0);
+    if (std::string(attempt.function) == "open") {
+      EXPECT_THAT(run.result.status, AnyOf(0, 1));  // the queue's file, or the device
+    } else {
+      EXPECT_EQ(run.result.status, 0);
+      EXPECT_EQ(lines_of(run.result.output).front(), report.front());
+    }
+    if (attempt.error == EINTR && std::string(attempt.function) != "open") {
+      EXPECT_EQ(run.result.output, peace.result.output);
+    }
+    EXPECT_EQ(run_with_fault(query, {}).result.output, peace.result.output);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, EveryCallOfAQuery,
+    ::testing::Values(Attempt{"Query", "open", EBUSY}, Attempt{"Query", "open", EINTR},
+                      Attempt{"Query", "read", EIO}, Attempt{"Query", "read", EINTR},
+                      Attempt{"Query", "poll", ENOMEM}, Attempt{"Query", "poll", EINTR},
+                      Attempt{"Query", "write", EIO}, Attempt{"Query", "write", EINTR},
+                      Attempt{"Query", "log", EIO}, Attempt{"Query", "fcntl", EINVAL},
+                      Attempt{"Query", "close", EIO}),
+    name_of);
+
+TEST(QueryFaults, AQuestionThatCannotBeAskedHasNoAnswerAndTheOthersHave) {
+  const SimulatedPrinter printer;
+  const ChildSetup query = query_of(printer.path());
+  const std::vector<std::string> peace = lines_of(run_with_fault(query, {}).result.output);
+  // The ninth question is the one for the serial number.
+  const FaultedProgram run = run_with_fault(query, {"write", 9, EIO});
+  std::vector<std::string> wanted = peace;
+  std::replace(wanted.begin(), wanted.end(), std::string("PrintSerialNO = SIM00000001\r"),
+               std::string("PrintSerialNO = \r"));
+  EXPECT_NE(wanted, peace);
+  EXPECT_EQ(lines_of(run.result.output), wanted);
+  EXPECT_THAT(lines_of(run.result.log), Contains("K905-1: write error: Input/output error"));
+}
+
+TEST(QueryFaults, ADeviceThatCannotBeOpenedIsTold) {
+  const SimulatedPrinter printer;
+  // The first open is the one of the queue's file.
+  const FaultedProgram run = run_with_fault(query_of(printer.path()), {"open", 2, EBUSY});
+  EXPECT_EQ(run.result.status, 1);
+  EXPECT_EQ(run.result.output, "");
+  EXPECT_EQ(lines_of(run.result.log).back(),
+            "K905-1: open('" + printer.path() + "') failed: Device or resource busy");
+}
+
+}  // namespace
