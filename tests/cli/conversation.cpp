@@ -93,24 +93,38 @@ bool Conversation::wait_for_output(std::size_t count) {
   return true;
 }
 
+void Conversation::read_either(std::chrono::milliseconds patience) {
+  out_open_ = out_open_ && out_.read_end >= 0;
+  std::array<pollfd, 2> watched{
+      {{out_open_ ? out_.read_end : -1, POLLIN, 0}, {err_open_ ? err_.read_end : -1, POLLIN, 0}}};
+  if (poll(watched.data(), watched.size(), static_cast<int>(patience.count())) <= 0) {
+    return;
+  }
+  if (watched[0].revents != 0) {
+    out_open_ = read_some(out_.read_end, output_);
+  }
+  if (watched[1].revents != 0) {
+    err_open_ = read_some(err_.read_end, log_);
+  }
+}
+
+void Conversation::read_until(std::size_t lines, std::size_t bytes,
+                              std::chrono::milliseconds patience) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while ((out_open_ || err_open_) && std::chrono::steady_clock::now() < deadline &&
+         (output_.size() < bytes ||
+          static_cast<std::size_t>(std::count(log_.begin(), log_.end(), '\n')) < lines)) {
+    read_either(std::chrono::milliseconds(1));
+  }
+}
+
 ChildEnd Conversation::finish() {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  bool out_open = out_.read_end >= 0;
-  bool err_open = true;
-  while ((out_open || err_open) && std::chrono::steady_clock::now() < deadline) {
-    std::array<pollfd, 2> watched{
-        {{out_open ? out_.read_end : -1, POLLIN, 0}, {err_open ? err_.read_end : -1, POLLIN, 0}}};
-    if (poll(watched.data(), watched.size(), 1000) <= 0) {
-      continue;
-    }
-    if (watched[0].revents != 0) {
-      out_open = read_some(out_.read_end, output_);
-    }
-    if (watched[1].revents != 0) {
-      err_open = read_some(err_.read_end, log_);
-    }
+  out_open_ = out_.read_end >= 0;
+  while ((out_open_ || err_open_) && std::chrono::steady_clock::now() < deadline) {
+    read_either();
   }
-  return wait_for_child(child_, std::chrono::seconds(out_open || err_open ? 0 : 30));
+  return wait_for_child(child_, std::chrono::seconds(out_open_ || err_open_ ? 0 : 30));
 }
 
 std::vector<std::string> Conversation::log() const { return lines_of(log_); }

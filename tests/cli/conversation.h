@@ -23,6 +23,10 @@ class Conversation {
   bool wait_for_lines(std::size_t count);
   bool wait_for_output(std::size_t count);
 
+  // Reads on, from both streams, until so many lines and so many bytes of output have come, for no
+  // longer than `patience`.
+  void read_until(std::size_t lines, std::size_t bytes, std::chrono::milliseconds patience);
+
   // Reads both streams to their ends and waits. A child that does not come to an end is killed.
   ChildEnd finish();
 
@@ -30,10 +34,15 @@ class Conversation {
   [[nodiscard]] const std::string& output() const { return output_; }
 
  private:
+  // Reads what comes on either stream within a second, or less.
+  void read_either(std::chrono::milliseconds patience = std::chrono::seconds(1));
+
   Pipe in_ = make_pipe();
   Pipe out_ = make_pipe();
   Pipe err_ = make_pipe();
   int child_ = -1;
+  bool out_open_ = true;
+  bool err_open_ = true;
   std::string log_;
   std::string output_;
 };

@@ -1,0 +1,155 @@
+// A cancelled job, many times over: whatever the filter is doing when SIGTERM comes, its stream
+// ends at the end of a sheet, nothing new is begun, and the printer takes the next job as if
+// nothing had happened.
+//
+// The moments are drawn at random. K905_CANCEL_SEED draws others (the seed stands in the output),
+// K905_CANCEL_MOMENTS more or fewer of them.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+
+#include "companions/stream/printer_stream.h"
+#include "tests/cli/conversation.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/raster_builder.h"
+
+namespace {
+
+unsigned from_environment(const char* name, unsigned otherwise) {
+  const char* text = std::getenv(name);
+  return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
+}
+
+// Pages that differ, of which two go on a sheet of the larger ribbon.
+std::string job_of(unsigned pages) {
+  std::mt19937 random(3);
+  std::vector<RasterPage> all;
+  for (unsigned i = 0; i < pages; ++i) {
+    all.push_back(blank_page(page_header(40, 30)));
+    fill_with_gradient(all.back(), random);
+  }
+  return raster_stream(all);
+}
+
+struct Way {
+  const char* name;
+  std::vector<std::string> arguments;
+  const char* ribbon;
+};
+
+ChildSetup setup_of(const Way& way) {
+  ChildSetup setup;
+  setup.program = filter_program();
+  setup.arguments = {"K905", "1", "me", "t", "1", ""};
+  setup.arguments.insert(setup.arguments.end(), way.arguments.begin(), way.arguments.end());
+  setup.environment = {{"PPD", "/nonexistent/queue.ppd"}, {"K905_RIBBON", way.ribbon}};
+  return setup;
+}
+
+// The printer at the end of the line, which sees one job behind the other.
+class Printer {
+ public:
+  // The bytes of a job; how many sheets they are. Fails the test when they are not whole sheets.
+  std::size_t take(const std::string& job) {
+    const std::size_t before = sheets_;
+    parser_.feed(reinterpret_cast<const std::uint8_t*>(job.data()), job.size());
+    EXPECT_FALSE(parser_.error().has_value());
+    EXPECT_TRUE(parser_.at_sheet_boundary()) << "a torn sheet";
+    return sheets_ - before;
+  }
+
+ private:
+  std::size_t sheets_ = 0;
+  PrinterStreamParser parser_{[this](Sheet&& /*sheet*/) { ++sheets_; }};
+};
+
+class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
+ protected:
+  void SetUp() override {
+    setup_.input = input_;
+    const auto begin = std::chrono::steady_clock::now();
+    const ChildResult peace = run_child(setup_);
+    const auto length = std::chrono::steady_clock::now() - begin;
+    length_ms_ = std::chrono::duration_cast<std::chrono::milliseconds>(length).count() + 1;
+    ASSERT_EQ(peace.status, 0);
+    whole_ = peace.output;
+    lines_ = lines_of(peace.log).size();
+    sheets_ = Printer().take(whole_);
+    ASSERT_GE(sheets_, 2U);
+  }
+
+  // Waits for a moment of one of three kinds: some time, a line of the log, a byte of the output.
+  void wait_for_a_moment(Conversation& talk) {
+    using std::chrono::milliseconds;
+    const auto patience = milliseconds(2000);
+    switch (random_() % 3) {
+      case 0:
+        talk.read_until(lines_, whole_.size(), milliseconds(random_() % length_ms_));
+        break;
+      case 1:
+        talk.read_until(random_() % lines_, 0, patience);
+        break;
+      default:
+        talk.read_until(0, random_() % whole_.size(), patience);
+    }
+  }
+
+  void cancel_once(Printer& printer) {
+    Conversation talk(setup_);
+    talk.say(input_);
+    if (random_() % 2 == 0) {
+      talk.end_input();  // Else it waits for a further page.
+    }
+    wait_for_a_moment(talk);
+    talk.send(SIGTERM);
+    const ChildEnd end = talk.finish();
+    // In its first milliseconds a program cannot know the signal yet, and has sent nothing.
+    if (end.signal == SIGTERM) {
+      EXPECT_EQ(talk.log().size(), 0U);
+    } else {
+      EXPECT_EQ(end.status, 0);
+      EXPECT_EQ(end.signal, 0);
+      EXPECT_EQ(talk.log().back(), "=== rastertok905 end ===");
+    }
+    EXPECT_EQ(whole_.compare(0, talk.output().size(), talk.output()), 0) << "other sheets";
+    ++seen_.at(printer.take(talk.output()));
+  }
+
+  const std::string input_ = job_of(4);
+  ChildSetup setup_ = setup_of(GetParam());
+  long length_ms_ = 1;
+  std::string whole_;
+  std::size_t lines_ = 0;
+  std::size_t sheets_ = 0;
+  std::array<unsigned, 16> seen_{};  // how often so many sheets had been printed
+  std::mt19937 random_;
+};
+
+TEST_P(CancelAtAnyMoment, LeavesWholeSheetsAndAPrinterThatTakesTheNextJob) {
+  const unsigned seed = from_environment("K905_CANCEL_SEED", std::random_device()());
+  const unsigned moments = from_environment("K905_CANCEL_MOMENTS", 34);
+  std::cout << "K905_CANCEL_SEED=" << seed << "\n";
+  random_.seed(seed);
+  Printer printer;
+  for (unsigned i = 0; i < moments && !HasFailure(); ++i) {
+    SCOPED_TRACE("moment " + std::to_string(i));
+    cancel_once(printer);
+  }
+  EXPECT_EQ(printer.take(run_child(setup_).output), sheets_) << "the next job";
+  for (std::size_t i = 0; i <= sheets_; ++i) {
+    std::cout << i << " sheets: " << seen_.at(i) << " times\n";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cli, CancelAtAnyMoment,
+                         ::testing::Values(Way{"Pages", {}, "6x4"},
+                                           Way{"Copies", {"--copies", "2"}, "6x4"},
+                                           Way{"Pairs", {}, "6x8"}),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+}  // namespace
