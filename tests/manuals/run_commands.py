@@ -4,9 +4,10 @@ Blocks marked as `sh` and `console` run one after the other in one shell and one
 programs of this build on the PATH; the first command that fails fails the chapter. In a `console` block
 commands stand behind "$ " and what they say is compared with what is shown; a simulated printer runs
 on in the background, and the device it is shown to open stands for the one it opens here. A comment on
-the line before a block says why one cannot be run:
+the line before a block says that run_in_print_system.py runs it, or why it cannot be run:
 
-    <!-- not run: needs a print system -->
+    <!-- run in a private print system -->
+    <!-- not run: builds the whole project -->
 
 Links from chapter to chapter are looked at as well: file and heading must exist.
 """
@@ -19,7 +20,9 @@ import subprocess
 import sys
 import tempfile
 
-BLOCK = re.compile(r"(?:^<!-- not run: (?P<reason>[^\n]+?) -->\n\n?)?^```(?P<kind>sh|console)\n"
+PRIVATE = "run in a private print system"
+BLOCK = re.compile(rf"(?:^<!-- (?:not run: (?P<reason>[^\n]+?)|(?P<private>{PRIVATE})) -->\n\n?)?"
+                   r"^```(?P<kind>sh|console)\n"
                    r"(?P<text>.*?)^```$",
                    re.MULTILINE | re.DOTALL)
 LINK = re.compile(r"\]\((?!\w+:)([^)#\s]*)(?:#([^)\s]+))?\)")
@@ -35,14 +38,14 @@ cp "$K905_BUILD"/ppd/*.ppd .
 
 
 def blocks(text):
-    """(reason for not running or None, commands) of every block."""
+    """(reason for not running or None, commands) of every block; PRIVATE is such a reason here."""
     found = []
     device = None  # known from block to block
     for match in BLOCK.finditer(text):
         commands = match["text"]
         if match["kind"] == "console":
             commands, device = session(commands, device)
-        found.append((match["reason"], commands))
+        found.append((match["private"] or match["reason"], commands))
     return found
 
 
@@ -129,7 +132,7 @@ def main():
     shown = blocks(chapter.read_text())
     for reason, text in shown:
         if reason:
-            print(f"not run, {reason}: {text.splitlines()[0]}")
+            print(f"not run here, {reason}: {text.splitlines()[0]}")
     commands = "".join(text for reason, text in shown if not reason)
     if commands:
         with tempfile.TemporaryDirectory() as folder:

@@ -21,6 +21,10 @@ class Blocks(unittest.TestCase):
         text = "<!-- not run: no printer -->\n```sh\none\n```\n\n```sh\ntwo\n```\n"
         self.assertEqual(run_commands.blocks(text), [("no printer", "one\n"), (None, "two\n")])
 
+    def test_a_block_for_a_print_system_is_marked_as_such(self):
+        text = "<!-- run in a private print system -->\n```sh\none\n```\n"
+        self.assertEqual(run_commands.blocks(text), [(run_commands.PRIVATE, "one\n")])
+
     def test_a_mark_without_a_reason_is_none(self):
         self.assertEqual(run_commands.blocks("<!-- not run:  -->\n```sh\none\n```\n"), [(None, "one\n")])
 

@@ -1,0 +1,125 @@
+"""Runs the commands of the manual that want a print system: `run_in_print_system.py BUILD CMAKE CHAPTER...`.
+
+For each chapter a private scheduler is started with everything installed as a user has it. There is no
+sudo but one that does nothing, a simulated printer takes the place of those with a plug, and what a
+reader is shown of places and numbers is replaced by those of here. A command that fails, and a job that
+does not end well, fails the chapter. Exit status 77 means that it could not be tried here.
+"""
+
+import pathlib
+import socket
+import subprocess
+import sys
+import tempfile
+
+import run_commands
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "cups"))
+
+import artwork  # noqa: E402
+import ipp  # noqa: E402
+import private_cups  # noqa: E402
+from simulated_printer import SimulatedPrinter  # noqa: E402
+
+SKIPPED = 77
+ALL_PRINTED = '{ set +x; } 2>/dev/null\nuntil [ -z "$(lpstat -o)" ]; do sleep 0.1; done\nset -x\n'
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def as_here(commands, cups, printer, device):
+    """The commands with the places and numbers of this print system."""
+    for shown, here in (
+            ("'usb://...serial=A'", printer.uri), ("'usb://...serial=B'", printer.uri),
+            ("'usb://...'", printer.uri), ("9100", str(free_port())),
+            ("/dev/usb/lp?", device), ("/dev/usb/lp0", device),
+            ("/var/log/cups/", f"{cups.root}/log/"), ("[Job 42", "[Job 1"),
+            # These go on until somebody ends them.
+            ("tail -f ", "tail "),
+            ("k905-print --queue photo --watch", "timeout --preserve-status 3 k905-print --queue photo --watch")):
+        commands = commands.replace(shown, here)
+    return commands
+
+
+def lay_out(folder):
+    """What the chapters take for granted."""
+    for name in ("photo.jpg", "another.png", "picture.jpg", "inbox/photo.png"):
+        (folder / name).parent.mkdir(exist_ok=True)
+        artwork.png(folder / name, 900, 600)
+    artwork.pdf(folder / "album.pdf", 460.8, 297.6, (artwork.CYAN, artwork.MAGENTA))
+
+
+def run_blocks(blocks, cups, folder):
+    """What a command that failed says, or ""."""
+    stubs = cups.root / "stubs"
+    stubs.mkdir()
+    (stubs / "sudo").write_text('#!/bin/sh\nexec "$@"\n')
+    (stubs / "sudo").chmod(0o755)
+    environment = cups.environment() | {"HOME": str(folder)}
+    environment["PATH"] = f"{stubs}:{cups.prefix}/bin:{environment['PATH']}:{cups.serverbin}/filter"
+    printer = SimulatedPrinter(cups.prefix / "bin/k905-sim", cups.root / "sheets")
+    asked = SimulatedPrinter(cups.prefix / "bin/k905-sim", cups.root / "asked")
+    try:
+        commands = as_here("".join(blocks), cups, printer, asked.device)
+        if "k905-setup photo" not in commands and "photo" in commands:
+            commands = (f"k905-setup photo --device {printer.uri}\nlp -d photo photo.jpg\n{ALL_PRINTED}" +
+                        commands)
+        # What a block leaves in the background is ended when the jobs for it have been.
+        script = ("set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\nset -x\n" + commands +
+                  ALL_PRINTED)
+        said = subprocess.run(["bash", "-c", script], cwd=folder, env=environment, text=True, check=False,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              timeout=120)
+        print(said.stdout)
+        if said.returncode != 0:
+            return f"a command failed with status {said.returncode}"
+        return jobs_gone_wrong(cups)
+    finally:
+        printer.stop()
+        asked.stop()
+
+
+def jobs_gone_wrong(cups):
+    job = 0
+    while state := cups.job_state(job + 1).get("job-state"):
+        job += 1
+        if state != ipp.COMPLETED:
+            return f"job {job} did not end well:\n" + "\n".join(cups.log_of(job)[-40:])
+    return "" if job else "nothing was printed"
+
+
+def main():
+    if len(sys.argv) < 4:
+        print(__doc__)
+        return 2
+    build, cmake = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
+    missing = private_cups.what_is_missing()
+    if missing:
+        print(f"SKIPPED: no print system can be started here: {missing}")
+        return SKIPPED
+    wrong = []
+    for chapter in map(pathlib.Path, sys.argv[3:]):
+        blocks = [text for reason, text in run_commands.blocks(chapter.read_text())
+                  if reason == run_commands.PRIVATE]
+        if not blocks:
+            continue
+        with tempfile.TemporaryDirectory() as scratch:
+            system, folder = pathlib.Path(scratch) / "system", pathlib.Path(scratch) / "here"
+            system.mkdir()
+            folder.mkdir()
+            pathlib.Path(scratch).chmod(0o755)  # for the user that runs the filters
+            lay_out(folder)
+            subprocess.run(["sh", "-c", f'cp "{build}"/ppd/*.ppd .'], cwd=folder, check=True)
+            with private_cups.PrivateCups(system, build, cmake) as cups:
+                if found := run_blocks(blocks, cups, folder):
+                    wrong.append(f"{chapter.name}: {found}")
+    print("\n".join(wrong))
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
