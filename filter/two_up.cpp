@@ -26,7 +26,12 @@ struct HeldPage {
 };
 HeldPage page_buffer;
 
-void print_singly(const PlaneSet& planes, std::int32_t width, std::int32_t height) {
+// Every sheet of a paired job begins here, and none does once the job is cancelled: a cancel may
+// come while two pages are merged, or while the first of two is printed.
+void print_unless_cancelled(const PlaneSet& planes, std::int32_t width, std::int32_t height) {
+  if (job_cancelled()) {
+    return;
+  }
   print_single_page_to_printer(planes.plane[0].get(), planes.plane[1].get(), planes.plane[2].get(),
                                width, height);
 }
@@ -102,7 +107,7 @@ void store_odd_page(PlaneSet planes, std::int32_t width, std::int32_t height, in
   log_line("K905-1: Page %d is ODD - storing in buffer", page_number);
   if (page_buffer.held) {
     log_line("K905-1: Buffer already has image, printing it first");
-    print_singly(page_buffer.planes, page_buffer.width, page_buffer.height);
+    print_unless_cancelled(page_buffer.planes, page_buffer.width, page_buffer.height);
   }
   page_buffer = {std::move(planes), width, height, true};
 }
@@ -110,7 +115,7 @@ void store_odd_page(PlaneSet planes, std::int32_t width, std::int32_t height, in
 void merge_even_page(PlaneSet planes, std::int32_t width, std::int32_t height, int page_number) {
   if (!page_buffer.held) {
     log_line("K905-1: Page %d is EVEN but no buffered ODD page - printing single", page_number);
-    print_singly(planes, width, height);
+    print_unless_cancelled(planes, width, height);
     return;
   }
   const HeldPage held = std::exchange(page_buffer, {});
@@ -123,10 +128,8 @@ void merge_even_page(PlaneSet planes, std::int32_t width, std::int32_t height, i
     return;
   }
   log_line("K905-1: Merge failed, printing separately");
-  print_singly(held.planes, held.width, held.height);
-  if (!job_cancelled()) {
-    print_singly(planes, width, height);
-  }
+  print_unless_cancelled(held.planes, held.width, held.height);
+  print_unless_cancelled(planes, width, height);
 }
 
 void print_held_page() {
@@ -134,7 +137,7 @@ void print_held_page() {
     return;
   }
   log_line("K905-1: Program end - found buffered ODD page (single 6x4)");
-  print_singly(page_buffer.planes, page_buffer.width, page_buffer.height);
+  print_unless_cancelled(page_buffer.planes, page_buffer.width, page_buffer.height);
   page_buffer = {};
 }
 
@@ -188,6 +191,6 @@ bool merge_two_up(const PageImage& top, const PageImage& bottom) {
   save_debug_image("08c_merged_before_bleed", sheet.plane[0].get(), sheet.plane[1].get(),
                    sheet.plane[2].get(), MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT);
   log_line("K905-1: Successfully merged to 6x8 (%dx%d)", MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT);
-  print_singly(sheet, MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT);
+  print_unless_cancelled(sheet, MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT);
   return true;
 }

@@ -1,4 +1,5 @@
-// Two 6x4 pages on one 6x8 sheet: odd pages wait for the even page that goes under them.
+// Two 6x4 pages on one 6x8 sheet: odd pages wait for the even page that goes under them. Once the
+// job is cancelled nothing is printed here, whoever asks.
 #pragma once
 
 #include <cstdint>

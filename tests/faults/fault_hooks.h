@@ -20,8 +20,9 @@ struct Faults {
   long write_result = 0;
   int write_errno = 0;
 
-  // Standard error: at most so many bytes a call.
+  // Standard error: at most so many bytes a call; SIGTERM comes with the call with this number.
   std::size_t most_logged = 0;
+  long cancelling_log_write = 0;
 
   // Standard input: at most so many bytes a call; every second call interrupted; every third call
   // has nothing yet and wants to be waited for; the call with this number fails.
@@ -37,6 +38,7 @@ struct FaultCounts {
   long still_allocated = 0;
   long frees_of_nothing = 0;  // memory freed twice, or that nobody allocated
   long writes = 0;
+  long log_writes = 0;
   long reads = 0;
   long waits = 0;
 };

@@ -5,6 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
+
+#include "filter/cancellation.h"
 #include "filter/raster_job.h"
 #include "filter/startup.h"
 #include "settings/job_arguments.h"
@@ -53,6 +56,7 @@ void start_up(std::vector<std::string> arguments) {
     argv.push_back(argument.data());
   }
   const int argc = static_cast<int>(argv.size());
+  set_up_signals();
   log_start(argc, argv.data());
   take_ribbon_from_environment();
   read_ppd_defaults();
@@ -71,6 +75,7 @@ FaultRun run_with_faults(const std::string& input, const std::vector<std::string
   const int err = memory_file("log");
   auto* counts = static_cast<FaultCounts*>(mmap(
       nullptr, sizeof(FaultCounts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  std::fflush(nullptr);  // or the child says again what this process has not yet said
   const pid_t child = fork();
   if (child == 0) {
     dup2(in, STDIN_FILENO);

@@ -22,6 +22,9 @@
 
 namespace {
 
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::UnorderedElementsAre;
 
 constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
@@ -71,6 +74,16 @@ void expect_same(const FaultRun& run, const ReferenceResult& wanted) {
 void expect_nothing_leaked(const FaultRun& run) {
   EXPECT_EQ(run.counts.still_allocated, 0);
   EXPECT_EQ(run.counts.frees_of_nothing, 0);
+}
+
+// The first so many sheets of a stream.
+std::string first_sheets(const std::string& stream, std::size_t count) {
+  std::size_t end = 0;
+  for (std::size_t sheets = 0; sheets < count; ++sheets) {
+    end = stream.find("\x1bPCNTRL START ", end);  // no picture of a test holds these words
+    end = end == std::string::npos ? stream.size() : end + 32;
+  }
+  return stream.substr(0, end);
 }
 
 // ---- memory ----
@@ -388,6 +401,84 @@ TEST(OddReads, WhatComesBehindAnErrorIsNoPage) {
   job.input = job.input.substr(0, kHeader + 1000) + job.input.substr(4 + kPage);
   static_assert((kHeader + 1000) % 100 == 0);
   expect_end_at_read(job, (kHeader + 1000) / 100 + 1);
+}
+
+// ---- cancelled jobs ----
+
+// A job whose cancel comes with one line of its log after the other. A sheet that was announced is
+// finished; nothing else is begun, and a page that waits for its partner is let go.
+void expect_cancelled_anywhere(const ReferenceJob& job, Faults faults) {
+  const FaultRun peace = run_job(job, faults);
+  ASSERT_TRUE(peace.came_to_an_end);
+  const std::vector<std::string>& whole = peace.log;
+  const std::size_t start_up = whole.size() - static_cast<std::size_t>(peace.counts.log_writes);
+  const auto sheet_begins = [&whole](std::size_t line) {
+    return whole[line].find("PRINT CALL") != std::string::npos;
+  };
+  bool in_page = false;
+  for (std::size_t line = start_up, begun = 0; line < whole.size(); ++line) {
+    in_page |= whole[line].find("Processing page 1") != std::string::npos;
+    begun += sheet_begins(line) ? 1 : 0;
+    // What a header holds and how the settings are takes many lines, which are all alike to a
+    // cancel.
+    if (whole[line].rfind("K905-", 0) != 0) {
+      continue;
+    }
+    SCOPED_TRACE("cancelled with \"" + whole[line] + "\"");
+    faults.cancelling_log_write = static_cast<long>(line - start_up + 1);
+    const FaultRun run = run_job(job, faults);
+    EXPECT_TRUE(run.came_to_an_end);
+    EXPECT_EQ(run.status, 0);
+    expect_nothing_leaked(run);
+    ASSERT_GT(run.log.size(), line);
+    EXPECT_EQ(run.log.back(), "=== rastertok905 end ===");
+    EXPECT_TRUE(std::equal(whole.begin() + 2, whole.begin() + static_cast<long>(line) + 1,
+                           run.log.begin() + 2));
+    EXPECT_THAT(std::vector(run.log.begin() + static_cast<long>(line) + 1, run.log.end()),
+                Not(Contains(HasSubstr(in_page ? "Processing page" : "=== Processing page"))));
+    const bool announced = whole[line].rfind("K905-1: Direct print mode", 0) == 0;
+    const std::size_t sheets = begun + (announced ? 1 : 0);
+    EXPECT_TRUE(run.output == first_sheets(peace.output, sheets))
+        << run.output.size() << " bytes, not " << sheets << " sheets";
+    if (::testing::Test::HasFailure()) {
+      return;
+    }
+  }
+}
+
+TEST(Cancelled, AtAnyLineEndsTheJobWithWholeSheets) {
+  ReferenceJob job = job_of({small_page(1), small_page(2)});
+  expect_cancelled_anywhere(job, {});
+}
+
+TEST(Cancelled, AmongCopiesBeginsNoFurtherOne) {
+  ReferenceJob job = job_of({small_page(1)});
+  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
+  expect_cancelled_anywhere(job, {});
+}
+
+ReferenceJob pair_of_pages() {
+  RasterPage pages[] = {small_page(1), small_page(2)};
+  for (RasterPage& page : pages) {
+    page.header.PageSize[1] = 298;  // a paper of which two go on a sheet
+  }
+  ReferenceJob job = job_of({pages[0], pages[1]});
+  job.ribbon = "6x8";
+  return job;
+}
+
+TEST(Cancelled, WhileAPairIsMadeGivesNoSheet) { expect_cancelled_anywhere(pair_of_pages(), {}); }
+
+TEST(Cancelled, WhileAPairIsPrintedSeparatelyLeavesTheSecondOut) {
+  const ReferenceJob job = pair_of_pages();
+  Faults faults;
+  FaultRun run;
+  do {
+    ++faults.failing_allocation;
+    run = run_job(job, faults);
+    ASSERT_LE(faults.failing_allocation, run.counts.allocations) << "the merge always has memory";
+  } while (std::find(run.log.begin(), run.log.end(), kMerge) == run.log.end());
+  expect_cancelled_anywhere(job, faults);
 }
 
 }  // namespace
