@@ -101,6 +101,18 @@ TEST(ExitStatus, IsOneWhenThereIsNoRasterAtAll) {
             "K905-1: Tip: In print dialog choose Color/RGB, not Grayscale or Black only.");
 }
 
+TEST(ExitStatus, IsOneWhenTheInputIsTheNullDevice) {
+  const ScratchFolder scratch;
+  const std::string log_file = scratch.write("log", "");
+  const int null_device = open("/dev/null", O_RDWR | O_CLOEXEC);
+  const int log = open(log_file.c_str(), O_WRONLY | O_CLOEXEC);
+  EXPECT_EQ(wait_for_child(start_child(under_cups(), null_device, null_device, log)).status, 1);
+  close(null_device);
+  close(log);
+  EXPECT_THAT(lines_of(read_file(log_file)),
+              Contains("K905-1: cupsRasterOpen failed (no raster data from upstream)."));
+}
+
 TEST(ExitStatus, IsZeroForAJobWithoutPages) {
   ChildSetup setup = under_cups();
   setup.input = job_of(1).substr(0, 4);
@@ -431,6 +443,22 @@ TEST(Cancel, AmongCopiesBeginsNoFurtherCopy) {
   talk.send(SIGTERM);
   expect_cancelled(talk);
   EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
+}
+
+TEST(Cancel, AmongTheMostCopiesOfAllEndsTheJob) {
+  // 4294967296 is beyond what can be counted in the settings, so it is the most that can.
+  ChildSetup setup = under_cups();
+  setup.arguments.insert(setup.arguments.end(), {"--copies", "4294967296"});
+  Conversation talk(setup);
+  talk.say(job_of(1));
+  talk.end_input();
+  ASSERT_TRUE(talk.wait_for_output(2 * output_of(1).size() + 1000));
+  talk.send(SIGTERM);
+  expect_cancelled(talk);
+  const std::string sheet = output_of(1);
+  EXPECT_TRUE(talk.output() == sheet + sheet + sheet) << talk.output().size();
+  EXPECT_THAT(talk.log(), Contains("K905-1: === Processing page 1, copy 3/2147483647 ==="));
+  EXPECT_THAT(talk.log(), Not(Contains(HasSubstr("copy 4/"))));
 }
 
 class CancelAtLine : public ::testing::TestWithParam<std::size_t> {};

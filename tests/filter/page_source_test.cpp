@@ -180,6 +180,32 @@ TEST(KeptPage, APageCutAtALineFailsThereInEveryCopy) {
   EXPECT_EQ(lines_of_a_copy(kept), 2);
 }
 
+TEST(KeptPage, GrowsWithTheLinesThatArriveAndNotByTheHeadersPromise) {
+  // 2^32 - 1 lines of 2^20 bytes are four petabytes, which no machine has; two lines come.
+  constexpr unsigned kLineBytes = 1U << 20;
+  cups_page_header2_t header = header_of(0xFFFFFFFF);
+  header.cupsWidth = kLineBytes;
+  header.cupsBytesPerLine = kLineBytes;
+  Bytes stream = stream_start();
+  append(stream, &header, sizeof header);
+  stream.insert(stream.end(), kLineBytes, 1);
+  stream.insert(stream.end(), kLineBytes, 2);
+  const StandardInput standard_input(stream);
+  RasterInput input;
+  const Raster raster = input.open();
+  ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
+  KeptPage kept;
+  kept.keep(header, raster.get());
+  const Raster again = kept.open();
+  ASSERT_NE(again, nullptr);
+  Bytes line(kLineBytes);
+  for (const std::uint8_t value : {1, 2}) {
+    ASSERT_EQ(cupsRasterReadPixels(again.get(), line.data(), kLineBytes), kLineBytes);
+    EXPECT_EQ(line, Bytes(kLineBytes, value));
+  }
+  EXPECT_EQ(cupsRasterReadPixels(again.get(), line.data(), kLineBytes), 0U);
+}
+
 TEST(KeptPage, APageWhoseLinesAreGoneBreaksOffWhereItDid) {
   KeptPage kept;
   kept.keep_broken_off(header_of(1000), 2);

@@ -15,6 +15,7 @@
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using Bytes = std::vector<std::uint8_t>;
 
 // Bytes behind which a kernel may read.
@@ -236,6 +237,22 @@ TEST_F(Stages, HalvesRoundUp) {
 
 TEST_F(Stages, ASinglePixelFillsAnySize) {
   EXPECT_THAT(resized(1, 1, {77}, 3, 2), ElementsAre(Bytes{77, 77, 77}, Bytes{77, 77, 77}));
+}
+
+std::string resize_report(std::size_t source_height, std::size_t target_height) {
+  ResizeStage resize;
+  resize.prepare(1, source_height, 1, target_height);
+  return captured_log([&] { EXPECT_TRUE(resize.report()); });
+}
+
+TEST_F(Stages, TheOriginalDpiIsWorkedOutThroughTheMillimetresOfTheTarget) {
+  // 300 * 952 / 1088 is 262.5 and 300 * 403 / 1240 is 97.5, which would be printed as the even 262
+  // and 98. By way of (height * 25.4) / (target * 25.4 / 300), every step rounded to a double, they
+  // come to 262.50000000000006 and 97.49999999999999.
+  EXPECT_THAT(resize_report(952, 1088),
+              HasSubstr("K905-1:   Original DPI might be: 263 (if height should stay same)\n"));
+  EXPECT_THAT(resize_report(403, 1240),
+              HasSubstr("K905-1:   Original DPI might be: 97 (if height should stay same)\n"));
 }
 
 // ---- Stage 2 ------------------------------------------------------------------------------------
@@ -523,6 +540,21 @@ TEST_F(Stages, BleedsThatLeaveNoRoomLeaveAWhiteCanvas) {
   layout.bleed_top = 2'000'000'000;
   layout.effective_height = 1;
   EXPECT_EQ(placed(layout, false, 2, 2, {1, 2, 3, 4}), Bytes(12, 255));
+}
+
+TEST_F(Stages, AnImageThatNeedsNoStretchIsClampedToTheCanvasToo) {
+  // One column of effective width is what two huge bleeds leave, and the left one has no room.
+  PageLayout layout = canvas_without_bleed(4, 3);
+  layout.bleed_left = 4;
+  layout.effective_width = 1;
+  EXPECT_EQ(placed(layout, false, 1, 3, {1, 2, 3}), Bytes(12, 255));
+  layout.bleed_left = 3;
+  EXPECT_THAT(placed(layout, false, 1, 3, {1, 2, 3}),
+              ElementsAre(255, 255, 255, 1, 255, 255, 255, 2, 255, 255, 255, 3));
+  layout = canvas_without_bleed(4, 3);
+  layout.bleed_top = 3;
+  layout.effective_height = 1;
+  EXPECT_EQ(placed(layout, false, 4, 1, {1, 2, 3, 4}), Bytes(12, 255));
 }
 
 TEST_F(Stages, AnEmptyImageLeavesAWhiteCanvas) {
