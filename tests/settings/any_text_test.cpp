@@ -15,53 +15,16 @@
 #include "settings/summary.h"
 #include "tests/settings/argument_list.h"
 #include "tests/settings/fake_files.h"
+#include "tests/settings/option_words.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/environment_guard.h"
 
 namespace {
 
-const char* const kWords[] = {
-    "PageSize",
-    "PageRegion",
-    "ICCProfile",
-    "ColorBase",
-    "StpBrightness",
-    "StpContrast",
-    "StpSaturation",
-    "StpGamma",
-    "StpImageType",
-    "StpColorCorrection",
-    "ColorModel",
-    "StpColorPrecision",
-    "Resolution",
-    "StpLaminate",
-    "StpLegacyDyesubGamma",
-    "StpNoCutWaste",
-    "StpiShrinkOutput",
-    "StpCyanGamma",
-    "StpYellowBalance",
-    "BleedTop",
-    "BleedD",
-    "--contrast",
-    "--copies",
-    "--color-model",
-    "--icc-profile",
-    "--icc-intent",
-    "--paper-size",
-    "--image-type",
-    "6x4",
-    "w432h576",
-    "None",
-    "True",
-    "300x600dpi",
-    "ICCPROFILE (",
-    ")",
-    "sRGB",
-    "-1e999",
-    "nan",
-    "99999999999",
-    "%s%n%d",
-};
+// What stands beside keywords and flags.
+const char* const kOtherWords[] = {"6x4",        "w432h576",     "None",        "True",
+                                   "300x600dpi", "ICCPROFILE (", ")",           "sRGB",
+                                   "-1e999",     "nan",          "99999999999", "%s%n%d"};
 
 class AnyText : public testing::Test {
  protected:
@@ -69,7 +32,7 @@ class AnyText : public testing::Test {
     std::string result;
     const int pieces = pick(4);
     for (int i = 0; i < pieces; ++i) {
-      switch (pick(4)) {
+      switch (pick(6)) {
         case 0:
           result.append(static_cast<std::size_t>(pick(900)), static_cast<char>(1 + pick(255)));
           break;
@@ -79,11 +42,21 @@ class AnyText : public testing::Test {
         case 2:
           result += '=';
           break;
+        case 3:
+          result += one_of(kOptionKeywords);
+          break;
+        case 4:
+          result += one_of(kArgumentFlags);
+          break;
         default:
-          result += kWords[pick(static_cast<int>(std::size(kWords)))];
+          result += one_of(kOtherWords);
       }
     }
     return result;
+  }
+  template <typename List>
+  const char* one_of(const List& list) {
+    return list[static_cast<std::size_t>(pick(static_cast<int>(std::size(list))))];
   }
   int pick(int below) { return static_cast<int>(random_() % static_cast<unsigned>(below)); }
 
@@ -140,7 +113,7 @@ TEST_F(AnyText, AsArgumentsLeavesEveryFieldEndedAndNoForeignLine) {
 
 TEST_F(AnyText, AsChoiceOfAnOptionLeavesEveryFieldEndedAndNoForeignLine) {
   for (int round = 0; round < 3000; ++round) {
-    const std::string keyword = kWords[pick(static_cast<int>(std::size(kWords)))];
+    const std::string keyword = pick(10) == 0 ? text() : one_of(kOptionKeywords);
     const std::string value = text();
     const std::string log =
         captured_log([&] { apply_option(OptionSource::ppd, keyword.c_str(), value.c_str()); });

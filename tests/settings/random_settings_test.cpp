@@ -17,6 +17,7 @@
 #include "settings/summary.h"
 #include "tests/settings/argument_list.h"
 #include "tests/settings/fake_files.h"
+#include "tests/settings/option_words.h"
 #include "tests/settings/ppd_file.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/environment_guard.h"
@@ -24,42 +25,6 @@
 
 namespace {
 
-const char* const kKeys[] = {
-    "PageSize",
-    "PageRegion",
-    "ICCProfile",
-    "ColorBase",
-    "StpBrightness",
-    "StpContrast",
-    "StpSaturation",
-    "StpGamma",
-    "StpImageType",
-    "StpColorCorrection",
-    "ColorModel",
-    "StpColorPrecision",
-    "Resolution",
-    "StpLaminate",
-    "StpLegacyDyesubGamma",
-    "StpNoCutWaste",
-    "StpCyanGamma",
-    "StpiShrinkOutput",
-    "StpMagentaGamma",
-    "StpYellowGamma",
-    "BleedTop",
-    "StpCyanBalance",
-    "StpMagentaBalance",
-    "StpYellowBalance",
-    "BleedBottom",
-    "StpLinearContrast",
-    "BleedLeft",
-    "BleedRight",
-    "BleedA",
-    "BleedB",
-    "BleedC",
-    "BleedD",
-    "MediaType",
-    "stpgamma",
-};
 const char* const kChoices[] = {"None",
                                 "True",
                                 "False",
@@ -93,22 +58,6 @@ const char* const kChoices[] = {"None",
                                 "Gray",
                                 "a_choice_of_exactly_forty_characters_____",
                                 "RGB"};
-const char* const kFlags[] = {
-    "--contrast",
-    "--saturation",
-    "--brightness",
-    "--gamma",
-    "--copies",
-    "--color-model",
-    "--color-precision",
-    "--image-type",
-    "--color-correction",
-    "--icc-profile",
-    "--icc-intent",
-    "--paper-size",
-    "--info",
-    "--unknown",
-};
 const char* const kTexts[] = {"6x4",
                               "w432h576",
                               "6x2*2",
@@ -137,10 +86,10 @@ class RandomSettings : public testing::Test {
   std::string argument() {
     switch (random_() % 4) {
       case 0:
-        return one_of(kKeys) + "=" + value();
+        return one_of(kOptionKeywords) + "=" + value();
       case 1:
       case 2:
-        return one_of(kFlags);
+        return one_of(kArgumentFlags);
       default:
         return value();
     }
@@ -169,7 +118,7 @@ class RandomSettings : public testing::Test {
       ppd.manufacturer = std::nullopt;
     }
     const unsigned count = random_() % 4;
-    std::vector<const char*> keys(std::begin(kKeys), std::end(kKeys));
+    std::vector<const char*> keys(std::begin(kOptionKeywords), std::end(kOptionKeywords));
     for (unsigned g = 0; g < count; ++g) {
       PpdGroup group;
       group.name = "Group" + std::to_string(g);
