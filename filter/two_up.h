@@ -6,10 +6,7 @@
 
 #include "pipeline/plane_set.h"
 
-// The 6x8 sheet two pages share, in pixels.
-inline constexpr std::int32_t MERGE_CANVAS_WIDTH = 1920;
-inline constexpr std::int32_t MERGE_CANVAS_HEIGHT = 2498;
-// White rows between the two images.
+// White rows between the two images. The sheet's size stands beside the papers'.
 inline constexpr std::int32_t MERGE_GAP_ROWS = 18;
 
 // Whether the job's sheets are paired: a "6x8" ribbon and a paper of 6x4 size. Logs the decision.

@@ -38,6 +38,11 @@ inline constexpr std::array<PaperConfig, 10> paper_sizes{{
     {"default", "default", 0.0F, 0.0F, 1844, 1240, 1920, 1240, 0, 0, 0, 0},
 }};
 
+// The 6x8 sheet that two 6x4 pages share, in pixels. The page loop makes it, and the printer's
+// cutter knows it by its size.
+inline constexpr std::int32_t MERGE_CANVAS_WIDTH = 1920;
+inline constexpr std::int32_t MERGE_CANVAS_HEIGHT = 2498;
+
 // The rows a name or a size can choose: all but the fallback at the end.
 inline constexpr std::span<const PaperConfig> selectable_papers{paper_sizes.data(),
                                                                 paper_sizes.size() - 1};

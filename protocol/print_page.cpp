@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "diag/log.h"
+#include "geometry/paper_table.h"
 #include "protocol/bmp_plane.h"
 #include "protocol/command_block.h"
 #include "protocol/controls.h"
@@ -17,10 +18,6 @@
 namespace {
 
 constexpr std::uint32_t kMaxSide = 5000;
-
-// The 6x8 sheet that two 6x4 pages are merged on.
-constexpr std::int32_t kMergedWidth = 1920;
-constexpr std::int32_t kMergedHeight = 2498;
 
 // From here on the first, middle and last pixel tell three different places.
 constexpr std::size_t kPixelsWorthLogging = 101;
@@ -74,7 +71,7 @@ bool rule_applies(const CutterRule& rule, const char* paper_name, bool merged_sh
 }
 
 int choose_cutter_mode(const char* paper_name, std::int32_t width, std::int32_t height) {
-  const bool merged_sheet = width == kMergedWidth && height == kMergedHeight;
+  const bool merged_sheet = width == MERGE_CANVAS_WIDTH && height == MERGE_CANVAS_HEIGHT;
   for (const CutterRule& rule : kCutterRules) {
     if (rule_applies(rule, paper_name, merged_sheet)) {
       log_line("%s", rule.message);
