@@ -5,7 +5,6 @@
 #include <cstring>
 #include <utility>
 
-#include "diag/log.h"
 #include "filter/cancellation.h"
 
 Raster RasterInput::open() {
@@ -25,9 +24,7 @@ ssize_t RasterInput::read(void* input, unsigned char* buffer, std::size_t bytes)
                                  : read_unless_cancelled(0, self.buffer_.get(), kBufferSize);
     if (count <= 0) {
       self.ended_ = true;
-      if (count < 0 && !job_cancelled()) {
-        log_line("K905-1: read error: %s", std::strerror(errno));
-      }
+      self.error_ = count < 0 ? errno : 0;
       return count;
     }
     if (direct) {

@@ -25,9 +25,12 @@ class RasterInput {
   // outlive it.
   [[nodiscard]] Raster open();
 
-  // True once bytes were asked for and none were left (or an error, which is logged, or the job was
-  // cancelled). Nothing is read any more then.
+  // True once bytes were asked for and none were left (or an error, or the job was cancelled).
+  // Nothing is read any more then.
   [[nodiscard]] bool ended() const { return ended_; }
+
+  // Why it ended, as errno has it; 0 when nothing was left.
+  [[nodiscard]] int error() const { return error_; }
 
  private:
   static ssize_t read(void* input, unsigned char* buffer, std::size_t bytes);
@@ -38,6 +41,7 @@ class RasterInput {
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   bool ended_ = false;
+  int error_ = 0;
 };
 
 // The lines of one page in memory, for copies that are built from them.

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "diag/debug_image.h"
@@ -165,13 +166,20 @@ bool print_page(Job& job, const cups_page_header2_t& header, std::int64_t index)
   return false;
 }
 
+// libcups gives the same answer at the end of the input, for an error and for a header it refuses.
+void log_end_of_pages(const RasterInput& input) {
+  if (!input.ended()) {
+    log_line("K905-1: Raster page header refused, the rest of the job is not printed");
+  } else if (input.error() != 0 && !job_cancelled()) {
+    log_line("K905-1: read error: %s", std::strerror(input.error()));
+  }
+}
+
 void print_pages(Job& job) {
   cups_page_header2_t header;
   for (std::int64_t index = 0; !job_cancelled(); ++index) {
     if (cupsRasterReadHeader2(job.raster.get(), &header) == 0) {
-      if (!job.input.ended()) {
-        log_line("K905-1: Raster page header refused, the rest of the job is not printed");
-      }
+      log_end_of_pages(job.input);
       return;
     }
     if (index == 0) {

@@ -370,7 +370,8 @@ TEST(OddReads, InSmallPiecesInterruptedAndStarvedChangeNothing) {
   }
 }
 
-// A job whose read with this number, of 100 bytes each, fails: the input ends there, with a word.
+// A job whose read with this number, of 100 bytes each, fails: the input ends there. A stream that
+// was opened says so; one that was not has its own words.
 void expect_end_at_read(const ReferenceJob& job, long number) {
   SCOPED_TRACE("read " + std::to_string(number));
   Faults faults;
@@ -380,7 +381,7 @@ void expect_end_at_read(const ReferenceJob& job, long number) {
   ReferenceJob cut = job;
   cut.input.resize(static_cast<std::size_t>(100 * (number - 1)));
   const std::string word = "K905-1: read error: Input/output error";
-  EXPECT_EQ(std::count(run.log.begin(), run.log.end(), word), 1);
+  EXPECT_EQ(std::count(run.log.begin(), run.log.end(), word), number > 1 ? 1 : 0);
   run.log.erase(std::remove(run.log.begin(), run.log.end(), word), run.log.end());
   expect_same(run, reference_for(run, reference_run(cut)));
   expect_nothing_leaked(run);
