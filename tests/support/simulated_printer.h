@@ -14,6 +14,7 @@ class SimulatedPrinter {
 
   // The pseudo-terminal; empty when the program did not start.
   [[nodiscard]] const std::string& path() const { return path_; }
+  [[nodiscard]] int process_id() const { return process_; }
 
   // The next line of its standard output; "" when none comes within ten seconds.
   std::string next_line();
