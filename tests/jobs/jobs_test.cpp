@@ -1,11 +1,13 @@
 // Whole jobs through the built program, compared with the reference to the last byte and line.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstring>
 #include <random>
 
 #include "tests/jobs/job_check.h"
+#include "tests/support/child_process.h"
 #include "tests/support/profile_builder.h"
 
 namespace {
@@ -355,7 +357,11 @@ INSTANTIATE_TEST_SUITE_P(Jobs, EveryProfile,
                                            "missing"));
 
 TEST(Profiles, ThatAreNoPlainFilesCannotBeOpened) {
-  for (const char* path : {"/dev", "/dev/null"}) {
+  const ScratchFolder folder;
+  const std::string fifo = folder.path() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& path : {std::string("/dev"), std::string("/dev/null"),
+                                  std::string("/dev/zero"), std::string("/dev/full"), fifo}) {
     JobRecipe job;
     job.choose("PageSize", "B7");
     job.arguments.insert(job.arguments.end(), {"--icc-profile", path});
@@ -748,9 +754,39 @@ TEST(Texts, OfAnyLengthAreLoggedWhole) {
   expect_like_reference(job);
 }
 
+TEST(Names, AtOverAndFarOverTheirCapacityAreCutToIt) {
+  // The fields have 16, 32, 64, 128 or 512 bytes, one of them for the end.
+  for (const std::size_t length : {15U, 16U, 31U, 32U, 63U, 64U, 127U, 128U, 511U, 512U, 100000U}) {
+    const std::string name(length, 'n');
+    JobRecipe job;
+    for (const char* keyword : {"PageRegion", "ColorModel", "StpColorPrecision", "StpImageType",
+                                "StpColorCorrection", "Resolution", "StpLaminate",
+                                "StpiShrinkOutput", "ICCProfile", "ICCIntent", "ColorBase"}) {
+      job.arguments.push_back(std::string(keyword) + "=" + name);
+      if (length <= 32) {  // libcups takes no longer ones.
+        job.choose(keyword, name);
+      }
+    }
+    job.arguments.insert(job.arguments.end(),
+                         {"--image-type", name, "--icc-profile", name, "--icc-intent", name});
+    job.input = raster_stream({quick_page()});
+    expect_like_reference(job);
+  }
+}
+
 TEST(Texts, AnInfoArgumentThatIsNotTheFirstIsPassedOver) {
   JobRecipe job;
   job.arguments = {"K905", "x", "--info", "--nonsense", "=", "="};
+  job.input = raster_stream({quick_page()});
+  expect_like_reference(job);
+}
+
+TEST(Ppd, ThousandsOfOptionsAreListed) {
+  JobRecipe job;
+  for (int i = 0; i < 4000; ++i) {
+    job.choose("Option" + std::to_string(i), "Choice" + std::to_string(i));
+  }
+  job.choose("StpLaminate", "Matte");
   job.input = raster_stream({quick_page()});
   expect_like_reference(job);
 }
