@@ -1,0 +1,83 @@
+// A run by hand whose /tmp is full: the log ends where the disk does, pictures are cut, and the
+// sheets are those of any other day.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+
+#include <random>
+
+#include "tests/support/captured_log.h"
+#include "tests/support/child_process.h"
+#include "tests/support/raster_builder.h"
+#include "tests/support/reference.h"
+
+namespace {
+
+using ::testing::StartsWith;
+
+// A small file system in a folder, which nobody but this process and its children sees.
+class SmallDisk {
+ public:
+  explicit SmallDisk(int kilobytes) {
+    const std::string size = "size=" + std::to_string(kilobytes) + "k";
+    there_ = unshare(CLONE_NEWNS) == 0 &&
+             mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+             mount("none", folder_.path().c_str(), "tmpfs", 0, size.c_str()) == 0;
+  }
+  ~SmallDisk() {
+    if (there_) {
+      umount2(folder_.path().c_str(), MNT_DETACH);
+    }
+  }
+  SmallDisk(const SmallDisk&) = delete;
+  SmallDisk& operator=(const SmallDisk&) = delete;
+
+  [[nodiscard]] bool there() const { return there_; }
+  [[nodiscard]] const std::string& path() const { return folder_.path(); }
+
+ private:
+  ScratchFolder folder_;
+  bool there_ = false;
+};
+
+class FullDisk : public ::testing::TestWithParam<int> {};
+
+TEST_P(FullDisk, CostsLinesAndPicturesButNoSheet) {
+  const SmallDisk disk(GetParam());
+  if (!disk.there()) {
+    GTEST_SKIP() << "needs the right to mount a file system";
+  }
+  std::mt19937 random(9);
+  RasterPage page = blank_page(page_header(50, 40));
+  fill_with_gradient(page, random);
+  ChildSetup setup;
+  setup.program = filter_program();
+  setup.arguments = {"rastertok905", "1", "me", "t", "1", ""};
+  setup.private_tmp = disk.path();
+  setup.input = raster_stream({page, page});
+  const ChildResult result = run_child(setup);
+
+  ReferenceJob job;
+  job.arguments = setup.arguments;
+  job.input = setup.input;
+  job.process_id = result.process_id;
+  const ReferenceResult wanted = reference_run(job);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.log, "");
+  EXPECT_TRUE(result.output == wanted.output);
+
+  const std::vector<std::string> log =
+      redacted_log(read_file(disk.path() + "/rastertok905_debug.log"));
+  ASSERT_FALSE(log.empty());
+  ASSERT_LT(log.size(), wanted.log.size()) << "the disk was not full";
+  for (std::size_t i = 0; i + 1 < log.size(); ++i) {
+    EXPECT_EQ(log[i], wanted.log[i]);
+  }
+  EXPECT_THAT(wanted.log[log.size() - 1], StartsWith(log.back()));
+}
+
+// The first fills up before the settings are told, the others with the pictures of the first page.
+INSTANTIATE_TEST_SUITE_P(Cli, FullDisk, ::testing::Values(4, 400, 20000));
+
+}  // namespace
