@@ -606,6 +606,35 @@ class Jobs(ThroughCups):
                 self.assertNotIn("marker-levels=3", told)
         self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
 
+    def test_nothing_a_page_header_says_is_obeyed(self):
+        """Whoever may print may send a raster of his own, and every text of its headers is listed."""
+        self.add_queue()
+        raster = self.art / "page.ras"
+        subprocess.run([BUILD / "k905-raster", "--paper", "6x4", "-o", raster, "test:landscape"],
+                       check=True)
+        page = bytearray(raster.read_bytes())
+        sync_word, texts, header, text = 4, 4, 1796, 64
+        harms = (b"PAGE: 40 40", b"ATTR: marker-levels=3 job-media-progress=7", b"STATE: +harm-done",
+                 b"PPD: StpLaminate=Matte", b"ERROR: harm", b"JOBSTATE: harm", b"INFO: harm")
+        places = ([sync_word + text * i for i in range(texts)] +
+                  [sync_word + header - text * i for i in range(1, texts)])
+        for place, harm in zip(places, harms):
+            page[place:place + text] = (b"x\n" + harm + b"\r\n").ljust(text, b"\0")
+        raster.write_bytes(page)
+        job = self.print(raster)
+        self.assertEqual(len(self.stream(self.cups.stream_of(job))), 1)
+        self.assertTrue([line for line in self.cups.log_of(job) if "x PAGE: 40 40" in line],
+                        "the harm never reached the log")
+        state = self.cups.job_state(job)
+        self.assertEqual(state["job-media-sheets-completed"], 1)
+        self.assertEqual(state["job-media-progress"], 100)
+        self.assertNotIn("harm", str(state))
+        self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 1"])
+        told = self.cups.run("lpoptions", "-p", self.queue).stdout
+        self.assertIn("printer-state-reasons=none", told)
+        self.assertNotIn("marker-levels=3", told)
+        self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
+
     def test_the_front_leaves_no_file_behind(self):
         self.add_queue()
         before = sorted(path.name for path in (self.cups.root / "spool/tmp").iterdir())
