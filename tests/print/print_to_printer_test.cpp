@@ -77,13 +77,13 @@ TEST_F(PrintToPrinter, EveryKindOfPictureComesOutAsItsPreviewShowsIt) {
   }
   const ChildResult printed = print(names);
   ASSERT_EQ(printed.status, 0) << printed.log;
+  names.insert(names.begin(), {"--preview", "preview.png"});
+  ASSERT_EQ(run_companion(folder_, "k905-print", names).status, 0);
   for (std::size_t i = 0; i < files.size(); ++i) {
     EXPECT_THAT(printer_.next_line(),
                 StartsWith("sheet " + std::to_string(i + 1) + ": 1920x1240, glossy, cutter 0, "));
-    ASSERT_EQ(
-        run_companion(folder_, "k905-print", {"--preview", "preview.png", files[i].first}).status,
-        0);
-    const Picture shown = picture_in(folder_, "preview.png");
+    const std::string number = i == 0 ? "" : "-" + std::to_string(i + 1);
+    const Picture shown = picture_in(folder_, "preview" + number + ".png");
     EXPECT_EQ(sheet(static_cast<int>(i) + 1).bytes, shown.bytes) << files[i].first;
   }
   // Pictures that look different are: nothing above compares a white sheet with a white sheet.
