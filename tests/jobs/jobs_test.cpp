@@ -206,6 +206,21 @@ INSTANTIATE_TEST_SUITE_P(Jobs, EverySize,
                                   std::to_string(instance.param.height);
                          });
 
+TEST(Sizes, InMillimetresAreRoundedAtEveryStep) {
+  // At 600 dpi 45 rows are 1.905 mm and 495 are 20.955, which lie between two numbers of two
+  // decimals: it shows whether the height was multiplied before it was divided.
+  JobRecipe job;
+  job.choose("PageSize", "B7");
+  std::vector<RasterPage> pages;
+  for (const unsigned height : {45U, 495U}) {
+    cups_page_header2_t header = page_header(height, height);
+    header.HWResolution[0] = header.HWResolution[1] = 600;
+    pages.push_back(gradient_page(header));
+  }
+  job.input = raster_stream(pages);
+  expect_like_reference(job);
+}
+
 TEST(Sizes, AnInterlacedPageOfFullHeightIsNotResized) {
   JobRecipe job;
   job.choose("PageSize", "B7");

@@ -252,6 +252,36 @@ TEST(Order, DivisionsAreNotTurnedIntoMultiplications) {
   expect_adjusted(options, {200, 120, 77}, {52, 62, 77});
 }
 
+// Each factor is one and a part, added in single precision: what a part below one loses to the
+// coarser floats around one it does not get back. 1 - 984/1000 is 0.01599997, so that 250 falls
+// below 4; 1 + 180/1000 is 1.18000007, so that -100 times it, and 128, fall below 10; 1 - 160/1000
+// is 0.84000003, and 168 lies above the mean of (168, 35, 1), 67.999931. Thousandths that are
+// added first, or a sum in double precision, give 4, 10 and 151.
+TEST(Order, AFactorIsOneAndAPartAddedInSinglePrecision) {
+  PrintOptions options = neutral_options();
+  options.brightness = -984;
+  expect_adjusted(options, {250, 250, 250}, {3, 3, 3});
+  options = neutral_options();
+  options.contrast = 180;
+  expect_adjusted(options, {28, 28, 28}, {9, 9, 9});
+  options = neutral_options();
+  options.saturation = -160;
+  expect_adjusted(options, {168, 35, 1}, {152, 40, 11});
+}
+
+// Brightness 0.8 makes 173.6, 62.4 and 176.8 of the pixel, brightness 1.2 makes 44.4, 260.4 and
+// 230.4. Their sums are rounded on the way: red and green first they give means of 137.599854 and
+// 178.399811, in any other order one float or two more, and then 170 and 244.
+TEST(Order, TheMeanAddsBlueLast) {
+  PrintOptions options = neutral_options();
+  options.brightness = -200;
+  options.saturation = -100;
+  expect_adjusted(options, {217, 78, 221}, {169, 69, 172});
+  options.brightness = 200;
+  options.saturation = -200;
+  expect_adjusted(options, {37, 217, 192}, {71, 243, 219});
+}
+
 // 765 * 0.333333f = 254.99974: the factor of the mean is a decimal that is cut off, not a third.
 TEST(Order, TheMeanOfWhiteIsALittleLessThanWhite) {
   PrintOptions options = neutral_options();
