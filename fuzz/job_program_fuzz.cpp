@@ -20,6 +20,13 @@
 #include "fuzz/memory_file.h"
 #include "ppd/ppd_text.h"
 
+// Marking `media` or `print-color-mode` makes libcups build a cache of which it never frees two
+// options.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() { return "leak:cupsAddOption\n"; }
+extern "C" const char* __lsan_default_options();
+extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
+
 namespace {
 
 struct PpdCloser {

@@ -15,19 +15,6 @@
 
 #include "ppd/option_table.h"
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define K905_LEAKS_ARE_LOOKED_FOR
-#endif
-#elif defined(__SANITIZE_ADDRESS__)
-#define K905_LEAKS_ARE_LOOKED_FOR
-#endif
-#ifdef K905_LEAKS_ARE_LOOKED_FOR
-// Marking `media` or `print-color-mode` makes libcups build a cache of which it never frees two
-// options.
-extern "C" const char* __lsan_default_suppressions() { return "leak:cupsAddOption\n"; }
-#endif
-
 namespace {
 
 constexpr std::size_t kLargestPpd = std::size_t{64} << 20;

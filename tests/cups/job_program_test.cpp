@@ -30,6 +30,8 @@ using ::testing::StartsWith;
 
 const std::string kProgram = std::string(K905_BINARY_DIR) + "/rastertok905job";
 const std::string kQueuePpd = std::string(K905_BINARY_DIR) + "/ppd/K905.ppd";
+const std::string kKnownLeaks = std::string("suppressions=") + K905_SOURCE_DIR +
+                                "/tests/cups/known_leaks.supp:print_suppressions=0";
 constexpr char kWarning[] =
     "WARNING: The choices made for this job could not be applied; it prints with the "
     "defaults of the queue.";
@@ -81,7 +83,10 @@ class JobProgram : public ::testing::Test {
   JobProgram() {
     char folder[] = "/tmp/k905_job_program_XXXXXX";
     folder_ = mkdtemp(folder);
-    environment_ = {{"PPD", kQueuePpd}, {"TMPDIR", folder_}, {"PATH", "/usr/bin:/bin"}};
+    environment_ = {{"PPD", kQueuePpd},
+                    {"TMPDIR", folder_},
+                    {"PATH", "/usr/bin:/bin"},
+                    {"LSAN_OPTIONS", kKnownLeaks}};
   }
   ~JobProgram() override { std::filesystem::remove_all(folder_); }
 

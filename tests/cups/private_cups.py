@@ -116,7 +116,10 @@ class PrivateCups:
             f"CacheDir {self.root}/cache\nStateDir {self.root}/state\n"
             f"ErrorLog {self.root}/log/error_log\nAccessLog {self.root}/log/access_log\n"
             f"PageLog {self.root}/log/page_log\nServerKeychain {self.etc}/ssl\nPrintcap\n"
-            "FileDevice Yes\n")
+            "FileDevice Yes\n"
+            # For builds with a leak checker. A copy, because the filters' user must be able to read it.
+            f"SetEnv LSAN_OPTIONS suppressions={self.root}/known_leaks.supp:print_suppressions=0\n")
+        shutil.copy(pathlib.Path(__file__).parent / "known_leaks.supp", self.root)
         (self.etc / "cupsd.conf").write_text(
             f"LogLevel debug\nMaxLogSize 0\nListen {self.socket}\nBrowsing No\nWebInterface No\n"
             "ErrorPolicy abort-job\nPreserveJobHistory Yes\nPreserveJobFiles No\nMaxJobs 0\n"
