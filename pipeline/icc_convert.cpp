@@ -68,7 +68,12 @@ struct ProfileCloser {
 };
 using Profile = std::unique_ptr<void, ProfileCloser>;
 
-const char* space_name(cmsColorSpaceSignature signature) {
+// A profile can say any four bytes, and an enumeration has no room for all of them.
+std::uint32_t space_of(const Profile& profile) {
+  return static_cast<std::uint32_t>(cmsGetColorSpace(profile.get()));
+}
+
+const char* space_name(std::uint32_t signature) {
   for (const SpaceName& entry : kSpaceNames) {
     if (entry.signature == signature) {
       return entry.name;
@@ -133,7 +138,7 @@ Transform create_transform(const Profile& source, const Profile& target, Target 
                                       format_of(kind).format, intent, 0)};
 }
 
-bool find_target(cmsColorSpaceSignature source, cmsColorSpaceSignature target, Target& kind) {
+bool find_target(std::uint32_t source, std::uint32_t target, Target& kind) {
   for (const Target candidate : {Target::kRgb, Target::kCmyk, Target::kGray}) {
     if (source == cmsSigRgbData && format_of(candidate).signature == target) {
       kind = candidate;
@@ -164,8 +169,8 @@ Transform make_transform(const IccRequest& request, IccSetup& setup) {
     setup.outcome = Outcome::kNoTargetProfile;
     return nullptr;
   }
-  const cmsColorSpaceSignature source_space = cmsGetColorSpace(source.get());
-  const cmsColorSpaceSignature target_space = cmsGetColorSpace(target.get());
+  const std::uint32_t source_space = space_of(source);
+  const std::uint32_t target_space = space_of(target);
   setup.source_space = space_name(source_space);
   setup.target_space = space_name(target_space);
   if (!find_target(source_space, target_space, setup.target_kind)) {

@@ -62,7 +62,8 @@ constexpr std::array<DeviceFormat, 3> kDeviceFormats{{{cmsSigRgbData, TYPE_RGB_8
 // Printers have profiles of all these kinds. Not a scanner's, nor one that leads from one device to
 // another.
 bool is_for_output(cmsHPROFILE profile) {
-  const cmsProfileClassSignature kind = cmsGetDeviceClass(profile);
+  // A profile can say any four bytes, and an enumeration has no room for all of them.
+  const auto kind = static_cast<cmsUInt32Number>(cmsGetDeviceClass(profile));
   return kind == cmsSigOutputClass || kind == cmsSigDisplayClass || kind == cmsSigColorSpaceClass;
 }
 

@@ -139,6 +139,7 @@ TEST_F(Proof, AProfileThatIsOfNoUseIsNamedAndNothingIsWritten) {
       {hollow_rgb_profile(), "is not one of a printer"},
       {of_kind("scnr"), "is not one of a printer"},
       {of_kind("link"), "is not one of a printer"},
+      {of_kind("\xFF\xFE\xFD\xFC"), "is not one of a printer"},  // more than is in any list
   };
   for (const auto& [profile, reason] : profiles) {
     folder_.write("printer.icc", profile);

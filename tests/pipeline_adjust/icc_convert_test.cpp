@@ -414,6 +414,17 @@ TEST_F(RefusedPair, LabTarget) {
 TEST_F(RefusedPair, XyzTarget) {
   expect_refused(profiles_.rgb_matrix("wide.icc"), profiles_.xyz("xyz.icc"), "RGB", "XYZ");
 }
+// A profile can say any four bytes; these are more than the enumeration of spaces has room for.
+TEST_F(RefusedPair, SpaceThatNoEnumerationHasRoomFor) {
+  constexpr std::size_t kSpaceInHeader = 16;
+  std::string bytes = bytes_of(profiles_.rgb_matrix("a.icc"));
+  bytes.replace(kSpaceInHeader, 4, "\xFF\xFE\xFD\xFC");
+  const std::string strange = profiles_.file("strange.icc", bytes);
+  const std::string known = profiles_.rgb_matrix("known.icc");
+  expect_refused(strange, known, "Unknown", "RGB");
+  expect_refused(known, strange, "RGB", "Unknown");
+}
+
 TEST_F(RefusedPair, TheOtherSpacesHaveTheirNamesToo) {
   const std::string source = profiles_.rgb_matrix("wide.icc");
   expect_refused(source, profiles_.bare("luv.icc", cmsSigLuvData), "RGB", "Luv");

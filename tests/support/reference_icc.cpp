@@ -3,13 +3,19 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdint>
 
 #include "tests/support/reference_state.h"
 
 namespace reference {
 namespace {
 
-const char* space_name(cmsColorSpaceSignature space) {
+// As bytes: a profile can say what no enumeration has room for.
+std::uint32_t space_of(cmsHPROFILE profile) {
+  return static_cast<std::uint32_t>(cmsGetColorSpace(profile));
+}
+
+const char* space_name(std::uint32_t space) {
   switch (space) {
     case cmsSigRgbData:
       return "RGB";
@@ -33,7 +39,7 @@ const char* space_name(cmsColorSpaceSignature space) {
 }
 
 // Samples of a pixel behind the transform; 0 for a space that is no target.
-std::size_t samples_of(cmsColorSpaceSignature space) {
+std::size_t samples_of(std::uint32_t space) {
   switch (space) {
     case cmsSigRgbData:
       return 3;
@@ -129,8 +135,8 @@ void PlainFilter::convert_icc(Image& image) {
 }
 
 bool PlainFilter::transform_image(Image& image, void* source, void* target) {
-  const cmsColorSpaceSignature from = cmsGetColorSpace(source);
-  const cmsColorSpaceSignature to = cmsGetColorSpace(target);
+  const std::uint32_t from = space_of(source);
+  const std::uint32_t to = space_of(target);
   say("K905-1: Source color space: %s", space_name(from));
   say("K905-1: Target color space: %s", space_name(to));
   const unsigned intent = choose_intent();
