@@ -5,9 +5,11 @@
 #include <jerror.h>
 #include <jpeglib.h>
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "companions/pictures/picture_readers.h"
 
@@ -41,12 +43,15 @@ Reading& reading_of(j_common_ptr jpeg) { return *static_cast<Reading*>(jpeg->cli
   std::longjmp(reading.leave, 1);
 }
 
+// What libjpeg warns of in files that are odd but whole.
+constexpr int kHarmless[] = {JWRN_ADOBE_XFORM, JWRN_BOGUS_PROGRESSION, JWRN_EXTRANEOUS_DATA,
+                             JWRN_JFIF_MAJOR, JWRN_NOT_SEQUENTIAL};
+
 // libjpeg carries on over damage and fills the rest with grey. A sheet of photo paper is not for
-// half a picture, so damage counts as an error; harmless oddities do not.
+// half a picture, so every other warning counts as an error.
 void on_message(j_common_ptr jpeg, int level) {
-  const int code = jpeg->err->msg_code;
-  if (level < 0 && (code == JWRN_JPEG_EOF || code == JWRN_HIT_MARKER ||
-                    code == JWRN_HUFF_BAD_CODE || code == JWRN_MUST_RESYNC)) {
+  const bool warning = level < 0;
+  if (warning && std::ranges::find(kHarmless, jpeg->err->msg_code) == std::end(kHarmless)) {
     on_error(jpeg);
   }
 }
@@ -113,7 +118,7 @@ void read_profile(Reading& reading) {
   JOCTET* profile = nullptr;
   unsigned size = 0;
   if (setjmp(reading.leave) != 0) {
-    return;
+    return;  // pieces that do not make a profile: the picture does without
   }
   if (jpeg_read_icc_profile(&reading.jpeg, &profile, &size) != FALSE) {
     reading.picture.icc_profile.assign(profile, profile + size);

@@ -105,6 +105,7 @@ std::string jpeg_file(std::uint32_t width, std::uint32_t height, const JpegKind&
   if (kind.progressive) {
     jpeg_simple_progression(&jpeg);
   }
+  jpeg.arith_code = kind.arithmetic ? TRUE : FALSE;
   jpeg_start_compress(&jpeg, TRUE);
   if (kind.orientation != 0) {
     const std::string exif = exif_with_orientation(kind.orientation, kind.little_endian);

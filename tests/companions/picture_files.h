@@ -23,6 +23,7 @@ std::string png_without_pixels(std::uint32_t width, std::uint32_t height);
 struct JpegKind {
   int channels = 3;  // 1 grey, 3 colour, 4 inks (with Adobe's mark, which means 255 is no ink)
   bool progressive = false;
+  bool arithmetic = false;    // coded so; otherwise by Huffman
   int orientation = 0;        // 0: no EXIF
   bool little_endian = true;  // of the EXIF
   std::vector<std::uint8_t> profile{};

@@ -192,6 +192,14 @@ TEST(ReadJpeg, AProfileOfAnotherColourSpaceIsDropped) {
                   .icc_profile.empty());
 }
 
+TEST(ReadJpeg, PiecesThatDoNotMakeAProfileAreDropped) {
+  std::string bytes = jpeg_file(8, 8, {.profile = profile_for("RGB ")}, plain_rows(64, {1, 2, 3}));
+  const std::size_t name = bytes.find("ICC_PROFILE");
+  ASSERT_NE(name, std::string::npos);
+  bytes[name + 12] = 2;  // the second piece of one
+  EXPECT_TRUE(read_bytes(bytes).icc_profile.empty());
+}
+
 TEST(ReadJpeg, TheOrientationIsReadInBothByteOrders) {
   for (int orientation = 1; orientation <= 8; ++orientation) {
     for (const bool little : {true, false}) {
@@ -223,6 +231,20 @@ TEST(ReadJpeg, AFileCutAnywhereIsAnErrorAndNeverAPicture) {
       EXPECT_THAT(error_of(whole.substr(0, size)), HasSubstr("broken JPEG: ")) << size;
     }
   }
+}
+
+// Not every changed byte shows, but what libjpeg tells of is no picture for a sheet.
+TEST(ReadJpeg, DamagedArithmeticCodeIsAnErrorWhereItShows) {
+  const std::string whole =
+      jpeg_file(64, 64, {.channels = 1, .arithmetic = true}, numbered(64 * 64));
+  EXPECT_EQ(error_of(whole), "no error");
+  int told = 0;
+  for (std::size_t at = whole.size() / 2; at + 20 < whole.size(); at += 5) {
+    std::string wrong = whole;
+    wrong[at] = static_cast<char>(wrong[at] ^ 0x55);
+    told += error_of(wrong) == "broken JPEG: Corrupt JPEG data: bad arithmetic code" ? 1 : 0;
+  }
+  EXPECT_GT(told, 0);
 }
 
 TEST(ReadJpeg, SizesThatAreTooLargeAreNamed) {
