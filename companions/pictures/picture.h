@@ -30,6 +30,8 @@ struct Picture {
 // The most pixels that are read or made, about 16000 x 16000: a picture file of a few bytes can
 // promise any size.
 inline constexpr std::uint64_t kMostPixels = 1ULL << 28;
+// And the longest side, because readers take a row's memory at once.
+inline constexpr std::uint64_t kLongestSide = 1ULL << 20;
 
 // A black picture of 8-bit red, green and blue.
 [[nodiscard]] Picture blank_picture(std::uint32_t width, std::uint32_t height);

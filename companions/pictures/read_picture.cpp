@@ -66,7 +66,7 @@ bool size_is_sound(std::uint64_t width, std::uint64_t height, std::string& error
     return false;
   }
   // Divided, not multiplied: the product of two sizes from a file may overflow.
-  if (width > kMostPixels || height > kMostPixels / width) {
+  if (width > kLongestSide || height > kLongestSide || height > kMostPixels / width) {
     error = "the picture is too large (" + size + ")";
     return false;
   }

@@ -280,6 +280,14 @@ TEST(ReadPnm, SixteenBitsAreHighByteFirst) {
   EXPECT_EQ(picture.sample(0, 0, 0), 0x1234);
 }
 
+// A row takes its memory at once, so twenty bytes must not promise one of a gigabyte.
+TEST(ReadPicture, SidesLongerThanAMillionPixelsAreTooLarge) {
+  EXPECT_EQ(error_of("P6 199999999 1 2532\n"), "the picture is too large (199999999 x 1)");
+  EXPECT_EQ(error_of("P5 1 1048577 255\n"), "the picture is too large (1 x 1048577)");
+  EXPECT_EQ(error_of(png_without_pixels(1048577, 1)), "the picture is too large (1048577 x 1)");
+  EXPECT_EQ(error_of("P5 1048576 1 255\n" + std::string(1048576, 'x')), "no error");
+}
+
 TEST(ReadPnm, BrokenFilesAreNamed) {
   EXPECT_EQ(error_of("P6\n2 2\n255\nabc"), "the PPM file ends early, in row 0");
   EXPECT_EQ(error_of("P6\n2 2\n255\nabcdefgh"), "the PPM file ends early, in row 1");
