@@ -117,16 +117,16 @@ ProofProfile::ProofProfile(const std::string& path_or_name) {
     error_ = "cannot be read";
     return;
   }
-  error_ = "is not one of a printer";
-  if (!is_for_output(printer.get())) {
-    return;
-  }
+  const bool usable = is_for_output(printer.get());
   for (const DeviceFormat& device : kDeviceFormats) {
-    if (cmsGetColorSpace(printer.get()) == device.space) {
+    if (usable && cmsGetColorSpace(printer.get()) == device.space) {
       channels_ = device.channels;
       transform_ = cmsCreateTransform(printer.get(), device.format, screen.get(), TYPE_RGB_8,
                                       INTENT_RELATIVE_COLORIMETRIC, 0);
     }
+  }
+  if (transform_ == nullptr) {
+    error_ = "is not one of a printer";
   }
 }
 
