@@ -109,9 +109,11 @@ void stop_on_signals() {
   struct sigaction action {};
   sigemptyset(&action.sa_mask);
   action.sa_handler = note_stop;
+  action.sa_flags = SA_RESTART;
+  // Who ends services may say it to the program and to its group: that is no second wish.
+  sigaction(SIGTERM, &action, nullptr);
   action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
   sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
 }
 
 bool stop_asked() { return stop_wanted != 0; }

@@ -39,7 +39,7 @@ struct JobResult {
                                   Progress& progress, int done, const Complaint& complain,
                                   const BegunHandler& on_begun = {});
 
-// SIGINT and SIGTERM: the picture in hand is printed, no further one is begun. A second one ends
-// the program at once.
+// SIGINT and SIGTERM: the picture in hand is printed, no further one is begun. A second
+// SIGINT, from somebody who cannot wait, ends the program at once.
 void stop_on_signals();
 [[nodiscard]] bool stop_asked();

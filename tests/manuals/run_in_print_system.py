@@ -40,7 +40,7 @@ def as_here(commands, cups, printer, device):
             ("/var/log/cups/", f"{cups.root}/log/"), ("[Job 42", "[Job 1"),
             # These go on until somebody ends them.
             ("tail -f ", "tail "),
-            ("k905-print --queue photo --watch", "timeout --preserve-status 3 k905-print --queue photo --watch")):
+            ("k905-print --queue photo --watch", "timeout --preserve-status 6 k905-print --queue photo --watch")):
         commands = commands.replace(shown, here)
     return commands
 

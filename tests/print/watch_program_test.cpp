@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "companions/stream/printer_stream.h"
 #include "tests/companions/picture_files.h"
@@ -72,6 +74,17 @@ TEST_F(WatchProgram, PrintsWhatIsThereAndWhatComes) {
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
   EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
+}
+
+TEST_F(WatchProgram, ToldToEndSeveralTimesItEndsAsWell) {
+  put("a.png", picture_of(10));
+  RunningProgram program(kProgram, arguments(), environment());
+  EXPECT_TRUE(program.has_said("a.png -> " + job())) << program.said();
+  for (int times = 0; times < 20; ++times) {
+    program.send_signal(SIGTERM);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_EQ(program.wait(), 0);
 }
 
 TEST_F(WatchProgram, OverARestartNothingIsPrintedTwice) {
