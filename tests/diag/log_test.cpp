@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "tests/support/captured_log.h"
+#include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
 
 namespace {
@@ -171,7 +172,7 @@ std::string standard_error_of_child(const std::function<void()>& code) {
     close(ends[1]);
     alarm(20);  // A log that waits for anybody is a failure.
     code();
-    _exit(0);
+    leave_child(0);
   }
   close(ends[1]);
   std::string text;

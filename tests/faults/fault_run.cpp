@@ -85,7 +85,7 @@ FaultRun run_with_faults(const std::string& input, const std::vector<std::string
     arm_faults(faults);
     const int status = run_raster_job();
     *counts = disarm_faults();
-    _exit(status);
+    leave_child(status);
   }
   const ChildEnd end = wait_for_child(child);
   FaultRun run;

@@ -18,6 +18,9 @@
 
 #include "tests/support/build_paths.h"
 
+// There in programs that count lines only.
+extern "C" [[gnu::weak]] void __gcov_dump();
+
 namespace {
 
 void close_descriptor(int& descriptor) {
@@ -111,6 +114,11 @@ int start_child(const ChildSetup& setup, int in, int out, int err) {
   }
   execve(program.c_str(), argv.data(), envp.data());
   _exit(127);
+}
+
+void leave_child(int status) {
+  if (__gcov_dump != nullptr) __gcov_dump();
+  _exit(status);
 }
 
 ChildEnd wait_for_child(int process_id, std::chrono::seconds limit) {

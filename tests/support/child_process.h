@@ -41,6 +41,10 @@ struct ChildEnd {
   int signal = 0;   // what killed it, or 0
 };
 
+// The end of a child that is a fork of the test and runs code of the product: at once, as _exit
+// does it, but the lines it came by still count (tools/coverage).
+[[noreturn]] void leave_child(int status);
+
 // Waits for the end of a started child; one that outlives the limit is killed.
 [[nodiscard]] ChildEnd wait_for_child(int process_id,
                                       std::chrono::seconds limit = std::chrono::seconds(60));
