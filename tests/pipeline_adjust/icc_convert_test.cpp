@@ -515,10 +515,30 @@ TEST_F(BadFile, FifoIsNotWaitedFor) {
   expect_srgb_instead_of(profiles_.path("fifo.icc"), kSourceUnusable, kTargetUnusable);
 }
 TEST_F(BadFile, Device) { expect_srgb_instead_of("/dev/null", kSourceUnusable, kTargetUnusable); }
-TEST_F(BadFile, Unreadable) {
-  if (geteuid() == 0) {
-    GTEST_SKIP() << "root may read everything";
+// Root may read everything: a test as root goes on as somebody to whom this folder belongs.
+class OrdinaryUser {
+ public:
+  explicit OrdinaryUser(const std::string& folder) {
+    constexpr uid_t kNobody = 65534;
+    if (was_root_) {
+      EXPECT_EQ(chown(folder.c_str(), kNobody, static_cast<gid_t>(-1)), 0);
+      EXPECT_EQ(seteuid(kNobody), 0);
+    }
   }
+  ~OrdinaryUser() {
+    if (was_root_) {
+      EXPECT_EQ(seteuid(0), 0);
+    }
+  }
+  OrdinaryUser(const OrdinaryUser&) = delete;
+  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+
+ private:
+  bool was_root_ = geteuid() == 0;
+};
+
+TEST_F(BadFile, Unreadable) {
+  const OrdinaryUser user(profiles_.path(""));
   const std::string path = profiles_.rgb_matrix("locked.icc");
   ASSERT_EQ(chmod(path.c_str(), 0), 0);
   expect_srgb_instead_of(path, kSourceUnusable, kTargetUnusable);
