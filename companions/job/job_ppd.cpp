@@ -13,6 +13,7 @@
 #include <optional>
 #include <set>
 
+#include "companions/files/write_whole.h"
 #include "ppd/option_table.h"
 
 namespace {
@@ -133,20 +134,10 @@ int open_nameless_file() {
   return file;
 }
 
-bool write_whole(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = write(descriptor, text.data(), text.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return lseek(descriptor, 0, SEEK_SET) == 0;
-}
-
 // Negative with errno set when there is no room for it.
 int nameless_file_holding(std::string_view text) {
   const int file = open_nameless_file();
-  if (file < 0 || write_whole(file, text)) return file;
+  if (file < 0 || (write_whole(file, text) && lseek(file, 0, SEEK_SET) == 0)) return file;
   const int reason = errno;
   close(file);
   errno = reason;

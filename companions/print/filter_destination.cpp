@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "companions/colour/profile_file.h"
+#include "companions/files/write_whole.h"
 #include "companions/filter_child/filter_child.h"
 #include "companions/print/output_file.h"
 #include "companions/print/page_plan.h"
@@ -65,14 +66,9 @@ int nameless_file_holding(const std::string& text) {
   if (file < 0) {
     return -1;
   }
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t count = write(file, text.data() + done, text.size() - done);
-    if (count <= 0) {
-      close(file);
-      return -1;
-    }
-    done += static_cast<std::size_t>(count);
+  if (!write_whole(file, text)) {
+    close(file);
+    return -1;
   }
   lseek(file, 0, SEEK_SET);
   return file;

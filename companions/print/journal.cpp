@@ -18,6 +18,8 @@
 #include <sstream>
 #include <vector>
 
+#include "companions/files/write_whole.h"
+
 namespace {
 
 constexpr char kFirstLine[] = "k905-print journal 1";
@@ -95,21 +97,6 @@ bool parse_line(const std::string& line, std::string& name, JournalEntry& entry)
          (!begun || (parse(words[5], entry.begun_job) && unescape(words[6], entry.job_title)));
 }
 
-bool write_and_sync(int file, const std::string& text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t count = write(file, text.data() + done, text.size() - done);
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count <= 0) {
-      return false;
-    }
-    done += static_cast<std::size_t>(count);
-  }
-  return fsync(file) == 0;
-}
-
 // The new name is in the folder's own pages, which have to reach the disk as well.
 bool sync_folder(const std::string& path) {
   const int folder = open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -176,7 +163,7 @@ bool Journal::keep(std::string& error) const {
   }
   const std::string fresh = path_ + ".new";
   const int file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  bool kept = file >= 0 && write_and_sync(file, text);
+  bool kept = file >= 0 && write_whole(file, text) && fsync(file) == 0;
   if (file >= 0) {
     kept = close(file) == 0 && kept;
   }

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "companions/files/write_whole.h"
+
 OutputFile::~OutputFile() {
   if (is_open()) {
     close(descriptor_);
@@ -24,20 +26,7 @@ bool OutputFile::open(const std::string& path, bool append) {
 }
 
 bool OutputFile::write(const void* bytes, std::size_t count) {
-  const char* from = static_cast<const char*>(bytes);
-  while (count > 0) {
-    const ssize_t written = ::write(descriptor_, from, count);
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written <= 0) {
-      errno = written < 0 ? errno : EIO;
-      return false;
-    }
-    from += written;
-    count -= static_cast<std::size_t>(written);
-  }
-  return true;
+  return write_whole(descriptor_, {static_cast<const char*>(bytes), count});
 }
 
 bool OutputFile::keep() {

@@ -1,26 +1,17 @@
 #include "companions/raster/raster_writer.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <utility>
+
+#include "companions/files/write_whole.h"
 
 namespace {
 
 const char* write_all(int descriptor, const std::uint8_t* bytes, std::size_t count) {
-  std::size_t done = 0;
-  while (done < count) {
-    const ssize_t written = write(descriptor, bytes + done, count - done);
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written <= 0) {
-      return std::strerror(written < 0 ? errno : EIO);
-    }
-    done += static_cast<std::size_t>(written);
-  }
-  return nullptr;
+  const std::string_view text(reinterpret_cast<const char*>(bytes), count);
+  return write_whole(descriptor, text) ? nullptr : std::strerror(errno);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <array>
 #include <csignal>
 
+#include "companions/files/write_whole.h"
 #include "tests/support/captured_log.h"
 
 namespace {
@@ -37,14 +38,7 @@ Conversation::~Conversation() {
 }
 
 void Conversation::say(const std::string& bytes) const {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t written = write(in_.write_end, bytes.data() + done, bytes.size() - done);
-    if (written <= 0) {
-      return;
-    }
-    done += static_cast<std::size_t>(written);
-  }
+  (void)write_whole(in_.write_end, bytes);  // a child that has ended hears nothing
 }
 
 void Conversation::end_input() {

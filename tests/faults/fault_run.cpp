@@ -7,6 +7,7 @@
 
 #include <cstdio>
 
+#include "companions/files/write_whole.h"
 #include "filter/cancellation.h"
 #include "filter/raster_job.h"
 #include "filter/startup.h"
@@ -22,13 +23,7 @@ namespace {
 // A file in memory, read from its beginning.
 int memory_file(const char* name, const std::string& bytes = "") {
   const int file = memfd_create(name, MFD_CLOEXEC);
-  for (std::size_t done = 0; done < bytes.size();) {
-    const ssize_t written = write(file, bytes.data() + done, bytes.size() - done);
-    if (written <= 0) {
-      break;
-    }
-    done += static_cast<std::size_t>(written);
-  }
+  (void)write_whole(file, bytes);
   lseek(file, 0, SEEK_SET);
   return file;
 }

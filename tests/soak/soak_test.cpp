@@ -20,6 +20,7 @@
 #include <sstream>
 #include <thread>
 
+#include "companions/files/write_whole.h"
 #include "companions/stream/printer_stream.h"
 #include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
@@ -183,18 +184,6 @@ class Line {
   unsigned sheets_ = 0;
 };
 
-bool write_everything(int descriptor, const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = write(descriptor, bytes, count);
-    if (written <= 0) {
-      return false;
-    }
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
-  }
-  return true;
-}
-
 // Prints pages with the numbers from `first` on in one job. Asks for the filter's figures when
 // these many sheets have come, the last of them while it waits for a further page.
 std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
@@ -214,10 +203,9 @@ std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
   std::promise<void> all_seen;
   std::thread writer([&] {
     const std::string opening = raw_raster_stream({});
-    write_everything(in.write_end, opening.data(), opening.size());
+    (void)write_whole(in.write_end, opening);
     for (unsigned i = 0; i < pages; ++i) {
-      const std::string page = page_with(first + i);
-      write_everything(in.write_end, page.data(), page.size());
+      (void)write_whole(in.write_end, page_with(first + i));
     }
     all_seen.get_future().wait();
     close(in.write_end);
@@ -241,7 +229,7 @@ std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
   ssize_t got = 0;
   while (!::testing::Test::HasFailure() &&
          (got = read(out.read_end, piece.data(), piece.size())) > 0) {
-    EXPECT_TRUE(write_everything(wire, piece.data(), static_cast<std::size_t>(got)));
+    EXPECT_TRUE(write_whole(wire, {piece.data(), static_cast<std::size_t>(got)}));
     parser.feed(reinterpret_cast<const std::uint8_t*>(piece.data()), static_cast<std::size_t>(got));
   }
   close(wire);

@@ -8,22 +8,12 @@
 
 #include <csignal>
 
+#include "companions/files/write_whole.h"
 #include "tests/support/build_paths.h"
 
 namespace {
 
 constexpr int kPatienceMs = 10000;
-
-bool write_everything(int descriptor, const std::string& bytes) {
-  for (std::size_t done = 0; done < bytes.size();) {
-    const ssize_t written = write(descriptor, bytes.data() + done, bytes.size() - done);
-    if (written <= 0) {
-      return false;
-    }
-    done += static_cast<std::size_t>(written);
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -87,7 +77,7 @@ bool SimulatedPrinter::send(const std::string& bytes) const {
   if (terminal < 0) {
     return false;
   }
-  const bool sent = write_everything(terminal, bytes);
+  const bool sent = write_whole(terminal, bytes);
   close(terminal);
   return sent;
 }
