@@ -31,10 +31,9 @@ void set_up_signals() {
   sigprocmask(SIG_BLOCK, &sigterm, nullptr);
 }
 
-void restore_signals() {
+void restore_sigterm() {
   struct sigaction usual = {};
   usual.sa_handler = SIG_DFL;
-  sigaction(SIGPIPE, &usual, nullptr);
   sigaction(SIGTERM, &usual, nullptr);
   sigset_t sigterm;
   sigemptyset(&sigterm);

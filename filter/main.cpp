@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
   print_configuration_summary();
 
   if (asks_status) {
-    restore_signals();
+    restore_sigterm();
     return query_printer_info(argc == 2 ? kDefaultDevice : argv[2]);
   }
   return run_raster_job();

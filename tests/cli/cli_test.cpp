@@ -370,6 +370,45 @@ TEST(GoneReader, OfTheLogLosesNothingButTheLog) {
   EXPECT_TRUE(read_file(output_file) == output_of(1));
 }
 
+// A printer that is asked and says nothing at once.
+ChildSetup query_of_nobody() {
+  ChildSetup setup = under_cups();
+  setup.arguments = {"rastertok905", "--info", "/dev/null"};
+  return setup;
+}
+
+TEST(GoneReader, OfTheReportIsNoFailedQuery) {
+  const ScratchFolder scratch;
+  const std::string log_file = scratch.write("log", "");
+  const int err = open(log_file.c_str(), O_WRONLY | O_CLOEXEC);
+  const Pipe out = make_pipe();
+  close(out.read_end);
+  const int child = start_child(query_of_nobody(), -1, out.write_end, err);
+  close(out.write_end);
+  close(err);
+  const ChildEnd end = wait_for_child(child);
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.signal, 0);
+  EXPECT_THAT(lines_of(read_file(log_file)), Contains("K905-1: write error: Broken pipe"));
+}
+
+TEST(GoneReader, OfTheLogOfAQueryLosesNothingButTheLog) {
+  const ScratchFolder scratch;
+  const std::string report_file = scratch.write("report", "");
+  const int out = open(report_file.c_str(), O_WRONLY | O_CLOEXEC);
+  const Pipe err = make_pipe();
+  close(err.read_end);
+  const int child = start_child(query_of_nobody(), -1, out, err.write_end);
+  close(out);
+  close(err.write_end);
+  const ChildEnd end = wait_for_child(child);
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.signal, 0);
+  const ChildResult undisturbed = run_child(query_of_nobody());
+  EXPECT_EQ(read_file(report_file), undisturbed.output);
+  EXPECT_THAT(undisturbed.output, HasSubstr(" = \r\n"));
+}
+
 // ---- cancelled jobs ----
 
 void expect_cancelled(Conversation& talk) {
