@@ -9,8 +9,8 @@
 // else.
 void set_up_signals();
 
-// Gives SIGTERM its usual meaning back, for the status query: whoever waits for a silent printer can
-// stop. A reader of the report or of the log that went away stays an ordinary write error.
+// Gives SIGTERM its usual meaning back, for the status query: whoever waits for a silent printer
+// can stop. A reader of the report or of the log that went away stays an ordinary write error.
 void restore_sigterm();
 
 // True once SIGTERM has come.
