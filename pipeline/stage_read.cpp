@@ -71,20 +71,19 @@ bool ReadStage::prepare(const cups_page_header2_t& header, const char* color_mod
     return false;
   }
   choose_format(header, color_model);
-  const bool line_is_row = convert_ == nullptr && !unsupported_;
-  const std::size_t line_capacity = std::max(line_bytes_, pixel_bytes_);
+  const bool line_is_row = is(header, kRgb8) && line_bytes_ <= pixel_bytes_;
 
   // Nothing like a whole plane is held, but a header that promises more than any sheet could want
   // is answered as if it were.
   if (std::uint64_t{width_} * height_ <= kMostPixels) {
-    row_[0] = make_row(line_is_row ? line_capacity : 3 * width_);
-    row_[1] = make_row(line_is_row ? line_capacity : 3 * width_);
+    row_[0] = make_row(3 * width_);
+    row_[1] = make_row(3 * width_);
   }
   if (row_[0] == nullptr || row_[1] == nullptr) {
     log_line("K905-1: malloc src planes failed");
     return false;
   }
-  line_ = line_is_row ? nullptr : make_row(line_capacity);
+  line_ = line_is_row ? nullptr : make_row(std::max(line_bytes_, pixel_bytes_));
   if (!line_is_row && line_ == nullptr) {
     log_line("K905-1: malloc line buffer failed");
     return false;
@@ -108,6 +107,8 @@ std::uint8_t* ReadStage::next_row(cups_raster_t* raster) {
   } else if (unsupported_) {
     log_unsupported();
     std::memset(row, 0, 3 * width_);
+  } else if (line != row) {
+    std::memcpy(row, line, pixel_bytes_);
   }
   original_.take_rgb(rows_read_, row);
   ++rows_read_;

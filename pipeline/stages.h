@@ -61,7 +61,7 @@ class ReadStage {
   void choose_format(const cups_page_header2_t& header, const char* color_model);
   void log_unsupported() const;
 
-  LineToRow convert_ = nullptr;  // null: the line is the row, or is not supported
+  LineToRow convert_ = nullptr;  // null: a line holds what a row does, or is not supported
   bool unsupported_ = false;
   unsigned colors_ = 0;
   unsigned bits_ = 0;

@@ -184,6 +184,17 @@ TEST(ShortMemory, OfAPageWithAFormatToConvert) {
                                    kScaledPlanes, kNoMemoryToSkipAPage));
 }
 
+TEST(ShortMemory, OfAPageWhoseLinesAreLongerThanTheirPixels) {
+  std::mt19937 random(1);
+  cups_page_header2_t header = small_page(1).header;
+  header.cupsBytesPerLine += 51;  // libcups takes whole pixels only
+  RasterPage page = blank_page(header);
+  fill_with_gradient(page, random);
+  EXPECT_THAT(Shortages(job_of({page, small_page(2)})).all_answered(),
+              UnorderedElementsAre(kSourcePlanes, kLineBuffer, kResizedPlanes, kCanvasPlanes,
+                                   kScaledPlanes, kNoMemoryToSkipAPage));
+}
+
 TEST(ShortMemory, OfATurnedInterlacedPage) {
   RasterPage page = small_page(1);
   page.header.HWResolution[1] = 600;
