@@ -103,8 +103,8 @@ ProfileFile looked_up(const char* path) {
       .device = found.st_dev,
       .inode = found.st_ino,
       .size = found.st_size,
-      .modified_s = found.st_mtim.tv_sec,
-      .modified_ns = found.st_mtim.tv_nsec};
+      .changed_s = found.st_ctim.tv_sec,
+      .changed_ns = found.st_ctim.tv_nsec};
 }
 
 IccRequest request_of(const PrintOptions& options) {

@@ -17,15 +17,16 @@
 
 struct PrintOptions;
 
-// What stat says about a profile's file, enough to know it again.
+// What stat says about a profile's file, enough to know it again. The time of the last change is
+// the one that nobody can put back.
 struct ProfileFile {
   enum class Kind : std::uint8_t { kMissing, kNotRegular, kRegular };
   Kind kind = Kind::kMissing;
   dev_t device = 0;
   ino_t inode = 0;
   off_t size = 0;
-  std::int64_t modified_s = 0;
-  std::int64_t modified_ns = 0;
+  std::int64_t changed_s = 0;
+  std::int64_t changed_ns = 0;
   bool operator==(const ProfileFile&) const = default;
 };
 
