@@ -3,17 +3,14 @@
 #include <cups/cups.h>
 #include <cups/file.h>
 #include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <set>
 
-#include "companions/files/write_whole.h"
+#include "companions/files/nameless_file.h"
 #include "ppd/option_table.h"
 
 namespace {
@@ -121,29 +118,6 @@ std::optional<std::string> read_file(const char* path) {
   return text;
 }
 
-int open_nameless_file() {
-#ifdef __linux__
-  const int memory = memfd_create("k905-job.ppd", 0);
-  if (memory >= 0) return memory;
-#endif
-  const char* folder = std::getenv("TMPDIR");
-  std::string path =
-      std::string(folder != nullptr && *folder != '\0' ? folder : "/tmp") + "/k905.XXXXXX";
-  const int file = mkstemp(path.data());
-  if (file >= 0) unlink(path.c_str());
-  return file;
-}
-
-// Negative with errno set when there is no room for it.
-int nameless_file_holding(std::string_view text) {
-  const int file = open_nameless_file();
-  if (file < 0 || (write_whole(file, text) && lseek(file, 0, SEEK_SET) == 0)) return file;
-  const int reason = errno;
-  close(file);
-  errno = reason;
-  return -1;
-}
-
 }  // namespace
 
 std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd) {
@@ -186,7 +160,11 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
     job.failure = std::string(path) + ": cannot be read";
     return job;
   }
-  job.descriptor = nameless_file_holding(with_marked_defaults(*text, ppd.get()));
-  if (job.descriptor < 0) job.failure = std::string("a private PPD file: ") + std::strerror(errno);
+  job.descriptor = nameless_file_holding("k905-job.ppd", with_marked_defaults(*text, ppd.get()));
+  if (job.descriptor < 0) {
+    job.failure = std::string("a private PPD file: ") + std::strerror(errno);
+  } else {
+    fcntl(job.descriptor, F_SETFD, 0);  // the filter opens it
+  }
   return job;
 }

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -15,7 +14,7 @@
 #include <vector>
 
 #include "companions/colour/profile_file.h"
-#include "companions/files/write_whole.h"
+#include "companions/files/nameless_file.h"
 #include "companions/filter_child/filter_child.h"
 #include "companions/print/output_file.h"
 #include "companions/print/page_plan.h"
@@ -59,20 +58,6 @@ struct Pipe {
     return true;
   }
 };
-
-// The file has no name in any folder and is gone with its last descriptor.
-int nameless_file_holding(const std::string& text) {
-  const int file = memfd_create("k905-print.ppd", MFD_CLOEXEC);
-  if (file < 0) {
-    return -1;
-  }
-  if (!write_whole(file, text)) {
-    close(file);
-    return -1;
-  }
-  lseek(file, 0, SEEK_SET);
-  return file;
-}
 
 class FilterDestination final : public Destination {
  public:
@@ -142,7 +127,8 @@ class FilterDestination final : public Destination {
     // A PPD file cannot name a profile by its whole path; an argument can.
     Choices choices = setup_.choices;
     choices[kProfileOption] = ppd::no_profile;
-    const Descriptor ppd(nameless_file_holding(ppd::ppd_text(ppd::models.front(), "1", choices)));
+    const Descriptor ppd(
+        nameless_file_holding("k905-print.ppd", ppd::ppd_text(ppd::models.front(), "1", choices)));
     if (ppd.number() < 0 || !raster_.open() || !stream_.open()) {
       error = std::strerror(errno);
       return false;

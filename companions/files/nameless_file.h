@@ -1,0 +1,9 @@
+// A file that has no name in any folder and is gone with its last descriptor.
+#pragma once
+
+#include <string_view>
+
+// Its descriptor, at the first of these bytes; the caller closes it, or an exec does. `label` is
+// for people who look at what a process holds. Negative with errno set when there is no room for
+// it.
+[[nodiscard]] int nameless_file_holding(const char* label, std::string_view bytes);
