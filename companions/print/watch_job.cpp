@@ -139,7 +139,9 @@ class FolderPrinter {
         begun.job_title = title;
         journal_.set(pictures[i].name, begun);
       }
-      return number == 0 || keep_journal();
+      // Where jobs have no number there is nothing new in it; but whether it can be kept is better
+      // known before the sheet than behind it.
+      return keep_journal();
     };
     const auto complain = [this](const std::string& words) { complain_once(words); };
     const JobResult result = print_job(setup_.job, files, progress_, 0, complain, note_begun);
@@ -208,7 +210,7 @@ class FolderPrinter {
 
   bool keep_journal() {
     std::string error;
-    if (!journal_.keep(error)) {
+    if (!journal_is_lost_ && !journal_.keep(error)) {
       complain_(error + "; stopped, because what cannot be noted would be printed again");
       journal_is_lost_ = true;
     }

@@ -277,6 +277,11 @@ TEST(RasterProgram, ThePageCanBeLookedAt) {
   const RasterPage page =
       one_page(folder, {"-s", "20x10", "--page-png", "page.png", "test:corners"});
   EXPECT_EQ(picture_in(folder, "page.png").bytes, page.pixels);
+
+  const ChildResult result =
+      run_companion(folder, "k905-raster", {"--page-png", "/nowhere/x.png", "test:corners"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-raster: /nowhere/x.png: No such file or directory\n");
 }
 
 TEST(RasterProgram, WritesToAFile) {

@@ -1,15 +1,20 @@
 // k905-print as its users start it, without a print system: real pictures in, sheets out.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <filesystem>
 
+#include "companions/files/write_whole.h"
 #include "companions/pictures/read_picture.h"
 #include "companions/stream/printer_stream.h"
 #include "tests/companions/picture_files.h"
 #include "tests/companions/programs.h"
+#include "tests/print/running_program.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/profile_builder.h"
 
@@ -423,6 +428,52 @@ TEST(PrintProgram, AFilterThatFailsIsAFailureAndLeavesNoHalfJob) {
             "k905-print: the filter's stream is not what the printer takes\n");
   setup.environment["K905_FILTER"] = "/nowhere/filter";
   EXPECT_EQ(run_child(setup).log, "k905-print: /nowhere/filter: No such file or directory\n");
+}
+
+TEST(PrintProgram, AStreamThatEndsInsideASheetIsAFailure) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  ASSERT_EQ(print(folder, {"--to", "whole.prn", "photo.png"}).status, 0);
+  folder.write("cut.prn", folder.read("whole.prn")->substr(0, 5000));
+  const std::string filter = folder.write("filter", "#!/bin/sh\ncat >/dev/null\ncat cut.prn\n");
+  chmod(filter.c_str(), 0755);
+  ChildSetup setup;
+  setup.program = K905_BINARY_DIR "/k905-print";
+  setup.arguments = {"k905-print", "--to", "job.prn", "photo.png"};
+  setup.environment = {{"K905_FILTER", filter}, {"PATH", "/usr/bin:/bin"}};
+  setup.working_folder = folder.path();
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-print: the filter's stream ends inside a sheet\n");
+  EXPECT_FALSE(folder.read("job.prn"));
+}
+
+TEST(PrintProgram, APreviewThatCannotBeWrittenIsAFailure) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const ChildResult result = print(folder, {"--preview", "/nowhere/sheet.png", "photo.png"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-print: /nowhere/sheet.png: No such file or directory\n");
+}
+
+TEST(PrintProgram, ToldToStopItPrintsWhatItHasInHandAndNamesTheOthers) {
+  const ScratchFolder folder;
+  const std::string in_hand = folder.path() + "/in_hand.png";
+  const std::string other = folder.write("other.png", quartered_png());
+  const std::string job = folder.path() + "/job.prn";
+  ASSERT_EQ(mkfifo(in_hand.c_str(), 0600), 0);
+  RunningProgram program(K905_BINARY_DIR "/k905-print", {"--to", job, in_hand, other, other},
+                         {{"PATH", "/usr/bin:/bin"}});
+  // Opens when the program does, which then waits for the picture.
+  const int writer = open(in_hand.c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(writer, 0);
+  program.send_signal(SIGTERM);
+  EXPECT_TRUE(write_whole(writer, quartered_png()));
+  close(writer);
+  EXPECT_EQ(program.wait(), 1);
+  EXPECT_EQ(program.said(), in_hand + " -> " + job + "\n" + "k905-print: stopped; not printed: " +
+                                other + "\n" + "k905-print: stopped; not printed: " + other + "\n");
+  EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(1));
 }
 
 TEST(PrintProgram, ManyPicturesShowTheirProgressOnATerminalOnly) {

@@ -17,6 +17,7 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -168,6 +169,21 @@ TEST_F(WatchProgram, TheJournalsPlaceCanBeChosen) {
   EXPECT_EQ(program.wait(), 0);
   EXPECT_THAT(*folder_.read("my.journal"), HasSubstr(" a.png\n"));
   EXPECT_FALSE(std::filesystem::exists(folder_.path() + "/state"));
+}
+
+TEST_F(WatchProgram, WhatCannotBeNotedIsNotPrinted) {
+  std::filesystem::create_directory(folder_.path() + "/notes");
+  put("a.png", picture_of(10));
+  RunningProgram program(kProgram, arguments({"--journal", folder_.path() + "/notes/journal"}),
+                         environment());
+  EXPECT_TRUE(program.has_said("a.png -> "));
+  std::filesystem::remove_all(folder_.path() + "/notes");
+  put("b.png", picture_of(20));
+  EXPECT_EQ(program.wait(), 1);
+  EXPECT_THAT(program.said(),
+              EndsWith("/notes/journal: No such file or directory; stopped, because what "
+                       "cannot be noted would be printed again\n"));
+  EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
 TEST_F(WatchProgram, TwoAtTheSameFolderDoNotPrintTwice) {
