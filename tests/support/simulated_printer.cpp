@@ -3,13 +3,14 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <utility>
 
 #include "companions/files/write_whole.h"
 #include "tests/support/build_paths.h"
+#include "tests/support/child_process.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ SimulatedPrinter::SimulatedPrinter(const std::vector<std::string>& arguments) {
 
 SimulatedPrinter::~SimulatedPrinter() {
   if (process_ > 0) {
-    end(SIGKILL);
+    end(SIGTERM);
   }
   close(output_);
 }
@@ -66,10 +67,7 @@ std::string SimulatedPrinter::next_line() {
 
 int SimulatedPrinter::end(int signal) {
   kill(process_, signal);
-  int status = 0;
-  waitpid(process_, &status, 0);
-  process_ = -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return wait_for_child(std::exchange(process_, -1)).status;
 }
 
 bool SimulatedPrinter::send(const std::string& bytes) const {

@@ -8,7 +8,7 @@ class SimulatedPrinter {
  public:
   // Starts it with these arguments and waits for its first line.
   explicit SimulatedPrinter(const std::vector<std::string>& arguments = {});
-  ~SimulatedPrinter();  // SIGKILL, when it still runs
+  ~SimulatedPrinter();  // ended, as its user would end it, when it still runs
   SimulatedPrinter(const SimulatedPrinter&) = delete;
   SimulatedPrinter& operator=(const SimulatedPrinter&) = delete;
 
