@@ -1,6 +1,8 @@
 // k905-print at a printer, which is the simulated one: what is sent comes out as sheets.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -164,8 +166,12 @@ TEST_F(PrintToPrinter, AWatchedFolderIsPrintedOnceOverARestart) {
 TEST_F(PrintToPrinter, APrinterThatWentAwayIsAFailure) {
   put("a.png");
   const std::string device = printer_.path();
+  // As long as somebody holds the terminal, its name goes to no other printer, of another test.
+  const int terminal = open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(terminal, 0);
   EXPECT_EQ(printer_.end(SIGTERM), 0);
   const ChildResult result = print({"a.png"});
+  close(terminal);
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.log, StartsWith("k905-print: " + device + ": "));
 }
