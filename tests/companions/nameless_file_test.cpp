@@ -8,7 +8,26 @@
 
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <string>
+
+#include "tests/support/child_process.h"
+#include "tests/support/environment_guard.h"
+
+namespace {
+
+bool no_memory_files = false;
+
+}  // namespace
+
+extern "C" int __real_memfd_create(const char* name, unsigned flags);
+extern "C" int __wrap_memfd_create(const char* name, unsigned flags) {
+  if (no_memory_files) {
+    errno = ENOSYS;
+    return -1;
+  }
+  return __real_memfd_create(name, flags);
+}
 
 namespace {
 
@@ -39,6 +58,34 @@ TEST(NamelessFile, IsNotHandedOn) {
   ASSERT_GE(file, 0);
   EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
   close(file);
+}
+
+TEST(NamelessFile, WhereMemoryIsNoFileItLeavesNothingInTheFolderItWasMadeIn) {
+  const ScratchFolder folder;
+  const EnvironmentGuard temporary("TMPDIR", folder.path().c_str());
+  no_memory_files = true;
+  const int file = nameless_file_holding("letter", "photograph");
+  no_memory_files = false;
+  ASSERT_GE(file, 0);
+  char bytes[32];
+  EXPECT_EQ(read(file, bytes, sizeof bytes), 10);
+  EXPECT_EQ(std::string(bytes, 10), "photograph");
+  EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
+  struct stat status {};
+  EXPECT_EQ(fstat(file, &status), 0);
+  EXPECT_EQ(status.st_nlink, 0U);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  close(file);
+}
+
+TEST(NamelessFile, WithoutAFolderForItTellsWhy) {
+  const EnvironmentGuard temporary("TMPDIR", "/nowhere");
+  no_memory_files = true;
+  const int file = nameless_file_holding("letter", "photograph");
+  const int reason = errno;
+  no_memory_files = false;
+  EXPECT_EQ(file, -1);
+  EXPECT_EQ(reason, ENOENT);
 }
 
 TEST(NamelessFile, WithoutRoomTellsWhyAndHoldsNothing) {

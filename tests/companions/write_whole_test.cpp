@@ -3,84 +3,67 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <deque>
 #include <string>
 
-namespace {
-
-// What the next call of write does: takes so many bytes, or fails. Behind the last one writes are
-// taken whole.
-struct Step {
-  std::size_t at_most = 0;
-  int error = 0;
-};
-std::deque<Step> script;
-std::string taken;
-constexpr int kScripted = 4711;  // the descriptor that is only played
-
-}  // namespace
-
-extern "C" ssize_t __real_write(int descriptor, const void* bytes, std::size_t count);
-extern "C" ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {
-  if (descriptor != kScripted) {
-    return __real_write(descriptor, bytes, count);
-  }
-  Step step = {.at_most = count};
-  if (!script.empty()) {
-    step = script.front();
-    script.pop_front();
-  }
-  if (step.error != 0) {
-    errno = step.error;
-    return -1;
-  }
-  const std::size_t some = std::min(count, step.at_most);
-  taken.append(static_cast<const char*>(bytes), some);
-  return static_cast<ssize_t>(some);
-}
+#include "tests/support/child_process.h"
+#include "tests/support/system_hooks.h"
 
 namespace {
 
 class WriteWhole : public ::testing::Test {
  protected:
-  void SetUp() override {
-    script.clear();
-    taken.clear();
+  ~WriteWhole() override {
+    close(pipe_.read_end);
+    close(pipe_.write_end);
   }
+
+  // What the next calls of write do; behind the last one they are the system's.
+  void script(const std::deque<hooks::Step>& steps) const {
+    hooks::write_script = {.descriptor = pipe_.write_end, .steps = steps};
+  }
+  [[nodiscard]] bool write_photograph() const { return write_whole(pipe_.write_end, "photograph"); }
+  [[nodiscard]] std::string taken() const {
+    char bytes[32];
+    const ssize_t got = read(pipe_.read_end, bytes, sizeof bytes);
+    return {bytes, got > 0 ? static_cast<std::size_t>(got) : 0};
+  }
+
+  hooks::Guard guard_;
+  Pipe pipe_ = make_pipe();
 };
 
 TEST_F(WriteWhole, GoesOnBehindWhatWasTaken) {
-  script = {{.at_most = 4}, {.at_most = 1}};
-  EXPECT_TRUE(write_whole(kScripted, "photograph"));
-  EXPECT_EQ(taken, "photograph");
+  script({{.at_most = 4}, {.at_most = 1}});
+  EXPECT_TRUE(write_photograph());
+  EXPECT_EQ(taken(), "photograph");
 }
 
 TEST_F(WriteWhole, GoesOnAfterASignal) {
-  script = {{.error = EINTR}, {.at_most = 4}, {.error = EINTR}};
-  EXPECT_TRUE(write_whole(kScripted, "photograph"));
-  EXPECT_EQ(taken, "photograph");
+  script({{.error = EINTR}, {.at_most = 4}, {.error = EINTR}});
+  EXPECT_TRUE(write_photograph());
+  EXPECT_EQ(taken(), "photograph");
 }
 
 TEST_F(WriteWhole, TellsWhyItStopped) {
-  script = {{.at_most = 4}, {.error = ENOSPC}};
-  EXPECT_FALSE(write_whole(kScripted, "photograph"));
+  script({{.at_most = 4}, {.error = ENOSPC}});
+  EXPECT_FALSE(write_photograph());
   EXPECT_EQ(errno, ENOSPC);
-  EXPECT_EQ(taken, "phot");
+  EXPECT_EQ(taken(), "phot");
 }
 
 TEST_F(WriteWhole, NothingTakenIsAnErrorOfTheDevice) {
-  script = {{.at_most = 4}, {.at_most = 0}};
+  script({{.at_most = 4}, {.at_most = 0}});
   errno = 0;
-  EXPECT_FALSE(write_whole(kScripted, "photograph"));
+  EXPECT_FALSE(write_photograph());
   EXPECT_EQ(errno, EIO);
 }
 
 TEST_F(WriteWhole, OfNothingMakesNoCall) {
-  script = {{.error = EBADF}};
-  EXPECT_TRUE(write_whole(kScripted, ""));
-  EXPECT_EQ(script.size(), 1U);
+  script({{.error = EBADF}});
+  EXPECT_TRUE(write_whole(pipe_.write_end, ""));
+  EXPECT_EQ(hooks::write_script.steps.size(), 1U);
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/protocol/system_hooks.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/system_hooks.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <string>
 
-#include "tests/protocol/system_hooks.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/system_hooks.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/protocol/system_hooks.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/environment_guard.h"
+#include "tests/support/system_hooks.h"
 
 namespace {
 

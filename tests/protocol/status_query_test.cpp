@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "tests/protocol/fake_printer.h"
-#include "tests/protocol/system_hooks.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/report_builder.h"
+#include "tests/support/system_hooks.h"
 
 namespace {
 

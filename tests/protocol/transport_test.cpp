@@ -12,8 +12,8 @@
 #include <string>
 #include <thread>
 
-#include "tests/protocol/system_hooks.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/system_hooks.h"
 
 namespace {
 

@@ -1,4 +1,5 @@
-// The system calls of the protocol, bent by a test: short writes, signals, dead lines, no memory.
+// System calls bent by a test: short writes, signals, dead lines, no memory. For programs with
+// k905_bend_system_calls().
 #pragma once
 
 #include <cstddef>

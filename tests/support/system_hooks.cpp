@@ -1,4 +1,4 @@
-#include "tests/protocol/system_hooks.h"
+#include "tests/support/system_hooks.h"
 
 #include <poll.h>
 #include <unistd.h>
