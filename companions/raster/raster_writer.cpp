@@ -7,15 +7,6 @@
 
 #include "companions/files/write_whole.h"
 
-namespace {
-
-const char* write_all(int descriptor, const std::uint8_t* bytes, std::size_t count) {
-  const std::string_view text(reinterpret_cast<const char*>(bytes), count);
-  return write_whole(descriptor, text) ? nullptr : std::strerror(errno);
-}
-
-}  // namespace
-
 RasterWriter::RasterWriter(Sink sink, bool compressed)
     : sink_(std::move(sink)),
       raster_(cupsRasterOpenIO(write_bytes, this,
@@ -23,9 +14,12 @@ RasterWriter::RasterWriter(Sink sink, bool compressed)
 
 // libcups would write by itself, but does not tell why it failed.
 RasterWriter::RasterWriter(int descriptor, bool compressed)
-    : RasterWriter([descriptor](const std::uint8_t* bytes,
-                                std::size_t count) { return write_all(descriptor, bytes, count); },
-                   compressed) {}
+    : RasterWriter(
+          [descriptor](const std::uint8_t* bytes, std::size_t count) -> const char* {
+            const std::string_view text(reinterpret_cast<const char*>(bytes), count);
+            return write_whole(descriptor, text) ? nullptr : std::strerror(errno);
+          },
+          compressed) {}
 
 RasterWriter::~RasterWriter() { cupsRasterClose(raster_); }
 

@@ -11,6 +11,7 @@
 #include <random>
 #include <thread>
 
+#include "companions/files/write_whole.h"
 #include "tests/cli/conversation.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/raster_builder.h"
@@ -73,10 +74,6 @@ void expect_ended_well(const std::vector<std::string>& log) {
   ASSERT_FALSE(log.empty());
   EXPECT_EQ(log.front(), kStart);
   EXPECT_EQ(log.back(), kEnd);
-}
-
-void write_all(int descriptor, const std::string& bytes) {
-  ASSERT_EQ(write(descriptor, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
 }
 
 // ---- exit status ----
@@ -254,7 +251,7 @@ TEST_F(ByHandLog, NeverTakesThePlaceOfAClosedStandardOutput) {
   const int child = start_child(setup_, in.read_end, -1, err.write_end);
   close(in.read_end);
   close(err.write_end);
-  write_all(in.write_end, setup_.input);
+  ASSERT_TRUE(write_whole(in.write_end, setup_.input));
   close(in.write_end);
   EXPECT_EQ(wait_for_child(child).status, 0);
   close(err.read_end);
@@ -352,21 +349,30 @@ TEST(GoneReader, InTheMiddleOfASheetIsNoFailedJob) {
   EXPECT_THAT(talk.log(), Contains("K905-1: Single page printed successfully (print call #2)"));
 }
 
+int pipe_without_reader() {
+  const Pipe pipe = make_pipe();
+  close(pipe.read_end);
+  return pipe.write_end;
+}
+
+// Between these descriptors, which are closed here.
+void expect_undisturbed_end(const ChildSetup& setup, int in, int out, int err) {
+  const int child = start_child(setup, in, out, err);
+  for (const int descriptor : {in, out, err}) {
+    close(descriptor);
+  }
+  const ChildEnd end = wait_for_child(child);
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.signal, 0);
+}
+
 TEST(GoneReader, OfTheLogLosesNothingButTheLog) {
   const ScratchFolder scratch;
   const std::string input_file = scratch.write("input", job_of(1));
   const std::string output_file = scratch.write("output", "");
   const int in = open(input_file.c_str(), O_RDONLY | O_CLOEXEC);
   const int out = open(output_file.c_str(), O_WRONLY | O_CLOEXEC);
-  const Pipe err = make_pipe();
-  close(err.read_end);
-  const int child = start_child(under_cups(), in, out, err.write_end);
-  const ChildEnd end = wait_for_child(child);
-  close(in);
-  close(out);
-  close(err.write_end);
-  EXPECT_EQ(end.status, 0);
-  EXPECT_EQ(end.signal, 0);
+  expect_undisturbed_end(under_cups(), in, out, pipe_without_reader());
   EXPECT_TRUE(read_file(output_file) == output_of(1));
 }
 
@@ -381,14 +387,7 @@ TEST(GoneReader, OfTheReportIsNoFailedQuery) {
   const ScratchFolder scratch;
   const std::string log_file = scratch.write("log", "");
   const int err = open(log_file.c_str(), O_WRONLY | O_CLOEXEC);
-  const Pipe out = make_pipe();
-  close(out.read_end);
-  const int child = start_child(query_of_nobody(), -1, out.write_end, err);
-  close(out.write_end);
-  close(err);
-  const ChildEnd end = wait_for_child(child);
-  EXPECT_EQ(end.status, 0);
-  EXPECT_EQ(end.signal, 0);
+  expect_undisturbed_end(query_of_nobody(), -1, pipe_without_reader(), err);
   EXPECT_THAT(lines_of(read_file(log_file)), Contains("K905-1: write error: Broken pipe"));
 }
 
@@ -396,14 +395,7 @@ TEST(GoneReader, OfTheLogOfAQueryLosesNothingButTheLog) {
   const ScratchFolder scratch;
   const std::string report_file = scratch.write("report", "");
   const int out = open(report_file.c_str(), O_WRONLY | O_CLOEXEC);
-  const Pipe err = make_pipe();
-  close(err.read_end);
-  const int child = start_child(query_of_nobody(), -1, out, err.write_end);
-  close(out);
-  close(err.write_end);
-  const ChildEnd end = wait_for_child(child);
-  EXPECT_EQ(end.status, 0);
-  EXPECT_EQ(end.signal, 0);
+  expect_undisturbed_end(query_of_nobody(), -1, out, pipe_without_reader());
   const ChildResult undisturbed = run_child(query_of_nobody());
   EXPECT_EQ(read_file(report_file), undisturbed.output);
   EXPECT_THAT(undisturbed.output, HasSubstr(" = \r\n"));
@@ -559,7 +551,7 @@ TEST(NonBlocking, InputThatHasNothingYetIsWaitedFor) {
   const std::string input = job_of(1);
   for (std::size_t at = 0; at < input.size(); at += 1000) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    write_all(in.write_end, input.substr(at, 1000));
+    ASSERT_TRUE(write_whole(in.write_end, input.substr(at, 1000)));
   }
   close(in.write_end);
   EXPECT_EQ(wait_for_child(child).status, 0);
@@ -600,7 +592,7 @@ TEST(NonBlocking, OutputIsMadeToBlockSoThatNoPlaneIsTorn) {
   close(in.read_end);
   close(out.write_end);
   close(log);
-  write_all(in.write_end, job_of(1));
+  ASSERT_TRUE(write_whole(in.write_end, job_of(1)));
   close(in.write_end);
   std::string output;
   std::array<char, 65536> piece;

@@ -7,7 +7,7 @@
 
 #include <cstdio>
 
-#include "companions/files/write_whole.h"
+#include "companions/files/nameless_file.h"
 #include "filter/cancellation.h"
 #include "filter/raster_job.h"
 #include "filter/startup.h"
@@ -19,14 +19,6 @@
 #include "tests/support/child_process.h"
 
 namespace {
-
-// A file in memory, read from its beginning.
-int memory_file(const char* name, const std::string& bytes = "") {
-  const int file = memfd_create(name, MFD_CLOEXEC);
-  (void)write_whole(file, bytes);
-  lseek(file, 0, SEEK_SET);
-  return file;
-}
 
 std::string contents_of(int file) {
   std::string bytes(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');
@@ -65,9 +57,9 @@ void start_up(std::vector<std::string> arguments) {
 
 FaultRun run_with_faults(const std::string& input, const std::vector<std::string>& arguments,
                          const Faults& faults) {
-  const int in = memory_file("input", input);
-  const int out = memory_file("output");
-  const int err = memory_file("log");
+  const int in = nameless_file_holding("input", input);
+  const int out = nameless_file_holding("output", "");
+  const int err = nameless_file_holding("log", "");
   auto* counts = static_cast<FaultCounts*>(mmap(
       nullptr, sizeof(FaultCounts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   std::fflush(nullptr);  // or the child says again what this process has not yet said
