@@ -405,26 +405,30 @@ TEST(PrintProgram, ADeviceThatIsNotThereIsNamed) {
   EXPECT_EQ(result.log, "k905-print: /nowhere/lp0: No such file or directory\n");
 }
 
-TEST(PrintProgram, AFilterThatFailsIsAFailureAndLeavesNoHalfJob) {
-  const ScratchFolder folder;
-  folder.write("photo.png", quartered_png());
-  const std::string filter = folder.write("filter", "#!/bin/sh\ncat >/dev/null\nexit 3\n");
+// Prints photo.png to job.prn, with this shell script in the filter's place.
+ChildSetup print_with_filter(const ScratchFolder& folder, const std::string& script) {
+  const std::string filter = folder.write("filter", "#!/bin/sh\n" + script + "\n");
   chmod(filter.c_str(), 0755);
   ChildSetup setup;
   setup.program = K905_BINARY_DIR "/k905-print";
   setup.arguments = {"k905-print", "--to", "job.prn", "photo.png"};
   setup.environment = {{"K905_FILTER", filter}, {"PATH", "/usr/bin:/bin"}};
   setup.working_folder = folder.path();
+  return setup;
+}
+
+TEST(PrintProgram, AFilterThatFailsIsAFailureAndLeavesNoHalfJob) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  ChildSetup setup = print_with_filter(folder, "cat >/dev/null; exit 3");
   const ChildResult result = run_child(setup);
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.log, "k905-print: the filter ended with status 3\n");
   EXPECT_FALSE(folder.read("job.prn"));
 
-  folder.write("filter", "#!/bin/sh\nexec cat >/dev/null\n");
-  EXPECT_EQ(run_child(setup).log,
+  EXPECT_EQ(run_child(print_with_filter(folder, "exec cat >/dev/null")).log,
             "k905-print: the filter made 0 of 1 pages; --verbose shows its log\n");
-  folder.write("filter", "#!/bin/sh\ncat >/dev/null\necho hello\n");
-  EXPECT_EQ(run_child(setup).log,
+  EXPECT_EQ(run_child(print_with_filter(folder, "cat >/dev/null; echo hello")).log,
             "k905-print: the filter's stream is not what the printer takes\n");
   setup.environment["K905_FILTER"] = "/nowhere/filter";
   EXPECT_EQ(run_child(setup).log, "k905-print: /nowhere/filter: No such file or directory\n");
@@ -435,14 +439,7 @@ TEST(PrintProgram, AStreamThatEndsInsideASheetIsAFailure) {
   folder.write("photo.png", quartered_png());
   ASSERT_EQ(print(folder, {"--to", "whole.prn", "photo.png"}).status, 0);
   folder.write("cut.prn", folder.read("whole.prn")->substr(0, 5000));
-  const std::string filter = folder.write("filter", "#!/bin/sh\ncat >/dev/null\ncat cut.prn\n");
-  chmod(filter.c_str(), 0755);
-  ChildSetup setup;
-  setup.program = K905_BINARY_DIR "/k905-print";
-  setup.arguments = {"k905-print", "--to", "job.prn", "photo.png"};
-  setup.environment = {{"K905_FILTER", filter}, {"PATH", "/usr/bin:/bin"}};
-  setup.working_folder = folder.path();
-  const ChildResult result = run_child(setup);
+  const ChildResult result = run_child(print_with_filter(folder, "cat >/dev/null; cat cut.prn"));
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.log, "k905-print: the filter's stream ends inside a sheet\n");
   EXPECT_FALSE(folder.read("job.prn"));
