@@ -1,5 +1,6 @@
 #include "diag/debug_image.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "diag/log.h"
@@ -31,6 +33,18 @@ void build_name(char (&name)[kNameCapacity], const char* tag) {
     stamp[0] = '\0';
   }
   std::snprintf(name, sizeof name, "%s/%s_%s.ppm", kDebugImageFolder, stamp, tag);
+}
+
+// The folder may have been planted as well: a link in its place is not followed. -1 when there is
+// no file to be had.
+int open_picture(const char* name) {
+  const int folder = open(kDebugImageFolder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (folder < 0) {
+    return -1;
+  }
+  const int file = open_plain_file(folder, name + std::strlen(kDebugImageFolder) + 1);
+  close(folder);
+  return file;
 }
 
 // A picture is a help, not a result: what cannot be written is left out, and the page goes on.
@@ -75,7 +89,7 @@ void save_debug_image(const char* tag, const std::uint8_t* plane0, const std::ui
   mkdir(kDebugImageFolder, 0755);
   char name[kNameCapacity];
   build_name(name, tag);
-  const int file = open_plain_file(name);
+  const int file = open_picture(name);
   if (file < 0) {
     log_line("K905-1: ERROR: Cannot save debug image %s", name);
     return;

@@ -15,6 +15,6 @@ inline constexpr char kDebugImageFolder[] = "/tmp/k905_debug";
 // bytes each with stride `width`; a height or width that is not positive gives the PPM header
 // alone. Does nothing at all unless debug_images_wanted(). Logs "Saved debug image" or "Cannot save
 // debug image"; never fails the page. A file of that name is overwritten; what is no plain file of
-// its own (open_plain_file) cannot be saved to.
+// its own (open_plain_file), or lies behind a link in the folder's place, cannot be saved to.
 void save_debug_image(const char* tag, const std::uint8_t* plane0, const std::uint8_t* plane1,
                       const std::uint8_t* plane2, unsigned width, int height);

@@ -1,5 +1,6 @@
 #include "diag/log.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -78,7 +79,7 @@ void open_log() {
 void put_log_into_file(const char* path) {
   // freopen would close standard error first and, failing, leave descriptor 2 to the next file that
   // is opened.
-  const int file = open_plain_file(path);
+  const int file = open_plain_file(AT_FDCWD, path);
   // O_CLOEXEC does not pass to the copy.
   if (file >= 0 && file != STDERR_FILENO) {
     dup2(file, STDERR_FILENO);

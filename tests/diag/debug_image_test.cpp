@@ -192,6 +192,15 @@ TEST_F(DebugImage, DoesNotFollowALink) {
   EXPECT_EQ(text, "untouched");
 }
 
+TEST_F(DebugImage, DoesNotFollowALinkInItsFoldersPlace) {
+  fs::create_directory(scratch_ + "/victim");
+  fs::create_symlink(scratch_ + "/victim", folder_of_this_test);
+  EXPECT_EQ(save("01_original"),
+            "K905-1: ERROR: Cannot save debug image "
+            "/tmp/k905_debug/20260116_093015_01_original.ppm\n");
+  EXPECT_TRUE(fs::is_empty(scratch_ + "/victim"));
+}
+
 TEST_F(DebugImage, DoesNotEmptyASecondNameOfAFile) {
   fs::create_directory(folder_of_this_test);
   std::ofstream(scratch_ + "/victim") << "untouched";
