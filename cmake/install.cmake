@@ -9,19 +9,19 @@ install(FILES ${K905_PPD_FILES} DESTINATION ${K905_MODEL_FOLDER})
 install(PROGRAMS ${K905_SETUP_SCRIPT} DESTINATION ${CMAKE_INSTALL_BINDIR}
         PERMISSIONS ${program_permissions})
 
-# The companions that were built.
+# The programs that were built.
 set(installed_tools k905-setup)
-foreach(companion k905-preview k905-print k905-raster k905-sim k905-status)
-  if(TARGET ${companion})
-    install(TARGETS ${companion} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+foreach(tool k905-preview k905-print k905-raster k905-sim k905-status)
+  if(TARGET ${tool})
+    install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
             PERMISSIONS ${program_permissions})
-    list(APPEND installed_tools ${companion})
+    list(APPEND installed_tools ${tool})
   endif()
 endforeach()
 
 # bash looks for a file of the program's name.
 foreach(tool ${installed_tools})
-  install(FILES ${CMAKE_SOURCE_DIR}/companions/completion/k905.bash RENAME ${tool}
+  install(FILES ${CMAKE_SOURCE_DIR}/apps/completion/k905.bash RENAME ${tool}
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 endforeach()
 

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "companions/stream/printer_stream.h"
+#include "apps/wire/printer_stream.h"
 #include "filter/raster_job.h"
 #include "filter/startup.h"
 #include "filter/two_up.h"

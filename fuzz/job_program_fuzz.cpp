@@ -12,10 +12,10 @@
 #include <string_view>
 #include <vector>
 
-#include "companions/job/job_ppd.h"
-#include "companions/job/log_relay.h"
-#include "companions/job/one_line.h"
-#include "companions/job/sheet_watch.h"
+#include "apps/adapter/job_ppd.h"
+#include "apps/adapter/log_relay.h"
+#include "apps/adapter/one_line.h"
+#include "apps/adapter/sheet_watch.h"
 #include "fuzz/expect.h"
 #include "fuzz/memory_file.h"
 #include "ppd/ppd_text.h"

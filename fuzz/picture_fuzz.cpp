@@ -7,12 +7,12 @@
 #include <optional>
 #include <string>
 
-#include "companions/colour/profile_conversion.h"
-#include "companions/pictures/picture.h"
-#include "companions/pictures/read_picture.h"
-#include "companions/pictures/scale.h"
-#include "companions/pictures/write_png.h"
-#include "companions/print/prepare.h"
+#include "apps/image/picture.h"
+#include "apps/image/profile_conversion.h"
+#include "apps/image/read_picture.h"
+#include "apps/image/scale.h"
+#include "apps/image/write_png.h"
+#include "apps/layout/prepare.h"
 #include "fuzz/expect.h"
 #include "fuzz/memory_file.h"
 

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "companions/colour/profile_conversion.h"
-#include "companions/pictures/read_picture.h"
+#include "apps/image/profile_conversion.h"
+#include "apps/image/read_picture.h"
 #include "fuzz/expect.h"
 #include "fuzz/memory_file.h"
-#include "tests/companions/picture_files.h"
+#include "tests/apps/picture_files.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "companions/stream/printer_stream.h"
-#include "companions/stream/stream_dump.h"
+#include "apps/wire/printer_stream.h"
+#include "apps/wire/stream_dump.h"
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
 #include "tests/support/wire_stream.h"

@@ -52,7 +52,7 @@ LANGUAGE = re.compile(r"[a-z_0-9]+|(x86|imm|arm_(neon|sve))[a-z]*\.h|cpuid\.h")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 PRODUCT = ["filter", "settings", "geometry", "pipeline", "protocol", "diag"]
-FOLDERS_WITH_HEADERS = PRODUCT + ["companions", "ppd", "tests", "fuzz", "bench"]
+FOLDERS_WITH_HEADERS = PRODUCT + ["apps", "devtools", "ppd", "tests", "fuzz", "bench"]
 
 
 def layer_of(path):

@@ -13,7 +13,7 @@
 #include <iostream>
 #include <random>
 
-#include "companions/stream/printer_stream.h"
+#include "apps/wire/printer_stream.h"
 #include "tests/cli/conversation.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/raster_builder.h"

@@ -11,7 +11,7 @@
 #include <random>
 #include <thread>
 
-#include "companions/files/write_whole.h"
+#include "apps/base/write_whole.h"
 #include "tests/cli/conversation.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/raster_builder.h"

@@ -7,7 +7,7 @@
 #include <array>
 #include <csignal>
 
-#include "companions/files/write_whole.h"
+#include "apps/base/write_whole.h"
 #include "tests/support/captured_log.h"
 
 namespace {

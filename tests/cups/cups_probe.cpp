@@ -1,4 +1,4 @@
-// Eyes for the end-to-end test: reads a captured printer stream with the companions' parser and
+// Eyes for the end-to-end test: reads a captured printer stream with the programs' parser and
 // says what is on each sheet, as JSON. Also turns a picture into a JPEG file.
 //
 //   cups_probe sheets STREAM [X,Y]...   colours at these places, in fractions of the sheet
@@ -17,10 +17,10 @@
 // jpeglib.h leaves it to others to define size_t and FILE.
 #include <jpeglib.h>
 
-#include "companions/pictures/read_picture.h"
-#include "companions/pictures/sheet_picture.h"
-#include "companions/stream/printer_stream.h"
-#include "companions/stream/stream_dump.h"
+#include "apps/image/read_picture.h"
+#include "apps/image/sheet_picture.h"
+#include "apps/wire/printer_stream.h"
+#include "apps/wire/stream_dump.h"
 
 namespace {
 

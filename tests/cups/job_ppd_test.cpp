@@ -1,4 +1,4 @@
-#include "companions/job/job_ppd.h"
+#include "apps/adapter/job_ppd.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "companions/job/log_relay.h"
+#include "apps/adapter/log_relay.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
-#include "companions/job/sheet_watch.h"
+#include "apps/adapter/sheet_watch.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "companions/job/one_line.h"
+#include "apps/adapter/one_line.h"
 
 namespace {
 

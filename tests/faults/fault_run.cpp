@@ -7,7 +7,7 @@
 
 #include <cstdio>
 
-#include "companions/files/nameless_file.h"
+#include "apps/base/nameless_file.h"
 #include "filter/cancellation.h"
 #include "filter/raster_job.h"
 #include "filter/startup.h"

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "companions/stream/printer_stream.h"
+#include "apps/wire/printer_stream.h"
 #include "tests/support/build_paths.h"
 
 namespace {

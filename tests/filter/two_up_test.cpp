@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "companions/stream/printer_stream.h"
+#include "apps/wire/printer_stream.h"
 #include "geometry/paper_table.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/environment_guard.h"

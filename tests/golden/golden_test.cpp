@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "companions/stream/stream_dump.h"
+#include "apps/wire/stream_dump.h"
 #include "tests/golden/golden_job.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/captured_log.h"

@@ -15,7 +15,7 @@
 #include <cstring>
 #include <random>
 
-#include "companions/stream/printer_stream.h"
+#include "apps/wire/printer_stream.h"
 #include "tests/jobs/job_check.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/child_process.h"

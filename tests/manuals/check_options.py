@@ -44,7 +44,7 @@ def options_of_page(program):
 def completed(*words, before=""):
     """What bash offers for the last of these words."""
     program = words[0]
-    script = (f"{before}\nsource {shlex.quote(str(SOURCE / 'companions/completion/k905.bash'))}\n"
+    script = (f"{before}\nsource {shlex.quote(str(SOURCE / 'apps/completion/k905.bash'))}\n"
               f"COMP_WORDS=({shlex.join(words)})\nCOMP_CWORD={len(words) - 1}\n"
               f"_k905 {program} {shlex.quote(words[-1])} {shlex.quote(words[-2])}\n"
               'printf "%s\\n" "${COMPREPLY[@]}"\n')
@@ -160,7 +160,7 @@ class Completion(unittest.TestCase):
         self.assertEqual(completed("k905-preview", "--proof", ""), set())
 
     def test_every_program_is_completed(self):
-        said = subprocess.run(["bash", "-c", "source companions/completion/k905.bash; complete -p"],
+        said = subprocess.run(["bash", "-c", "source apps/completion/k905.bash; complete -p"],
                               cwd=SOURCE, text=True, capture_output=True, check=True)
         self.assertEqual(set(re.findall(r"-F _k905 (\S+)", said.stdout)), set(PROGRAMS))
 

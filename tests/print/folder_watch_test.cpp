@@ -1,5 +1,5 @@
 // Which files of a folder are pictures that nobody is still writing.
-#include "companions/print/folder_watch.h"
+#include "apps/print/folder_watch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // What has been printed stays known: over a restart, and whatever a picture is called.
-#include "companions/print/journal.h"
+#include "apps/print/journal.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

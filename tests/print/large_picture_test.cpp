@@ -1,9 +1,9 @@
 // A picture of a hundred megapixels prints like any other.
 #include <gtest/gtest.h>
 
-#include "companions/pictures/picture.h"
-#include "tests/companions/picture_files.h"
-#include "tests/companions/programs.h"
+#include "apps/image/picture.h"
+#include "tests/apps/picture_files.h"
+#include "tests/apps/programs.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ TEST(LargePicture, AHundredMegapixelsPrint) {
     folder.write("photo.jpg", jpeg_file(width, height, {}, rows));
   }
   const ChildResult result =
-      run_companion(folder, "k905-print", {"--preview", "sheet.png", "photo.jpg"});
+      run_program(folder, "k905-print", {"--preview", "sheet.png", "photo.jpg"});
   ASSERT_EQ(result.status, 0) << result.log;
   const Picture sheet = picture_in(folder, "sheet.png");
   // The middle of the picture is in the middle of its place: 70 + 900, 25 + 598.

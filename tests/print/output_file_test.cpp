@@ -1,5 +1,5 @@
 // Where a stream goes, and what is left of it when the job fails.
-#include "companions/print/output_file.h"
+#include "apps/print/output_file.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // A picture on its way to the sheet: cropped or kept whole, turned, in the right colours.
-#include "companions/print/prepare.h"
+#include "apps/layout/prepare.h"
 
 #include <gtest/gtest.h>
 #include <lcms2.h>

@@ -9,11 +9,11 @@
 #include <csignal>
 #include <filesystem>
 
-#include "companions/files/write_whole.h"
-#include "companions/pictures/read_picture.h"
-#include "companions/stream/printer_stream.h"
-#include "tests/companions/picture_files.h"
-#include "tests/companions/programs.h"
+#include "apps/base/write_whole.h"
+#include "apps/image/read_picture.h"
+#include "apps/wire/printer_stream.h"
+#include "tests/apps/picture_files.h"
+#include "tests/apps/programs.h"
 #include "tests/print/running_program.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/profile_builder.h"
@@ -35,7 +35,7 @@ constexpr Colour kWhite{255, 255, 255};
 
 ChildResult print(const ScratchFolder& folder, const std::vector<std::string>& arguments,
                   const std::string& input = "") {
-  return run_companion(folder, "k905-print", arguments, input);
+  return run_program(folder, "k905-print", arguments, input);
 }
 
 // Top left red, top right green, bottom left blue, bottom right grey: seen, not stored.

@@ -7,8 +7,8 @@
 #include <csignal>
 #include <filesystem>
 
-#include "tests/companions/picture_files.h"
-#include "tests/companions/programs.h"
+#include "tests/apps/picture_files.h"
+#include "tests/apps/programs.h"
 #include "tests/print/running_program.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/profile_builder.h"
@@ -39,7 +39,7 @@ class PrintToPrinter : public testing::Test {
  protected:
   ChildResult print(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--to", printer_.path()});
-    return run_companion(folder_, "k905-print", arguments);
+    return run_program(folder_, "k905-print", arguments);
   }
 
   void put(const std::string& name, std::uint32_t width = 60, std::uint32_t height = 40) const {
@@ -80,7 +80,7 @@ TEST_F(PrintToPrinter, EveryKindOfPictureComesOutAsItsPreviewShowsIt) {
   const ChildResult printed = print(names);
   ASSERT_EQ(printed.status, 0) << printed.log;
   names.insert(names.begin(), {"--preview", "preview.png"});
-  ASSERT_EQ(run_companion(folder_, "k905-print", names).status, 0);
+  ASSERT_EQ(run_program(folder_, "k905-print", names).status, 0);
   for (std::size_t i = 0; i < files.size(); ++i) {
     EXPECT_THAT(printer_.next_line(),
                 StartsWith("sheet " + std::to_string(i + 1) + ": 1920x1240, glossy, cutter 0, "));
@@ -182,7 +182,7 @@ TEST(PrintProgram, ABrokenProfileIsToldAndThePicturePrints) {
   broken.profile = profile_for("RGB ");
   folder.write("photo.png", png_file(60, 40, broken, rows_of(60, 40)));
   const ChildResult result =
-      run_companion(folder, "k905-print", {"--preview", "sheet.png", "photo.png"});
+      run_program(folder, "k905-print", {"--preview", "sheet.png", "photo.png"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.log,
             "k905-print: photo.png: its color profile is broken; its colors are taken for sRGB\n");

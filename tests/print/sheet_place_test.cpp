@@ -1,5 +1,5 @@
 // The page that shows a picture pixel by pixel, against the filter's formulas written down again.
-#include "companions/print/sheet_place.h"
+#include "apps/layout/sheet_place.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Bytes of any kind become text that can be shown and sent on.
-#include "companions/console/text.h"
+#include "apps/base/text.h"
 
 #include <gtest/gtest.h>
 

@@ -9,8 +9,8 @@
 #include <fstream>
 #include <thread>
 
-#include "companions/stream/printer_stream.h"
-#include "tests/companions/picture_files.h"
+#include "apps/wire/printer_stream.h"
+#include "tests/apps/picture_files.h"
 #include "tests/print/running_program.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"

@@ -1,11 +1,11 @@
-#include "companions/sim/dialogue.h"
+#include "devtools/sim/dialogue.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "companions/stream/stream_dump.h"
+#include "apps/wire/stream_dump.h"
 #include "tests/support/wire_stream.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "companions/sim/fault.h"
+#include "devtools/sim/fault.h"
 
 #include <gtest/gtest.h>
 

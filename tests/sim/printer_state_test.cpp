@@ -1,8 +1,8 @@
-#include "companions/sim/printer_state.h"
+#include "devtools/sim/printer_state.h"
 
 #include <gtest/gtest.h>
 
-#include "companions/sim/state_file.h"
+#include "devtools/sim/state_file.h"
 #include "tests/support/child_process.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "companions/sim/replies.h"
+#include "devtools/sim/replies.h"
 
 #include <gtest/gtest.h>
 

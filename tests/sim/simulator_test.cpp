@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "companions/pictures/read_picture.h"
+#include "apps/image/read_picture.h"
 #include "tests/sim/info_report.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"

@@ -4,8 +4,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "companions/sim/fault.h"
-#include "companions/sim/printer_state.h"
+#include "devtools/sim/fault.h"
+#include "devtools/sim/printer_state.h"
 #include "protocol/status_texts.h"
 #include "tests/support/build_paths.h"
 

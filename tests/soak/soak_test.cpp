@@ -20,8 +20,8 @@
 #include <sstream>
 #include <thread>
 
-#include "companions/files/write_whole.h"
-#include "companions/stream/printer_stream.h"
+#include "apps/base/write_whole.h"
+#include "apps/wire/printer_stream.h"
 #include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
 #include "tests/support/raster_builder.h"

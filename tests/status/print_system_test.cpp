@@ -1,5 +1,5 @@
 // Which queue prints on a device.
-#include "companions/status/print_system.h"
+#include "apps/status/print_system.h"
 
 #include <gtest/gtest.h>
 

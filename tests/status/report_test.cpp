@@ -1,9 +1,9 @@
 // The filter's report taken apart: what the printer said, and what it did not.
-#include "companions/status/report.h"
+#include "apps/status/report.h"
 
 #include <gtest/gtest.h>
 
-#include "companions/status/printer_state.h"
+#include "apps/status/printer_state.h"
 #include "tests/support/report_builder.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // A state as text and as JSON, whatever bytes the printer sent.
-#include "companions/status/show_state.h"
+#include "apps/status/show_state.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

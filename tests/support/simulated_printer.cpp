@@ -8,7 +8,7 @@
 #include <csignal>
 #include <utility>
 
-#include "companions/files/write_whole.h"
+#include "apps/base/write_whole.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"
 

@@ -128,7 +128,7 @@ class CheckLayers(unittest.TestCase):
         )
 
     def test_headers_open_with_a_comment_and_guard_themselves(self):
-        for folder in ["diag", "companions/stream", "tests/support"]:
+        for folder in ["diag", "apps/wire", "tests/support"]:
             self.expect(
                 f"{folder}/a.h",
                 "#pragma once\n",

@@ -1,0 +1,170 @@
+#include "apps/adapter/job_ppd.h"
+
+#include <cups/cups.h>
+#include <cups/file.h>
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <set>
+
+#include "apps/base/nameless_file.h"
+#include "ppd/option_table.h"
+
+namespace {
+
+constexpr std::size_t kLargestPpd = std::size_t{64} << 20;
+
+struct PpdCloser {
+  void operator()(ppd_file_t* ppd) const { ppdClose(ppd); }
+};
+using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
+
+void mark_job_options(ppd_file_t* ppd, const char* job_options) {
+  ppdMarkDefaults(ppd);
+  if (job_options == nullptr) return;
+  cups_option_t* options = nullptr;
+  const int count = cupsParseOptions(job_options, 0, &options);
+  cupsMarkOptions(ppd, count, options);
+  cupsFreeOptions(count, options);
+}
+
+std::string marked_choice(ppd_file_t* ppd, const char* keyword) {
+  const ppd_choice_t* choice = ppdFindMarkedChoice(ppd, keyword);
+  // "Custom" stands for a value that is no choice of the file, so the filter could not read it.
+  if (choice == nullptr || std::strcmp(choice->choice, "Custom") == 0) return "";
+  return choice->choice;
+}
+
+// Marking a page size takes the mark off the page region and the other way round, while the filter
+// reads the default of both.
+std::string marked_page_size(ppd_file_t* ppd) {
+  const std::string size = marked_choice(ppd, "PageSize");
+  return size.empty() ? marked_choice(ppd, "PageRegion") : size;
+}
+
+bool names_a_page_size(std::string_view keyword) {
+  return keyword == "PageSize" || keyword == "PageRegion" || keyword == "ImageableArea" ||
+         keyword == "PaperDimension";
+}
+
+// The option whose default the line sets, or nothing.
+std::optional<std::string> default_keyword(std::string_view line) {
+  constexpr std::string_view start = "*Default";
+  if (!line.starts_with(start)) return std::nullopt;
+  line.remove_prefix(start.size());
+  const std::size_t end = line.find_first_of(": \t");
+  if (end == 0 || end == std::string_view::npos) return std::nullopt;
+  return std::string(line.substr(0, end));
+}
+
+std::string choice_to_write(ppd_file_t* ppd, const std::string& keyword) {
+  if (names_a_page_size(keyword)) return marked_page_size(ppd);
+  return marked_choice(ppd, keyword.c_str());
+}
+
+// Deliberate: without its line the option has an empty default, which the filter takes for "no
+// conversion"; the word "None" it would take for a profile's name.
+bool is_no_profile(const std::string& keyword, const std::string& choice) {
+  return keyword == "ICCProfile" && choice == ppd::no_profile;
+}
+
+void write_default(std::string& copy, const std::string& keyword, const std::string& choice) {
+  if (is_no_profile(keyword, choice)) return;
+  copy += "*Default" + keyword + ": " + choice + "\n";
+}
+
+// Options that the file gives no default of their own.
+void append_missing_defaults(std::string& copy, ppd_file_t* ppd,
+                             const std::set<std::string>& seen) {
+  for (int g = 0; g < ppd->num_groups; ++g) {
+    const ppd_group_t& group = ppd->groups[g];
+    for (int o = 0; o < group.num_options; ++o) {
+      const std::string keyword = group.options[o].keyword;
+      const std::string choice = choice_to_write(ppd, keyword);
+      if (!choice.empty() && !seen.contains(keyword)) write_default(copy, keyword, choice);
+    }
+  }
+}
+
+// Lines end as on any system; libcups takes all three.
+std::string_view take_line(std::string_view& text) {
+  const std::size_t end = text.find_first_of("\r\n");
+  const std::string_view line = text.substr(0, end);
+  if (end == std::string_view::npos) {
+    text = {};
+  } else {
+    text.remove_prefix(text.substr(end, 2) == "\r\n" ? end + 2 : end + 1);
+  }
+  return line;
+}
+
+// Read through libcups, which opens a compressed PPD file as well.
+std::optional<std::string> read_file(const char* path) {
+  cups_file_t* file = cupsFileOpen(path, "r");
+  if (file == nullptr) return std::nullopt;
+  std::string text;
+  char block[16384];
+  while (text.size() < kLargestPpd) {
+    const ssize_t count = cupsFileRead(file, block, sizeof block);
+    if (count <= 0) break;  // the end of the file is a negative count as well
+    text.append(block, static_cast<std::size_t>(count));
+  }
+  const bool whole = cupsFileEOF(file) != 0;
+  cupsFileClose(file);
+  if (!whole) return std::nullopt;
+  return text;
+}
+
+}  // namespace
+
+std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd) {
+  std::string copy;
+  copy.reserve(text.size() + 1024);
+  std::set<std::string> seen;
+  while (!text.empty()) {
+    const std::string_view line = take_line(text);
+    const std::optional<std::string> keyword = default_keyword(line);
+    const std::string choice = keyword ? choice_to_write(ppd, *keyword) : "";
+    if (choice.empty()) {
+      copy.append(line) += '\n';
+    } else {
+      write_default(copy, *keyword, choice);
+      seen.insert(*keyword);
+    }
+  }
+  append_missing_defaults(copy, ppd, seen);
+  return copy;
+}
+
+JobPpd make_job_ppd(const char* path, const char* job_options) {
+  JobPpd job;
+  if (path == nullptr) {
+    job.failure = "the environment names no PPD file";
+    return job;
+  }
+  const Ppd ppd(ppdOpenFile(path));
+  if (!ppd) {
+    int line = 0;
+    job.failure = std::string(path) + ": " + ppdErrorString(ppdLastError(&line));
+    return job;
+  }
+  mark_job_options(ppd.get(), job_options);
+  const std::string ribbon = marked_choice(ppd.get(), "K905Ribbon");
+  if (ribbon == "6x4" || ribbon == "6x8") job.ribbon = ribbon;
+
+  const std::optional<std::string> text = read_file(path);
+  if (!text) {
+    job.failure = std::string(path) + ": cannot be read";
+    return job;
+  }
+  job.descriptor = nameless_file_holding("k905-job.ppd", with_marked_defaults(*text, ppd.get()));
+  if (job.descriptor < 0) {
+    job.failure = std::string("a private PPD file: ") + std::strerror(errno);
+  } else {
+    fcntl(job.descriptor, F_SETFD, 0);  // the filter opens it
+  }
+  return job;
+}

@@ -1,0 +1,48 @@
+#include "apps/adapter/log_relay.h"
+
+namespace {
+// No line of the filter that means anything here is nearly as long; a longer one is not kept back,
+// and means nothing however it arrives.
+constexpr std::size_t kLongestLineKept = 8192;
+}  // namespace
+
+void LogRelay::take(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::size_t newline = bytes.find('\n');
+    const bool ends = newline != std::string_view::npos;
+    const std::size_t count = ends ? newline + 1 : bytes.size();
+    line_.append(bytes.substr(0, count));
+    bytes.remove_prefix(count);
+    if (ends) {
+      end_line(line_);
+      line_.clear();
+      line_is_cut_ = false;
+    } else if (line_.size() > kLongestLineKept) {
+      out_ += line_;
+      line_.clear();
+      line_is_cut_ = true;
+    }
+  }
+}
+
+void LogRelay::end_line(std::string_view line_and_newline) {
+  out_ += line_and_newline;
+  line_and_newline.remove_suffix(1);
+  if (line_is_cut_ || line_and_newline.size() > kLongestLineKept) return;
+  out_ += watch_.after(line_and_newline);
+}
+
+void LogRelay::finish() {
+  out_ += line_;
+  line_.clear();
+}
+
+std::string_view LogRelay::pending() const { return std::string_view(out_).substr(out_done_); }
+
+void LogRelay::written(std::size_t count) {
+  out_done_ += count;
+  if (out_done_ == out_.size()) {
+    out_.clear();
+    out_done_ = 0;
+  }
+}

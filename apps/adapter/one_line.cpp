@@ -1,0 +1,25 @@
+#include "apps/adapter/one_line.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace {
+constexpr std::size_t kLongestQuote = 512;
+}
+
+std::string one_line(std::string_view text) {
+  std::string line(text.substr(0, kLongestQuote));
+  std::ranges::replace_if(
+      line, [](unsigned char c) { return c < 0x20 || c == 0x7f; }, ' ');
+  return line;
+}
+
+void tell_cups(std::string_view prefix, std::string_view words) {
+  std::string line(prefix);
+  line += ": ";
+  line += words;
+  line += '\n';
+  // The log may be gone; the job prints all the same.
+  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+}

@@ -1,0 +1,30 @@
+#include "apps/base/progress.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+Progress::Progress(std::string what, int total)
+    : what_(std::move(what)), total_(total), watched_(total != 1 && isatty(STDERR_FILENO) == 1) {}
+
+Progress::~Progress() { wipe(); }
+
+void Progress::show(int done) {
+  using std::chrono::milliseconds;
+  const auto now = std::chrono::steady_clock::now();
+  if (!watched_ || (shown_ && now - last_ < milliseconds(100))) {
+    return;
+  }
+  last_ = now;
+  shown_ = true;
+  const std::string of_total = total_ > 0 ? " of " + std::to_string(total_) : "";
+  std::fprintf(stderr, "\r%s %d%s\033[K", what_.c_str(), done, of_total.c_str());
+}
+
+void Progress::wipe() {
+  if (shown_) {
+    std::fprintf(stderr, "\r\033[K");
+    shown_ = false;
+  }
+}

@@ -1,0 +1,20 @@
+#include "apps/base/write_whole.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+bool write_whole(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      errno = written < 0 ? errno : EIO;
+      return false;
+    }
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}

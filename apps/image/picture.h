@@ -1,0 +1,47 @@
+// A picture in memory, as the programs read, draw and write it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Rows from the top, pixels from the left, samples of a pixel side by side: no padding anywhere.
+// 16-bit samples are two bytes each in the machine's own order.
+struct Picture {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  // 1 (grey), 3 (red, green, blue) or, from a reader that was asked to keep them, 4 (inks, the
+  // largest sample is full ink).
+  int channels = 3;
+  int bits = 8;  // 8 or 16 a sample
+  std::vector<std::uint8_t> bytes;
+  std::vector<std::uint8_t> icc_profile;  // as embedded; empty without one that fits the channels
+  int orientation = 1;  // EXIF: 1 upright, 2 to 8 as cameras store turned pictures
+
+  [[nodiscard]] std::size_t sample_bytes() const { return bits == 16 ? 2 : 1; }
+  [[nodiscard]] std::size_t row_bytes() const {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(channels) * sample_bytes();
+  }
+  // A sample widened to 16 bits: 255 becomes 65535.
+  [[nodiscard]] std::uint16_t sample(std::uint32_t x, std::uint32_t y, int channel) const;
+};
+
+// The most pixels that are read or made, about 16000 x 16000: a picture file of a few bytes can
+// promise any size.
+inline constexpr std::uint64_t kMostPixels = 1ULL << 28;
+// And the longest side, because readers take a row's memory at once.
+inline constexpr std::uint64_t kLongestSide = 1ULL << 20;
+
+// A black picture of 8-bit red, green and blue.
+[[nodiscard]] Picture blank_picture(std::uint32_t width, std::uint32_t height);
+
+// The picture with its orientation applied: what the photographer saw. Orientation 1 afterwards.
+[[nodiscard]] Picture upright(const Picture& picture);
+
+// A picture of grey or of colours in 8 bits of red, green and blue, as it is stored.
+[[nodiscard]] Picture eight_bit_colours(const Picture& picture);
+
+// An 8-bit picture of inks becomes red, green and blue without a profile's help: ink lets through
+// what it does not take.
+void inks_to_colours(Picture& picture);

@@ -1,0 +1,34 @@
+// The raster header of a page, as the print system's own filters would fill it.
+#pragma once
+
+#include <cups/raster.h>
+
+#include "apps/layout/page_format.h"
+#include "geometry/paper_table.h"
+
+enum class PageSize { page, picture, pixels };
+
+// All that the user may choose about the pages.
+struct PagePlan {
+  const PaperConfig* paper = nullptr;
+  const PageFormat* format = &page_formats[0];
+  unsigned colour_space = 1;
+  unsigned horizontal_dpi = 300;
+  unsigned vertical_dpi = 300;
+  unsigned orientation = 0;  // 1 and 3: the picture is turned by the filter
+  unsigned copies = 1;
+  PageSize size = PageSize::page;
+  unsigned width = 0;  // with PageSize::pixels
+  unsigned height = 0;
+
+  unsigned page_width_pt = 0;  // the header's page size where it shall differ from the paper's
+  unsigned page_height_pt = 0;
+
+  [[nodiscard]] bool turned() const { return orientation == 1 || orientation == 3; }
+};
+
+// The pixels of the paper's page at the plan's resolution, turned where the plan says so.
+void page_pixels(const PagePlan& plan, unsigned& width, unsigned& height);
+
+[[nodiscard]] cups_page_header2_t make_page_header(const PagePlan& plan, unsigned width,
+                                                   unsigned height);

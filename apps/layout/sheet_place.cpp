@@ -1,0 +1,114 @@
+#include "apps/layout/sheet_place.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+#include "geometry/page_layout.h"
+#include "settings/option_values.h"
+#include "settings/print_options.h"
+
+namespace {
+
+using Choices = std::map<std::string, std::string>;
+
+std::string choice_of(const Choices& choices, const char* keyword) {
+  const auto choice = choices.find(keyword);
+  return choice == choices.end() ? "" : choice->second;
+}
+
+std::int32_t bleed_of(const Choices& choices, const char* keyword) {
+  return millimetres_to_pixels(option_millimetres(choice_of(choices, keyword).c_str()));
+}
+
+std::uint32_t at_least_one(std::int32_t pixels) {
+  return static_cast<std::uint32_t>(std::max(1, pixels));
+}
+
+// For each pixel of the picture along one side, the pixel of the page that the filter shows there.
+// It takes the nearest pixel, in this arithmetic and no other.
+std::vector<std::size_t> shown_pixels(std::uint32_t page, std::uint32_t seen, bool mirrored) {
+  std::vector<std::size_t> shown(seen);
+  const double step = 1 / (static_cast<double>(seen) / static_cast<double>(page));
+  for (std::size_t i = 0; i < seen; ++i) {
+    const double centre = (static_cast<double>(i) + 0.5) * step - 0.5 + 0.5;
+    shown[i] = std::min<std::size_t>(static_cast<std::size_t>(centre), page - 1);
+  }
+  if (mirrored) {
+    // Both the page and the sheet are turned over: what is seen last is what was taken first.
+    std::vector<std::size_t> turned(seen);
+    for (std::size_t i = 0; i < seen; ++i) {
+      turned[i] = page - 1 - shown[seen - 1 - i];
+    }
+    return turned;
+  }
+  return shown;
+}
+
+// The picture's pixel for every pixel of the page; those that nobody sees repeat their neighbour.
+std::vector<std::size_t> spread(std::uint32_t page, std::uint32_t seen, bool mirrored) {
+  std::vector<std::size_t> source(page);
+  const std::uint32_t count = std::min(page, seen);
+  if (seen >= page) {
+    for (std::size_t i = 0; i < page; ++i) {
+      source[i] = i;
+    }
+    return source;
+  }
+  const std::vector<std::size_t> shown = shown_pixels(page, seen, mirrored);
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < page; ++i) {
+    source[i] = next;
+    if (next + 1 < count && i >= shown[next]) {
+      ++next;
+    }
+  }
+  return source;
+}
+
+}  // namespace
+
+SheetPlace sheet_place(const Choices& choices) {
+  SheetPlace place;
+  place.paper = find_paper_by_ppd_name(choice_of(choices, "PageSize").c_str());
+  place.fine = choice_of(choices, "Resolution").find("300x600") != std::string::npos;
+  place.grey = choice_of(choices, "ColorModel") == "Gray";
+  PrintOptions options{.paper_config = place.paper};
+  options.interlace = place.fine ? 1 : 0;
+  options.bleed_top_px = bleed_of(choices, "BleedTop");
+  options.bleed_bottom_px = bleed_of(choices, "BleedBottom");
+  options.bleed_left_px = bleed_of(choices, "BleedLeft");
+  options.bleed_right_px = bleed_of(choices, "BleedRight");
+  const PageLayout layout = page_layout(options);
+  place.page_width = at_least_one(layout.target_width);
+  place.page_height = at_least_one(layout.target_height);
+  place.seen_width = at_least_one(layout.effective_width);
+  place.seen_height = at_least_one(layout.effective_height);
+  return place;
+}
+
+PixelSize picture_size(const SheetPlace& place) {
+  return {std::min(place.page_width, place.seen_width),
+          std::min(place.page_height, place.seen_height)};
+}
+
+Picture page_for(const Picture& picture, const SheetPlace& place) {
+  const std::vector<std::size_t> columns = spread(place.page_width, place.seen_width, true);
+  const std::vector<std::size_t> rows = spread(place.page_height, place.seen_height, false);
+  Picture page;
+  page.width = place.page_width;
+  page.height = place.page_height;
+  page.channels = picture.channels;
+  page.bits = picture.bits;
+  page.bytes.resize(page.row_bytes() * page.height);
+  const std::size_t pixel = static_cast<std::size_t>(picture.channels) * picture.sample_bytes();
+  std::uint8_t* out = page.bytes.data();
+  for (const std::size_t row : rows) {
+    const std::uint8_t* from = picture.bytes.data() + row * picture.row_bytes();
+    for (const std::size_t column : columns) {
+      std::memcpy(out, from + column * pixel, pixel);
+      out += pixel;
+    }
+  }
+  return page;
+}

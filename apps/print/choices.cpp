@@ -1,0 +1,100 @@
+#include "apps/print/choices.h"
+
+#include <algorithm>
+
+#include "geometry/paper_table.h"
+#include "ppd/option_table.h"
+
+namespace {
+
+const ppd::Option* find_option(const std::string& keyword) {
+  for (const ppd::Group& group : ppd::groups) {
+    for (const ppd::Option& option : group.options) {
+      if (keyword == option.keyword) {
+        return &option;
+      }
+    }
+  }
+  return nullptr;
+}
+
+std::string joined(const std::string& list, const std::string& name) {
+  return list.empty() ? name : list + ", " + name;
+}
+
+std::string names_of_papers() {
+  std::string names;
+  for (const PaperConfig& paper : selectable_papers) {
+    names = joined(names, paper.ppd_name);
+  }
+  return names;
+}
+
+std::string names_of_options() {
+  std::string names = "PageSize";
+  for (const ppd::Group& group : ppd::groups) {
+    for (const ppd::Option& option : group.options) {
+      names = joined(names, option.keyword);
+    }
+  }
+  return names;
+}
+
+// Job options are words with blanks between them.
+bool is_one_word(const std::string& text) {
+  return !text.empty() && std::ranges::all_of(text, [](unsigned char letter) {
+    return letter > ' ' && letter != 0x7f && letter != '\'' && letter != '"' && letter != '\\';
+  });
+}
+
+bool offers(const ppd::Option& option, const std::string& name) {
+  return std::ranges::any_of(option.choices,
+                             [&](const ppd::Choice& choice) { return name == choice.name; });
+}
+
+}  // namespace
+
+bool check_choice(const std::string& keyword, const std::string& choice, std::string& error) {
+  if (keyword == "ICCProfile" && is_one_word(choice)) {
+    return true;
+  }
+  if (keyword == "PageSize" && find_paper_by_ppd_name(choice.c_str()) != nullptr) {
+    return true;
+  }
+  const ppd::Option* option = find_option(keyword);
+  if (option != nullptr && offers(*option, choice)) {
+    return true;
+  }
+  const std::string names = names_of_choices(keyword);
+  error = names.empty() ? "there is no option \"" + keyword + "\", but " + names_of_options()
+                        : keyword + " is one of " + names + ", not \"" + choice + "\"";
+  return false;
+}
+
+std::string page_size_name(const std::string& paper) {
+  const PaperConfig* row = find_paper_by_any_name(paper.c_str());
+  return row == nullptr ? "" : row->ppd_name;
+}
+
+Choices default_choices() {
+  Choices choices{{"PageSize", ppd::default_paper}};
+  for (const ppd::Group& group : ppd::groups) {
+    for (const ppd::Option& option : group.options) {
+      choices[option.keyword] = option.default_choice;
+    }
+  }
+  return choices;
+}
+
+std::string names_of_choices(const std::string& keyword) {
+  if (keyword == "PageSize") {
+    return names_of_papers();
+  }
+  std::string names;
+  if (const ppd::Option* option = find_option(keyword)) {
+    for (const ppd::Choice& choice : option->choices) {
+      names = joined(names, choice.name);
+    }
+  }
+  return names;
+}

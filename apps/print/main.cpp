@@ -1,0 +1,369 @@
+// k905-print: photos straight to the sheet, through a queue or through the filter without one.
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdio>
+#include <memory>
+
+#include "apps/base/filter_child.h"
+#include "apps/base/program.h"
+#include "apps/base/text.h"
+#include "apps/image/sheet_picture.h"
+#include "apps/image/write_png.h"
+#include "apps/print/filter_destination.h"
+#include "apps/print/queue_destination.h"
+#include "apps/print/watch_job.h"
+
+namespace {
+
+struct Wishes {
+  std::vector<std::string> pictures;
+  std::string queue;
+  std::string to;
+  std::string preview;
+  std::string folder;
+  std::string journal;
+  std::string paper;
+  std::string finish;
+  std::string brightness;
+  std::string contrast;
+  std::string saturation;
+  std::string gamma;
+  std::vector<std::string> options;
+  int copies = 1;
+  bool two_up = false;
+  bool whole = false;
+  bool no_turn = false;
+  bool verbose = false;
+};
+
+void describe_destinations(CLI::App& app, Wishes& wishes) {
+  auto* queue = app.add_option("-q,--queue", wishes.queue,
+                               "print through this queue of CUPS; without a destination through "
+                               "the user's default queue");
+  auto* to = app.add_option("--to", wishes.to,
+                            "print without CUPS: to a device such as /dev/usb/lp0, or into a file");
+  auto* preview = app.add_option("--preview", wishes.preview,
+                                 "print nothing, show the sheet in this PNG file; the second "
+                                 "sheet's name gets a \"-2\", and so on");
+  queue->excludes(to);
+  to->excludes(preview);
+}
+
+void describe_choices(CLI::App& app, Wishes& wishes) {
+  app.add_option("-p,--paper", wishes.paper, "paper, by either of its names (w288h432 or 6x4)");
+  app.add_option("-f,--finish", wishes.finish, "overcoat")
+      ->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case));
+  app.add_option("-n,--copies", wishes.copies, "sheets of each picture")
+      ->check(CLI::Range(1, 999))
+      ->capture_default_str();
+  app.add_option("--brightness", wishes.brightness, "-500 to 500 in steps of 50: -50 % to +50 %");
+  app.add_option("--contrast", wishes.contrast, "the same");
+  app.add_option("--saturation", wishes.saturation, "the same");
+  app.add_option("--gamma", wishes.gamma, "500 (darker) to 2200 (lighter); 1000 would be as sent");
+  app.add_option("-o,--option", wishes.options,
+                 "KEYWORD=CHOICE: any other choice of the print dialog, as for lp; see "
+                 "k905-print(1)")
+      ->allow_extra_args(false);
+  app.add_flag("--two-up", wishes.two_up, "two 6x4 pictures share a sheet of a 6x8 ribbon");
+  app.add_flag("--fit", wishes.whole,
+               "keep all of the picture on white; otherwise it is cropped to the sheet's shape");
+  app.add_flag("--no-turn", wishes.no_turn,
+               "do not turn the picture by a quarter where the sheet's shape asks for it");
+}
+
+void describe_options(CLI::App& app, Wishes& wishes) {
+  app.add_option("PICTURE", wishes.pictures, "PNG, JPEG or PPM files; \"-\" is standard input");
+  describe_destinations(app, wishes);
+  describe_choices(app, wishes);
+  app.add_option("--watch", wishes.folder,
+                 "print the pictures of this folder and whatever is put there, each once, also "
+                 "over a restart");
+  app.add_option("--journal", wishes.journal,
+                 "file that notes which pictures of the folder were printed");
+  app.add_flag("-v,--verbose", wishes.verbose, "show the filter's log (with --to or --preview)");
+}
+
+// Adds the choice when it is one; otherwise what is wrong.
+std::optional<std::string> choose(Choices& choices, const std::string& keyword,
+                                  const std::string& choice) {
+  std::string error;
+  if (!check_choice(keyword, choice, error)) {
+    return error;
+  }
+  choices[keyword] = choice;
+  return std::nullopt;
+}
+
+std::optional<std::string> choose_paper(Choices& choices, const std::string& paper) {
+  const std::string name = page_size_name(paper);
+  if (name.empty()) {
+    return "no paper is called \"" + paper + "\", but " + names_of_choices("PageSize");
+  }
+  choices["PageSize"] = name;
+  return std::nullopt;
+}
+
+std::optional<std::string> choose_option(Choices& choices, const std::string& option) {
+  const std::size_t equals = option.find('=');
+  if (equals == std::string::npos) {
+    return "not KEYWORD=CHOICE: \"" + option + "\"";
+  }
+  const std::string keyword = option.substr(0, equals);
+  const std::string choice = option.substr(equals + 1);
+  return keyword == "PageSize" ? choose_paper(choices, choice) : choose(choices, keyword, choice);
+}
+
+// The word that neutral has in the table.
+std::string gamma_choice(const std::string& gamma) { return gamma == "1000" ? "None" : gamma; }
+std::string gain_choice(const std::string& gain) { return gain == "0" ? "None" : gain; }
+
+// Null when all is well, otherwise what is wrong with the wishes.
+std::optional<std::string> collect_choices(const Wishes& wishes, Choices& choices) {
+  for (const std::string& option : wishes.options) {
+    if (auto problem = choose_option(choices, option)) {
+      return problem;
+    }
+  }
+  if (!wishes.paper.empty()) {
+    if (auto problem = choose_paper(choices, wishes.paper)) {
+      return problem;
+    }
+  }
+  const std::pair<const char*, std::string> named[] = {
+      {"StpLaminate", wishes.finish},
+      {"StpBrightness", gain_choice(wishes.brightness)},
+      {"StpContrast", gain_choice(wishes.contrast)},
+      {"StpSaturation", gain_choice(wishes.saturation)},
+      {"StpGamma", gamma_choice(wishes.gamma)},
+      {"K905Ribbon", wishes.two_up ? "6x8" : ""}};
+  for (const auto& [keyword, choice] : named) {
+    if (!choice.empty()) {
+      if (auto problem = choose(choices, keyword, choice)) {
+        return problem;
+      }
+    }
+  }
+  return std::nullopt;
+}
+
+bool is_two_up_paper(const std::string& page_size) { return page_size == "w288h432"; }
+
+std::optional<std::string> check_wishes(const Wishes& wishes) {
+  if (wishes.pictures.empty() == wishes.folder.empty()) {
+    return wishes.folder.empty() ? "no picture given"
+                                 : "--watch takes its pictures from the folder alone";
+  }
+  if (!wishes.journal.empty() && wishes.folder.empty()) {
+    return "--journal belongs to --watch";
+  }
+  if (!wishes.folder.empty() && !wishes.preview.empty()) {
+    return "--watch prints; it shows no preview";
+  }
+  struct stat status {};
+  if (!wishes.folder.empty() &&
+      (stat(wishes.folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))) {
+    return "--watch: no folder: " + wishes.folder;
+  }
+  return std::nullopt;
+}
+
+// "sheet.png", "sheet-2.png" and so on.
+class SheetPictures {
+ public:
+  explicit SheetPictures(std::string name) : name_(std::move(name)) {}
+
+  std::string write(const Sheet& sheet, bool fine) {
+    const std::string file = next_name();
+    std::string error;
+    if (!write_png(file, sheet_picture(sheet, Mirror::undo), {300, fine ? 600 : 300}, error)) {
+      return file + ": " + error;
+    }
+    files_.push_back(file);
+    return "";
+  }
+  [[nodiscard]] const std::vector<std::string>& files() const { return files_; }
+
+ private:
+  [[nodiscard]] std::string next_name() const {
+    if (files_.empty()) {
+      return name_;
+    }
+    const std::string number = "-" + std::to_string(files_.size() + 1);
+    const std::size_t dot = name_.rfind('.');
+    const std::size_t slash = name_.rfind('/');
+    const bool has_ending = dot != std::string::npos && (slash == std::string::npos || dot > slash);
+    return has_ending ? name_.substr(0, dot) + number + name_.substr(dot) : name_ + number;
+  }
+
+  std::string name_;
+  std::vector<std::string> files_;
+};
+
+class PrintProgram {
+ public:
+  PrintProgram(const CLI::App& app, const Wishes& wishes)
+      : app_(app),
+        wishes_(wishes),
+        progress_("picture", static_cast<int>(wishes.pictures.size())),
+        previews_(wishes.preview) {}
+
+  int run() {
+    Choices choices;
+    std::optional<std::string> problem = check_wishes(wishes_);
+    if (!problem) {
+      problem = collect_choices(wishes_, choices);
+    }
+    if (problem) {
+      return wrong_usage(app_, *problem);
+    }
+    if (!open_destination(choices)) {
+      return kExitFailed;
+    }
+    if (wishes_.two_up && !is_two_up_paper(setup_.destination->choices().at("PageSize"))) {
+      return wrong_usage(app_, "--two-up is for 6x4 pictures; choose --paper 6x4");
+    }
+    setup_.preparation = {wishes_.whole, !wishes_.no_turn};
+    setup_.copies = wishes_.copies;
+    stop_on_signals();
+    return wishes_.folder.empty() ? print_pictures() : watch();
+  }
+
+ private:
+  [[nodiscard]] bool wants_queue() const { return wishes_.to.empty() && wishes_.preview.empty(); }
+
+  bool open_destination(const Choices& wished) {
+    std::string error;
+    Choices choices = default_choices();
+    if (wants_queue() || !wishes_.queue.empty()) {
+      destination_ = make_queue_destination(wishes_.queue, wished, error);
+      if (!destination_) {
+        say_wrong(error);
+        return false;
+      }
+      choices = destination_->choices();
+    }
+    for (const auto& [keyword, choice] : wished) {
+      choices[keyword] = choice;
+    }
+    if (!wants_queue() && !open_filter(choices)) {
+      return false;
+    }
+    setup_.destination = destination_.get();
+    return true;
+  }
+
+  bool open_filter(const Choices& choices) {
+    FilterDestinationSetup setup;
+    setup.choices = choices;
+    setup.filter = find_filter();
+    if (setup.filter.empty()) {
+      say_wrong("the filter rastertok905 is nowhere to be found; K905_FILTER can name it");
+      return false;
+    }
+    setup.to = wishes_.to;
+    setup.append = !wishes_.folder.empty();
+    setup.show_log = wishes_.verbose;
+    if (!wishes_.preview.empty()) {
+      const bool fine = sheet_place(choices).fine;
+      setup.on_sheet = [this, fine](const Sheet& sheet) { return previews_.write(sheet, fine); };
+    }
+    destination_ = make_filter_destination(std::move(setup));
+    return true;
+  }
+
+  // A queue gets a job for each picture: one that goes wrong takes no other along. Without a queue
+  // one run of the filter prints all; two pictures for one sheet must be in one job anyway.
+  int print_pictures() {
+    const bool one_job = !wants_queue() || wishes_.two_up;
+    const std::vector<std::string>& pictures = wishes_.pictures;
+    const std::size_t at_once = one_job ? pictures.size() : 1;
+    bool all_printed = true;
+    for (std::size_t i = 0; i < pictures.size(); i += at_once) {
+      if (stop_asked()) {
+        say_wrong("stopped; not printed: " + pictures[i] +
+                  (i + 1 < pictures.size() ? " and what follows" : ""));
+        return kExitFailed;
+      }
+      const std::vector<std::string> files(
+          pictures.begin() + static_cast<std::ptrdiff_t>(i),
+          pictures.begin() + static_cast<std::ptrdiff_t>(i + at_once));
+      all_printed = print(files, static_cast<int>(i)) && all_printed;
+    }
+    return all_printed ? 0 : kExitFailed;
+  }
+
+  bool print(const std::vector<std::string>& files, int done) {
+    const JobResult result = print_job(setup_, files, progress_, done,
+                                       [this](const std::string& words) { say_wrong(words); });
+    for (std::size_t i = 0; i < files.size(); ++i) {
+      if (result.taken && result.outcomes[i] == PictureOutcome::sent && !result.word.empty()) {
+        say(files[i] + " -> " + result.word);
+      }
+      if (result.taken && result.outcomes[i] == PictureOutcome::not_reached) {
+        say_wrong("stopped; not printed: " + files[i]);
+      }
+    }
+    for (const std::string& file : previews_.files()) {
+      say(file);
+    }
+    return result.all_printed();
+  }
+
+  int watch() {
+    WatchSetup watch;
+    watch.job = setup_;
+    watch.folder = wishes_.folder;
+    watch.one_job = wishes_.two_up;
+    watch.journal = wishes_.journal;
+    std::string error;
+    if (watch.journal.empty()) {
+      watch.journal = usual_journal(wishes_.folder, error);
+    }
+    if (watch.journal.empty()) {
+      say_wrong(error);
+      return kExitFailed;
+    }
+    return watch_folder(
+        watch, [this](const std::string& words) { say_wrong(words); },
+        [this](const std::string& words) { say(words); });
+  }
+
+  // The names of files are anybody's; a terminal obeys what they may hold.
+  static std::string plain(const std::string& words) {
+    constexpr std::size_t longest = 5000;
+    return one_line_of_text(words, longest);
+  }
+
+  void say(const std::string& words) {
+    progress_.wipe();
+    std::printf("%s\n", plain(words).c_str());
+    std::fflush(stdout);
+  }
+
+  void say_wrong(const std::string& words) {
+    progress_.wipe();
+    complain(app_, plain(words));
+  }
+
+  const CLI::App& app_;
+  const Wishes& wishes_;
+  Progress progress_;
+  SheetPictures previews_;
+  std::unique_ptr<Destination> destination_;
+  JobSetup setup_;
+};
+
+int print_program(int argc, char** argv) {
+  // A reader that went away is an ordinary write error.
+  std::signal(SIGPIPE, SIG_IGN);
+  CLI::App app("Prints photos on the K905 and its siblings, cropped to the sheet.", "k905-print");
+  Wishes wishes;
+  describe_options(app, wishes);
+  const auto status = parse_command_line(app, argc, argv);
+  return status ? *status : PrintProgram(app, wishes).run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return guarded_main("k905-print", print_program, argc, argv); }

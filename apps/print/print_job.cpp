@@ -1,0 +1,119 @@
+#include "apps/print/print_job.h"
+
+#include <signal.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "apps/base/text.h"
+#include "apps/image/read_picture.h"
+
+namespace {
+
+volatile sig_atomic_t stop_wanted = 0;
+
+void note_stop(int) { stop_wanted = 1; }
+
+std::string title_for(const std::vector<std::string>& files) {
+  const std::string& first = files.front();
+  const std::string file = first == "-" ? "photo" : first.substr(first.rfind('/') + 1);
+  // The print system refuses what is no text.
+  constexpr std::size_t longest = 120;
+  const std::string name = one_line_of_text(file, longest);
+  return files.size() == 1 ? name : name + " and " + std::to_string(files.size() - 1) + " more";
+}
+
+std::optional<Picture> page_of(const std::string& file, const JobSetup& setup,
+                               const Complaint& complain) {
+  std::string error;
+  std::optional<Picture> picture = read_picture(file, error, Inks::keep_profiled);
+  if (!picture) {
+    complain(file + ": " + error);
+    return std::nullopt;
+  }
+  Prepared prepared =
+      prepare(std::move(*picture), sheet_place(setup.destination->choices()), setup.preparation);
+  if (!prepared.warning.empty()) {
+    complain(file + ": " + prepared.warning);
+  }
+  return std::move(prepared.page);
+}
+
+bool begin(Destination& destination, const std::string& title, const BegunHandler& on_begun,
+           std::string& error) {
+  Destination::Begun begun;
+  if (!destination.begin(title, begun, error)) {
+    return false;
+  }
+  if (on_begun && !on_begun(begun.number, title)) {
+    destination.abandon();
+    error.clear();  // told already
+    return false;
+  }
+  return true;
+}
+
+bool send(Destination& destination, const Picture& page, int copies, std::string& error) {
+  for (int copy = 0; copy < copies; ++copy) {
+    if (!destination.page(page, error)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+JobResult print_job(const JobSetup& setup, const std::vector<std::string>& files,
+                    Progress& progress, int done, const Complaint& complain,
+                    const BegunHandler& on_begun) {
+  JobResult result;
+  result.outcomes.resize(files.size(), PictureOutcome::not_reached);
+  Destination& destination = *setup.destination;
+  bool begun = false;
+  std::string error;
+  const auto given_up = [&] {
+    if (!error.empty()) {
+      complain(error);
+    }
+    return result;
+  };
+  for (std::size_t i = 0; i < files.size() && (i == 0 || !stop_asked()); ++i) {
+    progress.show(done + static_cast<int>(i) + 1);
+    const std::optional<Picture> page = page_of(files[i], setup, complain);
+    if (!page) {
+      result.outcomes[i] = PictureOutcome::unreadable;
+      continue;
+    }
+    if (!begun && !begin(destination, title_for(files), on_begun, error)) {
+      return given_up();
+    }
+    begun = true;
+    if (!send(destination, *page, setup.copies, error)) {
+      return given_up();
+    }
+    result.outcomes[i] = PictureOutcome::sent;
+  }
+  result.taken = begun && destination.end(result.word, error);
+  return begun && !result.taken ? given_up() : result;
+}
+
+bool JobResult::all_printed() const {
+  return taken && std::ranges::all_of(outcomes, [](PictureOutcome outcome) {
+           return outcome == PictureOutcome::sent;
+         });
+}
+
+void stop_on_signals() {
+  struct sigaction action {};
+  sigemptyset(&action.sa_mask);
+  action.sa_handler = note_stop;
+  action.sa_flags = SA_RESTART;
+  // Who ends services may say it to the program and to its group: that is no second wish.
+  sigaction(SIGTERM, &action, nullptr);
+  action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+  sigaction(SIGINT, &action, nullptr);
+}
+
+bool stop_asked() { return stop_wanted != 0; }

@@ -1,0 +1,45 @@
+// Pictures printed as one job: read, prepared, sent page by page.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "apps/base/progress.h"
+#include "apps/layout/prepare.h"
+#include "apps/print/destination.h"
+
+struct JobSetup {
+  Destination* destination = nullptr;
+  Preparation preparation;
+  int copies = 1;  // of each picture, one behind the other
+};
+
+// What is said to the user on the way: a picture by name, and what is wrong with it.
+using Complaint = std::function<void(const std::string& words)>;
+
+// Called when a job was begun, before its pages: the number it has, if it has one, and its title.
+// False gives the job up.
+using BegunHandler = std::function<bool(int number, const std::string& title)>;
+
+enum class PictureOutcome { not_reached, unreadable, sent };
+
+struct JobResult {
+  std::vector<PictureOutcome> outcomes;  // one for each picture
+  bool taken = false;                    // the job was taken, with all that was sent
+  std::string word;                      // where it is now
+
+  // Whether every picture is in a job that was taken.
+  [[nodiscard]] bool all_printed() const;
+};
+
+// A picture that cannot be read is complained of and left out. When nothing can be read there is no
+// job. `progress` is shown each picture, counted on from `done`.
+[[nodiscard]] JobResult print_job(const JobSetup& setup, const std::vector<std::string>& files,
+                                  Progress& progress, int done, const Complaint& complain,
+                                  const BegunHandler& on_begun = {});
+
+// SIGINT and SIGTERM: the picture in hand is printed, no further one is begun. A second
+// SIGINT, from somebody who cannot wait, ends the program at once.
+void stop_on_signals();
+[[nodiscard]] bool stop_asked();

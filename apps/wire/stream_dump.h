@@ -1,0 +1,14 @@
+// A printer stream as lines of text, for people and for golden files.
+#pragma once
+
+#include <string>
+
+#include "apps/wire/printer_stream.h"
+
+// Every block of the sheet on a line of its own: offset, group, name, length or parameter; behind
+// an image its BMP fields and the checksum of its pixels. `number` counts the sheets of the stream
+// from 1.
+[[nodiscard]] std::string dump_sheet(const Sheet& sheet, int number);
+
+// "offset 24: expected ..., found ..."
+[[nodiscard]] std::string describe(const StreamError& error);

@@ -1,0 +1,53 @@
+// k905-preview: what the printer would have made of a stream, without spending a sheet of paper.
+#include <csignal>
+
+#include "devtools/preview/preview.h"
+
+namespace {
+
+void describe_options(CLI::App& app, PreviewWishes& wishes) {
+  app.add_option("STREAM", wishes.files,
+                 "files that hold what the filter sent to the printer; \"-\", or none at all, is "
+                 "standard input");
+  auto* output = app.add_option("-o,--output", wishes.output,
+                                "beginning of the pictures' names: a \"-\", the sheet's number and "
+                                "\".png\" follow")
+                     ->capture_default_str();
+  app.add_option("-w,--width", wishes.width,
+                 "make the pictures this many pixels wide, upright in shape; without it they have "
+                 "every pixel of the sheet, and 480 with --contact")
+      ->check(CLI::Range(1, 5000));
+  auto* contact = app.add_option(
+      "--contact", wishes.contact,
+      "put all sheets on this one PNG file, each with its number; a file may then also be a "
+      "picture (PNG, JPEG, PPM), and CAPTION=FILE names it");
+  app.add_option("-c,--columns", wishes.columns, "with --contact: sheets side by side")
+      ->needs(contact)
+      ->check(CLI::Range(1, 100))
+      ->capture_default_str();
+  auto* proof = app.add_option(
+      "--proof", wishes.proof,
+      "show the sheets as this profile of the printer says that they come out, in the colours of "
+      "an sRGB screen (relative colorimetric); a file, or a name the filter would find");
+  app.add_flag("--raw", wishes.raw, "leave the sheet mirrored, as the printer gets it");
+  auto* check = app.add_flag("--check", wishes.check, "only check the stream, write no pictures");
+  app.add_flag("--dump", wishes.dump, "show every block and field instead of one line a sheet");
+  contact->excludes(output)->excludes(check);
+  proof->excludes(check);
+}
+
+int preview_program(int argc, char** argv) {
+  // A reader that went away is an ordinary write error.
+  std::signal(SIGPIPE, SIG_IGN);
+  CLI::App app("Checks a printer stream and shows its sheets as pictures.", "k905-preview");
+  PreviewWishes wishes;
+  describe_options(app, wishes);
+  const auto status = parse_command_line(app, argc, argv);
+  return status ? *status : show_files(app, wishes);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return guarded_main("k905-preview", preview_program, argc, argv);
+}

@@ -1,0 +1,259 @@
+#include "devtools/preview/preview.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+
+#include "apps/base/progress.h"
+#include "apps/image/contact_sheet.h"
+#include "apps/image/profile_conversion.h"
+#include "apps/image/read_picture.h"
+#include "apps/image/scale.h"
+#include "apps/image/sheet_picture.h"
+#include "apps/image/write_png.h"
+#include "apps/wire/stream_dump.h"
+#include "geometry/paper_table.h"
+
+namespace {
+
+constexpr std::uint32_t kContactWidth = 480;
+
+std::string picture_name(const std::string& output, int number) {
+  constexpr std::size_t ending = 4;  // ".png"
+  const std::string numbered = "-" + std::to_string(number) + ".png";
+  const bool whole_name = output.size() > ending && output.ends_with(".png");
+  if (!whole_name) {
+    return output + numbered;
+  }
+  return number == 1 ? output : output.substr(0, output.size() - ending) + numbered;
+}
+
+// 600 dpi from top to bottom doubles the height of a sheet and of nothing else.
+PixelDensity density_of(const Sheet& sheet) {
+  for (const PaperConfig& paper : paper_sizes) {
+    if (sheet.width == static_cast<std::uint32_t>(paper.canvas_width) &&
+        sheet.height == 2 * static_cast<std::uint32_t>(paper.canvas_height)) {
+      return {300, 600};
+    }
+  }
+  return {300, 300};
+}
+
+Picture reduced(const Picture& picture, std::uint32_t width, PixelDensity density) {
+  constexpr double tallest = 20000;
+  const double shape = static_cast<double>(picture.height) / picture.width *
+                       density.horizontal_dpi / density.vertical_dpi;
+  const auto height = static_cast<std::uint32_t>(std::clamp(width * shape + 0.5, 1.0, tallest));
+  return scaled(picture, width, height);
+}
+
+struct NamedFile {
+  std::optional<std::string> caption;
+  std::string file;
+};
+
+// The last sign divides: a caption may hold one, as in "StpGamma=1600".
+NamedFile split_at_caption(const std::string& text) {
+  const std::size_t equals = text.rfind('=');
+  if (equals == std::string::npos) {
+    return {std::nullopt, text};
+  }
+  return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+// A stream begins with an escape, no picture does. What cannot be looked at twice, such as a pipe,
+// is a stream.
+bool holds_picture(int descriptor) {
+  unsigned char first = 0;
+  return pread(descriptor, &first, 1, 0) == 1 && (first == 0x89 || first == 0xFF || first == 'P');
+}
+
+class Preview {
+ public:
+  Preview(const CLI::App& app, const PreviewWishes& wishes)
+      : app_(app),
+        wishes_(wishes),
+        progress_("sheet", 0),
+        width_(wishes.width == 0 && !wishes.contact.empty() ? kContactWidth : wishes.width),
+        contact_(wishes.columns, width_) {}
+
+  // False after an error, which has been told.
+  bool open_proof() {
+    if (wishes_.proof.empty()) {
+      return true;
+    }
+    proof_.emplace(wishes_.proof);
+    return proof_->ok() || fail("the profile " + wishes_.proof + " " + proof_->error());
+  }
+
+  // Reads one file to its end; its sheets are numbered on from those before. False after an error.
+  bool read(const std::string& text) {
+    const NamedFile named =
+        wishes_.contact.empty() ? NamedFile{std::nullopt, text} : split_at_caption(text);
+    caption_ = named.caption;
+    sheets_of_file_ = 0;
+    if (named.file == "-") {
+      return read_stream(STDIN_FILENO, "standard input");
+    }
+    const int descriptor = open(named.file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+      return fail(named.file + ": " + std::strerror(errno));
+    }
+    const bool good = !wishes_.contact.empty() && holds_picture(descriptor)
+                          ? add_picture(named.file)
+                          : read_stream(descriptor, named.file);
+    close(descriptor);
+    return good;
+  }
+
+  // Writes what belongs to all sheets together. False after an error.
+  bool finish() {
+    if (wishes_.contact.empty() || contact_.count() == 0) {
+      if (sheets_ == 0) {
+        complain(app_, "the stream holds no sheet");
+      }
+      return true;
+    }
+    if (!write(wishes_.contact, contact_.picture(), {})) {
+      return false;
+    }
+    progress_.wipe();
+    std::printf("%zu picture%s -> %s\n", contact_.count(), contact_.count() == 1 ? "" : "s",
+                wishes_.contact.c_str());
+    return true;
+  }
+
+ private:
+  bool fail(const std::string& message) {
+    progress_.wipe();
+    std::fflush(stdout);
+    complain(app_, message);
+    return false;
+  }
+
+  bool read_stream(int descriptor, const std::string& name) {
+    bool shown = true;
+    PrinterStreamParser parser([&](Sheet&& sheet) { shown = shown && show(sheet); });
+    std::vector<std::uint8_t> bytes(1 << 18);
+    bool going_on = true;
+    while (going_on && shown) {
+      const ssize_t got = ::read(descriptor, bytes.data(), bytes.size());
+      if (got < 0 && errno == EINTR) {
+        continue;
+      }
+      if (got < 0) {
+        return fail(name + ": " + std::strerror(errno));
+      }
+      going_on = got > 0 && parser.feed(bytes.data(), static_cast<std::size_t>(got));
+    }
+    if (shown && !parser.finish()) {
+      return fail(name + ": " + describe(*parser.error()));
+    }
+    return shown;
+  }
+
+  bool show(const Sheet& sheet) {
+    ++sheets_;
+    ++sheets_of_file_;
+    const std::string file = picture_name(wishes_.output, sheets_);
+    if (!wishes_.check && !show_picture(sheet, file)) {
+      return false;
+    }
+    progress_.wipe();
+    if (wishes_.dump) {
+      std::fputs(dump_sheet(sheet, sheets_).c_str(), stdout);
+    } else {
+      print_line(sheet, file);
+    }
+    std::fflush(stdout);
+    progress_.show(sheets_);
+    return true;
+  }
+
+  bool show_picture(const Sheet& sheet, const std::string& file) {
+    PixelDensity density = density_of(sheet);
+    Picture picture = sheet_picture(sheet, wishes_.raw ? Mirror::leave : Mirror::undo);
+    if (proof_) {
+      proof_->show(picture);
+    }
+    if (!wishes_.contact.empty()) {
+      return add_to_contact(caption_of_sheet(), picture, density);
+    }
+    if (width_ != 0) {
+      picture = reduced(picture, width_, density);
+      density = {};
+    }
+    return write(file, picture, density);
+  }
+
+  bool add_picture(const std::string& file) {
+    std::string error;
+    const auto picture = read_picture(file, error);
+    if (!picture) {
+      return fail(file + ": " + error);
+    }
+    const std::string name = std::filesystem::path(file).stem().string();
+    return add_to_contact(caption_.value_or(name), upright(*picture), {1, 1});
+  }
+
+  bool add_to_contact(const std::string& caption, const Picture& picture, PixelDensity density) {
+    return contact_.add(caption, eight_bit_colours(reduced(picture, width_, density))) ||
+           fail("too many or too large for one picture; --width makes them smaller");
+  }
+
+  // A caption is for the first sheet of its file, the later ones get a number behind it.
+  [[nodiscard]] std::string caption_of_sheet() const {
+    if (!caption_) {
+      return "sheet " + std::to_string(sheets_);
+    }
+    return sheets_of_file_ == 1 ? *caption_ : *caption_ + " " + std::to_string(sheets_of_file_);
+  }
+
+  bool write(const std::string& file, const Picture& picture, PixelDensity density) {
+    std::string error;
+    return write_png(file, picture, density, error) || fail(file + ": " + error);
+  }
+
+  void print_line(const Sheet& sheet, const std::string& file) const {
+    std::printf("sheet %d: %u x %u, %s, cutter %u, Y %016" PRIx64 ", M %016" PRIx64
+                ", C %016" PRIx64,
+                sheets_, sheet.width, sheet.height, sheet.matte ? "matte" : "glossy", sheet.cutter,
+                plane_checksum(sheet.plane[2]), plane_checksum(sheet.plane[1]),
+                plane_checksum(sheet.plane[0]));
+    const bool of_its_own = !wishes_.check && wishes_.contact.empty();
+    std::printf(of_its_own ? " -> %s\n" : "\n", file.c_str());
+  }
+
+  const CLI::App& app_;
+  const PreviewWishes& wishes_;
+  Progress progress_;
+  std::uint32_t width_;  // of a picture; 0: every pixel of the sheet
+  ContactSheet contact_;
+  std::optional<ProofProfile> proof_;
+  std::optional<std::string> caption_;  // given to the file that is being read
+  int sheets_ = 0;
+  int sheets_of_file_ = 0;
+};
+
+}  // namespace
+
+int show_files(const CLI::App& app, const PreviewWishes& wishes) {
+  const std::vector<std::string> standard_input{"-"};
+  Preview preview(app, wishes);
+  if (!preview.open_proof()) {
+    return kExitFailed;
+  }
+  for (const std::string& file : wishes.files.empty() ? standard_input : wishes.files) {
+    if (!preview.read(file)) {
+      return kExitFailed;
+    }
+  }
+  return preview.finish() ? 0 : kExitFailed;
+}

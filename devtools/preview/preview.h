@@ -1,0 +1,22 @@
+// Printer streams turned into pictures and lines, sheet by sheet.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/base/program.h"
+
+struct PreviewWishes {
+  std::vector<std::string> files;  // "-" is standard input
+  std::string output = "sheet";
+  std::string contact;  // one picture for all sheets instead of one for each
+  std::string proof;    // the printer's profile, by path or name
+  std::uint32_t columns = 3;
+  std::uint32_t width = 0;  // 0: not said
+  bool raw = false;
+  bool check = false;
+  bool dump = false;
+};
+
+// Does what is wished, tells every sheet on standard output and returns the exit status.
+[[nodiscard]] int show_files(const CLI::App& app, const PreviewWishes& wishes);

@@ -1,0 +1,352 @@
+// k905-raster: pictures to the raster pages that the filter reads, as the print system would make
+// them.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "apps/base/program.h"
+#include "apps/base/progress.h"
+#include "apps/image/read_picture.h"
+#include "apps/image/scale.h"
+#include "apps/image/test_pictures.h"
+#include "apps/image/write_png.h"
+#include "apps/layout/raster_writer.h"
+
+namespace {
+
+struct Wishes {
+  std::vector<std::string> pictures;
+  std::string output = "-";
+  std::string paper = "w288h432";
+  std::string size = "page";
+  std::string resolution = "300x300";
+  std::string format = "rgb8";
+  std::string colour_space;
+  std::string orientation = "portrait";
+  std::string fit = "fill";
+  std::string points;
+  std::string page_png;
+  unsigned copies = 1;
+  bool compressed = false;
+  bool list = false;
+};
+
+constexpr const char* kTestPrefix = "test:";
+
+std::string joined_formats() {
+  std::string text;
+  for (const PageFormat& format : page_formats) {
+    text += (text.empty() ? "" : ", ") + std::string(format.name);
+  }
+  return text;
+}
+
+void describe_options(CLI::App& app, Wishes& wishes) {
+  app.add_option("PICTURE", wishes.pictures,
+                 "PNG, JPEG or PPM files, one page each; \"-\" is standard input, \"test:NAME\" or "
+                 "\"test:NAME:WxH\" a picture that the program draws itself");
+  app.add_option("-o,--output", wishes.output, "where the raster goes; \"-\" is standard output")
+      ->capture_default_str();
+  app.add_option("-p,--paper", wishes.paper, "paper, by either of its names (w288h432 or 6x4)")
+      ->capture_default_str();
+  app.add_option("-s,--size", wishes.size,
+                 "pixels of the page: \"page\" as the paper has them, \"picture\" as the picture "
+                 "has them, or WxH")
+      ->capture_default_str();
+  app.add_option("--points", wishes.points,
+                 "the header's page size, WxH in points; without it the paper's");
+  app.add_option("-r,--resolution", wishes.resolution, "dots per inch")
+      ->check(CLI::IsMember({"300x300", "300x600"}))
+      ->capture_default_str();
+  app.add_option("-f,--format", wishes.format, "colours and bits: " + joined_formats())
+      ->capture_default_str();
+  app.add_option("--color-space", wishes.colour_space,
+                 "the header's colour space, by number or name (W, RGB, RGBA, K, CMY, YMC, CMYK); "
+                 "without it the one that belongs to the format");
+  app.add_option("--orientation", wishes.orientation, "how the page is turned")
+      ->check(CLI::IsMember({"portrait", "landscape", "reverse-portrait", "reverse-landscape"}))
+      ->capture_default_str();
+  app.add_option("--fit", wishes.fit,
+                 "a picture of another shape is cut (fill), surrounded with white (whole) or "
+                 "distorted (stretch)")
+      ->check(CLI::IsMember({"fill", "whole", "stretch"}))
+      ->capture_default_str();
+  app.add_option("-n,--copies", wishes.copies, "the header's number of copies")
+      ->capture_default_str();
+  app.add_flag("-c,--compressed", wishes.compressed, "write a compressed stream");
+  app.add_option("--page-png", wishes.page_png,
+                 "also write the first page, as it stands in the raster, to this PNG file");
+  app.add_flag("--list", wishes.list, "list papers, formats and test pictures, and end");
+}
+
+void print_lists() {
+  std::printf("Papers (either name):\n");
+  for (const PaperConfig& paper : paper_sizes) {
+    std::printf("  %-14s %-8s %7.2f x %6.2f points, sheet of %d x %d pixels\n", paper.ppd_name,
+                paper.label, static_cast<double>(paper.page_width_pt),
+                static_cast<double>(paper.page_height_pt), paper.canvas_width, paper.canvas_height);
+  }
+  std::printf("Formats:\n");
+  for (const PageFormat& format : page_formats) {
+    std::printf("  %-14s %u x %u bit%s%s\n", format.name, format.colours, format.bits,
+                *format.note != '\0' ? ", " : "", format.note);
+  }
+  std::printf("Test pictures (test:NAME):\n");
+  for (const TestPictureName& picture : test_picture_names()) {
+    std::printf("  %-14s %s\n", picture.name, picture.shows);
+  }
+}
+
+// A number of 1 to 65535, all of it digits.
+bool parse_length(const std::string& text, unsigned& length) {
+  constexpr std::size_t most_digits = 5;
+  if (text.empty() || text.size() > most_digits ||
+      text.find_first_not_of("0123456789") != std::string::npos) {
+    return false;
+  }
+  length = static_cast<unsigned>(std::stoul(text));
+  return length >= 1 && length <= 65535;
+}
+
+// "1920x1240"
+bool parse_size(const std::string& text, unsigned& width, unsigned& height) {
+  const std::size_t x = text.find('x');
+  return x != std::string::npos && parse_length(text.substr(0, x), width) &&
+         parse_length(text.substr(x + 1), height);
+}
+
+const PaperConfig* find_paper(const std::string& name) {
+  for (const PaperConfig& paper : paper_sizes) {
+    if (name == paper.ppd_name || name == paper.label) {
+      return &paper;
+    }
+  }
+  return nullptr;
+}
+
+// A name of the list or any number; the filter must cope with codes it does not know.
+bool parse_colour_space(const std::string& text, unsigned& code) {
+  for (std::size_t i = 0; i < colour_space_names.size(); ++i) {
+    if (text == colour_space_names[i]) {
+      code = static_cast<unsigned>(i);
+      return true;
+    }
+  }
+  return CLI::detail::lexical_cast(text, code) && code <= 1000;
+}
+
+unsigned orientation_code(const std::string& name) {
+  return name == "landscape"           ? 1
+         : name == "reverse-portrait"  ? 2
+         : name == "reverse-landscape" ? 3
+                                       : 0;
+}
+
+// Null when all is well, otherwise what is wrong with the wishes.
+std::optional<std::string> make_plan(const Wishes& wishes, PagePlan& plan) {
+  if (wishes.pictures.empty()) {
+    return "no picture given";
+  }
+  plan.paper = find_paper(wishes.paper);
+  if (plan.paper == nullptr) {
+    return "--paper: no paper is called \"" + wishes.paper + "\" (see --list)";
+  }
+  plan.format = find_page_format(wishes.format);
+  if (plan.format == nullptr) {
+    return "--format: not one of " + joined_formats() + ": \"" + wishes.format + "\"";
+  }
+  plan.colour_space = plan.format->colour_space;
+  if (!wishes.colour_space.empty() && !parse_colour_space(wishes.colour_space, plan.colour_space)) {
+    return "--color-space: neither a name nor a number: \"" + wishes.colour_space + "\"";
+  }
+  if (wishes.size == "picture") {
+    plan.size = PageSize::picture;
+  } else if (wishes.size != "page") {
+    plan.size = PageSize::pixels;
+    if (!parse_size(wishes.size, plan.width, plan.height)) {
+      return "--size: neither \"page\" nor \"picture\" nor WxH: \"" + wishes.size + "\"";
+    }
+  }
+  if (!wishes.points.empty() &&
+      !parse_size(wishes.points, plan.page_width_pt, plan.page_height_pt)) {
+    return "--points: not WxH: \"" + wishes.points + "\"";
+  }
+  plan.vertical_dpi = wishes.resolution == "300x600" ? 600 : 300;
+  plan.orientation = orientation_code(wishes.orientation);
+  plan.copies = wishes.copies;
+  return std::nullopt;
+}
+
+void wanted_pixels(const PagePlan& plan, unsigned& width, unsigned& height) {
+  width = plan.width;
+  height = plan.height;
+  if (plan.size == PageSize::page) {
+    page_pixels(plan, width, height);
+  }
+}
+
+// "test:NAME" in the size of the page, "test:NAME:WxH" in its own.
+std::optional<Picture> draw_named(const std::string& text, const PagePlan& plan,
+                                  std::string& error) {
+  const std::string name = text.substr(0, text.find(':'));
+  unsigned width = 1800;
+  unsigned height = 1200;
+  if (name.size() < text.size()) {
+    if (!parse_size(text.substr(name.size() + 1), width, height)) {
+      error = "the size of a test picture is written WxH";
+      return std::nullopt;
+    }
+  } else if (plan.size != PageSize::picture) {
+    wanted_pixels(plan, width, height);
+  }
+  std::optional<Picture> picture = draw_test_picture(name, width, height);
+  if (!picture) {
+    error = "no such test picture (see --list)";
+  }
+  return picture;
+}
+
+std::optional<Picture> obtain(const std::string& name, const PagePlan& plan, std::string& error) {
+  if (name.rfind(kTestPrefix, 0) == 0) {
+    return draw_named(name.substr(std::strlen(kTestPrefix)), plan, error);
+  }
+  std::optional<Picture> picture = read_picture(name, error);
+  if (picture) {
+    picture = upright(*picture);
+  }
+  return picture;
+}
+
+Fit fit_of(const std::string& name) {
+  return name == "whole" ? Fit::whole : name == "stretch" ? Fit::stretch : Fit::fill;
+}
+
+// The picture in the page's pixels.
+Picture page_of(const Picture& picture, const PagePlan& plan, Fit fit) {
+  if (plan.size == PageSize::picture) {
+    return picture;
+  }
+  unsigned width = 0;
+  unsigned height = 0;
+  wanted_pixels(plan, width, height);
+  // A page that the filter will turn has its two resolutions exchanged.
+  const double density = plan.vertical_dpi / static_cast<double>(plan.horizontal_dpi);
+  return fitted(picture, width, height, fit, plan.turned() ? 1 / density : density);
+}
+
+class Output {
+ public:
+  explicit Output(const std::string& path) : path_(path) {
+    descriptor_ = path == "-" ? STDOUT_FILENO
+                              : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  }
+  ~Output() {
+    if (is_file() && descriptor_ >= 0) {
+      close(descriptor_);
+    }
+  }
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  [[nodiscard]] int descriptor() const { return descriptor_; }
+
+  // Half a raster file helps nobody. A device or a pipe is left where it is.
+  void discard() {
+    struct stat status {};
+    if (is_file() && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
+      std::remove(path_.c_str());
+    }
+  }
+
+ private:
+  [[nodiscard]] bool is_file() const { return path_ != "-"; }
+  std::string path_;
+  int descriptor_ = -1;
+};
+
+bool write_page(const std::string& name, const PagePlan& plan, const Wishes& wishes,
+                RasterWriter& writer, bool first, std::string& error) {
+  const std::optional<Picture> picture = obtain(name, plan, error);
+  if (!picture) {
+    error = name + ": " + error;
+    return false;
+  }
+  const Picture page = page_of(*picture, plan, fit_of(wishes.fit));
+  const PixelDensity density{static_cast<int>(plan.horizontal_dpi),
+                             static_cast<int>(plan.vertical_dpi)};
+  if (first && !wishes.page_png.empty() && !write_png(wishes.page_png, page, density, error)) {
+    error = wishes.page_png + ": " + error;
+    return false;
+  }
+  if (!writer.write_page(plan, page, error)) {
+    error = "the raster cannot be written: " + error;
+    return false;
+  }
+  return true;
+}
+
+bool write_pages(const Wishes& wishes, const PagePlan& plan, int descriptor, std::string& error) {
+  RasterWriter writer(descriptor, wishes.compressed);
+  Progress progress("page", static_cast<int>(wishes.pictures.size()));
+  for (std::size_t i = 0; i < wishes.pictures.size(); ++i) {
+    progress.show(static_cast<int>(i) + 1);
+    if (!write_page(wishes.pictures[i], plan, wishes, writer, i == 0, error)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+int run(const CLI::App& app, const Wishes& wishes) {
+  PagePlan plan;
+  if (const auto problem = make_plan(wishes, plan)) {
+    return wrong_usage(app, *problem);
+  }
+  if (wishes.output == "-" && isatty(STDOUT_FILENO) == 1) {
+    return wrong_usage(app, "raster is nothing for a terminal: name a file with --output");
+  }
+  Output output(wishes.output);
+  if (output.descriptor() < 0) {
+    complain(app, wishes.output + ": " + std::strerror(errno));
+    return kExitFailed;
+  }
+  std::string error;
+  bool written = false;
+  try {
+    written = write_pages(wishes, plan, output.descriptor(), error);
+  } catch (const std::bad_alloc&) {
+    error = "not enough memory";
+  }
+  if (!written) {
+    complain(app, error);
+    output.discard();
+    return kExitFailed;
+  }
+  return 0;
+}
+
+int raster_program(int argc, char** argv) {
+  // A reader that went away is an ordinary write error.
+  std::signal(SIGPIPE, SIG_IGN);
+  CLI::App app("Turns pictures into CUPS raster pages for rastertok905.", "k905-raster");
+  Wishes wishes;
+  describe_options(app, wishes);
+  if (const auto status = parse_command_line(app, argc, argv)) {
+    return *status;
+  }
+  if (wishes.list) {
+    print_lists();
+    return 0;
+  }
+  return run(app, wishes);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return guarded_main("k905-raster", raster_program, argc, argv); }

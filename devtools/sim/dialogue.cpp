@@ -1,0 +1,89 @@
+#include "devtools/sim/dialogue.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "devtools/sim/replies.h"
+
+namespace {
+
+constexpr std::size_t kBlockSize = 32;
+
+std::string field(const std::string& block, std::size_t from, std::size_t size) {
+  const std::string text = block.substr(from, size);
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+// Blanks stand for no payload. What is neither is the parser's to find.
+std::uint64_t payload_length(const std::string& block) {
+  std::uint64_t length = 0;
+  for (const char digit : block.substr(24, 8)) {
+    if (digit < '0' || digit > '9') {
+      return 0;
+    }
+    length = length * 10 + static_cast<std::uint64_t>(digit - '0');
+  }
+  return length;
+}
+
+const std::uint8_t* bytes_of(const std::string& text) {
+  return reinterpret_cast<const std::uint8_t*>(text.data());
+}
+
+}  // namespace
+
+Dialogue::Dialogue(Handlers handlers)
+    : handlers_(std::move(handlers)),
+      parser_([this](Sheet&& sheet) { handlers_.sheet(std::move(sheet)); }) {}
+
+void Dialogue::hear(const std::uint8_t* bytes, std::size_t count) {
+  while (count > 0 && !deaf_) {
+    std::size_t taken = 0;
+    if (payload_left_ > 0) {
+      taken = static_cast<std::size_t>(std::min<std::uint64_t>(payload_left_, count));
+      payload_left_ -= taken;
+      feed(bytes, taken);
+    } else {
+      taken = std::min(kBlockSize - block_.size(), count);
+      block_.append(reinterpret_cast<const char*>(bytes), taken);
+      if (block_.size() == kBlockSize) {
+        take_block();
+      }
+    }
+    bytes += taken;
+    count -= taken;
+  }
+}
+
+void Dialogue::end() {
+  if (!deaf_ && !block_.empty()) {
+    feed(bytes_of(block_), block_.size());
+  }
+  if (!deaf_ && !parser_.finish()) {
+    report_nonsense();
+  }
+}
+
+void Dialogue::take_block() {
+  const std::string block = std::exchange(block_, "");
+  const std::string group = field(block, 2, 6);
+  if (block.starts_with("\x1bP") && is_question_group(group)) {
+    handlers_.question(group, field(block, 8, 16));
+    return;
+  }
+  payload_left_ = payload_length(block);
+  feed(bytes_of(block), block.size());
+}
+
+void Dialogue::feed(const std::uint8_t* bytes, std::size_t count) {
+  if (!parser_.feed(bytes, count)) {
+    report_nonsense();
+  }
+}
+
+void Dialogue::report_nonsense() {
+  deaf_ = true;
+  if (parser_.error()) {
+    handlers_.nonsense(*parser_.error());
+  }
+}

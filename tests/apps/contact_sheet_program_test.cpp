@@ -1,0 +1,223 @@
+// k905-preview --contact: sheets and pictures side by side on one.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/apps/picture_files.h"
+#include "tests/apps/programs.h"
+#include "tests/support/wire_stream.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+const std::vector<int> kInk{0, 0, 0};
+const std::vector<int> kGround{222, 222, 222};
+
+std::vector<int> pixel(const Picture& picture, std::uint32_t x, std::uint32_t y) {
+  const std::size_t at = (std::size_t{y} * picture.width + x) * 3;
+  return {picture.bytes[at], picture.bytes[at + 1], picture.bytes[at + 2]};
+}
+
+ChildResult contact(const ScratchFolder& folder, std::vector<std::string> arguments,
+                    const std::string& input = "") {
+  arguments.insert(arguments.begin(), {"--contact", "out.png"});
+  return run_program(folder, "k905-preview", arguments, input);
+}
+
+// A sheet twice as wide as tall, all of one grey.
+std::string grey_sheet(std::uint8_t value) {
+  WireSheet sheet;
+  sheet.width = 8;
+  sheet.height = 4;
+  sheet.plane.fill(std::vector<std::uint8_t>(32, value));
+  return wire_sheet(sheet);
+}
+
+TEST(ContactSheetProgram, PutsPicturesSideBySideWithTheirNames) {
+  const ScratchFolder folder;
+  folder.write("a.ppm", "P6 1 1 255\nabc");
+  folder.write("b.pgm", "P5 1 2 255\nxx");
+  const ChildResult result = contact(folder, {"-w", "20", "-c", "5", "T=a.ppm", "b.pgm"});
+  ASSERT_EQ(result.status, 0) << result.log;
+  EXPECT_EQ(result.output, "2 pictures -> out.png\n");
+  const Picture sheet = picture_in(folder, "out.png");
+  // Two columns of 20 with gaps of 12; one row of 40 (the taller picture), a caption of 14 + 6 and
+  // gaps of 12.
+  EXPECT_EQ(sheet.width, 2U * 32 + 12);
+  EXPECT_EQ(sheet.height, 40U + 20 + 12 + 12);
+  EXPECT_THAT(pixel(sheet, 12, 12), ElementsAre('a', 'b', 'c'));
+  EXPECT_THAT(pixel(sheet, 31, 31), ElementsAre('a', 'b', 'c'));
+  EXPECT_THAT(pixel(sheet, 44, 51), ElementsAre('x', 'x', 'x'));
+  // The bar of the T is five dots of two pixels; its stem stands under the third.
+  const std::uint32_t caption = 12 + 40 + 6;
+  EXPECT_EQ(pixel(sheet, 12, caption), kInk);
+  EXPECT_EQ(pixel(sheet, 21, caption + 1), kInk);
+  EXPECT_EQ(pixel(sheet, 22, caption), kGround);
+  EXPECT_EQ(pixel(sheet, 16, caption + 13), kInk);
+  EXPECT_EQ(pixel(sheet, 14, caption + 13), kGround);
+}
+
+TEST(ContactSheetProgram, TheSheetsOfAJobStandOnOnePictureWithTheirNumbers) {
+  const ScratchFolder folder;
+  const ChildResult result =
+      contact(folder, {"--width", "100"}, grey_sheet(77) + grey_sheet(99) + grey_sheet(11));
+  ASSERT_EQ(result.status, 0) << result.log;
+  EXPECT_THAT(result.output, HasSubstr("sheet 3: 8 x 4, glossy, cutter 0, "));
+  EXPECT_THAT(result.output, testing::EndsWith("\n3 pictures -> out.png\n"));
+  EXPECT_THAT(result.output, Not(HasSubstr("sheet-1.png")));
+  EXPECT_FALSE(folder.read("sheet-1.png"));
+  const Picture sheet = picture_in(folder, "out.png");
+  EXPECT_EQ(sheet.width, 3U * 112 + 12);
+  EXPECT_EQ(sheet.height, 50U + 20 + 12 + 12);
+  EXPECT_THAT(pixel(sheet, 12, 12), ElementsAre(77, 77, 77));
+  EXPECT_THAT(pixel(sheet, 124, 61), ElementsAre(99, 99, 99));
+  EXPECT_THAT(pixel(sheet, 335, 61), ElementsAre(11, 11, 11));
+  // "SHEET 1" and "SHEET 2": of the seventh letter's highest row a 1 has the third dot only, a 2
+  // the second as well. Letters are 12 pixels apart, dots 2.
+  const std::uint32_t caption = 12 + 50 + 6;
+  EXPECT_EQ(pixel(sheet, 12 + 72 + 4, caption), kInk);
+  EXPECT_EQ(pixel(sheet, 12 + 72 + 2, caption), kGround);
+  EXPECT_EQ(pixel(sheet, 124 + 72 + 4, caption), kInk);
+  EXPECT_EQ(pixel(sheet, 124 + 72 + 2, caption), kInk);
+}
+
+TEST(ContactSheetProgram, ACaptionNamesTheFirstSheetOfItsFileAndNumbersTheOthers) {
+  const ScratchFolder folder;
+  folder.write("a.prn", grey_sheet(1) + grey_sheet(2));
+  ASSERT_EQ(contact(folder, {"-w", "100", "T=a.prn", "-"}, grey_sheet(3)).status, 0);
+  const Picture sheet = picture_in(folder, "out.png");
+  const std::uint32_t caption = 12 + 50 + 6;
+  EXPECT_EQ(pixel(sheet, 12, caption), kInk);              // T
+  EXPECT_EQ(pixel(sheet, 12 + 24 + 2, caption), kGround);  // and no more
+  EXPECT_EQ(pixel(sheet, 124, caption), kInk);             // T
+  EXPECT_EQ(pixel(sheet, 124 + 24 + 2, caption), kInk);    // 2
+  EXPECT_EQ(pixel(sheet, 236 + 72 + 2, caption), kInk);    // SHEET 3: a 3 begins like a 2
+  EXPECT_EQ(pixel(sheet, 236 + 72 + 2, caption + 4), kGround);
+}
+
+TEST(ContactSheetProgram, ACaptionWiderThanItsPictureIsCut) {
+  const ScratchFolder folder;
+  folder.write("a.ppm", "P6 1 1 255\nabc");
+  ASSERT_EQ(contact(folder, {"-w", "24", "TTTT=a.ppm", "=a.ppm"}).status, 0);
+  const Picture sheet = picture_in(folder, "out.png");
+  const std::uint32_t caption = 12 + 24 + 6;
+  EXPECT_EQ(pixel(sheet, 12 + 12, caption), kInk);
+  for (std::uint32_t x = 12 + 24; x < sheet.width; ++x) {
+    EXPECT_EQ(pixel(sheet, x, caption), kGround) << x;
+  }
+}
+
+TEST(ContactSheetProgram, APictureWithoutACaptionIsCalledByItsFile) {
+  const ScratchFolder folder;
+  folder.write("T.ppm", "P6 1 1 255\nabc");
+  ASSERT_EQ(contact(folder, {"-w", "80", "T=./T.ppm", "./T.ppm", "=T.ppm"}).status, 0);
+  const Picture sheet = picture_in(folder, "out.png");
+  for (std::uint32_t y = 12 + 80; y < sheet.height; ++y) {
+    for (std::uint32_t x = 0; x < 80; ++x) {
+      EXPECT_EQ(pixel(sheet, 12 + x, y), pixel(sheet, 104 + x, y));
+      EXPECT_EQ(pixel(sheet, 196 + x, y), kGround);
+    }
+  }
+  EXPECT_EQ(pixel(sheet, 104, 12 + 80 + 6), kInk);
+}
+
+TEST(ContactSheetProgram, ACaptionMayHoldAnEqualsSign) {
+  const ScratchFolder folder;
+  folder.write("a.ppm", "P6 1 1 255\nabc");
+  EXPECT_EQ(contact(folder, {"gamma=1600=a.ppm"}).status, 0);
+}
+
+TEST(ContactSheetProgram, SheetsAreFourHundredAndEightyWideUnlessSaidOtherwise) {
+  const ScratchFolder folder;
+  ASSERT_EQ(contact(folder, {}, grey_sheet(1)).status, 0);
+  EXPECT_EQ(picture_in(folder, "out.png").width, 480U + 24);
+}
+
+TEST(ContactSheetProgram, ASheetOfSixHundredDpiHasItsRealShape) {
+  const ScratchFolder folder;
+  WireSheet sheet;
+  sheet.width = 1920;
+  sheet.height = 2480;
+  sheet.plane.fill(std::vector<std::uint8_t>(std::size_t{1920} * 2480, 77));
+  ASSERT_EQ(contact(folder, {"-w", "192"}, wire_sheet(sheet)).status, 0);
+  EXPECT_EQ(picture_in(folder, "out.png").height, 124U + 20 + 12 + 12);
+}
+
+TEST(ContactSheetProgram, APhotographThatACameraTurnedStandsUpright) {
+  const ScratchFolder folder;
+  JpegKind turned;
+  turned.orientation = 6;
+  folder.write("a.jpg", jpeg_file(4, 2, turned, std::vector<std::uint8_t>(24, 9)));
+  ASSERT_EQ(contact(folder, {"-w", "20", "a.jpg"}).status, 0);
+  EXPECT_EQ(picture_in(folder, "out.png").height, 40U + 20 + 12 + 12);
+}
+
+TEST(ContactSheetProgram, PicturesOfEveryKindAreShownInTheirColours) {
+  const ScratchFolder folder;
+  PngKind grey;
+  grey.colour_type = 0;
+  PngKind deep;
+  deep.bits = 16;
+  JpegKind grey_jpeg;
+  grey_jpeg.channels = 1;
+  JpegKind inks;
+  inks.channels = 4;
+  folder.write("a.png", png_file(1, 1, {}, {10, 120, 230}));
+  folder.write("b.png", png_file(1, 1, grey, {77}));
+  folder.write("c.png", png_file(1, 1, deep, {10, 10, 120, 120, 230, 230}));
+  folder.write("d.jpg", jpeg_file(8, 8, grey_jpeg, std::vector<std::uint8_t>(64, 90)));
+  folder.write("e.jpg", jpeg_file(8, 8, inks, std::vector<std::uint8_t>(256, 255)));  // bare paper
+  ASSERT_EQ(
+      contact(folder, {"-w", "8", "-c", "5", "a.png", "b.png", "c.png", "d.jpg", "e.jpg"}).status,
+      0);
+  const Picture sheet = picture_in(folder, "out.png");
+  const std::vector<std::vector<int>> wanted{
+      {10, 120, 230}, {77, 77, 77}, {10, 120, 230}, {90, 90, 90}, {255, 255, 255}};
+  for (std::uint32_t i = 0; i < wanted.size(); ++i) {
+    EXPECT_EQ(pixel(sheet, 12 + 20 * i + 4, 12 + 4), wanted[i]) << i;
+  }
+}
+
+TEST(ContactSheetProgram, NothingIsWrittenWhenAFileIsWrong) {
+  const ScratchFolder folder;
+  folder.write("good.prn", grey_sheet(1));
+  folder.write("cut.prn", grey_sheet(1).substr(0, 40));
+  folder.write("broken.png", "\x89 broken");
+  for (const char* wrong : {"no.png", "cut.prn", "broken.png", "x=no.png"}) {
+    const ChildResult result = contact(folder, {"good.prn", wrong});
+    EXPECT_EQ(result.status, 1) << wrong;
+    const std::string file = std::string(wrong).substr(wrong[1] == '=' ? 2 : 0);
+    EXPECT_THAT(result.log, StartsWith("k905-preview: " + file + ": "));
+    EXPECT_FALSE(folder.read("out.png")) << wrong;
+  }
+}
+
+TEST(ContactSheetProgram, AJobWithoutASheetGivesNoPicture) {
+  const ScratchFolder folder;
+  const ChildResult result = contact(folder, {});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.log, "k905-preview: the stream holds no sheet\n");
+  EXPECT_FALSE(folder.read("out.png"));
+}
+
+TEST(ContactSheetProgram, APictureThatCannotBeWrittenIsNamed) {
+  const ScratchFolder folder;
+  const ChildResult result =
+      run_program(folder, "k905-preview", {"--contact", "no/out.png"}, grey_sheet(1));
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-preview: no/out.png: No such file or directory\n");
+}
+
+TEST(ContactSheetProgram, WrongUsageIsExitStatusTwo) {
+  const ScratchFolder folder;
+  for (const std::vector<std::string>& wrong :
+       std::vector<std::vector<std::string>>{{"--output", "x"}, {"--check"}, {"--columns", "0"}}) {
+    EXPECT_EQ(contact(folder, wrong, grey_sheet(1)).status, 2) << wrong[0];
+  }
+  EXPECT_EQ(run_program(folder, "k905-preview", {"--columns", "2"}, grey_sheet(1)).status, 2);
+}
+
+}  // namespace

@@ -1,0 +1,107 @@
+#include "apps/base/nameless_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include "tests/support/child_process.h"
+#include "tests/support/environment_guard.h"
+
+namespace {
+
+bool no_memory_files = false;
+
+}  // namespace
+
+extern "C" int __real_memfd_create(const char* name, unsigned flags);
+extern "C" int __wrap_memfd_create(const char* name, unsigned flags) {
+  if (no_memory_files) {
+    errno = ENOSYS;
+    return -1;
+  }
+  return __real_memfd_create(name, flags);
+}
+
+namespace {
+
+TEST(NamelessFile, StandsAtItsFirstByte) {
+  const int file = nameless_file_holding("letter", "photograph");
+  ASSERT_GE(file, 0);
+  char bytes[32];
+  ASSERT_EQ(read(file, bytes, sizeof bytes), 10);
+  EXPECT_EQ(std::string(bytes, 10), "photograph");
+  close(file);
+}
+
+TEST(NamelessFile, CanBeOpenedAgainByItsNumberAndLiesInNoFolder) {
+  const int file = nameless_file_holding("letter", "photograph");
+  ASSERT_GE(file, 0);
+  const int again = open(("/dev/fd/" + std::to_string(file)).c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(again, 0);
+  struct stat status {};
+  ASSERT_EQ(fstat(again, &status), 0);
+  EXPECT_EQ(status.st_size, 10);
+  EXPECT_EQ(status.st_nlink, 0U);
+  close(again);
+  close(file);
+}
+
+TEST(NamelessFile, IsNotHandedOn) {
+  const int file = nameless_file_holding("letter", "");
+  ASSERT_GE(file, 0);
+  EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
+  close(file);
+}
+
+TEST(NamelessFile, WhereMemoryIsNoFileItLeavesNothingInTheFolderItWasMadeIn) {
+  const ScratchFolder folder;
+  const EnvironmentGuard temporary("TMPDIR", folder.path().c_str());
+  no_memory_files = true;
+  const int file = nameless_file_holding("letter", "photograph");
+  no_memory_files = false;
+  ASSERT_GE(file, 0);
+  char bytes[32];
+  EXPECT_EQ(read(file, bytes, sizeof bytes), 10);
+  EXPECT_EQ(std::string(bytes, 10), "photograph");
+  EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
+  struct stat status {};
+  EXPECT_EQ(fstat(file, &status), 0);
+  EXPECT_EQ(status.st_nlink, 0U);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  close(file);
+}
+
+TEST(NamelessFile, WithoutAFolderForItTellsWhy) {
+  const EnvironmentGuard temporary("TMPDIR", "/nowhere");
+  no_memory_files = true;
+  const int file = nameless_file_holding("letter", "photograph");
+  const int reason = errno;
+  no_memory_files = false;
+  EXPECT_EQ(file, -1);
+  EXPECT_EQ(reason, ENOENT);
+}
+
+TEST(NamelessFile, WithoutRoomTellsWhyAndHoldsNothing) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  const int next = dup(STDERR_FILENO);  // the lowest number that is free
+  close(next);
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit four = {.rlim_cur = 4, .rlim_max = before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &four), 0);
+  const int file = nameless_file_holding("letter", "photograph");
+  const int reason = errno;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+  EXPECT_EQ(file, -1);
+  EXPECT_EQ(reason, EFBIG);
+  EXPECT_EQ(fcntl(next, F_GETFD), -1);
+}
+
+}  // namespace

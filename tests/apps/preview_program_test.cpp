@@ -1,0 +1,189 @@
+// k905-preview as its users start it: a printer's stream in, pictures and lines out.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/apps/programs.h"
+#include "tests/support/wire_stream.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+// A sheet of 2 x 1: red 10 and 20, green 30 and 40, blue 50 and 60 from the left.
+WireSheet small_sheet() {
+  WireSheet sheet;
+  sheet.width = 2;
+  sheet.height = 1;
+  sheet.plane = {{{10, 20}, {30, 40}, {50, 60}}};
+  return sheet;
+}
+
+ChildResult preview(const ScratchFolder& folder, const std::vector<std::string>& arguments,
+                    const std::string& input = "") {
+  return run_program(folder, "k905-preview", arguments, input);
+}
+
+TEST(PreviewProgram, ShowsTheSheetAsTheCustomerHoldsIt) {
+  const ScratchFolder folder;
+  const ChildResult result = preview(folder, {}, wire_sheet(small_sheet()));
+  EXPECT_EQ(result.status, 0) << result.log;
+  EXPECT_THAT(result.log, IsEmpty());
+  EXPECT_THAT(picture_in(folder, "sheet-1.png").bytes, ElementsAre(20, 40, 60, 10, 30, 50));
+}
+
+TEST(PreviewProgram, RawLeavesTheMirror) {
+  const ScratchFolder folder;
+  EXPECT_EQ(preview(folder, {"--raw", "-o", "x"}, wire_sheet(small_sheet())).status, 0);
+  EXPECT_THAT(picture_in(folder, "x-1.png").bytes, ElementsAre(10, 30, 50, 20, 40, 60));
+}
+
+TEST(PreviewProgram, PrintsALineASheet) {
+  const ScratchFolder folder;
+  WireSheet sheet;
+  sheet.width = 1;
+  sheet.height = 1;
+  // The 64-bit FNV-1a of "a" is af63dc4c8601ec8c, of "b" af63df4c8601f1a5, of "c" af63de4c8601eff2.
+  sheet.plane = {{{'c'}, {'b'}, {'a'}}};
+  sheet.matte = true;
+  sheet.cutter = "00000120";
+  const ChildResult result = preview(folder, {"a.prn", "-"}, wire_sheet(small_sheet()));
+  EXPECT_EQ(result.status, 1);
+  folder.write("a.prn", wire_sheet(sheet));
+  EXPECT_EQ(preview(folder, {"a.prn"}).output,
+            "sheet 1: 1 x 1, matte, cutter 120, Y af63dc4c8601ec8c, M af63df4c8601f1a5, "
+            "C af63de4c8601eff2 -> sheet-1.png\n");
+  sheet.matte = false;
+  EXPECT_EQ(preview(folder, {"--check"}, wire_sheet(sheet)).output,
+            "sheet 1: 1 x 1, glossy, cutter 120, Y af63dc4c8601ec8c, M af63df4c8601f1a5, "
+            "C af63de4c8601eff2\n");
+}
+
+TEST(PreviewProgram, SheetsOfSeveralStreamsAreNumberedOn) {
+  const ScratchFolder folder;
+  folder.write("a.prn", wire_sheet(small_sheet()) + wire_sheet({}));
+  const ChildResult result = preview(folder, {"a.prn", "-"}, wire_sheet(small_sheet()));
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.output, HasSubstr("sheet 2: 3 x 2, "));
+  EXPECT_THAT(result.output, HasSubstr("sheet 3: 2 x 1, "));
+  EXPECT_EQ(picture_in(folder, "sheet-3.png").width, 2U);
+}
+
+TEST(PreviewProgram, AWholeNameIsTheFirstSheets) {
+  const ScratchFolder folder;
+  const ChildResult result =
+      preview(folder, {"-o", "out.png"}, wire_sheet(small_sheet()) + wire_sheet({}));
+  EXPECT_THAT(result.output, HasSubstr(" -> out.png\n"));
+  EXPECT_THAT(result.output, HasSubstr(" -> out-2.png\n"));
+  EXPECT_EQ(picture_in(folder, "out.png").width, 2U);
+  EXPECT_EQ(picture_in(folder, "out-2.png").width, 3U);
+}
+
+TEST(PreviewProgram, CheckWritesNoPicture) {
+  const ScratchFolder folder;
+  EXPECT_EQ(preview(folder, {"--check"}, wire_sheet({})).status, 0);
+  EXPECT_FALSE(folder.read("sheet-1.png"));
+}
+
+TEST(PreviewProgram, DumpShowsTheBlocks) {
+  const ScratchFolder folder;
+  const std::string dump = preview(folder, {"--check", "--dump"}, wire_sheet({})).output;
+  EXPECT_THAT(dump, StartsWith("sheet 1: offset 0, 3450 bytes, 3 x 2, glossy, cutter 0\n"));
+  EXPECT_THAT(dump, HasSubstr("      1126 ESC P [IMAGE ] [MPLANE          ] [00001094]\n"));
+  EXPECT_THAT(dump, HasSubstr("ESC P [CNTRL ] [CUTTER          ] [00000008] parameter 00000000\n"));
+}
+
+TEST(PreviewProgram, AWidthReducesThePicture) {
+  const ScratchFolder folder;
+  WireSheet sheet;
+  sheet.width = 8;
+  sheet.height = 4;
+  sheet.plane.fill(std::vector<std::uint8_t>(32, 77));
+  EXPECT_EQ(preview(folder, {"-w", "4"}, wire_sheet(sheet)).status, 0);
+  const Picture picture = picture_in(folder, "sheet-1.png");
+  EXPECT_EQ(picture.width, 4U);
+  EXPECT_EQ(picture.height, 2U);
+  EXPECT_THAT(picture.bytes, testing::Each(77));
+}
+
+TEST(PreviewProgram, AReducedSheetOfSixHundredDpiHasItsRealShape) {
+  const ScratchFolder folder;
+  WireSheet sheet;
+  sheet.width = 1920;
+  sheet.height = 2480;
+  sheet.plane.fill(std::vector<std::uint8_t>(std::size_t{1920} * 2480, 77));
+  EXPECT_EQ(preview(folder, {"-w", "192"}, wire_sheet(sheet)).status, 0);
+  EXPECT_EQ(picture_in(folder, "sheet-1.png").height, 124U);
+}
+
+TEST(PreviewProgram, AWrongStreamGetsOffsetExpectedFoundAndExitStatusOne) {
+  const ScratchFolder folder;
+  std::string stream = wire_sheet(small_sheet()) + wire_sheet({});
+  const std::size_t second = wire_sheet(small_sheet()).size();
+  stream[second + 8] = 'C';
+  const ChildResult result = preview(folder, {"-"}, stream);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-preview: standard input: offset " + std::to_string(second + 8) +
+                            ": expected name \"YPLANE          \", found \"CPLANE          \"\n");
+  EXPECT_THAT(result.output, StartsWith("sheet 1: ")) << "what was right has been shown";
+}
+
+TEST(PreviewProgram, AStreamThatEndsInsideASheetIsWrong) {
+  const ScratchFolder folder;
+  folder.write("cut.prn", wire_sheet({}).substr(0, 1124));
+  const ChildResult result = preview(folder, {"cut.prn"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log,
+            "k905-preview: cut.prn: offset 1124: expected 2 more bytes of YPLANE, found the end of "
+            "the stream\n");
+}
+
+TEST(PreviewProgram, AnEmptyStreamIsRightAndSaysThatItIsEmpty) {
+  const ScratchFolder folder;
+  const ChildResult result = preview(folder, {});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.log, "k905-preview: the stream holds no sheet\n");
+}
+
+TEST(PreviewProgram, WhatCannotBeReadIsNamed) {
+  const ScratchFolder folder;
+  const ChildResult missing = preview(folder, {"missing.prn"});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.log, "k905-preview: missing.prn: No such file or directory\n");
+  const ChildResult no_file = preview(folder, {"."});
+  EXPECT_EQ(no_file.status, 1);
+  EXPECT_EQ(no_file.log, "k905-preview: .: Is a directory\n");
+}
+
+TEST(PreviewProgram, APictureThatCannotBeWrittenIsNamed) {
+  const ScratchFolder folder;
+  const ChildResult result = preview(folder, {"-o", "no/sheet"}, wire_sheet({}));
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-preview: no/sheet-1.png: No such file or directory\n");
+}
+
+TEST(PreviewProgram, WrongUsageIsExitStatusTwo) {
+  const ScratchFolder folder;
+  const std::vector<std::vector<std::string>> wrong = {{"--nonsense"}, {"-w", "0"}, {"-w", "x"}};
+  for (const auto& arguments : wrong) {
+    const ChildResult result = preview(folder, arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.log, StartsWith("k905-preview: "));
+  }
+}
+
+TEST(PreviewProgram, HelpAndVersionEndWell) {
+  const ScratchFolder folder;
+  EXPECT_THAT(preview(folder, {"--help"}).output, HasSubstr("--dump"));
+  EXPECT_THAT(preview(folder, {"--version"}).output, StartsWith("k905-preview "));
+}
+
+TEST(PreviewProgram, ShowsItsProgressOnATerminal) {
+  const ScratchFolder folder;
+  folder.write("a.prn", wire_sheet({}) + wire_sheet({}));
+  EXPECT_THAT(run_on_terminal(folder, "k905-preview", {"a.prn"}), HasSubstr("sheet 1"));
+}
+
+}  // namespace

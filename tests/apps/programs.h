@@ -1,0 +1,24 @@
+// The programs as child processes, and what they write read back.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/image/picture.h"
+#include "tests/support/child_process.h"
+#include "tests/support/raster_builder.h"
+
+// Runs build/k905-raster or k905-preview in `folder`.
+ChildResult run_program(const ScratchFolder& folder, const std::string& program,
+                        const std::vector<std::string>& arguments, const std::string& input = "");
+
+// The same with standard error on a terminal; returns what was written there. Standard output is
+// thrown away.
+std::string run_on_terminal(const ScratchFolder& folder, const std::string& program,
+                            const std::vector<std::string>& arguments);
+
+// The pages of a raster stream as libcups reads them.
+std::vector<RasterPage> raster_pages(const std::string& stream);
+
+// A picture file of the folder; fails the test when it cannot be read.
+Picture picture_in(const ScratchFolder& folder, const std::string& name);

@@ -1,0 +1,69 @@
+#include "apps/base/write_whole.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <deque>
+#include <string>
+
+#include "tests/support/child_process.h"
+#include "tests/support/system_hooks.h"
+
+namespace {
+
+class WriteWhole : public ::testing::Test {
+ protected:
+  ~WriteWhole() override {
+    close(pipe_.read_end);
+    close(pipe_.write_end);
+  }
+
+  // What the next calls of write do; behind the last one they are the system's.
+  void script(const std::deque<hooks::Step>& steps) const {
+    hooks::write_script = {.descriptor = pipe_.write_end, .steps = steps};
+  }
+  [[nodiscard]] bool write_photograph() const { return write_whole(pipe_.write_end, "photograph"); }
+  [[nodiscard]] std::string taken() const {
+    char bytes[32];
+    const ssize_t got = read(pipe_.read_end, bytes, sizeof bytes);
+    return {bytes, got > 0 ? static_cast<std::size_t>(got) : 0};
+  }
+
+  hooks::Guard guard_;
+  Pipe pipe_ = make_pipe();
+};
+
+TEST_F(WriteWhole, GoesOnBehindWhatWasTaken) {
+  script({{.at_most = 4}, {.at_most = 1}});
+  EXPECT_TRUE(write_photograph());
+  EXPECT_EQ(taken(), "photograph");
+}
+
+TEST_F(WriteWhole, GoesOnAfterASignal) {
+  script({{.error = EINTR}, {.at_most = 4}, {.error = EINTR}});
+  EXPECT_TRUE(write_photograph());
+  EXPECT_EQ(taken(), "photograph");
+}
+
+TEST_F(WriteWhole, TellsWhyItStopped) {
+  script({{.at_most = 4}, {.error = ENOSPC}});
+  EXPECT_FALSE(write_photograph());
+  EXPECT_EQ(errno, ENOSPC);
+  EXPECT_EQ(taken(), "phot");
+}
+
+TEST_F(WriteWhole, NothingTakenIsAnErrorOfTheDevice) {
+  script({{.at_most = 4}, {.at_most = 0}});
+  errno = 0;
+  EXPECT_FALSE(write_photograph());
+  EXPECT_EQ(errno, EIO);
+}
+
+TEST_F(WriteWhole, OfNothingMakesNoCall) {
+  script({{.error = EBADF}});
+  EXPECT_TRUE(write_whole(pipe_.write_end, ""));
+  EXPECT_EQ(hooks::write_script.steps.size(), 1U);
+}
+
+}  // namespace
