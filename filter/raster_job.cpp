@@ -13,7 +13,7 @@
 #include "filter/page_source.h"
 #include "filter/two_up.h"
 #include "geometry/page_header.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "pipeline/build_planes.h"
 #include "pipeline/page_memory.h"
 #include "protocol/print_page.h"

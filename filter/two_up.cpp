@@ -7,7 +7,7 @@
 #include "diag/debug_image.h"
 #include "diag/log.h"
 #include "filter/cancellation.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "protocol/print_page.h"
 #include "settings/print_options.h"
 

@@ -23,7 +23,7 @@
 #include "fuzz/lent_stream.h"
 #include "fuzz/log_lines.h"
 #include "fuzz/memory_file.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/job_arguments.h"
 #include "settings/option_rules.h"
 #include "settings/paper_argument.h"

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "fuzz/expect.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/print_options.h"
 
 namespace {

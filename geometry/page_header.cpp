@@ -6,7 +6,7 @@
 #include "diag/log.h"
 #include "geometry/header_dump.h"
 #include "geometry/header_number.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/option_values.h"
 #include "settings/print_options.h"
 

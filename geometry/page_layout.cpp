@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/option_values.h"
 #include "settings/print_options.h"
 

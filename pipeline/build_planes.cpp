@@ -5,7 +5,7 @@
 #include "diag/log.h"
 #include "geometry/page_header.h"
 #include "geometry/page_layout.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "pipeline/page_memory.h"
 #include "pipeline/stages.h"
 #include "settings/print_options.h"

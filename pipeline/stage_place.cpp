@@ -4,7 +4,7 @@
 
 #include "diag/debug_image.h"
 #include "diag/log.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "pipeline/stages.h"
 #include "settings/print_options.h"
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <sstream>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 
 namespace {
 

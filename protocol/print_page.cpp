@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "diag/log.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "protocol/bmp_plane.h"
 #include "protocol/command_block.h"
 #include "protocol/controls.h"

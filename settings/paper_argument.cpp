@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "diag/log.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/print_options.h"
 
 void read_paper_argument(int argc, char** argv) {

@@ -1,5 +1,5 @@
 #include "settings/print_options.h"
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 
 constinit PrintOptions current_options{.paper_config = &paper_sizes.back()};

@@ -13,10 +13,10 @@
                  settings/ <----------+
                      |
                      v
-                paper_table                     diag/ beside all of them
+                 paper/                         diag/ beside all of them
 
 An arrow means "may include", and what is reached over several arrows is allowed too. The kernels know
-the language and themselves; anybody but the kernels and the paper table may log; each outside library
+the language and themselves; anybody but the kernels and the papers may log; each outside library
 has its one door. Prints a line per finding; the exit status is 1 when there was one.
 
 usage: check_layers.py [root of the source tree]
@@ -31,12 +31,12 @@ ARROWS = {
     "pipeline": ["kernels", "geometry"],
     "protocol": ["settings"],
     "geometry": ["settings"],
-    "settings": ["paper_table"],
-    "paper_table": [],
+    "settings": ["paper"],
+    "paper": [],
     "kernels": [],
     "diag": [],
 }
-SILENT = {"kernels", "paper_table", "diag"}  # every other layer may use diag/
+SILENT = {"kernels", "paper", "diag"}  # every other layer may use diag/
 
 # Outside header -> the files that may include it.
 DOORS = {
@@ -51,14 +51,12 @@ LANGUAGE = re.compile(r"[a-z_0-9]+|(x86|imm|arm_(neon|sve))[a-z]*\.h|cpuid\.h")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
-PRODUCT = ["filter", "settings", "geometry", "pipeline", "protocol", "diag"]
+PRODUCT = ["filter", "settings", "paper", "geometry", "pipeline", "protocol", "diag"]
 FOLDERS_WITH_HEADERS = PRODUCT + ["apps", "devtools", "ppd", "tests", "fuzz", "bench"]
 
 
 def layer_of(path):
     """The layer a product file belongs to, or None."""
-    if re.fullmatch(r"geometry/paper_table\.\w+", path):
-        return "paper_table"
     if path.startswith("pipeline/kernels/"):
         return "kernels"
     folder = path.split("/")[0]

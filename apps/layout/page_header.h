@@ -4,7 +4,7 @@
 #include <cups/raster.h>
 
 #include "apps/layout/page_format.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 
 enum class PageSize { page, picture, pixels };
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "apps/image/picture.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 
 struct SheetPlace {
   const PaperConfig* paper = nullptr;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "ppd/option_table.h"
 
 namespace {

@@ -19,7 +19,7 @@
 #include "apps/image/sheet_picture.h"
 #include "apps/image/write_png.h"
 #include "apps/wire/stream_dump.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 
 namespace {
 

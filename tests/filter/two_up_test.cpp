@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "apps/wire/printer_stream.h"
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/environment_guard.h"
 

@@ -10,7 +10,7 @@
 #include <tuple>
 #include <vector>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/option_values.h"
 #include "settings/print_options.h"
 #include "tests/geometry/page_headers.h"

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/print_options.h"
 
 namespace {

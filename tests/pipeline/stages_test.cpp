@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/environment_guard.h"
 

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "ppd/option_table.h"
 #include "settings/icc_profiles.h"
 #include "settings/ppd_defaults.h"

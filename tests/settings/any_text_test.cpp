@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/job_arguments.h"
 #include "settings/option_rules.h"
 #include "settings/paper_argument.h"

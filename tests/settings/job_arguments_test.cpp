@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/option_values.h"
 #include "settings/print_options.h"
 #include "tests/settings/argument_list.h"

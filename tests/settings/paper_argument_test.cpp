@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 #include "settings/job_arguments.h"
 #include "settings/print_options.h"
 #include "tests/settings/argument_list.h"

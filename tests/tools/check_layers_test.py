@@ -13,7 +13,7 @@ CHECKER = pathlib.Path(__file__).resolve().parents[2] / "tools" / "check_layers.
 SOUND_TREE = {
     "filter/main.cpp": '#include <cups/raster.h>\n#include "pipeline/build_planes.h"\n'
     '#include "protocol/print_page.h"\n#include "geometry/page_header.h"\n'
-    '#include "settings/summary.h"\n#include "geometry/paper_table.h"\n#include "diag/log.h"\n',
+    '#include "settings/summary.h"\n#include "paper/paper_table.h"\n#include "diag/log.h"\n',
     "pipeline/build_planes.cpp": '#include "pipeline/kernels/kernels.h"\n'
     '#include "geometry/page_layout.h"\n#include "settings/print_options.h"\n#include "diag/log.h"\n',
     "pipeline/icc_convert.cpp": "#include <lcms2.h>\n",
@@ -21,10 +21,10 @@ SOUND_TREE = {
     "pipeline/kernels/tone_avx2.cpp": '#include "pipeline/kernels/kernels.h"\n'
     "#include <immintrin.h>\n#include <arm_neon.h>\n#include <bit>\n",
     "protocol/print_page.cpp": '#include "settings/print_options.h"\n#include <unistd.h>\n',
-    "geometry/page_header.cpp": '#include "geometry/paper_table.h"\n'
+    "geometry/page_header.cpp": '#include "paper/paper_table.h"\n'
     '#include "settings/print_options.h"\n#include "diag/log.h"\n',
-    "geometry/paper_table.cpp": '#include "geometry/paper_table.h"\n#include <cstring>\n',
-    "settings/ppd_defaults.cpp": '#include <cups/ppd.h>\n#include "geometry/paper_table.h"\n'
+    "paper/paper_table.cpp": '#include "paper/paper_table.h"\n#include <cstring>\n',
+    "settings/ppd_defaults.cpp": '#include <cups/ppd.h>\n#include "paper/paper_table.h"\n'
     '#include "diag/log.h"\n',
     "diag/log.h": "// The log.\n#pragma once\n",
     "tests/any_test.cpp": '#include "no/such/thing.h"\n',
@@ -60,7 +60,8 @@ class CheckLayers(unittest.TestCase):
             ("geometry/a.cpp", "pipeline/plane_set.h", "geometry", "pipeline"),
             ("settings/a.cpp", "geometry/page_header.h", "settings", "geometry"),
             ("protocol/a.cpp", "geometry/page_layout.h", "protocol", "geometry"),
-            ("geometry/paper_table.cpp", "settings/summary.h", "paper_table", "settings"),
+            ("paper/paper_table.cpp", "settings/summary.h", "paper", "settings"),
+            ("paper/a.cpp", "geometry/page_layout.h", "paper", "geometry"),
             ("diag/a.cpp", "settings/print_options.h", "diag", "settings"),
         ]:
             self.expect(
@@ -81,16 +82,16 @@ class CheckLayers(unittest.TestCase):
             "1: pipeline/plane_set.h points upward: protocol may not know pipeline",
         )
 
-    def test_kernels_and_the_paper_table_do_not_log(self):
+    def test_kernels_and_papers_do_not_log(self):
         self.expect(
             "pipeline/kernels/a.cpp",
             '#include "diag/log.h"\n',
             "1: diag/log.h points upward: kernels may not know diag",
         )
         self.expect(
-            "geometry/paper_table.h",
+            "paper/paper_table.h",
             '// Papers.\n#pragma once\n#  include "diag/log.h"\n',
-            "3: diag/log.h points upward: paper_table may not know diag",
+            "3: diag/log.h points upward: paper may not know diag",
         )
 
     def test_kernels_know_nothing_but_the_language(self):

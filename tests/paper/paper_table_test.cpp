@@ -1,6 +1,6 @@
 // The printer's papers: the numbers themselves, and how a name or a size finds its row.
 
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "geometry/paper_table.h"
+#include "paper/paper_table.h"
 
 #include <algorithm>
 #include <cmath>
