@@ -14,8 +14,6 @@
 namespace {
 
 constexpr std::uint8_t kWhite = 255;
-// The top image goes this much beyond the sheet's edge, where the printer does not reach.
-constexpr std::int32_t kTopRaisedRows = 5;
 
 // The odd page that waits for its even one.
 struct HeldPage {
@@ -171,9 +169,9 @@ bool merge_two_up(const PageImage& top, const PageImage& bottom) {
   }
   // Deliberate: the first rows of the top image are dropped, so that both images sit where the
   // sheet is cut.
-  const std::int32_t top_row = -kTopRaisedRows;
-  const std::int32_t bottom_row = static_cast<std::int32_t>(
-      std::min<std::int64_t>(std::int64_t{height} - kTopRaisedRows + MERGE_GAP_ROWS, INT32_MAX));
+  const std::int32_t top_row = -MERGE_TOP_RAISED_ROWS;
+  const std::int32_t bottom_row = static_cast<std::int32_t>(std::min<std::int64_t>(
+      std::int64_t{height} - MERGE_TOP_RAISED_ROWS + MERGE_GAP_ROWS, INT32_MAX));
   for (std::size_t i = 0; i < 3; ++i) {
     std::uint8_t* plane = sheet.plane[i].get();
     std::memset(plane, kWhite, std::size_t{MERGE_CANVAS_WIDTH} * MERGE_CANVAS_HEIGHT);

@@ -6,9 +6,6 @@
 
 #include "pipeline/plane_set.h"
 
-// White rows between the two images. The sheet's size stands beside the papers'.
-inline constexpr std::int32_t MERGE_GAP_ROWS = 18;
-
 // Whether the job's sheets are paired: a "6x8" ribbon and a paper of 6x4 size. Logs the decision.
 [[nodiscard]] bool decide_merge_mode();
 

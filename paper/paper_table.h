@@ -1,6 +1,6 @@
-// The papers the printer takes: names, page sizes, and the pixels that go with them. The floor of
-// the program: constant data that includes nothing of ours. The queue's PPD files are generated
-// from it as well, so that they cannot disagree with the filter.
+// The papers the printer takes: names, page sizes, and the pixels that go with them. Constant data
+// below all other folders. The queue's PPD files are generated from it as well, so that they cannot
+// disagree with the filter.
 #pragma once
 
 #include <array>
@@ -39,9 +39,12 @@ inline constexpr std::array<PaperConfig, 10> paper_sizes{{
 }};
 
 // The 6x8 sheet that two 6x4 pages share, in pixels. The page loop makes it, and the printer's
-// cutter knows it by its size.
+// cutter knows it by its size. The first rows of the upper page are dropped, and blank rows
+// separate the two, so that the cut falls between them.
 inline constexpr std::int32_t MERGE_CANVAS_WIDTH = 1920;
 inline constexpr std::int32_t MERGE_CANVAS_HEIGHT = 2498;
+inline constexpr std::int32_t MERGE_TOP_RAISED_ROWS = 5;
+inline constexpr std::int32_t MERGE_GAP_ROWS = 18;
 
 // The rows a name or a size can choose: all but the fallback at the end.
 inline constexpr std::span<const PaperConfig> selectable_papers{paper_sizes.data(),

@@ -1,0 +1,44 @@
+// Where the visible areas are and how dense the pixels are in them.
+
+#include "paper/physical_size.h"
+
+#include <string_view>
+
+namespace {
+
+// Five inches of paper have the 1800 columns of six inches.
+constexpr std::int32_t kAcrossSixInches = 300;
+constexpr std::int32_t kAcrossFiveInches = 360;
+
+constexpr VisibleArea inside_bleeds(const PaperConfig& paper) {
+  return {.left = paper.bleed_left,
+          .top = paper.bleed_top,
+          .width = paper.canvas_width - paper.bleed_left - paper.bleed_right,
+          .height = paper.canvas_height - paper.bleed_top - paper.bleed_bottom};
+}
+
+VisibleArea moved_down(VisibleArea area, std::int32_t rows) {
+  area.top += rows;
+  return area;
+}
+
+VisibleAreas areas_of_shared_sheet() {
+  const PaperConfig& page = *find_paper_by_ppd_name("w288h432");
+  const VisibleArea area = inside_bleeds(page);
+  const std::int32_t lower_page = page.canvas_height - MERGE_TOP_RAISED_ROWS + MERGE_GAP_ROWS;
+  return {.areas = {moved_down(area, -MERGE_TOP_RAISED_ROWS), moved_down(area, lower_page)},
+          .count = 2};
+}
+
+}  // namespace
+
+std::int32_t dots_per_inch_across(const PaperConfig& paper) {
+  return std::string_view(paper.label).starts_with("5x") ? kAcrossFiveInches : kAcrossSixInches;
+}
+
+VisibleAreas visible_areas(const PaperConfig& paper) {
+  if (std::string_view(paper.ppd_name) == "w432h576-div2") {
+    return areas_of_shared_sheet();
+  }
+  return {.areas = {inside_bleeds(paper)}, .count = 1};
+}

@@ -1,0 +1,41 @@
+// What of a sheet a person holds in the hand, in pixels of the canvas and in inches: the visible
+// area (the canvas without the paper's default bleeds) is the paper that the label names. For
+// programs that lay out photos by their physical size.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "paper/paper_table.h"
+
+// From top to bottom all papers have the same density; a fine page (300x600dpi) has the double.
+inline constexpr std::int32_t kDotsPerInchDown = 300;
+inline constexpr std::int32_t kDotsPerInchDownFine = 600;
+
+// From left to right it depends on the paper: 300, and 360 for the papers 5 inches wide, because
+// the canvas of every paper has the same number of columns.
+[[nodiscard]] std::int32_t dots_per_inch_across(const PaperConfig& paper);
+
+// In canvas pixels of a page that is not fine; a fine page has twice as many rows.
+struct VisibleArea {
+  std::int32_t left = 0;
+  std::int32_t top = 0;
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+
+  bool operator==(const VisibleArea&) const = default;
+};
+
+struct VisibleAreas {
+  std::array<VisibleArea, 2> areas;
+  std::size_t count = 0;
+
+  [[nodiscard]] const VisibleArea* begin() const { return areas.data(); }
+  [[nodiscard]] const VisibleArea* end() const { return areas.data() + count; }
+};
+
+// One area, but for "w432h576-div2" two, from top to bottom. That paper has no bleeds: it is the
+// sheet two 6x4 pages share, so what is visible of it are those two pages, in the places where the
+// page loop puts them. `paper` is a row of paper_sizes.
+[[nodiscard]] VisibleAreas visible_areas(const PaperConfig& paper);
