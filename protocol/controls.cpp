@@ -1,3 +1,5 @@
+// The mode tables of overcoat and cutter, and the command that carries their values.
+
 #include "protocol/controls.h"
 
 #include <unistd.h>
@@ -37,7 +39,7 @@ int cutter_mode_to_cmd(int mode, std::uint32_t* value) {
   return mode_to_cmd(kCutterCodes, mode, value);
 }
 
-void k905_cmd_cntrl_with_param(const char* name, int mode, ModeMapper mapper) {
+bool send_control(int descriptor, const char* name, int mode, ModeMapper mapper) {
   std::uint32_t value = 0;
   if (mapper != nullptr && mapper(mode, &value) != 0) {
     log_line("K905-1: invalid mode=%d for %s, fallback 0", mode, name);
@@ -51,5 +53,10 @@ void k905_cmd_cntrl_with_param(const char* name, int mode, ModeMapper mapper) {
   put_decimal8(command.data() + kCommandBlockSize, value);
 
   log_line("K905-1: send CNTRL %s mode=%d", name, static_cast<int>(value));
-  (void)k905_write_all(STDOUT_FILENO, command.data(), command.size());
+  return k905_write_all(descriptor, command.data(), command.size()) ==
+         static_cast<std::int64_t>(command.size());
+}
+
+void k905_cmd_cntrl_with_param(const char* name, int mode, ModeMapper mapper) {
+  (void)send_control(STDOUT_FILENO, name, mode, mapper);
 }

@@ -10,7 +10,10 @@
 
 using ModeMapper = int (*)(int mode, std::uint32_t* value);
 
-// Sends "CNTRL <name>" with its eight-digit parameter, 40 bytes, to standard output. Without a
-// mapper the parameter is 0; a mode that the mapper rejects is logged and sent as 0. The outcome of
-// the write is only logged.
+// Writes "CNTRL <name>" with its eight-digit parameter, 40 bytes in one write, to `descriptor`.
+// Without a mapper the parameter is 0; a mode that the mapper rejects is logged and sent as 0.
+// Returns whether all bytes were written; a failed write is logged.
+[[nodiscard]] bool send_control(int descriptor, const char* name, int mode, ModeMapper mapper);
+
+// The same to standard output. The outcome of the write is only logged.
 void k905_cmd_cntrl_with_param(const char* name, int mode, ModeMapper mapper);

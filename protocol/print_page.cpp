@@ -1,3 +1,5 @@
+// The sheet writer: checks, cutter rules, and the sequence of blocks and images of one sheet.
+
 #include "protocol/print_page.h"
 
 #include <unistd.h>
@@ -23,12 +25,6 @@ constexpr std::uint32_t kMaxSide = 5000;
 constexpr std::size_t kPixelsWorthLogging = 101;
 
 constexpr int kOvercoatMatte = 1;
-
-struct SheetPlanes {
-  const std::uint8_t* first;
-  const std::uint8_t* second;
-  const std::uint8_t* third;
-};
 
 struct CutterRule {
   bool merged_sheet_only;
@@ -86,65 +82,101 @@ bool is_valid_side(std::int32_t side) {
   return side != 0 && static_cast<std::uint32_t>(side) <= kMaxSide;
 }
 
-void log_pixels(const SheetPlanes& planes, std::size_t count) {
+void log_pixels(const SheetToPrint& sheet, std::size_t count) {
   log_line("K905-1: DEBUG: Image size: %zu pixels", count);
   if (count < kPixelsWorthLogging) {
     return;
   }
-  log_line("K905-1: DEBUG: First pixel: R=%d, G=%d, B=%d", planes.first[0], planes.second[0],
-           planes.third[0]);
+  const auto [first, second, third] = sheet.planes;
+  log_line("K905-1: DEBUG: First pixel: R=%d, G=%d, B=%d", first[0], second[0], third[0]);
   const std::size_t middle = count / 2;
-  log_line("K905-1: DEBUG: Middle pixel: R=%d, G=%d, B=%d", planes.first[middle],
-           planes.second[middle], planes.third[middle]);
+  log_line("K905-1: DEBUG: Middle pixel: R=%d, G=%d, B=%d", first[middle], second[middle],
+           third[middle]);
   const std::size_t last = count - 1;
-  log_line("K905-1: DEBUG: Last pixel: R=%d, G=%d, B=%d", planes.first[last], planes.second[last],
-           planes.third[last]);
+  log_line("K905-1: DEBUG: Last pixel: R=%d, G=%d, B=%d", first[last], second[last], third[last]);
 }
+
+bool is_valid(const SheetToPrint& sheet) {
+  for (const std::uint8_t* plane : sheet.planes) {
+    if (plane == nullptr) {
+      log_line("K905-1: ERROR: Null plane pointers!");
+      return false;
+    }
+  }
+  if (!is_valid_side(sheet.width) || !is_valid_side(sheet.height)) {
+    log_line("K905-1: ERROR: Invalid image dimensions: %dx%d", sheet.width, sheet.height);
+    return false;
+  }
+  return true;
+}
+
+enum class PlaneResult { kWhole, kCut, kFailed };
 
 // Block, image header and pixels, each in one write. The pixels go out from where the pipeline left
 // them: copying 7 to 14 MB a sheet into images of their own costs more than everything else here.
 // When the system stops taking bytes inside the image header, the pixels would land in the wrong
 // place and are left out.
-bool write_plane(const CommandBlock& block, const BmpHeader& header, const std::uint8_t* pixels,
-                 std::size_t count) {
-  if (k905_write_all(STDOUT_FILENO, block.data(), block.size()) < 0) {
-    return false;
+PlaneResult write_plane(int descriptor, const CommandBlock& block, const BmpHeader& header,
+                        const std::uint8_t* pixels, std::size_t count) {
+  const std::int64_t block_written = k905_write_all(descriptor, block.data(), block.size());
+  if (block_written < 0) {
+    return PlaneResult::kFailed;
   }
-  const std::int64_t written = k905_write_all(STDOUT_FILENO, header.data(), header.size());
-  if (written < static_cast<std::int64_t>(header.size())) {
-    return written >= 0;
+  const std::int64_t header_written = k905_write_all(descriptor, header.data(), header.size());
+  if (header_written < 0) {
+    return PlaneResult::kFailed;
   }
-  return k905_write_all(STDOUT_FILENO, pixels, count) >= 0;
+  if (header_written < static_cast<std::int64_t>(header.size())) {
+    return PlaneResult::kCut;
+  }
+  const std::int64_t pixels_written = k905_write_all(descriptor, pixels, count);
+  if (pixels_written < 0) {
+    return PlaneResult::kFailed;
+  }
+  const bool whole = block_written == static_cast<std::int64_t>(block.size()) &&
+                     pixels_written == static_cast<std::int64_t>(count);
+  return whole ? PlaneResult::kWhole : PlaneResult::kCut;
 }
 
-void send_plane(char letter, const BmpHeader& header, const std::uint8_t* pixels,
+bool send_plane(int descriptor, char letter, const BmpHeader& header, const std::uint8_t* pixels,
                 std::size_t count) {
   const std::size_t image_size = header.size() + count;
   log_line("K905-1: DEBUG: Sending %c plane (%zu bytes)", letter, image_size);
   const char name[] = {letter, 'P', 'L', 'A', 'N', 'E', '\0'};
   const CommandBlock block = make_command_block("IMAGE", name, image_size);
   log_line("K905-1: send IMAGE %c PLANE, bytes=%d", letter, static_cast<int>(image_size));
-  if (!write_plane(block, header, pixels, count)) {
+  const PlaneResult result = write_plane(descriptor, block, header, pixels, count);
+  if (result == PlaneResult::kFailed) {
     log_line("K905-1: send %c plane failed", letter);
   }
+  return result == PlaneResult::kWhole;
 }
 
-void send_planes(const SheetPlanes& planes, std::int32_t width, std::int32_t height,
-                 std::size_t count) {
-  const BmpHeader header =
-      make_bmp_header(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height));
-  send_plane('Y', header, planes.third, count);
-  send_plane('M', header, planes.second, count);
-  send_plane('C', header, planes.first, count);
+bool send_planes(int descriptor, const SheetToPrint& sheet, std::size_t count) {
+  const BmpHeader header = make_bmp_header(static_cast<std::uint32_t>(sheet.width),
+                                           static_cast<std::uint32_t>(sheet.height));
+  const bool yellow = send_plane(descriptor, 'Y', header, sheet.planes[2], count);
+  const bool magenta = send_plane(descriptor, 'M', header, sheet.planes[1], count);
+  const bool cyan = send_plane(descriptor, 'C', header, sheet.planes[0], count);
+  return yellow && magenta && cyan;
 }
 
-void send_start() {
+bool send_start(int descriptor) {
   const CommandBlock block = make_command_block("CNTRL", "START");
   log_line("K905-1: send CNTRL START");
-  (void)k905_write_all(STDOUT_FILENO, block.data(), block.size());
+  return k905_write_all(descriptor, block.data(), block.size()) ==
+         static_cast<std::int64_t>(block.size());
 }
 
-// The sheet has left when this returns. A pipe cannot be synced and says so; nobody minds.
+bool send_controls(int descriptor, const SheetToPrint& sheet, int cutter_mode) {
+  const bool overcoat =
+      !sheet.matte || send_control(descriptor, "OVERCOAT", kOvercoatMatte, overcoat_mode_to_cmd);
+  const bool cutter = send_control(descriptor, "CUTTER", cutter_mode, cutter_mode_to_cmd);
+  const bool start = send_start(descriptor);
+  return overcoat && cutter && start;
+}
+
+// The sheet has left when this returns. A pipe cannot be synced; its error is of no interest.
 void push_out_sheet() {
   std::fflush(stdout);
   fsync(STDOUT_FILENO);
@@ -152,38 +184,38 @@ void push_out_sheet() {
 
 }  // namespace
 
+SheetResult send_sheet(int descriptor, const SheetToPrint& sheet) {
+  log_line("K905-1: Printing single page %dx%d", sheet.width, sheet.height);
+  if (!is_valid(sheet)) {
+    return SheetResult::kRefused;
+  }
+  const std::size_t count =
+      static_cast<std::size_t>(sheet.width) * static_cast<std::size_t>(sheet.height);
+  log_pixels(sheet, count);
+  log_line("K905-1: DEBUG: Creating BMP planes for %dx%d image", sheet.width, sheet.height);
+  const std::size_t image_size = count + kBmpHeaderSize;
+  log_line("K905-1: DEBUG: BMP plane sizes: Y=%zu, M=%zu, C=%zu bytes", image_size, image_size,
+           image_size);
+  const int cutter_mode = choose_cutter_mode(sheet.paper_name, sheet.width, sheet.height);
+  const bool planes = send_planes(descriptor, sheet, count);
+  const bool controls = send_controls(descriptor, sheet, cutter_mode);
+  return planes && controls ? SheetResult::kSent : SheetResult::kIncomplete;
+}
+
 void print_single_page_to_printer(const std::uint8_t* plane0, const std::uint8_t* plane1,
                                   const std::uint8_t* plane2, std::int32_t width,
                                   std::int32_t height) {
   static int print_count = 0;
   ++print_count;
   log_line("K905-1: ===== PRINT CALL #%d =====", print_count);
-  log_line("K905-1: Printing single page %dx%d", width, height);
-  if (plane0 == nullptr || plane1 == nullptr || plane2 == nullptr) {
-    log_line("K905-1: ERROR: Null plane pointers!");
+  const SheetToPrint sheet{.planes = {plane0, plane1, plane2},
+                           .width = width,
+                           .height = height,
+                           .paper_name = current_options.ppd_paper_name,
+                           .matte = std::strcmp(current_options.overcoat, "Matte") == 0};
+  if (send_sheet(STDOUT_FILENO, sheet) == SheetResult::kRefused) {
     return;
   }
-  if (!is_valid_side(width) || !is_valid_side(height)) {
-    log_line("K905-1: ERROR: Invalid image dimensions: %dx%d", width, height);
-    return;
-  }
-
-  const SheetPlanes planes{.first = plane0, .second = plane1, .third = plane2};
-  const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-  log_pixels(planes, count);
-  log_line("K905-1: DEBUG: Creating BMP planes for %dx%d image", width, height);
-  const std::size_t image_size = count + kBmpHeaderSize;
-  log_line("K905-1: DEBUG: BMP plane sizes: Y=%zu, M=%zu, C=%zu bytes", image_size, image_size,
-           image_size);
-
-  const bool matte = std::strcmp(current_options.overcoat, "Matte") == 0;
-  const int cutter_mode = choose_cutter_mode(current_options.ppd_paper_name, width, height);
-  send_planes(planes, width, height, count);
-  if (matte) {
-    k905_cmd_cntrl_with_param("OVERCOAT", kOvercoatMatte, overcoat_mode_to_cmd);
-  }
-  k905_cmd_cntrl_with_param("CUTTER", cutter_mode, cutter_mode_to_cmd);
-  send_start();
   push_out_sheet();
   log_line("K905-1: Single page printed successfully (print call #%d)", print_count);
 }

@@ -1,18 +1,35 @@
 // One sheet to the printer.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
-// Sends one physical sheet to standard output: the third plane as Y, the second as M, the first as
-// C, each as an IMAGE block and a greyscale BMP; then overcoat (matte only), cutter and start.
-// Planes are width x height bytes, top row first, and stay the caller's. Reads ppd_paper_name and
-// overcoat of current_options.
+// A sheet that is ready to be sent. Planes are width x height bytes, top row first, and stay the
+// caller's. The first plane is sent as C, the second as M, the third as Y.
+struct SheetToPrint {
+  std::array<const std::uint8_t*, 3> planes{};
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+  const char* paper_name = "";  // PageSize choice; decides together with the size how it is cut
+  bool matte = false;
+};
+
+enum class SheetResult {
+  kSent,        // every byte was written
+  kIncomplete,  // a write failed (logged); the rest of the sequence was sent all the same
+  kRefused,     // missing plane or a side outside 1..5000 (logged); nothing was written
+};
+
+// Writes one physical sheet to `descriptor`: Y, M and C plane, each as an IMAGE block and a
+// greyscale BMP; then overcoat (matte only), cutter and start. After a failed write the sequence
+// goes on, so that the printer always receives a complete one.
 //
-// The images are never put together in memory: header and plane are written one behind the other.
-// Nothing is allocated, so no sheet can fail for want of memory here.
-//
-// Missing planes and sides outside 1..5000 are logged and send nothing. A write that fails is
-// logged and the sequence goes on, so that the printer always gets a complete one.
+// The images are never assembled in memory: header and plane are written one after the other.
+// Nothing is allocated, so no sheet can fail for lack of memory here.
+[[nodiscard]] SheetResult send_sheet(int descriptor, const SheetToPrint& sheet);
+
+// Sends one sheet of a job to standard output and syncs it. Reads ppd_paper_name and overcoat of
+// current_options. Counts its calls for the log; every outcome is only logged.
 void print_single_page_to_printer(const std::uint8_t* plane0, const std::uint8_t* plane1,
                                   const std::uint8_t* plane2, std::int32_t width,
                                   std::int32_t height);

@@ -15,7 +15,7 @@ struct Sent {
   std::string log;
 };
 
-Sent send_control(const char* name, int mode, ModeMapper mapper) {
+Sent sent_to_output(const char* name, int mode, ModeMapper mapper) {
   Sent sent;
   sent.log = captured_log([&] {
     sent.bytes = captured_output([&] { k905_cmd_cntrl_with_param(name, mode, mapper); });
@@ -51,7 +51,7 @@ TEST(Controls, ModeOutOfRangeLeavesTheValueAlone) {
 }
 
 TEST(Controls, CommandIsABlockAndEightDigits) {
-  const Sent sent = send_control("OVERCOAT", 1, overcoat_mode_to_cmd);
+  const Sent sent = sent_to_output("OVERCOAT", 1, overcoat_mode_to_cmd);
   EXPECT_EQ(sent.bytes,
             "\x1b"
             "PCNTRL OVERCOAT        0000000800000001");
@@ -59,7 +59,7 @@ TEST(Controls, CommandIsABlockAndEightDigits) {
 }
 
 TEST(Controls, LogShowsTheValueThatIsSentNotTheMode) {
-  const Sent sent = send_control("CUTTER", 2, cutter_mode_to_cmd);
+  const Sent sent = sent_to_output("CUTTER", 2, cutter_mode_to_cmd);
   EXPECT_EQ(sent.bytes,
             "\x1b"
             "PCNTRL CUTTER          0000000800000120");
@@ -67,7 +67,7 @@ TEST(Controls, LogShowsTheValueThatIsSentNotTheMode) {
 }
 
 TEST(Controls, CutterModeThreeIsLoggedAndSentAsZero) {
-  const Sent sent = send_control("CUTTER", 3, cutter_mode_to_cmd);
+  const Sent sent = sent_to_output("CUTTER", 3, cutter_mode_to_cmd);
   EXPECT_EQ(sent.bytes,
             "\x1b"
             "PCNTRL CUTTER          0000000800000000");
@@ -77,7 +77,7 @@ TEST(Controls, CutterModeThreeIsLoggedAndSentAsZero) {
 }
 
 TEST(Controls, OvercoatModeTwoIsLoggedAndSentAsZero) {
-  const Sent sent = send_control("OVERCOAT", 2, overcoat_mode_to_cmd);
+  const Sent sent = sent_to_output("OVERCOAT", 2, overcoat_mode_to_cmd);
   EXPECT_EQ(sent.bytes,
             "\x1b"
             "PCNTRL OVERCOAT        0000000800000000");
@@ -87,21 +87,36 @@ TEST(Controls, OvercoatModeTwoIsLoggedAndSentAsZero) {
 }
 
 TEST(Controls, WithoutAMapperTheParameterIsZero) {
-  const Sent sent = send_control("CUTTER", 2, nullptr);
+  const Sent sent = sent_to_output("CUTTER", 2, nullptr);
   EXPECT_EQ(sent.bytes.substr(32), "00000000");
   EXPECT_EQ(sent.log, "K905-1: send CNTRL CUTTER mode=0\n");
 }
 
 TEST(Controls, ParameterFollowsItsBlockInOneWrite) {
   const hooks::Guard guard;
-  send_control("CUTTER", 0, cutter_mode_to_cmd);
+  sent_to_output("CUTTER", 0, cutter_mode_to_cmd);
   EXPECT_EQ(hooks::writes_to_output, std::vector<std::size_t>{40});
+}
+
+TEST(Controls, ControlReportsWhetherItWasWrittenWhole) {
+  const hooks::Guard guard;
+  const auto is_whole = [](hooks::Step step) {
+    hooks::write_script = {.descriptor = 1, .steps = {step}};
+    bool whole = false;
+    captured_log([&] {
+      captured_output([&] { whole = send_control(1, "CUTTER", 0, cutter_mode_to_cmd); });
+    });
+    return whole;
+  };
+  EXPECT_TRUE(is_whole({.at_most = 1000000}));
+  EXPECT_FALSE(is_whole({.at_most = 0}));
+  EXPECT_FALSE(is_whole({.error = EIO}));
 }
 
 TEST(Controls, FailedWriteIsOnlyLogged) {
   const hooks::Guard guard;
   hooks::write_script = {.descriptor = 1, .steps = {{.error = EPIPE}}};
-  const Sent sent = send_control("CUTTER", 0, cutter_mode_to_cmd);
+  const Sent sent = sent_to_output("CUTTER", 0, cutter_mode_to_cmd);
   EXPECT_EQ(sent.bytes, "");
   EXPECT_EQ(sent.log,
             "K905-1: send CNTRL CUTTER mode=0\n"

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -102,6 +103,62 @@ TEST_F(PrintPage, GlossySheetByteForByte) {
                                "\x03\x04" + block("IMAGE CPLANE          00001090") +
                                bmp_header(2, 1) + "\x01\x02" +
                                block("CNTRL CUTTER          0000000800000000") + kStart);
+}
+
+std::string contents_of(FILE* file) {
+  std::string bytes(static_cast<std::size_t>(std::ftell(file)), '\0');
+  std::rewind(file);
+  bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
+  return bytes;
+}
+
+TEST_F(PrintPage, SheetGoesToTheGivenDescriptorWithItsOwnSettings) {
+  const std::uint8_t pixels[] = {1, 2};
+  const SheetToPrint sheet{.planes = {pixels, pixels, pixels},
+                           .width = 2,
+                           .height = 1,
+                           .paper_name = "w288h432-div2",
+                           .matte = true};
+  // The settings of a job are not read.
+  paper("w288h432");
+  overcoat("Glossy");
+  const std::unique_ptr<FILE, int (*)(FILE*)> file(std::tmpfile(), std::fclose);
+  SheetResult result = SheetResult::kRefused;
+  std::string output;
+  const std::string log = captured_log(
+      [&] { output = captured_output([&] { result = send_sheet(fileno(file.get()), sheet); }); });
+  EXPECT_EQ(result, SheetResult::kSent);
+  EXPECT_EQ(output, "");
+  std::fseek(file.get(), 0, SEEK_END);
+  const std::string image = bmp_header(2, 1) + "\x01\x02";
+  EXPECT_EQ(contents_of(file.get()), block("IMAGE YPLANE          00001090") + image +
+                                         block("IMAGE MPLANE          00001090") + image +
+                                         block("IMAGE CPLANE          00001090") + image +
+                                         block("CNTRL OVERCOAT        0000000800000001") +
+                                         block("CNTRL CUTTER          0000000800000120") + kStart);
+  EXPECT_EQ(lines_of(log).front(), "K905-1: Printing single page 2x1");
+  EXPECT_EQ(lines_of(log).back(), "K905-1: send CNTRL START");
+}
+
+TEST_F(PrintPage, SheetWithAMissingPlaneIsRefused) {
+  captured_log([] { EXPECT_EQ(send_sheet(1, {.width = 2, .height = 1}), SheetResult::kRefused); });
+}
+
+TEST_F(PrintPage, SheetIsIncompleteWhicheverWriteIsCutOrFails) {
+  const std::uint8_t pixels[] = {1, 2};
+  const SheetToPrint sheet{
+      .planes = {pixels, pixels, pixels}, .width = 2, .height = 1, .paper_name = "", .matte = true};
+  // Three writes a plane, then overcoat, cutter and start.
+  for (std::size_t call = 0; call < 12; ++call) {
+    for (const hooks::Step& step : {hooks::Step{.error = EIO}, hooks::Step{.at_most = 0}}) {
+      hooks::write_script = {.descriptor = 1, .steps = {}};
+      hooks::write_script.steps.assign(call, {.at_most = 1000000});
+      hooks::write_script.steps.push_back(step);
+      SheetResult result = SheetResult::kSent;
+      captured_log([&] { captured_output([&] { result = send_sheet(1, sheet); }); });
+      EXPECT_EQ(result, SheetResult::kIncomplete) << call;
+    }
+  }
 }
 
 TEST_F(PrintPage, MatteSheetHasOneMoreCommandInFrontOfTheCutter) {
