@@ -143,6 +143,40 @@ void resize(Input& input) {
   }
 }
 
+// Exactly representable positions by both roads of the portable table, which is right by the
+// formula, and by those of every other.
+void sixteenths(Input& input) {
+  const std::size_t source = 1 + input.below(100);
+  const std::size_t width = input.below(200);
+  std::vector<std::uint32_t> left(width);
+  std::vector<std::uint32_t> right(width);
+  std::vector<double> fractions(width);
+  std::vector<kernels::Sixteenths> share(width);
+  for (std::size_t x = 0; x < width; ++x) {
+    left[x] = static_cast<std::uint32_t>(input.below(source));
+    right[x] = left[x] + 1 < source ? left[x] + 1 : left[x];
+    const std::size_t to_right = right[x] == left[x] ? 0 : input.below(17);
+    share[x] = {static_cast<std::uint8_t>(16 - to_right), static_cast<std::uint8_t>(to_right)};
+    fractions[x] = static_cast<double>(to_right) / 16.0;
+  }
+  const auto down = static_cast<std::uint16_t>(input.below(16));
+  const Row top(input.bytes(3 * source));
+  const Row bottom(input.bytes(3 * source));
+  Bytes exact(3 * width);
+  kernels::all_tables().front()->resize_row(
+      {left.data(), right.data(), fractions.data(), nullptr, width}, down / 16.0, top.data(),
+      bottom.data(), exact.data());
+  for (const Table* table : kernels::all_tables()) {
+    std::vector<std::uint16_t> upper(3 * width);
+    std::vector<std::uint16_t> lower(3 * width);
+    table->sixteenths_across({left.data(), share.data(), width}, top.data(), upper.data());
+    table->sixteenths_across({left.data(), share.data(), width}, bottom.data(), lower.data());
+    Bytes row(3 * width);
+    table->sixteenths_down(upper.data(), lower.data(), down, row.data(), width);
+    expect_equal(*table, "sixteenths_down", row, exact);
+  }
+}
+
 void tone(Input& input) {
   const std::size_t width = input.below(300);
   const Bytes table = input.bytes(256);
@@ -201,7 +235,7 @@ void moves(Input& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
-  constexpr void (*kFamilies[])(Input&) = {lines, rows, resize, tone, moves};
+  constexpr void (*kFamilies[])(Input&) = {lines, rows, resize, tone, moves, sixteenths};
   kFamilies[input.below(std::size(kFamilies))](input);
   return 0;
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 
 #include "diag/log.h"
 #include "pipeline/stages.h"
@@ -24,6 +25,22 @@ Position position(std::size_t i, double scale, std::size_t source_size) {
   return {std::min(whole, last), whole >= last ? last : whole + 1, at - static_cast<double>(whole)};
 }
 
+// `fraction` in sixteenths; exact, as it is a multiplication by a power of two.
+double sixteenths(double fraction) { return fraction * 16.0; }
+
+// Whether every position of an axis is a whole number of sixteenths from its low line. Decided by
+// the very numbers that the formula uses: a ratio of sizes can miss by the rounding of its
+// reciprocal.
+bool is_in_sixteenths(double scale, std::size_t source_size, std::size_t target_size) {
+  for (std::size_t i = 0; i < target_size; ++i) {
+    const double fraction = sixteenths(position(i, scale, source_size).fraction);
+    if (fraction != std::trunc(fraction)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 void ResizeStage::prepare(std::size_t source_width, std::size_t source_height,
@@ -39,8 +56,12 @@ void ResizeStage::prepare(std::size_t source_width, std::size_t source_height,
   }
   scale_w_ = static_cast<double>(target_width_) / static_cast<double>(source_width_);
   scale_h_ = static_cast<double>(target_height_) / static_cast<double>(source_height_);
+  in_sixteenths_ = is_in_sixteenths(scale_w_, source_width_, target_width_) &&
+                   is_in_sixteenths(scale_h_, source_height_, target_height_);
   row_ = make_row(3 * target_width_);
-  ready_ = make_columns() && make_estimates() && row_ != nullptr;
+  ready_ = row_ != nullptr &&
+           (in_sixteenths_ ? make_sixteenth_columns() && make_across(sizeof(std::uint16_t))
+                           : make_columns() && make_across(sizeof(float)));
   resized_.prepare(target_width_, target_height_);
 }
 
@@ -67,23 +88,48 @@ bool ResizeStage::make_columns() {
   return true;
 }
 
-bool ResizeStage::make_estimates() {
-  for (Plane& estimate : estimate_) {
-    estimate = make_plane(3 * target_width_ * sizeof(float));
+bool ResizeStage::make_sixteenth_columns() {
+  left_ = make_plane(target_width_ * sizeof(std::uint32_t));
+  share_ = make_plane(target_width_ * sizeof(kernels::Sixteenths));
+  if (left_ == nullptr || share_ == nullptr) {
+    return false;
   }
-  return estimate_[0] != nullptr && estimate_[1] != nullptr;
+  auto* left = reinterpret_cast<std::uint32_t*>(left_.get());
+  auto* share = reinterpret_cast<kernels::Sixteenths*>(share_.get());
+  for (std::size_t x = 0; x < target_width_; ++x) {
+    const Position at = position(x, scale_w_, source_width_);
+    // The last source column is its own right neighbor: all 16 shares are its own.
+    const double right = at.high == at.low ? 0.0 : sixteenths(at.fraction);
+    left[x] = static_cast<std::uint32_t>(at.low);
+    share[x] = {static_cast<std::uint8_t>(16.0 - right), static_cast<std::uint8_t>(right)};
+  }
+  sixteenth_columns_ = {left, share, target_width_};
+  return true;
 }
 
-// A source row, one of the two read last, estimated when it is wanted for the first time.
-kernels::ResizeLine ResizeStage::line(std::size_t source_row, ReadStage& read) {
-  const std::uint8_t* row = read.row(source_row);
-  auto* estimate = reinterpret_cast<float*>(estimate_[source_row % 2].get());
-  std::size_t& estimated = estimated_[source_row % 2];
-  if (estimated != source_row + 1) {
-    kernels::chosen_table().resize_across(columns_, row, estimate);
-    estimated = source_row + 1;
+bool ResizeStage::make_across(std::size_t value_bytes) {
+  for (Plane& values : across_) {
+    values = make_plane(3 * target_width_ * value_bytes);
   }
-  return {row, estimate};
+  return across_[0] != nullptr && across_[1] != nullptr;
+}
+
+// A source row, one of the two read last, scaled across when it is wanted for the first time.
+const std::uint8_t* ResizeStage::across(std::size_t source_row, ReadStage& read) {
+  std::uint8_t* values = across_[source_row % 2].get();
+  std::size_t& scaled = scaled_[source_row % 2];
+  if (scaled == source_row + 1) {
+    return values;
+  }
+  const kernels::Table& kernels = kernels::chosen_table();
+  if (in_sixteenths_) {
+    kernels.sixteenths_across(sixteenth_columns_, read.row(source_row),
+                              reinterpret_cast<std::uint16_t*>(values));
+  } else {
+    kernels.resize_across(columns_, read.row(source_row), reinterpret_cast<float*>(values));
+  }
+  scaled = source_row + 1;
+  return values;
 }
 
 std::uint8_t* ResizeStage::row(std::size_t y, ReadStage& read, cups_raster_t* raster) {
@@ -97,8 +143,20 @@ std::uint8_t* ResizeStage::row(std::size_t y, ReadStage& read, cups_raster_t* ra
       return nullptr;
     }
   }
-  kernels::chosen_table().resize_down(columns_, at.fraction, line(at.low, read),
-                                      line(at.high, read), row_.get());
+  // A lower line that weighs nothing is not worth scaling.
+  const std::size_t low = at.low;
+  const std::size_t high = at.fraction == 0.0 ? low : at.high;
+  const std::uint8_t* top = across(low, read);
+  const std::uint8_t* bottom = across(high, read);
+  const kernels::Table& kernels = kernels::chosen_table();
+  if (in_sixteenths_) {
+    kernels.sixteenths_down(
+        reinterpret_cast<const std::uint16_t*>(top), reinterpret_cast<const std::uint16_t*>(bottom),
+        static_cast<std::uint16_t>(sixteenths(at.fraction)), row_.get(), target_width_);
+  } else {
+    kernels.resize_down(columns_, at.fraction, {read.row(low), reinterpret_cast<const float*>(top)},
+                        {read.row(high), reinterpret_cast<const float*>(bottom)}, row_.get());
+  }
   resized_.take_rgb(y, row_.get());
   return row_.get();
 }

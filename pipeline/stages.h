@@ -94,8 +94,9 @@ class ResizeStage {
 
  private:
   [[nodiscard]] bool make_columns();
-  [[nodiscard]] bool make_estimates();
-  [[nodiscard]] kernels::ResizeLine line(std::size_t source_row, ReadStage& read);
+  [[nodiscard]] bool make_sixteenth_columns();
+  [[nodiscard]] bool make_across(std::size_t value_bytes);
+  [[nodiscard]] const std::uint8_t* across(std::size_t source_row, ReadStage& read);
 
   std::size_t source_width_ = 0;
   std::size_t source_height_ = 0;
@@ -105,11 +106,14 @@ class ResizeStage {
   double scale_h_ = 1.0;
   bool needed_ = false;
   bool ready_ = false;
+  bool in_sixteenths_ = false;  // all positions are whole sixteenths: exact in integers
   Plane row_;
   Plane left_, right_, fraction_, rough_;  // arrays of columns_
   kernels::ResizeColumns columns_ = {};
-  Plane estimate_[2];              // of the source rows read last
-  std::size_t estimated_[2] = {};  // which rows they are, counted from 1; 0 is none
+  Plane share_;  // with left_, arrays of sixteenth_columns_
+  kernels::SixteenthColumns sixteenth_columns_ = {};
+  Plane across_[2];             // the source rows read last, scaled across
+  std::size_t scaled_[2] = {};  // which rows they are, counted from 1; 0 is none
   StagePicture resized_;
 };
 

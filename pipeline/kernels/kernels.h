@@ -47,6 +47,21 @@ struct ResizeLine {
   const float* estimate;
 };
 
+// What the two source columns beside an output column contribute to it, in sixteenths: 16 in all.
+struct Sixteenths {
+  std::uint8_t left;
+  std::uint8_t right;
+};
+
+// Where the output columns of a resize are in the source when every one of them is a whole number
+// of sixteenths from `left`, as in an image of twice or half the resolution. The column to the
+// right of `left` is read as well: where that is beyond the last one, its share is 0.
+struct SixteenthColumns {
+  const std::uint32_t* left;
+  const Sixteenths* share;
+  std::size_t width;
+};
+
 // `length` bytes from `source + from` go to `target + to`.
 struct CopyRun {
   std::uint32_t to;
@@ -115,6 +130,18 @@ struct Table {
   void (*resize_across)(const ResizeColumns& columns, const std::uint8_t* row, float* estimate);
   void (*resize_down)(const ResizeColumns& columns, double fraction, const ResizeLine& top,
                       const ResizeLine& bottom, std::uint8_t* row);
+
+  // The same row when fx of every column and fy are multiples of 1/16: exact in integers. Then all
+  // weights are multiples of 1/256, so that every product and every sum of the formula above is a
+  // whole number of 1/256 below 2^16: a double holds it without rounding, whatever the order, and
+  // 256 times the sum before its half is the integer that these two compute,
+  //   sum  = 16 s, weighted across        (at most 16 * 255)
+  //   byte = (256 s, weighted down, + 128) >> 8        (before the shift at most 256 * 255 + 128)
+  // `sum` has three values a pixel, as the row has; `bottom_share` is 16 fy, 0 to 15.
+  void (*sixteenths_across)(const SixteenthColumns& columns, const std::uint8_t* row,
+                            std::uint16_t* sum);
+  void (*sixteenths_down)(const std::uint16_t* top, const std::uint16_t* bottom,
+                          std::uint16_t bottom_share, std::uint8_t* row, std::size_t width);
 
   // Colour model, in place.
   using InPlace = void(std::uint8_t* row, std::size_t width);

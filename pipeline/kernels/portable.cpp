@@ -139,6 +139,26 @@ void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine
   resize_row(columns.from(x, columns.width - x), fraction, top.row, bottom.row, row + 3 * x);
 }
 
+void sixteenths_across(const SixteenthColumns& columns, const std::uint8_t* row,
+                       std::uint16_t* sum) {
+  for (std::size_t x = 0; x < columns.width; ++x) {
+    const std::uint8_t* left = row + std::size_t{3} * columns.left[x];
+    const Sixteenths share = columns.share[x];
+    for (std::size_t c = 0; c < 3; ++c) {
+      sum[3 * x + c] = static_cast<std::uint16_t>(left[c] * share.left + left[c + 3] * share.right);
+    }
+  }
+}
+
+void sixteenths_down(const std::uint16_t* top, const std::uint16_t* bottom,
+                     std::uint16_t bottom_share, std::uint8_t* row, std::size_t width) {
+  const auto top_share = static_cast<std::uint16_t>(16 - bottom_share);
+  for (std::size_t i = 0; i < width * 3; ++i) {
+    const auto sum = static_cast<std::uint16_t>(top[i] * top_share + bottom[i] * bottom_share);
+    row[i] = static_cast<std::uint8_t>(static_cast<std::uint16_t>(sum + 128) >> 8U);
+  }
+}
+
 // ---- Colour model, in place ---------------------------------------------------------------------
 
 std::uint8_t luminance(const std::uint8_t* rgb) {
@@ -326,6 +346,8 @@ constexpr Table kTable = {
     .resize_row = resize_row,
     .resize_across = resize_across,
     .resize_down = resize_down,
+    .sixteenths_across = sixteenths_across,
+    .sixteenths_down = sixteenths_down,
     .to_gray = to_gray,
     .to_black = to_black,
     .invert = invert,

@@ -195,16 +195,19 @@ TEST_P(EverySize, IsFittedToThePaper) {
 }
 
 // The target of this paper is 1548 x 1088.
-INSTANTIATE_TEST_SUITE_P(Jobs, EverySize,
-                         ::testing::Values(Size{1, 1}, Size{1, 40}, Size{40, 1}, Size{2, 2},
-                                           Size{3, 5}, Size{1548, 1088}, Size{1548, 1},
-                                           Size{1, 1088}, Size{1547, 1088}, Size{1548, 1087},
-                                           Size{1549, 1089}, Size{774, 544}, Size{3096, 2176},
-                                           Size{3001, 77}, Size{77, 3001}, Size{6000, 1700}),
-                         [](const auto& instance) {
-                           return std::to_string(instance.param.width) + "x" +
-                                  std::to_string(instance.param.height);
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Jobs, EverySize,
+    ::testing::Values(Size{1, 1}, Size{1, 40}, Size{40, 1}, Size{2, 2}, Size{3, 5},
+                      Size{1548, 1088}, Size{1548, 1}, Size{1, 1088}, Size{1547, 1088},
+                      Size{1548, 1087}, Size{1549, 1089}, Size{774, 544}, Size{3096, 2176},
+                      Size{3001, 77}, Size{77, 3001}, Size{6000, 1700},
+                      // Steps of 1/4, 3/4, 5/4 and 3/2; of 2 and 1/2; of 1/2 and 1/16; of 1/2 and
+                      // of no such fraction.
+                      Size{387, 272}, Size{1161, 816}, Size{1935, 1360}, Size{2322, 1632},
+                      Size{3096, 544}, Size{774, 68}, Size{774, 545}),
+    [](const auto& instance) {
+      return std::to_string(instance.param.width) + "x" + std::to_string(instance.param.height);
+    });
 
 TEST(Sizes, InMillimetresAreRoundedAtEveryStep) {
   // At 600 dpi 45 rows are 1.905 mm and 495 are 20.955, which lie between two numbers of two

@@ -189,4 +189,139 @@ TEST_P(EveryTable, EstimatesStayWithinTheirError) {
   }
 }
 
+// ---- In sixteenths ------------------------------------------------------------------------------
+
+struct SixteenthColumns {
+  std::vector<std::uint32_t> left;
+  std::vector<kernels::Sixteenths> share;
+
+  void add(std::size_t column, unsigned right_share) {
+    left.push_back(static_cast<std::uint32_t>(column));
+    share.push_back({static_cast<std::uint8_t>(16 - right_share),  //
+                     static_cast<std::uint8_t>(right_share)});
+  }
+
+  [[nodiscard]] kernels::SixteenthColumns view() const {
+    return {left.data(), share.data(), left.size()};
+  }
+};
+
+std::vector<std::uint16_t> sums_across(const kernels::Table& table, const SixteenthColumns& columns,
+                                       const Bytes& row, std::size_t offset = 0) {
+  constexpr std::uint16_t kGuard = 0xA5A5;
+  const SourceRow source(row, offset);
+  std::vector<std::uint16_t> sums(columns.left.size() * 3 + 16, kGuard);
+  table.sixteenths_across(columns.view(), source.data(), sums.data());
+  for (std::size_t i = 0; i < 16; ++i) EXPECT_EQ(sums[sums.size() - 1 - i], kGuard);
+  sums.resize(sums.size() - 16);
+  return sums;
+}
+
+Bytes bytes_down(const kernels::Table& table, const std::vector<std::uint16_t>& top,
+                 const std::vector<std::uint16_t>& bottom, unsigned share, std::size_t offset = 0) {
+  TargetRow target(top.size(), offset);
+  table.sixteenths_down(top.data(), bottom.data(), static_cast<std::uint16_t>(share), target.data(),
+                        top.size() / 3);
+  EXPECT_TRUE(target.guards_intact()) << "bytes " << top.size();
+  return target.content();
+}
+
+// Every pair of bytes under every share: sixteen times what the formula has across.
+TEST_P(EveryTable, SixteenthsAcrossAreExactForEveryPairOfBytesAndEveryShare) {
+  for (unsigned share = 0; share <= 16; ++share) {
+    for (unsigned left = 0; left < 256; ++left) {
+      // The left byte at every other column, the right ones 0 to 255 between them.
+      Bytes row;
+      SixteenthColumns columns;
+      for (unsigned right = 0; right < 256; ++right) {
+        row.insert(row.end(), 3, static_cast<std::uint8_t>(left));
+        row.insert(row.end(), 3, static_cast<std::uint8_t>(right));
+        columns.add(std::size_t{2} * right, share);
+      }
+      const std::vector<std::uint16_t> sums = sums_across(table(), columns, row);
+      const double fx = share / 16.0;
+      for (unsigned i = 0; i < 3 * 256; ++i) {
+        ASSERT_EQ(sums[i], 16.0 * (left * (1.0 - fx) + i / 3 * fx)) << left << " " << share;
+      }
+    }
+  }
+}
+
+// Every upper sum under every share, with the lower ones in several other orders.
+TEST_P(EveryTable, SixteenthsDownAreExactForEverySumAndEveryShare) {
+  constexpr std::size_t kSums = std::size_t{16} * 255 + 1;  // 4081
+  std::vector<std::uint16_t> top(3 * kSums);
+  std::vector<std::uint16_t> bottom(3 * kSums);
+  for (std::size_t i = 0; i < top.size(); ++i) top[i] = static_cast<std::uint16_t>(i % kSums);
+  // Steps of primes reach every sum; 1 keeps both equal and 4080 runs against them.
+  for (const std::size_t step : {1, 4080, 2, 17, 239, 1021, 2039, 3001}) {
+    for (std::size_t i = 0; i < bottom.size(); ++i) {
+      bottom[i] = static_cast<std::uint16_t>(i * step % kSums);
+    }
+    for (unsigned share = 0; share < 16; ++share) {
+      const Bytes bytes = bytes_down(table(), top, bottom, share);
+      const double fy = share / 16.0;
+      for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const double sum = (1.0 - fy) * (top[i] / 16.0) + fy * (bottom[i] / 16.0);
+        ASSERT_EQ(bytes[i], static_cast<std::uint8_t>(sum + 0.5)) << top[i] << " " << bottom[i];
+      }
+    }
+  }
+}
+
+// The four corners of every weight that there is, at the values where carries and halves happen.
+TEST_P(EveryTable, SixteenthsEqualTheFormulaForEveryPairOfShares) {
+  const std::uint8_t values[] = {0, 1, 2, 7, 8, 127, 128, 253, 254, 255};
+  Bytes top;
+  Bytes bottom;
+  for (const std::uint8_t a : values) {
+    for (const std::uint8_t b : values) {
+      for (const std::uint8_t c : values) {
+        // Two columns a time; the three channels have different lower right corners.
+        top.insert(top.end(), {a, a, a, b, b, b});
+        bottom.insert(bottom.end(), {c, c, c, dice.byte(), values[dice.below(10)], 255});
+      }
+    }
+  }
+  for (unsigned right = 0; right <= 16; ++right) {
+    SixteenthColumns columns;
+    for (std::size_t x = 0; x < 1000; ++x) columns.add(2 * x, right);
+    const std::vector<std::uint16_t> upper = sums_across(table(), columns, top);
+    const std::vector<std::uint16_t> lower = sums_across(table(), columns, bottom);
+    for (unsigned down = 0; down < 16; ++down) {
+      const Bytes bytes = bytes_down(table(), upper, lower, down);
+      for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const std::size_t left = i / 3 * 6 + i % 3;
+        ASSERT_EQ(bytes[i], plain::resized(top[left], top[left + 3], bottom[left], bottom[left + 3],
+                                           down / 16.0, right / 16.0));
+      }
+    }
+  }
+}
+
+TEST_P(EveryTable, SixteenthsEqualTheFormulaForAnyWidthAndAnyColumns) {
+  for (const std::size_t width : interesting_widths()) {
+    const std::size_t source = 1 + dice.below(90);
+    SixteenthColumns columns;
+    for (std::size_t x = 0; x < width; ++x) {
+      const std::size_t left = dice.below(source);
+      // The column beyond the last one is slack, which must not weigh.
+      columns.add(left, left + 1 < source ? static_cast<unsigned>(dice.below(17)) : 0);
+    }
+    const Bytes top = dice.bytes(source * 3);
+    const Bytes bottom = dice.bytes(source * 3);
+    const auto share = static_cast<unsigned>(dice.below(16));
+    const Bytes bytes =
+        bytes_down(table(), sums_across(table(), columns, top, any_offset()),
+                   sums_across(table(), columns, bottom, any_offset()), share, any_offset());
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+      const std::size_t left = std::size_t{3} * columns.left[i / 3] + i % 3;
+      const std::size_t right = columns.share[i / 3].right == 0 ? left : left + 3;
+      ASSERT_EQ(bytes[i], plain::resized(top[left], top[right], bottom[left], bottom[right],
+                                         share / 16.0, columns.share[i / 3].right / 16.0))
+          << "width " << width;
+    }
+  }
+}
+
 }  // namespace
