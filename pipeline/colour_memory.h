@@ -24,8 +24,8 @@ class ColourMemory {
     bool is_dear;  // many times the price of a look into memory (tables), or about twice (a matrix)
   };
 
-  // Forgets everything, for a new conversion. Takes its memory (1 MiB) at the first call; when that
-  // cannot be had, every colour is converted.
+  // Forgets everything, for a new conversion. Takes its memory (512 KiB) at the first call; when
+  // that cannot be had, every colour is converted.
   void reset();
 
   // Asks anew whether asking pays: another page is another picture. Forgets no colour.
@@ -36,16 +36,12 @@ class ColourMemory {
   void convert_row(std::uint8_t* rgb, std::size_t width, const Conversion& conversion);
 
  private:
-  struct Entry {
-    std::uint32_t key;  // 0: empty
-    std::uint32_t colour;
-  };
-
   std::size_t convert_known(std::uint8_t* rgb, std::size_t width, const Conversion& conversion);
   void begin_trial();
   void judge(std::size_t width, std::size_t unknown, bool is_dear);
 
-  std::unique_ptr<Entry[], FreeDeleter> entries_;
+  // Per slot a colour that was converted: what it became, and above that which one it was.
+  std::unique_ptr<std::uint32_t[], FreeDeleter> entries_;
   int trial_row_ = 0;        // rows of the present trial so far
   std::size_t asked_ = 0;    // colours that count in it
   std::size_t unknown_ = 0;  // those of them that had to be converted

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -120,6 +121,34 @@ TEST(ColourMemory, KeepsItsColoursOnANewPage) {
   converted(memory, plain_page(600, 1, 8, 8, 8));
   memory.begin_page();
   EXPECT_EQ(converted(memory, plain_page(600, 1, 8, 8, 8)), 0u);
+}
+
+// Every 24-bit number once, in an order without a pattern.
+std::uint32_t shuffled(std::uint32_t number) {
+  number = ((number ^ (number >> 13U)) * 0x5BD1E9U) & 0xFFFFFFU;
+  number = ((number ^ (number >> 11U)) * 0xB5297BU) & 0xFFFFFFU;
+  return number ^ (number >> 12U);
+}
+
+// Colors share slots. In this order each one finds any other of its slot there.
+TEST(ColourMemory, NeverTakesAColorForAnotherOne) {
+  constexpr std::size_t kRow = 4096;
+  ColourMemory memory;
+  memory.reset();
+  const Counted counted;
+  std::vector<std::uint8_t> row(3 * kRow + 1);
+  for (std::uint32_t first = 0; first < 1U << 24U; first += kRow) {
+    memory.begin_page();  // or the memory would step aside
+    for (std::uint32_t i = 0; i < kRow; ++i) {
+      const std::uint32_t color = shuffled(first + i);
+      row[3 * i] = static_cast<std::uint8_t>(color);
+      row[3 * i + 1] = static_cast<std::uint8_t>(color >> 8U);
+      row[3 * i + 2] = static_cast<std::uint8_t>(color >> 16U);
+    }
+    const std::vector<std::uint8_t> asked(row.begin(), row.end() - 1);
+    memory.convert_row(row.data(), kRow, {Counted::convert, &counted, true});
+    ASSERT_TRUE(std::equal(row.begin(), row.end() - 1, expected_of(asked).begin())) << first;
+  }
 }
 
 // A dear conversion is worth asking for where a cheap one is not.
