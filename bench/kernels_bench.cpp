@@ -119,6 +119,34 @@ void resize_down(benchmark::State& state, const Table& table, std::size_t source
   count_bytes(state, kWidth * 3);
 }
 
+// From half the width.
+void sixteenths_across(benchmark::State& state, const Table& table) {
+  Rows rows;
+  std::vector<std::uint32_t> left(kWidth);
+  std::vector<kernels::Sixteenths> share(kWidth);
+  for (std::size_t x = 0; x < kWidth; ++x) {
+    left[x] = static_cast<std::uint32_t>(x / 2);
+    share[x] = x % 2 == 0 ? kernels::Sixteenths{16, 0} : kernels::Sixteenths{8, 8};
+  }
+  std::vector<std::uint16_t> sum(kWidth * 3);
+  for (auto _ : state) {
+    table.sixteenths_across({left.data(), share.data(), kWidth}, rows.line.data(), sum.data());
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
+void sixteenths_down(benchmark::State& state, const Table& table) {
+  Rows rows;
+  const std::vector<std::uint16_t> upper(kWidth * 3, 1600);
+  const std::vector<std::uint16_t> lower(kWidth * 3, 1696);
+  for (auto _ : state) {
+    table.sixteenths_down(upper.data(), lower.data(), 8, rows.rgb.data(), kWidth);
+    benchmark::ClobberMemory();
+  }
+  count_bytes(state, kWidth * 3);
+}
+
 void deinterlace(benchmark::State& state, const Table& table) {
   Rows rows;
   for (auto _ : state) {
@@ -229,6 +257,8 @@ void add_all(const Table& table) {
             source_width);
     add_one("resize_down/" + std::to_string(source_width), with_table(resize_down), source_width);
   }
+  add_one("sixteenths_across", with_table(sixteenths_across));
+  add_one("sixteenths_down", with_table(sixteenths_down));
   add_one("to_gray", in_place, table.to_gray);
   add_one("to_black", in_place, table.to_black);
   add_one("invert", in_place, table.invert);

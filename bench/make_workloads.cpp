@@ -3,8 +3,9 @@
 // make_workloads ppm KIND WIDTH HEIGHT OUTPUT.ppm
 //
 // Inputs for the benchmarks, the same bytes on every run and every machine: pages that behave like
-// photographs (KIND photo) or like nothing at all (KIND noise) as raster streams (FORMAT plain or
-// packed) and as PPM, and two printer profiles that look like real ones to a colour engine.
+// photographs (KIND photo), like photographs without grain (KIND smooth) or like nothing at all
+// (KIND noise) as raster streams (FORMAT plain or packed) and as PPM, and two printer profiles that
+// look like real ones to a color engine.
 #include <cups/raster.h>
 #include <fcntl.h>
 #include <lcms2.h>
@@ -66,8 +67,9 @@ std::uint8_t to_byte(float value) {
 }
 
 // Light from large soft shapes down to fine texture, colours that change slowly, an edge here and
-// there, and the noise of a camera: a little of it, nearly the same in all channels.
-Bytes photo(std::size_t width, std::size_t height) {
+// there, and, where it is grainy, the noise of a camera: a little of it, nearly the same in all
+// channels.
+Bytes photo(std::size_t width, std::size_t height, bool grainy) {
   Bytes pixels;
   pixels.reserve(width * height * 3);
   Generator noise;
@@ -79,10 +81,10 @@ Bytes photo(std::size_t width, std::size_t height) {
       const float detail = smooth(1.5F * u, 1.5F * v, 3);
       if (detail > 0.55F) light += 40.0F * smooth(40 * u, 40 * v, 4) - 20.0F;
       if (smooth(2 * u, 2 * v, 5) > 0.6F) light += 45.0F;
-      light += static_cast<float>(noise.next() % 5) - 2.0F;
+      if (grainy) light += static_cast<float>(noise.next() % 5) - 2.0F;
       const float warmth = 70.0F * smooth(u, 0.7F * v, 6) - 35.0F;
       const float green = 40.0F * smooth(1.3F * u, v, 7) - 20.0F;
-      const std::uint32_t grain = noise.next();
+      const std::uint32_t grain = grainy ? noise.next() : 0;
       pixels.push_back(to_byte(light + warmth + static_cast<float>(grain & 1U)));
       pixels.push_back(to_byte(light + green));
       pixels.push_back(to_byte(light - warmth + static_cast<float>((grain >> 1U) & 1U)));
@@ -99,7 +101,7 @@ Bytes pure_noise(std::size_t width, std::size_t height) {
 }
 
 Bytes picture(const std::string& kind, std::size_t width, std::size_t height) {
-  return kind == "noise" ? pure_noise(width, height) : photo(width, height);
+  return kind == "noise" ? pure_noise(width, height) : photo(width, height, kind != "smooth");
 }
 
 // ---- Raster streams -----------------------------------------------------------------------------
@@ -241,9 +243,9 @@ int main(int argc, char** argv) {
   if (what == "ppm" && argc == 6) return write_ppm(argv + 2);
   if (what == "profiles" && argc == 3) return write_profiles(argv[2]);
   std::fprintf(stderr,
-               "usage: make_workloads page photo|noise WIDTH HEIGHT PAGES plain|packed DPI_Y"
+               "usage: make_workloads page photo|smooth|noise WIDTH HEIGHT PAGES plain|packed DPI_Y"
                " ORIENTATION POINTS_W POINTS_H OUTPUT\n"
-               "       make_workloads ppm photo|noise WIDTH HEIGHT OUTPUT\n"
+               "       make_workloads ppm photo|smooth|noise WIDTH HEIGHT OUTPUT\n"
                "       make_workloads profiles FOLDER\n");
   return 2;
 }
