@@ -4,6 +4,40 @@
 namespace kernels {
 namespace {
 
+Table make_portable_table() {
+  Table table = {};
+  table.name = "portable";
+  add_formats(table);
+  add_color(table);
+  add_resize(table);
+  add_tone(table);
+  add_rotate(table);
+  return table;
+}
+
+#if defined(__x86_64__)
+Table make_avx2_table() {
+  Table table = portable_table();
+  table.name = "avx2";
+  add_formats_avx2(table);
+  add_color_avx2(table);
+  add_resize_avx2(table);
+  add_tone_avx2(table);
+  add_rotate_avx2(table);
+  return table;
+}
+
+const Table& avx512_table() {
+  static const Table table = [] {
+    Table with_avx512 = avx2_table();
+    with_avx512.name = "avx512";
+    add_tone_avx512(with_avx512);
+    return with_avx512;
+  }();
+  return table;
+}
+#endif
+
 struct Choice {
   const Table* tables[3] = {};
   std::size_t count = 0;
@@ -33,6 +67,18 @@ const Choice& choice() {
 }
 
 }  // namespace
+
+const Table& portable_table() {
+  static const Table table = make_portable_table();
+  return table;
+}
+
+#if defined(__x86_64__)
+const Table& avx2_table() {
+  static const Table table = make_avx2_table();
+  return table;
+}
+#endif
 
 const Table& chosen_table() { return *choice().tables[choice().count - 1]; }
 

@@ -1,5 +1,5 @@
-// The tables that exist, private to this folder. A variant takes the portable table and replaces
-// what its processor does better.
+// What each family puts into a table, private to this folder. A variant takes the portable table
+// and replaces what its processor does better.
 #pragma once
 
 #include "pipeline/kernels/kernels.h"
@@ -11,11 +11,23 @@ namespace kernels {
 // sums.
 inline constexpr float kEstimateError = 1.0F / 4096.0F;
 
+void add_formats(Table& table);
+void add_color(Table& table);
+void add_resize(Table& table);
+void add_tone(Table& table);
+void add_rotate(Table& table);
+
 [[nodiscard]] const Table& portable_table();
 
 #if defined(__x86_64__)
+void add_formats_avx2(Table& table);
+void add_color_avx2(Table& table);
+void add_resize_avx2(Table& table);
+void add_tone_avx2(Table& table);
+void add_rotate_avx2(Table& table);
+void add_tone_avx512(Table& table);
+
 [[nodiscard]] const Table& avx2_table();
-[[nodiscard]] const Table& avx512_table();
 #endif
 
 }  // namespace kernels

@@ -1,10 +1,10 @@
-// Kernels for x86 processors with AVX-512 and its byte permutations (since 2019): the one that
-// gains enough over AVX2, whose table does the rest.
+// Tone, on rows of planes in place. For AVX-512 and its byte permutations (since 2019): the one
+// kernel that gains enough over AVX2.
 #include <immintrin.h>
 
 #include "pipeline/kernels/variants.h"
 
-// Targets stand on functions, as in avx2.cpp.
+// Targets stand on functions, as in avx2.h.
 #define K905_AVX512 __attribute__((target("avx2,avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi")))
 
 namespace kernels {
@@ -25,18 +25,8 @@ K905_AVX512 void look_up(std::uint8_t* bytes, const std::uint8_t* table, std::si
   avx2_table().look_up(bytes + i, table, count - i);
 }
 
-Table make_table() {
-  Table table = avx2_table();
-  table.name = "avx512";
-  table.look_up = look_up;
-  return table;
-}
-
 }  // namespace
 
-const Table& avx512_table() {
-  static const Table table = make_table();
-  return table;
-}
+void add_tone_avx512(Table& table) { table.look_up = look_up; }
 
 }  // namespace kernels

@@ -1,0 +1,254 @@
+// Rows from rows: the bilinear resize, and two interlaced rows to one. For AVX2.
+#include "pipeline/kernels/avx2.h"
+#include "pipeline/kernels/variants.h"
+
+namespace kernels {
+namespace {
+
+// ---- Resize -------------------------------------------------------------------------------------
+
+// 2^52: a double with this value has the units in its lowest bits, so that a byte put there is
+// added exactly.
+constexpr double kTwoTo52 = 4503599627370496.0;
+
+// Byte `component` of each group of eight, as doubles.
+template <int component>
+K905_AVX2 inline __m256d as_doubles(__m256i pixels) {
+  const auto pick = static_cast<char>(component);
+  const auto pick_high = static_cast<char>(component + 8);
+  const __m256i shuffle =
+      _mm256_setr_epi8(pick, -1, -1, -1, -1, -1, -1, -1, pick_high, -1, -1, -1, -1, -1, -1, -1,
+                       pick, -1, -1, -1, -1, -1, -1, -1, pick_high, -1, -1, -1, -1, -1, -1, -1);
+  const __m256d magic = _mm256_set1_pd(kTwoTo52);
+  const __m256i placed = _mm256_shuffle_epi8(pixels, shuffle);
+  return _mm256_sub_pd(_mm256_or_pd(_mm256_castsi256_pd(placed), magic), magic);
+}
+
+struct Weights {
+  __m256d w00, w01, w10, w11;
+};
+
+template <int channel>
+K905_AVX2 inline __m128i resized(__m256i top, __m256i bottom, const Weights& weights) {
+  const __m256d upper = _mm256_add_pd(_mm256_mul_pd(as_doubles<channel>(top), weights.w00),
+                                      _mm256_mul_pd(as_doubles<channel + 3>(top), weights.w01));
+  const __m256d left =
+      _mm256_add_pd(_mm256_mul_pd(as_doubles<channel>(bottom), weights.w10), upper);
+  const __m256d sum =
+      _mm256_add_pd(_mm256_mul_pd(as_doubles<channel + 3>(bottom), weights.w11), left);
+  return _mm256_cvttpd_epi32(_mm256_add_pd(sum, _mm256_set1_pd(0.5)));
+}
+
+// Eight bytes from each of four places: a pixel and its right neighbour.
+K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t* left) {
+  const auto pair = [row, left](int i) K905_AVX2 {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + std::size_t{3} * left[i]));
+  };
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi64(pair(0), pair(1))),
+                                 _mm_unpacklo_epi64(pair(2), pair(3)), 1);
+}
+
+// Whether each of four columns has its right neighbour at its side, as all but the last have.
+K905_AVX2 inline bool are_neighbours(const std::uint32_t* left, const std::uint32_t* right) {
+  const __m128i lefts = _mm_loadu_si128(reinterpret_cast<const __m128i*>(left));
+  const __m128i rights = _mm_loadu_si128(reinterpret_cast<const __m128i*>(right));
+  const __m128i next = _mm_add_epi32(lefts, _mm_set1_epi32(1));
+  return _mm_movemask_epi8(_mm_cmpeq_epi32(next, rights)) == 0xFFFF;
+}
+
+K905_AVX2 void resize_row(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
+                          const std::uint8_t* bottom, std::uint8_t* row) {
+  const __m256d one = _mm256_set1_pd(1.0);
+  const __m256d fy = _mm256_set1_pd(fraction);
+  const __m256d rest_y = _mm256_sub_pd(one, fy);
+  std::size_t x = 0;
+  // Sixteen bytes are stored for twelve.
+  for (; x + 6 <= columns.width && are_neighbours(columns.left + x, columns.right + x); x += 4) {
+    const __m256d fx = _mm256_loadu_pd(columns.fraction + x);
+    const __m256d rest_x = _mm256_sub_pd(one, fx);
+    const Weights weights = {_mm256_mul_pd(rest_y, rest_x), _mm256_mul_pd(rest_y, fx),
+                             _mm256_mul_pd(fy, rest_x), _mm256_mul_pd(fy, fx)};
+    const __m256i upper = load_pairs(top, columns.left + x);
+    const __m256i lower = load_pairs(bottom, columns.left + x);
+    const __m128i red = resized<0>(upper, lower, weights);
+    const __m128i green = _mm_slli_epi32(resized<1>(upper, lower, weights), 8);
+    const __m128i blue = _mm_slli_epi32(resized<2>(upper, lower, weights), 16);
+    const __m128i pixels = _mm_or_si128(_mm_or_si128(red, green), blue);
+    store_half(row + 3 * x, _mm_shuffle_epi8(pixels, without_fourth()));
+  }
+  portable_table().resize_row(columns.from(x, columns.width - x), fraction, top, bottom,
+                              row + 3 * x);
+}
+
+// Eight bytes from each of eight places: of every pixel and its right neighbour one word with its
+// R, G, B and the neighbour's R, and one that begins with the neighbour's G and B.
+struct EightPairs {
+  __m256i first_words, second_words;
+};
+
+K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t* low,
+                                    const std::uint32_t* high) {
+  const auto pairs = [row](const std::uint32_t* left) K905_AVX2 {
+    const auto* first = reinterpret_cast<const __m128i*>(row + std::size_t{3} * left[0]);
+    const auto* second = reinterpret_cast<const __m128i*>(row + std::size_t{3} * left[1]);
+    return _mm_unpacklo_epi64(_mm_loadl_epi64(first), _mm_loadl_epi64(second));
+  };
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(pairs(low)), pairs(high), 1);
+}
+
+K905_AVX2 inline EightPairs load_eight_pairs(const std::uint8_t* row, const std::uint32_t* left) {
+  const __m256 even = _mm256_castsi256_ps(load_pairs(row, left, left + 4));
+  const __m256 odd = _mm256_castsi256_ps(load_pairs(row, left + 2, left + 6));
+  return {_mm256_castps_si256(_mm256_shuffle_ps(even, odd, 0x88)),
+          _mm256_castps_si256(_mm256_shuffle_ps(even, odd, 0xDD))};
+}
+
+// Byte `index` of every word.
+template <int index>
+K905_AVX2 inline __m256i byte_of(__m256i words) {
+  return _mm256_and_si256(_mm256_srli_epi32(words, 8 * index), _mm256_set1_epi32(255));
+}
+
+K905_AVX2 inline __m256 between(__m256i left, __m256i right, __m256 fraction) {
+  const __m256 step = _mm256_cvtepi32_ps(_mm256_sub_epi32(right, left));
+  return _mm256_add_ps(_mm256_cvtepi32_ps(left), _mm256_mul_ps(step, fraction));
+}
+
+K905_AVX2 void resize_across(const ResizeColumns& columns, const std::uint8_t* row,
+                             float* estimate) {
+  constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
+  for (std::size_t x = 0; x + kPixels <= columns.width; x += kPixels) {
+    const std::uint32_t* left = columns.left + x;
+    if (are_neighbours(left, columns.right + x) &&
+        are_neighbours(left + 4, columns.right + x + 4)) {
+      const auto [first, second] = load_eight_pairs(row, left);
+      const __m256 fraction = _mm256_loadu_ps(columns.rough + x);
+      _mm256_storeu_ps(estimate, between(byte_of<0>(first), byte_of<3>(first), fraction));
+      _mm256_storeu_ps(estimate + 8, between(byte_of<1>(first), byte_of<0>(second), fraction));
+      _mm256_storeu_ps(estimate + 16, between(byte_of<2>(first), byte_of<1>(second), fraction));
+    } else {
+      portable_table().resize_across(columns.from(x, kPixels), row, estimate);
+    }
+    estimate += ResizeLine::kBlockFloats;
+  }
+}
+
+// The bytes that eight values can have: the lowest, and in `unsure` the bits in which the highest
+// differs.
+K905_AVX2 inline __m256i blend(const float* top, const float* bottom, __m256 fraction,
+                               __m256i& unsure) {
+  const __m256 upper = _mm256_loadu_ps(top);
+  const __m256 step = _mm256_sub_ps(_mm256_loadu_ps(bottom), upper);
+  const __m256 value = _mm256_add_ps(upper, _mm256_mul_ps(step, fraction));
+  const __m256i lowest =
+      _mm256_cvttps_epi32(_mm256_add_ps(value, _mm256_set1_ps(0.5F - kEstimateError)));
+  const __m256i highest =
+      _mm256_cvttps_epi32(_mm256_add_ps(value, _mm256_set1_ps(0.5F + kEstimateError)));
+  unsure = _mm256_or_si256(unsure, _mm256_xor_si256(lowest, highest));
+  return lowest;
+}
+
+K905_AVX2 void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine& top,
+                           const ResizeLine& bottom, std::uint8_t* row) {
+  const __m256 rough = _mm256_set1_ps(static_cast<float>(fraction));
+  const float* upper = top.estimate;
+  const float* lower = bottom.estimate;
+  std::size_t x = 0;
+  // 28 bytes are stored for 24.
+  for (; x + 10 <= columns.width; x += ResizeLine::kBlockPixels) {
+    __m256i unsure = _mm256_setzero_si256();
+    const __m256i red = blend(upper, lower, rough, unsure);
+    const __m256i green = _mm256_slli_epi32(blend(upper + 8, lower + 8, rough, unsure), 8);
+    const __m256i blue = _mm256_slli_epi32(blend(upper + 16, lower + 16, rough, unsure), 16);
+    const __m256i pixels = _mm256_shuffle_epi8(_mm256_or_si256(_mm256_or_si256(red, green), blue),
+                                               both_halves(without_fourth()));
+    store_half(row + 3 * x, _mm256_castsi256_si128(pixels));
+    store_half(row + 3 * x + 12, _mm256_extracti128_si256(pixels, 1));
+    if (_mm256_testz_si256(unsure, unsure) == 0) {
+      resize_row(columns.from(x, ResizeLine::kBlockPixels), fraction, top.row, bottom.row,
+                 row + 3 * x);
+    }
+    upper += ResizeLine::kBlockFloats;
+    lower += ResizeLine::kBlockFloats;
+  }
+  resize_row(columns.from(x, columns.width - x), fraction, top.row, bottom.row, row + 3 * x);
+}
+
+// Two pixels in either half, each with its right neighbor: every channel's two bytes side by side,
+// to be multiplied by the two shares of that pixel and added in one instruction.
+K905_AVX2 void sixteenths_across(const SixteenthColumns& columns, const std::uint8_t* row,
+                                 std::uint16_t* sum) {
+  const __m256i channels =
+      both_halves(_mm_setr_epi8(0, 3, 1, 4, 2, 5, 8, 11, 9, 12, 10, 13, -1, -1, -1, -1));
+  const __m256i pixels = _mm256_setr_epi8(0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, -1, -1, -1, -1,  //
+                                          4, 5, 4, 5, 4, 5, 6, 7, 6, 7, 6, 7, -1, -1, -1, -1);
+  std::size_t x = 0;
+  // Sixteen words are stored for twelve.
+  for (; x + 6 <= columns.width; x += 4) {
+    const __m256i pairs = _mm256_shuffle_epi8(load_pairs(row, columns.left + x), channels);
+    const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(columns.share + x));
+    const __m256i shares = _mm256_shuffle_epi8(both_halves(four), pixels);
+    const __m256i sums = _mm256_maddubs_epi16(pairs, shares);
+    auto* to = reinterpret_cast<std::uint8_t*>(sum + 3 * x);
+    store_half(to, _mm256_castsi256_si128(sums));
+    store_half(to + 12, _mm256_extracti128_si256(sums, 1));
+  }
+  portable_table().sixteenths_across({columns.left + x, columns.share + x, columns.width - x}, row,
+                                     sum + 3 * x);
+}
+
+K905_AVX2 void sixteenths_down(const std::uint16_t* top, const std::uint16_t* bottom,
+                               std::uint16_t bottom_share, std::uint8_t* row, std::size_t width) {
+  const __m256i lower_share = _mm256_set1_epi16(static_cast<short>(bottom_share));
+  const __m256i upper_share = _mm256_sub_epi16(_mm256_set1_epi16(16), lower_share);
+  const auto bytes = [=](std::size_t i) K905_AVX2 {
+    const auto load_words = [i](const std::uint16_t* words) K905_AVX2 {
+      return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words + i));
+    };
+    const __m256i sum = _mm256_add_epi16(_mm256_mullo_epi16(load_words(top), upper_share),
+                                         _mm256_mullo_epi16(load_words(bottom), lower_share));
+    return _mm256_srli_epi16(_mm256_add_epi16(sum, _mm256_set1_epi16(128)), 8);
+  };
+  std::size_t x = 0;
+  for (; x + 32 <= width; x += 32) {
+    for (std::size_t i = 3 * x; i < 3 * x + 96; i += 32) {
+      // Packing works in halves: their middle quarters are exchanged.
+      store(row + i, _mm256_permute4x64_epi64(_mm256_packus_epi16(bytes(i), bytes(i + 16)), 0xD8));
+    }
+  }
+  portable_table().sixteenths_down(top + 3 * x, bottom + 3 * x, bottom_share, row + 3 * x,
+                                   width - x);
+}
+
+// ---- Deinterlace --------------------------------------------------------------------------------
+
+K905_AVX2 void deinterlace(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* row,
+                           std::size_t width) {
+  const __m256i three_to_two = _mm256_set1_epi16(0x0203);
+  const __m256i fifth = _mm256_set1_epi16(13108);
+  std::size_t x = 0;
+  for (; x + 32 <= width; x += 32) {
+    for (std::size_t part = 0; part < 96; part += 32) {
+      const __m256i first = load(upper + 3 * x + part);
+      const __m256i second = load(lower + 3 * x + part);
+      const __m256i low = _mm256_maddubs_epi16(_mm256_unpacklo_epi8(first, second), three_to_two);
+      const __m256i high = _mm256_maddubs_epi16(_mm256_unpackhi_epi8(first, second), three_to_two);
+      store(row + 3 * x + part,
+            _mm256_packus_epi16(_mm256_mulhi_epu16(low, fifth), _mm256_mulhi_epu16(high, fifth)));
+    }
+  }
+  portable_table().deinterlace(upper + 3 * x, lower + 3 * x, row + 3 * x, width - x);
+}
+
+}  // namespace
+
+void add_resize_avx2(Table& table) {
+  table.resize_row = resize_row;
+  table.resize_across = resize_across;
+  table.resize_down = resize_down;
+  table.sixteenths_across = sixteenths_across;
+  table.sixteenths_down = sixteenths_down;
+  table.deinterlace = deinterlace;
+}
+
+}  // namespace kernels

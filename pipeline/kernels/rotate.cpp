@@ -1,0 +1,43 @@
+// Bytes to other places: the transpose of a rotated page and the runs of a stretched row.
+//
+// The reference form: plain loops for any processor, without a branch a pixel where that can be
+// had, so that the compiler can make vectors of them.
+#include <algorithm>
+#include <cstring>
+
+#include "pipeline/kernels/variants.h"
+
+namespace kernels {
+namespace {
+
+// ---- Quarter turn -------------------------------------------------------------------------------
+
+// In strips, so that the target's cache lines are still there when their next byte comes.
+void transpose(std::span<const std::uint8_t* const> rows, std::size_t width, std::uint8_t* target,
+               std::ptrdiff_t target_stride) {
+  constexpr std::size_t kStrip = 32;
+  for (std::size_t begin = 0; begin < width; begin += kStrip) {
+    const std::size_t end = std::min(begin + kStrip, width);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      std::uint8_t* to = target + static_cast<std::ptrdiff_t>(begin) * target_stride + i;
+      for (std::size_t x = begin; x < end; ++x, to += target_stride) *to = rows[i][x];
+    }
+  }
+}
+
+// ---- Nearest neighbour --------------------------------------------------------------------------
+
+void copy_runs(std::span<const CopyRun> runs, const std::uint8_t* source, std::uint8_t* target) {
+  for (const CopyRun& run : runs) {
+    std::memcpy(target + run.to, source + run.from, run.length);
+  }
+}
+
+}  // namespace
+
+void add_rotate(Table& table) {
+  table.transpose = transpose;
+  table.copy_runs = copy_runs;
+}
+
+}  // namespace kernels

@@ -1,0 +1,82 @@
+// Bytes to other places: the transpose of a rotated page and the runs of a stretched row. For AVX2.
+#include "pipeline/kernels/avx2.h"
+#include "pipeline/kernels/variants.h"
+
+namespace kernels {
+namespace {
+
+// ---- Quarter turn -------------------------------------------------------------------------------
+
+// Turns two squares of sixteen bytes, one in each half of the vectors: four rounds of interleaving
+// row i with row i + 8 are a transpose.
+K905_AVX2 inline void turn_squares(__m256i (&rows)[16]) {
+  for (int round = 0; round < 4; ++round) {
+    __m256i mixed[16];
+    for (int i = 0; i < 8; ++i) {
+      mixed[i + i] = _mm256_unpacklo_epi8(rows[i], rows[i + 8]);
+      mixed[i + i + 1] = _mm256_unpackhi_epi8(rows[i], rows[i + 8]);
+    }
+    for (int i = 0; i < 16; ++i) rows[i] = mixed[i];
+  }
+}
+
+// Sixteen rows, 32 columns.
+K905_AVX2 inline void turn_block(const std::uint8_t* const* source, std::size_t x,
+                                 std::uint8_t* target, std::ptrdiff_t target_stride) {
+  __m256i rows[16];
+  for (int i = 0; i < 16; ++i) rows[i] = load(source[i] + x);
+  turn_squares(rows);
+  for (int i = 0; i < 16; ++i) {
+    store_half(target + i * target_stride, _mm256_castsi256_si128(rows[i]));
+    store_half(target + (i + 16) * target_stride, _mm256_extracti128_si256(rows[i], 1));
+  }
+}
+
+// Where the next block begins: the last one overlaps the one before it rather than being smaller.
+inline std::size_t next_block(std::size_t at, std::size_t step, std::size_t end) {
+  const std::size_t last = end - step;
+  return at == last ? end : at + step < last ? at + step : last;
+}
+
+K905_AVX2 void transpose(std::span<const std::uint8_t* const> rows, std::size_t width,
+                         std::uint8_t* target, std::ptrdiff_t target_stride) {
+  if (rows.size() < 16 || width < 32) {
+    portable_table().transpose(rows, width, target, target_stride);
+    return;
+  }
+  for (std::size_t x = 0; x < width; x = next_block(x, 32, width)) {
+    std::uint8_t* line = target + static_cast<std::ptrdiff_t>(x) * target_stride;
+    for (std::size_t i = 0; i < rows.size(); i = next_block(i, 16, rows.size())) {
+      turn_block(rows.data() + i, x, line + i, target_stride);
+    }
+  }
+}
+
+// ---- Nearest neighbour --------------------------------------------------------------------------
+
+K905_AVX2 void copy_runs(std::span<const CopyRun> runs, const std::uint8_t* source,
+                         std::uint8_t* target) {
+  constexpr std::size_t kFixed = 64;
+  const std::size_t end = runs.empty() ? 0 : std::size_t{runs.back().to} + runs.back().length;
+  std::size_t i = 0;
+  for (; i < runs.size() && runs[i].to + kFixed <= end; ++i) {
+    std::uint8_t* to = target + runs[i].to;
+    const std::uint8_t* from = source + runs[i].from;
+    if (runs[i].length <= kFixed) {
+      store(to, load(from));
+      store(to + 32, load(from + 32));
+    } else {
+      __builtin_memcpy(to, from, runs[i].length);
+    }
+  }
+  portable_table().copy_runs(runs.subspan(i), source, target);
+}
+
+}  // namespace
+
+void add_rotate_avx2(Table& table) {
+  table.transpose = transpose;
+  table.copy_runs = copy_runs;
+}
+
+}  // namespace kernels
