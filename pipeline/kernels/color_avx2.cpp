@@ -53,17 +53,6 @@ K905_AVX2 void to_black(std::uint8_t* row, std::size_t width) {
   portable_table().to_black(row + 3 * done, width - done);
 }
 
-K905_AVX2 void invert(std::uint8_t* row, std::size_t width) {
-  const __m256i ones = _mm256_set1_epi8(-1);
-  std::size_t x = 0;
-  for (; x + 32 <= width; x += 32) {
-    for (std::size_t part = 0; part < 96; part += 32) {
-      store(row + 3 * x + part, _mm256_xor_si256(load(row + 3 * x + part), ones));
-    }
-  }
-  portable_table().invert(row + 3 * x, width - x);
-}
-
 // Five pixels at a time; the sixteenth byte is stored as it was, and loads run ahead as above.
 K905_AVX2 void to_kcmy(std::uint8_t* row, std::size_t width) {
   const __m128i turn = _mm_setr_epi8(1, 2, 0, 4, 5, 3, 7, 8, 6, 10, 11, 9, 13, 14, 12, 15);
@@ -82,7 +71,6 @@ K905_AVX2 void to_kcmy(std::uint8_t* row, std::size_t width) {
 void add_color_avx2(Table& table) {
   table.to_gray = to_gray;
   table.to_black = to_black;
-  table.invert = invert;
   table.to_kcmy = to_kcmy;
 }
 

@@ -102,11 +102,13 @@ void sixteenths_down(const std::uint16_t* top, const std::uint16_t* bottom,
 
 // ---- Deinterlace --------------------------------------------------------------------------------
 
-// The whole product fits 25 bits; 13108 / 65536 stands for one fifth.
+// 13108 / 65536 is a little more than one fifth. In 16 bits but for the product, which the compiler
+// can then do with one instruction for its upper half.
 void deinterlace(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* row,
                  std::size_t width) {
   for (std::size_t i = 0; i < width * 3; ++i) {
-    row[i] = static_cast<std::uint8_t>(((3U * upper[i] + 2U * lower[i]) * 13108U) >> 16U);
+    const auto sum = static_cast<std::uint16_t>(3 * upper[i] + 2 * lower[i]);
+    row[i] = static_cast<std::uint8_t>((std::uint32_t{sum} * 13108U) >> 16U);
   }
 }
 

@@ -1,11 +1,9 @@
-// Rows from rows: the bilinear resize, and two interlaced rows to one. For AVX2.
+// The bilinear resize. For AVX2.
 #include "pipeline/kernels/avx2.h"
 #include "pipeline/kernels/variants.h"
 
 namespace kernels {
 namespace {
-
-// ---- Resize -------------------------------------------------------------------------------------
 
 // 2^52: a double with this value has the units in its lowest bits, so that a byte put there is
 // added exactly.
@@ -220,26 +218,6 @@ K905_AVX2 void sixteenths_down(const std::uint16_t* top, const std::uint16_t* bo
                                    width - x);
 }
 
-// ---- Deinterlace --------------------------------------------------------------------------------
-
-K905_AVX2 void deinterlace(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* row,
-                           std::size_t width) {
-  const __m256i three_to_two = _mm256_set1_epi16(0x0203);
-  const __m256i fifth = _mm256_set1_epi16(13108);
-  std::size_t x = 0;
-  for (; x + 32 <= width; x += 32) {
-    for (std::size_t part = 0; part < 96; part += 32) {
-      const __m256i first = load(upper + 3 * x + part);
-      const __m256i second = load(lower + 3 * x + part);
-      const __m256i low = _mm256_maddubs_epi16(_mm256_unpacklo_epi8(first, second), three_to_two);
-      const __m256i high = _mm256_maddubs_epi16(_mm256_unpackhi_epi8(first, second), three_to_two);
-      store(row + 3 * x + part,
-            _mm256_packus_epi16(_mm256_mulhi_epu16(low, fifth), _mm256_mulhi_epu16(high, fifth)));
-    }
-  }
-  portable_table().deinterlace(upper + 3 * x, lower + 3 * x, row + 3 * x, width - x);
-}
-
 }  // namespace
 
 void add_resize_avx2(Table& table) {
@@ -248,7 +226,6 @@ void add_resize_avx2(Table& table) {
   table.resize_down = resize_down;
   table.sixteenths_across = sixteenths_across;
   table.sixteenths_down = sixteenths_down;
-  table.deinterlace = deinterlace;
 }
 
 }  // namespace kernels

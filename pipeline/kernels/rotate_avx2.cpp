@@ -1,11 +1,9 @@
-// Bytes to other places: the transpose of a rotated page and the runs of a stretched row. For AVX2.
+// The transpose of a rotated page. For AVX2.
 #include "pipeline/kernels/avx2.h"
 #include "pipeline/kernels/variants.h"
 
 namespace kernels {
 namespace {
-
-// ---- Quarter turn -------------------------------------------------------------------------------
 
 // Turns two squares of sixteen bytes, one in each half of the vectors: four rounds of interleaving
 // row i with row i + 8 are a transpose.
@@ -52,31 +50,8 @@ K905_AVX2 void transpose(std::span<const std::uint8_t* const> rows, std::size_t 
   }
 }
 
-// ---- Nearest neighbour --------------------------------------------------------------------------
-
-K905_AVX2 void copy_runs(std::span<const CopyRun> runs, const std::uint8_t* source,
-                         std::uint8_t* target) {
-  constexpr std::size_t kFixed = 64;
-  const std::size_t end = runs.empty() ? 0 : std::size_t{runs.back().to} + runs.back().length;
-  std::size_t i = 0;
-  for (; i < runs.size() && runs[i].to + kFixed <= end; ++i) {
-    std::uint8_t* to = target + runs[i].to;
-    const std::uint8_t* from = source + runs[i].from;
-    if (runs[i].length <= kFixed) {
-      store(to, load(from));
-      store(to + 32, load(from + 32));
-    } else {
-      __builtin_memcpy(to, from, runs[i].length);
-    }
-  }
-  portable_table().copy_runs(runs.subspan(i), source, target);
-}
-
 }  // namespace
 
-void add_rotate_avx2(Table& table) {
-  table.transpose = transpose;
-  table.copy_runs = copy_runs;
-}
+void add_rotate_avx2(Table& table) { table.transpose = transpose; }
 
 }  // namespace kernels
