@@ -63,35 +63,23 @@ void in_place(benchmark::State& state, Table::InPlace* kernel) {
 // The columns of a row that is resized from `source_width` to kWidth pixels.
 struct Columns {
   std::vector<std::uint32_t> left = std::vector<std::uint32_t>(kWidth);
-  std::vector<std::uint32_t> right = std::vector<std::uint32_t>(kWidth);
   std::vector<double> fraction = std::vector<double>(kWidth);
   std::vector<float> rough = std::vector<float>(kWidth);
+  std::uint32_t last;
 
-  explicit Columns(std::size_t source_width) {
-    const auto last = static_cast<std::uint32_t>(source_width - 1);
+  explicit Columns(std::size_t source_width) : last(static_cast<std::uint32_t>(source_width - 1)) {
     for (std::size_t x = 0; x < kWidth; ++x) {
       const double place = static_cast<double>(x * source_width) / kWidth;
       left[x] = static_cast<std::uint32_t>(place);
-      right[x] = std::min(left[x] + 1, last);
       fraction[x] = place - left[x];
-      rough[x] = static_cast<float>(fraction[x]);
+      rough[x] = left[x] == last ? 0.0F : static_cast<float>(fraction[x]);
     }
   }
 
   [[nodiscard]] kernels::ResizeColumns view() const {
-    return {left.data(), right.data(), fraction.data(), rough.data(), kWidth};
+    return {left.data(), fraction.data(), rough.data(), kWidth, last};
   }
 };
-
-void resize_row(benchmark::State& state, const Table& table, std::size_t source_width) {
-  Rows rows;
-  const Columns columns(source_width);
-  for (auto _ : state) {
-    table.resize_row(columns.view(), 0.375, rows.line.data(), rows.other.data(), rows.rgb.data());
-    benchmark::ClobberMemory();
-  }
-  count_bytes(state, kWidth * 3);
-}
 
 void resize_across(benchmark::State& state, const Table& table, std::size_t source_width) {
   Rows rows;
@@ -252,7 +240,6 @@ void add_all(const Table& table) {
   add_one("four_inverted_to_rgb", line_to_rgb, table.four_inverted_to_rgb);
   add_one("four_with_black_to_rgb", line_to_rgb, table.four_with_black_to_rgb);
   for (const std::size_t source_width : {kSourceWidth, kSourceWidth / 2}) {
-    add_one("resize_row/" + std::to_string(source_width), with_table(resize_row), source_width);
     add_one("resize_across/" + std::to_string(source_width), with_table(resize_across),
             source_width);
     add_one("resize_down/" + std::to_string(source_width), with_table(resize_down), source_width);

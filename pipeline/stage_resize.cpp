@@ -67,24 +67,21 @@ void ResizeStage::prepare(std::size_t source_width, std::size_t source_height,
 
 bool ResizeStage::make_columns() {
   left_ = make_plane(target_width_ * sizeof(std::uint32_t));
-  right_ = make_plane(target_width_ * sizeof(std::uint32_t));
   fraction_ = make_plane(target_width_ * sizeof(double));
   rough_ = make_plane(target_width_ * sizeof(float));
-  if (left_ == nullptr || right_ == nullptr || fraction_ == nullptr || rough_ == nullptr) {
+  if (left_ == nullptr || fraction_ == nullptr || rough_ == nullptr) {
     return false;
   }
   auto* left = reinterpret_cast<std::uint32_t*>(left_.get());
-  auto* right = reinterpret_cast<std::uint32_t*>(right_.get());
   auto* fraction = reinterpret_cast<double*>(fraction_.get());
   auto* rough = reinterpret_cast<float*>(rough_.get());
   for (std::size_t x = 0; x < target_width_; ++x) {
     const Position at = position(x, scale_w_, source_width_);
     left[x] = static_cast<std::uint32_t>(at.low);
-    right[x] = static_cast<std::uint32_t>(at.high);
     fraction[x] = at.fraction;
-    rough[x] = static_cast<float>(at.fraction);
+    rough[x] = at.high == at.low ? 0.0F : static_cast<float>(at.fraction);
   }
-  columns_ = {left, right, fraction, rough, target_width_};
+  columns_ = {left, fraction, rough, target_width_, static_cast<std::uint32_t>(source_width_ - 1)};
   return true;
 }
 

@@ -108,7 +108,7 @@ class ResizeStage {
   bool ready_ = false;
   bool in_sixteenths_ = false;  // all positions are whole sixteenths: exact in integers
   Plane row_;
-  Plane left_, right_, fraction_, rough_;  // arrays of columns_
+  Plane left_, fraction_, rough_;  // arrays of columns_
   kernels::ResizeColumns columns_ = {};
   Plane share_;  // with left_, arrays of sixteenth_columns_
   kernels::SixteenthColumns sixteenth_columns_ = {};

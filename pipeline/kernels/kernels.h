@@ -22,17 +22,17 @@ namespace kernels {
 
 inline constexpr std::size_t kRowSlack = 64;
 
-// Where each output column of a resize lies in the source: between columns `left` and `right`,
-// `fraction` of the way. Arrays of the output's width.
+// Where each output column of a resize is in the source: `fraction` of the way from column `left`
+// to the next one, or to itself where it is the last. Arrays of the output's width.
 struct ResizeColumns {
   const std::uint32_t* left;
-  const std::uint32_t* right;
   const double* fraction;
-  const float* rough;  // `fraction` in single precision, for the estimate
+  const float* rough;  // `fraction` in single precision, for the estimate; 0 where `left` is last
   std::size_t width;
+  std::uint32_t last;  // of the source
 
   [[nodiscard]] ResizeColumns from(std::size_t x, std::size_t count) const {
-    return {left + x, right + x, fraction + x, rough + x, count};
+    return {left + x, fraction + x, rough + x, count, last};
   }
 };
 
@@ -120,13 +120,10 @@ struct Table {
   // 1 at `bottom`) and fx of each column the weights are
   //   w00 = (1 - fy)(1 - fx)   w01 = (1 - fy) fx   w10 = fy (1 - fx)   w11 = fy fx
   // and byte = trunc(s11 w11 + (s10 w10 + (s00 w00 + s01 w01)) + 0.5), summed in that order.
-  void (*resize_row)(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
-                     const std::uint8_t* bottom, std::uint8_t* row);
-
-  // The same row at a third of the cost. The estimate in single precision is off by less than a
-  // thousandth; only where that leaves two bytes possible is the pixel computed as above. Each
-  // source row is first estimated by itself, for the two or three output rows that it takes part
-  // in.
+  //
+  // Each source row is first estimated by itself, in single precision, for the two or three output
+  // rows that it takes part in. Two of them give an estimate of every byte that is off by less than
+  // a thousandth; only where that leaves two bytes possible are the pixels computed as above.
   void (*resize_across)(const ResizeColumns& columns, const std::uint8_t* row, float* estimate);
   void (*resize_down)(const ResizeColumns& columns, double fraction, const ResizeLine& top,
                       const ResizeLine& bottom, std::uint8_t* row);

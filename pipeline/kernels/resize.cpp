@@ -2,6 +2,8 @@
 //
 // The reference form: plain loops for any processor, without a branch a pixel where that can be
 // had, so that the compiler can make vectors of them.
+#include <algorithm>
+
 #include "pipeline/kernels/variants.h"
 
 namespace kernels {
@@ -9,36 +11,13 @@ namespace {
 
 // ---- Resize -------------------------------------------------------------------------------------
 
-// Half of one, added before a value that is never negative is cut off.
-constexpr double kHalf = 0.5;
-
-void resize_row(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
-                const std::uint8_t* bottom, std::uint8_t* row) {
-  const double fy = fraction;
-  for (std::size_t x = 0; x < columns.width; ++x) {
-    const double fx = columns.fraction[x];
-    const double w00 = (1.0 - fy) * (1.0 - fx);
-    const double w01 = (1.0 - fy) * fx;
-    const double w10 = fy * (1.0 - fx);
-    const double w11 = fy * fx;
-    const std::size_t left = std::size_t{3} * columns.left[x];
-    const std::size_t right = std::size_t{3} * columns.right[x];
-    for (std::size_t c = 0; c < 3; ++c) {
-      const double sum = bottom[right + c] * w11 +
-                         (bottom[left + c] * w10 + (top[left + c] * w00 + top[right + c] * w01));
-      row[3 * x + c] = static_cast<std::uint8_t>(sum + kHalf);
-    }
-  }
-}
-
 void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float* estimate) {
   constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
   for (std::size_t x = 0; x + kPixels <= columns.width; x += kPixels) {
     for (std::size_t i = 0; i < kPixels; ++i) {
       const std::uint8_t* left = row + std::size_t{3} * columns.left[x + i];
-      const std::uint8_t* right = row + std::size_t{3} * columns.right[x + i];
       for (std::size_t c = 0; c < 3; ++c) {
-        const auto step = static_cast<float>(right[c] - left[c]);
+        const auto step = static_cast<float>(left[c + 3] - left[c]);
         estimate[c * kPixels + i] = static_cast<float>(left[c]) + step * columns.rough[x + i];
       }
     }
@@ -74,10 +53,10 @@ void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine
         for (std::size_t c = 0; c < 3; ++c) row[3 * (x + i) + c] = bytes[c * kPixels + i];
       }
     } else {
-      resize_row(columns.from(x, kPixels), fraction, top.row, bottom.row, row + 3 * x);
+      resize_exactly(columns.from(x, kPixels), fraction, top.row, bottom.row, row + 3 * x);
     }
   }
-  resize_row(columns.from(x, columns.width - x), fraction, top.row, bottom.row, row + 3 * x);
+  resize_exactly(columns.from(x, columns.width - x), fraction, top.row, bottom.row, row + 3 * x);
 }
 
 void sixteenths_across(const SixteenthColumns& columns, const std::uint8_t* row,
@@ -112,10 +91,31 @@ void deinterlace(const std::uint8_t* upper, const std::uint8_t* lower, std::uint
   }
 }
 
+// Half of one, added before a value that is never negative is cut off.
+constexpr double kHalf = 0.5;
+
 }  // namespace
 
+void resize_exactly(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
+                    const std::uint8_t* bottom, std::uint8_t* row) {
+  const double fy = fraction;
+  for (std::size_t x = 0; x < columns.width; ++x) {
+    const double fx = columns.fraction[x];
+    const double w00 = (1.0 - fy) * (1.0 - fx);
+    const double w01 = (1.0 - fy) * fx;
+    const double w10 = fy * (1.0 - fx);
+    const double w11 = fy * fx;
+    const std::size_t left = std::size_t{3} * columns.left[x];
+    const std::size_t right = std::size_t{3} * std::min(columns.left[x] + 1, columns.last);
+    for (std::size_t c = 0; c < 3; ++c) {
+      const double sum = bottom[right + c] * w11 +
+                         (bottom[left + c] * w10 + (top[left + c] * w00 + top[right + c] * w01));
+      row[3 * x + c] = static_cast<std::uint8_t>(sum + kHalf);
+    }
+  }
+}
+
 void add_resize(Table& table) {
-  table.resize_row = resize_row;
   table.resize_across = resize_across;
   table.resize_down = resize_down;
   table.sixteenths_across = sixteenths_across;

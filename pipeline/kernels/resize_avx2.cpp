@@ -5,38 +5,6 @@
 namespace kernels {
 namespace {
 
-// 2^52: a double with this value has the units in its lowest bits, so that a byte put there is
-// added exactly.
-constexpr double kTwoTo52 = 4503599627370496.0;
-
-// Byte `component` of each group of eight, as doubles.
-template <int component>
-K905_AVX2 inline __m256d as_doubles(__m256i pixels) {
-  const auto pick = static_cast<char>(component);
-  const auto pick_high = static_cast<char>(component + 8);
-  const __m256i shuffle =
-      _mm256_setr_epi8(pick, -1, -1, -1, -1, -1, -1, -1, pick_high, -1, -1, -1, -1, -1, -1, -1,
-                       pick, -1, -1, -1, -1, -1, -1, -1, pick_high, -1, -1, -1, -1, -1, -1, -1);
-  const __m256d magic = _mm256_set1_pd(kTwoTo52);
-  const __m256i placed = _mm256_shuffle_epi8(pixels, shuffle);
-  return _mm256_sub_pd(_mm256_or_pd(_mm256_castsi256_pd(placed), magic), magic);
-}
-
-struct Weights {
-  __m256d w00, w01, w10, w11;
-};
-
-template <int channel>
-K905_AVX2 inline __m128i resized(__m256i top, __m256i bottom, const Weights& weights) {
-  const __m256d upper = _mm256_add_pd(_mm256_mul_pd(as_doubles<channel>(top), weights.w00),
-                                      _mm256_mul_pd(as_doubles<channel + 3>(top), weights.w01));
-  const __m256d left =
-      _mm256_add_pd(_mm256_mul_pd(as_doubles<channel>(bottom), weights.w10), upper);
-  const __m256d sum =
-      _mm256_add_pd(_mm256_mul_pd(as_doubles<channel + 3>(bottom), weights.w11), left);
-  return _mm256_cvttpd_epi32(_mm256_add_pd(sum, _mm256_set1_pd(0.5)));
-}
-
 // Eight bytes from each of four places: a pixel and its right neighbour.
 K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t* left) {
   const auto pair = [row, left](int i) K905_AVX2 {
@@ -44,38 +12,6 @@ K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t
   };
   return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi64(pair(0), pair(1))),
                                  _mm_unpacklo_epi64(pair(2), pair(3)), 1);
-}
-
-// Whether each of four columns has its right neighbour at its side, as all but the last have.
-K905_AVX2 inline bool are_neighbours(const std::uint32_t* left, const std::uint32_t* right) {
-  const __m128i lefts = _mm_loadu_si128(reinterpret_cast<const __m128i*>(left));
-  const __m128i rights = _mm_loadu_si128(reinterpret_cast<const __m128i*>(right));
-  const __m128i next = _mm_add_epi32(lefts, _mm_set1_epi32(1));
-  return _mm_movemask_epi8(_mm_cmpeq_epi32(next, rights)) == 0xFFFF;
-}
-
-K905_AVX2 void resize_row(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
-                          const std::uint8_t* bottom, std::uint8_t* row) {
-  const __m256d one = _mm256_set1_pd(1.0);
-  const __m256d fy = _mm256_set1_pd(fraction);
-  const __m256d rest_y = _mm256_sub_pd(one, fy);
-  std::size_t x = 0;
-  // Sixteen bytes are stored for twelve.
-  for (; x + 6 <= columns.width && are_neighbours(columns.left + x, columns.right + x); x += 4) {
-    const __m256d fx = _mm256_loadu_pd(columns.fraction + x);
-    const __m256d rest_x = _mm256_sub_pd(one, fx);
-    const Weights weights = {_mm256_mul_pd(rest_y, rest_x), _mm256_mul_pd(rest_y, fx),
-                             _mm256_mul_pd(fy, rest_x), _mm256_mul_pd(fy, fx)};
-    const __m256i upper = load_pairs(top, columns.left + x);
-    const __m256i lower = load_pairs(bottom, columns.left + x);
-    const __m128i red = resized<0>(upper, lower, weights);
-    const __m128i green = _mm_slli_epi32(resized<1>(upper, lower, weights), 8);
-    const __m128i blue = _mm_slli_epi32(resized<2>(upper, lower, weights), 16);
-    const __m128i pixels = _mm_or_si128(_mm_or_si128(red, green), blue);
-    store_half(row + 3 * x, _mm_shuffle_epi8(pixels, without_fourth()));
-  }
-  portable_table().resize_row(columns.from(x, columns.width - x), fraction, top, bottom,
-                              row + 3 * x);
 }
 
 // Eight bytes from each of eight places: of every pixel and its right neighbour one word with its
@@ -116,17 +52,11 @@ K905_AVX2 void resize_across(const ResizeColumns& columns, const std::uint8_t* r
                              float* estimate) {
   constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
   for (std::size_t x = 0; x + kPixels <= columns.width; x += kPixels) {
-    const std::uint32_t* left = columns.left + x;
-    if (are_neighbours(left, columns.right + x) &&
-        are_neighbours(left + 4, columns.right + x + 4)) {
-      const auto [first, second] = load_eight_pairs(row, left);
-      const __m256 fraction = _mm256_loadu_ps(columns.rough + x);
-      _mm256_storeu_ps(estimate, between(byte_of<0>(first), byte_of<3>(first), fraction));
-      _mm256_storeu_ps(estimate + 8, between(byte_of<1>(first), byte_of<0>(second), fraction));
-      _mm256_storeu_ps(estimate + 16, between(byte_of<2>(first), byte_of<1>(second), fraction));
-    } else {
-      portable_table().resize_across(columns.from(x, kPixels), row, estimate);
-    }
+    const auto [first, second] = load_eight_pairs(row, columns.left + x);
+    const __m256 fraction = _mm256_loadu_ps(columns.rough + x);
+    _mm256_storeu_ps(estimate, between(byte_of<0>(first), byte_of<3>(first), fraction));
+    _mm256_storeu_ps(estimate + 8, between(byte_of<1>(first), byte_of<0>(second), fraction));
+    _mm256_storeu_ps(estimate + 16, between(byte_of<2>(first), byte_of<1>(second), fraction));
     estimate += ResizeLine::kBlockFloats;
   }
 }
@@ -163,13 +93,13 @@ K905_AVX2 void resize_down(const ResizeColumns& columns, double fraction, const 
     store_half(row + 3 * x, _mm256_castsi256_si128(pixels));
     store_half(row + 3 * x + 12, _mm256_extracti128_si256(pixels, 1));
     if (_mm256_testz_si256(unsure, unsure) == 0) {
-      resize_row(columns.from(x, ResizeLine::kBlockPixels), fraction, top.row, bottom.row,
-                 row + 3 * x);
+      resize_exactly(columns.from(x, ResizeLine::kBlockPixels), fraction, top.row, bottom.row,
+                     row + 3 * x);
     }
     upper += ResizeLine::kBlockFloats;
     lower += ResizeLine::kBlockFloats;
   }
-  resize_row(columns.from(x, columns.width - x), fraction, top.row, bottom.row, row + 3 * x);
+  resize_exactly(columns.from(x, columns.width - x), fraction, top.row, bottom.row, row + 3 * x);
 }
 
 // Two pixels in either half, each with its right neighbor: every channel's two bytes side by side,
@@ -221,7 +151,6 @@ K905_AVX2 void sixteenths_down(const std::uint16_t* top, const std::uint16_t* bo
 }  // namespace
 
 void add_resize_avx2(Table& table) {
-  table.resize_row = resize_row;
   table.resize_across = resize_across;
   table.resize_down = resize_down;
   table.sixteenths_across = sixteenths_across;

@@ -11,6 +11,10 @@ namespace kernels {
 // sums.
 inline constexpr float kEstimateError = 1.0F / 4096.0F;
 
+// A row of a resize by its formula, for what an estimate cannot decide.
+void resize_exactly(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
+                    const std::uint8_t* bottom, std::uint8_t* row);
+
 void add_formats(Table& table);
 void add_color(Table& table);
 void add_resize(Table& table);

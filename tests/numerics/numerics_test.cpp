@@ -165,7 +165,6 @@ TEST(Contraction, ResizeRoundsHalvesUpInEveryKernel) {
       {0.8, 0.7, 252, 28, 53, 154, 116},
   };
   const std::vector<std::uint32_t> left(kRowWidth, 0);
-  const std::vector<std::uint32_t> right(kRowWidth, 1);
   for (const kernels::Table* table : kernels::all_tables()) {
     SCOPED_TRACE(table->name);
     for (const Corners& corners : all_corners) {
@@ -177,10 +176,15 @@ TEST(Contraction, ResizeRoundsHalvesUpInEveryKernel) {
       }
       const std::vector<double> fraction(kRowWidth, corners.fx);
       const std::vector<float> rough(kRowWidth, static_cast<float>(corners.fx));
-      const kernels::ResizeColumns columns = {left.data(), right.data(), fraction.data(),
-                                              rough.data(), kRowWidth};
+      const kernels::ResizeColumns columns = {left.data(), fraction.data(), rough.data(), kRowWidth,
+                                              1};
+      std::vector<float> upper(3 * kRowWidth);
+      std::vector<float> lower(3 * kRowWidth);
+      table->resize_across(columns, top.data(), upper.data());
+      table->resize_across(columns, bottom.data(), lower.data());
       auto row = row_of({0, 0, 0}, kRowWidth);
-      table->resize_row(columns, corners.fy, top.data(), bottom.data(), row.data());
+      table->resize_down(columns, corners.fy, {top.data(), upper.data()},
+                         {bottom.data(), lower.data()}, row.data());
       for (std::size_t i = 0; i < 3 * kRowWidth; ++i) {
         ASSERT_EQ(row[i], corners.expected) << "byte " << i;
       }
