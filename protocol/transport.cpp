@@ -30,6 +30,17 @@ Wait wait_for_reply(int descriptor, int timeout_ms) {
   }
 }
 
+// Standard output can be shared, and whoever shares it can make it non-blocking in the middle of a
+// job. The device of the status query is non-blocking on purpose: there a full buffer is an error.
+bool waits_for_room(int descriptor, int error) {
+  return error == EAGAIN && descriptor == STDOUT_FILENO;
+}
+
+void wait_until_writable(int descriptor) {
+  pollfd printer{.fd = descriptor, .events = POLLOUT, .revents = 0};
+  poll(&printer, 1, -1);
+}
+
 bool is_line_end(char c) { return c == '\r' || c == '\n'; }
 
 // Reads at most `capacity` bytes of one reply. Returns their number or -1.
@@ -84,6 +95,10 @@ std::int64_t k905_write_all(int descriptor, const void* buffer, std::size_t leng
     const ssize_t written = write(descriptor, bytes + done, length - done);
     if (written < 0) {
       if (errno == EINTR) {
+        continue;
+      }
+      if (waits_for_room(descriptor, errno)) {
+        wait_until_writable(descriptor);
         continue;
       }
       log_line("K905-1: write error: %s", std::strerror(errno));

@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// Writes all `length` bytes, through EINTR and short writes. Returns the number of bytes written,
+// Writes all `length` bytes, through EINTR and short writes, and to standard output also when it is
+// non-blocking. Returns the number of bytes written,
 // which is short only when the system wrote 0 (logged), or -1 on an error (logged).
 [[nodiscard]] std::int64_t k905_write_all(int descriptor, const void* buffer, std::size_t length);
 
