@@ -1,6 +1,7 @@
 #include "settings/ppd_defaults.h"
 
 #include <cups/ppd.h>
+#include <sys/stat.h>
 
 #include <cstddef>
 #include <cstdio>
@@ -24,6 +25,13 @@ struct PpdCloser {
   void operator()(ppd_file_t* ppd) const noexcept { ppdClose(ppd); }
 };
 using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
+
+// Only a regular file counts as one that can be opened: opening a FIFO waits for a writer.
+Ppd open_ppd(const char* path) {
+  struct stat status = {};
+  const bool is_something_else = stat(path, &status) == 0 && !S_ISREG(status.st_mode);
+  return Ppd(is_something_else ? nullptr : ppdOpenFile(path));
+}
 
 const char* or_not_available(const char* text) { return text != nullptr ? text : "N/A"; }
 
@@ -110,7 +118,7 @@ void read_ppd_defaults() {
     log_line("K905-1: PPD environment variable not set");
     return;
   }
-  Ppd ppd(ppdOpenFile(path));
+  Ppd ppd = open_ppd(path);
   if (ppd == nullptr) {
     log_line("K905-1: Failed to open PPD file: %s", path);
     return;
