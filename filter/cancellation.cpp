@@ -6,55 +6,58 @@
 #include <cerrno>
 #include <csignal>
 
+#include "filter/cancel_signals.h"
+
 namespace {
 
-volatile std::sig_atomic_t sigterm_seen = 0;
+volatile std::sig_atomic_t cancel_seen = 0;
 
-void note_sigterm(int) { sigterm_seen = 1; }
+void note_cancel(int) { cancel_seen = 1; }
+
+void ignore(int signal) {
+  struct sigaction action = {};
+  action.sa_handler = SIG_IGN;
+  sigaction(signal, &action, nullptr);
+}
 
 }  // namespace
 
 void set_up_signals() {
-  struct sigaction ignore = {};
-  ignore.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &ignore, nullptr);
-
-  struct sigaction note = {};
-  note.sa_handler = note_sigterm;
-  sigaction(SIGTERM, &note, nullptr);
-
+  ignore(SIGPIPE);
+  ignore(SIGXFSZ);
   // Blocked except while waiting for input: a signal that came just before a blocking read would
   // otherwise be forgotten until the next bytes arrive, which may be never.
-  sigset_t sigterm;
-  sigemptyset(&sigterm);
-  sigaddset(&sigterm, SIGTERM);
-  sigprocmask(SIG_BLOCK, &sigterm, nullptr);
+  const sigset_t cancel = cancel_signals();
+  sigprocmask(SIG_BLOCK, &cancel, nullptr);
+  handle_cancel_signals(note_cancel);
 }
 
-void restore_sigterm() {
-  struct sigaction usual = {};
-  usual.sa_handler = SIG_DFL;
-  sigaction(SIGTERM, &usual, nullptr);
-  sigset_t sigterm;
-  sigemptyset(&sigterm);
-  sigaddset(&sigterm, SIGTERM);
-  sigprocmask(SIG_UNBLOCK, &sigterm, nullptr);
+void restore_signals() {
+  handle_cancel_signals(SIG_DFL);
+  const sigset_t cancel = cancel_signals();
+  sigprocmask(SIG_UNBLOCK, &cancel, nullptr);
 }
 
 bool job_cancelled() {
   sigset_t pending;
-  if (sigterm_seen == 0 && sigpending(&pending) == 0 && sigismember(&pending, SIGTERM) == 1) {
-    sigterm_seen = 1;
+  if (cancel_seen == 0 && sigpending(&pending) == 0) {
+    for (const int signal : kCancelSignals) {
+      if (sigismember(&pending, signal) == 1) {
+        cancel_seen = 1;
+      }
+    }
   }
-  return sigterm_seen != 0;
+  return cancel_seen != 0;
 }
 
 ssize_t read_unless_cancelled(int descriptor, void* buffer, size_t bytes) {
   sigset_t while_waiting;
   sigprocmask(SIG_SETMASK, nullptr, &while_waiting);
-  sigdelset(&while_waiting, SIGTERM);
+  for (const int signal : kCancelSignals) {
+    sigdelset(&while_waiting, signal);
+  }
 
-  while (sigterm_seen == 0) {
+  while (cancel_seen == 0) {
     pollfd input = {.fd = descriptor, .events = POLLIN, .revents = 0};
     if (ppoll(&input, 1, nullptr, &while_waiting) < 0) {
       if (errno == EINTR) {

@@ -1,19 +1,21 @@
-// How the print system cancels a job: SIGTERM. A sheet that is being sent is finished, so that the
-// printer never waits for the rest of a block; no further sheet is begun.
+// How a job is canceled: SIGTERM, SIGINT or SIGHUP. A sheet that is being sent is finished, so that
+// the printer never waits for the rest of a block; no further sheet is begun.
 #pragma once
 
 #include <sys/types.h>
 
-// SIGTERM stays blocked from here on and is only noticed where it is looked for; SIGPIPE is
-// ignored, so that a reader that went away is an ordinary write error. To be called before anything
-// else.
+// From here on the signals that cancel a job are blocked and only noticed where job_cancelled looks
+// for them; SIGINT and SIGHUP that were ignored stay ignored. SIGPIPE and SIGXFSZ are ignored, so
+// that a closed pipe and a file that may not grow are ordinary write errors. To be called before
+// anything else.
 void set_up_signals();
 
-// Gives SIGTERM its usual meaning back, for the status query: whoever waits for a silent printer
-// can stop. A reader of the report or of the log that went away stays an ordinary write error.
-void restore_sigterm();
+// Gives the signals that cancel a job their usual meaning back, for the status query: whoever waits
+// for a silent printer can stop. A reader of the report or of the log that went away stays an
+// ordinary write error.
+void restore_signals();
 
-// True once SIGTERM has come.
+// True once one of the signals has come.
 [[nodiscard]] bool job_cancelled();
 
 // read() that waits for bytes also on a non-blocking descriptor, goes on after EINTR and gives up

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "diag/log.h"
+#include "diag/standard_descriptors.h"
 #include "filter/cancellation.h"
 #include "filter/raster_job.h"
 #include "filter/startup.h"
@@ -15,7 +16,7 @@
 
 int main(int argc, char** argv) {
   set_up_signals();
-  keep_standard_descriptors_taken();
+  reserve_standard_descriptors();
   // A sheet's planes are the same few megabytes on every page. Kept by the allocator instead of
   // given back to the system, they are paid for once a job and not once a page.
   mallopt(M_MMAP_THRESHOLD, 1 << 30);
@@ -38,7 +39,7 @@ int main(int argc, char** argv) {
   print_configuration_summary();
 
   if (asks_status) {
-    restore_sigterm();
+    restore_signals();
     return query_printer_info(argc == 2 ? kDefaultDevice : argv[2]);
   }
   return run_raster_job();

@@ -1,26 +1,13 @@
 #include "filter/startup.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 #include "diag/log.h"
 #include "settings/option_values.h"
 #include "settings/print_options.h"
-
-void keep_standard_descriptors_taken() {
-  // Opened the wrong way round: reading a missing standard input and writing to a missing standard
-  // output still fail, as they should.
-  constexpr int kWrongWay[] = {O_WRONLY, O_RDONLY, O_WRONLY};
-  for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor) {
-    if (fcntl(descriptor, F_GETFD) < 0 && errno == EBADF) {
-      (void)open("/dev/null", kWrongWay[descriptor]);  // takes the lowest free number: this one
-    }
-  }
-}
 
 void log_start(int argc, char** argv) {
   log_line("=== rastertok905 start ===");

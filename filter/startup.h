@@ -1,9 +1,5 @@
-// What happens before the first page: descriptors, banners, the ribbon.
+// What happens before the first page: banners, the ribbon.
 #pragma once
-
-// Puts a dead descriptor in the place of each of the three standard ones that is closed, so that no
-// file opened later (the log, a picture, a profile) can become standard output.
-void keep_standard_descriptors_taken();
 
 // "=== rastertok905 start ===", the process id and the argument list.
 void log_start(int argc, char** argv);

@@ -1,6 +1,6 @@
-// A cancelled job, many times over: whatever the filter is doing when SIGTERM comes, its stream
-// ends at the end of a sheet, nothing new is begun, and the printer takes the next job as if
-// nothing had happened.
+// A cancelled job, many times over: whatever the filter is doing when SIGTERM, SIGINT or SIGHUP
+// comes, its stream ends at the end of a sheet, nothing new is begun, and the printer takes the
+// next job as if nothing had happened.
 //
 // The moments are drawn at random. K905_CANCEL_SEED draws others (the seed stands in the output),
 // K905_CANCEL_MOMENTS more or fewer of them.
@@ -14,6 +14,7 @@
 #include <random>
 
 #include "apps/wire/printer_stream.h"
+#include "filter/cancel_signals.h"
 #include "tests/cli/conversation.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/raster_builder.h"
@@ -106,10 +107,11 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
       talk.end_input();  // Else it waits for a further page.
     }
     wait_for_a_moment(talk);
-    talk.send(SIGTERM);
+    const int signal = kCancelSignals.at(random_() % kCancelSignals.size());
+    talk.send(signal);
     const ChildEnd end = talk.finish();
-    // In its first milliseconds a program cannot know the signal yet, and has sent nothing.
-    if (end.signal == SIGTERM) {
+    // As long as the loader is at work the program cannot know the signal, and has sent nothing.
+    if (end.signal == signal) {
       EXPECT_EQ(talk.log().size(), 0U);
     } else {
       EXPECT_EQ(end.status, 0);

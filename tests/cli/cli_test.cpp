@@ -2,20 +2,19 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <random>
 #include <thread>
 
 #include "apps/base/write_whole.h"
 #include "tests/cli/conversation.h"
+#include "tests/cli/small_job.h"
 #include "tests/support/captured_log.h"
-#include "tests/support/raster_builder.h"
-#include "tests/support/reference.h"
 
 namespace {
 
@@ -27,49 +26,6 @@ using ::testing::StartsWith;
 
 constexpr char kStart[] = "=== rastertok905 start ===";
 constexpr char kEnd[] = "=== rastertok905 end ===";
-constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
-
-RasterPage small_page(unsigned seed) {
-  std::mt19937 random(seed);
-  cups_page_header2_t header = page_header(40, 30);
-  header.PageSize[0] = 461;  // the smallest paper
-  header.PageSize[1] = 261;
-  RasterPage page = blank_page(header);
-  fill_with_gradient(page, random);
-  return page;
-}
-
-std::string job_of(unsigned pages) {
-  std::vector<RasterPage> all;
-  for (unsigned i = 0; i < pages; ++i) {
-    all.push_back(small_page(i));
-  }
-  return raster_stream(all);
-}
-
-ReferenceResult reference_of(const ChildSetup& setup, int process_id, const std::string& input) {
-  ReferenceJob job;
-  job.arguments = setup.arguments;
-  job.ppd_path = kPathNowhere;
-  job.process_id = process_id;
-  job.input = input;
-  return reference_run(job);
-}
-
-// As the print system starts it, with a PPD that is not there: the defaults rule.
-ChildSetup under_cups() {
-  ChildSetup setup;
-  setup.program = filter_program();
-  setup.arguments = {"K905", "1", "me", "t", "1", ""};
-  setup.environment = {{"PPD", kPathNowhere}};
-  return setup;
-}
-
-// What the filter makes of job_of().
-std::string output_of(unsigned pages) {
-  return reference_of(under_cups(), 0, job_of(pages)).output;
-}
-
 void expect_ended_well(const std::vector<std::string>& log) {
   ASSERT_FALSE(log.empty());
   EXPECT_EQ(log.front(), kStart);
@@ -508,23 +464,20 @@ TEST_P(CancelAtLine, EndsTheJobWithWholeSheetsOnly) {
 INSTANTIATE_TEST_SUITE_P(Cli, CancelAtLine,
                          ::testing::Values(1, 2, 10, 20, 30, 40, 41, 42, 60, 100, 120, 200));
 
-TEST(Cancel, ASilentPrinterCanBeLeftToo) {
-  // In the query SIGTERM has its usual meaning. A terminal on which nobody answers plays the
-  // printer.
-  const int printer = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-  ASSERT_GE(printer, 0);
-  ASSERT_EQ(grantpt(printer), 0);
-  ASSERT_EQ(unlockpt(printer), 0);
-  ChildSetup setup = under_cups();
-  setup.arguments = {"rastertok905", "--info", ptsname(printer)};
-  Conversation talk(setup);
-  ASSERT_TRUE(talk.wait_for_line("query printer info"));
-  talk.send(SIGTERM);
-  EXPECT_EQ(talk.finish().signal, SIGTERM);
-  close(printer);
-}
-
 // ---- slow and odd pipes ----
+
+TEST(Ppd, ThatIsAFifoIsNotWaitedFor) {
+  const ScratchFolder scratch;
+  ChildSetup setup = under_cups();
+  setup.environment["PPD"] = scratch.path() + "/queue.ppd";
+  ASSERT_EQ(mkfifo(setup.environment["PPD"].c_str(), 0600), 0);
+  setup.input = job_of(1);
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(lines_of(result.log),
+              Contains("K905-1: Failed to open PPD file: " + setup.environment["PPD"]));
+  EXPECT_TRUE(result.output == output_of(1));
+}
 
 TEST(SlowInput, InSmallPiecesWithPausesIsTheSameJob) {
   Conversation talk(under_cups());
@@ -579,6 +532,32 @@ TEST(NonBlocking, InputCanBeCancelledWhileItIsWaitedFor) {
   EXPECT_EQ(wait_for_child(child, std::chrono::seconds(20)).status, 0);
   close(in.write_end);
   close(err.read_end);
+}
+
+// Whoever shares the pipe can make it non-blocking at any time.
+TEST(NonBlocking, OutputThatBecomesSoInTheMiddleOfASheetIsWaitedFor) {
+  const Pipe in = make_pipe();
+  const Pipe out = make_pipe();
+  const ScratchFolder scratch;
+  const std::string log_file = scratch.write("log", "");
+  const int log = open(log_file.c_str(), O_WRONLY | O_CLOEXEC);
+  const int child = start_child(under_cups(), in.read_end, out.write_end, log);
+  close(in.read_end);
+  close(log);
+  ASSERT_TRUE(write_whole(in.write_end, job_of(1)));
+  close(in.write_end);
+  std::array<char, 4096> piece;
+  ssize_t got = read(out.read_end, piece.data(), piece.size());
+  fcntl(out.write_end, F_SETFL, O_NONBLOCK);
+  close(out.write_end);
+  std::string output;
+  for (; got > 0; got = read(out.read_end, piece.data(), piece.size())) {
+    output.append(piece.data(), static_cast<std::size_t>(got));
+  }
+  EXPECT_EQ(wait_for_child(child).status, 0);
+  close(out.read_end);
+  EXPECT_TRUE(output == output_of(1)) << output.size();
+  EXPECT_THAT(read_file(log_file), Not(HasSubstr("write error")));
 }
 
 TEST(NonBlocking, OutputIsMadeToBlockSoThatNoPlaneIsTorn) {

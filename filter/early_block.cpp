@@ -1,0 +1,17 @@
+// Blocks the signals that cancel a job before main and before the constructors of the libraries.
+// Part of the programs that the print system starts: a job that is canceled at once still ends with
+// its end banner and exit status 0. Before this runs there is only the loader, which has neither
+// read nor written anything of the job.
+#include "filter/cancel_signals.h"
+
+namespace {
+
+void block_cancel_signals() {
+  const sigset_t signals = cancel_signals();
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
+[[gnu::used,
+  gnu::section(".preinit_array")]] void (*const before_constructors)() = block_cancel_signals;
+
+}  // namespace

@@ -1,0 +1,151 @@
+// The filter and the signals that cancel a job, or would end it in the middle of a sheet.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+
+#include "tests/cli/conversation.h"
+#include "tests/cli/small_job.h"
+#include "tests/support/build_paths.h"
+#include "tests/support/captured_log.h"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr char kEnd[] = "=== rastertok905 end ===";
+
+// Ignored in this process and in what it starts, for the life of the guard.
+class IgnoredSignal {
+ public:
+  explicit IgnoredSignal(int number) : number_(number), before_(std::signal(number, SIG_IGN)) {}
+  ~IgnoredSignal() { std::signal(number_, before_); }
+  IgnoredSignal(const IgnoredSignal&) = delete;
+  IgnoredSignal& operator=(const IgnoredSignal&) = delete;
+
+ private:
+  int number_;
+  void (*before_)(int);
+};
+
+// A limit on what this process and its children may write into a file.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+// Not the name of a signal: strsignal has blanks in it.
+std::string name_of(const ::testing::TestParamInfo<int>& instance) {
+  return sigabbrev_np(instance.param);
+}
+
+void expect_cancelled(Conversation& talk) {
+  const ChildEnd end = talk.finish();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.signal, 0);
+  ASSERT_FALSE(talk.log().empty());
+  EXPECT_EQ(talk.log().back(), kEnd);
+}
+
+class CancelSignal : public ::testing::TestWithParam<int> {};
+
+TEST_P(CancelSignal, InTheMiddleOfASheetFinishesTheSheetAndBeginsNoOther) {
+  Conversation talk(under_cups());
+  talk.say(job_of(3));
+  talk.end_input();
+  ASSERT_TRUE(talk.wait_for_output(1000));
+  talk.send(GetParam());
+  expect_cancelled(talk);
+  EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
+}
+
+TEST_P(CancelSignal, WhileInputIsAwaitedEndsTheJob) {
+  Conversation talk(under_cups());
+  ASSERT_TRUE(talk.wait_for_line("Cache Optimization"));
+  talk.send(GetParam());
+  expect_cancelled(talk);
+  EXPECT_EQ(talk.output(), "");
+}
+
+TEST_P(CancelSignal, BeforeMainEndsTheJobLikeAnyOther) {
+  ChildSetup setup = under_cups();
+  setup.environment["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libk905_early_signal.so";
+  setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+  setup.environment["K905_EARLY_SIGNAL"] = std::to_string(GetParam());
+  Conversation talk(setup);
+  talk.say(job_of(1));
+  expect_cancelled(talk);
+  EXPECT_EQ(talk.output(), "");
+}
+
+TEST_P(CancelSignal, KeepsItsUsualMeaningInTheQuery) {
+  // A terminal on which nobody answers plays the printer.
+  const int printer = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(printer, 0);
+  ASSERT_EQ(grantpt(printer), 0);
+  ASSERT_EQ(unlockpt(printer), 0);
+  ChildSetup setup = under_cups();
+  setup.arguments = {"rastertok905", "--info", ptsname(printer)};
+  Conversation talk(setup);
+  ASSERT_TRUE(talk.wait_for_line("query printer info"));
+  talk.send(GetParam());
+  EXPECT_EQ(talk.finish().signal, GetParam());
+  close(printer);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cli, CancelSignal, ::testing::Values(SIGTERM, SIGINT, SIGHUP), name_of);
+
+class IgnoredCancelSignal : public ::testing::TestWithParam<int> {};
+
+TEST_P(IgnoredCancelSignal, CancelsNothing) {
+  const IgnoredSignal ignored(GetParam());
+  Conversation talk(under_cups());
+  talk.say(job_of(2));
+  ASSERT_TRUE(talk.wait_for_output(1000));
+  talk.send(GetParam());
+  talk.end_input();
+  EXPECT_EQ(talk.finish().status, 0);
+  EXPECT_TRUE(talk.output() == output_of(2)) << talk.output().size();
+}
+
+// nohup ignores SIGHUP, a shell SIGINT for what runs in the background.
+INSTANTIATE_TEST_SUITE_P(Cli, IgnoredCancelSignal, ::testing::Values(SIGINT, SIGHUP), name_of);
+
+TEST(FileSizeLimit, CostsPicturesAndLinesButNoSheet) {
+  if (!private_tmp_possible()) {
+    GTEST_SKIP() << "needs the right to make a mount namespace";
+  }
+  const ScratchFolder tmp;
+  ChildSetup setup = under_cups();
+  setup.environment.clear();
+  setup.private_tmp = tmp.path();
+  setup.input = job_of(2);
+  ChildResult result;
+  {
+    const FileSizeLimit limit(5000);
+    result = run_child(setup);
+  }
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_TRUE(result.output == output_of(2)) << result.output.size();
+  EXPECT_EQ(std::filesystem::file_size(tmp.path() + "/rastertok905_debug.log"), 5000U);
+}
+
+}  // namespace

@@ -1,0 +1,42 @@
+#include "tests/cli/small_job.h"
+
+#include <random>
+
+RasterPage small_page(unsigned seed) {
+  std::mt19937 random(seed);
+  cups_page_header2_t header = page_header(40, 30);
+  header.PageSize[0] = 461;
+  header.PageSize[1] = 261;
+  RasterPage page = blank_page(header);
+  fill_with_gradient(page, random);
+  return page;
+}
+
+std::string job_of(unsigned pages) {
+  std::vector<RasterPage> all;
+  for (unsigned i = 0; i < pages; ++i) {
+    all.push_back(small_page(i));
+  }
+  return raster_stream(all);
+}
+
+ReferenceResult reference_of(const ChildSetup& setup, int process_id, const std::string& input) {
+  ReferenceJob job;
+  job.arguments = setup.arguments;
+  job.ppd_path = kPathNowhere;
+  job.process_id = process_id;
+  job.input = input;
+  return reference_run(job);
+}
+
+ChildSetup under_cups() {
+  ChildSetup setup;
+  setup.program = filter_program();
+  setup.arguments = {"K905", "1", "me", "t", "1", ""};
+  setup.environment = {{"PPD", kPathNowhere}};
+  return setup;
+}
+
+std::string output_of(unsigned pages) {
+  return reference_of(under_cups(), 0, job_of(pages)).output;
+}
