@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/inotify.h>
 #include <sys/socket.h>
@@ -58,44 +59,46 @@ std::optional<Terminal> open_terminal(std::string& error) {
     error = failure("no pseudo-terminal");
     return std::nullopt;
   }
+  close(client_side);
   Terminal terminal{.path = path,
                     .printer_side = Descriptor(printer_side),
-                    .client_side = Descriptor(client_side),
-                    .arrivals = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))};
+                    .events = Descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))};
   make_non_blocking(printer_side);
-  if (terminal.arrivals &&
-      inotify_add_watch(terminal.arrivals.get(), path, IN_OPEN | IN_CLOSE) < 0) {
-    terminal.arrivals = Descriptor();
+  if (!terminal.events || inotify_add_watch(terminal.events.get(), path, IN_OPEN | IN_CLOSE) < 0) {
+    error = failure("cannot watch the pseudo-terminal");
+    return std::nullopt;
   }
   return terminal;
 }
 
-bool last_client_left(Terminal& terminal) {
-  if (!terminal.arrivals) {
-    return false;
-  }
-  alignas(inotify_event) char news[4096];
-  bool nobody_was_there = false;
-  for (;;) {
-    const ssize_t got = read(terminal.arrivals.get(), news, sizeof news);
-    if (got <= 0) {
-      break;
-    }
+ClientEvents take_client_events(Terminal& terminal) {
+  ClientEvents result{.most_clients = terminal.clients};
+  alignas(inotify_event) char events[4096];
+  for (ssize_t got = 0; (got = read(terminal.events.get(), events, sizeof events)) > 0;) {
     for (ssize_t at = 0; at < got;) {
-      const auto* event = reinterpret_cast<const inotify_event*>(news + at);
+      const auto* event = reinterpret_cast<const inotify_event*>(events + at);
       if ((event->mask & IN_OPEN) != 0) {
+        result.changed_hands = result.changed_hands || terminal.clients == 0;
         ++terminal.clients;
+        result.most_clients = std::max(result.most_clients, terminal.clients);
       } else if ((event->mask & IN_CLOSE) != 0) {
         terminal.clients = std::max(terminal.clients - 1, 0);
-        nobody_was_there = nobody_was_there || terminal.clients == 0;
       }
       at += static_cast<ssize_t>(sizeof *event + event->len);
     }
   }
-  return nobody_was_there;
+  return result;
 }
 
-void forget_unread(const Terminal& terminal) { tcflush(terminal.client_side.get(), TCIFLUSH); }
+bool is_closed_by_clients(const Terminal& terminal) {
+  pollfd side{.fd = terminal.printer_side.get(), .events = 0, .revents = 0};
+  return poll(&side, 1, 0) > 0 && (side.revents & POLLHUP) != 0;
+}
+
+void discard_unread_replies(const Terminal& terminal) {
+  const Descriptor client_side(open(terminal.path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  tcflush(client_side.get(), TCIFLUSH);
+}
 
 std::optional<Listener> listen_on(std::uint16_t port, std::string& error) {
   Listener listener{.socket = Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))};

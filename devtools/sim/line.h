@@ -21,27 +21,34 @@ class Descriptor {
   int number_ = -1;
 };
 
-// A pseudo-terminal in raw mode. The simulator keeps a descriptor of the client's side open, so
-// that the terminal stays raw and never hangs up between two clients; who comes and goes is told by
-// `arrivals`.
+// A pseudo-terminal in raw mode. It stays raw while no client has it open, since the simulator
+// holds the printer's side.
 struct Terminal {
   std::string path;
-  Descriptor printer_side;  // non-blocking
-  Descriptor client_side;
-  Descriptor arrivals;  // inotify; invalid where the system does not offer it
+  Descriptor printer_side;  // non-blocking; reading fails with EIO while no client has it open
+  Descriptor events;        // inotify: a client opened or closed the terminal
 
-  // Clients that have the terminal open, as far as arrivals told.
+  // Clients that have it open, as counted from the events. Only an estimate: the system merges
+  // equal events that follow each other.
   int clients = 0;
 };
 
 [[nodiscard]] std::optional<Terminal> open_terminal(std::string& error);
 
-// Takes the news of arrivals. True when since the last call there was a moment without any client,
-// whether or not somebody has come in the meantime.
-[[nodiscard]] bool last_client_left(Terminal& terminal);
+struct ClientEvents {
+  bool changed_hands = false;  // a client opened it after all earlier ones had closed it
+  int most_clients = 0;        // that had it open at the same time
+};
 
-// Throws away answers that nobody has read.
-void forget_unread(const Terminal& terminal);
+// Takes the events since the last call and keeps `clients` up to date.
+[[nodiscard]] ClientEvents take_client_events(Terminal& terminal);
+
+// All clients have closed the terminal. What they wrote can still be read.
+[[nodiscard]] bool is_closed_by_clients(const Terminal& terminal);
+
+// Discards replies that were written but not read. Opens and closes the terminal, which is an event
+// like that of any client.
+void discard_unread_replies(const Terminal& terminal);
 
 struct Listener {
   Descriptor socket;  // non-blocking

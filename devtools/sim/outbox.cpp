@@ -14,6 +14,11 @@ void Outbox::add(std::vector<Piece> pieces, Clock::time_point now) {
   }
 }
 
+void Outbox::clear() {
+  pieces_.clear();
+  has_sent_ = false;
+}
+
 std::optional<Outbox::Clock::time_point> Outbox::due() const {
   return pieces_.empty() ? std::nullopt : std::optional(front_due_);
 }
@@ -25,6 +30,7 @@ bool Outbox::send(int descriptor, Clock::time_point now) {
     if (written < 0) {
       return errno == EAGAIN || errno == EINTR;
     }
+    has_sent_ = has_sent_ || written > 0;
     bytes.erase(0, static_cast<std::size_t>(written));
     if (!bytes.empty()) {
       return true;

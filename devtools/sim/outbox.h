@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <deque>
 #include <optional>
 #include <string>
@@ -17,8 +18,12 @@ class Outbox {
   using Clock = std::chrono::steady_clock;
 
   void add(std::vector<Piece> pieces, Clock::time_point now);
-  void clear() { pieces_.clear(); }
+  void clear();
   [[nodiscard]] bool empty() const { return pieces_.empty(); }
+  // So much is waiting that no further questions shall be taken.
+  [[nodiscard]] bool is_full() const { return pieces_.size() >= kFullAtPieces; }
+  // Bytes have been written since the last clear().
+  [[nodiscard]] bool has_sent() const { return has_sent_; }
 
   // When the next bytes are due; null when there are none.
   [[nodiscard]] std::optional<Clock::time_point> due() const;
@@ -28,6 +33,9 @@ class Outbox {
   [[nodiscard]] bool send(int descriptor, Clock::time_point now);
 
  private:
+  static constexpr std::size_t kFullAtPieces = 1024;
+
   std::deque<Piece> pieces_;
+  bool has_sent_ = false;
   Clock::time_point front_due_{};
 };

@@ -1,6 +1,12 @@
 #include "devtools/sim/sheet_folder.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -21,6 +27,23 @@ std::filesystem::path free_name(const std::filesystem::path& folder) {
 }
 
 }  // namespace
+
+std::optional<std::string> check_sheet_folder(const std::string& folder) {
+  const std::string what = folder + ": sheets cannot be stored here: ";
+  std::error_code failure;
+  std::filesystem::create_directories(folder, failure);
+  if (failure) {
+    return what + failure.message();
+  }
+  std::string trial = folder + "/.k905-sim-XXXXXX";
+  const int descriptor = mkostemp(trial.data(), O_CLOEXEC);
+  if (descriptor < 0) {
+    return what + std::strerror(errno);
+  }
+  close(descriptor);
+  unlink(trial.c_str());
+  return std::nullopt;
+}
 
 std::string keep_sheet(const std::string& folder, const Sheet& sheet, std::string& error) {
   std::error_code failure;

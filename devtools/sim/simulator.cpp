@@ -76,10 +76,14 @@ class Printer {
          std::to_string(state_.remaining) + " left");
   }
 
-  void refuse(const StreamError& error) {
+  // `hint`: a possible reason, "" for none.
+  void refuse(const StreamError& error, const std::string& hint) {
     data_error_ = true;
-    tell("data error: " + describe(error));
+    tell("data error: " + describe(error) + (hint.empty() ? "" : "; " + hint));
   }
+
+  // Sheets whose image could not be stored.
+  [[nodiscard]] int images_lost() const { return images_lost_; }
 
  private:
   [[nodiscard]] int status(bool printing) const {
@@ -95,15 +99,17 @@ class Printer {
     return state_.remaining == 0 ? kStatusPaperEnd : kStatusIdle;
   }
 
-  [[nodiscard]] std::string picture_of(const Sheet& sheet) const {
+  std::string picture_of(const Sheet& sheet) {
     if (options_.sheets.empty()) {
       return "";
     }
     std::string error;
     const std::string path = keep_sheet(options_.sheets, sheet, error);
     if (path.empty()) {
-      warn(error);
-      return "";
+      ++images_lost_;
+      warn(options_.sheets + ": the image of sheet " + std::to_string(printed_) +
+           " is not stored: " + error);
+      return ", image not stored";
     }
     return ", " + path;
   }
@@ -131,16 +137,19 @@ class Printer {
   PrinterState state_;
   bool data_error_ = false;  // until the next sheet that can be printed
   int printed_ = 0;
+  int images_lost_ = 0;
 };
 
-// A client that never stops must not keep the others, and the end of the program, waiting.
+// A client that never stops must not keep the others, and the end of the program, waiting, and its
+// questions of one round must not fill the memory with replies.
 constexpr int kMostReadsInARow = 64;
+constexpr std::size_t kMostBytesInARow = std::size_t{1} << 18;
 
 // Reads what there is, within measure. False at the end of the line.
 bool read_available(int descriptor, std::string& bytes) {
   bytes.clear();
   char piece[65536];
-  for (int round = 0; round < kMostReadsInARow; ++round) {
+  for (int round = 0; round < kMostReadsInARow && bytes.size() < kMostBytesInARow; ++round) {
     const ssize_t got = read(descriptor, piece, sizeof piece);
     if (got == 0) {
       return false;
@@ -161,7 +170,9 @@ class Client {
         descriptor_(descriptor),
         dialogue_({.question = [this](const auto& group, const auto& name) { ask(group, name); },
                    .sheet = [this](Sheet&& sheet) { printer_.print(sheet); },
-                   .nonsense = [this](const StreamError& error) { printer_.refuse(error); }}) {}
+                   .nonsense =
+                       [this](const StreamError& error) { printer_.refuse(error, error_hint_); }}) {
+  }
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
@@ -171,6 +182,9 @@ class Client {
   void end() { dialogue_.end(); }
 
   [[nodiscard]] bool talked_nonsense() const { return dialogue_.is_deaf(); }
+
+  // A possible reason for an error in the bytes that follow, "" for none.
+  void set_error_hint(std::string hint) { error_hint_ = std::move(hint); }
 
   void forget_answers() {
     outbox_.clear();
@@ -195,11 +209,12 @@ class Client {
   int descriptor_;
   Dialogue dialogue_;
   Outbox outbox_;
+  std::string error_hint_;
   bool first_question_ = true;
 };
 
-// The terminal's clients have no connection of their own: when the last one leaves, what it left
-// half said and half heard is forgotten, so that the next one finds a printer that is ready.
+// The terminal's clients have no connection of their own: when the last one closes it, incomplete
+// input and unread replies are discarded, so that the next one finds a printer that is ready.
 class TerminalDesk {
  public:
   TerminalDesk(Printer& printer, Terminal terminal)
@@ -207,44 +222,68 @@ class TerminalDesk {
     welcome();
   }
 
-  // Bytes are read before the news of who came and went, and heard after them: a newcomer's
-  // question is never answered before the last one's answers have been thrown away.
+  // Bytes are read before the events and processed after them: the question of a new client is
+  // never answered before the replies to the last one have been discarded.
   void serve() {
     std::string bytes;
-    bool departed = false;
-    do {
-      read_available(client_->descriptor(), bytes);
-      const bool left = last_client_left(terminal_);
-      if (left) {
-        departed = true;
-        forget_unread(terminal_);
-        client_->forget_answers();
-        if (client_->talked_nonsense()) {
-          welcome();
-        }
-      }
-      client_->hear(bytes);
-      if (departed && !left && bytes.empty() && terminal_.clients == 0) {
-        client_->end();
+    // Questions wait while replies are not taken, unless whoever asked has left.
+    const bool reads = !client_->outbox().is_full() || is_closed_by_clients(terminal_);
+    closed_ = reads && !read_available(client_->descriptor(), bytes);
+    const ClientEvents events = take_client_events(terminal_);
+    most_clients_ = std::max(most_clients_, events.most_clients);
+    if (events.changed_hands) {
+      forget_replies();
+      if (client_->talked_nonsense()) {
         welcome();
-        departed = false;
       }
-    } while (departed && terminal_.clients == 0);
+    }
+    client_->set_error_hint(hint_for(most_clients_));
+    client_->hear(bytes);
+    if (closed_) {
+      close_conversation();
+    }
     (void)client_->send();
   }
 
   void add_waits(std::vector<pollfd>& waits) const {
-    waits.push_back({.fd = client_->descriptor(), .events = POLLIN, .revents = 0});
-    waits.push_back({.fd = terminal_.arrivals.get(), .events = POLLIN, .revents = 0});
+    const short input = client_->outbox().is_full() ? 0 : POLLIN;
+    waits.push_back({.fd = closed_ ? -1 : client_->descriptor(), .events = input, .revents = 0});
+    waits.push_back({.fd = terminal_.events.get(), .events = POLLIN, .revents = 0});
   }
   [[nodiscard]] const Outbox& outbox() const { return client_->outbox(); }
 
  private:
+  // The devices of real printers can be opened once only; a terminal cannot refuse the second.
+  static std::string hint_for(int clients) {
+    if (clients < 2) {
+      return "";
+    }
+    return std::to_string(clients) +
+           " programs had the terminal open at the same time, which mixes their jobs";
+  }
+
   void welcome() { client_ = std::make_unique<Client>(printer_, terminal_.printer_side.get()); }
+
+  void forget_replies() {
+    if (client_->outbox().has_sent()) {
+      discard_unread_replies(terminal_);
+    }
+    client_->forget_answers();
+  }
+
+  void close_conversation() {
+    client_->end();
+    forget_replies();
+    welcome();
+    terminal_.clients = 0;
+    most_clients_ = 0;
+  }
 
   Printer& printer_;
   Terminal terminal_;
   std::unique_ptr<Client> client_;
+  bool closed_ = false;   // no client has the terminal open, and all that was written has been read
+  int most_clients_ = 0;  // at the same time, since it was closed
 };
 
 // One client at a time; the others wait in the queue of the system.
@@ -262,7 +301,7 @@ class NetworkDesk {
       client_ = std::make_unique<Client>(printer_, connection_.get());
       finished_talking_ = false;
     }
-    if (!finished_talking_) {
+    if (is_listening()) {
       listen();
     }
     const bool reachable = client_->send();
@@ -275,13 +314,18 @@ class NetworkDesk {
   void add_waits(std::vector<pollfd>& waits) const {
     if (!client_) {
       waits.push_back({.fd = listener_.socket.get(), .events = POLLIN, .revents = 0});
-    } else if (!finished_talking_) {
+    } else if (is_listening()) {
       waits.push_back({.fd = connection_.get(), .events = POLLIN, .revents = 0});
     }
   }
   [[nodiscard]] const Outbox* outbox() const { return client_ ? &client_->outbox() : nullptr; }
 
  private:
+  // Questions wait while replies are not taken.
+  [[nodiscard]] bool is_listening() const {
+    return !finished_talking_ && !client_->outbox().is_full();
+  }
+
   void listen() {
     std::string bytes;
     finished_talking_ = !read_available(connection_.get(), bytes);
@@ -323,6 +367,12 @@ int shorter_wait(int one, int other) {
 bool run_simulator(const SimulatorOptions& options, std::string& error) {
   std::signal(SIGPIPE, SIG_IGN);
   const Descriptor endings = signals_as_descriptor();
+  if (!options.sheets.empty()) {
+    if (const auto wrong = check_sheet_folder(options.sheets)) {
+      error = *wrong;
+      return false;
+    }
+  }
   std::optional<Terminal> terminal = open_terminal(error);
   if (!terminal) {
     return false;
@@ -353,11 +403,17 @@ bool run_simulator(const SimulatorOptions& options, std::string& error) {
     }
     poll(waits.data(), waits.size(), wait_ms);
     if (waits.front().revents != 0) {
-      return true;
+      break;
     }
     terminal_desk.serve();
     if (network_desk) {
       network_desk->serve();
     }
   }
+  if (printer.images_lost() > 0) {
+    error = options.sheets +
+            ": images that could not be stored: " + std::to_string(printer.images_lost());
+    return false;
+  }
+  return true;
 }

@@ -17,6 +17,7 @@ struct SimulatorOptions {
 };
 
 // Runs until SIGINT or SIGTERM. Standard output tells the terminal's path in its first line, the
-// port in its second when there is one, and from then on every sheet. Returns false when a line
-// cannot be opened, with the reason in `error`.
+// port in its second when there is one, and from then on every sheet. Returns false with the reason
+// in `error` when a line cannot be opened, the folder for pictures cannot be written, or, at the
+// end, when pictures could not be stored.
 [[nodiscard]] bool run_simulator(const SimulatorOptions& options, std::string& error);

@@ -1,15 +1,19 @@
 // The built simulator takes sheets: on its terminal, over the network, to the last piece of paper.
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "apps/image/read_picture.h"
 #include "tests/sim/info_report.h"
@@ -20,6 +24,11 @@
 #include "tests/support/wire_stream.h"
 
 namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
 std::string ask(const SimulatedPrinter& printer) {
   return run_filter({"--info", printer.path()}).output;
@@ -62,7 +71,43 @@ std::string hear_all(int client) {
   return heard;
 }
 
+// The most memory the process has had so far, in KiB.
+long peak_memory_kib(int process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/status");
+  for (std::string word; file >> word;) {
+    if (word == "VmHWM:") {
+      long kib = -1;
+      file >> kib;
+      return kib;
+    }
+  }
+  return -1;
+}
+
+// Sends until everything has been taken or nothing has been taken for `patience_ms`. Returns the
+// number of bytes that were taken.
+std::size_t send_without_reading(int client, const std::string& bytes, int patience_ms) {
+  std::size_t sent = 0;
+  while (sent < bytes.size()) {
+    pollfd ready{.fd = client, .events = POLLOUT, .revents = 0};
+    if (poll(&ready, 1, patience_ms) <= 0) {
+      break;
+    }
+    const ssize_t taken = send(client, bytes.data() + sent, bytes.size() - sent, MSG_DONTWAIT);
+    sent += taken > 0 ? static_cast<std::size_t>(taken) : 0;
+  }
+  return sent;
+}
+
 const std::string kStatusQuestion = wire_command("STATUS", "", "        ");
+
+ChildResult run_simulator(const std::vector<std::string>& arguments) {
+  ChildSetup setup;
+  setup.program = K905_BINARY_DIR "/k905-sim";
+  setup.arguments = {"k905-sim"};
+  setup.arguments.insert(setup.arguments.end(), arguments.begin(), arguments.end());
+  return run_child(setup);
+}
 
 TEST(Simulator, FirstLineIsATerminalInRawMode) {
   const SimulatedPrinter printer;
@@ -110,6 +155,37 @@ TEST(Simulator, PicturesOfEarlierRunsAreKept) {
   EXPECT_EQ(printer.next_line(),
             "sheet 2: 3x2, glossy, cutter 0, " + folder.path() + "/sheet-0003.png, 398 left");
   EXPECT_EQ(folder.read("sheet-0001.png"), "mine");
+}
+
+TEST(Simulator, FolderForSheetsThatCannotBeWrittenIsAnErrorAtTheStart) {
+  const ScratchFolder folder;
+  const std::string file = folder.write("file", "no folder");
+  for (const std::string& sheets : {file, file + "/prints", std::string("/proc")}) {
+    SimulatedPrinter printer({"--sheets", sheets});
+    EXPECT_EQ(printer.path(), "") << sheets;
+    EXPECT_EQ(printer.end(SIGTERM), 1) << sheets;
+  }
+  EXPECT_THAT(run_simulator({"--sheets", file}).log,
+              StartsWith("k905-sim: " + file + ": sheets cannot be stored here: "));
+}
+
+TEST(Simulator, CheckOfTheFolderForSheetsLeavesNothingInIt) {
+  const ScratchFolder folder;
+  SimulatedPrinter printer({"--sheets", folder.path() + "/prints"});
+  ASSERT_NE(printer.path(), "");
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path() + "/prints"));
+}
+
+TEST(Simulator, SheetThatCannotBeStoredIsReportedAndIsExitStatusOne) {
+  const ScratchFolder folder;
+  const std::string prints = folder.path() + "/prints";
+  SimulatedPrinter printer({"--sheets", prints});
+  ASSERT_NE(printer.path(), "");
+  std::filesystem::remove(prints);
+  folder.write("prints", "in the place of the folder");
+  ASSERT_TRUE(printer.send(wire_sheet({})));
+  EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, image not stored, 399 left");
+  EXPECT_EQ(printer.end(SIGTERM), 1);
 }
 
 TEST(Simulator, MatteSheetsAreCountedApart) {
@@ -171,6 +247,89 @@ TEST(Simulator, ClientThatLeavesInsideASheetDoesNotSpoilTheNext) {
   EXPECT_TRUE(printer.next_line().starts_with("data error: "));
   ASSERT_TRUE(printer.send(wire_sheet({})));
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
+}
+
+// Returns when the simulator has processed everything that happened before the call. It serves the
+// terminal before the network in every round, and answers one question a round.
+void wait_for_a_whole_round(int network_client) {
+  for (int question = 0; question < 2; ++question) {
+    send_all(network_client, kStatusQuestion);
+    char reply[7];
+    ASSERT_EQ(recv(network_client, reply, sizeof reply, MSG_WAITALL), 7);
+  }
+}
+
+TEST(Simulator, JobsOfTwoProgramsAtOnceAreADataErrorThatNamesTheReason) {
+  SimulatedPrinter printer({"--listen", "0"});
+  const int network = connect_to(printer.next_line());
+  std::array<int, 2> clients{};
+  const std::string sheet = wire_sheet({});
+  for (int& client : clients) {
+    client = open(printer.path().c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(write(client, sheet.data(), 500), 500);
+    wait_for_a_whole_round(network);
+  }
+  const std::string line = printer.next_line();
+  EXPECT_THAT(line, StartsWith("data error: offset "));
+  EXPECT_THAT(line, EndsWith("; 2 programs had the terminal open at the same time, which mixes "
+                             "their jobs"));
+  for (const int client : clients) {
+    ASSERT_EQ(write(client, sheet.data() + 500, sheet.size() - 500),
+              static_cast<ssize_t>(sheet.size() - 500));
+  }
+  // The system may merge these two events into one.
+  close(clients[0]);
+  close(clients[1]);
+  wait_for_a_whole_round(network);
+  // The next job of a single program is printed, and its errors are its own.
+  ASSERT_TRUE(printer.send(sheet));
+  EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
+  ASSERT_TRUE(printer.send(sheet.substr(0, 2000)));
+  EXPECT_THAT(printer.next_line(), AllOf(StartsWith("data error: "), Not(HasSubstr("programs"))));
+  close(network);
+}
+
+TEST(Simulator, ClientThatNeverReadsCostsLittleMemoryAndLosesNoReply) {
+  SimulatedPrinter printer({"--listen", "0", "--fault", "long"});
+  const int client = connect_to(printer.next_line());
+  constexpr std::size_t kQuestions = 1 << 20;
+  std::string questions;
+  for (std::size_t i = 0; i < kQuestions; ++i) {
+    questions += kStatusQuestion;
+  }
+  const std::size_t sent = send_without_reading(client, questions, 1000);
+  // The replies to all of the questions need 316 million bytes.
+  EXPECT_LT(peak_memory_kib(printer.process_id()), 128 * 1024);
+  EXPECT_LT(sent, questions.size());
+  // The terminal is served meanwhile.
+  ASSERT_TRUE(printer.send(wire_sheet({})));
+  EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
+
+  shutdown(client, SHUT_WR);
+  EXPECT_EQ(hear_all(client).size(), sent / kStatusQuestion.size() * 302);
+  close(client);
+}
+
+TEST(Simulator, TerminalClientThatNeverReadIsForgottenWhenItLeaves) {
+  SimulatedPrinter printer({"--listen", "0"});
+  const int network = connect_to(printer.next_line());
+  const int client = open(printer.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+  std::string questions;
+  for (int i = 0; i < 64; ++i) {
+    questions += kStatusQuestion;
+  }
+  // Until its questions are no longer taken, or 16 million bytes were.
+  std::size_t taken = 0;
+  for (pollfd ready{.fd = client, .events = POLLOUT, .revents = 0};
+       taken < (16U << 20) && poll(&ready, 1, 1000) > 0;) {
+    const ssize_t written = write(client, questions.data(), questions.size());
+    taken += written > 0 ? static_cast<std::size_t>(written) : 0;
+  }
+  EXPECT_LT(taken, 16U << 20);
+  close(client);
+  wait_for_a_whole_round(network);
+  EXPECT_EQ(ask(printer), expected_report());
+  close(network);
 }
 
 TEST(Simulator, NetworkTakesJobsAndQuestionsAndClosesWhenTheClientIsDone) {
@@ -244,14 +403,6 @@ TEST(Simulator, StateFileOfAnEarlierRunIsTakenUp) {
   EXPECT_EQ(ask(printer), expected_report({{"PrintMediaInfo", "6x4"},
                                            {"PrintRemainQuantity", "MQT 0053 (3)"},
                                            {"ActPrintMediaInfo", "6x4"}}));
-}
-
-ChildResult run_simulator(const std::vector<std::string>& arguments) {
-  ChildSetup setup;
-  setup.program = K905_BINARY_DIR "/k905-sim";
-  setup.arguments = {"k905-sim"};
-  setup.arguments.insert(setup.arguments.end(), arguments.begin(), arguments.end());
-  return run_child(setup);
 }
 
 TEST(Simulator, WrongArgumentsAreUsageErrors) {
