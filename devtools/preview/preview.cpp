@@ -115,10 +115,7 @@ class Preview {
 
   // Writes what belongs to all sheets together. False after an error.
   bool finish() {
-    if (wishes_.contact.empty() || contact_.count() == 0) {
-      if (sheets_ == 0) {
-        complain(app_, "the stream holds no sheet");
-      }
+    if (wishes_.contact.empty()) {
       return true;
     }
     if (!write(wishes_.contact, contact_.picture(), {})) {
@@ -155,6 +152,9 @@ class Preview {
     }
     if (shown && !parser.finish()) {
       return fail(name + ": " + describe(*parser.error()));
+    }
+    if (sheets_of_file_ == 0) {
+      return fail(name + ": no print job, the stream is empty");
     }
     return shown;
   }

@@ -195,14 +195,6 @@ TEST(ContactSheetProgram, NothingIsWrittenWhenAFileIsWrong) {
   }
 }
 
-TEST(ContactSheetProgram, AJobWithoutASheetGivesNoPicture) {
-  const ScratchFolder folder;
-  const ChildResult result = contact(folder, {});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.log, "k905-preview: the stream holds no sheet\n");
-  EXPECT_FALSE(folder.read("out.png"));
-}
-
 TEST(ContactSheetProgram, APictureThatCannotBeWrittenIsNamed) {
   const ScratchFolder folder;
   const ChildResult result =

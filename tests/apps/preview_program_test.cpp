@@ -140,11 +140,26 @@ TEST(PreviewProgram, AStreamThatEndsInsideASheetIsWrong) {
             "the stream\n");
 }
 
-TEST(PreviewProgram, AnEmptyStreamIsRightAndSaysThatItIsEmpty) {
+TEST(PreviewProgram, EmptyStreamIsNoPrintJobAndExitStatusOne) {
   const ScratchFolder folder;
-  const ChildResult result = preview(folder, {});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.log, "k905-preview: the stream holds no sheet\n");
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{}, {"--check"}, {"--check", "--dump"}, {"--contact", "all.png"}}) {
+    const ChildResult result = preview(folder, arguments);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.log, "k905-preview: standard input: no print job, the stream is empty\n");
+    EXPECT_THAT(result.output, IsEmpty());
+  }
+  EXPECT_FALSE(folder.read("all.png"));
+}
+
+TEST(PreviewProgram, EmptyFileAmongOthersIsNamed) {
+  const ScratchFolder folder;
+  folder.write("a.prn", wire_sheet({}));
+  folder.write("empty.prn", "");
+  const ChildResult result = preview(folder, {"--check", "a.prn", "empty.prn"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-preview: empty.prn: no print job, the stream is empty\n");
+  EXPECT_THAT(result.output, StartsWith("sheet 1: ")) << "what was valid has been shown";
 }
 
 TEST(PreviewProgram, WhatCannotBeReadIsNamed) {
