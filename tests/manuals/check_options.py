@@ -5,7 +5,9 @@ manual page describes and the completion offers, neither more nor fewer; and wha
 behind an option must be what the program takes there.
 """
 
+import os
 import pathlib
+import pty
 import re
 import shlex
 import subprocess
@@ -53,9 +55,34 @@ def completed(*words, before=""):
         for name in ("6x2-2", "6x2x4"):
             (pathlib.Path(folder) / name).touch()
         said = subprocess.run(["bash", "-u", "-c", script], text=True, cwd=folder, check=True,
-                              capture_output=True)
+                              capture_output=True, env=os.environ | {"PATH": path_with(BUILD)})
     assert not said.stderr, said.stderr
-    return set(said.stdout.split())
+    # As the shell will read them when the command runs.
+    return set(shlex.split(said.stdout))
+
+
+def path_with(folder):
+    return f"{folder}:{os.environ['PATH']}"
+
+
+def typed(folder, text):
+    """What an interactive bash shows when somebody types this, in `folder`, whose programs are found."""
+    process, terminal = pty.fork()
+    if process == 0:
+        os.chdir(folder)
+        os.execvpe("bash", ["bash", "--noprofile", "--norc", "-i"],
+                   os.environ | {"PATH": path_with(folder), "PS1": "$ ", "TERM": "dumb", "HISTFILE": ""})
+    shown = b""
+    commands = f"source {shlex.quote(str(SOURCE / 'apps/completion/k905.bash'))}\n{text}exit\n"
+    os.write(terminal, commands.encode())
+    try:
+        while piece := os.read(terminal, 4096):
+            shown += piece
+    except OSError:  # the end of a terminal
+        pass
+    os.close(terminal)
+    os.waitpid(process, 0)
+    return shown.decode(errors="replace")
 
 
 def listed(text, pattern):
@@ -146,6 +173,40 @@ class Completion(unittest.TestCase):
         lpstat = 'lpstat() { [ "$*" = -e ] && echo booth && echo photo; }'
         for program, option in (("k905-print", "--queue"), ("k905-print", "-q"), ("k905-setup", "--check")):
             self.assertEqual(completed(program, option, "", before=lpstat), {"booth", "photo"})
+
+    # Names that a print system takes for queues and that the shell would run, or expand.
+    STRANGE_QUEUES = ("$(touch${IFS}PWNED)", "`touch${IFS}PWNED`", "a;touch${IFS}PWNED", "$HOME", "*", "it's",
+                      "b\\c", 'd"e', "~", "{x,y}")
+
+    def test_queue_names_are_offered_as_they_are_and_nothing_in_them_runs(self):
+        with tempfile.TemporaryDirectory() as folder:
+            lpstat = f"lpstat() {{ printf '%s\\n' {shlex.join(self.STRANGE_QUEUES)}; }}"
+            before = f"cd {folder}; {lpstat}"
+            for program, option in (("k905-print", "-q"), ("k905-setup", "--check")):
+                self.assertEqual(completed(program, option, "", before=before), set(self.STRANGE_QUEUES))
+            self.assertEqual(completed("k905-print", "-q", "$(t", before=before), {self.STRANGE_QUEUES[0]})
+            self.assertEqual(completed("k905-print", "-q", "\\$\\(t", before=before), {self.STRANGE_QUEUES[0]})
+            self.assertEqual(os.listdir(folder), [])
+
+    def test_a_completed_queue_name_reaches_the_program_and_does_not_run(self):
+        for name in self.STRANGE_QUEUES:
+            with self.subTest(name), tempfile.TemporaryDirectory() as folder:
+                for program, script in (("lpstat", f"printf '%s\\n' {shlex.quote(name)}"),
+                                        ("k905-print", 'printf "%s\\n" "$@" >arguments')):
+                    file = pathlib.Path(folder) / program
+                    file.write_text(f"#!/bin/sh\n{script}\n")
+                    file.chmod(0o755)
+                shown = typed(folder, "k905-print -q \t\n")
+                self.assertEqual(sorted(os.listdir(folder)), ["arguments", "k905-print", "lpstat"], shown)
+                self.assertEqual((pathlib.Path(folder) / "arguments").read_text(), f"-q\n{name}\n", shown)
+
+    def test_only_the_installed_program_is_asked_for_its_options(self):
+        with tempfile.TemporaryDirectory() as folder:
+            file = pathlib.Path(folder) / "k905-print"
+            file.write_text("#!/bin/sh\ntouch PWNED\n")
+            file.chmod(0o755)
+            self.assertIn("--paper", completed("./k905-print", "--", before=f"cd {folder}"))
+            self.assertEqual(os.listdir(folder), ["k905-print"])
 
     def test_only_what_goes_on_from_the_word_is_offered(self):
         self.assertEqual(completed("k905-print", "--pr"), {"--preview"})
