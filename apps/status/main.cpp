@@ -2,15 +2,13 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <thread>
 
 #include "apps/base/program.h"
 #include "apps/status/show_state.h"
 
 namespace {
-
-// Apart from all that the printer's state can be.
-constexpr int kExitWrongUsage = 64;
 
 struct Wishes {
   std::string device = "/dev/usb/lp0";
@@ -20,20 +18,35 @@ struct Wishes {
   bool wait_ready = false;
 };
 
+// CLI::Range lets "nan" pass, which is neither below nor above a limit.
+CLI::Validator seconds_between(double least, double most) {
+  const auto check = [least, most](const std::string& text) -> std::string {
+    char* end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    if (!text.empty() && *end == '\0' && seconds >= least && seconds <= most) {
+      return "";
+    }
+    char limits[64];
+    std::snprintf(limits, sizeof limits, "' is not a number from %g to %.0f", least, most);
+    return "'" + text + limits;
+  };
+  return {check, ""};
+}
+
 void describe_options(CLI::App& app, Wishes& wishes) {
   app.add_option("DEVICE", wishes.device, "the printer's device file")->capture_default_str();
   app.add_flag("-j,--json", wishes.json, "a line of JSON instead of text");
   app.add_option("-w,--watch", wishes.watch_seconds, "ask again and again, so many seconds apart")
-      ->check(CLI::Range(0.1, 86400.0));
+      ->check(seconds_between(0.1, 86400));
   auto* wait =
       app.add_flag("--wait-ready", wishes.wait_ready, "wait until the printer is ready, then tell");
   app.add_option("--timeout", wishes.limit_seconds,
                  "with --wait-ready: wait so many seconds at most")
       ->needs(wait)
-      ->check(CLI::Range(0.0, 31536000.0));
+      ->check(seconds_between(0, 31536000));
   app.footer(
-      "Exit status: 0 ready or busy, 1 needs a person, 2 not reachable, 3 in use by the print "
-      "system, 64 wrong usage.");
+      "Exit status: 0 ready or busy, 1 needs a person, 2 not reachable or wrong usage, 3 in use by "
+      "the print system.");
 }
 
 using Clock = std::chrono::steady_clock;
@@ -94,10 +107,8 @@ int status_program(int argc, char** argv) {
   CLI::App app("Tells how a K905 or one of its siblings is.", "k905-status");
   Wishes wishes;
   describe_options(app, wishes);
-  if (const auto status = parse_command_line(app, argc, argv)) {
-    return *status == kExitUsage ? kExitWrongUsage : *status;
-  }
-  return run(app, wishes);
+  const auto status = parse_command_line(app, argc, argv);
+  return status ? *status : run(app, wishes);
 }
 
 }  // namespace

@@ -149,15 +149,33 @@ TEST(StatusProgram, WaitingHasItsLimit) {
   EXPECT_THAT(result.output, StartsWith(printer.path() + ": busy, Printing\n"));
 }
 
-TEST(StatusProgram, WrongUsageIsExitStatusSixtyFour) {
+TEST(StatusProgram, WrongUsageIsExitStatusTwoAndNoState) {
   for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
            {"--nonsense"}, {"a", "b"}, {"--watch", "0"}, {"--timeout", "3"}}) {
     const ChildResult result = status(wrong);
-    EXPECT_EQ(result.status, 64) << testing::PrintToString(wrong);
+    EXPECT_EQ(result.status, 2) << testing::PrintToString(wrong);
     EXPECT_THAT(result.log, StartsWith("k905-status: "));
     EXPECT_THAT(result.output, IsEmpty());
   }
   EXPECT_EQ(status({"--help"}).status, 0);
+}
+
+TEST(StatusProgram, TimesThatAreNoNumberInRangeAreWrongUsage) {
+  for (const std::string time : {"nan", "-nan", "NAN(1)", "inf", "-1", "1e300", "soon", ""}) {
+    for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
+             {"--wait-ready", "--timeout=" + time, "/nowhere/lp0"},
+             {"--watch=" + time, "/nowhere/lp0"}}) {
+      ChildSetup setup;
+      setup.program = kProgram;
+      setup.arguments = wrong;
+      setup.arguments.insert(setup.arguments.begin(), "k905-status");
+      setup.environment = environment();
+      setup.time_limit = std::chrono::seconds(20);
+      const ChildResult result = run_child(setup);
+      EXPECT_EQ(result.status, 2) << testing::PrintToString(wrong);
+      EXPECT_THAT(result.output, IsEmpty());
+    }
+  }
 }
 
 }  // namespace
