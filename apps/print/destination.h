@@ -7,7 +7,7 @@
 
 #include "apps/image/picture.h"
 #include "apps/layout/sheet_place.h"
-#include "apps/print/choices.h"
+#include "apps/base/choices.h"
 
 // One job at a time: begin, pages, end. After a false, with the reason in `error`, the job is over
 // and was not taken; so it is after abandon().

@@ -1,5 +1,5 @@
 // The words on k905-print's command line against the table of options.
-#include "apps/print/choices.h"
+#include "apps/base/choices.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

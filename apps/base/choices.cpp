@@ -1,4 +1,4 @@
-#include "apps/print/choices.h"
+#include "apps/base/choices.h"
 
 #include <algorithm>
 
