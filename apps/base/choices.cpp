@@ -1,6 +1,8 @@
 #include "apps/base/choices.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cstring>
 
 #include "paper/paper_table.h"
 #include "ppd/option_table.h"
@@ -52,6 +54,44 @@ bool offers(const ppd::Option& option, const std::string& name) {
                              [&](const ppd::Choice& choice) { return name == choice.name; });
 }
 
+// In lower case.
+std::string without_blanks(const std::string& text) {
+  std::string compact;
+  for (const unsigned char letter : text) {
+    if (std::isspace(letter) == 0) {
+      compact += static_cast<char>(std::tolower(letter));
+    }
+  }
+  return compact;
+}
+
+// The sides in centimeters as the words on the box give them: "15x10"; "" for cut papers.
+std::string centimeters_of(const PaperConfig& paper) {
+  for (const ppd::PaperWords& entry : ppd::paper_words) {
+    const std::string words = without_blanks(entry.words);
+    const std::size_t end = words.find("cm)");
+    if (std::strcmp(entry.ppd_name, paper.ppd_name) == 0 && end != std::string::npos) {
+      const std::size_t begin = words.find('(') + 1;
+      return words.substr(begin, end - begin);
+    }
+  }
+  return "";
+}
+
+// Whether `name` is `size` ("6x4", "6x2*4") with its sides in either order, with or without the
+// unit.
+bool is_called(const std::string& size, const std::string& unit, const std::string& name) {
+  const std::string sides = size.substr(0, size.find('*'));
+  const std::string strips = size.substr(sides.size());
+  const std::size_t between = sides.find('x');
+  if (between == std::string::npos) {
+    return false;
+  }
+  const std::string swapped = sides.substr(between + 1) + "x" + sides.substr(0, between);
+  return name == sides + strips || name == swapped + strips || name == sides + unit + strips ||
+         name == swapped + unit + strips;
+}
+
 }  // namespace
 
 bool check_choice(const std::string& keyword, const std::string& choice, std::string& error) {
@@ -65,15 +105,35 @@ bool check_choice(const std::string& keyword, const std::string& choice, std::st
   if (option != nullptr && offers(*option, choice)) {
     return true;
   }
+  if (keyword == "PageSize") {
+    error = unknown_paper(choice);
+    return false;
+  }
   const std::string names = names_of_choices(keyword);
-  error = names.empty() ? "there is no option \"" + keyword + "\", but " + names_of_options()
+  error = names.empty() ? "unknown option \"" + keyword + "\"; known options: " + names_of_options()
                         : keyword + " is one of " + names + ", not \"" + choice + "\"";
   return false;
 }
 
 std::string page_size_name(const std::string& paper) {
-  const PaperConfig* row = find_paper_by_any_name(paper.c_str());
-  return row == nullptr ? "" : row->ppd_name;
+  if (const PaperConfig* row = find_paper_by_any_name(paper.c_str())) {
+    return row->ppd_name;
+  }
+  const std::string name = without_blanks(paper);
+  for (const PaperConfig& row : selectable_papers) {
+    if (is_called(row.label, "in", name) || is_called(centimeters_of(row), "cm", name)) {
+      return row.ppd_name;
+    }
+  }
+  return "";
+}
+
+std::string unknown_paper(const std::string& paper) {
+  std::string names;
+  for (const PaperConfig& row : selectable_papers) {
+    names = joined(names, std::string(row.label) + " (" + row.ppd_name + ")");
+  }
+  return "unknown paper \"" + paper + "\"; known papers: " + names;
 }
 
 Choices default_choices() {

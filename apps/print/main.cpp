@@ -98,7 +98,7 @@ std::optional<std::string> choose(Choices& choices, const std::string& keyword,
 std::optional<std::string> choose_paper(Choices& choices, const std::string& paper) {
   const std::string name = page_size_name(paper);
   if (name.empty()) {
-    return "no paper is called \"" + paper + "\", but " + names_of_choices("PageSize");
+    return unknown_paper(paper);
   }
   choices["PageSize"] = name;
   return std::nullopt;

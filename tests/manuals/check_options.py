@@ -100,7 +100,7 @@ def all_papers():
 
 def keywords():
     told = said_by("k905-print", "--to", "/dev/null", "-o", "Nothing=1", "x.png")
-    return {name + "=" for name in listed(told, r'no option "Nothing", but (.+)')}
+    return {name + "=" for name in listed(told, r'unknown option "Nothing"; known options: (.+)')}
 
 
 def questions():
