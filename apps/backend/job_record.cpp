@@ -1,0 +1,217 @@
+// Records are replaced whole: written beside the old one, synced, renamed, and the folder synced.
+
+#include "apps/backend/job_record.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <sstream>
+
+#include "apps/base/write_whole.h"
+
+namespace k905::backend {
+
+namespace {
+
+constexpr char kFirstLine[] = "k905 job record 1";
+constexpr char kPrefix[] = "job-";
+
+// Records of jobs that were cancelled stay behind.
+constexpr std::time_t kOldestRecordS = 30L * 24 * 60 * 60;
+
+std::string file_name(int job) { return kPrefix + std::to_string(job); }
+
+std::string one_line(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r' || c == '\0'; }, ' ');
+  return text;
+}
+
+template <typename Number>
+bool parse_number(const std::string& text, Number& number) {
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc{} && stop == end;
+}
+
+bool take_field(const std::string& key, const std::string& value, JobRecord& record) {
+  if (key == "identity") {
+    record.identity = value;
+    return true;
+  }
+  if (key == "printer") {
+    record.printer = value;
+    return true;
+  }
+  return (key == "job" && parse_number(value, record.job)) ||
+         (key == "printed" && parse_number(value, record.printed)) ||
+         (key == "sending" && parse_number(value, record.sending)) ||
+         (key == "life" && parse_number(value, record.life)) ||
+         (key == "buffers" && parse_number(value, record.buffers));
+}
+
+std::string text_of(int descriptor) {
+  std::string text;
+  char piece[4096];
+  for (;;) {
+    const ssize_t got = read(descriptor, piece, sizeof piece);
+    if (got <= 0) {
+      return text;
+    }
+    text.append(piece, static_cast<std::size_t>(got));
+  }
+}
+
+int write_synced(int folder, const std::string& name, const std::string& text) {
+  const int file =
+      openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
+  if (file < 0) {
+    return errno;
+  }
+  int error = write_whole(file, text) && fsync(file) == 0 ? 0 : errno;
+  if (close(file) != 0 && error == 0) {
+    error = errno;
+  }
+  return error;
+}
+
+}  // namespace
+
+std::string to_text(const JobRecord& record) {
+  std::ostringstream text;
+  text << kFirstLine << "\njob=" << record.job << "\nidentity=" << one_line(record.identity)
+       << "\nprinter=" << one_line(record.printer) << "\nprinted=" << record.printed
+       << "\nsending=" << record.sending << "\nlife=" << record.life
+       << "\nbuffers=" << record.buffers << "\n";
+  return text.str();
+}
+
+std::optional<JobRecord> parse_record(const std::string& text) {
+  std::istringstream lines(text);
+  std::string line;
+  if (!std::getline(lines, line) || line != kFirstLine) {
+    return std::nullopt;
+  }
+  JobRecord record;
+  while (std::getline(lines, line)) {
+    const std::size_t equals = line.find('=');
+    if (equals == std::string::npos ||
+        !take_field(line.substr(0, equals), line.substr(equals + 1), record)) {
+      return std::nullopt;
+    }
+  }
+  return record;
+}
+
+RecordFolder::~RecordFolder() {
+  for (const int descriptor : {folder_, lock_}) {
+    if (descriptor >= 0) {
+      close(descriptor);
+    }
+  }
+}
+
+int RecordFolder::open(const std::string& path, int user, int group) {
+  if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+    return errno;
+  }
+  folder_ = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (folder_ < 0) {
+    return errno;
+  }
+  user_ = user;
+  group_ = group;
+  return give_to_user(folder_);
+}
+
+int RecordFolder::give_to_user(int descriptor) const {
+  const bool given =
+      user_ < 0 || fchown(descriptor, static_cast<uid_t>(user_), static_cast<gid_t>(group_)) == 0;
+  return given ? 0 : errno;
+}
+
+bool RecordFolder::try_lock(const std::string& printer) {
+  if (folder_ < 0) {
+    return true;
+  }
+  if (lock_ < 0) {
+    std::string name = "lock-" + printer;
+    std::replace(name.begin(), name.end(), '/', '_');
+    lock_ = openat(folder_, name.substr(0, NAME_MAX).c_str(),
+                   O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    (void)give_to_user(lock_);
+  }
+  return lock_ < 0 || flock(lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+std::optional<JobRecord> RecordFolder::read(const std::string& file) const {
+  const int descriptor = openat(folder_, file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  if (descriptor < 0) {
+    return std::nullopt;
+  }
+  const std::string text = text_of(descriptor);
+  close(descriptor);
+  return parse_record(text);
+}
+
+JobRecord RecordFolder::load(int job, const std::string& identity) const {
+  const std::optional<JobRecord> record = read(file_name(job));
+  if (record && record->job == job && record->identity == one_line(identity)) {
+    return *record;
+  }
+  return {.job = job, .identity = identity, .printer = ""};
+}
+
+std::vector<JobRecord> RecordFolder::open_sheets_on(const std::string& printer) const {
+  std::vector<JobRecord> found;
+  const int again = folder_ < 0 ? -1 : openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(again < 0 ? nullptr : fdopendir(again),
+                                                    closedir);
+  while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
+    const std::string name = entry->d_name;
+    struct stat about {};
+    if (!name.starts_with(kPrefix) || fstatat(folder_, entry->d_name, &about, 0) != 0) {
+      continue;
+    }
+    if (std::time(nullptr) - about.st_mtime > kOldestRecordS) {
+      unlinkat(folder_, entry->d_name, 0);
+      continue;
+    }
+    const std::optional<JobRecord> record = read(name);
+    if (record && record->sending != 0 && record->printer == one_line(printer)) {
+      found.push_back(*record);
+    }
+  }
+  return found;
+}
+
+int RecordFolder::save(const JobRecord& record) const {
+  if (folder_ < 0) {
+    return 0;
+  }
+  const std::string name = file_name(record.job);
+  const std::string fresh = "new-" + name;
+  if (const int error = write_synced(folder_, fresh, to_text(record))) {
+    return error;
+  }
+  const bool replaced =
+      renameat(folder_, fresh.c_str(), folder_, name.c_str()) == 0 && fsync(folder_) == 0;
+  return replaced ? 0 : errno;
+}
+
+void RecordFolder::remove(int job) const {
+  if (folder_ >= 0) {
+    unlinkat(folder_, file_name(job).c_str(), 0);
+  }
+}
+
+}  // namespace k905::backend

@@ -1,0 +1,63 @@
+// What is known about the sheets of a job, kept on disk over every end of the process: how many
+// came out, and which one was being sent when the printer's life counter had which value. A job
+// that is printed again continues after them.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace k905::backend {
+
+struct JobRecord {
+  int job = 0;
+  std::string identity;  // of the job: numbers are used again, this is not
+  std::string printer;   // serial number of the printer that the sheet was sent to
+  unsigned printed = 0;  // sheets that came out
+  unsigned sending = 0;  // number of the sheet whose outcome is not known, 0 for none
+  int life = -1;         // life counter before that sheet
+  int buffers = 0;       // free buffers before that sheet
+
+  bool operator==(const JobRecord&) const = default;
+};
+
+// One file for each job in a folder of the print system.
+class RecordFolder {
+ public:
+  RecordFolder() = default;
+  ~RecordFolder();
+  RecordFolder(const RecordFolder&) = delete;
+  RecordFolder& operator=(const RecordFolder&) = delete;
+
+  // Creates the folder if it is missing and gives it to the user and group (-1 leaves it). A link
+  // in its place is not followed. Returns 0 or an errno; without a folder nothing is kept.
+  [[nodiscard]] int open(const std::string& path, int user, int group);
+
+  // True when no other process prints on the same printer; then none can before this one ends.
+  [[nodiscard]] bool try_lock(const std::string& printer);
+
+  // The job's record, an empty one when there is none or it belongs to an earlier job of this
+  // number.
+  [[nodiscard]] JobRecord load(int job, const std::string& identity) const;
+
+  // Records with a sheet whose outcome on this printer is not known.
+  [[nodiscard]] std::vector<JobRecord> open_sheets_on(const std::string& printer) const;
+
+  // The record is on disk when this returns 0; otherwise an errno.
+  [[nodiscard]] int save(const JobRecord& record) const;
+  void remove(int job) const;
+
+ private:
+  [[nodiscard]] std::optional<JobRecord> read(const std::string& file) const;
+  int give_to_user(int descriptor) const;
+
+  int folder_ = -1;
+  int lock_ = -1;
+  int user_ = -1;
+  int group_ = -1;
+};
+
+[[nodiscard]] std::string to_text(const JobRecord& record);
+[[nodiscard]] std::optional<JobRecord> parse_record(const std::string& text);
+
+}  // namespace k905::backend

@@ -1,0 +1,355 @@
+// The loop over the sheets of a job and the waits in it.
+
+#include "apps/backend/job_runner.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "apps/backend/sheet_bytes.h"
+#include "apps/backend/status_reasons.h"
+
+namespace k905::backend {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr milliseconds kOpenTimeout{5000};
+constexpr milliseconds kRetryPause{1000};   // printer not connected or not ready
+constexpr milliseconds kBufferPause{250};   // printer ready, buffers full
+constexpr milliseconds kOutcomePause{100};  // sheet sent, printing
+constexpr milliseconds kTurnPause{250};     // another process is finishing its sheet
+constexpr milliseconds kStall{5000};
+
+// An idle printer that never moved its counter for a sheet it was sent without any trouble.
+constexpr seconds kNeverMoved{120};
+
+// After a stop request: how long the outcome of a sent sheet is waited for, and how long a printer
+// that takes no data inside a sheet is given. The sheet's record decides later.
+constexpr seconds kOutcomeAfterStop{25};
+constexpr seconds kStallAfterStop{600};
+
+constexpr int kUnansweredMeansOffline = 2;
+
+constexpr int kStatusIdle = 0;
+constexpr int kStatusStandby = 900;
+constexpr int kStatusDataError = 1600;
+
+// Nothing is being printed.
+bool is_idle(int code) {
+  return code == kStatusIdle || code == kStatusStandby || code == kStatusDataError;
+}
+
+std::string text_of_error(int error) {
+  switch (error) {
+    case ENODEV:
+    case ENOENT:
+    case ENXIO:
+    case EIO:
+      return "The printer is not connected";
+    case ETIMEDOUT:
+    case EPROTO:
+      return "The printer does not answer";
+    case EBUSY:
+      return "Another program is using the printer";
+    default:
+      return std::string("The printer cannot be reached: ") + std::strerror(error);
+  }
+}
+
+std::string sheet_name(unsigned number) { return "sheet " + std::to_string(number); }
+
+}  // namespace
+
+JobRunner::JobRunner(JobOptions options, Printer& printer, SheetSource& source,
+                     RecordFolder& records, StopRequest& stop, std::function<void()> on_connected)
+    : options_(std::move(options)),
+      printer_(printer),
+      source_(source),
+      records_(records),
+      stop_(stop),
+      on_connected_(std::move(on_connected)) {}
+
+int JobRunner::run() {
+  if (!take_turn() || !connect() || !settle_open_sheets()) {
+    return kTryAgain;
+  }
+  record_ = records_.load(options_.job, options_.identity);
+  if (record_.printed > 0) {
+    info("Continuing with " + sheet_name(record_.printed + 1));
+  }
+  supplies_.report(printer_);
+  return print_sheets();
+}
+
+// A process whose print system was stopped may still be finishing its sheet.
+bool JobRunner::take_turn() {
+  while (!records_.try_lock(to_string(printer_.address()))) {
+    reason_.show(kConnecting, "Waiting for the sheet of an earlier job");
+    stop_.pause(kTurnPause);
+    if (stop_.requested()) {
+      return false;
+    }
+  }
+  reason_.clear();
+  return true;
+}
+
+// Opens the printer, however long it takes to appear. False when stopped.
+bool JobRunner::connect() {
+  while (!stop_.requested()) {
+    const int error = printer_.open(kOpenTimeout);
+    if (error == 0) {
+      if (on_connected_) {
+        std::exchange(on_connected_, nullptr)();
+      }
+      unanswered_ = 0;
+      read_identity();
+      if (printer_.is_open()) {
+        return true;
+      }
+      show_offline(ETIMEDOUT);
+    } else {
+      show_offline(error);
+    }
+    stop_.pause(kRetryPause);
+  }
+  return false;
+}
+
+// The serial number tells printers apart; one that has none is known by its address. A printer that
+// does not answer is closed.
+void JobRunner::read_identity() {
+  const Reply reply = printer_.ask(QuestionId::kSerialNumber);
+  if (reply.error != 0) {
+    printer_.close();
+    return;
+  }
+  identity_ = reply.text.empty() ? to_string(printer_.address()) : reply.text;
+}
+
+void JobRunner::show_offline(int error) { reason_.show(kOffline, text_of_error(error)); }
+
+// Shows what the status means. False when the printer did not answer.
+bool JobRunner::show_status(const Reply& status) {
+  if (status.error != 0) {
+    ++unanswered_;
+    if (!printer_.is_open() || unanswered_ >= kUnansweredMeansOffline) {
+      show_offline(status.error);
+      printer_.close();
+    }
+    return false;
+  }
+  unanswered_ = 0;
+  const StatusReason& row = status_reason(status.number);
+  if (row.ready) {
+    reason_.clear();
+  } else {
+    reason_.show(row.keyword, status_sentence(status.number));
+  }
+  return true;
+}
+
+JobRunner::Wait JobRunner::wait_until_ready() {
+  while (!stop_.requested()) {
+    if (!printer_.is_open() && !connect()) {
+      break;
+    }
+    const Reply status = printer_.ask(QuestionId::kStatus);
+    if (!show_status(status)) {
+      continue;
+    }
+    const bool ready = status_reason(status.number).ready;
+    if (ready && free_buffers() > 0) {
+      return Wait::kReady;
+    }
+    stop_.pause(ready ? kBufferPause : kRetryPause);
+  }
+  return Wait::kStopped;
+}
+
+// 0 when the printer does not answer.
+int JobRunner::free_buffers() {
+  const Reply buffers = printer_.ask(QuestionId::kFreeBuffers);
+  return buffers.error == 0 ? buffers.number : 0;
+}
+
+// Decides sheets that earlier processes left open on this printer, before a new sheet moves the
+// counter. False when stopped.
+bool JobRunner::settle_open_sheets() {
+  for (JobRecord& record : records_.open_sheets_on(identity_)) {
+    const Outcome outcome = find_outcome(record, true);
+    if (outcome == Outcome::kOpen) {
+      return false;
+    }
+    if (outcome == Outcome::kPrinted) {
+      record.printed = record.sending;
+    }
+    record.sending = 0;
+    if (const int error = records_.save(record)) {
+      warn(std::string("The record of job ") + std::to_string(record.job) +
+           " cannot be saved: " + std::strerror(error));
+    }
+  }
+  return true;
+}
+
+int JobRunner::print_sheets() {
+  Sheet sheet;
+  for (unsigned number = 1;; ++number) {
+    switch (source_.next(sheet, stop_)) {
+      case SheetSource::Next::kSheet:
+        break;
+      case SheetSource::Next::kEnd:
+        records_.remove(options_.job);
+        info("Ready to print");
+        return kDone;
+      case SheetSource::Next::kStopped:
+        return kTryAgain;
+      case SheetSource::Next::kInvalid:
+        if (stop_.requested()) {
+          return kTryAgain;
+        }
+        error("Invalid print data, " + sheet_name(number) +
+              " and what follows it are not printed (" + source_.problem() + ")");
+        return kHoldJob;
+      case SheetSource::Next::kFailed:
+        error("Print data cannot be read: " + source_.problem());
+        return kHoldJob;
+    }
+    if (number <= record_.printed) {
+      continue;
+    }
+    const int status = print_sheet(sheet, number);
+    if (status != kDone) {
+      return status;
+    }
+  }
+}
+
+int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
+  for (;;) {
+    if (wait_until_ready() == Wait::kStopped) {
+      return kTryAgain;
+    }
+    const int buffers = free_buffers();
+    const Reply life = printer_.ask(QuestionId::kLifeCounter);
+    if (buffers == 0 || life.error != 0) {
+      show_offline(life.error != 0 ? life.error : ETIMEDOUT);
+      printer_.close();
+      continue;
+    }
+    record_.sending = number;
+    record_.life = life.number;
+    record_.buffers = buffers;
+    record_.printer = identity_;
+    if (!save_record()) {
+      return kStopQueue;
+    }
+    const SendResult sent = send(sheet, number);
+    const Outcome outcome = find_outcome(record_, sent.error != 0);
+    if (outcome == Outcome::kOpen) {
+      return kTryAgain;  // the record stays open; the next process decides
+    }
+    if (outcome == Outcome::kUnknown) {
+      error("It is not known whether " + sheet_name(number) +
+            " came out. Look at the printer; a released job continues with this sheet if the "
+            "printer did not count it");
+      return kHoldJob;
+    }
+    record_.sending = 0;
+    if (outcome == Outcome::kPrinted) {
+      record_.printed = number;
+    }
+    if (!save_record()) {
+      return kStopQueue;
+    }
+    if (outcome == Outcome::kPrinted) {
+      supplies_.report(printer_);
+      return kDone;
+    }
+    info("Sending " + sheet_name(number) + " again: the printer did not print it");
+  }
+}
+
+SendResult JobRunner::send(const Sheet& sheet, unsigned number) {
+  info("Sending " + sheet_name(number));
+  const SheetBytes bytes(sheet);
+  SendResult sent = printer_.send(bytes.pieces(), kStall, [this] {
+    reason_.show(kOffline, "The printer stopped taking data inside a sheet");
+    return stop_.age() < kStallAfterStop;
+  });
+  if (sent.error != 0) {
+    show_offline(sent.error);
+  } else {
+    reason_.clear();
+    info("Printing " + sheet_name(number));
+  }
+  return sent;
+}
+
+// Waits until it is known what became of the record's sheet. `interrupted`: it may not have arrived
+// whole.
+JobRunner::Outcome JobRunner::find_outcome(const JobRecord& record, bool interrupted) {
+  Clock::time_point last_busy = Clock::now();
+  while (stop_.age() < kOutcomeAfterStop) {
+    if (!printer_.is_open()) {
+      interrupted = true;
+      if (!connect()) {
+        return Outcome::kOpen;
+      }
+      last_busy = Clock::now();
+    }
+    if (identity_ != record.printer) {
+      return Outcome::kUnknown;  // another printer: its counter says nothing
+    }
+    const Reply life = printer_.ask(QuestionId::kLifeCounter);
+    if (life.error == 0 && life.number > record.life) {
+      return Outcome::kPrinted;
+    }
+    const Reply status = printer_.ask(QuestionId::kStatus);
+    if (show_status(status) && life.error == 0 && is_idle(status.number)) {
+      const auto idle = std::chrono::duration_cast<milliseconds>(Clock::now() - last_busy);
+      const Outcome outcome = outcome_when_idle(record, status.number, idle, interrupted);
+      if (outcome != Outcome::kOpen) {
+        return outcome;
+      }
+    } else {
+      last_busy = Clock::now();
+      // Something needed attention while the sheet was in the printer.
+      interrupted = interrupted || (status.error == 0 && !status_reason(status.number).ready);
+    }
+    stop_.pause(kOutcomePause);
+  }
+  return Outcome::kOpen;
+}
+
+// The printer is idle and its counter has not moved. A sheet that still has its buffer can come out
+// yet.
+JobRunner::Outcome JobRunner::outcome_when_idle(const JobRecord& record, int status,
+                                                milliseconds idle, bool interrupted) {
+  if (idle >= kNeverMoved) {
+    return Outcome::kUnknown;
+  }
+  if (idle < options_.settle) {
+    return Outcome::kOpen;
+  }
+  if (interrupted) {
+    return free_buffers() >= record.buffers ? Outcome::kNotPrinted : Outcome::kOpen;
+  }
+  return status == kStatusDataError ? Outcome::kUnknown : Outcome::kOpen;
+}
+
+bool JobRunner::save_record() {
+  const int error_number = records_.save(record_);
+  if (error_number != 0) {
+    error(std::string("The record of printed sheets cannot be saved, nothing is sent: ") +
+          std::strerror(error_number));
+  }
+  return error_number == 0;
+}
+
+}  // namespace k905::backend

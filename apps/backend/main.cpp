@@ -1,0 +1,174 @@
+// k905: the backend of the print system that sends sheets to the printer. Without arguments it
+// lists the connected printers; with a job's arguments it prints the stream on standard input.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "apps/backend/job_record.h"
+#include "apps/backend/job_runner.h"
+#include "apps/backend/messages.h"
+#include "apps/backend/process.h"
+#include "device/printer.h"
+#include "device/printer_address.h"
+#include "device/usb_printers.h"
+
+namespace k905::backend {
+
+namespace {
+
+struct Job {
+  PrinterAddress address;
+  JobOptions options;
+  int input = STDIN_FILENO;
+  int copies = 1;
+};
+
+std::string quoted(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '"' || c == '\\' || c < ' '; }, '_');
+  return "\"" + text + "\"";
+}
+
+int list_printers() {
+  for (const UsbPrinter& printer : connected_usb_printers()) {
+    const std::string uri =
+        printer.serial.empty() ? "k905:" + printer.path : usb_device_uri(printer.serial);
+    const std::string name = "K905 " + (printer.serial.empty() ? printer.path : printer.serial);
+    std::printf("direct %s %s %s %s %s\n", uri.c_str(), quoted(printer.model).c_str(),
+                quoted(name).c_str(), quoted(printer.device_id).c_str(), quoted("").c_str());
+  }
+  // Shown where the address is typed in by hand.
+  std::printf("network k905 \"Unknown\" \"K905 photo printer on the network\" \"\" \"\"\n");
+  return kDone;
+}
+
+int number_or(const char* text, int fallback) {
+  int number = fallback;
+  const char* end = text + std::strlen(text);
+  const auto [stop, error] = std::from_chars(text, end, number);
+  return error == std::errc{} && stop == end ? number : fallback;
+}
+
+// Numbers of jobs are used again after the spool was emptied; the uuid among the options is not.
+std::string identity_of(char** argv) {
+  const std::string options = argv[5];
+  const std::string key = "job-uuid=";
+  const std::size_t place = options.find(key);
+  if (place == std::string::npos) {
+    return std::string(argv[2]) + " " + argv[3];
+  }
+  const std::size_t begin = place + key.size();
+  return options.substr(begin, options.find_first_of(" \t\n", begin) - begin);
+}
+
+// A descriptor that a caller closed would be given to the next file or device that is opened.
+void reserve_standard_descriptors() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) < 0) {
+      (void)open("/dev/null", O_RDWR);
+    }
+  }
+}
+
+void prepare_signals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGCHLD, SIG_DFL);
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGCHLD}) {
+    sigaddset(&signals, number);
+  }
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
+void open_record_folder(RecordFolder& records, const Account& account) {
+  const char* cache = std::getenv("CUPS_CACHEDIR");
+  if (cache == nullptr) {
+    debug("CUPS_CACHEDIR is not set: an interrupted job starts again at its first sheet");
+    return;
+  }
+  const std::string folder = std::string(cache) + "/k905";
+  if (const int failure = records.open(folder, account.user, account.group)) {
+    warn(folder + ": " + std::strerror(failure) +
+         ". An interrupted job starts again at its first sheet");
+  }
+}
+
+int print_job(const Job& job, const Account& account, int pipe_end) {
+  StopRequest stop(pipe_end);
+  RecordFolder records;
+  open_record_folder(records, account);
+  Printer printer(job.address);
+  SheetSource source(job.input, job.copies);
+  JobRunner runner(job.options, printer, source, records, stop, [&account] {
+    if (!become(account)) {
+      error(std::string("Root rights cannot be given up: ") + std::strerror(errno));
+      _exit(kStopQueue);
+    }
+  });
+  return runner.run();
+}
+
+// False with a message when the arguments are not those of a job.
+bool take_arguments(int argc, char** argv, Job& job) {
+  if (argc != 6 && argc != 7) {
+    std::fprintf(stderr, "usage: k905 job user title copies options [file]\n");
+    return false;
+  }
+  const char* uri = std::getenv("DEVICE_URI");
+  const std::optional<PrinterAddress> address = parse_device_uri(uri != nullptr ? uri : argv[0]);
+  if (!address) {
+    error("The device must be k905://usb/SERIAL, k905:/dev/usb/lp0 or k905://HOST:PORT");
+    return false;
+  }
+  job.address = *address;
+  job.options.job = number_or(argv[1], 0);
+  job.options.identity = identity_of(argv);
+  if (const auto settle = device_uri_option(uri != nullptr ? uri : "", "settle")) {
+    job.options.settle = std::chrono::seconds(std::clamp(number_or(settle->c_str(), 5), 0, 600));
+  }
+  if (argc == 7) {
+    job.copies = std::max(1, number_or(argv[4], 1));
+    job.input = open(argv[6], O_RDONLY | O_CLOEXEC);
+    if (job.input < 0) {
+      error(std::string(argv[6]) + ": " + std::strerror(errno));
+      return false;
+    }
+  }
+  return true;
+}
+
+int backend(int argc, char** argv) {
+  if (argc == 1) {
+    return list_printers();
+  }
+  Job job;
+  if (!take_arguments(argc, argv, job)) {
+    return kStopQueue;
+  }
+  const Account account = print_account();
+  return run_detached(account, [&](int pipe_end) { return print_job(job, account, pipe_end); });
+}
+
+}  // namespace
+
+}  // namespace k905::backend
+
+int main(int argc, char** argv) {
+  k905::backend::reserve_standard_descriptors();
+  k905::backend::prepare_signals();
+  try {
+    return k905::backend::backend(argc, argv);
+  } catch (const std::exception& failure) {
+    k905::backend::error(failure.what());
+    return k905::backend::kTryAgain;
+  }
+}

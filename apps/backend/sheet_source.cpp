@@ -1,0 +1,73 @@
+// Reads the stream and feeds the parser.
+
+#include "apps/backend/sheet_source.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "apps/wire/stream_dump.h"
+
+namespace k905::backend {
+
+SheetSource::SheetSource(int descriptor, int copies)
+    : descriptor_(descriptor), copies_left_(copies), parser_(new_parser()) {}
+
+PrinterStreamParser SheetSource::new_parser() {
+  return PrinterStreamParser([this](Sheet&& sheet) { complete_.push_back(std::move(sheet)); });
+}
+
+SheetSource::Next SheetSource::next(Sheet& sheet, StopRequest& stop) {
+  sheet = Sheet{};
+  while (complete_.empty()) {
+    if (parser_.error()) {
+      problem_ = describe(*parser_.error());
+      return Next::kInvalid;
+    }
+    const Next result = read_more(stop);
+    if (result != Next::kSheet) {
+      return result;
+    }
+  }
+  sheet = std::move(complete_.front());
+  complete_.pop_front();
+  return Next::kSheet;
+}
+
+// kSheet when there is more to look at.
+SheetSource::Next SheetSource::read_more(StopRequest& stop) {
+  std::array<std::uint8_t, 65536> piece;
+  if (!stop.wait_readable(descriptor_)) {
+    return Next::kStopped;
+  }
+  const ssize_t got = read(descriptor_, piece.data(), piece.size());
+  if (got > 0) {
+    (void)parser_.feed(piece.data(), static_cast<std::size_t>(got));
+    return Next::kSheet;
+  }
+  if (got == 0) {
+    return end_of_copy();
+  }
+  if (errno == EINTR || errno == EAGAIN) {
+    return Next::kSheet;
+  }
+  problem_ = std::strerror(errno);
+  return Next::kFailed;
+}
+
+SheetSource::Next SheetSource::end_of_copy() {
+  if (!parser_.finish()) {
+    return Next::kSheet;  // the parser has an error now
+  }
+  --copies_left_;
+  if (copies_left_ <= 0 || lseek(descriptor_, 0, SEEK_SET) != 0) {
+    return Next::kEnd;
+  }
+  parser_ = new_parser();
+  return Next::kSheet;
+}
+
+}  // namespace k905::backend

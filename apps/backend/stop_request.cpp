@@ -1,0 +1,79 @@
+// poll over the pipe, the blocked signals and what else is waited for.
+
+#include "apps/backend/stop_request.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <thread>
+
+namespace k905::backend {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+}  // namespace
+
+StopRequest::StopRequest(int pipe_end) : pipe_end_(pipe_end) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    sigaddset(&signals, number);
+  }
+  signals_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+StopRequest::~StopRequest() {
+  close(pipe_end_);
+  if (signals_ >= 0) {
+    close(signals_);
+  }
+}
+
+bool StopRequest::requested() {
+  bool readable = false;
+  return since_ || look(Milliseconds(0), -1, readable);
+}
+
+StopRequest::Milliseconds StopRequest::age() {
+  return requested() ? std::chrono::duration_cast<Milliseconds>(Clock::now() - *since_)
+                     : Milliseconds(0);
+}
+
+// Later requests add nothing, so the time is then waited for as it is.
+void StopRequest::pause(Milliseconds time) {
+  if (requested()) {
+    std::this_thread::sleep_for(time);
+    return;
+  }
+  bool readable = false;
+  (void)look(time, -1, readable);
+}
+
+bool StopRequest::wait_readable(int descriptor) {
+  bool readable = false;
+  while (!requested() && !readable) {
+    (void)look(Milliseconds(-1), descriptor, readable);
+  }
+  return readable && !requested();
+}
+
+// Nothing is ever written to the pipe: whatever poll reports on it is its end.
+bool StopRequest::look(Milliseconds time, int descriptor, bool& readable) {
+  pollfd waits[] = {{.fd = pipe_end_, .events = POLLIN, .revents = 0},
+                    {.fd = signals_, .events = POLLIN, .revents = 0},
+                    {.fd = descriptor, .events = POLLIN, .revents = 0}};
+  if (poll(waits, 3, static_cast<int>(time.count())) <= 0) {
+    return false;
+  }
+  readable = waits[2].revents != 0;
+  if (waits[0].revents != 0 || waits[1].revents != 0) {
+    since_ = Clock::now();
+  }
+  return since_.has_value();
+}
+
+}  // namespace k905::backend

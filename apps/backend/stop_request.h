@@ -1,0 +1,44 @@
+// How the process that prints learns that it shall stop after the sheet in hand.
+//
+// The process the print system knows holds the other end of a pipe. When that process closes it, or
+// is killed in any way, the pipe hangs up; no signal and no permission to send one is needed. A
+// SIGTERM, SIGINT or SIGHUP to this process means the same: a service manager signals all processes
+// of a service.
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+namespace k905::backend {
+
+class StopRequest {
+ public:
+  // Takes over the read end of the pipe. The signals must be blocked.
+  explicit StopRequest(int pipe_end);
+  ~StopRequest();
+  StopRequest(const StopRequest&) = delete;
+  StopRequest& operator=(const StopRequest&) = delete;
+
+  using Milliseconds = std::chrono::milliseconds;
+
+  // Once true, always true.
+  [[nodiscard]] bool requested();
+
+  // How long ago requested() first was true; 0 when it is not.
+  [[nodiscard]] Milliseconds age();
+
+  // Waits for the time, or until the request comes.
+  void pause(Milliseconds time);
+
+  // Waits until the descriptor is readable or the request comes. True when it is readable.
+  [[nodiscard]] bool wait_readable(int descriptor);
+
+ private:
+  bool look(Milliseconds time, int descriptor, bool& readable);
+
+  int pipe_end_;
+  int signals_;
+  std::optional<std::chrono::steady_clock::time_point> since_;
+};
+
+}  // namespace k905::backend
