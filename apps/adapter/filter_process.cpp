@@ -4,209 +4,202 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <string>
 
 #include "apps/adapter/log_relay.h"
 #include "apps/adapter/one_line.h"
-
-#ifdef __linux__
-#include <sys/prctl.h>
-#endif
+#include "apps/base/descriptor.h"
+#include "apps/base/spawn.h"
+#include "filter/cancel_signals.h"
 
 namespace {
 
-// As they were when this process was started; the filter gets them back.
-sigset_t original_mask;
-struct sigaction original_pipe_action;
-struct sigaction original_file_size_action;
+// How long the end of a canceled job waits for a log that takes nothing.
+constexpr timespec kLogPatience{.tv_sec = 2, .tv_nsec = 0};
 
-volatile sig_atomic_t terminate_asked = 0;
+volatile sig_atomic_t cancel_seen = 0;
 
-void note_terminate(int) { terminate_asked = 1; }
+void note_cancel(int) { cancel_seen = 1; }
 void wake_up(int) {}
 
-struct Child {
-  pid_t pid = -1;
-  int status = 0;
-  bool ended = false;
-};
-
-void restore_signals_for_filter() {
-  sigaction(SIGPIPE, &original_pipe_action, nullptr);
-  sigaction(SIGXFSZ, &original_file_size_action, nullptr);
-  sigprocmask(SIG_SETMASK, &original_mask, nullptr);
-}
-
 // Does not return when the filter could be started.
-int become_filter(const char* program, char** argv) {
-  restore_signals_for_filter();
-  execv(program, argv);
+int become_filter(const std::string& program, char** argv) {
+  execv(program.c_str(), argv);
+  const int reason = errno;
   tell_cups("ERROR", "The print filter rastertok905 could not be started.");
-  tell_cups("DEBUG", "rastertok905job: " + one_line(program) + ": " + std::strerror(errno));
+  tell_cups("DEBUG", "rastertok905job: " + one_line(program.empty() ? "rastertok905" : program) +
+                         ": " + std::strerror(reason));
   return 1;
-}
-
-// CUPS kills outright what does not end within half a minute; the filter shall not outlive us then.
-void end_with_parent([[maybe_unused]] pid_t parent) {
-#ifdef __linux__
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) _exit(1);
-#endif
 }
 
 // The filter alone holds the ends of its pipes: whoever reads or writes the other ends sees it end.
 void let_go_of_pipes() {
-  const int nothing = open("/dev/null", O_RDWR);
-  if (nothing < 0) {
-    close(STDIN_FILENO);
-    close(STDOUT_FILENO);
-    return;
-  }
-  dup2(nothing, STDIN_FILENO);
-  dup2(nothing, STDOUT_FILENO);
-  if (nothing > STDERR_FILENO) close(nothing);
-}
-
-// A log that is gone swallows the lines; the filter must not notice.
-void write_pending(LogRelay& relay, bool& log_is_gone) {
-  const std::string_view pending = relay.pending();
-  if (log_is_gone) {
-    relay.written(pending.size());
-    return;
-  }
-  // Up to this size a pipe that poll calls writable takes it whole, unbroken by other filters'
-  // lines.
-  const std::size_t count = std::min<std::size_t>(pending.size(), PIPE_BUF);
-  const ssize_t done = write(STDERR_FILENO, pending.data(), count);
-  if (done >= 0) {
-    relay.written(static_cast<std::size_t>(done));
-  } else if (errno != EINTR && errno != EAGAIN) {
-    log_is_gone = true;
+  const k905::Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO}) {
+    if (nothing) {
+      dup2(nothing.get(), standard);
+    } else {
+      close(standard);
+    }
   }
 }
 
-enum class LogRead { bytes, nothing_now, end };
+// The log on its way from the filter to standard error. What is read is kept without a limit, so
+// that a log that stalls never holds up the sheet.
+class FilterLog {
+ public:
+  explicit FilterLog(k905::Descriptor source) : source_(std::move(source)) {
+    fcntl(source_.get(), F_SETFL, O_NONBLOCK);
+  }
 
-LogRead read_log(int log, LogRelay& relay) {
-  char block[16384];
-  const ssize_t count = read(log, block, sizeof block);
-  if (count == 0) return LogRead::end;
-  if (count < 0) return errno == EINTR || errno == EAGAIN ? LogRead::nothing_now : LogRead::end;
-  relay.take({block, static_cast<std::size_t>(count)});
-  return LogRead::bytes;
-}
+  [[nodiscard]] bool at_end() const { return !source_; }
+  [[nodiscard]] bool all_written() const { return relay_.pending().empty(); }
+  [[nodiscard]] int source() const { return source_.get(); }
 
-void collect(Child& child) {
-  child.ended = child.ended || waitpid(child.pid, &child.status, WNOHANG) == child.pid;
-}
-
-void pass_terminate_on(const Child& child, bool& passed_on) {
-  if (terminate_asked == 0 || passed_on || child.ended) return;
-  kill(child.pid, SIGTERM);
-  passed_on = true;
-}
-
-// Signals arrive only while this waits. What is read is kept without a limit, so that a log that
-// stalls never holds up the sheet.
-void pass_log_on(int log, Child& child) {
-  sigset_t mask_while_waiting = original_mask;
-  sigdelset(&mask_while_waiting, SIGTERM);
-  sigdelset(&mask_while_waiting, SIGCHLD);
-  LogRelay relay;
-  bool log_is_gone = false;
-  bool terminate_passed_on = false;
-  while (log >= 0 || !child.ended || !relay.pending().empty()) {
-    pollfd ready[2] = {{log, POLLIN, 0},
-                       {relay.pending().empty() ? -1 : STDERR_FILENO, POLLOUT, 0}};
-    if (ppoll(ready, 2, nullptr, &mask_while_waiting) < 0) ready[0].revents = ready[1].revents = 0;
-    pass_terminate_on(child, terminate_passed_on);
-    // First learn of the filter's end, then read: what it said is in the pipe by then.
-    collect(child);
-    if (log >= 0 && (child.ended || ready[0].revents != 0)) {
-      LogRead outcome = LogRead::bytes;
-      do {
-        outcome = read_log(log, relay);
-      } while (child.ended && outcome == LogRead::bytes);
-      if (child.ended || outcome == LogRead::end) {
-        close(log);
-        log = -1;
-        relay.finish();
+  // As much as the largest pipe holds, so that a writer that never stops does not keep us here.
+  void read_what_there_is() {
+    char block[16384];
+    for (int round = 0; round < kMostReads; ++round) {
+      const ssize_t count = read(source_.get(), block, sizeof block);
+      if (count > 0) {
+        relay_.take({block, static_cast<std::size_t>(count)});
+      } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
+        end();
+        return;
+      } else if (errno == EAGAIN) {
+        return;
       }
     }
-    if (log_is_gone || ready[1].revents != 0) write_pending(relay, log_is_gone);
   }
+
+  void end() {
+    source_.reset();
+    relay_.finish();
+  }
+
+  // A log that is gone swallows the lines; the filter must not notice.
+  void write_some() {
+    const std::string_view pending = relay_.pending();
+    if (is_gone_) {
+      relay_.written(pending.size());
+      return;
+    }
+    // Up to this size a pipe that poll calls writable takes it whole, unbroken by other filters'
+    // lines.
+    const std::size_t count = std::min<std::size_t>(pending.size(), PIPE_BUF);
+    const ssize_t done = write(STDERR_FILENO, pending.data(), count);
+    if (done >= 0) {
+      relay_.written(static_cast<std::size_t>(done));
+    } else if (errno != EINTR && errno != EAGAIN) {
+      is_gone_ = true;
+    }
+  }
+
+ private:
+  static constexpr int kMostReads = 64;
+
+  k905::Descriptor source_;
+  LogRelay relay_;
+  bool is_gone_ = false;
+};
+
+// Signals that cancel a job and the end of a child are handled, and blocked but for while waiting.
+class WaitingMask {
+ public:
+  WaitingMask() {
+    struct sigaction action = {};
+    action.sa_handler = wake_up;
+    sigaction(SIGCHLD, &action, nullptr);
+    handle_cancel_signals(note_cancel);
+    sigset_t handled = cancel_signals();
+    sigaddset(&handled, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &handled, &while_waiting_);
+    for (const int signal : kCancelSignals) sigdelset(&while_waiting_, signal);
+    sigdelset(&while_waiting_, SIGCHLD);
+  }
+  [[nodiscard]] const sigset_t& while_waiting() const { return while_waiting_; }
+
+ private:
+  sigset_t while_waiting_{};
+};
+
+// Waits until there is something to read or to write, or a signal. False when a canceled job has
+// nothing left but a log that takes nothing.
+bool wait_for_log(const FilterLog& log, bool may_give_up, const sigset_t& mask,
+                  pollfd (&ready)[2]) {
+  ready[0] = {log.source(), POLLIN, 0};
+  ready[1] = {log.all_written() ? -1 : STDERR_FILENO, POLLOUT, 0};
+  const int count = ppoll(ready, 2, may_give_up ? &kLogPatience : nullptr, &mask);
+  if (count < 0) {
+    ready[0].revents = ready[1].revents = 0;
+  }
+  return count != 0;
 }
 
-int give_back(const Child& child) {
-  if (!WIFSIGNALED(child.status)) return WEXITSTATUS(child.status);
-  const int number = WTERMSIG(child.status);
+// Signals arrive only while this waits.
+k905::ChildEnd pass_log_on(FilterLog& log, k905::Child& filter, const sigset_t& mask) {
+  k905::ChildEnd end;
+  bool cancel_passed_on = false;
+  pollfd ready[2];
+  while (filter || !log.at_end() || !log.all_written()) {
+    const bool may_give_up = cancel_seen != 0 && !filter && log.at_end();
+    if (!wait_for_log(log, may_give_up, mask, ready)) break;
+    if (cancel_seen != 0 && !cancel_passed_on) {
+      filter.send(SIGTERM);
+      cancel_passed_on = true;
+    }
+    // First learn of the filter's end, then read: what it said is in the pipe by then. A process
+    // that the filter left behind may hold the pipe open.
+    const bool just_ended = filter && filter.ended(end);
+    if (!log.at_end() && (just_ended || ready[0].revents != 0)) log.read_what_there_is();
+    if (just_ended && !log.at_end()) log.end();
+    if (ready[1].revents != 0) log.write_some();
+  }
+  return end;
+}
+
+int give_back(const k905::ChildEnd& end) {
+  if (end.signal == 0) return end.status;
   const rlimit no_core{0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
-  signal(number, SIG_DFL);
+  signal(end.signal, SIG_DFL);
   sigset_t only;
   sigemptyset(&only);
-  sigaddset(&only, number);
+  sigaddset(&only, end.signal);
   sigprocmask(SIG_UNBLOCK, &only, nullptr);
-  raise(number);
-  return 128 + number;
+  raise(end.signal);
+  return end.code();
 }
 
 }  // namespace
 
-void keep_standard_descriptors_taken() {
-  int descriptor = 0;
-  do {
-    descriptor = open("/dev/null", O_RDWR);
-  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-  if (descriptor >= 0) close(descriptor);
-}
+int run_filter(const std::string& program, char** argv) {
+  k905::SpawnSetup setup;
+  setup.program = program;
+  for (char** argument = argv; *argument != nullptr; ++argument) {
+    setup.arguments.emplace_back(*argument);
+  }
+  k905::Pipe log;
+  if (!log.open()) return become_filter(program, argv);
+  setup.input = STDIN_FILENO;
+  setup.output = STDOUT_FILENO;
+  setup.error = log.write_end.get();
+  // The filter finds them blocked, so that one that comes while it is loaded cancels the job too.
+  sigprocmask(SIG_SETMASK, nullptr, &setup.blocked);
 
-void hold_signals() {
-  sigset_t held;
-  sigemptyset(&held);
-  sigaddset(&held, SIGTERM);
-  sigaddset(&held, SIGCHLD);
-  sigprocmask(SIG_BLOCK, &held, &original_mask);
-
-  struct sigaction action {};
-  sigemptyset(&action.sa_mask);
-  action.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &action, &original_pipe_action);
-  sigaction(SIGXFSZ, &action, &original_file_size_action);
-}
-
-int run_filter(const char* program, char** argv) {
-  int log[2];
-  if (pipe2(log, O_CLOEXEC) != 0) return become_filter(program, argv);
-  fcntl(log[0], F_SETFL, O_NONBLOCK);
-  const pid_t parent = getpid();
-  Child child;
-  child.pid = fork();
-  if (child.pid < 0) {
-    close(log[0]);
-    close(log[1]);
+  const WaitingMask mask;
+  k905::Child filter = k905::spawn(setup);
+  if (!filter) {
+    sigprocmask(SIG_SETMASK, &setup.blocked, nullptr);
     return become_filter(program, argv);
   }
-  if (child.pid == 0) {
-    dup2(log[1], STDERR_FILENO);
-    end_with_parent(parent);
-    _exit(become_filter(program, argv));
-  }
-  close(log[1]);
-  struct sigaction action {};
-  sigemptyset(&action.sa_mask);
-  action.sa_handler = note_terminate;
-  sigaction(SIGTERM, &action, nullptr);
-  action.sa_handler = wake_up;
-  sigaction(SIGCHLD, &action, nullptr);
+  log.write_end.reset();
   let_go_of_pipes();
-  pass_log_on(log[0], child);
-  return give_back(child);
+  FilterLog filter_log(std::move(log.read_end));
+  return give_back(pass_log_on(filter_log, filter, mask.while_waiting()));
 }

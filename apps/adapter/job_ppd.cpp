@@ -3,6 +3,7 @@
 #include <cups/cups.h>
 #include <cups/file.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -21,6 +22,12 @@ struct PpdCloser {
   void operator()(ppd_file_t* ppd) const { ppdClose(ppd); }
 };
 using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
+
+// What is there and is no regular file: opening a FIFO would wait for a writer.
+bool is_no_regular_file(const char* path) {
+  struct stat status = {};
+  return stat(path, &status) == 0 && !S_ISREG(status.st_mode);
+}
 
 void mark_job_options(ppd_file_t* ppd, const char* job_options) {
   ppdMarkDefaults(ppd);
@@ -143,6 +150,10 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
   JobPpd job;
   if (path == nullptr) {
     job.failure = "the environment names no PPD file";
+    return job;
+  }
+  if (is_no_regular_file(path)) {
+    job.failure = std::string(path) + ": is no regular file";
     return job;
   }
   const Ppd ppd(ppdOpenFile(path));

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -15,24 +14,13 @@
 #include "apps/adapter/filter_process.h"
 #include "apps/adapter/job_ppd.h"
 #include "apps/adapter/one_line.h"
+#include "apps/base/find_filter.h"
+#include "apps/base/process_start.h"
 
 namespace {
 
 constexpr int kOptionsArgument = 5;
 constexpr int kFileArgument = 6;
-
-// argv[0] is the queue's name under CUPS, so it does not tell where the program lies.
-std::string filter_beside_this_program() {
-  if (const char* chosen = std::getenv("K905_FILTER")) return chosen;
-  char path[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
-  if (length > 0) {
-    const std::string self(path, static_cast<std::size_t>(length));
-    return self.substr(0, self.rfind('/')) + "/rastertok905";
-  }
-  const char* server = std::getenv("CUPS_SERVERBIN");
-  return std::string(server != nullptr ? server : "/usr/lib/cups") + "/filter/rastertok905";
-}
 
 void report_failure(const std::string& reason) {
   tell_cups("WARNING",
@@ -77,10 +65,10 @@ void read_document_from(const char* path) {
 
 }  // namespace
 
+// The signals that cancel a job are blocked since before main (filter/early_block.cpp).
 int main(int argc, char** argv) {
-  hold_signals();
-  keep_standard_descriptors_taken();
+  start_process();
   if (argc > kFileArgument) read_document_from(argv[kFileArgument]);
   apply_job_options(argc > kOptionsArgument ? argv[kOptionsArgument] : nullptr);
-  return run_filter(filter_beside_this_program().c_str(), argv);
+  return run_filter(find_filter(), argv);
 }

@@ -1,12 +1,14 @@
 #include "apps/adapter/one_line.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 
 namespace {
 constexpr std::size_t kLongestQuote = 512;
-}
+constexpr int kLogPatienceMs = 2000;
+}  // namespace
 
 std::string one_line(std::string_view text) {
   std::string line(text.substr(0, kLongestQuote));
@@ -20,6 +22,8 @@ void tell_cups(std::string_view prefix, std::string_view words) {
   line += ": ";
   line += words;
   line += '\n';
-  // The log may be gone; the job prints all the same.
+  // The log may be gone or stalled; the job prints all the same.
+  pollfd log{STDERR_FILENO, POLLOUT, 0};
+  if (poll(&log, 1, kLogPatienceMs) <= 0) return;
   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
 }

@@ -9,6 +9,7 @@
 // rest of an over-long line for a new one.
 [[nodiscard]] std::string one_line(std::string_view text);
 
-// Writes "<prefix>: <words>\n" on standard error at once. `words` are our own; anything from
+// Writes "<prefix>: <words>\n" on standard error at once, or drops it when standard error
+// takes nothing. `words` are our own; anything from
 // outside goes through one_line first.
 void tell_cups(std::string_view prefix, std::string_view words);

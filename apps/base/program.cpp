@@ -4,6 +4,8 @@
 #include <exception>
 #include <new>
 
+#include "apps/base/process_start.h"
+
 std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
   app.set_version_flag("--version", app.get_name() + " " K905_VERSION);
   try {
@@ -27,6 +29,7 @@ int wrong_usage(const CLI::App& app, const std::string& message) {
 }
 
 int guarded_main(const char* program, int (*body)(int, char**), int argc, char** argv) noexcept {
+  start_process();
   try {
     return body(argc, argv);
   } catch (const std::bad_alloc&) {

@@ -20,7 +20,7 @@ void complain(const CLI::App& app, const std::string& message);
 // A usage error found after parsing: complains, points at --help, and returns the exit status.
 [[nodiscard]] int wrong_usage(const CLI::App& app, const std::string& message);
 
-// What is left of main: runs the program and turns whatever it throws into a word and exit
-// status 1.
+// What is left of main: start_process(), then the program. Turns whatever it throws into a word and
+// exit status 1.
 [[nodiscard]] int guarded_main(const char* program, int (*body)(int, char**), int argc,
                                char** argv) noexcept;

@@ -8,56 +8,31 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "apps/base/filter_child.h"
+#include "apps/base/descriptor.h"
 #include "apps/base/nameless_file.h"
+#include "apps/base/spawn.h"
 #include "apps/image/profile_file.h"
 #include "apps/layout/page_plan.h"
 #include "apps/layout/raster_writer.h"
 #include "apps/print/output_file.h"
+#include "filter/cancel_signals.h"
 #include "ppd/ppd_text.h"
 
 namespace {
 
 constexpr char kProfileOption[] = "ICCProfile";
 
-class Descriptor {
- public:
-  explicit Descriptor(int number = -1) : number_(number) {}
-  ~Descriptor() { reset(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
+// Bytes of the stream that are passed on at once.
+constexpr std::size_t kPieceSize = 1 << 18;
 
-  [[nodiscard]] int number() const { return number_; }
-  void reset(int number = -1) {
-    if (number_ >= 0) {
-      close(number_);
-    }
-    number_ = number;
-  }
-
- private:
-  int number_;
-};
-
-struct Pipe {
-  Descriptor read_end;
-  Descriptor write_end;
-
-  [[nodiscard]] bool open() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-      return false;
-    }
-    read_end.reset(ends[0]);
-    write_end.reset(ends[1]);
-    return true;
-  }
-};
+// What can go wrong with the filter's stream on its way.
+enum class Trouble { none, write_error, wrong_stream, cut_stream, sheet, no_memory };
 
 class FilterDestination final : public Destination {
  public:
@@ -68,35 +43,32 @@ class FilterDestination final : public Destination {
   [[nodiscard]] const Choices& choices() const override { return setup_.choices; }
 
   [[nodiscard]] bool begin(const std::string&, Begun&, std::string& error) override {
-    if (!setup_.to.empty() && !output_.open(setup_.to, setup_.append)) {
-      error = setup_.to + ": " + std::strerror(errno);
+    if (!setup_.to.empty() && !output_.open(setup_.to, setup_.append, error)) {
       return false;
     }
     pages_ = pages_made_ = 0;
-    trouble_.clear();
-    troubled_ = false;
+    trouble_ = Trouble::none;
     if (!start(error)) {
       abandon();
       return false;
     }
-    reader_ = std::thread([this] { pass_on(); });
-    writer_.emplace(raster_.write_end.number(), false);
+    writer_.emplace(raster_.write_end.get(), false);
     return true;
   }
 
   [[nodiscard]] bool page(const Picture& page, std::string& error) override {
-    if (!troubled_ && writer_->write_page(page_plan(place_), page, error)) {
+    if (trouble_ == Trouble::none && writer_->write_page(page_plan(place_), page, error)) {
       ++pages_;
       return true;
     }
     abandon();
-    error = trouble_.empty() ? "the filter ended early" : trouble_;
+    error = trouble().empty() ? "the filter ended early" : trouble();
     return false;
   }
 
   [[nodiscard]] bool end(std::string& word, std::string& error) override {
     const int status = finish();
-    error = !trouble_.empty()       ? trouble_
+    error = !trouble().empty()      ? trouble()
             : status != 0           ? "the filter ended with status " + std::to_string(status)
             : pages_made_ != pages_ ? "the filter made " + std::to_string(pages_made_) + " of " +
                                           std::to_string(pages_) + " pages; --verbose shows its log"
@@ -114,9 +86,9 @@ class FilterDestination final : public Destination {
   }
 
   void abandon() override {
-    if (filter_ > 0) {
+    if (filter_) {
       // The sheet in hand is finished, so that the printer never waits for the rest of it.
-      kill(filter_, SIGTERM);
+      filter_.send(SIGTERM);
       (void)finish();
     }
     output_.take_back();
@@ -127,34 +99,58 @@ class FilterDestination final : public Destination {
     // A PPD file cannot name a profile by its whole path; an argument can.
     Choices choices = setup_.choices;
     choices[kProfileOption] = ppd::no_profile;
-    const Descriptor ppd(
+    const k905::Descriptor ppd(
         nameless_file_holding("k905-print.ppd", ppd::ppd_text(ppd::models.front(), "1", choices)));
-    if (ppd.number() < 0 || !raster_.open() || !stream_.open()) {
+    if (!ppd || !raster_.open() || !stream_.open()) {
       error = std::strerror(errno);
       return false;
     }
-    FilterStart filter;
+    k905::SpawnSetup filter;
+    if (!describe_filter(ppd.get(), filter, error)) {
+      return false;
+    }
+    filter_ = k905::spawn(filter);
+    if (!filter_) {
+      error = setup_.filter + ": " + std::strerror(errno);
+      return false;
+    }
+    raster_.read_end.reset();
+    stream_.write_end.reset();
+    return start_reader(error);
+  }
+
+  bool describe_filter(int ppd, k905::SpawnSetup& filter, std::string& error) const {
     filter.program = setup_.filter;
     filter.arguments = {"rastertok905", "1", "k905-print", "photo", "1", ""};
     if (!add_profile(filter.arguments, error)) {
       return false;
     }
     // A named PPD file also keeps the filter from leaving pictures of every stage.
-    filter.environment["PPD"] = "/dev/fd/" + std::to_string(ppd.number());
+    filter.environment["PPD"] = "/dev/fd/" + std::to_string(ppd);
     const auto ribbon = setup_.choices.find("K905Ribbon");
     if (ribbon != setup_.choices.end() && ribbon->second != "Auto") {
       filter.environment["K905_RIBBON"] = ribbon->second;
     }
-    filter.input = raster_.read_end.number();
-    filter.output = stream_.write_end.number();
-    filter.log = setup_.show_log ? STDERR_FILENO : -1;
-    filter_ = start_filter(filter, ppd.number());
-    if (filter_ < 0) {
-      error = setup_.filter + ": " + std::strerror(errno);
+    filter.input = raster_.read_end.get();
+    filter.output = stream_.write_end.get();
+    filter.error = setup_.show_log ? STDERR_FILENO : -1;
+    filter.inherited = ppd;
+    // A terminal sends these to both programs, and this one decides what is still printed.
+    filter.ignored = {SIGINT, SIGHUP};
+    filter.blocked = cancel_signals();
+    return true;
+  }
+
+  // All memory that passing on takes is had before the first page.
+  bool start_reader(std::string& error) {
+    try {
+      piece_.resize(kPieceSize);
+      parser_.emplace([this](Sheet&& sheet) { take_sheet(sheet); });
+      reader_ = std::thread([this] { pass_on(); });
+    } catch (const std::exception& problem) {
+      error = std::string("not enough memory: ") + problem.what();
       return false;
     }
-    raster_.read_end.reset();
-    stream_.write_end.reset();
     return true;
   }
 
@@ -181,15 +177,15 @@ class FilterDestination final : public Destination {
       reader_.join();
     }
     stream_.read_end.reset();
-    return wait_for_filter(std::exchange(filter_, -1));
+    return filter_.wait().code();
   }
 
-  // In its own thread: the filter's stream to its destination, while pages are being made.
-  void pass_on() {
-    PrinterStreamParser parser([this](Sheet&& sheet) { take_sheet(sheet); });
-    std::vector<std::uint8_t> bytes(1 << 18);
+  // In its own thread: the filter's stream to its destination, while pages are being made. Nothing
+  // here may throw.
+  void pass_on() noexcept {
+    bool passes_on = output_.is_open();
     for (;;) {
-      const ssize_t got = read(stream_.read_end.number(), bytes.data(), bytes.size());
+      const ssize_t got = read(stream_.read_end.get(), piece_.data(), piece_.size());
       if (got < 0 && errno == EINTR) {
         continue;
       }
@@ -197,16 +193,31 @@ class FilterDestination final : public Destination {
         break;
       }
       const auto count = static_cast<std::size_t>(got);
-      if (output_.is_open() && !troubled_ && !output_.write(bytes.data(), count)) {
-        note_trouble(setup_.to + ": " + std::strerror(errno));
+      if (passes_on && !output_.write(piece_.data(), count)) {
+        write_error_ = errno;
+        note(Trouble::write_error);
+        passes_on = false;
       }
-      // After trouble the stream is only drained, so that the filter comes to its end.
-      if (!troubled_ && !parser.feed(bytes.data(), count)) {
-        note_trouble("the filter's stream is not what the printer takes");
-      }
+      check(count);
+      // After most troubles the stream is only drained, so that the filter comes to its end. Lack
+      // of memory is no fault of the stream: the sheet in hand still reaches the printer whole.
+      passes_on = passes_on && (trouble_ == Trouble::none || trouble_ == Trouble::no_memory);
     }
-    if (!troubled_ && !parser.finish()) {
-      note_trouble("the filter's stream ends inside a sheet");
+    if (trouble_ == Trouble::none && !parser_->finish()) {
+      note(Trouble::cut_stream);
+    }
+  }
+
+  void check(std::size_t count) {
+    if (trouble_ != Trouble::none) {
+      return;
+    }
+    try {
+      if (!parser_->feed(piece_.data(), count)) {
+        note(Trouble::wrong_stream);
+      }
+    } catch (const std::exception&) {
+      note(Trouble::no_memory);
     }
   }
 
@@ -216,31 +227,53 @@ class FilterDestination final : public Destination {
                                            (place_.fine ? 2U : 1U);
     pages_made_ += shared ? 2 : 1;
     if (setup_.on_sheet) {
-      const std::string problem = setup_.on_sheet(sheet);
-      if (!problem.empty()) {
-        note_trouble(problem);
+      std::string problem = setup_.on_sheet(sheet);
+      if (!problem.empty() && trouble_ == Trouble::none) {
+        sheet_problem_ = std::move(problem);
+        note(Trouble::sheet);
       }
     }
   }
 
-  // Read by others only after troubled_ was seen or the thread was joined.
-  void note_trouble(const std::string& what) {
-    if (!troubled_) {
-      trouble_ = what;
-      troubled_ = true;
+  // The first one counts. What belongs to it was set before.
+  void note(Trouble trouble) {
+    if (trouble_ == Trouble::none) {
+      trouble_ = trouble;
     }
+  }
+
+  // What is wrong, in words; "" when nothing is.
+  [[nodiscard]] std::string trouble() const {
+    switch (trouble_) {
+      case Trouble::none:
+        return "";
+      case Trouble::write_error:
+        return setup_.to + ": " + std::strerror(write_error_);
+      case Trouble::wrong_stream:
+        return "the filter's stream is not what the printer takes";
+      case Trouble::cut_stream:
+        return "the filter's stream ends inside a sheet";
+      case Trouble::sheet:
+        return sheet_problem_;
+      case Trouble::no_memory:
+        return "not enough memory";
+    }
+    return "";
   }
 
   FilterDestinationSetup setup_;
   SheetPlace place_;
   OutputFile output_;
-  Pipe raster_;
-  Pipe stream_;
-  pid_t filter_ = -1;
+  k905::Pipe raster_;
+  k905::Pipe stream_;
+  k905::Child filter_;
   std::thread reader_;
+  std::vector<std::uint8_t> piece_;
+  std::optional<PrinterStreamParser> parser_;
   std::optional<RasterWriter> writer_;
-  std::string trouble_;
-  std::atomic<bool> troubled_ = false;
+  std::atomic<Trouble> trouble_ = Trouble::none;
+  int write_error_ = 0;
+  std::string sheet_problem_;
   int pages_ = 0;
   int pages_made_ = 0;
 };

@@ -1,11 +1,10 @@
 // k905-print: photos straight to the sheet, through a queue or through the filter without one.
 #include <sys/stat.h>
 
-#include <csignal>
 #include <cstdio>
 #include <memory>
 
-#include "apps/base/filter_child.h"
+#include "apps/base/find_filter.h"
 #include "apps/base/program.h"
 #include "apps/base/text.h"
 #include "apps/image/sheet_picture.h"
@@ -355,8 +354,6 @@ class PrintProgram {
 };
 
 int print_program(int argc, char** argv) {
-  // A reader that went away is an ordinary write error.
-  std::signal(SIGPIPE, SIG_IGN);
   CLI::App app("Prints photos on the K905 and its siblings, cropped to the sheet.", "k905-print");
   Wishes wishes;
   describe_options(app, wishes);

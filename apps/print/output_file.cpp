@@ -1,54 +1,190 @@
 #include "apps/print/output_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <thread>
 
 #include "apps/base/write_whole.h"
 
-OutputFile::~OutputFile() {
-  if (is_open()) {
-    close(descriptor_);
-  }
+namespace {
+
+namespace fs = std::filesystem;
+
+// The folder of `path` with all links followed; empty with errno set when there is none.
+std::string folder_of(const std::string& path) {
+  std::error_code error;
+  const fs::path folder = fs::canonical(fs::absolute(path).parent_path(), error);
+  errno = error.value();
+  return error ? "" : folder.string();
 }
 
-bool OutputFile::open(const std::string& path, bool append) {
+bool is_under_dev(const std::string& folder) {
+  return folder == "/dev" || folder.starts_with("/dev/");
+}
+
+// /dev/null and its like take bytes from anybody.
+bool can_be_shared(const struct stat& status) {
+  constexpr unsigned kMemoryDevices = 1;
+  return S_ISCHR(status.st_mode) && major(status.st_rdev) == kMemoryDevices;
+}
+
+mode_t usual_mode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+bool sync_folder(const std::string& path) {
+  const k905::Descriptor folder(open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return folder && (fsync(folder.get()) == 0 || errno == EINVAL);
+}
+
+}  // namespace
+
+bool OutputFile::open(const std::string& path, bool append, std::string& error) {
   path_ = path;
-  const int how = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | (append ? O_APPEND : O_TRUNC);
-  descriptor_ = ::open(path.c_str(), how, 0666);
-  struct stat status {};
-  plain_ = is_open() && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-  start_ = plain_ && append ? status.st_size : 0;
-  return is_open();
+  beside_.clear();
+  made_ = false;
+  start_ = 0;
+  const int how = O_WRONLY | O_CLOEXEC | O_NOCTTY | (append ? O_APPEND : 0);
+  const bool opened = open_existing(how) || (errno == ENOENT && open_new(append));
+  if (opened && (!beside_.empty() || lock())) {
+    return true;
+  }
+  error =
+      path + ": " +
+      (opened && errno == EWOULDBLOCK ? "another program is printing to it" : std::strerror(errno));
+  if (!beside_.empty()) {
+    unlink(beside_.c_str());
+  }
+  descriptor_.reset();
+  return false;
+}
+
+// False with errno set.
+bool OutputFile::open_existing(int how) {
+  descriptor_.reset(::open(path_.c_str(), how));
+  struct stat status = {};
+  if (!descriptor_ || fstat(descriptor_.get(), &status) != 0) {
+    return false;
+  }
+  plain_ = S_ISREG(status.st_mode);
+  start_ = status.st_size;
+  if (!plain_ || (how & O_APPEND) != 0) {
+    return true;
+  }
+  std::error_code error;
+  const fs::path target = fs::canonical(path_, error);
+  errno = error.value();
+  if (error || !open_beside(target.string(), status.st_mode & 07777)) {
+    return false;
+  }
+  // Only root can; anybody else owns what he makes.
+  (void)!fchown(descriptor_.get(), status.st_uid, status.st_gid);
+  return true;
+}
+
+// False with errno set. A link that leads nowhere is taken for one to a device that is not there.
+bool OutputFile::open_new(bool append) {
+  std::error_code ignored;
+  const std::string folder = folder_of(path_);
+  if (folder.empty() || is_under_dev(folder) || fs::is_symlink(path_, ignored)) {
+    errno = ENOENT;
+    return false;
+  }
+  plain_ = true;
+  if (!append) {
+    return open_beside(path_, usual_mode());
+  }
+  descriptor_.reset(
+      ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0666));
+  made_ = is_open();
+  return made_;
+}
+
+// False with errno set.
+bool OutputFile::open_beside(const std::string& target, mode_t mode) {
+  std::string name = target + ".XXXXXX";
+  descriptor_.reset(mkostemp(name.data(), O_CLOEXEC));
+  if (!descriptor_) {
+    return false;
+  }
+  path_ = target;
+  beside_ = name;
+  return fchmod(descriptor_.get(), mode) == 0;
+}
+
+// Waits a moment: the other program may be at its end. False with errno set; what cannot be locked
+// at all is used without.
+bool OutputFile::lock() {
+  struct stat status = {};
+  if (fstat(descriptor_.get(), &status) == 0 && can_be_shared(status)) {
+    return true;
+  }
+  constexpr int kTries = 30;
+  for (int i = 0; i < kTries; ++i) {
+    if (flock(descriptor_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
+      return !plain_ || look_at_locked_file();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  errno = EWOULDBLOCK;
+  return false;
+}
+
+// Now that nobody else changes it. False with errno set when the other program took it away.
+bool OutputFile::look_at_locked_file() {
+  struct stat mine = {};
+  struct stat named = {};
+  const bool is_there = fstat(descriptor_.get(), &mine) == 0 && stat(path_.c_str(), &named) == 0 &&
+                        mine.st_ino == named.st_ino && mine.st_dev == named.st_dev;
+  start_ = mine.st_size;
+  errno = EWOULDBLOCK;
+  return is_there;
 }
 
 bool OutputFile::write(const void* bytes, std::size_t count) {
-  return write_whole(descriptor_, {static_cast<const char*>(bytes), count});
+  return write_whole(descriptor_.get(), {static_cast<const char*>(bytes), count});
 }
 
 bool OutputFile::keep() {
-  const bool on_disk = fsync(descriptor_) == 0 || !plain_;
-  const int reason = errno;
-  const bool closed = close(std::exchange(descriptor_, -1)) == 0;
-  if (!on_disk) {
+  const bool on_disk = fsync(descriptor_.get()) == 0 || !plain_;
+  const bool in_place =
+      on_disk && (beside_.empty() || std::rename(beside_.c_str(), path_.c_str()) == 0);
+  if (!in_place) {
+    const int reason = errno;
+    take_back();
     errno = reason;
+    return false;
   }
-  return on_disk && closed;
+  const bool closed = ::close(descriptor_.release()) == 0;
+  // Where a folder cannot be synced, the name lives as long as the system does.
+  const bool named = (beside_.empty() && !made_) || sync_folder(path_);
+  return closed && named;
 }
 
 void OutputFile::take_back() {
   if (!is_open()) {
     return;
   }
-  if (plain_) {
+  if (!beside_.empty()) {
+    unlink(beside_.c_str());
+  } else if (made_) {
+    unlink(path_.c_str());
+  } else if (plain_) {
     // Half a sheet in a file would spoil all that is written behind it.
-    (void)!ftruncate(descriptor_, start_);
-    if (start_ == 0) {
-      unlink(path_.c_str());
-    }
+    (void)!ftruncate(descriptor_.get(), start_);
   }
-  close(std::exchange(descriptor_, -1));
+  descriptor_.reset();
 }

@@ -6,29 +6,44 @@
 #include <cstddef>
 #include <string>
 
+#include "apps/base/descriptor.h"
+
+// A plain file has the new job only after keep(): what fails or is abandoned leaves it as it was. A
+// device gets the bytes at once. While a device or a file that is appended to is open, it is
+// locked against other programs like this one.
 class OutputFile {
  public:
   OutputFile() = default;
-  ~OutputFile();
+  ~OutputFile() { take_back(); }
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // A plain file is made anew, or written on behind what is there. False with errno set.
-  [[nodiscard]] bool open(const std::string& path, bool append);
-  [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
+  // A plain file is made anew, or written on behind what is there. A missing file under /dev is not
+  // made: it is a device that is not there. False with the reason in `error`.
+  [[nodiscard]] bool open(const std::string& path, bool append, std::string& error);
+  [[nodiscard]] bool is_open() const { return static_cast<bool>(descriptor_); }
 
   // False with errno set.
   [[nodiscard]] bool write(const void* bytes, std::size_t count);
 
-  // To the disk, as far as it is one, and closed. False with errno set when it could not be kept.
+  // To the disk, as far as it is one, under its name, and closed. False with errno set when it
+  // could not be kept; the file is then as after take_back().
   [[nodiscard]] bool keep();
 
   // Closed; a plain file is as it was before open(), or gone when it was not there.
   void take_back();
 
  private:
-  int descriptor_ = -1;
-  std::string path_;
+  bool open_existing(int how);
+  bool open_new(bool append);
+  bool open_beside(const std::string& target, mode_t mode);
+  bool lock();
+  bool look_at_locked_file();
+
+  k905::Descriptor descriptor_;
+  std::string path_;    // where the job is wanted, links followed
+  std::string beside_;  // the file that takes the place of path_ when it is kept; "": path_ itself
   bool plain_ = false;
-  off_t start_ = 0;
+  bool made_ = false;  // path_ was not there before
+  off_t start_ = 0;    // size of path_ before
 };

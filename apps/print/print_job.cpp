@@ -8,6 +8,7 @@
 
 #include "apps/base/text.h"
 #include "apps/image/read_picture.h"
+#include "filter/cancel_signals.h"
 
 namespace {
 
@@ -106,14 +107,15 @@ bool JobResult::all_printed() const {
 }
 
 void stop_on_signals() {
-  struct sigaction action {};
-  sigemptyset(&action.sa_mask);
-  action.sa_handler = note_stop;
-  action.sa_flags = SA_RESTART;
-  // Who ends services may say it to the program and to its group: that is no second wish.
-  sigaction(SIGTERM, &action, nullptr);
-  action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
-  sigaction(SIGINT, &action, nullptr);
+  // A service manager may signal both the process and its group, so a repeated SIGTERM is no
+  // request to stop at once.
+  handle_cancel_signals(note_stop, SA_RESTART);
+  struct sigaction interrupt = {};
+  sigaction(SIGINT, nullptr, &interrupt);
+  if (interrupt.sa_handler == note_stop) {
+    interrupt.sa_flags |= static_cast<int>(SA_RESETHAND);
+    sigaction(SIGINT, &interrupt, nullptr);
+  }
 }
 
 bool stop_asked() { return stop_wanted != 0; }

@@ -39,7 +39,8 @@ struct JobResult {
                                   Progress& progress, int done, const Complaint& complain,
                                   const BegunHandler& on_begun = {});
 
-// SIGINT and SIGTERM: the picture in hand is printed, no further one is begun. A second
-// SIGINT, from somebody who cannot wait, ends the program at once.
+// SIGTERM, SIGINT and SIGHUP: the picture in hand is printed, no further one is begun. A second
+// SIGINT, from somebody who cannot wait, ends the program at once. SIGINT and SIGHUP that were
+// ignored at the start stay ignored.
 void stop_on_signals();
 [[nodiscard]] bool stop_asked();

@@ -1,7 +1,7 @@
 #include "apps/status/printer_state.h"
 
-#include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -10,7 +10,9 @@
 #include <initializer_list>
 #include <vector>
 
-#include "apps/base/filter_child.h"
+#include "apps/base/descriptor.h"
+#include "apps/base/find_filter.h"
+#include "apps/base/spawn.h"
 #include "apps/status/print_system.h"
 
 namespace {
@@ -49,37 +51,37 @@ void read_both(int report, int log, Query& query) {
   }
 }
 
+// False with errno set when the filter could not be started.
 bool run_query(const std::string& filter, const std::string& device, Query& query) {
-  int report[2];
-  int log[2];
-  if (pipe2(report, O_CLOEXEC) != 0) {
+  k905::Pipe report;
+  k905::Pipe log;
+  if (!report.open() || !log.open()) {
     return false;
   }
-  if (pipe2(log, O_CLOEXEC) != 0) {
-    close(report[0]);
-    close(report[1]);
-    return false;
-  }
-  FilterStart start;
-  start.program = filter;
-  start.arguments = {"rastertok905", "--info", device};
+  k905::SpawnSetup setup;
+  setup.program = filter;
+  setup.arguments = {"rastertok905", "--info", device};
   // With any name there the log comes to us and not into a file.
-  start.environment = {{"PPD", "/dev/null"}};
-  start.output = report[1];
-  start.log = log[1];
-  start.ends_with_us = true;
-  const pid_t child = start_filter(start);
-  const int reason = errno;
-  close(report[1]);
-  close(log[1]);
-  if (child > 0) {
-    read_both(report[0], log[0], query);
-    query.status = wait_for_filter(child);
+  setup.environment = {{"PPD", "/dev/null"}};
+  setup.output = report.write_end.get();
+  setup.error = log.write_end.get();
+  k905::Child child = k905::spawn(setup);
+  if (!child) {
+    return false;
   }
-  close(report[0]);
-  close(log[0]);
-  errno = reason;
-  return child > 0;
+  report.write_end.reset();
+  log.write_end.reset();
+  read_both(report.read_end.get(), log.read_end.get(), query);
+  query.status = child.wait().code();
+  return true;
+}
+
+// A printer is a character device, a terminal or a socket. Anything else that is there, a file for
+// instance, would have the questions written into it.
+bool takes_questions_for_contents(const std::string& device) {
+  struct stat status = {};
+  return stat(device.c_str(), &status) == 0 && !S_ISCHR(status.st_mode) &&
+         !S_ISSOCK(status.st_mode);
 }
 
 // Why the device could not be opened: what stands behind the log's last "failed: ".
@@ -154,6 +156,10 @@ State state_of(const PrinterReport& report) {
 PrinterState ask_printer(const std::string& device) {
   PrinterState printer;
   printer.device = device;
+  if (takes_questions_for_contents(device)) {
+    printer.message = "this is no device; nothing was written to it";
+    return printer;
+  }
   // Questions in the middle of a job would end up in its pictures.
   const std::vector<BusyQueue> queues = busy_queues();
   if (const std::string queue = queue_on_device(queues, device); !queue.empty()) {

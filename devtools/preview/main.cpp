@@ -1,6 +1,4 @@
 // k905-preview: what the printer would have made of a stream, without spending a sheet of paper.
-#include <csignal>
-
 #include "devtools/preview/preview.h"
 
 namespace {
@@ -37,8 +35,6 @@ void describe_options(CLI::App& app, PreviewWishes& wishes) {
 }
 
 int preview_program(int argc, char** argv) {
-  // A reader that went away is an ordinary write error.
-  std::signal(SIGPIPE, SIG_IGN);
   CLI::App app("Checks a printer stream and shows its sheets as pictures.", "k905-preview");
   PreviewWishes wishes;
   describe_options(app, wishes);

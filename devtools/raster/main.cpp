@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -332,8 +331,6 @@ int run(const CLI::App& app, const Wishes& wishes) {
 }
 
 int raster_program(int argc, char** argv) {
-  // A reader that went away is an ordinary write error.
-  std::signal(SIGPIPE, SIG_IGN);
   CLI::App app("Turns pictures into CUPS raster pages for rastertok905.", "k905-raster");
   Wishes wishes;
   describe_options(app, wishes);

@@ -15,11 +15,13 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tests/support/build_paths.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/child_process.h"
 
 namespace {
 
@@ -32,19 +34,23 @@ const std::string kProgram = std::string(K905_BINARY_DIR) + "/rastertok905job";
 const std::string kQueuePpd = std::string(K905_BINARY_DIR) + "/ppd/K905.ppd";
 const std::string kKnownLeaks = std::string("suppressions=") + K905_SOURCE_DIR +
                                 "/tests/cups/known_leaks.supp:print_suppressions=0";
+// The stand-in finds the signals that cancel a job blocked, as the filter does, and a shell cannot
+// unblock one.
+const std::string kUnblockTerm =
+    "[ -n \"$UNBLOCKED\" ] || UNBLOCKED=1 exec env --default-signal=TERM \"$0\" \"$@\"\n";
 constexpr char kWarning[] =
     "WARNING: The choices made for this job could not be applied; it prints with the "
     "defaults of the queue.";
 
-class Pipe {
+class JobPipe {
  public:
-  Pipe() { EXPECT_EQ(pipe2(ends_.data(), O_CLOEXEC), 0); }
-  ~Pipe() {
+  JobPipe() { EXPECT_EQ(pipe2(ends_.data(), O_CLOEXEC), 0); }
+  ~JobPipe() {
     close_read();
     close_write();
   }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
+  JobPipe(const JobPipe&) = delete;
+  JobPipe& operator=(const JobPipe&) = delete;
   [[nodiscard]] int read_end() const { return ends_[0]; }
   [[nodiscard]] int write_end() const { return ends_[1]; }
   void close_read() { close_end(0); }
@@ -83,12 +89,19 @@ class JobProgram : public ::testing::Test {
   JobProgram() {
     char folder[] = "/tmp/k905_job_program_XXXXXX";
     folder_ = mkdtemp(folder);
+    renew_pipes();
     environment_ = {{"PPD", kQueuePpd},
                     {"TMPDIR", folder_},
                     {"PATH", "/usr/bin:/bin"},
                     {"LSAN_OPTIONS", kKnownLeaks}};
   }
   ~JobProgram() override { std::filesystem::remove_all(folder_); }
+
+  void renew_pipes() {
+    in_.emplace();
+    out_.emplace();
+    log_.emplace();
+  }
 
   void stand_in(const std::string& script) {
     const std::string path = folder_ + "/filter";
@@ -107,9 +120,9 @@ class JobProgram : public ::testing::Test {
     argv.push_back(nullptr);
     const pid_t pid = fork();
     if (pid == 0) {
-      dup2(in_.read_end(), STDIN_FILENO);
-      dup2(out_.write_end(), STDOUT_FILENO);
-      dup2(log_.write_end(), STDERR_FILENO);
+      dup2(in_->read_end(), STDIN_FILENO);
+      dup2(out_->write_end(), STDOUT_FILENO);
+      dup2(log_->write_end(), STDERR_FILENO);
       start_clean();
       in_child();
       clearenv();
@@ -117,9 +130,9 @@ class JobProgram : public ::testing::Test {
       execv(kProgram.c_str(), argv.data());
       _exit(126);
     }
-    in_.close_read();
-    out_.close_write();
-    log_.close_write();
+    in_->close_read();
+    out_->close_write();
+    log_->close_write();
     return pid;
   }
 
@@ -128,15 +141,15 @@ class JobProgram : public ::testing::Test {
       const std::vector<std::string>& arguments, const std::string& input = "",
       const std::function<void()>& in_child = [] {}) {
     const pid_t pid = start(arguments, in_child);
-    EXPECT_EQ(write(in_.write_end(), input.data(), input.size()),
+    EXPECT_EQ(write(in_->write_end(), input.data(), input.size()),
               static_cast<ssize_t>(input.size()));
-    in_.close_write();
+    in_->close_write();
     return finish(pid);
   }
 
   int finish(pid_t pid, const std::string& log_so_far = "") {
-    log_lines_ = lines_of(log_so_far + read_to_end(log_.read_end()));
-    output_ = read_to_end(out_.read_end());
+    log_lines_ = lines_of(log_so_far + read_to_end(log_->read_end()));
+    output_ = read_to_end(out_->read_end());
     int status = 0;
     EXPECT_EQ(waitpid(pid, &status, 0), pid);
     return status;
@@ -154,9 +167,9 @@ class JobProgram : public ::testing::Test {
 
   std::string folder_;
   std::map<std::string, std::string> environment_;
-  Pipe in_;
-  Pipe out_;
-  Pipe log_;
+  std::optional<JobPipe> in_;
+  std::optional<JobPipe> out_;
+  std::optional<JobPipe> log_;
   std::string output_;
   std::vector<std::string> log_lines_;
 };
@@ -250,28 +263,48 @@ TEST_F(JobProgram, EndsByTheSignalThatEndedTheFilter) {
 }
 
 TEST_F(JobProgram, PassesACancelOnAndWaitsForTheFilter) {
-  stand_in(
-      "trap 'echo cancelled >&2; echo end-of-sheet; exit 0' TERM\n"
-      "echo ready >&2\n"
-      "while :; do read -r line || sleep 0.05; done\n");
-  const pid_t pid = start(kPlainJob);
-  std::string log;
-  ASSERT_TRUE(read_until_line(log_.read_end(), log, "ready"));
-  kill(pid, SIGTERM);
-  EXPECT_EQ(finish(pid, log), 0);
-  EXPECT_EQ(output_, "end-of-sheet\n");
-  EXPECT_THAT(log_lines_, ElementsAre("ready", "cancelled"));
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    stand_in(kUnblockTerm +
+             "trap 'echo canceled >&2; echo end-of-sheet; exit 0' TERM\n"
+             "echo ready >&2\n"
+             "while :; do read -r line || sleep 0.05; done\n");
+    const pid_t pid = start(kPlainJob);
+    std::string log;
+    ASSERT_TRUE(read_until_line(log_->read_end(), log, "ready"));
+    kill(pid, signal);
+    EXPECT_EQ(finish(pid, log), 0);
+    EXPECT_EQ(output_, "end-of-sheet\n");
+    EXPECT_THAT(log_lines_, ElementsAre("ready", "canceled"));
+    renew_pipes();
+  }
 }
 
-// Sent before there is a filter, the signal waits for it. It is made to wait in the filter too, so
-// that the script can look at it (bit 14) with nothing but what is built into the shell.
+// A job printed with nohup, or by a background job of a shell.
+TEST_F(JobProgram, ASignalThatIsIgnoredCancelsNothing) {
+  for (const int number : {SIGINT, SIGHUP}) {
+    stand_in(kUnblockTerm + "echo ready >&2\nread -r line\necho \"printed $line\"\n");
+    const pid_t pid = start(kPlainJob, [number] { signal(number, SIG_IGN); });
+    std::string log;
+    ASSERT_TRUE(read_until_line(log_->read_end(), log, "ready"));
+    kill(pid, number);
+    ASSERT_EQ(write(in_->write_end(), "page\n", 5), 5);
+    EXPECT_EQ(finish(pid, log), 0);
+    EXPECT_EQ(output_, "printed page\n");
+    renew_pipes();
+  }
+}
+
+// A SIGTERM that came before there was a filter is made to wait in the filter too, so that the
+// script can look at it (bit 14) with nothing but what is built into the shell.
+constexpr char kWaitForPendingTerm[] =
+    "while :; do\n"
+    "  while read -r name value; do\n"
+    "    [ \"$name $value\" = 'ShdPnd: 0000000000004000' ] && echo canceled && exit 0\n"
+    "  done < /proc/$$/status\n"
+    "done\n";
+
 TEST_F(JobProgram, PassesAnEarlyCancelOn) {
-  stand_in(
-      "while :; do\n"
-      "  while read -r name value; do\n"
-      "    [ \"$name $value\" = 'ShdPnd: 0000000000004000' ] && echo cancelled && exit 0\n"
-      "  done < /proc/$$/status\n"
-      "done\n");
+  stand_in(kWaitForPendingTerm);
   const int status = run(kPlainJob, "", [] {
     sigset_t held;
     sigemptyset(&held);
@@ -280,10 +313,21 @@ TEST_F(JobProgram, PassesAnEarlyCancelOn) {
     kill(getpid(), SIGTERM);  // pending through the exec
   });
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(output_, "cancelled\n");
+  EXPECT_EQ(output_, "canceled\n");
 }
 
-TEST_F(JobProgram, TheFilterFindsSignalsAsCupsLeftThem) {
+// Before main, where a library's constructor would be.
+TEST_F(JobProgram, PassesACancelOnThatCameBeforeMain) {
+  stand_in(kWaitForPendingTerm);
+  environment_["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libk905_early_signal.so";
+  environment_["ASAN_OPTIONS"] = "verify_asan_link_order=0";
+  environment_["K905_EARLY_SIGNAL"] = std::to_string(SIGTERM);
+  EXPECT_EQ(run(kPlainJob), 0);
+  EXPECT_EQ(output_, "canceled\n");
+}
+
+// HUP, INT and TERM are blocked until the filter handles them; all else is as CUPS left it.
+TEST_F(JobProgram, TheFilterFindsTheSignalsThatCancelAJobBlocked) {
   // Without starting another program: a shell blocks every signal for as long as that takes.
   stand_in(
       "while read -r line; do\n"
@@ -292,7 +336,14 @@ TEST_F(JobProgram, TheFilterFindsSignalsAsCupsLeftThem) {
   run(kPlainJob);
   // A shell ignores nothing and blocks nothing by itself; SIGPIPE would be bit 0x1000.
   EXPECT_THAT(lines_of(output_),
-              ElementsAre("SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000"));
+              ElementsAre("SigBlk:\t0000000000004003", "SigIgn:\t0000000000000000"));
+}
+
+TEST_F(JobProgram, AnIgnoredSigchldDoesNotHideHowTheFilterEnded) {
+  stand_in("exit 3\n");
+  const int status = run(kPlainJob, "", [] { signal(SIGCHLD, SIG_IGN); });
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 3);
 }
 
 TEST_F(JobProgram, SaysEverySheetThatWasSent) {
@@ -326,11 +377,40 @@ TEST_F(JobProgram, ALogThatStallsDoesNotHoldTheFilterUp) {
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log of forty bytes length..'; "
       "i=$((i+1)); done >&2\necho sheet\n");
   const pid_t pid = start(kPlainJob);
-  in_.close_write();
+  in_->close_write();
   std::string sheet;
-  EXPECT_TRUE(read_until_line(out_.read_end(), sheet, "sheet"));
+  EXPECT_TRUE(read_until_line(out_->read_end(), sheet, "sheet"));
   EXPECT_EQ(finish(pid), 0);
   EXPECT_EQ(log_lines_.size(), 10000U);
+}
+
+// The reader of the log takes nothing any more, and the job is canceled.
+TEST_F(JobProgram, ALogThatStallsDoesNotKeepACanceledJobFromEnding) {
+  stand_in(
+      "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log of forty bytes length..'; "
+      "i=$((i+1)); done >&2\necho sheet\n");
+  const pid_t pid = start(kPlainJob);
+  in_->close_write();
+  std::string sheet;
+  EXPECT_TRUE(read_until_line(out_->read_end(), sheet, "sheet"));
+  EXPECT_EQ(read_to_end(out_->read_end()), "");
+  kill(pid, SIGTERM);
+  EXPECT_EQ(wait_for_child(pid).status, 0);
+}
+
+TEST_F(JobProgram, ALogThatTakesNothingFromTheStartHoldsNothingUp) {
+  stand_in("cat\n");
+  environment_.erase("PPD");  // of which there is something to say before the filter is started
+  ASSERT_EQ(fcntl(log_->write_end(), F_SETFL, O_NONBLOCK), 0);
+  while (write(log_->write_end(), "x", 1) == 1) {
+  }
+  ASSERT_EQ(fcntl(log_->write_end(), F_SETFL, 0), 0);
+  const pid_t pid = start(kPlainJob);
+  ASSERT_EQ(write(in_->write_end(), "page", 4), 4);
+  in_->close_write();
+  EXPECT_EQ(read_to_end(out_->read_end()), "page");
+  kill(pid, SIGTERM);
+  EXPECT_EQ(wait_for_child(pid).status, 0);
 }
 
 TEST_F(JobProgram, ALogThatIsGoneDoesNotStopTheFilter) {
@@ -338,10 +418,10 @@ TEST_F(JobProgram, ALogThatIsGoneDoesNotStopTheFilter) {
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log' >&2; i=$((i+1)); done\n"
       "echo sheet\n");
   const pid_t pid = start(kPlainJob);
-  in_.close_write();
-  log_.close_read();
+  in_->close_write();
+  log_->close_read();
   std::string sheet;
-  EXPECT_TRUE(read_until_line(out_.read_end(), sheet, "sheet"));
+  EXPECT_TRUE(read_until_line(out_->read_end(), sheet, "sheet"));
   int status = 0;
   ASSERT_EQ(waitpid(pid, &status, 0), pid);
   EXPECT_EQ(status, 0);
@@ -350,12 +430,12 @@ TEST_F(JobProgram, ALogThatIsGoneDoesNotStopTheFilter) {
 // The filter before this one must learn that nobody reads any more, the backend that the job is
 // over.
 TEST_F(JobProgram, HoldsNeitherEndOfTheJobsPipes) {
-  stand_in("exec <&- >&-\necho closed >&2\nexec sleep 20\n");
+  stand_in("exec <&- >&-\necho closed >&2\nexec env --default-signal=TERM sleep 20\n");
   const pid_t pid = start(kPlainJob);
   std::string log;
-  ASSERT_TRUE(read_until_line(log_.read_end(), log, "closed"));
-  EXPECT_EQ(read_to_end(out_.read_end()), "");
-  pollfd reader_gone{in_.write_end(), 0, 0};
+  ASSERT_TRUE(read_until_line(log_->read_end(), log, "closed"));
+  EXPECT_EQ(read_to_end(out_->read_end()), "");
+  pollfd reader_gone{in_->write_end(), 0, 0};
   EXPECT_EQ(poll(&reader_gone, 1, 10000), 1);
   EXPECT_NE(reader_gone.revents & POLLERR, 0);
   kill(pid, SIGTERM);
@@ -366,10 +446,10 @@ TEST_F(JobProgram, KilledOutrightItTakesTheFilterAlong) {
   stand_in("trap '' TERM\necho ready >&2\nexec sleep 60\n");
   const pid_t pid = start(kPlainJob);
   std::string log;
-  ASSERT_TRUE(read_until_line(log_.read_end(), log, "ready"));
+  ASSERT_TRUE(read_until_line(log_->read_end(), log, "ready"));
   kill(pid, SIGKILL);
   // The filter alone holds the output now: its end is seen when the filter is gone.
-  EXPECT_EQ(read_to_end(out_.read_end()), "");
+  EXPECT_EQ(read_to_end(out_->read_end()), "");
   finish(pid, log);
 }
 
@@ -391,6 +471,18 @@ TEST_F(JobProgram, WithABrokenPpdFileTheJobPrintsWithWhatThereIs) {
   run(kPlainJob);
   EXPECT_EQ(output_, broken + "\n");
   EXPECT_THAT(log_lines_, Contains(kWarning));
+}
+
+TEST_F(JobProgram, APpdFileThatIsAFifoIsNotWaitedFor) {
+  const std::string fifo = folder_ + "/queue.ppd";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  stand_in("echo \"$PPD\"\n");
+  environment_["PPD"] = fifo;
+  const pid_t pid = start(kPlainJob);
+  EXPECT_EQ(wait_for_child(pid).status, 0);
+  EXPECT_EQ(read_to_end(out_->read_end()), fifo + "\n");
+  EXPECT_EQ(read_to_end(log_->read_end()),
+            std::string(kWarning) + "\nDEBUG: rastertok905job: " + fifo + ": is no regular file\n");
 }
 
 TEST_F(JobProgram, WithoutRoomForTheCopyTheJobPrintsWithTheQueuesDefaults) {
@@ -434,7 +526,7 @@ TEST_F(JobProgram, WithoutDescriptorsToSpareTheJobStillPrints) {
 }
 
 TEST_F(JobProgram, ClosedStandardDescriptorsAreNotReused) {
-  stand_in("cat | wc -c | tr -d ' ' >&2\n");
+  stand_in("cat 2>/dev/null | wc -c | tr -d ' ' >&2\n");
   const pid_t pid = start(kPlainJob, [] {
     close(STDIN_FILENO);
     close(STDOUT_FILENO);

@@ -23,13 +23,23 @@ std::map<std::string, std::string> environment() {
   return {{"CUPS_SERVER", "/nowhere/cups.sock"}, {"PATH", "/usr/bin:/bin"}};
 }
 
-ChildResult status(const std::vector<std::string>& arguments,
-                   const std::map<std::string, std::string>& more = {}) {
+ChildSetup setup_for(const std::vector<std::string>& arguments) {
   ChildSetup setup;
   setup.program = kProgram;
   setup.arguments = arguments;
   setup.arguments.insert(setup.arguments.begin(), "k905-status");
   setup.environment = environment();
+  return setup;
+}
+
+// With all its standard descriptors closed.
+int start_status(const std::vector<std::string>& arguments) {
+  return start_child(setup_for(arguments), -1, -1, -1);
+}
+
+ChildResult status(const std::vector<std::string>& arguments,
+                   const std::map<std::string, std::string>& more = {}) {
+  ChildSetup setup = setup_for(arguments);
   for (const auto& [name, value] : more) {
     setup.environment[name] = value;
   }
@@ -95,6 +105,29 @@ TEST(StatusProgram, SomethingThatAnswersNothingIsNotReachable) {
   const ChildResult result = status({"/dev/null"});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.output, "/dev/null: not reachable, nobody answers\n");
+}
+
+TEST(StatusProgram, AFileIsNoPrinterAndStaysAsItWas) {
+  const ScratchFolder folder;
+  const std::string photo = folder.write("photo.jpg", "a photo");
+  const ChildResult result = status({photo});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.output,
+            photo + ": not reachable, this is no device; nothing was written to it\n");
+  EXPECT_EQ(folder.read("photo.jpg"), "a photo");
+
+  const std::string fifo = folder.path() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_EQ(status({fifo}).status, 2);
+  EXPECT_EQ(status({folder.path()}).status, 2);
+}
+
+TEST(StatusProgram, AnIgnoredSigchldDoesNotHideHowTheQueryEnded) {
+  const SimulatedPrinter printer;
+  auto* const before = std::signal(SIGCHLD, SIG_IGN);
+  const int child = start_status({printer.path()});
+  std::signal(SIGCHLD, before);
+  EXPECT_EQ(wait_for_child(child).status, 0);
 }
 
 TEST(StatusProgram, ADeviceThatAnotherProgramHoldsIsSaidToBe) {
