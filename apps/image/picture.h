@@ -33,6 +33,9 @@ inline constexpr std::uint64_t kMostPixels = 1ULL << 28;
 // And the longest side, because readers take a row's memory at once.
 inline constexpr std::uint64_t kLongestSide = 1ULL << 20;
 
+// The most memory for the samples of one picture, with what its decoder keeps besides.
+inline constexpr std::uint64_t kMostReadingBytes = 1ULL << 30;
+
 // A black picture of 8-bit red, green and blue.
 [[nodiscard]] Picture blank_picture(std::uint32_t width, std::uint32_t height);
 

@@ -15,6 +15,12 @@
 // True when the size can be read; otherwise names it in `error`.
 [[nodiscard]] bool size_is_sound(std::uint64_t width, std::uint64_t height, std::string& error);
 
+// Takes memory for all samples of the picture, whose size and channels are known, at once: a vector
+// that grows needs up to three times as much. The system provides it only as rows arrive. False,
+// with `error`, when they and `decoder_bytes` are more than kMostReadingBytes.
+[[nodiscard]] bool reserve_samples(Picture& picture, std::uint64_t decoder_bytes,
+                                   std::string& error);
+
 // Whether the bytes are a profile for the colour space of that four-letter name.
 [[nodiscard]] bool is_profile_for(const std::vector<std::uint8_t>& profile, const char* space);
 

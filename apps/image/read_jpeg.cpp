@@ -17,7 +17,7 @@ namespace {
 
 // A progressive file may repeat scans without end; real ones have about ten.
 constexpr int kMostScans = 500;
-constexpr long kMemoryLimit = 1L << 31;
+constexpr long kMemoryLimit = long{kMostReadingBytes};
 
 struct Reading {
   jpeg_decompress_struct jpeg{};
@@ -88,6 +88,25 @@ bool read_header(Reading& reading, std::FILE* file) {
   reading.picture.height = jpeg.image_height;
   reading.picture.channels = reading.inks ? 4 : grey ? 1 : 3;
   return true;
+}
+
+// What libjpeg keeps of a file with several scans: every coefficient of every block, in blocks
+// padded to whole groups of those that are coded together.
+std::uint64_t coefficient_bytes(jpeg_decompress_struct& jpeg) {
+  if (jpeg_has_multiple_scans(&jpeg) == FALSE) {
+    return 0;
+  }
+  const auto padded = [](std::uint64_t blocks, int group) {
+    const auto size = static_cast<std::uint64_t>(group);
+    return (blocks + size - 1) / size * size;
+  };
+  std::uint64_t bytes = 0;
+  for (int i = 0; i < jpeg.num_components; ++i) {
+    const jpeg_component_info& component = jpeg.comp_info[i];
+    bytes += padded(component.width_in_blocks, component.h_samp_factor) *
+             padded(component.height_in_blocks, component.v_samp_factor) * sizeof(JBLOCK);
+  }
+  return bytes;
 }
 
 bool start_pixels(Reading& reading) {
@@ -198,10 +217,12 @@ std::optional<Picture> read_jpeg(std::FILE* file, Inks inks, std::string& error)
   if (!size_is_sound(picture.width, picture.height, error)) {
     return std::nullopt;
   }
+  if (!reserve_samples(picture, coefficient_bytes(reading.jpeg), error)) {
+    return std::nullopt;
+  }
   picture.orientation = exif_orientation(reading.jpeg);
   read_profile(reading);
   bool whole = start_pixels(reading);
-  // Grown with the rows that arrive, never by the header's promise.
   for (std::uint32_t y = 0; whole && y < picture.height; ++y) {
     picture.bytes.resize(picture.bytes.size() + picture.row_bytes());
     whole = read_row(reading, picture.bytes.data() + y * picture.row_bytes());

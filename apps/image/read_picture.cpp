@@ -1,5 +1,9 @@
 #include "apps/image/read_picture.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -17,6 +21,31 @@ struct FileCloser {
   }
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
+
+// Null with the reason in `error`. A FIFO is not waited for, not even one that was put there after
+// a look at the folder.
+File open_file(const std::string& path, std::string& error) {
+  if (path == "-") {
+    return File(stdin);
+  }
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  struct stat status {};
+  if (descriptor < 0 || fstat(descriptor, &status) != 0) {
+    error = std::strerror(errno);
+    return nullptr;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    error = S_ISDIR(status.st_mode) ? std::strerror(EISDIR) : "not a regular file";
+    close(descriptor);
+    return nullptr;
+  }
+  File file(fdopen(descriptor, "rb"));
+  if (!file) {
+    error = std::strerror(errno);
+    close(descriptor);
+  }
+  return file;
+}
 
 std::optional<Picture> read_by_first_byte(std::FILE* file, Inks inks, std::string& error) {
   errno = 0;
@@ -42,9 +71,8 @@ std::optional<Picture> read_by_first_byte(std::FILE* file, Inks inks, std::strin
 }  // namespace
 
 std::optional<Picture> read_picture(const std::string& path, std::string& error, Inks inks) {
-  const File file(path == "-" ? stdin : std::fopen(path.c_str(), "rbe"));
+  const File file = open_file(path, error);
   if (!file) {
-    error = std::strerror(errno);
     return std::nullopt;
   }
   try {
@@ -70,6 +98,21 @@ bool size_is_sound(std::uint64_t width, std::uint64_t height, std::string& error
     error = "the picture is too large (" + size + ")";
     return false;
   }
+  return true;
+}
+
+bool reserve_samples(Picture& picture, std::uint64_t decoder_bytes, std::string& error) {
+  // Neither overflows: the sides are below 2^20, a pixel has at most 8 bytes.
+  const std::uint64_t samples = std::uint64_t{picture.row_bytes()} * picture.height;
+  if (samples + decoder_bytes > kMostReadingBytes) {
+    constexpr std::uint64_t mib = 1 << 20;
+    error = "the picture is too large (" + std::to_string(picture.width) + " x " +
+            std::to_string(picture.height) + "): reading it takes " +
+            std::to_string((samples + decoder_bytes) / mib) + " MiB, the limit is " +
+            std::to_string(kMostReadingBytes / mib) + " MiB";
+    return false;
+  }
+  picture.bytes.reserve(samples);
   return true;
 }
 

@@ -14,8 +14,8 @@ enum class Inks {
 
 // Reads the picture in the file `path`, or on standard input for "-". The kind is told by the first
 // byte, never by the name. Null on failure, with `error` saying in one line what is wrong with the
-// file. Sizes that overflow, files that end early and pictures above kMostPixels
-// or kLongestSide are failures.
+// file. Sizes that overflow, files that end early, pictures above kMostPixels, kLongestSide or
+// kMostReadingBytes, and paths of anything but a regular file are failures.
 //
 // PNG: all depths; palettes are resolved, transparency is laid on white paper. JPEG: grey, colour
 // and four inks. PPM and PGM: binary, up to 16 bits.

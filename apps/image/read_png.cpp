@@ -112,7 +112,6 @@ bool read_pixels(Reading& reading) {
     }
     return read_image(reading) && read_end(reading);
   }
-  // Grown with the rows that arrive, never by the header's promise.
   for (std::uint32_t y = 0; y < picture.height; ++y) {
     picture.bytes.resize(picture.bytes.size() + row_bytes);
     if (!read_row(reading, picture.bytes.data() + y * row_bytes)) {
@@ -162,7 +161,11 @@ std::optional<Picture> read_png(std::FILE* file, std::string& error) {
   if (!size_is_sound(reading.picture.width, reading.picture.height, error)) {
     return std::nullopt;
   }
-  if (!start_pixels(reading) || !read_pixels(reading)) {
+  const bool started = start_pixels(reading);
+  if (started && !reserve_samples(reading.picture, 0, error)) {
+    return std::nullopt;
+  }
+  if (!started || !read_pixels(reading)) {
     error = "broken PNG: " + reading.message;
     return std::nullopt;
   }

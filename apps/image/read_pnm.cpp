@@ -72,7 +72,9 @@ std::optional<Picture> read_pnm(std::FILE* file, std::string& error) {
   picture.height = static_cast<std::uint32_t>(height);
   picture.channels = kind == '5' ? 1 : 3;
   picture.bits = maximum > 255 ? 16 : 8;
-  // Grown with the rows that arrive, never by the header's promise.
+  if (!reserve_samples(picture, 0, error)) {
+    return std::nullopt;
+  }
   for (std::uint32_t y = 0; y < picture.height; ++y) {
     const std::size_t start = picture.bytes.size();
     picture.bytes.resize(start + picture.row_bytes());

@@ -76,9 +76,10 @@ std::string png_file(std::uint32_t width, std::uint32_t height, const PngKind& k
   return writer.bytes;
 }
 
-std::string png_without_pixels(std::uint32_t width, std::uint32_t height) {
+std::string png_without_pixels(std::uint32_t width, std::uint32_t height, const PngKind& kind) {
   PngWriter writer;
-  png_set_IHDR(writer.png, writer.info, width, height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+  png_set_IHDR(writer.png, writer.info, width, height, kind.bits, kind.colour_type,
+               kind.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(writer.png, writer.info);
   using namespace std::string_literals;

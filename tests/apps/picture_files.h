@@ -18,7 +18,7 @@ std::string png_file(std::uint32_t width, std::uint32_t height, const PngKind& k
                      const std::vector<std::uint8_t>& rows);
 
 // A right PNG header that promises any size, and the beginning of pixels that never come.
-std::string png_without_pixels(std::uint32_t width, std::uint32_t height);
+std::string png_without_pixels(std::uint32_t width, std::uint32_t height, const PngKind& kind = {});
 
 struct JpegKind {
   int channels = 3;  // 1 grey, 3 colour, 4 inks (with Adobe's mark, which means 255 is no ink)

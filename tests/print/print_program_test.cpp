@@ -455,21 +455,25 @@ TEST(PrintProgram, APreviewThatCannotBeWrittenIsAFailure) {
 
 TEST(PrintProgram, ToldToStopItPrintsWhatItHasInHandAndNamesTheOthers) {
   const ScratchFolder folder;
-  const std::string in_hand = folder.path() + "/in_hand.png";
   const std::string other = folder.write("other.png", quartered_png());
   const std::string job = folder.path() + "/job.prn";
-  ASSERT_EQ(mkfifo(in_hand.c_str(), 0600), 0);
-  RunningProgram program(K905_BINARY_DIR "/k905-print", {"--to", job, in_hand, other, other},
-                         {{"PATH", "/usr/bin:/bin"}});
-  // Opens when the program does, which then waits for the picture.
-  const int writer = open(in_hand.c_str(), O_WRONLY | O_CLOEXEC);
-  ASSERT_GE(writer, 0);
+  const std::string in_hand = "P6 300 200 255\n" + std::string(std::size_t{3} * 300 * 200, 'x');
+  const Pipe input = make_pipe();
+  const int capacity = fcntl(input.write_end, F_SETPIPE_SZ, 4096);
+  ASSERT_GT(capacity, 0);
+  RunningProgram program(K905_BINARY_DIR "/k905-print", {"--to", job, "-", other, other},
+                         {{"PATH", "/usr/bin:/bin"}}, input.read_end);
+  close(input.read_end);
+  // More than the pipe takes: it is written when the program reads the picture.
+  const auto first = static_cast<std::size_t>(capacity) + 1;
+  ASSERT_LT(first, in_hand.size());
+  EXPECT_TRUE(write_whole(input.write_end, std::string_view(in_hand).substr(0, first)));
   program.send_signal(SIGTERM);
-  EXPECT_TRUE(write_whole(writer, quartered_png()));
-  close(writer);
+  EXPECT_TRUE(write_whole(input.write_end, std::string_view(in_hand).substr(first)));
+  close(input.write_end);
   EXPECT_EQ(program.wait(), 1);
-  EXPECT_EQ(program.said(), in_hand + " -> " + job + "\n" + "k905-print: stopped; not printed: " +
-                                other + "\n" + "k905-print: stopped; not printed: " + other + "\n");
+  EXPECT_EQ(program.said(), "- -> " + job + "\nk905-print: stopped; not printed: " + other +
+                                "\nk905-print: stopped; not printed: " + other + "\n");
   EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(1));
 }
 

@@ -31,7 +31,7 @@ int count_of(const std::string& text, const std::string& words) {
 
 RunningProgram::RunningProgram(const std::string& program,
                                const std::vector<std::string>& arguments,
-                               const std::map<std::string, std::string>& environment) {
+                               const std::map<std::string, std::string>& environment, int input) {
   std::vector<std::string> all_arguments = arguments;
   all_arguments.insert(all_arguments.begin(), program);
   std::vector<std::string> variables;
@@ -46,6 +46,7 @@ RunningProgram::RunningProgram(const std::string& program,
   }
   process_ = fork();
   if (process_ == 0) {
+    dup2(input, STDIN_FILENO);
     dup2(ends[1], STDOUT_FILENO);
     dup2(ends[1], STDERR_FILENO);
     execve(program.c_str(), argv.data(), envp.data());

@@ -9,9 +9,10 @@
 
 class RunningProgram {
  public:
-  // `environment` is all of it; both streams are collected together.
+  // `environment` is all of it; both streams are collected together. `input` becomes standard
+  // input.
   RunningProgram(const std::string& program, const std::vector<std::string>& arguments,
-                 const std::map<std::string, std::string>& environment);
+                 const std::map<std::string, std::string>& environment, int input = 0);
   ~RunningProgram();  // killed when it still runs
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
