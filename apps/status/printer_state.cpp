@@ -14,6 +14,8 @@
 #include "apps/base/find_filter.h"
 #include "apps/base/spawn.h"
 #include "apps/status/print_system.h"
+#include "device/printer.h"
+#include "protocol/status_texts.h"
 
 namespace {
 
@@ -128,6 +130,41 @@ void explain_failure(const Query& query, const std::vector<BusyQueue>& queues,
   }
 }
 
+// The filter's report has 0, which is idling, for a status reply without a number as well. Only the
+// reply itself tells the two apart, so a printer that seems idle is asked again.
+void confirm_idling(const std::string& device, PrinterState& printer) {
+  k905::Printer asked({.kind = k905::PrinterAddress::Kind::kPath, .name = device, .port = ""});
+  k905::Reply reply;
+  reply.error = asked.open(k905::Printer::Milliseconds(0));
+  if (reply.error == 0) {
+    reply = asked.ask(QuestionId::kStatus);
+  }
+  if (reply.error == 0) {
+    printer.report.status_code = reply.number;
+    printer.report.status_text = status_text(reply.number);
+    return;
+  }
+  printer.report.status_code.reset();
+  printer.report.status_text.clear();
+  printer.message = reply.error == EPROTO
+                        ? std::string("the printer's status reply is not a number")
+                        : std::string("its status cannot be read: ") + std::strerror(reply.error);
+}
+
+// Why, where nothing else has said it and the status text does not.
+void explain_state(PrinterState& printer) {
+  if (!printer.message.empty()) {
+    return;
+  }
+  if (!printer.report.answered) {
+    printer.message = "nobody answers";
+  } else if (!printer.report.status_code) {
+    printer.message = "the printer does not tell its status";
+  } else if (printer.report.status_text.empty()) {
+    printer.message = "the printer tells a status that is not known";
+  }
+}
+
 }  // namespace
 
 const StateNames& names_of(State state) {
@@ -180,13 +217,10 @@ PrinterState ask_printer(const std::string& device) {
     return printer;
   }
   printer.report = *report;
-  printer.state = state_of(*report);
-  if (!report->answered) {
-    printer.message = "nobody answers";
-  } else if (!report->status_code) {
-    printer.message = "the printer does not tell its status";
-  } else if (report->status_text.empty()) {
-    printer.message = "the printer tells a status that is not known";
+  if (report->status_code == kIdling) {
+    confirm_idling(device, printer);
   }
+  printer.state = state_of(printer.report);
+  explain_state(printer);
   return printer;
 }

@@ -92,6 +92,23 @@ TEST(StatusProgram, AnUnknownCodeIsToldAsOne) {
                         "\"status_code\": 4711, \"status_text\": null, "));
 }
 
+// The filter's report has 0 in the place of a number that is missing, which is the code of idling.
+TEST(StatusProgram, StatusReplyWithoutANumberIsNotReady) {
+  const SimulatedPrinter printer({"--fault", "garbage", "--fault-on", "STATUS"});
+  const ChildResult result = status({printer.path()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(
+      result.output,
+      StartsWith(printer.path() + ": needs a person, the printer's status reply is not a number\n"
+                                  "  model             K905\n"));
+  EXPECT_THAT(
+      status({"-j", printer.path()}).output,
+      HasSubstr("\"state\": \"attention\", \"message\": \"the printer's status reply is not "
+                "a number\", \"status_code\": null, \"status_text\": null, "));
+  EXPECT_EQ(status({"--wait-ready", "--watch", "0.1", "--timeout", "0.2", printer.path()}).status,
+            1);
+}
+
 TEST(StatusProgram, ADeviceThatIsNotThereIsExitStatusTwo) {
   const ChildResult result = status({"/nowhere/lp0"});
   EXPECT_EQ(result.status, 2);
