@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "pipeline/plane_set.h"
+#include "pipeline/planes.h"
 
 struct RasterCloser {
   void operator()(cups_raster_t* raster) const noexcept { cupsRasterClose(raster); }

@@ -14,8 +14,8 @@
 #include "filter/two_up.h"
 #include "geometry/page_header.h"
 #include "paper/paper_table.h"
-#include "pipeline/build_planes.h"
 #include "pipeline/page_memory.h"
+#include "pipeline/page_pipeline.h"
 #include "protocol/print_page.h"
 #include "settings/print_options.h"
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "pipeline/plane_set.h"
+#include "pipeline/planes.h"
 
 // Whether the job's sheets are paired: a "6x8" ribbon and a paper of 6x4 size. Logs the decision.
 [[nodiscard]] bool decide_merge_mode();

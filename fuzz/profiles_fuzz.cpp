@@ -1,4 +1,4 @@
-// Colour profiles: how the names of jobs become files, and what is done with a file whatever is in
+// Color profiles: how the names of jobs become files, and what is done with a file whatever is in
 // it. The first byte says which.
 #include <array>
 #include <climits>
@@ -17,7 +17,7 @@
 #include "fuzz/lent_stream.h"
 #include "fuzz/log_lines.h"
 #include "fuzz/memory_file.h"
-#include "pipeline/icc_convert.h"
+#include "pipeline/icc_transform.h"
 #include "pipeline/kernels/kernels.h"
 #include "settings/icc_profiles.h"
 #include "settings/option_values.h"
@@ -141,8 +141,7 @@ std::string profile_bytes(Input& input, bool damaged_one) {
   return bytes;
 }
 
-void convert(IccConversion& conversion, const PrintOptions& options, IccMemory& memory,
-             Rows& rows) {
+void convert(IccConversion& conversion, const PrintOptions& options, IccCache& memory, Rows& rows) {
   conversion.prepare(options, rows.width, rows.height, false, &memory);
   std::vector<std::uint8_t> row(3 * rows.width + kernels::kRowSlack);
   for (std::size_t y = 0; y < rows.height; ++y) {
@@ -189,7 +188,7 @@ void files(Input& input, std::uint8_t kind) {
   copy_text(options.icc_profile_path, plain.settings.icc_path.c_str());
   Rows again = rows;
   LentStream err(STDERR_FILENO);
-  IccMemory memory;
+  IccCache memory;
   IccConversion first;
   convert(first, options, memory, rows);
   LentStream err_again(STDERR_FILENO);
@@ -202,7 +201,7 @@ void files(Input& input, std::uint8_t kind) {
   for (const std::string& line : plain.log) wanted += line + "\n";
   expect(image_of(rows).plane[0] == image.plane[0] && image_of(rows).plane[1] == image.plane[1] &&
              image_of(rows).plane[2] == image.plane[2],
-         "the colours of Little CMS");
+         "the colors of Little CMS");
   expect(err.content() == wanted, "the log is what the plain reference says");
   expect(again.rgb == rows.rgb, "a page that finds the transform there gets the same");
   expect(err_again.content() == wanted, "and says the same");

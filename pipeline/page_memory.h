@@ -3,13 +3,13 @@
 
 #include <cups/raster.h>
 
-#include "pipeline/icc_convert.h"
+#include "pipeline/icc_transform.h"
 #include "pipeline/stages.h"
 
 class PageMemory {
  public:
   PageStages stages;  // of the page built last: what its log said
-  IccMemory icc;      // the colour transform, while the profiles stay the same
+  IccCache icc;       // the color transform, while the profiles stay the same
 
   // A page whose stages lack memory fails once its lines are read, and they are gone. Whoever wants
   // to try it again is told before the first one is read, and answers with the stream to read

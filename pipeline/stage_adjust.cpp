@@ -25,7 +25,7 @@ void log_settings(const PrintOptions& options) {
 }  // namespace
 
 void AdjustStage::prepare(const PrintOptions& options, std::size_t width, std::size_t height,
-                          bool mirrored, IccMemory* memory) {
+                          bool mirrored, IccCache* memory) {
   options_ = &options;
   width_ = width;
   mirrored_ = mirrored;

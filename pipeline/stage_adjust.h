@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "pipeline/icc_convert.h"
-#include "pipeline/stage_picture.h"
+#include "pipeline/icc_transform.h"
+#include "pipeline/stage_image.h"
 #include "pipeline/tone_plan.h"
 
 struct PrintOptions;
@@ -21,7 +21,7 @@ class AdjustStage {
   // the image has them after the mirror, but `mirrored` rows come chunky and unmirrored and are
   // flipped by the split. `memory` may be null. `options` is looked at again by rows and report.
   void prepare(const PrintOptions& options, std::size_t width, std::size_t height, bool mirrored,
-               IccMemory* memory);
+               IccCache* memory);
 
   // Row `y`: `rgb` holds width x 3 bytes (with kRowSlack behind) and may be overwritten; the three
   // plane rows (width bytes each, slack behind) receive the adjusted bytes, mirrored if so
@@ -39,9 +39,9 @@ class AdjustStage {
   bool mirrored_ = false;
   IccConversion icc_;
   TonePlan tone_;
-  StagePicture before_;     // 05a_before_adjustments and adjust_before are the same pixels
-  StagePicture after_icc_;  // adjust_after_icc
-  StagePicture after_;      // adjust_after and 05b_after_adjustments
+  StageImage before_;     // 05a_before_adjustments and adjust_before are the same pixels
+  StageImage after_icc_;  // adjust_after_icc
+  StageImage after_;      // adjust_after and 05b_after_adjustments
   std::uint8_t first_before_[3] = {0, 0, 0};
   std::uint8_t first_after_[3] = {0, 0, 0};
 };

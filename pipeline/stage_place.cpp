@@ -15,7 +15,7 @@ constexpr std::uint8_t kWhite = 255;
 // Columns that are stood up on the canvas in one go.
 constexpr std::size_t kColumnsAtOnce = 256;
 
-// The source line of line `i` of a stretch by `scale`: nearest neighbour, pixel centres aligned.
+// The source line of line `i` of a stretch by `scale`: nearest neighbour, pixel centers aligned.
 // The half that is taken away and added again is part of the arithmetic.
 std::size_t nearest(std::size_t i, double scale, std::size_t source_size) {
   const double at = ((static_cast<double>(i) + 0.5) * (1.0 / scale)) - 0.5 + 0.5;

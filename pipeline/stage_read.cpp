@@ -9,7 +9,7 @@ namespace {
 // More pixels than any sheet could want; a header that promises more lies.
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 29;
 
-// The formats a page can have. Deliberate: colour order and colour space of the header are not
+// The formats a page can have. Deliberate: color order and color space of the header are not
 // consulted; every format is read as chunky, because that is how the print system delivers it.
 struct Format {
   unsigned colors;

@@ -23,9 +23,9 @@
 
 #include "geometry/page_layout.h"
 #include "pipeline/kernels/kernels.h"
-#include "pipeline/plane_set.h"
+#include "pipeline/planes.h"
 #include "pipeline/stage_adjust.h"
-#include "pipeline/stage_picture.h"
+#include "pipeline/stage_image.h"
 
 struct PrintOptions;
 
@@ -72,7 +72,7 @@ class ReadStage {
   std::size_t rows_read_ = 0;
   Plane line_;  // not there when the line is the row
   Plane row_[2];
-  StagePicture original_;
+  StageImage original_;
 };
 
 // Stage 1.5: to the paper's target size, bilinear, each axis by itself.
@@ -114,10 +114,10 @@ class ResizeStage {
   kernels::SixteenthColumns sixteenth_columns_ = {};
   Plane across_[2];             // the source rows read last, scaled across
   std::size_t scaled_[2] = {};  // which rows they are, counted from 1; 0 is none
-  StagePicture resized_;
+  StageImage resized_;
 };
 
-// Stage 2: what the colour model makes of R, G and B.
+// Stage 2: what the color model makes of R, G and B.
 class ColorModelStage {
  public:
   void prepare(const char* color_model, std::size_t width, std::size_t height);
@@ -130,7 +130,7 @@ class ColorModelStage {
   InPlace convert_ = nullptr;  // null: unchanged
   const char* color_model_ = "";
   std::size_t width_ = 0;
-  StagePicture converted_;
+  StageImage converted_;
 };
 
 // Stage 3: two rows to one, where an interlaced page does not have its full height.
@@ -158,7 +158,7 @@ class DeinterlaceStage {
   std::size_t expected_height_ = 0;
   std::size_t output_height_ = 0;
   Plane rows_;  // the upper row that waits for its lower one, and behind it their mean
-  StagePicture deinterlaced_;
+  StageImage deinterlaced_;
 };
 
 // Stage 4: left becomes right. The rows stay as they are here; the flip happens where they are
@@ -173,8 +173,8 @@ class MirrorStage {
   bool wanted_ = false;
   std::size_t width_ = 0;
   std::size_t height_ = 0;
-  StagePicture before_;
-  StagePicture after_;
+  StageImage before_;
+  StageImage after_;
 };
 
 // Stage 8: the image on its white canvas, stretched to what the bleeds leave.
@@ -230,7 +230,7 @@ class PlaceStage {
 // Stage 7: a quarter turn, counter-clockwise. Rows are stretched and collected in bands, which are
 // turned onto the canvas: the only place where the road needs more than a row, and it stays within
 // the cache.
-class TurnStage {
+class RotateStage {
  public:
   // `line_length` is the most that a stretched row can have. False when there is not even memory
   // for one row of the planes.
@@ -274,7 +274,7 @@ struct PageStages {
   DeinterlaceStage deinterlace;
   MirrorStage mirror;
   AdjustStage adjust;
-  TurnStage turn;
+  RotateStage turn;
   PlaceStage place;
 
   // Whether, once prepared, nothing but a line that cannot be read can fail the page any more.

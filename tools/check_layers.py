@@ -40,8 +40,8 @@ SILENT = {"kernels", "paper", "diag"}  # every other layer may use diag/
 
 # Outside header -> the files that may include it.
 DOORS = {
-    "lcms2.h": re.compile(r"pipeline/icc_convert\.\w+"),
-    "lcms2_plugin.h": re.compile(r"pipeline/icc_convert\.\w+"),
+    "lcms2.h": re.compile(r"pipeline/icc_transform\.\w+"),
+    "lcms2_plugin.h": re.compile(r"pipeline/icc_transform\.\w+"),
     "cups/ppd.h": re.compile(r"settings/ppd_defaults\.\w+"),
 }
 

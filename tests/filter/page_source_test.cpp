@@ -33,7 +33,7 @@ class StandardInput {
 };
 
 // One gray page of `lines` lines of four bytes; line y holds y, y, y, y. `planar` delivers three
-// colours a line behind one another.
+// colors a line behind one another.
 cups_page_header2_t header_of(unsigned height, bool planar = false) {
   cups_page_header2_t header = {};
   header.cupsWidth = 4;
@@ -115,7 +115,7 @@ TEST(SkipRestOfPage, LeavesTheStreamAtTheNextHeader) {
   }
 }
 
-TEST(SkipRestOfPage, APlanarPageHoldsItsHeightTimesItsColours) {
+TEST(SkipRestOfPage, APlanarPageHoldsItsHeightTimesItsColors) {
   Bytes stream = stream_start();
   append_page(stream, header_of(3, /*planar=*/true), 9);
   append_page(stream, header_of(7), 7);

@@ -74,7 +74,7 @@ class TwoUp : public ::testing::Test {
     return {begin, begin + sheet.width};
   }
 
-  // What a row of the sheet must be: row `r` of a page, `width` wide and centred, or all white.
+  // What a row of the sheet must be: row `r` of a page, `width` wide and centerd, or all white.
   static Bytes expected_row(int number, std::size_t p, std::size_t r, std::size_t width) {
     Bytes bytes(1920, 255);
     for (std::size_t c = 0; c < width; ++c) {
@@ -120,7 +120,7 @@ TEST_F(TwoUp, TwoPagesOfSixByFourShareASheetWithEighteenWhiteRowsBetween) {
             "K905-1: Successfully merged to 6x8 (1920x2498)\n");
 }
 
-TEST_F(TwoUp, ANarrowerInputIsCentredInBothHalves) {
+TEST_F(TwoUp, ANarrowerInputIsCenterdInBothHalves) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(1, 1844, 100), 1844, 100, 1);
     merge_even_page(page(2, 1844, 100), 1844, 100, 2);

@@ -113,13 +113,13 @@ TEST_F(Stages, OneBitPagesUseTheLeadingBitsOfTheLastByteAndASetBitIsBlack) {
   EXPECT_THAT(first_channel, ElementsAre(0, 255, 0, 255, 255, 255, 255, 255, 255, 0));
 }
 
-TEST_F(Stages, FourColoursUnderCmykAreInvertedAndBlackIsIgnored) {
+TEST_F(Stages, FourColorsUnderCmykAreInvertedAndBlackIsIgnored) {
   for (const char* model : {"CMY", "CMYK", "KCMY"}) {
     EXPECT_THAT(read_line(1, 4, 8, {10, 20, 30, 99}, model), ElementsAre(245, 235, 225)) << model;
   }
 }
 
-TEST_F(Stages, FourColoursUnderRgbHaveBlackFoldedIn) {
+TEST_F(Stages, FourColorsUnderRgbHaveBlackFoldedIn) {
   // c = 51: (1 - 0.2) * 255 = 204; k = 102: 204 * (1 - 0.4) = 122.4. m = 0: 255 * 0.6 = 153.
   // y = 255: 0. Written by hand; no result lies near a whole number except 153, which single
   // precision gives as 153.00000 (255 * 0.6f = 153.00000...).
@@ -284,18 +284,18 @@ TEST_F(Stages, AnyOtherNameLeavesThePlanesUnchanged) {
   }
 }
 
-TEST_F(Stages, FourColoursUnderCmykLeaveStageTwoAsTheyCame) {
+TEST_F(Stages, FourColorsUnderCmykLeaveStageTwoAsTheyCame) {
   EXPECT_THAT(color_model("CMYK", read_line(1, 4, 8, {10, 20, 30, 99}, "CMYK")),
               ElementsAre(10, 20, 30));
 }
 
-TEST_F(Stages, FourColoursUnderKcmyLeaveStageTwoTurned) {
+TEST_F(Stages, FourColorsUnderKcmyLeaveStageTwoTurned) {
   // 255 - byte 1, 255 - byte 2, byte 0.
   EXPECT_THAT(color_model("KCMY", read_line(1, 4, 8, {10, 20, 30, 99}, "KCMY")),
               ElementsAre(235, 225, 10));
 }
 
-TEST_F(Stages, TheColourModelIsNamedInItsBanner) {
+TEST_F(Stages, TheColorModelIsNamedInItsBanner) {
   ColorModelStage stage;
   stage.prepare("KCMY", 1, 1);
   EXPECT_EQ(captured_log([&] { stage.report(); }),
@@ -421,7 +421,7 @@ PageLayout canvas_without_bleed(std::int32_t width, std::int32_t height) {
 // place.
 Bytes placed(const PageLayout& layout, bool turn, std::size_t width, std::size_t height,
              const Bytes& image) {
-  TurnStage turn_stage;
+  RotateStage turn_stage;
   PlaceStage place;
   EXPECT_TRUE(
       turn_stage.prepare(turn, width, height, static_cast<std::size_t>(layout.effective_height)));

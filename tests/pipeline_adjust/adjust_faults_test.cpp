@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <set>
 
-#include "pipeline/icc_convert.h"
+#include "pipeline/icc_transform.h"
 #include "pipeline/tone_plan.h"
 #include "tests/pipeline_adjust/icc_page.h"
 #include "tests/pipeline_adjust/profiles.h"
@@ -173,7 +173,7 @@ TEST_F(AdjustFaults, TheNextPageTriesAgainAfterAFailedTransform) {
   const Page page = noise_page(4, 4, 6);
   const PrintOptions options = icc_options("", target);
   const Result good = convert_page(options, page);
-  IccMemory memory;
+  IccCache memory;
   create_transform.fail_from_now({1, 2});
   EXPECT_EQ(convert_page(options, page, false, &memory).rgb, page.rgb);
   const Result second = convert_page(options, page, false, &memory);
@@ -181,12 +181,12 @@ TEST_F(AdjustFaults, TheNextPageTriesAgainAfterAFailedTransform) {
   EXPECT_EQ(second.log, good.log);
 }
 
-TEST_F(AdjustFaults, MissingBuffersLeaveTheColoursAndAreTold) {
+TEST_F(AdjustFaults, MissingBuffersLeaveTheColorsAndAreTold) {
   const std::string target = profiles_.rgb_table("printer.icc");
   const PrintOptions options = icc_options("", target);
   const Page page = noise_page(100, 400, 7);
   const Result good = convert_page(options, page);
-  IccMemory memory;
+  IccCache memory;
   large_malloc.fail_from_now({1});
   const Result result = convert_page(options, page, false, &memory);
   EXPECT_EQ(result.rgb, page.rgb);
@@ -206,7 +206,7 @@ TEST_F(AdjustFaults, MissingBuffersLeaveTheColoursAndAreTold) {
   EXPECT_EQ(next.log, good.log);
 }
 
-TEST_F(AdjustFaults, WithoutMemoryForColoursEveryOneIsConvertedAndNothingIsSaid) {
+TEST_F(AdjustFaults, WithoutMemoryForColorsEveryOneIsConvertedAndNothingIsSaid) {
   const std::string target = profiles_.rgb_table("printer.icc");
   const PrintOptions options = icc_options("", target);
   const Page page = plain_page(700, 5, 20, 40, 60);
@@ -223,7 +223,7 @@ TEST_F(AdjustFaults, WithoutMemoryForColoursEveryOneIsConvertedAndNothingIsSaid)
 TEST_F(AdjustFaults, AKeptTransformIsMadeOnce) {
   const PrintOptions options =
       icc_options(profiles_.rgb_matrix("wide.icc"), profiles_.rgb_table("printer.icc"));
-  IccMemory memory;
+  IccCache memory;
   for (unsigned number = 0; number < 4; ++number) {
     convert_page(options, photo_page(20, 20, number), false, &memory);
   }

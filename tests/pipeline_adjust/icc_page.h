@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "pipeline/icc_convert.h"
+#include "pipeline/icc_transform.h"
 #include "pipeline/kernels/kernels.h"
 #include "settings/print_options.h"
 #include "tests/support/captured_log.h"
@@ -33,7 +33,7 @@ inline Page noise_page(std::size_t width, std::size_t height, unsigned seed) {
   return page;
 }
 
-// Slow changes with a little grain: the colours of a photograph return.
+// Slow changes with a little grain: the colors of a photograph return.
 inline Page photo_page(std::size_t width, std::size_t height, unsigned seed) {
   std::mt19937 random(seed);
   Page page{width, height, {}};
@@ -102,7 +102,7 @@ std::vector<std::uint8_t> through_rows(const Page& page, bool mirrored, const Co
 }
 
 inline Result convert_page(const PrintOptions& options, const Page& page, bool mirrored = false,
-                           IccMemory* memory = nullptr) {
+                           IccCache* memory = nullptr) {
   Result result;
   IccConversion conversion;
   const std::string too_early = captured_log([&] {

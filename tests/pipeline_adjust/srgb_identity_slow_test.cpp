@@ -1,4 +1,4 @@
-// That the built-in sRGB onto itself leaves every one of the 2^24 colours, with every intent: the
+// That the built-in sRGB onto itself leaves every one of the 2^24 colors, with every intent: the
 // licence not to run that conversion.
 #include <gtest/gtest.h>
 #include <lcms2.h>
@@ -10,38 +10,38 @@
 
 namespace {
 
-// 4096 x 4096 pixels, each colour once.
-Page all_colours() {
+// 4096 x 4096 pixels, each color once.
+Page all_colors() {
   Page page{4096, 4096, {}};
   page.rgb.reserve(3u << 24);
-  for (unsigned colour = 0; colour < 1u << 24; ++colour) {
+  for (unsigned color = 0; color < 1u << 24; ++color) {
     for (const unsigned shift : {0u, 8u, 16u}) {
-      page.rgb.push_back(static_cast<std::uint8_t>(colour >> shift));
+      page.rgb.push_back(static_cast<std::uint8_t>(color >> shift));
     }
   }
   return page;
 }
 
-TEST(SrgbToSrgb, LeavesEveryColourWithEveryIntent) {
+TEST(SrgbToSrgb, LeavesEveryColorWithEveryIntent) {
   if (cmsGetEncodedCMMversion() != 2140) {
     GTEST_SKIP() << "this version of Little CMS always converts";
   }
-  const Page page = all_colours();
+  const Page page = all_colors();
   for (cmsUInt32Number intent = 0; intent < 4; ++intent) {
     EXPECT_TRUE(converted_directly("", "", TYPE_RGB_8, intent, page.rgb) == page.rgb) << intent;
   }
 }
 
-TEST(SrgbToSrgb, EqualsLittleCmsForEveryColourWhateverTheVersion) {
-  const Page page = all_colours();
+TEST(SrgbToSrgb, EqualsLittleCmsForEveryColorWhateverTheVersion) {
+  const Page page = all_colors();
   const auto expected = converted_directly("", "", TYPE_RGB_8, 0, page.rgb);
   EXPECT_TRUE(convert_page(icc_options("", ""), page).rgb == expected);
 }
 
-// What a colour becomes does not depend on what came before it: the same colours in another order.
-TEST(Transform, ConvertsEachColourOnItsOwn) {
+// What a color becomes does not depend on what came before it: the same colors in another order.
+TEST(Transform, ConvertsEachColorOnItsOwn) {
   const ProfileFolder profiles;
-  const Page forward = all_colours();
+  const Page forward = all_colors();
   std::vector<std::uint8_t> backward(forward.rgb.size());
   const std::size_t count = backward.size() / 3;
   for (std::size_t i = 0; i < count; ++i) {

@@ -11,12 +11,12 @@ CHECKER = pathlib.Path(__file__).resolve().parents[2] / "tools" / "check_layers.
 
 # Every include that a layer needs most, one file per layer.
 SOUND_TREE = {
-    "filter/main.cpp": '#include <cups/raster.h>\n#include "pipeline/build_planes.h"\n'
+    "filter/main.cpp": '#include <cups/raster.h>\n#include "pipeline/page_pipeline.h"\n'
     '#include "protocol/print_page.h"\n#include "geometry/page_header.h"\n'
     '#include "settings/summary.h"\n#include "paper/paper_table.h"\n#include "diag/log.h"\n',
-    "pipeline/build_planes.cpp": '#include "pipeline/kernels/kernels.h"\n'
+    "pipeline/page_pipeline.cpp": '#include "pipeline/kernels/kernels.h"\n'
     '#include "geometry/page_layout.h"\n#include "settings/print_options.h"\n#include "diag/log.h"\n',
-    "pipeline/icc_convert.cpp": "#include <lcms2.h>\n",
+    "pipeline/icc_transform.cpp": "#include <lcms2.h>\n",
     "pipeline/kernels/kernels.h": "// Kernels.\n#pragma once\n#include <cstdint>\n",
     "pipeline/kernels/tone_avx2.cpp": '#include "pipeline/kernels/kernels.h"\n'
     "#include <immintrin.h>\n#include <arm_neon.h>\n#include <bit>\n",
@@ -57,7 +57,7 @@ class CheckLayers(unittest.TestCase):
     def test_nothing_points_upward(self):
         for path, included, layer, target in [
             ("pipeline/a.cpp", "filter/startup.h", "pipeline", "filter"),
-            ("geometry/a.cpp", "pipeline/plane_set.h", "geometry", "pipeline"),
+            ("geometry/a.cpp", "pipeline/planes.h", "geometry", "pipeline"),
             ("settings/a.cpp", "geometry/page_header.h", "settings", "geometry"),
             ("protocol/a.cpp", "geometry/page_layout.h", "protocol", "geometry"),
             ("paper/paper_table.cpp", "settings/summary.h", "paper", "settings"),
@@ -78,8 +78,8 @@ class CheckLayers(unittest.TestCase):
         )
         self.expect(
             "protocol/a.cpp",
-            '#include "pipeline/plane_set.h"\n',
-            "1: pipeline/plane_set.h points upward: protocol may not know pipeline",
+            '#include "pipeline/planes.h"\n',
+            "1: pipeline/planes.h points upward: protocol may not know pipeline",
         )
 
     def test_kernels_and_papers_do_not_log(self):
@@ -103,8 +103,8 @@ class CheckLayers(unittest.TestCase):
             )
         self.expect(
             "pipeline/kernels/a.cpp",
-            '#include "pipeline/plane_set.h"\n',
-            "1: pipeline/plane_set.h points upward: kernels may not know pipeline",
+            '#include "pipeline/planes.h"\n',
+            "1: pipeline/planes.h points upward: kernels may not know pipeline",
         )
 
     def test_outside_libraries_have_one_door_each(self):

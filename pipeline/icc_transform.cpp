@@ -1,4 +1,4 @@
-#include "pipeline/icc_convert.h"
+#include "pipeline/icc_transform.h"
 
 #include <lcms2.h>
 #include <sys/stat.h>
@@ -49,11 +49,11 @@ constexpr TargetFormat kTargets[] = {
     {cmsSigGrayData, TYPE_GRAY_8, "K905-1: Setting up RGB->Gray transform"},
 };
 
-struct SampleColour {
+struct SampleColor {
   const char* name;
   std::uint8_t rgb[3];
 };
-constexpr SampleColour kSampleColours[4] = {
+constexpr SampleColor kSampleColors[4] = {
     {"Red", {255, 0, 0}},
     {"Green", {0, 255, 0}},
     {"Blue", {0, 0, 255}},
@@ -148,8 +148,8 @@ bool find_target(std::uint32_t source, std::uint32_t target, Target& kind) {
   return false;
 }
 
-// The built-in sRGB onto itself gives every colour back unchanged, in all intents, in the version
-// of Little CMS for which this was tried out colour by colour; of others nothing is assumed.
+// The built-in sRGB onto itself gives every color back unchanged, in all intents, in the version
+// of Little CMS for which this was tried out color by color; of others nothing is assumed.
 bool is_identity(const IccSetup& setup) {
   constexpr int kProvenVersion = 2140;
   return cmsGetEncodedCMMversion() == kProvenVersion &&
@@ -189,12 +189,12 @@ Transform make_transform(const IccRequest& request, IccSetup& setup) {
     }
     return nullptr;
   }
-  for (std::size_t i = 0; i < std::size(kSampleColours); ++i) {
-    cmsDoTransform(transform.get(), kSampleColours[i].rgb, setup.samples[i], 1);
+  for (std::size_t i = 0; i < std::size(kSampleColors); ++i) {
+    cmsDoTransform(transform.get(), kSampleColors[i].rgb, setup.samples[i], 1);
   }
   setup.changes_nothing = is_identity(setup);
-  setup.is_dear = setup.target_kind != Target::kRgb || !cmsIsMatrixShaper(source.get()) ||
-                  !cmsIsMatrixShaper(target.get());
+  setup.is_expensive = setup.target_kind != Target::kRgb || !cmsIsMatrixShaper(source.get()) ||
+                       !cmsIsMatrixShaper(target.get());
   setup.outcome = Outcome::kReady;
   return transform;
 }
@@ -204,12 +204,12 @@ struct RowConversion {
   Target target;
 };
 
-// A ColourMemory::Conversion: from RGB to what the planes hold afterwards.
-void convert_colours(const void* context, const std::uint8_t* in, std::uint8_t* out,
-                     std::size_t count) {
+// A ColorCache::Conversion: from RGB to what the planes hold afterwards.
+void convert_colors(const void* context, const std::uint8_t* in, std::uint8_t* out,
+                    std::size_t count) {
   const auto& conversion = *static_cast<const RowConversion*>(context);
   const auto pixels = static_cast<cmsUInt32Number>(count);
-  std::uint8_t converted[4 * ColourMemory::kMostAtOnce];
+  std::uint8_t converted[4 * ColorCache::kMostAtOnce];
   switch (conversion.target) {
     case Target::kRgb:
       cmsDoTransform(conversion.transform, in, out, pixels);
@@ -239,12 +239,12 @@ void TransformDeleter::operator()(void* transform) const noexcept { cmsDeleteTra
 // ---- Before the rows ----------------------------------------------------------------------------
 
 void IccConversion::prepare(const PrintOptions& options, std::size_t width, std::size_t height,
-                            bool mirrored, IccMemory* memory) {
+                            bool mirrored, IccCache* memory) {
   shared_ = memory;
   width_ = width;
   height_ = height;
   mirrored_ = mirrored;
-  first_before_ = first_after_ = centre_before_ = centre_after_ = {};
+  first_before_ = first_after_ = center_before_ = center_after_ = {};
   std::memset(first_output_, 0, sizeof first_output_);
   samples_ = nullptr;
   converts_ = false;
@@ -260,15 +260,15 @@ void IccConversion::prepare(const PrintOptions& options, std::size_t width, std:
 }
 
 void IccConversion::set_up(const IccRequest& request) {
-  IccMemory& kept = memory();
+  IccCache& kept = memory();
   if (kept.transform_ == nullptr || !(kept.request_ == request)) {
     kept.request_ = request;
     kept.transform_ = make_transform(request, kept.setup_);
     if (kept.transform_ != nullptr && !kept.setup_.changes_nothing) {
-      kept.colours_.reset();
+      kept.colors_.reset();
     }
   }
-  kept.colours_.begin_page();
+  kept.colors_.begin_page();
   setup_ = kept.setup_;
 }
 
@@ -279,7 +279,7 @@ IccConversion::Rgb IccConversion::pixel(const std::uint8_t* rgb, std::size_t x) 
   return {found[0], found[1], found[2]};
 }
 
-bool IccConversion::centre_is_in(std::size_t y) const { return width_ * height_ / 2 / width_ == y; }
+bool IccConversion::center_is_in(std::size_t y) const { return width_ * height_ / 2 / width_ == y; }
 
 void IccConversion::remember_before(std::size_t y, const std::uint8_t* rgb) {
   if (y == 0) {
@@ -288,8 +288,8 @@ void IccConversion::remember_before(std::size_t y, const std::uint8_t* rgb) {
       cmsDoTransform(memory().transform_.get(), first_before_.data(), first_output_, 1);
     }
   }
-  if (centre_is_in(y)) {
-    centre_before_ = pixel(rgb, width_ * height_ / 2 % width_);
+  if (center_is_in(y)) {
+    center_before_ = pixel(rgb, width_ * height_ / 2 % width_);
   }
 }
 
@@ -297,14 +297,14 @@ void IccConversion::remember_after(std::size_t y, const std::uint8_t* rgb) {
   if (y == 0) {
     first_after_ = pixel(rgb, 0);
   }
-  if (centre_is_in(y)) {
-    centre_after_ = pixel(rgb, width_ * height_ / 2 % width_);
+  if (center_is_in(y)) {
+    center_after_ = pixel(rgb, width_ * height_ / 2 % width_);
   }
   const std::size_t first = y * width_;
   for (std::size_t i = (first + kSampleStep - 1) / kSampleStep; i * kSampleStep < first + width_;
        ++i) {
-    const Rgb colour = pixel(rgb, i * kSampleStep - first);
-    std::memcpy(samples_.get() + 3 * i, colour.data(), 3);
+    const Rgb color = pixel(rgb, i * kSampleStep - first);
+    std::memcpy(samples_.get() + 3 * i, color.data(), 3);
   }
 }
 
@@ -313,7 +313,7 @@ void IccConversion::convert(std::uint8_t* rgb) {
     return;
   }
   const RowConversion conversion{memory().transform_.get(), setup_.target_kind};
-  memory().colours_.convert_row(rgb, width_, {convert_colours, &conversion, setup_.is_dear});
+  memory().colors_.convert_row(rgb, width_, {convert_colors, &conversion, setup_.is_expensive});
 }
 
 void IccConversion::row(std::size_t y, std::uint8_t* rgb) {
@@ -332,8 +332,8 @@ void IccConversion::row(std::size_t y, std::uint8_t* rgb) {
 void IccConversion::report(const PrintOptions& options) const {
   log_line("K905-1: Before ICC - Pixel[0]: R=%d, G=%d, B=%d", first_before_[0], first_before_[1],
            first_before_[2]);
-  log_line("K905-1: Before ICC - Pixel[center]: R=%d, G=%d, B=%d", centre_before_[0],
-           centre_before_[1], centre_before_[2]);
+  log_line("K905-1: Before ICC - Pixel[center]: R=%d, G=%d, B=%d", center_before_[0],
+           center_before_[1], center_before_[2]);
   if (!asked_for_) {
     log_line("K905-1: ICC conversion not enabled or no profile specified");
     return;
@@ -351,8 +351,8 @@ void IccConversion::report(const PrintOptions& options) const {
   }
   log_line("K905-1: After ICC - Pixel[0]: R=%d, G=%d, B=%d", first_after_[0], first_after_[1],
            first_after_[2]);
-  log_line("K905-1: After ICC - Pixel[center]: R=%d, G=%d, B=%d", centre_after_[0],
-           centre_after_[1], centre_after_[2]);
+  log_line("K905-1: After ICC - Pixel[center]: R=%d, G=%d, B=%d", center_after_[0],
+           center_after_[1], center_after_[2]);
 }
 
 void IccConversion::report_start(const PrintOptions& options) const {
@@ -362,8 +362,8 @@ void IccConversion::report_start(const PrintOptions& options) const {
   log_line("K905-1: Image size: %dx%d", static_cast<int>(width_), static_cast<int>(height_));
   log_line("K905-1: Rendering intent: %s", options.icc_intent);
   log_line("K905-1: Color base: %s", options.color_base);
-  log_line("K905-1: Before conversion center pixel: R=%d, G=%d, B=%d", centre_before_[0],
-           centre_before_[1], centre_before_[2]);
+  log_line("K905-1: Before conversion center pixel: R=%d, G=%d, B=%d", center_before_[0],
+           center_before_[1], center_before_[2]);
 }
 
 // Whether both profiles were there, be it as the built-in one.
@@ -391,7 +391,7 @@ bool IccConversion::report_profiles(const PrintOptions& options) const {
   return true;
 }
 
-// Whether the colours were converted.
+// Whether the colors were converted.
 bool IccConversion::report_transform(const PrintOptions& options) const {
   log_line("K905-1: Source color space: %s", setup_.source_space);
   log_line("K905-1: Target color space: %s", setup_.target_space);
@@ -433,9 +433,9 @@ void IccConversion::report_second_try() const {
 
 void IccConversion::report_samples() const {
   log_line("K905-1: Testing transform with sample colors:");
-  for (std::size_t i = 0; i < std::size(kSampleColours); ++i) {
-    const char* name = kSampleColours[i].name;
-    const std::uint8_t* in = kSampleColours[i].rgb;
+  for (std::size_t i = 0; i < std::size(kSampleColors); ++i) {
+    const char* name = kSampleColors[i].name;
+    const std::uint8_t* in = kSampleColors[i].rgb;
     const std::uint8_t* out = setup_.samples[i];
     if (setup_.target_kind == Target::kRgb) {
       log_line("  %s: [%3d,%3d,%3d] -> [%3d,%3d,%3d] (ΔR=%+3d, ΔG=%+3d, ΔB=%+3d)", name, in[0],
@@ -477,19 +477,19 @@ void IccConversion::report_bulk_conversion() const {
 }
 
 void IccConversion::report_change() const {
-  log_line("K905-1: After conversion center pixel: R=%d, G=%d, B=%d", centre_after_[0],
-           centre_after_[1], centre_after_[2]);
-  log_line("K905-1: Change: ΔR=%+3d, ΔG=%+3d, ΔB=%+3d", centre_after_[0] - centre_before_[0],
-           centre_after_[1] - centre_before_[1], centre_after_[2] - centre_before_[2]);
-  if (centre_after_ != centre_before_) {
+  log_line("K905-1: After conversion center pixel: R=%d, G=%d, B=%d", center_after_[0],
+           center_after_[1], center_after_[2]);
+  log_line("K905-1: Change: ΔR=%+3d, ΔG=%+3d, ΔB=%+3d", center_after_[0] - center_before_[0],
+           center_after_[1] - center_before_[1], center_after_[2] - center_before_[2]);
+  if (center_after_ != center_before_) {
     return;
   }
   log_line("K905-1: WARNING: No change detected in center pixel!");
-  // Deliberate: compared with the centre pixel's old colour and not with the sampled pixel's own;
-  // the number tells whether the page is of one colour rather than what the conversion did.
+  // Deliberate: compared with the center pixel's old color and not with the sampled pixel's own;
+  // the number tells whether the page is of one color rather than what the conversion did.
   int differing = 0;
   for (std::size_t i = 0; i * kSampleStep < width_ * height_; ++i) {
-    differing += std::memcmp(samples_.get() + 3 * i, centre_before_.data(), 3) != 0 ? 1 : 0;
+    differing += std::memcmp(samples_.get() + 3 * i, center_before_.data(), 3) != 0 ? 1 : 0;
   }
   log_line("K905-1: Changed pixels in sample: %d", differing);
 }

@@ -1,10 +1,10 @@
-#include "pipeline/stage_picture.h"
+#include "pipeline/stage_image.h"
 
 #include <cstring>
 
 #include "diag/debug_image.h"
 
-void StagePicture::prepare(std::size_t width, std::size_t height) {
+void StageImage::prepare(std::size_t width, std::size_t height) {
   width_ = width;
   height_ = height;
   planes_ = {};
@@ -13,7 +13,7 @@ void StagePicture::prepare(std::size_t width, std::size_t height) {
   }
 }
 
-void StagePicture::take_rgb(std::size_t y, const std::uint8_t* rgb, bool mirrored) {
+void StageImage::take_rgb(std::size_t y, const std::uint8_t* rgb, bool mirrored) {
   if (!wanted()) {
     return;
   }
@@ -25,8 +25,8 @@ void StagePicture::take_rgb(std::size_t y, const std::uint8_t* rgb, bool mirrore
   }
 }
 
-void StagePicture::take_planes(std::size_t y, const std::uint8_t* plane0,
-                               const std::uint8_t* plane1, const std::uint8_t* plane2) {
+void StageImage::take_planes(std::size_t y, const std::uint8_t* plane0, const std::uint8_t* plane1,
+                             const std::uint8_t* plane2) {
   if (!wanted()) {
     return;
   }
@@ -36,7 +36,7 @@ void StagePicture::take_planes(std::size_t y, const std::uint8_t* plane0,
   }
 }
 
-void StagePicture::save(const char* tag) const {
+void StageImage::save(const char* tag) const {
   if (wanted()) {
     save_debug_image(tag, planes_.plane[0].get(), planes_.plane[1].get(), planes_.plane[2].get(),
                      static_cast<unsigned>(width_), static_cast<int>(height_));

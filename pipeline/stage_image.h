@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "pipeline/plane_set.h"
+#include "pipeline/planes.h"
 
-class StagePicture {
+class StageImage {
  public:
   // Gets ready for width x height pixels when pictures are wanted. When memory is short, the
   // picture is left out silently; a picture never fails a page.

@@ -1,6 +1,6 @@
 // The ICC conversion: every byte as Little CMS gives it when it is asked directly, every line of
 // the log, and every way a profile can be bad.
-#include "pipeline/icc_convert.h"
+#include "pipeline/icc_transform.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -59,9 +59,9 @@ std::string pixel_text(const std::vector<std::uint8_t>& rgb, std::size_t index) 
 
 // The lines up to the profiles.
 std::string start_of_log(const PrintOptions& options, const Page& page) {
-  const std::size_t centre = page.width * page.height / 2;
+  const std::size_t center = page.width * page.height / 2;
   return "K905-1: Before ICC - Pixel[0]: " + pixel_text(page.rgb, 0) + "\n" +
-         "K905-1: Before ICC - Pixel[center]: " + pixel_text(page.rgb, centre) + "\n" +
+         "K905-1: Before ICC - Pixel[center]: " + pixel_text(page.rgb, center) + "\n" +
          "K905-1: ===== STARTING ICC CONVERSION =====\n" +
          "K905-1: Source profile: " + options.color_base_profile_path + "\n" +
          "K905-1: Target profile: " + options.icc_profile_path + "\n" +
@@ -69,7 +69,7 @@ std::string start_of_log(const PrintOptions& options, const Page& page) {
               static_cast<int>(page.height)) +
          "K905-1: Rendering intent: " + options.icc_intent + "\n" +
          "K905-1: Color base: " + options.color_base + "\n" +
-         "K905-1: Before conversion center pixel: " + pixel_text(page.rgb, centre) + "\n";
+         "K905-1: Before conversion center pixel: " + pixel_text(page.rgb, center) + "\n";
 }
 
 std::string loading(const PrintOptions& options, const std::string& source_warning = "",
@@ -80,11 +80,11 @@ std::string loading(const PrintOptions& options, const std::string& source_warni
 }
 
 std::string end_of_log(const std::vector<std::uint8_t>& before,
-                       const std::vector<std::uint8_t>& after, std::size_t centre,
+                       const std::vector<std::uint8_t>& after, std::size_t center,
                        const std::string& no_change = "") {
-  const std::uint8_t* b = before.data() + 3 * centre;
-  const std::uint8_t* a = after.data() + 3 * centre;
-  return "K905-1: After conversion center pixel: " + pixel_text(after, centre) + "\n" +
+  const std::uint8_t* b = before.data() + 3 * center;
+  const std::uint8_t* a = after.data() + 3 * center;
+  return "K905-1: After conversion center pixel: " + pixel_text(after, center) + "\n" +
          line("K905-1: Change: %sR=%+3d, %sG=%+3d, %sB=%+3d", kDelta, a[0] - b[0], kDelta,
               a[1] - b[1], kDelta, a[2] - b[2]) +
          no_change +
@@ -95,7 +95,7 @@ std::string end_of_log(const std::vector<std::uint8_t>& before,
          "K905-1: Source profile closed\n"
          "K905-1: After ICC - Pixel[0]: " +
          pixel_text(after, 0) +
-         "\nK905-1: After ICC - Pixel[center]: " + pixel_text(after, centre) + "\n";
+         "\nK905-1: After ICC - Pixel[center]: " + pixel_text(after, center) + "\n";
 }
 
 const std::vector<std::uint8_t> kSampleRgb = {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 0};
@@ -274,7 +274,7 @@ TEST_F(Icc, AnImageWithoutWidthIsTakenToo) {
   EXPECT_THAT(result.log, HasSubstr("K905-1: ICC color conversion completed\n"));
 }
 
-// ---- First and centre pixel, samples
+// ---- First and center pixel, samples
 // ---------------------------------------------------------------
 
 TEST_F(Icc, MirroredRowsAreToldAsTheImageHasThem) {
@@ -287,22 +287,22 @@ TEST_F(Icc, MirroredRowsAreToldAsTheImageHasThem) {
   EXPECT_EQ(mirrored.log, straight.log);
 }
 
-TEST_F(Icc, TheCentreOfAnEvenImageIsTheFirstPixelOfItsLowerHalf) {
+TEST_F(Icc, TheCenterOfAnEvenImageIsTheFirstPixelOfItsLowerHalf) {
   Page page = plain_page(4, 2, 10, 10, 10);
   set_pixel(page, 4, 1, 2, 3);  // 8 / 2
   const Result result = convert_page(icc_options("", profiles_.rgb_table("printer.icc")), page);
   EXPECT_THAT(result.log, HasSubstr("K905-1: Before ICC - Pixel[center]: R=1, G=2, B=3\n"));
 }
 
-TEST_F(Icc, AChangedCentrePixelPrintsNeitherWarningNorCount) {
+TEST_F(Icc, AChangedCenterPixelPrintsNeitherWarningNorCount) {
   const Result result = convert_page(icc_options("", profiles_.rgb_table("printer.icc")),
                                      plain_page(8, 8, 200, 30, 90));
   EXPECT_THAT(result.log, AllOf(Not(HasSubstr("No change detected")),
                                 Not(HasSubstr("Changed pixels in sample"))));
 }
 
-TEST_F(Icc, AnUnchangedCentrePixelIsWarnedOfAndEvery1000thPixelCountedAgainstItsOldColour) {
-  // Built-in sRGB on both sides leaves every colour, so whatever differs from the centre is
+TEST_F(Icc, AnUnchangedCenterPixelIsWarnedOfAndEvery1000thPixelCountedAgainstItsOldColor) {
+  // Built-in sRGB on both sides leaves every color, so whatever differs from the center is
   // counted, whether or not the conversion touched it.
   for (const bool mirrored : {false, true}) {
     Page page = plain_page(7, 500, 40, 50, 60);  // 3500 pixels: indices 0, 1000, 2000, 3000
@@ -323,7 +323,7 @@ TEST_F(Icc, AnUnchangedCentrePixelIsWarnedOfAndEvery1000thPixelCountedAgainstIts
 
 TEST_F(Icc, SamplesAreTakenAfterTheConversion) {
   // Black stays black in a matrix profile, mid gray does not: all of the page is gray but its
-  // centre.
+  // center.
   const std::string target = profiles_.rgb_matrix("dark.icc", 1.2);
   Page page = plain_page(100, 40, 90, 90, 90);
   set_pixel(page, 2000, 0, 0, 0);
@@ -367,7 +367,7 @@ TEST_F(Icc, IntentsAreChosenByTheirExactText) {
   EXPECT_EQ(different.size(), 4u) << "the profile does not tell the intents apart";
 }
 
-// ---- Colour spaces
+// ---- Color spaces
 // ---------------------------------------------------------------------------------
 
 TEST_F(Icc, WhitePaperOfACmykProfileStaysWhite) {
@@ -583,7 +583,7 @@ TEST_F(Icc, NoProfileAtAllConvertsFromSrgbToSrgbAndSaysSo) {
 // -----------------------------------------------------------------------------------
 
 // One call of Little CMS over the whole page must give what the conversion gives row by row, with
-// colours remembered, forgotten and converted in bundles.
+// colors remembered, forgotten and converted in bundles.
 class WholePage : public Icc, public testing::WithParamInterface<bool> {};
 
 TEST_P(WholePage, EqualsOneCallOfLittleCms) {
@@ -591,7 +591,7 @@ TEST_P(WholePage, EqualsOneCallOfLittleCms) {
   const std::string targets[] = {profiles_.rgb_matrix("narrow.icc", 2.4),
                                  profiles_.rgb_table("printer.icc"),
                                  profiles_.cmyk_table("press.icc"), profiles_.gray("gray.icc")};
-  // Noise first, then a photograph: the memory of colours rests and comes back.
+  // Noise first, then a photograph: the memory of colors rests and comes back.
   Page page = noise_page(1300, 60, 16);
   const Page photo = photo_page(1300, 140, 17);
   page.rgb.insert(page.rgb.end(), photo.rgb.begin(), photo.rgb.end());
@@ -618,7 +618,7 @@ INSTANTIATE_TEST_SUITE_P(StraightAndMirrored, WholePage, testing::Bool());
 TEST_F(Icc, AKeptTransformGivesTheSameBytesAndTheSameLog) {
   const PrintOptions options =
       icc_options(profiles_.rgb_matrix("wide.icc"), profiles_.cmyk_table("press.icc"));
-  IccMemory memory;
+  IccCache memory;
   for (unsigned number = 0; number < 3; ++number) {
     const Page page = photo_page(60, 20, 20 + number);
     const Result fresh = convert_page(options, page);
@@ -632,7 +632,7 @@ TEST_F(Icc, KeptThingsAreLeftAloneWhenAnythingHasChanged) {
   const std::string wide = profiles_.rgb_matrix("wide.icc");
   const std::string printer = profiles_.rgb_table("printer.icc");
   const Page page = photo_page(30, 30, 30);
-  IccMemory memory;
+  IccCache memory;
   const auto expect_as_fresh = [&](const PrintOptions& options, const char* what) {
     const Result fresh = convert_page(options, page);
     Result kept = convert_page(options, page, false, &memory);
@@ -656,7 +656,7 @@ TEST_F(Icc, AProfileReplacedBetweenTwoPagesIsReadAgain) {
   const std::string path = profiles_.path("changing.icc");
   const Page page = photo_page(30, 30, 31);
   const PrintOptions options = icc_options("", path);
-  IccMemory memory;
+  IccCache memory;
   const auto of_now = [&] {
     const Result fresh = convert_page(options, page);
     Result kept = convert_page(options, page, false, &memory);

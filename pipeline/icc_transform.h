@@ -1,8 +1,8 @@
 // The conversion through ICC profiles: everything that touches Little CMS.
 //
-// Degrades, never fails: whatever goes wrong, the colours stay and the log says so. Most of what is
+// Degrades, never fails: whatever goes wrong, the colors stay and the log says so. Most of what is
 // remembered here is for the log, which speaks only after the page is through: it shows pixels
-// before and after, tries the transform on four colours and looks whether it changed anything.
+// before and after, tries the transform on four colors and looks whether it changed anything.
 #pragma once
 
 #include <sys/types.h>
@@ -12,8 +12,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "pipeline/colour_memory.h"
-#include "pipeline/plane_set.h"
+#include "pipeline/color_cache.h"
+#include "pipeline/planes.h"
 
 struct PrintOptions;
 
@@ -62,11 +62,11 @@ struct IccSetup {
   const char* source_space = "";  // as the log names it
   const char* target_space = "";
   Target target_kind = Target::kRgb;
-  bool changes_nothing = false;    // every colour stays: rows need not be converted
-  bool is_dear = false;            // goes through tables rather than through a matrix
+  bool changes_nothing = false;    // every color stays: rows need not be converted
+  bool is_expensive = false;       // goes through tables rather than through a matrix
   bool second_try_worked = false;  // kNoTransform: what the further try gave for pure red
   std::uint8_t second_try_red[4] = {};
-  std::uint8_t samples[4][4] = {};  // kReady: the sample colours, converted
+  std::uint8_t samples[4][4] = {};  // kReady: the sample colors, converted
 };
 
 struct TransformDeleter {
@@ -74,15 +74,15 @@ struct TransformDeleter {
 };
 using Transform = std::unique_ptr<void, TransformDeleter>;
 
-// What may live from page to page: the transform and the colours it has converted, as long as
+// What may live from page to page: the transform and the colors it has converted, as long as
 // paths, intent and files stay the same. The log says what it would say of a fresh transform.
-class IccMemory {
+class IccCache {
  private:
   friend class IccConversion;
   IccRequest request_;
   IccSetup setup_;
   Transform transform_;  // null: nothing to build on
-  ColourMemory colours_;
+  ColorCache colors_;
 };
 
 // One page's conversion. The image is width x height pixels; its rows come chunky and in order, and
@@ -92,7 +92,7 @@ class IccConversion {
   // Opens profiles and creates the transform where the settings ask for it. Logs nothing. `memory`
   // may be null; otherwise it outlives the rows.
   void prepare(const PrintOptions& options, std::size_t width, std::size_t height, bool mirrored,
-               IccMemory* memory);
+               IccCache* memory);
 
   // Converts row `y` (width x 3 bytes, slack behind) in place; leaves it as it is when there is
   // nothing to convert with.
@@ -105,9 +105,9 @@ class IccConversion {
   using Rgb = std::array<std::uint8_t, 3>;
 
   void set_up(const IccRequest& request);
-  [[nodiscard]] IccMemory& memory() { return shared_ != nullptr ? *shared_ : own_; }
+  [[nodiscard]] IccCache& memory() { return shared_ != nullptr ? *shared_ : own_; }
   [[nodiscard]] Rgb pixel(const std::uint8_t* rgb, std::size_t x) const;
-  [[nodiscard]] bool centre_is_in(std::size_t y) const;
+  [[nodiscard]] bool center_is_in(std::size_t y) const;
   void remember_before(std::size_t y, const std::uint8_t* rgb);
   void remember_after(std::size_t y, const std::uint8_t* rgb);
   void convert(std::uint8_t* rgb);
@@ -120,8 +120,8 @@ class IccConversion {
   void report_bulk_conversion() const;
   void report_change() const;
 
-  IccMemory own_;
-  IccMemory* shared_ = nullptr;
+  IccCache own_;
+  IccCache* shared_ = nullptr;
   std::size_t width_ = 0;
   std::size_t height_ = 0;
   bool mirrored_ = false;
@@ -131,8 +131,8 @@ class IccConversion {
 
   Rgb first_before_ = {};
   Rgb first_after_ = {};
-  Rgb centre_before_ = {};
-  Rgb centre_after_ = {};
+  Rgb center_before_ = {};
+  Rgb center_after_ = {};
   std::uint8_t first_output_[4] = {};
   Plane samples_;  // every 1000th pixel after the conversion, three bytes each
 };

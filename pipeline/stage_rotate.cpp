@@ -2,8 +2,8 @@
 #include "diag/log.h"
 #include "pipeline/stages.h"
 
-bool TurnStage::prepare(bool wanted, std::size_t width, std::size_t height,
-                        std::size_t line_length) {
+bool RotateStage::prepare(bool wanted, std::size_t width, std::size_t height,
+                          std::size_t line_length) {
   wanted_ = wanted;
   width_ = width;
   height_ = height;
@@ -22,16 +22,16 @@ bool TurnStage::prepare(bool wanted, std::size_t width, std::size_t height,
   return row_ != nullptr;
 }
 
-PlaneRow TurnStage::target() {
+PlaneRow RotateStage::target() {
   const std::size_t stride = width_ + kernels::kRowSlack;
   return {{row_.get(), row_.get() + stride, row_.get() + 2 * stride}};
 }
 
-std::uint8_t* TurnStage::band_row(std::size_t plane, std::size_t row) {
+std::uint8_t* RotateStage::band_row(std::size_t plane, std::size_t row) {
   return band_.get() + (plane * kBandRows + row) * line_stride_;
 }
 
-void TurnStage::row_done(std::size_t y, PlaceStage& place) {
+void RotateStage::row_done(std::size_t y, PlaceStage& place) {
   if (!ready_) {
     return;
   }
@@ -52,7 +52,7 @@ void TurnStage::row_done(std::size_t y, PlaceStage& place) {
 }
 
 // Counter-clockwise: the rightmost pixel comes to the top.
-void TurnStage::take_picture(std::size_t y) {
+void RotateStage::take_picture(std::size_t y) {
   const PlaneRow row = target();
   for (std::size_t i = 0; i < 3; ++i) {
     for (std::size_t x = 0; picture_.plane[i] != nullptr && x < width_; ++x) {
@@ -61,7 +61,7 @@ void TurnStage::take_picture(std::size_t y) {
   }
 }
 
-bool TurnStage::report() const {
+bool RotateStage::report() const {
   log_line("K905-1: === STAGE 7: Rotation (if needed) ===");
   if (!ready_) {
     log_line("K905-1: malloc rotated planes failed");

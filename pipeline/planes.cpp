@@ -1,4 +1,4 @@
-#include "pipeline/plane_set.h"
+#include "pipeline/planes.h"
 
 #include <algorithm>
 #include <cstring>

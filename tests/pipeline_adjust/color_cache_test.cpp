@@ -1,5 +1,5 @@
-// The memory of colours with a conversion that counts how often it is asked.
-#include "pipeline/colour_memory.h"
+// The memory of colors with a conversion that counts how often it is asked.
+#include "pipeline/color_cache.h"
 
 #include <gtest/gtest.h>
 
@@ -13,15 +13,15 @@ namespace {
 
 // A conversion that mixes the channels and keeps count.
 struct Counted {
-  mutable std::size_t colours = 0;
+  mutable std::size_t colors = 0;
   mutable std::size_t calls = 0;
 
   static void convert(const void* context, const std::uint8_t* in, std::uint8_t* out,
                       std::size_t count) {
     const auto& self = *static_cast<const Counted*>(context);
-    self.colours += count;
+    self.colors += count;
     ++self.calls;
-    EXPECT_LE(count, ColourMemory::kMostAtOnce);
+    EXPECT_LE(count, ColorCache::kMostAtOnce);
     for (std::size_t i = 0; i < count; ++i) {
       out[3 * i] = static_cast<std::uint8_t>(in[3 * i] ^ in[3 * i + 1]);
       out[3 * i + 1] = static_cast<std::uint8_t>(in[3 * i + 1] + 3 * in[3 * i + 2]);
@@ -32,69 +32,69 @@ struct Counted {
 
 std::vector<std::uint8_t> expected_of(const std::vector<std::uint8_t>& rgb) {
   std::vector<std::uint8_t> out(rgb.size());
-  for (std::size_t i = 0; i < rgb.size(); i += 3 * ColourMemory::kMostAtOnce) {
-    const std::size_t pixels = std::min(ColourMemory::kMostAtOnce, (rgb.size() - i) / 3);
+  for (std::size_t i = 0; i < rgb.size(); i += 3 * ColorCache::kMostAtOnce) {
+    const std::size_t pixels = std::min(ColorCache::kMostAtOnce, (rgb.size() - i) / 3);
     const Counted scratch;
     Counted::convert(&scratch, rgb.data() + i, out.data() + i, pixels);
   }
   return out;
 }
 
-// Sends a page through and returns how many colours had to be converted.
-std::size_t converted(ColourMemory& memory, const Page& page) {
+// Sends a page through and returns how many colors had to be converted.
+std::size_t converted(ColorCache& memory, const Page& page) {
   const Counted counted;
   const auto out = through_rows(page, false, [&](std::size_t, std::uint8_t* row) {
     memory.convert_row(row, page.width, {Counted::convert, &counted, true});
   });
   EXPECT_TRUE(out == expected_of(page.rgb));
-  return counted.colours;
+  return counted.colors;
 }
 
-TEST(ColourMemory, ConvertsAColourOnce) {
-  ColourMemory memory;
+TEST(ColorCache, ConvertsAColorOnce) {
+  ColorCache memory;
   memory.reset();
   const Page page = plain_page(100, 1, 1, 2, 3);
   EXPECT_EQ(converted(memory, page), 100u);  // all of the first row is news
   EXPECT_EQ(converted(memory, page), 0u);
 }
 
-TEST(ColourMemory, KnowsBlackOnlyAfterItHasSeenIt) {
-  ColourMemory memory;
+TEST(ColorCache, KnowsBlackOnlyAfterItHasSeenIt) {
+  ColorCache memory;
   memory.reset();
   EXPECT_EQ(converted(memory, plain_page(5, 1, 0, 0, 0)), 5u);
   EXPECT_EQ(converted(memory, plain_page(5, 1, 0, 0, 0)), 0u);
 }
 
-TEST(ColourMemory, ForgetsAtAReset) {
-  ColourMemory memory;
+TEST(ColorCache, ForgetsAtAReset) {
+  ColorCache memory;
   memory.reset();
   converted(memory, plain_page(5, 2, 9, 9, 9));
   memory.reset();
   EXPECT_EQ(converted(memory, plain_page(5, 1, 9, 9, 9)), 5u);
 }
 
-TEST(ColourMemory, ConvertsEverythingBeforeItHasMemory) {
-  ColourMemory memory;
+TEST(ColorCache, ConvertsEverythingBeforeItHasMemory) {
+  ColorCache memory;
   EXPECT_EQ(converted(memory, plain_page(700, 3, 9, 9, 9)), 2100u);
 }
 
-TEST(ColourMemory, TakesRowsOfAnyWidth) {
-  ColourMemory memory;
+TEST(ColorCache, TakesRowsOfAnyWidth) {
+  ColorCache memory;
   memory.reset();
   for (const std::size_t width : {0, 1, 511, 512, 513, 1024, 1025}) {
     converted(memory, photo_page(width, 3, static_cast<unsigned>(width)));
   }
 }
 
-TEST(ColourMemory, SavesMostOfAPhotograph) {
-  ColourMemory memory;
+TEST(ColorCache, SavesMostOfAPhotograph) {
+  ColorCache memory;
   memory.reset();
   const Page page = photo_page(800, 400, 1);
   EXPECT_LT(converted(memory, page), page.width * page.height / 4);
 }
 
-TEST(ColourMemory, StepsAsideOnNoiseAndComesBack) {
-  ColourMemory memory;
+TEST(ColorCache, StepsAsideOnNoiseAndComesBack) {
+  ColorCache memory;
   memory.reset();
   // Most rows go straight through and leave no trace.
   const Page noise = noise_page(600, 400, 2);
@@ -105,8 +105,8 @@ TEST(ColourMemory, StepsAsideOnNoiseAndComesBack) {
   EXPECT_LT(converted(memory, calm), calm.width * calm.height / 2);
 }
 
-TEST(ColourMemory, AsksAnewOnANewPage) {
-  ColourMemory memory;
+TEST(ColorCache, AsksAnewOnANewPage) {
+  ColorCache memory;
   memory.reset();
   converted(memory, noise_page(600, 400, 3));
   const Page calm = plain_page(600, 20, 8, 8, 8);
@@ -115,8 +115,8 @@ TEST(ColourMemory, AsksAnewOnANewPage) {
   EXPECT_EQ(converted(memory, calm), 512u);  // the first bundle of the first row
 }
 
-TEST(ColourMemory, KeepsItsColoursOnANewPage) {
-  ColourMemory memory;
+TEST(ColorCache, KeepsItsColorsOnANewPage) {
+  ColorCache memory;
   memory.reset();
   converted(memory, plain_page(600, 1, 8, 8, 8));
   memory.begin_page();
@@ -131,9 +131,9 @@ std::uint32_t shuffled(std::uint32_t number) {
 }
 
 // Colors share slots. In this order each one finds any other of its slot there.
-TEST(ColourMemory, NeverTakesAColorForAnotherOne) {
+TEST(ColorCache, NeverTakesAColorForAnotherOne) {
   constexpr std::size_t kRow = 4096;
-  ColourMemory memory;
+  ColorCache memory;
   memory.reset();
   const Counted counted;
   std::vector<std::uint8_t> row(3 * kRow + 1);
@@ -151,20 +151,20 @@ TEST(ColourMemory, NeverTakesAColorForAnotherOne) {
   }
 }
 
-// A dear conversion is worth asking for where a cheap one is not.
-TEST(ColourMemory, IsMorePatientWhenTheConversionIsDear) {
+// An expensive conversion is worth asking for where a cheap one is not.
+TEST(ColorCache, IsMorePatientWhenTheConversionIsExpensive) {
   // Every second pixel is noise.
   Page page = noise_page(600, 300, 4);
   for (std::size_t i = 0; i < page.width * page.height; i += 2) set_pixel(page, i, 7, 7, 7);
-  for (const bool is_dear : {false, true}) {
-    ColourMemory memory;
+  for (const bool is_expensive : {false, true}) {
+    ColorCache memory;
     memory.reset();
     const Counted counted;
     through_rows(page, false, [&](std::size_t, std::uint8_t* row) {
-      memory.convert_row(row, page.width, {Counted::convert, &counted, is_dear});
+      memory.convert_row(row, page.width, {Counted::convert, &counted, is_expensive});
     });
-    const double share = static_cast<double>(counted.colours) / (600.0 * 300.0);
-    if (is_dear) {
+    const double share = static_cast<double>(counted.colors) / (600.0 * 300.0);
+    if (is_expensive) {
       EXPECT_LT(share, 0.6);
     } else {
       EXPECT_GT(share, 0.8);

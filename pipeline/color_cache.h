@@ -1,6 +1,6 @@
-// Remembers what colours became, for a conversion that is dear and depends on the colour alone.
+// Remembers what colors became, for a conversion that is expensive and depends on the color alone.
 //
-// A photograph meets the same colours again and again; noise does not. So the memory watches how
+// A photograph meets the same colors again and again; noise does not. So the memory watches how
 // often it knows the answer and steps aside where asking it would cost more than it saves. It
 // changes how often the conversion runs, never what comes out.
 #pragma once
@@ -9,11 +9,11 @@
 #include <cstdint>
 #include <memory>
 
-#include "pipeline/plane_set.h"
+#include "pipeline/planes.h"
 
-class ColourMemory {
+class ColorCache {
  public:
-  // The most colours a Conversion is asked for at once.
+  // The most colors a Conversion is asked for at once.
   static constexpr std::size_t kMostAtOnce = 512;
 
   // Converts `count` RGB triples from `in` to `out`, which do not overlap.
@@ -21,14 +21,15 @@ class ColourMemory {
     void (*convert)(const void* context, const std::uint8_t* in, std::uint8_t* out,
                     std::size_t count);
     const void* context;
-    bool is_dear;  // many times the price of a look into memory (tables), or about twice (a matrix)
+    bool is_expensive;  // many times the price of a look into memory (tables), or about twice (a
+                        // matrix)
   };
 
   // Forgets everything, for a new conversion. Takes its memory (512 KiB) at the first call; when
-  // that cannot be had, every colour is converted.
+  // that cannot be had, every color is converted.
   void reset();
 
-  // Asks anew whether asking pays: another page is another picture. Forgets no colour.
+  // Asks anew whether asking pays: another page is another picture. Forgets no color.
   void begin_page();
 
   // Converts `width` RGB triples in place; the byte behind them must be readable. All calls between
@@ -38,12 +39,12 @@ class ColourMemory {
  private:
   std::size_t convert_known(std::uint8_t* rgb, std::size_t width, const Conversion& conversion);
   void begin_trial();
-  void judge(std::size_t width, std::size_t unknown, bool is_dear);
+  void judge(std::size_t width, std::size_t unknown, bool is_expensive);
 
-  // Per slot a colour that was converted: what it became, and above that which one it was.
+  // Per slot a color that was converted: what it became, and above that which one it was.
   std::unique_ptr<std::uint32_t[], FreeDeleter> entries_;
   int trial_row_ = 0;        // rows of the present trial so far
-  std::size_t asked_ = 0;    // colours that count in it
+  std::size_t asked_ = 0;    // colors that count in it
   std::size_t unknown_ = 0;  // those of them that had to be converted
   int resting_rows_ = 0;     // rows still to be converted without asking
   int next_rest_ = 0;

@@ -1,4 +1,4 @@
-#include "pipeline/build_planes.h"
+#include "pipeline/page_pipeline.h"
 
 #include <utility>
 
@@ -65,7 +65,7 @@ void log_reading_starts() { log_line("K905-1: === STAGE 1: Reading CUPS raster d
 
 // Each stage learns the size that the one before it leaves. False, logged, when no line of the page
 // can be read or go further.
-bool prepare(PageStages& page, const cups_page_header2_t& header, IccMemory* icc) {
+bool prepare(PageStages& page, const cups_page_header2_t& header, IccCache* icc) {
   const PrintOptions& options = current_options;
   const PageLayout& layout = page.layout;
   const bool mirror = options.mirror != 0;
