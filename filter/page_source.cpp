@@ -8,7 +8,7 @@
 #include "filter/cancellation.h"
 
 Raster RasterInput::open() {
-  buffer_ = make_plane(kBufferSize);
+  buffer_ = make_buffer<std::uint8_t>(kBufferSize);
   return Raster(cupsRasterOpenIO(&RasterInput::read, this, CUPS_RASTER_READ));
 }
 
@@ -124,7 +124,7 @@ ssize_t KeptPage::read(void* page, unsigned char* buffer, std::size_t bytes) {
 }
 
 bool skip_rest_of_page(const cups_page_header2_t& header, cups_raster_t* raster) {
-  const Plane line = make_plane(header.cupsBytesPerLine);
+  const Plane line = make_buffer<std::uint8_t>(header.cupsBytesPerLine);
   if (line == nullptr) {
     return false;
   }

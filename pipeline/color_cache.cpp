@@ -48,10 +48,11 @@ std::uint32_t tag_of(std::uint32_t color) { return 0x80U | (reordered(color) & 0
 }  // namespace
 
 void ColorCache::reset() {
+  if (entries_ == nullptr) {
+    entries_ = make_buffer<std::uint32_t>(kEntries);
+  }
   if (entries_ != nullptr) {
-    std::memset(entries_.get(), 0, kEntries * sizeof(std::uint32_t));
-  } else {
-    entries_.reset(static_cast<std::uint32_t*>(std::calloc(kEntries, sizeof(std::uint32_t))));
+    std::fill_n(entries_.get(), kEntries, 0U);
   }
   begin_page();
 }

@@ -42,7 +42,7 @@ class ColorCache {
   void judge(std::size_t width, std::size_t unknown, bool is_expensive);
 
   // Per slot a color that was converted: what it became, and above that which one it was.
-  std::unique_ptr<std::uint32_t[], FreeDeleter> entries_;
+  Buffer<std::uint32_t> entries_;
   int trial_row_ = 0;        // rows of the present trial so far
   std::size_t asked_ = 0;    // colors that count in it
   std::size_t unknown_ = 0;  // those of them that had to be converted

@@ -254,7 +254,7 @@ void IccConversion::prepare(const PrintOptions& options, std::size_t width, std:
   }
   set_up(request_of(options));
   if (setup_.outcome == Outcome::kReady) {
-    samples_ = make_plane(3 * (width * height / kSampleStep + 1));
+    samples_ = make_buffer<std::uint8_t>(3 * (width * height / kSampleStep + 1));
     converts_ = samples_ != nullptr;
   }
 }

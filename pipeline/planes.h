@@ -1,34 +1,49 @@
-// Memory for pixels: planes and rows, from malloc, owned by unique_ptr. The only door to the heap
-// for the pipeline.
+// Memory for pixels, rows and maps, and the shapes that pixels come in. All memory of the pipeline
+// comes from here.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
-#include <optional>
+#include <type_traits>
 
 struct FreeDeleter {
   void operator()(void* memory) const noexcept { std::free(memory); }
 };
 
-// Bytes from malloc: what a caller outside may free().
-using Plane = std::unique_ptr<std::uint8_t[], FreeDeleter>;
+// Elements from malloc, so that a caller outside may free() what it is given.
+template <class T>
+using Buffer = std::unique_ptr<T[], FreeDeleter>;
+
+// `count` elements, not initialized; null when there is no memory for them or their size overflows.
+// Never null for a count of 0.
+template <class T>
+[[nodiscard]] Buffer<T> make_buffer(std::size_t count) {
+  static_assert(std::is_trivially_copyable_v<T>);
+  std::size_t bytes = 0;
+  if (__builtin_mul_overflow(count, sizeof(T), &bytes)) {
+    return nullptr;
+  }
+  return Buffer<T>(static_cast<T*>(std::malloc(std::max<std::size_t>(bytes, 1))));
+}
+
+using Plane = Buffer<std::uint8_t>;
 
 // Three planes of one size, rows from the top, stride = width.
 struct PlaneSet {
   Plane plane[3];
 };
 
-// a * b, or nothing when that overflows.
-[[nodiscard]] std::optional<std::size_t> checked_product(std::size_t a, std::size_t b);
-
-// `bytes` bytes (at least one), not cleared; null when they cannot be had.
-[[nodiscard]] Plane make_plane(std::size_t bytes);
-
-// Three planes of width x height bytes each; false, with none held, when one cannot be had.
+// Three planes of width x height bytes each; false, with none held, when there is no memory.
 [[nodiscard]] bool make_planes(PlaneSet& planes, std::size_t width, std::size_t height);
 
-// A row of `bytes` bytes with the slack behind it that kernels may read; null when it cannot be
-// had.
+// A row of `bytes` bytes and the readable bytes behind it that kernels want; null when there is no
+// memory.
 [[nodiscard]] Plane make_row(std::size_t bytes);
+
+// One row of three planes.
+struct PlaneRow {
+  std::uint8_t* plane[3];
+};

@@ -76,12 +76,12 @@ void PlaceStage::prepare(const PageLayout& layout, std::size_t width, std::size_
 }
 
 bool PlaceStage::make_maps(bool turned) {
-  runs_room_ = make_plane((turned ? rows_ : columns_) * sizeof(kernels::CopyRun));
-  map_ = turned ? make_plane(columns_ * sizeof(std::uint32_t)) : nullptr;
+  runs_room_ = make_buffer<kernels::CopyRun>(turned ? rows_ : columns_);
+  map_ = turned ? make_buffer<std::uint32_t>(columns_) : nullptr;
   if (runs_room_ == nullptr || (turned && map_ == nullptr)) {
     return false;
   }
-  auto* runs = reinterpret_cast<kernels::CopyRun*>(runs_room_.get());
+  kernels::CopyRun* runs = runs_room_.get();
   const auto source_column = [this](std::size_t x) {
     return stretch_ ? nearest(x, scale_w_, image_width_) : x;
   };
@@ -92,9 +92,8 @@ bool PlaceStage::make_maps(bool turned) {
   // A column comes with its lowest pixel first, and so it stays until it stands on the canvas.
   runs_ = make_runs(
       runs, rows_, [this](std::size_t i) { return image_height_ - 1 - source_row(rows_ - 1 - i); });
-  auto* map = reinterpret_cast<std::uint32_t*>(map_.get());
   for (std::size_t x = 0; x < columns_; ++x) {
-    map[x] = static_cast<std::uint32_t>(source_column(x));
+    map_[x] = static_cast<std::uint32_t>(source_column(x));
   }
   return true;
 }
@@ -157,7 +156,7 @@ void PlaceStage::columns(std::size_t first, std::size_t count, const PlaneRow& l
   for (std::size_t row = 0; first == 0 && row < rows_; ++row) {
     fill_beside(static_cast<std::size_t>(layout_.bleed_top) + row);
   }
-  const auto* map = reinterpret_cast<const std::uint32_t*>(map_.get());
+  const std::uint32_t* map = map_.get();
   const std::uint32_t* at = std::lower_bound(map, map + columns_, first);
   const std::uint32_t* const end = std::lower_bound(at, map + columns_, first + count);
   const std::size_t lowest = static_cast<std::size_t>(layout_.bleed_top) + rows_ - 1;

@@ -59,74 +59,77 @@ void ResizeStage::prepare(std::size_t source_width, std::size_t source_height,
   in_sixteenths_ = is_in_sixteenths(scale_w_, source_width_, target_width_) &&
                    is_in_sixteenths(scale_h_, source_height_, target_height_);
   row_ = make_row(3 * target_width_);
-  ready_ = row_ != nullptr &&
-           (in_sixteenths_ ? make_sixteenth_columns() && make_across(sizeof(std::uint16_t))
-                           : make_columns() && make_across(sizeof(float)));
+  ready_ = row_ != nullptr && (in_sixteenths_ ? make_sixteenth_columns() : make_columns());
   resized_.prepare(target_width_, target_height_);
 }
 
 bool ResizeStage::make_columns() {
-  left_ = make_plane(target_width_ * sizeof(std::uint32_t));
-  fraction_ = make_plane(target_width_ * sizeof(double));
-  rough_ = make_plane(target_width_ * sizeof(float));
-  if (left_ == nullptr || fraction_ == nullptr || rough_ == nullptr) {
+  left_ = make_buffer<std::uint32_t>(target_width_);
+  fraction_ = make_buffer<double>(target_width_);
+  rough_ = make_buffer<float>(target_width_);
+  estimate_[0] = make_buffer<float>(3 * target_width_);
+  estimate_[1] = make_buffer<float>(3 * target_width_);
+  if (left_ == nullptr || fraction_ == nullptr || rough_ == nullptr || estimate_[0] == nullptr ||
+      estimate_[1] == nullptr) {
     return false;
   }
-  auto* left = reinterpret_cast<std::uint32_t*>(left_.get());
-  auto* fraction = reinterpret_cast<double*>(fraction_.get());
-  auto* rough = reinterpret_cast<float*>(rough_.get());
   for (std::size_t x = 0; x < target_width_; ++x) {
     const Position at = position(x, scale_w_, source_width_);
-    left[x] = static_cast<std::uint32_t>(at.low);
-    fraction[x] = at.fraction;
-    rough[x] = at.high == at.low ? 0.0F : static_cast<float>(at.fraction);
+    left_[x] = static_cast<std::uint32_t>(at.low);
+    fraction_[x] = at.fraction;
+    rough_[x] = at.high == at.low ? 0.0F : static_cast<float>(at.fraction);
   }
-  columns_ = {left, fraction, rough, target_width_, static_cast<std::uint32_t>(source_width_ - 1)};
+  columns_ = {left_.get(), fraction_.get(), rough_.get(), target_width_,
+              static_cast<std::uint32_t>(source_width_ - 1)};
   return true;
 }
 
 bool ResizeStage::make_sixteenth_columns() {
-  left_ = make_plane(target_width_ * sizeof(std::uint32_t));
-  share_ = make_plane(target_width_ * sizeof(kernels::Sixteenths));
-  if (left_ == nullptr || share_ == nullptr) {
+  left_ = make_buffer<std::uint32_t>(target_width_);
+  share_ = make_buffer<kernels::Sixteenths>(target_width_);
+  sum_[0] = make_buffer<std::uint16_t>(3 * target_width_);
+  sum_[1] = make_buffer<std::uint16_t>(3 * target_width_);
+  if (left_ == nullptr || share_ == nullptr || sum_[0] == nullptr || sum_[1] == nullptr) {
     return false;
   }
-  auto* left = reinterpret_cast<std::uint32_t*>(left_.get());
-  auto* share = reinterpret_cast<kernels::Sixteenths*>(share_.get());
   for (std::size_t x = 0; x < target_width_; ++x) {
     const Position at = position(x, scale_w_, source_width_);
     // The last source column is its own right neighbor: all 16 shares are its own.
     const double right = at.high == at.low ? 0.0 : sixteenths(at.fraction);
-    left[x] = static_cast<std::uint32_t>(at.low);
-    share[x] = {static_cast<std::uint8_t>(16.0 - right), static_cast<std::uint8_t>(right)};
+    left_[x] = static_cast<std::uint32_t>(at.low);
+    share_[x] = {static_cast<std::uint8_t>(16.0 - right), static_cast<std::uint8_t>(right)};
   }
-  sixteenth_columns_ = {left, share, target_width_};
+  sixteenth_columns_ = {left_.get(), share_.get(), target_width_};
   return true;
 }
 
-bool ResizeStage::make_across(std::size_t value_bytes) {
-  for (Plane& values : across_) {
-    values = make_plane(3 * target_width_ * value_bytes);
-  }
-  return across_[0] != nullptr && across_[1] != nullptr;
-}
-
-// A source row, one of the two read last, scaled across when it is wanted for the first time.
-const std::uint8_t* ResizeStage::across(std::size_t source_row, ReadStage& read) {
-  std::uint8_t* values = across_[source_row % 2].get();
-  std::size_t& scaled = scaled_[source_row % 2];
-  if (scaled == source_row + 1) {
-    return values;
+// A source row is one of the two read last, and scaled across when it is wanted for the first time.
+void ResizeStage::scale_across(std::size_t source_row, ReadStage& read) {
+  const std::size_t place = source_row % 2;
+  if (scaled_[place] == source_row + 1) {
+    return;
   }
   const kernels::Table& kernels = kernels::chosen_table();
   if (in_sixteenths_) {
-    kernels.sixteenths_across(sixteenth_columns_, read.row(source_row),
-                              reinterpret_cast<std::uint16_t*>(values));
+    kernels.sixteenths_across(sixteenth_columns_, read.row(source_row), sum_[place].get());
   } else {
-    kernels.resize_across(columns_, read.row(source_row), reinterpret_cast<float*>(values));
+    kernels.resize_across(columns_, read.row(source_row), estimate_[place].get());
   }
-  scaled = source_row + 1;
-  return values;
+  scaled_[place] = source_row + 1;
+}
+
+void ResizeStage::scale_down(std::size_t low, std::size_t high, double fraction, ReadStage& read) {
+  scale_across(low, read);
+  scale_across(high, read);
+  const kernels::Table& kernels = kernels::chosen_table();
+  if (in_sixteenths_) {
+    kernels.sixteenths_down(sum_[low % 2].get(), sum_[high % 2].get(),
+                            static_cast<std::uint16_t>(sixteenths(fraction)), row_.get(),
+                            target_width_);
+  } else {
+    kernels.resize_down(columns_, fraction, {read.row(low), estimate_[low % 2].get()},
+                        {read.row(high), estimate_[high % 2].get()}, row_.get());
+  }
 }
 
 std::uint8_t* ResizeStage::row(std::size_t y, ReadStage& read, cups_raster_t* raster) {
@@ -141,19 +144,7 @@ std::uint8_t* ResizeStage::row(std::size_t y, ReadStage& read, cups_raster_t* ra
     }
   }
   // A lower line that weighs nothing is not worth scaling.
-  const std::size_t low = at.low;
-  const std::size_t high = at.fraction == 0.0 ? low : at.high;
-  const std::uint8_t* top = across(low, read);
-  const std::uint8_t* bottom = across(high, read);
-  const kernels::Table& kernels = kernels::chosen_table();
-  if (in_sixteenths_) {
-    kernels.sixteenths_down(
-        reinterpret_cast<const std::uint16_t*>(top), reinterpret_cast<const std::uint16_t*>(bottom),
-        static_cast<std::uint16_t>(sixteenths(at.fraction)), row_.get(), target_width_);
-  } else {
-    kernels.resize_down(columns_, at.fraction, {read.row(low), reinterpret_cast<const float*>(top)},
-                        {read.row(high), reinterpret_cast<const float*>(bottom)}, row_.get());
-  }
+  scale_down(at.low, at.fraction == 0.0 ? at.low : at.high, at.fraction, read);
   resized_.take_rgb(y, row_.get());
   return row_.get();
 }

@@ -29,11 +29,6 @@
 
 struct PrintOptions;
 
-// One row of three planes.
-struct PlaneRow {
-  std::uint8_t* plane[3];
-};
-
 // Stage 1: raster lines to chunky RGB rows.
 class ReadStage {
  public:
@@ -95,8 +90,8 @@ class ResizeStage {
  private:
   [[nodiscard]] bool make_columns();
   [[nodiscard]] bool make_sixteenth_columns();
-  [[nodiscard]] bool make_across(std::size_t value_bytes);
-  [[nodiscard]] const std::uint8_t* across(std::size_t source_row, ReadStage& read);
+  void scale_across(std::size_t source_row, ReadStage& read);
+  void scale_down(std::size_t low, std::size_t high, double fraction, ReadStage& read);
 
   std::size_t source_width_ = 0;
   std::size_t source_height_ = 0;
@@ -108,11 +103,15 @@ class ResizeStage {
   bool ready_ = false;
   bool in_sixteenths_ = false;  // all positions are whole sixteenths: exact in integers
   Plane row_;
-  Plane left_, fraction_, rough_;  // arrays of columns_
+  Buffer<std::uint32_t> left_;
+  Buffer<double> fraction_;
+  Buffer<float> rough_;
   kernels::ResizeColumns columns_ = {};
-  Plane share_;  // with left_, arrays of sixteenth_columns_
+  Buffer<kernels::Sixteenths> share_;
   kernels::SixteenthColumns sixteenth_columns_ = {};
-  Plane across_[2];             // the source rows read last, scaled across
+  // The source rows read last, scaled across: either in sixteenths or estimated.
+  Buffer<std::uint16_t> sum_[2];
+  Buffer<float> estimate_[2];
   std::size_t scaled_[2] = {};  // which rows they are, counted from 1; 0 is none
   StageImage resized_;
 };
@@ -221,8 +220,9 @@ class PlaceStage {
   std::size_t next_row_ = 0;
   bool has_canvas_ = false;
   bool ready_ = false;
-  Plane map_;        // turned: source column of each column of the effective area
-  Plane runs_room_;  // what of a row goes where in its line of the canvas (turned: of a column)
+  Buffer<std::uint32_t> map_;  // turned: source column of each column of the effective area
+  Buffer<kernels::CopyRun>
+      runs_room_;  // what of a row goes where in its line of the canvas (turned: of a column)
   std::span<const kernels::CopyRun> runs_;
   PlaneSet canvas_;
 };
