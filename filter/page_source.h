@@ -1,8 +1,7 @@
-// Where the lines of a page come from: straight from the raster stream, kept for copies, or
-// skipped.
+// The raster stream on descriptor 0, and its way to the next page.
 //
 // libcups delivers a page's lines once and never skips those that were not read: it would take
-// pixels for the next header. So whoever leaves a page early has to read the rest away.
+// pixels for the next header. So the rest of a page that is left early has to be read.
 #pragma once
 
 #include <cups/raster.h>
@@ -44,33 +43,6 @@ class RasterInput {
   int error_ = 0;
 };
 
-// The lines of one page in memory, for copies that are built from them.
-class KeptPage {
- public:
-  // Reads the page's lines from `raster` until the last one or the first that cannot be read. When
-  // memory runs out nothing is kept.
-  void keep(const cups_page_header2_t& header, cups_raster_t* raster);
-
-  // Stands for a page that broke off behind so many lines, which are gone: nothing of it is ever
-  // printed, so that any lines will do. When memory runs out nothing is kept.
-  void keep_broken_off(const cups_page_header2_t& header, std::size_t lines);
-
-  // A raster stream that stands at the page's first line and ends where keeping ended; null when
-  // nothing was kept. `this` must outlive it, and it must be closed before the next call.
-  [[nodiscard]] Raster open();
-
- private:
-  static ssize_t read(void* page, unsigned char* buffer, std::size_t bytes);
-  [[nodiscard]] bool make_room(std::size_t bytes);
-  void keep_header(const cups_page_header2_t& header);
-  [[nodiscard]] std::uint8_t* next_line(std::size_t line_bytes);
-
-  Plane bytes_;  // sync word, header, lines as libcups delivered them
-  std::size_t size_ = 0;
-  std::size_t capacity_ = 0;
-  std::size_t position_ = 0;
-};
-
-// Reads what is left of the page away. False when there is no memory for a line: then the next
+// Reads what is left of the page. False when there is no memory for a line: then the next
 // header cannot be found, and the job has to end.
 [[nodiscard]] bool skip_rest_of_page(const cups_page_header2_t& header, cups_raster_t* raster);

@@ -1,3 +1,4 @@
+// The page that is held, and the sheet on which two pages are merged.
 #include "filter/two_up.h"
 
 #include <algorithm>
@@ -14,71 +15,94 @@
 namespace {
 
 constexpr std::uint8_t kWhite = 255;
+// The top image goes this much beyond the sheet's edge, where the printer does not reach.
+constexpr std::int32_t kTopRaisedRows = 5;
 
-// The odd page that waits for its even one.
-struct HeldPage {
-  PlaneSet planes;
-  std::int32_t width = 0;
-  std::int32_t height = 0;
-  bool held = false;
-};
-HeldPage page_buffer;
+// The odd page that waits for its even one; null when none does.
+const SheetImage* held_page = nullptr;
 
 // Every sheet of a paired job begins here, and none does once the job is cancelled: a cancel may
 // come while two pages are merged, or while the first of two is printed.
-void print_unless_cancelled(const PlaneSet& planes, std::int32_t width, std::int32_t height) {
+void print_unless_cancelled(const SheetImage& sheet) {
   if (job_cancelled()) {
     return;
   }
-  print_single_page_to_printer(planes.plane[0].get(), planes.plane[1].get(), planes.plane[2].get(),
-                               width, height);
+  print_single_page_to_printer(sheet.planes.plane[0].get(), sheet.planes.plane[1].get(),
+                               sheet.planes.plane[2].get(), sheet.width, sheet.height);
 }
 
-PageImage image_of(const PlaneSet& planes, std::int32_t width, std::int32_t height) {
-  return {{planes.plane[0].get(), planes.plane[1].get(), planes.plane[2].get()}, width, height};
+bool lacks_a_plane(const SheetImage& sheet) {
+  return std::any_of(std::begin(sheet.planes.plane), std::end(sheet.planes.plane),
+                     [](const Plane& plane) { return plane == nullptr; });
 }
 
-// Copies what `image` has of width x height onto a sheet plane, its first row on row `first_row`.
-// Rows that fall off the sheet are left out.
-void place(const PageImage& image, std::size_t plane, std::int32_t width, std::int32_t height,
-           std::int32_t first_row, std::uint8_t* sheet) {
-  const std::int32_t offset_x = (MERGE_CANVAS_WIDTH - width) / 2;
-  const auto columns = static_cast<std::size_t>(std::min(width, image.width));
+bool make_white(SheetImage& sheet, std::int32_t width, std::int32_t height) {
+  const auto columns = static_cast<std::size_t>(std::max(width, 0));
+  const auto rows = static_cast<std::size_t>(std::max(height, 0));
+  sheet.width = width;
+  sheet.height = height;
+  if (!make_planes(sheet.planes, columns, rows)) {
+    return false;
+  }
+  for (Plane& plane : sheet.planes.plane) {
+    std::memset(plane.get(), kWhite, columns * rows);
+  }
+  return true;
+}
+
+// Copies what `image` has of width x height onto a sheet, centered, its first row on row
+// `first_row`. Rows beyond the sheet are left out.
+void place(const SheetImage& image, std::int32_t width, std::int32_t height, std::int32_t first_row,
+           SheetImage& sheet) {
+  const std::int32_t columns = std::min(width, image.width);
+  if (columns <= 0) {
+    return;
+  }
+  const std::int32_t offset_x = (sheet.width - width) / 2;
   for (std::int32_t r = 0; r < std::min(height, image.height); ++r) {
     const std::int64_t row = std::int64_t{first_row} + r;
-    if (row >= 0 && row < MERGE_CANVAS_HEIGHT) {
-      std::memcpy(sheet + row * MERGE_CANVAS_WIDTH + offset_x,
-                  image.plane[plane] + std::size_t(r) * std::size_t(image.width), columns);
+    if (row < 0 || row >= sheet.height) {
+      continue;
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+      std::memcpy(sheet.planes.plane[i].get() + row * sheet.width + offset_x,
+                  image.planes.plane[i].get() + std::int64_t{r} * image.width,
+                  static_cast<std::size_t>(columns));
     }
   }
 }
 
-// The picture of an input in the size both inputs are laid out with.
-void save_input(const char* tag, const PageImage& image, std::int32_t width, std::int32_t height) {
+void save_image(const char* tag, const SheetImage& image) {
+  save_debug_image(tag, image.planes.plane[0].get(), image.planes.plane[1].get(),
+                   image.planes.plane[2].get(), static_cast<unsigned>(image.width), image.height);
+}
+
+// The debug image of an input, in the size both inputs are laid out with. Without memory it is left
+// out.
+void save_input(const char* tag, const SheetImage& image, std::int32_t width, std::int32_t height) {
   if (!debug_images_wanted()) {
     return;
   }
   if (image.width == width && image.height == height) {
-    save_debug_image(tag, image.plane[0], image.plane[1], image.plane[2],
-                     static_cast<unsigned>(width), height);
+    save_image(tag, image);
     return;
   }
-  PlaneSet padded;
-  const auto columns = static_cast<std::size_t>(std::max(width, 0));
-  const auto rows = static_cast<std::size_t>(std::max(height, 0));
-  if (!make_planes(padded, columns, rows)) {
-    return;
+  SheetImage padded;
+  if (make_white(padded, width, height)) {
+    place(image, width, height, 0, padded);
+    save_image(tag, padded);
   }
-  for (std::size_t i = 0; i < 3; ++i) {
-    std::memset(padded.plane[i].get(), kWhite, columns * rows);
-    for (std::int32_t r = 0; r < std::min(height, image.height); ++r) {
-      std::memcpy(padded.plane[i].get() + std::size_t(r) * columns,
-                  image.plane[i] + std::size_t(r) * std::size_t(image.width),
-                  static_cast<std::size_t>(std::max(0, std::min(width, image.width))));
-    }
-  }
-  save_debug_image(tag, padded.plane[0].get(), padded.plane[1].get(), padded.plane[2].get(),
-                   static_cast<unsigned>(width), height);
+}
+
+void log_merged(std::int32_t width, std::int32_t height, std::int32_t top_row,
+                std::int32_t bottom_row) {
+  const std::int32_t offset_x = (MERGE_CANVAS_WIDTH - width) / 2;
+  // Deliberate: "K905-2", the only line of its kind; people search logs for it.
+  log_line("K905-2: Merged 6x4 images (simple center merge) %dx%d, src %dx%d", MERGE_CANVAS_WIDTH,
+           MERGE_CANVAS_HEIGHT, width, height);
+  log_line("        Top: offset_y=%d, offset_x=%d", top_row, offset_x);
+  log_line("        Bottom: offset_y=%d, offset_x=%d", bottom_row, offset_x);
+  log_line("        Gap: %dpx", MERGE_GAP_ROWS);
 }
 
 }  // namespace
@@ -87,6 +111,7 @@ bool decide_merge_mode() {
   const char* paper = current_options.paper_config != nullptr
                           ? current_options.paper_config->ppd_name
                           : current_options.ppd_paper_name;
+  // Deliberate: found anywhere in the name, so that a cut variant of the paper is paired as well.
   const bool is_6x4 = std::strstr(paper, "w288h432") != nullptr ||
                       std::strstr(paper, "6x4") != nullptr || std::strstr(paper, "4x6") != nullptr;
   if (std::strcmp(current_options.ribbon_size, "6x8") == 0 && is_6x4) {
@@ -101,52 +126,48 @@ bool decide_merge_mode() {
   return false;
 }
 
-void store_odd_page(PlaneSet planes, std::int32_t width, std::int32_t height, int page_number) {
+bool is_held(const SheetImage& sheet) { return held_page == &sheet; }
+
+void store_odd_page(const SheetImage& sheet, int page_number) {
   log_line("K905-1: Page %d is ODD - storing in buffer", page_number);
-  if (page_buffer.held) {
+  if (held_page != nullptr) {
     log_line("K905-1: Buffer already has image, printing it first");
-    print_unless_cancelled(page_buffer.planes, page_buffer.width, page_buffer.height);
+    print_unless_cancelled(*held_page);
   }
-  page_buffer = {std::move(planes), width, height, true};
+  held_page = &sheet;
 }
 
-void merge_even_page(PlaneSet planes, std::int32_t width, std::int32_t height, int page_number) {
-  if (!page_buffer.held) {
+void merge_even_page(const SheetImage& sheet, int page_number) {
+  if (held_page == nullptr) {
     log_line("K905-1: Page %d is EVEN but no buffered ODD page - printing single", page_number);
-    print_unless_cancelled(planes, width, height);
+    print_unless_cancelled(sheet);
     return;
   }
-  const HeldPage held = std::exchange(page_buffer, {});
+  const SheetImage& held = *std::exchange(held_page, nullptr);
   log_line("K905-1: Page %d is EVEN - merging with buffered ODD page", page_number);
   log_line("K905-1: Merging ODD page (%dx%d) with EVEN page (%dx%d)", held.width, held.height,
-           width, height);
+           sheet.width, sheet.height);
   log_line("K905-1: Merging two 6x4 pages to 6x8 (width=%d, height=%d)", held.width, held.height);
-  if (merge_two_up(image_of(held.planes, held.width, held.height),
-                   image_of(planes, width, height))) {
+  if (merge_two_up(held, sheet)) {
     return;
   }
   log_line("K905-1: Merge failed, printing separately");
-  print_unless_cancelled(held.planes, held.width, held.height);
-  print_unless_cancelled(planes, width, height);
+  print_unless_cancelled(held);
+  print_unless_cancelled(sheet);
 }
 
 void print_held_page() {
-  if (!page_buffer.held) {
+  if (held_page == nullptr) {
     return;
   }
   log_line("K905-1: Program end - found buffered ODD page (single 6x4)");
-  print_unless_cancelled(page_buffer.planes, page_buffer.width, page_buffer.height);
-  page_buffer = {};
+  print_unless_cancelled(*std::exchange(held_page, nullptr));
 }
 
-void drop_held_page() { page_buffer = {}; }
+void drop_held_page() { held_page = nullptr; }
 
-bool merge_two_up(const PageImage& top, const PageImage& bottom) {
-  const auto has_null = [](const PageImage& image) {
-    return std::any_of(std::begin(image.plane), std::end(image.plane),
-                       [](const std::uint8_t* plane) { return plane == nullptr; });
-  };
-  if (has_null(top) || has_null(bottom)) {
+bool merge_two_up(const SheetImage& top, const SheetImage& bottom) {
+  if (lacks_a_plane(top) || lacks_a_plane(bottom)) {
     log_line("K905-1: ERROR: Null pointers in merge function");
     return false;
   }
@@ -162,33 +183,21 @@ bool merge_two_up(const PageImage& top, const PageImage& bottom) {
   log_line("K905-1: Merging 6x4 images: input size=%dx%d, simple center merge with %dpx gap", width,
            height, MERGE_GAP_ROWS);
 
-  PlaneSet sheet;
-  if (!make_planes(sheet, MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT)) {
+  SheetImage sheet;
+  if (!make_white(sheet, MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT)) {
     log_line("K905-1: Failed to merge pages");
     return false;
   }
-  // Deliberate: the first rows of the top image are dropped, so that both images sit where the
+  // Deliberate: the first rows of the top image are dropped, so that both images are where the
   // sheet is cut.
-  const std::int32_t top_row = -MERGE_TOP_RAISED_ROWS;
-  const std::int32_t bottom_row = static_cast<std::int32_t>(std::min<std::int64_t>(
-      std::int64_t{height} - MERGE_TOP_RAISED_ROWS + MERGE_GAP_ROWS, INT32_MAX));
-  for (std::size_t i = 0; i < 3; ++i) {
-    std::uint8_t* plane = sheet.plane[i].get();
-    std::memset(plane, kWhite, std::size_t{MERGE_CANVAS_WIDTH} * MERGE_CANVAS_HEIGHT);
-    place(top, i, width, height, top_row, plane);
-    place(bottom, i, width, height, bottom_row, plane);
-  }
-
-  const std::int32_t offset_x = (MERGE_CANVAS_WIDTH - width) / 2;
-  // Deliberate: "K905-2", the only line of its kind; people search logs for it.
-  log_line("K905-2: Merged 6x4 images (simple center merge) %dx%d, src %dx%d", MERGE_CANVAS_WIDTH,
-           MERGE_CANVAS_HEIGHT, width, height);
-  log_line("        Top: offset_y=%d, offset_x=%d", top_row, offset_x);
-  log_line("        Bottom: offset_y=%d, offset_x=%d", bottom_row, offset_x);
-  log_line("        Gap: %dpx", MERGE_GAP_ROWS);
-  save_debug_image("08c_merged_before_bleed", sheet.plane[0].get(), sheet.plane[1].get(),
-                   sheet.plane[2].get(), MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT);
+  const std::int32_t top_row = -kTopRaisedRows;
+  const std::int32_t bottom_row = static_cast<std::int32_t>(
+      std::min<std::int64_t>(std::int64_t{height} - kTopRaisedRows + MERGE_GAP_ROWS, INT32_MAX));
+  place(top, width, height, top_row, sheet);
+  place(bottom, width, height, bottom_row, sheet);
+  log_merged(width, height, top_row, bottom_row);
+  save_image("08c_merged_before_bleed", sheet);
   log_line("K905-1: Successfully merged to 6x8 (%dx%d)", MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT);
-  print_unless_cancelled(sheet, MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT);
+  print_unless_cancelled(sheet);
   return true;
 }

@@ -1,3 +1,4 @@
+// Targets, canvas, bleeds and what they leave.
 #include "geometry/page_layout.h"
 
 #include <utility>
@@ -14,11 +15,11 @@ std::int32_t bleed(std::int32_t paper_px, std::int32_t user_px) {
   return sum < 1 ? 0 : saturate_to_int32(sum);
 }
 
-// What two bleeds leave of one side of the canvas. Something always stays, so that the picture can
+// What two bleeds leave of one side of the canvas. Something always stays, so that the image can
 // still be stretched into it.
 std::int32_t side_between(std::int32_t canvas, std::int32_t bleed_before,
-                          std::int32_t bleed_behind) {
-  const std::int64_t side = std::int64_t{canvas} - bleed_before - bleed_behind;
+                          std::int32_t bleed_after) {
+  const std::int64_t side = std::int64_t{canvas} - bleed_before - bleed_after;
   return side < 2 ? 1 : saturate_to_int32(side);
 }
 
@@ -46,5 +47,9 @@ PageLayout page_layout(const PrintOptions& options) {
   layout.effective_width = side_between(layout.canvas_width, layout.bleed_left, layout.bleed_right);
   layout.effective_height =
       side_between(layout.canvas_height, layout.bleed_top, layout.bleed_bottom);
+
+  layout.paper_label = paper.label;
+  layout.has_user_bleed = options.bleed_top_px != 0 || options.bleed_bottom_px != 0 ||
+                          options.bleed_left_px != 0 || options.bleed_right_px != 0;
   return layout;
 }

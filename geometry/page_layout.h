@@ -7,8 +7,8 @@ struct PrintOptions;
 
 // All in pixels at 300 dpi (vertically 600 dpi when interlaced).
 struct PageLayout {
-  // What the picture is resized to. When the page is turned, width and height are exchanged,
-  // because the picture still lies on its side then.
+  // What the image is resized to. When the page is rotated, width and height are exchanged, because
+  // the image is rotated later.
   std::int32_t target_width;
   std::int32_t target_height;
 
@@ -25,6 +25,10 @@ struct PageLayout {
   // Canvas less bleeds; a side below 2 is 1.
   std::int32_t effective_width;
   std::int32_t effective_height;
+
+  // For the log.
+  const char* paper_label = "";
+  bool has_user_bleed = false;  // some bleed is not the paper's own
 };
 
 // `options.paper_config` must not be null. Sums of bleeds saturate, nothing here can overflow.

@@ -1,3 +1,4 @@
+// One slot per color, by a hash of it: a newer color replaces an older one.
 #include "pipeline/color_cache.h"
 
 #include <endian.h>
@@ -5,12 +6,14 @@
 #include <algorithm>
 #include <cstring>
 
+#include "pipeline/kernels/kernels.h"
+
 namespace {
 
 constexpr std::size_t kEntries = std::size_t{1} << 17;
 
-// Asking goes on from trial to trial. A trial's first rows do not count: after a rest, what the
-// memory knows is from elsewhere in the picture.
+// The cache is asked from trial to trial. A trial's first rows do not count: after a rest, what the
+// cache holds is from elsewhere in the image.
 constexpr int kTrialRows = 16;
 constexpr int kUncountedRows = 8;
 
@@ -21,23 +24,51 @@ constexpr std::size_t kBearablePercentCheap = 25;
 constexpr int kShortestRest = 48;
 constexpr int kLongestRest = 768;
 
-// A color as one number of 24 bits, which takes one load and one store on most processors. Reads
-// one byte behind the triple.
-std::uint32_t color_of(const std::uint8_t* rgb) {
+// A color is a number of 24 bits, red lowest.
+std::uint32_t load_color(const std::uint8_t* rgb) {  // reads one byte after the triple
   std::uint32_t four_bytes = 0;
   std::memcpy(&four_bytes, rgb, 4);
   return le32toh(four_bytes) & 0xFFFFFFU;
 }
 
-// Of `number` the lower 24 bits.
-void put_color(std::uint8_t* rgb, std::uint32_t number) {
-  const std::uint32_t four_bytes = htole32(number);
-  std::memcpy(rgb, &four_bytes, 3);
+// To RGB triples, eight at a time, because half of a shorter loop is counting. Writes one byte
+// after the last triple.
+void store_colors(const std::uint32_t* colors, std::size_t count, std::uint8_t* rgb) {
+  constexpr std::size_t kAtOnce = 8;
+  const auto store = [=](std::size_t i) {
+    const std::uint32_t four_bytes = htole32(colors[i]);
+    std::memcpy(rgb + 3 * i, &four_bytes, 4);
+  };
+  std::size_t i = 0;
+  for (; i + kAtOnce <= count; i += kAtOnce) {
+    for (std::size_t j = 0; j < kAtOnce; ++j) {
+      store(i + j);
+    }
+  }
+  for (; i < count; ++i) {
+    store(i);
+  }
+}
+
+void gather_colors(const PlaneRow& row, std::size_t count, std::uint32_t* colors) {
+  const auto& [red, green, blue] = row.plane;
+  for (std::size_t x = 0; x < count; ++x) {
+    colors[x] = red[x] | std::uint32_t{green[x]} << 8U | std::uint32_t{blue[x]} << 16U;
+  }
+}
+
+void scatter_colors(const std::uint32_t* colors, std::size_t count, const PlaneRow& row) {
+  for (unsigned channel = 0; channel < 3; ++channel) {
+    std::uint8_t* plane = row.plane[channel];
+    for (std::size_t x = 0; x < count; ++x) {
+      plane[x] = static_cast<std::uint8_t>(colors[x] >> 8U * channel);
+    }
+  }
 }
 
 // Multiplying by an odd number modulo 2^24 only reorders the colors. So the upper 17 bits of the
 // product choose a slot and the lower 7 tell which color of that slot it is: an entry needs no
-// more of its key, fits 32 bits, and the whole memory fits a small second-level cache.
+// more of its key, fits 32 bits, and the whole cache fits a small second-level cache.
 std::uint32_t reordered(std::uint32_t color) { return color * 0x3779B1U; }
 
 std::size_t slot_of(std::uint32_t color) { return (reordered(color) >> 7U) % kEntries; }
@@ -69,18 +100,19 @@ void ColorCache::begin_trial() {
   unknown_ = 0;
 }
 
-void ColorCache::convert_row(std::uint8_t* rgb, std::size_t width, const Conversion& conversion) {
+void ColorCache::convert_row(const PlaneRow& row, std::size_t width, const Conversion& conversion) {
   const bool ask = entries_ != nullptr && resting_rows_ == 0;
   std::size_t unknown = 0;
   for (std::size_t done = 0; done < width; done += kMostAtOnce) {
-    std::uint8_t* part = rgb + 3 * done;
+    const PlaneRow part = row.from(done);
     const std::size_t count = std::min(width - done, kMostAtOnce);
+    std::uint32_t colors[kMostAtOnce];
+    gather_colors(part, count, colors);
     if (ask) {
-      unknown += convert_known(part, count, conversion);
+      unknown += convert_unknown(colors, count, conversion);
+      scatter_colors(colors, count, part);
     } else {
-      std::uint8_t converted[3 * kMostAtOnce];
-      conversion.convert(conversion.context, part, converted, count);
-      std::memcpy(part, converted, 3 * count);
+      convert_all(colors, count, conversion, part);
     }
   }
   if (ask) {
@@ -90,38 +122,44 @@ void ColorCache::convert_row(std::uint8_t* rgb, std::size_t width, const Convers
   }
 }
 
-// Answers from memory what it can, converts the rest in one call and remembers it.
+void ColorCache::convert_all(const std::uint32_t* colors, std::size_t count,
+                             const Conversion& conversion, const PlaneRow& row) {
+  std::uint8_t rgb[3 * kMostAtOnce + 1];
+  std::uint8_t converted[3 * kMostAtOnce + kernels::kRowSlack];
+  store_colors(colors, count, rgb);
+  conversion.convert(conversion.context, rgb, converted, count);
+  kernels::chosen_table().split(converted, row.plane[0], row.plane[1], row.plane[2], count);
+}
+
+// Takes from the cache what it can, converts the rest in one call and puts it into the cache.
 //
-// Known and unknown colors come in no order that a processor could guess, so the loop has no
-// branch: every pixel is noted as unknown, in a place that the next one takes if it was not, and
-// every pixel gets what its slot holds, be it of another color.
-std::size_t ColorCache::convert_known(std::uint8_t* rgb, std::size_t width,
-                                      const Conversion& conversion) {
-  std::uint32_t colors[kMostAtOnce];
+// Known and unknown colors come in no order that a processor could predict, so the loop has no
+// branch: every color is noted as unknown, in a place that the next one takes if it was not, and
+// every color is replaced by what its slot holds, be it of another color.
+std::size_t ColorCache::convert_unknown(std::uint32_t* colors, std::size_t count,
+                                        const Conversion& conversion) {
+  std::uint32_t unknown_colors[kMostAtOnce];
   std::uint32_t places[kMostAtOnce];
   std::size_t unknown = 0;
-  for (std::size_t x = 0; x < width; ++x) {
-    std::uint8_t* pixel = rgb + 3 * x;
-    const std::uint32_t color = color_of(pixel);
+  for (std::size_t x = 0; x < count; ++x) {
+    const std::uint32_t color = colors[x];
     const std::uint32_t entry = entries_[slot_of(color)];
-    put_color(pixel, entry);
-    colors[unknown] = color;
+    colors[x] = entry;
+    unknown_colors[unknown] = color;
     places[unknown] = static_cast<std::uint32_t>(x);
     unknown += entry >> 24U != tag_of(color) ? 1 : 0;
   }
   if (unknown == 0) {
     return 0;
   }
-  std::uint8_t news[3 * kMostAtOnce];
-  std::uint8_t converted[3 * kMostAtOnce + 1];  // read in fours
+  std::uint8_t rgb[3 * kMostAtOnce + 1];
+  std::uint8_t converted[3 * kMostAtOnce + 1];
+  store_colors(unknown_colors, unknown, rgb);
+  conversion.convert(conversion.context, rgb, converted, unknown);
   for (std::size_t i = 0; i < unknown; ++i) {
-    put_color(news + 3 * i, colors[i]);
-  }
-  conversion.convert(conversion.context, news, converted, unknown);
-  for (std::size_t i = 0; i < unknown; ++i) {
-    const std::uint32_t color = color_of(converted + 3 * i);
-    entries_[slot_of(colors[i])] = tag_of(colors[i]) << 24U | color;
-    put_color(rgb + 3 * std::size_t{places[i]}, color);
+    const std::uint32_t color = load_color(converted + 3 * i);
+    entries_[slot_of(unknown_colors[i])] = tag_of(unknown_colors[i]) << 24U | color;
+    colors[places[i]] = color;
   }
   return unknown;
 }

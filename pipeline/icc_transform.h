@@ -1,11 +1,9 @@
-// The conversion through ICC profiles: everything that touches Little CMS.
+// The conversion through ICC profiles: the only place that calls Little CMS.
 //
-// Degrades, never fails: whatever goes wrong, the colors stay and the log says so. Most of what is
-// remembered here is for the log, which speaks only after the page is through: it shows pixels
-// before and after, tries the transform on four colors and looks whether it changed anything.
+// A job has one transform for each pair of profiles that it asks for, usually one: a profile file
+// that is replaced while the job runs takes effect with the next job. Nothing here fails a page:
+// what goes wrong is a fact for the log, and the colors stay.
 #pragma once
-
-#include <sys/types.h>
 
 #include <array>
 #include <cstddef>
@@ -17,30 +15,22 @@
 
 struct PrintOptions;
 
-// What stat says about a profile's file, enough to know it again. The time of the last change is
-// the one that nobody can put back.
-struct ProfileFile {
-  enum class Kind : std::uint8_t { kMissing, kNotRegular, kRegular };
-  Kind kind = Kind::kMissing;
-  dev_t device = 0;
-  ino_t inode = 0;
-  off_t size = 0;
-  std::int64_t changed_s = 0;
-  std::int64_t changed_ns = 0;
-  bool operator==(const ProfileFile&) const = default;
+// What a transform gives for one color: three bytes, four for CMYK, one for Gray.
+using IccOutput = std::array<std::uint8_t, 4>;
+
+// The colors on which every transform is tried for the log.
+struct IccSampleColor {
+  const char* name;
+  Rgb rgb;
+};
+inline constexpr IccSampleColor kIccSampleColors[4] = {
+    {"Red", {255, 0, 0}},
+    {"Green", {0, 255, 0}},
+    {"Blue", {0, 0, 255}},
+    {"Yellow", {255, 255, 0}},
 };
 
-// All that a transform depends on.
-struct IccRequest {
-  char source_path[512] = "";
-  char target_path[512] = "";
-  std::uint32_t intent = 0;
-  ProfileFile source_file;
-  ProfileFile target_file;
-  bool operator==(const IccRequest&) const = default;
-};
-
-// What came of making a transform: the facts that rows and log need.
+// What came of making a transform.
 struct IccSetup {
   enum class Outcome : std::uint8_t {
     kNoSourceProfile,  // not even the built-in one
@@ -49,11 +39,8 @@ struct IccSetup {
     kNoTransform,
     kReady,
   };
-  enum class Profile : std::uint8_t {
-    kOpened,
-    kMissing,
-    kCannotOpen
-  };  // but kOpened: built-in sRGB
+  // A profile that is not kOpened is replaced by the built-in sRGB.
+  enum class Profile : std::uint8_t { kOpened, kMissing, kCannotOpen };
   enum class Target : std::uint8_t { kRgb, kCmyk, kGray };
 
   Outcome outcome = Outcome::kNoSourceProfile;
@@ -61,78 +48,48 @@ struct IccSetup {
   Profile target = Profile::kMissing;
   const char* source_space = "";  // as the log names it
   const char* target_space = "";
+  const char* intent_log = "";  // log lines
+  const char* target_log = "";
   Target target_kind = Target::kRgb;
-  bool changes_nothing = false;    // every color stays: rows need not be converted
   bool is_expensive = false;       // goes through tables rather than through a matrix
   bool second_try_worked = false;  // kNoTransform: what the further try gave for pure red
-  std::uint8_t second_try_red[4] = {};
-  std::uint8_t samples[4][4] = {};  // kReady: the sample colors, converted
+  IccOutput second_try_red = {};
+  IccOutput samples[std::size(kIccSampleColors)] = {};  // kReady
 };
 
-struct TransformDeleter {
-  void operator()(void* transform) const noexcept;
-};
-using Transform = std::unique_ptr<void, TransformDeleter>;
-
-// What may live from page to page: the transform and the colors it has converted, as long as
-// paths, intent and files stay the same. The log says what it would say of a fresh transform.
-class IccCache {
- private:
-  friend class IccConversion;
-  IccRequest request_;
-  IccSetup setup_;
-  Transform transform_;  // null: nothing to build on
-  ColorCache colors_;
-};
-
-// One page's conversion. The image is width x height pixels; its rows come chunky and in order, and
-// column x of the image is column width - 1 - x of a row when `mirrored`.
-class IccConversion {
+class IccTransform {
  public:
-  // Opens profiles and creates the transform where the settings ask for it. Logs nothing. `memory`
-  // may be null; otherwise it outlives the rows.
-  void prepare(const PrintOptions& options, std::size_t width, std::size_t height, bool mirrored,
-               IccCache* memory);
+  // Before each page: opens the profiles and makes the transform that the options ask for, unless
+  // it is the one of the page before. Logs nothing.
+  void prepare(const PrintOptions& options);
 
-  // Converts row `y` (width x 3 bytes, slack behind) in place; leaves it as it is when there is
-  // nothing to convert with.
-  void row(std::size_t y, std::uint8_t* rgb);
+  [[nodiscard]] const IccSetup& setup() const { return setup_; }
+  [[nodiscard]] bool is_ready() const { return setup_.outcome == IccSetup::Outcome::kReady; }
 
-  // Tells of the whole conversion, with the options that were prepared. May be called again.
-  void report(const PrintOptions& options) const;
+  // Three plane rows of `width` bytes, slack after each, in place. Only when ready.
+  void convert(const PlaneRow& row, std::size_t width);
+
+  // What Little CMS gives for one color. Only when ready.
+  [[nodiscard]] IccOutput output_for(const Rgb& color) const;
 
  private:
-  using Rgb = std::array<std::uint8_t, 3>;
+  // All that a transform depends on.
+  struct Request {
+    char source_path[512] = "";
+    char target_path[512] = "";
+    char intent[32] = "";
+    bool operator==(const Request&) const = default;
+  };
+  struct Deleter {
+    void operator()(void* transform) const noexcept;
+  };
+  using Handle = std::unique_ptr<void, Deleter>;
 
-  void set_up(const IccRequest& request);
-  [[nodiscard]] IccCache& memory() { return shared_ != nullptr ? *shared_ : own_; }
-  [[nodiscard]] Rgb pixel(const std::uint8_t* rgb, std::size_t x) const;
-  [[nodiscard]] bool center_is_in(std::size_t y) const;
-  void remember_before(std::size_t y, const std::uint8_t* rgb);
-  void remember_after(std::size_t y, const std::uint8_t* rgb);
-  void convert(std::uint8_t* rgb);
+  static Request request_of(const PrintOptions& options);
+  static Handle make(const Request& request, IccSetup& setup);
 
-  void report_start(const PrintOptions& options) const;
-  [[nodiscard]] bool report_profiles(const PrintOptions& options) const;
-  [[nodiscard]] bool report_transform(const PrintOptions& options) const;
-  void report_second_try() const;
-  void report_samples() const;
-  void report_bulk_conversion() const;
-  void report_change() const;
-
-  IccCache own_;
-  IccCache* shared_ = nullptr;
-  std::size_t width_ = 0;
-  std::size_t height_ = 0;
-  bool mirrored_ = false;
-  bool asked_for_ = false;  // enabled, and a profile is named
-  bool converts_ = false;   // the transform is ready and the memory was to be had
+  Request request_;
   IccSetup setup_;
-
-  Rgb first_before_ = {};
-  Rgb first_after_ = {};
-  Rgb center_before_ = {};
-  Rgb center_after_ = {};
-  std::uint8_t first_output_[4] = {};
-  Plane samples_;  // every 1000th pixel after the conversion, three bytes each
+  Handle handle_;  // null unless ready
+  ColorCache colors_;
 };

@@ -1,12 +1,13 @@
+// The order of the stages: every page's memory first, then its rows, then its log.
 #include "pipeline/page_pipeline.h"
 
-#include <utility>
+#include <new>
 
+#include "diag/debug_image.h"
 #include "diag/log.h"
 #include "geometry/page_header.h"
 #include "geometry/page_layout.h"
 #include "paper/paper_table.h"
-#include "pipeline/page_memory.h"
 #include "pipeline/stages.h"
 #include "settings/print_options.h"
 
@@ -63,61 +64,95 @@ PageLayout set_up(const cups_page_header2_t& header) {
 
 void log_reading_starts() { log_line("K905-1: === STAGE 1: Reading CUPS raster data ==="); }
 
-// Each stage learns the size that the one before it leaves. False, logged, when no line of the page
-// can be read or go further.
-bool prepare(PageStages& page, const cups_page_header2_t& header, IccCache* icc) {
-  const PrintOptions& options = current_options;
-  const PageLayout& layout = page.layout;
-  const bool mirror = options.mirror != 0;
-  if (!page.read.prepare(header, options.color_model)) {
+// All stages of one page, in their order, and the plane row that passes through the later ones.
+struct PageStages {
+  ReadStage read;
+  ResizeStage resize;
+  ColorModelStage color_model;
+  DeinterlaceStage deinterlace;
+  MirrorStage mirror;
+  AdjustStage adjust;
+  bool is_rotated = false;
+  RotateStage rotate;  // a rotated page
+  PlaceStage place;    // an upright page
+  Canvas canvas;
+
+  Plane row_memory;
+  PlaneRow row = {};
+};
+
+bool make_plane_row(PageStages& page, std::size_t width) {
+  const std::size_t stride = width + kernels::kRowSlack;
+  page.row_memory = make_row(3 * stride);
+  if (page.row_memory == nullptr) {
+    log_line("K905-1: malloc src planes failed");
     return false;
   }
-  page.resize.prepare(page.read.width(), page.read.height(),
-                      static_cast<std::size_t>(layout.target_width),
-                      static_cast<std::size_t>(layout.target_height));
+  std::uint8_t* row = page.row_memory.get();
+  page.row = {{row, row + stride, row + 2 * stride}};
+  return true;
+}
+
+bool prepare_canvas(PageStages& page, const PageLayout& layout, std::size_t width,
+                    std::size_t height) {
+  if (page.is_rotated) {
+    return page.canvas.prepare(layout, height, width) &&
+           page.rotate.prepare(page.canvas, width, height);
+  }
+  return page.canvas.prepare(layout, width, height) && page.place.prepare(page.canvas);
+}
+
+// Each stage learns the size that the one before it leaves. False, logged, when the page cannot be
+// read or there is no memory for it.
+bool prepare(PageStages& page, const cups_page_header2_t& header, const PrintOptions& options,
+             const PageLayout& layout, IccTransform& icc) {
+  if (!page.read.prepare(header, options.color_model) ||
+      !page.resize.prepare(page.read.width(), page.read.height(),
+                           static_cast<std::size_t>(layout.target_width),
+                           static_cast<std::size_t>(layout.target_height)) ||
+      !make_plane_row(page, page.resize.width())) {
+    return false;
+  }
   const std::size_t width = page.resize.width();
   page.color_model.prepare(options.color_model, width, page.resize.height());
   page.deinterlace.prepare(options.interlace != 0, width, page.resize.height(),
                            2 * static_cast<std::size_t>(options.paper_config->target_height));
   const std::size_t height = page.deinterlace.height();
-  page.mirror.prepare(mirror, width, height);
-  page.adjust.prepare(options, width, height, mirror, icc);
-  const bool turned = options.rotate_90 != 0;
-  if (!page.turn.prepare(turned, width, height,
-                         static_cast<std::size_t>(layout.effective_height))) {
-    log_line("K905-1: malloc src planes failed");
+  page.mirror.prepare(options.mirror != 0, width, height);
+  page.is_rotated = options.rotate_90 != 0;
+  if (!prepare_canvas(page, layout, width, height)) {
     return false;
   }
-  page.place.prepare(layout, page.turn.width(), page.turn.height(), turned);
+  page.adjust.prepare(options, width, height, icc);
   return true;
 }
 
-// One line on its way from the resize to the canvas.
-void travel(PageStages& page, std::size_t y, std::uint8_t* rgb) {
-  page.color_model.row(y, rgb);
-  rgb = page.deinterlace.row(y, rgb);
-  if (rgb == nullptr) {
+// One row from the resize to the canvas.
+void run_row(PageStages& page, std::uint8_t* rgb) {
+  page.color_model.row(rgb);
+  const std::uint8_t* row = page.deinterlace.row(rgb);
+  if (row == nullptr) {
     return;
   }
-  y = page.deinterlace.output_row(y);
-  page.mirror.row(y, rgb);
-  const PlaneRow row = page.turn.target();
-  page.adjust.row(y, rgb, row.plane[0], row.plane[1], row.plane[2]);
-  page.turn.row_done(y, page.place);
+  page.mirror.row(row, page.row);
+  page.adjust.row(page.row);
+  if (page.is_rotated) {
+    page.rotate.row(page.row, page.canvas);
+  } else {
+    page.place.row(page.row, page.canvas);
+  }
 }
 
-// Reads every line of the page and takes it all the way. False, logged, when a line cannot be read.
-bool run_lines(PageStages& page, cups_raster_t* raster) {
-  for (std::size_t y = 0; page.resize.ready() && y < page.resize.height(); ++y) {
-    std::uint8_t* rgb = page.resize.row(y, page.read, raster);
-    if (rgb == nullptr) {
+// False, logged, when a line cannot be read.
+bool run_rows(PageStages& page, cups_raster_t* raster) {
+  for (std::size_t y = 0; y < page.read.height(); ++y) {
+    std::uint8_t* line = page.read.next_row(raster);
+    if (line == nullptr) {
       return false;
     }
-    travel(page, y, rgb);
-  }
-  while (page.read.rows_read() < page.read.height()) {
-    if (page.read.next_row(raster) == nullptr) {
-      return false;
+    page.resize.take(line);
+    while (std::uint8_t* row = page.resize.next_row()) {
+      run_row(page, row);
     }
   }
   return true;
@@ -130,58 +165,84 @@ void report_no_scaling(std::size_t width, std::size_t height) {
            static_cast<int>(height));
 }
 
-// What every stage has to say, in order. False when one of them fails the page.
-bool report(const PageStages& page) {
+void report_final(const SheetImage& sheet) {
+  log_line("K905-1: === STAGE 9: Final result ===");
+  save_debug_image("09_final_canvas", sheet.planes.plane[0].get(), sheet.planes.plane[1].get(),
+                   sheet.planes.plane[2].get(), static_cast<unsigned>(sheet.width), sheet.height);
+}
+
+void report(const PageStages& page, const PrintOptions& options, const SheetImage& sheet) {
   page.read.report();
-  if (!page.resize.report()) {
-    return false;
-  }
-  page.color_model.report();
+  page.resize.report();
+  page.color_model.report(options.color_model);
   page.deinterlace.report();
   page.mirror.report();
-  page.adjust.report();
+  page.adjust.report(options);
   report_no_scaling(page.resize.width(), page.deinterlace.height());
-  if (!page.turn.report() || !page.place.report()) {
-    return false;
-  }
-  page.place.report_final();
-  return true;
+  page.rotate.report();
+  page.canvas.report();
+  report_final(sheet);
 }
 
 }  // namespace
 
-int k905_build_planes_resampled(const cups_page_header2_t* header, cups_raster_t* raster,
-                                std::uint8_t** out_plane0, std::uint8_t** out_plane1,
-                                std::uint8_t** out_plane2, PageMemory* memory) {
-  PageMemory of_this_page;
-  PageMemory& kept = memory != nullptr ? *memory : of_this_page;
-  PageStages& page = kept.stages;
-  page = {};
+struct PagePipeline::State {
+  PageStages page;  // of the last build()
+  IccTransform icc;
+};
 
-  page.layout = set_up(*header);
-  if (!prepare(page, *header, &kept.icc)) {
-    return -1;
+PagePipeline::PagePipeline() = default;
+PagePipeline::~PagePipeline() = default;
+
+bool PagePipeline::build(const cups_page_header2_t& header, cups_raster_t* raster,
+                         SheetImage& sheet) {
+  sheet = {};
+  const PageLayout layout = set_up(header);
+  if (state_ == nullptr) {
+    state_.reset(new (std::nothrow) State);
   }
-  if (!page.complete() && kept.before_lines_are_lost != nullptr) {
-    raster = kept.before_lines_are_lost(kept.whose, raster);
-    if (raster == nullptr) {
-      return -1;
-    }
+  if (state_ == nullptr) {
+    log_line("K905-1: malloc src planes failed");
+    return false;
+  }
+  PageStages& page = state_->page;
+  page = {};
+  if (!prepare(page, header, current_options, layout, state_->icc)) {
+    return false;
   }
   log_reading_starts();
-  if (!run_lines(page, raster) || !report(page)) {
-    return -1;
+  if (!run_rows(page, raster)) {
+    return false;
   }
-  PlaneSet canvas = page.place.take_canvas();
-  *out_plane0 = canvas.plane[0].release();
-  *out_plane1 = canvas.plane[1].release();
-  *out_plane2 = canvas.plane[2].release();
-  return 0;
+  sheet = page.canvas.take();
+  report(page, current_options, sheet);
+  return true;
 }
 
-void k905_report_page_again(const cups_page_header2_t* header, const PageMemory& memory) {
-  (void)set_up(*header);
+std::size_t PagePipeline::rows_read() const {
+  return state_ != nullptr ? state_->page.read.rows_read() : 0;
+}
+
+bool PagePipeline::report_again(const cups_page_header2_t& header, const SheetImage& sheet) const {
+  (void)set_up(header);
   log_reading_starts();
-  memory.stages.read.report_lines_again();
-  (void)report(memory.stages);
+  if (!state_->page.read.report_lines_again()) {
+    return false;
+  }
+  report(state_->page, current_options, sheet);
+  return true;
+}
+
+int k905_build_planes_resampled(const cups_page_header2_t* header, cups_raster_t* raster,
+                                std::uint8_t** out_plane0, std::uint8_t** out_plane1,
+                                std::uint8_t** out_plane2) {
+  PagePipeline pipeline;
+  SheetImage sheet;
+  if (!pipeline.build(*header, raster, sheet)) {
+    return -1;
+  }
+  *out_plane0 = sheet.planes.plane[0].release();
+  *out_plane1 = sheet.planes.plane[1].release();
+  *out_plane2 = sheet.planes.plane[2].release();
+  return 0;
 }

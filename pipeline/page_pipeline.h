@@ -3,26 +3,49 @@
 
 #include <cups/raster.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 
-class PageMemory;
+#include "pipeline/planes.h"
 
-// Builds the finished canvas of one page: reads cupsHeight lines of cupsBytesPerLine bytes from
-// `raster` (which stands at the page's first line), resizes, converts, adjusts, turns and places
-// them as the header and current_options ask. Interprets the header itself
-// (extract_print_params_from_header).
-//
-// On success stores three newly allocated planes, each canvas width x canvas height bytes (the
-// height doubled when interlaced), rows from the top, stride = width, and returns 0; the caller
-// frees each with free(). On failure logs why, stores nothing and returns -1; after a line that
-// could not be read the rest of the page stays unread in the stream.
-//
-// `memory`, when given, is what a job keeps from page to page; it changes no byte and no line.
+// The pipeline of a job, which builds its pages one after the other. What a page's log said and the
+// job's color transform are kept from page to page.
+class PagePipeline {
+ public:
+  PagePipeline();
+  ~PagePipeline();
+  PagePipeline(const PagePipeline&) = delete;
+  PagePipeline& operator=(const PagePipeline&) = delete;
+
+  // Builds the finished canvas of one page: reads cupsHeight lines of cupsBytesPerLine bytes from
+  // `raster` (which is at the page's first line), resizes, converts, adjusts, rotates and places
+  // them as the header and current_options ask. Interprets the header itself
+  // (extract_print_params_from_header).
+  //
+  // All memory is allocated before the first line is read: a page that fails for want of memory can
+  // be built again. After that only a line that cannot be read fails the page. A failure is logged,
+  // and `sheet` is empty.
+  [[nodiscard]] bool build(const cups_page_header2_t& header, cups_raster_t* raster,
+                           SheetImage& sheet);
+
+  // The lines that the last build() read.
+  [[nodiscard]] std::size_t rows_read() const;
+
+  // For a further copy of the page of the last build(), when that has read lines, which libcups
+  // does not deliver again: logs what building the page once more would log. `sheet` is what
+  // build() made. Returns what build() returned.
+  [[nodiscard]] bool report_again(const cups_page_header2_t& header, const SheetImage& sheet) const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+// One page by itself. On success stores three newly allocated planes, each canvas width x canvas
+// height bytes (the height doubled when interlaced), rows from the top, stride = width, and returns
+// 0; the caller frees each with free(). On failure logs why, stores nothing and returns -1; after a
+// line that could not be read the rest of the page stays unread in the stream.
 [[nodiscard]] int k905_build_planes_resampled(const cups_page_header2_t* header,
                                               cups_raster_t* raster, std::uint8_t** out_plane0,
-                                              std::uint8_t** out_plane1, std::uint8_t** out_plane2,
-                                              PageMemory* memory = nullptr);
-
-// Interprets the header and logs what building the page once more would log. For a further copy of
-// the page that was built last, successfully, with this `memory`: its planes are the same.
-void k905_report_page_again(const cups_page_header2_t* header, const PageMemory& memory);
+                                              std::uint8_t** out_plane1, std::uint8_t** out_plane2);

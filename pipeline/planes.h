@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -46,4 +47,21 @@ struct PlaneSet {
 // One row of three planes.
 struct PlaneRow {
   std::uint8_t* plane[3];
+
+  [[nodiscard]] PlaneRow from(std::size_t x) const {
+    return {{plane[0] + x, plane[1] + x, plane[2] + x}};
+  }
+};
+
+using Rgb = std::array<std::uint8_t, 3>;
+
+[[nodiscard]] inline Rgb pixel_at(const PlaneRow& row, std::size_t x) {
+  return {row.plane[0][x], row.plane[1][x], row.plane[2][x]};
+}
+
+// A finished canvas, or nothing: planes of width x height bytes.
+struct SheetImage {
+  PlaneSet planes;
+  std::int32_t width = 0;
+  std::int32_t height = 0;
 };

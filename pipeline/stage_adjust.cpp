@@ -1,9 +1,6 @@
-#include "pipeline/stage_adjust.h"
-
-#include <cstring>
-
+// Stage 5: in which order a row is converted and toned, and what the log says about it.
 #include "diag/log.h"
-#include "pipeline/kernels/kernels.h"
+#include "pipeline/stages.h"
 #include "settings/print_options.h"
 
 namespace {
@@ -25,54 +22,57 @@ void log_settings(const PrintOptions& options) {
 }  // namespace
 
 void AdjustStage::prepare(const PrintOptions& options, std::size_t width, std::size_t height,
-                          bool mirrored, IccCache* memory) {
-  options_ = &options;
+                          IccTransform& icc) {
   width_ = width;
-  mirrored_ = mirrored;
-  std::memset(first_before_, 0, sizeof first_before_);
-  std::memset(first_after_, 0, sizeof first_after_);
   before_.prepare(width, height);
-  if (options.icc_enabled != 0) {
-    icc_.prepare(options, width, height, mirrored, memory);
-    after_icc_.prepare(width, height);
-  }
-  tone_.prepare(options);
   after_.prepare(width, height);
-}
-
-void AdjustStage::row(std::size_t y, std::uint8_t* rgb, std::uint8_t* plane0, std::uint8_t* plane1,
-                      std::uint8_t* plane2) {
-  if (width_ == 0) {
+  tone_.prepare(options);
+  if (options.icc_enabled == 0) {
     return;
   }
-  if (y == 0) {
-    std::memcpy(first_before_, rgb + 3 * (mirrored_ ? width_ - 1 : 0), 3);
+  icc_ = &icc;
+  after_icc_.prepare(width, height);
+  const bool is_named = options.icc_profile_name[0] != '\0';
+  if (is_named) {
+    icc.prepare(options);
   }
-  before_.take_rgb(y, rgb, mirrored_);
-  if (options_->icc_enabled != 0) {
-    icc_.row(y, rgb);
-    after_icc_.take_rgb(y, rgb, mirrored_);
+  converts_ = icc_report_.prepare(width, height) && is_named && icc.is_ready();
+}
+
+void AdjustStage::row(const PlaneRow& row) {
+  if (is_first_row_) {
+    first_before_ = pixel_at(row, 0);
   }
-  const kernels::Table& kernel = kernels::chosen_table();
-  (mirrored_ ? kernel.split_mirrored : kernel.split)(rgb, plane0, plane1, plane2, width_);
-  tone_.apply(plane0, plane1, plane2, width_);
-  after_.take_planes(y, plane0, plane1, plane2);
-  if (y == 0) {
-    first_after_[0] = plane0[0];
-    first_after_[1] = plane1[0];
-    first_after_[2] = plane2[0];
+  before_.take(row);
+  if (icc_ != nullptr) {
+    convert_colors(row);
+  }
+  tone_.apply(row.plane[0], row.plane[1], row.plane[2], width_);
+  after_.take(row);
+  if (is_first_row_) {
+    first_after_ = pixel_at(row, 0);
+    is_first_row_ = false;
   }
 }
 
-void AdjustStage::report() const {
+void AdjustStage::convert_colors(const PlaneRow& row) {
+  icc_report_.take_before(row);
+  if (converts_) {
+    icc_->convert(row, width_);
+  }
+  icc_report_.take_after(row);
+  after_icc_.take(row);
+}
+
+void AdjustStage::report(const PrintOptions& options) const {
   log_line("K905-1: === STAGE 5: Image adjustments ===");
   log_line("K905-1: Before adjustments - Pixel[0]: R=%d, G=%d, B=%d", first_before_[0],
            first_before_[1], first_before_[2]);
   before_.save("05a_before_adjustments");
-  log_settings(*options_);
+  log_settings(options);
   before_.save("adjust_before");
-  if (options_->icc_enabled != 0) {
-    icc_.report(*options_);
+  if (icc_ != nullptr) {
+    icc_report_.log(options, *icc_);
     after_icc_.save("adjust_after_icc");
   }
   after_.save("adjust_after");

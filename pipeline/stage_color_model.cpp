@@ -1,12 +1,12 @@
+// Stage 2: which kernel a color model is.
 #include <cstring>
 
 #include "diag/log.h"
 #include "pipeline/stages.h"
 
 void ColorModelStage::prepare(const char* color_model, std::size_t width, std::size_t height) {
-  color_model_ = color_model;
   width_ = width;
-  // Exact names; any other, "RGB" among them, leaves the picture as it is.
+  // Exact names; any other, "RGB" among them, leaves the image as it is.
   struct Rule {
     const char* name;
     InPlace convert;
@@ -16,7 +16,6 @@ void ColorModelStage::prepare(const char* color_model, std::size_t width, std::s
       {"Gray", table.to_gray}, {"Black", table.to_black}, {"CMY", table.invert},
       {"CMYK", table.invert},  {"KCMY", table.to_kcmy},
   };
-  convert_ = nullptr;
   for (const Rule& rule : rules) {
     if (std::strcmp(color_model, rule.name) == 0) {
       convert_ = rule.convert;
@@ -25,15 +24,15 @@ void ColorModelStage::prepare(const char* color_model, std::size_t width, std::s
   converted_.prepare(width, height);
 }
 
-void ColorModelStage::row(std::size_t y, std::uint8_t* rgb) {
+void ColorModelStage::row(std::uint8_t* rgb) {
   if (convert_ != nullptr) {
     convert_(rgb, width_);
   }
-  converted_.take_rgb(y, rgb);
+  converted_.take_rgb(rgb);
 }
 
-void ColorModelStage::report() const {
-  log_line("K905-1: === STAGE 2: Color model conversion (%s) ===", color_model_);
+void ColorModelStage::report(const char* color_model) const {
+  log_line("K905-1: === STAGE 2: Color model conversion (%s) ===", color_model);
   converted_.save("02_color_converted");
   log_line("K905-1: Color conversion completed");
 }

@@ -1,3 +1,4 @@
+// Stage 3: pairs of rows, weighted three to two.
 #include <cstring>
 
 #include "diag/log.h"
@@ -9,34 +10,34 @@ void DeinterlaceStage::prepare(bool interlaced, std::size_t width, std::size_t h
   width_ = width;
   input_height_ = height;
   expected_height_ = expected_height;
-  // Deliberate: compared with the paper's upright height also when the page is turned, where it
+  // Deliberate: compared with the paper's upright height also when the page is rotated, where it
   // never matches and two rows always become one.
-  needed_ = interlaced && height != expected_height;
-  if (!needed_) {
+  is_needed_ = interlaced && height != expected_height;
+  if (!is_needed_) {
     output_height_ = height;
     return;
   }
   rows_ = make_row(6 * width);
-  // Without memory the page goes on as it is.
   output_height_ = rows_ != nullptr ? height / 2 : height;
   deinterlaced_.prepare(width, output_height_);
 }
 
-std::uint8_t* DeinterlaceStage::row(std::size_t y, std::uint8_t* rgb) {
-  if (!needed_) {
+const std::uint8_t* DeinterlaceStage::row(const std::uint8_t* rgb) {
+  if (!is_needed_) {
     return rgb;
   }
   if (rows_ == nullptr) {
-    deinterlaced_.take_rgb(y, rgb);
+    deinterlaced_.take_rgb(rgb);
     return rgb;
   }
-  if (y % 2 == 0) {  // the last row of an odd height never finds its partner
+  ++rows_taken_;
+  if (rows_taken_ % 2 == 1) {  // the last row of an odd height is dropped
     std::memcpy(rows_.get(), rgb, 3 * width_);
     return nullptr;
   }
   std::uint8_t* mean = rows_.get() + 3 * width_;
   kernels::chosen_table().deinterlace(rows_.get(), rgb, mean, width_);
-  deinterlaced_.take_rgb(y / 2, mean);
+  deinterlaced_.take_rgb(mean);
   return mean;
 }
 
@@ -49,7 +50,7 @@ void DeinterlaceStage::report() const {
   log_line("K905-1: === STAGE 3: Deinterlace processing ===");
   log_line("K905-1: Source image height: %d pixels", height);
   log_line("K905-1: Expected 600DPI height: %d pixels", static_cast<int>(expected_height_));
-  if (!needed_) {
+  if (!is_needed_) {
     log_line("K905-1: Image is already full 600DPI resolution, skipping deinterlace");
     log_line("K905-1: Keeping original image size: %dx%d", width, height);
     return;

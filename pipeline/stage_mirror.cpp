@@ -1,25 +1,27 @@
+// Stage 4: the split into planes, mirrored or not. Nothing else knows about the mirror.
 #include "diag/log.h"
 #include "pipeline/stages.h"
 
-void MirrorStage::prepare(bool wanted, std::size_t width, std::size_t height) {
-  wanted_ = wanted;
+void MirrorStage::prepare(bool mirrored, std::size_t width, std::size_t height) {
+  const kernels::Table& table = kernels::chosen_table();
+  split_ = mirrored ? table.split_mirrored : table.split;
+  mirrored_ = mirrored;
   width_ = width;
   height_ = height;
-  if (wanted) {
+  if (mirrored) {
     before_.prepare(width, height);
     after_.prepare(width, height);
   }
 }
 
-void MirrorStage::row(std::size_t y, const std::uint8_t* rgb) {
-  if (wanted_) {
-    before_.take_rgb(y, rgb);
-    after_.take_rgb(y, rgb, /*mirrored=*/true);
-  }
+void MirrorStage::row(const std::uint8_t* rgb, const PlaneRow& row) {
+  before_.take_rgb(rgb);
+  split_(rgb, row.plane[0], row.plane[1], row.plane[2], width_);
+  after_.take(row);
 }
 
 void MirrorStage::report() const {
-  if (!wanted_) {
+  if (!mirrored_) {
     return;
   }
   log_line("K905-1: === STAGE 4: Mirror flip ===");

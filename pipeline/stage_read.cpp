@@ -1,3 +1,4 @@
+// Stage 1: which format the lines of a page have, and reading them.
 #include <algorithm>
 #include <cstring>
 
@@ -6,7 +7,7 @@
 
 namespace {
 
-// More pixels than any sheet could want; a header that promises more lies.
+// More pixels than any sheet has; a header with more of them is inconsistent.
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 29;
 
 // The formats a page can have. Deliberate: color order and color space of the header are not
@@ -65,7 +66,6 @@ bool ReadStage::prepare(const cups_page_header2_t& header, const char* color_mod
   colors_ = header.cupsNumColors;
   bits_ = header.cupsBitsPerColor;
   line_bytes_ = header.cupsBytesPerLine;
-  rows_read_ = 0;
   if (width_ == 0 || height_ == 0) {
     log_line("K905-1: Empty page image: %ux%u", header.cupsWidth, header.cupsHeight);
     return false;
@@ -73,8 +73,7 @@ bool ReadStage::prepare(const cups_page_header2_t& header, const char* color_mod
   choose_format(header, color_model);
   const bool line_is_row = is(header, kRgb8) && line_bytes_ <= pixel_bytes_;
 
-  // Nothing like a whole plane is held, but a header that promises more than any sheet could want
-  // is answered as if it were.
+  // No whole plane is held, but a page that is too large is answered as if it were.
   if (std::uint64_t{width_} * height_ <= kMostPixels) {
     row_[0] = make_row(3 * width_);
     row_[1] = make_row(3 * width_);
@@ -93,10 +92,10 @@ bool ReadStage::prepare(const cups_page_header2_t& header, const char* color_mod
 }
 
 std::uint8_t* ReadStage::next_row(cups_raster_t* raster) {
-  std::uint8_t* row = this->row(rows_read_);
+  std::uint8_t* row = row_[rows_read_ % 2].get();
   std::uint8_t* line = line_ != nullptr ? line_.get() : row;
   if (cupsRasterReadPixels(raster, line, static_cast<unsigned>(line_bytes_)) == 0) {
-    log_line("K905-1: cupsRasterReadPixels failed at line %d", static_cast<int>(rows_read_));
+    log_unreadable();
     return nullptr;
   }
   if (line_bytes_ < pixel_bytes_) {
@@ -110,17 +109,28 @@ std::uint8_t* ReadStage::next_row(cups_raster_t* raster) {
   } else if (line != row) {
     std::memcpy(row, line, pixel_bytes_);
   }
-  original_.take_rgb(rows_read_, row);
+  original_.take_rgb(row);
   ++rows_read_;
   return row;
 }
 
 void ReadStage::report() const { original_.save("01_original"); }
 
-void ReadStage::report_lines_again() const {
-  for (std::size_t y = 0; unsupported_ && y < rows_read_; ++y) {
-    log_unsupported();
+bool ReadStage::report_lines_again() const {
+  if (unsupported_) {
+    for (std::size_t y = 0; y < rows_read_; ++y) {
+      log_unsupported();
+    }
   }
+  if (rows_read_ < height_) {
+    log_unreadable();
+    return false;
+  }
+  return true;
+}
+
+void ReadStage::log_unreadable() const {
+  log_line("K905-1: cupsRasterReadPixels failed at line %d", static_cast<int>(rows_read_));
 }
 
 void ReadStage::log_unsupported() const {

@@ -1,3 +1,4 @@
+// Stage 1.5: which source rows and columns make a row of the target.
 #include <algorithm>
 #include <cmath>
 
@@ -6,61 +7,63 @@
 
 namespace {
 
-// The log's idea of a size on paper, whatever the header's resolution says.
-double millimetres(std::size_t pixels) { return static_cast<double>(pixels) * 25.4 / 300.0; }
+// A size on paper as the log has it, whatever the header's resolution is.
+double millimeters(std::size_t pixels) { return static_cast<double>(pixels) * 25.4 / 300.0; }
 
-// Where row or column `i` of the target lies in the source: between `low` and `high`, `fraction` of
-// the way. There is no half-pixel offset: target 0 is source 0 exactly, and the last source line is
-// reached only through the clamp.
-struct Position {
-  std::size_t low;
-  std::size_t high;
-  double fraction;
-};
+// `fraction` in sixteenths; exact, as it is a multiplication by a power of two.
+double sixteenths(double fraction) { return fraction * 16.0; }
 
-Position position(std::size_t i, double scale, std::size_t source_size) {
+}  // namespace
+
+// There is no half-pixel offset: target 0 is source 0 exactly, and the last source line is reached
+// only through the clamp.
+ResizeStage::Position ResizeStage::position(std::size_t i, double scale, std::size_t source_size) {
   const double at = static_cast<double>(i) * (1.0 / scale);
   const auto whole = static_cast<std::size_t>(at);
   const std::size_t last = source_size - 1;
   return {std::min(whole, last), whole >= last ? last : whole + 1, at - static_cast<double>(whole)};
 }
 
-// `fraction` in sixteenths; exact, as it is a multiplication by a power of two.
-double sixteenths(double fraction) { return fraction * 16.0; }
-
-// Whether every position of an axis is a whole number of sixteenths from its low line. Decided by
-// the very numbers that the formula uses: a ratio of sizes can miss by the rounding of its
-// reciprocal.
-bool is_in_sixteenths(double scale, std::size_t source_size, std::size_t target_size) {
-  for (std::size_t i = 0; i < target_size; ++i) {
-    const double fraction = sixteenths(position(i, scale, source_size).fraction);
-    if (fraction != std::trunc(fraction)) {
+// Whether every position is a whole number of sixteenths from its low line. Decided by the very
+// numbers that the formula uses: a ratio of sizes can miss by the rounding of its reciprocal.
+bool ResizeStage::is_in_sixteenths() const {
+  const auto is_whole = [](const Position& at) {
+    const double fraction = sixteenths(at.fraction);
+    return fraction == std::trunc(fraction);
+  };
+  for (std::size_t x = 0; x < target_width_; ++x) {
+    if (!is_whole(position(x, scale_w_, source_width_))) {
+      return false;
+    }
+  }
+  for (std::size_t y = 0; y < target_height_; ++y) {
+    if (!is_whole(position(y, scale_h_, source_height_))) {
       return false;
     }
   }
   return true;
 }
 
-}  // namespace
-
-void ResizeStage::prepare(std::size_t source_width, std::size_t source_height,
+bool ResizeStage::prepare(std::size_t source_width, std::size_t source_height,
                           std::size_t target_width, std::size_t target_height) {
   source_width_ = source_width;
   source_height_ = source_height;
   target_width_ = target_width;
   target_height_ = target_height;
-  needed_ = source_width_ != target_width_ || source_height_ != target_height_;
-  ready_ = true;
-  if (!needed_) {
-    return;
+  is_needed_ = source_width_ != target_width_ || source_height_ != target_height_;
+  if (!is_needed_) {
+    return true;
   }
   scale_w_ = static_cast<double>(target_width_) / static_cast<double>(source_width_);
   scale_h_ = static_cast<double>(target_height_) / static_cast<double>(source_height_);
-  in_sixteenths_ = is_in_sixteenths(scale_w_, source_width_, target_width_) &&
-                   is_in_sixteenths(scale_h_, source_height_, target_height_);
+  in_sixteenths_ = is_in_sixteenths();
   row_ = make_row(3 * target_width_);
-  ready_ = row_ != nullptr && (in_sixteenths_ ? make_sixteenth_columns() : make_columns());
+  if (row_ == nullptr || !(in_sixteenths_ ? make_sixteenth_columns() : make_columns())) {
+    log_line("K905-1: malloc resized planes failed");
+    return false;
+  }
   resized_.prepare(target_width_, target_height_);
+  return true;
 }
 
 bool ResizeStage::make_columns() {
@@ -103,62 +106,69 @@ bool ResizeStage::make_sixteenth_columns() {
   return true;
 }
 
-// A source row is one of the two read last, and scaled across when it is wanted for the first time.
-void ResizeStage::scale_across(std::size_t source_row, ReadStage& read) {
+// A source row is one of the two taken last, and scaled across when it is wanted for the first
+// time.
+void ResizeStage::scale_across(std::size_t source_row) {
   const std::size_t place = source_row % 2;
   if (scaled_[place] == source_row + 1) {
     return;
   }
   const kernels::Table& kernels = kernels::chosen_table();
   if (in_sixteenths_) {
-    kernels.sixteenths_across(sixteenth_columns_, read.row(source_row), sum_[place].get());
+    kernels.sixteenths_across(sixteenth_columns_, source_[place], sum_[place].get());
   } else {
-    kernels.resize_across(columns_, read.row(source_row), estimate_[place].get());
+    kernels.resize_across(columns_, source_[place], estimate_[place].get());
   }
   scaled_[place] = source_row + 1;
 }
 
-void ResizeStage::scale_down(std::size_t low, std::size_t high, double fraction, ReadStage& read) {
-  scale_across(low, read);
-  scale_across(high, read);
+void ResizeStage::scale_down(std::size_t low, std::size_t high, double fraction) {
+  scale_across(low);
+  scale_across(high);
   const kernels::Table& kernels = kernels::chosen_table();
   if (in_sixteenths_) {
     kernels.sixteenths_down(sum_[low % 2].get(), sum_[high % 2].get(),
                             static_cast<std::uint16_t>(sixteenths(fraction)), row_.get(),
                             target_width_);
   } else {
-    kernels.resize_down(columns_, fraction, {read.row(low), estimate_[low % 2].get()},
-                        {read.row(high), estimate_[high % 2].get()}, row_.get());
+    kernels.resize_down(columns_, fraction, {source_[low % 2], estimate_[low % 2].get()},
+                        {source_[high % 2], estimate_[high % 2].get()}, row_.get());
   }
 }
 
-std::uint8_t* ResizeStage::row(std::size_t y, ReadStage& read, cups_raster_t* raster) {
-  if (!needed_) {
-    return read.next_row(raster);
+void ResizeStage::take(std::uint8_t* row) {
+  source_[rows_taken_ % 2] = row;
+  ++rows_taken_;
+}
+
+std::uint8_t* ResizeStage::next_row() {
+  if (rows_given_ == target_height_) {
+    return nullptr;
   }
-  // The lower of the two lines is always the one read last.
-  const Position at = position(y, scale_h_, source_height_);
-  while (read.rows_read() <= at.high) {
-    if (read.next_row(raster) == nullptr) {
-      return nullptr;
-    }
+  if (!is_needed_) {
+    return rows_given_ < rows_taken_ ? source_[rows_given_++ % 2] : nullptr;
+  }
+  const Position at = position(rows_given_, scale_h_, source_height_);
+  if (at.high >= rows_taken_) {
+    return nullptr;
   }
   // A lower line that weighs nothing is not worth scaling.
-  scale_down(at.low, at.fraction == 0.0 ? at.low : at.high, at.fraction, read);
-  resized_.take_rgb(y, row_.get());
+  scale_down(at.low, at.fraction == 0.0 ? at.low : at.high, at.fraction);
+  ++rows_given_;
+  resized_.take_rgb(row_.get());
   return row_.get();
 }
 
-bool ResizeStage::report() const {
+void ResizeStage::report() const {
   log_line("K905-1: === STAGE 1.5: Resize to standard size (non-proportional scaling) ===");
   const int source_width = static_cast<int>(source_width_);
   const int source_height = static_cast<int>(source_height_);
   const int target_width = static_cast<int>(target_width_);
   const int target_height = static_cast<int>(target_height_);
-  const double source_width_mm = millimetres(source_width_);
-  const double source_height_mm = millimetres(source_height_);
-  const double target_width_mm = millimetres(target_width_);
-  const double target_height_mm = millimetres(target_height_);
+  const double source_width_mm = millimeters(source_width_);
+  const double source_height_mm = millimeters(source_height_);
+  const double target_width_mm = millimeters(target_width_);
+  const double target_height_mm = millimeters(target_height_);
 
   log_line("K905-1: Source image: %dx%d pixels", source_width, source_height);
   log_line("K905-1: Target size from paper_sizes: %dx%d pixels", target_width, target_height);
@@ -166,15 +176,11 @@ bool ResizeStage::report() const {
            source_height_mm);
   log_line("K905-1: Target physical size (300DPI): %.2f x %.2f mm", target_width_mm,
            target_height_mm);
-  if (!needed_) {
+  if (!is_needed_) {
     log_line("K905-1: Image size already matches target size, skipping resize");
-    return true;
+    return;
   }
   log_line("K905-1: Non-proportional scaling: scale_w=%.4f, scale_h=%.4f", scale_w_, scale_h_);
-  if (!ready_) {
-    log_line("K905-1: malloc resized planes failed");
-    return false;
-  }
   log_line("K905-1: Resized %dx%d -> %dx%d (non-proportional)", source_width, source_height,
            target_width, target_height);
   log_line("K905-1: Physical size change (assuming 300DPI):");
@@ -186,5 +192,4 @@ bool ResizeStage::report() const {
   log_line("K905-1:   Original DPI might be: %.0f (if height should stay same)",
            static_cast<double>(source_height_) * 25.4 / target_height_mm);
   resized_.save("01b_resized");
-  return true;
 }

@@ -1,76 +1,90 @@
-#include "diag/debug_image.h"
+// Stages 7 and 8 of a rotated page: rows become columns of the canvas. Rows are stretched to the
+// area's height and collected in bands that stay in the processor's cache; each full band is
+// transposed onto the canvas.
+#include <algorithm>
+
 #include "diag/log.h"
 #include "pipeline/stages.h"
 
-bool RotateStage::prepare(bool wanted, std::size_t width, std::size_t height,
-                          std::size_t line_length) {
-  wanted_ = wanted;
-  width_ = width;
+namespace {
+
+// Columns that are transposed onto the canvas at once.
+constexpr std::size_t kColumnsAtOnce = 256;
+
+}  // namespace
+
+bool RotateStage::prepare(Canvas& canvas, std::size_t width, std::size_t height) {
   height_ = height;
-  row_ = make_row(3 * (width + kernels::kRowSlack));
-  ready_ = true;
-  picture_ = {};
-  if (wanted) {
-    line_stride_ = line_length + kernels::kRowSlack;
-    band_ = make_row(3 * kBandRows * line_stride_);
-    // A page that cannot be turned still goes through the stages before, whose log people read.
-    ready_ = band_ != nullptr;
-    if (debug_images_wanted()) {
-      (void)make_planes(picture_, height, width);
-    }
-  }
-  return row_ != nullptr;
-}
-
-PlaneRow RotateStage::target() {
-  const std::size_t stride = width_ + kernels::kRowSlack;
-  return {{row_.get(), row_.get() + stride, row_.get() + 2 * stride}};
-}
-
-std::uint8_t* RotateStage::band_row(std::size_t plane, std::size_t row) {
-  return band_.get() + (plane * kBandRows + row) * line_stride_;
-}
-
-void RotateStage::row_done(std::size_t y, PlaceStage& place) {
-  if (!ready_) {
-    return;
-  }
-  const PlaneRow row = target();
-  if (!wanted_) {
-    place.row(y, row);
-    return;
-  }
-  take_picture(y);
-  const std::size_t in_band = y % kBandRows;
-  for (std::size_t i = 0; i < 3; ++i) {
-    place.stretch(row.plane[i], band_row(i, in_band));
-  }
-  if (in_band + 1 == kBandRows || y + 1 == height_) {
-    const PlaneRow band = {{band_row(0, 0), band_row(1, 0), band_row(2, 0)}};
-    place.columns(y - in_band, in_band + 1, band, line_stride_);
-  }
-}
-
-// Counter-clockwise: the rightmost pixel comes to the top.
-void RotateStage::take_picture(std::size_t y) {
-  const PlaneRow row = target();
-  for (std::size_t i = 0; i < 3; ++i) {
-    for (std::size_t x = 0; picture_.plane[i] != nullptr && x < width_; ++x) {
-      picture_.plane[i][(width_ - 1 - x) * height_ + y] = row.plane[i][x];
-    }
-  }
-}
-
-bool RotateStage::report() const {
-  log_line("K905-1: === STAGE 7: Rotation (if needed) ===");
-  if (!ready_) {
+  line_stride_ = canvas.rows() + kernels::kRowSlack;
+  band_ = make_row(3 * kBandRows * line_stride_);
+  if (band_ == nullptr) {
     log_line("K905-1: malloc rotated planes failed");
     return false;
   }
-  if (picture_.plane[0] != nullptr) {
-    save_debug_image("07_rotated", picture_.plane[0].get(), picture_.plane[1].get(),
-                     picture_.plane[2].get(), static_cast<unsigned>(height_),
-                     static_cast<int>(width_));
+  column_map_ = make_buffer<std::uint32_t>(canvas.columns());
+  // The rightmost pixel of a row comes to the top of its column. A line is a column from its lowest
+  // pixel up, because rows have them in that order.
+  const bool has_runs = runs_.build(canvas.rows(), [&](std::size_t i) {
+    return width - 1 - canvas.source_row(canvas.rows() - 1 - i);
+  });
+  if (column_map_ == nullptr || !has_runs) {
+    canvas.log_no_memory_to_stretch();
+    return false;
   }
+  for (std::size_t x = 0; x < canvas.columns(); ++x) {
+    column_map_[x] = static_cast<std::uint32_t>(canvas.source_column(x));
+  }
+  for (std::size_t row = 0; row < canvas.rows(); ++row) {
+    canvas.fill_sides(row);
+  }
+  image_.prepare(height, width);
   return true;
+}
+
+std::uint8_t* RotateStage::band_line(std::size_t plane, std::size_t line) {
+  return band_.get() + (plane * kBandRows + line) * line_stride_;
+}
+
+void RotateStage::row(const PlaneRow& row, Canvas& canvas) {
+  image_.take_rotated(row);
+  for (std::size_t i = 0; i < 3; ++i) {
+    runs_.copy(row.plane[i], band_line(i, lines_));
+  }
+  ++lines_;
+  if (lines_ == kBandRows || first_ + lines_ == height_) {
+    transpose_band(canvas);
+    first_ += lines_;
+    lines_ = 0;
+  }
+}
+
+// The band's lines are columns first_ to first_ + lines_ - 1 of the rotated image.
+void RotateStage::transpose_band(Canvas& canvas) {
+  if (canvas.rows() == 0) {
+    return;
+  }
+  const std::uint32_t* const map = column_map_.get();
+  const std::uint32_t* const map_end = map + canvas.columns();
+  const std::uint32_t* column = std::lower_bound(map, map_end, first_);
+  const std::uint32_t* const end = std::lower_bound(column, map_end, first_ + lines_);
+  const PlaneRow lowest = canvas.area_row(canvas.rows() - 1);
+  while (column != end) {
+    // Where the stretch repeats a column, its line is named again.
+    const std::size_t count = std::min(kColumnsAtOnce, static_cast<std::size_t>(end - column));
+    for (std::size_t i = 0; i < 3; ++i) {
+      const std::uint8_t* lines[kColumnsAtOnce];
+      for (std::size_t c = 0; c < count; ++c) {
+        lines[c] = band_line(i, column[c] - first_);
+      }
+      kernels::chosen_table().transpose({lines, count}, canvas.rows(),
+                                        lowest.plane[i] + (column - map),
+                                        -static_cast<std::ptrdiff_t>(canvas.stride()));
+    }
+    column += count;
+  }
+}
+
+void RotateStage::report() const {
+  log_line("K905-1: === STAGE 7: Rotation (if needed) ===");
+  image_.save("07_rotated");
 }

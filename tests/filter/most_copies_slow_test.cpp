@@ -10,7 +10,7 @@
 #include <string>
 
 #include "filter/raster_job.h"
-#include "pipeline/page_memory.h"
+#include "pipeline/page_pipeline.h"
 #include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
 #include "tests/support/raster_builder.h"
@@ -53,8 +53,11 @@ void __wrap__Z8log_linePKcz(const char* format, ...) {
   told_wrong |= page != 1 || copy != copies_told || all != kMostCopies;
 }
 
-void __wrap__Z22k905_report_page_againPK19cups_page_header2_sRK10PageMemory(
-    const cups_page_header2_t* /*header*/, const PageMemory& /*memory*/) {}
+bool __wrap__ZNK12PagePipeline12report_againERK19cups_page_header2_sRK10SheetImage(
+    const PagePipeline* /*pipeline*/, const cups_page_header2_t& /*header*/,
+    const SheetImage& /*sheet*/) {
+  return true;
+}
 
 void __wrap__Z28print_single_page_to_printerPKhS0_S0_ii(const std::uint8_t* /*plane0*/,
                                                         const std::uint8_t* /*plane1*/,
@@ -66,8 +69,6 @@ void __wrap__Z28print_single_page_to_printerPKhS0_S0_ii(const std::uint8_t* /*pl
 
 // A job that does not come to its end by itself is ended here.
 bool __wrap__Z13job_cancelledv() { return copies_told > kMostCopies; }
-
-bool __wrap__Z19debug_images_wantedv() { return false; }
 
 }  // extern "C"
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <deque>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,24 +25,32 @@ std::uint8_t pixel(int page, std::size_t plane, std::size_t row, std::size_t col
       (static_cast<std::size_t>(page) * 101 + plane * 53 + row * 7 + column * 3) % 251);
 }
 
-PlaneSet page(int number, std::int32_t width, std::int32_t height) {
-  PlaneSet planes;
+// The pages of a test, which outlive their being held.
+std::deque<SheetImage> pages;
+
+SheetImage& page(int number, std::int32_t width, std::int32_t height) {
+  SheetImage& image = pages.emplace_back();
+  image.width = width;
+  image.height = height;
   const auto w = static_cast<std::size_t>(width);
   const auto h = static_cast<std::size_t>(height);
-  EXPECT_TRUE(make_planes(planes, w, h));
+  EXPECT_TRUE(make_planes(image.planes, w, h));
   for (std::size_t p = 0; p < 3; ++p) {
     for (std::size_t r = 0; r < h; ++r) {
       for (std::size_t c = 0; c < w; ++c) {
-        planes.plane[p][r * w + c] = pixel(number, p, r, c);
+        image.planes.plane[p][r * w + c] = pixel(number, p, r, c);
       }
     }
   }
-  return planes;
+  return image;
 }
 
 class TwoUp : public ::testing::Test {
  protected:
-  ~TwoUp() override { drop_held_page(); }
+  ~TwoUp() override {
+    drop_held_page();
+    pages.clear();
+  }
 
   // Runs `code`; leaves its log in log_ and returns the sheets it sent.
   template <typename Code>
@@ -90,8 +99,8 @@ class TwoUp : public ::testing::Test {
 
 TEST_F(TwoUp, TwoPagesOfSixByFourShareASheetWithEighteenWhiteRowsBetween) {
   const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1920, 1240), 1920, 1240, 1);
-    merge_even_page(page(2, 1920, 1240), 1920, 1240, 2);
+    store_odd_page(page(1, 1920, 1240), 1);
+    merge_even_page(page(2, 1920, 1240), 2);
   });
   ASSERT_EQ(sent.size(), 1U);
   EXPECT_EQ(sent[0].width, 1920U);
@@ -122,8 +131,8 @@ TEST_F(TwoUp, TwoPagesOfSixByFourShareASheetWithEighteenWhiteRowsBetween) {
 
 TEST_F(TwoUp, ANarrowerInputIsCenterdInBothHalves) {
   const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1844, 100), 1844, 100, 1);
-    merge_even_page(page(2, 1844, 100), 1844, 100, 2);
+    store_odd_page(page(1, 1844, 100), 1);
+    merge_even_page(page(2, 1844, 100), 2);
   });
   ASSERT_EQ(sent.size(), 1U);
   EXPECT_EQ(row(sent[0], 0, 0), expected_row(1, 0, 5, 1844));    // offset_x = (1920 - 1844) / 2
@@ -134,8 +143,8 @@ TEST_F(TwoUp, ANarrowerInputIsCenterdInBothHalves) {
 
 TEST_F(TwoUp, OfATallLowerPageOnlyTheRowsThatFitAreThere) {
   const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1920, 2480), 1920, 2480, 1);
-    merge_even_page(page(2, 1920, 2480), 1920, 2480, 2);
+    store_odd_page(page(1, 1920, 2480), 1);
+    merge_even_page(page(2, 1920, 2480), 2);
   });
   ASSERT_EQ(sent.size(), 1U);
   EXPECT_EQ(row(sent[0], 1, 2474), expected_row(1, 1, 2479, 1920));
@@ -147,8 +156,8 @@ TEST_F(TwoUp, OfATallLowerPageOnlyTheRowsThatFitAreThere) {
 
 TEST_F(TwoUp, TheHeldPageSetsTheLayoutAndASmallerPartnerIsFilledUpWithWhite) {
   const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1920, 50), 1920, 50, 1);
-    merge_even_page(page(2, 1900, 20), 1900, 20, 2);
+    store_odd_page(page(1, 1920, 50), 1);
+    merge_even_page(page(2, 1900, 20), 2);
   });
   ASSERT_EQ(sent.size(), 1U);
   Bytes expected(1920, 255);  // laid out as if it were 1920 wide: from column 0
@@ -161,8 +170,8 @@ TEST_F(TwoUp, TheHeldPageSetsTheLayoutAndASmallerPartnerIsFilledUpWithWhite) {
 
 TEST_F(TwoUp, ALargerPartnerIsCutToTheHeldPagesSize) {
   const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1900, 20), 1900, 20, 1);
-    merge_even_page(page(2, 1920, 50), 1920, 50, 2);
+    store_odd_page(page(1, 1900, 20), 1);
+    merge_even_page(page(2, 1920, 50), 2);
   });
   ASSERT_EQ(sent.size(), 1U);
   Bytes expected(1920, 255);
@@ -175,8 +184,8 @@ TEST_F(TwoUp, ALargerPartnerIsCutToTheHeldPagesSize) {
 
 TEST_F(TwoUp, AHeldPageWiderThanTheSheetFailsToMergeAndBothArePrinted) {
   const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1921, 10), 1921, 10, 1);
-    merge_even_page(page(2, 1920, 12), 1920, 12, 2);
+    store_odd_page(page(1, 1921, 10), 1);
+    merge_even_page(page(2, 1920, 12), 2);
   });
   ASSERT_EQ(sent.size(), 2U);
   EXPECT_EQ(sent[0].width, 1921U);
@@ -187,8 +196,8 @@ TEST_F(TwoUp, AHeldPageWiderThanTheSheetFailsToMergeAndBothArePrinted) {
 
 TEST_F(TwoUp, AnEmptyHeldPageFailsToMergeAndTheOtherIsPrinted) {
   const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1920, 0), 1920, 0, 1);
-    merge_even_page(page(2, 1920, 12), 1920, 12, 2);
+    store_odd_page(page(1, 1920, 0), 1);
+    merge_even_page(page(2, 1920, 12), 2);
   });
   ASSERT_EQ(sent.size(), 1U);  // a sheet of no height is refused where it is sent
   EXPECT_EQ(sent[0].height, 12U);
@@ -197,18 +206,16 @@ TEST_F(TwoUp, AnEmptyHeldPageFailsToMergeAndTheOtherIsPrinted) {
 }
 
 TEST_F(TwoUp, MissingPlanesAreReported) {
-  const PlaneSet planes = page(1, 10, 10);
-  const PageImage whole{
-      {planes.plane[0].get(), planes.plane[1].get(), planes.plane[2].get()}, 10, 10};
-  PageImage broken = whole;
-  broken.plane[1] = nullptr;
+  const SheetImage& whole = page(1, 10, 10);
+  SheetImage& broken = page(2, 10, 10);
+  broken.planes.plane[1] = nullptr;
   const std::string message = "K905-1: ERROR: Null pointers in merge function\n";
   EXPECT_EQ(captured_log([&] { EXPECT_FALSE(merge_two_up(broken, whole)); }), message);
   EXPECT_EQ(captured_log([&] { EXPECT_FALSE(merge_two_up(whole, broken)); }), message);
 }
 
 TEST_F(TwoUp, AnEvenPageWithoutAPartnerIsPrintedByItself) {
-  const std::vector<Sheet> sent = sheets([] { merge_even_page(page(2, 1920, 30), 1920, 30, 2); });
+  const std::vector<Sheet> sent = sheets([] { merge_even_page(page(2, 1920, 30), 2); });
   ASSERT_EQ(sent.size(), 1U);
   EXPECT_EQ(sent[0].height, 30U);
   EXPECT_EQ(pairing_log(), "K905-1: Page 2 is EVEN but no buffered ODD page - printing single\n");
@@ -218,10 +225,12 @@ TEST_F(TwoUp, TwoCopiesRunThroughTheBufferOneByOne) {
   // Copy 1 of page 1 is held, copy 2 forces it out; copy 1 of page 2 merges with copy 2 of page 1;
   // copy 2 of page 2 finds nothing and is printed by itself.
   const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1920, 40), 1920, 40, 1);
-    store_odd_page(page(1, 1920, 40), 1920, 40, 1);
-    merge_even_page(page(2, 1920, 40), 1920, 40, 2);
-    merge_even_page(page(2, 1920, 40), 1920, 40, 2);
+    const SheetImage& first = page(1, 1920, 40);
+    store_odd_page(first, 1);
+    store_odd_page(first, 1);
+    const SheetImage& second = page(2, 1920, 40);
+    merge_even_page(second, 2);
+    merge_even_page(second, 2);
     print_held_page();
   });
   ASSERT_EQ(sent.size(), 3U);
@@ -235,7 +244,7 @@ TEST_F(TwoUp, TwoCopiesRunThroughTheBufferOneByOne) {
 
 TEST_F(TwoUp, AHeldPageIsPrintedAtTheEndOfTheJob) {
   const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(3, 1920, 25), 1920, 25, 3);
+    store_odd_page(page(3, 1920, 25), 3);
     print_held_page();
     print_held_page();  // nothing is left
   });
@@ -248,7 +257,7 @@ TEST_F(TwoUp, AHeldPageIsPrintedAtTheEndOfTheJob) {
 
 TEST_F(TwoUp, ACancelledJobLetsTheHeldPageGo) {
   EXPECT_TRUE(sheets([] {
-                store_odd_page(page(1, 1920, 25), 1920, 25, 1);
+                store_odd_page(page(1, 1920, 25), 1);
                 drop_held_page();
                 print_held_page();
               }).empty());

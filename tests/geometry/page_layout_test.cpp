@@ -33,6 +33,14 @@ TEST(PageLayout, OfA6x4PageIsItsPaperRow) {
   EXPECT_EQ(layout.effective_height, 1197);  // 1240 - 25 - 18
 }
 
+TEST(PageLayout, NamesThePaperAndTellsWhetherABleedIsTheUsers) {
+  PrintOptions options = options_for("w288h432");
+  EXPECT_STREQ(page_layout(options).paper_label, "6x4");
+  EXPECT_FALSE(page_layout(options).has_user_bleed);
+  options.bleed_top_px = -100;  // leaves the sum clamped to 0, and is a delta all the same
+  EXPECT_TRUE(page_layout(options).has_user_bleed);
+}
+
 TEST(PageLayout, TargetIsThePapersAndNotTheEffectiveArea) {
   const PageLayout layout = page_layout(options_for("w432h576-div2"));
   EXPECT_EQ(layout.target_width, 1844);

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "paper/paper_table.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/environment_guard.h"
 
@@ -199,16 +198,17 @@ std::vector<Bytes> resized(unsigned width, unsigned height, const Bytes& gray,
   ReadStage read;
   EXPECT_TRUE(read.prepare(page.header(), "RGB"));
   ResizeStage resize;
-  resize.prepare(width, height, target_width, target_height);
-  EXPECT_TRUE(resize.ready());
+  EXPECT_TRUE(resize.prepare(width, height, target_width, target_height));
   std::vector<Bytes> rows;
-  for (std::size_t y = 0; y < target_height; ++y) {
-    const std::uint8_t* row = resize.row(y, read, page.raster());
-    Bytes first_channel;
-    for (std::size_t x = 0; row != nullptr && x < target_width; ++x) {
-      first_channel.push_back(row[3 * x]);
+  for (std::size_t y = 0; y < height; ++y) {
+    resize.take(read.next_row(page.raster()));
+    while (const std::uint8_t* row = resize.next_row()) {
+      Bytes first_channel;
+      for (std::size_t x = 0; x < target_width; ++x) {
+        first_channel.push_back(row[3 * x]);
+      }
+      rows.push_back(first_channel);
     }
-    rows.push_back(first_channel);
   }
   return rows;
 }
@@ -241,8 +241,8 @@ TEST_F(Stages, ASinglePixelFillsAnySize) {
 
 std::string resize_report(std::size_t source_height, std::size_t target_height) {
   ResizeStage resize;
-  resize.prepare(1, source_height, 1, target_height);
-  return captured_log([&] { EXPECT_TRUE(resize.report()); });
+  EXPECT_TRUE(resize.prepare(1, source_height, 1, target_height));
+  return captured_log([&] { resize.report(); });
 }
 
 TEST_F(Stages, TheOriginalDpiIsWorkedOutThroughTheMillimetresOfTheTarget) {
@@ -261,7 +261,7 @@ Bytes color_model(const char* model, const Bytes& rgb) {
   ColorModelStage stage;
   stage.prepare(model, rgb.size() / 3, 1);
   Bytes row = with_slack(rgb);
-  stage.row(0, row.data());
+  stage.row(row.data());
   row.resize(rgb.size());
   return row;
 }
@@ -298,7 +298,7 @@ TEST_F(Stages, FourColorsUnderKcmyLeaveStageTwoTurned) {
 TEST_F(Stages, TheColorModelIsNamedInItsBanner) {
   ColorModelStage stage;
   stage.prepare("KCMY", 1, 1);
-  EXPECT_EQ(captured_log([&] { stage.report(); }),
+  EXPECT_EQ(captured_log([&] { stage.report("KCMY"); }),
             "K905-1: === STAGE 2: Color model conversion (KCMY) ===\n"
             "K905-1: Color conversion completed\n");
 }
@@ -314,7 +314,7 @@ TEST_F(Stages, PairsOfRowsBecomeOneWeightedThreeToTwoAndAnOddLastRowIsDropped) {
   Bytes output;
   for (std::size_t y = 0; y < 5; ++y) {
     Bytes row = with_slack({input[y], input[y], input[y]});
-    if (const std::uint8_t* mean = stage.row(y, row.data())) {
+    if (const std::uint8_t* mean = stage.row(row.data())) {
       output.push_back(mean[2]);
     }
   }
@@ -333,7 +333,7 @@ TEST_F(Stages, EqualRowPairsSurviveTheDeinterlace) {
   for (std::size_t y = 0; y < 512; ++y) {
     const auto value = static_cast<std::uint8_t>(y / 2);
     Bytes row = with_slack({value, value, value});
-    if (const std::uint8_t* mean = stage.row(y, row.data())) {
+    if (const std::uint8_t* mean = stage.row(row.data())) {
       EXPECT_EQ(mean[0], value);
     }
   }
@@ -343,7 +343,7 @@ TEST_F(Stages, TheFullInterlacedHeightSkipsTheDeinterlace) {
   DeinterlaceStage stage;
   stage.prepare(true, 3, 8, 8);
   Bytes row = with_slack(Bytes(9, 1));
-  EXPECT_EQ(stage.row(0, row.data()), row.data());
+  EXPECT_EQ(stage.row(row.data()), row.data());
   EXPECT_EQ(captured_log([&] { stage.report(); }),
             "K905-1: === STAGE 3: Deinterlace processing ===\n"
             "K905-1: Source image height: 8 pixels\n"
@@ -382,24 +382,38 @@ TEST_F(Stages, TheMirrorSpeaksOfEachPlaneEvenWhenNothingIsFlipped) {
             "K905-1: Applying horizontal mirror flip: 5x0\n");
 }
 
+// A row of gray through the mirror stage; the first plane.
+Bytes split(bool mirrored, const Bytes& first_channel) {
+  Bytes rgb;
+  for (const std::uint8_t value : first_channel) {
+    rgb.insert(rgb.end(), {value, static_cast<std::uint8_t>(value + 1), 0});
+  }
+  rgb = with_slack(rgb);
+  Bytes plane[3];
+  for (Bytes& bytes : plane) {
+    bytes = Bytes(first_channel.size());
+  }
+  MirrorStage stage;
+  stage.prepare(mirrored, first_channel.size(), 1);
+  stage.row(rgb.data(), {{plane[0].data(), plane[1].data(), plane[2].data()}});
+  for (std::size_t x = 0; x < first_channel.size(); ++x) {
+    EXPECT_EQ(plane[1][x], plane[0][x] + 1);
+    EXPECT_EQ(plane[2][x], 0);
+  }
+  return plane[0];
+}
+
 TEST_F(Stages, TheMirrorKeepsTheMiddleColumnAndLeavesAWidthOfOneAlone) {
-  const auto mirrored = [](const Bytes& first_channel) {
-    Bytes row;
-    for (const std::uint8_t value : first_channel) {
-      row.insert(row.end(), {value, 0, 0});
-    }
-    row = with_slack(row);
-    Bytes plane[3];
-    for (Bytes& bytes : plane) {
-      bytes = Bytes(first_channel.size());
-    }
-    kernels::chosen_table().split_mirrored(row.data(), plane[0].data(), plane[1].data(),
-                                           plane[2].data(), first_channel.size());
-    return plane[0];
-  };
-  EXPECT_THAT(mirrored({1}), ElementsAre(1));
-  EXPECT_THAT(mirrored({1, 2}), ElementsAre(2, 1));
-  EXPECT_THAT(mirrored({1, 2, 3, 4, 5}), ElementsAre(5, 4, 3, 2, 1));
+  EXPECT_THAT(split(true, {1}), ElementsAre(1));
+  EXPECT_THAT(split(true, {1, 2}), ElementsAre(2, 1));
+  EXPECT_THAT(split(true, {1, 2, 3, 4, 5}), ElementsAre(5, 4, 3, 2, 1));
+}
+
+TEST_F(Stages, WithoutTheMirrorARowIsOnlySplitAndNothingIsLogged) {
+  EXPECT_THAT(split(false, {1, 2, 3}), ElementsAre(1, 2, 3));
+  MirrorStage stage;
+  stage.prepare(false, 5, 4);
+  EXPECT_EQ(captured_log([&] { stage.report(); }), "");
 }
 
 // ---- Stages 7 and 8 -----------------------------------------------------------------------------
@@ -414,35 +428,46 @@ PageLayout canvas_without_bleed(std::int32_t width, std::int32_t height) {
           .bleed_left = 0,
           .bleed_right = 0,
           .effective_width = width,
-          .effective_height = height};
+          .effective_height = height,
+          .paper_label = "6x4",
+          .has_user_bleed = false};
 }
 
-// Sends a picture (first plane; the others are kept apart by constant offsets) through turn and
-// place.
-Bytes placed(const PageLayout& layout, bool turn, std::size_t width, std::size_t height,
+// Sends an image (first plane; the others are kept apart by constant offsets) to the canvas.
+Bytes placed(const PageLayout& layout, bool rotated, std::size_t width, std::size_t height,
              const Bytes& image) {
-  RotateStage turn_stage;
+  Canvas canvas;
+  RotateStage rotate;
   PlaceStage place;
-  EXPECT_TRUE(
-      turn_stage.prepare(turn, width, height, static_cast<std::size_t>(layout.effective_height)));
-  place.prepare(layout, turn_stage.width(), turn_stage.height(), turn);
+  EXPECT_TRUE(rotated
+                  ? canvas.prepare(layout, height, width) && rotate.prepare(canvas, width, height)
+                  : canvas.prepare(layout, width, height) && place.prepare(canvas));
+  Bytes rows[3];
   for (std::size_t y = 0; y < height; ++y) {
-    const PlaneRow row = turn_stage.target();
-    for (std::size_t x = 0; x < width; ++x) {
-      row.plane[0][x] = image[y * width + x];
-      row.plane[1][x] = static_cast<std::uint8_t>(image[y * width + x] + 1);
-      row.plane[2][x] = static_cast<std::uint8_t>(image[y * width + x] + 2);
+    for (std::size_t i = 0; i < 3; ++i) {
+      rows[i].assign(width + kernels::kRowSlack, 0);
+      for (std::size_t x = 0; x < width; ++x) {
+        rows[i][x] = static_cast<std::uint8_t>(image[y * width + x] + i);
+      }
     }
-    turn_stage.row_done(y, place);
+    const PlaneRow row = {{rows[0].data(), rows[1].data(), rows[2].data()}};
+    if (rotated) {
+      rotate.row(row, canvas);
+    } else {
+      place.row(row, canvas);
+    }
   }
-  const PlaneSet canvas = place.take_canvas();
+  const SheetImage sheet = canvas.take();
+  EXPECT_EQ(sheet.width, layout.canvas_width);
+  EXPECT_EQ(sheet.height, layout.canvas_height);
+  const PlaneSet& planes = sheet.planes;
   const auto count = static_cast<std::size_t>(layout.canvas_width) *
                      static_cast<std::size_t>(layout.canvas_height);
-  Bytes first(canvas.plane[0].get(), canvas.plane[0].get() + count);
+  Bytes first(planes.plane[0].get(), planes.plane[0].get() + count);
   for (std::size_t i = 0; i < count; ++i) {
     if (first[i] != 255) {
-      EXPECT_EQ(canvas.plane[1][i], static_cast<std::uint8_t>(first[i] + 1));
-      EXPECT_EQ(canvas.plane[2][i], static_cast<std::uint8_t>(first[i] + 2));
+      EXPECT_EQ(planes.plane[1][i], static_cast<std::uint8_t>(first[i] + 1));
+      EXPECT_EQ(planes.plane[2][i], static_cast<std::uint8_t>(first[i] + 2));
     }
   }
   return first;
@@ -476,8 +501,8 @@ TEST_F(Stages, FourTurnsAreNoTurnAcrossBandBoundaries) {
   EXPECT_EQ(turned, image);
 }
 
-// Both roads to the canvas: turned on the way, or turned before.
-TEST_F(Stages, ATurnedImageIsStretchedAsIfItHadComeUpright) {
+// Both ways to the canvas: rotated by the stage, or rotated before.
+TEST_F(Stages, ARotatedImageIsStretchedLikeAnUprightOne) {
   const std::size_t sizes[][2] = {{40, 30}, {131, 257}, {300, 70}, {7, 200}, {1, 1}, {2, 513}};
   for (const auto& [width, height] : sizes) {
     Bytes image(width * height);
@@ -563,26 +588,23 @@ TEST_F(Stages, AnEmptyImageLeavesAWhiteCanvas) {
 }
 
 TEST_F(Stages, PlacingTellsWhereTheBleedsComeFrom) {
-  const PaperConfig* paper = find_paper_by_ppd_name("w288h432");
-  current_options.paper_config = paper;
   const auto report = [](const PageLayout& layout, std::size_t width, std::size_t height) {
-    PlaceStage place;
-    place.prepare(layout, width, height, false);
-    return captured_log([&] {
-      EXPECT_TRUE(place.report());
-      place.report_final();
-    });
+    Canvas canvas;
+    EXPECT_TRUE(canvas.prepare(layout, width, height));
+    return captured_log([&] { canvas.report(); });
   };
-  const PageLayout layout = {.target_width = 1844,
-                             .target_height = 1240,
-                             .canvas_width = 1920,
-                             .canvas_height = 1240,
-                             .bleed_top = 25,
-                             .bleed_bottom = 18,
-                             .bleed_left = 50,
-                             .bleed_right = 70,
-                             .effective_width = 1800,
-                             .effective_height = 1197};
+  PageLayout layout = {.target_width = 1844,
+                       .target_height = 1240,
+                       .canvas_width = 1920,
+                       .canvas_height = 1240,
+                       .bleed_top = 25,
+                       .bleed_bottom = 18,
+                       .bleed_left = 50,
+                       .bleed_right = 70,
+                       .effective_width = 1800,
+                       .effective_height = 1197,
+                       .paper_label = "6x4",
+                       .has_user_bleed = false};
   EXPECT_EQ(report(layout, 1844, 1240),
             "K905-1: === STAGE 8: Place on canvas ===\n"
             "K905-1: Paper config: 6x4, canvas=1920x1240\n"
@@ -595,10 +617,8 @@ TEST_F(Stages, PlacingTellsWhereTheBleedsComeFrom) {
             // 1800 / 1844 = 0.97614, 1197 / 1240 = 0.96532
             "K905-1: Stretching 1844x1240 -> 1800x1197 (scale_w=0.9761, scale_h=0.9653, "
             "non-proportional)\n"
-            "K905-1: Canvas created with bleed: 1920x1240\n"
-            "K905-1: === STAGE 9: Final result ===\n");
-  // A delta that leaves the sum clamped to 0 is still a delta.
-  current_options.bleed_top_px = -100;
+            "K905-1: Canvas created with bleed: 1920x1240\n");
+  layout.has_user_bleed = true;
   EXPECT_EQ(report(layout, 1800, 1197),
             "K905-1: === STAGE 8: Place on canvas ===\n"
             "K905-1: Paper config: 6x4, canvas=1920x1240\n"
@@ -607,8 +627,7 @@ TEST_F(Stages, PlacingTellsWhereTheBleedsComeFrom) {
             "Left(C):50, Right(D):70\n"
             "K905-1: Effective image area: 1800x1197 (already used in stage 1.5)\n"
             "K905-1: Image already matches effective area size\n"
-            "K905-1: Canvas created with bleed: 1920x1240\n"
-            "K905-1: === STAGE 9: Final result ===\n");
+            "K905-1: Canvas created with bleed: 1920x1240\n");
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -43,7 +42,7 @@ std::vector<std::uint8_t> expected_of(const std::vector<std::uint8_t>& rgb) {
 // Sends a page through and returns how many colors had to be converted.
 std::size_t converted(ColorCache& memory, const Page& page) {
   const Counted counted;
-  const auto out = through_rows(page, false, [&](std::size_t, std::uint8_t* row) {
+  const auto out = through_rows(page, [&](const PlaneRow& row) {
     memory.convert_row(row, page.width, {Counted::convert, &counted, true});
   });
   EXPECT_TRUE(out == expected_of(page.rgb));
@@ -136,18 +135,19 @@ TEST(ColorCache, NeverTakesAColorForAnotherOne) {
   ColorCache memory;
   memory.reset();
   const Counted counted;
-  std::vector<std::uint8_t> row(3 * kRow + 1);
   for (std::uint32_t first = 0; first < 1U << 24U; first += kRow) {
-    memory.begin_page();  // or the memory would step aside
+    memory.begin_page();  // or the cache would not be asked
+    Page page{kRow, 1, {}};
     for (std::uint32_t i = 0; i < kRow; ++i) {
       const std::uint32_t color = shuffled(first + i);
-      row[3 * i] = static_cast<std::uint8_t>(color);
-      row[3 * i + 1] = static_cast<std::uint8_t>(color >> 8U);
-      row[3 * i + 2] = static_cast<std::uint8_t>(color >> 16U);
+      page.rgb.insert(page.rgb.end(),
+                      {static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8U),
+                       static_cast<std::uint8_t>(color >> 16U)});
     }
-    const std::vector<std::uint8_t> asked(row.begin(), row.end() - 1);
-    memory.convert_row(row.data(), kRow, {Counted::convert, &counted, true});
-    ASSERT_TRUE(std::equal(row.begin(), row.end() - 1, expected_of(asked).begin())) << first;
+    const auto out = through_rows(page, [&](const PlaneRow& row) {
+      memory.convert_row(row, kRow, {Counted::convert, &counted, true});
+    });
+    ASSERT_TRUE(out == expected_of(page.rgb)) << first;
   }
 }
 
@@ -160,7 +160,7 @@ TEST(ColorCache, IsMorePatientWhenTheConversionIsExpensive) {
     ColorCache memory;
     memory.reset();
     const Counted counted;
-    through_rows(page, false, [&](std::size_t, std::uint8_t* row) {
+    through_rows(page, [&](const PlaneRow& row) {
       memory.convert_row(row, page.width, {Counted::convert, &counted, is_expensive});
     });
     const double share = static_cast<double>(counted.colors) / (600.0 * 300.0);

@@ -1,4 +1,4 @@
-// A small page and its way through IccConversion, as the pipeline would send it.
+// A small page and its way through the adjust stage, as the pipeline would send it.
 #pragma once
 
 #include <cstdint>
@@ -7,12 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "pipeline/icc_transform.h"
-#include "pipeline/kernels/kernels.h"
+#include "pipeline/stages.h"
 #include "settings/print_options.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/environment_guard.h"
 
-// Pixels as the stage counts them: pixel 0 is the first of the first row, after the mirror.
 struct Page {
   std::size_t width = 0;
   std::size_t height = 0;
@@ -75,41 +74,39 @@ struct Result {
   std::string log;
 };
 
-// Runs `code` on every row of `page`, chunky, unmirrored and with slack behind, and returns the
-// rows in the order of the page again.
+// Runs `code` on every row of `page`, as three plane rows with slack, and returns the rows as they
+// are then.
 template <typename Code>
-std::vector<std::uint8_t> through_rows(const Page& page, bool mirrored, const Code& code) {
-  std::vector<std::uint8_t> out;
-  const auto turned = [&](const std::vector<std::uint8_t>& row) {
-    std::vector<std::uint8_t> other(row.size());
-    for (std::size_t x = 0; x < page.width; ++x) {
-      const std::size_t from = mirrored ? page.width - 1 - x : x;
-      for (std::size_t c = 0; c < 3; ++c) other[3 * x + c] = row[3 * from + c];
-    }
-    return other;
-  };
+std::vector<std::uint8_t> through_rows(const Page& page, const Code& code) {
+  std::vector<std::uint8_t> rgb;
+  rgb.reserve(page.rgb.size());
+  std::vector<std::uint8_t> planes[3];
+  for (auto& plane : planes) plane.resize(page.width + kernels::kRowSlack, 0x5A);
+  const PlaneRow row = {{planes[0].data(), planes[1].data(), planes[2].data()}};
   for (std::size_t y = 0; y < page.height; ++y) {
-    const auto begin = page.rgb.begin() + static_cast<std::ptrdiff_t>(3 * page.width * y);
-    std::vector<std::uint8_t> row =
-        turned({begin, begin + static_cast<std::ptrdiff_t>(3 * page.width)});
-    row.resize(row.size() + kernels::kRowSlack, 0x5A);
-    code(y, row.data());
-    row.resize(3 * page.width);
-    row = turned(row);
-    out.insert(out.end(), row.begin(), row.end());
+    for (std::size_t i = 0; i < 3 * page.width; ++i) {
+      row.plane[i % 3][i / 3] = page.rgb[3 * page.width * y + i];
+    }
+    code(row);
+    for (std::size_t i = 0; i < 3 * page.width; ++i) rgb.push_back(row.plane[i % 3][i / 3]);
   }
-  return out;
+  return rgb;
 }
 
-inline Result convert_page(const PrintOptions& options, const Page& page, bool mirrored = false,
-                           IccCache* memory = nullptr) {
+// What the adjust stage makes of the page, and the lines of its log that are about the conversion.
+// Without `icc` the page is the first one of a job.
+inline Result convert_page(const PrintOptions& options, const Page& page,
+                           IccTransform* icc = nullptr) {
+  const EnvironmentGuard printing("PPD", "");
+  IccTransform first;
+  AdjustStage stage;
   Result result;
-  IccConversion conversion;
   const std::string too_early = captured_log([&] {
-    conversion.prepare(options, page.width, page.height, mirrored, memory);
-    result.rgb = through_rows(page, mirrored,
-                              [&](std::size_t y, std::uint8_t* row) { conversion.row(y, row); });
+    stage.prepare(options, page.width, page.height, icc != nullptr ? *icc : first);
+    result.rgb = through_rows(page, [&](const PlaneRow& row) { stage.row(row); });
   });
-  result.log = too_early + captured_log([&] { conversion.report(options); });
+  const std::string log = captured_log([&] { stage.report(options); });
+  const std::size_t begin = log.find("K905-1: Before ICC - Pixel[0]");
+  result.log = too_early + log.substr(begin, log.find("K905-1: Image adjustments") - begin);
   return result;
 }

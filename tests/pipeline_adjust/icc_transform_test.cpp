@@ -1,7 +1,5 @@
 // The ICC conversion: every byte as Little CMS gives it when it is asked directly, every line of
 // the log, and every way a profile can be bad.
-#include "pipeline/icc_transform.h"
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -137,16 +135,6 @@ TEST_F(Icc, EnabledWithoutAProfileNameSaysSoAndLeavesThePlanes) {
                             "\nK905-1: ICC conversion not enabled or no profile specified\n");
 }
 
-TEST_F(Icc, AClearFlagSaysTheSame) {
-  PrintOptions options = icc_options("", profiles_.rgb_matrix("a.icc"));
-  options.icc_enabled = 0;
-  const Page page = noise_page(3, 3, 2);
-  const Result result = convert_page(options, page);
-  EXPECT_EQ(result.rgb, page.rgb);
-  EXPECT_THAT(result.log,
-              HasSubstr("K905-1: ICC conversion not enabled or no profile specified\n"));
-}
-
 TEST_F(Icc, RgbTargetGivesTheBytesOfLittleCmsAndTellsTheWholeStory) {
   const std::string source = profiles_.rgb_matrix("wide.icc");
   const std::string target = profiles_.rgb_table("printer.icc");
@@ -241,17 +229,6 @@ TEST_F(Icc, GrayTargetFillsAllPlanesAndLeavesItsOutputLineOpen) {
                 end_of_log(page.rgb, expected, 18));
 }
 
-TEST_F(Icc, ReportSaysTheSameForAFurtherCopy) {
-  const PrintOptions options =
-      icc_options(profiles_.rgb_matrix("wide.icc"), profiles_.cmyk_table("press.icc"));
-  const Page page = noise_page(11, 5, 6);
-  IccConversion conversion;
-  conversion.prepare(options, page.width, page.height, false, nullptr);
-  through_rows(page, false, [&](std::size_t y, std::uint8_t* row) { conversion.row(y, row); });
-  const std::string once = captured_log([&] { conversion.report(options); });
-  EXPECT_EQ(captured_log([&] { conversion.report(options); }), once);
-}
-
 TEST_F(Icc, AnEmptyImageIsToldInZeros) {
   const PrintOptions options = icc_options("", profiles_.rgb_matrix("wide.icc"));
   const Result result = convert_page(options, Page{7, 0, {}});
@@ -268,24 +245,8 @@ TEST_F(Icc, AnEmptyImageIsToldInZeros) {
   }
 }
 
-TEST_F(Icc, AnImageWithoutWidthIsTakenToo) {
-  const PrintOptions options = icc_options("", profiles_.rgb_matrix("wide.icc"));
-  const Result result = convert_page(options, Page{0, 3, {}});
-  EXPECT_THAT(result.log, HasSubstr("K905-1: ICC color conversion completed\n"));
-}
-
 // ---- First and center pixel, samples
 // ---------------------------------------------------------------
-
-TEST_F(Icc, MirroredRowsAreToldAsTheImageHasThem) {
-  const std::string target = profiles_.rgb_table("printer.icc");
-  const PrintOptions options = icc_options("", target);
-  const Page page = noise_page(13, 9, 7);
-  const Result straight = convert_page(options, page, false);
-  const Result mirrored = convert_page(options, page, true);
-  EXPECT_EQ(mirrored.rgb, straight.rgb);
-  EXPECT_EQ(mirrored.log, straight.log);
-}
 
 TEST_F(Icc, TheCenterOfAnEvenImageIsTheFirstPixelOfItsLowerHalf) {
   Page page = plain_page(4, 2, 10, 10, 10);
@@ -304,21 +265,19 @@ TEST_F(Icc, AChangedCenterPixelPrintsNeitherWarningNorCount) {
 TEST_F(Icc, AnUnchangedCenterPixelIsWarnedOfAndEvery1000thPixelCountedAgainstItsOldColor) {
   // Built-in sRGB on both sides leaves every color, so whatever differs from the center is
   // counted, whether or not the conversion touched it.
-  for (const bool mirrored : {false, true}) {
-    Page page = plain_page(7, 500, 40, 50, 60);  // 3500 pixels: indices 0, 1000, 2000, 3000
-    set_pixel(page, 0, 41, 50, 60);
-    set_pixel(page, 999, 1, 1, 1);  // beside a sample
-    set_pixel(page, 2000, 40, 51, 60);
-    set_pixel(page, 3000, 40, 50, 61);
-    set_pixel(page, 3001, 1, 1, 1);
-    const Result result = convert_page(icc_options("", ""), page, mirrored);
-    EXPECT_EQ(result.rgb, page.rgb);
-    EXPECT_THAT(result.log, HasSubstr(line("K905-1: Change: %sR= +0, %sG= +0, %sB= +0", kDelta,
-                                           kDelta, kDelta) +
-                                      "K905-1: WARNING: No change detected in center pixel!\n"
-                                      "K905-1: Changed pixels in sample: 3\n"
-                                      "K905-1: ICC color conversion completed\n"));
-  }
+  Page page = plain_page(7, 500, 40, 50, 60);  // 3500 pixels: indices 0, 1000, 2000, 3000
+  set_pixel(page, 0, 41, 50, 60);
+  set_pixel(page, 999, 1, 1, 1);  // beside a sample
+  set_pixel(page, 2000, 40, 51, 60);
+  set_pixel(page, 3000, 40, 50, 61);
+  set_pixel(page, 3001, 1, 1, 1);
+  const Result result = convert_page(icc_options("", ""), page);
+  EXPECT_EQ(result.rgb, page.rgb);
+  EXPECT_THAT(result.log,
+              HasSubstr(line("K905-1: Change: %sR= +0, %sG= +0, %sB= +0", kDelta, kDelta, kDelta) +
+                        "K905-1: WARNING: No change detected in center pixel!\n"
+                        "K905-1: Changed pixels in sample: 3\n"
+                        "K905-1: ICC color conversion completed\n"));
 }
 
 TEST_F(Icc, SamplesAreTakenAfterTheConversion) {
@@ -584,9 +543,7 @@ TEST_F(Icc, NoProfileAtAllConvertsFromSrgbToSrgbAndSaysSo) {
 
 // One call of Little CMS over the whole page must give what the conversion gives row by row, with
 // colors remembered, forgotten and converted in bundles.
-class WholePage : public Icc, public testing::WithParamInterface<bool> {};
-
-TEST_P(WholePage, EqualsOneCallOfLittleCms) {
+TEST_F(Icc, APageEqualsOneCallOfLittleCms) {
   const std::string wide = profiles_.rgb_matrix("wide.icc");
   const std::string targets[] = {profiles_.rgb_matrix("narrow.icc", 2.4),
                                  profiles_.rgb_table("printer.icc"),
@@ -605,12 +562,9 @@ TEST_P(WholePage, EqualsOneCallOfLittleCms) {
     } else {
       expected = converted_directly(wide, target, TYPE_RGB_8, 0, page.rgb);
     }
-    EXPECT_TRUE(convert_page(icc_options(wide, target), page, GetParam()).rgb == expected)
-        << target;
+    EXPECT_TRUE(convert_page(icc_options(wide, target), page).rgb == expected) << target;
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(StraightAndMirrored, WholePage, testing::Bool());
 
 // ---- From page to page
 // -----------------------------------------------------------------------------
@@ -618,11 +572,11 @@ INSTANTIATE_TEST_SUITE_P(StraightAndMirrored, WholePage, testing::Bool());
 TEST_F(Icc, AKeptTransformGivesTheSameBytesAndTheSameLog) {
   const PrintOptions options =
       icc_options(profiles_.rgb_matrix("wide.icc"), profiles_.cmyk_table("press.icc"));
-  IccCache memory;
+  IccTransform icc;
   for (unsigned number = 0; number < 3; ++number) {
     const Page page = photo_page(60, 20, 20 + number);
     const Result fresh = convert_page(options, page);
-    const Result kept = convert_page(options, page, false, &memory);
+    const Result kept = convert_page(options, page, &icc);
     EXPECT_EQ(kept.rgb, fresh.rgb);
     EXPECT_EQ(kept.log, fresh.log);
   }
@@ -632,10 +586,10 @@ TEST_F(Icc, KeptThingsAreLeftAloneWhenAnythingHasChanged) {
   const std::string wide = profiles_.rgb_matrix("wide.icc");
   const std::string printer = profiles_.rgb_table("printer.icc");
   const Page page = photo_page(30, 30, 30);
-  IccCache memory;
+  IccTransform icc;
   const auto expect_as_fresh = [&](const PrintOptions& options, const char* what) {
     const Result fresh = convert_page(options, page);
-    Result kept = convert_page(options, page, false, &memory);
+    Result kept = convert_page(options, page, &icc);
     EXPECT_EQ(kept.rgb, fresh.rgb) << what;
     EXPECT_EQ(kept.log, fresh.log) << what;
     return kept.rgb;
@@ -647,74 +601,46 @@ TEST_F(Icc, KeptThingsAreLeftAloneWhenAnythingHasChanged) {
   EXPECT_EQ(expect_as_fresh(icc_options(wide, profiles_.lab("lab.icc")), "refused"), page.rgb);
   EXPECT_EQ(expect_as_fresh(icc_options(wide, printer), "first page again"), first);
   PrintOptions off = icc_options(wide, printer);
-  off.icc_enabled = 0;
+  off.icc_profile_name[0] = '\0';
   EXPECT_EQ(expect_as_fresh(off, "switched off"), page.rgb);
   EXPECT_EQ(expect_as_fresh(icc_options(wide, printer), "and on"), first);
 }
 
-TEST_F(Icc, AProfileReplacedBetweenTwoPagesIsReadAgain) {
+// A job has one transform: what is done to the profile's file meanwhile is for the next job.
+TEST_F(Icc, AProfileReplacedDuringTheJobTakesEffectWithTheNextJob) {
   const std::string path = profiles_.path("changing.icc");
   const Page page = photo_page(30, 30, 31);
   const PrintOptions options = icc_options("", path);
-  IccCache memory;
-  const auto of_now = [&] {
-    const Result fresh = convert_page(options, page);
-    Result kept = convert_page(options, page, false, &memory);
-    EXPECT_EQ(kept.rgb, fresh.rgb);
-    EXPECT_EQ(kept.log, fresh.log);
-    return kept;
-  };
-  EXPECT_THAT(of_now().log, HasSubstr(kTargetMissing));
-
   std::filesystem::rename(profiles_.rgb_matrix("a.icc", 1.5), path);
-  const Result first = of_now();
-  // The same name and the same size, another file.
-  std::filesystem::rename(profiles_.rgb_matrix("b.icc", 2.5), path);
-  const Result second = of_now();
-  EXPECT_NE(second.rgb, first.rgb);
-  EXPECT_THAT(second.log, Not(HasSubstr(kTargetMissing)));
-
-  // The same file, other bytes, its time put where it always is: only the time of the change itself
-  // tells, for which the system's clock ticks every few milliseconds.
-  const auto rewrite = [&](const std::string& bytes) {
-    struct stat before {};
-    ASSERT_EQ(stat(path.c_str(), &before), 0);
-    ASSERT_EQ(static_cast<off_t>(bytes.size()), before.st_size);
-    struct stat after = before;
-    while (after.st_ctim.tv_sec == before.st_ctim.tv_sec &&
-           after.st_ctim.tv_nsec == before.st_ctim.tv_nsec) {
-      profiles_.file("changing.icc", bytes);
-      const timespec times[2] = {{1'000'000'000, 1}, {1'000'000'000, 1}};
-      ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
-      ASSERT_EQ(stat(path.c_str(), &after), 0);
-    }
-    ASSERT_EQ(after.st_ino, before.st_ino);
+  IccTransform icc;
+  const Result first = convert_page(options, page, &icc);
+  const auto expect_unchanged = [&] {
+    const Result next = convert_page(options, page, &icc);
+    EXPECT_EQ(next.rgb, first.rgb);
+    EXPECT_EQ(next.log, first.log);
   };
-  rewrite(bytes_of(profiles_.rgb_matrix("c.icc", 1.1)));
-  const Result third = of_now();
-  EXPECT_NE(third.rgb, second.rgb);
-  rewrite(bytes_of(profiles_.rgb_matrix("d.icc", 1.3)));
-  EXPECT_NE(of_now().rgb, third.rgb);
-
+  std::filesystem::rename(profiles_.rgb_matrix("b.icc", 2.5), path);
+  expect_unchanged();
+  EXPECT_NE(convert_page(options, page).rgb, first.rgb);
   std::filesystem::remove(path);
-  std::filesystem::create_directory(path);
-  EXPECT_THAT(of_now().log, HasSubstr(kTargetUnusable));
+  expect_unchanged();
+  EXPECT_THAT(convert_page(options, page).log, HasSubstr(kTargetMissing));
 }
 
-TEST_F(Icc, AConversionObjectServesPageAfterPage) {
-  const std::string printer = profiles_.rgb_table("printer.icc");
-  IccConversion conversion;
-  const Page first = noise_page(20, 10, 40);
-  PrintOptions options = icc_options("", printer);
-  conversion.prepare(options, first.width, first.height, false, nullptr);
-  through_rows(first, false, [&](std::size_t y, std::uint8_t* row) { conversion.row(y, row); });
+TEST_F(Icc, AProfileThatCannotBeUsedIsNotReadAgainDuringTheJob) {
+  const std::string path = profiles_.path("changing.icc");
+  const Page page = photo_page(30, 30, 32);
+  const PrintOptions options = icc_options("", path);
+  IccTransform icc;
+  EXPECT_THAT(convert_page(options, page, &icc).log, HasSubstr(kTargetMissing));
+  std::filesystem::rename(profiles_.rgb_matrix("a.icc", 1.5), path);
+  EXPECT_THAT(convert_page(options, page, &icc).log, HasSubstr(kTargetMissing));
 
-  options.icc_profile_name[0] = '\0';
-  conversion.prepare(options, 20, 0, false, nullptr);
-  EXPECT_EQ(captured_log([&] { conversion.report(options); }),
-            "K905-1: Before ICC - Pixel[0]: R=0, G=0, B=0\n"
-            "K905-1: Before ICC - Pixel[center]: R=0, G=0, B=0\n"
-            "K905-1: ICC conversion not enabled or no profile specified\n");
+  std::filesystem::rename(profiles_.lab("lab.icc"), path);
+  IccTransform refused;
+  EXPECT_THAT(convert_page(options, page, &refused).log, HasSubstr("Unsupported"));
+  std::filesystem::rename(profiles_.rgb_matrix("b.icc", 1.5), path);
+  EXPECT_EQ(convert_page(options, page, &refused).rgb, page.rgb);
 }
 
 }  // namespace

@@ -172,14 +172,8 @@ ReferenceResult PlainFilter::whole_job() {
       merging = decide_merge();
     }
     say("K905-1: Processing page %d (%s)", number, odd ? "ODD" : "EVEN");
-    const bool not_kept = copies >= 2 && short_of_memory(kNoMemoryToKeepAPage);
     for (int copy = 1; copy <= copies; ++copy) {
       say("K905-1: === Processing page %d, copy %d/%d ===", number, copy, copies);
-      if (not_kept) {
-        say("K905-1: malloc src planes failed");
-        say("K905-1: build_planes_resampled failed, abort page %d", number);
-        continue;
-      }
       Image sheet;
       if (!build(page, sheet)) {
         say("K905-1: build_planes_resampled failed, abort page %d", number);

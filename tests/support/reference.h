@@ -20,9 +20,7 @@ struct ReferenceShortage {
   std::string line;
   int visit = 1;
 };
-// Two such moments come once a page: a page's lines are to be kept for its copies, which has no
-// line of its own, and what is left of a page is to be read away.
-inline constexpr char kNoMemoryToKeepAPage[] = "(keep a page)";
+// One such moment comes once a page: what is left of it is to be read.
 inline constexpr char kNoMemoryToSkipAPage[] =
     "K905-1: malloc skip buffer failed, the rest of the job is not printed";
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "tests/support/reference_state.h"
 
@@ -100,13 +101,11 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
     say("K905-1: Empty page image: %ux%u", h.cupsWidth, h.cupsHeight);
     return false;
   }
-  if (std::uint64_t{h.cupsWidth} * h.cupsHeight > (std::uint64_t{1} << 29) ||
-      short_of_memory("K905-1: malloc src planes failed")) {
+  if (std::uint64_t{h.cupsWidth} * h.cupsHeight > (std::uint64_t{1} << 29)) {
     say("K905-1: malloc src planes failed");
     return false;
   }
-  if (short_of_memory("K905-1: malloc line buffer failed")) {
-    say("K905-1: malloc line buffer failed");
+  if (!allocate_everything(h, l)) {
     return false;
   }
 
@@ -119,9 +118,7 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
   picture("01_original", image);
 
   say("K905-1: === STAGE 1.5: Resize to standard size (non-proportional scaling) ===");
-  if (!resize(image, l.target_width, l.target_height)) {
-    return false;
-  }
+  resize(image, l.target_width, l.target_height);
   convert_colors(image);
   if (s.interlace) {
     deinterlace(image);
@@ -134,16 +131,42 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
   say("K905-1: Using image from stage 5: %dx%d (no scaling)", image.width, image.height);
   say("K905-1: === STAGE 7: Rotation (if needed) ===");
   if (s.rotate) {
-    if (!turn(image)) {
-      return false;
-    }
+    turn(image);
     picture("07_rotated", image);
   }
-  if (!place(image, canvas)) {
-    return false;
-  }
+  place(image, canvas);
   say("K905-1: === STAGE 9: Final result ===");
   picture("09_final_canvas", canvas);
+  return true;
+}
+
+// All memory of a page is allocated before its first line is read, and the first allocation that
+// fails is the page's only message. (Where a page goes on without its memory, the stage says so.)
+bool PlainFilter::allocate_everything(const cups_page_header2_t& h, const Layout& l) {
+  const Settings& s = settings;
+  const int width = l.target_width;
+  int height = l.target_height;
+  const bool resized =
+      static_cast<int>(h.cupsWidth) != width || static_cast<int>(h.cupsHeight) != height;
+  if (s.interlace && height != 2 * s.paper.target_height) {
+    height /= 2;
+  }
+  const bool stretched = s.rotate ? height != l.effective_width || width != l.effective_height
+                                  : width != l.effective_width || height != l.effective_height;
+  const std::pair<bool, const char*> needs[] = {
+      {true, "K905-1: malloc src planes failed"},
+      {true, "K905-1: malloc line buffer failed"},
+      {resized, "K905-1: malloc resized planes failed"},
+      {s.rotate, "K905-1: malloc rotated planes failed"},
+      {true, "K905-1: malloc canvas planes failed"},
+      {stretched, "K905-1: malloc scaled planes failed"},
+  };
+  for (const auto& [needed, message] : needs) {
+    if (needed && short_of_memory(message)) {
+      say("%s", message);
+      return false;
+    }
+  }
   return true;
 }
 
@@ -208,7 +231,7 @@ Image PlainFilter::read_lines(const Page& page, bool& complete) {
   return image;
 }
 
-bool PlainFilter::resize(Image& image, int width, int height) {
+void PlainFilter::resize(Image& image, int width, int height) {
   const int src_w = image.width;
   const int src_h = image.height;
   say("K905-1: Source image: %dx%d pixels", src_w, src_h);
@@ -219,15 +242,11 @@ bool PlainFilter::resize(Image& image, int width, int height) {
       millimetres(height));
   if (src_w == width && src_h == height) {
     say("K905-1: Image size already matches target size, skipping resize");
-    return true;
+    return;
   }
   const double scale_w = static_cast<double>(width) / src_w;
   const double scale_h = static_cast<double>(height) / src_h;
   say("K905-1: Non-proportional scaling: scale_w=%.4f, scale_h=%.4f", scale_w, scale_h);
-  if (short_of_memory("K905-1: malloc resized planes failed")) {
-    say("K905-1: malloc resized planes failed");
-    return false;
-  }
   Image out = make_image(width, height);
   for (int y = 0; y < height; ++y) {
     const double sy = y * (1 / scale_h);
@@ -267,7 +286,6 @@ bool PlainFilter::resize(Image& image, int width, int height) {
   say("K905-1:   Original DPI might be: %.0f (if height should stay same)",
       (src_h * 25.4) / (height * 25.4 / 300.0));
   picture("01b_resized", image);
-  return true;
 }
 
 void PlainFilter::convert_colors(Image& image) {
@@ -453,11 +471,7 @@ void PlainFilter::tone(Image& image) const {
   }
 }
 
-bool PlainFilter::turn(Image& image) {
-  if (short_of_memory("K905-1: malloc rotated planes failed")) {
-    say("K905-1: malloc rotated planes failed");
-    return false;
-  }
+void PlainFilter::turn(Image& image) {
   Image out = make_image(image.height, image.width);
   for (int i = 0; i < 3; ++i) {
     for (int y = 0; y < image.height; ++y) {
@@ -467,10 +481,9 @@ bool PlainFilter::turn(Image& image) {
     }
   }
   image = std::move(out);
-  return true;
 }
 
-bool PlainFilter::place(const Image& image, Image& canvas) {
+void PlainFilter::place(const Image& image, Image& canvas) {
   const Settings& s = settings;
   const Layout l = layout();
   const int width = l.effective_width;
@@ -486,10 +499,6 @@ bool PlainFilter::place(const Image& image, Image& canvas) {
       l.right);
   say("K905-1: Effective image area: %dx%d (already used in stage 1.5)", width, height);
 
-  if (short_of_memory("K905-1: malloc canvas planes failed")) {
-    say("K905-1: malloc canvas planes failed");
-    return false;
-  }
   Image stretched = image;
   if (image.width == width && image.height == height) {
     say("K905-1: Image already matches effective area size");
@@ -500,10 +509,6 @@ bool PlainFilter::place(const Image& image, Image& canvas) {
     const double scale_h = static_cast<double>(height) / image.height;
     say("K905-1: Stretching %dx%d -> %dx%d (scale_w=%.4f, scale_h=%.4f, non-proportional)",
         image.width, image.height, width, height, scale_w, scale_h);
-    if (short_of_memory("K905-1: malloc scaled planes failed")) {
-      say("K905-1: malloc scaled planes failed");
-      return false;
-    }
     stretched = make_image(width, height);
     for (int dy = 0; dy < height; ++dy) {
       const double row = ((dy + 0.5) * (1 / scale_h)) - 0.5 + 0.5;
@@ -532,7 +537,6 @@ bool PlainFilter::place(const Image& image, Image& canvas) {
     }
   }
   say("K905-1: Canvas created with bleed: %dx%d", l.canvas_width, l.canvas_height);
-  return true;
 }
 
 }  // namespace reference

@@ -114,14 +114,14 @@ class PlainFilter {
   void log_summary();
   void interpret_header(const cups_page_header2_t& header);
   bool build(const Page& page, Image& canvas);
-  bool resize(Image& image, int width, int height);
+  void resize(Image& image, int width, int height);
   void convert_colors(Image& image);
   void deinterlace(Image& image);
   void mirror(Image& image);
   void adjust(Image& image);
   void convert_icc(Image& image);
-  bool turn(Image& image);
-  bool place(const Image& image, Image& canvas);
+  void turn(Image& image);
+  void place(const Image& image, Image& canvas);
   void print_sheet(const Image& sheet);
   bool merge(const Image& top, const Image& bottom);
 
@@ -162,6 +162,7 @@ class PlainFilter {
   void log_sample_colors(void* transform, std::size_t samples);
   void transform_pixels(Image& image, void* transform, std::size_t samples);
 
+  bool allocate_everything(const cups_page_header2_t& header, const Layout& layout);
   Image read_lines(const Page& page, bool& complete);
   void tone(Image& image) const;
   void send_plane(char letter, const std::vector<std::uint8_t>& plane, int width, int height);

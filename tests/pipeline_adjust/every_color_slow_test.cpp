@@ -1,5 +1,4 @@
-// That the built-in sRGB onto itself leaves every one of the 2^24 colors, with every intent: the
-// licence not to run that conversion.
+// All of the 2^24 colors through a transform.
 #include <gtest/gtest.h>
 #include <lcms2.h>
 
@@ -22,17 +21,7 @@ Page all_colors() {
   return page;
 }
 
-TEST(SrgbToSrgb, LeavesEveryColorWithEveryIntent) {
-  if (cmsGetEncodedCMMversion() != 2140) {
-    GTEST_SKIP() << "this version of Little CMS always converts";
-  }
-  const Page page = all_colors();
-  for (cmsUInt32Number intent = 0; intent < 4; ++intent) {
-    EXPECT_TRUE(converted_directly("", "", TYPE_RGB_8, intent, page.rgb) == page.rgb) << intent;
-  }
-}
-
-TEST(SrgbToSrgb, EqualsLittleCmsForEveryColorWhateverTheVersion) {
+TEST(Transform, EqualsLittleCmsForEveryColor) {
   const Page page = all_colors();
   const auto expected = converted_directly("", "", TYPE_RGB_8, 0, page.rgb);
   EXPECT_TRUE(convert_page(icc_options("", ""), page).rgb == expected);
