@@ -15,6 +15,7 @@ SOUND_TREE = {
     '#include "protocol/print_page.h"\n#include "geometry/page_header.h"\n'
     '#include "settings/summary.h"\n#include "paper/paper_table.h"\n#include "diag/log.h"\n',
     "pipeline/page_pipeline.cpp": '#include "pipeline/kernels/kernels.h"\n'
+    '#include "pipeline/stages.h"\n'
     '#include "geometry/page_layout.h"\n#include "settings/print_options.h"\n#include "diag/log.h"\n',
     "pipeline/icc_transform.cpp": "#include <lcms2.h>\n",
     "pipeline/kernels/kernels.h": "// Kernels.\n#pragma once\n#include <cstdint>\n",
@@ -69,6 +70,18 @@ class CheckLayers(unittest.TestCase):
                 f'// Text.\n#include "{included}"\n',
                 f"2: {included} points upward: {layer} may not know {target}",
             )
+
+    def test_headers_of_the_pipeline_are_private_but_for_two(self):
+        self.expect(
+            "filter/a.cpp",
+            '#include "pipeline/planes.h"\n#include "pipeline/stages.h"\n',
+            "2: pipeline/stages.h is private to its folder",
+        )
+        self.expect(
+            "filter/a.cpp",
+            '#include "pipeline/kernels/kernels.h"\n',
+            "1: pipeline/kernels/kernels.h is private to its folder",
+        )
 
     def test_pipeline_and_protocol_do_not_know_each_other(self):
         self.expect(
