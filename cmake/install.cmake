@@ -5,6 +5,10 @@ set(program_permissions OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EX
                         WORLD_READ WORLD_EXECUTE)
 install(TARGETS rastertok905 rastertok905job
         RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/filter PERMISSIONS ${program_permissions})
+# CUPS starts a backend as root only when nobody else may execute it. It opens the printer's device
+# and the folder of its records, then gives root up.
+install(TARGETS k905 RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/backend
+        PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 install(FILES ${K905_PPD_FILES} DESTINATION ${K905_MODEL_FOLDER})
 install(PROGRAMS ${K905_SETUP_SCRIPT} DESTINATION ${CMAKE_INSTALL_BINDIR}
         PERMISSIONS ${program_permissions})

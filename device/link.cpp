@@ -32,8 +32,11 @@ Link::Milliseconds left_until(Clock::time_point deadline) {
   return std::max(left, Link::Milliseconds(0));
 }
 
+// What has been written but not taken by the printer stays small, so that "written" is close to "sent".
+constexpr int kSendBufferBytes = 128 * 1024;
+
 // A host that vanished without closing the connection is noticed while nothing is being sent.
-void keep_alive(int socket_number) {
+void set_socket_options(int socket_number) {
   const int on = 1;
   const int idle_s = 10;
   const int interval_s = 5;
@@ -42,6 +45,7 @@ void keep_alive(int socket_number) {
   setsockopt(socket_number, IPPROTO_TCP, TCP_KEEPIDLE, &idle_s, sizeof idle_s);
   setsockopt(socket_number, IPPROTO_TCP, TCP_KEEPINTVL, &interval_s, sizeof interval_s);
   setsockopt(socket_number, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
+  setsockopt(socket_number, SOL_SOCKET, SO_SNDBUF, &kSendBufferBytes, sizeof kSendBufferBytes);
   // Questions are short and each waits for its reply.
   setsockopt(socket_number, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
@@ -104,7 +108,7 @@ int Link::connect_to(const PrinterAddress& address, Milliseconds timeout) {
       error = error == 0 ? pending_error(descriptor_) : error;
     }
     if (error == 0) {
-      keep_alive(descriptor_);
+      set_socket_options(descriptor_);
       return 0;
     }
     close();

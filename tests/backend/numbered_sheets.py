@@ -21,7 +21,7 @@ def plane_image(width, height, pixel):
     return header + palette + bytes(10) + bytes([pixel]) * (width * height)
 
 
-def sheet(number, width=600, height=400):
+def sheet(number, width=1200, height=800):
     """Glossy, not cut. `number` is 0 to 255."""
     image = plane_image(width, height, number)
     planes = b"".join(block("IMAGE", letter + "PLANE", len(image)) + image for letter in "YMC")
@@ -33,18 +33,25 @@ def job(count, **size):
 
 
 class Listener:
-    """Follows the bytes that go to a printer: questions, and sheets with their numbers."""
+    """Follows the bytes that go to a printer: questions, and sheets with their numbers. `pixel` is the
+    place of the number in a plane."""
 
-    def __init__(self):
+    def __init__(self, pixel=0):
+        self._number_place = 1088 + pixel
         self.questions = []       # the names, in order
         self.sheets = []          # numbers of the sheets that were sent whole
         self.torn = []            # numbers of those that were not, None where no pixel came
-        self.inside = 0           # bytes of the sheet that is being sent
         self.begun = 0            # sheets so far, with the one that is being sent
+        self._inside = 0          # bytes of complete blocks and of payload
         self._bytes = bytearray() # of the block that is coming
         self._payload = 0         # bytes of its payload still to come
         self._skipped = 0         # bytes of the image already passed
         self._number = None
+
+    @property
+    def inside(self):
+        """Bytes so far of the sheet that is being sent; 0 until its first block is known to be one."""
+        return self._inside + len(self._bytes) if self._inside else 0
 
     def hear(self, data):
         view = memoryview(data)
@@ -53,7 +60,7 @@ class Listener:
                 taken = min(self._payload, len(view))
                 self._look_for_number(view[:taken])
                 self._payload -= taken
-                self.inside += taken
+                self._inside += taken
             else:
                 taken = min(BLOCK - len(self._bytes), len(view))
                 self._bytes += view[:taken]
@@ -63,19 +70,19 @@ class Listener:
             view = view[taken:]
 
     def hang_up(self):
-        if self.inside or self._bytes:
+        if self._inside or self._bytes:
             self.torn.append(self._number)
         self._start_again()
 
     def _start_again(self):
-        self.inside = 0
+        self._inside = 0
         self._bytes.clear()
         self._payload = 0
         self._number = None
 
     def _look_for_number(self, piece):
-        start = max(0, 1088 - self._skipped)
-        if self._number is None and len(piece) > start:
+        start = self._number_place - self._skipped
+        if self._number is None and 0 <= start < len(piece):
             self._number = piece[start]
         self._skipped += len(piece)
 
@@ -84,12 +91,12 @@ class Listener:
         name = command[8:24].decode().strip()
         if group not in ("IMAGE", "CNTRL"):
             self.questions.append(name or group)
-            if self.inside:
+            if self._inside:
                 raise AssertionError(f"{name or group} was asked inside a sheet")
             return
-        if not self.inside:
+        if not self._inside:
             self.begun += 1
-        self.inside += BLOCK
+        self._inside += BLOCK
         self._skipped = 0 if group == "IMAGE" else 1 << 30
         self._payload = int(command[24:32].decode().strip() or 0)
         if (group, name) == ("CNTRL", "START"):

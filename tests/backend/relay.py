@@ -7,24 +7,32 @@ import time
 
 from numbered_sheets import Listener
 
-PIECE = 4096
+PIECE = 16384
+RECEIVE_BUFFER = 65536  # so that little is on the way when the line is cut
 
 
 class Relay:
     """Listens on a port of its own and passes bytes on to `target`, listening to what the printer is
     sent. `pause` seconds before every piece of PIECE bytes; `cut_at`: (sheet begun, byte inside it)
-    at which the line is cut once; `refuse`: a line that is down."""
+    at which the line is cut once; `cut_after`: the line is cut once when so many sheets have been sent
+    whole, before the printer's next reply; `refuse`: a line that is down; `stay_down`: so it is after a
+    cut."""
 
-    def __init__(self, target_port, pause=0.0):
+    def __init__(self, target_port, pixel=0):
         self.target_port = target_port
-        self.pause = pause
+        self.pause = 0.0
         self.cut_at = None
+        self.cut_after = None
         self.refuse = False
-        self.heard = Listener()
+        self.stay_down = False
+        self.heard = Listener(pixel)
         self.changed = threading.Condition()
         self.problem = None
         self.ended = False
-        self.server = socket.create_server(("127.0.0.1", 0))
+        self.server = socket.socket()
+        self.server.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, RECEIVE_BUFFER)
+        self.server.bind(("127.0.0.1", 0))
+        self.server.listen()
         self.port = self.server.getsockname()[1]
         self.uri = f"k905://127.0.0.1:{self.port}"
         self.thread = threading.Thread(target=self._serve, daemon=True)
@@ -32,8 +40,8 @@ class Relay:
 
     def close(self):
         self.ended = True
-        self.server.close()
         self.thread.join(10)
+        self.server.close()
 
     def wait_for(self, condition, what, seconds=60):
         """Until condition(Listener) is true."""
@@ -88,7 +96,7 @@ class Relay:
                     self.changed.notify_all()
                 printer.sendall(data)
                 if self._cut_now():
-                    self.cut_at = None
+                    self.refuse = self.stay_down
                     return
 
     def _until_cut(self, data):
@@ -97,5 +105,11 @@ class Relay:
         return data[:max(0, self.cut_at[1] - self.heard.inside)]
 
     def _cut_now(self):
-        return (self.cut_at is not None and self.heard.begun == self.cut_at[0]
-                and self.heard.inside >= self.cut_at[1])
+        if self.cut_after is not None and len(self.heard.sheets) >= self.cut_after:
+            self.cut_after = None
+            return True
+        if (self.cut_at is not None and self.heard.begun == self.cut_at[0]
+                and self.heard.inside >= self.cut_at[1]):
+            self.cut_at = None
+            return True
+        return False

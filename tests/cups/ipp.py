@@ -1,4 +1,5 @@
-"""The one question to the scheduler that no client program answers: what became of a job."""
+"""Questions to the scheduler that no client program answers in full: what became of a job, and what a
+printer shows."""
 
 import http.client
 import socket
@@ -8,6 +9,7 @@ CANCELED, ABORTED, COMPLETED = 7, 8, 9
 HELD, PROCESSING = 4, 5
 ENDED = (CANCELED, ABORTED, COMPLETED)
 GET_JOB_ATTRIBUTES = 0x0009
+GET_PRINTER_ATTRIBUTES = 0x000B
 INTEGER_TAGS = (0x21, 0x23)
 GROUP_TAG_LIMIT = 0x10
 END_TAG = 0x03
@@ -50,10 +52,18 @@ def decoded(body):
 
 
 def job_attributes(path, job):
-    request = (struct.pack(">BBHI", 1, 1, GET_JOB_ATTRIBUTES, 1) + b"\x01" +
+    return answer(path, GET_JOB_ATTRIBUTES, "job-uri", f"ipp://localhost/jobs/{job}")
+
+
+def printer_attributes(path, queue):
+    return answer(path, GET_PRINTER_ATTRIBUTES, "printer-uri", f"ipp://localhost/printers/{queue}")
+
+
+def answer(path, operation, target, uri):
+    request = (struct.pack(">BBHI", 1, 1, operation, 1) + b"\x01" +
                attribute(0x47, "attributes-charset", "utf-8") +
                attribute(0x48, "attributes-natural-language", "en") +
-               attribute(0x45, "job-uri", f"ipp://localhost/jobs/{job}") + bytes([END_TAG]))
+               attribute(0x45, target, uri) + bytes([END_TAG]))
     connection = SocketConnection(path)
     try:
         connection.request("POST", "/", request, {"Content-Type": "application/ipp"})

@@ -8,10 +8,11 @@ import subprocess
 class SimulatedPrinter:
     """Started at once; `stop` ends it. Every sheet becomes a picture in the folder `sheets`."""
 
-    def __init__(self, program, sheets):
+    def __init__(self, program, sheets, *options):
         self.sheets = pathlib.Path(sheets)
         self.sheets.mkdir(exist_ok=True)
-        self.process = subprocess.Popen([program, "--listen", "0", "--sheets", self.sheets],
+        self.process = subprocess.Popen([program, "--listen", "0", "--sheets", self.sheets,
+                                         *options],
                                         stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, text=True)
         self.device = self.process.stdout.readline().strip()
         self.port = int(re.fullmatch(r"listening on 127\.0\.0\.1:(\d+)\n",

@@ -1,0 +1,357 @@
+"""The backend as the print system starts it, with a simulated printer at the end of a line that can be
+slow and can be cut. usage: program_test.py BUILD [TEST...]
+
+Every test counts what the printer was sent: sheets carry numbers in their pixels.
+"""
+
+import contextlib
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path[:0] = [str(HERE), str(HERE.parent / "cups")]
+
+import numbered_sheets  # noqa: E402
+from relay import Relay  # noqa: E402
+from simulated_printer import SimulatedPrinter  # noqa: E402
+
+BUILD = pathlib.Path()
+DONE, HOLD, STOP_QUEUE, TRY_AGAIN = 0, 3, 4, 7
+SHEET_BYTES = len(numbered_sheets.sheet(1))
+SLOW = 0.002  # a sheet then takes half a second
+
+
+class Run:
+    """One start of the backend for one job."""
+
+    def __init__(self, uri, stream, cache, job=7, uuid="urn:uuid:1"):
+        self.messages = tempfile.TemporaryFile("w+")
+        self.process = subprocess.Popen(
+            [BUILD / "k905", str(job), "me", "photos", "1", f"finishings=3 job-uuid={uuid}"],
+            stdin=stream, stderr=self.messages,
+            env={"DEVICE_URI": uri, "CUPS_CACHEDIR": str(cache)})
+
+    def said(self):
+        self.messages.seek(0)
+        return self.messages.read().splitlines()
+
+    def wait(self, seconds=60):
+        return self.process.wait(seconds)
+
+    def worker(self):
+        """The process that prints."""
+        children = pathlib.Path(f"/proc/{self.process.pid}/task/{self.process.pid}/children")
+        until = time.monotonic() + 60
+        while time.monotonic() < until:
+            if found := children.read_text().split():
+                return int(found[0])
+            time.sleep(0.01)
+        raise AssertionError("the backend started no other process")
+
+
+class Backend(unittest.TestCase):
+    def setUp(self):
+        self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_backend_"))
+        os.chmod(self.scratch, 0o755)
+        self.cache = self.scratch / "cache"
+        self.cache.mkdir()
+        self.state = self.scratch / "state"
+        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets",
+                                    "--state", str(self.state))
+        self.relay = Relay(self.sim.port)
+        self.runs = []
+
+    def tearDown(self):
+        for run in self.runs:
+            if run.process.poll() is None:
+                run.process.kill()
+                run.process.wait()
+            run.messages.close()
+        self.relay.close()
+        self.sim.stop()
+        shutil.rmtree(self.scratch)
+
+    @property
+    def uri(self):
+        return self.relay.uri + "/?settle=1"
+
+    def stream(self, data):
+        file = self.scratch / "stream"
+        file.write_bytes(data)
+        return open(file, "rb")
+
+    def start(self, data, **more):
+        with self.stream(data) as stream:
+            run = Run(self.uri, stream, self.cache, **more)
+        self.runs.append(run)
+        return run
+
+    def wait_until(self, condition, what, seconds=60):
+        until = time.monotonic() + seconds
+        while not condition():
+            if time.monotonic() > until:
+                raise AssertionError(f"waited {seconds} s for {what}\n" +
+                                     "\n".join(self.runs[-1].said()))
+            time.sleep(0.02)
+
+    def set_printer(self, **fields):
+        """As an operator would: the simulator reads the file before every answer."""
+        lines = dict(line.split(" = ") for line in self.state.read_text().splitlines())
+        lines |= {key.replace("_", "-"): str(value) for key, value in fields.items()}
+        fresh = self.scratch / "fresh"
+        fresh.write_text("".join(f"{key} = {value}\n" for key, value in lines.items()))
+        os.replace(fresh, self.state)
+
+    def printed(self):
+        return len(list(self.sim.sheets.glob("*.png")))
+
+    def assert_printed(self, numbers, torn=()):
+        if self.relay.problem:
+            raise self.relay.problem
+        self.assertEqual(self.relay.heard.sheets, list(numbers))
+        self.assertEqual(self.relay.heard.torn, list(torn))
+        self.assertEqual(self.printed(), len(list(numbers)))
+
+
+class WholeJobs(Backend):
+    def test_every_sheet_is_sent_once_in_order(self):
+        run = self.start(numbered_sheets.job(5))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2, 3, 4, 5])
+        self.assertEqual([name for name in (self.cache / "k905").iterdir()
+                          if name.name.startswith("job-")], [])
+
+    def test_sheets_of_every_kind_arrive_as_they_were_read(self):
+        matte = numbered_sheets.sheet(9).replace(
+            numbered_sheets.block("CNTRL", "CUTTER", 8) + b"00000000",
+            numbered_sheets.block("CNTRL", "OVERCOAT", 8) + b"00000001" +
+            numbered_sheets.block("CNTRL", "CUTTER", 8) + b"00000120")
+        job = numbered_sheets.sheet(1, 1, 1) + matte + numbered_sheets.sheet(2, 1920, 1240)
+        sent = bytearray()
+        hear = self.relay.heard.hear
+        self.relay.heard.hear = lambda data: (sent.extend(data), hear(data))
+        run = self.start(job)
+        self.assertEqual(run.wait(), DONE, run.said())
+        questions = re.compile(rb"\x1bP(STATUS|INFO  |MNT_RD|TBL_RD).{24}", re.DOTALL)
+        self.assertEqual(questions.sub(b"", bytes(sent)), job)
+
+    def test_a_file_is_printed_as_often_as_there_are_copies(self):
+        file = self.scratch / "file.prn"
+        file.write_bytes(numbered_sheets.job(2))
+        done = subprocess.run([BUILD / "k905", "7", "me", "photos", "3", "", file],
+                              env={"DEVICE_URI": self.uri, "CUPS_CACHEDIR": str(self.cache)},
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60)
+        self.assertEqual(done.returncode, DONE, done.stderr)
+        self.assert_printed([1, 2, 1, 2, 1, 2])
+
+    def test_an_invalid_sheet_and_what_follows_it_are_not_sent(self):
+        good = numbered_sheets.sheet(1)
+        bad = bytearray(numbered_sheets.sheet(2))
+        bad[-8] = ord("x")  # the last field of the sheet
+        run = self.start(good + bytes(bad) + numbered_sheets.sheet(3))
+        self.assertEqual(run.wait(), HOLD)
+        self.assert_printed([1])
+        self.assertTrue(any(line.startswith("ERROR: Invalid print data, sheet 2 and what follows")
+                            for line in run.said()), run.said())
+
+    def test_nothing_of_a_sheet_is_sent_when_the_stream_ends_inside_it(self):
+        run = self.start(numbered_sheets.job(3)[:-1])
+        self.assertEqual(run.wait(), HOLD)
+        self.assert_printed([1, 2])
+
+    def test_a_uri_of_another_kind_stops_the_queue_with_a_sentence(self):
+        done = subprocess.run([BUILD / "k905", "7", "me", "photos", "1", ""],
+                              env={"DEVICE_URI": "k905:lp0"}, stdin=subprocess.DEVNULL,
+                              capture_output=True, text=True, timeout=60)
+        self.assertEqual(done.returncode, STOP_QUEUE)
+        self.assertIn("k905://usb/SERIAL", done.stderr)
+
+
+class Waiting(Backend):
+    def test_a_printer_out_of_paper_gets_the_rest_after_new_media(self):
+        self.set_printer(remaining=2)
+        run = self.start(numbered_sheets.job(5))
+        self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the reason")
+        self.assert_printed([1, 2])
+        self.set_printer(remaining=400)
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2, 3, 4, 5])
+        said = run.said()
+        self.assertLess(said.index("STATE: +media-empty-error"),
+                        said.index("STATE: -media-empty-error"))
+
+    def test_nothing_is_sent_while_no_buffer_is_free(self):
+        self.set_printer(free_buffers=0)
+        run = self.start(numbered_sheets.job(1))
+        self.relay.wait_for(lambda heard: heard.questions.count("FREE_PBUFFER") > 2, "questions")
+        self.assert_printed([])
+        self.set_printer(free_buffers=1)
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1])
+
+    def test_every_condition_is_shown_and_taken_back(self):
+        for code, keyword in [(1000, "cover-open-error"), (1200, "marker-supply-empty-error"),
+                              (1300, "media-jam-error"), (1500, "media-needed-error"),
+                              (2300, "other-error"), (4711, "other-error")]:
+            with self.subTest(code=code):
+                self.set_printer(status=code)
+                run = self.start(numbered_sheets.sheet(1))
+                self.wait_until(lambda: f"STATE: +{keyword}" in run.said(), keyword)
+                before = len(self.relay.heard.sheets)
+                self.set_printer(status=0)
+                self.assertEqual(run.wait(), DONE, run.said())
+                self.assertEqual(len(self.relay.heard.sheets), before + 1)
+                self.assertIn(f"STATE: -{keyword}", run.said())
+
+    def test_a_job_waits_for_a_printer_that_is_not_there(self):
+        self.relay.refuse = True
+        run = self.start(numbered_sheets.job(2))
+        self.wait_until(lambda: "STATE: +offline-report" in run.said(), "the reason")
+        self.relay.refuse = False
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2])
+
+    def test_sigterm_ends_a_job_that_waits(self):
+        self.set_printer(status=1000)
+        run = self.start(numbered_sheets.job(2))
+        self.wait_until(lambda: "STATE: +cover-open-error" in run.said(), "the reason")
+        run.process.send_signal(signal.SIGTERM)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.assertIn("STATE: -cover-open-error", run.said())
+        self.assert_printed([])
+
+
+class Interruptions(Backend):
+    def test_sigterm_in_a_sheet_finishes_it_and_the_job_continues_after_it(self):
+        self.relay.pause = SLOW
+        for byte in (1, 40, SHEET_BYTES // 2, SHEET_BYTES - 40):
+            with self.subTest(byte=byte):
+                done = len(self.relay.heard.sheets)
+                uuid = f"urn:uuid:{byte}"
+                run = self.start(numbered_sheets.job(3), uuid=uuid)
+                self.relay.wait_inside(self.relay.heard.begun + 2, byte)
+                run.process.send_signal(signal.SIGTERM)
+                self.assertEqual(run.wait(), TRY_AGAIN)
+                # Near its end the sheet may be over before the signal arrives.
+                self.assertIn(self.relay.heard.sheets[done:],
+                              [[1, 2]] if byte <= SHEET_BYTES // 2 else [[1, 2], [1, 2, 3]])
+                run = self.start(numbered_sheets.job(3), uuid=uuid)
+                self.assertEqual(run.wait(), DONE, run.said())
+                self.assertEqual(self.relay.heard.sheets[done:], [1, 2, 3])
+        self.assert_printed([1, 2, 3] * 4)
+
+    def test_killing_the_process_group_in_a_sheet_leaves_it_whole(self):
+        self.relay.pause = SLOW
+        for byte in (1, 40, SHEET_BYTES // 2, SHEET_BYTES - 40):
+            with self.subTest(byte=byte):
+                done = len(self.relay.heard.sheets)
+                uuid = f"urn:uuid:{byte}"
+                run = self.start(numbered_sheets.job(3), uuid=uuid)
+                self.relay.wait_inside(self.relay.heard.begun + 2, byte)
+                run.process.kill()
+                run.wait()
+                # At once, as a scheduler that is started again.
+                run = self.start(numbered_sheets.job(3), uuid=uuid)
+                self.assertEqual(run.wait(), DONE, run.said())
+                self.assertEqual(self.relay.heard.sheets[done:], [1, 2, 3])
+        self.assert_printed([1, 2, 3] * 4)
+
+    def test_a_sheet_torn_by_the_end_of_the_machine_is_sent_again(self):
+        self.relay.pause = SLOW
+        run = self.start(numbered_sheets.job(3))
+        self.relay.wait_inside(2, SHEET_BYTES // 2)
+        os.kill(run.worker(), signal.SIGKILL)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        run = self.start(numbered_sheets.job(3))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2, 3], torn=[2])
+
+    def test_a_sheet_that_came_out_before_the_end_of_the_machine_is_not_sent_again(self):
+        self.relay.cut_after = 2
+        self.relay.stay_down = True
+        run = self.start(numbered_sheets.job(3))
+        self.wait_until(lambda: "STATE: +offline-report" in run.said(), "the lost line")
+        os.kill(run.worker(), signal.SIGKILL)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.relay.refuse = False
+        run = self.start(numbered_sheets.job(3))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2, 3])
+
+    def test_another_job_after_the_interruption_does_not_decide_for_the_first(self):
+        self.relay.pause = SLOW
+        run = self.start(numbered_sheets.job(3))
+        self.relay.wait_inside(2, SHEET_BYTES // 2)
+        os.kill(run.worker(), signal.SIGKILL)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        other = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
+        self.assertEqual(other.wait(), DONE, other.said())
+        run = self.start(numbered_sheets.job(3))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 99, 2, 3], torn=[2])
+
+    def test_a_new_job_with_an_old_number_starts_at_its_first_sheet(self):
+        self.relay.pause = SLOW
+        run = self.start(numbered_sheets.job(3))
+        self.relay.wait_inside(2, 40)
+        run.process.send_signal(signal.SIGTERM)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        run = self.start(numbered_sheets.job(2), uuid="urn:uuid:2")
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2, 1, 2])
+
+
+class LostLines(Backend):
+    def test_a_line_cut_inside_a_sheet_sends_that_sheet_again(self):
+        for byte in (1, 33, 1200, SHEET_BYTES // 2, SHEET_BYTES - 1):
+            with self.subTest(byte=byte):
+                before = len(self.relay.heard.sheets)
+                self.relay.cut_at = (self.relay.heard.begun + 2, byte)
+                run = self.start(numbered_sheets.job(3))
+                self.assertEqual(run.wait(), DONE, run.said())
+                self.assertEqual(self.relay.heard.sheets[before:], [1, 2, 3])
+        self.assertEqual(self.printed(), 15)
+        self.assertEqual(len(self.relay.heard.torn), 5)
+
+    def test_a_line_cut_after_a_sheet_does_not_send_it_again(self):
+        self.relay.cut_after = 2
+        run = self.start(numbered_sheets.job(3))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2, 3])
+
+
+@unittest.skipUnless(os.geteuid() == 0, "only root has rights to give up")
+class Rights(Backend):
+    def test_both_processes_give_up_root(self):
+        self.set_printer(status=1000)
+        run = self.start(numbered_sheets.sheet(1))
+        self.wait_until(lambda: "STATE: +cover-open-error" in run.said(), "the reason")
+        for process in (run.process.pid, run.worker()):
+            status = pathlib.Path(f"/proc/{process}/status").read_text()
+            for name in ("Uid", "Gid"):
+                ids = re.search(rf"^{name}:\t(.*)$", status, re.MULTILINE)[1].split()
+                self.assertEqual(ids, ["7"] * 4, name)
+            self.assertEqual(re.search(r"^Groups:\t(.*)$", status, re.MULTILINE)[1].split(), ["7"])
+            self.assertEqual(re.search(r"^CapEff:\t(.*)$", status, re.MULTILINE)[1], "0" * 16)
+
+    def test_a_link_in_the_place_of_the_records_is_not_followed(self):
+        victim = self.scratch / "victim"
+        victim.mkdir()
+        (self.cache / "k905").symlink_to(victim)
+        run = self.start(numbered_sheets.sheet(1))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(list(victim.iterdir()), [])
+        self.assertEqual(victim.stat().st_uid, 0)
+
+
+if __name__ == "__main__":
+    BUILD = pathlib.Path(sys.argv[1]).resolve()
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]])

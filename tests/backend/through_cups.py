@@ -1,0 +1,205 @@
+"""Jobs of several sheets through a private scheduler, the backend and a simulated printer.
+usage: through_cups.py BUILD CMAKE [TEST...]
+
+The pages go in as raster, so the real filters stand before the backend. Page n is gray n, and what
+the printer was sent for it is known from a run of the filter alone. Exit status 77 means that it could
+not be tried here.
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path[:0] = [str(HERE), str(HERE.parent / "cups")]
+
+import ipp  # noqa: E402
+import private_cups  # noqa: E402
+from numbered_sheets import Listener  # noqa: E402
+from relay import Relay  # noqa: E402
+from simulated_printer import SimulatedPrinter  # noqa: E402
+
+SKIPPED = 77
+BUILD = pathlib.Path()
+CMAKE = "cmake"
+PAGES = 4
+SHEET_BYTES = 3 * (32 + 1088 + 1920 * 1240) + 40 + 32
+SLOW = 0.001  # a sheet then takes half a second
+NUMBER_PLACE = 600 * 1920 + 960  # inside the picture
+# From the first byte to the last: in the first block, in an image header, in pixels, at the controls.
+MOMENTS = [1, 500, SHEET_BYTES // 7, SHEET_BYTES // 2, SHEET_BYTES * 6 // 7, SHEET_BYTES - 30]
+
+
+class ThroughCups(unittest.TestCase):
+    def setUp(self):
+        self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_backend_cups_"))
+        self.cups = private_cups.PrivateCups(self.scratch / "cups", BUILD, CMAKE)
+        (self.scratch / "cups").mkdir()
+        os.chmod(self.scratch, 0o755)
+        self.state = self.scratch / "state"
+        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets",
+                                    "--state", str(self.state))
+        self.relay = Relay(self.sim.port, NUMBER_PLACE)
+        self.addCleanup(self.clean_up)
+        self.cups.__enter__()
+        self.cups.add_queue("booth", device=self.relay.uri + "/?settle=1")
+        self.pages = self.raster_of(PAGES)
+        self.numbers = self.numbers_of(self.pages)
+
+    def clean_up(self):
+        self.log = self.cups.tail_of_log(200)
+        self.cups.stop()
+        self.relay.close()
+        self.sim.stop()
+        shutil.rmtree(self.scratch)
+
+    def run(self, result=None):
+        before = len(result.failures) + len(result.errors)
+        super().run(result)
+        if len(result.failures) + len(result.errors) > before:
+            print(self.log, file=sys.stderr)
+        return result
+
+    def raster_of(self, count):
+        """A raster file of as many pages, each of one gray."""
+        pictures = []
+        for number in range(1, count + 1):
+            picture = self.scratch / f"{number}.ppm"
+            picture.write_bytes(b"P6\n1844 1240\n255\n" + bytes([number * 10]) * (3 * 1844 * 1240))
+            pictures.append(picture)
+        raster = self.scratch / "pages.ras"
+        subprocess.run([BUILD / "k905-raster", "-o", raster, *pictures], check=True)
+        return raster
+
+    def numbers_of(self, raster):
+        """What identifies each sheet, from the filter alone."""
+        ppd = self.cups.prefix / "share/cups/model/k905/K905.ppd"
+        with open(raster, "rb") as pages:
+            stream = subprocess.run([BUILD / "rastertok905", "1", "me", "t", "1", ""], stdin=pages,
+                                    env={"PPD": str(ppd)}, capture_output=True, check=True).stdout
+        listener = Listener(NUMBER_PLACE)
+        listener.hear(stream)
+        self.assertEqual(len(set(listener.sheets)), PAGES)
+        return listener.sheets
+
+    def submit(self):
+        return self.cups.submit("booth", self.pages, options=["document-format=application/vnd.cups-raster"])
+
+    def set_printer(self, **fields):
+        lines = dict(line.split(" = ") for line in self.state.read_text().splitlines())
+        lines |= {key: str(value) for key, value in fields.items()}
+        fresh = self.scratch / "fresh"
+        fresh.write_text("".join(f"{key} = {value}\n" for key, value in lines.items()))
+        os.replace(fresh, self.state)
+
+    def reasons(self):
+        return self.cups.run("lpstat", "-l", "-p", "booth").stdout
+
+    def assert_completed(self, job):
+        self.assertEqual(self.cups.finished(job, 120)["job-state"], ipp.COMPLETED)
+
+
+class Stopped(ThroughCups):
+    """The scheduler is stopped in the middle of a sheet and started again."""
+
+    def stop_at_every_moment(self, end):
+        self.relay.pause = SLOW
+        for moment in MOMENTS:
+            with self.subTest(byte=moment):
+                done = len(self.relay.heard.sheets)
+                job = self.submit()
+                self.relay.wait_inside(self.relay.heard.begun + 2, moment)
+                self.cups.process.send_signal(end)
+                self.cups.process.wait(30)
+                self.cups.start()
+                self.assert_completed(job)
+                self.assertEqual(self.relay.heard.sheets[done:], self.numbers)
+                self.assertEqual(self.relay.heard.torn, [])
+        self.assertEqual(len(list(self.sim.sheets.glob("*.png"))), PAGES * len(MOMENTS))
+
+    def test_stopping_the_scheduler_in_a_sheet_prints_every_sheet_once(self):
+        self.stop_at_every_moment(signal.SIGTERM)
+
+    def test_killing_the_scheduler_in_a_sheet_prints_every_sheet_once(self):
+        self.stop_at_every_moment(signal.SIGKILL)
+
+
+class Jobs(ThroughCups):
+    def test_a_printer_out_of_paper_holds_the_job_and_goes_on_after_new_media(self):
+        self.set_printer(remaining=2)
+        job = self.submit()
+        self.cups.wait_for(lambda: "media-empty-error" in self.reasons(), "the reason in lpstat")
+        self.assertIn("Paper End: load new paper and a new ribbon", self.reasons())
+        self.assertEqual(self.cups.job_state(job)["job-state"], ipp.PROCESSING)
+        self.assertEqual(self.relay.heard.sheets, self.numbers[:2])
+        self.set_printer(remaining=400)
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assertNotIn("media-empty", self.reasons())
+
+    def test_a_cancelled_job_ends_with_the_sheet_in_hand(self):
+        self.relay.pause = SLOW
+        job = self.submit()
+        self.relay.wait_inside(2, SHEET_BYTES // 2)
+        self.cups.run("cancel", f"booth-{job}")
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
+        self.relay.pause = 0
+        after = self.submit()
+        self.assert_completed(after)
+        self.assertEqual(self.relay.heard.sheets, self.numbers[:2] + self.numbers)
+        self.assertEqual(self.relay.heard.torn, [])
+        self.assertIn("idle", self.reasons())
+
+    def test_a_held_job_continues_after_its_last_sheet(self):
+        self.relay.pause = SLOW
+        job = self.submit()
+        self.relay.wait_inside(2, SHEET_BYTES // 2)
+        self.cups.run("lp", "-i", f"booth-{job}", "-H", "hold")
+        self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.HELD, "a held job")
+        self.relay.wait_for(lambda heard: len(heard.sheets) == 2, "the sheet in hand")
+        self.cups.run("lp", "-i", f"booth-{job}", "-H", "resume")
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assertEqual(self.relay.heard.torn, [])
+
+    def test_a_disabled_queue_finishes_the_sheet_and_continues_the_job_later(self):
+        self.relay.pause = SLOW
+        job = self.submit()
+        self.relay.wait_inside(2, SHEET_BYTES // 2)
+        self.cups.run("cupsdisable", "booth")
+        self.relay.wait_for(lambda heard: len(heard.sheets) == 2, "the sheet in hand")
+        self.cups.run("cupsenable", "booth")
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers)
+
+    def test_supplies_are_shown(self):
+        self.set_printer(remaining=30, initial=400)
+        self.assert_completed(self.submit())
+        attributes = ipp.printer_attributes(self.cups.socket, "booth")
+        self.assertEqual(attributes["marker-levels"], 6)
+        self.assertEqual(attributes["marker-message"], "26 of 400 prints left")
+        self.assertIn("media-low", self.reasons())
+
+
+def main():
+    global BUILD, CMAKE
+    if len(sys.argv) < 3:
+        print(__doc__)
+        return 2
+    BUILD, CMAKE = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
+    missing = private_cups.what_is_missing()
+    if missing:
+        print(f"SKIPPED: no print system can be started here: {missing}")
+        return SKIPPED
+    ran = unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False)
+    return 0 if ran.result.wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
