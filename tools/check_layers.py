@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks that nothing in the filter includes upward.
+"""Checks that nothing in the filter and in the device library includes upward.
 
-                       filter/
-              +-----------+-----------+
-              v           |           v
+                       filter/        device/
+              +-----------+-----------+  |
+              v           |           v  v
           pipeline/       |       protocol/
           |       |       |           |
           v       v       v           |
@@ -29,6 +29,7 @@ import sys
 ARROWS = {
     "filter": ["pipeline", "geometry", "protocol"],
     "pipeline": ["kernels", "geometry"],
+    "device": ["protocol"],
     "protocol": ["settings"],
     "geometry": ["settings"],
     "settings": ["paper"],
@@ -55,7 +56,7 @@ LANGUAGE = re.compile(r"[a-z_0-9]+|(x86|imm|arm_(neon|sve))[a-z]*\.h|cpuid\.h")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
-PRODUCT = ["filter", "settings", "paper", "geometry", "pipeline", "protocol", "diag"]
+PRODUCT = ["filter", "settings", "paper", "geometry", "pipeline", "protocol", "device", "diag"]
 FOLDERS_WITH_HEADERS = PRODUCT + ["apps", "devtools", "ppd", "tests", "fuzz", "bench"]
 
 

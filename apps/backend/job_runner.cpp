@@ -6,6 +6,8 @@
 #include <cstring>
 #include <utility>
 
+#include "apps/backend/media_check.h"
+#include "apps/backend/scheduler.h"
 #include "apps/backend/sheet_bytes.h"
 #include "apps/backend/status_reasons.h"
 
@@ -75,7 +77,7 @@ JobRunner::JobRunner(JobOptions options, Printer& printer, SheetSource& source,
 
 int JobRunner::run() {
   if (!take_turn() || !connect() || !settle_open_sheets()) {
-    return kTryAgain;
+    return stopped();
   }
   record_ = records_.load(options_.job, options_.identity);
   if (record_.printed > 0) {
@@ -107,6 +109,7 @@ bool JobRunner::connect() {
         std::exchange(on_connected_, nullptr)();
       }
       unanswered_ = 0;
+      counter_is_ours_ = false;
       read_identity();
       if (printer_.is_open()) {
         return true;
@@ -121,19 +124,19 @@ bool JobRunner::connect() {
 }
 
 // The serial number tells printers apart; one that has none is known by its address. A printer that
-// does not answer is closed.
+// does not answer at all is closed.
 void JobRunner::read_identity() {
-  const Reply reply = printer_.ask(QuestionId::kSerialNumber);
-  if (reply.error != 0) {
+  const Reply serial = printer_.ask(QuestionId::kSerialNumber);
+  if (serial.error != 0 && printer_.ask(QuestionId::kStatus).error != 0) {
     printer_.close();
     return;
   }
-  identity_ = reply.text.empty() ? to_string(printer_.address()) : reply.text;
+  identity_ = serial.text.empty() ? to_string(printer_.address()) : serial.text;
 }
 
 void JobRunner::show_offline(int error) { reason_.show(kOffline, text_of_error(error)); }
 
-// Shows what the status means. False when the printer did not answer.
+// Shows why the printer is not ready. False when it did not answer.
 bool JobRunner::show_status(const Reply& status) {
   if (status.error != 0) {
     ++unanswered_;
@@ -145,15 +148,13 @@ bool JobRunner::show_status(const Reply& status) {
   }
   unanswered_ = 0;
   const StatusReason& row = status_reason(status.number);
-  if (row.ready) {
-    reason_.clear();
-  } else {
+  if (!row.ready) {
     reason_.show(row.keyword, status_sentence(status.number));
   }
   return true;
 }
 
-JobRunner::Wait JobRunner::wait_until_ready() {
+JobRunner::Wait JobRunner::wait_until_ready(const Sheet& sheet) {
   while (!stop_.requested()) {
     if (!printer_.is_open() && !connect()) {
       break;
@@ -162,13 +163,31 @@ JobRunner::Wait JobRunner::wait_until_ready() {
     if (!show_status(status)) {
       continue;
     }
+    // A sheet of somebody else that is still being printed would move the counter for ours.
+    counter_is_ours_ = counter_is_ours_ || is_idle(status.number);
     const bool ready = status_reason(status.number).ready;
-    if (ready && free_buffers() > 0) {
-      return Wait::kReady;
+    if (ready && has_media_for(sheet)) {
+      reason_.clear();
+      if (counter_is_ours_ && free_buffers() > 0) {
+        return Wait::kReady;
+      }
     }
     stop_.pause(ready ? kBufferPause : kRetryPause);
   }
   return Wait::kStopped;
+}
+
+bool JobRunner::has_media_for(const Sheet& sheet) {
+  if (!options_.check_media) {
+    return true;
+  }
+  const std::string needed = media_for_sheet(sheet.width, sheet.height);
+  const std::string loaded = find_media(printer_.ask(QuestionId::kMedia).text.c_str());
+  if (takes_sheet(loaded, needed)) {
+    return true;
+  }
+  reason_.show(kMediaNeeded, "The job needs " + needed + " media, " + loaded + " is loaded");
+  return false;
 }
 
 // 0 when the printer does not answer.
@@ -208,10 +227,12 @@ int JobRunner::print_sheets() {
         info("Ready to print");
         return kDone;
       case SheetSource::Next::kStopped:
-        return kTryAgain;
+        return stopped();
       case SheetSource::Next::kInvalid:
+        // When a job is stopped, the end of the filter may be seen before the request.
+        stop_.pause(kRetryPause);
         if (stop_.requested()) {
-          return kTryAgain;
+          return stopped();
         }
         error("Invalid print data, " + sheet_name(number) +
               " and what follows it are not printed (" + source_.problem() + ")");
@@ -232,8 +253,8 @@ int JobRunner::print_sheets() {
 
 int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
   for (;;) {
-    if (wait_until_ready() == Wait::kStopped) {
-      return kTryAgain;
+    if (wait_until_ready(sheet) == Wait::kStopped) {
+      return stopped();
     }
     const int buffers = free_buffers();
     const Reply life = printer_.ask(QuestionId::kLifeCounter);
@@ -252,7 +273,7 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
     const SendResult sent = send(sheet, number);
     const Outcome outcome = find_outcome(record_, sent.error != 0);
     if (outcome == Outcome::kOpen) {
-      return kTryAgain;  // the record stays open; the next process decides
+      return stopped();  // the record stays open; the next process decides
     }
     if (outcome == Outcome::kUnknown) {
       error("It is not known whether " + sheet_name(number) +
@@ -311,7 +332,11 @@ JobRunner::Outcome JobRunner::find_outcome(const JobRecord& record, bool interru
       return Outcome::kPrinted;
     }
     const Reply status = printer_.ask(QuestionId::kStatus);
-    if (show_status(status) && life.error == 0 && is_idle(status.number)) {
+    const bool answered = show_status(status);
+    if (answered && status_reason(status.number).ready) {
+      reason_.clear();
+    }
+    if (answered && life.error == 0 && is_idle(status.number)) {
       const auto idle = std::chrono::duration_cast<milliseconds>(Clock::now() - last_busy);
       const Outcome outcome = outcome_when_idle(record, status.number, idle, interrupted);
       if (outcome != Outcome::kOpen) {
@@ -320,7 +345,7 @@ JobRunner::Outcome JobRunner::find_outcome(const JobRecord& record, bool interru
     } else {
       last_busy = Clock::now();
       // Something needed attention while the sheet was in the printer.
-      interrupted = interrupted || (status.error == 0 && !status_reason(status.number).ready);
+      interrupted = interrupted || (answered && !status_reason(status.number).ready);
     }
     stop_.pause(kOutcomePause);
   }
@@ -341,6 +366,15 @@ JobRunner::Outcome JobRunner::outcome_when_idle(const JobRecord& record, int sta
     return free_buffers() >= record.buffers ? Outcome::kNotPrinted : Outcome::kOpen;
   }
   return status == kStatusDataError ? Outcome::kUnknown : Outcome::kOpen;
+}
+
+// A job that is held, or whose scheduler ends, is printed again from where it stopped; one that was
+// cancelled starts anew if it is ever printed again.
+int JobRunner::stopped() {
+  if (record_.job != 0 && record_.sending == 0 && job_was_cancelled(options_.job)) {
+    records_.remove(options_.job);
+  }
+  return kTryAgain;
 }
 
 bool JobRunner::save_record() {

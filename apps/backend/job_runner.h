@@ -34,6 +34,7 @@ struct JobOptions {
   // How long an idle printer whose life counter did not move is watched before an interrupted sheet
   // counts as lost.
   std::chrono::milliseconds settle{5000};
+  bool check_media = true;  // wait when the loaded media does not take a sheet
 };
 
 class JobRunner {
@@ -52,7 +53,9 @@ class JobRunner {
   bool connect();
   void read_identity();
   bool take_turn();
-  Wait wait_until_ready();
+  Wait wait_until_ready(const Sheet& sheet);
+  bool has_media_for(const Sheet& sheet);
+  int stopped();
   int free_buffers();
   bool settle_open_sheets();
   int print_sheets();
@@ -74,8 +77,9 @@ class JobRunner {
   StateReason reason_;
   Supplies supplies_;
   JobRecord record_;
-  std::string identity_;  // of the printer
-  int unanswered_ = 0;    // questions in a row
+  std::string identity_;          // of the printer
+  int unanswered_ = 0;            // questions in a row
+  bool counter_is_ours_ = false;  // no sheet but ours can move the life counter
 };
 
 }  // namespace k905::backend

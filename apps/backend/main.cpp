@@ -123,8 +123,9 @@ bool take_arguments(int argc, char** argv, Job& job) {
     std::fprintf(stderr, "usage: k905 job user title copies options [file]\n");
     return false;
   }
-  const char* uri = std::getenv("DEVICE_URI");
-  const std::optional<PrinterAddress> address = parse_device_uri(uri != nullptr ? uri : argv[0]);
+  const char* device = std::getenv("DEVICE_URI");
+  const std::string uri = device != nullptr ? device : argv[0];
+  const std::optional<PrinterAddress> address = parse_device_uri(uri);
   if (!address) {
     error("The device must be k905://usb/SERIAL, k905:/dev/usb/lp0 or k905://HOST:PORT");
     return false;
@@ -132,9 +133,10 @@ bool take_arguments(int argc, char** argv, Job& job) {
   job.address = *address;
   job.options.job = number_or(argv[1], 0);
   job.options.identity = identity_of(argv);
-  if (const auto settle = device_uri_option(uri != nullptr ? uri : "", "settle")) {
-    job.options.settle = std::chrono::seconds(std::clamp(number_or(settle->c_str(), 5), 0, 600));
+  if (const auto settle = device_uri_option(uri, "settle")) {
+    job.options.settle = std::chrono::seconds(std::clamp(number_or(settle->c_str(), 5), 1, 600));
   }
+  job.options.check_media = device_uri_option(uri, "check-media") != "no";
   if (argc == 7) {
     job.copies = std::max(1, number_or(argv[4], 1));
     job.input = open(argv[6], O_RDONLY | O_CLOEXEC);

@@ -31,7 +31,7 @@ constexpr auto kReasons = std::to_array<StatusReason>({
     {1200, false, "marker-supply-empty-error", "load new paper and a new ribbon"},
     {1300, false, "media-jam-error", kClearJam},
     {1400, false, "marker-supply-missing-error", "check the ribbon and insert it again"},
-    {1500, false, "media-needed-error", "load the media that the printer is set to"},
+    {1500, false, kMediaNeeded, "load the media that the printer is set to"},
     {1600, true, "", ""},
     {2000, false, "other-error", kService},
     {2100, false, "other-error", kService},

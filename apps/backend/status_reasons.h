@@ -26,6 +26,7 @@ struct StatusReason {
 
 inline constexpr char kOffline[] = "offline-report";
 inline constexpr char kConnecting[] = "connecting-to-device";
+inline constexpr char kMediaNeeded[] = "media-needed-error";
 inline constexpr char kMediaLow[] = "media-low-warning";
 
 // Every keyword the backend ever shows, each once.

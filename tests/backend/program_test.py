@@ -88,9 +88,9 @@ class Backend(unittest.TestCase):
         file.write_bytes(data)
         return open(file, "rb")
 
-    def start(self, data, **more):
+    def start(self, data, options="", **more):
         with self.stream(data) as stream:
-            run = Run(self.uri, stream, self.cache, **more)
+            run = Run(self.uri + options, stream, self.cache, **more)
         self.runs.append(run)
         return run
 
@@ -218,6 +218,32 @@ class Waiting(Backend):
         self.relay.refuse = False
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2])
+
+    def test_a_sheet_waits_for_the_media_it_needs(self):
+        self.set_printer(media="6x4")
+        run = self.start(numbered_sheets.sheet(1, 1920, 1240) + numbered_sheets.sheet(2, 1920, 2436))
+        self.wait_until(lambda: "STATE: +media-needed-error" in run.said(), "the reason")
+        self.assertIn("WARNING: The job needs 6x8 media, 6x4 is loaded", run.said())
+        self.assert_printed([1])
+        self.set_printer(media="6x8")
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2])
+        self.assertEqual(run.said().count("STATE: +media-needed-error"), 1)
+
+    def test_the_check_of_the_media_can_be_turned_off(self):
+        self.set_printer(media="6x4")
+        run = self.start(numbered_sheets.sheet(1, 1920, 2436), options="&check-media=no")
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1])
+
+    def test_nothing_is_sent_while_somebody_elses_sheet_is_printed(self):
+        self.set_printer(status=1)
+        run = self.start(numbered_sheets.sheet(1))
+        self.relay.wait_for(lambda heard: heard.questions.count("STATUS") > 3, "questions")
+        self.assert_printed([])
+        self.set_printer(status=0)
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1])
 
     def test_sigterm_ends_a_job_that_waits(self):
         self.set_printer(status=1000)

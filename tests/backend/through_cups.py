@@ -36,10 +36,19 @@ NUMBER_PLACE = 600 * 1920 + 960  # inside the picture
 MOMENTS = [1, 500, SHEET_BYTES // 7, SHEET_BYTES // 2, SHEET_BYTES * 6 // 7, SHEET_BYTES - 30]
 
 
+class Cups(private_cups.PrivateCups):
+    """Keeps the files of jobs, so that they can be printed again."""
+
+    def configure(self):
+        super().configure()
+        file = self.etc / "cupsd.conf"
+        file.write_text(file.read_text().replace("PreserveJobFiles No", "PreserveJobFiles Yes"))
+
+
 class ThroughCups(unittest.TestCase):
     def setUp(self):
         self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_backend_cups_"))
-        self.cups = private_cups.PrivateCups(self.scratch / "cups", BUILD, CMAKE)
+        self.cups = Cups(self.scratch / "cups", BUILD, CMAKE)
         (self.scratch / "cups").mkdir()
         os.chmod(self.scratch, 0o755)
         self.state = self.scratch / "state"
@@ -155,6 +164,18 @@ class Jobs(ThroughCups):
         self.assertEqual(self.relay.heard.sheets, self.numbers[:2] + self.numbers)
         self.assertEqual(self.relay.heard.torn, [])
         self.assertIn("idle", self.reasons())
+
+    def test_a_cancelled_job_that_is_printed_again_starts_at_its_first_sheet(self):
+        self.relay.pause = SLOW
+        job = self.submit()
+        self.relay.wait_inside(2, SHEET_BYTES // 2)
+        self.cups.run("cancel", f"booth-{job}")
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
+        self.relay.wait_for(lambda heard: len(heard.sheets) == 2, "the sheet in hand")
+        self.cups.wait_for(lambda: "idle" in self.reasons(), "an idle queue")
+        self.cups.run("lp", "-i", f"booth-{job}", "-H", "restart")
+        self.relay.wait_for(lambda heard: len(heard.sheets) == 2 + PAGES, "all sheets again")
+        self.assertEqual(self.relay.heard.sheets, self.numbers[:2] + self.numbers)
 
     def test_a_held_job_continues_after_its_last_sheet(self):
         self.relay.pause = SLOW

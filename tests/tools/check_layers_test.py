@@ -27,6 +27,8 @@ SOUND_TREE = {
     "paper/paper_table.cpp": '#include "paper/paper_table.h"\n#include <cstring>\n',
     "settings/ppd_defaults.cpp": '#include <cups/ppd.h>\n#include "paper/paper_table.h"\n'
     '#include "diag/log.h"\n',
+    "device/printer.cpp": '#include "device/printer.h"\n#include "protocol/command_block.h"\n',
+    "device/printer.h": "// A printer.\n#pragma once\n",
     "diag/log.h": "// The log.\n#pragma once\n",
     "tests/any_test.cpp": '#include "no/such/thing.h"\n',
 }
@@ -63,6 +65,8 @@ class CheckLayers(unittest.TestCase):
             ("protocol/a.cpp", "geometry/page_layout.h", "protocol", "geometry"),
             ("paper/paper_table.cpp", "settings/summary.h", "paper", "settings"),
             ("paper/a.cpp", "geometry/page_layout.h", "paper", "geometry"),
+            ("protocol/a.cpp", "device/printer.h", "protocol", "device"),
+            ("device/a.cpp", "pipeline/plane_set.h", "device", "pipeline"),
             ("diag/a.cpp", "settings/print_options.h", "diag", "settings"),
         ]:
             self.expect(

@@ -1,0 +1,71 @@
+// Sizes of sheets and names of media, both from the paper table.
+
+#include "apps/backend/media_check.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <optional>
+#include <string_view>
+
+#include "paper/paper_table.h"
+
+namespace k905::backend {
+
+namespace {
+
+// Papers that are cut or shared are printed on the media of the whole sheet.
+struct SharedMedia {
+  std::string_view label;
+  std::string_view media;
+};
+constexpr auto kSharedMedia = std::to_array<SharedMedia>({
+    {"6x2*2", "6x4"},
+    {"6x4*2", "6x8"},
+    {"6x2*4", "6x8"},
+});
+
+std::string media_of(const PaperConfig& paper) {
+  const auto* shared =
+      std::find_if(kSharedMedia.begin(), kSharedMedia.end(),
+                   [&paper](const SharedMedia& row) { return row.label == paper.label; });
+  return std::string(shared == kSharedMedia.end() ? paper.label : shared->media);
+}
+
+struct Inches {
+  double width = 0;
+  double length = 0;
+};
+
+// The width of the roll is 5 or 6 inches; a name like "4x6" has it behind.
+std::optional<Inches> size_of(const std::string& media) {
+  Inches size;
+  if (std::sscanf(media.c_str(), "%lfx%lf", &size.width, &size.length) != 2) {
+    return std::nullopt;
+  }
+  if (size.width < 5 && size.length >= 5) {
+    std::swap(size.width, size.length);
+  }
+  return size;
+}
+
+}  // namespace
+
+std::string media_for_sheet(std::uint32_t width, std::uint32_t height) {
+  for (const PaperConfig& paper : selectable_papers) {
+    const auto rows = static_cast<std::uint32_t>(paper.canvas_height);
+    if (width == static_cast<std::uint32_t>(paper.canvas_width) &&
+        (height == rows || height == 2 * rows)) {
+      return media_of(paper);
+    }
+  }
+  return "";
+}
+
+bool takes_sheet(const std::string& loaded, const std::string& needed) {
+  const std::optional<Inches> there = size_of(loaded);
+  const std::optional<Inches> wanted = size_of(needed);
+  return !there || !wanted || (there->width == wanted->width && there->length >= wanted->length);
+}
+
+}  // namespace k905::backend
