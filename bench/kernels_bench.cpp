@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "pipeline/kernels/kernels.h"
+#include "pipeline/legacy_gamma.h"
 
 namespace {
 
@@ -174,7 +175,7 @@ void tone_mix(benchmark::State& state, const Table& table, bool everything) {
     steps[i] = std::pow(share, 2.2F) * 255.0F;
   }
   kernels::Staircase legacy;
-  if (!legacy.build(steps.data())) {
+  if (!build_staircase(steps.data(), legacy)) {
     state.SkipWithError("the stairs are too steep");
   }
   const float* table_or_none = everything ? entries.data() : nullptr;

@@ -12,6 +12,7 @@
 
 #include "fuzz/input.h"
 #include "pipeline/kernels/kernels.h"
+#include "pipeline/legacy_gamma.h"
 
 namespace {
 
@@ -185,7 +186,7 @@ void tone(Input& input) {
     steps[i] = std::max(static_cast<float>(i * i) / 255.0F, 0.002F);
   }
   kernels::Staircase legacy;
-  const bool has_legacy = legacy.build(steps.data()) && input.byte() % 2 == 0;
+  const bool has_legacy = build_staircase(steps.data(), legacy) && input.byte() % 2 == 0;
   const kernels::ToneMix mix = {
       .table = {entries.data(), input.byte() % 2 == 0 ? nullptr : entries.data(), entries.data()},
       .saturate = input.byte() % 2 == 0,

@@ -69,7 +69,6 @@ struct CopyRun {
   std::uint32_t length;
 };
 
-// What happens to a pixel from the step on that mixes its channels, in single precision.
 enum class Correction { kNone, kBright, kAccurate, kHue, kDesaturated };
 
 // The legacy gamma and the final store as one rising staircase: a value is stored as b from step b
@@ -78,6 +77,7 @@ enum class Correction { kNone, kBright, kAccurate, kHue, kDesaturated };
 // The upper half of a float's bits chooses an entry: the byte there is at that half's beginning,
 // and how far its lower half is from the next step, so that
 //   byte = (entry + lower half) >> 16.
+// So two steps must not share an upper half.
 struct Staircase {
   static constexpr float kLowest = 1.0F / 1024.0F;
   static constexpr float kHighest = 255.0F;
@@ -85,12 +85,9 @@ struct Staircase {
       std::size_t{18} * 128;  // 18 doublings, 7 bits of each mantissa
 
   std::uint32_t entry[kEntries];
-
-  // `step` has 256 floats, ascending, of which the first is not read. False when the stairs are too
-  // steep or reach beyond the limits: two steps must not share an upper half.
-  [[nodiscard]] bool build(const float* step);
 };
 
+// What happens to a pixel from the step on that mixes its channels, in single precision.
 struct ToneMix {
   const float* table[3];  // 256 floats per channel: the chain up to the mixing step, per byte;
                           // null: the byte itself

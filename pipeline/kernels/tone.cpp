@@ -7,6 +7,7 @@
 #include <bit>
 #include <limits>
 
+#include "pipeline/kernels/tone_rules.h"
 #include "pipeline/kernels/variants.h"
 
 namespace kernels {
@@ -14,41 +15,6 @@ namespace {
 
 void look_up(std::uint8_t* bytes, const std::uint8_t* table, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) bytes[i] = table[bytes[i]];
-}
-
-struct Rgb {
-  float r, g, b;
-};
-
-float mean_of(const Rgb& pixel) { return ((pixel.r + pixel.g) + pixel.b) * 0.333333F; }
-
-Rgb spread_from_mean(const Rgb& pixel, float factor) {
-  const float mean = mean_of(pixel);
-  return {(pixel.r - mean) * factor + mean, (pixel.g - mean) * factor + mean,
-          (pixel.b - mean) * factor + mean};
-}
-
-Rgb corrected(const Rgb& pixel, Correction correction) {
-  switch (correction) {
-    case Correction::kNone:
-      break;
-    case Correction::kBright:
-      return {pixel.r * 1.1F, pixel.g * 1.1F, pixel.b * 1.1F};
-    case Correction::kAccurate:
-      return spread_from_mean(pixel, 0.95F);
-    case Correction::kHue:
-      return {0.95F * pixel.r + 0.05F * pixel.b, pixel.g, 0.95F * pixel.b + 0.05F * pixel.r};
-    case Correction::kDesaturated:
-      return spread_from_mean(pixel, 0.7F);
-  }
-  return pixel;
-}
-
-float contrasted(float value) { return (value - 128.0F) * 1.2F + 128.0F; }
-
-// Written so that NaN ends in the same branch as what is below zero.
-std::uint8_t stored(float value) {
-  return value > 0.0F ? static_cast<std::uint8_t>(std::min(value, 255.0F)) : std::uint8_t{0};
 }
 
 // Every comparison with NaN fails, so that it ends at the lowest value.
@@ -79,50 +45,20 @@ void tone_mix(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1, st
   const float* const green = table_or_bytes(mix.table[1]);
   const float* const blue = table_or_bytes(mix.table[2]);
   for (std::size_t x = 0; x < width; ++x) {
-    Rgb pixel = {red[plane0[x]], green[plane1[x]], blue[plane2[x]]};
-    if (mix.saturate) pixel = spread_from_mean(pixel, mix.saturation);
-    pixel = {pixel.r * mix.balance[0], pixel.g * mix.balance[1], pixel.b * mix.balance[2]};
-    pixel = corrected(pixel, mix.correction);
-    if (mix.linear_contrast) {
-      pixel = {contrasted(pixel.r), contrasted(pixel.g), contrasted(pixel.b)};
-    }
+    const tone::Rgb pixel = tone::mixed({red[plane0[x]], green[plane1[x]], blue[plane2[x]]}, mix);
     if (mix.legacy != nullptr) {
       plane0[x] = stored_by_stairs(pixel.r, *mix.legacy);
       plane1[x] = stored_by_stairs(pixel.g, *mix.legacy);
       plane2[x] = stored_by_stairs(pixel.b, *mix.legacy);
     } else {
-      plane0[x] = stored(pixel.r);
-      plane1[x] = stored(pixel.g);
-      plane2[x] = stored(pixel.b);
+      plane0[x] = tone::stored(pixel.r);
+      plane1[x] = tone::stored(pixel.g);
+      plane2[x] = tone::stored(pixel.b);
     }
   }
 }
 
 }  // namespace
-
-bool Staircase::build(const float* step) {
-  if (!std::is_sorted(step + 1, step + 256) || step[1] < kLowest || step[255] > kHighest) {
-    return false;
-  }
-  constexpr std::uint32_t kHalf = 1U << 16U;
-  const std::uint32_t first = std::bit_cast<std::uint32_t>(kLowest) / kHalf;
-  std::uint32_t byte = 0;
-  for (std::uint32_t i = 0; i < kEntries; ++i) {
-    const std::uint32_t begin = (first + i) * kHalf;
-    const auto steps_before = [&](std::uint32_t end) {
-      return byte < 255 && std::bit_cast<std::uint32_t>(step[byte + 1]) < end;
-    };
-    entry[i] = byte * kHalf;
-    if (steps_before(begin + kHalf)) {
-      ++byte;
-      entry[i] += kHalf - (std::bit_cast<std::uint32_t>(step[byte]) - begin);
-    }
-    if (steps_before(begin + kHalf)) {
-      return false;
-    }
-  }
-  return true;
-}
 
 void add_tone(Table& table) {
   table.look_up = look_up;

@@ -1,5 +1,6 @@
 // Tone, on rows of planes in place. For AVX2.
 #include "pipeline/kernels/avx2.h"
+#include "pipeline/kernels/tone_rules.h"
 #include "pipeline/kernels/variants.h"
 
 namespace kernels {
@@ -66,7 +67,7 @@ K905_AVX2 inline __m256 spread(__m256 value, __m256 around, __m256 factor) {
 
 K905_AVX2 inline Rgb spread_from_mean(const Rgb& pixel, __m256 factor) {
   const __m256 sum = _mm256_add_ps(_mm256_add_ps(pixel.r, pixel.g), pixel.b);
-  const __m256 mean = _mm256_mul_ps(sum, _mm256_set1_ps(0.333333F));
+  const __m256 mean = _mm256_mul_ps(sum, _mm256_set1_ps(tone::kMeanFactor));
   return {spread(pixel.r, mean, factor), spread(pixel.g, mean, factor),
           spread(pixel.b, mean, factor)};
 }
@@ -80,19 +81,19 @@ K905_AVX2 inline Rgb corrected(const Rgb& pixel, Correction correction) {
     case Correction::kNone:
       break;
     case Correction::kBright: {
-      const __m256 gain = _mm256_set1_ps(1.1F);
+      const __m256 gain = _mm256_set1_ps(tone::kBrightGain);
       return times(pixel, gain, gain, gain);
     }
     case Correction::kAccurate:
-      return spread_from_mean(pixel, _mm256_set1_ps(0.95F));
+      return spread_from_mean(pixel, _mm256_set1_ps(tone::kAccurateSpread));
     case Correction::kHue: {
-      const __m256 own = _mm256_set1_ps(0.95F);
-      const __m256 other = _mm256_set1_ps(0.05F);
+      const __m256 own = _mm256_set1_ps(tone::kHueOwn);
+      const __m256 other = _mm256_set1_ps(tone::kHueOther);
       return {_mm256_add_ps(_mm256_mul_ps(own, pixel.r), _mm256_mul_ps(other, pixel.b)), pixel.g,
               _mm256_add_ps(_mm256_mul_ps(own, pixel.b), _mm256_mul_ps(other, pixel.r))};
     }
     case Correction::kDesaturated:
-      return spread_from_mean(pixel, _mm256_set1_ps(0.7F));
+      return spread_from_mean(pixel, _mm256_set1_ps(tone::kDesaturatedSpread));
   }
   return pixel;
 }
@@ -106,7 +107,7 @@ K905_AVX2 inline void store_eight(std::uint8_t* bytes, __m256i values) {
 // The order of the operands matters: max gives its second one when the first is NaN.
 K905_AVX2 inline __m256i stored(__m256 value) {
   const __m256 positive = _mm256_max_ps(value, _mm256_setzero_ps());
-  return _mm256_cvttps_epi32(_mm256_min_ps(positive, _mm256_set1_ps(255.0F)));
+  return _mm256_cvttps_epi32(_mm256_min_ps(positive, _mm256_set1_ps(tone::kWhite)));
 }
 
 // As in the portable form; the first operand of max gives way to the second when it is NaN.
@@ -126,7 +127,7 @@ K905_AVX2 inline __m256i stored_by_stairs(__m256 value, const Staircase& stairs)
 
 K905_AVX2 inline __m256i finished(__m256 value, const ToneMix& mix) {
   if (mix.linear_contrast) {
-    value = spread(value, _mm256_set1_ps(128.0F), _mm256_set1_ps(1.2F));
+    value = spread(value, _mm256_set1_ps(tone::kMiddle), _mm256_set1_ps(tone::kLinearContrast));
   }
   return mix.legacy != nullptr ? stored_by_stairs(value, *mix.legacy) : stored(value);
 }

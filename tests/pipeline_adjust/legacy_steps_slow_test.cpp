@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "pipeline/tone_plan.h"
+#include "pipeline/legacy_gamma.h"
 
 namespace {
 

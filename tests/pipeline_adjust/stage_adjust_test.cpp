@@ -13,6 +13,7 @@
 #include "pipeline/tone_plan.h"
 #include "tests/pipeline_adjust/icc_page.h"
 #include "tests/pipeline_adjust/profiles.h"
+#include "tests/pipeline_adjust/tone_reference.h"
 #include "tests/support/environment_guard.h"
 
 namespace {
@@ -55,7 +56,7 @@ std::vector<std::uint8_t> planes_of(const std::vector<std::uint8_t>& rgb) {
 }
 
 std::vector<std::uint8_t> toned(const PrintOptions& options, std::vector<std::uint8_t> rgb) {
-  for (std::size_t i = 0; i < rgb.size(); i += 3) adjust_pixel(options, rgb.data() + i);
+  for (std::size_t i = 0; i < rgb.size(); i += 3) reference::adjust(options, rgb.data() + i);
   return rgb;
 }
 

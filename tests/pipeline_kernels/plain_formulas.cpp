@@ -3,6 +3,8 @@
 #include <bit>
 #include <cmath>
 
+#include "pipeline/legacy_gamma.h"
+
 namespace plain {
 namespace {
 
@@ -116,7 +118,7 @@ std::array<float, 256> legacy_steps() {
 
 kernels::Staircase legacy_stairs() {
   kernels::Staircase stairs = {};
-  EXPECT_TRUE(stairs.build(legacy_steps().data()));
+  EXPECT_TRUE(build_staircase(legacy_steps().data(), stairs));
   return stairs;
 }
 

@@ -270,24 +270,4 @@ TEST_P(EveryTable, LegacyGammaEqualsPowfOverItsWholeRange) {
   EXPECT_TRUE(stored(table(), values, &stairs) == expected);
 }
 
-// ---- Staircase ----------------------------------------------------------------------------------
-
-TEST(Staircase, RefusesStepsThatDoNotRiseOrLieTooCloseOrOutside) {
-  const FloatTable good = plain::legacy_steps();
-  kernels::Staircase stairs;
-  EXPECT_TRUE(stairs.build(good.data()));
-  FloatTable steps = good;
-  std::swap(steps[10], steps[11]);
-  EXPECT_FALSE(stairs.build(steps.data()));
-  steps = good;
-  steps[200] = std::nextafter(steps[199], 255.0F);
-  EXPECT_FALSE(stairs.build(steps.data()));
-  steps = good;
-  steps[1] = kernels::Staircase::kLowest / 2.0F;
-  EXPECT_FALSE(stairs.build(steps.data()));
-  steps = good;
-  steps[255] = 256.0F;
-  EXPECT_FALSE(stairs.build(steps.data()));
-}
-
 }  // namespace

@@ -1,0 +1,86 @@
+// The steps of the legacy gamma against powf, and the staircase made of them.
+#include "pipeline/legacy_gamma.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "tests/pipeline_adjust/tone_reference.h"
+
+namespace {
+
+int by_chain(float value) {
+  return reference::stored(
+      reference::raised(reference::Single(value), reference::Single(0.45454544f)));
+}
+
+int by_steps(const float* steps, float value) {
+  int byte = 0;
+  while (byte < 255 && value >= steps[byte + 1]) ++byte;
+  return byte;
+}
+
+TEST(LegacySteps, RiseFromByteToByteAndEndAt255) {
+  float steps[256];
+  ASSERT_TRUE(fill_legacy_steps(steps));
+  for (int byte = 1; byte < 256; ++byte) {
+    EXPECT_GT(steps[byte], byte == 1 ? 0.0f : steps[byte - 1]) << byte;
+  }
+  EXPECT_LE(steps[255], 255.0f);
+}
+
+TEST(LegacySteps, AgreeWithTheChainForEveryFloatNearAStep) {
+  float steps[256];
+  ASSERT_TRUE(fill_legacy_steps(steps));
+  for (int byte = 1; byte < 256; ++byte) {
+    const std::uint32_t step = std::bit_cast<std::uint32_t>(steps[byte]);
+    for (std::uint32_t bits = step - 300; bits <= step + 300; ++bits) {
+      const float value = std::bit_cast<float>(bits);
+      ASSERT_EQ(by_steps(steps, value), by_chain(value)) << byte << " at " << value;
+    }
+  }
+}
+
+TEST(LegacySteps, AgreeWithTheChainForRandomFloatsAndOddOnes) {
+  float steps[256];
+  ASSERT_TRUE(fill_legacy_steps(steps));
+  std::mt19937 random(7);
+  for (int i = 0; i < 300000; ++i) {
+    const float value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
+    if (value == -std::numeric_limits<float>::infinity()) continue;  // the kernel's own exception
+    ASSERT_EQ(by_steps(steps, value), by_chain(value)) << value;
+  }
+  const float odd[] = {0.0f,
+                       -0.0f,
+                       -1.0f,
+                       1e-45f,
+                       3e38f,
+                       std::numeric_limits<float>::infinity(),
+                       std::numeric_limits<float>::quiet_NaN()};
+  for (const float value : odd) EXPECT_EQ(by_steps(steps, value), by_chain(value)) << value;
+}
+
+TEST(Staircase, RefusesStepsThatDoNotRiseOrLieTooCloseOrOutside) {
+  std::array<float, 256> good;
+  ASSERT_TRUE(fill_legacy_steps(good.data()));
+  kernels::Staircase stairs;
+  EXPECT_TRUE(build_staircase(good.data(), stairs));
+  std::array<float, 256> steps = good;
+  std::swap(steps[10], steps[11]);
+  EXPECT_FALSE(build_staircase(steps.data(), stairs));
+  steps = good;
+  steps[200] = std::nextafter(steps[199], 255.0F);
+  EXPECT_FALSE(build_staircase(steps.data(), stairs));
+  steps = good;
+  steps[1] = kernels::Staircase::kLowest / 2.0F;
+  EXPECT_FALSE(build_staircase(steps.data(), stairs));
+  steps = good;
+  steps[255] = 256.0F;
+  EXPECT_FALSE(build_staircase(steps.data(), stairs));
+}
+
+}  // namespace
