@@ -68,11 +68,13 @@ struct Columns {
   std::vector<float> rough = std::vector<float>(kWidth);
   std::uint32_t last;
 
-  explicit Columns(std::size_t source_width) : last(static_cast<std::uint32_t>(source_width - 1)) {
+  explicit Columns(std::size_t source_width)
+      : last(static_cast<std::uint32_t>(3 * (source_width - 1))) {
     for (std::size_t x = 0; x < kWidth; ++x) {
       const double place = static_cast<double>(x * source_width) / kWidth;
-      left[x] = static_cast<std::uint32_t>(place);
-      fraction[x] = place - left[x];
+      const auto whole = static_cast<std::uint32_t>(place);
+      left[x] = 3 * whole;
+      fraction[x] = place - whole;
       rough[x] = left[x] == last ? 0.0F : static_cast<float>(fraction[x]);
     }
   }
@@ -114,7 +116,7 @@ void sixteenths_across(benchmark::State& state, const Table& table) {
   std::vector<std::uint32_t> left(kWidth);
   std::vector<kernels::Sixteenths> share(kWidth);
   for (std::size_t x = 0; x < kWidth; ++x) {
-    left[x] = static_cast<std::uint32_t>(x / 2);
+    left[x] = static_cast<std::uint32_t>(x / 2 * 3);
     share[x] = x % 2 == 0 ? kernels::Sixteenths{16, 0} : kernels::Sixteenths{8, 8};
   }
   std::vector<std::uint16_t> sum(kWidth * 3);

@@ -78,12 +78,12 @@ bool ResizeStage::make_columns() {
   }
   for (std::size_t x = 0; x < target_width_; ++x) {
     const Position at = position(x, scale_w_, source_width_);
-    left_[x] = static_cast<std::uint32_t>(at.low);
+    left_[x] = static_cast<std::uint32_t>(3 * at.low);
     fraction_[x] = at.fraction;
     rough_[x] = at.high == at.low ? 0.0F : static_cast<float>(at.fraction);
   }
   columns_ = {left_.get(), fraction_.get(), rough_.get(), target_width_,
-              static_cast<std::uint32_t>(source_width_ - 1)};
+              static_cast<std::uint32_t>(3 * (source_width_ - 1))};
   return true;
 }
 
@@ -99,7 +99,7 @@ bool ResizeStage::make_sixteenth_columns() {
     const Position at = position(x, scale_w_, source_width_);
     // The last source column is its own right neighbor: all 16 shares are its own.
     const double right = at.high == at.low ? 0.0 : sixteenths(at.fraction);
-    left_[x] = static_cast<std::uint32_t>(at.low);
+    left_[x] = static_cast<std::uint32_t>(3 * at.low);
     share_[x] = {static_cast<std::uint8_t>(16.0 - right), static_cast<std::uint8_t>(right)};
   }
   sixteenth_columns_ = {left_.get(), share_.get(), target_width_};

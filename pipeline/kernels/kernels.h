@@ -22,14 +22,15 @@ namespace kernels {
 
 inline constexpr std::size_t kRowSlack = 64;
 
-// Where each output column of a resize is in the source: `fraction` of the way from column `left`
-// to the next one, or to itself where it is the last. Arrays of the output's width.
+// Where each output column of a resize is in the source: `fraction` of the way from the pixel that
+// begins at byte `left` to the next one, or to itself where it is the last. Arrays of the output's
+// width.
 struct ResizeColumns {
   const std::uint32_t* left;
   const double* fraction;
   const float* rough;  // `fraction` in single precision, for the estimate; 0 where `left` is last
   std::size_t width;
-  std::uint32_t last;  // of the source
+  std::uint32_t last;  // byte at which the source's last pixel begins
 
   [[nodiscard]] ResizeColumns from(std::size_t x, std::size_t count) const {
     return {left + x, fraction + x, rough + x, count, last};
@@ -54,8 +55,8 @@ struct Sixteenths {
 };
 
 // Where the output columns of a resize are in the source when every one of them is a whole number
-// of sixteenths from `left`, as in an image of twice or half the resolution. The column to the
-// right of `left` is read as well: where that is beyond the last one, its share is 0.
+// of sixteenths from a pixel, as in an image of twice or half the resolution. The pixel that begins
+// at byte `left` and the next one are read; where the next one is beyond the last, its share is 0.
 struct SixteenthColumns {
   const std::uint32_t* left;
   const Sixteenths* share;

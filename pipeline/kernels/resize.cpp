@@ -15,7 +15,7 @@ void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float*
   constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
   for (std::size_t x = 0; x + kPixels <= columns.width; x += kPixels) {
     for (std::size_t i = 0; i < kPixels; ++i) {
-      const std::uint8_t* left = row + std::size_t{3} * columns.left[x + i];
+      const std::uint8_t* left = row + columns.left[x + i];
       for (std::size_t c = 0; c < 3; ++c) {
         const auto step = static_cast<float>(left[c + 3] - left[c]);
         estimate[c * kPixels + i] = static_cast<float>(left[c]) + step * columns.rough[x + i];
@@ -62,7 +62,7 @@ void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine
 void sixteenths_across(const SixteenthColumns& columns, const std::uint8_t* row,
                        std::uint16_t* sum) {
   for (std::size_t x = 0; x < columns.width; ++x) {
-    const std::uint8_t* left = row + std::size_t{3} * columns.left[x];
+    const std::uint8_t* left = row + columns.left[x];
     const Sixteenths share = columns.share[x];
     for (std::size_t c = 0; c < 3; ++c) {
       sum[3 * x + c] = static_cast<std::uint16_t>(left[c] * share.left + left[c + 3] * share.right);
@@ -105,8 +105,8 @@ void resize_exactly(const ResizeColumns& columns, double fraction, const std::ui
     const double w01 = (1.0 - fy) * fx;
     const double w10 = fy * (1.0 - fx);
     const double w11 = fy * fx;
-    const std::size_t left = std::size_t{3} * columns.left[x];
-    const std::size_t right = std::size_t{3} * std::min(columns.left[x] + 1, columns.last);
+    const std::size_t left = columns.left[x];
+    const std::size_t right = std::min(columns.left[x] + 3, columns.last);
     for (std::size_t c = 0; c < 3; ++c) {
       const double sum = bottom[right + c] * w11 +
                          (bottom[left + c] * w10 + (top[left + c] * w00 + top[right + c] * w01));

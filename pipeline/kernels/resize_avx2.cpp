@@ -8,7 +8,7 @@ namespace {
 // Eight bytes from each of four places: a pixel and its right neighbour.
 K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t* left) {
   const auto pair = [row, left](int i) K905_AVX2 {
-    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + std::size_t{3} * left[i]));
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + left[i]));
   };
   return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi64(pair(0), pair(1))),
                                  _mm_unpacklo_epi64(pair(2), pair(3)), 1);
@@ -23,8 +23,8 @@ struct EightPairs {
 K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t* low,
                                     const std::uint32_t* high) {
   const auto pairs = [row](const std::uint32_t* left) K905_AVX2 {
-    const auto* first = reinterpret_cast<const __m128i*>(row + std::size_t{3} * left[0]);
-    const auto* second = reinterpret_cast<const __m128i*>(row + std::size_t{3} * left[1]);
+    const auto* first = reinterpret_cast<const __m128i*>(row + left[0]);
+    const auto* second = reinterpret_cast<const __m128i*>(row + left[1]);
     return _mm_unpacklo_epi64(_mm_loadl_epi64(first), _mm_loadl_epi64(second));
   };
   return _mm256_inserti128_si256(_mm256_castsi128_si256(pairs(low)), pairs(high), 1);

@@ -171,7 +171,7 @@ TEST(Contraction, ResizeRoundsHalvesUpInEveryKernel) {
       const std::vector<double> fraction(kRowWidth, corners.fx);
       const std::vector<float> rough(kRowWidth, static_cast<float>(corners.fx));
       const kernels::ResizeColumns columns = {left.data(), fraction.data(), rough.data(), kRowWidth,
-                                              1};
+                                              3};
       std::vector<float> upper(3 * kRowWidth);
       std::vector<float> lower(3 * kRowWidth);
       table->resize_across(columns, top.data(), upper.data());

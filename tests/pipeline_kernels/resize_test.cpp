@@ -13,12 +13,13 @@ struct Columns {
   std::vector<double> fraction = {};
   std::vector<float> rough = {};
 
-  explicit Columns(std::size_t source_width) : last(static_cast<std::uint32_t>(source_width - 1)) {}
+  explicit Columns(std::size_t source_width)
+      : last(static_cast<std::uint32_t>(3 * (source_width - 1))) {}
 
   void add(std::size_t column, double share) {
-    left.push_back(static_cast<std::uint32_t>(column));
+    left.push_back(static_cast<std::uint32_t>(3 * column));
     fraction.push_back(share);
-    rough.push_back(column == last ? 0.0F : static_cast<float>(share));
+    rough.push_back(3 * column == last ? 0.0F : static_cast<float>(share));
   }
 
   [[nodiscard]] kernels::ResizeColumns view() const {
@@ -69,7 +70,7 @@ Bytes by_formula(const Columns& columns, double fy, const Bytes& top, const Byte
   Bytes row;
   for (std::size_t x = 0; x < columns.left.size(); ++x) {
     for (std::size_t c = 0; c < 3; ++c) {
-      const std::size_t left = std::size_t{3} * columns.left[x] + c;
+      const std::size_t left = columns.left[x] + c;
       const std::size_t right = columns.left[x] == columns.last ? left : left + 3;
       row.push_back(plain::resized(top[left], top[right], bottom[left], bottom[right], fy,
                                    columns.fraction[x]));
@@ -169,9 +170,8 @@ TEST_P(EveryTable, EstimatesStayWithinTheirError) {
   const std::vector<float> estimate = estimated(table(), columns, source.data());
   for (std::size_t x = 0; x < 1840; ++x) {  // 230 whole blocks
     for (std::size_t c = 0; c < 3; ++c) {
-      const double left = row[std::size_t{3} * columns.left[x] + c];
-      const double right =
-          row[std::size_t{3} * std::min<std::size_t>(columns.left[x] + 1, 1199) + c];
+      const double left = row[columns.left[x] + c];
+      const double right = row[std::min(columns.left[x] + 3, columns.last) + c];
       const double exact = left + (right - left) * columns.fraction[x];
       EXPECT_NEAR(estimate[x / 8 * 24 + c * 8 + x % 8], exact, 1.0 / 8192.0);
     }
@@ -185,7 +185,7 @@ struct SixteenthColumns {
   std::vector<kernels::Sixteenths> share;
 
   void add(std::size_t column, unsigned right_share) {
-    left.push_back(static_cast<std::uint32_t>(column));
+    left.push_back(static_cast<std::uint32_t>(3 * column));
     share.push_back({static_cast<std::uint8_t>(16 - right_share),  //
                      static_cast<std::uint8_t>(right_share)});
   }
@@ -304,7 +304,7 @@ TEST_P(EveryTable, SixteenthsEqualTheFormulaForAnyWidthAndAnyColumns) {
         bytes_down(table(), sums_across(table(), columns, top, any_offset()),
                    sums_across(table(), columns, bottom, any_offset()), share, any_offset());
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-      const std::size_t left = std::size_t{3} * columns.left[i / 3] + i % 3;
+      const std::size_t left = columns.left[i / 3] + i % 3;
       const std::size_t right = columns.share[i / 3].right == 0 ? left : left + 3;
       ASSERT_EQ(bytes[i], plain::resized(top[left], top[right], bottom[left], bottom[right],
                                          share / 16.0, columns.share[i / 3].right / 16.0))
