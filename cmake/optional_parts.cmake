@@ -1,12 +1,15 @@
 # The filter needs libcups and Little CMS only. The other programs, tests, benchmarks and fuzz targets are on
 # where their libraries are found, and can be switched off.
+pkg_check_modules(VIPS QUIET IMPORTED_TARGET vips)
+find_package(GTest QUIET)
+# Tests make photo files with the formats' own libraries.
 find_package(PNG QUIET)
 find_package(JPEG QUIET)
-find_package(GTest QUIET)
+find_package(TIFF QUIET)
 find_package(benchmark QUIET)
 
 set(apps_possible OFF)
-if(PNG_FOUND AND JPEG_FOUND AND CLI11_FOUND)
+if(VIPS_FOUND AND CLI11_FOUND)
   set(apps_possible ON)
 endif()
 option(K905_BUILD_APPS "Build the programs around the filter" ${apps_possible})
@@ -16,7 +19,7 @@ if(K905_BUILD_APPS)
 endif()
 
 set(tests_possible OFF)
-if(GTest_FOUND AND apps_possible)
+if(GTest_FOUND AND PNG_FOUND AND JPEG_FOUND AND TIFF_FOUND AND apps_possible)
   set(tests_possible ON)
 endif()
 option(K905_BUILD_TESTS "Build the tests (they use the programs)" ${tests_possible})

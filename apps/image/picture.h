@@ -11,13 +11,11 @@
 struct Picture {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
-  // 1 (grey), 3 (red, green, blue) or, from a reader that was asked to keep them, 4 (inks, the
-  // largest sample is full ink).
+  // 1 (gray), 3 (RGB) or 4 (CMYK, the largest sample is full ink).
   int channels = 3;
   int bits = 8;  // 8 or 16 a sample
   std::vector<std::uint8_t> bytes;
   std::vector<std::uint8_t> icc_profile;  // as embedded; empty without one that fits the channels
-  int orientation = 1;  // EXIF: 1 upright, 2 to 8 as cameras store turned pictures
 
   [[nodiscard]] std::size_t sample_bytes() const { return bits == 16 ? 2 : 1; }
   [[nodiscard]] std::size_t row_bytes() const {
@@ -38,9 +36,6 @@ inline constexpr std::uint64_t kMostReadingBytes = 1ULL << 30;
 
 // A black picture of 8-bit red, green and blue.
 [[nodiscard]] Picture blank_picture(std::uint32_t width, std::uint32_t height);
-
-// The picture with its orientation applied: what the photographer saw. Orientation 1 afterwards.
-[[nodiscard]] Picture upright(const Picture& picture);
 
 // A picture of grey or of colours in 8 bits of red, green and blue, as it is stored.
 [[nodiscard]] Picture eight_bit_colours(const Picture& picture);

@@ -91,7 +91,6 @@ bool convert_to_srgb(Picture& picture, std::string& error) {
   converted.width = picture.width;
   converted.height = picture.height;
   converted.bits = picture.bits;
-  converted.orientation = picture.orientation;
   converted.bytes.resize(converted.row_bytes() * converted.height);
   for (std::size_t y = 0; y < picture.height; ++y) {
     cmsDoTransform(transform.get(), picture.bytes.data() + y * picture.row_bytes(),

@@ -100,7 +100,6 @@ Picture like(const Picture& picture, std::uint32_t width, std::uint32_t height) 
   other.channels = picture.channels;
   other.bits = picture.bits;
   other.icc_profile = picture.icc_profile;
-  other.orientation = picture.orientation;
   return other;
 }
 

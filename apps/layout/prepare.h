@@ -1,22 +1,24 @@
-// A photographer's picture made ready for the sheet.
+// A photo made ready for the sheet: cropped or fitted, rotated, scaled once, in sRGB.
 #pragma once
 
+#include <optional>
+#include <string>
+
+#include "apps/image/photo.h"
 #include "apps/image/picture.h"
 #include "apps/layout/sheet_place.h"
 
 struct Preparation {
-  bool whole = false;  // keep all of the picture on white; otherwise it is cropped to the sheet
-  bool turn = true;    // a quarter to the left, where the sheet's shape asks for it
+  bool whole =
+      false;         // fit all of the photo on white; otherwise it is cropped to the sheet's shape
+  bool turn = true;  // rotate it by 90 degrees to the left where that suits the sheet's shape
 };
 
 struct Prepared {
   Picture page;         // 8 bits, for the filter
-  std::string warning;  // empty, or what was not quite right with the picture
+  std::string warning;  // empty, or what was wrong with the photo although it prints
 };
 
-// Turned as the camera says, turned for the sheet, cropped or set on white, scaled, brought to
-// sRGB: in an order that handles the large picture as little as can be.
-[[nodiscard]] Prepared prepare(Picture picture, const SheetPlace& place, const Preparation& wishes);
-
-// Blocks of factor x factor pixels averaged; those at the right and lower edge may be smaller.
-[[nodiscard]] Picture shrunk(const Picture& picture, std::uint32_t factor);
+// Null with one line in `error` when the file is truncated or malformed.
+[[nodiscard]] std::optional<Prepared> prepare(const k905::Photo& photo, const SheetPlace& place,
+                                              const Preparation& options, std::string& error);

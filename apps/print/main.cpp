@@ -9,6 +9,7 @@
 #include "apps/base/text.h"
 #include "apps/image/sheet_picture.h"
 #include "apps/image/write_png.h"
+#include "apps/layout/page_in_child.h"
 #include "apps/print/filter_destination.h"
 #include "apps/print/queue_destination.h"
 #include "apps/print/watch_job.h"
@@ -72,7 +73,8 @@ void describe_choices(CLI::App& app, Wishes& wishes) {
 }
 
 void describe_options(CLI::App& app, Wishes& wishes) {
-  app.add_option("PICTURE", wishes.pictures, "PNG, JPEG or PPM files; \"-\" is standard input");
+  app.add_option("PICTURE", wishes.pictures,
+                 "photos: JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM; \"-\" is standard input");
   describe_destinations(app, wishes);
   describe_choices(app, wishes);
   app.add_option("--watch", wishes.folder,
@@ -363,4 +365,9 @@ int print_program(int argc, char** argv) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return guarded_main("k905-print", print_program, argc, argv); }
+int main(int argc, char** argv) {
+  if (const auto status = k905::make_page_as_child(argc, argv)) {
+    return *status;
+  }
+  return guarded_main("k905-print", print_program, argc, argv);
+}

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "apps/base/text.h"
-#include "apps/image/read_picture.h"
+#include "apps/layout/page_in_child.h"
 #include "filter/cancel_signals.h"
 
 namespace {
@@ -28,17 +28,16 @@ std::string title_for(const std::vector<std::string>& files) {
 std::optional<Picture> page_of(const std::string& file, const JobSetup& setup,
                                const Complaint& complain) {
   std::string error;
-  std::optional<Picture> picture = read_picture(file, error, Inks::keep_profiled);
-  if (!picture) {
+  std::optional<Prepared> prepared = k905::page_in_child(
+      file, sheet_place(setup.destination->choices()), setup.preparation, error);
+  if (!prepared) {
     complain(file + ": " + error);
     return std::nullopt;
   }
-  Prepared prepared =
-      prepare(std::move(*picture), sheet_place(setup.destination->choices()), setup.preparation);
-  if (!prepared.warning.empty()) {
-    complain(file + ": " + prepared.warning);
+  if (!prepared->warning.empty()) {
+    complain(file + ": " + prepared->warning);
   }
-  return std::move(prepared.page);
+  return std::move(prepared->page);
 }
 
 bool begin(Destination& destination, const std::string& title, const BegunHandler& on_begun,

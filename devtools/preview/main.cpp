@@ -18,7 +18,7 @@ void describe_options(CLI::App& app, PreviewWishes& wishes) {
   auto* contact = app.add_option(
       "--contact", wishes.contact,
       "put all sheets on this one PNG file, each with its number; a file may then also be a "
-      "picture (PNG, JPEG, PPM), and CAPTION=FILE names it");
+      "photo (JPEG, PNG, ...), and CAPTION=FILE names it");
   app.add_option("-c,--columns", wishes.columns, "with --contact: sheets side by side")
       ->needs(contact)
       ->check(CLI::Range(1, 100))

@@ -14,7 +14,7 @@
 #include "apps/base/progress.h"
 #include "apps/image/contact_sheet.h"
 #include "apps/image/profile_conversion.h"
-#include "apps/image/read_picture.h"
+#include "apps/image/photo.h"
 #include "apps/image/scale.h"
 #include "apps/image/sheet_picture.h"
 #include "apps/image/write_png.h"
@@ -195,12 +195,12 @@ class Preview {
 
   bool add_picture(const std::string& file) {
     std::string error;
-    const auto picture = read_picture(file, error);
+    const auto picture = k905::read_photo(file, error);
     if (!picture) {
       return fail(file + ": " + error);
     }
     const std::string name = std::filesystem::path(file).stem().string();
-    return add_to_contact(caption_.value_or(name), upright(*picture), {1, 1});
+    return add_to_contact(caption_.value_or(name), *picture, {1, 1});
   }
 
   bool add_to_contact(const std::string& caption, const Picture& picture, PixelDensity density) {

@@ -11,7 +11,7 @@
 
 #include "apps/base/program.h"
 #include "apps/base/progress.h"
-#include "apps/image/read_picture.h"
+#include "apps/image/photo.h"
 #include "apps/image/scale.h"
 #include "apps/image/test_pictures.h"
 #include "apps/image/write_png.h"
@@ -47,9 +47,10 @@ std::string joined_formats() {
 }
 
 void describe_options(CLI::App& app, Wishes& wishes) {
-  app.add_option("PICTURE", wishes.pictures,
-                 "PNG, JPEG or PPM files, one page each; \"-\" is standard input, \"test:NAME\" or "
-                 "\"test:NAME:WxH\" a picture that the program draws itself");
+  app.add_option(
+      "PICTURE", wishes.pictures,
+      "photos (JPEG, PNG, TIFF, ...), one page each; \"-\" is standard input, \"test:NAME\" or "
+      "\"test:NAME:WxH\" a picture that the program draws itself");
   app.add_option("-o,--output", wishes.output, "where the raster goes; \"-\" is standard output")
       ->capture_default_str();
   app.add_option("-p,--paper", wishes.paper, "paper, by either of its names (w288h432 or 6x4)")
@@ -215,11 +216,7 @@ std::optional<Picture> obtain(const std::string& name, const PagePlan& plan, std
   if (name.rfind(kTestPrefix, 0) == 0) {
     return draw_named(name.substr(std::strlen(kTestPrefix)), plan, error);
   }
-  std::optional<Picture> picture = read_picture(name, error);
-  if (picture) {
-    picture = upright(*picture);
-  }
-  return picture;
+  return k905::read_photo(name, error);
 }
 
 Fit fit_of(const std::string& name) {

@@ -1,6 +1,9 @@
 #include "tests/apps/picture_files.h"
 
 #include <png.h>
+#include <tiffio.h>
+
+#include <algorithm>
 
 #include <cstdio>
 // jpeglib.h wants stdio.h in front of it.
@@ -8,6 +11,9 @@
 
 #include <cstdlib>
 #include <cstring>
+
+#include "apps/image/picture.h"
+#include "tests/support/child_process.h"
 
 namespace {
 
@@ -143,4 +149,33 @@ std::vector<std::uint8_t> profile_for(const char* space) {
   const std::uint8_t d50[] = {0, 0, 0xf6, 0xd6, 0, 1, 0, 0, 0, 0, 0xd3, 0x2d};
   std::memcpy(profile.data() + 68, d50, sizeof d50);  // illuminant
   return profile;
+}
+
+std::string tiff_file(const Picture& picture, int orientation) {
+  const ScratchFolder folder;
+  const std::string path = folder.path() + "/x.tif";
+  TIFF* tiff = TIFFOpen(path.c_str(), "w");
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, picture.width);
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, picture.height);
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, picture.channels);
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, picture.bits);
+  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tiff, TIFFTAG_ORIENTATION, orientation);
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 64);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC,
+               picture.channels == 1   ? PHOTOMETRIC_MINISBLACK
+               : picture.channels == 4 ? PHOTOMETRIC_SEPARATED
+                                       : PHOTOMETRIC_RGB);
+  if (!picture.icc_profile.empty()) {
+    TIFFSetField(tiff, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(picture.icc_profile.size()),
+                 picture.icc_profile.data());
+  }
+  std::vector<std::uint8_t> row(picture.row_bytes());
+  for (std::uint32_t y = 0; y < picture.height; ++y) {
+    std::copy_n(picture.bytes.begin() + static_cast<std::ptrdiff_t>(y * row.size()), row.size(),
+                row.begin());
+    TIFFWriteScanline(tiff, row.data(), y, 0);
+  }
+  TIFFClose(tiff);
+  return folder.read("x.tif").value_or("");
 }

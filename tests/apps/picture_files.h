@@ -33,3 +33,7 @@ std::string jpeg_file(std::uint32_t width, std::uint32_t height, const JpegKind&
 
 // 400 bytes that look like a profile for "RGB ", "GRAY" or "CMYK" pictures.
 std::vector<std::uint8_t> profile_for(const char* space);
+
+struct Picture;
+// The picture with its profile, to be shown as EXIF's `orientation` says.
+std::string tiff_file(const Picture& picture, int orientation);

@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-#include "apps/image/read_picture.h"
+#include "apps/image/photo.h"
 #include "tests/support/build_paths.h"
 
 namespace {
@@ -100,7 +100,7 @@ std::vector<RasterPage> raster_pages(const std::string& stream) {
 
 Picture picture_in(const ScratchFolder& folder, const std::string& name) {
   std::string error;
-  const auto picture = read_picture(folder.path() + "/" + name, error);
+  const auto picture = k905::read_photo(folder.path() + "/" + name, error);
   EXPECT_TRUE(picture) << name << ": " << error;
   return picture.value_or(Picture{});
 }

@@ -17,7 +17,7 @@
 // jpeglib.h leaves it to others to define size_t and FILE.
 #include <jpeglib.h>
 
-#include "apps/image/read_picture.h"
+#include "apps/image/photo.h"
 #include "apps/image/sheet_picture.h"
 #include "apps/wire/printer_stream.h"
 #include "apps/wire/stream_dump.h"
@@ -121,7 +121,7 @@ int show_sheets(const char* path, const std::vector<Place>& places) {
 
 int show_picture(const char* path, const std::vector<Place>& places) {
   std::string error;
-  const auto picture = read_picture(path, error);
+  const auto picture = k905::read_photo(path, error);
   if (!picture || picture->channels != 3 || picture->bits != 8) {
     std::cerr << "cups_probe: " << path << ": " << error << "\n";
     return 1;
@@ -134,7 +134,7 @@ int show_picture(const char* path, const std::vector<Place>& places) {
 
 int write_jpeg(const char* from, const char* to) {
   std::string error;
-  const auto picture = read_picture(from, error);
+  const auto picture = k905::read_photo(from, error);
   if (!picture || picture->channels != 3 || picture->bits != 8) {
     std::cerr << "cups_probe: " << from << ": " << error << "\n";
     return 1;

@@ -6,6 +6,8 @@
 
 #include <cstring>
 
+#include "tests/apps/picture_files.h"
+#include "tests/support/child_process.h"
 #include "tests/support/profile_builder.h"
 
 namespace {
@@ -38,8 +40,24 @@ std::vector<int> pixel(const Picture& picture, std::size_t x, std::size_t y) {
   return {at[0], at[1], at[2]};
 }
 
+// Says which color space it is for, and nothing else that makes sense.
+std::string broken_profile(const char* space) {
+  return std::string(400, 'x').replace(16, 4, space);
+}
+
 void embed(Picture& picture, const std::string& profile) {
   picture.icc_profile.assign(profile.begin(), profile.end());
+}
+
+Prepared prepared_from(const Picture& picture, const SheetPlace& place, const Preparation& options,
+                       int orientation = 1) {
+  const ScratchFolder folder;
+  std::string error;
+  auto file = k905::open_photo_file(folder.write("x.tif", tiff_file(picture, orientation)), error);
+  const auto photo = k905::Photo::open(std::move(file), error);
+  auto prepared = photo ? prepare(*photo, place, options, error) : std::nullopt;
+  EXPECT_TRUE(prepared) << error;
+  return prepared.value_or(Prepared{});
 }
 
 TEST(Prepare, CropsEvenlyAtBothEnds) {
@@ -48,14 +66,14 @@ TEST(Prepare, CropsEvenlyAtBothEnds) {
   paint_column(wide, 10, 2);
   paint_column(wide, 39, 3);
   paint_column(wide, 40, 4);
-  const Picture page = prepare(wide, small_place(30, 20), {}).page;
+  const Picture page = prepared_from(wide, small_place(30, 20), {}).page;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{2, 2, 2}));
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{3, 3, 3}));
 }
 
 TEST(Prepare, KeptWholeItStandsOnWhite) {
   const Preparation whole{.whole = true};
-  const Picture page = prepare(plain(30, 10, {7, 8, 9}), small_place(30, 20), whole).page;
+  const Picture page = prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), whole).page;
   EXPECT_EQ(pixel(page, 0, 4), (std::vector<int>{255, 255, 255}));
   EXPECT_EQ(pixel(page, 0, 5), (std::vector<int>{7, 8, 9}));
   EXPECT_EQ(pixel(page, 29, 14), (std::vector<int>{7, 8, 9}));
@@ -69,7 +87,7 @@ TEST(Prepare, TheShapeIsThatOfTheSheetAndNotOfItsPixels) {
   place.fine = true;
   place.page_width = 25;
   const Preparation whole{.whole = true};
-  const Picture page = prepare(plain(60, 40, {7, 8, 9}), place, whole).page;
+  const Picture page = prepared_from(plain(60, 40, {7, 8, 9}), place, whole).page;
   EXPECT_EQ(page.width, 25U);
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{7, 8, 9}));
   EXPECT_EQ(pixel(page, 24, 39), (std::vector<int>{7, 8, 9}));
@@ -78,7 +96,7 @@ TEST(Prepare, TheShapeIsThatOfTheSheetAndNotOfItsPixels) {
 TEST(Prepare, AnUprightPictureIsTurnedToTheLeftForALyingSheet) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);  // its right edge becomes the upper one
-  const Picture page = prepare(upright_picture, small_place(30, 20), {}).page;
+  const Picture page = prepared_from(upright_picture, small_place(30, 20), {}).page;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 29, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 29, 1), (std::vector<int>{9, 9, 9}));
@@ -88,22 +106,24 @@ TEST(Prepare, NotTurnedItIsCropped) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);
   const Preparation as_it_is{.whole = false, .turn = false};
-  const Picture page = prepare(upright_picture, small_place(20, 10), as_it_is).page;
+  const Picture page = prepared_from(upright_picture, small_place(20, 10), as_it_is).page;
   EXPECT_EQ(pixel(page, 19, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 19, 9), (std::vector<int>{1, 1, 1}));
 }
 
 TEST(Prepare, TurningForTheSheetFollowsTheCamerasTurn) {
-  // Every orientation once turned, against upright() and a quarter turn of what it gives.
+  // Every orientation once rotated, against the upright pixels rotated by 90 degrees.
   for (int orientation = 1; orientation <= 8; ++orientation) {
     Picture stored = blank_picture(orientation >= 5 ? 3 : 2, orientation >= 5 ? 2 : 3);
     for (std::size_t i = 0; i < stored.bytes.size(); ++i) {
       stored.bytes[i] = static_cast<std::uint8_t>(i / 3 + 1);
     }
-    stored.orientation = orientation;
-    const Picture seen = upright(stored);
+    const ScratchFolder folder;
+    std::string error;
+    const Picture seen =
+        *k905::read_photo(folder.write("x.tif", tiff_file(stored, orientation)), error);
     ASSERT_EQ(seen.width, 2U);
-    const Picture page = prepare(stored, small_place(3, 2), {}).page;
+    const Picture page = prepared_from(stored, small_place(3, 2), {}, orientation).page;
     for (std::size_t y = 0; y < 2; ++y) {
       for (std::size_t x = 0; x < 3; ++x) {
         EXPECT_EQ(pixel(page, x, y), pixel(seen, 1 - y, x)) << orientation;
@@ -126,7 +146,7 @@ TEST(Prepare, ColoursOfAProfileBecomeSrgb) {
   cmsCloseProfile(source);
   cmsCloseProfile(srgb);
   ASSERT_NE(colour[0], 200);  // a test that could not fail otherwise
-  const Prepared prepared = prepare(picture, small_place(30, 20), {});
+  const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
   EXPECT_EQ(pixel(prepared.page, 0, 0), (std::vector<int>{colour[0], colour[1], colour[2]}));
   EXPECT_EQ(prepared.warning, "");
 }
@@ -134,7 +154,7 @@ TEST(Prepare, ColoursOfAProfileBecomeSrgb) {
 TEST(Prepare, WhiteAroundAProfiledPictureIsWhite) {
   Picture picture = plain(30, 10, {200, 100, 50});
   embed(picture, rgb_matrix_profile());
-  const Picture page = prepare(picture, small_place(30, 20), {.whole = true}).page;
+  const Picture page = prepared_from(picture, small_place(30, 20), {.whole = true}).page;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{255, 255, 255}));
 }
 
@@ -145,7 +165,7 @@ TEST(Prepare, GreyWithAProfileBecomesColour) {
   picture.channels = 1;
   picture.bytes.assign(600, 128);
   embed(picture, gray_profile());
-  const Picture page = prepare(picture, small_place(30, 20), {}).page;
+  const Picture page = prepared_from(picture, small_place(30, 20), {}).page;
   EXPECT_EQ(page.channels, 3);
   // Gamma 2.2 and the sRGB curve are close to each other in the middle.
   EXPECT_NEAR(pixel(page, 0, 0)[1], 128, 3);
@@ -158,15 +178,15 @@ TEST(Prepare, InksAreReadThroughTheirProfile) {
   picture.channels = 4;
   picture.bytes.assign(2400, 0);  // bare paper
   embed(picture, cmyk_table_profile());
-  const Picture page = prepare(picture, small_place(30, 20), {}).page;
+  const Picture page = prepared_from(picture, small_place(30, 20), {}).page;
   EXPECT_EQ(page.channels, 3);
   EXPECT_GT(pixel(page, 0, 0)[0], 240);
 }
 
 TEST(Prepare, ABrokenProfileIsToldAndThePicturePrintsAsItIs) {
   Picture picture = plain(30, 20, {200, 100, 50});
-  embed(picture, std::string(400, 'x'));
-  const Prepared prepared = prepare(picture, small_place(30, 20), {});
+  embed(picture, broken_profile("RGB "));
+  const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
   EXPECT_EQ(prepared.warning, "its color profile is broken; its colors are taken for sRGB");
   EXPECT_EQ(pixel(prepared.page, 0, 0), (std::vector<int>{200, 100, 50}));
 }
@@ -179,8 +199,8 @@ TEST(Prepare, InksWithABrokenProfileBecomeColoursByArithmetic) {
   for (int i = 0; i < 600; ++i) {
     picture.bytes.insert(picture.bytes.end(), {255, 0, 51, 0});
   }
-  embed(picture, std::string(400, 'x'));
-  const Prepared prepared = prepare(picture, small_place(30, 20), {});
+  embed(picture, broken_profile("CMYK"));
+  const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
   EXPECT_EQ(pixel(prepared.page, 0, 0), (std::vector<int>{0, 255, 204}));
 }
 
@@ -193,51 +213,21 @@ TEST(Prepare, SixteenBitsAreRoundedOnceAtTheEnd) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(&sample);
     picture.bytes.insert(picture.bytes.end(), {bytes[0], bytes[1]});
   }
-  EXPECT_EQ(pixel(prepare(picture, small_place(30, 20), {}).page, 3, 3),
+  EXPECT_EQ(pixel(prepared_from(picture, small_place(30, 20), {}).page, 3, 3),
             (std::vector<int>{129, 129, 129}));
 }
 
 TEST(Prepare, APictureOfOnePixelFillsTheSheet) {
-  const Picture page = prepare(plain(1, 1, {1, 2, 3}), small_place(30, 20), {}).page;
+  const Picture page = prepared_from(plain(1, 1, {1, 2, 3}), small_place(30, 20), {}).page;
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
 }
 
 TEST(Prepare, AThreadOfAPictureIsNoTrouble) {
-  const Picture page = prepare(plain(5000, 1, {1, 2, 3}), small_place(30, 20), {}).page;
+  const Picture page = prepared_from(plain(5000, 1, {1, 2, 3}), small_place(30, 20), {}).page;
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
   const Picture whole =
-      prepare(plain(1, 5000, {1, 2, 3}), small_place(30, 20), {.whole = true}).page;
+      prepared_from(plain(1, 5000, {1, 2, 3}), small_place(30, 20), {.whole = true}).page;
   EXPECT_EQ(pixel(whole, 29, 0), (std::vector<int>{255, 255, 255}));
-}
-
-TEST(Shrunk, AveragesBlocksAndWhatIsLeftOfThem) {
-  Picture grey;
-  grey.width = 5;
-  grey.height = 3;
-  grey.channels = 1;
-  grey.bytes = {10, 20, 30, 40, 50,  //
-                20, 30, 40, 50, 61,  //
-                90, 91, 92, 93, 94};
-  const Picture small = shrunk(grey, 2);
-  EXPECT_EQ(small.width, 3U);
-  EXPECT_EQ(small.height, 2U);
-  // 80/4, 160/4, 111/2 rounded up; below 181/2 rounded up, 185/2 rounded up, 94.
-  EXPECT_EQ(small.bytes, (std::vector<std::uint8_t>{20, 40, 56, 91, 93, 94}));
-}
-
-TEST(Shrunk, KeepsSixteenBits) {
-  Picture grey;
-  grey.width = 2;
-  grey.height = 1;
-  grey.channels = 1;
-  grey.bits = 16;
-  const std::uint16_t samples[] = {1000, 60001};
-  grey.bytes.resize(4);
-  std::memcpy(grey.bytes.data(), samples, 4);
-  const Picture small = shrunk(grey, 2);
-  std::uint16_t mean = 0;
-  std::memcpy(&mean, small.bytes.data(), 2);
-  EXPECT_EQ(mean, 30501);
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "apps/image/read_picture.h"
+#include "apps/image/photo.h"
 #include "tests/sim/info_report.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"
@@ -136,7 +136,7 @@ TEST(Simulator, SheetIsToldCountedAndKeptAsTheCustomerHoldsIt) {
   const std::string file = folder.path() + "/prints/sheet-0001.png";
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, " + file + ", 399 left");
   std::string error;
-  const std::optional<Picture> picture = read_picture(file, error);
+  const std::optional<Picture> picture = k905::read_photo(file, error);
   ASSERT_TRUE(picture) << error;
   // The sheet's planes are 1 to 6, 11 to 16 and 21 to 26, left and right exchanged.
   EXPECT_EQ(picture->width, 3U);

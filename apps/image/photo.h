@@ -1,0 +1,74 @@
+// A photo file, opened and scaled by libvips: JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF (its first
+// frame), PPM and PGM. The only header of the programs behind which libvips is used to read files.
+//
+// libvips calls large libraries on data from anywhere. Programs that must survive a malformed file
+// open it in a child process (layout/page_in_child.h).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "apps/base/descriptor.h"
+#include "apps/image/picture.h"
+
+namespace k905 {
+
+// A rectangle of the stored photo, in pixels, before its orientation is applied.
+struct PhotoArea {
+  std::uint32_t x = 0;
+  std::uint32_t y = 0;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+};
+
+// A descriptor of the photo file `path`, or of standard input for "-". None on failure, with one
+// line in `error`: what cannot be opened, is empty, or is neither a regular file nor standard
+// input. Never waits for the writer of a FIFO.
+[[nodiscard]] Descriptor open_photo_file(const std::string& path, std::string& error);
+
+class Photo {
+ public:
+  // Reads the header of the open file. Null on failure, with one line in `error`: a file that has
+  // another format, is malformed, or is too large (more than kMostPixels pixels, a side above
+  // kLongestSide, or more than 384 MiB where the decoder has to keep all rows, as for interlaced,
+  // progressive and HEIC files).
+  [[nodiscard]] static std::optional<Photo> open(Descriptor file, std::string& error);
+
+  // Pixels as stored.
+  [[nodiscard]] std::uint32_t width() const;
+  [[nodiscard]] std::uint32_t height() const;
+  // How to show it: 1 upright, 2 to 8 as EXIF counts.
+  [[nodiscard]] int orientation() const;
+
+  // The area, scaled to width x height pixels and then put upright as `orientation` says (5 to 8
+  // exchange the sides). Transparency becomes white. The result has 1, 3 or 4 channels (gray, RGB,
+  // CMYK with the largest sample full ink), 8 or 16 bits and the embedded profile, if that fits the
+  // channels. Null with one line in `error` when the file is truncated or malformed. Decodes the
+  // file; a photo from a pipe can be decoded once.
+  [[nodiscard]] std::optional<Picture> pixels(const PhotoArea& area, std::uint32_t width,
+                                              std::uint32_t height, int orientation,
+                                              std::string& error) const;
+
+ private:
+  struct Unref {
+    void operator()(void* object) const;
+  };
+  template <class Object>
+  using Ref = std::unique_ptr<Object, Unref>;
+
+  Photo() = default;
+  [[nodiscard]] void* decode(std::uint32_t shrink) const;
+
+  Ref<void> source_;  // VipsSource
+  Ref<void> header_;  // VipsImage
+  bool is_jpeg_ = false;
+  double widening_ = 1;  // of samples that do not use all of their bits
+};
+
+// The whole photo in its own size, upright, in 8-bit RGB or, where the file has them, 16 bits or
+// one gray channel. For test tools; `k905-print` scales while it reads.
+[[nodiscard]] std::optional<Picture> read_photo(const std::string& path, std::string& error);
+
+}  // namespace k905

@@ -1,0 +1,60 @@
+// The start of libvips and chains of its operations; private to this folder.
+#pragma once
+
+#include <vips/vips.h>
+
+#include <string>
+
+#include "apps/image/picture.h"
+
+namespace k905 {
+
+// Starts libvips once, without the loaders that it calls untrusted. Its warnings are dropped.
+[[nodiscard]] bool start_vips();
+
+// What libvips reported last, one line without the name of its module. Clears it.
+[[nodiscard]] std::string vips_reason();
+
+// An image over the pixels of `picture`, which must outlive it. The caller unrefs it. Null when
+// there is no memory.
+[[nodiscard]] VipsImage* vips_image_over(const Picture& picture);
+
+[[nodiscard]] inline bool has_wide_samples(const VipsImage* in) {
+  return vips_format_sizeof(in->BandFmt) > 1;
+}
+
+// One operation of libvips after another on an image; the first that fails ends the chain.
+class Chain {
+ public:
+  // Takes over the reference to `start`, which may be null.
+  explicit Chain(VipsImage* start) : image_(start) {}
+  ~Chain() { replace(nullptr); }
+  Chain(const Chain&) = delete;
+  Chain& operator=(const Chain&) = delete;
+
+  // `operation(in, &out)` returns 0 on success, as all of libvips does.
+  template <class Operation>
+  Chain& then(Operation operation) {
+    VipsImage* out = nullptr;
+    if (image_ != nullptr && operation(image_, &out) != 0) {
+      out = nullptr;
+    }
+    replace(out);
+    return *this;
+  }
+
+  // Null after a failure.
+  [[nodiscard]] VipsImage* get() const { return image_; }
+
+ private:
+  void replace(VipsImage* next) {
+    if (image_ != nullptr) {
+      g_object_unref(image_);
+    }
+    image_ = next;
+  }
+
+  VipsImage* image_;
+};
+
+}  // namespace k905
