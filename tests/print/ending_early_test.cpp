@@ -1,0 +1,170 @@
+// k905-print that is stopped, killed or short of memory: the printer gets whole sheets, and nothing
+// goes on behind its back.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <random>
+#include <thread>
+
+#include "apps/wire/printer_stream.h"
+#include "tests/apps/picture_files.h"
+#include "tests/print/running_program.h"
+#include "tests/support/build_paths.h"
+#include "tests/support/child_process.h"
+
+namespace {
+
+constexpr char kProgram[] = K905_BINARY_DIR "/k905-print";
+const std::map<std::string, std::string> kEnvironment{{"PATH", "/usr/bin:/bin"}};
+
+// A printer that takes its bytes from a FIFO.
+class Printer {
+ public:
+  explicit Printer(const ScratchFolder& folder) : path_(folder.path() + "/printer") {
+    EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    fifo_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    keep_open_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
+    fcntl(fifo_, F_SETFL, 0);
+  }
+  ~Printer() {
+    stop_waiting();
+    close(fifo_);
+  }
+  Printer(const Printer&) = delete;
+  Printer& operator=(const Printer&) = delete;
+
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+  // Reads until so many bytes have come.
+  void read_bytes(std::size_t count) {
+    while (stream_.size() < count && read_some() > 0) {
+    }
+  }
+
+  // To be called when somebody else has opened the FIFO: its end is then seen.
+  void stop_waiting() {
+    if (keep_open_ >= 0) {
+      close(keep_open_);
+      keep_open_ = -1;
+    }
+  }
+
+  // Reads to the end. The number of sheets; fails the test when they are not whole.
+  std::size_t read_sheets() {
+    while (read_some() > 0) {
+    }
+    const ParsedStream parsed =
+        parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream_.data()), stream_.size());
+    EXPECT_FALSE(parsed.error) << "torn at " << parsed.error->offset;
+    return parsed.sheets.size();
+  }
+
+ private:
+  ssize_t read_some() {
+    char piece[65536];
+    const ssize_t got = read(fifo_, piece, sizeof piece);
+    stream_.append(piece, got > 0 ? static_cast<std::size_t>(got) : 0);
+    return got;
+  }
+
+  std::string path_;
+  int fifo_ = -1;
+  int keep_open_ = -1;
+  std::string stream_;
+};
+
+std::string put_photo(const ScratchFolder& folder) {
+  return folder.write("a.png", png_file(3, 2, {}, std::vector<std::uint8_t>(18, 90)));
+}
+
+class PrintStopped : public testing::TestWithParam<int> {};
+
+TEST_P(PrintStopped, AtAnyMomentLeavesWholeSheets) {
+  constexpr std::size_t sheet_size = 1920 * 1240 * 3;
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  for (int i = 0; i < 8 && !HasFailure(); ++i) {
+    const ScratchFolder folder;
+    const std::string photo = put_photo(folder);
+    Printer printer(folder);
+    RunningProgram program(kProgram, {"--to", printer.path(), photo, photo, photo}, kEnvironment);
+    printer.read_bytes(1 + random() % (2 * sheet_size));
+    printer.stop_waiting();
+    program.send_signal(GetParam());
+    const std::size_t sheets = printer.read_sheets();
+    const int status = program.wait();
+    EXPECT_GE(sheets, 1U);
+    EXPECT_EQ(status, sheets == 3 ? 0 : 1) << program.said();
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Print, PrintStopped, testing::Values(SIGTERM, SIGINT, SIGHUP),
+                         [](const auto& instance) { return sigabbrev_np(instance.param); });
+
+TEST(PrintNotStopped, ByAHangUpThatIsIgnored) {
+  const ScratchFolder folder;
+  const std::string photo = put_photo(folder);
+  Printer printer(folder);
+  auto* const before = std::signal(SIGHUP, SIG_IGN);
+  RunningProgram program(kProgram, {"--to", printer.path(), photo, photo}, kEnvironment);
+  std::signal(SIGHUP, before);
+  printer.read_bytes(1);
+  printer.stop_waiting();
+  program.send_signal(SIGHUP);
+  EXPECT_EQ(printer.read_sheets(), 2U);
+  EXPECT_EQ(program.wait(), 0);
+}
+
+// Without a printer no filter may go on either.
+TEST(PrintKilled, TakesTheFilterAlong) {
+  const ScratchFolder folder;
+  const std::string photo = put_photo(folder);
+  const std::string life = folder.path() + "/life";
+  ASSERT_EQ(mkfifo(life.c_str(), 0600), 0);
+  const std::string filter =
+      folder.write("filter", "#!/bin/sh\ntrap '' TERM\nexec 3>'" + life + "'\nexec sleep 300\n");
+  chmod(filter.c_str(), 0755);
+  RunningProgram program(kProgram, {"--to", "/dev/null", photo},
+                         {{"PATH", "/usr/bin:/bin"}, {"K905_FILTER", filter}});
+  const int end_of_life = open(life.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(end_of_life, 0);
+  program.send_signal(SIGKILL);
+  char byte = 0;
+  EXPECT_EQ(read(end_of_life, &byte, 1), 0);
+  close(end_of_life);
+  EXPECT_EQ(program.wait(), -1);
+}
+
+TEST(PrintShortOfMemory, SendsWholeSheetsAndSaysWhy) {
+#ifdef K905_SANITIZED
+  GTEST_SKIP() << "memory is the sanitizer's here";
+#endif
+  int failed = 0;
+  for (int megabytes = 30; megabytes <= 90; megabytes += 3) {
+    SCOPED_TRACE(std::to_string(megabytes) + " MB");
+    const ScratchFolder folder;
+    const std::string photo = put_photo(folder);
+    Printer printer(folder);
+    const std::string limited = "ulimit -v " + std::to_string(megabytes * 1024) + "; exec " +
+                                kProgram + " --to " + printer.path() + " " + photo + " " + photo;
+    RunningProgram program("/bin/sh", {"-c", limited}, kEnvironment);
+    std::size_t sheets = 0;
+    std::thread reader([&] { sheets = printer.read_sheets(); });
+    const int status = program.wait();
+    printer.stop_waiting();
+    reader.join();
+    // With next to nothing the program does not come as far as its first sheet.
+    EXPECT_TRUE(status >= 0 || sheets == 0) << "ended by a signal: " << program.said();
+    EXPECT_TRUE(status != 0 || sheets == 2) << program.said();
+    failed += status == 0 ? 0 : 1;
+  }
+  EXPECT_GT(failed, 0);
+}
+
+}  // namespace
