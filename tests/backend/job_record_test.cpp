@@ -1,0 +1,131 @@
+#include "apps/backend/job_record.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace k905::backend {
+namespace {
+
+const JobRecord kRecord{.job = 12,
+                        .identity = "urn:uuid:1",
+                        .printer = "K9051234",
+                        .printed = 3,
+                        .sending = 4,
+                        .life = 10023,
+                        .buffers = 2};
+
+class Records : public testing::Test {
+ protected:
+  Records() {
+    char folder[] = "/tmp/k905_records_XXXXXX";
+    root_ = mkdtemp(folder);
+  }
+  ~Records() override { std::filesystem::remove_all(root_); }
+
+  [[nodiscard]] std::string folder() const { return (root_ / "k905").string(); }
+
+  std::filesystem::path root_;
+};
+
+TEST_F(Records, RecordIsReadBackAsItWasSaved) {
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  ASSERT_EQ(records.save(kRecord), 0);
+  EXPECT_EQ(records.load(12, "urn:uuid:1"), kRecord);
+}
+
+TEST_F(Records, RecordOfAnEarlierJobWithThisNumberIsNotUsed) {
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  ASSERT_EQ(records.save(kRecord), 0);
+  const JobRecord fresh{.job = 12, .identity = "urn:uuid:2", .printer = ""};
+  EXPECT_EQ(records.load(12, "urn:uuid:2"), fresh);
+  EXPECT_EQ(records.load(13, "urn:uuid:1").printed, 0U);
+}
+
+TEST_F(Records, RemovedRecordIsGone) {
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  ASSERT_EQ(records.save(kRecord), 0);
+  records.remove(12);
+  EXPECT_EQ(records.load(12, "urn:uuid:1").printed, 0U);
+}
+
+TEST_F(Records, OpenSheetsAreThoseOfThisPrinterWithoutAnOutcome) {
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  JobRecord decided = kRecord;
+  decided.job = 13;
+  decided.sending = 0;
+  JobRecord elsewhere = kRecord;
+  elsewhere.job = 14;
+  elsewhere.printer = "other";
+  for (const JobRecord& record : {kRecord, decided, elsewhere}) {
+    ASSERT_EQ(records.save(record), 0);
+  }
+  EXPECT_EQ(records.open_sheets_on("K9051234"), std::vector{kRecord});
+}
+
+TEST_F(Records, DamagedRecordCountsAsNone) {
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  ASSERT_EQ(records.save(kRecord), 0);
+  for (const char* const text : {"", "k905 job record 2\njob=12\n", "k905 job record 1\njob=x\n",
+                                 "k905 job record 1\nprinted\n"}) {
+    std::ofstream(folder() + "/job-12") << text;
+    EXPECT_EQ(records.load(12, "urn:uuid:1").printed, 0U) << text;
+  }
+  EXPECT_TRUE(records.open_sheets_on("K9051234").empty());
+}
+
+TEST_F(Records, LineEndsInNamesCannotAddFields) {
+  JobRecord record = kRecord;
+  record.identity = "me\nprinted=99";
+  const std::optional<JobRecord> read = parse_record(to_text(record));
+  ASSERT_TRUE(read.has_value());
+  EXPECT_EQ(read->printed, 3U);
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  ASSERT_EQ(records.save(record), 0);
+  EXPECT_EQ(records.load(12, "me\nprinted=99").printed, 3U);
+}
+
+TEST_F(Records, LinkInPlaceOfTheFolderIsRefused) {
+  std::filesystem::create_directory(root_ / "victim");
+  std::filesystem::create_directory_symlink(root_ / "victim", folder());
+  RecordFolder records;
+  EXPECT_NE(records.open(folder(), -1, -1), 0);
+  EXPECT_EQ(records.save(kRecord), 0);  // nothing is kept
+  EXPECT_TRUE(std::filesystem::is_empty(root_ / "victim"));
+}
+
+TEST_F(Records, LinkInPlaceOfARecordIsNotFollowed) {
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  std::ofstream(root_ / "victim") << "untouched";
+  std::filesystem::create_symlink(root_ / "victim", folder() + "/new-job-12");
+  EXPECT_EQ(records.save(kRecord), ELOOP);
+  EXPECT_EQ(std::filesystem::file_size(root_ / "victim"), 9U);
+}
+
+TEST_F(Records, OnePrinterHasOneUserAtATime) {
+  RecordFolder one;
+  RecordFolder two;
+  ASSERT_EQ(one.open(folder(), -1, -1), 0);
+  ASSERT_EQ(two.open(folder(), -1, -1), 0);
+  EXPECT_TRUE(one.try_lock("/dev/usb/lp0"));
+  EXPECT_TRUE(one.try_lock("/dev/usb/lp0"));
+  EXPECT_FALSE(two.try_lock("/dev/usb/lp0"));
+  RecordFolder three;
+  ASSERT_EQ(three.open(folder(), -1, -1), 0);
+  EXPECT_TRUE(three.try_lock("host:9100"));
+}
+
+}  // namespace
+}  // namespace k905::backend

@@ -1,0 +1,235 @@
+// The device library at the simulated printer on its pseudo-terminal, and at a scripted printer on
+// a socket: replies as no simulator gives them, and lines that are lost.
+
+#include "device/printer.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <future>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/simulated_printer.h"
+
+namespace k905 {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kOpenTimeout{5000};
+
+PrinterAddress file(const std::string& path) {
+  return {.kind = PrinterAddress::Kind::kPath, .name = path, .port = ""};
+}
+
+// Listens on a free port, accepts one client after the other, and handles each in `serve`.
+class ScriptedPrinter {
+ public:
+  explicit ScriptedPrinter(std::vector<std::function<void(int)>> clients)
+      : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof place;
+    auto* general = reinterpret_cast<sockaddr*>(&place);
+    EXPECT_EQ(bind(listener_, general, size), 0);
+    EXPECT_EQ(listen(listener_, 5), 0);
+    EXPECT_EQ(getsockname(listener_, general, &size), 0);
+    port_ = ntohs(place.sin_port);
+    thread_ = std::thread([this, clients = std::move(clients)] {
+      for (const auto& serve : clients) {
+        const int client = accept(listener_, nullptr, nullptr);
+        serve(client);
+        close(client);
+      }
+    });
+  }
+  ~ScriptedPrinter() {
+    thread_.join();
+    close(listener_);
+  }
+  ScriptedPrinter(const ScriptedPrinter&) = delete;
+  ScriptedPrinter& operator=(const ScriptedPrinter&) = delete;
+
+  [[nodiscard]] PrinterAddress address() const {
+    return {
+        .kind = PrinterAddress::Kind::kNetwork, .name = "127.0.0.1", .port = std::to_string(port_)};
+  }
+
+ private:
+  int listener_;
+  int port_ = 0;
+  std::thread thread_;
+};
+
+std::string read_question(int client) {
+  std::string block(32, '\0');
+  const ssize_t got = recv(client, block.data(), block.size(), MSG_WAITALL);
+  return got == 32 ? block : "";
+}
+
+void say(int client, const std::string& bytes) {
+  EXPECT_EQ(write(client, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+}
+
+// Answers questions with these texts, one after the other, and waits for the client to leave.
+std::function<void(int)> replies(std::vector<std::string> texts) {
+  return [texts = std::move(texts)](int client) {
+    for (const std::string& text : texts) {
+      read_question(client);
+      say(client, text);
+    }
+    read_question(client);
+  };
+}
+
+class PrinterTest : public testing::Test {
+ protected:
+  PrinterTest() { std::signal(SIGPIPE, SIG_IGN); }
+};
+
+TEST_F(PrinterTest, EveryQuestionIsAnsweredAtTheSimulatedPrinter) {
+  const SimulatedPrinter simulated({"--remaining", "37", "--initial", "400", "--life", "1234",
+                                    "--media", "6x8", "--serial", "K9051234", "--free-buffers",
+                                    "2"});
+  Printer printer(file(simulated.path()));
+  ASSERT_EQ(printer.open(kOpenTimeout), 0);
+  EXPECT_EQ(printer.ask(QuestionId::kStatus).number, 0);
+  EXPECT_EQ(printer.ask(QuestionId::kFreeBuffers).number, 2);
+  EXPECT_EQ(printer.ask(QuestionId::kLifeCounter).number, 1234);
+  EXPECT_EQ(printer.ask(QuestionId::kInitialMedia).number, 400);
+  EXPECT_EQ(printer.ask(QuestionId::kRemainingMedia).number, 37);
+  EXPECT_EQ(printer.ask(QuestionId::kSerialNumber).text, "K9051234");
+  EXPECT_EQ(printer.ask(QuestionId::kMedia).text, "6x8");
+  EXPECT_EQ(printer.model(), "K905");
+}
+
+TEST_F(PrinterTest, OnlyTheRv40CountsAllItsPrints) {
+  const SimulatedPrinter simulated({"--model", "RV-40", "--remaining", "37"});
+  Printer printer(file(simulated.path()));
+  ASSERT_EQ(printer.open(kOpenTimeout), 0);
+  EXPECT_EQ(printer.ask(QuestionId::kRemainingMedia).number, 37);
+  EXPECT_EQ(printer.model(), "RV-40");
+}
+
+TEST_F(PrinterTest, ReplyInPiecesIsReadToItsLineEnd) {
+  const ScriptedPrinter scripted({[](int client) {
+    for (const char* const piece : {"0", "10", "00\r", "\n"}) {
+      if (piece[0] == '0' && piece[1] == '\0') {
+        read_question(client);
+      }
+      say(client, piece);
+      std::this_thread::sleep_for(milliseconds(5));
+    }
+    read_question(client);
+    say(client, "00001\r\n");
+    read_question(client);
+  }});
+  Printer printer(scripted.address());
+  ASSERT_EQ(printer.open(kOpenTimeout), 0);
+  EXPECT_EQ(printer.ask(QuestionId::kStatus).number, 1000);
+  EXPECT_EQ(printer.ask(QuestionId::kStatus).number, 1);
+  printer.close();
+}
+
+TEST_F(PrinterTest, ReplyWithoutItsNumberIsAProtocolError) {
+  const ScriptedPrinter scripted({replies({"ready\r\n", "0000\r\n", "\r\n", "0x100\r\n"})});
+  Printer printer(scripted.address());
+  ASSERT_EQ(printer.open(kOpenTimeout), 0);
+  for (int question = 0; question < 4; ++question) {
+    const Reply reply = printer.ask(QuestionId::kStatus);
+    EXPECT_EQ(reply.error, EPROTO);
+    EXPECT_EQ(reply.number, -1);
+    EXPECT_TRUE(printer.is_open());
+  }
+  printer.close();
+}
+
+TEST_F(PrinterTest, ReplyThatCameLateIsNotTakenForTheNext) {
+  std::promise<void> gave_up;
+  std::promise<void> answered;
+  const ScriptedPrinter scripted({[&](int client) {
+    read_question(client);
+    gave_up.get_future().wait();
+    say(client, "FBP02\r\n");
+    answered.set_value();
+    read_question(client);
+    say(client, "CL0000123\r\n");
+    read_question(client);
+  }});
+  Printer printer(scripted.address());
+  ASSERT_EQ(printer.open(kOpenTimeout), 0);
+  EXPECT_EQ(printer.ask(QuestionId::kFreeBuffers).error, ETIMEDOUT);
+  EXPECT_TRUE(printer.is_open());
+  gave_up.set_value();
+  answered.get_future().wait();
+  EXPECT_EQ(printer.ask(QuestionId::kLifeCounter).number, 123);
+  printer.close();
+}
+
+TEST_F(PrinterTest, LostLineIsClosedAndCanBeOpenedAgain) {
+  const ScriptedPrinter scripted(
+      {[](int client) { read_question(client); }, replies({"00000\r\n"})});
+  Printer printer(scripted.address());
+  ASSERT_EQ(printer.open(kOpenTimeout), 0);
+  EXPECT_EQ(printer.ask(QuestionId::kStatus).error, ECONNRESET);
+  EXPECT_FALSE(printer.is_open());
+  EXPECT_EQ(printer.ask(QuestionId::kStatus).error, ENOTCONN);
+  ASSERT_EQ(printer.open(kOpenTimeout), 0);
+  EXPECT_EQ(printer.ask(QuestionId::kStatus).number, 0);
+  printer.close();
+}
+
+TEST_F(PrinterTest, PiecesArriveInOrder) {
+  std::string arrived;
+  {
+    const ScriptedPrinter scripted({[&arrived](int client) {
+      char piece[4096];
+      for (ssize_t got = 1; got > 0;) {
+        got = read(client, piece, sizeof piece);
+        arrived.append(piece, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+      }
+    }});
+    Printer printer(scripted.address());
+    ASSERT_EQ(printer.open(kOpenTimeout), 0);
+    const std::vector<std::uint8_t> one(100000, 'a');
+    const std::vector<std::uint8_t> two(3, 'b');
+    const SendResult sent = printer.send({one, two}, milliseconds(5000), [] { return false; });
+    EXPECT_EQ(sent.error, 0);
+    EXPECT_EQ(sent.written, 100003U);
+    printer.close();
+  }
+  EXPECT_EQ(arrived, std::string(100000, 'a') + "bbb");
+}
+
+TEST_F(PrinterTest, StalledSheetIsTheCallersDecision) {
+  std::promise<void> over;
+  const ScriptedPrinter scripted({[&over](int) { over.get_future().wait(); }});
+  Printer printer(scripted.address());
+  ASSERT_EQ(printer.open(kOpenTimeout), 0);
+  const std::vector<std::uint8_t> much(32 << 20);
+  int asked = 0;
+  const SendResult sent = printer.send({much}, milliseconds(50), [&asked] { return ++asked < 3; });
+  EXPECT_EQ(sent.error, ETIMEDOUT);
+  EXPECT_EQ(asked, 3);
+  EXPECT_FALSE(printer.is_open());
+  over.set_value();
+}
+
+TEST_F(PrinterTest, WhatCannotBeOpenedSaysWhy) {
+  EXPECT_EQ(Printer(file("/no/such/device")).open(kOpenTimeout), ENOENT);
+  EXPECT_EQ(Printer({.kind = PrinterAddress::Kind::kSerial, .name = "none", .port = ""},
+                    {.devices = "/no/such/folder", .files = "/dev/usb"})
+                .open(kOpenTimeout),
+            ENODEV);
+}
+
+}  // namespace
+}  // namespace k905
