@@ -1,7 +1,9 @@
 // rastertok905: CUPS raster in, printer commands out. The order of start-up and the choice of mode.
-#include <malloc.h>
-
 #include <cstring>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include "diag/log.h"
 #include "diag/standard_descriptors.h"
@@ -14,13 +16,23 @@
 #include "settings/ppd_defaults.h"
 #include "settings/summary.h"
 
+namespace {
+
+// A sheet's planes are the same few megabytes on every page. Kept by the allocator instead of given
+// back to the system, they are paid for once a job and not once a page.
+void keep_freed_memory() {
+#ifdef __GLIBC__
+  mallopt(M_MMAP_THRESHOLD, 1 << 30);
+  mallopt(M_TRIM_THRESHOLD, 1 << 30);
+#endif
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   set_up_signals();
   reserve_standard_descriptors();
-  // A sheet's planes are the same few megabytes on every page. Kept by the allocator instead of
-  // given back to the system, they are paid for once a job and not once a page.
-  mallopt(M_MMAP_THRESHOLD, 1 << 30);
-  mallopt(M_TRIM_THRESHOLD, 1 << 30);
+  keep_freed_memory();
 
   open_log();
   log_start(argc, argv);
