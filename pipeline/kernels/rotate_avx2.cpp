@@ -30,12 +30,6 @@ K905_AVX2 inline void turn_block(const std::uint8_t* const* source, std::size_t 
   }
 }
 
-// Where the next block begins: the last one overlaps the one before it rather than being smaller.
-inline std::size_t next_block(std::size_t at, std::size_t step, std::size_t end) {
-  const std::size_t last = end - step;
-  return at == last ? end : at + step < last ? at + step : last;
-}
-
 K905_AVX2 void transpose(std::span<const std::uint8_t* const> rows, std::size_t width,
                          std::uint8_t* target, std::ptrdiff_t target_stride) {
   if (rows.size() < 16 || width < 32) {

@@ -36,6 +36,19 @@ const Table& avx512_table() {
   }();
   return table;
 }
+#elif defined(__aarch64__)
+const Table& neon_table() {
+  static const Table table = [] {
+    Table with_neon = portable_table();
+    with_neon.name = "neon";
+    add_formats_neon(with_neon);
+    add_resize_neon(with_neon);
+    add_tone_neon(with_neon);
+    add_rotate_neon(with_neon);
+    return with_neon;
+  }();
+  return table;
+}
 #endif
 
 struct Choice {
@@ -57,6 +70,8 @@ Choice look_at_the_processor() {
       choice.add(avx512_table());
     }
   }
+#elif defined(__aarch64__)
+  choice.add(neon_table());
 #endif
   return choice;
 }

@@ -15,6 +15,13 @@ inline constexpr float kEstimateError = 1.0F / 4096.0F;
 void resize_exactly(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
                     const std::uint8_t* bottom, std::uint8_t* row);
 
+// Where the next block of `step` begins: the last one overlaps the one before it rather than being
+// smaller.
+inline std::size_t next_block(std::size_t at, std::size_t step, std::size_t end) {
+  const std::size_t last = end - step;
+  return at == last ? end : at + step < last ? at + step : last;
+}
+
 void add_formats(Table& table);
 void add_color(Table& table);
 void add_resize(Table& table);
@@ -32,6 +39,11 @@ void add_rotate_avx2(Table& table);
 void add_tone_avx512(Table& table);
 
 [[nodiscard]] const Table& avx2_table();
+#elif defined(__aarch64__)
+void add_formats_neon(Table& table);
+void add_resize_neon(Table& table);
+void add_tone_neon(Table& table);
+void add_rotate_neon(Table& table);
 #endif
 
 }  // namespace kernels
