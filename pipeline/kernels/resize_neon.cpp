@@ -32,19 +32,22 @@ float32x4_t between(uint16x4_t left, int16x4_t step, float32x4_t fraction) {
 }
 
 // One channel of eight pixels.
-void estimate_channel(uint8x8_t left, uint8x8_t right, const float* fraction, float* estimate) {
+void estimate_channel(uint8x8_t left, uint8x8_t right, const float32x4x2_t& fraction,
+                      float* estimate) {
   const uint16x8_t wide = vmovl_u8(left);
   const int16x8_t step = vreinterpretq_s16_u16(vsubl_u8(right, left));
-  vst1q_f32(estimate, between(vget_low_u16(wide), vget_low_s16(step), vld1q_f32(fraction)));
-  vst1q_f32(estimate + 4,
-            between(vget_high_u16(wide), vget_high_s16(step), vld1q_f32(fraction + 4)));
+  vst1q_f32(estimate, between(vget_low_u16(wide), vget_low_s16(step), fraction.val[0]));
+  vst1q_f32(estimate + 4, between(vget_high_u16(wide), vget_high_s16(step), fraction.val[1]));
 }
 
 void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float* estimate) {
   constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
-  for (std::size_t x = 0; x + kPixels <= columns.width; x += kPixels) {
-    const EightPairs pairs = load_eight_pairs(row, columns.left + x);
-    const float* fraction = columns.rough + x;
+  const std::uint32_t* const left = columns.left;  // copies: a store of floats could change them
+  const float* const rough = columns.rough;
+  const std::size_t width = columns.width;
+  for (std::size_t x = 0; x + kPixels <= width; x += kPixels) {
+    const EightPairs pairs = load_eight_pairs(row, left + x);
+    const float32x4x2_t fraction = {{vld1q_f32(rough + x), vld1q_f32(rough + x + 4)}};
     estimate_channel(vget_low_u8(pairs.left_rg), vget_high_u8(pairs.left_b_right_r), fraction,
                      estimate);
     estimate_channel(vget_high_u8(pairs.left_rg), vget_low_u8(pairs.right_gb), fraction,

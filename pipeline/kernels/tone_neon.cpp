@@ -54,7 +54,7 @@ float32x4_t hue(float32x4_t own, float32x4_t other) {
   return vaddq_f32(vmulq_n_f32(own, tone::kHueOwn), vmulq_n_f32(other, tone::kHueOther));
 }
 
-Rgb corrected(const Rgb& pixel, Correction correction) {
+inline Rgb corrected(const Rgb& pixel, Correction correction) {
   switch (correction) {
     case Correction::kNone:
       break;
@@ -70,7 +70,7 @@ Rgb corrected(const Rgb& pixel, Correction correction) {
   return pixel;
 }
 
-Rgb mixed(Rgb pixel, const ToneMix& mix) {
+inline Rgb mixed(Rgb pixel, const ToneMix& mix) {
   if (mix.saturate) pixel = spread_from_mean(pixel, mix.saturation);
   pixel = times(pixel, mix.balance[0], mix.balance[1], mix.balance[2]);
   pixel = corrected(pixel, mix.correction);
