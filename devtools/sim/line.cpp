@@ -33,19 +33,6 @@ sockaddr_in loopback(std::uint16_t port) {
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-  if (number_ >= 0) {
-    close(number_);
-  }
-}
-
-Descriptor::Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  std::swap(number_, other.number_);
-  return *this;
-}
-
 std::optional<Terminal> open_terminal(std::string& error) {
   int printer_side = -1;
   int client_side = -1;

@@ -5,21 +5,9 @@
 #include <optional>
 #include <string>
 
-// Closes its descriptor at the end of its life.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor();
-  Descriptor(Descriptor&& other) noexcept;
-  Descriptor& operator=(Descriptor&& other) noexcept;
+#include "apps/base/descriptor.h"
 
-  [[nodiscard]] int get() const { return number_; }
-  explicit operator bool() const { return number_ >= 0; }
-
- private:
-  int number_ = -1;
-};
+using k905::Descriptor;
 
 // A pseudo-terminal in raw mode. It stays raw while no client has it open, since the simulator
 // holds the printer's side.
