@@ -362,6 +362,27 @@ int shorter_wait(int one, int other) {
   return std::min(one, other);
 }
 
+// `signals` becomes readable when the program shall end. The network desk may be null.
+void serve_until_signal(int signals, TerminalDesk& terminal_desk, NetworkDesk* network_desk) {
+  for (;;) {
+    std::vector<pollfd> waits = {{.fd = signals, .events = POLLIN, .revents = 0}};
+    terminal_desk.add_waits(waits);
+    int wait_ms = milliseconds_until_due(&terminal_desk.outbox());
+    if (network_desk != nullptr) {
+      network_desk->add_waits(waits);
+      wait_ms = shorter_wait(wait_ms, milliseconds_until_due(network_desk->outbox()));
+    }
+    poll(waits.data(), waits.size(), wait_ms);
+    if (waits.front().revents != 0) {
+      return;
+    }
+    terminal_desk.serve();
+    if (network_desk != nullptr) {
+      network_desk->serve();
+    }
+  }
+}
+
 }  // namespace
 
 bool run_simulator(const SimulatorOptions& options, std::string& error) {
@@ -393,23 +414,7 @@ bool run_simulator(const SimulatorOptions& options, std::string& error) {
     network_desk = std::make_unique<NetworkDesk>(printer, std::move(*listener));
   }
 
-  for (;;) {
-    std::vector<pollfd> waits = {{.fd = endings.get(), .events = POLLIN, .revents = 0}};
-    terminal_desk.add_waits(waits);
-    int wait_ms = milliseconds_until_due(&terminal_desk.outbox());
-    if (network_desk) {
-      network_desk->add_waits(waits);
-      wait_ms = shorter_wait(wait_ms, milliseconds_until_due(network_desk->outbox()));
-    }
-    poll(waits.data(), waits.size(), wait_ms);
-    if (waits.front().revents != 0) {
-      break;
-    }
-    terminal_desk.serve();
-    if (network_desk) {
-      network_desk->serve();
-    }
-  }
+  serve_until_signal(endings.get(), terminal_desk, network_desk.get());
   if (printer.images_lost() > 0) {
     error = options.sheets +
             ": images that could not be stored: " + std::to_string(printer.images_lost());
