@@ -7,21 +7,18 @@
 
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <set>
 
 #include "apps/base/nameless_file.h"
+#include "apps/base/queue_ppd.h"
 #include "ppd/option_table.h"
 
 namespace {
 
 constexpr std::size_t kLargestPpd = std::size_t{64} << 20;
 
-struct PpdCloser {
-  void operator()(ppd_file_t* ppd) const { ppdClose(ppd); }
-};
-using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
+using k905::Ppd;
 
 // What is there and is no regular file: opening a FIFO would wait for a writer.
 bool is_no_regular_file(const char* path) {

@@ -1,13 +1,10 @@
 #include "apps/print/queue_destination.h"
 
-#include <cups/cups.h>
-#include <cups/ppd.h>
-#include <unistd.h>
-
-#include <cstring>
 #include <optional>
 #include <utility>
 
+#include "apps/base/cups_handles.h"
+#include "apps/base/queue_ppd.h"
 #include "apps/layout/page_plan.h"
 #include "apps/layout/raster_writer.h"
 
@@ -16,43 +13,11 @@ namespace {
 constexpr int kConnectMs = 30000;
 constexpr char kRasterFormat[] = "application/vnd.cups-raster";
 
-struct PpdCloser {
-  void operator()(ppd_file_t* ppd) const { ppdClose(ppd); }
-};
-using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
-
-struct DestDeleter {
-  void operator()(cups_dest_t* dest) const { cupsFreeDests(1, dest); }
-};
-using Dest = std::unique_ptr<cups_dest_t, DestDeleter>;
-
-struct HttpCloser {
-  void operator()(http_t* http) const { httpClose(http); }
-};
-using Http = std::unique_ptr<http_t, HttpCloser>;
-
-struct IppDeleter {
-  void operator()(ipp_t* message) const { ippDelete(message); }
-};
-using Ipp = std::unique_ptr<ipp_t, IppDeleter>;
-
-class Options {
- public:
-  Options() = default;
-  ~Options() { cupsFreeOptions(count_, all_); }
-  Options(const Options&) = delete;
-  Options& operator=(const Options&) = delete;
-
-  void add(const std::string& name, const std::string& value) {
-    count_ = cupsAddOption(name.c_str(), value.c_str(), count_, &all_);
-  }
-  [[nodiscard]] int count() const { return count_; }
-  [[nodiscard]] cups_option_t* all() const { return all_; }
-
- private:
-  int count_ = 0;
-  cups_option_t* all_ = nullptr;
-};
+using k905::CupsOptions;
+using k905::Dest;
+using k905::Http;
+using k905::Ipp;
+using k905::Ppd;
 
 Dest find_queue(const std::string& queue) {
   if (queue.empty()) {
@@ -63,17 +28,6 @@ Dest find_queue(const std::string& queue) {
   const std::string instance = slash == std::string::npos ? "" : queue.substr(slash + 1);
   return Dest(cupsGetNamedDest(CUPS_HTTP_DEFAULT, name.c_str(),
                                instance.empty() ? nullptr : instance.c_str()));
-}
-
-Ppd read_ppd(const char* queue) {
-  char path[1024] = "";
-  time_t changed = 0;
-  if (cupsGetPPD3(CUPS_HTTP_DEFAULT, queue, &changed, path, sizeof path) != HTTP_STATUS_OK) {
-    return nullptr;
-  }
-  Ppd ppd(ppdOpenFile(path));
-  unlink(path);
-  return ppd;
 }
 
 std::string marked_choice(ppd_file_t* ppd, const std::string& keyword) {
@@ -94,7 +48,7 @@ std::string default_choice(ppd_file_t* ppd, const std::string& keyword) {
 bool mark_all(ppd_file_t* ppd, const cups_dest_t& dest, const Choices& wishes, std::string& error) {
   ppdMarkDefaults(ppd);
   cupsMarkOptions(ppd, dest.num_options, dest.options);
-  Options wished;
+  CupsOptions wished;
   for (const auto& [keyword, choice] : wishes) {
     wished.add(keyword, choice);
   }
@@ -146,8 +100,7 @@ class QueueDestination final : public Destination {
   [[nodiscard]] bool begin(const std::string& title, Begun& begun, std::string& error) override {
     // A connection for every job: a job that is given up is cut off with it, where the end of the
     // request would make the print system take what has come for the whole.
-    http_.reset(httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1,
-                             kConnectMs, nullptr));
+    http_ = k905::connect_to_scheduler(kConnectMs);
     if (!http_) {
       error = "the print system does not answer";
       return false;
@@ -222,7 +175,7 @@ class QueueDestination final : public Destination {
   std::string queue_;
   Choices choices_;
   SheetPlace place_;
-  Options job_options_;
+  CupsOptions job_options_;
   Http http_;
   int job_ = 0;
   std::string title_;
@@ -248,7 +201,7 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue, co
                           : "there is no queue " + queue;
     return nullptr;
   }
-  const Ppd ppd = read_ppd(dest->name);
+  const Ppd ppd = k905::read_queue_ppd(CUPS_HTTP_DEFAULT, dest->name);
   if (!ppd || ppdFindOption(ppd.get(), "StpLaminate") == nullptr) {
     error = std::string(dest->name) + " is no queue of this printer";
     return nullptr;

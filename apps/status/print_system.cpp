@@ -1,22 +1,14 @@
 #include "apps/status/print_system.h"
 
-#include <cups/cups.h>
-
 #include <array>
 #include <filesystem>
-#include <memory>
+
+#include "apps/base/cups_handles.h"
 
 namespace {
 
 // It is on this machine, or it is not waited for.
 constexpr int kConnectMs = 2000;
-
-struct HttpCloser {
-  void operator()(http_t* http) const { httpClose(http); }
-};
-struct IppDeleter {
-  void operator()(ipp_t* message) const { ippDelete(message); }
-};
 
 std::string text_of(ipp_attribute_t* attribute) {
   const char* text = attribute == nullptr ? nullptr : ippGetString(attribute, 0, nullptr);
@@ -46,8 +38,7 @@ std::string without_links(const std::string& path) {
 
 std::vector<BusyQueue> busy_queues() {
   std::vector<BusyQueue> queues;
-  const std::unique_ptr<http_t, HttpCloser> http(httpConnect2(
-      cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1, kConnectMs, nullptr));
+  const k905::Http http = k905::connect_to_scheduler(kConnectMs);
   if (!http) {
     return queues;
   }
@@ -55,7 +46,7 @@ std::vector<BusyQueue> busy_queues() {
   ipp_t* request = ippNewRequest(IPP_OP_CUPS_GET_PRINTERS);
   ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes",
                 static_cast<int>(wanted.size()), nullptr, wanted.data());
-  const std::unique_ptr<ipp_t, IppDeleter> answer(cupsDoRequest(http.get(), request, "/"));
+  const k905::Ipp answer(cupsDoRequest(http.get(), request, "/"));
   BusyQueue queue;
   bool printing = false;
   const auto take = [&] {

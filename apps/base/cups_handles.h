@@ -1,0 +1,51 @@
+// What libcups hands out, released with its owner; and the connection to the scheduler.
+#pragma once
+
+#include <cups/cups.h>
+
+#include <memory>
+#include <string>
+
+namespace k905 {
+
+struct HttpCloser {
+  void operator()(http_t* http) const { httpClose(http); }
+};
+using Http = std::unique_ptr<http_t, HttpCloser>;
+
+struct IppDeleter {
+  void operator()(ipp_t* message) const { ippDelete(message); }
+};
+using Ipp = std::unique_ptr<ipp_t, IppDeleter>;
+
+struct DestDeleter {
+  void operator()(cups_dest_t* dest) const { cupsFreeDests(1, dest); }
+};
+using Dest = std::unique_ptr<cups_dest_t, DestDeleter>;
+
+// A list of names and values, as libcups takes it.
+class CupsOptions {
+ public:
+  CupsOptions() = default;
+  ~CupsOptions() { cupsFreeOptions(count_, all_); }
+  CupsOptions(const CupsOptions&) = delete;
+  CupsOptions& operator=(const CupsOptions&) = delete;
+
+  void add(const std::string& name, const std::string& value) {
+    count_ = cupsAddOption(name.c_str(), value.c_str(), count_, &all_);
+  }
+  [[nodiscard]] int count() const { return count_; }
+  [[nodiscard]] cups_option_t* all() const { return all_; }
+
+ private:
+  int count_ = 0;
+  cups_option_t* all_ = nullptr;
+};
+
+// A connection of its own to the user's scheduler; null when none answers in time.
+[[nodiscard]] inline Http connect_to_scheduler(int timeout_ms) {
+  return Http(httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1,
+                           timeout_ms, nullptr));
+}
+
+}  // namespace k905

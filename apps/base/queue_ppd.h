@@ -1,0 +1,21 @@
+// A queue's PPD file, as the scheduler hands it out to anybody who asks.
+#pragma once
+
+#include <cups/cups.h>
+#include <cups/ppd.h>
+
+#include <memory>
+#include <string>
+
+namespace k905 {
+
+struct PpdCloser {
+  void operator()(ppd_file_t* ppd) const { ppdClose(ppd); }
+};
+using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
+
+// The file of the queue on this connection, parsed; null when the queue or the file is missing, or
+// the file cannot be parsed. `text`, when not null, receives the file's bytes.
+[[nodiscard]] Ppd read_queue_ppd(http_t* http, const char* queue, std::string* text = nullptr);
+
+}  // namespace k905
