@@ -3,6 +3,30 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <vector>
+
+namespace {
+
+std::string known_options(const CLI::App& app) {
+  std::string names;
+  for (const CLI::Option* option : app.get_options()) {
+    if (!option->get_positional()) {
+      names += (names.empty() ? "" : ", ") + option->get_name();
+    }
+  }
+  return names;
+}
+
+// An option that does not exist is answered with those that do.
+std::string explain(const CLI::App& app, const CLI::ExtrasError& error) {
+  const std::vector<std::string> surplus = app.remaining();
+  if (surplus.empty() || !surplus.front().starts_with('-')) {
+    return error.what();
+  }
+  return "unknown option " + surplus.front() + "; known options: " + known_options(app);
+}
+
+}  // namespace
 
 #include "apps/base/process_start.h"
 
@@ -12,6 +36,8 @@ std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::Success& asked_for_text) {
     return app.exit(asked_for_text);
+  } catch (const CLI::ExtrasError& error) {
+    return wrong_usage(app, explain(app, error));
   } catch (const CLI::ParseError& error) {
     return wrong_usage(app, error.what());
   }

@@ -311,7 +311,7 @@ TEST(RasterProgram, HelpVersionAndListEndWell) {
 TEST(RasterProgram, WrongUsageIsExitStatusTwo) {
   expect_wrong_usage({}, "no picture given");
   expect_wrong_usage({"--no-such-option", "test:white"},
-                     "The following argument was not expected: --no-such-option");
+                     "unknown option --no-such-option; known options: --help, ");
   expect_wrong_usage({"-p", "A4", "test:white"}, "--paper: no paper is called \"A4\"");
   expect_wrong_usage({"-f", "rgb9", "test:white"}, "--format: not one of rgb8, ");
   expect_wrong_usage({"-r", "600x600", "test:white"}, "--resolution: ");
