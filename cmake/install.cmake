@@ -10,12 +10,10 @@ install(TARGETS rastertok905 rastertok905job
 install(TARGETS k905 RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/backend
         PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 install(FILES ${K905_PPD_FILES} DESTINATION ${K905_MODEL_FOLDER})
-install(PROGRAMS ${K905_SETUP_SCRIPT} DESTINATION ${CMAKE_INSTALL_BINDIR}
-        PERMISSIONS ${program_permissions})
 
 # The programs that were built.
-set(installed_tools k905-setup)
-foreach(tool k905-preview k905-print k905-raster k905-sim k905-status)
+set(installed_tools)
+foreach(tool k905-preview k905-print k905-raster k905-setup k905-sim k905-status)
   if(TARGET ${tool})
     install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
             PERMISSIONS ${program_permissions})

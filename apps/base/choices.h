@@ -13,8 +13,9 @@ using Choices = std::map<std::string, std::string>;
 [[nodiscard]] bool check_choice(const std::string& keyword, const std::string& choice,
                                 std::string& error);
 
-// The PageSize name of a paper: by PageSize name, by label, or by its sides in inches or centimeters
-// in either order, such as 4x6, 6x4in, "6 x 4", 10x15cm or 2x6*4. "" when there is none.
+// The PageSize name of a paper: by PageSize name, by label, or by its sides in inches or
+// centimeters in either order, such as 4x6, 6x4in, "6 x 4", 10x15cm or 2x6*4. "" when there is
+// none.
 [[nodiscard]] std::string page_size_name(const std::string& paper);
 
 // The error for a name that is none of these: what was given, and the papers there are.

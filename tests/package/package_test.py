@@ -237,6 +237,15 @@ class Alone(unittest.TestCase):
         self.assertEqual((said.returncode, said.stdout),
                          (2, "/nowhere: not reachable, No such file or directory\n"))
 
+    def test_a_missing_program_is_to_be_installed_the_way_it_came(self):
+        (self.root / "usr/lib/cups/filter/rastertok905").unlink()
+        self.assertIn("-> cmake --install", self.run_alone("k905-setup", "--check", "photo").stdout)
+        listed = self.root / "var/lib/dpkg/info/rastertok905.list"
+        listed.parent.mkdir(parents=True)
+        listed.touch()
+        self.assertIn("-> apt-get install --reinstall rastertok905",
+                      self.run_alone("k905-setup", "--check", "photo").stdout)
+
 
 class Removal(unittest.TestCase):
     def test_what_was_installed_goes_away_whole(self):

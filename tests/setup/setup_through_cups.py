@@ -5,10 +5,15 @@ are read back, used for printing, and broken in the ways that its check must fin
 that it could not be tried here.
 """
 
+import json
+import os
 import pathlib
 import re
 import shutil
+import socket
+import subprocess
 import sys
+import tempfile
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "cups"))
@@ -20,17 +25,105 @@ import private_cups  # noqa: E402
 from end_to_end import SIX_BY_EIGHT, ThroughCups  # noqa: E402
 
 SKIPPED = 77
+STOPPED = 6  # the job state of a job that CUPS will not start by itself
 
 
-class Setup(ThroughCups):
-    """k905-setup, as installed."""
+class ThroughSetup(ThroughCups):
+    """The program, and what its tests need to know of a queue."""
 
-    def setup(self, *arguments):
-        program = self.cups.prefix / "bin" / "k905-setup"
-        return self.cups.run(program, *arguments, check=False)
+    def program(self):
+        return self.cups.prefix / "bin" / "k905-setup"
+
+    def setup(self, *arguments, **environment):
+        return self.cups.run(self.program(), *arguments, check=False, **environment)
+
+    def setup_well(self, *arguments, **environment):
+        done = self.setup(*arguments, **environment)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        return done
+
+    def check_finds(self, words, **environment):
+        checked = self.setup("--check", self.queue, **environment)
+        self.assertEqual(checked.returncode, 1, checked.stdout)
+        self.assertIn("PROBLEM", checked.stdout)
+        self.assertIn(words, checked.stdout)
+        self.assertIn("->", checked.stdout)
+        self.assertNotIn("see above", checked.stdout)
+        return checked.stdout
 
     def device(self):
         return f"capture:{self.cups.captured}"
+
+    def add_good_queue(self, **options):
+        self.add_queue(**({"printer_error_policy": "retry-current-job"} | options))
+
+    def choices(self):
+        return self.cups.run("lpoptions", "-p", self.queue, "-l").stdout
+
+    def attributes(self):
+        return self.cups.run("lpoptions", "-p", self.queue).stdout
+
+    def device_of_queue(self):
+        return self.cups.run("lpstat", "-v", self.queue).stdout.strip().partition(": ")[2]
+
+    def change_ppd(self, old, new):
+        path = self.cups.etc / "ppd" / f"{self.queue}.ppd"
+        text, count = re.subn(old, new, path.read_text())
+        self.assertGreater(count, 0)
+        path.write_text(text)
+
+    def waiting_job(self):
+        """A job in a queue that is stopped."""
+        self.cups.run("cupsdisable", self.queue)
+        return self.cups.submit(self.queue, self.jpeg())
+
+    def state_of(self, job):
+        return self.cups.job_state(job).get("job-state")
+
+    def add_backend(self, scheme, script):
+        """Replaces the one that the machine may have, for this test."""
+        path = self.cups.serverbin / "backend" / scheme
+        if os.path.lexists(path):
+            away = path.with_name(scheme + ".away")
+            path.rename(away)
+            self.addCleanup(away.rename, path)
+        path.write_text(f"#!/bin/sh\n{script}\n")
+        path.chmod(0o700)
+        self.addCleanup(path.unlink)
+
+    def connect_devices(self, lines):
+        """Sets what the scheduler lists from now on, one "CLASS URI" a line."""
+        devices = self.art / f"{self.queue}.devices"
+        devices.write_text(lines)
+        text = (pathlib.Path(__file__).parent / "list_devices.py").read_text()
+        text = text.replace("@IPP@", str(pathlib.Path(ipp.__file__).parent))
+        text = text.replace("@DEVICES@", str(devices))
+        program = self.cups.serverbin / "daemon" / "cups-deviced"
+        program.unlink(missing_ok=True)  # a link to the system's
+        program.write_text(f"#!{sys.executable} -B\n{text}")
+        program.chmod(0o700)
+
+    def slow_device(self):
+        """The URI of a device that notes the begin of each job and ends it when `begun.go` exists."""
+        self.begun = self.art / f"{self.queue}.begun"
+        self.add_backend("slow", f'[ $# = 0 ] && exit 0\necho begun >>{self.begun}\n'
+                                 f'cat >/dev/null\nwhile [ ! -e {self.begun}.go ]; do sleep 0.05; done')
+        return "slow:/printer"
+
+    def printing_job(self):
+        """A job that has begun on the slow device."""
+        job = self.cups.submit(self.queue, self.jpeg())
+        self.cups.wait_for(self.begun.exists, "the job to begin")
+        return job
+
+    def end_of_printing(self, job):
+        pathlib.Path(f"{self.begun}.go").touch()
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        return self.begun.read_text().split()
+
+
+class Setup(ThroughSetup):
+    """Making queues, and the check of valid and broken ones."""
 
     def test_a_queue_in_one_command(self):
         made = self.setup(self.queue, "--device", self.device(), "--paper", "6x8", "--finish", "Matte")
@@ -68,52 +161,33 @@ class Setup(ThroughCups):
 
     def test_wrong_usage_is_told(self):
         for arguments in ((), ("--check",), ("q", "--paper"), ("q", "--no-such"), ("q", "r"),
+                          ("--update",), ("--update", "--all", "q"), ("--all", "q"), ("--list", "q"),
+                          ("--check", "--update", "q"), ("--check", "q", "--paper", "6x8"),
+                          ("--list", "--json"),
                           ("q", "--device", self.device(), "--paper", "A4"),
                           ("q", "--device", self.device(), "--model", "X"),
-                          ("q", "--device", self.device(), "--finish", "matte"),
+                          ("q", "--device", self.device(), "--finish", "mat"),
                           ("q", "--device", self.device(), "--ribbon", "8x6"), ("q",)):
             with self.subTest(arguments=arguments):
                 said = self.setup(*arguments)
                 self.assertEqual(said.returncode, 2, said.stdout)
-                self.assertIn("Usage:", said.stderr)
+                self.assertEqual(len(said.stderr.splitlines()), 2, said.stderr)
+                self.assertIn("--help", said.stderr)
+        self.assertIn("--device", self.setup("q", "--no-such").stderr)
 
     def test_models_and_papers_are_listed(self):
         said = self.setup("--list").stdout
         for word in ("K905", "RV-40W", "RS-30", "w432h576-div4", "6x2*4", "6 x 8 in (15 x 20 cm)"):
             self.assertIn(word, said)
 
-    def devices_listed(self, lpinfo, user):
-        """What --list says when lpinfo and id answer so."""
-        stubs = self.art / self.queue
-        stubs.mkdir(exist_ok=True)
-        for name, words in (("lpinfo", lpinfo), ("id", f"echo {user}")):
-            (stubs / name).write_text(f"#!/bin/sh\n{words}\n")
-            (stubs / name).chmod(0o755)
-        path = f"{stubs}:{self.cups.environment()['PATH']}"
-        said = self.cups.run(self.cups.prefix / "bin" / "k905-setup", "--list", PATH=path).stdout
-        return said.partition("Connected devices:\n")[2]
+    def test_connected_devices_are_listed(self):
+        self.connect_devices("direct usb://K905/1\nnetwork socket\ndirect k905\n")
+        said = self.setup_well("--list").stdout.partition("Connected devices:\n")[2]
+        self.assertEqual(said, "  usb://K905/1\n")
+        self.connect_devices("network socket\n")
+        self.assertIn("Connected devices:\n  none\n", self.setup_well("--list").stdout)
 
-    def test_connected_devices_are_listed_and_none_is_said_to_be_none(self):
-        printer = "echo direct usb://K905/1; echo network socket"
-        self.assertEqual(self.devices_listed(printer, 0), "  usb://K905/1\n")
-        self.assertEqual(self.devices_listed("echo network socket", 0), "  none\n")
-        self.assertEqual(self.devices_listed("exit 1", 1000),
-                         "  none that CUPS tells you of; it tells root of all\n")
-
-    def check_finds(self, words):
-        checked = self.setup("--check", self.queue)
-        self.assertEqual(checked.returncode, 1, checked.stdout)
-        self.assertIn("PROBLEM", checked.stdout)
-        self.assertIn(words, checked.stdout)
-        self.assertIn("->", checked.stdout)
-
-    def change_ppd(self, old, new):
-        path = self.cups.etc / "ppd" / f"{self.queue}.ppd"
-        text, count = re.subn(old, new, path.read_text())
-        self.assertGreater(count, 0)
-        path.write_text(text)
-
-    def test_check_of_a_sound_queue_finds_nothing(self):
+    def test_check_of_a_valid_queue_finds_nothing(self):
         self.add_queue(printer_error_policy="retry-current-job")
         checked = self.setup("--check", self.queue)
         self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
@@ -159,7 +233,8 @@ class Setup(ThroughCups):
         self.cups.wait_for(lambda: "cups-insecure-filter" in
                            self.cups.run("lpoptions", "-p", self.queue).stdout, "CUPS to refuse")
         self.assertNotIn(self.cups.job_state(job)["job-state"], ipp.ENDED)
-        self.check_finds("CUPS refuses to run the queue's filter")
+        self.check_finds(f"job {job} ")
+        self.check_finds("CUPS refuses to run")
         self.cups.run("cancel", job)
 
     def test_check_finds_a_missing_filter(self):
@@ -219,12 +294,366 @@ class Setup(ThroughCups):
     def test_check_finds_a_ppd_file_of_another_version(self):
         self.add_queue()
         self.change_ppd(r'FileVersion: ".*"', 'FileVersion: "0.1"')
-        self.check_finds("is not the one that was installed")
+        self.check_finds("is not the one that is installed")
 
     def test_check_finds_a_queue_of_another_printer(self):
         self.add_queue()
         self.change_ppd("StpLaminate", "Unheard")
         self.check_finds("is no queue of this printer")
+
+
+class Replacing(ThroughSetup):
+    """A queue that is there already."""
+
+    def test_a_mistake_leaves_queue_and_jobs_alone(self):
+        self.add_queue(StpLaminate="Matte")
+        job = self.waiting_job()
+        for status, arguments in ((1, ("--device", "usv://K905/1")), (1, ("--device", "nowhere")),
+                                  (2, ("--device", self.device(), "--paper", "A4")),
+                                  (2, ("--device", self.device(), "-o", "StpLaminate=Mate")),
+                                  (2, ("--device", self.device(), "--model", "K906"))):
+            with self.subTest(arguments=arguments):
+                refused = self.setup("--replace", self.queue, *arguments)
+                self.assertEqual(refused.returncode, status, refused.stdout + refused.stderr)
+                self.assertEqual(self.device_of_queue(), self.device())
+                self.assertIn("*Matte", self.choices())
+                self.assertEqual(self.state_of(job), ipp.PENDING)
+        self.cups.run("cancel", job)
+
+    def test_an_unknown_scheme_is_named_with_the_known_ones(self):
+        refused = self.setup(self.queue, "--device", "usv://K905/1")
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("usv", refused.stderr)
+        self.assertIn("capture", refused.stderr)
+        self.assertNotIn(self.queue, self.cups.run("lpstat", "-e", check=False).stdout)
+
+    def test_jobs_stay_and_print_with_the_new_defaults(self):
+        self.add_queue(StpLaminate="Matte", BleedTop="1.0", number_up_default="2",
+                       printer_info="left", printer_error_policy="abort-job")
+        job = self.waiting_job()
+        self.setup_well("--replace", self.queue, "--device", self.device(), "--paper", "6x8")
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        (sheet,) = self.sheets(job, SIX_BY_EIGHT)
+        self.assertFalse(sheet["matte"])
+        for line in ("StpLaminate/Finish: *Glossy Matte", "*0.0"):
+            self.assertIn(line, self.choices())
+        for word in ("number-up=1 ", "print-scaling=fill ", "printer-info=left "):
+            self.assertIn(word, self.attributes())
+
+    def test_a_job_that_is_printing_is_not_started_again(self):
+        self.add_queue(device=self.slow_device())
+        job = self.printing_job()
+        refused = self.setup("--replace", self.queue, "--device", self.device())
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn(f"job {job} is printing", refused.stderr)
+        self.assertEqual(self.device_of_queue(), "slow:/printer")
+        self.assertEqual(self.end_of_printing(job), ["begun"])
+
+
+    def test_a_job_of_a_class_is_not_started_again(self):
+        self.add_queue(device=self.slow_device())
+        self.cups.run("lpadmin", "-p", self.queue, "-c", "both")
+        self.addCleanup(self.cups.run, "lpadmin", "-x", "both")
+        self.cups.run("cupsaccept", "both")
+        self.cups.run("cupsenable", "both")
+        job = self.cups.submit("both", self.jpeg())
+        self.cups.wait_for(self.begun.exists, "the job to begin")
+        refused = self.setup("--replace", self.queue, "--device", self.device())
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("is printing on " + self.queue, refused.stderr)
+        self.assertEqual(self.end_of_printing(job), ["begun"])
+
+
+class OptionsOfTheQueue(ThroughSetup):
+    """-o OPTION=CHOICE."""
+
+    def refused(self, option):
+        refused = self.setup(self.queue, "--device", self.device(), "-o", option)
+        self.assertEqual(refused.returncode, 2, refused.stdout + refused.stderr)
+        self.assertNotIn(self.queue, self.cups.run("lpstat", "-e", check=False).stdout)
+        return refused.stderr
+
+    def test_a_choice_that_does_not_exist_is_refused_with_those_that_do(self):
+        for option, known in (("StpLaminate=Mate", "Glossy, Matte"), ("StpGamma=9999", "2000, 2200"),
+                              ("StpGamma=", "2000, 2200"), ("PageSize=nope", "6x4"),
+                              ("ICCProfile=nope.icc", "pm-905-wd-251126-5.icm"),
+                              ("printer-error-policy=abort", "abort-job, retry-current-job"),
+                              ("printer-is-shared=maybe", "true, false"),
+                              ("print-scaling-default=filled", "fill, fit")):
+            with self.subTest(option=option):
+                self.assertIn(known, self.refused(option))
+
+    def test_an_option_that_does_not_exist_is_refused_with_those_that_do(self):
+        for option in ("StpGama=1200", "Nonsense=5", "nonsense-default=5", "StpGamma"):
+            with self.subTest(option=option):
+                said = self.refused(option)
+                if "=" in option:
+                    self.assertIn("StpGamma", said)
+                    self.assertIn("printer-error-policy", said)
+
+    def test_attributes_of_the_print_system_are_accepted(self):
+        made = self.setup(self.queue, "--device", self.device(), "-o", "printer-error-policy=abort-job",
+                          "-o", "printer-is-shared=false", "-o", "printer-info=The booth, left",
+                          "-o", "job-priority-default=70", "-o", "print-scaling-default=fit")
+        self.assertEqual(made.returncode, 1, made.stdout)
+        self.assertIn("abort-job", made.stdout)
+        for word in ("printer-is-shared=false", "printer-info='The booth, left'", "job-priority=70",
+                     "print-scaling=fit"):
+            self.assertIn(word, self.attributes())
+
+    def test_names_are_taken_in_any_case_and_papers_by_any_usual_name(self):
+        self.setup_well(self.queue, "--device", self.device(), "--model", "rv-40", "--paper", "15x20",
+                        "--finish", "matte", "--ribbon", "AUTO")
+        for line in ("*w432h576", "*Matte", "pm-rv-wd-251202-5.icm"):
+            self.assertIn(line, self.choices())
+        self.setup_well("--replace", self.queue, "--device", self.device(), "-o", "PageSize=4x6")
+        self.assertIn("*w288h432 ", self.choices())
+
+
+class CheckOfTheDevice(ThroughSetup):
+    """Whether anything is there to print on."""
+
+    def free_port(self):
+        with socket.socket() as probe:
+            probe.bind(("127.0.0.1", 0))
+            return probe.getsockname()[1]
+
+    def test_a_port_where_nobody_listens_is_found(self):
+        self.add_good_queue(device=f"socket://127.0.0.1:{self.free_port()}")
+        self.assertNotIn("ready", self.check_finds("does not answer"))
+
+    def test_a_port_where_somebody_listens_is_ok(self):
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            self.add_good_queue(device=f"socket://127.0.0.1:{listener.getsockname()[1]}")
+            self.assertIn("ready to print", self.setup_well("--check", self.queue).stdout)
+
+    def test_a_device_file_that_is_not_there_is_found(self):
+        for device in ("serial:/dev/k905-none?baud=9600", "file:///dev/k905-none"):
+            with self.subTest(device=device):
+                self.add_good_queue(device=device)
+                self.check_finds("/dev/k905-none")
+
+    def test_a_device_file_that_is_there_is_ok(self):
+        printer, device = os.openpty()
+        self.addCleanup(os.close, printer)
+        self.addCleanup(os.close, device)
+        self.add_good_queue(device=f"serial:{os.ttyname(device)}?baud=9600")
+        self.setup_well("--check", self.queue)
+
+    def test_a_device_that_discards_everything_is_found(self):
+        self.add_good_queue(device="file:///dev/null")
+        self.check_finds("/dev/null")
+
+    def test_a_queue_that_prints_into_a_file_is_noted(self):
+        self.add_good_queue(device=f"file://{self.art}/queue.prn")
+        self.assertRegex(self.setup_well("--check", self.queue).stdout, r"note .*queue\.prn")
+
+    def test_a_usb_printer_that_is_not_connected_is_found(self):
+        self.add_backend("usb", "exit 0")
+        self.connect_devices("direct usb://K905/1?serial=7\n")
+        self.add_good_queue(device="usb://K905/1?serial=7")
+        self.setup_well("--check", self.queue)
+        self.cups.run("lpadmin", "-p", self.queue, "-v", "usb://K905/1?serial=8")
+        self.check_finds("not connected")
+
+    def test_a_device_that_is_printing_is_not_opened(self):
+        self.add_good_queue(device=self.slow_device())
+        job = self.printing_job()
+        said = self.setup_well("--check", self.queue).stdout
+        self.assertRegex(said,rf"note +job {job} .*is printing\n")
+        self.assertEqual(self.end_of_printing(job), ["begun"])
+
+
+class CheckOfThePrintSystem(ThroughSetup):
+    def test_a_scheduler_that_does_not_run_is_named(self):
+        nobody = str(self.art / "nobody.sock")
+        checked = self.setup("--check", self.queue, CUPS_SERVER=nobody)
+        self.assertEqual(checked.returncode, 1)
+        self.assertIn("the scheduler is not running", checked.stdout)
+        self.assertNotIn("there is no queue", checked.stdout)
+        made = self.setup(self.queue, "--device", self.device(), CUPS_SERVER=nobody)
+        self.assertEqual(made.returncode, 1)
+        self.assertIn("the scheduler is not running", made.stderr)
+
+    def test_the_error_policy_is_known_at_once_and_to_everybody(self):
+        self.add_good_queue()
+        self.cups.run("lpadmin", "-p", self.queue, "-o", "printer-error-policy=abort-job")
+        self.check_finds("abort-job", CUPS_SERVERROOT="/nowhere")
+
+    def test_a_stuck_job_is_named_with_the_command_that_restarts_it(self):
+        front = self.cups.serverbin / "filter" / "rastertok905job"
+        self.add_good_queue()
+        for reason, spoil, mend in (
+                ("insecure", lambda: front.chmod(0o775), lambda: front.chmod(0o755)),
+                ("missing", lambda: front.rename(self.art / "away"),
+                 lambda: (self.art / "away").rename(front))):
+            with self.subTest(reason):
+                spoil()
+                try:
+                    jobs = [self.cups.submit(self.queue, self.jpeg()) for _ in range(2)]
+                    self.cups.wait_for(lambda: self.state_of(jobs[1]) == STOPPED, "CUPS to refuse")
+                    self.check_finds(f"job {jobs[0]} ")
+                finally:
+                    mend()
+                found = self.check_finds(f"job {jobs[1]} ")
+                for job in jobs:
+                    (command,) = re.findall(rf"-> (lp .*{self.queue}-{job}\b.*)$", found, re.MULTILINE)
+                    self.assertEqual(self.state_of(job), STOPPED)
+                    self.cups.run(*command.split())
+                    self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+                self.setup_well("--check", self.queue)
+
+    def test_a_held_job_and_waiting_jobs_are_noted(self):
+        self.add_good_queue()
+        held = self.cups.submit(self.queue, self.jpeg(), options=["job-hold-until=indefinite"])
+        said = self.setup_well("--check", self.queue).stdout
+        (command,) = re.findall(r"note +job \d+ .*held.*\n +-> (lp .*)$", said, re.MULTILINE)
+        self.cups.run(*command.split())
+        self.assertEqual(self.cups.finished(held)["job-state"], ipp.COMPLETED)
+        waiting = self.waiting_job()
+        self.assertIn(f"job {waiting} ", self.check_finds("has been stopped"))
+        self.cups.run("cancel", waiting)
+
+    def test_the_advice_for_a_missing_program_fits_the_installation(self):
+        self.add_good_queue()
+        front = self.cups.serverbin / "filter" / "rastertok905job"
+        front.rename(self.art / "gone")
+        self.addCleanup((self.art / "gone").rename, front)
+        self.assertIn("cmake --install", self.check_finds("is missing"))
+
+
+class Started(ThroughSetup):
+    """How and by whom."""
+
+    def run_here(self, *command, folder=None, **environment):
+        return subprocess.run([str(word) for word in command], capture_output=True, text=True, timeout=60,
+                              check=False, cwd=folder, env=self.cups.environment() | environment)
+
+    def test_a_link_and_a_search_path_for_cd_change_nothing(self):
+        link = self.art / "setup-link"
+        link.symlink_to(self.program())
+        linked = self.run_here(link, "--list")
+        searched = self.run_here("bin/k905-setup", "--list", folder=self.cups.prefix,
+                                 CDPATH=f".:{self.cups.prefix}")
+        for listed in (linked, searched):
+            for word in ("K905\n", "RS-30\n", "w432h576-div4"):
+                self.assertIn(word, listed.stdout)
+        self.add_good_queue()
+        self.assertEqual(self.run_here(link, "--check", self.queue).returncode, 0)
+
+    def test_the_version_is_printed(self):
+        self.assertRegex(self.setup_well("--version").stdout, r"^k905-setup \d+\.\d+\.\d+$")
+
+    def test_without_the_right_to_make_queues_the_error_says_to_run_as_root(self):
+        with RestrictedCups(tempfile.mkdtemp(prefix="k905_cups_"), end_to_end.BUILD,
+                            end_to_end.CMAKE) as cups:
+            self.addCleanup(shutil.rmtree, cups.root)
+            program = cups.prefix / "bin/k905-setup"
+            device = ("--device", f"capture:{cups.captured}")
+            nobody = ("setpriv", "--reuid=lp", "--regid=lp", "--clear-groups", program)
+            refused = cups.run(*nobody, "photo", *device, check=False)
+            self.assertEqual(refused.returncode, 1, refused.stdout + refused.stderr)
+            self.assertIn("must be run as root", refused.stderr)
+            self.assertIn("sudo", refused.stderr)
+            made = cups.run(program, "photo", *device, check=False)
+            self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
+            checked = cups.run(*nobody, "--check", "photo", check=False)
+            self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
+            self.assertIn("run as root to list all devices", cups.run(*nobody, "--list").stdout)
+
+
+class RestrictedCups(private_cups.PrivateCups):
+    """Lets only the system's group change queues, as a usual installation does."""
+
+    def configure(self):
+        super().configure()
+        path = self.etc / "cupsd.conf"
+        rule = ("<Limit CUPS-Add-Modify-Printer CUPS-Get-Devices>\nAuthType Default\n"
+                "Require user @SYSTEM\n</Limit>\n")
+        path.write_text(path.read_text().replace("<Policy default>\n", "<Policy default>\n" + rule))
+
+
+class Updating(ThroughSetup):
+    """--update: the queue's PPD file becomes the installed one."""
+
+    def make_old(self):
+        self.change_ppd(r'FileVersion: ".*"', 'FileVersion: "0.1"')
+
+    def test_defaults_jobs_device_and_state_stay(self):
+        self.add_good_queue(StpLaminate="Matte", PageSize="w432h576", BleedTop="1.0",
+                            ICCProfile="sRGB.icc", number_up_default="2", printer_info="left")
+        job = self.waiting_job()
+        before = self.choices(), self.device_of_queue()
+        self.make_old()
+        self.check_finds("k905-setup --update " + self.queue)
+        self.setup("--update", self.queue)
+        self.assertEqual((self.choices(), self.device_of_queue()), before)
+        self.assertEqual(self.state_of(job), ipp.PENDING)
+        for word in ("number-up=2", "printer-info=left", "printer-state=5", "print-scaling=fill"):
+            self.assertIn(word, self.attributes())
+        self.cups.run("cupsenable", self.queue)
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        self.assertNotIn("PPD", self.setup("--check", self.queue).stdout)
+
+    def test_a_default_that_is_no_longer_offered_is_replaced_and_named(self):
+        self.add_good_queue()
+        self.make_old()
+        self.change_ppd(r"\*DefaultStpGamma: .*", "*DefaultStpGamma: 1250")
+        said = self.setup_well("--update", self.queue).stdout
+        self.assertRegex(said, r"note .*StpGamma=1250")
+        self.assertRegex(self.choices(), r"StpGamma/.*\*None")
+
+    def test_the_model_of_the_queue_is_kept(self):
+        self.setup_well(self.queue, "--device", self.device(), "--model", "RS-30")
+        self.make_old()
+        self.setup_well("--update", self.queue)
+        self.assertIn("pm-rs-wd-251125-2.icm", self.choices())
+
+    def test_all_queues_of_the_printer_and_no_others_are_updated(self):
+        queue = self.queue
+        for self.queue in ("first", "second", "other"):
+            self.add_good_queue()
+            self.make_old()
+        self.change_ppd("StpLaminate", "Unheard")
+        other = (self.cups.etc / "ppd/other.ppd").read_text()
+        self.setup("--update", "--all")
+        for name in ("first", "second"):
+            self.assertNotIn('FileVersion: "0.1"', (self.cups.etc / f"ppd/{name}.ppd").read_text())
+        self.assertEqual((self.cups.etc / "ppd/other.ppd").read_text(), other)
+        self.queue = queue
+
+    def test_a_job_that_is_printing_is_not_started_again(self):
+        self.add_good_queue(device=self.slow_device())
+        self.make_old()
+        job = self.printing_job()
+        refused = self.setup("--update", self.queue)
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn(f"job {job} is printing", refused.stderr)
+        self.assertEqual(self.end_of_printing(job), ["begun"])
+
+    def test_a_queue_of_another_printer_is_left_alone(self):
+        self.add_good_queue()
+        self.change_ppd("StpLaminate", "Unheard")
+        refused = self.setup("--update", self.queue)
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("no queue of this printer", refused.stderr)
+        self.assertEqual(self.setup("--update", "nowhere").returncode, 1)
+
+
+class AsJson(ThroughSetup):
+    def test_findings_have_level_text_and_advice(self):
+        self.add_good_queue()
+        told = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
+        self.assertEqual((told["queue"], told["ready"], told["problems"]), (self.queue, True, 0))
+        self.assertEqual({finding["level"] for finding in told["findings"]}, {"ok"})
+        self.cups.run("cupsreject", self.queue)
+        broken = self.setup("--json", "--check", self.queue)
+        self.assertEqual(broken.returncode, 1)
+        told = json.loads(broken.stdout)
+        self.assertEqual((told["ready"], told["problems"]), (False, 1))
+        (problem,) = [finding for finding in told["findings"] if finding["level"] == "problem"]
+        self.assertIn("does not take jobs", problem["text"])
+        self.assertEqual(problem["advice"], "cupsaccept " + self.queue)
 
 
 def main():

@@ -1,0 +1,23 @@
+// What prevents a queue from printing, or from printing as expected, without an error message.
+// Nothing is changed.
+#pragma once
+
+#include <string>
+
+#include "apps/setup/findings.h"
+#include "apps/setup/scheduler.h"
+
+namespace k905 {
+
+// The programs of CUPS and ours that a job needs: present, and with permissions that CUPS accepts.
+void check_programs(Findings& findings);
+
+// The queue's PPD file, device, state, jobs and defaults.
+void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findings);
+
+// Whether a printer is connected where the queue's device URI points. Opens the device for a
+// moment, but not while a job is printing.
+void check_device(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+                  Findings& findings);
+
+}  // namespace k905

@@ -1,0 +1,111 @@
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <sstream>
+
+#include "apps/setup/check.h"
+#include "apps/setup/installation.h"
+
+namespace k905 {
+
+namespace {
+
+bool exists(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0;
+}
+
+// CUPS runs nothing that another user than root owns or can write to, nor anything from such a
+// folder: the job then waits indefinitely.
+bool is_safe(const std::string& path, Findings& findings) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    return false;
+  }
+  if (status.st_uid != 0) {
+    findings.problem(
+        path + " does not belong to root, so CUPS does not run it; jobs wait indefinitely",
+        "chown root:root " + path);
+    return false;
+  }
+  if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+    findings.problem(
+        path +
+            " can be written to by others than root, so CUPS does not run it; jobs wait "
+            "indefinitely",
+        "chmod go-w " + path);
+    return false;
+  }
+  return true;
+}
+
+bool can_be_run(const std::string& path, Findings& findings) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    findings.problem(path + " is missing", reinstall_advice());
+    return false;
+  }
+  if (!is_safe(path, findings) || !is_safe(path.substr(0, path.rfind('/')), findings)) {
+    return false;
+  }
+  if ((status.st_mode & S_IXOTH) == 0) {
+    findings.problem(path + " cannot be executed by the user that CUPS runs filters as",
+                     "chmod 755 " + path);
+    return false;
+  }
+  return true;
+}
+
+bool is_on_path(const std::string& program) {
+  const char* path = std::getenv("PATH");
+  std::istringstream folders(path == nullptr ? "" : path);
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (exists(folder.append("/").append(program))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void check_filter(const std::string& path, const char* files, Findings& findings) {
+  if (!exists(path)) {
+    findings.problem("the filter " + path.substr(path.rfind('/') + 1) + " is missing, so " + files +
+                         " do not print",
+                     "apt-get install cups-filters");
+  }
+}
+
+// The filters that make raster of photos and documents; `universal` replaces them all.
+void check_other_filters(const std::string& filters, Findings& findings) {
+  const int before = findings.problems();
+  if (!exists(filters + "/universal")) {
+    check_filter(filters + "/imagetoraster", "JPEG and PNG files", findings);
+    check_filter(filters + "/pdftopdf", "PDF files and desktop programs", findings);
+    const bool has_gstoraster = exists(filters + "/gstoraster");
+    if (has_gstoraster && !is_on_path("gs")) {
+      findings.problem("gstoraster needs Ghostscript, so PDF files do not print",
+                       "apt-get install ghostscript");
+    }
+    if (!has_gstoraster && !exists(filters + "/pdftoraster") &&
+        !exists(filters + "/mupdftoraster")) {
+      findings.problem("both gstoraster and pdftoraster are missing, so PDF files do not print",
+                       "apt-get install cups-filters ghostscript");
+    }
+  }
+  if (findings.problems() == before) {
+    findings.ok("the filters that run before ours are present");
+  }
+}
+
+}  // namespace
+
+void check_programs(Findings& findings) {
+  const std::string filters = server_folder() + "/filter";
+  if (can_be_run(filters + "/rastertok905", findings) &&
+      can_be_run(filters + "/rastertok905job", findings)) {
+    findings.ok("CUPS can run rastertok905 and rastertok905job");
+  }
+  check_other_filters(filters, findings);
+}
+
+}  // namespace k905

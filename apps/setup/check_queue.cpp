@@ -1,0 +1,200 @@
+#include <sys/stat.h>
+
+#include "apps/base/queue_ppd.h"
+#include "apps/setup/check.h"
+#include "apps/setup/installation.h"
+#include "apps/setup/printer_ppd.h"
+#include "settings/icc_profiles.h"
+
+namespace k905 {
+
+namespace {
+
+// A default that is printed with: marked in the PPD file, the user's own options over it.
+std::string marked(ppd_file_t& ppd, const std::string& keyword) {
+  const ppd_choice_t* choice = ppdFindMarkedChoice(&ppd, keyword.c_str());
+  // Marking a page region takes the mark off the page size.
+  if (choice == nullptr && keyword == "PageSize") {
+    choice = ppdFindMarkedChoice(&ppd, "PageRegion");
+  }
+  return choice == nullptr ? "" : choice->choice;
+}
+
+void mark_defaults(Scheduler& scheduler, const std::string& queue, ppd_file_t& ppd) {
+  ppdMarkDefaults(&ppd);
+  const Dest dest(cupsGetNamedDest(scheduler.http(), queue.c_str(), nullptr));
+  if (dest) {
+    cupsMarkOptions(&ppd, dest->num_options, dest->options);
+  }
+}
+
+void check_ppd(const std::string& queue, const std::string& text, const ppd::Model& model,
+               Findings& findings) {
+  const std::string update = "k905-setup --update " + queue;
+  if (text.find(" rastertok905job\"") == std::string::npos) {
+    findings.problem(
+        "the queue does not use rastertok905job, so options of a single job have no effect",
+        update);
+  } else if (!differ_in_defaults_only(text, installed_ppd(model, {}))) {
+    findings.problem("the queue's PPD file is not the one that is installed", update);
+  }
+}
+
+void check_state(const std::string& queue, const QueueState& state, Findings& findings) {
+  if (!state.accepting) {
+    findings.problem("the queue does not take jobs", "cupsaccept " + queue);
+  }
+  if (state.stopped) {
+    findings.problem("the queue has been stopped", "cupsenable " + queue);
+  }
+}
+
+std::string refusal(const QueueState& state) {
+  for (const std::string& reason : state.reasons) {
+    if (reason.starts_with("cups-insecure-filter")) {
+      return "CUPS refuses to run a filter that others than root can change";
+    }
+    if (reason.starts_with("cups-missing-filter")) {
+      return "CUPS does not find a filter that the queue needs";
+    }
+  }
+  return "CUPS could not start it";
+}
+
+void check_job(const std::string& queue, const QueueState& state, const QueueJob& job,
+               Findings& findings) {
+  const std::string id = std::to_string(job.id);
+  const std::string name = "job " + id + (job.title.empty() ? "" : " (" + job.title + ")");
+  const std::string command = "lp -i " + queue + "-" + id + " -H ";
+  if (job.state == IPP_JSTATE_STOPPED) {
+    // Enabling the queue does not start it again.
+    findings.problem(name + " is stuck: " + refusal(state), command + "restart");
+  } else if (job.state == IPP_JSTATE_HELD) {
+    findings.note(name + " is held until it is released", command + "resume");
+  } else if (job.state == IPP_JSTATE_PROCESSING) {
+    findings.note(name + " is printing");
+  } else {
+    findings.note(name + " is waiting");
+  }
+}
+
+void check_defaults_of_jobs(const std::string& queue, const QueueState& state, Findings& findings) {
+  if (state.scaling == "fill") {
+    findings.ok("photos fill the paper");
+  } else {
+    findings.problem("photos of another shape than the paper are printed with white edges",
+                     "lpadmin -p " + queue + " -o print-scaling-default=fill");
+  }
+  if (state.error_policy != "retry-current-job" && state.error_policy != "retry-job") {
+    findings.problem(
+        "when the printer stops during a job, CUPS will do \"" + state.error_policy + "\"",
+        "lpadmin -p " + queue + " -o printer-error-policy=retry-current-job");
+  }
+}
+
+// A default that the file does not offer is not marked: the filter reads it as it is, a number as
+// 0, which prints a black or a white sheet. A profile may be any file.
+void check_choice_of(const std::string& queue, ppd_file_t& ppd, const std::string& keyword,
+                     const std::string& usual, Findings& findings) {
+  if (keyword != "ICCProfile" && marked(ppd, keyword).empty()) {
+    findings.problem("the queue's default " + keyword + "=" + default_choice(ppd, keyword) +
+                         " is none of its choices; the filter may read it as 0",
+                     "lpadmin -p " + queue + " -o " + keyword + "=" + usual);
+  }
+}
+
+void check_choices(const std::string& queue, ppd_file_t& ppd, Findings& findings) {
+  const int before = findings.problems();
+  for (const auto& [keyword, usual] : default_choices()) {
+    check_choice_of(queue, ppd, keyword, usual, findings);
+  }
+  if (findings.problems() == before) {
+    findings.ok("every default is one of its choices");
+  }
+}
+
+// Where the filter finds the profile; "" when it does not. CUPS starts it in the root folder.
+std::string find_profile(const std::string& name) {
+  struct stat status {};
+  if (name.starts_with('/') && stat(name.c_str(), &status) == 0) {
+    return name;
+  }
+  for (const std::string folder : icc_profile_folders) {
+    for (const char* ending : icc_profile_endings) {
+      std::string path = (folder == "./" ? "/" : folder) + name + ending;
+      if (stat(path.c_str(), &status) == 0) {
+        return path;
+      }
+    }
+  }
+  return "";
+}
+
+void check_profile(const std::string& name, const std::string& effect, Findings& findings) {
+  const std::string path = find_profile(name);
+  struct stat status {};
+  if (path.empty() || stat(path.c_str(), &status) != 0) {
+    findings.problem("the profile " + name + " is not found, so " + effect,
+                     "copy it to /usr/local/share/color/icc/");
+  } else if (!S_ISREG(status.st_mode)) {
+    findings.problem(path + " is not a file, so " + effect, "copy the profile there");
+  } else if ((status.st_mode & (S_IRGRP | S_IROTH)) == 0) {
+    findings.problem(path + " cannot be read by the user that CUPS runs filters as, so " + effect,
+                     "chmod 644 " + path);
+  } else {
+    findings.ok("the profile " + name + " is " + path);
+  }
+}
+
+void check_profiles(ppd_file_t& ppd, Findings& findings) {
+  const std::string profile = marked(ppd, "ICCProfile");
+  if (profile.empty() || profile == ppd::no_profile) {
+    findings.ok("colors are sent as they come, without a printer profile");
+    return;
+  }
+  check_profile(profile, "colors are converted to sRGB instead", findings);
+  if (marked(ppd, "ColorBase") == "Vivid") {
+    check_profile("AdobeRGB.icc", "photos are taken for sRGB instead", findings);
+  }
+}
+
+void check_paper(ppd_file_t& ppd, Findings& findings) {
+  const std::string paper = marked(ppd, "PageSize");
+  const std::string ribbon = marked(ppd, "K905Ribbon");
+  findings.ok("paper " + paper + ", " + marked(ppd, "StpLaminate") + ", " +
+              marked(ppd, "Resolution") + ", ribbon " + ribbon);
+  if (ribbon == "6x8" && paper.starts_with("w288h432")) {
+    findings.note("two pages share a 6x8 sheet; a single page is printed at the end of its job");
+  }
+}
+
+}  // namespace
+
+void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findings) {
+  const auto state = scheduler.queue(queue);
+  if (!state) {
+    findings.problem("there is no queue " + queue, "lpstat -v lists the queues");
+    return;
+  }
+  std::string text;
+  const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str(), &text);
+  const ppd::Model* model = ppd ? model_of(*ppd) : nullptr;
+  if (model == nullptr) {
+    findings.problem(queue + " is no queue of this printer",
+                     "k905-setup --replace " + queue + " --device URI");
+    return;
+  }
+  mark_defaults(scheduler, queue, *ppd);
+  check_ppd(queue, text, *model, findings);
+  check_device(scheduler, queue, *state, findings);
+  for (const QueueJob& job : scheduler.jobs(queue)) {
+    check_job(queue, *state, job, findings);
+  }
+  check_state(queue, *state, findings);
+  check_paper(*ppd, findings);
+  check_defaults_of_jobs(queue, *state, findings);
+  check_choices(queue, *ppd, findings);
+  check_profiles(*ppd, findings);
+}
+
+}  // namespace k905

@@ -1,0 +1,41 @@
+// What a check found, for people and for programs.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace k905 {
+
+enum class Level { ok, note, problem };
+
+struct Finding {
+  Level level;
+  std::string text;
+  std::string advice;  // what to do, often a command; "" where nothing needs to be done
+};
+
+class Findings {
+ public:
+  void ok(const std::string& text) { all_.push_back({Level::ok, text, ""}); }
+  void note(const std::string& text, const std::string& advice = "") {
+    all_.push_back({Level::note, text, advice});
+  }
+  void problem(const std::string& text, const std::string& advice) {
+    all_.push_back({Level::problem, text, advice});
+  }
+
+  [[nodiscard]] const std::vector<Finding>& all() const { return all_; }
+  [[nodiscard]] int problems() const;
+
+ private:
+  std::vector<Finding> all_;
+};
+
+// One line per finding, advice on a line of its own, and the result.
+[[nodiscard]] std::string as_text(const std::string& queue, const Findings& findings);
+
+// One line: an object with the keys queue, ready, problems and findings; each finding has level,
+// text and, where there is any, advice.
+[[nodiscard]] std::string as_json(const std::string& queue, const Findings& findings);
+
+}  // namespace k905

@@ -1,0 +1,69 @@
+#include "apps/setup/installation.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+
+namespace k905 {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Links to this program are followed. Without /proc it is taken for the package's.
+fs::path prefix() {
+  std::error_code error;
+  const fs::path self = fs::read_symlink("/proc/self/exe", error);
+  return error ? fs::path("/usr") : self.parent_path().parent_path();
+}
+
+std::string names_of_backends() {
+  std::set<std::string> names{"file"};
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(server_folder() + "/backend", error)) {
+    names.insert(entry.path().filename().string());
+  }
+  std::string list;
+  for (const std::string& name : names) {
+    list.append(list.empty() ? "" : ", ").append(name);
+  }
+  return list;
+}
+
+}  // namespace
+
+std::string server_folder() {
+  if (const char* folder = std::getenv("CUPS_SERVERBIN")) {
+    return folder;
+  }
+  return (prefix() / K905_CUPS_SERVERBIN).string();
+}
+
+std::string reinstall_advice() {
+  const bool packaged = prefix() == "/usr" && fs::exists("/var/lib/dpkg/info/rastertok905.list");
+  return packaged ? "apt-get install --reinstall rastertok905" : "cmake --install BUILD";
+}
+
+std::string scheme_of(const std::string& device_uri) {
+  const std::size_t colon = device_uri.find(':');
+  const std::string scheme = colon == std::string::npos ? "" : device_uri.substr(0, colon);
+  const bool is_name = std::ranges::all_of(scheme, [](unsigned char letter) {
+    return std::isalnum(letter) != 0 || letter == '-' || letter == '+' || letter == '.';
+  });
+  return is_name ? scheme : "";
+}
+
+std::optional<std::string> why_not_usable(const std::string& device_uri) {
+  const std::string scheme = scheme_of(device_uri);
+  if (scheme.empty()) {
+    return "\"" + device_uri + "\" is no device URI such as usb://... or socket://ADDRESS:9100";
+  }
+  if (scheme != "file" && !fs::exists(server_folder() + "/backend/" + scheme)) {
+    return "the backend " + scheme + " is missing, which sends data to " + device_uri +
+           "; known: " + names_of_backends();
+  }
+  return std::nullopt;
+}
+
+}  // namespace k905

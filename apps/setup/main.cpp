@@ -1,0 +1,200 @@
+// k905-setup: makes print queues for the K905 and its siblings, and finds what prevents one from
+// printing without an error message.
+#include <cstdio>
+
+#include "apps/base/program.h"
+#include "apps/setup/check.h"
+#include "apps/setup/make_queue.h"
+#include "paper/paper_table.h"
+
+namespace {
+
+using namespace k905;
+
+constexpr char kNoScheduler[] = "the scheduler is not running";
+
+struct Arguments {
+  std::string queue;
+  std::string device;
+  std::string model = "K905";
+  std::string paper = "6x4";
+  std::string finish = "Glossy";
+  std::string ribbon = "Auto";
+  std::vector<std::string> options;
+  bool replace = false;
+  bool check = false;
+  bool update = false;
+  bool all = false;
+  bool list = false;
+  bool json = false;
+};
+
+void describe_queue_options(CLI::App& app, Arguments& arguments) {
+  app.add_option("--device", arguments.device,
+                 "where the printer is, such as usb://... or socket://ADDRESS:9100");
+  app.add_option("--model", arguments.model, "printer model")
+      ->transform(CLI::IsMember({"K905", "RV-40", "RV-40W", "RS-30"}, CLI::ignore_case))
+      ->capture_default_str();
+  app.add_option("--paper", arguments.paper,
+                 "paper by any usual name, such as 6x4, 10x15 or w288h432; see --list")
+      ->capture_default_str();
+  app.add_option("--finish", arguments.finish, "overcoat")
+      ->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case))
+      ->capture_default_str();
+  app.add_option("--ribbon", arguments.ribbon,
+                 "ribbon in the printer; with 6x8 two 6x4 pages share a sheet")
+      ->transform(CLI::IsMember({"6x4", "6x8", "Auto"}, CLI::ignore_case))
+      ->capture_default_str();
+  app.add_option("-o", arguments.options,
+                 "OPTION=CHOICE: any other default of the queue, as for lpadmin")
+      ->allow_extra_args(false);
+  app.add_flag("--replace", arguments.replace,
+               "give an existing queue this device and these defaults; its jobs stay");
+}
+
+void describe_options(CLI::App& app, Arguments& arguments) {
+  app.add_option("QUEUE", arguments.queue, "the queue to make, check or update");
+  describe_queue_options(app, arguments);
+  auto* check = app.add_flag("--check", arguments.check, "only check the queue");
+  auto* update = app.add_flag("--update", arguments.update,
+                              "give the queue the PPD file of this version; defaults, device and "
+                              "jobs stay; then check it");
+  app.add_flag("--all", arguments.all, "with --update: all queues of this printer")->needs(update);
+  auto* list = app.add_flag("--list", arguments.list, "show models, papers and connected devices");
+  app.add_flag("--json", arguments.json, "findings as JSON, one line per queue")->excludes(list);
+  check->excludes(update)->excludes(list);
+  update->excludes(list);
+  app.footer(
+      "Exit status: 0 ready to print, 1 a problem was found or an error occurred, 2 wrong usage.");
+}
+
+void show(const std::string& queue, const Findings& findings, bool json) {
+  std::fputs((json ? as_json(queue, findings) : as_text(queue, findings)).c_str(), stdout);
+}
+
+int check(Scheduler& scheduler, bool connected, const std::string& queue, bool json,
+          Findings findings = {}) {
+  check_programs(findings);
+  if (connected) {
+    check_queue(scheduler, queue, findings);
+  } else {
+    findings.problem(kNoScheduler, "systemctl start cups");
+  }
+  show(queue, findings, json);
+  return findings.problems() == 0 ? 0 : kExitFailed;
+}
+
+int list(Scheduler& scheduler, bool connected) {
+  std::puts("Models:");
+  for (const ppd::Model& model : ppd::models) {
+    std::printf("  %s\n", model.name);
+  }
+  std::puts("Papers:");
+  for (const ppd::PaperWords& paper : ppd::paper_words) {
+    std::printf("  %-14s %-7s %s\n", paper.ppd_name, find_paper_by_ppd_name(paper.ppd_name)->label,
+                paper.words);
+  }
+  std::puts("Connected devices:");
+  std::vector<std::string> devices;
+  const auto reason =
+      connected ? scheduler.list_devices("", devices) : std::string("not known: ") + kNoScheduler;
+  for (const std::string& uri : devices) {
+    std::printf("  %s\n", uri.c_str());
+  }
+  if (devices.empty()) {
+    std::printf("  %s\n", reason ? reason->c_str() : "none");
+  }
+  return 0;
+}
+
+int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments) {
+  const std::vector<std::string> queues =
+      arguments.all ? queues_of_this_printer(scheduler) : std::vector{arguments.queue};
+  if (queues.empty()) {
+    complain(app, "there is no queue of this printer");
+    return kExitFailed;
+  }
+  int status = 0;
+  for (const std::string& queue : queues) {
+    Findings findings;
+    if (const auto problem = update_queue(scheduler, queue, findings)) {
+      complain(app, *problem);
+      status = kExitFailed;
+    } else {
+      status = std::max(status, check(scheduler, true, queue, arguments.json, findings));
+    }
+  }
+  return status;
+}
+
+// The defaults that the command line names, or what is wrong with them.
+std::optional<std::string> read_options(const Arguments& arguments, QueueOptions& options) {
+  options.model = find_model(arguments.model);
+  std::vector<std::string> all{"PageSize=" + arguments.paper, "StpLaminate=" + arguments.finish,
+                               "K905Ribbon=" + arguments.ribbon};
+  all.insert(all.end(), arguments.options.begin(), arguments.options.end());
+  for (const std::string& option : all) {
+    if (auto problem = add_option(options, option)) {
+      return problem;
+    }
+  }
+  return std::nullopt;
+}
+
+int make(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
+         const QueueOptions& options) {
+  if (const auto problem =
+          make_queue(scheduler, {arguments.queue, arguments.device, arguments.replace, options})) {
+    complain(app, *problem);
+    return kExitFailed;
+  }
+  return check(scheduler, true, arguments.queue, arguments.json);
+}
+
+int run(const CLI::App& app, const Arguments& arguments) {
+  const bool makes = !arguments.check && !arguments.update && !arguments.list;
+  for (const char* name :
+       {"--device", "--model", "--paper", "--finish", "--ribbon", "-o", "--replace"}) {
+    if (!makes && app.count(name) > 0) {
+      return wrong_usage(app, std::string(name) + " is an option for making a queue");
+    }
+  }
+  QueueOptions options;
+  if (const auto problem = read_options(arguments, options)) {
+    return wrong_usage(app, *problem);
+  }
+  if (arguments.queue.empty() != (arguments.list || arguments.all)) {
+    return wrong_usage(app, arguments.queue.empty() ? "which queue?" : "no queue with this option");
+  }
+  if (makes && arguments.device.empty()) {
+    return wrong_usage(app, "where is the printer? --device URI; see --list");
+  }
+  Scheduler scheduler;
+  const bool connected = scheduler.connect();
+  if (arguments.list) {
+    return list(scheduler, connected);
+  }
+  if (arguments.check) {
+    return check(scheduler, connected, arguments.queue, arguments.json);
+  }
+  if (!connected) {
+    complain(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
+    return kExitFailed;
+  }
+  return arguments.update ? update(app, scheduler, arguments)
+                          : make(app, scheduler, arguments, options);
+}
+
+int setup_program(int argc, char** argv) {
+  CLI::App app("Makes and checks print queues for the K905 and its siblings.", "k905-setup");
+  Arguments arguments;
+  describe_options(app, arguments);
+  if (const auto status = parse_command_line(app, argc, argv)) {
+    return *status;
+  }
+  return run(app, arguments);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return guarded_main("k905-setup", setup_program, argc, argv); }

@@ -1,0 +1,48 @@
+#include "apps/setup/printer_ppd.h"
+
+#include <sstream>
+
+#include "apps/setup/queue_options.h"
+#include "ppd/ppd_text.h"
+
+namespace k905 {
+
+namespace {
+
+std::string without_defaults(const std::string& text) {
+  std::istringstream lines(text);
+  std::string kept;
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with("*Default")) {
+      kept += line + '\n';
+    }
+  }
+  return kept;
+}
+
+}  // namespace
+
+std::string installed_ppd(const ppd::Model& model, Choices defaults) {
+  // Chosen, it would leave the option without a default, and a dialog without a choice.
+  if (const auto profile = defaults.find("ICCProfile");
+      profile != defaults.end() && profile->second == ppd::no_profile) {
+    defaults.erase(profile);
+  }
+  return ppd::ppd_text(model, K905_VERSION, defaults);
+}
+
+const ppd::Model* model_of(ppd_file_t& ppd) {
+  const bool ours = ppdFindOption(&ppd, "StpLaminate") != nullptr && ppd.modelname != nullptr;
+  return ours ? find_model(ppd.modelname) : nullptr;
+}
+
+std::string default_choice(ppd_file_t& ppd, const std::string& keyword) {
+  const ppd_option_t* option = ppdFindOption(&ppd, keyword.c_str());
+  return option == nullptr ? "" : option->defchoice;
+}
+
+bool differ_in_defaults_only(const std::string& one, const std::string& other) {
+  return without_defaults(one) == without_defaults(other);
+}
+
+}  // namespace k905

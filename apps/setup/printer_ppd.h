@@ -1,0 +1,25 @@
+// The PPD file that was installed with this program, and what a queue's file says.
+#pragma once
+
+#include <cups/ppd.h>
+
+#include <string>
+
+#include "apps/base/choices.h"
+#include "ppd/option_table.h"
+
+namespace k905 {
+
+// The model's file with these defaults; the usual ones for all other options.
+[[nodiscard]] std::string installed_ppd(const ppd::Model& model, Choices defaults);
+
+// Which of this printer's models the file is for; null when for none.
+[[nodiscard]] const ppd::Model* model_of(ppd_file_t& ppd);
+
+// The file's default choice, whether or not it is among the choices; "" without one.
+[[nodiscard]] std::string default_choice(ppd_file_t& ppd, const std::string& keyword);
+
+// Whether both are the same file except for defaults.
+[[nodiscard]] bool differ_in_defaults_only(const std::string& one, const std::string& other);
+
+}  // namespace k905

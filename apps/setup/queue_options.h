@@ -1,0 +1,27 @@
+// The defaults of a new queue, as named on the command line and checked against what exists.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "apps/base/choices.h"
+#include "ppd/option_table.h"
+
+namespace k905 {
+
+struct QueueOptions {
+  const ppd::Model* model = &ppd::models.front();
+  Choices choices;                                              // default choices of the PPD file
+  std::vector<std::pair<std::string, std::string>> attributes;  // the queue's attributes in CUPS
+};
+
+// The model with this name in any case; null when there is none.
+[[nodiscard]] const ppd::Model* find_model(const std::string& name);
+
+// Adds "OPTION=CHOICE": an option of the PPD file or a known attribute of a CUPS queue. Returns
+// what is wrong and what is known instead, or nothing.
+[[nodiscard]] std::optional<std::string> add_option(QueueOptions& options, const std::string& text);
+
+}  // namespace k905

@@ -1,0 +1,209 @@
+#include "apps/setup/scheduler.h"
+
+#include <cups/adminutil.h>
+#include <unistd.h>
+
+#include <array>
+#include <stdexcept>
+
+#include "apps/base/nameless_file.h"
+
+namespace k905 {
+
+namespace {
+
+constexpr int kConnectMs = 5000;
+
+std::string queue_uri(const std::string& queue) {
+  std::array<char, HTTP_MAX_URI> uri{};
+  httpAssembleURIf(HTTP_URI_CODING_ALL, uri.data(), uri.size(), "ipp", nullptr, "localhost", 0,
+                   "/printers/%s", queue.c_str());
+  return uri.data();
+}
+
+ipp_t* request_for(ipp_op_t operation, const std::string& queue) {
+  ipp_t* request = ippNewRequest(operation);
+  ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr,
+               queue_uri(queue).c_str());
+  ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
+               cupsUser());
+  return request;
+}
+
+std::string text_of(ipp_attribute_t* attribute) {
+  const char* text = attribute == nullptr ? nullptr : ippGetString(attribute, 0, nullptr);
+  return text == nullptr ? "" : text;
+}
+
+std::string text_of(ipp_t* answer, const char* name) {
+  return text_of(ippFindAttribute(answer, name, IPP_TAG_ZERO));
+}
+
+int number_of(ipp_t* answer, const char* name) {
+  ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ENUM);
+  return attribute == nullptr ? 0 : ippGetInteger(attribute, 0);
+}
+
+bool has_failed() { return cupsLastError() > IPP_STATUS_OK_EVENTS_COMPLETE; }
+
+bool is_refusal(ipp_status_t status) {
+  return status == IPP_STATUS_ERROR_FORBIDDEN || status == IPP_STATUS_ERROR_NOT_AUTHENTICATED ||
+         status == IPP_STATUS_ERROR_NOT_AUTHORIZED ||
+         status == IPP_STATUS_ERROR_CUPS_AUTHENTICATION_CANCELED;
+}
+
+// Takes the request. Null when what it is about does not exist.
+Ipp ask(http_t* http, ipp_t* request) {
+  Ipp answer(cupsDoRequest(http, request, "/"));
+  if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) {
+    return nullptr;
+  }
+  if (!answer || has_failed()) {
+    throw std::runtime_error(std::string("CUPS refused a request: ") + cupsLastErrorString());
+  }
+  return answer;
+}
+
+// Nobody is asked for a password: who may not do this is told to be root.
+const char* no_password(const char*, http_t*, const char*, const char*, void*) { return nullptr; }
+
+void remember_device(const char* device_class, const char*, const char*, const char*,
+                     const char* uri, const char*, void* list) {
+  // A backend without a device names its scheme alone.
+  if (std::string_view(device_class) == "direct" &&
+      std::string_view(uri).find(':') != std::string_view::npos) {
+    static_cast<std::vector<std::string>*>(list)->emplace_back(uri);
+  }
+}
+
+void add_changes(ipp_t* request, const QueueRequest& changes) {
+  if (!changes.device_uri.empty()) {
+    ippAddString(request, IPP_TAG_PRINTER, IPP_TAG_URI, "device-uri", nullptr,
+                 changes.device_uri.c_str());
+  }
+  if (changes.start) {
+    ippAddInteger(request, IPP_TAG_PRINTER, IPP_TAG_ENUM, "printer-state", IPP_PSTATE_IDLE);
+    ippAddBoolean(request, IPP_TAG_PRINTER, "printer-is-accepting-jobs", 1);
+  }
+  for (const std::string& name : changes.removed_attributes) {
+    ippAddInteger(request, IPP_TAG_PRINTER, IPP_TAG_DELETEATTR, name.c_str(), 0);
+  }
+  CupsOptions options;
+  for (const auto& [name, value] : changes.attributes) {
+    options.add(name, value);
+  }
+  cupsEncodeOptions2(request, options.count(), options.all(), IPP_TAG_PRINTER);
+}
+
+}  // namespace
+
+bool Scheduler::connect() {
+  cupsSetPasswordCB2(no_password, nullptr);
+  http_ = connect_to_scheduler(kConnectMs);
+  return http_ != nullptr;
+}
+
+std::vector<std::string> Scheduler::queues() {
+  ipp_t* request = ippNewRequest(IPP_OP_CUPS_GET_PRINTERS);
+  // Classes have no PPD file.
+  ippAddInteger(request, IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type", 0);
+  ippAddInteger(request, IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type-mask", CUPS_PRINTER_CLASS);
+  ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", nullptr,
+               "printer-name");
+  const Ipp answer = ask(http(), request);
+  std::vector<std::string> names;
+  ipp_attribute_t* name = ippFindAttribute(answer.get(), "printer-name", IPP_TAG_NAME);
+  for (; name != nullptr; name = ippFindNextAttribute(answer.get(), "printer-name", IPP_TAG_NAME)) {
+    names.push_back(text_of(name));
+  }
+  return names;
+}
+
+std::optional<QueueState> Scheduler::queue(const std::string& name) {
+  const Ipp answer = ask(http(), request_for(IPP_OP_GET_PRINTER_ATTRIBUTES, name));
+  if (!answer) {
+    return std::nullopt;
+  }
+  QueueState state{.device_uri = text_of(answer.get(), "device-uri"),
+                   .error_policy = text_of(answer.get(), "printer-error-policy"),
+                   .scaling = text_of(answer.get(), "print-scaling-default"),
+                   .stopped = number_of(answer.get(), "printer-state") == IPP_PSTATE_STOPPED,
+                   .printing = number_of(answer.get(), "printer-state") == IPP_PSTATE_PROCESSING};
+  ipp_attribute_t* attribute = ippFirstAttribute(answer.get());
+  for (; attribute != nullptr; attribute = ippNextAttribute(answer.get())) {
+    const std::string key = ippGetName(attribute) == nullptr ? "" : ippGetName(attribute);
+    if (key.ends_with("-default")) {
+      state.job_defaults.push_back(key);
+    } else if (key == "printer-is-accepting-jobs") {
+      state.accepting = ippGetBoolean(attribute, 0) != 0;
+    } else if (key == "printer-state-reasons") {
+      for (int i = 0; i < ippGetCount(attribute); ++i) {
+        state.reasons.emplace_back(ippGetString(attribute, i, nullptr));
+      }
+    }
+  }
+  return state;
+}
+
+std::vector<QueueJob> Scheduler::jobs(const std::string& queue) {
+  ipp_t* request = request_for(IPP_OP_GET_JOBS, queue);
+  constexpr std::array<const char*, 3> wanted{"job-id", "job-name", "job-state"};
+  ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes",
+                static_cast<int>(wanted.size()), nullptr, wanted.data());
+  const Ipp answer = ask(http(), request);
+  std::vector<QueueJob> jobs;
+  bool in_job = false;
+  ipp_attribute_t* attribute = ippFirstAttribute(answer.get());
+  for (; attribute != nullptr; attribute = ippNextAttribute(answer.get())) {
+    const bool of_job =
+        ippGetGroupTag(attribute) == IPP_TAG_JOB && ippGetName(attribute) != nullptr;
+    if (of_job && !in_job) {
+      jobs.emplace_back();
+    }
+    in_job = of_job;
+    const std::string key = of_job ? ippGetName(attribute) : "";
+    if (key == "job-id") {
+      jobs.back().id = ippGetInteger(attribute, 0);
+    } else if (key == "job-state") {
+      jobs.back().state = static_cast<ipp_jstate_t>(ippGetInteger(attribute, 0));
+    } else if (key == "job-name") {
+      jobs.back().title = text_of(attribute);
+    }
+  }
+  return jobs;
+}
+
+std::optional<std::string> Scheduler::list_devices(const std::string& scheme,
+                                                   std::vector<std::string>& uris) {
+  const ipp_status_t status = cupsGetDevices(http(), CUPS_TIMEOUT_DEFAULT,
+                                             scheme.empty() ? CUPS_INCLUDE_ALL : scheme.c_str(),
+                                             CUPS_EXCLUDE_NONE, remember_device, &uris);
+  if (is_refusal(status)) {
+    return "no devices visible; run as root to list all devices";
+  }
+  // Without a single device CUPS answers "not found".
+  if (status > IPP_STATUS_OK_EVENTS_COMPLETE && status != IPP_STATUS_ERROR_NOT_FOUND) {
+    return std::string("not known: ") + cupsLastErrorString();
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> Scheduler::change(const QueueRequest& changes) {
+  const int file = nameless_file_holding("queue.ppd", changes.ppd);
+  if (file < 0) {
+    return "no memory for the PPD file";
+  }
+  ipp_t* request = request_for(IPP_OP_CUPS_ADD_MODIFY_PRINTER, changes.queue);
+  add_changes(request, changes);
+  ippDelete(cupsDoIORequest(http(), request, "/admin/", file, -1));
+  close(file);
+  if (is_refusal(cupsLastError())) {
+    return "k905-setup must be run as root to make or change a queue: use sudo";
+  }
+  if (has_failed()) {
+    return "CUPS refused the queue " + changes.queue + ": " + cupsLastErrorString();
+  }
+  return std::nullopt;
+}
+
+}  // namespace k905
