@@ -127,10 +127,6 @@ void write_page_sizes(std::ostream& out, const ChosenDefaults& chosen) {
     out << "*ImageableArea " << page.name << "/" << page.words << ": \"0 0 " << page.width << " "
         << page.height << "\"\n";
   }
-  // The short names of the log and of --paper, for k905-setup.
-  for (const PaperConfig& paper : selectable_papers) {
-    out << "*k905Label " << paper.ppd_name << ": \"" << paper.label << "\"\n";
-  }
   out << "*DefaultPaperDimension: " << paper_name << "\n";
   for (const PaperConfig& paper : selectable_papers) {
     const PageSize page = page_size(paper);
