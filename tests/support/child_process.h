@@ -56,7 +56,7 @@ struct Pipe {
 };
 [[nodiscard]] Pipe make_pipe();
 
-// The filter that this build made.
+// The filter that this build made, or the one that K905_FILTER names: built for another processor.
 [[nodiscard]] std::string filter_program();
 
 // Whether `private_tmp` works here: it takes a mount namespace.
