@@ -66,7 +66,7 @@ std::uint8_t to_byte(float value) {
   return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F));
 }
 
-// Light from large soft shapes down to fine texture, colours that change slowly, an edge here and
+// Light from large soft shapes down to fine texture, colors that change slowly, an edge here and
 // there, and, where it is grainy, the noise of a camera: a little of it, nearly the same in all
 // channels.
 Bytes photo(std::size_t width, std::size_t height, bool grainy) {
@@ -181,7 +181,7 @@ bool write_matrix_profile(const std::string& path) {
 
 double lab_to_linear(double f) { return f > 6.0 / 29.0 ? f * f * f : (f - 4.0 / 29.0) * 0.128419; }
 
-// Lab to inks: a colour's light in three bands, its complement as ink, most of the common part as
+// Lab to inks: a color's light in three bands, its complement as ink, most of the common part as
 // black. The kind of smooth, curved table that a real printer's profile holds.
 cmsInt32Number lab_to_inks(const cmsUInt16Number in[], cmsUInt16Number out[], void* /*unused*/) {
   const double lightness = in[0] * 100.0 / 65280.0;

@@ -39,7 +39,7 @@ class Workload:
     packed: bool = False
     pages: int = 1
     copies: int = 1
-    turned: bool = False
+    rotated: bool = False
     interlaced: bool = False
     memory_gate: float = None
     memory_goal: float = None
@@ -50,7 +50,7 @@ class Workload:
             return self.size
         width, height = PAPERS[self.paper][2]
         height *= 2 if self.interlaced else 1
-        return (height, width) if self.turned else (width, height)
+        return (height, width) if self.rotated else (width, height)
 
     @property
     def canvas(self):
@@ -81,9 +81,9 @@ WORKLOADS = [
     Workload("6x8 ICC table", 1.15, 0.65, settings=TABLE_ICC),
     Workload("6x8 ICC matrix noise", 1.4, 1.25, settings=MATRIX_ICC, kind="noise"),
     Workload("6x8 ICC table noise", 1.4, 1.25, settings=TABLE_ICC, kind="noise"),
-    Workload("6x8 turned", 2.2, 1.55, turned=True),
+    Workload("6x8 rotated", 2.2, 1.55, rotated=True),
     Workload("6x8 interlaced", 1.6, 1.25, interlaced=True, memory_gate=64, memory_goal=37),
-    Workload("6x8 turned interlaced", 3, 2.2, turned=True, interlaced=True),
+    Workload("6x8 rotated interlaced", 3, 2.2, rotated=True, interlaced=True),
     Workload("100 pages 6x4", 1.8, 1.35, paper="6x4", pages=100),
     Workload("10 copies 6x4", 1.6, 1.2, paper="6x4", copies=10),
 ]
@@ -107,10 +107,10 @@ class Inputs:
         points = PAPERS[work.paper][1]
         form = "packed" if work.packed else "plain"
         dpi_y = 600 if work.interlaced else 300
-        turn = 1 if work.turned else 0
-        path = self.path(f"{work.kind}-{width}x{height}-{work.pages}-{form}-{dpi_y}-{turn}-{work.paper}.ras")
+        rotated = 1 if work.rotated else 0
+        path = self.path(f"{work.kind}-{width}x{height}-{work.pages}-{form}-{dpi_y}-{rotated}-{work.paper}.ras")
         if not os.path.exists(path):
-            arguments = [work.kind, width, height, work.pages, form, dpi_y, turn, *points]
+            arguments = [work.kind, width, height, work.pages, form, dpi_y, rotated, *points]
             subprocess.run([self.make, "page", *map(str, arguments), path + ".part"], check=True)
             os.rename(path + ".part", path)
         return path

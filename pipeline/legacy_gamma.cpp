@@ -8,7 +8,7 @@
 namespace {
 
 // How many floats on either side of each step are compared with powf.
-constexpr int kCheckedNeighbours = 4;
+constexpr int kCheckedNeighbors = 4;
 
 // Floats from 0 up are ordered as their bits are, which is what makes bisection over them possible.
 float float_of(std::uint32_t bits) { return std::bit_cast<float>(bits); }
@@ -30,9 +30,9 @@ std::uint32_t legacy_step(int byte, std::uint32_t low) {
 }
 
 // No mathematics library promises that powf rises everywhere, so each step is looked at from both
-// sides. A step of byte 1 or more lies far above the smallest floats.
+// sides. A step of byte 1 or more is far above the smallest floats.
 bool step_is_clean(int byte, std::uint32_t step) {
-  for (int i = 1; i <= kCheckedNeighbours; ++i) {
+  for (int i = 1; i <= kCheckedNeighbors; ++i) {
     const auto offset = static_cast<std::uint32_t>(i);
     if (stored_after_legacy_gamma(float_of(step - offset)) >= byte ||
         stored_after_legacy_gamma(float_of(step + offset - 1)) < byte) {

@@ -1,4 +1,4 @@
-// The legacy gamma with the store behind it: c becomes powf(c / 255, 0.45454544) * 255, truncated
+// The legacy gamma with the store after it: c becomes powf(c / 255, 0.45454544) * 255, truncated
 // to a byte. By powf for one value, and as a staircase that the tone kernels look up.
 #pragma once
 

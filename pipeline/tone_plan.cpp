@@ -112,7 +112,7 @@ void TonePlan::prepare(const PrintOptions& options) {
   }
 }
 
-// A channel that looks at no other is a function of one byte, so gray pixels show all of it.
+// A channel that depends on no other is a function of one byte, so gray pixels show all of it.
 void TonePlan::prepare_byte_tables() {
   method_ = Method::kTables;
   for (int c = 0; c < 3; ++c) {

@@ -18,7 +18,7 @@ K905_AVX2 inline __m256i load_eight_pixels(const std::uint8_t* row) {
   return load_halves(row, row + 12);
 }
 
-// `flip` is 0 for gray and -1 for black. Each half is stored with the four bytes behind its pixels
+// `flip` is 0 for gray and -1 for black. Each half is stored with the four bytes after its pixels
 // as they were; the next pixels are loaded before that, for a load that overlaps a store still
 // under way has to wait for it.
 K905_AVX2 std::size_t luminance_in_place(std::uint8_t* row, std::size_t width, char flip) {

@@ -36,7 +36,7 @@ void four_inverted_to_rgb(const std::uint8_t* line, std::uint8_t* row, std::size
   }
 }
 
-// Both factors of a four-colour pixel depend on one byte each; a division a pixel would be the
+// Both factors of a four-color pixel depend on one byte each; a division a pixel would be the
 // whole cost of this kernel.
 struct InkFactors {
   std::array<float, 256> light;  // (1 - c/255) * 255

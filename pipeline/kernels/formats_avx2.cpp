@@ -59,7 +59,7 @@ K905_AVX2 inline __m256i one_channel(const Chunky& chunky, __m256i order) {
   return _mm256_shuffle_epi8(all, order);
 }
 
-// Where pixel p of a channel lies after the blends: at byte (3p + channel) mod 16.
+// Where pixel p of a channel is after the blends: at byte (3p + channel) mod 16.
 template <int channel>
 K905_AVX2 inline __m256i forward_order() {
   constexpr auto at = [](int p) { return static_cast<char>((3 * p + channel) % 16); };

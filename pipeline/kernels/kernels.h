@@ -5,7 +5,7 @@
 // wants it, until it is split into planes. Widths are in pixels unless a name says bytes, and may
 // be 0.
 //
-// Reading: every source row has kRowSlack readable bytes behind its end (their values do not
+// Reading: every source row has kRowSlack readable bytes after its end (their values do not
 // matter), so that a vector load may run over. Writing: no kernel writes a byte beyond the row's
 // own end.
 //
@@ -38,7 +38,7 @@ struct ResizeColumns {
 };
 
 // A source row and the estimate of what it gives in every output column: blocks of 24 floats, eight
-// pixels' R, their G, their B. What is left of a width behind its last whole block is not
+// pixels' R, their G, their B. What is left of a width after its last whole block is not
 // estimated.
 struct ResizeLine {
   static constexpr std::size_t kBlockPixels = 8;
@@ -97,7 +97,7 @@ struct ToneMix {
   float balance[3];
   Correction correction;
   bool linear_contrast;
-  // Null without legacy gamma. NaN, and what lies below the first step, gives 0; but minus infinity
+  // Null without legacy gamma. NaN, and what is below the first step, gives 0; but minus infinity
   // gives 255, because powf raises it to plus infinity.
   const Staircase* legacy;
 };
@@ -138,7 +138,7 @@ struct Table {
   void (*sixteenths_down)(const std::uint16_t* top, const std::uint16_t* bottom,
                           std::uint16_t bottom_share, std::uint8_t* row, std::size_t width);
 
-  // Colour model, in place.
+  // Color model, in place.
   using InPlace = void(std::uint8_t* row, std::size_t width);
   InPlace* to_gray;   // trunc((R * .299f + G * .587f) + B * .114f) thrice
   InPlace* to_black;  // 255 - that
@@ -160,13 +160,13 @@ struct Table {
   void (*tone_mix)(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1,
                    std::uint8_t* plane2, std::size_t width);
 
-  // Quarter turn, as a plain transpose of rows that lie anywhere; a row may be named repeatedly:
-  // target[x * target_stride + i] = rows[i][x] for x < width. Rows have slack; the target is
-  // written nowhere else.
+  // Rotation by 90 degrees, as a plain transpose of rows that are anywhere; a row may be named
+  // repeatedly: target[x * target_stride + i] = rows[i][x] for x < width. Rows have slack; the
+  // target is written nowhere else.
   void (*transpose)(std::span<const std::uint8_t* const> rows, std::size_t width,
                     std::uint8_t* target, std::ptrdiff_t target_stride);
 
-  // Nearest neighbour: copies the runs in order. Runs follow one another in the target without gap
+  // Nearest neighbor: copies the runs in order. Runs follow one another in the target without gap
   // or overlap and are in ascending order, so a copy may overshoot into the next run's place, never
   // beyond the last run.
   void (*copy_runs)(std::span<const CopyRun> runs, const std::uint8_t* source,

@@ -26,7 +26,7 @@ void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float*
 }
 
 // One block of bytes between two blocks of estimates, channel after channel. False when one of them
-// could also be its neighbour.
+// could also be its neighbor.
 bool blend(const float* top, const float* bottom, float fraction,
            std::uint8_t (&bytes)[ResizeLine::kBlockFloats]) {
   int unsure = 0;

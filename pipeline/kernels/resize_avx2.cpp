@@ -5,7 +5,7 @@
 namespace kernels {
 namespace {
 
-// Eight bytes from each of four places: a pixel and its right neighbour.
+// Eight bytes from each of four places: a pixel and its right neighbor.
 K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t* left) {
   const auto pair = [row, left](int i) K905_AVX2 {
     return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + left[i]));
@@ -14,8 +14,8 @@ K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t
                                  _mm_unpacklo_epi64(pair(2), pair(3)), 1);
 }
 
-// Eight bytes from each of eight places: of every pixel and its right neighbour one word with its
-// R, G, B and the neighbour's R, and one that begins with the neighbour's G and B.
+// Eight bytes from each of eight places: of every pixel and its right neighbor one word with its
+// R, G, B and the neighbor's R, and one that begins with the neighbor's G and B.
 struct EightPairs {
   __m256i first_words, second_words;
 };

@@ -10,7 +10,7 @@
 namespace kernels {
 namespace {
 
-// ---- Quarter turn -------------------------------------------------------------------------------
+// ---- Rotation by 90 degrees ---------------------------------------------------------------------
 
 // In strips, so that the target's cache lines are still there when their next byte comes.
 void transpose(std::span<const std::uint8_t* const> rows, std::size_t width, std::uint8_t* target,
@@ -25,7 +25,7 @@ void transpose(std::span<const std::uint8_t* const> rows, std::size_t width, std
   }
 }
 
-// ---- Nearest neighbour --------------------------------------------------------------------------
+// ---- Nearest neighbor --------------------------------------------------------------------------
 
 // Most runs are short: a copy of fixed size costs no call, and what it copies too much is
 // overwritten by the next run. Not where that would be beyond the last one.

@@ -7,8 +7,8 @@ namespace kernels {
 namespace {
 
 // Sixteen rows, sixteen columns: four rounds of interleaving row i with row i + 8.
-void turn_block(const std::uint8_t* const* source, std::size_t x, std::uint8_t* target,
-                std::ptrdiff_t target_stride) {
+void transpose_block(const std::uint8_t* const* source, std::size_t x, std::uint8_t* target,
+                     std::ptrdiff_t target_stride) {
   uint8x16_t rows[16];
   for (int i = 0; i < 16; ++i) rows[i] = vld1q_u8(source[i] + x);
   for (int round = 0; round < 4; ++round) {
@@ -31,7 +31,7 @@ void transpose(std::span<const std::uint8_t* const> rows, std::size_t width, std
   for (std::size_t x = 0; x < width; x = next_block(x, 16, width)) {
     std::uint8_t* line = target + static_cast<std::ptrdiff_t>(x) * target_stride;
     for (std::size_t i = 0; i < rows.size(); i = next_block(i, 16, rows.size())) {
-      turn_block(rows.data() + i, x, line + i, target_stride);
+      transpose_block(rows.data() + i, x, line + i, target_stride);
     }
   }
 }

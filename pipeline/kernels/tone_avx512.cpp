@@ -4,13 +4,13 @@
 
 #include "pipeline/kernels/variants.h"
 
-// Targets stand on functions, as in avx2.h.
+// Targets are set on functions, as in avx2.h.
 #define K905_AVX512 __attribute__((target("avx2,avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi")))
 
 namespace kernels {
 namespace {
 
-// The whole table lies in four registers: a permutation of two of them looks up the lower seven
+// The whole table is in four registers: a permutation of two of them looks up the lower seven
 // bits, a blend chooses by the eighth.
 K905_AVX512 void look_up(std::uint8_t* bytes, const std::uint8_t* table, std::size_t count) {
   const __m512i part[4] = {_mm512_loadu_si512(table), _mm512_loadu_si512(table + 64),

@@ -88,7 +88,7 @@ TEST(ToneChain, Gamma2000TakesTheSquareRoot) {
   EXPECT_EQ(adjusted(options, gray(64)), gray(127));  // sqrt(64 / 255) * 255 = 127.7
 }
 
-TEST(ToneChain, ColourGammasActOnTheirOwnPlane) {
+TEST(ToneChain, ColorGammasActOnTheirOwnPlane) {
   // sqrt(64 / 255) * 255 = 127.7
   PrintOptions options = defaults();
   options.cyan_gamma = 2000;
@@ -101,7 +101,7 @@ TEST(ToneChain, ColourGammasActOnTheirOwnPlane) {
   EXPECT_THAT(adjusted(options, gray(64)), ElementsAre(64, 64, 127));
 }
 
-TEST(ToneChain, ColourGammaRunsBeforeTheGlobalOne) {
+TEST(ToneChain, ColorGammaRunsBeforeTheGlobalOne) {
   PrintOptions options = defaults();
   options.cyan_gamma = 2000;
   options.gamma = 2000;

@@ -1,5 +1,5 @@
 // Rows for kernel tests: a source ends exactly where the slack does, so that the address sanitizer
-// sees a load too far; a target lies between guard bytes, so that everybody sees a store too far.
+// sees a load too far; a target is between guard bytes, so that everybody sees a store too far.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -34,7 +34,7 @@ class Dice {
   std::mt19937 engine_{20240531};
 };
 
-// Bytes that a kernel may read, kRowSlack behind them, nothing after that. Starts at an odd address
+// Bytes that a kernel may read, kRowSlack after them, nothing after that. Starts at an odd address
 // when `offset` is odd.
 class SourceRow {
  public:

@@ -1,4 +1,4 @@
-// From the raster line to the RGB row, the colour models, and the deinterlace.
+// From the raster line to the RGB row, the color models, and the deinterlace.
 #include <functional>
 
 #include "tests/pipeline_kernels/guarded_rows.h"
@@ -80,7 +80,7 @@ TEST_P(EveryTable, BitsAreTakenFromTheTopAndASetBitIsBlack) {
   EXPECT_EQ(row, (Bytes{0, 0, 0, 255, 255, 255, 0, 0, 0}));
 }
 
-TEST_P(EveryTable, BitsBehindAWidthThatIsNoMultipleOfEightAreNotUsed) {
+TEST_P(EveryTable, BitsAfterAWidthThatIsNoMultipleOfEightAreNotUsed) {
   for (const std::size_t width : interesting_widths()) {
     const Bytes line = dice.bytes((width + 7) / 8);
     Bytes expected;
@@ -92,7 +92,7 @@ TEST_P(EveryTable, BitsBehindAWidthThatIsNoMultipleOfEightAreNotUsed) {
   }
 }
 
-TEST_P(EveryTable, FourColoursInvertedIgnoreTheFourthByte) {
+TEST_P(EveryTable, FourColorsInvertedIgnoreTheFourthByte) {
   EXPECT_EQ(converted(table().four_inverted_to_rgb, {0, 1, 255, 77, 10, 20, 30, 0}, 2),
             (Bytes{255, 254, 0, 245, 235, 225}));
   for (const std::size_t width : interesting_widths()) {
@@ -102,7 +102,7 @@ TEST_P(EveryTable, FourColoursInvertedIgnoreTheFourthByte) {
   }
 }
 
-TEST_P(EveryTable, FourColoursWithBlackFoldBlackIn) {
+TEST_P(EveryTable, FourColorsWithBlackFoldBlackIn) {
   // Paper stays paper, full black is black whatever the inks, and 51 of 255 (a fifth) of cyan under
   // 51 of black leaves 0.8 * 255 * 0.8 = 163.2.
   const Bytes line = {0, 0, 0, 0, 0, 128, 255, 255, 51, 0, 255, 51};
@@ -115,7 +115,7 @@ TEST_P(EveryTable, FourColoursWithBlackFoldBlackIn) {
   }
 }
 
-TEST_P(EveryTable, FourColoursWithBlackAreRightForEveryPairOfInkAndBlack) {
+TEST_P(EveryTable, FourColorsWithBlackAreRightForEveryPairOfInkAndBlack) {
   const Bytes pairs = all_pairs();
   Bytes line;
   for (std::size_t i = 0; i < pairs.size(); i += 2) {
@@ -127,9 +127,9 @@ TEST_P(EveryTable, FourColoursWithBlackAreRightForEveryPairOfInkAndBlack) {
             by_formula(plain::four_with_black, line, 4));
 }
 
-// ---- Colour models ------------------------------------------------------------------------------
+// ---- Color models ------------------------------------------------------------------------------
 
-TEST_P(EveryTable, GrayAndBlackAreRightForEveryColour) {
+TEST_P(EveryTable, GrayAndBlackAreRightForEveryColor) {
   Bytes row(std::size_t{3} << 16U);
   for (unsigned red = 0; red < 256; ++red) {
     for (std::size_t i = 0; i < (std::size_t{1} << 16U); ++i) {
@@ -155,7 +155,7 @@ TEST_P(EveryTable, KcmyRotatesAndInvertsTheLastOnly) {
   EXPECT_EQ(changed(table().to_kcmy, {10, 20, 30, 0, 1, 2}), (Bytes{20, 30, 245, 1, 2, 255}));
 }
 
-TEST_P(EveryTable, ColourModelsEqualTheirFormulasAtAnyWidthAndAddress) {
+TEST_P(EveryTable, ColorModelsEqualTheirFormulasAtAnyWidthAndAddress) {
   for (const std::size_t width : interesting_widths()) {
     const Bytes row = dice.bytes(width * 3);
     EXPECT_EQ(changed(table().to_gray, row, any_offset()), by_formula(on_rgb(plain::gray), row, 3));
@@ -167,13 +167,13 @@ TEST_P(EveryTable, ColourModelsEqualTheirFormulasAtAnyWidthAndAddress) {
   }
 }
 
-TEST_P(EveryTable, FourColoursUnderCmykAreInvertedTwice) {
+TEST_P(EveryTable, FourColorsUnderCmykAreInvertedTwice) {
   const Bytes line = {1, 2, 3, 200, 250, 251, 252, 9};
   const Bytes row = converted(table().four_inverted_to_rgb, line, 2);
   EXPECT_EQ(changed(table().invert, row), (Bytes{1, 2, 3, 250, 251, 252}));
 }
 
-TEST_P(EveryTable, FourColoursUnderKcmyEndAsTheRotationOfTheirInversion) {
+TEST_P(EveryTable, FourColorsUnderKcmyEndAsTheRotationOfTheirInversion) {
   const Bytes row = converted(table().four_inverted_to_rgb, {1, 2, 3, 200}, 1);
   EXPECT_EQ(changed(table().to_kcmy, row), (Bytes{253, 252, 1}));
 }

@@ -22,7 +22,7 @@ Pixel inverted(Pixel rgb);
 Pixel kcmy(Pixel rgb);
 std::uint8_t deinterlaced(std::uint8_t upper, std::uint8_t lower);
 
-// One byte of a resized row: the four neighbours, fy and fx.
+// One byte of a resized row: the four neighbors, fy and fx.
 std::uint8_t resized(std::uint8_t s00, std::uint8_t s01, std::uint8_t s10, std::uint8_t s11,
                      double fy, double fx);
 

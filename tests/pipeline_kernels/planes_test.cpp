@@ -1,4 +1,4 @@
-// From the RGB row to planes, the quarter turn, and the nearest neighbour.
+// From the RGB row to planes, the rotation, and the nearest neighbor.
 #include <algorithm>
 #include <set>
 
@@ -41,7 +41,7 @@ Planes mirrored(Planes planes) {
   return planes;
 }
 
-TEST_P(EveryTable, SplitSendsEachColourToItsPlane) {
+TEST_P(EveryTable, SplitSendsEachColorToItsPlane) {
   EXPECT_EQ(split_by(table().split, {1, 2, 3, 4, 5, 6}), (Planes{{{1, 4}, {2, 5}, {3, 6}}}));
 }
 
@@ -61,7 +61,7 @@ TEST_P(EveryTable, SplitEqualsItsFormulaAtAnyWidthAndAddress) {
   }
 }
 
-// ---- Quarter turn -------------------------------------------------------------------------------
+// ---- Rotation by 90 degrees ---------------------------------------------------------------------
 
 // `count` of `kept` rows of `width` bytes, some of them repeatedly, become columns of lines that
 // lie `gap` bytes apart, the first line on top or at the bottom. Nothing else may be written.
@@ -120,9 +120,9 @@ TEST_P(EveryTable, TransposeTurnsBandsOfRealPages) {
   }
 }
 
-// ---- Nearest neighbour --------------------------------------------------------------------------
+// ---- Nearest neighbor --------------------------------------------------------------------------
 
-// The runs that make `target` columns out of `source` ones, centre on centre.
+// The runs that make `target` columns out of `source` ones, center on center.
 std::vector<CopyRun> stretched(std::uint32_t source, std::uint32_t target) {
   std::vector<CopyRun> runs;
   const double scale = static_cast<double>(target) / static_cast<double>(source);
@@ -152,7 +152,7 @@ void expect_copied(const Table& table, Dice& dice, const std::vector<CopyRun>& r
       expected[run.to - begin + i] = bytes[run.from + i];
     }
   }
-  // What lies before the first run is the margin of the canvas: a guard too.
+  // What is before the first run is the margin of the canvas: a guard too.
   table.copy_runs(runs, source.data(), target.data() - begin);
   EXPECT_TRUE(target.guards_intact());
   EXPECT_EQ(target.content(), expected);

@@ -40,7 +40,7 @@ Columns scaled(std::size_t from, std::size_t to) {
   return columns;
 }
 
-// Estimates of every whole block, with guard values behind them.
+// Estimates of every whole block, with guard values after them.
 std::vector<float> estimated(const kernels::Table& table, const Columns& columns,
                              const std::uint8_t* row) {
   constexpr float kGuard = -1234.5F;
@@ -85,7 +85,7 @@ TEST_P(EveryTable, ResizeTakesFirstPixelAndFirstRowExactly) {
   columns.add(0, 0.5);
   const Bytes top = {10, 20, 30, 20, 40, 61};
   const Bytes bottom = {110, 120, 130, 120, 140, 160};
-  // Between 10 and 20 lies 15; between 30 and 61 lies 45.5, which rounds up.
+  // Between 10 and 20 is 15; between 30 and 61 is 45.5, which rounds up.
   EXPECT_EQ(resized(table(), columns, 0.0, top, bottom), (Bytes{10, 20, 30, 15, 30, 46}));
   // A quarter of the way down: 10 + 25, 20 + 25, 30 + 25.
   EXPECT_EQ(resized(table(), columns, 0.25, top, bottom), (Bytes{35, 45, 55, 40, 55, 70}));
@@ -157,7 +157,7 @@ TEST_P(EveryTable, ResizeIsExactHoweverNearTheBorderBetweenTwoBytes) {
     for (std::size_t x = 0; x < 64; ++x) columns.add(x, 0.0);
     const Bytes top = dice.bytes(std::size_t{65} * 3);
     const Bytes bottom = dice.bytes(std::size_t{65} * 3);
-    // With odd differences between two rows, half way down lies half way between two bytes.
+    // With odd differences between two rows, half way down is half way between two bytes.
     const double fy = std::clamp(0.5 + hair, 0.0, 1.0);
     EXPECT_EQ(resized(table(), columns, fy, top, bottom), by_formula(columns, fy, top, bottom));
   }

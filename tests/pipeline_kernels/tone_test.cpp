@@ -124,7 +124,7 @@ TEST_P(EveryTable, NoProductIsFusedWithItsSum) {
   EXPECT_EQ(mixed(table(), mix, {Bytes{252}, Bytes{14}, Bytes{250}})[0], Bytes{248});
 }
 
-TEST_P(EveryTable, MixesEqualTheirFormulaForManyColours) {
+TEST_P(EveryTable, MixesEqualTheirFormulaForManyColors) {
   Bytes red;
   Bytes green;
   Bytes blue;
