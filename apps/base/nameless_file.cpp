@@ -25,7 +25,9 @@ int open_unlinked(const char* label) {
   return file;
 }
 
-int open_nameless_file(const char* label) {
+}  // namespace
+
+int nameless_file(const char* label) {
 #ifdef __linux__
   const int memory = memfd_create(label, MFD_CLOEXEC);
   if (memory >= 0) {
@@ -35,10 +37,8 @@ int open_nameless_file(const char* label) {
   return open_unlinked(label);
 }
 
-}  // namespace
-
 int nameless_file_holding(const char* label, std::string_view bytes) {
-  const int file = open_nameless_file(label);
+  const int file = nameless_file(label);
   if (file < 0 || (write_whole(file, bytes) && lseek(file, 0, SEEK_SET) == 0)) {
     return file;
   }

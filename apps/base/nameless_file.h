@@ -3,7 +3,9 @@
 
 #include <string_view>
 
-// Its descriptor, at the first of these bytes; the caller closes it, or an exec does. `label` is
-// for people who look at what a process holds. Negative with errno set when there is no room for
-// it.
+// The descriptor of an empty one; the caller closes it, or an exec does. `label` is for people who
+// look at what a process holds. Negative with errno set when there is no room for it.
+[[nodiscard]] int nameless_file(const char* label);
+
+// The same with these bytes, at the first of them.
 [[nodiscard]] int nameless_file_holding(const char* label, std::string_view bytes);

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -42,10 +43,18 @@ class FilterDestination final : public Destination {
 
   [[nodiscard]] const Choices& choices() const override { return setup_.choices; }
 
-  [[nodiscard]] bool begin(const std::string&, Begun&, std::string& error) override {
+  [[nodiscard]] SheetTarget target() const override {
+    SheetTarget target;
+    // Whoever reads the ledger may be in another folder.
+    target.device = setup_.to.empty() ? "" : std::filesystem::absolute(setup_.to);
+    return target;
+  }
+
+  [[nodiscard]] bool begin(const JobName&, Begun& begun, std::string& error) override {
     if (!setup_.to.empty() && !output_.open(setup_.to, setup_.append, error)) {
       return false;
     }
+    begun.place = output_.place();
     pages_ = pages_made_ = 0;
     trouble_ = Trouble::none;
     if (!start(error)) {
@@ -92,6 +101,10 @@ class FilterDestination final : public Destination {
       (void)finish();
     }
     output_.take_back();
+  }
+
+  [[nodiscard]] bool may_have_printed() const override {
+    return pages_made_ > 0 && pages_made_ >= pages_;
   }
 
  private:

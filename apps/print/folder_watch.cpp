@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,49 +12,102 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
+#include <functional>
 #include <memory>
+#include <string_view>
 #include <utility>
+
+#include "apps/print/photo_file.h"
 
 namespace {
 
-constexpr std::array<const char*, 6> kEndings{".jpg", ".jpeg", ".png", ".ppm", ".pgm", ".pnm"};
+constexpr std::string_view kPhotoEndings[] = {".jpg",  ".jpeg", ".png",  ".tif",  ".tiff",
+                                              ".webp", ".heic", ".heif", ".avif", ".gif",
+                                              ".ppm",  ".pgm",  ".pnm"};
+// Programs that copy or download use these until the file is complete.
+constexpr std::string_view kUnfinishedEndings[] = {".part",       ".partial", ".filepart",
+                                                   ".crdownload", ".tmp",     ".download"};
 
-// By the ending: programs that copy give the file another name until it is whole.
-bool is_picture_name(const std::string& name) {
-  if (name.empty() || name[0] == '.') {
-    return false;
+constexpr std::uint32_t kEvents = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO |
+                                  IN_MOVED_FROM | IN_DELETE | IN_ATTRIB | IN_DELETE_SELF |
+                                  IN_MOVE_SELF | IN_ONLYDIR;
+
+// File systems that only this machine changes, so that inotify reports everything: ext, XFS, btrfs,
+// tmpfs, overlay, F2FS, FAT, exFAT, NTFS, ZFS.
+constexpr std::uint32_t kLocalFileSystems[] = {0xEF53,     0x58465342, 0x9123683E, 0x01021994,
+                                               0x794C7630, 0xF2F52010, 0x4D44,     0x2011BAB0,
+                                               0x7366746E, 0x2FC12FC1};
+
+// In small letters, with its dot; "" when there is none.
+std::string ending_of(const std::string& name) {
+  const std::size_t dot = name.rfind('.');
+  if (name[0] == '.' || dot == std::string::npos) {
+    return "";
   }
-  std::string lower = name;
-  std::ranges::transform(lower, lower.begin(),
+  std::string ending = name.substr(dot);
+  std::ranges::transform(ending, ending.begin(),
                          [](unsigned char letter) { return std::tolower(letter); });
-  return std::ranges::any_of(kEndings,
-                             [&lower](const char* ending) { return lower.ends_with(ending); });
+  return ending;
+}
+
+bool is_photo_name(const std::string& name) {
+  return !name.empty() &&
+         std::ranges::find(kPhotoEndings, ending_of(name)) != std::end(kPhotoEndings);
+}
+
+bool is_local(const std::string& folder) {
+  struct statfs status {};
+  return statfs(folder.c_str(), &status) == 0 &&
+         std::ranges::find(kLocalFileSystems, static_cast<std::uint32_t>(status.f_type)) !=
+             std::end(kLocalFileSystems);
 }
 
 struct FolderCloser {
   void operator()(DIR* folder) const { closedir(folder); }
 };
 
-std::optional<FolderPicture> look_at(const std::string& folder, const std::string& name) {
-  struct stat status {};
-  if (stat((folder + "/" + name).c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    return std::nullopt;
+// Calls `use` with every name. False with errno set.
+bool for_each_name(const std::string& path, const std::function<void(const std::string&)>& use) {
+  const std::unique_ptr<DIR, FolderCloser> folder(opendir(path.c_str()));
+  if (!folder) {
+    return false;
   }
-  return FolderPicture{name, static_cast<std::uint64_t>(status.st_size),
-                       std::int64_t{status.st_mtim.tv_sec} * 1000000000 + status.st_mtim.tv_nsec};
+  errno = 0;
+  // Nobody else reads this folder's stream.
+  // cppcheck-suppress readdirCalled
+  while (const dirent* entry = readdir(folder.get())) {
+    use(entry->d_name);
+    errno = 0;
+  }
+  return errno == 0;
+}
+
+std::optional<struct stat> status_of(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
+}
+
+// How long ago anything about the file changed; unlike the time of its bytes nobody can set this
+// one.
+std::chrono::milliseconds age_of(const struct stat& status) {
+  const std::chrono::seconds age(std::time(nullptr) - status.st_ctim.tv_sec);
+  // Whole seconds: less one, the time is never overstated.
+  return std::max(age - std::chrono::seconds(1), std::chrono::seconds(0));
 }
 
 }  // namespace
 
-FolderWatch::FolderWatch(std::string folder, std::chrono::milliseconds settle)
-    : folder_(std::move(folder)),
-      settle_(settle),
-      events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-  if (events_ >= 0) {
-    // Without it the folder is only looked at from time to time.
-    (void)inotify_add_watch(events_, folder_.c_str(),
-                            IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO);
-  }
+struct FolderWatch::Event {
+  std::uint32_t mask = 0;
+  std::uint32_t cookie = 0;
+  std::string name;
+};
+
+FolderWatch::FolderWatch(FolderWatchSetup setup)
+    : setup_(std::move(setup)), events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+  setup_.look_through = setup_.look_through || events_ < 0 || !is_local(setup_.folder);
+  (void)follow_folder();  // take() reports what is wrong with it
 }
 
 FolderWatch::~FolderWatch() {
@@ -62,67 +116,225 @@ FolderWatch::~FolderWatch() {
   }
 }
 
-void FolderWatch::take_events() {
+std::optional<FolderEvents> FolderWatch::take() {
+  FolderEvents found;
+  read_events(found);
+  if (!follow_folder()) {
+    return std::nullopt;
+  }
+  if (std::exchange(find_all_, false) && !find_all(found)) {
+    find_all_ = true;
+    return std::nullopt;
+  }
+  if (setup_.look_through && Clock::now() >= next_look_ && !look_through(found)) {
+    return std::nullopt;
+  }
+  const Clock::time_point now = Clock::now();
+  for (auto file = pending_.begin(); file != pending_.end();) {
+    const Pending& state = file->second;
+    if (state.being_written || now - state.changed < setup_.settle) {
+      ++file;
+      continue;
+    }
+    found.settled.push_back({file->first, state.arrived});
+    file = pending_.erase(file);
+  }
+  return found;
+}
+
+void FolderWatch::wait(std::chrono::milliseconds limit) const {
+  for (const auto& [name, state] : pending_) {
+    if (!state.being_written) {
+      limit = std::min(limit, std::chrono::ceil<std::chrono::milliseconds>(
+                                  state.changed + setup_.settle - Clock::now()));
+    }
+  }
+  pollfd event{events_, POLLIN, 0};
+  (void)poll(&event, 1, static_cast<int>(std::max(limit, std::chrono::milliseconds(0)).count()));
+}
+
+// The path may lead to another folder than before: removed and made again, or mounted over.
+bool FolderWatch::follow_folder() {
+  const auto status = status_of(setup_.folder);
+  if (!status || !S_ISDIR(status->st_mode)) {
+    errno = status ? ENOTDIR : errno;
+    return false;
+  }
+  if (watch_ >= 0 && status->st_dev == device_ && status->st_ino == inode_) {
+    return true;
+  }
+  device_ = status->st_dev;
+  inode_ = status->st_ino;
+  was_looked_through_ = false;
+  present_.clear();  // what is not in the new folder was not removed from it
+  find_all_ = true;
+  if (watch_ >= 0) {
+    inotify_rm_watch(events_, watch_);
+  }
+  watch_ = events_ < 0 ? 0 : inotify_add_watch(events_, setup_.folder.c_str(), kEvents);
+  if (watch_ < 0) {
+    // Without events there is still the look from time to time.
+    setup_.look_through = true;
+    watch_ = 0;
+  }
+  return true;
+}
+
+void FolderWatch::read_events(FolderEvents& found) {
+  // A rename is two events, and the second may not have been there at the last call.
+  const bool was_moved_away = moved_away_.has_value();
   alignas(inotify_event) std::array<char, 65536> bytes;
   ssize_t got = 0;
+  bool any = false;
   while (events_ >= 0 && (got = read(events_, bytes.data(), bytes.size())) > 0) {
+    any = true;
     for (ssize_t at = 0; at < got;) {
       inotify_event event{};
       std::memcpy(&event, bytes.data() + at, sizeof event);
       const char* name = event.len > 0 ? bytes.data() + at + sizeof event : "";
       at += static_cast<ssize_t>(sizeof event + event.len);
-      if (!is_picture_name(name)) {
-        continue;
-      }
-      Seen& seen = seen_[name];
-      seen.changed = Clock::now();
-      // Every writer's end is told, a crash included, so a file never waits for ever.
-      seen.being_written =
-          (event.mask & IN_MODIFY) != 0 || (seen.being_written && (event.mask & IN_CREATE) != 0);
+      take_event({event.mask, event.cookie, name}, found);
     }
+  }
+  if (was_moved_away && !any) {
+    report_move_away(found);
   }
 }
 
-std::optional<std::vector<FolderPicture>> FolderWatch::ready() {
-  take_events();
-  const std::unique_ptr<DIR, FolderCloser> folder(opendir(folder_.c_str()));
-  if (!folder) {
-    return std::nullopt;
+void FolderWatch::take_event(const Event& event, FolderEvents& found) {
+  if ((event.mask & IN_Q_OVERFLOW) != 0) {
+    // Anything may have happened, the end of a writer included.
+    moved_away_.reset();
+    pending_.clear();
+    find_all_ = true;
+    return;
   }
+  if ((event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT)) != 0) {
+    inode_ = 0;
+    return;
+  }
+  const bool is_arrival = (event.mask & IN_MOVED_TO) != 0;
+  if (moved_away_ && !(is_arrival && moved_away_->second == event.cookie)) {
+    report_move_away(found);
+  }
+  if (event.name.empty() || (event.mask & (IN_ISDIR | IN_IGNORED)) != 0) {
+    return;
+  }
+  if (is_photo_name(event.name)) {
+    take_file_event(event, found);
+    return;
+  }
+  if (is_arrival) {
+    report_move_away(found);  // under a name that is not a photo's
+  }
+  if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0) {
+    note_other_type(event.name, found);
+  }
+}
+
+void FolderWatch::take_file_event(const Event& event, FolderEvents& found) {
+  if ((event.mask & IN_MOVED_FROM) != 0) {
+    moved_away_ = {event.name, event.cookie};
+    return;
+  }
+  if ((event.mask & IN_DELETE) != 0) {
+    pending_.erase(event.name);
+    found.gone.push_back({event.name, ""});
+    return;
+  }
+  if ((event.mask & IN_MOVED_TO) != 0) {
+    take_arrival(event, found);
+    return;
+  }
+  Pending& file = pending_[event.name];
+  file.changed = Clock::now();
+  file.arrived = file.arrived || (event.mask & IN_ATTRIB) == 0;
+  // The end of every writer is reported, a crash included, so a file never waits indefinitely.
+  file.being_written = (event.mask & IN_MODIFY) != 0 ||
+                       (file.being_written && (event.mask & (IN_CREATE | IN_ATTRIB)) != 0);
+}
+
+void FolderWatch::take_arrival(const Event& event, FolderEvents& found) {
+  Pending file{.changed = Clock::now(), .being_written = false, .arrived = true};
+  if (moved_away_) {
+    const std::string from = std::exchange(moved_away_, std::nullopt)->first;
+    const auto was = pending_.find(from);
+    file.arrived = was != pending_.end() && was->second.arrived;
+    file.being_written = was != pending_.end() && was->second.being_written;
+    pending_.erase(from);
+    found.gone.push_back({from, event.name});
+  }
+  pending_[event.name] = file;
+}
+
+void FolderWatch::report_move_away(FolderEvents& found) {
+  if (moved_away_) {
+    pending_.erase(moved_away_->first);
+    found.gone.push_back({moved_away_->first, ""});
+    moved_away_.reset();
+  }
+}
+
+bool FolderWatch::find_all(FolderEvents& found) {
   const Clock::time_point now = Clock::now();
-  // Nobody else reads this folder's stream.
-  // cppcheck-suppress readdirCalled
-  while (const dirent* entry = readdir(folder.get())) {
-    const auto picture =
-        is_picture_name(entry->d_name) ? look_at(folder_, entry->d_name) : std::nullopt;
-    if (!picture) {
-      continue;
+  return for_each_name(setup_.folder, [&](const std::string& name) {
+    if (!is_photo_name(name)) {
+      note_other_type(name, found);
+      return;
     }
-    const auto [place, is_new] = seen_.try_emplace(picture->name);
-    Seen& seen = place->second;
-    seen.still_there = true;
-    if (is_new || seen.picture.size != picture->size ||
-        seen.picture.changed_ns != picture->changed_ns) {
-      seen.changed = now;
+    const auto status = status_of(setup_.folder + "/" + name);
+    if (status && S_ISREG(status->st_mode)) {
+      pending_.try_emplace(name, Pending{.changed = now - age_of(*status)});
     }
-    seen.picture = *picture;
-  }
-  std::vector<FolderPicture> ready;
-  for (auto seen = seen_.begin(); seen != seen_.end();) {
-    Seen& file = seen->second;
-    if (!std::exchange(file.still_there, false)) {
-      seen = seen_.erase(seen);
-      continue;
-    }
-    if (!file.being_written && file.picture.size > 0 && now - file.changed >= settle_) {
-      ready.push_back(file.picture);
-    }
-    ++seen;
-  }
-  return ready;
+  });
 }
 
-void FolderWatch::wait(std::chrono::milliseconds limit) {
-  pollfd event{events_, POLLIN, 0};
-  (void)poll(&event, 1, static_cast<int>(limit.count()));
+bool FolderWatch::look_through(FolderEvents& found) {
+  const Clock::time_point start = Clock::now();
+  const bool is_first = !std::exchange(was_looked_through_, true);
+  std::map<std::string, FileStamp> present;
+  const bool readable = for_each_name(setup_.folder, [&](const std::string& name) {
+    const auto status = is_photo_name(name) ? status_of(setup_.folder + "/" + name) : std::nullopt;
+    if (status && S_ISREG(status->st_mode)) {
+      present.emplace(name, stamp_of(*status));
+    }
+  });
+  if (!readable) {
+    was_looked_through_ = !is_first;
+    return false;
+  }
+  for (const auto& [name, stamp] : present_) {
+    if (!present.contains(name)) {
+      pending_.erase(name);
+      found.gone.push_back({name, ""});
+    }
+  }
+  for (const auto& [name, stamp] : present) {
+    const auto before = present_.find(name);
+    if (before == present_.end() ? !is_first : before->second != stamp) {
+      Pending& file = pending_[name];
+      file.changed = start;
+      file.arrived = true;
+    }
+  }
+  present_ = std::move(present);
+  if (setup_.look_through_every > std::chrono::milliseconds(0)) {
+    // A large folder on a slow share is not looked through all the time.
+    constexpr int pause = 20;
+    next_look_ = Clock::now() + std::max<Clock::duration>(setup_.look_through_every,
+                                                          pause * (Clock::now() - start));
+  }
+  return true;
+}
+
+void FolderWatch::note_other_type(const std::string& name, FolderEvents& found) {
+  const std::string ending = ending_of(name);
+  if (ending.empty() ||
+      std::ranges::find(kUnfinishedEndings, ending) != std::end(kUnfinishedEndings)) {
+    return;
+  }
+  const auto status = status_of(setup_.folder + "/" + name);
+  if (status && S_ISREG(status->st_mode) && other_types_.insert(ending).second) {
+    found.passed_over.push_back(name);
+  }
 }

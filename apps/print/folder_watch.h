@@ -1,49 +1,92 @@
-// The pictures of a folder that are ready to be read, as they come.
+// What happens to the photos of a folder: which were put there and are ready to be read, which were
+// removed or renamed. Each is reported once; the cost does not depend on how many files are there.
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
-struct FolderPicture {
-  std::string name;  // in the folder
-  std::uint64_t size = 0;
-  std::int64_t changed_ns = 0;
+#include "apps/print/ledger.h"
+
+struct FolderEvents {
+  struct Gone {
+    std::string name;
+    std::string renamed_to;  // another name of a photo in this folder; "" when it left the folder
+  };
+  struct Settled {
+    std::string name;
+    // It was put there or written to while the folder was watched. Otherwise it was found in the
+    // folder, was renamed there, or only its permissions or times were changed.
+    bool arrived = false;
+  };
+  std::vector<Gone> gone;                // in their order, all of them before what settled
+  std::vector<Settled> settled;          // by name
+  std::vector<std::string> passed_over;  // files of a type that is not read, the first of each type
+};
+
+struct FolderWatchSetup {
+  std::string folder;
+  std::chrono::milliseconds settle{1000};
+  // Also look through the folder from time to time. Always done where the system does not report
+  // what other machines do to the folder.
+  bool look_through = false;
+  std::chrono::milliseconds look_through_every{2000};  // 0: at every call
 };
 
 class FolderWatch {
  public:
-  // A picture is ready when nobody has written to it for `settle`. Where the system tells of it, a
-  // file that is being written to waits for its writer to be done; on a network share, where it
-  // does not, size and time of change have to stay the same for `settle`.
-  FolderWatch(std::string folder, std::chrono::milliseconds settle);
+  // A photo has settled when nobody wrote to it for `settle` and no program that was seen to write
+  // to it still has it open.
+  explicit FolderWatch(FolderWatchSetup setup);
   ~FolderWatch();
   FolderWatch(const FolderWatch&) = delete;
   FolderWatch& operator=(const FolderWatch&) = delete;
 
-  // Looks through the folder: the pictures that are ready, by name. Nothing when the folder cannot
-  // be read, with errno set.
-  [[nodiscard]] std::optional<std::vector<FolderPicture>> ready();
+  // What happened since the last call; at first, and after events were lost, all photos of the
+  // folder settle again. Nothing, with errno set, when the folder cannot be read.
+  [[nodiscard]] std::optional<FolderEvents> take();
 
   // Waits until something may have changed, at most `limit`; a signal ends the wait.
-  void wait(std::chrono::milliseconds limit);
+  void wait(std::chrono::milliseconds limit) const;
+
+  // For tests: the descriptor that events are read from.
+  [[nodiscard]] int events() const { return events_; }
 
  private:
   using Clock = std::chrono::steady_clock;
-  struct Seen {
-    FolderPicture picture;
+  struct Pending {
     Clock::time_point changed;
     bool being_written = false;
-    bool still_there = false;
+    bool arrived = false;
   };
+  struct Event;
 
-  void take_events();
+  [[nodiscard]] bool follow_folder();
+  void read_events(FolderEvents& found);
+  void take_event(const Event& event, FolderEvents& found);
+  void take_file_event(const Event& event, FolderEvents& found);
+  void report_move_away(FolderEvents& found);
+  void take_arrival(const Event& event, FolderEvents& found);
+  [[nodiscard]] bool find_all(FolderEvents& found);
+  [[nodiscard]] bool look_through(FolderEvents& found);
+  void note_other_type(const std::string& name, FolderEvents& found);
 
-  std::string folder_;
-  std::chrono::milliseconds settle_;
+  FolderWatchSetup setup_;
   int events_ = -1;
-  std::map<std::string, Seen> seen_;
+  int watch_ = -1;
+  // Which folder the path led to.
+  std::uint64_t device_ = 0;
+  std::uint64_t inode_ = 0;
+  bool find_all_ = true;
+  std::map<std::string, Pending> pending_;
+  // A name that was moved away; the next event may say where to.
+  std::optional<std::pair<std::string, std::uint32_t>> moved_away_;
+  std::set<std::string> other_types_;
+  // Where the folder is looked through: the photos that the last look found.
+  std::map<std::string, FileStamp> present_;
+  bool was_looked_through_ = false;
+  Clock::time_point next_look_{};
 };

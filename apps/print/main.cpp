@@ -11,7 +11,9 @@
 #include "apps/image/write_png.h"
 #include "apps/layout/page_in_child.h"
 #include "apps/print/filter_destination.h"
+#include "apps/print/history.h"
 #include "apps/print/queue_destination.h"
+#include "apps/print/sheet_printer.h"
 #include "apps/print/watch_job.h"
 
 namespace {
@@ -22,7 +24,12 @@ struct Wishes {
   std::string to;
   std::string preview;
   std::string folder;
-  std::string journal;
+  std::string ledger;
+  std::int64_t reprint = 0;
+  int limit = 0;
+  bool history = false;
+  bool new_only = false;
+  bool move = false;
   std::string paper;
   std::string finish;
   std::string brightness;
@@ -72,16 +79,30 @@ void describe_choices(CLI::App& app, Wishes& wishes) {
                "do not turn the picture by a quarter where the sheet's shape asks for it");
 }
 
+void describe_watching(CLI::App& app, Wishes& wishes) {
+  app.add_option("--watch", wishes.folder,
+                 "print the photos of this folder and whatever is put there, each once, also after "
+                 "a restart");
+  app.add_option("--limit", wishes.limit, "with --watch: at most so many sheets in a day")
+      ->check(CLI::Range(1, 1000000));
+  app.add_flag("--new-only", wishes.new_only,
+               "with --watch: leave what is in the folder when it is watched for the first time");
+  app.add_flag("--move", wishes.move,
+               "with --watch: move files to the folder's own printed/ and failed/ when they are "
+               "done");
+  app.add_flag("--history", wishes.history, "list the sheets of watched folders");
+  app.add_option("--reprint", wishes.reprint, "print this sheet of the history again")
+      ->check(CLI::PositiveNumber);
+  app.add_option("--ledger,--journal", wishes.ledger,
+                 "file that notes which sheets of watched folders were printed");
+}
+
 void describe_options(CLI::App& app, Wishes& wishes) {
   app.add_option("PICTURE", wishes.pictures,
                  "photos: JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM; \"-\" is standard input");
   describe_destinations(app, wishes);
   describe_choices(app, wishes);
-  app.add_option("--watch", wishes.folder,
-                 "print the pictures of this folder and whatever is put there, each once, also "
-                 "over a restart");
-  app.add_option("--journal", wishes.journal,
-                 "file that notes which pictures of the folder were printed");
+  describe_watching(app, wishes);
   app.add_flag("-v,--verbose", wishes.verbose, "show the filter's log (with --to or --preview)");
 }
 
@@ -151,12 +172,20 @@ std::optional<std::string> collect_choices(const Wishes& wishes, Choices& choice
 bool is_two_up_paper(const std::string& page_size) { return page_size == "w288h432"; }
 
 std::optional<std::string> check_wishes(const Wishes& wishes) {
-  if (wishes.pictures.empty() == wishes.folder.empty()) {
-    return wishes.folder.empty() ? "no picture given"
-                                 : "--watch takes its pictures from the folder alone";
+  const int tasks = (wishes.pictures.empty() ? 0 : 1) + (wishes.folder.empty() ? 0 : 1) +
+                    (wishes.history ? 1 : 0) + (wishes.reprint != 0 ? 1 : 0);
+  if (tasks != 1) {
+    return tasks == 0 ? "no picture given"
+                      : "pictures, --watch, --history and --reprint exclude each other";
   }
-  if (!wishes.journal.empty() && wishes.folder.empty()) {
-    return "--journal belongs to --watch";
+  if (wishes.folder.empty() && (wishes.limit != 0 || wishes.new_only || wishes.move)) {
+    return "--limit, --new-only and --move need --watch";
+  }
+  if (!wishes.ledger.empty() && !wishes.pictures.empty()) {
+    return "--ledger is for --watch, --history and --reprint";
+  }
+  if (wishes.reprint != 0 && !wishes.preview.empty()) {
+    return "--reprint prints; it shows no preview";
   }
   if (!wishes.folder.empty() && !wishes.preview.empty()) {
     return "--watch prints; it shows no preview";
@@ -207,7 +236,9 @@ class PrintProgram {
       : app_(app),
         wishes_(wishes),
         progress_("picture", static_cast<int>(wishes.pictures.size())),
-        previews_(wishes.preview) {}
+        previews_(wishes.preview),
+        queue_(wishes.queue),
+        to_(wishes.to) {}
 
   int run() {
     Choices choices;
@@ -218,26 +249,29 @@ class PrintProgram {
     if (problem) {
       return wrong_usage(app_, *problem);
     }
-    if (!open_destination(choices)) {
+    setup_.preparation = {wishes_.whole, !wishes_.no_turn};
+    if (wishes_.history) {
+      return show_history();
+    }
+    if ((wishes_.reprint != 0 && !find_reprint(choices)) || !open_destination(choices)) {
       return kExitFailed;
     }
     if (wishes_.two_up && !is_two_up_paper(setup_.destination->choices().at("PageSize"))) {
       return wrong_usage(app_, "--two-up is for 6x4 pictures; choose --paper 6x4");
     }
-    setup_.preparation = {wishes_.whole, !wishes_.no_turn};
     setup_.copies = wishes_.copies;
     stop_on_signals();
-    return wishes_.folder.empty() ? print_pictures() : watch();
+    return !wishes_.folder.empty() ? watch() : wishes_.reprint != 0 ? reprint() : print_pictures();
   }
 
  private:
-  [[nodiscard]] bool wants_queue() const { return wishes_.to.empty() && wishes_.preview.empty(); }
+  [[nodiscard]] bool wants_queue() const { return to_.empty() && wishes_.preview.empty(); }
 
   bool open_destination(const Choices& wished) {
     std::string error;
     Choices choices = default_choices();
-    if (wants_queue() || !wishes_.queue.empty()) {
-      destination_ = make_queue_destination(wishes_.queue, wished, error);
+    if (wants_queue() || !queue_.empty()) {
+      destination_ = make_queue_destination(queue_, wished, error);
       if (!destination_) {
         say_wrong(error);
         return false;
@@ -262,8 +296,8 @@ class PrintProgram {
       say_wrong("the filter rastertok905 is nowhere to be found; K905_FILTER can name it");
       return false;
     }
-    setup.to = wishes_.to;
-    setup.append = !wishes_.folder.empty();
+    setup.to = to_;
+    setup.append = wishes_.pictures.empty();
     setup.show_log = wishes_.verbose;
     if (!wishes_.preview.empty()) {
       const bool fine = sheet_place(choices).fine;
@@ -311,23 +345,91 @@ class PrintProgram {
     return result.all_printed();
   }
 
-  int watch() {
-    WatchSetup watch;
-    watch.job = setup_;
-    watch.folder = wishes_.folder;
-    watch.one_job = wishes_.two_up;
-    watch.journal = wishes_.journal;
+  // The ledger's place; "" after an error was reported.
+  std::string ledger_path() {
     std::string error;
-    if (watch.journal.empty()) {
-      watch.journal = usual_journal(wishes_.folder, error);
+    const std::string path = wishes_.ledger.empty() ? usual_ledger(error) : wishes_.ledger;
+    if (path.empty()) {
+      say_wrong(error);
     }
-    if (watch.journal.empty()) {
+    return path;
+  }
+
+  WatchSetup watch_setup(const std::string& folder) {
+    return {.job = setup_,
+            .folder = folder,
+            .ledger = ledger_path(),
+            .two_up = wishes_.two_up,
+            .limit = wishes_.limit,
+            .new_only = wishes_.new_only,
+            .move = wishes_.move};
+  }
+
+  int watch() {
+    const WatchSetup setup = watch_setup(wishes_.folder);
+    return setup.ledger.empty() ? kExitFailed : watch_folder(setup, wrong_sayer(), sayer());
+  }
+
+  int show_history() {
+    Ledger ledger;
+    if (!open(ledger)) {
+      return kExitFailed;
+    }
+    std::fputs(history_text(ledger).c_str(), stdout);
+    return std::fflush(stdout) == 0 ? 0 : kExitFailed;
+  }
+
+  bool open(Ledger& ledger) {
+    const std::string path = ledger_path();
+    std::string error;
+    if (path.empty() || ledger.open(path, error)) {
+      return !path.empty();
+    }
+    say_wrong(error);
+    return false;
+  }
+
+  // The sheet as it was printed, but for what the command line says otherwise.
+  bool find_reprint(Choices& choices) {
+    Ledger ledger;
+    if (!open(ledger)) {
+      return false;
+    }
+    again_ = ledger.find_sheet(wishes_.reprint);
+    if (!again_) {
+      say_wrong("no sheet has the number " + std::to_string(wishes_.reprint) +
+                "; see k905-print --history");
+      return false;
+    }
+    add_settings(again_->target.settings, choices, setup_.preparation);
+    if (queue_.empty() && to_.empty()) {
+      queue_ = again_->target.queue;
+      to_ = again_->target.device;
+    }
+    return true;
+  }
+
+  int reprint() {
+    std::string error;
+    {
+      Ledger ledger;
+      if (!open(ledger)) {
+        return kExitFailed;
+      }
+      again_ = order_again(ledger, *again_, error);
+    }
+    if (!again_) {
       say_wrong(error);
       return kExitFailed;
     }
-    return watch_folder(
-        watch, [this](const std::string& words) { say_wrong(words); },
-        [this](const std::string& words) { say(words); });
+    return print_waiting(watch_setup(again_->folder), again_->name, wrong_sayer(), sayer());
+  }
+
+  Complaint sayer() {
+    return [this](const std::string& words) { say(words); };
+  }
+  Complaint wrong_sayer() {
+    return [this](const std::string& words) { say_wrong(words); };
   }
 
   // The names of files are anybody's; a terminal obeys what they may hold.
@@ -351,6 +453,9 @@ class PrintProgram {
   const Wishes& wishes_;
   Progress progress_;
   SheetPictures previews_;
+  std::string queue_;
+  std::string to_;
+  std::optional<SheetEntry> again_;  // the sheet that is printed again
   std::unique_ptr<Destination> destination_;
   JobSetup setup_;
 };

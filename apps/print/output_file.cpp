@@ -154,6 +154,14 @@ bool OutputFile::look_at_locked_file() {
   return is_there;
 }
 
+std::optional<FilePlace> OutputFile::place() const {
+  struct stat status = {};
+  if (!plain_ || !beside_.empty() || fstat(descriptor_.get(), &status) != 0) {
+    return std::nullopt;
+  }
+  return FilePlace{status.st_dev, status.st_ino, status.st_size};
+}
+
 bool OutputFile::write(const void* bytes, std::size_t count) {
   return write_whole(descriptor_.get(), {static_cast<const char*>(bytes), count});
 }

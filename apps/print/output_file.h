@@ -4,9 +4,11 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "apps/base/descriptor.h"
+#include "apps/print/ledger.h"
 
 // A plain file has the new job only after keep(): what fails or is abandoned leaves it as it was. A
 // device gets the bytes at once. While a device or a file that is appended to is open, it is
@@ -22,6 +24,9 @@ class OutputFile {
   // made: it is a device that is not there. False with the reason in `error`.
   [[nodiscard]] bool open(const std::string& path, bool append, std::string& error);
   [[nodiscard]] bool is_open() const { return static_cast<bool>(descriptor_); }
+
+  // Where the job begins, in a plain file that is appended to.
+  [[nodiscard]] std::optional<FilePlace> place() const;
 
   // False with errno set.
   [[nodiscard]] bool write(const void* bytes, std::size_t count);

@@ -16,44 +16,6 @@ volatile sig_atomic_t stop_wanted = 0;
 
 void note_stop(int) { stop_wanted = 1; }
 
-std::string title_for(const std::vector<std::string>& files) {
-  const std::string& first = files.front();
-  const std::string file = first == "-" ? "photo" : first.substr(first.rfind('/') + 1);
-  // The print system refuses what is no text.
-  constexpr std::size_t longest = 120;
-  const std::string name = one_line_of_text(file, longest);
-  return files.size() == 1 ? name : name + " and " + std::to_string(files.size() - 1) + " more";
-}
-
-std::optional<Picture> page_of(const std::string& file, const JobSetup& setup,
-                               const Complaint& complain) {
-  std::string error;
-  std::optional<Prepared> prepared = k905::page_in_child(
-      file, sheet_place(setup.destination->choices()), setup.preparation, error);
-  if (!prepared) {
-    complain(file + ": " + error);
-    return std::nullopt;
-  }
-  if (!prepared->warning.empty()) {
-    complain(file + ": " + prepared->warning);
-  }
-  return std::move(prepared->page);
-}
-
-bool begin(Destination& destination, const std::string& title, const BegunHandler& on_begun,
-           std::string& error) {
-  Destination::Begun begun;
-  if (!destination.begin(title, begun, error)) {
-    return false;
-  }
-  if (on_begun && !on_begun(begun.number, title)) {
-    destination.abandon();
-    error.clear();  // told already
-    return false;
-  }
-  return true;
-}
-
 bool send(Destination& destination, const Picture& page, int copies, std::string& error) {
   for (int copy = 0; copy < copies; ++copy) {
     if (!destination.page(page, error)) {
@@ -65,28 +27,50 @@ bool send(Destination& destination, const Picture& page, int copies, std::string
 
 }  // namespace
 
+std::string job_title(const std::vector<std::string>& files) {
+  const std::string& first = files.front();
+  const std::string file = first == "-" ? "photo" : first.substr(first.rfind('/') + 1);
+  // The print system refuses what is no text.
+  constexpr std::size_t longest = 120;
+  const std::string name = one_line_of_text(file, longest);
+  return files.size() == 1 ? name : name + " and " + std::to_string(files.size() - 1) + " more";
+}
+
+std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
+                                 const std::string& name, const Complaint& complain,
+                                 std::string& error) {
+  std::optional<Prepared> prepared = k905::page_in_child(
+      path, sheet_place(setup.destination->choices()), setup.preparation, error);
+  if (!prepared) {
+    return std::nullopt;
+  }
+  if (!prepared->warning.empty()) {
+    complain(name + ": " + prepared->warning);
+  }
+  return std::move(prepared->page);
+}
+
 JobResult print_job(const JobSetup& setup, const std::vector<std::string>& files,
-                    Progress& progress, int done, const Complaint& complain,
-                    const BegunHandler& on_begun) {
+                    Progress& progress, int done, const Complaint& complain) {
   JobResult result;
   result.outcomes.resize(files.size(), PictureOutcome::not_reached);
   Destination& destination = *setup.destination;
   bool begun = false;
   std::string error;
   const auto given_up = [&] {
-    if (!error.empty()) {
-      complain(error);
-    }
+    complain(error);
     return result;
   };
   for (std::size_t i = 0; i < files.size() && (i == 0 || !stop_asked()); ++i) {
     progress.show(done + static_cast<int>(i) + 1);
-    const std::optional<Picture> page = page_of(files[i], setup, complain);
+    const std::optional<Picture> page = read_page(setup, files[i], files[i], complain, error);
     if (!page) {
+      complain(files[i] + ": " + std::exchange(error, ""));
       result.outcomes[i] = PictureOutcome::unreadable;
       continue;
     }
-    if (!begun && !begin(destination, title_for(files), on_begun, error)) {
+    Destination::Begun number;
+    if (!begun && !destination.begin({job_title(files), ""}, number, error)) {
       return given_up();
     }
     begun = true;

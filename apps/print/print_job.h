@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,9 +19,14 @@ struct JobSetup {
 // What is said to the user on the way: a picture by name, and what is wrong with it.
 using Complaint = std::function<void(const std::string& words)>;
 
-// Called when a job was begun, before its pages: the number it has, if it has one, and its title.
-// False gives the job up.
-using BegunHandler = std::function<bool(int number, const std::string& title)>;
+// A photo as the page of a job. `path` is read; messages call it `name`. Null with the reason in
+// `error` when it cannot be read.
+[[nodiscard]] std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
+                                               const std::string& name, const Complaint& complain,
+                                               std::string& error);
+
+// What a job of these files is called.
+[[nodiscard]] std::string job_title(const std::vector<std::string>& files);
 
 enum class PictureOutcome { not_reached, unreadable, sent };
 
@@ -36,8 +42,7 @@ struct JobResult {
 // A picture that cannot be read is complained of and left out. When nothing can be read there is no
 // job. `progress` is shown each picture, counted on from `done`.
 [[nodiscard]] JobResult print_job(const JobSetup& setup, const std::vector<std::string>& files,
-                                  Progress& progress, int done, const Complaint& complain,
-                                  const BegunHandler& on_begun = {});
+                                  Progress& progress, int done, const Complaint& complain);
 
 // SIGTERM, SIGINT and SIGHUP: the picture in hand is printed, no further one is begun. A second
 // SIGINT, from somebody who cannot wait, ends the program at once. SIGINT and SIGHUP that were

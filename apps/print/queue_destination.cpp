@@ -7,6 +7,7 @@
 #include "apps/base/queue_ppd.h"
 #include "apps/layout/page_plan.h"
 #include "apps/layout/raster_writer.h"
+#include "apps/print/queue_jobs.h"
 
 namespace {
 
@@ -87,8 +88,12 @@ Choices job_choices(ppd_file_t* ppd, const Choices& choices) {
 
 class QueueDestination final : public Destination {
  public:
-  QueueDestination(std::string queue, Choices choices, const Choices& said)
-      : queue_(std::move(queue)), choices_(std::move(choices)), place_(sheet_place(choices_)) {
+  // `hold`: until when the queue holds its jobs; "" when it does not.
+  QueueDestination(std::string queue, std::string hold, Choices choices, const Choices& said)
+      : queue_(std::move(queue)),
+        hold_(std::move(hold)),
+        choices_(std::move(choices)),
+        place_(sheet_place(choices_)) {
     for (const auto& [keyword, choice] : said) {
       job_options_.add(keyword, choice);
     }
@@ -97,7 +102,14 @@ class QueueDestination final : public Destination {
 
   [[nodiscard]] const Choices& choices() const override { return choices_; }
 
-  [[nodiscard]] bool begin(const std::string& title, Begun& begun, std::string& error) override {
+  [[nodiscard]] SheetTarget target() const override {
+    SheetTarget target;
+    target.queue = queue_;
+    target.hold = hold_;
+    return target;
+  }
+
+  [[nodiscard]] bool begin(const JobName& name, Begun& begun, std::string& error) override {
     // A connection for every job: a job that is given up is cut off with it, where the end of the
     // request would make the print system take what has come for the whole.
     http_ = k905::connect_to_scheduler(kConnectMs);
@@ -105,14 +117,21 @@ class QueueDestination final : public Destination {
       error = "the print system does not answer";
       return false;
     }
-    job_ = cupsCreateJob(http_.get(), queue_.c_str(), title.c_str(), job_options_.count(),
-                         job_options_.all());
+    Options options(job_options_);
+    is_held_ = !name.ticket.empty();
+    if (is_held_) {
+      options.add(kHoldOption, kHeld);
+      options.add(kTicketOption, name.ticket);
+    }
+    job_ = cupsCreateJob(http_.get(), queue_.c_str(), name.title.c_str(), options.count(),
+                         options.all());
     begun.number = job_;
+    is_complete_ = false;
     if (job_ == 0) {
       error = said_by_cups();
       return false;
     }
-    title_ = title;
+    title_ = name.title;
     return true;
   }
 
@@ -126,7 +145,7 @@ class QueueDestination final : public Destination {
     return true;
   }
 
-  [[nodiscard]] bool end(std::string& word, std::string& error) override {
+  [[nodiscard]] bool complete(std::string& error) override {
     writer_.reset();
     const ipp_status_t status = cupsFinishDocument(http_.get(), queue_.c_str());
     if (status >= IPP_STATUS_REDIRECTION_OTHER_SITE || status < IPP_STATUS_OK) {
@@ -134,9 +153,17 @@ class QueueDestination final : public Destination {
       abandon();
       return false;
     }
-    word = "job " + std::to_string(job_) + " on " + queue_;
-    job_ = 0;
+    is_complete_ = true;
     return true;
+  }
+
+  [[nodiscard]] bool end(std::string& word, std::string& error) override {
+    if (!is_complete_ && !complete(error)) {
+      return false;
+    }
+    const int number = std::exchange(job_, 0);
+    word = "job " + std::to_string(number) + " on " + queue_;
+    return !is_held_ || release_queue_job(number, hold_, error);
   }
 
   void abandon() override {
@@ -144,7 +171,7 @@ class QueueDestination final : public Destination {
     writer_.reset();
     http_.reset();
     if (job_ != 0) {
-      cancel_job(std::exchange(job_, 0));
+      (void)cancel_queue_job(std::exchange(job_, 0));
     }
   }
 
@@ -173,21 +200,23 @@ class QueueDestination final : public Destination {
   }
 
   std::string queue_;
+  std::string hold_;
   Choices choices_;
   SheetPlace place_;
   CupsOptions job_options_;
   Http http_;
   int job_ = 0;
   std::string title_;
+  bool is_held_ = false;
+  bool is_complete_ = false;
   bool given_up_ = false;
   std::optional<RasterWriter> writer_;
 };
 
-std::string job_uri(int number) { return "ipp://localhost/jobs/" + std::to_string(number); }
-
-int integer_of(ipp_t* answer, const char* name) {
-  ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ZERO);
-  return attribute == nullptr ? 0 : ippGetInteger(attribute, 0);
+// What the queue, or the user for this queue, chose for jobs that say nothing about it.
+std::string usual_hold(const cups_dest_t& dest) {
+  const char* hold = cupsGetOption(kHoldOption, dest.num_options, dest.options);
+  return hold == nullptr || std::strcmp(hold, "no-hold") == 0 ? "" : hold;
 }
 
 }  // namespace
@@ -214,29 +243,6 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue, co
     error = "the queue " + std::string(dest->name) + " has no paper of this printer";
     return nullptr;
   }
-  return std::make_unique<QueueDestination>(dest->name, choices, job_choices(ppd.get(), choices));
+  return std::make_unique<QueueDestination>(dest->name, usual_hold(*dest), choices,
+                                            job_choices(ppd.get(), choices));
 }
-
-JobFate fate_of_job(int number, const std::string& title) {
-  ipp_t* request = ippNewRequest(IPP_OP_GET_JOB_ATTRIBUTES);
-  ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "job-uri", nullptr,
-               job_uri(number).c_str());
-  ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
-               cupsUser());
-  const Ipp answer(cupsDoRequest(CUPS_HTTP_DEFAULT, request, "/"));
-  if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) {
-    return JobFate::gone;
-  }
-  if (!answer || cupsLastError() >= IPP_STATUS_REDIRECTION_OTHER_SITE) {
-    return JobFate::unknown;
-  }
-  ipp_attribute_t* name = ippFindAttribute(answer.get(), "job-name", IPP_TAG_NAME);
-  // Numbers begin anew when the spool is lost.
-  if (name != nullptr && title != ippGetString(name, 0, nullptr)) {
-    return JobFate::gone;
-  }
-  // Counted when the last byte of a document has arrived, and kept for as long as the job is known.
-  return integer_of(answer.get(), "job-k-octets") > 0 ? JobFate::taken : JobFate::not_taken;
-}
-
-void cancel_job(int number) { (void)cupsCancelJob2(CUPS_HTTP_DEFAULT, nullptr, number, 0); }

@@ -1,6 +1,9 @@
 #include "apps/print/watch_job.h"
 
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,13 +11,21 @@
 #include <cinttypes>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
+#include <iterator>
+#include <limits>
 #include <map>
+#include <set>
 #include <utility>
 
+#include "apps/base/fnv1a.h"
+#include "apps/layout/page_in_child.h"
+#include "apps/print/finished_files.h"
 #include "apps/print/folder_watch.h"
-#include "apps/print/journal.h"
-#include "apps/print/queue_destination.h"
+#include "apps/print/old_journal.h"
+#include "apps/print/photo_file.h"
+#include "apps/print/sheet_printer.h"
 
 namespace {
 
@@ -22,9 +33,10 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr milliseconds kSettle{1000};
 constexpr milliseconds kLookAgain{500};
 constexpr seconds kTryAgain{15};
+constexpr milliseconds kFirstRetry{1000};
+constexpr milliseconds kLongestRetry{300000};
 
 std::string home_folder() {
   if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
@@ -36,186 +48,474 @@ std::string home_folder() {
   return user != nullptr ? user->pw_dir : "";
 }
 
-bool is_same(const PictureStamp& stamp, const FolderPicture& picture) {
-  return stamp.size == picture.size && stamp.changed_ns == picture.changed_ns;
+// The user's folder for files of this program.
+std::string state_folder(std::string& error) {
+  const char* state = std::getenv("XDG_STATE_HOME");
+  const std::string home = home_folder();
+  std::string place = state != nullptr && *state == '/' ? state
+                      : !home.empty()                   ? home + "/.local/state"
+                                                        : "";
+  if (place.empty()) {
+    error = "no place for the ledger; name one with --ledger";
+    return "";
+  }
+  place += "/k905-print";
+  std::error_code problem;
+  std::filesystem::create_directories(place, problem);
+  return place;
+}
+
+std::string hash_in_name(const std::string& folder) {
+  char text[24];
+  std::snprintf(text, sizeof text, "-%016" PRIx64, fnv1a(folder));
+  return text;
+}
+
+// Where earlier versions noted what was printed from that folder.
+std::string usual_journal(const std::string& folder) {
+  std::string error;
+  constexpr std::size_t longest = 200;
+  const std::string name = std::filesystem::path(folder).filename().string().substr(0, longest);
+  return state_folder(error) + "/" + name + hash_in_name(folder) + ".journal";
+}
+
+std::int64_t start_of_today() {
+  const std::time_t now = std::time(nullptr);
+  std::tm day{};
+  localtime_r(&now, &day);
+  day.tm_hour = day.tm_min = day.tm_sec = 0;
+  day.tm_isdst = -1;
+  return std::mktime(&day);
+}
+
+// One program at a time prints from a folder: a lock that ends with the program.
+class FolderLock {
+ public:
+  FolderLock() = default;
+  ~FolderLock() {
+    if (file_ >= 0) {
+      close(file_);
+    }
+  }
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+  enum class Result { taken, held_by_another, failed };
+  [[nodiscard]] Result take(const std::string& ledger, const std::string& folder,
+                            std::string& error) {
+    const std::string path = ledger + hash_in_name(folder) + ".lock";
+    file_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (file_ >= 0 && flock(file_, LOCK_EX | LOCK_NB) == 0) {
+      return Result::taken;
+    }
+    error = path + ": " + std::strerror(errno);
+    return file_ >= 0 && errno == EWOULDBLOCK ? Result::held_by_another : Result::failed;
+  }
+
+ private:
+  int file_ = -1;
+};
+
+// A ledger at the place of an old journal: the journal gives way and is imported.
+bool open_ledger(Ledger& ledger, const std::string& path, const std::string& folder,
+                 std::string& error) {
+  const std::string aside = path + ".old";
+  if (is_old_journal(path) && std::rename(path.c_str(), aside.c_str()) != 0) {
+    error = path + ": " + std::strerror(errno);
+    return false;
+  }
+  return ledger.open(path, error) && import_old_journal(aside, folder, ledger, error) &&
+         import_old_journal(usual_journal(folder), folder, ledger, error);
 }
 
 class FolderPrinter {
  public:
-  FolderPrinter(const WatchSetup& setup, const Complaint& complain, const Complaint& say)
+  FolderPrinter(const WatchSetup& setup, std::string folder, Ledger& ledger,
+                const Complaint& complain, const Complaint& say)
       : setup_(setup),
+        folder_(std::move(folder)),
+        ledger_(ledger),
         complain_(complain),
         say_(say),
-        watch_(setup.folder, kSettle),
-        progress_("picture", 1) {}
+        printer_(setup.job, ledger, folder_, setup.two_up ? 2 : 1, complain),
+        progress_("photo", 1) {}
 
-  int run() {
-    std::string error;
-    if (!journal_.open(setup_.journal, error)) {
-      complain_(error);
-      return 1;
-    }
-    while (!stop_asked() && !journal_is_lost_) {
-      look();
-      if (!stop_asked() && !journal_is_lost_) {
-        watch_.wait(kLookAgain);
-        // A file that grows tells so with every piece; ten looks a second are enough.
+  void watch() {
+    start();
+    FolderWatch watch({.folder = folder_});
+    while (!stop_asked()) {
+      look(watch);
+      if (!stop_asked()) {
+        watch.wait(kLookAgain);
+        // A file that grows reports every piece; ten looks a second are enough.
         usleep(100000);
       }
     }
-    return journal_is_lost_ ? 1 : 0;
+  }
+
+  // False when a sheet of that photo waits still.
+  bool print_now(const std::string& name) {
+    todo_[name] = {};
+    if (printer_.settle()) {
+      print_due();
+    } else {
+      complain_(kUnsettled);
+    }
+    return ledger_.waiting(folder_, name).empty();
   }
 
  private:
-  void look() {
+  static constexpr char kUnsettled[] =
+      "the print system does not answer what became of the last job; nothing is printed before";
+
+  // A file that is to be looked at.
+  struct Todo {
+    bool arrived = false;
+    Clock::time_point when{};
+    milliseconds delay = kFirstRetry;
+    std::string problem;  // that was reported
+  };
+  // A photo with the sheets that are to be printed of it.
+  struct Order {
+    std::string name;
+    std::vector<std::int64_t> sheets;
+    Picture page;
+  };
+
+  void start() {
+    if (setup_.new_only && !ledger_.is_folder_known(folder_)) {
+      leave_all();
+    }
+    ledger_.add_folder(folder_);
+  }
+
+  // What is in the folder counts as seen to.
+  void leave_all() {
+    FolderWatch watch({.folder = folder_, .settle = milliseconds(0)});
+    const auto found = watch.take();
+    for (const auto& [name, arrived] : found ? found->settled : FolderEvents{}.settled) {
+      PhotoFile photo;
+      std::string error;
+      const PhotoRead result = photo.read(path_of(name), error);
+      if (result == PhotoRead::complete || result == PhotoRead::too_large) {
+        ledger_.set_file(folder_, name, {photo.stamp(), photo.content()});
+      }
+    }
+  }
+
+  // Sheets that an earlier run left, or that were ordered by another program.
+  void note_orders() {
+    for (const std::string& name : ledger_.names_waiting(folder_)) {
+      todo_.try_emplace(name);
+    }
+  }
+
+  void look(FolderWatch& watch) {
+    if (const std::int64_t version = ledger_.version_of_others();
+        std::exchange(version_of_others_, version) != version) {
+      note_orders();
+    }
+    const auto events = watch.take();
+    if (!events) {
+      complain_once(folder_ + ": " + std::strerror(errno));
+      return;
+    }
+    take_events(*events);
     if (Clock::now() < try_again_) {
       return;
     }
-    settle_begun_jobs();
-    const auto pictures = watch_.ready();
-    if (!pictures) {
-      complain_once(setup_.folder + ": " + std::strerror(errno));
+    if (!printer_.settle()) {
+      complain_once(kUnsettled);
+      try_again_ = Clock::now() + kTryAgain;
       return;
     }
-    std::vector<FolderPicture> fresh;
-    for (const FolderPicture& picture : *pictures) {
-      if (!is_done(picture)) {
-        fresh.push_back(picture);
-      }
+    if (!std::exchange(was_settled_, true)) {
+      note_orders();
     }
-    print_all(fresh);
+    print_due();
   }
 
-  void print_all(const std::vector<FolderPicture>& pictures) {
-    const std::size_t at_once = setup_.one_job ? pictures.size() : 1;
-    for (std::size_t i = 0; i < pictures.size(); i += at_once) {
-      if (stop_asked() || journal_is_lost_ || Clock::now() < try_again_) {
+  void take_events(const FolderEvents& events) {
+    for (const auto& [name, renamed_to] : events.gone) {
+      todo_.erase(name);
+      tried_.erase(name);
+      if (renamed_to.empty()) {
+        ledger_.forget_file(folder_, name);
+      } else {
+        ledger_.rename_file(folder_, name, renamed_to);
+      }
+    }
+    for (const auto& [name, arrived] : events.settled) {
+      Todo& todo = todo_[name];
+      todo.arrived = todo.arrived || arrived;
+      todo.when = {};
+      todo.delay = kFirstRetry;
+    }
+    for (const std::string& name : events.passed_over) {
+      complain_(path_of(name) + ": files of this type are not read; others of it are not reported");
+    }
+  }
+
+  // The files whose time has come, by name. Those that cannot be printed now stay in the list.
+  void print_due() {
+    std::vector<std::string> due;
+    for (const auto& [name, todo] : todo_) {
+      if (todo.when <= Clock::now()) {
+        due.push_back(name);
+      }
+    }
+    std::vector<Order> orders;  // whose sheets are not all sent
+    std::vector<SheetPrinter::Page> pages;
+    for (const std::string& name : due) {
+      if (stop_asked() && pages.empty()) {
         return;
       }
-      print({pictures.begin() + static_cast<std::ptrdiff_t>(i),
-             pictures.begin() + static_cast<std::ptrdiff_t>(i + at_once)});
+      if (!print_file(name, orders, pages)) {
+        return;
+      }
     }
+    (void)print_pages(orders, pages);
   }
 
-  bool is_done(const FolderPicture& picture) {
-    if (const auto known = unreadable_.find(picture.name);
-        known != unreadable_.end() && is_same(known->second, picture)) {
+  // False when nothing more can be printed now.
+  bool print_file(const std::string& name, std::vector<Order>& orders,
+                  std::vector<SheetPrinter::Page>& pages) {
+    progress_.show(1);
+    std::optional<Order> order = take_up(name);
+    if (!order) {
       return true;
     }
-    const JournalEntry* entry = journal_.find(picture.name);
-    if (entry == nullptr) {
-      return false;
+    orders.push_back(std::move(*order));
+    for (const std::int64_t id : orders.back().sheets) {
+      pages.push_back({id, name, nullptr});
+      if (pages.size() == pages_per_job() && !print_pages(orders, pages)) {
+        return false;
+      }
     }
-    if (entry->begun_job != 0 || is_same(entry->stamp, picture)) {
+    // Photos that share a sheet wait for each other; other jobs are of one photo.
+    return setup_.two_up || print_pages(orders, pages);
+  }
+
+  [[nodiscard]] std::size_t pages_per_job() const {
+    // One sheet at a time goes where nobody can ask what became of it. A queue takes all copies of
+    // a photo in one job.
+    return setup_.two_up ? 2
+           : setup_.job.destination->target().queue.empty()
+               ? 1
+               : std::numeric_limits<std::size_t>::max();
+  }
+
+  // Prints the pages and empties both lists. False when nothing more can be printed now.
+  bool print_pages(std::vector<Order>& orders, std::vector<SheetPrinter::Page>& pages) {
+    if (pages.empty()) {
       return true;
     }
-    // The same bytes under another time: touched, or a file system that keeps coarser times than it
-    // told before. That is no new picture.
-    if (entry->stamp.size != picture.size ||
-        checksum_of_file(path_of(picture)) != entry->stamp.checksum) {
+    if (!keep_limit(pages)) {
       return false;
     }
-    JournalEntry updated = *entry;
-    updated.stamp.changed_ns = picture.changed_ns;
-    journal_.set(picture.name, updated);
-    keep_journal();
+    for (SheetPrinter::Page& page : pages) {
+      page.page = &std::ranges::find(orders, page.name, &Order::name)->page;
+    }
+    std::string word;
+    std::string error;
+    const bool taken = printer_.print(pages, word, error);
+    if (!taken) {
+      complain_once(error);
+      try_again_ = Clock::now() + kTryAgain;
+    } else {
+      last_complaint_.clear();
+    }
+    for (const SheetPrinter::Page& page : pages) {
+      finish(page.name, taken ? word : "");
+    }
+    pages.clear();
+    const std::string last = orders.back().name;
+    std::erase_if(orders, [&last](const Order& order) { return order.name != last; });
+    return taken;
+  }
+
+  // Takes the sheets away that are too many for today. False when none is left.
+  bool keep_limit(std::vector<SheetPrinter::Page>& pages) {
+    if (setup_.limit == 0) {
+      return true;
+    }
+    const int left = setup_.limit - ledger_.sheets_since(folder_, start_of_today());
+    if (left <= 0) {
+      complain_once("the limit of " + std::to_string(setup_.limit) +
+                    " sheets for today is reached; the rest is printed tomorrow, or after a start "
+                    "with a higher --limit");
+      try_again_ = Clock::now() + kTryAgain;
+      return false;
+    }
+    const std::size_t most = static_cast<std::size_t>(left) * (setup_.two_up ? 2 : 1);
+    pages.resize(std::min(pages.size(), most));
     return true;
   }
 
-  void print(const std::vector<FolderPicture>& pictures) {
-    std::vector<std::string> files;
-    std::vector<JournalEntry> entries;
-    for (const FolderPicture& picture : pictures) {
-      files.push_back(path_of(picture));
-      JournalEntry entry;
-      entry.stamp = {picture.size, picture.changed_ns, checksum_of_file(files.back()).value_or(0)};
-      entries.push_back(entry);
-    }
-    const std::map<std::string, JournalEntry> before = journal_.entries();
-    const auto note_begun = [&](int number, const std::string& title) {
-      for (std::size_t i = 0; number != 0 && i < pictures.size(); ++i) {
-        JournalEntry begun = entries[i];
-        begun.begun_job = number;
-        begun.job_title = title;
-        journal_.set(pictures[i].name, begun);
-      }
-      // Where jobs have no number there is nothing new in it; but whether it can be kept is better
-      // known before the sheet than behind it.
-      return keep_journal();
-    };
-    const auto complain = [this](const std::string& words) { complain_once(words); };
-    const JobResult result = print_job(setup_.job, files, progress_, 0, complain, note_begun);
-    for (std::size_t i = 0; i < pictures.size(); ++i) {
-      note_outcome(pictures[i], entries[i], result, i, before);
-    }
-    const bool noted = keep_journal();
-    if (result.taken && noted) {
-      last_complaint_.clear();
-    }
-    // Only what is noted is said: whoever reads it may end the watch at once.
-    for (std::size_t i = 0; result.taken && i < pictures.size(); ++i) {
-      if (result.outcomes[i] == PictureOutcome::sent) {
-        say_(pictures[i].name + " -> " + result.word);
-      }
-    }
-    // What kept this one from being printed will keep the next one as well.
-    if (std::ranges::count(result.outcomes, PictureOutcome::unreadable) !=
-            static_cast<std::ptrdiff_t>(pictures.size()) &&
-        !result.taken) {
-      try_again_ = Clock::now() + kTryAgain;
-    }
-  }
-
-  void note_outcome(const FolderPicture& picture, const JournalEntry& entry,
-                    const JobResult& result, std::size_t index,
-                    const std::map<std::string, JournalEntry>& before) {
-    if (result.outcomes[index] == PictureOutcome::unreadable) {
-      unreadable_[picture.name] = entry.stamp;
-    }
-    if (result.taken && result.outcomes[index] == PictureOutcome::sent) {
-      journal_.set(picture.name, entry);
+  // After a sheet of the photo: when it was the last, the photo is done.
+  void finish(const std::string& name, const std::string& word) {
+    const auto todo = todo_.find(name);
+    if (todo == todo_.end() || !ledger_.waiting(folder_, name).empty() || word.empty()) {
       return;
     }
-    if (const auto old = before.find(picture.name); old != before.end()) {
-      journal_.set(picture.name, old->second);
-    } else {
-      journal_.remove(picture.name);
+    todo_.erase(todo);
+    if (const auto file = ledger_.find_file(folder_, name)) {
+      move_away(name, file->stamp, "");
     }
+    say_(name + " -> " + word);
   }
 
-  // Jobs whose end an earlier run has not seen.
-  void settle_begun_jobs() {
-    const std::map<std::string, JournalEntry> entries = journal_.entries();
-    bool changed = false;
-    for (const auto& [name, entry] : entries) {
-      const JobFate fate =
-          entry.begun_job == 0 ? JobFate::unknown : fate_of_job(entry.begun_job, entry.job_title);
-      if (fate == JobFate::taken) {
-        JournalEntry taken = entry;
-        taken.begun_job = 0;
-        journal_.set(name, taken);
-        changed = true;
-      } else if (fate != JobFate::unknown) {
-        if (fate == JobFate::not_taken) {
-          cancel_job(entry.begun_job);
-        }
-        journal_.remove(name);
-        changed = true;
-      }
+  // What is to be printed of the file now, if anything. What is not to be looked at again leaves
+  // the list.
+  std::optional<Order> take_up(const std::string& name) {
+    const std::optional<KnownFile> known = ledger_.find_file(folder_, name);
+    const std::vector<SheetEntry> waiting = ledger_.waiting(folder_, name);
+    const bool is_retry = known && known->refused && !tried_.contains(name);
+    if (waiting.empty() && known && !is_retry && is_unchanged(name, known->stamp)) {
+      return done(name, *known);
     }
-    if (changed) {
-      keep_journal();
-    }
-  }
-
-  bool keep_journal() {
+    PhotoFile photo;
     std::string error;
-    if (!journal_is_lost_ && !journal_.keep(error)) {
-      complain_(error + "; stopped, because what cannot be noted would be printed again");
-      journal_is_lost_ = true;
+    switch (photo.read(path_of(name), error)) {
+      case PhotoRead::complete:
+        break;
+      case PhotoRead::missing:
+        withdraw(waiting, "the file is not there");
+        todo_.erase(name);
+        return std::nullopt;
+      case PhotoRead::too_large:
+        return refuse(name, known, waiting, {photo.stamp(), photo.content()}, error);
+      case PhotoRead::changing:
+        return later(name, "");
+      case PhotoRead::failed:
+        return later(name, error);
     }
-    return !journal_is_lost_;
+    if (photo.content().size == 0) {
+      todo_.erase(name);  // nothing has come yet
+      return std::nullopt;
+    }
+    return order_of(name, photo, known, waiting, is_retry);
   }
+
+  std::optional<Order> order_of(const std::string& name, const PhotoFile& photo,
+                                const std::optional<KnownFile>& known,
+                                const std::vector<SheetEntry>& waiting, bool is_retry) {
+    const Content& content = photo.content();
+    const bool is_known = known && known->content == content;
+    const KnownFile now{photo.stamp(), content, is_known && known->refused};
+    std::vector<SheetEntry> of_these_bytes;
+    std::vector<SheetEntry> of_other_bytes;
+    std::ranges::partition_copy(waiting, std::back_inserter(of_these_bytes),
+                                std::back_inserter(of_other_bytes),
+                                [&](const SheetEntry& sheet) { return sheet.content == content; });
+    withdraw(of_other_bytes, "the file was changed");
+    if (is_known && known->stamp != now.stamp) {
+      ledger_.set_file(folder_, name, now);
+    }
+    const bool is_new = is_in_folder(name) && (!is_known || is_retry);
+    if (!is_new && of_these_bytes.empty()) {
+      report_known(name, content);
+      return done(name, now);
+    }
+    std::string error;
+    std::optional<Picture> page =
+        read_page(setup_.job, photo.copy(), path_of(name), complain_, error);
+    if (!page) {
+      return error == k905::kNotEnoughMemory ? later(name, error)
+                                             : refuse(name, known, of_these_bytes, now, error);
+    }
+    if (is_new) {
+      withdraw(of_these_bytes, "it was ordered again");
+      const KnownFile accepted{now.stamp, content};
+      ledger_.order(folder_, name, content, &accepted, setup_.job.copies);
+      of_these_bytes = ledger_.waiting(folder_, name);
+    }
+    Order order{name, {}, std::move(*page)};
+    for (const SheetEntry& sheet : of_these_bytes) {
+      order.sheets.push_back(sheet.id);
+    }
+    return order;
+  }
+
+  std::nullopt_t done(const std::string& name, const KnownFile& file) {
+    todo_.erase(name);
+    // The program may have ended before it could move the file.
+    if (setup_.move && file.refused) {
+      move_away(name, file.stamp, "it cannot be read; see k905-print --history");
+    } else if (const auto sheet =
+                   setup_.move ? ledger_.last_printed(folder_, name, file.content) : std::nullopt) {
+      move_away(name, file.stamp, sheet->reason);
+    }
+    return std::nullopt;
+  }
+
+  std::nullopt_t refuse(const std::string& name, const std::optional<KnownFile>& known,
+                        const std::vector<SheetEntry>& waiting, KnownFile file,
+                        const std::string& reason) {
+    const bool is_noted = known && known->refused && known->content == file.content;
+    file.refused = true;
+    withdraw(waiting, reason);
+    if (is_noted || !is_in_folder(name)) {
+      ledger_.set_file(folder_, name, file);
+    } else {
+      ledger_.refuse(folder_, name, file, reason);
+    }
+    tried_.insert(name);
+    todo_.erase(name);
+    complain_(path_of(name) + ": " + reason);
+    move_away(name, file.stamp, reason);
+    return std::nullopt;
+  }
+
+  // What cannot be read now may be readable soon, or after somebody changed its permissions.
+  std::nullopt_t later(const std::string& name, const std::string& problem) {
+    Todo& todo = todo_[name];
+    todo.when = Clock::now() + todo.delay;
+    todo.delay = std::min(2 * todo.delay, kLongestRetry);
+    if (!problem.empty() && problem != std::exchange(todo.problem, problem)) {
+      complain_(path_of(name) + ": " + problem + "; it is tried again");
+    }
+    return std::nullopt;
+  }
+
+  // The operator put it there for some reason, so it is not passed over silently.
+  void report_known(const std::string& name, const Content& content) {
+    const auto todo = todo_.find(name);
+    if (todo == todo_.end() || !todo->second.arrived) {
+      return;
+    }
+    if (const auto sheet = ledger_.last_printed(folder_, name, content)) {
+      complain_(path_of(name) + ": printed before; to print it again: k905-print --reprint " +
+                std::to_string(sheet->id));
+    } else {
+      complain_(path_of(name) + ": known and left; to print it, remove it and put it back");
+    }
+  }
+
+  void withdraw(const std::vector<SheetEntry>& sheets, const std::string& reason) {
+    for (const SheetEntry& sheet : sheets) {
+      ledger_.withdraw(sheet.id, reason);
+      complain_(path_of(sheet.name) + ": sheet " + std::to_string(sheet.id) +
+                " is not printed: " + reason);
+    }
+  }
+
+  void move_away(const std::string& name, const FileStamp& stamp, const std::string& reason) {
+    std::string error;
+    if (setup_.move && is_in_folder(name) &&
+        !move_finished_file(folder_, name, stamp, reason.empty() ? "printed" : "failed", reason,
+                            error)) {
+      complain_once(error);
+    }
+  }
+
+  [[nodiscard]] bool is_unchanged(const std::string& name, const FileStamp& stamp) const {
+    struct stat status {};
+    return stat(path_of(name).c_str(), &status) == 0 && stamp_of(status) == stamp;
+  }
+
+  // Not in a folder in it, as files are that were moved.
+  static bool is_in_folder(const std::string& name) { return name.find('/') == std::string::npos; }
 
   void complain_once(const std::string& words) {
     if (words != last_complaint_) {
@@ -224,54 +524,89 @@ class FolderPrinter {
     }
   }
 
-  [[nodiscard]] std::string path_of(const FolderPicture& picture) const {
-    return setup_.folder + "/" + picture.name;
-  }
+  [[nodiscard]] std::string path_of(const std::string& name) const { return folder_ + "/" + name; }
 
   const WatchSetup& setup_;
+  std::string folder_;
+  Ledger& ledger_;
   const Complaint& complain_;
   const Complaint& say_;
-  FolderWatch watch_;
+  SheetPrinter printer_;
   Progress progress_;
-  Journal journal_;
-  std::map<std::string, PictureStamp> unreadable_;
+  std::map<std::string, Todo> todo_;
+  std::set<std::string> tried_;  // that were refused in this run
   std::string last_complaint_;
   Clock::time_point try_again_{};
-  bool journal_is_lost_ = false;
+  std::int64_t version_of_others_ = 0;
+  bool was_settled_ = false;
 };
+
+// Opens the ledger, takes the folder's lock and calls `use`; the exit status.
+template <typename Use>
+int with_ledger(const WatchSetup& setup, const Complaint& complain, const Use& use) {
+  std::string error;
+  Ledger ledger;
+  try {
+    const std::string folder = canonical_folder(setup.folder, error);
+    if (folder.empty() || !open_ledger(ledger, setup.ledger, folder, error)) {
+      complain(error);
+      return 1;
+    }
+    return use(ledger, folder);
+  } catch (const LedgerError& problem) {
+    complain(setup.ledger + ": " + problem.what() +
+             "; stopped, because what cannot be noted would be printed again");
+    return 1;
+  }
+}
 
 }  // namespace
 
-std::string usual_journal(const std::string& folder, std::string& error) {
-  const char* state = std::getenv("XDG_STATE_HOME");
-  const std::string home = home_folder();
-  std::string place = state != nullptr && *state == '/' ? state
-                      : !home.empty()                   ? home + "/.local/state"
-                                                        : "";
-  if (place.empty()) {
-    error = "no place for the journal; name one with --journal";
-    return "";
-  }
-  place += "/k905-print";
+std::string usual_ledger(std::string& error) {
+  const std::string place = state_folder(error);
+  return place.empty() ? "" : place + "/ledger.sqlite";
+}
+
+std::string canonical_folder(const std::string& folder, std::string& error) {
   std::error_code problem;
-  std::filesystem::create_directories(place, problem);
-  const std::string whole = std::filesystem::canonical(folder, problem).string();
+  std::string path = std::filesystem::canonical(folder, problem).string();
   if (problem) {
     error = folder + ": " + problem.message();
     return "";
   }
-  // Two folders of the same name have different paths.
-  constexpr std::uint64_t prime = 0x100000001b3;
-  std::uint64_t checksum = 0xcbf29ce484222325;
-  for (const char letter : whole) {
-    checksum = (checksum ^ static_cast<unsigned char>(letter)) * prime;
-  }
-  char ending[32];
-  std::snprintf(ending, sizeof ending, "-%016" PRIx64 ".journal", checksum);
-  constexpr std::size_t longest = 200;
-  return place + "/" + std::filesystem::path(whole).filename().string().substr(0, longest) + ending;
+  return path;
 }
 
 int watch_folder(const WatchSetup& setup, const Complaint& complain, const Complaint& say) {
-  return FolderPrinter(setup, complain, say).run();
+  return with_ledger(setup, complain, [&](Ledger& ledger, const std::string& folder) {
+    FolderLock lock;
+    std::string error;
+    if (const auto result = lock.take(setup.ledger, folder, error);
+        result != FolderLock::Result::taken) {
+      complain(result == FolderLock::Result::failed
+                   ? error
+                   : folder + ": another k905-print watches this folder");
+      return 1;
+    }
+    FolderPrinter(setup, folder, ledger, complain, say).watch();
+    return 0;
+  });
+}
+
+int print_waiting(const WatchSetup& setup, const std::string& name, const Complaint& complain,
+                  const Complaint& say) {
+  return with_ledger(setup, complain, [&](Ledger& ledger, const std::string& folder) {
+    FolderLock lock;
+    std::string error;
+    const auto result = lock.take(setup.ledger, folder, error);
+    if (result == FolderLock::Result::held_by_another) {
+      say(name + ": printed by the k905-print that watches " + folder);
+      return 0;
+    }
+    if (result == FolderLock::Result::failed) {
+      complain(error);
+      return 1;
+    }
+    return FolderPrinter(setup, folder, ledger, complain, say).print_now(name) ? 0 : 1;
+  });
 }

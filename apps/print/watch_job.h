@@ -1,6 +1,7 @@
-// Prints what is put into a folder, each picture once.
+// Prints what is put into a folder, each photo once; and again what the ledger says was printed.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "apps/print/print_job.h"
@@ -8,15 +9,26 @@
 struct WatchSetup {
   JobSetup job;
   std::string folder;
-  std::string journal;   // file
-  bool one_job = false;  // what is there together is one job, so that two pictures share a sheet
+  std::string ledger;     // file
+  bool two_up = false;    // two photos share a sheet
+  int limit = 0;          // sheets in a day; 0: any number
+  bool new_only = false;  // photos that are there when the folder is first watched are left
+  bool move = false;      // finished files are moved to printed/ and failed/
 };
 
-// The usual place of a folder's journal: in the user's state folder, made when it is not there.
-// Empty, with the reason in `error`, when there is no place for it.
-[[nodiscard]] std::string usual_journal(const std::string& folder, std::string& error);
+// The usual ledger of a user: in the user's state folder, which is created when it is not there. ""
+// with the reason in `error` when there is no place for it.
+[[nodiscard]] std::string usual_ledger(std::string& error);
 
-// Until a signal asks to stop: exit status 0. 1 when the journal cannot be kept. `say` gets a line
-// for every job that was taken.
+// Until a signal asks to stop: exit status 0. 1 when the ledger cannot be written. `say` gets a
+// line for every photo that was printed.
 [[nodiscard]] int watch_folder(const WatchSetup& setup, const Complaint& complain,
                                const Complaint& say);
+
+// The folder by its only name, as the ledger has it; "" with the reason in `error`.
+[[nodiscard]] std::string canonical_folder(const std::string& folder, std::string& error);
+
+// Prints the sheets of these photos that wait in the ledger, unless a watch of the folder that is
+// running does so. Exit status 0 when none is left waiting.
+[[nodiscard]] int print_waiting(const WatchSetup& setup, const std::string& name,
+                                const Complaint& complain, const Complaint& say);

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "apps/base/fnv1a.h"
+
 namespace {
 
 constexpr std::uint64_t kHeaderSize = 1088;
@@ -517,9 +519,5 @@ ParsedStream parse_printer_stream(const std::uint8_t* bytes, std::size_t count) 
 }
 
 std::uint64_t plane_checksum(const std::vector<std::uint8_t>& plane) {
-  std::uint64_t hash = 14695981039346656037ULL;
-  for (const std::uint8_t byte : plane) {
-    hash = (hash ^ byte) * 1099511628211ULL;
-  }
-  return hash;
+  return fnv1a({reinterpret_cast<const char*>(plane.data()), plane.size()});
 }

@@ -1,0 +1,18 @@
+// The 64-bit FNV-1a hash: tells contents and names apart. It protects against accidents, not
+// against somebody who looks for two inputs of the same hash.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+inline constexpr std::uint64_t kFnv1aOfNothing = 0xcbf29ce484222325;
+
+// Of `bytes`, or of what was hashed to `hash` with `bytes` after it.
+[[nodiscard]] constexpr std::uint64_t fnv1a(std::string_view bytes,
+                                            std::uint64_t hash = kFnv1aOfNothing) {
+  constexpr std::uint64_t prime = 0x100000001b3;
+  for (const char byte : bytes) {
+    hash = (hash ^ static_cast<unsigned char>(byte)) * prime;
+  }
+  return hash;
+}

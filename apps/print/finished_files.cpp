@@ -1,0 +1,87 @@
+#include "apps/print/finished_files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "apps/base/write_whole.h"
+
+namespace {
+
+// "photo.jpg", "photo-2.jpg" and so on.
+std::string numbered(const std::string& name, int number) {
+  if (number == 1) {
+    return name;
+  }
+  const std::size_t dot = name.rfind('.');
+  return name.substr(0, dot) + "-" + std::to_string(number) + name.substr(dot);
+}
+
+// Under the first name that is free; "" with errno set when that fails.
+std::string move_to_free_name(const std::string& from, const std::string& folder,
+                              const std::string& name) {
+  constexpr int most = 10000;
+  for (int number = 1; number <= most; ++number) {
+    const std::string to = folder + "/" + numbered(name, number);
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+      return to;
+    }
+    // A file system that cannot rename without replacing is asked first.
+    if (errno == EINVAL && access(to.c_str(), F_OK) != 0 &&
+        std::rename(from.c_str(), to.c_str()) == 0) {
+      return to;
+    }
+    if (errno != EEXIST && errno != EINVAL) {
+      return "";
+    }
+  }
+  return "";
+}
+
+// The time of the last change of the file's entry changes with its name.
+bool is_same_file(const std::string& path, const FileStamp& stamp) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && status.st_ino == stamp.inode &&
+         static_cast<std::uint64_t>(status.st_size) == stamp.size &&
+         status.st_mtim.tv_sec == stamp.modified_s && status.st_mtim.tv_nsec == stamp.modified_ns;
+}
+
+bool write_reason(const std::string& path, const std::string& reason) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const bool written = file >= 0 && write_whole(file, reason + "\n");
+  return file >= 0 && close(file) == 0 && written;
+}
+
+}  // namespace
+
+bool move_finished_file(const std::string& folder, const std::string& name, const FileStamp& stamp,
+                        const std::string& into, const std::string& reason, std::string& error) {
+  const std::string from = folder + "/" + name;
+  const std::string target = folder + "/" + into;
+  if (!is_same_file(from, stamp)) {
+    return true;
+  }
+  if (mkdir(target.c_str(), 0777) != 0 && errno != EEXIST) {
+    error = target + ": " + std::strerror(errno);
+    return false;
+  }
+  const std::string moved = move_to_free_name(from, target, name);
+  if (moved.empty()) {
+    error = from + ": cannot be moved to " + target + ": " + std::strerror(errno);
+    return false;
+  }
+  if (!is_same_file(moved, stamp)) {
+    // Another photo took its name meanwhile, and that one is not printed yet.
+    (void)renameat2(AT_FDCWD, moved.c_str(), AT_FDCWD, from.c_str(), RENAME_NOREPLACE);
+    return true;
+  }
+  if (!reason.empty() && !write_reason(moved + ".txt", reason)) {
+    error = moved + ".txt: " + std::strerror(errno);
+    return false;
+  }
+  return true;
+}

@@ -1,0 +1,67 @@
+#include "apps/print/history.h"
+
+#include <ctime>
+
+#include "apps/base/text.h"
+#include "apps/print/photo_file.h"
+
+namespace {
+
+constexpr std::size_t kLongestLine = 5000;
+
+std::string local_time(std::int64_t seconds) {
+  if (seconds == 0) {
+    return "-                  ";
+  }
+  const std::time_t time = seconds;
+  std::tm parts{};
+  localtime_r(&time, &parts);
+  char text[32];
+  return std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) > 0 ? text : "-";
+}
+
+std::string destination_of(const SheetEntry& sheet) {
+  if (!sheet.target.queue.empty()) {
+    return sheet.number == 0 ? sheet.target.queue
+                             : "job " + std::to_string(sheet.number) + " on " + sheet.target.queue;
+  }
+  return sheet.target.device;
+}
+
+std::string line_of(const SheetEntry& sheet) {
+  std::string line = std::to_string(sheet.id) + "  " + local_time(sheet.time) + "  " +
+                     text_of(sheet.outcome) + "  " + sheet.folder + "/" + sheet.name;
+  for (const std::string& part : {destination_of(sheet), sheet.reason}) {
+    line += part.empty() ? "" : "  " + part;
+  }
+  return one_line_of_text(line, kLongestLine);
+}
+
+}  // namespace
+
+std::string history_text(const Ledger& ledger) {
+  std::string text;
+  for (const SheetEntry& sheet : ledger.history()) {
+    text += line_of(sheet) + "\n";
+  }
+  return text;
+}
+
+std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet, std::string& error) {
+  error = sheet.folder + "/" + sheet.name + ": the file is not there any more, or it was changed";
+  const std::string name = sheet.name;
+  for (const char* place : {"", "printed/", "failed/"}) {
+    PhotoFile photo;
+    std::string problem;
+    sheet.name = place + name;
+    const PhotoRead result = photo.read(sheet.folder + "/" + sheet.name, problem);
+    if (result == PhotoRead::complete && photo.content() == sheet.content) {
+      ledger.order(sheet.folder, sheet.name, sheet.content, nullptr, 1);
+      return sheet;
+    }
+    if (result == PhotoRead::failed) {
+      error = sheet.folder + "/" + sheet.name + ": " + problem;
+    }
+  }
+  return std::nullopt;
+}

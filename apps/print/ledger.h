@@ -1,0 +1,168 @@
+// What was ordered in watched folders and what became of it, sheet by sheet, in a SQLite database:
+// so that each photo is printed once, also after a restart, a crash or a power failure.
+//
+// Every change is on the disk when its function returns. All functions but open() throw LedgerError
+// when the database cannot be read or written; nothing of that change is kept then.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+struct sqlite3;
+
+class LedgerError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// What the file system tells about a file: a change to its bytes changes some of it.
+struct FileStamp {
+  std::uint64_t inode = 0;
+  std::uint64_t size = 0;
+  std::int64_t modified_s = 0;
+  std::int64_t modified_ns = 0;
+  std::int64_t changed_s = 0;
+  std::int64_t changed_ns = 0;
+  bool operator==(const FileStamp&) const = default;
+};
+
+// What tells one photo from another: size in bytes and FNV-1a of them.
+struct Content {
+  std::uint64_t size = 0;
+  std::uint64_t hash = 0;
+  bool operator==(const Content&) const = default;
+};
+
+// A file of a watched folder that was ordered or refused.
+struct KnownFile {
+  FileStamp stamp;
+  Content content;
+  bool refused = false;
+};
+
+enum class Outcome {
+  waiting,    // ordered, nothing was sent
+  begun,      // about to be sent: a queue may have an empty job with this ticket
+  sending,    // a queue has the held job `number`; a file or device may have a part of the sheet
+  complete,   // a queue has all of the held job and is about to be told to print it
+  printed,    // taken by the queue, the device or the file
+  in_doubt,   // the program ended while the device took the sheet
+  refused,    // the file cannot be read as a photo
+  withdrawn,  // the file was removed or changed before the sheet was printed
+};
+[[nodiscard]] const char* text_of(Outcome outcome);
+
+// Where in a plain file a sheet begins.
+struct FilePlace {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::int64_t length = 0;  // of the file, before the sheet
+};
+
+// Where and how sheets are printed.
+struct SheetTarget {
+  std::string queue;     // name; "" when there is none
+  std::string device;    // device or file; "" when there is none
+  std::string settings;  // see settings_text() in sheet_printer.h
+  std::string hold;      // until when the queue holds its jobs; "" when it does not
+};
+
+struct SheetEntry {
+  std::int64_t id = 0;
+  std::string folder;
+  std::string name;  // in the folder
+  Content content;
+  SheetTarget target;
+  std::string ticket;  // the job's own mark, the same for all sheets of a job
+  int number = 0;      // of the job in the queue
+  std::optional<FilePlace> place;
+  std::int64_t time = 0;  // of the last change of `outcome`, in seconds of the Unix epoch
+  Outcome outcome = Outcome::waiting;
+  std::string reason;  // of the outcome, where there is one
+};
+
+class Ledger {
+ public:
+  using Clock = std::int64_t (*)();  // seconds of the Unix epoch
+
+  explicit Ledger(Clock clock = nullptr);  // null: the system's
+  ~Ledger();
+  Ledger(const Ledger&) = delete;
+  Ledger& operator=(const Ledger&) = delete;
+
+  // Opens the ledger, or creates one. False, with the reason in `error`, when it cannot be written
+  // or is not a ledger.
+  [[nodiscard]] bool open(const std::string& path, std::string& error);
+
+  // Changes whenever another process has changed the ledger.
+  [[nodiscard]] std::int64_t version_of_others() const;
+
+  // Files. A folder is given by its canonical path.
+  [[nodiscard]] bool is_folder_known(const std::string& folder) const;
+  void add_folder(const std::string& folder);
+  [[nodiscard]] std::optional<KnownFile> find_file(const std::string& folder,
+                                                   const std::string& name) const;
+  void set_file(const std::string& folder, const std::string& name, const KnownFile& file);
+  void rename_file(const std::string& folder, const std::string& from, const std::string& to);
+  // The file was removed: what is put there under its name is a new order. Sheets that still wait
+  // are withdrawn.
+  void forget_file(const std::string& folder, const std::string& name);
+
+  // Orders. The file and its sheets are noted together; `file` is null where it is not in the
+  // folder itself.
+  void order(const std::string& folder, const std::string& name, const Content& content,
+             const KnownFile* file, int sheets);
+  void refuse(const std::string& folder, const std::string& name, const KnownFile& file,
+              const std::string& reason);
+  [[nodiscard]] std::vector<SheetEntry> waiting(const std::string& folder,
+                                                const std::string& name) const;
+  [[nodiscard]] std::vector<std::string> names_waiting(const std::string& folder) const;
+  void withdraw(std::int64_t id, const std::string& reason);
+
+  // Jobs. Pages of one job that share a sheet have the same position.
+  struct JobSheet {
+    std::int64_t id = 0;
+    int position = 0;
+  };
+  void begin(const std::string& ticket, const std::vector<JobSheet>& sheets,
+             const SheetTarget& target);
+  void note_sending(const std::string& ticket, int number, const std::optional<FilePlace>& place);
+  void set_outcome(const std::string& ticket, Outcome outcome, const std::string& reason = "");
+  // The jobs of a folder that are begun, sending or complete, one entry for each sheet, by ticket.
+  [[nodiscard]] std::vector<SheetEntry> unfinished(const std::string& folder) const;
+
+  [[nodiscard]] std::optional<SheetEntry> find_sheet(std::int64_t id) const;
+  // The newest sheet of that content that is printed, or may be.
+  [[nodiscard]] std::optional<SheetEntry> last_printed(const std::string& folder,
+                                                       const std::string& name,
+                                                       const Content& content) const;
+  // Of a folder, begun at `time` or later, those that did not come out left out.
+  [[nodiscard]] int sheets_since(const std::string& folder, std::int64_t time) const;
+  // All of them, the oldest first.
+  [[nodiscard]] std::vector<SheetEntry> history() const;
+
+  // Notes photos that were printed, or may have been, before there was this ledger. Those it has
+  // already are left as they are.
+  struct Earlier {
+    std::string name;
+    KnownFile file;
+    Outcome outcome = Outcome::printed;
+  };
+  void add_earlier(const std::string& folder, const std::vector<Earlier>& photos,
+                   const std::string& reason);
+
+ private:
+  [[nodiscard]] bool prepare(std::string& error);
+  [[nodiscard]] std::int64_t now() const { return clock_(); }
+
+  struct Closer {
+    void operator()(sqlite3* database) const;
+  };
+  std::unique_ptr<sqlite3, Closer> database_;
+  std::string path_;
+  Clock clock_;
+};

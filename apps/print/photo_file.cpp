@@ -1,0 +1,106 @@
+#include "apps/print/photo_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include "apps/base/fnv1a.h"
+#include "apps/base/nameless_file.h"
+#include "apps/base/write_whole.h"
+
+namespace {
+
+class OpenFile {
+ public:
+  // A named pipe in the folder must not keep the program waiting.
+  explicit OpenFile(const std::string& path)
+      : number_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)) {}
+  ~OpenFile() {
+    if (number_ >= 0) {
+      close(number_);
+    }
+  }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  [[nodiscard]] int number() const { return number_; }
+
+ private:
+  int number_;
+};
+
+}  // namespace
+
+FileStamp stamp_of(const struct stat& status) {
+  return {.inode = status.st_ino,
+          .size = static_cast<std::uint64_t>(status.st_size),
+          .modified_s = status.st_mtim.tv_sec,
+          .modified_ns = status.st_mtim.tv_nsec,
+          .changed_s = status.st_ctim.tv_sec,
+          .changed_ns = status.st_ctim.tv_nsec};
+}
+
+PhotoFile::~PhotoFile() {
+  if (copy_ >= 0) {
+    close(copy_);
+  }
+}
+
+PhotoRead PhotoFile::read(const std::string& path, std::string& error) {
+  const OpenFile file(path);
+  struct stat status {};
+  if (file.number() < 0 || fstat(file.number(), &status) != 0) {
+    error = std::strerror(errno);
+    return errno == ENOENT ? PhotoRead::missing : PhotoRead::failed;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return PhotoRead::missing;
+  }
+  stamp_ = stamp_of(status);
+  content_.size = stamp_.size;
+  if (stamp_.size > kLargestPhotoFile) {
+    error = "the file is too large (" + std::to_string(stamp_.size) + " bytes)";
+    return PhotoRead::too_large;
+  }
+  if (!copy_bytes(file.number()) || fstat(file.number(), &status) != 0) {
+    error = std::strerror(errno);
+    return PhotoRead::failed;
+  }
+  if (stamp_of(status) != stamp_ || content_.size != stamp_.size) {
+    error = "the file is being written to";
+    return PhotoRead::changing;
+  }
+  return PhotoRead::complete;
+}
+
+bool PhotoFile::copy_bytes(int file) {
+  copy_ = nameless_file("k905-print photo");
+  if (copy_ < 0) {
+    return false;
+  }
+  content_ = {0, kFnv1aOfNothing};
+  std::vector<char> bytes(1 << 17);
+  for (;;) {
+    const ssize_t got = ::read(file, bytes.data(), bytes.size());
+    if (got < 0 && errno == EINTR) {
+      continue;
+    }
+    if (got <= 0) {
+      return got == 0;
+    }
+    const std::string_view piece(bytes.data(), static_cast<std::size_t>(got));
+    content_.size += piece.size();
+    content_.hash = fnv1a(piece, content_.hash);
+    // A file that grows for as long as it is read is one that is being written to.
+    if (content_.size > stamp_.size) {
+      return true;
+    }
+    if (!write_whole(copy_, piece)) {
+      return false;
+    }
+  }
+}

@@ -1,0 +1,45 @@
+// The bytes of a photo, read once: what is hashed is what is printed, whatever happens to the file
+// meanwhile.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+
+#include "apps/print/ledger.h"
+
+[[nodiscard]] FileStamp stamp_of(const struct stat& status);
+
+enum class PhotoRead {
+  complete,
+  missing,    // no such file, or not a plain one
+  changing,   // it was written to while it was read
+  too_large,  // above kLargestPhotoFile
+  failed      // the system cannot read it now
+};
+
+inline constexpr std::uint64_t kLargestPhotoFile = std::uint64_t{512} << 20;
+
+class PhotoFile {
+ public:
+  PhotoFile() = default;
+  ~PhotoFile();
+  PhotoFile(const PhotoFile&) = delete;
+  PhotoFile& operator=(const PhotoFile&) = delete;
+
+  // `error` is filled unless the result is complete or missing. After too_large `content` has the
+  // size only.
+  [[nodiscard]] PhotoRead read(const std::string& path, std::string& error);
+
+  [[nodiscard]] const FileStamp& stamp() const { return stamp_; }
+  [[nodiscard]] const Content& content() const { return content_; }
+  // A file with the bytes that were read; it is there as long as this object is.
+  [[nodiscard]] std::string copy() const { return "/dev/fd/" + std::to_string(copy_); }
+
+ private:
+  [[nodiscard]] bool copy_bytes(int file);
+
+  FileStamp stamp_;
+  Content content_;
+  int copy_ = -1;
+};

@@ -1,0 +1,142 @@
+#include "apps/print/queue_jobs.h"
+
+#include <cups/cups.h>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace {
+
+struct IppDeleter {
+  void operator()(ipp_t* message) const { ippDelete(message); }
+};
+using Ipp = std::unique_ptr<ipp_t, IppDeleter>;
+
+void add_name(ipp_t* request, ipp_tag_t kind, const char* name, const std::string& value) {
+  ippAddString(request, IPP_TAG_OPERATION, kind, name, nullptr, value.c_str());
+}
+
+ipp_t* job_request(ipp_op_t operation, int number) {
+  ipp_t* request = ippNewRequest(operation);
+  add_name(request, IPP_TAG_URI, "job-uri", "ipp://localhost/jobs/" + std::to_string(number));
+  add_name(request, IPP_TAG_NAME, "requesting-user-name", cupsUser());
+  return request;
+}
+
+// With what the print system answers, refusals included, in cupsLastError(). Takes the request
+// over.
+Ipp answer_to(ipp_t* request) { return Ipp(cupsDoRequest(CUPS_HTTP_DEFAULT, request, "/jobs/")); }
+
+bool is_granted() { return cupsLastError() < IPP_STATUS_REDIRECTION_OTHER_SITE; }
+
+std::string text_in(ipp_t* answer, const char* name) {
+  ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ZERO);
+  const char* text = attribute == nullptr ? nullptr : ippGetString(attribute, 0, nullptr);
+  return text == nullptr ? "" : text;
+}
+
+int number_in(ipp_t* answer, const char* name) {
+  ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ZERO);
+  return attribute == nullptr ? 0 : ippGetInteger(attribute, 0);
+}
+
+QueueJobState state_in(ipp_t* job) {
+  switch (number_in(job, "job-state")) {
+    case IPP_JSTATE_HELD:
+      return text_in(job, kHoldOption) == kHeld ? QueueJobState::held : QueueJobState::released;
+    case IPP_JSTATE_CANCELED:
+    case IPP_JSTATE_ABORTED:
+      return QueueJobState::ended;
+    case IPP_JSTATE_COMPLETED:
+      // Counted when the last byte of a document has arrived.
+      return number_in(job, "job-k-octets") > 0 ? QueueJobState::released : QueueJobState::ended;
+    default:
+      return QueueJobState::released;
+  }
+}
+
+// From an answer about many jobs: each is a group of attributes in any order, and what is between
+// two groups has no name.
+std::vector<int> jobs_with_ticket(ipp_t* answer, const std::string& ticket) {
+  std::vector<int> numbers;
+  int number = 0;
+  bool has_ticket = false;
+  ipp_attribute_t* attribute = ippFirstAttribute(answer);
+  for (;; attribute = ippNextAttribute(answer)) {
+    const char* name = attribute == nullptr ? nullptr : ippGetName(attribute);
+    if (name == nullptr) {
+      if (has_ticket && number != 0) {
+        numbers.push_back(number);
+      }
+      number = 0;
+      has_ticket = false;
+      if (attribute == nullptr) {
+        return numbers;
+      }
+    } else if (std::strcmp(name, "job-id") == 0) {
+      number = ippGetInteger(attribute, 0);
+    } else if (std::strcmp(name, kTicketOption) == 0) {
+      const char* text = ippGetString(attribute, 0, nullptr);
+      has_ticket = text != nullptr && ticket == text;
+    }
+  }
+}
+
+}  // namespace
+
+QueueJobState state_of_queue_job(int number, const std::string& ticket) {
+  const Ipp answer = answer_to(job_request(IPP_OP_GET_JOB_ATTRIBUTES, number));
+  if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) {
+    return QueueJobState::gone;
+  }
+  if (!answer || !is_granted()) {
+    return QueueJobState::unknown;
+  }
+  // Numbers start again when the spool is lost.
+  if (text_in(answer.get(), kTicketOption) != ticket) {
+    return QueueJobState::gone;
+  }
+  return state_in(answer.get());
+}
+
+bool release_queue_job(int number, const std::string& hold, std::string& error) {
+  ipp_t* request =
+      job_request(hold.empty() ? IPP_OP_RELEASE_JOB : IPP_OP_SET_JOB_ATTRIBUTES, number);
+  if (!hold.empty()) {
+    ippAddString(request, IPP_TAG_JOB, IPP_TAG_KEYWORD, kHoldOption, nullptr, hold.c_str());
+  }
+  const Ipp answer = answer_to(request);
+  if (is_granted()) {
+    return true;
+  }
+  error = cupsLastErrorString();
+  return false;
+}
+
+bool cancel_queue_job(int number) {
+  const Ipp answer = answer_to(job_request(IPP_OP_CANCEL_JOB, number));
+  // A job that has ended or is not there need not be cancelled.
+  return is_granted() || cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND ||
+         cupsLastError() == IPP_STATUS_ERROR_NOT_POSSIBLE;
+}
+
+bool cancel_queue_jobs_of(const std::string& ticket) {
+  ipp_t* request = ippNewRequest(IPP_OP_GET_JOBS);
+  add_name(request, IPP_TAG_URI, "printer-uri", "ipp://localhost/");
+  add_name(request, IPP_TAG_NAME, "requesting-user-name", cupsUser());
+  add_name(request, IPP_TAG_KEYWORD, "which-jobs", "not-completed");
+  const char* const wanted[] = {"job-id", kTicketOption};
+  ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", 2, nullptr,
+                wanted);
+  const Ipp answer = answer_to(request);
+  if (!answer || !is_granted()) {
+    return false;
+  }
+  const std::vector<int> numbers = jobs_with_ticket(answer.get(), ticket);
+  bool all_cancelled = true;
+  for (const int found : numbers) {
+    all_cancelled = cancel_queue_job(found) && all_cancelled;
+  }
+  return all_cancelled;
+}

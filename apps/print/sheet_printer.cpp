@@ -1,0 +1,223 @@
+#include "apps/print/sheet_printer.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <random>
+#include <sstream>
+#include <utility>
+
+#include "apps/print/queue_jobs.h"
+
+namespace {
+
+constexpr char kFit[] = "fit";
+constexpr char kNoTurn[] = "no-turn";
+
+std::string new_ticket() {
+  std::random_device random;
+  char text[40];
+  std::snprintf(text, sizeof text, "k905-print-%08x%08x%08x", random(), random(), random());
+  return text;
+}
+
+// Cuts the file back to what it was before the sheet. False when this is not the file it was, so
+// that nobody knows what it has of the sheet.
+bool cut_back(const std::string& path, const FilePlace& place) {
+  const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  if (file < 0) {
+    return false;
+  }
+  struct stat status {};
+  // In the lock of those who write: OutputFile.
+  const bool is_same = flock(file, LOCK_EX) == 0 && fstat(file, &status) == 0 &&
+                       status.st_dev == place.device && status.st_ino == place.inode &&
+                       status.st_size >= place.length;
+  const bool cut = is_same && ftruncate(file, place.length) == 0 && fsync(file) == 0;
+  close(file);
+  return cut;
+}
+
+// What became of the sheets of a job; nothing when that cannot be known now.
+std::optional<Outcome> outcome_of_held_job(const SheetEntry& sheet) {
+  std::string error;
+  switch (state_of_queue_job(sheet.number, sheet.ticket)) {
+    case QueueJobState::unknown:
+      return std::nullopt;
+    case QueueJobState::held:
+      if (sheet.outcome == Outcome::complete) {
+        const bool released = release_queue_job(sheet.number, sheet.target.hold, error);
+        return released ? std::optional(Outcome::printed) : std::nullopt;
+      }
+      return cancel_queue_job(sheet.number) ? std::optional(Outcome::waiting) : std::nullopt;
+    case QueueJobState::released:
+      return Outcome::printed;  // by an operator, when the ledger does not have it as complete
+    default:
+      // A complete job that was released is forgotten when it is printed, where no history is kept.
+      return sheet.outcome == Outcome::complete ? Outcome::printed : Outcome::waiting;
+  }
+}
+
+std::optional<Outcome> outcome_of(const SheetEntry& sheet) {
+  if (!sheet.target.queue.empty()) {
+    if (sheet.outcome == Outcome::begun) {
+      return cancel_queue_jobs_of(sheet.ticket) ? std::optional(Outcome::waiting) : std::nullopt;
+    }
+    return outcome_of_held_job(sheet);
+  }
+  if (sheet.outcome == Outcome::begun) {
+    return Outcome::waiting;
+  }
+  return sheet.place && cut_back(sheet.target.device, *sheet.place) ? Outcome::waiting
+                                                                    : Outcome::in_doubt;
+}
+
+}  // namespace
+
+SheetPrinter::SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder,
+                           int pages_per_sheet, Complaint complain)
+    : setup_(setup),
+      ledger_(ledger),
+      folder_(std::move(folder)),
+      pages_per_sheet_(pages_per_sheet),
+      complain_(std::move(complain)) {}
+
+bool SheetPrinter::settle() {
+  if (is_settled_) {
+    return true;
+  }
+  const std::vector<SheetEntry> sheets = ledger_.unfinished(folder_);
+  for (std::size_t first = 0; first < sheets.size();) {
+    std::size_t end = first;
+    while (end < sheets.size() && sheets[end].ticket == sheets[first].ticket) {
+      ++end;
+    }
+    if (!settle_job({sheets.begin() + static_cast<std::ptrdiff_t>(first),
+                     sheets.begin() + static_cast<std::ptrdiff_t>(end)})) {
+      return false;
+    }
+    first = end;
+  }
+  is_settled_ = true;
+  return true;
+}
+
+bool SheetPrinter::settle_job(const std::vector<SheetEntry>& sheets) {
+  const std::optional<Outcome> outcome = outcome_of(sheets.front());
+  if (!outcome) {
+    return false;
+  }
+  if (*outcome == Outcome::in_doubt) {
+    set_in_doubt(sheets);
+  } else {
+    ledger_.set_outcome(sheets.front().ticket, *outcome);
+  }
+  return true;
+}
+
+void SheetPrinter::set_in_doubt(const std::vector<SheetEntry>& sheets) {
+  const std::string& device = sheets.front().target.device;
+  ledger_.set_outcome(sheets.front().ticket, Outcome::in_doubt,
+                      "stopped while it was sent to " + device);
+  for (const SheetEntry& sheet : sheets) {
+    complain_(sheet.name + ": stopped while it was sent to " + device +
+              "; if the sheet did not come out, print it with: k905-print --reprint " +
+              std::to_string(sheet.id));
+  }
+}
+
+bool SheetPrinter::print(const std::vector<Page>& pages, std::string& word, std::string& error) {
+  std::vector<Ledger::JobSheet> sheets;
+  for (const Page& page : pages) {
+    sheets.push_back({page.id, static_cast<int>(sheets.size()) / pages_per_sheet_});
+  }
+  const std::string ticket = new_ticket();
+  SheetTarget target = setup_.destination->target();
+  target.settings = settings_text(setup_);
+  ledger_.begin(ticket, sheets, target);
+  is_settled_ = false;
+  try {
+    if (!send(ticket, pages, word, error)) {
+      note_failure(ticket);
+      return false;
+    }
+    ledger_.set_outcome(ticket, Outcome::printed);
+  } catch (const LedgerError&) {
+    setup_.destination->abandon();
+    throw;
+  }
+  is_settled_ = true;
+  return true;
+}
+
+bool SheetPrinter::send(const std::string& ticket, const std::vector<Page>& pages,
+                        std::string& word, std::string& error) {
+  Destination& destination = *setup_.destination;
+  std::vector<std::string> names;
+  for (const Page& page : pages) {
+    if (names.empty() || names.back() != page.name) {
+      names.push_back(page.name);
+    }
+  }
+  Destination::Begun begun;
+  if (!destination.begin({job_title(names), ticket}, begun, error)) {
+    return false;
+  }
+  ledger_.note_sending(ticket, begun.number, begun.place);
+  for (const Page& page : pages) {
+    if (!destination.page(*page.page, error)) {
+      return false;
+    }
+  }
+  if (begun.number != 0) {
+    if (!destination.complete(error)) {
+      return false;
+    }
+    ledger_.set_outcome(ticket, Outcome::complete);
+  }
+  return destination.end(word, error);
+}
+
+// The program goes on, so that it knows more than after a crash: a file was cut back, a device that
+// did not take all of the sheet does not print it. A queue has to be asked.
+void SheetPrinter::note_failure(const std::string& ticket) {
+  std::vector<SheetEntry> sheets;
+  for (SheetEntry& sheet : ledger_.unfinished(folder_)) {
+    if (sheet.ticket == ticket) {
+      sheets.push_back(std::move(sheet));
+    }
+  }
+  if (sheets.empty() || !sheets.front().target.queue.empty()) {
+    (void)settle();
+  } else if (!sheets.front().place && setup_.destination->may_have_printed()) {
+    set_in_doubt(sheets);
+  } else {
+    ledger_.set_outcome(ticket, Outcome::waiting);
+  }
+}
+
+std::string settings_text(const JobSetup& setup) {
+  std::string text;
+  for (const auto& [keyword, choice] : setup.destination->choices()) {
+    text += (text.empty() ? "" : " ") + keyword + "=" + choice;
+  }
+  text += setup.preparation.whole ? std::string(" ") + kFit : "";
+  text += setup.preparation.turn ? "" : std::string(" ") + kNoTurn;
+  return text;
+}
+
+void add_settings(const std::string& text, Choices& choices, Preparation& preparation) {
+  std::istringstream words(text);
+  for (std::string word; words >> word;) {
+    const std::size_t equals = word.find('=');
+    if (equals != std::string::npos) {
+      choices.emplace(word.substr(0, equals), word.substr(equals + 1));
+    }
+    preparation.whole = preparation.whole || word == kFit;
+    preparation.turn = preparation.turn && word != kNoTurn;
+  }
+}

@@ -1,0 +1,255 @@
+"""k905-print --watch killed with SIGKILL again and again: `watch_kills.py BUILD CMAKE KIND KILLS`.
+
+KIND is file, device, queue or queue_without_history. Photos of different colors wait in a folder; the
+program is killed just before one of its calls that change something (kill_at_call.cpp), a different one
+each time, and started again. In the end every photo must have come out once; with a device, a photo may
+be missing when the program named it as in doubt. Exit status 77 means that it could not be tried here.
+"""
+
+import collections
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "cups"))
+
+import artwork  # noqa: E402
+import private_cups  # noqa: E402
+from simulated_printer import SimulatedPrinter  # noqa: E402
+
+STEP = 12  # between the colors of two photos
+FIRST = 20
+LEVELS = 16
+QUEUE = "photos"
+RASTER_HEADER = 4 + 1796
+
+
+def color_of(number):
+    return (FIRST + STEP * (number % LEVELS), FIRST + STEP * (number // LEVELS % LEVELS),
+            FIRST + STEP * (number // LEVELS // LEVELS))
+
+
+def number_of(color):
+    parts = [round((value - FIRST) / STEP) for value in color]
+    return parts[0] + LEVELS * (parts[1] + LEVELS * parts[2])
+
+
+def name_of(number):
+    return f"photo-{number:04}.png"
+
+
+class Kind:
+    """Where the sheets go."""
+
+    history = True
+
+    def __init__(self, scratch, build, cmake):
+        self.scratch, self.build, self.cmake = scratch, build, cmake
+
+    def environment(self):
+        return {"PATH": os.environ["PATH"], "XDG_STATE_HOME": str(self.scratch / "state"),
+                "K905_FILTER": str(self.build / "rastertok905")}
+
+    def stop(self):
+        pass
+
+    def colors_in(self, stream):
+        said = subprocess.run([self.build / "tests/cups_probe", "sheets", stream, "0.5,0.5"],
+                              check=True, capture_output=True, text=True).stdout
+        found = json.loads(said)
+        assert found["error"] is None, f"{stream}: {found['error']}"
+        assert sum(sheet["size"] for sheet in found["sheets"]) == found["bytes"], "torn sheets"
+        return [tuple(sheet["colours"][0]) for sheet in found["sheets"]]
+
+
+class File(Kind):
+    def destination(self):
+        return ["--to", self.scratch / "job.prn"]
+
+    def printed(self, _):
+        return [number_of(color) for color in self.colors_in(self.scratch / "job.prn")]
+
+
+class Device(Kind):
+    """A simulated printer on a terminal; it forgets a torn sheet when the program ends."""
+
+    def __init__(self, *arguments):
+        super().__init__(*arguments)
+        self.printer = SimulatedPrinter(self.build / "k905-sim", self.scratch / "sheets")
+
+    def destination(self):
+        return ["--to", self.printer.device]
+
+    def stop(self):
+        self.printer.stop()
+
+    def printed(self, count):
+        numbers = []
+        for line in self.printer.process.stdout:
+            if sheet := re.search(r", (/\S+\.png), ", line):
+                numbers.append(self.number_on(sheet[1]))
+            if numbers and numbers[-1] == count - 1:
+                return numbers
+        raise AssertionError("the printer ended before the last sheet")
+
+    def number_on(self, sheet):
+        raster = subprocess.run([self.build / "k905-raster", "--size", "picture", sheet], check=True,
+                                capture_output=True).stdout
+        width, height = (int.from_bytes(raster[at:at + 4], sys.byteorder)
+                         for at in (4 + 372, 4 + 376))
+        at = RASTER_HEADER + (height // 2 * width + width // 2) * 3
+        return number_of(raster[at:at + 3])
+
+
+class Queue(Kind):
+    def __init__(self, *arguments):
+        super().__init__(*arguments)
+        self.cups = private_cups.PrivateCups(self.scratch / "cups", self.build, self.cmake)
+        self.cups.root.mkdir()
+        self.cups.install()
+        self.cups.configure()
+        if not self.history:
+            conf = self.cups.etc / "cupsd.conf"
+            conf.write_text(conf.read_text().replace("PreserveJobHistory Yes", "PreserveJobHistory No"))
+        self.cups.start()
+        self.cups.add_queue(QUEUE)
+
+    def environment(self):
+        return super().environment() | self.cups.environment()
+
+    def stop(self):
+        self.cups.stop()
+
+    def destination(self):
+        return ["--queue", QUEUE]
+
+    def printed(self, count):
+        self.cups.wait_for(lambda: self.cups.run("lpstat", "-o").stdout == "", "an empty queue", 600)
+        return [number_of(color) for stream in self.cups.captured.glob("*.prn")
+                for color in self.colors_in(stream)]
+
+
+class QueueWithoutHistory(Queue):
+    history = False
+
+
+KINDS = {"file": File, "device": Device, "queue": Queue, "queue_without_history": QueueWithoutHistory}
+
+
+class Killer:
+    def __init__(self, kind, folder):
+        self.kind = kind
+        self.folder = folder
+        self.program = kind.build / "k905-print"
+        self.said = ""
+
+    def start(self, **more):
+        environment = self.kind.environment() | {
+            "LD_PRELOAD": str(self.kind.build / "tests/libkill_at_call.so")} | more
+        return subprocess.Popen([self.program, *self.kind.destination(), "--watch", self.folder],
+                                env=environment, stdin=subprocess.DEVNULL, text=True,
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+
+    def put(self, number):
+        fresh = self.folder / ".fresh"
+        artwork.png(fresh, 90, 60, color_of(number))
+        fresh.rename(self.folder / name_of(number))
+
+    def calls(self, until):
+        """How many calls a run makes until it said that."""
+        count = self.kind.scratch / "calls"
+        process = self.start(K905_CALLS_FILE=str(count))
+        self.read_until(process, until)
+        process.send_signal(signal.SIGTERM)
+        self.said += process.communicate(timeout=60)[0]
+        assert process.returncode == 0, self.said
+        return int(count.read_text())
+
+    def read_until(self, process, words):
+        for line in process.stdout:
+            self.said += line
+            if words in line:
+                return
+        raise AssertionError(f"ended without {words!r}:\n{self.said[-3000:]}")
+
+    def kill(self, call):
+        process = self.start(K905_KILL_AT=str(call))
+        self.said += process.communicate(timeout=120)[0]
+        assert process.returncode == -signal.SIGKILL, f"{process.returncode}\n{self.said[-3000:]}"
+
+
+def in_doubt(said):
+    return {int(number): int(sheet) for number, sheet in re.findall(
+        r"photo-(\d+)\.png: stopped while .* k905-print --reprint (\d+)", said)}
+
+
+def run(kind, kills):
+    folder = kind.scratch / "in"
+    folder.mkdir()
+    killer = Killer(kind, folder)
+    killer.put(0)
+    first = killer.calls(f"{name_of(0)} -> ")
+    killer.put(1)
+    # The second run also looks at what the first one printed; its calls are where the kills go.
+    calls = killer.calls(f"{name_of(1)} -> ")
+    print(f"calls of a run with one photo: {first}, {calls}", flush=True)
+    total = 2
+    for turn in range(kills):
+        # There is always something to print, so that a run comes to its call.
+        while len(list(folder.glob("*.png"))) < total or total < turn + 6:
+            killer.put(total)
+            total += 1
+        killer.kill(1 + (turn * calls) // kills)
+    killer.put(total)
+    killer.calls(f"{name_of(total)} -> ")
+    total += 1
+    check(kind, killer.said, total, kills)
+
+
+def check(kind, said, total, kills):
+    printed = collections.Counter(kind.printed(total))
+    twice = sorted(number for number, times in printed.items() if times > 1)
+    assert not twice, f"printed twice: {twice}"
+    doubts = in_doubt(said)
+    missing = set(range(total)) - set(printed)
+    unknown = set(printed) - set(range(total))
+    assert not unknown, f"colors of no photo: {unknown}"
+    if isinstance(kind, Device):
+        assert missing <= set(doubts), f"lost and not named: {sorted(missing - set(doubts))}"
+        assert len(doubts) <= kills
+    else:
+        assert not missing, f"lost: {sorted(missing)}"
+        assert not doubts, f"in doubt: {doubts}"
+    print(f"{kills} kills, {total} photos: {len(printed)} printed once, 0 twice, "
+          f"{len(missing)} missing, {len(doubts)} in doubt")
+
+
+def main():
+    if len(sys.argv) != 5:
+        print(__doc__)
+        return 2
+    build, kind, kills = pathlib.Path(sys.argv[1]), KINDS[sys.argv[3]], int(sys.argv[4])
+    if issubclass(kind, Queue) and (missing := private_cups.what_is_missing()):
+        print(f"SKIPPED: no print system can be started here: {missing}")
+        return 77
+    scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_kills_"))
+    scratch.chmod(0o755)
+    place = None
+    try:
+        place = kind(scratch, build, sys.argv[2])
+        run(place, kills)
+    finally:
+        if place:
+            place.stop()
+        shutil.rmtree(scratch, ignore_errors=True)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
