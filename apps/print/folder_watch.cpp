@@ -283,8 +283,9 @@ bool FolderWatch::find_all(FolderEvents& found) {
       return;
     }
     const auto status = status_of(setup_.folder + "/" + name);
-    if (status && S_ISREG(status->st_mode)) {
-      pending_.try_emplace(name, Pending{.changed = now - age_of(*status)});
+    if (status ? S_ISREG(status->st_mode) : errno != ENOENT) {
+      const auto age = status ? age_of(*status) : std::chrono::milliseconds(0);
+      pending_.try_emplace(name, Pending{.changed = now - age});
     }
   });
 }

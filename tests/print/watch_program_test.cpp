@@ -1,10 +1,11 @@
-// k905-print at a folder: each picture once, whatever happens in between.
+// k905-print at a folder: each photo once, whatever happens in between.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -160,29 +161,237 @@ TEST_F(WatchProgram, PicturesThatComeTogetherShareASheet) {
   EXPECT_EQ(printed().size(), 1U);
 }
 
-TEST_F(WatchProgram, TheJournalsPlaceCanBeChosen) {
+// What is hashed is what is printed, so the photo that took its place is printed once and no other.
+TEST_F(WatchProgram, APhotoReplacedWhileItIsReadIsPrintedOnce) {
   put("a.png", picture_of(10));
-  const std::string journal = folder_.path() + "/my.journal";
-  RunningProgram program(kProgram, arguments({"--journal", journal}), environment());
+  // Another size, so that nothing can take one for the other.
+  put(".next", png_file(40, 20, {}, std::vector<std::uint8_t>(2400, 20)));
+  auto variables = environment();
+  variables["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libchange_at_open.so";
+  variables["K905_OPENED"] = inbox() + "/a.png";
+  variables["K905_NEXT"] = inbox() + "/.next";
+  RunningProgram program(kProgram, arguments(), variables);
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  // Settles later than what may come of the replaced file.
+  put("b.png", picture_of(30));
+  EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
+}
+
+TEST_F(WatchProgram, RemovedAndPutBackIsAnotherOrder) {
+  put("a.png", picture_of(10));
+  RunningProgram program(kProgram, arguments(), environment());
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  std::filesystem::remove(inbox() + "/a.png");
+  put("a.png", picture_of(10));
+  EXPECT_TRUE(program.has_said("a.png -> ", 2)) << program.said();
+  EXPECT_EQ(printed(), (std::vector<int>{10, 10}));
+}
+
+TEST_F(WatchProgram, TheSameBytesOverAPrintedPhotoAreReportedNotPrinted) {
+  put("a.png", picture_of(10));
+  RunningProgram program(kProgram, arguments(), environment());
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  put("a.png", picture_of(10));
+  EXPECT_TRUE(
+      program.has_said("/in/a.png: printed before; to print it again: "
+                       "k905-print --reprint 1\n"))
+      << program.said();
+  EXPECT_EQ(printed(), std::vector<int>{10});
+}
+
+TEST_F(WatchProgram, ARenamedPhotoIsNotPrintedAgain) {
+  put("a.png", picture_of(10));
+  RunningProgram program(kProgram, arguments(), environment());
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  std::filesystem::rename(inbox() + "/a.png", inbox() + "/b.png");
+  put("c.png", picture_of(30));
+  EXPECT_TRUE(program.has_said("c.png -> ")) << program.said();
+  EXPECT_EQ(printed(), (std::vector<int>{10, 30}));
+}
+
+// As the user nobody, because nothing keeps root from reading.
+TEST_F(WatchProgram, WhatCannotBeReadNowIsPrintedWhenItCan) {
+  put("a.png", picture_of(10));
+  std::filesystem::permissions(inbox() + "/a.png", std::filesystem::perms::none);
+  const bool is_root = geteuid() == 0;
+  if (is_root) {
+    std::filesystem::permissions(folder_.path(), std::filesystem::perms::all);
+  }
+  std::vector<std::string> command = arguments({"--ledger", folder_.path() + "/ledger"});
+  command.insert(command.begin(), {"--reuid=65534", "--regid=65534", "--clear-groups", kProgram});
+  RunningProgram program(is_root ? "/usr/bin/setpriv" : kProgram, is_root ? command : arguments(),
+                         environment());
+  EXPECT_TRUE(program.has_said("/in/a.png: Permission denied; it is tried again\n"))
+      << program.said();
+  std::filesystem::permissions(inbox() + "/a.png", static_cast<std::filesystem::perms>(0644));
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_EQ(printed(), std::vector<int>{10});
+}
+
+// Nothing in the folder changes: only trying again finds out.
+TEST_F(WatchProgram, WhatIsReadableAgainIsFoundByTryingAgain) {
+  std::filesystem::create_symlink("b.png", folder_.path() + "/a.png");
+  std::filesystem::create_symlink("a.png", folder_.path() + "/b.png");
+  std::filesystem::create_symlink(folder_.path() + "/a.png", inbox() + "/a.png");
+  RunningProgram program(kProgram, arguments(), environment());
+  put("z.png", picture_of(10));
+  EXPECT_TRUE(program.has_said("z.png -> ")) << program.said();
+  std::filesystem::remove(folder_.path() + "/b.png");
+  folder_.write("b.png", picture_of(20));
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
+}
+
+TEST_F(WatchProgram, CopiesAreSheetsOfTheirOwn) {
+  put("a.png", picture_of(10));
+  RunningProgram program(kProgram, arguments({"-n", "3"}), environment());
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_EQ(printed(), (std::vector<int>{10, 10, 10}));
+}
+
+// The day may end in the middle of it; then it is tried again.
+TEST_F(WatchProgram, TheLimitOfADayHoldsAfterARestart) {
+  const auto today = [] {
+    const std::time_t time = std::time(nullptr);
+    std::tm day{};
+    localtime_r(&time, &day);
+    return day.tm_yday;
+  };
+  put("a.png", picture_of(10));
+  put("b.png", picture_of(20));
+  put("c.png", picture_of(30));
+  const int before = today();
+  for (const char* words : {"b.png -> ", "the limit of 2 sheets for today is reached"}) {
+    RunningProgram program(kProgram, arguments({"--limit", "2"}), environment());
+    EXPECT_TRUE(program.has_said(words)) << program.said();
+    program.send_signal(SIGKILL);
+    (void)program.wait();
+  }
+  if (today() == before) {
+    EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
+  }
+}
+
+TEST_F(WatchProgram, NewOnlyLeavesWhatIsThereAtTheVeryStart) {
+  put("old.png", picture_of(10));
+  put("old.doc", "");
+  {
+    RunningProgram program(kProgram, arguments({"--new-only"}), environment());
+    // Said when the folder is watched.
+    EXPECT_TRUE(program.has_said("/in/old.doc: files of this type are not read"));
+    put("b.png", picture_of(20));
+    EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  }
+  // What came between two runs is not old.
+  put("c.png", picture_of(30));
+  RunningProgram program(kProgram, arguments({"--new-only"}), environment());
+  EXPECT_TRUE(program.has_said("c.png -> ")) << program.said();
+  EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
+}
+
+TEST_F(WatchProgram, FinishedFilesMoveAway) {
+  put("a.png", picture_of(10));
+  put("b.jpg", "\xff\xd8 broken");
+  RunningProgram program(kProgram, arguments({"--move"}), environment());
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_TRUE(program.has_said("/in/b.jpg: ")) << program.said();
+  put("c.png", picture_of(30));
+  EXPECT_TRUE(program.has_said("c.png -> ")) << program.said();
+  EXPECT_EQ(folder_.read("in/printed/a.png"), picture_of(10));
+  EXPECT_EQ(folder_.read("in/failed/b.jpg"), "\xff\xd8 broken");
+  EXPECT_THAT(folder_.read("in/failed/b.jpg.txt").value_or(""), HasSubstr("broken JPEG"));
+  EXPECT_FALSE(folder_.read("in/c.png"));
+}
+
+class ReprintProgram : public WatchProgram {
+ protected:
+  // Runs k905-print to its end.
+  ChildResult run(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), "k905-print");
+    ChildSetup setup;
+    setup.program = kProgram;
+    setup.arguments = std::move(arguments);
+    setup.environment = environment();
+    return run_child(setup);
+  }
+  void print_one(const std::vector<std::string>& more = {}) const {
+    put("a.png", picture_of(10));
+    RunningProgram program(kProgram, arguments(more), environment());
+    EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  }
+};
+
+TEST_F(ReprintProgram, PrintsASheetAsItWasPrinted) {
+  print_one({"--paper", "6x8", "--move"});
+  const ChildResult result = run({"--reprint", "1"});
+  EXPECT_EQ(result.status, 0) << result.log;
+  EXPECT_EQ(result.output, "printed/a.png -> " + job() + "\n");
+  EXPECT_EQ(printed(), (std::vector<int>{10, 10}));
+  const std::string history = run({"--history"}).output;
+  EXPECT_THAT(history, HasSubstr("  printed  " + inbox() + "/a.png  " + job() + "\n"));
+  EXPECT_THAT(history, HasSubstr("  printed  " + inbox() + "/printed/a.png  " + job() + "\n"));
+}
+
+TEST_F(ReprintProgram, TheWatchOfTheFolderPrintsItWhereThereIsOne) {
+  print_one();
+  RunningProgram program(kProgram, arguments(), environment());
+  put("b.png", picture_of(20));
+  EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  const ChildResult result = run({"--reprint", "1"});
+  EXPECT_EQ(result.status, 0) << result.log;
+  EXPECT_EQ(result.output, "a.png: printed by the k905-print that watches " + inbox() + "\n");
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_EQ(printed(), (std::vector<int>{10, 20, 10}));
+}
+
+TEST_F(ReprintProgram, AChangedPhotoIsNotThePrintedOne) {
+  print_one();
+  put("a.png", picture_of(20));
+  const ChildResult result = run({"--reprint", "1"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-print: " + inbox() +
+                            "/a.png: the file is not there any more, or it was changed\n");
+  EXPECT_THAT(run({"--reprint", "9"}).log, HasSubstr("no sheet has the number 9"));
+  EXPECT_EQ(printed(), std::vector<int>{10});
+}
+
+TEST_F(WatchProgram, TheLedgersPlaceCanBeChosen) {
+  put("a.png", picture_of(10));
+  const std::string ledger = folder_.path() + "/my.ledger";
+  RunningProgram program(kProgram, arguments({"--ledger", ledger}), environment());
   EXPECT_TRUE(program.has_said("a.png -> "));
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
-  EXPECT_THAT(*folder_.read("my.journal"), HasSubstr(" a.png\n"));
-  EXPECT_FALSE(std::filesystem::exists(folder_.path() + "/state"));
+  EXPECT_THAT(folder_.read("my.ledger").value_or(""), StartsWith("SQLite format 3"));
+}
+
+// A journal as earlier versions wrote it, with the 64-bit FNV-1a of the photo's bytes.
+TEST_F(WatchProgram, AnOldJournalIsTakenOver) {
+  put("a.png", "a");
+  put("b.png", picture_of(20));
+  const std::string ledger =
+      folder_.write("my.journal", "k905-print journal 1\ntaken af63dc4c8601ec8c 1 5 a.png\n");
+  RunningProgram program(kProgram, arguments({"--journal", ledger}), environment());
+  EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  // It is no photo, which was never found out.
+  EXPECT_THAT(program.said(), Not(HasSubstr("a.png")));
+  EXPECT_THAT(folder_.read("my.journal").value_or(""), StartsWith("SQLite format 3"));
+  EXPECT_TRUE(folder_.read("my.journal.old.imported"));
 }
 
 TEST_F(WatchProgram, WhatCannotBeNotedIsNotPrinted) {
   std::filesystem::create_directory(folder_.path() + "/notes");
   put("a.png", picture_of(10));
-  RunningProgram program(kProgram, arguments({"--journal", folder_.path() + "/notes/journal"}),
+  RunningProgram program(kProgram, arguments({"--ledger", folder_.path() + "/notes/ledger"}),
                          environment());
   EXPECT_TRUE(program.has_said("a.png -> "));
   std::filesystem::remove_all(folder_.path() + "/notes");
   put("b.png", picture_of(20));
   EXPECT_EQ(program.wait(), 1);
+  EXPECT_THAT(program.said(), HasSubstr("/notes/ledger: "));
   EXPECT_THAT(program.said(),
-              EndsWith("/notes/journal: No such file or directory; stopped, because what "
-                       "cannot be noted would be printed again\n"));
+              EndsWith("; stopped, because what cannot be noted would be printed again\n"));
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
@@ -192,15 +401,15 @@ TEST_F(WatchProgram, TwoAtTheSameFolderDoNotPrintTwice) {
   EXPECT_TRUE(first.has_said("a.png -> "));
   RunningProgram second(kProgram, arguments(), environment());
   EXPECT_EQ(second.wait(), 1);
-  EXPECT_THAT(second.said(), HasSubstr("another k905-print is at work with this journal"));
+  EXPECT_THAT(second.said(), HasSubstr("another k905-print watches this folder"));
 }
 
-TEST_F(WatchProgram, WithoutAJournalNothingIsPrinted) {
+TEST_F(WatchProgram, WithoutALedgerNothingIsPrinted) {
   put("a.png", picture_of(10));
-  const std::string journal = folder_.write("my.journal", "not a journal\n");
-  RunningProgram program(kProgram, arguments({"--journal", journal}), environment());
+  const std::string ledger = folder_.write("my.ledger", "not a ledger\n");
+  RunningProgram program(kProgram, arguments({"--ledger", ledger}), environment());
   EXPECT_EQ(program.wait(), 1);
-  EXPECT_THAT(program.said(), StartsWith("k905-print: " + journal + ": not a journal"));
+  EXPECT_THAT(program.said(), StartsWith("k905-print: " + ledger + ": not a ledger"));
   EXPECT_FALSE(folder_.read("job.prn"));
 }
 
