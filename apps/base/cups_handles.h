@@ -28,7 +28,11 @@ class CupsOptions {
  public:
   CupsOptions() = default;
   ~CupsOptions() { cupsFreeOptions(count_, all_); }
-  CupsOptions(const CupsOptions&) = delete;
+  CupsOptions(const CupsOptions& other) {
+    for (int i = 0; i < other.count_; ++i) {
+      add(other.all_[i].name, other.all_[i].value);
+    }
+  }
   CupsOptions& operator=(const CupsOptions&) = delete;
 
   void add(const std::string& name, const std::string& value) {

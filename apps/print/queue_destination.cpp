@@ -1,5 +1,6 @@
 #include "apps/print/queue_destination.h"
 
+#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -117,7 +118,7 @@ class QueueDestination final : public Destination {
       error = "the print system does not answer";
       return false;
     }
-    Options options(job_options_);
+    CupsOptions options(job_options_);
     is_held_ = !name.ticket.empty();
     if (is_held_) {
       options.add(kHoldOption, kHeld);

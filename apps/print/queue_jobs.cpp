@@ -3,15 +3,13 @@
 #include <cups/cups.h>
 
 #include <cstring>
-#include <memory>
 #include <vector>
+
+#include "apps/base/cups_handles.h"
 
 namespace {
 
-struct IppDeleter {
-  void operator()(ipp_t* message) const { ippDelete(message); }
-};
-using Ipp = std::unique_ptr<ipp_t, IppDeleter>;
+using k905::Ipp;
 
 void add_name(ipp_t* request, ipp_tag_t kind, const char* name, const std::string& value) {
   ippAddString(request, IPP_TAG_OPERATION, kind, name, nullptr, value.c_str());

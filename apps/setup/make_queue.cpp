@@ -29,9 +29,8 @@ std::optional<std::string> why_not_now(Scheduler& scheduler, const std::string& 
     }
   }
   return which + " is printing on " + queue +
-         ", and a change would start it again from its first sheet; wait until it has ended, or, "
-         "if "
-         "it does not end, stop the queue: cupsdisable " +
+         ", and a change would start it again from its first sheet; wait until it has ended, or "
+         "stop the queue: cupsdisable " +
          queue;
 }
 
