@@ -16,7 +16,7 @@ struct FaultRun {
 };
 
 // Forks, puts `input` on descriptor 0 and empty files on 1 and 2, starts up as the program does, in
-// peace, and runs run_raster_job() under the faults.
+// undisturbed, and runs run_raster_job() under the faults.
 [[nodiscard]] FaultRun run_with_faults(const std::string& input,
                                        const std::vector<std::string>& arguments,
                                        const Faults& faults);

@@ -80,7 +80,7 @@ void expect_nothing_leaked(const FaultRun& run) {
 std::string first_sheets(const std::string& stream, std::size_t count) {
   std::size_t end = 0;
   for (std::size_t sheets = 0; sheets < count; ++sheets) {
-    end = stream.find("\x1bPCNTRL START ", end);  // no picture of a test holds these words
+    end = stream.find("\x1bPCNTRL START ", end);  // no image of a test holds these words
     end = end == std::string::npos ? stream.size() : end + 32;
   }
   return stream.substr(0, end);
@@ -110,7 +110,7 @@ std::string without_number(const std::string& line) {
 // Lets every allocation of the job fail once.
 class Shortages {
  public:
-  explicit Shortages(ReferenceJob job) : job_(std::move(job)), peace_(reference_run(job_)) {}
+  explicit Shortages(ReferenceJob job) : job_(std::move(job)), undisturbed_(reference_run(job_)) {}
 
   // The failures that somebody could see, by the lines that tell of them.
   std::set<std::string> all_answered() {
@@ -122,11 +122,11 @@ class Shortages {
       EXPECT_TRUE(run.came_to_an_end);
       expect_nothing_leaked(run);
       if (run.counts.allocations < n) {
-        expect_same(run, reference_for(run, peace_));
+        expect_same(run, reference_for(run, undisturbed_));
         return seen_;
       }
       // What a run gets along without is no failure.
-      if (!same(run, reference_for(run, peace_)) && !explained(run)) {
+      if (!same(run, reference_for(run, undisturbed_)) && !explained(run)) {
         ADD_FAILURE() << "no answer known: " << first_new_line(run);
       }
       if (::testing::Test::HasFailure()) {
@@ -137,7 +137,7 @@ class Shortages {
 
  private:
   std::string first_new_line(const FaultRun& run) const {
-    const std::vector<std::string> wanted = reference_for(run, peace_).log;
+    const std::vector<std::string> wanted = reference_for(run, undisturbed_).log;
     const auto at = std::mismatch(run.log.begin(), run.log.end(), wanted.begin(), wanted.end());
     return at.first != run.log.end() ? *at.first : "";
   }
@@ -151,7 +151,7 @@ class Shortages {
         ReferenceJob job = job_;
         job.shortage = {line, visit};
         ReferenceResult answer = reference_run(job);
-        if (answer.log == peace_.log) {
+        if (answer.log == undisturbed_.log) {
           break;  // That moment does not come so often, or not at all.
         }
         answers_[key] = std::move(answer);
@@ -165,7 +165,7 @@ class Shortages {
   }
 
   ReferenceJob job_;
-  ReferenceResult peace_;
+  ReferenceResult undisturbed_;
   std::map<std::pair<std::string, int>, ReferenceResult> answers_;
   std::set<std::string> seen_;
 };
@@ -193,7 +193,7 @@ TEST(ShortMemory, OfAPageWhoseLinesAreLongerThanTheirPixels) {
                                    kScaledPlanes, kNoMemoryToSkipAPage));
 }
 
-TEST(ShortMemory, OfATurnedInterlacedPage) {
+TEST(ShortMemory, OfARotatedInterlacedPage) {
   RasterPage page = small_page(1);
   page.header.HWResolution[1] = 600;
   page.header.Orientation = CUPS_ORIENT_90;
@@ -202,7 +202,7 @@ TEST(ShortMemory, OfATurnedInterlacedPage) {
                                    kCanvasPlanes, kScaledPlanes, kNoMemoryToSkipAPage));
 }
 
-TEST(ShortMemory, OfAPictureThatIsPlacedAsItIs) {
+TEST(ShortMemory, OfAnImageThatIsPlacedAsItIs) {
   std::mt19937 random(3);
   cups_page_header2_t header = small_page(1).header;
   header.cupsWidth = 1548;
@@ -229,7 +229,7 @@ TEST(ShortMemory, OfToneThatMixesChannels) {
 
 class ShortMemoryWithProfile : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(ShortMemoryWithProfile, KeepsTheColoursOrThePage) {
+TEST_P(ShortMemoryWithProfile, KeepsTheColorsOrThePage) {
   const ScratchFolder folder;
   (void)folder.write("rgb", rgb_matrix_profile());
   (void)folder.write("cmyk", cmyk_table_profile());
@@ -278,8 +278,8 @@ TEST(ShortMemory, OfAPairLosesNoPage) {
 
 // A job of two sheets.
 void expect_whole_sheets_from_some_point_on(const ReferenceJob& job) {
-  const ReferenceResult peace = reference_run(job);
-  const std::size_t sheet = peace.output.size() / 2;
+  const ReferenceResult undisturbed = reference_run(job);
+  const std::size_t sheet = undisturbed.output.size() / 2;
   for (long n = 1;; ++n) {
     SCOPED_TRACE("from allocation " + std::to_string(n));
     Faults faults;
@@ -292,7 +292,7 @@ void expect_whole_sheets_from_some_point_on(const ReferenceJob& job) {
     ASSERT_FALSE(run.log.empty());
     EXPECT_EQ(run.log.back(), "=== rastertok905 end ===");
     ASSERT_EQ(run.output.size() % sheet, 0U);
-    ASSERT_TRUE(peace.output.compare(0, run.output.size(), run.output) == 0);
+    ASSERT_TRUE(undisturbed.output.compare(0, run.output.size(), run.output) == 0);
     if (run.counts.allocations < n) {
       EXPECT_EQ(run.output.size(), 2 * sheet);
       break;
@@ -300,11 +300,11 @@ void expect_whole_sheets_from_some_point_on(const ReferenceJob& job) {
   }
 }
 
-TEST(ShortMemory, FromSomePointOnPrintsWhatCameBefore) {
+TEST(ShortMemory, FromSomePointOnPrintsTheSheetsBefore) {
   expect_whole_sheets_from_some_point_on(job_of({small_page(1), small_page(2)}));
 }
 
-TEST(ShortMemory, FromSomePointOnPrintsTheCopiesThatCameBefore) {
+TEST(ShortMemory, FromSomePointOnPrintsTheCopiesBefore) {
   ReferenceJob job = job_of({small_page(1)});
   job.arguments.insert(job.arguments.end(), {"--copies", "2"});
   expect_whole_sheets_from_some_point_on(job);
@@ -314,13 +314,13 @@ TEST(ShortMemory, FromSomePointOnPrintsTheCopiesThatCameBefore) {
 
 TEST(OddWrites, ThatTakeLittleAtATimeChangeNothing) {
   const ReferenceJob job = job_of({small_page(1)});
-  const ReferenceResult peace = reference_run(job);
+  const ReferenceResult undisturbed = reference_run(job);
   for (const std::size_t most : {1000U, 4097U, 65536U}) {
     Faults faults;
     faults.most_written = most;
     faults.interrupt_writes = most == 4097;
     const FaultRun run = run_job(job, faults);
-    expect_same(run, reference_for(run, peace));
+    expect_same(run, reference_for(run, undisturbed));
     EXPECT_GT(run.counts.writes, 90);
   }
 }
@@ -402,7 +402,7 @@ TEST(OddReads, AnErrorIsTheEndOfTheInput) {
   }
 }
 
-TEST(OddReads, WhatComesBehindAnErrorIsNoPage) {
+TEST(OddReads, DataAfterAnErrorIsNoPage) {
   // A page that breaks off at a read; what the next reads would bring is a whole page.
   ReferenceJob job = job_of({small_page(1), small_page(2)});
   constexpr std::size_t kHeader = 4 + sizeof(cups_page_header2_t);
@@ -417,10 +417,11 @@ TEST(OddReads, WhatComesBehindAnErrorIsNoPage) {
 // A job whose cancel comes with one line of its log after the other. A sheet that was announced is
 // finished; nothing else is begun, and a page that waits for its partner is let go.
 void expect_cancelled_anywhere(const ReferenceJob& job, Faults faults) {
-  const FaultRun peace = run_job(job, faults);
-  ASSERT_TRUE(peace.came_to_an_end);
-  const std::vector<std::string>& whole = peace.log;
-  const std::size_t start_up = whole.size() - static_cast<std::size_t>(peace.counts.log_writes);
+  const FaultRun undisturbed = run_job(job, faults);
+  ASSERT_TRUE(undisturbed.came_to_an_end);
+  const std::vector<std::string>& whole = undisturbed.log;
+  const std::size_t start_up =
+      whole.size() - static_cast<std::size_t>(undisturbed.counts.log_writes);
   const auto sheet_begins = [&whole](std::size_t line) {
     return whole[line].find("PRINT CALL") != std::string::npos;
   };
@@ -447,7 +448,7 @@ void expect_cancelled_anywhere(const ReferenceJob& job, Faults faults) {
                 Not(Contains(HasSubstr(in_page ? "Processing page" : "=== Processing page"))));
     const bool announced = whole[line].rfind("K905-1: Direct print mode", 0) == 0;
     const std::size_t sheets = begun + (announced ? 1 : 0);
-    EXPECT_TRUE(run.output == first_sheets(peace.output, sheets))
+    EXPECT_TRUE(run.output == first_sheets(undisturbed.output, sheets))
         << run.output.size() << " bytes, not " << sheets << " sheets";
     if (::testing::Test::HasFailure()) {
       return;
@@ -455,7 +456,7 @@ void expect_cancelled_anywhere(const ReferenceJob& job, Faults faults) {
   }
 }
 
-TEST(Cancelled, AtAnyLineEndsTheJobWithWholeSheets) {
+TEST(Cancelled, AtAnyLineEndsTheJobWithCompleteSheets) {
   ReferenceJob job = job_of({small_page(1), small_page(2)});
   expect_cancelled_anywhere(job, {});
 }

@@ -12,22 +12,22 @@ class Replay {
  public:
   explicit Replay(const OddWrite& odd) : odd_(odd) {}
 
-  ReferenceResult applied_to(const ReferenceResult& peace) {
-    with_ = peace;
+  ReferenceResult applied_to(const ReferenceResult& undisturbed) {
+    with_ = undisturbed;
     with_.log.clear();
     with_.output.clear();
     std::size_t at = 0;
-    for (const std::string& line : peace.log) {
+    for (const std::string& line : undisturbed.log) {
       with_.log.push_back(line);
       const bool image = line.rfind("K905-1: send IMAGE ", 0) == 0;
       if (!image && line.rfind("K905-1: send CNTRL ", 0) != 0) {
         continue;
       }
-      const auto payload = std::strtoul(peace.output.substr(at + 24, 8).c_str(), nullptr, 10);
+      const auto payload = std::strtoul(undisturbed.output.substr(at + 24, 8).c_str(), nullptr, 10);
       if (!image) {
-        (void)wrote(peace.output.substr(at, 32 + payload));
-      } else if (wrote(peace.output.substr(at, 32)) == Outcome::kFailed ||
-                 wrote_image(peace.output.substr(at + 32, payload)) == Outcome::kFailed) {
+        (void)wrote(undisturbed.output.substr(at, 32 + payload));
+      } else if (wrote(undisturbed.output.substr(at, 32)) == Outcome::kFailed ||
+                 wrote_image(undisturbed.output.substr(at + 32, payload)) == Outcome::kFailed) {
         with_.log.push_back("K905-1: send " + line.substr(19, 1) + " plane failed");
       }
       at += 32 + payload;
@@ -60,6 +60,6 @@ class Replay {
 
 }  // namespace
 
-ReferenceResult with_odd_write(const ReferenceResult& peace, const OddWrite& odd) {
-  return Replay(odd).applied_to(peace);
+ReferenceResult with_odd_write(const ReferenceResult& undisturbed, const OddWrite& odd) {
+  return Replay(odd).applied_to(undisturbed);
 }

@@ -86,20 +86,20 @@ class Scene {
       const std::vector<std::string>& log) const = 0;
 
   // What an undisturbed run writes, with that process id.
-  [[nodiscard]] ReferenceResult peace(int process_id) const {
-    ReferenceResult result = peace_;
+  [[nodiscard]] ReferenceResult undisturbed(int process_id) const {
+    ReferenceResult result = undisturbed_;
     result.log.at(1) = "K905-1: Process ID: " + std::to_string(process_id);
     return result;
   }
 
  protected:
   // After job_ has been filled in.
-  void look_at_peace() { peace_ = reference_run(job_); }
+  void run_undisturbed() { undisturbed_ = reference_run(job_); }
 
   ReferenceJob job_;
 
  private:
-  ReferenceResult peace_;
+  ReferenceResult undisturbed_;
 };
 
 std::vector<Choices> one_choice_each(const std::vector<std::string>& sheets) {
@@ -120,7 +120,7 @@ class UnderPrintSystem : public Scene {
     job_.ppd_file = PpdDescription{};
     job_.ppd_file->groups = {{"K905", {{"StpLaminate", "Matte"}, {"StpBrightness", "200"}}}};
     job_.ppd_path = folder_.write("queue.ppd", ppd_text(*job_.ppd_file));
-    look_at_peace();
+    run_undisturbed();
   }
 
   [[nodiscard]] ChildSetup setup() const override {
@@ -135,7 +135,7 @@ class UnderPrintSystem : public Scene {
     const bool matte = has(log, "  Overcoat: Matte");
     const bool bright = has(log, "  Brightness: 200 (0.20)");
     if (matte && bright) {
-      return one_choice_each(whole_sheets(peace(0).output));
+      return one_choice_each(whole_sheets(undisturbed(0).output));
     }
     ReferenceJob job = job_;
     job.ppd_file->groups[0].options = {{"StpLaminate", matte ? "Matte" : "Glossy"},
@@ -162,8 +162,8 @@ class WithProfile : public Scene {
                       folder_.write("mine.icc", rgb_matrix_profile())};
     job_.input = two_pages();
     job_.ppd_path = "/nonexistent/queue.ppd";
-    look_at_peace();
-    converted_ = whole_sheets(peace(0).output);
+    run_undisturbed();
+    converted_ = whole_sheets(undisturbed(0).output);
     ReferenceJob plain = job_;
     plain.arguments.resize(6);
     plain_ = whole_sheets(reference_run(plain).output);
@@ -202,7 +202,7 @@ class WithProfile : public Scene {
            {"K905-1: ERROR: ", "K905-1: WARNING: ", "K905-1: ICC profile not found",
             "K905-1: Failed to allocate memory for ICC profile name",
             "  Red: [255,  0,  0] -> [255,  0,  0]"}) {
-        if (line.rfind(beginning, 0) == 0 && !has(peace(0).log, line)) {
+        if (line.rfind(beginning, 0) == 0 && !has(undisturbed(0).log, line)) {
           return true;
         }
       }
@@ -216,14 +216,14 @@ class WithProfile : public Scene {
   std::vector<std::string> through_srgb_;
 };
 
-// By hand, with its log and its pictures in /tmp.
+// By hand, with its log and its images in /tmp.
 class ByHand : public Scene {
  public:
   ByHand() {
     job_.arguments = {"rastertok905", "1", "me", "t", "1", ""};
     job_.input = two_pages();
-    look_at_peace();
-    sheets_ = whole_sheets(peace(0).output);
+    run_undisturbed();
+    sheets_ = whole_sheets(undisturbed(0).output);
   }
 
   [[nodiscard]] ChildSetup setup() const override {
@@ -325,21 +325,22 @@ void expect_end_told(const FaultedProgram& run, const std::vector<std::string>& 
 }
 
 void expect_undisturbed(const Scene& scene, const FaultedProgram& run) {
-  const ReferenceResult peace = scene.peace(run.result.process_id);
+  const ReferenceResult undisturbed = scene.undisturbed(run.result.process_id);
   EXPECT_EQ(run.result.status, 0);
-  EXPECT_EQ(redacted_log(scene.log_of(run.result)), peace.log);
-  EXPECT_TRUE(run.result.output == peace.output);
+  EXPECT_EQ(redacted_log(scene.log_of(run.result)), undisturbed.log);
+  EXPECT_TRUE(run.result.output == undisturbed.output);
 }
 
 // A line that could not be written is missing, and nothing else.
 void expect_a_line_less(const Scene& scene, const FaultedProgram& run) {
-  std::vector<std::string> peace = scene.peace(run.result.process_id).log;
+  std::vector<std::string> undisturbed = scene.undisturbed(run.result.process_id).log;
   const std::vector<std::string> log = redacted_log(scene.log_of(run.result));
-  const auto missing = std::mismatch(log.begin(), log.end(), peace.begin(), peace.end()).second;
-  ASSERT_NE(missing, peace.end());
-  peace.erase(missing);
-  EXPECT_EQ(log, peace);
-  EXPECT_TRUE(run.result.output == scene.peace(0).output);
+  const auto missing =
+      std::mismatch(log.begin(), log.end(), undisturbed.begin(), undisturbed.end()).second;
+  ASSERT_NE(missing, undisturbed.end());
+  undisturbed.erase(missing);
+  EXPECT_EQ(log, undisturbed);
+  EXPECT_TRUE(run.result.output == scene.undisturbed(0).output);
 }
 
 struct Attempt {
@@ -355,7 +356,7 @@ std::ostream& operator<<(std::ostream& stream, const Attempt& attempt) {
 
 class EveryCall : public ::testing::TestWithParam<Attempt> {
  protected:
-  // How many calls of one kind are tried on an ordinary day; pictures take their time.
+  // How many calls of one kind are tried on an ordinary day; images take their time.
   static constexpr long kEveryDay = 24;
   static constexpr long kEveryDayWithPictures = 5;
 };
@@ -369,11 +370,11 @@ bool is_repeated(const Attempt& attempt) {
 // The printer gets everything else, its start command last.
 void expect_write_error_told(const Scene& scene, const Attempt& attempt, long number,
                              const FaultedProgram& run) {
-  const ReferenceResult wanted =
-      with_odd_write(scene.peace(run.result.process_id), {.number = number,
-                                                          .result = -1,
-                                                          .error = attempt.error,
-                                                          .from_there_on = attempt.from_there_on});
+  const ReferenceResult wanted = with_odd_write(scene.undisturbed(run.result.process_id),
+                                                {.number = number,
+                                                 .result = -1,
+                                                 .error = attempt.error,
+                                                 .from_there_on = attempt.from_there_on});
   EXPECT_EQ(run.result.status, 0);
   EXPECT_EQ(redacted_log(scene.log_of(run.result)), wanted.log);
   EXPECT_TRUE(run.result.output == wanted.output);
@@ -383,7 +384,7 @@ void expect_answered(const Scene& scene, const Attempt& attempt, long number,
                      const FaultedProgram& run) {
   const std::string function = attempt.function;
   if (is_repeated(attempt) || function == "write") {
-    expect_undisturbed(scene, run);  // What is written elsewhere are pictures: no result.
+    expect_undisturbed(scene, run);  // What is written elsewhere are images: no result.
   } else if (function == "log") {
     expect_a_line_less(scene, run);
   } else if (function == "print") {
@@ -399,23 +400,23 @@ void expect_answered(const Scene& scene, const Attempt& attempt, long number,
   }
 }
 
-TEST_P(EveryCall, MayFailAndEverySheetIsWholeOrAbsent) {
+TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   const Attempt& attempt = GetParam();
-  const bool pictures = std::string(attempt.scene) == "ByHand";
+  const bool images = std::string(attempt.scene) == "ByHand";
   if (kSanitized && std::string(attempt.function) == "memory") {
     GTEST_SKIP() << "memory is the sanitizer's here";
   }
-  if (pictures && !private_tmp_possible()) {
+  if (images && !private_tmp_possible()) {
     GTEST_SKIP() << "needs the right to make a mount namespace";
   }
   const std::unique_ptr<Scene> scene = make_scene(attempt.scene);
-  const FaultedProgram peace = run_with_fault(scene->setup(), {});
-  expect_undisturbed(*scene, peace);
-  const long calls = peace.calls.at(attempt.function);
+  const FaultedProgram undisturbed = run_with_fault(scene->setup(), {});
+  expect_undisturbed(*scene, undisturbed);
+  const long calls = undisturbed.calls.at(attempt.function);
   ASSERT_GT(calls, 0) << "nothing to fail";
   long tried = 0;
   long ended = 0;
-  for (const long number : calls_to_fail(calls, pictures ? kEveryDayWithPictures : kEveryDay)) {
+  for (const long number : calls_to_fail(calls, images ? kEveryDayWithPictures : kEveryDay)) {
     SCOPED_TRACE(std::string(attempt.function) + " " + std::to_string(number));
     const FaultedProgram run = run_with_fault(
         scene->setup(), {attempt.function, number, attempt.error, attempt.from_there_on});
@@ -480,11 +481,11 @@ TEST_P(EveryCallOfAQuery, MayFailAndTheNextQueryIsSound) {
   const Attempt& attempt = GetParam();
   const SimulatedPrinter printer;
   const ChildSetup query = query_of(printer.path());
-  const FaultedProgram peace = run_with_fault(query, {});
-  ASSERT_EQ(peace.result.status, 0);
-  const std::vector<std::string> report = lines_of(peace.result.output);
+  const FaultedProgram undisturbed = run_with_fault(query, {});
+  ASSERT_EQ(undisturbed.result.status, 0);
+  const std::vector<std::string> report = lines_of(undisturbed.result.output);
   ASSERT_EQ(report.at(1), "PrintStatus = Idling (0)\r");
-  for (const long number : calls_to_fail(peace.calls.at(attempt.function), 40)) {
+  for (const long number : calls_to_fail(undisturbed.calls.at(attempt.function), 40)) {
     SCOPED_TRACE(std::string(attempt.function) + " " + std::to_string(number));
     const FaultedProgram run = run_with_fault(query, {attempt.function, number, attempt.error});
     EXPECT_TRUE(run.failed);
@@ -496,9 +497,9 @@ TEST_P(EveryCallOfAQuery, MayFailAndTheNextQueryIsSound) {
       EXPECT_EQ(lines_of(run.result.output).front(), report.front());
     }
     if (attempt.error == EINTR && std::string(attempt.function) != "open") {
-      EXPECT_EQ(run.result.output, peace.result.output);
+      EXPECT_EQ(run.result.output, undisturbed.result.output);
     }
-    EXPECT_EQ(run_with_fault(query, {}).result.output, peace.result.output);
+    EXPECT_EQ(run_with_fault(query, {}).result.output, undisturbed.result.output);
   }
 }
 
@@ -515,18 +516,18 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(QueryFaults, AQuestionThatCannotBeAskedHasNoAnswerAndTheOthersHave) {
   const SimulatedPrinter printer;
   const ChildSetup query = query_of(printer.path());
-  const std::vector<std::string> peace = lines_of(run_with_fault(query, {}).result.output);
+  const std::vector<std::string> undisturbed = lines_of(run_with_fault(query, {}).result.output);
   // The ninth question is the one for the serial number.
   const FaultedProgram run = run_with_fault(query, {"write", 9, EIO});
-  std::vector<std::string> wanted = peace;
+  std::vector<std::string> wanted = undisturbed;
   std::replace(wanted.begin(), wanted.end(), std::string("PrintSerialNO = SIM00000001\r"),
                std::string("PrintSerialNO = \r"));
-  EXPECT_NE(wanted, peace);
+  EXPECT_NE(wanted, undisturbed);
   EXPECT_EQ(lines_of(run.result.output), wanted);
   EXPECT_THAT(lines_of(run.result.log), Contains("K905-1: write error: Input/output error"));
 }
 
-TEST(QueryFaults, ADeviceThatCannotBeOpenedIsTold) {
+TEST(QueryFaults, ADeviceThatCannotBeOpenedIsLogged) {
   const SimulatedPrinter printer;
   // The first open is the one of the queue's file.
   const FaultedProgram run = run_with_fault(query_of(printer.path()), {"open", 2, EBUSY});

@@ -1,4 +1,4 @@
-// Whole jobs, from the picture to the printer's bytes and to the last line of the log, compared
+// Whole jobs, from the image to the printer's bytes and to the last line of the log, compared
 // with what was accepted on purpose (tools/accept_goldens.sh), and with the plain filter of
 // tests/support.
 #include <gmock/gmock.h>

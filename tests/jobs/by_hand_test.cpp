@@ -1,4 +1,4 @@
-// Runs by hand: the log in its file, and a picture of every stage.
+// Runs by hand: the log in its file, and a image of every stage.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -8,8 +8,8 @@
 
 namespace {
 
-RasterPage picture_page(unsigned seed, unsigned vertical_dpi = 300,
-                        cups_orient_t orientation = CUPS_ORIENT_0) {
+RasterPage image_page(unsigned seed, unsigned vertical_dpi = 300,
+                      cups_orient_t orientation = CUPS_ORIENT_0) {
   std::mt19937 random(seed);
   cups_page_header2_t header = page_header(50, 40);
   header.HWResolution[1] = vertical_dpi;
@@ -25,14 +25,14 @@ JobRecipe by_hand() {
   return job;
 }
 
-TEST(ByHand, EveryStageLeavesAPicture) {
+TEST(ByHand, EveryStageSavesAnImage) {
   JobRecipe job = by_hand();
   job.arguments = {"rastertok905", "1", "me", "t", "1", "", "--saturation", "200", "BleedTop=2"};
-  job.input = raster_stream({picture_page(1)});
+  job.input = raster_stream({image_page(1)});
   expect_like_reference(job);
 }
 
-TEST(ByHand, APictureThatIsNotResizedHasNoPictureOfIt) {
+TEST(ByHand, APageThatIsNotResizedHasNoImageOfIt) {
   JobRecipe job = by_hand();
   std::mt19937 random(2);
   RasterPage page = blank_page(page_header(1844, 1240));
@@ -41,45 +41,45 @@ TEST(ByHand, APictureThatIsNotResizedHasNoPictureOfIt) {
   expect_like_reference(job);
 }
 
-TEST(ByHand, ATurnedInterlacedPageIsSeenAtEveryStep) {
+TEST(ByHand, ARotatedInterlacedPageIsSavedAtEveryStep) {
   JobRecipe job = by_hand();
   job.files["mine.icc"] = rgb_matrix_profile();
   job.arguments.insert(job.arguments.end(), {"--icc-profile", "mine", "--gamma", "1400"});
-  job.input = raster_stream({picture_page(3, 600, CUPS_ORIENT_90)});
+  job.input = raster_stream({image_page(3, 600, CUPS_ORIENT_90)});
   expect_like_reference(job);
 }
 
-TEST(ByHand, AProfileThatCannotBeUsedStillHasItsPicture) {
+TEST(ByHand, AProfileThatCannotBeUsedStillHasItsImage) {
   JobRecipe job = by_hand();
   job.files["mine.icc"] = lab_profile();
   job.arguments.insert(job.arguments.end(), {"--icc-profile", "mine"});
-  job.input = raster_stream({picture_page(4)});
+  job.input = raster_stream({image_page(4)});
   expect_like_reference(job);
 }
 
-TEST(ByHand, APairOfPagesIsSeenBeforeAndAfterTheMerge) {
+TEST(ByHand, APairOfPagesIsSavedBeforeAndAfterTheMerge) {
   JobRecipe job = by_hand();
   job.ribbon = "6x8";
-  job.input = raster_stream({picture_page(5), picture_page(6)});
+  job.input = raster_stream({image_page(5), image_page(6)});
   expect_like_reference(job);
 }
 
 TEST(ByHand, AShortPageUnderATallOneIsPaddedWithWhite) {
   JobRecipe job = by_hand();
   job.ribbon = "6x8";
-  job.input = raster_stream({picture_page(7, 600), picture_page(8)});
+  job.input = raster_stream({image_page(7, 600), image_page(8)});
   expect_like_reference(job);
 }
 
 TEST(ByHand, CopiesAndACutPage) {
   JobRecipe job = by_hand();
   job.arguments.insert(job.arguments.end(), {"--copies", "2"});
-  job.input = raster_stream({picture_page(9), picture_page(10)});
+  job.input = raster_stream({image_page(9), image_page(10)});
   job.input.resize(job.input.size() - 700);
   expect_like_reference(job);
 }
 
-TEST(ByHand, NoRasterNoPictures) {
+TEST(ByHand, NoRasterNoImages) {
   JobRecipe job = by_hand();
   expect_like_reference(job);
 }

@@ -105,17 +105,17 @@ RasterPage small_page(std::mt19937& random) {
 constexpr std::size_t kFieldsAtOnce = 10;
 
 // On an ordinary day a field that is only listed in the log lies in one way; with a seed of one's
-// own, and where the picture may depend on it, in all four.
+// own, and where the image may depend on it, in all four.
 bool lies_today(std::size_t index, const Field& field, Lie lie) {
   const bool matters = field.size == kNumber && field.offset < offsetof(Header, cupsInteger);
   return matters || std::getenv("K905_LIE_SEED") != nullptr ||
          index % kLies.size() == static_cast<std::size_t>(lie);
 }
 
-class LyingHeaders : public ::testing::TestWithParam<std::size_t> {};
+class InconsistentHeaders : public ::testing::TestWithParam<std::size_t> {};
 
 // Every lie has a page, and behind them all an honest one is printed.
-TEST_P(LyingHeaders, AreAnsweredAsTheReferenceAnswersThem) {
+TEST_P(InconsistentHeaders, AreHandledAsTheReferenceHandlesThem) {
   std::mt19937 random = random_for(GetParam());
   const std::vector<Field> fields = fields_of_the_length(false);
   const std::size_t end = std::min(fields.size(), (GetParam() + 1) * kFieldsAtOnce);
@@ -134,7 +134,7 @@ TEST_P(LyingHeaders, AreAnsweredAsTheReferenceAnswersThem) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Jobs, LyingHeaders,
+INSTANTIATE_TEST_SUITE_P(Jobs, InconsistentHeaders,
                          ::testing::Range(std::size_t{0},
                                           (fields_of_the_length(false).size() + kFieldsAtOnce - 1) /
                                               kFieldsAtOnce));
@@ -158,7 +158,7 @@ void expect_good_end(const std::string& input) {
   EXPECT_EQ(lines_of(result.log).back(), "=== rastertok905 end ===");
 }
 
-TEST(LyingLengths, EndTheJobWellWhereverTheyStand) {
+TEST(InconsistentLengths, EndTheJobCleanlyWhereverTheyAre) {
   const std::vector<Field> fields = fields_of_the_length(true);
   ASSERT_EQ(fields.size(), kFieldsOfTheLength.size());
   std::mt19937 random = random_for(100);
@@ -176,7 +176,7 @@ TEST(LyingLengths, EndTheJobWellWhereverTheyStand) {
   }
 }
 
-TEST(LyingLengths, InTwosAndThreesEndTheJobWellToo) {
+TEST(InconsistentLengths, InTwosAndThreesEndTheJobCleanlyToo) {
   const std::vector<Field> fields = fields_of_the_length(true);
   std::mt19937 random = random_for(200);
   for (int i = 0; i < 60; ++i) {

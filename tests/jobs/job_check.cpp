@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 constexpr char kPpdName[] = "queue.ppd";
 constexpr char kLogName[] = "rastertok905_debug.log";
-constexpr char kPictureFolder[] = "k905_debug";
+constexpr char kImageFolder[] = "k905_debug";
 
 void compare_logs(const std::vector<std::string>& got, const std::vector<std::string>& wanted) {
   const auto [g, w] = std::mismatch(got.begin(), got.end(), wanted.begin(), wanted.end());
@@ -72,9 +72,9 @@ void compare_output(const std::string& got, const std::string& wanted) {
                 << (w != wanted.end() ? static_cast<int>(static_cast<unsigned char>(*w)) : -1);
 }
 
-// The pictures of a folder: the youngest of each tag, as a further page writes over it or beside
+// The images of a folder: the youngest of each tag, as a further page writes over it or beside
 // it.
-std::map<std::string, fs::path> pictures_in(const fs::path& folder) {
+std::map<std::string, fs::path> images_in(const fs::path& folder) {
   std::vector<fs::path> files;
   for (const auto& entry : fs::directory_iterator(folder)) {
     files.push_back(entry.path());
@@ -87,23 +87,23 @@ std::map<std::string, fs::path> pictures_in(const fs::path& folder) {
   return youngest;
 }
 
-void compare_pictures(const fs::path& folder, const std::map<std::string, std::string>& wanted) {
+void compare_images(const fs::path& folder, const std::map<std::string, std::string>& wanted) {
   if (!fs::exists(folder)) {
-    EXPECT_TRUE(wanted.empty()) << "no pictures at all";
+    EXPECT_TRUE(wanted.empty()) << "no images at all";
     return;
   }
-  const std::map<std::string, fs::path> got = pictures_in(folder);
+  const std::map<std::string, fs::path> got = images_in(folder);
   for (const auto& [tag, file] : got) {
-    EXPECT_TRUE(wanted.contains(tag)) << "an unexpected picture " << file;
+    EXPECT_TRUE(wanted.contains(tag)) << "an unexpected image " << file;
   }
   for (const auto& [tag, bytes] : wanted) {
     const auto file = got.find(tag);
     if (file == got.end()) {
-      ADD_FAILURE() << "no picture " << tag;
+      ADD_FAILURE() << "no image " << tag;
       continue;
     }
-    const std::string picture = read_file(file->second.string());
-    EXPECT_TRUE(picture == bytes) << "picture " << tag << " differs";
+    const std::string image = read_file(file->second.string());
+    EXPECT_TRUE(image == bytes) << "image " << tag << " differs";
   }
 }
 
@@ -149,7 +149,7 @@ void expect_like_reference(const JobRecipe& recipe) {
   } else {
     // No way to have a /tmp of one's own: then the real one, and nobody else meanwhile.
     tmp_folder = "/tmp";
-    fs::remove_all(fs::path(tmp_folder) / kPictureFolder);
+    fs::remove_all(fs::path(tmp_folder) / kImageFolder);
   }
 
   const ChildResult got = run_child(child);
@@ -163,7 +163,7 @@ void expect_like_reference(const JobRecipe& recipe) {
   } else {
     EXPECT_EQ(got.log, "") << "a run by hand speaks to its log file only";
     compare_logs(redacted_log(read_file(tmp_folder + "/" + kLogName)), wanted.log);
-    compare_pictures(fs::path(tmp_folder) / kPictureFolder, wanted.pictures);
+    compare_images(fs::path(tmp_folder) / kImageFolder, wanted.images);
   }
   compare_output(got.output, wanted.output);
 }

@@ -12,7 +12,7 @@
 // A job as the print system, or a person, would start it.
 struct JobRecipe {
   std::vector<std::string> arguments{"K905", "17", "me", "holiday", "1", ""};
-  std::optional<PpdDescription> ppd = PpdDescription{};  // none: a run by hand, with pictures
+  std::optional<PpdDescription> ppd = PpdDescription{};  // none: a run by hand, with images
   std::string ribbon;
   int max_message = 0;
   std::map<std::string, std::string> files;  // in the folder the filter is started in
@@ -22,5 +22,5 @@ struct JobRecipe {
   void choose(const std::string& keyword, const std::string& choice);
 };
 
-// Fails the test, saying where, when status, printer bytes, log or pictures differ.
+// Fails the test, saying where, when status, printer bytes, log or images differ.
 void expect_like_reference(const JobRecipe& recipe);

@@ -55,7 +55,7 @@ cups_page_header2_t header_for(const PaperSize& paper, unsigned width, unsigned 
   return header;
 }
 
-// A small picture on the smallest paper: the quickest page there is.
+// A small image on the smallest paper: the quickest page there is.
 RasterPage quick_page(unsigned seed = 1) {
   return gradient_page(header_for(kSmallest, 50, 40), seed);
 }
@@ -64,7 +64,7 @@ RasterPage quick_page(unsigned seed = 1) {
 
 class EveryPaper : public ::testing::TestWithParam<PaperSize> {};
 
-TEST_P(EveryPaper, ByNamePlainInterlacedTurnedAndBoth) {
+TEST_P(EveryPaper, ByNamePlainInterlacedRotatedAndBoth) {
   JobRecipe job;
   job.choose("PageSize", GetParam().name);
   std::vector<RasterPage> pages;
@@ -233,7 +233,7 @@ TEST(Sizes, AnInterlacedPageOfFullHeightIsNotResized) {
   expect_like_reference(job);
 }
 
-TEST(Sizes, ATurnedPageOfTheTurnedTargetIsNotResized) {
+TEST(Sizes, ARotatedPageOfTheRotatedTargetIsNotResized) {
   JobRecipe job;
   job.choose("PageSize", "B7");
   cups_page_header2_t header = page_header(1088, 1548);
@@ -242,7 +242,7 @@ TEST(Sizes, ATurnedPageOfTheTurnedTargetIsNotResized) {
   expect_like_reference(job);
 }
 
-TEST(Sizes, APictureOfTheEffectiveAreaIsStillResizedToTheTarget) {
+TEST(Sizes, AnImageOfTheEffectiveAreaIsStillResizedToTheTarget) {
   JobRecipe job;
   job.choose("PageSize", "B7");
   job.input = raster_stream({gradient_page(page_header(1800, 1053))});
@@ -253,7 +253,7 @@ TEST(Sizes, APictureOfTheEffectiveAreaIsStillResizedToTheTarget) {
 
 class EveryBleed : public ::testing::TestWithParam<std::vector<std::string>> {};
 
-TEST_P(EveryBleed, PlacesThePicture) {
+TEST_P(EveryBleed, PlacesTheImage) {
   JobRecipe job;
   job.choose("PageSize", "B7");
   job.choose("BleedA", "0.5");
@@ -278,7 +278,7 @@ INSTANTIATE_TEST_SUITE_P(
                                                "BleedRight=-1e30", "BleedBottom=nan"},
                       std::vector<std::string>{"BleedLeft=181813000000", "BleedA=inf"}));
 
-TEST(Bleeds, APictureOfJustTheRoomIsCopied) {
+TEST(Bleeds, AnImageOfJustTheRoomIsCopied) {
   JobRecipe job;
   job.choose("PageSize", "B7");
   // 1920 less the target's 1548 is 372, half of it a side: 136 px (11.5 mm) beyond the paper's 50
@@ -295,7 +295,7 @@ using Choices = std::vector<std::pair<std::string, std::string>>;
 
 class EveryTone : public ::testing::TestWithParam<Choices> {};
 
-TEST_P(EveryTone, ChangesThePicture) {
+TEST_P(EveryTone, ChangesTheImage) {
   JobRecipe job;
   job.choose("PageSize", "B7");
   for (const auto& [keyword, choice] : GetParam()) {
@@ -388,7 +388,7 @@ TEST(Profiles, ThatAreNoPlainFilesCannotBeOpened) {
   }
 }
 
-TEST(Profiles, ALongNameIsSearchedWholeAndKeptCut) {
+TEST(Profiles, ALongNameIsSearchedCompletelyAndStoredCut) {
   const std::string name(200, 'n');
   JobRecipe job;
   job.files[name + ".icm"] = rgb_matrix_profile();
@@ -412,7 +412,7 @@ TEST(Profiles, OfTheOptionStringGoByChoiceNameOrMarker) {
   }
 }
 
-TEST(Profiles, LiveOverThePagesOfAJob) {
+TEST(Profiles, AreKeptOverThePagesOfAJob) {
   JobRecipe job;
   job.files = profile_files();
   job.choose("PageSize", "B7");
@@ -550,9 +550,9 @@ TEST(TwoUp, IsDecidedByTheFirstPageAlone) {
 
 // ---- headers that lie ----
 
-class EveryLie : public ::testing::TestWithParam<void (*)(RasterPage&)> {};
+class EveryInconsistency : public ::testing::TestWithParam<void (*)(RasterPage&)> {};
 
-TEST_P(EveryLie, IsAnsweredAndTheNextPagePrinted) {
+TEST_P(EveryInconsistency, IsHandledAndTheNextPagePrinted) {
   RasterPage page = noise_page(header_for(kSmallest, 50, 40));
   GetParam()(page);
   JobRecipe job;
@@ -561,7 +561,7 @@ TEST_P(EveryLie, IsAnsweredAndTheNextPagePrinted) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Jobs, EveryLie,
+    Jobs, EveryInconsistency,
     ::testing::Values(
         // Lines too short for their pixels: the rest counts as zero.
         [](RasterPage& p) {
@@ -622,7 +622,7 @@ INSTANTIATE_TEST_SUITE_P(
         }),
     [](const auto& instance) { return "Number" + std::to_string(instance.index); });
 
-TEST(Headers, LiesAreTheSameForEveryCopy) {
+TEST(Headers, InconsistenciesAreTheSameForEveryCopy) {
   RasterPage short_lines = noise_page(header_for(kSmallest, 50, 40));
   short_lines.header.cupsBytesPerLine = 75;
   short_lines.pixels.resize(std::size_t{75} * 40);
@@ -638,7 +638,7 @@ TEST(Headers, LiesAreTheSameForEveryCopy) {
   expect_like_reference(job);
 }
 
-TEST(Headers, ARefusedOneEndsTheJobWithAWord) {
+TEST(Headers, ARefusedOneEndsTheJobWithAMessage) {
   for (void (*lie)(cups_page_header2_t&) : {+[](cups_page_header2_t& h) { h.cupsBitsPerPixel = 0; },
                                             +[](cups_page_header2_t& h) { h.cupsBytesPerLine = 0; },
                                             +[](cups_page_header2_t& h) { h.cupsHeight = 0; }}) {
@@ -760,7 +760,7 @@ TEST(Texts, AreCutToTheLineThePrintSystemTakes) {
   expect_like_reference(job);
 }
 
-TEST(Texts, OfAnyLengthAreLoggedWhole) {
+TEST(Texts, OfAnyLengthAreLoggedCompletely) {
   JobRecipe job;
   job.arguments[3] = std::string(9000, 't');
   job.arguments[5] = std::string(9000, 'o');

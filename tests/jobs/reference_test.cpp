@@ -51,9 +51,9 @@ std::vector<int> toned(const reference::Settings& settings, std::uint8_t r, std:
   return {image.plane[0][0], image.plane[1][0], image.plane[2][0]};
 }
 
-TEST(ReferenceTurn, GoesCounterClockwise) {
+TEST(ReferenceRotate, GoesCounterClockwise) {
   Image image = image_of(3, 2, {0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5});
-  PlainFilter(quiet_job()).turn(image);
+  PlainFilter(quiet_job()).rotate(image);
   EXPECT_EQ(image.width, 2);
   EXPECT_EQ(image.height, 3);
   EXPECT_THAT(image.plane[1], ElementsAre(2, 5, 1, 4, 0, 3));

@@ -1,4 +1,4 @@
-// Each stage by itself, with pictures small enough to check by eye.
+// Each stage by itself, with images small enough to check by eye.
 #include "pipeline/stages.h"
 
 #include <gmock/gmock.h>
@@ -70,7 +70,7 @@ class MemoryRaster {
 
 class Stages : public ::testing::Test {
  protected:
-  EnvironmentGuard ppd_{"PPD", ""};  // as CUPS runs it: no pictures
+  EnvironmentGuard ppd_{"PPD", ""};  // as CUPS runs it: no images
   SettingsGuard settings_;
 };
 
@@ -191,7 +191,7 @@ TEST_F(Stages, APageOfMoreThanHalfAGigapixelIsAsGoodAsOutOfMemory) {
 
 // ---- Stage 1.5 ----------------------------------------------------------------------------------
 
-// A gray picture resized; every row of the target, first channel only.
+// A gray image resized; every row of the target, first channel only.
 std::vector<Bytes> resized(unsigned width, unsigned height, const Bytes& gray,
                            std::size_t target_width, std::size_t target_height) {
   const MemoryRaster page(width, height, 1, 8, width, gray);
@@ -272,7 +272,7 @@ TEST_F(Stages, GrayAndBlackAreThreeIdenticalPlanesAndNegativesOfEachOther) {
   EXPECT_THAT(color_model("Black", {10, 20, 30}), ElementsAre(237, 237, 237));
 }
 
-TEST_F(Stages, CmyInvertsAndKcmyTurnsThePlanesInvertingOnlyTheLast) {
+TEST_F(Stages, CmyInvertsAndKcmyRotatesThePlanesAndInvertsTheLast) {
   EXPECT_THAT(color_model("CMY", {10, 20, 30}), ElementsAre(245, 235, 225));
   EXPECT_THAT(color_model("CMYK", {10, 20, 30}), ElementsAre(245, 235, 225));
   EXPECT_THAT(color_model("KCMY", {10, 20, 30}), ElementsAre(20, 30, 245));
@@ -284,12 +284,12 @@ TEST_F(Stages, AnyOtherNameLeavesThePlanesUnchanged) {
   }
 }
 
-TEST_F(Stages, FourColorsUnderCmykLeaveStageTwoAsTheyCame) {
+TEST_F(Stages, FourColorsUnderCmykAreUnchangedAfterStageTwo) {
   EXPECT_THAT(color_model("CMYK", read_line(1, 4, 8, {10, 20, 30, 99}, "CMYK")),
               ElementsAre(10, 20, 30));
 }
 
-TEST_F(Stages, FourColorsUnderKcmyLeaveStageTwoTurned) {
+TEST_F(Stages, FourColorsUnderKcmyAreRotatedAfterStageTwo) {
   // 255 - byte 1, 255 - byte 2, byte 0.
   EXPECT_THAT(color_model("KCMY", read_line(1, 4, 8, {10, 20, 30, 99}, "KCMY")),
               ElementsAre(235, 225, 10));
@@ -352,7 +352,7 @@ TEST_F(Stages, TheFullInterlacedHeightSkipsTheDeinterlace) {
             "K905-1: Keeping original image size: 3x8\n");
 }
 
-TEST_F(Stages, ADeinterlaceTellsItsSizes) {
+TEST_F(Stages, ADeinterlaceLogsItsSizes) {
   DeinterlaceStage stage;
   stage.prepare(true, 3, 7, 8);
   EXPECT_EQ(captured_log([&] { stage.report(); }),
@@ -372,7 +372,7 @@ TEST_F(Stages, APlainPageHasNoDeinterlaceStage) {
 
 // ---- Stage 4 ------------------------------------------------------------------------------------
 
-TEST_F(Stages, TheMirrorSpeaksOfEachPlaneEvenWhenNothingIsFlipped) {
+TEST_F(Stages, TheMirrorLogsEachPlaneEvenWhenNothingIsFlipped) {
   MirrorStage stage;
   stage.prepare(true, 5, 0);
   EXPECT_EQ(captured_log([&] { stage.report(); }),
@@ -473,17 +473,17 @@ Bytes placed(const PageLayout& layout, bool rotated, std::size_t width, std::siz
   return first;
 }
 
-TEST_F(Stages, AThreeByTwoImageTurnsIntoTwoByThree) {
+TEST_F(Stages, AThreeByTwoImageIsRotatedToTwoByThree) {
   EXPECT_THAT(placed(canvas_without_bleed(2, 3), true, 3, 2, {0, 1, 2, 3, 4, 5}),
               ElementsAre(2, 5, 1, 4, 0, 3));
 }
 
-TEST_F(Stages, WithoutTheFlagNothingTurns) {
+TEST_F(Stages, WithoutTheFlagNothingIsRotated) {
   EXPECT_THAT(placed(canvas_without_bleed(3, 2), false, 3, 2, {0, 1, 2, 3, 4, 5}),
               ElementsAre(0, 1, 2, 3, 4, 5));
 }
 
-TEST_F(Stages, FourTurnsAreNoTurnAcrossBandBoundaries) {
+TEST_F(Stages, FourRotationsGiveTheImageAgainAcrossBands) {
   // Taller and wider than any band; values below 250 keep clear of the white canvas.
   std::size_t width = 131;
   std::size_t height = 257;
@@ -491,14 +491,14 @@ TEST_F(Stages, FourTurnsAreNoTurnAcrossBandBoundaries) {
   for (std::size_t i = 0; i < image.size(); ++i) {
     image[i] = static_cast<std::uint8_t>((i * 7919) % 250);
   }
-  Bytes turned = image;
-  for (int turn = 0; turn < 4; ++turn) {
-    turned = placed(
+  Bytes rotated = image;
+  for (int i = 0; i < 4; ++i) {
+    rotated = placed(
         canvas_without_bleed(static_cast<std::int32_t>(height), static_cast<std::int32_t>(width)),
-        true, width, height, turned);
+        true, width, height, rotated);
     std::swap(width, height);
   }
-  EXPECT_EQ(turned, image);
+  EXPECT_EQ(rotated, image);
 }
 
 // Both ways to the canvas: rotated by the stage, or rotated before.
@@ -587,7 +587,7 @@ TEST_F(Stages, AnEmptyImageLeavesAWhiteCanvas) {
   EXPECT_EQ(placed(canvas_without_bleed(4, 3), true, 4, 0, {}), Bytes(12, 255));
 }
 
-TEST_F(Stages, PlacingTellsWhereTheBleedsComeFrom) {
+TEST_F(Stages, PlacingLogsWhereTheBleedsAreFrom) {
   const auto report = [](const PageLayout& layout, std::size_t width, std::size_t height) {
     Canvas canvas;
     EXPECT_TRUE(canvas.prepare(layout, width, height));

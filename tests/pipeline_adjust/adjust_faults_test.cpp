@@ -152,7 +152,7 @@ TEST_F(AdjustFaults, TheTryOnPureRedStartsFromZeroedBytes) {
                                     std::to_string(red[0]) + ",0,0]\n"));
 }
 
-TEST_F(AdjustFaults, ATransformThatFailsTwiceIsOnlyTold) {
+TEST_F(AdjustFaults, ATransformThatFailsTwiceIsOnlyLogged) {
   const std::string target = profiles_.rgb_table("printer.icc");
   create_transform.fail_from_now({1, 2});
   const Page page = noise_page(4, 4, 5);
@@ -175,7 +175,7 @@ TEST_F(AdjustFaults, TheNextPageTriesAgainAfterAFailedTransform) {
   EXPECT_EQ(second.log, good.log);
 }
 
-TEST_F(AdjustFaults, MissingBuffersLeaveTheColorsAndAreTold) {
+TEST_F(AdjustFaults, MissingBuffersLeaveTheColorsAndAreLogged) {
   const std::string target = profiles_.rgb_table("printer.icc");
   const PrintOptions options = icc_options("", target);
   const Page page = noise_page(100, 400, 7);
@@ -250,7 +250,7 @@ void expect_plain_chain() {
   }
 }
 
-TEST_F(AdjustFaults, APowfThatFallsAtOneFloatBehindAStepIsNotTrusted) {
+TEST_F(AdjustFaults, APowfThatFallsAtOneFloatAfterAStepIsNotTrusted) {
   float steps[256];
   ASSERT_TRUE(fill_legacy_steps(steps));
   powf_dips_from = powf_dips_to = std::nextafter(steps[100], 255.0f) / 255.0f;

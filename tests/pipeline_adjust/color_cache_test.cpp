@@ -92,7 +92,7 @@ TEST(ColorCache, SavesMostOfAPhotograph) {
   EXPECT_LT(converted(memory, page), page.width * page.height / 4);
 }
 
-TEST(ColorCache, StepsAsideOnNoiseAndComesBack) {
+TEST(ColorCache, IsNotAskedOnNoiseAndIsAskedAgainLater) {
   ColorCache memory;
   memory.reset();
   // Most rows go straight through and leave no trace.

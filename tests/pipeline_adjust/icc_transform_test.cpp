@@ -124,7 +124,7 @@ class Icc : public testing::Test {
 // ---- Whole logs
 // -----------------------------------------------------------------------------------
 
-TEST_F(Icc, EnabledWithoutAProfileNameSaysSoAndLeavesThePlanes) {
+TEST_F(Icc, EnabledWithoutAProfileNameIsLoggedAndLeavesThePlanes) {
   PrintOptions options = icc_options("", profiles_.rgb_matrix("a.icc"));
   options.icc_profile_name[0] = '\0';
   const Page page = noise_page(5, 4, 1);
@@ -135,7 +135,7 @@ TEST_F(Icc, EnabledWithoutAProfileNameSaysSoAndLeavesThePlanes) {
                             "\nK905-1: ICC conversion not enabled or no profile specified\n");
 }
 
-TEST_F(Icc, RgbTargetGivesTheBytesOfLittleCmsAndTellsTheWholeStory) {
+TEST_F(Icc, RgbTargetGivesTheBytesOfLittleCmsAndLogsEveryStep) {
   const std::string source = profiles_.rgb_matrix("wide.icc");
   const std::string target = profiles_.rgb_table("printer.icc");
   const PrintOptions options = icc_options(source, target, "Relative");
@@ -165,7 +165,7 @@ TEST_F(Icc, RgbTargetGivesTheBytesOfLittleCmsAndTellsTheWholeStory) {
                             end_of_log(page.rgb, expected, 620));
 }
 
-TEST_F(Icc, CmykTargetDropsBlackAndTellsTheWholeStory) {
+TEST_F(Icc, CmykTargetDropsBlackAndLogsEveryStep) {
   const std::string source = profiles_.rgb_matrix("wide.icc");
   const std::string target = profiles_.cmyk_table("press.icc");
   const PrintOptions options = icc_options(source, target);
@@ -229,7 +229,7 @@ TEST_F(Icc, GrayTargetFillsAllPlanesAndLeavesItsOutputLineOpen) {
                 end_of_log(page.rgb, expected, 18));
 }
 
-TEST_F(Icc, AnEmptyImageIsToldInZeros) {
+TEST_F(Icc, AnEmptyImageIsLoggedAsZeros) {
   const PrintOptions options = icc_options("", profiles_.rgb_matrix("wide.icc"));
   const Result result = convert_page(options, Page{7, 0, {}});
   for (const char* expected :
@@ -393,7 +393,7 @@ TEST_F(RefusedPair, TheOtherSpacesHaveTheirNamesToo) {
   expect_refused(profiles_.bare("cmy.icc", cmsSigCmyData), source, "Unknown", "RGB");
 }
 
-TEST_F(Icc, AProfileThatCannotBeTransformedWithIsToldAndTriedOnceMore) {
+TEST_F(Icc, AProfileWithoutATransformIsLoggedAndTriedOnceMore) {
   const PrintOptions options =
       icc_options(profiles_.rgb_matrix("wide.icc"), profiles_.bare("empty.icc", cmsSigCmykData));
   const Page page = noise_page(4, 4, 10);
@@ -526,7 +526,7 @@ TEST_F(Icc, ALinkToAProfileIsFollowed) {
             converted_directly("", target, TYPE_RGB_8, 0, page.rgb));
 }
 
-TEST_F(Icc, NoProfileAtAllConvertsFromSrgbToSrgbAndSaysSo) {
+TEST_F(Icc, NoProfileAtAllConvertsFromSrgbToSrgbAndIsLogged) {
   const PrintOptions options = icc_options("/nowhere/s.icc", "/nowhere/t.icc");
   const Page page = noise_page(30, 30, 15);
   const auto expected = converted_directly("", "", TYPE_RGB_8, 0, page.rgb);

@@ -1,5 +1,5 @@
-// The stage as a whole: order of work, log and pictures. Linked with a stand-in for
-// save_debug_image that keeps the picture and leaves a line in the log, so that lines and pictures
+// The stage as a whole: order of work, log and images. Linked with a stand-in for
+// save_debug_image that keeps the image and leaves a line in the log, so that lines and images
 // show their order.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,12 +18,12 @@
 
 namespace {
 
-struct Picture {
+struct SavedImage {
   unsigned width;
   int height;
   std::vector<std::uint8_t> planes;  // one after the other
 };
-std::map<std::string, Picture> saved_pictures;
+std::map<std::string, SavedImage> saved_images;
 
 }  // namespace
 
@@ -34,13 +34,13 @@ extern "C" void __wrap__Z16save_debug_imagePKcPKhS2_S2_ji(const char* tag,
                                                           const std::uint8_t* plane1,
                                                           const std::uint8_t* plane2,
                                                           unsigned width, int height) {
-  log_line("PICTURE %s", tag);
-  Picture picture{width, height, {}};
+  log_line("IMAGE %s", tag);
+  SavedImage image{width, height, {}};
   const std::size_t count = std::size_t{width} * static_cast<std::size_t>(height);
   for (const std::uint8_t* plane : {plane0, plane1, plane2}) {
-    picture.planes.insert(picture.planes.end(), plane, plane + count);
+    image.planes.insert(image.planes.end(), plane, plane + count);
   }
-  saved_pictures[tag] = picture;
+  saved_images[tag] = image;
 }
 
 namespace {
@@ -83,7 +83,7 @@ class Stage5 : public testing::Test {
 
 PrintOptions defaults() { return PrintOptions{.paper_config = nullptr}; }
 
-TEST_F(Stage5, NeutralPageKeepsItsBytesAndTellsItsSettings) {
+TEST_F(Stage5, NeutralPageKeepsItsBytesAndLogsItsSettings) {
   Page page = noise_page(17, 9, 1);
   set_pixel(page, 0, 10, 20, 30);
   EXPECT_EQ(run(defaults(), page), planes_of(page.rgb));
@@ -102,7 +102,7 @@ TEST_F(Stage5, NeutralPageKeepsItsBytesAndTellsItsSettings) {
             "K905-1: After adjustments - Pixel[0]: R=10, G=20, B=30\n");
 }
 
-TEST_F(Stage5, SettingsAreToldInThousandthsAndAsFactors) {
+TEST_F(Stage5, SettingsAreLoggedInThousandthsAndAsFactors) {
   PrintOptions options = defaults();
   options.brightness = 100;
   options.contrast = -150;
@@ -124,7 +124,7 @@ TEST_F(Stage5, SettingsAreToldInThousandthsAndAsFactors) {
                               ", B=" + std::to_string(expected[2]) + "\n"));
 }
 
-TEST_F(Stage5, ProfileIsToldByItsNameAndTheConversionRunsBeforeTheTones) {
+TEST_F(Stage5, ProfileIsLoggedByNameAndConversionRunsBeforeTones) {
   const ProfileFolder profiles;
   const std::string target = profiles.rgb_table("printer.icc");
   PrintOptions options = icc_options("", target);
@@ -142,7 +142,7 @@ TEST_F(Stage5, ProfileIsToldByItsNameAndTheConversionRunsBeforeTheTones) {
                                            "K905-1: Image adjustments applied\n"));
 }
 
-TEST_F(Stage5, EnabledWithoutANameIsToldByTheConversionItself) {
+TEST_F(Stage5, EnabledWithoutANameIsLoggedByTheConversion) {
   PrintOptions options = defaults();
   options.icc_enabled = 1;
   const Page page = noise_page(5, 5, 5);
@@ -152,7 +152,7 @@ TEST_F(Stage5, EnabledWithoutANameIsToldByTheConversionItself) {
                               "K905-1: Image adjustments applied\n"));
 }
 
-TEST_F(Stage5, AnEmptyImageIsToldInZeros) {
+TEST_F(Stage5, AnEmptyImageIsLoggedAsZeros) {
   PrintOptions options = defaults();
   options.brightness = 500;
   EXPECT_EQ(run(options, Page{12, 0, {}}), std::vector<std::uint8_t>());
@@ -160,64 +160,64 @@ TEST_F(Stage5, AnEmptyImageIsToldInZeros) {
   EXPECT_THAT(log_, HasSubstr("K905-1: After adjustments - Pixel[0]: R=0, G=0, B=0\n"));
 }
 
-TEST_F(Stage5, AFurtherCopyIsToldInTheSameWords) {
+TEST_F(Stage5, AFurtherCopyHasTheSameLog) {
   const ProfileFolder profiles;
   const PrintOptions options = icc_options("", profiles.cmyk_table("press.icc"));
   run(options, noise_page(6, 6, 6));
   EXPECT_EQ(captured_log([&] { stage_.report(options); }), log_);
 }
 
-TEST_F(Stage5, ByHandEveryStepLeavesItsPictureInOrder) {
+TEST_F(Stage5, ByHandEveryStepSavesItsImageInOrder) {
   const EnvironmentGuard by_hand("PPD", nullptr);
-  saved_pictures.clear();
+  saved_images.clear();
   PrintOptions options = defaults();
   options.brightness = 200;
   const Page page = noise_page(7, 6, 7);
   run(options, page);
   EXPECT_THAT(log_, testing::MatchesRegex("K905-1: === STAGE 5: Image adjustments ===\n"
                                           "K905-1: Before adjustments - Pixel.0.: [^\n]*\n"
-                                          "PICTURE 05a_before_adjustments\n"
+                                          "IMAGE 05a_before_adjustments\n"
                                           "K905-1: Applying image adjustments:\n"
                                           "(  [^\n]*\n)+"
-                                          "PICTURE adjust_before\n"
-                                          "PICTURE adjust_after\n"
+                                          "IMAGE adjust_before\n"
+                                          "IMAGE adjust_after\n"
                                           "K905-1: Image adjustments applied\n"
-                                          "PICTURE 05b_after_adjustments\n"
+                                          "IMAGE 05b_after_adjustments\n"
                                           "K905-1: After adjustments - Pixel.0.: [^\n]*\n"));
-  EXPECT_EQ(saved_pictures["05a_before_adjustments"].planes, planes_of(page.rgb));
-  EXPECT_EQ(saved_pictures["adjust_before"].planes, planes_of(page.rgb));
-  EXPECT_EQ(saved_pictures["adjust_after"].planes, planes_of(toned(options, page.rgb)));
-  EXPECT_EQ(saved_pictures["05b_after_adjustments"].planes, planes_of(toned(options, page.rgb)));
-  EXPECT_EQ(saved_pictures["adjust_before"].width, 7u);
-  EXPECT_EQ(saved_pictures["adjust_before"].height, 6);
-  EXPECT_FALSE(saved_pictures.contains("adjust_after_icc"));
+  EXPECT_EQ(saved_images["05a_before_adjustments"].planes, planes_of(page.rgb));
+  EXPECT_EQ(saved_images["adjust_before"].planes, planes_of(page.rgb));
+  EXPECT_EQ(saved_images["adjust_after"].planes, planes_of(toned(options, page.rgb)));
+  EXPECT_EQ(saved_images["05b_after_adjustments"].planes, planes_of(toned(options, page.rgb)));
+  EXPECT_EQ(saved_images["adjust_before"].width, 7u);
+  EXPECT_EQ(saved_images["adjust_before"].height, 6);
+  EXPECT_FALSE(saved_images.contains("adjust_after_icc"));
 }
 
-TEST_F(Stage5, ByHandTheConversionLeavesAPictureAlsoWhenItFailed) {
+TEST_F(Stage5, ByHandTheConversionSavesAnImageAlsoWhenItFailed) {
   const EnvironmentGuard by_hand("PPD", nullptr);
   const ProfileFolder profiles;
   const Page page = noise_page(7, 6, 8);
 
-  saved_pictures.clear();
+  saved_images.clear();
   PrintOptions options = icc_options("", profiles.rgb_table("printer.icc"));
   options.contrast = 100;
   run(options, page);
   const auto converted =
       converted_directly("", profiles.path("printer.icc"), TYPE_RGB_8, 0, page.rgb);
-  EXPECT_EQ(saved_pictures["adjust_before"].planes, planes_of(page.rgb));
-  EXPECT_EQ(saved_pictures["adjust_after_icc"].planes, planes_of(converted));
-  EXPECT_EQ(saved_pictures["adjust_after"].planes, planes_of(toned(options, converted)));
+  EXPECT_EQ(saved_images["adjust_before"].planes, planes_of(page.rgb));
+  EXPECT_EQ(saved_images["adjust_after_icc"].planes, planes_of(converted));
+  EXPECT_EQ(saved_images["adjust_after"].planes, planes_of(toned(options, converted)));
   EXPECT_THAT(log_, testing::ContainsRegex("K905-1: After ICC - Pixel.center.: .*\n"
-                                           "PICTURE adjust_after_icc\n"
-                                           "PICTURE adjust_after\n"));
+                                           "IMAGE adjust_after_icc\n"
+                                           "IMAGE adjust_after\n"));
 
-  saved_pictures.clear();
+  saved_images.clear();
   options = icc_options(profiles.lab("lab.icc"), profiles.path("printer.icc"));
   run(options, page);
-  EXPECT_EQ(saved_pictures["adjust_after_icc"].planes, planes_of(page.rgb));
+  EXPECT_EQ(saved_images["adjust_after_icc"].planes, planes_of(page.rgb));
   EXPECT_THAT(log_, HasSubstr("K905-1: WARNING: ICC conversion failed, using original colors\n"
-                              "PICTURE adjust_after_icc\n"
-                              "PICTURE adjust_after\n"));
+                              "IMAGE adjust_after_icc\n"
+                              "IMAGE adjust_after\n"));
 }
 
 }  // namespace

@@ -114,7 +114,7 @@ bool PlainFilter::short_of_memory(const char* line) {
   return job_.shortage && job_.shortage->line == line && job_.shortage->visit == visit;
 }
 
-void PlainFilter::picture(const char* tag, const Image& image) {
+void PlainFilter::save_image(const char* tag, const Image& image) {
   if (job_.ppd_path) {
     return;
   }
@@ -125,7 +125,7 @@ void PlainFilter::picture(const char* tag, const Image& image) {
       ppm += static_cast<char>(plane[i]);
     }
   }
-  pictures[tag] = std::move(ppm);
+  images[tag] = std::move(ppm);
   say("K905-1: Saved debug image: /tmp/k905_debug/TIME_%s.ppm (%dx%d, RGB)", tag, image.width,
       image.height);
 }
@@ -152,7 +152,7 @@ ReferenceResult PlainFilter::whole_job() {
   log_summary();
 
   const auto finish = [this](int status) {
-    return ReferenceResult{status, std::move(output), std::move(log), std::move(pictures)};
+    return ReferenceResult{status, std::move(output), std::move(log), std::move(images)};
   };
   const Pages stream = read_pages(job_.input);
   if (!stream.opened) {
@@ -242,7 +242,7 @@ bool PlainFilter::decide_merge() {
 bool PlainFilter::merge(const Image& top, const Image& bottom) {
   const int w = top.width;
   const int h = top.height;
-  // The place of the lower picture is the upper one's size; what it does not have stays white.
+  // The place of the lower image is the upper one's size; what it does not have stays white.
   Image lower = make_image(w, h, 255);
   for (int y = 0; y < std::min(h, bottom.height); ++y) {
     for (int x = 0; x < std::min(w, bottom.width); ++x) {
@@ -252,8 +252,8 @@ bool PlainFilter::merge(const Image& top, const Image& bottom) {
     }
   }
   say("K905-1: Saving input 6x4 images for debugging...");
-  picture("merge_input_top", top);
-  picture("merge_input_bottom", lower);
+  save_image("merge_input_top", top);
+  save_image("merge_input_bottom", lower);
   if (h <= 0 || w <= 0) {
     say("K905-1: Failed to merge pages");
     return false;
@@ -283,7 +283,7 @@ bool PlainFilter::merge(const Image& top, const Image& bottom) {
   say("        Top: offset_y=%d, offset_x=%d", -5, offset_x);
   say("        Bottom: offset_y=%d, offset_x=%d", h + 13, offset_x);
   say("        Gap: %dpx", 18);
-  picture("08c_merged_before_bleed", sheet);
+  save_image("08c_merged_before_bleed", sheet);
   say("K905-1: Successfully merged to 6x8 (%dx%d)", 1920, 2498);
   print_sheet(sheet);
   return true;

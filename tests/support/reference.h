@@ -3,7 +3,7 @@
 //
 // It shares no code and no table with the program. Given what a run would see (arguments,
 // environment, PPD, standard input) it says what the run must write: the bytes for the printer,
-// every line of the log, and, for a run by hand, every picture. Raster jobs only; memory is never
+// every line of the log, and, for a run by hand, every image. Raster jobs only; memory is never
 // short and nobody cancels.
 #pragma once
 
@@ -39,11 +39,11 @@ struct ReferenceJob {
 struct ReferenceResult {
   int status = 0;
   std::string output;
-  std::vector<std::string> log;  // without line ends; times of pictures as redacted_log has them
-  std::map<std::string, std::string> pictures;  // the last one of each tag, as PPM
+  std::vector<std::string> log;  // without line ends; times of images as redacted_log has them
+  std::map<std::string, std::string> images;  // the last one of each tag, as PPM
 };
 
 [[nodiscard]] ReferenceResult reference_run(const ReferenceJob& job);
 
-// The lines of a log with the date and time in picture names replaced, so that two runs compare.
+// The lines of a log with the date and time in image names replaced, so that two runs compare.
 [[nodiscard]] std::vector<std::string> redacted_log(const std::string& log);

@@ -115,7 +115,7 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
   if (!complete) {
     return false;
   }
-  picture("01_original", image);
+  save_image("01_original", image);
 
   say("K905-1: === STAGE 1.5: Resize to standard size (non-proportional scaling) ===");
   resize(image, l.target_width, l.target_height);
@@ -131,12 +131,12 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
   say("K905-1: Using image from stage 5: %dx%d (no scaling)", image.width, image.height);
   say("K905-1: === STAGE 7: Rotation (if needed) ===");
   if (s.rotate) {
-    turn(image);
-    picture("07_rotated", image);
+    rotate(image);
+    save_image("07_rotated", image);
   }
   place(image, canvas);
   say("K905-1: === STAGE 9: Final result ===");
-  picture("09_final_canvas", canvas);
+  save_image("09_final_canvas", canvas);
   return true;
 }
 
@@ -285,7 +285,7 @@ void PlainFilter::resize(Image& image, int width, int height) {
   say("K905-1: NOTE: If original image has different DPI, physical size may differ!");
   say("K905-1:   Original DPI might be: %.0f (if height should stay same)",
       (src_h * 25.4) / (height * 25.4 / 300.0));
-  picture("01b_resized", image);
+  save_image("01b_resized", image);
 }
 
 void PlainFilter::convert_colors(Image& image) {
@@ -294,7 +294,7 @@ void PlainFilter::convert_colors(Image& image) {
   const bool gray = model == "Gray";
   const bool black = model == "Black";
   const bool inverted = model == "CMY" || model == "CMYK";
-  const bool turned_around = model == "KCMY";
+  const bool rotated = model == "KCMY";
   for (std::size_t i = 0; i < image.plane[0].size(); ++i) {
     std::uint8_t& a = image.plane[0][i];
     std::uint8_t& b = image.plane[1][i];
@@ -308,14 +308,14 @@ void PlainFilter::convert_colors(Image& image) {
       a = static_cast<std::uint8_t>(255 - a);
       b = static_cast<std::uint8_t>(255 - b);
       c = static_cast<std::uint8_t>(255 - c);
-    } else if (turned_around) {
+    } else if (rotated) {
       const std::uint8_t first = a;
       a = b;
       b = c;
       c = static_cast<std::uint8_t>(255 - first);
     }
   }
-  picture("02_color_converted", image);
+  save_image("02_color_converted", image);
   say("K905-1: Color conversion completed");
 }
 
@@ -335,7 +335,7 @@ void PlainFilter::deinterlace(Image& image) {
       out.height);
   if (short_of_memory("K905-1: ERROR: Failed to allocate memory for deinterlace")) {
     say("K905-1: ERROR: Failed to allocate memory for deinterlace");
-    picture("03_deinterlaced", image);
+    save_image("03_deinterlaced", image);
     return;
   }
   for (int i = 0; i < 3; ++i) {
@@ -350,12 +350,12 @@ void PlainFilter::deinterlace(Image& image) {
   }
   image = std::move(out);
   say("K905-1: Deinterlace completed successfully");
-  picture("03_deinterlaced", image);
+  save_image("03_deinterlaced", image);
 }
 
 void PlainFilter::mirror(Image& image) {
   say("K905-1: === STAGE 4: Mirror flip ===");
-  picture("04a_before_mirror", image);
+  save_image("04a_before_mirror", image);
   for (auto& plane : image.plane) {
     say("K905-1: Applying horizontal mirror flip: %dx%d", image.width, image.height);
     for (int y = 0; y < image.height; ++y) {
@@ -363,7 +363,7 @@ void PlainFilter::mirror(Image& image) {
       std::reverse(row, row + image.width);
     }
   }
-  picture("04b_after_mirror", image);
+  save_image("04b_after_mirror", image);
 }
 
 void PlainFilter::adjust(Image& image) {
@@ -371,7 +371,7 @@ void PlainFilter::adjust(Image& image) {
   say("K905-1: === STAGE 5: Image adjustments ===");
   say("K905-1: Before adjustments - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0),
       pixel(image, 1, 0), pixel(image, 2, 0));
-  picture("05a_before_adjustments", image);
+  save_image("05a_before_adjustments", image);
   say("K905-1: Applying image adjustments:");
   say("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
   if (s.icc_enabled) {
@@ -383,15 +383,15 @@ void PlainFilter::adjust(Image& image) {
   say("  Gamma: %d (%.3f)", s.gamma, s.gamma / 1000.0);
   say("  Image Type: %s", s.image_type.c_str());
   say("  Color Correction: %s", s.color_correction.c_str());
-  picture("adjust_before", image);
+  save_image("adjust_before", image);
   if (s.icc_enabled) {
     convert_icc(image);
-    picture("adjust_after_icc", image);
+    save_image("adjust_after_icc", image);
   }
   tone(image);
-  picture("adjust_after", image);
+  save_image("adjust_after", image);
   say("K905-1: Image adjustments applied");
-  picture("05b_after_adjustments", image);
+  save_image("05b_after_adjustments", image);
   say("K905-1: After adjustments - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0),
       pixel(image, 1, 0), pixel(image, 2, 0));
 }
@@ -471,7 +471,7 @@ void PlainFilter::tone(Image& image) const {
   }
 }
 
-void PlainFilter::turn(Image& image) {
+void PlainFilter::rotate(Image& image) {
   Image out = make_image(image.height, image.width);
   for (int i = 0; i < 3; ++i) {
     for (int y = 0; y < image.height; ++y) {

@@ -120,7 +120,7 @@ class PlainFilter {
   void mirror(Image& image);
   void adjust(Image& image);
   void convert_icc(Image& image);
-  void turn(Image& image);
+  void rotate(Image& image);
   void place(const Image& image, Image& canvas);
   void print_sheet(const Image& sheet);
   bool merge(const Image& top, const Image& bottom);
@@ -128,7 +128,7 @@ class PlainFilter {
   Settings settings;
   std::vector<std::string> log;
   std::string output;
-  std::map<std::string, std::string> pictures;
+  std::map<std::string, std::string> images;
 
  private:
   struct Layout {
@@ -146,7 +146,7 @@ class PlainFilter {
   bool short_of_memory(const char* line);
   void heading(const char* title, bool first = false);
   void dump_header(const cups_page_header2_t& header);
-  void picture(const char* tag, const Image& image);
+  void save_image(const char* tag, const Image& image);
 
   void apply_ppd_option(const std::string& keyword, const std::string& value);
   void apply_key(const std::string& key, const std::string& value);
