@@ -113,7 +113,7 @@ std::optional<JobRecord> parse_record(const std::string& text) {
 }
 
 RecordFolder::~RecordFolder() {
-  for (const int descriptor : {folder_, lock_}) {
+  for (const int descriptor : {folder_, printer_lock_, job_lock_}) {
     if (descriptor >= 0) {
       close(descriptor);
     }
@@ -139,18 +139,36 @@ int RecordFolder::give_to_user(int descriptor) const {
   return given ? 0 : errno;
 }
 
-bool RecordFolder::try_lock(const std::string& printer) {
-  if (folder_ < 0) {
+// Without a folder, or when the file cannot be had, nothing is locked.
+bool RecordFolder::open_lock_file(const std::string& name, int& descriptor) const {
+  if (descriptor < 0 && folder_ >= 0) {
+    descriptor = openat(folder_, name.substr(0, NAME_MAX).c_str(),
+                        O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor >= 0) {
+      (void)give_to_user(descriptor);
+    }
+  }
+  return descriptor >= 0;
+}
+
+bool RecordFolder::try_lock_printer(const std::string& printer) {
+  std::string name = "lock-" + printer;
+  std::replace(name.begin(), name.end(), '/', '_');
+  return !open_lock_file(name, printer_lock_) || flock(printer_lock_, LOCK_EX | LOCK_NB) == 0 ||
+         errno != EWOULDBLOCK;
+}
+
+// One file for all jobs, a byte of it for each.
+bool RecordFolder::try_lock_job(int job) {
+  if (!open_lock_file("jobs.lock", job_lock_)) {
     return true;
   }
-  if (lock_ < 0) {
-    std::string name = "lock-" + printer;
-    std::replace(name.begin(), name.end(), '/', '_');
-    lock_ = openat(folder_, name.substr(0, NAME_MAX).c_str(),
-                   O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-    (void)give_to_user(lock_);
-  }
-  return lock_ < 0 || flock(lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+  struct flock byte {};
+  byte.l_type = F_WRLCK;
+  byte.l_whence = SEEK_SET;
+  byte.l_start = job;
+  byte.l_len = 1;
+  return fcntl(job_lock_, F_OFD_SETLK, &byte) == 0 || (errno != EAGAIN && errno != EACCES);
 }
 
 std::optional<JobRecord> RecordFolder::read(const std::string& file) const {

@@ -33,8 +33,10 @@ class RecordFolder {
   // in its place is not followed. Returns 0 or an errno; without a folder nothing is kept.
   [[nodiscard]] int open(const std::string& path, int user, int group);
 
-  // True when no other process prints on the same printer; then none can before this one ends.
-  [[nodiscard]] bool try_lock(const std::string& printer);
+  // True when no other process prints on the same printer, or prints the same job on whatever
+  // printer; then none can before this one ends.
+  [[nodiscard]] bool try_lock_printer(const std::string& printer);
+  [[nodiscard]] bool try_lock_job(int job);
 
   // The job's record, an empty one when there is none or it belongs to an earlier job of this
   // number.
@@ -50,9 +52,11 @@ class RecordFolder {
  private:
   [[nodiscard]] std::optional<JobRecord> read(const std::string& file) const;
   int give_to_user(int descriptor) const;
+  bool open_lock_file(const std::string& name, int& descriptor) const;
 
   int folder_ = -1;
-  int lock_ = -1;
+  int printer_lock_ = -1;
+  int job_lock_ = -1;
   int user_ = -1;
   int group_ = -1;
 };

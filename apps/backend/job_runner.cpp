@@ -80,16 +80,21 @@ int JobRunner::run() {
     return stopped();
   }
   record_ = records_.load(options_.job, options_.identity);
-  if (record_.printed > 0) {
+  if (record_.sending != 0) {
+    warn("The outcome of " + sheet_name(record_.sending) + " on printer " + record_.printer +
+         " is not known; it is printed here");
+  } else if (record_.printed > 0) {
     info("Continuing with " + sheet_name(record_.printed + 1));
   }
   supplies_.report(printer_);
   return print_sheets();
 }
 
-// A process whose print system was stopped may still be finishing its sheet.
+// A process whose job was taken away may still be finishing its sheet: on this printer, or a sheet
+// of this job on another.
 bool JobRunner::take_turn() {
-  while (!records_.try_lock(to_string(printer_.address()))) {
+  while (!records_.try_lock_printer(to_string(printer_.address())) ||
+         !records_.try_lock_job(options_.job)) {
     reason_.show(kConnecting, "Waiting for the sheet of an earlier job");
     stop_.pause(kTurnPause);
     if (stop_.requested()) {

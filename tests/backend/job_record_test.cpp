@@ -119,12 +119,28 @@ TEST_F(Records, OnePrinterHasOneUserAtATime) {
   RecordFolder two;
   ASSERT_EQ(one.open(folder(), -1, -1), 0);
   ASSERT_EQ(two.open(folder(), -1, -1), 0);
-  EXPECT_TRUE(one.try_lock("/dev/usb/lp0"));
-  EXPECT_TRUE(one.try_lock("/dev/usb/lp0"));
-  EXPECT_FALSE(two.try_lock("/dev/usb/lp0"));
+  EXPECT_TRUE(one.try_lock_printer("/dev/usb/lp0"));
+  EXPECT_TRUE(one.try_lock_printer("/dev/usb/lp0"));
+  EXPECT_FALSE(two.try_lock_printer("/dev/usb/lp0"));
   RecordFolder three;
   ASSERT_EQ(three.open(folder(), -1, -1), 0);
-  EXPECT_TRUE(three.try_lock("host:9100"));
+  EXPECT_TRUE(three.try_lock_printer("host:9100"));
+}
+
+TEST_F(Records, OneJobHasOneProcessAtATime) {
+  RecordFolder one;
+  ASSERT_EQ(one.open(folder(), -1, -1), 0);
+  EXPECT_TRUE(one.try_lock_job(12));
+  EXPECT_TRUE(one.try_lock_job(12));
+  {
+    RecordFolder two;
+    ASSERT_EQ(two.open(folder(), -1, -1), 0);
+    EXPECT_FALSE(two.try_lock_job(12));
+    EXPECT_TRUE(two.try_lock_job(13));
+  }
+  RecordFolder three;
+  ASSERT_EQ(three.open(folder(), -1, -1), 0);
+  EXPECT_TRUE(three.try_lock_job(13));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@ that a sheet can be told apart wherever a part of it is seen.
 """
 
 import struct
+import zlib
 
 BLOCK = 32
 
@@ -30,6 +31,20 @@ def sheet(number, width=1200, height=800):
 
 def job(count, **size):
     return b"".join(sheet(number, **size) for number in range(1, count + 1))
+
+
+def number_in_picture(file):
+    """The number of a sheet that the simulated printer kept as a PNG: its first byte, which no filter of
+    the format changes."""
+    data = file.read_bytes()
+    compressed = bytearray()
+    at = 8
+    while at < len(data):
+        (length,) = struct.unpack_from(">I", data, at)
+        if data[at + 4:at + 8] == b"IDAT":
+            compressed += data[at + 8:at + 8 + length]
+        at += 12 + length
+    return zlib.decompressobj().decompress(bytes(compressed), 2)[1]
 
 
 class Listener:

@@ -312,6 +312,24 @@ class Interruptions(Backend):
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2, 3])
 
+    def test_another_printer_gets_the_rest_of_a_job_and_not_the_sheet_in_hand(self):
+        (self.scratch / "other").mkdir()
+        other = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "other" / "sheets",
+                                 "--serial", "OTHER")
+        self.addCleanup(other.stop)
+        line = Relay(other.port)
+        self.addCleanup(line.close)
+        self.relay.pause = SLOW
+        run = self.start(numbered_sheets.job(3))
+        self.relay.wait_inside(2, SHEET_BYTES // 4)
+        run.process.kill()
+        with self.stream(numbered_sheets.job(3)) as stream:
+            run = Run(line.uri, stream, self.cache)
+        self.runs.append(run)
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(line.heard.sheets, [3])
+        self.assert_printed([1, 2])
+
     def test_another_job_after_the_interruption_does_not_decide_for_the_first(self):
         self.relay.pause = SLOW
         run = self.start(numbered_sheets.job(3))

@@ -15,7 +15,7 @@ class Relay:
     """Listens on a port of its own and passes bytes on to `target`, listening to what the printer is
     sent. `pause` seconds before every piece of PIECE bytes; `cut_at`: (sheet begun, byte inside it)
     at which the line is cut once; `cut_after`: the line is cut once when so many sheets have been sent
-    whole, before the printer's next reply; `refuse`: a line that is down; `stay_down`: so it is after a
+    whole, before the printer's next reply; `cut_soon`: it is cut once wherever it is; `refuse`: a line that is down; `stay_down`: so it is after a
     cut."""
 
     def __init__(self, target_port, pixel=0):
@@ -23,6 +23,7 @@ class Relay:
         self.pause = 0.0
         self.cut_at = None
         self.cut_after = None
+        self.cut_soon = False
         self.refuse = False
         self.stay_down = False
         self.heard = Listener(pixel)
@@ -79,6 +80,9 @@ class Relay:
     def _carry(self, client, printer):
         while not self.ended and not self.refuse:
             readable, _, _ = select.select([client, printer], [], [], 0.1)
+            if self.cut_soon:
+                self.cut_soon = False
+                return
             if printer in readable:
                 reply = printer.recv(PIECE)
                 if not reply:
@@ -100,7 +104,7 @@ class Relay:
                     return
 
     def _until_cut(self, data):
-        if self.cut_at is None or self.heard.begun != self.cut_at[0]:
+        if self.cut_at is None or not self.heard.inside or self.heard.begun != self.cut_at[0]:
             return data
         return data[:max(0, self.cut_at[1] - self.heard.inside)]
 
@@ -108,7 +112,7 @@ class Relay:
         if self.cut_after is not None and len(self.heard.sheets) >= self.cut_after:
             self.cut_after = None
             return True
-        if (self.cut_at is not None and self.heard.begun == self.cut_at[0]
+        if (self.cut_at is not None and self.heard.inside and self.heard.begun == self.cut_at[0]
                 and self.heard.inside >= self.cut_at[1]):
             self.cut_at = None
             return True
