@@ -167,6 +167,13 @@ class WholeJobs(Backend):
         self.assertEqual(run.wait(), HOLD)
         self.assert_printed([1, 2])
 
+    def test_without_arguments_it_lists_devices_as_the_print_system_wants(self):
+        listed = subprocess.run([BUILD / "k905"], capture_output=True, text=True, check=True).stdout
+        line = re.compile(r'(direct k905:\S+|network k905) "[^"]*" "[^"]*" "[^"]*" "[^"]*"')
+        for found in listed.splitlines():
+            self.assertRegex(found, line)
+        self.assertIn("network k905 ", listed)
+
     def test_a_uri_of_another_kind_stops_the_queue_with_a_sentence(self):
         done = subprocess.run([BUILD / "k905", "7", "me", "photos", "1", ""],
                               env={"DEVICE_URI": "k905:lp0"}, stdin=subprocess.DEVNULL,

@@ -140,10 +140,9 @@ class Stopped(ThroughCups):
 
 
 class Jobs(ThroughCups):
-    def test_only_root_may_execute_the_backend_and_lpinfo_lists_it(self):
+    def test_only_root_may_execute_the_backend(self):
         program = self.cups.serverbin / "backend" / "k905"
         self.assertEqual(program.stat().st_mode & 0o7777, 0o700)
-        self.assertIn("network k905", self.cups.run("lpinfo", "-v").stdout)
 
     def test_a_printer_out_of_paper_holds_the_job_and_goes_on_after_new_media(self):
         self.set_printer(remaining=2)

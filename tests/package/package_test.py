@@ -81,10 +81,12 @@ class Contents(unittest.TestCase):
 
     def programs(self):
         return (list((self.data / "usr/bin").iterdir()) +
-                list((self.data / "usr/lib/cups/filter").iterdir()))
+                list((self.data / "usr/lib/cups/filter").iterdir()) +
+                list((self.data / "usr/lib/cups/backend").iterdir()))
 
     def test_filter_front_tools_queues_and_pages_are_there(self):
         wanted = ["usr/lib/cups/filter/rastertok905", "usr/lib/cups/filter/rastertok905job",
+                  "usr/lib/cups/backend/k905",
                   "usr/share/man/man8/rastertok905.8.gz", "usr/share/doc/rastertok905/copyright",
                   "usr/share/doc/rastertok905/changelog.Debian.gz"]
         wanted += [f"usr/share/cups/model/k905/{model}.ppd" for model in MODELS]
@@ -100,7 +102,7 @@ class Contents(unittest.TestCase):
         self.assertEqual(completions, {path.name for path in (self.data / "usr/bin").iterdir()})
 
     def test_nothing_lies_anywhere_else(self):
-        places = re.compile(r"usr/(bin|lib/cups/filter|share/cups/model/k905|share/man/man\d|"
+        places = re.compile(r"usr/(bin|lib/cups/(filter|backend)|share/cups/model/k905|share/man/man\d|"
                             r"share/doc/rastertok905|share/bash-completion/completions)/[^/]+$")
         for path in self.data.rglob("*"):
             if not path.is_dir():
@@ -112,7 +114,10 @@ class Contents(unittest.TestCase):
             mode, owner, *_, name = line.split()
             self.assertEqual(owner, "root/root", name)
             program = re.match(r"\./usr/(bin|lib/cups/filter)/.", name)
-            wanted = "drwxr-xr-x" if name.endswith("/") else "-rwxr-xr-x" if program else "-rw-r--r--"
+            # CUPS starts a backend as root only when nobody else may execute it.
+            backend = name == "./usr/lib/cups/backend/k905"
+            wanted = ("drwxr-xr-x" if name.endswith("/") else "-rwx------" if backend else
+                      "-rwxr-xr-x" if program else "-rw-r--r--")
             self.assertEqual(mode, wanted, name)
 
     def test_the_tools_find_the_filter_where_the_package_puts_it(self):
