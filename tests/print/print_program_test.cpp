@@ -403,6 +403,12 @@ TEST(PrintProgram, ADeviceThatIsNotThereIsNamed) {
   const ChildResult result = print(folder, {"--to", "/nowhere/lp0", "photo.png"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.log, "k905-print: /nowhere/lp0: No such file or directory\n");
+
+  const std::string device = "/dev/k905_test_" + std::to_string(getpid());
+  EXPECT_EQ(print(folder, {"--to", device, "photo.png"}).log,
+            "k905-print: " + device + ": No such file or directory\n");
+  EXPECT_FALSE(std::filesystem::exists(device));
+  std::filesystem::remove(device);
 }
 
 // Prints photo.png to job.prn, with this shell script in the filter's place.
@@ -432,6 +438,32 @@ TEST(PrintProgram, AFilterThatFailsIsAFailureAndLeavesNoHalfJob) {
             "k905-print: the filter's stream is not what the printer takes\n");
   setup.environment["K905_FILTER"] = "/nowhere/filter";
   EXPECT_EQ(run_child(setup).log, "k905-print: /nowhere/filter: No such file or directory\n");
+}
+
+TEST(PrintProgram, WhatFailsLeavesTheFileThatWasThere) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  folder.write("job.prn", "the last job");
+  EXPECT_EQ(run_child(print_with_filter(folder, "cat >/dev/null; exit 3")).status, 1);
+  EXPECT_EQ(folder.read("job.prn"), "the last job");
+  EXPECT_EQ(print(folder, {"--to", "job.prn", "photo.png"}).status, 0);
+  EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(1));
+}
+
+TEST(PrintProgram, AFileThatMayNotGrowIsAFailure) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  folder.write("job.prn", "the last job");
+  ChildSetup setup = print_with_filter(folder, "");
+  setup.environment.erase("K905_FILTER");
+  setup.program = "/bin/sh";
+  setup.arguments = {"sh", "-c",
+                     "ulimit -f 20000; exec " K905_BINARY_DIR
+                     "/k905-print --to job.prn photo.png photo.png"};
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-print: job.prn: File too large\n");
+  EXPECT_EQ(folder.read("job.prn"), "the last job");
 }
 
 TEST(PrintProgram, AStreamThatEndsInsideASheetIsAFailure) {
