@@ -80,13 +80,12 @@ class Contents(unittest.TestCase):
         return call("dpkg-deb", "-f", PACKAGE, name).strip()
 
     def programs(self):
-        return (list((self.data / "usr/bin").iterdir()) +
-                list((self.data / "usr/lib/cups/filter").iterdir()) +
-                list((self.data / "usr/lib/cups/backend").iterdir()))
+        return [program for folder in ("bin", "lib/cups/filter", "lib/cups/backend")
+                for program in (self.data / "usr" / folder).iterdir()]
 
-    def test_filter_front_tools_queues_and_pages_are_there(self):
-        wanted = ["usr/lib/cups/filter/rastertok905", "usr/lib/cups/filter/rastertok905job",
-                  "usr/lib/cups/backend/k905",
+    def test_filter_front_backend_tools_queues_and_pages_are_there(self):
+        wanted = ["usr/lib/cups/backend/k905",
+                  "usr/lib/cups/filter/rastertok905", "usr/lib/cups/filter/rastertok905job",
                   "usr/share/man/man8/rastertok905.8.gz", "usr/share/doc/rastertok905/copyright",
                   "usr/share/doc/rastertok905/changelog.Debian.gz"]
         wanted += [f"usr/share/cups/model/k905/{model}.ppd" for model in MODELS]
@@ -97,7 +96,8 @@ class Contents(unittest.TestCase):
 
     def test_every_program_has_its_manual_page_and_every_tool_its_completion(self):
         pages = {path.name.split(".")[0] for path in self.data.glob("usr/share/man/man?/*.gz")}
-        self.assertEqual(pages, {program.name for program in self.programs()})
+        # Nobody runs the backend by hand.
+        self.assertEqual(pages | {"k905"}, {program.name for program in self.programs()})
         completions = {path.name for path in self.data.glob("usr/share/bash-completion/completions/*")}
         self.assertEqual(completions, {path.name for path in (self.data / "usr/bin").iterdir()})
 
@@ -142,6 +142,8 @@ class Contents(unittest.TestCase):
 
     def test_it_depends_on_the_libraries_it_uses_and_on_what_makes_raster(self):
         named = {re.split(r"[ (|]", entry.strip())[0] for entry in self.field("Depends").split(",")}
+        # Debian 13 has libraries whose names say that their times have 64 bits.
+        named = {name.removesuffix("t64") for name in named}
         for package in ("libc6", "libcups2", "liblcms2-2", "cups", "cups-filters", "ghostscript"):
             self.assertIn(package, named)
 
@@ -209,6 +211,9 @@ class Alone(unittest.TestCase):
         for folder in ("bin", "lib", "lib64", "sbin"):
             (self.root / "usr" / folder).mkdir(parents=True)
             (self.root / folder).symlink_to(f"usr/{folder}")
+        # What every machine has. As a plain file it does not need the right to make devices.
+        (self.root / "dev").mkdir()
+        (self.root / "dev/null").touch()
         call("dpkg-deb", "-x", PACKAGE, self.root)
         depends = call("dpkg-deb", "-f", PACKAGE, "Depends")
         named = {re.split(r"[ (|]", entry.strip())[0] for entry in depends.split(",")}
