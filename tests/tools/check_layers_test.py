@@ -66,7 +66,7 @@ class CheckLayers(unittest.TestCase):
             ("paper/paper_table.cpp", "settings/summary.h", "paper", "settings"),
             ("paper/a.cpp", "geometry/page_layout.h", "paper", "geometry"),
             ("protocol/a.cpp", "device/printer.h", "protocol", "device"),
-            ("device/a.cpp", "pipeline/plane_set.h", "device", "pipeline"),
+            ("device/a.cpp", "pipeline/planes.h", "device", "pipeline"),
             ("diag/a.cpp", "settings/print_options.h", "diag", "settings"),
         ]:
             self.expect(
