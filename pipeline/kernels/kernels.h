@@ -63,8 +63,11 @@ struct SixteenthColumns {
   std::size_t width;
 };
 
-// `length` bytes from `source + from` go to `target + to`.
+// `length` bytes from `source + from` go to `target + to`, at most kMost: so that a copy of that
+// size, which needs no call, does for all runs but the last ones.
 struct CopyRun {
+  static constexpr std::uint32_t kMost = 64;
+
   std::uint32_t to;
   std::uint32_t from;
   std::uint32_t length;

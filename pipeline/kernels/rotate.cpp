@@ -27,18 +27,15 @@ void transpose(std::span<const std::uint8_t* const> rows, std::size_t width, std
 
 // ---- Nearest neighbor --------------------------------------------------------------------------
 
-// Most runs are short: a copy of fixed size costs no call, and what it copies too much is
-// overwritten by the next run. Not where that would be beyond the last one.
+// A copy of fixed size copies too much; the next run overwrites that. Not where it would be beyond
+// the last one.
 void copy_runs(std::span<const CopyRun> runs, const std::uint8_t* source, std::uint8_t* target) {
-  constexpr std::size_t kFixed = 64;
   const std::size_t end = runs.empty() ? 0 : std::size_t{runs.back().to} + runs.back().length;
   for (const CopyRun& run : runs) {
-    std::uint8_t* to = target + run.to;
-    const std::uint8_t* from = source + run.from;
-    if (run.length <= kFixed && run.to + kFixed <= end) {
-      std::memcpy(to, from, kFixed);
+    if (std::size_t{run.to} + CopyRun::kMost <= end) {
+      std::memcpy(target + run.to, source + run.from, CopyRun::kMost);
     } else {
-      std::memcpy(to, from, run.length);
+      std::memcpy(target + run.to, source + run.from, run.length);
     }
   }
 }

@@ -130,7 +130,8 @@ std::vector<CopyRun> stretched(std::uint32_t source, std::uint32_t target) {
   for (std::uint32_t x = 0; x < target; ++x) {
     auto from = static_cast<std::uint32_t>(((x + half) * (1.0 / scale)) - half + half);
     from = std::min(from, source - 1);
-    if (!runs.empty() && runs.back().from + runs.back().length == from) {
+    if (!runs.empty() && runs.back().from + runs.back().length == from &&
+        runs.back().length < CopyRun::kMost) {
       ++runs.back().length;
     } else {
       runs.push_back({x, from, 1});
@@ -180,7 +181,7 @@ TEST_P(EveryTable, RunsOfAnyLengthLandWhereTheyShould) {
     const std::uint32_t source = 300;
     std::vector<CopyRun> runs;
     auto to = static_cast<std::uint32_t>(dice.below(80));
-    const std::size_t longest = round % 2 == 0 ? 70 : 5;
+    const std::size_t longest = round % 2 == 0 ? CopyRun::kMost : 5;
     for (std::size_t i = 0; i <= dice.below(40); ++i) {
       const auto length = static_cast<std::uint32_t>(dice.below(longest + 1));
       const auto from = static_cast<std::uint32_t>(dice.below(source - length + 1));
