@@ -125,23 +125,29 @@ K905_AVX2 void sixteenths_across(const SixteenthColumns& columns, const std::uin
                                      sum + 3 * x);
 }
 
+K905_AVX2 inline __m256i load_words(const std::uint16_t* words) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words));
+}
+
+// Sixteen bytes, each in a word.
+K905_AVX2 inline __m256i weighted(const std::uint16_t* top, __m256i top_share,
+                                  const std::uint16_t* bottom, __m256i bottom_share) {
+  const __m256i sum = _mm256_add_epi16(_mm256_mullo_epi16(load_words(top), top_share),
+                                       _mm256_mullo_epi16(load_words(bottom), bottom_share));
+  return _mm256_srli_epi16(_mm256_add_epi16(sum, _mm256_set1_epi16(128)), 8);
+}
+
 K905_AVX2 void sixteenths_down(const std::uint16_t* top, const std::uint16_t* bottom,
                                std::uint16_t bottom_share, std::uint8_t* row, std::size_t width) {
-  const __m256i lower_share = _mm256_set1_epi16(static_cast<short>(bottom_share));
-  const __m256i upper_share = _mm256_sub_epi16(_mm256_set1_epi16(16), lower_share);
-  const auto bytes = [=](std::size_t i) K905_AVX2 {
-    const auto load_words = [i](const std::uint16_t* words) K905_AVX2 {
-      return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words + i));
-    };
-    const __m256i sum = _mm256_add_epi16(_mm256_mullo_epi16(load_words(top), upper_share),
-                                         _mm256_mullo_epi16(load_words(bottom), lower_share));
-    return _mm256_srli_epi16(_mm256_add_epi16(sum, _mm256_set1_epi16(128)), 8);
-  };
+  const __m256i lower = _mm256_set1_epi16(static_cast<short>(bottom_share));
+  const __m256i upper = _mm256_sub_epi16(_mm256_set1_epi16(16), lower);
   std::size_t x = 0;
   for (; x + 32 <= width; x += 32) {
     for (std::size_t i = 3 * x; i < 3 * x + 96; i += 32) {
+      const __m256i first = weighted(top + i, upper, bottom + i, lower);
+      const __m256i second = weighted(top + i + 16, upper, bottom + i + 16, lower);
       // Packing works in halves: their middle quarters are exchanged.
-      store(row + i, _mm256_permute4x64_epi64(_mm256_packus_epi16(bytes(i), bytes(i + 16)), 0xD8));
+      store(row + i, _mm256_permute4x64_epi64(_mm256_packus_epi16(first, second), 0xD8));
     }
   }
   portable_table().sixteenths_down(top + 3 * x, bottom + 3 * x, bottom_share, row + 3 * x,
