@@ -32,7 +32,7 @@ Link::Milliseconds left_until(Clock::time_point deadline) {
   return std::max(left, Link::Milliseconds(0));
 }
 
-// What has been written but not taken by the printer stays small, so that "written" is close to "sent".
+// What was written but not taken by the printer stays small: "written" is then close to "sent".
 constexpr int kSendBufferBytes = 128 * 1024;
 
 // A host that vanished without closing the connection is noticed while nothing is being sent.
