@@ -129,6 +129,14 @@ class WholeJobs(Backend):
         self.assertEqual([name for name in (self.cache / "k905").iterdir()
                           if name.name.startswith("job-")], [])
 
+    def test_a_device_file_takes_questions_and_sheets_on_one_descriptor(self):
+        with self.stream(numbered_sheets.job(3)) as stream:
+            run = Run(f"k905:{self.sim.device}?settle=1", stream, self.cache)
+        self.runs.append(run)
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual([numbered_sheets.number_in_picture(file)
+                          for file in sorted(self.sim.sheets.glob("*.png"))], [1, 2, 3])
+
     def test_sheets_of_every_kind_arrive_as_they_were_read(self):
         matte = numbered_sheets.sheet(9).replace(
             numbered_sheets.block("CNTRL", "CUTTER", 8) + b"00000000",
