@@ -59,14 +59,13 @@ CREATE TABLE sheet(
   printer_counter INTEGER,
   time INTEGER NOT NULL,
   outcome TEXT NOT NULL,
-  reason TEXT NOT NULL DEFAULT ''
+  reason TEXT NOT NULL DEFAULT '',
+  is_open INTEGER NOT NULL AS (outcome IN ('waiting', 'begun', 'sending', 'complete'))
 );
 CREATE INDEX sheets_of_file ON sheet(folder, name, id);
 CREATE INDEX sheets_of_day ON sheet(folder, time);
-CREATE INDEX open_sheets ON sheet(folder, outcome, name)
-  WHERE outcome IN ('waiting', 'begun', 'sending', 'complete');
-CREATE INDEX open_jobs ON sheet(ticket)
-  WHERE outcome IN ('begun', 'sending', 'complete');
+CREATE INDEX open_sheets ON sheet(folder, name) WHERE is_open;
+CREATE INDEX open_jobs ON sheet(ticket) WHERE is_open;
 )";
 
 constexpr char kSheetColumns[] =
@@ -352,8 +351,10 @@ void Ledger::rename_file(const std::string& folder, const std::string& from,
   Query(database, "UPDATE OR REPLACE file SET name = ? WHERE folder = ? AND name = ?", to, folder,
         from)
       .run();
-  Query(database, "UPDATE sheet SET name = ? WHERE folder = ? AND name = ? AND outcome = 'waiting'",
-        to, folder, from)
+  Query(
+      database,
+      "UPDATE sheet SET name = ? WHERE folder = ? AND name = ? AND is_open AND outcome = 'waiting'",
+      to, folder, from)
       .run();
   transaction.commit();
 }
@@ -364,7 +365,7 @@ void Ledger::forget_file(const std::string& folder, const std::string& name) {
   Query(database, "DELETE FROM file WHERE folder = ? AND name = ?", folder, name).run();
   Query(database,
         "UPDATE sheet SET outcome = 'withdrawn', reason = 'the file was removed', time = ? "
-        "WHERE folder = ? AND name = ? AND outcome = 'waiting'",
+        "WHERE folder = ? AND name = ? AND is_open AND outcome = 'waiting'",
         now(), folder, name)
       .run();
   transaction.commit();
@@ -402,13 +403,15 @@ void Ledger::refuse(const std::string& folder, const std::string& name, const Kn
 
 std::vector<SheetEntry> Ledger::waiting(const std::string& folder, const std::string& name) const {
   return entries(database_.get(),
-                 "WHERE folder = ? AND name = ? AND outcome = 'waiting' ORDER BY id", folder, name);
+                 "WHERE folder = ? AND name = ? AND is_open AND outcome = 'waiting' ORDER BY id",
+                 folder, name);
 }
 
 std::vector<std::string> Ledger::names_waiting(const std::string& folder) const {
   std::vector<std::string> names;
   Query rows(database_.get(),
-             "SELECT DISTINCT name FROM sheet WHERE folder = ? AND outcome = 'waiting'", folder);
+             "SELECT DISTINCT name FROM sheet WHERE folder = ? AND is_open AND outcome = 'waiting'",
+             folder);
   while (rows.next()) {
     names.push_back(rows.text());
   }
@@ -443,7 +446,7 @@ void Ledger::note_sending(const std::string& ticket, int number,
                           const std::optional<FilePlace>& place) {
   const char sql[] =
       "UPDATE sheet SET job = ?, file_device = ?, file_inode = ?, file_length = ?, "
-      "outcome = 'sending', time = ? WHERE ticket = ? AND outcome = 'begun'";
+      "outcome = 'sending', time = ? WHERE ticket = ? AND is_open AND outcome = 'begun'";
   sqlite3* database = database_.get();
   if (place) {
     Query(database, sql, number, place->device, place->inode, place->length, now(), ticket).run();
@@ -455,15 +458,14 @@ void Ledger::note_sending(const std::string& ticket, int number,
 void Ledger::set_outcome(const std::string& ticket, Outcome outcome, const std::string& reason) {
   Query(database_.get(),
         "UPDATE sheet SET outcome = ?, reason = ?, time = ? "
-        "WHERE ticket = ? AND outcome IN ('begun', 'sending', 'complete')",
+        "WHERE ticket = ? AND is_open AND outcome <> 'waiting'",
         std::string(text_of(outcome)), reason, now(), ticket)
       .run();
 }
 
 std::vector<SheetEntry> Ledger::unfinished(const std::string& folder) const {
   return entries(database_.get(),
-                 "WHERE folder = ? AND outcome IN ('begun', 'sending', 'complete') "
-                 "ORDER BY ticket, id",
+                 "WHERE folder = ? AND is_open AND outcome <> 'waiting' ORDER BY ticket, id",
                  folder);
 }
 

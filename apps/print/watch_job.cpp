@@ -267,9 +267,6 @@ class FolderPrinter {
     std::vector<Order> orders;  // whose sheets are not all sent
     std::vector<SheetPrinter::Page> pages;
     for (const std::string& name : due) {
-      if (stop_asked() && pages.empty()) {
-        return;
-      }
       if (!print_file(name, orders, pages)) {
         return;
       }
@@ -309,6 +306,10 @@ class FolderPrinter {
   bool print_pages(std::vector<Order>& orders, std::vector<SheetPrinter::Page>& pages) {
     if (pages.empty()) {
       return true;
+    }
+    // What waits in the ledger is printed after the next start.
+    if (stop_asked()) {
+      return false;
     }
     if (!keep_limit(pages)) {
       return false;
