@@ -4,11 +4,13 @@ A private scheduler, as for the end-to-end tests, with the programs installed as
 status 77 means that it could not be tried here.
 """
 
+import contextlib
 import json
 import os
 import pathlib
 import re
 import signal
+import sqlite3
 import struct
 import subprocess
 import sys
@@ -210,14 +212,14 @@ class Watched(BesideCups):
         self.add_queue()
         self.folder = self.art / self.queue
         self.folder.mkdir()
-        self.journal = self.art / f"{self.queue}.journal"
+        self.ledger = self.art / f"{self.queue}.ledger"
 
     def put(self, name, centre=artwork.GREY):
         artwork.png(self.folder / name, 90, 60, centre)
 
     def watch(self):
         return Watch(self, [self.program("k905-print"), "--queue", self.queue, "--watch", self.folder,
-                            "--journal", self.journal])
+                            "--ledger", self.ledger])
 
     def test_a_picture_is_printed_once_over_a_restart(self):
         self.put("a.png")
@@ -236,11 +238,15 @@ class Watched(BesideCups):
             self.cups.run("cupsaccept", self.queue)
             watch.expect("a.png -> job ")
 
-    def set_begun(self, job, title):
-        """As a journal is when the program ended between its two last steps."""
-        text = self.journal.read_text()
-        line = re.search(r"taken (.*)\n", text).group(1)
-        self.journal.write_text(text.replace(f"taken {line}", f"begun {line} {job} {title}"))
+    def set_unfinished(self, outcome, job, ticket=None):
+        """As the ledger is when the program ended between two steps."""
+        with contextlib.closing(sqlite3.connect(self.ledger)) as ledger, ledger:
+            ledger.execute("UPDATE sheet SET outcome = ?, job = ?, ticket = coalesce(?, ticket)",
+                           (outcome, job, ticket))
+
+    def outcomes(self):
+        with contextlib.closing(sqlite3.connect(self.ledger)) as ledger:
+            return [outcome for (outcome,) in ledger.execute("SELECT outcome FROM sheet ORDER BY id")]
 
     def printed_once(self):
         self.put("a.png")
@@ -250,38 +256,69 @@ class Watched(BesideCups):
         self.cups.finished(job)
         return job
 
-    def test_a_job_that_was_taken_is_found_again(self):
-        job = self.printed_once()
-        self.set_begun(job, "a.png")
+    def expect_no_second_print(self):
         self.put("b.png")
         with self.watch() as watch:
             watch.expect("b.png -> job ")
         self.assertNotIn("a.png", watch.said)
-        self.assertIn("taken", self.journal.read_text())
-        self.assertNotIn("begun", self.journal.read_text())
+        self.assertEqual(self.outcomes(), ["printed", "printed"])
 
-    def test_a_job_that_is_not_there_was_not_taken(self):
-        self.printed_once()
-        self.set_begun(99999, "a.png")
+    def expect_a_second_print(self):
         with self.watch() as watch:
             watch.expect("a.png -> job ")
+        self.assertEqual(self.outcomes(), ["printed"])
+
+    def test_a_job_that_was_released_is_found_again(self):
+        self.set_unfinished("complete", self.printed_once())
+        self.expect_no_second_print()
+
+    def test_a_complete_job_that_is_not_there_was_printed_and_forgotten(self):
+        self.printed_once()
+        self.set_unfinished("complete", 99999)
+        self.expect_no_second_print()
+
+    def test_an_incomplete_job_that_is_not_there_is_printed(self):
+        self.printed_once()
+        self.set_unfinished("sending", 99999)
+        self.expect_a_second_print()
 
     def test_somebody_elses_job_of_that_number_is_left_alone(self):
         self.printed_once()
         self.cups.run("cupsdisable", self.queue)
         other = self.cups.submit(self.queue, self.picture(), title="other")
-        self.set_begun(other, "a.png")
-        with self.watch() as watch:
-            watch.expect("a.png -> job ")
+        self.set_unfinished("sending", other)
+        self.expect_a_second_print()
         self.assertNotIn(self.cups.job_state(other)["job-state"], ipp.ENDED)
         self.cups.run("cancel", "-a", self.queue)
 
-    def create_job(self, title):
-        """Begun as k905-print begins one, and left at that."""
+    def test_a_complete_job_that_is_held_is_released(self):
+        self.printed_once()
+        job = self.cups.submit(self.queue, self.picture(), options=(
+            "job-hold-until=indefinite", "job-message-to-operator=mark"))
+        self.set_unfinished("complete", job, "mark")
+        self.expect_no_second_print()
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+
+    def test_a_queue_that_holds_its_jobs_holds_these_too(self):
+        self.cups.run("lpadmin", "-p", self.queue, "-o", "job-hold-until-default=indefinite")
+        self.put("a.png")
+        with self.watch() as watch:
+            watch.expect("a.png -> job ")
+        (job,) = self.jobs_in(watch.said)
+        self.assertEqual(self.cups.job_state(job)["job-state"], ipp.HELD)
+        self.expect_no_second_print()
+        self.cups.run("lp", "-i", job, "-H", "resume")
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        self.cups.run("cancel", "-a", self.queue)
+
+    def create_job(self, ticket):
+        """Created as k905-print creates one, and left at that."""
         attributes = b"".join(ipp.attribute(tag, name, value) for tag, name, value in (
             (0x47, "attributes-charset", "utf-8"), (0x48, "attributes-natural-language", "en"),
             (0x45, "printer-uri", f"ipp://localhost/printers/{self.queue}"),
-            (0x42, "requesting-user-name", "root"), (0x42, "job-name", title)))
+            (0x42, "requesting-user-name", "root"), (0x42, "job-name", "a.png")))
+        attributes += b"\x02" + b"".join(ipp.attribute(tag, name, value) for tag, name, value in (
+            (0x44, "job-hold-until", "indefinite"), (0x41, "job-message-to-operator", ticket)))
         create_job = 0x0005
         request = struct.pack(">BBHI", 1, 1, create_job, 1) + b"\x01" + attributes
         connection = ipp.SocketConnection(self.cups.socket)
@@ -292,12 +329,18 @@ class Watched(BesideCups):
         finally:
             connection.close()
 
-    def test_a_job_that_never_got_its_pages_is_taken_away_and_printed(self):
+    def test_a_job_that_never_got_its_pages_is_canceled_and_printed(self):
         self.printed_once()
-        job = self.create_job("a.png")
-        self.set_begun(job, "a.png")
-        with self.watch() as watch:
-            watch.expect("a.png -> job ")
+        job = self.create_job("mark")
+        self.set_unfinished("sending", job, "mark")
+        self.expect_a_second_print()
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
+
+    def test_a_job_whose_number_was_not_noted_is_canceled_and_printed(self):
+        self.printed_once()
+        job = self.create_job("mark")
+        self.set_unfinished("begun", 0, "mark")
+        self.expect_a_second_print()
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
 
 
