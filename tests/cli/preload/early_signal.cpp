@@ -7,7 +7,7 @@ namespace {
 
 [[gnu::constructor]] void send_early_signal() {
   if (const char* number = std::getenv("K905_EARLY_SIGNAL")) {
-    const int signal = std::atoi(number);
+    const auto signal = static_cast<int>(std::strtol(number, nullptr, 10));
     unsetenv("K905_EARLY_SIGNAL");
     unsetenv("LD_PRELOAD");  // for what this program starts
     std::raise(signal);

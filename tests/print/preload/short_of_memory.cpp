@@ -17,7 +17,8 @@ std::atomic<long> large_requests = 0;
 
 bool fails() {
   const char* from = std::getenv("K905_FAIL_FROM");
-  return from != nullptr && gettid() != getpid() && ++large_requests >= std::atol(from);
+  return from != nullptr && gettid() != getpid() &&
+         ++large_requests >= std::strtol(from, nullptr, 10);
 }
 
 }  // namespace
