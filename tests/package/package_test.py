@@ -190,12 +190,13 @@ def with_their_dependencies(packages):
         name = wanted.pop()
         if name in found:
             continue
-        # Of packages that stand for each other this machine has one.
-        known = subprocess.run(["dpkg-query", "-W", "-f", "${Pre-Depends}, ${Depends}", name], text=True,
-                               capture_output=True, check=False, env=environment())
-        if known.returncode == 0:
+        # Of packages that stand for each other this machine has one; it may know the others by name.
+        known = subprocess.run(["dpkg-query", "-W", "-f", "${db:Status-Status},${Pre-Depends}, ${Depends}", name],
+                               text=True, capture_output=True, check=False, env=environment())
+        status, _, depends = known.stdout.partition(",")
+        if status == "installed":
             found.add(name)
-            wanted += re.findall(r"(?:^|[,|] *)([a-z0-9][a-z0-9.+-]*)", known.stdout)
+            wanted += re.findall(r"(?:^|[,|] *)([a-z0-9][a-z0-9.+-]*)", depends)
     return found
 
 
@@ -211,9 +212,8 @@ class Alone(unittest.TestCase):
         for folder in ("bin", "lib", "lib64", "sbin"):
             (self.root / "usr" / folder).mkdir(parents=True)
             (self.root / folder).symlink_to(f"usr/{folder}")
-        # What every machine has. As a plain file it does not need the right to make devices.
-        (self.root / "dev").mkdir()
-        (self.root / "dev/null").touch()
+        for folder in ("dev", "proc"):
+            (self.root / folder).mkdir()
         call("dpkg-deb", "-x", PACKAGE, self.root)
         depends = call("dpkg-deb", "-f", PACKAGE, "Depends")
         named = {re.split(r"[ (|]", entry.strip())[0] for entry in depends.split(",")}
@@ -224,10 +224,14 @@ class Alone(unittest.TestCase):
                     place.parent.mkdir(parents=True, exist_ok=True)
                     shutil.copy2(path, place, follow_symlinks=False)
 
+    # What every machine has is mounted for the command alone.
+    MOUNT = ('root=$1 && shift && mount --rbind /dev "$root/dev" && mount --rbind /proc "$root/proc" && '
+             'exec env -i PATH=/usr/bin:/usr/lib/cups/filter "$(command -v chroot)" "$root" "$@"')
+
     def run_alone(self, *command):
-        chroot = shutil.which("chroot", path=environment()["PATH"])
-        return subprocess.run([chroot, self.root, *command], text=True, capture_output=True, check=False,
-                              env={"PATH": "/usr/bin:/usr/lib/cups/filter"}, stdin=subprocess.DEVNULL)
+        return subprocess.run(["unshare", "--mount", "sh", "-c", self.MOUNT, "sh", self.root, *command],
+                              text=True, capture_output=True, check=False, env=environment(),
+                              stdin=subprocess.DEVNULL)
 
     def test_every_program_finds_its_libraries(self):
         for program in [*self.root.glob("usr/bin/k905-*"), *self.root.glob("usr/lib/cups/filter/*")]:
