@@ -19,6 +19,7 @@
 #include "device/printer.h"
 #include "device/printer_address.h"
 #include "device/usb_printers.h"
+#include "diag/standard_descriptors.h"
 
 namespace k905::backend {
 
@@ -67,15 +68,6 @@ std::string identity_of(char** argv) {
   }
   const std::size_t begin = place + key.size();
   return options.substr(begin, options.find_first_of(" \t\n", begin) - begin);
-}
-
-// A descriptor that a caller closed would be given to the next file or device that is opened.
-void reserve_standard_descriptors() {
-  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-    if (fcntl(descriptor, F_GETFD) < 0) {
-      (void)open("/dev/null", O_RDWR);
-    }
-  }
 }
 
 void prepare_signals() {
@@ -165,7 +157,7 @@ int backend(int argc, char** argv) {
 }  // namespace k905::backend
 
 int main(int argc, char** argv) {
-  k905::backend::reserve_standard_descriptors();
+  reserve_standard_descriptors();
   k905::backend::prepare_signals();
   try {
     return k905::backend::backend(argc, argv);
