@@ -71,6 +71,21 @@ class CheckCompileFlags(unittest.TestCase):
             (root / "diag" / "log.cpp").write_text("")
             self.expect_of(root, [], "diag/log.cpp: is not among the compile commands")
 
+    def test_kernels_for_another_processor_need_not_be_built(self):
+        with tempfile.TemporaryDirectory() as folder:
+            root = pathlib.Path(folder)
+            kernels = root / "pipeline" / "kernels"
+            kernels.mkdir(parents=True)
+            for name in ["tone_avx2", "resize_avx2", "tone_neon"]:
+                (kernels / f"{name}.cpp").write_text("")
+            built = {
+                "directory": str(root),
+                "file": "pipeline/kernels/tone_avx2.cpp",
+                "command": "c++ -ffp-contract=off -c pipeline/kernels/tone_avx2.cpp",
+            }
+            missing = "pipeline/kernels/resize_avx2.cpp: is not among the compile commands"
+            self.expect_of(root, [built], missing)
+
 
 if __name__ == "__main__":
     unittest.main()
