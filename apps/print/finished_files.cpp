@@ -26,7 +26,7 @@ std::string move_to_free_name(const std::string& from, const std::string& folder
                               const std::string& name) {
   constexpr int most = 10000;
   for (int number = 1; number <= most; ++number) {
-    const std::string to = folder + "/" + numbered(name, number);
+    std::string to = folder + "/" + numbered(name, number);
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
       return to;
     }

@@ -132,6 +132,7 @@ void SheetPrinter::set_in_doubt(const std::vector<SheetEntry>& sheets) {
 
 bool SheetPrinter::print(const std::vector<Page>& pages, std::string& word, std::string& error) {
   std::vector<Ledger::JobSheet> sheets;
+  sheets.reserve(pages.size());
   for (const Page& page : pages) {
     sheets.push_back({page.id, static_cast<int>(sheets.size()) / pages_per_sheet_});
   }
@@ -203,10 +204,14 @@ void SheetPrinter::note_failure(const std::string& ticket) {
 std::string settings_text(const JobSetup& setup) {
   std::string text;
   for (const auto& [keyword, choice] : setup.destination->choices()) {
-    text += (text.empty() ? "" : " ") + keyword + "=" + choice;
+    text.append(keyword).append("=").append(choice).append(" ");
   }
-  text += setup.preparation.whole ? std::string(" ") + kFit : "";
-  text += setup.preparation.turn ? "" : std::string(" ") + kNoTurn;
+  if (setup.preparation.whole) {
+    text.append(kFit).append(" ");
+  }
+  if (!setup.preparation.turn) {
+    text += kNoTurn;
+  }
   return text;
 }
 
