@@ -127,7 +127,7 @@ void check_device(Scheduler& scheduler, const std::string& queue, const QueueSta
   const bool is_file_scheme = scheme == "file" || scheme == "serial" || scheme == "parallel";
   if (state.printing) {
     findings.ok("the device " + device_uri + " is in use");
-  } else if (scheme == "usb") {
+  } else if (scheme == "usb" || device_uri.starts_with("k905://usb/")) {
     check_usb(scheduler, device_uri, findings);
   } else if (is_file_scheme || address.path.starts_with("/dev/")) {
     check_file(queue, device_uri, address.path, findings);

@@ -41,7 +41,9 @@ std::string server_folder() {
 }
 
 std::string reinstall_advice() {
-  const bool packaged = prefix() == "/usr" && fs::exists("/var/lib/dpkg/info/rastertok905.list");
+  std::error_code ignored;
+  const bool packaged =
+      prefix() == "/usr" && fs::exists("/var/lib/dpkg/info/rastertok905.list", ignored);
   return packaged ? "apt-get install --reinstall rastertok905" : "cmake --install BUILD";
 }
 
@@ -59,7 +61,9 @@ std::optional<std::string> why_not_usable(const std::string& device_uri) {
   if (scheme.empty()) {
     return "\"" + device_uri + "\" is no device URI such as usb://... or socket://ADDRESS:9100";
   }
-  if (scheme != "file" && !fs::exists(server_folder() + "/backend/" + scheme)) {
+  std::error_code unreadable;
+  const fs::path backend = fs::path(server_folder()) / "backend" / scheme;
+  if (scheme != "file" && !fs::exists(backend, unreadable) && !unreadable) {
     return "the backend " + scheme + " is missing, which sends data to " + device_uri +
            "; known: " + names_of_backends();
   }

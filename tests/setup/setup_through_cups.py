@@ -450,11 +450,14 @@ class CheckOfTheDevice(ThroughSetup):
 
     def test_a_usb_printer_that_is_not_connected_is_found(self):
         self.add_backend("usb", "exit 0")
-        self.connect_devices("direct usb://K905/1?serial=7\n")
-        self.add_good_queue(device="usb://K905/1?serial=7")
-        self.setup_well("--check", self.queue)
-        self.cups.run("lpadmin", "-p", self.queue, "-v", "usb://K905/1?serial=8")
-        self.check_finds("not connected")
+        self.add_backend("k905", "exit 0")
+        self.connect_devices("direct usb://K905/1?serial=7\ndirect k905://usb/7\n")
+        for device in ("usb://K905/1?serial=", "k905://usb/"):
+            with self.subTest(device=device):
+                self.add_good_queue(device=device + "7")
+                self.setup_well("--check", self.queue)
+                self.cups.run("lpadmin", "-p", self.queue, "-v", device + "8")
+                self.check_finds("not connected")
 
     def test_a_device_that_is_printing_is_not_opened(self):
         self.add_good_queue(device=self.slow_device())
