@@ -205,6 +205,9 @@ class Alone(unittest.TestCase):
     NO_LIBRARIES = {"cups", "cups-filters", "ghostscript"}
 
     def setUp(self):
+        possible = subprocess.run(["unshare", "--mount", "true"], text=True, capture_output=True, check=False)
+        if possible.returncode != 0:
+            self.skipTest(possible.stderr)
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
         self.root = pathlib.Path(scratch.name)
