@@ -2,6 +2,7 @@
 
 #include "paper/physical_size.h"
 
+#include <charconv>
 #include <string_view>
 
 namespace {
@@ -20,6 +21,16 @@ constexpr VisibleArea inside_bleeds(const PaperConfig& paper) {
 VisibleArea moved_down(VisibleArea area, std::int32_t rows) {
   area.top += rows;
   return area;
+}
+
+// The number at the beginning of a label such as "5x3.5" or "6x2*4". It and the sign after it are
+// taken off.
+double take_number(std::string_view& label) {
+  double number = 0;
+  const char* end = label.data() + label.size();
+  const char* rest = std::from_chars(label.data(), end, number).ptr;
+  label = rest == end ? std::string_view() : std::string_view(rest + 1, end);
+  return number;
 }
 
 VisibleAreas areas_of_shared_sheet() {
@@ -41,4 +52,13 @@ VisibleAreas visible_areas(const PaperConfig& paper) {
     return areas_of_shared_sheet();
   }
   return {.areas = {inside_bleeds(paper)}, .count = 1};
+}
+
+PaperPoints paper_points(const PaperConfig& paper) {
+  constexpr double kPointsPerInch = 72.0;
+  std::string_view label = paper.label;
+  const double across = take_number(label);
+  const double down = take_number(label);
+  const double parts = label.empty() ? 1.0 : take_number(label);
+  return {.across = across * kPointsPerInch, .down = down * parts * kPointsPerInch};
 }

@@ -39,3 +39,14 @@ struct VisibleAreas {
 // sheet two 6x4 pages share, so what is visible of it are those two pages, in the places where the
 // page loop puts them. `paper` is a row of paper_sizes.
 [[nodiscard]] VisibleAreas visible_areas(const PaperConfig& paper);
+
+// The paper that the label names, in points: `across` along the rows of the canvas, `down` along
+// its columns. A sheet that is cut counts whole: "6x2*2" is 6 x 4 inches. `paper` is a row of
+// selectable_papers.
+struct PaperPoints {
+  double across = 0;
+  double down = 0;
+
+  bool operator==(const PaperPoints&) const = default;
+};
+[[nodiscard]] PaperPoints paper_points(const PaperConfig& paper);

@@ -57,4 +57,20 @@ TEST(PhysicalSize, VisibleAreaIsThePaperThatTheLabelNames) {
   EXPECT_EQ(inches("w288h432-div2"), std::pair(624, 399));
 }
 
+TEST(PhysicalSize, PaperIsTheInchesOfItsLabelWithAllItsParts) {
+  const auto points = [](const char* name) {
+    const PaperPoints paper = paper_points(*find_paper_by_ppd_name(name));
+    return std::pair(paper.across, paper.down);
+  };
+  EXPECT_EQ(points("B7"), std::pair(360.0, 252.0));
+  EXPECT_EQ(points("w360h360"), std::pair(360.0, 360.0));
+  EXPECT_EQ(points("w360h504"), std::pair(360.0, 504.0));
+  EXPECT_EQ(points("w288h432"), std::pair(432.0, 288.0));
+  EXPECT_EQ(points("w288h432-div2"), std::pair(432.0, 288.0));
+  EXPECT_EQ(points("w432h576-div2"), std::pair(432.0, 576.0));
+  EXPECT_EQ(points("w432h576-div4"), std::pair(432.0, 576.0));
+  EXPECT_EQ(points("w432h432"), std::pair(432.0, 432.0));
+  EXPECT_EQ(points("w432h576"), std::pair(432.0, 576.0));
+}
+
 }  // namespace
