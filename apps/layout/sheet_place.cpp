@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
+#include <numeric>
 
 #include "geometry/page_layout.h"
+#include "paper/physical_size.h"
 #include "settings/option_values.h"
 #include "settings/print_options.h"
 
@@ -46,17 +47,15 @@ std::vector<std::size_t> shown_pixels(std::uint32_t page, std::uint32_t seen, bo
 }
 
 // The picture's pixel for every pixel of the page; those that nobody sees repeat their neighbour.
-std::vector<std::size_t> spread(std::uint32_t page, std::uint32_t seen, bool mirrored) {
-  std::vector<std::size_t> source(page);
+std::vector<std::uint32_t> spread(std::uint32_t page, std::uint32_t seen, bool mirrored) {
+  std::vector<std::uint32_t> source(page);
   const std::uint32_t count = std::min(page, seen);
   if (seen >= page) {
-    for (std::size_t i = 0; i < page; ++i) {
-      source[i] = i;
-    }
+    std::iota(source.begin(), source.end(), 0U);
     return source;
   }
   const std::vector<std::size_t> shown = shown_pixels(page, seen, mirrored);
-  std::size_t next = 0;
+  std::uint32_t next = 0;
   for (std::size_t i = 0; i < page; ++i) {
     source[i] = next;
     if (next + 1 < count && i >= shown[next]) {
@@ -64,6 +63,32 @@ std::vector<std::size_t> spread(std::uint32_t page, std::uint32_t seen, bool mir
     }
   }
   return source;
+}
+
+// The paper's visible areas, moved and made narrower or wider with the user's bleeds, as they are
+// seen from the front: the printer prints from behind.
+std::vector<SheetFrame> frames_on(const PaperConfig& paper, const PageLayout& layout, bool fine) {
+  const std::int32_t seen_right_edge = layout.bleed_left + layout.effective_width;
+  const std::int32_t rows_per_row = fine ? 2 : 1;
+  const VisibleAreas visible = visible_areas(paper);
+  std::vector<SheetFrame> frames;
+  for (const VisibleArea& area : visible) {
+    const std::int32_t left = area.left + layout.bleed_left - paper.bleed_left;
+    const std::int32_t right = area.left + area.width - (layout.bleed_right - paper.bleed_right);
+    std::int32_t top = area.top * rows_per_row;
+    std::int32_t bottom = (area.top + area.height) * rows_per_row;
+    if (&area == visible.begin()) {
+      top += layout.bleed_top - paper.bleed_top;
+    }
+    if (&area + 1 == visible.end()) {
+      bottom -= layout.bleed_bottom - paper.bleed_bottom;
+    }
+    frames.push_back({.left = static_cast<double>(seen_right_edge - right),
+                      .top = static_cast<double>(top - layout.bleed_top),
+                      .width = static_cast<double>(right - left),
+                      .height = static_cast<double>(bottom - top)});
+  }
+  return frames;
 }
 
 }  // namespace
@@ -84,6 +109,7 @@ SheetPlace sheet_place(const Choices& choices) {
   place.page_height = at_least_one(layout.target_height);
   place.seen_width = at_least_one(layout.effective_width);
   place.seen_height = at_least_one(layout.effective_height);
+  place.frames = frames_on(*place.paper, layout, place.fine);
   return place;
 }
 
@@ -92,23 +118,7 @@ PixelSize picture_size(const SheetPlace& place) {
           std::min(place.page_height, place.seen_height)};
 }
 
-Picture page_for(const Picture& picture, const SheetPlace& place) {
-  const std::vector<std::size_t> columns = spread(place.page_width, place.seen_width, true);
-  const std::vector<std::size_t> rows = spread(place.page_height, place.seen_height, false);
-  Picture page;
-  page.width = place.page_width;
-  page.height = place.page_height;
-  page.channels = picture.channels;
-  page.bits = picture.bits;
-  page.bytes.resize(page.row_bytes() * page.height);
-  const std::size_t pixel = static_cast<std::size_t>(picture.channels) * picture.sample_bytes();
-  std::uint8_t* out = page.bytes.data();
-  for (const std::size_t row : rows) {
-    const std::uint8_t* from = picture.bytes.data() + row * picture.row_bytes();
-    for (const std::size_t column : columns) {
-      std::memcpy(out, from + column * pixel, pixel);
-      out += pixel;
-    }
-  }
-  return page;
+PageMap page_map(const SheetPlace& place) {
+  return {.columns = spread(place.page_width, place.seen_width, true),
+          .rows = spread(place.page_height, place.seen_height, false)};
 }

@@ -1,5 +1,5 @@
-// Where on the sheet a picture is seen, and how a page must be drawn so that it is seen there pixel
-// by pixel.
+// Where on the sheet an image is visible, and how a page must be drawn so that it is visible there
+// pixel by pixel.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,18 @@
 #include <string>
 #include <vector>
 
-#include "apps/image/picture.h"
 #include "paper/paper_table.h"
+
+struct Picture;
+
+// A rectangle of the seen sheet that holds a page (or, on a sheet that two pages share, half of
+// it). Pixels from the top left of the seen sheet; may reach beyond it.
+struct SheetFrame {
+  double left = 0;
+  double top = 0;
+  double width = 0;
+  double height = 0;
+};
 
 struct SheetPlace {
   const PaperConfig* paper = nullptr;
@@ -20,6 +30,9 @@ struct SheetPlace {
   // What the picture covers of the sheet.
   std::uint32_t seen_width = 0;
   std::uint32_t seen_height = 0;
+  // From top to bottom. Usually the whole seen sheet, in the fine resolution a little less of it:
+  // the bleeds there keep their rows, although a row is half as high.
+  std::vector<SheetFrame> frames;
 
   // How many times closer the seen pixels lie from top to bottom than from left to right.
   [[nodiscard]] double density() const { return fine ? 2.0 : 1.0; }
@@ -37,7 +50,15 @@ struct PixelSize {
 };
 [[nodiscard]] PixelSize picture_size(const SheetPlace& place);
 
-// The page for a picture of picture_size(). The filter mirrors it and, where the page has more
-// pixels than the sheet shows, leaves some of them out: each pixel of the picture is put where one
-// of those that stay is taken from.
+// For each column and row of the page that goes to the filter, the column or row of the picture (of
+// picture_size()) that it holds. The filter mirrors the page and, where the page has more pixels
+// than the sheet shows, omits some of them: each pixel of the picture is put where the filter takes
+// one from, and pixels that it omits repeat a neighbor. Both lists ascend.
+struct PageMap {
+  std::vector<std::uint32_t> columns;
+  std::vector<std::uint32_t> rows;
+};
+[[nodiscard]] PageMap page_map(const SheetPlace& place);
+
+// The page for a picture of picture_size(), by page_map().
 [[nodiscard]] Picture page_for(const Picture& picture, const SheetPlace& place);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "apps/image/picture.h"
+
 namespace {
 
 SheetPlace place_of(const std::string& paper, const std::map<std::string, std::string>& more = {}) {

@@ -1,0 +1,176 @@
+#include "apps/layout/page_fit.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "paper/physical_size.h"
+
+namespace k905 {
+
+namespace {
+
+constexpr double kPointsPerInch = 72.0;
+// Print systems count pages in whole points, and name the same paper in inches and millimeters.
+constexpr double kSameSizePt = 2.0;
+
+// One side of a page, of the paper and of the picture that the sheet shows.
+struct Side {
+  std::uint32_t raster = 0;  // pixels
+  double dpi = 0;
+  double page = 0;    // pixels of the raster
+  double offset = 0;  // of the raster on the page
+  double paper_pt = 0;
+  double sheet_dpi = 0;
+  std::uint32_t seen = 0;     // pixels of the sheet
+  std::uint32_t picture = 0;  // pixels that reach the sheet, at most `seen`
+
+  [[nodiscard]] double page_pt() const { return page / dpi * kPointsPerInch; }
+  [[nodiscard]] bool fits_paper() const { return std::fabs(page_pt() - paper_pt) <= kSameSizePt; }
+};
+
+// The part of a side that a frame takes: where on the sheet, and which share of the page.
+struct Part {
+  double begin = 0;  // in seen pixels
+  double length = 0;
+  double page_begin = 0;  // as a share of the page's length
+  double page_length = 1;
+};
+
+double scale_of(const Side& across, const Side& down, Scaling scaling) {
+  if (across.fits_paper() && down.fits_paper()) return 1;
+  const double cover = across.paper_pt / across.page_pt();
+  const double cover_down = down.paper_pt / down.page_pt();
+  const bool larger = across.page_pt() > across.paper_pt + kSameSizePt ||
+                      down.page_pt() > down.paper_pt + kSameSizePt;
+  switch (scaling) {
+    case Scaling::fill:
+      return std::max(cover, cover_down);
+    case Scaling::fit:
+      return std::min(cover, cover_down);
+    case Scaling::automatic:
+      return larger ? std::max(cover, cover_down) : 1;
+    case Scaling::automatic_fit:
+      return larger ? std::min(cover, cover_down) : 1;
+    case Scaling::none:
+      break;
+  }
+  return 1;
+}
+
+// The picture's pixels that the sheet shows somewhere in the part.
+std::pair<std::uint32_t, std::uint32_t> pixels_in(const Part& part, const Side& side) {
+  const double pixels_per_seen = static_cast<double>(side.picture) / side.seen;
+  const auto shown_at = [&](double seen) {
+    return std::clamp(std::floor(seen * pixels_per_seen), -1.0, double{1.0} * side.picture - 1);
+  };
+  const double first = shown_at(part.begin + 0.5);
+  const double last = shown_at(part.begin + part.length - 0.5);
+  return {static_cast<std::uint32_t>(std::max(first, 0.0)), static_cast<std::uint32_t>(last + 1)};
+}
+
+// What is outside of the frames is white where two pages share the sheet, as it is when the filter
+// merges them. Around a single frame the page goes on, so that no edge shows bare paper.
+std::vector<AxisPiece> pieces_of(const Side& side, const std::vector<Part>& parts, double step,
+                                 bool whole_sheet) {
+  const double pixels_per_seen = static_cast<double>(side.picture) / side.seen;
+  std::vector<AxisPiece> pieces;
+  for (const Part& part : parts) {
+    const auto [begin, end] =
+        whole_sheet ? std::pair(std::uint32_t{0}, side.picture) : pixels_in(part, side);
+    const double sheet_center = (part.begin + part.length / 2) * pixels_per_seen;
+    const double page_center = (part.page_begin + part.page_length / 2) * side.page - side.offset;
+    pieces.push_back(
+        {.begin = begin, .end = end, .start = page_center + (begin + 0.5 - sheet_center) * step});
+  }
+  return pieces;
+}
+
+AxisMap map_of(const Side& side, const std::vector<Part>& parts, double scale, bool whole_sheet) {
+  const double step =
+      static_cast<double>(side.seen) / side.picture * side.dpi / (side.sheet_dpi * scale);
+  Axis axis{.source = side.raster,
+            .target = side.picture,
+            .step = step,
+            .pieces = pieces_of(side, parts, step, whole_sheet)};
+  // A page that covers the paper ends beyond it: the few pixels that the sheet shows outside of the
+  // page continue it. Any other page ends on white.
+  const bool covers = side.page_pt() * scale >= side.paper_pt - kSameSizePt;
+  const double near = kSameSizePt / kPointsPerInch * side.dpi;
+  axis.repeats_first = covers && side.offset <= near;
+  axis.repeats_last = covers && side.offset + side.raster >= side.page - near;
+  return AxisMap(axis);
+}
+
+bool lies_across(const DrawnPage& page, const PaperPoints& paper) {
+  const double across = page.page_across / page.dpi_across;
+  const double down = page.page_down / page.dpi_down;
+  return (across < down && paper.across > paper.down) ||
+         (across > down && paper.across < paper.down);
+}
+
+DrawnPage turned(const DrawnPage& page, Turn turn) {
+  if (turn == Turn::none) return page;
+  const double right = page.page_across - page.left - page.width;
+  const double bottom = page.page_down - page.top - page.height;
+  return {.width = page.height,
+          .height = page.width,
+          .dpi_across = page.dpi_down,
+          .dpi_down = page.dpi_across,
+          .page_across = page.page_down,
+          .page_down = page.page_across,
+          .left = turn == Turn::left ? page.top : bottom,
+          .top = turn == Turn::left ? right : page.left};
+}
+
+std::vector<Part> parts_across(const SheetPlace& place) {
+  const SheetFrame& frame = place.frames.front();
+  return {{.begin = frame.left, .length = frame.width}};
+}
+
+// Several frames share the page: each holds an equal part of it.
+std::vector<Part> parts_down(const SheetPlace& place) {
+  std::vector<Part> parts;
+  const double share = 1.0 / static_cast<double>(place.frames.size());
+  for (const SheetFrame& frame : place.frames) {
+    parts.push_back({.begin = frame.top,
+                     .length = frame.height,
+                     .page_begin = share * static_cast<double>(parts.size()),
+                     .page_length = share});
+  }
+  return parts;
+}
+
+}  // namespace
+
+PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scaling,
+                 Turn when_across) {
+  const PaperPoints paper = paper_points(*place.paper);
+  const Turn turn = lies_across(drawn, paper) ? when_across : Turn::none;
+  const DrawnPage page = turned(drawn, turn);
+  const PixelSize picture = picture_size(place);
+  const Side across{.raster = page.width,
+                    .dpi = page.dpi_across,
+                    .page = page.page_across,
+                    .offset = page.left,
+                    .paper_pt = paper.across,
+                    .sheet_dpi = double{1.0} * dots_per_inch_across(*place.paper),
+                    .seen = place.seen_width,
+                    .picture = picture.width};
+  const Side down{.raster = page.height,
+                  .dpi = page.dpi_down,
+                  .page = page.page_down,
+                  .offset = page.top,
+                  .paper_pt = paper.down,
+                  .sheet_dpi = double{1.0} * (place.fine ? kDotsPerInchDownFine : kDotsPerInchDown),
+                  .seen = place.seen_height,
+                  .picture = picture.height};
+  const double scale = scale_of(across, down, scaling);
+  const bool whole_sheet = place.frames.size() == 1;
+  const PageMap map = page_map(place);
+  return {.turn = turn,
+          .columns = map_of(across, parts_across(place), scale, whole_sheet).selected(map.columns),
+          .rows = map_of(down, parts_down(place), scale, whole_sheet).selected(map.rows)};
+}
+
+}  // namespace k905
