@@ -9,7 +9,9 @@
 #include <cstring>
 #include <optional>
 #include <set>
+#include <utility>
 
+#include "apps/adapter/job_paper.h"
 #include "apps/base/nameless_file.h"
 #include "apps/base/queue_ppd.h"
 #include "ppd/option_table.h"
@@ -26,14 +28,25 @@ bool is_no_regular_file(const char* path) {
   return stat(path, &status) == 0 && !S_ISREG(status.st_mode);
 }
 
-void mark_job_options(ppd_file_t* ppd, const char* job_options) {
-  ppdMarkDefaults(ppd);
-  if (job_options == nullptr) return;
-  cups_option_t* options = nullptr;
-  const int count = cupsParseOptions(job_options, 0, &options);
-  cupsMarkOptions(ppd, count, options);
-  cupsFreeOptions(count, options);
-}
+class JobOptions {
+ public:
+  explicit JobOptions(const char* text)
+      : count_(text == nullptr ? 0 : cupsParseOptions(text, 0, &all_)) {}
+  ~JobOptions() { cupsFreeOptions(count_, all_); }
+  JobOptions(const JobOptions&) = delete;
+  JobOptions& operator=(const JobOptions&) = delete;
+  [[nodiscard]] int count() const { return count_; }
+  [[nodiscard]] cups_option_t* all() const { return all_; }
+
+  [[nodiscard]] std::string value(const char* name) const {
+    const char* found = cupsGetOption(name, count_, all_);
+    return found == nullptr ? "" : found;
+  }
+
+ private:
+  cups_option_t* all_ = nullptr;
+  int count_;
+};
 
 std::string marked_choice(ppd_file_t* ppd, const char* keyword) {
   const ppd_choice_t* choice = ppdFindMarkedChoice(ppd, keyword);
@@ -47,6 +60,15 @@ std::string marked_choice(ppd_file_t* ppd, const char* keyword) {
 std::string marked_page_size(ppd_file_t* ppd) {
   const std::string size = marked_choice(ppd, "PageSize");
   return size.empty() ? marked_choice(ppd, "PageRegion") : size;
+}
+
+std::map<std::string, std::string> marked_choices(ppd_file_t* ppd) {
+  std::map<std::string, std::string> choices;
+  for (const char* keyword :
+       {"ColorModel", "Resolution", "BleedTop", "BleedBottom", "BleedLeft", "BleedRight"}) {
+    choices[keyword] = marked_choice(ppd, keyword);
+  }
+  return choices;
 }
 
 bool names_a_page_size(std::string_view keyword) {
@@ -64,8 +86,9 @@ std::optional<std::string> default_keyword(std::string_view line) {
   return std::string(line.substr(0, end));
 }
 
-std::string choice_to_write(ppd_file_t* ppd, const std::string& keyword) {
-  if (names_a_page_size(keyword)) return marked_page_size(ppd);
+std::string choice_to_write(ppd_file_t* ppd, const std::string& keyword,
+                            const std::string& page_size) {
+  if (names_a_page_size(keyword)) return page_size.empty() ? marked_page_size(ppd) : page_size;
   return marked_choice(ppd, keyword.c_str());
 }
 
@@ -81,13 +104,13 @@ void write_default(std::string& copy, const std::string& keyword, const std::str
 }
 
 // Options that the file gives no default of their own.
-void append_missing_defaults(std::string& copy, ppd_file_t* ppd,
+void append_missing_defaults(std::string& copy, ppd_file_t* ppd, const std::string& page_size,
                              const std::set<std::string>& seen) {
   for (int g = 0; g < ppd->num_groups; ++g) {
     const ppd_group_t& group = ppd->groups[g];
     for (int o = 0; o < group.num_options; ++o) {
       const std::string keyword = group.options[o].keyword;
-      const std::string choice = choice_to_write(ppd, keyword);
+      const std::string choice = choice_to_write(ppd, keyword, page_size);
       if (!choice.empty() && !seen.contains(keyword)) write_default(copy, keyword, choice);
     }
   }
@@ -124,14 +147,15 @@ std::optional<std::string> read_file(const char* path) {
 
 }  // namespace
 
-std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd) {
+std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd,
+                                 const std::string& page_size) {
   std::string copy;
   copy.reserve(text.size() + 1024);
   std::set<std::string> seen;
   while (!text.empty()) {
     const std::string_view line = take_line(text);
     const std::optional<std::string> keyword = default_keyword(line);
-    const std::string choice = keyword ? choice_to_write(ppd, *keyword) : "";
+    const std::string choice = keyword ? choice_to_write(ppd, *keyword, page_size) : "";
     if (choice.empty()) {
       copy.append(line) += '\n';
     } else {
@@ -139,7 +163,7 @@ std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd) {
       seen.insert(*keyword);
     }
   }
-  append_missing_defaults(copy, ppd, seen);
+  append_missing_defaults(copy, ppd, page_size, seen);
   return copy;
 }
 
@@ -159,7 +183,16 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
     job.failure = std::string(path) + ": " + ppdErrorString(ppdLastError(&line));
     return job;
   }
-  mark_job_options(ppd.get(), job_options);
+  const JobOptions options(job_options);
+  k905::JobPaper chosen = k905::mark_job_choices(ppd.get(), options.count(), options.all());
+  if (!chosen.refusal.empty()) {
+    job.refusal = std::move(chosen.refusal);
+    return job;
+  }
+  job.paper = chosen.paper;
+  job.choices = marked_choices(ppd.get());
+  if (job.paper != nullptr) job.choices["PageSize"] = job.paper->ppd_name;
+  job.scaling = options.value("print-scaling");
   const std::string ribbon = marked_choice(ppd.get(), "K905Ribbon");
   if (ribbon == "6x4" || ribbon == "6x8") job.ribbon = ribbon;
 
@@ -168,7 +201,9 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
     job.failure = std::string(path) + ": cannot be read";
     return job;
   }
-  job.descriptor = nameless_file_holding("k905-job.ppd", with_marked_defaults(*text, ppd.get()));
+  const std::string page_size = job.paper == nullptr ? "" : job.paper->ppd_name;
+  job.descriptor =
+      nameless_file_holding("k905-job.ppd", with_marked_defaults(*text, ppd.get(), page_size));
   if (job.descriptor < 0) {
     job.failure = std::string("a private PPD file: ") + std::strerror(errno);
   } else {

@@ -7,8 +7,11 @@
 
 #include <cups/ppd.h>
 
+#include <map>
 #include <string>
 #include <string_view>
+
+#include "paper/paper_table.h"
 
 struct JobPpd {
   // Descriptor of the private copy, at its beginning, open over an exec; -1 when there is none. The
@@ -16,6 +19,14 @@ struct JobPpd {
   int descriptor = -1;
   // "6x4" or "6x8"; empty when neither queue nor job says.
   std::string ribbon;
+  // The job's paper; null when the file is not one of ours.
+  const PaperConfig* paper = nullptr;
+  // What is marked for the job, by keyword; PageSize is the paper's.
+  std::map<std::string, std::string> choices;
+  // "print-scaling" of the job, or empty.
+  std::string scaling;
+  // Why the job must not be printed, for the user; empty when it may. There is no copy then.
+  std::string refusal;
   // Why there is no copy, for the log; text from outside may be in it.
   std::string failure;
 };
@@ -25,5 +36,7 @@ struct JobPpd {
 [[nodiscard]] JobPpd make_job_ppd(const char* path, const char* job_options);
 
 // `text`, a PPD file, with every "*Default" line of an option naming the option's marked choice in
-// `ppd`, which was read from the same file. Every other line stays as it is.
-[[nodiscard]] std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd);
+// `ppd`, which was read from the same file; those of the page size name `page_size`, or the marked
+// one when it is empty. Every other line stays as it is.
+[[nodiscard]] std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd,
+                                               const std::string& page_size = "");

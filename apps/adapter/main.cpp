@@ -1,7 +1,7 @@
-// rastertok905job: stands in front of the filter in a queue's PPD file, so that the choices made
-// for a single job count. Hands the filter a private PPD file with these choices as the defaults,
-// tells CUPS of every sheet that was sent, and is otherwise as if it were not there: same
-// arguments, same bytes, same log lines, same exit status.
+// rastertok905job: the program that a queue's PPD file names, in front of the filter. Lays every
+// page out on the paper of the job, gives the filter a private PPD file with the choices made for
+// this job as the defaults, and reports every sheet that was sent to CUPS. The filter's log lines
+// and exit status pass through.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -9,11 +9,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "apps/adapter/arguments.h"
 #include "apps/adapter/filter_process.h"
 #include "apps/adapter/job_ppd.h"
 #include "apps/adapter/one_line.h"
+#include "apps/adapter/page_process.h"
 #include "apps/base/find_filter.h"
 #include "apps/base/process_start.h"
 
@@ -29,24 +33,52 @@ void report_failure(const std::string& reason) {
   tell_cups("DEBUG", "rastertok905job: " + one_line(reason));
 }
 
-// A fault here must never cost the job: whatever happens, the filter is started.
-void apply_job_options(const char* job_options) {
+// What the job's own choices come to.
+struct Choices {
+  std::optional<k905::AdapterSettings> pages;  // nothing: the filter gets the pages as they are
+  bool refused = false;
+};
+
+k905::Scaling scaling_called(const std::string& name) {
+  if (name == "fill") return k905::Scaling::fill;
+  if (name == "fit") return k905::Scaling::fit;
+  if (name == "none") return k905::Scaling::none;
+  return name == "auto-fit" ? k905::Scaling::automatic_fit : k905::Scaling::automatic;
+}
+
+Choices apply_choices(const JobPpd& job) {
+  Choices choices;
+  if (!job.refusal.empty()) {
+    tell_cups("ERROR", job.refusal);
+    choices.refused = true;
+    return choices;
+  }
+  if (!job.ribbon.empty()) setenv("K905_RIBBON", job.ribbon.c_str(), 1);
+  if (job.paper != nullptr) {
+    choices.pages = k905::AdapterSettings{.place = sheet_place(job.choices),
+                                          .scaling = scaling_called(job.scaling)};
+  }
+  if (job.descriptor < 0) {
+    report_failure(job.failure);
+    return choices;
+  }
+  const std::string path = "/dev/fd/" + std::to_string(job.descriptor);
+  // Where descriptors have no names the filter would find no settings at all.
+  if (access(path.c_str(), R_OK) != 0) {
+    report_failure(path + " cannot be opened");
+    return choices;
+  }
+  setenv("PPD", path.c_str(), 1);
+  return choices;
+}
+
+// A fault here must never cost the job: unless the job is refused, the filter is started.
+Choices apply_job_options(const char* job_options) {
   try {
-    const JobPpd job = make_job_ppd(std::getenv("PPD"), job_options);
-    if (!job.ribbon.empty()) setenv("K905_RIBBON", job.ribbon.c_str(), 1);
-    if (job.descriptor < 0) {
-      report_failure(job.failure);
-      return;
-    }
-    const std::string path = "/dev/fd/" + std::to_string(job.descriptor);
-    // Where descriptors have no names the filter would find no settings at all.
-    if (access(path.c_str(), R_OK) != 0) {
-      report_failure(path + " cannot be opened");
-      return;
-    }
-    setenv("PPD", path.c_str(), 1);
+    return apply_choices(make_job_ppd(std::getenv("PPD"), job_options));
   } catch (const std::exception& error) {
     report_failure(error.what());
+    return {};
   }
 }
 
@@ -69,6 +101,22 @@ void read_document_from(const char* path) {
 int main(int argc, char** argv) {
   start_process();
   if (argc > kFileArgument) read_document_from(argv[kFileArgument]);
-  apply_job_options(argc > kOptionsArgument ? argv[kOptionsArgument] : nullptr);
-  return run_filter(find_filter(), argv);
+  const Choices choices =
+      apply_job_options(argc > kOptionsArgument ? argv[kOptionsArgument] : nullptr);
+  if (choices.refused) return 1;
+
+  std::vector<std::string> arguments = k905::harmless_arguments(argc, argv);
+  std::vector<char*> filter_argv;
+  for (std::string& argument : arguments) filter_argv.push_back(argument.data());
+  filter_argv.push_back(nullptr);
+  const std::string filter = find_filter();
+  if (!choices.pages) return run_filter(filter, filter_argv.data());
+
+  k905::PageProcess pages(*choices.pages);
+  if (!pages.started()) {
+    tell_cups("ERROR", "The pages of the job cannot be laid out: no process can be started.");
+    return 1;
+  }
+  const int status = run_filter(filter, filter_argv.data());
+  return pages.finish() ? status : 1;
 }

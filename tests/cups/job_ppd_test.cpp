@@ -120,8 +120,7 @@ TEST(JobPpd, MonochromeMeansGray) {
 }
 
 TEST(JobPpd, AnUnknownChoiceLeavesTheQueuesDefault) {
-  const auto lines = job_ppd_lines("PageSize=A4 StpLaminate=Satin StpBrightness=17 NoSuch=1");
-  EXPECT_THAT(lines, Contains("*DefaultPageSize: w288h432"));
+  const auto lines = job_ppd_lines("StpLaminate=Satin StpBrightness=17 NoSuch=1");
   EXPECT_THAT(lines, Contains("*DefaultStpLaminate: Glossy"));
   EXPECT_THAT(lines, Contains("*DefaultStpBrightness: None"));
 }

@@ -193,10 +193,10 @@ TEST_F(JobProgram, ChangesNoByteOnTheWayThrough) {
 // So comes raster that was submitted as raster.
 TEST_F(JobProgram, ADocumentInAFileBecomesTheFiltersInput) {
   const std::string document = folder_ + "/document";
-  std::ofstream(document) << "RaS3 and so on";
+  std::ofstream(document) << "a document";
   stand_in("exec cat\n");
   EXPECT_EQ(run({"1", "me", "title", "1", "", document}), 0);
-  EXPECT_EQ(output_, "RaS3 and so on");
+  EXPECT_EQ(output_, "a document");
   EXPECT_THAT(log_lines_, IsEmpty());
 }
 
@@ -514,15 +514,18 @@ TEST_F(JobProgram, SaysWhenTheFilterCannotBeStarted) {
                                           "/missing: No such file or directory"));
 }
 
-TEST_F(JobProgram, WithoutDescriptorsToSpareTheJobStillPrints) {
+// The filter by itself would squeeze the pages onto the paper.
+TEST_F(JobProgram, WithoutDescriptorsToSpareTheJobFailsAndSaysSo) {
   environment_["K905_FILTER"] = "/bin/echo";
-  run(kPlainJob, "", [] {
-    // One for the copy, one for the loader: not enough for the log's pipe.
+  const int status = run(kPlainJob, "", [] {
+    // One for the copy, one for the loader: not enough for the pages' pipe.
     const rlimit standard_ones_and_two{5, 5};
     setrlimit(RLIMIT_NOFILE, &standard_ones_and_two);
   });
-  EXPECT_EQ(output_, "1 me title 1 \n");
-  EXPECT_THAT(log_lines_, IsEmpty());
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  EXPECT_EQ(output_, "");
+  EXPECT_THAT(log_lines_, ElementsAre("ERROR: The pages of the job cannot be laid out: no process "
+                                      "can be started."));
 }
 
 TEST_F(JobProgram, ClosedStandardDescriptorsAreNotReused) {

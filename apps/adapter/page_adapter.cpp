@@ -1,0 +1,226 @@
+#include "apps/adapter/page_adapter.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <vector>
+
+#include "apps/adapter/one_line.h"
+#include "apps/adapter/page_pixels.h"
+#include "apps/adapter/raster_input.h"
+#include "apps/adapter/raster_output.h"
+#include "apps/adapter/turned_rows.h"
+
+namespace k905 {
+
+namespace {
+
+constexpr double kPointsPerInch = 72.0;
+// Print systems round a page's places to whole points.
+constexpr double kPlaceTolerancePt = 1.5;
+
+// A photo that lies across is turned to the left before it gets here; this undoes it.
+constexpr Turn kTurnWhenAcross = Turn::right;
+
+class RasterRows final : public RowSource {
+ public:
+  RasterRows(RasterInput& input, const cups_page_header2_t& header, PagePixels& pixels)
+      : input_(input), pixels_(pixels), line_(header.cupsBytesPerLine), left_(header.cupsHeight) {}
+
+  [[nodiscard]] const std::uint8_t* next_row() override {
+    if (left_ == 0 || !input_.read_line(line_)) {
+      left_ = 0;
+      return nullptr;
+    }
+    --left_;
+    return pixels_.convert(line_.data());
+  }
+
+  // Reads what is left of the page. False when it is not there.
+  [[nodiscard]] bool skip_rest() {
+    for (; left_ > 0; --left_) {
+      if (!input_.read_line(line_)) return false;
+    }
+    return true;
+  }
+
+ private:
+  RasterInput& input_;
+  PagePixels& pixels_;
+  std::vector<std::uint8_t> line_;
+  std::uint32_t left_;
+};
+
+// One side of the page: its length, and where on it the raster is, in pixels of the raster.
+struct Placement {
+  double page = 0;
+  double offset = 0;
+};
+
+// `before` and `behind` are the raster's edges on a page of `page_pt`, as the header has them.
+Placement placement(std::uint32_t raster, double dpi, double page_pt, double before,
+                    double behind) {
+  const double pixels_per_point = dpi / kPointsPerInch;
+  const double tolerance = kPlaceTolerancePt * pixels_per_point;
+  const double page = page_pt * pixels_per_point;
+  const auto near = [&](double a, double b) { return std::fabs(a - b) <= tolerance; };
+  const bool is_whole = near(raster, page);
+  const bool is_part = behind > before && near(raster, (behind - before) * pixels_per_point) &&
+                       behind * pixels_per_point <= page + tolerance && before >= 0;
+  if (is_whole || !is_part) return {.page = double{1.0} * raster, .offset = 0};
+  // In the middle to the pixel, where whole points say so.
+  const double margin_behind = page - behind * pixels_per_point;
+  const double offset = before * pixels_per_point;
+  return {.page = page, .offset = near(offset, margin_behind) ? (page - raster) / 2 : offset};
+}
+
+DrawnPage drawn_page(const cups_page_header2_t& header) {
+  const bool exact = header.cupsPageSize[0] > 0 && header.cupsPageSize[1] > 0;
+  const double width_pt = exact ? double{header.cupsPageSize[0]} : header.PageSize[0];
+  const double height_pt = exact ? double{header.cupsPageSize[1]} : header.PageSize[1];
+  const float* const box = header.cupsImagingBBox;  // left, bottom, right, top
+  const Placement across =
+      placement(header.cupsWidth, header.HWResolution[0], width_pt, double{box[0]}, double{box[2]});
+  const Placement down = placement(header.cupsHeight, header.HWResolution[1], height_pt,
+                                   height_pt - double{box[3]}, height_pt - double{box[1]});
+  return {.width = header.cupsWidth,
+          .height = header.cupsHeight,
+          .dpi_across = double{1.0} * header.HWResolution[0],
+          .dpi_down = double{1.0} * header.HWResolution[1],
+          .page_across = across.page,
+          .page_down = down.page,
+          .left = across.offset,
+          .top = down.offset};
+}
+
+unsigned whole_points(float points) { return static_cast<unsigned>(std::lround(points)); }
+
+// Whether the page is one that was made for the filter: its paper's own points and pixels.
+bool is_filters_own(const cups_page_header2_t& header, const SheetPlace& place) {
+  return header.cupsWidth == place.page_width && header.cupsHeight == place.page_height &&
+         header.HWResolution[0] == 300 && header.HWResolution[1] == (place.fine ? 600U : 300U) &&
+         header.PageSize[0] == whole_points(place.paper->page_width_pt) &&
+         header.PageSize[1] == whole_points(place.paper->page_height_pt);
+}
+
+// Of the page that goes to the filter: the job's paper, resolution and size.
+cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePixels& pixels,
+                                  const SheetPlace& place) {
+  cups_page_header2_t header = drawn;
+  pixels.describe(header);
+  header.cupsWidth = place.page_width;
+  header.cupsHeight = place.page_height;
+  header.cupsBytesPerLine = static_cast<unsigned>(place.page_width * pixels.format().pixel_bytes());
+  header.HWResolution[0] = 300;
+  header.HWResolution[1] = place.fine ? 600 : 300;
+  header.Orientation = CUPS_ORIENT_0;
+  const float width = place.paper->page_width_pt;
+  const float height = place.paper->page_height_pt;
+  header.PageSize[0] = whole_points(width);
+  header.PageSize[1] = whole_points(height);
+  const unsigned whole[4] = {0, 0, header.PageSize[0], header.PageSize[1]};
+  std::memcpy(header.ImagingBoundingBox, whole, sizeof whole);
+  header.Margins[0] = header.Margins[1] = 0;
+  header.cupsPageSize[0] = width;
+  header.cupsPageSize[1] = height;
+  const float exact[4] = {0, 0, width, height};
+  std::memcpy(header.cupsImagingBBox, exact, sizeof exact);
+  std::snprintf(header.cupsPageSizeName, sizeof header.cupsPageSizeName, "%s",
+                place.paper->ppd_name);
+  return header;
+}
+
+// Longer lines are nobody's; what the filter says to the header alone is as good.
+constexpr unsigned kLongestLine = 1U << 28;
+
+// A page as it is. False when the streams have come to their end.
+bool copy_page(RasterInput& input, const cups_page_header2_t& header, RasterOutput& output) {
+  const std::uint64_t planes =
+      header.cupsColorOrder == CUPS_ORDER_PLANAR ? std::uint64_t{header.cupsNumColors} : 1;
+  if (!output.write_header(header) || header.cupsBytesPerLine > kLongestLine) return false;
+  std::vector<std::uint8_t> line(header.cupsBytesPerLine);
+  for (std::uint64_t y = 0; y < header.cupsHeight * planes; ++y) {
+    if (!input.read_line(line) || !output.write(line.data(), line.size())) return false;
+  }
+  return true;
+}
+
+// All rows of the page but the last, which `line` holds afterwards: it must not reach the filter
+// before all of the drawn page is there, or half a page would be printed.
+bool write_rows(RowScaler& scaler, RowSource& source, const AxisMap& rows, RasterOutput& output,
+                std::vector<std::uint8_t>& line) {
+  for (std::size_t y = 0; y < rows.size(); ++y) {
+    if (y > 0 && !output.write(line.data(), line.size())) return false;
+    const bool repeated = y > 0 && rows.is_same(y, y - 1);
+    if (!repeated && !scaler.make_row(y, source, line.data())) return false;
+  }
+  return true;
+}
+
+// False when the streams have come to their end.
+bool adapt_page(RasterInput& input, const cups_page_header2_t& drawn, PagePixels& pixels,
+                const AdapterSettings& settings, RasterOutput& output) {
+  const PageFit fit =
+      fit_page(drawn_page(drawn), settings.place, settings.scaling, kTurnWhenAcross);
+  const cups_page_header2_t header = filter_header(drawn, pixels, settings.place);
+  if (!output.write_header(header)) return false;
+  RasterRows upright(input, drawn, pixels);
+  TurnedRows turned(upright, drawn.cupsWidth, drawn.cupsHeight, pixels.format().pixel_bytes(),
+                    fit.turn);
+  RowSource& source = fit.turn == Turn::none ? static_cast<RowSource&>(upright) : turned;
+  RowScaler scaler(fit.columns, fit.rows, pixels.format());
+  std::vector<std::uint8_t> line(header.cupsBytesPerLine);
+  return write_rows(scaler, source, fit.rows, output, line) && upright.skip_rest() &&
+         output.write(line.data(), line.size());
+}
+
+void adapt_stream(RasterInput& input, RasterOutput& output, const AdapterSettings& settings) {
+  if (!output.write_sync_word()) return;
+  cups_page_header2_t header;
+  while (input.next_page(header)) {
+    std::optional<PagePixels> pixels = PagePixels::of(header);
+    const bool as_it_is = !pixels || is_filters_own(header, settings.place);
+    const bool goes_on = as_it_is ? copy_page(input, header, output)
+                                  : adapt_page(input, header, *pixels, settings, output);
+    // Not kept back until the next page is drawn.
+    if (!goes_on || !output.flush()) return;
+  }
+  if (!input.ended()) {
+    // A header that libcups refuses: one of zeros makes the filter say so.
+    output.write_header({});
+  }
+}
+
+void adapt(RasterInput& input, RasterOutput& output, const AdapterSettings& settings) {
+  if (input.open()) {
+    adapt_stream(input, output, settings);
+  } else {
+    // No raster stream. The filter reports it.
+    std::span<const std::uint8_t> bytes = input.opening_bytes();
+    while (!bytes.empty() && output.write(bytes.data(), bytes.size())) bytes = input.unread_bytes();
+  }
+  if (input.error() != 0) {
+    tell_cups("DEBUG", std::string("rastertok905job: read error: ") + std::strerror(input.error()));
+  }
+}
+
+}  // namespace
+
+bool adapt_pages(int in, int out, const AdapterSettings& settings) {
+  RasterOutput output(out);
+  bool complete = true;
+  try {
+    RasterInput input(in, out);
+    adapt(input, output, settings);
+  } catch (const std::exception& error) {
+    tell_cups("ERROR", "A page could not be laid out on the paper.");
+    tell_cups("DEBUG", "rastertok905job: " + one_line(error.what()));
+    complete = false;
+  }
+  // What was made reaches the filter in any case; a reader that has gone is its own business.
+  (void)output.flush();
+  return complete;
+}
+
+}  // namespace k905

@@ -1,0 +1,42 @@
+#include "apps/adapter/raster_output.h"
+
+#include <string_view>
+
+#include "apps/base/write_whole.h"
+
+namespace k905 {
+
+namespace {
+
+constexpr std::size_t kBufferBytes = std::size_t{256} * 1024;
+
+}  // namespace
+
+RasterOutput::RasterOutput(int descriptor) : descriptor_(descriptor) {
+  buffer_.reserve(kBufferBytes);
+}
+
+bool RasterOutput::write(const void* bytes, std::size_t count) {
+  if (buffer_.size() + count > kBufferBytes && !flush()) return false;
+  const auto* first = static_cast<const std::uint8_t*>(bytes);
+  buffer_.insert(buffer_.end(), first, first + count);
+  return !failed_;
+}
+
+bool RasterOutput::write_sync_word() {
+  const std::uint32_t sync_word = CUPS_RASTER_SYNC;
+  return write(&sync_word, sizeof sync_word);
+}
+
+bool RasterOutput::write_header(const cups_page_header2_t& header) {
+  return write(&header, sizeof header);
+}
+
+bool RasterOutput::flush() {
+  const std::string_view bytes(reinterpret_cast<const char*>(buffer_.data()), buffer_.size());
+  failed_ = failed_ || !write_whole(descriptor_, bytes);
+  buffer_.clear();
+  return !failed_;
+}
+
+}  // namespace k905

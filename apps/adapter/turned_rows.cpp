@@ -1,0 +1,75 @@
+#include "apps/adapter/turned_rows.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace k905 {
+
+namespace {
+
+constexpr std::size_t kStripRows = 16;
+// What is reserved at once; the header alone must not be able to take more.
+constexpr std::size_t kMostReserved = std::size_t{256} << 20;
+
+}  // namespace
+
+TurnedRows::TurnedRows(RowSource& page, std::uint32_t width, std::uint32_t height,
+                       std::size_t pixel_bytes, Turn turn)
+    : page_(page), width_(width), height_(height), pixel_bytes_(pixel_bytes), turn_(turn) {}
+
+bool TurnedRows::read_page() {
+  const std::size_t row_bytes = width_ * pixel_bytes_;
+  pixels_.reserve(std::min(row_bytes * height_, kMostReserved));
+  for (std::size_t y = 0; y < height_; ++y) {
+    const std::uint8_t* row = page_.next_row();
+    if (row == nullptr) return false;
+    pixels_.insert(pixels_.end(), row, row + row_bytes);
+  }
+  return true;
+}
+
+template <std::size_t pixel_bytes>
+void TurnedRows::copy_strip() {
+  const std::size_t rows = strip_end_ - strip_begin_;
+  const std::size_t row_bytes = height_ * pixel_bytes;
+  for (std::size_t i = 0; i < height_; ++i) {
+    const std::size_t y = turn_ == Turn::left ? i : height_ - 1 - i;
+    const std::uint8_t* line = pixels_.data() + y * width_ * pixel_bytes;
+    std::uint8_t* out = strip_.data() + i * pixel_bytes;
+    for (std::size_t k = 0; k < rows; ++k) {
+      const std::size_t row = strip_begin_ + k;
+      const std::size_t x = turn_ == Turn::left ? width_ - 1 - row : row;
+      std::memcpy(out + k * row_bytes, line + x * pixel_bytes, pixel_bytes);
+    }
+  }
+}
+
+void TurnedRows::make_strip() {
+  strip_begin_ = next_;
+  strip_end_ = std::min(next_ + kStripRows, width_);
+  strip_.resize(kStripRows * height_ * pixel_bytes_);
+  switch (pixel_bytes_) {
+    case 1:
+      return copy_strip<1>();
+    case 2:
+      return copy_strip<2>();
+    case 3:
+      return copy_strip<3>();
+    case 4:
+      return copy_strip<4>();
+    default:
+      return copy_strip<6>();
+  }
+}
+
+const std::uint8_t* TurnedRows::next_row() {
+  if (!read_) {
+    read_ = true;
+    if (!read_page()) next_ = width_;
+  }
+  if (next_ >= width_) return nullptr;
+  if (next_ >= strip_end_) make_strip();
+  return strip_.data() + (next_++ - strip_begin_) * height_ * pixel_bytes_;
+}
+
+}  // namespace k905

@@ -1,0 +1,88 @@
+// Where a page goes on the sheet. Every paper and resolution is tried with the filter itself in
+// true_pages_test.cpp.
+#include "apps/layout/page_fit.h"
+
+#include <gtest/gtest.h>
+
+namespace k905 {
+namespace {
+
+SheetPlace place_of(const char* paper, const char* resolution = "300dpi") {
+  return sheet_place({{"PageSize", paper}, {"Resolution", resolution}});
+}
+
+DrawnPage page_of(std::uint32_t width, std::uint32_t height, double dpi = 300) {
+  return {.width = width,
+          .height = height,
+          .dpi_across = dpi,
+          .dpi_down = dpi,
+          .page_across = double{1.0} * width,
+          .page_down = double{1.0} * height};
+}
+
+PageFit fitted(const DrawnPage& page, const SheetPlace& place,
+               Scaling scaling = Scaling::automatic) {
+  return fit_page(page, place, scaling, Turn::right);
+}
+
+TEST(PageFit, PageOfThePapersSizeIsExactInBothDirections) {
+  const PageFit fit = fitted(page_of(1800, 1200), place_of("w288h432"));
+  EXPECT_EQ(fit.turn, Turn::none);
+  EXPECT_TRUE(fit.columns.is_exact());
+  EXPECT_TRUE(fit.rows.is_exact());
+  EXPECT_EQ(fit.columns.size(), 1844U);
+  EXPECT_EQ(fit.rows.size(), 1240U);
+}
+
+TEST(PageFit, OnlyPagesThatLieAcrossAreTurned) {
+  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w288h432")).turn, Turn::right);
+  EXPECT_EQ(fitted(page_of(1800, 2400), place_of("w432h576")).turn, Turn::none);
+  EXPECT_EQ(fitted(page_of(2400, 1800), place_of("w432h576")).turn, Turn::right);
+  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w432h432")).turn, Turn::none);
+  EXPECT_EQ(fitted(page_of(1500, 1500), place_of("w288h432")).turn, Turn::none);
+}
+
+TEST(PageFit, FineResolutionScalesOnlyDown) {
+  const PageFit fit = fitted(page_of(1800, 1200), place_of("w288h432", "300x600dpi"));
+  EXPECT_TRUE(fit.columns.is_exact());
+  EXPECT_FALSE(fit.rows.is_exact());
+}
+
+TEST(PageFit, FiveInchPapersScaleOnlyAcross) {
+  const PageFit fit = fitted(page_of(1500, 2100), place_of("w360h504"));
+  EXPECT_FALSE(fit.columns.is_exact());
+  EXPECT_TRUE(fit.rows.is_exact());
+}
+
+TEST(PageFit, SheetOfTwoPagesHasAFrameForEach) {
+  const SheetPlace place = place_of("w432h576-div2");
+  ASSERT_EQ(place.frames.size(), 2U);
+  EXPECT_EQ(place.frames[0].left, 70);  // 1920 - 50 - 1800, from the front
+  EXPECT_EQ(place.frames[0].top, 20);
+  EXPECT_EQ(place.frames[1].top, 1278);
+  EXPECT_EQ(place.frames[1].height, 1197);
+}
+
+// A row of the fine resolution is half as high, but the bleeds keep their rows: 25 and 18 more are
+// seen than the paper has.
+TEST(PageFit, FrameOfTheFineResolutionIsThePaper) {
+  const SheetPlace place = place_of("w288h432", "300x600dpi");
+  ASSERT_EQ(place.frames.size(), 1U);
+  EXPECT_EQ(place.frames[0].top, 25);
+  EXPECT_EQ(place.frames[0].height, 2394);
+  EXPECT_EQ(place.seen_height, 2437U);
+}
+
+TEST(PageFit, BleedsOfTheUserMoveTheFrame) {
+  const SheetPlace place =
+      sheet_place({{"PageSize", "w432h576-div2"}, {"BleedTop", "1.0"}, {"BleedLeft", "1.0"}});
+  // The sheet is seen from 12 rows and columns further on; the frame's edge moves with it.
+  EXPECT_EQ(place.frames[0].top, 20);
+  EXPECT_EQ(place.frames[0].height, 1185);
+  EXPECT_EQ(place.frames[1].top, 1266);
+  EXPECT_EQ(place.frames[1].height, 1197);
+  EXPECT_EQ(place.frames[0].width, 1788);
+}
+
+}  // namespace
+}  // namespace k905

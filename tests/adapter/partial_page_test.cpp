@@ -1,0 +1,67 @@
+// Pages of which only a part is sent, as filters for photos do.
+#include <gtest/gtest.h>
+
+#include "tests/adapter/adapted_job.h"
+
+namespace {
+
+// A dark raster on a portrait 6x4 page; the box in whole points from the lower left, as it is sent.
+RasterPage part_of_page(unsigned width, unsigned height, float left, float bottom, float right,
+                        float top) {
+  RasterPage page = drawn_page(288, 432, width, height);
+  std::fill(page.pixels.begin(), page.pixels.end(), 0x00);
+  const float box[4] = {left, bottom, right, top};
+  std::copy(std::begin(box), std::end(box), page.header.cupsImagingBBox);
+  return page;
+}
+
+Box box_of(const RasterPage& page) {
+  const AdapterResult result =
+      run_adapted({.input = raster_stream({page}), .options = "PageSize=w288h432"});
+  EXPECT_EQ(result.sheets.size(), 1U);
+  return result.sheets.empty() ? Box{} : dark_box(result.sheets.front());
+}
+
+// A 4:1 panorama that fits the page: 1200 x 300 in the middle of 1200 x 1800, turned to the right.
+TEST(PartialPage, InTheMiddleKeepsItsShapeAndIsCenteredToThePixel) {
+  const Box box = box_of(part_of_page(1200, 300, 0, 180, 288, 252));
+  EXPECT_EQ(box.left, 70U + 750U);
+  EXPECT_EQ(box.right, 70U + 1050U);
+  EXPECT_EQ(box.top, 25U);
+  EXPECT_EQ(box.bottom, 1222U);
+}
+
+// What is missing of a point is no reason to move the photo.
+TEST(PartialPage, WhoseBoxIsRoundedToPointsIsCenteredAllTheSame) {
+  // 1198 x 298 pixels are 287.5 x 71.5 points.
+  const Box box = box_of(part_of_page(1198, 298, 0, 180, 287, 251));
+  EXPECT_EQ(box.left, 70U + 751U);
+  EXPECT_EQ(box.width(), 298);
+}
+
+TEST(PartialPage, InACornerStaysThere) {
+  // One inch square, an inch from the left, two from the bottom of the portrait page. Turned to the
+  // right, the left side of the page is up and its bottom is on the left.
+  const Box box = box_of(part_of_page(300, 300, 72, 144, 144, 216));
+  EXPECT_EQ(box.left, 70U + 600U);
+  EXPECT_EQ(box.right, 70U + 900U);
+  EXPECT_EQ(box.top, 25U + 299U);  // 300 less the row that is cropped
+  EXPECT_EQ(box.bottom, 25U + 599U);
+}
+
+TEST(PartialPage, OnAnUprightPaperStaysWhereItIs) {
+  RasterPage page = drawn_page(432, 576, 600, 300);
+  std::fill(page.pixels.begin(), page.pixels.end(), 0x00);
+  const float box[4] = {72, 432, 216, 504};  // an inch from the left and from the top
+  std::copy(std::begin(box), std::end(box), page.header.cupsImagingBBox);
+  const AdapterResult result =
+      run_adapted({.input = raster_stream({page}), .options = "PageSize=w432h576"});
+  ASSERT_EQ(result.sheets.size(), 1U);
+  const Box seen = dark_box(result.sheets.front());
+  EXPECT_EQ(seen.left, 70U + 300U);
+  EXPECT_EQ(seen.right, 70U + 900U);
+  EXPECT_EQ(seen.top, 23U + 301U);  // one row is repeated at the top
+  EXPECT_EQ(seen.bottom, 23U + 601U);
+}
+
+}  // namespace
