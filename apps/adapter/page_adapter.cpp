@@ -20,9 +20,6 @@ constexpr double kPointsPerInch = 72.0;
 // Print systems round a page's places to whole points.
 constexpr double kPlaceTolerancePt = 1.5;
 
-// A photo that lies across is turned to the left before it gets here; this undoes it.
-constexpr Turn kTurnWhenAcross = Turn::right;
-
 class RasterRows final : public RowSource {
  public:
   RasterRows(RasterInput& input, const cups_page_header2_t& header, PagePixels& pixels)
@@ -106,15 +103,16 @@ bool is_filters_own(const cups_page_header2_t& header, const SheetPlace& place) 
 
 // Of the page that goes to the filter: the job's paper, resolution and size.
 cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePixels& pixels,
-                                  const SheetPlace& place) {
+                                  const SheetPlace& place, const PageFit& fit) {
   cups_page_header2_t header = drawn;
   pixels.describe(header);
-  header.cupsWidth = place.page_width;
-  header.cupsHeight = place.page_height;
-  header.cupsBytesPerLine = static_cast<unsigned>(place.page_width * pixels.format().pixel_bytes());
+  header.cupsWidth = static_cast<unsigned>(fit.columns.size());
+  header.cupsHeight = static_cast<unsigned>(fit.rows.size());
+  header.cupsBytesPerLine =
+      static_cast<unsigned>(fit.columns.size() * pixels.format().pixel_bytes());
   header.HWResolution[0] = 300;
   header.HWResolution[1] = place.fine ? 600 : 300;
-  header.Orientation = CUPS_ORIENT_0;
+  header.Orientation = fit.turn == PageFit::Turn::by_filter ? CUPS_ORIENT_90 : CUPS_ORIENT_0;
   const float width = place.paper->page_width_pt;
   const float height = place.paper->page_height_pt;
   header.PageSize[0] = whole_points(width);
@@ -161,14 +159,12 @@ bool write_rows(RowScaler& scaler, RowSource& source, const AxisMap& rows, Raste
 // False when the streams have come to their end.
 bool adapt_page(RasterInput& input, const cups_page_header2_t& drawn, PagePixels& pixels,
                 const AdapterSettings& settings, RasterOutput& output) {
-  const PageFit fit =
-      fit_page(drawn_page(drawn), settings.place, settings.scaling, kTurnWhenAcross);
-  const cups_page_header2_t header = filter_header(drawn, pixels, settings.place);
+  const PageFit fit = fit_page(drawn_page(drawn), settings.place, settings.scaling);
+  const cups_page_header2_t header = filter_header(drawn, pixels, settings.place, fit);
   if (!output.write_header(header)) return false;
   RasterRows upright(input, drawn, pixels);
-  TurnedRows turned(upright, drawn.cupsWidth, drawn.cupsHeight, pixels.format().pixel_bytes(),
-                    fit.turn);
-  RowSource& source = fit.turn == Turn::none ? static_cast<RowSource&>(upright) : turned;
+  TurnedRows turned(upright, drawn.cupsWidth, drawn.cupsHeight, pixels.format().pixel_bytes());
+  RowSource& source = fit.turn == PageFit::Turn::before ? static_cast<RowSource&>(turned) : upright;
   RowScaler scaler(fit.columns, fit.rows, pixels.format());
   std::vector<std::uint8_t> line(header.cupsBytesPerLine);
   return write_rows(scaler, source, fit.rows, output, line) && upright.skip_rest() &&

@@ -17,8 +17,6 @@ namespace k905 {
 
 namespace {
 
-constexpr int kPipeBytes = 1 << 20;
-
 // In the new process: a cancel reaches the filter, which finishes the sheet and reads no further.
 [[noreturn]] void run_adapter(pid_t parent, int out, const AdapterSettings& settings) {
 #ifdef __linux__
@@ -36,10 +34,6 @@ constexpr int kPipeBytes = 1 << 20;
 PageProcess::PageProcess(const AdapterSettings& settings) {
   int pages[2];
   if (pipe2(pages, O_CLOEXEC) != 0) return;
-#ifdef F_SETPIPE_SZ
-  // Fewer changes between the two processes; what the system does not grant is not needed.
-  (void)fcntl(pages[1], F_SETPIPE_SZ, kPipeBytes);
-#endif
   const pid_t parent = getpid();
   process_ = fork();
   if (process_ == 0) {

@@ -8,7 +8,8 @@ namespace k905 {
 
 namespace {
 
-constexpr std::size_t kBufferBytes = std::size_t{256} * 1024;
+// As much as a pipe holds.
+constexpr std::size_t kBufferBytes = std::size_t{64} * 1024;
 
 }  // namespace
 

@@ -14,8 +14,8 @@ constexpr std::size_t kMostReserved = std::size_t{256} << 20;
 }  // namespace
 
 TurnedRows::TurnedRows(RowSource& page, std::uint32_t width, std::uint32_t height,
-                       std::size_t pixel_bytes, Turn turn)
-    : page_(page), width_(width), height_(height), pixel_bytes_(pixel_bytes), turn_(turn) {}
+                       std::size_t pixel_bytes)
+    : page_(page), width_(width), height_(height), pixel_bytes_(pixel_bytes) {}
 
 bool TurnedRows::read_page() {
   const std::size_t row_bytes = width_ * pixel_bytes_;
@@ -28,18 +28,18 @@ bool TurnedRows::read_page() {
   return true;
 }
 
+// A template, so that the size of a copy is known when this is compiled.
 template <std::size_t pixel_bytes>
 void TurnedRows::copy_strip() {
-  const std::size_t rows = strip_end_ - strip_begin_;
   const std::size_t row_bytes = height_ * pixel_bytes;
   for (std::size_t i = 0; i < height_; ++i) {
-    const std::size_t y = turn_ == Turn::left ? i : height_ - 1 - i;
-    const std::uint8_t* line = pixels_.data() + y * width_ * pixel_bytes;
+    const std::uint8_t* from =
+        pixels_.data() + ((height_ - 1 - i) * width_ + strip_begin_) * pixel_bytes;
     std::uint8_t* out = strip_.data() + i * pixel_bytes;
-    for (std::size_t k = 0; k < rows; ++k) {
-      const std::size_t row = strip_begin_ + k;
-      const std::size_t x = turn_ == Turn::left ? width_ - 1 - row : row;
-      std::memcpy(out + k * row_bytes, line + x * pixel_bytes, pixel_bytes);
+    for (std::size_t row = strip_begin_; row < strip_end_; ++row) {
+      std::memcpy(out, from, pixel_bytes);
+      from += pixel_bytes;
+      out += row_bytes;
     }
   }
 }

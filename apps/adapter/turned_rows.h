@@ -1,20 +1,18 @@
-// A page turned by a quarter. The whole page is held in memory, because its first row needs all of
-// them.
+// A page turned by a quarter to the right. The whole page is held in memory, because its first row
+// needs all of them.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
-#include "apps/layout/page_fit.h"
 #include "apps/layout/row_scaler.h"
 
 namespace k905 {
 
 class TurnedRows final : public RowSource {
  public:
-  // `page` gives `height` rows of `width` pixels and must outlive this. `turn` is left or right.
-  TurnedRows(RowSource& page, std::uint32_t width, std::uint32_t height, std::size_t pixel_bytes,
-             Turn turn);
+  // `page` gives `height` rows of `width` pixels and must outlive this.
+  TurnedRows(RowSource& page, std::uint32_t width, std::uint32_t height, std::size_t pixel_bytes);
 
   // A row of `height` pixels, `width` times. Null as well when the page ends too early.
   [[nodiscard]] const std::uint8_t* next_row() override;
@@ -29,7 +27,6 @@ class TurnedRows final : public RowSource {
   std::size_t width_;
   std::size_t height_;
   std::size_t pixel_bytes_;
-  Turn turn_;
   bool read_ = false;
   std::vector<std::uint8_t> pixels_;
   // A few turned rows at a time, so that every line of the page is touched less often.

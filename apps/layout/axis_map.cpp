@@ -29,7 +29,8 @@ std::int64_t pixel_at(const Axis& axis, double position) {
 }  // namespace
 
 AxisMap::AxisMap(const Axis& axis)
-    : entries_(axis.target),
+    : source_(axis.source),
+      entries_(axis.target),
       weights_{kWhole},
       exact_(std::fabs(axis.step - 1) * longest_piece(axis) < 0.5) {
   for (const AxisPiece& piece : axis.pieces) {
@@ -87,6 +88,18 @@ AxisMap AxisMap::selected(std::span<const std::uint32_t> order) const {
   map.entries_.clear();
   map.entries_.reserve(order.size());
   for (const std::uint32_t i : order) map.entries_.push_back(entries_[i]);
+  return map;
+}
+
+AxisMap AxisMap::reversed() const {
+  AxisMap map = *this;
+  std::reverse(map.entries_.begin(), map.entries_.end());
+  std::reverse(map.weights_.begin(), map.weights_.end());
+  for (Entry& entry : map.entries_) {
+    if (entry.count == 0) continue;
+    entry.first = source_ - entry.first - entry.count;
+    entry.weights = weights_.size() - entry.weights - entry.count;
+  }
   return map;
 }
 

@@ -46,6 +46,9 @@ class AxisMap {
   // The same map with target pixel i replaced by target pixel `order[i]`.
   [[nodiscard]] AxisMap selected(std::span<const std::uint32_t> order) const;
 
+  // The map between both sides turned end for end.
+  [[nodiscard]] AxisMap reversed() const;
+
   [[nodiscard]] std::size_t size() const { return entries_.size(); }
   // Whether every target pixel is exactly one source pixel or white.
   [[nodiscard]] bool is_exact() const { return exact_; }
@@ -68,9 +71,10 @@ class AxisMap {
   [[nodiscard]] Entry single(const Axis& axis, double position);
   [[nodiscard]] Entry weighted(const Axis& axis, double center);
 
+  std::uint32_t source_;
   std::vector<Entry> entries_;
   std::vector<std::uint32_t> weights_;
-  bool exact_ = false;
+  bool exact_;
 };
 
 }  // namespace k905

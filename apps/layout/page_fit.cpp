@@ -109,18 +109,15 @@ bool lies_across(const DrawnPage& page, const PaperPoints& paper) {
          (across > down && paper.across < paper.down);
 }
 
-DrawnPage turned(const DrawnPage& page, Turn turn) {
-  if (turn == Turn::none) return page;
-  const double right = page.page_across - page.left - page.width;
-  const double bottom = page.page_down - page.top - page.height;
+DrawnPage turned_right(const DrawnPage& page) {
   return {.width = page.height,
           .height = page.width,
           .dpi_across = page.dpi_down,
           .dpi_down = page.dpi_across,
           .page_across = page.page_down,
           .page_down = page.page_across,
-          .left = turn == Turn::left ? page.top : bottom,
-          .top = turn == Turn::left ? right : page.left};
+          .left = page.page_down - page.top - page.height,
+          .top = page.left};
 }
 
 std::vector<Part> parts_across(const SheetPlace& place) {
@@ -143,34 +140,37 @@ std::vector<Part> parts_down(const SheetPlace& place) {
 
 }  // namespace
 
-PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scaling,
-                 Turn when_across) {
+PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scaling) {
   const PaperPoints paper = paper_points(*place.paper);
-  const Turn turn = lies_across(drawn, paper) ? when_across : Turn::none;
-  const DrawnPage page = turned(drawn, turn);
+  const bool across_paper = lies_across(drawn, paper);
+  const DrawnPage page = across_paper ? turned_right(drawn) : drawn;
   const PixelSize picture = picture_size(place);
-  const Side across{.raster = page.width,
-                    .dpi = page.dpi_across,
-                    .page = page.page_across,
-                    .offset = page.left,
-                    .paper_pt = paper.across,
-                    .sheet_dpi = double{1.0} * dots_per_inch_across(*place.paper),
-                    .seen = place.seen_width,
-                    .picture = picture.width};
-  const Side down{.raster = page.height,
-                  .dpi = page.dpi_down,
-                  .page = page.page_down,
-                  .offset = page.top,
-                  .paper_pt = paper.down,
-                  .sheet_dpi = double{1.0} * (place.fine ? kDotsPerInchDownFine : kDotsPerInchDown),
-                  .seen = place.seen_height,
-                  .picture = picture.height};
-  const double scale = scale_of(across, down, scaling);
+  const Side width{.raster = page.width,
+                   .dpi = page.dpi_across,
+                   .page = page.page_across,
+                   .offset = page.left,
+                   .paper_pt = paper.across,
+                   .sheet_dpi = double{1.0} * dots_per_inch_across(*place.paper),
+                   .seen = place.seen_width,
+                   .picture = picture.width};
+  const Side height{
+      .raster = page.height,
+      .dpi = page.dpi_down,
+      .page = page.page_down,
+      .offset = page.top,
+      .paper_pt = paper.down,
+      .sheet_dpi = double{1.0} * (place.fine ? kDotsPerInchDownFine : kDotsPerInchDown),
+      .seen = place.seen_height,
+      .picture = picture.height};
+  const double scale = scale_of(width, height, scaling);
   const bool whole_sheet = place.frames.size() == 1;
   const PageMap map = page_map(place);
-  return {.turn = turn,
-          .columns = map_of(across, parts_across(place), scale, whole_sheet).selected(map.columns),
-          .rows = map_of(down, parts_down(place), scale, whole_sheet).selected(map.rows)};
+  AxisMap columns = map_of(width, parts_across(place), scale, whole_sheet).selected(map.columns);
+  AxisMap rows = map_of(height, parts_down(place), scale, whole_sheet).selected(map.rows);
+  if (!across_paper) return {PageFit::Turn::none, std::move(columns), std::move(rows)};
+  // The filter halves the rows of a fine page that it turns.
+  if (place.fine) return {PageFit::Turn::before, std::move(columns), std::move(rows)};
+  return {PageFit::Turn::by_filter, std::move(rows), columns.reversed()};
 }
 
 }  // namespace k905

@@ -31,17 +31,21 @@ enum class Scaling {
   none,           // keep the size
 };
 
-enum class Turn { none, left, right };
-
-// How the turned raster becomes the page for the filter.
+// How the raster becomes the page for the filter. A page that lies across the paper is turned to
+// the right: print systems turn a photo that lies across their page to the left, and this undoes
+// it.
 struct PageFit {
+  enum class Turn {
+    none,
+    by_filter,  // the page for the filter lies across as well, and its header says so
+    before,     // the raster is to be turned before it is mapped
+  };
   Turn turn = Turn::none;
-  AxisMap columns;  // the filter's page from the turned raster
+  AxisMap columns;  // of the filter's page, from the raster (or the turned raster)
   AxisMap rows;
 };
 
-// `place` must have a frame. A page that lies across the paper is turned `when_across`.
-[[nodiscard]] PageFit fit_page(const DrawnPage& page, const SheetPlace& place, Scaling scaling,
-                               Turn when_across);
+// `place` must have a frame.
+[[nodiscard]] PageFit fit_page(const DrawnPage& page, const SheetPlace& place, Scaling scaling);
 
 }  // namespace k905

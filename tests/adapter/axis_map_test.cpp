@@ -115,5 +115,15 @@ TEST(AxisMap, SelectionRepeatsAndReordersTargetPixels) {
   EXPECT_FALSE(map.is_same(1, 2));
 }
 
+TEST(AxisMap, ReversedMapCountsBothSidesFromTheOtherEnd) {
+  const AxisMap map = AxisMap(axis(8, 3, 2, 1)).reversed();
+  // Target 1 of 3 was made of pixels 1 to 4 of 8; counted from the other end these are 3 to 6.
+  EXPECT_EQ(map.taps(1).first, 3U);
+  EXPECT_EQ(weights_of(map, 1), (std::vector<std::uint32_t>{8192, 24576, 24576, 8192}));
+  // Target 0 was pixels 0 to 2 with a part outside of them.
+  EXPECT_EQ(map.taps(2).first, 5U);
+  EXPECT_EQ(weights_of(map, 2), (std::vector<std::uint32_t>{8192, 24576, 24576}));
+}
+
 }  // namespace
 }  // namespace k905

@@ -22,12 +22,12 @@ DrawnPage page_of(std::uint32_t width, std::uint32_t height, double dpi = 300) {
 
 PageFit fitted(const DrawnPage& page, const SheetPlace& place,
                Scaling scaling = Scaling::automatic) {
-  return fit_page(page, place, scaling, Turn::right);
+  return fit_page(page, place, scaling);
 }
 
 TEST(PageFit, PageOfThePapersSizeIsExactInBothDirections) {
   const PageFit fit = fitted(page_of(1800, 1200), place_of("w288h432"));
-  EXPECT_EQ(fit.turn, Turn::none);
+  EXPECT_EQ(fit.turn, PageFit::Turn::none);
   EXPECT_TRUE(fit.columns.is_exact());
   EXPECT_TRUE(fit.rows.is_exact());
   EXPECT_EQ(fit.columns.size(), 1844U);
@@ -35,11 +35,26 @@ TEST(PageFit, PageOfThePapersSizeIsExactInBothDirections) {
 }
 
 TEST(PageFit, OnlyPagesThatLieAcrossAreTurned) {
-  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w288h432")).turn, Turn::right);
-  EXPECT_EQ(fitted(page_of(1800, 2400), place_of("w432h576")).turn, Turn::none);
-  EXPECT_EQ(fitted(page_of(2400, 1800), place_of("w432h576")).turn, Turn::right);
-  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w432h432")).turn, Turn::none);
-  EXPECT_EQ(fitted(page_of(1500, 1500), place_of("w288h432")).turn, Turn::none);
+  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w288h432")).turn, PageFit::Turn::by_filter);
+  EXPECT_EQ(fitted(page_of(1800, 2400), place_of("w432h576")).turn, PageFit::Turn::none);
+  EXPECT_EQ(fitted(page_of(2400, 1800), place_of("w432h576")).turn, PageFit::Turn::by_filter);
+  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w432h432")).turn, PageFit::Turn::none);
+  EXPECT_EQ(fitted(page_of(1500, 1500), place_of("w288h432")).turn, PageFit::Turn::none);
+}
+
+// A page across is mapped as it is: its columns are the sheet's rows.
+TEST(PageFit, PageThatTheFilterTurnsHasItsSidesExchanged) {
+  const PageFit fit = fitted(page_of(1200, 1800), place_of("w288h432"));
+  EXPECT_EQ(fit.columns.size(), 1240U);
+  EXPECT_EQ(fit.rows.size(), 1844U);
+  EXPECT_TRUE(fit.columns.is_exact());
+  EXPECT_TRUE(fit.rows.is_exact());
+}
+
+TEST(PageFit, FinePageAcrossIsTurnedBeforeTheFilter) {
+  const PageFit fit = fitted(page_of(1200, 1800), place_of("w288h432", "300x600dpi"));
+  EXPECT_EQ(fit.turn, PageFit::Turn::before);
+  EXPECT_EQ(fit.columns.size(), 1844U);
 }
 
 TEST(PageFit, FineResolutionScalesOnlyDown) {

@@ -138,19 +138,13 @@ std::vector<std::uint8_t> all_rows(RowSource& source, std::size_t row_bytes) {
 }
 
 // 0 1 2 over 3 4 5.
-TEST(TurnedRows, ToTheLeftBeginsWithTheLastColumn) {
+TEST(TurnedRows, BeginWithTheFirstColumnFromBelow) {
   Rows page({0, 1, 2, 3, 4, 5}, 3);
-  TurnedRows turned(page, 3, 2, 1, Turn::left);
-  EXPECT_EQ(all_rows(turned, 2), (std::vector<std::uint8_t>{2, 5, 1, 4, 0, 3}));
-}
-
-TEST(TurnedRows, ToTheRightBeginsWithTheFirstColumnFromBelow) {
-  Rows page({0, 1, 2, 3, 4, 5}, 3);
-  TurnedRows turned(page, 3, 2, 1, Turn::right);
+  TurnedRows turned(page, 3, 2, 1);
   EXPECT_EQ(all_rows(turned, 2), (std::vector<std::uint8_t>{3, 0, 4, 1, 5, 2}));
 }
 
-TEST(TurnedRows, LeftThenRightIsThePageAgainForEveryPixelSize) {
+TEST(TurnedRows, FourTurnsAreThePageAgainForEveryPixelSize) {
   for (const std::size_t pixel : {1U, 2U, 3U, 4U, 6U}) {
     constexpr std::size_t kWidth = 37;
     constexpr std::size_t kHeight = 21;
@@ -158,15 +152,17 @@ TEST(TurnedRows, LeftThenRightIsThePageAgainForEveryPixelSize) {
     std::mt19937 random(9);
     for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
     Rows page(bytes, kWidth * pixel);
-    TurnedRows left(page, kWidth, kHeight, pixel, Turn::left);
-    TurnedRows again(left, kHeight, kWidth, pixel, Turn::right);
+    TurnedRows once(page, kWidth, kHeight, pixel);
+    TurnedRows twice(once, kHeight, kWidth, pixel);
+    TurnedRows thrice(twice, kWidth, kHeight, pixel);
+    TurnedRows again(thrice, kHeight, kWidth, pixel);
     EXPECT_EQ(all_rows(again, kWidth * pixel), bytes) << pixel;
   }
 }
 
 TEST(TurnedRows, PageThatEndsTooEarlyGivesNoRow) {
   Rows page({0, 1, 2, 3, 4, 5}, 3);
-  TurnedRows turned(page, 3, 3, 1, Turn::left);
+  TurnedRows turned(page, 3, 3, 1);
   EXPECT_EQ(turned.next_row(), nullptr);
 }
 

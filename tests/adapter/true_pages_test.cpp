@@ -75,9 +75,9 @@ void fill_box(RasterPage& page, double left, double top, double width, double he
   }
 }
 
-// In the middle; the diameter in inches, so that it is round on paper at any resolution.
-void fill_circle(RasterPage& page, double center_down_in, double diameter_in) {
-  const double center_across_in = page.header.cupsWidth / 2.0 / page.header.HWResolution[0];
+// In inches, so that it is round on paper at any resolution.
+void fill_circle(RasterPage& page, double center_across_in, double center_down_in,
+                 double diameter_in) {
   for (unsigned y = 0; y < page.header.cupsHeight; ++y) {
     for (unsigned x = 0; x < page.header.cupsWidth; ++x) {
       const double across = (x + 0.5) / page.header.HWResolution[0] - center_across_in;
@@ -159,25 +159,25 @@ double circle_center_in(const Paper& paper) {
 
 TEST_P(TruePagesOnEveryPaper, CircleIsRoundAndInSize) {
   RasterPage page = page_of(GetParam());
-  fill_circle(page, circle_center_in(GetParam()), kDiameterIn);
+  fill_circle(page, GetParam().across_pt / 144.0, circle_center_in(GetParam()), kDiameterIn);
   expect_round(only_sheet(page, option(GetParam())), kDiameterIn, 300);
 }
 
 TEST_P(TruePagesOnEveryPaper, CircleIsRoundInTheFineResolution) {
   RasterPage page = page_of(GetParam(), 300, 600);
-  fill_circle(page, circle_center_in(GetParam()), kDiameterIn);
+  fill_circle(page, GetParam().across_pt / 144.0, circle_center_in(GetParam()), kDiameterIn);
   expect_round(only_sheet(page, option(GetParam(), "Resolution=300x600dpi")), kDiameterIn, 600);
 }
 
 TEST_P(TruePagesOnEveryPaper, CircleOfACoarserRasterIsRound) {
   RasterPage page = page_of(GetParam(), 200, 100);
-  fill_circle(page, circle_center_in(GetParam()), kDiameterIn);
+  fill_circle(page, GetParam().across_pt / 144.0, circle_center_in(GetParam()), kDiameterIn);
   expect_round(only_sheet(page, option(GetParam())), kDiameterIn, 300);
 }
 
 TEST_P(TruePagesOnEveryPaper, CircleOfAFinerRasterIsRound) {
   RasterPage page = page_of(GetParam(), 600, 600);
-  fill_circle(page, circle_center_in(GetParam()), kDiameterIn);
+  fill_circle(page, GetParam().across_pt / 144.0, circle_center_in(GetParam()), kDiameterIn);
   expect_round(only_sheet(page, option(GetParam())), kDiameterIn, 300);
 }
 
@@ -197,6 +197,13 @@ TEST_P(TruePagesOnEveryPaper, PassportBoxOfATurnedPageIsWithinAPixel) {
   const bool turned = GetParam().across_pt != GetParam().down_pt;
   EXPECT_NEAR(box.width() * 300 / GetParam().dpi_across, turned ? 531 : 413, 1.0);
   EXPECT_NEAR(box.height(), turned ? 413 : 531, 1.0);
+}
+
+TEST_P(TruePagesOnEveryPaper, CircleOfATurnedPageIsRoundInTheFineResolution) {
+  RasterPage page = turned_page_of(GetParam());
+  // A page that is turned has its upper half on the left.
+  fill_circle(page, circle_center_in(GetParam()), page.header.cupsHeight / 600.0, kDiameterIn);
+  expect_round(only_sheet(page, option(GetParam(), "Resolution=300x600dpi")), kDiameterIn, 600);
 }
 
 TEST_P(TruePagesOnEveryPaper, CornerMarksAreInTheCorners) {
