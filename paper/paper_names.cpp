@@ -1,6 +1,7 @@
 #include "paper/paper_names.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <optional>
@@ -18,14 +19,12 @@ constexpr double kTolerancePt = 10.0;
 
 bool near(double a, double b) { return std::fabs(a - b) <= kTolerancePt; }
 
-bool is_cut(const PaperConfig& paper) {
-  return std::string_view(paper.label).find('*') != std::string_view::npos;
-}
-
+// "6x2in*4": the sides of a sheet, their unit, and how many such sheets the paper is cut into.
 struct Size {
   double width = 0;
   double height = 0;
   std::string_view unit;
+  double sheets = 1;
 };
 
 std::optional<double> take_number(std::string_view& text) {
@@ -37,16 +36,53 @@ std::optional<double> take_number(std::string_view& text) {
 }
 
 std::optional<Size> parse_size(std::string_view text) {
+  Size size;
   const std::optional<double> width = take_number(text);
-  if (!width || text.empty() || (text.front() != 'x' && text.front() != 'X')) return std::nullopt;
+  if (!width || text.empty() || text.front() != 'x') return std::nullopt;
   text.remove_prefix(1);
   const std::optional<double> height = take_number(text);
   if (!height) return std::nullopt;
-  return Size{.width = *width, .height = *height, .unit = text};
+  size.width = *width;
+  size.height = *height;
+  const std::size_t star = std::min(text.find('*'), text.size());
+  size.unit = text.substr(0, star);
+  if (star == text.size()) return size;
+  text.remove_prefix(star + 1);
+  const std::optional<double> sheets = take_number(text);
+  if (!sheets || !text.empty()) return std::nullopt;
+  size.sheets = *sheets;
+  return size;
+}
+
+// The sheets that `paper` is cut into.
+Size sheet_of(const PaperConfig& paper) { return parse_size(paper.label).value_or(Size{}); }
+
+const PaperConfig* find_paper_of_sheets(double width_pt, double height_pt, double sheets) {
+  const auto found = std::find_if(selectable_papers.begin(), selectable_papers.end(),
+                                  [&](const PaperConfig& paper) {
+                                    const Size sheet = sheet_of(paper);
+                                    const double width = sheet.width * kPointsPerInch;
+                                    const double height = sheet.height * kPointsPerInch;
+                                    return std::lround(sheet.sheets) == std::lround(sheets) &&
+                                           ((near(width, width_pt) && near(height, height_pt)) ||
+                                            (near(width, height_pt) && near(height, width_pt)));
+                                  });
+  return found == selectable_papers.end() ? nullptr : &*found;
 }
 
 const PaperConfig* find_in_unit(const Size& size, double points) {
-  return find_paper_by_true_size(size.width * points, size.height * points);
+  return find_paper_of_sheets(size.width * points, size.height * points, size.sheets);
+}
+
+std::string without_blanks_in_lower_case(std::string_view text) {
+  std::string compact;
+  for (const char letter : text) {
+    const bool upper = letter >= 'A' && letter <= 'Z';
+    if (letter != ' ' && letter != '\t') {
+      compact += static_cast<char>(upper ? letter - 'A' + 'a' : letter);
+    }
+  }
+  return compact;
 }
 
 // The side of a paper in whole centimeters as it is sold: 6 inches are 15, 3.5 are 9.
@@ -55,18 +91,13 @@ int usual_cm(double points) { return static_cast<int>(std::lround(points / kPoin
 }  // namespace
 
 const PaperConfig* find_paper_by_true_size(double width_pt, double height_pt) {
-  const auto found = std::find_if(
-      selectable_papers.begin(), selectable_papers.end(), [&](const PaperConfig& paper) {
-        const PaperPoints size = paper_points(paper);
-        return !is_cut(paper) && ((near(size.across, width_pt) && near(size.down, height_pt)) ||
-                                  (near(size.across, height_pt) && near(size.down, width_pt)));
-      });
-  return found == selectable_papers.end() ? nullptr : &*found;
+  return find_paper_of_sheets(width_pt, height_pt, 1);
 }
 
 const PaperConfig* find_paper_by_usual_name(std::string_view name) {
   if (const PaperConfig* paper = find_paper_by_any_name(std::string(name).c_str())) return paper;
-  const std::optional<Size> size = parse_size(name);
+  const std::string compact = without_blanks_in_lower_case(name);
+  const std::optional<Size> size = parse_size(compact);
   if (!size) return nullptr;
   if (size->unit == "in") return find_in_unit(*size, kPointsPerInch);
   if (size->unit == "cm") return find_in_unit(*size, kPointsPerCm);
@@ -76,10 +107,33 @@ const PaperConfig* find_paper_by_usual_name(std::string_view name) {
   return paper != nullptr ? paper : find_in_unit(*size, kPointsPerCm);
 }
 
+bool is_cut_paper(const PaperConfig& paper) {
+  return std::string_view(paper.label).find('*') != std::string_view::npos;
+}
+
+const PaperConfig* cut_paper(const PaperConfig& paper, std::string_view cut) {
+  struct Cut {
+    std::string_view sheet;
+    std::string_view uncut;
+    const char* paper;
+  };
+  constexpr std::array<Cut, 4> cuts{{
+      {"6x4", "w288h432", "w288h432"},
+      {"6x4", "w432h576", "w432h576-div2"},
+      {"6x2", "w288h432", "w288h432-div2"},
+      {"6x2", "w432h576", "w432h576-div4"},
+  }};
+  if (cut == "None" || is_cut_paper(paper)) return &paper;
+  const auto* found = std::find_if(cuts.begin(), cuts.end(), [&](const Cut& entry) {
+    return entry.sheet == cut && entry.uncut == paper.ppd_name;
+  });
+  return found == cuts.end() ? nullptr : find_paper_by_ppd_name(found->paper);
+}
+
 std::string usual_paper_names() {
   std::string names;
   for (const PaperConfig& paper : selectable_papers) {
-    if (is_cut(paper)) continue;
+    if (is_cut_paper(paper)) continue;
     const PaperPoints size = paper_points(paper);
     if (!names.empty()) names += ", ";
     names += std::string(paper.label) + " (" + std::to_string(usual_cm(size.across)) + "x" +

@@ -12,8 +12,16 @@
 [[nodiscard]] const PaperConfig* find_paper_by_true_size(double width_pt, double height_pt);
 
 // The paper called `name`: its PageSize name, its label, or its size in inches or centimeters in
-// either direction, such as "6x4", "4x6", "10x15", "4x6in", "102x152mm". Null when there is none.
+// either direction, such as "6x4", "4 x 6", "10x15", "4x6in", "102x152mm", "2x6*4". Null when there
+// is none.
 [[nodiscard]] const PaperConfig* find_paper_by_usual_name(std::string_view name);
+
+// Whether `paper` is one that the printer cuts into several sheets.
+[[nodiscard]] bool is_cut_paper(const PaperConfig& paper);
+
+// `paper` cut into sheets of `cut`: "6x4", "6x2", or "None" for not at all; null when that cannot
+// be. Paper that has the size already, or whose own name says how it is cut, stays what it is.
+[[nodiscard]] const PaperConfig* cut_paper(const PaperConfig& paper, std::string_view cut);
 
 // The uncut papers for an error message: "5x3.5 (9x13), 5x5 (13x13), ...".
 [[nodiscard]] std::string usual_paper_names();

@@ -53,7 +53,8 @@ inline constexpr std::array<Model, 4> models{{
      "RS-30 (pm-rs-wd-251125-2)"},
 }};
 
-// What is written on a sheet's box, by PageSize name.
+// What is written on a sheet's box, by PageSize name. Papers that are cut are chosen by an option
+// of their own; their names stay for scripts and for queues that have one as their default.
 struct PaperWords {
   const char* ppd_name;
   const char* words;
@@ -64,11 +65,11 @@ inline constexpr std::array<PaperWords, 9> paper_words{{
     {"w360h360", "5 x 5 in (13 x 13 cm)"},
     {"w360h504", "5 x 7 in (13 x 18 cm)"},
     {"w288h432", "6 x 4 in (15 x 10 cm)"},
+    {"w432h432", "6 x 6 in (15 x 15 cm)"},
+    {"w432h576", "6 x 8 in (15 x 20 cm)"},
     {"w288h432-div2", "6 x 4 in, cut into two 6 x 2 strips"},
     {"w432h576-div2", "6 x 8 in, cut into two 6 x 4"},
     {"w432h576-div4", "6 x 8 in, cut into four 6 x 2 strips"},
-    {"w432h432", "6 x 6 in (15 x 15 cm)"},
-    {"w432h576", "6 x 8 in (15 x 20 cm)"},
 }};
 inline constexpr char default_paper[] = "w288h432";
 
@@ -86,6 +87,12 @@ inline constexpr std::array<Choice, 2> color_models{{
 inline constexpr std::array<Choice, 2> resolutions{{
     {"300dpi", "300 dpi", "<</HWResolution[300 300]>>setpagedevice"},
     {"300x600dpi", "300 x 600 dpi (fine)", "<</HWResolution[300 600]>>setpagedevice"},
+}};
+
+inline constexpr std::array<Choice, 3> cuts{{
+    {"None", "Not cut"},
+    {"6x4", "6 x 4 in (two of a 6 x 8 sheet)"},
+    {"6x2", "6 x 2 in strips (two of a 6 x 4, four of a 6 x 8 sheet)"},
 }};
 
 inline constexpr std::array<Choice, 2> finishes{{{"Glossy", "Glossy"}, {"Matte", "Matte"}}};
@@ -177,7 +184,8 @@ inline constexpr std::array<Choice, 2> color_precisions{{{"Normal", "Normal"}, {
 inline constexpr std::array<Choice, 3> shrink_outputs{
     {{"Shrink", "Shrink"}, {"Crop", "Crop"}, {"Expand", "Expand"}}};
 
-inline constexpr std::array<Option, 4> general_options{{
+inline constexpr std::array<Option, 5> general_options{{
+    {"K905Cut", "Cut the sheet into", cuts, "None"},
     {"ColorModel", "Color", color_models, "RGB"},
     {"Resolution", "Resolution", resolutions, "300dpi"},
     {"StpLaminate", "Finish", finishes, "Glossy"},

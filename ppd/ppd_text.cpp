@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "paper/paper_table.h"
+#include "paper/physical_size.h"
 
 namespace {
 
@@ -16,33 +17,21 @@ struct PageSize {
   std::string height;
 };
 
-std::string points(float value) {
+std::string points(double value) {
   char text[32];
-  std::snprintf(text, sizeof text, "%.2f", static_cast<double>(value));
+  std::snprintf(text, sizeof text, "%.2f", value);
   std::string number = text;
   number.erase(number.find_last_not_of('0') + 1);
   if (number.back() == '.') number.pop_back();
   return number;
 }
 
-// Deliberate: the two strips of a 6x4 sheet are given the page of that sheet. Their own page is
-// nearly twice as tall as the picture the printer takes, so a raster of it would be squeezed 2:1.
-// The filter finds their row by name, so the cutter stays right.
-const PaperConfig& page_of(const PaperConfig& paper) {
-  const bool strips_of_6x4 = std::strcmp(paper.ppd_name, "w288h432-div2") == 0;
-  if (!strips_of_6x4) return paper;
-  return *std::ranges::find_if(selectable_papers, [](const PaperConfig& row) {
-    return std::strcmp(row.ppd_name, "w288h432") == 0;
-  });
-}
-
-PageSize page_size(const PaperConfig& paper) {
-  const auto words = std::ranges::find_if(ppd::paper_words, [&](const ppd::PaperWords& entry) {
-    return std::strcmp(entry.ppd_name, paper.ppd_name) == 0;
-  });
-  const PaperConfig& page = page_of(paper);
-  return {paper.ppd_name, words == ppd::paper_words.end() ? paper.label : words->words,
-          points(page.page_width_pt), points(page.page_height_pt)};
+// The print system's own sizes are upright, and so are these: then it knows the paper by its
+// standard name. The program in front of the filter turns the pages.
+PageSize page_size(const ppd::PaperWords& entry) {
+  const PaperPoints size = paper_points(*find_paper_by_ppd_name(entry.ppd_name));
+  return {entry.ppd_name, entry.words, points(std::min(size.across, size.down)),
+          points(std::max(size.across, size.down))};
 }
 
 void write_head(std::ostream& out, const ppd::Model& model, const std::string& version) {
@@ -97,7 +86,9 @@ void write_head(std::ostream& out, const ppd::Model& model, const std::string& v
          "*% The printer does not speak SNMP; asking would only cost time.\n"
          "*cupsSNMPSupplies: False\n"
          "*cupsLanguages: \"en\"\n"
-         "*cupsFilter2: \"application/vnd.cups-raster application/vnd.k905 0 rastertok905job\"\n";
+         "*cupsFilter2: \"application/vnd.cups-raster application/vnd.k905 0 rastertok905job\"\n"
+         "*% Raster pages of phones and other systems need no other filter.\n"
+         "*cupsFilter2: \"image/pwg-raster application/vnd.k905 0 rastertok905job\"\n";
 }
 
 using ppd::ChosenDefaults;
@@ -114,7 +105,7 @@ void write_page_sizes(std::ostream& out, const ChosenDefaults& chosen) {
     out << "\n*OpenUI *" << keyword << "/" << words << ": PickOne\n"
         << "*OrderDependency: 10 AnySetup *" << keyword << "\n"
         << "*Default" << keyword << ": " << paper_name << "\n";
-    for (const PaperConfig& paper : selectable_papers) {
+    for (const ppd::PaperWords& paper : ppd::paper_words) {
       const PageSize page = page_size(paper);
       out << "*" << keyword << " " << page.name << "/" << page.words << ": \"<</PageSize["
           << page.width << " " << page.height << "]/ImagingBBox null>>setpagedevice\"\n";
@@ -122,13 +113,13 @@ void write_page_sizes(std::ostream& out, const ChosenDefaults& chosen) {
     out << "*CloseUI: *" << keyword << "\n";
   }
   out << "\n*DefaultImageableArea: " << paper_name << "\n";
-  for (const PaperConfig& paper : selectable_papers) {
+  for (const ppd::PaperWords& paper : ppd::paper_words) {
     const PageSize page = page_size(paper);
     out << "*ImageableArea " << page.name << "/" << page.words << ": \"0 0 " << page.width << " "
         << page.height << "\"\n";
   }
   out << "*DefaultPaperDimension: " << paper_name << "\n";
-  for (const PaperConfig& paper : selectable_papers) {
+  for (const ppd::PaperWords& paper : ppd::paper_words) {
     const PageSize page = page_size(paper);
     out << "*PaperDimension " << page.name << "/" << page.words << ": \"" << page.width << " "
         << page.height << "\"\n";

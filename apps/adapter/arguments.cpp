@@ -24,6 +24,17 @@ std::string harmless(std::string text) {
   return text;
 }
 
+constexpr std::size_t kCopies = 4;
+constexpr std::size_t kFile = 6;
+
+void ask_for_copies(std::vector<std::string>& arguments) {
+  const std::string& copies = arguments[kCopies];
+  const bool is_number = !copies.empty() && std::all_of(copies.begin(), copies.end(), [](char c) {
+    return c >= '0' && c <= '9';
+  });
+  if (is_number && copies != "1") arguments.insert(arguments.end(), {"--copies", copies});
+}
+
 }  // namespace
 
 std::vector<std::string> harmless_arguments(int argc, char** argv) {
@@ -36,6 +47,7 @@ std::vector<std::string> harmless_arguments(int argc, char** argv) {
                            one_line(arguments[text.index]));
     arguments[text.index] = std::move(changed);
   }
+  if (arguments.size() > kFile) ask_for_copies(arguments);
   return arguments;
 }
 

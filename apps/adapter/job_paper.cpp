@@ -107,25 +107,8 @@ JobPaper named_paper(ppd_file_t* ppd, int count, cups_option_t* options) {
 }
 
 JobPaper cut(const PaperConfig& paper, const std::string& choice) {
-  struct Cut {
-    std::string_view choice;
-    std::string_view uncut;
-    const char* cut;
-  };
-  constexpr std::array<Cut, 4> cuts{{
-      {"6x4", "w432h576", "w432h576-div2"},
-      {"6x4", "w288h432", "w288h432"},  // already is
-      {"6x2", "w432h576", "w432h576-div4"},
-      {"6x2", "w288h432", "w288h432-div2"},
-  }};
-  // A paper whose own name says that it is cut stays what it is.
-  const bool says_so = std::strchr(paper.label, '*') != nullptr;
-  if (choice.empty() || choice == "None" || says_so) return {.paper = &paper, .refusal = {}};
-  for (const Cut& entry : cuts) {
-    if (entry.choice == choice && entry.uncut == paper.ppd_name) {
-      return {.paper = find_paper_by_ppd_name(entry.cut), .refusal = {}};
-    }
-  }
+  const PaperConfig* cut = cut_paper(paper, choice.empty() ? "None" : choice);
+  if (cut != nullptr) return {.paper = cut, .refusal = {}};
   return {.paper = nullptr,
           .refusal = std::string("The ") + paper.label + " paper cannot be cut into " +
                      one_line(choice) + "; 6x4 and 6x8 paper can."};

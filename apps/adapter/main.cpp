@@ -46,36 +46,55 @@ k905::Scaling scaling_called(const std::string& name) {
   return name == "auto-fit" ? k905::Scaling::automatic_fit : k905::Scaling::automatic;
 }
 
-Choices apply_choices(const JobPpd& job) {
-  Choices choices;
-  if (!job.refusal.empty()) {
-    tell_cups("ERROR", job.refusal);
-    choices.refused = true;
-    return choices;
-  }
-  if (!job.ribbon.empty()) setenv("K905_RIBBON", job.ribbon.c_str(), 1);
-  if (job.paper != nullptr) {
-    choices.pages = k905::AdapterSettings{.place = sheet_place(job.choices),
-                                          .scaling = scaling_called(job.scaling)};
-  }
+k905::AdapterSettings adapter_settings(const JobPpd& job) {
+  return {.place = sheet_place(job.choices), .scaling = scaling_called(job.scaling)};
+}
+
+// Makes the filter read the job's own PPD file; false, reported, when it cannot.
+bool hand_on(const JobPpd& job) {
   if (job.descriptor < 0) {
     report_failure(job.failure);
-    return choices;
+    return false;
   }
   const std::string path = "/dev/fd/" + std::to_string(job.descriptor);
   // Where descriptors have no names the filter would find no settings at all.
   if (access(path.c_str(), R_OK) != 0) {
     report_failure(path + " cannot be opened");
-    return choices;
+    return false;
   }
   setenv("PPD", path.c_str(), 1);
-  return choices;
+  return true;
+}
+
+// The program before this one would report an error of its own when nobody reads what it writes, and
+// people would see that one.
+void read_to_end() {
+  char block[65536];
+  while (read(STDIN_FILENO, block, sizeof block) > 0) {
+  }
+}
+
+Choices apply_choices(const char* job_options) {
+  const char* const queue_ppd = std::getenv("PPD");
+  JobPpd job = make_job_ppd(queue_ppd, job_options);
+  if (!job.refusal.empty()) {
+    read_to_end();
+    tell_cups("ERROR", job.refusal);
+    return {.pages = {}, .refused = true};
+  }
+  if (!job.ribbon.empty()) setenv("K905_RIBBON", job.ribbon.c_str(), 1);
+  if (!hand_on(job)) {
+    // The filter prints on the queue's paper then, whatever the job says.
+    job = make_job_ppd(queue_ppd, nullptr);
+  }
+  if (job.paper == nullptr) return {};
+  return {.pages = adapter_settings(job), .refused = false};
 }
 
 // A fault here must never cost the job: unless the job is refused, the filter is started.
 Choices apply_job_options(const char* job_options) {
   try {
-    return apply_choices(make_job_ppd(std::getenv("PPD"), job_options));
+    return apply_choices(job_options);
   } catch (const std::exception& error) {
     report_failure(error.what());
     return {};

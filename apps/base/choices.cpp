@@ -1,10 +1,8 @@
 #include "apps/base/choices.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstring>
 
-#include "paper/paper_table.h"
+#include "paper/paper_names.h"
 #include "ppd/option_table.h"
 
 namespace {
@@ -54,44 +52,6 @@ bool offers(const ppd::Option& option, const std::string& name) {
                              [&](const ppd::Choice& choice) { return name == choice.name; });
 }
 
-// In lower case.
-std::string without_blanks(const std::string& text) {
-  std::string compact;
-  for (const unsigned char letter : text) {
-    if (std::isspace(letter) == 0) {
-      compact += static_cast<char>(std::tolower(letter));
-    }
-  }
-  return compact;
-}
-
-// The sides in centimeters as the words on the box give them: "15x10"; "" for cut papers.
-std::string centimeters_of(const PaperConfig& paper) {
-  for (const ppd::PaperWords& entry : ppd::paper_words) {
-    const std::string words = without_blanks(entry.words);
-    const std::size_t end = words.find("cm)");
-    if (std::strcmp(entry.ppd_name, paper.ppd_name) == 0 && end != std::string::npos) {
-      const std::size_t begin = words.find('(') + 1;
-      return words.substr(begin, end - begin);
-    }
-  }
-  return "";
-}
-
-// Whether `name` is `size` ("6x4", "6x2*4") with its sides in either order, with or without the
-// unit.
-bool is_called(const std::string& size, const std::string& unit, const std::string& name) {
-  const std::string sides = size.substr(0, size.find('*'));
-  const std::string strips = size.substr(sides.size());
-  const std::size_t between = sides.find('x');
-  if (between == std::string::npos) {
-    return false;
-  }
-  const std::string swapped = sides.substr(between + 1) + "x" + sides.substr(0, between);
-  return name == sides + strips || name == swapped + strips || name == sides + unit + strips ||
-         name == swapped + unit + strips;
-}
-
 }  // namespace
 
 bool check_choice(const std::string& keyword, const std::string& choice, std::string& error) {
@@ -116,16 +76,8 @@ bool check_choice(const std::string& keyword, const std::string& choice, std::st
 }
 
 std::string page_size_name(const std::string& paper) {
-  if (const PaperConfig* row = find_paper_by_any_name(paper.c_str())) {
-    return row->ppd_name;
-  }
-  const std::string name = without_blanks(paper);
-  for (const PaperConfig& row : selectable_papers) {
-    if (is_called(row.label, "in", name) || is_called(centimeters_of(row), "cm", name)) {
-      return row.ppd_name;
-    }
-  }
-  return "";
+  const PaperConfig* row = find_paper_by_usual_name(paper);
+  return row == nullptr ? "" : row->ppd_name;
 }
 
 std::string unknown_paper(const std::string& paper) {
@@ -134,6 +86,18 @@ std::string unknown_paper(const std::string& paper) {
     names = joined(names, std::string(row.label) + " (" + row.ppd_name + ")");
   }
   return "unknown paper \"" + paper + "\"; known papers: " + names;
+}
+
+bool apply_cut(Choices& choices, std::string& error) {
+  const std::string cut = choices.contains("K905Cut") ? choices.at("K905Cut") : "None";
+  const PaperConfig* paper = find_paper_by_ppd_name(choices.at("PageSize").c_str());
+  const PaperConfig* result = paper == nullptr ? nullptr : cut_paper(*paper, cut);
+  if (result == nullptr) {
+    error = choices.at("PageSize") + " cannot be cut into " + cut;
+    return false;
+  }
+  choices["PageSize"] = result->ppd_name;
+  return true;
 }
 
 Choices default_choices() {

@@ -21,6 +21,10 @@ using Choices = std::map<std::string, std::string>;
 // The error for a name that is none of these: what was given, and the papers there are.
 [[nodiscard]] std::string unknown_paper(const std::string& paper);
 
+// Lets PageSize name the paper that K905Cut makes of it. False with `error` when it cannot be cut
+// so.
+[[nodiscard]] bool apply_cut(Choices& choices, std::string& error);
+
 // All options of the table with their defaults.
 [[nodiscard]] Choices default_choices();
 

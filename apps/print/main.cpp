@@ -281,6 +281,10 @@ class PrintProgram {
     for (const auto& [keyword, choice] : wished) {
       choices[keyword] = choice;
     }
+    if (!apply_cut(choices, error)) {
+      say_wrong(error);
+      return false;
+    }
     if (!wants_queue() && !open_filter(choices)) {
       return false;
     }

@@ -239,9 +239,12 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue, co
   if (!mark_all(ppd.get(), *dest, wishes, error)) {
     return nullptr;
   }
-  const Choices choices = marked_choices(ppd.get());
+  Choices choices = marked_choices(ppd.get());
   if (page_size_name(choices.at("PageSize")).empty()) {
     error = "the queue " + std::string(dest->name) + " has no paper of this printer";
+    return nullptr;
+  }
+  if (!apply_cut(choices, error)) {
     return nullptr;
   }
   return std::make_unique<QueueDestination>(dest->name, usual_hold(*dest), choices,

@@ -60,6 +60,20 @@ TEST(JobPaper, NamesOfCutPapersAreStillKnown) {
   EXPECT_EQ(paper_of("media=6x4*2"), "w432h576-div2");
 }
 
+TEST(JobPaper, CutGoesWithAnyNameOfThePaper) {
+  EXPECT_EQ(paper_of("K905Cut=6x2"), "w288h432-div2");
+  EXPECT_EQ(paper_of("media=na_index-4x6_4x6in K905Cut=6x2"), "w288h432-div2");
+  EXPECT_EQ(paper_of("media=6x8 K905Cut=6x2"), "w432h576-div4");
+  EXPECT_EQ(paper_of("PageSize=w432h576 K905Cut=6x4"), "w432h576-div2");
+  EXPECT_EQ(paper_of("PageSize=w432h576-div4 K905Cut=None"), "w432h576-div4");
+}
+
+TEST(JobPaper, PaperThatCannotBeCutIsRefused) {
+  const JobPpd job = job_with("media=5x7 K905Cut=6x2");
+  EXPECT_EQ(job.paper, nullptr);
+  EXPECT_EQ(job.refusal, "The 5x7 paper cannot be cut into 6x2; 6x4 and 6x8 paper can.");
+}
+
 TEST(JobPaper, UnknownSizeIsRefusedWithTheListOfPapers) {
   for (const char* options :
        {"media=6x9", "media=A4", "media=iso_a4_210x297mm", "PageSize=Letter", "media=banana",

@@ -6,9 +6,33 @@ import zlib
 
 RED, GREEN, BLUE, YELLOW = (255, 0, 0), (0, 255, 0), (0, 0, 255), (255, 255, 0)
 GREY, CYAN, MAGENTA, BLACK = (128, 128, 128), (0, 255, 255), (255, 0, 255), (0, 0, 0)
+WHITE = (255, 255, 255)
 
 # Clockwise from the top left corner.
 CORNERS = (RED, GREEN, YELLOW, BLUE)
+
+
+def write_png(path, width, height, rows):
+    """`rows` with their filter bytes."""
+    def chunk(name, data):
+        return (struct.pack(">I", len(data)) + name + data +
+                struct.pack(">I", zlib.crc32(name + data)))
+    path.write_bytes(b"\x89PNG\r\n\x1a\n" +
+                     chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)) +
+                     chunk(b"IDAT", zlib.compress(b"".join(rows), 1)) + chunk(b"IEND", b""))
+    return path
+
+
+def circle_png(path, width, height, diameter):
+    """A black circle in the middle of white, pixel for pixel."""
+    rows = []
+    for y in range(height):
+        rest = (diameter / 2) ** 2 - (y + 0.5 - height / 2) ** 2
+        half = round(rest ** 0.5) if rest > 0 else 0
+        left = width // 2 - half
+        rows.append(b"\0" + b"\xff" * (3 * left) + b"\0" * (6 * half) +
+                    b"\xff" * (3 * (width - left - 2 * half)))
+    return write_png(path, width, height, rows)
 
 
 def png(path, width, height, centre=GREY):
@@ -27,13 +51,7 @@ def png(path, width, height, centre=GREY):
         half = (RED, GREEN) if y < height // 2 else (BLUE, YELLOW)
         rows.append((inner if height * 2 // 5 <= y < height * 3 // 5 else plain)[half])
 
-    def chunk(kind, data):
-        return (struct.pack(">I", len(data)) + kind + data +
-                struct.pack(">I", zlib.crc32(kind + data)))
-    path.write_bytes(b"\x89PNG\r\n\x1a\n" +
-                     chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)) +
-                     chunk(b"IDAT", zlib.compress(b"".join(rows), 1)) + chunk(b"IEND", b""))
-    return path
+    return write_png(path, width, height, rows)
 
 
 def jpeg(path, probe, width, height, centre=GREY):
@@ -48,14 +66,31 @@ def pdf(path, width, height, centres=(GREY,)):
         red, green, blue = (value / 255 for value in colour)
         return f"{red:.4f} {green:.4f} {blue:.4f} rg {x:.3f} {y:.3f} {w:.3f} {h:.3f} re f\n"
 
+    w, h = width / 2, height / 2
+    return write_pdf(path, width, height, [
+        rectangle(RED, 0, h, w, h) + rectangle(GREEN, w, h, w, h) +
+        rectangle(BLUE, 0, 0, w, h) + rectangle(YELLOW, w, 0, w, h) +
+        rectangle(centre, width * 0.4, height * 0.4, width * 0.2, height * 0.2)
+        for centre in centres])
+
+
+def circle_pdf(path, width, height, diameter):
+    """A black circle in the middle: a line without length and with round ends."""
+    x, y = width / 2, height / 2
+    return write_pdf(path, width, height, [f"1 J {diameter} w {x} {y} m {x} {y} l S\n"])
+
+
+def box_pdf(path, width, height, box_width, box_height):
+    x, y = (width - box_width) / 2, (height - box_height) / 2
+    return write_pdf(path, width, height, [f"{x:.4f} {y:.4f} {box_width:.4f} {box_height:.4f} re f\n"])
+
+
+def write_pdf(path, width, height, contents):
+    """A document of that many points; a page for each content."""
     objects = [b"<</Type/Catalog/Pages 2 0 R>>"]
-    kids = " ".join(f"{3 + 2 * i} 0 R" for i in range(len(centres)))
-    objects.append(f"<</Type/Pages/Kids[{kids}]/Count {len(centres)}>>".encode())
-    for i, centre in enumerate(centres):
-        w, h = width / 2, height / 2
-        content = (rectangle(RED, 0, h, w, h) + rectangle(GREEN, w, h, w, h) +
-                   rectangle(BLUE, 0, 0, w, h) + rectangle(YELLOW, w, 0, w, h) +
-                   rectangle(centre, width * 0.4, height * 0.4, width * 0.2, height * 0.2)).encode()
+    kids = " ".join(f"{3 + 2 * i} 0 R" for i in range(len(contents)))
+    objects.append(f"<</Type/Pages/Kids[{kids}]/Count {len(contents)}>>".encode())
+    for i, content in enumerate(content.encode() for content in contents):
         objects.append(f"<</Type/Page/Parent 2 0 R/MediaBox[0 0 {width} {height}]"
                        f"/Resources<<>>/Contents {4 + 2 * i} 0 R>>".encode())
         objects.append(b"<</Length %d>>stream\n%s\nendstream" % (len(content), content))

@@ -4,6 +4,11 @@
 //   cups_probe sheets STREAM [X,Y]...   colours at these places, in fractions of the sheet
 //   cups_probe picture PNG [X,Y]...     the same of a sheet that the simulated printer kept
 //   cups_probe jpeg PICTURE OUTPUT
+//   cups_probe pwg PICTURE OUTPUT       a raster page as phones send it, at 300 dpi
+#include <cups/raster.h>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -40,13 +45,13 @@ const std::uint8_t* pixel(const Picture& picture, std::uint32_t x, std::uint32_t
   return &picture.bytes[(std::size_t{y} * picture.width + x) * 3];
 }
 
-// What is not the white of bare paper.
-Box printed_box(const Picture& picture) {
+// What is no lighter than `lightest`: 254 is all but the white of bare paper.
+Box printed_box(const Picture& picture, std::uint8_t lightest) {
   Box box{picture.width, picture.height, 0, 0};
   for (std::uint32_t y = 0; y < picture.height; ++y) {
     for (std::uint32_t x = 0; x < picture.width; ++x) {
       const std::uint8_t* p = pixel(picture, x, y);
-      if (p[0] == 255 && p[1] == 255 && p[2] == 255) continue;
+      if (std::min({p[0], p[1], p[2]}) > lightest) continue;
       box = {std::min(box.left, x), std::min(box.top, y), std::max(box.right, x + 1),
              std::max(box.bottom, y + 1)};
     }
@@ -79,9 +84,13 @@ void print_colour(const Picture& picture, Place place) {
 
 // The members of a JSON object, without its braces.
 void print_picture(const Picture& picture, const std::vector<Place>& places) {
-  const Box box = printed_box(picture);
-  std::printf("\"width\": %u, \"height\": %u, \"printed\": [%u, %u, %u, %u], \"colours\": [",
-              picture.width, picture.height, box.left, box.top, box.right, box.bottom);
+  const Box box = printed_box(picture, 254);
+  const Box dark = printed_box(picture, 127);
+  std::printf(
+      "\"width\": %u, \"height\": %u, \"printed\": [%u, %u, %u, %u], "
+      "\"dark\": [%u, %u, %u, %u], \"colours\": [",
+      picture.width, picture.height, box.left, box.top, box.right, box.bottom, dark.left, dark.top,
+      dark.right, dark.bottom);
   for (std::size_t i = 0; i < places.size(); ++i) {
     if (i > 0) std::printf(", ");
     print_colour(picture, places[i]);
@@ -163,13 +172,45 @@ int write_jpeg(const char* from, const char* to) {
   return std::fclose(file) == 0 ? 0 : 1;
 }
 
+int write_pwg(const char* from, const char* to) {
+  std::string error;
+  const auto picture = read_picture(from, error);
+  if (!picture || picture->channels != 3 || picture->bits != 8) {
+    std::cerr << "cups_probe: " << from << ": " << error << "\n";
+    return 1;
+  }
+  const int file = open(to, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  cups_raster_t* raster = cupsRasterOpen(file, CUPS_RASTER_WRITE_PWG);
+  cups_page_header2_t header{};
+  header.HWResolution[0] = header.HWResolution[1] = 300;
+  header.PageSize[0] = picture->width * 72 / 300;
+  header.PageSize[1] = picture->height * 72 / 300;
+  header.NumCopies = 1;
+  header.cupsWidth = picture->width;
+  header.cupsHeight = picture->height;
+  header.cupsBitsPerColor = 8;
+  header.cupsBitsPerPixel = 24;
+  header.cupsBytesPerLine = 3 * picture->width;
+  header.cupsColorSpace = CUPS_CSPACE_SRGB;
+  header.cupsNumColors = 3;
+  bool written = cupsRasterWriteHeader2(raster, &header) != 0;
+  for (std::uint32_t y = 0; written && y < picture->height; ++y) {
+    auto* row = const_cast<std::uint8_t*>(pixel(*picture, 0, y));
+    written = cupsRasterWritePixels(raster, row, header.cupsBytesPerLine) != 0;
+  }
+  cupsRasterClose(raster);
+  return close(file) == 0 && written ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   const std::string command = argc > 1 ? argv[1] : "";
   if (command == "jpeg" && argc == 4) return write_jpeg(argv[2], argv[3]);
+  if (command == "pwg" && argc == 4) return write_pwg(argv[2], argv[3]);
   if ((command != "sheets" && command != "picture") || argc < 3) {
-    std::cerr << "usage: cups_probe sheets STREAM [X,Y]... | picture PNG [X,Y]... | jpeg FROM TO\n";
+    std::cerr << "usage: cups_probe sheets STREAM [X,Y]... | picture PNG [X,Y]... | jpeg FROM TO | "
+                 "pwg FROM TO\n";
     return 2;
   }
   std::vector<Place> places;

@@ -6,7 +6,7 @@ import socket
 import struct
 
 CANCELED, ABORTED, COMPLETED = 7, 8, 9
-PENDING, HELD, PROCESSING = 3, 4, 5
+PENDING, HELD, PROCESSING, STOPPED = 3, 4, 5, 6
 ENDED = (CANCELED, ABORTED, COMPLETED)
 GET_JOB_ATTRIBUTES = 0x0009
 GET_PRINTER_ATTRIBUTES = 0x000B
@@ -31,35 +31,48 @@ def attribute(tag, name, value):
     return struct.pack(">BH", tag, len(name)) + name + struct.pack(">H", len(value)) + value
 
 
-def decoded(body):
-    """{name: first value} of all groups; integers and enums as int, the rest as text."""
-    found = {}
+def values(body):
+    """(name, value) of all groups, a name for each value; integers and enums as int, the rest as text."""
+    name = ""
     at = 8
     while at < len(body) and body[at] != END_TAG:
         if body[at] < GROUP_TAG_LIMIT:
             at += 1
             continue
         tag, length = struct.unpack_from(">BH", body, at)
-        name = body[at + 3:at + 3 + length].decode()
+        name = body[at + 3:at + 3 + length].decode() or name
         at += 3 + length
         (length,) = struct.unpack_from(">H", body, at)
         value = body[at + 2:at + 2 + length]
         at += 2 + length
-        if name:
-            found[name] = (struct.unpack(">i", value)[0] if tag in INTEGER_TAGS
-                           else value.decode(errors="replace"))
-    return found
+        yield name, (struct.unpack(">i", value)[0] if tag in INTEGER_TAGS
+                     else value.decode(errors="replace"))
 
 
 def job_attributes(path, job):
-    return answer(path, GET_JOB_ATTRIBUTES, "job-uri", f"ipp://localhost/jobs/{job}")
+    return first_values(ask(path, GET_JOB_ATTRIBUTES, "job-uri", f"ipp://localhost/jobs/{job}"))
 
 
 def printer_attributes(path, queue):
-    return answer(path, GET_PRINTER_ATTRIBUTES, "printer-uri", f"ipp://localhost/printers/{queue}")
+    return first_values(ask_printer(path, queue))
 
 
-def answer(path, operation, target, uri):
+def values_of(path, queue, name):
+    return [value for found, value in ask_printer(path, queue) if found == name]
+
+
+def first_values(answer):
+    found = {}
+    for name, value in answer:
+        found.setdefault(name, value)
+    return found
+
+
+def ask_printer(path, queue):
+    return ask(path, GET_PRINTER_ATTRIBUTES, "printer-uri", f"ipp://localhost/printers/{queue}")
+
+
+def ask(path, operation, target, uri):
     request = (struct.pack(">BBHI", 1, 1, operation, 1) + b"\x01" +
                attribute(0x47, "attributes-charset", "utf-8") +
                attribute(0x48, "attributes-natural-language", "en") +
@@ -67,6 +80,6 @@ def answer(path, operation, target, uri):
     connection = SocketConnection(path)
     try:
         connection.request("POST", "/", request, {"Content-Type": "application/ipp"})
-        return decoded(connection.getresponse().read())
+        return list(values(connection.getresponse().read()))
     finally:
         connection.close()

@@ -178,8 +178,17 @@ const std::vector<std::string> kPlainJob = {"1", "me", "title", "1", ""};
 
 TEST_F(JobProgram, HandsTheFilterItsArgumentsUnchanged) {
   stand_in("printf '<%s>' \"$@\"\n");
-  run({"17", "me", "a 'title'\nPAGE: 9 9", "3", "PageSize=w432h576 x='y z'", "file"});
-  EXPECT_EQ(output_, "<17><me><a 'title'\nPAGE: 9 9><3><PageSize=w432h576 x='y z'><file>");
+  run({"17", "me", "a 'title'\nPAGE: 9 9", "3", "PageSize=w432h576 x='y z'"});
+  EXPECT_EQ(output_, "<17><me><a 'title'\nPAGE: 9 9><3><PageSize=w432h576 x='y z'>");
+}
+
+// Nobody has repeated the pages of a document that comes as a file.
+TEST_F(JobProgram, AsksTheFilterForTheCopiesOfAFile) {
+  stand_in("printf '<%s>' \"$@\"\n");
+  const std::string document = folder_ + "/document";
+  std::ofstream(document) << "a document";
+  run({"17", "me", "title", "3", "", document});
+  EXPECT_EQ(output_, "<17><me><title><3><><" + document + "><--copies><3>");
 }
 
 TEST_F(JobProgram, ChangesNoByteOnTheWayThrough) {

@@ -51,4 +51,27 @@ TEST(PaperNames, ListNamesEveryUncutPaperInInchesAndCentimeters) {
             "5x3.5 (13x9), 5x5 (13x13), 5x7 (13x18), 6x4 (15x10), 6x6 (15x15), 6x8 (15x20)");
 }
 
+std::string cut_of(const char* name, const char* cut) {
+  const PaperConfig* paper = cut_paper(*find_paper_by_ppd_name(name), cut);
+  return paper == nullptr ? "" : paper->ppd_name;
+}
+
+TEST(PaperNames, CutPapersHaveNamesOfTheirOwn) {
+  EXPECT_EQ(cut_of("w288h432", "6x2"), "w288h432-div2");
+  EXPECT_EQ(cut_of("w432h576", "6x4"), "w432h576-div2");
+  EXPECT_EQ(cut_of("w432h576", "6x2"), "w432h576-div4");
+  EXPECT_EQ(cut_of("w432h576", "None"), "w432h576");
+}
+
+TEST(PaperNames, PaperThatHasTheSizeOrIsCutAlreadyStaysAsItIs) {
+  EXPECT_EQ(cut_of("w288h432", "6x4"), "w288h432");
+  EXPECT_EQ(cut_of("w432h576-div4", "6x4"), "w432h576-div4");
+}
+
+TEST(PaperNames, OtherPapersCannotBeCut) {
+  EXPECT_EQ(cut_of("w360h504", "6x2"), "");
+  EXPECT_EQ(cut_of("w432h432", "6x4"), "");
+  EXPECT_EQ(cut_of("w432h576", "3x2"), "");
+}
+
 }  // namespace
