@@ -78,8 +78,8 @@ Choices apply_choices(const char* job_options) {
   const char* const queue_ppd = std::getenv("PPD");
   JobPpd job = make_job_ppd(queue_ppd, job_options);
   if (!job.refusal.empty()) {
-    read_to_end();
     tell_cups("ERROR", job.refusal);
+    read_to_end();
     return {.pages = {}, .refused = true};
   }
   if (!job.ribbon.empty()) setenv("K905_RIBBON", job.ribbon.c_str(), 1);
