@@ -174,7 +174,7 @@ int write_jpeg(const char* from, const char* to) {
 
 int write_pwg(const char* from, const char* to) {
   std::string error;
-  const auto picture = read_picture(from, error);
+  const auto picture = k905::read_photo(from, error);
   if (!picture || picture->channels != 3 || picture->bits != 8) {
     std::cerr << "cups_probe: " << from << ": " << error << "\n";
     return 1;
