@@ -63,7 +63,7 @@ const PaperConfig* find_paper_of_sheets(double width_pt, double height_pt, doubl
                                     const Size sheet = sheet_of(paper);
                                     const double width = sheet.width * kPointsPerInch;
                                     const double height = sheet.height * kPointsPerInch;
-                                    return std::lround(sheet.sheets) == std::lround(sheets) &&
+                                    return std::fabs(sheet.sheets - sheets) < 0.5 &&
                                            ((near(width, width_pt) && near(height, height_pt)) ||
                                             (near(width, height_pt) && near(height, width_pt)));
                                   });

@@ -66,8 +66,8 @@ bool hand_on(const JobPpd& job) {
   return true;
 }
 
-// The program before this one would report an error of its own when nobody reads what it writes, and
-// people would see that one.
+// The program before this one would report an error of its own when nobody reads what it writes,
+// and people would see that one.
 void read_to_end() {
   char block[65536];
   while (read(STDIN_FILENO, block, sizeof block) > 0) {

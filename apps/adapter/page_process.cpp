@@ -2,10 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 #include "apps/adapter/one_line.h"
 
@@ -35,30 +32,31 @@ PageProcess::PageProcess(const AdapterSettings& settings) {
   int pages[2];
   if (pipe2(pages, O_CLOEXEC) != 0) return;
   const pid_t parent = getpid();
-  process_ = fork();
-  if (process_ == 0) {
+  const pid_t process = fork();
+  if (process == 0) {
     close(pages[0]);
     run_adapter(parent, pages[1], settings);
   }
-  if (process_ > 0) dup2(pages[0], STDIN_FILENO);
+  if (process > 0) {
+    process_ = Child(process);
+    dup2(pages[0], STDIN_FILENO);
+  }
   close(pages[0]);
   close(pages[1]);
 }
 
 bool PageProcess::finish() {
   if (!started()) return true;
-  int status = 0;
-  if (waitpid(process_, &status, WNOHANG) == 0) {
+  ChildEnd end;
+  if (!process_.ended(end)) {
     // Its pages are written, or nobody wants them: it may still wait for more.
-    kill(process_, SIGKILL);
-    while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
-    }
-    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) status = 0;
+    process_.send(SIGKILL);
+    end = process_.wait();
+    if (end.signal == SIGKILL) return true;
   }
-  process_ = -1;
-  const bool failed = WIFSIGNALED(status) || WEXITSTATUS(status) != 0;
-  if (failed) tell_cups("ERROR", "Not all pages of the job could be laid out on the paper.");
-  return !failed;
+  if (end.code() == 0) return true;
+  tell_cups("ERROR", "Not all pages of the job could be laid out on the paper.");
+  return false;
 }
 
 }  // namespace k905
