@@ -31,6 +31,7 @@ namespace {
 PageProcess::PageProcess(const AdapterSettings& settings) {
   int pages[2];
   if (pipe2(pages, O_CLOEXEC) != 0) return;
+  make_children_waitable();
   const pid_t parent = getpid();
   const pid_t process = fork();
   if (process == 0) {

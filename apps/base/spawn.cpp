@@ -45,13 +45,6 @@ std::vector<char*> pointers_to(std::vector<std::string>& texts) {
   return pointers;
 }
 
-void make_children_waitable() {
-  struct sigaction current = {};
-  if (sigaction(SIGCHLD, nullptr, &current) == 0 && current.sa_handler == SIG_IGN) {
-    std::signal(SIGCHLD, SIG_DFL);
-  }
-}
-
 // All signals wait while this lives: between fork and exec a handler of ours would run in the
 // child.
 class AllSignalsBlocked {
@@ -136,6 +129,13 @@ int become(const SpawnSetup& setup, char* const* argv, char* const* envp) {
 }
 
 }  // namespace
+
+void make_children_waitable() {
+  struct sigaction current = {};
+  if (sigaction(SIGCHLD, nullptr, &current) == 0 && current.sa_handler == SIG_IGN) {
+    std::signal(SIGCHLD, SIG_DFL);
+  }
+}
 
 sigset_t no_signals() {
   sigset_t none;

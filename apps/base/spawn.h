@@ -44,6 +44,10 @@ class Child {
 
 [[nodiscard]] sigset_t no_signals();
 
+// SIGCHLD that was ignored at the start of this process gets its default action: otherwise the end
+// of a child could not be learned. spawn() does so; for those who fork themselves.
+void make_children_waitable();
+
 struct SpawnSetup {
   std::string program;                             // a path
   std::vector<std::string> arguments;              // argv[0] included
