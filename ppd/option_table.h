@@ -185,10 +185,10 @@ inline constexpr std::array<Choice, 3> shrink_outputs{
     {{"Shrink", "Shrink"}, {"Crop", "Crop"}, {"Expand", "Expand"}}};
 
 inline constexpr std::array<Option, 5> general_options{{
-    {"K905Cut", "Cut the sheet into", cuts, "None"},
     {"ColorModel", "Color", color_models, "RGB"},
     {"Resolution", "Resolution", resolutions, "300dpi"},
     {"StpLaminate", "Finish", finishes, "Glossy"},
+    {"K905Cut", "Cut the sheet into", cuts, "None"},
     {"K905Ribbon", "Ribbon in the printer", ribbons, "Auto"},
 }};
 

@@ -191,15 +191,16 @@ void adapt_stream(RasterInput& input, RasterOutput& output, const AdapterSetting
 void adapt(RasterInput& input, RasterOutput& output, const AdapterSettings& settings) {
   if (input.open()) {
     adapt_stream(input, output, settings);
+    if (input.error() != 0) {
+      tell_cups("DEBUG",
+                std::string("rastertok905job: read error: ") + std::strerror(input.error()));
+    }
   } else {
     // No raster stream. The filter reports it.
     std::span<const std::uint8_t> bytes = input.opening_bytes();
     while (!bytes.empty() && output.write(bytes.data(), bytes.size()) && output.flush()) {
       bytes = input.unread_bytes();
     }
-  }
-  if (input.error() != 0) {
-    tell_cups("DEBUG", std::string("rastertok905job: read error: ") + std::strerror(input.error()));
   }
 }
 
