@@ -117,7 +117,7 @@ JobPaper cut(const PaperConfig& paper, const std::string& choice) {
 }  // namespace
 
 JobPaper mark_job_choices(ppd_file_t* ppd, int count, cups_option_t* options) {
-  const JobPaper named = named_paper(ppd, count, options);
+  JobPaper named = named_paper(ppd, count, options);
   ppdMarkDefaults(ppd);
   std::string size = marked(ppd, "PageSize");
   if (size.empty()) size = marked(ppd, "PageRegion");

@@ -62,7 +62,9 @@ AxisMap::Entry AxisMap::weighted(const Axis& axis, double center) {
   const auto end = static_cast<std::uint32_t>(std::min(to, last)) + 1;
   std::vector<double> heights(end - begin);
   double sum = 0;
-  for (double position = from; position <= to; position += 1) {
+  const auto steps = static_cast<std::uint32_t>(to - from);
+  for (std::uint32_t step = 0; step <= steps; ++step) {
+    const double position = from + step;
     const double height = std::max(0.0, 1 - std::fabs(position - middle) / radius);
     sum += height;
     const std::int64_t pixel = pixel_at(axis, position);
