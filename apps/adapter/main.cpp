@@ -126,6 +126,7 @@ int main(int argc, char** argv) {
 
   std::vector<std::string> arguments = k905::harmless_arguments(argc, argv);
   std::vector<char*> filter_argv;
+  filter_argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) filter_argv.push_back(argument.data());
   filter_argv.push_back(nullptr);
   const std::string filter = find_filter();
