@@ -354,7 +354,7 @@ class PrintProgram {
   // The ledger's place; "" after an error was reported.
   std::string ledger_path() {
     std::string error;
-    const std::string path = wishes_.ledger.empty() ? usual_ledger(error) : wishes_.ledger;
+    std::string path = wishes_.ledger.empty() ? usual_ledger(error) : wishes_.ledger;
     if (path.empty()) {
       say_wrong(error);
     }
