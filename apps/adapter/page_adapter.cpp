@@ -164,10 +164,11 @@ bool adapt_page(RasterInput& input, const cups_page_header2_t& drawn, PagePixels
   if (!output.write_header(header)) return false;
   RasterRows upright(input, drawn, pixels);
   TurnedRows turned(upright, drawn.cupsWidth, drawn.cupsHeight, pixels.format().pixel_bytes());
-  RowSource& source = fit.turn == PageFit::Turn::before ? static_cast<RowSource&>(turned) : upright;
+  RowSource* source = &upright;
+  if (fit.turn == PageFit::Turn::before) source = &turned;
   RowScaler scaler(fit.columns, fit.rows, pixels.format());
   std::vector<std::uint8_t> line(header.cupsBytesPerLine);
-  return write_rows(scaler, source, fit.rows, output, line) && upright.skip_rest() &&
+  return write_rows(scaler, *source, fit.rows, output, line) && upright.skip_rest() &&
          output.write(line.data(), line.size());
 }
 

@@ -194,6 +194,7 @@ std::vector<JobRecord> RecordFolder::open_sheets_on(const std::string& printer) 
   const int again = folder_ < 0 ? -1 : openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(again < 0 ? nullptr : fdopendir(again),
                                                     closedir);
+  // cppcheck-suppress readdirCalled
   while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
     const std::string name = entry->d_name;
     struct stat about {};

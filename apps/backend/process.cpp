@@ -71,6 +71,7 @@ int supervise(pid_t worker, int pipe_end) {
 }  // namespace
 
 Account print_account() {
+  // cppcheck-suppress getpwnamCalled
   const passwd* entry = geteuid() == 0 ? getpwnam(kPrintAccount) : nullptr;
   if (entry == nullptr) {
     return {};

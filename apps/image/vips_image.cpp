@@ -1,6 +1,8 @@
 // The start of libvips.
 #include "apps/image/vips_image.h"
 
+#include <algorithm>
+
 namespace k905 {
 
 namespace {
@@ -31,7 +33,7 @@ bool start_vips() {
 std::string vips_reason() {
   std::string text = vips_error_buffer();
   vips_error_clear();
-  text = text.substr(0, text.find('\n'));
+  text.resize(std::min(text.find('\n'), text.size()));
   const std::size_t colon = text.find(": ");
   text = colon == std::string::npos ? text : text.substr(colon + 2);
   return text.empty() ? "the file is malformed" : text;

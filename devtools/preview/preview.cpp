@@ -13,8 +13,8 @@
 
 #include "apps/base/progress.h"
 #include "apps/image/contact_sheet.h"
-#include "apps/image/profile_conversion.h"
 #include "apps/image/photo.h"
+#include "apps/image/profile_conversion.h"
 #include "apps/image/scale.h"
 #include "apps/image/sheet_picture.h"
 #include "apps/image/write_png.h"

@@ -14,4 +14,5 @@ struct OddWrite {
 
 // The undisturbed job's output and log with that write. A command is one write, a plane is three:
 // its block, the image's header and its pixels.
-[[nodiscard]] ReferenceResult with_odd_write(const ReferenceResult& undisturbed, const OddWrite& odd);
+[[nodiscard]] ReferenceResult with_odd_write(const ReferenceResult& undisturbed,
+                                             const OddWrite& odd);
