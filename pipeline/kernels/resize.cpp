@@ -86,9 +86,8 @@ void sixteenths_down(const std::uint16_t* top, const std::uint16_t* bottom,
 void deinterlace(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* row,
                  std::size_t width) {
   for (std::size_t i = 0; i < width * 3; ++i) {
-    // cppcheck-suppress constStatement
     const auto sum = static_cast<std::uint16_t>(3 * upper[i] + 2 * lower[i]);
-    row[i] = static_cast<std::uint8_t>((std::uint32_t{sum} * 13108U) >> 16U);
+    row[i] = static_cast<std::uint8_t>((static_cast<std::uint32_t>(sum) * 13108U) >> 16U);
   }
 }
 
