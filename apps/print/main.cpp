@@ -93,10 +93,8 @@ void describe_watching(CLI::App& app, Wishes& wishes) {
   app.add_flag("--history", wishes.history, "list the sheets of watched folders");
   app.add_option("--reprint", wishes.reprint, "print this sheet of the history again")
       ->check(CLI::PositiveNumber);
-  app.add_option("--ledger", wishes.ledger,
+  app.add_option("--ledger,--journal", wishes.ledger,
                  "file that notes which sheets of watched folders were printed");
-  // The name of this option before there was a ledger.
-  app.add_option("--journal", wishes.ledger)->group("");
 }
 
 void describe_options(CLI::App& app, Wishes& wishes) {

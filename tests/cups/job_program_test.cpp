@@ -544,9 +544,7 @@ TEST_F(JobProgram, ClosedStandardDescriptorsAreNotReused) {
     close(STDOUT_FILENO);
   });
   finish(pid);
-  EXPECT_THAT(log_lines_, testing::UnorderedElementsAre(
-                              "DEBUG: rastertok905job: read error: Bad file descriptor", "0"))
-      << "the filter read something else as its input";
+  EXPECT_THAT(log_lines_, ElementsAre("0")) << "the filter read something else as its input";
 }
 
 TEST_F(JobProgram, FindsTheFilterBesideItself) {

@@ -24,7 +24,8 @@ TEST(Choices, AnythingElseIsToldWithWhatThereIs) {
   EXPECT_FALSE(check_choice("PageSize", "A4", error));
   EXPECT_THAT(error, HasSubstr("6x4 (w288h432), 6x2*2 (w288h432-div2)"));
   EXPECT_FALSE(check_choice("Laminate", "Matte", error));
-  EXPECT_THAT(error, HasSubstr("unknown option \"Laminate\"; known options: PageSize, K905Cut, "));
+  EXPECT_THAT(error,
+              HasSubstr("unknown option \"Laminate\"; known options: PageSize, ColorModel, "));
   EXPECT_FALSE(check_choice("Laminate", "", error));
 }
 
