@@ -334,7 +334,9 @@ TEST(RasterProgram, PicturesThatCannotBeReadAreNamedWithExitStatusOne) {
   folder.write("cut.png", whole.substr(0, whole.size() - 20));
   const ChildResult cut = run_program(folder, "k905-raster", {"cut.png"});
   EXPECT_EQ(cut.status, 1);
-  EXPECT_EQ(cut.log, "k905-raster: cut.png: libpng read error\n");
+  // The reason is the library's: that of Debian 12, or of Debian 13.
+  EXPECT_THAT(cut.log, testing::AnyOf("k905-raster: cut.png: libpng read error\n",
+                                      "k905-raster: cut.png: end of stream\n"));
   folder.write("huge.png", png_without_pixels(100000, 100000));
   const ChildResult huge = run_program(folder, "k905-raster", {"huge.png"});
   EXPECT_EQ(huge.status, 1);
