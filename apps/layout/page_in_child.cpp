@@ -190,7 +190,7 @@ std::optional<int> make_page_as_child(int argc, char** argv) {
   SheetPlace place;
   Preparation options;
   read_request(argv + 2, place, options);
-  return make_page(std::atoi(argv[1]), place, options);
+  return make_page(static_cast<int>(std::strtol(argv[1], nullptr, 10)), place, options);
 }
 
 }  // namespace k905
