@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cstdlib>
 #include <optional>
 #include <string_view>
 
@@ -39,8 +39,15 @@ struct Inches {
 
 // The width of the roll is 5 or 6 inches; a name like "4x6" has it behind.
 std::optional<Inches> size_of(const std::string& media) {
+  char* end = nullptr;
   Inches size;
-  if (std::sscanf(media.c_str(), "%lfx%lf", &size.width, &size.length) != 2) {
+  size.width = std::strtod(media.c_str(), &end);
+  if (end == media.c_str() || *end != 'x') {
+    return std::nullopt;
+  }
+  const char* const second = end + 1;
+  size.length = std::strtod(second, &end);
+  if (end == second) {
     return std::nullopt;
   }
   if (size.width < 5 && size.length >= 5) {
