@@ -43,23 +43,44 @@ std::string_view next_word(std::string_view& text) {
   return word;
 }
 
-// What the samples of a PPM or PGM file are multiplied with to use all of their 8 or 16 bits:
-// libvips leaves them as they are, so that a file with a maximum of 15 would be almost black.
-double ppm_widening(VipsSource* source) {
+std::uint64_t next_number(std::string_view& text) {
+  const std::string_view word = next_word(text);
+  std::uint64_t number = 0;
+  const auto [end, failure] = std::from_chars(word.data(), word.data() + word.size(), number);
+  return failure == std::errc() && end == word.data() + word.size() ? number : 0;
+}
+
+// libvips neither notices that a PPM or PGM file is malformed or ends early, nor widens samples
+// that do not use all of their bits: a file with a maximum of 15 would be almost black. Returns
+// what the samples are to be multiplied with, or 0 with `error` filled.
+double check_ppm(VipsSource* source, std::string& error) {
   unsigned char* start = nullptr;
-  const gint64 length = vips_source_sniff_at_most(source, &start, 1024);
-  std::string_view text(reinterpret_cast<const char*>(start),
-                        static_cast<std::size_t>(std::max<gint64>(length, 0)));
+  const gint64 sniffed = vips_source_sniff_at_most(source, &start, 1024);
+  const std::string_view head(reinterpret_cast<const char*>(start),
+                              static_cast<std::size_t>(std::max<gint64>(sniffed, 0)));
+  std::string_view text = head;
   const std::string_view kind = next_word(text);
   if (kind != "P5" && kind != "P6") {
-    return 1;
+    error = "only binary PGM (P5) and PPM (P6) files are read";
+    return 0;
   }
-  (void)next_word(text);  // width
-  (void)next_word(text);  // height
-  const std::string_view word = next_word(text);
-  int most = 0;
-  std::from_chars(word.data(), word.data() + word.size(), most);
-  return most <= 0 ? 1 : (most < 256 ? 255.0 : 65535.0) / most;
+  const std::uint64_t width = next_number(text);
+  const std::uint64_t height = next_number(text);
+  const std::uint64_t most = next_number(text);
+  if (width == 0 || height == 0 || most == 0 || most > 65535) {
+    error = "the PPM header is malformed";
+    return 0;
+  }
+  if (width > kLongestSide || height > kLongestSide) {
+    return 1;  // reported as too large
+  }
+  const std::uint64_t pixels = width * height * (kind == "P6" ? 3 : 1) * (most < 256 ? 1 : 2);
+  const auto length = static_cast<std::uint64_t>(std::max<gint64>(vips_source_length(source), 0));
+  if (length < head.size() - text.size() + 1 + pixels) {
+    error = "the PPM file ends early";
+    return 0;
+  }
+  return (most < 256 ? 255.0 : 65535.0) / static_cast<double>(most);
 }
 
 // Most decoders keep all rows; those of TIFF, plain PNG and plain JPEG give them one by one.
@@ -196,7 +217,12 @@ std::optional<Photo> Photo::open(Descriptor file, std::string& error) {
       return std::nullopt;
     }
     photo.is_jpeg_ = loader.starts_with("VipsForeignLoadJpeg");
-    photo.widening_ = ppm_widening(source_of(photo.source_.get()));
+    if (loader.starts_with("VipsForeignLoadPpm")) {
+      photo.widening_ = check_ppm(source_of(photo.source_.get()), error);
+      if (photo.widening_ == 0) {
+        return std::nullopt;
+      }
+    }
   }
   photo.header_.reset(photo.source_ != nullptr ? photo.decode(1) : nullptr);
   if (photo.header_ == nullptr) {
