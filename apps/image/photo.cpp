@@ -204,9 +204,14 @@ Descriptor open_photo_file(const std::string& path, std::string& error) {
 void Photo::Unref::operator()(void* object) const { g_object_unref(object); }
 
 std::optional<Photo> Photo::open(Descriptor file, std::string& error) {
+  if (!start_vips()) {
+    error = "libvips cannot be started";
+    return std::nullopt;
+  }
+  vips_error_clear();  // libvips adds to what it reported of an earlier file
   Photo photo;
   // libvips takes a descriptor of its own.
-  photo.source_.reset(start_vips() ? vips_source_new_from_descriptor(file.get()) : nullptr);
+  photo.source_.reset(vips_source_new_from_descriptor(file.get()));
   std::string_view loader;
   if (photo.source_ != nullptr) {
     const char* found = vips_foreign_find_load_source(source_of(photo.source_.get()));
@@ -270,6 +275,7 @@ std::optional<Picture> Photo::pixels(const PhotoArea& area, std::uint32_t width,
          area.height >= 4 * shrink * height) {
     shrink *= 2;
   }
+  vips_error_clear();
   Chain chain(image(decode(shrink)));
   if (widening_ != 1) {
     chain.then([this](VipsImage* in, VipsImage** out) {

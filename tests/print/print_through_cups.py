@@ -325,7 +325,7 @@ class Watched(BesideCups):
         try:
             connection.request("POST", f"/printers/{self.queue}", request + bytes([ipp.END_TAG]),
                                {"Content-Type": "application/ipp"})
-            return ipp.decoded(connection.getresponse().read())["job-id"]
+            return ipp.first_values(ipp.values(connection.getresponse().read()))["job-id"]
         finally:
             connection.close()
 
