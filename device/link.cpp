@@ -7,6 +7,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -83,7 +84,15 @@ void Link::close() {
 int Link::open_file(const std::string& path) {
   descriptor_ = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   is_socket_ = false;
-  return descriptor_ < 0 ? errno : 0;
+  if (descriptor_ < 0) {
+    return errno;
+  }
+  // The device of a printer can be opened once only; what stands for one may be opened often.
+  if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    close();
+    return EBUSY;
+  }
+  return 0;
 }
 
 int Link::connect_to(const PrinterAddress& address, Milliseconds timeout) {

@@ -11,6 +11,7 @@ Progress::Progress(std::string what, int total)
 Progress::~Progress() { wipe(); }
 
 void Progress::show(int done) {
+  const std::lock_guard lock(in_use_);
   using std::chrono::milliseconds;
   const auto now = std::chrono::steady_clock::now();
   if (!watched_ || (shown_ && now - last_ < milliseconds(100))) {
@@ -23,6 +24,7 @@ void Progress::show(int done) {
 }
 
 void Progress::wipe() {
+  const std::lock_guard lock(in_use_);
   if (shown_) {
     std::fprintf(stderr, "\r\033[K");
     shown_ = false;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <mutex>
 #include <string>
 
 // Writes "<what> 3 of 20" over itself on standard error, at most ten times a second, and nothing at
@@ -20,6 +21,7 @@ class Progress {
   void wipe();
 
  private:
+  std::mutex in_use_;  // lines are also written while another thread prints
   std::string what_;
   int total_;
   bool watched_;

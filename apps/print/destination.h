@@ -25,6 +25,9 @@ class Destination {
   // Queue or device, as the ledger names it.
   [[nodiscard]] virtual SheetTarget target() const = 0;
 
+  // Why nothing can be printed now, where the destination can be asked; "" otherwise.
+  [[nodiscard]] virtual std::string obstacle() { return ""; }
+
   struct JobName {
     std::string title;
     // Not empty: a queue holds the job, marked with this, until end(), so that a caller which notes

@@ -1,7 +1,9 @@
 // k905-print: photos straight to the sheet, through a queue or through the filter without one.
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 
 #include "apps/base/find_filter.h"
@@ -12,6 +14,7 @@
 #include "apps/layout/page_in_child.h"
 #include "apps/print/filter_destination.h"
 #include "apps/print/history.h"
+#include "apps/print/printer_destination.h"
 #include "apps/print/queue_destination.h"
 #include "apps/print/sheet_printer.h"
 #include "apps/print/watch_job.h"
@@ -27,6 +30,7 @@ struct Wishes {
   std::string ledger;
   std::int64_t reprint = 0;
   int limit = 0;
+  std::optional<int> timeout;
   bool history = false;
   bool new_only = false;
   bool move = false;
@@ -48,8 +52,14 @@ void describe_destinations(CLI::App& app, Wishes& wishes) {
   auto* queue = app.add_option("-q,--queue", wishes.queue,
                                "print through this queue of CUPS; without a destination through "
                                "the user's default queue");
-  auto* to = app.add_option("--to", wishes.to,
-                            "print without CUPS: to a device such as /dev/usb/lp0, or into a file");
+  auto* to = app.add_option(
+      "--to", wishes.to,
+      "print without CUPS: to a device such as /dev/usb/lp0 or k905://usb/SERIAL, or "
+      "into a file");
+  app.add_option("--timeout", wishes.timeout,
+                 "with --to DEVICE: at most so many seconds for a printer that is not ready; "
+                 "otherwise as long as it takes")
+      ->check(CLI::Range(0, 1000000));
   auto* preview = app.add_option("--preview", wishes.preview,
                                  "print nothing, show the sheet in this PNG file; the second "
                                  "sheet's name gets a \"-2\", and so on");
@@ -181,6 +191,9 @@ std::optional<std::string> check_wishes(const Wishes& wishes) {
   if (wishes.folder.empty() && (wishes.limit != 0 || wishes.new_only || wishes.move)) {
     return "--limit, --new-only and --move need --watch";
   }
+  if (wishes.timeout && (wishes.to.empty() || !wishes.folder.empty())) {
+    return "--timeout is for --to DEVICE; a watched folder waits as long as it takes";
+  }
   if (!wishes.ledger.empty() && !wishes.pictures.empty()) {
     return "--ledger is for --watch, --history and --reprint";
   }
@@ -243,6 +256,10 @@ class PrintProgram {
   int run() {
     Choices choices;
     std::optional<std::string> problem = check_wishes(wishes_);
+    std::string wrong_device;
+    if (!problem && !k905::printer_named(to_, printer_, wrong_device)) {
+      problem = wrong_device;
+    }
     if (!problem) {
       problem = collect_choices(wishes_, choices);
     }
@@ -307,14 +324,37 @@ class PrintProgram {
       const bool fine = sheet_place(choices).fine;
       setup.on_sheet = [this, fine](const Sheet& sheet) { return previews_.write(sheet, fine); };
     }
-    destination_ = make_filter_destination(std::move(setup));
+    if (printer_) {
+      setup.to.clear();
+      set_waits(*printer_);
+      destination_ = k905::make_printer_destination(std::move(setup), *printer_, target_of(to_));
+    } else {
+      destination_ = make_filter_destination(std::move(setup));
+    }
     return true;
   }
 
-  // A queue gets a job for each picture: one that goes wrong takes no other along. Without a queue
-  // one run of the filter prints all; two pictures for one sheet must be in one job anyway.
+  void set_waits(k905::PrinterOutputSetup& printer) {
+    using std::chrono::seconds;
+    const auto limit = wishes_.timeout ? std::optional(seconds(*wishes_.timeout)) : std::nullopt;
+    // A watched folder asks the printer before it reads a photo, and waits there.
+    printer.before_sheet = wishes_.folder.empty() ? limit : seconds(0);
+    printer.after_sheet = limit;
+    printer.must_be_connected = !limit;
+    printer.say = wrong_sayer();
+    printer.is_stopped = stop_asked;
+  }
+
+  // Whoever reads the ledger may be in another folder.
+  static std::string target_of(const std::string& to) {
+    return to.starts_with("k905:") ? to : std::filesystem::absolute(to).string();
+  }
+
+  // A queue and a printer get a job for each picture: one that goes wrong takes no other along.
+  // Into a file one run of the filter prints all; two pictures for one sheet must be in one job
+  // anyway.
   int print_pictures() {
-    const bool one_job = !wants_queue() || wishes_.two_up;
+    const bool one_job = (!wants_queue() && !printer_) || wishes_.two_up;
     const std::vector<std::string>& pictures = wishes_.pictures;
     const std::size_t at_once = one_job ? pictures.size() : 1;
     bool all_printed = true;
@@ -409,6 +449,11 @@ class PrintProgram {
     if (queue_.empty() && to_.empty()) {
       queue_ = again_->target.queue;
       to_ = again_->target.device;
+      std::string error;
+      if (!k905::printer_named(to_, printer_, error)) {
+        say_wrong(error);
+        return false;
+      }
     }
     return true;
   }
@@ -459,7 +504,8 @@ class PrintProgram {
   SheetPictures previews_;
   std::string queue_;
   std::string to_;
-  std::optional<SheetEntry> again_;  // the sheet that is printed again
+  std::optional<SheetEntry> again_;                  // the sheet that is printed again
+  std::optional<k905::PrinterOutputSetup> printer_;  // the printer that to_ names
   std::unique_ptr<Destination> destination_;
   JobSetup setup_;
 };

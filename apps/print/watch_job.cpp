@@ -35,6 +35,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr milliseconds kLookAgain{500};
 constexpr seconds kTryAgain{15};
+constexpr seconds kAskAgain{1};
 constexpr milliseconds kFirstRetry{1000};
 constexpr milliseconds kLongestRetry{300000};
 
@@ -232,7 +233,19 @@ class FolderPrinter {
     if (!std::exchange(was_settled_, true)) {
       note_orders();
     }
-    print_due();
+    if (!due().empty() && is_destination_ready()) {
+      print_due();
+    }
+  }
+
+  // Asked before a photo is read: what is removed until the printer is ready is not printed.
+  bool is_destination_ready() {
+    const std::string obstacle = setup_.job.destination->obstacle();
+    if (!obstacle.empty()) {
+      complain_once(obstacle + "; waiting");
+      try_again_ = Clock::now() + kAskAgain;
+    }
+    return obstacle.empty();
   }
 
   void take_events(const FolderEvents& events) {
@@ -256,17 +269,22 @@ class FolderPrinter {
     }
   }
 
-  // The files whose time has come, by name. Those that cannot be printed now stay in the list.
-  void print_due() {
-    std::vector<std::string> due;
+  // The files whose time has come, by name.
+  [[nodiscard]] std::vector<std::string> due() const {
+    std::vector<std::string> names;
     for (const auto& [name, todo] : todo_) {
       if (todo.when <= Clock::now()) {
-        due.push_back(name);
+        names.push_back(name);
       }
     }
+    return names;
+  }
+
+  // Those that cannot be printed now stay in the list.
+  void print_due() {
     std::vector<Order> orders;  // whose sheets are not all sent
     std::vector<SheetPrinter::Page> pages;
-    for (const std::string& name : due) {
+    for (const std::string& name : due()) {
       if (!print_file(name, orders, pages)) {
         return;
       }

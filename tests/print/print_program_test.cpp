@@ -406,7 +406,7 @@ TEST(PrintProgram, ADeviceThatIsNotThereIsNamed) {
 
   const std::string device = "/dev/k905_test_" + std::to_string(getpid());
   EXPECT_EQ(print(folder, {"--to", device, "photo.png"}).log,
-            "k905-print: " + device + ": No such file or directory\n");
+            "k905-print: " + device + ": the printer is not connected\n");
   EXPECT_FALSE(std::filesystem::exists(device));
   std::filesystem::remove(device);
 }

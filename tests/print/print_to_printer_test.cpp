@@ -127,7 +127,8 @@ TEST_F(PrintToPrinter, ABrokenPictureIsNamedAndTheOthersComeOut) {
   const ChildResult result = print({"a.png", "broken.png", "b.png"});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.log, StartsWith("k905-print: broken.png: "));
-  EXPECT_EQ(result.output, "a.png -> " + printer_.path() + "\nb.png -> " + printer_.path() + "\n");
+  EXPECT_EQ(result.output, "a.png -> " + printer_.path() + ", 399 prints left\nb.png -> " +
+                               printer_.path() + ", 398 prints left\n");
   EXPECT_THAT(printer_.next_line(), StartsWith("sheet 1: "));
   EXPECT_THAT(printer_.next_line(), EndsWith(", 398 left"));
 }

@@ -1,0 +1,93 @@
+#include "apps/print/printer_destination.h"
+
+#include <utility>
+
+#include "apps/backend/media_check.h"
+
+namespace k905 {
+
+namespace {
+
+class PrinterDestination final : public Destination {
+ public:
+  PrinterDestination(FilterDestinationSetup filter, PrinterOutputSetup printer, std::string target)
+      : name_(printer.name), target_(std::move(target)), printer_(std::move(printer)) {
+    const PaperConfig& paper = *sheet_place(filter.choices).paper;
+    media_ = backend::media_for_sheet(static_cast<std::uint32_t>(paper.canvas_width),
+                                      static_cast<std::uint32_t>(paper.canvas_height));
+    filter.on_sheet = [this](const Sheet& sheet) {
+      std::string error;
+      return printer_.print(sheet, error) ? "" : error;
+    };
+    filter_ = make_filter_destination(std::move(filter));
+  }
+  ~PrinterDestination() override { abandon(); }
+
+  [[nodiscard]] const Choices& choices() const override { return filter_->choices(); }
+
+  [[nodiscard]] SheetTarget target() const override {
+    SheetTarget target;
+    target.device = target_;
+    return target;
+  }
+
+  [[nodiscard]] std::string obstacle() override { return printer_.obstacle_now(media_); }
+
+  [[nodiscard]] bool begin(const JobName& name, Begun& begun, std::string& error) override {
+    const bool is_begun = printer_.begin(media_, error) && filter_->begin(name, begun, error);
+    if (!is_begun) {
+      printer_.close();
+    }
+    return is_begun;
+  }
+
+  [[nodiscard]] bool page(const Picture& page, std::string& error) override {
+    return filter_->page(page, error) || explain(error);
+  }
+
+  [[nodiscard]] bool end(std::string& word, std::string& error) override {
+    if (!filter_->end(word, error)) {
+      return explain(error);
+    }
+    printer_.close();
+    const int left = printer_.prints_left();
+    word = name_ + (left < 0 ? "" : ", " + std::to_string(left) + (left == 1 ? " print left" : " prints left"));
+    return true;
+  }
+
+  void abandon() override {
+    filter_->abandon();
+    printer_.close();
+  }
+
+  [[nodiscard]] bool may_have_printed() const override {
+    return printer_.printed() > 0 || printer_.is_in_doubt();
+  }
+
+ private:
+  // Always false. What came out need not be printed again.
+  bool explain(std::string& error) {
+    printer_.close();
+    if (printer_.printed() > 0) {
+      error += "; sheets printed before: " + std::to_string(printer_.printed());
+    }
+    return false;
+  }
+
+  std::string name_;
+  std::string target_;
+  std::string media_;  // that a sheet of one page needs
+  PrinterOutput printer_;
+  std::unique_ptr<Destination> filter_;
+};
+
+}  // namespace
+
+std::unique_ptr<Destination> make_printer_destination(FilterDestinationSetup filter,
+                                                      PrinterOutputSetup printer,
+                                                      std::string target) {
+  return std::make_unique<PrinterDestination>(std::move(filter), std::move(printer),
+                                              std::move(target));
+}
+
+}  // namespace k905

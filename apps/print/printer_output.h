@@ -1,0 +1,97 @@
+// Sheets to a printer that is asked: none is sent before the printer can take it, and none counts
+// as printed before the printer's life counter shows that it came out.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "apps/wire/printer_stream.h"
+#include "device/printer.h"
+
+namespace k905 {
+
+struct PrinterOutputSetup {
+  PrinterAddress address;
+  std::string name;         // in messages
+  bool check_media = true;  // wait when the loaded media does not take a sheet
+  // How long an idle printer whose life counter did not move is watched before an interrupted sheet
+  // counts as lost.
+  std::chrono::milliseconds settle{5000};
+  // How long the printer is waited for before a sheet, and after it was sent; nothing: as long as
+  // it takes.
+  std::optional<std::chrono::seconds> before_sheet;
+  std::optional<std::chrono::seconds> after_sheet;
+  // At the first sheet a printer that is not connected is an error.
+  bool must_be_connected = true;
+  std::function<void(const std::string&)> say;  // why the printer is waited for
+  std::function<bool()> is_stopped;             // asks for the end of all waits
+};
+
+// What the loaded printer names as the device of `to`: a device file, or a device URI as the
+// backend takes it (k905://usb/SERIAL, k905://HOST:PORT, k905:/dev/usb/lp0, with ?settle=SECONDS
+// and ?check-media=no). Nothing for a file, a pipe, the standard streams and what takes bytes from
+// anybody, such as /dev/null. False with `error` when it is a URI of another form.
+[[nodiscard]] bool printer_named(const std::string& to, std::optional<PrinterOutputSetup>& setup,
+                                 std::string& error);
+
+class PrinterOutput {
+ public:
+  explicit PrinterOutput(PrinterOutputSetup setup)
+      : setup_(std::move(setup)), printer_(setup_.address) {}
+
+  // Why no sheet for this media can be sent now; "" when one can. Does not wait, and leaves the
+  // printer closed.
+  [[nodiscard]] std::string obstacle_now(const std::string& media);
+
+  // Opens the printer and waits until it can take a sheet. False with the reason in `error`.
+  [[nodiscard]] bool begin(const std::string& media, std::string& error);
+
+  // Prints one sheet. False with the reason in `error` when it was not printed, or may not have
+  // been: is_in_doubt().
+  [[nodiscard]] bool print(const Sheet& sheet, std::string& error);
+
+  void close() { printer_.close(); }
+
+  [[nodiscard]] int printed() const { return printed_; }  // sheets since begin()
+  [[nodiscard]] bool is_in_doubt() const { return is_in_doubt_; }
+  [[nodiscard]] int prints_left() const { return prints_left_; }  // -1: not known
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  enum class Outcome { printed, not_printed, unknown };
+  struct Counters {
+    int life = 0;
+    int buffers = 0;
+  };
+
+  struct Answers {
+    int status = -1;
+    Counters counters;
+    std::string problem;
+  };
+
+  [[nodiscard]] int open();
+  [[nodiscard]] bool ask(Answers& answers);
+  [[nodiscard]] std::string obstacle(const std::string& media, Counters& counters);
+  [[nodiscard]] bool wait_until_ready(const std::string& media, Counters& counters,
+                                      std::string& error);
+  [[nodiscard]] Outcome send(const Sheet& sheet, const Counters& before);
+  [[nodiscard]] Outcome find_outcome(const Counters& before, bool interrupted);
+  void show(const std::string& reason);
+  void pause(std::chrono::milliseconds time) const;
+
+  PrinterOutputSetup setup_;
+  Printer printer_;
+  std::string identity_;        // of the printer that was opened
+  std::string shown_;           // reason
+  bool was_idle_ = false;       // no sheet but ours can move the life counter
+  bool was_connected_ = false;  // since begin()
+  int unanswered_ = 0;          // questions in a row
+  int printed_ = 0;
+  bool is_in_doubt_ = false;
+  int prints_left_ = -1;
+};
+
+}  // namespace k905

@@ -1,0 +1,235 @@
+"""k905-print --to a printer that is not always ready: `to_printer.py BUILD [TEST...]`.
+
+The printer is the simulated one at the end of a line that can be cut. Photos of different grays can be
+told apart on their sheets.
+"""
+
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path[:0] = [str(HERE.parent / "backend"), str(HERE.parent / "cups")]
+
+import artwork  # noqa: E402
+from numbered_sheets import Listener  # noqa: E402
+from relay import Relay  # noqa: E402
+from simulated_printer import SimulatedPrinter  # noqa: E402
+
+BUILD = pathlib.Path()
+MIDDLE = 1920 * 620 + 960  # of a 6x4 sheet
+SHEET_BYTES = 3 * 1920 * 1240
+EMPTY, COVER_OPEN = "Paper End", "Cover is open"
+
+
+class ToPrinter(unittest.TestCase):
+    def setUp(self):
+        self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_to_printer_"))
+        self.state = self.scratch / "state"
+        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets",
+                                    "--state", str(self.state))
+        self.relay = Relay(self.sim.port, MIDDLE)
+        self.photos = [self.photo(self.scratch / f"{name}.png", 40 + 50 * number)
+                       for number, name in enumerate("abc")]
+        self.messages = open(self.scratch / "messages", "w+")
+        self.process = None
+
+    def tearDown(self):
+        if self.process and self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+        self.messages.close()
+        self.relay.close()
+        self.sim.stop()
+        shutil.rmtree(self.scratch)
+
+    @staticmethod
+    def photo(path, gray):
+        return artwork.write_png(path, 60, 40, [b"\0" + bytes([gray] * 180)] * 40)
+
+    def environment(self):
+        return {"PATH": os.environ["PATH"], "XDG_STATE_HOME": str(self.scratch / "state_home"),
+                "K905_FILTER": str(BUILD / "rastertok905")}
+
+    def start(self, *arguments, uri_options="?settle=1"):
+        self.process = subprocess.Popen(
+            [BUILD / "k905-print", "--to", self.relay.uri + "/" + uri_options, *arguments],
+            env=self.environment(), stdin=subprocess.DEVNULL, stdout=self.messages,
+            stderr=self.messages)
+
+    def said(self):
+        return (self.scratch / "messages").read_text()
+
+    def wait_for_words(self, words, seconds=60):
+        until = time.monotonic() + seconds
+        while words not in self.said():
+            self.assertLess(time.monotonic(), until, f"{words!r} is not in:\n{self.said()}")
+            time.sleep(0.02)
+
+    def ends(self, status):
+        self.assertEqual(self.process.wait(60), status, self.said())
+
+    def set_printer(self, **fields):
+        """As an operator would: the simulator reads the file before every answer."""
+        lines = dict(line.split(" = ") for line in self.state.read_text().splitlines())
+        lines |= {key.replace("_", "-"): str(value) for key, value in fields.items()}
+        fresh = self.scratch / "fresh"
+        fresh.write_text("".join(f"{key} = {value}\n" for key, value in lines.items()))
+        os.replace(fresh, self.state)
+
+    def look_of(self, photo):
+        """The number that the photo's sheet carries."""
+        file = self.scratch / "look.prn"
+        subprocess.run([BUILD / "k905-print", "--to", file, photo], env=self.environment(),
+                       check=True, stdout=subprocess.DEVNULL)
+        listener = Listener(MIDDLE)
+        listener.hear(file.read_bytes())
+        return listener.sheets[0]
+
+    def assert_printed(self, photos, torn=0):
+        """Exactly these came out, in this order."""
+        if self.relay.problem:
+            raise self.relay.problem
+        self.assertEqual(self.relay.heard.sheets, [self.look_of(photo) for photo in photos])
+        self.assertEqual(len(self.relay.heard.torn), torn)
+        self.assertEqual(len(list(self.sim.sheets.glob("*.png"))), len(photos))
+
+    def assert_nothing_was_sent(self):
+        self.assertEqual(self.relay.heard.begun, 0)
+
+
+class NotReady(ToPrinter):
+    def test_an_empty_printer_gets_the_rest_after_new_media(self):
+        self.set_printer(remaining=2)
+        self.start(*self.photos)
+        self.wait_for_words(EMPTY)
+        self.assert_printed(self.photos[:2])
+        self.assertNotIn("c.png -> ", self.said())
+        self.set_printer(remaining=400)
+        self.ends(0)
+        self.assert_printed(self.photos)
+        name = f"127.0.0.1:{self.relay.port}"
+        self.assertEqual([line for line in self.said().splitlines() if " -> " in line],
+                         [f"{self.photos[0]} -> {name}, 1 print left",
+                          f"{self.photos[1]} -> {name}, 0 prints left",
+                          f"{self.photos[2]} -> {name}, 399 prints left"])
+        self.assertEqual(self.said().count(EMPTY), 1)
+
+    def test_after_the_timeout_the_photo_is_named_as_not_printed(self):
+        self.set_printer(remaining=1)
+        self.start("--timeout", "1", "-n", "3", self.photos[0])
+        self.ends(1)
+        self.assert_printed(self.photos[:1])
+        self.assertIn(EMPTY, self.said())
+        self.assertIn("sheets printed before: 1\n", self.said())
+        self.assertNotIn(" -> ", self.said())
+
+    def test_nothing_is_sent_while_the_cover_is_open(self):
+        self.set_printer(status=1000)
+        self.start(self.photos[0])
+        self.wait_for_words(COVER_OPEN)
+        self.assert_nothing_was_sent()
+        self.set_printer(status=0)
+        self.ends(0)
+        self.assert_printed(self.photos[:1])
+
+    def test_a_photo_waits_for_the_media_it_needs(self):
+        self.set_printer(media="6x4")
+        self.start("--paper", "6x8", self.photos[0])
+        self.wait_for_words("the sheet needs 6x8 media, 6x4 is loaded; waiting\n")
+        self.assert_nothing_was_sent()
+        self.set_printer(media="6x8")
+        self.ends(0)
+        self.assertEqual(len(self.relay.heard.sheets), 1)
+
+    def test_the_check_of_the_media_can_be_turned_off(self):
+        self.set_printer(media="6x4")
+        self.start("--timeout", "0", "--paper", "6x8", self.photos[0],
+                   uri_options="?settle=1&check-media=no")
+        self.ends(0)
+        self.assertEqual(len(self.relay.heard.sheets), 1)
+
+    def test_sigterm_ends_the_wait(self):
+        self.set_printer(status=1000)
+        self.start(*self.photos)
+        self.wait_for_words(COVER_OPEN)
+        self.process.send_signal(signal.SIGTERM)
+        self.ends(1)
+        self.assert_nothing_was_sent()
+        self.assertIn(f"not printed: {self.photos[1]} and what follows", self.said())
+
+    def test_a_printer_that_is_not_connected_is_waited_for_with_a_timeout_only(self):
+        self.relay.refuse = True
+        self.start(self.photos[0])
+        self.ends(1)
+        self.start("--timeout", "60", self.photos[0])
+        self.wait_for_words("; waiting\n")
+        self.relay.refuse = False
+        self.ends(0)
+        self.assert_printed(self.photos[:1])
+
+    def test_a_printer_that_does_not_answer_gets_nothing(self):
+        self.sim.stop()
+        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets", "--fault", "silent")
+        self.relay.target_port = self.sim.port
+        self.start("--timeout", "1", self.photos[0])
+        self.ends(1)
+        self.assertIn("the printer does not answer", self.said())
+        self.assert_nothing_was_sent()
+
+    def test_a_watched_folder_waits_before_it_reads_a_photo(self):
+        inbox = self.scratch / "in"
+        inbox.mkdir()
+        for photo in self.photos[:2]:
+            shutil.copy(photo, inbox)
+        self.set_printer(status=1000)
+        self.start("--watch", inbox)
+        self.wait_for_words(COVER_OPEN)
+        (inbox / "a.png").unlink()
+        self.set_printer(status=0)
+        self.wait_for_words("b.png -> ")
+        self.process.send_signal(signal.SIGTERM)
+        self.ends(0)
+        self.assert_printed(self.photos[1:2])
+        self.assertEqual(self.said().count(COVER_OPEN), 1)
+
+
+class Lost(ToPrinter):
+    def test_a_sheet_that_was_cut_off_is_sent_again(self):
+        self.relay.cut_at = (2, SHEET_BYTES // 2)
+        self.start(*self.photos)
+        self.ends(0)
+        self.assert_printed(self.photos, torn=1)
+        self.assertIn("the printer did not print the sheet; it is sent again\n", self.said())
+
+    def test_a_sheet_that_came_out_is_not_sent_again(self):
+        self.relay.cut_after = 2
+        self.start(*self.photos)
+        self.ends(0)
+        self.assert_printed(self.photos)
+
+    def test_without_the_printer_the_outcome_is_said_to_be_unknown(self):
+        self.relay.cut_at = (1, SHEET_BYTES // 2)
+        self.relay.stay_down = True
+        self.start("--timeout", "1", self.photos[0])
+        self.ends(1)
+        self.assertIn("it is not known whether the sheet came out", self.said())
+        self.assertNotIn(" -> ", self.said())
+
+    def test_two_programs_never_mix_their_sheets(self):
+        programs = [subprocess.Popen([BUILD / "k905-print", "--to", self.sim.device, photo],
+                                     env=self.environment(), stdout=self.messages,
+                                     stderr=self.messages) for photo in self.photos]
+        self.assertEqual([program.wait(60) for program in programs], [0, 0, 0], self.said())
+        self.assertEqual(len(list(self.sim.sheets.glob("*.png"))), 3)
+
+
+if __name__ == "__main__":
+    BUILD = pathlib.Path(sys.argv.pop(1)).resolve()
+    unittest.main()
