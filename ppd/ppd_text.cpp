@@ -87,8 +87,11 @@ void write_head(std::ostream& out, const ppd::Model& model, const std::string& v
          "*cupsSNMPSupplies: False\n"
          "*cupsLanguages: \"en\"\n"
          "*cupsFilter2: \"application/vnd.cups-raster application/vnd.k905 0 rastertok905job\"\n"
-         "*% Raster pages of phones and other systems need no other filter.\n"
-         "*cupsFilter2: \"image/pwg-raster application/vnd.k905 0 rastertok905job\"\n";
+         "*% Raster pages of phones and other systems need no other filter. They cost more than "
+         "the\n"
+         "*% print system's own raster, so that documents become that.\n"
+         "*cupsFilter2: \"image/pwg-raster application/vnd.k905 10 rastertok905job\"\n"
+         "*cupsFilter2: \"image/urf application/vnd.k905 10 rastertok905job\"\n";
 }
 
 using ppd::ChosenDefaults;
@@ -155,10 +158,55 @@ void write_option(std::ostream& out, const ppd::Option& option, const ppd::Model
   out << "*CloseUI: *" << option.keyword << "\n";
 }
 
+// The finish by the name that driverless clients have for it. The program in front of the filter
+// makes it the choice of StpLaminate, which the filter reads.
+void write_media_type(std::ostream& out, const ChosenDefaults& chosen) {
+  out << "\n*OpenUI *MediaType/Finish for this job: PickOne\n"
+         "*OrderDependency: 10 AnySetup *MediaType\n"
+         "*DefaultMediaType: "
+      << default_of(chosen, "MediaType", "Auto")
+      << "\n"
+         "*MediaType Auto/As chosen under Finish: \"\"\n"
+         "*MediaType Glossy/Glossy: \"\"\n"
+         "*MediaType Matte/Matte: \"\"\n"
+         "*CloseUI: *MediaType\n";
+}
+
+// What "print-quality" and "print-color-mode" of a job mean. Only high quality names a resolution:
+// with any other the queue's own stays.
+void write_presets(std::ostream& out) {
+  struct Quality {
+    const char* words;
+    const char* name;
+    const char* settings;
+  };
+  struct Mode {
+    const char* words;
+    const char* name;
+    const char* settings;
+  };
+  constexpr Quality qualities[] = {
+      {"Draft", "low", ""}, {"Normal", "mid", ""}, {"High", "high", "*Resolution 300x600dpi\n"}};
+  constexpr Mode modes[] = {{"color", "color", "*ColorModel RGB\n"},
+                            {"black and white", "monochrome", "*ColorModel Gray\n"}};
+  out << "\n";
+  for (const Quality& quality : qualities) {
+    for (const Mode& mode : modes) {
+      out << "*APPrinterPreset " << quality.words << "_" << mode.name << "/" << quality.words
+          << " quality, " << mode.words << ": \"\n"
+          << mode.settings << quality.settings << "com.apple.print.preset.quality " << quality.name
+          << "\ncom.apple.print.preset.output-mode " << mode.name << "\"\n*End\n";
+    }
+  }
+}
+
 void write_group(std::ostream& out, const ppd::Group& group, const ppd::Model& model,
                  const ChosenDefaults& chosen) {
   out << "\n*OpenGroup: " << group.name << "/" << group.words << "\n";
-  if (&group == &ppd::groups.front()) write_page_sizes(out, chosen);
+  if (&group == &ppd::groups.front()) {
+    write_page_sizes(out, chosen);
+    write_media_type(out, chosen);
+  }
   for (const ppd::Option& option : group.options) {
     out << "\n";
     write_option(out, option, model, chosen);
@@ -181,6 +229,7 @@ std::string ppd::ppd_text(const Model& model, const std::string& version,
   for (const Group& group : groups) {
     write_group(out, group, model, chosen);
   }
+  write_presets(out);
   write_tail(out);
   return out.str();
 }

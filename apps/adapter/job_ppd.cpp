@@ -55,6 +55,24 @@ std::string marked_choice(ppd_file_t* ppd, const char* keyword) {
   return choice->choice;
 }
 
+// Driverless clients choose the finish as a kind of paper. A job that names the finish itself means
+// that one.
+void mark_finish_of_media_type(ppd_file_t* ppd, const JobOptions& options) {
+  if (!options.value("StpLaminate").empty()) return;
+  std::string type = marked_choice(ppd, "MediaType");
+  const std::string named = options.value("media-type");
+  if (options.value("MediaType").empty() && !named.empty()) {
+    type = named.find("matte") != std::string::npos   ? "Matte"
+           : named.find("gloss") != std::string::npos ? "Glossy"
+                                                      : type;
+  }
+  // Any other type leaves the finish of the queue.
+  ppd_option_t* const finish = ppdFindOption(ppd, "StpLaminate");
+  if (finish != nullptr && ppdFindChoice(finish, type.c_str()) != nullptr) {
+    ppdMarkOption(ppd, "StpLaminate", type.c_str());
+  }
+}
+
 // Marking a page size takes the mark off the page region and the other way round, while the filter
 // reads the default of both.
 std::string marked_page_size(ppd_file_t* ppd) {
@@ -189,6 +207,7 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
     job.refusal = std::move(chosen.refusal);
     return job;
   }
+  mark_finish_of_media_type(ppd.get(), options);
   job.paper = chosen.paper;
   job.choices = marked_choices(ppd.get());
   if (job.paper != nullptr) job.choices["PageSize"] = job.paper->ppd_name;

@@ -106,6 +106,11 @@ cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePi
                                   const SheetPlace& place, const PageFit& fit) {
   cups_page_header2_t header = drawn;
   pixels.describe(header);
+  // Pages of phones are in color whatever the job asks for. The filter makes gray of a page whose
+  // header says so.
+  if (place.grey && header.cupsColorSpace == CUPS_CSPACE_RGB) {
+    header.cupsColorSpace = CUPS_CSPACE_W;
+  }
   header.cupsWidth = static_cast<unsigned>(fit.columns.size());
   header.cupsHeight = static_cast<unsigned>(fit.rows.size());
   header.cupsBytesPerLine =

@@ -53,6 +53,14 @@ TEST(ColorSpace, SrgbIsPlainRgbForTheFilter) {
   EXPECT_THAT(result.log, Not(Contains(HasSubstr("Unknown color space"))));
 }
 
+// 200 x 0.299 + 100 x 0.587 + 50 x 0.114 = 124.2
+TEST(ColorSpace, AJobInGrayMakesColorPagesGray) {
+  const AdapterResult result =
+      run_adapted({.input = raster_stream({plain_page(CUPS_CSPACE_SRGB, 8, {200, 100, 50})}),
+                   .options = "PageSize=w288h432 ColorModel=Gray"});
+  EXPECT_EQ(color_of(result), (Color{124, 124, 124}));
+}
+
 TEST(ColorSpace, SixteenBitsKeepTheirHighByte) {
   EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_RGB, 16, {0xC8FF, 0x6400, 0x3280}))),
             (Color{0xC8, 0x64, 0x32}));

@@ -4,7 +4,7 @@
 //   cups_probe sheets STREAM [X,Y]...   colours at these places, in fractions of the sheet
 //   cups_probe picture PNG [X,Y]...     the same of a sheet that the simulated printer kept
 //   cups_probe jpeg PICTURE OUTPUT
-//   cups_probe pwg PICTURE OUTPUT       a raster page as phones send it, at 300 dpi
+//   cups_probe pwg|urf PICTURE OUTPUT [PAGES [COPIES]]   raster as phones send it, at 300 dpi
 #include <cups/raster.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -172,20 +172,23 @@ int write_jpeg(const char* from, const char* to) {
   return std::fclose(file) == 0 ? 0 : 1;
 }
 
-int write_pwg(const char* from, const char* to) {
+// A raster document as phones send it: the picture on each of `pages` pages, a darker one on each
+// later page, with `copies` in every header.
+int write_raster(cups_mode_t mode, const char* from, const char* to, unsigned pages,
+                 unsigned copies) {
   std::string error;
-  const auto picture = k905::read_photo(from, error);
+  auto picture = k905::read_photo(from, error);
   if (!picture || picture->channels != 3 || picture->bits != 8) {
     std::cerr << "cups_probe: " << from << ": " << error << "\n";
     return 1;
   }
   const int file = open(to, O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  cups_raster_t* raster = cupsRasterOpen(file, CUPS_RASTER_WRITE_PWG);
+  cups_raster_t* raster = cupsRasterOpen(file, mode);
   cups_page_header2_t header{};
   header.HWResolution[0] = header.HWResolution[1] = 300;
   header.PageSize[0] = picture->width * 72 / 300;
   header.PageSize[1] = picture->height * 72 / 300;
-  header.NumCopies = 1;
+  header.NumCopies = copies;
   header.cupsWidth = picture->width;
   header.cupsHeight = picture->height;
   header.cupsBitsPerColor = 8;
@@ -193,13 +196,22 @@ int write_pwg(const char* from, const char* to) {
   header.cupsBytesPerLine = 3 * picture->width;
   header.cupsColorSpace = CUPS_CSPACE_SRGB;
   header.cupsNumColors = 3;
-  bool written = cupsRasterWriteHeader2(raster, &header) != 0;
-  for (std::uint32_t y = 0; written && y < picture->height; ++y) {
-    auto* row = const_cast<std::uint8_t*>(pixel(*picture, 0, y));
-    written = cupsRasterWritePixels(raster, row, header.cupsBytesPerLine) != 0;
+  header.cupsInteger[CUPS_RASTER_PWG_TotalPageCount] = pages;
+  bool written = true;
+  for (unsigned page = 0; written && page < pages; ++page) {
+    written = cupsRasterWriteHeader2(raster, &header) != 0;
+    for (std::uint32_t y = 0; written && y < picture->height; ++y) {
+      auto* row = const_cast<std::uint8_t*>(pixel(*picture, 0, y));
+      written = cupsRasterWritePixels(raster, row, header.cupsBytesPerLine) != 0;
+    }
+    for (std::uint8_t& byte : picture->bytes) byte /= 2;
   }
   cupsRasterClose(raster);
   return close(file) == 0 && written ? 0 : 1;
+}
+
+unsigned number(char** argument) {
+  return *argument == nullptr ? 1 : static_cast<unsigned>(std::strtoul(*argument, nullptr, 10));
 }
 
 }  // namespace
@@ -207,10 +219,15 @@ int write_pwg(const char* from, const char* to) {
 int main(int argc, char** argv) {
   const std::string command = argc > 1 ? argv[1] : "";
   if (command == "jpeg" && argc == 4) return write_jpeg(argv[2], argv[3]);
-  if (command == "pwg" && argc == 4) return write_pwg(argv[2], argv[3]);
+  if ((command == "pwg" || command == "urf") && argc >= 4) {
+    const cups_mode_t mode = command == "pwg" ? CUPS_RASTER_WRITE_PWG : CUPS_RASTER_WRITE_APPLE;
+    const bool has_copies = argc > 5;
+    return write_raster(mode, argv[2], argv[3], number(argv + 4),
+                        has_copies ? number(argv + 5) : 1);
+  }
   if ((command != "sheets" && command != "picture") || argc < 3) {
     std::cerr << "usage: cups_probe sheets STREAM [X,Y]... | picture PNG [X,Y]... | jpeg FROM TO | "
-                 "pwg FROM TO\n";
+                 "pwg|urf FROM TO [PAGES [COPIES]]\n";
     return 2;
   }
   std::vector<Place> places;

@@ -18,7 +18,7 @@ import unittest
 import artwork
 import ipp
 import private_cups
-from artwork import BLACK, CORNERS, CYAN, GREY, MAGENTA, WHITE
+from artwork import BLACK, CORNERS, CYAN, GREY, MAGENTA, RED, WHITE
 from simulated_printer import SimulatedPrinter
 
 SKIPPED = 77
@@ -169,6 +169,16 @@ class ThroughCups(unittest.TestCase):
 
     def pdf(self, paper=SIX_BY_FOUR, centres=(GREY,)):
         return artwork.pdf(self.art / f"{paper.name}-{len(centres)}.pdf", *paper.points, centres)
+
+    def made_of(self, png, kind, *more):
+        """The picture as a file of another kind."""
+        file = png.with_name("-".join([png.stem, *map(str, more)]) + "." + kind)
+        subprocess.run([self.probe, kind, png, file, *map(str, more)], check=True)
+        return file
+
+    def filters_of(self, job):
+        return [pathlib.Path(line.split()[2]).name for line in self.cups.log_of(job)
+                if line.startswith("Started filter ")]
 
     def add_queue(self, name=None, **options):
         self.cups.add_queue(name or self.queue, **({"print_scaling_default": "fill"} | options))
@@ -335,10 +345,8 @@ class TruePages(ThroughCups):
         points = sorted(paper.points)
         width, height = (round(side * 300 / 72) for side in points)
         png = artwork.circle_png(self.art / f"circle-{paper.name}.png", width, height, 800)
-        jpeg, pwg = png.with_suffix(".jpg"), png.with_suffix(".pwg")
-        subprocess.run([self.probe, "jpeg", png, jpeg], check=True)
-        subprocess.run([self.probe, "pwg", png, pwg], check=True)
-        return png, jpeg, pwg, artwork.circle_pdf(png.with_suffix(".pdf"), *points, 192)
+        others = [self.made_of(png, kind) for kind in ("jpeg", "pwg", "urf")]
+        return png, *others, artwork.circle_pdf(png.with_suffix(".pdf"), *points, 192)
 
     def test_a_circle_is_round_from_every_kind_of_file_on_every_paper(self):
         # The cut between two pages would go through the middle of the last.
@@ -371,10 +379,82 @@ class TruePages(ThroughCups):
         self.assertAlmostEqual(width, 35 / 25.4 * 300, delta=1)
         self.assertAlmostEqual(height, 45 / 25.4 * 300, delta=1)
 
-    def test_copies_of_raster_pages_are_all_printed(self):
-        self.add_queue()
-        pwg = self.pages(SIX_BY_FOUR)[2]
-        self.assertEqual(len(self.stream(self.cups.stream_of(self.print(pwg, copies=3)))), 3)
+
+class Driverless(ThroughCups):
+    """Raster pages of phones and tablets, which know the queue by its IPP attributes alone."""
+
+    FORMATS = {"pwg": "image/pwg-raster", "urf": "image/urf"}
+
+    def page(self, kind):
+        return self.made_of(artwork.png(self.art / "page.png", 1800, 1200), kind)
+
+    def submit(self, file, *attributes, queue=None):
+        job = self.cups.submit_ipp(queue or self.queue, file,
+                                   self.FORMATS[file.suffix.removeprefix(".")], *attributes)
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        return job
+
+    def test_copies_of_several_pages_are_all_printed_once(self):
+        self.cups.add_queue(self.queue)
+        white = artwork.png(self.art / "white.png", 1800, 1200, WHITE)
+        for kind in self.FORMATS:
+            for repeated in (1, 3):
+                with self.subTest(kind=kind, copies_in_header=repeated):
+                    pages = self.made_of(white, kind, 2, repeated)
+                    sheets = self.sheets(self.submit(pages, "integer copies 3"))
+                    centres = sorted(sheet["colours"][4] for sheet in sheets)
+                    self.assertEqual(centres, 3 * [[127, 127, 127]] + 3 * [[255, 255, 255]])
+
+    def test_pages_go_straight_to_the_page_adapter_and_documents_as_before(self):
+        self.cups.add_queue(self.queue)
+        for kind in self.FORMATS:
+            job = self.submit(self.page(kind))
+            self.assertEqual(self.filters_of(job), ["rastertok905job"])
+        self.assertEqual(self.filters_of(self.print(self.pdf())),
+                         ["pdftopdf", "gstoraster", "rastertok905job"])
+
+    def test_what_a_client_chooses_is_what_comes_out(self):
+        self.cups.add_queue(self.queue)
+        page = self.page("urf")
+        media = ("collection media-col {{ MEMBER collection media-size {{ MEMBER integer x-dimension {} "
+                 "MEMBER integer y-dimension {} }} MEMBER keyword media-type {} }}")
+        for attributes, size, matte, is_gray in (
+                ([], (1920, 1240), False, False),
+                (["enum print-quality 5"], (1920, 2480), False, False),
+                (["enum print-quality 4"], (1920, 1240), False, False),
+                (["keyword print-color-mode monochrome"], (1920, 1240), False, True),
+                (["keyword media na_5x7_5x7in"], (1920, 2138), False, False),
+                (["keyword media-type photographic-matte"], (1920, 1240), True, False),
+                ([media.format(15240, 20320, "photographic-matte"), "enum print-quality 5",
+                  "keyword print-color-mode monochrome"], (1920, 4872), True, True),
+                ([media.format(10160, 15240, "photographic-glossy")], (1920, 1240), False, False)):
+            with self.subTest(attributes=attributes):
+                (sheet,) = self.sheets(self.submit(page, *attributes))
+                self.assertEqual((sheet["width"], sheet["height"]), size)
+                self.assertEqual(sheet["matte"], matte)
+                red = sheet["colours"][0]
+                self.assertEqual(len(set(red)) == 1, is_gray, red)
+
+    def test_a_client_may_ask_for_less_than_the_queues_defaults(self):
+        self.cups.add_queue(self.queue, ColorModel="Gray", Resolution="300x600dpi", StpLaminate="Matte")
+        page = self.page("pwg")
+        (sheet,) = self.sheets(self.submit(page))
+        self.assertEqual((sheet["height"], sheet["matte"]), (2480, True))
+        self.assertEqual(len(set(sheet["colours"][0])), 1)
+        (sheet,) = self.sheets(self.submit(page, "keyword print-color-mode color",
+                                           "keyword media-type photographic-glossy"))
+        self.assertEqual((sheet["height"], sheet["matte"]), (2480, False))
+        self.assertEqual(sheet["colours"][0], list(RED))
+
+    def test_a_queue_says_what_a_client_may_choose(self):
+        self.cups.add_queue(self.queue)
+        for name, expected in (("document-format-supported", {"image/urf", "image/pwg-raster"}),
+                               ("print-quality-supported", {4, 5}),
+                               ("print-color-mode-supported", {"color", "monochrome"}),
+                               ("print-scaling-supported", {"auto", "fill", "fit", "none"}),
+                               ("media-type-supported", {"photographic-glossy", "photographic-matte"})):
+            offered = set(ipp.values_of(self.cups.socket, self.queue, name))
+            self.assertLessEqual(expected, offered, name)
 
 
 class Media(ThroughCups):

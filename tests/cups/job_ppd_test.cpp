@@ -86,6 +86,17 @@ TEST(JobPpd, AJobsPaperIsTheDefaultEverywhereAPaperStands) {
   EXPECT_THAT(lines, Contains("*DefaultPaperDimension: w432h576"));
 }
 
+TEST(JobPpd, AMediaTypeChoosesTheFinishUnlessTheJobNamesIt) {
+  for (const char* options : {"MediaType=Matte", "media-type=photographic-matte",
+                              "media=na_index-4x6_4x6in,photographic-matte"}) {
+    EXPECT_THAT(job_ppd_lines(options), Contains("*DefaultStpLaminate: Matte")) << options;
+  }
+  for (const char* options : {"MediaType=Matte StpLaminate=Glossy", "MediaType=Auto",
+                              "media-type=photographic-glossy", "media-type=stationery"}) {
+    EXPECT_THAT(job_ppd_lines(options), Contains("*DefaultStpLaminate: Glossy")) << options;
+  }
+}
+
 TEST(JobPpd, AJobsMediaIsItsPaper) {
   EXPECT_THAT(job_ppd_lines("media=w432h432"), Contains("*DefaultPageSize: w432h432"));
 }

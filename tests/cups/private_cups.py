@@ -14,13 +14,14 @@ import signal
 import subprocess
 import sys
 import time
+import urllib.parse
 
 import ipp
 
 STOCK_SERVERBIN = pathlib.Path("/usr/lib/cups")
 STOCK_DATADIR = pathlib.Path("/usr/share/cups")
 NEEDED_PROGRAMS = ["cupsd", "lp", "lpadmin", "lpstat", "lpoptions", "cancel", "cupsdisable",
-                   "cupsenable", "cupsaccept", "gs"]
+                   "cupsenable", "cupsaccept", "ipptool", "gs"]
 NEEDED_FILTERS = ["imagetoraster", "pdftopdf", "gstoraster"]
 
 
@@ -183,6 +184,20 @@ class PrivateCups:
             command += ["-o", option]
         said = self.run(*command, "--", *files).stdout
         return int(re.search(r"request id is .*-(\d+) ", said).group(1))
+
+    def submit_ipp(self, queue, file, document_format, *attributes, kind="printers"):
+        """The job of a client that knows nothing of PPD files. `attributes` as ipptool has them."""
+        test = self.root / "print-job.test"
+        test.write_text(
+            "{\nOPERATION Print-Job\nGROUP operation-attributes-tag\n"
+            "ATTR charset attributes-charset utf-8\nATTR language attributes-natural-language en\n"
+            "ATTR uri printer-uri $uri\nATTR name requesting-user-name guest\n"
+            f"ATTR mimeMediaType document-format {document_format}\nGROUP job-attributes-tag\n" +
+            "".join(f"ATTR {attribute}\n" for attribute in attributes) +
+            "FILE $filename\nSTATUS successful-ok\nDISPLAY job-id\n}\n")
+        host = urllib.parse.quote(str(self.socket), safe="")
+        said = self.run("ipptool", "-tv", "-f", file, f"ipp://{host}/{kind}/{queue}", test).stdout
+        return int(re.search(r"job-id \(integer\) = (\d+)", said).group(1))
 
     def job_state(self, job):
         """The job's attributes as the scheduler tells them."""
