@@ -3,60 +3,57 @@
 #include <algorithm>
 #include <utility>
 
-#include "apps/image/caption.h"
-#include "apps/image/scale.h"
+#include "apps/image/draw.h"
 
 namespace {
 
 constexpr std::uint32_t kGap = 12;  // pixels around every picture
-constexpr std::uint32_t kCaptionScale = 2;
-constexpr std::uint8_t kGrey = 222;
+constexpr std::uint32_t kCaptionHeight = 14;
+constexpr std::uint8_t kGray = 222;
 
-struct Layout {
+struct Grid {
+  std::uint32_t columns;
   std::uint32_t cell_width;
   std::uint32_t cell_height;
-  std::uint32_t columns;
   std::uint64_t width;
   std::uint64_t height;
 };
 
-Layout layout_of(std::size_t count, std::uint32_t columns, std::uint32_t width,
-                 std::uint32_t tallest) {
-  constexpr std::uint32_t caption = kCaptionHeight * kCaptionScale + kGap / 2;
-  Layout layout{};
-  layout.columns = static_cast<std::uint32_t>(std::min<std::size_t>(columns, count));
-  layout.cell_width = width + kGap;
-  layout.cell_height = tallest + caption + kGap;
-  const std::uint64_t rows = (count + layout.columns - 1) / layout.columns;
-  layout.width = std::uint64_t{layout.columns} * layout.cell_width + kGap;
-  layout.height = rows * layout.cell_height + kGap;
-  return layout;
+Grid grid_of(std::size_t count, std::uint32_t columns, std::uint32_t width, std::uint32_t tallest) {
+  Grid grid{};
+  grid.columns = static_cast<std::uint32_t>(std::min<std::size_t>(columns, count));
+  grid.cell_width = width + kGap;
+  grid.cell_height = tallest + kGap / 2 + kCaptionHeight + kGap;
+  grid.width = std::uint64_t{grid.columns} * grid.cell_width + kGap;
+  grid.height = (count + grid.columns - 1) / grid.columns * grid.cell_height + kGap;
+  return grid;
 }
 
 }  // namespace
 
 bool ContactSheet::add(const std::string& caption, Picture picture) {
   const std::uint32_t tallest = std::max(tallest_, picture.height);
-  const Layout layout = layout_of(tiles_.size() + 1, columns_, width_, tallest);
-  if (layout.height > kMostPixels / layout.width) {
+  const Grid grid = grid_of(tiles_.size() + 1, columns_, width_, tallest);
+  if (grid.height > kMostPixels / grid.width) {
     return false;
   }
   tallest_ = tallest;
-  const std::size_t letters = std::max<std::size_t>(1, width_ / (kCaptionAdvance * kCaptionScale));
-  tiles_.push_back({caption.substr(0, letters), std::move(picture)});
+  tiles_.push_back({caption, std::move(picture)});
   return true;
 }
 
 Picture ContactSheet::picture() const {
-  const Layout layout = layout_of(tiles_.size(), columns_, width_, tallest_);
-  Picture sheet = blank_picture(static_cast<std::uint32_t>(layout.width),
-                                static_cast<std::uint32_t>(layout.height));
-  std::fill(sheet.bytes.begin(), sheet.bytes.end(), kGrey);
+  const Grid grid = grid_of(tiles_.size(), columns_, width_, tallest_);
+  Picture sheet = blank_picture(static_cast<std::uint32_t>(grid.width),
+                                static_cast<std::uint32_t>(grid.height));
+  std::fill(sheet.bytes.begin(), sheet.bytes.end(), kGray);
   for (std::uint32_t i = 0; i < tiles_.size(); ++i) {
-    const std::uint32_t x = kGap + i % layout.columns * layout.cell_width;
-    const std::uint32_t y = kGap + i / layout.columns * layout.cell_height;
+    const std::uint32_t x = kGap + i % grid.columns * grid.cell_width;
+    const std::uint32_t y = kGap + i / grid.columns * grid.cell_height;
     paste(sheet, tiles_[i].picture, x, y);
-    draw_caption(sheet, tiles_[i].caption, x, y + tallest_ + kGap / 2, kCaptionScale);
+    // A sheet without captions is better than none.
+    (void)draw_text(sheet, tiles_[i].caption,
+                    {.x = x, .y = y + tallest_ + kGap / 2, .most_width = width_});
   }
   return sheet;
 }

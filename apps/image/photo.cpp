@@ -163,23 +163,6 @@ std::vector<std::uint8_t> profile_of(const VipsImage* in, int channels) {
   return {bytes, bytes + size};
 }
 
-// Renders the image into memory of ours.
-bool render(VipsImage* in, Picture& picture) {
-  picture.width = static_cast<std::uint32_t>(in->Xsize);
-  picture.height = static_cast<std::uint32_t>(in->Ysize);
-  picture.channels = in->Bands;
-  picture.bits = has_wide_samples(in) ? 16 : 8;
-  picture.icc_profile = profile_of(in, in->Bands);
-  picture.bytes.resize(picture.row_bytes() * picture.height);
-  VipsImage* target = vips_image_new_from_memory(picture.bytes.data(), picture.bytes.size(),
-                                                 in->Xsize, in->Ysize, in->Bands, in->BandFmt);
-  const bool done = target != nullptr && vips_image_write(in, target) == 0;
-  if (target != nullptr) {
-    g_object_unref(target);
-  }
-  return done;
-}
-
 }  // namespace
 
 Descriptor open_photo_file(const std::string& path, std::string& error) {
@@ -295,15 +278,7 @@ std::optional<Picture> Photo::pixels(const PhotoArea& area, std::uint32_t width,
         in, out, x, y, std::clamp(static_cast<int>(area.width * ratio_x), 1, in->Xsize - x),
         std::clamp(static_cast<int>(area.height * ratio_y), 1, in->Ysize - y), nullptr);
   });
-  chain.then([&](VipsImage* in, VipsImage** out) {
-    return vips_resize(in, out, static_cast<double>(width) / in->Xsize, "vscale",
-                       static_cast<double>(height) / in->Ysize, nullptr);
-  });
-  // The scaled size is rounded inside libvips; the page needs exactly these pixels.
-  chain.then([&](VipsImage* in, VipsImage** out) {
-    return vips_embed(in, out, 0, 0, static_cast<int>(width), static_cast<int>(height), "extend",
-                      VIPS_EXTEND_COPY, nullptr);
-  });
+  add_scaling(chain, {width, height});
   chain.then(as_unsigned);
   if (orientation > 1 && orientation <= 8) {
     chain.then([](VipsImage* in, VipsImage** out) {  // rotation needs all rows at once
@@ -322,10 +297,15 @@ std::optional<Picture> Photo::pixels(const PhotoArea& area, std::uint32_t width,
     });
   }
   Picture picture;
-  if (chain.get() == nullptr || !render(chain.get(), picture)) {
+  if (chain.get() != nullptr) {
+    vips_error_clear();  // what the opened decoder reported and survived
+  }
+  // Where the first rows fail, a thread of libvips can end too early for its result to count.
+  if (chain.get() == nullptr || !render(chain.get(), picture) || *vips_error_buffer() != '\0') {
     error = vips_reason();
     return std::nullopt;
   }
+  picture.icc_profile = profile_of(chain.get(), picture.channels);
   return picture;
 }
 

@@ -6,6 +6,11 @@
 #include <string>
 #include <vector>
 
+struct PixelSize {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+};
+
 // Rows from the top, pixels from the left, samples of a pixel side by side: no padding anywhere.
 // 16-bit samples are two bytes each in the machine's own order.
 struct Picture {

@@ -49,4 +49,48 @@ VipsImage* vips_image_over(const Picture& picture) {
                                     picture.bits == 16 ? VIPS_FORMAT_USHORT : VIPS_FORMAT_UCHAR);
 }
 
+bool render(VipsImage* in, Picture& picture) {
+  picture.width = static_cast<std::uint32_t>(in->Xsize);
+  picture.height = static_cast<std::uint32_t>(in->Ysize);
+  picture.channels = in->Bands;
+  picture.bits = has_wide_samples(in) ? 16 : 8;
+  picture.bytes.resize(picture.row_bytes() * picture.height);
+  VipsImage* target = vips_image_over(picture);
+  const bool done = target != nullptr && vips_image_write(in, target) == 0;
+  if (target != nullptr) {
+    g_object_unref(target);
+  }
+  return done;
+}
+
+void add_scaling(Chain& chain, PixelSize size) {
+  const auto scale = [](int from, std::uint32_t to) { return static_cast<double>(to) / from; };
+  const auto width = static_cast<int>(size.width);
+  const auto height = static_cast<int>(size.height);
+  chain.then([&](VipsImage* in, VipsImage** out) {
+    return vips_resize(in, out, std::min(1.0, scale(in->Xsize, size.width)), "vscale",
+                       std::min(1.0, scale(in->Ysize, size.height)), nullptr);
+  });
+  // libvips rounds the size; the page needs exactly these pixels.
+  chain.then([&](VipsImage* in, VipsImage** out) {
+    return vips_embed(in, out, 0, 0, std::min(in->Xsize, width), std::min(in->Ysize, height),
+                      "extend", VIPS_EXTEND_COPY, nullptr);
+  });
+  chain.then([&](VipsImage* in, VipsImage** out) {
+    if (in->Xsize == width && in->Ysize == height) {
+      return vips_copy(in, out, nullptr);
+    }
+    // vips_resize() moves an image that it enlarges by half a pixel.
+    VipsInterpolate* bicubic = vips_interpolate_new("bicubic");
+    VipsArrayInt* area = vips_array_int_newv(4, 0, 0, width, height);
+    const int result =
+        vips_affine(in, out, scale(in->Xsize, size.width), 0, 0, scale(in->Ysize, size.height),
+                    "interpolate", bicubic, "oarea", area, "idx", 0.5, "idy", 0.5, "odx", -0.5,
+                    "ody", -0.5, "extend", VIPS_EXTEND_COPY, nullptr);
+    vips_area_unref(VIPS_AREA(area));
+    g_object_unref(bicubic);
+    return result;
+  });
+}
+
 }  // namespace k905

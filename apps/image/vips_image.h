@@ -19,6 +19,9 @@ namespace k905 {
 // there is no memory.
 [[nodiscard]] VipsImage* vips_image_over(const Picture& picture);
 
+// Renders the image into memory of ours. Its profile is left out.
+[[nodiscard]] bool render(VipsImage* in, Picture& picture);
+
 [[nodiscard]] inline bool has_wide_samples(const VipsImage* in) {
   return vips_format_sizeof(in->BandFmt) > 1;
 }
@@ -31,6 +34,14 @@ class Chain {
   ~Chain() { replace(nullptr); }
   Chain(const Chain&) = delete;
   Chain& operator=(const Chain&) = delete;
+
+  // Begins with what `operation(&out)` makes.
+  template <class Operation>
+  Chain& start(Operation operation) {
+    VipsImage* out = nullptr;
+    replace(operation(&out) == 0 ? out : nullptr);
+    return *this;
+  }
 
   // `operation(in, &out)` returns 0 on success, as all of libvips does.
   template <class Operation>
@@ -56,5 +67,8 @@ class Chain {
 
   VipsImage* image_;
 };
+
+// Adds what scales to exactly that size: shrinking averages, enlarging interpolates.
+void add_scaling(Chain& chain, PixelSize size);
 
 }  // namespace k905

@@ -5,9 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string_view>
 
 #include "apps/base/write_whole.h"
@@ -30,6 +33,37 @@ VipsInterpretation interpretation_of(const Picture& picture) {
     return picture.channels == 1 ? VIPS_INTERPRETATION_GREY16 : VIPS_INTERPRETATION_RGB16;
   }
   return picture.channels == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
+}
+
+// As the PNG format counts it; pHYs is short, so bit by bit will do.
+std::uint32_t crc_of(std::string_view bytes) {
+  std::uint32_t crc = 0xFFFFFFFF;
+  for (const char byte : bytes) {
+    crc ^= static_cast<unsigned char>(byte);
+    for (int bit = 0; bit < 8; ++bit) {
+      crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320U : 0);
+    }
+  }
+  return ~crc;
+}
+
+void put_number(char* to, std::uint32_t number) {
+  for (int i = 0; i < 4; ++i) {
+    to[i] = static_cast<char>(number >> (24 - 8 * i));
+  }
+}
+
+// libvips 8.16 writes the horizontal density for both directions.
+void correct_vertical_density(std::span<char> png, double per_millimeter) {
+  constexpr std::size_t body = 13;  // the name of the chunk, two numbers and the unit
+  const std::string_view name = "pHYs";
+  const auto chunk = std::ranges::search(png, name);
+  if (static_cast<std::size_t>(chunk.end() - chunk.begin()) == 0) {
+    return;
+  }
+  char* start = &*chunk.begin();
+  put_number(start + 8, static_cast<std::uint32_t>(std::lround(per_millimeter * 1000)));
+  put_number(start + body, crc_of({start, body}));
 }
 
 bool write_file(int descriptor, std::string_view bytes, std::string& error) {
@@ -84,6 +118,7 @@ bool write_png(const std::string& path, const Picture& picture, PixelDensity den
     error = k905::vips_reason();
     return false;
   }
+  correct_vertical_density({static_cast<char*>(bytes), size}, per_millimeter(density.vertical_dpi));
   const bool written = write_to_path(path, {static_cast<const char*>(bytes), size}, error);
   g_free(bytes);
   return written;

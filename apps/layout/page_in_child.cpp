@@ -1,8 +1,9 @@
-// The child sends its answer through an anonymous file: a fixed head, the texts, the pixels.
+// The child sends its answer through an anonymous file: a text, the pixels.
 #include "apps/layout/page_in_child.h"
 
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <cstring>
 #include <exception>
 #include <iterator>
+#include <string_view>
 #include <vector>
 
 #include "apps/base/descriptor.h"
@@ -23,37 +25,18 @@ namespace k905 {
 namespace {
 
 constexpr const char* kChild = "k905-print: photo decoder";  // its name for ps
-constexpr rlim_t kMostMemory = rlim_t{1} << 30;              // address space, in bytes
-constexpr rlim_t kMostSeconds = 120;                         // of processor time
+constexpr int kExitPage = 0;
+constexpr int kExitBroken = 1;
+constexpr int kExitError = 3;                    // the answer says what is wrong
+constexpr rlim_t kMostMemory = rlim_t{1} << 30;  // address space, in bytes
+constexpr rlim_t kMostSeconds = 120;             // of processor time
 
-struct Head {
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
-  std::int32_t channels = 0;
-  std::uint32_t warning_length = 0;
-  std::uint32_t error_length = 0;  // not 0: there is no page
-};
-
-bool write_bytes(int descriptor, const void* bytes, std::size_t count) {
-  return write_whole(descriptor, {static_cast<const char*>(bytes), count});
-}
-
-bool write_answer(int out, const std::optional<Prepared>& prepared, const std::string& error) {
-  Head head;
-  if (prepared) {
-    head = {prepared->page.width, prepared->page.height, prepared->page.channels,
-            static_cast<std::uint32_t>(prepared->warning.size()), 0};
-  } else {
-    head.error_length = static_cast<std::uint32_t>(error.size());
-  }
-  if (!write_bytes(out, &head, sizeof head)) {
-    return false;
-  }
-  if (!prepared) {
-    return write_bytes(out, error.data(), error.size());
-  }
-  return write_bytes(out, prepared->warning.data(), prepared->warning.size()) &&
-         write_bytes(out, prepared->page.bytes.data(), prepared->page.bytes.size());
+// The text, which ends with a NUL: a warning, or why there is no page.
+bool write_answer(int out, const Prepared& prepared, const std::string& error) {
+  const std::string& text = error.empty() ? prepared.warning : error;
+  const auto& bytes = prepared.page.bytes;
+  return write_whole(out, {text.c_str(), text.size() + 1}) &&
+         write_whole(out, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 void limit_this_process() {
@@ -108,45 +91,37 @@ int make_page(int out, const SheetPlace& place, const Preparation& options) {
   } catch (const std::exception&) {
     error = "not enough memory for the photo";
   }
-  return write_answer(out, prepared, error) ? 0 : 1;
+  if (!write_answer(out, prepared.value_or(Prepared{}), error)) {
+    return kExitBroken;
+  }
+  return prepared ? kExitPage : kExitError;
 }
 
-bool read_bytes(int descriptor, void* bytes, std::size_t count) {
-  auto* to = static_cast<char*>(bytes);
-  while (count > 0) {
-    const ssize_t got = read(descriptor, to, count);
-    if (got < 0 && errno == EINTR) {
-      continue;
-    }
-    if (got <= 0) {
-      return false;
-    }
-    to += got;
-    count -= static_cast<std::size_t>(got);
-  }
-  return true;
-}
-
-std::optional<Prepared> read_answer(int in, std::string& error) {
-  Head head;
-  if (lseek(in, 0, SEEK_SET) != 0 || !read_bytes(in, &head, sizeof head)) {
-    error = "the decoder gave no answer";
+// The page follows the text; its size is known.
+std::optional<Prepared> read_answer(int in, bool has_page, const SheetPlace& place,
+                                    std::string& error) {
+  struct stat status {};
+  if (fstat(in, &status) != 0) {
+    error = std::strerror(errno);
     return std::nullopt;
   }
-  if (head.error_length != 0) {
-    error.resize(head.error_length);
-    (void)read_bytes(in, error.data(), error.size());
+  const auto size = static_cast<std::size_t>(status.st_size);
+  void* mapped = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, in, 0);
+  if (mapped == MAP_FAILED) {
+    error = kNotEnoughMemory;
     return std::nullopt;
   }
-  Prepared prepared;
-  prepared.page.width = head.width;
-  prepared.page.height = head.height;
-  prepared.page.channels = head.channels;
-  prepared.warning.resize(head.warning_length);
-  prepared.page.bytes.resize(prepared.page.row_bytes() * head.height);
-  if (!read_bytes(in, prepared.warning.data(), prepared.warning.size()) ||
-      !read_bytes(in, prepared.page.bytes.data(), prepared.page.bytes.size())) {
-    error = "the decoder's answer is incomplete";
+  const std::string_view answer(static_cast<const char*>(mapped), size);
+  const std::string text(answer.substr(0, answer.find('\0')));
+  const std::string_view pixels = answer.substr(text.size() + 1);
+  Prepared prepared{.page = {}, .warning = text};
+  prepared.page.width = place.page_width;
+  prepared.page.height = place.page_height;
+  prepared.page.channels = static_cast<int>(pixels.size() / place.page_width / place.page_height);
+  prepared.page.bytes.assign(pixels.begin(), pixels.end());
+  munmap(mapped, size);
+  if (!has_page) {
+    error = text;
     return std::nullopt;
   }
   return prepared;
@@ -176,11 +151,12 @@ std::optional<Prepared> page_in_child(const std::string& path, const SheetPlace&
     error = kNotEnoughMemory;
     return std::nullopt;
   }
-  if (child.wait().code() != 0) {
+  const int status = child.wait().code();
+  if (status != kExitPage && status != kExitError) {
     error = "the photo cannot be decoded: it is malformed or needs too much memory or time";
     return std::nullopt;
   }
-  return read_answer(answer.get(), error);
+  return read_answer(answer.get(), status == kExitPage, place, error);
 }
 
 std::optional<int> make_page_as_child(int argc, char** argv) {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "apps/image/profile_conversion.h"
-#include "apps/image/scale.h"
+#include "apps/image/resize.h"
 
 namespace {
 
@@ -35,19 +35,6 @@ bool suits_rotated(const Photo& photo, const SheetPlace& place) {
          (width < height && place.seen_width > sheet_height);
 }
 
-std::uint32_t bounded(double length, std::uint32_t most) {
-  return static_cast<std::uint32_t>(std::clamp(std::floor(length + 0.5), 1.0, double{1.0} * most));
-}
-
-// The largest part of `whole` whose width is `shape` times its height.
-PixelSize largest_part(PixelSize whole, double shape) {
-  const double own = static_cast<double>(whole.width) / whole.height;
-  if (own > shape) {
-    return {bounded(whole.height * shape, whole.width), whole.height};
-  }
-  return {whole.width, bounded(whole.width / shape, whole.height)};
-}
-
 void make_8_bit(Picture& picture) {
   if (picture.bits == 8) {
     return;
@@ -59,19 +46,6 @@ void make_8_bit(Picture& picture) {
   }
   picture.bytes.resize(picture.bytes.size() / 2);
   picture.bits = 8;
-}
-
-Picture on_white(const Picture& picture, PixelSize size) {
-  if (picture.width == size.width && picture.height == size.height) {
-    return picture;
-  }
-  Picture sheet;
-  sheet.width = size.width;
-  sheet.height = size.height;
-  sheet.channels = picture.channels;
-  sheet.bytes.assign(sheet.row_bytes() * sheet.height, 0xFF);
-  paste(sheet, picture, (size.width - picture.width) / 2, (size.height - picture.height) / 2);
-  return sheet;
 }
 
 // What is read of the stored photo, and the pixels that it becomes before it is put upright.

@@ -1,11 +1,58 @@
 #include "apps/layout/raster_writer.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 #include <utility>
 
 #include "apps/base/write_whole.h"
+
+namespace {
+
+// A row of a page in as many channels as the printer's stream shall have.
+void convert_row(const Picture& page, std::uint32_t y, std::vector<std::uint8_t>& row,
+                 std::size_t channels) {
+  row.resize(page.width * channels);
+  const std::uint8_t* from = page.bytes.data() + y * page.row_bytes();
+  for (std::size_t x = 0; x < page.width; ++x) {
+    if (channels == 3) {
+      std::fill_n(row.data() + 3 * x, 3, from[x]);
+    } else {
+      const std::uint8_t* pixel = from + 3 * x;
+      row[x] = static_cast<std::uint8_t>((pixel[0] * 299 + pixel[1] * 587 + pixel[2] * 114 + 500) /
+                                         1000);
+    }
+  }
+}
+
+}  // namespace
+
+cups_page_header2_t page_header(const PaperConfig& paper, PixelSize size, unsigned vertical_dpi) {
+  cups_page_header2_t header{};
+  header.HWResolution[0] = 300;
+  header.HWResolution[1] = vertical_dpi;
+  header.NumCopies = 1;
+  header.cupsWidth = size.width;
+  header.cupsHeight = size.height;
+  header.cupsBitsPerColor = 8;
+  header.cupsBitsPerPixel = 24;
+  header.cupsBytesPerLine = 3 * size.width;
+  header.cupsColorOrder = CUPS_ORDER_CHUNKED;
+  header.cupsColorSpace = CUPS_CSPACE_RGB;
+  header.cupsNumColors = 3;
+  header.cupsBorderlessScalingFactor = 1.0F;
+  const float points[] = {paper.page_width_pt, paper.page_height_pt};
+  for (int i = 0; i < 2; ++i) {
+    header.PageSize[i] = header.ImagingBoundingBox[i + 2] =
+        static_cast<unsigned>(std::lround(points[i]));
+    header.cupsPageSize[i] = header.cupsImagingBBox[i + 2] = points[i];
+  }
+  std::snprintf(header.cupsPageSizeName, sizeof header.cupsPageSizeName, "%s", paper.ppd_name);
+  return header;
+}
 
 RasterWriter::RasterWriter(Sink sink, bool compressed)
     : sink_(std::move(sink)),
@@ -29,17 +76,36 @@ ssize_t RasterWriter::write_bytes(void* context, unsigned char* bytes, std::size
   return writer.sink_error_ == nullptr ? static_cast<ssize_t>(count) : -1;
 }
 
-bool RasterWriter::write_page(const PagePlan& plan, const Picture& picture, std::string& error) {
-  cups_page_header2_t header = make_page_header(plan, picture.width, picture.height);
+bool RasterWriter::write_page(cups_page_header2_t header, const Rows& rows, std::string& error) {
   bool written = raster_ != nullptr && cupsRasterWriteHeader2(raster_, &header) != 0;
-  std::vector<std::uint8_t> line;
-  for (std::uint32_t y = 0; written && y < picture.height; ++y) {
-    encode_line(picture, y, *plan.format, plan.colour_space, line);
-    const auto size = static_cast<unsigned>(line.size());
-    written = cupsRasterWritePixels(raster_, line.data(), size) == size;
+  for (std::uint32_t y = 0; written && y < header.cupsHeight; ++y) {
+    // libcups reads the line only.
+    auto* line = const_cast<std::uint8_t*>(rows(y));
+    written =
+        cupsRasterWritePixels(raster_, line, header.cupsBytesPerLine) == header.cupsBytesPerLine;
   }
   if (!written) {
     error = sink_error_ != nullptr ? sink_error_ : "libcups refuses the page";
   }
   return written;
+}
+
+bool RasterWriter::write_page(const SheetPlace& place, const Picture& page, std::string& error) {
+  cups_page_header2_t header =
+      page_header(*place.paper, {page.width, page.height}, place.fine ? 600 : 300);
+  if (place.grey) {
+    header.cupsBitsPerPixel = 8;
+    header.cupsBytesPerLine = page.width;
+    header.cupsColorSpace = CUPS_CSPACE_W;
+    header.cupsNumColors = 1;
+  }
+  std::vector<std::uint8_t> converted;
+  const auto rows = [&](std::uint32_t y) {
+    if (header.cupsNumColors == static_cast<unsigned>(page.channels)) {
+      return page.bytes.data() + y * page.row_bytes();
+    }
+    convert_row(page, y, converted, header.cupsNumColors);
+    return static_cast<const std::uint8_t*>(converted.data());
+  };
+  return write_page(header, rows, error);
 }

@@ -1,4 +1,4 @@
-// A raster stream on a descriptor or to whoever takes its bytes, written by libcups.
+// Raster pages for the filter on a descriptor or to whoever takes the bytes, written by libcups.
 #pragma once
 
 #include <cups/raster.h>
@@ -8,12 +8,18 @@
 #include <string>
 
 #include "apps/image/picture.h"
-#include "apps/layout/page_header.h"
+#include "apps/layout/sheet_place.h"
+
+// The header of a page of 8-bit RGB, as the print system's own filters would fill it.
+[[nodiscard]] cups_page_header2_t page_header(const PaperConfig& paper, PixelSize size,
+                                              unsigned vertical_dpi);
 
 class RasterWriter {
  public:
   // Takes all bytes and returns null, or says why it cannot.
   using Sink = std::function<const char*(const std::uint8_t* bytes, std::size_t count)>;
+  // Row y of a page, valid until the next call.
+  using Rows = std::function<const std::uint8_t*(std::uint32_t y)>;
 
   // `compressed` lets libcups squeeze the lines.
   RasterWriter(Sink sink, bool compressed);
@@ -23,9 +29,10 @@ class RasterWriter {
   RasterWriter(const RasterWriter&) = delete;
   RasterWriter& operator=(const RasterWriter&) = delete;
 
-  // One page that shows the picture pixel by pixel. False with `error` filled when it cannot be
-  // written.
-  bool write_page(const PagePlan& plan, const Picture& picture, std::string& error);
+  // One page. False with `error` filled when it cannot be written.
+  bool write_page(cups_page_header2_t header, const Rows& rows, std::string& error);
+  // The page that page_for() made: 8 bits, gray or RGB as the place says.
+  bool write_page(const SheetPlace& place, const Picture& page, std::string& error);
 
  private:
   static ssize_t write_bytes(void* context, unsigned char* bytes, std::size_t count);

@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/image/picture.h"
 #include "paper/paper_table.h"
-
-struct Picture;
 
 // A rectangle of the seen sheet that holds a page (or, on a sheet that two pages share, half of
 // it). Pixels from the top left of the seen sheet; may reach beyond it.
@@ -44,10 +43,6 @@ struct SheetPlace {
 
 // The picture's pixels before they become a page: per side the smaller of page and seen sheet, so
 // that they are scaled once and never twice.
-struct PixelSize {
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
-};
 [[nodiscard]] PixelSize picture_size(const SheetPlace& place);
 
 // For each column and row of the page that goes to the filter, the column or row of the picture (of

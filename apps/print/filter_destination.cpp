@@ -19,7 +19,6 @@
 #include "apps/base/nameless_file.h"
 #include "apps/base/spawn.h"
 #include "apps/image/profile_file.h"
-#include "apps/layout/page_plan.h"
 #include "apps/layout/raster_writer.h"
 #include "apps/print/output_file.h"
 #include "filter/cancel_signals.h"
@@ -66,7 +65,7 @@ class FilterDestination final : public Destination {
   }
 
   [[nodiscard]] bool page(const Picture& page, std::string& error) override {
-    if (trouble_ == Trouble::none && writer_->write_page(page_plan(place_), page, error)) {
+    if (trouble_ == Trouble::none && writer_->write_page(place_, page, error)) {
       ++pages_;
       return true;
     }

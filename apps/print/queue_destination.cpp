@@ -6,7 +6,6 @@
 
 #include "apps/base/cups_handles.h"
 #include "apps/base/queue_ppd.h"
-#include "apps/layout/page_plan.h"
 #include "apps/layout/raster_writer.h"
 #include "apps/print/queue_jobs.h"
 
@@ -138,7 +137,7 @@ class QueueDestination final : public Destination {
 
   [[nodiscard]] bool page(const Picture& page, std::string& error) override {
     if ((!writer_ && !start_document(error)) ||
-        !writer_->write_page(page_plan(place_), page, error)) {
+        !writer_->write_page(place_, page, error)) {
       error = "job " + std::to_string(job_) + " on " + queue_ + ": " + error;
       abandon();
       return false;

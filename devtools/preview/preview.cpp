@@ -15,7 +15,7 @@
 #include "apps/image/contact_sheet.h"
 #include "apps/image/photo.h"
 #include "apps/image/profile_conversion.h"
-#include "apps/image/scale.h"
+#include "apps/image/resize.h"
 #include "apps/image/sheet_picture.h"
 #include "apps/image/write_png.h"
 #include "apps/wire/stream_dump.h"
@@ -51,7 +51,7 @@ Picture reduced(const Picture& picture, std::uint32_t width, PixelDensity densit
   const double shape = static_cast<double>(picture.height) / picture.width *
                        density.horizontal_dpi / density.vertical_dpi;
   const auto height = static_cast<std::uint32_t>(std::clamp(width * shape + 0.5, 1.0, tallest));
-  return scaled(picture, width, height);
+  return scaled(picture, {width, height});
 }
 
 struct NamedFile {

@@ -12,10 +12,11 @@
 #include "apps/base/program.h"
 #include "apps/base/progress.h"
 #include "apps/image/photo.h"
-#include "apps/image/scale.h"
-#include "apps/image/test_pictures.h"
+#include "apps/image/resize.h"
 #include "apps/image/write_png.h"
 #include "apps/layout/raster_writer.h"
+#include "devtools/raster/page_plan.h"
+#include "devtools/raster/test_pictures.h"
 
 namespace {
 
@@ -183,29 +184,21 @@ std::optional<std::string> make_plan(const Wishes& wishes, PagePlan& plan) {
   return std::nullopt;
 }
 
-void wanted_pixels(const PagePlan& plan, unsigned& width, unsigned& height) {
-  width = plan.width;
-  height = plan.height;
-  if (plan.size == PageSize::page) {
-    page_pixels(plan, width, height);
-  }
+PixelSize wanted_pixels(const PagePlan& plan) {
+  return plan.size == PageSize::page ? page_pixels(plan) : PixelSize{plan.width, plan.height};
 }
 
 // "test:NAME" in the size of the page, "test:NAME:WxH" in its own.
 std::optional<Picture> draw_named(const std::string& text, const PagePlan& plan,
                                   std::string& error) {
   const std::string name = text.substr(0, text.find(':'));
-  unsigned width = 1800;
-  unsigned height = 1200;
-  if (name.size() < text.size()) {
-    if (!parse_size(text.substr(name.size() + 1), width, height)) {
-      error = "the size of a test picture is written WxH";
-      return std::nullopt;
-    }
-  } else if (plan.size != PageSize::picture) {
-    wanted_pixels(plan, width, height);
+  PixelSize size = plan.size == PageSize::picture ? PixelSize{1800, 1200} : wanted_pixels(plan);
+  if (name.size() < text.size() &&
+      !parse_size(text.substr(name.size() + 1), size.width, size.height)) {
+    error = "the size of a test picture is written WxH";
+    return std::nullopt;
   }
-  std::optional<Picture> picture = draw_test_picture(name, width, height);
+  std::optional<Picture> picture = draw_test_picture(name, size.width, size.height);
   if (!picture) {
     error = "no such test picture (see --list)";
   }
@@ -228,12 +221,9 @@ Picture page_of(const Picture& picture, const PagePlan& plan, Fit fit) {
   if (plan.size == PageSize::picture) {
     return picture;
   }
-  unsigned width = 0;
-  unsigned height = 0;
-  wanted_pixels(plan, width, height);
   // A page that the filter will turn has its two resolutions exchanged.
   const double density = plan.vertical_dpi / static_cast<double>(plan.horizontal_dpi);
-  return fitted(picture, width, height, fit, plan.turned() ? 1 / density : density);
+  return fitted(picture, wanted_pixels(plan), fit, plan.turned() ? 1 / density : density);
 }
 
 class Output {
@@ -280,7 +270,13 @@ bool write_page(const std::string& name, const PagePlan& plan, const Wishes& wis
     error = wishes.page_png + ": " + error;
     return false;
   }
-  if (!writer.write_page(plan, page, error)) {
+  std::vector<std::uint8_t> line;
+  const auto rows = [&](std::uint32_t y) {
+    encode_line(page, y, *plan.format, plan.colour_space, line);
+    return line.data();
+  };
+  const cups_page_header2_t header = make_page_header(plan, {page.width, page.height});
+  if (!writer.write_page(header, rows, error)) {
     error = "the raster cannot be written: " + error;
     return false;
   }

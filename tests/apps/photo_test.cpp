@@ -130,7 +130,10 @@ TEST(PhotoPng, SizeAboveTheLimitIsNamed) {
 }
 
 TEST(PhotoPng, LargeHeaderWithoutPixelsIsAnError) {
-  EXPECT_NE(error_of(png_without_pixels(16384, 1)), "no error");
+  const std::string file = png_without_pixels(16384, 1);
+  for (int i = 0; i < 100; ++i) {  // libvips reports it nearly always
+    ASSERT_NE(error_of(file), "no error") << i;
+  }
 }
 
 TEST(PhotoPng, DamagedHeaderIsAnError) {

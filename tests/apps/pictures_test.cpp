@@ -9,10 +9,10 @@
 
 #include "apps/image/contact_sheet.h"
 #include "apps/image/photo.h"
-#include "apps/image/scale.h"
+#include "apps/image/resize.h"
 #include "apps/image/sheet_picture.h"
-#include "apps/image/test_pictures.h"
 #include "apps/image/write_png.h"
+#include "devtools/raster/test_pictures.h"
 #include "tests/apps/picture_files.h"
 #include "tests/support/child_process.h"
 
@@ -60,8 +60,9 @@ TEST(WritePng, TheDensityIsInDotsPerMetre) {
   const ScratchFolder folder;
   std::string error;
   ASSERT_TRUE(write_png(folder.path() + "/x.png", blank_picture(1, 1), {300, 600}, error));
-  // 300 and 600 dpi are 11811 (0x2e23) and 23622 (0x5c46) dots per metre.
-  EXPECT_THAT(folder.read("x.png").value_or(""), HasSubstr("pHYs\0\0\x2e\x23\0\0\x5c\x46\x01"s));
+  // 300 and 600 dpi are 11811 (0x2e23) and 23622 (0x5c46) dots per metre; the CRC is zlib's.
+  EXPECT_THAT(folder.read("x.png").value_or(""),
+              HasSubstr("pHYs\0\0\x2e\x23\0\0\x5c\x46\x01\x37\x5a\x1c\xaa"s));
 }
 
 TEST(WritePng, AFullDiskIsAnErrorAndTheDeviceStays) {
@@ -140,59 +141,75 @@ TEST(EightBitColours, SixteenBitsAreRoundedAndGreyIsAllThree) {
 
 TEST(Scaled, ItsOwnSizeChangesNothing) {
   const Picture noise = *draw_test_picture("noise", 37, 23);
-  EXPECT_EQ(scaled(noise, 37, 23).bytes, noise.bytes);
+  EXPECT_EQ(scaled(noise, {37, 23}).bytes, noise.bytes);
 }
 
 TEST(Scaled, OnePlainColourStaysPlainAtAnySize) {
-  Picture plain = grey_picture(7, 5, std::vector<std::uint8_t>(35, 93));
-  for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {50, 40}, {1, 40}, {50, 1}}) {
-    EXPECT_THAT(scaled(plain, width, height).bytes, Each(93)) << width << " x " << height;
+  const Picture plain = grey_picture(7, 5, std::vector<std::uint8_t>(35, 93));
+  for (const PixelSize size : {PixelSize{1, 1}, {3, 2}, {50, 40}, {1, 40}, {50, 1}}) {
+    const Picture other = scaled(plain, size);
+    EXPECT_EQ(other.bytes.size(), size.width * size.height);
+    EXPECT_THAT(other.bytes, Each(93)) << size.width << " x " << size.height;
   }
 }
 
-TEST(Scaled, HalfTheSizeWeighsTheNeighboursAsATriangle) {
-  // The middle of the two lies between samples 1 and 2; the triangle reaches two samples to each
-  // side: weights 1, 3, 3, 1 of 8 for the samples 0 to 3 (the outer ones fall out at the edges).
-  const Picture picture = grey_picture(8, 1, {0, 0, 0, 80, 80, 160, 0, 0});
-  const Picture half = scaled(picture, 4, 1);
-  // Sample 1: 0, 0, 80 (samples 1..4 weigh 1, 3, 3, 1): (0 + 0 + 240 + 80) / 8 = 40.
-  EXPECT_EQ(half.bytes[1], 40);
-  // Sample 2: samples 3..6: (80 + 240 + 480 + 0) / 8 = 100.
-  EXPECT_EQ(half.bytes[2], 100);
+TEST(Scaled, NothingIsSkippedWhenAPictureShrinks) {
+  // One column in eight is white: an eighth of the size is the average everywhere.
+  Picture lines = grey_picture(800, 8, std::vector<std::uint8_t>(6400, 0));
+  for (std::size_t i = 3; i < lines.bytes.size(); i += 8) {
+    lines.bytes[i] = 240;
+  }
+  EXPECT_THAT(scaled(lines, {100, 1}).bytes, Each(AllOf(Ge(20), Le(40))));
+}
+
+TEST(Scaled, AnEnlargedPictureStaysInItsPlace) {
+  const std::vector<std::uint8_t> line{10, 50, 90};
+  EXPECT_EQ(scaled(grey_picture(3, 1, line), {3, 2}).bytes,
+            (std::vector<std::uint8_t>{10, 50, 90, 10, 50, 90}));
+  EXPECT_EQ(scaled(grey_picture(1, 3, line), {2, 3}).bytes,
+            (std::vector<std::uint8_t>{10, 10, 50, 50, 90, 90}));
+  const Picture wide = scaled(grey_picture(3, 1, line), {9, 1});
+  for (std::size_t i = 0; i < 9; ++i) {
+    EXPECT_NEAR(wide.bytes[i] + wide.bytes[8 - i], 100, 1) << i;
+  }
 }
 
 TEST(Scaled, AThreadOfAMillionPixelsIsNoTrouble) {
   const Picture thread = grey_picture(1, 1000000, std::vector<std::uint8_t>(1000000, 50));
-  const Picture page = scaled(thread, 1920, 1240);
+  const Picture page = scaled(thread, {1920, 1240});
   EXPECT_EQ(page.bytes.size(), 1920U * 1240U);
   EXPECT_THAT(std::vector<std::uint8_t>(page.bytes.begin(), page.bytes.begin() + 5000), Each(50));
 }
 
 TEST(Fitted, FillCutsBothEndsEvenly) {
   const Picture wide = grey_picture(4, 2, {1, 2, 3, 4, 5, 6, 7, 8});
-  EXPECT_THAT(fitted(wide, 2, 2, Fit::fill).bytes, ElementsAre(2, 3, 6, 7));
+  EXPECT_THAT(fitted(wide, {2, 2}, Fit::fill).bytes, ElementsAre(2, 3, 6, 7));
   const Picture tall = grey_picture(2, 4, {1, 2, 3, 4, 5, 6, 7, 8});
-  EXPECT_THAT(fitted(tall, 2, 2, Fit::fill).bytes, ElementsAre(3, 4, 5, 6));
+  EXPECT_THAT(fitted(tall, {2, 2}, Fit::fill).bytes, ElementsAre(3, 4, 5, 6));
 }
 
 TEST(Fitted, WholeLeavesWhiteAtBothEnds) {
   const Picture wide = grey_picture(2, 1, {10, 10});
-  EXPECT_THAT(fitted(wide, 2, 3, Fit::whole).bytes, ElementsAre(255, 255, 10, 10, 255, 255));
+  EXPECT_THAT(fitted(wide, {2, 3}, Fit::whole).bytes, ElementsAre(255, 255, 10, 10, 255, 255));
   const Picture tall = grey_picture(1, 2, {10, 10});
-  EXPECT_THAT(fitted(tall, 3, 2, Fit::whole).bytes, ElementsAre(255, 10, 255, 255, 10, 255));
+  EXPECT_THAT(fitted(tall, {3, 2}, Fit::whole).bytes, ElementsAre(255, 10, 255, 255, 10, 255));
 }
 
 TEST(Fitted, StretchTouchesEveryPixel) {
   const Picture wide = grey_picture(2, 1, {10, 10});
-  EXPECT_THAT(fitted(wide, 2, 3, Fit::stretch).bytes, Each(10));
+  EXPECT_THAT(fitted(wide, {2, 3}, Fit::stretch).bytes, Each(10));
 }
 
 TEST(Fitted, RowsOfHalfTheHeightKeepTheShape) {
-  // 4 x 8 pixels with rows twice as dense are a square: nothing of a square picture is cut.
-  const Picture square = grey_picture(2, 2, {0, 255, 0, 255});
-  const Picture page = fitted(square, 4, 8, Fit::fill, 2.0);
-  EXPECT_EQ(page.bytes[0], 0);
-  EXPECT_EQ(page.bytes[3], 255);
+  // 4 x 8 pixels with rows twice as dense are a square: nothing of a square picture is cut, and
+  // nothing is left white.
+  const Picture square = grey_picture(2, 2, {10, 90, 10, 90});
+  for (const Fit fit : {Fit::fill, Fit::whole}) {
+    const Picture page = fitted(square, {4, 8}, fit, 2.0);
+    EXPECT_NEAR(page.bytes[0], 10, 8);
+    EXPECT_NEAR(page.bytes[3], 90, 8);
+    EXPECT_NEAR(page.bytes[28], 10, 8);
+  }
 }
 
 // --- drawn pictures

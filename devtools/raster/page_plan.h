@@ -1,14 +1,13 @@
-// The raster header of a page, as the print system's own filters would fill it.
+// What the user chose about the pages, and the raster header that follows from it.
 #pragma once
 
 #include <cups/raster.h>
 
-#include "apps/layout/page_format.h"
+#include "devtools/raster/page_format.h"
 #include "paper/paper_table.h"
 
 enum class PageSize { page, picture, pixels };
 
-// All that the user may choose about the pages.
 struct PagePlan {
   const PaperConfig* paper = nullptr;
   const PageFormat* format = &page_formats[0];
@@ -28,7 +27,6 @@ struct PagePlan {
 };
 
 // The pixels of the paper's page at the plan's resolution, turned where the plan says so.
-void page_pixels(const PagePlan& plan, unsigned& width, unsigned& height);
+[[nodiscard]] PixelSize page_pixels(const PagePlan& plan);
 
-[[nodiscard]] cups_page_header2_t make_page_header(const PagePlan& plan, unsigned width,
-                                                   unsigned height);
+[[nodiscard]] cups_page_header2_t make_page_header(const PagePlan& plan, PixelSize size);

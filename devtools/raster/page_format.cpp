@@ -1,4 +1,4 @@
-#include "apps/layout/page_format.h"
+#include "devtools/raster/page_format.h"
 
 #include <algorithm>
 #include <cstring>

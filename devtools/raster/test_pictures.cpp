@@ -1,9 +1,9 @@
-#include "apps/image/test_pictures.h"
+#include "devtools/raster/test_pictures.h"
 
 #include <algorithm>
 #include <array>
 
-#include "apps/image/landscape.h"
+#include "devtools/raster/landscape.h"
 
 namespace {
 

@@ -1,0 +1,83 @@
+#include "apps/image/resize.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "apps/image/vips_image.h"
+
+namespace {
+
+std::uint32_t bounded(double length, std::uint32_t most) {
+  return static_cast<std::uint32_t>(std::clamp(std::floor(length + 0.5), 1.0, double{1.0} * most));
+}
+
+bool has_size(const Picture& picture, PixelSize size) {
+  return picture.width == size.width && picture.height == size.height;
+}
+
+// In memory only the memory can be short.
+Picture rendered(const k905::Chain& chain) {
+  Picture result;
+  if (chain.get() == nullptr || !k905::render(chain.get(), result)) {
+    throw std::bad_alloc();
+  }
+  return result;
+}
+
+}  // namespace
+
+PixelSize largest_part(PixelSize whole, double shape) {
+  const double own = static_cast<double>(whole.width) / whole.height;
+  if (own > shape) {
+    return {bounded(whole.height * shape, whole.width), whole.height};
+  }
+  return {whole.width, bounded(whole.width / shape, whole.height)};
+}
+
+Picture cropped(const Picture& picture, PixelSize size) {
+  k905::Chain chain(k905::vips_image_over(picture));
+  chain.then([&](VipsImage* in, VipsImage** out) {
+    return vips_extract_area(in, out, static_cast<int>((picture.width - size.width) / 2),
+                             static_cast<int>((picture.height - size.height) / 2),
+                             static_cast<int>(size.width), static_cast<int>(size.height), nullptr);
+  });
+  return rendered(chain);
+}
+
+Picture scaled(const Picture& picture, PixelSize size) {
+  if (has_size(picture, size)) {
+    return picture;
+  }
+  k905::Chain chain(k905::vips_image_over(picture));
+  k905::add_scaling(chain, size);
+  return rendered(chain);
+}
+
+Picture on_white(const Picture& picture, PixelSize size) {
+  if (has_size(picture, size)) {
+    return picture;
+  }
+  k905::Chain chain(k905::vips_image_over(picture));
+  chain.then([&](VipsImage* in, VipsImage** out) {
+    return vips_embed(in, out, static_cast<int>((size.width - picture.width) / 2),
+                      static_cast<int>((size.height - picture.height) / 2),
+                      static_cast<int>(size.width), static_cast<int>(size.height), "extend",
+                      VIPS_EXTEND_WHITE, nullptr);
+  });
+  return rendered(chain);
+}
+
+Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density) {
+  const double pixel_shape = density;  // width over height of a pixel
+  const double own = static_cast<double>(picture.width) / picture.height;
+  const double wanted = static_cast<double>(size.width) / size.height * pixel_shape;
+  if (fit == Fit::fill) {
+    const PixelSize part = largest_part({picture.width, picture.height}, wanted);
+    return scaled(cropped(picture, part), size);
+  }
+  if (fit == Fit::whole) {
+    return on_white(scaled(picture, largest_part(size, own / pixel_shape)), size);
+  }
+  return scaled(picture, size);
+}
