@@ -89,7 +89,8 @@ void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine
     const uint8x8_t red = blend_eight(upper, lower, rough, rest);
     const uint8x8_t green = blend_eight(upper + kPixels, lower + kPixels, rough, rest);
     const uint8x8_t blue = blend_eight(upper + 2 * kPixels, lower + 2 * kPixels, rough, rest);
-    vst3_u8(row + 3 * x, uint8x8x3_t{{red, green, blue}});
+    const uint8x8x3_t pixels = {{red, green, blue}};
+    vst3_u8(row + 3 * x, pixels);
     if (vminvq_u16(rest) < kTwiceTheError) {
       resize_exactly(columns.from(x, kPixels), fraction, top.row, bottom.row, row + 3 * x);
     }
@@ -108,11 +109,11 @@ void sixteenths_across(const SixteenthColumns& columns, const std::uint8_t* row,
     const auto weighted = [&share](uint8x8_t left, uint8x8_t right) {
       return vmlal_u8(vmull_u8(left, share.val[0]), right, share.val[1]);
     };
-    vst3q_u16(
-        sum + 3 * x,
-        uint16x8x3_t{{weighted(vget_low_u8(pairs.left_rg), vget_high_u8(pairs.left_b_right_r)),
-                      weighted(vget_high_u8(pairs.left_rg), vget_low_u8(pairs.right_gb)),
-                      weighted(vget_low_u8(pairs.left_b_right_r), vget_high_u8(pairs.right_gb))}});
+    const uint16x8x3_t sums = {
+        {weighted(vget_low_u8(pairs.left_rg), vget_high_u8(pairs.left_b_right_r)),
+         weighted(vget_high_u8(pairs.left_rg), vget_low_u8(pairs.right_gb)),
+         weighted(vget_low_u8(pairs.left_b_right_r), vget_high_u8(pairs.right_gb))}};
+    vst3q_u16(sum + 3 * x, sums);
   }
   portable_table().sixteenths_across({columns.left + x, columns.share + x, columns.width - x}, row,
                                      sum + 3 * x);

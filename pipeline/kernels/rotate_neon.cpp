@@ -13,7 +13,7 @@ void transpose_block(const std::uint8_t* const* source, std::size_t x, std::uint
   for (int i = 0; i < 16; ++i) rows[i] = vld1q_u8(source[i] + x);
   for (int round = 0; round < 4; ++round) {
     uint8x16_t mixed[16];
-    for (int i = 0; i < 8; ++i) {
+    for (std::size_t i = 0; i < 8; ++i) {
       mixed[2 * i] = vzip1q_u8(rows[i], rows[i + 8]);
       mixed[2 * i + 1] = vzip2q_u8(rows[i], rows[i + 8]);
     }
