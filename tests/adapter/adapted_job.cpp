@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "apps/wire/printer_stream.h"
 #include "tests/support/build_paths.h"
@@ -54,8 +55,8 @@ RasterPage drawn_page(float width_pt, float height_pt, unsigned width, unsigned 
   RasterPage page = blank_page(page_header(width, height));
   page.header.HWResolution[0] = dpi;
   page.header.HWResolution[1] = dpi_down;
-  page.header.PageSize[0] = static_cast<unsigned>(width_pt + 0.5F);
-  page.header.PageSize[1] = static_cast<unsigned>(height_pt + 0.5F);
+  page.header.PageSize[0] = static_cast<unsigned>(std::lround(width_pt));
+  page.header.PageSize[1] = static_cast<unsigned>(std::lround(height_pt));
   page.header.cupsPageSize[0] = width_pt;
   page.header.cupsPageSize[1] = height_pt;
   page.header.cupsImagingBBox[2] = width_pt;

@@ -34,7 +34,7 @@ class OpenPage {
   static ssize_t read(void* context, unsigned char* buffer, std::size_t bytes) {
     auto& self = *static_cast<OpenPage*>(context);
     const std::size_t count = std::min(bytes, self.stream_.size() - self.at_);
-    std::memcpy(buffer, self.stream_.data() + self.at_, count);
+    std::copy_n(self.stream_.data() + self.at_, count, buffer);
     self.at_ += count;
     return static_cast<ssize_t>(count);
   }

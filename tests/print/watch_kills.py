@@ -151,7 +151,8 @@ class Killer:
 
     def start(self, **more):
         environment = self.kind.environment() | {
-            "LD_PRELOAD": str(self.kind.build / "tests/libkill_at_call.so")} | more
+            "LD_PRELOAD": str(self.kind.build / "tests/libkill_at_call.so"),
+            "ASAN_OPTIONS": "verify_asan_link_order=0"} | more
         return subprocess.Popen([self.program, *self.kind.destination(), "--watch", self.folder],
                                 env=environment, stdin=subprocess.DEVNULL, text=True,
                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
