@@ -86,6 +86,12 @@ int write_synced(int folder, const std::string& name, const std::string& text) {
 
 }  // namespace
 
+std::string lock_file_name(const std::string& printer) {
+  std::string name = "lock-" + printer;
+  std::replace(name.begin(), name.end(), '/', '_');
+  return name.substr(0, NAME_MAX);
+}
+
 std::string to_text(const JobRecord& record) {
   std::ostringstream text;
   text << kFirstLine << "\njob=" << record.job << "\nidentity=" << one_line(record.identity)
@@ -142,8 +148,7 @@ int RecordFolder::give_to_user(int descriptor) const {
 // Without a folder, or when the file cannot be had, nothing is locked.
 bool RecordFolder::open_lock_file(const std::string& name, int& descriptor) const {
   if (descriptor < 0 && folder_ >= 0) {
-    descriptor = openat(folder_, name.substr(0, NAME_MAX).c_str(),
-                        O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    descriptor = openat(folder_, name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor >= 0) {
       (void)give_to_user(descriptor);
     }
@@ -152,10 +157,8 @@ bool RecordFolder::open_lock_file(const std::string& name, int& descriptor) cons
 }
 
 bool RecordFolder::try_lock_printer(const std::string& printer) {
-  std::string name = "lock-" + printer;
-  std::replace(name.begin(), name.end(), '/', '_');
-  return !open_lock_file(name, printer_lock_) || flock(printer_lock_, LOCK_EX | LOCK_NB) == 0 ||
-         errno != EWOULDBLOCK;
+  return !open_lock_file(lock_file_name(printer), printer_lock_) ||
+         flock(printer_lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
 // One file for all jobs, a byte of it for each.

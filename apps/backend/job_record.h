@@ -61,6 +61,9 @@ class RecordFolder {
   int group_ = -1;
 };
 
+// The file in that folder whose lock the process holds that prints on this printer.
+[[nodiscard]] std::string lock_file_name(const std::string& printer);
+
 [[nodiscard]] std::string to_text(const JobRecord& record);
 [[nodiscard]] std::optional<JobRecord> parse_record(const std::string& text);
 

@@ -15,9 +15,10 @@ void check_programs(Findings& findings);
 // The queue's PPD file, device, state, jobs and defaults.
 void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findings);
 
-// Whether a printer is connected where the queue's device URI points. Opens the device for a
-// moment, but not while a job is printing.
+// Whether the queue's device is a printer that is connected and ready, and whether its address is
+// on the backend k905. Opens the device and asks the printer, but not while a job is printing on
+// it. `keeps_device`: the user chose the address.
 void check_device(Scheduler& scheduler, const std::string& queue, const QueueState& state,
-                  Findings& findings);
+                  bool keeps_device, Findings& findings);
 
 }  // namespace k905

@@ -1,32 +1,39 @@
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
-#include <thread>
 
+#include "apps/backend/status_reasons.h"
+#include "apps/setup/ask_printer.h"
 #include "apps/setup/check.h"
 #include "apps/setup/installation.h"
+#include "protocol/status_texts.h"
 
 namespace k905 {
 
 namespace {
 
-// A print server answers at once or not at all; one that is just being started is given this time.
-constexpr std::chrono::seconds kConnectLimit{3};
+constexpr char kConnectIt[] =
+    "switch the printer on and plug it in; k905-setup --list shows the devices";
 
-struct DeviceAddress {
-  std::string host;  // "" when the URI names none
-  int port = 0;
-  std::string path;
+struct Device {
+  std::string queue;
+  std::string uri;
+  std::vector<ConnectedDevice> connected;
+  std::string not_listed;              // why `connected` is not known
+  std::optional<std::string> on_k905;  // the same printer on the backend k905
+
+  [[nodiscard]] bool is_listed() const {
+    return std::ranges::any_of(connected, [&](const ConnectedDevice& device) {
+      return device.uri == uri || (on_k905 && device.uri == *on_k905);
+    });
+  }
 };
 
 // "scheme:/path?options" as well as "scheme://host:port/path".
-DeviceAddress parse(const std::string& uri) {
+PrinterAddress parse(const std::string& uri) {
   std::array<char, 64> scheme{};
   std::array<char, HTTP_MAX_URI> user{};
   std::array<char, HTTP_MAX_URI> host{};
@@ -34,108 +41,168 @@ DeviceAddress parse(const std::string& uri) {
   int port = 0;
   httpSeparateURI(HTTP_URI_CODING_ALL, uri.c_str(), scheme.data(), scheme.size(), user.data(),
                   user.size(), host.data(), host.size(), &port, resource.data(), resource.size());
+  if (host.front() != '\0' && port > 0) {
+    return {PrinterAddress::Kind::kNetwork, host.data(), std::to_string(port)};
+  }
   const std::string path = resource.data();
-  return {host.data(), port, path.substr(0, path.find('?'))};
+  return {PrinterAddress::Kind::kPath, path.substr(0, path.find('?')), ""};
 }
 
-bool accepts_connections(const DeviceAddress& address) {
-  const std::string service = std::to_string(address.port);
-  http_addrlist_t* addresses = httpAddrGetList(address.host.c_str(), AF_UNSPEC, service.c_str());
-  int connection = -1;
-  const auto until = std::chrono::steady_clock::now() + kConnectLimit;
-  while (addresses != nullptr && connection < 0 && std::chrono::steady_clock::now() < until) {
-    const auto left = until - std::chrono::steady_clock::now();
-    const auto left_ms = std::chrono::duration_cast<std::chrono::milliseconds>(left).count();
-    if (httpAddrConnect2(addresses, &connection, static_cast<int>(left_ms) + 1, nullptr) ==
-        nullptr) {
-      connection = -1;
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-  }
-  httpAddrFreeList(addresses);
-  if (connection >= 0) {
-    close(connection);
-  }
-  return connection >= 0;
+bool is_usb(const std::string& uri) {
+  return scheme_of(uri) == "usb" || uri.starts_with("k905://usb/");
 }
 
-void check_network(const std::string& uri, const DeviceAddress& address, Findings& findings) {
-  if (accepts_connections(address)) {
-    findings.ok("the device " + uri + " accepts connections");
-  } else {
-    findings.problem(uri + " does not answer",
+void report_missing(const Device& device, const PrinterAddress& address, int error,
+                    Findings& findings) {
+  if (address.kind == PrinterAddress::Kind::kNetwork) {
+    findings.problem(device.uri + " does not answer",
                      "switch the printer or its print server on, and check address and port");
-  }
-}
-
-// Opened, because a device file can stay when its printer is gone.
-std::string why_not_open(const std::string& path) {
-  const int device = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (device >= 0) {
-    close(device);
-    return "";
-  }
-  // In use by another program, or not for this user: it exists.
-  return errno == EBUSY || errno == EACCES || errno == EPERM ? "" : std::strerror(errno);
-}
-
-void check_file(const std::string& queue, const std::string& uri, const std::string& path,
-                Findings& findings) {
-  struct stat status {};
-  const bool exists = stat(path.c_str(), &status) == 0;
-  if (path == "/dev/null") {
-    findings.problem("the device is " + uri + ", which discards every job",
-                     "lpadmin -p " + queue + " -v URI; k905-setup --list shows the devices");
-  } else if (path.starts_with("/dev/") || (exists && S_ISCHR(status.st_mode))) {
-    const std::string reason = why_not_open(path);
-    if (reason.empty()) {
-      findings.ok("the device " + uri + " is connected");
+  } else if (error == EACCES || error == EPERM) {
+    findings.ok("the device " + device.uri + " is connected; run as root to ask the printer");
+  } else if (is_usb(device.uri)) {
+    if (device.is_listed()) {
+      findings.ok("the device " + device.uri + " is connected");
+    } else if (!device.not_listed.empty()) {
+      findings.note("the device is " + device.uri +
+                    "; whether it is connected is not known: " + device.not_listed);
     } else {
-      findings.problem("the device " + path + " cannot be opened: " + reason,
-                       "switch the printer on and plug it in; k905-setup --list shows the devices");
+      findings.problem(device.uri + " is not connected", kConnectIt);
     }
   } else {
-    findings.note("the queue prints into the file " + path + ", not to a printer");
+    findings.problem("the device " + address.name + " cannot be opened: " + std::strerror(error),
+                     kConnectIt);
   }
 }
 
-void check_usb(Scheduler& scheduler, const std::string& uri, Findings& findings) {
-  std::vector<std::string> devices;
-  if (const auto reason = scheduler.list_devices(scheme_of(uri), devices)) {
-    findings.note("the device is " + uri + "; whether it is connected is not known: " + *reason);
-  } else if (std::ranges::find(devices, uri) != devices.end()) {
-    findings.ok("the device " + uri + " is connected");
+void report_status(const PrinterAnswer& printer, Findings& findings) {
+  const backend::StatusReason& reason = backend::status_reason(printer.status);
+  const std::string known = status_text(printer.status);
+  const std::string text = known.empty() ? "status " + std::to_string(printer.status) : known;
+  if (!reason.ready) {
+    findings.problem("the printer does not print: " + text, reason.advice);
+    return;
+  }
+  const std::string left = std::to_string(printer.prints_left) + " prints left";
+  findings.ok("the printer answers: " + text + (printer.prints_left < 0 ? "" : ", " + left));
+}
+
+// A printer that the backend k905 can reach, whatever the queue's own backend is.
+Answer check_printer(const Device& device, const PrinterAddress& address, Findings& findings) {
+  const PrinterAnswer printer = ask_printer(address);
+  switch (printer.answer) {
+    case Answer::answers:
+      report_status(printer, findings);
+      break;
+    case Answer::in_use:
+      findings.ok("the device " + device.uri + " is in use");
+      break;
+    case Answer::not_asked:
+      findings.ok("the device " + device.uri + " can be reached; run as root to ask the printer");
+      break;
+    case Answer::unreachable:
+      report_missing(device, address, printer.error, findings);
+      break;
+    case Answer::silent:
+      if (scheme_of(device.uri) == "k905") {
+        findings.problem("the printer at " + device.uri +
+                             " does not answer questions, so the backend k905 does not print",
+                         "switch it off and on; if its print server only takes data: k905-setup "
+                         "--replace " +
+                             device.queue + " --device socket://ADDRESS:PORT --keep-device");
+      } else {
+        findings.ok("the device " + device.uri + " accepts connections");
+      }
+      break;
+  }
+  return printer.answer;
+}
+
+// What the backend last reported about the printer that a job is on.
+bool waits_for_printer(const QueueState& state) {
+  return std::ranges::any_of(state.reasons, [](const std::string& reason) {
+    return reason.ends_with("-error") || reason == backend::kOffline;
+  });
+}
+
+// A device of which only other backends know how to talk to it.
+void check_other(const Device& device, Findings& findings) {
+  const PrinterAddress address = parse(device.uri);
+  const std::string scheme = scheme_of(device.uri);
+  struct stat status {};
+  const bool is_device = is_device_file(address.name) ||
+                         (stat(address.name.c_str(), &status) == 0 && S_ISCHR(status.st_mode));
+  if (is_usb(device.uri)) {
+    report_missing(device, address, ENODEV, findings);
+  } else if (address.name == "/dev/null") {
+    findings.problem("the device is " + device.uri + ", which discards every job",
+                     "k905-setup --replace " + device.queue +
+                         " --device URI; k905-setup --list shows the devices");
+  } else if (address.kind == PrinterAddress::Kind::kNetwork || is_device) {
+    const int error = try_to_open(address);
+    if (error != 0 && error != EBUSY) {
+      report_missing(device, address, error, findings);
+    } else {
+      findings.ok("the device " + device.uri +
+                  (is_device ? " is connected" : " accepts connections"));
+    }
+  } else if (scheme == "file" || scheme == "serial" || scheme == "parallel") {
+    findings.note("the queue prints into the file " + address.name + ", not to a printer");
   } else {
-    findings.problem(uri + " is not connected",
-                     "switch the printer on and plug it in; k905-setup --list shows the devices");
+    findings.ok("the device is " + device.uri);
+  }
+}
+
+// On other backends a stop of the scheduler cuts the sheet that is being sent.
+void check_backend(const Device& device, bool keeps_device, Answer answer, Findings& findings) {
+  if (!is_usual_address(device.uri)) {
+    return;
+  }
+  const std::string risk =
+      "the queue is on the backend " + scheme_of(device.uri) +
+      ", which sends half a sheet when the scheduler stops and does not wait for the printer";
+  if (keeps_device) {
+    findings.note(risk + "; its address was chosen with --keep-device");
+  } else if (answer == Answer::silent) {
+    findings.note(risk + "; the printer does not answer questions, which the backend k905 needs");
+  } else if (device.on_k905) {
+    findings.problem(risk, "k905-setup --update " + device.queue);
+  } else {
+    findings.problem(risk, "switch the printer on, then k905-setup --update " + device.queue);
   }
 }
 
 }  // namespace
 
 void check_device(Scheduler& scheduler, const std::string& queue, const QueueState& state,
-                  Findings& findings) {
-  const std::string& device_uri = state.device_uri;
-  const std::string scheme = scheme_of(device_uri);
-  if (const auto reason = why_not_usable(device_uri)) {
-    findings.problem(
-        *reason,
-        "apt-get install cups, or give the queue another device: lpadmin -p " + queue + " -v URI");
+                  bool keeps_device, Findings& findings) {
+  Device device;
+  device.queue = queue;
+  device.uri = state.device_uri;
+  if (const auto reason = why_not_usable(device.uri)) {
+    findings.problem(*reason,
+                     scheme_of(device.uri) == "k905"
+                         ? reinstall_advice()
+                         : "apt-get install cups, or give the queue another device: k905-setup "
+                           "--replace " +
+                               queue + " --device URI");
     return;
   }
-  const DeviceAddress address = parse(device_uri);
-  const bool is_file_scheme = scheme == "file" || scheme == "serial" || scheme == "parallel";
-  if (state.printing) {
-    findings.ok("the device " + device_uri + " is in use");
-  } else if (scheme == "usb" || device_uri.starts_with("k905://usb/")) {
-    check_usb(scheduler, device_uri, findings);
-  } else if (is_file_scheme || address.path.starts_with("/dev/")) {
-    check_file(queue, device_uri, address.path, findings);
-  } else if (!address.host.empty() && address.port > 0) {
-    check_network(device_uri, address, findings);
-  } else {
-    findings.ok("the device is " + device_uri);
+  if (is_usb(device.uri)) {
+    device.not_listed = scheduler.list_devices("k905,usb", device.connected).value_or("");
   }
+  device.on_k905 = k905_uri_of(device.uri, device.connected);
+  Answer answer = Answer::in_use;
+  if (state.printing && waits_for_printer(state)) {
+    findings.problem("the job waits: " + state.message, "lpstat -l -p " + queue);
+  } else if (state.printing || scheduler.is_printing_on(device.uri)) {
+    findings.ok("the device " + device.uri + " is in use");
+  } else if (const auto address =
+                 device.on_k905 ? parse_device_uri(*device.on_k905) : std::nullopt) {
+    answer = check_printer(device, *address, findings);
+  } else {
+    check_other(device, findings);
+  }
+  check_backend(device, keeps_device, answer, findings);
 }
 
 }  // namespace k905

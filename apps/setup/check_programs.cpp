@@ -105,6 +105,8 @@ void check_programs(Findings& findings) {
       can_be_run(filters + "/rastertok905job", findings)) {
     findings.ok("CUPS can run rastertok905 and rastertok905job");
   }
+  // Only root may execute the backend, and only queues that use it need it.
+  (void)is_safe(server_folder() + "/backend/k905", findings);
   check_other_filters(filters, findings);
 }
 

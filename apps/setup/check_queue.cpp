@@ -186,7 +186,7 @@ void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findi
   }
   mark_defaults(scheduler, queue, *ppd);
   check_ppd(queue, text, *model, findings);
-  check_device(scheduler, queue, *state, findings);
+  check_device(scheduler, queue, *state, has_kept_device(*ppd), findings);
   for (const QueueJob& job : scheduler.jobs(queue)) {
     check_job(queue, *state, job, findings);
   }

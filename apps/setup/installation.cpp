@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <set>
 
+#include "device/printer_address.h"
+
 namespace k905 {
 
 namespace {
@@ -59,7 +61,12 @@ std::string scheme_of(const std::string& device_uri) {
 std::optional<std::string> why_not_usable(const std::string& device_uri) {
   const std::string scheme = scheme_of(device_uri);
   if (scheme.empty()) {
-    return "\"" + device_uri + "\" is no device URI such as usb://... or socket://ADDRESS:9100";
+    return "\"" + device_uri +
+           "\" is no device URI such as k905://usb/SERIAL or k905://ADDRESS:9100";
+  }
+  if (scheme == "k905" && !parse_device_uri(device_uri)) {
+    return "\"" + device_uri +
+           "\" is no k905://usb/SERIAL, k905:/dev/usb/lp0 or k905://ADDRESS:9100";
   }
   std::error_code unreadable;
   const fs::path backend = fs::path(server_folder()) / "backend" / scheme;

@@ -4,6 +4,7 @@
 
 #include "apps/base/program.h"
 #include "apps/setup/check.h"
+#include "apps/setup/installation.h"
 #include "apps/setup/make_queue.h"
 #include "paper/paper_table.h"
 
@@ -21,6 +22,7 @@ struct Arguments {
   std::string finish = "Glossy";
   std::string ribbon = "Auto";
   std::vector<std::string> options;
+  bool keep_device = false;
   bool replace = false;
   bool check = false;
   bool update = false;
@@ -31,7 +33,8 @@ struct Arguments {
 
 void describe_queue_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--device", arguments.device,
-                 "where the printer is, such as usb://... or socket://ADDRESS:9100");
+                 "where the printer is, such as k905://ADDRESS:9100 or usb://...; without it the "
+                 "connected printer is found");
   app.add_option("--model", arguments.model, "printer model")
       ->transform(CLI::IsMember({"K905", "RV-40", "RV-40W", "RS-30"}, CLI::ignore_case))
       ->capture_default_str();
@@ -49,7 +52,8 @@ void describe_queue_options(CLI::App& app, Arguments& arguments) {
                  "OPTION=CHOICE: any other default of the queue, as for lpadmin")
       ->allow_extra_args(false);
   app.add_flag("--replace", arguments.replace,
-               "give an existing queue this device and these defaults; its jobs stay");
+               "give an existing queue this device (without --device: its own) and these defaults; "
+               "its jobs stay");
 }
 
 void describe_options(CLI::App& app, Arguments& arguments) {
@@ -57,8 +61,10 @@ void describe_options(CLI::App& app, Arguments& arguments) {
   describe_queue_options(app, arguments);
   auto* check = app.add_flag("--check", arguments.check, "only check the queue");
   auto* update = app.add_flag("--update", arguments.update,
-                              "give the queue the PPD file of this version; defaults, device and "
-                              "jobs stay; then check it");
+                              "give the queue the PPD file of this version and move it to the "
+                              "backend k905; defaults and jobs stay; then check it");
+  app.add_flag("--keep-device", arguments.keep_device,
+               "use the device address as it is, even when the backend k905 can reach the printer");
   app.add_flag("--all", arguments.all, "with --update: all queues of this printer")->needs(update);
   auto* list = app.add_flag("--list", arguments.list, "show models, papers and connected devices");
   app.add_flag("--json", arguments.json, "findings as JSON, one line per queue")->excludes(list);
@@ -95,11 +101,15 @@ int list(Scheduler& scheduler, bool connected) {
                 paper.words);
   }
   std::puts("Connected devices:");
-  std::vector<std::string> devices;
+  std::vector<ConnectedDevice> devices;
   const auto reason =
       connected ? scheduler.list_devices("", devices) : std::string("not known: ") + kNoScheduler;
-  for (const std::string& uri : devices) {
-    std::printf("  %s\n", uri.c_str());
+  for (const bool ours : {true, false}) {
+    for (const ConnectedDevice& device : devices) {
+      if ((scheme_of(device.uri) == "k905") == ours) {
+        std::printf("  %s\n", device.uri.c_str());
+      }
+    }
   }
   if (devices.empty()) {
     std::printf("  %s\n", reason ? reason->c_str() : "none");
@@ -117,7 +127,7 @@ int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments
   int status = 0;
   for (const std::string& queue : queues) {
     Findings findings;
-    if (const auto problem = update_queue(scheduler, queue, findings)) {
+    if (const auto problem = update_queue(scheduler, queue, arguments.keep_device, findings)) {
       complain(app, *problem);
       status = kExitFailed;
     } else {
@@ -143,12 +153,18 @@ std::optional<std::string> read_options(const Arguments& arguments, QueueOptions
 
 int make(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
          const QueueOptions& options) {
-  if (const auto problem =
-          make_queue(scheduler, {arguments.queue, arguments.device, arguments.replace, options})) {
+  Findings findings;
+  if (const auto problem = make_queue(scheduler,
+                                      {.queue = arguments.queue,
+                                       .device = arguments.device,
+                                       .keep_device = arguments.keep_device,
+                                       .replace = arguments.replace,
+                                       .options = options},
+                                      findings)) {
     complain(app, *problem);
     return kExitFailed;
   }
-  return check(scheduler, true, arguments.queue, arguments.json);
+  return check(scheduler, true, arguments.queue, arguments.json, findings);
 }
 
 int run(const CLI::App& app, const Arguments& arguments) {
@@ -166,8 +182,11 @@ int run(const CLI::App& app, const Arguments& arguments) {
   if (arguments.queue.empty() != (arguments.list || arguments.all)) {
     return wrong_usage(app, arguments.queue.empty() ? "which queue?" : "no queue with this option");
   }
-  if (makes && arguments.device.empty()) {
-    return wrong_usage(app, "where is the printer? --device URI; see --list");
+  if (arguments.keep_device && !arguments.update && !makes) {
+    return wrong_usage(app, "--keep-device is an option for making and updating a queue");
+  }
+  if (arguments.keep_device && makes && arguments.device.empty() && !arguments.replace) {
+    return wrong_usage(app, "which device? --keep-device needs --device URI");
   }
   Scheduler scheduler;
   const bool connected = scheduler.connect();

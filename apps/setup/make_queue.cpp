@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 
 #include "apps/base/queue_ppd.h"
+#include "apps/setup/ask_printer.h"
 #include "apps/setup/installation.h"
 #include "apps/setup/printer_ppd.h"
 
@@ -58,27 +60,114 @@ Choices offered_defaults(ppd_file_t& ppd, Findings& findings) {
   return kept;
 }
 
+std::vector<ConnectedDevice> usb_devices(Scheduler& scheduler, const std::string& device) {
+  std::vector<ConnectedDevice> connected;
+  if (scheme_of(device) == "usb") {
+    (void)scheduler.list_devices("k905,usb", connected);
+  }
+  return connected;
+}
+
+void note_change(const std::string& from, const std::string& to, Findings& findings) {
+  if (from != to) {
+    findings.note("the device " + from + " is used as " + to +
+                  ": the backend k905 asks the printer and sends whole sheets only");
+  }
+}
+
+// The only printer that the backend k905 finds. Returns what is wrong, or nothing.
+std::optional<std::string> find_printer(Scheduler& scheduler, std::string& device,
+                                        Findings& findings) {
+  std::vector<ConnectedDevice> found;
+  const auto reason = scheduler.list_devices("k905", found);
+  if (found.size() == 1) {
+    device = found.front().uri;
+    findings.note("the connected printer is " + device);
+    return std::nullopt;
+  }
+  if (!found.empty()) {
+    std::string all;
+    for (const ConnectedDevice& printer : found) {
+      all.append(all.empty() ? "" : ", ").append(printer.uri);
+    }
+    return "several printers are connected; choose one with --device: " + all;
+  }
+  return (reason ? "connected printers: " + *reason : std::string("no printer is connected")) +
+         "; switch it on, or say where it is: --device k905://ADDRESS:9100 or --device URI, see "
+         "--list";
+}
+
+// The address that the queue gets. Returns what is wrong, or nothing.
+std::optional<std::string> choose_device(Scheduler& scheduler, const QueuePlan& plan,
+                                         const QueueState* existing, std::string& device,
+                                         Findings& findings) {
+  device = plan.device.empty() && existing != nullptr ? existing->device_uri : plan.device;
+  if (device.empty()) {
+    return find_printer(scheduler, device, findings);
+  }
+  if (!plan.keep_device) {
+    if (const auto ours = k905_uri_of(device, usb_devices(scheduler, device))) {
+      note_change(device, *ours, findings);
+      device = *ours;
+    }
+  }
+  return why_not_usable(device);
+}
+
+// The other address of a queue's printer, "" to leave the one it has. A print server that passes
+// nothing back, and a USB printer that the kernel's driver does not show, print over the other
+// backends only.
+std::string better_device(Scheduler& scheduler, const std::string& device, Findings& findings) {
+  const std::vector<ConnectedDevice> connected = usb_devices(scheduler, device);
+  const auto ours = k905_uri_of(device, connected);
+  const auto address = ours ? parse_device_uri(*ours) : std::nullopt;
+  if (!address || *ours == device || why_not_usable(*ours)) {
+    return "";
+  }
+  if (!scheduler.is_printing_on(device)) {
+    const PrinterAnswer printer = ask_printer(*address);
+    const bool is_usb_only =
+        printer.error == ENODEV &&
+        std::ranges::find(connected, device, &ConnectedDevice::uri) != connected.end() &&
+        std::ranges::find(connected, *ours, &ConnectedDevice::uri) == connected.end();
+    if (printer.answer == Answer::silent || is_usb_only) {
+      findings.note("the device stays " + device + ": the printer does not answer questions" +
+                    (is_usb_only ? ", there is no /dev/usb/lp* for it" : ""));
+      return "";
+    }
+  }
+  note_change(device, *ours, findings);
+  return *ours;
+}
+
+std::string ppd_file(const ppd::Model& model, const Choices& defaults, bool keeps_device) {
+  const std::string ppd = installed_ppd(model, defaults);
+  return keeps_device ? with_kept_device(ppd) : ppd;
+}
+
 }  // namespace
 
-std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& plan) {
-  if (auto problem = why_not_usable(plan.device_uri)) {
-    return problem;
+std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& plan,
+                                      Findings& findings) {
+  const auto existing = scheduler.queue(plan.queue);
+  if (existing && !plan.replace) {
+    return "the queue " + plan.queue +
+           " exists; --replace gives it this device and these defaults and keeps its jobs";
   }
   QueueRequest request{.queue = plan.queue,
-                       .device_uri = plan.device_uri,
-                       .ppd = installed_ppd(*plan.options.model, plan.options.choices),
+                       .ppd = ppd_file(*plan.options.model, plan.options.choices, plan.keep_device),
                        .attributes = plan.options.attributes,
                        .start = true};
+  if (auto problem = choose_device(scheduler, plan, existing ? &*existing : nullptr,
+                                   request.device_uri, findings)) {
+    return problem;
+  }
   for (const auto& [name, value] : kUsualAttributes) {
     if (!is_among(request.attributes, name)) {
       request.attributes.emplace_back(name, value);
     }
   }
-  if (const auto existing = scheduler.queue(plan.queue)) {
-    if (!plan.replace) {
-      return "the queue " + plan.queue +
-             " exists; --replace gives it this device and these defaults and keeps its jobs";
-    }
+  if (existing) {
     request.removed_attributes = existing->job_defaults;
     std::erase_if(request.removed_attributes,
                   [&](const std::string& name) { return is_among(request.attributes, name); });
@@ -90,17 +179,27 @@ std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& pla
 }
 
 std::optional<std::string> update_queue(Scheduler& scheduler, const std::string& queue,
-                                        Findings& findings) {
+                                        bool keep_device, Findings& findings) {
+  const auto state = scheduler.queue(queue);
   const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str());
   const ppd::Model* model = ppd ? model_of(*ppd) : nullptr;
-  if (model == nullptr) {
+  if (!state || model == nullptr) {
     return queue + " is no queue of this printer";
   }
-  const Choices kept = offered_defaults(*ppd, findings);
+  const bool keeps_device = keep_device || has_kept_device(*ppd);
+  QueueRequest request{.queue = queue,
+                       .ppd = ppd_file(*model, offered_defaults(*ppd, findings), keeps_device)};
+  // Before the printer is asked, and again.
   if (auto problem = why_not_now(scheduler, queue)) {
     return problem;
   }
-  return scheduler.change({.queue = queue, .ppd = installed_ppd(*model, kept)});
+  if (!keeps_device) {
+    request.device_uri = better_device(scheduler, state->device_uri, findings);
+  }
+  if (auto problem = why_not_now(scheduler, queue)) {
+    return problem;
+  }
+  return scheduler.change(request);
 }
 
 std::vector<std::string> queues_of_this_printer(Scheduler& scheduler) {

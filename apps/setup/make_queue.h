@@ -1,7 +1,9 @@
 // Making a queue and changing one that exists, without losing a job or printing one twice.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "apps/setup/findings.h"
 #include "apps/setup/queue_options.h"
@@ -11,20 +13,25 @@ namespace k905 {
 
 struct QueuePlan {
   std::string queue;
-  std::string device_uri;
+  std::string device;  // a URI or a device file; "": the queue's own, or the connected printer
+  bool keep_device = false;  // use this address as it is
   bool replace = false;
   QueueOptions options;
 };
 
 // Makes the queue, or, when it exists and `replace` is set, gives it this device and only these
-// defaults; its jobs stay. Returns what went wrong, or nothing; then nothing was changed.
-[[nodiscard]] std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& plan);
+// defaults; its jobs stay. A device that the backend k905 can reach is used through it, which is
+// noted. Returns what went wrong, or nothing; then nothing was changed.
+[[nodiscard]] std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& plan,
+                                                    Findings& findings);
 
-// Gives the queue the PPD file of this version and keeps its default choices, jobs, device and
-// state. A default that is no longer offered becomes the usual one and is noted. Returns what went
-// wrong, or nothing.
+// Gives the queue the PPD file of this version, and a device that the backend k905 can reach
+// through that backend; with `keep_device` the address stays, now and later. Default choices, jobs
+// and state stay. A default that is no longer offered becomes the usual one. What changes is noted.
+// Returns what went wrong, or nothing.
 [[nodiscard]] std::optional<std::string> update_queue(Scheduler& scheduler,
-                                                      const std::string& queue, Findings& findings);
+                                                      const std::string& queue, bool keep_device,
+                                                      Findings& findings);
 
 // All queues whose PPD file is one of this printer's.
 [[nodiscard]] std::vector<std::string> queues_of_this_printer(Scheduler& scheduler);

@@ -9,11 +9,13 @@ namespace k905 {
 
 namespace {
 
+constexpr char kKeptDevice[] = "K905KeptDevice";
+
 std::string without_defaults(const std::string& text) {
   std::istringstream lines(text);
   std::string kept;
   for (std::string line; std::getline(lines, line);) {
-    if (!line.starts_with("*Default")) {
+    if (!line.starts_with("*Default") && line.find(kKeptDevice) == std::string::npos) {
       kept += line + '\n';
     }
   }
@@ -30,6 +32,12 @@ std::string installed_ppd(const ppd::Model& model, Choices defaults) {
   }
   return ppd::ppd_text(model, K905_VERSION, defaults);
 }
+
+std::string with_kept_device(const std::string& ppd) {
+  return ppd + "*" + kKeptDevice + ": \"true\"\n";
+}
+
+bool has_kept_device(ppd_file_t& ppd) { return ppdFindAttr(&ppd, kKeptDevice, nullptr) != nullptr; }
 
 const ppd::Model* model_of(ppd_file_t& ppd) {
   const bool ours = ppdFindOption(&ppd, "StpLaminate") != nullptr && ppd.modelname != nullptr;

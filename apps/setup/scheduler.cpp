@@ -3,6 +3,7 @@
 #include <cups/adminutil.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 
@@ -67,12 +68,13 @@ Ipp ask(http_t* http, ipp_t* request) {
 // Nobody is asked for a password: who may not do this is told to be root.
 const char* no_password(const char*, http_t*, const char*, const char*, void*) { return nullptr; }
 
-void remember_device(const char* device_class, const char*, const char*, const char*,
+void remember_device(const char* device_class, const char* device_id, const char*, const char*,
                      const char* uri, const char*, void* list) {
   // A backend without a device names its scheme alone.
   if (std::string_view(device_class) == "direct" &&
       std::string_view(uri).find(':') != std::string_view::npos) {
-    static_cast<std::vector<std::string>*>(list)->emplace_back(uri);
+    static_cast<std::vector<ConnectedDevice>*>(list)->push_back(
+        {uri, device_id == nullptr ? "" : device_id});
   }
 }
 
@@ -127,6 +129,7 @@ std::optional<QueueState> Scheduler::queue(const std::string& name) {
   QueueState state{.device_uri = text_of(answer.get(), "device-uri"),
                    .error_policy = text_of(answer.get(), "printer-error-policy"),
                    .scaling = text_of(answer.get(), "print-scaling-default"),
+                   .message = text_of(answer.get(), "printer-state-message"),
                    .stopped = number_of(answer.get(), "printer-state") == IPP_PSTATE_STOPPED,
                    .printing = number_of(answer.get(), "printer-state") == IPP_PSTATE_PROCESSING};
   ipp_attribute_t* attribute = ippFirstAttribute(answer.get());
@@ -173,11 +176,18 @@ std::vector<QueueJob> Scheduler::jobs(const std::string& queue) {
   return jobs;
 }
 
-std::optional<std::string> Scheduler::list_devices(const std::string& scheme,
-                                                   std::vector<std::string>& uris) {
+bool Scheduler::is_printing_on(const std::string& device_uri) {
+  return std::ranges::any_of(queues(), [&](const std::string& name) {
+    const auto state = queue(name);
+    return state && state->printing && is_same_printer(state->device_uri, device_uri);
+  });
+}
+
+std::optional<std::string> Scheduler::list_devices(const std::string& schemes,
+                                                   std::vector<ConnectedDevice>& devices) {
   const ipp_status_t status = cupsGetDevices(http(), CUPS_TIMEOUT_DEFAULT,
-                                             scheme.empty() ? CUPS_INCLUDE_ALL : scheme.c_str(),
-                                             CUPS_EXCLUDE_NONE, remember_device, &uris);
+                                             schemes.empty() ? CUPS_INCLUDE_ALL : schemes.c_str(),
+                                             CUPS_EXCLUDE_NONE, remember_device, &devices);
   if (is_refusal(status)) {
     return "no devices visible; run as root to list all devices";
   }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "apps/base/cups_handles.h"
+#include "apps/setup/device_address.h"
 
 namespace k905 {
 
@@ -16,6 +17,7 @@ struct QueueState {
   std::string device_uri;
   std::string error_policy;
   std::string scaling;                      // the queue's print-scaling default
+  std::string message{};                    // printer-state-message
   std::vector<std::string> reasons{};       // printer-state-reasons
   std::vector<std::string> job_defaults{};  // names of all attributes NAME-default
   bool stopped = false;
@@ -49,10 +51,12 @@ class Scheduler {
   [[nodiscard]] std::optional<QueueState> queue(const std::string& name);
   // Those that have not ended, in the order in which they will print.
   [[nodiscard]] std::vector<QueueJob> jobs(const std::string& queue);
-  // Adds the URIs of the devices connected to this machine, of one scheme or (empty) of all.
-  // Returns why they cannot be listed, or nothing.
-  [[nodiscard]] std::optional<std::string> list_devices(const std::string& scheme,
-                                                        std::vector<std::string>& uris);
+  // Whether a queue prints on the same printer at this moment, over whatever backend.
+  [[nodiscard]] bool is_printing_on(const std::string& device_uri);
+  // Adds the devices connected to the scheduler's machine: of some schemes, separated by commas, or
+  // (empty) of all. Returns why they cannot be listed, or nothing.
+  [[nodiscard]] std::optional<std::string> list_devices(const std::string& schemes,
+                                                        std::vector<ConnectedDevice>& devices);
   // What went wrong, or nothing. A job that is printing starts again from its first sheet.
   [[nodiscard]] std::optional<std::string> change(const QueueRequest& request);
 

@@ -168,6 +168,18 @@ class PrivateCups:
             time.sleep(0.05)
         raise AssertionError(f"waited {seconds} s for {what}\n{self.tail_of_log()}")
 
+    def connect_devices(self, lines):
+        """Sets what the scheduler lists from now on, one "CLASS URI [DEVICE ID]" a line."""
+        devices = self.root / "devices"
+        devices.write_text(lines)
+        here = pathlib.Path(__file__).parent
+        text = (here / "list_devices.py").read_text()
+        text = text.replace("@IPP@", str(here)).replace("@DEVICES@", str(devices))
+        program = self.serverbin / "daemon" / "cups-deviced"
+        program.unlink(missing_ok=True)  # a link to the system's
+        program.write_text(f"#!{sys.executable} -B\n{text}")
+        program.chmod(0o700)
+
     # Queues and jobs ---------------------------------------------------------------------------
 
     def add_queue(self, name, model="K905", device=None, **options):

@@ -23,6 +23,7 @@ import end_to_end  # noqa: E402
 import ipp  # noqa: E402
 import private_cups  # noqa: E402
 from end_to_end import SIX_BY_EIGHT, ThroughCups  # noqa: E402
+from simulated_printer import SimulatedPrinter  # noqa: E402
 
 SKIPPED = 77
 STOPPED = 6  # the job state of a job that CUPS will not start by itself
@@ -91,18 +92,6 @@ class ThroughSetup(ThroughCups):
         path.chmod(0o700)
         self.addCleanup(path.unlink)
 
-    def connect_devices(self, lines):
-        """Sets what the scheduler lists from now on, one "CLASS URI" a line."""
-        devices = self.art / f"{self.queue}.devices"
-        devices.write_text(lines)
-        text = (pathlib.Path(__file__).parent / "list_devices.py").read_text()
-        text = text.replace("@IPP@", str(pathlib.Path(ipp.__file__).parent))
-        text = text.replace("@DEVICES@", str(devices))
-        program = self.cups.serverbin / "daemon" / "cups-deviced"
-        program.unlink(missing_ok=True)  # a link to the system's
-        program.write_text(f"#!{sys.executable} -B\n{text}")
-        program.chmod(0o700)
-
     def slow_device(self):
         """The URI of a device that notes the begin of each job and ends it when `begun.go` exists."""
         self.begun = self.art / f"{self.queue}.begun"
@@ -167,7 +156,8 @@ class Setup(ThroughSetup):
                           ("q", "--device", self.device(), "--paper", "A4"),
                           ("q", "--device", self.device(), "--model", "X"),
                           ("q", "--device", self.device(), "--finish", "mat"),
-                          ("q", "--device", self.device(), "--ribbon", "8x6"), ("q",)):
+                          ("q", "--device", self.device(), "--ribbon", "8x6"), ("q", "--keep-device"),
+                          ("--check", "q", "--keep-device")):
             with self.subTest(arguments=arguments):
                 said = self.setup(*arguments)
                 self.assertEqual(said.returncode, 2, said.stdout)
@@ -181,10 +171,10 @@ class Setup(ThroughSetup):
             self.assertIn(word, said)
 
     def test_connected_devices_are_listed(self):
-        self.connect_devices("direct usb://K905/1\nnetwork socket\ndirect k905\n")
+        self.cups.connect_devices("direct usb://K905/1\ndirect k905://usb/1\nnetwork socket\ndirect k905\n")
         said = self.setup_well("--list").stdout.partition("Connected devices:\n")[2]
-        self.assertEqual(said, "  usb://K905/1\n")
-        self.connect_devices("network socket\n")
+        self.assertEqual(said, "  k905://usb/1\n  usb://K905/1\n")
+        self.cups.connect_devices("network socket\n")
         self.assertIn("Connected devices:\n  none\n", self.setup_well("--list").stdout)
 
     def test_check_of_a_valid_queue_finds_nothing(self):
@@ -451,13 +441,26 @@ class CheckOfTheDevice(ThroughSetup):
     def test_a_usb_printer_that_is_not_connected_is_found(self):
         self.add_backend("usb", "exit 0")
         self.add_backend("k905", "exit 0")
-        self.connect_devices("direct usb://K905/1?serial=7\ndirect k905://usb/7\n")
+        self.cups.connect_devices("direct usb://K905/1?serial=7\ndirect k905://usb/7\n")
         for device in ("usb://K905/1?serial=", "k905://usb/"):
             with self.subTest(device=device):
                 self.add_good_queue(device=device + "7")
-                self.setup_well("--check", self.queue)
+                self.assertIn("is connected", self.setup("--check", self.queue).stdout)
                 self.cups.run("lpadmin", "-p", self.queue, "-v", device + "8")
                 self.check_finds("not connected")
+
+    def test_a_malformed_address_of_the_backend_is_found(self):
+        for device in ("k905://usb", "k905://host/path"):
+            with self.subTest(device=device):
+                self.add_good_queue(device=device)
+                self.check_finds("k905://usb/SERIAL")
+
+    def test_a_terminal_is_asked_like_a_device_file(self):
+        printer = SimulatedPrinter(end_to_end.BUILD / "k905-sim", self.art / "sheets")
+        self.addCleanup(printer.stop)
+        self.setup_well(self.queue, "--device", printer.device)
+        self.assertEqual(self.device_of_queue(), "k905:" + printer.device)
+        self.assertIn("the printer answers: Idling", self.setup_well("--check", self.queue).stdout)
 
     def test_a_device_that_is_printing_is_not_opened(self):
         self.add_good_queue(device=self.slow_device())
@@ -465,6 +468,64 @@ class CheckOfTheDevice(ThroughSetup):
         said = self.setup_well("--check", self.queue).stdout
         self.assertRegex(said,rf"note +job {job} .*is printing\n")
         self.assertEqual(self.end_of_printing(job), ["begun"])
+
+
+class AddressOfTheDevice(ThroughSetup):
+    """The backend k905 is used for every printer that it can reach."""
+
+    def device_made(self, *arguments):
+        made = self.setup(self.queue, *arguments)
+        self.assertIn(self.device_of_queue(), made.stdout)
+        return self.device_of_queue()
+
+    def test_the_printer_that_is_connected_is_found(self):
+        self.cups.connect_devices("direct k905://usb/7\nnetwork k905\n")
+        self.assertEqual(self.device_made(), "k905://usb/7")
+        policy = ipp.printer_attributes(self.cups.socket, self.queue)["printer-error-policy"]
+        self.assertEqual(policy, "retry-current-job")
+
+    def test_no_printer_and_several_printers_are_errors_that_say_what_to_do(self):
+        for devices, words in (("network socket\n", ("no printer is connected", "k905://ADDRESS:9100")),
+                               ("direct k905://usb/7\ndirect k905://usb/8\n",
+                                ("--device", "k905://usb/7, k905://usb/8"))):
+            with self.subTest(devices=devices):
+                self.cups.connect_devices(devices)
+                refused = self.setup(self.queue)
+                self.assertEqual(refused.returncode, 1, refused.stdout)
+                for word in words:
+                    self.assertIn(word, refused.stderr)
+                self.assertNotIn(self.queue, self.cups.run("lpstat", "-e", check=False).stdout)
+
+    def test_usual_addresses_become_those_of_the_backend(self):
+        self.cups.connect_devices("direct k905://usb/U9 MFG:K;MDL:K905;SN:7;\n")
+        for given, used in (("usb://K905/K905?serial=B%208", "k905://usb/B%208"),
+                            # CUPS names a printer by its device id, the kernel by its descriptor.
+                            ("usb://K905/K905?serial=7", "k905://usb/U9"),
+                            ("usb://K905/K905", "k905://usb/U9"),
+                            ("/dev/usb/lp9", "k905:/dev/usb/lp9"),
+                            ("file:///dev/usb/lp9", "k905:/dev/usb/lp9"),
+                            ("socket://127.0.0.1:9/?contimeout=5", "k905://127.0.0.1:9"),
+                            ("socket://[::1]", "k905://[::1]")):
+            with self.subTest(device=given):
+                self.assertEqual(self.device_made("--replace", "--device", given), used)
+
+    def test_an_address_that_has_no_equivalent_is_left_as_it_is(self):
+        self.add_backend("usb", "exit 0")
+        self.cups.connect_devices("direct usb://K905/K905\n")
+        for device in ("usb://K905/K905", self.device()):
+            with self.subTest(device=device):
+                self.setup("--replace", self.queue, "--device", device)
+                self.assertEqual(self.device_of_queue(), device)
+
+    def test_an_update_leaves_a_usb_printer_that_the_kernel_does_not_show(self):
+        self.add_backend("usb", "exit 0")
+        self.cups.connect_devices("direct usb://K905/K905?serial=7\n")
+        self.add_good_queue(device="usb://K905/K905?serial=7")
+        self.assertRegex(self.setup("--update", self.queue).stdout, "note .*/dev/usb/lp")
+        self.assertEqual(self.device_of_queue(), "usb://K905/K905?serial=7")
+        self.cups.connect_devices("direct usb://K905/K905?serial=7\ndirect k905://usb/7\n")
+        self.setup("--update", self.queue)
+        self.assertEqual(self.device_of_queue(), "k905://usb/7")
 
 
 class CheckOfThePrintSystem(ThroughSetup):

@@ -1,5 +1,5 @@
 # In the place of CUPS' program that asks all backends for their devices, which is not installed
-# everywhere: answers with the lines "CLASS URI" of the file DEVICES. Started with the request's number.
+# everywhere: answers with the lines "CLASS URI [DEVICE ID]" of the file DEVICES. Started with the request's number.
 import pathlib
 import struct
 import sys
@@ -16,9 +16,10 @@ answer = struct.pack(">BBHI", 1, 1, 0, int(sys.argv[1]))
 answer += b"\x01" + attribute(0x47, "attributes-charset", "utf-8")
 answer += attribute(0x48, "attributes-natural-language", "en")
 for line in pathlib.Path(DEVICES).read_text().splitlines():
-    device_class, uri = line.split()
+    device_class, uri, *device_id = line.split(maxsplit=2)
     answer += PRINTER_TAG + attribute(KEYWORD, "device-class", device_class)
-    for name in ("device-id", "device-info", "device-make-and-model", "device-location"):
+    answer += attribute(TEXT, "device-id", "".join(device_id))
+    for name in ("device-info", "device-make-and-model", "device-location"):
         answer += attribute(TEXT, name, "K905")
     answer += attribute(URI, "device-uri", uri)
 sys.stdout.buffer.write(b"Content-Type: application/ipp\n\n" + answer + END_TAG)

@@ -1,0 +1,33 @@
+// The same printer on the backend k905, which asks it before each sheet and finishes the sheet in
+// hand when the scheduler stops. The backends usb and socket do neither.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace k905 {
+
+struct ConnectedDevice {
+  std::string uri;
+  std::string device_id{};  // IEEE 1284
+};
+
+// A device file, as a user may name it instead of a URI.
+[[nodiscard]] bool is_device_file(const std::string& device);
+
+// Whether the address is on another backend of CUPS, although the backend k905 may reach the
+// printer too: usb://..., socket://... and file:///dev/usb/...
+[[nodiscard]] bool is_usual_address(const std::string& uri);
+
+// The URI on the backend k905 of the printer at `device`: usb://..., socket://..., file:///dev/...,
+// a device file or a URI of k905 itself. `connected` holds the connected devices, as far as they
+// are known; without them a usb:// URI must have a serial number. Nothing when there is no
+// equivalent.
+[[nodiscard]] std::optional<std::string> k905_uri_of(const std::string& device,
+                                                     const std::vector<ConnectedDevice>& connected);
+
+// Whether both URIs are of one printer, whatever their backends and options.
+[[nodiscard]] bool is_same_printer(const std::string& one, const std::string& other);
+
+}  // namespace k905

@@ -1,0 +1,159 @@
+"""Queues that k905-setup makes and migrates, through a private scheduler to a simulated printer.
+usage: devices_through_cups.py BUILD CMAKE [TEST...]
+
+The device address is the one a user knows (socket://); what reaches the printer is compared with a run of
+the filter alone. Exit status 77 means that it could not be tried here.
+"""
+
+import pathlib
+import signal
+import socket
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "backend"))
+
+import through_cups  # noqa: E402
+from through_cups import ThroughCups, ipp  # noqa: E402
+
+
+class WithSetup(ThroughCups):
+    """Queues on the relay in front of the simulated printer."""
+
+    def setUp(self):
+        super().setUp()
+        self.cups.run("lpadmin", "-x", "booth")
+        self.usual_uri = self.relay.uri.replace("k905:", "socket:")
+
+    def setup(self, *arguments, check=True, **environment):
+        return self.cups.run(self.cups.prefix / "bin" / "k905-setup", *arguments, check=check,
+                             CUPS_CACHEDIR=str(self.cups.root / "cache"), **environment)
+
+    def device(self, queue="booth"):
+        return self.cups.run("lpstat", "-v", queue).stdout.strip().partition(": ")[2]
+
+    def make_old_queue(self):
+        self.cups.add_queue("booth", device=self.usual_uri, StpLaminate="Matte", BleedTop="0.5",
+                            print_scaling_default="fill", printer_error_policy="retry-current-job",
+                            printer_info="left", number_up_default="1", job_priority_default="70")
+
+
+class Made(WithSetup):
+    def test_a_queue_made_with_a_usual_address_survives_a_stop_in_a_sheet(self):
+        made = self.setup("booth", "--device", self.usual_uri)
+        self.assertIn(self.usual_uri, made.stdout)
+        self.assertEqual(self.device(), self.relay.uri)
+        self.relay.pause = through_cups.SLOW
+        job = self.submit()
+        self.relay.wait_inside(2, through_cups.SHEET_BYTES // 2)
+        self.cups.process.send_signal(signal.SIGTERM)
+        self.cups.process.wait(30)
+        self.cups.start()
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assertEqual(self.relay.heard.torn, [])
+        self.assertEqual(len(list(self.sim.sheets.glob("*.png"))), len(self.numbers))
+
+    def test_an_address_is_kept_on_request_and_over_an_update(self):
+        made = self.setup("booth", "--device", self.usual_uri, "--keep-device")
+        self.assertEqual(self.device(), self.usual_uri)
+        self.assertRegex(made.stdout, "note .*half a sheet")
+        for arguments in (("--check", "booth"), ("--update", "booth"), ("--update", "--all")):
+            self.setup(*arguments)
+            self.assertEqual(self.device(), self.usual_uri)
+        self.setup("booth", "--replace")
+        self.assertEqual(self.device(), self.relay.uri)
+
+
+class Migrated(WithSetup):
+    def test_jobs_and_defaults_stay_and_every_sheet_comes_once(self):
+        self.make_old_queue()
+        self.cups.run("cupsdisable", "booth")
+        jobs = [self.submit() for _ in range(2)]
+        before = self.cups.run("lpoptions", "-p", "booth", "-l").stdout
+        found = self.setup("--check", "booth", check=False).stdout
+        self.assertRegex(found, r"PROBLEM .*half a sheet.*\n +-> k905-setup --update booth\n")
+        said = self.setup("--update", "booth", check=False).stdout  # the queue is stopped
+        self.assertIn(f"{self.usual_uri}", said)
+        self.assertEqual(self.device(), self.relay.uri)
+        self.assertEqual(self.cups.run("lpoptions", "-p", "booth", "-l").stdout, before)
+        attributes = self.cups.run("lpoptions", "-p", "booth").stdout
+        for word in ("printer-info=left", "job-priority=70", "print-scaling=fill"):
+            self.assertIn(word, attributes)
+        self.assertEqual([self.cups.job_state(job)["job-state"] for job in jobs], [ipp.PENDING] * 2)
+        self.cups.run("cupsenable", "booth")
+        for job in jobs:
+            self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers * 2)
+        self.assertEqual(self.relay.heard.torn, [])
+        self.assertIn("ready to print", self.setup("--check", "booth").stdout)
+
+    def test_a_queue_that_is_printing_is_left_alone(self):
+        self.make_old_queue()
+        self.relay.pause = through_cups.SLOW
+        job = self.submit()
+        self.relay.wait_inside(1, 1000)
+        refused = self.setup("--update", "--all", check=False)
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn(f"job {job} is printing", refused.stderr)
+        self.relay.pause = 0
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assertEqual(self.relay.heard.questions, [])
+
+    def test_a_line_that_only_takes_data_stays_on_its_address(self):
+        # Some print servers pass nothing back; a queue on the backend would wait indefinitely.
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            uri = f"socket://127.0.0.1:{server.getsockname()[1]}"
+            self.cups.add_queue("booth", device=uri, print_scaling_default="fill",
+                                printer_error_policy="retry-current-job")
+            said = self.setup("--update", "booth").stdout
+            self.assertRegex(said, "note .*does not answer questions")
+            self.assertEqual(self.device(), uri)
+
+
+class Asked(WithSetup):
+    """--check asks the printer itself."""
+
+    def test_the_state_of_the_printer_is_shown(self):
+        self.setup("booth", "--device", self.usual_uri)
+        self.assertRegex(self.setup("--check", "booth").stdout, r"ok .*Idling, 400 prints left")
+        self.set_printer(remaining=0)
+        found = self.setup("--check", "booth", check=False)
+        self.assertEqual(found.returncode, 1)
+        self.assertRegex(found.stdout,
+                         r"PROBLEM .*Paper End.*\n +-> load new paper and a new ribbon\n")
+
+    def test_nothing_is_asked_while_another_queue_prints_on_the_printer(self):
+        for queue in ("booth", "matte"):
+            self.setup(queue, "--device", self.usual_uri)
+        self.relay.pause = through_cups.SLOW
+        job = self.submit()
+        self.relay.wait_inside(2, 1000)
+        self.assertIn("in use", self.setup("--check", "matte").stdout)
+        self.assertEqual(self.relay.heard.torn, [])
+        self.relay.pause = 0
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers)
+
+    def test_nothing_is_asked_while_a_queue_that_was_stopped_finishes_its_sheet(self):
+        self.setup("booth", "--device", self.usual_uri)
+        self.relay.pause = through_cups.SLOW * 4
+        self.submit()
+        self.relay.wait_inside(1, 1000)
+        self.cups.run("cupsdisable", "booth")
+        self.assertIn("in use", self.setup("--check", "booth", check=False).stdout)
+        self.assertEqual(self.relay.heard.sheets, [])
+        self.relay.wait_for(lambda heard: heard.sheets, "the sheet in hand")
+        self.assertEqual(self.relay.heard.sheets, self.numbers[:1])
+
+    def test_a_job_that_waits_for_the_printer_is_shown_with_the_reason(self):
+        self.setup("booth", "--device", self.usual_uri)
+        self.set_printer(remaining=1)
+        self.submit()
+        self.cups.wait_for(lambda: "media-empty-error" in self.reasons(), "the reason in lpstat")
+        found = self.setup("--check", "booth", check=False)
+        self.assertRegex(found.stdout, r"PROBLEM .*job waits: Paper End: load new paper")
+
+
+if __name__ == "__main__":
+    sys.exit(through_cups.main())
