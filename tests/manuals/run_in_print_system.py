@@ -35,9 +35,9 @@ def free_port():
 
 def as_here(commands, cups, printer, device):
     """The commands with the places and numbers of this print system."""
+    on_backend = printer.uri.replace("socket:", "k905:")
     for shown, here in (
-            ("'usb://...serial=A'", printer.uri), ("'usb://...serial=B'", printer.uri),
-            ("'usb://...'", printer.uri), ("9100", str(free_port())),
+            ("k905://usb/A", on_backend), ("k905://usb/B", on_backend), ("9100", str(free_port())),
             ("/dev/usb/lp?", device), ("/dev/usb/lp0", device),
             ("/var/log/cups/", f"{cups.root}/log/"), ("[Job 42", "[Job 1"),
             # These go on until somebody ends them.
@@ -97,9 +97,10 @@ def run_blocks(blocks, cups, folder):
     printer = SimulatedPrinter(cups.prefix / "bin/k905-sim", cups.root / "sheets")
     asked = SimulatedPrinter(cups.prefix / "bin/k905-sim", cups.root / "asked")
     try:
+        cups.connect_devices(f"direct {printer.uri.replace('socket:', 'k905:')}\n")
         commands = as_here("".join(blocks), cups, printer, asked.device)
         if "k905-setup photo" not in commands and "photo" in commands:
-            commands = (f"k905-setup photo --device {printer.uri}\nlp -d photo photo.jpg\n{ALL_PRINTED}" +
+            commands = (f"k905-setup photo\nlp -d photo photo.jpg\n{ALL_PRINTED}" +
                         commands)
         # What a block leaves in the background is ended when the jobs for it have been.
         script = ("set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\nset -x\n" + commands +
