@@ -27,6 +27,10 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "cups, cups-filters, ghostscript")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "icc-profiles-free")
 
+# After an upgrade the queues follow; after a purge the backend's records are gone.
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_SOURCE_DIR}/packaging/postinst ${CMAKE_SOURCE_DIR}/packaging/postrm)
+
 # What only a package has: compressed manual pages, changelog, the word on copyright.
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/packaging/debian_files.cmake)
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_BINARY_DIR}/package_places.cmake)

@@ -122,7 +122,7 @@ int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments
       arguments.all ? queues_of_this_printer(scheduler) : std::vector{arguments.queue};
   if (queues.empty()) {
     complain(app, "there is no queue of this printer");
-    return kExitFailed;
+    return 0;
   }
   int status = 0;
   for (const std::string& queue : queues) {

@@ -51,13 +51,17 @@ def make_package(folder):
     return package
 
 
-def dpkg(root, *arguments):
+def dpkg(root, *arguments, cups=None):
     database = root / "var/lib/dpkg"
     for place in ("updates", "info", "triggers"):
         (database / place).mkdir(parents=True, exist_ok=True)
     (database / "status").touch()
     # The packages it depends on are the machine's, of which this folder knows nothing.
-    return call("dpkg", f"--root={root}", f"--log={database}/log", "--force-depends", *arguments)
+    # The package's scripts run outside of the folder, and must not find the machine's print system.
+    print_system = cups.environment() if cups else {"CUPS_SERVER": f"{root}/no-scheduler"}
+    return call("dpkg", f"--root={root}", f"--log={database}/log", "--force-depends",
+                "--force-script-chrootless", *arguments,
+                env=environment() | print_system | {"CUPS_CACHEDIR": f"{root}/cache"})
 
 
 def files_of_package(root):
@@ -282,6 +286,39 @@ class PackagedCups(private_cups.PrivateCups):
         dpkg(self.root, "-i", PACKAGE)
 
 
+class Upgrade(unittest.TestCase):
+    def test_queues_follow_with_their_jobs_and_a_purge_says_what_stays(self):
+        missing = private_cups.what_is_missing()
+        if missing:
+            self.skipTest(missing)
+        with tempfile.TemporaryDirectory() as scratch:
+            root = pathlib.Path(scratch)
+            root.chmod(0o755)  # for the user that runs the filters
+            system = root / "system"
+            system.mkdir()
+            with PackagedCups(system, BUILD, CMAKE) as cups:
+                printer = SimulatedPrinter(cups.prefix / "bin/k905-sim", root / "sheets")
+                self.addCleanup(printer.stop)
+                cups.add_queue("photo", device=printer.uri, StpLaminate="Matte",
+                               print_scaling_default="fill", printer_error_policy="retry-current-job")
+                ppd = cups.etc / "ppd/photo.ppd"
+                ppd.write_text(re.sub(r'FileVersion: ".*"', 'FileVersion: "0.1"', ppd.read_text()))
+                cups.run("cupsdisable", "photo")
+                job = cups.submit("photo", artwork.png(root / "photo.png", 1800, 1200))
+                dpkg(cups.root, "-i", PACKAGE, cups=cups)
+                self.assertNotIn('FileVersion: "0.1"', ppd.read_text())
+                self.assertIn("*Matte", cups.run("lpoptions", "-p", "photo", "-l").stdout)
+                self.assertIn(printer.uri.replace("socket:", "k905:"), cups.run("lpstat", "-v", "photo").stdout)
+                cups.run("cupsenable", "photo")
+                self.assertEqual(cups.finished(job)["job-state"], ipp.COMPLETED)
+                self.assertEqual(len(printer.printed(cups, 1)), 1)
+                self.assertTrue((cups.root / "cache/k905").is_dir())
+                said = dpkg(cups.root, "--purge", "rastertok905", cups=cups)
+                self.assertIn("the queue photo stays", said)
+                self.assertIn("photo", cups.run("lpstat", "-e").stdout)
+                self.assertFalse((cups.root / "cache/k905").exists())
+
+
 class Printing(unittest.TestCase):
     def test_a_photo_and_a_document_reach_the_simulated_printer_and_nothing_stays_behind(self):
         missing = private_cups.what_is_missing()
@@ -307,7 +344,7 @@ class Printing(unittest.TestCase):
                 installed = files_of_package(cups.root)
                 self.assertTrue(all(os.path.lexists(path) for path in installed))
                 cups.run("lpadmin", "-x", "photo")
-                dpkg(cups.root, "--purge", "rastertok905")
+                dpkg(cups.root, "--purge", "rastertok905", cups=cups)
                 self.assertEqual([path for path in installed if not path.is_dir() and
                                   os.path.lexists(path)], [])
                 own = [path for place in (cups.prefix, cups.etc, cups.root / "spool")
