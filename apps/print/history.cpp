@@ -28,23 +28,15 @@ std::string destination_of(const SheetEntry& sheet) {
   return sheet.target.device;
 }
 
-std::string line_of(const SheetEntry& sheet) {
+}  // namespace
+
+std::string history_line(const SheetEntry& sheet) {
   std::string line = std::to_string(sheet.id) + "  " + local_time(sheet.time) + "  " +
                      text_of(sheet.outcome) + "  " + sheet.folder + "/" + sheet.name;
   for (const std::string& part : {destination_of(sheet), sheet.reason}) {
     line += part.empty() ? "" : "  " + part;
   }
   return one_line_of_text(line, kLongestLine);
-}
-
-}  // namespace
-
-std::string history_text(const Ledger& ledger) {
-  std::string text;
-  for (const SheetEntry& sheet : ledger.history()) {
-    text += line_of(sheet) + "\n";
-  }
-  return text;
 }
 
 std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet, std::string& error) {

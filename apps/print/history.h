@@ -7,8 +7,8 @@
 
 #include "apps/print/ledger.h"
 
-// A line for each sheet: its number, time, outcome, file, and where it was printed.
-[[nodiscard]] std::string history_text(const Ledger& ledger);
+// A line: number, time, outcome, file, and where it was printed.
+[[nodiscard]] std::string history_line(const SheetEntry& sheet);
 
 // Orders another print of that sheet's photo, which waits in the ledger then; the name in the
 // result is where the file is now. Nothing, with the reason in `error`, when the file is not there

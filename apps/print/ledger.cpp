@@ -473,6 +473,12 @@ std::optional<SheetEntry> Ledger::find_sheet(std::int64_t id) const {
   return first_of(entries(database_.get(), "WHERE id = ?", id));
 }
 
+std::optional<SheetEntry> Ledger::newest_sheet(const std::string& folder,
+                                               const std::string& name) const {
+  return first_of(entries(database_.get(), "WHERE folder = ? AND name = ? ORDER BY id DESC LIMIT 1",
+                          folder, name));
+}
+
 std::optional<SheetEntry> Ledger::last_printed(const std::string& folder, const std::string& name,
                                                const Content& content) const {
   return first_of(entries(database_.get(),

@@ -136,6 +136,8 @@ class Ledger {
   [[nodiscard]] std::vector<SheetEntry> unfinished(const std::string& folder) const;
 
   [[nodiscard]] std::optional<SheetEntry> find_sheet(std::int64_t id) const;
+  [[nodiscard]] std::optional<SheetEntry> newest_sheet(const std::string& folder,
+                                                       const std::string& name) const;
   // The newest sheet of that content that is printed, or may be.
   [[nodiscard]] std::optional<SheetEntry> last_printed(const std::string& folder,
                                                        const std::string& name,

@@ -50,43 +50,57 @@ std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
   return std::move(prepared->page);
 }
 
-JobResult print_job(const JobSetup& setup, const std::vector<std::string>& files,
-                    Progress& progress, int done, const Complaint& complain) {
-  JobResult result;
-  result.outcomes.resize(files.size(), PictureOutcome::not_reached);
+std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
+                                         const std::vector<std::string>& files, Progress& progress,
+                                         int done, const Complaint& complain) {
   Destination& destination = *setup.destination;
-  bool begun = false;
+  std::vector<k905::PhotoReport> photos;
+  for (const std::string& file : files) {
+    photos.push_back(k905::report_of(file, k905::kStopped, destination.target()));
+  }
+  Destination::Begun begun;
+  bool is_begun = false;
+  bool is_taken = true;
+  int pages = 0;
   std::string error;
-  const auto given_up = [&] {
-    complain(error);
-    return result;
-  };
-  for (std::size_t i = 0; i < files.size() && (i == 0 || !stop_asked()); ++i) {
+  for (std::size_t i = 0; i < files.size() && is_taken && (i == 0 || !stop_asked()); ++i) {
+    k905::PhotoReport& photo = photos[i];
     progress.show(done + static_cast<int>(i) + 1);
-    const std::optional<Picture> page = read_page(setup, files[i], files[i], complain, error);
+    const std::optional<Picture> page =
+        read_page(setup, files[i], files[i], complain, photo.reason);
     if (!page) {
-      complain(files[i] + ": " + std::exchange(error, ""));
-      result.outcomes[i] = PictureOutcome::unreadable;
+      photo.outcome = text_of(Outcome::refused);
+      complain(files[i] + ": " + photo.reason);
       continue;
     }
-    Destination::Begun number;
-    if (!begun && !destination.begin({job_title(files), ""}, number, error)) {
-      return given_up();
-    }
-    begun = true;
-    if (!send(destination, *page, setup.copies, error)) {
-      return given_up();
-    }
-    result.outcomes[i] = PictureOutcome::sent;
+    photo.outcome.clear();
+    photo.sheet = pages / setup.pages_per_sheet + 1;
+    pages += setup.copies;
+    is_taken = is_begun || destination.begin({job_title(files), ""}, begun, error);
+    is_begun = true;
+    is_taken = is_taken && send(destination, *page, setup.copies, error);
   }
-  result.taken = begun && destination.end(result.word, error);
-  return begun && !result.taken ? given_up() : result;
-}
-
-bool JobResult::all_printed() const {
-  return taken && std::ranges::all_of(outcomes, [](PictureOutcome outcome) {
-           return outcome == PictureOutcome::sent;
-         });
+  std::string place;
+  is_taken = is_begun && is_taken && destination.end(place, error);
+  if (is_begun && !is_taken) {
+    complain(error);
+  }
+  for (k905::PhotoReport& photo : photos) {
+    photo.job = begun.number;
+    if (photo.outcome == text_of(Outcome::refused)) {
+      continue;
+    }
+    if (is_begun && !is_taken) {
+      photo.outcome = destination.may_have_printed() ? text_of(Outcome::in_doubt) : k905::kFailed;
+      photo.reason = error;
+    } else if (photo.outcome == k905::kStopped) {
+      photo.reason = "stopped";
+    } else {
+      photo.outcome = photo.target.queue.empty() ? text_of(Outcome::printed) : k905::kSent;
+      photo.place = place;
+    }
+  }
+  return photos;
 }
 
 void stop_on_signals() {

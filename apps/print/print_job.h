@@ -9,11 +9,13 @@
 #include "apps/base/progress.h"
 #include "apps/layout/prepare.h"
 #include "apps/print/destination.h"
+#include "apps/print/report.h"
 
 struct JobSetup {
   Destination* destination = nullptr;
   Preparation preparation;
-  int copies = 1;  // of each picture, one behind the other
+  int copies = 1;  // of each photo, one after the other
+  int pages_per_sheet = 1;
 };
 
 // What is said to the user on the way: a picture by name, and what is wrong with it.
@@ -28,21 +30,13 @@ using Complaint = std::function<void(const std::string& words)>;
 // What a job of these files is called.
 [[nodiscard]] std::string job_title(const std::vector<std::string>& files);
 
-enum class PictureOutcome { not_reached, unreadable, sent };
-
-struct JobResult {
-  std::vector<PictureOutcome> outcomes;  // one for each picture
-  bool taken = false;                    // the job was taken, with all that was sent
-  std::string word;                      // where it is now
-
-  // Whether every picture is in a job that was taken.
-  [[nodiscard]] bool all_printed() const;
-};
-
-// A picture that cannot be read is complained of and left out. When nothing can be read there is no
-// job. `progress` is shown each picture, counted on from `done`.
-[[nodiscard]] JobResult print_job(const JobSetup& setup, const std::vector<std::string>& files,
-                                  Progress& progress, int done, const Complaint& complain);
+// Prints the files as one job; a photo that cannot be read is reported and left out. Returns what
+// became of each: nothing is reported to `complain` that is not in a reason too. `progress` is
+// shown each photo, counted on from `done`.
+[[nodiscard]] std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
+                                                       const std::vector<std::string>& files,
+                                                       Progress& progress, int done,
+                                                       const Complaint& complain);
 
 // SIGTERM, SIGINT and SIGHUP: the picture in hand is printed, no further one is begun. A second
 // SIGINT, from somebody who cannot wait, ends the program at once. SIGINT and SIGHUP that were

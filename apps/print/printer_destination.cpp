@@ -51,7 +51,9 @@ class PrinterDestination final : public Destination {
     }
     printer_.close();
     const int left = printer_.prints_left();
-    word = name_ + (left < 0 ? "" : ", " + std::to_string(left) + (left == 1 ? " print left" : " prints left"));
+    word = name_ +
+           (left < 0 ? ""
+                     : ", " + std::to_string(left) + (left == 1 ? " print left" : " prints left"));
     return true;
   }
 

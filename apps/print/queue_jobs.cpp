@@ -54,6 +54,16 @@ QueueJobState state_in(ipp_t* job) {
   }
 }
 
+// A queue that is stopped shows that for itself only, not for its jobs.
+std::string why_queue_waits(const std::string& uri, const std::string& message) {
+  ipp_t* request = ippNewRequest(IPP_OP_GET_PRINTER_ATTRIBUTES);
+  add_name(request, IPP_TAG_URI, "printer-uri", uri);
+  add_name(request, IPP_TAG_KEYWORD, "requested-attributes", "printer-state");
+  const Ipp answer = answer_to(request);
+  const bool is_stopped = answer && number_in(answer.get(), "printer-state") == IPP_PSTATE_STOPPED;
+  return is_stopped ? "the queue is stopped" + (message.empty() ? "" : ": " + message) : message;
+}
+
 // From an answer about many jobs: each is a group of attributes in any order, and what is between
 // two groups has no name.
 std::vector<int> jobs_with_ticket(ipp_t* answer, const std::string& ticket) {
@@ -96,6 +106,31 @@ QueueJobState state_of_queue_job(int number, const std::string& ticket) {
     return QueueJobState::gone;
   }
   return state_in(answer.get());
+}
+
+QueueJobProgress progress_of_queue_job(int number) {
+  using State = QueueJobProgress::State;
+  const Ipp answer = answer_to(job_request(IPP_OP_GET_JOB_ATTRIBUTES, number));
+  if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) {
+    return {State::gone, "the print system does not know the job any more"};
+  }
+  if (!answer || !is_granted()) {
+    return {State::unknown, "the print system does not answer"};
+  }
+  const std::string message = text_in(answer.get(), "job-printer-state-message");
+  switch (number_in(answer.get(), "job-state")) {
+    case IPP_JSTATE_COMPLETED:
+      return {State::printed, ""};
+    case IPP_JSTATE_CANCELED:
+      return {State::failed, "the job was canceled"};
+    case IPP_JSTATE_ABORTED:
+      return {State::failed, "the job was aborted: " + message};
+    case IPP_JSTATE_HELD:
+      return {State::active, "the job is held"};
+    default:
+      break;
+  }
+  return {State::active, why_queue_waits(text_in(answer.get(), "job-printer-uri"), message)};
 }
 
 bool release_queue_job(int number, const std::string& hold, std::string& error) {

@@ -25,6 +25,14 @@ inline constexpr char kHoldOption[] = "job-hold-until";
 inline constexpr char kHeld[] = "indefinite";
 inline constexpr char kTicketOption[] = "job-message-to-operator";
 
+// How far a job is that is not held by us.
+struct QueueJobProgress {
+  enum class State { active, printed, failed, gone, unknown };
+  State state = State::unknown;
+  std::string message;  // why it is not printed yet, or was not; "" when there is nothing to say
+};
+[[nodiscard]] QueueJobProgress progress_of_queue_job(int number);
+
 // Prints a held job, or leaves it held until `hold` where that is what the queue does with its
 // jobs. False with the reason in `error`.
 [[nodiscard]] bool release_queue_job(int number, const std::string& hold, std::string& error);

@@ -79,12 +79,12 @@ std::optional<Outcome> outcome_of(const SheetEntry& sheet) {
 }  // namespace
 
 SheetPrinter::SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder,
-                           int pages_per_sheet, Complaint complain)
+                           int pages_per_sheet, const k905::Reporter& reporter)
     : setup_(setup),
       ledger_(ledger),
       folder_(std::move(folder)),
       pages_per_sheet_(pages_per_sheet),
-      complain_(std::move(complain)) {}
+      reporter_(reporter) {}
 
 bool SheetPrinter::settle() {
   if (is_settled_) {
@@ -120,13 +120,15 @@ bool SheetPrinter::settle_job(const std::vector<SheetEntry>& sheets) {
 }
 
 void SheetPrinter::set_in_doubt(const std::vector<SheetEntry>& sheets) {
-  const std::string& device = sheets.front().target.device;
-  ledger_.set_outcome(sheets.front().ticket, Outcome::in_doubt,
-                      "stopped while it was sent to " + device);
-  for (const SheetEntry& sheet : sheets) {
-    complain_(sheet.name + ": stopped while it was sent to " + device +
-              "; if the sheet did not come out, print it with: k905-print --reprint " +
-              std::to_string(sheet.id));
+  const std::string reason = "stopped while it was sent to " + sheets.front().target.device;
+  ledger_.set_outcome(sheets.front().ticket, Outcome::in_doubt, reason);
+  for (SheetEntry sheet : sheets) {
+    reporter_.complain(sheet.name + ": " + reason +
+                       "; if the sheet did not come out, print it with: k905-print --reprint " +
+                       std::to_string(sheet.id));
+    sheet.outcome = Outcome::in_doubt;
+    sheet.reason = reason;
+    reporter_.report(k905::report_of(sheet));
   }
 }
 

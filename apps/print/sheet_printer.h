@@ -24,7 +24,7 @@ class SheetPrinter {
 
   // `pages_per_sheet` 2 where two photos share a sheet.
   SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, int pages_per_sheet,
-               Complaint complain);
+               const k905::Reporter& reporter);
 
   // Settles what earlier jobs of the folder left unfinished. False when that cannot be known now:
   // nothing may be printed until it can.
@@ -46,7 +46,7 @@ class SheetPrinter {
   Ledger& ledger_;
   std::string folder_;
   int pages_per_sheet_;
-  Complaint complain_;
+  const k905::Reporter& reporter_;
   bool is_settled_ = false;
 };
 

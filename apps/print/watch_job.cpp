@@ -132,13 +132,12 @@ bool open_ledger(Ledger& ledger, const std::string& path, const std::string& fol
 class FolderPrinter {
  public:
   FolderPrinter(const WatchSetup& setup, std::string folder, Ledger& ledger,
-                const Complaint& complain, const Complaint& say)
+                const k905::Reporter& reporter)
       : setup_(setup),
         folder_(std::move(folder)),
         ledger_(ledger),
-        complain_(complain),
-        say_(say),
-        printer_(setup.job, ledger, folder_, setup.two_up ? 2 : 1, complain),
+        reporter_(reporter),
+        printer_(setup.job, ledger, folder_, setup.job.pages_per_sheet, reporter),
         progress_("photo", 1) {}
 
   void watch() {
@@ -160,7 +159,7 @@ class FolderPrinter {
     if (printer_.settle()) {
       print_due();
     } else {
-      complain_(kUnsettled);
+      reporter_.complain(kUnsettled);
     }
     return ledger_.waiting(folder_, name).empty();
   }
@@ -265,7 +264,8 @@ class FolderPrinter {
       todo.delay = kFirstRetry;
     }
     for (const std::string& name : events.passed_over) {
-      complain_(path_of(name) + ": files of this type are not read; others of it are not reported");
+      reporter_.complain(path_of(name) +
+                         ": files of this type are not read; others of it are not reported");
     }
   }
 
@@ -308,13 +308,13 @@ class FolderPrinter {
       }
     }
     // Photos that share a sheet wait for each other; other jobs are of one photo.
-    return setup_.two_up || print_pages(orders, pages);
+    return setup_.job.pages_per_sheet > 1 || print_pages(orders, pages);
   }
 
   [[nodiscard]] std::size_t pages_per_job() const {
     // One sheet at a time goes where nobody can ask what became of it. A queue takes all copies of
     // a photo in one job.
-    return setup_.two_up ? 2
+    return setup_.job.pages_per_sheet > 1 ? 2
            : setup_.job.destination->target().queue.empty()
                ? 1
                : std::numeric_limits<std::size_t>::max();
@@ -366,7 +366,8 @@ class FolderPrinter {
       try_again_ = Clock::now() + kTryAgain;
       return false;
     }
-    const std::size_t most = static_cast<std::size_t>(left) * (setup_.two_up ? 2 : 1);
+    const std::size_t most =
+        static_cast<std::size_t>(left) * static_cast<std::size_t>(setup_.job.pages_per_sheet);
     pages.resize(std::min(pages.size(), most));
     return true;
   }
@@ -381,7 +382,12 @@ class FolderPrinter {
     if (const auto file = ledger_.find_file(folder_, name)) {
       move_away(name, file->stamp, "");
     }
-    say_(name + " -> " + word);
+    if (const auto sheet = ledger_.newest_sheet(folder_, name)) {
+      k905::PhotoReport report = k905::report_of(*sheet);
+      report.outcome = report.target.queue.empty() ? report.outcome : k905::kSent;
+      report.place = word;
+      reporter_.report(report);
+    }
   }
 
   // What is to be printed of the file now, if anything. What is not to be looked at again leaves
@@ -438,7 +444,7 @@ class FolderPrinter {
     }
     std::string error;
     std::optional<Picture> page =
-        read_page(setup_.job, photo.copy(), path_of(name), complain_, error);
+        read_page(setup_.job, photo.copy(), path_of(name), reporter_.complain, error);
     if (!page) {
       return error == k905::kNotEnoughMemory ? later(name, error)
                                              : refuse(name, known, of_these_bytes, now, error);
@@ -481,7 +487,9 @@ class FolderPrinter {
     }
     tried_.insert(name);
     todo_.erase(name);
-    complain_(path_of(name) + ": " + reason);
+    reporter_.complain(path_of(name) + ": " + reason);
+    reporter_.report(k905::report_of(path_of(name), text_of(Outcome::refused),
+                                     setup_.job.destination->target(), reason));
     move_away(name, file.stamp, reason);
     return std::nullopt;
   }
@@ -492,7 +500,7 @@ class FolderPrinter {
     todo.when = Clock::now() + todo.delay;
     todo.delay = std::min(2 * todo.delay, kLongestRetry);
     if (!problem.empty() && problem != std::exchange(todo.problem, problem)) {
-      complain_(path_of(name) + ": " + problem + "; it is tried again");
+      reporter_.complain(path_of(name) + ": " + problem + "; it is tried again");
     }
     return std::nullopt;
   }
@@ -504,18 +512,24 @@ class FolderPrinter {
       return;
     }
     if (const auto sheet = ledger_.last_printed(folder_, name, content)) {
-      complain_(path_of(name) + ": printed before; to print it again: k905-print --reprint " +
-                std::to_string(sheet->id));
+      reporter_.complain(path_of(name) +
+                         ": printed before; to print it again: k905-print --reprint " +
+                         std::to_string(sheet->id));
     } else {
-      complain_(path_of(name) + ": known and left; to print it, remove it and put it back");
+      reporter_.complain(path_of(name) +
+                         ": known and left; to print it, remove it and put it back");
     }
   }
 
   void withdraw(const std::vector<SheetEntry>& sheets, const std::string& reason) {
     for (const SheetEntry& sheet : sheets) {
       ledger_.withdraw(sheet.id, reason);
-      complain_(path_of(sheet.name) + ": sheet " + std::to_string(sheet.id) +
-                " is not printed: " + reason);
+      reporter_.complain(path_of(sheet.name) + ": sheet " + std::to_string(sheet.id) +
+                         " is not printed: " + reason);
+      k905::PhotoReport report = k905::report_of(sheet);
+      report.outcome = text_of(Outcome::withdrawn);
+      report.reason = reason;
+      reporter_.report(report);
     }
   }
 
@@ -538,7 +552,7 @@ class FolderPrinter {
 
   void complain_once(const std::string& words) {
     if (words != last_complaint_) {
-      complain_(words);
+      reporter_.complain(words);
       last_complaint_ = words;
     }
   }
@@ -548,8 +562,7 @@ class FolderPrinter {
   const WatchSetup& setup_;
   std::string folder_;
   Ledger& ledger_;
-  const Complaint& complain_;
-  const Complaint& say_;
+  const k905::Reporter& reporter_;
   SheetPrinter printer_;
   Progress progress_;
   std::map<std::string, Todo> todo_;
@@ -560,23 +573,36 @@ class FolderPrinter {
   bool was_settled_ = false;
 };
 
-// Opens the ledger, takes the folder's lock and calls `use`; the exit status.
-template <typename Use>
-int with_ledger(const WatchSetup& setup, const Complaint& complain, const Use& use) {
+// Opens the ledger, takes the folder's lock and calls `use`, or `if_held` when another process has
+// the lock; the exit status.
+template <typename Use, typename IfHeld>
+int with_folder(const WatchSetup& setup, const k905::Reporter& reporter, const Use& use,
+                const IfHeld& if_held) {
   std::string error;
   Ledger ledger;
   try {
     const std::string folder = canonical_folder(setup.folder, error);
+    FolderLock lock;
     if (folder.empty() || !open_ledger(ledger, setup.ledger, folder, error)) {
-      complain(error);
+      reporter.complain(error);
       return 1;
     }
-    return use(ledger, folder);
+    switch (lock.take(setup.ledger, folder, error)) {
+      case FolderLock::Result::taken: {
+        FolderPrinter printer(setup, folder, ledger, reporter);
+        return use(printer);
+      }
+      case FolderLock::Result::held_by_another:
+        return if_held(folder);
+      case FolderLock::Result::failed:
+        reporter.complain(error);
+        return 1;
+    }
   } catch (const LedgerError& problem) {
-    complain(setup.ledger + ": " + problem.what() +
-             "; stopped, because what cannot be noted would be printed again");
-    return 1;
+    reporter.complain(setup.ledger + ": " + problem.what() +
+                      "; stopped, because what cannot be noted would be printed again");
   }
+  return 1;
 }
 
 }  // namespace
@@ -596,36 +622,28 @@ std::string canonical_folder(const std::string& folder, std::string& error) {
   return path;
 }
 
-int watch_folder(const WatchSetup& setup, const Complaint& complain, const Complaint& say) {
-  return with_ledger(setup, complain, [&](Ledger& ledger, const std::string& folder) {
-    FolderLock lock;
-    std::string error;
-    if (const auto result = lock.take(setup.ledger, folder, error);
-        result != FolderLock::Result::taken) {
-      complain(result == FolderLock::Result::failed
-                   ? error
-                   : folder + ": another k905-print watches this folder");
-      return 1;
-    }
-    FolderPrinter(setup, folder, ledger, complain, say).watch();
-    return 0;
-  });
+int watch_folder(const WatchSetup& setup, const k905::Reporter& reporter) {
+  return with_folder(
+      setup, reporter,
+      [](FolderPrinter& printer) {
+        printer.watch();
+        return 0;
+      },
+      [&](const std::string& folder) {
+        reporter.complain(folder + ": another k905-print watches this folder");
+        return 1;
+      });
 }
 
-int print_waiting(const WatchSetup& setup, const std::string& name, const Complaint& complain,
-                  const Complaint& say) {
-  return with_ledger(setup, complain, [&](Ledger& ledger, const std::string& folder) {
-    FolderLock lock;
-    std::string error;
-    const auto result = lock.take(setup.ledger, folder, error);
-    if (result == FolderLock::Result::held_by_another) {
-      say(name + ": printed by the k905-print that watches " + folder);
-      return 0;
-    }
-    if (result == FolderLock::Result::failed) {
-      complain(error);
-      return 1;
-    }
-    return FolderPrinter(setup, folder, ledger, complain, say).print_now(name) ? 0 : 1;
-  });
+int print_waiting(const WatchSetup& setup, const std::string& name,
+                  const k905::Reporter& reporter) {
+  return with_folder(
+      setup, reporter, [&](FolderPrinter& printer) { return printer.print_now(name) ? 0 : 1; },
+      [&](const std::string& folder) {
+        k905::PhotoReport report =
+            k905::report_of(folder + "/" + name, text_of(Outcome::waiting), {});
+        report.place = "the k905-print that watches " + folder;
+        reporter.report(report);
+        return 0;
+      });
 }

@@ -10,7 +10,6 @@ struct WatchSetup {
   JobSetup job;
   std::string folder;
   std::string ledger;     // file
-  bool two_up = false;    // two photos share a sheet
   int limit = 0;          // sheets in a day; 0: any number
   bool new_only = false;  // photos that are there when the folder is first watched are left
   bool move = false;      // finished files are moved to printed/ and failed/
@@ -20,10 +19,9 @@ struct WatchSetup {
 // with the reason in `error` when there is no place for it.
 [[nodiscard]] std::string usual_ledger(std::string& error);
 
-// Until a signal asks to stop: exit status 0. 1 when the ledger cannot be written. `say` gets a
-// line for every photo that was printed.
-[[nodiscard]] int watch_folder(const WatchSetup& setup, const Complaint& complain,
-                               const Complaint& say);
+// Until a signal asks to stop: exit status 0. 1 when the ledger cannot be written. Reports every
+// photo that was printed, refused, withdrawn or is in doubt.
+[[nodiscard]] int watch_folder(const WatchSetup& setup, const k905::Reporter& reporter);
 
 // The folder by its only name, as the ledger has it; "" with the reason in `error`.
 [[nodiscard]] std::string canonical_folder(const std::string& folder, std::string& error);
@@ -31,4 +29,4 @@ struct WatchSetup {
 // Prints the sheets of these photos that wait in the ledger, unless a watch of the folder that is
 // running does so. Exit status 0 when none is left waiting.
 [[nodiscard]] int print_waiting(const WatchSetup& setup, const std::string& name,
-                                const Complaint& complain, const Complaint& say);
+                                const k905::Reporter& reporter);

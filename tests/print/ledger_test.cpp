@@ -177,7 +177,10 @@ TEST_F(LedgerTest, IsForItsOwnerOnly) {
 TEST_F(LedgerTest, HistoryIsALineForEachSheet) {
   order("a\n.jpg");
   print("a\n.jpg", "one", Outcome::printed);
-  const std::string text = history_text(*ledger_);
+  std::string text;
+  for (const SheetEntry& sheet : ledger_->history()) {
+    text += history_line(sheet) + "\n";
+  }
   EXPECT_THAT(text, testing::StartsWith("1  1970-01-01 "));
   EXPECT_THAT(text, testing::EndsWith("  printed  /srv/in/a .jpg  job 17 on booth\n"));
 }

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <array>
 #include <csignal>
 #include <filesystem>
+#include <sstream>
 
 #include "apps/base/write_whole.h"
 #include "apps/image/photo.h"
@@ -20,6 +22,7 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -324,6 +327,41 @@ TEST(PrintProgram, TwoPicturesShareASheet) {
   EXPECT_EQ(sheets[1].height, 1240U);  // the third has no partner
 }
 
+TEST(PrintProgram, JsonIsAnObjectForEachPhotoAndNothingElse) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const ChildResult result = print(folder, {"--json", "--to", "job.prn", "--two-up", "photo.png",
+                                            "missing.png", "photo.png", "photo.png"});
+  EXPECT_EQ(result.status, 1);
+  std::istringstream lines(result.output);
+  std::vector<nlohmann::json> photos;
+  for (std::string line; std::getline(lines, line);) {
+    photos.push_back(nlohmann::json::parse(line));
+  }
+  ASSERT_THAT(photos, SizeIs(4));
+  const nlohmann::json good{
+      {"file", "photo.png"}, {"outcome", "printed"},
+      {"queue", nullptr},    {"device", std::filesystem::canonical(folder.path()) / "job.prn"},
+      {"job", nullptr},      {"sheet", 1},
+      {"id", nullptr},       {"preview", nullptr},
+      {"reason", nullptr}};
+  EXPECT_EQ(photos[0], good);
+  EXPECT_EQ(photos[1]["outcome"], "refused");
+  EXPECT_EQ(photos[1]["reason"], "No such file or directory");
+  EXPECT_EQ(photos[2], good);
+  EXPECT_EQ(photos[3]["sheet"], 2);
+}
+
+TEST(PrintProgram, JsonNamesThePreviewAndNamesThatAreNoTextAreReplaced) {
+  const ScratchFolder folder;
+  folder.write("\xff.png", quartered_png());
+  const auto photo =
+      nlohmann::json::parse(print(folder, {"--json", "--preview", "sheet.png", "\xff.png"}).output);
+  EXPECT_EQ(photo["file"], "\uFFFD.png");
+  EXPECT_EQ(photo["outcome"], "shown");
+  EXPECT_EQ(photo["preview"], "sheet.png");
+}
+
 TEST(PrintProgram, CopiesShareSheetsAsWell) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
@@ -538,6 +576,10 @@ TEST(PrintProgram, WrongUsageIsExitStatusTwo) {
       {"--to", "x", "--watch", "photo.png"},
       {"--to", "x", "--journal", "j", "photo.png"},
       {"--preview", "x", "--watch", "."},
+      {"--to", "x", "--wait", "photo.png"},
+      {"--timeout", "1", "photo.png"},
+      {"--to", "k905:lp0", "photo.png"},
+      {"--to", "x", "--jsn", "photo.png"},
   };
   for (const std::vector<std::string>& arguments : wrong) {
     const ChildResult result = print(folder, arguments);
@@ -545,6 +587,13 @@ TEST(PrintProgram, WrongUsageIsExitStatusTwo) {
     EXPECT_THAT(result.log, StartsWith("k905-print: "));
     EXPECT_FALSE(folder.read("x"));
   }
+}
+
+TEST(PrintProgram, AnUnknownOptionIsAnsweredWithThoseThereAre) {
+  const ScratchFolder folder;
+  EXPECT_THAT(print(folder, {"--jsn", "photo.png"}).log,
+              AllOf(StartsWith("k905-print: unknown option --jsn; known options: "),
+                    HasSubstr(", --json, ")));
 }
 
 TEST(PrintProgram, HelpAndVersionEndWell) {

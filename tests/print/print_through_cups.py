@@ -124,6 +124,42 @@ class Print(BesideCups):
         (stream,) = self.printed("--two-up", self.picture(), self.picture(), self.picture())
         self.assertEqual([sheet["height"] for sheet in self.stream(stream)], [2498, 1240])
 
+    def outcomes(self, *arguments, status=0):
+        said = self.k905_print("--queue", self.queue, "--json", "--wait", *arguments, status=status)
+        return [json.loads(line) for line in said.stdout.splitlines()], said.stderr
+
+    def test_waits_until_every_job_is_completed(self):
+        self.add_queue()
+        photos, _ = self.outcomes(self.picture("a.png"), self.picture("b.png"))
+        self.assertEqual([photo["outcome"] for photo in photos], ["printed", "printed"])
+        for photo in photos:
+            self.assertEqual(photo["queue"], self.queue)
+            self.assertEqual(self.cups.job_state(photo["job"])["job-state"], ipp.COMPLETED)
+
+    def test_a_job_that_is_not_printed_in_time_is_reported_as_sent(self):
+        self.add_queue()
+        self.cups.run("cupsdisable", self.queue)
+        (photo,), messages = self.outcomes("--timeout", "1", self.picture(), status=1)
+        self.assertEqual(photo["outcome"], "sent")
+        self.assertIn("the queue is stopped", photo["reason"])
+        self.assertIn("the queue is stopped", messages)
+        self.cups.run("cancel", "-a", self.queue)
+
+    def test_a_job_that_is_canceled_is_reported_as_failed(self):
+        self.add_queue()
+        self.cups.run("cupsdisable", self.queue)
+        photo = self.picture()
+
+        def cancel():
+            self.cups.wait_for(lambda: self.cups.run("lpstat", "-o").stdout, "the job")
+            self.cups.run("cancel", "-a", self.queue)
+
+        canceler = threading.Thread(target=cancel)
+        canceler.start()
+        (outcome,), _ = self.outcomes(photo, status=1)
+        canceler.join()
+        self.assertEqual((outcome["outcome"], outcome["reason"]), ("failed", "the job was canceled"))
+
     def test_a_preview_shows_what_the_queue_would_print(self):
         self.add_queue(PageSize="w432h576")
         sheet = self.art / "sheet.png"

@@ -78,6 +78,23 @@ TEST_F(WatchProgram, PrintsWhatIsThereAndWhatComes) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
 }
 
+TEST_F(WatchProgram, JsonNamesTheSheetInTheLedger) {
+  put("a.png", picture_of(10));
+  put("broken.jpg", "\xff\xd8 broken");
+  RunningProgram program(kProgram, arguments({"--json"}), environment());
+  EXPECT_TRUE(program.has_said("\"file\":\"" + inbox() + "/a.png\",\"outcome\":\"printed\"") &&
+              program.has_said("/broken.jpg\",\"outcome\":\"refused\""))
+      << program.said();
+  program.send_signal(SIGTERM);
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_THAT(program.said(), HasSubstr("\"id\":1,"));
+  ChildSetup history;
+  history.program = kProgram;
+  history.arguments = {"k905-print", "--history", "--json"};
+  history.environment = environment();
+  EXPECT_THAT(run_child(history).output, StartsWith("{\"id\":1,\"time\":"));
+}
+
 TEST_F(WatchProgram, ToldToEndSeveralTimesItEndsAsWell) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
@@ -343,7 +360,7 @@ TEST_F(ReprintProgram, TheWatchOfTheFolderPrintsItWhereThereIsOne) {
   EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
   const ChildResult result = run({"--reprint", "1"});
   EXPECT_EQ(result.status, 0) << result.log;
-  EXPECT_EQ(result.output, "a.png: printed by the k905-print that watches " + inbox() + "\n");
+  EXPECT_EQ(result.output, inbox() + "/a.png -> the k905-print that watches " + inbox() + "\n");
   EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
   EXPECT_EQ(printed(), (std::vector<int>{10, 20, 10}));
 }

@@ -1,0 +1,171 @@
+#include "apps/print/command_line.h"
+
+#include <sys/stat.h>
+
+#include <utility>
+#include <variant>
+
+namespace k905 {
+
+namespace {
+
+using Value = std::variant<bool*, int*, std::optional<int>*, std::int64_t*, std::string*,
+                           std::vector<std::string>*>;
+
+struct Row {
+  const char* names;
+  Value value;
+  const char* help;
+  int most = 0;  // of a number; it is at least `least`
+  int least = 1;
+};
+
+void add(CLI::App& app, const Row& row) {
+  CLI::Option* const option = std::visit(
+      [&](auto* value) {
+        if constexpr (std::is_same_v<decltype(value), bool*>) {
+          return app.add_flag(row.names, *value, row.help);
+        } else {
+          return app.add_option(row.names, *value, row.help);
+        }
+      },
+      row.value);
+  if (row.most != 0) {
+    option->check(CLI::Range(row.least, row.most));
+  }
+}
+
+constexpr int kMost = 1000000;
+
+}  // namespace
+
+void describe(CLI::App& app, PrintOptions& options) {
+  const Row rows[] = {
+      {"PICTURE", &options.photos,
+       "photos: JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM; \"-\" is standard input"},
+      {"-q,--queue", &options.queue,
+       "print through this queue of CUPS; without a destination through the user's default queue"},
+      {"--to", &options.to,
+       "print without CUPS: to a device such as /dev/usb/lp0 or k905://usb/SERIAL, or into a file"},
+      {"--preview", &options.preview,
+       "print nothing, show the sheet in this PNG file; the second sheet's name gets a \"-2\", and "
+       "so on"},
+      {"--wait", &options.wait, "with a queue: wait until the photos are printed"},
+      {"--timeout", &options.timeout,
+       "with --to DEVICE and --wait: wait at most so many seconds for the printer, otherwise as "
+       "long as it takes",
+       kMost, 0},
+      {"--json", &options.json,
+       "write a JSON object for each photo, or with --history for each sheet, in a line of its "
+       "own"},
+      {"-p,--paper", &options.paper, "paper, by either of its names (w288h432 or 6x4)"},
+      {"-f,--finish", &options.finish, "overcoat"},
+      {"-n,--copies", &options.copies, "sheets of each picture", 999},
+      {"--brightness", &options.brightness, "-500 to 500 in steps of 50: -50 % to +50 %"},
+      {"--contrast", &options.contrast, "the same"},
+      {"--saturation", &options.saturation, "the same"},
+      {"--gamma", &options.gamma, "500 (darker) to 2200 (lighter); 1000 would be as sent"},
+      {"-o,--option", &options.choices,
+       "KEYWORD=CHOICE: any other choice of the print dialog, as for lp; see k905-print(1)"},
+      {"--two-up", &options.two_up, "two 6x4 pictures share a sheet of a 6x8 ribbon"},
+      {"--fit", &options.fit,
+       "keep all of the picture on white; otherwise it is cropped to the sheet's shape"},
+      {"--no-turn", &options.no_turn,
+       "do not turn the picture by a quarter where the sheet's shape asks for it"},
+      {"--watch", &options.folder,
+       "print the photos of this folder and whatever is put there, each once, also after a "
+       "restart"},
+      {"--limit", &options.limit, "with --watch: at most so many sheets in a day", kMost},
+      {"--new-only", &options.new_only,
+       "with --watch: leave what is in the folder when it is watched for the first time"},
+      {"--move", &options.move,
+       "with --watch: move files to the folder's own printed/ and failed/ when they are done"},
+      {"--history", &options.history, "list the sheets of watched folders"},
+      {"--reprint", &options.reprint, "print this sheet of the history again"},
+      {"--ledger,--journal", &options.ledger,
+       "file that notes which sheets of watched folders were printed"},
+      {"-v,--verbose", &options.verbose, "show the filter's log (with --to or --preview)"},
+  };
+  for (const Row& row : rows) {
+    add(app, row);
+  }
+  app.get_option("--copies")->capture_default_str();
+  app.get_option("--option")->allow_extra_args(false);
+  app.get_option("--reprint")->check(CLI::PositiveNumber);
+  app.get_option("--finish")->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case));
+  app.get_option("--queue")->excludes("--to");
+  app.get_option("--to")->excludes("--preview");
+}
+
+std::optional<std::string> check(const PrintOptions& options) {
+  const bool prints = !options.photos.empty();
+  const bool watches = !options.folder.empty();
+  const int tasks = int{prints} + int{watches} + int{options.history} + int{options.reprint != 0};
+  struct stat status {};
+  const std::pair<bool, std::string> problems[] = {
+      {tasks == 0, "no picture given"},
+      {tasks > 1, "pictures, --watch, --history and --reprint exclude each other"},
+      {!watches && (options.limit != 0 || options.new_only || options.move),
+       "--limit, --new-only and --move need --watch"},
+      {!options.ledger.empty() && prints, "--ledger is for --watch, --history and --reprint"},
+      {options.reprint != 0 && !options.preview.empty(), "--reprint prints; it shows no preview"},
+      {watches && !options.preview.empty(), "--watch prints; it shows no preview"},
+      {options.wait && (!prints || !options.to.empty() || !options.preview.empty()),
+       "--wait is for photos that are printed through a queue"},
+      {options.timeout && !options.wait && (options.to.empty() || watches),
+       "--timeout is for --to DEVICE and for --wait; a watched folder waits as long as it takes"},
+      {watches && (stat(options.folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)),
+       "--watch: no folder: " + options.folder},
+  };
+  for (const auto& [is_wrong, problem] : problems) {
+    if (is_wrong) {
+      return problem;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> collect_choices(const PrintOptions& options, Choices& choices) {
+  std::vector<std::pair<std::string, std::string>> named;
+  for (const std::string& option : options.choices) {
+    const std::size_t equals = option.find('=');
+    if (equals == std::string::npos) {
+      return "not KEYWORD=CHOICE: \"" + option + "\"";
+    }
+    named.emplace_back(option.substr(0, equals), option.substr(equals + 1));
+  }
+  // The table's name for a neutral value is None.
+  const auto unless = [](const std::string& value, const char* neutral) {
+    return value == neutral ? "None" : value;
+  };
+  const std::pair<const char*, std::string> of_their_own[] = {
+      {"PageSize", options.paper},
+      {"StpLaminate", options.finish},
+      {"StpBrightness", unless(options.brightness, "0")},
+      {"StpContrast", unless(options.contrast, "0")},
+      {"StpSaturation", unless(options.saturation, "0")},
+      {"StpGamma", unless(options.gamma, "1000")},
+      {"K905Ribbon", options.two_up ? "6x8" : ""}};
+  for (const auto& [keyword, choice] : of_their_own) {
+    if (!choice.empty()) {
+      named.emplace_back(keyword, choice);
+    }
+  }
+  for (const auto& [keyword, given] : named) {
+    std::string choice = given;
+    std::string error;
+    if (keyword == "PageSize") {
+      choice = page_size_name(given);
+      error = choice.empty() ? unknown_paper(given) : "";
+    } else if (!check_choice(keyword, choice, error)) {
+      error = error.empty() ? keyword : error;
+    }
+    if (!error.empty()) {
+      return error;
+    }
+    choices[keyword] = choice;
+  }
+  return std::nullopt;
+}
+
+}  // namespace k905

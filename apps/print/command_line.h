@@ -1,0 +1,54 @@
+// The command line of k905-print.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/base/choices.h"
+
+namespace k905 {
+
+struct PrintOptions {
+  std::vector<std::string> photos;
+  std::string queue;
+  std::string to;
+  std::string preview;
+  std::optional<int> timeout;
+  bool wait = false;
+  bool json = false;
+
+  std::string paper;
+  std::string finish;
+  std::string brightness;
+  std::string contrast;
+  std::string saturation;
+  std::string gamma;
+  std::vector<std::string> choices;  // KEYWORD=CHOICE
+  int copies = 1;
+  bool two_up = false;
+  bool fit = false;
+  bool no_turn = false;
+
+  std::string folder;
+  int limit = 0;
+  bool new_only = false;
+  bool move = false;
+  bool history = false;
+  std::int64_t reprint = 0;
+  std::string ledger;
+  bool verbose = false;
+};
+
+void describe(CLI::App& app, PrintOptions& options);
+
+// What is wrong with the options together; nothing when all is well.
+[[nodiscard]] std::optional<std::string> check(const PrintOptions& options);
+
+// What the options choose of the print dialog. Returns what is wrong, nothing when all is well.
+[[nodiscard]] std::optional<std::string> collect_choices(const PrintOptions& options,
+                                                         Choices& choices);
+
+}  // namespace k905

@@ -1,0 +1,48 @@
+// What became of a photo, for people and for programs.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "apps/print/ledger.h"
+
+namespace k905 {
+
+// Outcomes beyond those of the ledger.
+inline constexpr char kSent[] = "sent";        // a queue has all of the job
+inline constexpr char kFailed[] = "failed";    // not printed
+inline constexpr char kShown[] = "shown";      // in a preview
+inline constexpr char kStopped[] = "stopped";  // not printed, because the program was asked to end
+
+struct PhotoReport {
+  std::string file;
+  std::string outcome;
+  SheetTarget target;
+  int job = 0;          // number in the queue; 0: none
+  int sheet = 0;        // in its job, from 1: the first with this photo; 0: none
+  std::int64_t id = 0;  // of the sheet in the ledger; 0: none
+  std::string place;    // where the photo is now, in words
+  std::string preview;  // file
+  std::string reason;   // why it was not printed
+};
+
+// Takes what became of photos; and messages to the user.
+struct Reporter {
+  std::function<void(const PhotoReport&)> report;
+  std::function<void(const std::string& words)> complain;
+};
+
+[[nodiscard]] PhotoReport report_of(std::string file, std::string outcome,
+                                    const SheetTarget& target, std::string reason = "");
+// The sheet as a report about its photo.
+[[nodiscard]] PhotoReport report_of(const SheetEntry& sheet);
+
+// One line for people; "" when there is nothing to say beyond what was reported as an error.
+[[nodiscard]] std::string text_line(const PhotoReport& photo);
+
+// The same for programs: a JSON object, see docs/integration.md.
+[[nodiscard]] std::string json_line(const PhotoReport& photo);
+[[nodiscard]] std::string json_line(const SheetEntry& sheet);
+
+}  // namespace k905
