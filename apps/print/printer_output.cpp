@@ -29,7 +29,7 @@ constexpr milliseconds kBusyPause{250};     // printer ready, buffers full
 constexpr milliseconds kOutcomePause{100};  // sheet sent, printing
 constexpr milliseconds kStopPause{100};     // between two looks at is_stopped
 
-constexpr seconds kBusyPatience{3};  // the other program may be at its end
+constexpr seconds kBusyPatience{3};  // the other program may be at its end, or ask a question
 // An idle printer that never moved its counter for a sheet it was sent without any trouble.
 constexpr seconds kNeverMoved{120};
 // For the sheet in hand, after the end was asked for.
@@ -129,6 +129,7 @@ int PrinterOutput::open() {
     pause(kStopPause);
     error = printer_.open(kOpenTimeout);
   }
+  was_connected_ = was_connected_ || error == 0 || error == EBUSY;
   if (error != 0) {
     return error;
   }
@@ -140,7 +141,6 @@ int PrinterOutput::open() {
     return ETIMEDOUT;
   }
   identity_ = serial.text.empty() ? setup_.name : serial.text;
-  was_connected_ = true;
   return 0;
 }
 
