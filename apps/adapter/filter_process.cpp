@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "apps/adapter/log_relay.h"
 #include "apps/adapter/one_line.h"
@@ -35,6 +37,12 @@ int become_filter(const std::string& program, char** argv) {
   tell_cups("DEBUG", "rastertok905job: " + one_line(program.empty() ? "rastertok905" : program) +
                          ": " + std::strerror(reason));
   return 1;
+}
+
+// The backend k905 counts a sheet when the printer has made it.
+bool backend_counts_sheets() {
+  const char* const device = std::getenv("DEVICE_URI");
+  return device != nullptr && std::string_view(device).starts_with("k905:");
 }
 
 // The filter alone holds the ends of its pipes: whoever reads or writes the other ends sees it end.
@@ -104,7 +112,7 @@ class FilterLog {
   static constexpr int kMostReads = 64;
 
   k905::Descriptor source_;
-  LogRelay relay_;
+  LogRelay relay_{!backend_counts_sheets()};
   bool is_gone_ = false;
 };
 

@@ -8,6 +8,8 @@
 
 class LogRelay {
  public:
+  explicit LogRelay(bool counts_sheets = true) : watch_(counts_sheets) {}
+
   // Takes bytes as they come, in pieces of any size.
   void take(std::string_view bytes);
 

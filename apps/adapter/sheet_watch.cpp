@@ -64,7 +64,8 @@ std::string SheetWatch::after(std::string_view line) {
   if (ends_sheet(line)) {
     in_sheet_ = false;
     if (!sheet_is_whole_) return "";
-    return progress(100) + "PAGE: " + std::to_string(++sheets_sent_) + " 1\n";
+    ++sheets_sent_;
+    return progress(100) + (counts_sheets_ ? "PAGE: " + std::to_string(sheets_sent_) + " 1\n" : "");
   }
   const auto step = std::ranges::find_if(steps, [&](const Step& candidate) {
     return is_numbered(line, candidate.before_number, candidate.after_number);

@@ -8,6 +8,10 @@
 
 class SheetWatch {
  public:
+  // Without counting, the backend counts the sheets: it knows which came out, and which of them an
+  // earlier attempt at the job has printed.
+  explicit SheetWatch(bool counts_sheets = true) : counts_sheets_(counts_sheets) {}
+
   // Looks at one line of the filter's log, without its newline. Returns the lines CUPS is to get
   // behind it, each with its newline, or nothing. A line counts only when it is one of the filter's
   // own from its first byte to its last: what a user or a printer says never stands at the
@@ -15,6 +19,7 @@ class SheetWatch {
   [[nodiscard]] std::string after(std::string_view line);
 
  private:
+  bool counts_sheets_;
   unsigned long sheets_sent_ = 0;
   bool in_sheet_ = false;
   bool sheet_is_whole_ = false;

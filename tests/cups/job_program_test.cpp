@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
@@ -368,6 +369,18 @@ TEST_F(JobProgram, SaysEverySheetThatWasSent) {
                                       "K905-1: ===== PRINT CALL #2 =====",
                                       "K905-1: Single page printed successfully (print call #2)",
                                       "ATTR: job-media-progress=100", "PAGE: 2 1"));
+}
+
+TEST_F(JobProgram, LeavesTheCountOfSheetsToTheBackendThatConfirmsThem) {
+  stand_in(
+      "echo \"K905-1: ===== PRINT CALL #1 =====\" >&2\n"
+      "echo \"K905-1: Single page printed successfully (print call #1)\" >&2\n");
+  for (const auto& [uri, counts] :
+       {std::pair("k905://usb/1", 0), std::pair("usb://K905/K905?serial=1", 1)}) {
+    environment_["DEVICE_URI"] = uri;
+    run(kPlainJob);
+    EXPECT_EQ(std::count(log_lines_.begin(), log_lines_.end(), "PAGE: 1 1"), counts) << uri;
+  }
 }
 
 TEST_F(JobProgram, LosesNoLineOfALongLog) {

@@ -23,6 +23,11 @@ TEST(SheetWatch, CountsASheetWhenTheFilterHasSentIt) {
   EXPECT_EQ(after_all(watch, {kBegin, kEnd}), kSheetSent);
 }
 
+TEST(SheetWatch, LeavesTheCountToABackendThatCountsItself) {
+  SheetWatch watch(false);
+  EXPECT_EQ(after_all(watch, {kBegin, kEnd}), "ATTR: job-media-progress=100\n");
+}
+
 TEST(SheetWatch, NumbersTheSheetsOfAJob) {
   SheetWatch watch;
   EXPECT_EQ(after_all(watch, {kBegin, kEnd}), kSheetSent);
