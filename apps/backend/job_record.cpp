@@ -54,6 +54,7 @@ bool take_field(const std::string& key, const std::string& value, JobRecord& rec
   }
   return (key == "job" && parse_number(value, record.job)) ||
          (key == "printed" && parse_number(value, record.printed)) ||
+         (key == "reported" && parse_number(value, record.reported)) ||
          (key == "sending" && parse_number(value, record.sending)) ||
          (key == "life" && parse_number(value, record.life)) ||
          (key == "buffers" && parse_number(value, record.buffers));
@@ -96,8 +97,8 @@ std::string to_text(const JobRecord& record) {
   std::ostringstream text;
   text << kFirstLine << "\njob=" << record.job << "\nidentity=" << one_line(record.identity)
        << "\nprinter=" << one_line(record.printer) << "\nprinted=" << record.printed
-       << "\nsending=" << record.sending << "\nlife=" << record.life
-       << "\nbuffers=" << record.buffers << "\n";
+       << "\nreported=" << record.reported << "\nsending=" << record.sending
+       << "\nlife=" << record.life << "\nbuffers=" << record.buffers << "\n";
   return text.str();
 }
 

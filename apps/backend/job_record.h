@@ -11,12 +11,13 @@ namespace k905::backend {
 
 struct JobRecord {
   int job = 0;
-  std::string identity;  // of the job: numbers are used again, this is not
-  std::string printer;   // serial number of the printer that the sheet was sent to
-  unsigned printed = 0;  // sheets that came out
-  unsigned sending = 0;  // number of the sheet whose outcome is not known, 0 for none
-  int life = -1;         // life counter before that sheet
-  int buffers = 0;       // free buffers before that sheet
+  std::string identity;   // of the job: numbers are used again, this is not
+  std::string printer;    // serial number of the printer that the sheet was sent to
+  unsigned printed = 0;   // sheets that came out
+  unsigned reported = 0;  // sheets that the scheduler counted
+  unsigned sending = 0;   // number of the sheet whose outcome is not known, 0 for none
+  int life = -1;          // life counter before that sheet
+  int buffers = 0;        // free buffers before that sheet
 
   bool operator==(const JobRecord&) const = default;
 };

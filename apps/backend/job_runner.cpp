@@ -86,8 +86,29 @@ int JobRunner::run() {
   } else if (record_.printed > 0) {
     info("Continuing with " + sheet_name(record_.printed + 1));
   }
-  supplies_.report(printer_);
+  report_sheets();
+  supplies_.report(printer_, seen_);
+  publish_seen();
   return print_sheets();
+}
+
+// While this process has the printer, k905-status shows this and asks nothing.
+void JobRunner::publish_seen() {
+  std::string note = to_note(seen_);
+  if (note != published_) {
+    published_ = std::move(note);
+    write_line("ATTR: ", "printer-alert='" + published_ + "'");
+  }
+}
+
+// Counts the sheets that came out, for the log of pages. The scheduler is not there to read that
+// when it was stopped in the middle of a sheet: the next process counts that sheet.
+void JobRunner::report_sheets() {
+  if (record_.printed > record_.reported &&
+      write_line("PAGE: ", std::to_string(record_.printed) + " " +
+                               std::to_string(record_.printed - record_.reported))) {
+    record_.reported = record_.printed;
+  }
 }
 
 // A process whose job was taken away may still be finishing its sheet: on this printer, or a sheet
@@ -137,9 +158,14 @@ void JobRunner::read_identity() {
     return;
   }
   identity_ = serial.text.empty() ? to_string(printer_.address()) : serial.text;
+  seen_.serial_number = serial.text;
 }
 
-void JobRunner::show_offline(int error) { reason_.show(kOffline, text_of_error(error)); }
+void JobRunner::show_offline(int error) {
+  reason_.show(kOffline, text_of_error(error));
+  seen_.status_code.reset();
+  publish_seen();
+}
 
 // Shows why the printer is not ready. False when it did not answer.
 bool JobRunner::show_status(const Reply& status) {
@@ -152,6 +178,9 @@ bool JobRunner::show_status(const Reply& status) {
     return false;
   }
   unanswered_ = 0;
+  seen_.status_code = status.number;
+  seen_.model = printer_.model();
+  publish_seen();
   const StatusReason& row = status_reason(status.number);
   if (!row.ready) {
     reason_.show(row.keyword, status_sentence(status.number));
@@ -188,6 +217,7 @@ bool JobRunner::has_media_for(const Sheet& sheet) {
   }
   const std::string needed = media_for_sheet(sheet.width, sheet.height);
   const std::string loaded = find_media(printer_.ask(QuestionId::kMedia).text.c_str());
+  seen_.media = loaded;
   if (takes_sheet(loaded, needed)) {
     return true;
   }
@@ -268,6 +298,8 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
       printer_.close();
       continue;
     }
+    seen_.life_counter = life.number;
+    seen_.free_buffers = buffers;
     record_.sending = number;
     record_.life = life.number;
     record_.buffers = buffers;
@@ -289,12 +321,13 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
     record_.sending = 0;
     if (outcome == Outcome::kPrinted) {
       record_.printed = number;
+      report_sheets();
     }
     if (!save_record()) {
       return kStopQueue;
     }
     if (outcome == Outcome::kPrinted) {
-      supplies_.report(printer_);
+      supplies_.report(printer_, seen_);
       return kDone;
     }
     info("Sending " + sheet_name(number) + " again: the printer did not print it");

@@ -16,6 +16,7 @@
 #include "apps/backend/stop_request.h"
 #include "apps/backend/supplies.h"
 #include "device/printer.h"
+#include "device/printer_report.h"
 
 namespace k905::backend {
 
@@ -67,6 +68,8 @@ class JobRunner {
   bool show_status(const Reply& status);
   void show_offline(int error);
   bool save_record();
+  void report_sheets();
+  void publish_seen();
 
   JobOptions options_;
   Printer& printer_;
@@ -76,6 +79,8 @@ class JobRunner {
   std::function<void()> on_connected_;
   StateReason reason_;
   Supplies supplies_;
+  PrinterReport seen_;  // what this process last saw, for programs that must not ask the printer
+  std::string published_;
   JobRecord record_;
   std::string identity_;          // of the printer
   int unanswered_ = 0;            // questions in a row

@@ -11,13 +11,13 @@
 
 namespace k905::backend {
 
-void write_line(std::string_view prefix, std::string_view text) {
+bool write_line(std::string_view prefix, std::string_view text) {
   std::string line(prefix);
   line += text;
   std::replace_if(
       line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r' || c == '\0'; }, ' ');
   line += '\n';
-  (void)write_whole(STDERR_FILENO, line);
+  return write_whole(STDERR_FILENO, line);
 }
 
 StateReason::StateReason() {

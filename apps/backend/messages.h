@@ -7,9 +7,9 @@
 namespace k905::backend {
 
 // One line in one write, so that lines of several processes do not mix. Line ends inside the text,
-// which can come from a printer, become blanks: they would begin a line of their own. A scheduler
-// that is gone is no error.
-void write_line(std::string_view prefix, std::string_view text);
+// which can come from a printer, become blanks: they would begin a line of their own. False when
+// nobody reads it, because the scheduler is gone; that is no error.
+bool write_line(std::string_view prefix, std::string_view text);
 
 inline void debug(std::string_view text) { write_line("DEBUG: ", text); }
 inline void info(std::string_view text) { write_line("INFO: ", text); }

@@ -6,15 +6,17 @@
 #include <grp.h>
 #include <pwd.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <utility>
 
 #include "apps/backend/job_runner.h"
 #include "apps/backend/messages.h"
+#include "apps/base/descriptor.h"
+#include "apps/base/spawn.h"
 
 namespace k905::backend {
 
@@ -31,39 +33,32 @@ sigset_t awaited_signals() {
   return signals;
 }
 
-int exit_status_of(pid_t worker) {
-  int status = 0;
-  while (waitpid(worker, &status, 0) < 0) {
-    if (errno != EINTR) {
-      return kFailed;
-    }
+int exit_status_of(Child& worker) {
+  const ChildEnd end = worker.wait();
+  if (end.signal != 0) {
+    error("The process that prints ended unexpectedly");
+    return kTryAgain;
   }
-  if (WIFEXITED(status)) {
-    return WEXITSTATUS(status);
-  }
-  error("The process that prints ended unexpectedly");
-  return kTryAgain;
+  return end.status;
 }
 
 // The worker has its own copies; the stream must have no other reader.
 void release_streams() {
-  const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-  if (nothing >= 0) {
-    dup2(nothing, STDIN_FILENO);
-    close(nothing);
+  const Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+  if (nothing) {
+    dup2(nothing.get(), STDIN_FILENO);
   }
 }
 
-int supervise(pid_t worker, int pipe_end) {
+int supervise(Child& worker, Descriptor pipe_end) {
   const sigset_t signals = awaited_signals();
   for (;;) {
     const int number = sigwaitinfo(&signals, nullptr);
     if (number == SIGCHLD) {
       return exit_status_of(worker);
     }
-    if (number > 0 && pipe_end >= 0) {
-      close(pipe_end);
-      pipe_end = -1;
+    if (number > 0) {
+      pipe_end.reset();
     }
   }
 }
@@ -91,32 +86,35 @@ bool become(const Account& account) {
          setresuid(user, user, user) == 0 && (user == 0 || setuid(0) != 0);
 }
 
+// A fork of its own, because spawn() starts another program that ends together with this process;
+// the worker continues this program, with what it has already read, and outlives this process.
 int run_detached(const Account& account, const std::function<int(int)>& work) {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) {
+  Pipe pipe;
+  if (!pipe.open()) {
     error(std::string("No pipe: ") + std::strerror(errno));
     return kFailed;
   }
-  const pid_t worker = fork();
-  if (worker < 0) {
+  const pid_t id = fork();
+  if (id < 0) {
     error(std::string("No process: ") + std::strerror(errno));
     return kFailed;
   }
-  if (worker == 0) {
-    close(ends[1]);
+  if (id == 0) {
+    pipe.write_end.reset();
     setsid();
-    _exit(work(ends[0]));
+    _exit(work(pipe.read_end.release()));
   }
-  close(ends[0]);
+  Child worker(id);
+  pipe.read_end.reset();
   release_streams();
   if (!become(account)) {
     error(std::string("Root rights cannot be given up: ") + std::strerror(errno));
-    close(ends[1]);
+    pipe.write_end.reset();
     return exit_status_of(worker);
   }
   // The scheduler can be killed as well. Set after the change of user, which would undo it.
   prctl(PR_SET_PDEATHSIG, SIGTERM);
-  return supervise(worker, ends[1]);
+  return supervise(worker, std::move(pipe.write_end));
 }
 
 }  // namespace k905::backend

@@ -10,13 +10,15 @@
 
 namespace k905::backend {
 
-void Supplies::report(Printer& printer) {
+void Supplies::report(Printer& printer, PrinterReport& seen) {
   const Reply initial = printer.ask(QuestionId::kInitialMedia);
   const Reply left = printer.ask(QuestionId::kRemainingMedia);
   if (initial.error != 0 || left.error != 0 || initial.number <= 0 ||
       (left.number == left_ && initial.number == initial_)) {
     return;
   }
+  seen.prints_left = left.number;
+  seen.prints_initial = initial.number;
   left_ = left.number;
   initial_ = initial.number;
   const int percent = std::clamp(left_ * 100 / initial_, 0, 100);

@@ -1,7 +1,7 @@
 // What is left in the printer, as the print system shows it.
 #pragma once
 
-#include "device/printer.h"
+#include "device/printer_report.h"
 
 namespace k905::backend {
 
@@ -10,9 +10,9 @@ inline constexpr int kLowPercent = 10;
 
 class Supplies {
  public:
-  // Asks the printer for its counts and reports what has changed. A printer that does not answer
-  // leaves the report as it was.
-  void report(Printer& printer);
+  // Asks the printer for its counts, takes them into `seen`, and reports what has changed. A
+  // printer that does not answer leaves all as it was.
+  void report(Printer& printer, PrinterReport& seen);
 
  private:
   int left_ = -1;

@@ -16,6 +16,7 @@ const JobRecord kRecord{.job = 12,
                         .identity = "urn:uuid:1",
                         .printer = "K9051234",
                         .printed = 3,
+                        .reported = 2,
                         .sending = 4,
                         .life = 10023,
                         .buffers = 2};

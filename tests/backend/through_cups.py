@@ -6,6 +6,7 @@ the printer was sent for it is known from a run of the filter alone. Exit status
 not be tried here.
 """
 
+import json
 import os
 import pathlib
 import re
@@ -26,6 +27,7 @@ from relay import Relay  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
 SKIPPED = 77
+STATUS_TABLE = HERE.parent / "support" / "status_reasons.tsv"
 BUILD = pathlib.Path()
 CMAKE = "cmake"
 PAGES = 4
@@ -192,6 +194,9 @@ class Jobs(ThroughCups):
         self.assert_completed(job)
         self.assertEqual(self.relay.heard.sheets, self.numbers)
         self.assertEqual(self.relay.heard.torn, [])
+        # The scheduler writes a line for each attempt, with the sum so far.
+        self.assertEqual(self.cups.pages_logged(job),
+                         [f"booth {job} total 2", f"booth {job} total {PAGES}"])
 
     def test_a_disabled_queue_finishes_the_sheet_and_continues_the_job_later(self):
         self.relay.pause = SLOW
@@ -200,6 +205,70 @@ class Jobs(ThroughCups):
         self.cups.run("cupsdisable", "booth")
         self.relay.wait_for(lambda heard: len(heard.sheets) == 2, "the sheet in hand")
         self.cups.run("cupsenable", "booth")
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers)
+
+
+class Shown(ThroughCups):
+    """What the print system and k905-status show meanwhile."""
+
+    def shown(self):
+        """The queue's own reasons and its sentence, as the scheduler reports them."""
+        attributes = ipp.ask_printer(self.cups.socket, "booth")
+        reasons = {value for name, value in attributes if name == "printer-state-reasons"}
+        return (reasons - {"none", "media-low-warning"},
+                dict(attributes).get("printer-state-message", ""))
+
+    def test_every_status_code_shows_its_reason_and_sentence_until_it_is_over(self):
+        table = [line.split("\t") for line in STATUS_TABLE.read_text().splitlines()
+                 if not line.startswith("#")]
+        self.assertEqual(len(table), 37)
+        self.set_printer(status=table[0][0])
+        job = self.submit()
+        for code, keyword, sentence in table:
+            self.set_printer(status=code)
+            self.cups.wait_for(lambda: self.shown() == ({keyword}, sentence), f"{code}: {sentence}")
+            said = self.reasons()
+            self.assertIn(f"\t{sentence}\n", said)
+            self.assertRegex(said, rf"\n\tAlerts:.*\b{keyword}\b")
+        self.assertEqual(self.relay.heard.sheets, [])
+        self.set_printer(status=1)
+        self.cups.wait_for(lambda: not self.shown()[0], "no reason while it prints")
+        self.set_printer(status=0)
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        reasons, sentence = self.shown()
+        self.assertEqual(reasons, set())
+        self.assertNotIn(sentence, [row[2] for row in table])
+
+    def status(self, *arguments):
+        return self.cups.run(BUILD / "k905-status", *arguments, check=False)
+
+    def test_k905_status_shows_what_the_backend_last_saw(self):
+        self.assertRegex(self.status("booth").stdout, r"^booth: ready, Idling\n(.*\n)*  serial ")
+        self.set_printer(status=1100, remaining=0, serial="S 1")
+        job = self.submit()
+        self.cups.wait_for(lambda: "Paper End" in self.reasons(), "the reason")
+        questions = len(self.relay.heard.questions)
+        said = self.status("booth")
+        self.assertEqual(said.returncode, 1)
+        self.assertTrue(said.stdout.startswith(
+            "booth: needs attention, Paper End, as queue booth last saw it while printing\n"), said.stdout)
+        address = f"127.0.0.1:{self.relay.port}"
+        seen = json.loads(self.status("--json", address).stdout)
+        self.assertEqual((seen["state"], seen["status_code"], seen["serial_number"],
+                          seen["prints_left"], seen["model"]), ("attention", 1100, "S 1", 0, "K905"))
+        self.cups.run("lpadmin", "-p", "booth", "-c", "lab")
+        table = self.status("lab", "/nowhere").stdout
+        self.assertRegex(table, r"\nbooth +needs attention +0 .* S 1 +Paper End, as queue booth")
+        self.relay.refuse = True
+        self.cups.wait_for(lambda: self.status("booth").returncode == 2, "an unreachable printer")
+        self.assertRegex(self.status("booth").stdout, "booth: not reachable, The printer "
+                         "(is not connected|does not answer), as queue booth last saw it\n")
+        self.relay.refuse = False
+        # Which only k905-status asks.
+        self.assertNotIn("Version", self.relay.heard.questions[questions:])
+        self.set_printer(status=0, remaining=400)
         self.assert_completed(job)
         self.assertEqual(self.relay.heard.sheets, self.numbers)
 
