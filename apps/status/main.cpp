@@ -1,20 +1,26 @@
-// k905-status: how a printer is, for people, scripts and monitors.
+// k905-status: how printers are, for operators, scripts and monitors.
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "apps/base/program.h"
 #include "apps/status/show_state.h"
 
+namespace k905 {
+
 namespace {
 
-struct Wishes {
-  std::string device = "/dev/usb/lp0";
+struct Options {
+  std::vector<std::string> printers{"/dev/usb/lp0"};
   double watch_seconds = 0;
   double limit_seconds = 0;
   bool json = false;
+  bool metrics = false;
   bool wait_ready = false;
 };
 
@@ -33,84 +39,112 @@ CLI::Validator seconds_between(double least, double most) {
   return {check, ""};
 }
 
-void describe_options(CLI::App& app, Wishes& wishes) {
-  app.add_option("DEVICE", wishes.device, "the printer's device file")->capture_default_str();
-  app.add_flag("-j,--json", wishes.json, "a line of JSON instead of text");
-  app.add_option("-w,--watch", wishes.watch_seconds, "ask again and again, so many seconds apart")
+void describe_options(CLI::App& app, Options& options) {
+  app.add_option("PRINTER", options.printers,
+                 "device file, serial number, HOST:PORT, queue or class; several give a table")
+      ->capture_default_str();
+  auto* json = app.add_flag("-j,--json", options.json, "a line of JSON for each printer");
+  app.add_flag("-m,--metrics", options.metrics, "metrics in the text format of Prometheus")
+      ->excludes(json);
+  app.add_option("-w,--watch", options.watch_seconds, "ask repeatedly, so many seconds apart")
       ->check(seconds_between(0.1, 86400));
   auto* wait =
-      app.add_flag("--wait-ready", wishes.wait_ready, "wait until the printer is ready, then tell");
-  app.add_option("--timeout", wishes.limit_seconds,
+      app.add_flag("--wait-ready", options.wait_ready, "wait until all are ready, then report");
+  app.add_option("--timeout", options.limit_seconds,
                  "with --wait-ready: wait so many seconds at most")
       ->needs(wait)
       ->check(seconds_between(0, 31536000));
   app.footer(
-      "Exit status: 0 ready or busy, 1 needs a person, 2 not reachable or wrong usage, 3 in use by "
-      "the print system.");
+      "Exit status, the highest of all printers: 0 ready or busy, 1 needs attention, 2 not "
+      "reachable "
+      "or wrong usage, 3 in use by the print system. With --metrics: 0.");
 }
 
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-void show(const PrinterState& printer, bool json) {
-  std::fputs((json ? as_json(printer) : as_text(printer)).c_str(), stdout);
+void show(const std::vector<PrinterState>& printers, const Options& options) {
+  const std::string text = options.metrics ? as_metrics(printers)
+                           : options.json  ? as_json(printers)
+                                           : as_text(printers);
+  std::fputs(text.c_str(), stdout);
   std::fflush(stdout);
 }
 
-int watch(const Wishes& wishes) {
+int exit_status_of(const std::vector<PrinterState>& printers, const Options& options) {
+  int status = 0;
+  for (const PrinterState& printer : printers) {
+    status = std::max(status, names_of(printer.state).exit_status);
+  }
+  return options.metrics ? 0 : status;
+}
+
+int watch(const Options& options) {
   for (;;) {
-    show(ask_printer(wishes.device), wishes.json);
-    std::this_thread::sleep_for(Seconds(wishes.watch_seconds));
+    show(ask_printers(options.printers), options);
+    std::this_thread::sleep_for(Seconds(options.watch_seconds));
   }
 }
 
-const std::string& why(const PrinterState& printer) {
-  return printer.message.empty() ? printer.report.status_text : printer.message;
+// Why the printers that are not ready are waited for; "" when all are.
+std::string reasons_to_wait(const std::vector<PrinterState>& printers) {
+  std::string reasons;
+  for (const PrinterState& printer : printers) {
+    if (printer.state != State::ready) {
+      reasons += (reasons.empty() ? "" : "; ") +
+                 (printers.size() > 1 ? printer.device + ": " : "") + explanation_of(printer);
+    }
+  }
+  return reasons;
 }
 
-int wait_until_ready(const CLI::App& app, const Wishes& wishes) {
-  const Seconds pause(wishes.watch_seconds > 0 ? wishes.watch_seconds : 5);
+int wait_until_ready(const CLI::App& app, const Options& options) {
+  const Seconds pause(options.watch_seconds > 0 ? options.watch_seconds : 5);
   const Clock::time_point begin = Clock::now();
-  std::string told;
+  std::string reported;
   for (;;) {
-    const PrinterState printer = ask_printer(wishes.device);
-    const bool ready = printer.state == State::ready;
+    const std::vector<PrinterState> printers = ask_printers(options.printers);
+    const std::string reasons = reasons_to_wait(printers);
     const Seconds waited = Clock::now() - begin;
     const bool too_late =
-        wishes.limit_seconds > 0 && waited + pause > Seconds(wishes.limit_seconds);
-    if (ready || too_late) {
-      show(printer, wishes.json);
-      // A busy printer is fine, but it is not what was waited for.
-      return ready ? 0 : std::max(1, names_of(printer.state).exit_status);
+        options.limit_seconds > 0 && waited + pause > Seconds(options.limit_seconds);
+    if (reasons.empty() || too_late) {
+      show(printers, options);
+      // A busy printer needs nobody, but it is not what was waited for.
+      return reasons.empty() ? 0 : std::max(1, exit_status_of(printers, options));
     }
-    if (why(printer) != told) {
-      told = why(printer);
-      complain(app, "waiting: " + told);
+    if (reasons != reported) {
+      reported = reasons;
+      complain(app, "waiting: " + reasons);
     }
     std::this_thread::sleep_for(pause);
   }
 }
 
-int run(const CLI::App& app, const Wishes& wishes) {
-  if (wishes.wait_ready) {
-    return wait_until_ready(app, wishes);
+int run(const CLI::App& app, const Options& options) {
+  if (options.wait_ready) {
+    return wait_until_ready(app, options);
   }
-  if (wishes.watch_seconds > 0) {
-    return watch(wishes);
+  if (options.watch_seconds > 0) {
+    return watch(options);
   }
-  const PrinterState printer = ask_printer(wishes.device);
-  show(printer, wishes.json);
-  return names_of(printer.state).exit_status;
+  const std::vector<PrinterState> printers = ask_printers(options.printers);
+  show(printers, options);
+  return exit_status_of(printers, options);
 }
 
 int status_program(int argc, char** argv) {
-  CLI::App app("Tells how a K905 or one of its siblings is.", "k905-status");
-  Wishes wishes;
-  describe_options(app, wishes);
+  CLI::App app("Reports how K905 printers and their siblings are.", "k905-status");
+  Options options;
+  describe_options(app, options);
   const auto status = parse_command_line(app, argc, argv);
-  return status ? *status : run(app, wishes);
+  return status ? *status : run(app, options);
 }
 
 }  // namespace
 
-int main(int argc, char** argv) { return guarded_main("k905-status", status_program, argc, argv); }
+}  // namespace k905
+
+int main(int argc, char** argv) {
+  return guarded_main("k905-status", k905::status_program, argc, argv);
+}

@@ -1,8 +1,17 @@
+// Text, table, JSON lines and metrics.
+
 #include "apps/status/show_state.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
+#include <functional>
+#include <iterator>
+#include <numeric>
 
 #include "apps/base/text.h"
+
+namespace k905 {
 
 namespace {
 
@@ -23,92 +32,168 @@ std::string quoted(const std::string& bytes) {
   return text + '"';
 }
 
-class JsonLine {
- public:
-  void add(const char* key, const std::string& text) {
-    add_raw(key, text.empty() ? "null" : quoted(text));
-  }
-  void add(const char* key, const std::optional<int>& number) {
-    add_raw(key, number ? std::to_string(*number) : "null");
-  }
-  [[nodiscard]] std::string line() const { return "{" + members_ + "}\n"; }
+std::string member_of_json(const std::string& key, const std::string& value) {
+  return "\"" + key + "\": " + (value.empty() ? "null" : value);
+}
 
- private:
-  void add_raw(const char* key, const std::string& value) {
-    members_ += members_.empty() ? "\"" : ", \"";
-    members_.append(key).append("\": ").append(value);
-  }
+std::string text_member(const std::string& key, const std::string& text) {
+  return member_of_json(key, text.empty() ? "" : quoted(text));
+}
 
-  std::string members_;
-};
-
-class Lines {
- public:
-  explicit Lines(std::string first) : text_(std::move(first)) {}
-  void add(const char* what, const std::string& value) {
-    constexpr std::size_t longest = 200;
-    if (!value.empty()) {
-      char label[32];
-      std::snprintf(label, sizeof label, "  %-18s", what);
-      text_.append(label).append(one_line_of_text(value, longest)).append("\n");
+std::string json_of(const PrinterState& printer) {
+  std::string json = "{" + text_member("device", printer.device) + ", " +
+                     text_member("state", names_of(printer.state).key) + ", " +
+                     text_member("message", printer.message);
+  for (const ReportField& field : report_fields()) {
+    const std::string value = value_of(printer.report, field);
+    const bool is_text = std::holds_alternative<std::string PrinterReport::*>(field.member);
+    json += ", " + (is_text ? text_member(field.key, value) : member_of_json(field.key, value));
+    if (field.key == std::string_view("status_code")) {
+      json += ", " + text_member("status_text", status_text_of(printer.report));
     }
   }
-  void add(const char* what, const std::optional<int>& number) {
-    add(what, number ? std::to_string(*number) : "");
-  }
-  [[nodiscard]] const std::string& text() const { return text_; }
+  return json + "}\n";
+}
 
- private:
-  std::string text_;
+constexpr auto kLines = std::to_array<ReportField>({
+    {"status code", &PrinterReport::status_code},
+    {"model", &PrinterReport::model},
+    {"media", &PrinterReport::media},
+    {"prints left", &PrinterReport::prints_left},
+    {"of a roll of", &PrinterReport::prints_initial},
+    {"half-size left", &PrinterReport::half_size_left},
+    {"free buffers", &PrinterReport::free_buffers},
+    {"resolution", &PrinterReport::resolution},
+    {"serial number", &PrinterReport::serial_number},
+    {"firmware", &PrinterReport::firmware},
+    {"prints made", &PrinterReport::life_counter},
+    {"of them matte", &PrinterReport::matte_counter},
+    {"color data", &PrinterReport::color_data_version},
+    {"their checksum", &PrinterReport::color_data_checksum},
+});
+
+std::string details_of(const PrinterState& printer) {
+  constexpr std::size_t longest_line = 400;
+  constexpr std::size_t longest_value = 200;
+  const std::string why = explanation_of(printer);
+  std::string text = one_line_of_text(printer.device + ": " + names_of(printer.state).words +
+                                          (why.empty() ? "" : ", ") + why,
+                                      longest_line) +
+                     "\n";
+  for (const ReportField& line : kLines) {
+    const std::string value = value_of(printer.report, line);
+    char label[32];
+    std::snprintf(label, sizeof label, "  %-18s", line.key);
+    text += value.empty() ? "" : label + one_line_of_text(value, longest_value) + "\n";
+  }
+  return text;
+}
+
+using Row = std::array<std::string, 6>;
+
+Row row_of(const PrinterState& printer) {
+  const PrinterReport& report = printer.report;
+  Row row{printer.device,
+          names_of(printer.state).words,
+          report.prints_left ? std::to_string(*report.prints_left) : "",
+          report.media,
+          report.serial_number,
+          explanation_of(printer)};
+  constexpr std::size_t longest = 200;
+  for (std::string& cell : row) {
+    cell = cell.empty() ? "-" : one_line_of_text(cell, longest);
+  }
+  return row;
+}
+
+// Characters, not bytes.
+std::size_t width_of(const std::string& cell) {
+  return static_cast<std::size_t>(
+      std::count_if(cell.begin(), cell.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+std::string table_of(const std::vector<PrinterState>& printers) {
+  std::vector<Row> rows{{"PRINTER", "STATE", "LEFT", "MEDIA", "SERIAL", "STATUS"}};
+  std::transform(printers.begin(), printers.end(), std::back_inserter(rows), row_of);
+  std::string table;
+  for (const Row& row : rows) {
+    for (std::size_t column = 0; column + 1 < row.size(); ++column) {
+      const std::size_t width = std::accumulate(rows.begin(), rows.end(), std::size_t{0},
+                                                [column](std::size_t most, const Row& other) {
+                                                  return std::max(most, width_of(other[column]));
+                                                });
+      table += row[column] + std::string(width - width_of(row[column]) + 2, ' ');
+    }
+    table += row.back() + "\n";
+  }
+  return table;
+}
+
+struct Metric {
+  const char* name;
+  const char* type;
+  const char* help;
+  std::optional<int> (*value)(const PrinterState& printer);
 };
+
+constexpr auto kMetrics = std::to_array<Metric>({
+    {"k905_up", "gauge",
+     "Whether the printer answers, or a queue prints on it and knows its state.",
+     [](const PrinterState& p) { return std::optional<int>(p.report.status_code ? 1 : 0); }},
+    {"k905_ready", "gauge", "Whether the printer is idle and can print.",
+     [](const PrinterState& p) { return std::optional<int>(p.state == State::ready ? 1 : 0); }},
+    {"k905_status_code", "gauge",
+     "Status code of the printer, 0 when idle, from 1000 on it needs attention.",
+     [](const PrinterState& p) { return p.report.status_code; }},
+    {"k905_prints_left", "gauge", "Prints left of the loaded media.",
+     [](const PrinterState& p) { return p.report.prints_left; }},
+    {"k905_prints_initial", "gauge", "Prints of the loaded media when it was new.",
+     [](const PrinterState& p) { return p.report.prints_initial; }},
+    {"k905_free_buffers", "gauge", "Buffers of the printer that can take a sheet.",
+     [](const PrinterState& p) { return p.report.free_buffers; }},
+    {"k905_life_counter_total", "counter", "Prints that the printer has made.",
+     [](const PrinterState& p) { return p.report.life_counter; }},
+});
+
+// A backslash, a quote and a line end are escaped.
+std::string label(const char* name, const std::string& value) {
+  std::string text = std::string(name) + "=\"";
+  for (const char c : valid_utf8(value)) {
+    text += c == '\n' ? "\\n" : c == '"' || c == '\\' ? std::string{'\\', c} : std::string(1, c);
+  }
+  return text + '"';
+}
 
 }  // namespace
 
-std::string as_text(const PrinterState& printer) {
-  const PrinterReport& report = printer.report;
-  const std::string why = printer.message.empty() ? report.status_text : printer.message;
-  constexpr std::size_t longest = 400;
-  Lines lines(one_line_of_text(printer.device + ": " + names_of(printer.state).words + ", " + why,
-                               longest) +
-              "\n");
-  lines.add("status code", report.status_code);
-  lines.add("model", report.model);
-  lines.add("media", report.media);
-  lines.add("prints left", report.prints_left);
-  lines.add("of a roll of", report.prints_initial);
-  lines.add("half-size left", report.half_size_left);
-  lines.add("free buffers", report.free_buffers);
-  lines.add("resolution", report.resolution);
-  lines.add("serial number", report.serial_number);
-  lines.add("firmware", report.firmware);
-  lines.add("prints made", report.life_counter);
-  lines.add("of them matte", report.matte_counter);
-  lines.add("color data", report.color_data_version);
-  lines.add("their checksum", report.color_data_checksum);
-  return lines.text();
+std::string as_text(const std::vector<PrinterState>& printers) {
+  return printers.size() == 1 ? details_of(printers.front()) : table_of(printers);
 }
 
-std::string as_json(const PrinterState& printer) {
-  const PrinterReport& report = printer.report;
-  JsonLine json;
-  json.add("device", printer.device);
-  json.add("state", names_of(printer.state).key);
-  json.add("message", printer.message);
-  json.add("status_code", report.status_code);
-  json.add("status_text", report.status_text);
-  json.add("model", report.model);
-  json.add("media", report.media);
-  json.add("media_text", report.media_text);
-  json.add("resolution", report.resolution);
-  json.add("prints_left", report.prints_left);
-  json.add("prints_initial", report.prints_initial);
-  json.add("half_size_left", report.half_size_left);
-  json.add("free_buffers", report.free_buffers);
-  json.add("life_counter", report.life_counter);
-  json.add("matte_counter", report.matte_counter);
-  json.add("serial_number", report.serial_number);
-  json.add("firmware", report.firmware);
-  json.add("color_data_version", report.color_data_version);
-  json.add("color_data_checksum", report.color_data_checksum);
-  return json.line();
+std::string as_json(const std::vector<PrinterState>& printers) {
+  return std::transform_reduce(printers.begin(), printers.end(), std::string(), std::plus<>(),
+                               json_of);
 }
+
+std::string as_metrics(const std::vector<PrinterState>& printers) {
+  std::string text;
+  for (const Metric& metric : kMetrics) {
+    const std::string name = metric.name;
+    std::string samples;
+    for (const PrinterState& printer : printers) {
+      if (const std::optional<int> value = metric.value(printer)) {
+        samples += name + "{" + label("printer", printer.device) + "," +
+                   label("serial", printer.report.serial_number) + "} " + std::to_string(*value) +
+                   "\n";
+      }
+    }
+    if (!samples.empty()) {
+      text.append("# HELP ").append(name).append(" ").append(metric.help);
+      text.append("\n# TYPE ").append(name).append(" ").append(metric.type);
+      text.append("\n").append(samples);
+    }
+  }
+  return text;
+}
+
+}  // namespace k905

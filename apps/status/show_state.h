@@ -1,13 +1,22 @@
-// A printer's state as text for people and as JSON for programs.
+// The states of printers as text for operators, and as JSON and metrics for programs.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "apps/status/printer_state.h"
 
-// Some lines: the device and its state first, then what the printer said.
-[[nodiscard]] std::string as_text(const PrinterState& printer);
+namespace k905 {
 
-// One line: an object with all keys, always in the same order; null for what is not known. Bytes
-// of the printer that are no UTF-8 become U+FFFD.
-[[nodiscard]] std::string as_json(const PrinterState& printer);
+// One printer in some lines: its name and state first, then what it reported. Several in a table
+// with a line for each.
+[[nodiscard]] std::string as_text(const std::vector<PrinterState>& printers);
+
+// A line for each printer: an object with all keys, always in the same order; null for what is not
+// known. Bytes of the printer that are no UTF-8 become U+FFFD.
+[[nodiscard]] std::string as_json(const std::vector<PrinterState>& printers);
+
+// The text format of Prometheus. A printer has no sample for what it did not report.
+[[nodiscard]] std::string as_metrics(const std::vector<PrinterState>& printers);
+
+}  // namespace k905

@@ -9,6 +9,7 @@
 
 #include "tests/support/build_paths.h"
 
+namespace k905 {
 namespace {
 
 using testing::HasSubstr;
@@ -19,14 +20,14 @@ PrinterState ready() {
   printer.device = "/dev/usb/lp0";
   printer.state = State::ready;
   printer.report.status_code = 0;
-  printer.report.status_text = "Idling";
+  printer.report.answered = true;
   printer.report.model = "K905";
   printer.report.prints_left = 73;
   return printer;
 }
 
 TEST(AsJson, HasAllKeysInTheirOrderAndNullForTheUnknown) {
-  EXPECT_EQ(as_json(ready()),
+  EXPECT_EQ(as_json({ready()}),
             "{\"device\": \"/dev/usb/lp0\", \"state\": \"ready\", \"message\": null, "
             "\"status_code\": 0, \"status_text\": \"Idling\", \"model\": \"K905\", "
             "\"media\": null, \"media_text\": null, \"resolution\": null, \"prints_left\": 73, "
@@ -48,7 +49,7 @@ TEST(AsJson, TheManualPageHasItsKeysInTheirOrder) {
     }
   }
   std::vector<std::string> written;
-  const std::string line = as_json(PrinterState{});
+  const std::string line = as_json({PrinterState{}});
   const std::regex key("\"(\\w+)\": ");
   for (std::sregex_iterator found(line.begin(), line.end(), key), end; found != end; ++found) {
     written.push_back((*found)[1]);
@@ -60,7 +61,7 @@ TEST(AsJson, TheManualPageHasItsKeysInTheirOrder) {
 TEST(AsJson, AnyBytesOfAPrinterAreAString) {
   PrinterState printer = ready();
   printer.report.serial_number = "a\"b\\c\n\x01\x7f\xff\xc3\xa4";
-  EXPECT_THAT(as_json(printer),
+  EXPECT_THAT(as_json({printer}),
               HasSubstr("\"serial_number\": "
                         "\"a\\\"b\\\\c\\u000a\\u0001\\u007f\xEF\xBF\xBD\xc3\xa4\""));
 }
@@ -79,7 +80,7 @@ TEST(AsJson, EveryStateHasItsWordAndItsExitStatus) {
 }
 
 TEST(AsText, SaysFirstHowItIs) {
-  EXPECT_EQ(as_text(ready()),
+  EXPECT_EQ(as_text({ready()}),
             "/dev/usb/lp0: ready, Idling\n"
             "  status code       0\n"
             "  model             K905\n"
@@ -90,13 +91,57 @@ TEST(AsText, TheReasonTakesThePlaceOfTheStatus) {
   PrinterState printer;
   printer.device = "/dev/usb/lp0";
   printer.message = "No such file or directory";
-  EXPECT_EQ(as_text(printer), "/dev/usb/lp0: not reachable, No such file or directory\n");
+  EXPECT_EQ(as_text({printer}), "/dev/usb/lp0: not reachable, No such file or directory\n");
 }
 
 TEST(AsText, ALineBreakOfThePrinterMakesNoLine) {
   PrinterState printer = ready();
   printer.report.model = "K905\r\n  prints left  999";
-  EXPECT_THAT(as_text(printer), HasSubstr("model             K905    prints left  999\n"));
+  EXPECT_THAT(as_text({printer}), HasSubstr("model             K905    prints left  999\n"));
+}
+
+TEST(AsText, SeveralPrintersAreATable) {
+  PrinterState away;
+  away.device = "/dev/usb/lp1";
+  away.message = "No such file or directory";
+  EXPECT_EQ(as_text({ready(), away}),
+            "PRINTER       STATE          LEFT  MEDIA  SERIAL  STATUS\n"
+            "/dev/usb/lp0  ready          73    -      -       Idling\n"
+            "/dev/usb/lp1  not reachable  -     -      -       No such file or directory\n");
+}
+
+TEST(AsJson, SeveralPrintersAreALineEach) {
+  EXPECT_EQ(as_json({ready(), ready()}), as_json({ready()}) + as_json({ready()}));
+}
+
+TEST(AsMetrics, EveryMetricIsDescribedOnceAndHasASampleForEachPrinter) {
+  PrinterState first = ready();
+  first.report.serial_number = "a\"b\\c\nd";
+  first.report.life_counter = 1234;
+  PrinterState away;
+  away.device = "/dev/usb/lp1";
+  EXPECT_EQ(as_metrics({first, away}),
+            "# HELP k905_up Whether the printer answers, or a queue prints on it and knows its "
+            "state.\n"
+            "# TYPE k905_up gauge\n"
+            "k905_up{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 1\n"
+            "k905_up{printer=\"/dev/usb/lp1\",serial=\"\"} 0\n"
+            "# HELP k905_ready Whether the printer is idle and can print.\n"
+            "# TYPE k905_ready gauge\n"
+            "k905_ready{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 1\n"
+            "k905_ready{printer=\"/dev/usb/lp1\",serial=\"\"} 0\n"
+            "# HELP k905_status_code Status code of the printer, 0 when idle, from 1000 on it "
+            "needs attention.\n"
+            "# TYPE k905_status_code gauge\n"
+            "k905_status_code{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 0\n"
+            "# HELP k905_prints_left Prints left of the loaded media.\n"
+            "# TYPE k905_prints_left gauge\n"
+            "k905_prints_left{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 73\n"
+            "# HELP k905_life_counter_total Prints that the printer has made.\n"
+            "# TYPE k905_life_counter_total counter\n"
+            "k905_life_counter_total{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} "
+            "1234\n");
 }
 
 }  // namespace
+}  // namespace k905

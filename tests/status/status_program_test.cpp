@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <csignal>
+#include <regex>
+#include <set>
+#include <sstream>
 
 #include "tests/print/running_program.h"
 #include "tests/support/build_paths.h"
@@ -12,6 +14,7 @@
 
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -44,13 +47,6 @@ ChildResult status(const std::vector<std::string>& arguments,
     setup.environment[name] = value;
   }
   return run_child(setup);
-}
-
-// A stand-in for the filter, which is told what to say.
-std::string stand_in(const ScratchFolder& folder, const std::string& script) {
-  std::string path = folder.write("filter", "#!/bin/sh\n" + script);
-  chmod(path.c_str(), 0755);
-  return path;
 }
 
 TEST(StatusProgram, AReadyPrinterIsExitStatusZero) {
@@ -87,19 +83,17 @@ TEST(StatusProgram, AnUnknownCodeIsToldAsOne) {
   const SimulatedPrinter printer({"--status", "4711"});
   const ChildResult result = status({"-j", printer.path()});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.output,
-              HasSubstr("\"message\": \"the printer tells a status that is not known\", "
-                        "\"status_code\": 4711, \"status_text\": null, "));
+  EXPECT_THAT(result.output, HasSubstr("\"message\": \"the printer reports an unknown status\", "
+                                       "\"status_code\": 4711, \"status_text\": null, "));
 }
 
-// The filter's report has 0 in the place of a number that is missing, which is the code of idling.
 TEST(StatusProgram, StatusReplyWithoutANumberIsNotReady) {
   const SimulatedPrinter printer({"--fault", "garbage", "--fault-on", "STATUS"});
   const ChildResult result = status({printer.path()});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(
       result.output,
-      StartsWith(printer.path() + ": needs a person, the printer's status reply is not a number\n"
+      StartsWith(printer.path() + ": needs attention, the printer's status reply is not a number\n"
                                   "  model             K905\n"));
   EXPECT_THAT(
       status({"-j", printer.path()}).output,
@@ -121,7 +115,7 @@ TEST(StatusProgram, ADeviceThatIsNotThereIsExitStatusTwo) {
 TEST(StatusProgram, SomethingThatAnswersNothingIsNotReachable) {
   const ChildResult result = status({"/dev/null"});
   EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.output, "/dev/null: not reachable, nobody answers\n");
+  EXPECT_EQ(result.output, "/dev/null: not reachable, the printer does not answer\n");
 }
 
 TEST(StatusProgram, AFileIsNoPrinterAndStaysAsItWas) {
@@ -139,33 +133,56 @@ TEST(StatusProgram, AFileIsNoPrinterAndStaysAsItWas) {
   EXPECT_EQ(status({folder.path()}).status, 2);
 }
 
-TEST(StatusProgram, AnIgnoredSigchldDoesNotHideHowTheQueryEnded) {
+TEST(StatusProgram, AllItsDescriptorsMayBeClosed) {
   const SimulatedPrinter printer;
-  auto* const before = std::signal(SIGCHLD, SIG_IGN);
-  const int child = start_status({printer.path()});
-  std::signal(SIGCHLD, before);
-  EXPECT_EQ(wait_for_child(child).status, 0);
+  EXPECT_EQ(wait_for_child(start_status({printer.path()})).status, 0);
 }
 
-TEST(StatusProgram, ADeviceThatAnotherProgramHoldsIsSaidToBe) {
-  const ScratchFolder folder;
-  const std::string filter =
-      stand_in(folder, "echo \"K905-1: open('$2') failed: Device or resource busy\" >&2\nexit 1\n");
-  const ChildResult result = status({"/dev/usb/lp7"}, {{"K905_FILTER", filter}});
-  EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(result.output, "/dev/usb/lp7: in use, another program has it open\n");
-  EXPECT_THAT(status({"-j", "/dev/usb/lp7"}, {{"K905_FILTER", filter}}).output,
-              HasSubstr("\"state\": \"held\", "));
+TEST(StatusProgram, SeveralPrintersAreOneTableAndTheWorstIsTheExitStatus) {
+  const SimulatedPrinter idle({"--serial", "S1"});
+  const SimulatedPrinter empty({"--serial", "S2", "--status", "1100", "--remaining", "0"});
+  const ChildResult result = status({idle.path(), empty.path(), "/nowhere/lp0", "NOBODY"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.output,
+              ContainsRegex("\n" + idle.path() + " +ready +400 +6x8 +S1 +Idling\n" + empty.path() +
+                            " +needs attention +0 +6x8 +S2 +Paper End\n"
+                            "/nowhere/lp0 +not reachable "));
+  EXPECT_THAT(result.output, HasSubstr("no connected printer has this serial number"));
+  EXPECT_EQ(status({idle.path(), empty.path()}).status, 1);
 }
 
-TEST(StatusProgram, AFilterThatDoesNotDoItsPartIsNamed) {
-  const ScratchFolder folder;
-  EXPECT_EQ(status({"/dev/x"}, {{"K905_FILTER", stand_in(folder, "exit 5\n")}}).output,
-            "/dev/x: not reachable, the filter ended with status 5\n");
-  EXPECT_EQ(status({"/dev/x"}, {{"K905_FILTER", stand_in(folder, "echo hello\n")}}).output,
-            "/dev/x: not reachable, the filter's report cannot be read\n");
-  EXPECT_EQ(status({"/dev/x"}, {{"K905_FILTER", "/nowhere/filter"}}).output,
-            "/dev/x: not reachable, /nowhere/filter: No such file or directory\n");
+TEST(StatusProgram, APrinterOnTheNetworkIsAskedToo) {
+  SimulatedPrinter printer({"--listen", "0", "--serial", "NET1"});
+  const std::string line = printer.next_line();
+  const std::string place = line.substr(line.rfind(' ') + 1);
+  EXPECT_THAT(status({place}).output, StartsWith(place + ": ready, Idling\n"));
+}
+
+// Each line is a comment or NAME{LABEL="VALUE",...} NUMBER, and HELP and TYPE come first. The names
+// are those that alerts are written with.
+TEST(StatusProgram, MetricsFollowTheTextFormatAndExitWithZero) {
+  const SimulatedPrinter idle({"--serial", "S \"1\""});
+  const ChildResult result = status({"--metrics", idle.path(), "/nowhere/lp0"});
+  EXPECT_EQ(result.status, 0);
+  const std::regex sample(R"re((k905_[a-z_]+)\{([a-z]+="([^"\\]|\\.)*",?)*\} [0-9]+)re");
+  const std::regex comment("# (HELP|TYPE) (k905_[a-z_]+) .+");
+  std::set<std::string> described;
+  std::set<std::string> sampled;
+  std::istringstream lines(result.output);
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch match;
+    if (std::regex_match(line, match, comment)) {
+      EXPECT_FALSE(sampled.contains(match[2])) << line;
+      described.insert(match[2]);
+    } else {
+      ASSERT_TRUE(std::regex_match(line, match, sample)) << line;
+      EXPECT_TRUE(described.contains(match[1])) << line;
+      sampled.insert(match[1]);
+    }
+  }
+  EXPECT_EQ(sampled, (std::set<std::string>{"k905_up", "k905_ready", "k905_status_code",
+                                            "k905_prints_left", "k905_prints_initial",
+                                            "k905_free_buffers", "k905_life_counter_total"}));
 }
 
 TEST(StatusProgram, WatchingTellsAgainAndAgain) {
@@ -201,7 +218,7 @@ TEST(StatusProgram, WaitingHasItsLimit) {
 
 TEST(StatusProgram, WrongUsageIsExitStatusTwoAndNoState) {
   for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
-           {"--nonsense"}, {"a", "b"}, {"--watch", "0"}, {"--timeout", "3"}}) {
+           {"--nonsense"}, {"--json", "--metrics"}, {"--watch", "0"}, {"--timeout", "3"}}) {
     const ChildResult result = status(wrong);
     EXPECT_EQ(result.status, 2) << testing::PrintToString(wrong);
     EXPECT_THAT(result.log, StartsWith("k905-status: "));

@@ -1,0 +1,90 @@
+// What a report means, and what is shown of a printer that must not be asked.
+#include "apps/status/printer_state.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+namespace k905 {
+namespace {
+
+PrinterReport with_status(int code) {
+  PrinterReport report;
+  report.answered = true;
+  report.status_code = code;
+  return report;
+}
+
+TEST(StateOf, TheCodeDecides) {
+  const auto state = [](int code) { return state_of(with_status(code)); };
+  EXPECT_EQ(state(0), State::ready);
+  EXPECT_EQ(state(900), State::ready);
+  EXPECT_EQ(state(1), State::busy);
+  EXPECT_EQ(state(500), State::busy);
+  EXPECT_EQ(state(2), State::busy);
+  EXPECT_EQ(state(1000), State::attention);
+  EXPECT_EQ(state(5241), State::attention);
+  EXPECT_EQ(state(99999), State::attention);
+}
+
+TEST(StateOf, PrinterWithoutAStatusNeedsAttention) {
+  PrinterReport report;
+  report.answered = true;
+  report.status_error = EPROTO;
+  EXPECT_EQ(state_of(report), State::attention);
+}
+
+TEST(StateOf, PrinterThatAnswersNothingIsNotReachable) {
+  EXPECT_EQ(state_of(PrinterReport{}), State::unreachable);
+}
+
+Queue booth(const std::string& note) {
+  return {.name = "booth",
+          .device_uri = "k905:/dev/null",
+          .printing = true,
+          .message = "The printer is not connected",
+          .note = note,
+          .members = {}};
+}
+
+TEST(PrintingQueue, WhatItsBackendLastSawIsTheState) {
+  const PrinterState printer =
+      ask_printer("booth", {booth("status_code=1100;prints_left=0;serial_number=S%3B1")});
+  EXPECT_EQ(printer.state, State::attention);
+  EXPECT_EQ(printer.report.prints_left, 0);
+  EXPECT_EQ(printer.report.serial_number, "S;1");
+  EXPECT_EQ(explanation_of(printer), "Paper End, as queue booth last saw it while printing");
+  EXPECT_EQ(ask_printer("/dev/null", {booth("status_code=1100")}).state, State::attention);
+}
+
+TEST(PrintingQueue, AnIdlePrinterBetweenTwoOfItsSheetsIsBusy) {
+  EXPECT_EQ(ask_printer("booth", {booth("status_code=0")}).state, State::busy);
+}
+
+TEST(PrintingQueue, APrinterThatItsBackendCannotReachIsNotReachable) {
+  const PrinterState printer = ask_printer("booth", {booth("serial_number=S1")});
+  EXPECT_EQ(printer.state, State::unreachable);
+  EXPECT_EQ(explanation_of(printer), "The printer is not connected, as queue booth last saw it");
+}
+
+TEST(PrintingQueue, WithoutAnythingSeenThePrinterIsInUse) {
+  for (const char* const note : {"", "code=other", "status_code=many;=;;serial_number"}) {
+    const PrinterState printer = ask_printer("booth", {booth(note)});
+    EXPECT_EQ(printer.state, State::held) << note;
+    EXPECT_EQ(printer.message, "the print system is printing on it (queue booth)") << note;
+  }
+}
+
+TEST(IdleQueue, WhoseDeviceIsElsewhereCannotBeAsked) {
+  const Queue queue{.name = "far",
+                    .device_uri = "ipp://host/printers/far",
+                    .message = "",
+                    .note = "",
+                    .members = {}};
+  const PrinterState printer = ask_printer("far", {queue});
+  EXPECT_EQ(printer.state, State::unreachable);
+  EXPECT_EQ(printer.message, "the device of this queue cannot be asked: ipp://host/printers/far");
+}
+
+}  // namespace
+}  // namespace k905
