@@ -43,7 +43,7 @@ const ProgramRun kRuns[] = {
      .arguments = {"--to", "job.prn", "a.png", "broken.png", "a.png"},
      .status = 1},
     {.name = "Preview", .program = "k905-print", .arguments = {"--preview", "sheet.png", "a.png"}},
-    {.name = "Status", .program = "k905-status", .arguments = {"/dev/null"}, .status = 2},
+    {.name = "Status", .program = "k905-status", .arguments = {"/nowhere/lp0"}, .status = 2},
     {.name = "Raster", .program = "k905-raster", .arguments = {"-o", "other.ras", "a.png"}},
     {.name = "PreviewOfStream",
      .program = "k905-preview",

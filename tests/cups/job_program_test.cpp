@@ -378,6 +378,7 @@ TEST_F(JobProgram, LeavesTheCountOfSheetsToTheBackendThatConfirmsThem) {
   for (const auto& [uri, counts] :
        {std::pair("k905://usb/1", 0), std::pair("usb://K905/K905?serial=1", 1)}) {
     environment_["DEVICE_URI"] = uri;
+    renew_pipes();
     run(kPlainJob);
     EXPECT_EQ(std::count(log_lines_.begin(), log_lines_.end(), "PAGE: 1 1"), counts) << uri;
   }

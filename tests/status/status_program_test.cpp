@@ -1,12 +1,15 @@
 // k905-status as people and monitors start it.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <regex>
 #include <set>
 #include <sstream>
 
+#include "apps/base/descriptor.h"
 #include "tests/print/running_program.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"
@@ -112,10 +115,14 @@ TEST(StatusProgram, ADeviceThatIsNotThereIsExitStatusTwo) {
                          "\"message\": \"No such file or directory\", \"status_code\": null, "));
 }
 
+// A terminal of its own: devices are locked while they are asked.
 TEST(StatusProgram, SomethingThatAnswersNothingIsNotReachable) {
-  const ChildResult result = status({"/dev/null"});
+  const k905::Descriptor other_end(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  ASSERT_EQ(grantpt(other_end.get()) + unlockpt(other_end.get()), 0);
+  const std::string path = ptsname(other_end.get());
+  const ChildResult result = status({path});
   EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.output, "/dev/null: not reachable, the printer does not answer\n");
+  EXPECT_EQ(result.output, path + ": not reachable, the printer does not answer\n");
 }
 
 TEST(StatusProgram, AFileIsNoPrinterAndStaysAsItWas) {
