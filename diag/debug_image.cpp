@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t kNameCapacity = 256;
 
 // Pixels that are interleaved before they are written: some ten rows of a page at once, on the
-// stack, so that a picture needs no memory of its own when memory is what is short.
+// stack, so that an image needs no memory of its own when memory is what is short.
 constexpr std::size_t kChunkPixels = 20'000;
 
 // A name that is too long is cut; the tags in use are far from it.
@@ -37,7 +37,7 @@ void build_name(char (&name)[kNameCapacity], const char* tag) {
 
 // The folder may have been planted as well: a link in its place is not followed. -1 when there is
 // no file to be had.
-int open_picture(const char* name) {
+int open_image_file(const char* name) {
   const int folder = open(kDebugImageFolder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (folder < 0) {
     return -1;
@@ -47,7 +47,8 @@ int open_picture(const char* name) {
   return file;
 }
 
-// A picture is a help, not a result: what cannot be written is left out, and the page goes on.
+// A debug image is no result of the job: one that cannot be written is left out, and the page goes
+// on.
 void write_bytes(int file, const void* data, std::size_t length) {
   const char* bytes = static_cast<const char*>(data);
   while (length > 0) {
@@ -89,7 +90,7 @@ void save_debug_image(const char* tag, const std::uint8_t* plane0, const std::ui
   mkdir(kDebugImageFolder, 0755);
   char name[kNameCapacity];
   build_name(name, tag);
-  const int file = open_picture(name);
+  const int file = open_image_file(name);
   if (file < 0) {
     log_line("K905-1: ERROR: Cannot save debug image %s", name);
     return;

@@ -53,7 +53,7 @@ void write_to_standard_error(const char* bytes, std::size_t length) {
   }
 }
 
-// Ends the line that stands in `line`: blanks for line breaks, the cut, the newline. `line` has
+// Ends the line in `line`: blanks for line breaks, the cut, the newline. `line` has
 // room for one byte more than `length`.
 void finish_line(char* line, std::size_t length) {
   const std::size_t limit = line_limit();

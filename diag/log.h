@@ -1,4 +1,4 @@
-// The diagnostic log: every line the filter says about itself, on standard error.
+// The diagnostic log: every line the filter writes about itself, on standard error.
 //
 // Under CUPS standard error is the scheduler's log, and CUPS obeys lines that begin with "PAGE:",
 // "ATTR:" and the like. Job options, profile names and printer replies can carry line breaks, so no
@@ -22,7 +22,8 @@ void put_log_into_file(const char* path);
 
 // Writes one line, newline added, in one write where the system allows it. When the environment
 // has CUPS_MAX_MESSAGE above 1, the line is cut to that many bytes, newline included, because CUPS
-// takes what goes beyond for a new line. Every other byte goes out as it stands, of any length.
+// takes what goes beyond for a new line. Every other byte is written unchanged, whatever the
+// length.
 [[gnu::format(printf, 1, 2)]] void log_line(const char* format, ...);
 
 // The beginning of a line: what the next log_line says follows directly on it. The text counts

@@ -15,7 +15,7 @@ bool is_ordinary_file(int file) {
 }  // namespace
 
 int open_plain_file(int folder, const char* path) {
-  // Without O_NONBLOCK the opening of a FIFO would wait for a reader for ever; it means nothing to
+  // Without O_NONBLOCK opening a FIFO would wait for a reader indefinitely; it means nothing to
   // a regular file. Emptied only when it is known to be one.
   const int file =
       openat(folder, path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);

@@ -28,7 +28,7 @@ void take_ribbon_from_environment() {
 }
 
 void detect_ribbon() {
-  // Deliberate: no colon behind "K905-1" in the two DEBUG lines; people search logs for them.
+  // Deliberate: no colon after "K905-1" in the two DEBUG lines; people search logs for them.
   if (current_options.ribbon_detected != 0) {
     log_line("K905-1 DEBUG: Already detected ribbon");
     return;

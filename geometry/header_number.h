@@ -1,4 +1,4 @@
-// The numbers behind the header's enumerations.
+// The numbers of the header's enumerations.
 //
 // A raster stream can hold any number where libcups declares an enumeration, and to read one that
 // the enumeration has no room for is undefined. These read the bytes instead.

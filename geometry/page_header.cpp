@@ -66,8 +66,8 @@ const PaperConfig& paper_by_size(unsigned width_pt, unsigned height_pt) {
              height_pt);
     paper = &paper_sizes.back();
   }
-  // Deliberate: the fallback too is said to be matched by size; people search logs for this line to
-  // see that the paper's name did not decide.
+  // Deliberate: the fallback, too, is logged as matched by size; people search logs for this line
+  // to see that the paper's name did not decide.
   log_line("K905-1: Using paper config matched by size: %ux%u points", width_pt, height_pt);
   return *paper;
 }
@@ -117,7 +117,7 @@ void read_color_space(const cups_page_header2_t& header, PrintOptions& options) 
     log_line("%s", kColorSpaces[index].report);
   } else {
     // Deliberate: nothing is set to RGB here. What the options chose stays in force, and RGB is
-    // what they choose unless somebody says otherwise.
+    // what they choose unless the user sets something else.
     log_line("K905-1: Unknown color space %d, using default RGB", number);
   }
 }

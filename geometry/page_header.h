@@ -1,4 +1,4 @@
-// What a raster page's header says about the sheet.
+// What a raster page's header contains about the sheet.
 #pragma once
 
 #include <cups/raster.h>

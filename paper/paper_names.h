@@ -1,4 +1,4 @@
-// Papers by the names that people and other programs use.
+// Papers by the names that users and other programs use.
 #pragma once
 
 #include <string>

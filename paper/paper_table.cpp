@@ -6,7 +6,8 @@
 
 namespace {
 
-// PageSize comes in whole points and is rounded by one print road, truncated by another.
+// PageSize comes in whole points and is rounded by one chain of print filters and truncated by
+// another.
 constexpr float kPageTolerancePt = 5.0F;
 
 bool near(float a, float b) { return std::fabs(a - b) <= kPageTolerancePt; }

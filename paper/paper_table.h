@@ -9,7 +9,7 @@
 
 struct PaperConfig {
   const char* ppd_name;  // PageSize choice, matched exactly
-  const char* label;     // short name for people
+  const char* label;     // short name for users
   float page_width_pt;   // points, compared with the header's PageSize
   float page_height_pt;
   std::int32_t target_width;  // pixels at 300 dpi the image is fitted to

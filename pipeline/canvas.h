@@ -2,8 +2,8 @@
 // bleeds leave (stages 8 and 9).
 //
 // The part of the effective area that is on the canvas is the area. Its rows are written one by one
-// from the top (PlaceStage) or column by column (RotateStage); the canvas only says where they are
-// and which row and column of the image belong there.
+// from the top (PlaceStage) or column by column (RotateStage); the canvas only supplies where they
+// are and which row and column of the image belong there.
 #pragma once
 
 #include <cstddef>
@@ -36,7 +36,7 @@ class Canvas {
   // For a stage that has no memory for its part of the stretch.
   void log_no_memory_to_stretch() const;
 
-  // Stage 8 as the log tells it.
+  // What the log reports about stage 8.
   void report() const;
 
   // The finished canvas, the caller's from now on.

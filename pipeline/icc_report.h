@@ -1,4 +1,4 @@
-// What the log says about the color conversion of a page: pixels before and after, and whether
+// What is logged about the color conversion of a page: pixels before and after, and whether
 // anything changed. It is written after the page, so pixels are remembered as the rows pass.
 #pragma once
 
@@ -13,7 +13,7 @@ struct PrintOptions;
 class IccReport {
  public:
   // For an image of width x height pixels. False when there is no memory to remember pixels: then
-  // the page is not converted, and log() says so.
+  // the page is not converted, and log() reports it.
   [[nodiscard]] bool prepare(std::size_t width, std::size_t height);
 
   // Each row in order, before and after its conversion.

@@ -40,7 +40,7 @@ struct PlaneSet {
 // Three planes of width x height bytes each; false, with none held, when there is no memory.
 [[nodiscard]] bool make_planes(PlaneSet& planes, std::size_t width, std::size_t height);
 
-// A row of `bytes` bytes and the readable bytes behind it that kernels want; null when there is no
+// A row of `bytes` bytes and the readable bytes after it that kernels need; null when there is no
 // memory.
 [[nodiscard]] Plane make_row(std::size_t bytes);
 

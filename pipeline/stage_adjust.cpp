@@ -1,4 +1,4 @@
-// Stage 5: in which order a row is converted and toned, and what the log says about it.
+// Stage 5: in which order a row is converted and toned, and what is logged about it.
 #include "diag/log.h"
 #include "pipeline/stages.h"
 #include "settings/print_options.h"

@@ -5,7 +5,7 @@
 // them for the first time costs more than all arithmetic. A stage serves one page. It has
 //   prepare  before the first row: settings as values, all memory, no log but for a failure;
 //   row      one row, in order from the top; only forward, and no stage knows another one;
-//   report   after the last row: what the log says about the stage, and its debug images. The log
+//   report   after the last row: what is logged about the stage, and its debug images. The log
 //            is written stage by stage, so rows are counted and remembered, not reported. It
 //            changes nothing and may be repeated, for further copies of the page.
 //
@@ -86,7 +86,7 @@ class ResizeStage {
   void report() const;
 
  private:
-  // Where a row or column of the target lies in the source: between `low` and `high`, `fraction` of
+  // Where a row or column of the target is in the source: between `low` and `high`, `fraction` of
   // the way.
   struct Position {
     std::size_t low;

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Where the fields stand. What is not named is 0: no compression, no resolution, no colour counts.
+// Offsets of the fields. What is not named is 0: no compression, no resolution, no color counts.
 constexpr std::size_t kTotalSizeOffset = 2;
 constexpr std::size_t kPixelStartOffset = 10;
 constexpr std::size_t kInfoSizeOffset = 14;
@@ -47,9 +47,9 @@ BmpHeader make_bmp_header(std::uint32_t width, std::uint32_t height) {
   put_le16(&header[kHeightOffset], height);
   put_le16(&header[kPlaneCountOffset], 1);
   put_le16(&header[kBitsPerPixelOffset], 8);
-  for (std::size_t grey = 0; grey < 256; ++grey) {
+  for (std::size_t gray = 0; gray < 256; ++gray) {
     // Blue, green, red; the fourth byte stays 0.
-    std::memset(&header[kPaletteOffset + grey * kPaletteEntrySize], static_cast<int>(grey), 3);
+    std::memset(&header[kPaletteOffset + gray * kPaletteEntrySize], static_cast<int>(gray), 3);
   }
   return header;
 }

@@ -1,7 +1,7 @@
-// One colour plane as the printer takes it: an 8-bit greyscale BMP.
+// One color plane as the printer takes it: an 8-bit grayscale BMP.
 //
 // Deliberate: the height is positive although the rows go out top first and without padding. That
-// is the printer's layout; a general BMP reader shows the picture upside down.
+// is the printer's layout; a general BMP reader shows the image upside down.
 #pragma once
 
 #include <array>

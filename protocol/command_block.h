@@ -1,7 +1,7 @@
 // The printer's command: 32 bytes of ASCII.
 //
-//   0       ESC          2-7    group, left-aligned, blanks behind
-//   1       "P"          8-23   name, left-aligned, blanks behind
+//   0       ESC          2-7    group, left-aligned, padded with blanks
+//   1       "P"          8-23   name, left-aligned, padded with blanks
 //                        24-31  payload length, eight decimal digits, or blanks when none follows
 #pragma once
 

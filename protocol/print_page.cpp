@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::uint32_t kMaxSide = 5000;
 
-// From here on the first, middle and last pixel tell three different places.
+// From here on the first, middle and last pixel are three different ones.
 constexpr std::size_t kPixelsWorthLogging = 101;
 
 constexpr int kOvercoatMatte = 1;
@@ -110,7 +110,7 @@ bool is_valid(const SheetToPrint& sheet) {
   return true;
 }
 
-enum class PlaneResult { kWhole, kCut, kFailed };
+enum class PlaneResult { kComplete, kCut, kFailed };
 
 // Block, image header and pixels, each in one write. The pixels go out from where the pipeline left
 // them: copying 7 to 14 MB a sheet into images of their own costs more than everything else here.
@@ -133,9 +133,9 @@ PlaneResult write_plane(int descriptor, const CommandBlock& block, const BmpHead
   if (pixels_written < 0) {
     return PlaneResult::kFailed;
   }
-  const bool whole = block_written == static_cast<std::int64_t>(block.size()) &&
-                     pixels_written == static_cast<std::int64_t>(count);
-  return whole ? PlaneResult::kWhole : PlaneResult::kCut;
+  const bool complete = block_written == static_cast<std::int64_t>(block.size()) &&
+                        pixels_written == static_cast<std::int64_t>(count);
+  return complete ? PlaneResult::kComplete : PlaneResult::kCut;
 }
 
 bool send_plane(int descriptor, char letter, const BmpHeader& header, const std::uint8_t* pixels,
@@ -149,7 +149,7 @@ bool send_plane(int descriptor, char letter, const BmpHeader& header, const std:
   if (result == PlaneResult::kFailed) {
     log_line("K905-1: send %c plane failed", letter);
   }
-  return result == PlaneResult::kWhole;
+  return result == PlaneResult::kComplete;
 }
 
 bool send_planes(int descriptor, const SheetToPrint& sheet, std::size_t count) {

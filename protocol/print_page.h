@@ -21,7 +21,7 @@ enum class SheetResult {
 };
 
 // Writes one physical sheet to `descriptor`: Y, M and C plane, each as an IMAGE block and a
-// greyscale BMP; then overcoat (matte only), cutter and start. After a failed write the sequence
+// grayscale BMP; then overcoat (matte only), cutter and start. After a failed write the sequence
 // goes on, so that the printer always receives a complete one.
 //
 // The images are never assembled in memory: header and plane are written one after the other.

@@ -78,7 +78,8 @@ void detect_media(PrinterInfo& info) {
   }
 }
 
-// Deliberate: the vertical reply has no say; the horizontal one alone tells the two modes apart.
+// Deliberate: the vertical reply is ignored; the horizontal one alone decides between the two
+// modes.
 void detect_resolution(PrinterInfo& info) {
   const char* horizontal = info.answer(QuestionId::kResolutionH).text;
   if (contains(horizontal, "300")) {

@@ -13,7 +13,7 @@ namespace {
 
 enum class Wait { kReadable, kSilent, kFailed };
 
-// The wait begins anew after a signal: the time-out bounds one silence, not the whole exchange.
+// The wait begins anew after a signal: the time limit is for one wait, not for the exchange.
 Wait wait_for_reply(int descriptor, int timeout_ms) {
   pollfd printer{.fd = descriptor, .events = POLLIN, .revents = 0};
   for (;;) {
@@ -75,7 +75,7 @@ std::int64_t read_reply(int descriptor, char* reply, std::size_t capacity, int t
   return static_cast<std::int64_t>(done);
 }
 
-// Takes CR, LF and blanks away behind, blanks in front. Tabs can be part of an answer.
+// Removes CR, LF and blanks at the end and blanks at the start. Tabs can be part of an answer.
 void trim_reply(char* text) {
   std::size_t length = std::strlen(text);
   while (length > 0 && (is_line_end(text[length - 1]) || text[length - 1] == ' ')) {

@@ -13,7 +13,7 @@
 // then, when `reply` is not null, reads an answer of at most reply_size - 1 bytes into it. Reading
 // ends at a CR or LF that closes a read, at end of file, when the buffer is full, or when the
 // printer stays silent for timeout_ms; the wait is armed afresh before every read. The reply is
-// always terminated, and trimmed: CR, LF and blanks behind, blanks in front (tabs stay).
+// always terminated, and trimmed: CR, LF and blanks at the end, blanks at the start (tabs stay).
 //
 // Returns the number of bytes read before trimming, 0 without a reply buffer or when reply_size is
 // 0, -1 on a write or read error; the reply is then "".

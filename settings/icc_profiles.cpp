@@ -46,7 +46,7 @@ char* duplicate_name(const char* text, std::size_t length) {
   return name;
 }
 
-// The file name a print dialog's choice stands for, or null.
+// The file name for a choice of the print dialog, or null.
 const char* file_name_of_choice(const char* value) {
   for (const IccChoice& row : icc_choice_to_filename) {
     if (row.choice != nullptr && std::strcmp(value, row.choice) == 0) {
@@ -85,8 +85,8 @@ bool find_in_folder(const char* folder, const char* name,
   for (const char* ending : icc_profile_endings) {
     const int length =
         std::snprintf(candidate.data(), candidate.size(), "%s%s%s", folder, name, ending);
-    const bool whole = length > 0 && static_cast<std::size_t>(length) < candidate.size();
-    if (whole && exists(candidate.data())) {
+    const bool fits = length > 0 && static_cast<std::size_t>(length) < candidate.size();
+    if (fits && exists(candidate.data())) {
       return true;
     }
   }

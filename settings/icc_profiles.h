@@ -1,4 +1,4 @@
-// From what a user says about colour profiles to files.
+// From the names of color profiles in settings to files.
 #pragma once
 
 #include <array>
@@ -6,13 +6,13 @@
 
 struct IccChoice {
   const char* choice;     // as a print dialog offers it
-  const char* file_name;  // the profile it stands for
+  const char* file_name;  // the profile it names
 };
 
 // Choice names in the order they are compared, ended by a pair of nulls.
 extern const std::array<IccChoice, 8> icc_choice_to_filename;
 
-// Where profiles are looked for: installed ones come before whatever lies in the folder the filter
+// Where profiles are looked for: installed ones come before those in the folder the filter
 // was started in; the two places where Linux systems keep theirs come last.
 inline constexpr std::array<const char*, 6> icc_profile_folders{
     "/Library/ColorSync/Profiles/",   "/usr/local/share/color/icc/",
@@ -20,16 +20,16 @@ inline constexpr std::array<const char*, 6> icc_profile_folders{
     "/usr/share/color/icc/",          "/usr/share/color/icc/colord/",
 };
 
-// Tried in this order behind every name, also behind one that ends in one of them already.
+// Appended in this order to every name, also to one that ends in one of them already.
 inline constexpr std::array<const char*, 3> icc_profile_endings{"", ".icc", ".icm"};
 
-// The profile file name an ICCProfile value stands for: a choice of the table, or what stands
+// The profile file name of an ICCProfile value: a choice of the table, or what is
 // between "ICCPROFILE (" and the next ")". Newly allocated, the caller frees it with free(); null
 // when the value is null (silently), names nothing, or memory is short (logged).
 [[nodiscard]] char* parse_icc_profile_name(const char* value);
 
-// Looks for a profile file: an absolute path as it stands, then every profile folder with the name
+// Looks for a profile file: an absolute path as it is, then every profile folder with the name
 // itself, the name plus ".icc" and the name plus ".icm". Copies the first that exists into `path`
 // (cut to its size less one) and returns 1; returns 0 and leaves `path` alone when there is none,
-// or when `name` is null or empty. The name is searched whole, however long.
+// or when `name` is null or empty. The name is never shortened, however long.
 [[nodiscard]] int find_icc_profile(const char* name, std::span<char, 512> path);

@@ -104,7 +104,7 @@ struct Flag {
   void (*apply)(const char* value);
 };
 
-// Deliberate: flags are for runs by hand and take numbers as they stand; "None" is 0 here, also for
+// Deliberate: flags are for runs by hand and take numbers as they are; "None" is 0 here, also for
 // the gamma.
 constexpr Flag flags[] = {
     {"--contrast", set_number<&PrintOptions::contrast>},

@@ -8,8 +8,8 @@
 
 namespace {
 
-// Deliberate: the paper's name, what happens to waste and to pictures that are too large, and the
-// per-channel colour belong to the queue: no argument changes them, although it can change the
+// Deliberate: the paper's name, what happens to waste and to images that are too large, and the
+// per-channel color belong to the queue: no argument changes them, although it can change the
 // rest.
 enum class Reach { ppd_only, anywhere };
 
@@ -22,7 +22,7 @@ std::int32_t is_true(const char* value) { return std::strcmp(value, "True") == 0
 
 const char* as_it_stands(const char* value) { return value; }
 
-// PPDs write "300x600dpi", people write "300x600".
+// PPDs write "300x600dpi", users write "300x600".
 const char* resolution_name(const char* value) {
   return std::strstr(value, "300x600") != nullptr ? "300x600" : "300x300";
 }
@@ -134,8 +134,8 @@ void apply(const TextRule& rule, OptionSource source, const char* value) {
 }
 
 void apply(const BleedRule& rule, OptionSource source, const char* value) {
-  const double mm = option_millimetres(value);
-  const std::int32_t pixels = millimetres_to_pixels(mm);
+  const double mm = option_millimeters(value);
+  const std::int32_t pixels = millimeters_to_pixels(mm);
   current_options.*rule.field = pixels;
   log_line("%s%s: %.2fmm = %dpx (delta)", rule.result,
            source == OptionSource::ppd ? "PPD" : "command line", mm, pixels);

@@ -9,9 +9,9 @@
 
 enum class OptionSource { ppd, argument };
 
-// Applies the rule for `keyword` to current_options and says whether there was one; keywords that
-// only a PPD may set have none when the source is an argument. Logs the result of every PPD option,
-// and that of a bleed from either source.
+// Applies the rule for `keyword` to current_options and returns whether there was one; keywords
+// that only a PPD may set have none when the source is an argument. Logs the result of every PPD
+// option, and that of a bleed from either source.
 bool apply_option(OptionSource source, const char* keyword, const char* value);
 
 // A text field of current_options, whatever its capacity, as something a table can point at.

@@ -24,12 +24,12 @@ std::int32_t parse_option_int(const char* text, std::int32_t fallback) {
   return not_set ? fallback : option_int(text);
 }
 
-double option_millimetres(const char* text) {
+double option_millimeters(const char* text) {
   // The program never calls setlocale, so the decimal point is a point everywhere.
   return std::strtod(text, nullptr);
 }
 
-std::int32_t millimetres_to_pixels(double mm) {
+std::int32_t millimeters_to_pixels(double mm) {
   const double pixels = mm * 300.0 / 25.4 + 0.5;
   if (std::isnan(pixels)) {
     return 0;

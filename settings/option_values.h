@@ -12,11 +12,11 @@
 [[nodiscard]] std::int32_t parse_option_int(const char* text, std::int32_t fallback);
 
 // Millimetres at the beginning of `text`, as atof reads them; what is no number gives 0.
-[[nodiscard]] double option_millimetres(const char* text);
+[[nodiscard]] double option_millimeters(const char* text);
 
 // Pixels at 300 dpi: mm * 300.0 / 25.4 + 0.5, truncated toward zero (so -1 mm gives -11),
 // saturating at the limits of int32; NaN gives 0.
-[[nodiscard]] std::int32_t millimetres_to_pixels(double mm);
+[[nodiscard]] std::int32_t millimeters_to_pixels(double mm);
 
 // `value` limited to int32.
 [[nodiscard]] std::int32_t saturate_to_int32(std::int64_t value);

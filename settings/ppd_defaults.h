@@ -9,6 +9,6 @@ struct ppd_file_s;  // libcups' ppd_file_t
 // unreadable file is logged and leaves the defaults in place.
 void read_ppd_defaults();
 
-// The walk over an opened PPD: lists and applies the options that stand directly in its groups, in
+// The walk over an opened PPD: lists and applies the options that are directly in its groups, in
 // file order. Options of sub-groups are neither listed nor applied. Part of read_ppd_defaults.
 void apply_ppd_groups(const ppd_file_s& ppd);

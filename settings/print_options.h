@@ -16,7 +16,7 @@ struct PrintOptions {
   std::int32_t interlace_factor = 1;  // vertical factor of the source, 1 or 2
   std::int32_t mirror = 1;            // left-right flip; nothing switches it off
 
-  // Tone settings in thousandths: 1000 stands for 1.0.
+  // Tone settings in thousandths: 1000 is 1.0.
   std::int32_t brightness = 0;
   std::int32_t contrast = 0;
   std::int32_t saturation = 0;
@@ -62,5 +62,5 @@ struct PrintOptions {
   std::int32_t bleed_right_px = 0;
 };
 
-// Ready before main: constant-initialised with the defaults above and the "default" paper row.
+// Ready before main: constant-initialized with the defaults above and the "default" paper row.
 extern PrintOptions current_options;

@@ -19,7 +19,7 @@ std::string choice_of(const Choices& choices, const char* keyword) {
 }
 
 std::int32_t bleed_of(const Choices& choices, const char* keyword) {
-  return millimetres_to_pixels(option_millimetres(choice_of(choices, keyword).c_str()));
+  return millimeters_to_pixels(option_millimeters(choice_of(choices, keyword).c_str()));
 }
 
 std::uint32_t at_least_one(std::int32_t pixels) {

@@ -50,37 +50,37 @@ TEST(OptionNumber, OnlyTheWholeWordNoneIsNone) {
 }
 
 TEST(Millimetres, ReadWhatStandsAtTheBeginning) {
-  EXPECT_EQ(option_millimetres("1.0"), 1.0);
-  EXPECT_EQ(option_millimetres("-0.25mm"), -0.25);
-  EXPECT_EQ(option_millimetres("1e1"), 10.0);
-  EXPECT_EQ(option_millimetres("1,5"), 1.0);
-  EXPECT_EQ(option_millimetres("None"), 0.0);
-  EXPECT_EQ(option_millimetres(""), 0.0);
+  EXPECT_EQ(option_millimeters("1.0"), 1.0);
+  EXPECT_EQ(option_millimeters("-0.25mm"), -0.25);
+  EXPECT_EQ(option_millimeters("1e1"), 10.0);
+  EXPECT_EQ(option_millimeters("1,5"), 1.0);
+  EXPECT_EQ(option_millimeters("None"), 0.0);
+  EXPECT_EQ(option_millimeters(""), 0.0);
 }
 
 // mm * 300 / 25.4 + 0.5: 1 mm 12.31, 0.5 mm 6.41, 25.4 mm 300.5, 0.04 mm 0.97, 0.05 mm 1.09.
 TEST(Millimetres, BecomePixelsAt300Dpi) {
-  EXPECT_EQ(millimetres_to_pixels(0.0), 0);
-  EXPECT_EQ(millimetres_to_pixels(0.04), 0);
-  EXPECT_EQ(millimetres_to_pixels(0.05), 1);
-  EXPECT_EQ(millimetres_to_pixels(0.5), 6);
-  EXPECT_EQ(millimetres_to_pixels(1.0), 12);
-  EXPECT_EQ(millimetres_to_pixels(25.4), 300);
+  EXPECT_EQ(millimeters_to_pixels(0.0), 0);
+  EXPECT_EQ(millimeters_to_pixels(0.04), 0);
+  EXPECT_EQ(millimeters_to_pixels(0.05), 1);
+  EXPECT_EQ(millimeters_to_pixels(0.5), 6);
+  EXPECT_EQ(millimeters_to_pixels(1.0), 12);
+  EXPECT_EQ(millimeters_to_pixels(25.4), 300);
 }
 
 // Below zero: -1 mm -11.31, -0.1 mm -0.68, -0.2 mm -1.86.
 TEST(Millimetres, AreTruncatedTowardZeroAlsoBelowZero) {
-  EXPECT_EQ(millimetres_to_pixels(-1.0), -11);
-  EXPECT_EQ(millimetres_to_pixels(-0.1), 0);
-  EXPECT_EQ(millimetres_to_pixels(-0.2), -1);
+  EXPECT_EQ(millimeters_to_pixels(-1.0), -11);
+  EXPECT_EQ(millimeters_to_pixels(-0.1), 0);
+  EXPECT_EQ(millimeters_to_pixels(-0.2), -1);
 }
 
 TEST(Millimetres, SaturateAndNotANumberIsZero) {
-  EXPECT_EQ(millimetres_to_pixels(1e300), INT_MAX);
-  EXPECT_EQ(millimetres_to_pixels(-1e300), INT_MIN);
-  EXPECT_EQ(millimetres_to_pixels(std::numeric_limits<double>::infinity()), INT_MAX);
-  EXPECT_EQ(millimetres_to_pixels(-std::numeric_limits<double>::infinity()), INT_MIN);
-  EXPECT_EQ(millimetres_to_pixels(std::nan("")), 0);
+  EXPECT_EQ(millimeters_to_pixels(1e300), INT_MAX);
+  EXPECT_EQ(millimeters_to_pixels(-1e300), INT_MIN);
+  EXPECT_EQ(millimeters_to_pixels(std::numeric_limits<double>::infinity()), INT_MAX);
+  EXPECT_EQ(millimeters_to_pixels(-std::numeric_limits<double>::infinity()), INT_MIN);
+  EXPECT_EQ(millimeters_to_pixels(std::nan("")), 0);
 }
 
 TEST(Saturation, LeavesInt32AsItIsAndStopsAtItsLimits) {
