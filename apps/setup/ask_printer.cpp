@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -22,8 +23,6 @@ using Clock = std::chrono::steady_clock;
 // A print server answers at once or not at all; one that is just being started is given this time.
 constexpr std::chrono::milliseconds kConnectLimit{3000};
 constexpr std::chrono::milliseconds kRetryPause{100};
-
-constexpr int kQuestionAttempts = 2;
 
 // The lock that the backend holds while it uses the printer.
 class SheetLock {
@@ -59,17 +58,22 @@ int open_in_time(Printer& printer) {
   return error;
 }
 
+// Questions would be written into it.
+bool is_plain_file(const PrinterAddress& address) {
+  struct stat status {};
+  return address.kind == PrinterAddress::Kind::kPath && stat(address.name.c_str(), &status) == 0 &&
+         !S_ISCHR(status.st_mode);
+}
+
 PrinterAnswer status_of(Printer& printer) {
-  for (int attempt = 0; attempt < kQuestionAttempts; ++attempt) {
-    const Reply status = printer.ask(QuestionId::kStatus);
-    if (status.error == 0) {
-      const Reply left = printer.ask(QuestionId::kRemainingMedia);
-      return {.answer = Answer::answers,
-              .status = status.number,
-              .prints_left = left.error == 0 ? left.number : -1};
-    }
+  const Reply status = printer.ask(QuestionId::kStatus);
+  if (status.error != 0) {
+    return {.answer = Answer::silent};
   }
-  return {.answer = Answer::silent};
+  const Reply left = printer.ask(QuestionId::kRemainingMedia);
+  return {.answer = Answer::answers,
+          .status = status.number,
+          .prints_left = left.error == 0 ? left.number : -1};
 }
 
 }  // namespace
@@ -78,6 +82,9 @@ PrinterAnswer ask_printer(const PrinterAddress& address) {
   const SheetLock lock(address);
   if (lock.is_held_elsewhere()) {
     return {.answer = Answer::in_use};
+  }
+  if (is_plain_file(address)) {
+    return {.answer = Answer::unreachable, .error = ENODEV};
   }
   Printer printer(address);
   if (const int error = open_in_time(printer)) {
