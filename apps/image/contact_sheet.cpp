@@ -52,8 +52,8 @@ Picture ContactSheet::picture() const {
     const std::uint32_t y = kGap + i / grid.columns * grid.cell_height;
     paste(sheet, tiles_[i].picture, x, y);
     // A sheet without captions is better than none.
-    (void)draw_text(sheet, tiles_[i].caption,
-                    {.x = x, .y = y + tallest_ + kGap / 2, .most_width = width_});
+    draw_text(sheet, tiles_[i].caption,
+              {.x = x, .y = y + tallest_ + kGap / 2, .most_width = width_});
   }
   return sheet;
 }

@@ -30,9 +30,9 @@ void paste(Picture& picture, const Picture& tile, std::uint32_t x, std::uint32_t
   }
 }
 
-bool draw_text(Picture& picture, const std::string& text, const TextPlace& place) {
+PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& place) {
   if (text.find_first_not_of(' ') == std::string::npos) {
-    return true;
+    return {};
   }
   // The text is markup to libvips.
   const std::unique_ptr<gchar, Free> plain(
@@ -48,7 +48,11 @@ bool draw_text(Picture& picture, const std::string& text, const TextPlace& place
   });
   const Image onto(k905::vips_image_over(picture));
   const std::array<double, 3> black{};
-  return mask.get() != nullptr && onto != nullptr &&
-         vips_draw_mask(onto.get(), const_cast<double*>(black.data()), picture.channels, mask.get(),
-                        static_cast<int>(place.x), static_cast<int>(place.y), nullptr) == 0;
+  if (mask.get() == nullptr || onto == nullptr ||
+      vips_draw_mask(onto.get(), const_cast<double*>(black.data()), picture.channels, mask.get(),
+                     static_cast<int>(place.x), static_cast<int>(place.y), nullptr) != 0) {
+    return {};
+  }
+  return {static_cast<std::uint32_t>(mask.get()->Xsize),
+          static_cast<std::uint32_t>(mask.get()->Ysize)};
 }

@@ -35,11 +35,10 @@ PixelSize largest_part(PixelSize whole, double shape) {
   return {whole.width, bounded(whole.width / shape, whole.height)};
 }
 
-Picture cropped(const Picture& picture, PixelSize size) {
+Picture cropped(const Picture& picture, std::uint32_t x, std::uint32_t y, PixelSize size) {
   k905::Chain chain(k905::vips_image_over(picture));
   chain.then([&](VipsImage* in, VipsImage** out) {
-    return vips_extract_area(in, out, static_cast<int>((picture.width - size.width) / 2),
-                             static_cast<int>((picture.height - size.height) / 2),
+    return vips_extract_area(in, out, static_cast<int>(x), static_cast<int>(y),
                              static_cast<int>(size.width), static_cast<int>(size.height), nullptr);
   });
   return rendered(chain);
@@ -74,7 +73,9 @@ Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density) 
   const double wanted = static_cast<double>(size.width) / size.height * pixel_shape;
   if (fit == Fit::fill) {
     const PixelSize part = largest_part({picture.width, picture.height}, wanted);
-    return scaled(cropped(picture, part), size);
+    return scaled(cropped(picture, (picture.width - part.width) / 2,
+                          (picture.height - part.height) / 2, part),
+                  size);
   }
   if (fit == Fit::whole) {
     return on_white(scaled(picture, largest_part(size, own / pixel_shape)), size);

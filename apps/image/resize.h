@@ -6,8 +6,9 @@
 // The largest part of `whole` whose width is `shape` times its height; at least one pixel.
 [[nodiscard]] PixelSize largest_part(PixelSize whole, double shape);
 
-// The part of that size from the middle; `size` must not be larger than the picture.
-[[nodiscard]] Picture cropped(const Picture& picture, PixelSize size);
+// The part of that size whose top left is at x, y; it must be inside.
+[[nodiscard]] Picture cropped(const Picture& picture, std::uint32_t x, std::uint32_t y,
+                              PixelSize size);
 
 // The picture in exactly that size. Its own size gives the same bytes.
 [[nodiscard]] Picture scaled(const Picture& picture, PixelSize size);

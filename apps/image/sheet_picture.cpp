@@ -1,5 +1,47 @@
 #include "apps/image/sheet_picture.h"
 
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "apps/image/draw.h"
+#include "apps/image/resize.h"
+#include "paper/physical_size.h"
+
+namespace {
+
+constexpr std::uint32_t kGap = 24;  // rows between two pages of a sheet
+constexpr std::uint8_t kGray = 222;
+
+// The paper with this canvas; strips differ from the others only in how they are cut.
+const PaperConfig* paper_of(const Sheet& sheet, std::uint32_t rows_per_row) {
+  const auto has_size = [&](const PaperConfig& paper) {
+    return sheet.width == static_cast<std::uint32_t>(paper.canvas_width) &&
+           sheet.height == static_cast<std::uint32_t>(paper.canvas_height) * rows_per_row;
+  };
+  const PaperConfig* found = nullptr;
+  for (const PaperConfig& paper : selectable_papers) {
+    const bool is_cut = std::string_view(paper.ppd_name).find("-div") != std::string_view::npos;
+    if (has_size(paper) && (found == nullptr || is_cut == (sheet.cutter != 0))) {
+      found = &paper;
+    }
+  }
+  return found;
+}
+
+Picture page_of(const Picture& canvas, const PaperConfig& paper, const VisibleArea& area,
+                std::uint32_t rows_per_row) {
+  const auto width = static_cast<std::uint32_t>(area.width);
+  const auto height = static_cast<std::uint32_t>(area.height);
+  const std::uint32_t left = canvas.width - static_cast<std::uint32_t>(area.left) - width;
+  const auto top = static_cast<std::uint32_t>(area.top) * rows_per_row;
+  const auto square = width * kDotsPerInchDown / dots_per_inch_across(paper);
+  return scaled(cropped(canvas, left, top, {width, height * rows_per_row}),
+                {static_cast<std::uint32_t>(square), height});
+}
+
+}  // namespace
+
 Picture sheet_picture(const Sheet& sheet, Mirror mirror) {
   Picture picture = blank_picture(sheet.width, sheet.height);
   std::uint8_t* out = picture.bytes.data();
@@ -13,4 +55,35 @@ Picture sheet_picture(const Sheet& sheet, Mirror mirror) {
     }
   }
   return picture;
+}
+
+ShownSheet shown_sheet(const Sheet& sheet, SheetView view) {
+  std::uint32_t rows_per_row = 1;
+  const PaperConfig* paper = paper_of(sheet, rows_per_row);
+  if (paper == nullptr) {
+    rows_per_row = 2;
+    paper = paper_of(sheet, rows_per_row);
+  }
+  Picture canvas = sheet_picture(sheet, view == SheetView::wire ? Mirror::leave : Mirror::undo);
+  if (paper == nullptr) {
+    return {std::move(canvas), {}};
+  }
+  if (view != SheetView::paper) {
+    return {std::move(canvas),
+            {dots_per_inch_across(*paper), kDotsPerInchDown * static_cast<int>(rows_per_row)}};
+  }
+  std::vector<Picture> pages;
+  std::uint32_t height = 0;
+  for (const VisibleArea& area : visible_areas(*paper)) {
+    pages.push_back(page_of(canvas, *paper, area, rows_per_row));
+    height += (pages.size() > 1 ? kGap : 0) + pages.back().height;
+  }
+  Picture shown = blank_picture(pages.front().width, height);
+  std::fill(shown.bytes.begin(), shown.bytes.end(), kGray);
+  std::uint32_t top = 0;
+  for (const Picture& page : pages) {
+    paste(shown, page, 0, top);
+    top += page.height + kGap;
+  }
+  return {std::move(shown), {kDotsPerInchDown, kDotsPerInchDown}};
 }

@@ -50,6 +50,9 @@ void describe(CLI::App& app, PrintOptions& options) {
       {"--preview", &options.preview,
        "print nothing, show the sheet in this PNG file; the second sheet's name gets a \"-2\", and "
        "so on"},
+      {"--canvas", &options.canvas,
+       "with --preview: show every pixel that the printer gets, with the margins beyond the "
+       "paper's edges"},
       {"--wait", &options.wait, "with a queue: wait until the photos are printed"},
       {"--timeout", &options.timeout,
        "with --to DEVICE and --wait: wait at most so many seconds for the printer, otherwise as "
@@ -67,6 +70,8 @@ void describe(CLI::App& app, PrintOptions& options) {
       {"--gamma", &options.gamma, "500 (darker) to 2200 (lighter); 1000 would be as sent"},
       {"-o,--option", &options.choices,
        "KEYWORD=CHOICE: any other choice of the print dialog, as for lp; see k905-print(1)"},
+      {"--test-page", &options.test_page,
+       "print rulers that show how large things come out and where the paper ends"},
       {"--two-up", &options.two_up, "two 6x4 pictures share a sheet of a 6x8 ribbon"},
       {"--fit", &options.fit,
        "keep all of the picture on white; otherwise it is cropped to the sheet's shape"},
@@ -93,6 +98,8 @@ void describe(CLI::App& app, PrintOptions& options) {
   app.get_option("--option")->allow_extra_args(false);
   app.get_option("--reprint")->check(CLI::PositiveNumber);
   app.get_option("--finish")->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case));
+  app.get_option("--test-page")->excludes("PICTURE");
+  app.get_option("--canvas")->needs("--preview");
   app.get_option("--queue")->excludes("--to");
   app.get_option("--to")->excludes("--preview");
 }

@@ -16,6 +16,7 @@ struct PrintOptions {
   std::string queue;
   std::string to;
   std::string preview;
+  bool canvas = false;
   std::optional<int> timeout;
   bool wait = false;
   bool json = false;
@@ -28,6 +29,7 @@ struct PrintOptions {
   std::string gamma;
   std::vector<std::string> choices;  // KEYWORD=CHOICE
   int copies = 1;
+  bool test_page = false;
   bool two_up = false;
   bool fit = false;
   bool no_turn = false;

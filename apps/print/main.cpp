@@ -42,10 +42,11 @@ class SheetPictures {
  public:
   explicit SheetPictures(std::string name) : name_(std::move(name)) {}
 
-  std::string write(const Sheet& sheet, bool fine) {
+  std::string write(const Sheet& sheet, SheetView view) {
     const std::string file = next_name();
     std::string error;
-    if (!write_png(file, sheet_picture(sheet, Mirror::undo), {300, fine ? 600 : 300}, error)) {
+    const ShownSheet shown = shown_sheet(sheet, view);
+    if (!write_png(file, shown.picture, shown.density, error)) {
       return file + ": " + error;
     }
     files_.push_back(file);
@@ -96,6 +97,7 @@ class PrintProgram {
     }
     setup_.preparation = {options_.fit, !options_.no_turn};
     setup_.copies = options_.copies;
+    setup_.test_page = options_.test_page;
     setup_.pages_per_sheet = options_.two_up ? 2 : 1;
     if (options_.history) {
       return show_history();
@@ -155,8 +157,8 @@ class PrintProgram {
     setup.to = to_;
     setup.append = options_.photos.empty();
     if (!options_.preview.empty()) {
-      const bool fine = sheet_place(choices).fine;
-      setup.on_sheet = [this, fine](const Sheet& sheet) { return previews_.write(sheet, fine); };
+      const SheetView view = options_.canvas ? SheetView::canvas : SheetView::paper;
+      setup.on_sheet = [this, view](const Sheet& sheet) { return previews_.write(sheet, view); };
     }
     destination_ = make_filter_destination(std::move(setup));
     return true;
@@ -376,7 +378,13 @@ int print_program(int argc, char** argv) {
   PrintOptions options;
   describe(app, options);
   const auto status = parse_command_line(app, argc, argv);
-  return status ? *status : PrintProgram(app, options).run();
+  if (status) {
+    return *status;
+  }
+  if (options.test_page) {
+    options.photos = {"test page"};
+  }
+  return PrintProgram(app, options).run();
 }
 
 }  // namespace

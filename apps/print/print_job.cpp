@@ -8,6 +8,7 @@
 
 #include "apps/base/text.h"
 #include "apps/layout/page_in_child.h"
+#include "apps/layout/test_page.h"
 #include "filter/cancel_signals.h"
 
 namespace {
@@ -39,8 +40,11 @@ std::string job_title(const std::vector<std::string>& files) {
 std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
                                  const std::string& name, const Complaint& complain,
                                  std::string& error) {
-  std::optional<Prepared> prepared = k905::page_in_child(
-      path, sheet_place(setup.destination->choices()), setup.preparation, error);
+  const SheetPlace place = sheet_place(setup.destination->choices());
+  if (setup.test_page) {
+    return k905::test_page(place);
+  }
+  std::optional<Prepared> prepared = k905::page_in_child(path, place, setup.preparation, error);
   if (!prepared) {
     return std::nullopt;
   }

@@ -16,6 +16,7 @@ struct JobSetup {
   Preparation preparation;
   int copies = 1;  // of each photo, one after the other
   int pages_per_sheet = 1;
+  bool test_page = false;  // the ruler page in place of a photo, whatever the file's name
 };
 
 // What is said to the user on the way: a picture by name, and what is wrong with it.

@@ -11,9 +11,10 @@ void describe_options(CLI::App& app, PreviewWishes& wishes) {
                                 "beginning of the pictures' names: a \"-\", the sheet's number and "
                                 "\".png\" follow")
                      ->capture_default_str();
-  app.add_option("-w,--width", wishes.width,
-                 "make the pictures this many pixels wide, upright in shape; without it they have "
-                 "every pixel of the sheet, and 480 with --contact")
+  app.add_option(
+         "-w,--width", wishes.width,
+         "make the pictures this many pixels wide; without it they have 300 pixels for each "
+         "inch of the paper, and with --contact they are 480 pixels wide")
       ->check(CLI::Range(1, 5000));
   auto* contact = app.add_option(
       "--contact", wishes.contact,
@@ -27,7 +28,10 @@ void describe_options(CLI::App& app, PreviewWishes& wishes) {
       "--proof", wishes.proof,
       "show the sheets as this profile of the printer says that they come out, in the colours of "
       "an sRGB screen (relative colorimetric); a file, or a name the filter would find");
-  app.add_flag("--raw", wishes.raw, "leave the sheet mirrored, as the printer gets it");
+  auto* canvas = app.add_flag(
+      "--canvas", wishes.canvas,
+      "show every pixel that the printer gets, with the margins beyond the paper's edges");
+  app.add_flag("--raw", wishes.raw, "the same, mirrored as the printer gets it")->excludes(canvas);
   auto* check = app.add_flag("--check", wishes.check, "only check the stream, write no pictures");
   app.add_flag("--dump", wishes.dump, "show every block and field instead of one line a sheet");
   contact->excludes(output)->excludes(check);

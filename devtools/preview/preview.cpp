@@ -19,7 +19,6 @@
 #include "apps/image/sheet_picture.h"
 #include "apps/image/write_png.h"
 #include "apps/wire/stream_dump.h"
-#include "paper/paper_table.h"
 
 namespace {
 
@@ -35,21 +34,13 @@ std::string picture_name(const std::string& output, int number) {
   return number == 1 ? output : output.substr(0, output.size() - ending) + numbered;
 }
 
-// 600 dpi from top to bottom doubles the height of a sheet and of nothing else.
-PixelDensity density_of(const Sheet& sheet) {
-  for (const PaperConfig& paper : paper_sizes) {
-    if (sheet.width == static_cast<std::uint32_t>(paper.canvas_width) &&
-        sheet.height == 2 * static_cast<std::uint32_t>(paper.canvas_height)) {
-      return {300, 600};
-    }
-  }
-  return {300, 300};
-}
-
 Picture reduced(const Picture& picture, std::uint32_t width, PixelDensity density) {
   constexpr double tallest = 20000;
-  const double shape = static_cast<double>(picture.height) / picture.width *
-                       density.horizontal_dpi / density.vertical_dpi;
+  const double pixel_shape =
+      density.vertical_dpi == 0
+          ? 1.0
+          : static_cast<double>(density.horizontal_dpi) / density.vertical_dpi;
+  const double shape = static_cast<double>(picture.height) / picture.width * pixel_shape;
   const auto height = static_cast<std::uint32_t>(std::clamp(width * shape + 0.5, 1.0, tallest));
   return scaled(picture, {width, height});
 }
@@ -178,8 +169,9 @@ class Preview {
   }
 
   bool show_picture(const Sheet& sheet, const std::string& file) {
-    PixelDensity density = density_of(sheet);
-    Picture picture = sheet_picture(sheet, wishes_.raw ? Mirror::leave : Mirror::undo);
+    auto [picture, density] = shown_sheet(sheet, wishes_.raw      ? SheetView::wire
+                                                 : wishes_.canvas ? SheetView::canvas
+                                                                  : SheetView::paper);
     if (proof_) {
       proof_->show(picture);
     }

@@ -14,6 +14,7 @@ struct PreviewWishes {
   std::uint32_t columns = 3;
   std::uint32_t width = 0;  // 0: not said
   bool raw = false;
+  bool canvas = false;
   bool check = false;
   bool dump = false;
 };

@@ -15,6 +15,7 @@ struct Arguments {
   std::string fault_on;
   int delay_ms = 400;
   std::string sheets;
+  bool canvas = false;
   std::optional<std::uint16_t> port;
 };
 
@@ -35,7 +36,11 @@ void declare_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--delay", arguments.delay_ms, "Pause of slow, split and busy in milliseconds")
       ->check(CLI::Range(0, 60000))
       ->capture_default_str();
-  app.add_option("--sheets", arguments.sheets, "Folder that keeps a PNG of every sheet");
+  auto* sheets =
+      app.add_option("--sheets", arguments.sheets, "Folder that keeps a PNG of every sheet");
+  app.add_flag("--canvas", arguments.canvas,
+               "Keep every pixel of a sheet, with the margins beyond the paper's edges")
+      ->needs(sheets);
   app.add_option("--listen", arguments.port,
                  "Take jobs on this port of 127.0.0.1 as well; 0 takes a free one");
 }
@@ -64,6 +69,7 @@ std::optional<std::string> take_arguments(const Arguments& arguments, SimulatorO
   options.fault.pause = std::chrono::milliseconds(arguments.delay_ms);
   options.state_file = arguments.state_file;
   options.sheets = arguments.sheets;
+  options.canvas = arguments.canvas;
   options.port = arguments.port;
   return std::nullopt;
 }

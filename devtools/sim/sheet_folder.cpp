@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "apps/image/sheet_picture.h"
 #include "apps/image/write_png.h"
 
 namespace {
@@ -45,7 +44,8 @@ std::optional<std::string> check_sheet_folder(const std::string& folder) {
   return std::nullopt;
 }
 
-std::string keep_sheet(const std::string& folder, const Sheet& sheet, std::string& error) {
+std::string keep_sheet(const std::string& folder, const Sheet& sheet, SheetView view,
+                       std::string& error) {
   std::error_code failure;
   std::filesystem::create_directories(folder, failure);
   if (failure) {
@@ -53,6 +53,6 @@ std::string keep_sheet(const std::string& folder, const Sheet& sheet, std::strin
     return "";
   }
   const std::string path = free_name(folder).string();
-  // The wire does not say how dense the dots lie.
-  return write_png(path, sheet_picture(sheet, Mirror::undo), PixelDensity{}, error) ? path : "";
+  const ShownSheet shown = shown_sheet(sheet, view);
+  return write_png(path, shown.picture, shown.density, error) ? path : "";
 }

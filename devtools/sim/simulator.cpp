@@ -104,7 +104,8 @@ class Printer {
       return "";
     }
     std::string error;
-    const std::string path = keep_sheet(options_.sheets, sheet, error);
+    const std::string path = keep_sheet(
+        options_.sheets, sheet, options_.canvas ? SheetView::canvas : SheetView::paper, error);
     if (path.empty()) {
       ++images_lost_;
       warn(options_.sheets + ": the image of sheet " + std::to_string(printed_) +

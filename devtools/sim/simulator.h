@@ -13,6 +13,7 @@ struct SimulatorOptions {
   std::string state_file;  // "" for none; otherwise read again before every answer
   Fault fault;
   std::string sheets;                 // folder for pictures, "" for none
+  bool canvas = false;                // pictures with the margins beyond the paper
   std::optional<std::uint16_t> port;  // of the loopback interface; 0 takes a free one
 };
 

@@ -108,13 +108,66 @@ TEST(PreviewProgram, AWidthReducesThePicture) {
   EXPECT_THAT(picture.bytes, testing::Each(77));
 }
 
-TEST(PreviewProgram, AReducedSheetOfSixHundredDpiHasItsRealShape) {
-  const ScratchFolder folder;
+// Everything is gray 77 but the pixel at x, y as the customer sees it.
+WireSheet marked_sheet(std::uint32_t height, std::uint32_t x, std::uint32_t y) {
   WireSheet sheet;
   sheet.width = 1920;
-  sheet.height = 2480;
-  sheet.plane.fill(std::vector<std::uint8_t>(std::size_t{1920} * 2480, 77));
-  EXPECT_EQ(preview(folder, {"-w", "192"}, wire_sheet(sheet)).status, 0);
+  sheet.height = height;
+  std::vector<std::uint8_t> plane(std::size_t{1920} * height, 77);
+  plane[y * std::size_t{1920} + 1919 - x] = 0;
+  sheet.plane.fill(plane);
+  return sheet;
+}
+
+// Of a 6x4 canvas 70 columns on the left, 50 on the right, 25 rows above and 18 below are beyond
+// the paper.
+TEST(PreviewProgram, TheMarginsBeyondThePaperAreShownOnRequestOnly) {
+  const ScratchFolder folder;
+  const std::string first = wire_sheet(marked_sheet(1240, 70, 25));
+  const std::string last = wire_sheet(marked_sheet(1240, 1919 - 50, 1239 - 18));
+  EXPECT_EQ(preview(folder, {}, first + last).status, 0);
+  const Picture paper = picture_in(folder, "sheet-1.png");
+  EXPECT_EQ(paper.width, 1800U);
+  EXPECT_EQ(paper.height, 1197U);
+  EXPECT_EQ(paper.bytes.front(), 0);
+  EXPECT_EQ(picture_in(folder, "sheet-2.png").bytes.back(), 0);
+  EXPECT_EQ(preview(folder, {"--canvas"}, first).status, 0);
+  const Picture canvas = picture_in(folder, "sheet-1.png");
+  EXPECT_EQ(canvas.width, 1920U);
+  EXPECT_EQ(canvas.bytes[(25 * 1920 + 70) * 3], 0);
+}
+
+// Strips of the same canvas have margins of their own: 37 columns on the left, 9 on the right.
+TEST(PreviewProgram, TheCutTellsStripsFromASheet) {
+  const ScratchFolder folder;
+  WireSheet sheet = marked_sheet(1240, 37, 25);
+  sheet.cutter = "00000120";
+  EXPECT_EQ(preview(folder, {}, wire_sheet(sheet)).status, 0);
+  const Picture strips = picture_in(folder, "sheet-1.png");
+  EXPECT_EQ(strips.width, 1874U);
+  EXPECT_EQ(strips.bytes.front(), 0);
+}
+
+TEST(PreviewProgram, TwoPagesThatShareASheetAreShownApart) {
+  const ScratchFolder folder;
+  // The upper page is moved up by 5 rows, the lower one starts after 1240 - 5 + 18 of them.
+  EXPECT_EQ(preview(folder, {}, wire_sheet(marked_sheet(2498, 70, 25 - 5))).status, 0);
+  Picture shown = picture_in(folder, "sheet-1.png");
+  EXPECT_EQ(shown.height, 2U * 1197 + 24);
+  EXPECT_EQ(shown.bytes.front(), 0);
+  EXPECT_EQ(shown.bytes[1197 * shown.row_bytes()], 222);
+  EXPECT_EQ(preview(folder, {}, wire_sheet(marked_sheet(2498, 70, 1240 - 5 + 18 + 25))).status, 0);
+  shown = picture_in(folder, "sheet-1.png");
+  EXPECT_EQ(shown.bytes[(1197 + 24) * shown.row_bytes()], 0);
+}
+
+TEST(PreviewProgram, ASheetOfSixHundredDpiHasItsRealShape) {
+  const ScratchFolder folder;
+  const std::string sheet = wire_sheet(marked_sheet(2480, 0, 0));
+  EXPECT_EQ(preview(folder, {}, sheet).status, 0);
+  EXPECT_EQ(picture_in(folder, "sheet-1.png").width, 1800U);
+  EXPECT_EQ(picture_in(folder, "sheet-1.png").height, 1197U);
+  EXPECT_EQ(preview(folder, {"--canvas", "-w", "192"}, sheet).status, 0);
   EXPECT_EQ(picture_in(folder, "sheet-1.png").height, 124U);
 }
 

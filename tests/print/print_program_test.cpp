@@ -104,12 +104,12 @@ TEST(PrintProgram, ThePreviewIsTheSheetInTheHand) {
   EXPECT_EQ(result.output, "sheet.png\n");
   EXPECT_THAT(result.log, IsEmpty());
   const Picture sheet = picture_in(folder, "sheet.png");
-  EXPECT_EQ(sheet.width, 1920U);
-  EXPECT_EQ(sheet.height, 1240U);
+  EXPECT_EQ(sheet.width, 1800U);
+  EXPECT_EQ(sheet.height, 1197U);
   expect_quarters(sheet, "png");
 }
 
-// 1800 x 1197 is what a 6x4 sheet shows, with 70 pixels of paper on its left and 25 above.
+// 1800 x 1197 pixels are a 6x4 sheet; the printer also gets 70 on its left and 25 above.
 TEST(PrintProgram, APictureInTheSheetsOwnPixelsIsPrintedPixelByPixel) {
   const ScratchFolder folder;
   std::vector<std::uint8_t> rows;
@@ -120,6 +120,8 @@ TEST(PrintProgram, APictureInTheSheetsOwnPixelsIsPrintedPixelByPixel) {
   }
   folder.write("photo.png", png_file(1800, 1197, {}, rows));
   ASSERT_EQ(print(folder, {"--preview", "sheet.png", "photo.png"}).status, 0);
+  EXPECT_EQ(picture_in(folder, "sheet.png").bytes, rows);
+  ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.png"}).status, 0);
   const Picture sheet = picture_in(folder, "sheet.png");
   std::size_t different = 0;
   for (std::size_t y = 0; y < 1197; ++y) {
@@ -129,6 +131,32 @@ TEST(PrintProgram, APictureInTheSheetsOwnPixelsIsPrintedPixelByPixel) {
     }
   }
   EXPECT_EQ(different, 0U);
+}
+
+// A quarter of the way in, lines are as far apart in both directions as on the paper.
+TEST(PrintProgram, ThePreviewHasThePapersShapeAtEveryDensity) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  const struct {
+    std::vector<std::string> options;
+    std::uint32_t width;
+    std::uint32_t height;
+  } cases[] = {
+      {{"-o", "Resolution=300x600dpi"}, 1800, 1197},
+      {{"-p", "5x7"}, 1500, 2098},  // 360 dots per inch across, and 300 in the preview
+      {{"-p", "5x7", "-o", "Resolution=300x600dpi"}, 1500, 2098},
+      {{"-p", "6x2*2"}, 1874, 1197},
+      {{"-p", "6x8"}, 1800, 2401},
+      {{"-p", "6x4*2"}, 1800, 2 * 1197 + 24},
+  };
+  for (const auto& [options, width, height] : cases) {
+    std::vector<std::string> arguments{"--preview", "sheet.png", "photo.png"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    ASSERT_EQ(print(folder, arguments).status, 0);
+    const Picture sheet = picture_in(folder, "sheet.png");
+    EXPECT_EQ(sheet.width, width) << options.back();
+    EXPECT_EQ(sheet.height, height) << options.back();
+  }
 }
 
 // Where the first row and the first column of the file are seen, as cameras write it: 1 top and
@@ -156,7 +184,7 @@ TEST(PrintProgram, AllEightTurnsOfACameraAreUpright) {
     kind.orientation = orientation;
     kind.little_endian = orientation % 2 == 0;
     folder.write("photo.jpg", jpeg_file(width, height, kind, quarters(width, height, colours)));
-    const ChildResult result = print(folder, {"--preview", "sheet.png", "photo.jpg"});
+    const ChildResult result = print(folder, {"--canvas", "--preview", "sheet.png", "photo.jpg"});
     ASSERT_EQ(result.status, 0) << result.log;
     expect_quarters(picture_in(folder, "sheet.png"), "orientation " + std::to_string(orientation));
   }
@@ -167,7 +195,7 @@ TEST(PrintProgram, AGreyPictureStaysGrey) {
   JpegKind grey;
   grey.channels = 1;
   folder.write("photo.jpg", jpeg_file(30, 20, grey, std::vector<std::uint8_t>(600, 90)));
-  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "photo.jpg"}).status, 0);
+  ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.jpg"}).status, 0);
   EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Colour{90, 90, 90}));
 }
 
@@ -180,7 +208,7 @@ TEST(PrintProgram, FourInksBecomeTheirColours) {
     rows.insert(rows.end(), {255, 102, 0, 255});  // no cyan, some magenta, all yellow
   }
   folder.write("photo.jpg", jpeg_file(30, 20, inks, rows));
-  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "photo.jpg"}).status, 0);
+  ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.jpg"}).status, 0);
   const Colour seen = pixel(picture_in(folder, "sheet.png"), 0.5, 0.5);
   EXPECT_TRUE(close_to(seen, {255, 102, 0}, 2)) << seen[0] << " " << seen[1] << " " << seen[2];
 }
@@ -196,7 +224,7 @@ TEST(PrintProgram, InksWithAProfileAreSeenThroughIt) {
     rows.insert(rows.end(), {255, 102, 0, 255});
   }
   folder.write("photo.jpg", jpeg_file(30, 20, inks, rows));
-  const ChildResult result = print(folder, {"--preview", "sheet.png", "photo.jpg"});
+  const ChildResult result = print(folder, {"--canvas", "--preview", "sheet.png", "photo.jpg"});
   ASSERT_EQ(result.status, 0) << result.log;
   EXPECT_THAT(result.log, IsEmpty());
   EXPECT_FALSE(close_to(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), {255, 102, 0}, 8));
@@ -213,7 +241,8 @@ TEST(PrintProgram, AProfilesColoursAreBroughtToSrgb) {
   }
   folder.write("plain.png", png_file(30, 20, {}, rows));
   folder.write("profiled.png", png_file(30, 20, profiled, rows));
-  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "plain.png", "profiled.png"}).status, 0);
+  ASSERT_EQ(
+      print(folder, {"--canvas", "--preview", "sheet.png", "plain.png", "profiled.png"}).status, 0);
   EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Colour{120, 60, 200}));
   // Gamma 1.8 is lighter than sRGB: the same numbers mean more light.
   const Colour seen = pixel(picture_in(folder, "sheet-2.png"), 0.5, 0.5);
@@ -260,18 +289,19 @@ TEST(PrintProgram, FinishPaperAndCopiesReachThePrinter) {
 TEST(PrintProgram, AnUprightPictureLiesOnALyingSheet) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png(200, 300));
-  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "photo.png"}).status, 0);
+  ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.png"}).status, 0);
   const Picture sheet = picture_in(folder, "sheet.png");
   EXPECT_EQ(pixel(sheet, 0.3, 0.3), kGreen);  // a quarter to the left: the top is on the left
   EXPECT_EQ(pixel(sheet, 0.3, 0.7), kRed);
-  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "--no-turn", "photo.png"}).status, 0);
+  ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "--no-turn", "photo.png"}).status,
+            0);
   expect_quarters(picture_in(folder, "sheet.png"), "not turned");
 }
 
 TEST(PrintProgram, FitKeepsThePictureWholeOnWhite) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png(400, 200));
-  ASSERT_EQ(print(folder, {"--preview", "sheet.png", "--fit", "photo.png"}).status, 0);
+  ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "--fit", "photo.png"}).status, 0);
   const Picture sheet = picture_in(folder, "sheet.png");
   // 1800 wide and 900 tall in the middle of the picture's place: rows 25 + 148 to 25 + 1048.
   EXPECT_EQ(pixel(sheet, 0.1, 165.0 / 1239), kWhite);
@@ -284,22 +314,76 @@ TEST(PrintProgram, ToneSettingsAreThoseOfTheDialog) {
   const ScratchFolder folder;
   folder.write("photo.png", png_file(3, 2, {}, std::vector<std::uint8_t>(18, 100)));
   // A brightness of 100 is a factor of 1.1; a gamma of 2000 the square root.
-  ASSERT_EQ(print(folder, {"--preview", "a.png", "--brightness", "100", "photo.png"}).status, 0);
+  ASSERT_EQ(
+      print(folder, {"--canvas", "--preview", "a.png", "--brightness", "100", "photo.png"}).status,
+      0);
   EXPECT_EQ(pixel(picture_in(folder, "a.png"), 0.5, 0.5), (Colour{110, 110, 110}));
-  ASSERT_EQ(print(folder, {"--preview", "b.png", "--brightness", "-100", "photo.png"}).status, 0);
+  ASSERT_EQ(
+      print(folder, {"--canvas", "--preview", "b.png", "--brightness", "-100", "photo.png"}).status,
+      0);
   EXPECT_EQ(pixel(picture_in(folder, "b.png"), 0.5, 0.5), (Colour{90, 90, 90}));
-  ASSERT_EQ(print(folder, {"--preview", "c.png", "--gamma", "2000", "photo.png"}).status, 0);
+  ASSERT_EQ(
+      print(folder, {"--canvas", "--preview", "c.png", "--gamma", "2000", "photo.png"}).status, 0);
   EXPECT_EQ(pixel(picture_in(folder, "c.png"), 0.5, 0.5), (Colour{159, 159, 159}));
-  ASSERT_EQ(print(folder, {"--preview", "d.png", "-o", "StpCyanBalance=1100", "photo.png"}).status,
-            0);
+  ASSERT_EQ(
+      print(folder, {"--canvas", "--preview", "d.png", "-o", "StpCyanBalance=1100", "photo.png"})
+          .status,
+      0);
   EXPECT_EQ(pixel(picture_in(folder, "d.png"), 0.5, 0.5), (Colour{110, 100, 100}));
+}
+
+// The outermost dark pixels of the box along a line through it.
+std::array<std::size_t, 2> box_along(const Picture& sheet, bool across, std::size_t at) {
+  std::array<std::size_t, 2> found{0, 0};
+  const std::size_t length = across ? sheet.width : sheet.height;
+  for (std::size_t i = length / 8; i < length - length / 8; ++i) {
+    const std::size_t pixel = across ? at * sheet.width + i : i * sheet.width + at;
+    if (sheet.bytes[3 * pixel] < 128) {
+      found[0] = found[0] == 0 ? i : found[0];
+      found[1] = i + 1;
+    }
+  }
+  return found;
+}
+
+TEST(PrintProgram, TheTestPageHasTrueSizesOnEveryPaper) {
+  const ScratchFolder folder;
+  const std::vector<std::vector<std::string>> papers{
+      {"-p", "6x4"}, {"-p", "5x7"}, {"-p", "6x8"}, {"-p", "6x4", "-o", "Resolution=300x600dpi"}};
+  for (const std::vector<std::string>& paper : papers) {
+    std::vector<std::string> arguments{"--test-page", "--preview", "page.png"};
+    arguments.insert(arguments.end(), paper.begin(), paper.end());
+    const ChildResult result = print(folder, arguments);
+    ASSERT_EQ(result.status, 0) << result.log;
+    const Picture sheet = picture_in(folder, "page.png");
+    // 50 mm at 300 dots per inch are 590.6; the lines pass beside the texts.
+    for (const bool across : {true, false}) {
+      const std::size_t beside = (across ? sheet.height : sheet.width) / 2 - 150;
+      const auto [first, end] = box_along(sheet, across, beside);
+      EXPECT_NEAR(static_cast<double>(end - first), 590.6, 2) << paper[1] << " " << across;
+      const std::size_t length = across ? sheet.width : sheet.height;
+      EXPECT_NEAR(static_cast<double>(first + end), static_cast<double>(length), 3) << paper[1];
+    }
+    // The first tick of each ruler is at the very edge of the paper.
+    EXPECT_LT(sheet.bytes[3 * 2], 60) << paper[1];
+    EXPECT_LT(sheet.bytes[sheet.bytes.size() - 3], 60) << paper[1];
+  }
+}
+
+TEST(PrintProgram, TheTestPageTakesNoPictures) {
+  const ScratchFolder folder;
+  const ChildResult result = print(folder, {"--test-page", "--preview", "x.png", "photo.png"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.log, HasSubstr("--test-page"));
 }
 
 TEST(PrintProgram, TheFineResolutionHasTwiceTheRows) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   ASSERT_EQ(
-      print(folder, {"--preview", "s.png", "-o", "Resolution=300x600dpi", "photo.png"}).status, 0);
+      print(folder, {"--canvas", "--preview", "s.png", "-o", "Resolution=300x600dpi", "photo.png"})
+          .status,
+      0);
   const Picture sheet = picture_in(folder, "s.png");
   EXPECT_EQ(sheet.height, 2480U);
   expect_quarters(sheet, "fine");
@@ -308,7 +392,9 @@ TEST(PrintProgram, TheFineResolutionHasTwiceTheRows) {
 TEST(PrintProgram, BlackAndWhiteIsAChoiceToo) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
-  ASSERT_EQ(print(folder, {"--preview", "s.png", "-o", "ColorModel=Gray", "photo.png"}).status, 0);
+  ASSERT_EQ(print(folder, {"--canvas", "--preview", "s.png", "-o", "ColorModel=Gray", "photo.png"})
+                .status,
+            0);
   const Colour red = pixel(picture_in(folder, "s.png"), 0.3, 0.3);
   // 0.299 * 230 + 0.587 * 20 + 0.114 * 20 is 82.8.
   EXPECT_TRUE(close_to(red, {83, 83, 83}, 1)) << red[0];
@@ -376,7 +462,9 @@ TEST(PrintProgram, AProfileOfThePrinterIsUsedByTheFilter) {
   folder.write("photo.png", png_file(3, 2, {}, std::vector<std::uint8_t>(18, 100)));
   const std::string profile = folder.write("mine.icc", rgb_matrix_profile());
   ASSERT_EQ(
-      print(folder, {"--preview", "s.png", "-o", "ICCProfile=" + profile, "photo.png"}).status, 0);
+      print(folder, {"--canvas", "--preview", "s.png", "-o", "ICCProfile=" + profile, "photo.png"})
+          .status,
+      0);
   // Gamma 1.8 takes smaller numbers for the same light.
   EXPECT_LT(pixel(picture_in(folder, "s.png"), 0.5, 0.5)[1], 95);
 }
@@ -392,7 +480,7 @@ TEST(PrintProgram, AProfileThatIsNotThereIsNoReasonToPrintWithout) {
 
 TEST(PrintProgram, APictureComesFromStandardInput) {
   const ScratchFolder folder;
-  EXPECT_EQ(print(folder, {"--preview", "sheet.png", "-"}, quartered_png()).status, 0);
+  EXPECT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "-"}, quartered_png()).status, 0);
   expect_quarters(picture_in(folder, "sheet.png"), "standard input");
 }
 
@@ -518,7 +606,8 @@ TEST(PrintProgram, AStreamThatEndsInsideASheetIsAFailure) {
 TEST(PrintProgram, APreviewThatCannotBeWrittenIsAFailure) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
-  const ChildResult result = print(folder, {"--preview", "/nowhere/sheet.png", "photo.png"});
+  const ChildResult result =
+      print(folder, {"--canvas", "--preview", "/nowhere/sheet.png", "photo.png"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.log, "k905-print: /nowhere/sheet.png: No such file or directory\n");
 }

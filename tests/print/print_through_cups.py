@@ -165,7 +165,7 @@ class Print(BesideCups):
         sheet = self.art / "sheet.png"
         said = self.k905_print("--queue", self.queue, "--preview", sheet, self.picture())
         self.assertEqual(said.stdout, f"{sheet}\n")
-        self.assertEqual(int.from_bytes(sheet.read_bytes()[20:24], "big"), 2436)
+        self.assertEqual(int.from_bytes(sheet.read_bytes()[20:24], "big"), 2401)
 
     def test_the_default_queue_is_taken_when_none_is_named(self):
         self.add_queue()

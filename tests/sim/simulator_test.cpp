@@ -145,6 +145,28 @@ TEST(Simulator, SheetIsToldCountedAndKeptAsTheCustomerHoldsIt) {
   EXPECT_EQ(ask(printer), expected_report(after(1)));
 }
 
+TEST(Simulator, SheetIsKeptWithoutTheMarginsBeyondThePaper) {
+  WireSheet sheet;
+  sheet.width = 1920;
+  sheet.height = 1240;
+  sheet.plane.fill(std::vector<std::uint8_t>(std::size_t{1920} * 1240, 77));
+  for (const bool canvas : {false, true}) {
+    const ScratchFolder folder;
+    std::vector<std::string> arguments{"--sheets", folder.path()};
+    if (canvas) {
+      arguments.emplace_back("--canvas");
+    }
+    SimulatedPrinter printer(arguments);
+    ASSERT_TRUE(printer.send(wire_sheet(sheet)));
+    (void)printer.next_line();
+    std::string error;
+    const auto picture = k905::read_photo(folder.path() + "/sheet-0001.png", error);
+    ASSERT_TRUE(picture) << error;
+    EXPECT_EQ(picture->width, canvas ? 1920U : 1800U);
+    EXPECT_EQ(picture->height, canvas ? 1240U : 1197U);
+  }
+}
+
 TEST(Simulator, PicturesOfEarlierRunsAreKept) {
   const ScratchFolder folder;
   folder.write("sheet-0001.png", "mine");

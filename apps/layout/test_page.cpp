@@ -1,0 +1,135 @@
+#include "apps/layout/test_page.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "apps/image/draw.h"
+#include "apps/image/resize.h"
+#include "paper/physical_size.h"
+
+namespace k905 {
+
+namespace {
+
+constexpr double kMillimetersPerInch = 25.4;
+constexpr double kBox = 50;        // millimeters
+constexpr double kFontSize = 2.4;  // height of the letters
+constexpr double kFrameLine = 0.2;
+
+// Draws in millimeters from the top left of the paper; the pixels need not be square.
+class RulerPage {
+ public:
+  RulerPage(const SheetPlace& place, const SheetFrame& frame)
+      : across_(pixels_per_millimeter(dots_per_inch_across(*place.paper), picture_size(place).width,
+                                      place.seen_width)),
+        down_(pixels_per_millimeter(place.fine ? kDotsPerInchDownFine : kDotsPerInchDown,
+                                    picture_size(place).height, place.seen_height)),
+        left_(frame.left * picture_size(place).width / place.seen_width),
+        top_(frame.top * picture_size(place).height / place.seen_height),
+        width_(frame.width * picture_size(place).width / place.seen_width / across_),
+        height_(frame.height * picture_size(place).height / place.seen_height / down_) {}
+
+  void draw(Picture& picture, const std::string& paper) {
+    picture_ = &picture;
+    for (int mm = 0; mm <= width_; ++mm) {
+      const double length = tick(mm);
+      box(mm, 0, line(), length);
+      box(width_ - mm - line(), height_ - length, line(), length);
+    }
+    for (int mm = 0; mm <= height_; ++mm) {
+      const double length = tick(mm);
+      box(0, mm, length, line());
+      box(width_ - length, height_ - mm - line(), length, line());
+    }
+    for (int mm = 10; mm < width_ - 10; mm += 10) {
+      text(mm - 1.5, 5.5, std::to_string(mm));
+    }
+    for (int mm = 10; mm < height_ - 10; mm += 10) {
+      text(5.5, mm - 1, std::to_string(mm));
+    }
+    draw_box();
+    const double x = width_ / 2 - 22;
+    text(x, 9.5, "top edge: BleedTop");
+    text(x, height_ - 9, "bottom edge: BleedBottom");
+    // The printer prints from behind.
+    text(12, height_ / 2 - 4, "left edge:");
+    text(12, height_ / 2, "BleedRight");
+    text(width_ - 31, height_ / 2 - 4, "right edge:");
+    text(width_ - 31, height_ / 2, "BleedLeft");
+    text(x, height_ / 2 - 2, "K905 paper " + paper);
+    text(x, height_ / 2 + 2, "box: 50 x 50 mm");
+  }
+
+ private:
+  static double pixels_per_millimeter(int dpi, std::uint32_t pixels, std::uint32_t seen) {
+    return dpi / kMillimetersPerInch * pixels / seen;
+  }
+  static double tick(int mm) { return mm % 10 == 0 ? 5 : mm % 5 == 0 ? 3.5 : 2; }
+  static double line() { return kFrameLine; }
+
+  // Its outer edges are 50 mm apart; smaller where the paper is.
+  void draw_box() {
+    const double size = std::min(kBox, height_ - 24);
+    const double x = (width_ - size) / 2;
+    const double y = (height_ - size) / 2;
+    box(x, y, size, line());
+    box(x, y + size - line(), size, line());
+    box(x, y, line(), size);
+    box(x + size - line(), y, line(), size);
+  }
+
+  void box(double x, double y, double width, double height) {
+    const auto pixels = [](double from, double length, double scale, double offset,
+                           std::uint32_t most) {
+      const double first = std::clamp(std::round(offset + from * scale), 0.0, double{1.0} * most);
+      const double end = std::round(offset + (from + length) * scale);
+      const double last = std::clamp(std::max(end, first + 1), 0.0, double{1.0} * most);
+      return std::pair(static_cast<std::size_t>(first), static_cast<std::size_t>(last));
+    };
+    const auto [x0, x1] = pixels(x, width, across_, left_, picture_->width);
+    const auto [y0, y1] = pixels(y, height, down_, top_, picture_->height);
+    for (std::size_t row = y0; row < y1; ++row) {
+      std::uint8_t* pixel = picture_->bytes.data() + row * picture_->row_bytes();
+      std::fill(pixel + 3 * x0, pixel + 3 * x1, std::uint8_t{0});
+    }
+  }
+
+  // Drawn in square pixels and brought to those of the page.
+  void text(double x, double y, const std::string& words) {
+    const auto font = static_cast<std::uint32_t>(std::lround(kFontSize * across_ * 1.4));
+    Picture label = blank_picture(font * static_cast<std::uint32_t>(words.size()), font * 3 / 2);
+    std::fill(label.bytes.begin(), label.bytes.end(), std::uint8_t{0xFF});
+    const TextPlace place{.most_width = label.width, .font_size = font};
+    const PixelSize drawn = draw_text(label, words, place);
+    if (drawn.width == 0) {
+      return;  // the rulers are of use without it
+    }
+    const auto height = static_cast<std::uint32_t>(
+        std::max(1L, std::lround(static_cast<double>(drawn.height) * down_ / across_)));
+    paste(*picture_, scaled(cropped(label, 0, 0, drawn), {drawn.width, height}),
+          static_cast<std::uint32_t>(std::max(0.0, left_ + x * across_)),
+          static_cast<std::uint32_t>(std::max(0.0, top_ + y * down_)));
+  }
+
+  double across_;  // pixels of the picture for a millimeter
+  double down_;
+  double left_;  // of the paper, in pixels of the picture
+  double top_;
+  double width_;  // of the paper, in millimeters
+  double height_;
+  Picture* picture_ = nullptr;
+};
+
+}  // namespace
+
+Picture test_page(const SheetPlace& place) {
+  Picture picture = blank_picture(picture_size(place).width, picture_size(place).height);
+  std::fill(picture.bytes.begin(), picture.bytes.end(), std::uint8_t{0xFF});
+  for (const SheetFrame& frame : place.frames) {
+    RulerPage(place, frame).draw(picture, place.paper->label);
+  }
+  return page_for(picture, place);
+}
+
+}  // namespace k905
