@@ -27,6 +27,15 @@ foreach(tool ${installed_tools})
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 endforeach()
 
+# A watched folder as a service; the user it runs as.
+if(TARGET k905-print)
+  configure_file(${CMAKE_SOURCE_DIR}/packaging/systemd/k905-watch@.service.in
+                 ${CMAKE_BINARY_DIR}/k905-watch@.service @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/k905-watch@.service DESTINATION lib/systemd/system)
+  install(FILES ${CMAKE_SOURCE_DIR}/packaging/systemd/k905-watch.sysusers RENAME k905-watch.conf
+          DESTINATION lib/sysusers.d)
+endif()
+
 # docs/man/NAME.SECTION goes to man<SECTION>.
 file(GLOB manual_pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/man/*.[1-9])
 foreach(page ${manual_pages})

@@ -84,7 +84,10 @@ void describe(CLI::App& app, PrintOptions& options) {
       {"--new-only", &options.new_only,
        "with --watch: leave what is in the folder when it is watched for the first time"},
       {"--move", &options.move,
-       "with --watch: move files to the folder's own printed/ and failed/ when they are done"},
+       "with --watch: move files to the folder's own printed/ and failed/ when they are done; this "
+       "is "
+       "the default"},
+      {"--leave", &options.leave, "with --watch: leave files where they are when they are done"},
       {"--history", &options.history, "list the sheets of watched folders"},
       {"--reprint", &options.reprint, "print this sheet of the history again"},
       {"--ledger,--journal", &options.ledger,
@@ -112,8 +115,9 @@ std::optional<std::string> check(const PrintOptions& options) {
   const std::pair<bool, std::string> problems[] = {
       {tasks == 0, "no picture given"},
       {tasks > 1, "pictures, --watch, --history and --reprint exclude each other"},
-      {!watches && (options.limit != 0 || options.new_only || options.move),
-       "--limit, --new-only and --move need --watch"},
+      {!watches && (options.limit != 0 || options.new_only || options.move || options.leave),
+       "--limit, --new-only, --move and --leave need --watch"},
+      {options.move && options.leave, "--move and --leave exclude each other"},
       {!options.ledger.empty() && prints, "--ledger is for --watch, --history and --reprint"},
       {options.reprint != 0 && !options.preview.empty(), "--reprint prints; it shows no preview"},
       {watches && !options.preview.empty(), "--watch prints; it shows no preview"},

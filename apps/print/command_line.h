@@ -37,7 +37,8 @@ struct PrintOptions {
   std::string folder;
   int limit = 0;
   bool new_only = false;
-  bool move = false;
+  bool move = false;  // as it is without --leave
+  bool leave = false;
   bool history = false;
   std::int64_t reprint = 0;
   std::string ledger;

@@ -276,7 +276,7 @@ class PrintProgram {
                                                      .ledger = ledger,
                                                      .limit = options_.limit,
                                                      .new_only = options_.new_only,
-                                                     .move = options_.move});
+                                                     .move = !options_.leave});
   }
 
   int watch() {

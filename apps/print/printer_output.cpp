@@ -129,7 +129,7 @@ int PrinterOutput::open() {
     pause(kStopPause);
     error = printer_.open(kOpenTimeout);
   }
-  was_connected_ = was_connected_ || error == 0 || error == EBUSY;
+  was_connected_ = was_connected_ || error == EBUSY;
   if (error != 0) {
     return error;
   }
@@ -141,6 +141,7 @@ int PrinterOutput::open() {
     return ETIMEDOUT;
   }
   identity_ = serial.text.empty() ? setup_.name : serial.text;
+  was_connected_ = true;
   return 0;
 }
 

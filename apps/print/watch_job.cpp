@@ -187,6 +187,11 @@ class FolderPrinter {
       leave_all();
     }
     ledger_.add_folder(folder_);
+    if (setup_.move && access(folder_.c_str(), W_OK | X_OK) != 0) {
+      reporter_.complain(folder_ + ": " + std::strerror(errno) +
+                         "; files that are done stay where they are");
+      moves_ = false;
+    }
   }
 
   // What is in the folder counts as seen to.
@@ -465,10 +470,10 @@ class FolderPrinter {
   std::nullopt_t done(const std::string& name, const KnownFile& file) {
     todo_.erase(name);
     // The program may have ended before it could move the file.
-    if (setup_.move && file.refused) {
+    if (moves_ && file.refused) {
       move_away(name, file.stamp, "it cannot be read; see k905-print --history");
     } else if (const auto sheet =
-                   setup_.move ? ledger_.last_printed(folder_, name, file.content) : std::nullopt) {
+                   moves_ ? ledger_.last_printed(folder_, name, file.content) : std::nullopt) {
       move_away(name, file.stamp, sheet->reason);
     }
     return std::nullopt;
@@ -535,7 +540,7 @@ class FolderPrinter {
 
   void move_away(const std::string& name, const FileStamp& stamp, const std::string& reason) {
     std::string error;
-    if (setup_.move && is_in_folder(name) &&
+    if (moves_ && is_in_folder(name) &&
         !move_finished_file(folder_, name, stamp, reason.empty() ? "printed" : "failed", reason,
                             error)) {
       complain_once(error);
@@ -560,6 +565,7 @@ class FolderPrinter {
   [[nodiscard]] std::string path_of(const std::string& name) const { return folder_ + "/" + name; }
 
   const WatchSetup& setup_;
+  bool moves_ = setup_.move;  // files that are done
   std::string folder_;
   Ledger& ledger_;
   const k905::Reporter& reporter_;

@@ -93,6 +93,10 @@ PASS_ON(int, ftruncate, (int file, off_t size), file, size)
 PASS_ON(int, ftruncate64, (int file, off64_t size), file, size)
 PASS_ON(int, unlink, (const char* path), path)
 PASS_ON(int, rename, (const char* from, const char* to), from, to)
+PASS_ON(int, renameat2,
+        (int from_folder, const char* from, int to_folder, const char* to, unsigned flags),
+        from_folder, from, to_folder, to, flags)
+PASS_ON(int, mkdir, (const char* path, mode_t mode), path, mode)
 PASS_ON(int, connect, (int file, const sockaddr* address, socklen_t size), file, address, size)
 PASS_ON(int, flock, (int file, int operation), file, operation)
 

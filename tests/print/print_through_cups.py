@@ -255,7 +255,7 @@ class Watched(BesideCups):
 
     def watch(self):
         return Watch(self, [self.program("k905-print"), "--queue", self.queue, "--watch", self.folder,
-                            "--ledger", self.ledger])
+                            "--leave", "--ledger", self.ledger])
 
     def test_a_picture_is_printed_once_over_a_restart(self):
         self.put("a.png")

@@ -55,6 +55,12 @@ class WatchProgram : public testing::Test {
 
   [[nodiscard]] std::vector<std::string> arguments(
       const std::vector<std::string>& more = {}) const {
+    std::vector<std::string> all = moving_arguments(more);
+    all.emplace_back("--leave");
+    return all;
+  }
+  [[nodiscard]] std::vector<std::string> moving_arguments(
+      const std::vector<std::string>& more = {}) const {
     std::vector<std::string> all{"--watch", inbox(), "--to", job()};
     all.insert(all.end(), more.begin(), more.end());
     return all;
@@ -312,7 +318,7 @@ TEST_F(WatchProgram, NewOnlyLeavesWhatIsThereAtTheVeryStart) {
 TEST_F(WatchProgram, FinishedFilesMoveAway) {
   put("a.png", picture_of(10));
   put("b.jpg", "\xff\xd8 broken");
-  RunningProgram program(kProgram, arguments({"--move"}), environment());
+  RunningProgram program(kProgram, moving_arguments(), environment());
   EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
   EXPECT_TRUE(program.has_said("/in/b.jpg: ")) << program.said();
   put("c.png", picture_of(30));
@@ -335,18 +341,19 @@ class ReprintProgram : public WatchProgram {
     setup.environment = environment();
     return run_child(setup);
   }
-  void print_one(const std::vector<std::string>& more = {}) const {
+  void print_one() const { print_one(arguments()); }
+  void print_one(const std::vector<std::string>& all_arguments) const {
     put("a.png", picture_of(10));
-    RunningProgram program(kProgram, arguments(more), environment());
+    RunningProgram program(kProgram, all_arguments, environment());
     EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
   }
 };
 
 TEST_F(ReprintProgram, PrintsASheetAsItWasPrinted) {
-  print_one({"--paper", "6x8", "--move"});
+  print_one(moving_arguments({"--paper", "6x8", "--move"}));
   const ChildResult result = run({"--reprint", "1"});
   EXPECT_EQ(result.status, 0) << result.log;
-  EXPECT_EQ(result.output, "printed/a.png -> " + job() + "\n");
+  EXPECT_EQ(result.output, inbox() + "/printed/a.png -> " + job() + "\n");
   EXPECT_EQ(printed(), (std::vector<int>{10, 10}));
   const std::string history = run({"--history"}).output;
   EXPECT_THAT(history, HasSubstr("  printed  " + inbox() + "/a.png  " + job() + "\n"));
