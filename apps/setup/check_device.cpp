@@ -9,6 +9,7 @@
 #include "apps/setup/ask_printer.h"
 #include "apps/setup/check.h"
 #include "apps/setup/installation.h"
+#include "apps/status/print_system.h"
 #include "protocol/status_texts.h"
 
 namespace k905 {
@@ -191,13 +192,13 @@ void check_device(Scheduler& scheduler, const std::string& queue, const QueueSta
     device.not_listed = scheduler.list_devices("k905,usb", device.connected).value_or("");
   }
   device.on_k905 = k905_uri_of(device.uri, device.connected);
+  const auto address = device.on_k905 ? parse_device_uri(*device.on_k905) : std::nullopt;
   Answer answer = Answer::in_use;
   if (state.printing && waits_for_printer(state)) {
     findings.problem("the job waits: " + state.message, "lpstat -l -p " + queue);
-  } else if (state.printing || scheduler.is_printing_on(device.uri)) {
+  } else if (state.printing || (address && printing_queue(all_queues(), *address) != nullptr)) {
     findings.ok("the device " + device.uri + " is in use");
-  } else if (const auto address =
-                 device.on_k905 ? parse_device_uri(*device.on_k905) : std::nullopt) {
+  } else if (address) {
     answer = check_printer(device, *address, findings);
   } else {
     check_other(device, findings);

@@ -94,13 +94,4 @@ std::optional<std::string> k905_uri_of(const std::string& device,
              : std::nullopt;
 }
 
-bool is_same_printer(const std::string& one, const std::string& other) {
-  const auto address = [](const std::string& uri) {
-    const auto ours = k905_uri_of(uri, {});
-    return ours ? parse_device_uri(*ours) : std::nullopt;
-  };
-  const auto address_of_one = address(one);
-  return one == other || (address_of_one && address_of_one == address(other));
-}
-
 }  // namespace k905

@@ -27,7 +27,4 @@ struct ConnectedDevice {
 [[nodiscard]] std::optional<std::string> k905_uri_of(const std::string& device,
                                                      const std::vector<ConnectedDevice>& connected);
 
-// Whether both URIs are of one printer, whatever their backends and options.
-[[nodiscard]] bool is_same_printer(const std::string& one, const std::string& other);
-
 }  // namespace k905

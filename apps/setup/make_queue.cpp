@@ -8,6 +8,7 @@
 #include "apps/setup/ask_printer.h"
 #include "apps/setup/installation.h"
 #include "apps/setup/printer_ppd.h"
+#include "apps/status/print_system.h"
 
 namespace k905 {
 
@@ -124,7 +125,7 @@ std::string better_device(Scheduler& scheduler, const std::string& device, Findi
   if (!address || *ours == device || why_not_usable(*ours)) {
     return "";
   }
-  if (!scheduler.is_printing_on(device)) {
+  if (printing_queue(all_queues(), *address) == nullptr) {
     const PrinterAnswer printer = ask_printer(*address);
     const bool is_usb_only =
         printer.error == ENODEV &&

@@ -3,7 +3,6 @@
 #include <cups/adminutil.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <stdexcept>
 
@@ -174,13 +173,6 @@ std::vector<QueueJob> Scheduler::jobs(const std::string& queue) {
     }
   }
   return jobs;
-}
-
-bool Scheduler::is_printing_on(const std::string& device_uri) {
-  return std::ranges::any_of(queues(), [&](const std::string& name) {
-    const auto state = queue(name);
-    return state && state->printing && is_same_printer(state->device_uri, device_uri);
-  });
 }
 
 std::optional<std::string> Scheduler::list_devices(const std::string& schemes,

@@ -51,8 +51,6 @@ class Scheduler {
   [[nodiscard]] std::optional<QueueState> queue(const std::string& name);
   // Those that have not ended, in the order in which they will print.
   [[nodiscard]] std::vector<QueueJob> jobs(const std::string& queue);
-  // Whether a queue prints on the same printer at this moment, over whatever backend.
-  [[nodiscard]] bool is_printing_on(const std::string& device_uri);
   // Adds the devices connected to the scheduler's machine: of some schemes, separated by commas, or
   // (empty) of all. Returns why they cannot be listed, or nothing.
   [[nodiscard]] std::optional<std::string> list_devices(const std::string& schemes,

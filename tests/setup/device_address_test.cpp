@@ -54,13 +54,5 @@ TEST(DeviceAddress, WhatTheBackendCannotReachHasNoEquivalent) {
   }
 }
 
-TEST(DeviceAddress, SamePrinterIsKnownOverEveryBackend) {
-  EXPECT_TRUE(is_same_printer("socket://booth", "k905://booth:9100/?settle=1"));
-  EXPECT_TRUE(is_same_printer("usb://K905/K905?serial=7", "k905://usb/7"));
-  EXPECT_TRUE(is_same_printer("lpd://booth/p", "lpd://booth/p"));
-  EXPECT_FALSE(is_same_printer("socket://booth", "k905://booth:9101"));
-  EXPECT_FALSE(is_same_printer("lpd://booth/p", "ipp://booth/p"));
-}
-
 }  // namespace
 }  // namespace k905
