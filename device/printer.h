@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,6 +25,11 @@ struct Reply {
   int error = 0;
   std::string text;  // trimmed
   int number = -1;   // of a question that has one
+
+  // Nothing when there was no such answer.
+  [[nodiscard]] std::optional<int> valid_number() const {
+    return error == 0 ? std::optional(number) : std::nullopt;
+  }
 };
 
 // Bytes that are sent one after the other.

@@ -26,24 +26,12 @@ constexpr milliseconds kOutcomePause{100};  // sheet sent, printing
 constexpr milliseconds kTurnPause{250};     // another process is finishing its sheet
 constexpr milliseconds kStall{5000};
 
-// An idle printer that never moved its counter for a sheet it was sent without any trouble.
-constexpr seconds kNeverMoved{120};
-
 // After a stop request: how long the outcome of a sent sheet is waited for, and how long a printer
 // that takes no data inside a sheet is given. The sheet's record decides later.
 constexpr seconds kOutcomeAfterStop{25};
 constexpr seconds kStallAfterStop{600};
 
 constexpr int kUnansweredMeansOffline = 2;
-
-constexpr int kStatusIdle = 0;
-constexpr int kStatusStandby = 900;
-constexpr int kStatusDataError = 1600;
-
-// Nothing is being printed.
-bool is_idle(int code) {
-  return code == kStatusIdle || code == kStatusStandby || code == kStatusDataError;
-}
 
 std::string text_of_error(int error) {
   switch (error) {
@@ -198,7 +186,7 @@ JobRunner::Wait JobRunner::wait_until_ready(const Sheet& sheet) {
       continue;
     }
     // A sheet of somebody else that is still being printed would move the counter for ours.
-    counter_is_ours_ = counter_is_ours_ || is_idle(status.number);
+    counter_is_ours_ = counter_is_ours_ || is_idle_status(status.number);
     const bool ready = status_reason(status.number).ready;
     if (ready && has_media_for(sheet)) {
       reason_.clear();
@@ -353,14 +341,14 @@ SendResult JobRunner::send(const Sheet& sheet, unsigned number) {
 // Waits until it is known what became of the record's sheet. `interrupted`: it may not have arrived
 // whole.
 JobRunner::Outcome JobRunner::find_outcome(const JobRecord& record, bool interrupted) {
-  Clock::time_point last_busy = Clock::now();
+  SheetOutcome sheet({.life = record.life, .buffers = record.buffers}, options_.settle, interrupted,
+                     Clock::now());
   while (stop_.age() < kOutcomeAfterStop) {
     if (!printer_.is_open()) {
-      interrupted = true;
       if (!connect()) {
         return Outcome::kOpen;
       }
-      last_busy = Clock::now();
+      sheet.interrupt(Clock::now());
     }
     if (identity_ != record.printer) {
       return Outcome::kUnknown;  // another printer: its counter says nothing
@@ -371,39 +359,18 @@ JobRunner::Outcome JobRunner::find_outcome(const JobRecord& record, bool interru
     }
     const Reply status = printer_.ask(QuestionId::kStatus);
     const bool answered = show_status(status);
-    if (answered && status_reason(status.number).ready) {
+    const bool is_ready = answered && status_reason(status.number).ready;
+    if (is_ready) {
       reason_.clear();
     }
-    if (answered && life.error == 0 && is_idle(status.number)) {
-      const auto idle = std::chrono::duration_cast<milliseconds>(Clock::now() - last_busy);
-      const Outcome outcome = outcome_when_idle(record, status.number, idle, interrupted);
-      if (outcome != Outcome::kOpen) {
-        return outcome;
-      }
-    } else {
-      last_busy = Clock::now();
-      // Something needed attention while the sheet was in the printer.
-      interrupted = interrupted || (answered && !status_reason(status.number).ready);
+    const Outcome outcome = sheet.observe(life.valid_number(), status.valid_number(), is_ready,
+                                          Clock::now(), [this] { return free_buffers(); });
+    if (outcome != Outcome::kOpen) {
+      return outcome;
     }
     stop_.pause(kOutcomePause);
   }
   return Outcome::kOpen;
-}
-
-// The printer is idle and its counter has not moved. A sheet that still has its buffer can come out
-// yet.
-JobRunner::Outcome JobRunner::outcome_when_idle(const JobRecord& record, int status,
-                                                milliseconds idle, bool interrupted) {
-  if (idle >= kNeverMoved) {
-    return Outcome::kUnknown;
-  }
-  if (idle < options_.settle) {
-    return Outcome::kOpen;
-  }
-  if (interrupted) {
-    return free_buffers() >= record.buffers ? Outcome::kNotPrinted : Outcome::kOpen;
-  }
-  return status == kStatusDataError ? Outcome::kUnknown : Outcome::kOpen;
 }
 
 // A job that is held, or whose scheduler ends, is printed again from where it stopped; one that was

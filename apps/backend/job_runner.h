@@ -17,6 +17,7 @@
 #include "apps/backend/supplies.h"
 #include "device/printer.h"
 #include "device/printer_report.h"
+#include "device/sheet_outcome.h"
 
 namespace k905::backend {
 
@@ -49,7 +50,7 @@ class JobRunner {
  private:
   using milliseconds = std::chrono::milliseconds;
   enum class Wait { kReady, kStopped };
-  enum class Outcome { kPrinted, kNotPrinted, kUnknown, kOpen };
+  using Outcome = SheetOutcome::State;
 
   bool connect();
   void read_identity();
@@ -63,8 +64,6 @@ class JobRunner {
   int print_sheet(const Sheet& sheet, unsigned number);
   SendResult send(const Sheet& sheet, unsigned number);
   Outcome find_outcome(const JobRecord& record, bool interrupted);
-  Outcome outcome_when_idle(const JobRecord& record, int status, milliseconds idle,
-                            bool interrupted);
   bool show_status(const Reply& status);
   void show_offline(int error);
   bool save_record();

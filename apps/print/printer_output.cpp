@@ -30,8 +30,6 @@ constexpr milliseconds kOutcomePause{100};  // sheet sent, printing
 constexpr milliseconds kStopPause{100};     // between two looks at is_stopped
 
 constexpr seconds kBusyPatience{3};  // the other program may be at its end, or ask a question
-// An idle printer that never moved its counter for a sheet it was sent without any trouble.
-constexpr seconds kNeverMoved{120};
 // For the sheet in hand, after the end was asked for.
 constexpr seconds kAfterStop{30};
 
@@ -39,10 +37,6 @@ constexpr int kUnansweredMeansOffline = 2;
 
 constexpr char kBusy[] = "the printer is printing another sheet";
 constexpr char kNoData[] = "the printer stopped taking data inside a sheet";
-
-// Nothing is being printed: idle, standby, or a sheet that was cut off.
-constexpr int kDataError = 1600;
-bool is_idle(int code) { return code == 0 || code == 900 || code == kDataError; }
 
 std::string text_of_error(int error) {
   switch (error) {
@@ -171,7 +165,7 @@ bool PrinterOutput::ask(Answers& answers) {
 }
 
 // Why no sheet for this media can be sent now; "" when one can.
-std::string PrinterOutput::obstacle(const std::string& media, Counters& counters) {
+std::string PrinterOutput::obstacle(const std::string& media, SheetCounters& counters) {
   Answers now;
   if (!ask(now)) {
     return now.problem;
@@ -186,19 +180,19 @@ std::string PrinterOutput::obstacle(const std::string& media, Counters& counters
     }
   }
   // A sheet of somebody else that is still being printed would move the counter for ours.
-  was_idle_ = was_idle_ || is_idle(now.status);
+  was_idle_ = was_idle_ || is_idle_status(now.status);
   counters = now.counters;
   return was_idle_ && counters.buffers > 0 ? "" : kBusy;
 }
 
 std::string PrinterOutput::obstacle_now(const std::string& media) {
-  Counters ignored;
+  SheetCounters ignored;
   const std::string reason = obstacle(media, ignored);
   printer_.close();
   return reason.empty() || reason == kBusy ? "" : setup_.name + ": " + reason;
 }
 
-bool PrinterOutput::wait_until_ready(const std::string& media, Counters& counters,
+bool PrinterOutput::wait_until_ready(const std::string& media, SheetCounters& counters,
                                      std::string& error) {
   const Clock::time_point start = Clock::now();
   for (;;) {
@@ -226,26 +220,27 @@ bool PrinterOutput::begin(const std::string& media, std::string& error) {
   printed_ = 0;
   is_in_doubt_ = false;
   was_connected_ = false;
-  Counters ignored;
+  SheetCounters ignored;
   return wait_until_ready(media, ignored, error);
 }
 
 bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
   const std::string media = backend::media_for_sheet(sheet.width, sheet.height);
   for (;;) {
-    Counters before;
+    SheetCounters before;
     if (!wait_until_ready(media, before, error)) {
       return false;
     }
     switch (send(sheet, before)) {
-      case Outcome::printed:
+      case Outcome::kPrinted:
         ++printed_;
         prints_left_ = printer_.ask(QuestionId::kRemainingMedia).number;
         return true;
-      case Outcome::not_printed:
+      case Outcome::kNotPrinted:
         setup_.say(setup_.name + ": the printer did not print the sheet; it is sent again");
         continue;
-      case Outcome::unknown:
+      case Outcome::kOpen:  // not waited for any longer
+      case Outcome::kUnknown:
         is_in_doubt_ = true;
         error = setup_.name + ": it is not known whether the sheet came out" +
                 (shown_.empty() ? "" : ": " + shown_);
@@ -254,7 +249,7 @@ bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
   }
 }
 
-PrinterOutput::Outcome PrinterOutput::send(const Sheet& sheet, const Counters& before) {
+PrinterOutput::Outcome PrinterOutput::send(const Sheet& sheet, const SheetCounters& before) {
   const backend::SheetBytes bytes(sheet);
   std::optional<Clock::time_point> stopped;
   const SendResult sent = printer_.send(bytes.pieces(), kStall, [&] {
@@ -270,37 +265,34 @@ PrinterOutput::Outcome PrinterOutput::send(const Sheet& sheet, const Counters& b
 
 // Waits until it is known what became of a sheet that was sent. `interrupted`: it may not have
 // arrived whole.
-PrinterOutput::Outcome PrinterOutput::find_outcome(const Counters& before, bool interrupted) {
+PrinterOutput::Outcome PrinterOutput::find_outcome(const SheetCounters& before, bool interrupted) {
   const std::string identity = identity_;
   const Clock::time_point start = Clock::now();
-  Clock::time_point last_busy = start;
+  SheetOutcome sheet(before, setup_.settle, interrupted, start);
   for (;;) {
     Answers now;
-    if (!ask(now)) {
-      interrupted = interrupted || !printer_.is_open();
-      last_busy = Clock::now();
-    } else if (identity_ != identity) {
-      return Outcome::unknown;  // another printer: its counter says nothing
-    } else if (now.counters.life > before.life) {
-      show("");
-      return Outcome::printed;
-    } else {
-      const bool is_ready = backend::status_reason(now.status).ready;
-      show(is_ready ? "" : backend::status_sentence(now.status));
-      // Something needed attention while the sheet was in the printer.
-      interrupted = interrupted || !is_ready;
-      last_busy = is_idle(now.status) ? last_busy : Clock::now();
+    const bool answered = ask(now);
+    if (answered && identity_ != identity) {
+      return Outcome::kUnknown;  // another printer: its counter says nothing
     }
-    // Idle, and the counter has not moved. A sheet that still has its buffer can come out yet.
-    const auto idle = Clock::now() - last_busy;
-    if (idle >= setup_.settle && interrupted && now.counters.buffers >= before.buffers) {
-      return Outcome::not_printed;
+    if (!printer_.is_open()) {
+      sheet.interrupt(Clock::now());
+    }
+    const bool is_ready = answered && backend::status_reason(now.status).ready;
+    const Outcome outcome =
+        sheet.observe(answered ? std::optional(now.counters.life) : std::nullopt,
+                      answered ? std::optional(now.status) : std::nullopt, is_ready, Clock::now(),
+                      [&now] { return now.counters.buffers; });
+    if (answered) {
+      show(is_ready || outcome == Outcome::kPrinted ? "" : backend::status_sentence(now.status));
+    }
+    if (outcome != Outcome::kOpen) {
+      return outcome;
     }
     const auto waited = Clock::now() - start;
-    if ((idle >= setup_.settle && !interrupted && now.status == kDataError) ||
-        idle >= kNeverMoved || (setup_.after_sheet && waited >= *setup_.after_sheet) ||
+    if ((setup_.after_sheet && waited >= *setup_.after_sheet) ||
         (setup_.is_stopped() && waited >= kAfterStop)) {
-      return Outcome::unknown;
+      return Outcome::kOpen;
     }
     pause(printer_.is_open() ? kOutcomePause : kPause);
   }

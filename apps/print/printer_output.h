@@ -9,6 +9,7 @@
 
 #include "apps/wire/printer_stream.h"
 #include "device/printer.h"
+#include "device/sheet_outcome.h"
 
 namespace k905 {
 
@@ -60,25 +61,20 @@ class PrinterOutput {
 
  private:
   using Clock = std::chrono::steady_clock;
-  enum class Outcome { printed, not_printed, unknown };
-  struct Counters {
-    int life = 0;
-    int buffers = 0;
-  };
-
+  using Outcome = SheetOutcome::State;
   struct Answers {
     int status = -1;
-    Counters counters;
+    SheetCounters counters;
     std::string problem;
   };
 
   [[nodiscard]] int open();
   [[nodiscard]] bool ask(Answers& answers);
-  [[nodiscard]] std::string obstacle(const std::string& media, Counters& counters);
-  [[nodiscard]] bool wait_until_ready(const std::string& media, Counters& counters,
+  [[nodiscard]] std::string obstacle(const std::string& media, SheetCounters& counters);
+  [[nodiscard]] bool wait_until_ready(const std::string& media, SheetCounters& counters,
                                       std::string& error);
-  [[nodiscard]] Outcome send(const Sheet& sheet, const Counters& before);
-  [[nodiscard]] Outcome find_outcome(const Counters& before, bool interrupted);
+  [[nodiscard]] Outcome send(const Sheet& sheet, const SheetCounters& before);
+  [[nodiscard]] Outcome find_outcome(const SheetCounters& before, bool interrupted);
   void show(const std::string& reason);
   void pause(std::chrono::milliseconds time) const;
 

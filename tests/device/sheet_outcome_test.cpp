@@ -1,0 +1,110 @@
+// The rules by which a sheet counts as printed, lost or in doubt.
+#include "device/sheet_outcome.h"
+
+#include <gtest/gtest.h>
+
+namespace k905 {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using State = SheetOutcome::State;
+
+constexpr int kPrinting = 1;
+constexpr int kPaperOut = 300;
+constexpr int kDataError = 1600;
+constexpr SheetCounters kBefore{.life = 7, .buffers = 2};
+constexpr seconds kSettle{5};
+
+// A printer that is asked at times counted from the moment the sheet was sent.
+class SentSheet {
+ public:
+  explicit SentSheet(bool interrupted) : outcome_(kBefore, kSettle, interrupted, start_) {}
+
+  State at(milliseconds time, std::optional<int> life, std::optional<int> status,
+           int buffers = kBefore.buffers) {
+    const bool is_ready = status && *status != kPaperOut;
+    return outcome_.observe(life, status, is_ready, start_ + time, [&] { return buffers; });
+  }
+  void interrupt_at(milliseconds time) { outcome_.interrupt(start_ + time); }
+
+ private:
+  std::chrono::steady_clock::time_point start_;
+  SheetOutcome outcome_;
+};
+
+TEST(SheetOutcome, IsPrintedWhenTheLifeCounterMoves) {
+  SentSheet sheet(false);
+  EXPECT_EQ(sheet.at(seconds(1), 7, kPrinting), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(20), 8, kPrinting), State::kPrinted);
+}
+
+TEST(SheetOutcome, OfAnInterruptedSheetIsPrintedWhenTheLifeCounterMoves) {
+  SentSheet sheet(true);
+  EXPECT_EQ(sheet.at(seconds(60), 8, 0), State::kPrinted);
+}
+
+TEST(SheetOutcome, OfAnInterruptedSheetIsNotPrintedOnceThePrinterHasSettled) {
+  SentSheet sheet(true);
+  EXPECT_EQ(sheet.at(milliseconds(4999), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(milliseconds(5000), 7, 0), State::kNotPrinted);
+}
+
+TEST(SheetOutcome, StaysOpenWhileTheSheetHasItsBuffer) {
+  SentSheet sheet(true);
+  EXPECT_EQ(sheet.at(seconds(5), 7, 0, 1), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(6), 7, 0, 2), State::kNotPrinted);
+}
+
+TEST(SheetOutcome, CountsTheIdleTimeFromTheLastSignOfWork) {
+  SentSheet sheet(true);
+  EXPECT_EQ(sheet.at(seconds(4), 7, kPrinting), State::kOpen);
+  EXPECT_EQ(sheet.at(milliseconds(8999), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(9), 7, 900), State::kNotPrinted);
+}
+
+TEST(SheetOutcome, CountsNoTimeInWhichThePrinterDidNotAnswer) {
+  SentSheet sheet(true);
+  EXPECT_EQ(sheet.at(seconds(4), std::nullopt, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(6), 7, std::nullopt), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(10), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(11), 7, 0), State::kNotPrinted);
+}
+
+TEST(SheetOutcome, OfASheetInAPrinterThatNeededAttentionIsNotPrinted) {
+  SentSheet sheet(false);
+  EXPECT_EQ(sheet.at(seconds(1), 7, kPaperOut), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(6), 7, 0), State::kNotPrinted);
+}
+
+TEST(SheetOutcome, OfASheetWhoseConnectionWasLostIsNotPrinted) {
+  SentSheet sheet(false);
+  sheet.interrupt_at(seconds(3));
+  EXPECT_EQ(sheet.at(seconds(7), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(8), 7, 0), State::kNotPrinted);
+}
+
+// Sent again without a reason, it might come out twice.
+TEST(SheetOutcome, OfASheetSentWithoutTroubleStaysOpenForTwoMinutes) {
+  SentSheet sheet(false);
+  EXPECT_EQ(sheet.at(seconds(119), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(120), 7, 0), State::kUnknown);
+}
+
+TEST(SheetOutcome, IsUnknownWhenThePrinterReportsADataError) {
+  SentSheet sheet(false);
+  EXPECT_EQ(sheet.at(seconds(4), 7, kDataError), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(5), 7, kDataError), State::kUnknown);
+}
+
+TEST(IsIdleStatus, HoldsForIdleStandbyAndAfterADataError) {
+  for (const int code : {0, 900, 1600}) {
+    EXPECT_TRUE(is_idle_status(code)) << code;
+  }
+  for (const int code : {-1, 1, 2, 500, 510, 1000, 1500}) {
+    EXPECT_FALSE(is_idle_status(code)) << code;
+  }
+}
+
+}  // namespace
+}  // namespace k905
