@@ -1,4 +1,5 @@
-// Records are replaced whole: written beside the old one, synced, renamed, and the folder synced.
+// A file holds two versions of its job's record, each with a sequence number and a checksum. A save
+// overwrites the older one: whatever ends it in the middle, the other is intact.
 
 #include "apps/backend/job_record.h"
 
@@ -12,10 +13,13 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <memory>
 #include <sstream>
+#include <string_view>
 
+#include "apps/base/fnv1a.h"
 #include "apps/base/write_whole.h"
 
 namespace k905::backend {
@@ -30,7 +34,11 @@ constexpr std::time_t kOldestRecordS = 30L * 24 * 60 * 60;
 
 std::string file_name(int job) { return kPrefix + std::to_string(job); }
 
+// Names longer than this are cut: both fit a version with room to spare.
+constexpr std::size_t kLongestName = 1000;
+
 std::string one_line(std::string text) {
+  text.resize(std::min(text.size(), kLongestName));
   std::replace_if(
       text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r' || c == '\0'; }, ' ');
   return text;
@@ -72,17 +80,56 @@ std::string text_of(int descriptor) {
   }
 }
 
-int write_synced(int folder, const std::string& name, const std::string& text) {
-  const int file =
-      openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (file < 0) {
-    return errno;
+// Each version has a block of the disk for itself.
+constexpr std::size_t kVersionBytes = 4096;
+
+constexpr char kSequence[] = "sequence=";
+constexpr char kChecksum[] = "checksum=";
+
+std::string version_text(const JobRecord& record, unsigned sequence) {
+  std::string text = to_text(record) + kSequence + std::to_string(sequence) + "\n";
+  text += kChecksum + std::to_string(fnv1a(text)) + "\n";
+  text.resize(kVersionBytes, '\0');
+  return text;
+}
+
+struct Version {
+  JobRecord record;
+  unsigned sequence = 0;
+};
+
+std::optional<Version> parse_version(std::string_view text) {
+  text = text.substr(0, text.find('\0'));
+  const std::size_t checksum = text.rfind(kChecksum);
+  const std::size_t sequence = text.substr(0, checksum).rfind(kSequence);
+  if (checksum == std::string_view::npos || sequence == std::string_view::npos) {
+    return std::nullopt;
   }
-  int error = write_whole(file, text) && fsync(file) == 0 ? 0 : errno;
-  if (close(file) != 0 && error == 0) {
-    error = errno;
+  const std::string_view checked = text.substr(0, checksum);
+  if (text.substr(checksum) != kChecksum + std::to_string(fnv1a(checked)) + "\n") {
+    return std::nullopt;
   }
-  return error;
+  Version version;
+  const std::size_t digits = sequence + std::strlen(kSequence);
+  const std::optional<JobRecord> record = parse_record(std::string(checked.substr(0, sequence)));
+  if (!record || !parse_number(std::string(checked.substr(digits, checked.size() - digits - 1)),
+                               version.sequence)) {
+    return std::nullopt;
+  }
+  version.record = *record;
+  return version;
+}
+
+std::optional<Version> newest_version(std::string_view file) {
+  std::optional<Version> newest;
+  while (!file.empty()) {
+    const std::optional<Version> version = parse_version(file.substr(0, kVersionBytes));
+    if (version && (!newest || version->sequence > newest->sequence)) {
+      newest = version;
+    }
+    file.remove_prefix(std::min(kVersionBytes, file.size()));
+  }
+  return newest;
 }
 
 }  // namespace
@@ -180,9 +227,9 @@ std::optional<JobRecord> RecordFolder::read(const std::string& file) const {
   if (descriptor < 0) {
     return std::nullopt;
   }
-  const std::string text = text_of(descriptor);
+  const std::optional<Version> version = newest_version(text_of(descriptor));
   close(descriptor);
-  return parse_record(text);
+  return version ? std::optional(version->record) : std::nullopt;
 }
 
 JobRecord RecordFolder::load(int job, const std::string& identity) const {
@@ -217,21 +264,51 @@ std::vector<JobRecord> RecordFolder::open_sheets_on(const std::string& printer) 
   return found;
 }
 
-int RecordFolder::save(const JobRecord& record) const {
+int RecordFolder::save(const JobRecord& record) {
   if (folder_ < 0) {
     return 0;
   }
-  const std::string name = file_name(record.job);
-  const std::string fresh = "new-" + name;
-  if (const int error = write_synced(folder_, fresh, to_text(record))) {
-    return error;
-  }
-  const bool replaced =
-      renameat(folder_, fresh.c_str(), folder_, name.c_str()) == 0 && fsync(folder_) == 0;
-  return replaced ? 0 : errno;
+  return file_ && record.job == file_job_ ? overwrite(record) : create(record);
 }
 
-void RecordFolder::remove(int job) const {
+// A new file takes the place of an earlier one when both of its versions are on disk.
+int RecordFolder::create(const JobRecord& record) {
+  const std::string name = file_name(record.job);
+  const std::string fresh = "new-" + name;
+  file_job_ = -1;
+  file_.reset(
+      openat(folder_, fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
+  sequence_ = 1;
+  const std::string text = version_text(record, 0) + version_text(record, sequence_);
+  const bool saved = file_ && write_whole(file_.get(), text) && fsync(file_.get()) == 0 &&
+                     renameat(folder_, fresh.c_str(), folder_, name.c_str()) == 0 &&
+                     fsync(folder_) == 0;
+  if (!saved) {
+    const int error = errno;
+    file_.reset();
+    return error;
+  }
+  file_job_ = record.job;
+  return 0;
+}
+
+int RecordFolder::overwrite(const JobRecord& record) {
+  ++sequence_;
+  const std::string text = version_text(record, sequence_);
+  const auto place = static_cast<off_t>(kVersionBytes * (sequence_ % 2));
+  const ssize_t written = pwrite(file_.get(), text.data(), text.size(), place);
+  if (written == static_cast<ssize_t>(text.size()) && fdatasync(file_.get()) == 0) {
+    return 0;
+  }
+  const int error = written >= 0 && written < static_cast<ssize_t>(text.size()) ? EIO : errno;
+  file_.reset();
+  return error;
+}
+
+void RecordFolder::remove(int job) {
+  if (job == file_job_) {
+    file_.reset();
+  }
   if (folder_ >= 0) {
     unlinkat(folder_, file_name(job).c_str(), 0);
   }

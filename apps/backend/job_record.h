@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/base/descriptor.h"
+
 namespace k905::backend {
 
 struct JobRecord {
@@ -46,16 +48,23 @@ class RecordFolder {
   // Records with a sheet whose outcome on this printer is not known.
   [[nodiscard]] std::vector<JobRecord> open_sheets_on(const std::string& printer) const;
 
-  // The record is on disk when this returns 0; otherwise an errno.
-  [[nodiscard]] int save(const JobRecord& record) const;
-  void remove(int job) const;
+  // The record is on disk when this returns 0; otherwise an errno. Saving the same job again costs
+  // one write to the disk, without any change of the folder or of the file's size.
+  [[nodiscard]] int save(const JobRecord& record);
+  void remove(int job);
 
  private:
   [[nodiscard]] std::optional<JobRecord> read(const std::string& file) const;
   int give_to_user(int descriptor) const;
   bool open_lock_file(const std::string& name, int& descriptor) const;
 
+  int create(const JobRecord& record);
+  int overwrite(const JobRecord& record);
+
   int folder_ = -1;
+  Descriptor file_;  // of the job saved last
+  int file_job_ = -1;
+  unsigned sequence_ = 0;  // of its newest version
   int printer_lock_ = -1;
   int job_lock_ = -1;
   int user_ = -1;

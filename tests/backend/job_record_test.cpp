@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <string>
 
 namespace k905::backend {
 namespace {
@@ -30,6 +32,11 @@ class Records : public testing::Test {
   ~Records() override { std::filesystem::remove_all(root_); }
 
   [[nodiscard]] std::string folder() const { return (root_ / "k905").string(); }
+
+  [[nodiscard]] std::string content() const {
+    std::ifstream file(folder() + "/job-12", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
 
   std::filesystem::path root_;
 };
@@ -83,6 +90,60 @@ TEST_F(Records, DamagedRecordCountsAsNone) {
     EXPECT_EQ(records.load(12, "urn:uuid:1").printed, 0U) << text;
   }
   EXPECT_TRUE(records.open_sheets_on("K9051234").empty());
+}
+
+// Whatever part of the newest version reached the disk, the one before it is used.
+TEST_F(Records, VersionThatWasCutIsPassedOver) {
+  for (const std::size_t cut : {0U, 1U, 30U, 100U, 120U}) {
+    RecordFolder records;
+    ASSERT_EQ(records.open(folder(), -1, -1), 0);
+    std::string before;
+    for (const unsigned printed : {3U, 4U, 5U, 6U}) {
+      JobRecord record = kRecord;
+      record.printed = printed;
+      ASSERT_EQ(records.save(record), 0);
+      EXPECT_EQ(records.load(12, "urn:uuid:1").printed, printed);
+      if (printed < 6) {
+        before = content();
+      }
+    }
+    std::string after = content();
+    std::size_t changed = 0;
+    while (after[changed] == before[changed]) {
+      ++changed;
+    }
+    const std::size_t begin = changed / 4096 * 4096;
+    const std::string torn = after.substr(begin, cut) + before.substr(begin + cut, 4096 - cut);
+    std::ofstream(folder() + "/job-12") << after.replace(begin, 4096, torn);
+    EXPECT_EQ(records.load(12, "urn:uuid:1").printed, 5U) << cut;
+  }
+}
+
+TEST_F(Records, SavingAgainChangesNeitherFileNorFolder) {
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  ASSERT_EQ(records.save(kRecord), 0);
+  struct stat first {};
+  struct stat later {};
+  ASSERT_EQ(stat((folder() + "/job-12").c_str(), &first), 0);
+  for (int i = 0; i < 5; ++i) {
+    ASSERT_EQ(records.save(kRecord), 0);
+  }
+  ASSERT_EQ(stat((folder() + "/job-12").c_str(), &later), 0);
+  EXPECT_EQ(later.st_ino, first.st_ino);
+  EXPECT_EQ(later.st_size, first.st_size);
+  EXPECT_EQ(later.st_blocks, first.st_blocks);
+}
+
+TEST_F(Records, LongNamesAreStillTheSame) {
+  JobRecord record = kRecord;
+  record.identity = std::string(9000, 'i');
+  record.printer = std::string(9000, 'p');
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  ASSERT_EQ(records.save(record), 0);
+  EXPECT_EQ(records.load(12, record.identity).printed, 3U);
+  EXPECT_EQ(records.open_sheets_on(record.printer).size(), 1U);
 }
 
 TEST_F(Records, LineEndsInNamesCannotAddFields) {
