@@ -56,13 +56,13 @@ void limit_this_process() {
 std::vector<std::string> request(const SheetPlace& place, const Preparation& options) {
   std::vector<std::string> numbers;
   for (const std::uint32_t number :
-       {place.page_width, place.page_height, place.seen_width, place.seen_height,
+       {place.page_width, place.page_height, place.seen_width, place.seen_height, place.dots_across,
         std::uint32_t{place.fine}, std::uint32_t{options.whole}, std::uint32_t{options.turn}}) {
     numbers.push_back(std::to_string(number));
   }
   return numbers;
 }
-constexpr int kNumbers = 7;
+constexpr int kNumbers = 8;
 
 void read_request(char** numbers, SheetPlace& place, Preparation& options) {
   const auto number = [numbers](int index) {
@@ -72,9 +72,10 @@ void read_request(char** numbers, SheetPlace& place, Preparation& options) {
   place.page_height = number(1);
   place.seen_width = number(2);
   place.seen_height = number(3);
-  place.fine = number(4) != 0;
-  options.whole = number(5) != 0;
-  options.turn = number(6) != 0;
+  place.dots_across = number(4);
+  place.fine = number(5) != 0;
+  options.whole = number(6) != 0;
+  options.turn = number(7) != 0;
 }
 
 // The photo is standard input.

@@ -109,6 +109,7 @@ SheetPlace sheet_place(const Choices& choices) {
   place.page_height = at_least_one(layout.target_height);
   place.seen_width = at_least_one(layout.effective_width);
   place.seen_height = at_least_one(layout.effective_height);
+  place.dots_across = static_cast<std::uint32_t>(dots_per_inch_across(*place.paper));
   place.frames = frames_on(*place.paper, layout, place.fine);
   return place;
 }

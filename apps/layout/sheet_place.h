@@ -33,8 +33,10 @@ struct SheetPlace {
   // the bleeds there keep their rows, although a row is half as high.
   std::vector<SheetFrame> frames;
 
+  std::uint32_t dots_across = 300;  // per inch of the paper, from left to right
+
   // How many times closer the seen pixels lie from top to bottom than from left to right.
-  [[nodiscard]] double density() const { return fine ? 2.0 : 1.0; }
+  [[nodiscard]] double density() const { return (fine ? 600.0 : 300.0) / dots_across; }
 };
 
 // From choices by keyword: PageSize, Resolution, ColorModel and the four bleeds. The paper must be

@@ -71,6 +71,12 @@ TEST(SheetPlace, TheFineResolutionHasTwiceTheRowsAndTheSameBleeds) {
   EXPECT_EQ(place.density(), 2.0);
 }
 
+// The columns of six inches on five: 300 / 360.
+TEST(SheetPlace, FiveInchPapersHaveMoreDotsAcross) {
+  EXPECT_NEAR(place_of("w360h504").density(), 0.8333, 0.0001);
+  EXPECT_NEAR(place_of("B7", {{"Resolution", "300x600dpi"}}).density(), 1.6667, 0.0001);
+}
+
 TEST(SheetPlace, TheUsersBleedsCount) {
   // 1 mm is 300 / 25.4 = 11.8, rounded 12 pixels; -6 mm takes more than the paper has.
   const SheetPlace place =
