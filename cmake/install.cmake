@@ -11,6 +11,16 @@ install(TARGETS k905 RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/backend
         PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 install(FILES ${K905_PPD_FILES} DESTINATION ${K905_MODEL_FOLDER})
 
+# Photos reach the photo filter through types and conversions of its own; where it was not built, the
+# queue's PPD file leads them through CUPS' filter.
+if(TARGET phototok905)
+  install(TARGETS phototok905
+          RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/filter PERMISSIONS ${program_permissions})
+  install(FILES ${CMAKE_SOURCE_DIR}/apps/photo/k905-photo.types
+                ${CMAKE_SOURCE_DIR}/apps/photo/k905-photo.convs
+          DESTINATION ${K905_CUPS_DATADIR}/mime)
+endif()
+
 # The programs that were built.
 set(installed_tools)
 foreach(tool k905-preview k905-print k905-raster k905-setup k905-sim k905-status)

@@ -11,6 +11,7 @@
 #include <set>
 #include <utility>
 
+#include "apps/adapter/job_options.h"
 #include "apps/adapter/job_paper.h"
 #include "apps/base/nameless_file.h"
 #include "apps/base/queue_ppd.h"
@@ -20,6 +21,7 @@ namespace {
 
 constexpr std::size_t kLargestPpd = std::size_t{64} << 20;
 
+using k905::JobOptions;
 using k905::Ppd;
 
 // What is there and is no regular file: opening a FIFO would wait for a writer.
@@ -27,26 +29,6 @@ bool is_no_regular_file(const char* path) {
   struct stat status = {};
   return stat(path, &status) == 0 && !S_ISREG(status.st_mode);
 }
-
-class JobOptions {
- public:
-  explicit JobOptions(const char* text)
-      : count_(text == nullptr ? 0 : cupsParseOptions(text, 0, &all_)) {}
-  ~JobOptions() { cupsFreeOptions(count_, all_); }
-  JobOptions(const JobOptions&) = delete;
-  JobOptions& operator=(const JobOptions&) = delete;
-  [[nodiscard]] int count() const { return count_; }
-  [[nodiscard]] cups_option_t* all() const { return all_; }
-
-  [[nodiscard]] std::string value(const char* name) const {
-    const char* found = cupsGetOption(name, count_, all_);
-    return found == nullptr ? "" : found;
-  }
-
- private:
-  cups_option_t* all_ = nullptr;
-  int count_;
-};
 
 std::string marked_choice(ppd_file_t* ppd, const char* keyword) {
   const ppd_choice_t* choice = ppdFindMarkedChoice(ppd, keyword);

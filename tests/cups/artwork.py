@@ -12,13 +12,18 @@ WHITE = (255, 255, 255)
 CORNERS = (RED, GREEN, YELLOW, BLUE)
 
 
-def write_png(path, width, height, rows):
+PALE = ((255, 200, 200), (200, 255, 200), (255, 255, 200), (200, 200, 255))
+MARK = 100
+
+
+def write_png(path, width, height, rows, dpi=None):
     """`rows` with their filter bytes."""
     def chunk(name, data):
         return (struct.pack(">I", len(data)) + name + data +
                 struct.pack(">I", zlib.crc32(name + data)))
     path.write_bytes(b"\x89PNG\r\n\x1a\n" +
                      chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)) +
+                     (chunk(b"pHYs", struct.pack(">IIB", *2 * [round(dpi / 0.0254)], 1)) if dpi else b"") +
                      chunk(b"IDAT", zlib.compress(b"".join(rows), 1)) + chunk(b"IEND", b""))
     return path
 
@@ -33,6 +38,30 @@ def circle_png(path, width, height, diameter):
         rows.append(b"\0" + b"\xff" * (3 * left) + b"\0" * (6 * half) +
                     b"\xff" * (3 * (width - left - 2 * half)))
     return write_png(path, width, height, rows)
+
+
+def ruler_png(path, width, height, half_width):
+    """At 300 dpi, pale marks in the corners. In the middle what is black: `half_width` of the row at a
+    distance from the middle."""
+    rows = []
+    for y in range(height):
+        left, right = (PALE[0], PALE[1]) if y < MARK else (PALE[3], PALE[2]) if y >= height - MARK else (
+            WHITE, WHITE)
+        half = half_width(abs(y + 0.5 - height / 2))
+        white = width // 2 - MARK - half
+        rows.append(b"\0" + bytes(left) * MARK + b"\xff" * (3 * white) + b"\0" * (6 * half) +
+                    b"\xff" * (3 * (width - 2 * (MARK + half) - white)) + bytes(right) * MARK)
+    return write_png(path, width, height, rows, dpi=300)
+
+
+def ruler_pdf(path, width, height, contents):
+    """The same marks on a page for each content; in points."""
+    mark = MARK * 0.24
+    marks = "".join(
+        f"{red / 255:.4f} {green / 255:.4f} {blue / 255:.4f} rg {x} {y} {mark} {mark} re f\n"
+        for (red, green, blue), (x, y) in zip(PALE, (
+            (0, height - mark), (width - mark, height - mark), (width - mark, 0), (0, 0))))
+    return write_pdf(path, width, height, [f"{marks}0 g 0 G {content}" for content in contents])
 
 
 def png(path, width, height, centre=GREY):
@@ -56,7 +85,16 @@ def png(path, width, height, centre=GREY):
 
 def jpeg(path, probe, width, height, centre=GREY):
     source = png(path.with_suffix(".source.png"), width, height, centre)
-    subprocess.run([probe, "jpeg", source, path], check=True)
+    subprocess.run([probe, "photo", source, path], check=True)
+    return path
+
+
+def exif_jpeg(path, plain, orientation):
+    """The JPEG file with a note how it is to be shown, as cameras write it."""
+    bytes_ = plain.read_bytes()
+    entry = struct.pack(">HHIHH", 0x0112, 3, 1, orientation, 0)
+    note = b"Exif\0\0MM\0*" + struct.pack(">IH", 8, 1) + entry + struct.pack(">I", 0)
+    path.write_bytes(bytes_[:2] + b"\xff\xe1" + struct.pack(">H", len(note) + 2) + note + bytes_[2:])
     return path
 
 

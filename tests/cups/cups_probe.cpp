@@ -1,26 +1,23 @@
 // Eyes for the end-to-end test: reads a captured printer stream with the programs' parser and
-// says what is on each sheet, as JSON. Also turns a picture into a JPEG file.
+// says what is on each sheet, as JSON. Also turns a picture into files of other kinds.
 //
 //   cups_probe sheets STREAM [X,Y]...   colours at these places, in fractions of the sheet
 //   cups_probe picture PNG [X,Y]...     the same of a sheet that the simulated printer kept
-//   cups_probe jpeg PICTURE OUTPUT
-//   cups_probe pwg|urf PICTURE OUTPUT [PAGES [COPIES]]   raster as phones send it, at 300 dpi
+//   cups_probe photo PICTURE OUTPUT     the same as JPEG, TIFF or WebP, as the name ends
+//   cups_probe pwg|urf OUTPUT COPIES PICTURE...   raster as phones send it, at 300 dpi
 #include <cups/raster.h>
 #include <fcntl.h>
 #include <unistd.h>
+#include <vips/vips.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <string>
 #include <vector>
-
-// jpeglib.h leaves it to others to define size_t and FILE.
-#include <jpeglib.h>
 
 #include "apps/image/photo.h"
 #include "apps/image/sheet_picture.h"
@@ -141,93 +138,77 @@ int show_picture(const char* path, const std::vector<Place>& places) {
   return 0;
 }
 
-int write_jpeg(const char* from, const char* to) {
-  std::string error;
-  const auto picture = k905::read_photo(from, error);
-  if (!picture || picture->channels != 3 || picture->bits != 8) {
-    std::cerr << "cups_probe: " << from << ": " << error << "\n";
-    return 1;
-  }
-  std::FILE* file = std::fopen(to, "wb");
-  if (file == nullptr) return 1;
-  jpeg_compress_struct jpeg{};
-  jpeg_error_mgr errors{};
-  jpeg.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&jpeg);
-  jpeg_stdio_dest(&jpeg, file);
-  jpeg.image_width = picture->width;
-  jpeg.image_height = picture->height;
-  jpeg.input_components = 3;
-  jpeg.in_color_space = JCS_RGB;
-  jpeg_set_defaults(&jpeg);
-  jpeg_set_quality(&jpeg, 95, TRUE);
-  jpeg_start_compress(&jpeg, TRUE);
-  while (jpeg.next_scanline < jpeg.image_height) {
-    // libjpeg takes rows it does not change through a pointer that would let it.
-    auto* row = const_cast<JSAMPLE*>(pixel(*picture, 0, jpeg.next_scanline));
-    jpeg_write_scanlines(&jpeg, &row, 1);
-  }
-  jpeg_finish_compress(&jpeg);
-  jpeg_destroy_compress(&jpeg);
-  return std::fclose(file) == 0 ? 0 : 1;
+// The picture in the format that the other file's name ends with.
+int write_photo(const char* from, const std::string& to) {
+  VipsImage* image = vips_image_new_from_file(from, nullptr);
+  const bool written =
+      image != nullptr && vips_image_write_to_file(image, (to + "[Q=95]").c_str(), nullptr) == 0;
+  if (!written) std::cerr << "cups_probe: " << from << ": " << vips_error_buffer() << "\n";
+  if (image != nullptr) g_object_unref(image);
+  return written ? 0 : 1;
 }
 
-// A raster document as phones send it: the picture on each of `pages` pages, a darker one on each
-// later page, with `copies` in every header.
-int write_raster(cups_mode_t mode, const char* from, const char* to, unsigned pages,
-                 unsigned copies) {
-  std::string error;
-  auto picture = k905::read_photo(from, error);
-  if (!picture || picture->channels != 3 || picture->bits != 8) {
-    std::cerr << "cups_probe: " << from << ": " << error << "\n";
-    return 1;
-  }
-  const int file = open(to, O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  cups_raster_t* raster = cupsRasterOpen(file, mode);
+bool write_page(cups_raster_t* raster, const Picture& picture, unsigned pages, unsigned copies) {
   cups_page_header2_t header{};
   header.HWResolution[0] = header.HWResolution[1] = 300;
-  header.PageSize[0] = picture->width * 72 / 300;
-  header.PageSize[1] = picture->height * 72 / 300;
+  header.PageSize[0] = picture.width * 72 / 300;
+  header.PageSize[1] = picture.height * 72 / 300;
   header.NumCopies = copies;
-  header.cupsWidth = picture->width;
-  header.cupsHeight = picture->height;
+  header.cupsWidth = picture.width;
+  header.cupsHeight = picture.height;
   header.cupsBitsPerColor = 8;
   header.cupsBitsPerPixel = 24;
-  header.cupsBytesPerLine = 3 * picture->width;
+  header.cupsBytesPerLine = 3 * picture.width;
   header.cupsColorSpace = CUPS_CSPACE_SRGB;
   header.cupsNumColors = 3;
   header.cupsInteger[CUPS_RASTER_PWG_TotalPageCount] = pages;
-  bool written = true;
-  for (unsigned page = 0; written && page < pages; ++page) {
-    written = cupsRasterWriteHeader2(raster, &header) != 0;
-    for (std::uint32_t y = 0; written && y < picture->height; ++y) {
-      auto* row = const_cast<std::uint8_t*>(pixel(*picture, 0, y));
-      written = cupsRasterWritePixels(raster, row, header.cupsBytesPerLine) != 0;
-    }
-    for (std::uint8_t& byte : picture->bytes) byte /= 2;
+  bool written = cupsRasterWriteHeader2(raster, &header) != 0;
+  for (std::uint32_t y = 0; written && y < picture.height; ++y) {
+    auto* row = const_cast<std::uint8_t*>(pixel(picture, 0, y));
+    written = cupsRasterWritePixels(raster, row, header.cupsBytesPerLine) != 0;
+  }
+  return written;
+}
+
+// A raster document as phones send it: a page for each picture, with `copies` in every header.
+int write_raster(cups_mode_t mode, const char* to, unsigned copies,
+                 const std::vector<const char*>& pictures) {
+  const int file = open(to, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  cups_raster_t* raster = cupsRasterOpen(file, mode);
+  bool written = raster != nullptr;
+  for (const char* from : pictures) {
+    std::string error;
+    const auto picture = k905::read_photo(from, error);
+    written = written && picture && picture->channels == 3 && picture->bits == 8 &&
+              write_page(raster, *picture, static_cast<unsigned>(pictures.size()), copies);
+    if (!written) std::cerr << "cups_probe: " << from << ": " << error << "\n";
   }
   cupsRasterClose(raster);
   return close(file) == 0 && written ? 0 : 1;
-}
-
-unsigned number(char** argument) {
-  return *argument == nullptr ? 1 : static_cast<unsigned>(std::strtoul(*argument, nullptr, 10));
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   const std::string command = argc > 1 ? argv[1] : "";
-  if (command == "jpeg" && argc == 4) return write_jpeg(argv[2], argv[3]);
-  if ((command == "pwg" || command == "urf") && argc >= 4) {
+  if (VIPS_INIT(argv[0]) != 0) return 1;
+  if (command == "photo" && argc == 4) return write_photo(argv[2], argv[3]);
+  if ((command == "pwg" || command == "urf") && argc > 4) {
     const cups_mode_t mode = command == "pwg" ? CUPS_RASTER_WRITE_PWG : CUPS_RASTER_WRITE_APPLE;
-    const bool has_copies = argc > 5;
-    return write_raster(mode, argv[2], argv[3], number(argv + 4),
-                        has_copies ? number(argv + 5) : 1);
+    const auto copies = static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10));
+    return write_raster(mode, argv[2], copies, {argv + 4, argv + argc});
+  }
+  if (VIPS_INIT(argv[0]) != 0) return 1;
+  if (command == "photo" && argc == 4) return write_photo(argv[2], argv[3]);
+  if ((command == "pwg" || command == "urf") && argc > 4) {
+    const cups_mode_t mode = command == "pwg" ? CUPS_RASTER_WRITE_PWG : CUPS_RASTER_WRITE_APPLE;
+    const auto copies = static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10));
+    return write_raster(mode, argv[2], copies, {argv + 4, argv + argc});
   }
   if ((command != "sheets" && command != "picture") || argc < 3) {
-    std::cerr << "usage: cups_probe sheets STREAM [X,Y]... | picture PNG [X,Y]... | jpeg FROM TO | "
-                 "pwg|urf FROM TO [PAGES [COPIES]]\n";
+    std::cerr
+        << "usage: cups_probe sheets STREAM [X,Y]... | picture PNG [X,Y]... | photo FROM TO | "
+           "pwg|urf TO COPIES FROM...\n";
     return 2;
   }
   std::vector<Place> places;

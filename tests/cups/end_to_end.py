@@ -10,10 +10,12 @@ import os
 import pathlib
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
 import unittest
+import zlib
 
 import artwork
 import ipp
@@ -84,10 +86,12 @@ def turned(colours, quarters):
 class ThroughCups(unittest.TestCase):
     """One scheduler for all tests of a class; a queue and a device folder of its own for each test."""
 
+    has_photo_filter = True
+
     @classmethod
     def setUpClass(cls):
         cls.scratch = tempfile.mkdtemp(prefix="k905_cups_")
-        cls.cups = private_cups.PrivateCups(cls.scratch, BUILD, CMAKE)
+        cls.cups = private_cups.PrivateCups(cls.scratch, BUILD, CMAKE, cls.has_photo_filter)
         try:
             cls.cups.__enter__()
         except BaseException:
@@ -170,10 +174,17 @@ class ThroughCups(unittest.TestCase):
     def pdf(self, paper=SIX_BY_FOUR, centres=(GREY,)):
         return artwork.pdf(self.art / f"{paper.name}-{len(centres)}.pdf", *paper.points, centres)
 
-    def made_of(self, png, kind, *more):
+    def made_of(self, png, kind):
         """The picture as a file of another kind."""
-        file = png.with_name("-".join([png.stem, *map(str, more)]) + "." + kind)
-        subprocess.run([self.probe, kind, png, file, *map(str, more)], check=True)
+        file = png.with_suffix(f".{kind}")
+        if kind in ("pwg", "urf"):
+            return self.raster(file, png)
+        subprocess.run([self.probe, "photo", png, file], check=True)
+        return file
+
+    def raster(self, file, *pages, copies=1):
+        """PWG or Apple raster of the pictures, with so many copies in every header."""
+        subprocess.run([self.probe, file.suffix.removeprefix("."), file, str(copies), *pages], check=True)
         return file
 
     def filters_of(self, job):
@@ -228,7 +239,8 @@ class Pictures(ThroughCups):
         self.assert_sheet(sheets[1], centre=MAGENTA)
 
     def test_every_paper_takes_a_picture(self):
-        for paper in PAPERS:
+        # A photo covers the whole sheet, also where it is cut.
+        for paper in (paper for paper in PAPERS if paper.name != "w432h576-div2"):
             with self.subTest(paper=paper.name):
                 queue = f"picture_{paper.name}"
                 self.add_queue(queue, PageSize=paper.name)
@@ -296,7 +308,7 @@ class Pictures(ThroughCups):
         self.add_queue()
         upright = artwork.png(self.art / "upright.png", 600, 900)
         (sheet,) = self.sheets(self.print(upright))
-        self.assert_sheet(sheet, corners=turned(CORNERS, 3), tolerance=1)
+        self.assert_sheet(sheet, corners=turned(CORNERS, 1), tolerance=1)
 
     def test_a_wide_photo_is_turned_to_fill_an_upright_paper(self):
         self.add_queue(PageSize="w432h576")
@@ -321,8 +333,123 @@ class Pictures(ThroughCups):
         self.add_queue()
         square = artwork.png(self.art / "square.png", 900, 900)
         (sheet,) = self.sheets(self.print(square))
-        # The print system's page is upright, and so is a square on it.
-        self.assert_sheet(sheet, corners=turned(CORNERS, 3), tolerance=1)
+        self.assert_sheet(sheet, tolerance=1)
+
+
+class Photos(ThroughCups):
+    """Photo files straight to the sheet: what a queue prints is what k905-print prints."""
+
+    def photos(self):
+        wide = artwork.png(self.art / "wide.png", 1600, 1200)
+        upright = artwork.png(self.art / "upright.png", 900, 1500)
+        jpeg = self.made_of(wide, "jpeg")
+        stock = pathlib.Path(__file__).resolve().parent.parent / "apps" / "photos"
+        return [wide, upright, jpeg, artwork.exif_jpeg(self.art / "camera.jpg", jpeg, 6),
+                self.made_of(wide, "tiff"), self.made_of(wide, "webp"),
+                stock / "stripes.heic", stock / "stripes.avif"]
+
+    def by_k905_print(self, *arguments):
+        stream = self.art / "straight.prn"
+        self.cups.run(self.cups.prefix / "bin" / "k905-print", "--to", stream, *arguments)
+        return stream.read_bytes()
+
+    def assert_same(self, photo, options, arguments, queue=None, copies=1):
+        job = self.print(photo, queue=queue, options=options, copies=copies)
+        self.assertEqual(self.filters_of(job), ["phototok905", "rastertok905job"])
+        expected = self.by_k905_print("--copies", str(copies), *arguments, photo)
+        self.assertEqual(self.cups.stream_of(job).read_bytes(), expected, "other bytes")
+
+    def test_every_kind_of_photo_is_printed_as_k905_print_prints_it(self):
+        self.cups.add_queue(self.queue)
+        for photo in self.photos():
+            with self.subTest(photo=photo.name):
+                self.assert_same(photo, [], [])
+
+    def test_every_choice_of_a_job_is_printed_as_k905_print_prints_it(self):
+        self.cups.add_queue(self.queue)
+        upright = self.photos()[1]
+        for options, arguments in (
+                (["print-scaling=fit"], ["--fit"]),
+                (["print-scaling=auto-fit"], ["--fit"]),
+                (["fit-to-page"], ["--fit"]),
+                (["print-scaling=fill", "landscape"], []),
+                (["print-scaling=auto"], []),
+                (["media=6x8", "Resolution=300x600dpi", "StpLaminate=Matte"],
+                 ["--paper", "6x8", "--option", "Resolution=300x600dpi", "--finish", "Matte"]),
+                (["media=5x7", "ColorModel=Gray", "StpBrightness=100", "BleedTop=1.0"],
+                 ["--paper", "5x7", "--option", "ColorModel=Gray", "--brightness", "100",
+                  "--option", "BleedTop=1.0"]),
+                (["K905Cut=6x2"], ["--option", "K905Cut=6x2"])):
+            with self.subTest(options=options):
+                self.assert_same(upright, options, arguments)
+        self.assert_same(upright, ["K905Ribbon=6x8"], ["--two-up"], copies=3)
+
+    def test_a_class_prints_like_its_member(self):
+        self.add_queue("classMember")
+        self.cups.run("lpadmin", "-p", "classMember", "-c", self.queue)
+        self.cups.run("cupsaccept", self.queue)
+        self.cups.run("cupsenable", self.queue)
+        for photo in self.photos()[:2]:
+            with self.subTest(photo=photo.name):
+                self.assert_same(photo, [], [])
+
+    def test_a_size_of_its_own_is_left_to_the_usual_filter(self):
+        self.cups.add_queue(self.queue)
+        page = artwork.circle_png(self.art / "small.png", 450, 300, 200)
+        for option, diameter in (("ppi=100", 600), ("ppi=150", 400), ("print-scaling=none", 300)):
+            with self.subTest(option=option):
+                (sheet,) = self.stream(self.cups.stream_of(self.print(page, options=[option])))
+                left, top, right, bottom = sheet["dark"]
+                self.assertAlmostEqual(right - left, diameter, delta=3)
+                self.assertAlmostEqual(bottom - top, diameter, delta=3)
+
+    def test_a_malformed_photo_prints_nothing_and_says_why(self):
+        self.cups.add_queue(self.queue)
+        whole = self.photos()[2].read_bytes()
+        bomb = bytearray(artwork.png(self.art / "bomb.png", 9, 9).read_bytes())
+        bomb[16:24] = struct.pack(">II", 2000000000, 2000000000)
+        bomb[29:33] = struct.pack(">I", zlib.crc32(bomb[12:29]))
+        for name, content in (("cut.jpg", whole[:len(whole) // 2]), ("bomb.png", bomb),
+                              ("noise.jpg", whole[:40] + os.urandom(5000))):
+            with self.subTest(name=name):
+                photo = self.art / name
+                photo.write_bytes(content)
+                job = self.cups.submit(self.queue, photo)
+                self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.STOPPED,
+                                   "the job to be stopped")
+                self.assertIn("The photo cannot be printed: ",
+                              self.cups.job_state(job)["job-printer-state-message"])
+                self.cups.run("cancel", job)
+                stream = self.cups.stream_of(job)
+                self.assertEqual(stream.read_bytes() if stream.exists() else b"", b"")
+
+
+class PhotosWithoutFilter(ThroughCups):
+    """Without the photo filter's types and conversions CUPS' own filter makes the pages."""
+
+    has_photo_filter = False
+
+    def test_an_upright_and_a_square_photo_fill_the_paper(self):
+        self.add_queue()
+        for width, height in ((600, 900), (900, 900)):
+            photo = artwork.png(self.art / f"{width}x{height}.png", width, height)
+            job = self.print(photo)
+            self.assertEqual(self.filters_of(job), ["imagetoraster", "rastertok905job"])
+            (sheet,) = self.sheets(job)
+            # The print system's page is upright, and so is a square on it.
+            self.assert_sheet(sheet, corners=turned(CORNERS, 3), tolerance=1)
+
+    def test_a_circle_is_round_however_it_is_scaled(self):
+        page = artwork.circle_png(self.art / "odd.png", 1600, 1200, 800)
+        self.cups.add_queue(self.queue)
+        for scaling, diameter in (("fill", 900), ("fit", 800), ("none", 1200), ("auto", 900)):
+            with self.subTest(scaling=scaling):
+                (sheet,) = self.stream(self.cups.stream_of(
+                    self.print(page, options=[f"print-scaling={scaling}"])))
+                left, top, right, bottom = sheet["dark"]
+                self.assertAlmostEqual(right - left, diameter, delta=4)
+                # 1197 rows of the sheet are seen.
+                self.assertAlmostEqual(bottom - top, min(diameter, 1197), delta=4)
 
 
 class TruePages(ThroughCups):
@@ -333,12 +460,15 @@ class TruePages(ThroughCups):
         left, top, right, bottom = sheet["dark"]
         return right - left, bottom - top
 
-    def assert_circle(self, job, paper, lines_per_line=1):
-        """800 pixels of 1/300 inch; on the five inch papers the printer has 360 dots across."""
+    def assert_circle(self, job, paper, lines_per_line=1, is_photo=False):
+        """800 pixels of 1/300 inch; on the five inch papers the printer has 360 dots across. A photo
+        covers all that is seen of the sheet, which is a little more than the paper."""
         width, height = self.dark_box(job)
-        across = 1.2 if paper.points[0] == 360 else 1
-        self.assertAlmostEqual(width / across, 800, delta=4, msg=paper.name)
-        self.assertAlmostEqual(height / lines_per_line, 800, delta=4, msg=paper.name)
+        width /= 1.2 if paper.points[0] == 360 else 1
+        height /= lines_per_line
+        self.assertAlmostEqual(width / height, 1, delta=0.005, msg=paper.name)
+        self.assertGreater(width, 796, paper.name)
+        self.assertLess(width, 840 if is_photo else 804, paper.name)
 
     def pages(self, paper):
         """The paper's page with a circle in every form; PNG, JPEG and PWG at 300 dpi."""
@@ -348,20 +478,12 @@ class TruePages(ThroughCups):
         others = [self.made_of(png, kind) for kind in ("jpeg", "pwg", "urf")]
         return png, *others, artwork.circle_pdf(png.with_suffix(".pdf"), *points, 192)
 
-    def test_a_circle_is_round_from_every_kind_of_file_on_every_paper(self):
-        # The cut between two pages would go through the middle of the last.
-        for paper in (paper for paper in PAPERS if paper.name != "w432h576-div2"):
-            queue = f"circle_{paper.name}"
-            self.add_queue(queue, PageSize=paper.name)
-            for page in self.pages(paper):
-                with self.subTest(page=page.name):
-                    self.assert_circle(self.print(page, queue=queue), paper)
-
     def test_a_circle_is_round_in_the_fine_resolution(self):
         self.add_queue(Resolution="300x600dpi")
         for page in self.pages(SIX_BY_FOUR):
             with self.subTest(page=page.name):
-                self.assert_circle(self.print(page), SIX_BY_FOUR, lines_per_line=2)
+                self.assert_circle(self.print(page), SIX_BY_FOUR, lines_per_line=2,
+                                   is_photo=page.suffix in (".png", ".jpeg"))
 
     def test_a_circle_is_round_however_it_is_scaled(self):
         page = artwork.circle_png(self.art / "odd.png", 1600, 1200, 800)
@@ -380,6 +502,101 @@ class TruePages(ThroughCups):
         self.assertAlmostEqual(height, 45 / 25.4 * 300, delta=1)
 
 
+class Rulers(ThroughCups):
+    """Pages of the paper's size at 300 dpi, with a circle of 800 pixels, a passport photo's box of
+    35 x 45 mm and marks in the corners: every paper, kind of file and scaling."""
+
+    KINDS = ("jpeg", "png", "pdf", "pwg", "urf")
+    CIRCLE, BOX = (800, 800), (414, 532)  # a whole number of pixels on both sides of the middle
+
+    def files(self, paper, kind):
+        """With the shapes on the pages of each."""
+        name = self.art / paper.name
+        if kind == "pdf":
+            across, down = (size * 0.24 for size in self.BOX)
+            x, y = (side / 2 for side in paper.points)
+            return [(artwork.ruler_pdf(name.with_suffix(".pdf"), *paper.points, [
+                f"1 J 192 w {x} {y} m {x} {y} l S\n",
+                f"{x - across / 2:.4f} {y - down / 2:.4f} {across:.4f} {down:.4f} re f\n"]),
+                (self.CIRCLE, self.BOX))]
+        size = [round(side * 300 / 72) for side in paper.points]
+        box = [side // 2 for side in self.BOX]
+        circle = artwork.ruler_png(name.with_suffix(".png"), *size, lambda distance: round(
+            (400 ** 2 - distance ** 2) ** 0.5) if distance < 400 else 0)
+        passport = artwork.ruler_png(self.art / f"{paper.name}-box.png", *size,
+                                     lambda distance: box[0] if distance < box[1] else 0)
+        if kind in ("pwg", "urf"):
+            return [(self.raster(name.with_suffix(f".{kind}"), circle, passport),
+                     (self.CIRCLE, self.BOX))]
+        pictures = [photo if kind == "png" else self.made_of(photo, kind)
+                    for photo in (circle, passport)]
+        return list(zip(pictures, ((self.CIRCLE,), (self.BOX,))))
+
+    def marks(self, paper):
+        """Inside of all marks, also of a photo that keeps a little distance from the edges."""
+        left, top, right, bottom = paper.picture_box()
+        inside = 60
+        return [f"{x / paper.width:.5f},{y / paper.height:.5f}"
+                for x, y in ((left + inside, top + inside), (right - inside, top + inside),
+                             (right - inside, bottom - inside), (left + inside, bottom - inside))]
+
+    def assert_sheet_of(self, sheet, paper, shape, is_photo, scaling):
+        """A photo that fills or fits the sheet follows what is seen of it, which is not quite the
+        paper."""
+        self.assertEqual((sheet["width"], sheet["height"], sheet["cutter"]),
+                         (paper.width, paper.height, paper.cutter))
+        left, top, right, bottom = sheet["dark"]
+        across = (right - left) / (1.2 if paper.points[0] == 360 else 1)
+        down = bottom - top
+        # Half a percent of a circle; a pixel of a box, two where CUPS' own photo filter rounds as well.
+        tolerance = 4 if shape is self.CIRCLE else 2.2 if is_photo else 1.2
+        is_scaled = is_photo and scaling != "none"
+        scale = (across / shape[0] + down / shape[1]) / 2 if is_scaled else 1
+        self.assertAlmostEqual(scale, 1, delta=0.045)
+        self.assertAlmostEqual(across, shape[0] * scale, delta=tolerance)
+        self.assertAlmostEqual(down, shape[1] * scale, delta=tolerance)
+        for seen, expected, where in zip(sheet["colours"], artwork.PALE, (
+                "top left", "top right", "bottom right", "bottom left")):
+            self.assert_colour(seen, expected, 6, where)
+
+    def assert_ruler(self, paper, kind, scaling):
+        queue = f"ruler_{paper.name}"
+        if queue not in self.queues:
+            self.cups.add_queue(queue, PageSize=paper.name)
+            self.queues.add(queue)
+        for file, shapes in self.files(paper, kind):
+            with self.subTest(paper=paper.name, kind=kind, scaling=scaling):
+                job = self.print(file, queue=queue, copies=2, options=[f"print-scaling={scaling}"])
+                sheets = self.stream(self.cups.stream_of(job), self.marks(paper))
+                self.assertEqual(len(sheets), 2 * len(shapes))
+                for sheet, shape in zip(sheets, [shape for shape in shapes for _ in range(2)]):
+                    self.assert_sheet_of(sheet, paper, shape, kind in ("jpeg", "png"), scaling)
+
+    def setUp(self):
+        super().setUp()
+        self.queues = set()
+
+    def test_one_of_each(self):
+        five_by_seven = next(paper for paper in PAPERS if paper.name == "w360h504")
+        for paper, kind, scaling in ((SIX_BY_FOUR, "pdf", "fit"), (five_by_seven, "pdf", "none"),
+                                     (SIX_BY_EIGHT, "pwg", "fill"), (five_by_seven, "urf", "none"),
+                                     (five_by_seven, "jpeg", "fill"), (SIX_BY_FOUR, "png", "none")):
+            self.assert_ruler(paper, kind, scaling)
+
+
+class AllRulers(Rulers):
+    """The same in every combination: some minutes."""
+
+    test_one_of_each = None
+
+    def test_all(self):
+        # The cut between the halves of the other would go through the middle of the page.
+        for paper in (paper for paper in PAPERS if paper.name != "w432h576-div2"):
+            for kind in self.KINDS:
+                for scaling in ("fill", "fit", "none"):
+                    self.assert_ruler(paper, kind, scaling)
+
+
 class Driverless(ThroughCups):
     """Raster pages of phones and tablets, which know the queue by its IPP attributes alone."""
 
@@ -396,14 +613,15 @@ class Driverless(ThroughCups):
 
     def test_copies_of_several_pages_are_all_printed_once(self):
         self.cups.add_queue(self.queue)
-        white = artwork.png(self.art / "white.png", 1800, 1200, WHITE)
+        first = artwork.png(self.art / "first.png", 1800, 1200, CYAN)
+        second = artwork.png(self.art / "second.png", 1800, 1200, MAGENTA)
         for kind in self.FORMATS:
             for repeated in (1, 3):
                 with self.subTest(kind=kind, copies_in_header=repeated):
-                    pages = self.made_of(white, kind, 2, repeated)
+                    pages = self.raster(self.art / f"pages.{kind}", first, second, copies=repeated)
                     sheets = self.sheets(self.submit(pages, "integer copies 3"))
-                    centres = sorted(sheet["colours"][4] for sheet in sheets)
-                    self.assertEqual(centres, 3 * [[127, 127, 127]] + 3 * [[255, 255, 255]])
+                    self.assertEqual([tuple(sheet["colours"][4]) for sheet in sheets],
+                                     3 * [CYAN] + 3 * [MAGENTA])
 
     def test_pages_go_straight_to_the_page_adapter_and_documents_as_before(self):
         self.cups.add_queue(self.queue)
@@ -880,11 +1098,13 @@ class Installation(unittest.TestCase):
                                capture_output=True).stdout.strip().lstrip("/")
                 for place in ("--serverbin", "--datadir"))
             for program in (f"{serverbin}/filter/rastertok905", f"{serverbin}/filter/rastertok905job",
-                            "usr/bin/k905-setup"):
+                            f"{serverbin}/filter/phototok905", "usr/bin/k905-setup"):
                 self.assertEqual((stage / program).stat().st_mode & 0o7777, 0o755, program)
             for model in ("K905", "RV-40", "RV-40W", "RS-30"):
                 ppd = stage / datadir / "model/k905" / f"{model}.ppd"
                 self.assertEqual(ppd.stat().st_mode & 0o7777, 0o644, model)
+            for kind in ("types", "convs"):
+                self.assertTrue((stage / datadir / "mime" / f"k905-photo.{kind}").is_file(), kind)
             subprocess.run([CMAKE, "-P", BUILD / "uninstall.cmake"], check=True,
                            env=os.environ | {"DESTDIR": scratch}, stdout=subprocess.DEVNULL)
             self.assertEqual([path for path in stage.rglob("*") if not path.is_dir()], [])

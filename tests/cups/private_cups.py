@@ -54,10 +54,11 @@ def install_manifest_kept(build):
 class PrivateCups:
     """Started on entry, stopped and removed on exit of a `with`."""
 
-    def __init__(self, scratch, build, cmake="cmake"):
+    def __init__(self, scratch, build, cmake="cmake", has_photo_filter=True):
         self.root = pathlib.Path(scratch)
         self.build = pathlib.Path(build)
         self.cmake = cmake  # the program
+        self.has_photo_filter = has_photo_filter
         self.prefix = self.root / "usr"
         self.serverbin = self.prefix / "lib" / "cups"
         self.etc = self.root / "etc"
@@ -107,8 +108,9 @@ class PrivateCups:
             (self.root / folder).mkdir(exist_ok=True)
         shutil.chown(self.captured, "lp", "lp")
         for entry in STOCK_DATADIR.iterdir():
-            if entry.name not in ("model", "drv"):
+            if entry.name not in ("model", "drv", "mime"):
                 (self.root / "data" / entry.name).symlink_to(entry)
+        self.install_types()
         (self.root / "data" / "model").symlink_to(self.prefix / "share" / "cups" / "model")
         (self.etc / "cups-files.conf").write_text(
             f"User lp\nGroup lp\nSystemGroup root\nServerRoot {self.etc}\n"
@@ -127,6 +129,14 @@ class PrivateCups:
             "JobRetryInterval 1\nDirtyCleanInterval 0\nPageLogFormat %p %j %P %C\n"
             "<Policy default>\n<Limit All>\nOrder allow,deny\nAllow all\n</Limit>\n</Policy>\n"
             "<Location />\nOrder allow,deny\nAllow all\n</Location>\n")
+
+    def install_types(self):
+        types = self.root / "data" / "mime"
+        types.mkdir()
+        own = self.prefix / "share/cups/mime" if self.has_photo_filter else None
+        for folder in filter(None, [STOCK_DATADIR / "mime", own]):
+            for file in folder.iterdir():
+                (types / file.name).symlink_to(file)
 
     # Running it --------------------------------------------------------------------------------
 

@@ -90,6 +90,8 @@ class Contents(unittest.TestCase):
     def test_filter_front_backend_tools_queues_and_pages_are_there(self):
         wanted = ["usr/lib/cups/backend/k905",
                   "usr/lib/cups/filter/rastertok905", "usr/lib/cups/filter/rastertok905job",
+                  "usr/lib/cups/filter/phototok905", "usr/share/cups/mime/k905-photo.types",
+                  "usr/share/cups/mime/k905-photo.convs",
                   "usr/share/man/man8/rastertok905.8.gz", "usr/share/doc/rastertok905/copyright",
                   "usr/share/doc/rastertok905/changelog.Debian.gz"]
         wanted += [f"usr/share/cups/model/k905/{model}.ppd" for model in MODELS]
@@ -105,7 +107,7 @@ class Contents(unittest.TestCase):
         self.assertEqual(completions, {path.name for path in (self.data / "usr/bin").iterdir()})
 
     def test_nothing_lies_anywhere_else(self):
-        places = re.compile(r"usr/(bin|lib/cups/(filter|backend)|share/cups/model/k905|share/man/man\d|"
+        places = re.compile(r"usr/(bin|lib/cups/(filter|backend)|share/cups/(model/k905|mime)|share/man/man\d|"
                             r"share/doc/rastertok905|share/bash-completion/completions|lib/systemd/system|"
                             r"lib/sysusers\.d)/[^/]+$")
         for path in self.data.rglob("*"):

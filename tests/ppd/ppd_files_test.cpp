@@ -328,6 +328,9 @@ TEST_P(PpdFile, NamesTheProgramInFrontOfTheFilter) {
   const ppd_attr_t* filter = ppdFindAttr(ppd_.get(), "cupsFilter2", nullptr);
   ASSERT_NE(filter, nullptr);
   EXPECT_STREQ(filter->value, "application/vnd.cups-raster application/vnd.k905 0 rastertok905job");
+  filter = ppdFindNextAttr(ppd_.get(), "cupsFilter2", nullptr);
+  ASSERT_NE(filter, nullptr);
+  EXPECT_STREQ(filter->value, "application/vnd.k905-photo application/vnd.k905 0 rastertok905job");
   // At a cost, so that documents become the print system's own raster.
   for (const char* type : {"image/pwg-raster", "image/urf"}) {
     filter = ppdFindNextAttr(ppd_.get(), "cupsFilter2", nullptr);

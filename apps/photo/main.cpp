@@ -1,0 +1,109 @@
+// phototok905: the filter that CUPS starts for a photo file. Makes the page that k905-print makes,
+// rotated, converted to sRGB, cropped or fitted and scaled once, as raster for the program in front
+// of rastertok905. The photo is decoded in a child process with limits.
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <optional>
+#include <string>
+
+#include "apps/adapter/job_ppd.h"
+#include "apps/adapter/one_line.h"
+#include "apps/base/descriptor.h"
+#include "apps/base/process_start.h"
+#include "apps/layout/page_in_child.h"
+#include "apps/layout/raster_writer.h"
+#include "apps/photo/photo_job.h"
+
+namespace {
+
+using k905::JobOptions;
+
+constexpr int kCopies = 4;
+constexpr int kOptions = 5;
+constexpr int kFile = 6;
+
+// The formats that CUPS' own filter reads.
+bool is_usual_photo() {
+  const char* const type = std::getenv("CONTENT_TYPE");
+  constexpr std::array<const char*, 3> usual{"image/jpeg", "image/png", "image/tiff"};
+  return type != nullptr && std::any_of(usual.begin(), usual.end(), [type](const char* name) {
+           return std::strcmp(type, name) == 0;
+         });
+}
+
+// Returns only when that filter is not there.
+void become_usual_filter(char** argv) {
+  const char* const folder = std::getenv("CUPS_SERVERBIN");
+  if (folder == nullptr) return;
+  const std::string program = std::string(folder) + "/filter/imagetoraster";
+  signal(SIGPIPE, SIG_DFL);
+  execv(program.c_str(), argv);
+  signal(SIGPIPE, SIG_IGN);
+}
+
+void report_failure(const std::string& reason) {
+  tell_cups("ERROR", "The photo cannot be printed: " + one_line(reason) + ".");
+}
+
+int print_photo(const JobPpd& job, const JobOptions& options, const char* file, long copies) {
+  const SheetPlace place = sheet_place(job.choices);
+  std::string error;
+  const std::optional<Prepared> photo =
+      k905::page_in_child(file, place, k905::preparation_of(options), error);
+  if (!photo) {
+    report_failure(error);
+    return 1;
+  }
+  if (!photo->warning.empty()) tell_cups("INFO", one_line(photo->warning) + ".");
+  RasterWriter writer(STDOUT_FILENO, false);
+  for (long copy = 0; copy < copies; ++copy) {
+    if (!writer.write_page(place, photo->page, error)) {
+      // The programs after this one have ended, and people should see the reason that they give.
+      tell_cups("DEBUG", "phototok905: " + one_line(error));
+      return 1;
+    }
+  }
+  return 0;
+}
+
+int filter_photo(int argc, char** argv) {
+  const JobOptions options(argv[kOptions]);
+  const JobPpd job = make_job_ppd(std::getenv("PPD"), argv[kOptions]);
+  const k905::Descriptor copy_of_ppd(job.descriptor);
+  // The program after this one refuses the job and says why.
+  if (!job.refusal.empty()) return 0;
+  if (job.paper == nullptr || (is_usual_photo() && k905::wants_usual_filter(options))) {
+    become_usual_filter(argv);
+  }
+  if (job.paper == nullptr) {
+    report_failure(job.failure.empty() ? "the queue is for another printer" : job.failure);
+    return 1;
+  }
+  return print_photo(job, options, argc > kFile ? argv[kFile] : "-",
+                     k905::copies_of(argv[kCopies]));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (const auto status = k905::make_page_as_child(argc, argv)) return *status;
+  start_process();
+  if (argc <= kOptions || argc > kFile + 1) {
+    tell_cups("ERROR",
+              "phototok905 is started by the print system: "
+              "job user title copies options [file]");
+    return 1;
+  }
+  try {
+    return filter_photo(argc, argv);
+  } catch (const std::exception& error) {
+    report_failure(error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,34 @@
+#include "apps/photo/photo_job.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <string>
+
+namespace k905 {
+
+namespace {
+
+bool is_on(const std::string& value) { return value == "true" || value == "yes" || value == "on"; }
+
+}  // namespace
+
+Preparation preparation_of(const JobOptions& options) {
+  const std::string scaling = options.value("print-scaling");
+  // Only a job itself asks for these two; "fill" may be the queue's default.
+  const bool fit_to_page = is_on(options.value("fit-to-page")) || is_on(options.value("fitplot"));
+  return {.whole = scaling == "fit" || scaling == "auto-fit" || fit_to_page, .turn = true};
+}
+
+bool wants_usual_filter(const JobOptions& options) {
+  constexpr std::array<const char*, 9> its_own{"scaling",   "natural-scaling", "ppi",   "position",
+                                               "mirror",    "brightness",      "gamma", "hue",
+                                               "saturation"};
+  return options.value("print-scaling") == "none" ||
+         std::any_of(its_own.begin(), its_own.end(),
+                     [&](const char* name) { return !options.value(name).empty(); });
+}
+
+long copies_of(const char* copies) { return std::max(std::strtol(copies, nullptr, 10), 1L); }
+
+}  // namespace k905
