@@ -16,7 +16,7 @@ foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   endif()
 endforeach()
 
-# Needs an optimiser to work with, and would hide from a sanitizer what it is there to find.
+# Needs an optimizer to work with, and would hide from a sanitizer what it is there to find.
 string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
 if(NOT "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${build_type}}" MATCHES "-fsanitize=")
   target_compile_options(k905_hardening INTERFACE

@@ -38,7 +38,7 @@ void convert(const Bytes& profile) {
       std::string error;
       const bool converted = convert_to_srgb(first, error);
       expect(convert_to_srgb(second, error) == converted, "the same outcome");
-      expect(first.bytes == second.bytes, "the same colours");
+      expect(first.bytes == second.bytes, "the same colors");
       if (converted && !profile.empty()) {
         expect(first.channels == 3 && first.bits == bits && first.icc_profile.empty(), "sRGB");
         expect(first.bytes.size() == std::size_t{15} * 3 * first.sample_bytes(), "every pixel");

@@ -198,7 +198,7 @@ constexpr std::uint32_t kOddNumbers[] = {
     300,       600,        1200,       1920,       0x7FFF,     0x10000,   0x100000,
     0x1000000, 0x20000000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFF00};
 
-// Spaces with as many colours as the format has; the first is the usual one.
+// Spaces with as many colors as the format has; the first is the usual one.
 cups_cspace_t space_of(Format format, unsigned which) {
   constexpr cups_cspace_t kOne[] = {CUPS_CSPACE_W, CUPS_CSPACE_K, CUPS_CSPACE_SW,
                                     CUPS_CSPACE_DEVICE1};

@@ -23,17 +23,17 @@ void expect_texts_like(const reference::Settings& plain) {
   const PrintOptions& ours = current_options;
   expect(ours.paper_config->ppd_name == plain.paper.name, "the paper");
   expect(ours.ppd_paper_name == plain.ppd_paper_name, "the paper's name");
-  expect(ours.color_model == plain.color_model, "the colour model");
+  expect(ours.color_model == plain.color_model, "the color model");
   expect(ours.color_precision == plain.color_precision, "the precision");
   expect(ours.image_type == plain.image_type, "the image type");
-  expect(ours.color_correction == plain.color_correction, "the colour correction");
+  expect(ours.color_correction == plain.color_correction, "the color correction");
   expect(ours.resolution == plain.resolution, "the resolution");
   expect(ours.overcoat == plain.overcoat, "the overcoat");
   expect(ours.shrink_output == plain.shrink_output, "the shrinking");
   expect(ours.icc_profile_name == plain.icc_name, "the profile's name");
   expect(ours.icc_profile_path == plain.icc_path, "the profile's path");
   expect(ours.icc_intent == plain.icc_intent, "the intent");
-  expect(ours.color_base == plain.color_base, "the colour base");
+  expect(ours.color_base == plain.color_base, "the color base");
   expect(ours.color_base_profile_name == plain.color_base_name, "the base profile's name");
   expect(ours.color_base_profile_path == plain.color_base_path, "the base profile's path");
 }

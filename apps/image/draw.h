@@ -15,6 +15,6 @@ struct TextPlace {
   std::uint32_t font_size = 14;  // pixels
 };
 
-// One line of text in black on an 8-bit picture. The size of what was drawn; 0 x 0 for an empty text
-// and when there is no font or memory for it.
+// One line of text in black on an 8-bit picture. The size of what was drawn; 0 x 0 for an empty
+// text and when there is no font or memory for it.
 PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& place);

@@ -195,7 +195,7 @@ class WithProfile : public Scene {
 
  private:
   // Whether there is a warning that an undisturbed run has not. Where Little CMS makes nothing of
-  // two profiles without saying so, the colours that are tried show it.
+  // two profiles without saying so, the colors that are tried show it.
   [[nodiscard]] bool warned(const std::vector<std::string>& log) const {
     return std::any_of(log.begin(), log.end(), [this](const std::string& line) {
       for (const char* beginning :
@@ -268,7 +268,7 @@ bool tells_of_loss(const std::vector<std::string>& log, int page) {
          has_beginning(log, "K905-1: read error: ");
 }
 
-// Short of memory, Little CMS takes a slower way to the same colours, rounded elsewhere.
+// Short of memory, Little CMS takes a slower way to the same colors, rounded elsewhere.
 bool is_rounded_elsewhere(const std::string& sheet, const std::string& wanted) {
   return sheet.size() == wanted.size() &&
          std::equal(sheet.begin(), sheet.end(), wanted.begin(), [](char a, char b) {
@@ -282,7 +282,7 @@ bool is_in_library(const FaultedProgram& run) {
          run.caller.find("libc.so") != std::string::npos;
 }
 
-// Or it forgets a step of the conversion without a word. The colours that are tried show that, and
+// Or it forgets a step of the conversion without a word. The colors that are tried show that, and
 // nothing else can.
 bool forgot_a_step(const FaultedProgram& run, const std::vector<std::string>& log) {
   return run.caller.find("liblcms2") != std::string::npos &&

@@ -17,7 +17,7 @@ namespace {
 cups_page_header2_t header_of_many_numbers() {
   cups_page_header2_t header{};
   std::strcpy(header.MediaClass, "Photo Class");
-  std::strcpy(header.MediaColor, "White Colour");
+  std::strcpy(header.MediaColor, "White Color");
   std::strcpy(header.MediaType, "Glossy Type");
   std::strcpy(header.OutputType, "Best Output");
   header.AdvanceDistance = 101;
@@ -97,7 +97,7 @@ constexpr char kDumpOfManyNumbers[] =
     "\n"
     "=== Media Information ===\n"
     "Media Class:           'Photo Class'\n"
-    "Media Color:           'White Colour'\n"
+    "Media Color:           'White Color'\n"
     "Media Type:            'Glossy Type'\n"
     "Media Weight:          230 g/m²\n"
     "Media Position:        31\n"

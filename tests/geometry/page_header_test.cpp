@@ -299,7 +299,7 @@ TEST_F(PageHeader, LandscapeBothWaysIsTurnedAndNothingElseIs) {
   }
 }
 
-// ---- Colour model
+// ---- Color model
 // ---------------------------------------------------------------------------------
 
 TEST_F(PageHeader, EachColorSpaceChoosesItsModel) {

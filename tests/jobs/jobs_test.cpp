@@ -118,7 +118,7 @@ constexpr InputClass kInputClasses[] = {{"Rgb8", 3, 8},  {"Rgb16", 3, 16}, {"Gra
 
 class EveryInputClass : public ::testing::TestWithParam<InputClass> {};
 
-TEST_P(EveryInputClass, UnderEveryColourSpace) {
+TEST_P(EveryInputClass, UnderEveryColorSpace) {
   JobRecipe job;
   job.choose("ColorModel", "KCMY");
   std::vector<RasterPage> pages;
@@ -135,24 +135,24 @@ TEST_P(EveryInputClass, UnderEveryColourSpace) {
 INSTANTIATE_TEST_SUITE_P(Jobs, EveryInputClass, ::testing::ValuesIn(kInputClasses),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
-class EveryColourModel : public ::testing::TestWithParam<const char*> {};
+class EveryColorModel : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(EveryColourModel, ForThreeColoursAndFour) {
+TEST_P(EveryColorModel, ForThreeColorsAndFour) {
   JobRecipe job;
   job.choose("ColorModel", GetParam());
   std::vector<RasterPage> pages;
   for (const unsigned colors : {3U, 4U, 1U}) {
     cups_page_header2_t header = header_for(kSmallest, 64, 64, colors);
-    header.cupsColorSpace = CUPS_CSPACE_DEVICE3;  // One that leaves the PPD's colour model alone.
+    header.cupsColorSpace = CUPS_CSPACE_DEVICE3;  // One that leaves the PPD's color model alone.
     pages.push_back(noise_page(header, colors));
   }
   job.input = raster_stream(pages);
   expect_like_reference(job);
 }
 
-INSTANTIATE_TEST_SUITE_P(Jobs, EveryColourModel,
+INSTANTIATE_TEST_SUITE_P(Jobs, EveryColorModel,
                          ::testing::Values("RGB", "Gray", "Black", "CMY", "CMYK", "KCMY", "gray",
-                                           "Grey"),
+                                           "Gray"),
                          [](const auto& instance) {
                            return std::string(instance.param) == "gray" ? "LowerCaseGray"
                                                                         : instance.param;
@@ -209,7 +209,7 @@ INSTANTIATE_TEST_SUITE_P(
       return std::to_string(instance.param.width) + "x" + std::to_string(instance.param.height);
     });
 
-TEST(Sizes, InMillimetresAreRoundedAtEveryStep) {
+TEST(Sizes, InMillimetersAreRoundedAtEveryStep) {
   // At 600 dpi 45 rows are 1.905 mm and 495 are 20.955, which lie between two numbers of two
   // decimals: it shows whether the height was multiplied before it was divided.
   JobRecipe job;
@@ -431,7 +431,7 @@ TEST(Profiles, APpdDefaultOfNoneStillConverts) {
   expect_like_reference(job);
 }
 
-TEST(Profiles, ASolidPageShowsNoChangeAtItsCentre) {
+TEST(Profiles, ASolidPageShowsNoChangeAtItsCenter) {
   JobRecipe job;
   job.files = profile_files();
   job.choose("PageSize", "B7");
@@ -583,7 +583,7 @@ INSTANTIATE_TEST_SUITE_P(
         // Planes beyond all measure, which are not even asked for.
         [](RasterPage& p) { p.header.cupsWidth = (1U << 29) / 40 + 1; },
         [](RasterPage& p) { p.header.cupsWidth = 0xFFFFFFFFU; },
-        // Colours that are not counted, or counted wrong.
+        // Colors that are not counted, or counted wrong.
         [](RasterPage& p) { p.header.cupsNumColors = 0; },
         [](RasterPage& p) { p.header.cupsNumColors = 4; },
         [](RasterPage& p) { p.header.cupsNumColors = 1; },

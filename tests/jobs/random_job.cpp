@@ -41,7 +41,7 @@ std::string thousandths(Dice& dice, int middle) {
   }
 }
 
-std::string millimetres(Dice& dice) {
+std::string millimeters(Dice& dice) {
   switch (dice.roll(5)) {
     case 0:
       return std::to_string(dice.between(-300, 300));
@@ -88,7 +88,7 @@ void choose_settings(Dice& dice, JobRecipe& job) {
   for (const char* keyword :
        {"BleedTop", "BleedB", "BleedLeft", "BleedD", "BleedA", "BleedRight"}) {
     if (dice.one_in(8)) {
-      job.choose(keyword, millimetres(dice));
+      job.choose(keyword, millimeters(dice));
     }
   }
   if (dice.one_in(3)) {
@@ -128,10 +128,10 @@ void add_arguments(Dice& dice, JobRecipe& job) {
         arguments.insert(arguments.end(), {"--saturation", thousandths(dice, 0)});
         break;
       case 3:
-        arguments.push_back("BleedBottom=" + millimetres(dice));
+        arguments.push_back("BleedBottom=" + millimeters(dice));
         break;
       case 4:
-        arguments.push_back("BleedC=" + millimetres(dice));
+        arguments.push_back("BleedC=" + millimeters(dice));
         break;
       case 5:
         arguments.insert(arguments.end(), {"--color-model", any_color_model(dice)});

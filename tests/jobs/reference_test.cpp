@@ -159,7 +159,7 @@ TEST(ReferenceResize, DoublingKeepsSourcePixelsAndRepeatsTheLast) {
   PlainFilter run(quiet_job());
   Image image = image_of(2, 1, {10, 20}, {0, 255}, {7, 7});
   run.resize(image, 4, 2);
-  // Columns sample 0, 0.5, 1 and 1.5, the last of which has no right neighbour; 127.5 rounds up.
+  // Columns sample 0, 0.5, 1 and 1.5, the last of which has no right neighbor; 127.5 rounds up.
   EXPECT_THAT(image.plane[0], ElementsAre(10, 15, 20, 20, 10, 15, 20, 20));
   EXPECT_THAT(image.plane[1], ElementsAre(0, 128, 255, 255, 0, 128, 255, 255));
   EXPECT_THAT(run.log,
@@ -267,7 +267,7 @@ TEST(ReferenceArguments, FlagsTakeTheNextArgumentAndSplitOnesAreFlagsLater) {
   EXPECT_THAT(run.log, Contains("K905-1: Manual paper selection: w432h576 (6x8)"));
 }
 
-TEST(ReferencePpd, MillimetresAreTruncatedTowardZero) {
+TEST(ReferencePpd, MillimetersAreTruncatedTowardZero) {
   ReferenceJob job = quiet_job();
   job.ppd_file = PpdDescription{};
   job.ppd_file->groups = {{"K905", {{"BleedTop", "1.0"}, {"BleedB", "-1"}, {"BleedLeft", "0.5"}}}};

@@ -219,7 +219,7 @@ TEST_F(Stages, APageOfTheTargetSizePassesByteForByte) {
 
 TEST_F(Stages, EnlargingReplicatesTheLastRowAndColumn) {
   // Twice as large: positions 0, 0.5, 1, 1.5 a side; beyond 1 the last line stands for both
-  // neighbours. 0 100 / 200 40 gives means of 50, 100, 70 and, in the middle, 340 / 4 = 85.
+  // neighbors. 0 100 / 200 40 gives means of 50, 100, 70 and, in the middle, 340 / 4 = 85.
   EXPECT_THAT(resized(2, 2, {0, 100, 200, 40}, 4, 4),
               ElementsAre(Bytes{0, 50, 100, 100}, Bytes{100, 85, 70, 70}, Bytes{200, 120, 40, 40},
                           Bytes{200, 120, 40, 40}));
@@ -245,7 +245,7 @@ std::string resize_report(std::size_t source_height, std::size_t target_height) 
   return captured_log([&] { resize.report(); });
 }
 
-TEST_F(Stages, TheOriginalDpiIsWorkedOutThroughTheMillimetresOfTheTarget) {
+TEST_F(Stages, TheOriginalDpiIsWorkedOutThroughTheMillimetersOfTheTarget) {
   // 300 * 952 / 1088 is 262.5 and 300 * 403 / 1240 is 97.5, which would be printed as the even 262
   // and 98. By way of (height * 25.4) / (target * 25.4 / 300), every step rounded to a double, they
   // come to 262.50000000000006 and 97.49999999999999.
@@ -279,7 +279,7 @@ TEST_F(Stages, CmyInvertsAndKcmyRotatesThePlanesAndInvertsTheLast) {
 }
 
 TEST_F(Stages, AnyOtherNameLeavesThePlanesUnchanged) {
-  for (const char* model : {"RGB", "gray", "Grey", "cmyk", "", "Gray "}) {
+  for (const char* model : {"RGB", "gray", "Gray", "cmyk", "", "Gray "}) {
     EXPECT_THAT(color_model(model, {10, 20, 30}), ElementsAre(10, 20, 30)) << model;
   }
 }

@@ -36,19 +36,19 @@ TEST(BmpPlanes, FirstFiftyFourBytesOfASixByEightSheet) {
       0xc2, 0x09, 0,    0,                             // height, positive
       1,    0,    8,    0,                             // planes, bits per pixel
       0,    0,    0,    0,    0, 0, 0, 0, 0, 0, 0, 0,  // compression, image size, horizontal
-      0,    0,    0,    0,    0, 0, 0, 0, 0, 0, 0, 0,  // vertical resolution, colour counts
+      0,    0,    0,    0,    0, 0, 0, 0, 0, 0, 0, 0,  // vertical resolution, color counts
   };
   ASSERT_EQ(expected.size(), 54U);
   EXPECT_EQ(header_bytes(1920, 2498, 0, 54), expected);
 }
 
-TEST(BmpPlanes, PaletteIsAGreyRampAndTenZerosFollow) {
+TEST(BmpPlanes, PaletteIsAGrayRampAndTenZerosFollow) {
   const BmpHeader header = make_bmp_header(3, 2);
-  for (std::size_t grey = 0; grey < 256; ++grey) {
-    const std::uint8_t* entry = &header[54 + 4 * grey];
-    EXPECT_EQ(entry[0], grey);
-    EXPECT_EQ(entry[1], grey);
-    EXPECT_EQ(entry[2], grey);
+  for (std::size_t gray = 0; gray < 256; ++gray) {
+    const std::uint8_t* entry = &header[54 + 4 * gray];
+    EXPECT_EQ(entry[0], gray);
+    EXPECT_EQ(entry[1], gray);
+    EXPECT_EQ(entry[2], gray);
     EXPECT_EQ(entry[3], 0);
   }
   EXPECT_EQ(header_bytes(3, 2, 1078, 10), std::vector<std::uint8_t>(10, 0));

@@ -63,9 +63,9 @@ std::string bmp_header(unsigned char width, unsigned char height) {
   header[22] = static_cast<char>(height);
   header[26] = 1;
   header[28] = 8;
-  for (std::size_t grey = 0; grey < 256; ++grey) {
+  for (std::size_t gray = 0; gray < 256; ++gray) {
     for (std::size_t channel = 0; channel < 3; ++channel) {
-      header[54 + 4 * grey + channel] = static_cast<char>(grey);
+      header[54 + 4 * gray + channel] = static_cast<char>(gray);
     }
   }
   return header;

@@ -313,7 +313,7 @@ TEST(StatusQuery, LongestRepliesFitTheReport) {
   EXPECT_EQ(lines_of(result.report).size(), 18U);
 }
 
-// The time-outs asked for, equal neighbours put together.
+// The time-outs asked for, equal neighbors put together.
 std::vector<int> waits() {
   std::vector<int> waits = hooks::poll_timeouts;
   waits.erase(std::unique(waits.begin(), waits.end()), waits.end());
@@ -332,7 +332,7 @@ TEST(StatusQuery, OtherModelsWaitThreeSecondsButForFreeBuffers) {
   EXPECT_EQ(waits(), (std::vector<int>{3000, 1500, 3000}));
 }
 
-// One question without an answer; its neighbours are answered at once.
+// One question without an answer; its neighbors are answered at once.
 TEST(StatusQuery, FreeBuffersAreWaitedForOneAndAHalfSeconds) {
   Answers answers = answers_of_a_k905();
   answers["INFO FVER"] = "RV-30 01\r\n";

@@ -235,7 +235,7 @@ TEST_F(KeyValueArguments, TextsAreCutToTheirFields) {
 }
 
 // 1 mm is 12.31 pixels with the half, 0.5 mm 6.41, -1 mm -11.31, 2.54 mm 30.5.
-TEST_F(KeyValueArguments, BleedsAreMillimetresInBothSpellings) {
+TEST_F(KeyValueArguments, BleedsAreMillimetersInBothSpellings) {
   const std::string log =
       log_of({"filter", "BleedTop=1", "BleedBottom=0.5", "BleedLeft=-1", "BleedRight=2.54"});
   EXPECT_EQ(log,

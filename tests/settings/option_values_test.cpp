@@ -49,7 +49,7 @@ TEST(OptionNumber, OnlyTheWholeWordNoneIsNone) {
   EXPECT_EQ(parse_option_int("", 1000), 0);
 }
 
-TEST(Millimetres, ReadWhatStandsAtTheBeginning) {
+TEST(Millimeters, ReadWhatStandsAtTheBeginning) {
   EXPECT_EQ(option_millimeters("1.0"), 1.0);
   EXPECT_EQ(option_millimeters("-0.25mm"), -0.25);
   EXPECT_EQ(option_millimeters("1e1"), 10.0);
@@ -59,7 +59,7 @@ TEST(Millimetres, ReadWhatStandsAtTheBeginning) {
 }
 
 // mm * 300 / 25.4 + 0.5: 1 mm 12.31, 0.5 mm 6.41, 25.4 mm 300.5, 0.04 mm 0.97, 0.05 mm 1.09.
-TEST(Millimetres, BecomePixelsAt300Dpi) {
+TEST(Millimeters, BecomePixelsAt300Dpi) {
   EXPECT_EQ(millimeters_to_pixels(0.0), 0);
   EXPECT_EQ(millimeters_to_pixels(0.04), 0);
   EXPECT_EQ(millimeters_to_pixels(0.05), 1);
@@ -69,13 +69,13 @@ TEST(Millimetres, BecomePixelsAt300Dpi) {
 }
 
 // Below zero: -1 mm -11.31, -0.1 mm -0.68, -0.2 mm -1.86.
-TEST(Millimetres, AreTruncatedTowardZeroAlsoBelowZero) {
+TEST(Millimeters, AreTruncatedTowardZeroAlsoBelowZero) {
   EXPECT_EQ(millimeters_to_pixels(-1.0), -11);
   EXPECT_EQ(millimeters_to_pixels(-0.1), 0);
   EXPECT_EQ(millimeters_to_pixels(-0.2), -1);
 }
 
-TEST(Millimetres, SaturateAndNotANumberIsZero) {
+TEST(Millimeters, SaturateAndNotANumberIsZero) {
   EXPECT_EQ(millimeters_to_pixels(1e300), INT_MAX);
   EXPECT_EQ(millimeters_to_pixels(-1e300), INT_MIN);
   EXPECT_EQ(millimeters_to_pixels(std::numeric_limits<double>::infinity()), INT_MAX);

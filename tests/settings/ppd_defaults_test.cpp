@@ -360,7 +360,7 @@ TEST_F(PpdOptions, KeywordsAreComparedToTheLetter) {
   EXPECT_EQ(current_options.gamma, 1000);
 }
 
-TEST_F(PpdOptions, BleedsAreMillimetresInBothSpellings) {
+TEST_F(PpdOptions, BleedsAreMillimetersInBothSpellings) {
   EXPECT_THAT(log_of(ppd_option("BleedTop", "1.0") + ppd_option("BleedBottom", "0.5") +
                      ppd_option("BleedLeft", "-1") + ppd_option("BleedRight", "2.54")),
               HasSubstr("    Option: BleedTop = 1.0\n"

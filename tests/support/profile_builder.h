@@ -1,4 +1,4 @@
-// Colour profiles made on the spot, so that no test depends on what a machine has installed.
+// Color profiles made on the spot, so that no test depends on what a machine has installed.
 #pragma once
 
 #include <string>

@@ -10,7 +10,7 @@
 #include <vector>
 
 // One page: a header and its lines, cupsHeight x cupsBytesPerLine bytes (times cupsNumColors when
-// the colour order is planar).
+// the color order is planar).
 struct RasterPage {
   cups_page_header2_t header;
   std::vector<std::uint8_t> pixels;
@@ -30,7 +30,7 @@ enum class RasterKind { kUncompressed, kCompressed };
 void fill_with_noise(RasterPage& page, std::mt19937& random);
 // Smooth slopes, different ones per byte of a pixel, as photographs have them.
 void fill_with_gradient(RasterPage& page, std::mt19937& random);
-// Rectangles of one colour each: what a drawing program sends, and what compresses well.
+// Rectangles of one color each: what a drawing program sends, and what compresses well.
 void fill_with_blocks(RasterPage& page, std::mt19937& random);
 
 // The pages as libcups writes them.

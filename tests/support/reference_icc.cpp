@@ -1,4 +1,4 @@
-// The colour conversion: Little CMS over the whole image at once.
+// The color conversion: Little CMS over the whole image at once.
 #include <lcms2.h>
 #include <sys/stat.h>
 

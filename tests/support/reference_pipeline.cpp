@@ -20,7 +20,7 @@ int side_without_bleeds(int side, int one, int other) {
   return left < 2 ? 1 : static_cast<int>(left);
 }
 
-double millimetres(int pixels) { return pixels * 25.4 / 300.0; }
+double millimeters(int pixels) { return pixels * 25.4 / 300.0; }
 
 }  // namespace
 
@@ -236,10 +236,10 @@ void PlainFilter::resize(Image& image, int width, int height) {
   const int src_h = image.height;
   say("K905-1: Source image: %dx%d pixels", src_w, src_h);
   say("K905-1: Target size from paper_sizes: %dx%d pixels", width, height);
-  say("K905-1: Source physical size (assuming 300DPI): %.2f x %.2f mm", millimetres(src_w),
-      millimetres(src_h));
-  say("K905-1: Target physical size (300DPI): %.2f x %.2f mm", millimetres(width),
-      millimetres(height));
+  say("K905-1: Source physical size (assuming 300DPI): %.2f x %.2f mm", millimeters(src_w),
+      millimeters(src_h));
+  say("K905-1: Target physical size (300DPI): %.2f x %.2f mm", millimeters(width),
+      millimeters(height));
   if (src_w == width && src_h == height) {
     say("K905-1: Image size already matches target size, skipping resize");
     return;
@@ -278,10 +278,10 @@ void PlainFilter::resize(Image& image, int width, int height) {
   image = std::move(out);
   say("K905-1: Resized %dx%d -> %dx%d (non-proportional)", src_w, src_h, width, height);
   say("K905-1: Physical size change (assuming 300DPI):");
-  say("K905-1:   Width:  %.2f mm -> %.2f mm (change: %+.2f mm)", millimetres(src_w),
-      millimetres(width), millimetres(width) - millimetres(src_w));
-  say("K905-1:   Height: %.2f mm -> %.2f mm (change: %+.2f mm)", millimetres(src_h),
-      millimetres(height), millimetres(height) - millimetres(src_h));
+  say("K905-1:   Width:  %.2f mm -> %.2f mm (change: %+.2f mm)", millimeters(src_w),
+      millimeters(width), millimeters(width) - millimeters(src_w));
+  say("K905-1:   Height: %.2f mm -> %.2f mm (change: %+.2f mm)", millimeters(src_h),
+      millimeters(height), millimeters(height) - millimeters(src_h));
   say("K905-1: NOTE: If original image has different DPI, physical size may differ!");
   say("K905-1:   Original DPI might be: %.0f (if height should stay same)",
       (src_h * 25.4) / (height * 25.4 / 300.0));

@@ -34,7 +34,7 @@ extern std::vector<std::size_t> synced_after;
 // The size of every write to descriptor 1 that the code under test asked for.
 extern std::vector<std::size_t> writes_to_output;
 
-// Back to the system's own behaviour, records emptied.
+// Back to the system's own behavior, records emptied.
 void reset();
 
 // Resets when a test begins and when it ends.

@@ -47,8 +47,8 @@ inline std::string wire_image(std::uint32_t width, std::uint32_t height,
                       wire_number(1088, 4) + wire_number(40, 4) + wire_number(width, 4) +
                       wire_number(height, 4) + wire_number(1, 2) + wire_number(8, 2) +
                       std::string(24, '\0');
-  for (int grey = 0; grey < 256; ++grey) {
-    image += std::string(3, static_cast<char>(grey)) + '\0';
+  for (int gray = 0; gray < 256; ++gray) {
+    image += std::string(3, static_cast<char>(gray)) + '\0';
   }
   return image + std::string(10, '\0') + std::string(pixels.begin(), pixels.end());
 }
