@@ -691,6 +691,16 @@ class Media(ThroughCups):
             with self.subTest(name=name):
                 self.assertEqual(self.paper_of(f"media={name}"), (1920, 2138, 0))
 
+    def test_a_document_keeps_its_size_on_a_paper_other_than_the_queues(self):
+        self.add_queue(PageSize="w432h576", print_scaling_default="auto")
+        page = artwork.box_pdf(self.art / "box.pdf", 432, 288, 120, 144)
+        for name in ("4x6", "na_index-4x6_4x6in", "w288h432"):
+            with self.subTest(name=name):
+                (sheet,) = self.stream(self.cups.stream_of(self.print(page, options=[f"media={name}"])))
+                left, top, right, bottom = sheet["dark"]
+                self.assertAlmostEqual(right - left, 500, delta=1)
+                self.assertAlmostEqual(bottom - top, 600, delta=1)
+
     def test_cuts_go_with_any_name_of_the_paper(self):
         self.add_queue()
         self.assertEqual(self.paper_of("media=6x8", "K905Cut=6x2"), (1920, 2436, 120))
