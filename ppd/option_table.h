@@ -31,6 +31,7 @@ struct Group {
   const char* name;
   const char* words;
   std::span<const Option> options;
+  bool in_dialogs = true;  // otherwise an option is written only where it is chosen
 };
 
 // A printer the filter drives. The command set is the same for all; what differs is the name and
@@ -215,13 +216,17 @@ inline constexpr std::array<Option, 9> color_options{{
 
 // BleedA to BleedD, which the filter reads as well, are second names of these four fields; offered
 // beside them, their defaults would undo a choice made here.
+//
+// Deliberate: left and right are exchanged. The printer prints from behind, so the page is mirrored
+// after the filter has applied these; the texts name the edges of the finished sheet.
 inline constexpr std::array<Option, 4> bleed_options{{
-    {"BleedTop", "Top (A)", bleeds, "0.0"},
-    {"BleedBottom", "Bottom (B)", bleeds, "0.0"},
-    {"BleedLeft", "Left (C)", bleeds, "0.0"},
-    {"BleedRight", "Right (D)", bleeds, "0.0"},
+    {"BleedTop", "Top edge (A)", bleeds, "0.0"},
+    {"BleedBottom", "Bottom edge (B)", bleeds, "0.0"},
+    {"BleedRight", "Left edge (D)", bleeds, "0.0"},
+    {"BleedLeft", "Right edge (C)", bleeds, "0.0"},
 }};
 
+// The filter reads and logs them, and they change nothing on the sheet.
 inline constexpr std::array<Option, 4> noted_options{{
     {"StpImageType", "Kind of picture", image_types, "Photo"},
     {"StpColorPrecision", "Color precision", color_precisions, "Normal"},
@@ -234,7 +239,7 @@ inline constexpr std::array<Group, 5> groups{{
     {"Tone", "Tone", tone_options},
     {"Color", "Color management", color_options},
     {"Bleed", "Wider or narrower border", bleed_options},
-    {"Noted", "Noted in the log only", noted_options},
+    {"Noted", "Noted in the log only", noted_options, false},
 }};
 
 }  // namespace ppd

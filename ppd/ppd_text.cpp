@@ -205,14 +205,22 @@ void write_presets(std::ostream& out) {
 
 void write_group(std::ostream& out, const ppd::Group& group, const ppd::Model& model,
                  const ChosenDefaults& chosen) {
+  const auto is_written = [&](const ppd::Option& option) {
+    return group.in_dialogs || chosen.contains(option.keyword);
+  };
+  if (std::ranges::none_of(group.options, is_written)) {
+    return;
+  }
   out << "\n*OpenGroup: " << group.name << "/" << group.words << "\n";
   if (&group == &ppd::groups.front()) {
     write_page_sizes(out, chosen);
     write_media_type(out, chosen);
   }
   for (const ppd::Option& option : group.options) {
-    out << "\n";
-    write_option(out, option, model, chosen);
+    if (is_written(option)) {
+      out << "\n";
+      write_option(out, option, model, chosen);
+    }
   }
   out << "*CloseGroup: " << group.name << "\n";
 }

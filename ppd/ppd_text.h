@@ -13,7 +13,8 @@ using ChosenDefaults = std::map<std::string, std::string>;
 
 // The file for one model. What is not among the chosen defaults keeps the table's; the choices are
 // written as they are, whether or not the table offers them; `no_profile`, chosen for ICCProfile,
-// leaves that option without a default, which is how the filter wants it.
+// leaves that option without a default, which is how the filter wants it. Options that no dialog
+// shows are in the file only when they are chosen.
 [[nodiscard]] std::string ppd_text(const Model& model, const std::string& version,
                                    const ChosenDefaults& chosen = {});
 

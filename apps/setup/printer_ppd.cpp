@@ -1,5 +1,7 @@
 #include "apps/setup/printer_ppd.h"
 
+#include <algorithm>
+#include <map>
 #include <sstream>
 
 #include "apps/setup/queue_options.h"
@@ -30,6 +32,15 @@ std::string installed_ppd(const ppd::Model& model, Choices defaults) {
       profile != defaults.end() && profile->second == ppd::no_profile) {
     defaults.erase(profile);
   }
+  // Options that change nothing do not return to the dialogs when they are named.
+  std::erase_if(defaults, [](const auto& choice) {
+    return std::ranges::any_of(ppd::groups, [&](const ppd::Group& group) {
+      return !group.in_dialogs &&
+             std::ranges::any_of(group.options, [&](const ppd::Option& option) {
+               return choice.first == option.keyword;
+             });
+    });
+  });
   return ppd::ppd_text(model, K905_VERSION, defaults);
 }
 

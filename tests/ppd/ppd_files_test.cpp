@@ -18,6 +18,7 @@
 
 #include "paper/paper_table.h"
 #include "ppd/option_table.h"
+#include "ppd/ppd_text.h"
 #include "settings/icc_profiles.h"
 #include "settings/ppd_defaults.h"
 #include "settings/print_options.h"
@@ -124,20 +125,16 @@ struct Word {
   const char* built_in;
 };
 const std::vector<Word> words = {
-    {"StpImageType", &PrintOptions::image_type, "Photo"},
     {"StpColorCorrection", &PrintOptions::color_correction, "None"},
     {"ColorModel", &PrintOptions::color_model, "RGB"},
-    {"StpColorPrecision", &PrintOptions::color_precision, "Normal"},
     {"StpLaminate", &PrintOptions::overcoat, "Glossy"},
-    {"StpiShrinkOutput", &PrintOptions::shrink_output, "Shrink"},
 };
 const std::vector<Number> switches = {
     {"StpLegacyDyesubGamma", &PrintOptions::legacy_gamma, 0},
-    {"StpNoCutWaste", &PrintOptions::no_cut_waste, 0},
     {"StpLinearContrast", &PrintOptions::linear_contrast, 0},
 };
 
-TEST_P(PpdFile, OffersEveryOptionTheFilterReads) {
+TEST_P(PpdFile, OffersEveryOptionThatChangesTheSheet) {
   const std::vector<std::string> offered = names_of(options_of(ppd_));
   for (const char* keyword : {"PageSize", "PageRegion", "ICCProfile", "ColorBase", "Resolution"}) {
     EXPECT_THAT(offered, Contains(keyword));
@@ -146,6 +143,31 @@ TEST_P(PpdFile, OffersEveryOptionTheFilterReads) {
   for (const Number& number : bleed_numbers) EXPECT_THAT(offered, Contains(number.keyword));
   for (const Number& number : switches) EXPECT_THAT(offered, Contains(number.keyword));
   for (const Word& word : words) EXPECT_THAT(offered, Contains(word.keyword));
+}
+
+// Not in a dialog, but read by the filter from a file that has them.
+TEST_P(PpdFile, LeavesOutTheOptionsThatChangeNothingUnlessTheyAreChosen) {
+  const std::vector<std::string> offered = names_of(options_of(ppd_));
+  for (const char* keyword :
+       {"StpImageType", "StpColorPrecision", "StpNoCutWaste", "StpiShrinkOutput"}) {
+    EXPECT_THAT(offered, Not(Contains(keyword)));
+  }
+  const PrintOptions read = read_by_the_filter(
+      ppd::ppd_text(GetParam(), "1", {{"StpImageType", "Text"}, {"StpNoCutWaste", "True"}}));
+  EXPECT_STREQ(read.image_type, "Text");
+  EXPECT_EQ(read.no_cut_waste, 1);
+  EXPECT_STREQ(read.color_precision, "Normal");
+}
+
+// The page is mirrored after the bleeds were applied, so each moves the other edge of the sheet.
+TEST_P(PpdFile, NamesTheEdgesAsTheCustomerSeesThem) {
+  const auto text = [&](const char* keyword) {
+    return std::string(ppdFindOption(ppd_.get(), keyword)->text);
+  };
+  EXPECT_EQ(text("BleedLeft"), "Right edge (C)");
+  EXPECT_EQ(text("BleedRight"), "Left edge (D)");
+  EXPECT_EQ(text("BleedTop"), "Top edge (A)");
+  EXPECT_EQ(text("BleedBottom"), "Bottom edge (B)");
 }
 
 // BleedA to BleedD come later in the filter's walk and would undo what BleedTop and so on say.
