@@ -70,6 +70,9 @@ void describe(CLI::App& app, PrintOptions& options) {
       {"--gamma", &options.gamma, "500 (darker) to 2200 (lighter); 1000 would be as sent"},
       {"-o,--option", &options.choices,
        "KEYWORD=CHOICE: any other choice of the print dialog, as for lp; see k905-print(1)"},
+      {"--layout", &options.layout,
+       "several photos on a sheet: strips (of paper 6x2*2 or 6x2*4, and of 6x2*2 without a paper), "
+       "2x2, or 1+2, one large and two small; too few photos are repeated"},
       {"--test-page", &options.test_page,
        "print rulers that show how large things come out and where the paper ends"},
       {"--two-up", &options.two_up, "two 6x4 pictures share a sheet of a 6x8 ribbon"},
@@ -101,6 +104,8 @@ void describe(CLI::App& app, PrintOptions& options) {
   app.get_option("--option")->allow_extra_args(false);
   app.get_option("--reprint")->check(CLI::PositiveNumber);
   app.get_option("--finish")->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case));
+  app.get_option("--layout")->check(CLI::IsMember({"strips", "2x2", "1+2"}));
+  app.get_option("--test-page")->excludes("--layout");
   app.get_option("--test-page")->excludes("PICTURE");
   app.get_option("--canvas")->needs("--preview");
   app.get_option("--queue")->excludes("--to");
@@ -121,6 +126,7 @@ std::optional<std::string> check(const PrintOptions& options) {
       {!options.ledger.empty() && prints, "--ledger is for --watch, --history and --reprint"},
       {options.reprint != 0 && !options.preview.empty(), "--reprint prints; it shows no preview"},
       {watches && !options.preview.empty(), "--watch prints; it shows no preview"},
+      {!options.layout.empty() && !prints, "--layout is for photos that are named"},
       {options.wait && (!prints || !options.to.empty() || !options.preview.empty()),
        "--wait is for photos that are printed through a queue"},
       {options.timeout && !options.wait && (options.to.empty() || watches),
@@ -150,7 +156,7 @@ std::optional<std::string> collect_choices(const PrintOptions& options, Choices&
     return value == neutral ? "None" : value;
   };
   const std::pair<const char*, std::string> of_their_own[] = {
-      {"PageSize", options.paper},
+      {"PageSize", options.paper.empty() && options.layout == "strips" ? "6x2*2" : options.paper},
       {"StpLaminate", options.finish},
       {"StpBrightness", unless(options.brightness, "0")},
       {"StpContrast", unless(options.contrast, "0")},

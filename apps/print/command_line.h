@@ -29,6 +29,7 @@ struct PrintOptions {
   std::string gamma;
   std::vector<std::string> choices;  // KEYWORD=CHOICE
   int copies = 1;
+  std::string layout;
   bool test_page = false;
   bool two_up = false;
   bool fit = false;

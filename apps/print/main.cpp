@@ -1,4 +1,5 @@
 // k905-print: photos straight to the sheet, through a queue or through the filter without one.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -97,6 +98,7 @@ class PrintProgram {
     }
     setup_.preparation = {options_.fit, !options_.no_turn};
     setup_.copies = options_.copies;
+    setup_.layout = options_.layout;
     setup_.test_page = options_.test_page;
     setup_.pages_per_sheet = options_.two_up ? 2 : 1;
     if (options_.history) {
@@ -108,6 +110,9 @@ class PrintProgram {
     }
     if (options_.two_up && !is_two_up_paper(setup_.destination->choices().at("PageSize"))) {
       return wrong_usage(app_, "--two-up is for 6x4 pictures; choose --paper 6x4");
+    }
+    if (photos_per_page(setup_) == 0) {
+      return wrong_usage(app_, "--layout strips is for a paper of strips; choose --paper 6x2*2");
     }
     stop_on_signals();
     return !options_.folder.empty() ? watch() : options_.reprint != 0 ? reprint() : print_photos();
@@ -179,7 +184,7 @@ class PrintProgram {
   int print_photos() {
     const bool one_job = (!wants_queue() && !printer_) || options_.two_up;
     const std::vector<std::string>& files = options_.photos;
-    const std::size_t at_once = one_job ? files.size() : 1;
+    const std::size_t at_once = one_job ? files.size() : photos_per_page(setup_);
     std::vector<PhotoReport> sent;
     for (std::size_t i = 0; i < files.size(); i += at_once) {
       if (stop_asked()) {
@@ -187,9 +192,10 @@ class PrintProgram {
         break;
       }
       const auto first = files.begin() + static_cast<std::ptrdiff_t>(i);
+      const auto last =
+          files.begin() + static_cast<std::ptrdiff_t>(std::min(i + at_once, files.size()));
       for (PhotoReport& photo :
-           print_job(setup_, {first, first + static_cast<std::ptrdiff_t>(at_once)}, progress_,
-                     static_cast<int>(i), reporter_.complain)) {
+           print_job(setup_, {first, last}, progress_, static_cast<int>(i), reporter_.complain)) {
         if (options_.wait && photo.outcome == kSent) {
           sent.push_back(photo);
         } else {

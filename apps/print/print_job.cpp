@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "apps/base/text.h"
+#include "apps/layout/collage.h"
 #include "apps/layout/page_in_child.h"
 #include "apps/layout/test_page.h"
 #include "filter/cancel_signals.h"
@@ -26,6 +28,68 @@ bool send(Destination& destination, const Picture& page, int copies, std::string
   return true;
 }
 
+struct Source {
+  std::string path;
+  std::string name;
+  std::string error = {};  // why it cannot be read
+};
+
+std::optional<Picture> read_for(const SheetPlace& place, const Preparation& preparation,
+                                Source& source, const Complaint& complain) {
+  std::optional<Prepared> prepared =
+      k905::page_in_child(source.path, place, preparation, source.error);
+  if (!prepared) {
+    return std::nullopt;
+  }
+  if (!prepared->warning.empty()) {
+    complain(source.name + ": " + prepared->warning);
+  }
+  return std::move(prepared->page);
+}
+
+// Each photo is in its cell; the cells of those that cannot be read, and those that are left over,
+// repeat the others in their order. Null when none can be read.
+std::optional<Picture> read_cells(const JobSetup& setup, const SheetPlace& place,
+                                  std::span<Source> sources, const Complaint& complain) {
+  const std::vector<k905::Cell> cells = k905::cells_of(setup.layout, place);
+  std::vector<std::optional<Picture>> photos(cells.size());
+  std::vector<std::size_t> readable;
+  for (std::size_t i = 0; i < sources.size(); ++i) {
+    photos[i] = read_for(k905::place_in(cells[i], place), setup.preparation, sources[i], complain);
+    if (photos[i]) {
+      readable.push_back(i);
+    }
+  }
+  std::size_t next = 0;
+  std::vector<Picture> filled;
+  for (std::size_t i = 0; i < cells.size() && !readable.empty(); ++i) {
+    if (!photos[i]) {
+      const std::size_t from = readable[next++ % readable.size()];
+      const bool is_alike =
+          cells[i].width == cells[from].width && cells[i].height == cells[from].height;
+      photos[i] = is_alike ? photos[from]
+                           : read_for(k905::place_in(cells[i], place), setup.preparation,
+                                      sources[from], [](const std::string&) {});
+    }
+    if (!photos[i]) {
+      return std::nullopt;
+    }
+    filled.push_back(*photos[i]);
+  }
+  return filled.empty() ? std::nullopt : std::optional(k905::collage(filled, cells, place));
+}
+
+// Null when nothing can be read; the sources say why.
+std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sources,
+                                  const Complaint& complain) {
+  const SheetPlace place = sheet_place(setup.destination->choices());
+  if (setup.test_page) {
+    return k905::test_page(place);
+  }
+  return setup.layout.empty() ? read_for(place, setup.preparation, sources.front(), complain)
+                              : read_cells(setup, place, sources, complain);
+}
+
 }  // namespace
 
 std::string job_title(const std::vector<std::string>& files) {
@@ -37,21 +101,18 @@ std::string job_title(const std::vector<std::string>& files) {
   return files.size() == 1 ? name : name + " and " + std::to_string(files.size() - 1) + " more";
 }
 
+std::size_t photos_per_page(const JobSetup& setup) {
+  const SheetPlace place = sheet_place(setup.destination->choices());
+  return setup.layout.empty() ? 1 : k905::cells_of(setup.layout, place).size();
+}
+
 std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
                                  const std::string& name, const Complaint& complain,
                                  std::string& error) {
-  const SheetPlace place = sheet_place(setup.destination->choices());
-  if (setup.test_page) {
-    return k905::test_page(place);
-  }
-  std::optional<Prepared> prepared = k905::page_in_child(path, place, setup.preparation, error);
-  if (!prepared) {
-    return std::nullopt;
-  }
-  if (!prepared->warning.empty()) {
-    complain(name + ": " + prepared->warning);
-  }
-  return std::move(prepared->page);
+  Source source{.path = path, .name = name};
+  std::optional<Picture> page = read_sheet(setup, {&source, 1}, complain);
+  error = source.error;
+  return page;
 }
 
 std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
@@ -67,18 +128,28 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
   bool is_taken = true;
   int pages = 0;
   std::string error;
-  for (std::size_t i = 0; i < files.size() && is_taken && (i == 0 || !stop_asked()); ++i) {
-    k905::PhotoReport& photo = photos[i];
+  const std::size_t at_once = photos_per_page(setup);
+  for (std::size_t i = 0; i < files.size() && is_taken && (i == 0 || !stop_asked()); i += at_once) {
     progress.show(done + static_cast<int>(i) + 1);
-    const std::optional<Picture> page =
-        read_page(setup, files[i], files[i], complain, photo.reason);
+    std::vector<Source> sources;
+    for (std::size_t k = i; k < std::min(i + at_once, files.size()); ++k) {
+      sources.push_back({.path = files[k], .name = files[k]});
+    }
+    const std::optional<Picture> page = read_sheet(setup, sources, complain);
+    for (std::size_t k = 0; k < sources.size(); ++k) {
+      k905::PhotoReport& photo = photos[i + k];
+      photo.reason = sources[k].error;
+      if (!page || !photo.reason.empty()) {
+        photo.outcome = text_of(Outcome::refused);
+        complain(files[i + k] + ": " + photo.reason);
+        continue;
+      }
+      photo.outcome.clear();
+      photo.sheet = pages / setup.pages_per_sheet + 1;
+    }
     if (!page) {
-      photo.outcome = text_of(Outcome::refused);
-      complain(files[i] + ": " + photo.reason);
       continue;
     }
-    photo.outcome.clear();
-    photo.sheet = pages / setup.pages_per_sheet + 1;
     pages += setup.copies;
     is_taken = is_begun || destination.begin({job_title(files), ""}, begun, error);
     is_begun = true;

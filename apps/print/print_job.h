@@ -16,14 +16,18 @@ struct JobSetup {
   Preparation preparation;
   int copies = 1;  // of each photo, one after the other
   int pages_per_sheet = 1;
+  std::string layout;      // of kLayouts; empty: one photo covers the sheet
   bool test_page = false;  // the ruler page in place of a photo, whatever the file's name
 };
 
 // What is said to the user on the way: a picture by name, and what is wrong with it.
 using Complaint = std::function<void(const std::string& words)>;
 
-// A photo as the page of a job. `path` is read; messages call it `name`. Null with the reason in
-// `error` when it cannot be read.
+// How many photos a sheet holds.
+[[nodiscard]] std::size_t photos_per_page(const JobSetup& setup);
+
+// A photo as the page of a job; with a layout it is in all of the cells. `path` is read; messages
+// call it `name`. Null with the reason in `error` when it cannot be read.
 [[nodiscard]] std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
                                                const std::string& name, const Complaint& complain,
                                                std::string& error);

@@ -332,6 +332,92 @@ TEST(PrintProgram, ToneSettingsAreThoseOfTheDialog) {
   EXPECT_EQ(pixel(picture_in(folder, "d.png"), 0.5, 0.5), (Colour{110, 100, 100}));
 }
 
+std::vector<std::uint8_t> plain_rows(std::size_t pixels, std::uint8_t value) {
+  return std::vector<std::uint8_t>(3 * pixels, value);
+}
+
+// Gray values of the middle of each cell of a grid of the paper.
+std::vector<int> grid_of(const Picture& sheet, std::size_t columns, std::size_t rows) {
+  std::vector<int> values;
+  for (std::size_t row = 0; row < rows; ++row) {
+    for (std::size_t column = 0; column < columns; ++column) {
+      const std::size_t x = (2 * column + 1) * sheet.width / (2 * columns);
+      const std::size_t y = (2 * row + 1) * sheet.height / (2 * rows);
+      values.push_back(sheet.bytes[3 * (y * sheet.width + x)]);
+    }
+  }
+  return values;
+}
+
+class PrintLayout : public testing::Test {
+ protected:
+  PrintLayout() {
+    for (const int value : {20, 100, 180, 240}) {
+      const auto rows = plain_rows(60 * 20, static_cast<std::uint8_t>(value));
+      folder_.write(std::to_string(value) + ".png", png_file(60, 20, {}, rows));
+    }
+    folder_.write("broken.png", "\x89PNG broken");
+  }
+  Picture preview(std::vector<std::string> arguments, int status = 0) {
+    arguments.insert(arguments.begin(), {"--preview", "sheet.png"});
+    const ChildResult result = print(folder_, arguments);
+    EXPECT_EQ(result.status, status) << result.log;
+    return picture_in(folder_, "sheet.png");
+  }
+  ScratchFolder folder_;
+};
+
+TEST_F(PrintLayout, ALonePhotoIsOnEveryStripAndTwoPhotosOnOneEach) {
+  EXPECT_THAT(grid_of(preview({"--layout", "strips", "20.png"}), 1, 2), ElementsAre(20, 20));
+  EXPECT_THAT(grid_of(preview({"--layout", "strips", "20.png", "100.png"}), 1, 2),
+              ElementsAre(20, 100));
+  EXPECT_THAT(
+      grid_of(preview({"--layout", "strips", "-p", "6x2*4", "20.png", "100.png", "180.png"}), 1, 4),
+      ElementsAre(20, 100, 180, 20));
+}
+
+// The paper's 1197 rows of 1/300 inch are cut in their middle; of 2394 at 600 dpi after 1197.
+TEST_F(PrintLayout, TheSeamIsOnTheCut) {
+  const std::vector<std::string> strips{"--layout", "strips", "20.png", "240.png"};
+  for (const auto& [density, first] : {std::pair{"300dpi", 25 + 599}, {"300x600dpi", 50 + 1197}}) {
+    std::vector<std::string> arguments{"--canvas", "-o", std::string("Resolution=") + density};
+    arguments.insert(arguments.end(), strips.begin(), strips.end());
+    const Picture sheet = preview(arguments);
+    const auto at = [&](int row) {
+      return sheet.bytes[3 * (static_cast<std::size_t>(row) * sheet.width + 900)];
+    };
+    EXPECT_EQ(at(first - 1), 20) << density;
+    EXPECT_EQ(at(first), 240) << density;
+  }
+}
+
+TEST_F(PrintLayout, GridsAreFilledByRowsAndTheRestIsRepeated) {
+  EXPECT_THAT(
+      grid_of(preview({"-p", "6x4", "--layout", "2x2", "20.png", "100.png", "180.png"}), 2, 2),
+      ElementsAre(20, 100, 180, 20));
+  EXPECT_THAT(
+      grid_of(preview({"-p", "6x8", "--layout", "1+2", "20.png", "100.png", "180.png"}), 2, 2),
+      ElementsAre(20, 20, 100, 180));
+}
+
+TEST_F(PrintLayout, AFifthPhotoBeginsAnotherSheet) {
+  preview({"-p", "6x4", "--layout", "2x2", "20.png", "20.png", "20.png", "20.png", "240.png"});
+  EXPECT_THAT(grid_of(picture_in(folder_, "sheet-2.png"), 2, 2), ElementsAre(240, 240, 240, 240));
+}
+
+TEST_F(PrintLayout, APhotoThatCannotBeReadIsNamedAndItsPlaceRepeatsTheOthers) {
+  EXPECT_THAT(grid_of(preview({"--layout", "strips", "broken.png", "100.png"}, 1), 1, 2),
+              ElementsAre(100, 100));
+}
+
+TEST_F(PrintLayout, StripsNeedAPaperThatIsCutIntoStrips) {
+  const ChildResult result =
+      print(folder_, {"--preview", "x.png", "-p", "6x4", "--layout", "strips", "20.png"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.log, HasSubstr("choose --paper 6x2*2"));
+  EXPECT_EQ(print(folder_, {"--preview", "x.png", "--layout", "3x3", "20.png"}).status, 2);
+}
+
 // The outermost dark pixels of the box along a line through it.
 std::array<std::size_t, 2> box_along(const Picture& sheet, bool across, std::size_t at) {
   std::array<std::size_t, 2> found{0, 0};

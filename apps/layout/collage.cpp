@@ -1,0 +1,92 @@
+#include "apps/layout/collage.h"
+
+#include <cmath>
+#include <string_view>
+
+#include "apps/image/draw.h"
+
+namespace k905 {
+
+namespace {
+
+// Divides one side of the sheet where the paper is divided: the sheet can reach a little beyond it.
+struct Side {
+  std::uint32_t pixels = 0;  // of the picture
+  std::uint32_t seen = 0;    // of the sheet
+  double paper_begin = 0;    // in pixels of the sheet
+  double paper_end = 0;
+
+  [[nodiscard]] std::uint32_t boundary(std::uint32_t part, std::uint32_t parts) const {
+    if (part == 0 || part == parts) {
+      return part == 0 ? 0 : pixels;
+    }
+    const double at = paper_begin + (paper_end - paper_begin) * part / parts;
+    return static_cast<std::uint32_t>(std::lround(at * pixels / seen));
+  }
+};
+
+struct Sides {
+  Side across;
+  Side down;
+};
+
+Sides sides_of(const SheetPlace& place) {
+  const PixelSize picture = picture_size(place);
+  const SheetFrame& first = place.frames.front();
+  const SheetFrame& last = place.frames.back();
+  return {{picture.width, place.seen_width, first.left, first.left + first.width},
+          {picture.height, place.seen_height, first.top, last.top + last.height}};
+}
+
+// Row `row` of `rows`, divided into columns.
+void add_row(std::vector<Cell>& cells, const Sides& sides, std::uint32_t row, std::uint32_t rows,
+             std::uint32_t columns) {
+  const std::uint32_t top = sides.down.boundary(row, rows);
+  const std::uint32_t bottom = sides.down.boundary(row + 1, rows);
+  for (std::uint32_t column = 0; column < columns; ++column) {
+    const std::uint32_t left = sides.across.boundary(column, columns);
+    const std::uint32_t right = sides.across.boundary(column + 1, columns);
+    cells.push_back({left, top, right - left, bottom - top});
+  }
+}
+
+// "6x2*4" is cut into four.
+std::uint32_t strips_of(const PaperConfig& paper) {
+  const std::string_view label = paper.label;
+  return label.starts_with("6x2*") ? static_cast<std::uint32_t>(label.back() - '0') : 0;
+}
+
+}  // namespace
+
+std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place) {
+  const Sides sheet = sides_of(place);
+  std::vector<Cell> cells;
+  if (layout == "strips") {
+    const std::uint32_t strips = strips_of(*place.paper);
+    for (std::uint32_t i = 0; i < strips; ++i) {
+      add_row(cells, sheet, i, strips, 1);
+    }
+  } else {
+    add_row(cells, sheet, 0, 2, layout == "2x2" ? 2 : 1);
+    add_row(cells, sheet, 1, 2, 2);
+  }
+  return cells;
+}
+
+SheetPlace place_in(const Cell& cell, const SheetPlace& place) {
+  SheetPlace part = place;
+  part.page_width = part.seen_width = cell.width;
+  part.page_height = part.seen_height = cell.height;
+  return part;
+}
+
+Picture collage(const std::vector<Picture>& photos, const std::vector<Cell>& cells,
+                const SheetPlace& place) {
+  Picture sheet = blank_picture(picture_size(place).width, picture_size(place).height);
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    paste(sheet, eight_bit_colours(photos[i]), cells[i].left, cells[i].top);
+  }
+  return page_for(sheet, place);
+}
+
+}  // namespace k905
