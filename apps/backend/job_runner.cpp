@@ -138,10 +138,12 @@ bool JobRunner::connect() {
 }
 
 // The serial number tells printers apart; one that has none is known by its address. A printer that
-// does not answer at all is closed.
+// does not answer at all is closed, and so is one that answered with its serial number before: it
+// would be taken for another printer, and nobody would know about the sheet in hand.
 void JobRunner::read_identity() {
   const Reply serial = printer_.ask(QuestionId::kSerialNumber);
-  if (serial.error != 0 && printer_.ask(QuestionId::kStatus).error != 0) {
+  const bool answers = serial.error == 0 || printer_.ask(QuestionId::kStatus).error == 0;
+  if (!answers || (serial.text.empty() && !seen_.serial_number.empty())) {
     printer_.close();
     return;
   }

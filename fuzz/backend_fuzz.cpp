@@ -1,0 +1,419 @@
+// The backend's dialogue: a stream of sheets, and a printer that answers late, wrongly or not at
+// all, takes bytes in pieces, loses its connection or its power anywhere. The clock is the target's
+// own, so that minutes of waiting cost nothing.
+//
+// Whatever happens, the sheets that came out are the first ones of the stream, in order, each once;
+// none at or after an invalid one; and no question is asked inside a sheet.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/types.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdarg>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/backend/job_runner.h"
+#include "apps/base/nameless_file.h"
+#include "apps/wire/printer_stream.h"
+#include "devtools/sim/dialogue.h"
+#include "fuzz/expect.h"
+#include "fuzz/input.h"
+#include "protocol/questions.h"
+#include "tests/support/wire_stream.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+using std::chrono::seconds;
+
+constexpr char kPath[] = "/dev/null";
+constexpr int kBuffers = 2;
+// Every call takes a moment, so that nothing can wait without the time passing.
+constexpr nanoseconds kCallTime{10000};
+
+// An event of the input, from the one that is most frequent. A used-up input gives no more of them.
+enum class Event { kNone, kSilence, kGarbage, kCutReply, kFault, kPart, kBusy, kLost, kPowerCycle };
+
+class FuzzedPrinter {
+ public:
+  explicit FuzzedPrinter(Input& input) : input_(input) {}
+
+  int connect() {
+    pass(kCallTime);
+    if (input_.byte() >= 200) {
+      errno = ENODEV;
+      return -1;
+    }
+    dead_ = false;
+    replies_.clear();
+    dialogue_ = std::make_unique<Dialogue>(Dialogue::Handlers{
+        [this](const std::string& group, const std::string& name) { answer(group, name); },
+        [this](Sheet&& sheet) { take(sheet); },
+        [this](const StreamError&) {
+          expect(hanging_up_, "whole sheets and questions are sent");
+        }});
+    return 0;
+  }
+
+  void hang_up() {
+    hanging_up_ = true;
+    if (dialogue_) {
+      dialogue_->end();
+      dialogue_.reset();
+    }
+    hanging_up_ = false;
+  }
+
+  ssize_t write(const std::uint8_t* bytes, std::size_t count) {
+    pass(kCallTime);
+    const Event event = event_of_write();
+    if (event == Event::kLost || event == Event::kPowerCycle) {
+      lose(event);
+    }
+    if (dead_ || event == Event::kBusy) {
+      errno = dead_ ? EIO : EAGAIN;
+      return -1;
+    }
+    const std::size_t taken =
+        event == Event::kPart ? std::min<std::size_t>(count, 1 + input_.below(3000)) : count;
+    dialogue_->hear(bytes, taken);
+    return static_cast<ssize_t>(taken);
+  }
+
+  ssize_t read(void* bytes, std::size_t count) {
+    pass(kCallTime);
+    if (dead_ || replies_.empty()) {
+      errno = dead_ ? EIO : EAGAIN;
+      return -1;
+    }
+    const std::size_t taken = std::min(count, replies_.size());
+    std::memcpy(bytes, replies_.data(), taken);
+    replies_.erase(0, taken);
+    return static_cast<ssize_t>(taken);
+  }
+
+  int wait(short events, int timeout_ms) {
+    if (dead_ || events == POLLOUT || !replies_.empty()) {
+      pass(kCallTime);
+      return 1;
+    }
+    pass(milliseconds(timeout_ms));
+    return 0;
+  }
+
+  void pass(nanoseconds time) {
+    now_ += time;
+    if (pending_ && now_ >= printed_at_) {
+      come_out();
+    }
+  }
+
+  [[nodiscard]] nanoseconds now() const { return now_; }
+  [[nodiscard]] const std::vector<int>& printed() const { return printed_; }
+  [[nodiscard]] bool has_given_a_wrong_serial() const { return serial_is_wrong_; }
+
+ private:
+  Event event_of_write() {
+    const std::uint8_t byte = input_.byte();
+    return byte < 200   ? Event::kNone
+           : byte < 225 ? Event::kPart
+           : byte < 240 ? Event::kBusy
+           : byte < 248 ? Event::kLost
+                        : Event::kPowerCycle;
+  }
+
+  Event event_of_question() {
+    const std::uint8_t byte = input_.byte();
+    constexpr Event kEvents[] = {Event::kSilence, Event::kGarbage, Event::kCutReply,
+                                 Event::kFault,   Event::kLost,    Event::kPowerCycle};
+    return byte < 208 ? Event::kNone : kEvents[byte % 6];
+  }
+
+  void lose(Event event) {
+    dead_ = true;
+    if (event == Event::kPowerCycle) {
+      pending_ = false;
+      fault_left_ = 0;
+    }
+  }
+
+  void answer(const std::string& group, const std::string& name) {
+    const Event event = event_of_question();
+    std::string reply = reply_to(group, name);
+    // The printer cannot be told from another one then.
+    const bool is_wrong = event == Event::kGarbage || event == Event::kCutReply ||
+                          (event == Event::kSilence && !has_had_a_sheet_);
+    serial_is_wrong_ = serial_is_wrong_ || (name == "SERIAL_NUMBER" && is_wrong);
+    switch (event) {
+      case Event::kLost:
+      case Event::kPowerCycle:
+        lose(event);
+        return;
+      case Event::kSilence:
+        return;
+      case Event::kNone:
+      case Event::kPart:
+      case Event::kBusy:
+        break;
+      case Event::kGarbage:
+        reply = "\xff?" + input_.until('\n').substr(0, 200);
+        // A number in a wrong place is what no printer gives.
+        std::replace_if(
+            reply.begin(), reply.end(), [](char c) { return c >= '0' && c <= '9'; }, 'x');
+        break;
+      case Event::kCutReply:
+        reply.resize(reply.size() / 2);
+        break;
+      case Event::kFault: {
+        constexpr int kCodes[] = {500, 1000, 1100, 1300, 2000, 4711};
+        fault_ = kCodes[input_.byte() % 6];
+        fault_left_ = input_.byte() % 20;
+        break;
+      }
+    }
+    replies_ += reply + "\r\n";
+  }
+
+  std::string reply_to(const std::string& group, const std::string& name) {
+    if (group == "STATUS") {
+      if (fault_left_ > 0) {
+        --fault_left_;
+        return wire_digits(static_cast<std::uint64_t>(fault_)).substr(3);
+      }
+      return pending_ ? "00001" : "00000";
+    }
+    if (name == "COUNTER_LIFE") {
+      return "CL" + wire_digits(printed_.size()).substr(1);
+    }
+    return name == "FREE_PBUFFER"    ? "FBP0" + std::to_string(kBuffers - (pending_ ? 1 : 0))
+           : name == "MQTY_DEFAULT"  ? "MQD 0400"
+           : name == "MQTY"          ? "MQT 0450"
+           : name == "SERIAL_NUMBER" ? "FUZZ1"
+           : name == "FVER"          ? "K905 1.00"
+                                     : "6x8";
+  }
+
+  void take(const Sheet& sheet) {
+    expect(!pending_, "a sheet is sent when the one before has come out");
+    pending_ = true;
+    has_had_a_sheet_ = true;
+    pending_number_ = sheet.plane[0][0];
+    printed_at_ = now_ + milliseconds(100) * input_.byte();
+    pass(nanoseconds(0));
+  }
+
+  void come_out() {
+    pending_ = false;
+    printed_.push_back(pending_number_);
+  }
+
+  Input& input_;
+  std::unique_ptr<Dialogue> dialogue_;
+  std::string replies_;
+  bool dead_ = false;
+  bool hanging_up_ = false;
+  bool serial_is_wrong_ = false;
+  bool has_had_a_sheet_ = false;
+  int fault_ = 0;
+  int fault_left_ = 0;
+  bool pending_ = false;
+  int pending_number_ = 0;
+  nanoseconds printed_at_{0};
+  nanoseconds now_{0};
+  std::vector<int> printed_;
+};
+
+// What the system calls of the code under test reach, while it runs.
+FuzzedPrinter* printer = nullptr;
+int printer_descriptor = -1;
+nanoseconds stop_at{0};
+
+bool is_the_printer(int descriptor) {
+  return printer != nullptr && descriptor == printer_descriptor;
+}
+
+// The wait of the backend for a stop request, the stream, or a time.
+int wait_for_request(pollfd* waits, int timeout_ms) {
+  for (nfds_t i = 0; i < 3; ++i) {
+    waits[i].revents = 0;
+  }
+  const bool readable = waits[2].fd >= 0;
+  printer->pass(readable || timeout_ms == 0 ? kCallTime : nanoseconds(milliseconds(timeout_ms)));
+  waits[2].revents = readable ? POLLIN : 0;
+  waits[0].revents = printer->now() >= stop_at ? POLLHUP : 0;
+  return waits[0].revents != 0 || readable ? 1 : 0;
+}
+
+std::string stream_of(Input& input) {
+  std::string stream;
+  const int sheets = 1 + input.byte() % 4;
+  for (int number = 1; number <= sheets; ++number) {
+    const auto pixel = static_cast<std::uint8_t>(number);
+    const std::vector<std::uint8_t> plane(6, pixel);
+    stream += wire_sheet({.plane = {plane, plane, plane}, .matte = input.byte() % 2 != 0});
+  }
+  switch (input.byte() % 4) {
+    case 0:
+      stream[input.below(stream.size())] = static_cast<char>(input.byte());
+      break;
+    case 1:
+      stream.resize(input.below(stream.size()));
+      break;
+    default:
+      break;
+  }
+  return stream;
+}
+
+std::vector<int> numbers_in(const ParsedStream& parsed) {
+  std::vector<int> numbers;
+  for (const Sheet& sheet : parsed.sheets) {
+    numbers.push_back(sheet.plane[0][0]);
+  }
+  return numbers;
+}
+
+int run_job(const std::string& stream) {
+  using namespace k905;
+  const Descriptor input(nameless_file_holding("stream", stream));
+  backend::StopRequest stop(open("/dev/zero", O_RDONLY | O_CLOEXEC));
+  backend::RecordFolder records;
+  Printer device({.kind = PrinterAddress::Kind::kPath, .name = kPath, .port = ""});
+  backend::SheetSource source(input.get(), 1);
+  backend::JobRunner runner({.identity = "fuzz", .check_media = true}, device, source, records,
+                            stop, nullptr);
+  return runner.run();
+}
+
+}  // namespace
+
+// ---- the system calls of the code under test ----
+
+extern "C" {
+
+int __real_open(const char* path, int flags, ...);
+int __real_close(int descriptor);
+ssize_t __real_read(int descriptor, void* bytes, std::size_t count);
+ssize_t __real_write(int descriptor, const void* bytes, std::size_t count);
+int __real_poll(pollfd* descriptors, nfds_t count, int timeout_ms);
+int __real_flock(int descriptor, int operation);
+int __real_nanosleep(const timespec* time, timespec* left);
+std::chrono::steady_clock::time_point __real__ZNSt6chrono3_V212steady_clock3nowEv();
+
+int __wrap_open(const char* path, int flags, ...);
+int __wrap_close(int descriptor);
+ssize_t __wrap_read(int descriptor, void* bytes, std::size_t count);
+ssize_t __wrap___read_chk(int descriptor, void* bytes, std::size_t count, std::size_t size);
+ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count);
+int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout_ms);
+int __wrap_flock(int descriptor, int operation);
+int __wrap_nanosleep(const timespec* time, timespec* left);
+std::chrono::steady_clock::time_point __wrap__ZNSt6chrono3_V212steady_clock3nowEv();
+
+int __wrap_open(const char* path, int flags, ...) {
+  va_list more;
+  va_start(more, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
+  va_end(more);
+  const bool is_printer = printer != nullptr && std::strcmp(path, kPath) == 0;
+  if (is_printer && printer->connect() != 0) {
+    return -1;
+  }
+  const int descriptor = __real_open(path, flags, mode);
+  if (is_printer) {
+    printer_descriptor = descriptor;
+  }
+  return descriptor;
+}
+
+int __wrap_close(int descriptor) {
+  if (is_the_printer(descriptor)) {
+    printer->hang_up();
+    printer_descriptor = -1;
+  }
+  return __real_close(descriptor);
+}
+
+ssize_t __wrap_read(int descriptor, void* bytes, std::size_t count) {
+  return is_the_printer(descriptor) ? printer->read(bytes, count)
+                                    : __real_read(descriptor, bytes, count);
+}
+
+ssize_t __wrap___read_chk(int descriptor, void* bytes, std::size_t count, std::size_t /*size*/) {
+  return __wrap_read(descriptor, bytes, count);
+}
+
+ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {
+  if (is_the_printer(descriptor)) {
+    return printer->write(static_cast<const std::uint8_t*>(bytes), count);
+  }
+  // Lines for the scheduler.
+  const bool is_message = printer != nullptr && descriptor == STDERR_FILENO;
+  return is_message ? static_cast<ssize_t>(count) : __real_write(descriptor, bytes, count);
+}
+
+int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout_ms) {
+  if (printer != nullptr && count == 3) {
+    return wait_for_request(descriptors, timeout_ms);
+  }
+  return count == 1 && is_the_printer(descriptors->fd)
+             ? printer->wait(descriptors->events, timeout_ms)
+             : __real_poll(descriptors, count, timeout_ms);
+}
+
+int __wrap_flock(int descriptor, int operation) {
+  return is_the_printer(descriptor) ? 0 : __real_flock(descriptor, operation);
+}
+
+int __wrap_nanosleep(const timespec* time, timespec* left) {
+  if (printer == nullptr) {
+    return __real_nanosleep(time, left);
+  }
+  printer->pass(seconds(time->tv_sec) + nanoseconds(time->tv_nsec));
+  return 0;
+}
+
+std::chrono::steady_clock::time_point __wrap__ZNSt6chrono3_V212steady_clock3nowEv() {
+  return printer == nullptr ? __real__ZNSt6chrono3_V212steady_clock3nowEv()
+                            : std::chrono::steady_clock::time_point(printer->now());
+}
+
+}  // extern "C"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace k905::backend;
+  Input input(data, size);
+  const std::string stream = stream_of(input);
+  const ParsedStream parsed =
+      parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
+  const std::vector<int> valid = numbers_in(parsed);
+  const bool is_stopped = input.byte() % 2 != 0;
+  stop_at = is_stopped ? nanoseconds(milliseconds(20) * input.below(10000)) : seconds(3600);
+
+  FuzzedPrinter fuzzed(input);
+  printer = &fuzzed;
+  const int status = run_job(stream);
+  printer = nullptr;
+
+  const std::vector<int>& printed = fuzzed.printed();
+  expect(
+      printed.size() <= valid.size() && std::equal(printed.begin(), printed.end(), valid.begin()),
+      "the first sheets come out in order, each once");
+  expect(status == kDone || status == kHoldJob || status == kTryAgain, "a status of the table");
+  expect(status != kDone || (printed == valid && !parsed.error),
+         "all sheets of a job that is done");
+  expect(
+      status != kHoldJob || fuzzed.has_given_a_wrong_serial() || (parsed.error && printed == valid),
+      "only an invalid stream holds the job, and what is before the damage comes out");
+  expect(status != kTryAgain || fuzzed.now() >= stop_at, "nothing but a request ends a valid job");
+  return 0;
+}
