@@ -57,11 +57,11 @@ void put_number(char* to, std::uint32_t number) {
 void correct_vertical_density(std::span<char> png, double per_millimeter) {
   constexpr std::size_t body = 13;  // the name of the chunk, two numbers and the unit
   const std::string_view name = "pHYs";
-  const auto chunk = std::ranges::search(png, name);
-  if (static_cast<std::size_t>(chunk.end() - chunk.begin()) == 0) {
+  const auto chunk = std::search(png.begin(), png.end(), name.begin(), name.end());
+  if (chunk == png.end()) {
     return;
   }
-  char* start = &*chunk.begin();
+  char* start = &*chunk;
   put_number(start + 8, static_cast<std::uint32_t>(std::lround(per_millimeter * 1000)));
   put_number(start + body, crc_of({start, body}));
 }

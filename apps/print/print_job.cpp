@@ -120,6 +120,7 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
                                          int done, const Complaint& complain) {
   Destination& destination = *setup.destination;
   std::vector<k905::PhotoReport> photos;
+  photos.reserve(files.size());
   for (const std::string& file : files) {
     photos.push_back(k905::report_of(file, k905::kStopped, destination.target()));
   }
