@@ -31,8 +31,12 @@ constexpr char kProfileOption[] = "ICCProfile";
 // Bytes of the stream that are passed on at once.
 constexpr std::size_t kPieceSize = 1 << 18;
 
-// What can go wrong with the filter's stream on its way.
-enum class Trouble { none, write_error, wrong_stream, cut_stream, sheet, no_memory };
+// What can go wrong with the filter's stream on its way. Constants, since noting one must not fail.
+constexpr char kWriteError[] = "cannot be written";
+constexpr char kSheetProblem[] = "a sheet was not taken";
+constexpr char kWrongStream[] = "the filter's stream is not what the printer takes";
+constexpr char kCutStream[] = "the filter's stream ends inside a sheet";
+constexpr char kNoMemory[] = "not enough memory";
 
 class FilterDestination final : public Destination {
  public:
@@ -55,7 +59,7 @@ class FilterDestination final : public Destination {
     }
     begun.place = output_.place();
     pages_ = pages_made_ = 0;
-    trouble_ = Trouble::none;
+    trouble_ = nullptr;
     if (!start(error)) {
       abandon();
       return false;
@@ -65,7 +69,7 @@ class FilterDestination final : public Destination {
   }
 
   [[nodiscard]] bool page(const Picture& page, std::string& error) override {
-    if (trouble_ == Trouble::none && writer_->write_page(place_, page, error)) {
+    if (trouble_ == nullptr && writer_->write_page(place_, page, error)) {
       ++pages_;
       return true;
     }
@@ -207,29 +211,29 @@ class FilterDestination final : public Destination {
       const auto count = static_cast<std::size_t>(got);
       if (passes_on && !output_.write(piece_.data(), count)) {
         write_error_ = errno;
-        note(Trouble::write_error);
+        note(kWriteError);
         passes_on = false;
       }
       check(count);
       // After most troubles the stream is only drained, so that the filter comes to its end. Lack
       // of memory is no fault of the stream: the sheet in hand still reaches the printer whole.
-      passes_on = passes_on && (trouble_ == Trouble::none || trouble_ == Trouble::no_memory);
+      passes_on = passes_on && (trouble_ == nullptr || trouble_ == kNoMemory);
     }
-    if (trouble_ == Trouble::none && !parser_->finish()) {
-      note(Trouble::cut_stream);
+    if (trouble_ == nullptr && !parser_->finish()) {
+      note(kCutStream);
     }
   }
 
   void check(std::size_t count) {
-    if (trouble_ != Trouble::none) {
+    if (trouble_ != nullptr) {
       return;
     }
     try {
       if (!parser_->feed(piece_.data(), count)) {
-        note(Trouble::wrong_stream);
+        note(kWrongStream);
       }
     } catch (const std::exception&) {
-      note(Trouble::no_memory);
+      note(kNoMemory);
     }
   }
 
@@ -240,37 +244,27 @@ class FilterDestination final : public Destination {
     pages_made_ += shared ? 2 : 1;
     if (setup_.on_sheet) {
       std::string problem = setup_.on_sheet(sheet);
-      if (!problem.empty() && trouble_ == Trouble::none) {
+      if (!problem.empty() && trouble_ == nullptr) {
         sheet_problem_ = std::move(problem);
-        note(Trouble::sheet);
+        note(kSheetProblem);
       }
     }
   }
 
   // The first one counts. What belongs to it was set before.
-  void note(Trouble trouble) {
-    if (trouble_ == Trouble::none) {
+  void note(const char* trouble) {
+    if (trouble_ == nullptr) {
       trouble_ = trouble;
     }
   }
 
   // What is wrong, in words; "" when nothing is.
   [[nodiscard]] std::string trouble() const {
-    switch (trouble_) {
-      case Trouble::none:
-        return "";
-      case Trouble::write_error:
-        return setup_.to + ": " + std::strerror(write_error_);
-      case Trouble::wrong_stream:
-        return "the filter's stream is not what the printer takes";
-      case Trouble::cut_stream:
-        return "the filter's stream ends inside a sheet";
-      case Trouble::sheet:
-        return sheet_problem_;
-      case Trouble::no_memory:
-        return "not enough memory";
-    }
-    return "";
+    const char* const trouble = trouble_;
+    return trouble == nullptr         ? ""
+           : trouble == kWriteError   ? setup_.to + ": " + std::strerror(write_error_)
+           : trouble == kSheetProblem ? sheet_problem_
+                                      : trouble;
   }
 
   FilterDestinationSetup setup_;
@@ -283,7 +277,7 @@ class FilterDestination final : public Destination {
   std::vector<std::uint8_t> piece_;
   std::optional<PrinterStreamParser> parser_;
   std::optional<RasterWriter> writer_;
-  std::atomic<Trouble> trouble_ = Trouble::none;
+  std::atomic<const char*> trouble_ = nullptr;
   int write_error_ = 0;
   std::string sheet_problem_;
   int pages_ = 0;

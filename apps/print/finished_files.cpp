@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "apps/base/descriptor.h"
 #include "apps/base/write_whole.h"
 
 namespace {
@@ -51,9 +52,8 @@ bool is_same_file(const std::string& path, const FileStamp& stamp) {
 }
 
 bool write_reason(const std::string& path, const std::string& reason) {
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  const bool written = file >= 0 && write_whole(file, reason + "\n");
-  return file >= 0 && close(file) == 0 && written;
+  k905::Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  return file && write_whole(file.get(), reason + "\n") && close(file.release()) == 0;
 }
 
 }  // namespace

@@ -106,14 +106,8 @@ struct FolderWatch::Event {
 
 FolderWatch::FolderWatch(FolderWatchSetup setup)
     : setup_(std::move(setup)), events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-  setup_.look_through = setup_.look_through || events_ < 0 || !is_local(setup_.folder);
+  setup_.look_through = setup_.look_through || !events_ || !is_local(setup_.folder);
   (void)follow_folder();  // take() reports what is wrong with it
-}
-
-FolderWatch::~FolderWatch() {
-  if (events_ >= 0) {
-    close(events_);
-  }
 }
 
 std::optional<FolderEvents> FolderWatch::take() {
@@ -149,7 +143,7 @@ void FolderWatch::wait(std::chrono::milliseconds limit) const {
                                   state.changed + setup_.settle - Clock::now()));
     }
   }
-  pollfd event{events_, POLLIN, 0};
+  pollfd event{events_.get(), POLLIN, 0};
   (void)poll(&event, 1, static_cast<int>(std::max(limit, std::chrono::milliseconds(0)).count()));
 }
 
@@ -169,9 +163,9 @@ bool FolderWatch::follow_folder() {
   present_.clear();  // what is not in the new folder was not removed from it
   find_all_ = true;
   if (watch_ >= 0) {
-    inotify_rm_watch(events_, watch_);
+    inotify_rm_watch(events_.get(), watch_);
   }
-  watch_ = events_ < 0 ? 0 : inotify_add_watch(events_, setup_.folder.c_str(), kEvents);
+  watch_ = !events_ ? 0 : inotify_add_watch(events_.get(), setup_.folder.c_str(), kEvents);
   if (watch_ < 0) {
     // Without events there is still the look from time to time.
     setup_.look_through = true;
@@ -186,7 +180,7 @@ void FolderWatch::read_events(FolderEvents& found) {
   alignas(inotify_event) std::array<char, 65536> bytes;
   ssize_t got = 0;
   bool any = false;
-  while (events_ >= 0 && (got = read(events_, bytes.data(), bytes.size())) > 0) {
+  while (events_ && (got = read(events_.get(), bytes.data(), bytes.size())) > 0) {
     any = true;
     for (ssize_t at = 0; at < got;) {
       inotify_event event{};

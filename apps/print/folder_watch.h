@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/base/descriptor.h"
 #include "apps/print/ledger.h"
 
 struct FolderEvents {
@@ -41,9 +42,6 @@ class FolderWatch {
   // A photo has settled when nobody wrote to it for `settle` and no program that was seen to write
   // to it still has it open.
   explicit FolderWatch(FolderWatchSetup setup);
-  ~FolderWatch();
-  FolderWatch(const FolderWatch&) = delete;
-  FolderWatch& operator=(const FolderWatch&) = delete;
 
   // What happened since the last call; at first, and after events were lost, all photos of the
   // folder settle again. Nothing, with errno set, when the folder cannot be read.
@@ -53,7 +51,7 @@ class FolderWatch {
   void wait(std::chrono::milliseconds limit) const;
 
   // For tests: the descriptor that events are read from.
-  [[nodiscard]] int events() const { return events_; }
+  [[nodiscard]] int events() const { return events_.get(); }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -75,7 +73,7 @@ class FolderWatch {
   void note_other_type(const std::string& name, FolderEvents& found);
 
   FolderWatchSetup setup_;
-  int events_ = -1;
+  k905::Descriptor events_;
   int watch_ = -1;
   // Which folder the path led to.
   std::uint64_t device_ = 0;

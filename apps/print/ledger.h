@@ -6,18 +6,13 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-struct sqlite3;
+#include "apps/print/database.h"
 
-class LedgerError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+using LedgerError = k905::DatabaseError;
 
 // What the file system tells about a file: a change to its bytes changes some of it.
 struct FileStamp {
@@ -90,9 +85,6 @@ class Ledger {
   using Clock = std::int64_t (*)();  // seconds of the Unix epoch
 
   explicit Ledger(Clock clock = nullptr);  // null: the system's
-  ~Ledger();
-  Ledger(const Ledger&) = delete;
-  Ledger& operator=(const Ledger&) = delete;
 
   // Opens the ledger, or creates one. False, with the reason in `error`, when it cannot be written
   // or is not a ledger.
@@ -158,13 +150,10 @@ class Ledger {
                    const std::string& reason);
 
  private:
-  [[nodiscard]] bool prepare(std::string& error);
   [[nodiscard]] std::int64_t now() const { return clock_(); }
+  void add_sheet(const std::string& folder, const std::string& name, const Content& content,
+                 std::int64_t time, Outcome outcome, const std::string& reason);
 
-  struct Closer {
-    void operator()(sqlite3* database) const;
-  };
-  std::unique_ptr<sqlite3, Closer> database_;
-  std::string path_;
+  k905::Database database_;
   Clock clock_;
 };

@@ -15,6 +15,7 @@
 #include "apps/print/command_line.h"
 #include "apps/print/filter_destination.h"
 #include "apps/print/history.h"
+#include "apps/print/ledger_place.h"
 #include "apps/print/printer_destination.h"
 #include "apps/print/queue_destination.h"
 #include "apps/print/queue_jobs.h"

@@ -12,29 +12,6 @@
 #include "apps/base/nameless_file.h"
 #include "apps/base/write_whole.h"
 
-namespace {
-
-class OpenFile {
- public:
-  // A named pipe in the folder must not keep the program waiting.
-  explicit OpenFile(const std::string& path)
-      : number_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)) {}
-  ~OpenFile() {
-    if (number_ >= 0) {
-      close(number_);
-    }
-  }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-
-  [[nodiscard]] int number() const { return number_; }
-
- private:
-  int number_;
-};
-
-}  // namespace
-
 FileStamp stamp_of(const struct stat& status) {
   return {.inode = status.st_ino,
           .size = static_cast<std::uint64_t>(status.st_size),
@@ -44,16 +21,11 @@ FileStamp stamp_of(const struct stat& status) {
           .changed_ns = status.st_ctim.tv_nsec};
 }
 
-PhotoFile::~PhotoFile() {
-  if (copy_ >= 0) {
-    close(copy_);
-  }
-}
-
 PhotoRead PhotoFile::read(const std::string& path, std::string& error) {
-  const OpenFile file(path);
+  // A named pipe in the folder must not keep the program waiting.
+  const k905::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status {};
-  if (file.number() < 0 || fstat(file.number(), &status) != 0) {
+  if (!file || fstat(file.get(), &status) != 0) {
     error = std::strerror(errno);
     return errno == ENOENT ? PhotoRead::missing : PhotoRead::failed;
   }
@@ -66,7 +38,7 @@ PhotoRead PhotoFile::read(const std::string& path, std::string& error) {
     error = "the file is too large (" + std::to_string(stamp_.size) + " bytes)";
     return PhotoRead::too_large;
   }
-  if (!copy_bytes(file.number()) || fstat(file.number(), &status) != 0) {
+  if (!copy_bytes(file.get()) || fstat(file.get(), &status) != 0) {
     error = std::strerror(errno);
     return PhotoRead::failed;
   }
@@ -78,8 +50,8 @@ PhotoRead PhotoFile::read(const std::string& path, std::string& error) {
 }
 
 bool PhotoFile::copy_bytes(int file) {
-  copy_ = nameless_file("k905-print photo");
-  if (copy_ < 0) {
+  copy_.reset(nameless_file("k905-print photo"));
+  if (!copy_) {
     return false;
   }
   content_ = {0, kFnv1aOfNothing};
@@ -99,7 +71,7 @@ bool PhotoFile::copy_bytes(int file) {
     if (content_.size > stamp_.size) {
       return true;
     }
-    if (!write_whole(copy_, piece)) {
+    if (!write_whole(copy_.get(), piece)) {
       return false;
     }
   }

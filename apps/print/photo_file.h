@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "apps/base/descriptor.h"
 #include "apps/print/ledger.h"
 
 [[nodiscard]] FileStamp stamp_of(const struct stat& status);
@@ -22,11 +23,6 @@ inline constexpr std::uint64_t kLargestPhotoFile = std::uint64_t{512} << 20;
 
 class PhotoFile {
  public:
-  PhotoFile() = default;
-  ~PhotoFile();
-  PhotoFile(const PhotoFile&) = delete;
-  PhotoFile& operator=(const PhotoFile&) = delete;
-
   // `error` is filled unless the result is complete or missing. After too_large `content` has the
   // size only.
   [[nodiscard]] PhotoRead read(const std::string& path, std::string& error);
@@ -34,12 +30,12 @@ class PhotoFile {
   [[nodiscard]] const FileStamp& stamp() const { return stamp_; }
   [[nodiscard]] const Content& content() const { return content_; }
   // A file with the bytes that were read; it is there as long as this object is.
-  [[nodiscard]] std::string copy() const { return "/dev/fd/" + std::to_string(copy_); }
+  [[nodiscard]] std::string copy() const { return "/dev/fd/" + std::to_string(copy_.get()); }
 
  private:
   [[nodiscard]] bool copy_bytes(int file);
 
   FileStamp stamp_;
   Content content_;
-  int copy_ = -1;
+  k905::Descriptor copy_;
 };

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <utility>
 
+#include "apps/base/descriptor.h"
 #include "apps/print/queue_jobs.h"
 
 namespace {
@@ -28,18 +29,13 @@ std::string new_ticket() {
 // Cuts the file back to what it was before the sheet. False when this is not the file it was, so
 // that nobody knows what it has of the sheet.
 bool cut_back(const std::string& path, const FilePlace& place) {
-  const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  if (file < 0) {
-    return false;
-  }
+  const k905::Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status {};
   // In the lock of those who write: OutputFile.
-  const bool is_same = flock(file, LOCK_EX) == 0 && fstat(file, &status) == 0 &&
+  const bool is_same = file && flock(file.get(), LOCK_EX) == 0 && fstat(file.get(), &status) == 0 &&
                        status.st_dev == place.device && status.st_ino == place.inode &&
                        status.st_size >= place.length;
-  const bool cut = is_same && ftruncate(file, place.length) == 0 && fsync(file) == 0;
-  close(file);
-  return cut;
+  return is_same && ftruncate(file.get(), place.length) == 0 && fsync(file.get()) == 0;
 }
 
 // What became of the sheets of a job; nothing when that cannot be known now.

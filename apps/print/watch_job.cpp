@@ -1,31 +1,23 @@
 #include "apps/print/watch_job.h"
 
-#include <fcntl.h>
-#include <pwd.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cinttypes>
-#include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <iterator>
-#include <limits>
 #include <map>
 #include <set>
 #include <utility>
 
-#include "apps/base/fnv1a.h"
 #include "apps/layout/page_in_child.h"
 #include "apps/print/finished_files.h"
 #include "apps/print/folder_watch.h"
-#include "apps/print/old_journal.h"
+#include "apps/print/ledger_place.h"
+#include "apps/print/order_printer.h"
 #include "apps/print/photo_file.h"
-#include "apps/print/sheet_printer.h"
 
 namespace {
 
@@ -39,96 +31,6 @@ constexpr seconds kAskAgain{1};
 constexpr milliseconds kFirstRetry{1000};
 constexpr milliseconds kLongestRetry{300000};
 
-std::string home_folder() {
-  if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
-    return home;
-  }
-  // Asked for before any thread is started.
-  // cppcheck-suppress getpwuidCalled
-  const passwd* user = getpwuid(getuid());
-  return user != nullptr ? user->pw_dir : "";
-}
-
-// The user's folder for files of this program.
-std::string state_folder(std::string& error) {
-  const char* state = std::getenv("XDG_STATE_HOME");
-  const std::string home = home_folder();
-  std::string place = state != nullptr && *state == '/' ? state
-                      : !home.empty()                   ? home + "/.local/state"
-                                                        : "";
-  if (place.empty()) {
-    error = "no place for the ledger; name one with --ledger";
-    return "";
-  }
-  place += "/k905-print";
-  std::error_code problem;
-  std::filesystem::create_directories(place, problem);
-  return place;
-}
-
-std::string hash_in_name(const std::string& folder) {
-  char text[24];
-  std::snprintf(text, sizeof text, "-%016" PRIx64, fnv1a(folder));
-  return text;
-}
-
-// Where earlier versions noted what was printed from that folder.
-std::string usual_journal(const std::string& folder) {
-  std::string error;
-  constexpr std::size_t longest = 200;
-  const std::string name = std::filesystem::path(folder).filename().string().substr(0, longest);
-  return state_folder(error) + "/" + name + hash_in_name(folder) + ".journal";
-}
-
-std::int64_t start_of_today() {
-  const std::time_t now = std::time(nullptr);
-  std::tm day{};
-  localtime_r(&now, &day);
-  day.tm_hour = day.tm_min = day.tm_sec = 0;
-  day.tm_isdst = -1;
-  return std::mktime(&day);
-}
-
-// One program at a time prints from a folder: a lock that ends with the program.
-class FolderLock {
- public:
-  FolderLock() = default;
-  ~FolderLock() {
-    if (file_ >= 0) {
-      close(file_);
-    }
-  }
-  FolderLock(const FolderLock&) = delete;
-  FolderLock& operator=(const FolderLock&) = delete;
-
-  enum class Result { taken, held_by_another, failed };
-  [[nodiscard]] Result take(const std::string& ledger, const std::string& folder,
-                            std::string& error) {
-    const std::string path = ledger + hash_in_name(folder) + ".lock";
-    file_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (file_ >= 0 && flock(file_, LOCK_EX | LOCK_NB) == 0) {
-      return Result::taken;
-    }
-    error = path + ": " + std::strerror(errno);
-    return file_ >= 0 && errno == EWOULDBLOCK ? Result::held_by_another : Result::failed;
-  }
-
- private:
-  int file_ = -1;
-};
-
-// A ledger at the place of an old journal: the journal gives way and is imported.
-bool open_ledger(Ledger& ledger, const std::string& path, const std::string& folder,
-                 std::string& error) {
-  const std::string aside = path + ".old";
-  if (is_old_journal(path) && std::rename(path.c_str(), aside.c_str()) != 0) {
-    error = path + ": " + std::strerror(errno);
-    return false;
-  }
-  return ledger.open(path, error) && import_old_journal(aside, folder, ledger, error) &&
-         import_old_journal(usual_journal(folder), folder, ledger, error);
-}
-
 class FolderPrinter {
  public:
   FolderPrinter(const WatchSetup& setup, std::string folder, Ledger& ledger,
@@ -141,6 +43,7 @@ class FolderPrinter {
         progress_("photo", 1) {}
 
   void watch() {
+    is_watching_ = true;
     start();
     FolderWatch watch({.folder = folder_});
     while (!stop_asked()) {
@@ -175,13 +78,6 @@ class FolderPrinter {
     milliseconds delay = kFirstRetry;
     std::string problem;  // that was reported
   };
-  // A photo with the sheets that are to be printed of it.
-  struct Order {
-    std::string name;
-    std::vector<std::int64_t> sheets;
-    Picture page;
-  };
-
   void start() {
     if (setup_.new_only && !ledger_.is_folder_known(folder_)) {
       leave_all();
@@ -237,14 +133,12 @@ class FolderPrinter {
     if (!std::exchange(was_settled_, true)) {
       note_orders();
     }
-    if (!due().empty() && is_destination_ready()) {
-      print_due();
-    }
+    print_due();
   }
 
   // Asked before a photo is read: what is removed until the printer is ready is not printed.
   bool is_destination_ready() {
-    const std::string obstacle = setup_.job.destination->obstacle();
+    const std::string obstacle = is_watching_ ? setup_.job.destination->obstacle() : "";
     if (!obstacle.empty()) {
       complain_once(obstacle + "; waiting");
       try_again_ = Clock::now() + kAskAgain;
@@ -287,100 +181,34 @@ class FolderPrinter {
 
   // Those that cannot be printed now stay in the list.
   void print_due() {
-    std::vector<Order> orders;  // whose sheets are not all sent
-    std::vector<SheetPrinter::Page> pages;
+    k905::OrderPrinter orders(
+        setup_.job, ledger_, folder_, setup_.limit, printer_,
+        [this](const std::string& name, const std::string& place) { finish(name, place); });
+    std::string error;
+    bool goes_on = true;
     for (const std::string& name : due()) {
-      if (!print_file(name, orders, pages)) {
+      progress_.show(1);
+      if (!is_destination_ready()) {
         return;
       }
-    }
-    (void)print_pages(orders, pages);
-  }
-
-  // False when nothing more can be printed now.
-  bool print_file(const std::string& name, std::vector<Order>& orders,
-                  std::vector<SheetPrinter::Page>& pages) {
-    progress_.show(1);
-    std::optional<Order> order = take_up(name);
-    if (!order) {
-      return true;
-    }
-    orders.push_back(std::move(*order));
-    for (const std::int64_t id : orders.back().sheets) {
-      pages.push_back({id, name, nullptr});
-      if (pages.size() == pages_per_job() && !print_pages(orders, pages)) {
-        return false;
+      if (std::optional<k905::PhotoOrder> order = take_up(name)) {
+        goes_on = orders.add(std::move(*order), error);
+      }
+      if (!goes_on) {
+        break;
       }
     }
-    // Photos that share a sheet wait for each other; other jobs are of one photo.
-    return setup_.job.pages_per_sheet > 1 || print_pages(orders, pages);
-  }
-
-  [[nodiscard]] std::size_t pages_per_job() const {
-    // One sheet at a time goes where nobody can ask what became of it. A queue takes all copies of
-    // a photo in one job.
-    return setup_.job.pages_per_sheet > 1 ? 2
-           : setup_.job.destination->target().queue.empty()
-               ? 1
-               : std::numeric_limits<std::size_t>::max();
-  }
-
-  // Prints the pages and empties both lists. False when nothing more can be printed now.
-  bool print_pages(std::vector<Order>& orders, std::vector<SheetPrinter::Page>& pages) {
-    if (pages.empty()) {
-      return true;
-    }
-    // What waits in the ledger is printed after the next start.
-    if (stop_asked()) {
-      return false;
-    }
-    if (!keep_limit(pages)) {
-      return false;
-    }
-    for (SheetPrinter::Page& page : pages) {
-      page.page = &std::ranges::find(orders, page.name, &Order::name)->page;
-    }
-    std::string word;
-    std::string error;
-    const bool taken = printer_.print(pages, word, error);
-    if (!taken) {
+    if ((!goes_on || !orders.finish(error)) && !error.empty()) {
       complain_once(error);
       try_again_ = Clock::now() + kTryAgain;
-    } else {
-      last_complaint_.clear();
     }
-    for (const SheetPrinter::Page& page : pages) {
-      finish(page.name, taken ? word : "");
-    }
-    pages.clear();
-    const std::string last = orders.back().name;
-    std::erase_if(orders, [&last](const Order& order) { return order.name != last; });
-    return taken;
-  }
-
-  // Takes the sheets away that are too many for today. False when none is left.
-  bool keep_limit(std::vector<SheetPrinter::Page>& pages) {
-    if (setup_.limit == 0) {
-      return true;
-    }
-    const int left = setup_.limit - ledger_.sheets_since(folder_, start_of_today());
-    if (left <= 0) {
-      complain_once("the limit of " + std::to_string(setup_.limit) +
-                    " sheets for today is reached; the rest is printed tomorrow, or after a start "
-                    "with a higher --limit");
-      try_again_ = Clock::now() + kTryAgain;
-      return false;
-    }
-    const std::size_t most =
-        static_cast<std::size_t>(left) * static_cast<std::size_t>(setup_.job.pages_per_sheet);
-    pages.resize(std::min(pages.size(), most));
-    return true;
   }
 
   // After a sheet of the photo: when it was the last, the photo is done.
-  void finish(const std::string& name, const std::string& word) {
+  void finish(const std::string& name, const std::string& place) {
+    last_complaint_.clear();
     const auto todo = todo_.find(name);
-    if (todo == todo_.end() || !ledger_.waiting(folder_, name).empty() || word.empty()) {
+    if (todo == todo_.end() || !ledger_.waiting(folder_, name).empty()) {
       return;
     }
     todo_.erase(todo);
@@ -390,14 +218,14 @@ class FolderPrinter {
     if (const auto sheet = ledger_.newest_sheet(folder_, name)) {
       k905::PhotoReport report = k905::report_of(*sheet);
       report.outcome = report.target.queue.empty() ? report.outcome : k905::kSent;
-      report.place = word;
+      report.place = place;
       reporter_.report(report);
     }
   }
 
   // What is to be printed of the file now, if anything. What is not to be looked at again leaves
   // the list.
-  std::optional<Order> take_up(const std::string& name) {
+  std::optional<k905::PhotoOrder> take_up(const std::string& name) {
     const std::optional<KnownFile> known = ledger_.find_file(folder_, name);
     const std::vector<SheetEntry> waiting = ledger_.waiting(folder_, name);
     const bool is_retry = known && known->refused && !tried_.contains(name);
@@ -427,9 +255,9 @@ class FolderPrinter {
     return order_of(name, photo, known, waiting, is_retry);
   }
 
-  std::optional<Order> order_of(const std::string& name, const PhotoFile& photo,
-                                const std::optional<KnownFile>& known,
-                                const std::vector<SheetEntry>& waiting, bool is_retry) {
+  std::optional<k905::PhotoOrder> order_of(const std::string& name, const PhotoFile& photo,
+                                           const std::optional<KnownFile>& known,
+                                           const std::vector<SheetEntry>& waiting, bool is_retry) {
     const Content& content = photo.content();
     const bool is_known = known && known->content == content;
     const KnownFile now{photo.stamp(), content, is_known && known->refused};
@@ -460,7 +288,7 @@ class FolderPrinter {
       ledger_.order(folder_, name, content, &accepted, setup_.job.copies);
       of_these_bytes = ledger_.waiting(folder_, name);
     }
-    Order order{name, {}, std::move(*page)};
+    k905::PhotoOrder order{name, {}, std::move(*page)};
     for (const SheetEntry& sheet : of_these_bytes) {
       order.sheets.push_back(sheet.id);
     }
@@ -577,7 +405,19 @@ class FolderPrinter {
   Clock::time_point try_again_{};
   std::int64_t version_of_others_ = 0;
   bool was_settled_ = false;
+  bool is_watching_ = false;
 };
+
+// The folder by its only name, as the ledger has it; "" with the reason in `error`.
+std::string canonical_folder(const std::string& folder, std::string& error) {
+  std::error_code problem;
+  std::string path = std::filesystem::canonical(folder, problem).string();
+  if (problem) {
+    error = folder + ": " + problem.message();
+    return "";
+  }
+  return path;
+}
 
 // Opens the ledger, takes the folder's lock and calls `use`, or `if_held` when another process has
 // the lock; the exit status.
@@ -588,19 +428,19 @@ int with_folder(const WatchSetup& setup, const k905::Reporter& reporter, const U
   Ledger ledger;
   try {
     const std::string folder = canonical_folder(setup.folder, error);
-    FolderLock lock;
-    if (folder.empty() || !open_ledger(ledger, setup.ledger, folder, error)) {
+    k905::FolderLock lock;
+    if (folder.empty() || !k905::open_ledger(ledger, setup.ledger, folder, error)) {
       reporter.complain(error);
       return 1;
     }
     switch (lock.take(setup.ledger, folder, error)) {
-      case FolderLock::Result::taken: {
+      case k905::FolderLock::Result::taken: {
         FolderPrinter printer(setup, folder, ledger, reporter);
         return use(printer);
       }
-      case FolderLock::Result::held_by_another:
+      case k905::FolderLock::Result::held_by_another:
         return if_held(folder);
-      case FolderLock::Result::failed:
+      case k905::FolderLock::Result::failed:
         reporter.complain(error);
         return 1;
     }
@@ -612,21 +452,6 @@ int with_folder(const WatchSetup& setup, const k905::Reporter& reporter, const U
 }
 
 }  // namespace
-
-std::string usual_ledger(std::string& error) {
-  const std::string place = state_folder(error);
-  return place.empty() ? "" : place + "/ledger.sqlite";
-}
-
-std::string canonical_folder(const std::string& folder, std::string& error) {
-  std::error_code problem;
-  std::string path = std::filesystem::canonical(folder, problem).string();
-  if (problem) {
-    error = folder + ": " + problem.message();
-    return "";
-  }
-  return path;
-}
 
 int watch_folder(const WatchSetup& setup, const k905::Reporter& reporter) {
   return with_folder(

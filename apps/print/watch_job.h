@@ -15,16 +15,9 @@ struct WatchSetup {
   bool move = false;      // finished files are moved to printed/ and failed/
 };
 
-// The usual ledger of a user: in the user's state folder, which is created when it is not there. ""
-// with the reason in `error` when there is no place for it.
-[[nodiscard]] std::string usual_ledger(std::string& error);
-
 // Until a signal asks to stop: exit status 0. 1 when the ledger cannot be written. Reports every
 // photo that was printed, refused, withdrawn or is in doubt.
 [[nodiscard]] int watch_folder(const WatchSetup& setup, const k905::Reporter& reporter);
-
-// The folder by its only name, as the ledger has it; "" with the reason in `error`.
-[[nodiscard]] std::string canonical_folder(const std::string& folder, std::string& error);
 
 // Prints the sheets of these photos that wait in the ledger, unless a watch of the folder that is
 // running does so. Exit status 0 when none is left waiting.

@@ -1,0 +1,93 @@
+#include "apps/print/ledger_place.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "apps/base/fnv1a.h"
+#include "apps/print/old_journal.h"
+
+namespace k905 {
+
+namespace {
+
+std::string home_folder() {
+  if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
+    return home;
+  }
+  // Asked for before any thread is started.
+  // cppcheck-suppress getpwuidCalled
+  const passwd* user = getpwuid(getuid());
+  return user != nullptr ? user->pw_dir : "";
+}
+
+// The user's folder for files of this program.
+std::string state_folder(std::string& error) {
+  const char* state = std::getenv("XDG_STATE_HOME");
+  const std::string home = home_folder();
+  std::string place = state != nullptr && *state == '/' ? state
+                      : !home.empty()                   ? home + "/.local/state"
+                                                        : "";
+  if (place.empty()) {
+    error = "no place for the ledger; name one with --ledger";
+    return "";
+  }
+  place += "/k905-print";
+  std::error_code problem;
+  std::filesystem::create_directories(place, problem);
+  return place;
+}
+
+std::string hash_in_name(const std::string& folder) {
+  char text[24];
+  std::snprintf(text, sizeof text, "-%016" PRIx64, fnv1a(folder));
+  return text;
+}
+
+// Where earlier versions noted what was printed from that folder.
+std::string usual_journal(const std::string& folder) {
+  std::string error;
+  constexpr std::size_t longest = 200;
+  const std::string name = std::filesystem::path(folder).filename().string().substr(0, longest);
+  return state_folder(error) + "/" + name + hash_in_name(folder) + ".journal";
+}
+
+}  // namespace
+
+std::string usual_ledger(std::string& error) {
+  const std::string place = state_folder(error);
+  return place.empty() ? "" : place + "/ledger.sqlite";
+}
+
+// A ledger at the place of an old journal: the journal gives way and is imported.
+bool open_ledger(Ledger& ledger, const std::string& path, const std::string& folder,
+                 std::string& error) {
+  const std::string aside = path + ".old";
+  if (is_old_journal(path) && std::rename(path.c_str(), aside.c_str()) != 0) {
+    error = path + ": " + std::strerror(errno);
+    return false;
+  }
+  return ledger.open(path, error) && import_old_journal(aside, folder, ledger, error) &&
+         import_old_journal(usual_journal(folder), folder, ledger, error);
+}
+
+FolderLock::Result FolderLock::take(const std::string& ledger, const std::string& folder,
+                                    std::string& error) {
+  const std::string path = ledger + hash_in_name(folder) + ".lock";
+  file.reset(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+    return Result::taken;
+  }
+  error = path + ": " + std::strerror(errno);
+  return file && errno == EWOULDBLOCK ? Result::held_by_another : Result::failed;
+}
+
+}  // namespace k905

@@ -1,0 +1,92 @@
+#include "apps/print/order_printer.h"
+
+#include <algorithm>
+#include <ctime>
+#include <limits>
+#include <utility>
+
+namespace k905 {
+
+namespace {
+
+std::int64_t start_of_today() {
+  const std::time_t now = std::time(nullptr);
+  std::tm day{};
+  localtime_r(&now, &day);
+  day.tm_hour = day.tm_min = day.tm_sec = 0;
+  day.tm_isdst = -1;
+  return std::mktime(&day);
+}
+
+std::size_t pages_per_job(const JobSetup& setup) {
+  return setup.pages_per_sheet > 1                   ? 2
+         : setup.destination->target().queue.empty() ? 1
+                                                     : std::numeric_limits<std::size_t>::max();
+}
+
+}  // namespace
+
+OrderPrinter::OrderPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, int limit,
+                           SheetPrinter& printer,
+                           std::function<void(const std::string&, const std::string&)> on_printed)
+    : setup_(setup),
+      ledger_(ledger),
+      folder_(std::move(folder)),
+      limit_(limit),
+      printer_(printer),
+      on_printed_(std::move(on_printed)),
+      pages_per_job_(pages_per_job(setup)) {}
+
+bool OrderPrinter::add(PhotoOrder order, std::string& error) {
+  orders_.push_back(std::move(order));
+  const PhotoOrder added{orders_.back().name, orders_.back().sheets, {}};
+  for (const std::int64_t id : added.sheets) {
+    pages_.push_back({id, added.name, nullptr});
+    if (pages_.size() == pages_per_job_ && !finish(error)) {
+      return false;
+    }
+  }
+  // Photos that share a sheet wait for each other; other jobs are of one photo.
+  return setup_.pages_per_sheet > 1 || finish(error);
+}
+
+bool OrderPrinter::finish(std::string& error) {
+  if (pages_.empty()) {
+    return true;
+  }
+  if (stop_asked() || !keep_limit(error)) {
+    return false;
+  }
+  for (SheetPrinter::Page& page : pages_) {
+    page.page = &std::ranges::find(orders_, page.name, &PhotoOrder::name)->page;
+  }
+  std::string place;
+  if (!printer_.print(pages_, place, error)) {
+    return false;
+  }
+  for (const SheetPrinter::Page& page : std::exchange(pages_, {})) {
+    on_printed_(page.name, place);
+  }
+  orders_.erase(orders_.begin(), orders_.end() - 1);
+  return true;
+}
+
+// Takes the sheets away that are too many for today. False when none is left.
+bool OrderPrinter::keep_limit(std::string& error) {
+  if (limit_ == 0) {
+    return true;
+  }
+  const int left = limit_ - ledger_.sheets_since(folder_, start_of_today());
+  if (left <= 0) {
+    error = "the limit of " + std::to_string(limit_) +
+            " sheets for today is reached; the rest is printed tomorrow, or after a start with a "
+            "higher --limit";
+    return false;
+  }
+  const auto most =
+      static_cast<std::size_t>(left) * static_cast<std::size_t>(setup_.pages_per_sheet);
+  pages_.resize(std::min(pages_.size(), most));
+  return true;
+}
+
+}  // namespace k905

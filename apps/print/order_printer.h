@@ -1,0 +1,50 @@
+// Prints ordered photos as jobs of the right size: both photos of a shared sheet together, all
+// copies of a photo in one job of a queue, one sheet at a time where nobody can ask what became of
+// it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "apps/print/sheet_printer.h"
+
+namespace k905 {
+
+// A photo with the sheets of the ledger that are to be printed of it.
+struct PhotoOrder {
+  std::string name;
+  std::vector<std::int64_t> sheets;
+  Picture page;
+};
+
+class OrderPrinter {
+ public:
+  // `limit`: sheets in a day, 0 for any number. `on_printed` is called for each photo of a job that
+  // was taken, with where it is now.
+  OrderPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, int limit,
+               SheetPrinter& printer,
+               std::function<void(const std::string& name, const std::string& place)> on_printed);
+
+  // Prints the jobs that are complete. False when nothing more can be printed now, with the reason
+  // in `error` unless the program was asked to end. What was not printed waits in the ledger.
+  [[nodiscard]] bool add(PhotoOrder order, std::string& error);
+  // Prints what still waits for another photo to share a sheet with.
+  [[nodiscard]] bool finish(std::string& error);
+
+ private:
+  [[nodiscard]] bool keep_limit(std::string& error);
+
+  const JobSetup& setup_;
+  Ledger& ledger_;
+  std::string folder_;
+  int limit_;
+  SheetPrinter& printer_;
+  std::function<void(const std::string&, const std::string&)> on_printed_;
+  std::size_t pages_per_job_;
+  std::vector<PhotoOrder> orders_;  // not all of whose sheets are sent
+  std::vector<SheetPrinter::Page> pages_;
+};
+
+}  // namespace k905
