@@ -118,6 +118,7 @@ BEHIND = {
     ("k905-print", "--paper"): all_papers,
     ("k905-print", "-f"): lambda: from_help("k905-print", r"--finish TEXT:\{(.+)\}"),
     ("k905-print", "--finish"): lambda: from_help("k905-print", r"--finish TEXT:\{(.+)\}"),
+    ("k905-print", "--layout"): lambda: from_help("k905-print", r"--layout TEXT:\{(.+)\}"),
     ("k905-print", "-o"): keywords,
     ("k905-print", "--option"): keywords,
     ("k905-raster", "-p"): all_papers,
