@@ -235,7 +235,7 @@ class FuzzedPrinter {
 // What the system calls of the code under test reach, while it runs.
 FuzzedPrinter* printer = nullptr;
 int printer_descriptor = -1;
-nanoseconds stop_at{0};
+std::int64_t stop_at_ms = 0;
 
 bool is_the_printer(int descriptor) {
   return printer != nullptr && descriptor == printer_descriptor;
@@ -249,7 +249,7 @@ int wait_for_request(pollfd* waits, int timeout_ms) {
   const bool readable = waits[2].fd >= 0;
   printer->pass(readable || timeout_ms == 0 ? kCallTime : nanoseconds(milliseconds(timeout_ms)));
   waits[2].revents = readable ? POLLIN : 0;
-  waits[0].revents = printer->now() >= stop_at ? POLLHUP : 0;
+  waits[0].revents = printer->now() >= milliseconds(stop_at_ms) ? POLLHUP : 0;
   return waits[0].revents != 0 || readable ? 1 : 0;
 }
 
@@ -397,7 +397,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
   const std::vector<int> valid = numbers_in(parsed);
   const bool is_stopped = input.byte() % 2 != 0;
-  stop_at = is_stopped ? nanoseconds(milliseconds(20) * input.below(10000)) : seconds(3600);
+  stop_at_ms = is_stopped ? static_cast<std::int64_t>(20 * input.below(10000)) : 3600000;
 
   FuzzedPrinter fuzzed(input);
   printer = &fuzzed;
@@ -414,6 +414,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   expect(
       status != kHoldJob || fuzzed.has_given_a_wrong_serial() || (parsed.error && printed == valid),
       "only an invalid stream holds the job, and what is before the damage comes out");
-  expect(status != kTryAgain || fuzzed.now() >= stop_at, "nothing but a request ends a valid job");
+  expect(status != kTryAgain || fuzzed.now() >= milliseconds(stop_at_ms),
+         "nothing but a request ends a valid job");
   return 0;
 }
