@@ -152,7 +152,7 @@ TEST_P(EveryColorModel, ForThreeColorsAndFour) {
 
 INSTANTIATE_TEST_SUITE_P(Jobs, EveryColorModel,
                          ::testing::Values("RGB", "Gray", "Black", "CMY", "CMYK", "KCMY", "gray",
-                                           "Gray"),
+                                           "Grey"),
                          [](const auto& instance) {
                            return std::string(instance.param) == "gray" ? "LowerCaseGray"
                                                                         : instance.param;

@@ -279,7 +279,7 @@ TEST_F(Stages, CmyInvertsAndKcmyRotatesThePlanesAndInvertsTheLast) {
 }
 
 TEST_F(Stages, AnyOtherNameLeavesThePlanesUnchanged) {
-  for (const char* model : {"RGB", "gray", "Gray", "cmyk", "", "Gray "}) {
+  for (const char* model : {"RGB", "gray", "Grey", "cmyk", "", "Gray "}) {
     EXPECT_THAT(color_model(model, {10, 20, 30}), ElementsAre(10, 20, 30)) << model;
   }
 }
