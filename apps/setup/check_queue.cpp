@@ -93,10 +93,12 @@ void check_defaults_of_jobs(const std::string& queue, const QueueState& state, F
 }
 
 // A default that the file does not offer is not marked: the filter reads it as it is, a number as
-// 0, which prints a black or a white sheet. A profile may be any file.
+// 0, which prints a black or a white sheet. A profile may be any file. An option that is not in the
+// file has no default: some change nothing and are left out of print dialogs.
 void check_choice_of(const std::string& queue, ppd_file_t& ppd, const std::string& keyword,
                      const std::string& usual, Findings& findings) {
-  if (keyword != "ICCProfile" && marked(ppd, keyword).empty()) {
+  const bool is_offered = ppdFindOption(&ppd, keyword.c_str()) != nullptr;
+  if (is_offered && keyword != "ICCProfile" && marked(ppd, keyword).empty()) {
     findings.problem("the queue's default " + keyword + "=" + default_choice(ppd, keyword) +
                          " is none of its choices; the filter may read it as 0",
                      "lpadmin -p " + queue + " -o " + keyword + "=" + usual);
