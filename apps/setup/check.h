@@ -12,7 +12,8 @@ namespace k905 {
 // The programs of CUPS and ours that a job needs: present, and with permissions that CUPS accepts.
 void check_programs(Findings& findings);
 
-// The queue's PPD file, device, state, jobs and defaults.
+// The queue's PPD file, device, state, jobs and defaults. Of a class: its state, jobs and defaults,
+// and whether its members can print and print alike.
 void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findings);
 
 // Whether the queue's device is a printer that is connected and ready, and whether its address is

@@ -3,6 +3,7 @@
 #include "apps/base/queue_ppd.h"
 #include "apps/setup/check.h"
 #include "apps/setup/installation.h"
+#include "apps/setup/make_class.h"
 #include "apps/setup/printer_ppd.h"
 #include "settings/icc_profiles.h"
 
@@ -170,12 +171,55 @@ void check_paper(ppd_file_t& ppd, Findings& findings) {
   }
 }
 
+void check_jobs(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+                Findings& findings) {
+  for (const QueueJob& job : scheduler.jobs(queue)) {
+    check_job(queue, state, job, findings);
+  }
+}
+
+// What there is to do about a member; nothing else of it is listed.
+void check_member(Scheduler& scheduler, const std::string& member, Findings& findings) {
+  Findings of_member;
+  check_queue(scheduler, member, of_member);
+  for (const Finding& finding : of_member.all()) {
+    if (finding.level == Level::problem) {
+      findings.problem(member + ": " + finding.text, finding.advice);
+    } else if (finding.level == Level::note) {
+      findings.note(member + ": " + finding.text, finding.advice);
+    }
+  }
+  if (of_member.problems() == 0) {
+    findings.ok("member " + member + " is ready to print");
+  }
+}
+
+void check_class(Scheduler& scheduler, const std::string& name, const QueueState& state,
+                 Findings& findings) {
+  for (const std::string& member : state.members) {
+    check_member(scheduler, member, findings);
+  }
+  const auto fault = compare_members(scheduler, state.members, findings);
+  if (fault) {
+    findings.problem(*fault, "give the members the same defaults: k905-setup --replace MEMBER ...");
+  } else {
+    findings.ok("all members have the same model, paper, finish and ribbon");
+  }
+  check_jobs(scheduler, name, state, findings);
+  check_state(name, state, findings);
+  check_defaults_of_jobs(name, state, findings);
+}
+
 }  // namespace
 
 void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findings) {
   const auto state = scheduler.queue(queue);
   if (!state) {
     findings.problem("there is no queue " + queue, "lpstat -v lists the queues");
+    return;
+  }
+  if (!state->members.empty()) {
+    check_class(scheduler, queue, *state, findings);
     return;
   }
   std::string text;
@@ -189,9 +233,7 @@ void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findi
   mark_defaults(scheduler, queue, *ppd);
   check_ppd(queue, text, *model, findings);
   check_device(scheduler, queue, *state, has_kept_device(*ppd), findings);
-  for (const QueueJob& job : scheduler.jobs(queue)) {
-    check_job(queue, *state, job, findings);
-  }
+  check_jobs(scheduler, queue, *state, findings);
   check_state(queue, *state, findings);
   check_paper(*ppd, findings);
   check_defaults_of_jobs(queue, *state, findings);

@@ -5,6 +5,7 @@
 #include "apps/base/program.h"
 #include "apps/setup/check.h"
 #include "apps/setup/installation.h"
+#include "apps/setup/make_class.h"
 #include "apps/setup/make_queue.h"
 #include "paper/paper_table.h"
 
@@ -22,6 +23,8 @@ struct Arguments {
   std::string finish = "Glossy";
   std::string ribbon = "Auto";
   std::vector<std::string> options;
+  std::string class_name;
+  std::vector<std::string> members;
   bool keep_device = false;
   bool replace = false;
   bool check = false;
@@ -66,10 +69,18 @@ void describe_options(CLI::App& app, Arguments& arguments) {
   app.add_flag("--keep-device", arguments.keep_device,
                "use the device address as it is, even when the backend k905 can reach the printer");
   app.add_flag("--all", arguments.all, "with --update: all queues of this printer")->needs(update);
+  auto* make_class = app.add_option("--class", arguments.class_name,
+                                    "make a class of these queues, which prints a job on any "
+                                    "member that is free; --replace changes one that exists");
+  auto* member = app.add_option("--member", arguments.members,
+                                "a member of the class; give the option once for each")
+                     ->allow_extra_args(false)
+                     ->needs(make_class);
   auto* list = app.add_flag("--list", arguments.list, "show models, papers and connected devices");
   app.add_flag("--json", arguments.json, "findings as JSON, one line per queue")->excludes(list);
   check->excludes(update)->excludes(list);
   update->excludes(list);
+  make_class->needs(member)->excludes(check)->excludes(update)->excludes(list);
   app.footer(
       "Exit status: 0 ready to print, 1 a problem was found or an error occurred, 2 wrong usage.");
 }
@@ -167,7 +178,38 @@ int make(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
   return check(scheduler, true, arguments.queue, arguments.json, findings);
 }
 
+int make_class(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments) {
+  Findings findings;
+  if (const auto problem = make_class(scheduler,
+                                      {.name = arguments.class_name,
+                                       .members = arguments.members,
+                                       .replace = arguments.replace},
+                                      findings)) {
+    complain(app, *problem);
+    return kExitFailed;
+  }
+  return check(scheduler, true, arguments.class_name, arguments.json, findings);
+}
+
+int run_class(const CLI::App& app, const Arguments& arguments) {
+  for (const char* name :
+       {"QUEUE", "--device", "--model", "--paper", "--finish", "--ribbon", "-o", "--keep-device"}) {
+    if (app.count(name) > 0) {
+      return wrong_usage(app, std::string(name) + " is not for a class; its members have it");
+    }
+  }
+  Scheduler scheduler;
+  if (!scheduler.connect()) {
+    complain(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
+    return kExitFailed;
+  }
+  return make_class(app, scheduler, arguments);
+}
+
 int run(const CLI::App& app, const Arguments& arguments) {
+  if (!arguments.class_name.empty()) {
+    return run_class(app, arguments);
+  }
   const bool makes = !arguments.check && !arguments.update && !arguments.list;
   for (const char* name :
        {"--device", "--model", "--paper", "--finish", "--ribbon", "-o", "--replace"}) {

@@ -1,7 +1,6 @@
 #include "apps/setup/make_queue.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 
 #include "apps/base/queue_ppd.h"
@@ -13,10 +12,6 @@
 namespace k905 {
 
 namespace {
-
-// Photos fill the paper, and a job waits for a printer that has run out of paper.
-constexpr std::array<std::pair<const char*, const char*>, 2> kUsualAttributes{
-    {{"print-scaling-default", "fill"}, {"printer-error-policy", "retry-current-job"}}};
 
 // CUPS starts a job that is printing again from its first sheet when the queue's PPD file or device
 // changes. To be asked last, so that no job gets far in between.
@@ -151,6 +146,9 @@ std::string ppd_file(const ppd::Model& model, const Choices& defaults, bool keep
 std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& plan,
                                       Findings& findings) {
   const auto existing = scheduler.queue(plan.queue);
+  if (existing && !existing->members.empty()) {
+    return plan.queue + " is a class; give the queue another name";
+  }
   if (existing && !plan.replace) {
     return "the queue " + plan.queue +
            " exists; --replace gives it this device and these defaults and keeps its jobs";
@@ -163,7 +161,7 @@ std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& pla
                                    request.device_uri, findings)) {
     return problem;
   }
-  for (const auto& [name, value] : kUsualAttributes) {
+  for (const auto& [name, value] : usual_attributes) {
     if (!is_among(request.attributes, name)) {
       request.attributes.emplace_back(name, value);
     }
@@ -182,6 +180,9 @@ std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& pla
 std::optional<std::string> update_queue(Scheduler& scheduler, const std::string& queue,
                                         bool keep_device, Findings& findings) {
   const auto state = scheduler.queue(queue);
+  if (state && !state->members.empty()) {
+    return queue + " is a class; update its members, or all queues with --all";
+  }
   const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str());
   const ppd::Model* model = ppd ? model_of(*ppd) : nullptr;
   if (!state || model == nullptr) {

@@ -1,8 +1,10 @@
 // Making a queue and changing one that exists, without losing a job or printing one twice.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/setup/findings.h"
@@ -10,6 +12,10 @@
 #include "apps/setup/scheduler.h"
 
 namespace k905 {
+
+// Photos fill the paper, and a job waits for a printer that has run out of paper.
+inline constexpr std::array<std::pair<const char*, const char*>, 2> usual_attributes{
+    {{"print-scaling-default", "fill"}, {"printer-error-policy", "retry-current-job"}}};
 
 struct QueuePlan {
   std::string queue;

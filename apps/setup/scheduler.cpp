@@ -14,17 +14,18 @@ namespace {
 
 constexpr int kConnectMs = 5000;
 
-std::string queue_uri(const std::string& queue) {
+std::string uri_of(const char* folder, const std::string& name) {
   std::array<char, HTTP_MAX_URI> uri{};
   httpAssembleURIf(HTTP_URI_CODING_ALL, uri.data(), uri.size(), "ipp", nullptr, "localhost", 0,
-                   "/printers/%s", queue.c_str());
+                   "/%s/%s", folder, name.c_str());
   return uri.data();
 }
 
-ipp_t* request_for(ipp_op_t operation, const std::string& queue) {
+// In the folder "printers" CUPS finds classes, too; only making one needs "classes".
+ipp_t* request_for(ipp_op_t operation, const std::string& name, const char* folder = "printers") {
   ipp_t* request = ippNewRequest(operation);
   ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr,
-               queue_uri(queue).c_str());
+               uri_of(folder, name).c_str());
   ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
                cupsUser());
   return request;
@@ -37,6 +38,15 @@ std::string text_of(ipp_attribute_t* attribute) {
 
 std::string text_of(ipp_t* answer, const char* name) {
   return text_of(ippFindAttribute(answer, name, IPP_TAG_ZERO));
+}
+
+std::vector<std::string> texts_of(ipp_attribute_t* attribute) {
+  std::vector<std::string> texts;
+  texts.reserve(static_cast<std::size_t>(ippGetCount(attribute)));
+  for (int i = 0; i < ippGetCount(attribute); ++i) {
+    texts.emplace_back(ippGetString(attribute, i, nullptr));
+  }
+  return texts;
 }
 
 int number_of(ipp_t* answer, const char* name) {
@@ -77,23 +87,43 @@ void remember_device(const char* device_class, const char* device_id, const char
   }
 }
 
+void add_attributes(ipp_t* request,
+                    const std::vector<std::pair<std::string, std::string>>& attributes) {
+  CupsOptions options;
+  for (const auto& [name, value] : attributes) {
+    options.add(name, value);
+  }
+  cupsEncodeOptions2(request, options.count(), options.all(), IPP_TAG_PRINTER);
+}
+
+void add_start(ipp_t* request) {
+  ippAddInteger(request, IPP_TAG_PRINTER, IPP_TAG_ENUM, "printer-state", IPP_PSTATE_IDLE);
+  ippAddBoolean(request, IPP_TAG_PRINTER, "printer-is-accepting-jobs", 1);
+}
+
 void add_changes(ipp_t* request, const QueueRequest& changes) {
   if (!changes.device_uri.empty()) {
     ippAddString(request, IPP_TAG_PRINTER, IPP_TAG_URI, "device-uri", nullptr,
                  changes.device_uri.c_str());
   }
   if (changes.start) {
-    ippAddInteger(request, IPP_TAG_PRINTER, IPP_TAG_ENUM, "printer-state", IPP_PSTATE_IDLE);
-    ippAddBoolean(request, IPP_TAG_PRINTER, "printer-is-accepting-jobs", 1);
+    add_start(request);
   }
   for (const std::string& name : changes.removed_attributes) {
     ippAddInteger(request, IPP_TAG_PRINTER, IPP_TAG_DELETEATTR, name.c_str(), 0);
   }
-  CupsOptions options;
-  for (const auto& [name, value] : changes.attributes) {
-    options.add(name, value);
+  add_attributes(request, changes.attributes);
+}
+
+// Of the last request for a change.
+std::optional<std::string> why_refused(const std::string& what) {
+  if (is_refusal(cupsLastError())) {
+    return "k905-setup must be run as root to make or change a queue: use sudo";
   }
-  cupsEncodeOptions2(request, options.count(), options.all(), IPP_TAG_PRINTER);
+  if (has_failed()) {
+    return "CUPS refused the " + what + ": " + cupsLastErrorString();
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -138,10 +168,12 @@ std::optional<QueueState> Scheduler::queue(const std::string& name) {
       state.job_defaults.push_back(key);
     } else if (key == "printer-is-accepting-jobs") {
       state.accepting = ippGetBoolean(attribute, 0) != 0;
+    } else if (key == "printer-is-shared") {
+      state.shared = ippGetBoolean(attribute, 0) != 0;
     } else if (key == "printer-state-reasons") {
-      for (int i = 0; i < ippGetCount(attribute); ++i) {
-        state.reasons.emplace_back(ippGetString(attribute, i, nullptr));
-      }
+      state.reasons = texts_of(attribute);
+    } else if (key == "member-names") {
+      state.members = texts_of(attribute);
     }
   }
   return state;
@@ -199,13 +231,21 @@ std::optional<std::string> Scheduler::change(const QueueRequest& changes) {
   add_changes(request, changes);
   ippDelete(cupsDoIORequest(http(), request, "/admin/", file, -1));
   close(file);
-  if (is_refusal(cupsLastError())) {
-    return "k905-setup must be run as root to make or change a queue: use sudo";
+  return why_refused("queue " + changes.queue);
+}
+
+std::optional<std::string> Scheduler::change_class(const ClassRequest& changes) {
+  ipp_t* request = request_for(IPP_OP_CUPS_ADD_MODIFY_CLASS, changes.name, "classes");
+  ipp_attribute_t* uris = ippAddStrings(request, IPP_TAG_PRINTER, IPP_TAG_URI, "member-uris",
+                                        static_cast<int>(changes.members.size()), nullptr, nullptr);
+  int index = 0;
+  for (const std::string& member : changes.members) {
+    ippSetString(request, &uris, index++, uri_of("printers", member).c_str());
   }
-  if (has_failed()) {
-    return "CUPS refused the queue " + changes.queue + ": " + cupsLastErrorString();
-  }
-  return std::nullopt;
+  add_start(request);
+  add_attributes(request, changes.attributes);
+  ippDelete(cupsDoRequest(http(), request, "/admin/"));
+  return why_refused("class " + changes.name);
 }
 
 }  // namespace k905

@@ -20,9 +20,11 @@ struct QueueState {
   std::string message{};                    // printer-state-message
   std::vector<std::string> reasons{};       // printer-state-reasons
   std::vector<std::string> job_defaults{};  // names of all attributes NAME-default
+  std::vector<std::string> members{};       // of a class; empty for a queue
   bool stopped = false;
   bool printing = false;  // a job of its own, or of a class
   bool accepting = false;
+  bool shared = false;  // offered to other computers
 };
 
 struct QueueJob {
@@ -41,13 +43,20 @@ struct QueueRequest {
   bool start = false;  // takes and prints jobs from now on
 };
 
+// What a request for a class sets: the class has exactly these members, and takes and prints jobs.
+struct ClassRequest {
+  std::string name;
+  std::vector<std::string> members;
+  std::vector<std::pair<std::string, std::string>> attributes{};
+};
+
 class Scheduler {
  public:
   // Whether a scheduler answers. Nothing else may be called when none does.
   [[nodiscard]] bool connect();
 
   [[nodiscard]] std::vector<std::string> queues();
-  // Nothing when there is no queue of this name.
+  // Nothing when there is no queue and no class of this name.
   [[nodiscard]] std::optional<QueueState> queue(const std::string& name);
   // Those that have not ended, in the order in which they will print.
   [[nodiscard]] std::vector<QueueJob> jobs(const std::string& queue);
@@ -57,6 +66,8 @@ class Scheduler {
                                                         std::vector<ConnectedDevice>& devices);
   // What went wrong, or nothing. A job that is printing starts again from its first sheet.
   [[nodiscard]] std::optional<std::string> change(const QueueRequest& request);
+  // What went wrong, or nothing. A job that is printing stays with its member.
+  [[nodiscard]] std::optional<std::string> change_class(const ClassRequest& request);
 
   [[nodiscard]] http_t* http() const { return http_.get(); }
 

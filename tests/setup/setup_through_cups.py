@@ -152,7 +152,9 @@ class Setup(ThroughSetup):
         for arguments in ((), ("--check",), ("q", "--paper"), ("q", "--no-such"), ("q", "r"),
                           ("--update",), ("--update", "--all", "q"), ("--all", "q"), ("--list", "q"),
                           ("--check", "--update", "q"), ("--check", "q", "--paper", "6x8"),
-                          ("--list", "--json"),
+                          ("--list", "--json"), ("--class", "q"), ("q", "--member", "r"),
+                          ("--class", "q", "--member", "r", "--paper", "6x8"),
+                          ("--class", "q", "--member", "r", "s"), ("--check", "--class", "q", "--member", "r"),
                           ("q", "--device", self.device(), "--paper", "A4"),
                           ("q", "--device", self.device(), "--model", "X"),
                           ("q", "--device", self.device(), "--finish", "mat"),
@@ -704,6 +706,118 @@ class Updating(ThroughSetup):
         self.assertEqual(refused.returncode, 1)
         self.assertIn("no queue of this printer", refused.stderr)
         self.assertEqual(self.setup("--update", "nowhere").returncode, 1)
+
+
+class Classes(ThroughSetup):
+    """A class of two queues, which print alike."""
+
+    def members(self, **of_the_second):
+        self.first, self.second = f"{self.queue}A", f"{self.queue}B"
+        for name, defaults in ((self.first, {}), (self.second, of_the_second)):
+            self.cups.add_queue(name, printer_error_policy="retry-current-job",
+                                print_scaling_default="fill", **defaults)
+
+    def make_class(self, *more):
+        return self.setup("--class", self.queue, "--member", self.first, "--member", self.second, *more)
+
+    def class_is_made(self, *more):
+        made = self.make_class(*more)
+        self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
+        return made.stdout
+
+    def attribute(self, name):
+        return ipp.values_of(self.cups.socket, self.queue, name)
+
+    def is_shared(self):
+        return self.attribute("printer-is-shared") == ["\x01"]
+
+    def refused(self, words):
+        made = self.make_class()
+        self.assertEqual(made.returncode, 1, made.stdout)
+        self.assertIn(words, made.stderr)
+        self.assertNotIn(self.queue + "\n", self.cups.run("lpstat", "-e", check=False).stdout)
+
+    def test_a_class_in_one_command_prints_what_its_members_print(self):
+        self.members()
+        self.assertIn(f"{self.queue}: ready to print", self.class_is_made())
+        upright = artwork.png(self.art / "upright.png", 900, 1600)
+        of_member = self.cups.stream_of(self.print(upright, queue=self.second)).read_bytes()
+        job = self.print(upright)
+        self.assertEqual(len(self.sheets(job)), 1)
+        self.assertEqual(self.cups.stream_of(job).read_bytes(), of_member)
+
+    def test_a_class_has_the_defaults_of_photos(self):
+        self.members()
+        self.class_is_made()
+        self.assertEqual(self.attribute("member-names"), [self.first, self.second])
+        self.assertEqual(self.attribute("printer-error-policy"), ["retry-current-job"])
+        self.assertEqual(self.attribute("print-scaling-default"), ["fill"])
+
+    def test_a_class_is_shared_when_all_members_are(self):
+        self.members(printer_is_shared="false")
+        self.assertIn("not shared", self.class_is_made())
+        self.assertFalse(self.is_shared())
+        self.cups.run("lpadmin", "-p", self.second, "-o", "printer-is-shared=true")
+        self.class_is_made("--replace")
+        self.assertTrue(self.is_shared())
+
+    def test_members_that_would_print_other_sheets_are_refused(self):
+        for number, (option, value) in enumerate((("PageSize", "w432h576"), ("StpLaminate", "Matte"),
+                                                  ("K905Ribbon", "6x8"))):
+            with self.subTest(option=option):
+                self.queue = f"different{number}"
+                self.members(**{option: value})
+                self.refused(f"{option} differs")
+                self.refused(f"{value} on {self.second}")
+        self.queue = "other_model"
+        self.members(model="RS-30")
+        self.refused(f"the model differs: K905 on {self.first}, RS-30 on {self.second}")
+
+    def test_only_queues_of_this_printer_can_be_members(self):
+        self.members()
+        self.class_is_made()
+        of_class = self.setup("--class", "outer", "--member", self.queue)
+        self.assertEqual(of_class.returncode, 1)
+        self.assertIn("is a class", of_class.stderr)
+        self.assertIn("there is no queue nowhere",
+                      self.setup("--class", "outer", "--member", "nowhere").stderr)
+        path = self.cups.etc / "ppd" / f"{self.second}.ppd"
+        path.write_text(path.read_text().replace("StpLaminate", "Unheard"))
+        other = self.setup("--class", "outer", "--member", self.second)
+        self.assertIn("is no queue of this printer", other.stderr)
+        self.assertNotIn("outer", self.cups.run("lpstat", "-e", check=False).stdout)
+
+    def test_names_that_are_taken_are_left_alone(self):
+        self.members()
+        self.class_is_made()
+        self.assertIn("--replace", self.make_class().stderr)
+        self.assertIn("is a queue", self.setup("--class", self.first, "--member", self.second).stderr)
+        self.assertIn("is a class", self.setup("--replace", self.queue, "--device", self.device()).stderr)
+        self.assertIn("is a class", self.setup("--update", self.queue).stderr)
+
+    def test_replacing_changes_the_members_and_keeps_the_jobs(self):
+        self.members()
+        self.class_is_made()
+        job = self.waiting_job()
+        self.setup_well("--class", self.queue, "--member", self.second, "--replace")
+        self.assertEqual(self.attribute("member-names"), [self.second])
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+
+    def test_check_names_the_problems_of_class_and_members(self):
+        self.members()
+        self.class_is_made()
+        self.cups.run("cupsdisable", self.second)
+        found = self.check_finds(f"{self.second}: the queue has been stopped")
+        self.assertIn(f"cupsenable {self.second}", found)
+        self.assertIn(f"member {self.first} is ready", found)
+        self.cups.run("cupsenable", self.second)
+        self.cups.run("cupsreject", self.queue)
+        self.check_finds("PROBLEM  the queue does not take jobs")
+        self.cups.run("cupsaccept", self.queue)
+        self.cups.run("lpadmin", "-p", self.second, "-o", "StpLaminate=Matte")
+        told = json.loads(self.setup("--check", self.queue, "--json").stdout)
+        self.assertEqual((told["queue"], told["problems"]), (self.queue, 1))
+        self.assertIn("StpLaminate differs", str(told))
 
 
 class AsJson(ThroughSetup):

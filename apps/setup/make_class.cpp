@@ -1,0 +1,120 @@
+#include "apps/setup/make_class.h"
+
+#include <algorithm>
+#include <array>
+
+#include "apps/base/queue_ppd.h"
+#include "apps/setup/make_queue.h"
+#include "apps/setup/printer_ppd.h"
+
+namespace k905 {
+
+namespace {
+
+// A sheet that comes out of another member must be the same sheet. Tone, edges and profile may
+// differ: they can correct a single printer.
+constexpr std::array<const char*, 5> kSheetOptions{"PageSize", "K905Cut", "StpLaminate",
+                                                   "K905Ribbon", "Resolution"};
+
+bool decides_sheet(const std::string& keyword) {
+  return std::ranges::any_of(kSheetOptions, [&](const char* option) { return keyword == option; });
+}
+
+struct Member {
+  std::string name;
+  Ppd ppd;
+};
+
+std::optional<std::string> compare(const Member& first, const Member& other, Findings& findings) {
+  const auto difference = [&](const std::string& what, const std::string& one,
+                              const std::string& two) {
+    return what + " differs: " + one + " on " + first.name + ", " + two + " on " + other.name;
+  };
+  const ppd::Model* model = model_of(*first.ppd);
+  const ppd::Model* other_model = model_of(*other.ppd);
+  if (model != other_model) {
+    return difference("the model", model->name, other_model->name);
+  }
+  for (const auto& [keyword, usual] : default_choices()) {
+    const std::string one = default_choice(*first.ppd, keyword);
+    const std::string two = default_choice(*other.ppd, keyword);
+    if (one != two && decides_sheet(keyword)) {
+      return difference("the default " + keyword, one, two);
+    }
+    if (one != two) {
+      findings.note(difference("the default " + keyword, one, two));
+    }
+  }
+  return std::nullopt;
+}
+
+// Whether the class is offered to other computers: when all members are.
+bool are_shared(Scheduler& scheduler, const std::vector<std::string>& members) {
+  return std::ranges::all_of(members, [&](const std::string& member) {
+    const auto state = scheduler.queue(member);
+    return state && state->shared;
+  });
+}
+
+std::optional<std::string> why_no_class(const ClassPlan& plan, const QueueState& existing) {
+  if (existing.members.empty()) {
+    return plan.name + " is a queue; give the class another name";
+  }
+  if (!plan.replace) {
+    return "the class " + plan.name +
+           " exists; --replace gives it these members and keeps its jobs";
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> compare_members(Scheduler& scheduler,
+                                           const std::vector<std::string>& members,
+                                           Findings& findings) {
+  std::optional<Member> first;
+  for (const std::string& name : members) {
+    const auto state = scheduler.queue(name);
+    if (!state) {
+      return "there is no queue " + name;
+    }
+    // CUPS would answer with the PPD file of the class's first member.
+    if (!state->members.empty()) {
+      return name + " is a class; name its members";
+    }
+    Member member{.name = name, .ppd = read_queue_ppd(scheduler.http(), name.c_str())};
+    if (!member.ppd || model_of(*member.ppd) == nullptr) {
+      return name + " is no queue of this printer";
+    }
+    if (!first) {
+      first = std::move(member);
+    } else if (auto fault = compare(*first, member, findings)) {
+      return fault;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& plan,
+                                      Findings& findings) {
+  const auto existing = scheduler.queue(plan.name);
+  if (existing) {
+    if (auto problem = why_no_class(plan, *existing)) {
+      return problem;
+    }
+  }
+  Findings noted_by_the_check;
+  if (auto fault = compare_members(scheduler, plan.members, noted_by_the_check)) {
+    return fault;
+  }
+  ClassRequest request{.name = plan.name, .members = plan.members};
+  for (const auto& [name, value] : usual_attributes) {
+    request.attributes.emplace_back(name, value);
+  }
+  const bool is_shared = are_shared(scheduler, plan.members);
+  request.attributes.emplace_back("printer-is-shared", is_shared ? "true" : "false");
+  findings.ok(is_shared ? "the class is shared, as its members are" : "the class is not shared");
+  return scheduler.change_class(request);
+}
+
+}  // namespace k905
