@@ -138,6 +138,16 @@ class Setup(ThroughSetup):
         for line in ("*100", "*300x600dpi", "*6x8", "pm-rv-wd-251202-5.icm"):
             self.assertIn(line, choices)
 
+    def test_a_queue_is_shared_or_not_as_it_is_asked_for(self):
+        for value, attribute in (("true", "\x01"), ("false", "\x00")):
+            with self.subTest(value=value):
+                self.setup_well(self.queue, "--device", self.device(), "--replace",
+                                "-o", f"printer-is-shared={value}")
+                self.assertEqual(ipp.values_of(self.cups.socket, self.queue, "printer-is-shared"),
+                                 [attribute])
+                self.assertIn("na_index-4x6_4x6in",
+                              ipp.values_of(self.cups.socket, self.queue, "media-supported"))
+
     def test_a_queue_is_not_replaced_unasked(self):
         self.add_queue(StpLaminate="Matte")
         refused = self.setup(self.queue, "--device", self.device())
