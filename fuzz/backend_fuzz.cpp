@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "apps/backend/job_runner.h"
-#include "apps/base/nameless_file.h"
+#include "apps/base/anonymous_file.h"
 #include "apps/wire/printer_stream.h"
 #include "devtools/sim/dialogue.h"
 #include "fuzz/expect.h"
@@ -284,7 +284,7 @@ std::vector<int> numbers_in(const ParsedStream& parsed) {
 
 int run_job(const std::string& stream) {
   using namespace k905;
-  const Descriptor input(nameless_file_holding("stream", stream));
+  const Descriptor input(anonymous_file_with("stream", stream));
   backend::StopRequest stop(open("/dev/zero", O_RDONLY | O_CLOEXEC));
   backend::RecordFolder records;
   Printer device({.kind = PrinterAddress::Kind::kPath, .name = kPath, .port = ""});

@@ -13,7 +13,7 @@
 
 #include "apps/adapter/job_options.h"
 #include "apps/adapter/job_paper.h"
-#include "apps/base/nameless_file.h"
+#include "apps/base/anonymous_file.h"
 #include "apps/base/queue_ppd.h"
 #include "ppd/option_table.h"
 
@@ -204,7 +204,7 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
   }
   const std::string page_size = job.paper == nullptr ? "" : job.paper->ppd_name;
   job.descriptor =
-      nameless_file_holding("k905-job.ppd", with_marked_defaults(*text, ppd.get(), page_size));
+      anonymous_file_with("k905-job.ppd", with_marked_defaults(*text, ppd.get(), page_size));
   if (job.descriptor < 0) {
     job.failure = std::string("a private PPD file: ") + std::strerror(errno);
   } else {

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "apps/base/descriptor.h"
-#include "apps/base/nameless_file.h"
+#include "apps/base/anonymous_file.h"
 #include "apps/base/spawn.h"
 #include "apps/image/profile_file.h"
 #include "apps/layout/raster_writer.h"
@@ -116,7 +116,7 @@ class FilterDestination final : public Destination {
     Choices choices = setup_.choices;
     choices[kProfileOption] = ppd::no_profile;
     const k905::Descriptor ppd(
-        nameless_file_holding("k905-print.ppd", ppd::ppd_text(ppd::models.front(), "1", choices)));
+        anonymous_file_with("k905-print.ppd", ppd::ppd_text(ppd::models.front(), "1", choices)));
     if (!ppd || !raster_.open() || !stream_.open()) {
       error = std::strerror(errno);
       return false;

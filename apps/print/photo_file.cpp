@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "apps/base/fnv1a.h"
-#include "apps/base/nameless_file.h"
+#include "apps/base/anonymous_file.h"
 #include "apps/base/write_whole.h"
 
 FileStamp stamp_of(const struct stat& status) {
@@ -50,7 +50,7 @@ PhotoRead PhotoFile::read(const std::string& path, std::string& error) {
 }
 
 bool PhotoFile::copy_bytes(int file) {
-  copy_.reset(nameless_file("k905-print photo"));
+  copy_.reset(anonymous_file("k905-print photo"));
   if (!copy_) {
     return false;
   }

@@ -6,7 +6,7 @@
 #include <array>
 #include <stdexcept>
 
-#include "apps/base/nameless_file.h"
+#include "apps/base/anonymous_file.h"
 
 namespace k905 {
 
@@ -223,7 +223,7 @@ std::optional<std::string> Scheduler::list_devices(const std::string& schemes,
 }
 
 std::optional<std::string> Scheduler::change(const QueueRequest& changes) {
-  const int file = nameless_file_holding("queue.ppd", changes.ppd);
+  const int file = anonymous_file_with("queue.ppd", changes.ppd);
   if (file < 0) {
     return "no memory for the PPD file";
   }

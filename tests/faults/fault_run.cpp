@@ -7,7 +7,7 @@
 
 #include <cstdio>
 
-#include "apps/base/nameless_file.h"
+#include "apps/base/anonymous_file.h"
 #include "filter/cancellation.h"
 #include "filter/raster_job.h"
 #include "filter/startup.h"
@@ -57,9 +57,9 @@ void start_up(std::vector<std::string> arguments) {
 
 FaultRun run_with_faults(const std::string& input, const std::vector<std::string>& arguments,
                          const Faults& faults) {
-  const int in = nameless_file_holding("input", input);
-  const int out = nameless_file_holding("output", "");
-  const int err = nameless_file_holding("log", "");
+  const int in = anonymous_file_with("input", input);
+  const int out = anonymous_file_with("output", "");
+  const int err = anonymous_file_with("log", "");
   auto* counts = static_cast<FaultCounts*>(mmap(
       nullptr, sizeof(FaultCounts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   std::fflush(nullptr);  // or the child says again what this process has not yet said

@@ -1,4 +1,4 @@
-#include "apps/base/nameless_file.h"
+#include "apps/base/anonymous_file.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -27,7 +27,7 @@ int open_unlinked(const char* label) {
 
 }  // namespace
 
-int nameless_file(const char* label) {
+int anonymous_file(const char* label) {
 #ifdef __linux__
   const int memory = memfd_create(label, MFD_CLOEXEC);
   if (memory >= 0) {
@@ -37,8 +37,8 @@ int nameless_file(const char* label) {
   return open_unlinked(label);
 }
 
-int nameless_file_holding(const char* label, std::string_view bytes) {
-  const int file = nameless_file(label);
+int anonymous_file_with(const char* label, std::string_view bytes) {
+  const int file = anonymous_file(label);
   if (file < 0 || (write_whole(file, bytes) && lseek(file, 0, SEEK_SET) == 0)) {
     return file;
   }

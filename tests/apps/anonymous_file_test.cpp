@@ -1,4 +1,4 @@
-#include "apps/base/nameless_file.h"
+#include "apps/base/anonymous_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -31,8 +31,8 @@ extern "C" int __wrap_memfd_create(const char* name, unsigned flags) {
 
 namespace {
 
-TEST(NamelessFile, StandsAtItsFirstByte) {
-  const int file = nameless_file_holding("letter", "photograph");
+TEST(AnonymousFile, StandsAtItsFirstByte) {
+  const int file = anonymous_file_with("letter", "photograph");
   ASSERT_GE(file, 0);
   char bytes[32];
   ASSERT_EQ(read(file, bytes, sizeof bytes), 10);
@@ -40,8 +40,8 @@ TEST(NamelessFile, StandsAtItsFirstByte) {
   close(file);
 }
 
-TEST(NamelessFile, CanBeOpenedAgainByItsNumberAndLiesInNoFolder) {
-  const int file = nameless_file_holding("letter", "photograph");
+TEST(AnonymousFile, CanBeOpenedAgainByItsNumberAndLiesInNoFolder) {
+  const int file = anonymous_file_with("letter", "photograph");
   ASSERT_GE(file, 0);
   const int again = open(("/dev/fd/" + std::to_string(file)).c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_GE(again, 0);
@@ -53,18 +53,18 @@ TEST(NamelessFile, CanBeOpenedAgainByItsNumberAndLiesInNoFolder) {
   close(file);
 }
 
-TEST(NamelessFile, IsNotHandedOn) {
-  const int file = nameless_file_holding("letter", "");
+TEST(AnonymousFile, IsNotHandedOn) {
+  const int file = anonymous_file_with("letter", "");
   ASSERT_GE(file, 0);
   EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
   close(file);
 }
 
-TEST(NamelessFile, WhereMemoryIsNoFileItLeavesNothingInTheFolderItWasMadeIn) {
+TEST(AnonymousFile, WhereMemoryIsNoFileItLeavesNothingInTheFolderItWasMadeIn) {
   const ScratchFolder folder;
   const EnvironmentGuard temporary("TMPDIR", folder.path().c_str());
   no_memory_files = true;
-  const int file = nameless_file_holding("letter", "photograph");
+  const int file = anonymous_file_with("letter", "photograph");
   no_memory_files = false;
   ASSERT_GE(file, 0);
   char bytes[32];
@@ -78,17 +78,17 @@ TEST(NamelessFile, WhereMemoryIsNoFileItLeavesNothingInTheFolderItWasMadeIn) {
   close(file);
 }
 
-TEST(NamelessFile, WithoutAFolderForItTellsWhy) {
+TEST(AnonymousFile, WithoutAFolderForItTellsWhy) {
   const EnvironmentGuard temporary("TMPDIR", "/nowhere");
   no_memory_files = true;
-  const int file = nameless_file_holding("letter", "photograph");
+  const int file = anonymous_file_with("letter", "photograph");
   const int reason = errno;
   no_memory_files = false;
   EXPECT_EQ(file, -1);
   EXPECT_EQ(reason, ENOENT);
 }
 
-TEST(NamelessFile, WithoutRoomTellsWhyAndHoldsNothing) {
+TEST(AnonymousFile, WithoutRoomTellsWhyAndHoldsNothing) {
   std::signal(SIGXFSZ, SIG_IGN);
   const int next = dup(STDERR_FILENO);  // the lowest number that is free
   close(next);
@@ -96,7 +96,7 @@ TEST(NamelessFile, WithoutRoomTellsWhyAndHoldsNothing) {
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
   const rlimit four = {.rlim_cur = 4, .rlim_max = before.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &four), 0);
-  const int file = nameless_file_holding("letter", "photograph");
+  const int file = anonymous_file_with("letter", "photograph");
   const int reason = errno;
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
   EXPECT_EQ(file, -1);
