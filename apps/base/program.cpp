@@ -44,12 +44,12 @@ std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
   return std::nullopt;
 }
 
-void complain(const CLI::App& app, const std::string& message) {
+void report_error(const CLI::App& app, const std::string& message) {
   std::fprintf(stderr, "%s: %s\n", app.get_name().c_str(), message.c_str());
 }
 
 int wrong_usage(const CLI::App& app, const std::string& message) {
-  complain(app, message);
+  report_error(app, message);
   std::fprintf(stderr, "Run with --help for more information.\n");
   return kExitUsage;
 }

@@ -15,7 +15,7 @@ inline constexpr int kExitUsage = 2;
 [[nodiscard]] std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv);
 
 // "<program>: <message>" on standard error.
-void complain(const CLI::App& app, const std::string& message);
+void report_error(const CLI::App& app, const std::string& message);
 
 // A usage error found after parsing: complains, points at --help, and returns the exit status.
 [[nodiscard]] int wrong_usage(const CLI::App& app, const std::string& message);

@@ -22,7 +22,7 @@ struct TransformDeleter {
 };
 using Transform = std::unique_ptr<void, TransformDeleter>;
 
-// Little CMS would complain on standard error.
+// Little CMS would write to standard error.
 void say_nothing(cmsContext, cmsUInt32Number, const char*) {}
 
 cmsUInt32Number format_of(const Picture& picture) {

@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include "apps/base/descriptor.h"
 #include "apps/base/anonymous_file.h"
+#include "apps/base/descriptor.h"
 #include "apps/base/spawn.h"
 #include "apps/image/profile_file.h"
 #include "apps/layout/raster_writer.h"

@@ -82,7 +82,7 @@ class PrintProgram {
         queue_(options.queue),
         to_(options.to),
         reporter_{.report = [this](const PhotoReport& photo) { report(photo); },
-                  .complain = [this](const std::string& words) { say_wrong(words); }} {}
+                  .report_error = [this](const std::string& words) { say_wrong(words); }} {}
 
   int run() {
     Choices choices;
@@ -176,7 +176,7 @@ class PrintProgram {
     printer.before_sheet = options_.folder.empty() ? limit : seconds(0);
     printer.after_sheet = limit;
     printer.must_be_connected = !limit;
-    printer.say = reporter_.complain;
+    printer.say = reporter_.report_error;
     printer.is_stopped = stop_asked;
   }
 
@@ -195,8 +195,8 @@ class PrintProgram {
       const auto first = files.begin() + static_cast<std::ptrdiff_t>(i);
       const auto last =
           files.begin() + static_cast<std::ptrdiff_t>(std::min(i + at_once, files.size()));
-      for (PhotoReport& photo :
-           print_job(setup_, {first, last}, progress_, static_cast<int>(i), reporter_.complain)) {
+      for (PhotoReport& photo : print_job(setup_, {first, last}, progress_, static_cast<int>(i),
+                                          reporter_.report_error)) {
         if (options_.wait && photo.outcome == kSent) {
           sent.push_back(photo);
         } else {
@@ -363,7 +363,7 @@ class PrintProgram {
 
   void say_wrong(const std::string& words) {
     progress_.wipe();
-    complain(app_, plain(words));
+    report_error(app_, plain(words));
   }
 
   const CLI::App& app_;

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/base/fnv1a.h"
 #include "apps/base/anonymous_file.h"
+#include "apps/base/fnv1a.h"
 #include "apps/base/write_whole.h"
 
 FileStamp stamp_of(const struct stat& status) {

@@ -35,14 +35,14 @@ struct Source {
 };
 
 std::optional<Picture> read_for(const SheetPlace& place, const Preparation& preparation,
-                                Source& source, const Complaint& complain) {
+                                Source& source, const ErrorReport& report_error) {
   std::optional<Prepared> prepared =
       k905::page_in_child(source.path, place, preparation, source.error);
   if (!prepared) {
     return std::nullopt;
   }
   if (!prepared->warning.empty()) {
-    complain(source.name + ": " + prepared->warning);
+    report_error(source.name + ": " + prepared->warning);
   }
   return std::move(prepared->page);
 }
@@ -50,12 +50,13 @@ std::optional<Picture> read_for(const SheetPlace& place, const Preparation& prep
 // Each photo is in its cell; the cells of those that cannot be read, and those that are left over,
 // repeat the others in their order. Null when none can be read.
 std::optional<Picture> read_cells(const JobSetup& setup, const SheetPlace& place,
-                                  std::span<Source> sources, const Complaint& complain) {
+                                  std::span<Source> sources, const ErrorReport& report_error) {
   const std::vector<k905::Cell> cells = k905::cells_of(setup.layout, place);
   std::vector<std::optional<Picture>> photos(cells.size());
   std::vector<std::size_t> readable;
   for (std::size_t i = 0; i < sources.size(); ++i) {
-    photos[i] = read_for(k905::place_in(cells[i], place), setup.preparation, sources[i], complain);
+    photos[i] =
+        read_for(k905::place_in(cells[i], place), setup.preparation, sources[i], report_error);
     if (photos[i]) {
       readable.push_back(i);
     }
@@ -81,13 +82,13 @@ std::optional<Picture> read_cells(const JobSetup& setup, const SheetPlace& place
 
 // Null when nothing can be read; the sources say why.
 std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sources,
-                                  const Complaint& complain) {
+                                  const ErrorReport& report_error) {
   const SheetPlace place = sheet_place(setup.destination->choices());
   if (setup.test_page) {
     return k905::test_page(place);
   }
-  return setup.layout.empty() ? read_for(place, setup.preparation, sources.front(), complain)
-                              : read_cells(setup, place, sources, complain);
+  return setup.layout.empty() ? read_for(place, setup.preparation, sources.front(), report_error)
+                              : read_cells(setup, place, sources, report_error);
 }
 
 }  // namespace
@@ -107,17 +108,17 @@ std::size_t photos_per_page(const JobSetup& setup) {
 }
 
 std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
-                                 const std::string& name, const Complaint& complain,
+                                 const std::string& name, const ErrorReport& report_error,
                                  std::string& error) {
   Source source{.path = path, .name = name};
-  std::optional<Picture> page = read_sheet(setup, {&source, 1}, complain);
+  std::optional<Picture> page = read_sheet(setup, {&source, 1}, report_error);
   error = source.error;
   return page;
 }
 
 std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
                                          const std::vector<std::string>& files, Progress& progress,
-                                         int done, const Complaint& complain) {
+                                         int done, const ErrorReport& report_error) {
   Destination& destination = *setup.destination;
   std::vector<k905::PhotoReport> photos;
   photos.reserve(files.size());
@@ -136,13 +137,13 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
     for (std::size_t k = i; k < std::min(i + at_once, files.size()); ++k) {
       sources.push_back({.path = files[k], .name = files[k]});
     }
-    const std::optional<Picture> page = read_sheet(setup, sources, complain);
+    const std::optional<Picture> page = read_sheet(setup, sources, report_error);
     for (std::size_t k = 0; k < sources.size(); ++k) {
       k905::PhotoReport& photo = photos[i + k];
       photo.reason = sources[k].error;
       if (!page || !photo.reason.empty()) {
         photo.outcome = text_of(Outcome::refused);
-        complain(files[i + k] + ": " + photo.reason);
+        report_error(files[i + k] + ": " + photo.reason);
         continue;
       }
       photo.outcome.clear();
@@ -159,7 +160,7 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
   std::string place;
   is_taken = is_begun && is_taken && destination.end(place, error);
   if (is_begun && !is_taken) {
-    complain(error);
+    report_error(error);
   }
   for (k905::PhotoReport& photo : photos) {
     photo.job = begun.number;

@@ -21,7 +21,7 @@ struct JobSetup {
 };
 
 // What is said to the user on the way: a picture by name, and what is wrong with it.
-using Complaint = std::function<void(const std::string& words)>;
+using ErrorReport = std::function<void(const std::string& words)>;
 
 // How many photos a sheet holds.
 [[nodiscard]] std::size_t photos_per_page(const JobSetup& setup);
@@ -29,19 +29,19 @@ using Complaint = std::function<void(const std::string& words)>;
 // A photo as the page of a job; with a layout it is in all of the cells. `path` is read; messages
 // call it `name`. Null with the reason in `error` when it cannot be read.
 [[nodiscard]] std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
-                                               const std::string& name, const Complaint& complain,
-                                               std::string& error);
+                                               const std::string& name,
+                                               const ErrorReport& report_error, std::string& error);
 
 // What a job of these files is called.
 [[nodiscard]] std::string job_title(const std::vector<std::string>& files);
 
 // Prints the files as one job; a photo that cannot be read is reported and left out. Returns what
-// became of each: nothing is reported to `complain` that is not in a reason too. `progress` is
+// became of each: nothing is reported to `report_error` that is not in a reason too. `progress` is
 // shown each photo, counted on from `done`.
 [[nodiscard]] std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
                                                        const std::vector<std::string>& files,
                                                        Progress& progress, int done,
-                                                       const Complaint& complain);
+                                                       const ErrorReport& report_error);
 
 // SIGTERM, SIGINT and SIGHUP: the picture in hand is printed, no further one is begun. A second
 // SIGINT, from somebody who cannot wait, ends the program at once. SIGINT and SIGHUP that were

@@ -45,16 +45,17 @@ std::string default_choice(ppd_file_t* ppd, const std::string& keyword) {
   return option == nullptr ? "" : option->defchoice;
 }
 
-// The queue's defaults, the user's own (lpoptions) over them, the wishes over all.
-bool mark_all(ppd_file_t* ppd, const cups_dest_t& dest, const Choices& wishes, std::string& error) {
+// The queue's defaults, the user's own (lpoptions) over them, `choices` over all.
+bool mark_all(ppd_file_t* ppd, const cups_dest_t& dest, const Choices& choices,
+              std::string& error) {
   ppdMarkDefaults(ppd);
   cupsMarkOptions(ppd, dest.num_options, dest.options);
-  CupsOptions wished;
-  for (const auto& [keyword, choice] : wishes) {
-    wished.add(keyword, choice);
+  CupsOptions chosen;
+  for (const auto& [keyword, choice] : choices) {
+    chosen.add(keyword, choice);
   }
-  cupsMarkOptions(ppd, wished.count(), wished.all());
-  for (const auto& [keyword, choice] : wishes) {
+  cupsMarkOptions(ppd, chosen.count(), chosen.all());
+  for (const auto& [keyword, choice] : choices) {
     if (marked_choice(ppd, keyword) != choice) {
       error = std::string("the queue ").append(dest.name).append(" does not offer ");
       error.append(keyword).append("=").append(choice);
@@ -220,8 +221,8 @@ std::string usual_hold(const cups_dest_t& dest) {
 
 }  // namespace
 
-std::unique_ptr<Destination> make_queue_destination(const std::string& queue, const Choices& wishes,
-                                                    std::string& error) {
+std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
+                                                    const Choices& choices, std::string& error) {
   const Dest dest = find_queue(queue);
   if (!dest) {
     error = queue.empty() ? "there is no default queue; name one with --queue, or a file or "
@@ -234,17 +235,17 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue, co
     error = std::string(dest->name) + " is no queue of this printer";
     return nullptr;
   }
-  if (!mark_all(ppd.get(), *dest, wishes, error)) {
+  if (!mark_all(ppd.get(), *dest, choices, error)) {
     return nullptr;
   }
-  Choices choices = marked_choices(ppd.get());
-  if (page_size_name(choices.at("PageSize")).empty()) {
+  Choices in_force = marked_choices(ppd.get());
+  if (page_size_name(in_force.at("PageSize")).empty()) {
     error = "the queue " + std::string(dest->name) + " has no paper of this printer";
     return nullptr;
   }
-  if (!apply_cut(choices, error)) {
+  if (!apply_cut(in_force, error)) {
     return nullptr;
   }
-  return std::make_unique<QueueDestination>(dest->name, usual_hold(*dest), choices,
-                                            job_choices(ppd.get(), choices));
+  return std::make_unique<QueueDestination>(dest->name, usual_hold(*dest), in_force,
+                                            job_choices(ppd.get(), in_force));
 }

@@ -7,9 +7,9 @@
 
 #include "apps/print/destination.h"
 
-// `queue` as lp takes it, "" for the user's default. `wishes` go over the queue's defaults. Null,
+// `queue` as lp takes it, "" for the user's default. `choices` go over the queue's defaults. Null,
 // with the reason in `error`, when there is no such queue, it is not one of this printer, or it
 // does not offer a choice.
 [[nodiscard]] std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
-                                                                  const Choices& wishes,
+                                                                  const Choices& choices,
                                                                   std::string& error);

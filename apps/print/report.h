@@ -30,7 +30,7 @@ struct PhotoReport {
 // Takes what became of photos; and messages to the user.
 struct Reporter {
   std::function<void(const PhotoReport&)> report;
-  std::function<void(const std::string& words)> complain;
+  std::function<void(const std::string& words)> report_error;
 };
 
 [[nodiscard]] PhotoReport report_of(std::string file, std::string outcome,

@@ -119,9 +119,9 @@ void SheetPrinter::set_in_doubt(const std::vector<SheetEntry>& sheets) {
   const std::string reason = "stopped while it was sent to " + sheets.front().target.device;
   ledger_.set_outcome(sheets.front().ticket, Outcome::in_doubt, reason);
   for (SheetEntry sheet : sheets) {
-    reporter_.complain(sheet.name + ": " + reason +
-                       "; if the sheet did not come out, print it with: k905-print --reprint " +
-                       std::to_string(sheet.id));
+    reporter_.report_error(sheet.name + ": " + reason +
+                           "; if the sheet did not come out, print it with: k905-print --reprint " +
+                           std::to_string(sheet.id));
     sheet.outcome = Outcome::in_doubt;
     sheet.reason = reason;
     reporter_.report(k905::report_of(sheet));

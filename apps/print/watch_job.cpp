@@ -62,7 +62,7 @@ class FolderPrinter {
     if (printer_.settle()) {
       print_due();
     } else {
-      reporter_.complain(kUnsettled);
+      reporter_.report_error(kUnsettled);
     }
     return ledger_.waiting(folder_, name).empty();
   }
@@ -84,8 +84,8 @@ class FolderPrinter {
     }
     ledger_.add_folder(folder_);
     if (setup_.move && access(folder_.c_str(), W_OK | X_OK) != 0) {
-      reporter_.complain(folder_ + ": " + std::strerror(errno) +
-                         "; files that are done stay where they are");
+      reporter_.report_error(folder_ + ": " + std::strerror(errno) +
+                             "; files that are done stay where they are");
       moves_ = false;
     }
   }
@@ -118,7 +118,7 @@ class FolderPrinter {
     }
     const auto events = watch.take();
     if (!events) {
-      complain_once(folder_ + ": " + std::strerror(errno));
+      report_once(folder_ + ": " + std::strerror(errno));
       return;
     }
     take_events(*events);
@@ -126,7 +126,7 @@ class FolderPrinter {
       return;
     }
     if (!printer_.settle()) {
-      complain_once(kUnsettled);
+      report_once(kUnsettled);
       try_again_ = Clock::now() + kTryAgain;
       return;
     }
@@ -140,7 +140,7 @@ class FolderPrinter {
   bool is_destination_ready() {
     const std::string obstacle = is_watching_ ? setup_.job.destination->obstacle() : "";
     if (!obstacle.empty()) {
-      complain_once(obstacle + "; waiting");
+      report_once(obstacle + "; waiting");
       try_again_ = Clock::now() + kAskAgain;
     }
     return obstacle.empty();
@@ -163,8 +163,8 @@ class FolderPrinter {
       todo.delay = kFirstRetry;
     }
     for (const std::string& name : events.passed_over) {
-      reporter_.complain(path_of(name) +
-                         ": files of this type are not read; others of it are not reported");
+      reporter_.report_error(path_of(name) +
+                             ": files of this type are not read; others of it are not reported");
     }
   }
 
@@ -199,14 +199,14 @@ class FolderPrinter {
       }
     }
     if ((!goes_on || !orders.finish(error)) && !error.empty()) {
-      complain_once(error);
+      report_once(error);
       try_again_ = Clock::now() + kTryAgain;
     }
   }
 
   // After a sheet of the photo: when it was the last, the photo is done.
   void finish(const std::string& name, const std::string& place) {
-    last_complaint_.clear();
+    last_error_.clear();
     const auto todo = todo_.find(name);
     if (todo == todo_.end() || !ledger_.waiting(folder_, name).empty()) {
       return;
@@ -277,7 +277,7 @@ class FolderPrinter {
     }
     std::string error;
     std::optional<Picture> page =
-        read_page(setup_.job, photo.copy(), path_of(name), reporter_.complain, error);
+        read_page(setup_.job, photo.copy(), path_of(name), reporter_.report_error, error);
     if (!page) {
       return error == k905::kNotEnoughMemory ? later(name, error)
                                              : refuse(name, known, of_these_bytes, now, error);
@@ -320,7 +320,7 @@ class FolderPrinter {
     }
     tried_.insert(name);
     todo_.erase(name);
-    reporter_.complain(path_of(name) + ": " + reason);
+    reporter_.report_error(path_of(name) + ": " + reason);
     reporter_.report(k905::report_of(path_of(name), text_of(Outcome::refused),
                                      setup_.job.destination->target(), reason));
     move_away(name, file.stamp, reason);
@@ -333,7 +333,7 @@ class FolderPrinter {
     todo.when = Clock::now() + todo.delay;
     todo.delay = std::min(2 * todo.delay, kLongestRetry);
     if (!problem.empty() && problem != std::exchange(todo.problem, problem)) {
-      reporter_.complain(path_of(name) + ": " + problem + "; it is tried again");
+      reporter_.report_error(path_of(name) + ": " + problem + "; it is tried again");
     }
     return std::nullopt;
   }
@@ -345,20 +345,20 @@ class FolderPrinter {
       return;
     }
     if (const auto sheet = ledger_.last_printed(folder_, name, content)) {
-      reporter_.complain(path_of(name) +
-                         ": printed before; to print it again: k905-print --reprint " +
-                         std::to_string(sheet->id));
+      reporter_.report_error(path_of(name) +
+                             ": printed before; to print it again: k905-print --reprint " +
+                             std::to_string(sheet->id));
     } else {
-      reporter_.complain(path_of(name) +
-                         ": known and left; to print it, remove it and put it back");
+      reporter_.report_error(path_of(name) +
+                             ": known and left; to print it, remove it and put it back");
     }
   }
 
   void withdraw(const std::vector<SheetEntry>& sheets, const std::string& reason) {
     for (const SheetEntry& sheet : sheets) {
       ledger_.withdraw(sheet.id, reason);
-      reporter_.complain(path_of(sheet.name) + ": sheet " + std::to_string(sheet.id) +
-                         " is not printed: " + reason);
+      reporter_.report_error(path_of(sheet.name) + ": sheet " + std::to_string(sheet.id) +
+                             " is not printed: " + reason);
       k905::PhotoReport report = k905::report_of(sheet);
       report.outcome = text_of(Outcome::withdrawn);
       report.reason = reason;
@@ -371,7 +371,7 @@ class FolderPrinter {
     if (moves_ && is_in_folder(name) &&
         !move_finished_file(folder_, name, stamp, reason.empty() ? "printed" : "failed", reason,
                             error)) {
-      complain_once(error);
+      report_once(error);
     }
   }
 
@@ -383,10 +383,10 @@ class FolderPrinter {
   // Not in a folder in it, as files are that were moved.
   static bool is_in_folder(const std::string& name) { return name.find('/') == std::string::npos; }
 
-  void complain_once(const std::string& words) {
-    if (words != last_complaint_) {
-      reporter_.complain(words);
-      last_complaint_ = words;
+  void report_once(const std::string& words) {
+    if (words != last_error_) {
+      reporter_.report_error(words);
+      last_error_ = words;
     }
   }
 
@@ -401,7 +401,7 @@ class FolderPrinter {
   Progress progress_;
   std::map<std::string, Todo> todo_;
   std::set<std::string> tried_;  // that were refused in this run
-  std::string last_complaint_;
+  std::string last_error_;
   Clock::time_point try_again_{};
   std::int64_t version_of_others_ = 0;
   bool was_settled_ = false;
@@ -430,7 +430,7 @@ int with_folder(const WatchSetup& setup, const k905::Reporter& reporter, const U
     const std::string folder = canonical_folder(setup.folder, error);
     k905::FolderLock lock;
     if (folder.empty() || !k905::open_ledger(ledger, setup.ledger, folder, error)) {
-      reporter.complain(error);
+      reporter.report_error(error);
       return 1;
     }
     switch (lock.take(setup.ledger, folder, error)) {
@@ -441,12 +441,12 @@ int with_folder(const WatchSetup& setup, const k905::Reporter& reporter, const U
       case k905::FolderLock::Result::held_by_another:
         return if_held(folder);
       case k905::FolderLock::Result::failed:
-        reporter.complain(error);
+        reporter.report_error(error);
         return 1;
     }
   } catch (const LedgerError& problem) {
-    reporter.complain(setup.ledger + ": " + problem.what() +
-                      "; stopped, because what cannot be noted would be printed again");
+    reporter.report_error(setup.ledger + ": " + problem.what() +
+                          "; stopped, because what cannot be noted would be printed again");
   }
   return 1;
 }
@@ -461,7 +461,7 @@ int watch_folder(const WatchSetup& setup, const k905::Reporter& reporter) {
         return 0;
       },
       [&](const std::string& folder) {
-        reporter.complain(folder + ": another k905-print watches this folder");
+        reporter.report_error(folder + ": another k905-print watches this folder");
         return 1;
       });
 }

@@ -132,14 +132,14 @@ int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments
   const std::vector<std::string> queues =
       arguments.all ? queues_of_this_printer(scheduler) : std::vector{arguments.queue};
   if (queues.empty()) {
-    complain(app, "there is no queue of this printer");
+    report_error(app, "there is no queue of this printer");
     return 0;
   }
   int status = 0;
   for (const std::string& queue : queues) {
     Findings findings;
     if (const auto problem = update_queue(scheduler, queue, arguments.keep_device, findings)) {
-      complain(app, *problem);
+      report_error(app, *problem);
       status = kExitFailed;
     } else {
       status = std::max(status, check(scheduler, true, queue, arguments.json, findings));
@@ -172,7 +172,7 @@ int make(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
                                        .replace = arguments.replace,
                                        .options = options},
                                       findings)) {
-    complain(app, *problem);
+    report_error(app, *problem);
     return kExitFailed;
   }
   return check(scheduler, true, arguments.queue, arguments.json, findings);
@@ -239,7 +239,7 @@ int run(const CLI::App& app, const Arguments& arguments) {
     return check(scheduler, connected, arguments.queue, arguments.json);
   }
   if (!connected) {
-    complain(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
+    report_error(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
     return kExitFailed;
   }
   return arguments.update ? update(app, scheduler, arguments)

@@ -115,7 +115,7 @@ int wait_until_ready(const CLI::App& app, const Options& options) {
     }
     if (reasons != reported) {
       reported = reasons;
-      complain(app, "waiting: " + reasons);
+      report_error(app, "waiting: " + reasons);
     }
     std::this_thread::sleep_for(pause);
   }

@@ -147,7 +147,7 @@ bool all_digits(const std::vector<std::uint8_t>& bytes) {
 
 bool is_image(Command command) { return command <= Command::c_plane; }
 
-// The filter's number of the plane that a command carries: the third travels first.
+// The filter's number of the plane that a command carries: the third is sent first.
 std::size_t plane_index(Command command) { return 2 - static_cast<std::size_t>(command); }
 
 std::string image_name(Command command) {

@@ -3,47 +3,47 @@
 
 namespace {
 
-void describe_options(CLI::App& app, PreviewWishes& wishes) {
-  app.add_option("STREAM", wishes.files,
+void describe_options(CLI::App& app, PreviewOptions& options) {
+  app.add_option("STREAM", options.files,
                  "files that hold what the filter sent to the printer; \"-\", or none at all, is "
                  "standard input");
-  auto* output = app.add_option("-o,--output", wishes.output,
+  auto* output = app.add_option("-o,--output", options.output,
                                 "beginning of the pictures' names: a \"-\", the sheet's number and "
                                 "\".png\" follow")
                      ->capture_default_str();
   app.add_option(
-         "-w,--width", wishes.width,
+         "-w,--width", options.width,
          "make the pictures this many pixels wide; without it they have 300 pixels for each "
          "inch of the paper, and with --contact they are 480 pixels wide")
       ->check(CLI::Range(1, 5000));
   auto* contact = app.add_option(
-      "--contact", wishes.contact,
+      "--contact", options.contact,
       "put all sheets on this one PNG file, each with its number; a file may then also be a "
       "photo (JPEG, PNG, ...), and CAPTION=FILE names it");
-  app.add_option("-c,--columns", wishes.columns, "with --contact: sheets side by side")
+  app.add_option("-c,--columns", options.columns, "with --contact: sheets side by side")
       ->needs(contact)
       ->check(CLI::Range(1, 100))
       ->capture_default_str();
   auto* proof = app.add_option(
-      "--proof", wishes.proof,
+      "--proof", options.proof,
       "show the sheets as this profile of the printer says that they come out, in the colours of "
       "an sRGB screen (relative colorimetric); a file, or a name the filter would find");
   auto* canvas = app.add_flag(
-      "--canvas", wishes.canvas,
+      "--canvas", options.canvas,
       "show every pixel that the printer gets, with the margins beyond the paper's edges");
-  app.add_flag("--raw", wishes.raw, "the same, mirrored as the printer gets it")->excludes(canvas);
-  auto* check = app.add_flag("--check", wishes.check, "only check the stream, write no pictures");
-  app.add_flag("--dump", wishes.dump, "show every block and field instead of one line a sheet");
+  app.add_flag("--raw", options.raw, "the same, mirrored as the printer gets it")->excludes(canvas);
+  auto* check = app.add_flag("--check", options.check, "only check the stream, write no pictures");
+  app.add_flag("--dump", options.dump, "show every block and field instead of one line a sheet");
   contact->excludes(output)->excludes(check);
   proof->excludes(check);
 }
 
 int preview_program(int argc, char** argv) {
   CLI::App app("Checks a printer stream and shows its sheets as pictures.", "k905-preview");
-  PreviewWishes wishes;
-  describe_options(app, wishes);
+  PreviewOptions options;
+  describe_options(app, options);
   const auto status = parse_command_line(app, argc, argv);
-  return status ? *status : show_files(app, wishes);
+  return status ? *status : show_files(app, options);
 }
 
 }  // namespace

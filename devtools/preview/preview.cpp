@@ -68,26 +68,26 @@ bool holds_picture(int descriptor) {
 
 class Preview {
  public:
-  Preview(const CLI::App& app, const PreviewWishes& wishes)
+  Preview(const CLI::App& app, const PreviewOptions& options)
       : app_(app),
-        wishes_(wishes),
+        options_(options),
         progress_("sheet", 0),
-        width_(wishes.width == 0 && !wishes.contact.empty() ? kContactWidth : wishes.width),
-        contact_(wishes.columns, width_) {}
+        width_(options.width == 0 && !options.contact.empty() ? kContactWidth : options.width),
+        contact_(options.columns, width_) {}
 
   // False after an error, which has been told.
   bool open_proof() {
-    if (wishes_.proof.empty()) {
+    if (options_.proof.empty()) {
       return true;
     }
-    proof_.emplace(wishes_.proof);
-    return proof_->ok() || fail("the profile " + wishes_.proof + " " + proof_->error());
+    proof_.emplace(options_.proof);
+    return proof_->ok() || fail("the profile " + options_.proof + " " + proof_->error());
   }
 
   // Reads one file to its end; its sheets are numbered on from those before. False after an error.
   bool read(const std::string& text) {
     const NamedFile named =
-        wishes_.contact.empty() ? NamedFile{std::nullopt, text} : split_at_caption(text);
+        options_.contact.empty() ? NamedFile{std::nullopt, text} : split_at_caption(text);
     caption_ = named.caption;
     sheets_of_file_ = 0;
     if (named.file == "-") {
@@ -97,7 +97,7 @@ class Preview {
     if (descriptor < 0) {
       return fail(named.file + ": " + std::strerror(errno));
     }
-    const bool good = !wishes_.contact.empty() && holds_picture(descriptor)
+    const bool good = !options_.contact.empty() && holds_picture(descriptor)
                           ? add_picture(named.file)
                           : read_stream(descriptor, named.file);
     close(descriptor);
@@ -106,15 +106,15 @@ class Preview {
 
   // Writes what belongs to all sheets together. False after an error.
   bool finish() {
-    if (wishes_.contact.empty()) {
+    if (options_.contact.empty()) {
       return true;
     }
-    if (!write(wishes_.contact, contact_.picture(), {})) {
+    if (!write(options_.contact, contact_.picture(), {})) {
       return false;
     }
     progress_.wipe();
     std::printf("%zu picture%s -> %s\n", contact_.count(), contact_.count() == 1 ? "" : "s",
-                wishes_.contact.c_str());
+                options_.contact.c_str());
     return true;
   }
 
@@ -122,7 +122,7 @@ class Preview {
   bool fail(const std::string& message) {
     progress_.wipe();
     std::fflush(stdout);
-    complain(app_, message);
+    report_error(app_, message);
     return false;
   }
 
@@ -153,12 +153,12 @@ class Preview {
   bool show(const Sheet& sheet) {
     ++sheets_;
     ++sheets_of_file_;
-    const std::string file = picture_name(wishes_.output, sheets_);
-    if (!wishes_.check && !show_picture(sheet, file)) {
+    const std::string file = picture_name(options_.output, sheets_);
+    if (!options_.check && !show_picture(sheet, file)) {
       return false;
     }
     progress_.wipe();
-    if (wishes_.dump) {
+    if (options_.dump) {
       std::fputs(dump_sheet(sheet, sheets_).c_str(), stdout);
     } else {
       print_line(sheet, file);
@@ -169,13 +169,13 @@ class Preview {
   }
 
   bool show_picture(const Sheet& sheet, const std::string& file) {
-    auto [picture, density] = shown_sheet(sheet, wishes_.raw      ? SheetView::wire
-                                                 : wishes_.canvas ? SheetView::canvas
-                                                                  : SheetView::paper);
+    auto [picture, density] = shown_sheet(sheet, options_.raw      ? SheetView::wire
+                                                 : options_.canvas ? SheetView::canvas
+                                                                   : SheetView::paper);
     if (proof_) {
       proof_->show(picture);
     }
-    if (!wishes_.contact.empty()) {
+    if (!options_.contact.empty()) {
       return add_to_contact(caption_of_sheet(), picture, density);
     }
     if (width_ != 0) {
@@ -219,12 +219,12 @@ class Preview {
                 sheets_, sheet.width, sheet.height, sheet.matte ? "matte" : "glossy", sheet.cutter,
                 plane_checksum(sheet.plane[2]), plane_checksum(sheet.plane[1]),
                 plane_checksum(sheet.plane[0]));
-    const bool of_its_own = !wishes_.check && wishes_.contact.empty();
+    const bool of_its_own = !options_.check && options_.contact.empty();
     std::printf(of_its_own ? " -> %s\n" : "\n", file.c_str());
   }
 
   const CLI::App& app_;
-  const PreviewWishes& wishes_;
+  const PreviewOptions& options_;
   Progress progress_;
   std::uint32_t width_;  // of a picture; 0: every pixel of the sheet
   ContactSheet contact_;
@@ -236,13 +236,13 @@ class Preview {
 
 }  // namespace
 
-int show_files(const CLI::App& app, const PreviewWishes& wishes) {
+int show_files(const CLI::App& app, const PreviewOptions& options) {
   const std::vector<std::string> standard_input{"-"};
-  Preview preview(app, wishes);
+  Preview preview(app, options);
   if (!preview.open_proof()) {
     return kExitFailed;
   }
-  for (const std::string& file : wishes.files.empty() ? standard_input : wishes.files) {
+  for (const std::string& file : options.files.empty() ? standard_input : options.files) {
     if (!preview.read(file)) {
       return kExitFailed;
     }

@@ -6,7 +6,7 @@
 
 #include "apps/base/program.h"
 
-struct PreviewWishes {
+struct PreviewOptions {
   std::vector<std::string> files;  // "-" is standard input
   std::string output = "sheet";
   std::string contact;  // one picture for all sheets instead of one for each
@@ -19,5 +19,5 @@ struct PreviewWishes {
   bool dump = false;
 };
 
-// Does what is wished, tells every sheet on standard output and returns the exit status.
-[[nodiscard]] int show_files(const CLI::App& app, const PreviewWishes& wishes);
+// Does what the options ask for, lists every sheet on standard output and returns the exit status.
+[[nodiscard]] int show_files(const CLI::App& app, const PreviewOptions& options);

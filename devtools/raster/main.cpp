@@ -20,7 +20,7 @@
 
 namespace {
 
-struct Wishes {
+struct Options {
   std::vector<std::string> pictures;
   std::string output = "-";
   std::string paper = "w288h432";
@@ -47,43 +47,43 @@ std::string joined_formats() {
   return text;
 }
 
-void describe_options(CLI::App& app, Wishes& wishes) {
+void describe_options(CLI::App& app, Options& options) {
   app.add_option(
-      "PICTURE", wishes.pictures,
+      "PICTURE", options.pictures,
       "photos (JPEG, PNG, TIFF, ...), one page each; \"-\" is standard input, \"test:NAME\" or "
       "\"test:NAME:WxH\" a picture that the program draws itself");
-  app.add_option("-o,--output", wishes.output, "where the raster goes; \"-\" is standard output")
+  app.add_option("-o,--output", options.output, "where the raster goes; \"-\" is standard output")
       ->capture_default_str();
-  app.add_option("-p,--paper", wishes.paper, "paper, by either of its names (w288h432 or 6x4)")
+  app.add_option("-p,--paper", options.paper, "paper, by either of its names (w288h432 or 6x4)")
       ->capture_default_str();
-  app.add_option("-s,--size", wishes.size,
+  app.add_option("-s,--size", options.size,
                  "pixels of the page: \"page\" as the paper has them, \"picture\" as the picture "
                  "has them, or WxH")
       ->capture_default_str();
-  app.add_option("--points", wishes.points,
+  app.add_option("--points", options.points,
                  "the header's page size, WxH in points; without it the paper's");
-  app.add_option("-r,--resolution", wishes.resolution, "dots per inch")
+  app.add_option("-r,--resolution", options.resolution, "dots per inch")
       ->check(CLI::IsMember({"300x300", "300x600"}))
       ->capture_default_str();
-  app.add_option("-f,--format", wishes.format, "colours and bits: " + joined_formats())
+  app.add_option("-f,--format", options.format, "colours and bits: " + joined_formats())
       ->capture_default_str();
-  app.add_option("--color-space", wishes.colour_space,
+  app.add_option("--color-space", options.colour_space,
                  "the header's colour space, by number or name (W, RGB, RGBA, K, CMY, YMC, CMYK); "
                  "without it the one that belongs to the format");
-  app.add_option("--orientation", wishes.orientation, "how the page is turned")
+  app.add_option("--orientation", options.orientation, "how the page is turned")
       ->check(CLI::IsMember({"portrait", "landscape", "reverse-portrait", "reverse-landscape"}))
       ->capture_default_str();
-  app.add_option("--fit", wishes.fit,
+  app.add_option("--fit", options.fit,
                  "a picture of another shape is cut (fill), surrounded with white (whole) or "
                  "distorted (stretch)")
       ->check(CLI::IsMember({"fill", "whole", "stretch"}))
       ->capture_default_str();
-  app.add_option("-n,--copies", wishes.copies, "the header's number of copies")
+  app.add_option("-n,--copies", options.copies, "the header's number of copies")
       ->capture_default_str();
-  app.add_flag("-c,--compressed", wishes.compressed, "write a compressed stream");
-  app.add_option("--page-png", wishes.page_png,
+  app.add_flag("-c,--compressed", options.compressed, "write a compressed stream");
+  app.add_option("--page-png", options.page_png,
                  "also write the first page, as it stands in the raster, to this PNG file");
-  app.add_flag("--list", wishes.list, "list papers, formats and test pictures, and end");
+  app.add_flag("--list", options.list, "list papers, formats and test pictures, and end");
 }
 
 void print_lists() {
@@ -149,38 +149,39 @@ unsigned orientation_code(const std::string& name) {
                                        : 0;
 }
 
-// Null when all is well, otherwise what is wrong with the wishes.
-std::optional<std::string> make_plan(const Wishes& wishes, PagePlan& plan) {
-  if (wishes.pictures.empty()) {
+// Null when all is well, otherwise what is wrong with the options.
+std::optional<std::string> make_plan(const Options& options, PagePlan& plan) {
+  if (options.pictures.empty()) {
     return "no picture given";
   }
-  plan.paper = find_paper(wishes.paper);
+  plan.paper = find_paper(options.paper);
   if (plan.paper == nullptr) {
-    return "--paper: no paper is called \"" + wishes.paper + "\" (see --list)";
+    return "--paper: no paper is called \"" + options.paper + "\" (see --list)";
   }
-  plan.format = find_page_format(wishes.format);
+  plan.format = find_page_format(options.format);
   if (plan.format == nullptr) {
-    return "--format: not one of " + joined_formats() + ": \"" + wishes.format + "\"";
+    return "--format: not one of " + joined_formats() + ": \"" + options.format + "\"";
   }
   plan.colour_space = plan.format->colour_space;
-  if (!wishes.colour_space.empty() && !parse_colour_space(wishes.colour_space, plan.colour_space)) {
-    return "--color-space: neither a name nor a number: \"" + wishes.colour_space + "\"";
+  if (!options.colour_space.empty() &&
+      !parse_colour_space(options.colour_space, plan.colour_space)) {
+    return "--color-space: neither a name nor a number: \"" + options.colour_space + "\"";
   }
-  if (wishes.size == "picture") {
+  if (options.size == "picture") {
     plan.size = PageSize::picture;
-  } else if (wishes.size != "page") {
+  } else if (options.size != "page") {
     plan.size = PageSize::pixels;
-    if (!parse_size(wishes.size, plan.width, plan.height)) {
-      return "--size: neither \"page\" nor \"picture\" nor WxH: \"" + wishes.size + "\"";
+    if (!parse_size(options.size, plan.width, plan.height)) {
+      return "--size: neither \"page\" nor \"picture\" nor WxH: \"" + options.size + "\"";
     }
   }
-  if (!wishes.points.empty() &&
-      !parse_size(wishes.points, plan.page_width_pt, plan.page_height_pt)) {
-    return "--points: not WxH: \"" + wishes.points + "\"";
+  if (!options.points.empty() &&
+      !parse_size(options.points, plan.page_width_pt, plan.page_height_pt)) {
+    return "--points: not WxH: \"" + options.points + "\"";
   }
-  plan.vertical_dpi = wishes.resolution == "300x600" ? 600 : 300;
-  plan.orientation = orientation_code(wishes.orientation);
-  plan.copies = wishes.copies;
+  plan.vertical_dpi = options.resolution == "300x600" ? 600 : 300;
+  plan.orientation = orientation_code(options.orientation);
+  plan.copies = options.copies;
   return std::nullopt;
 }
 
@@ -256,18 +257,18 @@ class Output {
   int descriptor_ = -1;
 };
 
-bool write_page(const std::string& name, const PagePlan& plan, const Wishes& wishes,
+bool write_page(const std::string& name, const PagePlan& plan, const Options& options,
                 RasterWriter& writer, bool first, std::string& error) {
   const std::optional<Picture> picture = obtain(name, plan, error);
   if (!picture) {
     error = name + ": " + error;
     return false;
   }
-  const Picture page = page_of(*picture, plan, fit_of(wishes.fit));
+  const Picture page = page_of(*picture, plan, fit_of(options.fit));
   const PixelDensity density{static_cast<int>(plan.horizontal_dpi),
                              static_cast<int>(plan.vertical_dpi)};
-  if (first && !wishes.page_png.empty() && !write_png(wishes.page_png, page, density, error)) {
-    error = wishes.page_png + ": " + error;
+  if (first && !options.page_png.empty() && !write_png(options.page_png, page, density, error)) {
+    error = options.page_png + ": " + error;
     return false;
   }
   std::vector<std::uint8_t> line;
@@ -283,40 +284,40 @@ bool write_page(const std::string& name, const PagePlan& plan, const Wishes& wis
   return true;
 }
 
-bool write_pages(const Wishes& wishes, const PagePlan& plan, int descriptor, std::string& error) {
-  RasterWriter writer(descriptor, wishes.compressed);
-  Progress progress("page", static_cast<int>(wishes.pictures.size()));
-  for (std::size_t i = 0; i < wishes.pictures.size(); ++i) {
+bool write_pages(const Options& options, const PagePlan& plan, int descriptor, std::string& error) {
+  RasterWriter writer(descriptor, options.compressed);
+  Progress progress("page", static_cast<int>(options.pictures.size()));
+  for (std::size_t i = 0; i < options.pictures.size(); ++i) {
     progress.show(static_cast<int>(i) + 1);
-    if (!write_page(wishes.pictures[i], plan, wishes, writer, i == 0, error)) {
+    if (!write_page(options.pictures[i], plan, options, writer, i == 0, error)) {
       return false;
     }
   }
   return true;
 }
 
-int run(const CLI::App& app, const Wishes& wishes) {
+int run(const CLI::App& app, const Options& options) {
   PagePlan plan;
-  if (const auto problem = make_plan(wishes, plan)) {
+  if (const auto problem = make_plan(options, plan)) {
     return wrong_usage(app, *problem);
   }
-  if (wishes.output == "-" && isatty(STDOUT_FILENO) == 1) {
+  if (options.output == "-" && isatty(STDOUT_FILENO) == 1) {
     return wrong_usage(app, "raster is nothing for a terminal: name a file with --output");
   }
-  Output output(wishes.output);
+  Output output(options.output);
   if (output.descriptor() < 0) {
-    complain(app, wishes.output + ": " + std::strerror(errno));
+    report_error(app, options.output + ": " + std::strerror(errno));
     return kExitFailed;
   }
   std::string error;
   bool written = false;
   try {
-    written = write_pages(wishes, plan, output.descriptor(), error);
+    written = write_pages(options, plan, output.descriptor(), error);
   } catch (const std::bad_alloc&) {
     error = "not enough memory";
   }
   if (!written) {
-    complain(app, error);
+    report_error(app, error);
     output.discard();
     return kExitFailed;
   }
@@ -325,16 +326,16 @@ int run(const CLI::App& app, const Wishes& wishes) {
 
 int raster_program(int argc, char** argv) {
   CLI::App app("Turns pictures into CUPS raster pages for rastertok905.", "k905-raster");
-  Wishes wishes;
-  describe_options(app, wishes);
+  Options options;
+  describe_options(app, options);
   if (const auto status = parse_command_line(app, argc, argv)) {
     return *status;
   }
-  if (wishes.list) {
+  if (options.list) {
     print_lists();
     return 0;
   }
-  return run(app, wishes);
+  return run(app, options);
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ Dialogue::Dialogue(Handlers handlers)
       parser_([this](Sheet&& sheet) { handlers_.sheet(std::move(sheet)); }) {}
 
 void Dialogue::hear(const std::uint8_t* bytes, std::size_t count) {
-  while (count > 0 && !deaf_) {
+  while (count > 0 && !failed_) {
     std::size_t taken = 0;
     if (payload_left_ > 0) {
       taken = static_cast<std::size_t>(std::min<std::uint64_t>(payload_left_, count));
@@ -56,11 +56,11 @@ void Dialogue::hear(const std::uint8_t* bytes, std::size_t count) {
 }
 
 void Dialogue::end() {
-  if (!deaf_ && !block_.empty()) {
+  if (!failed_ && !block_.empty()) {
     feed(bytes_of(block_), block_.size());
   }
-  if (!deaf_ && !parser_.finish()) {
-    report_nonsense();
+  if (!failed_ && !parser_.finish()) {
+    report_protocol_error();
   }
 }
 
@@ -77,13 +77,13 @@ void Dialogue::take_block() {
 
 void Dialogue::feed(const std::uint8_t* bytes, std::size_t count) {
   if (!parser_.feed(bytes, count)) {
-    report_nonsense();
+    report_protocol_error();
   }
 }
 
-void Dialogue::report_nonsense() {
-  deaf_ = true;
+void Dialogue::report_protocol_error() {
+  failed_ = true;
   if (parser_.error()) {
-    handlers_.nonsense(*parser_.error());
+    handlers_.protocol_error(*parser_.error());
   }
 }

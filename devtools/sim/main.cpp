@@ -77,13 +77,13 @@ std::optional<std::string> take_arguments(const Arguments& arguments, SimulatorO
 int run(const CLI::App& app, const SimulatorOptions& options) {
   if (!options.state_file.empty()) {
     if (const auto wrong = save_state(options.state_file, options.state)) {
-      complain(app, *wrong);
+      report_error(app, *wrong);
       return kExitFailed;
     }
   }
   std::string error;
   if (!run_simulator(options, error)) {
-    complain(app, error);
+    report_error(app, error);
     return kExitFailed;
   }
   return 0;

@@ -171,7 +171,7 @@ class Client {
         descriptor_(descriptor),
         dialogue_({.question = [this](const auto& group, const auto& name) { ask(group, name); },
                    .sheet = [this](Sheet&& sheet) { printer_.print(sheet); },
-                   .nonsense =
+                   .protocol_error =
                        [this](const StreamError& error) { printer_.refuse(error, error_hint_); }}) {
   }
   Client(const Client&) = delete;
@@ -182,7 +182,7 @@ class Client {
   }
   void end() { dialogue_.end(); }
 
-  [[nodiscard]] bool talked_nonsense() const { return dialogue_.is_deaf(); }
+  [[nodiscard]] bool has_protocol_error() const { return dialogue_.has_protocol_error(); }
 
   // A possible reason for an error in the bytes that follow, "" for none.
   void set_error_hint(std::string hint) { error_hint_ = std::move(hint); }
@@ -216,9 +216,9 @@ class Client {
 
 // The terminal's clients have no connection of their own: when the last one closes it, incomplete
 // input and unread replies are discarded, so that the next one finds a printer that is ready.
-class TerminalDesk {
+class TerminalServer {
  public:
-  TerminalDesk(Printer& printer, Terminal terminal)
+  TerminalServer(Printer& printer, Terminal terminal)
       : printer_(printer), terminal_(std::move(terminal)) {
     welcome();
   }
@@ -234,7 +234,7 @@ class TerminalDesk {
     most_clients_ = std::max(most_clients_, events.most_clients);
     if (events.changed_hands) {
       forget_replies();
-      if (client_->talked_nonsense()) {
+      if (client_->has_protocol_error()) {
         welcome();
       }
     }
@@ -288,9 +288,9 @@ class TerminalDesk {
 };
 
 // One client at a time; the others wait in the queue of the system.
-class NetworkDesk {
+class NetworkServer {
  public:
-  NetworkDesk(Printer& printer, Listener listener)
+  NetworkServer(Printer& printer, Listener listener)
       : printer_(printer), listener_(std::move(listener)) {}
 
   void serve() {
@@ -364,7 +364,7 @@ int shorter_wait(int one, int other) {
 }
 
 // `signals` becomes readable when the program shall end. The network desk may be null.
-void serve_until_signal(int signals, TerminalDesk& terminal_desk, NetworkDesk* network_desk) {
+void serve_until_signal(int signals, TerminalServer& terminal_desk, NetworkServer* network_desk) {
   for (;;) {
     std::vector<pollfd> waits = {{.fd = signals, .events = POLLIN, .revents = 0}};
     terminal_desk.add_waits(waits);
@@ -409,10 +409,10 @@ bool run_simulator(const SimulatorOptions& options, std::string& error) {
   }
 
   Printer printer(options);
-  TerminalDesk terminal_desk(printer, std::move(*terminal));
-  std::unique_ptr<NetworkDesk> network_desk;
+  TerminalServer terminal_desk(printer, std::move(*terminal));
+  std::unique_ptr<NetworkServer> network_desk;
   if (listener) {
-    network_desk = std::make_unique<NetworkDesk>(printer, std::move(*listener));
+    network_desk = std::make_unique<NetworkServer>(printer, std::move(*listener));
   }
 
   serve_until_signal(endings.get(), terminal_desk, network_desk.get());

@@ -74,12 +74,12 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
   void SetUp() override {
     setup_.input = input_;
     const auto begin = std::chrono::steady_clock::now();
-    const ChildResult peace = run_child(setup_);
+    const ChildResult undisturbed = run_child(setup_);
     const auto length = std::chrono::steady_clock::now() - begin;
     length_ms_ = std::chrono::duration_cast<std::chrono::milliseconds>(length).count() + 1;
-    ASSERT_EQ(peace.status, 0);
-    whole_ = peace.output;
-    lines_ = lines_of(peace.log).size();
+    ASSERT_EQ(undisturbed.status, 0);
+    whole_ = undisturbed.output;
+    lines_ = lines_of(undisturbed.log).size();
     sheets_ = Printer().take(whole_);
     ASSERT_GE(sheets_, 2U);
   }

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-// What a test wants on the wire. Planes are in the filter's order: the third travels first.
+// What a test wants on the wire. Planes are in the filter's order: the third is sent first.
 struct WireSheet {
   std::uint32_t width = 3;
   std::uint32_t height = 2;
