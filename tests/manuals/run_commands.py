@@ -118,6 +118,8 @@ def run(commands, build, folder, prepared=PREPARED):
     environment = {
         "PATH": f"{build}:{build}/tests:{os.environ.get('PATH', '')}:/usr/sbin:/sbin", "HOME": folder,
         "LC_ALL": "C", "K905_BUILD": str(build)}
+    if "LSAN_OPTIONS" in os.environ:  # what the leak checker of a build with sanitizers must not report
+        environment["LSAN_OPTIONS"] = os.environ["LSAN_OPTIONS"]
     (pathlib.Path(folder) / "printer.icc").write_bytes(printer_profile())
     # Left behind by a block: jobs in the background.
     script = "set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\n" + prepared + "set -x\n" + commands

@@ -23,6 +23,8 @@ extern "C" [[gnu::weak]] void __gcov_dump();
 
 namespace {
 
+constexpr char kLeakOptions[] = "LSAN_OPTIONS";
+
 void close_descriptor(int& descriptor) {
   if (descriptor >= 0) {
     close(descriptor);
@@ -85,6 +87,10 @@ int start_child(const ChildSetup& setup, int in, int out, int err) {
   std::vector<std::string> variables;
   for (const auto& [name, value] : setup.environment) {
     variables.push_back(std::string(name).append("=").append(value));
+  }
+  if (const char* leaks = std::getenv(kLeakOptions);
+      leaks != nullptr && !setup.environment.contains(kLeakOptions)) {
+    variables.push_back(std::string(kLeakOptions).append("=").append(leaks));
   }
   const std::vector<char*> argv = pointers_to(arguments);
   const std::vector<char*> envp = pointers_to(variables);

@@ -9,10 +9,11 @@
 
 struct ChildSetup {
   std::string program;
-  std::vector<std::string> arguments;              // argv[0] included
-  std::map<std::string, std::string> environment;  // all of it; nothing is inherited
-  std::string input;                               // standard input, through a pipe
-  std::string working_folder;                      // empty: the test's own
+  std::vector<std::string> arguments;  // argv[0] included
+  // All of it; only the options of the leak checker are inherited.
+  std::map<std::string, std::string> environment;
+  std::string input;           // standard input, through a pipe
+  std::string working_folder;  // empty: the test's own
   // Stands in for /tmp, so that a run by hand leaves its log and pictures here and disturbs nobody.
   std::string private_tmp;
   std::chrono::seconds time_limit{60};
