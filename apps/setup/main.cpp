@@ -185,7 +185,7 @@ int make_class(const CLI::App& app, Scheduler& scheduler, const Arguments& argum
                                        .members = arguments.members,
                                        .replace = arguments.replace},
                                       findings)) {
-    complain(app, *problem);
+    report_error(app, *problem);
     return kExitFailed;
   }
   return check(scheduler, true, arguments.class_name, arguments.json, findings);
@@ -200,7 +200,7 @@ int run_class(const CLI::App& app, const Arguments& arguments) {
   }
   Scheduler scheduler;
   if (!scheduler.connect()) {
-    complain(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
+    report_error(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
     return kExitFailed;
   }
   return make_class(app, scheduler, arguments);

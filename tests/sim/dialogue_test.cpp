@@ -21,7 +21,7 @@ class Heard {
                          events.push_back("sheet " + std::to_string(sheet.width) + "x" +
                                           std::to_string(sheet.height));
                        },
-                   .nonsense =
+                   .protocol_error =
                        [this](const StreamError& error) {
                          events.push_back("nonsense at " + std::to_string(error.offset));
                        }}) {}
