@@ -38,7 +38,7 @@ void restore_signals() {
   sigprocmask(SIG_UNBLOCK, &cancel, nullptr);
 }
 
-bool job_cancelled() {
+bool job_canceled() {
   sigset_t pending;
   if (cancel_seen == 0 && sigpending(&pending) == 0) {
     for (const int signal : kCancelSignals) {
@@ -50,7 +50,7 @@ bool job_cancelled() {
   return cancel_seen != 0;
 }
 
-ssize_t read_unless_cancelled(int descriptor, void* buffer, size_t bytes) {
+ssize_t read_unless_canceled(int descriptor, void* buffer, size_t bytes) {
   sigset_t while_waiting;
   sigprocmask(SIG_SETMASK, nullptr, &while_waiting);
   for (const int signal : kCancelSignals) {

@@ -4,7 +4,7 @@
 
 #include <sys/types.h>
 
-// From here on the signals that cancel a job are blocked and only noticed where job_cancelled looks
+// From here on the signals that cancel a job are blocked and only noticed where job_canceled looks
 // for them; SIGINT and SIGHUP that were ignored stay ignored. SIGPIPE and SIGXFSZ are ignored, so
 // that a closed pipe and a file that may not grow are ordinary write errors. To be called before
 // anything else.
@@ -16,8 +16,8 @@ void set_up_signals();
 void restore_signals();
 
 // True once one of the signals has come.
-[[nodiscard]] bool job_cancelled();
+[[nodiscard]] bool job_canceled();
 
 // read() that waits for bytes also on a non-blocking descriptor, goes on after EINTR and gives up
-// when the job is cancelled. Returns what read() returns, -1 when cancelled.
-[[nodiscard]] ssize_t read_unless_cancelled(int descriptor, void* buffer, size_t bytes);
+// when the job is canceled. Returns what read() returns, -1 when canceled.
+[[nodiscard]] ssize_t read_unless_canceled(int descriptor, void* buffer, size_t bytes);

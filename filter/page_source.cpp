@@ -20,8 +20,8 @@ ssize_t RasterInput::read(void* input, unsigned char* buffer, std::size_t bytes)
   if (self.begin_ == self.end_) {
     // Large requests, and all of them when there was no memory for a buffer, go straight through.
     const bool direct = self.buffer_ == nullptr || bytes >= kBufferSize;
-    const ssize_t count = direct ? read_unless_cancelled(0, buffer, bytes)
-                                 : read_unless_cancelled(0, self.buffer_.get(), kBufferSize);
+    const ssize_t count = direct ? read_unless_canceled(0, buffer, bytes)
+                                 : read_unless_canceled(0, self.buffer_.get(), kBufferSize);
     if (count <= 0) {
       self.ended_ = true;
       self.error_ = count < 0 ? errno : 0;

@@ -24,7 +24,7 @@ class RasterInput {
   // outlive it.
   [[nodiscard]] Raster open();
 
-  // True once bytes were asked for and none were left (or an error, or the job was cancelled).
+  // True once bytes were asked for and none were left (or an error, or the job was canceled).
   // Nothing is read any more then.
   [[nodiscard]] bool ended() const { return ended_; }
 

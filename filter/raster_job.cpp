@@ -75,14 +75,14 @@ void print_copy(const Job& job, const Page& page) {
 
 void print_copies(Job& job, Page& page) {
   for (std::int64_t copy = 1; copy <= job.copies; ++copy) {
-    if (job_cancelled()) {
+    if (job_canceled()) {
       return;
     }
     log_line("K905-1: === Processing page %d, copy %d/%d ===", page.number(),
              static_cast<int>(copy), job.copies);
     if (!build_copy(job, page)) {
       log_line("K905-1: build_planes_resampled failed, abort page %d", page.number());
-    } else if (!job_cancelled()) {
+    } else if (!job_canceled()) {
       print_copy(job, page);
     }
   }
@@ -115,7 +115,7 @@ bool print_page(Job& job, const cups_page_header2_t& header, std::int64_t index)
 void log_end_of_pages(const RasterInput& input) {
   if (!input.ended()) {
     log_line("K905-1: Raster page header refused, the rest of the job is not printed");
-  } else if (input.error() != 0 && !job_cancelled()) {
+  } else if (input.error() != 0 && !job_canceled()) {
     log_line("K905-1: read error: %s", std::strerror(input.error()));
   }
 }
@@ -123,7 +123,7 @@ void log_end_of_pages(const RasterInput& input) {
 void print_pages(Job& job) {
   cups_page_header2_t header;
   for (std::int64_t index = 0;; ++index) {
-    if (job_cancelled()) {
+    if (job_canceled()) {
       return;
     }
     if (cupsRasterReadHeader2(job.raster.get(), &header) == 0) {
@@ -146,7 +146,7 @@ int run_raster_job() {
   make_standard_output_blocking();
   Job job;
   job.raster = job.input.open();
-  if (job.raster == nullptr && !job_cancelled()) {
+  if (job.raster == nullptr && !job_canceled()) {
     log_line("K905-1: cupsRasterOpen failed (no raster data from upstream).");
     log_line("K905-1: Tip: In print dialog choose Color/RGB, not Grayscale or Black only.");
     return 1;
@@ -159,7 +159,7 @@ int run_raster_job() {
   }
   job.raster.reset();
 
-  if (job_cancelled()) {
+  if (job_canceled()) {
     drop_held_page();
   } else if (job.merge) {
     print_held_page();

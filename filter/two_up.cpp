@@ -21,10 +21,10 @@ constexpr std::int32_t kTopRaisedRows = 5;
 // The odd page that waits for its even one; null when none does.
 const SheetImage* held_page = nullptr;
 
-// Every sheet of a paired job begins here, and none does once the job is cancelled: a cancel may
+// Every sheet of a paired job begins here, and none does once the job is canceled: a cancel may
 // come while two pages are merged, or while the first of two is printed.
-void print_unless_cancelled(const SheetImage& sheet) {
-  if (job_cancelled()) {
+void print_unless_canceled(const SheetImage& sheet) {
+  if (job_canceled()) {
     return;
   }
   print_single_page_to_printer(sheet.planes.plane[0].get(), sheet.planes.plane[1].get(),
@@ -132,7 +132,7 @@ void store_odd_page(const SheetImage& sheet, int page_number) {
   log_line("K905-1: Page %d is ODD - storing in buffer", page_number);
   if (held_page != nullptr) {
     log_line("K905-1: Buffer already has image, printing it first");
-    print_unless_cancelled(*held_page);
+    print_unless_canceled(*held_page);
   }
   held_page = &sheet;
 }
@@ -140,7 +140,7 @@ void store_odd_page(const SheetImage& sheet, int page_number) {
 void merge_even_page(const SheetImage& sheet, int page_number) {
   if (held_page == nullptr) {
     log_line("K905-1: Page %d is EVEN but no buffered ODD page - printing single", page_number);
-    print_unless_cancelled(sheet);
+    print_unless_canceled(sheet);
     return;
   }
   const SheetImage& held = *std::exchange(held_page, nullptr);
@@ -152,8 +152,8 @@ void merge_even_page(const SheetImage& sheet, int page_number) {
     return;
   }
   log_line("K905-1: Merge failed, printing separately");
-  print_unless_cancelled(held);
-  print_unless_cancelled(sheet);
+  print_unless_canceled(held);
+  print_unless_canceled(sheet);
 }
 
 void print_held_page() {
@@ -161,7 +161,7 @@ void print_held_page() {
     return;
   }
   log_line("K905-1: Program end - found buffered ODD page (single 6x4)");
-  print_unless_cancelled(*std::exchange(held_page, nullptr));
+  print_unless_canceled(*std::exchange(held_page, nullptr));
 }
 
 void drop_held_page() { held_page = nullptr; }
@@ -198,6 +198,6 @@ bool merge_two_up(const SheetImage& top, const SheetImage& bottom) {
   log_merged(width, height, top_row, bottom_row);
   save_image("08c_merged_before_bleed", sheet);
   log_line("K905-1: Successfully merged to 6x8 (%dx%d)", MERGE_CANVAS_WIDTH, MERGE_CANVAS_HEIGHT);
-  print_unless_cancelled(sheet);
+  print_unless_canceled(sheet);
   return true;
 }

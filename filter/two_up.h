@@ -1,5 +1,5 @@
 // Two 6x4 pages on one 6x8 sheet: odd pages wait for the even page that goes under them. Once the
-// job is cancelled nothing is printed here, whoever asks.
+// job is canceled nothing is printed here, whoever asks.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ void merge_even_page(const SheetImage& sheet, int page_number);
 // The end of the job: prints a page that is still held.
 void print_held_page();
 
-// The end of a cancelled job: lets a held page go unprinted.
+// The end of a canceled job: lets a held page go unprinted.
 void drop_held_page();
 
 // Puts `top` over `bottom` on one sheet and prints it. The size of `top` sets the layout for both;

@@ -2,7 +2,7 @@
 // from the paper table. Constant data only; the generator writes it out, the tests hold it against
 // the filter's own reading of it.
 //
-// A number stands in a choice's name as the filter reads it: thousandths for tone, millimetres for
+// A number stands in a choice's name as the filter reads it: thousandths for tone, millimeters for
 // bleed. "None" is the filter's word for neutral.
 #pragma once
 

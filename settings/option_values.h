@@ -11,7 +11,7 @@
 // `fallback` when `text` is null or exactly "None", otherwise option_int(text).
 [[nodiscard]] std::int32_t parse_option_int(const char* text, std::int32_t fallback);
 
-// Millimetres at the beginning of `text`, as atof reads them; what is no number gives 0.
+// Millimeters at the beginning of `text`, as atof reads them; what is no number gives 0.
 [[nodiscard]] double option_millimeters(const char* text);
 
 // Pixels at 300 dpi: mm * 300.0 / 25.4 + 0.5, truncated toward zero (so -1 mm gives -11),

@@ -1,7 +1,7 @@
 // A job's own choices, put where the filter looks for them.
 //
 // The filter reads the default choices of the queue's PPD file and, of the job's options, only the
-// colour profile. So the job gets a PPD file of its own: the queue's, with the job's choices as the
+// color profile. So the job gets a PPD file of its own: the queue's, with the job's choices as the
 // defaults.
 #pragma once
 

@@ -108,7 +108,7 @@ cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePi
   pixels.describe(header);
   // Pages of phones are in color whatever the job asks for. The filter makes gray of a page whose
   // header says so.
-  if (place.grey && header.cupsColorSpace == CUPS_CSPACE_RGB) {
+  if (place.gray && header.cupsColorSpace == CUPS_CSPACE_RGB) {
     header.cupsColorSpace = CUPS_CSPACE_W;
   }
   header.cupsWidth = static_cast<unsigned>(fit.columns.size());

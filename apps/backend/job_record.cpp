@@ -29,7 +29,7 @@ namespace {
 constexpr char kFirstLine[] = "k905 job record 1";
 constexpr char kPrefix[] = "job-";
 
-// Records of jobs that were cancelled stay behind.
+// Records of jobs that were canceled stay behind.
 constexpr std::time_t kOldestRecordS = 30L * 24 * 60 * 60;
 
 std::string file_name(int job) { return kPrefix + std::to_string(job); }

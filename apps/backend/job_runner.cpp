@@ -376,9 +376,9 @@ JobRunner::Outcome JobRunner::find_outcome(const JobRecord& record, bool interru
 }
 
 // A job that is held, or whose scheduler ends, is printed again from where it stopped; one that was
-// cancelled starts anew if it is ever printed again.
+// canceled starts anew if it is ever printed again.
 int JobRunner::stopped() {
-  if (record_.job != 0 && record_.sending == 0 && job_was_cancelled(options_.job)) {
+  if (record_.job != 0 && record_.sending == 0 && job_was_canceled(options_.job)) {
     records_.remove(options_.job);
   }
   return kTryAgain;

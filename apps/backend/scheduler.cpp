@@ -25,7 +25,7 @@ int give_up(http_t*, void*) { return 0; }
 
 }  // namespace
 
-bool job_was_cancelled(int job) {
+bool job_was_canceled(int job) {
   const Http scheduler = connect_to_scheduler(kTimeoutMs);
   if (!scheduler) {
     return false;

@@ -318,7 +318,7 @@ std::optional<Picture> read_photo(const std::string& path, std::string& error) {
   auto picture = photo->pixels({0, 0, photo->width(), photo->height()}, photo->width(),
                                photo->height(), photo->orientation(), error);
   if (picture && picture->channels == 4) {
-    inks_to_colours(*picture);
+    inks_to_colors(*picture);
     picture->icc_profile.clear();
   }
   return picture;

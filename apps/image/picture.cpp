@@ -22,9 +22,9 @@ Picture blank_picture(std::uint32_t width, std::uint32_t height) {
   return picture;
 }
 
-Picture eight_bit_colours(const Picture& picture) {
-  Picture colours = blank_picture(picture.width, picture.height);
-  std::uint8_t* out = colours.bytes.data();
+Picture eight_bit_colors(const Picture& picture) {
+  Picture colors = blank_picture(picture.width, picture.height);
+  std::uint8_t* out = colors.bytes.data();
   for (std::uint32_t y = 0; y < picture.height; ++y) {
     for (std::uint32_t x = 0; x < picture.width; ++x) {
       for (int channel = 0; channel < 3; ++channel) {
@@ -33,10 +33,10 @@ Picture eight_bit_colours(const Picture& picture) {
       }
     }
   }
-  return colours;
+  return colors;
 }
 
-void inks_to_colours(Picture& picture) {
+void inks_to_colors(Picture& picture) {
   const std::size_t pixels = static_cast<std::size_t>(picture.width) * picture.height;
   for (std::size_t i = 0; i < pixels; ++i) {
     const unsigned black = 255U - picture.bytes[4 * i + 3];

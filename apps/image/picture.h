@@ -42,9 +42,9 @@ inline constexpr std::uint64_t kMostReadingBytes = 1ULL << 30;
 // A black picture of 8-bit red, green and blue.
 [[nodiscard]] Picture blank_picture(std::uint32_t width, std::uint32_t height);
 
-// A picture of grey or of colours in 8 bits of red, green and blue, as it is stored.
-[[nodiscard]] Picture eight_bit_colours(const Picture& picture);
+// A picture of gray or of colors in 8 bits of red, green and blue, as it is stored.
+[[nodiscard]] Picture eight_bit_colors(const Picture& picture);
 
 // An 8-bit picture of inks becomes red, green and blue without a profile's help: ink lets through
 // what it does not take.
-void inks_to_colours(Picture& picture);
+void inks_to_colors(Picture& picture);

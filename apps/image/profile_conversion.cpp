@@ -37,7 +37,7 @@ cmsUInt32Number format_of(const Picture& picture) {
   }
 }
 
-// Perceptual, as photo programs do it; profiles of plain matrices give the relative colours.
+// Perceptual, as photo programs do it; profiles of plain matrices give the relative colors.
 Transform transform_to_srgb(const Picture& picture) {
   const Profile source(cmsOpenProfileFromMem(
       picture.icc_profile.data(), static_cast<cmsUInt32Number>(picture.icc_profile.size())));
@@ -68,7 +68,7 @@ bool is_for_output(cmsHPROFILE profile) {
 }
 
 // The planes as the printer's profile counts them: inks are what the filter turned over and left
-// the black out of, grey is the same in all three.
+// the black out of, gray is the same in all three.
 void device_pixel(const std::uint8_t* plane_values, int channels, std::uint8_t* pixel) {
   for (int i = 0; i < 3 && i < channels; ++i) {
     pixel[i] = channels == 4 ? static_cast<std::uint8_t>(255 - plane_values[i]) : plane_values[i];

@@ -1,4 +1,4 @@
-// Pictures from one colour profile to sRGB, the colours that screens, the print system and the
+// Pictures from one color profile to sRGB, the colors that screens, the print system and the
 // filter mean by red, green and blue.
 #pragma once
 
@@ -13,11 +13,11 @@
 [[nodiscard]] bool convert_to_srgb(Picture& picture, std::string& error);
 
 // An opened printer profile, to show sheets with. Relative colorimetric: the paper's white is the
-// screen's, and a colour that the screen does not have becomes its nearest.
+// screen's, and a color that the screen does not have becomes its nearest.
 class ProofProfile {
  public:
   // From a file, by path or by a name that the filter would find in its profile folders. Only a
-  // profile of a device with red, green and blue, four inks or grey will do; otherwise ok() is
+  // profile of a device with red, green and blue, four inks or gray will do; otherwise ok() is
   // false and error() says why, in words that go on behind the profile's name.
   explicit ProofProfile(const std::string& path_or_name);
   ~ProofProfile();

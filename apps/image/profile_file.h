@@ -1,4 +1,4 @@
-// Where a colour profile is, told as the filter would find it but without its log.
+// Where a color profile is, told as the filter would find it but without its log.
 #pragma once
 
 #include <string>

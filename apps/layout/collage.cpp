@@ -84,7 +84,7 @@ Picture collage(const std::vector<Picture>& photos, const std::vector<Cell>& cel
                 const SheetPlace& place) {
   Picture sheet = blank_picture(picture_size(place).width, picture_size(place).height);
   for (std::size_t i = 0; i < cells.size(); ++i) {
-    paste(sheet, eight_bit_colours(photos[i]), cells[i].left, cells[i].top);
+    paste(sheet, eight_bit_colors(photos[i]), cells[i].left, cells[i].top);
   }
   return page_for(sheet, place);
 }

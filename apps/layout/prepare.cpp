@@ -95,7 +95,7 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
     prepared.warning = broken + "; its colors are taken for sRGB";
   }
   if (picture->channels == 4) {
-    inks_to_colours(*picture);
+    inks_to_colors(*picture);
   }
   make_8_bit(*picture);
   prepared.page = page_for(on_white(*picture, picture_size(place)), place);

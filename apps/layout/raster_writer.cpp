@@ -93,7 +93,7 @@ bool RasterWriter::write_page(cups_page_header2_t header, const Rows& rows, std:
 bool RasterWriter::write_page(const SheetPlace& place, const Picture& page, std::string& error) {
   cups_page_header2_t header =
       page_header(*place.paper, {page.width, page.height}, place.fine ? 600 : 300);
-  if (place.grey) {
+  if (place.gray) {
     header.cupsBitsPerPixel = 8;
     header.cupsBytesPerLine = page.width;
     header.cupsColorSpace = CUPS_CSPACE_W;

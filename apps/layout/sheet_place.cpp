@@ -32,8 +32,8 @@ std::vector<std::size_t> shown_pixels(std::uint32_t page, std::uint32_t seen, bo
   std::vector<std::size_t> shown(seen);
   const double step = 1 / (static_cast<double>(seen) / static_cast<double>(page));
   for (std::size_t i = 0; i < seen; ++i) {
-    const double centre = (static_cast<double>(i) + 0.5) * step - 0.5 + 0.5;
-    shown[i] = std::min<std::size_t>(static_cast<std::size_t>(centre), page - 1);
+    const double center = (static_cast<double>(i) + 0.5) * step - 0.5 + 0.5;
+    shown[i] = std::min<std::size_t>(static_cast<std::size_t>(center), page - 1);
   }
   if (mirrored) {
     // Both the page and the sheet are turned over: what is seen last is what was taken first.
@@ -46,7 +46,7 @@ std::vector<std::size_t> shown_pixels(std::uint32_t page, std::uint32_t seen, bo
   return shown;
 }
 
-// The picture's pixel for every pixel of the page; those that nobody sees repeat their neighbour.
+// The picture's pixel for every pixel of the page; those that nobody sees repeat their neighbor.
 std::vector<std::uint32_t> spread(std::uint32_t page, std::uint32_t seen, bool mirrored) {
   std::vector<std::uint32_t> source(page);
   const std::uint32_t count = std::min(page, seen);
@@ -97,7 +97,7 @@ SheetPlace sheet_place(const Choices& choices) {
   SheetPlace place;
   place.paper = find_paper_by_ppd_name(choice_of(choices, "PageSize").c_str());
   place.fine = choice_of(choices, "Resolution").find("300x600") != std::string::npos;
-  place.grey = choice_of(choices, "ColorModel") == "Gray";
+  place.gray = choice_of(choices, "ColorModel") == "Gray";
   PrintOptions options{.paper_config = place.paper};
   options.interlace = place.fine ? 1 : 0;
   options.bleed_top_px = bleed_of(choices, "BleedTop");

@@ -22,7 +22,7 @@ struct SheetFrame {
 struct SheetPlace {
   const PaperConfig* paper = nullptr;
   bool fine = false;  // 300 x 600 dpi
-  bool grey = false;
+  bool gray = false;
   // The page that goes to the filter.
   std::uint32_t page_width = 0;
   std::uint32_t page_height = 0;

@@ -149,7 +149,7 @@ bool release_queue_job(int number, const std::string& hold, std::string& error) 
 
 bool cancel_queue_job(int number) {
   const Ipp answer = answer_to(job_request(IPP_OP_CANCEL_JOB, number));
-  // A job that has ended or is not there need not be cancelled.
+  // A job that has ended or is not there need not be canceled.
   return is_granted() || cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND ||
          cupsLastError() == IPP_STATUS_ERROR_NOT_POSSIBLE;
 }
@@ -167,9 +167,9 @@ bool cancel_queue_jobs_of(const std::string& ticket) {
     return false;
   }
   const std::vector<int> numbers = jobs_with_ticket(answer.get(), ticket);
-  bool all_cancelled = true;
+  bool all_canceled = true;
   for (const int found : numbers) {
-    all_cancelled = cancel_queue_job(found) && all_cancelled;
+    all_canceled = cancel_queue_job(found) && all_canceled;
   }
-  return all_cancelled;
+  return all_canceled;
 }

@@ -14,7 +14,7 @@
 enum class QueueJobState {
   held,      // by us, not released yet
   released,  // waits for its turn, is printed, or was
-  ended,     // cancelled or aborted
+  ended,     // canceled or aborted
   gone,      // the print system does not know such a job
   unknown    // the print system does not answer
 };

@@ -34,8 +34,8 @@ enum class Step {
   image_size,
   x_resolution,
   y_resolution,
-  colours_used,
-  colours_important,
+  colors_used,
+  colors_important,
   palette_entry,
   padding,
   pixels,
@@ -62,8 +62,8 @@ constexpr FixedField kFixedFields[] = {
     {4, "BMP image size", Step::image_size, 0},
     {4, "BMP horizontal resolution", Step::x_resolution, 0},
     {4, "BMP vertical resolution", Step::y_resolution, 0},
-    {4, "BMP colours used", Step::colours_used, 0},
-    {4, "BMP important colours", Step::colours_important, 0},
+    {4, "BMP colors used", Step::colors_used, 0},
+    {4, "BMP important colors", Step::colors_important, 0},
 };
 
 const FixedField* fixed_field(Step step) {
@@ -432,8 +432,8 @@ void PrinterStreamParser::Reader::check_height() {
 }
 
 void PrinterStreamParser::Reader::check_palette_entry() {
-  const auto grey = static_cast<std::uint8_t>(palette_index_);
-  const std::vector<std::uint8_t> expected = {grey, grey, grey, 0};
+  const auto gray = static_cast<std::uint8_t>(palette_index_);
+  const std::vector<std::uint8_t> expected = {gray, gray, gray, 0};
   if (field_ != expected) {
     fail("palette entry " + std::to_string(palette_index_) + " " + hexadecimal(expected),
          hexadecimal(field_));

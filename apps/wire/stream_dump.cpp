@@ -27,7 +27,7 @@ void append_image(std::string& text, const Sheet& sheet, const StreamBlock& bloc
   const std::vector<std::uint8_t>& plane = plane_of(sheet, block.name);
   append(text,
          "           BMP size %" PRIu64 ", pixels at %" PRIu64
-         ", %u x %u, 8 bit, grey palette of 256\n",
+         ", %u x %u, 8 bit, gray palette of 256\n",
          std::uint64_t{plane.size()} + kBmpHeaderBytes, kBmpHeaderBytes, sheet.width, sheet.height);
   append(text, "           pixels %zu, checksum %016" PRIx64 "\n", plane.size(),
          plane_checksum(plane));

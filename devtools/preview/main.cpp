@@ -26,7 +26,7 @@ void describe_options(CLI::App& app, PreviewOptions& options) {
       ->capture_default_str();
   auto* proof = app.add_option(
       "--proof", options.proof,
-      "show the sheets as this profile of the printer says that they come out, in the colours of "
+      "show the sheets as this profile of the printer says that they come out, in the colors of "
       "an sRGB screen (relative colorimetric); a file, or a name the filter would find");
   auto* canvas = app.add_flag(
       "--canvas", options.canvas,

@@ -196,7 +196,7 @@ class Preview {
   }
 
   bool add_to_contact(const std::string& caption, const Picture& picture, PixelDensity density) {
-    return contact_.add(caption, eight_bit_colours(reduced(picture, width_, density))) ||
+    return contact_.add(caption, eight_bit_colors(reduced(picture, width_, density))) ||
            fail("too many or too large for one picture; --width makes them smaller");
   }
 

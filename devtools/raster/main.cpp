@@ -27,7 +27,7 @@ struct Options {
   std::string size = "page";
   std::string resolution = "300x300";
   std::string format = "rgb8";
-  std::string colour_space;
+  std::string color_space;
   std::string orientation = "portrait";
   std::string fit = "fill";
   std::string points;
@@ -65,10 +65,10 @@ void describe_options(CLI::App& app, Options& options) {
   app.add_option("-r,--resolution", options.resolution, "dots per inch")
       ->check(CLI::IsMember({"300x300", "300x600"}))
       ->capture_default_str();
-  app.add_option("-f,--format", options.format, "colours and bits: " + joined_formats())
+  app.add_option("-f,--format", options.format, "colors and bits: " + joined_formats())
       ->capture_default_str();
-  app.add_option("--color-space", options.colour_space,
-                 "the header's colour space, by number or name (W, RGB, RGBA, K, CMY, YMC, CMYK); "
+  app.add_option("--color-space", options.color_space,
+                 "the header's color space, by number or name (W, RGB, RGBA, K, CMY, YMC, CMYK); "
                  "without it the one that belongs to the format");
   app.add_option("--orientation", options.orientation, "how the page is turned")
       ->check(CLI::IsMember({"portrait", "landscape", "reverse-portrait", "reverse-landscape"}))
@@ -95,7 +95,7 @@ void print_lists() {
   }
   std::printf("Formats:\n");
   for (const PageFormat& format : page_formats) {
-    std::printf("  %-14s %u x %u bit%s%s\n", format.name, format.colours, format.bits,
+    std::printf("  %-14s %u x %u bit%s%s\n", format.name, format.colors, format.bits,
                 *format.note != '\0' ? ", " : "", format.note);
   }
   std::printf("Test pictures (test:NAME):\n");
@@ -132,9 +132,9 @@ const PaperConfig* find_paper(const std::string& name) {
 }
 
 // A name of the list or any number; the filter must cope with codes it does not know.
-bool parse_colour_space(const std::string& text, unsigned& code) {
-  for (std::size_t i = 0; i < colour_space_names.size(); ++i) {
-    if (text == colour_space_names[i]) {
+bool parse_color_space(const std::string& text, unsigned& code) {
+  for (std::size_t i = 0; i < color_space_names.size(); ++i) {
+    if (text == color_space_names[i]) {
       code = static_cast<unsigned>(i);
       return true;
     }
@@ -162,10 +162,9 @@ std::optional<std::string> make_plan(const Options& options, PagePlan& plan) {
   if (plan.format == nullptr) {
     return "--format: not one of " + joined_formats() + ": \"" + options.format + "\"";
   }
-  plan.colour_space = plan.format->colour_space;
-  if (!options.colour_space.empty() &&
-      !parse_colour_space(options.colour_space, plan.colour_space)) {
-    return "--color-space: neither a name nor a number: \"" + options.colour_space + "\"";
+  plan.color_space = plan.format->color_space;
+  if (!options.color_space.empty() && !parse_color_space(options.color_space, plan.color_space)) {
+    return "--color-space: neither a name nor a number: \"" + options.color_space + "\"";
   }
   if (options.size == "picture") {
     plan.size = PageSize::picture;
@@ -273,7 +272,7 @@ bool write_page(const std::string& name, const PagePlan& plan, const Options& op
   }
   std::vector<std::uint8_t> line;
   const auto rows = [&](std::uint32_t y) {
-    encode_line(page, y, *plan.format, plan.colour_space, line);
+    encode_line(page, y, *plan.format, plan.color_space, line);
     return line.data();
   };
   const cups_page_header2_t header = make_page_header(plan, {page.width, page.height});

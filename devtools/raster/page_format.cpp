@@ -10,45 +10,45 @@ constexpr unsigned kSpaceK = 3;
 
 using Samples = std::array<unsigned, 4>;  // of one pixel, 16 bits each
 
-Samples colour_at(const Picture& picture, std::uint32_t x, std::uint32_t y) {
+Samples color_at(const Picture& picture, std::uint32_t x, std::uint32_t y) {
   if (picture.channels == 1) {
-    const unsigned grey = picture.sample(x, y, 0);
-    return {grey, grey, grey, 0};
+    const unsigned gray = picture.sample(x, y, 0);
+    return {gray, gray, gray, 0};
   }
   return {picture.sample(x, y, 0), picture.sample(x, y, 1), picture.sample(x, y, 2), 0};
 }
 
-unsigned lightness(const Samples& colour) {
-  return static_cast<unsigned>((std::uint64_t{colour[0]} * 299 + std::uint64_t{colour[1]} * 587 +
-                                std::uint64_t{colour[2]} * 114 + 500) /
+unsigned lightness(const Samples& color) {
+  return static_cast<unsigned>((std::uint64_t{color[0]} * 299 + std::uint64_t{color[1]} * 587 +
+                                std::uint64_t{color[2]} * 114 + 500) /
                                1000);
 }
 
 // All darkness that the three inks share is given to black.
-Samples inks_of(const Samples& colour) {
-  const unsigned light = std::max({colour[0], colour[1], colour[2]});
+Samples inks_of(const Samples& color) {
+  const unsigned light = std::max({color[0], color[1], color[2]});
   Samples inks{0, 0, 0, kFull - light};
   for (std::size_t i = 0; i < 3 && light > 0; ++i) {
-    const std::uint64_t own = light - colour[i];
+    const std::uint64_t own = light - color[i];
     inks[i] = static_cast<unsigned>((own * kFull + light / 2) / light);
   }
   return inks;
 }
 
-Samples samples_for(const Samples& colour, const PageFormat& format, unsigned colour_space) {
-  switch (format.colours) {
+Samples samples_for(const Samples& color, const PageFormat& format, unsigned color_space) {
+  switch (format.colors) {
     case 1: {
-      const unsigned light = lightness(colour);
-      return {colour_space == kSpaceK ? kFull - light : light, 0, 0, 0};
+      const unsigned light = lightness(color);
+      return {color_space == kSpaceK ? kFull - light : light, 0, 0, 0};
     }
     case 4:
-      return inks_of(colour);
+      return inks_of(color);
     default:
-      return colour;
+      return color;
   }
 }
 
-// Whether a sample of few bits is set here: an 8 x 8 pattern of thresholds spreads the greys, black
+// Whether a sample of few bits is set here: an 8 x 8 pattern of thresholds spreads the grays, black
 // and white stay pure.
 bool dithered(unsigned sample, std::uint32_t x, std::uint32_t y) {
   unsigned rank = 0;
@@ -86,12 +86,12 @@ unsigned line_bytes(const PageFormat& format, unsigned width) {
 }
 
 void encode_line(const Picture& picture, std::uint32_t y, const PageFormat& format,
-                 unsigned colour_space, std::vector<std::uint8_t>& line) {
+                 unsigned color_space, std::vector<std::uint8_t>& line) {
   line.assign(line_bytes(format, picture.width), 0);
   std::size_t index = 0;
   for (std::uint32_t x = 0; x < picture.width; ++x) {
-    const Samples samples = samples_for(colour_at(picture, x, y), format, colour_space);
-    for (unsigned i = 0; i < format.colours; ++i) {
+    const Samples samples = samples_for(color_at(picture, x, y), format, color_space);
+    for (unsigned i = 0; i < format.colors; ++i) {
       put_sample(line, index++, format.bits, samples[i], x, y);
     }
   }

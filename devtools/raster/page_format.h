@@ -10,12 +10,12 @@
 
 struct PageFormat {
   const char* name;
-  unsigned colours;       // samples a pixel
-  unsigned bits;          // a sample
-  unsigned colour_space;  // the header's code unless the user names another
+  unsigned colors;       // samples a pixel
+  unsigned bits;         // a sample
+  unsigned color_space;  // the header's code unless the user names another
   const char* note;
 
-  [[nodiscard]] unsigned bits_per_pixel() const { return colours * bits; }
+  [[nodiscard]] unsigned bits_per_pixel() const { return colors * bits; }
 };
 
 // What the filter reads, and behind it what it answers with a black page and a word in the log.
@@ -31,16 +31,16 @@ inline constexpr std::array<PageFormat, 9> page_formats{{
     {"cmyk16", 4, 16, 6, "the filter does not read it"},
 }};
 
-// The names of the header's colour space codes, in their order from 0.
-inline constexpr std::array<const char*, 7> colour_space_names{"W",   "RGB", "RGBA", "K",
-                                                               "CMY", "YMC", "CMYK"};
+// The names of the header's color space codes, in their order from 0.
+inline constexpr std::array<const char*, 7> color_space_names{"W",   "RGB", "RGBA", "K",
+                                                              "CMY", "YMC", "CMYK"};
 
 [[nodiscard]] const PageFormat* find_page_format(const std::string& name);
 
 // Bytes of a line of that many pixels.
 [[nodiscard]] unsigned line_bytes(const PageFormat& format, unsigned width);
 
-// Row y of the picture as a raster line. Grey samples count ink where the colour space is K (3),
+// Row y of the picture as a raster line. Gray samples count ink where the color space is K (3),
 // and light everywhere else.
 void encode_line(const Picture& picture, std::uint32_t y, const PageFormat& format,
-                 unsigned colour_space, std::vector<std::uint8_t>& line);
+                 unsigned color_space, std::vector<std::uint8_t>& line);

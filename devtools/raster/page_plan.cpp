@@ -41,7 +41,7 @@ cups_page_header2_t make_page_header(const PagePlan& plan, PixelSize size) {
   header.cupsBitsPerColor = plan.format->bits;
   header.cupsBitsPerPixel = plan.format->bits_per_pixel();
   header.cupsBytesPerLine = line_bytes(*plan.format, size.width);
-  header.cupsColorSpace = static_cast<cups_cspace_t>(plan.colour_space);
-  header.cupsNumColors = plan.format->colours;
+  header.cupsColorSpace = static_cast<cups_cspace_t>(plan.color_space);
+  header.cupsNumColors = plan.format->colors;
   return header;
 }

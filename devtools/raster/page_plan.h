@@ -11,7 +11,7 @@ enum class PageSize { page, picture, pixels };
 struct PagePlan {
   const PaperConfig* paper = nullptr;
   const PageFormat* format = &page_formats[0];
-  unsigned colour_space = 1;
+  unsigned color_space = 1;
   unsigned horizontal_dpi = 300;
   unsigned vertical_dpi = 300;
   unsigned orientation = 0;  // 1 and 3: the picture is turned by the filter

@@ -7,18 +7,18 @@
 
 namespace {
 
-using Colour = std::array<std::uint8_t, 3>;
+using Color = std::array<std::uint8_t, 3>;
 
-constexpr Colour kWhite{255, 255, 255};
-constexpr Colour kBlack{0, 0, 0};
-constexpr std::array<Colour, 8> kPrimaries{{{0, 0, 0},
-                                            {255, 0, 0},
-                                            {0, 255, 0},
-                                            {0, 0, 255},
-                                            {0, 255, 255},
-                                            {255, 0, 255},
-                                            {255, 255, 0},
-                                            {255, 255, 255}}};
+constexpr Color kWhite{255, 255, 255};
+constexpr Color kBlack{0, 0, 0};
+constexpr std::array<Color, 8> kPrimaries{{{0, 0, 0},
+                                           {255, 0, 0},
+                                           {0, 255, 0},
+                                           {0, 0, 255},
+                                           {0, 255, 255},
+                                           {255, 0, 255},
+                                           {255, 255, 0},
+                                           {255, 255, 255}}};
 
 struct Canvas {
   std::uint32_t width;
@@ -35,7 +35,7 @@ std::uint8_t ramp(std::uint32_t index, std::uint32_t length) {
 }
 
 // Red, green, blue and black squares of a tenth of the shorter side, from the top left clockwise.
-Colour corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
+Color corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
   const std::uint32_t side = std::max<std::uint32_t>(1, std::min(canvas.width, canvas.height) / 10);
   const bool left = x < side;
   const bool right = x >= canvas.width - std::min(side, canvas.width);
@@ -54,27 +54,27 @@ Colour corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
 }
 
 // Red grows to the right, green downwards, blue along the falling diagonal.
-Colour gradient(Canvas canvas, std::uint32_t x, std::uint32_t y) {
+Color gradient(Canvas canvas, std::uint32_t x, std::uint32_t y) {
   const std::uint8_t red = ramp(x, canvas.width);
   const std::uint8_t green = ramp(y, canvas.height);
   return {red, green, static_cast<std::uint8_t>((red + 255 - green) / 2)};
 }
 
-Colour checker(Canvas, std::uint32_t x, std::uint32_t y) {
+Color checker(Canvas, std::uint32_t x, std::uint32_t y) {
   return (x / 16 + y / 16) % 2 == 0 ? kWhite : kBlack;
 }
 
-Colour steps(Canvas canvas, std::uint32_t x, std::uint32_t) {
-  const auto grey = static_cast<std::uint8_t>(part_of(x, 16, canvas.width) * 17);
-  return {grey, grey, grey};
+Color steps(Canvas canvas, std::uint32_t x, std::uint32_t) {
+  const auto gray = static_cast<std::uint8_t>(part_of(x, 16, canvas.width) * 17);
+  return {gray, gray, gray};
 }
 
-Colour patches(Canvas canvas, std::uint32_t x, std::uint32_t) {
+Color patches(Canvas canvas, std::uint32_t x, std::uint32_t) {
   return kPrimaries[part_of(x, 8, canvas.width)];
 }
 
-// Every pixel another colour, from its place alone.
-Colour noise(Canvas, std::uint32_t x, std::uint32_t y) {
+// Every pixel another color, from its place alone.
+Color noise(Canvas, std::uint32_t x, std::uint32_t y) {
   std::uint32_t hash = x * 0x9E3779B1U ^ y * 0x85EBCA77U;
   hash = (hash ^ hash >> 15) * 0x2C1B3C6DU;
   hash = (hash ^ hash >> 12) * 0x297A2D39U;
@@ -83,21 +83,21 @@ Colour noise(Canvas, std::uint32_t x, std::uint32_t y) {
           static_cast<std::uint8_t>(hash >> 16)};
 }
 
-Colour white(Canvas, std::uint32_t, std::uint32_t) { return kWhite; }
-Colour black(Canvas, std::uint32_t, std::uint32_t) { return kBlack; }
+Color white(Canvas, std::uint32_t, std::uint32_t) { return kWhite; }
+Color black(Canvas, std::uint32_t, std::uint32_t) { return kBlack; }
 
 struct Painter {
   TestPictureName named;
-  Colour (*colour_at)(Canvas canvas, std::uint32_t x, std::uint32_t y);
+  Color (*color_at)(Canvas canvas, std::uint32_t x, std::uint32_t y);
 };
 constexpr Painter kPainters[] = {
     {{"corners", "white with a red, green, blue and black square, clockwise from the top left"},
      corners},
     {{"gradient", "red grows to the right, green downwards"}, gradient},
     {{"checker", "black and white squares of 16 pixels"}, checker},
-    {{"steps", "16 greys from black to white"}, steps},
-    {{"patches", "black, the six pure colours and white"}, patches},
-    {{"noise", "every pixel another colour"}, noise},
+    {{"steps", "16 grays from black to white"}, steps},
+    {{"patches", "black, the six pure colors and white"}, patches},
+    {{"noise", "every pixel another color"}, noise},
     {{"white", "nothing but white"}, white},
     {{"black", "nothing but black"}, black},
 };
@@ -131,8 +131,8 @@ std::optional<Picture> draw_test_picture(const std::string& name, std::uint32_t 
   std::uint8_t* out = picture.bytes.data();
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {
-      const Colour colour = painter->colour_at({width, height}, x, y);
-      out = std::copy(colour.begin(), colour.end(), out);
+      const Color color = painter->color_at({width, height}, x, y);
+      out = std::copy(color.begin(), color.end(), out);
     }
   }
   return picture;

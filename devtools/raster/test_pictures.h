@@ -14,6 +14,6 @@ struct TestPictureName {
 };
 [[nodiscard]] const std::vector<TestPictureName>& test_picture_names();
 
-// The picture of that name in width x height pixels, 8-bit colour; null when there is none.
+// The picture of that name in width x height pixels, 8-bit color; null when there is none.
 [[nodiscard]] std::optional<Picture> draw_test_picture(const std::string& name, std::uint32_t width,
                                                        std::uint32_t height);

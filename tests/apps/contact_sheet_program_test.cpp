@@ -44,8 +44,8 @@ ChildResult contact(const ScratchFolder& folder, std::vector<std::string> argume
   return run_program(folder, "k905-preview", arguments, input);
 }
 
-// A sheet twice as wide as tall, all of one grey.
-std::string grey_sheet(std::uint8_t value) {
+// A sheet twice as wide as tall, all of one gray.
+std::string gray_sheet(std::uint8_t value) {
   WireSheet sheet;
   sheet.width = 8;
   sheet.height = 4;
@@ -76,7 +76,7 @@ TEST(ContactSheetProgram, PutsPicturesSideBySideWithTheirNames) {
 TEST(ContactSheetProgram, TheSheetsOfAJobStandOnOnePictureWithTheirNumbers) {
   const ScratchFolder folder;
   const ChildResult result =
-      contact(folder, {"--width", "100"}, grey_sheet(77) + grey_sheet(99) + grey_sheet(11));
+      contact(folder, {"--width", "100"}, gray_sheet(77) + gray_sheet(99) + gray_sheet(11));
   ASSERT_EQ(result.status, 0) << result.log;
   EXPECT_THAT(result.output, HasSubstr("sheet 3: 8 x 4, glossy, cutter 0, "));
   EXPECT_THAT(result.output, testing::EndsWith("\n3 pictures -> out.png\n"));
@@ -97,11 +97,11 @@ TEST(ContactSheetProgram, TheSheetsOfAJobStandOnOnePictureWithTheirNumbers) {
 
 TEST(ContactSheetProgram, ACaptionNamesTheFirstSheetOfItsFileAndNumbersTheOthers) {
   const ScratchFolder folder;
-  folder.write("a.prn", grey_sheet(1) + grey_sheet(2));
-  folder.write("b.prn", grey_sheet(1));
+  folder.write("a.prn", gray_sheet(1) + gray_sheet(2));
+  folder.write("b.prn", gray_sheet(1));
   const std::vector<std::string> files{"-w",      "100",       "-c",           "6", "T=a.prn", "-",
                                        "T=b.prn", "T 2=b.prn", "sheet 3=b.prn"};
-  ASSERT_EQ(contact(folder, files, grey_sheet(3)).status, 0);
+  ASSERT_EQ(contact(folder, files, gray_sheet(3)).status, 0);
   const Picture sheet = picture_in(folder, "out.png");
   const auto caption = [&sheet](std::uint32_t i) {
     return caption_at(sheet, 12 + 112 * i, 12 + 50 + 6, 100);
@@ -153,7 +153,7 @@ TEST(ContactSheetProgram, ACaptionMayHoldAnEqualsSign) {
 
 TEST(ContactSheetProgram, SheetsAreFourHundredAndEightyWideUnlessSaidOtherwise) {
   const ScratchFolder folder;
-  ASSERT_EQ(contact(folder, {}, grey_sheet(1)).status, 0);
+  ASSERT_EQ(contact(folder, {}, gray_sheet(1)).status, 0);
   EXPECT_EQ(picture_in(folder, "out.png").width, 480U + 24);
 }
 
@@ -177,20 +177,20 @@ TEST(ContactSheetProgram, APhotographThatACameraTurnedStandsUpright) {
   EXPECT_EQ(picture_in(folder, "out.png").height, 40U + 20 + 12 + 12);
 }
 
-TEST(ContactSheetProgram, PicturesOfEveryKindAreShownInTheirColours) {
+TEST(ContactSheetProgram, PicturesOfEveryKindAreShownInTheirColors) {
   const ScratchFolder folder;
-  PngKind grey;
-  grey.colour_type = 0;
+  PngKind gray;
+  gray.color_type = 0;
   PngKind deep;
   deep.bits = 16;
-  JpegKind grey_jpeg;
-  grey_jpeg.channels = 1;
+  JpegKind gray_jpeg;
+  gray_jpeg.channels = 1;
   JpegKind inks;
   inks.channels = 4;
   folder.write("a.png", png_file(1, 1, {}, {10, 120, 230}));
-  folder.write("b.png", png_file(1, 1, grey, {77}));
+  folder.write("b.png", png_file(1, 1, gray, {77}));
   folder.write("c.png", png_file(1, 1, deep, {10, 10, 120, 120, 230, 230}));
-  folder.write("d.jpg", jpeg_file(8, 8, grey_jpeg, std::vector<std::uint8_t>(64, 90)));
+  folder.write("d.jpg", jpeg_file(8, 8, gray_jpeg, std::vector<std::uint8_t>(64, 90)));
   folder.write("e.jpg", jpeg_file(8, 8, inks, std::vector<std::uint8_t>(256, 255)));  // bare paper
   ASSERT_EQ(
       contact(folder, {"-w", "8", "-c", "5", "a.png", "b.png", "c.png", "d.jpg", "e.jpg"}).status,
@@ -205,8 +205,8 @@ TEST(ContactSheetProgram, PicturesOfEveryKindAreShownInTheirColours) {
 
 TEST(ContactSheetProgram, NothingIsWrittenWhenAFileIsWrong) {
   const ScratchFolder folder;
-  folder.write("good.prn", grey_sheet(1));
-  folder.write("cut.prn", grey_sheet(1).substr(0, 40));
+  folder.write("good.prn", gray_sheet(1));
+  folder.write("cut.prn", gray_sheet(1).substr(0, 40));
   folder.write("broken.png", "\x89 broken");
   for (const char* wrong : {"no.png", "cut.prn", "broken.png", "x=no.png"}) {
     const ChildResult result = contact(folder, {"good.prn", wrong});
@@ -220,7 +220,7 @@ TEST(ContactSheetProgram, NothingIsWrittenWhenAFileIsWrong) {
 TEST(ContactSheetProgram, APictureThatCannotBeWrittenIsNamed) {
   const ScratchFolder folder;
   const ChildResult result =
-      run_program(folder, "k905-preview", {"--contact", "no/out.png"}, grey_sheet(1));
+      run_program(folder, "k905-preview", {"--contact", "no/out.png"}, gray_sheet(1));
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.log, "k905-preview: no/out.png: No such file or directory\n");
 }
@@ -229,9 +229,9 @@ TEST(ContactSheetProgram, WrongUsageIsExitStatusTwo) {
   const ScratchFolder folder;
   for (const std::vector<std::string>& wrong :
        std::vector<std::vector<std::string>>{{"--output", "x"}, {"--check"}, {"--columns", "0"}}) {
-    EXPECT_EQ(contact(folder, wrong, grey_sheet(1)).status, 2) << wrong[0];
+    EXPECT_EQ(contact(folder, wrong, gray_sheet(1)).status, 2) << wrong[0];
   }
-  EXPECT_EQ(run_program(folder, "k905-preview", {"--columns", "2"}, grey_sheet(1)).status, 2);
+  EXPECT_EQ(run_program(folder, "k905-preview", {"--columns", "2"}, gray_sheet(1)).status, 2);
 }
 
 }  // namespace

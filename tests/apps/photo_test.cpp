@@ -67,35 +67,35 @@ TEST(PhotoPng, EightBitColorIsUnchanged) {
 
 TEST(PhotoPng, SixteenBitsKeepBothBytes) {
   const Picture picture =
-      read_bytes(png_file(1, 1, {.colour_type = 2, .bits = 16}, {1, 2, 3, 4, 5, 6}));
+      read_bytes(png_file(1, 1, {.color_type = 2, .bits = 16}, {1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(picture.bits, 16);
   EXPECT_EQ(picture.sample(0, 0, 0), 0x0102);
   EXPECT_EQ(picture.sample(0, 0, 2), 0x0506);
 }
 
 TEST(PhotoPng, OneBitGrayBecomesEightBits) {
-  const Picture picture = read_bytes(png_file(3, 1, {.colour_type = 0, .bits = 1}, {0xA0}));
+  const Picture picture = read_bytes(png_file(3, 1, {.color_type = 0, .bits = 1}, {0xA0}));
   EXPECT_EQ(picture.channels, 1);
   EXPECT_THAT(picture.bytes, ElementsAre(255, 0, 255));
 }
 
 TEST(PhotoPng, PaletteIsResolvedAndItsTransparentEntryIsWhite) {
   // Two bits a pixel: entries 0, 1, 2, 3.
-  const Picture picture = read_bytes(png_file(4, 1, {.colour_type = 3, .bits = 2}, {0x1B}));
+  const Picture picture = read_bytes(png_file(4, 1, {.color_type = 3, .bits = 2}, {0x1B}));
   EXPECT_THAT(picture.bytes, ElementsAre(0, 0, 0, 255, 0, 0, 0, 255, 0, 255, 255, 255));
 }
 
 TEST(PhotoPng, TransparencyBecomesWhite) {
   // 51 of 255 is a fifth: 100 * 0.2 + 255 * 0.8 = 224.
   const Picture picture =
-      read_bytes(png_file(3, 1, {.colour_type = 4, .bits = 8}, {100, 255, 100, 51, 100, 0}));
+      read_bytes(png_file(3, 1, {.color_type = 4, .bits = 8}, {100, 255, 100, 51, 100, 0}));
   EXPECT_EQ(picture.channels, 1);
   EXPECT_THAT(picture.bytes, ElementsAre(100, 224, 255));
 }
 
 TEST(PhotoPng, SixteenBitTransparencyBecomesWhite) {
   const Picture picture =
-      read_bytes(png_file(2, 1, {.colour_type = 6, .bits = 16},
+      read_bytes(png_file(2, 1, {.color_type = 6, .bits = 16},
                           {0x12, 0x34, 0, 0, 0, 0, 0xFF, 0xFF, 0x12, 0x34, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(picture.channels, 3);
   EXPECT_EQ(picture.sample(0, 0, 0), 0x1234);
@@ -302,7 +302,7 @@ TEST_P(PhotoOfOtherPrograms, StripesHaveTheirColors) {
   ASSERT_TRUE(picture) << error;
   ASSERT_EQ(picture->width, 48U);
   ASSERT_EQ(picture->height, 32U);
-  const Picture colors = eight_bit_colours(*picture);
+  const Picture colors = eight_bit_colors(*picture);
   for (std::uint32_t stripe = 0; stripe < 3; ++stripe) {
     for (std::size_t channel = 0; channel < 3; ++channel) {
       const std::size_t at = 3 * (std::size_t{16} * 48 + 16 * stripe + 8) + channel;
@@ -365,8 +365,8 @@ TEST(PhotoOpen, FifoIsRefusedWithoutWaiting) {
 TEST(PhotoOpen, DamagedFilesGiveAnImageOrAnError) {
   const std::vector<std::string> whole = {
       png_file(20, 15, {}, numbered(900)),
-      png_file(20, 15, {.colour_type = 6, .bits = 16, .interlaced = true}, numbered(2400)),
-      png_file(16, 15, {.colour_type = 3, .bits = 2}, numbered(60)),
+      png_file(20, 15, {.color_type = 6, .bits = 16, .interlaced = true}, numbered(2400)),
+      png_file(16, 15, {.color_type = 3, .bits = 2}, numbered(60)),
       jpeg_file(20, 15, {.orientation = 6, .profile = profile_for("RGB ")}, numbered(900)),
       jpeg_file(20, 15, {.channels = 4, .progressive = true}, numbered(1200)),
       "P6\n# comment\n20 15\n255\n" + std::string(900, 'x'),

@@ -56,10 +56,10 @@ std::string exif_with_orientation(int orientation, bool little_endian) {
 std::string png_file(std::uint32_t width, std::uint32_t height, const PngKind& kind,
                      const std::vector<std::uint8_t>& rows) {
   PngWriter writer;
-  png_set_IHDR(writer.png, writer.info, width, height, kind.bits, kind.colour_type,
+  png_set_IHDR(writer.png, writer.info, width, height, kind.bits, kind.color_type,
                kind.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  if (kind.colour_type == PNG_COLOR_TYPE_PALETTE) {
+  if (kind.color_type == PNG_COLOR_TYPE_PALETTE) {
     const png_color palette[] = {{0, 0, 0}, {255, 0, 0}, {0, 255, 0}, {0, 0, 255}};
     const png_byte alpha[] = {255, 255, 255, 0};
     png_set_PLTE(writer.png, writer.info, palette, 4);
@@ -84,7 +84,7 @@ std::string png_file(std::uint32_t width, std::uint32_t height, const PngKind& k
 
 std::string png_without_pixels(std::uint32_t width, std::uint32_t height, const PngKind& kind) {
   PngWriter writer;
-  png_set_IHDR(writer.png, writer.info, width, height, kind.bits, kind.colour_type,
+  png_set_IHDR(writer.png, writer.info, width, height, kind.bits, kind.color_type,
                kind.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(writer.png, writer.info);
@@ -143,7 +143,7 @@ std::vector<std::uint8_t> profile_for(const char* space) {
   profile[3] = 400 & 0xFF;
   profile[8] = 2;                               // version
   std::memcpy(profile.data() + 12, "mntr", 4);  // class
-  std::memcpy(profile.data() + 16, space, 4);   // colour space
+  std::memcpy(profile.data() + 16, space, 4);   // color space
   std::memcpy(profile.data() + 20, "XYZ ", 4);  // connection space
   std::memcpy(profile.data() + 36, "acsp", 4);  // signature
   const std::uint8_t d50[] = {0, 0, 0xf6, 0xd6, 0, 1, 0, 0, 0, 0, 0xd3, 0x2d};

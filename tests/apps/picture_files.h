@@ -6,7 +6,7 @@
 #include <vector>
 
 struct PngKind {
-  int colour_type = 2;  // PNG's own number: 0 grey, 2 colour, 3 palette, 4 and 6 with alpha
+  int color_type = 2;  // PNG's own number: 0 gray, 2 color, 3 palette, 4 and 6 with alpha
   int bits = 8;
   bool interlaced = false;
   std::vector<std::uint8_t> profile{};
@@ -21,7 +21,7 @@ std::string png_file(std::uint32_t width, std::uint32_t height, const PngKind& k
 std::string png_without_pixels(std::uint32_t width, std::uint32_t height, const PngKind& kind = {});
 
 struct JpegKind {
-  int channels = 3;  // 1 grey, 3 colour, 4 inks (with Adobe's mark, which means 255 is no ink)
+  int channels = 3;  // 1 gray, 3 color, 4 inks (with Adobe's mark, which means 255 is no ink)
   bool progressive = false;
   bool arithmetic = false;    // coded so; otherwise by Huffman
   int orientation = 0;        // 0: no EXIF

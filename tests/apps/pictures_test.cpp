@@ -60,7 +60,7 @@ TEST(WritePng, TheDensityIsInDotsPerMetre) {
   const ScratchFolder folder;
   std::string error;
   ASSERT_TRUE(write_png(folder.path() + "/x.png", blank_picture(1, 1), {300, 600}, error));
-  // 300 and 600 dpi are 11811 (0x2e23) and 23622 (0x5c46) dots per metre; the CRC is zlib's.
+  // 300 and 600 dpi are 11811 (0x2e23) and 23622 (0x5c46) dots per meter; the CRC is zlib's.
   EXPECT_THAT(folder.read("x.png").value_or(""),
               HasSubstr("pHYs\0\0\x2e\x23\0\0\x5c\x46\x01\x37\x5a\x1c\xaa"s));
 }
@@ -101,7 +101,7 @@ TEST(SheetPicture, LeavesTheMirrorWhenAsked) {
 
 // --- turning: what a camera stored in each of the eight ways
 
-Picture grey_picture(std::uint32_t width, std::uint32_t height,
+Picture gray_picture(std::uint32_t width, std::uint32_t height,
                      const std::vector<std::uint8_t>& bytes) {
   Picture picture;
   picture.width = width;
@@ -126,16 +126,16 @@ TEST(ContactSheetPicture, WhatWouldBeTooLargeIsRefusedBeforeItIsMade) {
   EXPECT_EQ(sheet.count(), 2U);
 }
 
-TEST(EightBitColours, SixteenBitsAreRoundedAndGreyIsAllThree) {
-  Picture grey;
-  grey.width = 2;
-  grey.height = 1;
-  grey.channels = 1;
-  grey.bits = 16;
+TEST(EightBitColors, SixteenBitsAreRoundedAndGrayIsAllThree) {
+  Picture gray;
+  gray.width = 2;
+  gray.height = 1;
+  gray.channels = 1;
+  gray.bits = 16;
   const std::uint16_t samples[] = {128 * 257 + 128, 128 * 257 + 129};  // the second nearer to 129
-  grey.bytes.resize(4);
-  std::memcpy(grey.bytes.data(), samples, 4);
-  EXPECT_EQ(eight_bit_colours(grey).bytes,
+  gray.bytes.resize(4);
+  std::memcpy(gray.bytes.data(), samples, 4);
+  EXPECT_EQ(eight_bit_colors(gray).bytes,
             (std::vector<std::uint8_t>{128, 128, 128, 129, 129, 129}));
 }
 
@@ -144,8 +144,8 @@ TEST(Scaled, ItsOwnSizeChangesNothing) {
   EXPECT_EQ(scaled(noise, {37, 23}).bytes, noise.bytes);
 }
 
-TEST(Scaled, OnePlainColourStaysPlainAtAnySize) {
-  const Picture plain = grey_picture(7, 5, std::vector<std::uint8_t>(35, 93));
+TEST(Scaled, OnePlainColorStaysPlainAtAnySize) {
+  const Picture plain = gray_picture(7, 5, std::vector<std::uint8_t>(35, 93));
   for (const PixelSize size : {PixelSize{1, 1}, {3, 2}, {50, 40}, {1, 40}, {50, 1}}) {
     const Picture other = scaled(plain, size);
     EXPECT_EQ(other.bytes.size(), size.width * size.height);
@@ -155,7 +155,7 @@ TEST(Scaled, OnePlainColourStaysPlainAtAnySize) {
 
 TEST(Scaled, NothingIsSkippedWhenAPictureShrinks) {
   // One column in eight is white: an eighth of the size is the average everywhere.
-  Picture lines = grey_picture(800, 8, std::vector<std::uint8_t>(6400, 0));
+  Picture lines = gray_picture(800, 8, std::vector<std::uint8_t>(6400, 0));
   for (std::size_t i = 3; i < lines.bytes.size(); i += 8) {
     lines.bytes[i] = 240;
   }
@@ -164,46 +164,46 @@ TEST(Scaled, NothingIsSkippedWhenAPictureShrinks) {
 
 TEST(Scaled, AnEnlargedPictureStaysInItsPlace) {
   const std::vector<std::uint8_t> line{10, 50, 90};
-  EXPECT_EQ(scaled(grey_picture(3, 1, line), {3, 2}).bytes,
+  EXPECT_EQ(scaled(gray_picture(3, 1, line), {3, 2}).bytes,
             (std::vector<std::uint8_t>{10, 50, 90, 10, 50, 90}));
-  EXPECT_EQ(scaled(grey_picture(1, 3, line), {2, 3}).bytes,
+  EXPECT_EQ(scaled(gray_picture(1, 3, line), {2, 3}).bytes,
             (std::vector<std::uint8_t>{10, 10, 50, 50, 90, 90}));
-  const Picture wide = scaled(grey_picture(3, 1, line), {9, 1});
+  const Picture wide = scaled(gray_picture(3, 1, line), {9, 1});
   for (std::size_t i = 0; i < 9; ++i) {
     EXPECT_NEAR(wide.bytes[i] + wide.bytes[8 - i], 100, 1) << i;
   }
 }
 
 TEST(Scaled, AThreadOfAMillionPixelsIsNoTrouble) {
-  const Picture thread = grey_picture(1, 1000000, std::vector<std::uint8_t>(1000000, 50));
+  const Picture thread = gray_picture(1, 1000000, std::vector<std::uint8_t>(1000000, 50));
   const Picture page = scaled(thread, {1920, 1240});
   EXPECT_EQ(page.bytes.size(), 1920U * 1240U);
   EXPECT_THAT(std::vector<std::uint8_t>(page.bytes.begin(), page.bytes.begin() + 5000), Each(50));
 }
 
 TEST(Fitted, FillCutsBothEndsEvenly) {
-  const Picture wide = grey_picture(4, 2, {1, 2, 3, 4, 5, 6, 7, 8});
+  const Picture wide = gray_picture(4, 2, {1, 2, 3, 4, 5, 6, 7, 8});
   EXPECT_THAT(fitted(wide, {2, 2}, Fit::fill).bytes, ElementsAre(2, 3, 6, 7));
-  const Picture tall = grey_picture(2, 4, {1, 2, 3, 4, 5, 6, 7, 8});
+  const Picture tall = gray_picture(2, 4, {1, 2, 3, 4, 5, 6, 7, 8});
   EXPECT_THAT(fitted(tall, {2, 2}, Fit::fill).bytes, ElementsAre(3, 4, 5, 6));
 }
 
 TEST(Fitted, WholeLeavesWhiteAtBothEnds) {
-  const Picture wide = grey_picture(2, 1, {10, 10});
+  const Picture wide = gray_picture(2, 1, {10, 10});
   EXPECT_THAT(fitted(wide, {2, 3}, Fit::whole).bytes, ElementsAre(255, 255, 10, 10, 255, 255));
-  const Picture tall = grey_picture(1, 2, {10, 10});
+  const Picture tall = gray_picture(1, 2, {10, 10});
   EXPECT_THAT(fitted(tall, {3, 2}, Fit::whole).bytes, ElementsAre(255, 10, 255, 255, 10, 255));
 }
 
 TEST(Fitted, StretchTouchesEveryPixel) {
-  const Picture wide = grey_picture(2, 1, {10, 10});
+  const Picture wide = gray_picture(2, 1, {10, 10});
   EXPECT_THAT(fitted(wide, {2, 3}, Fit::stretch).bytes, Each(10));
 }
 
 TEST(Fitted, RowsOfHalfTheHeightKeepTheShape) {
   // 4 x 8 pixels with rows twice as dense are a square: nothing of a square picture is cut, and
   // nothing is left white.
-  const Picture square = grey_picture(2, 2, {10, 90, 10, 90});
+  const Picture square = gray_picture(2, 2, {10, 90, 10, 90});
   for (const Fit fit : {Fit::fill, Fit::whole}) {
     const Picture page = fitted(square, {4, 8}, fit, 2.0);
     EXPECT_NEAR(page.bytes[0], 10, 8);

@@ -152,8 +152,8 @@ const std::vector<WrongField>& wrong_fields() {
        "11811"},
       {"YResolution", kBmp + 42, wire_number(11811, 4), kBmp + 42, "BMP vertical resolution 0",
        "11811"},
-      {"ColoursUsed", kBmp + 46, wire_number(256, 4), kBmp + 46, "BMP colours used 0", "256"},
-      {"ColoursImportant", kBmp + 50, wire_number(2, 4), kBmp + 50, "BMP important colours 0", "2"},
+      {"ColorsUsed", kBmp + 46, wire_number(256, 4), kBmp + 46, "BMP colors used 0", "256"},
+      {"ColorsImportant", kBmp + 50, wire_number(2, 4), kBmp + 50, "BMP important colors 0", "2"},
       {"FirstPaletteEntry", kBmp + 54, "\x01", kBmp + 54, "palette entry 0 00 00 00 00",
        "01 00 00 00"},
       {"PaletteEntry", kBmp + 54 + 68 + 2, "\x10", kBmp + 54 + 68, "palette entry 17 11 11 11 00",
@@ -339,13 +339,13 @@ TEST(StreamDump, ShowsEveryBlockOfASheet) {
   EXPECT_EQ(dump_sheet(parse(wire_sheet(sheet)).sheets[0], 4),
             "sheet 4: offset 0, 3475 bytes, 1 x 1, matte, cutter 120\n"
             "         0 ESC P [IMAGE ] [YPLANE          ] [00001089]\n"
-            "           BMP size 1089, pixels at 1088, 1 x 1, 8 bit, grey palette of 256\n"
+            "           BMP size 1089, pixels at 1088, 1 x 1, 8 bit, gray palette of 256\n"
             "           pixels 1, checksum af63dc4c8601ec8c\n"
             "      1121 ESC P [IMAGE ] [MPLANE          ] [00001089]\n"
-            "           BMP size 1089, pixels at 1088, 1 x 1, 8 bit, grey palette of 256\n"
+            "           BMP size 1089, pixels at 1088, 1 x 1, 8 bit, gray palette of 256\n"
             "           pixels 1, checksum af63dc4c8601ec8c\n"
             "      2242 ESC P [IMAGE ] [CPLANE          ] [00001089]\n"
-            "           BMP size 1089, pixels at 1088, 1 x 1, 8 bit, grey palette of 256\n"
+            "           BMP size 1089, pixels at 1088, 1 x 1, 8 bit, gray palette of 256\n"
             "           pixels 1, checksum af63dc4c8601ec8c\n"
             "      3363 ESC P [CNTRL ] [OVERCOAT        ] [00000008] parameter 00000001\n"
             "      3403 ESC P [CNTRL ] [CUTTER          ] [00000008] parameter 00000120\n"

@@ -15,7 +15,7 @@ namespace {
 
 using testing::IsEmpty;
 
-using Colour = std::array<double, 3>;
+using Color = std::array<double, 3>;
 
 // The sRGB number for an amount of light from 0 to 1.
 double srgb_number(double light) {
@@ -25,7 +25,7 @@ double srgb_number(double light) {
 
 // CIE Lab under D50 to sRGB numbers: to XYZ, then by the matrix that belongs to sRGB's primaries
 // under D50.
-Colour srgb_of_lab(double lightness, double a, double b) {
+Color srgb_of_lab(double lightness, double a, double b) {
   const auto inverse = [](double t) {
     constexpr double knee = 6.0 / 29.0;
     return t > knee ? t * t * t : 3 * knee * knee * (t - 4.0 / 29.0);
@@ -39,7 +39,7 @@ Colour srgb_of_lab(double lightness, double a, double b) {
           srgb_number(0.0719453 * x - 0.2289914 * y + 1.4052427 * z)};
 }
 
-// A sheet of one colour, whose planes are red, green and blue as the filter counts them.
+// A sheet of one color, whose planes are red, green and blue as the filter counts them.
 std::string sheet_of(std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
   WireSheet sheet;
   sheet.plane = {std::vector<std::uint8_t>(6, red), std::vector<std::uint8_t>(6, green),
@@ -54,8 +54,7 @@ ChildResult preview(const ScratchFolder& folder, const std::vector<std::string>&
 
 class Proof : public testing::Test {
  protected:
-  Colour shown(const std::string& profile, std::uint8_t red, std::uint8_t green,
-               std::uint8_t blue) {
+  Color shown(const std::string& profile, std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
     folder_.write("printer.icc", profile);
     const ChildResult result =
         preview(folder_, {"--proof", "printer.icc"}, sheet_of(red, green, blue));
@@ -67,7 +66,7 @@ class Proof : public testing::Test {
             double{1} * picture.bytes[2]};
   }
 
-  static void expect_near(const Colour& seen, const Colour& wanted, double tolerance) {
+  static void expect_near(const Color& seen, const Color& wanted, double tolerance) {
     for (std::size_t i = 0; i < 3; ++i) {
       EXPECT_NEAR(seen[i], wanted[i], tolerance) << "channel " << i;
     }
@@ -76,7 +75,7 @@ class Proof : public testing::Test {
   ScratchFolder folder_;
 };
 
-TEST_F(Proof, GreyOfAPrinterWithAnotherGammaHasTheScreensNumbers) {
+TEST_F(Proof, GrayOfAPrinterWithAnotherGammaHasTheScreensNumbers) {
   // Gamma 1.8: 120 is (120 / 255) ^ 1.8 of the light.
   const double wanted = srgb_number(std::pow(120.0 / 255, 1.8));
   ASSERT_GT(wanted, 130);
@@ -89,14 +88,14 @@ TEST_F(Proof, ThePapersWhiteIsTheScreensWhite) {
   }
 }
 
-TEST_F(Proof, WidePrimariesAreMoreThanTheScreensSoColoursGlowMore) {
-  const Colour seen = shown(rgb_matrix_profile(), 200, 100, 50);
+TEST_F(Proof, WidePrimariesAreMoreThanTheScreensSoColorsGlowMore) {
+  const Color seen = shown(rgb_matrix_profile(), 200, 100, 50);
   EXPECT_GT(seen[0], 205);
   EXPECT_LT(seen[2], seen[1]);
   EXPECT_GT(seen[0] - seen[1], 100);
 }
 
-TEST_F(Proof, APrinterOfGreySeesTheFirstPlane) {
+TEST_F(Proof, APrinterOfGraySeesTheFirstPlane) {
   const double wanted = srgb_number(std::pow(100.0 / 255, 2.2));
   expect_near(shown(gray_profile(), 100, 100, 100), {wanted, wanted, wanted}, 1.5);
 }

@@ -166,14 +166,14 @@ TEST(RasterProgram, TheHeadersOwnNumbersCanBeChosen) {
 // One pixel of red 200, green 100, blue 50 in every format.
 struct FormatCase {
   const char* name;
-  unsigned colours;
+  unsigned colors;
   unsigned bits;
   unsigned space;
   std::vector<std::uint8_t> bytes;
 };
 
 TEST(RasterProgram, EveryFormatHoldsThePixelItsOwnWay) {
-  // Grey: (200 * 299 + 100 * 587 + 50 * 114) / 1000 = 124.2, in 16 bits 124.2 * 257 = 31919.4
+  // Gray: (200 * 299 + 100 * 587 + 50 * 114) / 1000 = 124.2, in 16 bits 124.2 * 257 = 31919.4
   // (0x7caf). Inks: black 255 - 200 = 55, magenta (200 - 100) / 200 = 127.5 of 255, yellow 191.25.
   // In 16 bits magenta is 32767.5, yellow 49151.25; a byte b is b * 257, low byte first on this
   // machine.
@@ -189,9 +189,9 @@ TEST(RasterProgram, EveryFormatHoldsThePixelItsOwnWay) {
   folder.write("x.ppm", std::string("P6 1 1 255\n\xc8\x64\x32"));
   for (const FormatCase& one : cases) {
     const RasterPage page = one_page(folder, {"-s", "picture", "-f", one.name, "x.ppm"});
-    EXPECT_EQ(page.header.cupsNumColors, one.colours) << one.name;
+    EXPECT_EQ(page.header.cupsNumColors, one.colors) << one.name;
     EXPECT_EQ(page.header.cupsBitsPerColor, one.bits) << one.name;
-    EXPECT_EQ(page.header.cupsBitsPerPixel, one.bits * one.colours) << one.name;
+    EXPECT_EQ(page.header.cupsBitsPerPixel, one.bits * one.colors) << one.name;
     EXPECT_EQ(page.header.cupsColorSpace, one.space) << one.name;
     EXPECT_EQ(page.pixels, one.bytes) << one.name;
   }
@@ -209,7 +209,7 @@ TEST(RasterProgram, OneBitPagesPackEightPixelsToAByte) {
   EXPECT_THAT(white_is_set.pixels, ElementsAre(0x50, 0x80));
 }
 
-TEST(RasterProgram, InASpaceOfInkGreyCountsInk) {
+TEST(RasterProgram, InASpaceOfInkGrayCountsInk) {
   const ScratchFolder folder;
   folder.write("x.pgm", "P5 2 1 255\n\x01\xfe");
   EXPECT_THAT(
@@ -217,7 +217,7 @@ TEST(RasterProgram, InASpaceOfInkGreyCountsInk) {
       ElementsAre(254, 1));
 }
 
-TEST(RasterProgram, HalfGreyIsDitheredToHalfTheBits) {
+TEST(RasterProgram, HalfGrayIsDitheredToHalfTheBits) {
   const ScratchFolder folder;
   folder.write("x.pgm", "P5 16 16 255\n" + std::string(256, '\x80'));
   const RasterPage page = one_page(folder, {"-s", "picture", "-f", "gray1", "x.pgm"});
@@ -228,7 +228,7 @@ TEST(RasterProgram, HalfGreyIsDitheredToHalfTheBits) {
   EXPECT_EQ(set, 128);
 }
 
-TEST(RasterProgram, ColoursOfOneBitStandSideBySide) {
+TEST(RasterProgram, ColorsOfOneBitStandSideBySide) {
   const ScratchFolder folder;
   // Red, green, blue: 100 010 001 from the highest bit on.
   folder.write("x.ppm", std::string("P6 3 1 1\n\1\0\0\0\1\0\0\0\1", 18));
@@ -264,12 +264,12 @@ TEST(RasterProgram, ACompressedStreamHoldsTheSamePixelsInFewerBytes) {
 TEST(RasterProgram, TheFitIsAMatterOfChoice) {
   const ScratchFolder folder;
   folder.write("wide.pgm", std::string("P5 3 1 255\n\0\x64\0", 14));
-  const auto grey = [&folder](const char* fit, const char* size) {
+  const auto gray = [&folder](const char* fit, const char* size) {
     return one_page(folder, {"-f", "gray8", "--fit", fit, "-s", size, "wide.pgm"}).pixels;
   };
-  EXPECT_THAT(grey("fill", "1x1"), ElementsAre(100));
-  EXPECT_THAT(grey("whole", "3x3"), ElementsAre(255, 255, 255, 0, 100, 0, 255, 255, 255));
-  EXPECT_THAT(grey("stretch", "3x2"), ElementsAre(0, 100, 0, 0, 100, 0));
+  EXPECT_THAT(gray("fill", "1x1"), ElementsAre(100));
+  EXPECT_THAT(gray("whole", "3x3"), ElementsAre(255, 255, 255, 0, 100, 0, 255, 255, 255));
+  EXPECT_THAT(gray("stretch", "3x2"), ElementsAre(0, 100, 0, 0, 100, 0));
 }
 
 TEST(RasterProgram, ThePageCanBeLookedAt) {

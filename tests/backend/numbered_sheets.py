@@ -18,7 +18,7 @@ def block(group, name="", length=None):
 def plane_image(width, height, pixel):
     size = width * height + 1088
     header = b"BM" + struct.pack("<IIIIIIHH", size, 0, 1088, 40, width, height, 1, 8) + bytes(24)
-    palette = b"".join(bytes([grey, grey, grey, 0]) for grey in range(256))
+    palette = b"".join(bytes([gray, gray, gray, 0]) for gray in range(256))
     return header + palette + bytes(10) + bytes([pixel]) * (width * height)
 
 

@@ -158,7 +158,7 @@ class Jobs(ThroughCups):
         self.assertEqual(self.relay.heard.sheets, self.numbers)
         self.assertNotIn("media-empty", self.reasons())
 
-    def test_a_cancelled_job_ends_with_the_sheet_in_hand(self):
+    def test_a_canceled_job_ends_with_the_sheet_in_hand(self):
         self.relay.pause = SLOW
         job = self.submit()
         self.relay.wait_inside(2, SHEET_BYTES // 2)
@@ -171,7 +171,7 @@ class Jobs(ThroughCups):
         self.assertEqual(self.relay.heard.torn, [])
         self.assertIn("idle", self.reasons())
 
-    def test_a_cancelled_job_that_is_printed_again_starts_at_its_first_sheet(self):
+    def test_a_canceled_job_that_is_printed_again_starts_at_its_first_sheet(self):
         self.relay.pause = SLOW
         job = self.submit()
         self.relay.wait_inside(2, SHEET_BYTES // 2)

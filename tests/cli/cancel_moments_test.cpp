@@ -1,4 +1,4 @@
-// A cancelled job, many times over: whatever the filter is doing when SIGTERM, SIGINT or SIGHUP
+// A canceled job, many times over: whatever the filter is doing when SIGTERM, SIGINT or SIGHUP
 // comes, its stream ends at the end of a sheet, nothing new is begun, and the printer takes the
 // next job as if nothing had happened.
 //

@@ -357,9 +357,9 @@ TEST(GoneReader, OfTheLogOfAQueryLosesNothingButTheLog) {
   EXPECT_THAT(undisturbed.output, HasSubstr(" = \r\n"));
 }
 
-// ---- cancelled jobs ----
+// ---- canceled jobs ----
 
-void expect_cancelled(Conversation& talk) {
+void expect_canceled(Conversation& talk) {
   const ChildEnd end = talk.finish();
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.signal, 0);
@@ -370,7 +370,7 @@ TEST(Cancel, BeforeAnyInputEndsTheJobAtOnce) {
   Conversation talk(under_cups());
   ASSERT_TRUE(talk.wait_for_line("Cache Optimization"));
   talk.send(SIGTERM);
-  expect_cancelled(talk);
+  expect_canceled(talk);
   EXPECT_EQ(talk.output(), "");
   EXPECT_THAT(talk.log(), Not(Contains(HasSubstr("cupsRasterOpen failed"))));
 }
@@ -381,7 +381,7 @@ TEST(Cancel, InTheMiddleOfASheetFinishesTheSheetAndBeginsNoOther) {
   talk.end_input();
   ASSERT_TRUE(talk.wait_for_output(1000));  // The rest of the sheet waits for us.
   talk.send(SIGTERM);
-  expect_cancelled(talk);
+  expect_canceled(talk);
   EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
 }
 
@@ -392,7 +392,7 @@ TEST(Cancel, WhileAPageIsStillComingGivesNoSheetForIt) {
   ASSERT_TRUE(talk.wait_for_output(output_of(1).size()));
   ASSERT_TRUE(talk.wait_for_line("Processing page 2"));
   talk.send(SIGTERM);
-  expect_cancelled(talk);
+  expect_canceled(talk);
   EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
 }
 
@@ -402,7 +402,7 @@ TEST(Cancel, BetweenPagesEndsTheJob) {
   ASSERT_TRUE(talk.wait_for_output(output_of(1).size()));
   ASSERT_TRUE(talk.wait_for_line("Single page printed successfully"));
   talk.send(SIGTERM);
-  expect_cancelled(talk);
+  expect_canceled(talk);
   EXPECT_TRUE(talk.output() == output_of(1));
 }
 
@@ -415,7 +415,7 @@ TEST(Cancel, LeavesAHeldPageUnprinted) {
   talk.say(raster_stream({page}));
   ASSERT_TRUE(talk.wait_for_line("storing in buffer"));
   talk.send(SIGTERM);
-  expect_cancelled(talk);
+  expect_canceled(talk);
   EXPECT_EQ(talk.output(), "");
   EXPECT_THAT(talk.log(), Not(Contains(HasSubstr("found buffered ODD page"))));
 }
@@ -428,7 +428,7 @@ TEST(Cancel, AmongCopiesBeginsNoFurtherCopy) {
   talk.end_input();
   ASSERT_TRUE(talk.wait_for_output(1000));
   talk.send(SIGTERM);
-  expect_cancelled(talk);
+  expect_canceled(talk);
   EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
 }
 
@@ -441,7 +441,7 @@ TEST(Cancel, AmongTheMostCopiesOfAllEndsTheJob) {
   talk.end_input();
   ASSERT_TRUE(talk.wait_for_output(2 * output_of(1).size() + 1000));
   talk.send(SIGTERM);
-  expect_cancelled(talk);
+  expect_canceled(talk);
   const std::string sheet = output_of(1);
   EXPECT_TRUE(talk.output() == sheet + sheet + sheet) << talk.output().size();
   EXPECT_THAT(talk.log(), Contains("K905-1: === Processing page 1, copy 3/2147483647 ==="));
@@ -456,7 +456,7 @@ TEST_P(CancelAtLine, EndsTheJobWithWholeSheetsOnly) {
   talk.say(two.substr(0, two.size() - 1));  // It would wait for ever.
   ASSERT_TRUE(talk.wait_for_lines(GetParam()));
   talk.send(SIGTERM);
-  expect_cancelled(talk);
+  expect_canceled(talk);
   const std::string& output = talk.output();
   EXPECT_TRUE(output.empty() || output == output_of(1)) << output.size();
 }
@@ -514,7 +514,7 @@ TEST(NonBlocking, InputThatHasNothingYetIsWaitedFor) {
   expect_ended_well(lines_of(read_file(log_file)));
 }
 
-TEST(NonBlocking, InputCanBeCancelledWhileItIsWaitedFor) {
+TEST(NonBlocking, InputCanBeCanceledWhileItIsWaitedFor) {
   const Pipe in = make_pipe();
   fcntl(in.read_end, F_SETFL, O_NONBLOCK);
   const Pipe err = make_pipe();

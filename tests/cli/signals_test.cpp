@@ -56,7 +56,7 @@ std::string name_of(const ::testing::TestParamInfo<int>& instance) {
   return sigabbrev_np(instance.param);
 }
 
-void expect_cancelled(Conversation& talk) {
+void expect_canceled(Conversation& talk) {
   const ChildEnd end = talk.finish();
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.signal, 0);
@@ -72,7 +72,7 @@ TEST_P(CancelSignal, InTheMiddleOfASheetFinishesTheSheetAndBeginsNoOther) {
   talk.end_input();
   ASSERT_TRUE(talk.wait_for_output(1000));
   talk.send(GetParam());
-  expect_cancelled(talk);
+  expect_canceled(talk);
   EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
 }
 
@@ -80,7 +80,7 @@ TEST_P(CancelSignal, WhileInputIsAwaitedEndsTheJob) {
   Conversation talk(under_cups());
   ASSERT_TRUE(talk.wait_for_line("Cache Optimization"));
   talk.send(GetParam());
-  expect_cancelled(talk);
+  expect_canceled(talk);
   EXPECT_EQ(talk.output(), "");
 }
 
@@ -91,7 +91,7 @@ TEST_P(CancelSignal, BeforeMainEndsTheJobLikeAnyOther) {
   setup.environment["K905_EARLY_SIGNAL"] = std::to_string(GetParam());
   Conversation talk(setup);
   talk.say(job_of(1));
-  expect_cancelled(talk);
+  expect_canceled(talk);
   EXPECT_EQ(talk.output(), "");
 }
 

@@ -1,11 +1,11 @@
-"""Test pictures and documents whose corners and colours can be told apart on a sheet."""
+"""Test pictures and documents whose corners and colors can be told apart on a sheet."""
 
 import struct
 import subprocess
 import zlib
 
 RED, GREEN, BLUE, YELLOW = (255, 0, 0), (0, 255, 0), (0, 0, 255), (255, 255, 0)
-GREY, CYAN, MAGENTA, BLACK = (128, 128, 128), (0, 255, 255), (255, 0, 255), (0, 0, 0)
+GRAY, CYAN, MAGENTA, BLACK = (128, 128, 128), (0, 255, 255), (255, 0, 255), (0, 0, 0)
 WHITE = (255, 255, 255)
 
 # Clockwise from the top left corner.
@@ -64,14 +64,14 @@ def ruler_pdf(path, width, height, contents):
     return write_pdf(path, width, height, [f"{marks}0 g 0 G {content}" for content in contents])
 
 
-def png(path, width, height, centre=GREY):
-    """A quarter of the picture for each corner, a square of another colour in the middle."""
+def png(path, width, height, center=GRAY):
+    """A quarter of the picture for each corner, a square of another color in the middle."""
     def row(left, right, inner):
         from_x, to_x = width * 2 // 5, width * 3 // 5
         line = [left] * (width // 2) + [right] * (width - width // 2)
         if inner:
-            line[from_x:to_x] = [centre] * (to_x - from_x)
-        return b"\0" + b"".join(bytes(colour) for colour in line)
+            line[from_x:to_x] = [center] * (to_x - from_x)
+        return b"\0" + b"".join(bytes(color) for color in line)
 
     rows = []
     plain = {half: row(*half, False) for half in ((RED, GREEN), (BLUE, YELLOW))}
@@ -83,8 +83,8 @@ def png(path, width, height, centre=GREY):
     return write_png(path, width, height, rows)
 
 
-def jpeg(path, probe, width, height, centre=GREY):
-    source = png(path.with_suffix(".source.png"), width, height, centre)
+def jpeg(path, probe, width, height, center=GRAY):
+    source = png(path.with_suffix(".source.png"), width, height, center)
     subprocess.run([probe, "photo", source, path], check=True)
     return path
 
@@ -98,18 +98,18 @@ def exif_jpeg(path, plain, orientation):
     return path
 
 
-def pdf(path, width, height, centres=(GREY,)):
-    """The same picture as a document of that many points, one page for each centre colour."""
-    def rectangle(colour, x, y, w, h):
-        red, green, blue = (value / 255 for value in colour)
+def pdf(path, width, height, centers=(GRAY,)):
+    """The same picture as a document of that many points, one page for each center color."""
+    def rectangle(color, x, y, w, h):
+        red, green, blue = (value / 255 for value in color)
         return f"{red:.4f} {green:.4f} {blue:.4f} rg {x:.3f} {y:.3f} {w:.3f} {h:.3f} re f\n"
 
     w, h = width / 2, height / 2
     return write_pdf(path, width, height, [
         rectangle(RED, 0, h, w, h) + rectangle(GREEN, w, h, w, h) +
         rectangle(BLUE, 0, 0, w, h) + rectangle(YELLOW, w, 0, w, h) +
-        rectangle(centre, width * 0.4, height * 0.4, width * 0.2, height * 0.2)
-        for centre in centres])
+        rectangle(center, width * 0.4, height * 0.4, width * 0.2, height * 0.2)
+        for center in centers])
 
 
 def circle_pdf(path, width, height, diameter):

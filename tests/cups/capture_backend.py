@@ -2,7 +2,7 @@
 
 Every job's stream becomes FOLDER/<job>.prn once it has ended. `pause` waits after every 256 kB, like a
 printer that is busy; while FILE exists the device fails, also in the middle of a job. Like CUPS' own USB backend it goes on reading
-when the job is cancelled.
+when the job is canceled.
 """
 
 import os

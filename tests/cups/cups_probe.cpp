@@ -1,7 +1,7 @@
 // Eyes for the end-to-end test: reads a captured printer stream with the programs' parser and
 // says what is on each sheet, as JSON. Also turns a picture into files of other kinds.
 //
-//   cups_probe sheets STREAM [X,Y]...   colours at these places, in fractions of the sheet
+//   cups_probe sheets STREAM [X,Y]...   colors at these places, in fractions of the sheet
 //   cups_probe picture PNG [X,Y]...     the same of a sheet that the simulated printer kept
 //   cups_probe photo PICTURE OUTPUT     the same as JPEG, TIFF or WebP, as the name ends
 //   cups_probe pwg|urf OUTPUT COPIES PICTURE...   raster as phones send it, at 300 dpi
@@ -57,7 +57,7 @@ Box printed_box(const Picture& picture, std::uint8_t lightest) {
 }
 
 // The mean over a small square, so that a picture's noise does not matter.
-void print_colour(const Picture& picture, Place place) {
+void print_color(const Picture& picture, Place place) {
   constexpr int reach = 6;
   const int column = static_cast<int>(place.x * picture.width);
   const int row = static_cast<int>(place.y * picture.height);
@@ -85,12 +85,12 @@ void print_picture(const Picture& picture, const std::vector<Place>& places) {
   const Box dark = printed_box(picture, 127);
   std::printf(
       "\"width\": %u, \"height\": %u, \"printed\": [%u, %u, %u, %u], "
-      "\"dark\": [%u, %u, %u, %u], \"colours\": [",
+      "\"dark\": [%u, %u, %u, %u], \"colors\": [",
       picture.width, picture.height, box.left, box.top, box.right, box.bottom, dark.left, dark.top,
       dark.right, dark.bottom);
   for (std::size_t i = 0; i < places.size(); ++i) {
     if (i > 0) std::printf(", ");
-    print_colour(picture, places[i]);
+    print_color(picture, places[i]);
   }
   std::printf("]");
 }

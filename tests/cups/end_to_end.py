@@ -20,7 +20,7 @@ import zlib
 import artwork
 import ipp
 import private_cups
-from artwork import BLACK, CORNERS, CYAN, GREY, MAGENTA, RED, WHITE
+from artwork import BLACK, CORNERS, CYAN, GRAY, MAGENTA, RED, WHITE
 from simulated_printer import SimulatedPrinter
 
 SKIPPED = 77
@@ -32,13 +32,13 @@ class Paper:
     """What the printer takes and where on it the picture belongs, in pixels at 300 dpi. The points are
     those of the paper as it leaves the printer, across and down."""
 
-    def __init__(self, name, points, canvas, bleed, cutter=0, centre=GREY, slack=0):
+    def __init__(self, name, points, canvas, bleed, cutter=0, center=GRAY, slack=0):
         self.name = name
         self.points = points
         self.width, self.height = canvas
         self.top, self.bottom, self.left, self.right = bleed
         self.cutter = cutter
-        self.centre = centre
+        self.center = center
         self.slack = slack
 
     def picture_box(self, lines_per_line=1):
@@ -64,7 +64,7 @@ PAPERS = [
     # Cut into strips: the cutter's own number for it is 120.
     Paper("w288h432-div2", (432, 288), (1920, 1240), (25, 18, 9, 37), cutter=120),
     # What is seen of the two 6x4 sheets, with a white band between them where the cut is.
-    Paper("w432h576-div2", (432, 576), (1920, 2498), (20, 23, 50, 70), cutter=120, centre=WHITE,
+    Paper("w432h576-div2", (432, 576), (1920, 2498), (20, 23, 50, 70), cutter=120, center=WHITE,
           slack=1),
     Paper("w432h576-div4", (432, 576), (1920, 2436), (22, 17, 50, 70), cutter=120),
     Paper("w432h432", (432, 432), (1920, 1836), (20, 15, 50, 70)),
@@ -74,7 +74,7 @@ MERGED_SHEET = (1920, 2498)
 
 
 def places_on(box, width, height):
-    """The four corners clockwise from the top left, a tenth of the picture inside, and the centre."""
+    """The four corners clockwise from the top left, a tenth of the picture inside, and the center."""
     left, top, right, bottom = box
     places = []
     for across, down in ((.1, .1), (.9, .1), (.9, .9), (.1, .9), (.5, .5)):
@@ -84,9 +84,9 @@ def places_on(box, width, height):
     return places
 
 
-def turned(colours, quarters):
+def turned(colors, quarters):
     """The corners after so many quarter turns to the left."""
-    return tuple(colours[quarters % 4:]) + tuple(colours[:quarters % 4])
+    return tuple(colors[quarters % 4:]) + tuple(colors[:quarters % 4])
 
 
 class ThroughCups(unittest.TestCase):
@@ -144,26 +144,26 @@ class ThroughCups(unittest.TestCase):
         height = paper.height * lines_per_line
         return self.stream(self.cups.stream_of(job), places_on(box, paper.width, height))
 
-    def assert_colour(self, seen, expected, tolerance, what):
+    def assert_color(self, seen, expected, tolerance, what):
         self.assertTrue(all(abs(a - b) <= tolerance for a, b in zip(seen, expected)),
                         f"{what}: {seen} instead of {expected}")
 
-    def assert_sheet(self, sheet, paper=SIX_BY_FOUR, corners=CORNERS, centre=GREY, tolerance=4,
+    def assert_sheet(self, sheet, paper=SIX_BY_FOUR, corners=CORNERS, center=GRAY, tolerance=4,
                      slack=0, lines_per_line=1, matte=False):
         """`slack`: pixels by which the picture may miss its box."""
         self.assertEqual((sheet["width"], sheet["height"]),
                          (paper.width, paper.height * lines_per_line))
         self.assertEqual(sheet["cutter"], paper.cutter)
         self.assertEqual(sheet["matte"], matte)
-        self.assert_picture(sheet, paper, corners, centre, tolerance, slack, lines_per_line)
+        self.assert_picture(sheet, paper, corners, center, tolerance, slack, lines_per_line)
 
-    def assert_picture(self, sheet, paper=SIX_BY_FOUR, corners=CORNERS, centre=GREY, tolerance=4,
+    def assert_picture(self, sheet, paper=SIX_BY_FOUR, corners=CORNERS, center=GRAY, tolerance=4,
                        slack=0, lines_per_line=1):
         for seen, expected in zip(sheet["printed"], paper.picture_box(lines_per_line)):
             self.assertLessEqual(abs(seen - expected), slack, f"picture at {sheet['printed']}")
-        for seen, expected, where in zip(sheet["colours"], tuple(corners) + (centre,), (
-                "top left", "top right", "bottom right", "bottom left", "centre")):
-            self.assert_colour(seen, expected, tolerance, where)
+        for seen, expected, where in zip(sheet["colors"], tuple(corners) + (center,), (
+                "top left", "top right", "bottom right", "bottom left", "center")):
+            self.assert_color(seen, expected, tolerance, where)
 
     # Pictures of the paper's own shape, and documents of its own size ----------------------------
 
@@ -177,8 +177,8 @@ class ThroughCups(unittest.TestCase):
     def jpeg(self, paper=SIX_BY_FOUR, **more):
         return artwork.jpeg(self.art / f"{paper.name}.jpg", self.probe, *self.shape(paper), **more)
 
-    def pdf(self, paper=SIX_BY_FOUR, centres=(GREY,)):
-        return artwork.pdf(self.art / f"{paper.name}-{len(centres)}.pdf", *paper.points, centres)
+    def pdf(self, paper=SIX_BY_FOUR, centers=(GRAY,)):
+        return artwork.pdf(self.art / f"{paper.name}-{len(centers)}.pdf", *paper.points, centers)
 
     def made_of(self, png, kind):
         """The picture as a file of another kind."""
@@ -226,11 +226,11 @@ class Pictures(ThroughCups):
 
     def test_the_pages_of_a_document_come_in_their_order(self):
         self.add_queue()
-        centres = (CYAN, MAGENTA, BLACK)
-        sheets = self.sheets(self.print(self.pdf(centres=centres)))
+        centers = (CYAN, MAGENTA, BLACK)
+        sheets = self.sheets(self.print(self.pdf(centers=centers)))
         self.assertEqual(len(sheets), 3)
-        for sheet, centre in zip(sheets, centres):
-            self.assert_sheet(sheet, centre=centre, slack=DOCUMENT_SLACK)
+        for sheet, center in zip(sheets, centers):
+            self.assert_sheet(sheet, center=center, slack=DOCUMENT_SLACK)
 
     def test_several_files_of_a_job_come_in_their_order(self):
         self.add_queue()
@@ -241,8 +241,8 @@ class Pictures(ThroughCups):
         # CUPS runs the filters once for each file, but the device once for both.
         sheets = self.sheets(job)
         self.assertEqual(len(sheets), 2)
-        self.assert_sheet(sheets[0], centre=CYAN)
-        self.assert_sheet(sheets[1], centre=MAGENTA)
+        self.assert_sheet(sheets[0], center=CYAN)
+        self.assert_sheet(sheets[1], center=MAGENTA)
 
     def test_every_paper_takes_a_picture(self):
         # A photo covers the whole sheet, also where it is cut.
@@ -251,7 +251,7 @@ class Pictures(ThroughCups):
                 queue = f"picture_{paper.name}"
                 self.add_queue(queue, PageSize=paper.name)
                 (sheet,) = self.sheets(self.print(self.png(paper), queue=queue), paper)
-                self.assert_sheet(sheet, paper, tolerance=1, centre=paper.centre, slack=paper.slack)
+                self.assert_sheet(sheet, paper, tolerance=1, center=paper.center, slack=paper.slack)
 
     def test_every_paper_takes_a_document(self):
         for paper in PAPERS:
@@ -259,7 +259,7 @@ class Pictures(ThroughCups):
                 queue = f"document_{paper.name}"
                 self.add_queue(queue, PageSize=paper.name)
                 (sheet,) = self.sheets(self.print(self.pdf(paper), queue=queue), paper)
-                self.assert_sheet(sheet, paper, centre=paper.centre, slack=DOCUMENT_SLACK)
+                self.assert_sheet(sheet, paper, center=paper.center, slack=DOCUMENT_SLACK)
 
     def test_every_model_prints(self):
         for model in ("RV-40", "RV-40W", "RS-30"):
@@ -280,15 +280,15 @@ class Pictures(ThroughCups):
         for file in (self.jpeg(), self.pdf()):
             with self.subTest(file=file.name):
                 (sheet,) = self.sheets(self.print(file))
-                red, green, yellow, blue, centre = sheet["colours"]
-                for colour in sheet["colours"]:
-                    self.assertEqual(len(set(colour)), 1, f"{colour} is no gray")
-                # However a filter weighs the colours: blue is dark, yellow light, grey stays.
+                red, green, yellow, blue, center = sheet["colors"]
+                for color in sheet["colors"]:
+                    self.assertEqual(len(set(color)), 1, f"{color} is no gray")
+                # However a filter weighs the colors: blue is dark, yellow light, gray stays.
                 self.assertLess(blue[0], red[0])
                 self.assertLess(red[0], green[0])
                 self.assertLess(green[0], yellow[0])
                 self.assertGreater(yellow[0], 200)
-                self.assertAlmostEqual(centre[0], GREY[0], delta=4)
+                self.assertAlmostEqual(center[0], GRAY[0], delta=4)
 
     def test_a_matte_queue_sends_the_matte_overcoat(self):
         self.add_queue(StpLaminate="Matte")
@@ -304,11 +304,11 @@ class Pictures(ThroughCups):
 
     def test_copies_of_a_document_keep_its_pages_together(self):
         self.add_queue()
-        job = self.print(self.pdf(centres=(CYAN, MAGENTA)), copies=2, options=["collate=true"])
+        job = self.print(self.pdf(centers=(CYAN, MAGENTA)), copies=2, options=["collate=true"])
         sheets = self.sheets(job)
         self.assertEqual(len(sheets), 4)
-        for sheet, centre in zip(sheets, (CYAN, MAGENTA, CYAN, MAGENTA)):
-            self.assert_sheet(sheet, centre=centre, slack=DOCUMENT_SLACK)
+        for sheet, center in zip(sheets, (CYAN, MAGENTA, CYAN, MAGENTA)):
+            self.assert_sheet(sheet, center=center, slack=DOCUMENT_SLACK)
 
     def test_an_upright_photo_is_turned_to_fill_the_paper(self):
         self.add_queue()
@@ -331,7 +331,7 @@ class Pictures(ThroughCups):
         self.add_queue()
         (sheet,) = self.sheets(self.print(self.pdf(), options=["landscape", "fit-to-page"]))
         # By how much is the PDF filters' business.
-        seen = [tuple(255 if value > 127 else 0 for value in colour) for colour in sheet["colours"][:4]]
+        seen = [tuple(255 if value > 127 else 0 for value in color) for color in sheet["colors"][:4]]
         self.assertIn(tuple(seen), [turned(CORNERS, quarters) for quarters in range(4)])
         self.assert_sheet(sheet, corners=seen, slack=DOCUMENT_SLACK)
 
@@ -561,9 +561,9 @@ class Rulers(ThroughCups):
         self.assertAlmostEqual(scale, 1, delta=0.045)
         self.assertAlmostEqual(across, shape[0] * scale, delta=tolerance)
         self.assertAlmostEqual(down, shape[1] * scale, delta=tolerance)
-        for seen, expected, where in zip(sheet["colours"], artwork.PALE, (
+        for seen, expected, where in zip(sheet["colors"], artwork.PALE, (
                 "top left", "top right", "bottom right", "bottom left")):
-            self.assert_colour(seen, expected, 6, where)
+            self.assert_color(seen, expected, 6, where)
 
     def assert_ruler(self, paper, kind, scaling):
         queue = f"ruler_{paper.name}"
@@ -626,7 +626,7 @@ class Driverless(ThroughCups):
                 with self.subTest(kind=kind, copies_in_header=repeated):
                     pages = self.raster(self.art / f"pages.{kind}", first, second, copies=repeated)
                     sheets = self.sheets(self.submit(pages, "integer copies 3"))
-                    self.assertEqual([tuple(sheet["colours"][4]) for sheet in sheets],
+                    self.assertEqual([tuple(sheet["colors"][4]) for sheet in sheets],
                                      3 * [CYAN] + 3 * [MAGENTA])
 
     def test_pages_go_straight_to_the_page_adapter_and_documents_as_before(self):
@@ -656,7 +656,7 @@ class Driverless(ThroughCups):
                 (sheet,) = self.sheets(self.submit(page, *attributes))
                 self.assertEqual((sheet["width"], sheet["height"]), size)
                 self.assertEqual(sheet["matte"], matte)
-                red = sheet["colours"][0]
+                red = sheet["colors"][0]
                 self.assertEqual(len(set(red)) == 1, is_gray, red)
 
     def test_a_client_may_ask_for_less_than_the_queues_defaults(self):
@@ -664,11 +664,11 @@ class Driverless(ThroughCups):
         page = self.page("pwg")
         (sheet,) = self.sheets(self.submit(page))
         self.assertEqual((sheet["height"], sheet["matte"]), (2480, True))
-        self.assertEqual(len(set(sheet["colours"][0])), 1)
+        self.assertEqual(len(set(sheet["colors"][0])), 1)
         (sheet,) = self.sheets(self.submit(page, "keyword print-color-mode color",
                                            "keyword media-type photographic-glossy"))
         self.assertEqual((sheet["height"], sheet["matte"]), (2480, False))
-        self.assertEqual(sheet["colours"][0], list(RED))
+        self.assertEqual(sheet["colors"][0], list(RED))
 
     def test_a_queue_says_what_a_client_may_choose(self):
         self.cups.add_queue(self.queue)
@@ -771,14 +771,14 @@ class Choices(ThroughCups):
         self.add_queue()
         (sheet,) = self.sheets(self.print(self.png(), options=["StpBrightness=500"]))
         # 128 x 1.5
-        self.assert_sheet(sheet, centre=(192, 192, 192), tolerance=1)
+        self.assert_sheet(sheet, center=(192, 192, 192), tolerance=1)
 
     def test_a_negative_tone_of_one_job(self):
         self.add_queue()
         (sheet,) = self.sheets(self.print(self.png(), options=["StpBrightness=-500"]))
         # Half of everything: 255 becomes 127, 128 becomes 64.
         self.assert_sheet(sheet, corners=[tuple(value // 2 for value in c) for c in CORNERS],
-                          centre=(64, 64, 64), tolerance=1)
+                          center=(64, 64, 64), tolerance=1)
 
     def test_none_takes_a_tone_of_the_queue_back(self):
         self.add_queue(StpBrightness="500")
@@ -787,24 +787,24 @@ class Choices(ThroughCups):
 
     def test_a_switch_of_one_job(self):
         self.add_queue()
-        grey = artwork.png(self.art / "light.png", 900, 600, (200, 200, 200))
-        (sheet,) = self.sheets(self.print(grey, options=["StpLinearContrast=True"]))
+        gray = artwork.png(self.art / "light.png", 900, 600, (200, 200, 200))
+        (sheet,) = self.sheets(self.print(gray, options=["StpLinearContrast=True"]))
         # (200 - 128) x 1.2 + 128 = 214.4
-        self.assert_sheet(sheet, centre=(214, 214, 214), tolerance=1)
+        self.assert_sheet(sheet, center=(214, 214, 214), tolerance=1)
 
     def test_a_switch_of_the_queue_is_taken_back(self):
         self.add_queue(StpLinearContrast="True")
-        grey = artwork.png(self.art / "light.png", 900, 600, (200, 200, 200))
-        (sheet,) = self.sheets(self.print(grey, options=["StpLinearContrast=False"]))
-        self.assert_sheet(sheet, centre=(200, 200, 200), tolerance=1)
+        gray = artwork.png(self.art / "light.png", 900, 600, (200, 200, 200))
+        (sheet,) = self.sheets(self.print(gray, options=["StpLinearContrast=False"]))
+        self.assert_sheet(sheet, center=(200, 200, 200), tolerance=1)
 
     def test_gray_for_one_job(self):
         self.add_queue()
         for option in ("ColorModel=Gray", "print-color-mode=monochrome"):
             with self.subTest(option=option):
                 (sheet,) = self.sheets(self.print(self.png(), options=[option]))
-                for colour in sheet["colours"]:
-                    self.assertEqual(len(set(colour)), 1, f"{colour} is no gray")
+                for color in sheet["colors"]:
+                    self.assertEqual(len(set(color)), 1, f"{color} is no gray")
 
     def test_the_fine_resolution_for_one_job(self):
         self.add_queue()
@@ -815,14 +815,14 @@ class Choices(ThroughCups):
     def test_a_border_of_one_job(self):
         self.add_queue()
         (sheet,) = self.sheets(self.print(self.png(), options=["BleedTop=1.0", "BleedLeft=-0.5"]))
-        # 1 mm is 12 pixels more at the top, half a millimetre 5 less at the printer's left.
+        # 1 mm is 12 pixels more at the top, half a millimeter 5 less at the printer's left.
         left, top, right, bottom = SIX_BY_FOUR.picture_box()
         self.assertEqual(sheet["printed"], [left, top + 12, right + 5, bottom])
 
     def test_two_pages_share_a_sheet_of_the_larger_ribbon(self):
         self.add_queue()
-        centres = (CYAN, MAGENTA, BLACK)
-        job = self.print(self.pdf(centres=centres), options=["K905Ribbon=6x8"])
+        centers = (CYAN, MAGENTA, BLACK)
+        job = self.print(self.pdf(centers=centers), options=["K905Ribbon=6x8"])
         width, height = MERGED_SHEET
         left, _, right, _ = SIX_BY_FOUR.picture_box()
         # The upper page begins five lines higher than on a sheet of its own, the lower one 1253 down.
@@ -833,8 +833,8 @@ class Choices(ThroughCups):
         self.assertEqual((merged["width"], merged["height"]), MERGED_SHEET)
         self.assertEqual((merged["cutter"], merged["matte"]), (0, False))
         expected = CORNERS + (CYAN,) + CORNERS + (MAGENTA,)
-        for seen, colour in zip(merged["colours"], expected):
-            self.assert_colour(seen, colour, 4, "merged sheet")
+        for seen, color in zip(merged["colors"], expected):
+            self.assert_color(seen, color, 4, "merged sheet")
         self.assertEqual((single["width"], single["height"]), (1920, 1240))
         self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 2"])
 
@@ -868,19 +868,19 @@ class Choices(ThroughCups):
 
 
 class Jobs(ThroughCups):
-    """Counting, cancelling, sharing, and jobs that mean harm."""
+    """Counting, canceling, sharing, and jobs that mean harm."""
 
     def test_every_sheet_is_counted_once(self):
         self.add_queue()
-        job = self.print(self.pdf(centres=(CYAN, MAGENTA)), copies=2)
+        job = self.print(self.pdf(centers=(CYAN, MAGENTA)), copies=2)
         state = self.cups.job_state(job)
         self.assertEqual(state["job-media-sheets-completed"], 4)
         self.assertEqual(state["job-media-progress"], 100)
         self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 4"])
 
-    def test_a_cancelled_job_ends_with_a_whole_sheet(self):
+    def test_a_canceled_job_ends_with_a_whole_sheet(self):
         self.add_queue(device=f"capture:{self.cups.captured}?pause=0.02")
-        job = self.cups.submit(self.queue, self.pdf(centres=(CYAN, MAGENTA, BLACK)), copies=20,
+        job = self.cups.submit(self.queue, self.pdf(centers=(CYAN, MAGENTA, BLACK)), copies=20,
                                options=["collate=true"])
         self.cups.wait_for(lambda: self.cups.job_state(job).get("job-media-sheets-completed", 0) >= 1,
                            "the first sheet")
@@ -891,12 +891,12 @@ class Jobs(ThroughCups):
         sheets = self.sheets(job)
         self.assertGreaterEqual(len(sheets), 1)
         self.assertLess(len(sheets), 60)
-        for sheet, centre in zip(sheets, (CYAN, MAGENTA, BLACK) * 20):
-            self.assert_sheet(sheet, centre=centre, slack=DOCUMENT_SLACK)
+        for sheet, center in zip(sheets, (CYAN, MAGENTA, BLACK) * 20):
+            self.assert_sheet(sheet, center=center, slack=DOCUMENT_SLACK)
 
-    def test_the_job_after_a_cancelled_one_prints(self):
+    def test_the_job_after_a_canceled_one_prints(self):
         self.add_queue(device=f"capture:{self.cups.captured}?pause=0.02")
-        job = self.cups.submit(self.queue, self.pdf(centres=(CYAN, MAGENTA, BLACK)), copies=20)
+        job = self.cups.submit(self.queue, self.pdf(centers=(CYAN, MAGENTA, BLACK)), copies=20)
         self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.PROCESSING, "a start")
         self.cups.run("cancel", job)
         (sheet,) = self.sheets(self.print(self.jpeg()))
@@ -945,7 +945,7 @@ class Jobs(ThroughCups):
 
     def begin_album(self, name, members):
         """A job of ten sheets to the class; the job, and the member that prints it."""
-        job = self.cups.submit(name, self.pdf(centres=(CYAN, MAGENTA) * 5))
+        job = self.cups.submit(name, self.pdf(centers=(CYAN, MAGENTA) * 5))
         self.cups.wait_for(lambda: self.cups.job_state(job).get("job-media-sheets-completed", 0) >= 2,
                            "the second sheet")
         (busy,) = [member for member in members if (self.cups.root / member / f"{job}.part").exists()]
@@ -954,8 +954,8 @@ class Jobs(ThroughCups):
     def assert_album(self, path):
         sheets = self.stream(path, places_on(SIX_BY_FOUR.picture_box(), 1920, 1240))
         self.assertEqual(len(sheets), 10)
-        for sheet, centre in zip(sheets, (CYAN, MAGENTA) * 5):
-            self.assert_sheet(sheet, centre=centre, slack=DOCUMENT_SLACK)
+        for sheet, center in zip(sheets, (CYAN, MAGENTA) * 5):
+            self.assert_sheet(sheet, center=center, slack=DOCUMENT_SLACK)
 
     def test_a_printer_that_fails_in_the_middle_leaves_the_whole_job_to_the_other(self):
         members = ("breakA", "breakB")
@@ -1092,12 +1092,12 @@ class Simulator(ThroughCups):
     def test_pictures_and_documents_reach_a_network_printer(self):
         self.add_queue(device=self.printer.uri)
         self.print(self.jpeg())
-        self.print(self.pdf(centres=(CYAN, MAGENTA)))
+        self.print(self.pdf(centers=(CYAN, MAGENTA)))
         self.print(self.png(SIX_BY_EIGHT), options=["PageSize=w432h576", "StpLaminate=Matte"])
         photo, cyan, magenta, large = self.printer.printed(self.cups, 4)
         self.assert_picture(self.kept(photo), paper_alone(SIX_BY_FOUR))
-        self.assert_picture(self.kept(cyan), paper_alone(SIX_BY_FOUR), centre=CYAN, slack=DOCUMENT_SLACK)
-        self.assert_picture(self.kept(magenta), paper_alone(SIX_BY_FOUR), centre=MAGENTA,
+        self.assert_picture(self.kept(cyan), paper_alone(SIX_BY_FOUR), center=CYAN, slack=DOCUMENT_SLACK)
+        self.assert_picture(self.kept(magenta), paper_alone(SIX_BY_FOUR), center=MAGENTA,
                             slack=DOCUMENT_SLACK)
         self.assert_picture(self.kept(large), paper_alone(SIX_BY_EIGHT), tolerance=1)
 

@@ -163,7 +163,7 @@ ssize_t __wrap_read(int descriptor, void* buffer, std::size_t count) {
 ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t count) {
   if (armed && descriptor == STDERR_FILENO) {
     ++counts.log_writes;
-    if (counts.log_writes == plan.cancelling_log_write) {
+    if (counts.log_writes == plan.canceling_log_write) {
       raise(SIGTERM);
     }
     return __real_write(descriptor, buffer, limited(count, plan.most_logged));

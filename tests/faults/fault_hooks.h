@@ -22,7 +22,7 @@ struct Faults {
 
   // Standard error: at most so many bytes a call; SIGTERM comes with the call with this number.
   std::size_t most_logged = 0;
-  long cancelling_log_write = 0;
+  long canceling_log_write = 0;
 
   // Standard input: at most so many bytes a call; every second call interrupted; every third call
   // has nothing yet and wants to be waited for; the call with this number fails.

@@ -412,11 +412,11 @@ TEST(OddReads, DataAfterAnErrorIsNoPage) {
   expect_end_at_read(job, (kHeader + 1000) / 100 + 1);
 }
 
-// ---- cancelled jobs ----
+// ---- canceled jobs ----
 
 // A job whose cancel comes with one line of its log after the other. A sheet that was announced is
 // finished; nothing else is begun, and a page that waits for its partner is let go.
-void expect_cancelled_anywhere(const ReferenceJob& job, Faults faults) {
+void expect_canceled_anywhere(const ReferenceJob& job, Faults faults) {
   const FaultRun undisturbed = run_job(job, faults);
   ASSERT_TRUE(undisturbed.came_to_an_end);
   const std::vector<std::string>& whole = undisturbed.log;
@@ -434,8 +434,8 @@ void expect_cancelled_anywhere(const ReferenceJob& job, Faults faults) {
     if (whole[line].rfind("K905-", 0) != 0) {
       continue;
     }
-    SCOPED_TRACE("cancelled with \"" + whole[line] + "\"");
-    faults.cancelling_log_write = static_cast<long>(line - start_up + 1);
+    SCOPED_TRACE("canceled with \"" + whole[line] + "\"");
+    faults.canceling_log_write = static_cast<long>(line - start_up + 1);
     const FaultRun run = run_job(job, faults);
     EXPECT_TRUE(run.came_to_an_end);
     EXPECT_EQ(run.status, 0);
@@ -456,15 +456,15 @@ void expect_cancelled_anywhere(const ReferenceJob& job, Faults faults) {
   }
 }
 
-TEST(Cancelled, AtAnyLineEndsTheJobWithCompleteSheets) {
+TEST(Canceled, AtAnyLineEndsTheJobWithCompleteSheets) {
   ReferenceJob job = job_of({small_page(1), small_page(2)});
-  expect_cancelled_anywhere(job, {});
+  expect_canceled_anywhere(job, {});
 }
 
-TEST(Cancelled, AmongCopiesBeginsNoFurtherOne) {
+TEST(Canceled, AmongCopiesBeginsNoFurtherOne) {
   ReferenceJob job = job_of({small_page(1)});
   job.arguments.insert(job.arguments.end(), {"--copies", "2"});
-  expect_cancelled_anywhere(job, {});
+  expect_canceled_anywhere(job, {});
 }
 
 ReferenceJob pair_of_pages() {
@@ -477,9 +477,9 @@ ReferenceJob pair_of_pages() {
   return job;
 }
 
-TEST(Cancelled, WhileAPairIsMadeGivesNoSheet) { expect_cancelled_anywhere(pair_of_pages(), {}); }
+TEST(Canceled, WhileAPairIsMadeGivesNoSheet) { expect_canceled_anywhere(pair_of_pages(), {}); }
 
-TEST(Cancelled, WhileAPairIsPrintedSeparatelyLeavesTheSecondOut) {
+TEST(Canceled, WhileAPairIsPrintedSeparatelyLeavesTheSecondOut) {
   const ReferenceJob job = pair_of_pages();
   Faults faults;
   FaultRun run;
@@ -488,7 +488,7 @@ TEST(Cancelled, WhileAPairIsPrintedSeparatelyLeavesTheSecondOut) {
     run = run_job(job, faults);
     ASSERT_LE(faults.failing_allocation, run.counts.allocations) << "the merge always has memory";
   } while (std::find(run.log.begin(), run.log.end(), kMerge) == run.log.end());
-  expect_cancelled_anywhere(job, faults);
+  expect_canceled_anywhere(job, faults);
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ void __wrap__Z28print_single_page_to_printerPKhS0_S0_ii(const std::uint8_t* /*pl
 }
 
 // A job that does not come to its end by itself is ended here.
-bool __wrap__Z13job_cancelledv() { return copies_told > kMostCopies; }
+bool __wrap__Z13job_canceledv() { return copies_told > kMostCopies; }
 
 }  // extern "C"
 

@@ -83,7 +83,7 @@ class TwoUp : public ::testing::Test {
     return {begin, begin + sheet.width};
   }
 
-  // What a row of the sheet must be: row `r` of a page, `width` wide and centerd, or all white.
+  // What a row of the sheet must be: row `r` of a page, `width` wide and centered, or all white.
   static Bytes expected_row(int number, std::size_t p, std::size_t r, std::size_t width) {
     Bytes bytes(1920, 255);
     for (std::size_t c = 0; c < width; ++c) {
@@ -255,7 +255,7 @@ TEST_F(TwoUp, AHeldPageIsPrintedAtTheEndOfTheJob) {
             "K905-1: Program end - found buffered ODD page (single 6x4)\n");
 }
 
-TEST_F(TwoUp, ACancelledJobLetsTheHeldPageGo) {
+TEST_F(TwoUp, ACanceledJobLetsTheHeldPageGo) {
   EXPECT_TRUE(sheets([] {
                 store_odd_page(page(1, 1920, 25), 1);
                 drop_held_page();

@@ -173,9 +173,9 @@ class Contents(unittest.TestCase):
         changelog = call("gzip", "-dc", self.data / "usr/share/doc/rastertok905/changelog.Debian.gz")
         self.assertTrue(changelog.startswith(f"rastertok905 ({project}-1) "), changelog[:60])
 
-    def test_the_copyright_file_says_that_there_is_no_licence_yet(self):
+    def test_the_copyright_file_says_that_there_is_no_license_yet(self):
         text = (self.data / "usr/share/doc/rastertok905/copyright").read_text()
-        self.assertIn("has not chosen a licence", text)
+        self.assertIn("has not chosen a license", text)
 
     def test_lintian_finds_no_error(self):
         if not shutil.which("lintian"):

@@ -298,8 +298,8 @@ TEST_P(PpdFile, EveryToneChoiceIsReadAsTheThousandthsItNames) {
   }
 }
 
-// A tenth of a millimetre is more than a pixel at 300 dpi, so two choices never come to the same.
-TEST_P(PpdFile, EveryBleedChoiceIsReadAsTheMillimetresItNames) {
+// A tenth of a millimeter is more than a pixel at 300 dpi, so two choices never come to the same.
+TEST_P(PpdFile, EveryBleedChoiceIsReadAsTheMillimetersItNames) {
   for (const Number& number : bleed_numbers) {
     const ppd_option_t* option = ppdFindOption(ppd_.get(), number.keyword);
     ASSERT_NE(option, nullptr);
@@ -336,7 +336,7 @@ TEST_P(PpdFile, EveryProfileIsOneOfTheFiltersFileNames) {
   }
 }
 
-TEST_P(PpdFile, OffersOnlyColourSpacesTheFilterPrintsRight) {
+TEST_P(PpdFile, OffersOnlyColorSpacesTheFilterPrintsRight) {
   const ppd_option_t* option = ppdFindOption(ppd_.get(), "ColorModel");
   ASSERT_NE(option, nullptr);
   ASSERT_EQ(option->num_choices, 2);
@@ -363,7 +363,7 @@ TEST_P(PpdFile, NamesTheProgramInFrontOfTheFilter) {
 
 TEST_P(PpdFile, LeavesCopiesToTheFiltersBefore) { EXPECT_NE(ppd_->manual_copies, 0); }
 
-// CUPS would convert the colours a second time.
+// CUPS would convert the colors a second time.
 TEST_P(PpdFile, NamesNoProfileToCups) {
   EXPECT_EQ(ppdFindAttr(ppd_.get(), "cupsICCProfile", nullptr), nullptr);
 }

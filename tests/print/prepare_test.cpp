@@ -1,4 +1,4 @@
-// A picture on its way to the sheet: cropped or kept whole, turned, in the right colours.
+// A picture on its way to the sheet: cropped or kept whole, turned, in the right colors.
 #include "apps/layout/prepare.h"
 
 #include <gtest/gtest.h>
@@ -21,10 +21,10 @@ SheetPlace small_place(std::uint32_t width, std::uint32_t height) {
   return place;
 }
 
-Picture plain(std::uint32_t width, std::uint32_t height, std::array<std::uint8_t, 3> colour) {
+Picture plain(std::uint32_t width, std::uint32_t height, std::array<std::uint8_t, 3> color) {
   Picture picture = blank_picture(width, height);
   for (std::size_t i = 0; i < picture.bytes.size(); ++i) {
-    picture.bytes[i] = colour[i % 3];
+    picture.bytes[i] = color[i % 3];
   }
   return picture;
 }
@@ -132,7 +132,7 @@ TEST(Prepare, TurningForTheSheetFollowsTheCamerasTurn) {
   }
 }
 
-TEST(Prepare, ColoursOfAProfileBecomeSrgb) {
+TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
   // What Little CMS itself makes of one pixel.
   const std::string profile = rgb_matrix_profile();
   Picture picture = plain(30, 20, {200, 100, 50});
@@ -140,14 +140,14 @@ TEST(Prepare, ColoursOfAProfileBecomeSrgb) {
   cmsHPROFILE source = cmsOpenProfileFromMem(profile.data(), profile.size());
   cmsHPROFILE srgb = cmsCreate_sRGBProfile();
   cmsHTRANSFORM transform = cmsCreateTransform(source, TYPE_RGB_8, srgb, TYPE_RGB_8, 0, 0);
-  std::array<std::uint8_t, 3> colour{200, 100, 50};
-  cmsDoTransform(transform, colour.data(), colour.data(), 1);
+  std::array<std::uint8_t, 3> color{200, 100, 50};
+  cmsDoTransform(transform, color.data(), color.data(), 1);
   cmsDeleteTransform(transform);
   cmsCloseProfile(source);
   cmsCloseProfile(srgb);
-  ASSERT_NE(colour[0], 200);  // a test that could not fail otherwise
+  ASSERT_NE(color[0], 200);  // a test that could not fail otherwise
   const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
-  EXPECT_EQ(pixel(prepared.page, 0, 0), (std::vector<int>{colour[0], colour[1], colour[2]}));
+  EXPECT_EQ(pixel(prepared.page, 0, 0), (std::vector<int>{color[0], color[1], color[2]}));
   EXPECT_EQ(prepared.warning, "");
 }
 
@@ -158,7 +158,7 @@ TEST(Prepare, WhiteAroundAProfiledPictureIsWhite) {
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{255, 255, 255}));
 }
 
-TEST(Prepare, GreyWithAProfileBecomesColour) {
+TEST(Prepare, GrayWithAProfileBecomesColor) {
   Picture picture;
   picture.width = 30;
   picture.height = 20;
@@ -191,7 +191,7 @@ TEST(Prepare, ABrokenProfileIsToldAndThePicturePrintsAsItIs) {
   EXPECT_EQ(pixel(prepared.page, 0, 0), (std::vector<int>{200, 100, 50}));
 }
 
-TEST(Prepare, InksWithABrokenProfileBecomeColoursByArithmetic) {
+TEST(Prepare, InksWithABrokenProfileBecomeColorsByArithmetic) {
   Picture picture;
   picture.width = 30;
   picture.height = 20;

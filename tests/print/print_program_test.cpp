@@ -29,26 +29,26 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-using Colour = std::array<int, 3>;
-constexpr Colour kRed{230, 20, 20};
-constexpr Colour kGreen{20, 200, 30};
-constexpr Colour kBlue{30, 40, 220};
-constexpr Colour kGrey{128, 128, 128};
-constexpr Colour kWhite{255, 255, 255};
+using Color = std::array<int, 3>;
+constexpr Color kRed{230, 20, 20};
+constexpr Color kGreen{20, 200, 30};
+constexpr Color kBlue{30, 40, 220};
+constexpr Color kGray{128, 128, 128};
+constexpr Color kWhite{255, 255, 255};
 
 ChildResult print(const ScratchFolder& folder, const std::vector<std::string>& arguments,
                   const std::string& input = "") {
   return run_program(folder, "k905-print", arguments, input);
 }
 
-// Top left red, top right green, bottom left blue, bottom right grey: seen, not stored.
+// Top left red, top right green, bottom left blue, bottom right gray: seen, not stored.
 std::vector<std::uint8_t> quarters(std::uint32_t width, std::uint32_t height,
-                                   const std::array<Colour, 4>& colours) {
+                                   const std::array<Color, 4>& colors) {
   std::vector<std::uint8_t> rows;
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {
-      const Colour& colour = colours[(y >= height / 2 ? 2 : 0) + (x >= width / 2 ? 1 : 0)];
-      for (const int value : colour) {
+      const Color& color = colors[(y >= height / 2 ? 2 : 0) + (x >= width / 2 ? 1 : 0)];
+      for (const int value : color) {
         rows.push_back(static_cast<std::uint8_t>(value));
       }
     }
@@ -56,20 +56,20 @@ std::vector<std::uint8_t> quarters(std::uint32_t width, std::uint32_t height,
   return rows;
 }
 
-const std::array<Colour, 4> kQuarters{kRed, kGreen, kBlue, kGrey};
+const std::array<Color, 4> kQuarters{kRed, kGreen, kBlue, kGray};
 
 std::string quartered_png(std::uint32_t width = 300, std::uint32_t height = 200) {
   return png_file(width, height, {}, quarters(width, height, kQuarters));
 }
 
-Colour pixel(const Picture& picture, double across, double down) {
+Color pixel(const Picture& picture, double across, double down) {
   const auto x = static_cast<std::size_t>(across * (picture.width - 1));
   const auto y = static_cast<std::size_t>(down * (picture.height - 1));
   const std::uint8_t* at = picture.bytes.data() + 3 * (y * picture.width + x);
   return {at[0], at[1], at[2]};
 }
 
-bool close_to(const Colour& a, const Colour& b, int tolerance) {
+bool close_to(const Color& a, const Color& b, int tolerance) {
   for (std::size_t i = 0; i < 3; ++i) {
     if (std::abs(a[i] - b[i]) > tolerance) {
       return false;
@@ -82,7 +82,7 @@ void expect_quarters(const Picture& sheet, const std::string& what, int toleranc
   const std::array<std::array<double, 2>, 4> middles{
       {{0.3, 0.3}, {0.7, 0.3}, {0.3, 0.7}, {0.7, 0.7}}};
   for (std::size_t i = 0; i < 4; ++i) {
-    const Colour seen = pixel(sheet, middles[i][0], middles[i][1]);
+    const Color seen = pixel(sheet, middles[i][0], middles[i][1]);
     EXPECT_TRUE(close_to(seen, kQuarters[i], tolerance))
         << what << ", quarter " << i << ": " << seen[0] << " " << seen[1] << " " << seen[2];
   }
@@ -173,9 +173,9 @@ TEST(PrintProgram, AllEightTurnsOfACameraAreUpright) {
                                                       {2, 0, 3, 1}}};
   for (int orientation = 1; orientation <= 8; ++orientation) {
     const ScratchFolder folder;
-    std::array<Colour, 4> colours;
+    std::array<Color, 4> colors;
     for (std::size_t i = 0; i < 4; ++i) {
-      colours[i] =
+      colors[i] =
           kQuarters[static_cast<std::size_t>(stored[static_cast<std::size_t>(orientation - 1)][i])];
     }
     const std::uint32_t width = orientation >= 5 ? 400 : 600;
@@ -183,23 +183,23 @@ TEST(PrintProgram, AllEightTurnsOfACameraAreUpright) {
     JpegKind kind;
     kind.orientation = orientation;
     kind.little_endian = orientation % 2 == 0;
-    folder.write("photo.jpg", jpeg_file(width, height, kind, quarters(width, height, colours)));
+    folder.write("photo.jpg", jpeg_file(width, height, kind, quarters(width, height, colors)));
     const ChildResult result = print(folder, {"--canvas", "--preview", "sheet.png", "photo.jpg"});
     ASSERT_EQ(result.status, 0) << result.log;
     expect_quarters(picture_in(folder, "sheet.png"), "orientation " + std::to_string(orientation));
   }
 }
 
-TEST(PrintProgram, AGreyPictureStaysGrey) {
+TEST(PrintProgram, AGrayPictureStaysGray) {
   const ScratchFolder folder;
-  JpegKind grey;
-  grey.channels = 1;
-  folder.write("photo.jpg", jpeg_file(30, 20, grey, std::vector<std::uint8_t>(600, 90)));
+  JpegKind gray;
+  gray.channels = 1;
+  folder.write("photo.jpg", jpeg_file(30, 20, gray, std::vector<std::uint8_t>(600, 90)));
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.jpg"}).status, 0);
-  EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Colour{90, 90, 90}));
+  EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Color{90, 90, 90}));
 }
 
-TEST(PrintProgram, FourInksBecomeTheirColours) {
+TEST(PrintProgram, FourInksBecomeTheirColors) {
   const ScratchFolder folder;
   JpegKind inks;
   inks.channels = 4;
@@ -209,7 +209,7 @@ TEST(PrintProgram, FourInksBecomeTheirColours) {
   }
   folder.write("photo.jpg", jpeg_file(30, 20, inks, rows));
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.jpg"}).status, 0);
-  const Colour seen = pixel(picture_in(folder, "sheet.png"), 0.5, 0.5);
+  const Color seen = pixel(picture_in(folder, "sheet.png"), 0.5, 0.5);
   EXPECT_TRUE(close_to(seen, {255, 102, 0}, 2)) << seen[0] << " " << seen[1] << " " << seen[2];
 }
 
@@ -230,7 +230,7 @@ TEST(PrintProgram, InksWithAProfileAreSeenThroughIt) {
   EXPECT_FALSE(close_to(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), {255, 102, 0}, 8));
 }
 
-TEST(PrintProgram, AProfilesColoursAreBroughtToSrgb) {
+TEST(PrintProgram, AProfilesColorsAreBroughtToSrgb) {
   const ScratchFolder folder;
   const std::string profile = rgb_matrix_profile();
   PngKind profiled;
@@ -243,9 +243,9 @@ TEST(PrintProgram, AProfilesColoursAreBroughtToSrgb) {
   folder.write("profiled.png", png_file(30, 20, profiled, rows));
   ASSERT_EQ(
       print(folder, {"--canvas", "--preview", "sheet.png", "plain.png", "profiled.png"}).status, 0);
-  EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Colour{120, 60, 200}));
+  EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Color{120, 60, 200}));
   // Gamma 1.8 is lighter than sRGB: the same numbers mean more light.
-  const Colour seen = pixel(picture_in(folder, "sheet-2.png"), 0.5, 0.5);
+  const Color seen = pixel(picture_in(folder, "sheet-2.png"), 0.5, 0.5);
   EXPECT_GT(seen[0], 125);
   EXPECT_GT(seen[2], 205);
 }
@@ -317,19 +317,19 @@ TEST(PrintProgram, ToneSettingsAreThoseOfTheDialog) {
   ASSERT_EQ(
       print(folder, {"--canvas", "--preview", "a.png", "--brightness", "100", "photo.png"}).status,
       0);
-  EXPECT_EQ(pixel(picture_in(folder, "a.png"), 0.5, 0.5), (Colour{110, 110, 110}));
+  EXPECT_EQ(pixel(picture_in(folder, "a.png"), 0.5, 0.5), (Color{110, 110, 110}));
   ASSERT_EQ(
       print(folder, {"--canvas", "--preview", "b.png", "--brightness", "-100", "photo.png"}).status,
       0);
-  EXPECT_EQ(pixel(picture_in(folder, "b.png"), 0.5, 0.5), (Colour{90, 90, 90}));
+  EXPECT_EQ(pixel(picture_in(folder, "b.png"), 0.5, 0.5), (Color{90, 90, 90}));
   ASSERT_EQ(
       print(folder, {"--canvas", "--preview", "c.png", "--gamma", "2000", "photo.png"}).status, 0);
-  EXPECT_EQ(pixel(picture_in(folder, "c.png"), 0.5, 0.5), (Colour{159, 159, 159}));
+  EXPECT_EQ(pixel(picture_in(folder, "c.png"), 0.5, 0.5), (Color{159, 159, 159}));
   ASSERT_EQ(
       print(folder, {"--canvas", "--preview", "d.png", "-o", "StpCyanBalance=1100", "photo.png"})
           .status,
       0);
-  EXPECT_EQ(pixel(picture_in(folder, "d.png"), 0.5, 0.5), (Colour{110, 100, 100}));
+  EXPECT_EQ(pixel(picture_in(folder, "d.png"), 0.5, 0.5), (Color{110, 100, 100}));
 }
 
 std::vector<std::uint8_t> plain_rows(std::size_t pixels, std::uint8_t value) {
@@ -481,7 +481,7 @@ TEST(PrintProgram, BlackAndWhiteIsAChoiceToo) {
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "s.png", "-o", "ColorModel=Gray", "photo.png"})
                 .status,
             0);
-  const Colour red = pixel(picture_in(folder, "s.png"), 0.3, 0.3);
+  const Color red = pixel(picture_in(folder, "s.png"), 0.3, 0.3);
   // 0.299 * 230 + 0.587 * 20 + 0.114 * 20 is 82.8.
   EXPECT_TRUE(close_to(red, {83, 83, 83}, 1)) << red[0];
   EXPECT_EQ(red[0], red[2]);

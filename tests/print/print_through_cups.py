@@ -52,8 +52,8 @@ class BesideCups(end_to_end.ThroughCups):
             streams.append(self.cups.stream_of(job))
         return streams
 
-    def picture(self, name="photo.png", centre=artwork.GREY):
-        return artwork.png(self.art / name, 900, 600, centre)
+    def picture(self, name="photo.png", center=artwork.GRAY):
+        return artwork.png(self.art / name, 900, 600, center)
 
 
 class Print(BesideCups):
@@ -72,7 +72,7 @@ class Print(BesideCups):
         (stream,) = self.printed(self.picture())
         (sheet,) = self.stream(stream, ["0.5,0.5"])
         self.assertEqual((sheet["height"], sheet["matte"]), (2436, True))
-        self.assert_colour(sheet["colours"][0], (64, 64, 64), 1, "centre")
+        self.assert_color(sheet["colors"][0], (64, 64, 64), 1, "center")
 
     def test_choices_go_over_the_queues_defaults(self):
         self.add_queue(PageSize="w432h576", StpLaminate="Matte", StpBrightness="-500",
@@ -81,7 +81,7 @@ class Print(BesideCups):
                                  "-o", "Resolution=300dpi", self.picture())
         (sheet,) = self.stream(stream, ["0.5,0.5"])
         self.assertEqual((sheet["height"], sheet["matte"]), (1240, False))
-        self.assert_colour(sheet["colours"][0], (128, 128, 128), 1, "centre")
+        self.assert_color(sheet["colors"][0], (128, 128, 128), 1, "center")
 
     def test_bleeds_of_the_queue_leave_every_pixel_in_its_place(self):
         self.add_queue(BleedTop="2.0", BleedLeft="-1.0")
@@ -95,7 +95,7 @@ class Print(BesideCups):
         self.add_queue(ColorModel="Gray")
         (stream,) = self.printed(self.picture())
         (sheet,) = self.stream(stream, ["0.3,0.3"])
-        self.assertEqual(len(set(sheet["colours"][0])), 1)
+        self.assertEqual(len(set(sheet["colors"][0])), 1)
 
     def test_the_users_own_choices_for_the_queue_count(self):
         self.add_queue()
@@ -113,9 +113,9 @@ class Print(BesideCups):
         streams = self.printed(self.picture("a.png", CYAN), broken, self.picture("b.png", MAGENTA),
                                status=1)
         self.assertEqual(len(streams), 2)
-        for stream, centre in zip(streams, (CYAN, MAGENTA)):
+        for stream, center in zip(streams, (CYAN, MAGENTA)):
             (sheet,) = self.stream(stream, ["0.5,0.5"])
-            self.assert_colour(sheet["colours"][0], centre, 1, "centre")
+            self.assert_color(sheet["colors"][0], center, 1, "center")
 
     def test_copies_and_two_on_a_sheet(self):
         self.add_queue()
@@ -250,8 +250,8 @@ class Watched(BesideCups):
         self.folder.mkdir()
         self.ledger = self.art / f"{self.queue}.ledger"
 
-    def put(self, name, centre=artwork.GREY):
-        artwork.png(self.folder / name, 90, 60, centre)
+    def put(self, name, center=artwork.GRAY):
+        artwork.png(self.folder / name, 90, 60, center)
 
     def watch(self):
         return Watch(self, [self.program("k905-print"), "--queue", self.queue, "--watch", self.folder,

@@ -64,8 +64,8 @@ TEST_F(PrintToPrinter, EveryKindOfPictureComesOutAsItsPreviewShowsIt) {
   };
   const std::vector<std::pair<std::string, std::string>> files{
       {"plain.png", png_file(60, 40, {}, rows_of(60, 40))},
-      {"grey.jpg", jpeg(1, {})},
-      {"colour.jpg", jpeg(3, {})},
+      {"gray.jpg", jpeg(1, {})},
+      {"color.jpg", jpeg(3, {})},
       {"turned.jpg", jpeg(3, {.orientation = 8})},
       {"inks.jpg", jpeg(4, {})},
       {"inks_with_profile.jpg", jpeg(4, {.profile = profile(cmyk_table_profile())})},

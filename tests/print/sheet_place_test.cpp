@@ -13,7 +13,7 @@ SheetPlace place_of(const std::string& paper, const std::map<std::string, std::s
   return sheet_place(choices);
 }
 
-// Every pixel another: the place is in its colours.
+// Every pixel another: the place is in its colors.
 Picture numbered(std::uint32_t width, std::uint32_t height) {
   Picture picture = blank_picture(width, height);
   std::uint8_t* out = picture.bytes.data();

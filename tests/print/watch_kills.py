@@ -65,7 +65,7 @@ class Kind:
         found = json.loads(said)
         assert found["error"] is None, f"{stream}: {found['error']}"
         assert sum(sheet["size"] for sheet in found["sheets"]) == found["bytes"], "torn sheets"
-        return [tuple(sheet["colours"][0]) for sheet in found["sheets"]]
+        return [tuple(sheet["colors"][0]) for sheet in found["sheets"]]
 
 
 class File(Kind):
