@@ -105,7 +105,7 @@ def keywords():
 
 def questions():
     manual = (SOURCE / "docs/status.md").read_text()
-    return set(re.findall(r"`(\w+)`", re.search(r"that is struck \((.*?)\)", manual, re.DOTALL)[1]))
+    return set(re.findall(r"`(\w+)`", re.search(r"the fault to one question \((.*?)\)", manual, re.DOTALL)[1]))
 
 
 def from_help(program, pattern):
