@@ -6,10 +6,10 @@
 #include <cstring>
 #include <utility>
 
-#include "apps/backend/media_check.h"
+#include "device/media_check.h"
 #include "apps/backend/scheduler.h"
 #include "apps/backend/sheet_bytes.h"
-#include "apps/backend/status_reasons.h"
+#include "device/status_reasons.h"
 
 namespace k905::backend {
 

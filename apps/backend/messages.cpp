@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "apps/backend/status_reasons.h"
+#include "device/status_reasons.h"
 #include "apps/base/write_whole.h"
 
 namespace k905::backend {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "apps/backend/messages.h"
-#include "apps/backend/status_reasons.h"
+#include "device/status_reasons.h"
 
 namespace k905::backend {
 

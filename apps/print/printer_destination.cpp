@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "apps/backend/media_check.h"
+#include "device/media_check.h"
 
 namespace k905 {
 
@@ -13,7 +13,7 @@ class PrinterDestination final : public Destination {
   PrinterDestination(FilterDestinationSetup filter, PrinterOutputSetup printer, std::string target)
       : name_(printer.name), target_(std::move(target)), printer_(std::move(printer)) {
     const PaperConfig& paper = *sheet_place(filter.choices).paper;
-    media_ = backend::media_for_sheet(static_cast<std::uint32_t>(paper.canvas_width),
+    media_ = media_for_sheet(static_cast<std::uint32_t>(paper.canvas_width),
                                       static_cast<std::uint32_t>(paper.canvas_height));
     filter.on_sheet = [this](const Sheet& sheet) {
       std::string error;

@@ -11,9 +11,9 @@
 #include <thread>
 #include <utility>
 
-#include "apps/backend/media_check.h"
+#include "device/media_check.h"
 #include "apps/backend/sheet_bytes.h"
-#include "apps/backend/status_reasons.h"
+#include "device/status_reasons.h"
 
 namespace k905 {
 
@@ -170,12 +170,12 @@ std::string PrinterOutput::obstacle(const std::string& media, SheetCounters& cou
   if (!ask(now)) {
     return now.problem;
   }
-  if (!backend::status_reason(now.status).ready) {
-    return backend::status_sentence(now.status);
+  if (!status_reason(now.status).ready) {
+    return status_sentence(now.status);
   }
   if (setup_.check_media) {
     const std::string loaded = find_media(printer_.ask(QuestionId::kMedia).text.c_str());
-    if (!backend::takes_sheet(loaded, media)) {
+    if (!takes_sheet(loaded, media)) {
       return "the sheet needs " + media + " media, " + loaded + " is loaded";
     }
   }
@@ -225,7 +225,7 @@ bool PrinterOutput::begin(const std::string& media, std::string& error) {
 }
 
 bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
-  const std::string media = backend::media_for_sheet(sheet.width, sheet.height);
+  const std::string media = media_for_sheet(sheet.width, sheet.height);
   for (;;) {
     SheetCounters before;
     if (!wait_until_ready(media, before, error)) {
@@ -278,13 +278,13 @@ PrinterOutput::Outcome PrinterOutput::find_outcome(const SheetCounters& before, 
     if (!printer_.is_open()) {
       sheet.interrupt(Clock::now());
     }
-    const bool is_ready = answered && backend::status_reason(now.status).ready;
+    const bool is_ready = answered && status_reason(now.status).ready;
     const Outcome outcome =
         sheet.observe(answered ? std::optional(now.counters.life) : std::nullopt,
                       answered ? std::optional(now.status) : std::nullopt, is_ready, Clock::now(),
                       [&now] { return now.counters.buffers; });
     if (answered) {
-      show(is_ready || outcome == Outcome::kPrinted ? "" : backend::status_sentence(now.status));
+      show(is_ready || outcome == Outcome::kPrinted ? "" : status_sentence(now.status));
     }
     if (outcome != Outcome::kOpen) {
       return outcome;

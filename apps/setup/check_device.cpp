@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "apps/backend/status_reasons.h"
+#include "device/status_reasons.h"
 #include "apps/setup/ask_printer.h"
 #include "apps/setup/check.h"
 #include "apps/setup/installation.h"
@@ -76,7 +76,7 @@ void report_missing(const Device& device, const PrinterAddress& address, int err
 }
 
 void report_status(const PrinterAnswer& printer, Findings& findings) {
-  const backend::StatusReason& reason = backend::status_reason(printer.status);
+  const StatusReason& reason = status_reason(printer.status);
   const std::string known = status_text(printer.status);
   const std::string text = known.empty() ? "status " + std::to_string(printer.status) : known;
   if (!reason.ready) {
@@ -121,7 +121,7 @@ Answer check_printer(const Device& device, const PrinterAddress& address, Findin
 // What the backend last reported about the printer that a job is on.
 bool waits_for_printer(const QueueState& state) {
   return std::ranges::any_of(state.reasons, [](const std::string& reason) {
-    return reason.ends_with("-error") || reason == backend::kOffline;
+    return reason.ends_with("-error") || reason == kOffline;
   });
 }
 

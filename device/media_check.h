@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace k905::backend {
+namespace k905 {
 
 // The media that a sheet of this size needs, by the printer's name for it: "6x4", "5x7". "" for a
 // size that is no paper's canvas.
@@ -14,4 +14,4 @@ namespace k905::backend {
 // longer. True when either name is not known: only a certain mismatch stops a job.
 [[nodiscard]] bool takes_sheet(const std::string& loaded, const std::string& needed);
 
-}  // namespace k905::backend
+}  // namespace k905

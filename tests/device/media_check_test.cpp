@@ -1,8 +1,8 @@
-#include "apps/backend/media_check.h"
+#include "device/media_check.h"
 
 #include <gtest/gtest.h>
 
-namespace k905::backend {
+namespace k905 {
 namespace {
 
 TEST(MediaCheck, SheetsNeedTheMediaOfTheirCanvas) {
@@ -45,4 +45,4 @@ TEST(MediaCheck, UnknownNamesAreNoMismatch) {
 }
 
 }  // namespace
-}  // namespace k905::backend
+}  // namespace k905

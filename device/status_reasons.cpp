@@ -1,13 +1,13 @@
 // The table from status codes to printer-state-reasons.
 
-#include "apps/backend/status_reasons.h"
+#include "device/status_reasons.h"
 
 #include <algorithm>
 #include <array>
 
 #include "protocol/status_texts.h"
 
-namespace k905::backend {
+namespace k905 {
 
 namespace {
 
@@ -95,4 +95,4 @@ std::vector<std::string_view> all_reason_keywords() {
   return keywords;
 }
 
-}  // namespace k905::backend
+}  // namespace k905

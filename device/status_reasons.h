@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace k905::backend {
+namespace k905 {
 
 struct StatusReason {
   int code = 0;
@@ -32,4 +32,4 @@ inline constexpr char kMediaLow[] = "media-low-warning";
 // Every keyword the backend ever shows, each once.
 [[nodiscard]] std::vector<std::string_view> all_reason_keywords();
 
-}  // namespace k905::backend
+}  // namespace k905

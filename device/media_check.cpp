@@ -1,6 +1,6 @@
 // Sizes of sheets and names of media, both from the paper table.
 
-#include "apps/backend/media_check.h"
+#include "device/media_check.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +10,7 @@
 
 #include "paper/paper_table.h"
 
-namespace k905::backend {
+namespace k905 {
 
 namespace {
 
@@ -75,4 +75,4 @@ bool takes_sheet(const std::string& loaded, const std::string& needed) {
   return !there || !wanted || (there->width == wanted->width && there->length >= wanted->length);
 }
 
-}  // namespace k905::backend
+}  // namespace k905

@@ -1,4 +1,4 @@
-#include "apps/backend/status_reasons.h"
+#include "device/status_reasons.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 
 #include "protocol/status_texts.h"
 
-namespace k905::backend {
+namespace k905 {
 namespace {
 
 TEST(StatusReasons, EveryStatusCodeThatHasATextHasARow) {
@@ -70,4 +70,4 @@ TEST(StatusReasons, EveryKeywordCanBeTakenBack) {
 }
 
 }  // namespace
-}  // namespace k905::backend
+}  // namespace k905
