@@ -287,9 +287,9 @@ int run_job(const std::string& stream) {
   const Descriptor input(anonymous_file_with("stream", stream));
   backend::StopRequest stop(open("/dev/zero", O_RDONLY | O_CLOEXEC));
   backend::RecordFolder records;
-  Printer device({.kind = PrinterAddress::Kind::kPath, .name = kPath, .port = ""});
+  const PrinterAddress device{.kind = PrinterAddress::Kind::kPath, .name = kPath, .port = ""};
   backend::SheetSource source(input.get(), 1);
-  backend::JobRunner runner({.identity = "fuzz", .check_media = true}, device, source, records,
+  backend::JobRunner runner({.identity = "fuzz", .printer = {.address = device}}, source, records,
                             stop, nullptr);
   return runner.run();
 }

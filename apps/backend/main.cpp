@@ -16,7 +16,6 @@
 #include "apps/backend/job_runner.h"
 #include "apps/backend/messages.h"
 #include "apps/backend/process.h"
-#include "device/printer.h"
 #include "device/printer_address.h"
 #include "device/usb_printers.h"
 #include "diag/standard_descriptors.h"
@@ -26,7 +25,6 @@ namespace k905::backend {
 namespace {
 
 struct Job {
-  PrinterAddress address;
   JobOptions options;
   int input = STDIN_FILENO;
   int copies = 1;
@@ -98,9 +96,8 @@ int print_job(const Job& job, const Account& account, int pipe_end) {
   StopRequest stop(pipe_end);
   RecordFolder records;
   open_record_folder(records, account);
-  Printer printer(job.address);
   SheetSource source(job.input, job.copies);
-  JobRunner runner(job.options, printer, source, records, stop, [&account] {
+  JobRunner runner(job.options, source, records, stop, [&account] {
     if (!become(account)) {
       error(std::string("Root rights cannot be given up: ") + std::strerror(errno));
       _exit(kStopQueue);
@@ -122,13 +119,14 @@ bool take_arguments(int argc, char** argv, Job& job) {
     error("The device must be k905://usb/SERIAL, k905:/dev/usb/lp0 or k905://HOST:PORT");
     return false;
   }
-  job.address = *address;
+  PrinterSession::Setup& printer = job.options.printer;
+  printer.address = *address;
   job.options.job = number_or(argv[1], 0);
   job.options.identity = identity_of(argv);
   if (const auto settle = device_uri_option(uri, "settle")) {
-    job.options.settle = std::chrono::seconds(std::clamp(number_or(settle->c_str(), 5), 1, 600));
+    printer.settle = std::chrono::seconds(std::clamp(number_or(settle->c_str(), 5), 1, 600));
   }
-  job.options.check_media = device_uri_option(uri, "check-media") != "no";
+  printer.check_media = device_uri_option(uri, "check-media") != "no";
   if (argc == 7) {
     job.copies = std::max(1, number_or(argv[4], 1));
     job.input = open(argv[6], O_RDONLY | O_CLOEXEC);

@@ -7,13 +7,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <thread>
 #include <utility>
 
-#include "device/media_check.h"
 #include "apps/backend/sheet_bytes.h"
-#include "device/status_reasons.h"
+#include "device/media_check.h"
 
 namespace k905 {
 
@@ -21,39 +19,11 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using Kind = Obstacle::Kind;
 
-constexpr milliseconds kOpenTimeout{5000};
-constexpr milliseconds kStall{5000};
-constexpr milliseconds kPause{1000};        // printer not connected or not ready
-constexpr milliseconds kBusyPause{250};     // printer ready, buffers full
-constexpr milliseconds kOutcomePause{100};  // sheet sent, printing
-constexpr milliseconds kStopPause{100};     // between two looks at is_stopped
-
-constexpr seconds kBusyPatience{3};  // the other program may be at its end, or ask a question
+constexpr milliseconds kStopPause{100};  // between two looks at is_stopped
 // For the sheet in hand, after the end was asked for.
 constexpr seconds kAfterStop{30};
-
-constexpr int kUnansweredMeansOffline = 2;
-
-constexpr char kBusy[] = "the printer is printing another sheet";
-constexpr char kNoData[] = "the printer stopped taking data inside a sheet";
-
-std::string text_of_error(int error) {
-  switch (error) {
-    case ENODEV:
-    case ENOENT:
-    case ENXIO:
-    case EIO:
-      return "the printer is not connected";
-    case ETIMEDOUT:
-    case EPROTO:
-      return "the printer does not answer";
-    case EBUSY:
-      return "another program is printing to it";
-    default:
-      return std::strerror(error);
-  }
-}
 
 bool is_standard_stream(const struct stat& status) {
   return std::ranges::any_of(std::initializer_list<int>{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO},
@@ -81,7 +51,8 @@ bool printer_named(const std::string& to, std::optional<PrinterOutputSetup>& set
   setup.reset();
   if (!to.starts_with("k905:")) {
     if (is_device_file(to)) {
-      setup.emplace().address = {.kind = PrinterAddress::Kind::kPath, .name = to, .port = ""};
+      setup.emplace().printer.address = {
+          .kind = PrinterAddress::Kind::kPath, .name = to, .port = ""};
       setup->name = to;
     }
     return true;
@@ -91,16 +62,28 @@ bool printer_named(const std::string& to, std::optional<PrinterOutputSetup>& set
     error = "the device must be k905://usb/SERIAL, k905://HOST:PORT or k905:/dev/usb/lp0: " + to;
     return false;
   }
-  setup.emplace().address = *address;
+  setup.emplace().printer.address = *address;
   setup->name = to_string(*address);
-  setup->check_media = device_uri_option(to, "check-media") != "no";
+  setup->printer.check_media = device_uri_option(to, "check-media") != "no";
   if (const auto settle = device_uri_option(to, "settle")) {
     int number = 0;
     std::from_chars(settle->data(), settle->data() + settle->size(), number);
-    setup->settle = seconds(std::clamp(number, 1, 600));
+    setup->printer.settle = seconds(std::clamp(number, 1, 600));
   }
   return true;
 }
+
+PrinterOutput::PrinterOutput(PrinterOutputSetup setup)
+    : setup_(std::move(setup)),
+      session_(setup_.printer,
+               {.wait = [this](Phase phase, const Obstacle& obstacle,
+                               milliseconds time) { return wait(phase, obstacle, time); },
+                .opened = nullptr,
+                .sent =
+                    [this](int error) {
+                      show(error == 0 ? "" : problem_text(error));
+                      start_ = Clock::now();
+                    }}) {}
 
 void PrinterOutput::show(const std::string& reason) {
   if (reason != std::exchange(shown_, reason) && !reason.empty()) {
@@ -115,105 +98,61 @@ void PrinterOutput::pause(milliseconds time) const {
   } while (Clock::now() < end && !setup_.is_stopped());
 }
 
-// The serial number tells printers apart; one that has none is known by its address.
-int PrinterOutput::open() {
-  const Clock::time_point start = Clock::now();
-  int error = printer_.open(kOpenTimeout);
-  while (error == EBUSY && Clock::now() - start < kBusyPatience && !setup_.is_stopped()) {
-    pause(kStopPause);
-    error = printer_.open(kOpenTimeout);
+bool PrinterOutput::wait(Phase phase, const Obstacle& obstacle, milliseconds time) {
+  if (phase == Phase::kBeforeSheet) {
+    return wait_before_sheet(obstacle, time);
   }
-  was_connected_ = was_connected_ || error == EBUSY;
-  if (error != 0) {
-    return error;
+  if (obstacle.kind != Kind::kUnanswered) {
+    show(obstacle.sentence);
   }
-  unanswered_ = 0;
-  was_idle_ = false;
-  const Reply serial = printer_.ask(QuestionId::kSerialNumber);
-  if (serial.error != 0 && printer_.ask(QuestionId::kStatus).error != 0) {
-    printer_.close();
-    return ETIMEDOUT;
+  const bool is_stopped = setup_.is_stopped();
+  if (phase == Phase::kInSheet) {
+    stopped_ = is_stopped && !stopped_ ? Clock::now() : stopped_;
+    return !stopped_ || Clock::now() - *stopped_ < kAfterStop;
   }
-  identity_ = serial.text.empty() ? setup_.name : serial.text;
-  was_connected_ = true;
-  return 0;
+  const auto waited = Clock::now() - start_;
+  if ((setup_.after_sheet && waited >= *setup_.after_sheet) ||
+      (is_stopped && waited >= kAfterStop)) {
+    return false;
+  }
+  pause(time);
+  return true;
 }
 
-// Opens the printer where that is needed. False, with what is wrong in `problem`, when it did not
-// answer all questions.
-bool PrinterOutput::ask(Answers& answers) {
-  int error = printer_.is_open() ? 0 : open();
-  for (const auto& [question, number] :
-       {std::pair{QuestionId::kStatus, &answers.status},
-        std::pair{QuestionId::kLifeCounter, &answers.counters.life},
-        std::pair{QuestionId::kFreeBuffers, &answers.counters.buffers}}) {
-    if (error == 0) {
-      const Reply reply = printer_.ask(question);
-      error = reply.error;
-      *number = reply.number;
-    }
+bool PrinterOutput::wait_before_sheet(const Obstacle& obstacle, milliseconds time) {
+  const auto waited = Clock::now() - start_;
+  problem_ = obstacle.sentence;
+  was_connected_ = was_connected_ || obstacle.kind != Kind::kOffline || obstacle.error == EBUSY;
+  if (setup_.is_stopped() || (!was_connected_ && setup_.must_be_connected) ||
+      (setup_.before_sheet && waited >= *setup_.before_sheet)) {
+    return false;
   }
-  if (error == 0) {
-    unanswered_ = 0;
-    return true;
+  if (obstacle.kind != Kind::kBusy && obstacle.kind != Kind::kUnanswered) {
+    show(obstacle.sentence);
   }
-  if (printer_.is_open() && ++unanswered_ >= kUnansweredMeansOffline) {
-    printer_.close();
-  }
-  answers.problem = text_of_error(error);
-  return false;
-}
-
-// Why no sheet for this media can be sent now; "" when one can.
-std::string PrinterOutput::obstacle(const std::string& media, SheetCounters& counters) {
-  Answers now;
-  if (!ask(now)) {
-    return now.problem;
-  }
-  if (!status_reason(now.status).ready) {
-    return status_sentence(now.status);
-  }
-  if (setup_.check_media) {
-    const std::string loaded = find_media(printer_.ask(QuestionId::kMedia).text.c_str());
-    if (!takes_sheet(loaded, media)) {
-      return "the sheet needs " + media + " media, " + loaded + " is loaded";
-    }
-  }
-  // A sheet of somebody else that is still being printed would move the counter for ours.
-  was_idle_ = was_idle_ || is_idle_status(now.status);
-  counters = now.counters;
-  return was_idle_ && counters.buffers > 0 ? "" : kBusy;
+  pause(time);
+  return true;
 }
 
 std::string PrinterOutput::obstacle_now(const std::string& media) {
   SheetCounters ignored;
-  const std::string reason = obstacle(media, ignored);
-  printer_.close();
-  return reason.empty() || reason == kBusy ? "" : setup_.name + ": " + reason;
+  const Obstacle obstacle = session_.find_obstacle(media, ignored);
+  close();
+  return obstacle.kind == Kind::kNone || obstacle.kind == Kind::kBusy
+             ? ""
+             : setup_.name + ": " + obstacle.sentence;
 }
 
 bool PrinterOutput::wait_until_ready(const std::string& media, SheetCounters& counters,
                                      std::string& error) {
-  const Clock::time_point start = Clock::now();
-  for (;;) {
-    const std::string reason = obstacle(media, counters);
-    if (reason.empty()) {
-      show("");
-      return true;
-    }
-    error = setup_.name + ": " + reason;
-    if (setup_.is_stopped()) {
-      return false;
-    }
-    const bool is_missing = !was_connected_ && setup_.must_be_connected;
-    if (is_missing || (setup_.before_sheet && Clock::now() - start >= *setup_.before_sheet)) {
-      return false;
-    }
-    if (reason != kBusy) {
-      show(reason);
-    }
-    pause(reason == kBusy ? kBusyPause : kPause);
+  start_ = Clock::now();
+  if (!session_.wait_until_ready(media, counters)) {
+    error = setup_.name + ": " + problem_;
+    return false;
   }
+  was_connected_ = true;
+  show("");
+  return true;
 }
 
 bool PrinterOutput::begin(const std::string& media, std::string& error) {
@@ -226,15 +165,18 @@ bool PrinterOutput::begin(const std::string& media, std::string& error) {
 
 bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
   const std::string media = media_for_sheet(sheet.width, sheet.height);
+  const backend::SheetBytes bytes(sheet);
   for (;;) {
     SheetCounters before;
     if (!wait_until_ready(media, before, error)) {
       return false;
     }
-    switch (send(sheet, before)) {
+    stopped_.reset();
+    switch (session_.send(bytes.pieces(), before)) {
       case Outcome::kPrinted:
         ++printed_;
-        prints_left_ = printer_.ask(QuestionId::kRemainingMedia).number;
+        show("");
+        prints_left_ = session_.printer().ask(QuestionId::kRemainingMedia).number;
         return true;
       case Outcome::kNotPrinted:
         setup_.say(setup_.name + ": the printer did not print the sheet; it is sent again");
@@ -246,55 +188,6 @@ bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
                 (shown_.empty() ? "" : ": " + shown_);
         return false;
     }
-  }
-}
-
-PrinterOutput::Outcome PrinterOutput::send(const Sheet& sheet, const SheetCounters& before) {
-  const backend::SheetBytes bytes(sheet);
-  std::optional<Clock::time_point> stopped;
-  const SendResult sent = printer_.send(bytes.pieces(), kStall, [&] {
-    show(kNoData);
-    if (!stopped && setup_.is_stopped()) {
-      stopped = Clock::now();
-    }
-    return !stopped || Clock::now() - *stopped < kAfterStop;
-  });
-  show(sent.error != 0 ? text_of_error(sent.error) : "");
-  return find_outcome(before, sent.error != 0);
-}
-
-// Waits until it is known what became of a sheet that was sent. `interrupted`: it may not have
-// arrived whole.
-PrinterOutput::Outcome PrinterOutput::find_outcome(const SheetCounters& before, bool interrupted) {
-  const std::string identity = identity_;
-  const Clock::time_point start = Clock::now();
-  SheetOutcome sheet(before, setup_.settle, interrupted, start);
-  for (;;) {
-    Answers now;
-    const bool answered = ask(now);
-    if (answered && identity_ != identity) {
-      return Outcome::kUnknown;  // another printer: its counter says nothing
-    }
-    if (!printer_.is_open()) {
-      sheet.interrupt(Clock::now());
-    }
-    const bool is_ready = answered && status_reason(now.status).ready;
-    const Outcome outcome =
-        sheet.observe(answered ? std::optional(now.counters.life) : std::nullopt,
-                      answered ? std::optional(now.status) : std::nullopt, is_ready, Clock::now(),
-                      [&now] { return now.counters.buffers; });
-    if (answered) {
-      show(is_ready || outcome == Outcome::kPrinted ? "" : status_sentence(now.status));
-    }
-    if (outcome != Outcome::kOpen) {
-      return outcome;
-    }
-    const auto waited = Clock::now() - start;
-    if ((setup_.after_sheet && waited >= *setup_.after_sheet) ||
-        (setup_.is_stopped() && waited >= kAfterStop)) {
-      return Outcome::kOpen;
-    }
-    pause(printer_.is_open() ? kOutcomePause : kPause);
   }
 }
 

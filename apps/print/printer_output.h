@@ -8,18 +8,13 @@
 #include <string>
 
 #include "apps/wire/printer_stream.h"
-#include "device/printer.h"
-#include "device/sheet_outcome.h"
+#include "device/printer_session.h"
 
 namespace k905 {
 
 struct PrinterOutputSetup {
-  PrinterAddress address;
-  std::string name;         // in messages
-  bool check_media = true;  // wait when the loaded media does not take a sheet
-  // How long an idle printer whose life counter did not move is watched before an interrupted sheet
-  // counts as lost.
-  std::chrono::milliseconds settle{5000};
+  PrinterSession::Setup printer;
+  std::string name;  // in messages
   // How long the printer is waited for before a sheet, and after it was sent; nothing: as long as
   // it takes.
   std::optional<std::chrono::seconds> before_sheet;
@@ -39,8 +34,7 @@ struct PrinterOutputSetup {
 
 class PrinterOutput {
  public:
-  explicit PrinterOutput(PrinterOutputSetup setup)
-      : setup_(std::move(setup)), printer_(setup_.address) {}
+  explicit PrinterOutput(PrinterOutputSetup setup);
 
   // Why no sheet for this media can be sent now; "" when one can. Does not wait, and leaves the
   // printer closed.
@@ -53,7 +47,7 @@ class PrinterOutput {
   // been: is_in_doubt().
   [[nodiscard]] bool print(const Sheet& sheet, std::string& error);
 
-  void close() { printer_.close(); }
+  void close() { session_.printer().close(); }
 
   [[nodiscard]] int printed() const { return printed_; }  // sheets since begin()
   [[nodiscard]] bool is_in_doubt() const { return is_in_doubt_; }
@@ -61,30 +55,23 @@ class PrinterOutput {
 
  private:
   using Clock = std::chrono::steady_clock;
-  using Outcome = SheetOutcome::State;
-  struct Answers {
-    int status = -1;
-    SheetCounters counters;
-    std::string problem;
-  };
+  using Outcome = PrinterSession::Outcome;
+  using Phase = PrinterSession::Phase;
 
-  [[nodiscard]] int open();
-  [[nodiscard]] bool ask(Answers& answers);
-  [[nodiscard]] std::string obstacle(const std::string& media, SheetCounters& counters);
+  [[nodiscard]] bool wait(Phase phase, const Obstacle& obstacle, std::chrono::milliseconds time);
+  [[nodiscard]] bool wait_before_sheet(const Obstacle& obstacle, std::chrono::milliseconds time);
   [[nodiscard]] bool wait_until_ready(const std::string& media, SheetCounters& counters,
                                       std::string& error);
-  [[nodiscard]] Outcome send(const Sheet& sheet, const SheetCounters& before);
-  [[nodiscard]] Outcome find_outcome(const SheetCounters& before, bool interrupted);
   void show(const std::string& reason);
   void pause(std::chrono::milliseconds time) const;
 
   PrinterOutputSetup setup_;
-  Printer printer_;
-  std::string identity_;        // of the printer that was opened
-  std::string shown_;           // reason
-  bool was_idle_ = false;       // no sheet but ours can move the life counter
-  bool was_connected_ = false;  // since begin()
-  int unanswered_ = 0;          // questions in a row
+  PrinterSession session_;
+  Clock::time_point start_;                   // of the wait before or after a sheet
+  std::optional<Clock::time_point> stopped_;  // first seen inside a sheet
+  std::string problem_;                       // that was waited for last
+  std::string shown_;                         // reason
+  bool was_connected_ = false;                // since begin()
   int printed_ = 0;
   bool is_in_doubt_ = false;
   int prints_left_ = -1;

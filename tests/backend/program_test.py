@@ -238,7 +238,7 @@ class Waiting(Backend):
         self.set_printer(media="6x4")
         run = self.start(numbered_sheets.sheet(1, 1920, 1240) + numbered_sheets.sheet(2, 1920, 2436))
         self.wait_until(lambda: "STATE: +media-needed-error" in run.said(), "the reason")
-        self.assertIn("WARNING: The job needs 6x8 media, 6x4 is loaded", run.said())
+        self.assertIn("WARNING: The sheet needs 6x8 media, 6x4 is loaded", run.said())
         self.assert_printed([1])
         self.set_printer(media="6x8")
         self.assertEqual(run.wait(), DONE, run.said())

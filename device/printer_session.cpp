@@ -1,0 +1,216 @@
+#include "device/printer_session.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "device/media_check.h"
+#include "device/status_reasons.h"
+
+namespace k905 {
+
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+using Kind = Obstacle::Kind;
+
+constexpr milliseconds kOpenTimeout{5000};
+constexpr milliseconds kStall{5000};
+constexpr milliseconds kRetryPause{1000};   // not connected or not ready
+constexpr milliseconds kBusyPause{250};     // ready, but printing or without a buffer
+constexpr milliseconds kOutcomePause{100};  // sheet sent, printing
+
+constexpr int kUnansweredMeansOffline = 2;
+
+}  // namespace
+
+std::string problem_text(int error) {
+  switch (error) {
+    case ENODEV:
+    case ENOENT:
+    case ENXIO:
+    case EIO:
+    case ENOTCONN:
+    case ECONNRESET:
+    case EPIPE:
+      return "the printer is not connected";
+    case ETIMEDOUT:
+    case EPROTO:
+      return "the printer does not answer";
+    case EBUSY:
+      return "another program is using the printer";
+    default:
+      return std::string("the printer cannot be reached: ") + std::strerror(error);
+  }
+}
+
+int PrinterSession::connect() {
+  if (printer_.is_open()) {
+    return 0;
+  }
+  if (const int error = printer_.open(kOpenTimeout)) {
+    return error;
+  }
+  unanswered_ = 0;
+  was_idle_ = false;
+  if (owner_.opened) {
+    owner_.opened();
+  }
+  if (!read_identity()) {
+    printer_.close();
+    return ETIMEDOUT;
+  }
+  return 0;
+}
+
+// False when the printer does not answer at all, or does not give the serial number that it gave
+// before: it would be taken for another printer, and nobody would know about the sheet in hand.
+bool PrinterSession::read_identity() {
+  const Reply serial = printer_.ask(QuestionId::kSerialNumber);
+  const bool answers = serial.error == 0 || printer_.ask(QuestionId::kStatus).error == 0;
+  if (!answers || (serial.text.empty() && !seen_.serial_number.empty())) {
+    return false;
+  }
+  identity_ = serial.text.empty() ? to_string(setup_.address) : serial.text;
+  seen_.serial_number = serial.text;
+  return true;
+}
+
+// A printer that repeatedly does not answer is closed.
+Reply PrinterSession::ask(QuestionId id) {
+  Reply reply = printer_.ask(id);
+  unanswered_ = reply.error == 0 ? 0 : unanswered_ + 1;
+  if (unanswered_ >= kUnansweredMeansOffline) {
+    printer_.close();
+  }
+  return reply;
+}
+
+// After a question without an answer, or a connection that failed.
+Obstacle PrinterSession::lost(int error) {
+  if (printer_.is_open()) {
+    return {Kind::kUnanswered, error, "", problem_text(error)};
+  }
+  seen_.status_code.reset();
+  return {Kind::kOffline, error, kOffline, problem_text(error)};
+}
+
+Obstacle PrinterSession::status_obstacle(const Reply& status) {
+  if (status.error != 0) {
+    return lost(status.error);
+  }
+  seen_.status_code = status.number;
+  seen_.model = printer_.model();
+  const StatusReason& row = status_reason(status.number);
+  return row.ready ? Obstacle{}
+                   : Obstacle{Kind::kStatus, 0, row.keyword, status_sentence(status.number)};
+}
+
+std::string PrinterSession::loaded_media() {
+  seen_.media = printer_.is_open() ? find_media(ask(QuestionId::kMedia).text.c_str()) : "";
+  return seen_.media;
+}
+
+bool PrinterSession::wait_until_connected(Phase phase) {
+  while (const int error = connect()) {
+    if (!owner_.wait(phase, lost(error), kRetryPause)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& counters) {
+  if (const int error = connect()) {
+    return lost(error);
+  }
+  const Reply status = ask(QuestionId::kStatus);
+  Obstacle obstacle = status_obstacle(status);
+  if (obstacle.kind != Kind::kNone) {
+    return obstacle;
+  }
+  if (setup_.check_media) {
+    const std::string loaded = loaded_media();
+    if (!takes_sheet(loaded, media)) {
+      return {Kind::kMedia, 0, kMediaNeeded,
+              "the sheet needs " + media + " media, " + loaded + " is loaded"};
+    }
+  }
+  // A sheet of somebody else that is still being printed would move the counter for ours.
+  was_idle_ = was_idle_ || is_idle_status(status.number);
+  for (const auto& [question, number] : {std::pair{QuestionId::kLifeCounter, &counters.life},
+                                         std::pair{QuestionId::kFreeBuffers, &counters.buffers}}) {
+    const Reply reply = ask(question);
+    if (reply.error != 0) {
+      return lost(reply.error);
+    }
+    *number = reply.number;
+  }
+  seen_.life_counter = counters.life;
+  seen_.free_buffers = counters.buffers;
+  return was_idle_ && counters.buffers > 0
+             ? Obstacle{}
+             : Obstacle{Kind::kBusy, 0, "", "the printer is printing another sheet"};
+}
+
+bool PrinterSession::wait_until_ready(const std::string& media, SheetCounters& counters) {
+  for (;;) {
+    const Obstacle obstacle = find_obstacle(media, counters);
+    if (obstacle.kind == Kind::kNone) {
+      return true;
+    }
+    const bool is_short = obstacle.kind == Kind::kBusy || obstacle.kind == Kind::kUnanswered;
+    if (!owner_.wait(Phase::kBeforeSheet, obstacle, is_short ? kBusyPause : kRetryPause)) {
+      return false;
+    }
+  }
+}
+
+PrinterSession::Outcome PrinterSession::send(const Pieces& sheet, const SheetCounters& before) {
+  const std::string identity = identity_;
+  const SendResult result = printer_.send(sheet, kStall, [this] {
+    return owner_.wait(
+        Phase::kInSheet,
+        {Kind::kStalled, 0, kOffline, "the printer stopped taking data inside a sheet"},
+        milliseconds(0));
+  });
+  owner_.sent(result.error);
+  return find_outcome(before, identity, result.error != 0);
+}
+
+PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before,
+                                                     const std::string& identity,
+                                                     bool interrupted) {
+  SheetOutcome sheet(before, setup_.settle, interrupted, Clock::now());
+  for (;;) {
+    if (!printer_.is_open()) {
+      if (!wait_until_connected(Phase::kAfterSheet)) {
+        return Outcome::kOpen;
+      }
+      sheet.interrupt(Clock::now());
+    }
+    if (identity_ != identity) {
+      return Outcome::kUnknown;  // another printer: its counter says nothing
+    }
+    const Reply life = ask(QuestionId::kLifeCounter);
+    if (life.error == 0 && life.number > before.life) {
+      return Outcome::kPrinted;
+    }
+    const Reply status = ask(QuestionId::kStatus);
+    const Obstacle obstacle = status_obstacle(status);
+    const Outcome outcome = sheet.observe(life.valid_number(), status.valid_number(),
+                                          obstacle.kind == Kind::kNone, Clock::now(), [this] {
+                                            const Reply buffers = ask(QuestionId::kFreeBuffers);
+                                            return buffers.error == 0 ? buffers.number : 0;
+                                          });
+    if (outcome != Outcome::kOpen) {
+      return outcome;
+    }
+    if (!owner_.wait(Phase::kAfterSheet, obstacle, kOutcomePause)) {
+      return Outcome::kOpen;
+    }
+  }
+}
+
+}  // namespace k905
