@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -86,6 +87,12 @@ int Link::open_file(const std::string& path) {
   is_socket_ = false;
   if (descriptor_ < 0) {
     return errno;
+  }
+  // Anything else, a file for instance, would have questions and sheets written into it.
+  struct stat status {};
+  if (fstat(descriptor_, &status) != 0 || !S_ISCHR(status.st_mode)) {
+    close();
+    return ENOTTY;
   }
   // The device of a printer can be opened once only; what stands for one may be opened often.
   if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {

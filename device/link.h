@@ -23,8 +23,9 @@ class Link {
   Link& operator=(const Link&) = delete;
 
   // Opens the printer, or opens it again. ENODEV when no printer with the serial number is
-  // connected, EHOSTUNREACH when the host's name cannot be resolved, ETIMEDOUT when the host does
-  // not answer in time, and what open() and connect() report. SIGPIPE must be ignored.
+  // connected, ENOTTY for a path that is no character device, EHOSTUNREACH when the host's name
+  // cannot be resolved, ETIMEDOUT when the host does not answer in time, and what open() and
+  // connect() report. SIGPIPE must be ignored.
   [[nodiscard]] int open(const PrinterAddress& address, Milliseconds timeout,
                          const UsbFolders& folders = {});
   void close();

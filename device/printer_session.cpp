@@ -38,6 +38,8 @@ std::string problem_text(int error) {
     case ETIMEDOUT:
     case EPROTO:
       return "the printer does not answer";
+    case ENOTTY:
+      return "this is no device";
     case EBUSY:
       return "another program is using the printer";
     default:

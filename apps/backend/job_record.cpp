@@ -19,6 +19,7 @@
 #include <sstream>
 #include <string_view>
 
+#include "apps/backend/sheet_lock.h"
 #include "apps/base/fnv1a.h"
 #include "apps/base/write_whole.h"
 
@@ -134,12 +135,6 @@ std::optional<Version> newest_version(std::string_view file) {
 
 }  // namespace
 
-std::string lock_file_name(const std::string& printer) {
-  std::string name = "lock-" + printer;
-  std::replace(name.begin(), name.end(), '/', '_');
-  return name.substr(0, NAME_MAX);
-}
-
 std::string to_text(const JobRecord& record) {
   std::ostringstream text;
   text << kFirstLine << "\njob=" << record.job << "\nidentity=" << one_line(record.identity)
@@ -204,7 +199,7 @@ bool RecordFolder::open_lock_file(const std::string& name, int& descriptor) cons
   return descriptor >= 0;
 }
 
-bool RecordFolder::try_lock_printer(const std::string& printer) {
+bool RecordFolder::try_lock_printer(const PrinterAddress& printer) {
   return !open_lock_file(lock_file_name(printer), printer_lock_) ||
          flock(printer_lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "apps/base/descriptor.h"
+#include "device/printer_address.h"
 
 namespace k905::backend {
 
@@ -38,7 +39,7 @@ class RecordFolder {
 
   // True when no other process prints on the same printer, or prints the same job on whatever
   // printer; then none can before this one ends.
-  [[nodiscard]] bool try_lock_printer(const std::string& printer);
+  [[nodiscard]] bool try_lock_printer(const PrinterAddress& printer);
   [[nodiscard]] bool try_lock_job(int job);
 
   // The job's record, an empty one when there is none or it belongs to an earlier job of this
@@ -70,9 +71,6 @@ class RecordFolder {
   int user_ = -1;
   int group_ = -1;
 };
-
-// The file in that folder whose lock the process holds that prints on this printer.
-[[nodiscard]] std::string lock_file_name(const std::string& printer);
 
 [[nodiscard]] std::string to_text(const JobRecord& record);
 [[nodiscard]] std::optional<JobRecord> parse_record(const std::string& text);

@@ -129,7 +129,7 @@ void JobRunner::report_sheets() {
 // A process whose job was taken away may still be finishing its sheet: on this printer, or a sheet
 // of this job on another.
 bool JobRunner::take_turn() {
-  while (!records_.try_lock_printer(to_string(options_.printer.address)) ||
+  while (!records_.try_lock_printer(options_.printer.address) ||
          !records_.try_lock_job(options_.job)) {
     reason_.show(kConnecting, "Waiting for the sheet of an earlier job");
     stop_.pause(kTurnPause);

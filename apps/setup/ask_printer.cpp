@@ -1,17 +1,10 @@
 #include "apps/setup/ask_printer.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <thread>
 
-#include "apps/backend/job_record.h"
-#include "apps/base/descriptor.h"
+#include "apps/backend/sheet_lock.h"
 #include "device/printer.h"
 
 namespace k905 {
@@ -24,29 +17,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kConnectLimit{3000};
 constexpr std::chrono::milliseconds kRetryPause{100};
 
-// The lock that the backend holds while it uses the printer.
-class SheetLock {
- public:
-  explicit SheetLock(const PrinterAddress& address) {
-    const char* cache = std::getenv("CUPS_CACHEDIR");
-    const std::string folder = std::string(cache == nullptr ? "/var/cache/cups" : cache) + "/k905/";
-    file_.reset(open((folder + backend::lock_file_name(to_string(address))).c_str(),
-                     O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!file_) {
-      is_unknown_ = errno != ENOENT;  // without a file nothing has been printed yet
-    } else if (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
-      is_held_elsewhere_ = true;
-    }
-  }
-  [[nodiscard]] bool is_unknown() const { return is_unknown_; }
-  [[nodiscard]] bool is_held_elsewhere() const { return is_held_elsewhere_; }
-
- private:
-  Descriptor file_;
-  bool is_unknown_ = false;
-  bool is_held_elsewhere_ = false;
-};
-
 int open_in_time(Printer& printer) {
   const bool is_network = printer.address().kind == PrinterAddress::Kind::kNetwork;
   const Clock::time_point until = Clock::now() + kConnectLimit;
@@ -56,13 +26,6 @@ int open_in_time(Printer& printer) {
     error = printer.open(kConnectLimit);
   }
   return error;
-}
-
-// Questions would be written into it.
-bool is_plain_file(const PrinterAddress& address) {
-  struct stat status {};
-  return address.kind == PrinterAddress::Kind::kPath && stat(address.name.c_str(), &status) == 0 &&
-         !S_ISCHR(status.st_mode);
 }
 
 PrinterAnswer status_of(Printer& printer) {
@@ -79,12 +42,9 @@ PrinterAnswer status_of(Printer& printer) {
 }  // namespace
 
 PrinterAnswer ask_printer(const PrinterAddress& address) {
-  const SheetLock lock(address);
+  const backend::SheetLock lock(address);
   if (lock.is_held_elsewhere()) {
     return {.answer = Answer::in_use};
-  }
-  if (is_plain_file(address)) {
-    return {.answer = Answer::unreachable, .error = ENODEV};
   }
   Printer printer(address);
   if (const int error = open_in_time(printer)) {

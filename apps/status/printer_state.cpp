@@ -2,13 +2,12 @@
 
 #include "apps/status/printer_state.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <future>
 
+#include "apps/backend/sheet_lock.h"
 #include "protocol/status_texts.h"
 
 namespace k905 {
@@ -21,14 +20,6 @@ constexpr int kIdling = 0;
 constexpr int kStandby = 900;
 
 constexpr Printer::Milliseconds kOpenTimeout{5000};
-
-// A printer is a character device or a terminal. Anything else that is there, a file for instance,
-// would have the questions written into it.
-bool is_no_device(const PrinterAddress& address) {
-  struct stat status = {};
-  return address.kind == PrinterAddress::Kind::kPath && stat(address.name.c_str(), &status) == 0 &&
-         !S_ISCHR(status.st_mode);
-}
 
 std::string printing_on(const Queue& queue) {
   return "the print system is printing on it (queue " + queue.name + ")";
@@ -70,6 +61,8 @@ void explain_open_error(int error, const PrinterAddress& address, const std::vec
     printer.message = find_queue(queues, printer.device) != nullptr
                           ? "the printer of this queue is not connected"
                           : "no connected printer has this serial number, and no queue this name";
+  } else if (error == ENOTTY) {
+    printer.message = "this is no device; nothing was written to it";
   } else {
     printer.message = std::strerror(error);
   }
@@ -141,8 +134,11 @@ PrinterState ask_printer(const std::string& name, const std::vector<Queue>& queu
                           : "this is not the name of a printer";
     return printer;
   }
-  if (is_no_device(*address)) {
-    printer.message = "this is no device; nothing was written to it";
+  // Between two jobs, or after the end of the print system, the sheet in hand is still sent.
+  const backend::SheetLock lock(*address);
+  if (lock.is_held_elsewhere()) {
+    printer.state = State::held;
+    printer.message = "the print system is sending a sheet to it";
     return printer;
   }
   Printer device(*address);

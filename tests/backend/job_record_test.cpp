@@ -181,12 +181,13 @@ TEST_F(Records, OnePrinterHasOneUserAtATime) {
   RecordFolder two;
   ASSERT_EQ(one.open(folder(), -1, -1), 0);
   ASSERT_EQ(two.open(folder(), -1, -1), 0);
-  EXPECT_TRUE(one.try_lock_printer("/dev/usb/lp0"));
-  EXPECT_TRUE(one.try_lock_printer("/dev/usb/lp0"));
-  EXPECT_FALSE(two.try_lock_printer("/dev/usb/lp0"));
+  const PrinterAddress printer = *parse_printer_name("/dev/usb/lp0");
+  EXPECT_TRUE(one.try_lock_printer(printer));
+  EXPECT_TRUE(one.try_lock_printer(printer));
+  EXPECT_FALSE(two.try_lock_printer(printer));
   RecordFolder three;
   ASSERT_EQ(three.open(folder(), -1, -1), 0);
-  EXPECT_TRUE(three.try_lock_printer("host:9100"));
+  EXPECT_TRUE(three.try_lock_printer(*parse_printer_name("host:9100")));
 }
 
 TEST_F(Records, OneJobHasOneProcessAtATime) {

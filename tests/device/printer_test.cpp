@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <functional>
 #include <future>
 #include <string>
@@ -225,6 +226,9 @@ TEST_F(PrinterTest, StalledSheetIsTheCallersDecision) {
 
 TEST_F(PrinterTest, WhatCannotBeOpenedSaysWhy) {
   EXPECT_EQ(Printer(file("/no/such/device")).open(kOpenTimeout), ENOENT);
+  const std::string photo = testing::TempDir() + "photo.jpg";
+  std::ofstream(photo) << "pixels";
+  EXPECT_EQ(Printer(file(photo)).open(kOpenTimeout), ENOTTY);
   EXPECT_EQ(Printer({.kind = PrinterAddress::Kind::kSerial, .name = "none", .port = ""},
                     {.devices = "/no/such/folder", .files = "/dev/usb"})
                 .open(kOpenTimeout),

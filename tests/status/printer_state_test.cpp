@@ -4,6 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
+
+#include "apps/backend/job_record.h"
+#include "tests/support/environment_guard.h"
 
 namespace k905 {
 namespace {
@@ -73,6 +77,19 @@ TEST(PrintingQueue, WithoutAnythingSeenThePrinterIsInUse) {
     EXPECT_EQ(printer.state, State::held) << note;
     EXPECT_EQ(printer.message, "the print system is printing on it (queue booth)") << note;
   }
+}
+
+// A network printer cannot be locked itself; a question would open a second connection to it.
+TEST(IdleQueue, WhoseSheetInHandIsStillSentIsNotAsked) {
+  const std::string cache = testing::TempDir() + "k905_status_cache";
+  std::filesystem::create_directories(cache);
+  const EnvironmentGuard environment("CUPS_CACHEDIR", cache.c_str());
+  backend::RecordFolder backend;
+  ASSERT_EQ(backend.open(cache + "/k905", -1, -1), 0);
+  ASSERT_TRUE(backend.try_lock_printer(*parse_printer_name("127.0.0.1:1")));
+  const PrinterState printer = ask_printer("127.0.0.1:1", {});
+  EXPECT_EQ(printer.state, State::held);
+  EXPECT_EQ(printer.message, "the print system is sending a sheet to it");
 }
 
 TEST(IdleQueue, WhoseDeviceIsElsewhereCannotBeAsked) {

@@ -1,0 +1,31 @@
+// The lock that the backend holds while it uses a printer, for programs that must not ask the
+// printer meanwhile: a question inside a sheet would be printed as pixels.
+#pragma once
+
+#include <string>
+
+#include "apps/base/descriptor.h"
+#include "device/printer_address.h"
+
+namespace k905::backend {
+
+// The file of the lock, in the folder of job records.
+[[nodiscard]] std::string lock_file_name(const PrinterAddress& printer);
+
+// Held until the end of the object, when nobody else holds it; a job that begins then waits.
+class SheetLock {
+ public:
+  explicit SheetLock(const PrinterAddress& printer);
+
+  // The backend is using the printer.
+  [[nodiscard]] bool is_held_elsewhere() const { return is_held_elsewhere_; }
+  // The folder is not open to this user.
+  [[nodiscard]] bool is_unknown() const { return is_unknown_; }
+
+ private:
+  Descriptor file_;
+  bool is_unknown_ = false;
+  bool is_held_elsewhere_ = false;
+};
+
+}  // namespace k905::backend
