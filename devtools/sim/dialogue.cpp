@@ -14,6 +14,12 @@ std::string field(const std::string& block, std::size_t from, std::size_t size) 
   return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
+std::string group_of(const std::string& block) { return field(block, 2, 6); }
+
+bool is_question(const std::string& block) {
+  return block.starts_with("\x1bP") && is_question_group(group_of(block));
+}
+
 // Blanks stand for no payload. What is neither is the parser's to find.
 std::uint64_t payload_length(const std::string& block) {
   std::uint64_t length = 0;
@@ -37,22 +43,37 @@ Dialogue::Dialogue(Handlers handlers)
       parser_([this](Sheet&& sheet) { handlers_.sheet(std::move(sheet)); }) {}
 
 void Dialogue::hear(const std::uint8_t* bytes, std::size_t count) {
-  while (count > 0 && !failed_) {
-    std::size_t taken = 0;
-    if (payload_left_ > 0) {
-      taken = static_cast<std::size_t>(std::min<std::uint64_t>(payload_left_, count));
-      payload_left_ -= taken;
-      feed(bytes, taken);
-    } else {
-      taken = std::min(kBlockSize - block_.size(), count);
-      block_.append(reinterpret_cast<const char*>(bytes), taken);
-      if (block_.size() == kBlockSize) {
-        take_block();
-      }
+  while (count > 0) {
+    const std::size_t taken = take_some(bytes, count);
+    if (taken == 0) {
+      return;
     }
     bytes += taken;
     count -= taken;
   }
+}
+
+std::size_t Dialogue::take_some(const std::uint8_t* bytes, std::size_t count) {
+  if (failed_) {
+    return count;
+  }
+  if (payload_left_ > 0) {
+    const auto taken = static_cast<std::size_t>(std::min<std::uint64_t>(payload_left_, count));
+    payload_left_ -= taken;
+    feed(bytes, taken);
+    return taken;
+  }
+  const std::size_t taken = std::min(kBlockSize - block_.size(), count);
+  block_.append(reinterpret_cast<const char*>(bytes), taken);
+  if (block_.size() == kBlockSize) {
+    if (!is_question(block_) && !inside_sheet() && handlers_.may_begin_sheet &&
+        !handlers_.may_begin_sheet()) {
+      block_.resize(block_.size() - taken);
+      return 0;
+    }
+    take_block();
+  }
+  return taken;
 }
 
 void Dialogue::end() {
@@ -66,9 +87,8 @@ void Dialogue::end() {
 
 void Dialogue::take_block() {
   const std::string block = std::exchange(block_, "");
-  const std::string group = field(block, 2, 6);
-  if (block.starts_with("\x1bP") && is_question_group(group)) {
-    handlers_.question(group, field(block, 8, 16));
+  if (is_question(block)) {
+    handlers_.question(group_of(block), field(block, 8, 16));
     return;
   }
   payload_left_ = payload_length(block);
@@ -76,6 +96,7 @@ void Dialogue::take_block() {
 }
 
 void Dialogue::feed(const std::uint8_t* bytes, std::size_t count) {
+  sheet_bytes_ = inside_sheet() ? sheet_bytes_ + count : count;
   if (!parser_.feed(bytes, count)) {
     report_protocol_error();
   }

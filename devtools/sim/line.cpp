@@ -31,6 +31,29 @@ sockaddr_in loopback(std::uint16_t port) {
   return address;
 }
 
+// So that little is on its way when the line is lost in the middle of a sheet.
+constexpr int kReceiveBufferBytes = 128 * 1024;
+
+Descriptor bound_socket(std::uint16_t port) {
+  Descriptor bound(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const int again = 1;
+  setsockopt(bound.get(), SOL_SOCKET, SO_REUSEADDR, &again, sizeof again);
+  const sockaddr_in address = loopback(port);
+  if (bind(bound.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    const int error = errno;
+    bound.reset();
+    errno = error;
+  }
+  return bound;
+}
+
+std::uint16_t port_of(const Descriptor& bound) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  getsockname(bound.get(), reinterpret_cast<sockaddr*>(&address), &size);
+  return ntohs(address.sin_port);
+}
+
 }  // namespace
 
 std::optional<Terminal> open_terminal(std::string& error) {
@@ -88,22 +111,34 @@ void discard_unread_replies(const Terminal& terminal) {
 }
 
 std::optional<Listener> listen_on(std::uint16_t port, std::string& error) {
-  Listener listener{.socket = Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))};
-  const int socket_number = listener.socket.get();
-  const int again = 1;
-  setsockopt(socket_number, SOL_SOCKET, SO_REUSEADDR, &again, sizeof again);
-  sockaddr_in address = loopback(port);
-  socklen_t size = sizeof address;
-  auto* general = reinterpret_cast<sockaddr*>(&address);
-  if (bind(socket_number, general, size) != 0 || listen(socket_number, SOMAXCONN) != 0 ||
-      getsockname(socket_number, general, &size) != 0) {
+  const auto fail = [&]() -> std::optional<Listener> {
     error = failure(("cannot listen on port " + std::to_string(port)).c_str());
     return std::nullopt;
+  };
+  const Descriptor chosen = bound_socket(port);
+  if (!chosen) {
+    return fail();
   }
+  Listener listener{.socket = {}, .port = port_of(chosen)};
+  // The system keeps a port over stop_listening() when it was asked for by its number.
+  listener.socket = bound_socket(listener.port);
+  if (!listener.socket) {
+    return fail();
+  }
+  const int socket_number = listener.socket.get();
+  setsockopt(socket_number, SOL_SOCKET, SO_RCVBUF, &kReceiveBufferBytes,
+             sizeof kReceiveBufferBytes);
   make_non_blocking(socket_number);
-  listener.port = ntohs(address.sin_port);
+  if (listen(socket_number, SOMAXCONN) != 0) {
+    return fail();
+  }
   return listener;
 }
+
+// On Linux a listening socket that is shut down for reading stops listening and stays bound.
+void stop_listening(const Listener& listener) { shutdown(listener.socket.get(), SHUT_RD); }
+
+void listen_again(const Listener& listener) { (void)listen(listener.socket.get(), SOMAXCONN); }
 
 Descriptor accept_client(const Listener& listener) {
   return Descriptor(accept4(listener.socket.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));

@@ -46,3 +46,8 @@ struct Listener {
 // Listens on the loopback interface; port 0 takes any that is free.
 [[nodiscard]] std::optional<Listener> listen_on(std::uint16_t port, std::string& error);
 [[nodiscard]] Descriptor accept_client(const Listener& listener);
+
+// Clients that are not accepted yet are disconnected, and new ones refused, until listen_again().
+// The port stays taken.
+void stop_listening(const Listener& listener);
+void listen_again(const Listener& listener);

@@ -1,5 +1,6 @@
 // k905-sim: a printer without paper. Answers questions and takes jobs on a pseudo-terminal and,
 // when asked, on a port of the loopback interface.
+#include <cstdint>
 #include <map>
 
 #include "apps/base/program.h"
@@ -7,6 +8,8 @@
 #include "devtools/sim/state_file.h"
 
 namespace {
+
+constexpr int kMostPrinters = 99;
 
 struct Arguments {
   std::map<std::string, std::string> fields;  // state fields given as options, by key
@@ -17,9 +20,16 @@ struct Arguments {
   std::string sheets;
   bool canvas = false;
   std::optional<std::uint16_t> port;
+  std::string link;
+  int printers = 1;
+  int print_time_ms = 0;
+  std::uint32_t rate_kib = 0;
+  bool keeps_sheets = false;
+  bool shows_questions = false;
+  bool reads_commands = false;
 };
 
-void declare_options(CLI::App& app, Arguments& arguments) {
+void declare_printer_options(CLI::App& app, Arguments& arguments) {
   for (const StateField& field : state_fields()) {
     app.add_option_function<std::string>(
         std::string("--") + field.key,
@@ -36,47 +46,124 @@ void declare_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--delay", arguments.delay_ms, "Pause of slow, split and busy in milliseconds")
       ->check(CLI::Range(0, 60000))
       ->capture_default_str();
+  app.add_option("--print-time", arguments.print_time_ms,
+                 "Milliseconds from a sheet's last byte until it is out and counted")
+      ->check(CLI::Range(0, 600000))
+      ->capture_default_str();
+  app.add_flag("--keep-buffers", arguments.keeps_sheets,
+               "A sheet in a buffer when the printer stops is printed later, not lost");
   auto* sheets =
       app.add_option("--sheets", arguments.sheets, "Folder that keeps a PNG of every sheet");
   app.add_flag("--canvas", arguments.canvas,
                "Keep every pixel of a sheet, with the margins beyond the paper's edges")
       ->needs(sheets);
+}
+
+void declare_line_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--listen", arguments.port,
                  "Take jobs on this port of 127.0.0.1 as well; 0 takes a free one");
+  app.add_option("--link", arguments.link, "Symbolic link that always leads to the terminal");
+  app.add_option("--rate", arguments.rate_kib, "Most KiB that are taken in a second")
+      ->check(CLI::Range(1U, 1U << 20));
+  app.add_option(
+         "--printers", arguments.printers,
+         "So many printers, each on the port after that of the one before; printer N of several "
+         "has "
+         "-N added to its serial number, the folder SHEETS/N, the file STATE.N and the link LINK.N")
+      ->check(CLI::Range(1, kMostPrinters))
+      ->capture_default_str();
+  app.add_flag("--questions", arguments.shows_questions, "Report every question and its reply");
+  app.add_flag("--commands", arguments.reads_commands,
+               "Read commands from standard input, see below");
+}
+
+std::string commands_help() {
+  std::string text = "Commands, with the number of the printer in front when it is not 1:\n";
+  for (const CommandUsage& usage : command_usages()) {
+    text += "  " + std::string(usage.text) + "\n      " + usage.meaning + "\n";
+  }
+  return text;
 }
 
 // What is wrong with the arguments, or null when `options` holds them.
-std::optional<std::string> take_arguments(const Arguments& arguments, SimulatorOptions& options) {
-  if (!arguments.state_file.empty()) {
-    if (auto wrong = load_state(arguments.state_file, options.state)) {
-      return wrong;
-    }
-  }
-  for (const auto& [key, text] : arguments.fields) {
-    if (const auto wrong = set_field(options.state, *find_state_field(key), text)) {
-      return "--" + key + ": " + *wrong;
-    }
-  }
+std::optional<std::string> take_fault(const Arguments& arguments, Fault& fault) {
   if (!arguments.fault.empty()) {
     const std::optional<FaultKind> kind = fault_named(arguments.fault);
     if (!kind) {
       return "--fault: '" + arguments.fault +
              "' is none of silent, slow, split, cut, long, garbage, busy";
     }
-    options.fault.kind = *kind;
+    fault.kind = *kind;
   }
-  options.fault.question = arguments.fault_on;
-  options.fault.pause = std::chrono::milliseconds(arguments.delay_ms);
-  options.state_file = arguments.state_file;
-  options.sheets = arguments.sheets;
-  options.canvas = arguments.canvas;
-  options.port = arguments.port;
+  fault.question = arguments.fault_on;
+  fault.pause = std::chrono::milliseconds(arguments.delay_ms);
+  return std::nullopt;
+}
+
+// Each of several printers has names of its own.
+std::string numbered(const std::string& name, const std::string& mark, int number) {
+  return name.empty() || number == 0 ? name : name + mark + std::to_string(number);
+}
+
+// `place`: 0 for the first printer.
+std::optional<std::string> take_device(const Arguments& arguments, int place,
+                                       DeviceOptions& device) {
+  const int number = arguments.printers > 1 ? place + 1 : 0;
+  PrinterOptions& printer = device.printer;
+  printer.state_file = numbered(arguments.state_file, ".", number);
+  printer.state.serial = numbered(printer.state.serial, "-", number);
+  if (!printer.state_file.empty()) {
+    if (auto wrong = load_state(printer.state_file, printer.state)) {
+      return wrong;
+    }
+  }
+  for (const auto& [key, text] : arguments.fields) {
+    const std::string own = key == "serial" ? numbered(text, "-", number) : text;
+    if (const auto wrong = set_field(printer.state, *find_state_field(key), own)) {
+      return "--" + key + ": " + *wrong;
+    }
+  }
+  if (const auto wrong = take_fault(arguments, printer.fault)) {
+    return wrong;
+  }
+  printer.sheets = numbered(arguments.sheets, "/", number);
+  printer.canvas = arguments.canvas;
+  printer.print_time = std::chrono::milliseconds(arguments.print_time_ms);
+  printer.keeps_sheets = arguments.keeps_sheets;
+  printer.shows_questions = arguments.shows_questions;
+  if (number > 0) {
+    printer.label = "printer " + std::to_string(number) + ": ";
+  }
+  if (arguments.port) {
+    const int port = *arguments.port == 0 ? 0 : *arguments.port + place;
+    if (port > UINT16_MAX) {
+      return "--listen: there are not " + std::to_string(arguments.printers) + " ports from " +
+             std::to_string(*arguments.port);
+    }
+    device.port = static_cast<std::uint16_t>(port);
+  }
+  device.link = numbered(arguments.link, ".", number);
+  device.bytes_per_second = std::uint64_t{arguments.rate_kib} * 1024;
+  return std::nullopt;
+}
+
+std::optional<std::string> take_arguments(const Arguments& arguments, SimulatorOptions& options) {
+  for (int place = 0; place < arguments.printers; ++place) {
+    options.devices.emplace_back();
+    if (auto wrong = take_device(arguments, place, options.devices.back())) {
+      return wrong;
+    }
+  }
+  options.reads_commands = arguments.reads_commands;
   return std::nullopt;
 }
 
 int run(const CLI::App& app, const SimulatorOptions& options) {
-  if (!options.state_file.empty()) {
-    if (const auto wrong = save_state(options.state_file, options.state)) {
+  for (const DeviceOptions& device : options.devices) {
+    if (device.printer.state_file.empty()) {
+      continue;
+    }
+    if (const auto wrong = save_state(device.printer.state_file, device.printer.state)) {
       report_error(app, *wrong);
       return kExitFailed;
     }
@@ -93,7 +180,9 @@ int simulator_program(int argc, char** argv) {
   CLI::App app{"A simulated printer on a pseudo-terminal, whose path is the first line written",
                "k905-sim"};
   Arguments arguments;
-  declare_options(app, arguments);
+  declare_printer_options(app, arguments);
+  declare_line_options(app, arguments);
+  app.footer(commands_help());
   if (const std::optional<int> status = parse_command_line(app, argc, argv)) {
     return *status;
   }

@@ -27,17 +27,21 @@ SimulatedPrinter::SimulatedPrinter(const std::vector<std::string>& arguments) {
   argv.push_back(nullptr);
 
   int ends[2] = {-1, -1};
-  if (pipe2(ends, O_CLOEXEC) != 0) {
+  int input[2] = {-1, -1};
+  if (pipe2(ends, O_CLOEXEC) != 0 || pipe2(input, O_CLOEXEC) != 0) {
     return;
   }
   process_ = fork();
   if (process_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    dup2(input[0], STDIN_FILENO);
     dup2(ends[1], STDOUT_FILENO);
     execv(program.c_str(), argv.data());
     _exit(127);
   }
+  close(input[0]);
   close(ends[1]);
+  input_ = input[1];
   output_ = ends[0];
   path_ = next_line();
 }
@@ -46,6 +50,7 @@ SimulatedPrinter::~SimulatedPrinter() {
   if (process_ > 0) {
     end(SIGTERM);
   }
+  close(input_);
   close(output_);
 }
 
@@ -63,6 +68,17 @@ std::string SimulatedPrinter::next_line() {
   std::string line = unread_.substr(0, newline);
   unread_.erase(0, newline + 1);
   return line;
+}
+
+std::vector<std::string> SimulatedPrinter::command(const std::string& text) {
+  std::vector<std::string> lines;
+  if (write_whole(input_, text + "\n")) {
+    do {
+      lines.push_back(next_line());
+    } while (!lines.back().empty() && !lines.back().ends_with("ok") &&
+             lines.back().find("error: ") == std::string::npos);
+  }
+  return lines;
 }
 
 int SimulatedPrinter::end(int signal) {

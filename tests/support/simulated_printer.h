@@ -19,6 +19,10 @@ class SimulatedPrinter {
   // The next line of its standard output; "" when none comes within ten seconds.
   std::string next_line();
 
+  // Writes a command to its standard input and returns the lines up to "ok" or "error: ...", which
+  // is the last. Start it with --commands.
+  std::vector<std::string> command(const std::string& text);
+
   // Sends the signal and returns the exit status, -1 when it does not exit by itself.
   int end(int signal);
 
@@ -27,6 +31,7 @@ class SimulatedPrinter {
 
  private:
   int process_ = -1;
+  int input_ = -1;
   int output_ = -1;
   std::string unread_;
   std::string path_;

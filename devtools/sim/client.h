@@ -1,0 +1,57 @@
+// A client of the simulated printer, on whatever line: its bytes that wait, its dialogue and the
+// replies that it has not read.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "devtools/sim/dialogue.h"
+#include "devtools/sim/line_events.h"
+#include "devtools/sim/outbox.h"
+#include "devtools/sim/printer.h"
+
+class Client {
+ public:
+  Client(Printer& printer, LineEvents& events, int descriptor);
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  // Whether more bytes shall be read. Questions wait while replies are not taken, unless
+  // `unread_replies_count` is false.
+  [[nodiscard]] bool wants_bytes(bool unread_replies_count = true) const;
+
+  // Reads what there is, within limits, and keeps it. False at the end of the line.
+  [[nodiscard]] bool read_available();
+
+  // Processes the bytes that were read, as far as the printer takes data.
+  void process();
+  [[nodiscard]] bool has_unprocessed_bytes() const { return !waiting_.empty(); }
+
+  // The client has disconnected.
+  void end();
+
+  [[nodiscard]] bool has_protocol_error() const { return dialogue_.has_protocol_error(); }
+
+  // A possible reason for an error in the bytes that follow, "" for none.
+  void set_error_hint(std::string hint) { error_hint_ = std::move(hint); }
+
+  void forget_answers();
+
+  [[nodiscard]] bool send() { return outbox_.send(descriptor_, Outbox::Clock::now()); }
+  [[nodiscard]] const Outbox& outbox() const { return outbox_; }
+  [[nodiscard]] int descriptor() const { return descriptor_; }
+
+ private:
+  void ask(const std::string& group, const std::string& name);
+  void take_sheet(Sheet&& sheet);
+  void happen(const PlannedEvent& event, int sheet);
+
+  Printer& printer_;
+  LineEvents& events_;
+  int descriptor_;
+  Dialogue dialogue_;
+  Outbox outbox_;
+  std::string waiting_;  // read and not processed
+  std::string error_hint_;
+  bool first_question_ = true;
+};

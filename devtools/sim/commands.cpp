@@ -1,0 +1,179 @@
+#include "devtools/sim/commands.h"
+
+#include <array>
+#include <charconv>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr int kCoverOpen = 1000;
+constexpr int kPaperJam = 1300;
+
+constexpr auto kUsages = std::to_array<CommandUsage>({
+    {"show", "the fields, and whether the printer can be reached"},
+    {"set FIELD VALUE", "as in the state file"},
+    {"load MEDIA [PRINTS]", "new media; the cover is closed again"},
+    {"cover open", "the printer stops"},
+    {"cover close", "and goes on"},
+    {"jam", "the printer stops"},
+    {"clear", "and goes on"},
+    {"stop STATUS", "the printer stops with this status code; clear lets it go on"},
+    {"hold [at BYTE [of N]]", "no more data is taken, at this byte of sheet N"},
+    {"continue", "data is taken again"},
+    {"disconnect [at BYTE [of N] | after [N]]",
+     "clients are disconnected: now, at this byte of sheet N, or when sheet N was taken"},
+    {"unplug [at BYTE [of N] | after [N]]", "the same, and nobody can connect"},
+    {"plug", "clients can connect again"},
+    {"power off", "unplug, and the sheets in the buffers are lost"},
+    {"power on", "clients can connect again"},
+    {"power cycle", "both"},
+});
+
+struct PlainRow {
+  const char* text;
+  PlainCommand command;
+};
+constexpr auto kPlain = std::to_array<PlainRow>({
+    {"show", PlainCommand::show},
+    {"continue", PlainCommand::resume},
+    {"plug", PlainCommand::plug},
+    {"power off", PlainCommand::power_off},
+    {"power on", PlainCommand::power_on},
+    {"power cycle", PlainCommand::power_cycle},
+});
+
+struct StopRow {
+  const char* text;
+  int status;
+};
+constexpr auto kStops = std::to_array<StopRow>({
+    {"cover open", kCoverOpen},
+    {"cover close", 0},
+    {"jam", kPaperJam},
+    {"clear", 0},
+});
+
+struct LineRow {
+  const char* text;
+  LineEvent event;
+};
+constexpr auto kLineEvents = std::to_array<LineRow>({
+    {"hold", LineEvent::hold},
+    {"disconnect", LineEvent::disconnect},
+    {"unplug", LineEvent::unplug},
+});
+
+std::optional<int> number_in(const std::string& text) {
+  int number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, failure] = std::from_chars(text.data(), end, number);
+  return failure == std::errc{} && stop == end && number > 0 ? std::optional(number) : std::nullopt;
+}
+
+Words words_of(const std::string& line) {
+  std::istringstream stream(line);
+  Words words;
+  for (std::string word; stream >> word;) {
+    words.push_back(word);
+  }
+  return words;
+}
+
+std::string joined(const Words& words) {
+  std::string text;
+  for (const std::string& word : words) {
+    text += (text.empty() ? "" : " ") + word;
+  }
+  return text;
+}
+
+// "at BYTE", "at BYTE of N", "after", "after N", or nothing. Null for anything else.
+std::optional<LineCommand> line_command(LineEvent event, const Words& words) {
+  LineCommand command{.event = {.event = event, .byte = std::nullopt, .sheet = std::nullopt}};
+  if (words.size() == 1) {
+    command.at_once = true;
+    return command;
+  }
+  const bool is_after = words[1] == "after" && event != LineEvent::hold;
+  const bool is_at = words[1] == "at" && words.size() > 2;
+  const std::size_t number_place = is_at ? 4 : 2;
+  if ((!is_after && !is_at) || words.size() > number_place + 1 ||
+      (is_at && words.size() == number_place)) {
+    return std::nullopt;
+  }
+  if (is_at) {
+    const std::optional<int> byte = number_in(words[2]);
+    if (!byte || (words.size() > 3 && words[3] != "of")) {
+      return std::nullopt;
+    }
+    command.event.byte = static_cast<std::uint64_t>(*byte);
+  }
+  if (words.size() > number_place) {
+    command.event.sheet = number_in(words[number_place]);
+    if (!command.event.sheet) {
+      return std::nullopt;
+    }
+  }
+  return command;
+}
+
+std::optional<decltype(Command::action)> action_of(const Words& words) {
+  const std::string text = joined(words);
+  for (const PlainRow& row : kPlain) {
+    if (text == row.text) {
+      return row.command;
+    }
+  }
+  for (const StopRow& row : kStops) {
+    if (text == row.text) {
+      return StopPrinter{row.status};
+    }
+  }
+  for (const LineRow& row : kLineEvents) {
+    if (words[0] == row.text) {
+      const std::optional<LineCommand> command = line_command(row.event, words);
+      return command ? std::optional<decltype(Command::action)>(*command) : std::nullopt;
+    }
+  }
+  if (words[0] == "stop" && words.size() == 2 && number_in(words[1])) {
+    return StopPrinter{*number_in(words[1])};
+  }
+  if (words[0] == "set" && words.size() >= 3) {
+    return SetField{words[1], joined({words.begin() + 2, words.end()})};
+  }
+  if (words[0] == "load" && (words.size() == 2 || words.size() == 3)) {
+    return LoadMedia{words[1], words.size() == 3 ? words[2] : ""};
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::span<const CommandUsage> command_usages() { return kUsages; }
+
+std::optional<Command> parse_command(const std::string& line, std::size_t printers,
+                                     std::string& error) {
+  Words words = words_of(line);
+  Command command;
+  if (!words.empty()) {
+    if (const std::optional<int> number = number_in(words[0])) {
+      command.printer = static_cast<std::size_t>(*number);
+      words.erase(words.begin());
+    }
+  }
+  if (command.printer > printers) {
+    error = "there is no printer " + std::to_string(command.printer);
+    return std::nullopt;
+  }
+  std::optional<decltype(Command::action)> action;
+  if (words.empty() || !(action = action_of(words))) {
+    error = "'" + line + "' is no command; --help lists all";
+    return std::nullopt;
+  }
+  command.action = std::move(*action);
+  return command;
+}

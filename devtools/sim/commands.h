@@ -1,0 +1,42 @@
+// The commands by which an operator's hands, a cable and a power switch are simulated.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <variant>
+
+#include "devtools/sim/line_events.h"
+
+struct SetField {
+  std::string key;
+  std::string text;
+};
+struct LoadMedia {
+  std::string media;
+  std::string prints;  // "" for as many as a fresh roll has
+};
+struct StopPrinter {
+  int status = 0;  // 0: the printer goes on
+};
+struct LineCommand {
+  PlannedEvent event;
+  bool at_once = false;
+};
+enum class PlainCommand { show, resume, plug, power_off, power_on, power_cycle };
+
+struct Command {
+  std::size_t printer = 1;
+  std::variant<PlainCommand, SetField, LoadMedia, StopPrinter, LineCommand> action;
+};
+
+struct CommandUsage {
+  const char* text;
+  const char* meaning;
+};
+[[nodiscard]] std::span<const CommandUsage> command_usages();
+
+// Null with the reason in `error`. `printers`: how many there are.
+[[nodiscard]] std::optional<Command> parse_command(const std::string& line, std::size_t printers,
+                                                   std::string& error);

@@ -1,0 +1,220 @@
+#include "devtools/sim/device.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+#include <variant>
+
+#include "devtools/sim/sheet_folder.h"
+
+namespace {
+
+// A client that is slow to read, a line of limited speed and a printer without a free buffer are
+// looked after again so often.
+constexpr int kRetryMs = 20;
+
+int shorter_wait(int one, int other) {
+  if (one < 0 || other < 0) {
+    return std::max(one, other);
+  }
+  return std::min(one, other);
+}
+
+int milliseconds_until(std::optional<Outbox::Clock::time_point> due) {
+  if (!due) {
+    return -1;
+  }
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(*due - Outbox::Clock::now()).count();
+  return left > 0 ? static_cast<int>(left) : kRetryMs;
+}
+
+int longest_wait_for(const Client* client, const LineEvents& events) {
+  if (client == nullptr) {
+    return -1;
+  }
+  const bool must_look_again =
+      events.is_slow() || (client->has_unprocessed_bytes() && events.takes_data());
+  return shorter_wait(milliseconds_until(client->outbox().due()), must_look_again ? kRetryMs : -1);
+}
+
+}  // namespace
+
+Device::Device(const DeviceOptions& options)
+    : printer_(options.printer),
+      events_(options.bytes_per_second),
+      port_(options.port),
+      terminal_(printer_, events_, options.link) {}
+
+bool Device::open(std::string& error) {
+  if (!printer_.sheet_folder().empty()) {
+    if (const auto wrong = check_sheet_folder(printer_.sheet_folder())) {
+      error = *wrong;
+      return false;
+    }
+  }
+  if (!terminal_.plug(error)) {
+    return false;
+  }
+  if (port_) {
+    std::optional<Listener> listener = listen_on(*port_, error);
+    if (!listener) {
+      return false;
+    }
+    network_ = std::make_unique<NetworkServer>(printer_, events_, std::move(*listener));
+  }
+  printer_.tell(terminal_.path());
+  if (network_) {
+    printer_.tell("listening on 127.0.0.1:" + std::to_string(network_->port()));
+  }
+  return true;
+}
+
+void Device::serve() {
+  printer_.work();
+  terminal_.serve();
+  carry_out_lost_line();
+  if (network_) {
+    network_->serve();
+    carry_out_lost_line();
+  }
+}
+
+void Device::add_waits(std::vector<pollfd>& waits) const {
+  terminal_.add_waits(waits);
+  if (network_ && is_plugged_) {
+    network_->add_waits(waits);
+  }
+}
+
+int Device::longest_wait_ms() const {
+  int wait_ms = milliseconds_until(printer_.due());
+  wait_ms = shorter_wait(wait_ms, longest_wait_for(terminal_.client(), events_));
+  if (network_) {
+    wait_ms = shorter_wait(wait_ms, longest_wait_for(network_->client(), events_));
+  }
+  return wait_ms;
+}
+
+void Device::obey(const Command& command) {
+  const std::optional<std::string> wrong =
+      std::visit([this](const auto& action) { return perform(action); }, command.action);
+  carry_out_lost_line();
+  printer_.tell(wrong ? "error: " + *wrong : "ok");
+}
+
+std::optional<std::string> Device::perform(PlainCommand command) {
+  switch (command) {
+    case PlainCommand::show:
+      show();
+      break;
+    case PlainCommand::resume:
+      events_.resume();
+      break;
+    case PlainCommand::plug:
+    case PlainCommand::power_on:
+      return plug();
+    case PlainCommand::power_off:
+      unplug();
+      printer_.lose_buffers();
+      break;
+    case PlainCommand::power_cycle:
+      unplug();
+      printer_.lose_buffers();
+      return plug();
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> Device::perform(const SetField& command) {
+  return printer_.set(command.key, command.text);
+}
+
+std::optional<std::string> Device::perform(const LoadMedia& command) {
+  std::string prints = command.prints;
+  if (prints.empty()) {
+    prints = std::to_string(printer_.state().initial);
+  }
+  for (const auto& [key, text] : {std::pair<std::string, std::string>{"media", command.media},
+                                  {"initial", prints},
+                                  {"remaining", prints}}) {
+    if (auto wrong = printer_.set(key, text)) {
+      return wrong;
+    }
+  }
+  printer_.resume();
+  return std::nullopt;
+}
+
+std::optional<std::string> Device::perform(const StopPrinter& command) {
+  printer_.stop(command.status);
+  return std::nullopt;
+}
+
+std::optional<std::string> Device::perform(const LineCommand& command) {
+  if (command.at_once) {
+    events_.happen(command.event.event);
+  } else {
+    events_.plan(command.event);
+  }
+  return std::nullopt;
+}
+
+void Device::carry_out_lost_line() {
+  const std::optional<LineEvent> lost = events_.take_lost();
+  if (lost == LineEvent::unplug) {
+    unplug();
+  } else if (lost == LineEvent::disconnect && is_plugged_) {
+    if (network_) {
+      network_->disconnect();
+    }
+    std::string error;
+    if (terminal_.has_clients()) {
+      terminal_.unplug();
+      if (terminal_.plug(error)) {
+        printer_.tell("terminal " + terminal_.path());
+      } else {
+        printer_.tell("no terminal: " + error);
+      }
+    }
+  }
+}
+
+void Device::unplug() {
+  if (std::exchange(is_plugged_, false)) {
+    events_.resume();
+    terminal_.unplug();
+    if (network_) {
+      network_->unplug();
+    }
+  }
+}
+
+std::optional<std::string> Device::plug() {
+  std::string error;
+  if (is_plugged_) {
+    return std::nullopt;
+  }
+  if (!terminal_.plug(error)) {
+    return error;
+  }
+  is_plugged_ = true;
+  if (network_) {
+    network_->plug();
+  }
+  printer_.tell("terminal " + terminal_.path());
+  return std::nullopt;
+}
+
+void Device::show() const {
+  for (const StateField& field : state_fields()) {
+    printer_.tell(std::string(field.key) + " = " + field_text(printer_.state(), field));
+  }
+  if (const int status = printer_.stopped_with()) {
+    printer_.tell("stopped with status " + std::to_string(status));
+  }
+  if (events_.holds()) {
+    printer_.tell("holding");
+  }
+  printer_.tell(is_plugged_ ? "connected to " + terminal_.path() : "unplugged");
+}

@@ -1,0 +1,60 @@
+// One simulated printer with its terminal, its port and its operator's commands.
+#pragma once
+
+#include <poll.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "devtools/sim/commands.h"
+#include "devtools/sim/printer.h"
+#include "devtools/sim/servers.h"
+
+struct DeviceOptions {
+  PrinterOptions printer;
+  std::optional<std::uint16_t> port;   // of the loopback interface; 0 takes a free one
+  std::string link;                    // a symbolic link to the terminal, "" for none
+  std::uint64_t bytes_per_second = 0;  // most that it takes; 0 for no limit
+};
+
+class Device {
+ public:
+  explicit Device(const DeviceOptions& options);
+
+  // Opens terminal and port, and writes where they are. False with the reason in `error`.
+  [[nodiscard]] bool open(std::string& error);
+
+  // Does what can be done without waiting.
+  void serve();
+
+  // What has to be waited for, and for how long at most; -1 for no limit.
+  void add_waits(std::vector<pollfd>& waits) const;
+  [[nodiscard]] int longest_wait_ms() const;
+
+  // Reports on standard output what came of it.
+  void obey(const Command& command);
+  void tell(const std::string& line) const { printer_.tell(line); }
+
+  [[nodiscard]] const Printer& printer() const { return printer_; }
+
+ private:
+  [[nodiscard]] std::optional<std::string> perform(PlainCommand command);
+  [[nodiscard]] std::optional<std::string> perform(const SetField& command);
+  [[nodiscard]] std::optional<std::string> perform(const LoadMedia& command);
+  [[nodiscard]] std::optional<std::string> perform(const StopPrinter& command);
+  [[nodiscard]] std::optional<std::string> perform(const LineCommand& command);
+  void carry_out_lost_line();
+  void unplug();
+  [[nodiscard]] std::optional<std::string> plug();
+  void show() const;
+
+  Printer printer_;
+  LineEvents events_;
+  std::optional<std::uint16_t> port_;
+  TerminalServer terminal_;
+  std::unique_ptr<NetworkServer> network_;
+  bool is_plugged_ = true;
+};

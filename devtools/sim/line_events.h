@@ -1,0 +1,67 @@
+// What happens to the line between the printer and its client: how fast data is taken, and at which
+// byte of a sheet the printer stops taking data or the line is lost.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+enum class LineEvent {
+  hold,        // no more data is taken until resume()
+  disconnect,  // clients are disconnected and can connect again at once
+  unplug,      // clients are disconnected and cannot connect
+};
+
+struct PlannedEvent {
+  LineEvent event = LineEvent::hold;
+  // The event happens when so many bytes of a sheet have come. Null: when a sheet is complete,
+  // before anything that follows it.
+  std::optional<std::uint64_t> byte;
+  std::optional<int> sheet;  // its number; null for whichever is first
+};
+
+class LineEvents {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  explicit LineEvents(std::uint64_t bytes_per_second) : bytes_per_second_(bytes_per_second) {}
+
+  void plan(const PlannedEvent& event) { planned_.push_back(event); }
+
+  // The event happens now.
+  void happen(LineEvent event);
+  void resume() { holds_ = false; }
+
+  // Whether a client's data is processed at all at this moment.
+  [[nodiscard]] bool takes_data() const { return !holds_ && !lost_; }
+  [[nodiscard]] bool holds() const { return holds_; }
+
+  // Bytes that may be processed before an event has to be looked for. `sheet` is the number of the
+  // sheet that is coming in or comes next, `inside` its bytes so far.
+  [[nodiscard]] std::size_t bytes_until_event(std::uint64_t inside, int sheet) const;
+
+  // The planned event that is due, which is then over. `sheet` as above, `inside` after the bytes.
+  [[nodiscard]] std::optional<PlannedEvent> take_due(std::uint64_t inside, int sheet);
+  [[nodiscard]] std::optional<PlannedEvent> take_due_after(int sheet);
+
+  // A disconnection that the servers have to carry out, which is then over.
+  [[nodiscard]] std::optional<LineEvent> take_lost();
+
+  // Bytes that may be read now at the chosen speed.
+  [[nodiscard]] std::size_t budget(Clock::time_point now);
+  void spend(std::size_t bytes) { budget_ -= static_cast<double>(bytes); }
+  [[nodiscard]] bool is_slow() const { return bytes_per_second_ > 0; }
+
+ private:
+  template <class IsDue>
+  std::optional<PlannedEvent> take_first(IsDue is_due);
+
+  std::uint64_t bytes_per_second_;  // 0 for no limit
+  double budget_ = 0;
+  Clock::time_point filled_ = Clock::now();
+  std::vector<PlannedEvent> planned_;
+  std::optional<LineEvent> lost_;
+  bool holds_ = false;
+};

@@ -1,0 +1,187 @@
+#include "devtools/sim/printer.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "apps/wire/stream_dump.h"
+#include "devtools/sim/replies.h"
+#include "devtools/sim/sheet_folder.h"
+#include "devtools/sim/state_file.h"
+
+namespace {
+
+// A printer that waits for paper looks into its state file so often.
+constexpr std::chrono::milliseconds kStateFilePause{100};
+
+void warn(const std::string& line) { std::fprintf(stderr, "k905-sim: %s\n", line.c_str()); }
+
+std::string describe_sheet(const Sheet& sheet) {
+  return std::to_string(sheet.width) + "x" + std::to_string(sheet.height) +
+         (sheet.matte ? ", matte" : ", glossy") + ", cutter " + std::to_string(sheet.cutter);
+}
+
+}  // namespace
+
+Printer::Printer(PrinterOptions options) : options_(std::move(options)), state_(options_.state) {}
+
+void Printer::tell(const std::string& line) const {
+  std::printf("%s%s\n", options_.label.c_str(), line.c_str());
+  std::fflush(stdout);
+}
+
+std::optional<std::string> Printer::answer(const std::string& group, const std::string& name,
+                                           bool inside_sheet) {
+  read_state_file();
+  PrinterState told = state_;
+  told.free_buffers = free_buffers(inside_sheet);
+  std::optional<std::string> reply = reply_to(told, status(inside_sheet), group, name);
+  if (options_.shows_questions) {
+    tell("question " + (name.empty() ? group : name) + (inside_sheet ? " inside a sheet" : "") +
+         ": " + reply.value_or("no reply"));
+  }
+  return reply;
+}
+
+bool Printer::has_free_buffer() {
+  read_state_file();
+  return free_buffers(false) > 0;
+}
+
+void Printer::take(Sheet&& sheet) {
+  buffers_.push_back(std::move(sheet));
+  work();
+}
+
+void Printer::refuse(const StreamError& error, const std::string& hint) {
+  data_error_ = true;
+  tell("data error: " + describe(error) + (hint.empty() ? "" : "; " + hint));
+}
+
+void Printer::work() {
+  while (!buffers_.empty()) {
+    read_state_file();
+    const bool has_paper = state_.remaining > 0;
+    if (stopped_ != kReady || !has_paper) {
+      out_.reset();
+      if (!options_.keeps_sheets) {
+        lose(stopped_ != kReady ? "stopped" : "no paper");
+      }
+      return;
+    }
+    const Clock::time_point now = Clock::now();
+    out_ = out_.value_or(now + options_.print_time);
+    if (*out_ > now) {
+      return;
+    }
+    out_.reset();
+    const Sheet sheet = std::move(buffers_.front());
+    buffers_.pop_front();
+    print(sheet);
+  }
+}
+
+std::optional<Printer::Clock::time_point> Printer::due() const {
+  if (buffers_.empty() || out_) {
+    return out_;
+  }
+  return options_.state_file.empty() ? std::nullopt : std::optional(Clock::now() + kStateFilePause);
+}
+
+void Printer::stop(int status) {
+  stopped_ = status;
+  work();
+}
+
+std::optional<std::string> Printer::set(const std::string& key, const std::string& text) {
+  const StateField* field = find_state_field(key);
+  if (field == nullptr) {
+    return "unknown field '" + key + "'";
+  }
+  read_state_file();
+  std::optional<std::string> wrong = set_field(state_, *field, text);
+  write_state_file();
+  work();
+  return wrong;
+}
+
+void Printer::lose_buffers() {
+  lose("power off");
+  data_error_ = false;
+}
+
+void Printer::lose(const std::string& reason) {
+  for (const Sheet& sheet : std::exchange(buffers_, {})) {
+    tell(reason + ": " + describe_sheet(sheet) + " was not printed");
+  }
+  out_.reset();
+}
+
+// What is reported has happened: image and state file are complete when the line appears.
+void Printer::print(const Sheet& sheet) {
+  data_error_ = false;
+  --state_.remaining;
+  ++state_.life;
+  state_.matte += sheet.matte ? 1 : 0;
+  ++printed_;
+  const std::string picture = picture_of(sheet);
+  write_state_file();
+  tell("sheet " + std::to_string(printed_) + ": " + describe_sheet(sheet) + picture + ", " +
+       std::to_string(state_.remaining) + " left");
+}
+
+int Printer::status(bool inside_sheet) const {
+  if (state_.status != kStatusIdle) {
+    return state_.status;
+  }
+  if (stopped_ != kReady) {
+    return stopped_;
+  }
+  if (inside_sheet || out_) {
+    return kStatusPrinting;
+  }
+  if (data_error_) {
+    return kStatusDataError;
+  }
+  return state_.remaining == 0 ? kStatusPaperEnd : kStatusIdle;
+}
+
+int Printer::free_buffers(bool inside_sheet) const {
+  const int taken = static_cast<int>(buffers_.size()) + (inside_sheet ? 1 : 0);
+  return std::max(0, state_.free_buffers - taken);
+}
+
+std::string Printer::picture_of(const Sheet& sheet) {
+  if (options_.sheets.empty()) {
+    return "";
+  }
+  std::string error;
+  const std::string path = keep_sheet(
+      options_.sheets, sheet, options_.canvas ? SheetView::canvas : SheetView::paper, error);
+  if (path.empty()) {
+    ++images_lost_;
+    warn(options_.sheets + ": the image of sheet " + std::to_string(printed_) +
+         " is not stored: " + error);
+    return ", image not stored";
+  }
+  return ", " + path;
+}
+
+// A file that a person is in the middle of editing may be wrong for a moment: the state stays.
+void Printer::read_state_file() {
+  if (options_.state_file.empty()) {
+    return;
+  }
+  if (const auto wrong = load_state(options_.state_file, state_)) {
+    warn(*wrong);
+  }
+}
+
+void Printer::write_state_file() const {
+  if (options_.state_file.empty()) {
+    return;
+  }
+  if (const auto wrong = save_state(options_.state_file, state_)) {
+    warn(*wrong);
+  }
+}

@@ -1,0 +1,85 @@
+// The simulated printer itself, whoever its clients are: its fields, the sheets in its buffers and
+// what its operator does to it.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <optional>
+#include <string>
+
+#include "apps/wire/printer_stream.h"
+#include "devtools/sim/fault.h"
+#include "devtools/sim/printer_state.h"
+
+struct PrinterOptions {
+  PrinterState state;
+  std::string state_file;  // "" for none; otherwise read again before every answer
+  Fault fault;
+  std::string sheets;                       // folder for pictures, "" for none
+  bool canvas = false;                      // pictures with the margins beyond the paper
+  std::chrono::milliseconds print_time{0};  // from a sheet's last byte to its counters
+  // Sheets in the buffers when the printer stops are printed later; otherwise they are lost.
+  bool keeps_sheets = false;
+  bool shows_questions = false;  // every question is reported with its reply
+  std::string label;             // in front of every line of output: "", or "printer 2: "
+};
+
+class Printer {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  explicit Printer(PrinterOptions options);
+
+  [[nodiscard]] const Fault& fault() const { return options_.fault; }
+  [[nodiscard]] const PrinterState& state() const { return state_; }
+
+  // Writes a line to standard output, after everything that it reports has been done.
+  void tell(const std::string& line) const;
+
+  // Null when the printer does not reply to this question. `inside_sheet`: a sheet is coming in.
+  [[nodiscard]] std::optional<std::string> answer(const std::string& group, const std::string& name,
+                                                  bool inside_sheet);
+
+  [[nodiscard]] bool has_free_buffer();
+  void take(Sheet&& sheet);
+  // `hint`: a possible reason, "" for none.
+  void refuse(const StreamError& error, const std::string& hint);
+
+  // Prints what is due; `due` says when that is, null when nothing is.
+  void work();
+  [[nodiscard]] std::optional<Clock::time_point> due() const;
+
+  // The number of the sheet that comes in next, if all sheets in the buffers are printed.
+  [[nodiscard]] int next_sheet() const { return printed_ + static_cast<int>(buffers_.size()) + 1; }
+
+  // What an operator does. The printer prints nothing between stop() and resume().
+  void stop(int status);
+  void resume() { stop(kReady); }
+  [[nodiscard]] int stopped_with() const { return stopped_; }  // 0 when it is not stopped
+  [[nodiscard]] std::optional<std::string> set(const std::string& key, const std::string& text);
+  void lose_buffers();  // the power fails
+
+  // Sheets whose image could not be stored.
+  [[nodiscard]] int images_lost() const { return images_lost_; }
+  [[nodiscard]] const std::string& sheet_folder() const { return options_.sheets; }
+
+ private:
+  static constexpr int kReady = 0;
+
+  [[nodiscard]] int status(bool inside_sheet) const;
+  [[nodiscard]] int free_buffers(bool inside_sheet) const;
+  void lose(const std::string& reason);
+  void print(const Sheet& sheet);
+  std::string picture_of(const Sheet& sheet);
+  void read_state_file();
+  void write_state_file() const;
+
+  PrinterOptions options_;
+  PrinterState state_;
+  std::deque<Sheet> buffers_;             // complete sheets, the first of them is being printed
+  std::optional<Clock::time_point> out_;  // when the first of them is out
+  int stopped_ = kReady;                  // the status while the printer is stopped
+  bool data_error_ = false;               // until the next sheet that is printed
+  int printed_ = 0;
+  int images_lost_ = 0;
+};

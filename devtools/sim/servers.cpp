@@ -1,0 +1,169 @@
+#include "devtools/sim/servers.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+// The devices of real printers can be opened once only; a terminal cannot refuse the second.
+std::string hint_for(int clients) {
+  if (clients < 2) {
+    return "";
+  }
+  return std::to_string(clients) +
+         " programs had the terminal open at the same time, which mixes their jobs";
+}
+
+void remove_link(const std::string& link) {
+  std::error_code nothing_there;
+  if (!link.empty() && std::filesystem::is_symlink(link, nothing_there)) {
+    std::filesystem::remove(link, nothing_there);
+  }
+}
+
+// A link of an earlier run is replaced; anything else in its place is an error.
+std::error_code make_link(const std::string& target, const std::string& link) {
+  std::error_code failure;
+  if (!link.empty()) {
+    remove_link(link);
+    std::filesystem::create_symlink(target, link, failure);
+  }
+  return failure;
+}
+
+}  // namespace
+
+TerminalServer::TerminalServer(Printer& printer, LineEvents& events, std::string link)
+    : printer_(printer), events_(events), link_(std::move(link)) {}
+
+TerminalServer::~TerminalServer() {
+  if (terminal_) {
+    remove_link(link_);
+  }
+}
+
+bool TerminalServer::plug(std::string& error) {
+  terminal_ = open_terminal(error);
+  if (!terminal_) {
+    return false;
+  }
+  if (const std::error_code failure = make_link(terminal_->path, link_)) {
+    error = link_ + ": " + failure.message();
+    terminal_.reset();
+    return false;
+  }
+  closed_ = false;
+  most_clients_ = 0;
+  welcome();
+  return true;
+}
+
+void TerminalServer::unplug() {
+  if (terminal_) {
+    client_->end();
+    client_.reset();
+    remove_link(link_);
+    terminal_.reset();
+  }
+}
+
+// Bytes are read before the events and processed after them: the question of a new client is
+// never answered before the replies to the last one have been discarded.
+void TerminalServer::serve() {
+  if (!terminal_) {
+    return;
+  }
+  if (client_->wants_bytes(!is_closed_by_clients(*terminal_))) {
+    closed_ = !client_->read_available();
+  }
+  const ClientEvents events = take_client_events(*terminal_);
+  most_clients_ = std::max(most_clients_, events.most_clients);
+  if (events.changed_hands) {
+    forget_replies();
+    if (client_->has_protocol_error()) {
+      welcome();
+    }
+  }
+  client_->set_error_hint(hint_for(most_clients_));
+  client_->process();
+  if (closed_ && !client_->has_unprocessed_bytes()) {
+    close_conversation();
+  }
+  (void)client_->send();
+}
+
+void TerminalServer::add_waits(std::vector<pollfd>& waits) const {
+  if (terminal_) {
+    const bool ignored = closed_ || events_.is_slow() || !client_->wants_bytes(false);
+    const short input = client_->wants_bytes() ? POLLIN : 0;
+    waits.push_back({.fd = ignored ? -1 : client_->descriptor(), .events = input, .revents = 0});
+    waits.push_back({.fd = terminal_->events.get(), .events = POLLIN, .revents = 0});
+  }
+}
+
+void TerminalServer::welcome() {
+  client_ = std::make_unique<Client>(printer_, events_, terminal_->printer_side.get());
+}
+
+void TerminalServer::forget_replies() {
+  if (client_->outbox().has_sent()) {
+    discard_unread_replies(*terminal_);
+  }
+  client_->forget_answers();
+}
+
+void TerminalServer::close_conversation() {
+  client_->end();
+  forget_replies();
+  welcome();
+  terminal_->clients = 0;
+  most_clients_ = 0;
+}
+
+NetworkServer::NetworkServer(Printer& printer, LineEvents& events, Listener listener)
+    : printer_(printer), events_(events), listener_(std::move(listener)) {}
+
+void NetworkServer::serve() {
+  if (!client_) {
+    connection_ = accept_client(listener_);
+    if (!connection_) {
+      return;
+    }
+    client_ = std::make_unique<Client>(printer_, events_, connection_.get());
+    finished_talking_ = false;
+  }
+  if (!finished_talking_ && client_->wants_bytes()) {
+    finished_talking_ = !client_->read_available();
+  }
+  client_->process();
+  const bool all_processed = finished_talking_ && !client_->has_unprocessed_bytes();
+  const bool reachable = client_->send();
+  if (!reachable || (all_processed && client_->outbox().empty())) {
+    disconnect();
+  }
+}
+
+void NetworkServer::add_waits(std::vector<pollfd>& waits) const {
+  if (!client_) {
+    waits.push_back({.fd = listener_.socket.get(), .events = POLLIN, .revents = 0});
+  } else if (!finished_talking_ && !events_.is_slow() && client_->wants_bytes()) {
+    waits.push_back({.fd = connection_.get(), .events = POLLIN, .revents = 0});
+  }
+}
+
+void NetworkServer::disconnect() {
+  if (client_) {
+    client_->end();
+    client_.reset();
+    connection_.reset();
+  }
+}
+
+void NetworkServer::unplug() {
+  disconnect();
+  stop_listening(listener_);
+}
+
+void NetworkServer::plug() { listen_again(listener_); }

@@ -1,0 +1,73 @@
+// The two ways to reach the simulated printer, as it serves them.
+#pragma once
+
+#include <poll.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "devtools/sim/client.h"
+#include "devtools/sim/line.h"
+
+// The terminal's clients have no connection of their own: when the last one closes it, incomplete
+// input and unread replies are discarded, so that the next one finds a printer that is ready.
+class TerminalServer {
+ public:
+  // `link`: a symbolic link that always leads to the terminal, "" for none.
+  TerminalServer(Printer& printer, LineEvents& events, std::string link);
+  ~TerminalServer();
+  TerminalServer(const TerminalServer&) = delete;
+  TerminalServer& operator=(const TerminalServer&) = delete;
+
+  // Opens a terminal, whose path is then known. False with the reason in `error`.
+  [[nodiscard]] bool plug(std::string& error);
+  // Takes the terminal away: its clients read an error.
+  void unplug();
+
+  [[nodiscard]] const std::string& path() const { return terminal_->path; }
+  [[nodiscard]] bool has_clients() const { return terminal_ && !is_closed_by_clients(*terminal_); }
+
+  void serve();
+  void add_waits(std::vector<pollfd>& waits) const;
+  [[nodiscard]] const Client* client() const { return client_.get(); }
+
+ private:
+  void welcome();
+  void forget_replies();
+  void close_conversation();
+
+  Printer& printer_;
+  LineEvents& events_;
+  std::string link_;
+  std::optional<Terminal> terminal_;
+  std::unique_ptr<Client> client_;
+  bool closed_ = false;   // no client has the terminal open, and all that was written has been read
+  int most_clients_ = 0;  // at the same time, since it was closed
+};
+
+// One client at a time; the others wait in the queue of the system.
+class NetworkServer {
+ public:
+  NetworkServer(Printer& printer, LineEvents& events, Listener listener);
+
+  [[nodiscard]] std::uint16_t port() const { return listener_.port; }
+
+  // Disconnects the client; nobody can connect before plug().
+  void unplug();
+  void plug();
+  void disconnect();
+
+  void serve();
+  void add_waits(std::vector<pollfd>& waits) const;
+  [[nodiscard]] const Client* client() const { return client_.get(); }
+
+ private:
+  Printer& printer_;
+  LineEvents& events_;
+  Listener listener_;
+  Descriptor connection_;
+  std::unique_ptr<Client> client_;
+  bool finished_talking_ = false;  // the client sends nothing more
+};
