@@ -67,9 +67,9 @@ void declare_line_options(CLI::App& app, Arguments& arguments) {
       ->check(CLI::Range(1U, 1U << 20));
   app.add_option(
          "--printers", arguments.printers,
-         "So many printers, each on the port after that of the one before; printer N of several "
-         "has "
-         "-N added to its serial number, the folder SHEETS/N, the file STATE.N and the link LINK.N")
+         "So many printers, each on the port after that of the one before; of several, number N "
+         "has its number added to its serial number, the folder SHEETS/N, the file STATE.N and the "
+         "link LINK.N")
       ->check(CLI::Range(1, kMostPrinters))
       ->capture_default_str();
   app.add_flag("--questions", arguments.shows_questions, "Report every question and its reply");

@@ -3,26 +3,76 @@
 import pathlib
 import re
 import subprocess
+import threading
 
 
 class SimulatedPrinter:
-    """Started at once; `stop` ends it. Every sheet becomes a picture in the folder `sheets`."""
+    """Started at once; `stop` ends it. Every sheet becomes a picture in the folder `sheets`. With `printers`
+    there are several: `ports`, `devices` and the lines of each, by number from 1."""
 
     def __init__(self, program, sheets, *options):
         self.sheets = pathlib.Path(sheets)
         self.sheets.mkdir(exist_ok=True)
         self.process = subprocess.Popen([program, "--listen", "0", "--sheets", self.sheets,
-                                         *options],
-                                        stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, text=True)
-        self.device = self.process.stdout.readline().strip()
-        self.port = int(re.fullmatch(r"listening on 127\.0\.0\.1:(\d+)\n",
-                                     self.process.stdout.readline())[1])
+                                         "--commands", *options],
+                                        stdout=subprocess.PIPE, stdin=subprocess.PIPE, text=True,
+                                        bufsize=1)
+        printers = int(options[options.index("--printers") + 1]) if "--printers" in options else 1
+        self.devices, self.ports = [], []
+        for _ in range(printers):
+            self.devices.append(self._first_line(r"(/dev/\S+)"))
+            self.ports.append(int(self._first_line(r"listening on 127\.0\.0\.1:(\d+)")))
+        self.device, self.port = self.devices[0], self.ports[0]
         self.uri = f"socket://127.0.0.1:{self.port}"
+        self.device_uri = f"k905://127.0.0.1:{self.port}"
+        self.lines = []  # of its output, from then on
+        self.changed = threading.Condition()
+        self.reader = threading.Thread(target=self._read, daemon=True)
+        self.reader.start()
+
+    def _first_line(self, pattern):
+        return re.fullmatch(rf"(?:printer \d+: )?{pattern}\n", self.process.stdout.readline())[1]
+
+    def _read(self):
+        for line in self.process.stdout:
+            with self.changed:
+                self.lines.append(line.rstrip("\n"))
+                self.changed.notify_all()
 
     def stop(self):
         self.process.terminate()
         self.process.wait(10)
+        self.reader.join(10)
+        self.process.stdin.close()
         self.process.stdout.close()
+
+    def wait_for(self, condition, what, seconds=60):
+        """Until condition(lines) is true."""
+        with self.changed:
+            if not self.changed.wait_for(lambda: condition(self.lines), seconds):
+                raise AssertionError(f"waited {seconds} s for {what}; the printer's last lines:\n" +
+                                     "\n".join(self.lines[-20:]))
+
+    def wait_for_line(self, start, seconds=60):
+        """Until a line begins so."""
+        self.wait_for(lambda lines: any(line.startswith(start) for line in lines), start, seconds)
+
+    def command(self, text):
+        """Returns when it was obeyed."""
+        before = len(self.lines)
+        answer = re.compile(r"(printer \d+: )?(ok|error: .*)")
+        self.process.stdin.write(text + "\n")
+        self.wait_for(lambda lines: any(answer.fullmatch(line) for line in lines[before:]), text)
+        wrong = [line for line in self.lines[before:] if "error: " in line and answer.fullmatch(line)]
+        if wrong:
+            raise AssertionError(f"{text}: {wrong[0]}")
+
+    def printed_files(self):
+        """The picture of every sheet so far, in order."""
+        with self.changed:
+            found = (re.match(r"(?:printer \d+: )?sheet \d+: .*, (/.*\.png), \d+ left$", line)
+                     for line in self.lines)
+            return [pathlib.Path(match[1]) for match in found if match]
 
     def printed(self, cups, count):
         """The pictures, when there are so many."""

@@ -150,6 +150,14 @@ class Options(unittest.TestCase):
                 self.assertGreater(len(options_of_help(program)), 4)
                 self.assertEqual(options_of_page(program), options_of_help(program))
 
+    def test_the_manual_page_of_the_simulator_describes_its_commands(self):
+        listed = said_by("k905-sim", "--help").partition("\nCommands")[2]
+        page = (SOURCE / "docs/man/k905-sim.1").read_text()
+        described = [name for line in re.findall(r"^\.It Ic (.*)$", page, re.MULTILINE)
+                     for name in re.split(r" , ", line)]
+        self.assertEqual({re.match(r"\S+", name)[0] for name in described},
+                         set(re.findall(r"^  (\w+)", listed, re.MULTILINE)))
+
     def test_the_completion_offers_every_long_option_and_no_other(self):
         for program in PROGRAMS:
             with self.subTest(program):
