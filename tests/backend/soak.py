@@ -3,7 +3,7 @@ scheduler are restarted and jobs are canceled, all drawn from a seed.
 usage: soak.py BUILD CMAKE [SHEETS [SEED]]
 
 Every sheet that was not canceled came out exactly once, in order: the numbers in the pixels of what the
-simulated printer printed tell. Exit status 77 means that it could not be tried here.
+simulated printer printed show it. Exit status 77 means that it could not be tried here.
 """
 
 import os
@@ -13,6 +13,7 @@ import shutil
 import signal
 import sys
 import tempfile
+import time
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE), str(HERE.parent / "cups")]
@@ -20,129 +21,154 @@ sys.path[:0] = [str(HERE), str(HERE.parent / "cups")]
 import ipp  # noqa: E402
 import numbered_sheets  # noqa: E402
 import private_cups  # noqa: E402
-from relay import Relay  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
 SKIPPED = 77
+# Larger than what the two sockets between backend and printer hold, so that a held printer holds the backend.
 SIZE = {"width": 500, "height": 400}
 SHEET_BYTES = len(numbered_sheets.sheet(1, **SIZE))
 MOST_IN_A_JOB = 40
+NUMBERS = 251  # sheets are numbered from 0 over all jobs, modulo this
+PLENTY = 9000
 # How often each happens among 1,000 sheets.
-EVENTS = {"paper_out": 50, "line_cut": 50, "power_cycle": 20, "scheduler_stopped": 10,
-          "scheduler_killed": 10, "canceled": 20}
+EVENTS = {"paper_out": 50, "line_cut": 50, "power_cycle": 20, "scheduler_restart": 20, "canceled": 20}
+
+
+class Job:
+    def __init__(self, first, sheets):
+        self.first = first    # number of its first sheet
+        self.sheets = sheets
+        self.canceled_at = None  # the sheet, counted from 1
+        self.events = {}      # by sheet, counted from 1
+
+
+def draw_jobs(draw, sheets):
+    """Jobs with their events, one at most for a sheet."""
+    jobs, done = [], 0
+    while done < sheets:
+        jobs.append(Job(done, min(draw.randint(1, MOST_IN_A_JOB), sheets - done)))
+        done += jobs[-1].sheets
+    counts = {name: max(1, often * sheets // 1000) for name, often in EVENTS.items()}
+    for job in draw.sample(jobs, min(counts.pop("canceled"), len(jobs))):
+        job.canceled_at = draw.randint(1, job.sheets)
+        job.events[job.canceled_at] = "canceled"
+    places = [(job, sheet) for job in jobs
+              for sheet in range(1, job.canceled_at or job.sheets + 1)]
+    names = [name for name, count in counts.items() for _ in range(count)]
+    draw.shuffle(names)
+    for name, (job, sheet) in zip(names, draw.sample(places, len(names))):
+        job.events[sheet] = name
+    return jobs
 
 
 class Soak:
-    def __init__(self, build, cmake, seed):
-        self.random = random.Random(seed)
-        self.build = build
+    def __init__(self, build, cmake, draw):
+        self.draw = draw
         self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_soak_"))
         os.chmod(self.scratch, 0o755)
         (self.scratch / "cups").mkdir()
-        self.state = self.scratch / "state"
-        self.start_printer()
-        self.relay = Relay(self.sim.port)
-        self.relay.pause = 0.0005
+        buffers = ["--keep-buffers"] if draw.random() < 0.5 else []
+        self.sim = SimulatedPrinter(build / "k905-sim", self.scratch / "sheets", "--questions",
+                                    "--remaining", str(PLENTY), "--print-time", "20", *buffers)
         self.cups = private_cups.PrivateCups(self.scratch / "cups", build, cmake)
-        self.cups.__enter__()
-        self.cups.run("lpadmin", "-p", "booth", "-v", self.relay.uri + "/?settle=1", "-E",
-                      "-o", "printer-error-policy=retry-current-job")
         self.count = dict.fromkeys(EVENTS, 0)
+        self.printed = 0  # by the jobs that are over
+
+    def start(self):
+        self.cups.__enter__()
+        self.cups.run("lpadmin", "-p", "booth", "-v", self.sim.device_uri + "/?settle=1", "-E",
+                      "-o", "printer-error-policy=retry-current-job")
 
     def close(self):
         self.cups.stop()
-        self.relay.close()
         self.sim.stop()
         shutil.rmtree(self.scratch)
 
-    def start_printer(self):
-        self.sim = SimulatedPrinter(self.build / "k905-sim", self.scratch / "sheets",
-                                    "--state", str(self.state))
-
-    def set_printer(self, **fields):
-        lines = dict(line.split(" = ") for line in self.state.read_text().splitlines())
-        lines |= {key: str(value) for key, value in fields.items()}
-        fresh = self.scratch / "fresh"
-        fresh.write_text("".join(f"{key} = {value}\n" for key, value in lines.items()))
-        os.replace(fresh, self.state)
-
-    # What can happen inside a sheet ------------------------------------------------------------
+    # What happens while the printer holds in the middle of a sheet ------------------------------
 
     def paper_out(self, job):
-        self.set_printer(remaining=0)
+        # This sheet is the last one, or there is no paper for it either.
+        self.sim.command(f"set remaining {self.draw.randint(0, 1)}")
+        self.sim.command("continue")
         self.cups.wait_for(lambda: "media-empty" in self.cups.run(
             "lpstat", "-l", "-p", "booth").stdout or self.ended(job), "paper out")
-        self.set_printer(remaining=9000)
+        self.sim.command(f"load 6x8 {PLENTY}")
 
     def line_cut(self, _):
-        self.relay.cut_soon = True
+        self.sim.command("disconnect")
 
     def power_cycle(self, _):
-        self.sim.process.kill()
-        self.sim.stop()
-        self.start_printer()
-        self.relay.target_port = self.sim.port
+        self.sim.command("power off")
+        time.sleep(self.draw.random())
+        self.sim.command("power on")
 
-    def scheduler_stopped(self, _, how=signal.SIGTERM):
-        self.cups.process.send_signal(how)
+    def scheduler_restart(self, _):
+        self.cups.process.send_signal(self.draw.choice([signal.SIGTERM, signal.SIGKILL]))
         self.cups.process.wait(60)
+        continues_first = self.draw.random() < 0.5
+        if continues_first:
+            self.sim.command("continue")
         self.cups.start()
-
-    def scheduler_killed(self, job):
-        self.scheduler_stopped(job, signal.SIGKILL)
+        if not continues_first:
+            self.sim.command("continue")
 
     def canceled(self, job):
-        self.cups.run("cancel", f"booth-{job}", check=False)
+        self.cups.run("cancel", f"booth-{job}")
+        self.sim.command("continue")
+
+    # One job -----------------------------------------------------------------------------------
 
     def ended(self, job):
         return self.cups.job_state(job).get("job-state") in ipp.ENDED
 
-    def pictures(self):
-        return sorted(self.sim.sheets.glob("*.png"))
+    def plan(self, event, number):
+        """The printer's line that says that the event is due. The sheet of this number is the target."""
+        if event == "line_cut" and self.draw.random() < 0.2:
+            self.sim.command(f"disconnect after {number}")  # the sheet was taken
+            return f"disconnected after sheet {number}"
+        byte = self.draw.randrange(1, SHEET_BYTES)
+        self.sim.command(f"hold at {byte} of {number}")
+        return f"holding at byte {byte} of sheet {number}"
 
-    # One job -----------------------------------------------------------------------------------
-
-    def run_job(self, sheets, rate):
+    def run_job(self, job):
+        numbers = [number % NUMBERS for number in range(job.first, job.first + job.sheets)]
         file = self.scratch / "job.prn"
-        file.write_bytes(b"".join(numbered_sheets.sheet(n, **SIZE) for n in range(1, sheets + 1)))
-        before = len(self.relay.heard.sheets)
-        pictures = len(self.pictures())
-        self.set_printer(remaining=9000)
-        job = self.cups.submit("booth", file, options=["raw"])
-        for sheet in range(1, sheets + 1):
-            for event, often in EVENTS.items():
-                if self.random.random() < often / 1000 * rate and not self.ended(job):
-                    self.happen(event, job, before + sheet)
-        state = self.cups.finished(job, 300)["job-state"]
+        file.write_bytes(b"".join(numbered_sheets.sheet(number, **SIZE) for number in numbers))
+        events = [(job.events[sheet], self.plan(job.events[sheet], self.printed + sheet))
+                  for sheet in sorted(job.events)]
+        id_ = self.cups.submit("booth", file, options=["raw"])
+        for event, line in events:
+            self.sim.wait_for_line(line, 120)
+            if line.startswith("holding"):
+                getattr(self, event)(id_)
+            self.count[event] += 1
+        state = self.cups.finished(id_, 300)["job-state"]
         # A canceled job still ends with the sheet in hand.
         self.cups.wait_for(lambda: "is idle" in self.cups.run("lpstat", "-p", "booth").stdout, "idle")
-        self.relay.wait_for(lambda heard: not heard.inside, "the sheet in hand")
-        printed = [numbered_sheets.number_in_picture(file) for file in self.pictures()[pictures:]]
-        wanted = list(range(1, sheets + 1))
-        if state == ipp.CANCELED:
-            wanted = wanted[:len(printed)]
-        elif state != ipp.COMPLETED:
-            raise AssertionError(f"job {job} ended with state {state}")
-        if printed != wanted:
-            raise AssertionError(f"job {job}: wanted {wanted}, printed {printed}\n" +
-                                 "\n".join(self.cups.log_of(job)))
+        if job.canceled_at:
+            self.sim.wait_for_line(f"sheet {self.printed + job.canceled_at}: ")
+        self.check(job, id_, state, numbers)
 
-    def happen(self, event, job, sheet):
-        byte = self.random.randrange(1, SHEET_BYTES)
-        self.relay.wait_for(lambda heard: len(heard.sheets) >= sheet or
-                            len(heard.sheets) == sheet - 1 and heard.inside >= byte,
-                            f"byte {byte} of sheet {sheet}")
-        self.count[event] += 1
-        getattr(self, event)(job)
+    def check(self, job, id_, state, numbers):
+        files = self.sim.printed_files()[self.printed:]
+        printed = [numbered_sheets.number_in_picture(file) for file in files]
+        self.printed += len(printed)
+        wanted = numbers
+        if job.canceled_at:
+            # The sheet in hand is finished. One more may have begun before the request arrived.
+            wanted = numbers[:max(job.canceled_at, min(len(printed), job.canceled_at + 1))]
+        expected = ipp.CANCELED if job.canceled_at else ipp.COMPLETED
+        if printed != wanted or state not in (expected, ipp.COMPLETED):
+            raise AssertionError(f"job {id_}, state {state}, events {job.events}:\nwanted {wanted}\n"
+                                 f"printed {printed}\n" + "\n".join(self.cups.log_of(id_)))
 
     def run(self, sheets):
-        done = 0
-        while done < sheets:
-            size = min(self.random.randint(1, MOST_IN_A_JOB), sheets - done)
-            self.run_job(size, 1.0 if sheets >= 500 else 2.0)
-            done += size
-        print(f"{done} sheets in the jobs, {len(self.pictures())} printed, {len(self.relay.heard.sheets)} "
-              f"sent whole, {len(self.relay.heard.torn)} cut on the way, {self.count}")
+        for job in draw_jobs(self.draw, sheets):
+            self.run_job(job)
+        asked_inside = [line for line in self.sim.lines if " inside a sheet" in line]
+        if asked_inside:
+            raise AssertionError(f"asked in the middle of a sheet: {asked_inside}")
+        print(f"{sheets} sheets in the jobs, {self.printed} printed, {self.count}")
 
 
 def main():
@@ -155,11 +181,14 @@ def main():
         return SKIPPED
     seed = int(sys.argv[4]) if len(sys.argv) > 4 else random.randrange(1 << 32)
     print(f"seed {seed}", flush=True)
-    soak = Soak(pathlib.Path(sys.argv[1]).resolve(), sys.argv[2], seed)
+    began = time.monotonic()
+    soak = Soak(pathlib.Path(sys.argv[1]).resolve(), sys.argv[2], random.Random(seed))
     try:
+        soak.start()
         soak.run(int(sys.argv[3]) if len(sys.argv) > 3 else 60)
     finally:
         soak.close()
+    print(f"{time.monotonic() - began:.0f} s")
     return 0
 
 
