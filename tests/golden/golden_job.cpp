@@ -89,6 +89,8 @@ std::string accepted_text(const std::string& job, const std::string& file) {
   return text.str();
 }
 
+bool has_accepted_log(const std::string& job) { return fs::exists(folder() / job / "log"); }
+
 void accept_text(const std::string& job, const std::string& file, const std::string& text) {
   std::ofstream(folder() / job / file, std::ios::binary) << text;
 }

@@ -1,4 +1,4 @@
-// A golden job: the recipe in its folder, and the two files that were accepted for it.
+// A golden job: the recipe in its folder, the accepted dump, and for a few jobs the accepted log.
 #pragma once
 
 #include <optional>
@@ -31,6 +31,7 @@ struct GoldenJob {
 
 // The accepted file "dump" or "log" of a job; "" when there is none yet.
 [[nodiscard]] std::string accepted_text(const std::string& job, const std::string& file);
+[[nodiscard]] bool has_accepted_log(const std::string& job);
 void accept_text(const std::string& job, const std::string& file, const std::string& text);
 
 // The log with what differs between two equal runs taken out.
