@@ -1,11 +1,12 @@
-// Random queues and random arguments, read by the program and by the plain reference: the same log,
-// the same settings.
+// Random queues and random arguments: the program gives the log and the settings that the reference
+// gives. The defaults are the same, too.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <iterator>
 #include <optional>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,53 +26,37 @@
 
 namespace {
 
-const char* const kChoices[] = {"None",
-                                "True",
-                                "False",
-                                "0",
-                                "1000",
-                                "-150",
-                                "1.5",
-                                "-0.25",
-                                "99999999999",
-                                "-99999999999",
-                                "12abc",
-                                "abc",
-                                "1e2",
-                                "nan",
-                                "-inf",
-                                "300x600dpi",
-                                "300x300dpi",
-                                "600dpi",
-                                "Vivid",
-                                "Normal",
-                                "vivid",
-                                "sRGB",
-                                "AdobeRGB",
-                                "PM-RV",
-                                "printer",
-                                "printer.icc",
-                                "lost.icm",
-                                "w288h432",
-                                "w432h576-div2",
-                                "Matte",
-                                "Gray",
-                                "a_choice_of_exactly_forty_characters_____",
-                                "RGB"};
-const char* const kTexts[] = {"6x4",
-                              "w432h576",
-                              "6x2*2",
-                              "default",
-                              "",
-                              "Relative",
-                              "ICCPROFILE (printer)",
-                              "=",
-                              "=x",
-                              "ICCPROFILE ()",
-                              "x ICCPROFILE (/there/abs.icc) y",
-                              "/there/abs.icc",
-                              "two\nlines",
-                              "tab\there"};
+// Taken while the program's globals are still being initialized.
+const PrintOptions before_main = current_options;
+
+std::vector<std::string> words_of(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+const std::vector<std::string> kChoices = words_of(
+    "None True False 0 1000 -150 1.5 -0.25 99999999999 -99999999999 12abc abc 1e2 nan -inf "
+    "300x600dpi 300x300dpi 600dpi Vivid Normal vivid sRGB AdobeRGB AppleRGB PhotoRGB K905RGB PM-RV "
+    "PM-RS printer printer.icc lost.icm w288h432 w432h576-div2 Matte Gray RGB "
+    "a_choice_of_exactly_forty_characters____");
+const std::vector<std::string> kTexts = {"6x4",
+                                         "w432h576",
+                                         "6x2*2",
+                                         "default",
+                                         "",
+                                         "Relative",
+                                         "=",
+                                         "=x",
+                                         "ICCPROFILE (printer)",
+                                         "ICCPROFILE ()",
+                                         "ICCPROFILE (",
+                                         ")",
+                                         "x ICCPROFILE (/there/abs.icc) y",
+                                         "/there/abs.icc",
+                                         "two\nlines",
+                                         "tab\there",
+                                         "-1e999",
+                                         "%s%n%d"};
 
 class RandomSettings : public testing::Test {
  protected:
@@ -81,12 +66,18 @@ class RandomSettings : public testing::Test {
   }
   bool once_in(unsigned n) { return random_() % n == 0; }
 
-  std::string value() { return once_in(3) ? one_of(kTexts) : one_of(kChoices); }
+  std::string value() {
+    if (once_in(12)) {  // any bytes, also longer than every field
+      std::string text(random_() % 900, static_cast<char>(1 + random_() % 255));
+      return text + static_cast<char>(1 + random_() % 255) + one_of(kTexts);
+    }
+    return once_in(3) ? one_of(kTexts) : one_of(kChoices);
+  }
 
   std::string argument() {
     switch (random_() % 4) {
       case 0:
-        return one_of(kOptionKeywords) + "=" + value();
+        return one_of(kOptionKeywords).append("=").append(value());
       case 1:
       case 2:
         return one_of(kArgumentFlags);
@@ -98,7 +89,7 @@ class RandomSettings : public testing::Test {
   std::string option_string() {
     std::string text;
     for (unsigned i = random_() % 5; i > 0; --i) {
-      text += once_in(2) ? "ICCProfile=" + one_of(kChoices) : argument();
+      text += once_in(2) ? "ICCProfile=" + one_of(once_in(4) ? kTexts : kChoices) : argument();
       text += once_in(4) ? "\t" : " ";
     }
     return text;
@@ -122,7 +113,7 @@ class RandomSettings : public testing::Test {
     for (unsigned g = 0; g < count; ++g) {
       PpdGroup group;
       group.name = "Group" + std::to_string(g);
-      // A keyword stands once in a PPD.
+      // A keyword occurs once in a PPD.
       for (unsigned i = 1 + random_() % 8; i > 0; --i) {
         const std::size_t key = random_() % keys.size();
         group.options.push_back({keys[key], one_of(kChoices)});
@@ -140,6 +131,13 @@ class RandomSettings : public testing::Test {
 
 void expect_same(const PrintOptions& ours, const reference::Settings& plain) {
   EXPECT_EQ(ours.paper_config->ppd_name, plain.paper.name);
+  EXPECT_EQ(ours.rotate_90 != 0, plain.rotate);
+  EXPECT_EQ(ours.interlace != 0, plain.interlace);
+  EXPECT_EQ(ours.interlace_factor, plain.interlace_factor);
+  EXPECT_EQ(ours.mirror != 0, plain.mirror);
+  EXPECT_EQ(ours.ribbon_size, plain.ribbon);
+  EXPECT_EQ(ours.ribbon_detected != 0, plain.ribbon_detected);
+  EXPECT_EQ(ours.cache_optimization != 0, plain.cache_optimization);
   EXPECT_EQ(ours.ppd_paper_name, plain.ppd_paper_name);
   EXPECT_EQ(ours.brightness, plain.brightness);
   EXPECT_EQ(ours.contrast, plain.contrast);
@@ -175,8 +173,8 @@ void expect_same(const PrintOptions& ours, const reference::Settings& plain) {
   EXPECT_EQ(ours.bleed_right_px, plain.bleed_right);
 }
 
-TEST_F(RandomSettings, AreReadAsThePlainReferenceReadsThem) {
-  // The reference asks for the files of the working folder by its path, here ".".
+TEST_F(RandomSettings, GiveTheLogAndTheSettingsOfTheReference) {
+  // The reference looks for the files of the working folder by its path, here ".".
   FakeFiles files({"/usr/share/color/icc/sRGB.icc", "./printer.icc", "././printer.icc",
                    "/opt/homebrew/share/color/icc/AdobeRGB1998.icc", "/there/abs.icc"});
   for (int round = 0; round < 400; ++round) {
@@ -205,6 +203,25 @@ TEST_F(RandomSettings, AreReadAsThePlainReferenceReadsThem) {
     ASSERT_EQ(lines_of(log), plain.log) << "round " << round;
     expect_same(current_options, plain.settings);
     ASSERT_FALSE(HasFailure()) << "round " << round;
+  }
+}
+
+TEST(SettingsRecord, HasTheBuiltInDefaultsBeforeAnyCodeRuns) {
+  expect_same(before_main, {});
+  expect_same(current_options, {});
+}
+
+TEST(SettingsRecord, TextFieldsHaveTheirCapacities) {
+  const PrintOptions& o = current_options;
+  EXPECT_EQ(sizeof o.ppd_paper_name, 64U);
+  EXPECT_EQ(sizeof o.icc_profile_name + sizeof o.color_base_profile_name, 2 * 128U);
+  EXPECT_EQ(sizeof o.icc_profile_path + sizeof o.color_base_profile_path, 2 * 512U);
+  EXPECT_EQ(sizeof o.color_base + sizeof o.ribbon_size, 2 * 16U);
+  for (const std::size_t size :
+       {sizeof o.color_model, sizeof o.color_precision, sizeof o.image_type,
+        sizeof o.color_correction, sizeof o.resolution, sizeof o.overcoat, sizeof o.shrink_output,
+        sizeof o.icc_intent}) {
+    EXPECT_EQ(size, 32U);
   }
 }
 
