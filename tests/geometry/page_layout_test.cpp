@@ -1,10 +1,9 @@
-// Where the image goes on the sheet: targets, canvas, bleeds and what they leave.
-
+// Where the image goes on the sheet: target, canvas, bleeds and the area that they leave.
 #include "geometry/page_layout.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
+#include <array>
 #include <limits>
 
 #include "paper/paper_table.h"
@@ -15,142 +14,116 @@ namespace {
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 
-PrintOptions options_for(const char* ppd_name) {
-  return PrintOptions{.paper_config = find_paper_by_ppd_name(ppd_name)};
-}
+using Pair = std::array<std::int32_t, 2>;   // width, height
+using Edges = std::array<std::int32_t, 4>;  // top, bottom, left, right
 
-TEST(PageLayout, OfA6x4PageIsItsPaperRow) {
-  const PageLayout layout = page_layout(options_for("w288h432"));
-  EXPECT_EQ(layout.target_width, 1844);
-  EXPECT_EQ(layout.target_height, 1240);
-  EXPECT_EQ(layout.canvas_width, 1920);
-  EXPECT_EQ(layout.canvas_height, 1240);
-  EXPECT_EQ(layout.bleed_top, 25);
-  EXPECT_EQ(layout.bleed_bottom, 18);
-  EXPECT_EQ(layout.bleed_left, 50);
-  EXPECT_EQ(layout.bleed_right, 70);
-  EXPECT_EQ(layout.effective_width, 1800);   // 1920 - 50 - 70
-  EXPECT_EQ(layout.effective_height, 1197);  // 1240 - 25 - 18
-}
+struct Case {
+  const char* paper;
+  bool interlace;
+  bool rotate;
+  Edges user_bleed;
+  Pair target;
+  Pair canvas;
+  Edges bleed;
+  Pair effective;
+};
 
-TEST(PageLayout, NamesThePaperAndTellsWhetherABleedIsTheUsers) {
-  PrintOptions options = options_for("w288h432");
-  EXPECT_STREQ(page_layout(options).paper_label, "6x4");
-  EXPECT_FALSE(page_layout(options).has_user_bleed);
-  options.bleed_top_px = -100;  // leaves the sum clamped to 0, and is a delta all the same
-  EXPECT_TRUE(page_layout(options).has_user_bleed);
-}
+// 6x4 has the bleeds 25, 18, 50, 70 and the canvas 1920 x 1240; 6x8 has 23, 12, 50, 70 and 1920 x
+// 2436; the paper of two 6x4 has no bleed.
+const Case kCases[] = {
+    {"w288h432", false, false, {}, {1844, 1240}, {1920, 1240}, {25, 18, 50, 70}, {1800, 1197}},
+    {"w432h576-div2", false, false, {}, {1844, 2436}, {1920, 2498}, {0, 0, 0, 0}, {1920, 2498}},
+    // Twice the rows, the same bleed.
+    {"w432h576",
+     true,
+     false,
+     {0, 8, 0, 0},
+     {1844, 4872},
+     {1920, 4872},
+     {23, 20, 50, 70},
+     {1800, 4829}},
+    // Only the target is rotated.
+    {"w288h432", false, true, {}, {1240, 1844}, {1920, 1240}, {25, 18, 50, 70}, {1800, 1197}},
+    {"w288h432", true, true, {}, {2480, 1844}, {1920, 2480}, {25, 18, 50, 70}, {1800, 2437}},
+    {"w288h432",
+     false,
+     false,
+     {1, -2, 30, -69},
+     {1844, 1240},
+     {1920, 1240},
+     {26, 16, 80, 1},
+     {1839, 1198}},
+    // No bleed is negative.
+    {"w288h432",
+     false,
+     false,
+     {-25, -19, kMin, -1000},
+     {1844, 1240},
+     {1920, 1240},
+     {0, 0, 0, 0},
+     {1920, 1240}},
+    {"w288h432",
+     false,
+     false,
+     {kMax, 0, kMax, kMax},
+     {1844, 1240},
+     {1920, 1240},
+     {kMax, 18, kMax, kMax},
+     {1, 1}},
+    // Two columns and rows are left, then one, none, and less than none.
+    {"w288h432",
+     false,
+     false,
+     {1195, 0, 1798, 0},
+     {1844, 1240},
+     {1920, 1240},
+     {1220, 18, 1848, 70},
+     {2, 2}},
+    {"w288h432",
+     false,
+     false,
+     {1196, 0, 1799, 0},
+     {1844, 1240},
+     {1920, 1240},
+     {1221, 18, 1849, 70},
+     {1, 1}},
+    {"w288h432",
+     false,
+     false,
+     {1197, 0, 1800, 0},
+     {1844, 1240},
+     {1920, 1240},
+     {1222, 18, 1850, 70},
+     {1, 1}},
+    {"w288h432",
+     false,
+     false,
+     {1697, 0, 2300, 0},
+     {1844, 1240},
+     {1920, 1240},
+     {1722, 18, 2350, 70},
+     {1, 1}},
+};
 
-TEST(PageLayout, TargetIsThePapersAndNotTheEffectiveArea) {
-  const PageLayout layout = page_layout(options_for("w432h576-div2"));
-  EXPECT_EQ(layout.target_width, 1844);
-  EXPECT_EQ(layout.target_height, 2436);
-  EXPECT_EQ(layout.effective_width, 1920);
-  EXPECT_EQ(layout.effective_height, 2498);
-}
-
-TEST(PageLayout, InterlacedDoublesTargetAndCanvasHeight) {
-  PrintOptions options = options_for("w432h576");
-  options.interlace = 1;
-  const PageLayout layout = page_layout(options);
-  EXPECT_EQ(layout.target_width, 1844);
-  EXPECT_EQ(layout.target_height, 4872);
-  EXPECT_EQ(layout.canvas_width, 1920);
-  EXPECT_EQ(layout.canvas_height, 4872);
-}
-
-TEST(PageLayout, InterlacedKeepsTheBleedAlthoughTheCanvasIsDoubled) {
-  PrintOptions options = options_for("w432h576");
-  options.interlace = 1;
-  options.bleed_bottom_px = 8;
-  const PageLayout layout = page_layout(options);
-  EXPECT_EQ(layout.bleed_top, 23);
-  EXPECT_EQ(layout.bleed_bottom, 20);
-  EXPECT_EQ(layout.effective_height, 4829);  // 2 * 2436 - 23 - 20
-}
-
-TEST(PageLayout, TurnedPagesExchangeOnlyTheTarget) {
-  PrintOptions options = options_for("w288h432");
-  options.rotate_90 = 1;
-  const PageLayout layout = page_layout(options);
-  EXPECT_EQ(layout.target_width, 1240);
-  EXPECT_EQ(layout.target_height, 1844);
-  EXPECT_EQ(layout.canvas_width, 1920);
-  EXPECT_EQ(layout.canvas_height, 1240);
-  EXPECT_EQ(layout.effective_width, 1800);
-  EXPECT_EQ(layout.effective_height, 1197);
-}
-
-TEST(PageLayout, TurnedAndInterlacedTheDoubledHeightIsTheTargetsWidth) {
-  PrintOptions options = options_for("w288h432");
-  options.rotate_90 = 1;
-  options.interlace = 1;
-  const PageLayout layout = page_layout(options);
-  EXPECT_EQ(layout.target_width, 2480);
-  EXPECT_EQ(layout.target_height, 1844);
-}
-
-TEST(PageLayout, UserBleedIsAddedToThePapers) {
-  PrintOptions options = options_for("w288h432");
-  options.bleed_top_px = 1;
-  options.bleed_bottom_px = -2;
-  options.bleed_left_px = 30;
-  options.bleed_right_px = -69;
-  const PageLayout layout = page_layout(options);
-  EXPECT_EQ(layout.bleed_top, 26);
-  EXPECT_EQ(layout.bleed_bottom, 16);
-  EXPECT_EQ(layout.bleed_left, 80);
-  EXPECT_EQ(layout.bleed_right, 1);
-  EXPECT_EQ(layout.effective_width, 1839);
-  EXPECT_EQ(layout.effective_height, 1198);
-}
-
-TEST(PageLayout, BleedNeverBecomesNegative) {
-  PrintOptions options = options_for("w288h432");
-  options.bleed_top_px = -25;  // exactly 0
-  options.bleed_bottom_px = -19;
-  options.bleed_left_px = kMin;
-  options.bleed_right_px = -1000;
-  const PageLayout layout = page_layout(options);
-  EXPECT_EQ(layout.bleed_top, 0);
-  EXPECT_EQ(layout.bleed_bottom, 0);
-  EXPECT_EQ(layout.bleed_left, 0);
-  EXPECT_EQ(layout.bleed_right, 0);
-  EXPECT_EQ(layout.effective_width, 1920);
-  EXPECT_EQ(layout.effective_height, 1240);
-}
-
-TEST(PageLayout, BleedSumsSaturate) {
-  PrintOptions options = options_for("w288h432");
-  options.bleed_top_px = kMax;
-  options.bleed_left_px = kMax;
-  options.bleed_right_px = kMax;
-  const PageLayout layout = page_layout(options);
-  EXPECT_EQ(layout.bleed_top, kMax);
-  EXPECT_EQ(layout.bleed_left, kMax);
-  EXPECT_EQ(layout.bleed_right, kMax);
-  EXPECT_EQ(layout.effective_width, 1);
-  EXPECT_EQ(layout.effective_height, 1);
-}
-
-TEST(PageLayout, AnEffectiveSideBelowTwoIsOne) {
-  PrintOptions options = options_for("w288h432");
-  for (const std::int32_t left_over : {1, 0, -1, -500}) {
-    options.bleed_left_px = 1920 - 70 - 50 - left_over;
-    options.bleed_top_px = 1240 - 18 - 25 - left_over;
-    const PageLayout layout = page_layout(options);
-    EXPECT_EQ(layout.effective_width, 1) << left_over;
-    EXPECT_EQ(layout.effective_height, 1) << left_over;
+TEST(PageLayout, FollowsFromPaperModeRotationAndBleeds) {
+  for (std::size_t i = 0; i < std::size(kCases); ++i) {
+    SCOPED_TRACE("case " + std::to_string(i));
+    const Case& c = kCases[i];
+    PrintOptions options{.paper_config = find_paper_by_ppd_name(c.paper)};
+    options.interlace = c.interlace ? 1 : 0;
+    options.rotate_90 = c.rotate ? 1 : 0;
+    options.bleed_top_px = c.user_bleed[0];
+    options.bleed_bottom_px = c.user_bleed[1];
+    options.bleed_left_px = c.user_bleed[2];
+    options.bleed_right_px = c.user_bleed[3];
+    const PageLayout l = page_layout(options);
+    EXPECT_EQ((Pair{l.target_width, l.target_height}), c.target);
+    EXPECT_EQ((Pair{l.canvas_width, l.canvas_height}), c.canvas);
+    EXPECT_EQ((Edges{l.bleed_top, l.bleed_bottom, l.bleed_left, l.bleed_right}), c.bleed);
+    EXPECT_EQ((Pair{l.effective_width, l.effective_height}), c.effective);
+    EXPECT_STREQ(l.paper_label, options.paper_config->label);
+    EXPECT_EQ(l.has_user_bleed, c.user_bleed != Edges{});
   }
-}
-
-TEST(PageLayout, AnEffectiveSideOfTwoStaysTwo) {
-  PrintOptions options = options_for("w288h432");
-  options.bleed_left_px = 1920 - 70 - 50 - 2;
-  options.bleed_top_px = 1240 - 18 - 25 - 2;
-  const PageLayout layout = page_layout(options);
-  EXPECT_EQ(layout.effective_width, 2);
-  EXPECT_EQ(layout.effective_height, 2);
 }
 
 }  // namespace
