@@ -23,61 +23,31 @@ Sent sent_to_output(const char* name, int mode, ModeMapper mapper) {
   return sent;
 }
 
-TEST(Controls, OvercoatModesAreSentAsTheyAre) {
-  std::uint32_t value = 99;
-  EXPECT_EQ(overcoat_mode_to_cmd(0, &value), 0);
-  EXPECT_EQ(value, 0U);
-  EXPECT_EQ(overcoat_mode_to_cmd(1, &value), 0);
-  EXPECT_EQ(value, 1U);
+TEST(Controls, ModesHaveTheirCodesAndOthersLeaveTheValue) {
+  const struct {
+    ModeMapper mapper;
+    int mode;
+    int result;
+    std::uint32_t value;
+  } cases[] = {{overcoat_mode_to_cmd, 0, 0, 0},   {overcoat_mode_to_cmd, 1, 0, 1},
+               {overcoat_mode_to_cmd, 2, -1, 99}, {overcoat_mode_to_cmd, -1, -1, 99},
+               {cutter_mode_to_cmd, 0, 0, 0},     {cutter_mode_to_cmd, 1, 0, 1},
+               {cutter_mode_to_cmd, 2, 0, 120},   {cutter_mode_to_cmd, 3, -1, 99},
+               {cutter_mode_to_cmd, -1, -1, 99}};
+  for (const auto& [mapper, mode, result, expected] : cases) {
+    std::uint32_t value = 99;
+    EXPECT_EQ(mapper(mode, &value), result);
+    EXPECT_EQ(value, expected);
+  }
 }
 
-TEST(Controls, ThirdCutterModeIs120ToThePrinter) {
-  std::uint32_t value = 99;
-  EXPECT_EQ(cutter_mode_to_cmd(0, &value), 0);
-  EXPECT_EQ(value, 0U);
-  EXPECT_EQ(cutter_mode_to_cmd(1, &value), 0);
-  EXPECT_EQ(value, 1U);
-  EXPECT_EQ(cutter_mode_to_cmd(2, &value), 0);
-  EXPECT_EQ(value, 120U);
-}
-
-TEST(Controls, ModeOutOfRangeLeavesTheValueAlone) {
-  std::uint32_t value = 99;
-  EXPECT_EQ(overcoat_mode_to_cmd(2, &value), -1);
-  EXPECT_EQ(overcoat_mode_to_cmd(-1, &value), -1);
-  EXPECT_EQ(cutter_mode_to_cmd(3, &value), -1);
-  EXPECT_EQ(cutter_mode_to_cmd(-1, &value), -1);
-  EXPECT_EQ(value, 99U);
-}
-
-TEST(Controls, CommandIsABlockAndEightDigits) {
-  const Sent sent = sent_to_output("OVERCOAT", 1, overcoat_mode_to_cmd);
-  EXPECT_EQ(sent.bytes,
-            "\x1b"
-            "PCNTRL OVERCOAT        0000000800000001");
-  EXPECT_EQ(sent.log, "K905-1: send CNTRL OVERCOAT mode=1\n");
-}
-
-TEST(Controls, LogShowsTheValueThatIsSentNotTheMode) {
-  const Sent sent = sent_to_output("CUTTER", 2, cutter_mode_to_cmd);
+TEST(Controls, CommandIsABlockAndTheCodeInEightDigits) {
+  Sent sent = sent_to_output("CUTTER", 2, cutter_mode_to_cmd);
   EXPECT_EQ(sent.bytes,
             "\x1b"
             "PCNTRL CUTTER          0000000800000120");
   EXPECT_EQ(sent.log, "K905-1: send CNTRL CUTTER mode=120\n");
-}
-
-TEST(Controls, CutterModeThreeIsLoggedAndSentAsZero) {
-  const Sent sent = sent_to_output("CUTTER", 3, cutter_mode_to_cmd);
-  EXPECT_EQ(sent.bytes,
-            "\x1b"
-            "PCNTRL CUTTER          0000000800000000");
-  EXPECT_EQ(sent.log,
-            "K905-1: invalid mode=3 for CUTTER, fallback 0\n"
-            "K905-1: send CNTRL CUTTER mode=0\n");
-}
-
-TEST(Controls, OvercoatModeTwoIsLoggedAndSentAsZero) {
-  const Sent sent = sent_to_output("OVERCOAT", 2, overcoat_mode_to_cmd);
+  sent = sent_to_output("OVERCOAT", 2, overcoat_mode_to_cmd);
   EXPECT_EQ(sent.bytes,
             "\x1b"
             "PCNTRL OVERCOAT        0000000800000000");
@@ -86,19 +56,19 @@ TEST(Controls, OvercoatModeTwoIsLoggedAndSentAsZero) {
             "K905-1: send CNTRL OVERCOAT mode=0\n");
 }
 
-TEST(Controls, WithoutAMapperTheParameterIsZero) {
+TEST(Controls, ParameterWithoutAMapperIsZero) {
   const Sent sent = sent_to_output("CUTTER", 2, nullptr);
   EXPECT_EQ(sent.bytes.substr(32), "00000000");
   EXPECT_EQ(sent.log, "K905-1: send CNTRL CUTTER mode=0\n");
 }
 
-TEST(Controls, ParameterFollowsItsBlockInOneWrite) {
+TEST(Controls, BlockAndParameterAreOneWrite) {
   const hooks::Guard guard;
   sent_to_output("CUTTER", 0, cutter_mode_to_cmd);
   EXPECT_EQ(hooks::writes_to_output, std::vector<std::size_t>{40});
 }
 
-TEST(Controls, ControlReportsWhetherItWasWrittenWhole) {
+TEST(Controls, ResultIsWhetherAllWasWritten) {
   const hooks::Guard guard;
   const auto is_whole = [](hooks::Step step) {
     hooks::write_script = {.descriptor = 1, .steps = {step}};

@@ -1,6 +1,8 @@
 #include "protocol/print_page.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,8 +12,10 @@
 #include <vector>
 
 #include "tests/support/captured_log.h"
+#include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
 #include "tests/support/system_hooks.h"
+#include "tests/support/wire_stream.h"
 
 namespace {
 
@@ -48,37 +52,6 @@ Printed print_sheet(int width, int height) {
   return print_planes(first.data(), second.data(), third.data(), width, height);
 }
 
-// The 1088 bytes in front of the pixels of a small image, put together by hand.
-std::string bmp_header(unsigned char width, unsigned char height) {
-  const unsigned total = 1088U + width * height;
-  std::string header(1088, '\0');
-  header[0] = 'B';
-  header[1] = 'M';
-  header[2] = static_cast<char>(total & 0xff);
-  header[3] = static_cast<char>(total >> 8);
-  header[10] = 0x40;
-  header[11] = 0x04;
-  header[14] = 40;
-  header[18] = static_cast<char>(width);
-  header[22] = static_cast<char>(height);
-  header[26] = 1;
-  header[28] = 8;
-  for (std::size_t gray = 0; gray < 256; ++gray) {
-    for (std::size_t channel = 0; channel < 3; ++channel) {
-      header[54 + 4 * gray + channel] = static_cast<char>(gray);
-    }
-  }
-  return header;
-}
-
-std::string block(const std::string& rest) {
-  return "\x1b"
-         "P" +
-         rest;
-}
-
-const std::string kStart = block("CNTRL START                   ");
-
 class PrintPage : public testing::Test {
  protected:
   void paper(const char* name) {
@@ -92,24 +65,20 @@ class PrintPage : public testing::Test {
   hooks::Guard hooks_;
 };
 
-TEST_F(PrintPage, GlossySheetByteForByte) {
-  const std::uint8_t first[] = {1, 2};
-  const std::uint8_t second[] = {3, 4};
-  const std::uint8_t third[] = {5, 255};
-  const Printed printed = print_planes(first, second, third, 2, 1);
-  // 1090 bytes an image: 1088 and two pixels.
-  EXPECT_EQ(printed.bytes, block("IMAGE YPLANE          00001090") + bmp_header(2, 1) + "\x05\xff" +
-                               block("IMAGE MPLANE          00001090") + bmp_header(2, 1) +
-                               "\x03\x04" + block("IMAGE CPLANE          00001090") +
-                               bmp_header(2, 1) + "\x01\x02" +
-                               block("CNTRL CUTTER          0000000800000000") + kStart);
-}
-
-std::string contents_of(FILE* file) {
-  std::string bytes(static_cast<std::size_t>(std::ftell(file)), '\0');
-  std::rewind(file);
-  bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
-  return bytes;
+TEST_F(PrintPage, SheetIsTheStreamWrittenByHand) {
+  WireSheet sheet{.width = 2, .height = 1, .plane = {{{1, 2}, {3, 4}, {5, 255}}}};
+  const auto& plane = sheet.plane;
+  const auto printed = [&] {
+    return print_planes(plane[0].data(), plane[1].data(), plane[2].data(), 2, 1).bytes;
+  };
+  EXPECT_EQ(printed(), wire_sheet(sheet));
+  for (const char* name : {"matte", "MATTE", "Matte ", ""}) {
+    overcoat(name);
+    EXPECT_EQ(printed(), wire_sheet(sheet)) << name;
+  }
+  overcoat("Matte");
+  sheet.matte = true;
+  EXPECT_EQ(printed(), wire_sheet(sheet));
 }
 
 TEST_F(PrintPage, SheetGoesToTheGivenDescriptorWithItsOwnSettings) {
@@ -119,23 +88,24 @@ TEST_F(PrintPage, SheetGoesToTheGivenDescriptorWithItsOwnSettings) {
                            .height = 1,
                            .paper_name = "w288h432-div2",
                            .matte = true};
-  // The settings of a job are not read.
+  // The settings of the job are not used.
   paper("w288h432");
   overcoat("Glossy");
-  const std::unique_ptr<FILE, int (*)(FILE*)> file(std::tmpfile(), std::fclose);
+  const ScratchFolder folder;
+  const std::string path = folder.write("sheet", "");
+  const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
   SheetResult result = SheetResult::kRefused;
   std::string output;
-  const std::string log = captured_log(
-      [&] { output = captured_output([&] { result = send_sheet(fileno(file.get()), sheet); }); });
+  const std::string log =
+      captured_log([&] { output = captured_output([&] { result = send_sheet(file, sheet); }); });
+  close(file);
   EXPECT_EQ(result, SheetResult::kSent);
   EXPECT_EQ(output, "");
-  std::fseek(file.get(), 0, SEEK_END);
-  const std::string image = bmp_header(2, 1) + "\x01\x02";
-  EXPECT_EQ(contents_of(file.get()), block("IMAGE YPLANE          00001090") + image +
-                                         block("IMAGE MPLANE          00001090") + image +
-                                         block("IMAGE CPLANE          00001090") + image +
-                                         block("CNTRL OVERCOAT        0000000800000001") +
-                                         block("CNTRL CUTTER          0000000800000120") + kStart);
+  EXPECT_EQ(read_file(path), wire_sheet({.width = 2,
+                                         .height = 1,
+                                         .plane = {{{1, 2}, {1, 2}, {1, 2}}},
+                                         .matte = true,
+                                         .cutter = "00000120"}));
   EXPECT_EQ(lines_of(log).front(), "K905-1: Printing single page 2x1");
   EXPECT_EQ(lines_of(log).back(), "K905-1: send CNTRL START");
 }
@@ -161,23 +131,7 @@ TEST_F(PrintPage, SheetIsIncompleteWhicheverWriteIsCutOrFails) {
   }
 }
 
-TEST_F(PrintPage, MatteSheetHasOneMoreCommandInFrontOfTheCutter) {
-  const Printed glossy = print_sheet(2, 1);
-  overcoat("Matte");
-  const Printed matte = print_sheet(2, 1);
-  const std::string command = block("CNTRL OVERCOAT        0000000800000001");
-  const std::size_t place = glossy.bytes.size() - 40 - 32;
-  EXPECT_EQ(matte.bytes, glossy.bytes.substr(0, place) + command + glossy.bytes.substr(place));
-}
-
-TEST_F(PrintPage, OnlyTheExactWordMatteIsMatte) {
-  for (const char* name : {"matte", "MATTE", "Matte ", "Glossy", ""}) {
-    overcoat(name);
-    EXPECT_EQ(print_sheet(2, 1).bytes.find("OVERCOAT"), std::string::npos) << name;
-  }
-}
-
-TEST_F(PrintPage, LogOfASheetLineByLine) {
+TEST_F(PrintPage, SheetIsLoggedLineByLine) {
   std::vector<std::uint8_t> first(101, 9);
   std::vector<std::uint8_t> second(101, 9);
   std::vector<std::uint8_t> third(101, 9);
@@ -211,7 +165,7 @@ TEST_F(PrintPage, LogOfASheetLineByLine) {
                          }));
 }
 
-TEST_F(PrintPage, HundredPixelsPrintNoPixelLines) {
+TEST_F(PrintPage, SheetOfAHundredPixelsLogsNoPixels) {
   const Printed printed = print_sheet(10, 10);
   EXPECT_TRUE(printed.says("K905-1: DEBUG: Image size: 100 pixels"));
   for (const std::string& line : printed.log) {
@@ -219,19 +173,14 @@ TEST_F(PrintPage, HundredPixelsPrintNoPixelLines) {
   }
 }
 
-TEST_F(PrintPage, FirstCallHasTheNumberOneMoreThanTheCallBefore) {
+TEST_F(PrintPage, CallsAreNumberedAndRefusedOnesCount) {
   const int before = print_sheet(1, 1).call();
   EXPECT_GE(before, 1);
-  EXPECT_EQ(print_sheet(1, 1).call(), before + 1);
-}
-
-TEST_F(PrintPage, RefusedCallsCountToo) {
-  const int before = print_sheet(1, 1).call();
   print_planes(nullptr, nullptr, nullptr, 1, 1);
   EXPECT_EQ(print_sheet(1, 1).call(), before + 2);
 }
 
-TEST_F(PrintPage, AnyMissingPlaneSendsNothing) {
+TEST_F(PrintPage, MissingPlaneSendsNothing) {
   const std::uint8_t pixel = 0;
   const std::uint8_t* planes[3] = {&pixel, &pixel, &pixel};
   for (const std::uint8_t*& missing : planes) {
@@ -244,7 +193,7 @@ TEST_F(PrintPage, AnyMissingPlaneSendsNothing) {
   }
 }
 
-TEST_F(PrintPage, SidesOfZeroAboveFiveThousandAndNegativeSendNothing) {
+TEST_F(PrintPage, InvalidSideSendsNothing) {
   const std::uint8_t pixel = 0;
   const std::pair<int, int> refused[] = {{0, 10},    {10, 0},  {5001, 10},
                                          {10, 5001}, {-1, 10}, {10, -2147483647 - 1}};
@@ -258,7 +207,7 @@ TEST_F(PrintPage, SidesOfZeroAboveFiveThousandAndNegativeSendNothing) {
   }
 }
 
-TEST_F(PrintPage, FiveThousandByFiveThousandIsPrinted) {
+TEST_F(PrintPage, SidesOfFiveThousandArePrinted) {
   const Printed printed = print_sheet(5000, 5000);
   // Three blocks, three images of 25000000 + 1088 bytes, cutter, start.
   EXPECT_EQ(printed.bytes.size(), 3U * (32 + 25001088) + 40 + 32);
@@ -283,8 +232,7 @@ TEST_F(PrintPage, SheetIsSyncedWhenAllOfItIsWritten) {
   EXPECT_EQ(hooks::synced_after, std::vector<std::size_t>{printed.bytes.size()});
 }
 
-// Which call of the sheet meets the trouble: 0 is Y's block, 1 its header, 2 its pixels, 3 M's
-// block...
+// The call that fails: 0 is the block of Y, 1 its header, 2 its pixels, 3 the block of M...
 void trouble_at(std::size_t call, hooks::Step step) {
   hooks::write_script = {.descriptor = 1, .steps = {}};
   for (std::size_t before = 0; before < call; ++before) {
@@ -293,7 +241,7 @@ void trouble_at(std::size_t call, hooks::Step step) {
   hooks::write_script.steps.push_back(step);
 }
 
-TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetGoesOn) {
+TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetContinues) {
   const char letters[] = {'Y', 'M', 'C'};
   const Printed whole = print_sheet(2, 1);
   for (std::size_t plane = 0; plane < 3; ++plane) {
@@ -317,127 +265,77 @@ TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetGoesOn) {
   }
 }
 
-TEST_F(PrintPage, HeaderCutShortByAWriteOfZeroEndsThatImageWithoutAFailure) {
+TEST_F(PrintPage, WriteOfNothingEndsItsPartWithoutAFailure) {
   const Printed whole = print_sheet(2, 1);
-  trouble_at(1, {.at_most = 0});
-  const Printed printed = print_sheet(2, 1);
-  EXPECT_EQ(printed.bytes, whole.bytes.substr(0, 32) + whole.bytes.substr(1122));
-  EXPECT_TRUE(printed.says("K905-1: write returned 0"));
-  EXPECT_FALSE(printed.says("K905-1: send Y plane failed"));
+  // What is missing of Y, 1122 bytes, when its block, its header or its pixels are not taken.
+  const std::pair<std::size_t, std::size_t> missing[] = {{0, 32}, {32, 1122}, {1120, 1122}};
+  for (std::size_t call = 0; call < std::size(missing); ++call) {
+    trouble_at(call, {.at_most = 0});
+    const Printed printed = print_sheet(2, 1);
+    EXPECT_EQ(printed.bytes, whole.bytes.substr(0, missing[call].first) +
+                                 whole.bytes.substr(missing[call].second));
+    EXPECT_TRUE(printed.says("K905-1: write returned 0"));
+    EXPECT_FALSE(printed.says("K905-1: send Y plane failed"));
+  }
 }
 
-TEST_F(PrintPage, PixelsCutShortByAWriteOfZeroAreNoFailure) {
-  const Printed whole = print_sheet(2, 1);
-  trouble_at(2, {.at_most = 0});
-  const Printed printed = print_sheet(2, 1);
-  EXPECT_EQ(printed.bytes, whole.bytes.substr(0, 1120) + whole.bytes.substr(1122));
-  EXPECT_TRUE(printed.says("K905-1: write returned 0"));
-  EXPECT_FALSE(printed.says("K905-1: send Y plane failed"));
-}
-
-TEST_F(PrintPage, BlockCutShortByAWriteOfZeroIsNoFailure) {
-  const Printed whole = print_sheet(2, 1);
-  trouble_at(0, {.at_most = 0});
-  const Printed printed = print_sheet(2, 1);
-  EXPECT_EQ(printed.bytes, whole.bytes.substr(32));
-  EXPECT_FALSE(printed.says("K905-1: send Y plane failed"));
-}
-
-TEST_F(PrintPage, FailedStartIsOnlyAWriteError) {
+TEST_F(PrintPage, FailedStartIsLoggedAsAWriteError) {
   trouble_at(10, {.error = EIO});
-  const Printed whole = print_sheet(2, 1);
-  EXPECT_EQ(whole.bytes.find("START"), std::string::npos);
-  ASSERT_GE(whole.log.size(), 2U);
-  EXPECT_EQ(whole.log[whole.log.size() - 2], "K905-1: write error: Input/output error");
+  const Printed printed = print_sheet(2, 1);
+  EXPECT_EQ(printed.bytes.find("START"), std::string::npos);
+  ASSERT_GE(printed.log.size(), 2U);
+  EXPECT_EQ(printed.log[printed.log.size() - 2], "K905-1: write error: Input/output error");
 }
 
 constexpr char kMerged[] =
     "K905-1: 6x4 merged to 6x8 (w432h576-div2) detected, setting cutMode = 1 (middle cut)";
 constexpr char kDiv2[] = "K905-1: div2 paper detected, setting cutMode = 2";
-constexpr char kDiv4[] = "K905-1: div4 paper detected, setting cutMode = 4";
 
-class CutterRules : public PrintPage {
- protected:
-  // Parameter of the CUTTER command and the rule's line, "" when no rule spoke.
-  struct Cut {
-    std::string parameter;
-    std::string line;
-    bool operator==(const Cut&) const = default;
+TEST_F(PrintPage, CutterFollowsFromPaperNameAndSheetSize) {
+  const struct {
+    const char* paper;
+    int width;
+    int height;
+    const char* parameter;
+    const char* line;
+  } cases[] = {
+      {"w288h432-div2", 1920, 2498, "00000000", kMerged},
+      {"w288h432-div2", 1920, 1240, "00000120", kDiv2},
+      {"w288h432-div2", 1919, 2498, "00000120", kDiv2},
+      {"w288h432-div2", 1920, 2497, "00000120", kDiv2},
+      {"w288h432", 1920, 2498, "00000000", kMerged},
+      {"Photo6x4Borderless", 1920, 2498, "00000000", kMerged},
+      {"4x6", 1920, 2498, "00000000", kMerged},
+      {"w432h576", 1920, 2498, "00000000", ""},
+      {"w360h504-div2", 4, 4, "00000120", kDiv2},
+      {"div4", 4, 4, "00000120", kDiv2},
+      // The rule of its own name comes after the one for div2.
+      {"w432h576-div2", 1920, 2498, "00000120", kDiv2},
+      {"w432h576-div2", 4, 4, "00000120", kDiv2},
+      {"w288h432", 1920, 1240, "00000000", ""},
+      {"", 4, 4, "00000000", ""},
   };
-  Cut cut(const char* name, int width, int height) {
+  for (const auto& [name, width, height, parameter, expected] : cases) {
     paper(name);
     const Printed printed = print_sheet(width, height);
-    Cut result;
-    const std::size_t place = printed.bytes.rfind("CUTTER");
-    result.parameter = printed.bytes.substr(place + 24, 8);
+    EXPECT_EQ(printed.bytes.substr(printed.bytes.rfind("CUTTER") + 24, 8), parameter) << name;
+    std::string rule;
     for (const std::string& line : printed.log) {
       if (line.find("cutMode") != std::string::npos) {
-        result.line += line;
+        rule += line;
       }
     }
-    return result;
+    EXPECT_EQ(rule, expected) << name << " " << width << "x" << height;
   }
-};
-
-TEST_F(CutterRules, MergedSheetWinsOverDiv2) {
-  EXPECT_EQ(cut("w288h432-div2", 1920, 2498), (Cut{"00000000", kMerged}));
 }
 
-TEST_F(CutterRules, SameNameOnAnotherSizeIsCutAsDiv2) {
-  EXPECT_EQ(cut("w288h432-div2", 1920, 1240), (Cut{"00000120", kDiv2}));
-  EXPECT_EQ(cut("w288h432-div2", 1919, 2498), (Cut{"00000120", kDiv2}));
-  EXPECT_EQ(cut("w288h432-div2", 1920, 2497), (Cut{"00000120", kDiv2}));
-}
-
-TEST_F(CutterRules, MergedSheetIsKnownByAnyOfThreeNamesAnywhere) {
-  EXPECT_EQ(cut("w288h432", 1920, 2498), (Cut{"00000000", kMerged}));
-  EXPECT_EQ(cut("Photo6x4Borderless", 1920, 2498), (Cut{"00000000", kMerged}));
-  EXPECT_EQ(cut("4x6", 1920, 2498), (Cut{"00000000", kMerged}));
-}
-
-TEST_F(CutterRules, SheetOfMergedSizeWithAnotherNameIsNotMerged) {
-  EXPECT_EQ(cut("w432h576", 1920, 2498), (Cut{"00000000", ""}));
-}
-
-TEST_F(CutterRules, Div2AndDiv4AreSentAs120) {
-  EXPECT_EQ(cut("w360h504-div2", 4, 4), (Cut{"00000120", kDiv2}));
-  EXPECT_EQ(cut("div4", 4, 4), (Cut{"00000120", kDiv2}));
-}
-
-TEST_F(CutterRules, W432h576Div2IsCutAsDiv2AndNeverReachesItsOwnRule) {
-  EXPECT_EQ(cut("w432h576-div2", 1920, 2498), (Cut{"00000120", kDiv2}));
-  EXPECT_NE(cut("w432h576-div2", 4, 4).line, kDiv4);
-}
-
-TEST_F(CutterRules, OtherPaperIsNotCutAndNothingIsSaid) {
-  EXPECT_EQ(cut("w288h432", 1920, 1240), (Cut{"00000000", ""}));
-  EXPECT_EQ(cut("", 4, 4), (Cut{"00000000", ""}));
-}
-
-TEST_F(PrintPage, RuleSpeaksBetweenTheSizesAndTheFirstPlane) {
+TEST_F(PrintPage, CutterRuleIsLoggedBeforeTheFirstPlane) {
   paper("div2");
   const Printed printed = print_sheet(2, 1);
   ASSERT_GE(printed.log.size(), 7U);
   EXPECT_EQ(printed.log[4], "K905-1: DEBUG: BMP plane sizes: Y=1090, M=1090, C=1090 bytes");
   EXPECT_EQ(printed.log[5], kDiv2);
   EXPECT_EQ(printed.log[6], "K905-1: DEBUG: Sending Y plane (1090 bytes)");
-}
-
-TEST_F(PrintPage, GlossySixByFourHoldsThreeImagesOneCutterAndOneStart) {
-  paper("w288h432");
-  const Printed printed = print_sheet(1920, 1240);
-  const auto occurrences = [&](const std::string& what) {
-    int found = 0;
-    for (std::size_t at = printed.bytes.find(what); at != std::string::npos;
-         at = printed.bytes.find(what, at + 1)) {
-      ++found;
-    }
-    return found;
-  };
-  EXPECT_EQ(occurrences(block("IMAGE ")), 3);
-  EXPECT_EQ(occurrences(block("CNTRL CUTTER          0000000800000000")), 1);
-  EXPECT_EQ(occurrences(kStart), 1);
-  EXPECT_EQ(occurrences(block("")), 5);
 }
 
 }  // namespace

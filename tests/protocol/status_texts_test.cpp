@@ -5,55 +5,33 @@
 #include <map>
 #include <string>
 
+#include "tests/support/build_paths.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/child_process.h"
+
 namespace {
 
-const std::map<int, std::string> kPrinterManual = {
-    {0, "Idling"},
-    {1, "Printing"},
-    {500, "Head cooling down"},
-    {510, "Cooling the paper winding motor"},
-    {900, "Standby Mode"},
-    {1000, "Cover is open"},
-    {1010, "No Scrap box"},
-    {1100, "Paper End"},
-    {1200, "Ribbon End"},
-    {1300, "Paper jam"},
-    {1400, "Ribbon errors (detect error, ribbon break)"},
-    {1500, "Paper Definition Error (The setting is different from printer setting)"},
-    {1600, "Data error (improper data)"},
-    {2000, "Head voltage error"},
-    {2100, "Head position error"},
-    {2200, "Power supply fan stopped"},
-    {2300, "Cutter error (Cut jamming etc.)"},
-    {2400, "Pinch roller position error"},
-    {2500, "Abnormal head temperature"},
-    {2600, "Abnormal media temperature"},
-    {2610, "Abnormal temperature of paper winding motor"},
-    {2700, "Ribbon tension error"},
-    {2800, "RF-ID module error"},
-    {3000, "System error"},
-    {5017, "Paper jam in duplex unit paper supply"},
-    {5019, "Paper jam in duplex unit upper paper feed area"},
-    {5023, "Paper jam in area of duplex unit shell"},
-    {5027, "Paper jam in area of duplex unit eject slot"},
-    {5049, "Duplex unit paper delivery motor malfunction"},
-    {5065, "Duplex unit reversing block (shell) internal feed motor malfunction"},
-    {5081, "Duplex unit pinch malfunction"},
-    {5097, "Duplex unit act pass guide malfunction"},
-    {5113, "Duplex unit side guide malfunction"},
-    {5129, "Duplex unit skew correction malfunction"},
-    {5145, "Duplex unit reverse block (shell) malfunction"},
-    {5161, "Duplex unit feed tray malfunction"},
-    {5177, "Duplex unit cut operation malfunction"},
-    {5193, "Duplex unit tray error"},
-    {5209, "Duplex unit maintenance cover open"},
-    {5241, "Duplex unit system error"},
-};
+// The list of the printer's codes is in tests/support, each text followed by a colon and advice.
+// States that need no advice are not in it.
+std::map<int, std::string> texts_of_the_printer() {
+  std::map<int, std::string> texts = {
+      {0, "Idling"}, {1, "Printing"}, {900, "Standby Mode"}, {1600, "Data error (improper data)"}};
+  for (const std::string& line :
+       lines_of(read_file(K905_SOURCE_DIR "/tests/support/status_reasons.tsv"))) {
+    const std::string sentence = line.substr(line.rfind('\t') + 1);
+    if (line[0] != '#' && !sentence.starts_with("Printer status ")) {
+      texts[std::stoi(line)] = sentence.substr(0, sentence.find(": "));
+    }
+  }
+  return texts;
+}
 
 TEST(StatusTexts, EveryCodeHasItsTextAndEveryOtherNumberHasNone) {
+  const std::map<int, std::string> texts = texts_of_the_printer();
+  EXPECT_EQ(texts.size(), 40U);
   for (int code = -10; code <= 100000; ++code) {
-    const auto known = kPrinterManual.find(code);
-    ASSERT_EQ(status_text(code), known == kPrinterManual.end() ? "" : known->second) << code;
+    const auto known = texts.find(code);
+    ASSERT_EQ(status_text(code), known == texts.end() ? "" : known->second) << code;
   }
 }
 
