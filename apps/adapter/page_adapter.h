@@ -8,7 +8,7 @@
 
 #include <optional>
 
-#include "apps/layout/page_fit.h"
+#include "apps/adapter/page_fit.h"
 #include "apps/layout/sheet_place.h"
 
 namespace k905 {

@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "apps/layout/row_scaler.h"
+#include "apps/adapter/row_scaler.h"
 
 namespace k905 {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "apps/layout/row_scaler.h"
+#include "apps/adapter/row_scaler.h"
 
 namespace k905 {
 

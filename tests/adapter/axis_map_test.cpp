@@ -1,5 +1,5 @@
 // Which pixels a target pixel is made of, worked out by hand.
-#include "apps/layout/axis_map.h"
+#include "apps/adapter/axis_map.h"
 
 #include <gtest/gtest.h>
 

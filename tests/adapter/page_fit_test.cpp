@@ -1,6 +1,6 @@
 // Where a page goes on the sheet. Every paper and resolution is tried with the filter itself in
 // true_pages_test.cpp.
-#include "apps/layout/page_fit.h"
+#include "apps/adapter/page_fit.h"
 
 #include <gtest/gtest.h>
 

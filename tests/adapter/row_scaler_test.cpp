@@ -1,5 +1,5 @@
 // Rows made from rows, against the same sums written down directly.
-#include "apps/layout/row_scaler.h"
+#include "apps/adapter/row_scaler.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "apps/layout/axis_map.h"
+#include "apps/adapter/axis_map.h"
 
 namespace k905 {
 

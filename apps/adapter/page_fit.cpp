@@ -1,4 +1,4 @@
-#include "apps/layout/page_fit.h"
+#include "apps/adapter/page_fit.h"
 
 #include <algorithm>
 #include <cmath>

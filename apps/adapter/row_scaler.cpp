@@ -1,4 +1,4 @@
-#include "apps/layout/row_scaler.h"
+#include "apps/adapter/row_scaler.h"
 
 #include <algorithm>
 #include <cstring>

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "apps/layout/axis_map.h"
+#include "apps/adapter/axis_map.h"
 #include "apps/layout/sheet_place.h"
 
 namespace k905 {

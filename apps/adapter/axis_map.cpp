@@ -1,4 +1,4 @@
-#include "apps/layout/axis_map.h"
+#include "apps/adapter/axis_map.h"
 
 #include <algorithm>
 #include <cmath>
