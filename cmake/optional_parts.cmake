@@ -1,7 +1,7 @@
 # The filter needs libcups and Little CMS only. The other programs, tests, benchmarks and fuzz targets are on
 # where their libraries are found, and can be switched off.
 pkg_check_modules(VIPS QUIET IMPORTED_TARGET vips)
-find_package(SQLite3 QUIET)
+find_package(SQLiteCpp QUIET)
 find_package(GTest QUIET)
 # Tests make photo files with the formats' own libraries.
 find_package(PNG QUIET)
@@ -11,7 +11,7 @@ find_package(nlohmann_json QUIET)
 find_package(benchmark QUIET)
 
 set(apps_possible OFF)
-if(VIPS_FOUND AND SQLite3_FOUND AND CLI11_FOUND AND nlohmann_json_FOUND)
+if(VIPS_FOUND AND SQLiteCpp_FOUND AND CLI11_FOUND AND nlohmann_json_FOUND)
   set(apps_possible ON)
 endif()
 option(K905_BUILD_APPS "Build the programs around the filter" ${apps_possible})

@@ -1,13 +1,24 @@
 #include "apps/print/ledger.h"
 
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <SQLiteCpp/VariadicBind.h>
+#include <fcntl.h>
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <concepts>
+#include <cstring>
 #include <ctime>
 #include <utility>
 
+#include "apps/base/descriptor.h"
+
 namespace {
 
-using k905::Database;
-using k905::Query;
-using k905::Transaction;
+using SQLite::Database;
+using SQLite::Statement;
+
+constexpr int kPatienceMs = 20000;
 
 // "k905" and the layout below.
 constexpr int kApplicationId = 0x6b393035;
@@ -65,10 +76,6 @@ CREATE INDEX open_sheets ON sheet(folder, name) WHERE is_open;
 CREATE INDEX open_jobs ON sheet(ticket) WHERE is_open;
 )";
 
-constexpr char kSheetColumns[] =
-    "id, folder, name, size, hash, queue, device, settings, hold, ticket, job, file_device, "
-    "file_inode, file_length, time, outcome, reason";
-
 constexpr std::pair<Outcome, const char*> kOutcomes[] = {
     {Outcome::waiting, "waiting"}, {Outcome::begun, "begun"},
     {Outcome::sending, "sending"}, {Outcome::complete, "complete"},
@@ -85,26 +92,53 @@ Outcome outcome_named(const std::string& text) {
   throw LedgerError("unknown outcome \"" + text + "\"");
 }
 
+// SQLite has signed integers only; they keep the bits of unsigned ones.
+std::int64_t column_value(std::integral auto number) { return static_cast<std::int64_t>(number); }
+const std::string& column_value(const std::string& text) { return text; }
+
 template <typename... Values>
-std::vector<SheetEntry> entries(const Database& database, const std::string& condition,
+Statement prepare(Database& database, const std::string& sql, const Values&... values) {
+  Statement statement(database, sql);
+  SQLite::bind(statement, column_value(values)...);
+  return statement;
+}
+
+// The first column of the first row; 0 without a row.
+template <typename... Values>
+std::int64_t number(Database& database, const std::string& sql, const Values&... values) {
+  Statement rows = prepare(database, sql, values...);
+  return rows.executeStep() ? rows.getColumn(0).getInt64() : 0;
+}
+
+SheetEntry entry_in(const Statement& row) {
+  const auto text = [&row](const char* column) { return row.getColumn(column).getString(); };
+  const auto number = [&row](const char* column) { return row.getColumn(column).getInt64(); };
+  SheetEntry entry;
+  entry.id = number("id");
+  entry.folder = text("folder");
+  entry.name = text("name");
+  entry.content.size = static_cast<std::uint64_t>(number("size"));
+  entry.content.hash = static_cast<std::uint64_t>(number("hash"));
+  entry.target = {text("queue"), text("device"), text("settings"), text("hold")};
+  entry.ticket = text("ticket");
+  entry.number = static_cast<int>(number("job"));
+  if (!row.getColumn("file_device").isNull()) {
+    entry.place = {static_cast<std::uint64_t>(number("file_device")),
+                   static_cast<std::uint64_t>(number("file_inode")), number("file_length")};
+  }
+  entry.time = number("time");
+  entry.outcome = outcome_named(text("outcome"));
+  entry.reason = text("reason");
+  return entry;
+}
+
+template <typename... Values>
+std::vector<SheetEntry> entries(Database& database, const std::string& condition,
                                 const Values&... values) {
   std::vector<SheetEntry> found;
-  Query rows = database.query(std::string("SELECT ") + kSheetColumns + " FROM sheet " + condition,
-                              values...);
-  while (rows.next()) {
-    SheetEntry& entry = found.emplace_back();
-    FilePlace place;
-    std::optional<std::uint64_t> device;
-    std::string outcome;
-    rows.read(entry.id, entry.folder, entry.name, entry.content.size, entry.content.hash,
-              entry.target.queue, entry.target.device, entry.target.settings, entry.target.hold,
-              entry.ticket, entry.number, device, place.inode, place.length, entry.time, outcome,
-              entry.reason);
-    entry.outcome = outcome_named(outcome);
-    if (device) {
-      place.device = *device;
-      entry.place = place;
-    }
+  Statement rows = prepare(database, "SELECT * FROM sheet " + condition, values...);
+  while (rows.executeStep()) {
+    found.push_back(entry_in(rows));
   }
   return found;
 }
@@ -114,6 +148,20 @@ std::optional<SheetEntry> first_of(std::vector<SheetEntry> found) {
 }
 
 std::int64_t system_time() { return std::time(nullptr); }
+
+std::unique_ptr<Database> open_database(const std::string& path) {
+  // Readable for its owner only; SQLite gives its own files the same permissions.
+  if (!k905::Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))) {
+    throw LedgerError(std::strerror(errno));
+  }
+  return std::make_unique<Database>(path, SQLite::OPEN_READWRITE, kPatienceMs);
+}
+
+// All or nothing: without commit() what was changed meanwhile is taken back.
+struct Transaction : SQLite::Transaction {
+  explicit Transaction(Database& database)
+      : SQLite::Transaction(database, SQLite::TransactionBehavior::IMMEDIATE) {}
+};
 
 }  // namespace
 
@@ -127,84 +175,88 @@ const char* text_of(Outcome outcome) {
 }
 
 Ledger::Ledger(Clock clock) : clock_(clock != nullptr ? clock : system_time) {}
+Ledger::~Ledger() = default;
 
 bool Ledger::open(const std::string& path, std::string& error) {
   try {
-    database_.open(path);
+    database_ = open_database(path);
     // The deletion of the rollback journal is what commits: it has to reach the disk as well.
-    database_.run("PRAGMA synchronous = EXTRA");
-    Transaction transaction(database_);
-    const std::int64_t application = database_.number("PRAGMA application_id");
-    if (database_.number("SELECT count(*) FROM sqlite_schema") == 0) {
-      database_.run_all(kTables + std::string("PRAGMA application_id = ") +
-                        std::to_string(kApplicationId) +
-                        "; PRAGMA user_version = " + std::to_string(kLayout));
-    } else if (application != kApplicationId) {
+    database_->exec("PRAGMA synchronous = EXTRA");
+    Transaction transaction(*database_);
+    if (number(*database_, "SELECT count(*) FROM sqlite_schema") == 0) {
+      database_->exec(kTables + std::string("PRAGMA application_id = ") +
+                      std::to_string(kApplicationId) +
+                      "; PRAGMA user_version = " + std::to_string(kLayout));
+    } else if (number(*database_, "PRAGMA application_id") != kApplicationId) {
       error = path + kNotALedger;
       return false;
-    } else if (database_.number("PRAGMA user_version") != kLayout) {
+    } else if (number(*database_, "PRAGMA user_version") != kLayout) {
       error = path + ": made by a newer version of k905-print";
       return false;
     }
     transaction.commit();
     return true;
   } catch (const LedgerError& problem) {
-    error =
-        path + (database_.is_not_a_database() ? kNotALedger : std::string(": ") + problem.what());
+    const bool is_database = problem.getErrorCode() != SQLITE_NOTADB;
+    error = path + (is_database ? std::string(": ") + problem.what() : kNotALedger);
     return false;
   }
 }
 
-std::int64_t Ledger::version_of_others() const { return database_.number("PRAGMA data_version"); }
+template <typename... Values>
+void Ledger::run(const char* sql, const Values&... values) {
+  prepare(*database_, sql, values...).exec();
+}
+
+std::int64_t Ledger::version_of_others() const { return number(*database_, "PRAGMA data_version"); }
 
 bool Ledger::is_folder_known(const std::string& folder) const {
-  return database_.number("SELECT 1 FROM folder WHERE folder = ?", folder) != 0;
+  return number(*database_, "SELECT 1 FROM folder WHERE folder = ?", folder) != 0;
 }
 
 void Ledger::add_folder(const std::string& folder) {
-  database_.run("INSERT OR IGNORE INTO folder VALUES(?, ?)", folder, now());
+  run("INSERT OR IGNORE INTO folder VALUES(?, ?)", folder, now());
 }
 
 std::optional<KnownFile> Ledger::find_file(const std::string& folder,
                                            const std::string& name) const {
-  Query row = database_.query(
-      "SELECT inode, modified_s, modified_ns, changed_s, changed_ns, size, hash, refused "
-      "FROM file WHERE folder = ? AND name = ?",
-      folder, name);
-  if (!row.next()) {
+  Statement row =
+      prepare(*database_, "SELECT * FROM file WHERE folder = ? AND name = ?", folder, name);
+  if (!row.executeStep()) {
     return std::nullopt;
   }
-  KnownFile file;
-  FileStamp& stamp = file.stamp;
-  row.read(stamp.inode, stamp.modified_s, stamp.modified_ns, stamp.changed_s, stamp.changed_ns,
-           stamp.size, file.content.hash, file.refused);
-  file.content.size = stamp.size;
-  return file;
+  const auto number = [&row](const char* column) { return row.getColumn(column).getInt64(); };
+  const auto size = static_cast<std::uint64_t>(number("size"));
+  return KnownFile{.stamp = {.inode = static_cast<std::uint64_t>(number("inode")),
+                             .size = size,
+                             .modified_s = number("modified_s"),
+                             .modified_ns = number("modified_ns"),
+                             .changed_s = number("changed_s"),
+                             .changed_ns = number("changed_ns")},
+                   .content = {size, static_cast<std::uint64_t>(number("hash"))},
+                   .refused = number("refused") != 0};
 }
 
 void Ledger::set_file(const std::string& folder, const std::string& name, const KnownFile& file) {
   const FileStamp& stamp = file.stamp;
-  database_.run("INSERT OR REPLACE INTO file VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)", folder, name,
-                stamp.inode, stamp.modified_s, stamp.modified_ns, stamp.changed_s, stamp.changed_ns,
-                file.content.size, file.content.hash, file.refused);
+  run("INSERT OR REPLACE INTO file VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)", folder, name, stamp.inode,
+      stamp.modified_s, stamp.modified_ns, stamp.changed_s, stamp.changed_ns, file.content.size,
+      file.content.hash, file.refused);
 }
 
 void Ledger::rename_file(const std::string& folder, const std::string& from,
                          const std::string& to) {
-  Transaction transaction(database_);
-  database_.run("UPDATE OR REPLACE file SET name = ? WHERE folder = ? AND name = ?", to, folder,
-                from);
-  database_.run(
-      "UPDATE sheet SET name = ? WHERE folder = ? AND name = ? AND is_open AND outcome = 'waiting'",
+  Transaction transaction(*database_);
+  run("UPDATE OR REPLACE file SET name = ? WHERE folder = ? AND name = ?", to, folder, from);
+  run("UPDATE sheet SET name = ? WHERE folder = ? AND name = ? AND is_open AND outcome = 'waiting'",
       to, folder, from);
   transaction.commit();
 }
 
 void Ledger::forget_file(const std::string& folder, const std::string& name) {
-  Transaction transaction(database_);
-  database_.run("DELETE FROM file WHERE folder = ? AND name = ?", folder, name);
-  database_.run(
-      "UPDATE sheet SET outcome = 'withdrawn', reason = 'the file was removed', time = ? "
+  Transaction transaction(*database_);
+  run("DELETE FROM file WHERE folder = ? AND name = ?", folder, name);
+  run("UPDATE sheet SET outcome = 'withdrawn', reason = 'the file was removed', time = ? "
       "WHERE folder = ? AND name = ? AND is_open AND outcome = 'waiting'",
       now(), folder, name);
   transaction.commit();
@@ -212,15 +264,14 @@ void Ledger::forget_file(const std::string& folder, const std::string& name) {
 
 void Ledger::add_sheet(const std::string& folder, const std::string& name, const Content& content,
                        std::int64_t time, Outcome outcome, const std::string& reason) {
-  database_.run(
-      "INSERT INTO sheet(folder, name, size, hash, time, outcome, reason) "
+  run("INSERT INTO sheet(folder, name, size, hash, time, outcome, reason) "
       "VALUES(?, ?, ?, ?, ?, ?, ?)",
       folder, name, content.size, content.hash, time, std::string(text_of(outcome)), reason);
 }
 
 void Ledger::order(const std::string& folder, const std::string& name, const Content& content,
                    const KnownFile* file, int sheets) {
-  Transaction transaction(database_);
+  Transaction transaction(*database_);
   if (file != nullptr) {
     set_file(folder, name, *file);
   }
@@ -232,40 +283,40 @@ void Ledger::order(const std::string& folder, const std::string& name, const Con
 
 void Ledger::refuse(const std::string& folder, const std::string& name, const KnownFile& file,
                     const std::string& reason) {
-  Transaction transaction(database_);
+  Transaction transaction(*database_);
   set_file(folder, name, file);
   add_sheet(folder, name, file.content, now(), Outcome::refused, reason);
   transaction.commit();
 }
 
 std::vector<SheetEntry> Ledger::waiting(const std::string& folder, const std::string& name) const {
-  return entries(database_,
+  return entries(*database_,
                  "WHERE folder = ? AND name = ? AND is_open AND outcome = 'waiting' ORDER BY id",
                  folder, name);
 }
 
 std::vector<std::string> Ledger::names_waiting(const std::string& folder) const {
   std::vector<std::string> names;
-  Query rows = database_.query(
+  Statement rows = prepare(
+      *database_,
       "SELECT DISTINCT name FROM sheet WHERE folder = ? AND is_open AND outcome = 'waiting'",
       folder);
-  while (rows.next()) {
-    rows.read(names.emplace_back());
+  while (rows.executeStep()) {
+    names.push_back(rows.getColumn(0).getString());
   }
   return names;
 }
 
 void Ledger::withdraw(std::int64_t id, const std::string& reason) {
-  database_.run("UPDATE sheet SET outcome = 'withdrawn', reason = ?, time = ? WHERE id = ?", reason,
-                now(), id);
+  run("UPDATE sheet SET outcome = 'withdrawn', reason = ?, time = ? WHERE id = ?", reason, now(),
+      id);
 }
 
 void Ledger::begin(const std::string& ticket, const std::vector<JobSheet>& sheets,
                    const SheetTarget& target) {
-  Transaction transaction(database_);
+  Transaction transaction(*database_);
   for (const JobSheet& sheet : sheets) {
-    database_.run(
-        "UPDATE sheet SET ticket = ?, position = ?, queue = ?, device = ?, settings = ?, hold = ?, "
+    run("UPDATE sheet SET ticket = ?, position = ?, queue = ?, device = ?, settings = ?, hold = ?, "
         "job = 0, file_device = NULL, file_inode = NULL, file_length = NULL, reason = '', "
         "outcome = 'begun', time = ? WHERE id = ?",
         ticket, sheet.position, target.queue, target.device, target.settings, target.hold, now(),
@@ -276,58 +327,64 @@ void Ledger::begin(const std::string& ticket, const std::vector<JobSheet>& sheet
 
 void Ledger::note_sending(const std::string& ticket, int number,
                           const std::optional<FilePlace>& place) {
-  using Part = std::optional<std::uint64_t>;
-  database_.run(
-      "UPDATE sheet SET job = ?, file_device = ?, file_inode = ?, file_length = ?, "
-      "outcome = 'sending', time = ? WHERE ticket = ? AND is_open AND outcome = 'begun'",
-      number, place ? Part(place->device) : Part(), place ? Part(place->inode) : Part(),
-      place ? Part(place->length) : Part(), now(), ticket);
+  Statement update =
+      prepare(*database_,
+              "UPDATE sheet SET job = ?1, file_device = ?4, file_inode = ?5, file_length = ?6, "
+              "outcome = 'sending', time = ?2 WHERE ticket = ?3 AND is_open AND outcome = 'begun'",
+              number, now(), ticket);
+  if (place) {  // otherwise the three are null
+    update.bind(4, column_value(place->device));
+    update.bind(5, column_value(place->inode));
+    update.bind(6, place->length);
+  }
+  update.exec();
 }
 
 void Ledger::set_outcome(const std::string& ticket, Outcome outcome, const std::string& reason) {
-  database_.run(
-      "UPDATE sheet SET outcome = ?, reason = ?, time = ? "
+  run("UPDATE sheet SET outcome = ?, reason = ?, time = ? "
       "WHERE ticket = ? AND is_open AND outcome <> 'waiting'",
       std::string(text_of(outcome)), reason, now(), ticket);
 }
 
 std::vector<SheetEntry> Ledger::unfinished(const std::string& folder) const {
-  return entries(database_,
+  return entries(*database_,
                  "WHERE folder = ? AND is_open AND outcome <> 'waiting' ORDER BY ticket, id",
                  folder);
 }
 
 std::optional<SheetEntry> Ledger::find_sheet(std::int64_t id) const {
-  return first_of(entries(database_, "WHERE id = ?", id));
+  return first_of(entries(*database_, "WHERE id = ?", id));
 }
 
 std::optional<SheetEntry> Ledger::newest_sheet(const std::string& folder,
                                                const std::string& name) const {
   return first_of(
-      entries(database_, "WHERE folder = ? AND name = ? ORDER BY id DESC LIMIT 1", folder, name));
+      entries(*database_, "WHERE folder = ? AND name = ? ORDER BY id DESC LIMIT 1", folder, name));
 }
 
 std::optional<SheetEntry> Ledger::last_printed(const std::string& folder, const std::string& name,
                                                const Content& content) const {
-  return first_of(entries(database_,
+  return first_of(entries(*database_,
                           "WHERE folder = ? AND name = ? AND size = ? AND hash = ? "
                           "AND outcome IN ('printed', 'in doubt') ORDER BY id DESC LIMIT 1",
                           folder, name, content.size, content.hash));
 }
 
-int Ledger::sheets_since(const std::string& folder, std::int64_t time) const {
+int Ledger::sheets_today(const std::string& folder) const {
   return static_cast<int>(
-      database_.number("SELECT count(*) FROM (SELECT DISTINCT ticket, position FROM sheet "
-                       "WHERE folder = ? AND time >= ? AND outcome IN "
-                       "('begun', 'sending', 'complete', 'printed', 'in doubt'))",
-                       folder, time));
+      number(*database_,
+             "SELECT count(*) FROM (SELECT DISTINCT ticket, position FROM sheet WHERE folder = ? "
+             "AND time >= CAST(strftime('%s', ?, 'unixepoch', 'localtime', 'start of day', 'utc') "
+             "AS INTEGER) "
+             "AND outcome IN ('begun', 'sending', 'complete', 'printed', 'in doubt'))",
+             folder, now()));
 }
 
-std::vector<SheetEntry> Ledger::history() const { return entries(database_, "ORDER BY id"); }
+std::vector<SheetEntry> Ledger::history() const { return entries(*database_, "ORDER BY id"); }
 
 void Ledger::add_earlier(const std::string& folder, const std::vector<Earlier>& photos,
                          const std::string& reason) {
-  Transaction transaction(database_);
+  Transaction transaction(*database_);
   for (const Earlier& photo : photos) {
     if (!find_file(folder, photo.name)) {
       set_file(folder, photo.name, photo.file);

@@ -5,14 +5,19 @@
 // when the database cannot be read or written; nothing of that change is kept then.
 #pragma once
 
+#include <SQLiteCpp/Exception.h>
+
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "apps/print/database.h"
+namespace SQLite {
+class Database;
+}
 
-using LedgerError = k905::DatabaseError;
+using LedgerError = SQLite::Exception;
 
 // What the file system tells about a file: a change to its bytes changes some of it.
 struct FileStamp {
@@ -85,6 +90,7 @@ class Ledger {
   using Clock = std::int64_t (*)();  // seconds of the Unix epoch
 
   explicit Ledger(Clock clock = nullptr);  // null: the system's
+  ~Ledger();
 
   // Opens the ledger, or creates one. False, with the reason in `error`, when it cannot be written
   // or is not a ledger.
@@ -134,8 +140,8 @@ class Ledger {
   [[nodiscard]] std::optional<SheetEntry> last_printed(const std::string& folder,
                                                        const std::string& name,
                                                        const Content& content) const;
-  // Of a folder, begun at `time` or later, those that did not come out left out.
-  [[nodiscard]] int sheets_since(const std::string& folder, std::int64_t time) const;
+  // Of a folder, begun on this day of the local calendar; those that did not come out do not count.
+  [[nodiscard]] int sheets_today(const std::string& folder) const;
   // All of them, the oldest first.
   [[nodiscard]] std::vector<SheetEntry> history() const;
 
@@ -154,6 +160,9 @@ class Ledger {
   void add_sheet(const std::string& folder, const std::string& name, const Content& content,
                  std::int64_t time, Outcome outcome, const std::string& reason);
 
-  k905::Database database_;
+  template <typename... Values>
+  void run(const char* sql, const Values&... values);
+
+  std::unique_ptr<SQLite::Database> database_;
   Clock clock_;
 };

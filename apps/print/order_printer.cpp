@@ -1,22 +1,12 @@
 #include "apps/print/order_printer.h"
 
 #include <algorithm>
-#include <ctime>
 #include <limits>
 #include <utility>
 
 namespace k905 {
 
 namespace {
-
-std::int64_t start_of_today() {
-  const std::time_t now = std::time(nullptr);
-  std::tm day{};
-  localtime_r(&now, &day);
-  day.tm_hour = day.tm_min = day.tm_sec = 0;
-  day.tm_isdst = -1;
-  return std::mktime(&day);
-}
 
 std::size_t pages_per_job(const JobSetup& setup) {
   return setup.pages_per_sheet > 1                   ? 2
@@ -76,7 +66,7 @@ bool OrderPrinter::keep_limit(std::string& error) {
   if (limit_ == 0) {
     return true;
   }
-  const int left = limit_ - ledger_.sheets_since(folder_, start_of_today());
+  const int left = limit_ - ledger_.sheets_today(folder_);
   if (left <= 0) {
     error = "the limit of " + std::to_string(limit_) +
             " sheets for today is reached; the rest is printed tomorrow, or after a start with a "

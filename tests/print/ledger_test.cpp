@@ -10,6 +10,7 @@
 #include "apps/print/history.h"
 #include "apps/print/old_journal.h"
 #include "tests/support/child_process.h"
+#include "tests/support/environment_guard.h"
 
 namespace {
 
@@ -133,19 +134,22 @@ TEST_F(LedgerTest, ARenamedFileKeepsWhatIsKnown) {
   EXPECT_THAT(outcomes(), ElementsAre("b.jpg waiting", "b.jpg waiting"));
 }
 
-TEST_F(LedgerTest, SheetsOfADayAreCountedOnce) {
+TEST_F(LedgerTest, SheetsOfALocalDayAreCountedOnce) {
+  const EnvironmentGuard zone("TZ", "EET-2");  // the 3rd of January 1970 begins at 165600
+  tzset();
+  now = 165599;
   order("yesterday.jpg");
   print("yesterday.jpg", "one", Outcome::printed);
-  now = 2000;
+  EXPECT_EQ(ledger_->sheets_today(kFolder), 1);
+  now = 165600;
   order("shared.jpg", 2);
   print("shared.jpg", "two", Outcome::printed, 2);
   order("copies.jpg", 3);
   print("copies.jpg", "three", Outcome::in_doubt);
   order("failed.jpg");
   print("failed.jpg", "four", Outcome::waiting);
-  EXPECT_EQ(ledger_->sheets_since(kFolder, 2000), 4);
-  EXPECT_EQ(ledger_->sheets_since(kFolder, 1000), 5);
-  EXPECT_EQ(ledger_->sheets_since("/srv/other", 0), 0);
+  EXPECT_EQ(ledger_->sheets_today(kFolder), 4);
+  EXPECT_EQ(ledger_->sheets_today("/srv/other"), 0);
 }
 
 TEST_F(LedgerTest, ARefusedFileHasItsReason) {
