@@ -50,7 +50,7 @@ void prepare_for_a_sheet(const std::string& path) {
       expect(is_one_plain_line(error), "a reason in one line");
       continue;
     }
-    const Picture& page = prepared->page;
+    const Picture& page = prepared->picture;
     expect(page.width == 40 && page.height == 28 && page.bits == 8, "a page for the filter");
     expect_consistent(page);
   }

@@ -22,7 +22,7 @@ _k905_values() {
                   StpCyanBalance= StpCyanGamma= StpGamma= StpImageType= StpLaminate= StpLegacyDyesubGamma=
                   StpLinearContrast= StpMagentaBalance= StpMagentaGamma= StpNoCutWaste= StpSaturation=
                   StpYellowBalance= StpYellowGamma= StpiShrinkOutput=) ;;
-    "k905-print --layout") candidates=(1+2 2x2 strips) ;;
+    "k905-print --layout") candidates=(1+2 2x2 sheet strips) ;;
     "k905-print --queue" | "k905-print -q" | "k905-setup --check")
       mapfile -t candidates < <(lpstat -e 2>/dev/null) ;;
     "k905-raster --color-space") candidates=(CMY CMYK K RGB RGBA W YMC) ;;

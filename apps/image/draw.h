@@ -1,7 +1,9 @@
 // Drawing on a picture, by libvips. What is outside of the picture is not drawn.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "apps/image/picture.h"
 
@@ -13,8 +15,30 @@ struct TextPlace {
   std::uint32_t y = 0;
   std::uint32_t most_width = 0;  // what is wider is cut off
   std::uint32_t font_size = 14;  // pixels
+  double density = 1;  // how many times closer pixels are from top to bottom than left to right
 };
 
 // One line of text in black on an 8-bit picture. The size of what was drawn; 0 x 0 for an empty
 // text and when there is no font or memory for it.
 PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& place);
+
+// One line of text at the bottom of an area of an 8-bit picture, in the middle, white with black
+// outlines so that it can be read on any photo. A text that is too wide is made smaller.
+// `font_size` and `density` as above. False when there is no font or memory for it.
+[[nodiscard]] bool draw_caption(Picture& picture, const std::string& text, const PixelArea& area,
+                                std::uint32_t font_size, double density);
+
+// An image with transparency that is laid over pictures of its size: rows of red, green, blue and
+// opacity, 8 bits each.
+struct Overlay {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  std::vector<std::uint8_t> bytes;
+};
+
+// Reads a PNG file with transparency and scales it to that size. Null with one line in `error`.
+[[nodiscard]] std::optional<Overlay> read_overlay(const std::string& path, PixelSize size,
+                                                  std::string& error);
+
+// Lays the overlay over an 8-bit RGB picture. Throws std::bad_alloc without memory.
+void lay_over(Picture& picture, const Overlay& overlay);

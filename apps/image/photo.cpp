@@ -249,7 +249,7 @@ void* Photo::decode(std::uint32_t shrink) const {
   return result == 0 ? out : nullptr;
 }
 
-std::optional<Picture> Photo::pixels(const PhotoArea& area, std::uint32_t width,
+std::optional<Picture> Photo::pixels(const PixelArea& area, std::uint32_t width,
                                      std::uint32_t height, int orientation,
                                      std::string& error) const {
   // At least twice the pixels that are needed, so that the scaling still has something to average.
@@ -272,8 +272,8 @@ std::optional<Picture> Photo::pixels(const PhotoArea& area, std::uint32_t width,
   chain.then([&](VipsImage* in, VipsImage** out) {
     const double ratio_x = static_cast<double>(in->Xsize) / this->width();
     const double ratio_y = static_cast<double>(in->Ysize) / this->height();
-    const int x = static_cast<int>(area.x * ratio_x);
-    const int y = static_cast<int>(area.y * ratio_y);
+    const int x = static_cast<int>(area.left * ratio_x);
+    const int y = static_cast<int>(area.top * ratio_y);
     return vips_extract_area(
         in, out, x, y, std::clamp(static_cast<int>(area.width * ratio_x), 1, in->Xsize - x),
         std::clamp(static_cast<int>(area.height * ratio_y), 1, in->Ysize - y), nullptr);

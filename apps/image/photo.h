@@ -15,14 +15,6 @@
 
 namespace k905 {
 
-// A rectangle of the stored photo, in pixels, before its orientation is applied.
-struct PhotoArea {
-  std::uint32_t x = 0;
-  std::uint32_t y = 0;
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
-};
-
 // A descriptor of the photo file `path`, or of standard input for "-". None on failure, with one
 // line in `error`: what cannot be opened, is empty, or is neither a regular file nor standard
 // input. Never waits for the writer of a FIFO.
@@ -42,12 +34,13 @@ class Photo {
   // How to show it: 1 upright, 2 to 8 as EXIF counts.
   [[nodiscard]] int orientation() const;
 
-  // The area, scaled to width x height pixels and then put upright as `orientation` says (5 to 8
-  // exchange the sides). Transparency becomes white. The result has 1, 3 or 4 channels (gray, RGB,
-  // CMYK with the largest sample full ink), 8 or 16 bits and the embedded profile, if that fits the
-  // channels. Null with one line in `error` when the file is truncated or malformed. Decodes the
-  // file; a photo from a pipe can be decoded once.
-  [[nodiscard]] std::optional<Picture> pixels(const PhotoArea& area, std::uint32_t width,
+  // The area of the stored photo, before its orientation is applied, scaled to width x height
+  // pixels and then put upright as `orientation` says (5 to 8 exchange the sides). Transparency
+  // becomes white. The result has 1, 3 or 4 channels (gray, RGB, CMYK with the largest sample full
+  // ink), 8 or 16 bits and the embedded profile, if that fits the channels. Null with one line in
+  // `error` when the file is truncated or malformed. Decodes the file; a photo from a pipe can be
+  // decoded once.
+  [[nodiscard]] std::optional<Picture> pixels(const PixelArea& area, std::uint32_t width,
                                               std::uint32_t height, int orientation,
                                               std::string& error) const;
 

@@ -11,6 +11,13 @@ struct PixelSize {
   std::uint32_t height = 0;
 };
 
+struct PixelArea {
+  std::uint32_t left = 0;
+  std::uint32_t top = 0;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+};
+
 // Rows from the top, pixels from the left, samples of a pixel side by side: no padding anywhere.
 // 16-bit samples are two bytes each in the machine's own order.
 struct Picture {

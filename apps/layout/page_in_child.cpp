@@ -34,7 +34,7 @@ constexpr rlim_t kMostSeconds = 120;             // of processor time
 // The text, which ends with a NUL: a warning, or why there is no page.
 bool write_answer(int out, const Prepared& prepared, const std::string& error) {
   const std::string& text = error.empty() ? prepared.warning : error;
-  const auto& bytes = prepared.page.bytes;
+  const auto& bytes = prepared.picture.bytes;
   return write_whole(out, {text.c_str(), text.size() + 1}) &&
          write_whole(out, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
@@ -115,11 +115,12 @@ std::optional<Prepared> read_answer(int in, bool has_page, const SheetPlace& pla
   const std::string_view answer(static_cast<const char*>(mapped), size);
   const std::string text(answer.substr(0, answer.find('\0')));
   const std::string_view pixels = answer.substr(text.size() + 1);
-  Prepared prepared{.page = {}, .warning = text};
-  prepared.page.width = place.page_width;
-  prepared.page.height = place.page_height;
-  prepared.page.channels = static_cast<int>(pixels.size() / place.page_width / place.page_height);
-  prepared.page.bytes.assign(pixels.begin(), pixels.end());
+  Prepared prepared{.picture = {}, .warning = text};
+  const PixelSize drawn = picture_size(place);
+  prepared.picture.width = drawn.width;
+  prepared.picture.height = drawn.height;
+  prepared.picture.channels = static_cast<int>(pixels.size() / drawn.width / drawn.height);
+  prepared.picture.bytes.assign(pixels.begin(), pixels.end());
   munmap(mapped, size);
   if (!has_page) {
     error = text;

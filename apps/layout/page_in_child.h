@@ -12,7 +12,7 @@ namespace k905 {
 // The error of a photo that may be printed when the machine has more memory to spare.
 inline constexpr char kNotEnoughMemory[] = "not enough memory to decode the photo";
 
-// The page for the photo in the file `path` ("-" is standard input), prepared as prepare() does.
+// The picture for the photo in the file `path` ("-" is standard input), prepared as prepare() does.
 // Null on failure with one line in `error`, without the file's name: what Photo::open or the
 // decoder reports, or that the photo needs more than 1 GiB of memory or two minutes of processor
 // time. The child is this program, started again; it ends when this process ends.

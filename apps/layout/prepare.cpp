@@ -1,4 +1,4 @@
-// From a photo to the page: geometry here, pixels by apps/image.
+// From a photo to the picture on the sheet: geometry here, pixels by apps/image.
 #include "apps/layout/prepare.h"
 
 #include <algorithm>
@@ -12,7 +12,6 @@
 namespace {
 
 using k905::Photo;
-using k905::PhotoArea;
 
 // From 5 on, EXIF orientations exchange rows and columns.
 bool has_sides_exchanged(int orientation) { return orientation >= 5; }
@@ -50,7 +49,7 @@ void make_8_bit(Picture& picture) {
 
 // What is read of the stored photo, and the pixels that it becomes before it is put upright.
 struct Cut {
-  PhotoArea area;
+  PixelArea area;
   PixelSize size;
 };
 
@@ -98,6 +97,6 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
     inks_to_colors(*picture);
   }
   make_8_bit(*picture);
-  prepared.page = page_for(on_white(*picture, picture_size(place)), place);
+  prepared.picture = on_white(*picture, picture_size(place));
   return prepared;
 }

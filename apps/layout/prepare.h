@@ -15,7 +15,7 @@ struct Preparation {
 };
 
 struct Prepared {
-  Picture page;         // 8 bits, for the filter
+  Picture picture;      // 8 bits, of picture_size()
   std::string warning;  // empty, or what was wrong with the photo although it prints
 };
 

@@ -30,7 +30,7 @@ void convert_row(const Picture& page, std::uint32_t y, std::vector<std::uint8_t>
 
 }  // namespace
 
-cups_page_header2_t page_header(const PaperConfig& paper, PixelSize size, unsigned vertical_dpi) {
+cups_page_header2_t rgb_page_header(PixelSize size, unsigned vertical_dpi) {
   cups_page_header2_t header{};
   header.HWResolution[0] = 300;
   header.HWResolution[1] = vertical_dpi;
@@ -43,6 +43,11 @@ cups_page_header2_t page_header(const PaperConfig& paper, PixelSize size, unsign
   header.cupsColorOrder = CUPS_ORDER_CHUNKED;
   header.cupsColorSpace = CUPS_CSPACE_RGB;
   header.cupsNumColors = 3;
+  return header;
+}
+
+cups_page_header2_t page_header(const PaperConfig& paper, PixelSize size, unsigned vertical_dpi) {
+  cups_page_header2_t header = rgb_page_header(size, vertical_dpi);
   header.cupsBorderlessScalingFactor = 1.0F;
   const float points[] = {paper.page_width_pt, paper.page_height_pt};
   for (int i = 0; i < 2; ++i) {

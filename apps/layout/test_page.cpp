@@ -5,7 +5,6 @@
 #include <string>
 
 #include "apps/image/draw.h"
-#include "apps/image/resize.h"
 #include "paper/physical_size.h"
 
 namespace k905 {
@@ -95,21 +94,15 @@ class RulerPage {
     }
   }
 
-  // Drawn in square pixels and brought to those of the page.
   void text(double x, double y, const std::string& words) {
     const auto font = static_cast<std::uint32_t>(std::lround(kFontSize * across_ * 1.4));
-    Picture label = blank_picture(font * static_cast<std::uint32_t>(words.size()), font * 3 / 2);
-    std::fill(label.bytes.begin(), label.bytes.end(), std::uint8_t{0xFF});
-    const TextPlace place{.most_width = label.width, .font_size = font};
-    const PixelSize drawn = draw_text(label, words, place);
-    if (drawn.width == 0) {
-      return;  // the rulers are of use without it
-    }
-    const auto height = static_cast<std::uint32_t>(
-        std::max(1L, std::lround(static_cast<double>(drawn.height) * down_ / across_)));
-    paste(*picture_, scaled(cropped(label, 0, 0, drawn), {drawn.width, height}),
-          static_cast<std::uint32_t>(std::max(0.0, left_ + x * across_)),
-          static_cast<std::uint32_t>(std::max(0.0, top_ + y * down_)));
+    // Without a font the rulers are still of use.
+    draw_text(*picture_, words,
+              {.x = static_cast<std::uint32_t>(std::max(0.0, left_ + x * across_)),
+               .y = static_cast<std::uint32_t>(std::max(0.0, top_ + y * down_)),
+               .most_width = picture_->width,
+               .font_size = font,
+               .density = down_ / across_});
   }
 
   double across_;  // pixels of the picture for a millimeter
@@ -129,7 +122,7 @@ Picture test_page(const SheetPlace& place) {
   for (const SheetFrame& frame : place.frames) {
     RulerPage(place, frame).draw(picture, place.paper->label);
   }
-  return page_for(picture, place);
+  return picture;
 }
 
 }  // namespace k905

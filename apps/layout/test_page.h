@@ -7,7 +7,7 @@
 namespace k905 {
 
 // Rulers in millimeters from each edge of the paper, a box of 50 x 50 mm, and which option moves
-// which edge. For page_for() and then the filter. Throws std::bad_alloc without memory.
+// which edge. For page_for(). Throws std::bad_alloc without memory.
 [[nodiscard]] Picture test_page(const SheetPlace& place);
 
 }  // namespace k905

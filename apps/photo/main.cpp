@@ -61,9 +61,10 @@ int print_photo(const JobPpd& job, const JobOptions& options, const char* file, 
     return 1;
   }
   if (!photo->warning.empty()) tell_cups("INFO", one_line(photo->warning) + ".");
+  const Picture page = page_for(photo->picture, place);
   RasterWriter writer(STDOUT_FILENO, false);
   for (long copy = 0; copy < copies; ++copy) {
-    if (!writer.write_page(place, photo->page, error)) {
+    if (!writer.write_page(place, page, error)) {
       // The programs after this one have ended, and people should see the reason that they give.
       tell_cups("DEBUG", "phototok905: " + one_line(error));
       return 1;

@@ -71,8 +71,14 @@ void describe(CLI::App& app, PrintOptions& options) {
       {"-o,--option", &options.choices,
        "KEYWORD=CHOICE: any other choice of the print dialog, as for lp; see k905-print(1)"},
       {"--layout", &options.layout,
-       "several photos on a sheet: strips (of paper 6x2*2 or 6x2*4, and of 6x2*2 without a paper), "
-       "2x2, or 1+2, one large and two small; too few photos are repeated"},
+       "several photos on a sheet: strips (the usual layout of paper 6x2*2 and 6x2*4; of 6x2*2 "
+       "without a paper), 2x2, or 1+2, one large and two small; too few photos are repeated; sheet "
+       "is one photo on the whole sheet"},
+      {"--frame", &options.frame,
+       "lay this PNG file with transparency over each sheet, scaled to it"},
+      {"--caption", &options.caption,
+       "write this text at the bottom of each photo; {date} is the day of printing, {file} the "
+       "file's name"},
       {"--test-page", &options.test_page,
        "print rulers that show how large things come out and where the paper ends"},
       {"--two-up", &options.two_up, "two 6x4 pictures share a sheet of a 6x8 ribbon"},
@@ -104,9 +110,11 @@ void describe(CLI::App& app, PrintOptions& options) {
   app.get_option("--option")->allow_extra_args(false);
   app.get_option("--reprint")->check(CLI::PositiveNumber);
   app.get_option("--finish")->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case));
-  app.get_option("--layout")->check(CLI::IsMember({"strips", "2x2", "1+2"}));
+  app.get_option("--layout")->check(CLI::IsMember({"strips", "2x2", "1+2", "sheet"}));
   app.get_option("--test-page")->excludes("--layout");
   app.get_option("--test-page")->excludes("PICTURE");
+  app.get_option("--test-page")->excludes("--frame");
+  app.get_option("--test-page")->excludes("--caption");
   app.get_option("--canvas")->needs("--preview");
   app.get_option("--queue")->excludes("--to");
   app.get_option("--to")->excludes("--preview");

@@ -30,6 +30,8 @@ struct PrintOptions {
   std::vector<std::string> choices;  // KEYWORD=CHOICE
   int copies = 1;
   std::string layout;
+  std::string frame;
+  std::string caption;
   bool test_page = false;
   bool two_up = false;
   bool fit = false;

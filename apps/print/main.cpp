@@ -11,6 +11,7 @@
 #include "apps/base/text.h"
 #include "apps/image/sheet_picture.h"
 #include "apps/image/write_png.h"
+#include "apps/layout/cells.h"
 #include "apps/layout/page_in_child.h"
 #include "apps/print/command_line.h"
 #include "apps/print/filter_destination.h"
@@ -98,17 +99,19 @@ class PrintProgram {
       return wrong_usage(app_, *problem);
     }
     setup_.preparation = {options_.fit, !options_.no_turn};
+    setup_.caption = options_.caption;
     setup_.copies = options_.copies;
-    setup_.layout = options_.layout;
+    setup_.frame_file = options_.frame.empty() ? "" : std::filesystem::absolute(options_.frame);
     setup_.test_page = options_.test_page;
     setup_.pages_per_sheet = options_.two_up ? 2 : 1;
     if (options_.history) {
       return show_history();
     }
     if ((options_.reprint != 0 && !find_reprint(choices, error)) ||
-        !open_destination(choices, error)) {
+        !open_destination(choices, error) || !open_frame(error)) {
       return failed(error);
     }
+    setup_.layout = layout();
     if (options_.two_up && !is_two_up_paper(setup_.destination->choices().at("PageSize"))) {
       return wrong_usage(app_, "--two-up is for 6x4 pictures; choose --paper 6x4");
     }
@@ -168,6 +171,23 @@ class PrintProgram {
     }
     destination_ = make_filter_destination(std::move(setup));
     return true;
+  }
+
+  // A photo that covers a paper of strips would be cut through its middle.
+  [[nodiscard]] std::string layout() const {
+    const SheetPlace place = sheet_place(setup_.destination->choices());
+    const bool takes_strips =
+        options_.layout.empty() && !options_.test_page && strips_of(*place.paper) != 0;
+    return takes_strips ? "strips" : options_.layout == "sheet" ? "" : options_.layout;
+  }
+
+  bool open_frame(std::string& error) {
+    if (!setup_.frame_file.empty()) {
+      const SheetPlace place = sheet_place(setup_.destination->choices());
+      setup_.frame = read_overlay(setup_.frame_file, picture_size(place), error);
+      error = setup_.frame_file + ": " + error;
+    }
+    return setup_.frame_file.empty() || setup_.frame.has_value();
   }
 
   void set_waits(PrinterOutputSetup& printer) {
@@ -321,7 +341,7 @@ class PrintProgram {
               "; see k905-print --history";
       return false;
     }
-    add_settings(again_->target.settings, choices, setup_.preparation);
+    add_settings(again_->target.settings, choices, setup_);
     if (queue_.empty() && to_.empty()) {
       queue_ = again_->target.queue;
       to_ = again_->target.device;

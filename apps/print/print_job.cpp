@@ -3,12 +3,15 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <ctime>
+#include <filesystem>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <utility>
 
 #include "apps/base/text.h"
-#include "apps/layout/collage.h"
+#include "apps/layout/cells.h"
 #include "apps/layout/page_in_child.h"
 #include "apps/layout/test_page.h"
 #include "filter/cancel_signals.h"
@@ -34,6 +37,25 @@ struct Source {
   std::string error = {};  // why it cannot be read
 };
 
+// A caption with its fields filled in: the day of printing and the name of the file.
+std::string filled(std::string caption, const std::string& file) {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  localtime_r(&now, &parts);
+  char date[16];
+  (void)std::strftime(date, sizeof date, "%Y-%m-%d", &parts);
+  const std::pair<std::string_view, std::string> fields[] = {
+      {"{date}", date}, {"{file}", std::filesystem::path(file).stem().string()}};
+  for (const auto& [field, text] : fields) {
+    for (std::size_t at = 0; (at = caption.find(field, at)) != std::string::npos;) {
+      caption.replace(at, field.size(), text);
+      at += text.size();
+    }
+  }
+  constexpr std::size_t longest = 500;
+  return one_line_of_text(caption, longest);
+}
+
 std::optional<Picture> read_for(const SheetPlace& place, const Preparation& preparation,
                                 Source& source, const ErrorReport& report_error) {
   std::optional<Prepared> prepared =
@@ -44,51 +66,97 @@ std::optional<Picture> read_for(const SheetPlace& place, const Preparation& prep
   if (!prepared->warning.empty()) {
     report_error(source.name + ": " + prepared->warning);
   }
-  return std::move(prepared->page);
+  return std::move(prepared->picture);
 }
 
+// A cell of the sheet with its photo, and which of the sources that is.
+struct FilledCell {
+  k905::Cell cell;
+  std::optional<Picture> photo = {};
+  std::size_t source = 0;
+};
+
 // Each photo is in its cell; the cells of those that cannot be read, and those that are left over,
-// repeat the others in their order. Null when none can be read.
-std::optional<Picture> read_cells(const JobSetup& setup, const SheetPlace& place,
-                                  std::span<Source> sources, const ErrorReport& report_error) {
-  const std::vector<k905::Cell> cells = k905::cells_of(setup.layout, place);
-  std::vector<std::optional<Picture>> photos(cells.size());
+// repeat the others in their order. Empty when none can be read.
+std::vector<FilledCell> read_cells(const JobSetup& setup, const SheetPlace& place,
+                                   std::span<Source> sources, const ErrorReport& report_error) {
+  std::vector<FilledCell> cells;
+  for (const k905::Cell& cell : k905::cells_of(setup.layout, place)) {
+    cells.push_back({.cell = cell});
+  }
+  const auto read = [&](FilledCell& cell, std::size_t source, const ErrorReport& report) {
+    cell.source = source;
+    cell.photo =
+        read_for(k905::place_in(cell.cell, place), setup.preparation, sources[source], report);
+    return cell.photo.has_value();
+  };
   std::vector<std::size_t> readable;
   for (std::size_t i = 0; i < sources.size(); ++i) {
-    photos[i] =
-        read_for(k905::place_in(cells[i], place), setup.preparation, sources[i], report_error);
-    if (photos[i]) {
+    if (read(cells[i], i, report_error)) {
       readable.push_back(i);
     }
   }
   std::size_t next = 0;
-  std::vector<Picture> filled;
   for (std::size_t i = 0; i < cells.size() && !readable.empty(); ++i) {
-    if (!photos[i]) {
-      const std::size_t from = readable[next++ % readable.size()];
-      const bool is_alike =
-          cells[i].width == cells[from].width && cells[i].height == cells[from].height;
-      photos[i] = is_alike ? photos[from]
-                           : read_for(k905::place_in(cells[i], place), setup.preparation,
-                                      sources[from], [](const std::string&) {});
+    if (cells[i].photo) {
+      continue;
     }
-    if (!photos[i]) {
-      return std::nullopt;
+    const FilledCell& from = cells[readable[next++ % readable.size()]];
+    if (cells[i].cell.width == from.cell.width && cells[i].cell.height == from.cell.height) {
+      cells[i].photo = from.photo;
+      cells[i].source = from.source;
+    } else if (!read(cells[i], from.source, [](const std::string&) {})) {
+      return {};
     }
-    filled.push_back(*photos[i]);
   }
-  return filled.empty() ? std::nullopt : std::optional(k905::collage(filled, cells, place));
+  return readable.empty() ? std::vector<FilledCell>() : cells;
 }
 
-// Null when nothing can be read; the sources say why.
+// In letters of 4 mm.
+void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Source> sources,
+                  const std::vector<FilledCell>& cells, Picture& sheet,
+                  const ErrorReport& report_error) {
+  const double across = static_cast<double>(sheet.width) / place.seen_width;
+  const double down = static_cast<double>(sheet.height) / place.seen_height;
+  const auto font_size = static_cast<std::uint32_t>(4 / 25.4 * place.dots_across * across);
+  for (const FilledCell& cell : cells) {
+    if (!draw_caption(sheet, filled(setup.caption, sources[cell.source].name), cell.cell, font_size,
+                      place.density() * down / across)) {
+      report_error(sources[cell.source].name + ": the caption cannot be drawn");
+    }
+  }
+}
+
+// The page of a sheet. Null when nothing can be read; the sources say why.
 std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sources,
                                   const ErrorReport& report_error) {
   const SheetPlace place = sheet_place(setup.destination->choices());
   if (setup.test_page) {
-    return k905::test_page(place);
+    return page_for(k905::test_page(place), place);
   }
-  return setup.layout.empty() ? read_for(place, setup.preparation, sources.front(), report_error)
-                              : read_cells(setup, place, sources, report_error);
+  std::vector<FilledCell> cells = read_cells(setup, place, sources, report_error);
+  if (cells.empty()) {
+    return std::nullopt;
+  }
+  Picture sheet;
+  if (cells.size() == 1) {
+    sheet = std::move(*cells.front().photo);
+  } else {
+    sheet = blank_picture(picture_size(place).width, picture_size(place).height);
+    for (const FilledCell& cell : cells) {
+      paste(sheet, eight_bit_colors(*cell.photo), cell.cell.left, cell.cell.top);
+    }
+  }
+  if (setup.frame || !setup.caption.empty()) {
+    sheet = eight_bit_colors(sheet);
+  }
+  if (setup.frame) {
+    lay_over(sheet, *setup.frame);
+  }
+  if (!setup.caption.empty()) {
+    add_captions(setup, place, sources, cells, sheet, report_error);
+  }
+  return page_for(sheet, place);
 }
 
 }  // namespace
@@ -103,8 +171,7 @@ std::string job_title(const std::vector<std::string>& files) {
 }
 
 std::size_t photos_per_page(const JobSetup& setup) {
-  const SheetPlace place = sheet_place(setup.destination->choices());
-  return setup.layout.empty() ? 1 : k905::cells_of(setup.layout, place).size();
+  return k905::cells_of(setup.layout, sheet_place(setup.destination->choices())).size();
 }
 
 std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,

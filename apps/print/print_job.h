@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "apps/base/progress.h"
+#include "apps/image/draw.h"
 #include "apps/layout/prepare.h"
 #include "apps/print/destination.h"
 #include "apps/print/report.h"
@@ -16,8 +17,11 @@ struct JobSetup {
   Preparation preparation;
   int copies = 1;  // of each photo, one after the other
   int pages_per_sheet = 1;
-  std::string layout;      // of kLayouts; empty: one photo covers the sheet
-  bool test_page = false;  // the ruler page in place of a photo, whatever the file's name
+  std::string layout;            // see cells_of(); empty: one photo covers the sheet
+  std::string caption;           // of each photo; may have fields: {date}, {file}
+  std::string frame_file;        // what `frame` was read from
+  std::optional<Overlay> frame;  // is laid over each sheet
+  bool test_page = false;        // the ruler page in place of a photo, whatever the file's name
 };
 
 // What is said to the user on the way: a picture by name, and what is wrong with it.
@@ -26,7 +30,7 @@ using ErrorReport = std::function<void(const std::string& words)>;
 // How many photos a sheet holds.
 [[nodiscard]] std::size_t photos_per_page(const JobSetup& setup);
 
-// A photo as the page of a job; with a layout it is in all of the cells. `path` is read; messages
+// A photo as the page of a job, in all of the cells of the layout. `path` is read; messages
 // call it `name`. Null with the reason in `error` when it cannot be read.
 [[nodiscard]] std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
                                                const std::string& name,

@@ -7,6 +7,7 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <iomanip>
 #include <random>
 #include <sstream>
 #include <utility>
@@ -18,6 +19,8 @@ namespace {
 
 constexpr char kFit[] = "fit";
 constexpr char kNoTurn[] = "no-turn";
+constexpr char kCaption[] = "caption";
+constexpr char kFrame[] = "frame";
 
 std::string new_ticket() {
   std::random_device random;
@@ -200,27 +203,36 @@ void SheetPrinter::note_failure(const std::string& ticket) {
 }
 
 std::string settings_text(const JobSetup& setup) {
-  std::string text;
+  std::ostringstream text;
   for (const auto& [keyword, choice] : setup.destination->choices()) {
-    text.append(keyword).append("=").append(choice).append(" ");
+    text << keyword << "=" << choice << " ";
   }
-  if (setup.preparation.whole) {
-    text.append(kFit).append(" ");
+  text << (setup.preparation.whole ? kFit : "") << " " << (setup.preparation.turn ? "" : kNoTurn)
+       << " ";
+  for (const auto& [keyword, value] :
+       {std::pair(kCaption, setup.caption), std::pair(kFrame, setup.frame_file)}) {
+    if (!value.empty()) {
+      text << std::quoted(std::string(keyword) + "=" + value) << " ";
+    }
   }
-  if (!setup.preparation.turn) {
-    text += kNoTurn;
-  }
-  return text;
+  return text.str();
 }
 
-void add_settings(const std::string& text, Choices& choices, Preparation& preparation) {
+void add_settings(const std::string& text, Choices& choices, JobSetup& setup) {
   std::istringstream words(text);
-  for (std::string word; words >> word;) {
+  const auto add = [](std::string& to, const std::string& value) { to = to.empty() ? value : to; };
+  for (std::string word; words >> std::quoted(word);) {
     const std::size_t equals = word.find('=');
-    if (equals != std::string::npos) {
-      choices.emplace(word.substr(0, equals), word.substr(equals + 1));
+    const std::string keyword = word.substr(0, equals);
+    const std::string value = equals == std::string::npos ? "" : word.substr(equals + 1);
+    if (keyword == kCaption) {
+      add(setup.caption, value);
+    } else if (keyword == kFrame) {
+      add(setup.frame_file, value);
+    } else if (equals != std::string::npos) {
+      choices.emplace(keyword, value);
     }
-    preparation.whole = preparation.whole || word == kFit;
-    preparation.turn = preparation.turn && word != kNoTurn;
+    setup.preparation.whole = setup.preparation.whole || word == kFit;
+    setup.preparation.turn = setup.preparation.turn && word != kNoTurn;
   }
 }

@@ -50,8 +50,8 @@ class SheetPrinter {
   bool is_settled_ = false;
 };
 
-// What a print looks like, as it is kept in the ledger: "KEYWORD=CHOICE" words, then "fit" and
-// "no-turn".
+// What a print looks like, as it is kept in the ledger: "KEYWORD=CHOICE" words, then "fit",
+// "no-turn", and in quotes "caption=TEXT" and "frame=FILE".
 [[nodiscard]] std::string settings_text(const JobSetup& setup);
-// Adds what the text says to `choices` where they say nothing.
-void add_settings(const std::string& text, Choices& choices, Preparation& preparation);
+// Adds what the text says to the choices and to the setup where they say nothing.
+void add_settings(const std::string& text, Choices& choices, JobSetup& setup);

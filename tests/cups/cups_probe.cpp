@@ -21,6 +21,7 @@
 
 #include "apps/image/photo.h"
 #include "apps/image/sheet_picture.h"
+#include "apps/layout/raster_writer.h"
 #include "apps/wire/printer_stream.h"
 #include "apps/wire/stream_dump.h"
 
@@ -149,18 +150,11 @@ int write_photo(const char* from, const std::string& to) {
 }
 
 bool write_page(cups_raster_t* raster, const Picture& picture, unsigned pages, unsigned copies) {
-  cups_page_header2_t header{};
-  header.HWResolution[0] = header.HWResolution[1] = 300;
+  cups_page_header2_t header = rgb_page_header({picture.width, picture.height}, 300);
   header.PageSize[0] = picture.width * 72 / 300;
   header.PageSize[1] = picture.height * 72 / 300;
   header.NumCopies = copies;
-  header.cupsWidth = picture.width;
-  header.cupsHeight = picture.height;
-  header.cupsBitsPerColor = 8;
-  header.cupsBitsPerPixel = 24;
-  header.cupsBytesPerLine = 3 * picture.width;
   header.cupsColorSpace = CUPS_CSPACE_SRGB;
-  header.cupsNumColors = 3;
   header.cupsInteger[CUPS_RASTER_PWG_TotalPageCount] = pages;
   bool written = cupsRasterWriteHeader2(raster, &header) != 0;
   for (std::uint32_t y = 0; written && y < picture.height; ++y) {
@@ -191,13 +185,6 @@ int write_raster(cups_mode_t mode, const char* to, unsigned copies,
 
 int main(int argc, char** argv) {
   const std::string command = argc > 1 ? argv[1] : "";
-  if (VIPS_INIT(argv[0]) != 0) return 1;
-  if (command == "photo" && argc == 4) return write_photo(argv[2], argv[3]);
-  if ((command == "pwg" || command == "urf") && argc > 4) {
-    const cups_mode_t mode = command == "pwg" ? CUPS_RASTER_WRITE_PWG : CUPS_RASTER_WRITE_APPLE;
-    const auto copies = static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10));
-    return write_raster(mode, argv[2], copies, {argv + 4, argv + argc});
-  }
   if (VIPS_INIT(argv[0]) != 0) return 1;
   if (command == "photo" && argc == 4) return write_photo(argv[2], argv[3]);
   if ((command == "pwg" || command == "urf") && argc > 4) {

@@ -66,14 +66,14 @@ TEST(Prepare, CropsEvenlyAtBothEnds) {
   paint_column(wide, 10, 2);
   paint_column(wide, 39, 3);
   paint_column(wide, 40, 4);
-  const Picture page = prepared_from(wide, small_place(30, 20), {}).page;
+  const Picture page = prepared_from(wide, small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{2, 2, 2}));
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{3, 3, 3}));
 }
 
 TEST(Prepare, KeptWholeItStandsOnWhite) {
   const Preparation whole{.whole = true};
-  const Picture page = prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), whole).page;
+  const Picture page = prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), whole).picture;
   EXPECT_EQ(pixel(page, 0, 4), (std::vector<int>{255, 255, 255}));
   EXPECT_EQ(pixel(page, 0, 5), (std::vector<int>{7, 8, 9}));
   EXPECT_EQ(pixel(page, 29, 14), (std::vector<int>{7, 8, 9}));
@@ -87,7 +87,7 @@ TEST(Prepare, TheShapeIsThatOfTheSheetAndNotOfItsPixels) {
   place.fine = true;
   place.page_width = 25;
   const Preparation whole{.whole = true};
-  const Picture page = prepared_from(plain(60, 40, {7, 8, 9}), place, whole).page;
+  const Picture page = prepared_from(plain(60, 40, {7, 8, 9}), place, whole).picture;
   EXPECT_EQ(page.width, 25U);
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{7, 8, 9}));
   EXPECT_EQ(pixel(page, 24, 39), (std::vector<int>{7, 8, 9}));
@@ -96,7 +96,7 @@ TEST(Prepare, TheShapeIsThatOfTheSheetAndNotOfItsPixels) {
 TEST(Prepare, AnUprightPictureIsTurnedToTheLeftForALyingSheet) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);  // its right edge becomes the upper one
-  const Picture page = prepared_from(upright_picture, small_place(30, 20), {}).page;
+  const Picture page = prepared_from(upright_picture, small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 29, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 29, 1), (std::vector<int>{9, 9, 9}));
@@ -106,7 +106,7 @@ TEST(Prepare, NotTurnedItIsCropped) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);
   const Preparation as_it_is{.whole = false, .turn = false};
-  const Picture page = prepared_from(upright_picture, small_place(20, 10), as_it_is).page;
+  const Picture page = prepared_from(upright_picture, small_place(20, 10), as_it_is).picture;
   EXPECT_EQ(pixel(page, 19, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 19, 9), (std::vector<int>{1, 1, 1}));
 }
@@ -123,7 +123,7 @@ TEST(Prepare, TurningForTheSheetFollowsTheCamerasTurn) {
     const Picture seen =
         *k905::read_photo(folder.write("x.tif", tiff_file(stored, orientation)), error);
     ASSERT_EQ(seen.width, 2U);
-    const Picture page = prepared_from(stored, small_place(3, 2), {}, orientation).page;
+    const Picture page = prepared_from(stored, small_place(3, 2), {}, orientation).picture;
     for (std::size_t y = 0; y < 2; ++y) {
       for (std::size_t x = 0; x < 3; ++x) {
         EXPECT_EQ(pixel(page, x, y), pixel(seen, 1 - y, x)) << orientation;
@@ -147,14 +147,14 @@ TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
   cmsCloseProfile(srgb);
   ASSERT_NE(color[0], 200);  // a test that could not fail otherwise
   const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
-  EXPECT_EQ(pixel(prepared.page, 0, 0), (std::vector<int>{color[0], color[1], color[2]}));
+  EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{color[0], color[1], color[2]}));
   EXPECT_EQ(prepared.warning, "");
 }
 
 TEST(Prepare, WhiteAroundAProfiledPictureIsWhite) {
   Picture picture = plain(30, 10, {200, 100, 50});
   embed(picture, rgb_matrix_profile());
-  const Picture page = prepared_from(picture, small_place(30, 20), {.whole = true}).page;
+  const Picture page = prepared_from(picture, small_place(30, 20), {.whole = true}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{255, 255, 255}));
 }
 
@@ -165,7 +165,7 @@ TEST(Prepare, GrayWithAProfileBecomesColor) {
   picture.channels = 1;
   picture.bytes.assign(600, 128);
   embed(picture, gray_profile());
-  const Picture page = prepared_from(picture, small_place(30, 20), {}).page;
+  const Picture page = prepared_from(picture, small_place(30, 20), {}).picture;
   EXPECT_EQ(page.channels, 3);
   // Gamma 2.2 and the sRGB curve are close to each other in the middle.
   EXPECT_NEAR(pixel(page, 0, 0)[1], 128, 3);
@@ -178,7 +178,7 @@ TEST(Prepare, InksAreReadThroughTheirProfile) {
   picture.channels = 4;
   picture.bytes.assign(2400, 0);  // bare paper
   embed(picture, cmyk_table_profile());
-  const Picture page = prepared_from(picture, small_place(30, 20), {}).page;
+  const Picture page = prepared_from(picture, small_place(30, 20), {}).picture;
   EXPECT_EQ(page.channels, 3);
   EXPECT_GT(pixel(page, 0, 0)[0], 240);
 }
@@ -188,7 +188,7 @@ TEST(Prepare, ABrokenProfileIsToldAndThePicturePrintsAsItIs) {
   embed(picture, broken_profile("RGB "));
   const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
   EXPECT_EQ(prepared.warning, "its color profile is broken; its colors are taken for sRGB");
-  EXPECT_EQ(pixel(prepared.page, 0, 0), (std::vector<int>{200, 100, 50}));
+  EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{200, 100, 50}));
 }
 
 TEST(Prepare, InksWithABrokenProfileBecomeColorsByArithmetic) {
@@ -201,7 +201,7 @@ TEST(Prepare, InksWithABrokenProfileBecomeColorsByArithmetic) {
   }
   embed(picture, broken_profile("CMYK"));
   const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
-  EXPECT_EQ(pixel(prepared.page, 0, 0), (std::vector<int>{0, 255, 204}));
+  EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{0, 255, 204}));
 }
 
 TEST(Prepare, SixteenBitsAreRoundedOnceAtTheEnd) {
@@ -213,20 +213,20 @@ TEST(Prepare, SixteenBitsAreRoundedOnceAtTheEnd) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(&sample);
     picture.bytes.insert(picture.bytes.end(), {bytes[0], bytes[1]});
   }
-  EXPECT_EQ(pixel(prepared_from(picture, small_place(30, 20), {}).page, 3, 3),
+  EXPECT_EQ(pixel(prepared_from(picture, small_place(30, 20), {}).picture, 3, 3),
             (std::vector<int>{129, 129, 129}));
 }
 
 TEST(Prepare, APictureOfOnePixelFillsTheSheet) {
-  const Picture page = prepared_from(plain(1, 1, {1, 2, 3}), small_place(30, 20), {}).page;
+  const Picture page = prepared_from(plain(1, 1, {1, 2, 3}), small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
 }
 
 TEST(Prepare, AThreadOfAPictureIsNoTrouble) {
-  const Picture page = prepared_from(plain(5000, 1, {1, 2, 3}), small_place(30, 20), {}).page;
+  const Picture page = prepared_from(plain(5000, 1, {1, 2, 3}), small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
   const Picture whole =
-      prepared_from(plain(1, 5000, {1, 2, 3}), small_place(30, 20), {.whole = true}).page;
+      prepared_from(plain(1, 5000, {1, 2, 3}), small_place(30, 20), {.whole = true}).picture;
   EXPECT_EQ(pixel(whole, 29, 0), (std::vector<int>{255, 255, 255}));
 }
 

@@ -8,7 +8,10 @@
 
 #include <array>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
+#include <iomanip>
+#include <set>
 #include <sstream>
 
 #include "apps/base/write_whole.h"
@@ -22,7 +25,9 @@
 
 namespace {
 
+using testing::_;
 using testing::AllOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -349,6 +354,15 @@ std::vector<int> grid_of(const Picture& sheet, std::size_t columns, std::size_t 
   return values;
 }
 
+std::string day_of_today() {
+  const std::time_t now = std::time(nullptr);
+  std::tm day{};
+  localtime_r(&now, &day);
+  std::ostringstream text;
+  text << std::put_time(&day, "%F");
+  return text.str();
+}
+
 class PrintLayout : public testing::Test {
  protected:
   PrintLayout() {
@@ -408,6 +422,106 @@ TEST_F(PrintLayout, AFifthPhotoBeginsAnotherSheet) {
 TEST_F(PrintLayout, APhotoThatCannotBeReadIsNamedAndItsPlaceRepeatsTheOthers) {
   EXPECT_THAT(grid_of(preview({"--layout", "strips", "broken.png", "100.png"}, 1), 1, 2),
               ElementsAre(100, 100));
+}
+
+// White above black.
+std::string halves_png() {
+  std::vector<std::uint8_t> rows = plain_rows(60 * 10, 240);
+  const std::vector<std::uint8_t> lower = plain_rows(60 * 10, 20);
+  rows.insert(rows.end(), lower.begin(), lower.end());
+  return png_file(60, 20, {}, rows);
+}
+
+TEST_F(PrintLayout, OnAPaperOfStripsAPhotoIsNotCut) {
+  folder_.write("halves.png", halves_png());
+  EXPECT_THAT(grid_of(preview({"-p", "6x2*2", "halves.png"}), 1, 4), ElementsAre(240, 20, 240, 20));
+  EXPECT_THAT(grid_of(preview({"-p", "6x8", "-o", "K905Cut=6x2", "halves.png"}), 1, 8),
+              ElementsAre(240, 20, 240, 20, 240, 20, 240, 20));
+  EXPECT_THAT(grid_of(preview({"-p", "6x2*2", "--layout", "sheet", "halves.png"}), 1, 4),
+              ElementsAre(240, 240, 20, 20));
+}
+
+// Of the paper's 1500 x 1500 pixels a cell has 750 x 750, but the page for the filter has fewer.
+TEST_F(PrintLayout, APhotoInACellKeepsItsShape) {
+  folder_.write("square.png", png_file(20, 20, {}, plain_rows(20 * 20, 20)));
+  const Picture sheet = preview({"-p", "5x7", "--layout", "1+2", "--fit", "square.png"});
+  int across = 0;
+  int down = 0;
+  for (std::size_t x = 0; x < sheet.width / 2; ++x) {
+    across += sheet.bytes[3 * (sheet.height * 3 / 4 * sheet.width + x)] < 128 ? 1 : 0;
+  }
+  for (std::size_t y = sheet.height / 2; y < sheet.height; ++y) {
+    down += sheet.bytes[3 * (y * sheet.width + sheet.width / 4)] < 128 ? 1 : 0;
+  }
+  EXPECT_GT(across, 500);
+  EXPECT_NEAR(across, down, 6);
+}
+
+// The left half 50, then half opaque black, then nothing.
+std::string frame_png() {
+  std::vector<std::uint8_t> row;
+  for (int x = 0; x < 8; ++x) {
+    const int value = x < 4 ? 50 : 0;
+    const int opacity = x < 4 ? 255 : x < 6 ? 128 : 0;
+    for (const int sample : {value, value, value, opacity}) {
+      row.push_back(static_cast<std::uint8_t>(sample));
+    }
+  }
+  return png_file(8, 1, {.colour_type = 6}, row);
+}
+
+TEST_F(PrintLayout, AFrameIsLaidOverTheWholeSheet) {
+  folder_.write("frame.png", frame_png());
+  EXPECT_THAT(grid_of(preview({"--frame", "frame.png", "180.png"}), 8, 1),
+              ElementsAre(50, 50, _, _, _, 90, _, 180));
+  EXPECT_THAT(
+      grid_of(preview({"--frame", "frame.png", "--layout", "strips", "180.png", "100.png"}), 4, 2),
+      ElementsAre(50, _, 90, 180, 50, _, 50, 100));
+}
+
+TEST_F(PrintLayout, AFrameThatCannotBeUsedPrintsNothing) {
+  for (const auto& [file, reason] :
+       {std::pair{"20.png", "no transparency"}, {"broken.png", ""}, {"none.png", "No such file"}}) {
+    const ChildResult result = print(folder_, {"--preview", "x.png", "--frame", file, "100.png"});
+    EXPECT_EQ(result.status, 1) << file;
+    EXPECT_THAT(result.log, AllOf(HasSubstr(std::string(file) + ": "), HasSubstr(reason)));
+  }
+  EXPECT_FALSE(folder_.read("x.png"));
+}
+
+// White letters with black outlines near the bottom edge of each cell, and nothing else changed.
+TEST_F(PrintLayout, ACaptionIsAtTheBottomOfEachPhoto) {
+  const Picture sheet =
+      preview({"--layout", "strips", "--caption", "Anna & Tom", "100.png", "180.png"});
+  for (const auto& [first, photo] : {std::pair{0U, 100}, {sheet.height / 2, 180}}) {
+    const auto row = [&](std::uint32_t y) {
+      const auto* from = sheet.bytes.data() + std::size_t{3} * (first + y) * sheet.width;
+      return std::set<int>(from, from + std::size_t{3} * sheet.width);
+    };
+    EXPECT_THAT(row(sheet.height / 4), ElementsAre(photo));
+    std::set<int> lower;
+    for (std::uint32_t y = sheet.height * 3 / 8; y < sheet.height / 2 - 5; ++y) {
+      lower.merge(row(y));
+    }
+    EXPECT_EQ(*lower.begin(), 0);
+    EXPECT_EQ(*lower.rbegin(), 255);
+    EXPECT_THAT(row(sheet.height / 2 - 10), ElementsAre(photo));
+  }
+}
+
+TEST_F(PrintLayout, ACaptionHasTheDayAndTheNameOfThePhoto) {
+  const auto bytes = [&](const std::string& caption) {
+    return preview({"--caption", caption, "--layout", "strips", "20.png", "100.png"}).bytes;
+  };
+  const std::string before = day_of_today();
+  const std::vector<std::uint8_t> of_today = bytes("{date}");
+  EXPECT_THAT((std::vector{bytes(before), bytes(day_of_today())}), Contains(of_today));
+  const std::vector<std::uint8_t> names = bytes("{file}");
+  const std::vector<std::uint8_t> first = bytes("20");
+  const std::vector<std::uint8_t> second = bytes("100");
+  const auto half = static_cast<std::ptrdiff_t>(first.size() / 2);
+  EXPECT_TRUE(std::equal(first.begin(), first.begin() + half, names.begin()));
+  EXPECT_TRUE(std::equal(second.begin() + half, second.end(), names.begin() + half));
 }
 
 TEST_F(PrintLayout, StripsNeedAPaperThatIsCutIntoStrips) {

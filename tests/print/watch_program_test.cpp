@@ -360,6 +360,19 @@ TEST_F(ReprintProgram, PrintsASheetAsItWasPrinted) {
   EXPECT_THAT(history, HasSubstr("  printed  " + inbox() + "/printed/a.png  " + job() + "\n"));
 }
 
+TEST_F(ReprintProgram, KeepsTheFrameAndTheCaption) {
+  const std::vector<std::uint8_t> frame{0, 0, 0, 0, 200, 200, 200, 255};  // the right half
+  folder_.write("my frame.png", png_file(2, 1, {.colour_type = 6}, frame));
+  print_one(
+      arguments({"--frame", folder_.path() + "/my frame.png", "--caption", "a \"b\" {date}"}));
+  const ChildResult result = run({"--reprint", "1"});
+  EXPECT_EQ(result.status, 0) << result.log;
+  const std::string bytes = folder_.read("job.prn").value_or("");
+  ASSERT_FALSE(bytes.empty());
+  EXPECT_EQ(bytes.substr(0, bytes.size() / 2), bytes.substr(bytes.size() / 2));
+  EXPECT_NE(bytes.find(std::string(100, '\xc8')), std::string::npos);
+}
+
 TEST_F(ReprintProgram, TheWatchOfTheFolderPrintsItWhereThereIsOne) {
   print_one();
   RunningProgram program(kProgram, arguments(), environment());

@@ -1,9 +1,7 @@
-#include "apps/layout/collage.h"
+#include "apps/layout/cells.h"
 
 #include <cmath>
 #include <string_view>
-
-#include "apps/image/draw.h"
 
 namespace k905 {
 
@@ -50,13 +48,13 @@ void add_row(std::vector<Cell>& cells, const Sides& sides, std::uint32_t row, st
   }
 }
 
+}  // namespace
+
 // "6x2*4" is cut into four.
 std::uint32_t strips_of(const PaperConfig& paper) {
   const std::string_view label = paper.label;
   return label.starts_with("6x2*") ? static_cast<std::uint32_t>(label.back() - '0') : 0;
 }
-
-}  // namespace
 
 std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place) {
   const Sides sheet = sides_of(place);
@@ -66,6 +64,8 @@ std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place) {
     for (std::uint32_t i = 0; i < strips; ++i) {
       add_row(cells, sheet, i, strips, 1);
     }
+  } else if (layout.empty()) {
+    add_row(cells, sheet, 0, 1, 1);
   } else {
     add_row(cells, sheet, 0, 2, layout == "2x2" ? 2 : 1);
     add_row(cells, sheet, 1, 2, 2);
@@ -74,19 +74,17 @@ std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place) {
 }
 
 SheetPlace place_in(const Cell& cell, const SheetPlace& place) {
+  // The sheet may show more pixels than the picture has.
+  const PixelSize picture = picture_size(place);
+  const auto seen = [](std::uint32_t length, std::uint32_t all_seen, std::uint32_t all) {
+    return static_cast<std::uint32_t>((std::uint64_t{length} * all_seen + all / 2) / all);
+  };
   SheetPlace part = place;
-  part.page_width = part.seen_width = cell.width;
-  part.page_height = part.seen_height = cell.height;
+  part.page_width = cell.width;
+  part.page_height = cell.height;
+  part.seen_width = seen(cell.width, place.seen_width, picture.width);
+  part.seen_height = seen(cell.height, place.seen_height, picture.height);
   return part;
-}
-
-Picture collage(const std::vector<Picture>& photos, const std::vector<Cell>& cells,
-                const SheetPlace& place) {
-  Picture sheet = blank_picture(picture_size(place).width, picture_size(place).height);
-  for (std::size_t i = 0; i < cells.size(); ++i) {
-    paste(sheet, eight_bit_colors(photos[i]), cells[i].left, cells[i].top);
-  }
-  return page_for(sheet, place);
 }
 
 }  // namespace k905

@@ -1,0 +1,26 @@
+// The places of several photos on one sheet: strips and grids.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "apps/image/picture.h"
+#include "apps/layout/sheet_place.h"
+
+namespace k905 {
+
+using Cell = PixelArea;  // of the picture of picture_size()
+
+// The cells of one of the layouts, from the top left by rows; together they are the whole sheet.
+// Strips end where the printer cuts; none on a paper that is not cut into strips. No layout is one
+// cell.
+[[nodiscard]] std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place);
+
+// For prepare(): a photo becomes the pixels of the cell.
+[[nodiscard]] SheetPlace place_in(const Cell& cell, const SheetPlace& place);
+
+// How many strips the printer cuts the paper into; 0 for any other paper.
+[[nodiscard]] std::uint32_t strips_of(const PaperConfig& paper);
+
+}  // namespace k905
