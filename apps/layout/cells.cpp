@@ -59,12 +59,12 @@ std::uint32_t strips_of(const PaperConfig& paper) {
 std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place) {
   const Sides sheet = sides_of(place);
   std::vector<Cell> cells;
-  if (layout == "strips") {
+  if (layout == kStrips) {
     const std::uint32_t strips = strips_of(*place.paper);
     for (std::uint32_t i = 0; i < strips; ++i) {
       add_row(cells, sheet, i, strips, 1);
     }
-  } else if (layout.empty()) {
+  } else if (layout.empty() || layout == "sheet") {
     add_row(cells, sheet, 0, 1, 1);
   } else {
     add_row(cells, sheet, 0, 2, layout == "2x2" ? 2 : 1);

@@ -12,9 +12,11 @@ namespace k905 {
 
 using Cell = PixelArea;  // of the picture of picture_size()
 
-// The cells of one of the layouts, from the top left by rows; together they are the whole sheet.
-// Strips end where the printer cuts; none on a paper that is not cut into strips. No layout is one
-// cell.
+inline constexpr char kStrips[] = "strips";
+
+// The cells of a layout (kStrips, "2x2", "1+2", or for one cell "sheet" and ""), from the top left
+// by rows; together they are the whole sheet. Strips end where the printer cuts; none on a paper
+// that is not cut into strips.
 [[nodiscard]] std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place);
 
 // For prepare(): a photo becomes the pixels of the cell.

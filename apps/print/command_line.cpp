@@ -134,7 +134,6 @@ std::optional<std::string> check(const PrintOptions& options) {
       {!options.ledger.empty() && prints, "--ledger is for --watch, --history and --reprint"},
       {options.reprint != 0 && !options.preview.empty(), "--reprint prints; it shows no preview"},
       {watches && !options.preview.empty(), "--watch prints; it shows no preview"},
-      {!options.layout.empty() && !prints, "--layout is for photos that are named"},
       {options.wait && (!prints || !options.to.empty() || !options.preview.empty()),
        "--wait is for photos that are printed through a queue"},
       {options.timeout && !options.wait && (options.to.empty() || watches),

@@ -175,10 +175,10 @@ class PrintProgram {
 
   // A photo that covers a paper of strips would be cut through its middle.
   [[nodiscard]] std::string layout() const {
+    const std::string layout = options_.layout.empty() ? setup_.layout : options_.layout;
     const SheetPlace place = sheet_place(setup_.destination->choices());
-    const bool takes_strips =
-        options_.layout.empty() && !options_.test_page && strips_of(*place.paper) != 0;
-    return takes_strips ? "strips" : options_.layout == "sheet" ? "" : options_.layout;
+    const bool is_open = layout.empty() && !options_.test_page;
+    return is_open && strips_of(*place.paper) != 0 ? kStrips : layout;
   }
 
   bool open_frame(std::string& error) {

@@ -21,6 +21,7 @@ constexpr char kFit[] = "fit";
 constexpr char kNoTurn[] = "no-turn";
 constexpr char kCaption[] = "caption";
 constexpr char kFrame[] = "frame";
+constexpr char kLayout[] = "layout";
 
 std::string new_ticket() {
   std::random_device random;
@@ -210,7 +211,8 @@ std::string settings_text(const JobSetup& setup) {
   text << (setup.preparation.whole ? kFit : "") << " " << (setup.preparation.turn ? "" : kNoTurn)
        << " ";
   for (const auto& [keyword, value] :
-       {std::pair(kCaption, setup.caption), std::pair(kFrame, setup.frame_file)}) {
+       {std::pair(kCaption, setup.caption), std::pair(kFrame, setup.frame_file),
+        std::pair(kLayout, setup.layout)}) {
     if (!value.empty()) {
       text << std::quoted(std::string(keyword) + "=" + value) << " ";
     }
@@ -229,6 +231,8 @@ void add_settings(const std::string& text, Choices& choices, JobSetup& setup) {
       add(setup.caption, value);
     } else if (keyword == kFrame) {
       add(setup.frame_file, value);
+    } else if (keyword == kLayout) {
+      add(setup.layout, value);
     } else if (equals != std::string::npos) {
       choices.emplace(keyword, value);
     }

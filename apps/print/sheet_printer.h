@@ -51,7 +51,7 @@ class SheetPrinter {
 };
 
 // What a print looks like, as it is kept in the ledger: "KEYWORD=CHOICE" words, then "fit",
-// "no-turn", and in quotes "caption=TEXT" and "frame=FILE".
+// "no-turn", and in quotes "caption=TEXT", "frame=FILE" and "layout=NAME".
 [[nodiscard]] std::string settings_text(const JobSetup& setup);
 // Adds what the text says to the choices and to the setup where they say nothing.
 void add_settings(const std::string& text, Choices& choices, JobSetup& setup);

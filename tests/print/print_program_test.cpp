@@ -467,7 +467,7 @@ std::string frame_png() {
       row.push_back(static_cast<std::uint8_t>(sample));
     }
   }
-  return png_file(8, 1, {.colour_type = 6}, row);
+  return png_file(8, 1, {.color_type = 6}, row);
 }
 
 TEST_F(PrintLayout, AFrameIsLaidOverTheWholeSheet) {

@@ -360,11 +360,11 @@ TEST_F(ReprintProgram, PrintsASheetAsItWasPrinted) {
   EXPECT_THAT(history, HasSubstr("  printed  " + inbox() + "/printed/a.png  " + job() + "\n"));
 }
 
-TEST_F(ReprintProgram, KeepsTheFrameAndTheCaption) {
+TEST_F(ReprintProgram, KeepsTheLayoutTheFrameAndTheCaption) {
   const std::vector<std::uint8_t> frame{0, 0, 0, 0, 200, 200, 200, 255};  // the right half
-  folder_.write("my frame.png", png_file(2, 1, {.colour_type = 6}, frame));
-  print_one(
-      arguments({"--frame", folder_.path() + "/my frame.png", "--caption", "a \"b\" {date}"}));
+  folder_.write("my frame.png", png_file(2, 1, {.color_type = 6}, frame));
+  print_one(arguments({"-p", "6x2*2", "--layout", "sheet", "--frame",
+                       folder_.path() + "/my frame.png", "--caption", "a \"b\" {date}"}));
   const ChildResult result = run({"--reprint", "1"});
   EXPECT_EQ(result.status, 0) << result.log;
   const std::string bytes = folder_.read("job.prn").value_or("");
