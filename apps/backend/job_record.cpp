@@ -1,5 +1,6 @@
-// A file holds two versions of its job's record, each with a sequence number and a checksum. A save
-// overwrites the older one: whatever ends it in the middle, the other is intact.
+// A file holds three versions of its job's record, each with a sequence number and a checksum. A
+// save overwrites the oldest one. At most the newest two have not reached the disk: whatever ends
+// the machine in the middle of writing them, the third is intact.
 
 #include "apps/backend/job_record.h"
 
@@ -83,6 +84,7 @@ std::string text_of(int descriptor) {
 
 // Each version has a block of the disk for itself.
 constexpr std::size_t kVersionBytes = 4096;
+constexpr unsigned kVersions = 3;
 
 constexpr char kSequence[] = "sequence=";
 constexpr char kChecksum[] = "checksum=";
@@ -263,46 +265,66 @@ int RecordFolder::save(const JobRecord& record) {
   if (folder_ < 0) {
     return 0;
   }
-  return file_ && record.job == file_job_ ? overwrite(record) : create(record);
+  if (!file_ || record.job != file_job_) {
+    return create(record);
+  }
+  const int error = overwrite(record);
+  return error != 0 ? error : sync();
 }
 
-// A new file takes the place of an earlier one when both of its versions are on disk.
+// A second one after a save would leave one version on the disk, the oldest, which is the next to
+// be overwritten.
+int RecordFolder::note(const JobRecord& record) {
+  const bool is_open = file_ && record.job == file_job_;
+  return is_open && is_synced_ ? overwrite(record) : save(record);
+}
+
+int RecordFolder::sync() {
+  if (is_synced_ || fdatasync(file_.get()) == 0) {
+    is_synced_ = true;
+    return 0;
+  }
+  return lose_file(errno);
+}
+
+// A new file takes the place of an earlier one when all of its versions are on disk.
 int RecordFolder::create(const JobRecord& record) {
   const std::string name = file_name(record.job);
   const std::string fresh = "new-" + name;
-  file_job_ = -1;
+  file_job_ = record.job;
+  is_synced_ = true;
   file_.reset(
       openat(folder_, fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
-  sequence_ = 1;
-  const std::string text = version_text(record, 0) + version_text(record, sequence_);
+  std::string text;
+  for (sequence_ = 0; sequence_ < kVersions; ++sequence_) {
+    text += version_text(record, sequence_);
+  }
+  --sequence_;
   const bool saved = file_ && write_whole(file_.get(), text) && fsync(file_.get()) == 0 &&
                      renameat(folder_, fresh.c_str(), folder_, name.c_str()) == 0 &&
                      fsync(folder_) == 0;
-  if (!saved) {
-    const int error = errno;
-    file_.reset();
-    return error;
-  }
-  file_job_ = record.job;
-  return 0;
+  return saved ? 0 : lose_file(errno);
 }
 
 int RecordFolder::overwrite(const JobRecord& record) {
   ++sequence_;
+  is_synced_ = false;
   const std::string text = version_text(record, sequence_);
-  const auto place = static_cast<off_t>(kVersionBytes * (sequence_ % 2));
+  const auto place = static_cast<off_t>(kVersionBytes * (sequence_ % kVersions));
   const ssize_t written = pwrite(file_.get(), text.data(), text.size(), place);
-  if (written == static_cast<ssize_t>(text.size()) && fdatasync(file_.get()) == 0) {
-    return 0;
-  }
-  const int error = written >= 0 && written < static_cast<ssize_t>(text.size()) ? EIO : errno;
+  return written == static_cast<ssize_t>(text.size()) ? 0 : lose_file(written < 0 ? errno : EIO);
+}
+
+// The next save makes a new file.
+int RecordFolder::lose_file(int error) {
   file_.reset();
+  is_synced_ = true;
   return error;
 }
 
 void RecordFolder::remove(int job) {
   if (job == file_job_) {
-    file_.reset();
+    (void)lose_file(0);
   }
   if (folder_ >= 0) {
     unlinkat(folder_, file_name(job).c_str(), 0);

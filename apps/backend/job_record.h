@@ -52,6 +52,11 @@ class RecordFolder {
   // The record is on disk when this returns 0; otherwise an errno. Saving the same job again costs
   // one write to the disk, without any change of the folder or of the file's size.
   [[nodiscard]] int save(const JobRecord& record);
+
+  // The same without waiting for the disk: the record outlives this process, and the machine from
+  // the next save() or sync() on. Until then the one that was saved before is on the disk.
+  [[nodiscard]] int note(const JobRecord& record);
+  [[nodiscard]] int sync();
   void remove(int job);
 
  private:
@@ -61,11 +66,13 @@ class RecordFolder {
 
   int create(const JobRecord& record);
   int overwrite(const JobRecord& record);
+  int lose_file(int error);
 
   int folder_ = -1;
   Descriptor file_;  // of the job saved last
   int file_job_ = -1;
   unsigned sequence_ = 0;  // of its newest version
+  bool is_synced_ = true;  // that version is on the disk
   int printer_lock_ = -1;
   int job_lock_ = -1;
   int user_ = -1;

@@ -58,6 +58,7 @@ JobRunner::JobRunner(JobOptions options, SheetSource& source, RecordFolder& reco
                 .sent = [this](int error) { show_sent(error); }}) {}
 
 int JobRunner::run() {
+  stop_.set_idle_task([this] { (void)records_.sync(); });
   if (!take_turn() || !session_.wait_until_connected(Phase::kBeforeSheet) ||
       !settle_open_sheets()) {
     return stopped();
@@ -77,6 +78,7 @@ int JobRunner::run() {
 
 bool JobRunner::wait(Phase phase, const Obstacle& obstacle, milliseconds pause) {
   show(obstacle);
+  (void)records_.sync();
   if (phase == Phase::kInSheet) {
     return stop_.age() < kStallAfterStop;
   }
@@ -217,7 +219,7 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
     record_.life = counters.life;
     record_.buffers = counters.buffers;
     record_.printer = session_.identity();
-    if (!save_record()) {
+    if (!is_saved(records_.save(record_))) {
       return kStopQueue;
     }
     info("Sending " + sheet_name(number));
@@ -226,7 +228,7 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
       return end_sheet(outcome, number);
     }
     record_.sending = 0;
-    if (!save_record()) {
+    if (!is_saved(records_.save(record_))) {
       return kStopQueue;
     }
     info("Sending " + sheet_name(number) + " again: the printer did not print it");
@@ -246,7 +248,10 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
   record_.sending = 0;
   record_.printed = number;
   report_sheets();
-  if (!save_record()) {
+  // Need not reach the disk before the next sheet does: as long as the record there says that this
+  // sheet is being sent, the life counter decides that it came out. Without a next sheet at hand
+  // it is written while the job waits.
+  if (!is_saved(records_.note(record_))) {
     return kStopQueue;
   }
   supplies_.report(session_.printer(), session_.seen());
@@ -257,14 +262,14 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
 // A job that is held, or whose scheduler ends, is printed again from where it stopped; one that was
 // canceled starts anew if it is ever printed again.
 int JobRunner::stopped() {
+  (void)records_.sync();
   if (record_.job != 0 && record_.sending == 0 && job_was_canceled(options_.job)) {
     records_.remove(options_.job);
   }
   return kTryAgain;
 }
 
-bool JobRunner::save_record() {
-  const int error_number = records_.save(record_);
+bool JobRunner::is_saved(int error_number) {
   if (error_number != 0) {
     error(std::string("The record of printed sheets cannot be saved, nothing is sent: ") +
           std::strerror(error_number));

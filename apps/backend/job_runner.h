@@ -51,7 +51,7 @@ class JobRunner {
   int print_sheet(const Sheet& sheet, unsigned number);
   int end_sheet(Outcome outcome, unsigned number);
   int stopped();
-  bool save_record();
+  static bool is_saved(int error_number);
   void report_sheets();
   bool wait(Phase phase, const Obstacle& obstacle, std::chrono::milliseconds pause);
   void show(const Obstacle& obstacle);

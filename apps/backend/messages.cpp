@@ -6,8 +6,8 @@
 
 #include <algorithm>
 
-#include "device/status_reasons.h"
 #include "apps/base/write_whole.h"
+#include "device/status_reasons.h"
 
 namespace k905::backend {
 

@@ -15,6 +15,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::chrono::milliseconds kIdle{100};
+
 }  // namespace
 
 StopRequest::StopRequest(int pipe_end) : pipe_end_(pipe_end) {
@@ -55,6 +57,12 @@ void StopRequest::pause(Milliseconds time) {
 
 bool StopRequest::wait_readable(int descriptor) {
   bool readable = false;
+  if (!requested()) {
+    (void)look(kIdle, descriptor, readable);
+  }
+  if (!readable && idle_task_) {
+    idle_task_();
+  }
   while (!requested() && !readable) {
     (void)look(Milliseconds(-1), descriptor, readable);
   }

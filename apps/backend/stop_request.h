@@ -7,7 +7,9 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
+#include <utility>
 
 namespace k905::backend {
 
@@ -30,6 +32,9 @@ class StopRequest {
   // Waits for the time, or until the request comes.
   void pause(Milliseconds time);
 
+  // Called when a wait for a descriptor has taken some time.
+  void set_idle_task(std::function<void()> task) { idle_task_ = std::move(task); }
+
   // Waits until the descriptor is readable or the request comes. True when it is readable.
   [[nodiscard]] bool wait_readable(int descriptor);
 
@@ -39,6 +44,7 @@ class StopRequest {
   int pipe_end_;
   int signals_;
   std::optional<std::chrono::steady_clock::time_point> since_;
+  std::function<void()> idle_task_;
 };
 
 }  // namespace k905::backend

@@ -119,6 +119,53 @@ TEST_F(Records, VersionThatWasCutIsPassedOver) {
   }
 }
 
+// A note and the save after it reach the disk together, in any order and in parts.
+TEST_F(Records, RecordBeforeANoteIsIntactUntilTheNextSave) {
+  for (const unsigned saves : {1U, 2U, 3U}) {
+    RecordFolder records;
+    ASSERT_EQ(records.open(folder(), -1, -1), 0);
+    JobRecord record = kRecord;
+    for (unsigned i = 0; i < saves; ++i) {
+      ASSERT_EQ(records.save(record), 0);
+    }
+    const std::string saved = content();
+    record.printed = 4;
+    record.sending = 0;
+    ASSERT_EQ(records.note(record), 0);
+    EXPECT_EQ(records.load(12, "urn:uuid:1"), record);  // by a process that comes after this one
+    record.sending = 5;
+    ASSERT_EQ(records.save(record), 0);
+    const std::string last = content();
+    for (unsigned blocks = 0; blocks < 8; ++blocks) {
+      for (const std::size_t written : {4096U, 100U}) {
+        std::string mixed = saved;
+        for (unsigned block = 0; block < 3; ++block) {
+          if ((blocks >> block & 1U) != 0) {
+            mixed.replace(std::size_t{4096} * block, written, last, std::size_t{4096} * block,
+                          written);
+          }
+        }
+        std::ofstream(folder() + "/job-12") << mixed;
+        const JobRecord found = records.load(12, "urn:uuid:1");
+        EXPECT_TRUE(found == kRecord || found.printed == 4) << blocks << " " << written;
+      }
+    }
+    records.remove(12);
+  }
+}
+
+TEST_F(Records, NotesOneAfterTheOtherAreKept) {
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  JobRecord record = kRecord;
+  for (const unsigned printed : {4U, 5U, 6U, 7U}) {
+    record.printed = printed;
+    ASSERT_EQ(records.note(record), 0);
+    EXPECT_EQ(records.load(12, "urn:uuid:1").printed, printed);
+  }
+  ASSERT_EQ(records.sync(), 0);
+}
+
 TEST_F(Records, SavingAgainChangesNeitherFileNorFolder) {
   RecordFolder records;
   ASSERT_EQ(records.open(folder(), -1, -1), 0);

@@ -345,6 +345,18 @@ class Interruptions(Backend):
         self.assertEqual(line.heard.sheets, [3])
         self.assert_printed([1, 2])
 
+    def test_a_process_that_is_killed_between_two_sheets_has_recorded_those_before(self):
+        self.set_printer(remaining=2)
+        run = self.start(numbered_sheets.job(4))
+        self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the reason")
+        os.kill(run.worker(), signal.SIGKILL)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        # A printer whose life counter decides nothing.
+        self.set_printer(remaining=400, serial="OTHER")
+        run = self.start(numbered_sheets.job(4))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2, 3, 4])
+
     def test_another_job_after_the_interruption_does_not_decide_for_the_first(self):
         self.relay.pause = SLOW
         run = self.start(numbered_sheets.job(3))
