@@ -31,8 +31,9 @@ namespace {
 constexpr char kFirstLine[] = "k905 job record 1";
 constexpr char kPrefix[] = "job-";
 
-// Records of jobs that were canceled stay behind.
-constexpr std::time_t kOldestRecordS = 30L * 24 * 60 * 60;
+constexpr std::time_t kDayS = 24L * 60 * 60;
+// A job that was held can be released long after.
+constexpr std::time_t kOldestUnfinishedS = 30 * kDayS;
 
 std::string file_name(int job) { return kPrefix + std::to_string(job); }
 
@@ -67,7 +68,8 @@ bool take_field(const std::string& key, const std::string& value, JobRecord& rec
          (key == "reported" && parse_number(value, record.reported)) ||
          (key == "sending" && parse_number(value, record.sending)) ||
          (key == "life" && parse_number(value, record.life)) ||
-         (key == "buffers" && parse_number(value, record.buffers));
+         (key == "buffers" && parse_number(value, record.buffers)) ||
+         (key == "completed" && parse_number(value, record.completed));
 }
 
 std::string text_of(int descriptor) {
@@ -142,7 +144,8 @@ std::string to_text(const JobRecord& record) {
   text << kFirstLine << "\njob=" << record.job << "\nidentity=" << one_line(record.identity)
        << "\nprinter=" << one_line(record.printer) << "\nprinted=" << record.printed
        << "\nreported=" << record.reported << "\nsending=" << record.sending
-       << "\nlife=" << record.life << "\nbuffers=" << record.buffers << "\n";
+       << "\nlife=" << record.life << "\nbuffers=" << record.buffers
+       << "\ncompleted=" << record.completed << "\n";
   return text.str();
 }
 
@@ -237,28 +240,40 @@ JobRecord RecordFolder::load(int job, const std::string& identity) const {
   return {.job = job, .identity = identity, .printer = ""};
 }
 
-std::vector<JobRecord> RecordFolder::open_sheets_on(const std::string& printer) const {
-  std::vector<JobRecord> found;
+void RecordFolder::for_each_record(
+    const std::function<void(const std::string&, const JobRecord&)>& visit) const {
   const int again = folder_ < 0 ? -1 : openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(again < 0 ? nullptr : fdopendir(again),
                                                     closedir);
   // cppcheck-suppress readdirCalled
   while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
     const std::string name = entry->d_name;
-    struct stat about {};
-    if (!name.starts_with(kPrefix) || fstatat(folder_, entry->d_name, &about, 0) != 0) {
-      continue;
-    }
-    if (std::time(nullptr) - about.st_mtime > kOldestRecordS) {
-      unlinkat(folder_, entry->d_name, 0);
-      continue;
-    }
-    const std::optional<JobRecord> record = read(name);
-    if (record && record->sending != 0 && record->printer == one_line(printer)) {
-      found.push_back(*record);
+    const std::optional<JobRecord> record = name.starts_with(kPrefix) ? read(name) : std::nullopt;
+    if (record) {
+      visit(name, *record);
     }
   }
+}
+
+std::vector<JobRecord> RecordFolder::open_sheets_on(const std::string& printer) const {
+  std::vector<JobRecord> found;
+  for_each_record([&](const std::string&, const JobRecord& record) {
+    if (record.sending != 0 && record.printer == one_line(printer)) {
+      found.push_back(record);
+    }
+  });
   return found;
+}
+
+void RecordFolder::remove_old() {
+  for_each_record([this](const std::string& file, const JobRecord& record) {
+    struct stat about {};
+    const std::time_t oldest =
+        std::time(nullptr) - (record.completed != 0 ? kDayS : kOldestUnfinishedS);
+    if (fstatat(folder_, file.c_str(), &about, 0) == 0 && about.st_mtime < oldest) {
+      unlinkat(folder_, file.c_str(), 0);
+    }
+  });
 }
 
 int RecordFolder::save(const JobRecord& record) {

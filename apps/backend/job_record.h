@@ -3,6 +3,8 @@
 // that is printed again continues after them.
 #pragma once
 
+#include <ctime>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,13 +16,14 @@ namespace k905::backend {
 
 struct JobRecord {
   int job = 0;
-  std::string identity;   // of the job: numbers are used again, this is not
-  std::string printer;    // serial number of the printer that the sheet was sent to
-  unsigned printed = 0;   // sheets that came out
-  unsigned reported = 0;  // sheets that the scheduler counted
-  unsigned sending = 0;   // number of the sheet whose outcome is not known, 0 for none
-  int life = -1;          // life counter before that sheet
-  int buffers = 0;        // free buffers before that sheet
+  std::string identity;       // of the job: numbers are used again, this is not
+  std::string printer;        // serial number of the printer that the sheet was sent to
+  unsigned printed = 0;       // sheets that came out
+  unsigned reported = 0;      // sheets that the scheduler counted
+  unsigned sending = 0;       // number of the sheet whose outcome is not known, 0 for none
+  int life = -1;              // life counter before that sheet
+  int buffers = 0;            // free buffers before that sheet
+  std::time_t completed = 0;  // when all sheets had come out, 0 before
 
   bool operator==(const JobRecord&) const = default;
 };
@@ -59,7 +62,12 @@ class RecordFolder {
   [[nodiscard]] int sync();
   void remove(int job);
 
+  // Removes the records of jobs that were completed a day ago, and of those that were given up.
+  void remove_old();
+
  private:
+  void for_each_record(
+      const std::function<void(const std::string& file, const JobRecord& record)>& visit) const;
   [[nodiscard]] std::optional<JobRecord> read(const std::string& file) const;
   int give_to_user(int descriptor) const;
   bool open_lock_file(const std::string& name, int& descriptor) const;

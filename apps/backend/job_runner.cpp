@@ -4,6 +4,8 @@
 
 #include <cctype>
 #include <cstring>
+#include <ctime>
+#include <optional>
 #include <utility>
 
 #include "apps/backend/scheduler.h"
@@ -19,7 +21,11 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Kind = Obstacle::Kind;
 
-constexpr milliseconds kTurnPause{250};       // another process is finishing its sheet
+constexpr milliseconds kTurnPause{250};  // another process is finishing its sheet
+// The scheduler kills what does not end in time after a stop request, and is slow when it starts.
+constexpr int kShortAnswerMs = 1000;
+constexpr int kLongAnswerMs = 60000;
+
 constexpr milliseconds kLateStopPause{1000};  // for a stop request after the end of the stream
 
 // After a stop request: how long the outcome of a sent sheet is waited for, and how long a printer
@@ -64,6 +70,9 @@ int JobRunner::run() {
     return stopped();
   }
   record_ = records_.load(options_.job, options_.identity);
+  if (record_.completed != 0 && is_printed_again()) {
+    record_ = {.job = options_.job, .identity = options_.identity, .printer = ""};
+  }
   if (record_.sending != 0) {
     warn("The outcome of " + sheet_name(record_.sending) + " on printer " + record_.printer +
          " is not known; it is printed here");
@@ -172,9 +181,7 @@ int JobRunner::print_sheets() {
       case SheetSource::Next::kSheet:
         break;
       case SheetSource::Next::kEnd:
-        records_.remove(options_.job);
-        info("Ready to print");
-        return kDone;
+        return completed();
       case SheetSource::Next::kStopped:
         return stopped();
       case SheetSource::Next::kInvalid:
@@ -259,12 +266,34 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
   return kDone;
 }
 
+// The record stays for a while: the scheduler writes down that the job is completed some time
+// later, and prints it again if it is killed, or the power fails, before that.
+int JobRunner::completed() {
+  if (record_.printed > 0) {
+    record_.completed = std::time(nullptr);
+    (void)records_.save(record_);
+  }
+  records_.remove_old();
+  info("Ready to print");
+  return kDone;
+}
+
+// Whether the operator wants the completed job once more. If not, the scheduler does not know that
+// it was completed. Without a scheduler this is no job of a queue.
+bool JobRunner::is_printed_again() const {
+  const std::optional<JobState> job = ask_scheduler(options_.job, kLongAnswerMs);
+  return !job || (job->completed && *job->completed >= record_.completed);
+}
+
 // A job that is held, or whose scheduler ends, is printed again from where it stopped; one that was
 // canceled starts anew if it is ever printed again.
 int JobRunner::stopped() {
   (void)records_.sync();
-  if (record_.job != 0 && record_.sending == 0 && job_was_canceled(options_.job)) {
-    records_.remove(options_.job);
+  if (record_.job != 0 && record_.sending == 0) {
+    const std::optional<JobState> job = ask_scheduler(options_.job, kShortAnswerMs);
+    if (job && job->is_canceled) {
+      records_.remove(options_.job);
+    }
   }
   return kTryAgain;
 }

@@ -50,6 +50,8 @@ class JobRunner {
   int print_sheets();
   int print_sheet(const Sheet& sheet, unsigned number);
   int end_sheet(Outcome outcome, unsigned number);
+  int completed();
+  [[nodiscard]] bool is_printed_again() const;
   int stopped();
   static bool is_saved(int error_number);
   void report_sheets();

@@ -10,14 +10,13 @@ namespace k905::backend {
 
 namespace {
 
-constexpr int kTimeoutMs = 1000;
-
 ipp_t* new_request(int job) {
   ipp_t* request = ippNewRequest(IPP_OP_GET_JOB_ATTRIBUTES);
   const std::string uri = "ipp://localhost/jobs/" + std::to_string(job);
   ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "job-uri", nullptr, uri.c_str());
-  ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", nullptr,
-               "job-state");
+  const char* const wanted[] = {"job-state", "time-at-completed"};
+  ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", 2, nullptr,
+                wanted);
   return request;
 }
 
@@ -25,16 +24,25 @@ int give_up(http_t*, void*) { return 0; }
 
 }  // namespace
 
-bool job_was_canceled(int job) {
-  const Http scheduler = connect_to_scheduler(kTimeoutMs);
+std::optional<JobState> ask_scheduler(int job, int timeout_ms) {
+  const Http scheduler = connect_to_scheduler(timeout_ms);
   if (!scheduler) {
-    return false;
+    return std::nullopt;
   }
-  httpSetTimeout(scheduler.get(), kTimeoutMs / 1000.0, give_up, nullptr);
+  httpSetTimeout(scheduler.get(), timeout_ms / 1000.0, give_up, nullptr);
   const Ipp answer(cupsDoRequest(scheduler.get(), new_request(job), "/"));
   ipp_attribute_t* state =
       answer ? ippFindAttribute(answer.get(), "job-state", IPP_TAG_ENUM) : nullptr;
-  return state != nullptr && ippGetInteger(state, 0) == IPP_JSTATE_CANCELED;
+  if (state == nullptr) {
+    return std::nullopt;
+  }
+  JobState found{.is_canceled = ippGetInteger(state, 0) == IPP_JSTATE_CANCELED,
+                 .completed = std::nullopt};
+  ipp_attribute_t* completed = ippFindAttribute(answer.get(), "time-at-completed", IPP_TAG_INTEGER);
+  if (completed != nullptr) {
+    found.completed = ippGetInteger(completed, 0);
+  }
+  return found;
 }
 
 }  // namespace k905::backend

@@ -1,11 +1,20 @@
 // What only the scheduler knows.
 #pragma once
 
+#include <ctime>
+#include <optional>
+
 namespace k905::backend {
 
-// Whether the job was canceled, as opposed to held, stopped with its queue, or interrupted by the
-// end of the scheduler. Both begin with the same signal, but a canceled job that is printed again
-// starts at its first sheet. False when the scheduler does not answer within a second.
-[[nodiscard]] bool job_was_canceled(int job);
+struct JobState {
+  // As opposed to held, stopped with its queue, or interrupted by the end of the scheduler. All
+  // begin with the same signal, but a canceled job that is printed again starts at its first sheet.
+  bool is_canceled = false;
+  // When the scheduler last completed the job; nothing when it never did.
+  std::optional<std::time_t> completed;
+};
+
+// Nothing when the scheduler does not answer in time.
+[[nodiscard]] std::optional<JobState> ask_scheduler(int job, int timeout_ms);
 
 }  // namespace k905::backend

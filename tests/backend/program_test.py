@@ -126,8 +126,11 @@ class WholeJobs(Backend):
         run = self.start(numbered_sheets.job(5))
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2, 3, 4, 5])
-        self.assertEqual([name for name in (self.cache / "k905").iterdir()
-                          if name.name.startswith("job-")], [])
+        records = list((self.cache / "k905").glob("job-*"))
+        self.assertEqual(len(records), 1)
+        os.utime(records[0], (0, 0))
+        self.assertEqual(self.start(numbered_sheets.sheet(6), job=8).wait(), DONE)
+        self.assertEqual([file.name for file in (self.cache / "k905").glob("job-*")], ["job-8"])
 
     def test_a_device_file_takes_questions_and_sheets_on_one_descriptor(self):
         with self.stream(numbered_sheets.job(3)) as stream:

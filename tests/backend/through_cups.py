@@ -141,6 +141,26 @@ class Stopped(ThroughCups):
         self.stop_at_every_moment(signal.SIGKILL)
 
 
+    def test_a_completed_job_that_the_scheduler_lost_is_not_printed_again(self):
+        # It writes the states of jobs some seconds later.
+        config = self.cups.etc / "cupsd.conf"
+        config.write_text(config.read_text().replace("DirtyCleanInterval 0", "DirtyCleanInterval 4"))
+        self.cups.process.terminate()
+        self.cups.process.wait(30)
+        self.cups.start()
+        self.set_printer(remaining=2)
+        job = self.submit()
+        self.relay.wait_for(lambda heard: len(heard.sheets) == 2, "two sheets")
+        self.cups.wait_for((self.cups.root / f"spool/c{job:05}").exists, "the job's file")
+        self.set_printer(remaining=400)
+        self.assert_completed(job)
+        self.cups.process.kill()
+        self.cups.process.wait(30)
+        self.cups.start()
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers)
+
+
 class Jobs(ThroughCups):
     def test_only_root_may_execute_the_backend(self):
         program = self.cups.serverbin / "backend" / "k905"
@@ -182,6 +202,15 @@ class Jobs(ThroughCups):
         self.cups.run("lp", "-i", f"booth-{job}", "-H", "restart")
         self.relay.wait_for(lambda heard: len(heard.sheets) == 2 + PAGES, "all sheets again")
         self.assertEqual(self.relay.heard.sheets, self.numbers[:2] + self.numbers)
+
+    def test_a_completed_job_that_is_printed_again_starts_at_its_first_sheet(self):
+        job = self.submit()
+        self.assert_completed(job)
+        for times in (2, 3):
+            self.cups.run("lp", "-i", f"booth-{job}", "-H", "restart")
+            self.relay.wait_for(lambda heard: len(heard.sheets) == times * PAGES, "all sheets again")
+            self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets, self.numbers * 3)
 
     def test_a_held_job_continues_after_its_last_sheet(self):
         self.relay.pause = SLOW
