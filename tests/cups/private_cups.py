@@ -11,6 +11,7 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import time
@@ -35,6 +36,12 @@ def what_is_missing():
     return "not installed: " + ", ".join(missing) if missing else ""
 
 
+def free_port():
+    with socket.socket() as taken:
+        taken.bind(("127.0.0.1", 0))
+        return taken.getsockname()[1]
+
+
 @contextlib.contextmanager
 def install_manifest_kept(build):
     """`cmake --install` notes its files in the build, where a developer's own install may have left
@@ -54,7 +61,7 @@ def install_manifest_kept(build):
 class PrivateCups:
     """Started on entry, stopped and removed on exit of a `with`."""
 
-    def __init__(self, scratch, build, cmake="cmake", has_photo_filter=True):
+    def __init__(self, scratch, build, cmake="cmake", has_photo_filter=True, on_network=False):
         self.root = pathlib.Path(scratch)
         self.build = pathlib.Path(build)
         self.cmake = cmake  # the program
@@ -64,6 +71,7 @@ class PrivateCups:
         self.etc = self.root / "etc"
         self.captured = self.root / "captured"
         self.socket = self.root / "cups.sock"
+        self.port = free_port() if on_network else None  # of 127.0.0.1, for other schedulers
         self.process = None
 
     def __enter__(self):
@@ -124,7 +132,8 @@ class PrivateCups:
             f"SetEnv LSAN_OPTIONS suppressions={self.root}/known_leaks.supp:print_suppressions=0\n")
         shutil.copy(pathlib.Path(__file__).parent / "known_leaks.supp", self.root)
         (self.etc / "cupsd.conf").write_text(
-            f"LogLevel debug\nMaxLogSize 0\nListen {self.socket}\nBrowsing No\nWebInterface No\n"
+            f"LogLevel debug\nMaxLogSize 0\nListen {self.socket}\nBrowsing No\nWebInterface No\n" +
+            (f"Listen 127.0.0.1:{self.port}\n" if self.port else "") +
             "ErrorPolicy abort-job\nPreserveJobHistory Yes\nPreserveJobFiles No\nMaxJobs 0\n"
             "JobRetryInterval 1\nDirtyCleanInterval 0\nPageLogFormat %p %j %P %C\n"
             "<Policy default>\n<Limit All>\nOrder allow,deny\nAllow all\n</Limit>\n</Policy>\n"
