@@ -20,6 +20,7 @@ import unittest
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE), str(HERE.parent / "cups")]
 
+import artwork  # noqa: E402
 import ipp  # noqa: E402
 import private_cups  # noqa: E402
 from numbered_sheets import Listener  # noqa: E402
@@ -176,6 +177,22 @@ class Jobs(ThroughCups):
         self.set_printer(remaining=400)
         self.assert_completed(job)
         self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assertNotIn("media-empty", self.reasons())
+
+    def test_with_two_prints_left_a_document_of_five_pages_waits_for_the_last_three(self):
+        pages = artwork.write_pdf(self.scratch / "pages.pdf", 432, 288,
+                                  [f"0.{level} g 0 0 432 288 re f\n" for level in range(2, 7)])
+        self.assert_completed(self.cups.submit("booth", pages))
+        undisturbed = self.relay.heard.sheets[:]
+        self.assertEqual(len(set(undisturbed)), 5)
+        self.set_printer(remaining=2)
+        job = self.cups.submit("booth", pages)
+        self.cups.wait_for(lambda: "media-empty-error" in self.reasons(), "the reason in lpstat")
+        self.assertEqual(self.relay.heard.sheets[5:], undisturbed[:2])
+        self.set_printer(remaining=400)
+        self.assert_completed(job)
+        self.assertEqual(self.relay.heard.sheets[5:], undisturbed)
+        self.assertEqual(self.cups.pages_logged(job), [f"booth {job} total 5"])
         self.assertNotIn("media-empty", self.reasons())
 
     def test_a_canceled_job_ends_with_the_sheet_in_hand(self):
