@@ -78,6 +78,10 @@ inline constexpr char default_paper[] = "w288h432";
 // program in front of it leaves the line out of the job's PPD file when this is the choice.
 inline constexpr char no_profile[] = "None";
 
+// Also for ICCProfile: the profile that the administrator's table gives for the paper and the
+// finish. The program in front of the filter replaces it in the job's PPD file.
+inline constexpr char profile_by_paper[] = "ByPaper";
+
 inline constexpr std::array<Choice, 2> color_models{{
     {"RGB", "Color", "<</cupsColorSpace 1/cupsColorOrder 0/cupsBitsPerColor 8>>setpagedevice"},
     // White-is-255 gray: the ink-amount kind of gray would print a negative.
@@ -162,8 +166,9 @@ inline constexpr std::array<Choice, 5> color_corrections{{
 inline constexpr std::array<Choice, 2> color_bases{{{"Normal", "sRGB"}, {"Vivid", "Adobe RGB"}}};
 
 // The generator puts the model's own profile in front of these.
-inline constexpr std::array<Choice, 5> profiles{{
+inline constexpr std::array<Choice, 6> profiles{{
     {no_profile, "No conversion"},
+    {profile_by_paper, "By paper and finish"},
     {"sRGB.icc", "sRGB"},
     {"AdobeRGB1998.icc", "Adobe RGB (1998)"},
     {"AppleRGB.icc", "Apple RGB"},

@@ -14,6 +14,7 @@
 #include "apps/adapter/job_options.h"
 #include "apps/adapter/job_paper.h"
 #include "apps/base/anonymous_file.h"
+#include "apps/base/profiles.h"
 #include "apps/base/queue_ppd.h"
 #include "ppd/option_table.h"
 
@@ -145,6 +146,20 @@ std::optional<std::string> read_file(const char* path) {
   return text;
 }
 
+// "By paper and finish" becomes the profile that is meant. False with the reason in `error`.
+bool name_profile_of_paper(std::string& copy, const std::string& page_size,
+                           const std::string& finish, std::string& error) {
+  const std::string line = std::string("*DefaultICCProfile: ") + ppd::profile_by_paper + "\n";
+  const std::size_t at = copy.find("\n" + line);
+  if (at == std::string::npos) return true;
+  const auto profile = k905::profile_by_paper(page_size, finish, error);
+  if (!profile) return false;
+  std::string named;
+  write_default(named, "ICCProfile", *profile);
+  copy.replace(at + 1, line.size(), named);
+  return true;
+}
+
 }  // namespace
 
 std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd,
@@ -203,8 +218,12 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
     return job;
   }
   const std::string page_size = job.paper == nullptr ? "" : job.paper->ppd_name;
-  job.descriptor =
-      anonymous_file_with("k905-job.ppd", with_marked_defaults(*text, ppd.get(), page_size));
+  std::string copy = with_marked_defaults(*text, ppd.get(), page_size);
+  if (!name_profile_of_paper(copy, page_size, marked_choice(ppd.get(), "StpLaminate"),
+                             job.refusal)) {
+    return job;
+  }
+  job.descriptor = anonymous_file_with("k905-job.ppd", copy);
   if (job.descriptor < 0) {
     job.failure = std::string("a private PPD file: ") + std::strerror(errno);
   } else {

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "apps/image/profile_file.h"
+#include "apps/base/profiles.h"
 
 namespace {
 
@@ -101,7 +101,7 @@ bool convert_to_srgb(Picture& picture, std::string& error) {
 }
 
 ProofProfile::ProofProfile(const std::string& path_or_name) {
-  const std::string file = find_profile_file(path_or_name);
+  const std::string file = k905::find_profile_file(path_or_name);
   if (file.empty()) {
     error_ = "is not found";
     return;

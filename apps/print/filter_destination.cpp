@@ -17,8 +17,8 @@
 
 #include "apps/base/anonymous_file.h"
 #include "apps/base/descriptor.h"
+#include "apps/base/profiles.h"
 #include "apps/base/spawn.h"
-#include "apps/image/profile_file.h"
 #include "apps/layout/raster_writer.h"
 #include "apps/print/output_file.h"
 #include "filter/cancel_signals.h"
@@ -172,11 +172,19 @@ class FilterDestination final : public Destination {
 
   // The filter would print without the profile that it does not find.
   bool add_profile(std::vector<std::string>& arguments, std::string& error) const {
-    const std::string name = setup_.choices.at(kProfileOption);
+    std::string name = setup_.choices.at(kProfileOption);
+    if (name == ppd::profile_by_paper) {
+      const auto profile = k905::profile_by_paper(setup_.choices.at("PageSize"),
+                                                  setup_.choices.at("StpLaminate"), error);
+      if (!profile) {
+        return false;
+      }
+      name = *profile;
+    }
     if (name == ppd::no_profile) {
       return true;
     }
-    const std::string file = find_profile_file(name);
+    const std::string file = k905::find_profile_file(name);
     if (file.empty()) {
       error = "the profile " + name + " is not found";
       return false;

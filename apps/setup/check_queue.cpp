@@ -1,11 +1,11 @@
 #include <sys/stat.h>
 
+#include "apps/base/profiles.h"
 #include "apps/base/queue_ppd.h"
 #include "apps/setup/check.h"
 #include "apps/setup/installation.h"
 #include "apps/setup/make_class.h"
 #include "apps/setup/printer_ppd.h"
-#include "settings/icc_profiles.h"
 
 namespace k905 {
 
@@ -116,22 +116,8 @@ void check_choices(const std::string& queue, ppd_file_t& ppd, Findings& findings
   }
 }
 
-// Where the filter finds the profile; "" when it does not. CUPS starts it in the root folder.
-std::string find_profile(const std::string& name) {
-  struct stat status {};
-  if (name.starts_with('/') && stat(name.c_str(), &status) == 0) {
-    return name;
-  }
-  for (const std::string folder : icc_profile_folders) {
-    for (const char* ending : icc_profile_endings) {
-      std::string path = (folder == "./" ? "/" : folder) + name + ending;
-      if (stat(path.c_str(), &status) == 0) {
-        return path;
-      }
-    }
-  }
-  return "";
-}
+// CUPS starts filters in the root folder.
+std::string find_profile(const std::string& name) { return find_profile_file(name, "/"); }
 
 void check_profile(const std::string& name, const std::string& effect, Findings& findings) {
   const std::string path = find_profile(name);
@@ -149,13 +135,34 @@ void check_profile(const std::string& name, const std::string& effect, Findings&
   }
 }
 
+void check_profile_table(Findings& findings) {
+  const std::string path = find_profile(kProfileTable);
+  std::string error = std::string("the table ") + kProfileTable + " is not found";
+  const auto rows = path.empty() ? std::nullopt : read_profile_table(path, error);
+  if (!rows) {
+    findings.problem(error + ", so nothing is printed",
+                     "write it to /usr/local/share/color/icc/, see rastertok905job(8)");
+    return;
+  }
+  findings.ok("the profiles of papers and finishes are in " + path);
+  for (const PaperProfile& row : *rows) {
+    if (row.profile != ppd::no_profile) {
+      check_profile(row.profile, "nothing is printed on " + row.paper + " " + row.finish, findings);
+    }
+  }
+}
+
 void check_profiles(ppd_file_t& ppd, Findings& findings) {
   const std::string profile = marked(ppd, "ICCProfile");
   if (profile.empty() || profile == ppd::no_profile) {
     findings.ok("colors are sent as they come, without a printer profile");
     return;
   }
-  check_profile(profile, "colors are converted to sRGB instead", findings);
+  if (profile == ppd::profile_by_paper) {
+    check_profile_table(findings);
+  } else {
+    check_profile(profile, "colors are converted to sRGB instead", findings);
+  }
   if (marked(ppd, "ColorBase") == "Vivid") {
     check_profile("AdobeRGB.icc", "photos are taken for sRGB instead", findings);
   }

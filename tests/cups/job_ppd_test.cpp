@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -14,6 +15,7 @@
 
 #include "tests/support/build_paths.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/child_process.h"
 
 namespace {
 
@@ -143,6 +145,29 @@ TEST(JobPpd, AProfileOfTheJobBecomesTheDefault) {
 // The filter takes any default of this option for a file's name, "None" included.
 TEST(JobPpd, WithoutAProfileTheFilterFindsNoneNamed) {
   EXPECT_THAT(job_ppd_text(kQueuePpd, "ICCProfile=None"), Not(HasSubstr("*DefaultICCProfile")));
+}
+
+TEST(JobPpd, TheProfileOfThePaperTakesThePlaceOfTheTable) {
+  const ScratchFolder folder;
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());  // profiles are looked for here too
+  folder.write("matte.icc", "");
+  const auto refused = [](const char* options) {
+    return make_job_ppd(kQueuePpd.c_str(), options).refusal;
+  };
+  EXPECT_THAT(refused("ICCProfile=ByPaper"), HasSubstr("k905-profiles.txt, is not found"));
+  folder.write("k905-profiles.txt", "4x6 Matte matte.icc\n10x15 Glossy None\n* Matte gone.icc");
+  EXPECT_THAT(job_ppd_lines("ICCProfile=ByPaper StpLaminate=Matte"),
+              Contains("*DefaultICCProfile: matte.icc"));
+  EXPECT_THAT(job_ppd_text(kQueuePpd, "ICCProfile=ByPaper"), Not(HasSubstr("*DefaultICCProfile")));
+  EXPECT_EQ(refused("ICCProfile=ByPaper StpLaminate=Matte PageSize=w432h576"),
+            "the profile gone.icc is not found");
+  for (const char* line : {"7x9 Matte a.icc", "6x4 Shiny a.icc", "6x4 Matte", "6x4 Matte a.icc b",
+                           "6x4 Matte /tmp/a.icc"}) {
+    folder.write("k905-profiles.txt", std::string("\n") + line);
+    EXPECT_THAT(refused("ICCProfile=ByPaper"), HasSubstr("k905-profiles.txt, line 2: ")) << line;
+  }
+  std::filesystem::current_path(before);
 }
 
 TEST(JobPpd, ALineBreakInAnOptionAddsNoLine) {

@@ -325,7 +325,7 @@ TEST_P(PpdFile, EveryResolutionAndSwitchIsUnderstood) {
 // As a default the filter takes the word for a file's name, as a job's option for a choice of its
 // table: only a file name means the same in both places.
 TEST_P(PpdFile, EveryProfileIsOneOfTheFiltersFileNames) {
-  std::vector<std::string> files = {ppd::no_profile};
+  std::vector<std::string> files = {ppd::no_profile, ppd::profile_by_paper};
   for (const IccChoice& entry : icc_choice_to_filename) {
     if (entry.file_name != nullptr) files.emplace_back(entry.file_name);
   }

@@ -669,6 +669,29 @@ TEST(PrintProgram, AProfileOfThePrinterIsUsedByTheFilter) {
   EXPECT_LT(pixel(picture_in(folder, "s.png"), 0.5, 0.5)[1], 95);
 }
 
+TEST(PrintProgram, TheProfileOfThePaperAndFinishIsUsed) {
+  const ScratchFolder folder;
+  folder.write("photo.png", png_file(3, 2, {}, std::vector<std::uint8_t>(18, 100)));
+  folder.write("mine.icc", rgb_matrix_profile());
+  folder.write(
+      "k905-profiles.txt",
+      "# paper finish profile\n6x4 Glossy mine.icc\n\n6x8 * missing.icc # not bought yet\n");
+  const auto shown = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--canvas", "--preview", "s.png", "-o", "ICCProfile=ByPaper",
+                                       "--layout", "sheet", "photo.png"});
+    const ChildResult result = print(folder, arguments);
+    return result.status == 0 ? pixel(picture_in(folder, "s.png"), 0.5, 0.5)[1] : -1;
+  };
+  EXPECT_LT(shown({}), 95);  // as above
+  EXPECT_LT(shown({"-p", "6x2*2"}), 95);
+  EXPECT_EQ(shown({"-f", "Matte"}), 100);
+  EXPECT_EQ(shown({"-p", "5x7"}), 100);
+  const ChildResult missing =
+      print(folder, {"--to", "x", "-p", "6x8", "-o", "ICCProfile=ByPaper", "photo.png"});
+  EXPECT_EQ(missing.log, "k905-print: the profile missing.icc is not found\n");
+  EXPECT_FALSE(folder.read("x"));
+}
+
 TEST(PrintProgram, AProfileThatIsNotThereIsNoReasonToPrintWithout) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());

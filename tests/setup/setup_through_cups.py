@@ -270,6 +270,10 @@ class Setup(ThroughSetup):
         self.add_queue(ICCProfile="pm-905-wd-251126-5.icm")
         self.check_finds("the profile pm-905-wd-251126-5.icm is not found")
 
+    def test_check_finds_a_table_of_profiles_that_is_not_there(self):
+        self.add_queue(ICCProfile="ByPaper")
+        self.check_finds("the table k905-profiles.txt is not found")
+
     def test_check_finds_photos_that_would_not_fill(self):
         self.add_queue(print_scaling_default="auto")
         self.check_finds("print-scaling-default=fill")
