@@ -2,6 +2,7 @@
 #include "apps/image/photo.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -184,6 +186,14 @@ Descriptor open_photo_file(const std::string& path, std::string& error) {
   return file;
 }
 
+void load_modules_for(const Descriptor& file) {
+  std::array<char, 8> start{};
+  const bool is_known = pread(file.get(), start.data(), start.size(), 0) == ssize_t{start.size()};
+  if (is_known && std::string_view(start.data() + 4, 4) != "ftyp") {
+    setenv("VIPSHOME", "/nonexistent", 1);  // where libvips looks for its modules
+  }
+}
+
 void Photo::Unref::operator()(void* object) const { g_object_unref(object); }
 
 std::optional<Photo> Photo::open(Descriptor file, std::string& error) {
@@ -286,6 +296,7 @@ std::optional<Picture> Photo::pixels(const PixelArea& area, std::uint32_t width,
       return *out != nullptr ? 0 : -1;
     });
     chain.then([&](VipsImage* in, VipsImage** out) {
+      malloc_trim(0);  // the rows of the decoder make room for the upright image
       VipsImage* marked = nullptr;
       if (vips_copy(in, &marked, nullptr) != 0) {
         return -1;

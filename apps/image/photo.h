@@ -20,6 +20,11 @@ namespace k905 {
 // input. Never waits for the writer of a FIFO.
 [[nodiscard]] Descriptor open_photo_file(const std::string& path, std::string& error);
 
+// For a process that reads this file and no other image: libvips then loads the modules of the
+// formats it lacks only if the file is HEIC or AVIF. They cost more time and memory than a small
+// photo. To be called before anything else of this folder.
+void load_modules_for(const Descriptor& file);
+
 class Photo {
  public:
   // Reads the header of the open file. Null on failure, with one line in `error`: a file that has

@@ -53,7 +53,7 @@ Picture scaled(const Picture& picture, PixelSize size) {
   return rendered(chain);
 }
 
-Picture on_white(const Picture& picture, PixelSize size) {
+Picture on_white(Picture picture, PixelSize size) {
   if (has_size(picture, size)) {
     return picture;
   }

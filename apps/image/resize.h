@@ -14,7 +14,7 @@
 [[nodiscard]] Picture scaled(const Picture& picture, PixelSize size);
 
 // The picture in the middle of that size, which must not be smaller.
-[[nodiscard]] Picture on_white(const Picture& picture, PixelSize size);
+[[nodiscard]] Picture on_white(Picture picture, PixelSize size);
 
 enum class Fit {
   fill,     // cover everything, crop evenly at both ends

@@ -7,6 +7,8 @@ namespace k905 {
 
 namespace {
 
+constexpr int kMostThreads = 2;
+
 // Warnings of libvips would be mixed with the program's own messages.
 GLogWriterOutput discard_log(GLogLevelFlags, const GLogField*, gsize, gpointer) {
   return G_LOG_WRITER_HANDLED;
@@ -18,6 +20,8 @@ bool start() {
   }
   g_log_set_writer_func(discard_log, nullptr, nullptr);
   vips_cache_set_max(0);  // every photo is decoded once
+  // More threads hold more rows each, and the decoder before them is one thread.
+  vips_concurrency_set(std::min(vips_concurrency_get(), kMostThreads));
   vips_block_untrusted_set(TRUE);
   vips_operation_block_set("VipsForeignLoadPpm", FALSE);
   return true;

@@ -85,6 +85,7 @@ int make_page(int out, const SheetPlace& place, const Preparation& options) {
   std::optional<Prepared> prepared;
   try {
     Descriptor file = open_photo_file("-", error);
+    load_modules_for(file);
     const auto photo = file ? Photo::open(std::move(file), error) : std::nullopt;
     if (photo) {
       prepared = prepare(*photo, place, options, error);
@@ -92,10 +93,12 @@ int make_page(int out, const SheetPlace& place, const Preparation& options) {
   } catch (const std::exception&) {
     error = "not enough memory for the photo";
   }
-  if (!write_answer(out, prepared.value_or(Prepared{}), error)) {
+  const bool has_page = prepared.has_value();
+  if (!has_page) prepared.emplace();
+  if (!write_answer(out, *prepared, error)) {
     return kExitBroken;
   }
-  return prepared ? kExitPage : kExitError;
+  return has_page ? kExitPage : kExitError;
 }
 
 // The page follows the text; its size is known.

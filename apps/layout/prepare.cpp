@@ -1,6 +1,8 @@
 // From a photo to the picture on the sheet: geometry here, pixels by apps/image.
 #include "apps/layout/prepare.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -88,6 +90,7 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
   if (!picture) {
     return std::nullopt;
   }
+  malloc_trim(0);  // the rows that libvips held make room for the page
   Prepared prepared;
   std::string broken;
   if (!convert_to_srgb(*picture, broken)) {
@@ -97,6 +100,6 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
     inks_to_colors(*picture);
   }
   make_8_bit(*picture);
-  prepared.picture = on_white(*picture, picture_size(place));
+  prepared.picture = on_white(std::move(*picture), picture_size(place));
   return prepared;
 }

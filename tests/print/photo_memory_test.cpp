@@ -24,6 +24,7 @@ using testing::HasSubstr;
 constexpr std::uint32_t kSide = 16384;
 constexpr std::uint16_t kPatchedSide = 16384;
 constexpr long kEnoughMemoryKib = 300L * 1024;
+constexpr long kMemoryOfPhotoKib = 64'000'000L / 1024;
 
 // The most memory that any child which has ended, or a child of it, had.
 long peak_memory_of_children_kib() {
@@ -56,6 +57,18 @@ class PhotoMemory : public testing::Test {
     return {"b1.png", "b2.png", "b3.jpg"};
   }
 
+  // 24 megapixels, as a camera stores a photo taken across and one taken upright.
+  void put_large_photos() const {
+    constexpr std::uint32_t kWidth = 6000;
+    constexpr std::uint32_t kHeight = 4000;
+    std::vector<std::uint8_t> rows(std::size_t{3} * kWidth * kHeight);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      rows[i] = static_cast<std::uint8_t>(i / 3 % kWidth / 32 + i % 3 * 20);
+    }
+    folder_.write("across.jpg", jpeg_file(kWidth, kHeight, {}, rows));
+    folder_.write("upright.jpg", jpeg_file(kWidth, kHeight, {.orientation = 6}, rows));
+  }
+
   void put_good_file(const std::string& name) const {
     folder_.write(name, png_file(3, 2, {}, std::vector<std::uint8_t>(18, 77)));
   }
@@ -68,6 +81,26 @@ class PhotoMemory : public testing::Test {
 
   ScratchFolder folder_;
 };
+
+// What a photo costs is set by the sheet and by a few rows of it. First, because the peak of all
+// children counts.
+TEST_F(PhotoMemory, JpegOf24MegapixelsTakesAtMost64Megabytes) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizer needs memory of its own";
+#endif
+  put_large_photos();  // released before a child begins as a copy of this process
+  for (const std::string photo : {"across.jpg", "upright.jpg"}) {
+    const ChildResult printed = run_program(folder_, "k905-print", {"--to", "job.prn", photo});
+    EXPECT_EQ(printed.status, 0) << printed.log;
+    ChildSetup filter;
+    filter.program = K905_BINARY_DIR "/phototok905";
+    filter.arguments = {"phototok905", "1", "me", "a photo", "1", "", folder_.path() + "/" + photo};
+    filter.environment = {{"PPD", K905_BINARY_DIR "/ppd/K905.ppd"}, {"CONTENT_TYPE", "image/jpeg"}};
+    const ChildResult filtered = run_child(filter);
+    EXPECT_EQ(filtered.status, 0) << filtered.log;
+    EXPECT_LT(peak_memory_of_children_kib(), kMemoryOfPhotoKib) << photo;
+  }
+}
 
 TEST_F(PhotoMemory, OversizedPhotosAreRefusedByNameAndTheOthersPrint) {
   put_good_file("a.png");
