@@ -38,6 +38,16 @@ class CupsOptions {
   void add(const std::string& name, const std::string& value) {
     count_ = cupsAddOption(name.c_str(), value.c_str(), count_, &all_);
   }
+  // `function(&count, &all)` adds to the list and returns whether it could.
+  template <class Function>
+  [[nodiscard]] bool read(Function function) {
+    return function(&count_, &all_);
+  }
+  // Empty for a name that is not in the list.
+  [[nodiscard]] std::string value(const char* name) const {
+    const char* found = cupsGetOption(name, count_, all_);
+    return found == nullptr ? "" : found;
+  }
   [[nodiscard]] int count() const { return count_; }
   [[nodiscard]] cups_option_t* all() const { return all_; }
 

@@ -1,5 +1,6 @@
 #include <sys/stat.h>
 
+#include <array>
 #include <cstdlib>
 #include <sstream>
 
@@ -97,6 +98,31 @@ void check_other_filters(const std::string& filters, Findings& findings) {
   }
 }
 
+// The filter that prints photo files directly, and the files that lead photos to it. A queue prints
+// without them: photos then go through the filters of CUPS.
+void check_photo_filter(const std::string& filters, Findings& findings) {
+  const std::string types = data_folder() + "/mime/";
+  const std::array<std::string, 3> parts{filters + "/phototok905", types + "k905-photo.types",
+                                         types + "k905-photo.convs"};
+  std::string missing;
+  for (const std::string& part : parts) {
+    if (!exists(part)) {
+      missing.append(missing.empty() ? "" : ", ").append(part);
+    }
+  }
+  const bool has_filter = exists(parts.front());
+  if (!missing.empty()) {
+    findings.note((has_filter ? "the photo filter is incomplete (" + missing + " is missing)"
+                              : std::string("the photo filter phototok905 is not installed")) +
+                      ", so photos print through the filters of CUPS: slower, without their color "
+                      "profile and orientation, and only JPEG, PNG and TIFF",
+                  reinstall_advice() + ", then systemctl restart cups");
+  }
+  if (has_filter && can_be_run(parts.front(), findings) && missing.empty()) {
+    findings.ok("photos are printed directly by phototok905");
+  }
+}
+
 }  // namespace
 
 void check_programs(Findings& findings) {
@@ -108,6 +134,7 @@ void check_programs(Findings& findings) {
   // Only root may execute the backend, and only queues that use it need it.
   (void)is_safe(server_folder() + "/backend/k905", findings);
   check_other_filters(filters, findings);
+  check_photo_filter(filters, findings);
 }
 
 }  // namespace k905

@@ -6,6 +6,7 @@
 #include "apps/setup/installation.h"
 #include "apps/setup/make_class.h"
 #include "apps/setup/printer_ppd.h"
+#include "apps/setup/sharing.h"
 
 namespace k905 {
 
@@ -185,10 +186,33 @@ void check_jobs(Scheduler& scheduler, const std::string& queue, const QueueState
   }
 }
 
+void check_one_queue(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+                     Findings& findings) {
+  std::string text;
+  const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str(), &text);
+  const ppd::Model* model = ppd ? model_of(*ppd) : nullptr;
+  if (model == nullptr) {
+    findings.problem(queue + " is no queue of this printer",
+                     "k905-setup --replace " + queue + " --device URI");
+    return;
+  }
+  mark_defaults(scheduler, queue, *ppd);
+  check_ppd(queue, text, *model, findings);
+  check_device(scheduler, queue, state, has_kept_device(*ppd), findings);
+  check_jobs(scheduler, queue, state, findings);
+  check_state(queue, state, findings);
+  check_paper(*ppd, findings);
+  check_defaults_of_jobs(queue, state, findings);
+  check_choices(queue, *ppd, findings);
+  check_profiles(*ppd, findings);
+}
+
 // What there is to do about a member; nothing else of it is listed.
 void check_member(Scheduler& scheduler, const std::string& member, Findings& findings) {
   Findings of_member;
-  check_queue(scheduler, member, of_member);
+  if (const auto state = scheduler.queue(member)) {
+    check_one_queue(scheduler, member, *state, of_member);
+  }
   for (const Finding& finding : of_member.all()) {
     if (finding.level == Level::problem) {
       findings.problem(member + ": " + finding.text, finding.advice);
@@ -225,27 +249,12 @@ void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findi
     findings.problem("there is no queue " + queue, "lpstat -v lists the queues");
     return;
   }
-  if (!state->members.empty()) {
+  if (state->members.empty()) {
+    check_one_queue(scheduler, queue, *state, findings);
+  } else {
     check_class(scheduler, queue, *state, findings);
-    return;
   }
-  std::string text;
-  const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str(), &text);
-  const ppd::Model* model = ppd ? model_of(*ppd) : nullptr;
-  if (model == nullptr) {
-    findings.problem(queue + " is no queue of this printer",
-                     "k905-setup --replace " + queue + " --device URI");
-    return;
-  }
-  mark_defaults(scheduler, queue, *ppd);
-  check_ppd(queue, text, *model, findings);
-  check_device(scheduler, queue, *state, has_kept_device(*ppd), findings);
-  check_jobs(scheduler, queue, *state, findings);
-  check_state(queue, *state, findings);
-  check_paper(*ppd, findings);
-  check_defaults_of_jobs(queue, *state, findings);
-  check_choices(queue, *ppd, findings);
-  check_profiles(*ppd, findings);
+  check_sharing(scheduler, queue, *state, findings);
 }
 
 }  // namespace k905

@@ -42,6 +42,13 @@ std::string server_folder() {
   return (prefix() / K905_CUPS_SERVERBIN).string();
 }
 
+std::string data_folder() {
+  if (const char* folder = std::getenv("CUPS_DATADIR")) {
+    return folder;
+  }
+  return (prefix() / K905_CUPS_DATADIR).string();
+}
+
 std::string reinstall_advice() {
   std::error_code ignored;
   const bool packaged =

@@ -10,6 +10,9 @@ namespace k905 {
 // program is installed in.
 [[nodiscard]] std::string server_folder();
 
+// CUPS' folder of file types and models: CUPS_DATADIR, or the one under the same prefix.
+[[nodiscard]] std::string data_folder();
+
 // The command that installs a missing program again: the package's when it came with the package.
 [[nodiscard]] std::string reinstall_advice();
 

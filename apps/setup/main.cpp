@@ -1,5 +1,6 @@
 // k905-setup: makes print queues for the K905 and its siblings, and finds what prevents one from
 // printing without an error message.
+#include <algorithm>
 #include <cstdio>
 
 #include "apps/base/program.h"
@@ -7,6 +8,7 @@
 #include "apps/setup/installation.h"
 #include "apps/setup/make_class.h"
 #include "apps/setup/make_queue.h"
+#include "apps/setup/sharing.h"
 #include "paper/paper_table.h"
 
 namespace {
@@ -32,6 +34,12 @@ struct Arguments {
   bool all = false;
   bool list = false;
   bool json = false;
+  bool share = false;
+  bool no_share = false;
+
+  [[nodiscard]] Share sharing() const {
+    return share || no_share ? std::optional(share) : std::nullopt;
+  }
 };
 
 void describe_queue_options(CLI::App& app, Arguments& arguments) {
@@ -57,6 +65,10 @@ void describe_queue_options(CLI::App& app, Arguments& arguments) {
   app.add_flag("--replace", arguments.replace,
                "give an existing queue this device (without --device: its own) and these defaults; "
                "its jobs stay");
+  auto* share = app.add_flag("--share", arguments.share,
+                             "offer the queue or class to phones, tablets and other computers, and "
+                             "make the scheduler serve the local networks");
+  app.add_flag("--no-share", arguments.no_share, "do not offer it any more")->excludes(share);
 }
 
 void describe_options(CLI::App& app, Arguments& arguments) {
@@ -71,16 +83,17 @@ void describe_options(CLI::App& app, Arguments& arguments) {
   app.add_flag("--all", arguments.all, "with --update: all queues of this printer")->needs(update);
   auto* make_class = app.add_option("--class", arguments.class_name,
                                     "make a class of these queues, which prints a job on any "
-                                    "member that is free; --replace changes one that exists");
-  auto* member = app.add_option("--member", arguments.members,
-                                "a member of the class; give the option once for each")
-                     ->allow_extra_args(false)
-                     ->needs(make_class);
+                                    "member that is free; --replace changes one that exists, "
+                                    "--update updates it and its members");
+  app.add_option("--member", arguments.members,
+                 "a member of the class; give the option once for each")
+      ->allow_extra_args(false)
+      ->needs(make_class);
   auto* list = app.add_flag("--list", arguments.list, "show models, papers and connected devices");
   app.add_flag("--json", arguments.json, "findings as JSON, one line per queue")->excludes(list);
   check->excludes(update)->excludes(list);
   update->excludes(list);
-  make_class->needs(member)->excludes(check)->excludes(update)->excludes(list);
+  make_class->excludes(check)->excludes(list);
   app.footer(
       "Exit status: 0 ready to print, 1 a problem was found or an error occurred, 2 wrong usage.");
 }
@@ -128,6 +141,19 @@ int list(Scheduler& scheduler, bool connected) {
   return 0;
 }
 
+// After a change of a queue or class: the scheduler's part of sharing, and the check.
+int finish(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
+           const std::string& name, std::optional<std::string> problem, Findings& findings) {
+  if (!problem) {
+    problem = apply_sharing(scheduler, arguments.sharing(), findings);
+  }
+  if (problem) {
+    report_error(app, *problem);
+    return kExitFailed;
+  }
+  return check(scheduler, true, name, arguments.json, findings);
+}
+
 int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments) {
   const std::vector<std::string> queues =
       arguments.all ? queues_of_this_printer(scheduler) : std::vector{arguments.queue};
@@ -138,12 +164,10 @@ int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments
   int status = 0;
   for (const std::string& queue : queues) {
     Findings findings;
-    if (const auto problem = update_queue(scheduler, queue, arguments.keep_device, findings)) {
-      report_error(app, *problem);
-      status = kExitFailed;
-    } else {
-      status = std::max(status, check(scheduler, true, queue, arguments.json, findings));
-    }
+    auto problem =
+        update_queue(scheduler, queue, arguments.keep_device, arguments.sharing(), findings);
+    status =
+        std::max(status, finish(app, scheduler, arguments, queue, std::move(problem), findings));
   }
   return status;
 }
@@ -165,30 +189,27 @@ std::optional<std::string> read_options(const Arguments& arguments, QueueOptions
 int make(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
          const QueueOptions& options) {
   Findings findings;
-  if (const auto problem = make_queue(scheduler,
-                                      {.queue = arguments.queue,
-                                       .device = arguments.device,
-                                       .keep_device = arguments.keep_device,
-                                       .replace = arguments.replace,
-                                       .options = options},
-                                      findings)) {
-    report_error(app, *problem);
-    return kExitFailed;
-  }
-  return check(scheduler, true, arguments.queue, arguments.json, findings);
+  auto problem = make_queue(scheduler,
+                            {.queue = arguments.queue,
+                             .device = arguments.device,
+                             .keep_device = arguments.keep_device,
+                             .replace = arguments.replace,
+                             .share = arguments.sharing(),
+                             .options = options},
+                            findings);
+  return finish(app, scheduler, arguments, arguments.queue, std::move(problem), findings);
 }
 
 int make_class(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments) {
   Findings findings;
-  if (const auto problem = make_class(scheduler,
-                                      {.name = arguments.class_name,
-                                       .members = arguments.members,
-                                       .replace = arguments.replace},
-                                      findings)) {
-    report_error(app, *problem);
-    return kExitFailed;
-  }
-  return check(scheduler, true, arguments.class_name, arguments.json, findings);
+  auto problem = make_class(scheduler,
+                            {.name = arguments.class_name,
+                             .members = arguments.members,
+                             .replace = arguments.replace,
+                             .update = arguments.update,
+                             .share = arguments.sharing()},
+                            findings);
+  return finish(app, scheduler, arguments, arguments.class_name, std::move(problem), findings);
 }
 
 int run_class(const CLI::App& app, const Arguments& arguments) {
@@ -198,9 +219,19 @@ int run_class(const CLI::App& app, const Arguments& arguments) {
       return wrong_usage(app, std::string(name) + " is not for a class; its members have it");
     }
   }
+  if (arguments.all) {
+    return wrong_usage(app, "--all is for queues; --class names the class to update");
+  }
+  if (arguments.members.empty() && !arguments.update) {
+    return wrong_usage(app, "which queues? --class needs --member QUEUE");
+  }
   Scheduler scheduler;
   if (!scheduler.connect()) {
     report_error(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
+    return kExitFailed;
+  }
+  if (const auto problem = why_not_shared_now(scheduler, arguments.sharing())) {
+    report_error(app, *problem);
     return kExitFailed;
   }
   return make_class(app, scheduler, arguments);
@@ -224,6 +255,14 @@ int run(const CLI::App& app, const Arguments& arguments) {
   if (arguments.queue.empty() != (arguments.list || arguments.all)) {
     return wrong_usage(app, arguments.queue.empty() ? "which queue?" : "no queue with this option");
   }
+  if (arguments.sharing() && !arguments.update && !makes) {
+    return wrong_usage(app, "--share and --no-share are options for making and updating a queue");
+  }
+  if (arguments.sharing() && std::ranges::any_of(options.attributes, [](const auto& attribute) {
+        return attribute.first == "printer-is-shared";
+      })) {
+    return wrong_usage(app, "--share and -o printer-is-shared are the same");
+  }
   if (arguments.keep_device && !arguments.update && !makes) {
     return wrong_usage(app, "--keep-device is an option for making and updating a queue");
   }
@@ -240,6 +279,10 @@ int run(const CLI::App& app, const Arguments& arguments) {
   }
   if (!connected) {
     report_error(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
+    return kExitFailed;
+  }
+  if (const auto problem = why_not_shared_now(scheduler, arguments.sharing())) {
+    report_error(app, *problem);
     return kExitFailed;
   }
   return arguments.update ? update(app, scheduler, arguments)

@@ -56,13 +56,34 @@ bool are_shared(Scheduler& scheduler, const std::vector<std::string>& members) {
   });
 }
 
-std::optional<std::string> why_no_class(const ClassPlan& plan, const QueueState& existing) {
-  if (existing.members.empty()) {
+std::optional<std::string> why_no_class(const ClassPlan& plan, const QueueState* existing) {
+  if (existing == nullptr) {
+    return plan.update
+               ? std::optional("there is no class " + plan.name + "; make it with --class " +
+                               plan.name + " --member QUEUE ...")
+               : std::nullopt;
+  }
+  if (existing->members.empty()) {
     return plan.name + " is a queue; give the class another name";
   }
-  if (!plan.replace) {
+  if (!plan.replace && !plan.update) {
     return "the class " + plan.name +
-           " exists; --replace gives it these members and keeps its jobs";
+           " exists; --replace gives it these members and keeps its jobs, --update refreshes it";
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> update_members(Scheduler& scheduler,
+                                          const std::vector<std::string>& members,
+                                          Findings& findings) {
+  for (const std::string& member : members) {
+    Findings of_member;
+    if (auto problem = update_queue(scheduler, member, false, std::nullopt, of_member)) {
+      return problem;
+    }
+    for (const Finding& finding : of_member.all()) {
+      findings.note(member + ": " + finding.text, finding.advice);
+    }
   }
   return std::nullopt;
 }
@@ -98,22 +119,30 @@ std::optional<std::string> compare_members(Scheduler& scheduler,
 std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& plan,
                                       Findings& findings) {
   const auto existing = scheduler.queue(plan.name);
-  if (existing) {
-    if (auto problem = why_no_class(plan, *existing)) {
+  if (auto problem = why_no_class(plan, existing ? &*existing : nullptr)) {
+    return problem;
+  }
+  ClassRequest request{.name = plan.name,
+                       .members = plan.members.empty() ? existing->members : plan.members,
+                       .start = !plan.update};
+  Findings noted_by_the_check;
+  if (auto fault = compare_members(scheduler, request.members, noted_by_the_check)) {
+    return fault;
+  }
+  if (plan.update) {
+    if (auto problem = update_members(scheduler, request.members, findings)) {
       return problem;
     }
   }
-  Findings noted_by_the_check;
-  if (auto fault = compare_members(scheduler, plan.members, noted_by_the_check)) {
-    return fault;
-  }
-  ClassRequest request{.name = plan.name, .members = plan.members};
   for (const auto& [name, value] : usual_attributes) {
     request.attributes.emplace_back(name, value);
   }
-  const bool is_shared = are_shared(scheduler, plan.members);
+  const bool is_shared =
+      plan.share.value_or(plan.update ? existing->shared : are_shared(scheduler, plan.members));
   request.attributes.emplace_back("printer-is-shared", is_shared ? "true" : "false");
-  findings.ok(is_shared ? "the class is shared, as its members are" : "the class is not shared");
+  if (!plan.share && !plan.update) {
+    findings.ok(is_shared ? "the class is shared, as its members are" : "the class is not shared");
+  }
   return scheduler.change_class(request);
 }
 

@@ -8,17 +8,23 @@
 
 #include "apps/setup/findings.h"
 #include "apps/setup/scheduler.h"
+#include "apps/setup/sharing.h"
 
 namespace k905 {
 
 struct ClassPlan {
   std::string name;
-  std::vector<std::string> members;
+  std::vector<std::string> members;  // empty with `update`: those that it has
   bool replace = false;
+  bool update = false;
+  Share share{};
 };
 
 // Makes the class, or, when it exists and `replace` is set, gives it exactly these members and the
-// usual defaults; its jobs stay. Returns what went wrong, or nothing; then nothing was changed.
+// usual defaults; its jobs stay. With `update` a class that exists and its members are updated: the
+// members as update_queue() does it, the class gets the usual defaults again; its state and whether
+// it is shared stay. Returns what went wrong, or nothing; then nothing was changed, but members
+// that come before one which cannot be updated.
 [[nodiscard]] std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& plan,
                                                     Findings& findings);
 

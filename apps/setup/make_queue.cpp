@@ -136,6 +136,12 @@ std::string better_device(Scheduler& scheduler, const std::string& device, Findi
   return *ours;
 }
 
+void add_share(QueueRequest& request, Share share) {
+  if (share) {
+    request.attributes.emplace_back("printer-is-shared", *share ? "true" : "false");
+  }
+}
+
 std::string ppd_file(const ppd::Model& model, const Choices& defaults, bool keeps_device) {
   const std::string ppd = installed_ppd(model, defaults);
   return keeps_device ? with_kept_device(ppd) : ppd;
@@ -166,6 +172,7 @@ std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& pla
       request.attributes.emplace_back(name, value);
     }
   }
+  add_share(request, plan.share);
   if (existing) {
     request.removed_attributes = existing->job_defaults;
     std::erase_if(request.removed_attributes,
@@ -178,10 +185,10 @@ std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& pla
 }
 
 std::optional<std::string> update_queue(Scheduler& scheduler, const std::string& queue,
-                                        bool keep_device, Findings& findings) {
+                                        bool keep_device, Share share, Findings& findings) {
   const auto state = scheduler.queue(queue);
   if (state && !state->members.empty()) {
-    return queue + " is a class; update its members, or all queues with --all";
+    return queue + " is a class; update it with --class " + queue + " --update";
   }
   const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str());
   const ppd::Model* model = ppd ? model_of(*ppd) : nullptr;
@@ -191,6 +198,7 @@ std::optional<std::string> update_queue(Scheduler& scheduler, const std::string&
   const bool keeps_device = keep_device || has_kept_device(*ppd);
   QueueRequest request{.queue = queue,
                        .ppd = ppd_file(*model, offered_defaults(*ppd, findings), keeps_device)};
+  add_share(request, share);
   // Before the printer is asked, and again.
   if (auto problem = why_not_now(scheduler, queue)) {
     return problem;

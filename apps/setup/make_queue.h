@@ -10,6 +10,7 @@
 #include "apps/setup/findings.h"
 #include "apps/setup/queue_options.h"
 #include "apps/setup/scheduler.h"
+#include "apps/setup/sharing.h"
 
 namespace k905 {
 
@@ -22,6 +23,7 @@ struct QueuePlan {
   std::string device;  // a URI or a device file; "": the queue's own, or the connected printer
   bool keep_device = false;  // use this address as it is
   bool replace = false;
+  Share share{};
   QueueOptions options;
 };
 
@@ -33,11 +35,11 @@ struct QueuePlan {
 
 // Gives the queue the PPD file of this version, and a device that the backend k905 can reach
 // through that backend; with `keep_device` the address stays, now and later. Default choices, jobs
-// and state stay. A default that is no longer offered becomes the usual one. What changes is noted.
-// Returns what went wrong, or nothing.
+// and state stay, and so does whether it is shared unless `share` says. A default that is no longer
+// offered becomes the usual one. What changes is noted. Returns what went wrong, or nothing.
 [[nodiscard]] std::optional<std::string> update_queue(Scheduler& scheduler,
                                                       const std::string& queue, bool keep_device,
-                                                      Findings& findings);
+                                                      Share share, Findings& findings);
 
 // All queues whose PPD file is one of this printer's.
 [[nodiscard]] std::vector<std::string> queues_of_this_printer(Scheduler& scheduler);

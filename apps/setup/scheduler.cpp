@@ -1,6 +1,7 @@
 #include "apps/setup/scheduler.h"
 
 #include <cups/adminutil.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -13,6 +14,9 @@ namespace k905 {
 namespace {
 
 constexpr int kConnectMs = 5000;
+constexpr int kRestartMs = 30000;
+constexpr int kQuietRestartMs = 3000;  // when nothing shows it
+constexpr int kRetryMs = 100;
 
 std::string uri_of(const char* folder, const std::string& name) {
   std::array<char, HTTP_MAX_URI> uri{};
@@ -53,6 +57,29 @@ int number_of(ipp_t* answer, const char* name) {
   ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ENUM);
   return attribute == nullptr ? 0 : ippGetInteger(attribute, 0);
 }
+
+// The scheduler's socket in the file system, which a restart replaces. One that systemd opened for
+// the scheduler stays.
+class SocketMark {
+ public:
+  SocketMark() : before_(now()) {}
+  [[nodiscard]] bool has_changed() const {
+    const struct stat after = now();
+    return after.st_ino != 0 &&
+           (after.st_ino != before_.st_ino || after.st_ctim.tv_sec != before_.st_ctim.tv_sec ||
+            after.st_ctim.tv_nsec != before_.st_ctim.tv_nsec);
+  }
+
+ private:
+  static struct stat now() {
+    struct stat status {};
+    if (stat(cupsServer(), &status) != 0) {
+      status = {};
+    }
+    return status;
+  }
+  struct stat before_;
+};
 
 bool has_failed() { return cupsLastError() > IPP_STATUS_OK_EVENTS_COMPLETE; }
 
@@ -242,10 +269,49 @@ std::optional<std::string> Scheduler::change_class(const ClassRequest& changes) 
   for (const std::string& member : changes.members) {
     ippSetString(request, &uris, index++, uri_of("printers", member).c_str());
   }
-  add_start(request);
+  if (changes.start) {
+    add_start(request);
+  }
   add_attributes(request, changes.attributes);
   ippDelete(cupsDoRequest(http(), request, "/admin/"));
   return why_refused("class " + changes.name);
+}
+
+std::optional<bool> Scheduler::is_sharing() {
+  CupsOptions settings;
+  if (!settings.read([&](int* count, cups_option_t** all) {
+        return cupsAdminGetServerSettings(http(), count, all) != 0;
+      })) {
+    return std::nullopt;
+  }
+  return settings.value(CUPS_SERVER_SHARE_PRINTERS) == "1";
+}
+
+bool Scheduler::answers() {
+  if (!connect()) {
+    return false;
+  }
+  const Ipp answer(cupsDoRequest(http(), ippNewRequest(IPP_OP_CUPS_GET_DEFAULT), "/"));
+  return answer != nullptr;
+}
+
+std::optional<std::string> Scheduler::start_sharing() {
+  CupsOptions settings;
+  settings.add(CUPS_SERVER_SHARE_PRINTERS, "1");
+  const SocketMark socket;
+  if (cupsAdminSetServerSettings(http(), settings.count(), settings.all()) == 0) {
+    return why_refused("change of its settings")
+        .value_or("the settings of the scheduler cannot be changed");
+  }
+  http_.reset();
+  // It answers first and restarts afterwards.
+  for (int waited_ms = 0; waited_ms < kRestartMs; waited_ms += kRetryMs) {
+    usleep(kRetryMs * 1000);
+    if ((socket.has_changed() || waited_ms >= kQuietRestartMs) && answers()) {
+      return std::nullopt;
+    }
+  }
+  return "the scheduler does not answer after the change of its settings";
 }
 
 }  // namespace k905

@@ -43,11 +43,12 @@ struct QueueRequest {
   bool start = false;  // takes and prints jobs from now on
 };
 
-// What a request for a class sets: the class has exactly these members, and takes and prints jobs.
+// What a request for a class sets: the class has exactly these members.
 struct ClassRequest {
   std::string name;
   std::vector<std::string> members;
   std::vector<std::pair<std::string, std::string>> attributes{};
+  bool start = false;  // takes and prints jobs from now on
 };
 
 class Scheduler {
@@ -69,9 +70,17 @@ class Scheduler {
   // What went wrong, or nothing. A job that is printing stays with its member.
   [[nodiscard]] std::optional<std::string> change_class(const ClassRequest& request);
 
+  // Whether it offers shared queues to other computers; nothing when this user may not know.
+  [[nodiscard]] std::optional<bool> is_sharing();
+  // Makes it do so, as `cupsctl --share-printers` does, and waits until it has restarted. What went
+  // wrong, or nothing. A job that is printing starts again from its first sheet.
+  [[nodiscard]] std::optional<std::string> start_sharing();
+
   [[nodiscard]] http_t* http() const { return http_.get(); }
 
  private:
+  [[nodiscard]] bool answers();
+
   Http http_;
 };
 

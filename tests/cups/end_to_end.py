@@ -92,12 +92,13 @@ def turned(colors, quarters):
 class ThroughCups(unittest.TestCase):
     """One scheduler for all tests of a class; a queue and a device folder of its own for each test."""
 
+    SYSTEM = private_cups.PrivateCups
     has_photo_filter = True
 
     @classmethod
     def setUpClass(cls):
         cls.scratch = tempfile.mkdtemp(prefix="k905_cups_")
-        cls.cups = private_cups.PrivateCups(cls.scratch, BUILD, CMAKE, cls.has_photo_filter)
+        cls.cups = cls.SYSTEM(cls.scratch, BUILD, CMAKE, cls.has_photo_filter)
         try:
             cls.cups.__enter__()
         except BaseException:

@@ -257,3 +257,22 @@ class PrivateCups:
         if not path.exists():
             return ""
         return "\n".join(path.read_text(errors="replace").splitlines()[-count:])
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+class CupsOnPort(PrivateCups):
+    """On a port as well, first for this machine alone: sharing opens it to the network."""
+
+    def configure(self):
+        super().configure()
+        self.port = free_port()
+        path = self.etc / "cupsd.conf"
+        path.write_text(path.read_text().replace("Listen ", f"Listen localhost:{self.port}\nListen ", 1))
+
+    def environment(self):
+        return super().environment() | {"IPP_PORT": str(self.port)}

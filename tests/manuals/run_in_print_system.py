@@ -9,7 +9,6 @@ does not end well, fails the chapter. Exit status 77 means that it could not be 
 import pathlib
 import re
 import shutil
-import socket
 import subprocess
 import sys
 import tempfile
@@ -27,22 +26,20 @@ SKIPPED = 77
 ALL_PRINTED = '{ set +x; } 2>/dev/null\nuntil [ -z "$(lpstat -o)" ]; do sleep 0.1; done\nset -x\n'
 
 
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
 def as_here(commands, cups, printer, device):
     """The commands with the places and numbers of this print system."""
     on_backend = printer.uri.replace("socket:", "k905:")
     for shown, here in (
-            ("k905://usb/A", on_backend), ("k905://usb/B", on_backend), ("9100", str(free_port())),
+            ("k905://usb/A", on_backend), ("k905://usb/B", on_backend), ("9100", str(private_cups.free_port())),
+            ("ipp://SERVER/", f"ipp://127.0.0.1:{cups.port}/"),
             ("/dev/usb/lp?", device), ("/dev/usb/lp0", device),
             ("/var/log/cups/", f"{cups.root}/log/"), ("[Job 42", "[Job 1"),
             # These go on until somebody ends them.
             ("k905-print --queue photo --watch", "timeout --preserve-status 6 k905-print --queue photo --watch")):
         commands = commands.replace(shown, here)
+    # Refused while a job is printing.
+    commands = re.sub(r"^sudo k905-setup .*--share\b", lambda found: ALL_PRINTED + found[0], commands,
+                      flags=re.MULTILINE)
     # What is to be seen there appears with the next sheet.
     return re.sub(r"^sudo tail -F (\S+).*$", r"lp -d booth photo.jpg\n{ set +x; } 2>/dev/null\n"
                   r"until grep '^booth .* photo.jpg$' \1; do sleep 0.1; done 2>/dev/null\nset -x", commands,
@@ -57,7 +54,7 @@ def lay_out(folder):
     artwork.pdf(folder / "album.pdf", 460.8, 297.6, (artwork.CYAN, artwork.MAGENTA))
 
 
-class UnchangedCups(private_cups.PrivateCups):
+class UnchangedCups(private_cups.CupsOnPort):
     """As Debian configures it where the tests' own print system differs: no page log."""
 
     def configure(self):

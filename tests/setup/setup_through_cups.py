@@ -55,8 +55,8 @@ class ThroughSetup(ThroughCups):
     def device(self):
         return f"capture:{self.cups.captured}"
 
-    def add_good_queue(self, **options):
-        self.add_queue(**({"printer_error_policy": "retry-current-job"} | options))
+    def add_good_queue(self, name=None, **options):
+        self.add_queue(name, **({"printer_error_policy": "retry-current-job"} | options))
 
     def choices(self):
         return self.cups.run("lpoptions", "-p", self.queue, "-l").stdout
@@ -169,7 +169,10 @@ class Setup(ThroughSetup):
                           ("q", "--device", self.device(), "--model", "X"),
                           ("q", "--device", self.device(), "--finish", "mat"),
                           ("q", "--device", self.device(), "--ribbon", "8x6"), ("q", "--keep-device"),
-                          ("--check", "q", "--keep-device")):
+                          ("--check", "q", "--keep-device"), ("--check", "q", "--share"),
+                          ("--list", "--no-share"), ("q", "--share", "--no-share"),
+                          ("q", "--share", "-o", "printer-is-shared=false"),
+                          ("--class", "q", "--update", "--all")):
             with self.subTest(arguments=arguments):
                 said = self.setup(*arguments)
                 self.assertEqual(said.returncode, 2, said.stdout)
@@ -250,6 +253,22 @@ class Setup(ThroughSetup):
                     self.check_finds(name)
                 finally:
                     away.rename(path)
+
+    def test_check_notes_a_photo_filter_that_is_missing_or_incomplete(self):
+        self.add_good_queue()
+        self.assertIn("photos are printed directly", self.setup_well("--check", self.queue).stdout)
+        program = self.cups.serverbin / "filter" / "phototok905"
+        convs = self.cups.prefix / "share/cups/mime/k905-photo.convs"
+        for path, words in ((convs, "incomplete (" + str(convs) + " is missing)"),
+                            (program, "phototok905 is not installed")):
+            away = self.art / path.name
+            shutil.move(path, away)
+            self.addCleanup(shutil.move, away, path)
+            with self.subTest(path=path.name):
+                told = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
+                (note,) = [finding for finding in told["findings"] if finding["level"] == "note"]
+                self.assertIn(words, note["text"])
+                self.assertIn("cmake --install", note["advice"])
 
     def test_check_finds_a_missing_backend(self):
         self.add_queue()
@@ -807,7 +826,8 @@ class Classes(ThroughSetup):
         self.assertIn("--replace", self.make_class().stderr)
         self.assertIn("is a queue", self.setup("--class", self.first, "--member", self.second).stderr)
         self.assertIn("is a class", self.setup("--replace", self.queue, "--device", self.device()).stderr)
-        self.assertIn("is a class", self.setup("--update", self.queue).stderr)
+        self.assertIn(f"is a class; update it with --class {self.queue} --update",
+                      self.setup("--update", self.queue).stderr)
 
     def test_replacing_changes_the_members_and_keeps_the_jobs(self):
         self.members()
@@ -816,6 +836,33 @@ class Classes(ThroughSetup):
         self.setup_well("--class", self.queue, "--member", self.second, "--replace")
         self.assertEqual(self.attribute("member-names"), [self.second])
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+
+    def test_an_update_refreshes_the_class_and_its_members(self):
+        self.members()
+        self.class_is_made()
+        for name, value in (("print-scaling-default", "none"),
+                            ("printer-is-shared", "false"), ("number-up-default", "2")):
+            self.cups.run("lpadmin", "-p", self.queue, "-o", f"{name}={value}")
+        path = self.cups.etc / "ppd" / f"{self.second}.ppd"
+        path.write_text(re.sub('FileVersion: ".*"', 'FileVersion: "0.1"', path.read_text()))
+        job = self.waiting_job()
+        updated = self.setup("--class", self.queue, "--update")
+        self.assertIn("the queue has been stopped", updated.stdout)
+        self.assertEqual(self.attribute("member-names"), [self.first, self.second])
+        self.assertEqual(self.attribute("printer-error-policy"), ["retry-current-job"])
+        self.assertEqual(self.attribute("print-scaling-default"), ["fill"])
+        self.assertEqual(self.attribute("number-up-default"), [2])
+        self.assertFalse(self.is_shared())
+        self.assertNotIn('FileVersion: "0.1"', path.read_text())
+        self.cups.run("cupsenable", self.queue)
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
+        self.setup_well("--class", self.queue, "--update", "--member", self.second)
+        self.assertEqual(self.attribute("member-names"), [self.second])
+
+    def test_only_a_class_that_exists_is_updated(self):
+        self.members()
+        self.assertIn("there is no class", self.setup("--class", self.queue, "--update").stderr)
+        self.assertIn("is a queue", self.setup("--class", self.first, "--update").stderr)
 
     def test_check_names_the_problems_of_class_and_members(self):
         self.members()
@@ -832,6 +879,83 @@ class Classes(ThroughSetup):
         told = json.loads(self.setup("--check", self.queue, "--json").stdout)
         self.assertEqual((told["queue"], told["problems"]), (self.queue, 1))
         self.assertIn("StpLaminate differs", str(told))
+
+
+class Sharing(ThroughSetup):
+    """--share and --no-share."""
+
+    SYSTEM = private_cups.CupsOnPort
+
+    def setUp(self):
+        super().setUp()
+        file = self.cups.etc / "cupsd.conf"
+        before = file.read_text()
+        self.addCleanup(self.cups.start)
+        self.addCleanup(file.write_text, before)
+        self.addCleanup(self.cups.stop)
+
+    def shares(self):
+        return "_share_printers=1" in self.cups.run("cupsctl").stdout
+
+    def is_shared(self, queue=None):
+        return ipp.values_of(self.cups.socket, queue or self.queue, "printer-is-shared") == ["\x01"]
+
+    def test_a_queue_is_made_and_offered_and_taken_back(self):
+        made = self.setup_well(self.queue, "--device", self.device(), "--share").stdout
+        self.assertTrue(self.is_shared())
+        self.assertTrue(self.shares())
+        # From elsewhere, by the address that is shown.
+        uri = re.search(r"ipp://\S+", made).group(0)
+        self.assertRegex(uri, rf"^ipp://[^/]+:{self.cups.port}/printers/{self.queue}$")
+        offered = self.cups.run("ipptool", "-tv", f"ipp://127.0.0.1:{self.cups.port}/printers/{self.queue}",
+                                "get-printer-attributes.test").stdout
+        self.assertIn("na_index-4x6_4x6in", offered)
+        has_avahi = os.path.exists("/run/avahi-daemon/socket")
+        for word in ("AirPrint", "Mopria"):
+            self.assertIn(word, made)
+        self.assertEqual("Avahi is not running" in made, not has_avahi)
+        told = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
+        self.assertIn(uri, str(told))
+        self.assertEqual((told["ready"], "Avahi is not running" in str(told)), (True, not has_avahi))
+        ended = self.setup_well("--update", self.queue, "--no-share").stdout
+        self.assertFalse(self.is_shared())
+        self.assertIn("not shared", ended)
+        self.assertNotIn("ipp://", ended)
+
+    def test_an_update_offers_a_queue_and_its_jobs_stay(self):
+        self.add_good_queue(StpLaminate="Matte", printer_is_shared="false")
+        self.assertIn("is not shared", self.setup_well("--check", self.queue).stdout)
+        job = self.waiting_job()
+        self.setup("--update", self.queue, "--share")
+        self.assertTrue(self.is_shared() and self.shares())
+        self.assertIn("*Matte", self.choices())
+        self.assertEqual(self.state_of(job), ipp.PENDING)
+        self.cups.run("cancel", job)
+
+    def test_a_class_is_offered_by_an_address_of_its_own(self):
+        self.add_good_queue("member", printer_is_shared="false")
+        made = self.setup_well("--class", self.queue, "--member", "member", "--share").stdout
+        self.assertTrue(self.is_shared())
+        self.assertFalse(self.is_shared("member"))
+        self.assertIn(f"/classes/{self.queue}", made)
+        self.setup_well("--class", self.queue, "--update", "--no-share")
+        self.assertFalse(self.is_shared())
+
+    def test_a_job_that_is_printing_is_not_started_again(self):
+        self.add_queue("busy", device=self.slow_device())
+        queue, self.queue = self.queue, "busy"
+        job = self.printing_job()
+        self.queue = queue
+        refused = self.setup(self.queue, "--device", self.device(), "--share")
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("a job is printing on busy", refused.stderr)
+        self.assertNotIn(self.queue, self.cups.run("lpstat", "-e").stdout)
+        self.assertFalse(self.shares())
+        self.assertEqual(self.end_of_printing(job), ["begun"])
+
+    def test_a_shared_queue_of_a_scheduler_that_does_not_share_is_no_problem(self):
+        self.add_good_queue(printer_is_shared="true")
+        self.assertIn("the scheduler shares no queue", self.setup_well("--check", self.queue).stdout)
 
 
 class AsJson(ThroughSetup):

@@ -1,0 +1,99 @@
+#include "apps/setup/sharing.h"
+
+#include <unistd.h>
+
+#include <array>
+
+namespace k905 {
+
+namespace {
+
+bool announces_queues() { return access("/run/avahi-daemon/socket", F_OK) == 0; }
+
+// As other computers reach this one: Avahi makes the name known with the ending ".local".
+std::string uri_for_others(const std::string& queue, const QueueState& state) {
+  std::array<char, 256> name{};
+  gethostname(name.data(), name.size() - 1);
+  std::string host = name.data();
+  if (announces_queues() && host.find('.') == std::string::npos) {
+    host += ".local";
+  }
+  std::array<char, HTTP_MAX_URI> uri{};
+  const int port = ippPort() == IPP_PORT ? 0 : ippPort();
+  httpAssembleURIf(HTTP_URI_CODING_ALL, uri.data(), uri.size(), "ipp", nullptr, host.c_str(), port,
+                   "/%s/%s", state.members.empty() ? "printers" : "classes", queue.c_str());
+  return uri.data();
+}
+
+void report_how_to_add(const std::string& queue, const QueueState& state, Findings& findings) {
+  const std::string uri = uri_for_others(queue, state);
+  if (announces_queues()) {
+    findings.ok("the queue is shared; phones and tablets list it as \"" + queue +
+                "\": AirPrint on iPhone and iPad, Mopria or the default print service on Android");
+  } else {
+    findings.note(
+        "the queue is shared, but Avahi is not running, so phones and tablets (AirPrint, Mopria) "
+        "do not find it",
+        "apt-get install avahi-daemon");
+  }
+  findings.ok("other systems add the shared queue by its address " + uri);
+}
+
+std::string shared_queues(Scheduler& scheduler) {
+  std::string names;
+  for (const std::string& queue : scheduler.queues()) {
+    const auto state = scheduler.queue(queue);
+    if (state && state->shared) {
+      names.append(names.empty() ? "" : ", ").append(queue);
+    }
+  }
+  return names;
+}
+
+}  // namespace
+
+std::optional<std::string> why_not_shared_now(Scheduler& scheduler, Share share) {
+  if (!share.value_or(false) || scheduler.is_sharing().value_or(false)) {
+    return std::nullopt;
+  }
+  for (const std::string& queue : scheduler.queues()) {
+    const auto state = scheduler.queue(queue);
+    if (state && state->printing) {
+      return "a job is printing on " + queue +
+             ", and sharing restarts the scheduler, which would start the job again from its first "
+             "sheet; wait until it has ended";
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> apply_sharing(Scheduler& scheduler, Share share, Findings& findings) {
+  if (!share.value_or(false) || scheduler.is_sharing().value_or(false)) {
+    return std::nullopt;
+  }
+  if (auto problem = why_not_shared_now(scheduler, share)) {
+    return problem;
+  }
+  if (auto problem = scheduler.start_sharing()) {
+    return problem;
+  }
+  findings.note("the scheduler now serves the local networks on port " + std::to_string(ippPort()) +
+                " and offers " + shared_queues(scheduler));
+  return std::nullopt;
+}
+
+void check_sharing(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+                   Findings& findings) {
+  const std::optional<bool> is_sharing = scheduler.is_sharing();
+  if (!state.shared) {
+    findings.ok("the queue is not shared with other computers");
+  } else if (!is_sharing) {
+    findings.ok("the queue is shared if the scheduler is; run as root to read its settings");
+  } else if (!*is_sharing) {
+    findings.ok("the queue is not shared with other computers: the scheduler shares no queue");
+  } else {
+    report_how_to_add(queue, state, findings);
+  }
+}
+
+}  // namespace k905
