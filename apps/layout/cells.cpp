@@ -1,7 +1,10 @@
 #include "apps/layout/cells.h"
 
+#include <algorithm>
 #include <cmath>
 #include <string_view>
+
+#include "apps/image/draw.h"
 
 namespace k905 {
 
@@ -14,6 +17,10 @@ struct Side {
   double paper_begin = 0;    // in pixels of the sheet
   double paper_end = 0;
 
+  // As far as it is on the sheet.
+  [[nodiscard]] std::uint32_t pixel_at(double at) const {
+    return static_cast<std::uint32_t>(std::clamp<long>(std::lround(at * pixels / seen), 0, pixels));
+  }
   [[nodiscard]] std::uint32_t boundary(std::uint32_t part, std::uint32_t parts) const {
     if (part == 0 || part == parts) {
       return part == 0 ? 0 : pixels;
@@ -48,6 +55,16 @@ void add_row(std::vector<Cell>& cells, const Sides& sides, std::uint32_t row, st
   }
 }
 
+Cell single_cell(const Sides& sides, const SheetPlace& place) {
+  if (place.frames.size() == 1) {
+    return {0, 0, sides.across.pixels, sides.down.pixels};
+  }
+  const std::uint32_t left = sides.across.pixel_at(sides.across.paper_begin);
+  const std::uint32_t top = sides.down.pixel_at(sides.down.paper_begin);
+  return {left, top, std::max(sides.across.pixel_at(sides.across.paper_end), left + 1) - left,
+          std::max(sides.down.pixel_at(sides.down.paper_end), top + 1) - top};
+}
+
 }  // namespace
 
 // "6x2*4" is cut into four.
@@ -65,7 +82,7 @@ std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place) {
       add_row(cells, sheet, i, strips, 1);
     }
   } else if (layout.empty() || layout == "sheet") {
-    add_row(cells, sheet, 0, 1, 1);
+    cells.push_back(single_cell(sheet, place));
   } else {
     add_row(cells, sheet, 0, 2, layout == "2x2" ? 2 : 1);
     add_row(cells, sheet, 1, 2, 2);
@@ -85,6 +102,17 @@ SheetPlace place_in(const Cell& cell, const SheetPlace& place) {
   part.seen_width = seen(cell.width, place.seen_width, picture.width);
   part.seen_height = seen(cell.height, place.seen_height, picture.height);
   return part;
+}
+
+Picture sheet_with(Picture photo, const Cell& cell, const SheetPlace& place) {
+  const PixelSize size = picture_size(place);
+  if (cell.width == size.width && cell.height == size.height) {
+    return photo;
+  }
+  Picture sheet = blank_picture(size.width, size.height);
+  std::ranges::fill(sheet.bytes, std::uint8_t{255});
+  paste(sheet, eight_bit_colors(photo), cell.left, cell.top);
+  return sheet;
 }
 
 }  // namespace k905

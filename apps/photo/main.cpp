@@ -11,11 +11,13 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "apps/adapter/job_ppd.h"
 #include "apps/adapter/one_line.h"
 #include "apps/base/descriptor.h"
 #include "apps/base/process_start.h"
+#include "apps/layout/cells.h"
 #include "apps/layout/page_in_child.h"
 #include "apps/layout/raster_writer.h"
 #include "apps/photo/photo_job.h"
@@ -53,15 +55,16 @@ void report_failure(const std::string& reason) {
 
 int print_photo(const JobPpd& job, const JobOptions& options, const char* file, long copies) {
   const SheetPlace place = sheet_place(job.choices);
+  const k905::Cell cell = k905::cells_of("", place).front();
   std::string error;
-  const std::optional<Prepared> photo =
-      k905::page_in_child(file, place, k905::preparation_of(options), error);
+  std::optional<Prepared> photo =
+      k905::page_in_child(file, k905::place_in(cell, place), k905::preparation_of(options), error);
   if (!photo) {
     report_failure(error);
     return 1;
   }
   if (!photo->warning.empty()) tell_cups("INFO", one_line(photo->warning) + ".");
-  const Picture page = page_for(photo->picture, place);
+  const Picture page = page_for(k905::sheet_with(std::move(photo->picture), cell, place), place);
   RasterWriter writer(STDOUT_FILENO, false);
   for (long copy = 0; copy < copies; ++copy) {
     if (!writer.write_page(place, page, error)) {

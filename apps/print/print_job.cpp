@@ -140,7 +140,7 @@ std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sourc
   }
   Picture sheet;
   if (cells.size() == 1) {
-    sheet = std::move(*cells.front().photo);
+    sheet = k905::sheet_with(std::move(*cells.front().photo), cells.front().cell, place);
   } else {
     sheet = blank_picture(picture_size(place).width, picture_size(place).height);
     for (const FilledCell& cell : cells) {

@@ -40,14 +40,14 @@ def circle_png(path, width, height, diameter):
     return write_png(path, width, height, rows)
 
 
-def ruler_png(path, width, height, half_width):
-    """At 300 dpi, pale marks in the corners. In the middle what is black: `half_width` of the row at a
-    distance from the middle."""
+def ruler_png(path, width, height, half_width, middle=0.5):
+    """At 300 dpi, pale marks in the corners. What is black is in the middle, or at another share of the height:
+    `half_width` of the row at a distance from there."""
     rows = []
     for y in range(height):
         left, right = (PALE[0], PALE[1]) if y < MARK else (PALE[3], PALE[2]) if y >= height - MARK else (
             WHITE, WHITE)
-        half = half_width(abs(y + 0.5 - height / 2))
+        half = half_width(abs(y + 0.5 - height * middle))
         white = width // 2 - MARK - half
         rows.append(b"\0" + bytes(left) * MARK + b"\xff" * (3 * white) + b"\0" * (6 * half) +
                     b"\xff" * (3 * (width - 2 * (MARK + half) - white)) + bytes(right) * MARK)
