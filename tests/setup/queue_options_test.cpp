@@ -61,9 +61,10 @@ TEST(QueueOptions, AProfileIsOneThatTheModelOffers) {
   EXPECT_EQ(add_option(rv40, "ICCProfile=pm-rv-wd-251202-5.icm"), std::nullopt);
   EXPECT_EQ(add_option(rv40, "ICCProfile=None"), std::nullopt);
   EXPECT_THAT(add_option(rv40, "ICCProfile=pm-905-wd-251126-5.icm"),
-              Optional(HasSubstr("pm-rv-wd-251202-5.icm, None, sRGB.icc")));
+              Optional(HasSubstr("pm-rv-wd-251202-5.icm, None, ByPaper, sRGB.icc")));
   QueueOptions rv40w{.model = find_model("RV-40W"), .choices = {}, .attributes = {}};
-  EXPECT_THAT(add_option(rv40w, "ICCProfile=x.icc"), Optional(HasSubstr("is one of None, sRGB")));
+  EXPECT_THAT(add_option(rv40w, "ICCProfile=x.icc"),
+              Optional(HasSubstr("is one of None, ByPaper, sRGB")));
 }
 
 TEST(FindModel, KnowsNamesInAnyCaseAndNoOthers) {
