@@ -14,7 +14,7 @@ class PrinterDestination final : public Destination {
       : name_(printer.name), target_(std::move(target)), printer_(std::move(printer)) {
     const PaperConfig& paper = *sheet_place(filter.choices).paper;
     media_ = media_for_sheet(static_cast<std::uint32_t>(paper.canvas_width),
-                                      static_cast<std::uint32_t>(paper.canvas_height));
+                             static_cast<std::uint32_t>(paper.canvas_height));
     filter.on_sheet = [this](const Sheet& sheet) {
       std::string error;
       return printer_.print(sheet, error) ? "" : error;

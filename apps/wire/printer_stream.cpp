@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 #include <utility>
 
 #include "apps/base/fnv1a.h"
@@ -13,88 +14,8 @@ constexpr std::uint64_t kHeaderSize = 1088;
 constexpr std::uint32_t kLongestSide = 5000;
 constexpr std::size_t kPaletteEntries = 256;
 
-// What comes next in the stream. A step is one field that is right or wrong as a whole; the pixels
-// are the one step whose bytes are free.
-enum class Step {
-  escape,
-  letter,
-  group,
-  name,
-  length,
-  magic,
-  total_size,
-  reserved,
-  pixel_offset,
-  info_size,
-  width,
-  height,
-  planes,
-  depth,
-  compression,
-  image_size,
-  x_resolution,
-  y_resolution,
-  colors_used,
-  colors_important,
-  palette_entry,
-  padding,
-  pixels,
-  parameter,
-};
-
 // Where the sheet stands: the command that is being read.
 enum class Command { y_plane, m_plane, c_plane, overcoat_or_cutter, cutter, start };
-
-// BMP fields whose value is always the same, little-endian.
-struct FixedField {
-  std::size_t size;
-  const char* what;
-  Step step;
-  std::uint32_t value;
-};
-constexpr FixedField kFixedFields[] = {
-    {4, "BMP reserved field", Step::reserved, 0},
-    {4, "BMP pixel offset", Step::pixel_offset, kHeaderSize},
-    {4, "BMP information header size", Step::info_size, 40},
-    {2, "BMP plane count", Step::planes, 1},
-    {2, "BMP bits per pixel", Step::depth, 8},
-    {4, "BMP compression", Step::compression, 0},
-    {4, "BMP image size", Step::image_size, 0},
-    {4, "BMP horizontal resolution", Step::x_resolution, 0},
-    {4, "BMP vertical resolution", Step::y_resolution, 0},
-    {4, "BMP colors used", Step::colors_used, 0},
-    {4, "BMP important colors", Step::colors_important, 0},
-};
-
-const FixedField* fixed_field(Step step) {
-  const auto* found = std::find_if(std::begin(kFixedFields), std::end(kFixedFields),
-                                   [step](const FixedField& field) { return field.step == step; });
-  return found == std::end(kFixedFields) ? nullptr : found;
-}
-
-std::size_t step_size(Step step) {
-  if (const FixedField* field = fixed_field(step)) {
-    return field->size;
-  }
-  switch (step) {
-    case Step::escape:
-    case Step::letter:
-      return 1;
-    case Step::magic:
-      return 2;
-    case Step::group:
-      return 6;
-    case Step::name:
-      return 16;
-    case Step::padding:
-      return 10;
-    case Step::length:
-    case Step::parameter:
-      return 8;
-    default:
-      return 4;
-  }
-}
 
 std::uint32_t little_endian(const std::vector<std::uint8_t>& bytes) {
   std::uint32_t value = 0;
@@ -178,32 +99,46 @@ class PrinterStreamParser::Reader {
   bool feed(const std::uint8_t* bytes, std::size_t count);
   bool finish();
   bool at_boundary() const {
-    return command_ == Command::y_plane && step_ == Step::escape && !error_;
+    return command_ == Command::y_plane && field_index_ == 0 && field_.empty() && !error_;
   }
   const std::optional<StreamError>& error() const { return error_; }
 
  private:
+  // A field is right or wrong as a whole: `check` looks at one that has come, and goes on to the
+  // next or fails. The pixels behind the fields of an image are free.
+  struct Field {
+    std::size_t size;
+    void (Reader::*check)();
+    const char* what = "";  // of a number that is always the same
+    std::uint32_t value = 0;
+  };
+  static const Field kFields[];         // of a command, of the header of an image, of a control
+  static const std::size_t kParameter;  // the control's
+
   std::size_t take_pixels(const std::uint8_t* bytes, std::size_t count);
   std::size_t take_field(const std::uint8_t* bytes, std::size_t count);
 
-  // Each looks at the field that has just come whole, and goes on to the next step or fails.
-  void check_field();
   void check_escape();
+  void check_letter();
   void check_group();
   void check_name();
   void check_length();
   void check_image_length();
-  void check_parameter();
+  void check_magic();
+  void check_total_size();
+  void check_number() { expect_number(kFields[field_index_].value, kFields[field_index_].what); }
   void check_width();
   void check_height();
   void check_palette_entry();
-  void check_fixed(const FixedField& field);
-  void expect_number(std::uint32_t value, const std::string& what);
+  void check_padding();
+  void check_parameter();
 
-  void begin_pixels();
+  void go_on() { ++field_index_; }
+  void expect(bool is_right, const std::string& expected, const std::string& found);
+  void expect_text(const std::string& text, const std::string& what);
+  void expect_number(std::uint32_t value, const std::string& what);
   void end_command(Command next);
   void end_sheet();
-  void go_on();
   void fail(std::string expected, std::string found);
 
   std::vector<std::uint8_t>& plane() { return sheet_.plane[plane_index(command_)]; }
@@ -212,8 +147,9 @@ class PrinterStreamParser::Reader {
   SheetHandler on_sheet_;
   std::uint64_t offset_ = 0;  // of the next byte to come
   Command command_ = Command::y_plane;
-  Step step_ = Step::escape;
-  std::vector<std::uint8_t> field_;  // what has come of the step's bytes
+  std::size_t field_index_ = 0;  // in kFields
+  bool in_pixels_ = false;
+  std::vector<std::uint8_t> field_;  // what has come of the field's bytes
   std::uint64_t field_offset_ = 0;
   std::size_t palette_index_ = 0;
   std::uint64_t length_ = 0;  // of the image being read, as its command says
@@ -225,8 +161,7 @@ class PrinterStreamParser::Reader {
 
 bool PrinterStreamParser::Reader::feed(const std::uint8_t* bytes, std::size_t count) {
   while (count > 0 && !error_) {
-    const std::size_t taken =
-        step_ == Step::pixels ? take_pixels(bytes, count) : take_field(bytes, count);
+    const std::size_t taken = in_pixels_ ? take_pixels(bytes, count) : take_field(bytes, count);
     bytes += taken;
     count -= taken;
   }
@@ -248,106 +183,97 @@ std::size_t PrinterStreamParser::Reader::take_field(const std::uint8_t* bytes, s
   if (field_.empty()) {
     field_offset_ = offset_;
   }
-  const std::size_t taken = std::min(count, step_size(step_) - field_.size());
+  const std::size_t taken = std::min(count, kFields[field_index_].size - field_.size());
   field_.insert(field_.end(), bytes, bytes + taken);
   offset_ += taken;
-  if (field_.size() == step_size(step_)) {
-    check_field();
+  if (field_.size() == kFields[field_index_].size) {
+    (this->*kFields[field_index_].check)();
     field_.clear();
   }
   return taken;
 }
 
-void PrinterStreamParser::Reader::check_field() {
-  if (const FixedField* field = fixed_field(step_)) {
-    check_fixed(*field);
-    return;
-  }
-  switch (step_) {
-    case Step::escape:
-      check_escape();
-      break;
-    case Step::letter:
-      field_[0] == 'P' ? go_on() : fail("\"P\" behind the escape", quoted(field_));
-      break;
-    case Step::group:
-      check_group();
-      break;
-    case Step::name:
-      check_name();
-      break;
-    case Step::length:
-      check_length();
-      break;
-    case Step::magic:
-      text_of(field_) == "BM" ? go_on() : fail("\"BM\" at the head of the image", quoted(field_));
-      break;
-    case Step::total_size:
-      expect_number(static_cast<std::uint32_t>(length_), "BMP total size");
-      break;
-    case Step::width:
-      check_width();
-      break;
-    case Step::height:
-      check_height();
-      break;
-    case Step::palette_entry:
-      check_palette_entry();
-      break;
-    case Step::padding:
-      std::count(field_.begin(), field_.end(), 0) == 10
-          ? begin_pixels()
-          : fail("10 bytes of 0 between palette and pixels", hexadecimal(field_));
-      break;
-    default:
-      check_parameter();
-      break;
-  }
+const PrinterStreamParser::Reader::Field PrinterStreamParser::Reader::kFields[] = {
+    {1, &Reader::check_escape},
+    {1, &Reader::check_letter},
+    {6, &Reader::check_group},
+    {16, &Reader::check_name},
+    {8, &Reader::check_length},
+    {2, &Reader::check_magic},
+    {4, &Reader::check_total_size},
+    {4, &Reader::check_number, "BMP reserved field", 0},
+    {4, &Reader::check_number, "BMP pixel offset", kHeaderSize},
+    {4, &Reader::check_number, "BMP information header size", 40},
+    {4, &Reader::check_width},
+    {4, &Reader::check_height},
+    {2, &Reader::check_number, "BMP plane count", 1},
+    {2, &Reader::check_number, "BMP bits per pixel", 8},
+    {4, &Reader::check_number, "BMP compression", 0},
+    {4, &Reader::check_number, "BMP image size", 0},
+    {4, &Reader::check_number, "BMP horizontal resolution", 0},
+    {4, &Reader::check_number, "BMP vertical resolution", 0},
+    {4, &Reader::check_number, "BMP colors used", 0},
+    {4, &Reader::check_number, "BMP important colors", 0},
+    {4, &Reader::check_palette_entry},
+    {10, &Reader::check_padding},
+    {8, &Reader::check_parameter},
+};
+const std::size_t PrinterStreamParser::Reader::kParameter = std::size(kFields) - 1;
+
+void PrinterStreamParser::Reader::expect(bool is_right, const std::string& expected,
+                                         const std::string& found) {
+  is_right ? go_on() : fail(expected, found);
+}
+
+void PrinterStreamParser::Reader::expect_text(const std::string& text, const std::string& what) {
+  expect(text_of(field_) == text, what, quoted(field_));
+}
+
+void PrinterStreamParser::Reader::expect_number(std::uint32_t value, const std::string& what) {
+  const std::uint32_t found = little_endian(field_);
+  expect(found == value, what + " " + std::to_string(value), std::to_string(found));
 }
 
 void PrinterStreamParser::Reader::check_escape() {
-  if (field_[0] != 0x1B) {
-    fail("the escape (0x1b) of a command", "0x" + hexadecimal(field_));
-    return;
-  }
   block_ = StreamBlock{};
   block_.offset = field_offset_;
   if (command_ == Command::y_plane) {
     sheet_ = Sheet{};
     sheet_.offset = field_offset_;
   }
-  go_on();
+  expect(field_[0] == 0x1B, "the escape (0x1b) of a command", "0x" + hexadecimal(field_));
+}
+
+void PrinterStreamParser::Reader::check_letter() { expect_text("P", "\"P\" behind the escape"); }
+
+void PrinterStreamParser::Reader::check_magic() {
+  expect_text("BM", "\"BM\" at the head of the image");
+}
+
+void PrinterStreamParser::Reader::check_total_size() {
+  expect_number(static_cast<std::uint32_t>(length_), "BMP total size");
 }
 
 void PrinterStreamParser::Reader::check_group() {
-  const std::string expected = is_image(command_) ? "IMAGE" : "CNTRL";
-  if (text_of(field_) != padded(expected, 6)) {
-    fail("group \"" + padded(expected, 6) + "\"", quoted(field_));
-    return;
-  }
-  block_.group = expected;
-  go_on();
+  block_.group = is_image(command_) ? "IMAGE" : "CNTRL";
+  const std::string expected = padded(block_.group, 6);
+  expect_text(expected, "group \"" + expected + "\"");
 }
 
 void PrinterStreamParser::Reader::check_name() {
   const std::string name = text_of(field_);
-  if (command_ == Command::overcoat_or_cutter) {
-    if (name != padded("OVERCOAT", 16) && name != padded("CUTTER", 16)) {
-      fail("name \"" + padded("OVERCOAT", 16) + "\" or \"" + padded("CUTTER", 16) + "\"",
-           quoted(field_));
-      return;
-    }
-  } else {
-    const std::string expected = is_image(command_)            ? image_name(command_)
-                                 : command_ == Command::cutter ? "CUTTER"
-                                                               : "START";
-    if (name != padded(expected, 16)) {
-      fail("name \"" + padded(expected, 16) + "\"", quoted(field_));
-      return;
-    }
-  }
   block_.name = without_blanks(name);
-  go_on();
+  const std::string overcoat = padded("OVERCOAT", 16);
+  const std::string expected = padded(is_image(command_)           ? image_name(command_)
+                                      : command_ == Command::start ? "START"
+                                                                   : "CUTTER",
+                                      16);
+  if (command_ == Command::overcoat_or_cutter) {
+    expect(name == overcoat || name == expected,
+           "name \"" + overcoat + "\" or \"" + expected + "\"", quoted(field_));
+  } else {
+    expect_text(expected, "name \"" + expected + "\"");
+  }
 }
 
 void PrinterStreamParser::Reader::check_length() {
@@ -358,7 +284,7 @@ void PrinterStreamParser::Reader::check_length() {
     block_.length == padded("", 8) ? end_sheet()
                                    : fail("eight blanks: no payload follows START", quoted(field_));
   } else if (block_.length == "00000008") {
-    step_ = Step::parameter;
+    field_index_ = kParameter;
   } else {
     fail("length \"00000008\" of a control's parameter", quoted(field_));
   }
@@ -379,7 +305,7 @@ void PrinterStreamParser::Reader::check_image_length() {
     fail("image length of " + std::to_string(kHeaderSize + 1) + " to " + std::to_string(longest),
          std::to_string(length_));
   } else {
-    step_ = Step::magic;
+    go_on();
   }
 }
 
@@ -437,33 +363,25 @@ void PrinterStreamParser::Reader::check_palette_entry() {
   if (field_ != expected) {
     fail("palette entry " + std::to_string(palette_index_) + " " + hexadecimal(expected),
          hexadecimal(field_));
-    return;
-  }
-  ++palette_index_;
-  if (palette_index_ == kPaletteEntries) {
+  } else if (++palette_index_ == kPaletteEntries) {
     palette_index_ = 0;
     go_on();
   }
 }
 
-void PrinterStreamParser::Reader::check_fixed(const FixedField& field) {
-  expect_number(field.value, field.what);
-}
-
-void PrinterStreamParser::Reader::expect_number(std::uint32_t value, const std::string& what) {
-  const std::uint32_t found = little_endian(field_);
-  found == value ? go_on() : fail(what + " " + std::to_string(value), std::to_string(found));
-}
-
-void PrinterStreamParser::Reader::begin_pixels() {
-  plane().reserve(static_cast<std::size_t>(pixel_count()));
-  step_ = Step::pixels;
+void PrinterStreamParser::Reader::check_padding() {
+  in_pixels_ = std::count(field_.begin(), field_.end(), 0) == 10;
+  expect(in_pixels_, "10 bytes of 0 between palette and pixels", hexadecimal(field_));
+  if (in_pixels_) {
+    plane().reserve(static_cast<std::size_t>(pixel_count()));
+  }
 }
 
 void PrinterStreamParser::Reader::end_command(Command next) {
   sheet_.blocks.push_back(std::move(block_));
   command_ = next;
-  step_ = Step::escape;
+  field_index_ = 0;
+  in_pixels_ = false;
 }
 
 void PrinterStreamParser::Reader::end_sheet() {
@@ -471,10 +389,6 @@ void PrinterStreamParser::Reader::end_sheet() {
   sheet_.size = offset_ - sheet_.offset;
   on_sheet_(std::move(sheet_));
   sheet_ = Sheet{};
-}
-
-void PrinterStreamParser::Reader::go_on() {
-  step_ = static_cast<Step>(static_cast<int>(step_) + 1);
 }
 
 void PrinterStreamParser::Reader::fail(std::string expected, std::string found) {
@@ -486,7 +400,7 @@ bool PrinterStreamParser::Reader::finish() {
     return !error_;
   }
   field_offset_ = offset_;
-  if (step_ == Step::pixels) {
+  if (in_pixels_) {
     fail(std::to_string(pixel_count() - plane().size()) + " more bytes of " + image_name(command_),
          "the end of the stream");
   } else {
