@@ -82,7 +82,7 @@ std::optional<std::vector<PaperProfile>> read_profile_table(const std::string& p
     const bool has_three = static_cast<bool>(words >> row.finish >> row.profile);
     error = !has_three || words >> more ? "not a paper, a finish and a profile" : fault_of(row);
     if (!error.empty()) {
-      error = path + ", line " + std::to_string(number) + ": " + error;
+      error.insert(0, path + ", line " + std::to_string(number) + ": ");
       return std::nullopt;
     }
     rows.push_back(row);

@@ -22,4 +22,18 @@ Ppd read_queue_ppd(http_t* http, const char* queue, std::string* text) {
   return ppd;
 }
 
+std::string marked_choice(ppd_file_t& ppd, const std::string& keyword) {
+  const ppd_choice_t* choice = ppdFindMarkedChoice(&ppd, keyword.c_str());
+  // Marking a page size takes the mark off the page region and the other way round.
+  if (choice == nullptr && keyword == "PageSize") {
+    choice = ppdFindMarkedChoice(&ppd, "PageRegion");
+  }
+  return choice == nullptr ? "" : choice->choice;
+}
+
+std::string default_choice(ppd_file_t& ppd, const std::string& keyword) {
+  const ppd_option_t* option = ppdFindOption(&ppd, keyword.c_str());
+  return option == nullptr ? "" : option->defchoice;
+}
+
 }  // namespace k905

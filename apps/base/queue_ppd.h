@@ -18,4 +18,11 @@ using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
 // the file cannot be parsed. `text`, when not null, receives the file's bytes.
 [[nodiscard]] Ppd read_queue_ppd(http_t* http, const char* queue, std::string* text = nullptr);
 
+// The choice of an option that is marked in the file, of PageSize also as a page region; "" when
+// there is none.
+[[nodiscard]] std::string marked_choice(ppd_file_t& ppd, const std::string& keyword);
+
+// The default that the file says, whether or not it is one of the choices.
+[[nodiscard]] std::string default_choice(ppd_file_t& ppd, const std::string& keyword);
+
 }  // namespace k905

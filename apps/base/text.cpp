@@ -1,6 +1,7 @@
 #include "apps/base/text.h"
 
 #include <cstdint>
+#include <filesystem>
 
 namespace {
 
@@ -54,4 +55,12 @@ std::string one_line_of_text(std::string_view bytes, std::size_t limit) {
     at += length;
   }
   return line;
+}
+
+std::string numbered_name(const std::string& name, std::size_t number) {
+  if (number == 1) {
+    return name;
+  }
+  const std::size_t ending = std::filesystem::path(name).extension().string().size();
+  return std::string(name).insert(name.size() - ending, "-" + std::to_string(number));
 }

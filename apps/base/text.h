@@ -11,3 +11,6 @@
 // The same on one line: control characters become blanks. At most `limit` bytes, cut between
 // characters.
 [[nodiscard]] std::string one_line_of_text(std::string_view bytes, std::size_t limit);
+
+// "sheet.png" as it is for 1, "sheet-2.png" for 2 and so on; also of a path.
+[[nodiscard]] std::string numbered_name(const std::string& name, std::size_t number);

@@ -9,25 +9,17 @@
 #include <cstring>
 
 #include "apps/base/descriptor.h"
+#include "apps/base/text.h"
 #include "apps/base/write_whole.h"
 
 namespace {
 
-// "photo.jpg", "photo-2.jpg" and so on.
-std::string numbered(const std::string& name, int number) {
-  if (number == 1) {
-    return name;
-  }
-  const std::size_t dot = name.rfind('.');
-  return name.substr(0, dot) + "-" + std::to_string(number) + name.substr(dot);
-}
-
 // Under the first name that is free; "" with errno set when that fails.
 std::string move_to_free_name(const std::string& from, const std::string& folder,
                               const std::string& name) {
-  constexpr int most = 10000;
-  for (int number = 1; number <= most; ++number) {
-    std::string to = folder + "/" + numbered(name, number);
+  constexpr std::size_t most = 10000;
+  for (std::size_t number = 1; number <= most; ++number) {
+    std::string to = folder + "/" + numbered_name(name, number);
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
       return to;
     }

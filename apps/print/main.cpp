@@ -40,46 +40,12 @@ std::string target_of(const std::string& to) {
   return to.starts_with("k905:") ? to : std::filesystem::absolute(to).string();
 }
 
-// "sheet.png", "sheet-2.png" and so on.
-class SheetPictures {
- public:
-  explicit SheetPictures(std::string name) : name_(std::move(name)) {}
-
-  std::string write(const Sheet& sheet, SheetView view) {
-    const std::string file = next_name();
-    std::string error;
-    const ShownSheet shown = shown_sheet(sheet, view);
-    if (!write_png(file, shown.picture, shown.density, error)) {
-      return file + ": " + error;
-    }
-    files_.push_back(file);
-    return "";
-  }
-  [[nodiscard]] const std::vector<std::string>& files() const { return files_; }
-
- private:
-  [[nodiscard]] std::string next_name() const {
-    if (files_.empty()) {
-      return name_;
-    }
-    const std::string number = "-" + std::to_string(files_.size() + 1);
-    const std::size_t dot = name_.rfind('.');
-    const std::size_t slash = name_.rfind('/');
-    const bool has_ending = dot != std::string::npos && (slash == std::string::npos || dot > slash);
-    return has_ending ? name_.substr(0, dot) + number + name_.substr(dot) : name_ + number;
-  }
-
-  std::string name_;
-  std::vector<std::string> files_;
-};
-
 class PrintProgram {
  public:
   PrintProgram(const CLI::App& app, const PrintOptions& options)
       : app_(app),
         options_(options),
         progress_("picture", static_cast<int>(options.photos.size())),
-        previews_(options.preview),
         queue_(options.queue),
         to_(options.to),
         reporter_{.report = [this](const PhotoReport& photo) { report(photo); },
@@ -167,7 +133,7 @@ class PrintProgram {
     setup.append = options_.photos.empty();
     if (!options_.preview.empty()) {
       const SheetView view = options_.canvas ? SheetView::canvas : SheetView::paper;
-      setup.on_sheet = [this, view](const Sheet& sheet) { return previews_.write(sheet, view); };
+      setup.on_sheet = [this, view](const Sheet& sheet) { return write_preview(sheet, view); };
     }
     destination_ = make_filter_destination(std::move(setup));
     return true;
@@ -188,6 +154,18 @@ class PrintProgram {
       error = setup_.frame_file + ": " + error;
     }
     return setup_.frame_file.empty() || setup_.frame.has_value();
+  }
+
+  // What is wrong, or "".
+  std::string write_preview(const Sheet& sheet, SheetView view) {
+    const std::string file = numbered_name(options_.preview, previews_.size() + 1);
+    std::string error;
+    const ShownSheet shown = shown_sheet(sheet, view);
+    if (!write_png(file, shown.picture, shown.density, error)) {
+      return file + ": " + error;
+    }
+    previews_.push_back(file);
+    return "";
   }
 
   void set_waits(PrinterOutputSetup& printer) {
@@ -231,7 +209,7 @@ class PrintProgram {
       wait_until_printed(photo);
       finish(photo);
     }
-    for (const std::string& file : previews_.files()) {
+    for (const std::string& file : previews_) {
       show(options_.json ? "" : file);
     }
     return all_printed_ ? 0 : kExitFailed;
@@ -279,12 +257,11 @@ class PrintProgram {
   }
 
   void finish(PhotoReport photo) {
-    const std::vector<std::string>& previews = previews_.files();
     const auto sheet = static_cast<std::size_t>(photo.sheet);
     const bool is_good = photo.outcome == text_of(Outcome::printed) || photo.outcome == kSent;
     if (is_good && !options_.preview.empty()) {
       photo.outcome = kShown;
-      photo.preview = sheet <= previews.size() ? previews[sheet - 1] : "";
+      photo.preview = sheet <= previews_.size() ? previews_[sheet - 1] : "";
     }
     all_printed_ = all_printed_ && is_good;
     report(photo);
@@ -389,7 +366,7 @@ class PrintProgram {
   const CLI::App& app_;
   const PrintOptions& options_;
   Progress progress_;
-  SheetPictures previews_;
+  std::vector<std::string> previews_;  // files
   std::string queue_;
   std::string to_;
   Reporter reporter_;

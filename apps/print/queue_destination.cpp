@@ -15,9 +15,10 @@ constexpr int kConnectMs = 30000;
 constexpr char kRasterFormat[] = "application/vnd.cups-raster";
 
 using k905::CupsOptions;
+using k905::default_choice;
 using k905::Dest;
 using k905::Http;
-using k905::Ipp;
+using k905::marked_choice;
 using k905::Ppd;
 
 Dest find_queue(const std::string& queue) {
@@ -31,20 +32,6 @@ Dest find_queue(const std::string& queue) {
                                instance.empty() ? nullptr : instance.c_str()));
 }
 
-std::string marked_choice(ppd_file_t* ppd, const std::string& keyword) {
-  const ppd_choice_t* choice = ppdFindMarkedChoice(ppd, keyword.c_str());
-  // Marking a page size takes the mark off the page region and the other way round.
-  if (choice == nullptr && keyword == "PageSize") {
-    choice = ppdFindMarkedChoice(ppd, "PageRegion");
-  }
-  return choice == nullptr ? "" : choice->choice;
-}
-
-std::string default_choice(ppd_file_t* ppd, const std::string& keyword) {
-  const ppd_option_t* option = ppdFindOption(ppd, keyword.c_str());
-  return option == nullptr ? "" : option->defchoice;
-}
-
 // The queue's defaults, the user's own (lpoptions) over them, `choices` over all.
 bool mark_all(ppd_file_t* ppd, const cups_dest_t& dest, const Choices& choices,
               std::string& error) {
@@ -56,7 +43,7 @@ bool mark_all(ppd_file_t* ppd, const cups_dest_t& dest, const Choices& choices,
   }
   cupsMarkOptions(ppd, chosen.count(), chosen.all());
   for (const auto& [keyword, choice] : choices) {
-    if (marked_choice(ppd, keyword) != choice) {
+    if (marked_choice(*ppd, keyword) != choice) {
       error = std::string("the queue ").append(dest.name).append(" does not offer ");
       error.append(keyword).append("=").append(choice);
       return false;
@@ -68,7 +55,7 @@ bool mark_all(ppd_file_t* ppd, const cups_dest_t& dest, const Choices& choices,
 Choices marked_choices(ppd_file_t* ppd) {
   Choices choices = default_choices();
   for (auto& [keyword, choice] : choices) {
-    const std::string marked = marked_choice(ppd, keyword);
+    const std::string marked = marked_choice(*ppd, keyword);
     if (!marked.empty()) {
       choice = marked;
     }
@@ -80,7 +67,7 @@ Choices marked_choices(ppd_file_t* ppd) {
 Choices job_choices(ppd_file_t* ppd, const Choices& choices) {
   Choices said;
   for (const auto& [keyword, choice] : choices) {
-    if (keyword == "PageSize" || choice != default_choice(ppd, keyword)) {
+    if (keyword == "PageSize" || choice != default_choice(*ppd, keyword)) {
       said[keyword] = choice;
     }
   }

@@ -12,16 +12,6 @@ namespace k905 {
 
 namespace {
 
-// A default that is printed with: marked in the PPD file, the user's own options over it.
-std::string marked(ppd_file_t& ppd, const std::string& keyword) {
-  const ppd_choice_t* choice = ppdFindMarkedChoice(&ppd, keyword.c_str());
-  // Marking a page region takes the mark off the page size.
-  if (choice == nullptr && keyword == "PageSize") {
-    choice = ppdFindMarkedChoice(&ppd, "PageRegion");
-  }
-  return choice == nullptr ? "" : choice->choice;
-}
-
 void mark_defaults(Scheduler& scheduler, const std::string& queue, ppd_file_t& ppd) {
   ppdMarkDefaults(&ppd);
   const Dest dest(cupsGetNamedDest(scheduler.http(), queue.c_str(), nullptr));
@@ -100,7 +90,7 @@ void check_defaults_of_jobs(const std::string& queue, const QueueState& state, F
 void check_choice_of(const std::string& queue, ppd_file_t& ppd, const std::string& keyword,
                      const std::string& usual, Findings& findings) {
   const bool is_offered = ppdFindOption(&ppd, keyword.c_str()) != nullptr;
-  if (is_offered && keyword != "ICCProfile" && marked(ppd, keyword).empty()) {
+  if (is_offered && keyword != "ICCProfile" && marked_choice(ppd, keyword).empty()) {
     findings.problem("the queue's default " + keyword + "=" + default_choice(ppd, keyword) +
                          " is none of its choices; the filter may read it as 0",
                      "lpadmin -p " + queue + " -o " + keyword + "=" + usual);
@@ -154,7 +144,7 @@ void check_profile_table(Findings& findings) {
 }
 
 void check_profiles(ppd_file_t& ppd, Findings& findings) {
-  const std::string profile = marked(ppd, "ICCProfile");
+  const std::string profile = marked_choice(ppd, "ICCProfile");
   if (profile.empty() || profile == ppd::no_profile) {
     findings.ok("colors are sent as they come, without a printer profile");
     return;
@@ -164,16 +154,16 @@ void check_profiles(ppd_file_t& ppd, Findings& findings) {
   } else {
     check_profile(profile, "colors are converted to sRGB instead", findings);
   }
-  if (marked(ppd, "ColorBase") == "Vivid") {
+  if (marked_choice(ppd, "ColorBase") == "Vivid") {
     check_profile("AdobeRGB.icc", "photos are taken for sRGB instead", findings);
   }
 }
 
 void check_paper(ppd_file_t& ppd, Findings& findings) {
-  const std::string paper = marked(ppd, "PageSize");
-  const std::string ribbon = marked(ppd, "K905Ribbon");
-  findings.ok("paper " + paper + ", " + marked(ppd, "StpLaminate") + ", " +
-              marked(ppd, "Resolution") + ", ribbon " + ribbon);
+  const std::string paper = marked_choice(ppd, "PageSize");
+  const std::string ribbon = marked_choice(ppd, "K905Ribbon");
+  findings.ok("paper " + paper + ", " + marked_choice(ppd, "StpLaminate") + ", " +
+              marked_choice(ppd, "Resolution") + ", ribbon " + ribbon);
   if (ribbon == "6x8" && paper.starts_with("w288h432")) {
     findings.note("two pages share a 6x8 sheet; a single page is printed at the end of its job");
   }

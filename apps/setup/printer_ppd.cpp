@@ -55,11 +55,6 @@ const ppd::Model* model_of(ppd_file_t& ppd) {
   return ours ? find_model(ppd.modelname) : nullptr;
 }
 
-std::string default_choice(ppd_file_t& ppd, const std::string& keyword) {
-  const ppd_option_t* option = ppdFindOption(&ppd, keyword.c_str());
-  return option == nullptr ? "" : option->defchoice;
-}
-
 bool differ_in_defaults_only(const std::string& one, const std::string& other) {
   return without_defaults(one) == without_defaults(other);
 }

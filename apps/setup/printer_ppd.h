@@ -6,6 +6,7 @@
 #include <string>
 
 #include "apps/base/choices.h"
+#include "apps/base/queue_ppd.h"
 #include "ppd/option_table.h"
 
 namespace k905 {
@@ -19,9 +20,6 @@ namespace k905 {
 
 // Which of this printer's models the file is for; null when for none.
 [[nodiscard]] const ppd::Model* model_of(ppd_file_t& ppd);
-
-// The file's default choice, whether or not it is among the choices; "" without one.
-[[nodiscard]] std::string default_choice(ppd_file_t& ppd, const std::string& keyword);
 
 // Whether both are the same file except for defaults and that mark.
 [[nodiscard]] bool differ_in_defaults_only(const std::string& one, const std::string& other);
