@@ -43,14 +43,14 @@ def environment():
     return os.environ | {"PATH": os.environ.get("PATH", "") + ":/usr/sbin:/sbin", "LC_ALL": "C"}
 
 
-def make_packages(folder):
+def make_packages(folder, umask=0o077, **variables):
     # The note of an installation from the build belongs to whoever installed from it.
     with private_cups.install_manifest_kept(BUILD):
         made = subprocess.run([HERE.parents[1] / "tools/package"], text=True, capture_output=True, check=False,
-                              umask=0o077, env=environment() | {"K905_BUILT": str(BUILD), "K905_PACKAGES": folder,
-                                                                "DEB_BUILD_OPTIONS": "noautodbgsym"})
+                              umask=umask, env=environment() | variables |
+                              {"K905_BUILT": str(BUILD), "K905_PACKAGES": str(folder)})
     assert made.returncode == 0, made.stdout + made.stderr
-    for file in files("*"):
+    for file in filter(pathlib.Path.is_file, folder.iterdir()):
         file.chmod(0o644)  # lintian reads as another user
 
 
@@ -72,6 +72,7 @@ def dpkg(root, *arguments, cups=None):
     # The package's scripts run outside of the folder, and must not find the machine's print system.
     print_system = cups.environment() if cups else {"CUPS_SERVER": f"{root}/no-scheduler"}
     return call("dpkg", f"--root={root}", f"--log={database}/log", "--force-depends",
+                "--auto-deconfigure",  # as apt does: a program that moved to another package
                 "--force-script-chrootless", *arguments,
                 env=environment() | print_system | {"CUPS_CACHEDIR": f"{root}/cache"})
 
@@ -238,6 +239,12 @@ class Contents(unittest.TestCase):
         text = (self.data / "usr/share/doc/rastertok905/copyright").read_text()
         self.assertIn("has not chosen a license", text)
 
+    def test_packed_again_in_another_folder_at_another_time_they_are_the_same(self):
+        again = self.root / "a_longer_name" / "packages"
+        make_packages(again, umask=0o022, TZ="Pacific/Auckland", HOME="/nonexistent")
+        for file in files() + files("*.spdx.json"):
+            self.assertEqual(file.read_bytes(), (again / file.name).read_bytes(), file.name)
+
     def test_lintian_finds_nothing(self):
         if not shutil.which("lintian"):
             self.skipTest("lintian is not installed")
@@ -256,6 +263,23 @@ class Contents(unittest.TestCase):
                                       self.data / "etc/apparmor.d" / name],
                                      text=True, capture_output=True, check=False)
             self.assertEqual(checked.returncode, 0, checked.stderr)
+
+
+    def test_the_service_is_valid_and_confined(self):
+        if not shutil.which("systemd-analyze"):
+            self.skipTest("systemd-analyze is not installed")
+        (unit,) = self.data.glob("usr/lib/systemd/system/*")
+        copy = self.root / unit.name
+        copy.write_text(unit.read_text().replace("/usr/bin/k905-print", f"{self.data}/usr/bin/k905-print"))
+        for command in (["verify", "--man=no"],
+                        # The worst of all services is 100; this one may do nothing but read, write its folders, use CUPS.
+                        ["security", "--offline=yes", "--threshold=10"]):
+            checked = subprocess.run(["systemd-analyze", *command, copy], text=True, capture_output=True, check=False,
+                                     env=environment())
+            self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
+        for line in ("NoNewPrivileges=yes", "ProtectSystem=strict", "PrivateDevices=yes", "DevicePolicy=closed",
+                     "SystemCallFilter=@system-service"):
+            self.assertIn(f"\n{line}\n", unit.read_text())
 
 
 def with_their_dependencies(packages):
