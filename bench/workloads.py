@@ -12,6 +12,8 @@ PAPERS = {
     # name: (PageSize choice, points, target, canvas)
     "6x4": ("w288h432", (461, 298), (1844, 1240), (1920, 1240)),
     "6x8": ("w432h576", (461, 585), (1844, 2436), (1920, 2436)),
+    # As other programs draw it: the paper's true size at 300 dpi.
+    "6x4 true": ("w288h432", (432, 288), (1800, 1200), (1920, 1240)),
 }
 
 GAMMAS = {
@@ -41,6 +43,7 @@ class Workload:
     copies: int = 1
     rotated: bool = False
     interlaced: bool = False
+    queued: bool = False  # through the program that a queue's PPD file names, as CUPS runs it
     memory_gate: float = None
     memory_goal: float = None
 
@@ -65,6 +68,7 @@ class Workload:
 WORKLOADS = [
     Workload("6x4", 1.6, 1.2, paper="6x4", memory_gate=22, memory_goal=16),
     Workload("6x4 packed", 1.6, 1.2, paper="6x4", packed=True),
+    Workload("6x4 in a queue", 2.6, 2.2, paper="6x4 true", queued=True),
     Workload("6x8", 1.6, 1.2, memory_gate=36, memory_goal=23),
     Workload("6x8 from 2400x3200", 2.4, 1.6, size=(2400, 3200)),
     Workload("6x8 from 1200x1600", 2.4, 1.5, size=(1200, 1600)),
@@ -108,7 +112,8 @@ class Inputs:
         form = "packed" if work.packed else "plain"
         dpi_y = 600 if work.interlaced else 300
         rotated = 1 if work.rotated else 0
-        path = self.path(f"{work.kind}-{width}x{height}-{work.pages}-{form}-{dpi_y}-{rotated}-{work.paper}.ras")
+        name = f"{work.kind}-{width}x{height}-{work.pages}-{form}-{dpi_y}-{rotated}-{work.paper}.ras"
+        path = self.path(name.replace(" ", "-"))
         if not os.path.exists(path):
             arguments = [work.kind, width, height, work.pages, form, dpi_y, rotated, *points]
             subprocess.run([self.make, "page", *map(str, arguments), path + ".part"], check=True)
