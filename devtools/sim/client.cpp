@@ -36,7 +36,7 @@ Client::Client(Printer& printer, LineEvents& events, int descriptor)
                  .sheet = [this](Sheet&& sheet) { take_sheet(std::move(sheet)); },
                  .protocol_error =
                      [this](const StreamError& error) { printer_.refuse(error, error_hint_); },
-                 .may_begin_sheet = [this] { return printer_.has_free_buffer(); }}) {}
+                 .may_begin_sheet = [this] { return printer_.begin_sheet(); }}) {}
 
 bool Client::wants_bytes(bool unread_replies_count) const {
   return waiting_.empty() && events_.takes_data() && !(unread_replies_count && outbox_.is_full());

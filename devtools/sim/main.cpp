@@ -25,7 +25,7 @@ struct Arguments {
   int print_time_ms = 0;
   std::uint32_t rate_kib = 0;
   bool keeps_sheets = false;
-  bool shows_questions = false;
+  bool traces = false;
   bool reads_commands = false;
 };
 
@@ -72,7 +72,8 @@ void declare_line_options(CLI::App& app, Arguments& arguments) {
          "link LINK.N")
       ->check(CLI::Range(1, kMostPrinters))
       ->capture_default_str();
-  app.add_flag("--questions", arguments.shows_questions, "Report every question and its reply");
+  app.add_flag("--trace", arguments.traces,
+               "Report every question with its reply, and the beginning of every sheet");
   app.add_flag("--commands", arguments.reads_commands,
                "Read commands from standard input, see below");
 }
@@ -130,7 +131,7 @@ std::optional<std::string> take_device(const Arguments& arguments, int place,
   printer.canvas = arguments.canvas;
   printer.print_time = std::chrono::milliseconds(arguments.print_time_ms);
   printer.keeps_sheets = arguments.keeps_sheets;
-  printer.shows_questions = arguments.shows_questions;
+  printer.traces = arguments.traces;
   if (number > 0) {
     printer.label = "printer " + std::to_string(number) + ": ";
   }

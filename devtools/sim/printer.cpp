@@ -36,16 +36,22 @@ std::optional<std::string> Printer::answer(const std::string& group, const std::
   PrinterState told = state_;
   told.free_buffers = free_buffers(inside_sheet);
   std::optional<std::string> reply = reply_to(told, status(inside_sheet), group, name);
-  if (options_.shows_questions) {
+  if (options_.traces) {
     tell("question " + (name.empty() ? group : name) + (inside_sheet ? " inside a sheet" : "") +
          ": " + reply.value_or("no reply"));
   }
   return reply;
 }
 
-bool Printer::has_free_buffer() {
+bool Printer::begin_sheet() {
   read_state_file();
-  return free_buffers(false) > 0;
+  if (free_buffers(false) == 0) {
+    return false;
+  }
+  if (options_.traces) {
+    tell("sheet " + std::to_string(next_sheet()) + " begins");
+  }
+  return true;
 }
 
 void Printer::take(Sheet&& sheet) {

@@ -20,8 +20,8 @@ struct PrinterOptions {
   std::chrono::milliseconds print_time{0};  // from a sheet's last byte to its counters
   // Sheets in the buffers when the printer stops are printed later; otherwise they are lost.
   bool keeps_sheets = false;
-  bool shows_questions = false;  // every question is reported with its reply
-  std::string label;             // in front of every line of output: "", or "printer 2: "
+  bool traces = false;  // questions with their replies and the beginning of sheets are reported
+  std::string label;    // in front of every line of output: "", or "printer 2: "
 };
 
 class Printer {
@@ -40,7 +40,8 @@ class Printer {
   [[nodiscard]] std::optional<std::string> answer(const std::string& group, const std::string& name,
                                                   bool inside_sheet);
 
-  [[nodiscard]] bool has_free_buffer();
+  // False when no buffer is free for a sheet.
+  [[nodiscard]] bool begin_sheet();
   void take(Sheet&& sheet);
   // `hint`: a possible reason, "" for none.
   void refuse(const StreamError& error, const std::string& hint);

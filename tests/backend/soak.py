@@ -21,7 +21,7 @@ sys.path[:0] = [str(HERE), str(HERE.parent / "cups")]
 import ipp  # noqa: E402
 import numbered_sheets  # noqa: E402
 import private_cups  # noqa: E402
-from simulated_printer import SimulatedPrinter  # noqa: E402
+from simulated_printer import SimulatedPrinter, number_in_picture  # noqa: E402
 
 SKIPPED = 77
 # Larger than what the two sockets between backend and printer hold, so that a held printer holds the backend.
@@ -68,7 +68,7 @@ class Soak:
         os.chmod(self.scratch, 0o755)
         (self.scratch / "cups").mkdir()
         buffers = ["--keep-buffers"] if draw.random() < 0.5 else []
-        self.sim = SimulatedPrinter(build / "k905-sim", self.scratch / "sheets", "--questions",
+        self.sim = SimulatedPrinter(build / "k905-sim", self.scratch / "sheets", "--trace",
                                     "--remaining", str(PLENTY), "--print-time", "20", *buffers)
         self.cups = private_cups.PrivateCups(self.scratch / "cups", build, cmake)
         self.count = dict.fromkeys(EVENTS, 0)
@@ -151,7 +151,7 @@ class Soak:
 
     def check(self, job, id_, state, numbers):
         files = self.sim.printed_files()[self.printed:]
-        printed = [numbered_sheets.number_in_picture(file) for file in files]
+        printed = [number_in_picture(file) for file in files]
         self.printed += len(printed)
         wanted = numbers
         if job.canceled_at:

@@ -12,14 +12,10 @@ import sys
 import tempfile
 import unittest
 
-HERE = pathlib.Path(__file__).resolve().parent
-sys.path[:0] = [str(HERE.parent / "backend")]
-
-import artwork  # noqa: E402
-import ipp  # noqa: E402
-from numbered_sheets import number_in_picture  # noqa: E402
-from private_cups import PrivateCups, what_is_missing  # noqa: E402
-from simulated_printer import SimulatedPrinter  # noqa: E402
+import artwork
+import ipp
+from private_cups import PrivateCups, what_is_missing
+from simulated_printer import SimulatedPrinter, number_in_picture
 
 SKIPPED = 77
 BUILD = pathlib.Path()

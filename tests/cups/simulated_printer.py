@@ -2,8 +2,41 @@
 
 import pathlib
 import re
+import shutil
+import socket
 import subprocess
+import tempfile
 import threading
+import zlib
+
+
+def number_in_picture(file):
+    """The number of a sheet whose pixels all have its value, from its PNG: the first byte, which no filter of
+    the format changes."""
+    data = file.read_bytes()
+    compressed = bytearray()
+    at = 8
+    while at < len(data):
+        length = int.from_bytes(data[at:at + 4], "big")
+        if data[at + 4:at + 8] == b"IDAT":
+            compressed += data[at + 8:at + 8 + length]
+        at += 12 + length
+    return zlib.decompressobj().decompress(bytes(compressed), 2)[1]
+
+
+def numbers_in_stream(program, stream):
+    """The numbers of its sheets, when nothing disturbs the printer."""
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="k905_numbers_"))
+    printer = SimulatedPrinter(program, folder)
+    try:
+        with socket.create_connection(("127.0.0.1", printer.port)) as line:
+            line.sendall(stream)
+            line.shutdown(socket.SHUT_WR)
+            line.recv(1)  # the printer has taken everything when it closes the connection
+        return printer.numbers()
+    finally:
+        printer.stop()
+        shutil.rmtree(folder)
 
 
 class SimulatedPrinter:
@@ -67,12 +100,31 @@ class SimulatedPrinter:
         if wrong:
             raise AssertionError(f"{text}: {wrong[0]}")
 
+    def _catch_up(self):
+        """Until everything that the printer has written was read."""
+        self.command("show")
+
     def printed_files(self):
         """The picture of every sheet so far, in order."""
         with self.changed:
             found = (re.match(r"(?:printer \d+: )?sheet \d+: .*, (/.*\.png), \d+ left$", line)
                      for line in self.lines)
             return [pathlib.Path(match[1]) for match in found if match]
+
+    def numbers(self):
+        """Of the sheets that came out, in order."""
+        self._catch_up()
+        return [number_in_picture(file) for file in self.printed_files()]
+
+    def count(self, pattern):
+        """Lines so far in which it is found. With --trace these are questions and sheets that begin as well."""
+        self._catch_up()
+        with self.changed:
+            return sum(re.search(pattern, line) is not None for line in self.lines)
+
+    def torn(self):
+        """Sheets that did not arrive whole."""
+        return self.count("^data error: ")
 
     def printed(self, cups, count):
         """The pictures, when there are so many."""

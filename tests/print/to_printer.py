@@ -1,6 +1,6 @@
 """k905-print --to a printer that is not always ready: `to_printer.py BUILD [TEST...]`.
 
-The printer is the simulated one at the end of a line that can be cut. Photos of different grays can be
+The printer is the simulated one. Photos of different grays can be
 told apart on their sheets.
 """
 
@@ -15,15 +15,12 @@ import time
 import unittest
 
 HERE = pathlib.Path(__file__).resolve().parent
-sys.path[:0] = [str(HERE.parent / "backend"), str(HERE.parent / "cups")]
+sys.path[:0] = [str(HERE.parent / "cups")]
 
 import artwork  # noqa: E402
-from numbered_sheets import Listener  # noqa: E402
-from relay import Relay  # noqa: E402
-from simulated_printer import SimulatedPrinter  # noqa: E402
+from simulated_printer import SimulatedPrinter, numbers_in_stream  # noqa: E402
 
 BUILD = pathlib.Path()
-MIDDLE = 1920 * 620 + 960  # of a 6x4 sheet
 SHEET_BYTES = 3 * 1920 * 1240
 EMPTY, COVER_OPEN = "Paper End", "Cover is open"
 
@@ -33,8 +30,7 @@ class ToPrinter(unittest.TestCase):
         self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_to_printer_"))
         self.state = self.scratch / "state"
         self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets",
-                                    "--state", str(self.state))
-        self.relay = Relay(self.sim.port, MIDDLE)
+                                    "--state", str(self.state), "--trace")
         self.photos = [self.photo(self.scratch / f"{name}.png", 40 + 50 * number)
                        for number, name in enumerate("abc")]
         self.messages = open(self.scratch / "messages", "w+")
@@ -45,7 +41,6 @@ class ToPrinter(unittest.TestCase):
             self.process.kill()
             self.process.wait()
         self.messages.close()
-        self.relay.close()
         self.sim.stop()
         shutil.rmtree(self.scratch)
 
@@ -59,7 +54,7 @@ class ToPrinter(unittest.TestCase):
 
     def start(self, *arguments, uri_options="?settle=1"):
         self.process = subprocess.Popen(
-            [BUILD / "k905-print", "--to", self.relay.uri + "/" + uri_options, *arguments],
+            [BUILD / "k905-print", "--to", self.sim.device_uri + "/" + uri_options, *arguments],
             env=self.environment(), stdin=subprocess.DEVNULL, stdout=self.messages,
             stderr=self.messages)
 
@@ -88,20 +83,16 @@ class ToPrinter(unittest.TestCase):
         file = self.scratch / "look.prn"
         subprocess.run([BUILD / "k905-print", "--to", file, photo], env=self.environment(),
                        check=True, stdout=subprocess.DEVNULL)
-        listener = Listener(MIDDLE)
-        listener.hear(file.read_bytes())
-        return listener.sheets[0]
+        return numbers_in_stream(BUILD / "k905-sim", file.read_bytes())[0]
 
     def assert_printed(self, photos, torn=0):
         """Exactly these came out, in this order."""
-        if self.relay.problem:
-            raise self.relay.problem
-        self.assertEqual(self.relay.heard.sheets, [self.look_of(photo) for photo in photos])
-        self.assertEqual(len(self.relay.heard.torn), torn)
-        self.assertEqual(len(list(self.sim.sheets.glob("*.png"))), len(photos))
+        self.assertEqual(self.sim.numbers(), [self.look_of(photo) for photo in photos])
+        self.assertEqual(self.sim.torn(), torn)
+        self.assertEqual(self.sim.count(" inside a sheet"), 0)
 
     def assert_nothing_was_sent(self):
-        self.assertEqual(self.relay.heard.begun, 0)
+        self.assertEqual(self.sim.count(" begins$"), 0)
 
 
 class NotReady(ToPrinter):
@@ -114,7 +105,7 @@ class NotReady(ToPrinter):
         self.set_printer(remaining=400)
         self.ends(0)
         self.assert_printed(self.photos)
-        name = f"127.0.0.1:{self.relay.port}"
+        name = f"127.0.0.1:{self.sim.port}"
         self.assertEqual([line for line in self.said().splitlines() if " -> " in line],
                          [f"{self.photos[0]} -> {name}, 1 print left",
                           f"{self.photos[1]} -> {name}, 0 prints left",
@@ -146,14 +137,14 @@ class NotReady(ToPrinter):
         self.assert_nothing_was_sent()
         self.set_printer(media="6x8")
         self.ends(0)
-        self.assertEqual(len(self.relay.heard.sheets), 1)
+        self.assertEqual(len(self.sim.numbers()), 1)
 
     def test_the_check_of_the_media_can_be_turned_off(self):
         self.set_printer(media="6x4")
         self.start("--timeout", "0", "--paper", "6x8", self.photos[0],
                    uri_options="?settle=1&check-media=no")
         self.ends(0)
-        self.assertEqual(len(self.relay.heard.sheets), 1)
+        self.assertEqual(len(self.sim.numbers()), 1)
 
     def test_sigterm_ends_the_wait(self):
         self.set_printer(status=1000)
@@ -165,19 +156,19 @@ class NotReady(ToPrinter):
         self.assertIn(f"not printed: {self.photos[1]} and what follows", self.said())
 
     def test_a_printer_that_is_not_connected_is_waited_for_with_a_timeout_only(self):
-        self.relay.refuse = True
+        self.sim.command("unplug")
         self.start(self.photos[0])
         self.ends(1)
         self.start("--timeout", "60", self.photos[0])
         self.wait_for_words("; waiting\n")
-        self.relay.refuse = False
+        self.sim.command("plug")
         self.ends(0)
         self.assert_printed(self.photos[:1])
 
     def test_a_printer_that_does_not_answer_gets_nothing(self):
         self.sim.stop()
-        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets", "--fault", "silent")
-        self.relay.target_port = self.sim.port
+        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets", "--trace",
+                                    "--fault", "silent")
         self.start("--timeout", "1", self.photos[0])
         self.ends(1)
         self.assertIn("the printer does not answer", self.said())
@@ -202,21 +193,20 @@ class NotReady(ToPrinter):
 
 class Lost(ToPrinter):
     def test_a_sheet_that_was_cut_off_is_sent_again(self):
-        self.relay.cut_at = (2, SHEET_BYTES // 2)
+        self.sim.command(f"disconnect at {SHEET_BYTES // 2} of 2")
         self.start(*self.photos)
         self.ends(0)
         self.assert_printed(self.photos, torn=1)
         self.assertIn("the printer did not print the sheet; it is sent again\n", self.said())
 
     def test_a_sheet_that_came_out_is_not_sent_again(self):
-        self.relay.cut_after = 2
+        self.sim.command("disconnect after 2")
         self.start(*self.photos)
         self.ends(0)
         self.assert_printed(self.photos)
 
     def test_without_the_printer_the_outcome_is_said_to_be_unknown(self):
-        self.relay.cut_at = (1, SHEET_BYTES // 2)
-        self.relay.stay_down = True
+        self.sim.command(f"unplug at {SHEET_BYTES // 2}")
         self.start("--timeout", "1", self.photos[0])
         self.ends(1)
         self.assertIn("it is not known whether the sheet came out", self.said())

@@ -242,12 +242,13 @@ TEST_F(Interruptions, LinkLeadsToTheTerminalThatIsThere) {
   EXPECT_FALSE(std::filesystem::is_symlink(link));
 }
 
-TEST_F(Interruptions, QuestionsAreReportedWithTheirReplies) {
-  start({"--questions"});
+TEST_F(Interruptions, TraceHasEveryQuestionAndTheBeginningOfSheets) {
+  start({"--trace"});
   const Connection client = connect_to();
   const std::string sheet = wire_sheet({});
   client.send(kStatus + sheet.substr(0, 32 + 1094) + kLife);
   EXPECT_EQ(line(), "question STATUS: 00000");
+  EXPECT_EQ(line(), "sheet 1 begins");
   EXPECT_EQ(line(), "question COUNTER_LIFE inside a sheet: CL0001234");
 }
 
