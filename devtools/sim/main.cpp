@@ -124,7 +124,7 @@ std::optional<std::string> take_device(const Arguments& arguments, int place,
       return "--" + key + ": " + *wrong;
     }
   }
-  if (const auto wrong = take_fault(arguments, printer.fault)) {
+  if (auto wrong = take_fault(arguments, printer.fault)) {
     return wrong;
   }
   printer.sheets = numbered(arguments.sheets, "/", number);

@@ -1,5 +1,4 @@
-"""The backend as the print system starts it, with a simulated printer at the end of a line that can be
-slow and can be cut. usage: program_test.py BUILD [TEST...]
+"""The backend as the print system starts it, with a simulated printer. usage: program_test.py BUILD [TEST...]
 
 Every test counts what the printer was sent: sheets carry numbers in their pixels.
 """
@@ -20,13 +19,11 @@ HERE = pathlib.Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE), str(HERE.parent / "cups")]
 
 import numbered_sheets  # noqa: E402
-from relay import Relay  # noqa: E402
-from simulated_printer import SimulatedPrinter  # noqa: E402
+from simulated_printer import SimulatedPrinter, undisturbed  # noqa: E402
 
 BUILD = pathlib.Path()
 DONE, HOLD, STOP_QUEUE, TRY_AGAIN = 0, 3, 4, 7
 SHEET_BYTES = len(numbered_sheets.sheet(1))
-SLOW = 0.002  # a sheet then takes half a second
 
 
 class Run:
@@ -56,6 +53,16 @@ class Run:
             time.sleep(0.01)
         raise AssertionError("the backend started no other process")
 
+    def wait_until_it_passed_the_signal_on(self):
+        """Its end of the pipe to the process that prints is closed."""
+        folder = pathlib.Path(f"/proc/{self.process.pid}/fd")
+        until = time.monotonic() + 60
+        while any(os.readlink(entry).startswith("pipe:") for entry in folder.iterdir()
+                  if int(entry.name) > 2):
+            if time.monotonic() > until:
+                raise AssertionError("the signal was not passed on")
+            time.sleep(0.01)
+
 
 class Backend(unittest.TestCase):
     def setUp(self):
@@ -63,10 +70,7 @@ class Backend(unittest.TestCase):
         os.chmod(self.scratch, 0o755)
         self.cache = self.scratch / "cache"
         self.cache.mkdir()
-        self.state = self.scratch / "state"
-        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets",
-                                    "--state", str(self.state))
-        self.relay = Relay(self.sim.port)
+        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets", "--trace")
         self.runs = []
 
     def tearDown(self):
@@ -75,13 +79,12 @@ class Backend(unittest.TestCase):
                 run.process.kill()
                 run.process.wait()
             run.messages.close()
-        self.relay.close()
         self.sim.stop()
         shutil.rmtree(self.scratch)
 
     @property
     def uri(self):
-        return self.relay.uri + "/?settle=1"
+        return self.sim.device_uri + "/?settle=1"
 
     def stream(self, data):
         file = self.scratch / "stream"
@@ -102,23 +105,10 @@ class Backend(unittest.TestCase):
                                      "\n".join(self.runs[-1].said()))
             time.sleep(0.02)
 
-    def set_printer(self, **fields):
-        """As an operator would: the simulator reads the file before every answer."""
-        lines = dict(line.split(" = ") for line in self.state.read_text().splitlines())
-        lines |= {key.replace("_", "-"): str(value) for key, value in fields.items()}
-        fresh = self.scratch / "fresh"
-        fresh.write_text("".join(f"{key} = {value}\n" for key, value in lines.items()))
-        os.replace(fresh, self.state)
-
-    def printed(self):
-        return len(list(self.sim.sheets.glob("*.png")))
-
-    def assert_printed(self, numbers, torn=()):
-        if self.relay.problem:
-            raise self.relay.problem
-        self.assertEqual(self.relay.heard.sheets, list(numbers))
-        self.assertEqual(self.relay.heard.torn, list(torn))
-        self.assertEqual(self.printed(), len(list(numbers)))
+    def assert_printed(self, numbers, torn=0):
+        self.assertEqual(self.sim.numbers(), list(numbers))
+        self.assertEqual(self.sim.torn(), torn)
+        self.assertEqual(self.sim.count(" inside a sheet"), 0)
 
 
 class WholeJobs(Backend):
@@ -137,8 +127,7 @@ class WholeJobs(Backend):
             run = Run(f"k905:{self.sim.device}?settle=1", stream, self.cache)
         self.runs.append(run)
         self.assertEqual(run.wait(), DONE, run.said())
-        self.assertEqual([numbered_sheets.number_in_picture(file)
-                          for file in sorted(self.sim.sheets.glob("*.png"))], [1, 2, 3])
+        self.assert_printed([1, 2, 3])
 
     def test_sheets_of_every_kind_arrive_as_they_were_read(self):
         matte = numbered_sheets.sheet(9).replace(
@@ -146,13 +135,9 @@ class WholeJobs(Backend):
             numbered_sheets.block("CNTRL", "OVERCOAT", 8) + b"00000001" +
             numbered_sheets.block("CNTRL", "CUTTER", 8) + b"00000120")
         job = numbered_sheets.sheet(1, 1, 1) + matte + numbered_sheets.sheet(2, 1920, 1240)
-        sent = bytearray()
-        hear = self.relay.heard.hear
-        self.relay.heard.hear = lambda data: (sent.extend(data), hear(data))
         run = self.start(job)
         self.assertEqual(run.wait(), DONE, run.said())
-        questions = re.compile(rb"\x1bP(STATUS|INFO  |MNT_RD|TBL_RD).{24}", re.DOTALL)
-        self.assertEqual(questions.sub(b"", bytes(sent)), job)
+        self.assertEqual(self.sim.looks(), undisturbed(BUILD / "k905-sim", job, SimulatedPrinter.looks))
 
     def test_a_file_is_printed_as_often_as_there_are_copies(self):
         file = self.scratch / "file.prn"
@@ -195,11 +180,11 @@ class WholeJobs(Backend):
 
 class Waiting(Backend):
     def test_a_printer_out_of_paper_gets_the_rest_after_new_media(self):
-        self.set_printer(remaining=2)
+        self.sim.set(remaining=2)
         run = self.start(numbered_sheets.job(5))
         self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the reason")
         self.assert_printed([1, 2])
-        self.set_printer(remaining=400)
+        self.sim.set(remaining=400)
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2, 3, 4, 5])
         said = run.said()
@@ -207,11 +192,11 @@ class Waiting(Backend):
                         said.index("STATE: -media-empty-error"))
 
     def test_nothing_is_sent_while_no_buffer_is_free(self):
-        self.set_printer(free_buffers=0)
+        self.sim.set(free_buffers=0)
         run = self.start(numbered_sheets.job(1))
-        self.relay.wait_for(lambda heard: heard.questions.count("FREE_PBUFFER") > 2, "questions")
+        self.sim.wait_for_questions("FREE_PBUFFER", 3)
         self.assert_printed([])
-        self.set_printer(free_buffers=1)
+        self.sim.set(free_buffers=1)
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1])
 
@@ -220,51 +205,51 @@ class Waiting(Backend):
                               (1300, "media-jam-error"), (1500, "media-needed-error"),
                               (2300, "other-error"), (4711, "other-error")]:
             with self.subTest(code=code):
-                self.set_printer(status=code)
+                self.sim.set(status=code)
                 run = self.start(numbered_sheets.sheet(1))
                 self.wait_until(lambda: f"STATE: +{keyword}" in run.said(), keyword)
-                before = len(self.relay.heard.sheets)
-                self.set_printer(status=0)
+                before = len(self.sim.numbers())
+                self.sim.set(status=0)
                 self.assertEqual(run.wait(), DONE, run.said())
-                self.assertEqual(len(self.relay.heard.sheets), before + 1)
+                self.assertEqual(len(self.sim.numbers()), before + 1)
                 self.assertIn(f"STATE: -{keyword}", run.said())
 
     def test_a_job_waits_for_a_printer_that_is_not_there(self):
-        self.relay.refuse = True
+        self.sim.command("unplug")
         run = self.start(numbered_sheets.job(2))
         self.wait_until(lambda: "STATE: +offline-report" in run.said(), "the reason")
-        self.relay.refuse = False
+        self.sim.command("plug")
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2])
 
     def test_a_sheet_waits_for_the_media_it_needs(self):
-        self.set_printer(media="6x4")
+        self.sim.set(media="6x4")
         run = self.start(numbered_sheets.sheet(1, 1920, 1240) + numbered_sheets.sheet(2, 1920, 2436))
         self.wait_until(lambda: "STATE: +media-needed-error" in run.said(), "the reason")
         self.assertIn("WARNING: The sheet needs 6x8 media, 6x4 is loaded", run.said())
         self.assert_printed([1])
-        self.set_printer(media="6x8")
+        self.sim.set(media="6x8")
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2])
         self.assertEqual(run.said().count("STATE: +media-needed-error"), 1)
 
     def test_the_check_of_the_media_can_be_turned_off(self):
-        self.set_printer(media="6x4")
+        self.sim.set(media="6x4")
         run = self.start(numbered_sheets.sheet(1, 1920, 2436), options="&check-media=no")
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1])
 
     def test_nothing_is_sent_while_somebody_elses_sheet_is_printed(self):
-        self.set_printer(status=1)
+        self.sim.set(status=1)
         run = self.start(numbered_sheets.sheet(1))
-        self.relay.wait_for(lambda heard: heard.questions.count("STATUS") > 3, "questions")
+        self.sim.wait_for_questions("STATUS", 4)
         self.assert_printed([])
-        self.set_printer(status=0)
+        self.sim.set(status=0)
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1])
 
     def test_sigterm_ends_a_job_that_waits(self):
-        self.set_printer(status=1000)
+        self.sim.set(status=1000)
         run = self.start(numbered_sheets.job(2))
         self.wait_until(lambda: "STATE: +cover-open-error" in run.said(), "the reason")
         run.process.send_signal(signal.SIGTERM)
@@ -275,57 +260,58 @@ class Waiting(Backend):
 
 class Interruptions(Backend):
     def test_sigterm_in_a_sheet_finishes_it_and_the_job_continues_after_it(self):
-        self.relay.pause = SLOW
         for byte in (1, 40, SHEET_BYTES // 2, SHEET_BYTES - 40):
             with self.subTest(byte=byte):
-                done = len(self.relay.heard.sheets)
+                done = len(self.sim.numbers())
                 uuid = f"urn:uuid:{byte}"
+                self.sim.hold(byte, done + 2)
                 run = self.start(numbered_sheets.job(3), uuid=uuid)
-                self.relay.wait_inside(self.relay.heard.begun + 2, byte)
+                self.sim.wait_until_holding(byte, done + 2)
                 run.process.send_signal(signal.SIGTERM)
+                run.wait_until_it_passed_the_signal_on()
+                self.sim.command("continue")
                 self.assertEqual(run.wait(), TRY_AGAIN)
-                # Near its end the sheet may be over before the signal arrives.
-                self.assertIn(self.relay.heard.sheets[done:],
-                              [[1, 2]] if byte <= SHEET_BYTES // 2 else [[1, 2], [1, 2, 3]])
+                self.assertEqual(self.sim.numbers()[done:], [1, 2])
                 run = self.start(numbered_sheets.job(3), uuid=uuid)
                 self.assertEqual(run.wait(), DONE, run.said())
-                self.assertEqual(self.relay.heard.sheets[done:], [1, 2, 3])
+                self.assertEqual(self.sim.numbers()[done:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 4)
 
     def test_killing_the_process_group_in_a_sheet_leaves_it_whole(self):
-        self.relay.pause = SLOW
         for byte in (1, 40, SHEET_BYTES // 2, SHEET_BYTES - 40):
             with self.subTest(byte=byte):
-                done = len(self.relay.heard.sheets)
+                done = len(self.sim.numbers())
                 uuid = f"urn:uuid:{byte}"
+                self.sim.hold(byte, done + 2)
                 run = self.start(numbered_sheets.job(3), uuid=uuid)
-                self.relay.wait_inside(self.relay.heard.begun + 2, byte)
+                self.sim.wait_until_holding(byte, done + 2)
                 run.process.kill()
                 run.wait()
                 # At once, as a scheduler that is started again.
                 run = self.start(numbered_sheets.job(3), uuid=uuid)
+                self.sim.command("continue")
                 self.assertEqual(run.wait(), DONE, run.said())
-                self.assertEqual(self.relay.heard.sheets[done:], [1, 2, 3])
+                self.assertEqual(self.sim.numbers()[done:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 4)
 
     def test_a_sheet_torn_by_the_end_of_the_machine_is_sent_again(self):
-        self.relay.pause = SLOW
+        self.sim.hold(SHEET_BYTES // 2, 2)
         run = self.start(numbered_sheets.job(3))
-        self.relay.wait_inside(2, SHEET_BYTES // 2)
+        self.sim.wait_until_holding(SHEET_BYTES // 2, 2)
         os.kill(run.worker(), signal.SIGKILL)
+        self.sim.command("continue")
         self.assertEqual(run.wait(), TRY_AGAIN)
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.said())
-        self.assert_printed([1, 2, 3], torn=[2])
+        self.assert_printed([1, 2, 3], torn=1)
 
     def test_a_sheet_that_came_out_before_the_end_of_the_machine_is_not_sent_again(self):
-        self.relay.cut_after = 2
-        self.relay.stay_down = True
+        self.sim.command("unplug after 2")
         run = self.start(numbered_sheets.job(3))
         self.wait_until(lambda: "STATE: +offline-report" in run.said(), "the lost line")
         os.kill(run.worker(), signal.SIGKILL)
         self.assertEqual(run.wait(), TRY_AGAIN)
-        self.relay.refuse = False
+        self.sim.command("plug")
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2, 3])
@@ -335,48 +321,50 @@ class Interruptions(Backend):
         other = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "other" / "sheets",
                                  "--serial", "OTHER")
         self.addCleanup(other.stop)
-        line = Relay(other.port)
-        self.addCleanup(line.close)
-        self.relay.pause = SLOW
+        self.sim.hold(SHEET_BYTES // 4, 2)
         run = self.start(numbered_sheets.job(3))
-        self.relay.wait_inside(2, SHEET_BYTES // 4)
+        self.sim.wait_until_holding(SHEET_BYTES // 4, 2)
         run.process.kill()
         with self.stream(numbered_sheets.job(3)) as stream:
-            run = Run(line.uri, stream, self.cache)
+            run = Run(other.device_uri, stream, self.cache)
         self.runs.append(run)
+        self.sim.command("continue")
         self.assertEqual(run.wait(), DONE, run.said())
-        self.assertEqual(line.heard.sheets, [3])
+        self.assertEqual(other.numbers(), [3])
         self.assert_printed([1, 2])
 
     def test_a_process_that_is_killed_between_two_sheets_has_recorded_those_before(self):
-        self.set_printer(remaining=2)
+        self.sim.set(remaining=2)
         run = self.start(numbered_sheets.job(4))
         self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the reason")
         os.kill(run.worker(), signal.SIGKILL)
         self.assertEqual(run.wait(), TRY_AGAIN)
         # A printer whose life counter decides nothing.
-        self.set_printer(remaining=400, serial="OTHER")
+        self.sim.set(remaining=400, serial="OTHER")
         run = self.start(numbered_sheets.job(4))
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2, 3, 4])
 
     def test_another_job_after_the_interruption_does_not_decide_for_the_first(self):
-        self.relay.pause = SLOW
+        self.sim.hold(SHEET_BYTES // 2, 2)
         run = self.start(numbered_sheets.job(3))
-        self.relay.wait_inside(2, SHEET_BYTES // 2)
+        self.sim.wait_until_holding(SHEET_BYTES // 2, 2)
         os.kill(run.worker(), signal.SIGKILL)
+        self.sim.command("continue")
         self.assertEqual(run.wait(), TRY_AGAIN)
         other = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
         self.assertEqual(other.wait(), DONE, other.said())
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.said())
-        self.assert_printed([1, 99, 2, 3], torn=[2])
+        self.assert_printed([1, 99, 2, 3], torn=1)
 
     def test_a_new_job_with_an_old_number_starts_at_its_first_sheet(self):
-        self.relay.pause = SLOW
+        self.sim.hold(40, 2)
         run = self.start(numbered_sheets.job(3))
-        self.relay.wait_inside(2, 40)
+        self.sim.wait_until_holding(40, 2)
         run.process.send_signal(signal.SIGTERM)
+        run.wait_until_it_passed_the_signal_on()
+        self.sim.command("continue")
         self.assertEqual(run.wait(), TRY_AGAIN)
         run = self.start(numbered_sheets.job(2), uuid="urn:uuid:2")
         self.assertEqual(run.wait(), DONE, run.said())
@@ -387,16 +375,15 @@ class LostLines(Backend):
     def test_a_line_cut_inside_a_sheet_sends_that_sheet_again(self):
         for byte in (1, 33, 1200, SHEET_BYTES // 2, SHEET_BYTES - 1):
             with self.subTest(byte=byte):
-                before = len(self.relay.heard.sheets)
-                self.relay.cut_at = (self.relay.heard.begun + 2, byte)
+                before = len(self.sim.numbers())
+                self.sim.command(f"disconnect at {byte} of {before + 2}")
                 run = self.start(numbered_sheets.job(3))
                 self.assertEqual(run.wait(), DONE, run.said())
-                self.assertEqual(self.relay.heard.sheets[before:], [1, 2, 3])
-        self.assertEqual(self.printed(), 15)
-        self.assertEqual(len(self.relay.heard.torn), 5)
+                self.assertEqual(self.sim.numbers()[before:], [1, 2, 3])
+        self.assert_printed([1, 2, 3] * 5, torn=5)
 
     def test_a_line_cut_after_a_sheet_does_not_send_it_again(self):
-        self.relay.cut_after = 2
+        self.sim.command("disconnect after 2")
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2, 3])
@@ -405,7 +392,7 @@ class LostLines(Backend):
 @unittest.skipUnless(os.geteuid() == 0, "only root has rights to give up")
 class Rights(Backend):
     def test_both_processes_give_up_root(self):
-        self.set_printer(status=1000)
+        self.sim.set(status=1000)
         run = self.start(numbered_sheets.sheet(1))
         self.wait_until(lambda: "STATE: +cover-open-error" in run.said(), "the reason")
         for process in (run.process.pid, run.worker()):

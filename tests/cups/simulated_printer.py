@@ -24,8 +24,8 @@ def number_in_picture(file):
     return zlib.decompressobj().decompress(bytes(compressed), 2)[1]
 
 
-def numbers_in_stream(program, stream):
-    """The numbers of its sheets, when nothing disturbs the printer."""
+def undisturbed(program, stream, look):
+    """look(printer) after a printer took the whole stream."""
     folder = pathlib.Path(tempfile.mkdtemp(prefix="k905_numbers_"))
     printer = SimulatedPrinter(program, folder)
     try:
@@ -33,7 +33,7 @@ def numbers_in_stream(program, stream):
             line.sendall(stream)
             line.shutdown(socket.SHUT_WR)
             line.recv(1)  # the printer has taken everything when it closes the connection
-        return printer.numbers()
+        return look(printer)
     finally:
         printer.stop()
         shutil.rmtree(folder)
@@ -115,6 +115,29 @@ class SimulatedPrinter:
         """Of the sheets that came out, in order."""
         self._catch_up()
         return [number_in_picture(file) for file in self.printed_files()]
+
+    def looks(self):
+        """Size, finish, cut and all pixels of the sheets that came out."""
+        self._catch_up()
+        with self.changed:
+            told = [re.search(r"sheet \d+: (\d+x\d+, \w+, cutter \d+), /", line) for line in self.lines]
+        return list(zip([found[1] for found in told if found],
+                        [file.read_bytes() for file in self.printed_files()]))
+
+    def hold(self, byte, sheet):
+        self.command(f"hold at {byte} of {sheet}")
+
+    def wait_until_holding(self, byte, sheet):
+        self.wait_for_line(f"holding at byte {byte} of sheet {sheet}")
+
+    def set(self, **fields):
+        for name, value in fields.items():
+            self.command(f"set {name.replace('_', '-')} {value}")
+
+    def wait_for_questions(self, name, count):
+        """Until it was asked so often. Needs --trace."""
+        self.wait_for(lambda lines: sum(line.startswith(f"question {name}:") for line in lines) >= count,
+                      f"{count} times {name}")
 
     def count(self, pattern):
         """Lines so far in which it is found. With --trace these are questions and sheets that begin as well."""

@@ -18,7 +18,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE.parent / "cups")]
 
 import artwork  # noqa: E402
-from simulated_printer import SimulatedPrinter, numbers_in_stream  # noqa: E402
+from simulated_printer import SimulatedPrinter, undisturbed  # noqa: E402
 
 BUILD = pathlib.Path()
 SHEET_BYTES = 3 * 1920 * 1240
@@ -28,9 +28,7 @@ EMPTY, COVER_OPEN = "Paper End", "Cover is open"
 class ToPrinter(unittest.TestCase):
     def setUp(self):
         self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_to_printer_"))
-        self.state = self.scratch / "state"
-        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets",
-                                    "--state", str(self.state), "--trace")
+        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets", "--trace")
         self.photos = [self.photo(self.scratch / f"{name}.png", 40 + 50 * number)
                        for number, name in enumerate("abc")]
         self.messages = open(self.scratch / "messages", "w+")
@@ -70,20 +68,12 @@ class ToPrinter(unittest.TestCase):
     def ends(self, status):
         self.assertEqual(self.process.wait(60), status, self.said())
 
-    def set_printer(self, **fields):
-        """As an operator would: the simulator reads the file before every answer."""
-        lines = dict(line.split(" = ") for line in self.state.read_text().splitlines())
-        lines |= {key.replace("_", "-"): str(value) for key, value in fields.items()}
-        fresh = self.scratch / "fresh"
-        fresh.write_text("".join(f"{key} = {value}\n" for key, value in lines.items()))
-        os.replace(fresh, self.state)
-
     def look_of(self, photo):
         """The number that the photo's sheet carries."""
         file = self.scratch / "look.prn"
         subprocess.run([BUILD / "k905-print", "--to", file, photo], env=self.environment(),
                        check=True, stdout=subprocess.DEVNULL)
-        return numbers_in_stream(BUILD / "k905-sim", file.read_bytes())[0]
+        return undisturbed(BUILD / "k905-sim", file.read_bytes(), SimulatedPrinter.numbers)[0]
 
     def assert_printed(self, photos, torn=0):
         """Exactly these came out, in this order."""
@@ -97,12 +87,12 @@ class ToPrinter(unittest.TestCase):
 
 class NotReady(ToPrinter):
     def test_an_empty_printer_gets_the_rest_after_new_media(self):
-        self.set_printer(remaining=2)
+        self.sim.set(remaining=2)
         self.start(*self.photos)
         self.wait_for_words(EMPTY)
         self.assert_printed(self.photos[:2])
         self.assertNotIn("c.png -> ", self.said())
-        self.set_printer(remaining=400)
+        self.sim.set(remaining=400)
         self.ends(0)
         self.assert_printed(self.photos)
         name = f"127.0.0.1:{self.sim.port}"
@@ -113,7 +103,7 @@ class NotReady(ToPrinter):
         self.assertEqual(self.said().count(EMPTY), 1)
 
     def test_after_the_timeout_the_photo_is_named_as_not_printed(self):
-        self.set_printer(remaining=1)
+        self.sim.set(remaining=1)
         self.start("--timeout", "1", "-n", "3", self.photos[0])
         self.ends(1)
         self.assert_printed(self.photos[:1])
@@ -122,32 +112,32 @@ class NotReady(ToPrinter):
         self.assertNotIn(" -> ", self.said())
 
     def test_nothing_is_sent_while_the_cover_is_open(self):
-        self.set_printer(status=1000)
+        self.sim.set(status=1000)
         self.start(self.photos[0])
         self.wait_for_words(COVER_OPEN)
         self.assert_nothing_was_sent()
-        self.set_printer(status=0)
+        self.sim.set(status=0)
         self.ends(0)
         self.assert_printed(self.photos[:1])
 
     def test_a_photo_waits_for_the_media_it_needs(self):
-        self.set_printer(media="6x4")
+        self.sim.set(media="6x4")
         self.start("--paper", "6x8", self.photos[0])
         self.wait_for_words("the sheet needs 6x8 media, 6x4 is loaded; waiting\n")
         self.assert_nothing_was_sent()
-        self.set_printer(media="6x8")
+        self.sim.set(media="6x8")
         self.ends(0)
         self.assertEqual(len(self.sim.numbers()), 1)
 
     def test_the_check_of_the_media_can_be_turned_off(self):
-        self.set_printer(media="6x4")
+        self.sim.set(media="6x4")
         self.start("--timeout", "0", "--paper", "6x8", self.photos[0],
                    uri_options="?settle=1&check-media=no")
         self.ends(0)
         self.assertEqual(len(self.sim.numbers()), 1)
 
     def test_sigterm_ends_the_wait(self):
-        self.set_printer(status=1000)
+        self.sim.set(status=1000)
         self.start(*self.photos)
         self.wait_for_words(COVER_OPEN)
         self.process.send_signal(signal.SIGTERM)
@@ -179,11 +169,11 @@ class NotReady(ToPrinter):
         inbox.mkdir()
         for photo in self.photos[:2]:
             shutil.copy(photo, inbox)
-        self.set_printer(status=1000)
+        self.sim.set(status=1000)
         self.start("--watch", inbox)
         self.wait_for_words(COVER_OPEN)
         (inbox / "a.png").unlink()
-        self.set_printer(status=0)
+        self.sim.set(status=0)
         self.wait_for_words("b.png -> ")
         self.process.send_signal(signal.SIGTERM)
         self.ends(0)
