@@ -23,9 +23,7 @@ sys.path[:0] = [str(HERE), str(HERE.parent / "cups")]
 import artwork  # noqa: E402
 import ipp  # noqa: E402
 import private_cups  # noqa: E402
-from numbered_sheets import Listener  # noqa: E402
-from relay import Relay  # noqa: E402
-from simulated_printer import SimulatedPrinter  # noqa: E402
+from simulated_printer import SimulatedPrinter, undisturbed  # noqa: E402
 
 SKIPPED = 77
 STATUS_TABLE = HERE.parent / "support" / "status_reasons.tsv"
@@ -33,8 +31,6 @@ BUILD = pathlib.Path()
 CMAKE = "cmake"
 PAGES = 4
 SHEET_BYTES = 3 * (32 + 1088 + 1920 * 1240) + 40 + 32
-SLOW = 0.001  # a sheet then takes half a second
-NUMBER_PLACE = 600 * 1920 + 960  # inside the picture
 # From the first byte to the last: in the first block, in an image header, in pixels, at the controls.
 MOMENTS = [1, 500, SHEET_BYTES // 7, SHEET_BYTES // 2, SHEET_BYTES * 6 // 7, SHEET_BYTES - 30]
 
@@ -54,20 +50,16 @@ class ThroughCups(unittest.TestCase):
         self.cups = Cups(self.scratch / "cups", BUILD, CMAKE)
         (self.scratch / "cups").mkdir()
         os.chmod(self.scratch, 0o755)
-        self.state = self.scratch / "state"
-        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets",
-                                    "--state", str(self.state))
-        self.relay = Relay(self.sim.port, NUMBER_PLACE)
+        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets", "--trace")
         self.addCleanup(self.clean_up)
         self.cups.__enter__()
-        self.cups.add_queue("booth", device=self.relay.uri + "/?settle=1")
+        self.cups.add_queue("booth", device=self.sim.device_uri + "/?settle=1")
         self.pages = self.raster_of(PAGES)
         self.numbers = self.numbers_of(self.pages)
 
     def clean_up(self):
         self.log = self.cups.tail_of_log(200)
         self.cups.stop()
-        self.relay.close()
         self.sim.stop()
         shutil.rmtree(self.scratch)
 
@@ -95,23 +87,48 @@ class ThroughCups(unittest.TestCase):
         with open(raster, "rb") as pages:
             stream = subprocess.run([BUILD / "rastertok905", "1", "me", "t", "1", ""], stdin=pages,
                                     env={"PPD": str(ppd)}, capture_output=True, check=True).stdout
-        listener = Listener(NUMBER_PLACE)
-        listener.hear(stream)
-        self.assertEqual(len(set(listener.sheets)), PAGES)
-        return listener.sheets
+        numbers = undisturbed(BUILD / "k905-sim", stream, SimulatedPrinter.numbers)
+        self.assertEqual(len(set(numbers)), PAGES)
+        return numbers
 
     def submit(self):
         return self.cups.submit("booth", self.pages, options=["document-format=application/vnd.cups-raster"])
 
-    def set_printer(self, **fields):
-        lines = dict(line.split(" = ") for line in self.state.read_text().splitlines())
-        lines |= {key: str(value) for key, value in fields.items()}
-        fresh = self.scratch / "fresh"
-        fresh.write_text("".join(f"{key} = {value}\n" for key, value in lines.items()))
-        os.replace(fresh, self.state)
+    def submit_and_hold(self, sheet, byte=SHEET_BYTES // 2):
+        """A job whose sheet of this number the printer holds in the middle."""
+        self.sim.hold(byte, sheet)
+        job = self.submit()
+        self.sim.wait_until_holding(byte, sheet)
+        return job
+
+    def backend_pipes(self):
+        """Those of the process that the scheduler started: one leads to the process that prints."""
+        pipes = set()
+        for process in pathlib.Path(f"/proc/{self.cups.process.pid}/task/{self.cups.process.pid}/"
+                                    "children").read_text().split():
+            try:
+                if pathlib.Path(f"/proc/{process}/comm").read_text() == "k905\n":
+                    pipes |= {file for file in pathlib.Path(f"/proc/{process}/fd").iterdir()
+                              if os.readlink(file).startswith("pipe:")}
+            except FileNotFoundError:  # it has ended
+                pass
+        return pipes
+
+    def run_while_holding(self, *command):
+        """A command that stops the job; the sheet goes on when the process that prints knows."""
+        before = self.backend_pipes()
+        self.cups.run(*command)
+        self.cups.wait_for(lambda: self.backend_pipes() < before, "the backend to take notice")
+        self.sim.command("continue")
 
     def reasons(self):
         return self.cups.run("lpstat", "-l", "-p", "booth").stdout
+
+    def assert_printed(self, numbers):
+        """Each once, in this order, and nothing else has arrived."""
+        self.assertEqual(self.sim.numbers(), numbers)
+        self.assertEqual(self.sim.torn(), 0)
+        self.assertEqual(self.sim.count(" inside a sheet"), 0)
 
     def assert_completed(self, job):
         self.assertEqual(self.cups.finished(job, 120)["job-state"], ipp.COMPLETED)
@@ -121,26 +138,21 @@ class Stopped(ThroughCups):
     """The scheduler is stopped in the middle of a sheet and started again."""
 
     def stop_at_every_moment(self, end):
-        self.relay.pause = SLOW
-        for moment in MOMENTS:
+        for place, moment in enumerate(MOMENTS):
             with self.subTest(byte=moment):
-                done = len(self.relay.heard.sheets)
-                job = self.submit()
-                self.relay.wait_inside(self.relay.heard.begun + 2, moment)
+                job = self.submit_and_hold(place * PAGES + 2, moment)
                 self.cups.process.send_signal(end)
                 self.cups.process.wait(30)
                 self.cups.start()
+                self.sim.command("continue")
                 self.assert_completed(job)
-                self.assertEqual(self.relay.heard.sheets[done:], self.numbers)
-                self.assertEqual(self.relay.heard.torn, [])
-        self.assertEqual(len(list(self.sim.sheets.glob("*.png"))), PAGES * len(MOMENTS))
+        self.assert_printed(self.numbers * len(MOMENTS))
 
     def test_stopping_the_scheduler_in_a_sheet_prints_every_sheet_once(self):
         self.stop_at_every_moment(signal.SIGTERM)
 
     def test_killing_the_scheduler_in_a_sheet_prints_every_sheet_once(self):
         self.stop_at_every_moment(signal.SIGKILL)
-
 
     def test_a_completed_job_that_the_scheduler_lost_is_not_printed_again(self):
         # It writes the states of jobs some seconds later.
@@ -149,17 +161,17 @@ class Stopped(ThroughCups):
         self.cups.process.terminate()
         self.cups.process.wait(30)
         self.cups.start()
-        self.set_printer(remaining=2)
+        self.sim.set(remaining=2)
         job = self.submit()
-        self.relay.wait_for(lambda heard: len(heard.sheets) == 2, "two sheets")
+        self.sim.wait_for_line("sheet 2: ")
         self.cups.wait_for((self.cups.root / f"spool/c{job:05}").exists, "the job's file")
-        self.set_printer(remaining=400)
+        self.sim.set(remaining=400)
         self.assert_completed(job)
         self.cups.process.kill()
         self.cups.process.wait(30)
         self.cups.start()
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assert_printed(self.numbers)
 
 
 class Jobs(ThroughCups):
@@ -168,91 +180,80 @@ class Jobs(ThroughCups):
         self.assertEqual(program.stat().st_mode & 0o7777, 0o700)
 
     def test_a_printer_out_of_paper_holds_the_job_and_goes_on_after_new_media(self):
-        self.set_printer(remaining=2)
+        self.sim.set(remaining=2)
         job = self.submit()
         self.cups.wait_for(lambda: "media-empty-error" in self.reasons(), "the reason in lpstat")
         self.assertIn("Paper End: load new paper and a new ribbon", self.reasons())
         self.assertEqual(self.cups.job_state(job)["job-state"], ipp.PROCESSING)
-        self.assertEqual(self.relay.heard.sheets, self.numbers[:2])
-        self.set_printer(remaining=400)
+        self.assert_printed(self.numbers[:2])
+        self.sim.set(remaining=400)
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assert_printed(self.numbers)
         self.assertNotIn("media-empty", self.reasons())
 
     def test_with_two_prints_left_a_document_of_five_pages_waits_for_the_last_three(self):
         pages = artwork.write_pdf(self.scratch / "pages.pdf", 432, 288,
                                   [f"0.{level} g 0 0 432 288 re f\n" for level in range(2, 7)])
         self.assert_completed(self.cups.submit("booth", pages))
-        undisturbed = self.relay.heard.sheets[:]
-        self.assertEqual(len(set(undisturbed)), 5)
-        self.set_printer(remaining=2)
+        whole = self.sim.numbers()
+        self.assertEqual(len(set(whole)), 5)
+        self.sim.set(remaining=2)
         job = self.cups.submit("booth", pages)
         self.cups.wait_for(lambda: "media-empty-error" in self.reasons(), "the reason in lpstat")
-        self.assertEqual(self.relay.heard.sheets[5:], undisturbed[:2])
-        self.set_printer(remaining=400)
+        self.assert_printed(whole + whole[:2])
+        self.sim.set(remaining=400)
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets[5:], undisturbed)
+        self.assert_printed(whole * 2)
         self.assertEqual(self.cups.pages_logged(job), [f"booth {job} total 5"])
         self.assertNotIn("media-empty", self.reasons())
 
     def test_a_canceled_job_ends_with_the_sheet_in_hand(self):
-        self.relay.pause = SLOW
-        job = self.submit()
-        self.relay.wait_inside(2, SHEET_BYTES // 2)
-        self.cups.run("cancel", f"booth-{job}")
+        job = self.submit_and_hold(2)
+        self.run_while_holding("cancel", f"booth-{job}")
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
-        self.relay.pause = 0
         after = self.submit()
         self.assert_completed(after)
-        self.assertEqual(self.relay.heard.sheets, self.numbers[:2] + self.numbers)
-        self.assertEqual(self.relay.heard.torn, [])
+        self.assert_printed(self.numbers[:2] + self.numbers)
         self.assertIn("idle", self.reasons())
 
     def test_a_canceled_job_that_is_printed_again_starts_at_its_first_sheet(self):
-        self.relay.pause = SLOW
-        job = self.submit()
-        self.relay.wait_inside(2, SHEET_BYTES // 2)
-        self.cups.run("cancel", f"booth-{job}")
+        job = self.submit_and_hold(2)
+        self.run_while_holding("cancel", f"booth-{job}")
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
-        self.relay.wait_for(lambda heard: len(heard.sheets) == 2, "the sheet in hand")
+        self.sim.wait_for_line("sheet 2: ")
         self.cups.wait_for(lambda: "idle" in self.reasons(), "an idle queue")
         self.cups.run("lp", "-i", f"booth-{job}", "-H", "restart")
-        self.relay.wait_for(lambda heard: len(heard.sheets) == 2 + PAGES, "all sheets again")
-        self.assertEqual(self.relay.heard.sheets, self.numbers[:2] + self.numbers)
+        self.sim.wait_for_line(f"sheet {2 + PAGES}: ")
+        self.assert_printed(self.numbers[:2] + self.numbers)
 
     def test_a_completed_job_that_is_printed_again_starts_at_its_first_sheet(self):
         job = self.submit()
         self.assert_completed(job)
         for times in (2, 3):
             self.cups.run("lp", "-i", f"booth-{job}", "-H", "restart")
-            self.relay.wait_for(lambda heard: len(heard.sheets) == times * PAGES, "all sheets again")
+            self.sim.wait_for_line(f"sheet {times * PAGES}: ")
             self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers * 3)
+        self.assert_printed(self.numbers * 3)
 
     def test_a_held_job_continues_after_its_last_sheet(self):
-        self.relay.pause = SLOW
-        job = self.submit()
-        self.relay.wait_inside(2, SHEET_BYTES // 2)
-        self.cups.run("lp", "-i", f"booth-{job}", "-H", "hold")
+        job = self.submit_and_hold(2)
+        self.run_while_holding("lp", "-i", f"booth-{job}", "-H", "hold")
         self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.HELD, "a held job")
-        self.relay.wait_for(lambda heard: len(heard.sheets) == 2, "the sheet in hand")
+        self.sim.wait_for_line("sheet 2: ")
         self.cups.run("lp", "-i", f"booth-{job}", "-H", "resume")
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers)
-        self.assertEqual(self.relay.heard.torn, [])
+        self.assert_printed(self.numbers)
         # The scheduler writes a line for each attempt, with the sum so far.
         self.assertEqual(self.cups.pages_logged(job),
                          [f"booth {job} total 2", f"booth {job} total {PAGES}"])
 
     def test_a_disabled_queue_finishes_the_sheet_and_continues_the_job_later(self):
-        self.relay.pause = SLOW
-        job = self.submit()
-        self.relay.wait_inside(2, SHEET_BYTES // 2)
-        self.cups.run("cupsdisable", "booth")
-        self.relay.wait_for(lambda heard: len(heard.sheets) == 2, "the sheet in hand")
+        job = self.submit_and_hold(2)
+        self.run_while_holding("cupsdisable", "booth")
+        self.sim.wait_for_line("sheet 2: ")
         self.cups.run("cupsenable", "booth")
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assert_printed(self.numbers)
 
 
 class Shown(ThroughCups):
@@ -269,20 +270,20 @@ class Shown(ThroughCups):
         table = [line.split("\t") for line in STATUS_TABLE.read_text().splitlines()
                  if not line.startswith("#")]
         self.assertEqual(len(table), 37)
-        self.set_printer(status=table[0][0])
+        self.sim.set(status=table[0][0])
         job = self.submit()
         for code, keyword, sentence in table:
-            self.set_printer(status=code)
+            self.sim.set(status=code)
             self.cups.wait_for(lambda: self.shown() == ({keyword}, sentence), f"{code}: {sentence}")
             said = self.reasons()
             self.assertIn(f"\t{sentence}\n", said)
             self.assertRegex(said, rf"\n\tAlerts:.*\b{keyword}\b")
-        self.assertEqual(self.relay.heard.sheets, [])
-        self.set_printer(status=1)
+        self.assert_printed([])
+        self.sim.set(status=1)
         self.cups.wait_for(lambda: not self.shown()[0], "no reason while it prints")
-        self.set_printer(status=0)
+        self.sim.set(status=0)
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assert_printed(self.numbers)
         reasons, sentence = self.shown()
         self.assertEqual(reasons, set())
         self.assertNotIn(sentence, [row[2] for row in table])
@@ -292,34 +293,32 @@ class Shown(ThroughCups):
 
     def test_k905_status_shows_what_the_backend_last_saw(self):
         self.assertRegex(self.status("booth").stdout, r"^booth: ready, Idling\n(.*\n)*  serial ")
-        self.set_printer(status=1100, remaining=0, serial="S 1")
+        self.sim.set(status=1100, remaining=0, serial="S 1")
         job = self.submit()
         self.cups.wait_for(lambda: "Paper End" in self.reasons(), "the reason")
-        questions = len(self.relay.heard.questions)
+        asked = self.sim.count("^question Version")  # which only k905-status asks
         said = self.status("booth")
         self.assertEqual(said.returncode, 1)
         self.assertTrue(said.stdout.startswith(
             "booth: needs attention, Paper End, as queue booth last saw it while printing\n"), said.stdout)
-        address = f"127.0.0.1:{self.relay.port}"
+        address = f"127.0.0.1:{self.sim.port}"
         seen = json.loads(self.status("--json", address).stdout)
         self.assertEqual((seen["state"], seen["status_code"], seen["serial_number"],
                           seen["prints_left"], seen["model"]), ("attention", 1100, "S 1", 0, "K905"))
         self.cups.run("lpadmin", "-p", "booth", "-c", "lab")
         table = self.status("lab", "/nowhere").stdout
         self.assertRegex(table, r"\nbooth +needs attention +0 .* S 1 +Paper End, as queue booth")
-        self.relay.refuse = True
+        self.sim.command("unplug")
         self.cups.wait_for(lambda: self.status("booth").returncode == 2, "an unreachable printer")
-        self.assertRegex(self.status("booth").stdout, "booth: not reachable, The printer "
-                         "(is not connected|does not answer), as queue booth last saw it\n")
-        self.relay.refuse = False
-        # Which only k905-status asks.
-        self.assertNotIn("Version", self.relay.heard.questions[questions:])
-        self.set_printer(status=0, remaining=400)
+        self.assertRegex(self.status("booth").stdout, "booth: not reachable, The printer .*, as queue booth last saw it\n")
+        self.sim.command("plug")
+        self.assertEqual(self.sim.count("^question Version"), asked)
+        self.sim.set(status=0, remaining=400)
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assert_printed(self.numbers)
 
     def test_supplies_are_shown(self):
-        self.set_printer(remaining=30, initial=400)
+        self.sim.set(remaining=30, initial=400)
         self.assert_completed(self.submit())
         attributes = ipp.printer_attributes(self.cups.socket, "booth")
         self.assertEqual(attributes["marker-levels"], 6)
