@@ -3,7 +3,6 @@
 Every test counts what the printer was sent: sheets carry numbers in their pixels.
 """
 
-import contextlib
 import os
 import pathlib
 import re

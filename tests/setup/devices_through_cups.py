@@ -17,12 +17,12 @@ from through_cups import ThroughCups, ipp  # noqa: E402
 
 
 class WithSetup(ThroughCups):
-    """Queues on the relay in front of the simulated printer."""
+    """Queues on the simulated printer."""
 
     def setUp(self):
         super().setUp()
         self.cups.run("lpadmin", "-x", "booth")
-        self.usual_uri = self.relay.uri.replace("k905:", "socket:")
+        self.usual_uri = self.sim.uri
 
     def setup(self, *arguments, check=True, **environment):
         return self.cups.run(self.cups.prefix / "bin" / "k905-setup", *arguments, check=check,
@@ -32,7 +32,7 @@ class WithSetup(ThroughCups):
         return self.cups.run("lpstat", "-v", queue).stdout.strip().partition(": ")[2]
 
     def make_old_queue(self):
-        self.cups.add_queue("booth", device=self.usual_uri, StpLaminate="Matte", BleedTop="0.5",
+        self.cups.add_queue("booth", device=self.usual_uri, StpLaminate="Matte", BleedBottom="0.5",
                             print_scaling_default="fill", printer_error_policy="retry-current-job",
                             printer_info="left", number_up_default="1", job_priority_default="70")
 
@@ -41,17 +41,14 @@ class Made(WithSetup):
     def test_a_queue_made_with_a_usual_address_survives_a_stop_in_a_sheet(self):
         made = self.setup("booth", "--device", self.usual_uri)
         self.assertIn(self.usual_uri, made.stdout)
-        self.assertEqual(self.device(), self.relay.uri)
-        self.relay.pause = through_cups.SLOW
-        job = self.submit()
-        self.relay.wait_inside(2, through_cups.SHEET_BYTES // 2)
+        self.assertEqual(self.device(), self.sim.device_uri)
+        job = self.submit_and_hold(2)
         self.cups.process.send_signal(signal.SIGTERM)
         self.cups.process.wait(30)
         self.cups.start()
+        self.sim.command("continue")
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers)
-        self.assertEqual(self.relay.heard.torn, [])
-        self.assertEqual(len(list(self.sim.sheets.glob("*.png"))), len(self.numbers))
+        self.assert_printed(self.numbers)
 
     def test_an_address_is_kept_on_request_and_over_an_update(self):
         made = self.setup("booth", "--device", self.usual_uri, "--keep-device")
@@ -61,7 +58,7 @@ class Made(WithSetup):
             self.setup(*arguments)
             self.assertEqual(self.device(), self.usual_uri)
         self.setup("booth", "--replace")
-        self.assertEqual(self.device(), self.relay.uri)
+        self.assertEqual(self.device(), self.sim.device_uri)
 
 
 class Migrated(WithSetup):
@@ -74,7 +71,7 @@ class Migrated(WithSetup):
         self.assertRegex(found, r"PROBLEM .*half a sheet.*\n +-> k905-setup --update booth\n")
         said = self.setup("--update", "booth", check=False).stdout  # the queue is stopped
         self.assertIn(f"{self.usual_uri}", said)
-        self.assertEqual(self.device(), self.relay.uri)
+        self.assertEqual(self.device(), self.sim.device_uri)
         self.assertEqual(self.cups.run("lpoptions", "-p", "booth", "-l").stdout, before)
         attributes = self.cups.run("lpoptions", "-p", "booth").stdout
         for word in ("printer-info=left", "job-priority=70", "print-scaling=fill"):
@@ -83,22 +80,19 @@ class Migrated(WithSetup):
         self.cups.run("cupsenable", "booth")
         for job in jobs:
             self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers * 2)
-        self.assertEqual(self.relay.heard.torn, [])
+        self.assert_printed(self.numbers * 2)
         self.assertIn("ready to print", self.setup("--check", "booth").stdout)
 
     def test_a_queue_that_is_printing_is_left_alone(self):
         self.make_old_queue()
-        self.relay.pause = through_cups.SLOW
-        job = self.submit()
-        self.relay.wait_inside(1, 1000)
+        job = self.submit_and_hold(1, 1000)
         refused = self.setup("--update", "--all", check=False)
         self.assertEqual(refused.returncode, 1)
         self.assertIn(f"job {job} is printing", refused.stderr)
-        self.relay.pause = 0
+        self.sim.command("continue")
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers)
-        self.assertEqual(self.relay.heard.questions, [])
+        self.assert_printed(self.numbers)
+        self.assertEqual(self.sim.count("^question"), 0)
 
     def test_a_line_that_only_takes_data_stays_on_its_address(self):
         # Some print servers pass nothing back; a queue on the backend would wait indefinitely.
@@ -117,7 +111,7 @@ class Asked(WithSetup):
     def test_the_state_of_the_printer_is_shown(self):
         self.setup("booth", "--device", self.usual_uri)
         self.assertRegex(self.setup("--check", "booth").stdout, r"ok .*Idling, 400 prints left")
-        self.set_printer(remaining=0)
+        self.sim.set(remaining=0)
         found = self.setup("--check", "booth", check=False)
         self.assertEqual(found.returncode, 1)
         self.assertRegex(found.stdout,
@@ -126,29 +120,25 @@ class Asked(WithSetup):
     def test_nothing_is_asked_while_another_queue_prints_on_the_printer(self):
         for queue in ("booth", "matte"):
             self.setup(queue, "--device", self.usual_uri)
-        self.relay.pause = through_cups.SLOW
-        job = self.submit()
-        self.relay.wait_inside(2, 1000)
+        job = self.submit_and_hold(2, 1000)
         self.assertIn("in use", self.setup("--check", "matte").stdout)
-        self.assertEqual(self.relay.heard.torn, [])
-        self.relay.pause = 0
+        self.sim.command("continue")
         self.assert_completed(job)
-        self.assertEqual(self.relay.heard.sheets, self.numbers)
+        self.assert_printed(self.numbers)
 
     def test_nothing_is_asked_while_a_queue_that_was_stopped_finishes_its_sheet(self):
         self.setup("booth", "--device", self.usual_uri)
-        self.relay.pause = through_cups.SLOW * 4
-        self.submit()
-        self.relay.wait_inside(1, 1000)
+        self.submit_and_hold(1, 1000)
         self.cups.run("cupsdisable", "booth")
         self.assertIn("in use", self.setup("--check", "booth", check=False).stdout)
-        self.assertEqual(self.relay.heard.sheets, [])
-        self.relay.wait_for(lambda heard: heard.sheets, "the sheet in hand")
-        self.assertEqual(self.relay.heard.sheets, self.numbers[:1])
+        self.assert_printed([])
+        self.sim.command("continue")
+        self.sim.wait_for_line("sheet 1: ")
+        self.assert_printed(self.numbers[:1])
 
     def test_a_job_that_waits_for_the_printer_is_shown_with_the_reason(self):
         self.setup("booth", "--device", self.usual_uri)
-        self.set_printer(remaining=1)
+        self.sim.set(remaining=1)
         self.submit()
         self.cups.wait_for(lambda: "media-empty-error" in self.reasons(), "the reason in lpstat")
         found = self.setup("--check", "booth", check=False)
