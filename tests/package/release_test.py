@@ -1,6 +1,7 @@
 """What takes too long for every run: `release_test.py BUILD CMAKE CLASS [unittest option...]`.
 
-The upgrade from the first package. BUILD is a build of this source. Exit status 77 means that it could not be tried here.
+The upgrade from the first package, and the AppArmor profiles enforced. BUILD is a build of this source. Exit status 77
+means that it could not be tried here.
 """
 
 import os
@@ -111,6 +112,76 @@ class Upgrade(unittest.TestCase):
             cups.run("cupsenable", "booth")
             self.assertEqual(cups.finished(job)["job-state"], ipp.COMPLETED)
             self.assertEqual(len(printer.printed(cups, 1)), 1)
+
+
+class AccessRules(unittest.TestCase):
+    """The AppArmor profiles, enforced: on a kernel of Debian in an emulator, with the packages as its whole system."""
+
+    INIT = """#!/bin/busybox sh
+        busybox mount -t proc proc /proc; busybox mount -t sysfs sysfs /sys; busybox mount -t devtmpfs dev /dev
+        busybox mount -t securityfs securityfs /sys/kernel/security; busybox mount -t tmpfs tmpfs /tmp
+        export PATH=/usr/bin:/usr/lib/cups/filter:/bin TMPDIR=/var/spool/cups/tmp
+        for profile in phototok905 k905-print; do apparmor_parser --add --skip-cache /etc/apparmor.d/$profile; done
+        busybox grep -E 'k905' /sys/kernel/security/apparmor/profiles
+        k905-print --paper 6x4 --to /srv/job.prn /srv/photo.png
+        busybox cmp /srv/job.prn /srv/wanted.prn && echo RESULT k905-print prints
+        export PPD=/etc/cups/ppd/photo.ppd CONTENT_TYPE=image/png
+        phototok905 1 me photo 1 '' /var/spool/cups/d00001-001 >/tmp/page.ras
+        busybox cmp /tmp/page.ras /srv/wanted.ras && echo RESULT phototok905 prints
+        busybox dmesg | busybox grep 'apparmor="DENIED"'
+        echo RESULT end of valid jobs
+        phototok905 1 me photo 1 '' /srv/photo.png >/tmp/page.ras || echo RESULT phototok905 reads no other files
+        (echo 'exec k905-print' >/proc/self/attr/exec; exec busybox sh -c '/usr/bin/k905-setup --version') ||
+          echo RESULT k905-print starts no other programs
+        (echo 'exec k905-print//decoder' >/proc/self/attr/exec; exec busybox sh -c 'echo text >/srv/file') ||
+          echo RESULT its decoder writes no files
+        busybox poweroff -f
+    """
+
+    def test_enforced_they_let_photos_print_and_forbid_the_rest(self):
+        kernels = sorted(pathlib.Path(os.environ.get("K905_KERNELS", "/boot")).glob("vmlinuz-*"))
+        for needed in ("qemu-system-x86_64", "busybox", "apparmor_parser"):
+            if shutil.which(needed, path=package_test.environment()["PATH"]) is None:
+                self.skipTest(f"{needed} is not installed")
+        if not kernels:
+            self.skipTest("there is no kernel in /boot; K905_KERNELS names another folder")
+        folder = scratch_folder(self)
+        package_test.BUILD, package_test.FOLDER = BUILD, folder / "packages"
+        package_test.make_packages(folder / "packages")
+        package_test.Alone.setUpClass()
+        self.addCleanup(package_test.Alone.doClassCleanups)
+        root = package_test.Alone.root
+        self.lay_out(root)
+        image = folder / "image"
+        call("sh", "-euc", 'cd "$1" && find . | busybox cpio -o -H newc >"$2"', "sh", root, image)
+        said = call("qemu-system-x86_64", "-m", "2048", "-nographic", "-no-reboot", "-kernel", kernels[-1], "-initrd", image,
+                    "-append", "console=ttyS0 quiet no_timer_check security=apparmor panic=-1 rdinit=/init", timeout=3000,
+                    stdin=subprocess.DEVNULL)
+        before, _, after = said.partition("RESULT end of valid jobs")
+        self.assertEqual(re.findall(r".*DENIED.*", before), [])
+        for wanted in ("k905-print prints", "phototok905 prints"):
+            self.assertIn(f"RESULT {wanted}", before, said)
+        for wanted in ("phototok905 reads no other files", "k905-print starts no other programs",
+                       "its decoder writes no files"):
+            self.assertIn(f"RESULT {wanted}", after, said)
+
+    def lay_out(self, root):
+        for place in ("sys", "tmp", "srv", "etc/cups/ppd", "var/spool/cups/tmp", "usr/sbin"):
+            (root / place).mkdir(parents=True, exist_ok=True)
+        (root / "init").write_text("\n".join(line.strip() for line in self.INIT.splitlines()) + "\n")
+        (root / "init").chmod(0o755)
+        shutil.copy2(shutil.which("busybox"), root / "bin/busybox")
+        parser = shutil.which("apparmor_parser", path=package_test.environment()["PATH"])
+        shutil.copy2(parser, root / "bin/apparmor_parser")
+        for folder in ("abi", "abstractions", "tunables"):
+            shutil.copytree(f"/etc/apparmor.d/{folder}", root / "etc/apparmor.d" / folder)
+        photo = artwork.png(root / "srv/photo.png", 1800, 1200)
+        shutil.copy2(photo, root / "var/spool/cups/d00001-001")
+        shutil.copy2(root / "usr/share/cups/model/k905/K905.ppd", root / "etc/cups/ppd/photo.ppd")
+        call(BUILD / "k905-print", "--paper", "6x4", "--to", root / "srv/wanted.prn", photo)
+        with open(root / "srv/wanted.ras", "wb") as page:
+            subprocess.run([BUILD / "phototok905", "1", "me", "photo", "1", "", photo], stdout=page, check=True,
+                           env=os.environ | {"PPD": str(root / "etc/cups/ppd/photo.ppd"), "CONTENT_TYPE": "image/png"})
 
 
 def main():
