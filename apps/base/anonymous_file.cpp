@@ -12,7 +12,7 @@
 
 namespace {
 
-// Where memory cannot be had as a file: one in a folder, whose name is taken away at once.
+// Without memfd_create: a file in a folder, unlinked at once.
 int open_unlinked(const char* label) {
   const char* folder = std::getenv("TMPDIR");
   std::string path = folder != nullptr && *folder != '\0' ? folder : "/tmp";

@@ -1,11 +1,11 @@
-// A file that has no name in any folder and is gone with its last descriptor.
+// Anonymous files (memfd): they have no name in any folder and end with their last descriptor.
 #pragma once
 
 #include <string_view>
 
-// The descriptor of an empty one; the caller closes it, or an exec does. `label` is for people who
-// look at what a process holds. Negative with errno set when there is no room for it.
+// Returns the descriptor of an empty file; the caller closes it, or an exec does. `label` is shown
+// by tools that list the open files of a process. Negative with errno set on failure.
 [[nodiscard]] int anonymous_file(const char* label);
 
-// The same with these bytes, at the first of them.
+// The same with these bytes; the file position is 0.
 [[nodiscard]] int anonymous_file_with(const char* label, std::string_view bytes);

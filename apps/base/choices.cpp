@@ -40,7 +40,7 @@ std::string names_of_options() {
   return names;
 }
 
-// Job options are words with blanks between them.
+// Options of a job are separated by spaces.
 bool is_one_word(const std::string& text) {
   return !text.empty() && std::ranges::all_of(text, [](unsigned char letter) {
     return letter > ' ' && letter != 0x7f && letter != '\'' && letter != '"' && letter != '\\';

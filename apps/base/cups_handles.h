@@ -1,4 +1,4 @@
-// What libcups hands out, released with its owner; and the connection to the scheduler.
+// RAII owners for what libcups allocates, and the connection to the scheduler.
 #pragma once
 
 #include <cups/cups.h>
@@ -23,7 +23,7 @@ struct DestDeleter {
 };
 using Dest = std::unique_ptr<cups_dest_t, DestDeleter>;
 
-// A list of names and values, as libcups takes it.
+// A list of names and values, as libcups expects it.
 class CupsOptions {
  public:
   CupsOptions() = default;
@@ -56,7 +56,7 @@ class CupsOptions {
   cups_option_t* all_ = nullptr;
 };
 
-// A connection of its own to the user's scheduler; null when none answers in time.
+// Opens a new connection to the user's scheduler; null if none answers in time.
 [[nodiscard]] inline Http connect_to_scheduler(int timeout_ms) {
   return Http(httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1,
                            timeout_ms, nullptr));

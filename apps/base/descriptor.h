@@ -1,4 +1,4 @@
-// File descriptors that are closed by their owner.
+// File descriptors that their owner closes.
 #pragma once
 
 #include <unistd.h>
@@ -25,7 +25,7 @@ class Descriptor {
   // Hands the descriptor over to the caller.
   [[nodiscard]] int release() { return std::exchange(number_, -1); }
 
-  // Closes it and owns `number` from now on.
+  // Closes the descriptor and owns `number` from now on.
   void reset(int number = -1) {
     if (number_ >= 0) {
       ::close(number_);
@@ -37,7 +37,7 @@ class Descriptor {
   int number_ = -1;
 };
 
-// Both ends of a pipe; neither is open over an exec.
+// Both ends of a pipe; an exec closes them.
 struct Pipe {
   Descriptor read_end;
   Descriptor write_end;

@@ -1,9 +1,9 @@
-// Where the filter rastertok905 is.
+// Finds the filter rastertok905.
 #pragma once
 
 #include <string>
 
-// The program that the environment variable K905_FILTER names, else the one beside this program (a
-// build), below the prefix this program was installed under, or in CUPS' own folder. Empty when
-// there is none.
+// The program that the environment variable K905_FILTER names; otherwise the one in the folder of
+// this program (a build), in the prefix this program was installed to, or in the folder of the CUPS
+// filters. Empty if there is none.
 [[nodiscard]] std::string find_filter();

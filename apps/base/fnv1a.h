@@ -1,5 +1,5 @@
-// The 64-bit FNV-1a hash: tells contents and names apart. It protects against accidents, not
-// against somebody who looks for two inputs of the same hash.
+// The 64-bit FNV-1a hash, to compare contents and names. It detects accidental changes, not
+// deliberate collisions.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 inline constexpr std::uint64_t kFnv1aOfNothing = 0xcbf29ce484222325;
 
-// Of `bytes`, or of what was hashed to `hash` with `bytes` after it.
+// The hash of `bytes`, or of the bytes of `hash` followed by `bytes`.
 [[nodiscard]] constexpr std::uint64_t fnv1a(std::string_view bytes,
                                             std::uint64_t hash = kFnv1aOfNothing) {
   constexpr std::uint64_t prime = 0x100000001b3;

@@ -7,7 +7,7 @@
 
 namespace {
 
-// A handler goes away with an exec; an ignored signal would stay ignored in the programs started.
+// An exec resets a handler, but keeps an ignored signal ignored in the programs that are started.
 void do_nothing(int) {}
 
 }  // namespace

@@ -17,7 +17,7 @@ std::string known_options(const CLI::App& app) {
   return names;
 }
 
-// An option that does not exist is answered with those that do.
+// The error for an unknown option lists the known ones.
 std::string explain(const CLI::App& app, const CLI::ExtrasError& error) {
   const std::vector<std::string> surplus = app.remaining();
   if (surplus.empty() || !surplus.front().starts_with('-')) {

@@ -1,23 +1,23 @@
-// How far a long piece of work has come, for somebody who watches.
+// A progress counter on the terminal.
 #pragma once
 
 #include <chrono>
 #include <mutex>
 #include <string>
 
-// Writes "<what> 3 of 20" over itself on standard error, at most ten times a second, and nothing at
-// all when standard error is no terminal or there is only one thing to do.
+// Writes "<what> 3 of 20" over itself on standard error, at most ten times a second. Writes nothing
+// if standard error is not a terminal or there is only one item.
 class Progress {
  public:
   // `total` 0: unknown, only the count is shown.
   Progress(std::string what, int total);
-  ~Progress();  // wipes the line
+  ~Progress();  // erases the line
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
   void show(int done);
 
-  // Takes the line away, so that other output can be written; the next show() brings it back.
+  // Erases the line, so that other output can be written; the next show() writes it again.
   void wipe();
 
  private:

@@ -1,4 +1,4 @@
-// A queue's PPD file, as the scheduler hands it out to anybody who asks.
+// A queue's PPD file, as the scheduler sends it to every user.
 #pragma once
 
 #include <cups/cups.h>
@@ -14,8 +14,8 @@ struct PpdCloser {
 };
 using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
 
-// The file of the queue on this connection, parsed; null when the queue or the file is missing, or
-// the file cannot be parsed. `text`, when not null, receives the file's bytes.
+// Gets and parses the file of the queue over this connection; null if the queue or the file is
+// missing or the file cannot be parsed. `text`, if not null, receives the bytes of the file.
 [[nodiscard]] Ppd read_queue_ppd(http_t* http, const char* queue, std::string* text = nullptr);
 
 // The choice of an option that is marked in the file, of PageSize also as a page region; "" when

@@ -45,8 +45,8 @@ std::vector<char*> pointers_to(std::vector<std::string>& texts) {
   return pointers;
 }
 
-// All signals wait while this lives: between fork and exec a handler of ours would run in the
-// child.
+// Blocks all signals during its lifetime: between fork and exec, one of our handlers would run in
+// the child.
 class AllSignalsBlocked {
  public:
   AllSignalsBlocked() {
@@ -101,7 +101,7 @@ void end_with_parent([[maybe_unused]] pid_t parent) {
 #endif
 }
 
-// Handlers of this process go back to the default action with the exec.
+// An exec resets handlers to the default action.
 void set_signals(const SpawnSetup& setup) {
   struct sigaction ignore = {};
   ignore.sa_handler = SIG_IGN;
@@ -112,13 +112,13 @@ void set_signals(const SpawnSetup& setup) {
     struct sigaction current = {};
     if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler != SIG_IGN) {
       current = {};
-      sigaction(signal, &current, nullptr);  // a pending one must not run a handler of ours
+      sigaction(signal, &current, nullptr);  // a pending signal must not run one of our handlers
     }
   }
   sigprocmask(SIG_SETMASK, &setup.blocked, nullptr);
 }
 
-// Returns the error when the program could not be started.
+// Returns the error if the program could not be started.
 int become(const SpawnSetup& setup, char* const* argv, char* const* envp) {
   if (!place_descriptors(setup)) {
     return errno;
@@ -144,12 +144,12 @@ sigset_t no_signals() {
 }
 
 Child spawn(const SpawnSetup& setup) {
-  // All that needs memory is made before the fork.
+  // Everything that needs memory is allocated before the fork.
   std::vector<std::string> arguments = setup.arguments;
   std::vector<std::string> environment = environment_with(setup.environment);
   const std::vector<char*> argv = pointers_to(arguments);
   const std::vector<char*> envp = pointers_to(environment);
-  // Its write end closes when the exec succeeds and carries errno when it does not.
+  // Its write end closes when the exec succeeds, and carries errno if it fails.
   Pipe failure;
   if (!failure.open()) {
     return Child();

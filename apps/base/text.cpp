@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-// Bytes of the character at the beginning of `text`, 0 when there is none.
+// The length of the character at the beginning of `text`, 0 if there is none.
 std::size_t character_length(std::string_view text) {
   const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned first = byte(0);

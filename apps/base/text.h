@@ -1,14 +1,14 @@
-// Text from outside, made fit to be shown or sent on.
+// Makes text from outside safe to print or pass on.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// Valid UTF-8: every byte that belongs to no character (over-long forms, surrogates and what lies
-// above U+10FFFF included) becomes U+FFFD.
+// Valid UTF-8: every byte that is not part of a character (including overlong forms, surrogates and
+// code points above U+10FFFF) becomes U+FFFD.
 [[nodiscard]] std::string valid_utf8(std::string_view bytes);
 
-// The same on one line: control characters become blanks. At most `limit` bytes, cut between
+// The same in one line: control characters become spaces. At most `limit` bytes, cut between
 // characters.
 [[nodiscard]] std::string one_line_of_text(std::string_view bytes, std::size_t limit);
 

@@ -1,8 +1,8 @@
-// Bytes into a descriptor, all of them.
+// Writes all bytes to a descriptor.
 #pragma once
 
 #include <string_view>
 
-// Goes on after a signal and after a write that took a part. False with errno set when not
-// everything was taken; EIO where the system gave no reason.
+// Continues after a signal and after a partial write. False with errno set if not everything was
+// written; EIO if the system gave no reason.
 [[nodiscard]] bool write_whole(int descriptor, std::string_view bytes);

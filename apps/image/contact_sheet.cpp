@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::uint32_t kGap = 12;  // pixels around every picture
+constexpr std::uint32_t kGap = 12;  // pixels around every image
 constexpr std::uint32_t kCaptionHeight = 14;
 constexpr std::uint8_t kGray = 222;
 
@@ -51,7 +51,7 @@ Picture ContactSheet::picture() const {
     const std::uint32_t x = kGap + i % grid.columns * grid.cell_width;
     const std::uint32_t y = kGap + i / grid.columns * grid.cell_height;
     paste(sheet, tiles_[i].picture, x, y);
-    // A sheet without captions is better than none.
+    // A contact sheet without captions is better than none.
     draw_text(sheet, tiles_[i].caption,
               {.x = x, .y = y + tallest_ + kGap / 2, .most_width = width_});
   }

@@ -1,5 +1,5 @@
-// Several pictures side by side on one, each with its name: the sheets of a job, settings to be
-// compared, stages to be followed.
+// Several images side by side in one, each with a caption: the sheets of a job, settings to
+// compare, the stages of the filter.
 #pragma once
 
 #include <string>
@@ -9,17 +9,16 @@
 
 class ContactSheet {
  public:
-  // Rows of `columns` pictures that are all `width` pixels wide.
+  // Rows of `columns` images, each `width` pixels wide.
   ContactSheet(std::uint32_t columns, std::uint32_t width) : columns_(columns), width_(width) {}
 
-  // Puts a picture of 8-bit colors, as wide as said, behind the others. A caption that is wider
-  // than its picture is cut. False, and nothing is added, when all of them together would be more
-  // than kMostPixels.
+  // Appends an image of 8-bit colors with the width given above. A caption that is wider than its
+  // image is cut. False, and nothing is appended, if all images together would exceed kMostPixels.
   [[nodiscard]] bool add(const std::string& caption, Picture picture);
 
   [[nodiscard]] std::size_t count() const { return tiles_.size(); }
 
-  // All of them on gray; there must be one at least.
+  // All images on a gray background; there must be at least one.
   [[nodiscard]] Picture picture() const;
 
  private:

@@ -41,7 +41,7 @@ void make_text(k905::Chain& mask, const std::string& text, std::uint32_t font_si
   if (text.find_first_not_of(' ') == std::string::npos) {
     return;
   }
-  // The text is markup to libvips.
+  // libvips reads the text as markup.
   const std::unique_ptr<gchar, Free> plain(
       g_markup_escape_text(text.data(), static_cast<gssize>(text.size())));
   const std::string font = "sans " + std::to_string(font_size);

@@ -1,4 +1,4 @@
-// Drawing on a picture, by libvips. What is outside of the picture is not drawn.
+// Drawing into an image, by libvips. Parts outside the image are clipped.
 #pragma once
 
 #include <optional>
@@ -13,13 +13,13 @@ void paste(Picture& picture, const Picture& tile, std::uint32_t x, std::uint32_t
 struct TextPlace {
   std::uint32_t x = 0;  // of the top left
   std::uint32_t y = 0;
-  std::uint32_t most_width = 0;  // what is wider is cut off
+  std::uint32_t most_width = 0;  // wider text is cut
   std::uint32_t font_size = 14;  // pixels
   double density = 1;  // how many times closer pixels are from top to bottom than left to right
 };
 
-// One line of text in black on an 8-bit picture. The size of what was drawn; 0 x 0 for an empty
-// text and when there is no font or memory for it.
+// Draws one line of black text into an 8-bit image. Returns the size of the text; 0 x 0 for an
+// empty text and if there is no font or memory for it.
 PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& place);
 
 // One line of text at the bottom of an area of an 8-bit picture, in the middle, white with black

@@ -21,8 +21,8 @@ namespace k905 {
 
 namespace {
 
-// The loaders that may see a file. libvips has many more, and one that it blocks can still parse
-// the file before it reports so; the choice of a loader only compares the first bytes.
+// The loaders that may read a file. libvips has many more, and a blocked loader can still parse the
+// file before it reports an error; selecting the loader compares only the first bytes.
 constexpr std::array<std::string_view, 7> kLoaders{
     "VipsForeignLoadJpeg", "VipsForeignLoadPng",   "VipsForeignLoadTiff", "VipsForeignLoadWebp",
     "VipsForeignLoadHeif", "VipsForeignLoadNsgif", "VipsForeignLoadPpm"};
@@ -31,7 +31,7 @@ constexpr const char* kFormats = "JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM"
 VipsImage* image(void* object) { return static_cast<VipsImage*>(object); }
 VipsSource* source_of(void* object) { return static_cast<VipsSource*>(object); }
 
-// The next word of a PPM header, after blanks and comments; empty at its end.
+// The next word of a PPM header, after spaces and comments; empty at its end.
 std::string_view next_word(std::string_view& text) {
   for (;;) {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
@@ -52,9 +52,9 @@ std::uint64_t next_number(std::string_view& text) {
   return failure == std::errc() && end == word.data() + word.size() ? number : 0;
 }
 
-// libvips neither notices that a PPM or PGM file is malformed or ends early, nor widens samples
-// that do not use all of their bits: a file with a maximum of 15 would be almost black. Returns
-// what the samples are to be multiplied with, or 0 with `error` filled.
+// libvips neither notices that a PPM or PGM file is malformed or truncated, nor widens samples that
+// do not use all of their bits: a file with a maximum of 15 would be almost black. Returns the
+// factor for the samples, or 0 with `error` set.
 double check_ppm(VipsSource* source, std::string& error) {
   unsigned char* start = nullptr;
   const gint64 sniffed = vips_source_sniff_at_most(source, &start, 1024);
@@ -85,7 +85,7 @@ double check_ppm(VipsSource* source, std::string& error) {
   return (most < 256 ? 255.0 : 65535.0) / static_cast<double>(most);
 }
 
-// Most decoders keep all rows; those of TIFF, plain PNG and plain JPEG give them one by one.
+// Most decoders keep all rows; those for TIFF, plain PNG and plain JPEG return them one by one.
 constexpr std::uint64_t kMostBytesOfAllRows = std::uint64_t{384} << 20;
 
 bool keeps_all_rows(VipsImage* header, std::string_view loader) {
@@ -114,7 +114,7 @@ bool has_acceptable_size(VipsImage* header, std::string_view loader, std::string
   return !too_large;
 }
 
-// White paper shows through what is transparent.
+// Transparent pixels show white paper.
 int lay_on_white(VipsImage* in, VipsImage** out) {
   if (vips_image_hasalpha(in) == FALSE) {
     return vips_copy(in, out, nullptr);
@@ -140,7 +140,7 @@ int to_device_color(VipsImage* in, VipsImage** out) {
   }
 }
 
-// 8 or 16 bits; ink of more than 8 bits is not worth its memory.
+// 8 or 16 bits; CMYK is reduced to 8 bits to save memory.
 int as_unsigned(VipsImage* in, VipsImage** out) {
   if (vips_image_guess_interpretation(in) == VIPS_INTERPRETATION_CMYK) {
     return vips_cast(in, out, VIPS_FORMAT_UCHAR, "shift", TRUE, nullptr);
@@ -201,9 +201,9 @@ std::optional<Photo> Photo::open(Descriptor file, std::string& error) {
     error = "libvips cannot be started";
     return std::nullopt;
   }
-  vips_error_clear();  // libvips adds to what it reported of an earlier file
+  vips_error_clear();  // libvips appends to the messages of an earlier file
   Photo photo;
-  // libvips takes a descriptor of its own.
+  // libvips needs its own descriptor.
   photo.source_.reset(vips_source_new_from_descriptor(file.get()));
   std::string_view loader;
   if (photo.source_ != nullptr) {
@@ -243,9 +243,9 @@ std::uint32_t Photo::height() const {
 
 int Photo::orientation() const { return vips_image_get_orientation(image(header_.get())); }
 
-// An image over the file, decoded in rows from the top as they are needed. A JPEG decoder can give
-// an image that is 2, 4 or 8 times smaller for a fraction of the time and memory. It reports
-// damaged data as a warning only, and nobody wants to pay for that sheet.
+// An image over the file, decoded row by row from the top as needed. A JPEG decoder can return an
+// image that is 2, 4 or 8 times smaller in a fraction of the time and memory. libvips reports
+// damaged data only as a warning; here it is an error, so that no damaged photo is printed.
 void* Photo::decode(std::uint32_t shrink) const {
   VipsSource* source = source_of(source_.get());
   if (!is_jpeg_) {
@@ -262,7 +262,7 @@ void* Photo::decode(std::uint32_t shrink) const {
 std::optional<Picture> Photo::pixels(const PixelArea& area, std::uint32_t width,
                                      std::uint32_t height, int orientation,
                                      std::string& error) const {
-  // At least twice the pixels that are needed, so that the scaling still has something to average.
+  // At least twice the pixels that are needed, so that scaling can still average.
   std::uint32_t shrink = 1;
   while (is_jpeg_ && shrink < 8 && area.width >= 4 * shrink * width &&
          area.height >= 4 * shrink * height) {
@@ -272,7 +272,7 @@ std::optional<Picture> Photo::pixels(const PixelArea& area, std::uint32_t width,
   Chain chain(image(decode(shrink)));
   if (widening_ != 1) {
     chain.then([this](VipsImage* in, VipsImage** out) {
-      return vips_linear1(in, out, widening_, 0.5, nullptr);  // the half rounds
+      return vips_linear1(in, out, widening_, 0.5, nullptr);  // 0.5 rounds
     });
     chain.then([&](VipsImage* in, VipsImage** out) {
       return vips_cast(in, out, image(header_.get())->BandFmt, nullptr);
@@ -309,9 +309,9 @@ std::optional<Picture> Photo::pixels(const PixelArea& area, std::uint32_t width,
   }
   Picture picture;
   if (chain.get() != nullptr) {
-    vips_error_clear();  // what the opened decoder reported and survived
+    vips_error_clear();  // warnings that did not stop the decoder
   }
-  // Where the first rows fail, a thread of libvips can end too early for its result to count.
+  // If the first rows fail, a thread of libvips can end before its result is counted.
   if (chain.get() == nullptr || !render(chain.get(), picture) || *vips_error_buffer() != '\0') {
     error = vips_reason();
     return std::nullopt;

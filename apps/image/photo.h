@@ -1,8 +1,8 @@
 // A photo file, opened and scaled by libvips: JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF (its first
-// frame), PPM and PGM. The only header of the programs behind which libvips is used to read files.
+// frame), PPM and PGM. Programs read photo files through this header only.
 //
-// libvips calls large libraries on data from anywhere. Programs that must survive a malformed file
-// open it in a child process (layout/page_in_child.h).
+// libvips calls large libraries on untrusted data. Programs that must survive a malformed file open
+// it in a child process (layout/page_in_child.h).
 #pragma once
 
 #include <cstdint>
@@ -27,16 +27,16 @@ void load_modules_for(const Descriptor& file);
 
 class Photo {
  public:
-  // Reads the header of the open file. Null on failure, with one line in `error`: a file that has
+  // Reads the header of the open file. Null on failure, with one line in `error`: the file has
   // another format, is malformed, or is too large (more than kMostPixels pixels, a side above
-  // kLongestSide, or more than 384 MiB where the decoder has to keep all rows, as for interlaced,
+  // kLongestSide, or more than 384 MiB if the decoder has to keep all rows, as for interlaced,
   // progressive and HEIC files).
   [[nodiscard]] static std::optional<Photo> open(Descriptor file, std::string& error);
 
   // Pixels as stored.
   [[nodiscard]] std::uint32_t width() const;
   [[nodiscard]] std::uint32_t height() const;
-  // How to show it: 1 upright, 2 to 8 as EXIF counts.
+  // The EXIF orientation, 1 (upright) to 8.
   [[nodiscard]] int orientation() const;
 
   // The area of the stored photo, before its orientation is applied, scaled to width x height
@@ -62,10 +62,10 @@ class Photo {
   Ref<void> source_;  // VipsSource
   Ref<void> header_;  // VipsImage
   bool is_jpeg_ = false;
-  double widening_ = 1;  // of samples that do not use all of their bits
+  double widening_ = 1;  // factor for samples that do not use all of their bits
 };
 
-// The whole photo in its own size, upright, in 8-bit RGB or, where the file has them, 16 bits or
+// The complete photo in its own size, upright, in 8-bit RGB or, if the file has them, 16 bits or
 // one gray channel. For test tools; `k905-print` scales while it reads.
 [[nodiscard]] std::optional<Picture> read_photo(const std::string& path, std::string& error);
 

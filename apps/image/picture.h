@@ -1,4 +1,4 @@
-// A picture in memory, as the programs read, draw and write it.
+// An image in memory, as the programs read, draw and write it.
 #pragma once
 
 #include <cstddef>
@@ -27,7 +27,7 @@ struct Picture {
   int channels = 3;
   int bits = 8;  // 8 or 16 a sample
   std::vector<std::uint8_t> bytes;
-  std::vector<std::uint8_t> icc_profile;  // as embedded; empty without one that fits the channels
+  std::vector<std::uint8_t> icc_profile;  // as embedded; empty if there is none for these channels
 
   [[nodiscard]] std::size_t sample_bytes() const { return bits == 16 ? 2 : 1; }
   [[nodiscard]] std::size_t row_bytes() const {
@@ -37,21 +37,21 @@ struct Picture {
   [[nodiscard]] std::uint16_t sample(std::uint32_t x, std::uint32_t y, int channel) const;
 };
 
-// The most pixels that are read or made, about 16000 x 16000: a picture file of a few bytes can
-// promise any size.
+// The largest number of pixels that is read or made, about 16000 x 16000: a file of a few bytes can
+// claim any size.
 inline constexpr std::uint64_t kMostPixels = 1ULL << 28;
-// And the longest side, because readers take a row's memory at once.
+// The longest side, because decoders allocate a complete row.
 inline constexpr std::uint64_t kLongestSide = 1ULL << 20;
 
-// The most memory for the samples of one picture, with what its decoder keeps besides.
+// The largest memory for the samples of one image, including what its decoder keeps.
 inline constexpr std::uint64_t kMostReadingBytes = 1ULL << 30;
 
-// A black picture of 8-bit red, green and blue.
+// A black image of 8-bit red, green and blue.
 [[nodiscard]] Picture blank_picture(std::uint32_t width, std::uint32_t height);
 
-// A picture of gray or of colors in 8 bits of red, green and blue, as it is stored.
+// Returns a gray or color image in 8 bits of red, green and blue, without color conversion.
 [[nodiscard]] Picture eight_bit_colors(const Picture& picture);
 
-// An 8-bit picture of inks becomes red, green and blue without a profile's help: ink lets through
-// what it does not take.
+// Converts an 8-bit CMYK image to red, green and blue without a profile: ink transmits what it does
+// not absorb.
 void inks_to_colors(Picture& picture);

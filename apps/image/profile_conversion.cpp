@@ -22,7 +22,7 @@ struct TransformDeleter {
 };
 using Transform = std::unique_ptr<void, TransformDeleter>;
 
-// Little CMS would write to standard error.
+// By default Little CMS writes to standard error.
 void say_nothing(cmsContext, cmsUInt32Number, const char*) {}
 
 cmsUInt32Number format_of(const Picture& picture) {
@@ -37,7 +37,7 @@ cmsUInt32Number format_of(const Picture& picture) {
   }
 }
 
-// Perceptual, as photo programs do it; profiles of plain matrices give the relative colors.
+// Perceptual, as in photo programs; matrix profiles give relative colorimetric colors.
 Transform transform_to_srgb(const Picture& picture) {
   const Profile source(cmsOpenProfileFromMem(
       picture.icc_profile.data(), static_cast<cmsUInt32Number>(picture.icc_profile.size())));
@@ -59,16 +59,15 @@ constexpr std::array<DeviceFormat, 3> kDeviceFormats{{{cmsSigRgbData, TYPE_RGB_8
                                                       {cmsSigCmykData, TYPE_CMYK_8, 4},
                                                       {cmsSigGrayData, TYPE_GRAY_8, 1}}};
 
-// Printers have profiles of all these kinds. Not a scanner's, nor one that leads from one device to
-// another.
+// Printers have profiles of all these classes. Scanner profiles and device links are refused.
 bool is_for_output(cmsHPROFILE profile) {
-  // A profile can say any four bytes, and an enumeration has no room for all of them.
+  // A profile can contain any four bytes, and the enumeration cannot represent all of them.
   const auto kind = static_cast<cmsUInt32Number>(cmsGetDeviceClass(profile));
   return kind == cmsSigOutputClass || kind == cmsSigDisplayClass || kind == cmsSigColorSpaceClass;
 }
 
-// The planes as the printer's profile counts them: inks are what the filter turned over and left
-// the black out of, gray is the same in all three.
+// The planes as the printer's profile counts them: the filter inverted the inks and removed black;
+// gray is the same in all three planes.
 void device_pixel(const std::uint8_t* plane_values, int channels, std::uint8_t* pixel) {
   for (int i = 0; i < 3 && i < channels; ++i) {
     pixel[i] = channels == 4 ? static_cast<std::uint8_t>(255 - plane_values[i]) : plane_values[i];
@@ -107,7 +106,7 @@ ProofProfile::ProofProfile(const std::string& path_or_name) {
     return;
   }
   cmsSetLogErrorHandler(say_nothing);
-  // Little CMS would wait at a FIFO for ever.
+  // Little CMS would block on a FIFO.
   std::error_code ignored;
   const bool is_file = std::filesystem::is_regular_file(file, ignored);
   const Profile printer(is_file ? cmsOpenProfileFromFile(file.c_str(), "r") : nullptr);

@@ -1,5 +1,5 @@
-// Pictures from one color profile to sRGB, the colors that screens, the print system and the
-// filter mean by red, green and blue.
+// Converts images from one color profile to sRGB, the color space that screens, the print system
+// and the filter use.
 #pragma once
 
 #include <string>
@@ -7,18 +7,18 @@
 
 #include "apps/image/picture.h"
 
-// Brings a picture that carries a profile to sRGB, red, green and blue in the bits it had; the
-// profile is gone then. A picture without one is left as it is. False, with the reason in `error`
-// and the picture untouched, when Little CMS can make nothing of the profile.
+// Converts an image with a profile to sRGB, red, green and blue with the same number of bits, and
+// removes the profile. An image without a profile is not changed. False, with the reason in `error`
+// and the image unchanged, if Little CMS cannot use the profile.
 [[nodiscard]] bool convert_to_srgb(Picture& picture, std::string& error);
 
-// An opened printer profile, to show sheets with. Relative colorimetric: the paper's white is the
-// screen's, and a color that the screen does not have becomes its nearest.
+// An open printer profile, to show sheets with. Relative colorimetric: the white of the paper
+// becomes the white of the screen, and a color that the screen cannot show becomes the nearest one.
 class ProofProfile {
  public:
-  // From a file, by path or by a name that the filter would find in its profile folders. Only a
-  // profile of a device with red, green and blue, four inks or gray will do; otherwise ok() is
-  // false and error() says why, in words that go on behind the profile's name.
+  // Opens a file, by path or by a name in one of the filter's profile folders. The profile must be
+  // of a device with red, green and blue, four inks or gray; otherwise ok() is false, and error()
+  // gives the reason as a phrase that follows the profile's name.
   explicit ProofProfile(const std::string& path_or_name);
   ~ProofProfile();
   ProofProfile(const ProofProfile&) = delete;
@@ -27,7 +27,7 @@ class ProofProfile {
   [[nodiscard]] bool ok() const { return transform_ != nullptr; }
   [[nodiscard]] const std::string& error() const { return error_; }
 
-  // An 8-bit picture of a sheet's planes: afterwards as a screen would show the sheet.
+  // Converts an 8-bit image of a sheet's planes to the colors of a screen.
   void show(Picture& sheet) const;
 
  private:

@@ -16,7 +16,7 @@ bool has_size(const Picture& picture, PixelSize size) {
   return picture.width == size.width && picture.height == size.height;
 }
 
-// In memory only the memory can be short.
+// An operation in memory fails only for lack of memory.
 Picture rendered(const k905::Chain& chain) {
   Picture result;
   if (chain.get() == nullptr || !k905::render(chain.get(), result)) {

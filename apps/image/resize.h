@@ -1,27 +1,27 @@
-// Pictures in another size, by libvips. Throws std::bad_alloc when there is no memory for one.
+// Scaling of images, by libvips. Throws std::bad_alloc.
 #pragma once
 
 #include "apps/image/picture.h"
 
-// The largest part of `whole` whose width is `shape` times its height; at least one pixel.
+// The largest part of `whole` with a width of `shape` times its height; at least one pixel.
 [[nodiscard]] PixelSize largest_part(PixelSize whole, double shape);
 
-// The part of that size whose top left is at x, y; it must be inside.
+// The part of this size with its top left at x, y; it must be inside the image.
 [[nodiscard]] Picture cropped(const Picture& picture, std::uint32_t x, std::uint32_t y,
                               PixelSize size);
 
-// The picture in exactly that size. Its own size gives the same bytes.
+// The image scaled to exactly this size. If it already has this size, the bytes do not change.
 [[nodiscard]] Picture scaled(const Picture& picture, PixelSize size);
 
 // The picture in the middle of that size, which must not be smaller.
 [[nodiscard]] Picture on_white(Picture picture, PixelSize size);
 
 enum class Fit {
-  fill,     // cover everything, crop evenly at both ends
-  whole,    // show everything, white at both ends
-  stretch,  // each direction by itself
+  fill,     // cover everything, crop equally at two opposite edges
+  whole,    // show everything, with white edges
+  stretch,  // scale each direction by itself
 };
 
-// The picture on `size` pixels that are `density` times closer together from top to bottom than
-// from left to right (1 for square pixels).
+// Scales the image to `size` pixels. `density` is the number of pixels per inch from top to bottom,
+// divided by that from left to right (1 for square pixels).
 [[nodiscard]] Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density = 1.0);

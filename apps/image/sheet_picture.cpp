@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint32_t kGap = 24;  // rows between two pages of a sheet
 constexpr std::uint8_t kGray = 222;
 
-// The paper with this canvas; strips differ from the others only in how they are cut.
+// The paper with this canvas. Strips differ from the other papers only in their cut.
 const PaperConfig* paper_of(const Sheet& sheet, std::uint32_t rows_per_row) {
   const auto has_size = [&](const PaperConfig& paper) {
     return sheet.width == static_cast<std::uint32_t>(paper.canvas_width) &&

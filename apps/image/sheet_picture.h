@@ -7,21 +7,21 @@
 
 enum class Mirror { undo, leave };
 
-// All pixels of the three planes as red, green and blue. The filter mirrors the image left to right
-// for the printer, which prints it from behind; `Mirror::undo` gives it as the customer sees it.
+// All pixels of the three planes as red, green and blue. The filter mirrors the image left to
+// right, because the printer prints the back; `Mirror::undo` shows it as the customer sees it.
 [[nodiscard]] Picture sheet_picture(const Sheet& sheet, Mirror mirror);
 
 enum class SheetView {
-  paper,   // what the customer holds: without the margins beyond the paper, pixels made square
-  canvas,  // every pixel that the printer gets
-  wire,    // the same, mirrored as the printer gets it
+  paper,   // what the customer holds: without the margins outside the paper, with square pixels
+  canvas,  // every pixel that is sent to the printer
+  wire,    // the same, mirrored as it is sent
 };
 
 struct ShownSheet {
   Picture picture;
-  PixelDensity density;  // 0 where the sheet has the size of no paper
+  PixelDensity density;  // 0 if the size of the sheet belongs to no paper
 };
 
-// The paper is found by the size of the sheet and the way it is cut. Two pages that share a sheet
-// are shown one below the other with a gray gap. A sheet of another size is shown whole.
+// The size of the sheet and its cut identify the paper. Two pages that share a sheet are shown one
+// below the other with a gray gap. A sheet of another size is shown completely.
 [[nodiscard]] ShownSheet shown_sheet(const Sheet& sheet, SheetView view);

@@ -84,7 +84,7 @@ void add_scaling(Chain& chain, PixelSize size) {
     if (in->Xsize == width && in->Ysize == height) {
       return vips_copy(in, out, nullptr);
     }
-    // vips_resize() moves an image that it enlarges by half a pixel.
+    // vips_resize() shifts an image that it enlarges by half a pixel.
     VipsInterpolate* bicubic = vips_interpolate_new("bicubic");
     VipsArrayInt* area = vips_array_int_newv(4, 0, 0, width, height);
     const int result =

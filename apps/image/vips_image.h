@@ -9,24 +9,24 @@
 
 namespace k905 {
 
-// Starts libvips once, without the loaders that it calls untrusted. Its warnings are dropped.
+// Starts libvips once, without the loaders that it marks as untrusted. Discards its warnings.
 [[nodiscard]] bool start_vips();
 
-// What libvips reported last, one line without the name of its module. Clears it.
+// The last error of libvips, in one line without the name of its module. Clears it.
 [[nodiscard]] std::string vips_reason();
 
-// An image over the pixels of `picture`, which must outlive it. The caller unrefs it. Null when
-// there is no memory.
+// An image over the pixels of `picture`, which must outlive it. The caller unrefs it. Null if there
+// is no memory.
 [[nodiscard]] VipsImage* vips_image_over(const Picture& picture);
 
-// Renders the image into memory of ours. Its profile is left out.
+// Renders the image into our own memory, without its profile.
 [[nodiscard]] bool render(VipsImage* in, Picture& picture);
 
 [[nodiscard]] inline bool has_wide_samples(const VipsImage* in) {
   return vips_format_sizeof(in->BandFmt) > 1;
 }
 
-// One operation of libvips after another on an image; the first that fails ends the chain.
+// A chain of libvips operations on an image; the first that fails ends the chain.
 class Chain {
  public:
   // Takes over the reference to `start`, which may be null.
@@ -35,7 +35,7 @@ class Chain {
   Chain(const Chain&) = delete;
   Chain& operator=(const Chain&) = delete;
 
-  // Begins with what `operation(&out)` makes.
+  // Starts with the result of `operation(&out)`.
   template <class Operation>
   Chain& start(Operation operation) {
     VipsImage* out = nullptr;
@@ -43,7 +43,7 @@ class Chain {
     return *this;
   }
 
-  // `operation(in, &out)` returns 0 on success, as all of libvips does.
+  // `operation(in, &out)` returns 0 on success, as all operations of libvips do.
   template <class Operation>
   Chain& then(Operation operation) {
     VipsImage* out = nullptr;
@@ -68,7 +68,7 @@ class Chain {
   VipsImage* image_;
 };
 
-// Adds what scales to exactly that size: shrinking averages, enlarging interpolates.
+// Scales to exactly this size: averages if it shrinks, interpolates if it enlarges.
 void add_scaling(Chain& chain, PixelSize size);
 
 }  // namespace k905

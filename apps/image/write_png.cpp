@@ -18,14 +18,13 @@
 
 namespace {
 
-// A whole sheet is waited for, and photos gain little from more; small pictures are made to be
-// kept.
+// Photos hardly compress better at higher levels, which take longer; small images are made once.
 int compression_for(const Picture& picture) {
   constexpr std::uint64_t small = 1000000;
   return std::uint64_t{picture.width} * picture.height <= small ? 9 : 3;
 }
 
-// libvips counts pixels per millimeter. Without a density it writes one that means nothing.
+// libvips counts pixels per millimeter. Without a density it writes a meaningless one.
 constexpr double per_millimeter(int dpi) { return dpi > 0 ? dpi / 25.4 : 1.0; }
 
 VipsInterpretation interpretation_of(const Picture& picture) {
@@ -35,7 +34,7 @@ VipsInterpretation interpretation_of(const Picture& picture) {
   return picture.channels == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
 }
 
-// As the PNG format counts it; pHYs is short, so bit by bit will do.
+// The CRC of the PNG format, bit by bit: pHYs is short.
 std::uint32_t crc_of(std::string_view bytes) {
   std::uint32_t crc = 0xFFFFFFFF;
   for (const char byte : bytes) {
@@ -74,7 +73,7 @@ bool write_file(int descriptor, std::string_view bytes, std::string& error) {
   return true;
 }
 
-// Only a regular file may be removed again; a device or a pipe stays.
+// Removes only regular files, not devices or pipes.
 bool is_regular_file(int descriptor) {
   struct stat status {};
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);

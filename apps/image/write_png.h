@@ -1,17 +1,17 @@
-// Writing a picture as a PNG file.
+// Writes an image as a PNG file.
 #pragma once
 
 #include <string>
 
 #include "apps/image/picture.h"
 
-// How many pixels lie on an inch of paper; 0 leaves it out of the file.
+// Pixels per inch of paper; 0 omits it from the file.
 struct PixelDensity {
   int horizontal_dpi = 0;
   int vertical_dpi = 0;
 };
 
-// Writes the picture to `path`, or to standard output for "-". False on failure, with the reason in
-// `error`; no half a file is left behind.
+// Writes the image to `path`, or to standard output for "-". False on failure, with the reason in
+// `error`; an incomplete file is removed.
 [[nodiscard]] bool write_png(const std::string& path, const Picture& picture, PixelDensity density,
                              std::string& error);
