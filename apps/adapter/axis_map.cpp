@@ -7,7 +7,7 @@ namespace k905 {
 
 namespace {
 
-// Positions are sums of a few products: what they miss of the exact value is far below this.
+// Positions are sums of a few products; their rounding errors are far below this.
 constexpr double kRounding = 1e-6;
 
 std::uint32_t longest_piece(const Axis& axis) {
@@ -18,7 +18,7 @@ std::uint32_t longest_piece(const Axis& axis) {
   return longest;
 }
 
-// The source pixel for a position that may be outside of the source; -1 for white.
+// The source pixel for a position that may be outside the source; -1 for white.
 std::int64_t pixel_at(const Axis& axis, double position) {
   const double last = static_cast<double>(axis.source) - 1;
   if (position < 0) return axis.repeats_first ? 0 : -1;
@@ -55,7 +55,8 @@ AxisMap::Entry AxisMap::weighted(const Axis& axis, double center) {
   const double from = std::ceil(middle - radius);
   const double to = std::floor(middle + radius);
   const double last = static_cast<double>(axis.source) - 1;
-  // What is far outside is one color; the positions stay within what the types hold.
+  // Limits positions far outside the source, which have one color anyway, to the range of the
+  // types.
   if (to < 0 || from > last) return single(axis, to < 0 ? -1.0 : last + 1);
 
   const auto begin = static_cast<std::uint32_t>(std::max(from, 0.0));
@@ -78,7 +79,7 @@ AxisMap::Entry AxisMap::weighted(const Axis& axis, double center) {
     weights_.push_back(static_cast<std::uint32_t>(height / sum * kWhole));
     given += weights_.back();
   }
-  // Rounding left a little over; the strongest pixel takes it.
+  // Gives the rounding remainder to the pixel with the largest weight.
   const auto whole = static_cast<std::uint32_t>(std::lround(inside / sum * kWhole));
   const auto own = weights_.begin() + static_cast<std::ptrdiff_t>(entry.weights);
   *std::max_element(own, weights_.end()) += whole - std::min(whole, given);

@@ -1,5 +1,5 @@
-// Which source pixels make up each pixel of a page, along one side. Both sides are independent, so
-// a page is described by two of these maps: one for its columns, one for its rows.
+// Which source pixels make up each pixel of a page, along one side. The two sides are independent,
+// so a page is described by two of these maps: one for its columns, one for its rows.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 
 namespace k905 {
 
-// A run of target pixels, `begin` to `end` (not included). The center of target pixel i is at
-// `start + (i - begin) * step` of the source, where source pixel k covers k to k + 1.
+// A run of target pixels, from `begin` up to, but not including, `end`. The center of target pixel
+// i is at `start + (i - begin) * step` in the source, where source pixel k covers k to k + 1.
 struct AxisPiece {
   std::uint32_t begin = 0;
   std::uint32_t end = 0;
@@ -22,31 +22,32 @@ struct Axis {
   std::uint32_t target = 0;
   double step = 1;  // source pixels for each target pixel, above 0
   std::vector<AxisPiece> pieces = {};
-  // Beyond this end of the source its last pixel is repeated; otherwise the page is white there.
+  // Whether the last source pixel is repeated after this end of the source; otherwise the page is
+  // white there.
   bool repeats_first = false;
   bool repeats_last = false;
 };
 
 class AxisMap {
  public:
-  // The source pixels of one target pixel: `weights` belong to `first` and its followers; what they
-  // leave of kWhole is white.
+  // The source pixels of one target pixel: `weights` belong to `first` and the pixels after it.
+  // What they leave of kWhole is white.
   struct Taps {
     std::uint32_t first = 0;
     std::span<const std::uint32_t> weights;
   };
   static constexpr std::uint32_t kWhole = 65536;
 
-  // Where the scale is 1 (within half a pixel over the whole length) every target pixel is one
-  // source pixel. Otherwise a triangle as wide as the larger of the two pixel grids weights them,
-  // so that nothing is skipped when an image shrinks. Target pixels outside of all pieces are
+  // If the scale is 1 (within half a pixel over the complete length), every target pixel is one
+  // source pixel. Otherwise the source pixels are weighted by a triangle as wide as the larger of
+  // the two pixel grids, so that shrinking skips no pixel. Target pixels outside all pieces are
   // white.
   explicit AxisMap(const Axis& axis);
 
   // The same map with target pixel i replaced by target pixel `order[i]`.
   [[nodiscard]] AxisMap selected(std::span<const std::uint32_t> order) const;
 
-  // The map between both sides turned end for end.
+  // The map with source and target reversed end to end.
   [[nodiscard]] AxisMap reversed() const;
 
   [[nodiscard]] std::size_t size() const { return entries_.size(); }

@@ -11,10 +11,11 @@ namespace k905 {
 namespace {
 
 constexpr double kPointsPerInch = 72.0;
-// Print systems count pages in whole points, and name the same paper in inches and millimeters.
+// Print systems round page sizes to whole points, and give the same paper in inches and
+// millimeters.
 constexpr double kSameSizePt = 2.0;
 
-// One side of a page, of the paper and of the picture that the sheet shows.
+// One side of a page, of the paper and of the visible image on the sheet.
 struct Side {
   std::uint32_t raster = 0;  // pixels
   double dpi = 0;
@@ -23,15 +24,15 @@ struct Side {
   double paper_pt = 0;
   double sheet_dpi = 0;
   std::uint32_t seen = 0;     // pixels of the sheet
-  std::uint32_t picture = 0;  // pixels that reach the sheet, at most `seen`
+  std::uint32_t picture = 0;  // visible pixels of the image, at most `seen`
 
   [[nodiscard]] double page_pt() const { return page / dpi * kPointsPerInch; }
   [[nodiscard]] bool fits_paper() const { return std::fabs(page_pt() - paper_pt) <= kSameSizePt; }
 };
 
-// The part of a side that a frame takes: where on the sheet, and which share of the page.
+// The part of a side that a frame covers: its place on the sheet, and its share of the page.
 struct Part {
-  double begin = 0;  // in seen pixels
+  double begin = 0;  // in visible pixels
   double length = 0;
   double page_begin = 0;  // as a share of the page's length
   double page_length = 1;
@@ -58,7 +59,7 @@ double scale_of(const Side& across, const Side& down, Scaling scaling) {
   return 1;
 }
 
-// The picture's pixels that the sheet shows somewhere in the part.
+// The visible pixels of the image within the part.
 std::pair<std::uint32_t, std::uint32_t> pixels_in(const Part& part, const Side& side) {
   const double pixels_per_seen = static_cast<double>(side.picture) / side.seen;
   const auto shown_at = [&](double seen) {
@@ -69,8 +70,8 @@ std::pair<std::uint32_t, std::uint32_t> pixels_in(const Part& part, const Side& 
   return {static_cast<std::uint32_t>(std::max(first, 0.0)), static_cast<std::uint32_t>(last + 1)};
 }
 
-// What is outside of the frames is white where two pages share the sheet, as it is when the filter
-// merges them. Around a single frame the page goes on, so that no edge shows bare paper.
+// If two pages share the sheet, everything outside the frames is white, as when the filter merges
+// them. Around a single frame the page continues, so that no edge shows bare paper.
 std::vector<AxisPiece> pieces_of(const Side& side, const std::vector<Part>& parts, double step,
                                  bool whole_sheet) {
   const double pixels_per_seen = static_cast<double>(side.picture) / side.seen;
@@ -93,8 +94,8 @@ AxisMap map_of(const Side& side, const std::vector<Part>& parts, double scale, b
             .target = side.picture,
             .step = step,
             .pieces = pieces_of(side, parts, step, whole_sheet)};
-  // A page that covers the paper ends beyond it: the few pixels that the sheet shows outside of the
-  // page continue it. Any other page ends on white.
+  // A page that covers the paper ends outside it: the few visible pixels outside the page repeat
+  // its edge. All other pages are surrounded by white.
   const bool covers = side.page_pt() * scale >= side.paper_pt - kSameSizePt;
   const double near = kSameSizePt / kPointsPerInch * side.dpi;
   axis.repeats_first = covers && side.offset <= near;
@@ -125,7 +126,7 @@ std::vector<Part> parts_across(const SheetPlace& place) {
   return {{.begin = frame.left, .length = frame.width}};
 }
 
-// Several frames share the page: each holds an equal part of it.
+// Several frames share the page in equal parts.
 std::vector<Part> parts_down(const SheetPlace& place) {
   std::vector<Part> parts;
   const double share = 1.0 / static_cast<double>(place.frames.size());
@@ -168,7 +169,7 @@ PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scalin
   AxisMap columns = map_of(width, parts_across(place), scale, whole_sheet).selected(map.columns);
   AxisMap rows = map_of(height, parts_down(place), scale, whole_sheet).selected(map.rows);
   if (!across_paper) return {PageFit::Turn::none, std::move(columns), std::move(rows)};
-  // The filter halves the rows of a fine page that it turns.
+  // The filter halves the rows of a page of 300 x 600 dpi when it rotates it.
   if (place.fine) return {PageFit::Turn::before, std::move(columns), std::move(rows)};
   return {PageFit::Turn::by_filter, std::move(rows), columns.reversed()};
 }

@@ -1,5 +1,5 @@
-// Where a page that another program drew goes on the sheet: turned if it lies across, at its
-// physical size, in the middle of the paper.
+// Places a page of another program on the sheet: in its physical size, in the middle of the paper,
+// rotated if its orientation differs.
 #pragma once
 
 #include <cstdint>
@@ -9,12 +9,12 @@
 
 namespace k905 {
 
-// A page as its raster header describes it. The raster may hold a part of the page only, with
-// nothing but white around it.
+// A page as its raster header describes it. The raster may contain only a part of the page; the
+// rest is white.
 struct DrawnPage {
   std::uint32_t width = 0;  // of the raster, in pixels, at least 1
   std::uint32_t height = 0;
-  double dpi_across = 0;  // above 0, as all that follow
+  double dpi_across = 0;  // above 0, like all following members
   double dpi_down = 0;
   double page_across = 0;  // of the page, in pixels of the raster
   double page_down = 0;
@@ -22,26 +22,25 @@ struct DrawnPage {
   double top = 0;
 };
 
-// What to do with a page that has not the size of the paper.
+// How to place a page whose size differs from the paper.
 enum class Scaling {
   automatic,      // a larger page covers the paper, a smaller one keeps its size
-  automatic_fit,  // a larger page is made to fit, a smaller one keeps its size
-  fill,           // cover the paper, cut what hangs over evenly at both ends
-  fit,            // show all of the page
+  automatic_fit,  // a larger page is reduced to fit, a smaller one keeps its size
+  fill,           // cover the paper, crop equally at two opposite edges
+  fit,            // show the complete page
   none,           // keep the size
 };
 
-// How the raster becomes the page for the filter. A page that lies across the paper is turned to
-// the right: print systems turn a photo that lies across their page to the left, and this undoes
-// it.
+// How the raster becomes the page for the filter. A page with the other orientation is rotated
+// clockwise: print systems rotate such photos counterclockwise, and this undoes it.
 struct PageFit {
   enum class Turn {
     none,
-    by_filter,  // the page for the filter lies across as well, and its header says so
-    before,     // the raster is to be turned before it is mapped
+    by_filter,  // the page for the filter has that orientation too, and its header says so
+    before,     // the raster is rotated before it is mapped
   };
   Turn turn = Turn::none;
-  AxisMap columns;  // of the filter's page, from the raster (or the turned raster)
+  AxisMap columns;  // of the filter's page, from the (rotated) raster
   AxisMap rows;
 };
 

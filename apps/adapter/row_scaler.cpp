@@ -17,7 +17,7 @@ std::size_t most_taps(const AxisMap& map) {
   return most;
 }
 
-// A sample of a row as 16 bits; rows need not be aligned.
+// A sample of a row as 16 bits; rows may be unaligned.
 std::uint32_t wide_sample(const std::uint8_t* row, std::size_t index, std::size_t sample_bytes) {
   if (sample_bytes == 1) return row[index] * 257U;
   std::uint16_t sample = 0;
@@ -25,7 +25,7 @@ std::uint32_t wide_sample(const std::uint8_t* row, std::size_t index, std::size_
   return sample;
 }
 
-// What the weights leave over.
+// The share of white that the weights leave.
 std::uint32_t white_weight(const AxisMap::Taps& taps) {
   return AxisMap::kWhole - std::accumulate(taps.weights.begin(), taps.weights.end(), 0U);
 }

@@ -1,5 +1,5 @@
-// The rows of one page made from the rows of another, as two axis maps say. Source rows are used as
-// they come: only as many are kept as the filter's height needs.
+// Makes the rows of one page from the rows of another, according to two axis maps. Source rows are
+// used as they arrive; only as many are kept as one target row needs.
 #pragma once
 
 #include <cstdint>
@@ -18,28 +18,28 @@ struct RowFormat {
   [[nodiscard]] std::size_t pixel_bytes() const { return channels * sample_bytes; }
 };
 
-// Gives the rows of the source.
+// Supplies the rows of the source.
 class RowSource {
  public:
   virtual ~RowSource() = default;
-  // The next row, from the first to the last; valid until the next call. Null when there is none.
+  // The next row, from the first to the last; valid until the next call. Null if there is none.
   [[nodiscard]] virtual const std::uint8_t* next_row() = 0;
 };
 
 class RowScaler {
  public:
-  // `columns` and `rows` must outlive the scaler. The source rows that `rows` names must ascend.
+  // `columns` and `rows` must outlive the scaler. The source rows in `rows` must ascend.
   RowScaler(const AxisMap& columns, const AxisMap& rows, const RowFormat& format);
 
-  // Row y of the page, from row 0 on, each one once or more often, into columns.size() pixels.
-  // False when the source ends too early.
+  // Writes row y of the page, starting with row 0, each one at least once, to columns.size()
+  // pixels. False if the source ends too early.
   [[nodiscard]] bool make_row(std::size_t y, RowSource& source, std::uint8_t* out);
 
-  // Source rows taken so far.
+  // Source rows read so far.
   [[nodiscard]] std::uint32_t rows_taken() const { return taken_; }
 
  private:
-  // Pixels that are neighbors in the source and on the page; white ones have no source.
+  // Pixels that are neighbors in the source and on the page; white pixels have no source.
   struct Run {
     std::size_t target = 0;
     std::size_t source = 0;
@@ -61,7 +61,7 @@ class RowScaler {
   const AxisMap& columns_;
   const AxisMap& rows_;
   RowFormat format_;
-  std::vector<Run> runs_;  // of exact columns
+  std::vector<Run> runs_;  // of the columns that are mapped 1:1
   std::uint32_t taken_ = 0;
   const std::uint8_t* current_ = nullptr;  // row taken_ - 1 of the source
   // Rows that are scaled across, as 16-bit samples: row i is at index i modulo the number of rows.

@@ -10,7 +10,8 @@ namespace k905 {
 
 namespace {
 
-// Divides one side of the sheet where the paper is divided: the sheet can reach a little beyond it.
+// Divides one side of the sheet where the paper is divided: the sheet can extend a little beyond
+// the paper.
 struct Side {
   std::uint32_t pixels = 0;  // of the picture
   std::uint32_t seen = 0;    // of the sheet

@@ -1,4 +1,4 @@
-// The child sends its answer through an anonymous file: a text, the pixels.
+// The child returns its result through an anonymous file: a text, then the pixels.
 #include "apps/layout/page_in_child.h"
 
 #include <sys/mman.h>
@@ -27,11 +27,11 @@ namespace {
 constexpr const char* kChild = "k905-print: photo decoder";  // its name for ps
 constexpr int kExitPage = 0;
 constexpr int kExitBroken = 1;
-constexpr int kExitError = 3;                    // the answer says what is wrong
+constexpr int kExitError = 3;                    // the text is the reason
 constexpr rlim_t kMostMemory = rlim_t{1} << 30;  // address space, in bytes
-constexpr rlim_t kMostSeconds = 120;             // of processor time
+constexpr rlim_t kMostSeconds = 120;             // of CPU time
 
-// The text, which ends with a NUL: a warning, or why there is no page.
+// The text, which ends with a NUL: a warning, or the reason why there is no page.
 bool write_answer(int out, const Prepared& prepared, const std::string& error) {
   const std::string& text = error.empty() ? prepared.warning : error;
   const auto& bytes = prepared.picture.bytes;
@@ -43,7 +43,7 @@ void limit_this_process() {
   const rlimit memory{kMostMemory, kMostMemory};
   const rlimit time{kMostSeconds, kMostSeconds};
   const rlimit no_core{0, 0};
-#if !defined(__SANITIZE_ADDRESS__)  // the sanitizer reserves terabytes
+#if !defined(__SANITIZE_ADDRESS__)  // the sanitizer reserves terabytes of address space
   setrlimit(RLIMIT_AS, &memory);
 #else
   (void)memory;
@@ -101,7 +101,7 @@ int make_page(int out, const SheetPlace& place, const Preparation& options) {
   return has_page ? kExitPage : kExitError;
 }
 
-// The page follows the text; its size is known.
+// The pixels follow the text; their size is known.
 std::optional<Prepared> read_answer(int in, bool has_page, const SheetPlace& place,
                                     std::string& error) {
   struct stat status {};
@@ -148,7 +148,7 @@ std::optional<Prepared> page_in_child(const std::string& path, const SheetPlace&
   setup.output = STDERR_FILENO;
   setup.error = STDERR_FILENO;
   setup.inherited = answer.get();
-  // What these mean to the sheet in hand is decided by the parent.
+  // The parent decides how these signals affect the current sheet.
   setup.ignored = {SIGINT, SIGTERM, SIGHUP};
   std::ranges::copy(request(place, options), std::back_inserter(setup.arguments));
   Child child = answer ? spawn(setup) : Child();

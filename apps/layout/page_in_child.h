@@ -1,5 +1,5 @@
-// A photo decoded in a child process with limits, so that a malformed file can neither crash the
-// program that prints nor exhaust the machine's memory.
+// Decodes a photo in a child process with resource limits, so that a malformed file can neither
+// crash the program nor exhaust the memory.
 #pragma once
 
 #include <optional>
@@ -9,7 +9,7 @@
 
 namespace k905 {
 
-// The error of a photo that may be printed when the machine has more memory to spare.
+// The error for a photo that may succeed later, when more memory is free.
 inline constexpr char kNotEnoughMemory[] = "not enough memory to decode the photo";
 
 // The picture for the photo in the file `path` ("-" is standard input), prepared as prepare() does.
@@ -20,8 +20,8 @@ inline constexpr char kNotEnoughMemory[] = "not enough memory to decode the phot
                                                     const SheetPlace& place,
                                                     const Preparation& options, std::string& error);
 
-// For main(), before anything else: makes the page and returns the exit status when this process is
-// such a child; otherwise null. libvips uses threads, so a plain fork would not do.
+// To be called first in main(): if this process is such a child, makes the page and returns the
+// exit status; otherwise returns null. libvips uses threads, so fork without exec is not possible.
 [[nodiscard]] std::optional<int> make_page_as_child(int argc, char** argv);
 
 }  // namespace k905

@@ -1,4 +1,4 @@
-// The page of a picture that is in memory.
+// The page of an image in memory.
 #include <cstring>
 
 #include "apps/image/picture.h"

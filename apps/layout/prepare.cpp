@@ -15,16 +15,16 @@ namespace {
 
 using k905::Photo;
 
-// From 5 on, EXIF orientations exchange rows and columns.
+// EXIF orientations from 5 on exchange rows and columns.
 bool has_sides_exchanged(int orientation) { return orientation >= 5; }
 
-// The orientation as EXIF counts it, after a further rotation to the left of what is seen.
+// The EXIF orientation after another counterclockwise rotation of the visible image.
 int rotated_left(int orientation) {
   constexpr int after[] = {8, 8, 5, 6, 7, 4, 1, 2, 3};
   return after[orientation >= 1 && orientation <= 8 ? orientation : 0];
 }
 
-// A square fits either way, and every photo fits a square sheet.
+// Every photo suits a square sheet, and a square photo suits every sheet.
 bool suits_rotated(const Photo& photo, const SheetPlace& place) {
   std::uint32_t width = photo.width();
   std::uint32_t height = photo.height();
@@ -49,7 +49,7 @@ void make_8_bit(Picture& picture) {
   picture.bits = 8;
 }
 
-// What is read of the stored photo, and the pixels that it becomes before it is put upright.
+// The area of the stored photo that is read, and its size before it is rotated upright.
 struct Cut {
   PixelArea area;
   PixelSize size;
@@ -58,7 +58,7 @@ struct Cut {
 Cut cut_for(const Photo& photo, const SheetPlace& place, bool whole, int orientation) {
   const PixelSize pixels = picture_size(place);
   PixelSize size = pixels;
-  // Width over height, of the sheet as it is seen and of one of its pixels.
+  // Width over height, of the visible sheet and of one of its pixels.
   double shape = place.seen_width / (place.seen_height / place.density());
   double pixel_shape = shape * size.height / size.width;
   if (has_sides_exchanged(orientation)) {

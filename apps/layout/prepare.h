@@ -1,4 +1,4 @@
-// A photo made ready for the sheet: cropped or fitted, rotated, scaled once, in sRGB.
+// Prepares a photo for the sheet: cropped or fitted, rotated, scaled once, in sRGB.
 #pragma once
 
 #include <optional>
@@ -10,8 +10,8 @@
 
 struct Preparation {
   bool whole =
-      false;         // fit all of the photo on white; otherwise it is cropped to the sheet's shape
-  bool turn = true;  // rotate it by 90 degrees to the left where that suits the sheet's shape
+      false;  // show the complete photo on white; otherwise it is cropped to the shape of the sheet
+  bool turn = true;  // rotate it counterclockwise if the sheet has the other orientation
 };
 
 struct Prepared {
@@ -19,6 +19,6 @@ struct Prepared {
   std::string warning;  // empty, or what was wrong with the photo although it prints
 };
 
-// Null with one line in `error` when the file is truncated or malformed.
+// Null with one line in `error` if the file is truncated or malformed.
 [[nodiscard]] std::optional<Prepared> prepare(const k905::Photo& photo, const SheetPlace& place,
                                               const Preparation& options, std::string& error);

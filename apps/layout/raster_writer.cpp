@@ -12,7 +12,7 @@
 
 namespace {
 
-// A row of a page in as many channels as the printer's stream shall have.
+// A row of a page, converted to the number of channels of the raster stream.
 void convert_row(const Picture& page, std::uint32_t y, std::vector<std::uint8_t>& row,
                  std::size_t channels) {
   row.resize(page.width * channels);
@@ -64,7 +64,7 @@ RasterWriter::RasterWriter(Sink sink, bool compressed)
       raster_(cupsRasterOpenIO(write_bytes, this,
                                compressed ? CUPS_RASTER_WRITE_COMPRESSED : CUPS_RASTER_WRITE)) {}
 
-// libcups would write by itself, but does not tell why it failed.
+// libcups could write to the descriptor itself, but does not report the error.
 RasterWriter::RasterWriter(int descriptor, bool compressed)
     : RasterWriter(
           [descriptor](const std::uint8_t* bytes, std::size_t count) -> const char* {
@@ -84,7 +84,7 @@ ssize_t RasterWriter::write_bytes(void* context, unsigned char* bytes, std::size
 bool RasterWriter::write_page(cups_page_header2_t header, const Rows& rows, std::string& error) {
   bool written = raster_ != nullptr && cupsRasterWriteHeader2(raster_, &header) != 0;
   for (std::uint32_t y = 0; written && y < header.cupsHeight; ++y) {
-    // libcups reads the line only.
+    // libcups only reads the row, but takes a non-const pointer.
     auto* line = const_cast<std::uint8_t*>(rows(y));
     written =
         cupsRasterWritePixels(raster_, line, header.cupsBytesPerLine) == header.cupsBytesPerLine;

@@ -1,4 +1,4 @@
-// Raster pages for the filter on a descriptor or to whoever takes the bytes, written by libcups.
+// Writes raster pages for the filter to a descriptor or a callback, by libcups.
 #pragma once
 
 #include <cups/raster.h>
@@ -18,22 +18,22 @@
 
 class RasterWriter {
  public:
-  // Takes all bytes and returns null, or says why it cannot.
+  // Takes all bytes and returns null, or returns the error.
   using Sink = std::function<const char*(const std::uint8_t* bytes, std::size_t count)>;
   // Row y of a page, valid until the next call.
   using Rows = std::function<const std::uint8_t*(std::uint32_t y)>;
 
-  // `compressed` lets libcups squeeze the lines.
+  // `compressed` selects the compressed raster format.
   RasterWriter(Sink sink, bool compressed);
-  // The descriptor stays the caller's.
+  // The caller keeps the descriptor.
   RasterWriter(int descriptor, bool compressed);
   ~RasterWriter();
   RasterWriter(const RasterWriter&) = delete;
   RasterWriter& operator=(const RasterWriter&) = delete;
 
-  // One page. False with `error` filled when it cannot be written.
+  // Writes one page. False with `error` set on failure.
   bool write_page(cups_page_header2_t header, const Rows& rows, std::string& error);
-  // The page that page_for() made: 8 bits, gray or RGB as the place says.
+  // Writes the page that page_for() made: 8 bits, gray or RGB as the place says.
   bool write_page(const SheetPlace& place, const Picture& page, std::string& error);
 
  private:

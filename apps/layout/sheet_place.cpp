@@ -26,8 +26,8 @@ std::uint32_t at_least_one(std::int32_t pixels) {
   return static_cast<std::uint32_t>(std::max(1, pixels));
 }
 
-// For each pixel of the picture along one side, the pixel of the page that the filter shows there.
-// It takes the nearest pixel, in this arithmetic and no other.
+// For each pixel of the image along one side, the pixel of the page that the filter shows there.
+// The filter takes the nearest pixel, computed exactly in this way.
 std::vector<std::size_t> shown_pixels(std::uint32_t page, std::uint32_t seen, bool mirrored) {
   std::vector<std::size_t> shown(seen);
   const double step = 1 / (static_cast<double>(seen) / static_cast<double>(page));
@@ -36,7 +36,7 @@ std::vector<std::size_t> shown_pixels(std::uint32_t page, std::uint32_t seen, bo
     shown[i] = std::min<std::size_t>(static_cast<std::size_t>(center), page - 1);
   }
   if (mirrored) {
-    // Both the page and the sheet are turned over: what is seen last is what was taken first.
+    // Both the page and the sheet are mirrored: the visible order is the reverse of the filter's.
     std::vector<std::size_t> turned(seen);
     for (std::size_t i = 0; i < seen; ++i) {
       turned[i] = page - 1 - shown[seen - 1 - i];
@@ -46,7 +46,7 @@ std::vector<std::size_t> shown_pixels(std::uint32_t page, std::uint32_t seen, bo
   return shown;
 }
 
-// The picture's pixel for every pixel of the page; those that nobody sees repeat their neighbor.
+// The pixel of the image for every pixel of the page; invisible pixels repeat their neighbor.
 std::vector<std::uint32_t> spread(std::uint32_t page, std::uint32_t seen, bool mirrored) {
   std::vector<std::uint32_t> source(page);
   const std::uint32_t count = std::min(page, seen);
@@ -65,8 +65,8 @@ std::vector<std::uint32_t> spread(std::uint32_t page, std::uint32_t seen, bool m
   return source;
 }
 
-// The paper's visible areas, moved and made narrower or wider with the user's bleeds, as they are
-// seen from the front: the printer prints from behind.
+// The paper's visible areas, changed by the user's borders, as seen from the front: the printer
+// prints the back.
 std::vector<SheetFrame> frames_on(const PaperConfig& paper, const PageLayout& layout, bool fine) {
   const std::int32_t seen_right_edge = layout.bleed_left + layout.effective_width;
   const std::int32_t rows_per_row = fine ? 2 : 1;

@@ -51,7 +51,7 @@ class RulerPage {
     const double x = width_ / 2 - 22;
     text(x, 9.5, "top edge: BleedTop");
     text(x, height_ - 9, "bottom edge: BleedBottom");
-    // The printer prints from behind.
+    // The printer prints the back of the image.
     text(12, height_ / 2 - 4, "left edge:");
     text(12, height_ / 2, "BleedRight");
     text(width_ - 31, height_ / 2 - 4, "right edge:");
@@ -67,7 +67,7 @@ class RulerPage {
   static double tick(int mm) { return mm % 10 == 0 ? 5 : mm % 5 == 0 ? 3.5 : 2; }
   static double line() { return kFrameLine; }
 
-  // Its outer edges are 50 mm apart; smaller where the paper is.
+  // The outer edges are 50 mm apart; less if the paper is smaller.
   void draw_box() {
     const double size = std::min(kBox, height_ - 24);
     const double x = (width_ - size) / 2;
@@ -105,9 +105,9 @@ class RulerPage {
                .density = down_ / across_});
   }
 
-  double across_;  // pixels of the picture for a millimeter
+  double across_;  // pixels of the image per millimeter
   double down_;
-  double left_;  // of the paper, in pixels of the picture
+  double left_;  // of the paper, in pixels of the image
   double top_;
   double width_;  // of the paper, in millimeters
   double height_;

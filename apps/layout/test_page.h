@@ -1,4 +1,4 @@
-// A page that shows how large things come out and where the paper really ends.
+// A test page that shows the physical size of a print and where the paper ends.
 #pragma once
 
 #include "apps/image/picture.h"

@@ -1,6 +1,6 @@
-// phototok905: the filter that CUPS starts for a photo file. Makes the page that k905-print makes,
-// rotated, converted to sRGB, cropped or fitted and scaled once, as raster for the program in front
-// of rastertok905. The photo is decoded in a child process with limits.
+// phototok905: the filter that CUPS starts for a photo file. Makes the same page as k905-print:
+// rotated, converted to sRGB, cropped or fitted and scaled once. The raster goes to
+// rastertok905job. The photo is decoded in a child process with resource limits.
 #include <signal.h>
 #include <unistd.h>
 
@@ -30,7 +30,7 @@ constexpr int kCopies = 4;
 constexpr int kOptions = 5;
 constexpr int kFile = 6;
 
-// The formats that CUPS' own filter reads.
+// The formats that the filter of CUPS reads.
 bool is_usual_photo() {
   const char* const type = std::getenv("CONTENT_TYPE");
   constexpr std::array<const char*, 3> usual{"image/jpeg", "image/png", "image/tiff"};
@@ -39,7 +39,7 @@ bool is_usual_photo() {
          });
 }
 
-// Returns only when that filter is not there.
+// Returns only if that filter does not exist.
 void become_usual_filter(char** argv) {
   const char* const folder = std::getenv("CUPS_SERVERBIN");
   if (folder == nullptr) return;
@@ -80,7 +80,7 @@ int filter_photo(int argc, char** argv) {
   const JobOptions options(argv[kOptions]);
   const JobPpd job = make_job_ppd(std::getenv("PPD"), argv[kOptions]);
   const k905::Descriptor copy_of_ppd(job.descriptor);
-  // The program after this one refuses the job and says why.
+  // The next program refuses the job and reports the reason.
   if (!job.refusal.empty()) return 0;
   if (job.paper == nullptr || (is_usual_photo() && k905::wants_usual_filter(options))) {
     become_usual_filter(argv);

@@ -15,7 +15,7 @@ bool is_on(const std::string& value) { return value == "true" || value == "yes" 
 
 Preparation preparation_of(const JobOptions& options) {
   const std::string scaling = options.value("print-scaling");
-  // Only a job itself asks for these two; "fill" may be the queue's default.
+  // These two can only be options of the job; "fill" may be the queue's default.
   const bool fit_to_page = is_on(options.value("fit-to-page")) || is_on(options.value("fitplot"));
   return {.whole = scaling == "fit" || scaling == "auto-fit" || fit_to_page, .turn = true};
 }

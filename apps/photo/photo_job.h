@@ -1,4 +1,4 @@
-// What a job asks of its photos.
+// The options of a job that concern its photos.
 #pragma once
 
 #include "apps/adapter/job_options.h"
@@ -6,14 +6,14 @@
 
 namespace k905 {
 
-// Whether all of the photo is to be shown, on white; otherwise it covers the sheet.
+// Whether the complete photo is shown, on white; otherwise it covers the sheet.
 [[nodiscard]] Preparation preparation_of(const JobOptions& options);
 
-// Whether the job has options that only CUPS' own photo filter knows: a size in percent or in
-// pixels per inch, a place on the page, its own tone settings.
+// Whether the job has options that only the photo filter of CUPS supports: a size in percent or in
+// pixels per inch, a position on the page, its own tone settings.
 [[nodiscard]] bool wants_usual_filter(const JobOptions& options);
 
-// How many sheets of the photo; `copies` as CUPS hands it to a filter.
+// The number of sheets; `copies` is the filter argument from CUPS.
 [[nodiscard]] long copies_of(const char* copies);
 
 }  // namespace k905

@@ -1,4 +1,4 @@
-// k905-status: how printers are, for operators, scripts and monitors.
+// k905-status: the state of printers, for operators, scripts and monitors.
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -24,7 +24,7 @@ struct Options {
   bool wait_ready = false;
 };
 
-// CLI::Range lets "nan" pass, which is neither below nor above a limit.
+// CLI::Range accepts "nan", which is neither below nor above a limit.
 CLI::Validator seconds_between(double least, double most) {
   const auto check = [least, most](const std::string& text) -> std::string {
     char* end = nullptr;
@@ -46,12 +46,12 @@ void describe_options(CLI::App& app, Options& options) {
   auto* json = app.add_flag("-j,--json", options.json, "a line of JSON for each printer");
   app.add_flag("-m,--metrics", options.metrics, "metrics in the text format of Prometheus")
       ->excludes(json);
-  app.add_option("-w,--watch", options.watch_seconds, "ask repeatedly, so many seconds apart")
+  app.add_option("-w,--watch", options.watch_seconds, "ask repeatedly, at this interval in seconds")
       ->check(seconds_between(0.1, 86400));
   auto* wait =
       app.add_flag("--wait-ready", options.wait_ready, "wait until all are ready, then report");
   app.add_option("--timeout", options.limit_seconds,
-                 "with --wait-ready: wait so many seconds at most")
+                 "with --wait-ready: stop waiting after so many seconds")
       ->needs(wait)
       ->check(seconds_between(0, 31536000));
   app.footer(
@@ -86,7 +86,7 @@ int watch(const Options& options) {
   }
 }
 
-// Why the printers that are not ready are waited for; "" when all are.
+// Why it waits for printers that are not ready; empty if all are.
 std::string reasons_to_wait(const std::vector<PrinterState>& printers) {
   std::string reasons;
   for (const PrinterState& printer : printers) {
@@ -110,7 +110,7 @@ int wait_until_ready(const CLI::App& app, const Options& options) {
         options.limit_seconds > 0 && waited + pause > Seconds(options.limit_seconds);
     if (reasons.empty() || too_late) {
       show(printers, options);
-      // A busy printer needs nobody, but it is not what was waited for.
+      // A busy printer needs no operator, but it is not ready either.
       return reasons.empty() ? 0 : std::max(1, exit_status_of(printers, options));
     }
     if (reasons != reported) {
@@ -134,7 +134,7 @@ int run(const CLI::App& app, const Options& options) {
 }
 
 int status_program(int argc, char** argv) {
-  CLI::App app("Reports how K905 printers and their siblings are.", "k905-status");
+  CLI::App app("Shows the state of K905 printers and their siblings.", "k905-status");
   Options options;
   describe_options(app, options);
   const auto status = parse_command_line(app, argc, argv);

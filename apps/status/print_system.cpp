@@ -1,4 +1,4 @@
-// One request for all queues, and what their device URIs mean.
+// One request for all queues, and the meaning of their device URIs.
 
 #include "apps/status/print_system.h"
 
@@ -48,7 +48,7 @@ void take_attribute(ipp_attribute_t* attribute, Queue& queue) {
   }
 }
 
-// The path in "SCHEME:/PATH", "SCHEME://PATH" and "SCHEME:///PATH", without what follows a "?".
+// The path in "SCHEME:/PATH", "SCHEME://PATH" and "SCHEME:///PATH", without anything after a "?".
 std::string path_in(const std::string& uri) {
   const std::size_t colon = uri.find(':');
   if (colon == std::string::npos) {
@@ -65,7 +65,7 @@ PrinterAddress named(PrinterAddress::Kind kind, std::string name) {
   return {.kind = kind, .name = std::move(name), .port = ""};
 }
 
-// "" for a printer that has none here.
+// Empty for a printer that has none here.
 std::filesystem::path device_file(const PrinterAddress& address) {
   if (address.kind == PrinterAddress::Kind::kNetwork) {
     return "";

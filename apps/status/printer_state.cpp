@@ -1,4 +1,4 @@
-// Finds the printer behind a name, asks it, and judges the report.
+// Finds the printer for a name, asks it, and derives its state.
 
 #include "apps/status/printer_state.h"
 
@@ -14,7 +14,7 @@ namespace k905 {
 
 namespace {
 
-// From here on the printer needs the operator.
+// From this code on the printer needs operator attention.
 constexpr int kFirstFault = 1000;
 constexpr int kIdling = 0;
 constexpr int kStandby = 900;
@@ -41,7 +41,7 @@ void take_last_seen(const Queue& queue, PrinterState& printer) {
     printer.message = queue.message + ", as queue " + queue.name + " last saw it";
     return;
   }
-  // Between two sheets the printer is idle, but not for anybody else.
+  // Between two sheets the printer is idle, but the queue still uses it.
   const State state = state_of(report);
   printer.state = state == State::ready ? State::busy : state;
   printer.message = "as queue " + queue.name + " last saw it while printing";
@@ -68,7 +68,7 @@ void explain_open_error(int error, const PrinterAddress& address, const std::vec
   }
 }
 
-// What the status text does not say.
+// The part that the status text does not say.
 std::string message_for(const PrinterReport& report) {
   if (!report.answered) {
     return "the printer does not answer";

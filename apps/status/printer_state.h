@@ -1,4 +1,4 @@
-// How a printer is, for operators and monitors.
+// The state of a printer, for operators and monitors.
 #pragma once
 
 #include <string>
@@ -11,14 +11,14 @@ namespace k905 {
 
 enum class State {
   ready,
-  busy,         // prints, cools down: becomes ready by itself
-  attention,    // needs the operator
+  busy,         // prints or cools down: becomes ready by itself
+  attention,    // needs operator attention
   unreachable,  // no device, or no answer
-  held          // another program, mostly the print system, has the device
+  held          // another program, usually the print system, uses the device
 };
 
 struct PrinterState {
-  std::string device;  // as it was named
+  std::string device;  // as the user named it
   State state = State::unreachable;
   std::string message;  // what the status text does not say
   PrinterReport report;
@@ -32,22 +32,22 @@ struct StateNames {
 };
 [[nodiscard]] const StateNames& names_of(State state);
 
-// "" for no code and for one that is not known.
+// Empty for no code and for an unknown one.
 [[nodiscard]] std::string status_text_of(const PrinterReport& report);
 
-// The status text and the message, as far as there are any.
+// The status text and the message, as far as they exist.
 [[nodiscard]] std::string explanation_of(const PrinterState& printer);
 
-// What a report means.
+// The state that a report means.
 [[nodiscard]] State state_of(const PrinterReport& report);
 
 // The states of the printers with these names: device files, serial numbers, HOST:PORT, queues, and
-// classes for all their members. A printer on which a queue prints is not asked, because a question
-// would end up in the image: its state is what the queue's backend last saw, or `held`. The
-// printers are asked at the same time.
+// classes (all their members). A printer on which a queue is printing is not asked, because a
+// question would become part of the image: its state is what the queue's backend last saw, or
+// `held`. All printers are asked at the same time.
 [[nodiscard]] std::vector<PrinterState> ask_printers(const std::vector<std::string>& names);
 
-// The same with the queues given.
+// The same with the given queues.
 [[nodiscard]] PrinterState ask_printer(const std::string& name, const std::vector<Queue>& queues);
 
 }  // namespace k905

@@ -155,7 +155,7 @@ constexpr auto kMetrics = std::to_array<Metric>({
      [](const PrinterState& p) { return p.report.life_counter; }},
 });
 
-// A backslash, a quote and a line end are escaped.
+// Escapes backslashes, quotes and line ends.
 std::string label(const char* name, const std::string& value) {
   std::string text = std::string(name) + "=\"";
   for (const char c : valid_utf8(value)) {

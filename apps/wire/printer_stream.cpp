@@ -38,7 +38,7 @@ std::string hexadecimal(const std::vector<std::uint8_t>& bytes) {
   return text;
 }
 
-// Bytes as they would stand in a C string, so that blanks and escapes can be told apart.
+// Bytes as in a C string literal, so that spaces and escapes can be distinguished.
 std::string quoted(const std::vector<std::uint8_t>& bytes) {
   std::string text = "\"";
   for (const std::uint8_t byte : bytes) {
@@ -68,7 +68,7 @@ bool all_digits(const std::vector<std::uint8_t>& bytes) {
 
 bool is_image(Command command) { return command <= Command::c_plane; }
 
-// The filter's number of the plane that a command carries: the third is sent first.
+// The filter's index of the plane of a command: the third plane is sent first.
 std::size_t plane_index(Command command) { return 2 - static_cast<std::size_t>(command); }
 
 std::string image_name(Command command) {
@@ -76,7 +76,7 @@ std::string image_name(Command command) {
   return names[static_cast<std::size_t>(command)];
 }
 
-// The command that must come, or be completed, before the sheet can end.
+// The command that must follow, or be completed, before the sheet can end.
 std::string awaited(Command command) {
   switch (command) {
     case Command::overcoat_or_cutter:
@@ -145,14 +145,14 @@ class PrinterStreamParser::Reader {
   std::uint64_t pixel_count() const { return length_ - kHeaderSize; }
 
   SheetHandler on_sheet_;
-  std::uint64_t offset_ = 0;  // of the next byte to come
+  std::uint64_t offset_ = 0;  // of the next byte
   Command command_ = Command::y_plane;
   std::size_t field_index_ = 0;  // in kFields
   bool in_pixels_ = false;
   std::vector<std::uint8_t> field_;  // what has come of the field's bytes
   std::uint64_t field_offset_ = 0;
   std::size_t palette_index_ = 0;
-  std::uint64_t length_ = 0;  // of the image being read, as its command says
+  std::uint64_t length_ = 0;  // of the image being read, from its command
   std::uint32_t width_ = 0;
   Sheet sheet_;
   StreamBlock block_;
@@ -312,7 +312,7 @@ void PrinterStreamParser::Reader::check_image_length() {
 void PrinterStreamParser::Reader::check_parameter() {
   block_.parameter = text_of(field_);
   if (block_.name == "OVERCOAT") {
-    // A glossy sheet sends no overcoat command at all.
+    // A glossy sheet has no overcoat command.
     if (block_.parameter != "00000001") {
       fail("OVERCOAT parameter \"00000001\"", quoted(field_));
       return;
@@ -346,7 +346,7 @@ void PrinterStreamParser::Reader::check_width() {
 }
 
 void PrinterStreamParser::Reader::check_height() {
-  // The length and the width leave one height only.
+  // Length and width determine the height.
   const std::uint64_t only = pixel_count() / width_;
   if (only > kLongestSide) {
     fail("BMP height of 1 to 5000", std::to_string(little_endian(field_)));

@@ -17,7 +17,7 @@ constexpr std::uint64_t kBmpHeaderBytes = 1088;
   text += line;
 }
 
-// The plane that a block of this name carries: Y is sent first and is the filter's third plane.
+// The plane of a block with this name: Y is sent first and is the filter's third plane.
 const std::vector<std::uint8_t>& plane_of(const Sheet& sheet, const std::string& name) {
   const char letter = name.empty() ? 'C' : name.front();
   return sheet.plane[letter == 'Y' ? 2 : letter == 'M' ? 1 : 0];

@@ -5,9 +5,9 @@
 
 #include "apps/wire/printer_stream.h"
 
-// Every block of the sheet on a line of its own: offset, group, name, length or parameter; behind
-// an image its BMP fields and the checksum of its pixels. `number` counts the sheets of the stream
-// from 1.
+// Every block of the sheet in a line: offset, group, name, length or parameter. An image is
+// followed by its BMP fields and the checksum of its pixels. `number` is the number of the sheet in
+// the stream, from 1.
 [[nodiscard]] std::string dump_sheet(const Sheet& sheet, int number);
 
 // "offset 24: expected ..., found ..."
