@@ -1,9 +1,9 @@
-// What a print dialog offers: every option of the queue's PPD file but the page sizes, which come
-// from the paper table. Constant data only; the generator writes it out, the tests hold it against
-// the filter's own reading of it.
+// The options of a print dialog: every option of the queue's PPD file except the page sizes, which
+// are in the paper table. Constant data only; the generator writes it to the PPD file, and tests
+// compare it with what the filter reads.
 //
-// A number stands in a choice's name as the filter reads it: thousandths for tone, millimeters for
-// bleed. "None" is the filter's word for neutral.
+// A number in a choice's name is as the filter reads it: thousandths for tone, millimeters for
+// borders. "None" means neutral.
 #pragma once
 
 #include <array>
@@ -12,8 +12,8 @@
 namespace ppd {
 
 struct Choice {
-  const char* name;       // what the filter, `lp -o` and `lpadmin -o` call it
-  const char* words;      // what a person reads
+  const char* name;       // for the filter, `lp -o` and `lpadmin -o`
+  const char* words;      // the text in dialogs
   const char* code = "";  // page device settings for the filters that make the raster
 };
 
@@ -31,11 +31,11 @@ struct Group {
   const char* name;
   const char* words;
   std::span<const Option> options;
-  bool in_dialogs = true;  // otherwise an option is written only where it is chosen
+  bool in_dialogs = true;  // otherwise an option is written only if it is chosen
 };
 
-// A printer the filter drives. The command set is the same for all; what differs is the name and
-// which of the makers' profiles was measured for it.
+// A printer that the filter supports. All have the same command set; they differ in the name and in
+// the color profile that was measured for them.
 struct Model {
   const char* name;  // model name, also the file's name without ".ppd"
   const char* pc_file_name;
@@ -54,8 +54,8 @@ inline constexpr std::array<Model, 4> models{{
      "RS-30 (pm-rs-wd-251125-2)"},
 }};
 
-// What is written on a sheet's box, by PageSize name. Papers that are cut are chosen by an option
-// of their own; their names stay for scripts and for queues that have one as their default.
+// The description of each paper, by PageSize name. Papers that are cut are selected by an option of
+// their own; their names stay for scripts and for queues that have one as their default.
 struct PaperWords {
   const char* ppd_name;
   const char* words;
@@ -74,8 +74,8 @@ inline constexpr std::array<PaperWords, 9> paper_words{{
 }};
 inline constexpr char default_paper[] = "w288h432";
 
-// Left for ICCProfile: no conversion. The filter itself would take any name there for a file; the
-// program in front of it leaves the line out of the job's PPD file when this is the choice.
+// The choice of ICCProfile for no conversion. The filter would read any name as a file;
+// rastertok905job removes the line from the job's PPD file if this is the choice.
 inline constexpr char no_profile[] = "None";
 
 // Also for ICCProfile: the profile that the administrator's table gives for the paper and the
@@ -84,7 +84,7 @@ inline constexpr char profile_by_paper[] = "ByPaper";
 
 inline constexpr std::array<Choice, 2> color_models{{
     {"RGB", "Color", "<</cupsColorSpace 1/cupsColorOrder 0/cupsBitsPerColor 8>>setpagedevice"},
-    // White-is-255 gray: the ink-amount kind of gray would print a negative.
+    // Gray in which 255 is white: the gray of ink amounts would print a negative.
     {"Gray", "Black and white",
      "<</cupsColorSpace 0/cupsColorOrder 0/cupsBitsPerColor 8>>setpagedevice"},
 }};
@@ -136,7 +136,7 @@ inline constexpr std::array<Choice, 17> gammas{{
     {"2200", "2.2 (lighter)"},
 }};
 
-// A factor on the light that the plane lets through: more of it is less dye.
+// A factor for the light that the plane transmits: more light is less dye.
 inline constexpr std::array<Choice, 13> balances{{
     {"700", "0.70 (more dye)"},
     {"750", "0.75"},
@@ -219,11 +219,11 @@ inline constexpr std::array<Option, 9> color_options{{
     {"StpYellowBalance", "Yellow balance", balances, "None"},
 }};
 
-// BleedA to BleedD, which the filter reads as well, are second names of these four fields; offered
-// beside them, their defaults would undo a choice made here.
+// The filter also reads BleedA to BleedD, which are other names of these four fields. If they were
+// offered too, their defaults would override a choice made here.
 //
-// Deliberate: left and right are exchanged. The printer prints from behind, so the page is mirrored
-// after the filter has applied these; the texts name the edges of the finished sheet.
+// Deliberate: left and right are exchanged. The printer prints the back, so the page is mirrored
+// after the filter has applied the borders; the texts name the edges of the finished sheet.
 inline constexpr std::array<Option, 4> bleed_options{{
     {"BleedTop", "Top edge (A)", bleeds, "0.0"},
     {"BleedBottom", "Bottom edge (B)", bleeds, "0.0"},
@@ -231,7 +231,7 @@ inline constexpr std::array<Option, 4> bleed_options{{
     {"BleedLeft", "Right edge (C)", bleeds, "0.0"},
 }};
 
-// The filter reads and logs them, and they change nothing on the sheet.
+// The filter reads and logs these options; they do not change the sheet.
 inline constexpr std::array<Option, 4> noted_options{{
     {"StpImageType", "Kind of picture", image_types, "Photo"},
     {"StpColorPrecision", "Color precision", color_precisions, "Normal"},

@@ -26,8 +26,8 @@ std::string points(double value) {
   return number;
 }
 
-// The print system's own sizes are upright, and so are these: then it knows the paper by its
-// standard name. The program in front of the filter turns the pages.
+// The sizes of the print system are in portrait orientation, and so are these; only then does it
+// know the paper by its standard name. rastertok905job rotates the pages.
 PageSize page_size(const ppd::PaperWords& entry) {
   const PaperPoints size = paper_points(*find_paper_by_ppd_name(entry.ppd_name));
   return {entry.ppd_name, entry.words, points(std::min(size.across, size.down)),
@@ -137,9 +137,9 @@ void write_choice(std::ostream& out, const char* keyword, const ppd::Choice& cho
       << "\"\n";
 }
 
-// Deliberate: a chosen "no conversion" leaves the line out, because the filter takes any word there
-// for a profile's name, and nothing at all for none. A queue's own file keeps its line, which
-// dialogs need; the program in front of the filter takes it out of the job's copy.
+// Deliberate: if no conversion is chosen the line is left out, because the filter reads any word
+// there as the name of a profile. A queue's own file keeps its line, which dialogs need;
+// rastertok905job removes it from the job's copy.
 bool is_chosen_no_profile(const ppd::Option& option, const ChosenDefaults& chosen) {
   return std::strcmp(option.keyword, "ICCProfile") == 0 &&
          default_of(chosen, option.keyword, "") == ppd::no_profile;
@@ -161,8 +161,8 @@ void write_option(std::ostream& out, const ppd::Option& option, const ppd::Model
   out << "*CloseUI: *" << option.keyword << "\n";
 }
 
-// The finish by the name that driverless clients have for it. The program in front of the filter
-// makes it the choice of StpLaminate, which the filter reads.
+// The finish under the name that driverless clients use. rastertok905job sets StpLaminate, which
+// the filter reads, to it.
 void write_media_type(std::ostream& out, const ChosenDefaults& chosen) {
   out << "\n*OpenUI *MediaType/Finish for this job: PickOne\n"
          "*OrderDependency: 10 AnySetup *MediaType\n"
@@ -175,8 +175,8 @@ void write_media_type(std::ostream& out, const ChosenDefaults& chosen) {
          "*CloseUI: *MediaType\n";
 }
 
-// What "print-quality" and "print-color-mode" of a job mean. Only high quality names a resolution:
-// with any other the queue's own stays.
+// The meaning of "print-quality" and "print-color-mode" of a job. Only high quality sets a
+// resolution; otherwise the queue's own applies.
 void write_presets(std::ostream& out) {
   struct Quality {
     const char* words;

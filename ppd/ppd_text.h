@@ -1,4 +1,4 @@
-// A queue's PPD file as text, from the paper table and the table of options.
+// The text of a queue's PPD file, from the paper table and the table of options.
 #pragma once
 
 #include <map>
@@ -8,13 +8,13 @@
 
 namespace ppd {
 
-// Keyword to choice. "PageSize" sets the defaults of the page region and the areas as well.
+// From keyword to choice. "PageSize" also sets the defaults of the page region and of the areas.
 using ChosenDefaults = std::map<std::string, std::string>;
 
-// The file for one model. What is not among the chosen defaults keeps the table's; the choices are
-// written as they are, whether or not the table offers them; `no_profile`, chosen for ICCProfile,
-// leaves that option without a default, which is how the filter wants it. Options that no dialog
-// shows are in the file only when they are chosen.
+// The file for one model. Options that are not among the chosen defaults keep the default of the
+// table. Choices are written unchanged, whether or not the table offers them; `no_profile` for
+// ICCProfile leaves that option without a default, as the filter needs it. Options that are not
+// shown in dialogs are in the file only if they are chosen.
 [[nodiscard]] std::string ppd_text(const Model& model, const std::string& version,
                                    const ChosenDefaults& chosen = {});
 

@@ -10,8 +10,8 @@ namespace k905 {
 
 namespace {
 
-// Texts that come from outside, by their place. The options have a place of their own, where the
-// filter looks for nothing but a profile.
+// Arguments with text from outside, by index. The options are not among them: there the filter
+// reads only a profile.
 struct Text {
   std::size_t index;
   const char* name;

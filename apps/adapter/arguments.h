@@ -1,4 +1,4 @@
-// The filter's arguments, such that none is taken for a setting and all copies are printed.
+// The filter's arguments, changed so that none is read as a setting and all copies are printed.
 #pragma once
 
 #include <string>
@@ -6,12 +6,12 @@
 
 namespace k905 {
 
-// `argv` without its null. The filter reads every argument that holds "=" as a setting and some
-// that begin with "--" as a flag; a document's title or a user's name must not be one. What was
-// changed is reported, with the text as it came.
+// `argv` without its null. The filter reads every argument that contains "=" as a setting and some
+// that begin with "--" as a flag; a document's title or a user's name must not be one. Changes are
+// logged, with the original text.
 //
-// A document that comes as a file has not passed another program, which would have repeated its
-// pages for every copy: the filter is told to do it.
+// No other program has repeated the pages of a document that arrives as a file, so the filter is
+// asked to make its copies.
 [[nodiscard]] std::vector<std::string> harmless_arguments(int argc, char** argv);
 
 }  // namespace k905

@@ -21,7 +21,7 @@
 
 namespace {
 
-// How long the end of a canceled job waits for a log that takes nothing.
+// How long a canceled job waits for a log whose reader has stalled.
 constexpr timespec kLogPatience{.tv_sec = 2, .tv_nsec = 0};
 
 volatile sig_atomic_t cancel_seen = 0;
@@ -29,7 +29,7 @@ volatile sig_atomic_t cancel_seen = 0;
 void note_cancel(int) { cancel_seen = 1; }
 void wake_up(int) {}
 
-// Does not return when the filter could be started.
+// Does not return if the filter could be started.
 int become_filter(const std::string& program, char** argv) {
   execv(program.c_str(), argv);
   const int reason = errno;
@@ -45,7 +45,8 @@ bool backend_counts_sheets() {
   return device != nullptr && std::string_view(device).starts_with("k905:");
 }
 
-// The filter alone holds the ends of its pipes: whoever reads or writes the other ends sees it end.
+// Only the filter holds its ends of the pipes, so that the processes at the other ends see when it
+// ends.
 void let_go_of_pipes() {
   const k905::Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO}) {
@@ -57,8 +58,8 @@ void let_go_of_pipes() {
   }
 }
 
-// The log on its way from the filter to standard error. What is read is kept without a limit, so
-// that a log that stalls never holds up the sheet.
+// The filter's log on its way to standard error. It is buffered without a limit, so that a reader
+// that stalls never delays the sheet.
 class FilterLog {
  public:
   explicit FilterLog(k905::Descriptor source) : source_(std::move(source)) {
@@ -69,7 +70,8 @@ class FilterLog {
   [[nodiscard]] bool all_written() const { return relay_.pending().empty(); }
   [[nodiscard]] int source() const { return source_.get(); }
 
-  // As much as the largest pipe holds, so that a writer that never stops does not keep us here.
+  // At most the capacity of the largest pipe, so that a filter that writes without pause does not
+  // keep this loop here.
   void read_what_there_is() {
     char block[16384];
     for (int round = 0; round < kMostReads; ++round) {
@@ -90,15 +92,15 @@ class FilterLog {
     relay_.finish();
   }
 
-  // A log that is gone swallows the lines; the filter must not notice.
+  // After the log was closed, its lines are discarded; the filter must not notice.
   void write_some() {
     const std::string_view pending = relay_.pending();
     if (is_gone_) {
       relay_.written(pending.size());
       return;
     }
-    // Up to this size a pipe that poll calls writable takes it whole, unbroken by other filters'
-    // lines.
+    // A pipe that poll reports as writable accepts this many bytes at once, so that lines of other
+    // filters cannot be written in between.
     const std::size_t count = std::min<std::size_t>(pending.size(), PIPE_BUF);
     const ssize_t done = write(STDERR_FILENO, pending.data(), count);
     if (done >= 0) {
@@ -116,7 +118,8 @@ class FilterLog {
   bool is_gone_ = false;
 };
 
-// Signals that cancel a job and the end of a child are handled, and blocked but for while waiting.
+// The handlers for the end of a child and for the signals that cancel a job. The signals are
+// blocked except while this process waits.
 class WaitingMask {
  public:
   WaitingMask() {
@@ -136,8 +139,8 @@ class WaitingMask {
   sigset_t while_waiting_{};
 };
 
-// Waits until there is something to read or to write, or a signal. False when a canceled job has
-// nothing left but a log that takes nothing.
+// Waits for data to read, for space to write, or for a signal. False if a canceled job has only log
+// left, and its reader has stalled.
 bool wait_for_log(const FilterLog& log, bool may_give_up, const sigset_t& mask,
                   pollfd (&ready)[2]) {
   ready[0] = {log.source(), POLLIN, 0};
@@ -149,7 +152,7 @@ bool wait_for_log(const FilterLog& log, bool may_give_up, const sigset_t& mask,
   return count != 0;
 }
 
-// Signals arrive only while this waits.
+// Signals are delivered only during this wait.
 k905::ChildEnd pass_log_on(FilterLog& log, k905::Child& filter, const sigset_t& mask) {
   k905::ChildEnd end;
   bool cancel_passed_on = false;
@@ -161,8 +164,8 @@ k905::ChildEnd pass_log_on(FilterLog& log, k905::Child& filter, const sigset_t& 
       filter.send(SIGTERM);
       cancel_passed_on = true;
     }
-    // First learn of the filter's end, then read: what it said is in the pipe by then. A process
-    // that the filter left behind may hold the pipe open.
+    // Check for the end of the filter first, then read: its last lines are in the pipe by then. A
+    // process that the filter started may keep the pipe open.
     const bool just_ended = filter && filter.ended(end);
     if (!log.at_end() && (just_ended || ready[0].revents != 0)) log.read_what_there_is();
     if (just_ended && !log.at_end()) log.end();
@@ -197,7 +200,8 @@ int run_filter(const std::string& program, char** argv) {
   setup.input = STDIN_FILENO;
   setup.output = STDOUT_FILENO;
   setup.error = log.write_end.get();
-  // The filter finds them blocked, so that one that comes while it is loaded cancels the job too.
+  // The filter starts with these signals blocked, so that one that arrives while it is loaded
+  // cancels the job too.
   sigprocmask(SIG_SETMASK, nullptr, &setup.blocked);
 
   const WaitingMask mask;

@@ -1,14 +1,14 @@
-// The filter as a child: started with our arguments, its log passed on, its end given back.
+// Runs the filter as a child process: starts it, passes its log on and returns its exit status.
 #pragma once
 
 #include <string>
 
-// Starts `program` with `argv` and environment as they are, standard input and output inherited,
-// and passes its log on to standard error until it ends. The signals that cancel a job are passed
-// on to it as SIGTERM, one that came before the filter was started too; to be called with them
-// blocked. Returns the filter's exit status; when a signal ended the filter, the same signal ends
-// this process. When no child can be had, the filter takes this process' place and only the sheet
-// count is lost. Returns 1 when the filter cannot be started at all, and says so.
+// Starts `program` with `argv` and the environment, standard input and output inherited, and passes
+// its log on to standard error until it ends. Passes the signals that cancel a job on to it as
+// SIGTERM, including one that arrived before the filter was started; the caller must have blocked
+// them. Returns the filter's exit status; if a signal ended the filter, the same signal ends this
+// process. If no child process can be created, the filter replaces this process, and only the sheet
+// count is lost. Returns 1 and reports the error if the filter cannot be started at all.
 //
-// A log that nobody reads holds nothing up: a canceled job ends without what is left of its log.
+// A log that nobody reads delays nothing: a canceled job ends without the rest of its log.
 [[nodiscard]] int run_filter(const std::string& program, char** argv);

@@ -1,4 +1,4 @@
-// The options of a job, as CUPS hands them to a filter in its fifth argument.
+// The options of a job, as CUPS passes them to a filter in its fifth argument.
 #pragma once
 
 #include <cups/cups.h>
@@ -9,7 +9,7 @@ namespace k905 {
 
 class JobOptions {
  public:
-  // Null for none.
+  // Null for no options.
   explicit JobOptions(const char* text)
       : count_(text == nullptr ? 0 : cupsParseOptions(text, 0, &all_)) {}
   ~JobOptions() { cupsFreeOptions(count_, all_); }
@@ -18,7 +18,7 @@ class JobOptions {
   [[nodiscard]] int count() const { return count_; }
   [[nodiscard]] cups_option_t* all() const { return all_; }
 
-  // Empty for an option that the job does not have.
+  // Empty if the job does not have the option.
   [[nodiscard]] std::string value(const char* name) const {
     const char* found = cupsGetOption(name, count_, all_);
     return found == nullptr ? "" : found;

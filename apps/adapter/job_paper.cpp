@@ -32,7 +32,7 @@ const pwg_media_t* standard_size(const std::string& name) {
 
 const PaperConfig* paper_of_size(ppd_file_t* ppd, double width_pt, double height_pt) {
   if (const PaperConfig* paper = find_paper_by_true_size(width_pt, height_pt)) return paper;
-  // A file of an earlier version has sizes of its own.
+  // A PPD file of an earlier version has its own sizes.
   constexpr double kRoundingPt = 1.0;
   for (int i = 0; i < ppd->num_sizes; ++i) {
     const ppd_size_t& size = ppd->sizes[i];
@@ -52,7 +52,7 @@ const PaperConfig* paper_called(ppd_file_t* ppd, const std::string& name) {
                                           media->length * kPointsPerHundredthMm);
 }
 
-// Words of "media" that choose no size: kinds of paper, trays.
+// Words of "media" that do not name a size: kinds of paper, trays.
 bool is_no_size(ppd_file_t* ppd, const std::string& word) {
   for (const char* keyword : {"MediaType", "InputSlot"}) {
     ppd_option_t* option = ppdFindOption(ppd, keyword);
@@ -70,7 +70,7 @@ struct Request {
   std::string value;
 };
 
-// What the job says of the page size, the strongest last.
+// The options of the job that name a page size, the one with the highest priority last.
 std::vector<Request> requests(int count, cups_option_t* options) {
   std::vector<Request> all;
   if (const char* media = cupsGetOption("media", count, options)) {
@@ -93,7 +93,7 @@ std::string refusal_of_size(const std::string& name) {
          ".";
 }
 
-// The paper that the job names; null with an empty refusal when it names none.
+// The paper that the job names; null with an empty refusal if it names none.
 JobPaper named_paper(ppd_file_t* ppd, int count, cups_option_t* options) {
   JobPaper named;
   for (const Request& request : requests(count, options)) {
@@ -124,7 +124,7 @@ JobPaper mark_job_choices(ppd_file_t* ppd, int count, cups_option_t* options) {
   cupsMarkOptions(ppd, count, options);
 
   const PaperConfig* const usual = find_paper_by_ppd_name(size.c_str());
-  if (usual == nullptr) return {};  // some other printer's file
+  if (usual == nullptr) return {};  // a PPD file of another printer
   if (!named.refusal.empty()) return named;
   return cut(named.paper == nullptr ? *usual : *named.paper, marked(ppd, "K905Cut"));
 }

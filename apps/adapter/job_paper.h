@@ -1,4 +1,4 @@
-// The paper of a job, from what queue and job choose.
+// The paper of a job, from the options of the queue and of the job.
 #pragma once
 
 #include <cups/ppd.h>
@@ -10,15 +10,15 @@
 namespace k905 {
 
 struct JobPaper {
-  // Null when the PPD file is not one of ours or the job is refused.
+  // Null if the PPD file is not one of ours or the job is refused.
   const PaperConfig* paper = nullptr;
-  // Why the job must not be printed, for the user; empty when it may.
+  // Why the job is refused, for the user; empty if it is not.
   std::string refusal;
 };
 
-// The page size that the job's options name, by any usual name; without one the PPD file's default.
-// Cut as K905Cut says. Marks the file's default choices and the job's options over them: a size of
-// the PPD file that is known by another name is marked too.
+// The page size that the job's options name, by any usual name; otherwise the default of the PPD
+// file. Cut as K905Cut says. Marks the default choices of the file and the job's options over them;
+// a size that the file has under another name is marked too.
 [[nodiscard]] JobPaper mark_job_choices(ppd_file_t* ppd, int count, cups_option_t* options);
 
 }  // namespace k905

@@ -25,7 +25,7 @@ constexpr std::size_t kLargestPpd = std::size_t{64} << 20;
 using k905::JobOptions;
 using k905::Ppd;
 
-// What is there and is no regular file: opening a FIFO would wait for a writer.
+// True for everything that exists and is not a regular file: opening a FIFO would block.
 bool is_no_regular_file(const char* path) {
   struct stat status = {};
   return stat(path, &status) == 0 && !S_ISREG(status.st_mode);
@@ -33,13 +33,13 @@ bool is_no_regular_file(const char* path) {
 
 std::string marked_choice(ppd_file_t* ppd, const char* keyword) {
   const ppd_choice_t* choice = ppdFindMarkedChoice(ppd, keyword);
-  // "Custom" stands for a value that is no choice of the file, so the filter could not read it.
+  // "Custom" means a value that is not a choice of the file; the filter could not read it.
   if (choice == nullptr || std::strcmp(choice->choice, "Custom") == 0) return "";
   return choice->choice;
 }
 
-// Driverless clients choose the finish as a kind of paper. A job that names the finish itself means
-// that one.
+// Driverless clients choose the finish by the media type. An option of the job for the finish
+// itself has priority.
 void mark_finish_of_media_type(ppd_file_t* ppd, const JobOptions& options) {
   if (!options.value("StpLaminate").empty()) return;
   std::string type = marked_choice(ppd, "MediaType");
@@ -49,15 +49,15 @@ void mark_finish_of_media_type(ppd_file_t* ppd, const JobOptions& options) {
            : named.find("gloss") != std::string::npos ? "Glossy"
                                                       : type;
   }
-  // Any other type leaves the finish of the queue.
+  // Other types keep the finish of the queue.
   ppd_option_t* const finish = ppdFindOption(ppd, "StpLaminate");
   if (finish != nullptr && ppdFindChoice(finish, type.c_str()) != nullptr) {
     ppdMarkOption(ppd, "StpLaminate", type.c_str());
   }
 }
 
-// Marking a page size takes the mark off the page region and the other way round, while the filter
-// reads the default of both.
+// Marking a page size unmarks the page region and vice versa, but the filter reads the defaults of
+// both.
 std::string marked_page_size(ppd_file_t* ppd) {
   const std::string size = marked_choice(ppd, "PageSize");
   return size.empty() ? marked_choice(ppd, "PageRegion") : size;
@@ -93,8 +93,8 @@ std::string choice_to_write(ppd_file_t* ppd, const std::string& keyword,
   return marked_choice(ppd, keyword.c_str());
 }
 
-// Deliberate: without its line the option has an empty default, which the filter takes for "no
-// conversion"; the word "None" it would take for a profile's name.
+// Deliberate: without its line the option has an empty default, which the filter reads as "no
+// conversion"; it would read "None" as the name of a profile.
 bool is_no_profile(const std::string& keyword, const std::string& choice) {
   return keyword == "ICCProfile" && choice == ppd::no_profile;
 }
@@ -104,7 +104,7 @@ void write_default(std::string& copy, const std::string& keyword, const std::str
   copy += "*Default" + keyword + ": " + choice + "\n";
 }
 
-// Options that the file gives no default of their own.
+// Options that have no default in the file.
 void append_missing_defaults(std::string& copy, ppd_file_t* ppd, const std::string& page_size,
                              const std::set<std::string>& seen) {
   for (int g = 0; g < ppd->num_groups; ++g) {
@@ -117,7 +117,7 @@ void append_missing_defaults(std::string& copy, ppd_file_t* ppd, const std::stri
   }
 }
 
-// Lines end as on any system; libcups takes all three.
+// Lines may end with CR, LF or both; libcups accepts all three.
 std::string_view take_line(std::string_view& text) {
   const std::size_t end = text.find_first_of("\r\n");
   const std::string_view line = text.substr(0, end);
@@ -129,7 +129,7 @@ std::string_view take_line(std::string_view& text) {
   return line;
 }
 
-// Read through libcups, which opens a compressed PPD file as well.
+// Read through libcups, which also opens compressed PPD files.
 std::optional<std::string> read_file(const char* path) {
   cups_file_t* file = cupsFileOpen(path, "r");
   if (file == nullptr) return std::nullopt;
@@ -137,7 +137,7 @@ std::optional<std::string> read_file(const char* path) {
   char block[16384];
   while (text.size() < kLargestPpd) {
     const ssize_t count = cupsFileRead(file, block, sizeof block);
-    if (count <= 0) break;  // the end of the file is a negative count as well
+    if (count <= 0) break;  // negative at the end of the file
     text.append(block, static_cast<std::size_t>(count));
   }
   const bool whole = cupsFileEOF(file) != 0;
@@ -227,7 +227,7 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
   if (job.descriptor < 0) {
     job.failure = std::string("a private PPD file: ") + std::strerror(errno);
   } else {
-    fcntl(job.descriptor, F_SETFD, 0);  // the filter opens it
+    fcntl(job.descriptor, F_SETFD, 0);  // the filter opens it after the exec
   }
   return job;
 }

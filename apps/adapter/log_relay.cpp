@@ -1,8 +1,8 @@
 #include "apps/adapter/log_relay.h"
 
 namespace {
-// No line of the filter that means anything here is nearly as long; a longer one is not kept back,
-// and means nothing however it arrives.
+// No significant line of the filter is nearly as long. Longer lines are passed on in pieces and are
+// never interpreted.
 constexpr std::size_t kLongestLineKept = 8192;
 }  // namespace
 

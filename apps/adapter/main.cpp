@@ -1,7 +1,7 @@
-// rastertok905job: the program that a queue's PPD file names, in front of the filter. Lays every
-// page out on the paper of the job, gives the filter a private PPD file with the choices made for
-// this job as the defaults, and reports every sheet that was sent to CUPS. The filter's log lines
-// and exit status pass through.
+// rastertok905job: the program that a queue's PPD file names. It starts the filter. It lays out
+// every page on the paper of the job, gives the filter a private PPD file with the job's options as
+// the defaults, and reports to CUPS every sheet that was sent. The filter's log lines and exit
+// status pass through.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -33,9 +33,9 @@ void report_failure(const std::string& reason) {
   tell_cups("DEBUG", "rastertok905job: " + one_line(reason));
 }
 
-// What the job's own choices come to.
+// The settings that result from the job's options.
 struct Choices {
-  std::optional<k905::AdapterSettings> pages;  // nothing: the filter gets the pages as they are
+  std::optional<k905::AdapterSettings> pages;  // nothing: the pages pass through unchanged
   bool refused = false;
 };
 
@@ -50,14 +50,14 @@ k905::AdapterSettings adapter_settings(const JobPpd& job) {
   return {.place = sheet_place(job.choices), .scaling = scaling_called(job.scaling)};
 }
 
-// Makes the filter read the job's own PPD file; false, reported, when it cannot.
+// Makes the filter read the job's own PPD file; false, with a message, on failure.
 bool hand_on(const JobPpd& job) {
   if (job.descriptor < 0) {
     report_failure(job.failure);
     return false;
   }
   const std::string path = "/dev/fd/" + std::to_string(job.descriptor);
-  // Where descriptors have no names the filter would find no settings at all.
+  // Without /dev/fd the filter would find no settings at all.
   if (access(path.c_str(), R_OK) != 0) {
     report_failure(path + " cannot be opened");
     return false;
@@ -66,8 +66,8 @@ bool hand_on(const JobPpd& job) {
   return true;
 }
 
-// The program before this one would report an error of its own when nobody reads what it writes,
-// and people would see that one.
+// If its output were not read, the program before this one would report an error of its own, and
+// users would see that error.
 void read_to_end() {
   char block[65536];
   while (read(STDIN_FILENO, block, sizeof block) > 0) {
@@ -84,14 +84,14 @@ Choices apply_choices(const char* job_options) {
   }
   if (!job.ribbon.empty()) setenv("K905_RIBBON", job.ribbon.c_str(), 1);
   if (!hand_on(job)) {
-    // The filter prints on the queue's paper then, whatever the job says.
+    // The filter then prints on the queue's paper, whatever the job says.
     job = make_job_ppd(queue_ppd, nullptr);
   }
   if (job.paper == nullptr) return {};
   return {.pages = adapter_settings(job), .refused = false};
 }
 
-// A fault here must never cost the job: unless the job is refused, the filter is started.
+// An error here must not lose the job: unless the job is refused, the filter is started.
 Choices apply_job_options(const char* job_options) {
   try {
     return apply_choices(job_options);
@@ -101,8 +101,8 @@ Choices apply_job_options(const char* job_options) {
   }
 }
 
-// CUPS gives the first program of a chain its document as a file and nothing at standard input,
-// where the filter reads: so comes raster that was submitted as raster.
+// CUPS passes the document to the first program of a chain as a file, with nothing on standard
+// input, where the filter reads. Raster that was submitted as raster arrives this way.
 void read_document_from(const char* path) {
   const int document = open(path, O_RDONLY | O_CLOEXEC);
   if (document < 0) {
@@ -116,7 +116,7 @@ void read_document_from(const char* path) {
 
 }  // namespace
 
-// The signals that cancel a job are blocked since before main (filter/early_block.cpp).
+// The signals that cancel a job were blocked before main (filter/early_block.cpp).
 int main(int argc, char** argv) {
   start_process();
   if (argc > kFileArgument) read_document_from(argv[kFileArgument]);

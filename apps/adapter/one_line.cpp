@@ -22,7 +22,7 @@ void tell_cups(std::string_view prefix, std::string_view words) {
   line += ": ";
   line += words;
   line += '\n';
-  // The log may be gone or stalled; the job prints all the same.
+  // The log may be closed or stalled; the job is printed anyway.
   pollfd log{STDERR_FILENO, POLLOUT, 0};
   if (poll(&log, 1, kLogPatienceMs) <= 0) return;
   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());

@@ -1,15 +1,14 @@
-// What this program says to CUPS itself.
+// Messages of this program to CUPS.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// A text from outside as part of one line of the log: control characters become blanks and its
-// length is bounded, because CUPS obeys lines that begin with "ATTR:" and the like, and takes the
-// rest of an over-long line for a new one.
+// Makes a text from outside part of one line of the log: control characters become spaces and its
+// length is limited, because CUPS interprets lines that begin with "ATTR:" and the like, and reads
+// the rest of an overlong line as a new one.
 [[nodiscard]] std::string one_line(std::string_view text);
 
-// Writes "<prefix>: <words>\n" on standard error at once, or drops it when standard error
-// takes nothing. `words` are our own; anything from
-// outside goes through one_line first.
+// Writes "<prefix>: <words>\n" to standard error at once, or discards it if standard error cannot
+// take it. `words` must be our own text; text from outside goes through one_line first.
 void tell_cups(std::string_view prefix, std::string_view words);

@@ -17,7 +17,7 @@ namespace k905 {
 namespace {
 
 constexpr double kPointsPerInch = 72.0;
-// Print systems round a page's places to whole points.
+// Print systems round positions on a page to whole points.
 constexpr double kPlaceTolerancePt = 1.5;
 
 class RasterRows final : public RowSource {
@@ -34,7 +34,7 @@ class RasterRows final : public RowSource {
     return pixels_.convert(line_.data());
   }
 
-  // Reads what is left of the page. False when it is not there.
+  // Reads the rest of the page. False if it is incomplete.
   [[nodiscard]] bool skip_rest() {
     for (; left_ > 0; --left_) {
       if (!input_.read_line(line_)) return false;
@@ -49,27 +49,26 @@ class RasterRows final : public RowSource {
   std::uint32_t left_;
 };
 
-// One side of the page: its length, and where on it the raster is, in pixels of the raster.
+// One side of the page: its length, and the position of the raster on it, in pixels of the raster.
 struct Placement {
   double page = 0;
   double offset = 0;
 };
 
-// `before` and `behind` are the raster's edges on a page of `page_pt`, as the header has them.
-Placement placement(std::uint32_t raster, double dpi, double page_pt, double before,
-                    double behind) {
+// `begin` and `end` are the edges of the raster on a page of `page_pt`, as the header has them.
+Placement placement(std::uint32_t raster, double dpi, double page_pt, double begin, double end) {
   const double pixels_per_point = dpi / kPointsPerInch;
   const double tolerance = kPlaceTolerancePt * pixels_per_point;
   const double page = page_pt * pixels_per_point;
   const auto near = [&](double a, double b) { return std::fabs(a - b) <= tolerance; };
   const bool is_whole = near(raster, page);
-  const bool is_part = behind > before && near(raster, (behind - before) * pixels_per_point) &&
-                       behind * pixels_per_point <= page + tolerance && before >= 0;
+  const bool is_part = end > begin && near(raster, (end - begin) * pixels_per_point) &&
+                       end * pixels_per_point <= page + tolerance && begin >= 0;
   if (is_whole || !is_part) return {.page = double{1.0} * raster, .offset = 0};
-  // In the middle to the pixel, where whole points say so.
-  const double margin_behind = page - behind * pixels_per_point;
-  const double offset = before * pixels_per_point;
-  return {.page = page, .offset = near(offset, margin_behind) ? (page - raster) / 2 : offset};
+  // Centered to the pixel if whole points allow it.
+  const double margin_after = page - end * pixels_per_point;
+  const double offset = begin * pixels_per_point;
+  return {.page = page, .offset = near(offset, margin_after) ? (page - raster) / 2 : offset};
 }
 
 DrawnPage drawn_page(const cups_page_header2_t& header) {
@@ -93,7 +92,7 @@ DrawnPage drawn_page(const cups_page_header2_t& header) {
 
 unsigned whole_points(float points) { return static_cast<unsigned>(std::lround(points)); }
 
-// Whether the page is one that was made for the filter: its paper's own points and pixels.
+// Whether the page was made for the filter, with its paper's points and pixels.
 bool is_filters_own(const cups_page_header2_t& header, const SheetPlace& place) {
   return header.cupsWidth == place.page_width && header.cupsHeight == place.page_height &&
          header.HWResolution[0] == 300 && header.HWResolution[1] == (place.fine ? 600U : 300U) &&
@@ -101,13 +100,13 @@ bool is_filters_own(const cups_page_header2_t& header, const SheetPlace& place) 
          header.PageSize[1] == whole_points(place.paper->page_height_pt);
 }
 
-// Of the page that goes to the filter: the job's paper, resolution and size.
+// The header of the filter's page: the job's paper, resolution and size.
 cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePixels& pixels,
                                   const SheetPlace& place, const PageFit& fit) {
   cups_page_header2_t header = drawn;
   pixels.describe(header);
-  // Pages of phones are in color whatever the job asks for. The filter makes gray of a page whose
-  // header says so.
+  // Phones send color pages whatever the job asks for. The header makes the filter convert them to
+  // gray.
   if (place.gray && header.cupsColorSpace == CUPS_CSPACE_RGB) {
     header.cupsColorSpace = CUPS_CSPACE_W;
   }
@@ -134,10 +133,10 @@ cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePi
   return header;
 }
 
-// Longer lines are nobody's; what the filter says to the header alone is as good.
+// Longer lines are not plausible; the filter reports them from the header alone.
 constexpr unsigned kLongestLine = 1U << 28;
 
-// A page as it is. False when the streams have come to their end.
+// Copies a page unchanged. False at the end of the streams.
 bool copy_page(RasterInput& input, const cups_page_header2_t& header, RasterOutput& output) {
   const std::uint64_t planes =
       header.cupsColorOrder == CUPS_ORDER_PLANAR ? std::uint64_t{header.cupsNumColors} : 1;
@@ -149,8 +148,8 @@ bool copy_page(RasterInput& input, const cups_page_header2_t& header, RasterOutp
   return true;
 }
 
-// All rows of the page but the last, which `line` holds afterwards: it must not reach the filter
-// before all of the drawn page is there, or half a page would be printed.
+// Copies all rows of the page but the last, which `line` holds afterwards: the last row must not
+// reach the filter before the complete page is read, or half a page would be printed.
 bool write_rows(RowScaler& scaler, RowSource& source, const AxisMap& rows, RasterOutput& output,
                 std::vector<std::uint8_t>& line) {
   for (std::size_t y = 0; y < rows.size(); ++y) {
@@ -161,7 +160,7 @@ bool write_rows(RowScaler& scaler, RowSource& source, const AxisMap& rows, Raste
   return true;
 }
 
-// False when the streams have come to their end.
+// False at the end of the streams.
 bool adapt_page(RasterInput& input, const cups_page_header2_t& drawn, PagePixels& pixels,
                 const AdapterSettings& settings, RasterOutput& output) {
   const PageFit fit = fit_page(drawn_page(drawn), settings.place, settings.scaling);
@@ -185,11 +184,11 @@ void adapt_stream(RasterInput& input, RasterOutput& output, const AdapterSetting
     const bool as_it_is = !pixels || is_filters_own(header, settings.place);
     const bool goes_on = as_it_is ? copy_page(input, header, output)
                                   : adapt_page(input, header, *pixels, settings, output);
-    // Not kept back until the next page is drawn.
+    // The last row must not wait for the next page.
     if (!goes_on || !output.flush()) return;
   }
   if (!input.ended()) {
-    // A header that libcups refuses: one of zeros makes the filter say so.
+    // libcups refuses this header; a header of zeros makes the filter report it.
     output.write_header({});
   }
 }
@@ -202,7 +201,7 @@ void adapt(RasterInput& input, RasterOutput& output, const AdapterSettings& sett
                 std::string("rastertok905job: read error: ") + std::strerror(input.error()));
     }
   } else {
-    // No raster stream. The filter reports it.
+    // Not a raster stream. The filter reports it.
     std::span<const std::uint8_t> bytes = input.opening_bytes();
     while (!bytes.empty() && output.write(bytes.data(), bytes.size()) && output.flush()) {
       bytes = input.unread_bytes();
@@ -223,7 +222,7 @@ bool adapt_pages(int in, int out, const AdapterSettings& settings) {
     tell_cups("DEBUG", "rastertok905job: " + one_line(error.what()));
     complete = false;
   }
-  // What was made reaches the filter in any case; a reader that has gone is its own business.
+  // Passes on everything that was made; if the pipe is closed, its reader reports it.
   (void)output.flush();
   return complete;
 }

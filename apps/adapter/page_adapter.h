@@ -1,9 +1,9 @@
-// The page adapter: reads raster pages as programs draw them and writes those from which the filter
-// makes exactly the sheet that a person expects, undistorted and in size.
+// The page adapter: reads raster pages of any program and writes pages from which the filter makes
+// undistorted sheets in the physical size.
 //
-// A page is laid out by the physical size of the paper in force. What is 1:1 there passes through
-// unchanged, everything else is scaled once. Pages that already are the filter's own (k905-print
-// makes such), and those that it is to report itself, pass through as they are.
+// A page is laid out by the physical size of the selected paper. A page that fits 1:1 passes
+// through unchanged, all others are scaled once. Pages that were made for the filter (by
+// k905-print), and pages that the filter will report as invalid, pass through unchanged.
 #pragma once
 
 #include <optional>
@@ -18,9 +18,9 @@ struct AdapterSettings {
   Scaling scaling = Scaling::automatic;
 };
 
-// Adapts the raster stream on descriptor `in` onto the pipe `out` until one of them ends. A stream
-// that ends too early ends too early for the filter as well, which then reports it. False when the
-// adapter itself failed, for want of memory; the reason is reported.
+// Adapts the raster stream on descriptor `in` and writes it to the pipe `out`, until one of them
+// ends. A truncated stream is truncated for the filter too, which then reports it. False if the
+// adapter itself failed for lack of memory; the reason is reported.
 [[nodiscard]] bool adapt_pages(int in, int out, const AdapterSettings& settings);
 
 }  // namespace k905

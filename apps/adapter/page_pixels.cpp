@@ -10,9 +10,9 @@ namespace k905 {
 
 namespace {
 
-// As many pixels as the filter holds.
+// The largest number of pixels that the filter accepts.
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 29;
-// Nobody fills lines up by more than this.
+// The largest plausible padding of lines.
 constexpr std::uint64_t kMostUnusedBytes = 4096;
 
 bool is_consistent(const cups_page_header2_t& header) {
@@ -83,7 +83,7 @@ std::optional<PagePixels> PagePixels::of(const cups_page_header2_t& header) {
   const cups_cspace_t space = header.cupsColorSpace;
   const RowFormat gray{.channels = 1};
   if (colors == 1) {
-    // The filter takes a gray byte for light, whatever the header says.
+    // The filter reads a gray byte as light, whatever the header says.
     const bool ink = space == CUPS_CSPACE_K;
     const cups_cspace_t light = ink || space == CUPS_CSPACE_SW ? CUPS_CSPACE_W : space;
     if (bits == 1) return PagePixels(header, Conversion::bits_to_gray, light, gray);
@@ -109,8 +109,8 @@ std::optional<PagePixels> PagePixels::of(const cups_page_header2_t& header) {
     if (space == CUPS_CSPACE_RGBA) {
       return PagePixels(header, Conversion::over_white, CUPS_CSPACE_RGB, {});
     }
-    // Deliberate: in these two spaces the filter inverts four inks twice, so that it prints the
-    // bytes as light.
+    // Deliberate: in these two color spaces the filter inverts four inks twice, so that it prints
+    // the bytes as light.
     const RowFormat inks{.channels = 4,
                          .white = static_cast<std::uint8_t>(is_ink(space) ? 0xFF : 0)};
     return PagePixels(header, Conversion::none, space, inks);

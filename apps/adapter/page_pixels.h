@@ -1,5 +1,5 @@
-// The pixels of a raster page on their way to the filter: what it cannot read or would print wrong
-// becomes a form that it reads right.
+// Converts the pixels of a raster page from formats that the filter cannot read, or would print
+// wrong.
 #pragma once
 
 #include <cups/raster.h>
@@ -15,17 +15,18 @@ namespace k905 {
 
 class PagePixels {
  public:
-  // Nothing when the filter shall get the page as it is: a form that it refuses or that nobody
-  // reads (it says so itself), or a header whose numbers contradict each other.
+  // Nothing if the page passes through unchanged: the filter reads the format, or reports it as
+  // invalid, or the numbers in the header are inconsistent.
   [[nodiscard]] static std::optional<PagePixels> of(const cups_page_header2_t& header);
 
   // Of the converted rows.
   [[nodiscard]] const RowFormat& format() const { return format_; }
 
-  // Writes what the converted rows are into the header.
+  // Sets the format of the converted rows in the header.
   void describe(cups_page_header2_t& header) const;
 
-  // One raster line of the page's width, converted; valid until the next call, or `line` itself.
+  // Converts one raster line of the page's width; the result is valid until the next call, or
+  // `line` itself.
   [[nodiscard]] const std::uint8_t* convert(const std::uint8_t* line);
 
  private:

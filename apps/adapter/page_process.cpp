@@ -14,13 +14,14 @@ namespace k905 {
 
 namespace {
 
-// In the new process: a cancel reaches the filter, which finishes the sheet and reads no further.
+// In the new process: a canceled job reaches the filter, which finishes the sheet and stops
+// reading.
 [[noreturn]] void run_adapter(pid_t parent, int out, const AdapterSettings& settings) {
 #ifdef __linux__
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(1);
 #endif
-  // The printer's stream is the filter's alone: whoever reads it must see it end.
+  // The printer's stream belongs to the filter alone, so that its reader sees its end.
   const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
   if (nothing >= 0) dup2(nothing, STDOUT_FILENO);
   _exit(adapt_pages(STDIN_FILENO, out, settings) ? 0 : 1);
@@ -50,7 +51,7 @@ bool PageProcess::finish() {
   if (!started()) return true;
   ChildEnd end;
   if (!process_.ended(end)) {
-    // Its pages are written, or nobody wants them: it may still wait for more.
+    // Its pages are written, or no longer needed; it may still wait for input.
     process_.send(SIGKILL);
     end = process_.wait();
     if (end.signal == SIGKILL) return true;

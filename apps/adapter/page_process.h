@@ -1,4 +1,4 @@
-// The page adapter as a process of its own between the print system and the filter.
+// Runs the page adapter as a process between the print system and the filter.
 #pragma once
 
 #include "apps/adapter/page_adapter.h"
@@ -8,15 +8,16 @@ namespace k905 {
 
 class PageProcess {
  public:
-  // Starts it: what comes at standard input is adapted, and standard input becomes the result. When
-  // no process can be had, standard input stays as it is and started() is false. The signals that
-  // cancel a job are to be blocked and SIGPIPE ignored: the process ends with its reader.
+  // Starts it: it reads standard input, and its output becomes the new standard input. If no
+  // process can be created, standard input stays unchanged and started() is false. The caller must
+  // have blocked the signals that cancel a job and ignored SIGPIPE: the process ends with its
+  // reader.
   explicit PageProcess(const AdapterSettings& settings);
 
   [[nodiscard]] bool started() const { return static_cast<bool>(process_); }
 
-  // Ends it, once nobody reads its pages any more. False when it failed, so that pages are missing;
-  // that is reported.
+  // Ends it, when its pages are no longer read. False if it failed, so that pages are missing; this
+  // is reported.
   [[nodiscard]] bool finish();
 
  private:

@@ -1,4 +1,4 @@
-// The raster stream that comes from the print system.
+// The raster stream from the print system.
 #pragma once
 
 #include <cups/raster.h>
@@ -13,26 +13,26 @@ namespace k905 {
 
 class RasterInput {
  public:
-  // Reads `descriptor`, as long as somebody reads the pipe of which `output` is the writing end.
-  // The descriptors stay the caller's.
+  // Reads `descriptor`, as long as the pipe with the writing end `output` has a reader. The caller
+  // keeps the descriptors.
   RasterInput(int descriptor, int output);
 
-  // False when what is there is no raster stream: then opening_bytes() and what unread_bytes()
-  // gives are all of it.
+  // False if the input is not a raster stream: opening_bytes() and unread_bytes() then return all
+  // of it.
   [[nodiscard]] bool open();
 
   // False at the end of the stream and for a header that libcups refuses.
   [[nodiscard]] bool next_page(cups_page_header2_t& header);
-  // The next line of the page, header.cupsBytesPerLine bytes. False when it is not there.
+  // The next line of the page, header.cupsBytesPerLine bytes. False if it is missing.
   [[nodiscard]] bool read_line(std::span<std::uint8_t> line);
 
-  // Whether the stream came to its end, by itself or because of an error.
+  // Whether the stream ended, by itself or because of an error.
   [[nodiscard]] bool ended() const { return ended_; }
-  // The error that ended the stream, as errno; 0 for none.
+  // The errno of the error that ended the stream; 0 for none.
   [[nodiscard]] int error() const { return error_; }
 
   [[nodiscard]] std::span<const std::uint8_t> opening_bytes() const { return opening_; }
-  // More bytes of the stream as they come; none at the end.
+  // More bytes of the stream as they arrive; none at the end.
   [[nodiscard]] std::span<const std::uint8_t> unread_bytes();
 
  private:

@@ -8,7 +8,7 @@ namespace k905 {
 
 namespace {
 
-// As much as a pipe holds.
+// The usual capacity of a pipe.
 constexpr std::size_t kBufferBytes = std::size_t{64} * 1024;
 
 }  // namespace

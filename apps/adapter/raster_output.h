@@ -1,5 +1,5 @@
-// An uncompressed raster stream on a descriptor, written by hand: libcups would refuse a header
-// that the filter has to see.
+// Writes an uncompressed raster stream to a descriptor, without libcups, which would refuse a
+// header that the filter must see.
 #pragma once
 
 #include <cups/raster.h>
@@ -12,10 +12,11 @@ namespace k905 {
 
 class RasterOutput {
  public:
-  // The descriptor stays the caller's.
+  // The caller keeps the descriptor.
   explicit RasterOutput(int descriptor);
 
-  // Each returns false when the reader has gone or the write failed; nothing is written after that.
+  // Each returns false if the reader has closed the pipe or the write failed; nothing is written
+  // after that.
   bool write(const void* bytes, std::size_t count);
   bool write_sync_word();
   bool write_header(const cups_page_header2_t& header);

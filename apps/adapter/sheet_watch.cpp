@@ -5,7 +5,7 @@
 
 namespace {
 
-// How far a sheet is when the filter says this, in percent.
+// The progress of a sheet when the filter logs this line, in percent.
 struct Step {
   std::string_view before_number;
   std::string_view after_number;
@@ -20,7 +20,7 @@ constexpr std::array<Step, 3> steps{{
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-// Whether `line` is `start`, a number and `end`, and nothing else.
+// Whether `line` consists of `start`, a number and `end`.
 bool is_numbered(std::string_view line, std::string_view start, std::string_view end) {
   if (line.size() <= start.size() + end.size()) return false;
   if (!line.starts_with(start) || !line.ends_with(end)) return false;
@@ -37,7 +37,7 @@ bool ends_sheet(std::string_view line) {
   return is_numbered(line, "K905-1: Single page printed successfully (print call #", ")");
 }
 
-// The filter ends a sheet with the same words whether or not its bytes could be written.
+// The filter logs the same line at the end of a sheet whether or not its bytes were written.
 bool tells_of_lost_bytes(std::string_view line) {
   return line.starts_with("K905-1: write error: ") || line == "K905-1: write returned 0" ||
          line == "K905-1: send Y plane failed" || line == "K905-1: send M plane failed" ||

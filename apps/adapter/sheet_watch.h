@@ -1,6 +1,6 @@
-// Tells from the filter's log which sheets were sent, and says so to CUPS.
+// Detects from the filter's log which sheets were sent, and reports them to CUPS.
 //
-// The filter's log is fixed and holds no line that CUPS would count pages or show progress by.
+// The filter's log is fixed and has no line by which CUPS could count pages or show progress.
 #pragma once
 
 #include <string>
@@ -12,10 +12,9 @@ class SheetWatch {
   // earlier attempt at the job has printed.
   explicit SheetWatch(bool counts_sheets = true) : counts_sheets_(counts_sheets) {}
 
-  // Looks at one line of the filter's log, without its newline. Returns the lines CUPS is to get
-  // behind it, each with its newline, or nothing. A line counts only when it is one of the filter's
-  // own from its first byte to its last: what a user or a printer says never stands at the
-  // beginning of a line.
+  // Checks one line of the filter's log, without its newline. Returns the lines to add after it,
+  // each with its newline, or nothing. A line counts only if it matches a line of the filter
+  // completely; text of a user or a printer is never at the beginning of a line.
   [[nodiscard]] std::string after(std::string_view line);
 
  private:

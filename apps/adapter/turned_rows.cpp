@@ -8,7 +8,7 @@ namespace k905 {
 namespace {
 
 constexpr std::size_t kStripRows = 16;
-// What is reserved at once; the header alone must not be able to take more.
+// The memory that is reserved at once; a header alone must not be able to allocate more.
 constexpr std::size_t kMostReserved = std::size_t{256} << 20;
 
 }  // namespace
@@ -28,7 +28,7 @@ bool TurnedRows::read_page() {
   return true;
 }
 
-// A template, so that the size of a copy is known when this is compiled.
+// A template, so that the size of a copy is a compile-time constant.
 template <std::size_t pixel_bytes>
 void TurnedRows::copy_strip() {
   const std::size_t row_bytes = height_ * pixel_bytes;

@@ -1,5 +1,5 @@
-// A page turned by a quarter to the right. The whole page is held in memory, because its first row
-// needs all of them.
+// A page rotated by 90 degrees clockwise. The complete page is in memory, because its first output
+// row needs all input rows.
 #pragma once
 
 #include <cstdint>
@@ -11,10 +11,10 @@ namespace k905 {
 
 class TurnedRows final : public RowSource {
  public:
-  // `page` gives `height` rows of `width` pixels and must outlive this.
+  // `page` supplies `height` rows of `width` pixels and must outlive this object.
   TurnedRows(RowSource& page, std::uint32_t width, std::uint32_t height, std::size_t pixel_bytes);
 
-  // A row of `height` pixels, `width` times. Null as well when the page ends too early.
+  // The next row of `height` pixels; there are `width` of them. Null also if the page is truncated.
   [[nodiscard]] const std::uint8_t* next_row() override;
 
  private:
@@ -29,7 +29,7 @@ class TurnedRows final : public RowSource {
   std::size_t pixel_bytes_;
   bool read_ = false;
   std::vector<std::uint8_t> pixels_;
-  // A few turned rows at a time, so that every line of the page is touched less often.
+  // Rotates a few rows at a time, so that every line of the page is accessed less often.
   std::vector<std::uint8_t> strip_;
   std::size_t strip_begin_ = 0;
   std::size_t strip_end_ = 0;

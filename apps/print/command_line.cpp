@@ -41,35 +41,36 @@ constexpr int kMost = 1000000;
 
 void describe(CLI::App& app, PrintOptions& options) {
   const Row rows[] = {
-      {"PICTURE", &options.photos,
+      {"PHOTO", &options.photos,
        "photos: JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM; \"-\" is standard input"},
       {"-q,--queue", &options.queue,
-       "print through this queue of CUPS; without a destination through the user's default queue"},
+       "print through this CUPS queue; without a destination, the user's default queue"},
       {"--to", &options.to,
        "print without CUPS: to a device such as /dev/usb/lp0 or k905://usb/SERIAL, or into a file"},
       {"--preview", &options.preview,
-       "print nothing, show the sheet in this PNG file; the second sheet's name gets a \"-2\", and "
-       "so on"},
+       "print nothing, write an image of the sheet to this PNG file; the name of the second gets a "
+       "\"-2\", and so on"},
       {"--canvas", &options.canvas,
-       "with --preview: show every pixel that the printer gets, with the margins beyond the "
-       "paper's edges"},
+       "with --preview: show every pixel that is sent to the printer, including the margins "
+       "outside "
+       "the paper"},
       {"--wait", &options.wait, "with a queue: wait until the photos are printed"},
       {"--timeout", &options.timeout,
-       "with --to DEVICE and --wait: wait at most so many seconds for the printer, otherwise as "
-       "long as it takes",
+       "with --to DEVICE and --wait: stop waiting for the printer after so many seconds; the "
+       "default "
+       "is no limit",
        kMost, 0},
       {"--json", &options.json,
-       "write a JSON object for each photo, or with --history for each sheet, in a line of its "
-       "own"},
+       "print a line of JSON for each photo, or with --history for each sheet"},
       {"-p,--paper", &options.paper, "paper, by either of its names (w288h432 or 6x4)"},
       {"-f,--finish", &options.finish, "overcoat"},
-      {"-n,--copies", &options.copies, "sheets of each picture", 999},
+      {"-n,--copies", &options.copies, "sheets of each photo", 999},
       {"--brightness", &options.brightness, "-500 to 500 in steps of 50: -50 % to +50 %"},
       {"--contrast", &options.contrast, "the same"},
       {"--saturation", &options.saturation, "the same"},
-      {"--gamma", &options.gamma, "500 (darker) to 2200 (lighter); 1000 would be as sent"},
+      {"--gamma", &options.gamma, "500 (darker) to 2200 (lighter); 1000 is neutral"},
       {"-o,--option", &options.choices,
-       "KEYWORD=CHOICE: any other choice of the print dialog, as for lp; see k905-print(1)"},
+       "KEYWORD=CHOICE: any other option of the print dialog, as for lp; see k905-print(1)"},
       {"--layout", &options.layout,
        "several photos on a sheet: strips (the usual layout of paper 6x2*2 and 6x2*4; of 6x2*2 "
        "without a paper), 2x2, or 1+2, one large and two small; too few photos are repeated; sheet "
@@ -80,27 +81,24 @@ void describe(CLI::App& app, PrintOptions& options) {
        "write this text at the bottom of each photo; {date} is the day of printing, {file} the "
        "file's name"},
       {"--test-page", &options.test_page,
-       "print rulers that show how large things come out and where the paper ends"},
-      {"--two-up", &options.two_up, "two 6x4 pictures share a sheet of a 6x8 ribbon"},
+       "print rulers that show the physical size and where the paper ends"},
+      {"--two-up", &options.two_up, "print two 6x4 photos on one sheet of the 6x8 ribbon"},
       {"--fit", &options.fit,
-       "keep all of the picture on white; otherwise it is cropped to the sheet's shape"},
-      {"--no-turn", &options.no_turn,
-       "do not turn the picture by a quarter where the sheet's shape asks for it"},
+       "show the complete photo on white instead of cropping it to the sheet"},
+      {"--no-turn", &options.no_turn, "do not rotate photos to the orientation of the sheet"},
       {"--watch", &options.folder,
-       "print the photos of this folder and whatever is put there, each once, also after a "
-       "restart"},
-      {"--limit", &options.limit, "with --watch: at most so many sheets in a day", kMost},
+       "print the photos in this folder and those that are added later, each once, also over "
+       "restarts"},
+      {"--limit", &options.limit, "with --watch: print at most so many sheets in a day", kMost},
       {"--new-only", &options.new_only,
-       "with --watch: leave what is in the folder when it is watched for the first time"},
+       "with --watch: do not print what is in the folder when it is first watched"},
       {"--move", &options.move,
-       "with --watch: move files to the folder's own printed/ and failed/ when they are done; this "
-       "is "
-       "the default"},
-      {"--leave", &options.leave, "with --watch: leave files where they are when they are done"},
+       "with --watch: move printed and refused files to printed/ and failed/ in the folder "
+       "(default)"},
+      {"--leave", &options.leave, "with --watch: do not move files"},
       {"--history", &options.history, "list the sheets of watched folders"},
       {"--reprint", &options.reprint, "print this sheet of the history again"},
-      {"--ledger,--journal", &options.ledger,
-       "file that notes which sheets of watched folders were printed"},
+      {"--ledger,--journal", &options.ledger, "database of the sheets of watched folders"},
       {"-v,--verbose", &options.verbose, "show the filter's log (with --to or --preview)"},
   };
   for (const Row& row : rows) {
@@ -126,8 +124,8 @@ std::optional<std::string> check(const PrintOptions& options) {
   const int tasks = int{prints} + int{watches} + int{options.history} + int{options.reprint != 0};
   struct stat status {};
   const std::pair<bool, std::string> problems[] = {
-      {tasks == 0, "no picture given"},
-      {tasks > 1, "pictures, --watch, --history and --reprint exclude each other"},
+      {tasks == 0, "no photo given"},
+      {tasks > 1, "photos, --watch, --history and --reprint exclude each other"},
       {!watches && (options.limit != 0 || options.new_only || options.move || options.leave),
        "--limit, --new-only, --move and --leave need --watch"},
       {options.move && options.leave, "--move and --leave exclude each other"},

@@ -82,7 +82,8 @@ class PrintProgram {
       return wrong_usage(app_, "--two-up is for 6x4 pictures; choose --paper 6x4");
     }
     if (photos_per_page(setup_) == 0) {
-      return wrong_usage(app_, "--layout strips is for a paper of strips; choose --paper 6x2*2");
+      return wrong_usage(
+          app_, "--layout strips needs a paper that is cut into strips, such as --paper 6x2*2");
     }
     stop_on_signals();
     return !options_.folder.empty() ? watch() : options_.reprint != 0 ? reprint() : print_photos();

@@ -43,9 +43,10 @@ struct Arguments {
 };
 
 void describe_queue_options(CLI::App& app, Arguments& arguments) {
-  app.add_option("--device", arguments.device,
-                 "where the printer is, such as k905://ADDRESS:9100 or usb://...; without it the "
-                 "connected printer is found");
+  app.add_option(
+      "--device", arguments.device,
+      "address of the printer, such as k905://ADDRESS:9100 or usb://...; the default is the "
+      "connected printer");
   app.add_option("--model", arguments.model, "printer model")
       ->transform(CLI::IsMember({"K905", "RV-40", "RV-40W", "RS-30"}, CLI::ignore_case))
       ->capture_default_str();
@@ -56,7 +57,7 @@ void describe_queue_options(CLI::App& app, Arguments& arguments) {
       ->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case))
       ->capture_default_str();
   app.add_option("--ribbon", arguments.ribbon,
-                 "ribbon in the printer; with 6x8 two 6x4 pages share a sheet")
+                 "loaded ribbon; with 6x8 two 6x4 pages share a sheet")
       ->transform(CLI::IsMember({"6x4", "6x8", "Auto"}, CLI::ignore_case))
       ->capture_default_str();
   app.add_option("-o", arguments.options,
@@ -79,7 +80,7 @@ void describe_options(CLI::App& app, Arguments& arguments) {
                               "give the queue the PPD file of this version and move it to the "
                               "backend k905; defaults and jobs stay; then check it");
   app.add_flag("--keep-device", arguments.keep_device,
-               "use the device address as it is, even when the backend k905 can reach the printer");
+               "keep the device address, even if the backend k905 can reach the printer");
   app.add_flag("--all", arguments.all, "with --update: all queues of this printer")->needs(update);
   auto* make_class = app.add_option("--class", arguments.class_name,
                                     "make a class of these queues, which prints a job on any "

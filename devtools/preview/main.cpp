@@ -1,45 +1,45 @@
-// k905-preview: what the printer would have made of a stream, without spending a sheet of paper.
+// k905-preview: shows what the printer would make of a stream, without using paper.
 #include "devtools/preview/preview.h"
 
 namespace {
 
 void describe_options(CLI::App& app, PreviewOptions& options) {
   app.add_option("STREAM", options.files,
-                 "files that hold what the filter sent to the printer; \"-\", or none at all, is "
-                 "standard input");
+                 "files with output of the filter; \"-\", or no file, is standard input");
   auto* output = app.add_option("-o,--output", options.output,
-                                "beginning of the pictures' names: a \"-\", the sheet's number and "
-                                "\".png\" follow")
+                                "beginning of the image names; a \"-\", the sheet's number and "
+                                "\".png\" are appended")
                      ->capture_default_str();
   app.add_option(
          "-w,--width", options.width,
-         "make the pictures this many pixels wide; without it they have 300 pixels for each "
-         "inch of the paper, and with --contact they are 480 pixels wide")
+         "width of the images in pixels; the default is 300 per inch of the paper, and 480 pixels "
+         "with --contact")
       ->check(CLI::Range(1, 5000));
   auto* contact = app.add_option(
       "--contact", options.contact,
-      "put all sheets on this one PNG file, each with its number; a file may then also be a "
-      "photo (JPEG, PNG, ...), and CAPTION=FILE names it");
-  app.add_option("-c,--columns", options.columns, "with --contact: sheets side by side")
+      "write all sheets to this one PNG file, numbered; a file may then also be a photo (JPEG, "
+      "PNG, ...), and CAPTION=FILE sets its caption");
+  app.add_option("-c,--columns", options.columns, "with --contact: number of images in a row")
       ->needs(contact)
       ->check(CLI::Range(1, 100))
       ->capture_default_str();
-  auto* proof = app.add_option(
-      "--proof", options.proof,
-      "show the sheets as this profile of the printer says that they come out, in the colors of "
-      "an sRGB screen (relative colorimetric); a file, or a name the filter would find");
+  auto* proof = app.add_option("--proof", options.proof,
+                               "convert the colors from this profile of the printer to sRGB "
+                               "(relative colorimetric); a file, "
+                               "or a name that the filter finds");
   auto* canvas = app.add_flag(
       "--canvas", options.canvas,
-      "show every pixel that the printer gets, with the margins beyond the paper's edges");
-  app.add_flag("--raw", options.raw, "the same, mirrored as the printer gets it")->excludes(canvas);
-  auto* check = app.add_flag("--check", options.check, "only check the stream, write no pictures");
-  app.add_flag("--dump", options.dump, "show every block and field instead of one line a sheet");
+      "show every pixel that is sent to the printer, including the margins outside the paper");
+  app.add_flag("--raw", options.raw, "the same, mirrored as it is sent")->excludes(canvas);
+  auto* check = app.add_flag("--check", options.check, "only check the stream, write no images");
+  app.add_flag("--dump", options.dump,
+               "print every block and field instead of one line for each sheet");
   contact->excludes(output)->excludes(check);
   proof->excludes(check);
 }
 
 int preview_program(int argc, char** argv) {
-  CLI::App app("Checks a printer stream and shows its sheets as pictures.", "k905-preview");
+  CLI::App app("Checks a printer stream and shows its sheets as images.", "k905-preview");
   PreviewOptions options;
   describe_options(app, options);
   const auto status = parse_command_line(app, argc, argv);

@@ -50,7 +50,7 @@ struct NamedFile {
   std::string file;
 };
 
-// The last sign divides: a caption may hold one, as in "StpGamma=1600".
+// Splits at the last equals sign: a caption may contain one, as in "StpGamma=1600".
 NamedFile split_at_caption(const std::string& text) {
   const std::size_t equals = text.rfind('=');
   if (equals == std::string::npos) {
@@ -59,8 +59,8 @@ NamedFile split_at_caption(const std::string& text) {
   return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-// A stream begins with an escape, no picture does. What cannot be looked at twice, such as a pipe,
-// is a stream.
+// A stream begins with an escape, an image does not. Input that cannot be read twice, such as a
+// pipe, is a stream.
 bool holds_picture(int descriptor) {
   unsigned char first = 0;
   return pread(descriptor, &first, 1, 0) == 1 && (first == 0x89 || first == 0xFF || first == 'P');
@@ -75,7 +75,7 @@ class Preview {
         width_(options.width == 0 && !options.contact.empty() ? kContactWidth : options.width),
         contact_(options.columns, width_) {}
 
-  // False after an error, which has been told.
+  // False after an error, which was reported.
   bool open_proof() {
     if (options_.proof.empty()) {
       return true;
@@ -84,7 +84,8 @@ class Preview {
     return proof_->ok() || fail("the profile " + options_.proof + " " + proof_->error());
   }
 
-  // Reads one file to its end; its sheets are numbered on from those before. False after an error.
+  // Reads one file to its end; the numbers of its sheets continue those of the previous file. False
+  // after an error.
   bool read(const std::string& text) {
     const NamedFile named =
         options_.contact.empty() ? NamedFile{std::nullopt, text} : split_at_caption(text);
@@ -104,7 +105,7 @@ class Preview {
     return good;
   }
 
-  // Writes what belongs to all sheets together. False after an error.
+  // Writes the image of all sheets. False after an error.
   bool finish() {
     if (options_.contact.empty()) {
       return true;
@@ -113,7 +114,7 @@ class Preview {
       return false;
     }
     progress_.wipe();
-    std::printf("%zu picture%s -> %s\n", contact_.count(), contact_.count() == 1 ? "" : "s",
+    std::printf("%zu image%s -> %s\n", contact_.count(), contact_.count() == 1 ? "" : "s",
                 options_.contact.c_str());
     return true;
   }
@@ -197,10 +198,10 @@ class Preview {
 
   bool add_to_contact(const std::string& caption, const Picture& picture, PixelDensity density) {
     return contact_.add(caption, eight_bit_colors(reduced(picture, width_, density))) ||
-           fail("too many or too large for one picture; --width makes them smaller");
+           fail("too many or too large for one image; --width makes them smaller");
   }
 
-  // A caption is for the first sheet of its file, the later ones get a number behind it.
+  // The caption is for the first sheet of its file; a number is appended for later ones.
   [[nodiscard]] std::string caption_of_sheet() const {
     if (!caption_) {
       return "sheet " + std::to_string(sheets_);
@@ -226,10 +227,10 @@ class Preview {
   const CLI::App& app_;
   const PreviewOptions& options_;
   Progress progress_;
-  std::uint32_t width_;  // of a picture; 0: every pixel of the sheet
+  std::uint32_t width_;  // of an image; 0: every pixel of the sheet
   ContactSheet contact_;
   std::optional<ProofProfile> proof_;
-  std::optional<std::string> caption_;  // given to the file that is being read
+  std::optional<std::string> caption_;  // of the file that is being read
   int sheets_ = 0;
   int sheets_of_file_ = 0;
 };

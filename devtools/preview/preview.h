@@ -1,4 +1,4 @@
-// Printer streams turned into pictures and lines, sheet by sheet.
+// Converts printer streams to images and lines, sheet by sheet.
 #pragma once
 
 #include <string>
@@ -9,15 +9,15 @@
 struct PreviewOptions {
   std::vector<std::string> files;  // "-" is standard input
   std::string output = "sheet";
-  std::string contact;  // one picture for all sheets instead of one for each
+  std::string contact;  // one image for all sheets instead of one for each
   std::string proof;    // the printer's profile, by path or name
   std::uint32_t columns = 3;
-  std::uint32_t width = 0;  // 0: not said
+  std::uint32_t width = 0;  // 0: not set
   bool raw = false;
   bool canvas = false;
   bool check = false;
   bool dump = false;
 };
 
-// Does what the options ask for, lists every sheet on standard output and returns the exit status.
+// Runs with these options: lists every sheet on standard output and returns the exit status.
 [[nodiscard]] int show_files(const CLI::App& app, const PreviewOptions& options);

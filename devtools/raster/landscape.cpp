@@ -1,5 +1,5 @@
-// Plain double arithmetic without the math library's curves, which differ between machines in the
-// last bit: ridges, clouds and waves are sums of smoothed random values.
+// Uses plain double arithmetic instead of functions of the math library, whose results differ
+// between machines in the last bit: ridges, clouds and waves are sums of smoothed random values.
 #include "devtools/raster/landscape.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ double smooth_step(double from, double to, double x) {
   return t * t * (3 - 2 * t);
 }
 
-// A random value of 0 to 1 that belongs to a point of the integer grid.
+// A random value of 0 to 1 for a point of the integer grid.
 double lattice(std::int32_t x, std::int32_t y, std::uint32_t seed) {
   std::uint32_t hash = static_cast<std::uint32_t>(x) * 0x9E3779B1U ^
                        static_cast<std::uint32_t>(y) * 0x85EBCA77U ^ seed * 0xC2B2AE3DU;
@@ -30,7 +30,7 @@ double lattice(std::int32_t x, std::int32_t y, std::uint32_t seed) {
   return static_cast<double>((hash ^ hash >> 15) & 0xFFFF) / 65535.0;
 }
 
-// Noise over noise of half the size: ragged, 0 to 1.
+// Noise added to noise of half the size: ragged, 0 to 1.
 double noise(double x, double y, std::uint32_t seed, int octaves = 5) {
   double sum = 0;
   double weight = 0.5;
@@ -45,7 +45,7 @@ double noise(double x, double y, std::uint32_t seed, int octaves = 5) {
   return sum / (1 - weight * 2);
 }
 
-// Places are measured in heights of the image: u to the right, v downwards, 0 to 1.
+// Coordinates in heights of the image: u to the right, v downwards, 0 to 1.
 constexpr double kShore = 0.70;   // where the lake begins
 constexpr double kMeadow = 0.86;  // where it ends, roughly
 
@@ -73,7 +73,7 @@ constexpr std::array<Ridge, 3> kRidges{{{0.715, 0.13, 0.16, {24, 52, 30}, {58, 9
                                         {0.69, 0.26, 0.30, {52, 84, 92}, {110, 138, 130}},
                                         {0.66, 0.42, 0.42, {82, 98, 134}, {170, 172, 186}}}};
 
-// Everything above the lake; the lake shows it again upside down.
+// Everything above the lake; the lake mirrors it upside down.
 Color above_the_lake(double aspect, double u, double v) {
   std::uint32_t seed = 100;
   for (const Ridge& ridge : kRidges) {

@@ -1,4 +1,4 @@
-// k905-raster: pictures to the raster pages that the filter reads, as the print system would make
+// k905-raster: converts images to the raster pages that the filter reads, as the print system makes
 // them.
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -49,41 +49,44 @@ std::string joined_formats() {
 
 void describe_options(CLI::App& app, Options& options) {
   app.add_option(
-      "PICTURE", options.pictures,
+      "IMAGE", options.pictures,
       "photos (JPEG, PNG, TIFF, ...), one page each; \"-\" is standard input, \"test:NAME\" or "
-      "\"test:NAME:WxH\" a picture that the program draws itself");
-  app.add_option("-o,--output", options.output, "where the raster goes; \"-\" is standard output")
+      "\"test:NAME:WxH\" a test image");
+  app.add_option("-o,--output", options.output,
+                 "write the raster to this file; \"-\" is standard output")
       ->capture_default_str();
   app.add_option("-p,--paper", options.paper, "paper, by either of its names (w288h432 or 6x4)")
       ->capture_default_str();
-  app.add_option("-s,--size", options.size,
-                 "pixels of the page: \"page\" as the paper has them, \"picture\" as the picture "
-                 "has them, or WxH")
+  app.add_option(
+         "-s,--size", options.size,
+         "size of the page in pixels: \"page\" for that of the paper, \"picture\" for that of the "
+         "image, or WxH")
       ->capture_default_str();
   app.add_option("--points", options.points,
-                 "the header's page size, WxH in points; without it the paper's");
+                 "page size in the header, WxH in points; the default is that of the paper");
   app.add_option("-r,--resolution", options.resolution, "dots per inch")
       ->check(CLI::IsMember({"300x300", "300x600"}))
       ->capture_default_str();
   app.add_option("-f,--format", options.format, "colors and bits: " + joined_formats())
       ->capture_default_str();
   app.add_option("--color-space", options.color_space,
-                 "the header's color space, by number or name (W, RGB, RGBA, K, CMY, YMC, CMYK); "
-                 "without it the one that belongs to the format");
-  app.add_option("--orientation", options.orientation, "how the page is turned")
+                 "color space in the header, by number or name (W, RGB, RGBA, K, CMY, YMC, CMYK); "
+                 "the default is that of the format");
+  app.add_option("--orientation", options.orientation, "orientation in the header")
       ->check(CLI::IsMember({"portrait", "landscape", "reverse-portrait", "reverse-landscape"}))
       ->capture_default_str();
-  app.add_option("--fit", options.fit,
-                 "a picture of another shape is cut (fill), surrounded with white (whole) or "
-                 "distorted (stretch)")
+  app.add_option(
+         "--fit", options.fit,
+         "place an image of another shape: crop it (fill), add white edges (whole) or distort it "
+         "(stretch)")
       ->check(CLI::IsMember({"fill", "whole", "stretch"}))
       ->capture_default_str();
-  app.add_option("-n,--copies", options.copies, "the header's number of copies")
+  app.add_option("-n,--copies", options.copies, "number of copies in the header")
       ->capture_default_str();
   app.add_flag("-c,--compressed", options.compressed, "write a compressed stream");
   app.add_option("--page-png", options.page_png,
-                 "also write the first page, as it stands in the raster, to this PNG file");
-  app.add_flag("--list", options.list, "list papers, formats and test pictures, and end");
+                 "also write the first page, as it is in the raster, to this PNG file");
+  app.add_flag("--list", options.list, "list papers, formats and test images");
 }
 
 void print_lists() {
@@ -98,13 +101,13 @@ void print_lists() {
     std::printf("  %-14s %u x %u bit%s%s\n", format.name, format.colors, format.bits,
                 *format.note != '\0' ? ", " : "", format.note);
   }
-  std::printf("Test pictures (test:NAME):\n");
+  std::printf("Test images (test:NAME):\n");
   for (const TestPictureName& picture : test_picture_names()) {
     std::printf("  %-14s %s\n", picture.name, picture.shows);
   }
 }
 
-// A number of 1 to 65535, all of it digits.
+// A number of 1 to 65535, digits only.
 bool parse_length(const std::string& text, unsigned& length) {
   constexpr std::size_t most_digits = 5;
   if (text.empty() || text.size() > most_digits ||
@@ -131,7 +134,7 @@ const PaperConfig* find_paper(const std::string& name) {
   return nullptr;
 }
 
-// A name of the list or any number; the filter must cope with codes it does not know.
+// A name of the list or any number: the filter must handle unknown codes too.
 bool parse_color_space(const std::string& text, unsigned& code) {
   for (std::size_t i = 0; i < color_space_names.size(); ++i) {
     if (text == color_space_names[i]) {
@@ -149,10 +152,10 @@ unsigned orientation_code(const std::string& name) {
                                        : 0;
 }
 
-// Null when all is well, otherwise what is wrong with the options.
+// Null if the options are valid, otherwise the error.
 std::optional<std::string> make_plan(const Options& options, PagePlan& plan) {
   if (options.pictures.empty()) {
-    return "no picture given";
+    return "no image given";
   }
   plan.paper = find_paper(options.paper);
   if (plan.paper == nullptr) {
@@ -188,19 +191,19 @@ PixelSize wanted_pixels(const PagePlan& plan) {
   return plan.size == PageSize::page ? page_pixels(plan) : PixelSize{plan.width, plan.height};
 }
 
-// "test:NAME" in the size of the page, "test:NAME:WxH" in its own.
+// "test:NAME" in the size of the page, "test:NAME:WxH" in the given size.
 std::optional<Picture> draw_named(const std::string& text, const PagePlan& plan,
                                   std::string& error) {
   const std::string name = text.substr(0, text.find(':'));
   PixelSize size = plan.size == PageSize::picture ? PixelSize{1800, 1200} : wanted_pixels(plan);
   if (name.size() < text.size() &&
       !parse_size(text.substr(name.size() + 1), size.width, size.height)) {
-    error = "the size of a test picture is written WxH";
+    error = "the size of a test image is written WxH";
     return std::nullopt;
   }
   std::optional<Picture> picture = draw_test_picture(name, size.width, size.height);
   if (!picture) {
-    error = "no such test picture (see --list)";
+    error = "no such test image (see --list)";
   }
   return picture;
 }
@@ -216,12 +219,12 @@ Fit fit_of(const std::string& name) {
   return name == "whole" ? Fit::whole : name == "stretch" ? Fit::stretch : Fit::fill;
 }
 
-// The picture in the page's pixels.
+// The image in the pixels of the page.
 Picture page_of(const Picture& picture, const PagePlan& plan, Fit fit) {
   if (plan.size == PageSize::picture) {
     return picture;
   }
-  // A page that the filter will turn has its two resolutions exchanged.
+  // The two resolutions are exchanged on a page that the filter will rotate.
   const double density = plan.vertical_dpi / static_cast<double>(plan.horizontal_dpi);
   return fitted(picture, wanted_pixels(plan), fit, plan.turned() ? 1 / density : density);
 }
@@ -242,7 +245,7 @@ class Output {
 
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
-  // Half a raster file helps nobody. A device or a pipe is left where it is.
+  // Removes an incomplete raster file, but not a device or a pipe.
   void discard() {
     struct stat status {};
     if (is_file() && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
@@ -301,7 +304,7 @@ int run(const CLI::App& app, const Options& options) {
     return wrong_usage(app, *problem);
   }
   if (options.output == "-" && isatty(STDOUT_FILENO) == 1) {
-    return wrong_usage(app, "raster is nothing for a terminal: name a file with --output");
+    return wrong_usage(app, "refusing to write raster data to a terminal; use --output");
   }
   Output output(options.output);
   if (output.descriptor() < 0) {
@@ -324,7 +327,7 @@ int run(const CLI::App& app, const Options& options) {
 }
 
 int raster_program(int argc, char** argv) {
-  CLI::App app("Turns pictures into CUPS raster pages for rastertok905.", "k905-raster");
+  CLI::App app("Converts images to CUPS raster pages for rastertok905.", "k905-raster");
   Options options;
   describe_options(app, options);
   if (const auto status = parse_command_line(app, argc, argv)) {

@@ -24,7 +24,7 @@ unsigned lightness(const Samples& color) {
                                1000);
 }
 
-// All darkness that the three inks share is given to black.
+// The darkness that all three inks have in common becomes black.
 Samples inks_of(const Samples& color) {
   const unsigned light = std::max({color[0], color[1], color[2]});
   Samples inks{0, 0, 0, kFull - light};
@@ -48,8 +48,8 @@ Samples samples_for(const Samples& color, const PageFormat& format, unsigned col
   }
 }
 
-// Whether a sample of few bits is set here: an 8 x 8 pattern of thresholds spreads the grays, black
-// and white stay pure.
+// Whether a sample of few bits is set here: an 8 x 8 threshold pattern dithers grays; black and
+// white stay pure.
 bool dithered(unsigned sample, std::uint32_t x, std::uint32_t y) {
   unsigned rank = 0;
   for (unsigned bit = 0; bit < 3; ++bit) {

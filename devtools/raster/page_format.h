@@ -1,4 +1,4 @@
-// The ways in which a raster page can hold its pixels, and pictures turned into them.
+// The pixel formats of a raster page, and the conversion of images to them.
 #pragma once
 
 #include <array>
@@ -10,15 +10,16 @@
 
 struct PageFormat {
   const char* name;
-  unsigned colors;       // samples a pixel
-  unsigned bits;         // a sample
-  unsigned color_space;  // the header's code unless the user names another
+  unsigned colors;       // samples per pixel
+  unsigned bits;         // per sample
+  unsigned color_space;  // the code in the header, unless the user sets another
   const char* note;
 
   [[nodiscard]] unsigned bits_per_pixel() const { return colors * bits; }
 };
 
-// What the filter reads, and behind it what it answers with a black page and a word in the log.
+// The formats that the filter reads, followed by those for which it prints a black page and logs an
+// error.
 inline constexpr std::array<PageFormat, 9> page_formats{{
     {"rgb8", 3, 8, 1, "the ordinary photograph"},
     {"rgb16", 3, 16, 1, "high byte first or last as the machine has it"},
@@ -31,16 +32,16 @@ inline constexpr std::array<PageFormat, 9> page_formats{{
     {"cmyk16", 4, 16, 6, "the filter does not read it"},
 }};
 
-// The names of the header's color space codes, in their order from 0.
+// The names of the color space codes in the header, in order from 0.
 inline constexpr std::array<const char*, 7> color_space_names{"W",   "RGB", "RGBA", "K",
                                                               "CMY", "YMC", "CMYK"};
 
 [[nodiscard]] const PageFormat* find_page_format(const std::string& name);
 
-// Bytes of a line of that many pixels.
+// Bytes of a line with this number of pixels.
 [[nodiscard]] unsigned line_bytes(const PageFormat& format, unsigned width);
 
-// Row y of the picture as a raster line. Gray samples count ink where the color space is K (3),
-// and light everywhere else.
+// Row y of the image as a raster line. Gray samples are amounts of ink in the color space K (3),
+// and of light in all others.
 void encode_line(const Picture& picture, std::uint32_t y, const PageFormat& format,
                  unsigned color_space, std::vector<std::uint8_t>& line);

@@ -1,4 +1,4 @@
-// What the user chose about the pages, and the raster header that follows from it.
+// The options for the pages, and the raster header that results from them.
 #pragma once
 
 #include <cups/raster.h>
@@ -14,19 +14,19 @@ struct PagePlan {
   unsigned color_space = 1;
   unsigned horizontal_dpi = 300;
   unsigned vertical_dpi = 300;
-  unsigned orientation = 0;  // 1 and 3: the picture is turned by the filter
+  unsigned orientation = 0;  // 1 and 3: the filter rotates the image
   unsigned copies = 1;
   PageSize size = PageSize::page;
-  unsigned width = 0;  // with PageSize::pixels
+  unsigned width = 0;  // for PageSize::pixels
   unsigned height = 0;
 
-  unsigned page_width_pt = 0;  // the header's page size where it shall differ from the paper's
+  unsigned page_width_pt = 0;  // page size in the header, if it differs from the paper's
   unsigned page_height_pt = 0;
 
   [[nodiscard]] bool turned() const { return orientation == 1 || orientation == 3; }
 };
 
-// The pixels of the paper's page at the plan's resolution, turned where the plan says so.
+// The size of the paper's page at the plan's resolution, rotated as the plan says.
 [[nodiscard]] PixelSize page_pixels(const PagePlan& plan);
 
 [[nodiscard]] cups_page_header2_t make_page_header(const PagePlan& plan, PixelSize size);

@@ -34,7 +34,7 @@ std::uint8_t ramp(std::uint32_t index, std::uint32_t length) {
   return static_cast<std::uint8_t>(part_of(index, 255, length - 1));
 }
 
-// Red, green, blue and black squares of a tenth of the shorter side, from the top left clockwise.
+// Red, green, blue and black squares of a tenth of the shorter side, clockwise from the top left.
 Color corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
   const std::uint32_t side = std::max<std::uint32_t>(1, std::min(canvas.width, canvas.height) / 10);
   const bool left = x < side;
@@ -53,7 +53,7 @@ Color corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
   return bottom && left ? kBlack : kWhite;
 }
 
-// Red grows to the right, green downwards, blue along the falling diagonal.
+// Red increases to the right, green downwards, blue along the falling diagonal.
 Color gradient(Canvas canvas, std::uint32_t x, std::uint32_t y) {
   const std::uint8_t red = ramp(x, canvas.width);
   const std::uint8_t green = ramp(y, canvas.height);
@@ -73,7 +73,7 @@ Color patches(Canvas canvas, std::uint32_t x, std::uint32_t) {
   return kPrimaries[part_of(x, 8, canvas.width)];
 }
 
-// Every pixel another color, from its place alone.
+// Every pixel has another color, which depends on its position only.
 Color noise(Canvas, std::uint32_t x, std::uint32_t y) {
   std::uint32_t hash = x * 0x9E3779B1U ^ y * 0x85EBCA77U;
   hash = (hash ^ hash >> 15) * 0x2C1B3C6DU;

@@ -1,5 +1,5 @@
-// Pictures drawn by the program itself: the same bytes on every machine, for tests and for trying
-// the filter without a photograph at hand.
+// Test images that the program draws: the same bytes on every machine, for tests and for trials
+// without a photo.
 #pragma once
 
 #include <optional>
@@ -10,10 +10,10 @@
 
 struct TestPictureName {
   const char* name;
-  const char* shows;  // in a few words
+  const char* shows;  // a short description
 };
 [[nodiscard]] const std::vector<TestPictureName>& test_picture_names();
 
-// The picture of that name in width x height pixels, 8-bit color; null when there is none.
+// The test image with this name in width x height pixels, 8-bit color; null for an unknown name.
 [[nodiscard]] std::optional<Picture> draw_test_picture(const std::string& name, std::uint32_t width,
                                                        std::uint32_t height);

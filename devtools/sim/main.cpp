@@ -37,12 +37,12 @@ void declare_printer_options(CLI::App& app, Arguments& arguments) {
         field.help);
   }
   app.add_option("--state", arguments.state_file,
-                 "File of lines \"key = value\" with the fields above: read before every answer, "
-                 "brought up to date after every sheet");
+                 "File of lines \"key = value\" with the fields above: read before every reply, "
+                 "written after every sheet");
   app.add_option("--fault", arguments.fault,
-                 "Misbehave: silent, slow, split, cut, long, garbage or busy");
+                 "Fault to simulate: silent, slow, split, cut, long, garbage or busy");
   app.add_option("--fault-on", arguments.fault_on,
-                 "Misbehave at one question only, for instance STATUS or MQTY");
+                 "Limit the fault to one question, such as STATUS or MQTY");
   app.add_option("--delay", arguments.delay_ms, "Pause of slow, split and busy in milliseconds")
       ->check(CLI::Range(0, 60000))
       ->capture_default_str();
@@ -53,23 +53,22 @@ void declare_printer_options(CLI::App& app, Arguments& arguments) {
   app.add_flag("--keep-buffers", arguments.keeps_sheets,
                "A sheet in a buffer when the printer stops is printed later, not lost");
   auto* sheets =
-      app.add_option("--sheets", arguments.sheets, "Folder that keeps a PNG of every sheet");
+      app.add_option("--sheets", arguments.sheets, "Folder for a PNG image of every sheet");
   app.add_flag("--canvas", arguments.canvas,
-               "Keep every pixel of a sheet, with the margins beyond the paper's edges")
+               "With --sheets: save every pixel, including the margins outside the paper")
       ->needs(sheets);
 }
 
 void declare_line_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--listen", arguments.port,
-                 "Take jobs on this port of 127.0.0.1 as well; 0 takes a free one");
-  app.add_option("--link", arguments.link, "Symbolic link that always leads to the terminal");
-  app.add_option("--rate", arguments.rate_kib, "Most KiB that are taken in a second")
+                 "Also accept jobs on this port of 127.0.0.1; 0 selects a free one");
+  app.add_option("--link", arguments.link, "Symbolic link to the terminal");
+  app.add_option("--rate", arguments.rate_kib, "Accept at most this many KiB per second")
       ->check(CLI::Range(1U, 1U << 20));
   app.add_option(
          "--printers", arguments.printers,
-         "So many printers, each on the port after that of the one before; of several, number N "
-         "has its number added to its serial number, the folder SHEETS/N, the file STATE.N and the "
-         "link LINK.N")
+         "Number of printers, on consecutive ports; if there are several, printer N has its number "
+         "in its serial number, the folder SHEETS/N, the file STATE.N and the link LINK.N")
       ->check(CLI::Range(1, kMostPrinters))
       ->capture_default_str();
   app.add_flag("--trace", arguments.traces,
@@ -79,7 +78,7 @@ void declare_line_options(CLI::App& app, Arguments& arguments) {
 }
 
 std::string commands_help() {
-  std::string text = "Commands, with the number of the printer in front when it is not 1:\n";
+  std::string text = "Commands, preceded by the number of the printer if it is not 1:\n";
   for (const CommandUsage& usage : command_usages()) {
     text += "  " + std::string(usage.text) + "\n      " + usage.meaning + "\n";
   }
@@ -92,7 +91,7 @@ std::optional<std::string> take_fault(const Arguments& arguments, Fault& fault) 
     const std::optional<FaultKind> kind = fault_named(arguments.fault);
     if (!kind) {
       return "--fault: '" + arguments.fault +
-             "' is none of silent, slow, split, cut, long, garbage, busy";
+             "' is not one of silent, slow, split, cut, long, garbage, busy";
     }
     fault.kind = *kind;
   }
@@ -178,7 +177,7 @@ int run(const CLI::App& app, const SimulatorOptions& options) {
 }
 
 int simulator_program(int argc, char** argv) {
-  CLI::App app{"A simulated printer on a pseudo-terminal, whose path is the first line written",
+  CLI::App app{"Simulates a printer on a pseudo-terminal and prints its path in the first line",
                "k905-sim"};
   Arguments arguments;
   declare_printer_options(app, arguments);

@@ -59,7 +59,7 @@ TEST(ContactSheetProgram, PutsPicturesSideBySideWithTheirNames) {
   folder.write("b.pgm", "P5 1 2 255\nxx");
   const ChildResult result = contact(folder, {"-w", "20", "-c", "5", "T=a.ppm", "b.pgm"});
   ASSERT_EQ(result.status, 0) << result.log;
-  EXPECT_EQ(result.output, "2 pictures -> out.png\n");
+  EXPECT_EQ(result.output, "2 images -> out.png\n");
   const Picture sheet = picture_in(folder, "out.png");
   // Two columns of 20 with gaps of 12; one row of 40 (the taller picture), a caption of 14 + 6 and
   // gaps of 12.
@@ -79,7 +79,7 @@ TEST(ContactSheetProgram, TheSheetsOfAJobStandOnOnePictureWithTheirNumbers) {
       contact(folder, {"--width", "100"}, gray_sheet(77) + gray_sheet(99) + gray_sheet(11));
   ASSERT_EQ(result.status, 0) << result.log;
   EXPECT_THAT(result.output, HasSubstr("sheet 3: 8 x 4, glossy, cutter 0, "));
-  EXPECT_THAT(result.output, testing::EndsWith("\n3 pictures -> out.png\n"));
+  EXPECT_THAT(result.output, testing::EndsWith("\n3 images -> out.png\n"));
   EXPECT_THAT(result.output, Not(HasSubstr("sheet-1.png")));
   EXPECT_FALSE(folder.read("sheet-1.png"));
   const Picture sheet = picture_in(folder, "out.png");

@@ -309,7 +309,7 @@ TEST(RasterProgram, HelpVersionAndListEndWell) {
 }
 
 TEST(RasterProgram, WrongUsageIsExitStatusTwo) {
-  expect_wrong_usage({}, "no picture given");
+  expect_wrong_usage({}, "no image given");
   expect_wrong_usage({"--no-such-option", "test:white"},
                      "unknown option --no-such-option; known options: --help, ");
   expect_wrong_usage({"-p", "A4", "test:white"}, "--paper: no paper is called \"A4\"");
@@ -327,8 +327,8 @@ TEST(RasterProgram, WrongUsageIsExitStatusTwo) {
 
 TEST(RasterProgram, PicturesThatCannotBeReadAreNamedWithExitStatusOne) {
   expect_failure({"missing.png"}, "missing.png: No such file or directory");
-  expect_failure({"test:nonsense"}, "test:nonsense: no such test picture (see --list)");
-  expect_failure({"test:white:0x1"}, "test:white:0x1: the size of a test picture is written WxH");
+  expect_failure({"test:nonsense"}, "test:nonsense: no such test image (see --list)");
+  expect_failure({"test:white:0x1"}, "test:white:0x1: the size of a test image is written WxH");
   const ScratchFolder folder;
   const std::string whole = png_file(40, 40, {}, plain(1600, 1, 2, 3));
   folder.write("cut.png", whole.substr(0, whole.size() - 20));

@@ -138,7 +138,7 @@ BEHIND = {
     ("k905-setup", "--ribbon"): lambda: {"6x4", "6x8", "Auto"},
     ("k905-sim", "--model"): lambda: from_help("k905-sim", MODELS),
     ("k905-sim", "--resolution"): lambda: from_help("k905-sim", r"--resolution TEXT +(.+)"),
-    ("k905-sim", "--fault"): lambda: from_help("k905-sim", r"Misbehave: (.+)"),
+    ("k905-sim", "--fault"): lambda: from_help("k905-sim", r"Fault to simulate: (.+)"),
     ("k905-sim", "--fault-on"): questions,
 }
 

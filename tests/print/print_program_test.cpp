@@ -864,7 +864,7 @@ TEST(PrintProgram, ManyPicturesShowTheirProgressOnATerminalOnly) {
   folder.write("photo.png", quartered_png());
   EXPECT_THAT(run_on_terminal(folder, "k905-print",
                               {"--to", "job.prn", "photo.png", "photo.png", "photo.png"}),
-              HasSubstr("picture 1 of 3"));
+              HasSubstr("photo 1 of 3"));
   EXPECT_THAT(print(folder, {"--to", "job.prn", "photo.png", "photo.png"}).log, IsEmpty());
 }
 
