@@ -1,4 +1,4 @@
-# Everything lies where CUPS looks for it (cups_places.cmake).
+# Everything is installed where CUPS looks for it (cups_places.cmake).
 
 # CUPS refuses to run a filter that anybody but its owner can write to.
 set(program_permissions OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE

@@ -1,4 +1,4 @@
-// The argument vector, the option string in it included: texts with a NUL between them, behind a
+// The argument vector, the option string in it included: texts with a NUL between them, after a
 // first byte that says how long a line of the log may be.
 #include <cstdint>
 #include <string>

@@ -1,5 +1,5 @@
 // A raster stream through the whole job, with settings that the input chooses as well. The stream
-// is any bytes, or a recipe: pages of every format with lies in their headers, cut and damaged, so
+// is any bytes, or a recipe: pages of every format with inconsistent headers, cut and damaged, so
 // that the pipeline is reached.
 #include <cups/raster.h>
 
@@ -230,15 +230,15 @@ cups_page_header2_t honest_header(Input& input) {
 // Sets a number of the header, or puts text into one of its strings.
 void lie(Input& input, std::string& header) {
   constexpr std::size_t kFirstNumber = offsetof(cups_page_header2_t, AdvanceDistance);
-  constexpr std::size_t kBehindNumbers = offsetof(cups_page_header2_t, cupsString);
+  constexpr std::size_t kAfterNumbers = offsetof(cups_page_header2_t, cupsString);
   const std::uint8_t kind = input.byte();
   if (kind % 8 == 0) {
     const std::string words = text(input);
-    const std::size_t at = kind / 8 % 2 == 0 ? std::size_t{64} * (kind / 16 % 4) : kBehindNumbers;
+    const std::size_t at = kind / 8 % 2 == 0 ? std::size_t{64} * (kind / 16 % 4) : kAfterNumbers;
     header.replace(at, words.size(), words);
     return;
   }
-  const std::size_t at = kFirstNumber + 4 * (input.byte() % ((kBehindNumbers - kFirstNumber) / 4));
+  const std::size_t at = kFirstNumber + 4 * (input.byte() % ((kAfterNumbers - kFirstNumber) / 4));
   const std::uint32_t number =
       kind % 8 == 1 ? input.value<std::uint32_t>() : one_of(input, kOddNumbers);
   std::memcpy(header.data() + at, &number, sizeof number);
@@ -251,14 +251,14 @@ void fill(Input& input, RasterPage& page) {
   }
 }
 
-// One page behind the four bytes that open a stream.
+// One page after the four bytes that open a stream.
 std::string page_of(Input& input, RasterKind kind) {
   RasterPage page = blank_page(honest_header(input));
   fill(input, page);
   std::string bytes =
       kind == RasterKind::kCompressed ? raster_stream({page}, kind).substr(4) : raw_page(page);
   std::string header = bytes.substr(0, sizeof page.header);
-  for (std::size_t lies = input.byte() % 4; lies > 0; --lies) lie(input, header);
+  for (std::size_t count = input.byte() % 4; count > 0; --count) lie(input, header);
   return header + bytes.substr(header.size());
 }
 
@@ -338,7 +338,7 @@ std::uint64_t run_and_check(const Setting& setting, std::string_view stream) {
   expect_plain_log(log, setting.line_limit);
   const std::size_t sheets = expect_whole_sheets(output);
   expect(setting.line_limit != 0 || count_of(log, "K905-1: ===== PRINT CALL #") == sheets,
-         "the log tells of every sheet");
+         "the log reports every sheet");
   return std::hash<std::string_view>()(output);
 }
 

@@ -73,7 +73,7 @@ std::string job_copy(const std::string& ppd, const std::string& options) {
          "a copy, or a reason");
   expect(job.ribbon.empty() || job.ribbon == "6x4" || job.ribbon == "6x8", "a ribbon there is");
   if (job.descriptor < 0) return "";
-  std::string text = rest_of(job.descriptor);  // it stands at its beginning
+  std::string text = rest_of(job.descriptor);  // its position is at the beginning
   close(job.descriptor);
   return text;
 }

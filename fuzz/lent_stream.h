@@ -34,7 +34,7 @@ class LentStream {
     lender_ = -1;
   }
 
-  // What stands in the file, as long as the object lives. To be called once.
+  // The content of the file, valid as long as the object. To be called once.
   [[nodiscard]] std::string_view content() {
     view_size_ = static_cast<std::size_t>(lseek(file_, 0, SEEK_END));
     if (view_size_ == 0) return {};

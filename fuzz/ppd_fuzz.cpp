@@ -1,4 +1,4 @@
-// A queue's PPD file, any bytes. Libcups says what stands in it, the plain reference what that
+// A queue's PPD file, any bytes. Libcups parses it, the plain reference says what that
 // means.
 #include <cups/ppd.h>
 

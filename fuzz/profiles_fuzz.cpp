@@ -36,7 +36,7 @@ namespace {
 
 // ---- names ----
 
-// The file a name stands for, tried by hand.
+// The file of a name, found by hand.
 std::string found_by_hand(const std::string& name, const std::set<std::string>& files) {
   if (name.empty()) return "";
   if (name[0] == '/' && files.contains(name)) return name;
@@ -48,7 +48,7 @@ std::string found_by_hand(const std::string& name, const std::set<std::string>& 
   return "";
 }
 
-// What stands between the first "ICCPROFILE (" and the next ")".
+// The text between the first "ICCPROFILE (" and the next ")".
 std::string marked_name(const std::string& value) {
   const std::string mark = "ICCPROFILE (";
   const std::size_t begin = value.find(mark);
@@ -132,7 +132,7 @@ std::string profile_bytes(Input& input, bool damaged_one) {
   if (!damaged_one) return input.rest();
   std::string bytes = right_profiles()[input.byte() % right_profiles().size()];
   for (std::size_t changes = input.byte() % 16; changes > 0; --changes) {
-    // Most of what says anything stands at the beginning: header and list of tags.
+    // The most significant bytes are at the beginning: header and list of tags.
     const bool anywhere = input.byte() % 4 == 0;
     const std::size_t at = input.below(anywhere ? bytes.size() : 400) % bytes.size();
     bytes[at] = static_cast<char>(input.byte());
@@ -178,7 +178,7 @@ void files(Input& input, std::uint8_t kind) {
   const bool as_source = kind / 16 % 2 == 1;
   Rows rows = rows_of(input);
   const std::string bytes = profile_bytes(input, kind / 32 % 2 == 1);
-  const MemoryFile hostile(bytes.data(), bytes.size());
+  const MemoryFile malformed(bytes.data(), bytes.size());
   const MemoryFile right(right_profiles()[0].data(), right_profiles()[0].size());
 
   const ReferenceJob job;
@@ -186,8 +186,8 @@ void files(Input& input, std::uint8_t kind) {
   plain.settings.icc_enabled = true;
   plain.settings.icc_name = "printer";
   plain.settings.icc_intent = intent;
-  plain.settings.color_base_path = as_source ? hostile.path() : right.path();
-  plain.settings.icc_path = as_source ? right.path() : hostile.path();
+  plain.settings.color_base_path = as_source ? malformed.path() : right.path();
+  plain.settings.icc_path = as_source ? right.path() : malformed.path();
   reference::Image image = image_of(rows);
   plain.convert_icc(image);
 

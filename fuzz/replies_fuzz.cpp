@@ -251,7 +251,7 @@ int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout_ms) {
   if (count != 1 || !is_the_printer(descriptors->fd)) {
     return __real_poll(descriptors, count, timeout_ms);
   }
-  expect(timeout_ms > 0 && timeout_ms <= 12000, "nobody waits for ever, or not at all");
+  expect(timeout_ms > 0 && timeout_ms <= 12000, "every wait has a limit above 0");
   if (printer->events.empty()) return 0;
   switch (printer->events.front().kind) {
     case Event::Kind::kSilence:
@@ -320,7 +320,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   expect(status == 0, "whatever the printer says, there is a report");
   expect(out.content() == report, "the report is what the plain reading says");
   expect(err.content() == "K905-1: query printer info from /dev/null\n" + plain.log(),
-         "the log tells of what could not be asked");
+         "the log reports what could not be asked");
   expect(!hears_everything || asked.size() == 13 * kBlockSize || asked.size() == 14 * kBlockSize,
          "every question is asked, in whole blocks");
   return 0;

@@ -76,11 +76,11 @@ ParsedStream parsed_in_pieces(const std::string& stream, std::size_t piece) {
   for (std::size_t at = 0; at < stream.size(); at += piece) {
     const std::size_t count = std::min(piece, stream.size() - at);
     const bool goes_on = parser.feed(bytes_of(stream) + at, count);
-    expect(goes_on == !parser.error(), "feed tells of an error");
+    expect(goes_on == !parser.error(), "feed reports an error");
   }
   const bool between_sheets = parser.at_sheet_boundary();
   const bool whole = parser.finish();
-  expect(whole == between_sheets && whole == !parser.error(), "finish tells where it stands");
+  expect(whole == between_sheets && whole == !parser.error(), "finish reports the position");
   parsed.error = parser.error();
   return parsed;
 }
@@ -95,8 +95,8 @@ void expect_sheets_are_the_stream(const ParsedStream& parsed, const std::string&
   }
   expect(stream.starts_with(written), "sheets written out are the stream");
   if (parsed.error) {
-    expect(parsed.error->offset >= written.size(), "the error stands behind the whole sheets");
-    expect(parsed.error->offset <= stream.size(), "the error stands in the stream");
+    expect(parsed.error->offset >= written.size(), "the error is after the complete sheets");
+    expect(parsed.error->offset <= stream.size(), "the error is inside the stream");
   } else {
     expect(written.size() == stream.size(), "nothing was passed over");
   }

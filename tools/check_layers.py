@@ -69,7 +69,7 @@ def layer_of(path):
 
 
 def reachable(layer):
-    """The layers that `layer` may include: itself and all that lies below."""
+    """The layers that `layer` may include: itself and all layers below."""
     below = {layer}.union(*(reachable(next_layer) for next_layer in ARROWS[layer]))
     return below if layer in SILENT else below | {"diag"}
 

@@ -13,7 +13,7 @@ struct FilterDestinationSetup {
   Choices choices;
   std::string filter;     // the program
   std::string to;         // file or device; empty: only the sheets are wanted
-  bool append = false;    // to a plain file, behind what is there; the second job always is
+  bool append = false;    // to a regular file; the second job always appends
   bool show_log = false;  // the filter's log on standard error
   // Gets each sheet as it was made, from another thread, all of them before end() returns. What it
   // returns is why the job failed, or "".

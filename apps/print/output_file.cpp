@@ -191,7 +191,7 @@ void OutputFile::take_back() {
   } else if (made_) {
     unlink(path_.c_str());
   } else if (plain_) {
-    // Half a sheet in a file would spoil all that is written behind it.
+    // An incomplete sheet in a file would make everything after it unreadable.
     (void)!ftruncate(descriptor_.get(), start_);
   }
   descriptor_.reset();

@@ -20,7 +20,7 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // A plain file is made anew, or written on behind what is there. A missing file under /dev is not
+  // A regular file is created, or appended to. A missing file in /dev is not
   // made: it is a device that is not there. False with the reason in `error`.
   [[nodiscard]] bool open(const std::string& path, bool append, std::string& error);
   [[nodiscard]] bool is_open() const { return static_cast<bool>(descriptor_); }

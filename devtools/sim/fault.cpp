@@ -8,7 +8,7 @@ namespace {
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::size_t kLongReply = 300;
 
-// No digit, no name of a model or a medium; a NUL behind the first few bytes.
+// No digit, no name of a model or a medium; a NUL after the first few bytes.
 constexpr std::string_view kGarbage{"\x1b\xff\x80%s\t?\x00\xfe&@\x7f~", 13};
 
 struct NamedFault {
@@ -51,7 +51,7 @@ std::vector<Piece> pieces_of_reply(const std::string& text, const Fault& fault,
     case FaultKind::slow:
       return {{text.substr(0, half), fault.pause}, {with_line_end(text.substr(half)), fault.pause}};
     case FaultKind::split:
-      // The pause behind keeps the next answer from joining the LF.
+      // The pause after it keeps the next answer from following the LF at once.
       return {{text + "\r"}, {"\n", fault.pause}, {"", fault.pause}};
     case FaultKind::cut:
       return {{text.substr(0, half)}};

@@ -17,7 +17,7 @@ SeenSheet seen(const Sheet& sheet) {
   front.pixels.resize(std::size_t{3} * sheet.width * sheet.height);
   for (std::size_t y = 0; y < sheet.height; ++y) {
     for (std::size_t x = 0; x < sheet.width; ++x) {
-      // The printer prints from behind.
+      // The printer prints the back of the image.
       const std::size_t from = y * sheet.width + sheet.width - 1 - x;
       for (std::size_t channel = 0; channel < 3; ++channel) {
         front.pixels[3 * (y * sheet.width + x) + channel] = sheet.plane[channel][from];

@@ -122,7 +122,7 @@ TEST(ColorSpace, OneBitIsBlackWhereItIsSet) {
   EXPECT_EQ(result.sheets[0].at(70 + 804, 600), kWhite);
 }
 
-// What lies outside of a small page is bare paper in every color space.
+// The area outside a small page is bare paper in every color space.
 TEST(ColorSpace, SurroundingsOfASmallPageAreWhite) {
   for (const cups_cspace_t space : {CUPS_CSPACE_RGB, CUPS_CSPACE_CMYK, CUPS_CSPACE_CMY}) {
     RasterPage page =

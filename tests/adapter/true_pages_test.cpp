@@ -199,7 +199,7 @@ TEST_P(TruePagesOnEveryPaper, PassportBoxOfATurnedPageIsWithinAPixel) {
   EXPECT_NEAR(box.height(), turned ? 413 : 531, 1.0);
 }
 
-TEST_P(TruePagesOnEveryPaper, CircleOfATurnedPageIsRoundInTheFineResolution) {
+TEST_P(TruePagesOnEveryPaper, CircleOnARotatedPageIsRoundAt600Dpi) {
   RasterPage page = turned_page_of(GetParam());
   // A page that is turned has its upper half on the left.
   fill_circle(page, circle_center_in(GetParam()), page.header.cupsHeight / 600.0, kDiameterIn);

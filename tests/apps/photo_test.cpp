@@ -378,7 +378,7 @@ TEST(PhotoOpen, DamagedFilesGiveAnImageOrAnError) {
     for (int round = 0; round < 150; ++round) {
       std::string wrong = right;
       for (unsigned change = 0; change <= random() % 4; ++change) {
-        // Every second change hits the headers, where sizes stand.
+        // Every second change hits the headers, which contain the sizes.
         const std::size_t range =
             random() % 2 == 0 ? wrong.size() : std::min<std::size_t>(64, wrong.size());
         wrong[random() % range] = static_cast<char>(random());

@@ -12,7 +12,7 @@ struct PngKind {
   std::vector<std::uint8_t> profile{};
 };
 
-// `rows` holds the samples as they stand in the file: packed, 16 bits high byte first. A palette is
+// `rows` holds the samples as they are in the file: packed, 16 bits high byte first. A palette is
 // black, red, green, blue, the last one transparent.
 std::string png_file(std::uint32_t width, std::uint32_t height, const PngKind& kind,
                      const std::vector<std::uint8_t>& rows);

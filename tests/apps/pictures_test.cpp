@@ -222,7 +222,7 @@ TEST(TestPictures, EveryNameDrawsEverySize) {
       EXPECT_EQ(picture->bytes.size(), static_cast<std::size_t>(width) * height * 3) << name.name;
     }
   }
-  EXPECT_FALSE(draw_test_picture("nonsense", 1, 1));
+  EXPECT_FALSE(draw_test_picture("unknown", 1, 1));
 }
 
 TEST(TestPictures, CornersTellTheFourApart) {

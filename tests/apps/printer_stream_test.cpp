@@ -1,5 +1,5 @@
 // The reader of the printer's stream: right streams come back whole, and every field that is wrong
-// is told with its offset, what was expected and what stood there.
+// is reported with its offset, the expected and the actual value.
 #include "apps/wire/printer_stream.h"
 
 #include <gmock/gmock.h>
@@ -117,11 +117,11 @@ void PrintTo(const WrongField& field, std::ostream* out) { *out << field.name; }
 std::string zeros(std::size_t count) { return std::string(count, '\0'); }
 
 // Offsets within the image: the command's fields at 0, 1, 2, 8, 24; the BMP's 32 further on, its
-// palette at 54 of them: entry 17 stands 68 bytes, entry 255 stands 1020 bytes behind.
+// palette at 54 of them: entry 17 is 68 bytes, entry 255 is 1020 bytes after it.
 const std::vector<WrongField>& wrong_fields() {
   static const std::vector<WrongField> fields = {
       {"Escape", 0, "A", 0, "the escape (0x1b) of a command", "0x41"},
-      {"LetterP", 1, "Q", 1, "\"P\" behind the escape", "\"Q\""},
+      {"LetterP", 1, "Q", 1, "\"P\" after the escape", "\"Q\""},
       {"Group", 2, "CNTRL ", 2, "group \"IMAGE \"", "\"CNTRL \""},
       {"GroupPadding", 7, zeros(1), 2, "group \"IMAGE \"", "\"IMAGE\\x00\""},
       {"OrderOfPlanes", 8, "C", 8, "name \"YPLANE          \"", "\"CPLANE          \""},
@@ -196,7 +196,7 @@ const std::vector<WrongField>& wrong_fields() {
 
 class WrongFieldTest : public testing::TestWithParam<WrongField> {};
 
-TEST_P(WrongFieldTest, IsToldWithOffsetExpectedAndFound) {
+TEST_P(WrongFieldTest, IsReportedWithItsOffset) {
   const WrongField& field = GetParam();
   std::string stream = matte_sheet();
   stream.replace(field.offset, field.bytes.size(), field.bytes);
@@ -227,7 +227,7 @@ TEST(PrinterStream, BytesBetweenCommandsAreFound) {
   EXPECT_EQ(error_of(stream), "offset 1126: expected the escape (0x1b) of a command, found 0x0a");
 }
 
-TEST(PrinterStream, BytesBehindTheLastSheetAreFound) {
+TEST(PrinterStream, BytesAfterTheLastSheetAreAnError) {
   const std::string stream = wire_sheet({});
   EXPECT_EQ(error_of(stream + "\n"), "offset " + std::to_string(stream.size()) +
                                          ": expected the escape (0x1b) of a command, found 0x0a");
@@ -242,7 +242,7 @@ TEST(PrinterStream, ASheetWithoutCutterIsWrong) {
                                   "found \"START           \"");
 }
 
-TEST(PrinterStream, OvercoatBehindTheCutterIsWrong) {
+TEST(PrinterStream, OvercoatAfterTheCutterIsAnError) {
   const std::string right = matte_sheet();
   const std::string stream = right.substr(0, kControls) + right.substr(kControls + 40, 40) +
                              right.substr(kControls, 40) + right.substr(kControls + 80);
@@ -309,7 +309,7 @@ TEST(PrinterStream, KnowsWhenItStandsBetweenSheets) {
   EXPECT_TRUE(parser.finish());
 }
 
-TEST(PrinterStream, NothingIsLookedAtBehindAnError) {
+TEST(PrinterStream, BytesAfterAnErrorAreIgnored) {
   int sheets = 0;
   PrinterStreamParser parser([&sheets](Sheet&&) { ++sheets; });
   const std::uint8_t wrong = 'x';

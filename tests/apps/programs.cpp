@@ -94,7 +94,7 @@ std::vector<RasterPage> raster_pages(const std::string& stream) {
     pages.push_back(page);
   }
   cupsRasterClose(raster);
-  EXPECT_EQ(source.at, stream.size()) << "bytes behind the last page";
+  EXPECT_EQ(source.at, stream.size()) << "bytes after the last page";
   return pages;
 }
 

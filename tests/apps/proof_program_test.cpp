@@ -126,7 +126,7 @@ TEST_F(Proof, AContactSheetShowsProofsToo) {
               srgb_number(std::pow(120.0 / 255, 1.8)), 1.5);
 }
 
-// Of another kind than it says: the kind stands in the bytes 12 to 15.
+// Of another kind than it says: the kind is in the bytes 12 to 15.
 std::string of_kind(const char* kind) { return rgb_matrix_profile().replace(12, 4, kind); }
 
 TEST_F(Proof, AProfileThatIsOfNoUseIsNamedAndNothingIsWritten) {

@@ -343,7 +343,7 @@ TEST(RasterProgram, PicturesThatCannotBeReadAreNamedWithExitStatusOne) {
   EXPECT_EQ(huge.log, "k905-raster: huge.png: the photo is too large (100000 x 100000)\n");
 }
 
-TEST(RasterProgram, NoHalfFileIsLeftBehind) {
+TEST(RasterProgram, RemovesAnIncompleteFile) {
   const ScratchFolder folder;
   const ChildResult result =
       run_program(folder, "k905-raster", {"-o", "out.ras", "test:white", "missing.png"});

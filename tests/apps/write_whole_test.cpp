@@ -19,7 +19,7 @@ class WriteWhole : public ::testing::Test {
     close(pipe_.write_end);
   }
 
-  // What the next calls of write do; behind the last one they are the system's.
+  // What the next calls of write do; after the last one the system's write is called.
   void script(const std::deque<hooks::Step>& steps) const {
     hooks::write_script = {.descriptor = pipe_.write_end, .steps = steps};
   }
@@ -34,7 +34,7 @@ class WriteWhole : public ::testing::Test {
   Pipe pipe_ = make_pipe();
 };
 
-TEST_F(WriteWhole, GoesOnBehindWhatWasTaken) {
+TEST_F(WriteWhole, ContinuesAfterAPartialWrite) {
   script({{.at_most = 4}, {.at_most = 1}});
   EXPECT_TRUE(write_photograph());
   EXPECT_EQ(taken(), "photograph");

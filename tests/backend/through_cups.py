@@ -1,7 +1,7 @@
 """Jobs of several sheets through a private scheduler, the backend and a simulated printer.
 usage: through_cups.py BUILD CMAKE [TEST...]
 
-The pages go in as raster, so the real filters stand before the backend. Page n is gray n, and what
+The pages go in as raster, so the real filters run before the backend. Page n is gray n, and what
 the printer was sent for it is known from a run of the filter alone. Exit status 77 means that it could
 not be tried here.
 """

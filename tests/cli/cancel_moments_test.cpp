@@ -2,7 +2,7 @@
 // comes, its stream ends at the end of a sheet, nothing new is begun, and the printer takes the
 // next job as if nothing had happened.
 //
-// The moments are drawn at random. K905_CANCEL_SEED draws others (the seed stands in the output),
+// The moments are drawn at random. K905_CANCEL_SEED draws others (the output shows the seed),
 // K905_CANCEL_MOMENTS more or fewer of them.
 #include <gtest/gtest.h>
 
@@ -52,7 +52,7 @@ ChildSetup setup_of(const Way& way) {
   return setup;
 }
 
-// The printer at the end of the line, which sees one job behind the other.
+// The printer at the end of the line, which gets one job after the other.
 class Printer {
  public:
   // The bytes of a job; how many sheets they are. Fails the test when they are not whole sheets.

@@ -453,7 +453,7 @@ class CancelAtLine : public ::testing::TestWithParam<std::size_t> {};
 TEST_P(CancelAtLine, EndsTheJobWithWholeSheetsOnly) {
   Conversation talk(under_cups());
   const std::string two = job_of(2);
-  talk.say(two.substr(0, two.size() - 1));  // It would wait for ever.
+  talk.say(two.substr(0, two.size() - 1));  // It would wait indefinitely.
   ASSERT_TRUE(talk.wait_for_lines(GetParam()));
   talk.send(SIGTERM);
   expect_canceled(talk);

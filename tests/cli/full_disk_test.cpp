@@ -77,7 +77,7 @@ TEST_P(FullDisk, CostsLinesAndPicturesButNoSheet) {
   EXPECT_THAT(wanted.log[log.size() - 1], StartsWith(log.back()));
 }
 
-// The first fills up before the settings are told, the others with the pictures of the first page.
+// The first fills up before the settings are logged, the others with the images of the first page.
 INSTANTIATE_TEST_SUITE_P(Cli, FullDisk, ::testing::Values(4, 400, 20000));
 
 }  // namespace

@@ -21,16 +21,16 @@ if len(sys.argv) == 1:
 
 signal.signal(signal.SIGTERM, signal.SIG_IGN)
 uri = urllib.parse.urlsplit(os.environ["DEVICE_URI"])
-wishes = urllib.parse.parse_qs(uri.query)
+settings = urllib.parse.parse_qs(uri.query)
 
 
 def fail_if_told_to():
-    if any(pathlib.Path(path).exists() for path in wishes.get("fail", [])):
+    if any(pathlib.Path(path).exists() for path in settings.get("fail", [])):
         sys.exit(CUPS_BACKEND_FAILED)
 
 
 fail_if_told_to()
-pause = float(wishes.get("pause", ["0"])[0])
+pause = float(settings.get("pause", ["0"])[0])
 folder = pathlib.Path(uri.path)
 unfinished = folder / f"{sys.argv[1]}.part"
 with open(unfinished, "wb") as out, open(0, "rb", buffering=0, closefd=False) as stream:

@@ -35,7 +35,7 @@ struct Place {
 struct Box {
   std::uint32_t left;
   std::uint32_t top;
-  std::uint32_t right;  // one behind the last, as is bottom
+  std::uint32_t right;  // one after the last, like bottom
   std::uint32_t bottom;
 };
 

@@ -42,7 +42,7 @@ class Paper:
         self.slack = slack
 
     def picture_box(self, lines_per_line=1):
-        """Seen from the front. The printer prints from behind, so left and right are exchanged. The
+        """Seen from the front. The printer prints the back of the image, so left and right are exchanged. The
         fine resolution has twice the lines, but its borders are not doubled."""
         return (self.right, self.top, self.width - self.left,
                 self.height * lines_per_line - self.bottom)
@@ -85,7 +85,7 @@ def places_on(box, width, height):
 
 
 def turned(colors, quarters):
-    """The corners after so many quarter turns to the left."""
+    """The corners after so many rotations by 90 degrees to the left."""
     return tuple(colors[quarters % 4:]) + tuple(colors[:quarters % 4])
 
 
@@ -137,7 +137,7 @@ class ThroughCups(unittest.TestCase):
         found = json.loads(said)
         self.assertIsNone(found["error"], "the stream is broken")
         self.assertEqual(sum(sheet["size"] for sheet in found["sheets"]), found["bytes"],
-                         "there is something between the sheets or behind them")
+                         "there are bytes between the sheets or after them")
         return found["sheets"]
 
     def sheets(self, job, paper=SIX_BY_FOUR, lines_per_line=1):
@@ -1073,7 +1073,7 @@ class Jobs(ThroughCups):
         self.assertNotIn("marker-levels=3", told)
         self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
 
-    def test_the_front_leaves_no_file_behind(self):
+    def test_rastertok905job_removes_its_files(self):
         self.add_queue()
         before = sorted(path.name for path in (self.cups.root / "spool/tmp").iterdir())
         self.print(self.jpeg(), options=["StpLaminate=Matte"])

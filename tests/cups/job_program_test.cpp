@@ -247,7 +247,7 @@ TEST_F(JobProgram, LeavesTheRibbonOfTheSystemWhenNothingIsChosen) {
   EXPECT_EQ(output_, "6x8\n");
 }
 
-TEST_F(JobProgram, LeavesNoFileBehind) {
+TEST_F(JobProgram, RemovesItsFiles) {
   stand_in("exit 0\n");
   run({"1", "me", "title", "1", "StpLaminate=Matte"});
   int files = 0;

@@ -273,7 +273,7 @@ TEST_F(LogFile, AMissingFolderLeavesStandardErrorAsItWas) {
   EXPECT_EQ(log_into_file(), "hello\n");
 }
 
-TEST_F(LogFile, LeavesNoDescriptorBehind) {
+TEST_F(LogFile, ClosesAllDescriptors) {
   const std::string text = standard_error_of_child([this] {
     const int before = dup(STDERR_FILENO);
     const int next = dup(STDERR_FILENO);

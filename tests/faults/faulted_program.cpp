@@ -39,7 +39,7 @@ void read_report(const std::string& report, FaultedProgram& run) {
 
 FaultedProgram run_with_fault(ChildSetup setup, const CallFault& fault) {
   const ScratchFolder scratch;
-  // Where the program sees another /tmp, the report lies there.
+  // Where the program sees another /tmp, the report is there.
   const bool elsewhere = !setup.private_tmp.empty();
   const std::string folder = elsewhere ? setup.private_tmp : scratch.path();
   // Without it libcups asks the name service for the user's home.

@@ -112,7 +112,7 @@ class Shortages {
  public:
   explicit Shortages(ReferenceJob job) : job_(std::move(job)), undisturbed_(reference_run(job_)) {}
 
-  // The failures that somebody could see, by the lines that tell of them.
+  // The failures that are visible in the log, by their lines.
   std::set<std::string> all_answered() {
     for (long n = 1;; ++n) {
       SCOPED_TRACE("allocation " + std::to_string(n));
@@ -357,7 +357,7 @@ TEST_P(EveryWrite, CanFailForGood) { expect_odd_write_answered(GetParam(), -1, E
 
 TEST_P(EveryWrite, CanTakeNothing) { expect_odd_write_answered(GetParam(), 0, 0, false); }
 
-// Twelve writes are a matte sheet; the first of the second sheet stands for the others.
+// Twelve writes are a matte sheet; the first of the second sheet represents the others.
 INSTANTIATE_TEST_SUITE_P(Faults, EveryWrite, ::testing::Range(1L, 14L));
 
 // ---- reads ----

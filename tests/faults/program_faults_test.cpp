@@ -1,5 +1,5 @@
 // The built program when the system says no to one of its calls, each in turn: whatever fails, a
-// sheet is whole or absent, it looks as the log says, what is lost is told, and the program comes
+// sheet is whole or absent, it matches the log, losses are logged, and the program comes
 // to an end.
 //
 // A few calls of each kind are tried every day, and all of them when K905_EVERY_CALL is set.
@@ -259,7 +259,7 @@ std::unique_ptr<Scene> make_scene(const std::string& name) {
 
 // ---- what has to hold ----
 
-// The lines that tell of a page that is not printed.
+// The lines that report a page that is not printed.
 bool tells_of_loss(const std::vector<std::string>& log, int page) {
   return has(log, kNoStream) ||
          has(log, "K905-1: build_planes_resampled failed, abort page " + std::to_string(page)) ||
@@ -430,7 +430,7 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   }
   std::cout << tried << " calls failed, of " << calls << "; a library ended the program " << ended
             << " times\n";
-  // What the failures left behind disturbs no later job.
+  // The failures do not affect later jobs.
   expect_undisturbed(*scene, run_with_fault(scene->setup(), {}));
 }
 

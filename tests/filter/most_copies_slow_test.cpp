@@ -38,7 +38,7 @@ bool begins_copy(const char* format) {
 
 extern "C" {
 
-// The copy that is told is the next one, of all.
+// The log line has the number of the next copy, of all.
 void __wrap__Z8log_linePKcz(const char* format, ...) {
   if (!begins_copy(format)) {
     return;

@@ -33,7 +33,7 @@ class StandardInput {
 };
 
 // One gray page of `lines` lines of four bytes; line y holds y, y, y, y. `planar` delivers three
-// colors a line behind one another.
+// colors a line, one after another.
 cups_page_header2_t header_of(unsigned height, bool planar = false) {
   cups_page_header2_t header = {};
   header.cupsWidth = 4;

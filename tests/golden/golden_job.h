@@ -11,7 +11,7 @@
 //   raster ...       arguments of k905-raster; without this line standard input is empty
 //   ppd KEY=VALUE    default choices of the queue's PPD, any number on a line, in their order
 //   options ...      the job's option string
-//   arguments ...    further arguments of the filter, behind the option string
+//   arguments ...    further arguments of the filter, after the option string
 //   ribbon 6x8       the loaded ribbon
 //   status 1         the filter's exit status, 0 without this line
 struct GoldenJob {

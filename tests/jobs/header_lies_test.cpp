@@ -66,7 +66,7 @@ std::vector<Field> fields_of_the_length(bool wanted) {
   return fields;
 }
 
-// ---- the lies ----
+// ---- the inconsistencies ----
 
 enum class Lie { kNothing, kOne, kMost, kAnything };
 constexpr std::array kLies = {Lie::kNothing, Lie::kOne, Lie::kMost, Lie::kAnything};
@@ -104,8 +104,8 @@ RasterPage small_page(std::mt19937& random) {
 
 constexpr std::size_t kFieldsAtOnce = 10;
 
-// On an ordinary day a field that is only listed in the log lies in one way; with a seed of one's
-// own, and where the image may depend on it, in all four.
+// On an ordinary day a field that is only listed in the log is inconsistent in one way; with a seed
+// of one's own, and where the image may depend on it, in all four.
 bool lies_today(std::size_t index, const Field& field, Lie lie) {
   const bool matters = field.size == kNumber && field.offset < offsetof(Header, cupsInteger);
   return matters || std::getenv("K905_LIE_SEED") != nullptr ||
@@ -114,7 +114,7 @@ bool lies_today(std::size_t index, const Field& field, Lie lie) {
 
 class InconsistentHeaders : public ::testing::TestWithParam<std::size_t> {};
 
-// Every lie has a page, and behind them all an honest one is printed.
+// Every inconsistency has a page, and after them all a valid one is printed.
 TEST_P(InconsistentHeaders, AreHandledAsTheReferenceHandlesThem) {
   std::mt19937 random = random_for(GetParam());
   const std::vector<Field> fields = fields_of_the_length(false);
@@ -169,7 +169,7 @@ TEST(InconsistentLengths, EndTheJobCleanlyWhereverTheyAre) {
       RasterPage wrong = small_page(random);
       tell(wrong.header, field, lie, random);
       expect_good_end(raw_raster_stream({small_page(random), wrong, small_page(random)}));
-      // Alone, and with the lines of several pages behind it.
+      // Alone, and followed by the lines of several pages.
       const RasterPage page = small_page(random);
       expect_good_end(raw_raster_stream({wrong, page, page, page}));
     }
@@ -182,7 +182,7 @@ TEST(InconsistentLengths, InTwosAndThreesEndTheJobCleanlyToo) {
   for (int i = 0; i < 60; ++i) {
     SCOPED_TRACE("draw " + std::to_string(i));
     RasterPage wrong = small_page(random);
-    for (unsigned lies = 2 + random() % 2; lies > 0; --lies) {
+    for (unsigned count = 2 + random() % 2; count > 0; --count) {
       tell(wrong.header, fields[random() % fields.size()], kLies[random() % kLies.size()], random);
     }
     expect_good_end(raw_raster_stream({wrong, small_page(random), small_page(random)}));

@@ -25,12 +25,12 @@ void compare_logs(const std::vector<std::string>& got, const std::vector<std::st
   for (auto line = w - std::min<std::ptrdiff_t>(4, w - wanted.begin()); line != w; ++line) {
     before += "    " + *line + "\n";
   }
-  ADD_FAILURE() << "log line " << w - wanted.begin() + 1 << " differs, behind\n"
+  ADD_FAILURE() << "log line " << w - wanted.begin() + 1 << " differs, after\n"
                 << before << "  filter    " << (g != got.end() ? *g : "(end of the log)")
                 << "\n  reference " << (w != wanted.end() ? *w : "(end of the log)");
 }
 
-// Where in the sheets a byte stands, in the words of the wire.
+// The position of a byte in the sheets, in the terms of the wire format.
 std::string place_of(const std::string& stream, std::size_t offset) {
   std::size_t at = 0;
   int sheet = 1;
@@ -51,7 +51,7 @@ std::string place_of(const std::string& stream, std::size_t offset) {
     at += 32 + payload;
     sheet += name == "START " ? 1 : 0;
   }
-  return "behind the last sheet";
+  return "after the last sheet";
 }
 
 void compare_output(const std::string& got, const std::string& wanted) {
@@ -82,7 +82,7 @@ std::map<std::string, fs::path> images_in(const fs::path& folder) {
   std::sort(files.begin(), files.end());
   std::map<std::string, fs::path> youngest;
   for (const fs::path& file : files) {
-    youngest[file.stem().string().substr(16)] = file;  // behind "YYYYmmdd_HHMMSS_"
+    youngest[file.stem().string().substr(16)] = file;  // after "YYYYmmdd_HHMMSS_"
   }
   return youngest;
 }

@@ -591,7 +591,7 @@ INSTANTIATE_TEST_SUITE_P(
         [](RasterPage& p) { p.header.cupsBitsPerColor = 16; },
         [](RasterPage& p) { p.header.cupsBitsPerColor = 1; },
         [](RasterPage& p) { p.header.cupsBitsPerPixel = 240; },
-        // Orders this filter does not know: planes one behind the other, bands side by side.
+        // Orders this filter does not know: planes one after the other, bands side by side.
         [](RasterPage& p) {
           p.header.cupsColorOrder = CUPS_ORDER_PLANAR;
           p.pixels.resize(p.pixels.size() * 3, 77);
@@ -647,7 +647,7 @@ TEST(Headers, ARefusedOneEndsTheJobWithAMessage) {
     JobRecipe job;
     job.input = raw_raster_stream({quick_page(1), wrong, quick_page(3)});
     expect_like_reference(job);
-    // In front of everything, and behind everything, too.
+    // Before everything, and after everything, too.
     job.input = raw_raster_stream({wrong});
     expect_like_reference(job);
     job.input = raster_stream({quick_page(1)}, RasterKind::kCompressed);

@@ -16,7 +16,7 @@ SKIPPED = 77
 OF_NO_CONCERN = re.compile(r"referenced manual not found|outdated mandoc\.db|cannot open .*mandoc\.db")
 
 
-def complaints(page):
+def lint_messages(page):
     said = subprocess.run(["mandoc", "-T", "lint", "-W", "style", str(page)], text=True,
                           capture_output=True, check=False)
     return [line for line in (said.stdout + said.stderr).splitlines()
@@ -41,7 +41,7 @@ def main():
     found = [line for page in pages.values() for line in dangling(page, pages) + misnamed(page)]
     linted = shutil.which("mandoc") is not None
     if linted:
-        found += [line for page in pages.values() for line in complaints(page)]
+        found += [line for page in pages.values() for line in lint_messages(page)]
     print("\n".join(found) or f"{len(pages)} pages are sound")
     if found or not pages:
         return 1

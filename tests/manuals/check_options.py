@@ -2,7 +2,7 @@
 
 `check_options.py BUILD SOURCE`: for every program with options, `--help` must know those that the
 manual page describes and the completion offers, neither more nor fewer; and what the completion offers
-behind an option must be what the program takes there.
+after an option must be what the program accepts there.
 """
 
 import os
@@ -95,7 +95,7 @@ def all_papers():
     names = set()
     for line in re.findall(r"^  (\S+) +(\S+) +\d", listing, re.MULTILINE):
         names.update(line)
-    return names - {"default"}  # what stands in where no paper is known
+    return names - {"default"}  # the fallback for unknown papers
 
 
 def keywords():
@@ -113,7 +113,7 @@ def from_help(program, pattern):
 
 
 MODELS = r"--model (?:TEXT|MODEL) +(K905[^\n]+)"
-BEHIND = {
+VALUES = {
     ("k905-print", "-p"): all_papers,
     ("k905-print", "--paper"): all_papers,
     ("k905-print", "-f"): lambda: from_help("k905-print", r"--finish TEXT:\{(.+)\}"),
@@ -166,16 +166,16 @@ class Options(unittest.TestCase):
 
 
 class Completion(unittest.TestCase):
-    def test_behind_an_option_stands_what_the_program_takes_there(self):
-        for (program, option), wanted in BEHIND.items():
+    def test_the_values_of_an_option_are_those_that_the_program_accepts(self):
+        for (program, option), wanted in VALUES.items():
             with self.subTest(f"{program} {option}"):
                 self.assertEqual(completed(program, option, ""), wanted())
 
-    def test_every_option_with_names_behind_it_is_among_the_above(self):
+    def test_every_option_with_completed_values_is_in_the_table(self):
         for program in PROGRAMS:
             for option in options_of_help(program):
                 offered = completed(program, option, "")
-                if (program, option) not in BEHIND:
+                if (program, option) not in VALUES:
                     self.assertEqual(offered, set(), f"{program} {option}")
 
     def test_queues_are_those_of_the_print_system(self):
@@ -221,7 +221,7 @@ class Completion(unittest.TestCase):
         self.assertEqual(completed("k905-print", "--pr"), {"--preview"})
         self.assertEqual(completed("k905-print", "--paper", "6x6"), {"6x6"})
 
-    def test_a_value_behind_an_equals_sign_is_completed(self):
+    def test_a_value_after_an_equals_sign_is_completed(self):
         self.assertEqual(completed("k905-print", "--finish", "=", "M"), {"Matte"})
         self.assertEqual(completed("k905-print", "--finish", "="), {"Glossy", "Matte"})
 

@@ -2,8 +2,8 @@
 
 Blocks marked as `sh` and `console` run one after the other in one shell and one scratch folder, with the
 programs of this build on the PATH; the first command that fails fails the chapter. In a `console` block
-commands stand behind "$ " and what they say is compared with what is shown; a simulated printer runs
-on in the background, and the device it is shown to open stands for the one it opens here. A comment on
+commands follow "$ " and their output is compared with what is shown; a simulated printer runs
+on in the background, and the device in its shown output is replaced by the one that it opens here. A comment on
 the line before a block says that run_in_print_system.py runs it, or why it cannot be run:
 
     <!-- run in a private print system -->
@@ -51,7 +51,7 @@ def blocks(text):
 
 def session(text, device):
     """The commands of a console block, each followed by a comparison of what it says, and the name
-    that stands for the simulated printer's device."""
+    that the chapter uses for the simulated printer's device."""
     commands = []
     for step in re.split(r"^\$ ", text, flags=re.MULTILINE)[1:]:
         command, _, shown = step.partition("\n")
@@ -121,7 +121,7 @@ def run(commands, build, folder, prepared=PREPARED):
     if "LSAN_OPTIONS" in os.environ:  # what the leak checker of a build with sanitizers must not report
         environment["LSAN_OPTIONS"] = os.environ["LSAN_OPTIONS"]
     (pathlib.Path(folder) / "printer.icc").write_bytes(printer_profile())
-    # Left behind by a block: jobs in the background.
+    # Jobs in the background that a block started.
     script = "set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\n" + prepared + "set -x\n" + commands
     return subprocess.run(["bash", "-c", script], cwd=folder, env=environment, text=True,
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,

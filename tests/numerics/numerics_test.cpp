@@ -1,7 +1,7 @@
 // Fails when the build computes otherwise than it must: contraction into fused multiply-add, sums
 // in another order, divisions turned into multiplications, NaN and infinity taken for impossible.
 //
-// Every input here was chosen because its result lies so near a whole number that one rounding more
+// Every input here was chosen because its result is so near a whole number that one rounding more
 // or less shows in the stored byte. The comments give the exact value, so that the expected byte
 // can be checked with paper and pencil.
 
@@ -30,8 +30,8 @@
 static_assert(FLT_EVAL_METHOD == 0, "single precision must stay single in between");
 static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559);
 
-// A processor that can fuse is told to the compiler, so that a lost flag shows on every machine and
-// not only where the whole build is made for such a processor.
+// The compiler may use fused multiply-add instructions, so that a lost flag shows on every machine
+// and not only where the whole build is made for such a processor.
 #if defined(__x86_64__)
 #define ON_A_FUSING_PROCESSOR [[gnu::noinline, gnu::target("fma")]]
 #else
@@ -92,7 +92,7 @@ constexpr std::size_t kRowWidth = 70;
 // ---- Products and sums stay apart
 // -----------------------------------------------------------------
 
-// a = 1 + 2^-12, a * a = 1 + 2^-11 + 2^-24, which rounds to 1 + 2^-11 when the product stands
+// a = 1 + 2^-12, a * a = 1 + 2^-11 + 2^-24, which rounds to 1 + 2^-11 when the product is
 // alone.
 TEST(Contraction, AProductIsRoundedBeforeItIsAddedTo) {
   if (!processor_can_fuse()) {
@@ -241,8 +241,8 @@ TEST(Order, GrayAddsBlueLastInEveryKernel) {
   }
 }
 
-// 265 / 1000 in single precision lies below 0.265, so 200 falls below 53; 265 times a thousandth
-// lies above it. 525 / 1000 times 120 is 62.99999... in the same way.
+// 265 / 1000 in single precision is below 0.265, so 200 falls below 53; 265 times a thousandth
+// is above it. 525 / 1000 times 120 is 62.99999... in the same way.
 TEST(Order, DivisionsAreNotTurnedIntoMultiplications) {
   PrintOptions options = neutral_options();
   options.cyan_balance = 265;
@@ -253,7 +253,7 @@ TEST(Order, DivisionsAreNotTurnedIntoMultiplications) {
 // Each factor is one and a part, added in single precision: what a part below one loses to the
 // coarser floats around one it does not get back. 1 - 984/1000 is 0.01599997, so that 250 falls
 // below 4; 1 + 180/1000 is 1.18000007, so that -100 times it, and 128, fall below 10; 1 - 160/1000
-// is 0.84000003, and 168 lies above the mean of (168, 35, 1), 67.999931. Thousandths that are
+// is 0.84000003, and 168 is above the mean of (168, 35, 1), 67.999931. Thousandths that are
 // added first, or a sum in double precision, give 4, 10 and 151.
 TEST(Order, AFactorIsOneAndAPartAddedInSinglePrecision) {
   PrintOptions options = neutral_options();
@@ -299,7 +299,7 @@ TEST(NotANumber, IsStoredAsZero) {
 }
 
 // A gamma of 0 is the exponent infinity: what brightness lifted above 255 becomes infinite, what
-// lies below becomes 0.
+// is below becomes 0.
 TEST(Infinity, IsStoredAs255) {
   PrintOptions options = neutral_options();
   options.brightness = 1000;

@@ -290,7 +290,7 @@ def with_their_dependencies(packages):
         name = wanted.pop()
         if name in found:
             continue
-        # Of packages that stand for each other this machine has one; it may know the others by name.
+        # Of alternative packages this machine has one; it may know the others by name.
         known = subprocess.run(["dpkg-query", "-W", "-f", "${db:Status-Status},${Pre-Depends}, ${Depends}", name],
                                text=True, capture_output=True, check=False, env=environment())
         status, _, depends = known.stdout.partition(",")
@@ -454,7 +454,7 @@ class Upgrade(unittest.TestCase):
 
 
 class Printing(unittest.TestCase):
-    def test_a_photo_and_a_document_reach_the_simulated_printer_and_nothing_stays_behind(self):
+    def test_a_photo_and_a_document_print_and_purge_removes_everything(self):
         missing = private_cups.what_is_missing()
         if missing:
             self.skipTest(missing)

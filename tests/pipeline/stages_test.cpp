@@ -17,7 +17,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using Bytes = std::vector<std::uint8_t>;
 
-// Bytes behind which a kernel may read.
+// Bytes after the row that a kernel may read.
 Bytes with_slack(Bytes bytes) {
   bytes.resize(bytes.size() + kernels::kRowSlack, 0);
   return bytes;
@@ -120,7 +120,7 @@ TEST_F(Stages, FourColorsUnderCmykAreInvertedAndBlackIsIgnored) {
 
 TEST_F(Stages, FourColorsUnderRgbHaveBlackFoldedIn) {
   // c = 51: (1 - 0.2) * 255 = 204; k = 102: 204 * (1 - 0.4) = 122.4. m = 0: 255 * 0.6 = 153.
-  // y = 255: 0. Written by hand; no result lies near a whole number except 153, which single
+  // y = 255: 0. Written by hand; no result is near a whole number except 153, which single
   // precision gives as 153.00000 (255 * 0.6f = 153.00000...).
   const Bytes row = read_line(1, 4, 8, {51, 0, 255, 102});
   EXPECT_EQ(row[0], 122);
@@ -218,7 +218,7 @@ TEST_F(Stages, APageOfTheTargetSizePassesByteForByte) {
 }
 
 TEST_F(Stages, EnlargingReplicatesTheLastRowAndColumn) {
-  // Twice as large: positions 0, 0.5, 1, 1.5 a side; beyond 1 the last line stands for both
+  // Twice as large: positions 0, 0.5, 1, 1.5 a side; after 1 the last line is used for both
   // neighbors. 0 100 / 200 40 gives means of 50, 100, 70 and, in the middle, 340 / 4 = 85.
   EXPECT_THAT(resized(2, 2, {0, 100, 200, 40}, 4, 4),
               ElementsAre(Bytes{0, 50, 100, 100}, Bytes{100, 85, 70, 70}, Bytes{200, 120, 40, 40},

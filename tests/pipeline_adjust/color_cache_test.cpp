@@ -53,7 +53,7 @@ TEST(ColorCache, ConvertsAColorOnce) {
   ColorCache memory;
   memory.reset();
   const Page page = plain_page(100, 1, 1, 2, 3);
-  EXPECT_EQ(converted(memory, page), 100u);  // all of the first row is news
+  EXPECT_EQ(converted(memory, page), 100u);  // no color of the first row is in the cache
   EXPECT_EQ(converted(memory, page), 0u);
 }
 

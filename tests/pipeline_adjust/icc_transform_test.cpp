@@ -420,7 +420,7 @@ constexpr char kTargetUnusable[] = "K905-1: WARNING: Cannot open target profile,
 
 class BadFile : public Icc {
  protected:
-  // `path` once as source and once as target: the built-in sRGB stands in.
+  // `path` once as source and once as target: the built-in sRGB is used instead.
   void expect_srgb_instead_of(const std::string& path, const char* as_source,
                               const char* as_target) {
     const std::string printer = profiles_.rgb_table("good_printer.icc");

@@ -145,7 +145,7 @@ TEST(ToneChain, NegativeBalanceIsStoredAsZero) {
 }
 
 TEST(ToneChain, BrightMultipliesByOnePointOne) {
-  // 1.1f lies a hair above 1.1, so no product falls below its integer.
+  // 1.1f is slightly above 1.1, so no product falls below its integer.
   EXPECT_THAT(adjusted(with_correction("Bright"), {100, 210, 240}), ElementsAre(110, 231, 255));
 }
 

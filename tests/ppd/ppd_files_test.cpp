@@ -267,7 +267,7 @@ TEST_P(PpdFile, NamesEveryPaperForPeople) {
     const ppd_choice_t* choice = ppdFindChoice(sizes, paper.ppd_name);
     ASSERT_NE(choice, nullptr);
     EXPECT_STRNE(choice->text, paper.label) << "no words in the option table";
-    EXPECT_TRUE(named.insert(choice->text).second) << choice->text << " stands for two papers";
+    EXPECT_TRUE(named.insert(choice->text).second) << choice->text << " is the name of two papers";
   }
 }
 

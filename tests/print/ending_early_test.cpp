@@ -1,5 +1,5 @@
 // k905-print that is stopped, killed or short of memory: the printer gets whole sheets, and nothing
-// goes on behind its back.
+// continues in the background.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -36,7 +36,7 @@ TEST(OutputFile, IsMadeAnewAndKept) {
   EXPECT_EQ(folder.read("job"), "sheet");
 }
 
-TEST(OutputFile, GrowsBehindWhatIsThere) {
+TEST(OutputFile, AppendsToAnExistingFile) {
   const ScratchFolder folder;
   const std::string path = folder.write("job", "one ");
   OutputFile file;

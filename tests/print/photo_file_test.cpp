@@ -1,4 +1,4 @@
-// A photo's bytes are read once, and what cannot be read now is told from what never can.
+// A photo's bytes are read once, and a temporary read error is distinguished from a permanent one.
 #include "apps/print/photo_file.h"
 
 #include <fcntl.h>

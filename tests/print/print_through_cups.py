@@ -210,7 +210,7 @@ class Print(BesideCups):
 
 
 class Network(BesideCups):
-    """Photos through a queue to a printer behind a socket, which is the simulated one."""
+    """Photos through a queue to a printer on a socket, which is the simulated one."""
 
     def test_the_sheets_are_those_of_the_preview(self):
         printer = SimulatedPrinter(self.program("k905-sim"), self.art / "sheets")
@@ -235,7 +235,7 @@ class Network(BesideCups):
         self.assertNotEqual(self.pixels(sheets[0]), self.pixels(sheets[2]))
 
     def pixels(self, picture):
-        """As raster, so that what else stands in the file does not matter."""
+        """As raster, so that other content of the file does not matter."""
         return subprocess.run([self.program("k905-raster"), "--size", "picture", picture], check=True,
                               capture_output=True).stdout
 
@@ -419,7 +419,7 @@ class Status(BesideCups):
             path = os.ttyname(device)
             self.add_queue(device=f"file://{path}")
             job = self.cups.submit(self.queue, self.picture())
-            # Nobody reads: the job stands still with the terminal full.
+            # Nobody reads: the job waits because the terminal is full.
             self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.PROCESSING,
                                "the job to begin")
             said = self.cups.run(self.program("k905-status"), path, check=False)

@@ -39,7 +39,7 @@ std::size_t taken(std::size_t place, std::size_t from, std::size_t to) {
   return std::min(static_cast<std::size_t>(source), from - 1);
 }
 
-// The sheet as a person holds it, from the page: mirrored, stretched, and seen from behind.
+// The sheet as a person holds it, from the page: mirrored, stretched, and seen from the back.
 bool sheet_shows(const Picture& page, const Picture& picture, const SheetPlace& place) {
   for (std::size_t y = 0; y < place.seen_height; ++y) {
     for (std::size_t x = 0; x < place.seen_width; ++x) {

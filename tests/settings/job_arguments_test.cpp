@@ -29,7 +29,7 @@ class JobArguments : public testing::Test {
     return captured_log([&] { read_job_arguments(list.count(), list.values()); });
   }
 
-  // A job as CUPS starts it, with this option string, and further arguments behind it.
+  // A job as CUPS starts it, with this option string, followed by further arguments.
   static std::string log_of_job(const std::string& options, std::vector<std::string> further = {}) {
     std::vector<std::string> arguments{"queue", "17", "me", "title", "1", options};
     arguments.insert(arguments.end(), further.begin(), further.end());

@@ -23,7 +23,7 @@ class Heard {
                        },
                    .protocol_error =
                        [this](const StreamError& error) {
-                         events.push_back("nonsense at " + std::to_string(error.offset));
+                         events.push_back("protocol error at " + std::to_string(error.offset));
                        }}) {}
 
   Heard& say(const std::string& bytes, std::size_t piece = 1U << 20) {
@@ -91,12 +91,12 @@ TEST(Dialogue, QuestionBetweenTheBlocksOfASheetIsAnswered) {
   EXPECT_EQ(heard.events, (Events{"STATUS/", "sheet 3x2"}));
 }
 
-TEST(Dialogue, NonsenseIsReportedOnceAndMakesThePrinterDeaf) {
+TEST(Dialogue, ProtocolErrorIsReportedOnceAndTheRestIsIgnored) {
   Heard heard;
   heard.say("Hello, is this the printer? I'd like to have my holiday photographs, please.")
       .say(wire_sheet({}))
       .leave();
-  EXPECT_EQ(heard.events, Events{"nonsense at 0"});
+  EXPECT_EQ(heard.events, Events{"protocol error at 0"});
 }
 
 TEST(Dialogue, ClientThatLeavesInsideASheetIsReported) {
@@ -105,7 +105,7 @@ TEST(Dialogue, ClientThatLeavesInsideASheetIsReported) {
        {std::size_t{1}, std::size_t{31}, std::size_t{32}, std::size_t{500}, sheet.size() - 1}) {
     const Events events = Heard().say(sheet.substr(0, kept)).leave().events;
     ASSERT_EQ(events.size(), 1U) << kept;
-    EXPECT_TRUE(events[0].starts_with("nonsense at ")) << kept;
+    EXPECT_TRUE(events[0].starts_with("protocol error at ")) << kept;
   }
 }
 

@@ -92,7 +92,7 @@ TEST(Info, SlowPrinterIsWaitedFor) {
   EXPECT_GE(asked.took, milliseconds(13 * 2 * 15));
 }
 
-TEST(Info, LineEndsSplitInTwoPutEveryAnswerBehindItsQuestion) {
+TEST(Info, SplitLineEndsShiftEveryAnswerByOneQuestion) {
   // STATUS ends at its CR. The LF is all that FVER gets, FVER's answer is MEDIA's, its LF is
   // RESOLUTION_H's and so on: seven answers for thirteen questions.
   EXPECT_EQ(report_of({"--fault", "split", "--delay", "200"}),
@@ -218,7 +218,7 @@ TEST(Info, InfoWithAnEqualsSignAsksAllTheSame) {
   EXPECT_EQ(child.output, expected_report());
 }
 
-TEST(Info, ArgumentsBehindTheDeviceChangeNothing) {
+TEST(Info, ArgumentsAfterTheDeviceAreIgnored) {
   const SimulatedPrinter printer;
   const ChildResult child = run_filter({"--info", printer.path(), "title", "1", "", "more"});
   EXPECT_EQ(child.status, 0);

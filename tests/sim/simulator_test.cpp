@@ -253,7 +253,7 @@ TEST(Simulator, WithoutPaperItReportsPaperEndAndPrintsNothing) {
   EXPECT_FALSE(std::filesystem::exists(folder.path() + "/sheet-0002.png"));
 }
 
-TEST(Simulator, NonsenseIsADataErrorUntilASheetIsRight) {
+TEST(Simulator, ProtocolErrorIsADataErrorUntilTheNextValidSheet) {
   SimulatedPrinter printer;
   ASSERT_TRUE(printer.send("%!PS-Adobe-3.0 is not what this printer understands\n"));
   EXPECT_TRUE(printer.next_line().starts_with("data error: "));

@@ -59,7 +59,7 @@ std::string page_with(unsigned number) {
 
 // The number of a sheet; its rows are mirrored. Anything but clean stripes fails the test.
 unsigned number_of(const Sheet& sheet) {
-  // The picture stands between the bleeds of the paper, left and right.
+  // The image is between the bleeds of the paper, left and right.
   constexpr unsigned kLeft = 50;
   constexpr unsigned kRight = 70;
   const unsigned width = sheet.width - kLeft - kRight;
@@ -121,7 +121,7 @@ void expect_flat(const Figures& early, const Figures& late) {
   EXPECT_EQ(late.descriptors, early.descriptors);
 }
 
-// ---- the filter, a printer, and what lies between ----
+// ---- the filter, a printer, and the programs between them ----
 
 // The simulated printer, reached through the network as a print system's socket backend does.
 class Line {
@@ -174,7 +174,7 @@ class Line {
   ScratchFolder folder_;
   std::string state_file_;
   // How much of a sheet arrives at once is chance, and with it where the C library finds room for
-  // it and whether that is given back. With fixed limits all of it is: what a job leaves behind in
+  // it and whether that is given back. With fixed limits all of it is: what remains of a job in
   // the printer is then seen to a few pages of the system.
   EnvironmentGuard plain_memory_;
   EnvironmentGuard trimmed_memory_;

@@ -65,7 +65,7 @@ TEST(Report, AStatusWithBracketsKeepsThem) {
   EXPECT_EQ(report.status_text, "Ribbon errors (detect error, ribbon break)");
 }
 
-// -1 and -51 stand in the report for a reply that was too short, 0 for one without digits.
+// -1 and -51 in the report mean a reply that was too short, 0 for one without digits.
 TEST(Report, ACounterThatWasNotToldIsUnknownAndNotANumber) {
   EXPECT_EQ(parsed({{"PrintRemainQuantity", "MQT (-51)"}}).prints_left, std::nullopt);
   EXPECT_EQ(parsed({{"PrintRemainQuantity", " (-1)"}}).prints_left, std::nullopt);

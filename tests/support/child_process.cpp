@@ -94,7 +94,7 @@ int start_child(const ChildSetup& setup, int in, int out, int err) {
   }
   const std::vector<char*> argv = pointers_to(arguments);
   const std::vector<char*> envp = pointers_to(variables);
-  // Absolute, because the child may stand elsewhere.
+  // Absolute, because the child may have another working folder.
   const std::string program = std::filesystem::absolute(setup.program);
 
   const pid_t child = fork();

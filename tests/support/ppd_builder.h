@@ -15,7 +15,7 @@ struct PpdGroup {
   std::vector<PpdOption> options;
 };
 
-// What stands in a PPD file, as far as the filter looks at it.
+// The content of a PPD file, as far as the filter reads it.
 struct PpdDescription {
   std::optional<std::string> product = "(K905)";
   std::optional<std::string> manufacturer = "Maker";

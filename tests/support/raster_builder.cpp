@@ -20,7 +20,7 @@ std::size_t lines_of_page(const cups_page_header2_t& header) {
 
 // The numbers of a header lie between the four strings in front and the first string of the user's.
 constexpr std::size_t kFirstNumber = offsetof(cups_page_header2_t, AdvanceDistance);
-constexpr std::size_t kBehindNumbers = offsetof(cups_page_header2_t, cupsString);
+constexpr std::size_t kAfterNumbers = offsetof(cups_page_header2_t, cupsString);
 
 }  // namespace
 
@@ -122,7 +122,7 @@ std::string raw_page(const RasterPage& page, bool other_byte_order) {
   std::string bytes(reinterpret_cast<const char*>(&page.header), sizeof page.header);
   std::string pixels(page.pixels.begin(), page.pixels.end());
   if (other_byte_order) {
-    for (std::size_t at = kFirstNumber; at < kBehindNumbers; at += 4) {
+    for (std::size_t at = kFirstNumber; at < kAfterNumbers; at += 4) {
       std::reverse(bytes.begin() + static_cast<std::ptrdiff_t>(at),
                    bytes.begin() + static_cast<std::ptrdiff_t>(at + 4));
     }

@@ -27,7 +27,7 @@ inline constexpr char kNoMemoryToSkipAPage[] =
 struct ReferenceJob {
   std::vector<std::string> arguments;      // argv, [0] included
   std::optional<std::string> ppd_path;     // the variable PPD; none is a run by hand
-  std::optional<PpdDescription> ppd_file;  // what lies there; none is a file that cannot be opened
+  std::optional<PpdDescription> ppd_file;  // its content; none is a file that cannot be opened
   std::string ribbon;                      // the variable K905_RIBBON, "" when not set
   int max_message = 0;                     // the variable CUPS_MAX_MESSAGE, 0 when not set
   std::string working_folder = ".";        // where "./" is

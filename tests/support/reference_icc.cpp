@@ -38,7 +38,7 @@ const char* space_name(std::uint32_t space) {
   }
 }
 
-// Samples of a pixel behind the transform; 0 for a space that is no target.
+// Samples of a pixel after the transform; 0 for a space that is no target.
 std::size_t samples_of(std::uint32_t space) {
   switch (space) {
     case cmsSigRgbData:

@@ -522,7 +522,7 @@ void PlainFilter::place(const Image& image, Image& canvas) {
       }
     }
   }
-  // What lies beyond the canvas is lost; what the image does not cover stays white.
+  // Pixels outside the canvas are lost; what the image does not cover stays white.
   canvas = make_image(l.canvas_width, l.canvas_height, 255);
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {

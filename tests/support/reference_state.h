@@ -83,7 +83,7 @@ struct Image {
 
 Image make_image(int width, int height, std::uint8_t value = 0);
 std::size_t index_of(const Image& image, int x, int y);
-// The byte at an index, 0 behind the last one.
+// The byte at an index, 0 after the last one.
 std::uint8_t pixel(const Image& image, int channel, std::size_t index);
 
 // One page as libcups hands it out: as many lines as really came.
@@ -142,7 +142,7 @@ class PlainFilter {
   [[gnu::format(printf, 2, 3)]] void say(const char* format, ...);
   // The beginning of a line that the next say() ends.
   [[gnu::format(printf, 2, 3)]] void begin_to_say(const char* format, ...);
-  // Whether memory is short now, at the `line` that tells of it.
+  // Whether memory is short now, at the `line` that reports it.
   bool short_of_memory(const char* line);
   void heading(const char* title, bool first = false);
   void dump_header(const cups_page_header2_t& header);

@@ -6,7 +6,7 @@
 
 using ReportValues = std::map<std::string, std::string>;
 
-// All lines in their order. What is not among `values` stands there as of a printer that did not
+// All lines in their order. Values that are not in `values` are those of a printer that did not
 // say it: an empty text, and the number -1 where there is one.
 [[nodiscard]] std::string report_of(const ReportValues& values);
 

@@ -1,4 +1,4 @@
-// Stands between a built program and the C library (LD_PRELOAD) and lets one call fail.
+// A library between a built program and the C library (LD_PRELOAD) that makes one call fail.
 //
 // K905_FAULT says which: "read 3 5" lets the third read() answer -1 with errno 5, "memory 7 12" the
 // seventh request for memory; "read 3 5 on" that call and all after it. A write() is called "print"
