@@ -29,7 +29,7 @@ TEST(AxisMap, SameScaleTakesEachPixelOnce) {
   }
 }
 
-TEST(AxisMap, HalfAPixelOffTakesTheEarlierOne) {
+TEST(AxisMap, HalfPixelOffsetTakesTheFirstPixel) {
   const AxisMap map(axis(10, 3, 1, 2.0));  // between pixels 1 and 2
   ASSERT_TRUE(map.is_exact());
   EXPECT_EQ(map.taps(0).first, 1U);

@@ -25,7 +25,7 @@ TEST(BrokenStream, OtherDataIsNoRaster) {
   EXPECT_THAT(result.log, Contains(kNoRaster));
 }
 
-TEST(BrokenStream, WithoutAPageEndsWell) {
+TEST(BrokenStream, WithoutAPageSucceeds) {
   const AdapterResult result = run_adapted({.input = raw_raster_stream({})});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.log, Contains(kEnd));

@@ -54,7 +54,7 @@ TEST(ColorSpace, SrgbIsPlainRgbForTheFilter) {
 }
 
 // 200 x 0.299 + 100 x 0.587 + 50 x 0.114 = 124.2
-TEST(ColorSpace, AJobInGrayMakesColorPagesGray) {
+TEST(ColorSpace, GrayJobConvertsColorPages) {
   const AdapterResult result =
       run_adapted({.input = raster_stream({plain_page(CUPS_CSPACE_SRGB, 8, {200, 100, 50})}),
                    .options = "PageSize=w288h432 ColorModel=Gray"});
@@ -111,7 +111,7 @@ TEST(ColorSpace, TransparentPixelsAreWhite) {
             (Color{0, 100, 200}));
 }
 
-TEST(ColorSpace, OneBitIsBlackWhereItIsSet) {
+TEST(ColorSpace, SetBitIsBlack) {
   RasterPage page = plain_page(CUPS_CSPACE_K, 1, {0});
   page.pixels.assign(std::size_t{page.header.cupsBytesPerLine} * 1200, 0xF0);
   const AdapterResult result = printed(page);

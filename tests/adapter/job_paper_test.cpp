@@ -26,7 +26,7 @@ std::string paper_of(const std::string& options) {
   return job.paper == nullptr ? "" : job.paper->ppd_name;
 }
 
-TEST(JobPaper, WithoutAWordIsTheQueuesDefault) {
+TEST(JobPaper, IsTheQueuesDefaultWithoutAnOption) {
   EXPECT_EQ(paper_of(""), "w288h432");
   EXPECT_EQ(paper_of("PageSize= media="), "w288h432");
 }

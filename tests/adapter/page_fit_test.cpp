@@ -34,7 +34,7 @@ TEST(PageFit, PageOfThePapersSizeIsExactInBothDirections) {
   EXPECT_EQ(fit.rows.size(), 1240U);
 }
 
-TEST(PageFit, OnlyPagesThatLieAcrossAreTurned) {
+TEST(PageFit, RotatesOnlyPagesWithTheOtherOrientation) {
   EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w288h432")).turn, PageFit::Turn::by_filter);
   EXPECT_EQ(fitted(page_of(1800, 2400), place_of("w432h576")).turn, PageFit::Turn::none);
   EXPECT_EQ(fitted(page_of(2400, 1800), place_of("w432h576")).turn, PageFit::Turn::by_filter);

@@ -32,14 +32,14 @@ TEST(PartialPage, InTheMiddleKeepsItsShapeAndIsCenteredToThePixel) {
 }
 
 // What is missing of a point is no reason to move the photo.
-TEST(PartialPage, WhoseBoxIsRoundedToPointsIsCenteredAllTheSame) {
+TEST(PartialPage, IsCenteredWhenItsBoxIsRoundedToPoints) {
   // 1198 x 298 pixels are 287.5 x 71.5 points.
   const Box box = box_of(part_of_page(1198, 298, 0, 180, 287, 251));
   EXPECT_EQ(box.left, 70U + 751U);
   EXPECT_EQ(box.width(), 298);
 }
 
-TEST(PartialPage, InACornerStaysThere) {
+TEST(PartialPage, StaysInItsCorner) {
   // One inch square, an inch from the left, two from the bottom of the portrait page. Turned to the
   // right, the left side of the page is up and its bottom is on the left.
   const Box box = box_of(part_of_page(300, 300, 72, 144, 144, 216));

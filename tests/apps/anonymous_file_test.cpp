@@ -53,14 +53,14 @@ TEST(AnonymousFile, CanBeOpenedAgainByItsNumberAndLiesInNoFolder) {
   close(file);
 }
 
-TEST(AnonymousFile, IsNotHandedOn) {
+TEST(AnonymousFile, IsNotInherited) {
   const int file = anonymous_file_with("letter", "");
   ASSERT_GE(file, 0);
   EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
   close(file);
 }
 
-TEST(AnonymousFile, WhereMemoryIsNoFileItLeavesNothingInTheFolderItWasMadeIn) {
+TEST(AnonymousFile, WithoutMemfdIsUnlinkedFromItsFolder) {
   const ScratchFolder folder;
   const EnvironmentGuard temporary("TMPDIR", folder.path().c_str());
   no_memory_files = true;
@@ -78,7 +78,7 @@ TEST(AnonymousFile, WhereMemoryIsNoFileItLeavesNothingInTheFolderItWasMadeIn) {
   close(file);
 }
 
-TEST(AnonymousFile, WithoutAFolderForItTellsWhy) {
+TEST(AnonymousFile, WithoutAFolderReportsTheReason) {
   const EnvironmentGuard temporary("TMPDIR", "/nowhere");
   no_memory_files = true;
   const int file = anonymous_file_with("letter", "photograph");
@@ -88,7 +88,7 @@ TEST(AnonymousFile, WithoutAFolderForItTellsWhy) {
   EXPECT_EQ(reason, ENOENT);
 }
 
-TEST(AnonymousFile, WithoutRoomTellsWhyAndHoldsNothing) {
+TEST(AnonymousFile, WithoutSpaceReportsTheReasonAndKeepsNothing) {
   std::signal(SIGXFSZ, SIG_IGN);
   const int next = dup(STDERR_FILENO);  // the lowest number that is free
   close(next);

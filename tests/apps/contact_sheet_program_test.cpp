@@ -73,7 +73,7 @@ TEST(ContactSheetProgram, PutsPicturesSideBySideWithTheirNames) {
   EXPECT_FALSE(has_ink(caption_at(sheet, 32, 12 + 40 + 6, 12))) << "between the captions";
 }
 
-TEST(ContactSheetProgram, TheSheetsOfAJobStandOnOnePictureWithTheirNumbers) {
+TEST(ContactSheetProgram, SheetsOfAJobAreNumberedInOneImage) {
   const ScratchFolder folder;
   const ChildResult result =
       contact(folder, {"--width", "100"}, gray_sheet(77) + gray_sheet(99) + gray_sheet(11));
@@ -95,7 +95,7 @@ TEST(ContactSheetProgram, TheSheetsOfAJobStandOnOnePictureWithTheirNumbers) {
   EXPECT_NE(first, second);
 }
 
-TEST(ContactSheetProgram, ACaptionNamesTheFirstSheetOfItsFileAndNumbersTheOthers) {
+TEST(ContactSheetProgram, CaptionIsForTheFirstSheetAndNumbersTheOthers) {
   const ScratchFolder folder;
   folder.write("a.prn", gray_sheet(1) + gray_sheet(2));
   folder.write("b.prn", gray_sheet(1));
@@ -123,7 +123,7 @@ TEST(ContactSheetProgram, ACaptionWiderThanItsPictureIsCut) {
   EXPECT_FALSE(has_ink(caption_at(sheet, 12 + 24, caption, sheet.width - 12 - 24)));
 }
 
-TEST(ContactSheetProgram, APictureWithoutACaptionIsCalledByItsFile) {
+TEST(ContactSheetProgram, ImageWithoutCaptionShowsItsFileName) {
   const ScratchFolder folder;
   folder.write("T.ppm", "P6 1 1 255\nabc");
   ASSERT_EQ(contact(folder, {"-w", "80", "T=./T.ppm", "./T.ppm", "=T.ppm"}).status, 0);
@@ -168,7 +168,7 @@ TEST(ContactSheetProgram, ASheetOfSixHundredDpiHasItsRealShape) {
   EXPECT_EQ(picture_in(folder, "out.png").height, 128U + 20 + 12 + 12);
 }
 
-TEST(ContactSheetProgram, APhotographThatACameraTurnedStandsUpright) {
+TEST(ContactSheetProgram, PhotoIsRotatedByItsExifOrientation) {
   const ScratchFolder folder;
   JpegKind turned;
   turned.orientation = 6;
@@ -217,7 +217,7 @@ TEST(ContactSheetProgram, NothingIsWrittenWhenAFileIsWrong) {
   }
 }
 
-TEST(ContactSheetProgram, APictureThatCannotBeWrittenIsNamed) {
+TEST(ContactSheetProgram, ImageThatCannotBeWrittenIsReported) {
   const ScratchFolder folder;
   const ChildResult result =
       run_program(folder, "k905-preview", {"--contact", "no/out.png"}, gray_sheet(1));

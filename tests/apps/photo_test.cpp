@@ -311,7 +311,7 @@ TEST_P(PhotoOfOtherPrograms, StripesHaveTheirColors) {
   }
 }
 
-TEST_P(PhotoOfOtherPrograms, HalfTheFileIsAnError) {
+TEST_P(PhotoOfOtherPrograms, TruncatedFileIsAnError) {
   std::ifstream file(std::string(K905_PHOTOS) + "/" + GetParam(), std::ios::binary);
   const std::string bytes{std::istreambuf_iterator<char>(file), {}};
   ASSERT_FALSE(bytes.empty());

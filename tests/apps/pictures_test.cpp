@@ -35,7 +35,7 @@ std::vector<std::uint8_t> numbered(std::size_t count) {
 
 // --- writing
 
-TEST(WritePng, WhatWasWrittenIsReadBack) {
+TEST(WritePng, WrittenImageIsReadBack) {
   const ScratchFolder folder;
   for (const int channels : {1, 3}) {
     for (const int bits : {8, 16}) {
@@ -56,7 +56,7 @@ TEST(WritePng, WhatWasWrittenIsReadBack) {
   }
 }
 
-TEST(WritePng, TheDensityIsInDotsPerMetre) {
+TEST(WritePng, DensityIsInDotsPerMeter) {
   const ScratchFolder folder;
   std::string error;
   ASSERT_TRUE(write_png(folder.path() + "/x.png", blank_picture(1, 1), {300, 600}, error));
@@ -72,7 +72,7 @@ TEST(WritePng, AFullDiskIsAnErrorAndTheDeviceStays) {
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
 }
 
-TEST(WritePng, AFolderThatIsNotThereIsAnError) {
+TEST(WritePng, MissingFolderIsAnError) {
   const ScratchFolder folder;
   std::string error;
   EXPECT_FALSE(write_png(folder.path() + "/no/x.png", blank_picture(1, 1), {}, error));
@@ -115,7 +115,7 @@ Picture gray_picture(std::uint32_t width, std::uint32_t height,
 
 // 5000 + 12 pixels wide and a gap; a row is 20000 and a caption of 20 with a gap of 12: two rows
 // are 201 million pixels, three would be more than the 268 million that are made.
-TEST(ContactSheetPicture, WhatWouldBeTooLargeIsRefusedBeforeItIsMade) {
+TEST(ContactSheetPicture, TooLargeImageIsRefusedBeforeAllocation) {
   Picture tall;  // only the size is looked at
   tall.width = 5000;
   tall.height = 20000;
@@ -174,7 +174,7 @@ TEST(Scaled, AnEnlargedPictureStaysInItsPlace) {
   }
 }
 
-TEST(Scaled, AThreadOfAMillionPixelsIsNoTrouble) {
+TEST(Scaled, MillionPixelsInOneColumnAreScaled) {
   const Picture thread = gray_picture(1, 1000000, std::vector<std::uint8_t>(1000000, 50));
   const Picture page = scaled(thread, {1920, 1240});
   EXPECT_EQ(page.bytes.size(), 1920U * 1240U);
@@ -188,7 +188,7 @@ TEST(Fitted, FillCutsBothEndsEvenly) {
   EXPECT_THAT(fitted(tall, {2, 2}, Fit::fill).bytes, ElementsAre(3, 4, 5, 6));
 }
 
-TEST(Fitted, WholeLeavesWhiteAtBothEnds) {
+TEST(Fitted, WholeAddsWhiteAtBothEnds) {
   const Picture wide = gray_picture(2, 1, {10, 10});
   EXPECT_THAT(fitted(wide, {2, 3}, Fit::whole).bytes, ElementsAre(255, 255, 10, 10, 255, 255));
   const Picture tall = gray_picture(1, 2, {10, 10});

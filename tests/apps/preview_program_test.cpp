@@ -71,7 +71,7 @@ TEST(PreviewProgram, SheetsOfSeveralStreamsAreNumberedOn) {
   EXPECT_EQ(picture_in(folder, "sheet-3.png").width, 2U);
 }
 
-TEST(PreviewProgram, AWholeNameIsTheFirstSheets) {
+TEST(PreviewProgram, NameWithEndingIsForTheFirstSheet) {
   const ScratchFolder folder;
   const ChildResult result =
       preview(folder, {"-o", "out.png"}, wire_sheet(small_sheet()) + wire_sheet({}));
@@ -121,7 +121,7 @@ WireSheet marked_sheet(std::uint32_t height, std::uint32_t x, std::uint32_t y) {
 
 // Of a 6x4 canvas 70 columns on the left, 50 on the right, 25 rows above and 18 below are beyond
 // the paper.
-TEST(PreviewProgram, TheMarginsBeyondThePaperAreShownOnRequestOnly) {
+TEST(PreviewProgram, MarginsOutsideThePaperAreShownOnlyWithCanvas) {
   const ScratchFolder folder;
   const std::string first = wire_sheet(marked_sheet(1240, 70, 25));
   const std::string last = wire_sheet(marked_sheet(1240, 1919 - 50, 1239 - 18));
@@ -138,7 +138,7 @@ TEST(PreviewProgram, TheMarginsBeyondThePaperAreShownOnRequestOnly) {
 }
 
 // Strips of the same canvas have margins of their own: 37 columns on the left, 9 on the right.
-TEST(PreviewProgram, TheCutTellsStripsFromASheet) {
+TEST(PreviewProgram, CutDistinguishesStripsFromASheet) {
   const ScratchFolder folder;
   WireSheet sheet = marked_sheet(1240, 37, 25);
   sheet.cutter = "00000120";
@@ -171,7 +171,7 @@ TEST(PreviewProgram, ASheetOfSixHundredDpiHasItsRealShape) {
   EXPECT_EQ(picture_in(folder, "sheet-1.png").height, 124U);
 }
 
-TEST(PreviewProgram, AWrongStreamGetsOffsetExpectedFoundAndExitStatusOne) {
+TEST(PreviewProgram, InvalidStreamIsReportedWithOffsetAndExitStatusOne) {
   const ScratchFolder folder;
   std::string stream = wire_sheet(small_sheet()) + wire_sheet({});
   const std::size_t second = wire_sheet(small_sheet()).size();
@@ -215,7 +215,7 @@ TEST(PreviewProgram, EmptyFileAmongOthersIsNamed) {
   EXPECT_THAT(result.output, StartsWith("sheet 1: ")) << "what was valid has been shown";
 }
 
-TEST(PreviewProgram, WhatCannotBeReadIsNamed) {
+TEST(PreviewProgram, UnreadableFileIsReported) {
   const ScratchFolder folder;
   const ChildResult missing = preview(folder, {"missing.prn"});
   EXPECT_EQ(missing.status, 1);
@@ -225,7 +225,7 @@ TEST(PreviewProgram, WhatCannotBeReadIsNamed) {
   EXPECT_EQ(no_file.log, "k905-preview: .: Is a directory\n");
 }
 
-TEST(PreviewProgram, APictureThatCannotBeWrittenIsNamed) {
+TEST(PreviewProgram, ImageThatCannotBeWrittenIsReported) {
   const ScratchFolder folder;
   const ChildResult result = preview(folder, {"-o", "no/sheet"}, wire_sheet({}));
   EXPECT_EQ(result.status, 1);

@@ -32,7 +32,7 @@ std::string matte_sheet() {
   return wire_sheet(sheet);
 }
 
-TEST(PrinterStream, AGlossySheetComesBackWhole) {
+TEST(PrinterStream, GlossySheetIsParsedCompletely) {
   const ParsedStream parsed = parse(wire_sheet({}));
   ASSERT_FALSE(parsed.error);
   ASSERT_EQ(parsed.sheets.size(), 1U);
@@ -48,20 +48,20 @@ TEST(PrinterStream, AGlossySheetComesBackWhole) {
   EXPECT_EQ(sheet.size, kControls + 40 + 32);
 }
 
-TEST(PrinterStream, TheThirdPlaneTravelsFirstAsY) {
+TEST(PrinterStream, ThirdPlaneIsSentFirstAsY) {
   const std::string stream = wire_sheet({});
   EXPECT_EQ(stream.substr(8, 6), "YPLANE");
   EXPECT_EQ(static_cast<int>(stream[kBmp + 1088]), 21);
   EXPECT_EQ(parse(stream).sheets[0].plane[2][0], 21);
 }
 
-TEST(PrinterStream, AMatteSheetSaysSo) {
+TEST(PrinterStream, MatteSheetIsRecognized) {
   const ParsedStream parsed = parse(matte_sheet());
   ASSERT_FALSE(parsed.error);
   EXPECT_TRUE(parsed.sheets[0].matte);
 }
 
-TEST(PrinterStream, TheThreeCutterValuesAreTaken) {
+TEST(PrinterStream, ThreeCutterValuesAreAccepted) {
   for (const std::uint32_t value : {0U, 1U, 120U}) {
     WireSheet sheet;
     sheet.cutter = wire_digits(value);
@@ -86,7 +86,7 @@ TEST(PrinterStream, AnEmptyStreamHoldsNoSheetAndNoError) {
   EXPECT_FALSE(parsed.error);
 }
 
-TEST(PrinterStream, TheLargestSheetIsTakenAndOneMoreColumnIsRefused) {
+TEST(PrinterStream, LargestSheetIsAcceptedAndOneMoreColumnRefused) {
   WireSheet sheet;
   sheet.width = 5000;
   sheet.height = 5000;
@@ -251,7 +251,7 @@ TEST(PrinterStream, OvercoatAfterTheCutterIsAnError) {
                                   "\"OVERCOAT        \"");
 }
 
-TEST(PrinterStream, AStreamCutAnywhereInsideASheetIsWrongWhereItEnds) {
+TEST(PrinterStream, TruncatedSheetIsAnErrorAtItsEnd) {
   const std::string right = matte_sheet();
   for (std::size_t size = 1; size < right.size(); ++size) {
     const ParsedStream parsed = parse(right.substr(0, size));

@@ -82,7 +82,7 @@ TEST_F(Proof, GrayOfAPrinterWithAnotherGammaHasTheScreensNumbers) {
   expect_near(shown(rgb_matrix_profile(), 120, 120, 120), {wanted, wanted, wanted}, 1.5);
 }
 
-TEST_F(Proof, ThePapersWhiteIsTheScreensWhite) {
+TEST_F(Proof, WhiteOfThePaperIsWhiteOnTheScreen) {
   for (const std::string& profile : {rgb_matrix_profile(), cmyk_table_profile(), gray_profile()}) {
     expect_near(shown(profile, 255, 255, 255), {255, 255, 255}, 1);
   }
@@ -95,7 +95,7 @@ TEST_F(Proof, WidePrimariesAreMoreThanTheScreensSoColorsGlowMore) {
   EXPECT_GT(seen[0] - seen[1], 100);
 }
 
-TEST_F(Proof, APrinterOfGraySeesTheFirstPlane) {
+TEST_F(Proof, GrayProfileUsesTheFirstPlane) {
   const double wanted = srgb_number(std::pow(100.0 / 255, 2.2));
   expect_near(shown(gray_profile(), 100, 100, 100), {wanted, wanted, wanted}, 1.5);
 }
@@ -129,7 +129,7 @@ TEST_F(Proof, AContactSheetShowsProofsToo) {
 // Of another kind than it says: the kind is in the bytes 12 to 15.
 std::string of_kind(const char* kind) { return rgb_matrix_profile().replace(12, 4, kind); }
 
-TEST_F(Proof, AProfileThatIsOfNoUseIsNamedAndNothingIsWritten) {
+TEST_F(Proof, UnusableProfileIsReportedAndNothingIsWritten) {
   const std::vector<std::pair<std::string, std::string>> profiles{
       {"", "cannot be read"},
       {std::string(400, 'x'), "cannot be read"},
@@ -156,20 +156,20 @@ TEST_F(Proof, AProfileThatIsOfNoUseIsNamedAndNothingIsWritten) {
   }
 }
 
-TEST_F(Proof, AProfileThatIsNotThereIsNamed) {
+TEST_F(Proof, MissingProfileIsReported) {
   const ChildResult result = preview(folder_, {"--proof", "/nowhere/x.icc"}, sheet_of(9, 9, 9));
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.log, "k905-preview: the profile /nowhere/x.icc is not found\n");
   EXPECT_FALSE(folder_.read("sheet-1.png"));
 }
 
-TEST_F(Proof, NobodyWaitsAtAPipeForAProfile) {
+TEST_F(Proof, FifoAsProfileDoesNotBlock) {
   ASSERT_EQ(mkfifo((folder_.path() + "/printer.icc").c_str(), 0600), 0);
   EXPECT_EQ(preview(folder_, {"--proof", "printer.icc"}, sheet_of(9, 9, 9)).log,
             "k905-preview: the profile printer.icc cannot be read\n");
 }
 
-TEST_F(Proof, AWrongProfileIsNoReasonToReadTheStream) {
+TEST_F(Proof, WrongProfileIsReportedBeforeTheStreamIsRead) {
   // Told before anything else, also when the stream is wrong too.
   EXPECT_EQ(preview(folder_, {"--proof", "/nowhere/x.icc"}, "nonsense").log,
             "k905-preview: the profile /nowhere/x.icc is not found\n");

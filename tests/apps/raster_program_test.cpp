@@ -85,7 +85,7 @@ TEST(RasterProgram, APpmIsRead) {
               ElementsAre('a', 'b', 'c', 'd', 'e', 'f'));
 }
 
-TEST(RasterProgram, APictureTakenUprightIsTurned) {
+TEST(RasterProgram, PortraitPhotoIsRotated) {
   const ScratchFolder folder;
   folder.write("x.jpg", jpeg_file(16, 8, {.orientation = 6}, plain(128, 9, 9, 9)));
   const RasterPage page = one_page(folder, {"-s", "picture", "x.jpg"});
@@ -150,7 +150,7 @@ TEST(RasterProgram, EveryOrientationHasItsCode) {
   }
 }
 
-TEST(RasterProgram, TheHeadersOwnNumbersCanBeChosen) {
+TEST(RasterProgram, HeaderNumbersCanBeSet) {
   const ScratchFolder folder;
   const RasterPage page = one_page(
       folder, {"--points", "297x461", "-n", "3", "--color-space", "K", "-s", "2x2", "test:white"});
@@ -172,7 +172,7 @@ struct FormatCase {
   std::vector<std::uint8_t> bytes;
 };
 
-TEST(RasterProgram, EveryFormatHoldsThePixelItsOwnWay) {
+TEST(RasterProgram, EveryFormatStoresThePixelInItsLayout) {
   // Gray: (200 * 299 + 100 * 587 + 50 * 114) / 1000 = 124.2, in 16 bits 124.2 * 257 = 31919.4
   // (0x7caf). Inks: black 255 - 200 = 55, magenta (200 - 100) / 200 = 127.5 of 255, yellow 191.25.
   // In 16 bits magenta is 32767.5, yellow 49151.25; a byte b is b * 257, low byte first on this
@@ -209,7 +209,7 @@ TEST(RasterProgram, OneBitPagesPackEightPixelsToAByte) {
   EXPECT_THAT(white_is_set.pixels, ElementsAre(0x50, 0x80));
 }
 
-TEST(RasterProgram, InASpaceOfInkGrayCountsInk) {
+TEST(RasterProgram, GrayIsInkInAColorSpaceOfInk) {
   const ScratchFolder folder;
   folder.write("x.pgm", "P5 2 1 255\n\x01\xfe");
   EXPECT_THAT(
@@ -261,7 +261,7 @@ TEST(RasterProgram, ACompressedStreamHoldsTheSamePixelsInFewerBytes) {
             raster_pages(plain_stream.output).at(0).pixels);
 }
 
-TEST(RasterProgram, TheFitIsAMatterOfChoice) {
+TEST(RasterProgram, FitIsAnOption) {
   const ScratchFolder folder;
   folder.write("wide.pgm", std::string("P5 3 1 255\n\0\x64\0", 14));
   const auto gray = [&folder](const char* fit, const char* size) {
@@ -272,7 +272,7 @@ TEST(RasterProgram, TheFitIsAMatterOfChoice) {
   EXPECT_THAT(gray("stretch", "3x2"), ElementsAre(0, 100, 0, 0, 100, 0));
 }
 
-TEST(RasterProgram, ThePageCanBeLookedAt) {
+TEST(RasterProgram, PageIsWrittenAsPng) {
   const ScratchFolder folder;
   const RasterPage page =
       one_page(folder, {"-s", "20x10", "--page-png", "page.png", "test:corners"});

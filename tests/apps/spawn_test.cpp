@@ -152,7 +152,7 @@ TEST(Spawn, PassesNoSignalSettingsOfItsOwnProcessOn) {
   EXPECT_EQ(wait_for_child(process).status, 0);
 }
 
-TEST(Spawn, AProgramThatCannotBeStartedIsNoChild) {
+TEST(Spawn, ProgramThatCannotBeStartedReturnsNoChild) {
   SpawnSetup setup = shell("");
   setup.program = "/nowhere/program";
   const Child child = spawn(setup);
@@ -160,7 +160,7 @@ TEST(Spawn, AProgramThatCannotBeStartedIsNoChild) {
   EXPECT_FALSE(child);
 }
 
-TEST(Spawn, TellsHowTheChildEnded) {
+TEST(Spawn, ReportsHowTheChildEnded) {
   Child child = spawn(shell("exit 3"));
   EXPECT_EQ(child.wait().code(), 3);
   EXPECT_FALSE(child);
@@ -168,7 +168,7 @@ TEST(Spawn, TellsHowTheChildEnded) {
   EXPECT_EQ(child.wait().code(), 128 + SIGSEGV);
 }
 
-TEST(Spawn, TellsHowTheChildEndedAlsoWhenChildrenWereIgnored) {
+TEST(Spawn, ReportsHowTheChildEndedWhenSigchldWasIgnored) {
   const pid_t process = fork();
   if (process == 0) {
     std::signal(SIGCHLD, SIG_IGN);

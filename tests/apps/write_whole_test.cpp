@@ -40,13 +40,13 @@ TEST_F(WriteWhole, ContinuesAfterAPartialWrite) {
   EXPECT_EQ(taken(), "photograph");
 }
 
-TEST_F(WriteWhole, GoesOnAfterASignal) {
+TEST_F(WriteWhole, ContinuesAfterASignal) {
   script({{.error = EINTR}, {.at_most = 4}, {.error = EINTR}});
   EXPECT_TRUE(write_photograph());
   EXPECT_EQ(taken(), "photograph");
 }
 
-TEST_F(WriteWhole, TellsWhyItStopped) {
+TEST_F(WriteWhole, ReportsTheError) {
   script({{.at_most = 4}, {.error = ENOSPC}});
   EXPECT_FALSE(write_photograph());
   EXPECT_EQ(errno, ENOSPC);
@@ -60,7 +60,7 @@ TEST_F(WriteWhole, NothingTakenIsAnErrorOfTheDevice) {
   EXPECT_EQ(errno, EIO);
 }
 
-TEST_F(WriteWhole, OfNothingMakesNoCall) {
+TEST_F(WriteWhole, WithoutBytesMakesNoCall) {
   script({{.error = EBADF}});
   EXPECT_TRUE(write_whole(pipe_.write_end, ""));
   EXPECT_EQ(hooks::write_script.steps.size(), 1U);

@@ -107,7 +107,7 @@ constexpr char kReportOfASilentPrinter[] =
     "PrintVolumeMatteCounter =  (-1)\r\nPrintColorControlDataVersion = \r\n"
     "PrintColorControlDataChecksum = \r\n";
 
-TEST(ExitStatus, IsZeroForAReportHoweverSilentThePrinter) {
+TEST(ExitStatus, IsZeroForAReportOfASilentPrinter) {
   ChildSetup setup = under_cups();
   setup.arguments = {"rastertok905", "--info", "/dev/null"};
   const ChildResult result = run_child(setup);
@@ -189,7 +189,7 @@ TEST_F(ByHandLog, ThatCannotBeOpenedLeavesStandardErrorAlone) {
   EXPECT_TRUE(result.output == output_of(1));
 }
 
-TEST_F(ByHandLog, IsNotMadeUnderAPpdNotEvenAnEmptyOne) {
+TEST_F(ByHandLog, IsNotCreatedWithAPpdOrAnEmptyOne) {
   for (const char* ppd : {"", kPathNowhere}) {
     setup_.environment["PPD"] = ppd;
     const ChildResult result = run_child(setup_);
@@ -235,7 +235,7 @@ TEST_F(ByHandLog, NeverTakesThePlaceOfAClosedStandardInput) {
 
 // ---- closed descriptors under CUPS ----
 
-TEST(ClosedDescriptors, WithoutStandardErrorTheJobIsPrintedAllTheSame) {
+TEST(ClosedDescriptors, JobIsPrintedWithoutStandardError) {
   const ScratchFolder scratch;
   const std::string input_file = scratch.write("input", job_of(1));
   const std::string output_file = scratch.write("output", "");
@@ -272,7 +272,7 @@ std::vector<std::string> with_write_errors(const std::vector<std::string>& log,
   return with;
 }
 
-TEST(GoneReader, IsAWriteErrorForEveryBlockAndNoFailedJob) {
+TEST(ClosedPipe, IsAWriteErrorForEveryBlockAndTheJobSucceeds) {
   const ChildSetup setup = under_cups();
   const ScratchFolder scratch;
   const std::string log_file = scratch.write("log", "");
@@ -292,7 +292,7 @@ TEST(GoneReader, IsAWriteErrorForEveryBlockAndNoFailedJob) {
             with_write_errors(reference_of(setup, child, job_of(2)).log, "Broken pipe"));
 }
 
-TEST(GoneReader, InTheMiddleOfASheetIsNoFailedJob) {
+TEST(ClosedPipe, InTheMiddleOfASheetDoesNotFailTheJob) {
   Conversation talk(under_cups());
   talk.say(job_of(2));
   talk.end_input();
@@ -322,7 +322,7 @@ void expect_undisturbed_end(const ChildSetup& setup, int in, int out, int err) {
   EXPECT_EQ(end.signal, 0);
 }
 
-TEST(GoneReader, OfTheLogLosesNothingButTheLog) {
+TEST(ClosedPipe, OfTheLogLosesOnlyTheLog) {
   const ScratchFolder scratch;
   const std::string input_file = scratch.write("input", job_of(1));
   const std::string output_file = scratch.write("output", "");
@@ -339,7 +339,7 @@ ChildSetup query_of_nobody() {
   return setup;
 }
 
-TEST(GoneReader, OfTheReportIsNoFailedQuery) {
+TEST(ClosedPipe, OfTheReportDoesNotFailTheQuery) {
   const ScratchFolder scratch;
   const std::string log_file = scratch.write("log", "");
   const int err = open(log_file.c_str(), O_WRONLY | O_CLOEXEC);
@@ -347,7 +347,7 @@ TEST(GoneReader, OfTheReportIsNoFailedQuery) {
   EXPECT_THAT(lines_of(read_file(log_file)), Contains("K905-1: write error: Broken pipe"));
 }
 
-TEST(GoneReader, OfTheLogOfAQueryLosesNothingButTheLog) {
+TEST(ClosedPipe, OfTheLogOfAQueryLosesOnlyTheLog) {
   const ScratchFolder scratch;
   const std::string report_file = scratch.write("report", "");
   const int out = open(report_file.c_str(), O_WRONLY | O_CLOEXEC);
@@ -375,7 +375,7 @@ TEST(Cancel, BeforeAnyInputEndsTheJobAtOnce) {
   EXPECT_THAT(talk.log(), Not(Contains(HasSubstr("cupsRasterOpen failed"))));
 }
 
-TEST(Cancel, InTheMiddleOfASheetFinishesTheSheetAndBeginsNoOther) {
+TEST(Cancel, DuringASheetFinishesTheSheetAndStartsNoOther) {
   Conversation talk(under_cups());
   talk.say(job_of(3));
   talk.end_input();
@@ -479,7 +479,7 @@ TEST(Ppd, ThatIsAFifoIsNotWaitedFor) {
   EXPECT_TRUE(result.output == output_of(1));
 }
 
-TEST(SlowInput, InSmallPiecesWithPausesIsTheSameJob) {
+TEST(SlowInput, InSmallPiecesWithPausesGivesTheSameJob) {
   Conversation talk(under_cups());
   const std::string input = job_of(1);
   for (std::size_t at = 0; at < input.size(); at += 497) {

@@ -66,7 +66,7 @@ void expect_canceled(Conversation& talk) {
 
 class CancelSignal : public ::testing::TestWithParam<int> {};
 
-TEST_P(CancelSignal, InTheMiddleOfASheetFinishesTheSheetAndBeginsNoOther) {
+TEST_P(CancelSignal, DuringASheetFinishesTheSheetAndStartsNoOther) {
   Conversation talk(under_cups());
   talk.say(job_of(3));
   talk.end_input();

@@ -79,7 +79,7 @@ TEST(DeviceUri, OptionsAreFoundByTheirWholeName) {
   EXPECT_EQ(device_uri_option("k905://host:1/?", "settle"), std::nullopt);
 }
 
-TEST(PrinterName, IsAPathASerialNumberOrAPlaceOnTheNetwork) {
+TEST(PrinterName, IsAPathASerialNumberOrANetworkAddress) {
   EXPECT_EQ(parse_printer_name("/dev/usb/lp0"), path("/dev/usb/lp0"));
   EXPECT_EQ(parse_printer_name("./pts"), path("./pts"));
   EXPECT_EQ(parse_printer_name("K9051234"), serial("K9051234"));

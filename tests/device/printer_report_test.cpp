@@ -69,7 +69,7 @@ TEST(AskReport, APrinterWithoutAnyAnswerIsNotAskedEverything) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(25));
 }
 
-TEST(Note, WhatIsKnownIsReadBackAsItWasWritten) {
+TEST(Note, KnownFieldsAreReadBack) {
   PrinterReport report;
   report.answered = true;
   report.status_code = 0;

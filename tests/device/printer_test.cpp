@@ -224,7 +224,7 @@ TEST_F(PrinterTest, StalledSheetIsTheCallersDecision) {
   over.set_value();
 }
 
-TEST_F(PrinterTest, WhatCannotBeOpenedSaysWhy) {
+TEST_F(PrinterTest, OpenErrorIsReported) {
   EXPECT_EQ(Printer(file("/no/such/device")).open(kOpenTimeout), ENOENT);
   const std::string photo = testing::TempDir() + "photo.jpg";
   std::ofstream(photo) << "pixels";

@@ -39,12 +39,12 @@ TEST(SheetOutcome, IsPrintedWhenTheLifeCounterMoves) {
   EXPECT_EQ(sheet.at(seconds(20), 8, kPrinting), State::kPrinted);
 }
 
-TEST(SheetOutcome, OfAnInterruptedSheetIsPrintedWhenTheLifeCounterMoves) {
+TEST(SheetOutcome, IsPrintedForAnInterruptedSheetWhenTheLifeCounterMoves) {
   SentSheet sheet(true);
   EXPECT_EQ(sheet.at(seconds(60), 8, 0), State::kPrinted);
 }
 
-TEST(SheetOutcome, OfAnInterruptedSheetIsNotPrintedOnceThePrinterHasSettled) {
+TEST(SheetOutcome, IsNotPrintedForAnInterruptedSheetOfAnIdlePrinter) {
   SentSheet sheet(true);
   EXPECT_EQ(sheet.at(milliseconds(4999), 7, 0), State::kOpen);
   EXPECT_EQ(sheet.at(milliseconds(5000), 7, 0), State::kNotPrinted);
@@ -71,13 +71,13 @@ TEST(SheetOutcome, CountsNoTimeInWhichThePrinterDidNotAnswer) {
   EXPECT_EQ(sheet.at(seconds(11), 7, 0), State::kNotPrinted);
 }
 
-TEST(SheetOutcome, OfASheetInAPrinterThatNeededAttentionIsNotPrinted) {
+TEST(SheetOutcome, IsNotPrintedForASheetOfAPrinterThatNeededAttention) {
   SentSheet sheet(false);
   EXPECT_EQ(sheet.at(seconds(1), 7, kPaperOut), State::kOpen);
   EXPECT_EQ(sheet.at(seconds(6), 7, 0), State::kNotPrinted);
 }
 
-TEST(SheetOutcome, OfASheetWhoseConnectionWasLostIsNotPrinted) {
+TEST(SheetOutcome, IsNotPrintedAfterALostConnection) {
   SentSheet sheet(false);
   sheet.interrupt_at(seconds(3));
   EXPECT_EQ(sheet.at(seconds(7), 7, 0), State::kOpen);
@@ -85,7 +85,7 @@ TEST(SheetOutcome, OfASheetWhoseConnectionWasLostIsNotPrinted) {
 }
 
 // Sent again without a reason, it might come out twice.
-TEST(SheetOutcome, OfASheetSentWithoutTroubleStaysOpenForTwoMinutes) {
+TEST(SheetOutcome, IsOpenForTwoMinutesAfterASheetWithoutErrors) {
   SentSheet sheet(false);
   EXPECT_EQ(sheet.at(seconds(119), 7, 0), State::kOpen);
   EXPECT_EQ(sheet.at(seconds(120), 7, 0), State::kUnknown);

@@ -29,7 +29,7 @@ TEST(StatusReasons, OnlyIdlePrintingStandbyAndDataErrorTakeASheet) {
   }
 }
 
-TEST(StatusReasons, WhatWaitsHasAKeywordAndAnAdvice) {
+TEST(StatusReasons, WaitingCodesHaveAKeywordAndAnAdvice) {
   const std::regex keyword("[a-z]+(-[a-z]+)*-(error|warning|report)");
   for (const StatusReason& row : status_reasons()) {
     EXPECT_EQ(row.ready, *row.keyword == '\0') << row.code;
@@ -60,7 +60,7 @@ TEST(StatusReasons, KeywordsOfTheMostFrequentConditions) {
   EXPECT_STREQ(status_reason(5209).keyword, "cover-open-error");
 }
 
-TEST(StatusReasons, EveryKeywordCanBeTakenBack) {
+TEST(StatusReasons, EveryKeywordCanBeRemoved) {
   const std::vector<std::string_view> all = all_reason_keywords();
   for (const StatusReason& row : status_reasons()) {
     EXPECT_TRUE(row.ready || std::count(all.begin(), all.end(), row.keyword) == 1) << row.keyword;

@@ -116,7 +116,7 @@ TEST_F(DebugImage, IsAPpmOfOneByteOfEachPlaneAPixel) {
   EXPECT_EQ(content("20260116_093015_01_original.ppm"), kSmallPicture);
 }
 
-TEST_F(DebugImage, IsNamedAfterLocalTimeAndTagAndToldInTheLog) {
+TEST_F(DebugImage, IsNamedByLocalTimeAndTagAndLogged) {
   EXPECT_EQ(
       save("01_original"),
       "K905-1: Saved debug image: /tmp/k905_debug/20260116_093015_01_original.ppm (2x2, RGB)\n");
@@ -127,7 +127,7 @@ TEST_F(DebugImage, IsNamedAfterLocalTimeAndTagAndToldInTheLog) {
             "RGB)\n");
 }
 
-TEST_F(DebugImage, IsNotMadeWhenThePrintSystemStartedTheFilter) {
+TEST_F(DebugImage, IsNotSavedUnderThePrintSystem) {
   for (const char* ppd : {"/etc/cups/ppd/K905.ppd", ""}) {
     const EnvironmentGuard guard("PPD", ppd);
     EXPECT_FALSE(debug_images_wanted());
@@ -165,7 +165,7 @@ TEST_F(DebugImage, FileCanBeReadByEverybodyTheUmaskAllows) {
   EXPECT_EQ(file.st_mode & 07777U, 0644U);
 }
 
-TEST_F(DebugImage, OfTheSameTagAndSecondOverwritesTheFormer) {
+TEST_F(DebugImage, SameTagInTheSameSecondOverwrites) {
   fs::create_directory(folder_of_this_test);
   std::ofstream(folder_of_this_test + "/20260116_093015_01_original.ppm")
       << "something longer than the picture that takes its place";
@@ -173,7 +173,7 @@ TEST_F(DebugImage, OfTheSameTagAndSecondOverwritesTheFormer) {
   EXPECT_EQ(content("20260116_093015_01_original.ppm"), kSmallPicture);
 }
 
-TEST_F(DebugImage, OfAnotherTagNeverCollides) {
+TEST_F(DebugImage, DifferentTagsDoNotCollide) {
   save("04a_before_mirror");
   save("04b_after_mirror");
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_of_this_test), {}), 2);
@@ -227,7 +227,7 @@ TEST_F(DebugImage, ThatCannotBeOpenedIsToldAndSkipped) {
             "/tmp/k905_debug/20260116_093015_07_rotated.ppm\n");
 }
 
-TEST_F(DebugImage, OfNoHeightOrNoWidthIsItsHeadAlone) {
+TEST_F(DebugImage, WithoutHeightOrWidthHasOnlyItsHeader) {
   const std::uint8_t nothing[] = {0};
   const auto save_sized = [&](const char* tag, unsigned width, int height) {
     return captured_log([&] { save_debug_image(tag, nothing, nothing, nothing, width, height); });
@@ -245,7 +245,7 @@ TEST_F(DebugImage, OfNoHeightOrNoWidthIsItsHeadAlone) {
 }
 
 // 997 x 211 = 210367 pixels: many times what is written at once, and no multiple of it.
-TEST_F(DebugImage, OfManyPixelsIsWhole) {
+TEST_F(DebugImage, ManyPixelsAreComplete) {
   const unsigned width = 997;
   const int height = 211;
   std::vector<std::uint8_t> planes[3];

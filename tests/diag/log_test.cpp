@@ -49,7 +49,7 @@ TEST_F(LogLine, EveryOtherByteStaysAsItIs) {
   EXPECT_EQ(captured_log([&] { log_line("%s", bytes.c_str()); }), expected + "\n");
 }
 
-TEST_F(LogLine, IsWholeAtAnyLength) {
+TEST_F(LogLine, IsCompleteAtAnyLength) {
   // Around the size of the buffer that most lines fit into, and far beyond it.
   for (const std::size_t length : {4093U, 4094U, 4095U, 4096U, 4097U, 200000U}) {
     const std::string text(length, 'x');
@@ -67,19 +67,19 @@ std::string logged_under_limit(const char* limit, const std::string& text) {
   return captured_log([&] { log_line("%s", text.c_str()); });
 }
 
-TEST_F(LogLine, IsCutToWhatCupsTakesNewlineIncluded) {
+TEST_F(LogLine, IsCutToTheLimitOfCupsIncludingTheNewline) {
   EXPECT_EQ(logged_under_limit("2", "0123456789"), "0\n");
   EXPECT_EQ(logged_under_limit("10", "0123456789"), "012345678\n");
   EXPECT_EQ(logged_under_limit("2047", std::string(5000, 'x')), std::string(2046, 'x') + "\n");
 }
 
-TEST_F(LogLine, OfExactlyTheLimitIsNotCut) {
+TEST_F(LogLine, ExactlyAtTheLimitIsNotCut) {
   EXPECT_EQ(logged_under_limit("11", "0123456789"), "0123456789\n");
   EXPECT_EQ(logged_under_limit("12", "0123456789"), "0123456789\n");
   EXPECT_EQ(logged_under_limit("99999999999999999999", "0123456789"), "0123456789\n");
 }
 
-TEST_F(LogLine, ALimitOfOneOrLessOrNoNumberIsNoLimit) {
+TEST_F(LogLine, InvalidLimitIsIgnored) {
   for (const char* limit : {"1", "0", "-5", "", "junk", " "}) {
     EXPECT_EQ(logged_under_limit(limit, "0123456789"), "0123456789\n") << limit;
   }
@@ -215,7 +215,7 @@ class LogFile : public LogLine {
   std::string path_;
 };
 
-TEST_F(LogFile, IsMadeAndReceivesTheLog) {
+TEST_F(LogFile, IsCreatedAndReceivesTheLog) {
   EXPECT_EQ(log_into_file(), "");
   EXPECT_EQ(content_of(path_), "hello\n");
 }
@@ -226,7 +226,7 @@ TEST_F(LogFile, HoldsTheLastRunOnly) {
   EXPECT_EQ(content_of(path_), "hello\n");
 }
 
-TEST_F(LogFile, ALinkPlantedInItsPlaceIsNotFollowed) {
+TEST_F(LogFile, SymbolicLinkIsNotFollowed) {
   const std::string victim = folder_ + "/victim";
   std::ofstream(victim) << "precious";
   ASSERT_EQ(symlink(victim.c_str(), path_.c_str()), 0);
@@ -234,14 +234,14 @@ TEST_F(LogFile, ALinkPlantedInItsPlaceIsNotFollowed) {
   EXPECT_EQ(content_of(victim), "precious");
 }
 
-TEST_F(LogFile, ALinkToNowhereMakesNoFile) {
+TEST_F(LogFile, DanglingLinkCreatesNoFile) {
   const std::string target = folder_ + "/made";
   ASSERT_EQ(symlink(target.c_str(), path_.c_str()), 0);
   EXPECT_EQ(log_into_file(), "hello\n");
   EXPECT_FALSE(std::filesystem::exists(target));
 }
 
-TEST_F(LogFile, ASecondNameOfAnotherFileIsNotWrittenTo) {
+TEST_F(LogFile, HardLinkIsNotWrittenTo) {
   const std::string victim = folder_ + "/victim";
   std::ofstream(victim) << "precious";
   ASSERT_EQ(link(victim.c_str(), path_.c_str()), 0);
@@ -249,12 +249,12 @@ TEST_F(LogFile, ASecondNameOfAnotherFileIsNotWrittenTo) {
   EXPECT_EQ(content_of(victim), "precious");
 }
 
-TEST_F(LogFile, AFifoPlantedInItsPlaceIsNotWaitedFor) {
+TEST_F(LogFile, FifoWithoutReaderDoesNotBlock) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
   EXPECT_EQ(log_into_file(), "hello\n");
 }
 
-TEST_F(LogFile, AFifoWithAReaderIsNotWrittenTo) {
+TEST_F(LogFile, FifoWithReaderIsNotWrittenTo) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
   const int reader = open(path_.c_str(), O_RDONLY | O_NONBLOCK);
   EXPECT_EQ(log_into_file(), "hello\n");
@@ -263,12 +263,12 @@ TEST_F(LogFile, AFifoWithAReaderIsNotWrittenTo) {
   close(reader);
 }
 
-TEST_F(LogFile, AFolderInItsPlaceLeavesStandardErrorAsItWas) {
+TEST_F(LogFile, FolderInItsPlaceLeavesStandardErrorUnchanged) {
   ASSERT_EQ(mkdir(path_.c_str(), 0700), 0);
   EXPECT_EQ(log_into_file(), "hello\n");
 }
 
-TEST_F(LogFile, AMissingFolderLeavesStandardErrorAsItWas) {
+TEST_F(LogFile, MissingFolderLeavesStandardErrorUnchanged) {
   path_ = folder_ + "/missing/debug.log";
   EXPECT_EQ(log_into_file(), "hello\n");
 }
@@ -285,7 +285,7 @@ TEST_F(LogFile, ClosesAllDescriptors) {
   EXPECT_EQ(text, "same");
 }
 
-TEST_F(LogFile, IsFoundWhenStandardErrorWasClosed) {
+TEST_F(LogFile, IsUsedWhenStandardErrorWasClosed) {
   standard_error_of_child([this] {
     close(STDERR_FILENO);
     put_log_into_file(path_.c_str());

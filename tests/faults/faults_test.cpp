@@ -176,13 +176,13 @@ TEST(ShortMemory, FailsOnePageAndNotTheNext) {
                                    kNoMemoryToSkipAPage));
 }
 
-TEST(ShortMemory, OfAPageWithAFormatToConvert) {
+TEST(ShortMemory, PageWithFormatConversion) {
   EXPECT_THAT(Shortages(job_of({small_page(1, 4), small_page(2, 1)})).all_answered(),
               UnorderedElementsAre(kSourcePlanes, kLineBuffer, kResizedPlanes, kCanvasPlanes,
                                    kScaledPlanes, kNoMemoryToSkipAPage));
 }
 
-TEST(ShortMemory, OfAPageWhoseLinesAreLongerThanTheirPixels) {
+TEST(ShortMemory, PageWithPaddedLines) {
   std::mt19937 random(1);
   cups_page_header2_t header = small_page(1).header;
   header.cupsBytesPerLine += 51;  // libcups takes whole pixels only
@@ -193,7 +193,7 @@ TEST(ShortMemory, OfAPageWhoseLinesAreLongerThanTheirPixels) {
                                    kScaledPlanes, kNoMemoryToSkipAPage));
 }
 
-TEST(ShortMemory, OfARotatedInterlacedPage) {
+TEST(ShortMemory, RotatedInterlacedPage) {
   RasterPage page = small_page(1);
   page.header.HWResolution[1] = 600;
   page.header.Orientation = CUPS_ORIENT_90;
@@ -202,7 +202,7 @@ TEST(ShortMemory, OfARotatedInterlacedPage) {
                                    kCanvasPlanes, kScaledPlanes, kNoMemoryToSkipAPage));
 }
 
-TEST(ShortMemory, OfAnImageThatIsPlacedAsItIs) {
+TEST(ShortMemory, ImageThatIsPlacedUnchanged) {
   std::mt19937 random(3);
   cups_page_header2_t header = small_page(1).header;
   header.cupsWidth = 1548;
@@ -218,7 +218,7 @@ TEST(ShortMemory, OfAnImageThatIsPlacedAsItIs) {
               UnorderedElementsAre(kSourcePlanes, kCanvasPlanes, kNoMemoryToSkipAPage));
 }
 
-TEST(ShortMemory, OfToneThatMixesChannels) {
+TEST(ShortMemory, ToneThatMixesChannels) {
   ReferenceJob job = job_of({small_page(1)});
   job.arguments.insert(job.arguments.end(),
                        {"StpSaturation=300", "StpGamma=1300", "StpColorCorrection=Hue"});
@@ -264,7 +264,7 @@ TEST(ShortMemory, AmongCopiesThatArePaired) {
                                    kMerge, kNoMemoryToSkipAPage));
 }
 
-TEST(ShortMemory, OfAPairLosesNoPage) {
+TEST(ShortMemory, PairOfPagesLosesNoPage) {
   RasterPage pages[] = {small_page(1), small_page(2), small_page(3)};
   for (RasterPage& page : pages) {
     page.header.PageSize[1] = 298;  // a paper of which two go on a sheet
@@ -325,7 +325,7 @@ TEST(OddWrites, ThatTakeLittleAtATimeChangeNothing) {
   }
 }
 
-TEST(OddWrites, OfTheLogChangeNothing) {
+TEST(OddWrites, ToTheLogChangeNothing) {
   const ReferenceJob job = job_of({small_page(1)});
   Faults faults;
   faults.most_logged = 7;
@@ -362,7 +362,7 @@ INSTANTIATE_TEST_SUITE_P(Faults, EveryWrite, ::testing::Range(1L, 14L));
 
 // ---- reads ----
 
-TEST(OddReads, InSmallPiecesInterruptedAndStarvedChangeNothing) {
+TEST(OddReads, SmallInterruptedAndEmptyReadsChangeNothing) {
   ReferenceJob job = job_of({small_page(1), small_page(2)});
   for (const bool compressed : {false, true}) {
     if (compressed) {

@@ -513,7 +513,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Attempt{"Query", "close", EIO}),
     name_of);
 
-TEST(QueryFaults, AQuestionThatCannotBeAskedHasNoAnswerAndTheOthersHave) {
+TEST(QueryFaults, FailedQuestionDoesNotAffectTheOthers) {
   const SimulatedPrinter printer;
   const ChildSetup query = query_of(printer.path());
   const std::vector<std::string> undisturbed = lines_of(run_with_fault(query, {}).result.output);

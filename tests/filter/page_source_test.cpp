@@ -83,7 +83,7 @@ TEST(RasterInput, FourSyncBytesAreAStreamWithoutPages) {
   EXPECT_TRUE(input.ended());
 }
 
-TEST(RasterInput, ARefusedHeaderIsNotTheEnd) {
+TEST(RasterInput, RefusedHeaderIsNotTheEndOfTheStream) {
   Bytes stream = stream_start();
   append_page(stream, cups_page_header2_t{}, 0);  // nothing but zeros: libcups refuses it
   const StandardInput standard_input(stream);
@@ -115,7 +115,7 @@ TEST(SkipRestOfPage, LeavesTheStreamAtTheNextHeader) {
   }
 }
 
-TEST(SkipRestOfPage, APlanarPageHoldsItsHeightTimesItsColors) {
+TEST(SkipRestOfPage, PlanarPageHasItsHeightTimesItsColors) {
   Bytes stream = stream_start();
   append_page(stream, header_of(3, /*planar=*/true), 9);
   append_page(stream, header_of(7), 7);

@@ -129,7 +129,7 @@ TEST_F(TwoUp, TwoPagesOfSixByFourShareASheetWithEighteenWhiteRowsBetween) {
             "K905-1: Successfully merged to 6x8 (1920x2498)\n");
 }
 
-TEST_F(TwoUp, ANarrowerInputIsCenterdInBothHalves) {
+TEST_F(TwoUp, NarrowerPageIsCenteredInBothHalves) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(1, 1844, 100), 1);
     merge_even_page(page(2, 1844, 100), 2);
@@ -141,7 +141,7 @@ TEST_F(TwoUp, ANarrowerInputIsCenterdInBothHalves) {
   EXPECT_NE(log_.find("        Bottom: offset_y=113, offset_x=38\n"), std::string::npos);
 }
 
-TEST_F(TwoUp, OfATallLowerPageOnlyTheRowsThatFitAreThere) {
+TEST_F(TwoUp, RowsOfATallLowerPageThatDoNotFitAreCut) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(1, 1920, 2480), 1);
     merge_even_page(page(2, 1920, 2480), 2);
@@ -154,7 +154,7 @@ TEST_F(TwoUp, OfATallLowerPageOnlyTheRowsThatFitAreThere) {
   }
 }
 
-TEST_F(TwoUp, TheHeldPageSetsTheLayoutAndASmallerPartnerIsFilledUpWithWhite) {
+TEST_F(TwoUp, SmallerSecondPageIsPaddedWithWhite) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(1, 1920, 50), 1);
     merge_even_page(page(2, 1900, 20), 2);
@@ -168,7 +168,7 @@ TEST_F(TwoUp, TheHeldPageSetsTheLayoutAndASmallerPartnerIsFilledUpWithWhite) {
   EXPECT_EQ(row(sent[0], 0, 63 + 20), Bytes(1920, 255));
 }
 
-TEST_F(TwoUp, ALargerPartnerIsCutToTheHeldPagesSize) {
+TEST_F(TwoUp, LargerSecondPageIsCutToTheFirstPagesSize) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(1, 1900, 20), 1);
     merge_even_page(page(2, 1920, 50), 2);
@@ -182,7 +182,7 @@ TEST_F(TwoUp, ALargerPartnerIsCutToTheHeldPagesSize) {
   EXPECT_EQ(row(sent[0], 0, 33 + 20), Bytes(1920, 255));
 }
 
-TEST_F(TwoUp, AHeldPageWiderThanTheSheetFailsToMergeAndBothArePrinted) {
+TEST_F(TwoUp, PageWiderThanTheSheetIsPrintedWithoutMerging) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(1, 1921, 10), 1);
     merge_even_page(page(2, 1920, 12), 2);
@@ -221,7 +221,7 @@ TEST_F(TwoUp, AnEvenPageWithoutAPartnerIsPrintedByItself) {
   EXPECT_EQ(pairing_log(), "K905-1: Page 2 is EVEN but no buffered ODD page - printing single\n");
 }
 
-TEST_F(TwoUp, TwoCopiesRunThroughTheBufferOneByOne) {
+TEST_F(TwoUp, TwoCopiesShareASheet) {
   // Copy 1 of page 1 is held, copy 2 forces it out; copy 1 of page 2 merges with copy 2 of page 1;
   // copy 2 of page 2 finds nothing and is printed by itself.
   const std::vector<Sheet> sent = sheets([] {
@@ -255,7 +255,7 @@ TEST_F(TwoUp, AHeldPageIsPrintedAtTheEndOfTheJob) {
             "K905-1: Program end - found buffered ODD page (single 6x4)\n");
 }
 
-TEST_F(TwoUp, ACanceledJobLetsTheHeldPageGo) {
+TEST_F(TwoUp, CanceledJobDropsTheHeldPage) {
   EXPECT_TRUE(sheets([] {
                 store_odd_page(page(1, 1920, 25), 1);
                 drop_held_page();
@@ -284,7 +284,7 @@ TEST_F(TwoUp, MergeModeNeedsTheLargeRibbonAndASixByFourPaper) {
             "K905-1:   Direct print mode (no caching)\n");
 }
 
-TEST_F(TwoUp, WithoutAPaperRowTheQueuesPaperNameDecides) {
+TEST_F(TwoUp, WithoutAPaperRowTheQueuesPaperNameIsUsed) {
   current_options.paper_config = nullptr;
   std::strcpy(current_options.ribbon_size, "6x8");
   std::strcpy(current_options.ppd_paper_name, "Custom.4x6in");

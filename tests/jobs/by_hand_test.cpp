@@ -49,7 +49,7 @@ TEST(ByHand, ARotatedInterlacedPageIsSavedAtEveryStep) {
   expect_like_reference(job);
 }
 
-TEST(ByHand, AProfileThatCannotBeUsedStillHasItsImage) {
+TEST(ByHand, ImageIsSavedWhenTheProfileCannotBeUsed) {
   JobRecipe job = by_hand();
   job.files["mine.icc"] = lab_profile();
   job.arguments.insert(job.arguments.end(), {"--icc-profile", "mine"});
@@ -79,7 +79,7 @@ TEST(ByHand, CopiesAndACutPage) {
   expect_like_reference(job);
 }
 
-TEST(ByHand, NoRasterNoImages) {
+TEST(ByHand, NoImagesWithoutRaster) {
   JobRecipe job = by_hand();
   expect_like_reference(job);
 }

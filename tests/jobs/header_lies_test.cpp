@@ -176,7 +176,7 @@ TEST(InconsistentLengths, EndTheJobCleanlyWhereverTheyAre) {
   }
 }
 
-TEST(InconsistentLengths, InTwosAndThreesEndTheJobCleanlyToo) {
+TEST(InconsistentLengths, SeveralAtOnceEndTheJobCleanly) {
   const std::vector<Field> fields = fields_of_the_length(true);
   std::mt19937 random = random_for(200);
   for (int i = 0; i < 60; ++i) {

@@ -158,14 +158,14 @@ INSTANTIATE_TEST_SUITE_P(Jobs, EveryColorModel,
                                                                         : instance.param;
                          });
 
-TEST(Streams, OfTheOtherByteOrderAreTheSameJob) {
+TEST(Streams, OtherByteOrderGivesTheSameJob) {
   JobRecipe job;
   job.input =
       raw_raster_stream({noise_page(header_for(kSmallest, 33, 20, 3, 16)), quick_page()}, true);
   expect_like_reference(job);
 }
 
-TEST(Streams, OfTheFirstVersionHaveAShorterHeader) {
+TEST(Streams, FirstVersionHasAShorterHeader) {
   const RasterPage page = quick_page();
   JobRecipe job;
   const std::uint32_t sync = CUPS_RASTER_SYNCv1;
@@ -209,7 +209,7 @@ INSTANTIATE_TEST_SUITE_P(
       return std::to_string(instance.param.width) + "x" + std::to_string(instance.param.height);
     });
 
-TEST(Sizes, InMillimetersAreRoundedAtEveryStep) {
+TEST(Sizes, MillimetersAreRoundedAtEveryStep) {
   // At 600 dpi 45 rows are 1.905 mm and 495 are 20.955, which lie between two numbers of two
   // decimals: it shows whether the height was multiplied before it was divided.
   JobRecipe job;
@@ -399,7 +399,7 @@ TEST(Profiles, ALongNameIsSearchedCompletelyAndStoredCut) {
   expect_like_reference(job);
 }
 
-TEST(Profiles, OfTheOptionStringGoByChoiceNameOrMarker) {
+TEST(Profiles, OptionStringNamesThemByChoiceOrMarker) {
   for (const char* choice : {"ICCProfile=K905RGB", "ICCProfile=ICCPROFILE\u00a0(mine)",
                              "fit ICCProfile=ICCPROFILE ICCProfile=sRGB", "ICCProfile= x",
                              "=ICCProfile=sRGB\tICCProfile=k905rgb"}) {
@@ -423,7 +423,7 @@ TEST(Profiles, AreKeptOverThePagesOfAJob) {
   expect_like_reference(job);
 }
 
-TEST(Profiles, APpdDefaultOfNoneStillConverts) {
+TEST(Profiles, PpdDefaultNoneStillConverts) {
   JobRecipe job;
   job.choose("PageSize", "B7");
   job.choose("ICCProfile", "None");
@@ -431,7 +431,7 @@ TEST(Profiles, APpdDefaultOfNoneStillConverts) {
   expect_like_reference(job);
 }
 
-TEST(Profiles, ASolidPageShowsNoChangeAtItsCenter) {
+TEST(Profiles, SolidPageLogsNoChangeAtItsCenter) {
   JobRecipe job;
   job.files = profile_files();
   job.choose("PageSize", "B7");
@@ -471,7 +471,7 @@ TEST(Copies, ThatTheFirstHeaderAsksForAreNotTaken) {
   expect_like_reference(job);
 }
 
-TEST(Copies, OfAPageThatIsCutFailAtTheSameLine) {
+TEST(Copies, CutPageFailsAtTheSameLineInEveryCopy) {
   JobRecipe job;
   job.choose("PageSize", "B7");
   job.arguments.insert(job.arguments.end(), {"--copies", "2"});
@@ -530,7 +530,7 @@ TEST(TwoUp, LaysOutBothByTheFirstPagesSize) {
   expect_like_reference(job);
 }
 
-TEST(TwoUp, AFailedPageLeavesTheOrderOfTheOthers) {
+TEST(TwoUp, FailedPageDoesNotChangeTheOrderOfTheOthers) {
   JobRecipe job;
   job.ribbon = "6x8";
   RasterPage empty = blank_page(page_header(60, 50));
@@ -541,7 +541,7 @@ TEST(TwoUp, AFailedPageLeavesTheOrderOfTheOthers) {
   expect_like_reference(job);
 }
 
-TEST(TwoUp, IsDecidedByTheFirstPageAlone) {
+TEST(TwoUp, OnlyTheFirstPageDecides) {
   JobRecipe job;
   job.ribbon = "6x8";
   job.input = raster_stream({quick_page(1), gradient_page(page_header(60, 50), 2)});
@@ -638,7 +638,7 @@ TEST(Headers, InconsistenciesAreTheSameForEveryCopy) {
   expect_like_reference(job);
 }
 
-TEST(Headers, ARefusedOneEndsTheJobWithAMessage) {
+TEST(Headers, RefusedHeaderEndsTheJobWithAMessage) {
   for (void (*lie)(cups_page_header2_t&) : {+[](cups_page_header2_t& h) { h.cupsBitsPerPixel = 0; },
                                             +[](cups_page_header2_t& h) { h.cupsBytesPerLine = 0; },
                                             +[](cups_page_header2_t& h) { h.cupsHeight = 0; }}) {
@@ -701,7 +701,7 @@ TEST_P(EveryCut, FailsThePageItIsInWithManyCopies) {
 
 INSTANTIATE_TEST_SUITE_P(Jobs, EveryCut, ::testing::Range(0, static_cast<int>(std::size(kCuts))));
 
-TEST(Cuts, OfACompressedStreamFailThePageTheyAreIn) {
+TEST(Cuts, CutCompressedStreamFailsItsPage) {
   const std::string whole = raster_stream({quick_page(1), quick_page(2)}, RasterKind::kCompressed);
   std::mt19937 random(11);
   for (int i = 0; i < 8; ++i) {
@@ -760,7 +760,7 @@ TEST(Texts, AreCutToTheLineThePrintSystemTakes) {
   expect_like_reference(job);
 }
 
-TEST(Texts, OfAnyLengthAreLoggedCompletely) {
+TEST(Texts, AreLoggedCompletelyAtAnyLength) {
   JobRecipe job;
   job.arguments[3] = std::string(9000, 't');
   job.arguments[5] = std::string(9000, 'o');

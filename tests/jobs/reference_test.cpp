@@ -51,7 +51,7 @@ std::vector<int> toned(const reference::Settings& settings, std::uint8_t r, std:
   return {image.plane[0][0], image.plane[1][0], image.plane[2][0]};
 }
 
-TEST(ReferenceRotate, GoesCounterClockwise) {
+TEST(ReferenceRotate, RotatesCounterclockwise) {
   Image image = image_of(3, 2, {0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5});
   PlainFilter(quiet_job()).rotate(image);
   EXPECT_EQ(image.width, 2);
@@ -298,7 +298,7 @@ TEST(ReferencePages, AreWhatLibcupsReads) {
   EXPECT_EQ(other.pages[0].header.cupsWidth, 7U);
 }
 
-TEST(ReferencePages, ACutLineIsNoLine) {
+TEST(ReferencePages, TruncatedLineIsMissing) {
   const RasterPage page = blank_page(page_header(7, 5, 3));
   std::string stream = raster_stream({page});
   stream.resize(stream.size() - 22);
@@ -308,7 +308,7 @@ TEST(ReferencePages, ACutLineIsNoLine) {
   EXPECT_FALSE(read.refused_header);
 }
 
-TEST(ReferencePages, ARefusedHeaderIsNotTheEnd) {
+TEST(ReferencePages, RefusedHeaderIsNotTheEndOfTheStream) {
   RasterPage page = blank_page(page_header(7, 5, 3));
   RasterPage wrong = page;
   wrong.header.cupsBitsPerPixel = 0;

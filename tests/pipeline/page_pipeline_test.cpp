@@ -89,12 +89,12 @@ TEST_F(Pipeline, BuildsASheetOfThePapersCanvas) {
   EXPECT_EQ(row[width - width / 4], 10);
 }
 
-TEST_F(Pipeline, APageThatIsReportedAgainHasTheSameLog) {
+TEST_F(Pipeline, PageReportedAgainHasTheSameLog) {
   const std::string log = build(raster_stream({page(10, 200)}), true);
   EXPECT_EQ(captured_log([&] { EXPECT_TRUE(pipeline_.report_again(header_, sheet_)); }), log);
 }
 
-TEST_F(Pipeline, APageThatBreaksOffLeavesNoSheetAndIsReportedAgainWithItsLine) {
+TEST_F(Pipeline, TruncatedPageHasNoSheetAndIsReportedWithItsLineAgain) {
   const std::string log = build(raster_stream({page(10, 200)}), false, 3 * 60 + 1);
   EXPECT_NE(log.find("K905-1: cupsRasterReadPixels failed at line 6\n"), std::string::npos) << log;
   EXPECT_EQ(pipeline_.rows_read(), 6U);
@@ -119,7 +119,7 @@ TEST_F(Pipeline, APageThatCannotBeReadLeavesItsLinesInTheStream) {
   EXPECT_EQ(pipeline_.rows_read(), 10U);
 }
 
-TEST_F(Pipeline, OnePageByItselfGivesItsPlanesToTheCaller) {
+TEST_F(Pipeline, SinglePageReturnsItsPlanes) {
   (void)build(raster_stream({page(10, 200)}), true);
   const OpenPage open(raster_stream({page(10, 200)}));
   std::uint8_t* planes[3] = {};

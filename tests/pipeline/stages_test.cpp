@@ -151,7 +151,7 @@ TEST_F(Stages, BytesThatALineDoesNotHaveCountAsZero) {
   EXPECT_THAT(read_line(2, 3, 8, {9, 8, 7}, "RGB", 3), ElementsAre(9, 8, 7, 0, 0, 0));
 }
 
-TEST_F(Stages, AMissingLineIsReportedWithItsNumber) {
+TEST_F(Stages, MissingLineIsReportedWithItsNumber) {
   const MemoryRaster page(1, 3, 3, 8, 3, {1, 2, 3, 4, 5, 6});
   ReadStage read;
   ASSERT_TRUE(read.prepare(page.header(), "RGB"));
@@ -170,7 +170,7 @@ TEST_F(Stages, AnEmptyPageFailsBeforeItIsRead) {
             "K905-1: Empty page image: 0x7\n");
 }
 
-TEST_F(Stages, APageOfMoreThanHalfAGigapixelIsAsGoodAsOutOfMemory) {
+TEST_F(Stages, PageAboveHalfAGigapixelFailsLikeOutOfMemory) {
   cups_page_header2_t header = {};
   header.cupsNumColors = 3;
   header.cupsBitsPerColor = 8;
@@ -213,7 +213,7 @@ std::vector<Bytes> resized(unsigned width, unsigned height, const Bytes& gray,
   return rows;
 }
 
-TEST_F(Stages, APageOfTheTargetSizePassesByteForByte) {
+TEST_F(Stages, PageOfTheTargetSizeIsUnchanged) {
   EXPECT_THAT(resized(2, 2, {1, 2, 3, 4}, 2, 2), ElementsAre(Bytes{1, 2}, Bytes{3, 4}));
 }
 
@@ -245,7 +245,7 @@ std::string resize_report(std::size_t source_height, std::size_t target_height) 
   return captured_log([&] { resize.report(); });
 }
 
-TEST_F(Stages, TheOriginalDpiIsWorkedOutThroughTheMillimetersOfTheTarget) {
+TEST_F(Stages, OriginalDpiIsComputedFromTheMillimetersOfTheTarget) {
   // 300 * 952 / 1088 is 262.5 and 300 * 403 / 1240 is 97.5, which would be printed as the even 262
   // and 98. By way of (height * 25.4) / (target * 25.4 / 300), every step rounded to a double, they
   // come to 262.50000000000006 and 97.49999999999999.
@@ -321,7 +321,7 @@ TEST_F(Stages, PairsOfRowsBecomeOneWeightedThreeToTwoAndAnOddLastRowIsDropped) {
   EXPECT_THAT(output, ElementsAre(14, 153));
 }
 
-TEST_F(Stages, AHeightOfOneDeinterlacesToNothing) {
+TEST_F(Stages, HeightOneDeinterlacesToNoRows) {
   DeinterlaceStage stage;
   stage.prepare(true, 4, 1, 99);
   EXPECT_EQ(stage.height(), 0U);
@@ -352,7 +352,7 @@ TEST_F(Stages, TheFullInterlacedHeightSkipsTheDeinterlace) {
             "K905-1: Keeping original image size: 3x8\n");
 }
 
-TEST_F(Stages, ADeinterlaceLogsItsSizes) {
+TEST_F(Stages, DeinterlaceLogsItsSizes) {
   DeinterlaceStage stage;
   stage.prepare(true, 3, 7, 8);
   EXPECT_EQ(captured_log([&] { stage.report(); }),
@@ -403,7 +403,7 @@ Bytes split(bool mirrored, const Bytes& first_channel) {
   return plane[0];
 }
 
-TEST_F(Stages, TheMirrorKeepsTheMiddleColumnAndLeavesAWidthOfOneAlone) {
+TEST_F(Stages, MirrorKeepsTheMiddleColumnAndAWidthOfOne) {
   EXPECT_THAT(split(true, {1}), ElementsAre(1));
   EXPECT_THAT(split(true, {1, 2}), ElementsAre(2, 1));
   EXPECT_THAT(split(true, {1, 2, 3, 4, 5}), ElementsAre(5, 4, 3, 2, 1));

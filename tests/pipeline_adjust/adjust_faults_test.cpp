@@ -98,7 +98,7 @@ class AdjustFaults : public testing::Test {
   ProfileFolder profiles_;
 };
 
-TEST_F(AdjustFaults, NoBuiltInSourceProfileEndsTheConversionThere) {
+TEST_F(AdjustFaults, MissingBuiltInSourceProfileEndsTheConversion) {
   srgb_profile.fail_from_now({1});
   const Page page = noise_page(4, 4, 1);
   const Result result = convert_page(icc_options("/nowhere/s.icc", "/nowhere/t.icc"), page);
@@ -111,7 +111,7 @@ TEST_F(AdjustFaults, NoBuiltInSourceProfileEndsTheConversionThere) {
       << result.log;
 }
 
-TEST_F(AdjustFaults, NoBuiltInTargetProfileEndsTheConversionThere) {
+TEST_F(AdjustFaults, MissingBuiltInTargetProfileEndsTheConversion) {
   srgb_profile.fail_from_now({2});
   const Page page = noise_page(4, 4, 2);
   const Result result = convert_page(icc_options("/nowhere/s.icc", "/nowhere/t.icc"), page);
@@ -124,7 +124,7 @@ TEST_F(AdjustFaults, NoBuiltInTargetProfileEndsTheConversionThere) {
       << result.log;
 }
 
-TEST_F(AdjustFaults, ATransformThatFailsOnceIsTriedOnPureRed) {
+TEST_F(AdjustFaults, FailedTransformIsTestedWithPureRed) {
   const std::string target = profiles_.cmyk_table("press.icc");
   const auto red = converted_directly("", target, TYPE_CMYK_8, 0, {255, 0, 0});
   create_transform.fail_from_now({1});
@@ -143,7 +143,7 @@ TEST_F(AdjustFaults, ATransformThatFailsOnceIsTriedOnPureRed) {
       << result.log;
 }
 
-TEST_F(AdjustFaults, TheTryOnPureRedStartsFromZeroedBytes) {
+TEST_F(AdjustFaults, TestWithPureRedStartsFromZeroedBytes) {
   const std::string target = profiles_.gray("gray.icc");
   const auto red = converted_directly("", target, TYPE_GRAY_8, 0, {255, 0, 0});
   create_transform.fail_from_now({1});
@@ -152,7 +152,7 @@ TEST_F(AdjustFaults, TheTryOnPureRedStartsFromZeroedBytes) {
                                     std::to_string(red[0]) + ",0,0]\n"));
 }
 
-TEST_F(AdjustFaults, ATransformThatFailsTwiceIsOnlyLogged) {
+TEST_F(AdjustFaults, TransformThatFailsTwiceIsOnlyLogged) {
   const std::string target = profiles_.rgb_table("printer.icc");
   create_transform.fail_from_now({1, 2});
   const Page page = noise_page(4, 4, 5);
@@ -200,7 +200,7 @@ TEST_F(AdjustFaults, MissingBuffersLeaveTheColorsAndAreLogged) {
   EXPECT_EQ(next.log, good.log);
 }
 
-TEST_F(AdjustFaults, WithoutMemoryForColorsEveryOneIsConvertedAndNothingIsSaid) {
+TEST_F(AdjustFaults, WithoutMemoryForTheCacheEveryColorIsConverted) {
   const std::string target = profiles_.rgb_table("printer.icc");
   const PrintOptions options = icc_options("", target);
   const Page page = plain_page(700, 5, 20, 40, 60);
@@ -250,14 +250,14 @@ void expect_plain_chain() {
   }
 }
 
-TEST_F(AdjustFaults, APowfThatFallsAtOneFloatAfterAStepIsNotTrusted) {
+TEST_F(AdjustFaults, NonmonotonicPowfAtOneFloatIsNotTrusted) {
   float steps[256];
   ASSERT_TRUE(fill_legacy_steps(steps));
   powf_dips_from = powf_dips_to = std::nextafter(steps[100], 255.0f) / 255.0f;
   expect_plain_chain();
 }
 
-TEST_F(AdjustFaults, APowfThatSkipsBytesIsNotTrusted) {
+TEST_F(AdjustFaults, PowfThatSkipsBytesIsNotTrusted) {
   powf_dips_from = 0.1f;
   powf_dips_to = 0.5f;
   expect_plain_chain();

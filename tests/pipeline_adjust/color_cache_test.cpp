@@ -92,7 +92,7 @@ TEST(ColorCache, SavesMostOfAPhotograph) {
   EXPECT_LT(converted(memory, page), page.width * page.height / 4);
 }
 
-TEST(ColorCache, IsNotAskedOnNoiseAndIsAskedAgainLater) {
+TEST(ColorCache, IsSkippedOnNoiseAndTriedAgainLater) {
   ColorCache memory;
   memory.reset();
   // Most rows go straight through and leave no trace.
@@ -152,7 +152,7 @@ TEST(ColorCache, NeverTakesAColorForAnotherOne) {
 }
 
 // An expensive conversion is worth asking for where a cheap one is not.
-TEST(ColorCache, IsMorePatientWhenTheConversionIsExpensive) {
+TEST(ColorCache, IsSkippedLaterWhenTheConversionIsExpensive) {
   // Every second pixel is noise.
   Page page = noise_page(600, 300, 4);
   for (std::size_t i = 0; i < page.width * page.height; i += 2) set_pixel(page, i, 7, 7, 7);

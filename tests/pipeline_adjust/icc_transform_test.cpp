@@ -384,7 +384,7 @@ TEST_F(RefusedPair, SpaceThatNoEnumerationHasRoomFor) {
   expect_refused(known, strange, "RGB", "Unknown");
 }
 
-TEST_F(RefusedPair, TheOtherSpacesHaveTheirNamesToo) {
+TEST_F(RefusedPair, OtherSpacesAreNamed) {
   const std::string source = profiles_.rgb_matrix("wide.icc");
   expect_refused(source, profiles_.bare("luv.icc", cmsSigLuvData), "RGB", "Luv");
   expect_refused(source, profiles_.bare("ycbcr.icc", cmsSigYCbCrData), "RGB", "YCbCr");
@@ -393,7 +393,7 @@ TEST_F(RefusedPair, TheOtherSpacesHaveTheirNamesToo) {
   expect_refused(profiles_.bare("cmy.icc", cmsSigCmyData), source, "Unknown", "RGB");
 }
 
-TEST_F(Icc, AProfileWithoutATransformIsLoggedAndTriedOnceMore) {
+TEST_F(Icc, ProfileWithoutATransformIsLoggedAndTriedOnceMore) {
   const PrintOptions options =
       icc_options(profiles_.rgb_matrix("wide.icc"), profiles_.bare("empty.icc", cmsSigCmykData));
   const Page page = noise_page(4, 4, 10);

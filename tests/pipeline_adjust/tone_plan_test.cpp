@@ -116,7 +116,7 @@ TEST(ToneChain, SaturationMinus1000GivesTheMeanTruncated) {
   EXPECT_EQ(adjusted(options, {10, 20, 60}), gray(29));
 }
 
-TEST(ToneChain, TheMeanOfAGrayPixelLiesAHairBelowIt) {
+TEST(ToneChain, MeanOfAGrayPixelIsSlightlyBelowIt) {
   PrintOptions options = defaults();
   options.saturation = -1000;
   EXPECT_EQ(adjusted(options, gray(100)), gray(99));  // 300 * 0.333333f = 99.9999
@@ -210,7 +210,7 @@ TEST(ToneChain, ANegativeBaseWithTheExponentTwoIsAPositiveNumber) {
   EXPECT_EQ(adjusted(options, gray(10)), gray(45));
 }
 
-TEST(ToneChain, OneChannelNotANumberTakesTheOthersAlongInTheMean) {
+TEST(ToneChain, NanInOneChannelMakesTheMeanNan) {
   PrintOptions options = defaults();
   options.contrast = 1000;
   options.gamma = 2200;

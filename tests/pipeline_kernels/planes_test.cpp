@@ -194,7 +194,7 @@ TEST_P(EveryTable, RunsOfAnyLengthLandWhereTheyShould) {
 
 // ---- The tables ---------------------------------------------------------------------------------
 
-TEST(KernelTables, ThePortableOneIsAlwaysThereAndTheChosenOneIsAmongThem) {
+TEST(KernelTables, IncludePortableAndTheSelectedTable) {
   const auto tables = kernels::all_tables();
   ASSERT_FALSE(tables.empty());
   EXPECT_STREQ(tables.front()->name, "portable");

@@ -48,7 +48,7 @@ TEST_F(MoveFinishedFile, LeavesAFileThatTookItsPlace) {
   EXPECT_EQ(folder_.read("a.jpg"), "another one");
 }
 
-TEST_F(MoveFinishedFile, SaysWhyItCannot) {
+TEST_F(MoveFinishedFile, ReportsTheError) {
   const FileStamp stamp = put("x");
   folder_.write("done", "not a folder");
   EXPECT_FALSE(move(stamp));

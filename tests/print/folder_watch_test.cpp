@@ -146,7 +146,7 @@ TEST(FolderWatch, ARenamedPhotoIsNotANewOne) {
   EXPECT_FALSE(events.settled[0].arrived);
 }
 
-TEST(FolderWatch, APhotoThatIsMovedAwayIsGone) {
+TEST(FolderWatch, PhotoThatIsMovedAwayIsReportedAsGone) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
   folder.write("b.jpg", "x");
@@ -194,7 +194,7 @@ TEST(FolderWatch, AfterLostEventsTheFolderIsLookedThrough) {
   EXPECT_THAT(settled_names(watch), ElementsAre("a.jpg", "b.jpg"));
 }
 
-TEST(FolderWatch, WithoutEventsTheFolderIsLookedThrough) {
+TEST(FolderWatch, WithoutEventsTheFolderIsRead) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
   FolderWatchSetup setup = at_once(folder.path());
@@ -242,7 +242,7 @@ TEST(FolderWatch, WaitingEndsWhenSomethingIsPutThere) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::minutes(30));
 }
 
-TEST(FolderWatch, AFolderThatIsNotThereIsNoEmptyFolder) {
+TEST(FolderWatch, MissingFolderIsAnError) {
   FolderWatch watch(at_once("/nowhere/at/all"));
   EXPECT_FALSE(watch.take());
   EXPECT_EQ(errno, ENOENT);

@@ -189,7 +189,7 @@ TEST_F(LedgerTest, HistoryIsALineForEachSheet) {
   EXPECT_THAT(text, testing::EndsWith("  printed  /srv/in/a .jpg  job 17 on booth\n"));
 }
 
-TEST(Ledger, WhatIsNotALedgerStaysAsItIs) {
+TEST(Ledger, FileThatIsNotALedgerIsUnchanged) {
   const ScratchFolder folder;
   const std::string text(5000, 'x');
   const std::string path = folder.write("ledger", text);
@@ -200,7 +200,7 @@ TEST(Ledger, WhatIsNotALedgerStaysAsItIs) {
   EXPECT_EQ(folder.read("ledger"), text);
 }
 
-TEST(Ledger, WithoutAPlaceItSaysSoAtOnce) {
+TEST(Ledger, WithoutAPlaceReportsTheErrorAtOnce) {
   Ledger ledger;
   std::string error;
   EXPECT_FALSE(ledger.open("/nowhere/at/all", error));

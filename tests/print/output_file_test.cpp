@@ -25,7 +25,7 @@ std::vector<std::string> names_in(const ScratchFolder& folder) {
   return names;
 }
 
-TEST(OutputFile, IsMadeAnewAndKept) {
+TEST(OutputFile, IsCreatedAndKept) {
   const ScratchFolder folder;
   const std::string path = folder.write("job", "what was there");
   OutputFile file;
@@ -72,7 +72,7 @@ TEST(OutputFile, ADeviceIsLeftWhereItIs) {
   EXPECT_TRUE(std::filesystem::exists("/dev/null"));
 }
 
-TEST(OutputFile, AFullDiskIsTold) {
+TEST(OutputFile, FullDiskIsReported) {
   OutputFile file;
   std::string error;
   ASSERT_TRUE(file.open("/dev/full", false, error));
@@ -131,7 +131,7 @@ TEST(OutputFile, ALinkStaysALink) {
   EXPECT_EQ(folder.read("job"), "sheet");
 }
 
-TEST(OutputFile, ADeviceThatIsNotThereIsNotMade) {
+TEST(OutputFile, MissingDeviceIsNotCreated) {
   const ScratchFolder folder;
   const std::string device = "/dev/k905_test_" + std::to_string(getpid());
   const std::string link = folder.path() + "/link";

@@ -33,7 +33,7 @@ TEST(PhotoFile, AnEmptyFileHasTheHashOfNothing) {
   EXPECT_EQ(photo.content(), (Content{0, 0xcbf29ce484222325}));
 }
 
-TEST(PhotoFile, WhatIsNotAFileIsMissing) {
+TEST(PhotoFile, NonregularFileIsMissing) {
   const ScratchFolder folder;
   std::string error;
   EXPECT_EQ(PhotoFile().read(folder.path() + "/none", error), PhotoRead::missing);
@@ -43,7 +43,7 @@ TEST(PhotoFile, WhatIsNotAFileIsMissing) {
   EXPECT_EQ(PhotoFile().read(folder.path() + "/pipe", error), PhotoRead::missing);
 }
 
-TEST(PhotoFile, WhatTheSystemCannotReadMayBeReadableLater) {
+TEST(PhotoFile, ReadErrorMayBeTemporary) {
   const ScratchFolder folder;
   std::filesystem::create_symlink("loop.jpg", folder.path() + "/loop.jpg");
   PhotoFile photo;

@@ -155,7 +155,7 @@ TEST_F(PhotoMemory, HugePpmCostsLittleMemoryAndTheNextPhotoPrints) {
 }
 
 // A FIFO in the place of a photo must neither stop the program nor the photos that follow.
-TEST_F(PhotoMemory, WhatIsNoRegularFileIsRefusedAtOnce) {
+TEST_F(PhotoMemory, NonregularFileIsRefusedAtOnce) {
   ASSERT_EQ(mkfifo((folder_.path() + "/fifo.png").c_str(), 0600), 0);
   ASSERT_EQ(mkfifo((folder_.path() + "/held.png").c_str(), 0600), 0);
   // Somebody has this one open and writes nothing.

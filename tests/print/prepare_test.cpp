@@ -183,7 +183,7 @@ TEST(Prepare, InksAreReadThroughTheirProfile) {
   EXPECT_GT(pixel(page, 0, 0)[0], 240);
 }
 
-TEST(Prepare, ABrokenProfileIsToldAndThePicturePrintsAsItIs) {
+TEST(Prepare, BrokenProfileIsReportedAndThePhotoIsPrinted) {
   Picture picture = plain(30, 20, {200, 100, 50});
   embed(picture, broken_profile("RGB "));
   const Prepared prepared = prepared_from(picture, small_place(30, 20), {});

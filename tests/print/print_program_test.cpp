@@ -101,7 +101,7 @@ std::vector<Sheet> sheets_in(const ScratchFolder& folder, const std::string& nam
   return stream.sheets;
 }
 
-TEST(PrintProgram, ThePreviewIsTheSheetInTheHand) {
+TEST(PrintProgram, PreviewShowsTheSheetOfTheCustomer) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   const ChildResult result = print(folder, {"--preview", "sheet.png", "photo.png"});
@@ -167,7 +167,7 @@ TEST(PrintProgram, ThePreviewHasThePapersShapeAtEveryDensity) {
 // Where the first row and the first column of the file are seen, as cameras write it: 1 top and
 // left, 2 top and right, 3 bottom and right, 4 bottom and left, 5 left and top, 6 right and top,
 // 7 right and bottom, 8 left and bottom.
-TEST(PrintProgram, AllEightTurnsOfACameraAreUpright) {
+TEST(PrintProgram, AllExifOrientationsAreRotatedUpright) {
   constexpr std::array<std::array<int, 4>, 8> stored{{{0, 1, 2, 3},
                                                       {1, 0, 3, 2},
                                                       {3, 2, 1, 0},
@@ -235,7 +235,7 @@ TEST(PrintProgram, InksWithAProfileAreSeenThroughIt) {
   EXPECT_FALSE(close_to(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), {255, 102, 0}, 8));
 }
 
-TEST(PrintProgram, AProfilesColorsAreBroughtToSrgb) {
+TEST(PrintProgram, EmbeddedProfileIsConvertedToSrgb) {
   const ScratchFolder folder;
   const std::string profile = rgb_matrix_profile();
   PngKind profiled;
@@ -255,7 +255,7 @@ TEST(PrintProgram, AProfilesColorsAreBroughtToSrgb) {
   EXPECT_GT(seen[2], 205);
 }
 
-TEST(PrintProgram, ABrokenPictureIsNamedAndTheOthersPrint) {
+TEST(PrintProgram, BrokenPhotoIsReportedAndTheOthersArePrinted) {
   const ScratchFolder folder;
   folder.write("good.png", quartered_png());
   folder.write("broken.jpg", "\xff\xd8\xff garbage");
@@ -381,7 +381,7 @@ class PrintLayout : public testing::Test {
   ScratchFolder folder_;
 };
 
-TEST_F(PrintLayout, ALonePhotoIsOnEveryStripAndTwoPhotosOnOneEach) {
+TEST_F(PrintLayout, SinglePhotoIsOnEveryStripAndTwoOnOneEach) {
   EXPECT_THAT(grid_of(preview({"--layout", "strips", "20.png"}), 1, 2), ElementsAre(20, 20));
   EXPECT_THAT(grid_of(preview({"--layout", "strips", "20.png", "100.png"}), 1, 2),
               ElementsAre(20, 100));
@@ -701,7 +701,7 @@ TEST(PrintProgram, AProfileThatIsNotThereIsNoReasonToPrintWithout) {
   EXPECT_EQ(result.log, "k905-print: the profile /nowhere/x.icc is not found\n");
 }
 
-TEST(PrintProgram, APictureComesFromStandardInput) {
+TEST(PrintProgram, PhotoIsReadFromStandardInput) {
   const ScratchFolder folder;
   EXPECT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "-"}, quartered_png()).status, 0);
   expect_quarters(picture_in(folder, "sheet.png"), "standard input");
@@ -746,7 +746,7 @@ TEST(PrintProgram, AFullDiskIsExitStatusOne) {
   EXPECT_THAT(result.output, IsEmpty());
 }
 
-TEST(PrintProgram, ADeviceThatIsNotThereIsNamed) {
+TEST(PrintProgram, MissingDeviceIsReported) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   const ChildResult result = print(folder, {"--to", "/nowhere/lp0", "photo.png"});
@@ -772,7 +772,7 @@ ChildSetup print_with_filter(const ScratchFolder& folder, const std::string& scr
   return setup;
 }
 
-TEST(PrintProgram, AFilterThatFailsIsAFailureAndLeavesNoHalfJob) {
+TEST(PrintProgram, FailingFilterIsAFailureWithoutAPartialJob) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   ChildSetup setup = print_with_filter(folder, "cat >/dev/null; exit 3");
@@ -789,7 +789,7 @@ TEST(PrintProgram, AFilterThatFailsIsAFailureAndLeavesNoHalfJob) {
   EXPECT_EQ(run_child(setup).log, "k905-print: /nowhere/filter: No such file or directory\n");
 }
 
-TEST(PrintProgram, WhatFailsLeavesTheFileThatWasThere) {
+TEST(PrintProgram, FailureLeavesTheFileUnchanged) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   folder.write("job.prn", "the last job");

@@ -109,7 +109,7 @@ TEST_F(PrintToPrinter, TwoPicturesShareASheet) {
   EXPECT_THAT(printer_.next_line(), StartsWith("sheet 1: 1920x2498, "));
 }
 
-TEST_F(PrintToPrinter, WhatFitsNotStandsOnWhite) {
+TEST_F(PrintToPrinter, FittedPhotoHasWhiteEdges) {
   put("square.png", 40, 40);
   ASSERT_EQ(print({"--fit", "square.png"}).status, 0);
   EXPECT_THAT(printer_.next_line(), StartsWith("sheet 1: "));
@@ -120,7 +120,7 @@ TEST_F(PrintToPrinter, WhatFitsNotStandsOnWhite) {
   EXPECT_LT(at(310), 60);
 }
 
-TEST_F(PrintToPrinter, ABrokenPictureIsNamedAndTheOthersComeOut) {
+TEST_F(PrintToPrinter, BrokenPhotoIsReportedAndTheOthersArePrinted) {
   put("a.png");
   put("b.png");
   folder_.write("broken.png", "\x89PNG broken");
@@ -133,7 +133,7 @@ TEST_F(PrintToPrinter, ABrokenPictureIsNamedAndTheOthersComeOut) {
   EXPECT_THAT(printer_.next_line(), EndsWith(", 398 left"));
 }
 
-TEST_F(PrintToPrinter, ThePrinterTellsThatFewerPrintsAreLeft) {
+TEST_F(PrintToPrinter, PrinterReportsFewerPrintsLeft) {
   put("a.png");
   ASSERT_EQ(print({"a.png"}).status, 0);
   EXPECT_THAT(printer_.next_line(), EndsWith(", 399 left"));
@@ -164,7 +164,7 @@ TEST_F(PrintToPrinter, AWatchedFolderIsPrintedOnceOverARestart) {
   EXPECT_FALSE(std::filesystem::exists(folder_.path() + "/sheets/sheet-0003.png"));
 }
 
-TEST_F(PrintToPrinter, APrinterThatWentAwayIsAFailure) {
+TEST_F(PrintToPrinter, DisconnectedPrinterIsAFailure) {
   put("a.png");
   const std::string device = printer_.path();
   // As long as somebody holds the terminal, its name goes to no other printer, of another test.
@@ -177,7 +177,7 @@ TEST_F(PrintToPrinter, APrinterThatWentAwayIsAFailure) {
   EXPECT_THAT(result.log, StartsWith("k905-print: " + device + ": "));
 }
 
-TEST(PrintProgram, ABrokenProfileIsToldAndThePicturePrints) {
+TEST(PrintProgram, BrokenProfileIsReportedAndThePhotoIsPrinted) {
   const ScratchFolder folder;
   PngKind broken;
   broken.profile = profile_for("RGB ");

@@ -124,7 +124,7 @@ TEST_F(WatchProgram, OverARestartNothingIsPrintedTwice) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 20, 20}));
 }
 
-TEST_F(WatchProgram, ATouchedPictureIsTheSameAndAnotherOneIsNot) {
+TEST_F(WatchProgram, TouchedPhotoIsNotPrintedAgainAndAChangedOneIs) {
   put("a.png", picture_of(10));
   put("b.png", picture_of(20));
   {
@@ -144,7 +144,7 @@ TEST_F(WatchProgram, ATouchedPictureIsTheSameAndAnotherOneIsNot) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 20, 30, 40}));
 }
 
-TEST_F(WatchProgram, ABrokenPictureIsNamedOnceAndPrintedWhenItIsWhole) {
+TEST_F(WatchProgram, BrokenPhotoIsReportedOnceAndPrintedWhenComplete) {
   put("a.jpg", "\xff\xd8 broken");
   put("b.png", picture_of(20));
   RunningProgram program(kProgram, arguments(), environment());
@@ -161,7 +161,7 @@ TEST_F(WatchProgram, ABrokenPictureIsNamedOnceAndPrintedWhenItIsWhole) {
 }
 
 // The device is not there at first: nothing counts as printed, and nothing is forgotten.
-TEST_F(WatchProgram, WhatWasNotTakenIsPrintedLater) {
+TEST_F(WatchProgram, RefusedJobIsPrintedLater) {
   put("a.png", picture_of(10));
   const std::string device = folder_.path() + "/later/job.prn";
   {
@@ -420,7 +420,7 @@ TEST_F(WatchProgram, AnOldJournalIsTakenOver) {
   EXPECT_TRUE(folder_.read("my.journal.old.imported"));
 }
 
-TEST_F(WatchProgram, WhatCannotBeNotedIsNotPrinted) {
+TEST_F(WatchProgram, SheetThatCannotBeRecordedIsNotPrinted) {
   std::filesystem::create_directory(folder_.path() + "/notes");
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments({"--ledger", folder_.path() + "/notes/ledger"}),

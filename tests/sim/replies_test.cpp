@@ -36,7 +36,7 @@ TEST(Replies, OnlyTheRv40CountsWithoutAReserve) {
   }
 }
 
-TEST(Replies, OnlyTheRv40TellsHalfSizeMedia) {
+TEST(Replies, OnlyTheRv40ReportsHalfSizeMedia) {
   PrinterState state;
   state.half_size = 31;
   EXPECT_EQ(info(state, "RQTY"), "(nothing)");

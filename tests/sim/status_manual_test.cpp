@@ -33,7 +33,7 @@ TEST(StatusManual, EveryStatusCodeHasItsRowAndEveryRowItsCode) {
   EXPECT_EQ(codes, 40);
 }
 
-TEST(StatusManual, EveryFieldOfTheSimulatorStandsThereWithItsFirstValue) {
+TEST(StatusManual, ListsEveryFieldOfTheSimulatorWithItsDefault) {
   const std::string text = manual();
   const PrinterState fresh;
   for (const StateField& field : state_fields()) {
@@ -42,7 +42,7 @@ TEST(StatusManual, EveryFieldOfTheSimulatorStandsThereWithItsFirstValue) {
   }
 }
 
-TEST(StatusManual, EveryFaultStandsThere) {
+TEST(StatusManual, ListsEveryFault) {
   const std::string text = manual();
   for (const char* name : {"silent", "slow", "split", "cut", "long", "garbage", "busy"}) {
     ASSERT_TRUE(fault_named(name));

@@ -51,7 +51,7 @@ Queue booth(const std::string& note) {
           .members = {}};
 }
 
-TEST(PrintingQueue, WhatItsBackendLastSawIsTheState) {
+TEST(PrintingQueue, StateIsWhatTheBackendLastSaw) {
   const PrinterState printer =
       ask_printer("booth", {booth("status_code=1100;prints_left=0;serial_number=S%3B1")});
   EXPECT_EQ(printer.state, State::attention);
@@ -71,7 +71,7 @@ TEST(PrintingQueue, APrinterThatItsBackendCannotReachIsNotReachable) {
   EXPECT_EQ(explanation_of(printer), "The printer is not connected, as queue booth last saw it");
 }
 
-TEST(PrintingQueue, WithoutAnythingSeenThePrinterIsInUse) {
+TEST(PrintingQueue, WithoutABackendReportThePrinterIsInUse) {
   for (const char* const note : {"", "code=other", "status_code=many;=;;serial_number"}) {
     const PrinterState printer = ask_printer("booth", {booth(note)});
     EXPECT_EQ(printer.state, State::held) << note;
@@ -80,7 +80,7 @@ TEST(PrintingQueue, WithoutAnythingSeenThePrinterIsInUse) {
 }
 
 // A network printer cannot be locked itself; a question would open a second connection to it.
-TEST(IdleQueue, WhoseSheetInHandIsStillSentIsNotAsked) {
+TEST(IdleQueue, IsNotAskedWhileItsSheetIsBeingSent) {
   const std::string cache = testing::TempDir() + "k905_status_cache";
   std::filesystem::create_directories(cache);
   const EnvironmentGuard environment("CUPS_CACHEDIR", cache.c_str());
@@ -92,7 +92,7 @@ TEST(IdleQueue, WhoseSheetInHandIsStillSentIsNotAsked) {
   EXPECT_EQ(printer.message, "the print system is sending a sheet to it");
 }
 
-TEST(IdleQueue, WhoseDeviceIsElsewhereCannotBeAsked) {
+TEST(IdleQueue, WithARemoteDeviceCannotBeAsked) {
   const Queue queue{.name = "far",
                     .device_uri = "ipp://host/printers/far",
                     .message = "",

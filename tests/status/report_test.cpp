@@ -66,7 +66,7 @@ TEST(Report, AStatusWithBracketsKeepsThem) {
 }
 
 // -1 and -51 in the report mean a reply that was too short, 0 for one without digits.
-TEST(Report, ACounterThatWasNotToldIsUnknownAndNotANumber) {
+TEST(Report, MissingCounterIsUnknown) {
   EXPECT_EQ(parsed({{"PrintRemainQuantity", "MQT (-51)"}}).prints_left, std::nullopt);
   EXPECT_EQ(parsed({{"PrintRemainQuantity", " (-1)"}}).prints_left, std::nullopt);
   EXPECT_EQ(parsed({{"PrintRemainQuantity", "garbage!! (-50)"}}).prints_left, std::nullopt);
@@ -86,7 +86,7 @@ TEST(Report, LineEndsAndSignsInAReplyDoNoHarm) {
   EXPECT_EQ(report.model, "K905");
 }
 
-TEST(Report, HalfAReportIsNone) {
+TEST(Report, PartialReportIsRefused) {
   const std::string whole = report_with({});
   EXPECT_FALSE(parse_report(""));
   EXPECT_FALSE(parse_report("hello\r\n"));
@@ -110,7 +110,7 @@ TEST(StateOf, SomebodyMustLookAtAPrinterThatDoesNotTellItsStatus) {
   EXPECT_EQ(state_of(parsed({{"PrintStatus", " (-1)"}})), State::attention);
 }
 
-TEST(StateOf, WhoSaysNothingIsNotThere) {
+TEST(StateOf, SilentPrinterIsUnreachable) {
   const auto silence = parse_report(report_of({}));
   ASSERT_TRUE(silence);
   EXPECT_FALSE(silence->answered);

@@ -66,7 +66,7 @@ TEST(AsJson, AnyBytesOfAPrinterAreAString) {
                         "\"a\\\"b\\\\c\\u000a\\u0001\\u007f\xEF\xBF\xBD\xc3\xa4\""));
 }
 
-TEST(AsJson, EveryStateHasItsWordAndItsExitStatus) {
+TEST(AsJson, EveryStateHasAKeyAndAnExitStatus) {
   const std::vector<std::tuple<State, std::string, int>> states{
       {State::ready, "ready", 0},
       {State::busy, "busy", 0},
@@ -79,7 +79,7 @@ TEST(AsJson, EveryStateHasItsWordAndItsExitStatus) {
   }
 }
 
-TEST(AsText, SaysFirstHowItIs) {
+TEST(AsText, StartsWithNameAndState) {
   EXPECT_EQ(as_text({ready()}),
             "/dev/usb/lp0: ready, Idling\n"
             "  status code       0\n"
@@ -94,7 +94,7 @@ TEST(AsText, TheReasonTakesThePlaceOfTheStatus) {
   EXPECT_EQ(as_text({printer}), "/dev/usb/lp0: not reachable, No such file or directory\n");
 }
 
-TEST(AsText, ALineBreakOfThePrinterMakesNoLine) {
+TEST(AsText, LineBreakInAReplyStartsNoLine) {
   PrinterState printer = ready();
   printer.report.model = "K905\r\n  prints left  999";
   EXPECT_THAT(as_text({printer}), HasSubstr("model             K905    prints left  999\n"));

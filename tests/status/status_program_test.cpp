@@ -75,7 +75,7 @@ TEST(StatusProgram, AsJsonItIsOneLine) {
   EXPECT_EQ(result.output.find('\n'), result.output.size() - 1);
 }
 
-TEST(StatusProgram, ABusyPrinterNeedsNobody) {
+TEST(StatusProgram, BusyPrinterIsExitStatusZero) {
   const SimulatedPrinter printer({"--status", "500"});
   const ChildResult result = status({printer.path()});
   EXPECT_EQ(result.status, 0);
@@ -106,7 +106,7 @@ TEST(StatusProgram, StatusReplyWithoutANumberIsNotReady) {
             1);
 }
 
-TEST(StatusProgram, ADeviceThatIsNotThereIsExitStatusTwo) {
+TEST(StatusProgram, MissingDeviceIsExitStatusTwo) {
   const ChildResult result = status({"/nowhere/lp0"});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.output, "/nowhere/lp0: not reachable, No such file or directory\n");
@@ -125,7 +125,7 @@ TEST(StatusProgram, SomethingThatAnswersNothingIsNotReachable) {
   EXPECT_EQ(result.output, path + ": not reachable, the printer does not answer\n");
 }
 
-TEST(StatusProgram, AFileIsNoPrinterAndStaysAsItWas) {
+TEST(StatusProgram, RegularFileIsRefusedAndUnchanged) {
   const ScratchFolder folder;
   const std::string photo = folder.write("photo.jpg", "a photo");
   const ChildResult result = status({photo});
