@@ -10,7 +10,7 @@ struct PaperConfig;
 struct PrintOptions {
   // The paper in force: a row of paper_sizes, never null in normal operation.
   const PaperConfig* paper_config;
-  std::int32_t rotate_90 = 0;         // turn the image a quarter within the canvas
+  std::int32_t rotate_90 = 0;         // rotate the image by 90 degrees within the canvas
   char ppd_paper_name[64] = "";       // PageSize / PageRegion choice of the PPD
   std::int32_t interlace = 0;         // 300x600 dpi in force
   std::int32_t interlace_factor = 1;  // vertical factor of the source, 1 or 2

@@ -10,7 +10,7 @@
 #include "apps/adapter/page_pixels.h"
 #include "apps/adapter/raster_input.h"
 #include "apps/adapter/raster_output.h"
-#include "apps/adapter/turned_rows.h"
+#include "apps/adapter/rotated_rows.h"
 
 namespace k905 {
 
@@ -116,7 +116,8 @@ cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePi
       static_cast<unsigned>(fit.columns.size() * pixels.format().pixel_bytes());
   header.HWResolution[0] = 300;
   header.HWResolution[1] = place.fine ? 600 : 300;
-  header.Orientation = fit.turn == PageFit::Turn::by_filter ? CUPS_ORIENT_90 : CUPS_ORIENT_0;
+  header.Orientation =
+      fit.rotation == PageFit::Rotation::by_filter ? CUPS_ORIENT_90 : CUPS_ORIENT_0;
   const float width = place.paper->page_width_pt;
   const float height = place.paper->page_height_pt;
   header.PageSize[0] = whole_points(width);
@@ -167,9 +168,9 @@ bool adapt_page(RasterInput& input, const cups_page_header2_t& drawn, PagePixels
   const cups_page_header2_t header = filter_header(drawn, pixels, settings.place, fit);
   if (!output.write_header(header)) return false;
   RasterRows upright(input, drawn, pixels);
-  TurnedRows turned(upright, drawn.cupsWidth, drawn.cupsHeight, pixels.format().pixel_bytes());
+  RotatedRows rotated(upright, drawn.cupsWidth, drawn.cupsHeight, pixels.format().pixel_bytes());
   RowSource* source = &upright;
-  if (fit.turn == PageFit::Turn::before) source = &turned;
+  if (fit.rotation == PageFit::Rotation::before) source = &rotated;
   RowScaler scaler(fit.columns, fit.rows, pixels.format());
   std::vector<std::uint8_t> line(header.cupsBytesPerLine);
   return write_rows(scaler, *source, fit.rows, output, line) && upright.skip_rest() &&

@@ -110,7 +110,7 @@ bool lies_across(const DrawnPage& page, const PaperPoints& paper) {
          (across > down && paper.across < paper.down);
 }
 
-DrawnPage turned_right(const DrawnPage& page) {
+DrawnPage rotated_clockwise(const DrawnPage& page) {
   return {.width = page.height,
           .height = page.width,
           .dpi_across = page.dpi_down,
@@ -144,7 +144,7 @@ std::vector<Part> parts_down(const SheetPlace& place) {
 PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scaling) {
   const PaperPoints paper = paper_points(*place.paper);
   const bool across_paper = lies_across(drawn, paper);
-  const DrawnPage page = across_paper ? turned_right(drawn) : drawn;
+  const DrawnPage page = across_paper ? rotated_clockwise(drawn) : drawn;
   const PixelSize picture = picture_size(place);
   const Side width{.raster = page.width,
                    .dpi = page.dpi_across,
@@ -168,10 +168,10 @@ PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scalin
   const PageMap map = page_map(place);
   AxisMap columns = map_of(width, parts_across(place), scale, whole_sheet).selected(map.columns);
   AxisMap rows = map_of(height, parts_down(place), scale, whole_sheet).selected(map.rows);
-  if (!across_paper) return {PageFit::Turn::none, std::move(columns), std::move(rows)};
+  if (!across_paper) return {PageFit::Rotation::none, std::move(columns), std::move(rows)};
   // The filter halves the rows of a page of 300 x 600 dpi when it rotates it.
-  if (place.fine) return {PageFit::Turn::before, std::move(columns), std::move(rows)};
-  return {PageFit::Turn::by_filter, std::move(rows), columns.reversed()};
+  if (place.fine) return {PageFit::Rotation::before, std::move(columns), std::move(rows)};
+  return {PageFit::Rotation::by_filter, std::move(rows), columns.reversed()};
 }
 
 }  // namespace k905

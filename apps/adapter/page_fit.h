@@ -34,12 +34,12 @@ enum class Scaling {
 // How the raster becomes the page for the filter. A page with the other orientation is rotated
 // clockwise: print systems rotate such photos counterclockwise, and this undoes it.
 struct PageFit {
-  enum class Turn {
+  enum class Rotation {
     none,
     by_filter,  // the page for the filter has that orientation too, and its header says so
     before,     // the raster is rotated before it is mapped
   };
-  Turn turn = Turn::none;
+  Rotation rotation = Rotation::none;
   AxisMap columns;  // of the filter's page, from the (rotated) raster
   AxisMap rows;
 };

@@ -57,7 +57,7 @@ std::vector<std::string> request(const SheetPlace& place, const Preparation& opt
   std::vector<std::string> numbers;
   for (const std::uint32_t number :
        {place.page_width, place.page_height, place.seen_width, place.seen_height, place.dots_across,
-        std::uint32_t{place.fine}, std::uint32_t{options.whole}, std::uint32_t{options.turn}}) {
+        std::uint32_t{place.fine}, std::uint32_t{options.whole}, std::uint32_t{options.rotate}}) {
     numbers.push_back(std::to_string(number));
   }
   return numbers;
@@ -75,7 +75,7 @@ void read_request(char** numbers, SheetPlace& place, Preparation& options) {
   place.dots_across = number(4);
   place.fine = number(5) != 0;
   options.whole = number(6) != 0;
-  options.turn = number(7) != 0;
+  options.rotate = number(7) != 0;
 }
 
 // The photo is standard input.

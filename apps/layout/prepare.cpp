@@ -81,7 +81,7 @@ Cut cut_for(const Photo& photo, const SheetPlace& place, bool whole, int orienta
 std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
                                 const Preparation& options, std::string& error) {
   int orientation = photo.orientation();
-  if (options.turn && suits_rotated(photo, place)) {
+  if (options.rotate && suits_rotated(photo, place)) {
     orientation = rotated_left(orientation);
   }
   const Cut cut = cut_for(photo, place, options.whole, orientation);

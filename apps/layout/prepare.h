@@ -11,7 +11,7 @@
 struct Preparation {
   bool whole =
       false;  // show the complete photo on white; otherwise it is cropped to the shape of the sheet
-  bool turn = true;  // rotate it counterclockwise if the sheet has the other orientation
+  bool rotate = true;  // rotate it counterclockwise if the sheet has the other orientation
 };
 
 struct Prepared {

@@ -17,7 +17,7 @@ Preparation preparation_of(const JobOptions& options) {
   const std::string scaling = options.value("print-scaling");
   // These two can only be options of the job; "fill" may be the queue's default.
   const bool fit_to_page = is_on(options.value("fit-to-page")) || is_on(options.value("fitplot"));
-  return {.whole = scaling == "fit" || scaling == "auto-fit" || fit_to_page, .turn = true};
+  return {.whole = scaling == "fit" || scaling == "auto-fit" || fit_to_page, .rotate = true};
 }
 
 bool wants_usual_filter(const JobOptions& options) {

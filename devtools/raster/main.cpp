@@ -226,7 +226,7 @@ Picture page_of(const Picture& picture, const PagePlan& plan, Fit fit) {
   }
   // The two resolutions are exchanged on a page that the filter will rotate.
   const double density = plan.vertical_dpi / static_cast<double>(plan.horizontal_dpi);
-  return fitted(picture, wanted_pixels(plan), fit, plan.turned() ? 1 / density : density);
+  return fitted(picture, wanted_pixels(plan), fit, plan.is_rotated() ? 1 / density : density);
 }
 
 class Output {

@@ -21,7 +21,7 @@ PixelSize page_pixels(const PagePlan& plan) {
     size = {static_cast<unsigned>(plan.paper->target_width),
             static_cast<unsigned>(plan.paper->target_height) * plan.vertical_dpi / 300};
   }
-  if (plan.turned()) {
+  if (plan.is_rotated()) {
     std::swap(size.width, size.height);
   }
   return size;

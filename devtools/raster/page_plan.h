@@ -23,7 +23,7 @@ struct PagePlan {
   unsigned page_width_pt = 0;  // page size in the header, if it differs from the paper's
   unsigned page_height_pt = 0;
 
-  [[nodiscard]] bool turned() const { return orientation == 1 || orientation == 3; }
+  [[nodiscard]] bool is_rotated() const { return orientation == 1 || orientation == 3; }
 };
 
 // The size of the paper's page at the plan's resolution, rotated as the plan says.

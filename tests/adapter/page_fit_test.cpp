@@ -27,7 +27,7 @@ PageFit fitted(const DrawnPage& page, const SheetPlace& place,
 
 TEST(PageFit, PageOfThePapersSizeIsExactInBothDirections) {
   const PageFit fit = fitted(page_of(1800, 1200), place_of("w288h432"));
-  EXPECT_EQ(fit.turn, PageFit::Turn::none);
+  EXPECT_EQ(fit.rotation, PageFit::Rotation::none);
   EXPECT_TRUE(fit.columns.is_exact());
   EXPECT_TRUE(fit.rows.is_exact());
   EXPECT_EQ(fit.columns.size(), 1844U);
@@ -35,11 +35,13 @@ TEST(PageFit, PageOfThePapersSizeIsExactInBothDirections) {
 }
 
 TEST(PageFit, RotatesOnlyPagesWithTheOtherOrientation) {
-  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w288h432")).turn, PageFit::Turn::by_filter);
-  EXPECT_EQ(fitted(page_of(1800, 2400), place_of("w432h576")).turn, PageFit::Turn::none);
-  EXPECT_EQ(fitted(page_of(2400, 1800), place_of("w432h576")).turn, PageFit::Turn::by_filter);
-  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w432h432")).turn, PageFit::Turn::none);
-  EXPECT_EQ(fitted(page_of(1500, 1500), place_of("w288h432")).turn, PageFit::Turn::none);
+  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w288h432")).rotation,
+            PageFit::Rotation::by_filter);
+  EXPECT_EQ(fitted(page_of(1800, 2400), place_of("w432h576")).rotation, PageFit::Rotation::none);
+  EXPECT_EQ(fitted(page_of(2400, 1800), place_of("w432h576")).rotation,
+            PageFit::Rotation::by_filter);
+  EXPECT_EQ(fitted(page_of(1200, 1800), place_of("w432h432")).rotation, PageFit::Rotation::none);
+  EXPECT_EQ(fitted(page_of(1500, 1500), place_of("w288h432")).rotation, PageFit::Rotation::none);
 }
 
 // A page across is mapped as it is: its columns are the sheet's rows.
@@ -53,7 +55,7 @@ TEST(PageFit, PageThatTheFilterTurnsHasItsSidesExchanged) {
 
 TEST(PageFit, FinePageAcrossIsTurnedBeforeTheFilter) {
   const PageFit fit = fitted(page_of(1200, 1800), place_of("w288h432", "300x600dpi"));
-  EXPECT_EQ(fit.turn, PageFit::Turn::before);
+  EXPECT_EQ(fit.rotation, PageFit::Rotation::before);
   EXPECT_EQ(fit.columns.size(), 1844U);
 }
 

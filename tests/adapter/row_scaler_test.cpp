@@ -7,7 +7,7 @@
 #include <functional>
 #include <random>
 
-#include "apps/adapter/turned_rows.h"
+#include "apps/adapter/rotated_rows.h"
 
 namespace k905 {
 namespace {
@@ -138,13 +138,13 @@ std::vector<std::uint8_t> all_rows(RowSource& source, std::size_t row_bytes) {
 }
 
 // 0 1 2 over 3 4 5.
-TEST(TurnedRows, BeginWithTheFirstColumnFromBelow) {
+TEST(RotatedRows, BeginWithTheFirstColumnFromBelow) {
   Rows page({0, 1, 2, 3, 4, 5}, 3);
-  TurnedRows turned(page, 3, 2, 1);
-  EXPECT_EQ(all_rows(turned, 2), (std::vector<std::uint8_t>{3, 0, 4, 1, 5, 2}));
+  RotatedRows rotated(page, 3, 2, 1);
+  EXPECT_EQ(all_rows(rotated, 2), (std::vector<std::uint8_t>{3, 0, 4, 1, 5, 2}));
 }
 
-TEST(TurnedRows, FourTurnsAreThePageAgainForEveryPixelSize) {
+TEST(RotatedRows, FourTurnsAreThePageAgainForEveryPixelSize) {
   for (const std::size_t pixel : {1U, 2U, 3U, 4U, 6U}) {
     constexpr std::size_t kWidth = 37;
     constexpr std::size_t kHeight = 21;
@@ -152,18 +152,18 @@ TEST(TurnedRows, FourTurnsAreThePageAgainForEveryPixelSize) {
     std::mt19937 random(9);
     for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
     Rows page(bytes, kWidth * pixel);
-    TurnedRows once(page, kWidth, kHeight, pixel);
-    TurnedRows twice(once, kHeight, kWidth, pixel);
-    TurnedRows thrice(twice, kWidth, kHeight, pixel);
-    TurnedRows again(thrice, kHeight, kWidth, pixel);
+    RotatedRows once(page, kWidth, kHeight, pixel);
+    RotatedRows twice(once, kHeight, kWidth, pixel);
+    RotatedRows thrice(twice, kWidth, kHeight, pixel);
+    RotatedRows again(thrice, kHeight, kWidth, pixel);
     EXPECT_EQ(all_rows(again, kWidth * pixel), bytes) << pixel;
   }
 }
 
-TEST(TurnedRows, PageThatEndsTooEarlyGivesNoRow) {
+TEST(RotatedRows, PageThatEndsTooEarlyGivesNoRow) {
   Rows page({0, 1, 2, 3, 4, 5}, 3);
-  TurnedRows turned(page, 3, 3, 1);
-  EXPECT_EQ(turned.next_row(), nullptr);
+  RotatedRows rotated(page, 3, 3, 1);
+  EXPECT_EQ(rotated.next_row(), nullptr);
 }
 
 }  // namespace

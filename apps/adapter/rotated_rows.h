@@ -9,10 +9,10 @@
 
 namespace k905 {
 
-class TurnedRows final : public RowSource {
+class RotatedRows final : public RowSource {
  public:
   // `page` supplies `height` rows of `width` pixels and must outlive this object.
-  TurnedRows(RowSource& page, std::uint32_t width, std::uint32_t height, std::size_t pixel_bytes);
+  RotatedRows(RowSource& page, std::uint32_t width, std::uint32_t height, std::size_t pixel_bytes);
 
   // The next row of `height` pixels; there are `width` of them. Null also if the page is truncated.
   [[nodiscard]] const std::uint8_t* next_row() override;

@@ -1,4 +1,4 @@
-#include "apps/adapter/turned_rows.h"
+#include "apps/adapter/rotated_rows.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,11 +13,11 @@ constexpr std::size_t kMostReserved = std::size_t{256} << 20;
 
 }  // namespace
 
-TurnedRows::TurnedRows(RowSource& page, std::uint32_t width, std::uint32_t height,
-                       std::size_t pixel_bytes)
+RotatedRows::RotatedRows(RowSource& page, std::uint32_t width, std::uint32_t height,
+                         std::size_t pixel_bytes)
     : page_(page), width_(width), height_(height), pixel_bytes_(pixel_bytes) {}
 
-bool TurnedRows::read_page() {
+bool RotatedRows::read_page() {
   const std::size_t row_bytes = width_ * pixel_bytes_;
   pixels_.reserve(std::min(row_bytes * height_, kMostReserved));
   for (std::size_t y = 0; y < height_; ++y) {
@@ -30,7 +30,7 @@ bool TurnedRows::read_page() {
 
 // A template, so that the size of a copy is a compile-time constant.
 template <std::size_t pixel_bytes>
-void TurnedRows::copy_strip() {
+void RotatedRows::copy_strip() {
   const std::size_t row_bytes = height_ * pixel_bytes;
   for (std::size_t i = 0; i < height_; ++i) {
     const std::uint8_t* from =
@@ -44,7 +44,7 @@ void TurnedRows::copy_strip() {
   }
 }
 
-void TurnedRows::make_strip() {
+void RotatedRows::make_strip() {
   strip_begin_ = next_;
   strip_end_ = std::min(next_ + kStripRows, width_);
   strip_.resize(kStripRows * height_ * pixel_bytes_);
@@ -62,7 +62,7 @@ void TurnedRows::make_strip() {
   }
 }
 
-const std::uint8_t* TurnedRows::next_row() {
+const std::uint8_t* RotatedRows::next_row() {
   if (!read_) {
     read_ = true;
     if (!read_page()) next_ = width_;
