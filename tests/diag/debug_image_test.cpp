@@ -1,8 +1,7 @@
-// The pictures of the stages, byte for byte.
+// The debug images, byte for byte.
 //
-// Their folder is fixed and shared by everybody on the machine, so this program is linked with
-// stand-ins for open, mkdir, time and malloc: what the filter does in its folder happens in a
-// folder of the test's own, on a date that the test knows.
+// Their folder is fixed and shared by all programs on the machine, so this program replaces open,
+// mkdir, time and malloc: files are in a folder of the test, with a fixed date.
 
 #include "diag/debug_image.h"
 
@@ -32,7 +31,7 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kFolder = "/tmp/k905_debug";
 
-// Where kFolder is for the test that runs; empty for the real one.
+// The replacement for kFolder; empty for the real one.
 std::string folder_of_this_test;
 
 bool memory_is_short = false;
@@ -87,7 +86,7 @@ class DebugImage : public ::testing::Test {
     fs::remove_all(scratch_);
   }
 
-  // A 2 x 2 picture with twelve different bytes.
+  // A 2 x 2 image with twelve different bytes.
   static std::string save(const char* tag) {
     const std::uint8_t plane0[] = {1, 2, 3, 4};
     const std::uint8_t plane1[] = {101, 102, 103, 104};
@@ -270,7 +269,7 @@ TEST_F(DebugImage, NameIsCutToTwoHundredFiftyFiveCharacters) {
                      std::string(255 - 32, 't') + " (2x2, RGB)\n");
 }
 
-// Pictures are wanted most when something fails, and memory is what fails first.
+// Debug images must be saved after errors, and the most frequent error is missing memory.
 TEST_F(DebugImage, IsSavedWhenMemoryIsShort) {
   memory_is_short = true;
   save("01_original");

@@ -161,7 +161,7 @@ TEST_F(LogLine, WaitsForASlowReaderOfANonBlockingDescriptor) {
   EXPECT_EQ(received, text + "\n");
 }
 
-// Runs `code` in a child process with standard error on a pipe and returns what came through it.
+// Runs `code` in a child process with standard error on a pipe and returns what it wrote.
 std::string standard_error_of_child(const std::function<void()>& code) {
   int ends[2];
   EXPECT_EQ(pipe(ends), 0);
@@ -170,7 +170,7 @@ std::string standard_error_of_child(const std::function<void()>& code) {
     dup2(ends[1], STDERR_FILENO);
     close(ends[0]);
     close(ends[1]);
-    alarm(20);  // A log that waits for anybody is a failure.
+    alarm(20);  // The log must not block.
     code();
     leave_child(0);
   }
@@ -203,7 +203,7 @@ class LogFile : public LogLine {
   }
   void TearDown() override { std::filesystem::remove_all(folder_); }
 
-  // What the log says goes to standard error when there is no file for it.
+  // Without a file the log goes to standard error.
   std::string log_into_file() {
     return standard_error_of_child([this] {
       put_log_into_file(path_.c_str());

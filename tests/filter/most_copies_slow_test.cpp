@@ -1,5 +1,5 @@
-// The raster job at the largest copy count there is. Everything that a copy would do is replaced by
-// stand-ins, so that two thousand million of them take half a minute.
+// The raster job with the largest possible number of copies. All work of a copy is replaced by
+// stubs, so that two billion copies take half a minute.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -23,7 +23,7 @@ std::int64_t copies_told = 0;
 std::int64_t copies_printed = 0;
 bool told_wrong = false;
 
-// Whether the line is the one that begins a copy. Nearly all calls are answered by the pointer.
+// Whether the line is the first one of a copy. The pointer answers nearly all calls.
 bool begins_copy(const char* format) {
   static const char* known = nullptr;
   static const char* other = nullptr;
@@ -67,7 +67,7 @@ void __wrap__Z28print_single_page_to_printerPKhS0_S0_ii(const std::uint8_t* /*pl
   ++copies_printed;
 }
 
-// A job that does not come to its end by itself is ended here.
+// Ends a job that would not end by itself.
 bool __wrap__Z13job_canceledv() { return copies_told > kMostCopies; }
 
 }  // extern "C"

@@ -11,7 +11,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Descriptor 0 on a scratch file with `bytes`, for the life of the object.
+// Redirects descriptor 0 to a scratch file with `bytes`, during its lifetime.
 class StandardInput {
  public:
   explicit StandardInput(const Bytes& bytes) : saved_(dup(STDIN_FILENO)) {

@@ -1,4 +1,4 @@
-// Pairing of pages. What goes out is read back with the printer stream's parser.
+// Pairing of pages. The output is parsed by the printer stream parser.
 #include "filter/two_up.h"
 
 #include <gtest/gtest.h>
@@ -18,14 +18,13 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// A page whose pixel in row r, column c of plane p is a number that tells all of them, and the
-// page.
+// A page in which the value of each pixel encodes its row r, column c, plane p and page.
 std::uint8_t pixel(int page, std::size_t plane, std::size_t row, std::size_t column) {
   return static_cast<std::uint8_t>(
       (static_cast<std::size_t>(page) * 101 + plane * 53 + row * 7 + column * 3) % 251);
 }
 
-// The pages of a test, which outlive their being held.
+// The pages of a test, which exist longer than they are held.
 std::deque<SheetImage> pages;
 
 SheetImage& page(int number, std::int32_t width, std::int32_t height) {
@@ -52,7 +51,7 @@ class TwoUp : public ::testing::Test {
     pages.clear();
   }
 
-  // Runs `code`; leaves its log in log_ and returns the sheets it sent.
+  // Runs `code`; stores its log in log_ and returns the sheets that it sent.
   template <typename Code>
   std::vector<Sheet> sheets(Code code) {
     const std::string stream = captured_output([&] { log_ = captured_log([&] { code(); }); });
@@ -62,7 +61,7 @@ class TwoUp : public ::testing::Test {
     return std::move(parsed.sheets);
   }
 
-  // The lines of the log that are about pairing (a sheet's own lines come from elsewhere).
+  // The lines of the log about pairing (without the lines of sheets).
   [[nodiscard]] std::string pairing_log() const {
     std::string text;
     for (const std::string& line : lines_of(log_)) {
@@ -83,7 +82,7 @@ class TwoUp : public ::testing::Test {
     return {begin, begin + sheet.width};
   }
 
-  // What a row of the sheet must be: row `r` of a page, `width` wide and centered, or all white.
+  // The expected row of the sheet: row `r` of a page, `width` wide and centered, or white.
   static Bytes expected_row(int number, std::size_t p, std::size_t r, std::size_t width) {
     Bytes bytes(1920, 255);
     for (std::size_t c = 0; c < width; ++c) {

@@ -18,7 +18,7 @@
 
 #include "tests/support/build_paths.h"
 
-// There in programs that count lines only.
+// Exists only in programs that measure line coverage.
 extern "C" [[gnu::weak]] void __gcov_dump();
 
 namespace {
@@ -32,7 +32,7 @@ void close_descriptor(int& descriptor) {
   }
 }
 
-// In a mount namespace of our own nobody else sees that /tmp is another folder.
+// In a private mount namespace, so that other processes do not see the other /tmp.
 bool put_in_place_of_tmp(const char* folder) {
   return unshare(CLONE_NEWNS) == 0 &&
          mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
@@ -49,7 +49,7 @@ std::vector<char*> pointers_to(std::vector<std::string>& texts) {
   return pointers;
 }
 
-// Reads what is there; closes at the end of the stream.
+// Reads available bytes; closes at the end of the stream.
 void drain(int& descriptor, std::string& text) {
   std::array<char, 65536> piece;
   const ssize_t got = read(descriptor, piece.data(), piece.size());
@@ -111,7 +111,7 @@ int start_child(const ChildSetup& setup, int in, int out, int err) {
       dup2(descriptor, standard);
     }
   }
-  // First the folder, then the mount: the folder may lie in the /tmp that is about to be covered.
+  // The folder first, then the mount: the folder may be in the /tmp that is about to be covered.
   if (!setup.working_folder.empty() && chdir(setup.working_folder.c_str()) != 0) {
     _exit(126);
   }

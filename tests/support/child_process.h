@@ -1,4 +1,4 @@
-// The built program as a child process: what goes in, what comes out, how it ended.
+// Runs a built program as a child process: its input, its output and how it ended.
 #pragma once
 
 #include <chrono>
@@ -10,11 +10,11 @@
 struct ChildSetup {
   std::string program;
   std::vector<std::string> arguments;  // argv[0] included
-  // All of it; only the options of the leak checker are inherited.
+  // The complete environment; only the options of the leak checker are inherited.
   std::map<std::string, std::string> environment;
   std::string input;           // standard input, through a pipe
   std::string working_folder;  // empty: the test's own
-  // Stands in for /tmp, so that a run by hand leaves its log and pictures here and disturbs nobody.
+  // A folder that replaces /tmp, so that a run by hand writes its log and images here.
   std::string private_tmp;
   std::chrono::seconds time_limit{60};
 };
@@ -27,13 +27,12 @@ struct ChildResult {
   std::string log;
 };
 
-// Runs the program to its end, feeding and draining its pipes meanwhile. A child that outlives the
-// time limit is killed.
+// Runs the program to its end; feeds and drains its pipes meanwhile. Kills a child that exceeds the
+// time limit.
 [[nodiscard]] ChildResult run_child(const ChildSetup& setup);
 
-// Starts the program with these descriptors in the place of its standard ones; -1 leaves one
-// closed. The descriptors stay the caller's. `input` and the time limit of the setup are not looked
-// at.
+// Starts the program with these standard descriptors; -1 leaves one closed. The caller keeps the
+// descriptors. `input` and the time limit of the setup are ignored.
 [[nodiscard]] int start_child(const ChildSetup& setup, int in, int out, int err);
 
 // How a child ended.
@@ -42,31 +41,31 @@ struct ChildEnd {
   int signal = 0;   // what killed it, or 0
 };
 
-// The end of a child that is a fork of the test and runs code of the product: at once, as _exit
-// does it, but the lines it came by still count (tools/coverage).
+// Ends a child that is a fork of the test and runs code of the product: like _exit, but its line
+// coverage is counted (tools/coverage).
 [[noreturn]] void leave_child(int status);
 
-// Waits for the end of a started child; one that outlives the limit is killed.
+// Waits for the end of a started child; kills one that exceeds the limit.
 [[nodiscard]] ChildEnd wait_for_child(int process_id,
                                       std::chrono::seconds limit = std::chrono::seconds(60));
 
-// A pipe whose ends no child inherits by accident; the caller closes them.
+// A pipe whose ends are not inherited by accident; the caller closes them.
 struct Pipe {
   int read_end = -1;
   int write_end = -1;
 };
 [[nodiscard]] Pipe make_pipe();
 
-// The filter that this build made, or the one that K905_FILTER names: built for another processor.
+// The filter of this build, or the one that K905_FILTER names, for example for another processor.
 [[nodiscard]] std::string filter_program();
 
-// Whether `private_tmp` works here: it takes a mount namespace.
+// Whether `private_tmp` works here: it needs a mount namespace.
 [[nodiscard]] bool private_tmp_possible();
 
-// All bytes of a file; none when it cannot be read.
+// All bytes of a file; none if it cannot be read.
 [[nodiscard]] std::string read_file(const std::string& path);
 
-// A fresh folder of its own for a test, removed with everything in it at the end of the guard.
+// A new folder for a test; the destructor removes it with all files.
 class ScratchFolder {
  public:
   ScratchFolder();

@@ -1,4 +1,4 @@
-// Leaves the process as it found it: one environment variable, or the settings record.
+// Restores an environment variable, or the settings record, at the end of a test.
 #pragma once
 
 #include <cstdlib>
@@ -32,7 +32,7 @@ class EnvironmentGuard {
   std::optional<std::string> before_;
 };
 
-// Puts current_options back to what it was when the guard was made.
+// Restores current_options to its value at construction.
 class SettingsGuard {
  public:
   SettingsGuard() : before_(current_options) {}

@@ -24,7 +24,7 @@ cmsHPROFILE empty_profile(cmsColorSpaceSignature space, cmsProfileClassSignature
   return profile;
 }
 
-// A crude printer: the lightness decides the ink, the a and b axes divide it up.
+// A simple printer: the lightness determines the amount of ink, the a and b axes divide it.
 int lab_to_inks(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
   const int ink = 65535 - std::min(65535, in[0] + in[0] / 256);
   const int a = in[1] - 32768;

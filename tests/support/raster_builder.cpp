@@ -18,7 +18,8 @@ std::size_t lines_of_page(const cups_page_header2_t& header) {
   return std::size_t{header.cupsHeight} * (planar ? header.cupsNumColors : 1);
 }
 
-// The numbers of a header lie between the four strings in front and the first string of the user's.
+// The numbers of a header are between the four strings at its beginning and the first string of the
+// user.
 constexpr std::size_t kFirstNumber = offsetof(cups_page_header2_t, AdvanceDistance);
 constexpr std::size_t kAfterNumbers = offsetof(cups_page_header2_t, cupsString);
 
@@ -78,7 +79,7 @@ void fill_with_gradient(RasterPage& page, std::mt19937& random) {
     const int x = static_cast<int>(at % stride / pixel);
     const int y = static_cast<int>(at / stride);
     const std::size_t i = at % stride % pixel;
-    // A triangle wave of 16 bits keeps the slope free of jumps.
+    // A triangle wave of 16 bits has no jumps.
     const int value = (start[i] + x * right[i] + y * down[i]) & 0x1FFFF;
     page.pixels[at] = static_cast<std::uint8_t>((value < 0x10000 ? value : 0x1FFFF - value) >> 8);
   }

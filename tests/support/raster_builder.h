@@ -1,5 +1,4 @@
-// Pages and the CUPS raster streams made of them: what a print queue would send to the filter, and
-// what it never should.
+// Pages and CUPS raster streams: valid ones of a print queue, and invalid ones.
 #pragma once
 
 #include <cups/raster.h>
@@ -18,30 +17,30 @@ struct RasterPage {
 
 enum class RasterKind { kUncompressed, kCompressed };
 
-// A header as a healthy queue makes it: chunky, 300 dpi, portrait, 6x4 page size, one copy; bits
-// per pixel and bytes per line follow from the arguments.
+// A header as a usual queue makes it: chunky, 300 dpi, portrait, 6x4 page size, one copy; bits per
+// pixel and bytes per line follow from the arguments.
 [[nodiscard]] cups_page_header2_t page_header(unsigned width, unsigned height, unsigned colors = 3,
                                               unsigned bits_per_color = 8);
 
-// As many zero bytes as the header promises.
+// As many zero bytes as the header says.
 [[nodiscard]] RasterPage blank_page(const cups_page_header2_t& header);
 
-// Every byte at random.
+// Random bytes.
 void fill_with_noise(RasterPage& page, std::mt19937& random);
-// Smooth slopes, different ones per byte of a pixel, as photographs have them.
+// Smooth gradients, a different one for each byte of a pixel, as in photos.
 void fill_with_gradient(RasterPage& page, std::mt19937& random);
-// Rectangles of one color each: what a drawing program sends, and what compresses well.
+// Rectangles of one color each, as in drawings; they compress well.
 void fill_with_blocks(RasterPage& page, std::mt19937& random);
 
-// The pages as libcups writes them.
+// The pages, written by libcups.
 [[nodiscard]] std::string raster_stream(const std::vector<RasterPage>& pages,
                                         RasterKind kind = RasterKind::kUncompressed);
 
-// The pages put together by hand, so that no header is too wrong: the four bytes that open an
-// uncompressed stream, then each header and its pixels as they are. With `other_byte_order` the
-// stream is one that a machine of the other byte order wrote.
+// The pages, written without libcups, so that every header is possible: the four bytes that open an
+// uncompressed stream, then each header and its pixels. `other_byte_order` writes the stream of a
+// machine with the other byte order.
 [[nodiscard]] std::string raw_raster_stream(const std::vector<RasterPage>& pages,
                                             bool other_byte_order = false);
 
-// The bytes of one page of a raw stream, header first, without the opening four.
+// The bytes of one page of an uncompressed stream, header first, without the opening four.
 [[nodiscard]] std::string raw_page(const RasterPage& page, bool other_byte_order = false);

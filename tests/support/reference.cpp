@@ -11,7 +11,7 @@
 namespace reference {
 namespace {
 
-// What libcups reads from: a string, and whether anybody wanted more than there was.
+// The input of libcups: a string, and whether more was requested than it has.
 struct Source {
   const std::string& bytes;
   std::size_t at = 0;
@@ -44,7 +44,7 @@ void put(std::string& bytes, std::size_t at, unsigned value, int size) {
   }
 }
 
-// Escape, "P", group, name, length: 32 characters, blanks where nothing is said.
+// Escape, "P", group, name, length: 32 characters, padded with spaces.
 std::string block(const std::string& group, const std::string& name, const std::string& length) {
   std::string bytes(32, ' ');
   bytes.replace(0, 2, "\x1bP");
@@ -242,7 +242,7 @@ bool PlainFilter::decide_merge() {
 bool PlainFilter::merge(const Image& top, const Image& bottom) {
   const int w = top.width;
   const int h = top.height;
-  // The place of the lower image is the upper one's size; what it does not have stays white.
+  // The place of the lower image has the size of the upper one; missing pixels stay white.
   Image lower = make_image(w, h, 255);
   for (int y = 0; y < std::min(h, bottom.height); ++y) {
     for (int x = 0; x < std::min(w, bottom.width); ++x) {

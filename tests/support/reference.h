@@ -1,10 +1,9 @@
-// The whole filter a second time, for the tests: slow, staged over whole planes, written to be
-// obviously right.
+// A second implementation of the filter for tests: slow and simple, with complete planes for every
+// stage.
 //
-// It shares no code and no table with the program. Given what a run would see (arguments,
-// environment, PPD, standard input) it says what the run must write: the bytes for the printer,
-// every line of the log, and, for a run by hand, every image. Raster jobs only; memory is never
-// short and nobody cancels.
+// It shares no code and no table with the program. From the input of a run (arguments, environment,
+// PPD, standard input) it computes the output of the run: the bytes for the printer, every line of
+// the log, and, for a run by hand, every image. Raster jobs only; without cancellation.
 #pragma once
 
 #include <map>
@@ -14,8 +13,8 @@
 
 #include "tests/support/ppd_builder.h"
 
-// One moment at which memory is short: the one at which the filter could have said `line` for the
-// `visit`-th time. The line is without the number that some have in it: "malloc() failed ...".
+// A moment without memory: the one at which the filter could log `line` for the `visit`-th time.
+// The line is without its number, if it has one: "malloc() failed ...".
 struct ReferenceShortage {
   std::string line;
   int visit = 1;
@@ -45,5 +44,5 @@ struct ReferenceResult {
 
 [[nodiscard]] ReferenceResult reference_run(const ReferenceJob& job);
 
-// The lines of a log with the date and time in image names replaced, so that two runs compare.
+// Replaces date and time in the image names of a log, so that two runs can be compared.
 [[nodiscard]] std::vector<std::string> redacted_log(const std::string& log);

@@ -1,4 +1,4 @@
-// The page header: its listing, and what it says about the sheet.
+// The page header: its listing, and the settings of the sheet that follow from it.
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -8,8 +8,7 @@
 namespace reference {
 namespace {
 
-// A stream may hold any number where the header has an enumeration, so only its bytes are looked
-// at.
+// A stream may contain any number where the header has an enumeration, so only its bytes are read.
 template <typename Field>
 int number(const Field& field) {
   static_assert(sizeof field == sizeof(int));

@@ -1,4 +1,4 @@
-// The color conversion: Little CMS over the whole image at once.
+// The color conversion: one call of Little CMS for the complete image.
 #include <lcms2.h>
 #include <sys/stat.h>
 
@@ -10,7 +10,7 @@
 namespace reference {
 namespace {
 
-// As bytes: a profile can say what no enumeration has room for.
+// As bytes: a profile can contain values that the enumeration cannot represent.
 std::uint32_t space_of(cmsHPROFILE profile) {
   return static_cast<std::uint32_t>(cmsGetColorSpace(profile));
 }
@@ -60,7 +60,7 @@ std::size_t center_of(const Image& image) { return image.plane[0].size() / 2; }
 
 }  // namespace
 
-// What a profile setting names: the file, or sRGB when there is none to use.
+// The file of a profile setting, or sRGB if it cannot be used.
 void* PlainFilter::open_profile(const char* which, const std::string& path) {
   say("K905-1: Loading %s profile: %s", which, path.c_str());
   const std::string file = on_disk(path);
@@ -151,7 +151,7 @@ bool PlainFilter::transform_image(Image& image, void* source, void* target) {
   cmsHTRANSFORM transform =
       cmsCreateTransform(source, TYPE_RGB_8, target, format_of(samples), intent, 0);
   if (transform == nullptr) {
-    // What failed once fails again, so the test with one pixel says nothing further.
+    // A second attempt fails too, so the test with one pixel logs nothing more.
     say("K905-1: ERROR: Failed to create ICC transform");
     say("K905-1: Testing with simple color...");
     return false;
@@ -211,7 +211,7 @@ void PlainFilter::transform_pixels(Image& image, void* transform, std::size_t sa
     say("R=%d, G=%d, B=%d", out[0], out[1], out[2]);
   } else if (samples == 4) {
     say("C=%d, M=%d, Y=%d, K=%d", out[0], out[1], out[2], out[3]);
-  }  // Of a gray target nothing is said, and the line goes on with the next message.
+  }  // For a gray target nothing is logged, and the line continues with the next message.
   say("K905-1: Processing converted data...");
   if (samples == 4) {
     say("K905-1: Converting CMYK to CMY for printer");

@@ -1,4 +1,4 @@
-// From raster lines to the canvas, one whole-plane step after the other.
+// From raster lines to the canvas, with complete planes for each step.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -9,7 +9,7 @@
 namespace reference {
 namespace {
 
-// A paper's bleed and the user's addition to it; the printer knows no negative margin.
+// A paper's margin and the user's addition to it; a margin is never negative.
 int bleed(int of_paper, int of_user) {
   const std::int64_t sum = std::int64_t{of_paper} + of_user;
   return static_cast<int>(std::clamp<std::int64_t>(sum, 0, std::numeric_limits<int>::max()));
@@ -140,8 +140,8 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
   return true;
 }
 
-// All memory of a page is allocated before its first line is read, and the first allocation that
-// fails is the page's only message. (Where a page goes on without its memory, the stage says so.)
+// All memory of a page is allocated before its first line is read; the first failed allocation is
+// the only message of the page. (Stages that continue without their memory say so.)
 bool PlainFilter::allocate_everything(const cups_page_header2_t& h, const Layout& l) {
   const Settings& s = settings;
   const int width = l.target_width;
@@ -187,7 +187,7 @@ Image PlainFilter::read_lines(const Page& page, bool& complete) {
       return image;
     }
     const std::vector<std::uint8_t>& line = page.lines[static_cast<std::size_t>(y)];
-    // A line that is too short for its pixels counts as ending in zeros.
+    // A line that is too short for its pixels is padded with zeros.
     const auto p = [&line](std::size_t i) -> int { return i < line.size() ? line[i] : 0; };
     if (!((colors == 3 && (bits == 8 || bits == 16)) || (colors == 1 && (bits == 8 || bits == 1)) ||
           (colors == 4 && bits == 8))) {
@@ -396,7 +396,7 @@ void PlainFilter::adjust(Image& image) {
       pixel(image, 1, 0), pixel(image, 2, 0));
 }
 
-// Single precision throughout, nothing clamped before the end.
+// Single precision for all values, clamped only at the end.
 void PlainFilter::tone(Image& image) const {
   const Settings& s = settings;
   const float k_brightness = 1.0F + static_cast<float>(s.brightness) / 1000.0F;

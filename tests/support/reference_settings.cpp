@@ -1,4 +1,4 @@
-// What the user asked for: PPD, option string, arguments, flags, profiles.
+// The settings: PPD file, option string, arguments, flags, profiles.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -42,7 +42,7 @@ std::string resolution_of(const std::string& value) {
   return value.find("300x600") != std::string::npos ? "300x600" : "300x300";
 }
 
-// Fields have a size: what does not fit is cut off.
+// Longer texts are cut to the size of their field.
 std::string cut(const std::string& text, std::size_t most) { return text.substr(0, most); }
 
 bool exists(const std::string& path) {
@@ -309,7 +309,7 @@ void PlainFilter::read_arguments() {
       continue;
     }
     const std::string value = argument.substr(equals + 1);
-    argument = argument.substr(0, equals);  // The argument itself is cut in two.
+    argument = argument.substr(0, equals);  // The argument itself is split.
     say("    PPD option: %s=%s", argument.c_str(), value.c_str());
     apply_key(argument, value);
   }

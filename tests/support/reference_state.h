@@ -1,4 +1,4 @@
-// What the files of the reference share. Private to them and to the reference's own tests.
+// Shared by the files of the reference. Private to them and to the tests of the reference.
 #pragma once
 
 #include <cups/raster.h>
@@ -86,7 +86,7 @@ std::size_t index_of(const Image& image, int x, int y);
 // The byte at an index, 0 after the last one.
 std::uint8_t pixel(const Image& image, int channel, std::size_t index);
 
-// One page as libcups hands it out: as many lines as really came.
+// One page as libcups returns it, with the lines that exist.
 struct Page {
   cups_page_header2_t header;
   std::vector<std::vector<std::uint8_t>> lines;
@@ -140,9 +140,9 @@ class PlainFilter {
   [[nodiscard]] Layout layout() const;
 
   [[gnu::format(printf, 2, 3)]] void say(const char* format, ...);
-  // The beginning of a line that the next say() ends.
+  // The beginning of a line, which the next say() completes.
   [[gnu::format(printf, 2, 3)]] void begin_to_say(const char* format, ...);
-  // Whether memory is short now, at the `line` that reports it.
+  // Whether memory is missing now, at the `line` that reports it.
   bool short_of_memory(const char* line);
   void heading(const char* title, bool first = false);
   void dump_header(const cups_page_header2_t& header);

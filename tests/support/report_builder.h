@@ -6,9 +6,9 @@
 
 using ReportValues = std::map<std::string, std::string>;
 
-// All lines in their order. Values that are not in `values` are those of a printer that did not
-// say it: an empty text, and the number -1 where there is one.
+// All lines in order. Values that are not in `values` are those of a printer that did not report
+// them: an empty text, and the number -1 if there is one.
 [[nodiscard]] std::string report_of(const ReportValues& values);
 
-// The values with some of them otherwise.
+// The values with some of them replaced.
 [[nodiscard]] ReportValues changed(ReportValues values, const ReportValues& otherwise);

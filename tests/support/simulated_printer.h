@@ -8,25 +8,25 @@ class SimulatedPrinter {
  public:
   // Starts it with these arguments and waits for its first line.
   explicit SimulatedPrinter(const std::vector<std::string>& arguments = {});
-  ~SimulatedPrinter();  // ended, as its user would end it, when it still runs
+  ~SimulatedPrinter();  // ends it with SIGTERM if it still runs
   SimulatedPrinter(const SimulatedPrinter&) = delete;
   SimulatedPrinter& operator=(const SimulatedPrinter&) = delete;
 
-  // The pseudo-terminal; empty when the program did not start.
+  // The path of the pseudo-terminal; empty if the program did not start.
   [[nodiscard]] const std::string& path() const { return path_; }
   [[nodiscard]] int process_id() const { return process_; }
 
-  // The next line of its standard output; "" when none comes within ten seconds.
+  // The next line of its standard output; "" if none arrives within ten seconds.
   std::string next_line();
 
   // Writes a command to its standard input and returns the lines up to "ok" or "error: ...", which
   // is the last. Start it with --commands.
   std::vector<std::string> command(const std::string& text);
 
-  // Sends the signal and returns the exit status, -1 when it does not exit by itself.
+  // Sends the signal and returns the exit status, -1 if it does not exit by itself.
   int end(int signal);
 
-  // Opens the terminal, writes everything and closes it. False when that fails.
+  // Opens the terminal, writes everything and closes it. False on failure.
   [[nodiscard]] bool send(const std::string& bytes) const;
 
  private:

@@ -33,7 +33,8 @@ void reset() {
 
 namespace {
 
-// The scripted outcome of a call for `count` bytes: -1 with errno, or how many bytes to ask for.
+// The scripted result of a call for `count` bytes: -1 with errno, or the number of bytes to
+// request.
 ssize_t next_step(Script& script, int descriptor, std::size_t count) {
   if (descriptor != script.descriptor || script.steps.empty()) {
     return static_cast<ssize_t>(count);
@@ -83,7 +84,7 @@ ssize_t __wrap_read(int descriptor, void* bytes, std::size_t count) {
 }
 
 int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout_ms) {
-  // The fake printer waits for two descriptors, on a thread of its own: not our concern.
+  // The fake printer waits for two descriptors in its own thread; not affected.
   if (count != 1) {
     return __real_poll(descriptors, count, timeout_ms);
   }

@@ -1,5 +1,5 @@
-// System calls bent by a test: short writes, signals, dead lines, no memory. For programs with
-// k905_bend_system_calls().
+// Replaces system calls in a test: short writes, signals, closed pipes, no memory. For programs
+// with k905_bend_system_calls().
 #pragma once
 
 #include <cstddef>
@@ -8,13 +8,13 @@
 
 namespace hooks {
 
-// What the next call does instead of its usual work.
+// The result of the next call.
 struct Step {
   int error = 0;            // not 0: the call fails with this errno
   std::size_t at_most = 0;  // otherwise: the call is asked for at most so many bytes; 0 gives 0
 };
 
-// Steps are used up one per call on `descriptor`; when none is left, calls are the system's again.
+// Each call on `descriptor` uses one step; after the last one, calls are those of the system again.
 struct Script {
   int descriptor = -1;
   std::deque<Step> steps;
@@ -23,21 +23,22 @@ struct Script {
 extern Script write_script;
 extern Script read_script;
 
-// Of the waits for one descriptor: poll fails with these, one per call; the time-outs asked for.
+// For the waits on one descriptor: the errors of poll, one per call, and the time-outs that were
+// requested.
 extern std::deque<int> poll_errors;
 extern std::vector<int> poll_timeouts;
 
 extern bool malloc_fails;
 
-// How many bytes descriptor 1 had taken at each fsync of it.
+// The number of bytes that descriptor 1 had accepted at each fsync.
 extern std::vector<std::size_t> synced_after;
-// The size of every write to descriptor 1 that the code under test asked for.
+// The size of every write to descriptor 1 by the code under test.
 extern std::vector<std::size_t> writes_to_output;
 
-// Back to the system's own behavior, records emptied.
+// Restores the behavior of the system and clears the records.
 void reset();
 
-// Resets when a test begins and when it ends.
+// Resets at the beginning and the end of a test.
 struct Guard {
   Guard() { reset(); }
   ~Guard() { reset(); }

@@ -1,5 +1,4 @@
-// Printer streams written out by hand, for tests of what reads them. Shares nothing with the
-// filter.
+// Printer streams written by hand, for tests of their readers. Shares no code with the filter.
 #pragma once
 
 #include <array>
@@ -8,7 +7,7 @@
 #include <string>
 #include <vector>
 
-// What a test wants on the wire. Planes are in the filter's order: the third is sent first.
+// The content of a sheet. Planes are in the filter's order: the third is sent first.
 struct WireSheet {
   std::uint32_t width = 3;
   std::uint32_t height = 2;
