@@ -1,10 +1,11 @@
 // floor keep WIDTH HEIGHT COPIES
+//
 // floor keep_icc WIDTH HEIGHT COPIES SOURCE.icc TARGET.icc
 //
-// What no filter of this kind can be below: reads a raster stream from standard input with libcups,
-// holds three planes of WIDTH x HEIGHT bytes a page (the whole page must be there before the first
-// byte may go out) and writes as many bytes in the same blocks as a sheet has. The pixels are not
-// the right ones. `keep_icc` sends every pixel through a Little CMS transform as well.
+// The lower bound for any filter of this kind: reads a raster stream from standard input with
+// libcups, holds three planes of WIDTH x HEIGHT bytes for each page (the complete page must be read
+// before the first byte may be sent) and writes as many bytes in the same blocks as a sheet has,
+// with meaningless pixels. `keep_icc` also converts every pixel with a Little CMS transform.
 #include <cups/raster.h>
 #include <lcms2.h>
 #include <unistd.h>
@@ -38,7 +39,7 @@ struct Sheet {
   Memory image[3];
   std::size_t filled = 0;
 
-  // A third of `bytes` to each plane; what is too much for the sheet is dropped.
+  // A third of `bytes` to each plane; excess bytes are dropped.
   void take(const unsigned char* bytes, std::size_t count) {
     const std::size_t share = std::min(count / 3, plane_bytes - filled);
     for (std::size_t c = 0; c < 3; ++c) {

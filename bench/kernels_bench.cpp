@@ -31,7 +31,7 @@ Bytes noise(std::size_t count) {
   return bytes;
 }
 
-// What all kernels work on.
+// The data for all kernels.
 struct Rows {
   Bytes line = noise(kSourceWidth * 6);
   Bytes other = noise(kSourceWidth * 6);
@@ -110,7 +110,7 @@ void resize_down(benchmark::State& state, const Table& table, std::size_t source
   count_bytes(state, kWidth * 3);
 }
 
-// From half the width.
+// From half the width to the full width.
 void sixteenths_across(benchmark::State& state, const Table& table) {
   Rows rows;
   std::vector<std::uint32_t> left(kWidth);

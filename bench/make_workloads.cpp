@@ -38,7 +38,7 @@ struct Generator {
   }
 };
 
-// A value of 0 to 1 that belongs to a lattice point.
+// A value of 0 to 1 for a lattice point.
 float lattice(std::uint32_t x, std::uint32_t y, std::uint32_t seed) {
   std::uint32_t h = x * 0x85EBCA6BU ^ y * 0xC2B2AE35U ^ seed * 0x27D4EB2FU;
   h ^= h >> 15U;
@@ -49,7 +49,7 @@ float lattice(std::uint32_t x, std::uint32_t y, std::uint32_t seed) {
   return static_cast<float>(h & 0xFFFFU) / 65535.0F;
 }
 
-// Lattice values joined smoothly: the shapes of a scene at one scale.
+// Smoothly interpolated lattice values: the shapes of a scene at one scale.
 float smooth(float x, float y, std::uint32_t seed) {
   const auto x0 = static_cast<std::uint32_t>(x);
   const auto y0 = static_cast<std::uint32_t>(y);
@@ -66,9 +66,8 @@ std::uint8_t to_byte(float value) {
   return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F));
 }
 
-// Light from large soft shapes down to fine texture, colors that change slowly, an edge here and
-// there, and, where it is grainy, the noise of a camera: a little of it, nearly the same in all
-// channels.
+// Large soft shapes to fine texture, slowly changing colors, a few edges, and optionally camera
+// noise: weak, and nearly the same in all channels.
 Bytes photo(std::size_t width, std::size_t height, bool grainy) {
   Bytes pixels;
   pixels.reserve(width * height * 3);
@@ -166,7 +165,7 @@ int write_ppm(char** argument) {
 
 // ---- Profiles -----------------------------------------------------------------------------------
 
-// A printer that is driven by RGB: three primaries and a tone curve.
+// An RGB printer: three primaries and a tone curve.
 bool write_matrix_profile(const std::string& path) {
   const cmsCIExyY white = {0.3457, 0.3585, 1.0};
   const cmsCIExyYTRIPLE primaries = {{0.61, 0.34, 1.0}, {0.27, 0.60, 1.0}, {0.16, 0.09, 1.0}};
@@ -182,7 +181,7 @@ bool write_matrix_profile(const std::string& path) {
 double lab_to_linear(double f) { return f > 6.0 / 29.0 ? f * f * f : (f - 4.0 / 29.0) * 0.128419; }
 
 // Lab to inks: a color's light in three bands, its complement as ink, most of the common part as
-// black. The kind of smooth, curved table that a real printer's profile holds.
+// black; a smooth, curved table as in a real printer's profile.
 cmsInt32Number lab_to_inks(const cmsUInt16Number in[], cmsUInt16Number out[], void* /*unused*/) {
   const double lightness = in[0] * 100.0 / 65280.0;
   const double a = in[1] / 256.0 - 128.0;

@@ -1,12 +1,11 @@
 // measure INPUT PROGRAM [ARGUMENT...]
 //
-// Runs a program once between two pipes, as the print system does: INPUT flows into its standard
-// input, its standard output flows away, its standard error is dropped. Prints what the program
-// itself cost: user and system time in microseconds, peak memory in KiB, exit status, bytes
-// written.
+// Runs a program once between two pipes, as the print system does: INPUT is written to its standard
+// input, its output and its messages are discarded. Prints what the program used: user and system
+// time in microseconds, peak memory in KiB, exit status, bytes written.
 //
-// A program of its own, and a small one: a child's peak memory counts from before its exec, so that
-// a parent as big as an interpreter would be measured instead.
+// A small separate program: the peak memory of a child includes the time before its exec, so that
+// an interpreter as parent would be measured instead.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -33,7 +32,7 @@ struct Pipe {
   }
 };
 
-// Moves all bytes; a reader that has gone away ends it early. Returns how many went through.
+// Copies all bytes; a closed pipe ends it early. Returns the number of bytes.
 long long pump(int from, int to) {
   static char block[1 << 16];
   long long total = 0;

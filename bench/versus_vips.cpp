@@ -68,7 +68,7 @@ Image read_standard_input() {
 }
 
 Image with_tone(Image image) {
-  // A little more saturation: every channel gets some of the others taken away.
+  // A little more saturation: subtracts some of the other channels from every channel.
   const double values[9] = {1.10, -0.05, -0.05, -0.05, 1.10, -0.05, -0.05, -0.05, 1.10};
   auto* from_array =
       function<Image(int, int, const double*, int)>("vips_image_new_matrix_from_array");

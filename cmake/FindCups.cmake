@@ -1,4 +1,4 @@
-# libcups brings no pkg-config file on Debian 12; it brings cups-config and a plain library.
+# libcups has no pkg-config file on Debian 12, only cups-config.
 find_path(CUPS_INCLUDE_DIR cups/raster.h)
 find_library(CUPS_LIBRARY cups)
 include(FindPackageHandleStandardArgs)

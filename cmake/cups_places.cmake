@@ -1,5 +1,5 @@
-# Where CUPS looks for filters and PPD files. cups-config knows; the defaults are Debian's. All of it is
-# kept relative to the prefix, so that another prefix moves it together, as tests and packages do.
+# The folders of CUPS for filters and PPD files, from cups-config; the defaults are those of Debian. All are
+# relative to the prefix, so that tests and packages can use another prefix.
 find_program(CUPS_CONFIG cups-config)
 set(cups_serverbin /usr/lib/cups)
 set(cups_datadir /usr/share/cups)
@@ -10,8 +10,8 @@ if(CUPS_CONFIG)
                   OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 endif()
 
-# A filter under /usr/local is one that CUPS never finds, so the default prefix is CUPS' own: the
-# longest folder that holds both its programs and its data.
+# CUPS never finds a filter in /usr/local, so the default prefix is that of CUPS: the longest common folder of its
+# programs and its data.
 string(REGEX MATCH "^(/usr/local|/usr|/opt/[^/]+)/" cups_prefix "${cups_serverbin}/")
 string(REGEX REPLACE "/$" "" cups_prefix "${cups_prefix}")
 if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT AND cups_prefix)

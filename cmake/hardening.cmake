@@ -1,6 +1,5 @@
-# The filter reads what strangers made: rasters, PPD files, profiles, a printer's answers. None of this
-# makes a fault right; it makes one that was overlooked end the program instead of being used. For the
-# programs that are installed; tests and benchmarks do without.
+# The filter reads untrusted data: rasters, PPD files, profiles, replies of a printer. These flags correct no
+# error, but make an undetected one end the program instead of being exploited. For installed programs only.
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 include(CheckPIESupported)
@@ -16,14 +15,14 @@ foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   endif()
 endforeach()
 
-# Needs an optimizer to work with, and would hide from a sanitizer what it is there to find.
+# Needs optimization, and would hide errors from sanitizers.
 string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
 if(NOT "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${build_type}}" MATCHES "-fsanitize=")
   target_compile_options(k905_hardening INTERFACE
     $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
 endif()
 
-# No table that a call goes through stays writable.
+# Makes the tables for calls of shared libraries read-only.
 foreach(flag -Wl,-z,relro -Wl,-z,now)
   string(MAKE_C_IDENTIFIER "k905_has${flag}" known)
   check_linker_flag(CXX ${flag} ${known})

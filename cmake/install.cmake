@@ -1,18 +1,17 @@
 # Everything is installed where CUPS looks for it (cups_places.cmake).
 
-# CUPS refuses to run a filter that anybody but its owner can write to.
+# CUPS refuses to run a filter that others than its owner can write to.
 set(program_permissions OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                         WORLD_READ WORLD_EXECUTE)
 install(TARGETS rastertok905 rastertok905job
         RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/filter PERMISSIONS ${program_permissions})
-# CUPS starts a backend as root only when nobody else may execute it. It opens the printer's device
-# and the folder of its records, then gives root up.
+# CUPS starts a backend as root only if nobody else may execute it. The backend opens the printer's device and the
+# folder of its records, then gives up root.
 install(TARGETS k905 RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/backend
         PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 install(FILES ${K905_PPD_FILES} DESTINATION ${K905_MODEL_FOLDER})
 
-# Photos reach the photo filter through types and conversions of its own; where it was not built, the
-# queue's PPD file leads them through CUPS' filter.
+# CUPS finds the photo filter by these types and conversions; without them photos pass through the filter of CUPS.
 if(TARGET phototok905)
   install(TARGETS phototok905
           RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/filter PERMISSIONS ${program_permissions})
@@ -31,13 +30,13 @@ foreach(tool k905-preview k905-print k905-raster k905-setup k905-sim k905-status
   endif()
 endforeach()
 
-# bash looks for a file of the program's name.
+# bash looks for a file with the program's name.
 foreach(tool ${installed_tools})
   install(FILES ${CMAKE_SOURCE_DIR}/apps/completion/k905.bash RENAME ${tool}
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 endforeach()
 
-# A watched folder as a service; the user it runs as.
+# The service for watched folders, and its user.
 if(TARGET k905-print)
   configure_file(${CMAKE_SOURCE_DIR}/packaging/systemd/k905-watch@.service.in
                  ${CMAKE_BINARY_DIR}/k905-watch@.service @ONLY)

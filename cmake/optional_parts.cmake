@@ -1,9 +1,9 @@
-# The filter needs libcups and Little CMS only. The other programs, tests, benchmarks and fuzz targets are on
-# where their libraries are found, and can be switched off.
+# The filter needs only libcups and Little CMS. The other programs, tests, benchmarks and fuzz targets are built if
+# their libraries are found, and can be switched off.
 pkg_check_modules(VIPS QUIET IMPORTED_TARGET vips)
 find_package(SQLiteCpp QUIET)
 find_package(GTest QUIET)
-# Tests make photo files with the formats' own libraries.
+# Tests write photo files with the libraries of the formats.
 find_package(PNG QUIET)
 find_package(JPEG QUIET)
 find_package(TIFF QUIET)

@@ -1,5 +1,5 @@
-# Warnings are for those who work on the filter: the presets turn them into errors, somebody who only
-# builds a release is not stopped by a newer compiler's opinion.
+# The presets for development turn warnings into errors. A release build does not, so that warnings of a newer
+# compiler do not stop it.
 option(K905_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 
 add_library(k905_warnings INTERFACE)

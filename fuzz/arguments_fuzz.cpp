@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ReferenceJob job;
   job.max_message = 4 * (input.byte() % 64);
   while (!input.empty()) job.arguments.push_back(input.until('\0'));
-  // Seen from the working folder, and as the reference sees it, whose working folder is "." too.
+  // The working folder of the program and of the reference is ".".
   const FakeFiles profiles({"./printer.icc", "././printer.icc", "/there/abs.icc",
                             "/opt/homebrew/share/color/icc/AdobeRGB1998.icc",
                             "/usr/share/color/icc/colord/lost.icm"});

@@ -1,9 +1,9 @@
-// The backend's dialogue: a stream of sheets, and a printer that answers late, wrongly or not at
-// all, takes bytes in pieces, loses its connection or its power anywhere. The clock is the target's
-// own, so that minutes of waiting cost nothing.
+// The backend with a stream of sheets and a printer that answers late, wrongly or not at all,
+// accepts bytes in pieces, and loses its connection or its power at any moment. The target has its
+// own clock, so that waiting takes no time.
 //
-// Whatever happens, the sheets that came out are the first ones of the stream, in order, each once;
-// none at or after an invalid one; and no question is asked inside a sheet.
+// Invariants: the sheets that came out are the first ones of the stream, in order, each once; none
+// at or after an invalid one; and no question is sent inside a sheet.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/types.h>
@@ -37,10 +37,10 @@ using std::chrono::seconds;
 
 constexpr char kPath[] = "/dev/null";
 constexpr int kBuffers = 2;
-// Every call takes a moment, so that nothing can wait without the time passing.
+// Every call advances the clock, so that no wait is endless.
 constexpr nanoseconds kCallTime{10000};
 
-// An event of the input, from the one that is most frequent. A used-up input gives no more of them.
+// An event of the input, the most frequent first. After the end of the input there are none.
 enum class Event { kNone, kSilence, kGarbage, kCutReply, kFault, kPart, kBusy, kLost, kPowerCycle };
 
 class FuzzedPrinter {
@@ -149,7 +149,7 @@ class FuzzedPrinter {
   void answer(const std::string& group, const std::string& name) {
     const Event event = event_of_question();
     std::string reply = reply_to(group, name);
-    // The printer cannot be told from another one then.
+    // The printer cannot be distinguished from another one then.
     const bool is_wrong = event == Event::kGarbage || event == Event::kCutReply ||
                           (event == Event::kSilence && !has_had_a_sheet_);
     serial_is_wrong_ = serial_is_wrong_ || (name == "SERIAL_NUMBER" && is_wrong);
@@ -166,7 +166,7 @@ class FuzzedPrinter {
         break;
       case Event::kGarbage:
         reply = "\xff?" + input_.until('\n').substr(0, 200);
-        // A number in a wrong place is what no printer gives.
+        // Real printers do not send numbers in wrong places.
         std::replace_if(
             reply.begin(), reply.end(), [](char c) { return c >= '0' && c <= '9'; }, 'x');
         break;
@@ -232,7 +232,7 @@ class FuzzedPrinter {
   std::vector<int> printed_;
 };
 
-// What the system calls of the code under test reach, while it runs.
+// The target of the system calls of the code under test, while it runs.
 FuzzedPrinter* printer = nullptr;
 int printer_descriptor = -1;
 std::int64_t stop_at_ms = 0;

@@ -1,4 +1,4 @@
-// What must hold whatever the input is: says what did not, and ends the run where the engine sees
+// Checks an invariant of the target: reports a violation and ends the run so that the engine sees
 // it.
 #pragma once
 

@@ -1,4 +1,4 @@
-// The input of a fuzz target, read from the front; zeros once it is used up.
+// The input of a fuzz target, read from the front; zeros after its end.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +38,7 @@ class Input {
     return result;
   }
 
-  // Up to the next `end`, which is passed over, or up to the last byte.
+  // Up to the next `end`, which is skipped, or up to the last byte.
   std::string until(char end) {
     const auto* stop = at_;
     while (stop != end_ && *stop != static_cast<std::uint8_t>(end)) ++stop;

@@ -1,5 +1,5 @@
-// A raster stream through the whole job, with settings that the input chooses as well. The stream
-// is any bytes, or a recipe: pages of every format with inconsistent headers, cut and damaged, so
+// A raster stream through a complete job, with settings from the input. The stream is arbitrary
+// bytes or a recipe: pages of every format with inconsistent headers, truncated and damaged, so
 // that the pipeline is reached.
 #include <cups/raster.h>
 
@@ -34,7 +34,7 @@
 #include "tests/support/profile_builder.h"
 #include "tests/support/raster_builder.h"
 
-// A header can ask for more memory than there is: the sanitizer answers as the system would.
+// A header can require more memory than there is: the sanitizer answers as the system would.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
   return "allocator_may_return_null=1:max_allocation_size_mb=512";
@@ -46,7 +46,7 @@ long allocations_to_failure = 0;
 bool refused() { return allocations_to_failure > 0 && --allocations_to_failure == 0; }
 }  // namespace
 
-// The filter's own requests for memory come here first.
+// The filter's own allocations are intercepted here first.
 extern "C" {
 
 void* __real_malloc(std::size_t size);
@@ -68,7 +68,7 @@ void* __wrap_realloc(void* block, std::size_t size) {
 
 namespace {
 
-// Profiles of every kind the filter meets, by a path that a job can name.
+// Profiles of every kind, by a path that a job can name.
 std::vector<std::string> profile_paths() {
   static const std::string profiles[] = {rgb_matrix_profile(), cmyk_table_profile(), gray_profile(),
                                          lab_profile(), hollow_rgb_profile()};
@@ -165,7 +165,7 @@ Setting setting_of(Input& input) {
   return setting;
 }
 
-// What main() does before the job.
+// The steps of main() before the job.
 void start_up(Setting setting) {
   std::vector<std::string>& arguments = setting.arguments;
   std::vector<char*> argv;
@@ -182,7 +182,7 @@ void start_up(Setting setting) {
   detect_ribbon();
   read_paper_argument(argc, argv.data());
   print_configuration_summary();
-  // So many sheets as somebody asks for, but not while an engine waits.
+  // A realistic number of sheets would take too long.
   current_options.copies = std::min(current_options.copies, 2);
 }
 
@@ -312,7 +312,7 @@ std::size_t expect_whole_sheets(std::string_view output) {
   return parsed.sheets.size();
 }
 
-// The checksum of what the printer got.
+// The checksum of the output for the printer.
 std::uint64_t run_and_check(const Setting& setting, std::string_view stream) {
   const SettingsGuard settings;
   const std::string limit = std::to_string(setting.line_limit);
@@ -350,7 +350,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Setting setting = setting_of(input);
   const std::string stream = kind % 4 == 0 ? input.rest() : stream_of_recipe(input);
   const std::uint64_t printed = run_and_check(setting, stream);
-  // Nothing of a job is left for the next, and no pixel is from memory that nobody wrote.
+  // No state of a job affects the next, and no pixel is from uninitialized memory.
   if (kind % 16 == 1) {
     expect(run_and_check(setting, stream) == printed, "the same job prints the same");
   }

@@ -1,7 +1,6 @@
-// What the program in front of the filter makes of a job: its options and the queue's PPD file
-// become a private PPD file, the filter's log goes to CUPS with the program's own lines in between.
-// An input is a letter and a text: "o" options for the queue's own file, "p" options, a NUL and a
-// PPD file, "l" a log.
+// rastertok905job: the options of a job and the queue's PPD file become a private PPD file, and the
+// filter's log is passed on to CUPS with additional lines. An input is a letter and a text: "o"
+// options for the usual PPD file, "p" options, a NUL and a PPD file, "l" a log.
 #include <cups/ppd.h>
 #include <unistd.h>
 
@@ -20,8 +19,7 @@
 #include "fuzz/memory_file.h"
 #include "ppd/ppd_text.h"
 
-// Marking `media` or `print-color-mode` makes libcups build a cache of which it never frees two
-// options.
+// Marking `media` or `print-color-mode` makes libcups build a cache and leak two of its options.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:cupsAddOption\n"; }
 extern "C" const char* __lsan_default_options();
@@ -78,7 +76,7 @@ std::string job_copy(const std::string& ppd, const std::string& options) {
   return text;
 }
 
-// Whatever the options are, every choice the filter reads is one that the queue offers.
+// For any options, every choice that the filter reads is one that the queue offers.
 void expect_choices_of_the_queue(const std::string& copy) {
   const MemoryFile file(copy.data(), copy.size());
   const Ppd ppd(ppdOpenFile(file.path().c_str()));
@@ -112,7 +110,7 @@ void choose_of_any_file(const std::string& input) {
 
 constexpr std::size_t kLongestLine = 8192;  // of the filter's own
 
-// `log` as it must arrive, told line by line.
+// The expected output for `log`, computed line by line.
 std::string log_with_own_lines(const std::string& log) {
   SheetWatch watch;
   std::string text;
@@ -142,7 +140,7 @@ void relay(const std::string& input) {
   std::string arrived;
   for (std::size_t at = 0; at < log.size(); at += piece) {
     relay.take(log.substr(at, piece));
-    // CUPS takes what it can.
+    // CUPS reads as much as it can.
     const std::string_view pending = relay.pending().substr(0, piece);
     arrived += pending;
     relay.written(pending.size());

@@ -1,6 +1,6 @@
-// Every table of this machine against the portable one, on rows, positions and settings that the
-// input chooses. Sources end where their slack does and targets where their row does, so that the
-// address sanitizer sees what a comparison of bytes does not.
+// Compares every table of this machine with the portable one, on rows, positions and settings from
+// the input. Sources end after their slack and targets after their row, so that the address
+// sanitizer detects what a comparison of bytes does not.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -19,7 +19,7 @@ namespace {
 using kernels::Table;
 using Bytes = std::vector<std::uint8_t>;
 
-// A row in memory of its own, with the slack that kernels may read.
+// A row in its own allocation, with the slack that kernels may read.
 class Row {
  public:
   explicit Row(const Bytes& content)
@@ -51,7 +51,7 @@ void compare(const char* name, const Bytes& target, Kernel kernel) {
   }
 }
 
-// In place: the row has slack to read, which must stay as it was.
+// In place: the slack after the row must not change.
 template <typename Kernel>
 void compare_in_place(const char* name, const Bytes& content, Kernel kernel) {
   Bytes with_slack = content;
@@ -102,7 +102,7 @@ void rows(Input& input) {
 }
 
 double fraction(Input& input) {
-  // Halves and other round numbers as well as anything: a tie is where an estimate cannot tell.
+  // Includes halves and other round numbers: an estimate cannot decide a tie.
   const std::uint16_t share = input.value<std::uint16_t>();
   return input.byte() % 2 == 0 ? (share % 16) / 16.0 : share / 65536.0;
 }
@@ -228,7 +228,7 @@ void moves(Input& input) {
     runs.push_back({to, from, length});
     to += length;
   }
-  // One byte more than the runs fill: it must stay as it was.
+  // One byte more than the runs fill: it must not change.
   compare("copy_runs", Bytes(to + 1),
           [&](const Table& t, std::uint8_t* target) { t.copy_runs(runs, row.data(), target); });
 }

@@ -1,4 +1,4 @@
-// A file in memory in the place of descriptor 0, 1 or 2, for code that reads and writes those.
+// Replaces descriptor 0, 1 or 2 by a file in memory, for code that uses them.
 #pragma once
 
 #include <fcntl.h>
@@ -11,7 +11,7 @@
 
 class LentStream {
  public:
-  // Puts a file with `content`, standing at its first byte, onto `descriptor`.
+  // Opens a file with `content`, positioned at its first byte, as `descriptor`.
   explicit LentStream(int descriptor, std::string_view content = {})
       : descriptor_(descriptor),
         lender_(fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)),
@@ -26,7 +26,7 @@ class LentStream {
   LentStream(const LentStream&) = delete;
   LentStream& operator=(const LentStream&) = delete;
 
-  // The descriptor is what it was before; the file can still be looked at.
+  // Restores the descriptor; the file can still be read.
   void give_back() {
     if (lender_ < 0) return;
     dup2(lender_, descriptor_);

@@ -1,4 +1,4 @@
-// What holds for every log, whatever was in the job.
+// The invariants of every log.
 #pragma once
 
 #include <algorithm>
@@ -7,17 +7,17 @@
 
 #include "fuzz/expect.h"
 
-// CUPS does what lines say that begin with one of these.
+// CUPS interprets lines that begin with one of these.
 inline constexpr std::string_view kOrdersToCups[] = {
     "ALERT:", "ATTR:", "CRIT:",   "DEBUG:", "DEBUG2:", "EMERG:", "ERROR:",
     "INFO:",  "JOB",   "NOTICE:", "PAGE:",  "PPD:",    "STATE:", "WARNING:"};
 
-// The filter's own lines of that kind, about a page header's numbers.
+// The filter's own lines of that kind, about the numbers of a page header.
 inline constexpr std::string_view kOwnReports[] = {"WARNING: cupsBytesPerLine (",
                                                    "WARNING: Resolution has zero value!",
                                                    "ERROR: Invalid image dimensions!"};
 
-// A line that was cut is still the filter's own.
+// A truncated line is still one of the filter.
 inline bool is_own_report(std::string_view line) {
   return std::ranges::any_of(kOwnReports, [line](std::string_view own) {
     return line.starts_with(own) || own.starts_with(line);
@@ -30,7 +30,8 @@ inline bool is_order_to_cups(std::string_view line) {
   });
 }
 
-// Whole lines that give no orders, none longer than `limit` with its newline (0: any length).
+// Complete lines that CUPS does not interpret, none longer than `limit` with its newline (0: any
+// length).
 inline void expect_plain_log(std::string_view log, std::size_t limit = 0) {
   expect(log.find('\r') == std::string_view::npos, "no carriage return in the log");
   expect(log.empty() || log.back() == '\n', "the log ends with a whole line");

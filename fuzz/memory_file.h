@@ -1,4 +1,4 @@
-// Bytes as a file with a name, for what reads files only; no disk is written.
+// A named file in memory, for code that reads only files.
 #pragma once
 
 #include <sys/mman.h>
@@ -19,7 +19,7 @@ class MemoryFile {
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
 
-  // Every opening starts at the first byte.
+  // Every open call starts at the first byte.
   [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
  private:

@@ -1,4 +1,4 @@
-// Photo files: opened, decoded, prepared for a sheet. Decoding twice gives the same, so that no
+// Photo files: opened, decoded, prepared for a sheet. Decoding twice gives the same result, so no
 // byte comes from uninitialized memory.
 #include <cstdint>
 #include <cstring>
@@ -66,7 +66,7 @@ void expect_png_gives_it_back(const Picture& picture) {
          "a written image is read back");
 }
 
-// Decoding a large image is right for a photo and stops an engine that counts megabytes.
+// A large photo is valid, but exceeds the memory limit of the engine.
 bool is_small(const std::string& path) {
   constexpr std::uint64_t most_pixels = 1 << 22;
   std::string error;

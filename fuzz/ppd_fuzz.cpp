@@ -1,5 +1,4 @@
-// A queue's PPD file, any bytes. Libcups parses it, the plain reference says what that
-// means.
+// A queue's PPD file of arbitrary bytes. libcups parses it; the reference interprets the result.
 #include <cups/ppd.h>
 
 #include <cstdint>
@@ -21,7 +20,7 @@
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
-// Libcups forgets a few bytes when a file is malformed.
+// libcups leaks a few bytes for a malformed file.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:_ppdOpen\n"; }
 extern "C" const char* __lsan_default_options();
@@ -54,7 +53,7 @@ std::optional<PpdDescription> description_of(const std::string& path) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const MemoryFile file(data, size);
-  // Seen from the working folder, and as the reference sees it, whose working folder is "." too.
+  // The working folder of the program and of the reference is ".".
   const FakeFiles profiles({"/usr/share/color/icc/sRGB.icc", "./printer.icm", "././printer.icm",
                             "/Library/ColorSync/Profiles/AdobeRGB.icc"});
   ReferenceJob job;

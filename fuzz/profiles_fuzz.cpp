@@ -1,5 +1,5 @@
-// Color profiles: how the names of jobs become files, and what is done with a file whatever is in
-// it. The first byte says which.
+// Color profiles: how names become files, and how files with any content are used. The first byte
+// selects one of these.
 #include <array>
 #include <climits>
 #include <cstdint>
@@ -26,7 +26,7 @@
 #include "tests/support/profile_builder.h"
 #include "tests/support/reference_state.h"
 
-// A profile can ask for more memory than there is: the sanitizer answers as the system would.
+// A profile can require more memory than there is: the sanitizer answers as the system would.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
   return "allocator_may_return_null=1:max_allocation_size_mb=512";
@@ -64,7 +64,7 @@ std::string name_by_hand(const std::string& value) {
   return marked_name(value);
 }
 
-// The name, and where there are files of that name, or of one a little different.
+// A name, and the folders with files of this name, or of a similar one.
 void names(Input& input) {
   const std::string value = input.until('\0');
   std::set<std::string> files;
@@ -119,7 +119,7 @@ Rows rows_of(Input& input) {
   return rows;
 }
 
-// Profiles that are right, and small files made from them by the input.
+// Valid profiles, and small files that the input makes from them.
 const std::vector<std::string>& right_profiles() {
   static const std::vector<std::string> profiles = {rgb_matrix_profile(), gray_profile(),
                                                     lab_profile(), hollow_rgb_profile(),
@@ -127,7 +127,7 @@ const std::vector<std::string>& right_profiles() {
   return profiles;
 }
 
-// Any bytes, or a right profile with some bytes changed.
+// Arbitrary bytes, or a valid profile with some bytes changed.
 std::string profile_bytes(Input& input, bool damaged_one) {
   if (!damaged_one) return input.rest();
   std::string bytes = right_profiles()[input.byte() % right_profiles().size()];
@@ -141,7 +141,7 @@ std::string profile_bytes(Input& input, bool damaged_one) {
   return bytes;
 }
 
-// Sends the rows through the adjust stage. Its log has further lines before and after those of the
+// Passes the rows through the adjust stage. Its log has further lines before and after those of the
 // conversion.
 void convert(const PrintOptions& options, IccTransform& icc, Rows& rows) {
   AdjustStage stage;

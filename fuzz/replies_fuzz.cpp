@@ -1,6 +1,6 @@
-// The status query against a printer that says and does what the input says: replies in pieces,
-// silence, interruptions, errors on either way. A plain second reading of the same conversation
-// knows the report.
+// The status query with a printer whose behavior is the input: replies in pieces, silence,
+// interruptions, errors in both directions. A simple second implementation computes the expected
+// report.
 #include <poll.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -39,7 +39,7 @@ struct Event {
   std::string piece;
 };
 
-// How a write is answered: with a count (less than was given, or 0), or with an errno.
+// The result of a write: a count (less than given, or 0), or an errno.
 struct WriteAnswer {
   std::size_t most = kBlockSize;
   int error = 0;
@@ -68,7 +68,7 @@ WriteAnswer next_write(Conversation& conversation) {
   return answer;
 }
 
-// Puts what did not fit back for the next read.
+// Keeps what did not fit for the next read.
 std::string taken(Conversation& conversation, std::string piece, std::size_t most) {
   if (piece.size() > most) {
     conversation.events.push_front({Event::Kind::kPiece, piece.substr(most)});
@@ -83,7 +83,7 @@ Event event_of(Input& input) {
   using Kind = Event::Kind;
   const std::uint8_t kind = input.byte();
   if (kind >= 8) {
-    // What most inputs are made of: a line, and how it ends.
+    // Most inputs consist of a line and its end.
     constexpr const char* kEnds[] = {"\r\n", "\r", "\n", ""};
     return {Kind::kPiece, input.until('\n') + kEnds[kind % 4]};
   }
@@ -186,7 +186,7 @@ class PlainQuery {
     return "";
   }
 
-  // `digits` characters from the one at `first` on, as far as they are a number.
+  // The number of `digits` characters, starting at `first`, as far as they are digits.
   static int number(const Reply& reply, std::size_t first, std::size_t digits) {
     if (!reply.has(first + digits) || reply.text.size() < first + digits) return -1;
     return static_cast<int>(std::strtol(reply.text.substr(first, digits).c_str(), nullptr, 10));

@@ -1,12 +1,13 @@
-// The settings that a queue and a job end up with, against the plain reference.
+// Compares the resulting settings of a queue and a job with the reference.
 #pragma once
 
 #include <string_view>
 
 #include "tests/support/reference_state.h"
 
-// Every text of current_options is ended, every switch 0 or 1, the paper a row of the table.
+// Every text of current_options is terminated, every switch is 0 or 1, the paper is a row of the
+// table.
 void expect_whole_record();
 
-// current_options and the log are what the plain reference makes of the same texts.
+// current_options and the log are those of the reference for the same texts.
 void expect_like(const reference::PlainFilter& plain, std::string_view log);

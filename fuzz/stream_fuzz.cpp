@@ -1,7 +1,7 @@
-// The reader of the printer's stream, on any bytes. A sheet has a thousand bytes that are the same
-// in every sheet, so an input may also be a recipe: a right stream of small sheets with a few bytes
-// changed. What must hold: the result does not depend on how the stream arrives; what was accepted
-// is, written out again, the stream to the last byte.
+// The parser of the printer's stream, on arbitrary bytes. A thousand bytes are equal in all sheets,
+// so an input may also be a recipe: a valid stream of small sheets with a few bytes changed.
+// Invariants: the result does not depend on how the stream is divided; a stream that was accepted
+// is reproduced to the last byte.
 #include <algorithm>
 #include <cstdint>
 #include <string>

@@ -110,7 +110,7 @@ void describe(CLI::App& app, PrintOptions& options) {
   app.get_option("--finish")->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case));
   app.get_option("--layout")->check(CLI::IsMember({"strips", "2x2", "1+2", "sheet"}));
   app.get_option("--test-page")->excludes("--layout");
-  app.get_option("--test-page")->excludes("PICTURE");
+  app.get_option("--test-page")->excludes("PHOTO");
   app.get_option("--test-page")->excludes("--frame");
   app.get_option("--test-page")->excludes("--caption");
   app.get_option("--canvas")->needs("--preview");

@@ -208,7 +208,7 @@ std::string settings_text(const JobSetup& setup) {
   for (const auto& [keyword, choice] : setup.destination->choices()) {
     text << keyword << "=" << choice << " ";
   }
-  text << (setup.preparation.whole ? kFit : "") << " " << (setup.preparation.turn ? "" : kNoTurn)
+  text << (setup.preparation.whole ? kFit : "") << " " << (setup.preparation.rotate ? "" : kNoTurn)
        << " ";
   for (const auto& [keyword, value] :
        {std::pair(kCaption, setup.caption), std::pair(kFrame, setup.frame_file),
@@ -237,6 +237,6 @@ void add_settings(const std::string& text, Choices& choices, JobSetup& setup) {
       choices.emplace(keyword, value);
     }
     setup.preparation.whole = setup.preparation.whole || word == kFit;
-    setup.preparation.turn = setup.preparation.turn && word != kNoTurn;
+    setup.preparation.rotate = setup.preparation.rotate && word != kNoTurn;
   }
 }

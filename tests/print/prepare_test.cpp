@@ -105,7 +105,7 @@ TEST(Prepare, AnUprightPictureIsTurnedToTheLeftForALyingSheet) {
 TEST(Prepare, NotTurnedItIsCropped) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);
-  const Preparation as_it_is{.whole = false, .turn = false};
+  const Preparation as_it_is{.whole = false, .rotate = false};
   const Picture page = prepared_from(upright_picture, small_place(20, 10), as_it_is).picture;
   EXPECT_EQ(pixel(page, 19, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 19, 9), (std::vector<int>{1, 1, 1}));
