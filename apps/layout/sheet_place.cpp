@@ -37,11 +37,11 @@ std::vector<std::size_t> shown_pixels(std::uint32_t page, std::uint32_t seen, bo
   }
   if (mirrored) {
     // Both the page and the sheet are mirrored: the visible order is the reverse of the filter's.
-    std::vector<std::size_t> mirrored(seen);
+    std::vector<std::size_t> reversed(seen);
     for (std::size_t i = 0; i < seen; ++i) {
-      mirrored[i] = page - 1 - shown[seen - 1 - i];
+      reversed[i] = page - 1 - shown[seen - 1 - i];
     }
-    return mirrored;
+    return reversed;
   }
   return shown;
 }
