@@ -45,7 +45,7 @@ class PrintProgram {
   PrintProgram(const CLI::App& app, const PrintOptions& options)
       : app_(app),
         options_(options),
-        progress_("picture", static_cast<int>(options.photos.size())),
+        progress_("photo", static_cast<int>(options.photos.size())),
         queue_(options.queue),
         to_(options.to),
         reporter_{.report = [this](const PhotoReport& photo) { report(photo); },

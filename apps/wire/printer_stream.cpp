@@ -105,7 +105,7 @@ class PrinterStreamParser::Reader {
 
  private:
   // A field is right or wrong as a whole: `check` looks at one that has come, and goes on to the
-  // next or fails. The pixels behind the fields of an image are free.
+  // next or fails. The pixels after the fields of an image may have any value.
   struct Field {
     std::size_t size;
     void (Reader::*check)();
@@ -244,7 +244,7 @@ void PrinterStreamParser::Reader::check_escape() {
   expect(field_[0] == 0x1B, "the escape (0x1b) of a command", "0x" + hexadecimal(field_));
 }
 
-void PrinterStreamParser::Reader::check_letter() { expect_text("P", "\"P\" behind the escape"); }
+void PrinterStreamParser::Reader::check_letter() { expect_text("P", "\"P\" after the escape"); }
 
 void PrinterStreamParser::Reader::check_magic() {
   expect_text("BM", "\"BM\" at the head of the image");
