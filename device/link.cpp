@@ -23,10 +23,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A CR that is not followed by its LF within this time ends a line by itself.
+// A CR without an LF within this time ends a line.
 constexpr std::chrono::milliseconds kLineFeedWait{50};
 
-// Some drivers report "nothing yet" as a read of 0 bytes.
+// Some drivers report "no data yet" as a read of 0 bytes.
 constexpr std::chrono::milliseconds kEmptyReadPause{10};
 
 Link::Milliseconds left_until(Clock::time_point deadline) {
@@ -34,10 +34,10 @@ Link::Milliseconds left_until(Clock::time_point deadline) {
   return std::max(left, Link::Milliseconds(0));
 }
 
-// What was written but not taken by the printer stays small: "written" is then close to "sent".
+// A small send buffer, so that "written" means nearly the same as "received by the printer".
 constexpr int kSendBufferBytes = 128 * 1024;
 
-// A host that vanished without closing the connection is noticed while nothing is being sent.
+// Detects a host that is gone without closing the connection, also while nothing is sent.
 void set_socket_options(int socket_number) {
   const int on = 1;
   const int idle_s = 10;
@@ -48,7 +48,7 @@ void set_socket_options(int socket_number) {
   setsockopt(socket_number, IPPROTO_TCP, TCP_KEEPINTVL, &interval_s, sizeof interval_s);
   setsockopt(socket_number, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
   setsockopt(socket_number, SOL_SOCKET, SO_SNDBUF, &kSendBufferBytes, sizeof kSendBufferBytes);
-  // Questions are short and each waits for its reply.
+  // Questions are short, and each waits for its reply.
   setsockopt(socket_number, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
@@ -88,13 +88,14 @@ int Link::open_file(const std::string& path) {
   if (descriptor_ < 0) {
     return errno;
   }
-  // Anything else, a file for instance, would have questions and sheets written into it.
+  // Questions and sheets would be written into anything else, for example a file.
   struct stat status {};
   if (fstat(descriptor_, &status) != 0 || !S_ISCHR(status.st_mode)) {
     close();
     return ENOTTY;
   }
-  // The device of a printer can be opened once only; what stands for one may be opened often.
+  // A printer device can be opened only once; a terminal of a simulator can be opened several
+  // times.
   if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     close();
     return EBUSY;
@@ -132,7 +133,7 @@ int Link::connect_to(const PrinterAddress& address, Milliseconds timeout) {
   return error;
 }
 
-// 0 as soon as read or write would not block; they report what is wrong with the line.
+// 0 as soon as read or write does not block; they report errors of the line.
 int Link::wait_for(short events, Milliseconds timeout) const {
   const Clock::time_point deadline = Clock::now() + timeout;
   pollfd wait{.fd = descriptor_, .events = events, .revents = 0};

@@ -1,4 +1,4 @@
-// The bytes to and from a printer: opening, waiting and errors. Every call returns 0 or an errno;
+// The connection to a printer: opening, waiting and errors. Every call returns 0 or an errno;
 // nothing is logged.
 #pragma once
 
@@ -22,25 +22,25 @@ class Link {
   Link(const Link&) = delete;
   Link& operator=(const Link&) = delete;
 
-  // Opens the printer, or opens it again. ENODEV when no printer with the serial number is
-  // connected, ENOTTY for a path that is no character device, EHOSTUNREACH when the host's name
-  // cannot be resolved, ETIMEDOUT when the host does not answer in time, and what open() and
-  // connect() report. SIGPIPE must be ignored.
+  // Opens or reopens the printer. ENODEV if no printer with the serial number is connected, ENOTTY
+  // for a path that is not a character device, EHOSTUNREACH if the host name cannot be resolved,
+  // ETIMEDOUT if the host does not answer in time, and the errors of open() and connect(). SIGPIPE
+  // must be ignored.
   [[nodiscard]] int open(const PrinterAddress& address, Milliseconds timeout,
                          const UsbFolders& folders = {});
   void close();
   [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
 
-  // Writes as much as the printer takes until nothing is left or it takes nothing for `stall`
-  // (ETIMEDOUT). `written` counts up.
+  // Writes until everything is written or the printer accepts nothing for `stall` (ETIMEDOUT). Adds
+  // to `written`.
   [[nodiscard]] int write(std::span<const std::uint8_t> bytes, Milliseconds stall,
                           std::size_t& written);
 
-  // Reads one line, at most `capacity` bytes; its end (LF, or CR and nothing more for a moment) is
-  // cut off. ETIMEDOUT when it has no end in time.
+  // Reads one line of at most `capacity` bytes, without its end (LF, or CR followed by nothing for
+  // a moment). ETIMEDOUT if it does not end in time.
   [[nodiscard]] int read_line(std::string& line, std::size_t capacity, Milliseconds timeout);
 
-  // Throws away what has already arrived.
+  // Discards all bytes that have arrived.
   void discard_input();
 
  private:

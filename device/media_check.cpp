@@ -1,4 +1,4 @@
-// Sizes of sheets and names of media, both from the paper table.
+// Sheet sizes and media names, both from the paper table.
 
 #include "device/media_check.h"
 
@@ -14,7 +14,7 @@ namespace k905 {
 
 namespace {
 
-// Papers that are cut or shared are printed on the media of the whole sheet.
+// Papers that are cut or shared are printed on the media of the complete sheet.
 struct SharedMedia {
   std::string_view label;
   std::string_view media;

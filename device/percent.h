@@ -7,10 +7,10 @@
 
 namespace k905 {
 
-// Everything but letters, digits and "-._~" becomes an escape.
+// Escapes everything except letters, digits and "-._~".
 [[nodiscard]] std::string with_escapes(std::string_view text);
 
-// Nothing for an escape that is cut or no number, and for a NUL.
+// Nothing for a truncated or invalid escape, and for a NUL.
 [[nodiscard]] std::optional<std::string> without_escapes(std::string_view text);
 
 }  // namespace k905

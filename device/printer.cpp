@@ -1,4 +1,4 @@
-// Questions with strict replies, and sheets that are sent whole.
+// Questions with strict replies, and complete sheets.
 
 #include "device/printer.h"
 
@@ -14,7 +14,7 @@ namespace k905 {
 
 namespace {
 
-// After a question without a reply, this long for the reply to arrive and be thrown away.
+// After a question without a reply, how long to wait for a late reply to discard.
 constexpr std::chrono::milliseconds kLateReplyWait{200};
 
 constexpr std::chrono::milliseconds kQuestionStall{3000};
@@ -26,7 +26,8 @@ void trim(std::string& text) {
   text.erase(0, text.find_first_not_of(' '));
 }
 
-// Stricter than the status report, which shows what there is: a sheet depends on these numbers.
+// Stricter than the status report, which shows whatever it can read: sheets depend on these
+// numbers.
 std::optional<int> number_in(const std::string& text, const CounterField& field) {
   if (text.size() < field.minimum()) {
     return std::nullopt;
@@ -85,7 +86,7 @@ Reply Printer::ask(QuestionId id) {
   return reply;
 }
 
-// Which prints are reserved depends on the model.
+// The number of reserved prints depends on the model.
 int Printer::learn_model() { return model_.empty() ? ask(QuestionId::kFirmware).error : 0; }
 
 int Printer::exchange(QuestionId id, std::string& text) {
@@ -103,7 +104,7 @@ int Printer::exchange(QuestionId id, std::string& text) {
     error = link_.read_line(text, asked.reply_size - 1, timeout);
     late_reply_possible_ = error == ETIMEDOUT;
   } else if (error == ETIMEDOUT && written > 0) {
-    error = EIO;  // the rest of the question would be the beginning of whatever follows
+    error = EIO;  // the next bytes would be read as the rest of the question
   }
   if (error != 0 && error != ETIMEDOUT) {
     link_.close();

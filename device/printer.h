@@ -1,8 +1,7 @@
-// A printer as an object: open it, ask it, send it one sheet, open it again after it was lost.
+// A printer as an object: open it, ask it, send it one sheet, reopen it after a lost connection.
 //
-// Errors are errno values. The messages are the caller's; nothing here writes to a log. Questions
-// and sheets go over one connection: a question must not be asked between the bytes of a sheet, and
-// the class does not let that happen.
+// Errors are errno values. Callers print the messages; nothing here writes to a log. Questions and
+// sheets use one connection: a question must not be sent inside a sheet, and the class prevents it.
 #pragma once
 
 #include <chrono>
@@ -19,25 +18,25 @@
 
 namespace k905 {
 
-// A reply as the printer gave it. `error` is 0 or an errno: ETIMEDOUT for a printer that does not
-// answer, EPROTO for a reply that has no number where one must be.
+// A reply of the printer. `error` is 0 or an errno: ETIMEDOUT if the printer does not answer,
+// EPROTO for a reply without the expected number.
 struct Reply {
   int error = 0;
   std::string text;  // trimmed
-  int number = -1;   // of a question that has one
+  int number = -1;   // if the question has one
 
-  // Nothing when there was no such answer.
+  // Nothing if there is no such answer.
   [[nodiscard]] std::optional<int> valid_number() const {
     return error == 0 ? std::optional(number) : std::nullopt;
   }
 };
 
-// Bytes that are sent one after the other.
+// Buffers that are sent one after the other.
 using Pieces = std::vector<std::span<const std::uint8_t>>;
 
 struct SendResult {
   int error = 0;
-  std::uint64_t written = 0;  // bytes that the system has taken
+  std::uint64_t written = 0;  // bytes that the system has accepted
 };
 
 class Printer {
@@ -48,22 +47,22 @@ class Printer {
 
   [[nodiscard]] const PrinterAddress& address() const { return address_; }
 
-  // Opens the printer, or opens it again after it was lost. Returns 0 or an errno, see Link::open.
+  // Opens or reopens the printer. Returns 0 or an errno, see Link::open.
   [[nodiscard]] int open(Milliseconds timeout);
   void close();
   [[nodiscard]] bool is_open() const { return link_.is_open(); }
 
-  // Asks a question. The connection is closed when it is broken, and stays open when the printer
-  // only failed to answer in time or in form. ENOTCONN when it is not open. The remaining prints
-  // are those the printer can make: what its model counts beyond that is taken off.
+  // Asks a question. A broken connection is closed; it stays open if the printer only failed to
+  // answer in time or in the expected form. ENOTCONN if it is not open. The number of remaining
+  // prints is without the reserve of the model.
   [[nodiscard]] Reply ask(QuestionId id);
 
-  // The model as it last answered, "" before it did.
+  // The model of the last answer, "" before the first one.
   [[nodiscard]] const std::string& model() const { return model_; }
 
-  // Sends a whole sheet. Each time the printer takes nothing for `stall`, on_stall decides whether
-  // to go on. After an error, also ETIMEDOUT when on_stall gave up, the connection is closed: what
-  // would follow on it would be taken for pixels.
+  // Sends a complete sheet. Whenever the printer accepts nothing for `stall`, on_stall decides
+  // whether to continue. After an error, including ETIMEDOUT after on_stall gave up, the connection
+  // is closed: further bytes would be read as pixels.
   [[nodiscard]] SendResult send(const Pieces& pieces, Milliseconds stall,
                                 const std::function<bool()>& on_stall);
 

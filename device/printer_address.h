@@ -1,4 +1,4 @@
-// Where a printer is: a device file, a USB serial number, or a place on the network.
+// The address of a printer: a device file, a USB serial number, or a host and port.
 #pragma once
 
 #include <optional>
@@ -18,7 +18,7 @@ struct PrinterAddress {
 
 inline constexpr char kUsualPort[] = "9100";
 
-// As written on a command line: what contains a "/" is a path, NAME:PORT is a place on the network
+// Parses an address from a command line: a text with "/" is a path, NAME:PORT is a host and port
 // (an IPv6 address in brackets), anything else is a serial number. Nothing for an empty text and
 // for a port that is not 1 to 65535.
 [[nodiscard]] std::optional<PrinterAddress> parse_printer_name(std::string_view text);
@@ -28,7 +28,7 @@ inline constexpr char kUsualPort[] = "9100";
 // Percent escapes are decoded. Nothing when it is none of these.
 [[nodiscard]] std::optional<PrinterAddress> parse_device_uri(std::string_view uri);
 
-// The value of an option of a device URI ("...?NAME=VALUE&..."), nothing when it is not given.
+// The value of an option of a device URI ("...?NAME=VALUE&..."), nothing if it is missing.
 [[nodiscard]] std::optional<std::string> device_uri_option(std::string_view uri,
                                                            std::string_view name);
 

@@ -39,7 +39,7 @@ class Questioner {
   PrinterReport& report_;
 };
 
-// The horizontal reply alone tells the two modes apart.
+// Only the horizontal reply distinguishes the two modes.
 std::string resolution_in(const std::string& horizontal) {
   return horizontal.find("300") != std::string::npos   ? "300x300"
          : horizontal.find("600") != std::string::npos ? "300x600"

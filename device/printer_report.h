@@ -1,4 +1,4 @@
-// Everything that a printer reports about itself, from all its questions together.
+// All reports of a printer, from all questions.
 #pragma once
 
 #include <optional>
@@ -12,20 +12,21 @@
 namespace k905 {
 
 struct PrinterReport {
-  // Of the status question: 0, ETIMEDOUT or another errno, EPROTO for a reply that is no number.
+  // The error of the status question: 0, ETIMEDOUT or another errno, EPROTO for a reply that is not
+  // a number.
   int status_error = 0;
   std::optional<int> status_code;
-  // "" where the printer did not answer, or where its reply names nothing known.
+  // Empty if the printer did not answer, or if its reply contains no known name.
   std::string model;
   std::string media;
-  std::string media_text;  // the whole reply that contains `media`
+  std::string media_text;  // the complete reply that contains `media`
   std::string resolution;
   std::string serial_number;
   std::string firmware;
   std::string color_data_version;
   std::string color_data_checksum;
-  // Empty where the reply has no number.
-  std::optional<int> prints_left;  // that the printer can make, see Printer::ask
+  // Empty if the reply has no number.
+  std::optional<int> prints_left;  // without the reserve, see Printer::ask
   std::optional<int> prints_initial;
   std::optional<int> half_size_left;
   std::optional<int> free_buffers;
@@ -37,9 +38,9 @@ struct PrinterReport {
   bool operator==(const PrinterReport&) const = default;
 };
 
-// Asks all questions of an open printer. A question without an answer leaves its field empty; the
-// others are asked all the same, except when the printer answers neither of the first two or the
-// connection is lost.
+// Asks all questions of an open printer. A question without an answer leaves its field empty and
+// the next one is asked, unless the printer answers neither of the first two or the connection is
+// lost.
 [[nodiscard]] PrinterReport ask_report(Printer& printer);
 
 // A field and its name for programs.
@@ -49,15 +50,15 @@ struct ReportField {
 };
 [[nodiscard]] std::span<const ReportField> report_fields();
 
-// As decimal digits where it is a number; "" when it is not known.
+// As decimal digits if it is a number; empty if it is unknown.
 [[nodiscard]] std::string value_of(const PrinterReport& report, const ReportField& field);
 
-// The fields that are known as "key=value;key=value" without blanks or quotes. The backend
-// publishes this text as an attribute of its queue, and programs that must not ask the printer
-// meanwhile read it back.
+// The known fields as "key=value;key=value" without spaces or quotes. The backend publishes this
+// text as an attribute of its queue; programs that must not ask the printer meanwhile read it
+// there.
 [[nodiscard]] std::string to_note(const PrinterReport& report);
 
-// Unknown keys and malformed values are passed over. A text without any field is not `answered`.
+// Ignores unknown keys and malformed values. A text without any field is not `answered`.
 [[nodiscard]] PrinterReport parse_note(std::string_view note);
 
 }  // namespace k905

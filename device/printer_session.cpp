@@ -66,8 +66,9 @@ int PrinterSession::connect() {
   return 0;
 }
 
-// False when the printer does not answer at all, or does not give the serial number that it gave
-// before: it would be taken for another printer, and nobody would know about the sheet in hand.
+// False if the printer does not answer, or does not report the serial number that it reported
+// before: it would be treated as another printer, and the outcome of the current sheet would be
+// lost.
 bool PrinterSession::read_identity() {
   const Reply serial = printer_.ask(QuestionId::kSerialNumber);
   const bool answers = serial.error == 0 || printer_.ask(QuestionId::kStatus).error == 0;
@@ -79,7 +80,7 @@ bool PrinterSession::read_identity() {
   return true;
 }
 
-// A printer that repeatedly does not answer is closed.
+// Closes a printer that repeatedly does not answer.
 Reply PrinterSession::ask(QuestionId id) {
   Reply reply = printer_.ask(id);
   unanswered_ = reply.error == 0 ? 0 : unanswered_ + 1;
@@ -89,7 +90,7 @@ Reply PrinterSession::ask(QuestionId id) {
   return reply;
 }
 
-// After a question without an answer, or a connection that failed.
+// After an unanswered question or a broken connection.
 Obstacle PrinterSession::lost(int error) {
   if (printer_.is_open()) {
     return {Kind::kUnanswered, error, "", problem_text(error)};
@@ -139,7 +140,7 @@ Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& 
               "the sheet needs " + media + " media, " + loaded + " is loaded"};
     }
   }
-  // A sheet of somebody else that is still being printed would move the counter for ours.
+  // A sheet of another program that is still being printed would increase the counter too.
   was_idle_ = was_idle_ || is_idle_status(status.number);
   for (const auto& [question, number] : {std::pair{QuestionId::kLifeCounter, &counters.life},
                                          std::pair{QuestionId::kFreeBuffers, &counters.buffers}}) {
@@ -193,7 +194,7 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
       sheet.interrupt(Clock::now());
     }
     if (identity_ != identity) {
-      return Outcome::kUnknown;  // another printer: its counter says nothing
+      return Outcome::kUnknown;  // another printer: its counter does not help
     }
     const Reply life = ask(QuestionId::kLifeCounter);
     if (life.error == 0 && life.number > before.life) {

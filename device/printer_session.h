@@ -1,7 +1,7 @@
-// A printer for the time of a job: opened again after it was lost, asked before and after each
-// sheet. The backend and k905-print print with it.
+// A printer during a job: reopened after a lost connection, asked before and after each sheet. The
+// backend and k905-print print with it.
 //
-// They differ in what they show and in how long they wait. So every wait is the owner's.
+// They differ in their messages and in how long they wait, so the owner controls every wait.
 #pragma once
 
 #include <chrono>
@@ -14,14 +14,14 @@
 
 namespace k905 {
 
-// Why the printer is waited for.
+// The reason for waiting.
 struct Obstacle {
   enum class Kind {
-    kNone,        // nothing is wrong: it prints the sheet
+    kNone,        // no problem: it prints the sheet
     kBusy,        // it prints another sheet, or has no free buffer
-    kUnanswered,  // one question; the next may be answered
+    kUnanswered,  // one unanswered question; the next may be answered
     kOffline,     // not connected, or no answers
-    kStalled,     // it takes no data inside a sheet
+    kStalled,     // it accepts no data inside a sheet
     kStatus,      // its status code needs attention
     kMedia,       // other media is loaded than the sheet needs
   };
@@ -31,7 +31,7 @@ struct Obstacle {
   std::string sentence;
 };
 
-// What an errno of a printer means, as a sentence without its capital.
+// The meaning of an errno of a printer, as a phrase in lower case.
 [[nodiscard]] std::string problem_text(int error);
 
 class PrinterSession {
@@ -42,46 +42,45 @@ class PrinterSession {
 
   struct Setup {
     PrinterAddress address;
-    bool check_media = true;  // wait when the loaded media does not take a sheet
-    // How long an idle printer whose life counter did not move is watched before an interrupted
+    bool check_media = true;  // wait if the sheet does not fit the loaded media
+    // How long an idle printer whose life counter did not change is watched before an interrupted
     // sheet counts as lost.
     Milliseconds settle{5000};
   };
   struct Owner {
-    // Shows the obstacle, waits for the time, and returns false to give up.
+    // Shows the obstacle and waits for the time; returns false to stop waiting.
     std::function<bool(Phase, const Obstacle&, Milliseconds)> wait;
-    std::function<void()> opened;   // each time the printer was opened
-    std::function<void(int)> sent;  // 0 when the system has taken the whole sheet, or an errno
+    std::function<void()> opened;   // after each opening of the printer
+    std::function<void(int)> sent;  // 0 if the system accepted the complete sheet, or an errno
   };
 
   PrinterSession(Setup setup, Owner owner)
       : setup_(std::move(setup)), owner_(std::move(owner)), printer_(setup_.address) {}
 
-  // Opens the printer if it is not open. False when given up.
+  // Opens the printer if it is not open. False if the owner stopped waiting.
   [[nodiscard]] bool wait_until_connected(Phase phase);
 
-  // What keeps it from taking a sheet that needs this media, and its counters if nothing does. Does
-  // not wait.
+  // The obstacle to a sheet for this media, and the counters if there is none. Does not wait.
   [[nodiscard]] Obstacle find_obstacle(const std::string& media, SheetCounters& counters);
 
-  // Waits until there is no obstacle. False when given up.
+  // Waits until there is no obstacle. False if the owner stopped waiting.
   [[nodiscard]] bool wait_until_ready(const std::string& media, SheetCounters& counters);
 
-  // Sends a sheet and waits until its outcome is known; kOpen when given up.
+  // Sends a sheet and waits for its outcome; kOpen if the owner stopped waiting.
   [[nodiscard]] Outcome send(const Pieces& sheet, const SheetCounters& before);
 
-  // The outcome of a sheet that was sent to the printer of this identity. `interrupted`: it may not
-  // have arrived complete.
+  // The outcome of a sheet that was sent to the printer with this identity. `interrupted`: it may
+  // be incomplete.
   [[nodiscard]] Outcome find_outcome(const SheetCounters& before, const std::string& identity,
                                      bool interrupted);
 
-  // The loaded media as the printer names it, "" when it does not answer or is not open.
+  // The loaded media by the printer's name, "" if it does not answer or is not open.
   [[nodiscard]] std::string loaded_media();
 
-  // The serial number, which tells printers apart; the address of one that has none.
+  // The serial number, which identifies a printer; its address if it has none.
   [[nodiscard]] const std::string& identity() const { return identity_; }
 
-  // What it last answered; no status while it is offline.
+  // The last answers; no status while it is offline.
   [[nodiscard]] PrinterReport& seen() { return seen_; }
   [[nodiscard]] Printer& printer() { return printer_; }
 
@@ -97,8 +96,8 @@ class PrinterSession {
   Printer printer_;
   PrinterReport seen_;
   std::string identity_;
-  bool was_idle_ = false;  // since it was opened: no sheet but ours can move the life counter
-  int unanswered_ = 0;     // questions in a row
+  bool was_idle_ = false;  // since it was opened: only our sheets can increase the life counter
+  int unanswered_ = 0;     // consecutive questions
 };
 
 }  // namespace k905

@@ -4,7 +4,7 @@ namespace k905 {
 
 namespace {
 
-// An idle printer that never moved its counter for a sheet it was sent without any trouble.
+// An idle printer that did not increase its counter for a sheet that was sent without errors.
 constexpr std::chrono::seconds kNeverMoved{120};
 
 constexpr int kIdle = 0;
@@ -23,7 +23,7 @@ SheetOutcome::State SheetOutcome::observe(std::optional<int> life, std::optional
   }
   if (!life || !status || !is_idle_status(*status)) {
     last_busy_ = now;
-    // Something needed attention while the sheet was in the printer.
+    // The printer needed attention while it had the sheet.
     interrupted_ = interrupted_ || (status && !is_ready);
     return State::kOpen;
   }
@@ -35,7 +35,7 @@ SheetOutcome::State SheetOutcome::observe(std::optional<int> life, std::optional
     return State::kOpen;
   }
   if (interrupted_) {
-    // A sheet that still has its buffer can come out yet.
+    // A sheet that is still in a buffer can come out later.
     return free_buffers() >= before_.buffers ? State::kNotPrinted : State::kOpen;
   }
   return *status == kDataError ? State::kUnknown : State::kOpen;

@@ -1,10 +1,10 @@
-// What became of a sheet that was sent. Two programs decide this, the backend and k905-print, and a
-// wrong answer costs a sheet or loses one, so the rules are here, apart from all questions and
-// waits.
+// Decides whether a sheet that was sent came out. Two programs need this, the backend and
+// k905-print, and a wrong decision wastes a sheet or loses one, so the rules are here, separate
+// from questions and waits.
 //
-// The life counter decides: when it moves, the sheet came out. A printer that is idle and whose
-// counter does not move has lost the sheet if something interrupted it and its buffer is free
-// again. Where neither is the case nobody can know, and a person has to look.
+// The life counter decides: if it increased, the sheet came out. An idle printer whose counter did
+// not increase has lost the sheet if it was interrupted and its buffer is free again. In all other
+// cases it cannot be known, and an operator has to look.
 #pragma once
 
 #include <chrono>
@@ -13,7 +13,7 @@
 
 namespace k905 {
 
-// Nothing is being printed: idle, standby, or idle after a sheet that was cut off.
+// Nothing is being printed: idle, standby, or idle after an interrupted sheet.
 [[nodiscard]] bool is_idle_status(int code);
 
 // The printer's counters before the sheet was sent.
@@ -28,20 +28,21 @@ class SheetOutcome {
   using Time = std::chrono::steady_clock::time_point;
 
   // `settle`: how long a printer must be idle before an interrupted sheet counts as lost.
-  // `interrupted`: the sheet may not have arrived complete.
+  // `interrupted`: the sheet may be incomplete.
   SheetOutcome(const SheetCounters& before, std::chrono::milliseconds settle, bool interrupted,
                Time now)
       : before_(before), settle_(settle), interrupted_(interrupted), last_busy_(now) {}
 
-  // The connection was lost while the sheet was in the printer, or another process lost it.
+  // To be called if the connection was lost while the sheet was in the printer, or if an earlier
+  // process sent it.
   void interrupt(Time now) {
     interrupted_ = true;
     last_busy_ = now;
   }
 
-  // What the printer answered now; nothing for a question without an answer. `is_ready`: the status
-  // is none that needs attention. `free_buffers` asks for the free buffers, 0 without an answer; it
-  // is called only when the answer decides.
+  // The current answers of the printer; nothing for an unanswered question. `is_ready`: the status
+  // needs no attention. `free_buffers` asks for the free buffers (0 without an answer); it is
+  // called only if the answer decides.
   [[nodiscard]] State observe(std::optional<int> life, std::optional<int> status, bool is_ready,
                               Time now, const std::function<int()>& free_buffers);
 

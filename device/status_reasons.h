@@ -1,4 +1,4 @@
-// What each status code of the printer means for a job: print, wait, and what the queue shows.
+// What each status code of the printer means for a job: print or wait, and what the queue shows.
 #pragma once
 
 #include <span>
@@ -12,13 +12,13 @@ struct StatusReason {
   int code = 0;
   bool ready = false;   // a sheet can be sent
   const char* keyword;  // printer-state-reason, "" for none
-  const char* advice;   // what the operator does, "" for nothing
+  const char* advice;   // what the operator must do, "" for nothing
 };
 
-// The row of a status code; a code that is not in the table needs operator attention.
+// The row of a status code; an unknown code needs operator attention.
 [[nodiscard]] const StatusReason& status_reason(int code);
 
-// The sentence shown for the code: the printer's own text and the advice.
+// The sentence for the code: the printer's own text and the advice.
 [[nodiscard]] std::string status_sentence(int code);
 
 // The whole table.
@@ -29,7 +29,7 @@ inline constexpr char kConnecting[] = "connecting-to-device";
 inline constexpr char kMediaNeeded[] = "media-needed-error";
 inline constexpr char kMediaLow[] = "media-low-warning";
 
-// Every keyword the backend ever shows, each once.
+// All keywords that the backend uses, each once.
 [[nodiscard]] std::vector<std::string_view> all_reason_keywords();
 
 }  // namespace k905

@@ -1,4 +1,4 @@
-// Reads the serial number and the device id of every USB printer from sysfs.
+// Reads the serial number and the device ID of every USB printer from sysfs.
 
 #include "device/usb_printers.h"
 
@@ -12,8 +12,8 @@ namespace k905 {
 
 namespace {
 
-// The device id of the real printers is not known; one of these names is expected in its model
-// field. The longest is first, because it contains the next.
+// The device ID of the real printers is not known; its model field is expected to contain one of
+// these names. The longest is first, because it contains the next.
 constexpr std::array<std::string_view, 4> kModels{"RV-40W", "RV-40", "RS-30", "K905"};
 
 std::string first_line(const std::filesystem::path& file) {
