@@ -37,7 +37,7 @@ constexpr std::time_t kOldestUnfinishedS = 30 * kDayS;
 
 std::string file_name(int job) { return kPrefix + std::to_string(job); }
 
-// Names longer than this are cut: both fit a version with room to spare.
+// Longer names are cut, so that they always fit a version.
 constexpr std::size_t kLongestName = 1000;
 
 std::string one_line(std::string text) {
@@ -84,7 +84,7 @@ std::string text_of(int descriptor) {
   }
 }
 
-// Each version has a block of the disk for itself.
+// Each version has its own block of the disk.
 constexpr std::size_t kVersionBytes = 4096;
 constexpr unsigned kVersions = 3;
 
@@ -193,7 +193,7 @@ int RecordFolder::give_to_user(int descriptor) const {
   return given ? 0 : errno;
 }
 
-// Without a folder, or when the file cannot be had, nothing is locked.
+// Without a folder or a file nothing is locked.
 bool RecordFolder::open_lock_file(const std::string& name, int& descriptor) const {
   if (descriptor < 0 && folder_ >= 0) {
     descriptor = openat(folder_, name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
@@ -209,7 +209,7 @@ bool RecordFolder::try_lock_printer(const PrinterAddress& printer) {
          flock(printer_lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
-// One file for all jobs, a byte of it for each.
+// One lock file for all jobs, with a byte for each.
 bool RecordFolder::try_lock_job(int job) {
   if (!open_lock_file("jobs.lock", job_lock_)) {
     return true;
@@ -302,7 +302,7 @@ int RecordFolder::sync() {
   return lose_file(errno);
 }
 
-// A new file takes the place of an earlier one when all of its versions are on disk.
+// A new file replaces an earlier one when both of its versions are on disk.
 int RecordFolder::create(const JobRecord& record) {
   const std::string name = file_name(record.job);
   const std::string fresh = "new-" + name;

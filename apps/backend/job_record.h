@@ -1,6 +1,6 @@
-// What is known about the sheets of a job, kept on disk over every end of the process: how many
-// came out, and which one was being sent when the printer's life counter had which value. A job
-// that is printed again continues after them.
+// The record of a job on disk, which survives any end of the process: how many sheets came out,
+// which one was being sent, and the life counter before it. A job that is printed again continues
+// after these sheets.
 #pragma once
 
 #include <ctime>
@@ -16,11 +16,11 @@ namespace k905::backend {
 
 struct JobRecord {
   int job = 0;
-  std::string identity;       // of the job: numbers are used again, this is not
+  std::string identity;       // of the job: CUPS reuses numbers, but not this
   std::string printer;        // serial number of the printer that the sheet was sent to
   unsigned printed = 0;       // sheets that came out
   unsigned reported = 0;      // sheets that the scheduler counted
-  unsigned sending = 0;       // number of the sheet whose outcome is not known, 0 for none
+  unsigned sending = 0;       // the sheet with an unknown outcome, 0 for none
   int life = -1;              // life counter before that sheet
   int buffers = 0;            // free buffers before that sheet
   std::time_t completed = 0;  // when all sheets had come out, 0 before
@@ -36,24 +36,24 @@ class RecordFolder {
   RecordFolder(const RecordFolder&) = delete;
   RecordFolder& operator=(const RecordFolder&) = delete;
 
-  // Creates the folder if it is missing and gives it to the user and group (-1 leaves it). A link
-  // in its place is not followed. Returns 0 or an errno; without a folder nothing is kept.
+  // Creates the folder if it is missing and sets its owner (-1: unchanged). Does not follow a link.
+  // Returns 0 or an errno; without the folder nothing is recorded.
   [[nodiscard]] int open(const std::string& path, int user, int group);
 
-  // True when no other process prints on the same printer, or prints the same job on whatever
-  // printer; then none can before this one ends.
+  // True if no other process is printing on the same printer, or printing the same job on any
+  // printer; then none can until this one ends.
   [[nodiscard]] bool try_lock_printer(const PrinterAddress& printer);
   [[nodiscard]] bool try_lock_job(int job);
 
-  // The job's record, an empty one when there is none or it belongs to an earlier job of this
+  // The job's record, an empty one if there is none or it belongs to an earlier job with this
   // number.
   [[nodiscard]] JobRecord load(int job, const std::string& identity) const;
 
-  // Records with a sheet whose outcome on this printer is not known.
+  // Records of sheets whose outcome on this printer is unknown.
   [[nodiscard]] std::vector<JobRecord> open_sheets_on(const std::string& printer) const;
 
-  // The record is on disk when this returns 0; otherwise an errno. Saving the same job again costs
-  // one write to the disk, without any change of the folder or of the file's size.
+  // Returns 0 when the record is on disk, otherwise an errno. Saving the same job again is one
+  // write, without a change of the folder or of the file size.
   [[nodiscard]] int save(const JobRecord& record);
 
   // The same without waiting for the disk: the record outlives this process, and the machine from

@@ -1,4 +1,4 @@
-// What the backend tells the print system: lines on standard error that the scheduler interprets.
+// Messages to the print system: lines on standard error that the scheduler interprets.
 #pragma once
 
 #include <string>
@@ -6,9 +6,9 @@
 
 namespace k905::backend {
 
-// One line in one write, so that lines of several processes do not mix. Line ends inside the text,
-// which can come from a printer, become blanks: they would begin a line of their own. False when
-// nobody reads it, because the scheduler is gone; that is no error.
+// Writes a line in one write call, so that lines of several processes do not mix. Line ends inside
+// the text, which can come from a printer, become spaces: they would begin a new line. False if
+// nobody reads it, because the scheduler has ended; that is not an error.
 bool write_line(std::string_view prefix, std::string_view text);
 
 inline void debug(std::string_view text) { write_line("DEBUG: ", text); }
@@ -16,19 +16,19 @@ inline void info(std::string_view text) { write_line("INFO: ", text); }
 inline void warn(std::string_view text) { write_line("WARNING: ", text); }
 inline void error(std::string_view text) { write_line("ERROR: ", text); }
 
-// The printer-state-reason shown for the queue: at most one at a time.
+// The printer-state-reason of the queue: at most one at a time.
 class StateReason {
  public:
-  // Takes back what an earlier process that was killed may have left.
+  // Removes the reason that an earlier process may have left when it was killed.
   StateReason();
   ~StateReason();
   StateReason(const StateReason&) = delete;
   StateReason& operator=(const StateReason&) = delete;
 
-  // Shows the keyword and the sentence; nothing is written when both are shown already.
+  // Shows the keyword and the sentence; writes nothing if both are shown already.
   void show(std::string_view keyword, std::string_view sentence);
 
-  // Takes back what is shown.
+  // Removes the reason.
   void clear();
 
  private:

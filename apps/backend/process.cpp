@@ -86,8 +86,8 @@ bool become(const Account& account) {
          setresuid(user, user, user) == 0 && (user == 0 || setuid(0) != 0);
 }
 
-// A fork of its own, because spawn() starts another program that ends together with this process;
-// the worker continues this program, with what it has already read, and outlives this process.
+// Not spawn(), which starts another program that ends with this process: the worker continues this
+// program, with the data that it has already read, and outlives this process.
 int run_detached(const Account& account, const std::function<int(int)>& work) {
   Pipe pipe;
   if (!pipe.open()) {
@@ -112,7 +112,7 @@ int run_detached(const Account& account, const std::function<int(int)>& work) {
     pipe.write_end.reset();
     return exit_status_of(worker);
   }
-  // The scheduler can be killed as well. Set after the change of user, which would undo it.
+  // The scheduler can be killed too. Set after the change of user, which would reset it.
   prctl(PR_SET_PDEATHSIG, SIGTERM);
   return supervise(worker, std::move(pipe.write_end));
 }

@@ -1,4 +1,4 @@
-// What only the scheduler knows.
+// Asks the scheduler about a job.
 #pragma once
 
 #include <ctime>

@@ -1,6 +1,6 @@
-// A parsed sheet as the bytes it was parsed from.
+// Writes a parsed sheet as the bytes that it was parsed from.
 //
-// The parser checks every byte but the pixels, so the sheet can be written again from its blocks
+// The parser checks every byte except the pixels, so the sheet can be written again from its blocks
 // and planes; keeping the bytes as well would double the memory.
 #pragma once
 

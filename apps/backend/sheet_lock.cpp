@@ -21,7 +21,7 @@ SheetLock::SheetLock(const PrinterAddress& printer) {
   const std::string folder = std::string(cache == nullptr ? "/var/cache/cups" : cache) + "/k905/";
   file_.reset(open((folder + lock_file_name(printer)).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
   if (!file_) {
-    is_unknown_ = errno != ENOENT;  // without a file nothing has been printed yet
+    is_unknown_ = errno != ENOENT;  // without the file nothing was printed yet
   } else if (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
     is_held_elsewhere_ = true;
   }

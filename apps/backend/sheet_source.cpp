@@ -1,4 +1,4 @@
-// Reads the stream and feeds the parser.
+// Reads the stream and passes it to the parser.
 
 #include "apps/backend/sheet_source.h"
 
@@ -14,8 +14,8 @@
 
 namespace k905::backend {
 
-// A pipe of this size lets the filter go on while a sheet is being sent, and costs fewer changes
-// between the processes. A descriptor that is no pipe stays as it is.
+// A pipe of this size lets the filter continue while a sheet is being sent, and needs fewer context
+// switches. A descriptor that is not a pipe is unchanged.
 constexpr int kPipeBytes = 1 << 20;
 
 SheetSource::SheetSource(int descriptor, int copies)
@@ -44,7 +44,7 @@ SheetSource::Next SheetSource::next(Sheet& sheet, StopRequest& stop) {
   return Next::kSheet;
 }
 
-// kSheet when there is more to look at.
+// kSheet if there is more to check.
 SheetSource::Next SheetSource::read_more(StopRequest& stop) {
   std::array<std::uint8_t, 1 << 18> piece;
   if (!stop.wait_readable(descriptor_)) {

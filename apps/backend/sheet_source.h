@@ -1,4 +1,4 @@
-// The job's stream, cut into sheets that were checked to the byte.
+// Splits the stream of a job into sheets and checks them to the byte.
 #pragma once
 
 #include <cstdint>
@@ -13,19 +13,19 @@ namespace k905::backend {
 
 class SheetSource {
  public:
-  // Reads from the descriptor, which stays the caller's. With more than one copy it must be a file
-  // that can be read again from its start.
+  // Reads from the descriptor, which the caller keeps. With more than one copy it must be a file,
+  // which is read again from its start.
   SheetSource(int descriptor, int copies);
 
   enum class Next {
     kSheet,
     kEnd,      // after the last sheet
-    kInvalid,  // what follows is no valid sheet, or the stream ends inside one: see problem()
+    kInvalid,  // the next bytes are not a valid sheet, or the stream ends inside one: see problem()
     kFailed,   // the stream cannot be read: see problem()
-    kStopped,  // the request came while waiting for data
+    kStopped,  // stop was requested while waiting for data
   };
 
-  // One sheet is kept at a time, and what was read beyond it: less than a read's size.
+  // Keeps one sheet at a time, and less than one read beyond it.
   [[nodiscard]] Next next(Sheet& sheet, StopRequest& stop);
 
   [[nodiscard]] const std::string& problem() const { return problem_; }

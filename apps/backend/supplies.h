@@ -1,17 +1,17 @@
-// What is left in the printer, as the print system shows it.
+// The remaining media, as the print system shows it.
 #pragma once
 
 #include "device/printer_report.h"
 
 namespace k905::backend {
 
-// Below this part of the initial count the media counts as low.
+// Below this part of the initial count the media is low.
 inline constexpr int kLowPercent = 10;
 
 class Supplies {
  public:
-  // Asks the printer for its counts, takes them into `seen`, and reports what has changed. A
-  // printer that does not answer leaves all as it was.
+  // Asks the printer for its counts, stores them in `seen`, and reports changes. Changes nothing if
+  // the printer does not answer.
   void report(Printer& printer, PrinterReport& seen);
 
  private:
