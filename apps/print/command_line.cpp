@@ -16,7 +16,7 @@ struct Row {
   const char* names;
   Value value;
   const char* help;
-  int most = 0;  // of a number; it is at least `least`
+  int most = 0;  // for numbers; the smallest is `least`
   int least = 1;
 };
 
@@ -156,7 +156,7 @@ std::optional<std::string> collect_choices(const PrintOptions& options, Choices&
     }
     named.emplace_back(option.substr(0, equals), option.substr(equals + 1));
   }
-  // The table's name for a neutral value is None.
+  // The table calls a neutral value None.
   const auto unless = [](const std::string& value, const char* neutral) {
     return value == neutral ? "None" : value;
   };

@@ -40,7 +40,7 @@ struct PrintOptions {
   std::string folder;
   int limit = 0;
   bool new_only = false;
-  bool move = false;  // as it is without --leave
+  bool move = false;  // the default without --leave
   bool leave = false;
   bool history = false;
   std::int64_t reprint = 0;
@@ -50,10 +50,11 @@ struct PrintOptions {
 
 void describe(CLI::App& app, PrintOptions& options);
 
-// What is wrong with the options together; nothing when all is well.
+// The error of inconsistent options; nothing if they are consistent.
 [[nodiscard]] std::optional<std::string> check(const PrintOptions& options);
 
-// What the options choose of the print dialog. Returns what is wrong, nothing when all is well.
+// The choices of the print dialog that the options set. Returns the error, nothing if there is
+// none.
 [[nodiscard]] std::optional<std::string> collect_choices(const PrintOptions& options,
                                                          Choices& choices);
 

@@ -1,4 +1,4 @@
-// Where pages go: through the filter to a file or device, or to a queue.
+// The destination of pages: through the filter to a file or device, or to a queue.
 #pragma once
 
 #include <memory>
@@ -10,8 +10,8 @@
 #include "apps/layout/sheet_place.h"
 #include "apps/print/ledger.h"
 
-// One job at a time: begin, pages, end. After a false, with the reason in `error`, the job is over
-// and was not taken; so it is after abandon().
+// One job at a time: begin, pages, end. After a false, with the reason in `error`, or after
+// abandon(), the job is over and was not accepted.
 class Destination {
  public:
   Destination() = default;
@@ -19,33 +19,33 @@ class Destination {
   Destination(const Destination&) = delete;
   Destination& operator=(const Destination&) = delete;
 
-  // All options with the choices that count here: what the user chose over what there is.
+  // All options with their effective choices: those of the user override the defaults.
   [[nodiscard]] virtual const Choices& choices() const = 0;
 
-  // Queue or device, as the ledger names it.
+  // Queue or device, by its name in the ledger.
   [[nodiscard]] virtual SheetTarget target() const = 0;
 
-  // Why nothing can be printed now, where the destination can be asked; "" otherwise.
+  // Why nothing can be printed now, if the destination can be asked; otherwise empty.
   [[nodiscard]] virtual std::string obstacle() { return ""; }
 
   struct JobName {
     std::string title;
-    // Not empty: a queue holds the job, marked with this, until end(), so that a caller which notes
-    // each step knows after a crash what became of it (queue_jobs.h).
+    // If not empty, a queue holds the job, marked with this text, until end(), so that a caller
+    // that records each step knows after a crash how far the job is (queue_jobs.h).
     std::string ticket;
   };
   struct Begun {
-    int number = 0;                  // of the job, where the destination numbers its jobs
-    std::optional<FilePlace> place;  // in a plain file that is appended to
+    int number = 0;                  // of the job, if the destination numbers its jobs
+    std::optional<FilePlace> place;  // in a regular file that is appended to
   };
   [[nodiscard]] virtual bool begin(const JobName& name, Begun& begun, std::string& error) = 0;
   [[nodiscard]] virtual bool page(const Picture& page, std::string& error) = 0;
-  // All pages were sent: the destination has them when this returns true. end() does it otherwise.
+  // Returns true if the destination has all pages; otherwise end() completes the job.
   [[nodiscard]] virtual bool complete(std::string& /*error*/) { return true; }
-  // True: the job was taken, all of it. `word` then says in a few words where it is.
+  // True if the complete job was accepted. `word` is then a short text about its place.
   [[nodiscard]] virtual bool end(std::string& word, std::string& error) = 0;
   virtual void abandon() = 0;
 
-  // After a failure: whether a device has got all of the job nevertheless.
+  // After a failure: whether a device has received the complete job nevertheless.
   [[nodiscard]] virtual bool may_have_printed() const { return false; }
 };

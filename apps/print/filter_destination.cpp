@@ -28,10 +28,10 @@ namespace {
 
 constexpr char kProfileOption[] = "ICCProfile";
 
-// Bytes of the stream that are passed on at once.
+// Bytes of the stream that are copied at once.
 constexpr std::size_t kPieceSize = 1 << 18;
 
-// What can go wrong with the filter's stream on its way. Constants, since noting one must not fail.
+// The errors of the filter's stream. Constants, because recording one must not fail.
 constexpr char kWriteError[] = "cannot be written";
 constexpr char kSheetProblem[] = "a sheet was not taken";
 constexpr char kWrongStream[] = "the filter's stream is not what the printer takes";
@@ -48,7 +48,7 @@ class FilterDestination final : public Destination {
 
   [[nodiscard]] SheetTarget target() const override {
     SheetTarget target;
-    // Whoever reads the ledger may be in another folder.
+    // The reader of the ledger may be in another folder.
     target.device = setup_.to.empty() ? "" : std::filesystem::absolute(setup_.to);
     return target;
   }
@@ -99,7 +99,7 @@ class FilterDestination final : public Destination {
 
   void abandon() override {
     if (filter_) {
-      // The sheet in hand is finished, so that the printer never waits for the rest of it.
+      // Finishes the current sheet, so that the printer never waits for the rest of it.
       filter_.send(SIGTERM);
       (void)finish();
     }
@@ -112,7 +112,7 @@ class FilterDestination final : public Destination {
 
  private:
   bool start(std::string& error) {
-    // A PPD file cannot name a profile by its whole path; an argument can.
+    // A PPD file cannot contain the full path of a profile; an argument can.
     Choices choices = setup_.choices;
     choices[kProfileOption] = ppd::no_profile;
     const k905::Descriptor ppd(
@@ -141,7 +141,7 @@ class FilterDestination final : public Destination {
     if (!add_profile(filter.arguments, error)) {
       return false;
     }
-    // A named PPD file also keeps the filter from leaving pictures of every stage.
+    // With a PPD file the filter also saves no debug images.
     filter.environment["PPD"] = "/dev/fd/" + std::to_string(ppd);
     const auto ribbon = setup_.choices.find("K905Ribbon");
     if (ribbon != setup_.choices.end() && ribbon->second != "Auto") {
@@ -151,13 +151,13 @@ class FilterDestination final : public Destination {
     filter.output = stream_.write_end.get();
     filter.error = setup_.show_log ? STDERR_FILENO : -1;
     filter.inherited = ppd;
-    // A terminal sends these to both programs, and this one decides what is still printed.
+    // A terminal sends these signals to both programs; this one decides what is still printed.
     filter.ignored = {SIGINT, SIGHUP};
     filter.blocked = cancel_signals();
     return true;
   }
 
-  // All memory that passing on takes is had before the first page.
+  // All memory for copying is allocated before the first page.
   bool start_reader(std::string& error) {
     try {
       piece_.resize(kPieceSize);
@@ -170,7 +170,7 @@ class FilterDestination final : public Destination {
     return true;
   }
 
-  // The filter would print without the profile that it does not find.
+  // The filter would print without a profile that it does not find.
   bool add_profile(std::vector<std::string>& arguments, std::string& error) const {
     std::string name = setup_.choices.at(kProfileOption);
     if (name == ppd::profile_by_paper) {
@@ -193,7 +193,7 @@ class FilterDestination final : public Destination {
     return true;
   }
 
-  // Ends the input, takes the rest of the stream; the filter's exit status.
+  // Closes the input and reads the rest of the stream; returns the filter's exit status.
   int finish() {
     writer_.reset();
     raster_.write_end.reset();
@@ -204,8 +204,8 @@ class FilterDestination final : public Destination {
     return filter_.wait().code();
   }
 
-  // In its own thread: the filter's stream to its destination, while pages are being made. Nothing
-  // here may throw.
+  // Runs in its own thread: copies the filter's stream to its destination, while pages are being
+  // made. Must not throw.
   void pass_on() noexcept {
     bool passes_on = output_.is_open();
     for (;;) {
@@ -223,8 +223,8 @@ class FilterDestination final : public Destination {
         passes_on = false;
       }
       check(count);
-      // After most troubles the stream is only drained, so that the filter comes to its end. Lack
-      // of memory is no fault of the stream: the sheet in hand still reaches the printer whole.
+      // After most errors the stream is only drained, so that the filter ends. If memory is missing
+      // the current sheet still reaches the printer completely.
       passes_on = passes_on && (trouble_ == nullptr || trouble_ == kNoMemory);
     }
     if (trouble_ == nullptr && !parser_->finish()) {
@@ -246,7 +246,7 @@ class FilterDestination final : public Destination {
   }
 
   void take_sheet(const Sheet& sheet) {
-    // Two pages share a sheet that is taller than the paper's own.
+    // Two pages share a sheet that is taller than that of the paper.
     const bool shared = sheet.height > static_cast<std::uint32_t>(place_.paper->canvas_height) *
                                            (place_.fine ? 2U : 1U);
     pages_made_ += shared ? 2 : 1;
@@ -259,14 +259,14 @@ class FilterDestination final : public Destination {
     }
   }
 
-  // The first one counts. What belongs to it was set before.
+  // Only the first error is kept; its details were set before.
   void note(const char* trouble) {
     if (trouble_ == nullptr) {
       trouble_ = trouble;
     }
   }
 
-  // What is wrong, in words; "" when nothing is.
+  // The error as a text; "" if there is none.
   [[nodiscard]] std::string trouble() const {
     const char* const trouble = trouble_;
     return trouble == nullptr         ? ""

@@ -1,5 +1,5 @@
-// Prints without a print system: pages through the filter, its stream to a file, a device or, as
-// sheets, to whoever wants to see them.
+// Prints without a print system: pages pass through the filter, and its output goes to a file, to a
+// device, or as sheets to a callback.
 #pragma once
 
 #include <functional>
@@ -12,11 +12,11 @@
 struct FilterDestinationSetup {
   Choices choices;
   std::string filter;     // the program
-  std::string to;         // file or device; empty: only the sheets are wanted
+  std::string to;         // file or device; empty: only the callback
   bool append = false;    // to a regular file; the second job always appends
   bool show_log = false;  // the filter's log on standard error
-  // Gets each sheet as it was made, from another thread, all of them before end() returns. What it
-  // returns is why the job failed, or "".
+  // Called with each sheet, from another thread, and for the last time before end() returns.
+  // Returns why the job failed, or "".
   std::function<std::string(const Sheet&)> on_sheet;
 };
 

@@ -25,7 +25,7 @@ namespace {
 constexpr std::string_view kPhotoEndings[] = {".jpg",  ".jpeg", ".png",  ".tif",  ".tiff",
                                               ".webp", ".heic", ".heif", ".avif", ".gif",
                                               ".ppm",  ".pgm",  ".pnm"};
-// Programs that copy or download use these until the file is complete.
+// Programs that copy or download use these names until the file is complete.
 constexpr std::string_view kUnfinishedEndings[] = {".part",       ".partial", ".filepart",
                                                    ".crdownload", ".tmp",     ".download"};
 
@@ -33,13 +33,13 @@ constexpr std::uint32_t kEvents = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_MO
                                   IN_MOVED_FROM | IN_DELETE | IN_ATTRIB | IN_DELETE_SELF |
                                   IN_MOVE_SELF | IN_ONLYDIR;
 
-// File systems that only this machine changes, so that inotify reports everything: ext, XFS, btrfs,
-// tmpfs, overlay, F2FS, FAT, exFAT, NTFS, ZFS.
+// Local file systems, on which inotify reports every change: ext, XFS, btrfs, tmpfs, overlay, F2FS,
+// FAT, exFAT, NTFS, ZFS.
 constexpr std::uint32_t kLocalFileSystems[] = {0xEF53,     0x58465342, 0x9123683E, 0x01021994,
                                                0x794C7630, 0xF2F52010, 0x4D44,     0x2011BAB0,
                                                0x7366746E, 0x2FC12FC1};
 
-// In small letters, with its dot; "" when there is none.
+// In lower case, with its dot; "" if there is none.
 std::string ending_of(const std::string& name) {
   const std::size_t dot = name.rfind('.');
   if (name[0] == '.' || dot == std::string::npos) {
@@ -88,11 +88,10 @@ std::optional<struct stat> status_of(const std::string& path) {
   return stat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
 }
 
-// How long ago anything about the file changed; unlike the time of its bytes nobody can set this
-// one.
+// The age of the last status change; unlike the modification time, no program can set it.
 std::chrono::milliseconds age_of(const struct stat& status) {
   const std::chrono::seconds age(std::time(nullptr) - status.st_ctim.tv_sec);
-  // Whole seconds: less one, the time is never overstated.
+  // The time has whole seconds; minus one, so that the age is never too high.
   return std::max(age - std::chrono::seconds(1), std::chrono::seconds(0));
 }
 
@@ -107,7 +106,7 @@ struct FolderWatch::Event {
 FolderWatch::FolderWatch(FolderWatchSetup setup)
     : setup_(std::move(setup)), events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
   setup_.look_through = setup_.look_through || !events_ || !is_local(setup_.folder);
-  (void)follow_folder();  // take() reports what is wrong with it
+  (void)follow_folder();  // take() reports the error
 }
 
 std::optional<FolderEvents> FolderWatch::take() {
@@ -147,7 +146,7 @@ void FolderWatch::wait(std::chrono::milliseconds limit) const {
   (void)poll(&event, 1, static_cast<int>(std::max(limit, std::chrono::milliseconds(0)).count()));
 }
 
-// The path may lead to another folder than before: removed and made again, or mounted over.
+// The path may name another folder than before: removed and created again, or mounted over.
 bool FolderWatch::follow_folder() {
   const auto status = status_of(setup_.folder);
   if (!status || !S_ISDIR(status->st_mode)) {
@@ -160,14 +159,14 @@ bool FolderWatch::follow_folder() {
   device_ = status->st_dev;
   inode_ = status->st_ino;
   was_looked_through_ = false;
-  present_.clear();  // what is not in the new folder was not removed from it
+  present_.clear();  // a file that is not in the new folder was not removed from it
   find_all_ = true;
   if (watch_ >= 0) {
     inotify_rm_watch(events_.get(), watch_);
   }
   watch_ = !events_ ? 0 : inotify_add_watch(events_.get(), setup_.folder.c_str(), kEvents);
   if (watch_ < 0) {
-    // Without events there is still the look from time to time.
+    // Without events the folder is still read at intervals.
     setup_.look_through = true;
     watch_ = 0;
   }
@@ -175,7 +174,7 @@ bool FolderWatch::follow_folder() {
 }
 
 void FolderWatch::read_events(FolderEvents& found) {
-  // A rename is two events, and the second may not have been there at the last call.
+  // A rename is two events, and the second one may arrive after the last call.
   const bool was_moved_away = moved_away_.has_value();
   alignas(inotify_event) std::array<char, 65536> bytes;
   ssize_t got = 0;
@@ -197,7 +196,7 @@ void FolderWatch::read_events(FolderEvents& found) {
 
 void FolderWatch::take_event(const Event& event, FolderEvents& found) {
   if ((event.mask & IN_Q_OVERFLOW) != 0) {
-    // Anything may have happened, the end of a writer included.
+    // Events were lost, possibly including the close of a writer.
     moved_away_.reset();
     pending_.clear();
     find_all_ = true;
@@ -219,7 +218,7 @@ void FolderWatch::take_event(const Event& event, FolderEvents& found) {
     return;
   }
   if (is_arrival) {
-    report_move_away(found);  // under a name that is not a photo's
+    report_move_away(found);  // under a name that is not that of a photo
   }
   if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0) {
     note_other_type(event.name, found);
@@ -243,7 +242,8 @@ void FolderWatch::take_file_event(const Event& event, FolderEvents& found) {
   Pending& file = pending_[event.name];
   file.changed = Clock::now();
   file.arrived = file.arrived || (event.mask & IN_ATTRIB) == 0;
-  // The end of every writer is reported, a crash included, so a file never waits indefinitely.
+  // The system reports the end of every writer, also after a crash, so a file never waits
+  // indefinitely.
   file.being_written = (event.mask & IN_MODIFY) != 0 ||
                        (file.being_written && (event.mask & (IN_CREATE | IN_ATTRIB)) != 0);
 }
@@ -314,7 +314,7 @@ bool FolderWatch::look_through(FolderEvents& found) {
   }
   present_ = std::move(present);
   if (setup_.look_through_every > std::chrono::milliseconds(0)) {
-    // A large folder on a slow share is not looked through all the time.
+    // Limits the time spent on a large folder on a slow share.
     constexpr int pause = 20;
     next_look_ = Clock::now() + std::max<Clock::duration>(setup_.look_through_every,
                                                           pause * (Clock::now() - start));

@@ -1,5 +1,5 @@
-// What happens to the photos of a folder: which were put there and are ready to be read, which were
-// removed or renamed. Each is reported once; the cost does not depend on how many files are there.
+// Reports the photos of a folder: those that were added and can be read, removed or renamed. Each
+// is reported once; the cost does not depend on the number of files.
 #pragma once
 
 #include <chrono>
@@ -15,15 +15,15 @@
 struct FolderEvents {
   struct Gone {
     std::string name;
-    std::string renamed_to;  // another name of a photo in this folder; "" when it left the folder
+    std::string renamed_to;  // the new name of a photo in this folder; "" if it left the folder
   };
   struct Settled {
     std::string name;
-    // It was put there or written to while the folder was watched. Otherwise it was found in the
-    // folder, was renamed there, or only its permissions or times were changed.
+    // It was added or written to while the folder was watched. Otherwise it was in the folder
+    // before, was renamed there, or only its permissions or times changed.
     bool arrived = false;
   };
-  std::vector<Gone> gone;                // in their order, all of them before what settled
+  std::vector<Gone> gone;                // in order, all of them before `settled`
   std::vector<Settled> settled;          // by name
   std::vector<std::string> passed_over;  // files of a type that is not read, the first of each type
 };
@@ -31,26 +31,26 @@ struct FolderEvents {
 struct FolderWatchSetup {
   std::string folder;
   std::chrono::milliseconds settle{1000};
-  // Also look through the folder from time to time. Always done where the system does not report
-  // what other machines do to the folder.
+  // Also read the folder at intervals. Always done if the system does not report changes that other
+  // computers make.
   bool look_through = false;
   std::chrono::milliseconds look_through_every{2000};  // 0: at every call
 };
 
 class FolderWatch {
  public:
-  // A photo has settled when nobody wrote to it for `settle` and no program that was seen to write
-  // to it still has it open.
+  // A photo has settled if nothing was written to it for `settle` and every program that wrote to
+  // it has closed it.
   explicit FolderWatch(FolderWatchSetup setup);
 
-  // What happened since the last call; at first, and after events were lost, all photos of the
-  // folder settle again. Nothing, with errno set, when the folder cannot be read.
+  // The events since the last call. At the first call, and after events were lost, all photos of
+  // the folder settle again. Nothing, with errno set, if the folder cannot be read.
   [[nodiscard]] std::optional<FolderEvents> take();
 
-  // Waits until something may have changed, at most `limit`; a signal ends the wait.
+  // Waits for a possible change, at most `limit`; a signal ends the wait.
   void wait(std::chrono::milliseconds limit) const;
 
-  // For tests: the descriptor that events are read from.
+  // For tests: the descriptor of the events.
   [[nodiscard]] int events() const { return events_.get(); }
 
  private:
@@ -75,15 +75,15 @@ class FolderWatch {
   FolderWatchSetup setup_;
   k905::Descriptor events_;
   int watch_ = -1;
-  // Which folder the path led to.
+  // The folder that the path named.
   std::uint64_t device_ = 0;
   std::uint64_t inode_ = 0;
   bool find_all_ = true;
   std::map<std::string, Pending> pending_;
-  // A name that was moved away; the next event may say where to.
+  // A name that was moved away; the next event may have its new name.
   std::optional<std::pair<std::string, std::uint32_t>> moved_away_;
   std::set<std::string> other_types_;
-  // Where the folder is looked through: the photos that the last look found.
+  // If the folder is read at intervals: the photos that were found last.
   std::map<std::string, FileStamp> present_;
   bool was_looked_through_ = false;
   Clock::time_point next_look_{};

@@ -1,4 +1,4 @@
-// What the ledger says for people: the history, and a sheet ordered once more.
+// Shows the ledger to users: the history, and reprints.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@
 // A line: number, time, outcome, file, and where it was printed.
 [[nodiscard]] std::string history_line(const SheetEntry& sheet);
 
-// Orders another print of that sheet's photo, which waits in the ledger then; the name in the
-// result is where the file is now. Nothing, with the reason in `error`, when the file is not there
-// or has other bytes.
+// Orders another print of that sheet's photo, which then waits in the ledger; the name in the
+// result is the current place of the file. Nothing, with the reason in `error`, if the file is
+// missing or has other bytes.
 [[nodiscard]] std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet,
                                                     std::string& error);

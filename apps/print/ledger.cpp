@@ -26,9 +26,9 @@ constexpr int kLayout = 1;
 
 constexpr char kNotALedger[] = ": not a ledger of k905-print; move it away to start a new one";
 
-// A folder and a name are bytes as the file system has them. `printer_serial` and `printer_counter`
-// are for destinations that ask the printer. Only what is not finished is in `open_sheets`, so that
-// it stays small whatever was printed.
+// Folders and names are stored as the bytes of the file system. `printer_serial` and
+// `printer_counter` are for destinations that ask the printer. `open_sheets` has only unfinished
+// sheets, so that it stays small.
 constexpr char kTables[] = R"(
 CREATE TABLE folder(
   folder TEXT PRIMARY KEY,
@@ -180,7 +180,8 @@ Ledger::~Ledger() = default;
 bool Ledger::open(const std::string& path, std::string& error) {
   try {
     database_ = open_database(path);
-    // The deletion of the rollback journal is what commits: it has to reach the disk as well.
+    // Deleting the rollback journal commits the transaction, so the deletion must reach the disk as
+    // well.
     database_->exec("PRAGMA synchronous = EXTRA");
     Transaction transaction(*database_);
     if (number(*database_, "SELECT count(*) FROM sqlite_schema") == 0) {
@@ -388,7 +389,7 @@ void Ledger::add_earlier(const std::string& folder, const std::vector<Earlier>& 
   for (const Earlier& photo : photos) {
     if (!find_file(folder, photo.name)) {
       set_file(folder, photo.name, photo.file);
-      // When is not known, and it must not count as printed today.
+      // The time is unknown, and the sheet must not count for today.
       add_sheet(folder, photo.name, photo.file.content, 0, photo.outcome, reason);
     }
   }

@@ -1,8 +1,8 @@
-// What was ordered in watched folders and what became of it, sheet by sheet, in a SQLite database:
-// so that each photo is printed once, also after a restart, a crash or a power failure.
+// A SQLite database of the sheets of watched folders and their outcomes, so that each photo is
+// printed once, also after a restart, a crash or a power failure.
 //
-// Every change is on the disk when its function returns. All functions but open() throw LedgerError
-// when the database cannot be read or written; nothing of that change is kept then.
+// Every change is on disk when its function returns. All functions except open() throw LedgerError
+// if the database cannot be read or written; the change is then rolled back.
 #pragma once
 
 #include <SQLiteCpp/Exception.h>
@@ -19,7 +19,7 @@ class Database;
 
 using LedgerError = SQLite::Exception;
 
-// What the file system tells about a file: a change to its bytes changes some of it.
+// The metadata of a file: a change of its bytes changes some of it.
 struct FileStamp {
   std::uint64_t inode = 0;
   std::uint64_t size = 0;
@@ -30,7 +30,7 @@ struct FileStamp {
   bool operator==(const FileStamp&) const = default;
 };
 
-// What tells one photo from another: size in bytes and FNV-1a of them.
+// The identity of a photo: the number of its bytes and their FNV-1a hash.
 struct Content {
   std::uint64_t size = 0;
   std::uint64_t hash = 0;
@@ -48,27 +48,27 @@ enum class Outcome {
   waiting,    // ordered, nothing was sent
   begun,      // about to be sent: a queue may have an empty job with this ticket
   sending,    // a queue has the held job `number`; a file or device may have a part of the sheet
-  complete,   // a queue has all of the held job and is about to be told to print it
-  printed,    // taken by the queue, the device or the file
-  in_doubt,   // the program ended while the device took the sheet
+  complete,   // a queue has the complete held job, which is about to be released
+  printed,    // accepted by the queue, the device or the file
+  in_doubt,   // the program ended while it sent the sheet to the device
   refused,    // the file cannot be read as a photo
   withdrawn,  // the file was removed or changed before the sheet was printed
 };
 [[nodiscard]] const char* text_of(Outcome outcome);
 
-// Where in a plain file a sheet begins.
+// The beginning of a sheet in a regular file.
 struct FilePlace {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::int64_t length = 0;  // of the file, before the sheet
 };
 
-// Where and how sheets are printed.
+// Destination and settings of sheets.
 struct SheetTarget {
   std::string queue;     // name; "" when there is none
   std::string device;    // device or file; "" when there is none
   std::string settings;  // see settings_text() in sheet_printer.h
-  std::string hold;      // until when the queue holds its jobs; "" when it does not
+  std::string hold;      // until when the queue holds its jobs; "" if it does not
 };
 
 struct SheetEntry {
@@ -77,12 +77,12 @@ struct SheetEntry {
   std::string name;  // in the folder
   Content content;
   SheetTarget target;
-  std::string ticket;  // the job's own mark, the same for all sheets of a job
+  std::string ticket;  // the mark of the job, the same for all its sheets
   int number = 0;      // of the job in the queue
   std::optional<FilePlace> place;
   std::int64_t time = 0;  // of the last change of `outcome`, in seconds of the Unix epoch
   Outcome outcome = Outcome::waiting;
-  std::string reason;  // of the outcome, where there is one
+  std::string reason;  // of the outcome, if there is one
 };
 
 class Ledger {
@@ -92,8 +92,8 @@ class Ledger {
   explicit Ledger(Clock clock = nullptr);  // null: the system's
   ~Ledger();
 
-  // Opens the ledger, or creates one. False, with the reason in `error`, when it cannot be written
-  // or is not a ledger.
+  // Opens the ledger, or creates one. False, with the reason in `error`, if it cannot be written or
+  // is not a ledger.
   [[nodiscard]] bool open(const std::string& path, std::string& error);
 
   // Changes whenever another process has changed the ledger.
@@ -106,11 +106,11 @@ class Ledger {
                                                    const std::string& name) const;
   void set_file(const std::string& folder, const std::string& name, const KnownFile& file);
   void rename_file(const std::string& folder, const std::string& from, const std::string& to);
-  // The file was removed: what is put there under its name is a new order. Sheets that still wait
-  // are withdrawn.
+  // The file was removed: another file under its name is a new order. Sheets that still wait are
+  // withdrawn.
   void forget_file(const std::string& folder, const std::string& name);
 
-  // Orders. The file and its sheets are noted together; `file` is null where it is not in the
+  // Orders. The file and its sheets are recorded together; `file` is null if it is not in the
   // folder itself.
   void order(const std::string& folder, const std::string& name, const Content& content,
              const KnownFile* file, int sheets);
@@ -136,17 +136,17 @@ class Ledger {
   [[nodiscard]] std::optional<SheetEntry> find_sheet(std::int64_t id) const;
   [[nodiscard]] std::optional<SheetEntry> newest_sheet(const std::string& folder,
                                                        const std::string& name) const;
-  // The newest sheet of that content that is printed, or may be.
+  // The newest sheet with this content that is printed, or may be.
   [[nodiscard]] std::optional<SheetEntry> last_printed(const std::string& folder,
                                                        const std::string& name,
                                                        const Content& content) const;
   // Of a folder, begun on this day of the local calendar; those that did not come out do not count.
   [[nodiscard]] int sheets_today(const std::string& folder) const;
-  // All of them, the oldest first.
+  // All sheets, the oldest first.
   [[nodiscard]] std::vector<SheetEntry> history() const;
 
-  // Notes photos that were printed, or may have been, before there was this ledger. Those it has
-  // already are left as they are.
+  // Adds photos that were printed, or may have been, before this ledger existed. Existing entries
+  // are not changed.
   struct Earlier {
     std::string name;
     KnownFile file;

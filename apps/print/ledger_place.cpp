@@ -23,13 +23,12 @@ std::string home_folder() {
   if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
     return home;
   }
-  // Asked for before any thread is started.
-  // cppcheck-suppress getpwuidCalled
+  // Called before any thread is started.
   const passwd* user = getpwuid(getuid());
   return user != nullptr ? user->pw_dir : "";
 }
 
-// The user's folder for files of this program.
+// The user's state folder of this program.
 std::string state_folder(std::string& error) {
   const char* state = std::getenv("XDG_STATE_HOME");
   const std::string home = home_folder();
@@ -52,7 +51,7 @@ std::string hash_in_name(const std::string& folder) {
   return text;
 }
 
-// Where earlier versions noted what was printed from that folder.
+// The journal of earlier versions for this folder.
 std::string usual_journal(const std::string& folder) {
   std::string error;
   constexpr std::size_t longest = 200;
@@ -67,7 +66,7 @@ std::string usual_ledger(std::string& error) {
   return place.empty() ? "" : place + "/ledger.sqlite";
 }
 
-// A ledger at the place of an old journal: the journal gives way and is imported.
+// If the ledger has the path of an old journal, the journal is renamed and imported.
 bool open_ledger(Ledger& ledger, const std::string& path, const std::string& folder,
                  std::string& error) {
   const std::string aside = path + ".old";

@@ -1,4 +1,4 @@
-// Where the ledger of a user is, and who may print from a folder.
+// The place of a user's ledger, and the lock of a watched folder.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace k905 {
 
-// The usual ledger of a user: in the user's state folder, which is created when it is not there. ""
-// with the reason in `error` when there is no place for it.
+// The default ledger of a user, in the user's state folder, which is created if it is missing. ""
+// with the reason in `error` if there is no place for it.
 [[nodiscard]] std::string usual_ledger(std::string& error);
 
-// Opens the ledger and takes over what earlier versions noted about the folder. False with the
+// Opens the ledger and imports the journal of earlier versions for the folder. False with the
 // reason in `error`.
 [[nodiscard]] bool open_ledger(Ledger& ledger, const std::string& path, const std::string& folder,
                                std::string& error);

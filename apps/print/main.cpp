@@ -1,4 +1,4 @@
-// k905-print: photos straight to the sheet, through a queue or through the filter without one.
+// k905-print: prints photos, through a queue or through the filter without one.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -35,7 +35,7 @@ constexpr milliseconds kAskQueue{300};
 
 bool is_two_up_paper(const std::string& page_size) { return page_size == "w288h432"; }
 
-// Whoever reads the ledger may be in another folder.
+// The reader of the ledger may be in another folder.
 std::string target_of(const std::string& to) {
   return to.starts_with("k905:") ? to : std::filesystem::absolute(to).string();
 }
@@ -171,7 +171,7 @@ class PrintProgram {
 
   void set_waits(PrinterOutputSetup& printer) {
     const auto limit = options_.timeout ? std::optional(seconds(*options_.timeout)) : std::nullopt;
-    // A watched folder asks the printer before it reads a photo, and waits there.
+    // A watched folder asks the printer before it reads a photo, and waits.
     printer.before_sheet = options_.folder.empty() ? limit : seconds(0);
     printer.after_sheet = limit;
     printer.must_be_connected = !limit;
@@ -179,8 +179,9 @@ class PrintProgram {
     printer.is_stopped = stop_asked;
   }
 
-  // A queue and a printer get a job for each photo: one that goes wrong takes no other along. Into
-  // a file one run of the filter prints all; two photos for one sheet must be in one job anyway.
+  // A queue and a printer get a job for each photo, so that an error in one does not affect the
+  // others. For a file one run of the filter prints all; two photos for one sheet must be in one
+  // job anyway.
   int print_photos() {
     const bool one_job = (!wants_queue() && !printer_) || options_.two_up;
     const std::vector<std::string>& files = options_.photos;
@@ -225,7 +226,7 @@ class PrintProgram {
     }
   }
 
-  // The job's photo is printed, or the reason why that is not known.
+  // Reports the printed photo of the job, or the reason why the outcome is unknown.
   void wait_until_printed(PhotoReport& photo) {
     using State = QueueJobProgress::State;
     const Clock::time_point start = Clock::now();
@@ -268,7 +269,7 @@ class PrintProgram {
     report(photo);
   }
 
-  // The ledger's place; "" with the reason in `error`.
+  // The path of the ledger; "" with the reason in `error`.
   std::string ledger_path(std::string& error) {
     return options_.ledger.empty() ? usual_ledger(error) : options_.ledger;
   }
@@ -307,7 +308,7 @@ class PrintProgram {
     return std::fflush(stdout) == 0 ? 0 : kExitFailed;
   }
 
-  // The sheet as it was printed, but for what the command line says otherwise.
+  // The settings of the sheet, except those that the command line changes.
   bool find_reprint(Choices& choices, std::string& error) {
     Ledger ledger;
     if (!open(ledger, error)) {
@@ -353,7 +354,7 @@ class PrintProgram {
     }
   }
 
-  // The names of files are anybody's; a terminal obeys what they may hold.
+  // File names come from outside, and a terminal interprets control characters in them.
   static std::string plain(const std::string& words) {
     constexpr std::size_t longest = 5000;
     return one_line_of_text(words, longest);
@@ -372,7 +373,7 @@ class PrintProgram {
   std::string to_;
   Reporter reporter_;
   std::optional<SheetEntry> again_;            // the sheet that is printed again
-  std::optional<PrinterOutputSetup> printer_;  // the printer that to_ names
+  std::optional<PrinterOutputSetup> printer_;  // the printer of to_
   std::unique_ptr<Destination> destination_;
   JobSetup setup_;
   bool all_printed_ = true;

@@ -51,9 +51,9 @@ bool parse_line(const std::string& line, Ledger::Earlier& photo) {
     words.push_back(word);
   }
   const bool begun = !words.empty() && words[0] == "begun";
-  // Nobody knows any more whether a job that was begun came out; it is not printed twice.
+  // It is unknown whether a job that was begun came out; it is not printed again.
   photo.outcome = begun ? Outcome::in_doubt : Outcome::printed;
-  // The time says nothing here: the file is compared by its bytes when it is seen again.
+  // The time is not used: the bytes of the file are compared when it is seen again.
   return words.size() == (begun ? 7U : 5U) && (begun || words[0] == "taken") &&
          parse(words[1], photo.file.content.hash, 16) && parse(words[2], photo.file.content.size) &&
          unescape(words[4], photo.name);

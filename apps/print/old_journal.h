@@ -1,4 +1,4 @@
-// The text file in which earlier versions noted what they had printed: taken over into the ledger.
+// Imports the text file in which earlier versions recorded printed photos.
 #pragma once
 
 #include <string>
@@ -7,8 +7,7 @@
 
 [[nodiscard]] bool is_old_journal(const std::string& path);
 
-// Takes the journal of `folder` over and renames it to PATH.imported. True when there is none.
-// False, with the reason in `error`, when it cannot be read: what it says was printed would be
-// printed again.
+// Imports the journal of `folder` and renames it to PATH.imported. True if there is none. False,
+// with the reason in `error`, if it cannot be read: its photos would be printed again.
 [[nodiscard]] bool import_old_journal(const std::string& path, const std::string& folder,
                                       Ledger& ledger, std::string& error);

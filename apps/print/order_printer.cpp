@@ -36,7 +36,7 @@ bool OrderPrinter::add(PhotoOrder order, std::string& error) {
       return false;
     }
   }
-  // Photos that share a sheet wait for each other; other jobs are of one photo.
+  // Photos that share a sheet wait for each other; all other jobs have one photo.
   return setup_.pages_per_sheet > 1 || finish(error);
 }
 
@@ -61,7 +61,7 @@ bool OrderPrinter::finish(std::string& error) {
   return true;
 }
 
-// Takes the sheets away that are too many for today. False when none is left.
+// Removes the sheets that exceed the limit of today. False if none is left.
 bool OrderPrinter::keep_limit(std::string& error) {
   if (limit_ == 0) {
     return true;

@@ -1,6 +1,6 @@
-// Prints ordered photos as jobs of the right size: both photos of a shared sheet together, all
-// copies of a photo in one job of a queue, one sheet at a time where nobody can ask what became of
-// it.
+// Prints ordered photos as jobs of the right size: both photos of a shared sheet together; all
+// copies of a photo in one job of a queue; single sheets if the destination cannot report the
+// outcome.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace k905 {
 
-// A photo with the sheets of the ledger that are to be printed of it.
+// A photo and its sheets in the ledger that are to be printed.
 struct PhotoOrder {
   std::string name;
   std::vector<std::int64_t> sheets;
@@ -21,16 +21,16 @@ struct PhotoOrder {
 
 class OrderPrinter {
  public:
-  // `limit`: sheets in a day, 0 for any number. `on_printed` is called for each photo of a job that
-  // was taken, with where it is now.
+  // `limit`: sheets in a day, 0 for any number. `on_printed` is called for each photo of an
+  // accepted job, with its place.
   OrderPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, int limit,
                SheetPrinter& printer,
                std::function<void(const std::string& name, const std::string& place)> on_printed);
 
-  // Prints the jobs that are complete. False when nothing more can be printed now, with the reason
-  // in `error` unless the program was asked to end. What was not printed waits in the ledger.
+  // Prints the jobs that are complete. False if nothing more can be printed now, with the reason in
+  // `error` unless the program was asked to stop. Photos that were not printed wait in the ledger.
   [[nodiscard]] bool add(PhotoOrder order, std::string& error);
-  // Prints what still waits for another photo to share a sheet with.
+  // Prints photos that still wait for another one to share a sheet.
   [[nodiscard]] bool finish(std::string& error);
 
  private:

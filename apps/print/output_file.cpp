@@ -33,7 +33,7 @@ bool is_under_dev(const std::string& folder) {
   return folder == "/dev" || folder.starts_with("/dev/");
 }
 
-// /dev/null and its like take bytes from anybody.
+// /dev/null and similar devices can be opened by several programs.
 bool can_be_shared(const struct stat& status) {
   constexpr unsigned kMemoryDevices = 1;
   return S_ISCHR(status.st_mode) && major(status.st_rdev) == kMemoryDevices;
@@ -90,12 +90,12 @@ bool OutputFile::open_existing(int how) {
   if (error || !open_beside(target.string(), status.st_mode & 07777)) {
     return false;
   }
-  // Only root can; anybody else owns what he makes.
+  // Only root can change the owner; files of other users are their own.
   (void)!fchown(descriptor_.get(), status.st_uid, status.st_gid);
   return true;
 }
 
-// False with errno set. A link that leads nowhere is taken for one to a device that is not there.
+// False with errno set. A dangling link counts as one to a device that is not connected.
 bool OutputFile::open_new(bool append) {
   std::error_code ignored;
   const std::string folder = folder_of(path_);
@@ -125,8 +125,8 @@ bool OutputFile::open_beside(const std::string& target, mode_t mode) {
   return fchmod(descriptor_.get(), mode) == 0;
 }
 
-// Waits a moment: the other program may be at its end. False with errno set; what cannot be locked
-// at all is used without.
+// Waits a moment, because the other program may be about to end. False with errno set; files that
+// cannot be locked are used without a lock.
 bool OutputFile::lock() {
   struct stat status = {};
   if (fstat(descriptor_.get(), &status) == 0 && can_be_shared(status)) {
@@ -143,7 +143,7 @@ bool OutputFile::lock() {
   return false;
 }
 
-// Now that nobody else changes it. False with errno set when the other program took it away.
+// To be called with the lock. False with errno set if another program removed the file.
 bool OutputFile::look_at_locked_file() {
   struct stat mine = {};
   struct stat named = {};
@@ -177,7 +177,7 @@ bool OutputFile::keep() {
     return false;
   }
   const bool closed = ::close(descriptor_.release()) == 0;
-  // Where a folder cannot be synced, the name lives as long as the system does.
+  // If a folder cannot be synced, the name may be lost in a crash of the system.
   const bool named = (beside_.empty() && !made_) || sync_folder(path_);
   return closed && named;
 }

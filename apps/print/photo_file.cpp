@@ -22,7 +22,7 @@ FileStamp stamp_of(const struct stat& status) {
 }
 
 PhotoRead PhotoFile::read(const std::string& path, std::string& error) {
-  // A named pipe in the folder must not keep the program waiting.
+  // A FIFO in the folder must not block the program.
   const k905::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status {};
   if (!file || fstat(file.get(), &status) != 0) {
@@ -67,7 +67,7 @@ bool PhotoFile::copy_bytes(int file) {
     const std::string_view piece(bytes.data(), static_cast<std::size_t>(got));
     content_.size += piece.size();
     content_.hash = fnv1a(piece, content_.hash);
-    // A file that grows for as long as it is read is one that is being written to.
+    // A file that grows while it is read is being written to.
     if (content_.size > stamp_.size) {
       return true;
     }

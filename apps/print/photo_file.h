@@ -1,5 +1,5 @@
-// The bytes of a photo, read once: what is hashed is what is printed, whatever happens to the file
-// meanwhile.
+// Reads the bytes of a photo once, so that the bytes that are hashed are those that are printed,
+// even if the file changes.
 #pragma once
 
 #include <sys/stat.h>
@@ -13,7 +13,7 @@
 
 enum class PhotoRead {
   complete,
-  missing,    // no such file, or not a plain one
+  missing,    // no such file, or not a regular one
   changing,   // it was written to while it was read
   too_large,  // above kLargestPhotoFile
   failed      // the system cannot read it now
@@ -23,13 +23,13 @@ inline constexpr std::uint64_t kLargestPhotoFile = std::uint64_t{512} << 20;
 
 class PhotoFile {
  public:
-  // `error` is filled unless the result is complete or missing. After too_large `content` has the
-  // size only.
+  // `error` is set unless the result is complete or missing. After too_large `content` has only the
+  // size.
   [[nodiscard]] PhotoRead read(const std::string& path, std::string& error);
 
   [[nodiscard]] const FileStamp& stamp() const { return stamp_; }
   [[nodiscard]] const Content& content() const { return content_; }
-  // A file with the bytes that were read; it is there as long as this object is.
+  // A file with these bytes; it exists as long as this object.
   [[nodiscard]] std::string copy() const { return "/dev/fd/" + std::to_string(copy_.get()); }
 
  private:

@@ -76,8 +76,8 @@ struct FilledCell {
   std::size_t source = 0;
 };
 
-// Each photo is in its cell; the cells of those that cannot be read, and those that are left over,
-// repeat the others in their order. Empty when none can be read.
+// Each photo is in its cell; empty cells, and those of photos that cannot be read, repeat the
+// others in order. Null if none can be read.
 std::vector<FilledCell> read_cells(const JobSetup& setup, const SheetPlace& place,
                                    std::span<Source> sources, const ErrorReport& report_error) {
   std::vector<FilledCell> cells;
@@ -127,7 +127,7 @@ void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Sour
   }
 }
 
-// The page of a sheet. Null when nothing can be read; the sources say why.
+// Null if nothing can be read; the sources have the reasons.
 std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sources,
                                   const ErrorReport& report_error) {
   const SheetPlace place = sheet_place(setup.destination->choices());
@@ -164,7 +164,7 @@ std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sourc
 std::string job_title(const std::vector<std::string>& files) {
   const std::string& first = files.front();
   const std::string file = first == "-" ? "photo" : first.substr(first.rfind('/') + 1);
-  // The print system refuses what is no text.
+  // The print system refuses titles that are not text.
   constexpr std::size_t longest = 120;
   const std::string name = one_line_of_text(file, longest);
   return files.size() == 1 ? name : name + " and " + std::to_string(files.size() - 1) + " more";
@@ -248,7 +248,7 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
 }
 
 void stop_on_signals() {
-  // A service manager may signal both the process and its group, so a repeated SIGTERM is no
+  // A service manager may signal both the process and its group, so a repeated SIGTERM is not a
   // request to stop at once.
   handle_cancel_signals(note_stop, SA_RESTART);
   struct sigaction interrupt = {};

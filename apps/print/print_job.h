@@ -1,4 +1,4 @@
-// Pictures printed as one job: read, prepared, sent page by page.
+// Prints photos as one job: read, prepared, sent page by page.
 #pragma once
 
 #include <functional>
@@ -21,34 +21,33 @@ struct JobSetup {
   std::string caption;           // of each photo; may have fields: {date}, {file}
   std::string frame_file;        // what `frame` was read from
   std::optional<Overlay> frame;  // is laid over each sheet
-  bool test_page = false;        // the ruler page in place of a photo, whatever the file's name
+  bool test_page = false;        // the test page instead of a photo, whatever the file name
 };
 
-// What is said to the user on the way: a picture by name, and what is wrong with it.
+// Messages to the user: the name of a photo, and its error.
 using ErrorReport = std::function<void(const std::string& words)>;
 
-// How many photos a sheet holds.
+// The number of photos on a sheet.
 [[nodiscard]] std::size_t photos_per_page(const JobSetup& setup);
 
-// A photo as the page of a job, in all of the cells of the layout. `path` is read; messages
-// call it `name`. Null with the reason in `error` when it cannot be read.
+// A photo as the page of a job; with a layout it is in all cells. `path` is read; messages call it
+// `name`. Null with the reason in `error` if it cannot be read.
 [[nodiscard]] std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
                                                const std::string& name,
                                                const ErrorReport& report_error, std::string& error);
 
-// What a job of these files is called.
+// The title of a job of these files.
 [[nodiscard]] std::string job_title(const std::vector<std::string>& files);
 
-// Prints the files as one job; a photo that cannot be read is reported and left out. Returns what
-// became of each: nothing is reported to `report_error` that is not in a reason too. `progress` is
-// shown each photo, counted on from `done`.
+// Prints the files as one job; a photo that cannot be read is reported and skipped. Returns the
+// outcome of each photo, including everything that was passed to `report_error`. `progress` counts
+// the photos, starting at `done`.
 [[nodiscard]] std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
                                                        const std::vector<std::string>& files,
                                                        Progress& progress, int done,
                                                        const ErrorReport& report_error);
 
-// SIGTERM, SIGINT and SIGHUP: the picture in hand is printed, no further one is begun. A second
-// SIGINT, from somebody who cannot wait, ends the program at once. SIGINT and SIGHUP that were
-// ignored at the start stay ignored.
+// SIGTERM, SIGINT and SIGHUP end the program after the current photo. A second SIGINT ends the
+// program at once. SIGINT and SIGHUP that were ignored at the start stay ignored.
 void stop_on_signals();
 [[nodiscard]] bool stop_asked();

@@ -67,7 +67,7 @@ class PrinterDestination final : public Destination {
   }
 
  private:
-  // Always false. What came out need not be printed again.
+  // Always returns false. Adds the number of sheets that came out and need not be printed again.
   bool explain(std::string& error) {
     printer_.close();
     if (printer_.printed() > 0) {
@@ -78,7 +78,7 @@ class PrinterDestination final : public Destination {
 
   std::string name_;
   std::string target_;
-  std::string media_;  // that a sheet of one page needs
+  std::string media_;  // for a sheet of one page
   PrinterOutput printer_;
   std::unique_ptr<Destination> filter_;
 };

@@ -1,5 +1,5 @@
-// Prints on a printer without a print system: pages through the filter, its sheets to the printer,
-// which is asked before and after each.
+// Prints on a printer without a print system: pages pass through the filter, and its sheets go to
+// the printer, which is asked before and after each.
 #pragma once
 
 #include <memory>
@@ -9,7 +9,7 @@
 
 namespace k905 {
 
-// `target`: the printer as the ledger and the command line name it.
+// `target`: the name of the printer in the ledger and on the command line.
 [[nodiscard]] std::unique_ptr<Destination> make_printer_destination(FilterDestinationSetup filter,
                                                                     PrinterOutputSetup printer,
                                                                     std::string target);

@@ -21,8 +21,8 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Kind = Obstacle::Kind;
 
-constexpr milliseconds kStopPause{100};  // between two looks at is_stopped
-// For the sheet in hand, after the end was asked for.
+constexpr milliseconds kStopPause{100};  // between two checks of is_stopped
+// For the current sheet, after a stop request.
 constexpr seconds kAfterStop{30};
 
 bool is_standard_stream(const struct stat& status) {
@@ -35,7 +35,7 @@ bool is_standard_stream(const struct stat& status) {
 }
 
 bool is_device_file(const std::string& path) {
-  constexpr unsigned kMemoryDevices = 1;  // /dev/null and its like
+  constexpr unsigned kMemoryDevices = 1;  // /dev/null and similar
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
     return path.starts_with("/dev/");
@@ -181,7 +181,7 @@ bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
       case Outcome::kNotPrinted:
         setup_.say(setup_.name + ": the printer did not print the sheet; it is sent again");
         continue;
-      case Outcome::kOpen:  // not waited for any longer
+      case Outcome::kOpen:  // waiting was stopped
       case Outcome::kUnknown:
         is_in_doubt_ = true;
         error = setup_.name + ": it is not known whether the sheet came out" +

@@ -1,5 +1,5 @@
-// Sheets to a printer that is asked: none is sent before the printer can take it, and none counts
-// as printed before the printer's life counter shows that it came out.
+// Sends sheets to a printer and asks it: none is sent before the printer can take it, and none
+// counts as printed before the life counter shows that it came out.
 #pragma once
 
 #include <chrono>
@@ -15,20 +15,19 @@ namespace k905 {
 struct PrinterOutputSetup {
   PrinterSession::Setup printer;
   std::string name;  // in messages
-  // How long the printer is waited for before a sheet, and after it was sent; nothing: as long as
-  // it takes.
+  // The longest wait before a sheet, and after it was sent; nothing: no limit.
   std::optional<std::chrono::seconds> before_sheet;
   std::optional<std::chrono::seconds> after_sheet;
-  // At the first sheet a printer that is not connected is an error.
+  // A printer that is not connected is an error at the first sheet.
   bool must_be_connected = true;
-  std::function<void(const std::string&)> say;  // why the printer is waited for
-  std::function<bool()> is_stopped;             // asks for the end of all waits
+  std::function<void(const std::string&)> say;  // reason for waiting
+  std::function<bool()> is_stopped;             // true ends all waits
 };
 
-// What the loaded printer names as the device of `to`: a device file, or a device URI as the
-// backend takes it (k905://usb/SERIAL, k905://HOST:PORT, k905:/dev/usb/lp0, with ?settle=SECONDS
-// and ?check-media=no). Nothing for a file, a pipe, the standard streams and what takes bytes from
-// anybody, such as /dev/null. False with `error` when it is a URI of another form.
+// Parses `to` as the address of a printer: a device file, or a device URI as for the backend
+// (k905://usb/SERIAL, k905://HOST:PORT, k905:/dev/usb/lp0, with ?settle=SECONDS and
+// ?check-media=no). Nothing for a file, a pipe, the standard streams and devices such as /dev/null.
+// False with `error` for a URI of another form.
 [[nodiscard]] bool printer_named(const std::string& to, std::optional<PrinterOutputSetup>& setup,
                                  std::string& error);
 
@@ -36,15 +35,15 @@ class PrinterOutput {
  public:
   explicit PrinterOutput(PrinterOutputSetup setup);
 
-  // Why no sheet for this media can be sent now; "" when one can. Does not wait, and leaves the
+  // The obstacle to a sheet for this media; "" if there is none. Does not wait, and leaves the
   // printer closed.
   [[nodiscard]] std::string obstacle_now(const std::string& media);
 
   // Opens the printer and waits until it can take a sheet. False with the reason in `error`.
   [[nodiscard]] bool begin(const std::string& media, std::string& error);
 
-  // Prints one sheet. False with the reason in `error` when it was not printed, or may not have
-  // been: is_in_doubt().
+  // Prints one sheet. False with the reason in `error` if it was not printed, or may not have been:
+  // is_in_doubt().
   [[nodiscard]] bool print(const Sheet& sheet, std::string& error);
 
   void close() { session_.printer().close(); }
@@ -69,7 +68,7 @@ class PrinterOutput {
   PrinterSession session_;
   Clock::time_point start_;                   // of the wait before or after a sheet
   std::optional<Clock::time_point> stopped_;  // first seen inside a sheet
-  std::string problem_;                       // that was waited for last
+  std::string problem_;                       // the last reason for waiting
   std::string shown_;                         // reason
   bool was_connected_ = false;                // since begin()
   int printed_ = 0;

@@ -32,7 +32,7 @@ Dest find_queue(const std::string& queue) {
                                instance.empty() ? nullptr : instance.c_str()));
 }
 
-// The queue's defaults, the user's own (lpoptions) over them, `choices` over all.
+// The queue's defaults, overridden by the user's own (lpoptions), overridden by `choices`.
 bool mark_all(ppd_file_t* ppd, const cups_dest_t& dest, const Choices& choices,
               std::string& error) {
   ppdMarkDefaults(ppd);
@@ -63,7 +63,7 @@ Choices marked_choices(ppd_file_t* ppd) {
   return choices;
 }
 
-// What the job must say for itself. The paper always: the page was drawn for it.
+// The options of the job that must be explicit: always the paper, because the page was made for it.
 Choices job_choices(ppd_file_t* ppd, const Choices& choices) {
   Choices said;
   for (const auto& [keyword, choice] : choices) {
@@ -76,7 +76,7 @@ Choices job_choices(ppd_file_t* ppd, const Choices& choices) {
 
 class QueueDestination final : public Destination {
  public:
-  // `hold`: until when the queue holds its jobs; "" when it does not.
+  // `hold`: until when the queue holds its jobs; "" if it does not.
   QueueDestination(std::string queue, std::string hold, Choices choices, const Choices& said)
       : queue_(std::move(queue)),
         hold_(std::move(hold)),
@@ -98,8 +98,8 @@ class QueueDestination final : public Destination {
   }
 
   [[nodiscard]] bool begin(const JobName& name, Begun& begun, std::string& error) override {
-    // A connection for every job: a job that is given up is cut off with it, where the end of the
-    // request would make the print system take what has come for the whole.
+    // A connection for every job: closing it aborts an unfinished job. If the request were ended
+    // instead, the print system would treat the data so far as the complete job.
     http_ = k905::connect_to_scheduler(kConnectMs);
     if (!http_) {
       error = "the print system does not answer";
@@ -200,7 +200,7 @@ class QueueDestination final : public Destination {
   std::optional<RasterWriter> writer_;
 };
 
-// What the queue, or the user for this queue, chose for jobs that say nothing about it.
+// The choices of the queue, or of the user for this queue, for jobs without explicit options.
 std::string usual_hold(const cups_dest_t& dest) {
   const char* hold = cupsGetOption(kHoldOption, dest.num_options, dest.options);
   return hold == nullptr || std::strcmp(hold, "no-hold") == 0 ? "" : hold;

@@ -1,5 +1,5 @@
-// Prints through CUPS: pages as a raster job that needs no filter but the queue's own, so that the
-// sheet is the same as without a print system.
+// Prints through CUPS: the pages are a raster job that passes only through the filter of the queue,
+// so that the sheet is the same as without a print system.
 #pragma once
 
 #include <memory>
@@ -7,9 +7,9 @@
 
 #include "apps/print/destination.h"
 
-// `queue` as lp takes it, "" for the user's default. `choices` go over the queue's defaults. Null,
-// with the reason in `error`, when there is no such queue, it is not one of this printer, or it
-// does not offer a choice.
+// `queue` as for lp, "" for the user's default. `choices` override the queue's defaults. Null, with
+// the reason in `error`, if the queue does not exist, is not one of this printer, or does not offer
+// a choice.
 [[nodiscard]] std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
                                                                   const Choices& choices,
                                                                   std::string& error);

@@ -22,8 +22,8 @@ ipp_t* job_request(ipp_op_t operation, int number) {
   return request;
 }
 
-// With what the print system answers, refusals included, in cupsLastError(). Takes the request
-// over.
+// Returns the answer of the print system, with errors in cupsLastError(). Takes ownership of the
+// request.
 Ipp answer_to(ipp_t* request) { return Ipp(cupsDoRequest(CUPS_HTTP_DEFAULT, request, "/jobs/")); }
 
 bool is_granted() { return cupsLastError() < IPP_STATUS_REDIRECTION_OTHER_SITE; }
@@ -54,7 +54,7 @@ QueueJobState state_in(ipp_t* job) {
   }
 }
 
-// A queue that is stopped shows that for itself only, not for its jobs.
+// A stopped queue reports that for itself only, not for its jobs.
 std::string why_queue_waits(const std::string& uri, const std::string& message) {
   ipp_t* request = ippNewRequest(IPP_OP_GET_PRINTER_ATTRIBUTES);
   add_name(request, IPP_TAG_URI, "printer-uri", uri);
@@ -64,8 +64,8 @@ std::string why_queue_waits(const std::string& uri, const std::string& message) 
   return is_stopped ? "the queue is stopped" + (message.empty() ? "" : ": " + message) : message;
 }
 
-// From an answer about many jobs: each is a group of attributes in any order, and what is between
-// two groups has no name.
+// Reads an answer about many jobs: each is a group of attributes in any order, and the separators
+// between groups have no name.
 std::vector<int> jobs_with_ticket(ipp_t* answer, const std::string& ticket) {
   std::vector<int> numbers;
   int number = 0;
@@ -101,7 +101,7 @@ QueueJobState state_of_queue_job(int number, const std::string& ticket) {
   if (!answer || !is_granted()) {
     return QueueJobState::unknown;
   }
-  // Numbers start again when the spool is lost.
+  // Numbers restart when the spool is lost.
   if (text_in(answer.get(), kTicketOption) != ticket) {
     return QueueJobState::gone;
   }
@@ -149,7 +149,7 @@ bool release_queue_job(int number, const std::string& hold, std::string& error) 
 
 bool cancel_queue_job(int number) {
   const Ipp answer = answer_to(job_request(IPP_OP_CANCEL_JOB, number));
-  // A job that has ended or is not there need not be canceled.
+  // A job that has ended or does not exist need not be canceled.
   return is_granted() || cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND ||
          cupsLastError() == IPP_STATUS_ERROR_NOT_POSSIBLE;
 }

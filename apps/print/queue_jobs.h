@@ -1,44 +1,46 @@
-// Jobs that are held in a queue until all of them is there and the ledger says so: what became of
-// one, and what is done about it.
+// Jobs that a queue holds until they are complete and recorded: finding out how far one is,
+// releasing and canceling it.
 //
 //   created, held      the ledger knows the ticket; then the job's number
-//   all pages sent     the ledger knows that the job is complete
-//   released           the queue prints it; the ledger notes it as printed
 //
-// Only a job that the ledger knows as complete is released, so a job that is not complete there was
-// never printed, and one that is complete is never sent again.
+//   all pages sent     the ledger knows that the job is complete
+//
+//   released           the queue prints it; the ledger records it as printed
+//
+// Only a job that is complete in the ledger is released, so an incomplete one was never printed,
+// and a complete one is never sent again.
 #pragma once
 
 #include <string>
 
 enum class QueueJobState {
   held,      // by us, not released yet
-  released,  // waits for its turn, is printed, or was
+  released,  // waiting, printing or printed
   ended,     // canceled or aborted
-  gone,      // the print system does not know such a job
+  gone,      // the print system has no such job
   unknown    // the print system does not answer
 };
 [[nodiscard]] QueueJobState state_of_queue_job(int number, const std::string& ticket);
 
-// What a job is created with, so that it is held and can be found again.
+// The options by which a job is held and can be found again.
 inline constexpr char kHoldOption[] = "job-hold-until";
 inline constexpr char kHeld[] = "indefinite";
 inline constexpr char kTicketOption[] = "job-message-to-operator";
 
-// How far a job is that is not held by us.
+// The state of a job that we do not hold.
 struct QueueJobProgress {
   enum class State { active, printed, failed, gone, unknown };
   State state = State::unknown;
-  std::string message;  // why it is not printed yet, or was not; "" when there is nothing to say
+  std::string message;  // why it is not printed; "" if there is no reason
 };
 [[nodiscard]] QueueJobProgress progress_of_queue_job(int number);
 
-// Prints a held job, or leaves it held until `hold` where that is what the queue does with its
-// jobs. False with the reason in `error`.
+// Releases a held job, or leaves it held until `hold` if the queue holds its jobs. False with the
+// reason in `error`.
 [[nodiscard]] bool release_queue_job(int number, const std::string& hold, std::string& error);
 
-// True when the job will not be printed any more.
+// True if the job will not be printed any more.
 [[nodiscard]] bool cancel_queue_job(int number);
 
-// Cancels the jobs of that ticket, whatever their number. False when that is not certain.
+// Cancels the jobs with this ticket, whatever their number. False if that is not certain.
 [[nodiscard]] bool cancel_queue_jobs_of(const std::string& ticket);

@@ -16,7 +16,7 @@ Json number_or_null(Number number) {
   return number == 0 ? Json() : Json(number);
 }
 
-// Names of files need not be text.
+// File names need not be valid UTF-8.
 std::string line_of(const Json& object) {
   return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

@@ -1,4 +1,4 @@
-// What became of a photo, for people and for programs.
+// The outcome of a photo, for users and programs.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,11 @@
 
 namespace k905 {
 
-// Outcomes beyond those of the ledger.
-inline constexpr char kSent[] = "sent";        // a queue has all of the job
+// Outcomes in addition to those of the ledger.
+inline constexpr char kSent[] = "sent";        // a queue has the complete job
 inline constexpr char kFailed[] = "failed";    // not printed
 inline constexpr char kShown[] = "shown";      // in a preview
-inline constexpr char kStopped[] = "stopped";  // not printed, because the program was asked to end
+inline constexpr char kStopped[] = "stopped";  // not printed, because the program was asked to stop
 
 struct PhotoReport {
   std::string file;
@@ -27,7 +27,7 @@ struct PhotoReport {
   std::string reason;   // why it was not printed
 };
 
-// Takes what became of photos; and messages to the user.
+// Receives the outcomes of photos and messages to the user.
 struct Reporter {
   std::function<void(const PhotoReport&)> report;
   std::function<void(const std::string& words)> report_error;
@@ -38,7 +38,7 @@ struct Reporter {
 // The sheet as a report about its photo.
 [[nodiscard]] PhotoReport report_of(const SheetEntry& sheet);
 
-// One line for people; "" when there is nothing to say beyond what was reported as an error.
+// One line for users; "" if there is nothing to add to the errors that were reported.
 [[nodiscard]] std::string text_line(const PhotoReport& photo);
 
 // The same for programs: a JSON object, see docs/integration.md.

@@ -30,19 +30,19 @@ std::string new_ticket() {
   return text;
 }
 
-// Cuts the file back to what it was before the sheet. False when this is not the file it was, so
-// that nobody knows what it has of the sheet.
+// Truncates the file to its length before the sheet. False if it is not the same file, so that its
+// content is unknown.
 bool cut_back(const std::string& path, const FilePlace& place) {
   const k905::Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status {};
-  // In the lock of those who write: OutputFile.
+  // Uses the lock of the writers: OutputFile.
   const bool is_same = file && flock(file.get(), LOCK_EX) == 0 && fstat(file.get(), &status) == 0 &&
                        status.st_dev == place.device && status.st_ino == place.inode &&
                        status.st_size >= place.length;
   return is_same && ftruncate(file.get(), place.length) == 0 && fsync(file.get()) == 0;
 }
 
-// What became of the sheets of a job; nothing when that cannot be known now.
+// The outcome of the sheets of a job; nothing if it cannot be known now.
 std::optional<Outcome> outcome_of_held_job(const SheetEntry& sheet) {
   std::string error;
   switch (state_of_queue_job(sheet.number, sheet.ticket)) {
@@ -55,9 +55,9 @@ std::optional<Outcome> outcome_of_held_job(const SheetEntry& sheet) {
       }
       return cancel_queue_job(sheet.number) ? std::optional(Outcome::waiting) : std::nullopt;
     case QueueJobState::released:
-      return Outcome::printed;  // by an operator, when the ledger does not have it as complete
+      return Outcome::printed;  // released by an operator, if it is not complete in the ledger
     default:
-      // A complete job that was released is forgotten when it is printed, where no history is kept.
+      // Without a job history, CUPS deletes a released job when it is printed.
       return sheet.outcome == Outcome::complete ? Outcome::printed : Outcome::waiting;
   }
 }
@@ -185,8 +185,8 @@ bool SheetPrinter::send(const std::string& ticket, const std::vector<Page>& page
   return destination.end(word, error);
 }
 
-// The program goes on, so that it knows more than after a crash: a file was cut back, a device that
-// did not take all of the sheet does not print it. A queue has to be asked.
+// The program continues and therefore knows more than after a crash: a file was truncated, a device
+// that did not accept the complete sheet does not print it. A queue has to be asked.
 void SheetPrinter::note_failure(const std::string& ticket) {
   std::vector<SheetEntry> sheets;
   for (SheetEntry& sheet : ledger_.unfinished(folder_)) {

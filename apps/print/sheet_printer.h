@@ -22,15 +22,15 @@ class SheetPrinter {
     const Picture* page = nullptr;
   };
 
-  // `pages_per_sheet` 2 where two photos share a sheet.
+  // `pages_per_sheet` is 2 if two photos share a sheet.
   SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, int pages_per_sheet,
                const k905::Reporter& reporter);
 
-  // Settles what earlier jobs of the folder left unfinished. False when that cannot be known now:
-  // nothing may be printed until it can.
+  // Finds out what became of the unfinished jobs of the folder. False if that is not possible now:
+  // nothing may be printed until it is.
   [[nodiscard]] bool settle();
 
-  // Prints the pages as one job. True: it was taken, and `word` says where it is. After a false,
+  // Prints the pages as one job. True if it was accepted; `word` is then its place. After a false,
   // with the reason in `error`, the sheets wait again or are in doubt, or settle() has to be
   // called.
   [[nodiscard]] bool print(const std::vector<Page>& pages, std::string& word, std::string& error);
@@ -50,8 +50,8 @@ class SheetPrinter {
   bool is_settled_ = false;
 };
 
-// What a print looks like, as it is kept in the ledger: "KEYWORD=CHOICE" words, then "fit",
-// "no-turn", and in quotes "caption=TEXT", "frame=FILE" and "layout=NAME".
+// The settings of a print as the ledger stores them: "KEYWORD=CHOICE" words, then "fit" and
+// "no-turn".
 [[nodiscard]] std::string settings_text(const JobSetup& setup);
-// Adds what the text says to the choices and to the setup where they say nothing.
+// Adds the settings in the text to `choices`, except those that are set there.
 void add_settings(const std::string& text, Choices& choices, JobSetup& setup);

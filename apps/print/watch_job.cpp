@@ -50,13 +50,13 @@ class FolderPrinter {
       look(watch);
       if (!stop_asked()) {
         watch.wait(kLookAgain);
-        // A file that grows reports every piece; ten looks a second are enough.
+        // A growing file causes many events; ten checks a second are enough.
         usleep(100000);
       }
     }
   }
 
-  // False when a sheet of that photo waits still.
+  // False if a sheet of that photo is still waiting.
   bool print_now(const std::string& name) {
     todo_[name] = {};
     if (printer_.settle()) {
@@ -71,7 +71,7 @@ class FolderPrinter {
   static constexpr char kUnsettled[] =
       "the print system does not answer what became of the last job; nothing is printed before";
 
-  // A file that is to be looked at.
+  // A file that must be checked.
   struct Todo {
     bool arrived = false;
     Clock::time_point when{};
@@ -90,7 +90,7 @@ class FolderPrinter {
     }
   }
 
-  // What is in the folder counts as seen to.
+  // Files in the folder count as known.
   void leave_all() {
     FolderWatch watch({.folder = folder_, .settle = milliseconds(0)});
     const auto found = watch.take();
@@ -104,7 +104,7 @@ class FolderPrinter {
     }
   }
 
-  // Sheets that an earlier run left, or that were ordered by another program.
+  // Sheets of an earlier run, or that another program ordered.
   void note_orders() {
     for (const std::string& name : ledger_.names_waiting(folder_)) {
       todo_.try_emplace(name);
@@ -136,7 +136,8 @@ class FolderPrinter {
     print_due();
   }
 
-  // Asked before a photo is read: what is removed until the printer is ready is not printed.
+  // Checked before a photo is read: a photo that is removed before the printer is ready is not
+  // printed.
   bool is_destination_ready() {
     const std::string obstacle = is_watching_ ? setup_.job.destination->obstacle() : "";
     if (!obstacle.empty()) {
@@ -168,7 +169,7 @@ class FolderPrinter {
     }
   }
 
-  // The files whose time has come, by name.
+  // The files that are due, by name.
   [[nodiscard]] std::vector<std::string> due() const {
     std::vector<std::string> names;
     for (const auto& [name, todo] : todo_) {
@@ -179,7 +180,7 @@ class FolderPrinter {
     return names;
   }
 
-  // Those that cannot be printed now stay in the list.
+  // Files that cannot be printed now stay in the list.
   void print_due() {
     k905::OrderPrinter orders(
         setup_.job, ledger_, folder_, setup_.limit, printer_,
@@ -204,7 +205,7 @@ class FolderPrinter {
     }
   }
 
-  // After a sheet of the photo: when it was the last, the photo is done.
+  // After a sheet of the photo; after the last one, the photo is done.
   void finish(const std::string& name, const std::string& place) {
     last_error_.clear();
     const auto todo = todo_.find(name);
@@ -223,8 +224,8 @@ class FolderPrinter {
     }
   }
 
-  // What is to be printed of the file now, if anything. What is not to be looked at again leaves
-  // the list.
+  // The sheets of the file that are to be printed now, if any. Files that need no further check
+  // leave the list.
   std::optional<k905::PhotoOrder> take_up(const std::string& name) {
     const std::optional<KnownFile> known = ledger_.find_file(folder_, name);
     const std::vector<SheetEntry> waiting = ledger_.waiting(folder_, name);
@@ -249,7 +250,7 @@ class FolderPrinter {
         return later(name, error);
     }
     if (photo.content().size == 0) {
-      todo_.erase(name);  // nothing has come yet
+      todo_.erase(name);  // no bytes yet
       return std::nullopt;
     }
     return order_of(name, photo, known, waiting, is_retry);
@@ -297,7 +298,7 @@ class FolderPrinter {
 
   std::nullopt_t done(const std::string& name, const KnownFile& file) {
     todo_.erase(name);
-    // The program may have ended before it could move the file.
+    // The program may have ended before it moved the file.
     if (moves_ && file.refused) {
       move_away(name, file.stamp, "it cannot be read; see k905-print --history");
     } else if (const auto sheet =
@@ -327,7 +328,7 @@ class FolderPrinter {
     return std::nullopt;
   }
 
-  // What cannot be read now may be readable soon, or after somebody changed its permissions.
+  // A file that cannot be read now may be readable later, or after a change of its permissions.
   std::nullopt_t later(const std::string& name, const std::string& problem) {
     Todo& todo = todo_[name];
     todo.when = Clock::now() + todo.delay;
@@ -338,7 +339,7 @@ class FolderPrinter {
     return std::nullopt;
   }
 
-  // The operator put it there for some reason, so it is not passed over silently.
+  // The operator added the file on purpose, so a message is printed.
   void report_known(const std::string& name, const Content& content) {
     const auto todo = todo_.find(name);
     if (todo == todo_.end() || !todo->second.arrived) {
@@ -380,7 +381,7 @@ class FolderPrinter {
     return stat(path_of(name).c_str(), &status) == 0 && stamp_of(status) == stamp;
   }
 
-  // Not in a folder in it, as files are that were moved.
+  // False for files in a subfolder, such as moved ones.
   static bool is_in_folder(const std::string& name) { return name.find('/') == std::string::npos; }
 
   void report_once(const std::string& words) {
@@ -400,7 +401,7 @@ class FolderPrinter {
   SheetPrinter printer_;
   Progress progress_;
   std::map<std::string, Todo> todo_;
-  std::set<std::string> tried_;  // that were refused in this run
+  std::set<std::string> tried_;  // the files that were refused in this run
   std::string last_error_;
   Clock::time_point try_again_{};
   std::int64_t version_of_others_ = 0;
@@ -408,7 +409,7 @@ class FolderPrinter {
   bool is_watching_ = false;
 };
 
-// The folder by its only name, as the ledger has it; "" with the reason in `error`.
+// The canonical path of the folder, as in the ledger; "" with the reason in `error`.
 std::string canonical_folder(const std::string& folder, std::string& error) {
   std::error_code problem;
   std::string path = std::filesystem::canonical(folder, problem).string();
@@ -419,8 +420,8 @@ std::string canonical_folder(const std::string& folder, std::string& error) {
   return path;
 }
 
-// Opens the ledger, takes the folder's lock and calls `use`, or `if_held` when another process has
-// the lock; the exit status.
+// Opens the ledger, locks the folder and calls `use`, or `if_held` if another process holds the
+// lock; returns the exit status.
 template <typename Use, typename IfHeld>
 int with_folder(const WatchSetup& setup, const k905::Reporter& reporter, const Use& use,
                 const IfHeld& if_held) {
