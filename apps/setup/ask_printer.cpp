@@ -13,7 +13,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A print server answers at once or not at all; one that is just being started is given this time.
+// A print server answers at once or not at all; one that is starting gets this time.
 constexpr std::chrono::milliseconds kConnectLimit{3000};
 constexpr std::chrono::milliseconds kRetryPause{100};
 

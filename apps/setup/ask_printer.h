@@ -1,4 +1,4 @@
-// A question to the printer itself, without disturbing a job.
+// Asks the printer for its status, without disturbing a job.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ enum class Answer {
   answers,      // its status is known
   silent,       // it can be reached, but does not answer
   in_use,       // a sheet is being sent
-  not_asked,    // it can be reached; whether a sheet is being sent is not known to this user
+  not_asked,    // it can be reached; this user cannot see whether a sheet is being sent
   unreachable,  // see `error`
 };
 
@@ -19,11 +19,11 @@ struct PrinterAnswer {
   Answer answer = Answer::unreachable;
   int error = 0;         // errno of opening it
   int status = -1;       // its status code
-  int prints_left = -1;  // -1 when it did not say
+  int prints_left = -1;  // -1 if unknown
 };
 
 // Opens the printer and asks it, unless the backend k905 is sending a sheet; a job that begins
-// meanwhile waits for the end of the questions.
+// meanwhile waits until this is done.
 [[nodiscard]] PrinterAnswer ask_printer(const PrinterAddress& address);
 
 // Opens the printer only. Returns 0 or an errno.

@@ -5,11 +5,11 @@
 #include <cerrno>
 #include <cstring>
 
-#include "device/status_reasons.h"
 #include "apps/setup/ask_printer.h"
 #include "apps/setup/check.h"
 #include "apps/setup/installation.h"
 #include "apps/status/print_system.h"
+#include "device/status_reasons.h"
 #include "protocol/status_texts.h"
 
 namespace k905 {
@@ -87,7 +87,7 @@ void report_status(const PrinterAnswer& printer, Findings& findings) {
   findings.ok("the printer answers: " + text + (printer.prints_left < 0 ? "" : ", " + left));
 }
 
-// A printer that the backend k905 can reach, whatever the queue's own backend is.
+// A printer that the backend k905 can reach, whatever backend the queue uses.
 Answer check_printer(const Device& device, const PrinterAddress& address, Findings& findings) {
   const PrinterAnswer printer = ask_printer(address);
   switch (printer.answer) {
@@ -118,14 +118,14 @@ Answer check_printer(const Device& device, const PrinterAddress& address, Findin
   return printer.answer;
 }
 
-// What the backend last reported about the printer that a job is on.
+// The last report of the backend about the printer of a job.
 bool waits_for_printer(const QueueState& state) {
   return std::ranges::any_of(state.reasons, [](const std::string& reason) {
     return reason.ends_with("-error") || reason == kOffline;
   });
 }
 
-// A device of which only other backends know how to talk to it.
+// A device that only other backends support.
 void check_other(const Device& device, Findings& findings) {
   const PrinterAddress address = parse(device.uri);
   const std::string scheme = scheme_of(device.uri);
@@ -153,7 +153,7 @@ void check_other(const Device& device, Findings& findings) {
   }
 }
 
-// On other backends a stop of the scheduler cuts the sheet that is being sent.
+// With other backends a stop of the scheduler interrupts the sheet that is being sent.
 void check_backend(const Device& device, bool keeps_device, Answer answer, Findings& findings) {
   if (!is_usual_address(device.uri)) {
     return;

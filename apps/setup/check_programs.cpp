@@ -16,8 +16,8 @@ bool exists(const std::string& path) {
   return stat(path.c_str(), &status) == 0;
 }
 
-// CUPS runs nothing that another user than root owns or can write to, nor anything from such a
-// folder: the job then waits indefinitely.
+// CUPS runs no program that another user than root owns or can write to, and none in such a folder:
+// the job then waits indefinitely.
 bool is_safe(const std::string& path, Findings& findings) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
@@ -76,7 +76,7 @@ void check_filter(const std::string& path, const char* files, Findings& findings
   }
 }
 
-// The filters that make raster of photos and documents; `universal` replaces them all.
+// The filters that convert photos and documents to raster; `universal` replaces them all.
 void check_other_filters(const std::string& filters, Findings& findings) {
   const int before = findings.problems();
   if (!exists(filters + "/universal")) {

@@ -59,7 +59,7 @@ void check_job(const std::string& queue, const QueueState& state, const QueueJob
   const std::string name = "job " + id + (job.title.empty() ? "" : " (" + job.title + ")");
   const std::string command = "lp -i " + queue + "-" + id + " -H ";
   if (job.state == IPP_JSTATE_STOPPED) {
-    // Enabling the queue does not start it again.
+    // Enabling the queue does not restart it.
     findings.problem(name + " is stuck: " + refusal(state), command + "restart");
   } else if (job.state == IPP_JSTATE_HELD) {
     findings.note(name + " is held until it is released", command + "resume");
@@ -84,9 +84,9 @@ void check_defaults_of_jobs(const std::string& queue, const QueueState& state, F
   }
 }
 
-// A default that the file does not offer is not marked: the filter reads it as it is, a number as
-// 0, which prints a black or a white sheet. A profile may be any file. An option that is not in the
-// file has no default: some change nothing and are left out of print dialogs.
+// A default that the file does not offer is not marked: the filter reads its text, for example as
+// the number 0, which prints a black or a white sheet. A profile may be any file. Options that are
+// not in the file have no default: some have no effect and are left out of dialogs.
 void check_choice_of(const std::string& queue, ppd_file_t& ppd, const std::string& keyword,
                      const std::string& usual, Findings& findings) {
   const bool is_offered = ppdFindOption(&ppd, keyword.c_str()) != nullptr;
@@ -197,7 +197,7 @@ void check_one_queue(Scheduler& scheduler, const std::string& queue, const Queue
   check_profiles(*ppd, findings);
 }
 
-// What there is to do about a member; nothing else of it is listed.
+// Lists only the problems of a member.
 void check_member(Scheduler& scheduler, const std::string& member, Findings& findings) {
   Findings of_member;
   if (const auto state = scheduler.queue(member)) {

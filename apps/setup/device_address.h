@@ -1,5 +1,5 @@
-// The same printer on the backend k905, which asks it before each sheet and finishes the sheet in
-// hand when the scheduler stops. The backends usb and socket do neither.
+// Converts device addresses to the backend k905, which asks the printer before each sheet and
+// finishes the current sheet when the scheduler stops. The backends usb and socket do neither.
 #pragma once
 
 #include <optional>
@@ -13,11 +13,11 @@ struct ConnectedDevice {
   std::string device_id{};  // IEEE 1284
 };
 
-// A device file, as a user may name it instead of a URI.
+// Whether the text is a device file, which a user may give instead of a URI.
 [[nodiscard]] bool is_device_file(const std::string& device);
 
-// Whether the address is on another backend of CUPS, although the backend k905 may reach the
-// printer too: usb://..., socket://... and file:///dev/usb/...
+// Whether the address uses another backend of CUPS, although the backend k905 may reach the printer
+// too: usb://..., socket://... and file:///dev/usb/...
 [[nodiscard]] bool is_usual_address(const std::string& uri);
 
 // The URI on the backend k905 of the printer at `device`: usb://..., socket://..., file:///dev/...,

@@ -1,4 +1,4 @@
-// What a check found, for people and for programs.
+// The findings of a check, for users and programs.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ enum class Level { ok, note, problem };
 struct Finding {
   Level level;
   std::string text;
-  std::string advice;  // what to do, often a command; "" where nothing needs to be done
+  std::string advice;  // what to do, often a command; "" if nothing needs to be done
 };
 
 class Findings {

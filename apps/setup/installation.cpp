@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Links to this program are followed. Without /proc it is taken for the package's.
+// Resolves links to this program. Without /proc the path of the package is used.
 fs::path prefix() {
   std::error_code error;
   const fs::path self = fs::read_symlink("/proc/self/exe", error);

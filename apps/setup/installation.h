@@ -1,4 +1,4 @@
-// Where this installation and the programs of CUPS are.
+// The folders of this installation and of CUPS.
 #pragma once
 
 #include <optional>
@@ -6,17 +6,17 @@
 
 namespace k905 {
 
-// CUPS' folder of filters and backends: CUPS_SERVERBIN, or the one under the prefix that this
-// program is installed in.
+// The folder of CUPS filters and backends: CUPS_SERVERBIN, or the one in the prefix of this
+// program.
 [[nodiscard]] std::string server_folder();
 
 // CUPS' folder of file types and models: CUPS_DATADIR, or the one under the same prefix.
 [[nodiscard]] std::string data_folder();
 
-// The command that installs a missing program again: the package's when it came with the package.
+// The command that reinstalls a missing program: that of the package if it came with the package.
 [[nodiscard]] std::string reinstall_advice();
 
-// The scheme of a device URI; "" when it is none.
+// The scheme of a device URI; "" for other texts.
 [[nodiscard]] std::string scheme_of(const std::string& device_uri);
 
 // Why CUPS cannot send anything to this device at all (it is no URI, or the backend of its scheme

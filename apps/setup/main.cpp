@@ -173,7 +173,7 @@ int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments
   return status;
 }
 
-// The defaults that the command line names, or what is wrong with them.
+// The defaults from the command line, or the error.
 std::optional<std::string> read_options(const Arguments& arguments, QueueOptions& options) {
   options.model = find_model(arguments.model);
   std::vector<std::string> all{"PageSize=" + arguments.paper, "StpLaminate=" + arguments.finish,

@@ -11,8 +11,8 @@ namespace k905 {
 
 namespace {
 
-// A sheet that comes out of another member must be the same sheet. Tone, edges and profile may
-// differ: they can correct a single printer.
+// Options that must be equal, so that every member makes the same sheet. Tone, borders and profile
+// may differ: they can correct a single printer.
 constexpr std::array<const char*, 5> kSheetOptions{"PageSize", "K905Cut", "StpLaminate",
                                                    "K905Ribbon", "Resolution"};
 
@@ -48,7 +48,7 @@ std::optional<std::string> compare(const Member& first, const Member& other, Fin
   return std::nullopt;
 }
 
-// Whether the class is offered to other computers: when all members are.
+// The class is shared if all members are.
 bool are_shared(Scheduler& scheduler, const std::vector<std::string>& members) {
   return std::ranges::all_of(members, [&](const std::string& member) {
     const auto state = scheduler.queue(member);
@@ -99,7 +99,7 @@ std::optional<std::string> compare_members(Scheduler& scheduler,
     if (!state) {
       return "there is no queue " + name;
     }
-    // CUPS would answer with the PPD file of the class's first member.
+    // CUPS would return the PPD file of the first member of the class.
     if (!state->members.empty()) {
       return name + " is a class; name its members";
     }

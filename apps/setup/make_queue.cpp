@@ -13,8 +13,8 @@ namespace k905 {
 
 namespace {
 
-// CUPS starts a job that is printing again from its first sheet when the queue's PPD file or device
-// changes. To be asked last, so that no job gets far in between.
+// CUPS restarts a job that is printing from its first sheet when the queue's PPD file or device
+// changes. Checked last, so that hardly any job starts in between.
 std::optional<std::string> why_not_now(Scheduler& scheduler, const std::string& queue) {
   const auto state = scheduler.queue(queue);
   if (!state || !state->printing) {
@@ -39,7 +39,7 @@ bool is_among(const Attributes& attributes, const std::string& name) {
                              [&](const auto& attribute) { return attribute.first == name; });
 }
 
-// The file's default choices that this version offers too; the others are noted.
+// The file's default choices that this version offers too; adds notes for the others.
 Choices offered_defaults(ppd_file_t& ppd, Findings& findings) {
   Choices kept;
   for (const auto& [keyword, usual] : default_choices()) {
@@ -71,7 +71,7 @@ void note_change(const std::string& from, const std::string& to, Findings& findi
   }
 }
 
-// The only printer that the backend k905 finds. Returns what is wrong, or nothing.
+// The only printer that the backend k905 finds. Returns the error, or nothing.
 std::optional<std::string> find_printer(Scheduler& scheduler, std::string& device,
                                         Findings& findings) {
   std::vector<ConnectedDevice> found;
@@ -93,7 +93,7 @@ std::optional<std::string> find_printer(Scheduler& scheduler, std::string& devic
          "--list";
 }
 
-// The address that the queue gets. Returns what is wrong, or nothing.
+// The address for the queue. Returns the error, or nothing.
 std::optional<std::string> choose_device(Scheduler& scheduler, const QueuePlan& plan,
                                          const QueueState* existing, std::string& device,
                                          Findings& findings) {
@@ -110,8 +110,8 @@ std::optional<std::string> choose_device(Scheduler& scheduler, const QueuePlan& 
   return why_not_usable(device);
 }
 
-// The other address of a queue's printer, "" to leave the one it has. A print server that passes
-// nothing back, and a USB printer that the kernel's driver does not show, print over the other
+// The new address of a queue's printer, "" to keep the old one. A print server that returns no
+// replies, and a USB printer that the kernel's driver does not show, can be used through other
 // backends only.
 std::string better_device(Scheduler& scheduler, const std::string& device, Findings& findings) {
   const std::vector<ConnectedDevice> connected = usb_devices(scheduler, device);

@@ -1,4 +1,4 @@
-// Making a queue and changing one that exists, without losing a job or printing one twice.
+// Makes and changes queues, without losing a job or printing one twice.
 #pragma once
 
 #include <array>
@@ -14,34 +14,34 @@
 
 namespace k905 {
 
-// Photos fill the paper, and a job waits for a printer that has run out of paper.
+// Photos fill the paper, and a failed job is tried again.
 inline constexpr std::array<std::pair<const char*, const char*>, 2> usual_attributes{
     {{"print-scaling-default", "fill"}, {"printer-error-policy", "retry-current-job"}}};
 
 struct QueuePlan {
   std::string queue;
   std::string device;  // a URI or a device file; "": the queue's own, or the connected printer
-  bool keep_device = false;  // use this address as it is
+  bool keep_device = false;  // keep this address
   bool replace = false;
   Share share{};
   QueueOptions options;
 };
 
-// Makes the queue, or, when it exists and `replace` is set, gives it this device and only these
-// defaults; its jobs stay. A device that the backend k905 can reach is used through it, which is
-// noted. Returns what went wrong, or nothing; then nothing was changed.
+// Makes the queue, or, if it exists and `replace` is set, gives it this device and only these
+// defaults; its jobs stay. A device that the backend k905 can reach is moved to it, with a note.
+// Returns the error, or nothing; after an error nothing was changed.
 [[nodiscard]] std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& plan,
                                                     Findings& findings);
 
-// Gives the queue the PPD file of this version, and a device that the backend k905 can reach
-// through that backend; with `keep_device` the address stays, now and later. Default choices, jobs
-// and state stay, and so does whether it is shared unless `share` says. A default that is no longer
-// offered becomes the usual one. What changes is noted. Returns what went wrong, or nothing.
+// Gives the queue the PPD file of this version, and moves its device to the backend k905 if that
+// can reach it; with `keep_device` the address stays, now and later. Default choices, jobs and
+// state stay. A default that is no longer offered is replaced by the usual one. Changes are noted.
+// Returns the error, or nothing.
 [[nodiscard]] std::optional<std::string> update_queue(Scheduler& scheduler,
                                                       const std::string& queue, bool keep_device,
                                                       Share share, Findings& findings);
 
-// All queues whose PPD file is one of this printer's.
+// All queues of this printer, according to their PPD files.
 [[nodiscard]] std::vector<std::string> queues_of_this_printer(Scheduler& scheduler);
 
 }  // namespace k905

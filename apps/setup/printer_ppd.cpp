@@ -27,12 +27,12 @@ std::string without_defaults(const std::string& text) {
 }  // namespace
 
 std::string installed_ppd(const ppd::Model& model, Choices defaults) {
-  // Chosen, it would leave the option without a default, and a dialog without a choice.
+  // As the default it would leave the option without a default, and a dialog without a choice.
   if (const auto profile = defaults.find("ICCProfile");
       profile != defaults.end() && profile->second == ppd::no_profile) {
     defaults.erase(profile);
   }
-  // Options that change nothing do not return to the dialogs when they are named.
+  // Options without effect do not return to the dialogs when they are set.
   std::erase_if(defaults, [](const auto& choice) {
     return std::ranges::any_of(ppd::groups, [&](const ppd::Group& group) {
       return !group.in_dialogs &&

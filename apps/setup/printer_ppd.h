@@ -1,4 +1,4 @@
-// The PPD file that was installed with this program, and what a queue's file says.
+// The installed PPD files, and the content of a queue's file.
 #pragma once
 
 #include <cups/ppd.h>
@@ -11,17 +11,17 @@
 
 namespace k905 {
 
-// The model's file with these defaults; the usual ones for all other options.
+// The model's file with these defaults and the usual ones for all other options.
 [[nodiscard]] std::string installed_ppd(const ppd::Model& model, Choices defaults);
 
-// The mark in the file of a queue whose device address the user chose: an update leaves it.
+// The mark in the file of a queue whose device address the user chose: an update keeps the address.
 [[nodiscard]] std::string with_kept_device(const std::string& ppd);
 [[nodiscard]] bool has_kept_device(ppd_file_t& ppd);
 
-// Which of this printer's models the file is for; null when for none.
+// The model that the file is for; null for other printers.
 [[nodiscard]] const ppd::Model* model_of(ppd_file_t& ppd);
 
-// Whether both are the same file except for defaults and that mark.
+// Whether the files differ only in defaults and that mark.
 [[nodiscard]] bool differ_in_defaults_only(const std::string& one, const std::string& other);
 
 }  // namespace k905

@@ -25,8 +25,8 @@ struct Attribute {
   Values values = {};  // empty: any text
 };
 
-// What lpadmin takes for a queue apart from the options of its PPD file. The paper is missing on
-// purpose: that is PageSize.
+// The attributes that lpadmin accepts for a queue, in addition to the options of its PPD file. The
+// paper is not among them: that is PageSize.
 constexpr std::array<Attribute, 33> attributes{{
     {"printer-error-policy", policies},
     {"printer-is-shared", booleans},
@@ -90,7 +90,7 @@ std::optional<std::string> add_attribute(QueueOptions& options, const Attribute&
   return std::nullopt;
 }
 
-// Of the profiles a model offers its own and the common ones.
+// A model offers its own profile and the common ones.
 bool offers_choice(const ppd::Model& model, const std::string& keyword, const std::string& choice) {
   if (keyword != "ICCProfile") {
     std::string ignored;

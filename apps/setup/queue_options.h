@@ -1,4 +1,4 @@
-// The defaults of a new queue, as named on the command line and checked against what exists.
+// The defaults of a new queue from the command line, checked for existence.
 #pragma once
 
 #include <optional>
@@ -17,11 +17,11 @@ struct QueueOptions {
   std::vector<std::pair<std::string, std::string>> attributes;  // the queue's attributes in CUPS
 };
 
-// The model with this name in any case; null when there is none.
+// The model with this name, in upper or lower case; null if there is none.
 [[nodiscard]] const ppd::Model* find_model(const std::string& name);
 
-// Adds "OPTION=CHOICE": an option of the PPD file or a known attribute of a CUPS queue. Returns
-// what is wrong and what is known instead, or nothing.
+// Adds "OPTION=CHOICE": an option of the PPD file or a known attribute of a CUPS queue. Returns the
+// error with the known names, or nothing.
 [[nodiscard]] std::optional<std::string> add_option(QueueOptions& options, const std::string& text);
 
 }  // namespace k905

@@ -25,7 +25,7 @@ std::string uri_of(const char* folder, const std::string& name) {
   return uri.data();
 }
 
-// In the folder "printers" CUPS finds classes, too; only making one needs "classes".
+// CUPS finds classes in "printers" too; only making one needs "classes".
 ipp_t* request_for(ipp_op_t operation, const std::string& name, const char* folder = "printers") {
   ipp_t* request = ippNewRequest(operation);
   ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr,
@@ -89,7 +89,7 @@ bool is_refusal(ipp_status_t status) {
          status == IPP_STATUS_ERROR_CUPS_AUTHENTICATION_CANCELED;
 }
 
-// Takes the request. Null when what it is about does not exist.
+// Takes ownership of the request. Null if its object does not exist.
 Ipp ask(http_t* http, ipp_t* request) {
   Ipp answer(cupsDoRequest(http, request, "/"));
   if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) {
@@ -106,7 +106,7 @@ const char* no_password(const char*, http_t*, const char*, const char*, void*) {
 
 void remember_device(const char* device_class, const char* device_id, const char*, const char*,
                      const char* uri, const char*, void* list) {
-  // A backend without a device names its scheme alone.
+  // A backend without a device lists only its scheme.
   if (std::string_view(device_class) == "direct" &&
       std::string_view(uri).find(':') != std::string_view::npos) {
     static_cast<std::vector<ConnectedDevice>*>(list)->push_back(
@@ -142,7 +142,7 @@ void add_changes(ipp_t* request, const QueueRequest& changes) {
   add_attributes(request, changes.attributes);
 }
 
-// Of the last request for a change.
+// The error of the last change.
 std::optional<std::string> why_refused(const std::string& what) {
   if (is_refusal(cupsLastError())) {
     return "k905-setup must be run as root to make or change a queue: use sudo";
@@ -242,7 +242,7 @@ std::optional<std::string> Scheduler::list_devices(const std::string& schemes,
   if (is_refusal(status)) {
     return "no devices visible; run as root to list all devices";
   }
-  // Without a single device CUPS answers "not found".
+  // If there is no device, CUPS answers "not found".
   if (status > IPP_STATUS_OK_EVENTS_COMPLETE && status != IPP_STATUS_ERROR_NOT_FOUND) {
     return std::string("not known: ") + cupsLastErrorString();
   }

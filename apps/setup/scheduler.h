@@ -1,6 +1,5 @@
-// The scheduler as k905-setup sees it: queues, their jobs, the connected devices, and the one
-// request that makes or changes a queue. An answer that cannot be had is thrown as a
-// std::runtime_error: what is not known about a queue must not be taken for "no job".
+// Requests to the scheduler: queues, their jobs, connected devices, and making or changing a queue.
+// A missing answer is thrown as std::runtime_error: unknown must not be read as "no job".
 #pragma once
 
 #include <optional>
@@ -30,20 +29,20 @@ struct QueueState {
 struct QueueJob {
   int id = 0;
   ipp_jstate_t state = IPP_JSTATE_PENDING;
-  std::string title;  // "" when this user may not see it; without control characters
+  std::string title;  // "" if this user may not see it; without control characters
 };
 
-// What a request for a queue sets. Everything that is not named stays as it is.
+// The changes to a queue. Members without a value change nothing.
 struct QueueRequest {
   std::string queue;
-  std::string device_uri{};  // "" leaves it
+  std::string device_uri{};  // "": unchanged
   std::string ppd;           // the text of the file
   std::vector<std::pair<std::string, std::string>> attributes{};
   std::vector<std::string> removed_attributes{};
   bool start = false;  // takes and prints jobs from now on
 };
 
-// What a request for a class sets: the class has exactly these members.
+// The changes to a class: it has exactly these members, and accepts and prints jobs.
 struct ClassRequest {
   std::string name;
   std::vector<std::string> members;
@@ -53,21 +52,21 @@ struct ClassRequest {
 
 class Scheduler {
  public:
-  // Whether a scheduler answers. Nothing else may be called when none does.
+  // Whether a scheduler answers. Otherwise no other function may be called.
   [[nodiscard]] bool connect();
 
   [[nodiscard]] std::vector<std::string> queues();
-  // Nothing when there is no queue and no class of this name.
+  // Nothing if there is no queue and no class with this name.
   [[nodiscard]] std::optional<QueueState> queue(const std::string& name);
-  // Those that have not ended, in the order in which they will print.
+  // The jobs that have not ended, in printing order.
   [[nodiscard]] std::vector<QueueJob> jobs(const std::string& queue);
-  // Adds the devices connected to the scheduler's machine: of some schemes, separated by commas, or
-  // (empty) of all. Returns why they cannot be listed, or nothing.
+  // Adds the devices that are connected to the computer of the scheduler: of some schemes,
+  // separated by commas, or (empty) of all. Returns why they cannot be listed, or nothing.
   [[nodiscard]] std::optional<std::string> list_devices(const std::string& schemes,
                                                         std::vector<ConnectedDevice>& devices);
-  // What went wrong, or nothing. A job that is printing starts again from its first sheet.
+  // Returns the error, or nothing. A job that is printing starts again from its first sheet.
   [[nodiscard]] std::optional<std::string> change(const QueueRequest& request);
-  // What went wrong, or nothing. A job that is printing stays with its member.
+  // Returns the error, or nothing. A job that is printing stays with its member.
   [[nodiscard]] std::optional<std::string> change_class(const ClassRequest& request);
 
   // Whether it offers shared queues to other computers; nothing when this user may not know.
