@@ -9,7 +9,7 @@
 
 namespace {
 
-// A client that never stops must not keep the others, and the end of the program, waiting, and its
+// A client that sends without pause must not block the others or the end of the program, and its
 // questions of one round must not fill the memory with replies.
 constexpr int kMostReadsInARow = 64;
 constexpr std::size_t kMostBytesInARow = std::size_t{1} << 18;

@@ -1,5 +1,5 @@
-// A client of the simulated printer, on whatever line: its bytes that wait, its dialogue and the
-// replies that it has not read.
+// A client of the simulated printer: its unprocessed bytes, its dialogue and the replies that it
+// has not read.
 #pragma once
 
 #include <cstddef>
@@ -20,10 +20,10 @@ class Client {
   // `unread_replies_count` is false.
   [[nodiscard]] bool wants_bytes(bool unread_replies_count = true) const;
 
-  // Reads what there is, within limits, and keeps it. False at the end of the line.
+  // Reads available bytes, within limits. False at the end of the connection.
   [[nodiscard]] bool read_available();
 
-  // Processes the bytes that were read, as far as the printer takes data.
+  // Processes the bytes that were read, as far as the printer accepts data.
   void process();
   [[nodiscard]] bool has_unprocessed_bytes() const { return !waiting_.empty(); }
 
@@ -51,7 +51,7 @@ class Client {
   int descriptor_;
   Dialogue dialogue_;
   Outbox outbox_;
-  std::string waiting_;  // read and not processed
+  std::string waiting_;  // read but not processed
   std::string error_hint_;
   bool first_question_ = true;
 };

@@ -1,4 +1,4 @@
-// The commands by which an operator's hands, a cable and a power switch are simulated.
+// Commands that simulate the operator, the cable and the power switch.
 #pragma once
 
 #include <cstddef>
@@ -15,10 +15,10 @@ struct SetField {
 };
 struct LoadMedia {
   std::string media;
-  std::string prints;  // "" for as many as a fresh roll has
+  std::string prints;  // "" for those of a new roll
 };
 struct StopPrinter {
-  int status = 0;  // 0: the printer goes on
+  int status = 0;  // 0: the printer continues
 };
 struct LineCommand {
   PlannedEvent event;

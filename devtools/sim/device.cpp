@@ -9,8 +9,8 @@
 
 namespace {
 
-// A client that is slow to read, a line of limited speed and a printer without a free buffer are
-// looked after again so often.
+// The interval at which a slow client, a connection with limited speed and a printer without a free
+// buffer are checked again.
 constexpr int kRetryMs = 20;
 
 int shorter_wait(int one, int other) {

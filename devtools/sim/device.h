@@ -1,4 +1,4 @@
-// One simulated printer with its terminal, its port and its operator's commands.
+// One simulated printer with its terminal, its port and its commands.
 #pragma once
 
 #include <poll.h>
@@ -15,26 +15,26 @@
 
 struct DeviceOptions {
   PrinterOptions printer;
-  std::optional<std::uint16_t> port;   // of the loopback interface; 0 takes a free one
+  std::optional<std::uint16_t> port;   // of the loopback interface; 0 selects a free one
   std::string link;                    // a symbolic link to the terminal, "" for none
-  std::uint64_t bytes_per_second = 0;  // most that it takes; 0 for no limit
+  std::uint64_t bytes_per_second = 0;  // the limit; 0 for none
 };
 
 class Device {
  public:
   explicit Device(const DeviceOptions& options);
 
-  // Opens terminal and port, and writes where they are. False with the reason in `error`.
+  // Opens terminal and port, and prints their addresses. False with the reason in `error`.
   [[nodiscard]] bool open(std::string& error);
 
-  // Does what can be done without waiting.
+  // Does all work that is possible without waiting.
   void serve();
 
-  // What has to be waited for, and for how long at most; -1 for no limit.
+  // The descriptors to wait for, and the longest wait; -1 for no limit.
   void add_waits(std::vector<pollfd>& waits) const;
   [[nodiscard]] int longest_wait_ms() const;
 
-  // Reports on standard output what came of it.
+  // Prints the result to standard output.
   void obey(const Command& command);
   void tell(const std::string& line) const { printer_.tell(line); }
 

@@ -1,4 +1,4 @@
-// How the simulated printer misbehaves when it answers.
+// Simulated faults in the answers of the printer.
 #pragma once
 
 #include <chrono>
@@ -15,19 +15,19 @@ enum class FaultKind {
   split,    // the CR, a pause, the LF, a pause
   cut,      // half of the answer and no line end
   longer,   // 300 characters
-  garbage,  // bytes that mean nothing
-  busy,     // a pause before the first answer, then all is well
+  garbage,  // meaningless bytes
+  busy,     // a pause before the first answer only
 };
 
 struct Fault {
   FaultKind kind = FaultKind::none;
   std::chrono::milliseconds pause{400};
-  std::string question;  // the one question it strikes, by name ("STATUS", "MQTY"); all when empty
+  std::string question;  // the affected question, by name ("STATUS", "MQTY"); all if empty
 };
 
-// Null for a name that is none: silent slow split cut long garbage busy.
+// Null for a name that is not one of: silent slow split cut long garbage busy.
 [[nodiscard]] std::optional<FaultKind> fault_named(const std::string& name);
 
-// How the answer `text` to `question` goes out. `first` for the first question of a client.
+// The bytes of the answer `text` to `question`. `first` for the first question of a client.
 [[nodiscard]] std::vector<Piece> pieces_of_reply(const std::string& text, const Fault& fault,
                                                  const std::string& question, bool first);

@@ -31,7 +31,7 @@ sockaddr_in loopback(std::uint16_t port) {
   return address;
 }
 
-// So that little is on its way when the line is lost in the middle of a sheet.
+// Small, so that few bytes are in transit when the connection is lost in the middle of a sheet.
 constexpr int kReceiveBufferBytes = 128 * 1024;
 
 Descriptor bound_socket(std::uint16_t port) {
@@ -60,7 +60,8 @@ std::optional<Terminal> open_terminal(std::string& error) {
   int printer_side = -1;
   int client_side = -1;
   char path[128] = "";
-  // Raw before anybody can open it: no echo, no line ends changed, no signals from control bytes.
+  // Raw mode is set before a client can open it: no echo, unchanged line ends, no signals from
+  // control bytes.
   termios mode{};
   cfmakeraw(&mode);
   mode.c_cflag |= CREAD | CS8;
@@ -120,7 +121,7 @@ std::optional<Listener> listen_on(std::uint16_t port, std::string& error) {
     return fail();
   }
   Listener listener{.socket = {}, .port = port_of(chosen)};
-  // The system keeps a port over stop_listening() when it was asked for by its number.
+  // The system keeps a port over stop_listening() if it was requested by number.
   listener.socket = bound_socket(listener.port);
   if (!listener.socket) {
     return fail();

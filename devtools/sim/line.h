@@ -1,4 +1,4 @@
-// The two ways to reach the simulated printer.
+// The two connections to the simulated printer.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +28,7 @@ struct ClientEvents {
   int most_clients = 0;        // that had it open at the same time
 };
 
-// Takes the events since the last call and keeps `clients` up to date.
+// Reads the events since the last call and updates `clients`.
 [[nodiscard]] ClientEvents take_client_events(Terminal& terminal);
 
 // All clients have closed the terminal. What they wrote can still be read.
@@ -43,11 +43,11 @@ struct Listener {
   std::uint16_t port = 0;
 };
 
-// Listens on the loopback interface; port 0 takes any that is free.
+// Listens on the loopback interface; port 0 selects a free one.
 [[nodiscard]] std::optional<Listener> listen_on(std::uint16_t port, std::string& error);
 [[nodiscard]] Descriptor accept_client(const Listener& listener);
 
-// Clients that are not accepted yet are disconnected, and new ones refused, until listen_again().
-// The port stays taken.
+// Disconnects clients that are not accepted yet and refuses new ones until listen_again(). The port
+// stays in use.
 void stop_listening(const Listener& listener);
 void listen_again(const Listener& listener);

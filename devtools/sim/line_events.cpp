@@ -8,10 +8,10 @@ namespace {
 
 constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 
-// What a line that was idle may take at once, in seconds of its speed.
+// How much an idle connection may accept at once, in seconds of its speed.
 constexpr double kBurst_s = 0.05;
 
-// A sheet that was to be interrupted and was printed without that hands its event on.
+// If the sheet of an event was printed without it, the event applies to the next sheet.
 bool is_for(const PlannedEvent& event, int sheet) { return !event.sheet || *event.sheet <= sheet; }
 
 }  // namespace

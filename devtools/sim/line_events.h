@@ -1,5 +1,5 @@
-// What happens to the line between the printer and its client: how fast data is taken, and at which
-// byte of a sheet the printer stops taking data or the line is lost.
+// Events on the connection between printer and client: how fast data is accepted, and at which byte
+// of a sheet the printer stops accepting data or the connection is lost.
 #pragma once
 
 #include <chrono>
@@ -9,17 +9,17 @@
 #include <vector>
 
 enum class LineEvent {
-  hold,        // no more data is taken until resume()
+  hold,        // no more data is accepted until resume()
   disconnect,  // clients are disconnected and can connect again at once
   unplug,      // clients are disconnected and cannot connect
 };
 
 struct PlannedEvent {
   LineEvent event = LineEvent::hold;
-  // The event happens when so many bytes of a sheet have come. Null: when a sheet is complete,
-  // before anything that follows it.
+  // The event happens after this many bytes of a sheet. Null: when a sheet is complete, before any
+  // following byte.
   std::optional<std::uint64_t> byte;
-  std::optional<int> sheet;  // its number; null for whichever is first
+  std::optional<int> sheet;  // its number; null for the first
 };
 
 class LineEvents {
@@ -38,18 +38,19 @@ class LineEvents {
   [[nodiscard]] bool takes_data() const { return !holds_ && !lost_; }
   [[nodiscard]] bool holds() const { return holds_; }
 
-  // Bytes that may be processed before an event has to be looked for. `sheet` is the number of the
-  // sheet that is coming in or comes next, `inside` its bytes so far.
+  // The number of bytes that may be processed before the next check for events. `sheet` is the
+  // number of the current or next sheet, `inside` the number of its bytes so far.
   [[nodiscard]] std::size_t bytes_until_event(std::uint64_t inside, int sheet) const;
 
-  // The planned event that is due, which is then over. `sheet` as above, `inside` after the bytes.
+  // Returns the planned event if it is due, and removes it. `sheet` as above, `inside` after the
+  // bytes.
   [[nodiscard]] std::optional<PlannedEvent> take_due(std::uint64_t inside, int sheet);
   [[nodiscard]] std::optional<PlannedEvent> take_due_after(int sheet);
 
-  // A disconnection that the servers have to carry out, which is then over.
+  // Returns a disconnection that the servers have to carry out, and removes it.
   [[nodiscard]] std::optional<LineEvent> take_lost();
 
-  // Bytes that may be read now at the chosen speed.
+  // The number of bytes that may be read now at the selected speed.
   [[nodiscard]] std::size_t budget(Clock::time_point now);
   void spend(std::size_t bytes) { budget_ -= static_cast<double>(bytes); }
   [[nodiscard]] bool is_slow() const { return bytes_per_second_ > 0; }

@@ -1,5 +1,5 @@
-// k905-sim: a printer without paper. Answers questions and takes jobs on a pseudo-terminal and,
-// when asked, on a port of the loopback interface.
+// k905-sim: simulates a printer. Answers questions and accepts jobs on a pseudo-terminal and,
+// optionally, on a port of the loopback interface.
 #include <cstdint>
 #include <map>
 
@@ -12,7 +12,7 @@ namespace {
 constexpr int kMostPrinters = 99;
 
 struct Arguments {
-  std::map<std::string, std::string> fields;  // state fields given as options, by key
+  std::map<std::string, std::string> fields;  // state fields from options, by key
   std::string state_file;
   std::string fault;
   std::string fault_on;
@@ -85,7 +85,7 @@ std::string commands_help() {
   return text;
 }
 
-// What is wrong with the arguments, or null when `options` holds them.
+// Returns the error in the arguments, or null after filling `options`.
 std::optional<std::string> take_fault(const Arguments& arguments, Fault& fault) {
   if (!arguments.fault.empty()) {
     const std::optional<FaultKind> kind = fault_named(arguments.fault);
@@ -100,7 +100,7 @@ std::optional<std::string> take_fault(const Arguments& arguments, Fault& fault) 
   return std::nullopt;
 }
 
-// Each of several printers has names of its own.
+// If there are several printers, each has its own names.
 std::string numbered(const std::string& name, const std::string& mark, int number) {
   return name.empty() || number == 0 ? name : name + mark + std::to_string(number);
 }

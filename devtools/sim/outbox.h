@@ -1,4 +1,4 @@
-// Bytes on their way to a client, some of them with a pause in front.
+// Bytes to be sent to a client, some of them after a pause.
 #pragma once
 
 #include <chrono>
@@ -10,7 +10,7 @@
 
 struct Piece {
   std::string bytes;
-  std::chrono::milliseconds pause{0};  // before it goes, counted from when its turn comes
+  std::chrono::milliseconds pause{0};  // before sending, counted from the end of the previous bytes
 };
 
 class Outbox {
@@ -20,16 +20,15 @@ class Outbox {
   void add(std::vector<Piece> pieces, Clock::time_point now);
   void clear();
   [[nodiscard]] bool empty() const { return pieces_.empty(); }
-  // So much is waiting that no further questions shall be taken.
+  // So many bytes are waiting that no further questions shall be accepted.
   [[nodiscard]] bool is_full() const { return pieces_.size() >= kFullAtPieces; }
   // Bytes have been written since the last clear().
   [[nodiscard]] bool has_sent() const { return has_sent_; }
 
-  // When the next bytes are due; null when there are none.
+  // The time when the next bytes are due; null if there are none.
   [[nodiscard]] std::optional<Clock::time_point> due() const;
 
-  // Writes what is due, as far as the descriptor (non-blocking) takes it.
-  // False when the client is gone.
+  // Writes the bytes that are due, as far as the descriptor (non-blocking) accepts them.
   [[nodiscard]] bool send(int descriptor, Clock::time_point now);
 
  private:

@@ -11,7 +11,7 @@
 
 namespace {
 
-// A printer that waits for paper looks into its state file so often.
+// The interval at which a printer without paper reads its state file.
 constexpr std::chrono::milliseconds kStateFilePause{100};
 
 void warn(const std::string& line) { std::fprintf(stderr, "k905-sim: %s\n", line.c_str()); }
@@ -123,7 +123,7 @@ void Printer::lose(const std::string& reason) {
   out_.reset();
 }
 
-// What is reported has happened: image and state file are complete when the line appears.
+// Reported last: image and state file are complete when the line appears.
 void Printer::print(const Sheet& sheet) {
   data_error_ = false;
   --state_.remaining;
@@ -173,7 +173,7 @@ std::string Printer::picture_of(const Sheet& sheet) {
   return ", " + path;
 }
 
-// A file that a person is in the middle of editing may be wrong for a moment: the state stays.
+// A file that is being edited may be invalid for a moment: the state is kept.
 void Printer::read_state_file() {
   if (options_.state_file.empty()) {
     return;

@@ -1,5 +1,5 @@
-// The simulated printer itself, whoever its clients are: its fields, the sheets in its buffers and
-// what its operator does to it.
+// The simulated printer, independent of its clients: its fields, the sheets in its buffers and the
+// actions of its operator.
 #pragma once
 
 #include <chrono>
@@ -13,15 +13,16 @@
 
 struct PrinterOptions {
   PrinterState state;
-  std::string state_file;  // "" for none; otherwise read again before every answer
+  std::string state_file;  // "" for none; read before every reply
   Fault fault;
-  std::string sheets;                       // folder for pictures, "" for none
-  bool canvas = false;                      // pictures with the margins beyond the paper
+  std::string sheets;                       // folder for images, "" for none
+  bool canvas = false;                      // images with the margins outside the paper
   std::chrono::milliseconds print_time{0};  // from a sheet's last byte to its counters
-  // Sheets in the buffers when the printer stops are printed later; otherwise they are lost.
+  // Sheets that are in the buffers when the printer stops are printed later; otherwise they are
+  // lost.
   bool keeps_sheets = false;
   bool traces = false;  // questions with their replies and the beginning of sheets are reported
-  std::string label;    // in front of every line of output: "", or "printer 2: "
+  std::string label;    // prefix of every line of output: "", or "printer 2: "
 };
 
 class Printer {
@@ -33,10 +34,10 @@ class Printer {
   [[nodiscard]] const Fault& fault() const { return options_.fault; }
   [[nodiscard]] const PrinterState& state() const { return state_; }
 
-  // Writes a line to standard output, after everything that it reports has been done.
+  // Writes a line to standard output, after the reported action is complete.
   void tell(const std::string& line) const;
 
-  // Null when the printer does not reply to this question. `inside_sheet`: a sheet is coming in.
+  // Null if the printer does not reply to this question. `inside_sheet`: during a sheet.
   [[nodiscard]] std::optional<std::string> answer(const std::string& group, const std::string& name,
                                                   bool inside_sheet);
 
@@ -46,21 +47,21 @@ class Printer {
   // `hint`: a possible reason, "" for none.
   void refuse(const StreamError& error, const std::string& hint);
 
-  // Prints what is due; `due` says when that is, null when nothing is.
+  // Prints the sheets that are due; `due` is the next time, null if there is none.
   void work();
   [[nodiscard]] std::optional<Clock::time_point> due() const;
 
-  // The number of the sheet that comes in next, if all sheets in the buffers are printed.
+  // The number of the next sheet, if all sheets in the buffers are printed.
   [[nodiscard]] int next_sheet() const { return printed_ + static_cast<int>(buffers_.size()) + 1; }
 
-  // What an operator does. The printer prints nothing between stop() and resume().
+  // Actions of the operator. The printer prints nothing between stop() and resume().
   void stop(int status);
   void resume() { stop(kReady); }
-  [[nodiscard]] int stopped_with() const { return stopped_; }  // 0 when it is not stopped
+  [[nodiscard]] int stopped_with() const { return stopped_; }  // 0 if it is not stopped
   [[nodiscard]] std::optional<std::string> set(const std::string& key, const std::string& text);
   void lose_buffers();  // the power fails
 
-  // Sheets whose image could not be stored.
+  // Number of sheets whose image could not be stored.
   [[nodiscard]] int images_lost() const { return images_lost_; }
   [[nodiscard]] const std::string& sheet_folder() const { return options_.sheets; }
 
@@ -77,8 +78,8 @@ class Printer {
 
   PrinterOptions options_;
   PrinterState state_;
-  std::deque<Sheet> buffers_;             // complete sheets, the first of them is being printed
-  std::optional<Clock::time_point> out_;  // when the first of them is out
+  std::deque<Sheet> buffers_;             // complete sheets; the first is being printed
+  std::optional<Clock::time_point> out_;  // when the first of them comes out
   int stopped_ = kReady;                  // the status while the printer is stopped
   bool data_error_ = false;               // until the next sheet that is printed
   int printed_ = 0;

@@ -9,10 +9,10 @@ namespace {
 constexpr auto kModels = std::to_array<const char*>({"K905", "RV-40", "RV-40W", "RS-30"});
 constexpr auto kResolutions = std::to_array<const char*>({"300x300", "300x600"});
 
-// A reply must fit the 64 bytes that a driver has ready for it.
+// A reply must fit into the 64 bytes of a driver's buffer.
 constexpr std::size_t kLongestText = 40;
 
-// The models that promise 50 prints less than they count must still fit four digits.
+// Models with a reserve of 50 prints must still fit into four digits.
 constexpr int kMostRemaining = 9949;
 
 constexpr auto kFields = std::to_array<StateField>({

@@ -1,4 +1,4 @@
-// What the simulated printer knows about itself, field by field.
+// The fields of the simulated printer.
 #pragma once
 
 #include <optional>
@@ -14,32 +14,32 @@ struct PrinterState {
   std::string serial = "SIM00000001";
   std::string color_version = "1.00";
   std::string color_checksum = "A5C3";
-  int status = 0;  // 0: the simulator works it out from what happens
+  int status = 0;  // 0: determined by the simulator
   int free_buffers = 2;
-  int initial = 400;    // prints on a fresh roll
+  int initial = 400;    // prints on a new roll
   int remaining = 400;  // prints left, as a person counts them
-  int life = 1234;      // prints made, ever
+  int life = 1234;      // prints made
   int matte = 56;       // matte prints among them
-  int half_size = 0;    // told by the RV-40 and RV-40W only
+  int half_size = 0;    // reported by RV-40 and RV-40W only
 };
 
-// One field as the command line ("--free-buffers 3") and the state file ("free-buffers = 3") name
+// A field, as the command line ("--free-buffers 3") and the state file ("free-buffers = 3") name
 // it.
 struct StateField {
   const char* key;
   const char* help;
   std::variant<std::string PrinterState::*, int PrinterState::*> member;
-  int most = 0;                            // numbers: 0 to this, what the reply has digits for
-  std::span<const char* const> choices{};  // texts: only these; any when empty
+  int most = 0;                            // numbers: the maximum, as the reply has digits for
+  std::span<const char* const> choices{};  // texts: the choices; any if empty
 };
 
 [[nodiscard]] std::span<const StateField> state_fields();
 [[nodiscard]] const StateField* find_state_field(const std::string& key);
 
-// Sets the field from its text. Null when done, otherwise what is wrong with the text.
+// Sets the field from its text. Null on success, otherwise the error.
 [[nodiscard]] std::optional<std::string> set_field(PrinterState& state, const StateField& field,
                                                    const std::string& text);
 [[nodiscard]] std::string field_text(const PrinterState& state, const StateField& field);
 
-// RV-40 and RV-40W count their prints to the last one and know half-size media.
+// RV-40 and RV-40W count their prints exactly and have half-size media.
 [[nodiscard]] bool is_rv40(const PrinterState& state);

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Prints that every model but the RV-40 counts on top of those it can make.
+// The reserve that every model except the RV-40 adds to its count.
 constexpr int kReservedPrints = 50;
 
 std::string padded(int number, std::size_t digits) {
@@ -25,12 +25,12 @@ std::string remaining_media(const PrinterState& state) {
   return "MQT " + padded(state.remaining + (is_rv40(state) ? 0 : kReservedPrints), 4);
 }
 
-// The one reply by which drivers tell the two modes apart.
+// Drivers distinguish the two modes by this reply only.
 std::string resolution_h(const PrinterState& state) {
   return state.resolution == "300x600" ? "0600" : "0300";
 }
 
-// Numbers stand at the places where the drivers look for them.
+// Numbers are at the positions where drivers read them.
 constexpr auto kQuestions = std::to_array<Question>({
     {"INFO", "FVER", [](const PrinterState& s) { return s.model + " " + s.firmware; }},
     {"INFO", "MEDIA", [](const PrinterState& s) { return s.media; }},

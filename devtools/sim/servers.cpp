@@ -7,7 +7,7 @@
 
 namespace {
 
-// The devices of real printers can be opened once only; a terminal cannot refuse the second.
+// Devices of real printers can be opened only once; a terminal cannot refuse a second client.
 std::string hint_for(int clients) {
   if (clients < 2) {
     return "";
@@ -23,7 +23,7 @@ void remove_link(const std::string& link) {
   }
 }
 
-// A link of an earlier run is replaced; anything else in its place is an error.
+// Replaces a link of an earlier run; anything else with this name is an error.
 std::error_code make_link(const std::string& target, const std::string& link) {
   std::error_code failure;
   if (!link.empty()) {
@@ -69,8 +69,8 @@ void TerminalServer::unplug() {
   }
 }
 
-// Bytes are read before the events and processed after them: the question of a new client is
-// never answered before the replies to the last one have been discarded.
+// Bytes are read before the events and processed after them: a new client's question is not
+// answered until the replies to the previous client are discarded.
 void TerminalServer::serve() {
   if (!terminal_) {
     return;

@@ -1,4 +1,4 @@
-// The two ways to reach the simulated printer, as it serves them.
+// Serve clients on the two connections to the simulated printer.
 #pragma once
 
 #include <poll.h>
@@ -11,7 +11,7 @@
 #include "devtools/sim/client.h"
 #include "devtools/sim/line.h"
 
-// The terminal's clients have no connection of their own: when the last one closes it, incomplete
+// Clients of the terminal have no connections of their own: when the last one closes it, incomplete
 // input and unread replies are discarded, so that the next one finds a printer that is ready.
 class TerminalServer {
  public:
@@ -21,9 +21,9 @@ class TerminalServer {
   TerminalServer(const TerminalServer&) = delete;
   TerminalServer& operator=(const TerminalServer&) = delete;
 
-  // Opens a terminal, whose path is then known. False with the reason in `error`.
+  // Opens a terminal and learns its path. False with the reason in `error`.
   [[nodiscard]] bool plug(std::string& error);
-  // Takes the terminal away: its clients read an error.
+  // Removes the terminal: its clients read an error.
   void unplug();
 
   [[nodiscard]] const std::string& path() const { return terminal_->path; }
@@ -43,18 +43,18 @@ class TerminalServer {
   std::string link_;
   std::optional<Terminal> terminal_;
   std::unique_ptr<Client> client_;
-  bool closed_ = false;   // no client has the terminal open, and all that was written has been read
+  bool closed_ = false;   // no client has the terminal open, and everything was read
   int most_clients_ = 0;  // at the same time, since it was closed
 };
 
-// One client at a time; the others wait in the queue of the system.
+// Serves one client at a time; the others wait in the queue of the system.
 class NetworkServer {
  public:
   NetworkServer(Printer& printer, LineEvents& events, Listener listener);
 
   [[nodiscard]] std::uint16_t port() const { return listener_.port; }
 
-  // Disconnects the client; nobody can connect before plug().
+  // Disconnects the client; no client can connect before plug().
   void unplug();
   void plug();
   void disconnect();
@@ -69,5 +69,5 @@ class NetworkServer {
   Listener listener_;
   Descriptor connection_;
   std::unique_ptr<Client> client_;
-  bool finished_talking_ = false;  // the client sends nothing more
+  bool finished_talking_ = false;  // the client has finished sending
 };

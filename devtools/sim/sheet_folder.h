@@ -1,4 +1,4 @@
-// The folder that keeps a picture of every sheet.
+// The folder with an image of every sheet.
 #pragma once
 
 #include <optional>
@@ -6,12 +6,12 @@
 
 #include "apps/image/sheet_picture.h"
 
-// Makes the folder when it is missing and tries to create a file in it, which is removed again.
-// Null when sheets can be stored there, otherwise the reason why not.
+// Creates the folder if it is missing and tests it with a temporary file. Null if sheets can be
+// stored there, otherwise the reason.
 [[nodiscard]] std::optional<std::string> check_sheet_folder(const std::string& folder);
 
-// Writes the sheet, as the customer would hold it or every pixel of it, to the first free
-// "sheet-0001.png", "sheet-0002.png" ... of the folder, which is made when it is missing. Returns
-// the file's path, "" on failure with the reason in `error`.
+// Writes an image of the sheet, as the customer will hold it or with every pixel, to the first free
+// "sheet-0001.png", "sheet-0002.png" ... of the folder, which is created if it is missing. Returns
+// the path of the file, "" on failure with the reason in `error`.
 [[nodiscard]] std::string keep_sheet(const std::string& folder, const Sheet& sheet, SheetView view,
                                      std::string& error);

@@ -14,7 +14,7 @@ namespace {
 
 using Devices = std::vector<std::unique_ptr<Device>>;
 
-// SIGINT and SIGTERM as a descriptor that becomes readable.
+// SIGINT and SIGTERM as a readable descriptor.
 Descriptor signals_as_descriptor() {
   sigset_t endings;
   sigemptyset(&endings);
@@ -24,15 +24,15 @@ Descriptor signals_as_descriptor() {
   return Descriptor(signalfd(-1, &endings, SFD_CLOEXEC));
 }
 
-// Lines of standard input. Its end leaves the printers as they are.
+// Reads lines of standard input. At its end the printers continue.
 class CommandReader {
  public:
   explicit CommandReader(bool reads) : is_open_(reads) {}
 
-  // -1 when nothing more comes.
+  // -1 after the end.
   [[nodiscard]] int descriptor() const { return is_open_ ? STDIN_FILENO : -1; }
 
-  // Call it when there is something to be read.
+  // To be called when input is available.
   std::vector<std::string> take_lines() {
     char piece[4096];
     const ssize_t got = read(STDIN_FILENO, piece, sizeof piece);
@@ -63,7 +63,7 @@ void obey(const std::string& line, const Devices& devices) {
   }
 }
 
-// `signals` becomes readable when the program shall end.
+// `signals` becomes readable when the program must end.
 void serve_until_signal(int signals, CommandReader& commands, const Devices& devices) {
   for (;;) {
     std::vector<pollfd> waits = {

@@ -1,8 +1,7 @@
-// The printer's state in a small text file of lines "key = value".
+// The state of the printer in a small text file with lines "key = value".
 //
-// A person edits it while the simulator runs ("status = 1000" opens the cover), and the simulator
-// writes its counters back after every sheet. Lines beginning with '#' and empty lines are left as
-// they are.
+// A user can edit it while the simulator runs ("status = 1000" opens the cover), and the simulator
+// writes its counters to it after every sheet. Lines that begin with '#' and empty lines are kept.
 #pragma once
 
 #include <optional>
@@ -10,15 +9,16 @@
 
 #include "devtools/sim/printer_state.h"
 
-// Takes over what `text` sets. Null when done; otherwise "line 3: ...", and `state` is untouched.
+// Sets the fields in `text`. Null on success; otherwise "line 3: ...", and `state` is unchanged.
 [[nodiscard]] std::optional<std::string> parse_state(const std::string& text, PrinterState& state);
 
-// `text` with the state's values in it: known keys keep their place, missing ones come at the end.
+// Returns `text` with the values of the state: known keys keep their place, missing ones are
+// appended.
 [[nodiscard]] std::string update_state_text(const std::string& text, const PrinterState& state);
 
-// Reads the file, when there is one, into `state`. Null when done, otherwise what is wrong.
+// Reads the file, if it exists, into `state`. Null on success, otherwise the error.
 [[nodiscard]] std::optional<std::string> load_state(const std::string& path, PrinterState& state);
 
-// Brings the file up to date; readers see the old text or the new one, never half of it.
+// Updates the file; readers see the old text or the new one, never a part.
 [[nodiscard]] std::optional<std::string> save_state(const std::string& path,
                                                     const PrinterState& state);
