@@ -1,7 +1,7 @@
 """What takes too long for every run: `release_test.py BUILD CMAKE CLASS [unittest option...]`.
 
-The upgrade from the first package, and the AppArmor profiles enforced. BUILD is a build of this source. Exit status 77
-means that it could not be tried here.
+The upgrade from the first package, packages for ARM boards, and the AppArmor profiles enforced. BUILD is a build of this
+source. Exit status 77 means that it could not be tried here.
 """
 
 import os
@@ -112,6 +112,42 @@ class Upgrade(unittest.TestCase):
             cups.run("cupsenable", "booth")
             self.assertEqual(cups.finished(job)["job-state"], ipp.COMPLETED)
             self.assertEqual(len(printer.printed(cups, 1)), 1)
+
+
+class Arm(unittest.TestCase):
+    """The packages for another processor, installed over the root folder they were built in and run by the emulator."""
+
+    # In a layer over that folder, in memory: the next build starts from the same root.
+    RUN = """
+        mount -t tmpfs -o mode=755 tmpfs "$1" && mkdir "$1/changes" "$1/work" "$1/root"
+        mount -t overlay overlay -o "lowerdir=$2,upperdir=$1/changes,workdir=$1/work" "$1/root" || exit 77
+        mount -t proc proc "$1/root/proc" && mount --rbind /dev "$1/root/dev"
+        mkdir "$1/root/packages" && cp "$3"/*.deb "$1/root/packages"
+        chroot "$1/root" /usr/bin/env -i PATH=/usr/bin:/usr/lib/cups/filter:/usr/sbin:/bin:/sbin HOME=/root LC_ALL=C.UTF-8 \
+          sh -euc 'cd /packages
+            # That all dependencies exist for this processor; they need not be installed to make a sheet.
+            apt-get install --simulate --no-install-recommends ./*.deb
+            dpkg -i --force-depends ./*.deb
+            k905-raster --paper 6x4 -o page.ras test:landscape
+            PPD=/usr/share/cups/model/k905/K905.ppd rastertok905 1 me everyday 1 "" <page.ras >page.prn'
+        cp "$1/root/packages/page.prn" "$3"
+    """
+
+    def try_packages(self, arch):
+        if os.geteuid() != 0 or shutil.which("unshare") is None:
+            self.skipTest("needs root and unshare")
+        call(PROJECT / "tools/package", arch)
+        place = PROJECT / "build/package" / arch
+        packages = sorted(place.glob(f"*_{arch}.deb"))
+        self.assertEqual(sorted(path.name.split("_")[0] for path in packages), sorted(package_test.NAMES))
+        self.assertEqual(call("lintian", "--allow-root", "--fail-on", "warning", *packages), "")
+        call("unshare", "--mount", "sh", "-euc", self.RUN, "sh", scratch_folder(self),
+             PROJECT / f"build/on/cross-{arch}", place)
+        dump = call(BUILD / "k905-preview", "--check", "--dump", place / "page.prn")
+        self.assertEqual(dump, (PROJECT / "tests/golden/everyday/dump").read_text())
+
+    def test_the_packages_for_arm64_install_and_print_a_golden_job(self):
+        self.try_packages("arm64")
 
 
 class AccessRules(unittest.TestCase):
