@@ -1,4 +1,4 @@
-// The raster stream on descriptor 0, and its way to the next page.
+// The raster stream on descriptor 0, and how to skip to its next page.
 //
 // libcups delivers a page's lines once and never skips those that were not read: it would take
 // pixels for the next header. So the rest of a page that is left early has to be read.
@@ -24,7 +24,7 @@ class RasterInput {
   // outlive it.
   [[nodiscard]] Raster open();
 
-  // True once bytes were asked for and none were left (or an error, or the job was canceled).
+  // True once bytes were requested and none were left (or an error, or the job was canceled).
   // Nothing is read any more then.
   [[nodiscard]] bool ended() const { return ended_; }
 

@@ -1,4 +1,4 @@
-// What happens before the first page: banners, the ribbon.
+// The start-up before the first page: banners, the ribbon.
 #pragma once
 
 // "=== rastertok905 start ===", the process id and the argument list.

@@ -21,7 +21,7 @@ void merge_even_page(const SheetImage& sheet, int page_number);
 // The end of the job: prints a page that is still held.
 void print_held_page();
 
-// The end of a canceled job: lets a held page go unprinted.
+// For the end of a canceled job: drops a held page without printing it.
 void drop_held_page();
 
 // Puts `top` over `bottom` on one sheet and prints it. The size of `top` sets the layout for both;

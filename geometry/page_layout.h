@@ -1,4 +1,4 @@
-// Where the image goes on the sheet, worked out once per page from the paper row and the settings.
+// The place of the image on the sheet, computed once per page from the paper row and the settings.
 #pragma once
 
 #include <cstdint>

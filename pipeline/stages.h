@@ -44,7 +44,7 @@ class ReadStage {
   [[nodiscard]] std::size_t width() const { return width_; }
   [[nodiscard]] std::size_t height() const { return height_; }
 
-  // What next_row() has logged, once more. False when that ended with a line that cannot be read.
+  // Logs the lines of next_row() once more. False if they end with a line that could not be read.
   bool report_lines_again() const;
   void report() const;
 
@@ -54,14 +54,14 @@ class ReadStage {
   void log_unsupported() const;
   void log_unreadable() const;
 
-  LineToRow convert_ = nullptr;  // null: a line holds what a row does, or is not supported
+  LineToRow convert_ = nullptr;  // null: a line has the format of a row, or is not supported
   bool unsupported_ = false;
   unsigned colors_ = 0;
   unsigned bits_ = 0;
   std::size_t width_ = 0;
   std::size_t height_ = 0;
-  std::size_t line_bytes_ = 0;   // what libcups delivers
-  std::size_t pixel_bytes_ = 0;  // what the format needs; missing bytes count as 0
+  std::size_t line_bytes_ = 0;   // bytes that libcups returns
+  std::size_t pixel_bytes_ = 0;  // bytes of the format; missing bytes count as 0
   std::size_t rows_read_ = 0;
   Plane line_;  // not there when the line is the row
   Plane row_[2];
@@ -107,7 +107,7 @@ class ResizeStage {
   double scale_w_ = 1.0;
   double scale_h_ = 1.0;
   bool is_needed_ = false;
-  bool in_sixteenths_ = false;  // all positions are whole sixteenths: exact in integers
+  bool in_sixteenths_ = false;  // all positions are multiples of 1/16: exact in integers
   std::size_t rows_taken_ = 0;
   std::size_t rows_given_ = 0;
   std::uint8_t* source_[2] = {};  // the rows taken last, by their number modulo 2
@@ -125,7 +125,7 @@ class ResizeStage {
   StageImage resized_;
 };
 
-// Stage 2: what the color model makes of R, G and B.
+// Stage 2: applies the color model to R, G and B.
 class ColorModelStage {
  public:
   void prepare(const char* color_model, std::size_t width, std::size_t height);

@@ -1,4 +1,4 @@
-// How the text of an option becomes a value. One set of rules for PPD, arguments and flags.
+// Converts the text of an option to a value. The same rules for PPD, arguments and flags.
 #pragma once
 
 #include <cstdint>

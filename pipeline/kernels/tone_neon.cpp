@@ -108,7 +108,7 @@ void store_eight(std::uint8_t* bytes, float32x4_t low, float32x4_t high, const T
   vst1_u8(bytes, vqmovn_u16(vcombine_u16(finished(low, mix), finished(high, mix))));
 }
 
-// What the steps before the mixing made of eight bytes.
+// The result of the steps before the mixing, for eight bytes.
 struct Eight {
   float32x4_t low, high;
 };

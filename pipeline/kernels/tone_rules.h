@@ -11,7 +11,7 @@
 namespace kernels::tone {
 
 inline constexpr float kWhite = 255.0F;
-inline constexpr float kMiddle = 128.0F;  // what contrast turns around
+inline constexpr float kMiddle = 128.0F;  // the fixed point of contrast
 
 // Deliberate: not 1/3; a gray pixel may lose one step.
 inline constexpr float kMeanFactor = 0.333333F;
