@@ -1,6 +1,7 @@
 // What was ordered and printed stays known: after a restart, and whatever a photo is called.
 #include "apps/print/ledger.h"
 
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -198,6 +199,22 @@ TEST(Ledger, FileThatIsNotALedgerIsUnchanged) {
   EXPECT_FALSE(ledger.open(path, error));
   EXPECT_EQ(error, path + ": not a ledger of k905-print; move it away to start a new one");
   EXPECT_EQ(folder.read("ledger"), text);
+}
+
+TEST(Ledger, OfANewerVersionIsNotWritten) {
+  const ScratchFolder folder;
+  const std::string path = folder.path() + "/ledger";
+  std::string error;
+  ASSERT_TRUE(Ledger().open(path, error)) << error;
+  SQLite::Database(path, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 2");
+  EXPECT_FALSE(Ledger().open(path, error));
+  EXPECT_EQ(error, path + ": made by a newer version of k905-print");
+}
+
+TEST_F(LedgerTest, ASheetInDoubtCountsAsPrinted) {
+  order("a.jpg");
+  print("a.jpg", "one", Outcome::in_doubt);
+  EXPECT_TRUE(ledger_->last_printed(kFolder, "a.jpg", file_of(7).content));
 }
 
 TEST(Ledger, WithoutAPlaceReportsTheErrorAtOnce) {

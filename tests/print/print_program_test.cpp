@@ -409,6 +409,8 @@ TEST_F(PrintLayout, GridsAreFilledByRowsAndTheRestIsRepeated) {
   EXPECT_THAT(
       grid_of(preview({"-p", "6x4", "--layout", "2x2", "20.png", "100.png", "180.png"}), 2, 2),
       ElementsAre(20, 100, 180, 20));
+  EXPECT_THAT(grid_of(preview({"-p", "6x4", "--layout", "2x2", "20.png", "100.png"}), 2, 2),
+              ElementsAre(20, 100, 20, 100));
   EXPECT_THAT(
       grid_of(preview({"-p", "6x8", "--layout", "1+2", "20.png", "100.png", "180.png"}), 2, 2),
       ElementsAre(20, 20, 100, 180));

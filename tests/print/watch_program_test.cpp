@@ -175,14 +175,15 @@ TEST_F(WatchProgram, RefusedJobIsPrintedLater) {
   EXPECT_TRUE(program.has_said("a.png -> " + device));
 }
 
-TEST_F(WatchProgram, PicturesThatComeTogetherShareASheet) {
-  put("a.png", picture_of(10));
-  put("b.png", picture_of(20));
-  RunningProgram program(kProgram, arguments({"--two-up"}), environment());
-  EXPECT_TRUE(program.has_said("b.png -> "));
+TEST_F(WatchProgram, PicturesThatComeTogetherShareASheetAndCountAsOne) {
+  for (const char* name : {"a.png", "b.png", "c.png", "d.png"}) {
+    put(name, picture_of(10));
+  }
+  RunningProgram program(kProgram, arguments({"--two-up", "--limit", "2"}), environment());
+  EXPECT_TRUE(program.has_said("d.png -> ")) << program.said();
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
-  EXPECT_EQ(printed().size(), 1U);
+  EXPECT_EQ(printed().size(), 2U);
 }
 
 // What is hashed is what is printed, so the photo that took its place is printed once and no other.
