@@ -174,6 +174,14 @@ TEST(PhotoJpeg, InksWithoutAProfileBecomeRgb) {
   EXPECT_THAT(picture.bytes, Each(AllOf(Ge(98), Le(102))));
 }
 
+TEST(PhotoJpeg, AProfileWithoutAWholeHeaderIsNone) {
+  auto profile = profile_for("RGB ");
+  profile.resize(127);
+  const Picture picture =
+      read_bytes(jpeg_file(8, 8, {.profile = profile}, plain_rows(64, {1, 2, 3})));
+  EXPECT_TRUE(picture.icc_profile.empty());
+}
+
 TEST(PhotoJpeg, EmbeddedProfileIsKept) {
   const auto profile = profile_for("RGB ");
   EXPECT_EQ(
@@ -284,7 +292,8 @@ TEST(PhotoPpm, SixteenBitsAreHighByteFirst) {
 TEST(PhotoPpm, MalformedFilesAreErrors) {
   for (const std::string& bytes :
        {"P6\n2 2\n255\nabc"s, "P6\n2 2\n255\nabcdefgh"s, "P6\n"s, "P6\n-2 2\n255\n"s,
-        "P6\n99999999999999999999 2\n255\n"s, "P6\n0 2\n255\n"s, "P6 199999999 1 255\n"s}) {
+        "P6\n99999999999999999999 2\n255\n"s, "P6\n0 2\n255\n"s, "P6 199999999 1 255\n"s,
+        "P5 2 1 256\nabc"s}) {
     EXPECT_NE(error_of(bytes), "no error") << bytes;
   }
   EXPECT_EQ(error_of("P5 1 1048577 255\n"), "the photo is too large (1 x 1048577)");

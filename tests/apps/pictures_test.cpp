@@ -139,6 +139,12 @@ TEST(EightBitColors, SixteenBitsAreRoundedAndGrayIsAllThree) {
             (std::vector<std::uint8_t>{128, 128, 128, 129, 129, 129}));
 }
 
+TEST(InksToColors, WhatTheInksLetThroughIsRounded) {
+  Picture inks{.width = 1, .height = 1, .channels = 4, .bytes = {155, 255, 0, 125}};
+  inks_to_colors(inks);
+  EXPECT_THAT(inks.bytes, ElementsAre(51, 0, 130));  // 100 * 130 / 255 = 50.98
+}
+
 TEST(Scaled, ItsOwnSizeChangesNothing) {
   const Picture noise = *draw_test_picture("noise", 37, 23);
   EXPECT_EQ(scaled(noise, {37, 23}).bytes, noise.bytes);
