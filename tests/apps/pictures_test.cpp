@@ -140,7 +140,10 @@ TEST(EightBitColors, SixteenBitsAreRoundedAndGrayIsAllThree) {
 }
 
 TEST(InksToColors, WhatTheInksLetThroughIsRounded) {
-  Picture inks{.width = 1, .height = 1, .channels = 4, .bytes = {155, 255, 0, 125}};
+  Picture inks;
+  inks.width = inks.height = 1;
+  inks.channels = 4;
+  inks.bytes = {155, 255, 0, 125};
   inks_to_colors(inks);
   EXPECT_THAT(inks.bytes, ElementsAre(51, 0, 130));  // 100 * 130 / 255 = 50.98
 }

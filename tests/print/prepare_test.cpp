@@ -71,6 +71,26 @@ TEST(Prepare, CropsEvenlyAtBothEnds) {
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{3, 3, 3}));
 }
 
+TEST(Prepare, ATallPhotoIsCroppedEvenlyToo) {
+  // Of 60 rows the middle 20 remain.
+  Picture tall = plain(30, 60, {0, 0, 0});
+  std::fill(tall.bytes.begin() + 30 * 20 * 3, tall.bytes.begin() + 30 * 40 * 3, std::uint8_t{200});
+  const Picture picture = prepared_from(tall, small_place(30, 20), {.rotate = false}).picture;
+  EXPECT_EQ(pixel(picture, 15, 0), (std::vector<int>{200, 200, 200}));
+  EXPECT_EQ(pixel(picture, 15, 19), (std::vector<int>{200, 200, 200}));
+}
+
+TEST(Prepare, ASquarePhotoIsNotRotated) {
+  Picture square = plain(20, 20, {0, 0, 0});
+  std::fill_n(square.bytes.begin(), 20 * 10 * 3, std::uint8_t{200});
+  for (const auto& [width, height] : {std::pair{20U, 10U}, {10U, 20U}}) {
+    const Picture picture =
+        prepared_from(square, small_place(width, height), {.whole = true}).picture;
+    EXPECT_GT(pixel(picture, width / 2, height / 2 - 2)[0], 150);
+    EXPECT_LT(pixel(picture, width / 2, height / 2 + 2)[0], 50);
+  }
+}
+
 TEST(Prepare, KeptWholeItStandsOnWhite) {
   const Preparation whole{.whole = true};
   const Picture page = prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), whole).picture;
@@ -105,7 +125,7 @@ TEST(Prepare, AnUprightPictureIsTurnedToTheLeftForALyingSheet) {
 TEST(Prepare, NotTurnedItIsCropped) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);
-  const Preparation as_it_is{.whole = false, .rotate = false};
+  const Preparation as_it_is{.rotate = false};
   const Picture page = prepared_from(upright_picture, small_place(20, 10), as_it_is).picture;
   EXPECT_EQ(pixel(page, 19, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 19, 9), (std::vector<int>{1, 1, 1}));
