@@ -1,7 +1,7 @@
-// The debug images, byte for byte.
+// The images of the stages, byte for byte.
 //
-// Their folder is fixed and shared by all programs on the machine, so this program replaces open,
-// mkdir, time and malloc: files are in a folder of the test, with a fixed date.
+// Their folder is fixed and shared by all users, so this program is linked with replacements of
+// open, mkdir, time and malloc: the folder is a scratch folder of the test, and the time is fixed.
 
 #include "diag/debug_image.h"
 
@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "tests/support/captured_log.h"
+#include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
 
 namespace {
@@ -76,9 +77,9 @@ namespace {
 class DebugImage : public ::testing::Test {
  protected:
   DebugImage() : ppd_("PPD", nullptr), zone_("TZ", "UTC0") {
-    char scratch[] = "/tmp/k905_picture_test_XXXXXX";
+    char scratch[] = "/tmp/k905_image_test_XXXXXX";
     scratch_ = mkdtemp(scratch);
-    folder_of_this_test = scratch_ + "/pictures";
+    folder_of_this_test = scratch_ + "/images";
     tzset();
   }
   ~DebugImage() override {
@@ -95,9 +96,7 @@ class DebugImage : public ::testing::Test {
   }
 
   static std::string content(const std::string& file_name) {
-    std::ifstream file(folder_of_this_test + "/" + file_name, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << file_name;
-    return {std::istreambuf_iterator<char>(file), {}};
+    return read_file(folder_of_this_test + "/" + file_name);
   }
 
   std::string scratch_;
@@ -107,12 +106,11 @@ class DebugImage : public ::testing::Test {
   EnvironmentGuard zone_;
 };
 
-const std::string kSmallPicture("P6\n2 2\n255\n\x01\x65\xC9\x02\x66\xCA\x03\x67\xCB\x04\x68\xCC",
-                                23);
+const std::string kSmallImage("P6\n2 2\n255\n\x01\x65\xC9\x02\x66\xCA\x03\x67\xCB\x04\x68\xCC", 23);
 
-TEST_F(DebugImage, IsAPpmOfOneByteOfEachPlaneAPixel) {
+TEST_F(DebugImage, IsAPpmWithOneByteOfEachPlanePerPixel) {
   save("01_original");
-  EXPECT_EQ(content("20260116_093015_01_original.ppm"), kSmallPicture);
+  EXPECT_EQ(content("20260116_093015_01_original.ppm"), kSmallImage);
 }
 
 TEST_F(DebugImage, IsNamedByLocalTimeAndTagAndLogged) {
@@ -126,7 +124,7 @@ TEST_F(DebugImage, IsNamedByLocalTimeAndTagAndLogged) {
             "RGB)\n");
 }
 
-TEST_F(DebugImage, IsNotSavedUnderThePrintSystem) {
+TEST_F(DebugImage, IsNotSavedWhenThePrintSystemStartedTheFilter) {
   for (const char* ppd : {"/etc/cups/ppd/K905.ppd", ""}) {
     const EnvironmentGuard guard("PPD", ppd);
     EXPECT_FALSE(debug_images_wanted());
@@ -136,97 +134,57 @@ TEST_F(DebugImage, IsNotSavedUnderThePrintSystem) {
   EXPECT_TRUE(debug_images_wanted());
 }
 
-TEST_F(DebugImage, MakesTheMissingFolder) {
-  const mode_t umask_before = umask(0);
-  save("01_original");
-  umask(umask_before);
-  struct stat folder {};
-  ASSERT_EQ(stat(folder_of_this_test.c_str(), &folder), 0);
-  EXPECT_TRUE(S_ISDIR(folder.st_mode));
-  EXPECT_EQ(folder.st_mode & 07777U, 0755U);
-}
-
-TEST_F(DebugImage, KeepsAFolderThatIsThere) {
-  fs::create_directory(folder_of_this_test);
-  fs::permissions(folder_of_this_test, fs::perms::owner_all);
-  std::ofstream(folder_of_this_test + "/of_yesterday.ppm") << "kept";
-  save("01_original");
-  EXPECT_EQ(content("of_yesterday.ppm"), "kept");
-  EXPECT_EQ(fs::status(folder_of_this_test).permissions(), fs::perms::owner_all);
-}
-
-TEST_F(DebugImage, FileCanBeReadByEverybodyTheUmaskAllows) {
+TEST_F(DebugImage, MakesItsFolderAndFileReadableAndKeepsAnExistingFolder) {
   const mode_t umask_before = umask(022);
   save("01_original");
   umask(umask_before);
-  struct stat file {};
-  ASSERT_EQ(stat((folder_of_this_test + "/20260116_093015_01_original.ppm").c_str(), &file), 0);
-  EXPECT_EQ(file.st_mode & 07777U, 0644U);
-}
-
-TEST_F(DebugImage, SameTagInTheSameSecondOverwrites) {
-  fs::create_directory(folder_of_this_test);
-  std::ofstream(folder_of_this_test + "/20260116_093015_01_original.ppm")
-      << "something longer than the picture that takes its place";
-  save("01_original");
-  EXPECT_EQ(content("20260116_093015_01_original.ppm"), kSmallPicture);
-}
-
-TEST_F(DebugImage, DifferentTagsDoNotCollide) {
+  const auto mode_of = [](const std::string& path) {
+    return static_cast<unsigned>(fs::status(path).permissions());
+  };
+  EXPECT_EQ(mode_of(folder_of_this_test), 0755U);
+  EXPECT_EQ(mode_of(folder_of_this_test + "/20260116_093015_01_original.ppm"), 0644U);
+  fs::permissions(folder_of_this_test, fs::perms::owner_all);
   save("04a_before_mirror");
-  save("04b_after_mirror");
+  EXPECT_EQ(mode_of(folder_of_this_test), 0700U);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_of_this_test), {}), 2);
 }
 
-TEST_F(DebugImage, DoesNotFollowALink) {
+TEST_F(DebugImage, SameTagAndSecondOverwriteTheImageBefore) {
   fs::create_directory(folder_of_this_test);
-  std::ofstream(scratch_ + "/victim") << "untouched";
-  fs::create_symlink(scratch_ + "/victim",
-                     folder_of_this_test + "/20260116_093015_01_original.ppm");
-  EXPECT_EQ(save("01_original"),
-            "K905-1: ERROR: Cannot save debug image "
-            "/tmp/k905_debug/20260116_093015_01_original.ppm\n");
-  std::string text;
-  std::getline(std::ifstream(scratch_ + "/victim"), text);
-  EXPECT_EQ(text, "untouched");
+  std::ofstream(folder_of_this_test + "/20260116_093015_01_original.ppm")
+      << "something longer than the image that takes its place";
+  save("01_original");
+  EXPECT_EQ(content("20260116_093015_01_original.ppm"), kSmallImage);
 }
 
-TEST_F(DebugImage, DoesNotFollowALinkInItsFoldersPlace) {
-  fs::create_directory(scratch_ + "/victim");
-  fs::create_symlink(scratch_ + "/victim", folder_of_this_test);
-  EXPECT_EQ(save("01_original"),
-            "K905-1: ERROR: Cannot save debug image "
-            "/tmp/k905_debug/20260116_093015_01_original.ppm\n");
-  EXPECT_TRUE(fs::is_empty(scratch_ + "/victim"));
-}
+constexpr char kNotSaved[] =
+    "K905-1: ERROR: Cannot save debug image /tmp/k905_debug/20260116_093015_01_original.ppm\n";
 
-TEST_F(DebugImage, DoesNotEmptyASecondNameOfAFile) {
+TEST_F(DebugImage, IsNotSavedThroughALinkIntoAFifoOrIntoNoFolder) {
+  const std::string image = folder_of_this_test + "/20260116_093015_01_original.ppm";
+  const std::string victim = scratch_ + "/victim";
+  std::ofstream(victim) << "untouched";
+  std::ofstream(folder_of_this_test) << "a file in place of the folder";
+  EXPECT_EQ(save("01_original"), kNotSaved);
+  fs::remove(folder_of_this_test);
+  fs::create_directory(scratch_ + "/elsewhere");
+  fs::create_symlink(scratch_ + "/elsewhere", folder_of_this_test);
+  EXPECT_EQ(save("01_original"), kNotSaved);
+  EXPECT_TRUE(fs::is_empty(scratch_ + "/elsewhere"));
+  fs::remove(folder_of_this_test);
   fs::create_directory(folder_of_this_test);
-  std::ofstream(scratch_ + "/victim") << "untouched";
-  fs::create_hard_link(scratch_ + "/victim",
-                       folder_of_this_test + "/20260116_093015_01_original.ppm");
-  EXPECT_EQ(save("01_original"),
-            "K905-1: ERROR: Cannot save debug image "
-            "/tmp/k905_debug/20260116_093015_01_original.ppm\n");
-  EXPECT_EQ(content("20260116_093015_01_original.ppm"), "untouched");
+  fs::create_symlink(victim, image);
+  EXPECT_EQ(save("01_original"), kNotSaved);
+  fs::remove(image);
+  fs::create_hard_link(victim, image);
+  EXPECT_EQ(save("01_original"), kNotSaved);
+  fs::remove(image);
+  ASSERT_EQ(mkfifo(image.c_str(), 0600), 0);
+  EXPECT_EQ(save("01_original"), kNotSaved);
+  EXPECT_EQ(read_file(victim), "untouched");
 }
 
-TEST_F(DebugImage, DoesNotWaitForTheReaderOfAPipe) {
-  fs::create_directory(folder_of_this_test);
-  ASSERT_EQ(mkfifo((folder_of_this_test + "/20260116_093015_01_original.ppm").c_str(), 0600), 0);
-  EXPECT_EQ(save("01_original"),
-            "K905-1: ERROR: Cannot save debug image "
-            "/tmp/k905_debug/20260116_093015_01_original.ppm\n");
-}
-
-TEST_F(DebugImage, ThatCannotBeOpenedIsToldAndSkipped) {
-  std::ofstream(folder_of_this_test) << "a file where the folder should be";
-  EXPECT_EQ(save("07_rotated"),
-            "K905-1: ERROR: Cannot save debug image "
-            "/tmp/k905_debug/20260116_093015_07_rotated.ppm\n");
-}
-
-TEST_F(DebugImage, WithoutHeightOrWidthHasOnlyItsHeader) {
+TEST_F(DebugImage, WithoutHeightOrWidthIsItsHeaderAlone) {
   const std::uint8_t nothing[] = {0};
   const auto save_sized = [&](const char* tag, unsigned width, int height) {
     return captured_log([&] { save_debug_image(tag, nothing, nothing, nothing, width, height); });
@@ -244,7 +202,7 @@ TEST_F(DebugImage, WithoutHeightOrWidthHasOnlyItsHeader) {
 }
 
 // 997 x 211 = 210367 pixels: many times what is written at once, and no multiple of it.
-TEST_F(DebugImage, ManyPixelsAreComplete) {
+TEST_F(DebugImage, LargeImageIsComplete) {
   const unsigned width = 997;
   const int height = 211;
   std::vector<std::uint8_t> planes[3];
@@ -269,12 +227,11 @@ TEST_F(DebugImage, NameIsCutToTwoHundredFiftyFiveCharacters) {
                      std::string(255 - 32, 't') + " (2x2, RGB)\n");
 }
 
-// Debug images must be saved after errors, and the most frequent error is missing memory.
-TEST_F(DebugImage, IsSavedWhenMemoryIsShort) {
+TEST_F(DebugImage, IsSavedWithoutMemory) {
   memory_is_short = true;
   save("01_original");
   memory_is_short = false;
-  EXPECT_EQ(content("20260116_093015_01_original.ppm"), kSmallPicture);
+  EXPECT_EQ(content("20260116_093015_01_original.ppm"), kSmallImage);
 }
 
 TEST_F(DebugImage, LeavesNoDescriptorOpen) {

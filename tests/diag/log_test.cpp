@@ -28,18 +28,13 @@ class LogLine : public testing::Test {
 
 using LogText = LogLine;
 
-TEST_F(LogLine, EndsWithANewlineOfItsOwn) {
+TEST_F(LogLine, EndsWithANewline) {
   EXPECT_EQ(captured_log([] { log_line("K905-1: %d pages, %s", 3, "done"); }),
             "K905-1: 3 pages, done\n");
   EXPECT_EQ(captured_log([] { log_line("%s", ""); }), "\n");
 }
 
-TEST_F(LogLine, LineBreaksInsideBecomeABlankEach) {
-  EXPECT_EQ(captured_log([] { log_line("a: %s", "\nPAGE: 1 1\r\nATTR: x\n"); }),
-            "a:  PAGE: 1 1  ATTR: x \n");
-}
-
-TEST_F(LogLine, EveryOtherByteStaysAsItIs) {
+TEST_F(LogLine, LineBreaksBecomeBlanksAndOtherBytesStay) {
   std::string bytes;
   std::string expected;
   for (int c = 1; c < 256; ++c) {
@@ -57,7 +52,7 @@ TEST_F(LogLine, IsCompleteAtAnyLength) {
   }
 }
 
-TEST_F(LogLine, LineBreaksAreBlanksInAVeryLongLineToo) {
+TEST_F(LogLine, LineBreaksOfALongLineBecomeBlanks) {
   const std::string text(5000, '\n');
   EXPECT_EQ(captured_log([&] { log_line("%s", text.c_str()); }), std::string(5000, ' ') + "\n");
 }
@@ -67,66 +62,48 @@ std::string logged_under_limit(const char* limit, const std::string& text) {
   return captured_log([&] { log_line("%s", text.c_str()); });
 }
 
-TEST_F(LogLine, IsCutToTheLimitOfCupsIncludingTheNewline) {
-  EXPECT_EQ(logged_under_limit("2", "0123456789"), "0\n");
-  EXPECT_EQ(logged_under_limit("10", "0123456789"), "012345678\n");
+TEST_F(LogLine, IsCutToTheLimitOfCupsNewlineIncluded) {
+  const std::pair<const char*, const char*> cases[] = {{"2", "0\n"},
+                                                       {"10", "012345678\n"},
+                                                       {"11", "0123456789\n"},
+                                                       {"12", "0123456789\n"},
+                                                       {"99999999999999999999", "0123456789\n"},
+                                                       {"1", "0123456789\n"},
+                                                       {"0", "0123456789\n"},
+                                                       {"-5", "0123456789\n"},
+                                                       {"", "0123456789\n"},
+                                                       {"junk", "0123456789\n"}};
+  for (const auto& [limit, line] : cases) {
+    EXPECT_EQ(logged_under_limit(limit, "0123456789"), line) << limit;
+  }
   EXPECT_EQ(logged_under_limit("2047", std::string(5000, 'x')), std::string(2046, 'x') + "\n");
 }
 
-TEST_F(LogLine, ExactlyAtTheLimitIsNotCut) {
-  EXPECT_EQ(logged_under_limit("11", "0123456789"), "0123456789\n");
-  EXPECT_EQ(logged_under_limit("12", "0123456789"), "0123456789\n");
-  EXPECT_EQ(logged_under_limit("99999999999999999999", "0123456789"), "0123456789\n");
-}
-
-TEST_F(LogLine, InvalidLimitIsIgnored) {
-  for (const char* limit : {"1", "0", "-5", "", "junk", " "}) {
-    EXPECT_EQ(logged_under_limit(limit, "0123456789"), "0123456789\n") << limit;
-  }
-}
-
-TEST_F(LogText, StandsDirectlyInFrontOfTheNextLine) {
+TEST_F(LogText, TextsStartTheNextLineWithinItsLimit) {
   EXPECT_EQ(captured_log([] {
-              log_text("First pixel: ");
+              log_text("%s", "a\n");
+              log_text("%d ", 1);
               log_line("R=%d", 5);
               log_line("next");
             }),
-            "First pixel: R=5\nnext\n");
-}
-
-TEST_F(LogText, SeveralOnesJoin) {
-  EXPECT_EQ(captured_log([] {
-              log_text("%s", "a\n");
-              log_text("%d", 1);
-              log_line("c");
-            }),
-            "a 1c\n");
-}
-
-TEST_F(LogText, CountsTowardsTheLimitOfItsLine) {
-  const EnvironmentGuard guard("CUPS_MAX_MESSAGE", "10");
-  EXPECT_EQ(captured_log([] {
-              log_text("01234");
-              log_line("56789");
-            }),
-            "012345678\n");
-  EXPECT_EQ(captured_log([] {
-              log_text("0123456789");
-              log_line("rest");
-            }),
-            "012345678\n");
-}
-
-TEST_F(LogText, StandsInFrontOfAVeryLongLineToo) {
+            "a 1 R=5\nnext\n");
   const std::string text(10000, 'x');
   EXPECT_EQ(captured_log([&] {
               log_text("a: ");
               log_line("%s", text.c_str());
             }),
             "a: " + text + "\n");
+  const EnvironmentGuard guard("CUPS_MAX_MESSAGE", "10");
+  for (const char* start : {"01234", "0123456789"}) {
+    EXPECT_EQ(captured_log([&] {
+                log_text("%s", start);
+                log_line("56789");
+              }),
+              "012345678\n");
+  }
 }
 
-TEST_F(LogText, ThatIsTooLongIsCutAndStillJoins) {
+TEST_F(LogText, TextThatIsTooLongIsCut) {
   const std::string text(1000, 'x');
   const std::string log = captured_log([&] {
     log_text("%s", text.c_str());
@@ -170,7 +147,7 @@ std::string standard_error_of_child(const std::function<void()>& code) {
     dup2(ends[1], STDERR_FILENO);
     close(ends[0]);
     close(ends[1]);
-    alarm(20);  // The log must not block.
+    alarm(20);  // A log that waits fails the test.
     code();
     leave_child(0);
   }
@@ -188,22 +165,9 @@ std::string standard_error_of_child(const std::function<void()>& code) {
   return text;
 }
 
-std::string content_of(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 class LogFile : public LogLine {
  protected:
-  void SetUp() override {
-    std::string pattern = testing::TempDir() + "k905_log_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    path_ = folder_ + "/debug.log";
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
-  // Without a file the log goes to standard error.
+  // The log goes to standard error when it cannot go to the file.
   std::string log_into_file() {
     return standard_error_of_child([this] {
       put_log_into_file(path_.c_str());
@@ -211,50 +175,41 @@ class LogFile : public LogLine {
     });
   }
 
-  std::string folder_;
-  std::string path_;
+  ScratchFolder folder_;
+  std::string path_ = folder_.path() + "/debug.log";
 };
 
-TEST_F(LogFile, IsCreatedAndReceivesTheLog) {
-  EXPECT_EQ(log_into_file(), "");
-  EXPECT_EQ(content_of(path_), "hello\n");
+TEST_F(LogFile, HoldsTheLogOfTheLastRun) {
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(log_into_file(), "");
+    EXPECT_EQ(read_file(path_), "hello\n");
+    (void)folder_.write("debug.log", "a long line of the run before\n");
+  }
 }
 
-TEST_F(LogFile, HoldsTheLastRunOnly) {
-  std::ofstream(path_) << "a long line of the run before\n";
-  EXPECT_EQ(log_into_file(), "");
-  EXPECT_EQ(content_of(path_), "hello\n");
+TEST_F(LogFile, LinkInItsPlaceIsNotWrittenTo) {
+  const std::string victim = folder_.write("victim", "precious");
+  for (const auto make_link : {symlink, link}) {
+    ASSERT_EQ(make_link(victim.c_str(), path_.c_str()), 0);
+    EXPECT_EQ(log_into_file(), "hello\n");
+    EXPECT_EQ(read_file(victim), "precious");
+    ASSERT_EQ(unlink(path_.c_str()), 0);
+  }
 }
 
-TEST_F(LogFile, SymbolicLinkIsNotFollowed) {
-  const std::string victim = folder_ + "/victim";
-  std::ofstream(victim) << "precious";
-  ASSERT_EQ(symlink(victim.c_str(), path_.c_str()), 0);
-  EXPECT_EQ(log_into_file(), "hello\n");
-  EXPECT_EQ(content_of(victim), "precious");
-}
-
-TEST_F(LogFile, DanglingLinkCreatesNoFile) {
-  const std::string target = folder_ + "/made";
+TEST_F(LogFile, LinkToNowhereMakesNoFile) {
+  const std::string target = folder_.path() + "/made";
   ASSERT_EQ(symlink(target.c_str(), path_.c_str()), 0);
   EXPECT_EQ(log_into_file(), "hello\n");
   EXPECT_FALSE(std::filesystem::exists(target));
 }
 
-TEST_F(LogFile, HardLinkIsNotWrittenTo) {
-  const std::string victim = folder_ + "/victim";
-  std::ofstream(victim) << "precious";
-  ASSERT_EQ(link(victim.c_str(), path_.c_str()), 0);
-  EXPECT_EQ(log_into_file(), "hello\n");
-  EXPECT_EQ(content_of(victim), "precious");
-}
-
-TEST_F(LogFile, FifoWithoutReaderDoesNotBlock) {
+TEST_F(LogFile, FifoInItsPlaceIsNotWaitedFor) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
   EXPECT_EQ(log_into_file(), "hello\n");
 }
 
-TEST_F(LogFile, FifoWithReaderIsNotWrittenTo) {
+TEST_F(LogFile, FifoWithAReaderIsNotWrittenTo) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
   const int reader = open(path_.c_str(), O_RDONLY | O_NONBLOCK);
   EXPECT_EQ(log_into_file(), "hello\n");
@@ -263,17 +218,14 @@ TEST_F(LogFile, FifoWithReaderIsNotWrittenTo) {
   close(reader);
 }
 
-TEST_F(LogFile, FolderInItsPlaceLeavesStandardErrorUnchanged) {
+TEST_F(LogFile, FolderThatIsInItsPlaceOrMissingLeavesStandardError) {
   ASSERT_EQ(mkdir(path_.c_str(), 0700), 0);
   EXPECT_EQ(log_into_file(), "hello\n");
-}
-
-TEST_F(LogFile, MissingFolderLeavesStandardErrorUnchanged) {
-  path_ = folder_ + "/missing/debug.log";
+  path_ = folder_.path() + "/missing/debug.log";
   EXPECT_EQ(log_into_file(), "hello\n");
 }
 
-TEST_F(LogFile, ClosesAllDescriptors) {
+TEST_F(LogFile, LeavesNoDescriptorOpen) {
   const std::string text = standard_error_of_child([this] {
     const int before = dup(STDERR_FILENO);
     const int next = dup(STDERR_FILENO);
@@ -291,10 +243,10 @@ TEST_F(LogFile, IsUsedWhenStandardErrorWasClosed) {
     put_log_into_file(path_.c_str());
     log_line("hello");
   });
-  EXPECT_EQ(content_of(path_), "hello\n");
+  EXPECT_EQ(read_file(path_), "hello\n");
 }
 
-TEST_F(LogFile, StandardErrorStaysUntouchedWhenAPpdIsSetEvenToNothing) {
+TEST_F(LogFile, IsNotUsedWhenAPpdIsSetEvenToNothing) {
   for (const char* ppd : {"", "/etc/cups/ppd/queue.ppd"}) {
     const EnvironmentGuard guard("PPD", ppd);
     EXPECT_EQ(standard_error_of_child([] {
@@ -305,7 +257,7 @@ TEST_F(LogFile, StandardErrorStaysUntouchedWhenAPpdIsSetEvenToNothing) {
   }
 }
 
-TEST_F(LogFile, StandardOutputAndErrorAreUnbufferedAfterwards) {
+TEST_F(LogFile, OutputAndErrorAreUnbufferedAfterwards) {
   const EnvironmentGuard guard("PPD", "");
   EXPECT_EQ(standard_error_of_child([] {
               open_log();
