@@ -1,4 +1,4 @@
-// The memory of colors with a conversion that counts how often it is asked.
+// The color cache with a conversion that counts its calls.
 #include "pipeline/color_cache.h"
 
 #include <gtest/gtest.h>
@@ -40,86 +40,79 @@ std::vector<std::uint8_t> expected_of(const std::vector<std::uint8_t>& rgb) {
 }
 
 // Sends a page through and returns how many colors had to be converted.
-std::size_t converted(ColorCache& memory, const Page& page) {
+std::size_t converted(ColorCache& cache, const Page& page) {
   const Counted counted;
   const auto out = through_rows(page, [&](const PlaneRow& row) {
-    memory.convert_row(row, page.width, {Counted::convert, &counted, true});
+    cache.convert_row(row, page.width, {Counted::convert, &counted, true});
   });
   EXPECT_TRUE(out == expected_of(page.rgb));
   return counted.colors;
 }
 
 TEST(ColorCache, ConvertsAColorOnce) {
-  ColorCache memory;
-  memory.reset();
-  const Page page = plain_page(100, 1, 1, 2, 3);
-  EXPECT_EQ(converted(memory, page), 100u);  // no color of the first row is in the cache
-  EXPECT_EQ(converted(memory, page), 0u);
+  ColorCache cache;
+  cache.reset();
+  const Page page = plain_page(100, 1, 0, 0, 0);  // black is no empty entry
+  EXPECT_EQ(converted(cache, page), 100u);        // the first row is all new
+  EXPECT_EQ(converted(cache, page), 0u);
 }
 
-TEST(ColorCache, KnowsBlackOnlyAfterItHasSeenIt) {
-  ColorCache memory;
-  memory.reset();
-  EXPECT_EQ(converted(memory, plain_page(5, 1, 0, 0, 0)), 5u);
-  EXPECT_EQ(converted(memory, plain_page(5, 1, 0, 0, 0)), 0u);
+TEST(ColorCache, IsEmptyAfterAReset) {
+  ColorCache cache;
+  cache.reset();
+  converted(cache, plain_page(5, 2, 9, 9, 9));
+  cache.reset();
+  EXPECT_EQ(converted(cache, plain_page(5, 1, 9, 9, 9)), 5u);
 }
 
-TEST(ColorCache, ForgetsAtAReset) {
-  ColorCache memory;
-  memory.reset();
-  converted(memory, plain_page(5, 2, 9, 9, 9));
-  memory.reset();
-  EXPECT_EQ(converted(memory, plain_page(5, 1, 9, 9, 9)), 5u);
+TEST(ColorCache, ConvertsEverythingBeforeItsFirstReset) {
+  ColorCache cache;
+  EXPECT_EQ(converted(cache, plain_page(700, 3, 9, 9, 9)), 2100u);
 }
 
-TEST(ColorCache, ConvertsEverythingBeforeItHasMemory) {
-  ColorCache memory;
-  EXPECT_EQ(converted(memory, plain_page(700, 3, 9, 9, 9)), 2100u);
-}
-
-TEST(ColorCache, TakesRowsOfAnyWidth) {
-  ColorCache memory;
-  memory.reset();
+TEST(ColorCache, AcceptsRowsOfAnyWidth) {
+  ColorCache cache;
+  cache.reset();
   for (const std::size_t width : {0, 1, 511, 512, 513, 1024, 1025}) {
-    converted(memory, photo_page(width, 3, static_cast<unsigned>(width)));
+    converted(cache, photo_page(width, 3, static_cast<unsigned>(width)));
   }
 }
 
-TEST(ColorCache, SavesMostOfAPhotograph) {
-  ColorCache memory;
-  memory.reset();
+TEST(ColorCache, SavesMostConversionsOfAPhotograph) {
+  ColorCache cache;
+  cache.reset();
   const Page page = photo_page(800, 400, 1);
-  EXPECT_LT(converted(memory, page), page.width * page.height / 4);
+  EXPECT_LT(converted(cache, page), page.width * page.height / 4);
 }
 
-TEST(ColorCache, IsSkippedOnNoiseAndTriedAgainLater) {
-  ColorCache memory;
-  memory.reset();
+TEST(ColorCache, PausesOnNoiseAndContinuesLater) {
+  ColorCache cache;
+  cache.reset();
   // Most rows go straight through and leave no trace.
   const Page noise = noise_page(600, 400, 2);
-  EXPECT_GT(converted(memory, noise), noise.width * noise.height * 9 / 10);
-  EXPECT_GT(converted(memory, noise), noise.width * noise.height * 9 / 10);
+  EXPECT_GT(converted(cache, noise), noise.width * noise.height * 9 / 10);
+  EXPECT_GT(converted(cache, noise), noise.width * noise.height * 9 / 10);
   // It finds out by itself that asking pays again, if not at once.
   const Page calm = plain_page(600, 2000, 8, 8, 8);
-  EXPECT_LT(converted(memory, calm), calm.width * calm.height / 2);
+  EXPECT_LT(converted(cache, calm), calm.width * calm.height / 2);
 }
 
-TEST(ColorCache, AsksAnewOnANewPage) {
-  ColorCache memory;
-  memory.reset();
-  converted(memory, noise_page(600, 400, 3));
+TEST(ColorCache, ContinuesOnANewPage) {
+  ColorCache cache;
+  cache.reset();
+  converted(cache, noise_page(600, 400, 3));
   const Page calm = plain_page(600, 20, 8, 8, 8);
-  EXPECT_EQ(converted(memory, calm), 12000u) << "was not at rest";
-  memory.begin_page();
-  EXPECT_EQ(converted(memory, calm), 512u);  // the first bundle of the first row
+  EXPECT_EQ(converted(cache, calm), 12000u) << "was not at rest";
+  cache.begin_page();
+  EXPECT_EQ(converted(cache, calm), 512u);  // the first bundle of the first row
 }
 
 TEST(ColorCache, KeepsItsColorsOnANewPage) {
-  ColorCache memory;
-  memory.reset();
-  converted(memory, plain_page(600, 1, 8, 8, 8));
-  memory.begin_page();
-  EXPECT_EQ(converted(memory, plain_page(600, 1, 8, 8, 8)), 0u);
+  ColorCache cache;
+  cache.reset();
+  converted(cache, plain_page(600, 1, 8, 8, 8));
+  cache.begin_page();
+  EXPECT_EQ(converted(cache, plain_page(600, 1, 8, 8, 8)), 0u);
 }
 
 // Every 24-bit number once, in an order without a pattern.
@@ -130,13 +123,13 @@ std::uint32_t shuffled(std::uint32_t number) {
 }
 
 // Colors share slots. In this order each one finds any other of its slot there.
-TEST(ColorCache, NeverTakesAColorForAnotherOne) {
+TEST(ColorCache, DistinguishesAllColors) {
   constexpr std::size_t kRow = 4096;
-  ColorCache memory;
-  memory.reset();
+  ColorCache cache;
+  cache.reset();
   const Counted counted;
   for (std::uint32_t first = 0; first < 1U << 24U; first += kRow) {
-    memory.begin_page();  // or the cache would not be asked
+    cache.begin_page();  // or the cache would not be asked
     Page page{kRow, 1, {}};
     for (std::uint32_t i = 0; i < kRow; ++i) {
       const std::uint32_t color = shuffled(first + i);
@@ -145,23 +138,23 @@ TEST(ColorCache, NeverTakesAColorForAnotherOne) {
                        static_cast<std::uint8_t>(color >> 16U)});
     }
     const auto out = through_rows(page, [&](const PlaneRow& row) {
-      memory.convert_row(row, kRow, {Counted::convert, &counted, true});
+      cache.convert_row(row, kRow, {Counted::convert, &counted, true});
     });
     ASSERT_TRUE(out == expected_of(page.rgb)) << first;
   }
 }
 
 // An expensive conversion is worth asking for where a cheap one is not.
-TEST(ColorCache, IsSkippedLaterWhenTheConversionIsExpensive) {
+TEST(ColorCache, AcceptsMoreMissesWhenTheConversionIsExpensive) {
   // Every second pixel is noise.
   Page page = noise_page(600, 300, 4);
   for (std::size_t i = 0; i < page.width * page.height; i += 2) set_pixel(page, i, 7, 7, 7);
   for (const bool is_expensive : {false, true}) {
-    ColorCache memory;
-    memory.reset();
+    ColorCache cache;
+    cache.reset();
     const Counted counted;
     through_rows(page, [&](const PlaneRow& row) {
-      memory.convert_row(row, page.width, {Counted::convert, &counted, is_expensive});
+      cache.convert_row(row, page.width, {Counted::convert, &counted, is_expensive});
     });
     const double share = static_cast<double>(counted.colors) / (600.0 * 300.0);
     if (is_expensive) {

@@ -1,5 +1,4 @@
-// ICC profiles made on the spot, in a scratch folder of their own, so that no test depends on what
-// the machine has installed.
+// Profiles in a scratch folder of their own, and what Little CMS makes of them in one call.
 #pragma once
 
 #include <lcms2.h>
@@ -8,33 +7,33 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/child_process.h"
+#include "tests/support/profile_builder.h"
+
 class ProfileFolder {
  public:
-  ProfileFolder();
-  ~ProfileFolder();
-  ProfileFolder(const ProfileFolder&) = delete;
-  ProfileFolder& operator=(const ProfileFolder&) = delete;
+  [[nodiscard]] std::string path(const std::string& name) const {
+    return folder_.path() + "/" + name;
+  }
 
-  [[nodiscard]] std::string path(const std::string& name) const { return folder_ + "/" + name; }
-
-  // Each writes a profile and returns its path.
-  std::string rgb_matrix(const std::string& name, double gamma = 1.8) const;  // wide primaries
-  std::string rgb_table(const std::string& name) const;   // printer: B2A per intent, all different
-  std::string cmyk_table(const std::string& name) const;  // printer: white paper is 0, 0, 0, 0
-  std::string gray(const std::string& name) const;
-  std::string lab(const std::string& name) const;
-  std::string xyz(const std::string& name) const;
-  // An empty profile whose header says `space`: opens, and cannot be transformed with.
-  std::string bare(const std::string& name, cmsColorSpaceSignature space) const;
-
-  // Any bytes as a file; returns the path.
-  std::string file(const std::string& name, const std::string& bytes) const;
+  // Each writes a profile, or any bytes, and returns the path.
+  std::string rgb_matrix(const std::string& name, double gamma = 1.8) const {
+    return file(name, rgb_matrix_profile(gamma));
+  }
+  std::string rgb_table(const std::string& name) const { return file(name, rgb_table_profile()); }
+  std::string cmyk_table(const std::string& name) const { return file(name, cmyk_table_profile()); }
+  std::string gray(const std::string& name) const { return file(name, gray_profile()); }
+  std::string lab(const std::string& name) const { return file(name, lab_profile()); }
+  std::string hollow(const std::string& name, cmsColorSpaceSignature space) const {
+    return file(name, hollow_profile(space));
+  }
+  std::string file(const std::string& name, const std::string& bytes) const {
+    return folder_.write(name, bytes);
+  }
 
  private:
-  std::string folder_;
+  ScratchFolder folder_;
 };
-
-[[nodiscard]] std::string bytes_of(const std::string& path);
 
 // What Little CMS makes of `rgb` (three bytes a pixel) in one call over all of them. An empty path
 // is the built-in sRGB.

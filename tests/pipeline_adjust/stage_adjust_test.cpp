@@ -1,6 +1,5 @@
-// The stage as a whole: order of work, log and images. Linked with a stand-in for
-// save_debug_image that keeps the image and leaves a line in the log, so that lines and images
-// show their order.
+// Order, log and images of the stage. A replacement of save_debug_image keeps the image and writes
+// a line into the log.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <lcms2.h>
@@ -13,7 +12,7 @@
 #include "pipeline/tone_plan.h"
 #include "tests/pipeline_adjust/icc_page.h"
 #include "tests/pipeline_adjust/profiles.h"
-#include "tests/pipeline_adjust/tone_reference.h"
+#include "tests/pipeline_adjust/tone_formula.h"
 #include "tests/support/environment_guard.h"
 
 namespace {
@@ -56,13 +55,17 @@ std::vector<std::uint8_t> planes_of(const std::vector<std::uint8_t>& rgb) {
 }
 
 std::vector<std::uint8_t> toned(const PrintOptions& options, std::vector<std::uint8_t> rgb) {
-  for (std::size_t i = 0; i < rgb.size(); i += 3) reference::adjust(options, rgb.data() + i);
+  const plain::ToneChain formula = tone_formula(options);
+  for (std::size_t i = 0; i < rgb.size(); i += 3) {
+    const plain::Pixel pixel = formula({rgb[i], rgb[i + 1], rgb[i + 2]});
+    std::copy(pixel.begin(), pixel.end(), rgb.begin() + static_cast<std::ptrdiff_t>(i));
+  }
   return rgb;
 }
 
-class Stage5 : public testing::Test {
+class AdjustStageTest : public testing::Test {
  protected:
-  // Sends `page` through the stage; the planes come back one after the other.
+  // The planes of `page` after the stage, one after the other.
   std::vector<std::uint8_t> run(const PrintOptions& options, const Page& page) {
     stage_ = {};
     std::vector<std::uint8_t> rgb;
@@ -83,26 +86,7 @@ class Stage5 : public testing::Test {
 
 PrintOptions defaults() { return PrintOptions{.paper_config = nullptr}; }
 
-TEST_F(Stage5, NeutralPageKeepsItsBytesAndLogsItsSettings) {
-  Page page = noise_page(17, 9, 1);
-  set_pixel(page, 0, 10, 20, 30);
-  EXPECT_EQ(run(defaults(), page), planes_of(page.rgb));
-  EXPECT_EQ(log_,
-            "K905-1: === STAGE 5: Image adjustments ===\n"
-            "K905-1: Before adjustments - Pixel[0]: R=10, G=20, B=30\n"
-            "K905-1: Applying image adjustments:\n"
-            "  ICC Enabled: No\n"
-            "  Brightness: 0 (0.00)\n"
-            "  Contrast: 0 (0.00)\n"
-            "  Saturation: 0 (0.00)\n"
-            "  Gamma: 1000 (1.000)\n"
-            "  Image Type: Photo\n"
-            "  Color Correction: None\n"
-            "K905-1: Image adjustments applied\n"
-            "K905-1: After adjustments - Pixel[0]: R=10, G=20, B=30\n");
-}
-
-TEST_F(Stage5, SettingsAreLoggedInThousandthsAndAsFactors) {
+TEST_F(AdjustStageTest, SettingsAreLoggedAsThousandthsAndFactors) {
   PrintOptions options = defaults();
   options.brightness = 100;
   options.contrast = -150;
@@ -124,7 +108,7 @@ TEST_F(Stage5, SettingsAreLoggedInThousandthsAndAsFactors) {
                               ", B=" + std::to_string(expected[2]) + "\n"));
 }
 
-TEST_F(Stage5, ProfileIsLoggedByNameAndConversionRunsBeforeTones) {
+TEST_F(AdjustStageTest, ConversionRunsBeforeTheTones) {
   const ProfileFolder profiles;
   const std::string target = profiles.rgb_table("printer.icc");
   PrintOptions options = icc_options("", target);
@@ -142,32 +126,14 @@ TEST_F(Stage5, ProfileIsLoggedByNameAndConversionRunsBeforeTones) {
                                            "K905-1: Image adjustments applied\n"));
 }
 
-TEST_F(Stage5, EnabledWithoutANameIsLoggedByTheConversion) {
-  PrintOptions options = defaults();
-  options.icc_enabled = 1;
-  const Page page = noise_page(5, 5, 5);
-  EXPECT_EQ(run(options, page), planes_of(page.rgb));
-  EXPECT_THAT(log_, HasSubstr("  ICC Enabled: Yes\n  ICC Profile: \n"));
-  EXPECT_THAT(log_, HasSubstr("K905-1: ICC conversion not enabled or no profile specified\n"
-                              "K905-1: Image adjustments applied\n"));
-}
-
-TEST_F(Stage5, AnEmptyImageIsLoggedAsZeros) {
-  PrintOptions options = defaults();
-  options.brightness = 500;
-  EXPECT_EQ(run(options, Page{12, 0, {}}), std::vector<std::uint8_t>());
-  EXPECT_THAT(log_, HasSubstr("K905-1: Before adjustments - Pixel[0]: R=0, G=0, B=0\n"));
-  EXPECT_THAT(log_, HasSubstr("K905-1: After adjustments - Pixel[0]: R=0, G=0, B=0\n"));
-}
-
-TEST_F(Stage5, AFurtherCopyHasTheSameLog) {
+TEST_F(AdjustStageTest, FurtherCopyHasTheSameLog) {
   const ProfileFolder profiles;
   const PrintOptions options = icc_options("", profiles.cmyk_table("press.icc"));
   run(options, noise_page(6, 6, 6));
   EXPECT_EQ(captured_log([&] { stage_.report(options); }), log_);
 }
 
-TEST_F(Stage5, ByHandEveryStepSavesItsImageInOrder) {
+TEST_F(AdjustStageTest, ByHandEveryStepSavesItsImageInOrder) {
   const EnvironmentGuard by_hand("PPD", nullptr);
   saved_images.clear();
   PrintOptions options = defaults();
@@ -193,7 +159,7 @@ TEST_F(Stage5, ByHandEveryStepSavesItsImageInOrder) {
   EXPECT_FALSE(saved_images.contains("adjust_after_icc"));
 }
 
-TEST_F(Stage5, ByHandTheConversionSavesAnImageAlsoWhenItFailed) {
+TEST_F(AdjustStageTest, ByHandAFailedConversionSavesItsImageToo) {
   const EnvironmentGuard by_hand("PPD", nullptr);
   const ProfileFolder profiles;
   const Page page = noise_page(7, 6, 8);

@@ -41,16 +41,6 @@ Planes mirrored(Planes planes) {
   return planes;
 }
 
-TEST_P(EveryTable, SplitSendsEachColorToItsPlane) {
-  EXPECT_EQ(split_by(table().split, {1, 2, 3, 4, 5, 6}), (Planes{{{1, 4}, {2, 5}, {3, 6}}}));
-}
-
-TEST_P(EveryTable, SplitMirroredKeepsTheMiddleOfAnOddWidthAndASinglePixel) {
-  EXPECT_EQ(split_by(table().split_mirrored, {1, 2, 3, 4, 5, 6, 7, 8, 9}),
-            (Planes{{{7, 4, 1}, {8, 5, 2}, {9, 6, 3}}}));
-  EXPECT_EQ(split_by(table().split_mirrored, {1, 2, 3}), (Planes{{{1}, {2}, {3}}}));
-}
-
 TEST_P(EveryTable, SplitEqualsItsFormulaAtAnyWidthAndAddress) {
   for (const std::size_t width : interesting_widths()) {
     const Bytes row = dice.bytes(width * 3);
@@ -92,7 +82,7 @@ void expect_transposed(const Table& table, Dice& dice, std::size_t width, std::s
   EXPECT_TRUE(target.content() == expected) << width << " x " << count;
 }
 
-TEST_P(EveryTable, RowsTransposedUpwardsAreAQuarterTurnCounterClockwise) {
+TEST_P(EveryTable, TransposedUpwardsRowsAreRotatedCounterClockwise) {
   // 0 1 2           2 5
   // 3 4 5  turns to 1 4
   //                 0 3
@@ -104,7 +94,7 @@ TEST_P(EveryTable, RowsTransposedUpwardsAreAQuarterTurnCounterClockwise) {
   EXPECT_EQ(target.content(), (Bytes{2, 5, 1, 4, 0, 3}));
 }
 
-TEST_P(EveryTable, TransposeWritesNothingButItsImageAtAnySize) {
+TEST_P(EveryTable, TransposeWritesItsImageOnlyAtAnySize) {
   for (std::size_t width = 0; width <= 70; ++width) {
     for (const std::size_t count : {0, 1, 2, 7, 8, 15, 16, 17, 31, 32, 33, 47, 48, 63, 64, 65}) {
       expect_transposed(table(), dice, width, count, dice.below(40), dice.below(2) == 0);
@@ -112,7 +102,7 @@ TEST_P(EveryTable, TransposeWritesNothingButItsImageAtAnySize) {
   }
 }
 
-TEST_P(EveryTable, TransposeTurnsBandsOfRealPages) {
+TEST_P(EveryTable, TransposeRotatesBandsOfRealPages) {
   const std::size_t sizes[][2] = {{1844, 128}, {2401, 125}, {4837, 250}, {1197, 127}, {1239, 1}};
   for (const auto& [width, count] : sizes) {
     expect_transposed(table(), dice, width, count, 1920 - count, true);
@@ -159,23 +149,13 @@ void expect_copied(const Table& table, Dice& dice, const std::vector<CopyRun>& r
   EXPECT_EQ(target.content(), expected);
 }
 
-TEST_P(EveryTable, StretchingToTwiceTheWidthRepeatsEachColumn) {
-  const std::vector<CopyRun> runs = stretched(100, 200);
-  Bytes bytes(100);
-  for (std::size_t i = 0; i < 100; ++i) bytes[i] = static_cast<std::uint8_t>(i);
-  const SourceRow source(bytes, 0);
-  TargetRow target(200, 0);
-  table().copy_runs(runs, source.data(), target.data());
-  for (std::size_t i = 0; i < 200; ++i) EXPECT_EQ(target.content()[i], i / 2);
-}
-
-TEST_P(EveryTable, RunsOfRealStretchesLandWhereTheyShould) {
+TEST_P(EveryTable, RunsOfRealStretchesAreCopied) {
   const std::uint32_t sizes[][2] = {{1844, 1800}, {1844, 1847}, {1548, 1800}, {2436, 1800},
                                     {922, 1800},  {1844, 1844}, {1844, 1},    {1, 1800}};
   for (const auto& [from, to] : sizes) expect_copied(table(), dice, stretched(from, to), from);
 }
 
-TEST_P(EveryTable, RunsOfAnyLengthLandWhereTheyShould) {
+TEST_P(EveryTable, RunsOfAnyLengthAreCopied) {
   expect_copied(table(), dice, {}, 10);
   for (int round = 0; round < 300; ++round) {
     const std::uint32_t source = 300;
@@ -194,7 +174,7 @@ TEST_P(EveryTable, RunsOfAnyLengthLandWhereTheyShould) {
 
 // ---- The tables ---------------------------------------------------------------------------------
 
-TEST(KernelTables, IncludePortableAndTheSelectedTable) {
+TEST(KernelTables, PortableTableIsFirstAndTheChosenOneIsListed) {
   const auto tables = kernels::all_tables();
   ASSERT_FALSE(tables.empty());
   EXPECT_STREQ(tables.front()->name, "portable");

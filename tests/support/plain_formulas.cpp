@@ -1,9 +1,6 @@
-#include "tests/pipeline_kernels/plain_formulas.h"
+#include "tests/support/plain_formulas.h"
 
-#include <bit>
 #include <cmath>
-
-#include "pipeline/legacy_gamma.h"
 
 namespace plain {
 namespace {
@@ -21,9 +18,28 @@ std::uint8_t stored(float value) {
   return value > 255.0F ? 255 : static_cast<std::uint8_t>(value);
 }
 
-void spread(float (&c)[3], float factor) {
+float raised(float c, float exponent) {
+  const float base = c / 255.0F;
+  return powf(base, exponent) * 255.0F;
+}
+
+float thousandths(int value) { return static_cast<float>(value) / 1000.0F; }
+
+float exponent_of(int gamma) { return 1.0F / thousandths(gamma); }
+
+void spread(std::array<float, 3>& c, float factor) {
   const float mean = ((c[0] + c[1]) + c[2]) * 0.333333F;
-  for (float& value : c) value = (value - mean) * factor + mean;
+  for (float& value : c) {
+    const float scaled = (value - mean) * factor;
+    value = scaled + mean;
+  }
+}
+
+Correction correction_named(const std::string& name) {
+  if (name == "Bright") return Correction::kBright;
+  if (name == "Accurate") return Correction::kAccurate;
+  if (name == "Hue") return Correction::kHue;
+  return name == "Desaturated" ? Correction::kDesaturated : Correction::kNone;
 }
 
 }  // namespace
@@ -70,56 +86,56 @@ std::uint8_t resized(std::uint8_t s00, std::uint8_t s01, std::uint8_t s10, std::
   return static_cast<std::uint8_t>(s11 * w11 + (s10 * w10 + upper) + rounding);
 }
 
-Pixel tone_mixed(const kernels::ToneMix& mix, Pixel rgb) {
-  float c[3];
-  for (int i = 0; i < 3; ++i) c[i] = mix.table[i] != nullptr ? mix.table[i][rgb[i]] : rgb[i];
+Pixel mixed(std::array<float, 3> c, const Mix& mix) {
   if (mix.saturate) spread(c, mix.saturation);
-  for (int i = 0; i < 3; ++i) c[i] = c[i] * mix.balance[i];
-  if (mix.correction == kernels::Correction::kBright) {
+  for (std::size_t i = 0; i < 3; ++i) c[i] = c[i] * mix.balance[i];
+  if (mix.correction == Correction::kBright) {
     for (float& value : c) value = value * 1.1F;
-  } else if (mix.correction == kernels::Correction::kAccurate) {
+  } else if (mix.correction == Correction::kAccurate) {
     spread(c, 0.95F);
-  } else if (mix.correction == kernels::Correction::kHue) {
+  } else if (mix.correction == Correction::kHue) {
     const float red = c[0];
     const float blue = c[2];
     c[0] = 0.95F * red + 0.05F * blue;
     c[2] = 0.95F * blue + 0.05F * red;
-  } else if (mix.correction == kernels::Correction::kDesaturated) {
+  } else if (mix.correction == Correction::kDesaturated) {
     spread(c, 0.7F);
   }
   if (mix.linear_contrast) {
     for (float& value : c) value = (value - 128.0F) * 1.2F + 128.0F;
   }
   Pixel result;
-  for (int i = 0; i < 3; ++i) {
-    result[i] = mix.legacy != nullptr ? legacy_stored(c[i]) : stored(c[i]);
+  for (std::size_t i = 0; i < 3; ++i) {
+    result[i] = mix.legacy_gamma ? legacy_stored(c[i]) : stored(c[i]);
   }
   return result;
 }
 
-std::uint8_t legacy_stored(float value) {
-  return stored(std::pow(value / 255.0F, 0.45454544F) * 255.0F);
-}
+std::uint8_t legacy_stored(float value) { return stored(raised(value, 0.45454544F)); }
 
-std::array<float, 256> legacy_steps() {
-  std::array<float, 256> steps{};
-  for (unsigned b = 1; b < 256; ++b) {
-    // Positive floats are ordered like their bits; 0 gives byte 0 and 256 gives byte 255.
-    std::uint32_t below = 0;
-    auto reached = std::bit_cast<std::uint32_t>(256.0F);
-    while (reached - below > 1) {
-      const std::uint32_t middle = below + (reached - below) / 2;
-      (legacy_stored(std::bit_cast<float>(middle)) >= b ? reached : below) = middle;
-    }
-    steps[b] = std::bit_cast<float>(reached);
+ToneChain::ToneChain(const ToneSettings& s)
+    : brightness_(1.0F + thousandths(s.brightness)),
+      contrast_(1.0F + thousandths(s.contrast)),
+      exponent_(exponent_of(s.gamma)) {
+  for (int i = 0; i < 3; ++i) {
+    channel_exponent_[i] = exponent_of(s.channel_gamma[i]);
+    mix_.balance[i] = thousandths(s.balance[i]);
   }
-  return steps;
+  mix_.saturation = 1.0F + thousandths(s.saturation);
+  mix_.saturate = mix_.saturation != 1.0F;
+  mix_.correction = correction_named(s.correction);
+  mix_.linear_contrast = s.linear_contrast;
+  mix_.legacy_gamma = s.legacy_gamma;
 }
 
-kernels::Staircase legacy_stairs() {
-  kernels::Staircase stairs = {};
-  EXPECT_TRUE(build_staircase(legacy_steps().data(), stairs));
-  return stairs;
+Pixel ToneChain::operator()(Pixel rgb) const {
+  std::array<float, 3> c;
+  for (std::size_t i = 0; i < 3; ++i) {
+    c[i] = (static_cast<float>(rgb[i]) * brightness_ - 128.0F) * contrast_ + 128.0F;
+    if (channel_exponent_[i] != 1.0F) c[i] = raised(c[i], channel_exponent_[i]);
+    if (exponent_ != 1.0F) c[i] = raised(c[i], exponent_);
+  }
+  return mixed(c, mix_);
 }
 
 }  // namespace plain

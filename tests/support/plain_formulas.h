@@ -1,13 +1,11 @@
-// Every kernel once more, as the formula on one pixel or one byte says it: slow, and short enough
-// to be seen to be right. Shares nothing with the kernels.
+// The arithmetic of the pixels, one pixel or one byte at a time: slow, and short enough to be
+// checked by reading. It shares no code and no type with the product; the reference and the tests
+// of kernels and tone plans use it.
 #pragma once
 
 #include <array>
 #include <cstdint>
-#include <span>
-
-#include "pipeline/kernels/kernels.h"
-#include "tests/pipeline_kernels/guarded_rows.h"
+#include <string>
 
 namespace plain {
 
@@ -26,16 +24,47 @@ std::uint8_t deinterlaced(std::uint8_t upper, std::uint8_t lower);
 std::uint8_t resized(std::uint8_t s00, std::uint8_t s01, std::uint8_t s10, std::uint8_t s11,
                      double fy, double fx);
 
-// The chain from the mixing step on. Legacy gamma by powf itself, whenever `mix` has stairs.
-Pixel tone_mixed(const kernels::ToneMix& mix, Pixel rgb);
+enum class Correction { kNone, kBright, kAccurate, kHue, kDesaturated };
 
-// What powf with the legacy exponent stores for `value`: NaN and negatives 0, infinity 255.
+// The tone chain from the mixing step on, in its order.
+struct Mix {
+  bool saturate = false;
+  float saturation = 1.0F;
+  float balance[3] = {1.0F, 1.0F, 1.0F};
+  Correction correction = Correction::kNone;
+  bool linear_contrast = false;
+  bool legacy_gamma = false;
+};
+Pixel mixed(std::array<float, 3> c, const Mix& mix);
+
+// What the legacy gamma stores for `value`: NaN and negatives 0, infinity 255.
 std::uint8_t legacy_stored(float value);
 
-// The smallest value for which legacy_stored gives at least b, for every b, found by bisection.
-std::array<float, 256> legacy_steps();
+// The settings of a tone chain, in thousandths as users give them; gammas and balances by plane.
+struct ToneSettings {
+  int brightness = 0;
+  int contrast = 0;
+  int saturation = 0;
+  int gamma = 1000;
+  int channel_gamma[3] = {1000, 1000, 1000};
+  int balance[3] = {1000, 1000, 1000};
+  std::string correction = "None";
+  bool linear_contrast = false;
+  bool legacy_gamma = false;
+};
 
-// The same as a kernel wants it.
-kernels::Staircase legacy_stairs();
+// The whole chain. Single precision throughout, nothing is clamped before the end.
+class ToneChain {
+ public:
+  explicit ToneChain(const ToneSettings& settings);
+  [[nodiscard]] Pixel operator()(Pixel rgb) const;
+
+ private:
+  float brightness_;
+  float contrast_;
+  float exponent_;
+  float channel_exponent_[3];
+  Mix mix_;
+};
 
 }  // namespace plain

@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "tests/support/plain_formulas.h"
 #include "tests/support/reference_state.h"
 
 namespace reference {
@@ -21,6 +22,17 @@ int side_without_bleeds(int side, int one, int other) {
 }
 
 double millimeters(int pixels) { return pixels * 25.4 / 300.0; }
+
+template <typename Formula>
+void for_each_pixel(Image& image, const Formula& formula) {
+  auto& [a, b, c] = image.plane;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    const plain::Pixel pixel = formula(plain::Pixel{a[i], b[i], c[i]});
+    a[i] = pixel[0];
+    b[i] = pixel[1];
+    c[i] = pixel[2];
+  }
+}
 
 }  // namespace
 
@@ -187,8 +199,10 @@ Image PlainFilter::read_lines(const Page& page, bool& complete) {
       return image;
     }
     const std::vector<std::uint8_t>& line = page.lines[static_cast<std::size_t>(y)];
-    // A line that is too short for its pixels is padded with zeros.
-    const auto p = [&line](std::size_t i) -> int { return i < line.size() ? line[i] : 0; };
+    // A line that is too short for its pixels counts as ending in zeros.
+    const auto p = [&line](std::size_t i) -> std::uint8_t {
+      return i < line.size() ? line[i] : std::uint8_t{0};
+    };
     if (!((colors == 3 && (bits == 8 || bits == 16)) || (colors == 1 && (bits == 8 || bits == 1)) ||
           (colors == 4 && bits == 8))) {
       say("K905-1: Unsupported color format: colors=%d, bits=%d", static_cast<int>(colors),
@@ -197,33 +211,22 @@ Image PlainFilter::read_lines(const Page& page, bool& complete) {
     }
     for (int column = 0; column < width; ++column) {
       const auto x = static_cast<std::size_t>(column);
-      int out[3];
-      if (colors == 3 && bits == 8) {
+      plain::Pixel out{};
+      if (colors == 3) {
+        const std::size_t bytes = bits / 8;  // of 16 bits the second byte counts
         for (std::size_t i = 0; i < 3; ++i) {
-          out[i] = p(3 * x + i);
-        }
-      } else if (colors == 3) {
-        for (std::size_t i = 0; i < 3; ++i) {
-          out[i] = p(6 * x + 2 * i + 1);
+          out[i] = p(3 * bytes * x + bytes * i + bytes - 1);
         }
       } else if (colors == 1 && bits == 8) {
-        out[0] = out[1] = out[2] = p(x);
+        out.fill(p(x));
       } else if (colors == 1) {
-        const int bit = (p(x / 8) >> (7 - x % 8)) & 1;
-        out[0] = out[1] = out[2] = bit != 0 ? 0 : 255;
-      } else if (inverted) {
-        for (std::size_t i = 0; i < 3; ++i) {
-          out[i] = 255 - p(4 * x + i);
-        }
+        out.fill(((p(x / 8) >> (7 - x % 8)) & 1) != 0 ? 0 : 255);
       } else {
-        const auto k = static_cast<float>(p(4 * x + 3));
-        for (std::size_t i = 0; i < 3; ++i) {
-          const auto c = static_cast<float>(p(4 * x + i));
-          out[i] = static_cast<int>(((1 - c / 255.0F) * 255.0F) * (1 - k / 255.0F));
-        }
+        const std::uint8_t inks[4] = {p(4 * x), p(4 * x + 1), p(4 * x + 2), p(4 * x + 3)};
+        out = inverted ? plain::four_inverted(inks) : plain::four_with_black(inks);
       }
-      for (int i = 0; i < 3; ++i) {
-        image.plane[i][index_of(image, column, y)] = static_cast<std::uint8_t>(out[i]);
+      for (std::size_t i = 0; i < 3; ++i) {
+        image.plane[i][index_of(image, column, y)] = out[i];
       }
     }
   }
@@ -260,18 +263,11 @@ void PlainFilter::resize(Image& image, int width, int height) {
       const double fx = sx - tx;
       const int x0 = std::clamp(tx, 0, src_w - 1);
       const int x1 = tx >= src_w - 1 ? src_w - 1 : tx + 1;
-      const double w00 = (1 - fy) * (1 - fx);
-      const double w01 = (1 - fy) * fx;
-      const double w10 = fy * (1 - fx);
-      const double w11 = fy * fx;
       for (int i = 0; i < 3; ++i) {
         const std::vector<std::uint8_t>& s = image.plane[i];
-        const double value =
-            s[index_of(image, x1, y1)] * w11 +
-            (s[index_of(image, x0, y1)] * w10 +
-             (s[index_of(image, x0, y0)] * w00 + s[index_of(image, x1, y0)] * w01)) +
-            0.5;
-        out.plane[i][index_of(out, x, y)] = static_cast<std::uint8_t>(value);
+        out.plane[i][index_of(out, x, y)] =
+            plain::resized(s[index_of(image, x0, y0)], s[index_of(image, x1, y0)],
+                           s[index_of(image, x0, y1)], s[index_of(image, x1, y1)], fy, fx);
       }
     }
   }
@@ -291,29 +287,18 @@ void PlainFilter::resize(Image& image, int width, int height) {
 void PlainFilter::convert_colors(Image& image) {
   const std::string& model = settings.color_model;
   say("K905-1: === STAGE 2: Color model conversion (%s) ===", model.c_str());
-  const bool gray = model == "Gray";
-  const bool black = model == "Black";
-  const bool inverted = model == "CMY" || model == "CMYK";
-  const bool rotated = model == "KCMY";
-  for (std::size_t i = 0; i < image.plane[0].size(); ++i) {
-    std::uint8_t& a = image.plane[0][i];
-    std::uint8_t& b = image.plane[1][i];
-    std::uint8_t& c = image.plane[2][i];
-    if (gray || black) {
-      const float luma = (static_cast<float>(a) * 0.299F + static_cast<float>(b) * 0.587F) +
-                         static_cast<float>(c) * 0.114F;
-      const int l = std::clamp(static_cast<int>(luma), 0, 255);
-      a = b = c = static_cast<std::uint8_t>(gray ? l : 255 - l);
-    } else if (inverted) {
-      a = static_cast<std::uint8_t>(255 - a);
-      b = static_cast<std::uint8_t>(255 - b);
-      c = static_cast<std::uint8_t>(255 - c);
-    } else if (rotated) {
-      const std::uint8_t first = a;
-      a = b;
-      b = c;
-      c = static_cast<std::uint8_t>(255 - first);
-    }
+  plain::Pixel (*convert)(plain::Pixel) = nullptr;
+  if (model == "Gray") {
+    convert = plain::gray;
+  } else if (model == "Black") {
+    convert = plain::black;
+  } else if (model == "CMY" || model == "CMYK") {
+    convert = plain::inverted;
+  } else if (model == "KCMY") {
+    convert = plain::kcmy;
+  }
+  if (convert != nullptr) {
+    for_each_pixel(image, convert);
   }
   save_image("02_color_converted", image);
   say("K905-1: Color conversion completed");
@@ -341,10 +326,9 @@ void PlainFilter::deinterlace(Image& image) {
   for (int i = 0; i < 3; ++i) {
     for (int y = 0; y < out.height; ++y) {
       for (int x = 0; x < out.width; ++x) {
-        const unsigned upper = image.plane[i][index_of(image, x, 2 * y)];
-        const unsigned lower = image.plane[i][index_of(image, x, 2 * y + 1)];
         out.plane[i][index_of(out, x, y)] =
-            static_cast<std::uint8_t>(((3 * upper + 2 * lower) * 13108U) >> 16);
+            plain::deinterlaced(image.plane[i][index_of(image, x, 2 * y)],
+                                image.plane[i][index_of(image, x, 2 * y + 1)]);
       }
     }
   }
@@ -396,79 +380,19 @@ void PlainFilter::adjust(Image& image) {
       pixel(image, 1, 0), pixel(image, 2, 0));
 }
 
-// Single precision for all values, clamped only at the end.
 void PlainFilter::tone(Image& image) const {
   const Settings& s = settings;
-  const float k_brightness = 1.0F + static_cast<float>(s.brightness) / 1000.0F;
-  const float k_contrast = 1.0F + static_cast<float>(s.contrast) / 1000.0F;
-  const float k_saturation = 1.0F + static_cast<float>(s.saturation) / 1000.0F;
-  const float exponent = 1.0F / (static_cast<float>(s.gamma) / 1000.0F);
-  const float channel_exponent[3] = {1.0F / (static_cast<float>(s.cyan_gamma) / 1000.0F),
-                                     1.0F / (static_cast<float>(s.magenta_gamma) / 1000.0F),
-                                     1.0F / (static_cast<float>(s.yellow_gamma) / 1000.0F)};
-  const float balance[3] = {static_cast<float>(s.cyan_balance) / 1000.0F,
-                            static_cast<float>(s.magenta_balance) / 1000.0F,
-                            static_cast<float>(s.yellow_balance) / 1000.0F};
-  const auto toward_mean = [](float(&c)[3], float factor) {
-    const float m = ((c[0] + c[1]) + c[2]) * 0.333333F;
-    for (float& v : c) {
-      v = (v - m) * factor + m;
-    }
-  };
-
-  const bool bright = s.color_correction == "Bright";
-  const bool accurate = s.color_correction == "Accurate";
-  const bool hue = s.color_correction == "Hue";
-  const bool desaturated = s.color_correction == "Desaturated";
-  for (std::size_t index = 0; index < image.plane[0].size(); ++index) {
-    float c[3];
-    for (int i = 0; i < 3; ++i) {
-      c[i] = static_cast<float>(image.plane[i][index]);
-      c[i] = (c[i] * k_brightness - 128.0F) * k_contrast + 128.0F;
-      if (channel_exponent[i] != 1.0F) {
-        c[i] = powf(c[i] / 255.0F, channel_exponent[i]) * 255.0F;
-      }
-      if (exponent != 1.0F) {
-        c[i] = powf(c[i] / 255.0F, exponent) * 255.0F;
-      }
-    }
-    if (k_saturation != 1.0F) {
-      toward_mean(c, k_saturation);
-    }
-    for (int i = 0; i < 3; ++i) {
-      c[i] = c[i] * balance[i];
-    }
-    if (bright) {
-      for (float& v : c) {
-        v = v * 1.1F;
-      }
-    } else if (accurate) {
-      toward_mean(c, 0.95F);
-    } else if (hue) {
-      const float red = c[0];
-      const float blue = c[2];
-      c[0] = 0.95F * red + 0.05F * blue;
-      c[2] = 0.95F * blue + 0.05F * red;
-    } else if (desaturated) {
-      toward_mean(c, 0.7F);
-    }
-    for (int i = 0; i < 3; ++i) {
-      if (s.linear_contrast != 0) {
-        c[i] = (c[i] - 128.0F) * 1.2F + 128.0F;
-      }
-      if (s.legacy_gamma != 0) {
-        c[i] = powf(c[i] / 255.0F, 0.45454544F) * 255.0F;
-      }
-      std::uint8_t& stored = image.plane[i][index];
-      if (std::isnan(c[i]) || c[i] < 0.0F) {
-        stored = 0;
-      } else if (c[i] >= 255.0F) {
-        stored = 255;
-      } else {
-        stored = static_cast<std::uint8_t>(c[i]);
-      }
-    }
-  }
+  const plain::ToneChain chain(
+      plain::ToneSettings{.brightness = s.brightness,
+                          .contrast = s.contrast,
+                          .saturation = s.saturation,
+                          .gamma = s.gamma,
+                          .channel_gamma = {s.cyan_gamma, s.magenta_gamma, s.yellow_gamma},
+                          .balance = {s.cyan_balance, s.magenta_balance, s.yellow_balance},
+                          .correction = s.color_correction,
+                          .linear_contrast = s.linear_contrast != 0,
+                          .legacy_gamma = s.legacy_gamma != 0});
+  for_each_pixel(image, chain);
 }
 
 void PlainFilter::rotate(Image& image) {
