@@ -1,5 +1,5 @@
-// The raster job with the largest possible number of copies. All work of a copy is replaced by
-// stubs, so that two billion copies take half a minute.
+// The raster job at the largest copy count. Everything that a copy does is replaced, so that two
+// thousand million of them take half a minute.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -19,9 +19,9 @@ namespace {
 
 constexpr std::int32_t kMostCopies = std::numeric_limits<std::int32_t>::max();
 
-std::int64_t copies_told = 0;
+std::int64_t copies_logged = 0;
 std::int64_t copies_printed = 0;
-bool told_wrong = false;
+bool logged_wrong = false;
 
 // Whether the line is the first one of a copy. The pointer answers nearly all calls.
 bool begins_copy(const char* format) {
@@ -38,7 +38,7 @@ bool begins_copy(const char* format) {
 
 extern "C" {
 
-// The log line has the number of the next copy, of all.
+// The logged copy is the next one, of all.
 void __wrap__Z8log_linePKcz(const char* format, ...) {
   if (!begins_copy(format)) {
     return;
@@ -49,8 +49,8 @@ void __wrap__Z8log_linePKcz(const char* format, ...) {
   const int copy = va_arg(arguments, int);
   const int all = va_arg(arguments, int);
   va_end(arguments);
-  ++copies_told;
-  told_wrong |= page != 1 || copy != copies_told || all != kMostCopies;
+  ++copies_logged;
+  logged_wrong |= page != 1 || copy != copies_logged || all != kMostCopies;
 }
 
 bool __wrap__ZNK12PagePipeline12report_againERK19cups_page_header2_sRK10SheetImage(
@@ -67,14 +67,14 @@ void __wrap__Z28print_single_page_to_printerPKhS0_S0_ii(const std::uint8_t* /*pl
   ++copies_printed;
 }
 
-// Ends a job that would not end by itself.
-bool __wrap__Z13job_canceledv() { return copies_told > kMostCopies; }
+// Ends a job that would print too many.
+bool __wrap__Z13job_canceledv() { return copies_logged > kMostCopies; }
 
 }  // extern "C"
 
 namespace {
 
-TEST(MostCopies, AreCountedToTheLastOneAndNoFurther) {
+TEST(MostCopies, AreAllPrintedAndNoMore) {
   const SettingsGuard settings;
   current_options.copies = kMostCopies;
   const std::string stream = raster_stream({blank_page(page_header(4, 4))});
@@ -91,8 +91,8 @@ TEST(MostCopies, AreCountedToTheLastOneAndNoFurther) {
   dup2(saved, STDIN_FILENO);
   close(saved);
   EXPECT_EQ(copies_printed, kMostCopies);
-  EXPECT_EQ(copies_told, kMostCopies);
-  EXPECT_FALSE(told_wrong);
+  EXPECT_EQ(copies_logged, kMostCopies);
+  EXPECT_FALSE(logged_wrong);
 }
 
 }  // namespace

@@ -67,7 +67,7 @@ Bytes stream_start() {
   return stream;
 }
 
-TEST(RasterInput, AnEmptyInputCannotBeOpened) {
+TEST(RasterInput, EmptyInputCannotBeOpened) {
   const StandardInput standard_input({});
   RasterInput input;
   EXPECT_EQ(input.open(), nullptr);
@@ -83,7 +83,7 @@ TEST(RasterInput, FourSyncBytesAreAStreamWithoutPages) {
   EXPECT_TRUE(input.ended());
 }
 
-TEST(RasterInput, RefusedHeaderIsNotTheEndOfTheStream) {
+TEST(RasterInput, RefusedHeaderIsNotTheEnd) {
   Bytes stream = stream_start();
   append_page(stream, cups_page_header2_t{}, 0);  // nothing but zeros: libcups refuses it
   const StandardInput standard_input(stream);
@@ -97,36 +97,24 @@ TEST(RasterInput, RefusedHeaderIsNotTheEndOfTheStream) {
 
 TEST(SkipRestOfPage, LeavesTheStreamAtTheNextHeader) {
   for (const unsigned lines_taken : {0U, 1U, 3U}) {
-    Bytes stream = stream_start();
-    append_page(stream, header_of(3), 3);
-    append_page(stream, header_of(7), 7);
-    const StandardInput standard_input(stream);
-    RasterInput input;
-    const Raster raster = input.open();
-    cups_page_header2_t header;
-    ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
-    std::uint8_t line[4];
-    for (unsigned y = 0; y < lines_taken; ++y) {
-      ASSERT_EQ(cupsRasterReadPixels(raster.get(), line, 4), 4U);
+    for (const bool planar : {false, true}) {
+      Bytes stream = stream_start();
+      append_page(stream, header_of(3, planar), planar ? 9 : 3);
+      append_page(stream, header_of(7), 7);
+      const StandardInput standard_input(stream);
+      RasterInput input;
+      const Raster raster = input.open();
+      cups_page_header2_t header;
+      ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
+      std::uint8_t line[4];
+      for (unsigned y = 0; y < lines_taken; ++y) {
+        ASSERT_EQ(cupsRasterReadPixels(raster.get(), line, 4), 4U);
+      }
+      EXPECT_TRUE(skip_rest_of_page(header, raster.get()));
+      ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
+      EXPECT_EQ(header.cupsHeight, 7U);
     }
-    EXPECT_TRUE(skip_rest_of_page(header, raster.get()));
-    ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
-    EXPECT_EQ(header.cupsHeight, 7U);
   }
-}
-
-TEST(SkipRestOfPage, PlanarPageHasItsHeightTimesItsColors) {
-  Bytes stream = stream_start();
-  append_page(stream, header_of(3, /*planar=*/true), 9);
-  append_page(stream, header_of(7), 7);
-  const StandardInput standard_input(stream);
-  RasterInput input;
-  const Raster raster = input.open();
-  cups_page_header2_t header;
-  ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
-  EXPECT_TRUE(skip_rest_of_page(header, raster.get()));
-  ASSERT_EQ(cupsRasterReadHeader2(raster.get(), &header), 1U);
-  EXPECT_EQ(header.cupsHeight, 7U);
 }
 
 }  // namespace

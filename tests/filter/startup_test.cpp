@@ -15,7 +15,7 @@ class Startup : public ::testing::Test {
   SettingsGuard settings_;
 };
 
-TEST_F(Startup, LogsTheProcessIdAndEveryArgument) {
+TEST_F(Startup, LogsTheProcessAndEveryArgument) {
   char name[] = "k905";
   char title[] = "line\nATTR: break";
   char* arguments[] = {name, title, nullptr};
@@ -30,7 +30,7 @@ TEST_F(Startup, LogsTheProcessIdAndEveryArgument) {
                 "  [1]: line ATTR: break\n");
 }
 
-TEST_F(Startup, RibbonIsSixByFourByDefault) {
+TEST_F(Startup, RibbonIs6x4WithoutTheVariable) {
   EXPECT_EQ(captured_log([] { detect_ribbon(); }),
             "K905-1 DEBUG: Starting ribbon detection\n"
             "K905-1: macOS: using default ribbon size 6x4 (no USB scan)\n");
@@ -38,7 +38,7 @@ TEST_F(Startup, RibbonIsSixByFourByDefault) {
   EXPECT_EQ(current_options.ribbon_detected, 1);
 }
 
-TEST_F(Startup, RibbonIsReadFromTheEnvironment) {
+TEST_F(Startup, RibbonIsTakenFromTheVariable) {
   for (const char* ribbon : {"6x4", "6x8"}) {
     const SettingsGuard settings;
     const EnvironmentGuard environment("K905_RIBBON", ribbon);
@@ -51,7 +51,7 @@ TEST_F(Startup, RibbonIsReadFromTheEnvironment) {
   }
 }
 
-TEST_F(Startup, AnyOtherRibbonIsAsIfItWereNotSet) {
+TEST_F(Startup, OtherRibbonsAreIgnored) {
   for (const char* ribbon : {"", "6X8", "6x8 ", " 6x8", "6x9", "8x6", "6x88"}) {
     const EnvironmentGuard environment("K905_RIBBON", ribbon);
     take_ribbon_from_environment();

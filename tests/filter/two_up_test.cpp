@@ -96,7 +96,7 @@ class TwoUp : public ::testing::Test {
   std::string log_;
 };
 
-TEST_F(TwoUp, TwoPagesOfSixByFourShareASheetWithEighteenWhiteRowsBetween) {
+TEST_F(TwoUp, TwoPagesShareASheetWithEighteenWhiteRowsBetween) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(1, 1920, 1240), 1);
     merge_even_page(page(2, 1920, 1240), 2);
@@ -128,7 +128,7 @@ TEST_F(TwoUp, TwoPagesOfSixByFourShareASheetWithEighteenWhiteRowsBetween) {
             "K905-1: Successfully merged to 6x8 (1920x2498)\n");
 }
 
-TEST_F(TwoUp, NarrowerPageIsCenteredInBothHalves) {
+TEST_F(TwoUp, NarrowPagesAreCentered) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(1, 1844, 100), 1);
     merge_even_page(page(2, 1844, 100), 2);
@@ -140,7 +140,7 @@ TEST_F(TwoUp, NarrowerPageIsCenteredInBothHalves) {
   EXPECT_NE(log_.find("        Bottom: offset_y=113, offset_x=38\n"), std::string::npos);
 }
 
-TEST_F(TwoUp, RowsOfATallLowerPageThatDoNotFitAreCut) {
+TEST_F(TwoUp, RowsBelowTheSheetAreCutOff) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(1, 1920, 2480), 1);
     merge_even_page(page(2, 1920, 2480), 2);
@@ -153,55 +153,41 @@ TEST_F(TwoUp, RowsOfATallLowerPageThatDoNotFitAreCut) {
   }
 }
 
-TEST_F(TwoUp, SmallerSecondPageIsPaddedWithWhite) {
-  const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1920, 50), 1);
-    merge_even_page(page(2, 1900, 20), 2);
-  });
-  ASSERT_EQ(sent.size(), 1U);
-  Bytes expected(1920, 255);  // laid out as if it were 1920 wide: from column 0
-  for (std::size_t c = 0; c < 1900; ++c) {
-    expected[c] = pixel(2, 0, 19, c);
+TEST_F(TwoUp, HeldPageSetsTheLayoutAndItsPartnerIsFilledOrCut) {
+  const struct {
+    std::int32_t held[2];
+    std::int32_t partner[2];
+    std::size_t offset;  // of the columns
+    std::size_t row;     // of the partner's row 19
+  } cases[] = {{{1920, 50}, {1900, 20}, 0, 63 + 19}, {{1900, 20}, {1920, 50}, 10, 33 + 19}};
+  for (const auto& [held, partner, offset, last] : cases) {
+    const std::vector<Sheet> sent = sheets([&held = held, &partner = partner] {
+      store_odd_page(page(1, held[0], held[1]), 1);
+      merge_even_page(page(2, partner[0], partner[1]), 2);
+    });
+    ASSERT_EQ(sent.size(), 1U);
+    Bytes expected(1920, 255);
+    for (std::size_t c = 0; c < 1900; ++c) {
+      expected[offset + c] = pixel(2, 0, 19, c);
+    }
+    EXPECT_EQ(row(sent[0], 0, last), expected);
+    EXPECT_EQ(row(sent[0], 0, last + 1), Bytes(1920, 255));
   }
-  EXPECT_EQ(row(sent[0], 0, 63 + 19), expected);
-  EXPECT_EQ(row(sent[0], 0, 63 + 20), Bytes(1920, 255));
 }
 
-TEST_F(TwoUp, LargerSecondPageIsCutToTheFirstPagesSize) {
-  const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1900, 20), 1);
-    merge_even_page(page(2, 1920, 50), 2);
-  });
-  ASSERT_EQ(sent.size(), 1U);
-  Bytes expected(1920, 255);
-  for (std::size_t c = 0; c < 1900; ++c) {
-    expected[10 + c] = pixel(2, 0, 19, c);
+TEST_F(TwoUp, HeldPageThatIsTooWideOrEmptyIsNotMerged) {
+  for (const auto& [width, height] : {std::pair(1921, 10), std::pair(1920, 0)}) {
+    const std::vector<Sheet> sent = sheets([w = width, h = height] {
+      store_odd_page(page(1, w, h), 1);
+      merge_even_page(page(2, 1920, 12), 2);
+    });
+    // A sheet of no height is refused where it is sent.
+    ASSERT_EQ(sent.size(), height > 0 ? 2U : 1U);
+    EXPECT_EQ(sent.back().height, 12U);
+    EXPECT_NE(
+        log_.find("K905-1: Failed to merge pages\nK905-1: Merge failed, printing separately\n"),
+        std::string::npos);
   }
-  EXPECT_EQ(row(sent[0], 0, 33 + 19), expected);
-  EXPECT_EQ(row(sent[0], 0, 33 + 20), Bytes(1920, 255));
-}
-
-TEST_F(TwoUp, PageWiderThanTheSheetIsPrintedWithoutMerging) {
-  const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1921, 10), 1);
-    merge_even_page(page(2, 1920, 12), 2);
-  });
-  ASSERT_EQ(sent.size(), 2U);
-  EXPECT_EQ(sent[0].width, 1921U);
-  EXPECT_EQ(sent[1].height, 12U);
-  EXPECT_NE(log_.find("K905-1: Failed to merge pages\nK905-1: Merge failed, printing separately\n"),
-            std::string::npos);
-}
-
-TEST_F(TwoUp, AnEmptyHeldPageFailsToMergeAndTheOtherIsPrinted) {
-  const std::vector<Sheet> sent = sheets([] {
-    store_odd_page(page(1, 1920, 0), 1);
-    merge_even_page(page(2, 1920, 12), 2);
-  });
-  ASSERT_EQ(sent.size(), 1U);  // a sheet of no height is refused where it is sent
-  EXPECT_EQ(sent[0].height, 12U);
-  EXPECT_NE(log_.find("K905-1: Failed to merge pages\nK905-1: Merge failed, printing separately\n"),
-            std::string::npos);
 }
 
 TEST_F(TwoUp, MissingPlanesAreReported) {
@@ -213,14 +199,7 @@ TEST_F(TwoUp, MissingPlanesAreReported) {
   EXPECT_EQ(captured_log([&] { EXPECT_FALSE(merge_two_up(whole, broken)); }), message);
 }
 
-TEST_F(TwoUp, AnEvenPageWithoutAPartnerIsPrintedByItself) {
-  const std::vector<Sheet> sent = sheets([] { merge_even_page(page(2, 1920, 30), 2); });
-  ASSERT_EQ(sent.size(), 1U);
-  EXPECT_EQ(sent[0].height, 30U);
-  EXPECT_EQ(pairing_log(), "K905-1: Page 2 is EVEN but no buffered ODD page - printing single\n");
-}
-
-TEST_F(TwoUp, TwoCopiesShareASheet) {
+TEST_F(TwoUp, CopiesAreHeldAndMergedInTheirOrder) {
   // Copy 1 of page 1 is held, copy 2 forces it out; copy 1 of page 2 merges with copy 2 of page 1;
   // copy 2 of page 2 finds nothing and is printed by itself.
   const std::vector<Sheet> sent = sheets([] {
@@ -239,9 +218,11 @@ TEST_F(TwoUp, TwoCopiesShareASheet) {
   EXPECT_EQ(sent[2].height, 40U);
   EXPECT_EQ(row(sent[2], 0, 0), expected_row(2, 0, 0, 1920));
   EXPECT_NE(log_.find("K905-1: Buffer already has image, printing it first\n"), std::string::npos);
+  EXPECT_NE(log_.find("K905-1: Page 2 is EVEN but no buffered ODD page - printing single\n"),
+            std::string::npos);
 }
 
-TEST_F(TwoUp, AHeldPageIsPrintedAtTheEndOfTheJob) {
+TEST_F(TwoUp, HeldPageIsPrintedAtTheEndOfTheJob) {
   const std::vector<Sheet> sent = sheets([] {
     store_odd_page(page(3, 1920, 25), 3);
     print_held_page();
@@ -262,7 +243,7 @@ TEST_F(TwoUp, CanceledJobDropsTheHeldPage) {
               }).empty());
 }
 
-TEST_F(TwoUp, MergeModeNeedsTheLargeRibbonAndASixByFourPaper) {
+TEST_F(TwoUp, MergeModeNeedsTheLargeRibbonAndA6x4Paper) {
   const auto decided = [this](const char* ribbon, const PaperConfig* paper) {
     std::strcpy(current_options.ribbon_size, ribbon);
     current_options.paper_config = paper;
@@ -283,7 +264,7 @@ TEST_F(TwoUp, MergeModeNeedsTheLargeRibbonAndASixByFourPaper) {
             "K905-1:   Direct print mode (no caching)\n");
 }
 
-TEST_F(TwoUp, WithoutAPaperRowTheQueuesPaperNameIsUsed) {
+TEST_F(TwoUp, WithoutAPaperRowThePaperNameDecides) {
   current_options.paper_config = nullptr;
   std::strcpy(current_options.ribbon_size, "6x8");
   std::strcpy(current_options.ppd_paper_name, "Custom.4x6in");

@@ -1,10 +1,8 @@
-// Fails when the build computes otherwise than it must: contraction into fused multiply-add, sums
-// in another order, divisions turned into multiplications, NaN and infinity taken for impossible.
+// Fails when the build changes the arithmetic: contraction into fused multiply-add, sums in another
+// order, divisions as multiplications, no NaN and no infinity.
 //
-// Every input here was chosen because its result is so near a whole number that one rounding more
-// or less shows in the stored byte. The comments give the exact value, so that the expected byte
-// can be checked with paper and pencil.
-
+// The result of every input is so close to a whole number that one rounding more or less changes
+// the stored byte. The comments give the exact value.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -30,8 +28,8 @@
 static_assert(FLT_EVAL_METHOD == 0, "single precision must stay single in between");
 static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559);
 
-// The compiler may use fused multiply-add instructions, so that a lost flag shows on every machine
-// and not only where the whole build is made for such a processor.
+// The function is compiled for a processor that can fuse, so that a missing flag shows on every
+// machine.
 #if defined(__x86_64__)
 #define ON_A_FUSING_PROCESSOR [[gnu::noinline, gnu::target("fma")]]
 #else
@@ -70,13 +68,6 @@ Pixel adjusted(const PrintOptions& options, Pixel pixel, std::size_t width) {
   return {planes[0][0], planes[1][0], planes[2][0]};
 }
 
-void expect_adjusted(const PrintOptions& options, Pixel pixel, Pixel expected) {
-  EXPECT_EQ(adjusted(options, pixel, 1), expected) << "by the tail";
-  EXPECT_EQ(adjusted(options, pixel, 100), expected) << "by vectors";
-}
-
-PrintOptions neutral_options() { return PrintOptions{.paper_config = nullptr}; }
-
 // A row of equal pixels with the slack that kernels ask for.
 std::vector<std::uint8_t> row_of(Pixel pixel, std::size_t width) {
   std::vector<std::uint8_t> row;
@@ -90,41 +81,16 @@ std::vector<std::uint8_t> row_of(Pixel pixel, std::size_t width) {
 constexpr std::size_t kRowWidth = 70;
 
 // ---- Products and sums stay apart
-// -----------------------------------------------------------------
 
 // a = 1 + 2^-12, a * a = 1 + 2^-11 + 2^-24, which rounds to 1 + 2^-11 when the product is
 // alone.
-TEST(Contraction, AProductIsRoundedBeforeItIsAddedTo) {
+TEST(Contraction, ProductIsRoundedBeforeTheSum) {
   if (!processor_can_fuse()) {
     GTEST_SKIP() << "this processor cannot fuse";
   }
   const volatile float a = 1.0F + 0x1p-12F;
   const volatile float c = -(1.0F + 0x1p-11F);
   EXPECT_EQ(sum_after_product(a, a, c), 0.0F) << "fused it would be 2^-24";
-}
-
-// (68 - 128) * 1.2f = -72.0000029, rounded to -72; plus 128 is 56. Fused: 55.999996.
-TEST(Contraction, LinearContrastOf68Gives56) {
-  PrintOptions options = neutral_options();
-  options.linear_contrast = 1;
-  expect_adjusted(options, {68, 68, 68}, {56, 56, 56});
-}
-
-// m = 516 * 0.333333f = 171.999817; red: (252 - m) * 0.95f + m = 247.99999..., rounded twice to
-// 248. Green: -157.999817 * 0.95 + m = 21.8999..., blue: 78.000183 * 0.95 + m = 246.1.
-TEST(Contraction, AccurateCorrectionOfAStrongMagentaGives248) {
-  PrintOptions options = neutral_options();
-  std::snprintf(options.color_correction, sizeof options.color_correction, "Accurate");
-  expect_adjusted(options, {252, 14, 250}, {248, 21, 246});
-}
-
-// kB = 0.5, kC = 0.6: (6 * 0.5 - 128) * 0.6 + 128 = 53, for 16 it is 56, for 26 it is 59. Fused,
-// 0.6f being a little more than 0.6, each falls short by one.
-TEST(Contraction, BrightnessAndContrastReachWholeNumbers) {
-  PrintOptions options = neutral_options();
-  options.brightness = -500;
-  options.contrast = -400;
-  expect_adjusted(options, {6, 16, 26}, {53, 56, 59});
 }
 
 // 59 * .299 + 25 * .587 + 6 * .114 = 33 and 105 * .299 + 95 * .587 + 60 * .114 = 94, exactly.
@@ -228,7 +194,6 @@ TEST(Contraction, ToneKernelsKeepProductsApartInEveryVariant) {
 }
 
 // ---- Order and divisions stay as written
-// ----------------------------------------------------------
 
 // 4 * .299 + 6 * .587 + 213 * .114 = 29 exactly; red and green first it is 29, any other order
 // gives 28.
@@ -241,70 +206,63 @@ TEST(Order, GrayAddsBlueLastInEveryKernel) {
   }
 }
 
-// 265 / 1000 in single precision is below 0.265, so 200 falls below 53; 265 times a thousandth
-// is above it. 525 / 1000 times 120 is 62.99999... in the same way.
-TEST(Order, DivisionsAreNotTurnedIntoMultiplications) {
-  PrintOptions options = neutral_options();
-  options.cyan_balance = 265;
-  options.magenta_balance = 525;
-  expect_adjusted(options, {200, 120, 77}, {52, 62, 77});
+struct Case {
+  std::vector<std::pair<std::int32_t PrintOptions::*, std::int32_t>> settings;
+  const char* correction;
+  Pixel in;
+  Pixel out;
+};
+
+const std::vector<Case>& cases() {
+  using O = PrintOptions;
+  static const std::vector<Case> all = {
+      // (68 - 128) * 1.2f = -72.0000029, rounded to -72; plus 128 is 56. Fused: 55.999996.
+      {{{&O::linear_contrast, 1}}, "None", {68, 68, 68}, {56, 56, 56}},
+      // m = 516 * 0.333333f = 171.999817; red: (252 - m) * 0.95f + m = 247.99999..., rounded twice
+      // to 248. Green: -157.999817 * 0.95 + m = 21.8999..., blue: 78.000183 * 0.95 + m = 246.1.
+      {{}, "Accurate", {252, 14, 250}, {248, 21, 246}},
+      // kB = 0.5, kC = 0.6: (6 * 0.5 - 128) * 0.6 + 128 = 53, for 16 it is 56, for 26 it is 59.
+      // Fused, 0.6f being a little more than 0.6, each falls short by one.
+      {{{&O::brightness, -500}, {&O::contrast, -400}}, "None", {6, 16, 26}, {53, 56, 59}},
+      // 265 / 1000 in single precision is below 0.265, so 200 falls below 53; 265 times a
+      // thousandth
+      // is above it. 525 / 1000 times 120 is 62.99999... in the same way.
+      {{{&O::cyan_balance, 265}, {&O::magenta_balance, 525}}, "None", {200, 120, 77}, {52, 62, 77}},
+      // Each factor is one and a part, added in single precision: what a part below one loses to
+      // the
+      // coarser floats around one it does not get back. 1 - 984/1000 is 0.01599997, so that 250
+      // falls
+      // below 4; 1 + 180/1000 is 1.18000007, so that -100 times it, and 128, fall below 10;
+      // 1 - 160/1000 is 0.84000003, and 168 is above the mean of (168, 35, 1), 67.999931.
+      // Thousandths that are added first, or a sum in double precision, give 4, 10 and 151.
+      {{{&O::brightness, -984}}, "None", {250, 250, 250}, {3, 3, 3}},
+      {{{&O::contrast, 180}}, "None", {28, 28, 28}, {9, 9, 9}},
+      {{{&O::saturation, -160}}, "None", {168, 35, 1}, {152, 40, 11}},
+      // Brightness 0.8 makes 173.6, 62.4 and 176.8 of the pixel, brightness 1.2 makes 44.4, 260.4
+      // and 230.4. Red and green first, the sums give means of 137.599854 and 178.399811; in any
+      // other order they are one or two floats more, and the bytes 170 and 244.
+      {{{&O::brightness, -200}, {&O::saturation, -100}}, "None", {217, 78, 221}, {169, 69, 172}},
+      {{{&O::brightness, 200}, {&O::saturation, -200}}, "None", {37, 217, 192}, {71, 243, 219}},
+      // 765 * 0.333333f = 254.99974: the factor of the mean is a decimal that is cut off, no third.
+      {{{&O::saturation, -1000}}, "None", {255, 255, 255}, {254, 254, 254}},
+      // Contrast 1000 makes -128 of 0; a root of that is no number.
+      {{{&O::contrast, 1000}, {&O::gamma, 2000}}, "None", {0, 0, 0}, {0, 0, 0}},
+      // A gamma of 0 is the exponent infinity: values above 255 become infinite, those below 0.
+      {{{&O::brightness, 1000}, {&O::gamma, 0}}, "None", {200, 100, 255}, {255, 0, 255}},
+  };
+  return all;
 }
 
-// Each factor is one and a part, added in single precision: what a part below one loses to the
-// coarser floats around one it does not get back. 1 - 984/1000 is 0.01599997, so that 250 falls
-// below 4; 1 + 180/1000 is 1.18000007, so that -100 times it, and 128, fall below 10; 1 - 160/1000
-// is 0.84000003, and 168 is above the mean of (168, 35, 1), 67.999931. Thousandths that are
-// added first, or a sum in double precision, give 4, 10 and 151.
-TEST(Order, AFactorIsOneAndAPartAddedInSinglePrecision) {
-  PrintOptions options = neutral_options();
-  options.brightness = -984;
-  expect_adjusted(options, {250, 250, 250}, {3, 3, 3});
-  options = neutral_options();
-  options.contrast = 180;
-  expect_adjusted(options, {28, 28, 28}, {9, 9, 9});
-  options = neutral_options();
-  options.saturation = -160;
-  expect_adjusted(options, {168, 35, 1}, {152, 40, 11});
-}
-
-// Brightness 0.8 makes 173.6, 62.4 and 176.8 of the pixel, brightness 1.2 makes 44.4, 260.4 and
-// 230.4. Their sums are rounded on the way: red and green first they give means of 137.599854 and
-// 178.399811, in any other order one float or two more, and then 170 and 244.
-TEST(Order, TheMeanAddsBlueLast) {
-  PrintOptions options = neutral_options();
-  options.brightness = -200;
-  options.saturation = -100;
-  expect_adjusted(options, {217, 78, 221}, {169, 69, 172});
-  options.brightness = 200;
-  options.saturation = -200;
-  expect_adjusted(options, {37, 217, 192}, {71, 243, 219});
-}
-
-// 765 * 0.333333f = 254.99974: the factor of the mean is a decimal that is cut off, not a third.
-TEST(Order, TheMeanOfWhiteIsALittleLessThanWhite) {
-  PrintOptions options = neutral_options();
-  options.saturation = -1000;
-  expect_adjusted(options, {255, 255, 255}, {254, 254, 254});
-}
-
-// ---- NaN and infinity are real
-// --------------------------------------------------------------------
-
-// Contrast 1000 makes -128 of 0; a root of that is no number.
-TEST(NotANumber, IsStoredAsZero) {
-  PrintOptions options = neutral_options();
-  options.contrast = 1000;
-  options.gamma = 2000;
-  expect_adjusted(options, {0, 0, 0}, {0, 0, 0});
-}
-
-// A gamma of 0 is the exponent infinity: what brightness lifted above 255 becomes infinite, what
-// is below becomes 0.
-TEST(Infinity, IsStoredAs255) {
-  PrintOptions options = neutral_options();
-  options.brightness = 1000;
-  options.gamma = 0;
-  expect_adjusted(options, {200, 100, 255}, {255, 0, 255});
+TEST(ToneNumbers, AreRoundedAfterEveryStepInTheWrittenOrder) {
+  for (const Case& c : cases()) {
+    PrintOptions options{.paper_config = nullptr};
+    std::snprintf(options.color_correction, sizeof options.color_correction, "%s", c.correction);
+    for (const auto& [field, value] : c.settings) options.*field = value;
+    for (const std::size_t width : {1, 100}) {  // by the tail, by vectors
+      EXPECT_EQ(adjusted(options, c.in, width), c.out)
+          << "case " << &c - cases().data() << ", width " << width;
+    }
+  }
 }
 
 }  // namespace
