@@ -21,16 +21,7 @@
 namespace {
 
 std::string contents_of(int file) {
-  std::string bytes(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t got =
-        pread(file, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
-    if (got <= 0) {
-      break;
-    }
-    done += static_cast<std::size_t>(got);
-  }
+  std::string bytes = read_file("/proc/self/fd/" + std::to_string(file));
   close(file);
   return bytes;
 }

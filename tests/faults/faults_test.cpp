@@ -1,6 +1,5 @@
-// What the raster job does when the system says no: memory, writes, reads. Every single failure has
-// a known answer, which the reference computes; whatever happens, nothing leaks and the next page
-// is right.
+// The raster job when memory, writes or reads fail. The reference computes the answer to every
+// single failure; nothing leaks, and the next page is correct.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -170,39 +169,42 @@ class Shortages {
   std::set<std::string> seen_;
 };
 
-TEST(ShortMemory, FailsOnePageAndNotTheNext) {
-  EXPECT_THAT(Shortages(job_of({small_page(1), small_page(2)})).all_answered(),
-              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kCanvasPlanes, kScaledPlanes,
-                                   kNoMemoryToSkipAPage));
+ReferenceJob with_arguments(ReferenceJob job, const std::vector<std::string>& arguments) {
+  job.arguments.insert(job.arguments.end(), arguments.begin(), arguments.end());
+  return job;
 }
 
-TEST(ShortMemory, PageWithFormatConversion) {
-  EXPECT_THAT(Shortages(job_of({small_page(1, 4), small_page(2, 1)})).all_answered(),
-              UnorderedElementsAre(kSourcePlanes, kLineBuffer, kResizedPlanes, kCanvasPlanes,
-                                   kScaledPlanes, kNoMemoryToSkipAPage));
+// Pages on a paper of which two go on a sheet.
+ReferenceJob paired_pages(unsigned count) {
+  std::vector<RasterPage> pages;
+  for (unsigned seed = 1; seed <= count; ++seed) {
+    pages.push_back(small_page(seed));
+    pages.back().header.PageSize[1] = 298;
+  }
+  ReferenceJob job = job_of(pages);
+  job.ribbon = "6x8";
+  return job;
 }
 
-TEST(ShortMemory, PageWithPaddedLines) {
+// Lines longer than their pixels.
+ReferenceJob long_lines() {
   std::mt19937 random(1);
   cups_page_header2_t header = small_page(1).header;
   header.cupsBytesPerLine += 51;  // libcups takes whole pixels only
   RasterPage page = blank_page(header);
   fill_with_gradient(page, random);
-  EXPECT_THAT(Shortages(job_of({page, small_page(2)})).all_answered(),
-              UnorderedElementsAre(kSourcePlanes, kLineBuffer, kResizedPlanes, kCanvasPlanes,
-                                   kScaledPlanes, kNoMemoryToSkipAPage));
+  return job_of({page, small_page(2)});
 }
 
-TEST(ShortMemory, RotatedInterlacedPage) {
+ReferenceJob rotated_interlaced() {
   RasterPage page = small_page(1);
   page.header.HWResolution[1] = 600;
   page.header.Orientation = CUPS_ORIENT_90;
-  EXPECT_THAT(Shortages(job_of({page, small_page(2)})).all_answered(),
-              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kDeinterlace, kRotatedPlanes,
-                                   kCanvasPlanes, kScaledPlanes, kNoMemoryToSkipAPage));
+  return job_of({page, small_page(2)});
 }
 
-TEST(ShortMemory, ImageThatIsPlacedUnchanged) {
+// The bleeds leave just the target's room: nothing is resized or stretched.
+ReferenceJob placed_as_it_is() {
   std::mt19937 random(3);
   cups_page_header2_t header = small_page(1).header;
   header.cupsWidth = 1548;
@@ -210,71 +212,78 @@ TEST(ShortMemory, ImageThatIsPlacedUnchanged) {
   header.cupsBytesPerLine = 1548 * 3;
   RasterPage page = blank_page(header);
   fill_with_blocks(page, random);
-  ReferenceJob job = job_of({page});
-  // The bleeds leave just the target's room: nothing is resized or stretched.
-  job.arguments.insert(job.arguments.end(),
-                       {"BleedLeft=11.5", "BleedRight=9.8", "BleedA=-9", "BleedB=-9"});
-  EXPECT_THAT(Shortages(job).all_answered(),
-              UnorderedElementsAre(kSourcePlanes, kCanvasPlanes, kNoMemoryToSkipAPage));
+  return with_arguments(job_of({page}),
+                        {"BleedLeft=11.5", "BleedRight=9.8", "BleedA=-9", "BleedB=-9"});
 }
 
-TEST(ShortMemory, ToneThatMixesChannels) {
-  ReferenceJob job = job_of({small_page(1)});
-  job.arguments.insert(job.arguments.end(),
+struct Shortage {
+  const char* name;
+  ReferenceJob (*job)();
+  std::set<std::string> lines;  // besides those that every job can log
+  bool fits_exactly = false;    // is neither resized nor stretched
+};
+
+class EveryShortage : public ::testing::TestWithParam<Shortage> {};
+
+TEST_P(EveryShortage, FailsItsPageAndNotTheNext) {
+  std::set<std::string> lines = GetParam().lines;
+  lines.insert({kSourcePlanes, kCanvasPlanes, kNoMemoryToSkipAPage});
+  if (!GetParam().fits_exactly) {
+    lines.insert({kResizedPlanes, kScaledPlanes});
+  }
+  EXPECT_EQ(Shortages(GetParam().job()).all_answered(), lines);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, EveryShortage,
+    ::testing::Values(
+        Shortage{"TwoPages",
+                 [] {
+                   return job_of({small_page(1), small_page(2)});
+                 },
+                 {}},
+        Shortage{"FormatsToConvert",
+                 [] {
+                   return job_of({small_page(1, 4), small_page(2, 1)});
+                 },
+                 {kLineBuffer}},
+        Shortage{"LongLines", long_lines, {kLineBuffer}},
+        Shortage{"RotatedInterlaced", rotated_interlaced, {kDeinterlace, kRotatedPlanes}},
+        Shortage{"PlacedAsItIs", placed_as_it_is, {}, true},
+        Shortage{"ToneThatMixesChannels",
+                 [] {
+                   return with_arguments(
+                       job_of({small_page(1)}),
                        {"StpSaturation=300", "StpGamma=1300", "StpColorCorrection=Hue"});
-  EXPECT_THAT(Shortages(job).all_answered(),
-              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kCanvasPlanes, kScaledPlanes,
-                                   kNoMemoryToSkipAPage));
-}
+                 },
+                 {}},
+        Shortage{"Copies",
+                 [] {
+                   return with_arguments(job_of({small_page(1), small_page(2)}), {"--copies", "2"});
+                 },
+                 {}},
+        Shortage{"PairedCopies",
+                 [] {
+                   return with_arguments(paired_pages(2), {"--copies", "2"});
+                 },
+                 {kMerge}},
+        Shortage{"Pair", [] { return paired_pages(3); }, {kMerge}}),
+    [](const auto& instance) { return instance.param.name; });
 
-class ShortMemoryWithProfile : public ::testing::TestWithParam<const char*> {};
+class ShortMemoryWithProfile : public ::testing::TestWithParam<std::string (*)()> {};
 
 TEST_P(ShortMemoryWithProfile, KeepsTheColorsOrThePage) {
   const ScratchFolder folder;
-  (void)folder.write("rgb", rgb_matrix_profile());
-  (void)folder.write("cmyk", cmyk_table_profile());
-  (void)folder.write("gray", gray_profile());
-  ReferenceJob job = job_of({small_page(1), small_page(2)});
-  job.arguments.insert(job.arguments.end(), {"--icc-profile", folder.path() + "/" + GetParam()});
+  const ReferenceJob job = with_arguments(job_of({small_page(1), small_page(2)}),
+                                          {"--icc-profile", folder.write("profile", GetParam()())});
   EXPECT_THAT(Shortages(job).all_answered(),
               UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kConversionBuffers, kCanvasPlanes,
                                    kScaledPlanes, kNoMemoryToSkipAPage));
 }
 
-INSTANTIATE_TEST_SUITE_P(Faults, ShortMemoryWithProfile, ::testing::Values("rgb", "cmyk", "gray"));
-
-TEST(ShortMemory, AmongCopies) {
-  ReferenceJob job = job_of({small_page(1), small_page(2)});
-  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
-  EXPECT_THAT(Shortages(job).all_answered(),
-              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kCanvasPlanes, kScaledPlanes,
-                                   kNoMemoryToSkipAPage));
-}
-
-TEST(ShortMemory, AmongCopiesThatArePaired) {
-  RasterPage pages[] = {small_page(1), small_page(2)};
-  for (RasterPage& page : pages) {
-    page.header.PageSize[1] = 298;  // a paper of which two go on a sheet
-  }
-  ReferenceJob job = job_of({pages[0], pages[1]});
-  job.ribbon = "6x8";
-  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
-  EXPECT_THAT(Shortages(job).all_answered(),
-              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kCanvasPlanes, kScaledPlanes,
-                                   kMerge, kNoMemoryToSkipAPage));
-}
-
-TEST(ShortMemory, PairOfPagesLosesNoPage) {
-  RasterPage pages[] = {small_page(1), small_page(2), small_page(3)};
-  for (RasterPage& page : pages) {
-    page.header.PageSize[1] = 298;  // a paper of which two go on a sheet
-  }
-  ReferenceJob job = job_of({pages[0], pages[1], pages[2]});
-  job.ribbon = "6x8";
-  EXPECT_THAT(Shortages(job).all_answered(),
-              UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kCanvasPlanes, kScaledPlanes,
-                                   kMerge, kNoMemoryToSkipAPage));
-}
+INSTANTIATE_TEST_SUITE_P(Faults, ShortMemoryWithProfile,
+                         ::testing::Values([] { return rgb_matrix_profile(); }, cmyk_table_profile,
+                                           gray_profile));
 
 // A job of two sheets.
 void expect_whole_sheets_from_some_point_on(const ReferenceJob& job) {
@@ -300,19 +309,15 @@ void expect_whole_sheets_from_some_point_on(const ReferenceJob& job) {
   }
 }
 
-TEST(ShortMemory, FromSomePointOnPrintsTheSheetsBefore) {
+TEST(ShortMemory, FromOneAllocationOnPrintsTheSheetsBefore) {
   expect_whole_sheets_from_some_point_on(job_of({small_page(1), small_page(2)}));
-}
-
-TEST(ShortMemory, FromSomePointOnPrintsTheCopiesBefore) {
-  ReferenceJob job = job_of({small_page(1)});
-  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
-  expect_whole_sheets_from_some_point_on(job);
+  expect_whole_sheets_from_some_point_on(
+      with_arguments(job_of({small_page(1)}), {"--copies", "2"}));
 }
 
 // ---- writes ----
 
-TEST(OddWrites, ThatTakeLittleAtATimeChangeNothing) {
+TEST(OddWrites, InSmallPiecesChangeNothing) {
   const ReferenceJob job = job_of({small_page(1)});
   const ReferenceResult undisturbed = reference_run(job);
   for (const std::size_t most : {1000U, 4097U, 65536U}) {
@@ -395,7 +400,7 @@ void expect_end_at_read(const ReferenceJob& job, long number) {
   expect_nothing_leaked(run);
 }
 
-TEST(OddReads, AnErrorIsTheEndOfTheInput) {
+TEST(OddReads, ErrorIsTheEndOfTheInput) {
   const ReferenceJob job = job_of({small_page(1), small_page(2)});
   for (const long number : {1L, 2L, 5L, 20L, 40L, 55L, 60L, 90L}) {
     expect_end_at_read(job, number);
@@ -457,30 +462,17 @@ void expect_canceled_anywhere(const ReferenceJob& job, Faults faults) {
 }
 
 TEST(Canceled, AtAnyLineEndsTheJobWithCompleteSheets) {
-  ReferenceJob job = job_of({small_page(1), small_page(2)});
-  expect_canceled_anywhere(job, {});
+  expect_canceled_anywhere(job_of({small_page(1), small_page(2)}), {});
 }
 
 TEST(Canceled, AmongCopiesBeginsNoFurtherOne) {
-  ReferenceJob job = job_of({small_page(1)});
-  job.arguments.insert(job.arguments.end(), {"--copies", "2"});
-  expect_canceled_anywhere(job, {});
+  expect_canceled_anywhere(with_arguments(job_of({small_page(1)}), {"--copies", "2"}), {});
 }
 
-ReferenceJob pair_of_pages() {
-  RasterPage pages[] = {small_page(1), small_page(2)};
-  for (RasterPage& page : pages) {
-    page.header.PageSize[1] = 298;  // a paper of which two go on a sheet
-  }
-  ReferenceJob job = job_of({pages[0], pages[1]});
-  job.ribbon = "6x8";
-  return job;
-}
+TEST(Canceled, DuringAMergeGivesNoSheet) { expect_canceled_anywhere(paired_pages(2), {}); }
 
-TEST(Canceled, WhileAPairIsMadeGivesNoSheet) { expect_canceled_anywhere(pair_of_pages(), {}); }
-
-TEST(Canceled, WhileAPairIsPrintedSeparatelyLeavesTheSecondOut) {
-  const ReferenceJob job = pair_of_pages();
+TEST(Canceled, BetweenTheSheetsOfAFailedMergeLeavesTheSecondOut) {
+  const ReferenceJob job = paired_pages(2);
   Faults faults;
   FaultRun run;
   do {

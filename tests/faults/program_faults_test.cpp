@@ -1,8 +1,7 @@
-// The built program when the system says no to one of its calls, each in turn: whatever fails, a
-// sheet is whole or absent, it matches the log, losses are logged, and the program comes
-// to an end.
+// The built program when one of its calls fails, each in turn: a sheet is complete or absent, it is
+// made with the settings that the log shows, what is lost is logged, and the program ends.
 //
-// A few calls of each kind are tried every day, and all of them when K905_EVERY_CALL is set.
+// An ordinary run tries a few calls of each kind, all of them when K905_EVERY_CALL is set.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -110,8 +109,8 @@ std::vector<Choices> one_choice_each(const std::vector<std::string>& sheets) {
   return choices;
 }
 
-// As the print system starts it. The queue's file says two things that show on a sheet; they count
-// when the log says that they were read, and neither is lost in silence.
+// As the print system starts it. Two options of the queue's file are visible on a sheet; they count
+// when the log shows that they were read.
 class UnderPrintSystem : public Scene {
  public:
   UnderPrintSystem() {
@@ -259,8 +258,8 @@ std::unique_ptr<Scene> make_scene(const std::string& name) {
 
 // ---- what has to hold ----
 
-// The lines that report a page that is not printed.
-bool tells_of_loss(const std::vector<std::string>& log, int page) {
+// Whether the log reports that the page is not printed.
+bool logs_loss(const std::vector<std::string>& log, int page) {
   return has(log, kNoStream) ||
          has(log, "K905-1: build_planes_resampled failed, abort page " + std::to_string(page)) ||
          has(log, "K905-1: malloc skip buffer failed, the rest of the job is not printed") ||
@@ -306,14 +305,14 @@ void expect_whole_or_absent(const Scene& scene, const FaultedProgram& run,
     if (next < got.size() && is_one_of(wanted[page], got[next], run, log)) {
       ++next;
     } else {
-      EXPECT_TRUE(run.result.signal != 0 || tells_of_loss(log, static_cast<int>(page) + 1))
-          << "page " << page + 1 << " was lost without a word";
+      EXPECT_TRUE(run.result.signal != 0 || logs_loss(log, static_cast<int>(page) + 1))
+          << "page " << page + 1 << " was lost and not logged";
     }
   }
   EXPECT_EQ(next, got.size()) << "a sheet that is none of this job's";
 }
 
-void expect_end_told(const FaultedProgram& run, const std::vector<std::string>& log) {
+void expect_logged_end(const FaultedProgram& run, const std::vector<std::string>& log) {
   ASSERT_FALSE(log.empty());
   if (run.result.status == 1) {
     EXPECT_THAT(log, Contains(kNoStream));
@@ -356,20 +355,20 @@ std::ostream& operator<<(std::ostream& stream, const Attempt& attempt) {
 
 class EveryCall : public ::testing::TestWithParam<Attempt> {
  protected:
-  // How many calls of one kind are tried on an ordinary day; images take their time.
-  static constexpr long kEveryDay = 24;
-  static constexpr long kEveryDayWithPictures = 5;
+  // How many calls of one kind an ordinary run tries.
+  static constexpr long kUsualCalls = 24;
+  static constexpr long kUsualCallsWithImages = 5;
 };
 
-// Interrupted, these are done again and nobody ever knows.
+// These are repeated after a signal, without effect on the job.
 bool is_repeated(const Attempt& attempt) {
   const std::string function = attempt.function;
   return attempt.error == EINTR && function != "open" && function != "fsync";
 }
 
 // The printer gets everything else, its start command last.
-void expect_write_error_told(const Scene& scene, const Attempt& attempt, long number,
-                             const FaultedProgram& run) {
+void expect_logged_write_error(const Scene& scene, const Attempt& attempt, long number,
+                               const FaultedProgram& run) {
   const ReferenceResult wanted = with_odd_write(scene.undisturbed(run.result.process_id),
                                                 {.number = number,
                                                  .result = -1,
@@ -388,14 +387,14 @@ void expect_answered(const Scene& scene, const Attempt& attempt, long number,
   } else if (function == "log") {
     expect_a_line_less(scene, run);
   } else if (function == "print") {
-    expect_write_error_told(scene, attempt, number, run);
+    expect_logged_write_error(scene, attempt, number, run);
   } else {
     const std::vector<std::string> log = lines_of(scene.log_of(run.result));
     expect_whole_or_absent(scene, run, log);
-    // The libraries do not survive every lack of memory of their own, and nobody can for them.
+    // The libraries end the program after some of their own failed allocations.
     if (run.result.signal == 0 || function != "memory" || !is_in_library(run)) {
       EXPECT_EQ(run.result.signal, 0) << "in " << run.caller;
-      expect_end_told(run, log);
+      expect_logged_end(run, log);
     }
   }
 }
@@ -416,7 +415,7 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   ASSERT_GT(calls, 0) << "nothing to fail";
   long tried = 0;
   long ended = 0;
-  for (const long number : calls_to_fail(calls, images ? kEveryDayWithPictures : kEveryDay)) {
+  for (const long number : calls_to_fail(calls, images ? kUsualCallsWithImages : kUsualCalls)) {
     SCOPED_TRACE(std::string(attempt.function) + " " + std::to_string(number));
     const FaultedProgram run = run_with_fault(
         scene->setup(), {attempt.function, number, attempt.error, attempt.from_there_on});
@@ -430,7 +429,7 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   }
   std::cout << tried << " calls failed, of " << calls << "; a library ended the program " << ended
             << " times\n";
-  // The failures do not affect later jobs.
+  // Files that the failures left do not disturb a later job.
   expect_undisturbed(*scene, run_with_fault(scene->setup(), {}));
 }
 
@@ -477,7 +476,7 @@ ChildSetup query_of(const std::string& device) {
 
 class EveryCallOfAQuery : public ::testing::TestWithParam<Attempt> {};
 
-TEST_P(EveryCallOfAQuery, MayFailAndTheNextQueryIsSound) {
+TEST_P(EveryCallOfAQuery, MayFailAndTheNextQueryIsCorrect) {
   const Attempt& attempt = GetParam();
   const SimulatedPrinter printer;
   const ChildSetup query = query_of(printer.path());
@@ -513,7 +512,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Attempt{"Query", "close", EIO}),
     name_of);
 
-TEST(QueryFaults, FailedQuestionDoesNotAffectTheOthers) {
+TEST(QueryFaults, QuestionThatCannotBeWrittenHasNoAnswer) {
   const SimulatedPrinter printer;
   const ChildSetup query = query_of(printer.path());
   const std::vector<std::string> undisturbed = lines_of(run_with_fault(query, {}).result.output);
@@ -527,7 +526,7 @@ TEST(QueryFaults, FailedQuestionDoesNotAffectTheOthers) {
   EXPECT_THAT(lines_of(run.result.log), Contains("K905-1: write error: Input/output error"));
 }
 
-TEST(QueryFaults, ADeviceThatCannotBeOpenedIsLogged) {
+TEST(QueryFaults, DeviceThatCannotBeOpenedIsLogged) {
   const SimulatedPrinter printer;
   // The first open is the one of the queue's file.
   const FaultedProgram run = run_with_fault(query_of(printer.path()), {"open", 2, EBUSY});

@@ -235,7 +235,7 @@ TEST_F(TwoUp, HeldPageIsPrintedAtTheEndOfTheJob) {
             "K905-1: Program end - found buffered ODD page (single 6x4)\n");
 }
 
-TEST_F(TwoUp, CanceledJobDropsTheHeldPage) {
+TEST_F(TwoUp, HeldPageOfACanceledJobIsDropped) {
   EXPECT_TRUE(sheets([] {
                 store_odd_page(page(1, 1920, 25), 1);
                 drop_held_page();

@@ -1,4 +1,4 @@
-// Runs by hand: the log in its file, and a image of every stage.
+// Runs by hand: the log in its file, and an image of every stage.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -25,14 +25,7 @@ JobRecipe by_hand() {
   return job;
 }
 
-TEST(ByHand, EveryStageSavesAnImage) {
-  JobRecipe job = by_hand();
-  job.arguments = {"rastertok905", "1", "me", "t", "1", "", "--saturation", "200", "BleedTop=2"};
-  job.input = raster_stream({image_page(1)});
-  expect_like_reference(job);
-}
-
-TEST(ByHand, APageThatIsNotResizedHasNoImageOfIt) {
+TEST(ByHand, PageThatIsNotResizedHasNoImageOfIt) {
   JobRecipe job = by_hand();
   std::mt19937 random(2);
   RasterPage page = blank_page(page_header(1844, 1240));
@@ -41,15 +34,16 @@ TEST(ByHand, APageThatIsNotResizedHasNoImageOfIt) {
   expect_like_reference(job);
 }
 
-TEST(ByHand, ARotatedInterlacedPageIsSavedAtEveryStep) {
+TEST(ByHand, RotatedInterlacedPageIsSavedAtEveryStep) {
   JobRecipe job = by_hand();
   job.files["mine.icc"] = rgb_matrix_profile();
-  job.arguments.insert(job.arguments.end(), {"--icc-profile", "mine", "--gamma", "1400"});
+  job.arguments.insert(job.arguments.end(),
+                       {"--icc-profile", "mine", "--gamma", "1400", "BleedTop=2"});
   job.input = raster_stream({image_page(3, 600, CUPS_ORIENT_90)});
   expect_like_reference(job);
 }
 
-TEST(ByHand, ImageIsSavedWhenTheProfileCannotBeUsed) {
+TEST(ByHand, UnusableProfileStillHasItsImage) {
   JobRecipe job = by_hand();
   job.files["mine.icc"] = lab_profile();
   job.arguments.insert(job.arguments.end(), {"--icc-profile", "mine"});
@@ -57,21 +51,21 @@ TEST(ByHand, ImageIsSavedWhenTheProfileCannotBeUsed) {
   expect_like_reference(job);
 }
 
-TEST(ByHand, APairOfPagesIsSavedBeforeAndAfterTheMerge) {
+TEST(ByHand, PairOfPagesIsSavedBeforeAndAfterTheMerge) {
   JobRecipe job = by_hand();
   job.ribbon = "6x8";
   job.input = raster_stream({image_page(5), image_page(6)});
   expect_like_reference(job);
 }
 
-TEST(ByHand, AShortPageUnderATallOneIsPaddedWithWhite) {
+TEST(ByHand, ShortPageBelowATallOneIsPaddedWithWhite) {
   JobRecipe job = by_hand();
   job.ribbon = "6x8";
   job.input = raster_stream({image_page(7, 600), image_page(8)});
   expect_like_reference(job);
 }
 
-TEST(ByHand, CopiesAndACutPage) {
+TEST(ByHand, CopiesOfAnIncompletePageAreLogged) {
   JobRecipe job = by_hand();
   job.arguments.insert(job.arguments.end(), {"--copies", "2"});
   job.input = raster_stream({image_page(9), image_page(10)});
@@ -79,7 +73,7 @@ TEST(ByHand, CopiesAndACutPage) {
   expect_like_reference(job);
 }
 
-TEST(ByHand, NoImagesWithoutRaster) {
+TEST(ByHand, WithoutRasterDataThereAreNoImages) {
   JobRecipe job = by_hand();
   expect_like_reference(job);
 }

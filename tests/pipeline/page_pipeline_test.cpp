@@ -1,5 +1,4 @@
-// The pipeline as the page loop sees it: what build() and report_again() promise about lines and
-// sheets.
+// What build() and report_again() promise the page loop about lines and sheets.
 #include "pipeline/page_pipeline.h"
 
 #include <gtest/gtest.h>
@@ -94,7 +93,7 @@ TEST_F(Pipeline, PageReportedAgainHasTheSameLog) {
   EXPECT_EQ(captured_log([&] { EXPECT_TRUE(pipeline_.report_again(header_, sheet_)); }), log);
 }
 
-TEST_F(Pipeline, TruncatedPageHasNoSheetAndIsReportedWithItsLineAgain) {
+TEST_F(Pipeline, IncompletePageGivesNoSheetAndIsReportedWithItsLine) {
   const std::string log = build(raster_stream({page(10, 200)}), false, 3 * 60 + 1);
   EXPECT_NE(log.find("K905-1: cupsRasterReadPixels failed at line 6\n"), std::string::npos) << log;
   EXPECT_EQ(pipeline_.rows_read(), 6U);
@@ -102,14 +101,14 @@ TEST_F(Pipeline, TruncatedPageHasNoSheetAndIsReportedWithItsLineAgain) {
   EXPECT_EQ(captured_log([&] { EXPECT_FALSE(pipeline_.report_again(header_, sheet_)); }), log);
 }
 
-TEST_F(Pipeline, EveryLineOfAnUnsupportedFormatIsReportedAgain) {
+TEST_F(Pipeline, LinesOfAnUnsupportedFormatAreReportedAgain) {
   RasterPage two_colors = page(1, 2, 2);
   const std::string log = build(raw_raster_stream({two_colors}), true);
   EXPECT_NE(log.find("K905-1: Unsupported color format: colors=2, bits=8\n"), std::string::npos);
   EXPECT_EQ(captured_log([&] { EXPECT_TRUE(pipeline_.report_again(header_, sheet_)); }), log);
 }
 
-TEST_F(Pipeline, APageThatCannotBeReadLeavesItsLinesInTheStream) {
+TEST_F(Pipeline, PageThatIsNotReadLeavesItsLinesInTheStream) {
   OpenPage open(raster_stream({page(10, 200)}));
   cups_page_header2_t huge = open.header;
   huge.cupsHeight = 0x7FFFFFFF;
@@ -119,7 +118,7 @@ TEST_F(Pipeline, APageThatCannotBeReadLeavesItsLinesInTheStream) {
   EXPECT_EQ(pipeline_.rows_read(), 10U);
 }
 
-TEST_F(Pipeline, SinglePageReturnsItsPlanes) {
+TEST_F(Pipeline, SinglePageGivesItsPlanesToTheCaller) {
   (void)build(raster_stream({page(10, 200)}), true);
   const OpenPage open(raster_stream({page(10, 200)}));
   std::uint8_t* planes[3] = {};
@@ -137,7 +136,7 @@ TEST_F(Pipeline, SinglePageReturnsItsPlanes) {
   }
 }
 
-TEST_F(Pipeline, OnePageThatFailsStoresNothing) {
+TEST_F(Pipeline, SinglePageThatFailsStoresNothing) {
   const OpenPage open(raster_stream({page(10, 200)}));
   cups_page_header2_t empty = open.header;
   empty.cupsWidth = 0;

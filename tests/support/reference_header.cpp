@@ -19,68 +19,17 @@ int number(const Field& field) {
 
 const char* yes_no(int flag) { return flag != 0 ? "Yes" : "No"; }
 
-const char* color_space_name(int value) {
-  switch (value) {
-    case 0:
-      return "W (White)";
-    case 1:
-      return "RGB";
-    case 2:
-      return "RGBA";
-    case 3:
-      return "K (Black)";
-    case 4:
-      return "CMYK";
-    case 5:
-      return "YMCK";
-    case 6:
-      return "CIEXYZ";
-    default:
-      return "Other/Unknown";
-  }
-}
+using Names = std::vector<const char*>;
+const Names kColorSpaces = {"W (White)", "RGB", "RGBA", "K (Black)", "CMYK", "YMCK", "CIEXYZ"};
+const Names kColorOrders = {"Chunked", "Banded", "Planar"};
+const Names kOrientations = {"Portrait (0°)", "Landscape (90°)", "Reverse Portrait (180°)",
+                             "Reverse Landscape (270°)"};
+const Names kCompressions = {"None", "RLE", "Delta Row", "Delta Plane"};
 
-const char* color_order_name(int value) {
-  switch (value) {
-    case 0:
-      return "Chunked";
-    case 1:
-      return "Banded";
-    case 2:
-      return "Planar";
-    default:
-      return "Unknown";
-  }
-}
-
-const char* orientation_name(int value) {
-  switch (value) {
-    case 0:
-      return "Portrait (0°)";
-    case 1:
-      return "Landscape (90°)";
-    case 2:
-      return "Reverse Portrait (180°)";
-    case 3:
-      return "Reverse Landscape (270°)";
-    default:
-      return "Unknown";
-  }
-}
-
-const char* compression_name(unsigned value) {
-  switch (value) {
-    case 0:
-      return "None";
-    case 1:
-      return "RLE";
-    case 2:
-      return "Delta Row";
-    case 3:
-      return "Delta Plane";
-    default:
-      return "Other/Unknown";
-  }
+const char* name_of(const Names& names, long value, const char* other) {
+  return value >= 0 && value < static_cast<long>(names.size())
+             ? names[static_cast<std::size_t>(value)]
+             : other;
 }
 
 bool within_five_points(float a, float b) { return std::fabs(a - b) <= 5.0F; }
@@ -130,13 +79,14 @@ void PlainFilter::dump_header(const cups_page_header2_t& h) {
   say("cupsBytesPerLine: %u", h.cupsBytesPerLine);
   say("cupsColorOrder: %d", number(h.cupsColorOrder));
   say("cupsCompression: %d", static_cast<int>(h.cupsCompression));
-  say("Color Space:           %s", color_space_name(number(h.cupsColorSpace)));
+  say("Color Space:           %s",
+      name_of(kColorSpaces, number(h.cupsColorSpace), "Other/Unknown"));
   say("Number of Colors:      %u", h.cupsNumColors);
   say("Bits per Color:        %u", h.cupsBitsPerColor);
   say("Bits per Pixel:        %u", h.cupsBitsPerPixel);
   say("Bytes per Line:        %u (calculated: %u bytes)", h.cupsBytesPerLine, calculated);
   say("Color Order:           %d", number(h.cupsColorOrder));
-  say("Color Order:           %s", color_order_name(number(h.cupsColorOrder)));
+  say("Color Order:           %s", name_of(kColorOrders, number(h.cupsColorOrder), "Unknown"));
   heading("Media Information");
   say("Media Class:           '%.64s'", h.MediaClass);
   say("Media Color:           '%.64s'", h.MediaColor);
@@ -151,7 +101,7 @@ void PlainFilter::dump_header(const cups_page_header2_t& h) {
   say("Mirror Print:          %s", yes_no(number(h.MirrorPrint)));
   say("Negative Print:        %s", yes_no(number(h.NegativePrint)));
   say("Orientation:           %d", number(h.Orientation));
-  say("Orientation:           %s", orientation_name(number(h.Orientation)));
+  say("Orientation:           %s", name_of(kOrientations, number(h.Orientation), "Unknown"));
   heading("Borders and Margins");
   say("Margins:               [%u, %u] points (left,bottom)", h.Margins[0], h.Margins[1]);
   say("Imaging Bounding Box:  [%u, %u, %u, %u] points", h.ImagingBoundingBox[0],
@@ -172,7 +122,8 @@ void PlainFilter::dump_header(const cups_page_header2_t& h) {
   say("Tray Switch:           %s", yes_no(number(h.TraySwitch)));
   heading("Compression and Banding");
   say("Compression:           %u", h.cupsCompression);
-  say("Compression:           %s", compression_name(h.cupsCompression));
+  say("Compression:           %s",
+      name_of(kCompressions, static_cast<long>(h.cupsCompression), "Other/Unknown"));
   say("Row Count:             %u", h.cupsRowCount);
   say("Row Feed:              %u", h.cupsRowFeed);
   say("Row Step:              %u", h.cupsRowStep);

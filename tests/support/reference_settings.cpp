@@ -2,10 +2,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <map>
 
 #include "tests/support/reference_state.h"
 
@@ -63,6 +63,75 @@ std::vector<std::string> tokens_of(const std::string& text) {
   }
   return tokens;
 }
+
+struct NumberOption {
+  const char* keyword;
+  const char* label;
+  int Settings::*field;
+  int none;         // what "None" stands for; kTrueOrNot when the value is True or anything else
+  bool queue_only;  // no argument sets it
+};
+constexpr int kTrueOrNot = -1;
+const NumberOption kNumberOptions[] = {
+    {"StpBrightness", "Brightness", &Settings::brightness, 0, false},
+    {"StpContrast", "Contrast", &Settings::contrast, 0, false},
+    {"StpSaturation", "Saturation", &Settings::saturation, 0, false},
+    {"StpGamma", "Gamma", &Settings::gamma, 1000, false},
+    {"StpLegacyDyesubGamma", "Legacy Gamma", &Settings::legacy_gamma, kTrueOrNot, true},
+    {"StpNoCutWaste", "No Cut Waste", &Settings::no_cut_waste, kTrueOrNot, true},
+    {"StpCyanGamma", "Cyan Gamma", &Settings::cyan_gamma, 1000, true},
+    {"StpMagentaGamma", "Magenta Gamma", &Settings::magenta_gamma, 1000, true},
+    {"StpYellowGamma", "Yellow Gamma", &Settings::yellow_gamma, 1000, true},
+    {"StpCyanBalance", "Cyan Balance", &Settings::cyan_balance, 1000, true},
+    {"StpMagentaBalance", "Magenta Balance", &Settings::magenta_balance, 1000, true},
+    {"StpYellowBalance", "Yellow Balance", &Settings::yellow_balance, 1000, true},
+    {"StpLinearContrast", "Linear Contrast", &Settings::linear_contrast, kTrueOrNot, true},
+};
+
+struct TextOption {
+  const char* keyword;
+  const char* label;
+  std::string Settings::*field;
+  std::size_t most;
+  bool queue_only;
+};
+const TextOption kTextOptions[] = {
+    {"PageSize", "Original PPD paper name", &Settings::ppd_paper_name, 63, true},
+    {"PageRegion", "Original PPD paper name", &Settings::ppd_paper_name, 63, true},
+    {"StpImageType", "Image Type", &Settings::image_type, 31, false},
+    {"StpColorCorrection", "Color Correction", &Settings::color_correction, 31, false},
+    {"ColorModel", "Color Model", &Settings::color_model, 31, false},
+    {"StpColorPrecision", "Color Precision", &Settings::color_precision, 31, false},
+    {"Resolution", "Resolution", &Settings::resolution, 31, false},
+    {"StpLaminate", "Overcoat", &Settings::overcoat, 31, false},
+    {"StpiShrinkOutput", "Shrink Output", &Settings::shrink_output, 31, true},
+};
+
+struct BleedOption {
+  const char* keyword;
+  const char* other_keyword;
+  const char* label;
+  int Settings::*field;
+};
+const BleedOption kBleedOptions[] = {
+    {"BleedTop", "BleedA", "Top (A)", &Settings::bleed_top},
+    {"BleedBottom", "BleedB", "Bottom (B)", &Settings::bleed_bottom},
+    {"BleedLeft", "BleedC", "Left (C)", &Settings::bleed_left},
+    {"BleedRight", "BleedD", "Right (D)", &Settings::bleed_right},
+};
+
+const std::map<std::string, int Settings::*> kNumberFlags = {
+    {"--contrast", &Settings::contrast},
+    {"--saturation", &Settings::saturation},
+    {"--brightness", &Settings::brightness},
+    {"--gamma", &Settings::gamma},
+    {"--copies", &Settings::copies}};
+const std::map<std::string, std::string Settings::*> kTextFlags = {
+    {"--color-model", &Settings::color_model},
+    {"--color-precision", &Settings::color_precision},
+    {"--image-type", &Settings::image_type},
+    {"--color-correction", &Settings::color_correction},
+    {"--icc-intent", &Settings::icc_intent}};
 
 }  // namespace
 
@@ -167,10 +236,7 @@ void PlainFilter::read_ppd() {
 
 void PlainFilter::apply_ppd_option(const std::string& keyword, const std::string& value) {
   Settings& s = settings;
-  if (keyword == "PageSize" || keyword == "PageRegion") {
-    s.ppd_paper_name = cut(value, 63);
-    say("      -> Original PPD paper name: %s", s.ppd_paper_name.c_str());
-  } else if (keyword == "ICCProfile") {
+  if (keyword == "ICCProfile") {
     say("K905-1: ICC Profile specified: %s", value.c_str());
     s.icc_enabled = true;
     s.icc_name = cut(value, 127);
@@ -194,82 +260,43 @@ void PlainFilter::apply_ppd_option(const std::string& keyword, const std::string
     s.icc_enabled = true;
     find_profile(s.color_base_name, s.color_base_path);
     say("      -> Color Base: %s", s.color_base.c_str());
-  } else if (keyword == "StpBrightness") {
-    s.brightness = number_or(value, 0);
-    say("      -> Brightness: %d", s.brightness);
-  } else if (keyword == "StpContrast") {
-    s.contrast = number_or(value, 0);
-    say("      -> Contrast: %d", s.contrast);
-  } else if (keyword == "StpSaturation") {
-    s.saturation = number_or(value, 0);
-    say("      -> Saturation: %d", s.saturation);
-  } else if (keyword == "StpGamma") {
-    s.gamma = number_or(value, 1000);
-    say("      -> Gamma: %d (%.3f)", s.gamma, s.gamma / 1000.0);
-  } else if (keyword == "StpImageType") {
-    s.image_type = cut(value, 31);
-    say("      -> Image Type: %s", s.image_type.c_str());
-  } else if (keyword == "StpColorCorrection") {
-    s.color_correction = cut(value, 31);
-    say("      -> Color Correction: %s", s.color_correction.c_str());
-  } else if (keyword == "ColorModel") {
-    s.color_model = cut(value, 31);
-    say("      -> Color Model: %s", s.color_model.c_str());
-  } else if (keyword == "StpColorPrecision") {
-    s.color_precision = cut(value, 31);
-    say("      -> Color Precision: %s", s.color_precision.c_str());
-  } else if (keyword == "Resolution") {
-    s.resolution = resolution_of(value);
-    say("      -> Resolution: %s", s.resolution.c_str());
-  } else if (keyword == "StpLaminate") {
-    s.overcoat = cut(value, 31);
-    say("      -> Overcoat: %s", s.overcoat.c_str());
-  } else if (keyword == "StpLegacyDyesubGamma") {
-    s.legacy_gamma = value == "True" ? 1 : 0;
-    say("      -> Legacy Gamma: %d", s.legacy_gamma);
-  } else if (keyword == "StpNoCutWaste") {
-    s.no_cut_waste = value == "True" ? 1 : 0;
-    say("      -> No Cut Waste: %d", s.no_cut_waste);
-  } else if (keyword == "StpiShrinkOutput") {
-    s.shrink_output = cut(value, 31);
-    say("      -> Shrink Output: %s", s.shrink_output.c_str());
-  } else if (keyword == "StpCyanGamma") {
-    s.cyan_gamma = number_or(value, 1000);
-    say("      -> Cyan Gamma: %d", s.cyan_gamma);
-  } else if (keyword == "StpMagentaGamma") {
-    s.magenta_gamma = number_or(value, 1000);
-    say("      -> Magenta Gamma: %d", s.magenta_gamma);
-  } else if (keyword == "StpYellowGamma") {
-    s.yellow_gamma = number_or(value, 1000);
-    say("      -> Yellow Gamma: %d", s.yellow_gamma);
-  } else if (keyword == "StpCyanBalance") {
-    s.cyan_balance = number_or(value, 1000);
-    say("      -> Cyan Balance: %d", s.cyan_balance);
-  } else if (keyword == "StpMagentaBalance") {
-    s.magenta_balance = number_or(value, 1000);
-    say("      -> Magenta Balance: %d", s.magenta_balance);
-  } else if (keyword == "StpYellowBalance") {
-    s.yellow_balance = number_or(value, 1000);
-    say("      -> Yellow Balance: %d", s.yellow_balance);
-  } else if (keyword == "StpLinearContrast") {
-    s.linear_contrast = value == "True" ? 1 : 0;
-    say("      -> Linear Contrast: %d", s.linear_contrast);
-  } else if (keyword == "BleedTop" || keyword == "BleedA") {
-    const double mm = std::strtod(value.c_str(), nullptr);
-    s.bleed_top = pixels(mm);
-    say("      -> Bleed Top (A) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_top);
-  } else if (keyword == "BleedBottom" || keyword == "BleedB") {
-    const double mm = std::strtod(value.c_str(), nullptr);
-    s.bleed_bottom = pixels(mm);
-    say("      -> Bleed Bottom (B) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_bottom);
-  } else if (keyword == "BleedLeft" || keyword == "BleedC") {
-    const double mm = std::strtod(value.c_str(), nullptr);
-    s.bleed_left = pixels(mm);
-    say("      -> Bleed Left (C) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_left);
-  } else if (keyword == "BleedRight" || keyword == "BleedD") {
-    const double mm = std::strtod(value.c_str(), nullptr);
-    s.bleed_right = pixels(mm);
-    say("      -> Bleed Right (D) from PPD: %.2fmm = %dpx (delta)", mm, s.bleed_right);
+  } else {
+    apply_option(keyword, value, true);
+  }
+}
+
+void PlainFilter::apply_option(const std::string& keyword, const std::string& value,
+                               bool from_ppd) {
+  Settings& s = settings;
+  for (const NumberOption& option : kNumberOptions) {
+    if (keyword != option.keyword || (option.queue_only && !from_ppd)) {
+      continue;
+    }
+    int& field = s.*option.field;
+    field = option.none == kTrueOrNot ? (value == "True" ? 1 : 0) : number_or(value, option.none);
+    if (from_ppd && keyword == "StpGamma") {
+      say("      -> Gamma: %d (%.3f)", field, field / 1000.0);
+    } else if (from_ppd) {
+      say("      -> %s: %d", option.label, field);
+    }
+  }
+  for (const TextOption& option : kTextOptions) {
+    if (keyword != option.keyword || (option.queue_only && !from_ppd)) {
+      continue;
+    }
+    std::string& field = s.*option.field;
+    field = keyword == "Resolution" ? resolution_of(value) : cut(value, option.most);
+    if (from_ppd) {
+      say("      -> %s: %s", option.label, field.c_str());
+    }
+  }
+  for (const BleedOption& option : kBleedOptions) {
+    if (keyword == option.keyword || keyword == option.other_keyword) {
+      const double mm = std::strtod(value.c_str(), nullptr);
+      s.*option.field = pixels(mm);
+      say("      -> Bleed %s from %s: %.2fmm = %dpx (delta)", option.label,
+          from_ppd ? "PPD" : "command line", mm, s.*option.field);
+    }
   }
 }
 
@@ -328,80 +355,29 @@ void PlainFilter::take_profile_choice(const std::string& value) {
 }
 
 bool PlainFilter::known_flag(const std::string& flag) const {
-  static const std::array<const char*, 12> flags = {
-      "--contrast",         "--saturation",  "--brightness",      "--gamma",
-      "--copies",           "--color-model", "--color-precision", "--image-type",
-      "--color-correction", "--icc-profile", "--icc-intent",      "--paper-size"};
-  return std::find(flags.begin(), flags.end(), flag) != flags.end();
+  return kNumberFlags.contains(flag) || kTextFlags.contains(flag) || flag == "--icc-profile" ||
+         flag == "--paper-size";
 }
 
 void PlainFilter::apply_flag(const std::string& flag, const std::string& value) {
   Settings& s = settings;
-  if (flag == "--contrast") {
-    s.contrast = number(value);
-  } else if (flag == "--saturation") {
-    s.saturation = number(value);
-  } else if (flag == "--brightness") {
-    s.brightness = number(value);
-  } else if (flag == "--gamma") {
-    s.gamma = number(value);
-  } else if (flag == "--copies") {
-    s.copies = number(value);
-  } else if (flag == "--color-model") {
-    s.color_model = cut(value, 31);
-  } else if (flag == "--color-precision") {
-    s.color_precision = cut(value, 31);
-  } else if (flag == "--image-type") {
-    s.image_type = cut(value, 31);
-  } else if (flag == "--color-correction") {
-    s.color_correction = cut(value, 31);
+  if (kNumberFlags.contains(flag)) {
+    s.*kNumberFlags.at(flag) = number(value);
+  } else if (kTextFlags.contains(flag)) {
+    s.*kTextFlags.at(flag) = cut(value, 31);
   } else if (flag == "--icc-profile") {
     s.icc_name = cut(value, 127);
     if (find_profile(value, s.icc_path)) {
       s.icc_enabled = true;
     }
-  } else if (flag == "--icc-intent") {
-    s.icc_intent = cut(value, 31);
   }
 }
 
 void PlainFilter::apply_key(const std::string& key, const std::string& value) {
-  Settings& s = settings;
-  const double mm = std::strtod(value.c_str(), nullptr);
   if (key == "ICCProfile") {
     take_profile_choice(value);
-  } else if (key == "StpBrightness") {
-    s.brightness = number_or(value, 0);
-  } else if (key == "StpContrast") {
-    s.contrast = number_or(value, 0);
-  } else if (key == "StpSaturation") {
-    s.saturation = number_or(value, 0);
-  } else if (key == "StpGamma") {
-    s.gamma = number_or(value, 1000);
-  } else if (key == "ColorModel") {
-    s.color_model = cut(value, 31);
-  } else if (key == "StpImageType") {
-    s.image_type = cut(value, 31);
-  } else if (key == "StpColorCorrection") {
-    s.color_correction = cut(value, 31);
-  } else if (key == "StpColorPrecision") {
-    s.color_precision = cut(value, 31);
-  } else if (key == "Resolution") {
-    s.resolution = resolution_of(value);
-  } else if (key == "StpLaminate") {
-    s.overcoat = cut(value, 31);
-  } else if (key == "BleedTop" || key == "BleedA") {
-    s.bleed_top = pixels(mm);
-    say("      -> Bleed Top (A) from command line: %.2fmm = %dpx (delta)", mm, s.bleed_top);
-  } else if (key == "BleedBottom" || key == "BleedB") {
-    s.bleed_bottom = pixels(mm);
-    say("      -> Bleed Bottom (B) from command line: %.2fmm = %dpx (delta)", mm, s.bleed_bottom);
-  } else if (key == "BleedLeft" || key == "BleedC") {
-    s.bleed_left = pixels(mm);
-    say("      -> Bleed Left (C) from command line: %.2fmm = %dpx (delta)", mm, s.bleed_left);
-  } else if (key == "BleedRight" || key == "BleedD") {
-    s.bleed_right = pixels(mm);
-    say("      -> Bleed Right (D) from command line: %.2fmm = %dpx (delta)", mm, s.bleed_right);
+  } else {
+    apply_option(key, value, false);
   }
 }
 
