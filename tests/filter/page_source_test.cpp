@@ -73,26 +73,20 @@ TEST(RasterInput, EmptyInputCannotBeOpened) {
   EXPECT_EQ(input.open(), nullptr);
 }
 
-TEST(RasterInput, FourSyncBytesAreAStreamWithoutPages) {
-  const StandardInput standard_input(stream_start());
-  RasterInput input;
-  const Raster raster = input.open();
-  ASSERT_NE(raster, nullptr);
-  cups_page_header2_t header;
-  EXPECT_EQ(cupsRasterReadHeader2(raster.get(), &header), 0U);
-  EXPECT_TRUE(input.ended());
-}
-
-TEST(RasterInput, RefusedHeaderIsNotTheEnd) {
-  Bytes stream = stream_start();
-  append_page(stream, cups_page_header2_t{}, 0);  // nothing but zeros: libcups refuses it
-  const StandardInput standard_input(stream);
-  RasterInput input;
-  const Raster raster = input.open();
-  ASSERT_NE(raster, nullptr);
-  cups_page_header2_t header;
-  EXPECT_EQ(cupsRasterReadHeader2(raster.get(), &header), 0U);
-  EXPECT_FALSE(input.ended());
+TEST(RasterInput, EndsAfterTheSyncBytesButNotAtARefusedHeader) {
+  for (const bool refused : {false, true}) {
+    Bytes stream = stream_start();
+    if (refused) {
+      append_page(stream, cups_page_header2_t{}, 0);  // libcups refuses a header of zeros
+    }
+    const StandardInput standard_input(stream);
+    RasterInput input;
+    const Raster raster = input.open();
+    ASSERT_NE(raster, nullptr);
+    cups_page_header2_t header;
+    EXPECT_EQ(cupsRasterReadHeader2(raster.get(), &header), 0U);
+    EXPECT_EQ(input.ended(), !refused);
+  }
 }
 
 TEST(SkipRestOfPage, LeavesTheStreamAtTheNextHeader) {

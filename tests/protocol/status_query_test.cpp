@@ -191,42 +191,33 @@ TEST(StatusQuery, OneAnswerDecidesItsLineOfTheReport) {
   EXPECT_EQ(query_with("INFO MEDIA", "6\r").value("ActPrintMediaInfo"), "");  // two bytes
 }
 
-TEST(StatusQuery, RemainingQuantityOfAnRv40TooShortAfterTrimmingIsMinusOne) {
-  Answers answers = answers_of_an_rv40();
-  answers["INFO MQTY"] = "MQT 035\r\n";
-  EXPECT_EQ(query(answers).value("PrintRemainQuantity"), "MQT 035 (-1)");
-}
-
-TEST(StatusQuery, ShortRepliesKeepTheirTextAndHaveNoNumber) {
-  Answers answers = answers_of_an_rv40();
-  answers["INFO FREE_PBUFFER"] = "FB02\r\n";
-  answers["INFO MQTY_DEFAULT"] = "MQD 040\r\n";
-  answers["MNT_RD COUNTER_LIFE"] = "CL001234\r\n";
-  answers["MNT_RD COUNTER_MATTE"] = "CM  000067\r\n";
-  answers["INFO RQTY"] = "RQT 070\r\n";
-  const Query result = query(answers);
-  EXPECT_EQ(result.value("PrintFreeBuff"), "FB02 (-1)");
-  EXPECT_EQ(result.value("PrintInitMediaCount"), "MQD 040 (-1)");
-  EXPECT_EQ(result.value("PrintVolumeLifeCounter"), "CL001234 (-1)");
-  EXPECT_EQ(result.value("PrintVolumeMatteCounter"), "CM  000067 (-1)");
-  EXPECT_EQ(result.value("PrintHalfSizeMediaCounter"), "RQT 070 (-1)");
-}
-
-TEST(StatusQuery, NumbersStopAtTheirLastCharacter) {
-  Answers answers = answers_of_an_rv40();
-  answers["INFO FREE_PBUFFER"] = "FB0129\r\n";
-  answers["INFO MQTY_DEFAULT"] = "MQD 04009\r\n";
-  answers["INFO MQTY"] = "MQT 03509\r\n";
-  answers["MNT_RD COUNTER_LIFE"] = "CL98765432\r\n";
-  answers["MNT_RD COUNTER_MATTE"] = "CM  12345678\r\n";
-  answers["INFO RQTY"] = "RQT 07009\r\n";
-  const Query result = query(answers);
-  EXPECT_EQ(result.value("PrintFreeBuff"), "FB0129 (12)");
-  EXPECT_EQ(result.value("PrintInitMediaCount"), "MQD 04009 (400)");
-  EXPECT_EQ(result.value("PrintRemainQuantity"), "MQT 03509 (350)");
-  EXPECT_EQ(result.value("PrintVolumeLifeCounter"), "CL98765432 (9876543)");
-  EXPECT_EQ(result.value("PrintVolumeMatteCounter"), "CM  12345678 (1234567)");
-  EXPECT_EQ(result.value("PrintHalfSizeMediaCounter"), "RQT 07009 (700)");
+TEST(StatusQuery, CounterNeedsItsLastDigitAndEndsThere) {
+  const struct {
+    const char* question;
+    const char* line;
+    std::string too_short;
+    std::string too_long;
+    std::string number;
+  } cases[] = {
+      {"INFO FREE_PBUFFER", "PrintFreeBuff", "FB02", "FB0129", "12"},
+      {"INFO MQTY_DEFAULT", "PrintInitMediaCount", "MQD 040", "MQD 04009", "400"},
+      {"INFO MQTY", "PrintRemainQuantity", "MQT 035", "MQT 03509", "350"},
+      {"MNT_RD COUNTER_LIFE", "PrintVolumeLifeCounter", "CL001234", "CL98765432", "9876543"},
+      {"MNT_RD COUNTER_MATTE", "PrintVolumeMatteCounter", "CM  000067", "CM  12345678", "1234567"},
+      {"INFO RQTY", "PrintHalfSizeMediaCounter", "RQT 070", "RQT 07009", "700"},
+  };
+  Answers too_short = answers_of_an_rv40();
+  Answers too_long = answers_of_an_rv40();
+  for (const auto& c : cases) {
+    too_short[c.question] = c.too_short + "\r\n";
+    too_long[c.question] = c.too_long + "\r\n";
+  }
+  const Query short_replies = query(too_short);
+  const Query long_replies = query(too_long);
+  for (const auto& c : cases) {
+    EXPECT_EQ(short_replies.value(c.line), c.too_short + " (-1)");
+    EXPECT_EQ(long_replies.value(c.line), c.too_long + " (" + c.number + ")");
+  }
 }
 
 TEST(StatusQuery, EveryMediaNameIsKnown) {

@@ -445,25 +445,13 @@ TEST_F(PpdGroups, OptionsOfASubGroupAreNeitherLoggedNorApplied) {
   EXPECT_EQ(current_options.gamma, 1000);
 }
 
-TEST_F(PpdGroups, MarkedChoiceIsIgnored) {
+TEST_F(PpdGroups, MarkedChoiceIsIgnoredAndALineBreakIsLoggedAsABlank) {
   ppd_choice_t marked{};
   marked.marked = 1;
-  copy_text(marked.choice, "1500");
-  ppd_option_t option = option_of("StpGamma", "1200");
+  copy_text(marked.choice, "Other");
+  ppd_option_t option = option_of("StpImageType", "a\nPAGE: 1 1");
   option.num_choices = 1;
   option.choices = &marked;
-  ppd_group_t group{};
-  group.num_options = 1;
-  group.options = &option;
-  ppd_file_t ppd{};
-  ppd.num_groups = 1;
-  ppd.groups = &group;
-  captured_log([&] { apply_ppd_groups(ppd); });
-  EXPECT_EQ(current_options.gamma, 1200);
-}
-
-TEST_F(PpdGroups, LineBreakInAChoiceIsLoggedAsABlank) {
-  ppd_option_t option = option_of("StpImageType", "a\nPAGE: 1 1");
   ppd_group_t group{};
   group.num_options = 1;
   group.options = &option;
