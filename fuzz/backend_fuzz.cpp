@@ -243,7 +243,7 @@ bool is_the_printer(int descriptor) {
 
 // The wait of the backend for a stop request, the stream, or a time.
 int wait_for_request(pollfd* waits, int timeout_ms) {
-  for (nfds_t i = 0; i < 3; ++i) {
+  for (nfds_t i = 0; i < 4; ++i) {
     waits[i].revents = 0;
   }
   const bool readable = waits[2].fd >= 0;
@@ -362,7 +362,7 @@ ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {
 }
 
 int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout_ms) {
-  if (printer != nullptr && count == 3) {
+  if (printer != nullptr && count == 4) {
     return wait_for_request(descriptors, timeout_ms);
   }
   return count == 1 && is_the_printer(descriptors->fd)

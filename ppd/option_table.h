@@ -103,7 +103,7 @@ inline constexpr std::array<Choice, 3> cuts{{
 inline constexpr std::array<Choice, 2> finishes{{{"Glossy", "Glossy"}, {"Matte", "Matte"}}};
 
 inline constexpr std::array<Choice, 3> ribbons{{
-    {"Auto", "As the system says (6x4 if it says nothing)"},
+    {"Auto", "As loaded (6 x 4 if that is not known)"},
     {"6x4", "6 x 4"},
     {"6x8", "6 x 8 (two 6 x 4 pages share a sheet)"},
 }};

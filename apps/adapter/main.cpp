@@ -11,11 +11,13 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "apps/adapter/arguments.h"
 #include "apps/adapter/filter_process.h"
 #include "apps/adapter/job_ppd.h"
+#include "apps/adapter/loaded_ribbon.h"
 #include "apps/adapter/one_line.h"
 #include "apps/adapter/page_process.h"
 #include "apps/base/find_filter.h"
@@ -74,6 +76,17 @@ void read_to_end() {
   }
 }
 
+// The ribbon decides whether two pages of the smaller paper share a sheet, and nothing else.
+void set_ribbon(const JobPpd& job) {
+  std::string ribbon = job.ribbon;
+  const bool may_share =
+      job.paper != nullptr && std::string_view(job.paper->ppd_name).starts_with("w288h432");
+  if (ribbon.empty() && may_share && std::getenv("K905_RIBBON") == nullptr) {
+    ribbon = k905::loaded_ribbon();
+  }
+  if (!ribbon.empty()) setenv("K905_RIBBON", ribbon.c_str(), 1);
+}
+
 Choices apply_choices(const char* job_options) {
   const char* const queue_ppd = std::getenv("PPD");
   JobPpd job = make_job_ppd(queue_ppd, job_options);
@@ -82,7 +95,7 @@ Choices apply_choices(const char* job_options) {
     read_to_end();
     return {.pages = {}, .refused = true};
   }
-  if (!job.ribbon.empty()) setenv("K905_RIBBON", job.ribbon.c_str(), 1);
+  set_ribbon(job);
   if (!hand_on(job)) {
     // The filter then prints on the queue's paper, whatever the job says.
     job = make_job_ppd(queue_ppd, nullptr);

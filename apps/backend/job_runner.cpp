@@ -10,6 +10,7 @@
 
 #include "apps/backend/scheduler.h"
 #include "apps/backend/sheet_bytes.h"
+#include "apps/backend/side_channel.h"
 #include "device/media_check.h"
 #include "device/status_reasons.h"
 
@@ -65,6 +66,8 @@ JobRunner::JobRunner(JobOptions options, SheetSource& source, RecordFolder& reco
 
 int JobRunner::run() {
   stop_.set_idle_task([this] { (void)records_.sync(); });
+  stop_.watch(options_.side_channel,
+              [this] { return answer_request([this] { return session_.loaded_media(); }); });
   if (!take_turn() || !session_.wait_until_connected(Phase::kBeforeSheet) ||
       !settle_open_sheets()) {
     return stopped();

@@ -31,6 +31,7 @@ struct JobOptions {
   int job = 0;
   std::string identity;
   PrinterSession::Setup printer;
+  int side_channel = -1;  // where filters ask for the loaded media
 };
 
 class JobRunner {

@@ -16,6 +16,7 @@
 #include "apps/backend/job_runner.h"
 #include "apps/backend/messages.h"
 #include "apps/backend/process.h"
+#include "apps/backend/side_channel.h"
 #include "device/printer_address.h"
 #include "device/usb_printers.h"
 #include "diag/standard_descriptors.h"
@@ -143,6 +144,7 @@ int backend(int argc, char** argv) {
     return list_printers();
   }
   Job job;
+  job.options.side_channel = find_side_channel();
   if (!take_arguments(argc, argv, job)) {
     return kStopQueue;
   }

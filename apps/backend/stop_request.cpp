@@ -73,11 +73,15 @@ bool StopRequest::wait_readable(int descriptor) {
 bool StopRequest::look(Milliseconds time, int descriptor, bool& readable) {
   pollfd waits[] = {{.fd = pipe_end_, .events = POLLIN, .revents = 0},
                     {.fd = signals_, .events = POLLIN, .revents = 0},
-                    {.fd = descriptor, .events = POLLIN, .revents = 0}};
-  if (poll(waits, 3, static_cast<int>(time.count())) <= 0) {
+                    {.fd = descriptor, .events = POLLIN, .revents = 0},
+                    {.fd = watched_, .events = POLLIN, .revents = 0}};
+  if (poll(waits, 4, static_cast<int>(time.count())) <= 0) {
     return false;
   }
   readable = waits[2].revents != 0;
+  if (waits[3].revents != 0 && !watch_task_()) {
+    watched_ = -1;
+  }
   if (waits[0].revents != 0 || waits[1].revents != 0) {
     since_ = Clock::now();
   }

@@ -32,6 +32,12 @@ class StopRequest {
   // Waits for the time, or until the request comes.
   void pause(Milliseconds time);
 
+  // Called in waits, when the descriptor is readable; not again when it returns false.
+  void watch(int descriptor, std::function<bool()> task) {
+    watched_ = descriptor;
+    watch_task_ = std::move(task);
+  }
+
   // Called when a wait for a descriptor has taken some time.
   void set_idle_task(std::function<void()> task) { idle_task_ = std::move(task); }
 
@@ -44,6 +50,8 @@ class StopRequest {
   int pipe_end_;
   int signals_;
   std::optional<std::chrono::steady_clock::time_point> since_;
+  int watched_ = -1;
+  std::function<bool()> watch_task_;
   std::function<void()> idle_task_;
 };
 

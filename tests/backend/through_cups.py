@@ -50,7 +50,8 @@ class ThroughCups(unittest.TestCase):
         self.cups = Cups(self.scratch / "cups", BUILD, CMAKE)
         (self.scratch / "cups").mkdir()
         os.chmod(self.scratch, 0o755)
-        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets", "--trace")
+        self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets", "--trace",
+                                    "--media", "6x4")
         self.addCleanup(self.clean_up)
         self.cups.__enter__()
         self.cups.add_queue("booth", device=self.sim.device_uri + "/?settle=1")
@@ -91,8 +92,9 @@ class ThroughCups(unittest.TestCase):
         self.assertEqual(len(set(numbers)), PAGES)
         return numbers
 
-    def submit(self):
-        return self.cups.submit("booth", self.pages, options=["document-format=application/vnd.cups-raster"])
+    def submit(self, *options):
+        return self.cups.submit("booth", self.pages,
+                                options=["document-format=application/vnd.cups-raster", *options])
 
     def submit_and_hold(self, sheet, byte=SHEET_BYTES // 2):
         """A job whose sheet of this number the printer holds in the middle."""
@@ -254,6 +256,46 @@ class Jobs(ThroughCups):
         self.cups.run("cupsenable", "booth")
         self.assert_completed(job)
         self.assert_printed(self.numbers)
+
+
+class Ribbon(ThroughCups):
+    """With K905Ribbon=Auto, the default, the loaded ribbon decides whether pages share sheets."""
+
+    def assert_sheets(self, job, count, is_shared):
+        self.assert_completed(job)
+        sheets = self.sim.numbers()[self.seen:]
+        self.seen += len(sheets)
+        self.assertEqual(len(sheets), count)
+        self.assertEqual(sheets == self.numbers, not is_shared)
+
+    def setUp(self):
+        super().setUp()
+        self.seen = 0
+
+    def test_what_is_loaded_decides(self):
+        self.sim.set(media="6x8")
+        self.assert_sheets(self.submit(), PAGES // 2, is_shared=True)
+        self.assert_sheets(self.submit("K905Ribbon=6x4"), PAGES, is_shared=False)
+        for media in ("6x4", "6x9"):
+            self.sim.set(media=media)
+            self.assert_sheets(self.submit(), PAGES, is_shared=False)
+
+    def test_a_job_for_a_printer_that_is_not_there_waits_for_its_ribbon(self):
+        self.sim.command("unplug")
+        job = self.submit()
+        self.cups.wait_for(lambda: "offline-report" in self.reasons(), "the reason in lpstat")
+        self.sim.command("plug")
+        self.sim.set(media="6x8")
+        self.assert_sheets(job, PAGES // 2, is_shared=True)
+
+    def test_a_job_that_waits_for_its_ribbon_can_be_canceled(self):
+        self.sim.command("unplug")
+        job = self.submit()
+        self.cups.wait_for(lambda: "offline-report" in self.reasons(), "the reason in lpstat")
+        self.cups.run("cancel", f"booth-{job}")
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
+        self.sim.command("plug")
+        self.assert_sheets(self.submit(), PAGES, is_shared=False)
 
 
 class Shown(ThroughCups):

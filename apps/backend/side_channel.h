@@ -1,0 +1,17 @@
+// The channel on which the filters of the job ask the backend. The scheduler opens it.
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace k905::backend {
+
+// The channel's descriptor, -1 when there is none. To be called before any file is opened.
+[[nodiscard]] int find_side_channel();
+
+// Reads a request and answers it. The one that is known is the name of the loaded media; it is
+// "" as long as the printer cannot be asked, and the filter then asks again. False when no more
+// requests will come.
+[[nodiscard]] bool answer_request(const std::function<std::string()>& loaded_media);
+
+}  // namespace k905::backend
