@@ -290,6 +290,10 @@ std::optional<Picture> Photo::pixels(const PixelArea& area, std::uint32_t width,
   });
   add_scaling(chain, {width, height});
   chain.then(as_unsigned);
+  // Nothing is decoded so far; the rotation decodes everything.
+  if (chain.get() != nullptr) {
+    vips_error_clear();  // warnings that did not stop the decoder
+  }
   if (orientation > 1 && orientation <= 8) {
     chain.then([](VipsImage* in, VipsImage** out) {  // rotation needs all rows at once
       *out = vips_image_copy_memory(in);
@@ -308,9 +312,6 @@ std::optional<Picture> Photo::pixels(const PixelArea& area, std::uint32_t width,
     });
   }
   Picture picture;
-  if (chain.get() != nullptr) {
-    vips_error_clear();  // warnings that did not stop the decoder
-  }
   // If the first rows fail, a thread of libvips can end before its result is counted.
   if (chain.get() == nullptr || !render(chain.get(), picture) || *vips_error_buffer() != '\0') {
     error = vips_reason();

@@ -11,6 +11,7 @@
 
 #include "apps/image/photo.h"
 #include "tests/apps/picture_files.h"
+#include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"
 
 namespace {
@@ -251,6 +252,16 @@ TEST(PhotoJpeg, TruncatedFileIsAnErrorAtAnyLength) {
     for (std::size_t size = 1; size + 2 < complete.size(); size += 97) {
       EXPECT_NE(error_of(complete.substr(0, size)), "no error") << size;
     }
+  }
+}
+
+// It depends on the threads of libvips whether the rotation itself fails.
+TEST(PhotoJpeg, DamagedFileIsAnErrorEachTimeItIsRotated) {
+  std::ifstream file(K905_SOURCE_DIR "/fuzz/corpus/photo_fuzz/jpeg_rotated_and_damaged",
+                     std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  for (int i = 0; i < 300; ++i) {
+    ASSERT_THAT(error_of(bytes), HasSubstr("Corrupt JPEG data")) << i;
   }
 }
 
