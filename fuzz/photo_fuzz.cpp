@@ -41,6 +41,7 @@ void prepare_for_a_sheet(const std::string& path) {
   place.page_height = 28;
   place.seen_width = 36;
   place.seen_height = 30;
+  const PixelSize size = picture_size(place);
   for (const bool whole : {false, true}) {
     std::string error;
     const auto photo = k905::Photo::open(k905::open_photo_file(path, error), error);
@@ -51,7 +52,8 @@ void prepare_for_a_sheet(const std::string& path) {
       continue;
     }
     const Picture& page = prepared->picture;
-    expect(page.width == 40 && page.height == 28 && page.bits == 8, "a page for the filter");
+    expect(page.width == size.width && page.height == size.height && page.bits == 8,
+           "a photo of the size that the sheet shows");
     expect_consistent(page);
   }
 }
