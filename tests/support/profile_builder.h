@@ -6,11 +6,13 @@
 #include <string>
 
 // Each returns the bytes of a profile file.
-[[nodiscard]] std::string rgb_matrix_profile(double gamma = 1.8);
-[[nodiscard]] std::string rgb_table_profile();   // a printer: another table for each intent
-[[nodiscard]] std::string cmyk_table_profile();  // a printer with four inks: white paper has none
-[[nodiscard]] std::string gray_profile();        // one channel, gamma 2.2
-[[nodiscard]] std::string lab_profile();         // no device at all
+[[nodiscard]] std::string rgb_matrix_profile();  // wide primaries, gamma 1.8
+[[nodiscard]] std::string cmyk_table_profile();  // a printer with four inks, by tables
+[[nodiscard]] std::string rgb_profile(double gamma);
+[[nodiscard]] std::string rgb_table_profile();  // a printer: another table for each intent
+[[nodiscard]] std::string ink_table_profile();  // four inks; white paper has none
+[[nodiscard]] std::string gray_profile();       // one channel, gamma 2.2
+[[nodiscard]] std::string lab_profile();        // no device at all
 // The header names `space`, but there is nothing a transform could be made from.
 [[nodiscard]] std::string hollow_profile(cmsColorSpaceSignature space);
 [[nodiscard]] std::string hollow_rgb_profile();
