@@ -90,6 +90,10 @@ void describe(CLI::App& app, PrintOptions& options) {
        "print the photos in this folder and those that are added later, each once, also over "
        "restarts"},
       {"--limit", &options.limit, "with --watch: print at most so many sheets in a day", kMost},
+      {"--partner-wait", &options.partner_wait,
+       "with --two-up and --watch: seconds that a photo waits for another one before it is printed "
+       "alone on its sheet; the default is 60",
+       kMost, 0},
       {"--new-only", &options.new_only,
        "with --watch: do not print what is in the folder when it is first watched"},
       {"--move", &options.move,
@@ -128,6 +132,8 @@ std::optional<std::string> check(const PrintOptions& options) {
       {tasks > 1, "photos, --watch, --history and --reprint exclude each other"},
       {!watches && (options.limit != 0 || options.new_only || options.move || options.leave),
        "--limit, --new-only, --move and --leave need --watch"},
+      {options.partner_wait && !(watches && options.two_up),
+       "--partner-wait needs --two-up and --watch"},
       {options.move && options.leave, "--move and --leave exclude each other"},
       {!options.ledger.empty() && prints, "--ledger is for --watch, --history and --reprint"},
       {options.reprint != 0 && !options.preview.empty(), "--reprint prints; it shows no preview"},

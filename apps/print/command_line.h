@@ -34,6 +34,7 @@ struct PrintOptions {
   std::string caption;
   bool test_page = false;
   bool two_up = false;
+  std::optional<int> partner_wait;  // seconds
   bool fit = false;
   bool no_turn = false;
 

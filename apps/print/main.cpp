@@ -276,13 +276,19 @@ class PrintProgram {
 
   std::optional<WatchSetup> watch_setup(const std::string& folder, std::string& error) {
     const std::string ledger = ledger_path(error);
-    return ledger.empty() ? std::nullopt
-                          : std::optional(WatchSetup{.job = setup_,
-                                                     .folder = folder,
-                                                     .ledger = ledger,
-                                                     .limit = options_.limit,
-                                                     .new_only = options_.new_only,
-                                                     .move = !options_.leave});
+    if (ledger.empty()) {
+      return std::nullopt;
+    }
+    WatchSetup setup{.job = setup_,
+                     .folder = folder,
+                     .ledger = ledger,
+                     .limit = options_.limit,
+                     .new_only = options_.new_only,
+                     .move = !options_.leave};
+    if (options_.partner_wait) {
+      setup.partner_wait = std::chrono::seconds(*options_.partner_wait);
+    }
+    return setup;
   }
 
   int watch() {

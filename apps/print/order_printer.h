@@ -32,6 +32,8 @@ class OrderPrinter {
   [[nodiscard]] bool add(PhotoOrder order, std::string& error);
   // Prints photos that still wait for another one to share a sheet.
   [[nodiscard]] bool finish(std::string& error);
+  // The photo that waits for another one to share its sheet, "" if none does.
+  [[nodiscard]] std::string alone() const { return pages_.empty() ? "" : pages_.front().name; }
 
  private:
   [[nodiscard]] bool keep_limit(std::string& error);

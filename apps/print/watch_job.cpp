@@ -77,6 +77,8 @@ class FolderPrinter {
     Clock::time_point when{};
     milliseconds delay = kFirstRetry;
     std::string problem;  // that was reported
+    // Since when it waits for another photo to share its sheet.
+    std::optional<Clock::time_point> alone_since;
   };
   void start() {
     if (setup_.new_only && !ledger_.is_folder_known(folder_)) {
@@ -157,6 +159,9 @@ class FolderPrinter {
         ledger_.rename_file(folder_, name, renamed_to);
       }
     }
+    if (!events.settled.empty()) {
+      wake_photo_alone();
+    }
     for (const auto& [name, arrived] : events.settled) {
       Todo& todo = todo_[name];
       todo.arrived = todo.arrived || arrived;
@@ -180,6 +185,31 @@ class FolderPrinter {
     return names;
   }
 
+  // Another photo is there that may share its sheet.
+  void wake_photo_alone() {
+    for (auto& [name, todo] : todo_) {
+      if (todo.alone_since) {
+        todo.when = {};
+      }
+    }
+  }
+
+  // Whether the photo that would leave half of its sheet empty waits for another one.
+  bool waits_for_partner(const std::string& name) {
+    const auto alone = todo_.find(name);
+    if (!is_watching_ || alone == todo_.end()) {
+      return false;
+    }
+    Todo& todo = alone->second;
+    const auto now = Clock::now();
+    if (!todo.alone_since && setup_.partner_wait.count() > 0) {
+      todo.alone_since = now;
+      reporter_.report_error(path_of(name) + ": waits for another photo on its sheet");
+    }
+    todo.when = todo.alone_since.value_or(now) + setup_.partner_wait;
+    return now < todo.when;
+  }
+
   // Files that cannot be printed now stay in the list.
   void print_due() {
     k905::OrderPrinter orders(
@@ -198,6 +228,9 @@ class FolderPrinter {
       if (!goes_on) {
         break;
       }
+    }
+    if (goes_on && waits_for_partner(orders.alone())) {
+      return;
     }
     if ((!goes_on || !orders.finish(error)) && !error.empty()) {
       report_once(error);

@@ -1,6 +1,7 @@
 // Prints each photo that is added to a folder, once; and reprints.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -13,6 +14,8 @@ struct WatchSetup {
   int limit = 0;          // sheets in a day; 0: any number
   bool new_only = false;  // photos that are in the folder when it is first watched are not printed
   bool move = false;      // finished files are moved to printed/ and failed/
+  // Two photos on a sheet: how long a photo waits for another one before it is printed alone.
+  std::chrono::seconds partner_wait{60};
 };
 
 // Runs until a signal asks to stop: exit status 0. 1 if the ledger cannot be written. Reports every

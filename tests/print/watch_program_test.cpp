@@ -186,6 +186,24 @@ TEST_F(WatchProgram, PicturesThatComeTogetherShareASheetAndCountAsOne) {
   EXPECT_EQ(printed().size(), 2U);
 }
 
+TEST_F(WatchProgram, PhotoOfSharedSheetWaitsForTheNextPhoto) {
+  put("a.png", picture_of(10));
+  RunningProgram program(kProgram, arguments({"--two-up", "--partner-wait", "3600"}),
+                         environment());
+  EXPECT_TRUE(program.has_said("/a.png: waits for another photo on its sheet")) << program.said();
+  put("b.png", picture_of(20));
+  EXPECT_TRUE(program.has_said("a.png -> ") && program.has_said("b.png -> ")) << program.said();
+  EXPECT_EQ(printed().size(), 1U);
+}
+
+TEST_F(WatchProgram, PhotoWithoutPartnerIsPrintedAloneAfterTheWait) {
+  put("a.png", picture_of(10));
+  RunningProgram program(kProgram, arguments({"--two-up", "--partner-wait", "1"}), environment());
+  EXPECT_TRUE(program.has_said("/a.png: waits for another photo on its sheet")) << program.said();
+  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_EQ(printed().size(), 1U);
+}
+
 // What is hashed is what is printed, so the photo that took its place is printed once and no other.
 TEST_F(WatchProgram, APhotoReplacedWhileItIsReadIsPrintedOnce) {
   put("a.png", picture_of(10));
