@@ -116,7 +116,7 @@ void check_photo_filter(const std::string& filters, Findings& findings) {
                               : std::string("the photo filter phototok905 is not installed")) +
                       ", so photos print through the filters of CUPS: slower, without their color "
                       "profile and orientation, and only JPEG, PNG and TIFF",
-                  reinstall_advice() + ", then systemctl restart cups");
+                  reinstall_advice("k905-print") + ", then systemctl restart cups");
   }
   if (has_filter && can_be_run(parts.front(), findings) && missing.empty()) {
     findings.ok("photos are printed directly by phototok905");

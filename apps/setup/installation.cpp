@@ -49,11 +49,11 @@ std::string data_folder() {
   return (prefix() / K905_CUPS_DATADIR).string();
 }
 
-std::string reinstall_advice() {
+std::string reinstall_advice(const std::string& package) {
   std::error_code ignored;
   const bool packaged =
       prefix() == "/usr" && fs::exists("/var/lib/dpkg/info/rastertok905.list", ignored);
-  return packaged ? "apt-get install --reinstall rastertok905" : "cmake --install BUILD";
+  return packaged ? "apt-get install --reinstall " + package : "cmake --install BUILD";
 }
 
 std::string scheme_of(const std::string& device_uri) {

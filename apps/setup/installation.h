@@ -14,7 +14,7 @@ namespace k905 {
 [[nodiscard]] std::string data_folder();
 
 // The command that reinstalls a missing program: that of the package if it came with the package.
-[[nodiscard]] std::string reinstall_advice();
+[[nodiscard]] std::string reinstall_advice(const std::string& package = "rastertok905");
 
 // The scheme of a device URI; "" for other texts.
 [[nodiscard]] std::string scheme_of(const std::string& device_uri);

@@ -127,6 +127,14 @@ class Contents(unittest.TestCase):
             listed = call("dpkg-deb", "-c", file_of(name))
             self.assertEqual(set(re.findall(r" \./usr/bin/(\S+)$", listed, re.MULTILINE)), wanted)
 
+    def test_a_print_server_needs_no_library_for_photos(self):
+        self.assertFalse([need for need in self.needs("rastertok905") if "vips" in need])
+        self.assertTrue([need for need in self.needs("k905-print") if "vips" in need])
+        listed = call("dpkg-deb", "-c", file_of("k905-print"))
+        for path in ("lib/cups/filter/phototok905", "share/cups/mime/k905-photo.types",
+                     "share/cups/mime/k905-photo.convs"):
+            self.assertIn(f" ./usr/{path}\n", listed)
+
     def test_the_manual_is_complete_and_its_chapters_find_each_other(self):
         manual = self.data / "usr/share/doc/rastertok905/manual"
         chapters = {path.name for path in (HERE.parents[1] / "docs").glob("*.md")}
