@@ -59,6 +59,9 @@ Reply Printer::ask(QuestionId id) {
   if (!link_.is_open()) {
     return {.error = ENOTCONN, .text = ""};
   }
+  if (is_sending_) {
+    return {.error = EBUSY, .text = ""};
+  }
   Reply reply;
   if (id == QuestionId::kRemainingMedia && (reply.error = learn_model()) != 0) {
     return reply;
@@ -120,8 +123,9 @@ SendResult Printer::send(const Pieces& pieces, Milliseconds stall,
     result.error = ENOTCONN;
     return result;
   }
+  is_sending_ = true;
   for (std::span<const std::uint8_t> piece : pieces) {
-    while (!piece.empty()) {
+    while (!piece.empty() && result.error == 0) {
       std::size_t written = 0;
       const int error = link_.write(piece, stall, written);
       piece = piece.subspan(written);
@@ -129,10 +133,10 @@ SendResult Printer::send(const Pieces& pieces, Milliseconds stall,
       if (error != 0 && (error != ETIMEDOUT || !on_stall())) {
         result.error = error;
         link_.close();
-        return result;
       }
     }
   }
+  is_sending_ = false;
   return result;
 }
 

@@ -53,8 +53,8 @@ class Printer {
   [[nodiscard]] bool is_open() const { return link_.is_open(); }
 
   // Asks a question. A broken connection is closed; it stays open if the printer only failed to
-  // answer in time or in the expected form. ENOTCONN if it is not open. The number of remaining
-  // prints is without the reserve of the model.
+  // answer in time or in the expected form. ENOTCONN if it is not open, EBUSY inside a sheet. The
+  // number of remaining prints is without the reserve of the model.
   [[nodiscard]] Reply ask(QuestionId id);
 
   // The model of the last answer, "" before the first one.
@@ -75,6 +75,7 @@ class Printer {
   Link link_;
   std::string model_;
   bool late_reply_possible_ = false;
+  bool is_sending_ = false;
 };
 
 }  // namespace k905

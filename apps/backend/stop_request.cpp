@@ -6,8 +6,10 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <thread>
+#include <vector>
 
 namespace k905::backend {
 
@@ -35,10 +37,7 @@ StopRequest::~StopRequest() {
   }
 }
 
-bool StopRequest::requested() {
-  bool readable = false;
-  return since_ || look(Milliseconds(0), -1, readable);
-}
+bool StopRequest::requested() { return since_ || look(Milliseconds(0), {}); }
 
 StopRequest::Milliseconds StopRequest::age() {
   return requested() ? std::chrono::duration_cast<Milliseconds>(Clock::now() - *since_)
@@ -51,39 +50,40 @@ void StopRequest::pause(Milliseconds time) {
     std::this_thread::sleep_for(time);
     return;
   }
-  bool readable = false;
-  (void)look(time, -1, readable);
+  wait(time, -1);
 }
 
 bool StopRequest::wait_readable(int descriptor) {
-  bool readable = false;
-  if (!requested()) {
-    (void)look(kIdle, descriptor, readable);
-  }
+  bool readable = !requested() && wait(kIdle, descriptor);
   if (!readable && idle_task_) {
     idle_task_();
   }
   while (!requested() && !readable) {
-    (void)look(Milliseconds(-1), descriptor, readable);
+    readable = wait(Milliseconds(-1), descriptor);
   }
   return readable && !requested();
 }
 
-// Nothing is ever written to the pipe: whatever poll reports on it is its end.
-bool StopRequest::look(Milliseconds time, int descriptor, bool& readable) {
-  pollfd waits[] = {{.fd = pipe_end_, .events = POLLIN, .revents = 0},
-                    {.fd = signals_, .events = POLLIN, .revents = 0},
-                    {.fd = descriptor, .events = POLLIN, .revents = 0},
-                    {.fd = watched_, .events = POLLIN, .revents = 0}};
-  if (poll(waits, 4, static_cast<int>(time.count())) <= 0) {
-    return false;
-  }
-  readable = waits[2].revents != 0;
-  if (waits[3].revents != 0 && !watch_task_()) {
+bool StopRequest::wait(Milliseconds time, int descriptor) {
+  pollfd others[] = {{.fd = descriptor, .events = POLLIN, .revents = 0},
+                     {.fd = watched_, .events = POLLIN, .revents = 0}};
+  (void)look(time, others);
+  if (others[1].revents != 0 && !watch_task_()) {
     watched_ = -1;
   }
-  if (waits[0].revents != 0 || waits[1].revents != 0) {
-    since_ = Clock::now();
+  return others[0].revents != 0;
+}
+
+// Nothing is ever written to the pipe: whatever poll reports on it is its end.
+bool StopRequest::look(Milliseconds time, std::span<pollfd> others) {
+  std::vector<pollfd> waits{{.fd = pipe_end_, .events = POLLIN, .revents = 0},
+                            {.fd = signals_, .events = POLLIN, .revents = 0}};
+  waits.insert(waits.end(), others.begin(), others.end());
+  if (poll(waits.data(), waits.size(), static_cast<int>(time.count())) > 0) {
+    if (waits[0].revents != 0 || waits[1].revents != 0) {
+      since_ = Clock::now();
+    }
+    std::copy(waits.begin() + 2, waits.end(), others.begin());
   }
   return since_.has_value();
 }

@@ -6,9 +6,12 @@
 // of a service.
 #pragma once
 
+#include <poll.h>
+
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <span>
 #include <utility>
 
 namespace k905::backend {
@@ -32,7 +35,8 @@ class StopRequest {
   // Waits for the time, or until the request comes.
   void pause(Milliseconds time);
 
-  // Called in waits, when the descriptor is readable; not again when it returns false.
+  // Called in pause() and wait_readable(), when the descriptor is readable; not again when it
+  // returns false. Never in requested() and age(), which are called inside a sheet.
   void watch(int descriptor, std::function<bool()> task) {
     watched_ = descriptor;
     watch_task_ = std::move(task);
@@ -45,7 +49,11 @@ class StopRequest {
   [[nodiscard]] bool wait_readable(int descriptor);
 
  private:
-  bool look(Milliseconds time, int descriptor, bool& readable);
+  // Waits for the request and for the descriptor, and serves the watched one. True when the
+  // descriptor is readable.
+  bool wait(Milliseconds time, int descriptor);
+  // Waits for the request and the others only. True when the request has come.
+  bool look(Milliseconds time, std::span<pollfd> others);
 
   int pipe_end_;
   int signals_;

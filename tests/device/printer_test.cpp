@@ -217,7 +217,10 @@ TEST_F(PrinterTest, StalledSheetIsTheCallersDecision) {
   ASSERT_EQ(printer.open(kOpenTimeout), 0);
   const std::vector<std::uint8_t> much(32 << 20);
   int asked = 0;
-  const SendResult sent = printer.send({much}, milliseconds(50), [&asked] { return ++asked < 3; });
+  const SendResult sent = printer.send({much}, milliseconds(50), [&] {
+    EXPECT_EQ(printer.ask(QuestionId::kStatus).error, EBUSY);  // it would be printed as pixels
+    return ++asked < 3;
+  });
   EXPECT_EQ(sent.error, ETIMEDOUT);
   EXPECT_EQ(asked, 3);
   EXPECT_FALSE(printer.is_open());

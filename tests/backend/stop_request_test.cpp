@@ -1,0 +1,56 @@
+// When a request of the side channel is served: its answer is a question to the printer.
+#include "apps/backend/stop_request.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <optional>
+
+#include "apps/base/descriptor.h"
+
+namespace k905::backend {
+
+namespace {
+
+class WatchedRequest : public testing::Test {
+ protected:
+  WatchedRequest() {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    stop_end_ = Descriptor(ends[1]);
+    stop_.emplace(ends[0]);
+    EXPECT_EQ(pipe(ends), 0);
+    asked_ = Descriptor(ends[0]);
+    asking_ = Descriptor(ends[1]);
+    stop_->watch(asked_.get(), [this] {
+      ++served_;
+      char request = 0;
+      return read(asked_.get(), &request, 1) == 1;
+    });
+    EXPECT_EQ(write(asking_.get(), "?", 1), 1);
+  }
+
+  std::optional<StopRequest> stop_;
+  Descriptor stop_end_;
+  Descriptor asked_;
+  Descriptor asking_;
+  int served_ = 0;
+};
+
+// They are called inside a sheet, where a question would be printed as pixels.
+TEST_F(WatchedRequest, IsNotServedByLookingForAStop) {
+  EXPECT_FALSE(stop_->requested());
+  EXPECT_EQ(stop_->age(), std::chrono::milliseconds(0));
+  EXPECT_EQ(served_, 0);
+}
+
+TEST_F(WatchedRequest, IsServedOnceWhileTheJobWaits) {
+  stop_->pause(std::chrono::milliseconds(1000));
+  stop_->pause(std::chrono::milliseconds(1));
+  EXPECT_EQ(served_, 1);
+}
+
+}  // namespace
+
+}  // namespace k905::backend
