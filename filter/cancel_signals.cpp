@@ -26,7 +26,7 @@ void handle_cancel_signals(void (*handler)(int), int flags) {
     if (signal == SIGTERM || !is_ignored(signal)) {
       sigaction(signal, &action, nullptr);
     } else {
-      // Blocked and ignored it would become pending all the same, and look like a cancel.
+      // A blocked signal becomes pending even if it is ignored, and would look like a cancel.
       sigset_t only;
       sigemptyset(&only);
       sigaddset(&only, signal);

@@ -1,5 +1,5 @@
 // The signals that cancel a job: SIGTERM from the print system, SIGINT and SIGHUP from a terminal.
-// All three mean the same: finish the sheet that is being sent and begin no other.
+// All three mean the same: finish the sheet that is being sent and start no other.
 #pragma once
 
 #include <array>
@@ -10,6 +10,6 @@ inline constexpr std::array kCancelSignals{SIGTERM, SIGINT, SIGHUP};
 // The same as a set.
 [[nodiscard]] sigset_t cancel_signals();
 
-// Calls `handler` for each of them. SIGINT and SIGHUP that are ignored stay ignored: nohup and the
-// background jobs of a shell want that. `flags` are those of sigaction.
+// Calls `handler` for each of them. SIGINT and SIGHUP that are ignored stay ignored, as nohup and
+// the background jobs of a shell need. `flags` are those of sigaction.
 void handle_cancel_signals(void (*handler)(int), int flags = 0);

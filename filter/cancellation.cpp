@@ -25,8 +25,8 @@ void ignore(int signal) {
 void set_up_signals() {
   ignore(SIGPIPE);
   ignore(SIGXFSZ);
-  // Blocked except while waiting for input: a signal that came just before a blocking read would
-  // otherwise be forgotten until the next bytes arrive, which may be never.
+  // Blocked except while waiting for input: otherwise a signal that arrives just before a blocking
+  // read would not be noticed until the next bytes arrive, and there may be none.
   const sigset_t cancel = cancel_signals();
   sigprocmask(SIG_BLOCK, &cancel, nullptr);
   handle_cancel_signals(note_cancel);

@@ -18,8 +18,8 @@
 
 namespace {
 
-// A sheet's planes are the same few megabytes on every page. Kept by the allocator instead of given
-// back to the system, they are paid for once a job and not once a page.
+// The planes of a sheet take the same few megabytes on every page. The allocator keeps freed memory
+// instead of returning it to the system, so it is mapped once per job, not once per page.
 void keep_freed_memory() {
 #ifdef __GLIBC__
   mallopt(M_MMAP_THRESHOLD, 1 << 30);
@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
   read_ppd_defaults();
   read_job_arguments(argc, argv);
 
-  // After the arguments were read, which may have cut "--info=x" to "--info".
+  // Checked after the arguments were read, which may have shortened "--info=x" to "--info".
   const bool asks_status = argc >= 2 && std::strcmp(argv[1], "--info") == 0;
   if (!asks_status) {
     detect_ribbon();

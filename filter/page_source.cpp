@@ -1,4 +1,4 @@
-// Reads for libcups in large pieces, and skips what a page leaves in the stream.
+// Reads the raster stream for libcups in large blocks, and skips the lines that a page left unread.
 #include "filter/page_source.h"
 
 #include <algorithm>
@@ -15,10 +15,10 @@ Raster RasterInput::open() {
 ssize_t RasterInput::read(void* input, unsigned char* buffer, std::size_t bytes) {
   auto& self = *static_cast<RasterInput*>(input);
   if (self.ended_) {
-    return 0;  // Data after an error would be taken for a page in the wrong place.
+    return 0;  // Data after an error would be read as the wrong part of a page.
   }
   if (self.begin_ == self.end_) {
-    // Large requests, and all of them when there was no memory for a buffer, go straight through.
+    // Large requests, and all requests if there was no memory for the buffer, bypass the buffer.
     const bool direct = self.buffer_ == nullptr || bytes >= kBufferSize;
     const ssize_t count = direct ? read_unless_canceled(0, buffer, bytes)
                                  : read_unless_canceled(0, self.buffer_.get(), kBufferSize);

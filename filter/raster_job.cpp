@@ -28,18 +28,18 @@ struct Job {
   SheetImage sheets[2];  // of the page being printed, and of a page that is held for pairing
 };
 
-// A page on its way through its copies.
+// The page being printed, and the state that its copies share.
 struct Page {
   const cups_page_header2_t& header;
   std::int64_t index;  // from 0: even indices are odd pages
   SheetImage& sheet;
-  bool is_read = false;  // lines are gone from the stream: every copy is like the one before
+  bool is_read = false;  // lines were read: further copies reuse the sheet
 
   [[nodiscard]] int number() const { return static_cast<int>(index + 1); }
   [[nodiscard]] bool is_odd() const { return index % 2 == 0; }
 };
 
-// A plane must not be cut because the other end of the pipe is slow.
+// A slow reader of the pipe must not truncate a plane.
 void make_standard_output_blocking() {
   const int flags = fcntl(STDOUT_FILENO, F_GETFL);
   if (flags >= 0 && (flags & O_NONBLOCK) != 0) {
@@ -47,10 +47,10 @@ void make_standard_output_blocking() {
   }
 }
 
-// The sheet of this copy. libcups delivers a page's lines once, and nothing that a sheet depends on
-// changes between two copies: a further copy is the sheet of the one before, and the log says what
-// building it again would log. Only a page that failed before its first line, for want of memory,
-// is tried again. False when there is no sheet.
+// Makes the sheet of one copy. libcups returns the lines of a page only once, and nothing that a
+// sheet depends on changes between copies, so a further copy reuses the sheet and repeats its log
+// lines. Only a page that failed before its first line, for lack of memory, is built again. False
+// if there is no sheet.
 bool build_copy(Job& job, Page& page) {
   if (page.is_read) {
     return job.pipeline.report_again(page.header, page.sheet);
@@ -62,7 +62,7 @@ bool build_copy(Job& job, Page& page) {
 
 void print_copy(const Job& job, const Page& page) {
   if (job.merge) {
-    // Copies pass through the pairing one by one, like pages.
+    // Copies are paired one by one, like pages.
     auto* const pair = page.is_odd() ? store_odd_page : merge_even_page;
     pair(page.sheet, page.number());
     return;
@@ -88,7 +88,7 @@ void print_copies(Job& job, Page& page) {
   }
 }
 
-// A sheet that is not held for pairing. Frees what the pages before have left.
+// Returns a sheet that is not held for pairing. Frees the planes of earlier pages.
 SheetImage& free_sheet(Job& job) {
   for (SheetImage& sheet : job.sheets) {
     if (!is_held(sheet)) {
@@ -98,8 +98,8 @@ SheetImage& free_sheet(Job& job) {
   return job.sheets[is_held(job.sheets[0]) ? 1 : 0];
 }
 
-// One page in all its copies; afterwards the stream is at the next header. False when the job has
-// to end.
+// Prints all copies of one page and leaves the stream at the next header. False if the job must
+// end.
 bool print_page(Job& job, const cups_page_header2_t& header, std::int64_t index) {
   Page page{.header = header, .index = index, .sheet = free_sheet(job)};
   log_line("K905-1: Processing page %d (%s)", page.number(), page.is_odd() ? "ODD" : "EVEN");
@@ -111,7 +111,7 @@ bool print_page(Job& job, const cups_page_header2_t& header, std::int64_t index)
   return false;
 }
 
-// libcups gives the same answer at the end of the input, for an error and for a header it refuses.
+// libcups returns the same value at the end of the input, on an error and for a header it rejects.
 void log_end_of_pages(const RasterInput& input) {
   if (!input.ended()) {
     log_line("K905-1: Raster page header refused, the rest of the job is not printed");
@@ -151,7 +151,7 @@ int run_raster_job() {
     log_line("K905-1: Tip: In print dialog choose Color/RGB, not Grayscale or Black only.");
     return 1;
   }
-  // Deliberate: taken before any header is interpreted. A NumCopies of the header is reported but
+  // Deliberate: read before any header is interpreted. A NumCopies of the header is reported but
   // does not change this job, because the print system has already repeated the pages.
   job.copies = current_options.copies;
   if (job.raster != nullptr) {

@@ -15,14 +15,14 @@
 namespace {
 
 constexpr std::uint8_t kWhite = 255;
-// The top image goes this much beyond the sheet's edge, where the printer does not reach.
+// The rows of the top image that are above the edge of the sheet and not printed.
 constexpr std::int32_t kTopRaisedRows = 5;
 
-// The odd page that waits for its even one; null when none does.
+// The odd page that waits for its even page; null if there is none.
 const SheetImage* held_page = nullptr;
 
-// Every sheet of a paired job begins here, and none does once the job is canceled: a cancel may
-// come while two pages are merged, or while the first of two is printed.
+// Prints every sheet of a paired job, but none once the job is canceled: the cancel can arrive
+// while two pages are merged, or while the first of two sheets is printed.
 void print_unless_canceled(const SheetImage& sheet) {
   if (job_canceled()) {
     return;
@@ -50,8 +50,8 @@ bool make_white(SheetImage& sheet, std::int32_t width, std::int32_t height) {
   return true;
 }
 
-// Copies what `image` has of width x height onto a sheet, centered, its first row on row
-// `first_row`. Rows beyond the sheet are left out.
+// Copies the part of `image` within width x height onto a sheet: horizontally centered, its first
+// row on row `first_row`. Rows outside the sheet are left out.
 void place(const SheetImage& image, std::int32_t width, std::int32_t height, std::int32_t first_row,
            SheetImage& sheet) {
   const std::int32_t columns = std::min(width, image.width);
@@ -77,8 +77,8 @@ void save_image(const char* tag, const SheetImage& image) {
                    image.planes.plane[2].get(), static_cast<unsigned>(image.width), image.height);
 }
 
-// The debug image of an input, in the size both inputs are laid out with. Without memory it is left
-// out.
+// Saves the debug image of an input, in the size that both inputs are laid out with. Does nothing
+// if there is no memory.
 void save_input(const char* tag, const SheetImage& image, std::int32_t width, std::int32_t height) {
   if (!debug_images_wanted()) {
     return;
@@ -188,8 +188,8 @@ bool merge_two_up(const SheetImage& top, const SheetImage& bottom) {
     log_line("K905-1: Failed to merge pages");
     return false;
   }
-  // Deliberate: the first rows of the top image are dropped, so that both images are where the
-  // sheet is cut.
+  // Deliberate: the first rows of the top image are dropped, so that the printer cuts the sheet
+  // between the two images.
   const std::int32_t top_row = -kTopRaisedRows;
   const std::int32_t bottom_row = static_cast<std::int32_t>(
       std::min<std::int64_t>(std::int64_t{height} - kTopRaisedRows + MERGE_GAP_ROWS, INT32_MAX));

@@ -9,9 +9,8 @@
 
 namespace {
 
-// Deliberate: 4 and 5 are named after four inks although libcups calls them CMY and YMC. This
-// printer's queues have always used these numbers for CMYK, and the log speaks the filter's
-// language.
+// Deliberate: 4 and 5 have the names of four-ink color spaces, although libcups calls them CMY and
+// YMC. The queues of this printer have always used these numbers for CMYK and YMCK.
 constexpr const char* kColorSpaceNames[] = {"W (White)", "RGB",  "RGBA",  "K (Black)",
                                             "CMYK",      "YMCK", "CIEXYZ"};
 constexpr const char* kColorOrderNames[] = {"Chunked", "Banded", "Planar"};
@@ -19,7 +18,7 @@ constexpr const char* kOrientationNames[] = {"Portrait (0°)", "Landscape (90°)
                                              "Reverse Portrait (180°)", "Reverse Landscape (270°)"};
 constexpr const char* kCompressionNames[] = {"None", "RLE", "Delta Row", "Delta Plane"};
 
-// A negative number is a huge one here, and so outside of every table.
+// A negative number becomes a large unsigned one, which is outside every table.
 const char* name_of(std::span<const char* const> names, std::int32_t number, const char* fallback) {
   const auto index = static_cast<std::uint32_t>(number);
   return index < names.size() ? names[index] : fallback;
@@ -30,15 +29,14 @@ const char* yes_no(const Flag& flag) {
   return header_number(flag) != 0 ? "Yes" : "No";
 }
 
-// What a line of these pixels needs; wraps like the header's own 32-bit numbers.
+// The bytes that a line of these pixels needs; wraps around like the 32-bit numbers of the header.
 std::uint32_t calculated_bytes_per_line(const cups_page_header2_t& header) {
   return (header.cupsBitsPerPixel * header.cupsWidth + 7U) / 8U;
 }
 
 void blank_line() { log_line("%s", ""); }
 
-// ---- The sections, in the order of the listing
-// ----------------------------------------------------
+// ---- The sections, in the order of the listing --------------------------------------------------
 
 void log_basics(const cups_page_header2_t& header) {
   log_line("=== Basic Image Information ===");

@@ -1,7 +1,7 @@
 // The numbers of the header's enumerations.
 //
-// A raster stream can hold any number where libcups declares an enumeration, and to read one that
-// the enumeration has no room for is undefined. These read the bytes instead.
+// A raster stream can contain any number where libcups declares an enumeration, and reading a
+// number that the enumeration cannot represent is undefined behavior. This reads the bytes instead.
 #pragma once
 
 #include <cstdint>

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::uint64_t kLargeImagePixels = 10'000'000;
 
-// The printer knows 300x300 dpi and 300x600 dpi. Anything else is printed as 300x300, with the
-// resolution text as the options left it.
+// The printer supports 300x300 dpi and 300x600 dpi. Every other resolution is printed as 300x300,
+// and the resolution text of the options stays unchanged.
 void read_resolution(const cups_page_header2_t& header, PrintOptions& options) {
   const unsigned across = header.HWResolution[0];
   const unsigned down = header.HWResolution[1];
@@ -67,12 +67,12 @@ const PaperConfig& paper_by_size(unsigned width_pt, unsigned height_pt) {
     paper = &paper_sizes.back();
   }
   // Deliberate: the fallback, too, is logged as matched by size; people search logs for this line
-  // to see that the paper's name did not decide.
+  // to see that the paper was not selected by its name.
   log_line("K905-1: Using paper config matched by size: %ux%u points", width_pt, height_pt);
   return *paper;
 }
 
-// The name goes first: several papers differ by less than the tolerance of a match by size.
+// The name has priority: several papers differ by less than the tolerance of a match by size.
 void choose_paper(const cups_page_header2_t& header, PrintOptions& options) {
   const PaperConfig* const named = paper_by_name(options.ppd_paper_name);
   options.paper_config =
@@ -84,7 +84,7 @@ void choose_paper(const cups_page_header2_t& header, PrintOptions& options) {
   }
 }
 
-// Landscape and reverse landscape are turned the same way.
+// Landscape and reverse landscape are rotated in the same direction.
 void read_orientation(const cups_page_header2_t& header, PrintOptions& options) {
   const std::int32_t orientation = header_number(header.Orientation);
   options.rotate_90 = orientation == 1 || orientation == 3 ? 1 : 0;
@@ -98,8 +98,8 @@ struct ColorSpaceChoice {
   const char* report;
 };
 
-// By cupsColorSpace. Deliberate: 4 and 5 are taken for CMYK and YMCK although libcups calls them
-// CMY and YMC; the queues of this printer send four inks under these numbers.
+// By cupsColorSpace. Deliberate: 4 and 5 are read as CMYK and YMCK although libcups calls them CMY
+// and YMC; the queues of this printer send four inks under these numbers.
 constexpr ColorSpaceChoice kColorSpaces[] = {
     {"Gray", "K905-1: Monochrome mode detected, using Gray color model"},
     {"RGB", "K905-1: RGB mode detected"},
@@ -116,14 +116,14 @@ void read_color_space(const cups_page_header2_t& header, PrintOptions& options) 
     copy_text(options.color_model, kColorSpaces[index].color_model);
     log_line("%s", kColorSpaces[index].report);
   } else {
-    // Deliberate: nothing is set to RGB here. What the options chose stays in force, and RGB is
-    // what they choose unless the user sets something else.
+    // Deliberate: nothing is set to RGB here. The color model of the options stays in effect; it is
+    // RGB unless the user sets another one.
     log_line("K905-1: Unknown color space %d, using default RGB", number);
   }
 }
 
-// Print systems that repeat the pages themselves say 0 or 1, which is no reason to forget a number
-// that came before.
+// Print systems that repeat the pages themselves write 0 or 1, which must not replace an earlier
+// number.
 void read_copies(const cups_page_header2_t& header, PrintOptions& options) {
   if (header.NumCopies >= 2) {
     options.copies = saturate_to_int32(header.NumCopies);

@@ -1,4 +1,4 @@
-// Targets, canvas, bleeds and what they leave.
+// Computes target, canvas, bleeds, and the area between the bleeds.
 #include "geometry/page_layout.h"
 
 #include <utility>
@@ -9,14 +9,14 @@
 
 namespace {
 
-// The paper's own bleed and the user's: a margin can vanish, but never be negative.
+// The paper's own bleed plus the user's; never negative.
 std::int32_t bleed(std::int32_t paper_px, std::int32_t user_px) {
   const std::int64_t sum = std::int64_t{paper_px} + user_px;
   return sum < 1 ? 0 : saturate_to_int32(sum);
 }
 
-// What two bleeds leave of one side of the canvas. Something always stays, so that the image can
-// still be stretched into it.
+// One side of the canvas without its two bleeds; at least 1, so that the image can still be
+// stretched into it.
 std::int32_t side_between(std::int32_t canvas, std::int32_t bleed_before,
                           std::int32_t bleed_after) {
   const std::int64_t side = std::int64_t{canvas} - bleed_before - bleed_after;

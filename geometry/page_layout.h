@@ -28,7 +28,7 @@ struct PageLayout {
 
   // For the log.
   const char* paper_label = "";
-  bool has_user_bleed = false;  // some bleed is not the paper's own
+  bool has_user_bleed = false;  // the user changed a bleed
 };
 
 // `options.paper_config` must not be null. Sums of bleeds saturate, nothing here can overflow.

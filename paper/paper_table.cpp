@@ -6,8 +6,7 @@
 
 namespace {
 
-// PageSize comes in whole points and is rounded by one chain of print filters and truncated by
-// another.
+// PageSize is in whole points, which some print filters round and others truncate.
 constexpr float kPageTolerancePt = 5.0F;
 
 bool near(float a, float b) { return std::fabs(a - b) <= kPageTolerancePt; }

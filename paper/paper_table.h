@@ -1,6 +1,6 @@
-// The papers the printer takes: names, page sizes, and the pixels that go with them. Constant data
-// below all other folders. The queue's PPD files are generated from it as well, so that they cannot
-// disagree with the filter.
+// The papers that the printer supports: names, page sizes and pixel sizes. Constant data; the
+// lowest layer of the project. The PPD files of the queue are generated from it too, so that they
+// always match the filter.
 #pragma once
 
 #include <array>
@@ -38,15 +38,15 @@ inline constexpr std::array<PaperConfig, 10> paper_sizes{{
     {"default", "default", 0.0F, 0.0F, 1844, 1240, 1920, 1240, 0, 0, 0, 0},
 }};
 
-// The 6x8 sheet that two 6x4 pages share, in pixels. The page loop makes it, and the printer's
-// cutter knows it by its size. The first rows of the upper page are dropped, and blank rows
+// The 6x8 sheet that two 6x4 pages share, in pixels. The page loop makes it, and the cutter mode of
+// a sheet is chosen by this size. The first rows of the upper page are dropped, and blank rows
 // separate the two, so that the cut falls between them.
 inline constexpr std::int32_t MERGE_CANVAS_WIDTH = 1920;
 inline constexpr std::int32_t MERGE_CANVAS_HEIGHT = 2498;
 inline constexpr std::int32_t MERGE_TOP_RAISED_ROWS = 5;
 inline constexpr std::int32_t MERGE_GAP_ROWS = 18;
 
-// The rows a name or a size can choose: all but the fallback at the end.
+// The rows that a name or a size can select: all but the fallback at the end.
 inline constexpr std::span<const PaperConfig> selectable_papers{paper_sizes.data(),
                                                                 paper_sizes.size() - 1};
 
@@ -56,6 +56,6 @@ inline constexpr std::span<const PaperConfig> selectable_papers{paper_sizes.data
 // The first row with `name` as ppd_name or as label, or null.
 [[nodiscard]] const PaperConfig* find_paper_by_any_name(const char* name);
 
-// The first row whose page is within 5 points (inclusive) of width x height in both directions,
-// upright or, tried second for each row, turned; null when none is.
+// The first row whose page is within 5 points (inclusive) of width x height in both directions, as
+// given or, tried second for each row, rotated by 90 degrees. Null if there is none.
 [[nodiscard]] const PaperConfig* find_paper_by_size(float width_pt, float height_pt);

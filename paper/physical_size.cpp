@@ -1,4 +1,4 @@
-// Where the visible areas are and how dense the pixels are in them.
+// The positions and the pixel densities of the visible areas.
 
 #include "paper/physical_size.h"
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-// Five inches of paper have the 1800 columns of six inches.
+// Papers of five and of six inches have the same 1800 visible columns.
 constexpr std::int32_t kAcrossSixInches = 300;
 constexpr std::int32_t kAcrossFiveInches = 360;
 
@@ -23,8 +23,8 @@ VisibleArea moved_down(VisibleArea area, std::int32_t rows) {
   return area;
 }
 
-// The number at the beginning of a label such as "5x3.5" or "6x2*4". It and the sign after it are
-// taken off.
+// Returns the number at the beginning of a label such as "5x3.5" or "6x2*4". Removes it and the
+// character after it from the label.
 double take_number(std::string_view& label) {
   double number = 0;
   const char* end = label.data() + label.size();

@@ -1,6 +1,6 @@
-// What of a sheet a person holds in the hand, in pixels of the canvas and in inches: the visible
-// area (the canvas without the paper's default bleeds) is the paper that the label names. For
-// programs that lay out photos by their physical size.
+// The part of the canvas that is visible on the finished sheet, in canvas pixels and in points. The
+// visible area (the canvas without the paper's default bleeds) has the size that the label names.
+// For programs that lay out photos by their physical size.
 #pragma once
 
 #include <array>
@@ -9,12 +9,12 @@
 
 #include "paper/paper_table.h"
 
-// From top to bottom all papers have the same density; a fine page (300x600dpi) has the double.
+// The vertical density is the same for all papers; a fine page (300x600dpi) has twice as much.
 inline constexpr std::int32_t kDotsPerInchDown = 300;
 inline constexpr std::int32_t kDotsPerInchDownFine = 600;
 
-// From left to right it depends on the paper: 300, and 360 for the papers 5 inches wide, because
-// the canvas of every paper has the same number of columns.
+// The horizontal density depends on the paper: 300, and 360 for papers 5 inches wide, because the
+// canvas of every paper has the same number of columns.
 [[nodiscard]] std::int32_t dots_per_inch_across(const PaperConfig& paper);
 
 // In canvas pixels of a page that is not fine; a fine page has twice as many rows.
@@ -35,13 +35,13 @@ struct VisibleAreas {
   [[nodiscard]] const VisibleArea* end() const { return areas.data() + count; }
 };
 
-// One area, but for "w432h576-div2" two, from top to bottom. That paper has no bleeds: it is the
-// sheet two 6x4 pages share, so what is visible of it are those two pages, in the places where the
-// page loop puts them. `paper` is a row of paper_sizes.
+// One area; two for "w432h576-div2", from top to bottom. That paper has no bleeds: it is the sheet
+// that two 6x4 pages share, so its visible areas are those of the two pages, at the positions where
+// the page loop puts them. `paper` is a row of paper_sizes.
 [[nodiscard]] VisibleAreas visible_areas(const PaperConfig& paper);
 
 // The paper that the label names, in points: `across` along the rows of the canvas, `down` along
-// its columns. A sheet that is cut counts whole: "6x2*2" is 6 x 4 inches. `paper` is a row of
+// its columns. A paper that is cut has its uncut size: "6x2*2" is 6 x 4 inches. `paper` is a row of
 // selectable_papers.
 struct PaperPoints {
   double across = 0;

@@ -31,7 +31,7 @@ HeapText duplicate(const char* text) {
   return copy;
 }
 
-// A profile that cannot be found leaves the conversion as the queue had it.
+// If the profile is not found, the color conversion of the queue stays in effect.
 bool choose_icc_profile(const char* name) {
   copy_text(current_options.icc_profile_name, name);
   const bool found = find_icc_profile(name, current_options.icc_profile_path) != 0;
@@ -48,8 +48,8 @@ void apply_icc_option(const char* value) {
   }
 }
 
-// Deliberate: of the option string only the first ICCProfile counts. Everything else the job asks
-// for reaches the filter through the PPD's default choices and the page header.
+// Deliberate: of the option string only the first ICCProfile counts. All other options of the job
+// reach the filter through the PPD's default choices and the page header.
 void read_option_string(const char* options) {
   if (options == nullptr || options[0] == '\0') {
     return;
@@ -96,7 +96,7 @@ void set_text(const char* value) {
 
 void choose_profile_file(const char* value) { static_cast<void>(choose_icc_profile(value)); }
 
-// The paper is chosen later, by read_paper_argument; here its name only is no argument of its own.
+// The paper is selected later, by read_paper_argument; here its name is only skipped.
 void pass_over(const char* /*value*/) {}
 
 struct Flag {
@@ -104,8 +104,8 @@ struct Flag {
   void (*apply)(const char* value);
 };
 
-// Deliberate: flags are for runs by hand and take numbers as they are; "None" is 0 here, also for
-// the gamma.
+// Deliberate: flags are for runs by hand and their numbers are used unchanged; "None" is 0 here,
+// also for the gamma.
 constexpr Flag flags[] = {
     {"--contrast", set_number<&PrintOptions::contrast>},
     {"--saturation", set_number<&PrintOptions::saturation>},

@@ -8,9 +8,8 @@
 
 namespace {
 
-// Deliberate: the paper's name, what happens to waste and to images that are too large, and the
-// per-channel color belong to the queue: no argument changes them, although it can change the
-// rest.
+// Deliberate: some options belong to the queue, and arguments cannot change them: the paper, waste
+// and shrinking, legacy gamma, linear contrast, and the gamma and balance of each color.
 enum class Reach { ppd_only, anywhere };
 
 template <std::int32_t fallback>
@@ -91,7 +90,7 @@ constexpr TextRule text_rules[] = {
      "      -> Shrink Output: "},
 };
 
-// Both spellings of an edge are in use: by its side, and by the letter on the printer's drawings.
+// Each edge has two keywords: its side, and its letter in the printer's drawings.
 struct BleedRule {
   const char* keyword;
   Reach reach;

@@ -1,6 +1,6 @@
-// Which keyword fills which setting, and how. One set of rules for the PPD's default choices and
-// for key=value arguments, so that `StpGamma=1200` means the same wherever it is written. Only the
-// two keywords that look for profile files, ICCProfile and ColorBase, are not here.
+// Which keyword sets which option, and how. One set of rules for the PPD's default choices and for
+// key=value arguments, so that `StpGamma=1200` means the same wherever it is written. Only the two
+// keywords that look for profile files, ICCProfile and ColorBase, are not here.
 #pragma once
 
 #include <span>
@@ -14,7 +14,7 @@ enum class OptionSource { ppd, argument };
 // option, and that of a bleed from either source.
 bool apply_option(OptionSource source, const char* keyword, const char* value);
 
-// A text field of current_options, whatever its capacity, as something a table can point at.
+// A text field of current_options, of any capacity, as a function that a table can point to.
 template <auto Field>
 std::span<char> text_field() {
   return current_options.*Field;

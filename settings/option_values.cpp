@@ -25,7 +25,7 @@ std::int32_t parse_option_int(const char* text, std::int32_t fallback) {
 }
 
 double option_millimeters(const char* text) {
-  // The program never calls setlocale, so the decimal point is a point everywhere.
+  // The program never calls setlocale, so the decimal separator is always a point.
   return std::strtod(text, nullptr);
 }
 

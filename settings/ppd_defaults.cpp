@@ -16,7 +16,7 @@
 #include "settings/option_values.h"
 #include "settings/print_options.h"
 
-// libcups calls its PPD interface deprecated, but offers a filter nothing in its place.
+// libcups marks its PPD interface as deprecated, but has no replacement for filters.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace {
@@ -26,7 +26,7 @@ struct PpdCloser {
 };
 using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
 
-// Only a regular file counts as one that can be opened: opening a FIFO waits for a writer.
+// Refuses files that are not regular: opening a FIFO would wait for a writer.
 Ppd open_ppd(const char* path) {
   struct stat status = {};
   const bool is_something_else = stat(path, &status) == 0 && !S_ISREG(status.st_mode);
@@ -43,7 +43,7 @@ void preset_profile_path(const char* name) {
 }
 
 // Deliberate: the queue's profile counts as chosen even when its file is missing, and "None" is a
-// name like any other. The conversion falls back to sRGB then, so a sheet is never lost over it.
+// name like any other. The conversion then falls back to sRGB, so no sheet is lost.
 void apply_icc_profile(const char* value) {
   log_line("K905-1: ICC Profile specified: %s", value);
   current_options.icc_enabled = 1;
@@ -62,7 +62,7 @@ void apply_icc_profile(const char* value) {
 struct ColorBase {
   const char* name;
   const char* profile_name;
-  const char* profile_path;  // where it is taken to be when no folder has it
+  const char* profile_path;  // used if no folder has the profile
 };
 
 constexpr ColorBase vivid_base{"Vivid", "AdobeRGB.icc", "/Library/ColorSync/Profiles/AdobeRGB.icc"};
@@ -74,7 +74,7 @@ void apply_color_base(const char* value) {
   copy_text(current_options.color_base_profile_name, base.profile_name);
   copy_text(current_options.color_base_profile_path, base.profile_path);
   current_options.icc_enabled = 1;
-  // A source profile that is not found stays where it was assumed; the conversion copes with that.
+  // A source profile that is not found keeps this path; the conversion then falls back to sRGB.
   static_cast<void>(find_icc_profile(current_options.color_base_profile_name,
                                      current_options.color_base_profile_path));
   log_line("      -> Color Base: %s", current_options.color_base);

@@ -1,5 +1,5 @@
-// The queue's settings: the default choices of its PPD file. The only file that knows libcups' PPD
-// interface is ppd_defaults.cpp.
+// The queue's settings: the default choices of its PPD file. In the filter, only ppd_defaults.cpp
+// uses the PPD interface of libcups.
 #pragma once
 
 struct ppd_file_s;  // libcups' ppd_file_t
@@ -9,6 +9,6 @@ struct ppd_file_s;  // libcups' ppd_file_t
 // unreadable file is logged and leaves the defaults in place.
 void read_ppd_defaults();
 
-// The walk over an opened PPD: lists and applies the options that are directly in its groups, in
-// file order. Options of sub-groups are neither listed nor applied. Part of read_ppd_defaults.
+// Logs and applies the options that are directly in the groups of an opened PPD, in file order.
+// Options of sub-groups are neither logged nor applied. Part of read_ppd_defaults.
 void apply_ppd_groups(const ppd_file_s& ppd);
