@@ -11,10 +11,10 @@ namespace {
 using Outcome = IccSetup::Outcome;
 using Target = IccSetup::Target;
 
-// The check for a change looks at every so many-th pixel of the image.
+// The check for a change samples one pixel of the image out of this many.
 constexpr std::size_t kSampleStep = 1000;
 
-// Whether both profiles could be had, be it as the built-in one.
+// Returns whether there is a source and a target profile, from a file or built in.
 bool log_profiles(const PrintOptions& options, const IccSetup& setup) {
   log_line("K905-1: Loading source profile: %s", options.color_base_profile_path);
   if (setup.source == IccSetup::Profile::kMissing) {
@@ -146,7 +146,7 @@ void IccReport::log_start(const PrintOptions& options) const {
            center_before_[1], center_before_[2]);
 }
 
-// Whether the colors were converted.
+// Returns whether the colors were converted.
 bool IccReport::log_transform(const IccTransform& icc) const {
   const IccSetup& setup = icc.setup();
   log_line("K905-1: Source color space: %s", setup.source_space);
@@ -199,8 +199,8 @@ void IccReport::log_bulk_conversion(const IccTransform& icc) const {
       log_line("K905-1: Converting CMYK to CMY for printer");
       return;
     case Target::kGray:
-      // Deliberate: a gray page has no value to show here, and the line stays open; those who read
-      // these logs with scripts know it that way.
+      // Deliberate: a gray page has no value to show here, and the line is not ended; scripts that
+      // read these logs expect it.
       log_text("K905-1: First pixel in output buffer: ");
       log_line("K905-1: Processing converted data...");
       return;
@@ -217,7 +217,7 @@ void IccReport::log_change() const {
   }
   log_line("K905-1: WARNING: No change detected in center pixel!");
   // Deliberate: compared with the center pixel's old color and not with the sampled pixel's own;
-  // the number tells whether the page is of one color rather than what the conversion did.
+  // the number shows whether the page has only one color, not what the conversion changed.
   const auto differing =
       std::count_if(samples_.get(), samples_.get() + samples_taken_,
                     [this](const Rgb& sample) { return sample != center_before_; });

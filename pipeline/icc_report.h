@@ -1,5 +1,5 @@
 // What is logged about the color conversion of a page: pixels before and after, and whether
-// anything changed. It is written after the page, so pixels are remembered as the rows pass.
+// anything changed. It is logged after the page, so some pixels are stored as the rows pass.
 #pragma once
 
 #include <cstddef>

@@ -55,7 +55,7 @@ struct ProfileCloser {
 };
 using Profile = std::unique_ptr<void, ProfileCloser>;
 
-// A profile can say any four bytes, and an enumeration has no room for all of them.
+// A profile can contain any four bytes, and the enumeration cannot represent all of them.
 std::uint32_t space_of(const Profile& profile) {
   return static_cast<std::uint32_t>(cmsGetColorSpace(profile.get()));
 }
@@ -80,8 +80,8 @@ const Intent& intent_named(const char* text) {
 
 const TargetFormat& format_of(Target target) { return kTargets[static_cast<std::size_t>(target)]; }
 
-// The profile of a file, or the built-in sRGB in its place. Only a regular file is opened: Little
-// CMS would wait at a FIFO until somebody writes to it.
+// Opens the profile in a file, or the built-in sRGB if that fails. Only a regular file is opened:
+// Little CMS would block on a FIFO.
 Profile open_profile(const char* path, IccSetup::Profile& what) {
   struct stat found = {};
   if (stat(path, &found) != 0) {
@@ -119,7 +119,7 @@ struct RowConversion {
   Target target;
 };
 
-// A ColorCache::Conversion: from RGB to what the planes hold afterwards.
+// A ColorCache::Conversion: from RGB to the values of the planes.
 void convert_colors(const void* context, const std::uint8_t* in, std::uint8_t* out,
                     std::size_t count) {
   const auto& conversion = *static_cast<const RowConversion*>(context);
@@ -130,7 +130,7 @@ void convert_colors(const void* context, const std::uint8_t* in, std::uint8_t* o
       cmsDoTransform(conversion.transform, in, out, pixels);
       return;
     case Target::kCmyk:
-      // The printer lays its own black from the three dyes: K is dropped.
+      // The printer mixes black from the three dyes, so K is dropped.
       cmsDoTransform(conversion.transform, in, converted, pixels);
       for (std::size_t i = 0; i < count; ++i) {
         for (std::size_t c = 0; c < 3; ++c) {
@@ -161,7 +161,7 @@ IccTransform::Request IccTransform::request_of(const PrintOptions& options) {
   return request;
 }
 
-// The transform that `request` asks for, and the facts that come up on the way.
+// Makes the transform of `request`, and records in `setup` what the log needs.
 IccTransform::Handle IccTransform::make(const Request& request, IccSetup& setup) {
   setup = {};
   const Profile source = open_profile(request.source_path, setup.source);
@@ -208,7 +208,7 @@ IccTransform::Handle IccTransform::make(const Request& request, IccSetup& setup)
 void IccTransform::prepare(const PrintOptions& options) {
   colors_.begin_page();
   const Request request = request_of(options);
-  // What failed for want of memory is tried again.
+  // What failed for lack of memory is tried again.
   const bool is_final = is_ready() || setup_.outcome == Outcome::kUnsupported;
   if (is_final && request == request_) {
     return;

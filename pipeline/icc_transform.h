@@ -1,8 +1,8 @@
-// The conversion through ICC profiles: the only place that calls Little CMS.
+// The conversion through ICC profiles. In the filter, only this class calls Little CMS.
 //
-// A job has one transform for each pair of profiles that it asks for, usually one: a profile file
-// that is replaced while the job runs takes effect with the next job. Nothing here fails a page:
-// what goes wrong is a fact for the log, and the colors stay.
+// A transform is kept as long as the pages of a job use the same profiles and intent, so a profile
+// file that is replaced meanwhile takes effect with the next job. An error here never fails a page:
+// it is logged, and the colors stay unchanged.
 #pragma once
 
 #include <array>
@@ -15,7 +15,7 @@
 
 struct PrintOptions;
 
-// What a transform gives for one color: three bytes, four for CMYK, one for Gray.
+// The output of a transform for one color: three bytes, four for CMYK, one for Gray.
 using IccOutput = std::array<std::uint8_t, 4>;
 
 // The colors on which every transform is tried for the log.
@@ -30,7 +30,7 @@ inline constexpr IccSampleColor kIccSampleColors[4] = {
     {"Yellow", {255, 255, 0}},
 };
 
-// What came of making a transform.
+// The result of making a transform.
 struct IccSetup {
   enum class Outcome : std::uint8_t {
     kNoSourceProfile,  // not even the built-in one
@@ -52,15 +52,15 @@ struct IccSetup {
   const char* target_log = "";
   Target target_kind = Target::kRgb;
   bool is_expensive = false;       // goes through tables rather than through a matrix
-  bool second_try_worked = false;  // kNoTransform: what the further try gave for pure red
+  bool second_try_worked = false;  // kNoTransform: second_try_red is its output for red
   IccOutput second_try_red = {};
   IccOutput samples[std::size(kIccSampleColors)] = {};  // kReady
 };
 
 class IccTransform {
  public:
-  // Before each page: opens the profiles and makes the transform that the options ask for, unless
-  // it is the one of the page before. Logs nothing.
+  // Before each page: opens the profiles and makes the transform that the options select, unless it
+  // is that of the page before. Logs nothing.
   void prepare(const PrintOptions& options);
 
   [[nodiscard]] const IccSetup& setup() const { return setup_; }
@@ -69,7 +69,7 @@ class IccTransform {
   // Three plane rows of `width` bytes, slack after each, in place. Only when ready.
   void convert(const PlaneRow& row, std::size_t width);
 
-  // What Little CMS gives for one color. Only when ready.
+  // The output of Little CMS for one color. Only when ready.
   [[nodiscard]] IccOutput output_for(const Rgb& color) const;
 
  private:

@@ -1,5 +1,5 @@
-// Memory for pixels, rows and maps, and the shapes that pixels come in. All memory of the pipeline
-// comes from here.
+// Memory for pixels, rows and maps, and the types of pixel data. All memory of the pipeline comes
+// from here.
 #pragma once
 
 #include <algorithm>
@@ -14,7 +14,7 @@ struct FreeDeleter {
   void operator()(void* memory) const noexcept { std::free(memory); }
 };
 
-// Elements from malloc, so that a caller outside may free() what it is given.
+// Elements from malloc, so that callers of the pipeline can free() the planes that they receive.
 template <class T>
 using Buffer = std::unique_ptr<T[], FreeDeleter>;
 

@@ -1,5 +1,5 @@
-// Stage 8 of an upright page: each row of the image goes to the canvas rows that show it, its bytes
-// by one list of runs.
+// Stage 8 of an upright page: copies each row of the image to the canvas rows that show it, with
+// one list of runs for all rows.
 #include "pipeline/stages.h"
 
 bool PlaceStage::prepare(const Canvas& canvas) {

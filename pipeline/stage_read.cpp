@@ -1,4 +1,4 @@
-// Stage 1: which format the lines of a page have, and reading them.
+// Stage 1: selects the format of a page's lines and reads them.
 #include <algorithm>
 #include <cstring>
 
@@ -73,7 +73,7 @@ bool ReadStage::prepare(const cups_page_header2_t& header, const char* color_mod
   choose_format(header, color_model);
   const bool line_is_row = is(header, kRgb8) && line_bytes_ <= pixel_bytes_;
 
-  // No whole plane is held, but a page that is too large gets the error it would get if it were.
+  // No complete plane is allocated, but a page that is too large is reported as if one were.
   if (std::uint64_t{width_} * height_ <= kMostPixels) {
     row_[0] = make_row(3 * width_);
     row_[1] = make_row(3 * width_);

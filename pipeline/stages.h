@@ -3,11 +3,12 @@
 //
 // Rows pass one at a time instead of whole planes: a sheet's planes are megabytes, and touching
 // them for the first time costs more than all arithmetic. A stage serves one page. It has
-//   prepare  before the first row: settings as values, all memory, no log but for a failure;
-//   row      one row, in order from the top; only forward, and no stage knows another one;
-//   report   after the last row: what is logged about the stage, and its debug images. The log
-//            is written stage by stage, so rows are counted and remembered, not reported. It
-//            changes nothing and may be repeated, for further copies of the page.
+//   prepare  before the first row: receives settings as values, allocates all memory, logs only
+//            failures;
+//   row      processes one row, in order from the top; no stage knows another one;
+//   report   after the last row: logs the stage and saves its debug images. The log is in the order
+//            of the stages, so row() only collects what is logged here. It changes nothing and can
+//            be repeated for further copies of the page.
 //
 // A row is chunky RGB up to the mirror, which splits it, and three plane rows from there on. Every
 // row has kernels::kRowSlack readable bytes after its end.
@@ -32,8 +33,8 @@ struct PrintOptions;
 // Stage 1: raster lines to RGB rows.
 class ReadStage {
  public:
-  // Checks the page's size and works out how its lines are read. Logs and returns false when the
-  // page cannot be read at all or there is no memory.
+  // Checks the page's size and selects the format of its lines. Logs and returns false if the page
+  // cannot be read at all or there is no memory.
   [[nodiscard]] bool prepare(const cups_page_header2_t& header, const char* color_model);
 
   // Reads the next line. The row stays valid until the one after next is read. Null, logged, when
@@ -63,12 +64,12 @@ class ReadStage {
   std::size_t line_bytes_ = 0;   // bytes that libcups returns
   std::size_t pixel_bytes_ = 0;  // bytes of the format; missing bytes count as 0
   std::size_t rows_read_ = 0;
-  Plane line_;  // not there when the line is the row
+  Plane line_;  // null if lines are read directly into the row
   Plane row_[2];
   StageImage original_;
 };
 
-// Stage 1.5: to the paper's target size, bilinear, each axis by itself.
+// Stage 1.5: resizes to the paper's target size, bilinear, each axis by itself.
 class ResizeStage {
  public:
   // False, logged, when there is no memory.
@@ -78,7 +79,7 @@ class ResizeStage {
   // Takes the next source row, which stays valid until the one after next is taken.
   void take(std::uint8_t* row);
 
-  // The next target row that the rows taken so far give, or null when it needs more of them.
+  // The next target row, or null if it needs more rows than were taken so far.
   [[nodiscard]] std::uint8_t* next_row();
 
   [[nodiscard]] std::size_t width() const { return target_width_; }
@@ -140,13 +141,14 @@ class ColorModelStage {
   StageImage converted_;
 };
 
-// Stage 3: two rows to one, where an interlaced page does not have its full height.
+// Stage 3: merges two rows into one if an interlaced page does not have its full height.
 class DeinterlaceStage {
  public:
-  // `expected_height` is the paper's own 600 dpi height. Without memory the page goes on as it is.
+  // `expected_height` is the paper's own 600 dpi height. Without memory the page stays unchanged.
   void prepare(bool interlaced, std::size_t width, std::size_t height, std::size_t expected_height);
 
-  // The row to go on with: the given one, the mean of a pair, or null after the first of a pair.
+  // The row for the next stage: the given one, the mean of a pair, or null after the first of a
+  // pair.
   [[nodiscard]] const std::uint8_t* row(const std::uint8_t* rgb);
 
   [[nodiscard]] std::size_t height() const { return output_height_; }
@@ -160,11 +162,11 @@ class DeinterlaceStage {
   std::size_t expected_height_ = 0;
   std::size_t output_height_ = 0;
   std::size_t rows_taken_ = 0;
-  Plane rows_;  // the upper row that waits for its lower one, followed by their mean
+  Plane rows_;  // the upper row of a pair, followed by the mean of the pair
   StageImage deinterlaced_;
 };
 
-// Stage 4: left becomes right while a row is split into planes, which costs nothing extra.
+// Stage 4: splits a row into planes, and mirrors it in the same pass if the page is mirrored.
 class MirrorStage {
  public:
   void prepare(bool mirrored, std::size_t width, std::size_t height);
@@ -183,7 +185,7 @@ class MirrorStage {
 // Stage 5: the optional ICC conversion, then the tone chain.
 class AdjustStage {
  public:
-  // `icc` is the job's transform; it outlives the rows.
+  // `icc` is the job's transform; it must outlive the rows.
   void prepare(const PrintOptions& options, std::size_t width, std::size_t height,
                IccTransform& icc);
   void row(const PlaneRow& row);  // in place
@@ -205,7 +207,7 @@ class AdjustStage {
   StageImage after_;      // adjust_after and 05b_after_adjustments
 };
 
-// Stage 8 of an upright page: rows to the canvas rows that show them.
+// Stage 8 of an upright page: copies rows to the canvas rows that show them.
 class PlaceStage {
  public:
   // `canvas` is prepared for the image. False, logged, when there is no memory.
@@ -218,14 +220,14 @@ class PlaceStage {
   std::size_t next_row_ = 0;  // of the area
 };
 
-// Stages 7 and 8 of a rotated page: by 90 degrees, counter-clockwise, onto the canvas.
+// Stages 7 and 8 of a rotated page: rotates it by 90 degrees counterclockwise onto the canvas.
 class RotateStage {
  public:
   // Rows are `width` pixels and there are `height` of them; `canvas` is prepared for an image of
   // height x width. False, logged, when there is no memory.
   [[nodiscard]] bool prepare(Canvas& canvas, std::size_t width, std::size_t height);
   void row(const PlaneRow& row, Canvas& canvas);
-  void report() const;  // for an upright page, whose rows do not come here, too
+  void report() const;  // also for an upright page, whose rows skip this stage
 
  private:
   static constexpr std::size_t kBandRows = 64;

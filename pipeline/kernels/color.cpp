@@ -1,7 +1,7 @@
 // Color models, on RGB rows in place.
 //
-// The reference form: plain loops for any processor, without a branch a pixel where that can be
-// had, so that the compiler can make vectors of them.
+// The reference implementation: plain loops for any CPU, without a branch per pixel where possible,
+// so that the compiler can vectorize them.
 #include "pipeline/kernels/variants.h"
 
 namespace kernels {

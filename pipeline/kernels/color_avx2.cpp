@@ -5,7 +5,7 @@
 namespace kernels {
 namespace {
 
-// One channel of the four pixels in either half, as floats.
+// One channel of the four pixels in each half, as floats.
 template <int channel>
 K905_AVX2 inline __m256 as_floats(__m256i pixels) {
   constexpr char c = channel;
@@ -19,8 +19,8 @@ K905_AVX2 inline __m256i load_eight_pixels(const std::uint8_t* row) {
 }
 
 // `flip` is 0 for gray and -1 for black. Each half is stored with the four bytes after its pixels
-// as they were; the next pixels are loaded before that, for a load that overlaps a store still
-// under way has to wait for it.
+// unchanged. The next pixels are loaded before the store, because a load that overlaps a pending
+// store has to wait for it.
 K905_AVX2 std::size_t luminance_in_place(std::uint8_t* row, std::size_t width, char flip) {
   const __m256i thrice =
       both_halves(_mm_setr_epi8(0, 0, 0, 4, 4, 4, 8, 8, 8, 12, 12, 12, -1, -1, -1, -1));
@@ -53,7 +53,8 @@ K905_AVX2 void to_black(std::uint8_t* row, std::size_t width) {
   portable_table().to_black(row + 3 * done, width - done);
 }
 
-// Five pixels at a time; the sixteenth byte is stored as it was, and loads run ahead as above.
+// Five pixels at a time; the sixteenth byte is stored unchanged, and the next pixels are loaded
+// before the store, as above.
 K905_AVX2 void to_kcmy(std::uint8_t* row, std::size_t width) {
   const __m128i turn = _mm_setr_epi8(1, 2, 0, 4, 5, 3, 7, 8, 6, 10, 11, 9, 13, 14, 12, 15);
   const __m128i flip = _mm_setr_epi8(0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0);

@@ -1,7 +1,7 @@
-// Raster lines to RGB rows, and those to rows of planes.
+// Converts raster lines to RGB rows, and RGB rows to rows of planes.
 //
-// The reference form: plain loops for any processor, without a branch a pixel where that can be
-// had, so that the compiler can make vectors of them.
+// The reference implementation: plain loops for any CPU, without a branch per pixel where possible,
+// so that the compiler can vectorize them.
 #include <array>
 
 #include "pipeline/kernels/variants.h"
@@ -36,8 +36,8 @@ void four_inverted_to_rgb(const std::uint8_t* line, std::uint8_t* row, std::size
   }
 }
 
-// Both factors of a four-color pixel depend on one byte each; a division a pixel would be the
-// whole cost of this kernel.
+// Each factor of a four-color pixel depends on one byte only, so it is in a table: a division per
+// pixel would be nearly the whole cost of this kernel.
 struct InkFactors {
   std::array<float, 256> light;  // (1 - c/255) * 255
   std::array<float, 256> gray;   // 1 - k/255

@@ -1,7 +1,7 @@
-// Rows from rows: the bilinear resize, and two interlaced rows to one.
+// The bilinear resize, and the merging of two interlaced rows into one.
 //
-// The reference form: plain loops for any processor, without a branch a pixel where that can be
-// had, so that the compiler can make vectors of them.
+// The reference implementation: plain loops for any CPU, without a branch per pixel where possible,
+// so that the compiler can vectorize them.
 #include <algorithm>
 
 #include "pipeline/kernels/variants.h"
@@ -25,8 +25,8 @@ void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float*
   }
 }
 
-// One block of bytes between two blocks of estimates, channel after channel. False when one of them
-// could also be its neighbor.
+// One block of bytes between two blocks of estimates, channel after channel. False if, within the
+// error of the estimates, one of them could be the next byte.
 bool blend(const float* top, const float* bottom, float fraction,
            std::uint8_t (&bytes)[ResizeLine::kBlockFloats]) {
   int unsure = 0;
@@ -81,8 +81,8 @@ void sixteenths_down(const std::uint16_t* top, const std::uint16_t* bottom,
 
 // ---- Deinterlace --------------------------------------------------------------------------------
 
-// 13108 / 65536 is a little more than one fifth. In 16 bits but for the product, which the compiler
-// can then do with one instruction for its upper half.
+// 13108 / 65536 is a little more than one fifth. Only the product needs more than 16 bits, so the
+// compiler can use the instruction that returns its upper half.
 void deinterlace(const std::uint8_t* upper, const std::uint8_t* lower, std::uint8_t* row,
                  std::size_t width) {
   for (std::size_t i = 0; i < width * 3; ++i) {
@@ -91,7 +91,7 @@ void deinterlace(const std::uint8_t* upper, const std::uint8_t* lower, std::uint
   }
 }
 
-// Half of one, added before a value that is never negative is cut off.
+// Added before truncation to round a value that is never negative.
 constexpr double kHalf = 0.5;
 
 }  // namespace

@@ -14,8 +14,9 @@ K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t
                                  _mm_unpacklo_epi64(pair(2), pair(3)), 1);
 }
 
-// Eight bytes from each of eight places: of every pixel and its right neighbor one word with its
-// R, G, B and the neighbor's R, and one that begins with the neighbor's G and B.
+// Eight bytes from each of eight places. For each pixel and its right neighbor, the first word
+// contains the pixel's R, G, B and the neighbor's R; the second one begins with the neighbor's G
+// and B.
 struct EightPairs {
   __m256i first_words, second_words;
 };
@@ -61,8 +62,8 @@ K905_AVX2 void resize_across(const ResizeColumns& columns, const std::uint8_t* r
   }
 }
 
-// The bytes that eight values can have: the lowest, and in `unsure` the bits in which the highest
-// differs.
+// The lowest bytes that eight values can have. Adds to `unsure` the bits in which the highest ones
+// differ.
 K905_AVX2 inline __m256i blend(const float* top, const float* bottom, __m256 fraction,
                                __m256i& unsure) {
   const __m256 upper = _mm256_loadu_ps(top);
@@ -82,7 +83,7 @@ K905_AVX2 void resize_down(const ResizeColumns& columns, double fraction, const 
   const float* upper = top.estimate;
   const float* lower = bottom.estimate;
   std::size_t x = 0;
-  // 28 bytes are stored for 24.
+  // 28 bytes are stored, of which 24 are pixels.
   for (; x + 10 <= columns.width; x += ResizeLine::kBlockPixels) {
     __m256i unsure = _mm256_setzero_si256();
     const __m256i red = blend(upper, lower, rough, unsure);
@@ -102,8 +103,8 @@ K905_AVX2 void resize_down(const ResizeColumns& columns, double fraction, const 
   resize_exactly(columns.from(x, columns.width - x), fraction, top.row, bottom.row, row + 3 * x);
 }
 
-// Two pixels in either half, each with its right neighbor: every channel's two bytes side by side,
-// to be multiplied by the two shares of that pixel and added in one instruction.
+// Two pixels in each half, each with its right neighbor: every channel's two bytes side by side, to
+// be multiplied by the two shares of that pixel and added in one instruction.
 K905_AVX2 void sixteenths_across(const SixteenthColumns& columns, const std::uint8_t* row,
                                  std::uint16_t* sum) {
   const __m256i channels =
@@ -111,7 +112,7 @@ K905_AVX2 void sixteenths_across(const SixteenthColumns& columns, const std::uin
   const __m256i pixels = _mm256_setr_epi8(0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, -1, -1, -1, -1,  //
                                           4, 5, 4, 5, 4, 5, 6, 7, 6, 7, 6, 7, -1, -1, -1, -1);
   std::size_t x = 0;
-  // Sixteen words are stored for twelve.
+  // 14 words are stored, of which 12 are sums.
   for (; x + 6 <= columns.width; x += 4) {
     const __m256i pairs = _mm256_shuffle_epi8(load_pairs(row, columns.left + x), channels);
     const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(columns.share + x));
@@ -146,7 +147,7 @@ K905_AVX2 void sixteenths_down(const std::uint16_t* top, const std::uint16_t* bo
     for (std::size_t i = 3 * x; i < 3 * x + 96; i += 32) {
       const __m256i first = weighted(top + i, upper, bottom + i, lower);
       const __m256i second = weighted(top + i + 16, upper, bottom + i + 16, lower);
-      // Packing works in halves: their middle quarters are exchanged.
+      // Packing works within each half, so the middle quarters must be exchanged.
       store(row + i, _mm256_permute4x64_epi64(_mm256_packus_epi16(first, second), 0xD8));
     }
   }

@@ -1,7 +1,7 @@
 // Bytes to other places: the transpose of a rotated page and the runs of a stretched row.
 //
-// The reference form: plain loops for any processor, without a branch a pixel where that can be
-// had, so that the compiler can make vectors of them.
+// The reference implementation: plain loops for any CPU, without a branch per pixel where possible,
+// so that the compiler can vectorize them.
 #include <algorithm>
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // Tone, on rows of planes in place.
 //
-// The reference form: plain loops for any processor, without a branch a pixel where that can be
-// had, so that the compiler can make vectors of them.
+// The reference implementation: plain loops for any CPU, without a branch per pixel where possible,
+// so that the compiler can vectorize them.
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -17,7 +17,7 @@ void look_up(std::uint8_t* bytes, const std::uint8_t* table, std::size_t count) 
   for (std::size_t i = 0; i < count; ++i) bytes[i] = table[bytes[i]];
 }
 
-// Every comparison with NaN fails, so that it ends at the lowest value.
+// Every comparison with NaN is false, so NaN becomes the lowest value.
 std::uint8_t stored_by_stairs(float value, const Staircase& stairs) {
   if (value == -std::numeric_limits<float>::infinity()) return 255;
   const float above = value > Staircase::kLowest ? value : Staircase::kLowest;

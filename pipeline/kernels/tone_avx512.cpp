@@ -1,5 +1,5 @@
-// Tone, on rows of planes in place. For AVX-512 and its byte permutations (since 2019): the one
-// kernel that gains enough over AVX2.
+// Tone, on rows of planes in place. For AVX-512 and its byte permutations (since 2019): the only
+// kernel whose gain over AVX2 is large enough.
 #include <immintrin.h>
 
 #include "pipeline/kernels/variants.h"

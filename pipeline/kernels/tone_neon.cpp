@@ -1,6 +1,7 @@
 // Tone, on rows of planes in place. For 64-bit ARM.
 //
-// Products and sums stay apart here as well: never vfma, nor vmla on floats, which may become one.
+// Products and sums are rounded separately here too: no vfma, and no vmla on floats, which the
+// compiler may fuse.
 #include <arm_neon.h>
 
 #include <bit>
@@ -12,7 +13,7 @@
 namespace kernels {
 namespace {
 
-// One instruction looks up 64 entries and leaves bytes beyond them as they are.
+// One instruction looks up 64 entries and leaves the result unchanged for other indexes.
 void look_up(std::uint8_t* bytes, const std::uint8_t* table, std::size_t count) {
   const uint8x16x4_t part[4] = {vld1q_u8_x4(table), vld1q_u8_x4(table + 64),
                                 vld1q_u8_x4(table + 128), vld1q_u8_x4(table + 192)};
@@ -83,7 +84,7 @@ inline Rgb mixed(Rgb pixel, const ToneMix& mix) {
   return pixel;
 }
 
-// As in the portable form; maxnm gives the other operand where one is NaN.
+// As in the portable form; maxnm returns the other operand if one is NaN.
 uint32x4_t stored_by_stairs(float32x4_t value, const Staircase& stairs) {
   const float32x4_t above = vmaxnmq_f32(value, vdupq_n_f32(Staircase::kLowest));
   const uint32x4_t bits = vreinterpretq_u32_f32(vminq_f32(above, vdupq_n_f32(Staircase::kHighest)));
@@ -98,7 +99,7 @@ uint32x4_t stored_by_stairs(float32x4_t value, const Staircase& stairs) {
   return vorrq_u32(byte, vshrq_n_u32(vceqq_f32(value, bottomless), 24));
 }
 
-// The conversion truncates and saturates, gives 0 for NaN and what is below 0.
+// The conversion truncates and saturates; NaN and negative values give 0.
 uint16x4_t finished(float32x4_t value, const ToneMix& mix) {
   return vqmovn_u32(mix.legacy != nullptr ? stored_by_stairs(value, *mix.legacy)
                                           : vcvtq_u32_f32(value));

@@ -47,7 +47,7 @@ inline Rgb corrected(const Rgb& pixel, Correction correction) {
       return {pixel.r * kBrightGain, pixel.g * kBrightGain, pixel.b * kBrightGain};
     case Correction::kAccurate:
       return spread_from_mean(pixel, kAccurateSpread);
-    case Correction::kHue:  // Deliberate: green stays out of it.
+    case Correction::kHue:  // Deliberate: green is unchanged.
       return {kHueOwn * pixel.r + kHueOther * pixel.b, pixel.g,
               kHueOwn * pixel.b + kHueOther * pixel.r};
     case Correction::kDesaturated:
@@ -68,7 +68,7 @@ inline Rgb mixed(Rgb pixel, const ToneMix& mix) {
   return pixel;
 }
 
-// Truncates. Compares before it converts: NaN gives 0, and no huge value meets the integer type.
+// Truncates. Compares before it converts: NaN gives 0, and every value fits the integer type.
 inline std::uint8_t stored(float c) {
   return c > 0.0F ? static_cast<std::uint8_t>(std::min(c, kWhite)) : std::uint8_t{0};
 }
