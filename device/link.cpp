@@ -37,7 +37,7 @@ Link::Milliseconds left_until(Clock::time_point deadline) {
 // A small send buffer, so that "written" means nearly the same as "received by the printer".
 constexpr int kSendBufferBytes = 128 * 1024;
 
-// Detects a host that is gone without closing the connection, also while nothing is sent.
+// Detects a host that disappeared without closing the connection, even while nothing is sent.
 void set_socket_options(int socket_number) {
   const int on = 1;
   const int idle_s = 10;
@@ -88,7 +88,8 @@ int Link::open_file(const std::string& path) {
   if (descriptor_ < 0) {
     return errno;
   }
-  // Questions and sheets would be written into anything else, for example a file.
+  // Anything else is refused, for example a regular file: questions and sheets would be written to
+  // it.
   struct stat status {};
   if (fstat(descriptor_, &status) != 0 || !S_ISCHR(status.st_mode)) {
     close();
@@ -133,7 +134,7 @@ int Link::connect_to(const PrinterAddress& address, Milliseconds timeout) {
   return error;
 }
 
-// 0 as soon as read or write does not block; they report errors of the line.
+// 0 as soon as read or write does not block; they report errors of the connection.
 int Link::wait_for(short events, Milliseconds timeout) const {
   const Clock::time_point deadline = Clock::now() + timeout;
   pollfd wait{.fd = descriptor_, .events = events, .revents = 0};

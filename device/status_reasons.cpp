@@ -17,8 +17,8 @@ constexpr char kClearDuplexJam[] = "open the duplex unit, remove the paper, clos
 constexpr char kDuplexService[] =
     "turn the printer off and on; if it stays, the duplex unit needs service";
 
-// Deliberate: 1600 counts as ready. An interrupted sheet causes it, and the printer
-// takes it back with the next valid sheet.
+// Deliberate: 1600 counts as ready. An interrupted sheet causes it, and the printer clears it with
+// the next valid sheet.
 constexpr auto kReasons = std::to_array<StatusReason>({
     {0, true, "", ""},
     {1, true, "", ""},

@@ -19,11 +19,11 @@ namespace {
 
 constexpr std::size_t kNameCapacity = 256;
 
-// Pixels that are interleaved before they are written: some ten rows of a page at once, on the
-// stack, so that an image needs no memory of its own when memory is what is short.
+// Pixels that are interleaved and written at once: about ten rows of a page. They are on the stack,
+// so that an image can be saved even when there is no memory.
 constexpr std::size_t kChunkPixels = 20'000;
 
-// A name that is too long is cut; the tags in use are far from it.
+// A name that is too long is truncated; the tags in use are much shorter.
 void build_name(char (&name)[kNameCapacity], const char* tag) {
   const std::time_t now = std::time(nullptr);
   std::tm local{};
@@ -35,8 +35,7 @@ void build_name(char (&name)[kNameCapacity], const char* tag) {
   std::snprintf(name, sizeof name, "%s/%s_%s.ppm", kDebugImageFolder, stamp, tag);
 }
 
-// The folder may have been planted as well: a link in its place is not followed. -1 when there is
-// no file to be had.
+// Another user may have created the folder: a symbolic link is not followed. -1 on failure.
 int open_image_file(const char* name) {
   const int folder = open(kDebugImageFolder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (folder < 0) {
@@ -47,8 +46,7 @@ int open_image_file(const char* name) {
   return file;
 }
 
-// A debug image is no result of the job: one that cannot be written is left out, and the page goes
-// on.
+// A debug image is not a result of the job: if it cannot be written, the page continues without it.
 void write_bytes(int file, const void* data, std::size_t length) {
   const char* bytes = static_cast<const char*>(data);
   while (length > 0) {

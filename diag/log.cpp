@@ -16,10 +16,10 @@
 
 namespace {
 
-// Nearly every line fits here; a longer one takes a buffer of its own for as long as it is written.
+// Nearly every line fits here; a longer one is formatted in a temporary buffer.
 constexpr std::size_t kLineCapacity = 4096;
 
-// What log_text left open. Only short fixed texts come this way.
+// The beginning of a line, from log_text. Only short fixed texts are used.
 char open_text[256];
 std::size_t open_length = 0;
 
@@ -42,19 +42,19 @@ void write_to_standard_error(const char* bytes, std::size_t length) {
       continue;
     }
     if (written < 0 && errno == EAGAIN) {
-      wait_until_writable();  // Somebody who shares the descriptor made it non-blocking.
+      wait_until_writable();  // Another process made the shared descriptor non-blocking.
       continue;
     }
     if (written <= 0) {
-      return;  // Nobody listens; the job matters more than what is said about it.
+      return;  // The log cannot be written; the job continues without it.
     }
     bytes += written;
     length -= static_cast<std::size_t>(written);
   }
 }
 
-// Ends the line in `line`: blanks for line breaks, the cut, the newline. `line` has
-// room for one byte more than `length`.
+// Completes and writes the line: truncates it, replaces line breaks with blanks, adds the newline.
+// `line` has room for one byte more than `length`.
 void finish_line(char* line, std::size_t length) {
   const std::size_t limit = line_limit();
   if (limit != 0) {
@@ -77,10 +77,10 @@ void open_log() {
 }
 
 void put_log_into_file(const char* path) {
-  // freopen would close standard error first and, failing, leave descriptor 2 to the next file that
-  // is opened.
+  // freopen would close standard error first; if it then failed, the next opened file would get
+  // descriptor 2.
   const int file = open_plain_file(AT_FDCWD, path);
-  // O_CLOEXEC does not pass to the copy.
+  // The copy does not inherit O_CLOEXEC.
   if (file >= 0 && file != STDERR_FILENO) {
     dup2(file, STDERR_FILENO);
     close(file);

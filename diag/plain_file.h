@@ -1,8 +1,8 @@
-// Files the filter leaves in /tmp, which is everybody's.
+// Files that the filter writes in /tmp, where every user can create files.
 #pragma once
 
-// Opens the file at `path`, from the open `folder` on as openat does, for writing, made if need be
-// and emptied, and returns its descriptor; -1 when there is none to be had. What somebody else
-// planted there (a link of either kind, a FIFO, a device) is neither followed nor written to nor
-// waited for.
+// Opens the file at `path` for writing, relative to the open `folder` as openat does, and returns
+// its descriptor, or -1 on failure. Creates the file if it is missing, truncates it if it exists. A
+// symbolic or hard link, a FIFO or a device that another user put there is not followed, not
+// written to and not waited for.
 [[nodiscard]] int open_plain_file(int folder, const char* path);

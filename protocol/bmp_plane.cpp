@@ -7,7 +7,7 @@
 
 namespace {
 
-// Offsets of the fields. What is not named is 0: no compression, no resolution, no color counts.
+// Offsets of the fields. All other fields are 0: no compression, no resolution, no color counts.
 constexpr std::size_t kTotalSizeOffset = 2;
 constexpr std::size_t kPixelStartOffset = 10;
 constexpr std::size_t kInfoSizeOffset = 14;

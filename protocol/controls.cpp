@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::array<std::uint32_t, 2> kOvercoatCodes{0, 1};
 
-// Deliberate: the third cutter mode is 120 to the printer, not 2.
+// Deliberate: the printer's code for the third cutter mode is 120, not 2.
 constexpr std::array<std::uint32_t, 3> kCutterCodes{0, 1, 120};
 
 int mode_to_cmd(std::span<const std::uint32_t> codes, int mode, std::uint32_t* value) {

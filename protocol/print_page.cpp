@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::uint32_t kMaxSide = 5000;
 
-// From here on the first, middle and last pixel are three different ones.
+// Smaller images log only their size.
 constexpr std::size_t kPixelsWorthLogging = 101;
 
 constexpr int kOvercoatMatte = 1;
@@ -33,11 +33,11 @@ struct CutterRule {
   const char* message;
 };
 
-// The first rule that fits decides.
+// The first rule that matches applies.
 //
-// Deliberate: the numbers in the messages are those that the field knows the cuts by; they are not
-// the modes passed on. The name of the last rule is caught by the rule before it, so that such a
-// sheet is cut with mode 2; printers in use rely on that.
+// Deliberate: the numbers in the messages are the usual names of the cuts, not the modes that are
+// passed on. The paper of the last rule already matches the rule before it, so such a sheet is cut
+// with mode 2; printers in use rely on that.
 constexpr std::array<CutterRule, 3> kCutterRules{{
     {.merged_sheet_only = true,
      .name_parts = {"w288h432", "6x4", "4x6"},
@@ -77,7 +77,7 @@ int choose_cutter_mode(const char* paper_name, std::int32_t width, std::int32_t 
   return 0;
 }
 
-// A negative side is as far out of range as a huge one.
+// A negative side becomes a large unsigned number, which is out of range.
 bool is_valid_side(std::int32_t side) {
   return side != 0 && static_cast<std::uint32_t>(side) <= kMaxSide;
 }
@@ -112,10 +112,10 @@ bool is_valid(const SheetToPrint& sheet) {
 
 enum class PlaneResult { kComplete, kCut, kFailed };
 
-// Block, image header and pixels, each in one write. The pixels go out from where the pipeline left
-// them: copying 7 to 14 MB a sheet into images of their own costs more than everything else here.
-// When the system stops taking bytes inside the image header, the pixels would land in the wrong
-// place and are left out.
+// Writes the block, the image header and the pixels, each in one write. The pixels are written
+// directly from the plane: copying 7 to 14 MB per sheet into separate images would cost more than
+// everything else here. If the system stops accepting bytes inside the image header, the pixels are
+// not written, because they would be in the wrong place.
 PlaneResult write_plane(int descriptor, const CommandBlock& block, const BmpHeader& header,
                         const std::uint8_t* pixels, std::size_t count) {
   const std::int64_t block_written = k905_write_all(descriptor, block.data(), block.size());
@@ -176,7 +176,8 @@ bool send_controls(int descriptor, const SheetToPrint& sheet, int cutter_mode) {
   return overcoat && cutter && start;
 }
 
-// The sheet has left when this returns. A pipe cannot be synced; its error is of no interest.
+// The complete sheet has been written when this returns. A pipe cannot be synced; that error is
+// ignored.
 void push_out_sheet() {
   std::fflush(stdout);
   fsync(STDOUT_FILENO);

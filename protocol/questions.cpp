@@ -25,12 +25,12 @@ constexpr std::array<Question, kQuestionCount> kQuestions{{
     {"MNT_RD", "CTRLD_CHKSUM", 64, 3000, {}},
 }};
 
-// An RV-40 reports its free buffers only when the page in hand is done.
+// An RV-40 reports its free buffers only after the current page is printed.
 constexpr int kFreeBuffersTimeoutRv40Ms = 12000;
 
 constexpr int kReservedPrints = 50;
 
-// A reply that contains several names counts as the first of them, so the order matters.
+// If a reply contains several names, the first one in the table is used, so the order matters.
 constexpr auto kModelNames =
     std::to_array<const char*>({"RV-40W", "RV-40", "RV", "RT", "RS-30", "K905"});
 constexpr auto kMediaNames =

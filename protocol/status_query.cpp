@@ -89,8 +89,8 @@ void detect_resolution(PrinterInfo& info) {
   }
 }
 
-// Deliberate: the reserve is taken off whenever enough bytes came, also off the -1 of a reply that
-// is too short only after trimming (-51 then).
+// Deliberate: the reserve is subtracted whenever enough bytes were received, even from the -1 of a
+// reply that is too short only after trimming (the result is -51).
 void take_off_reserve(PrinterInfo& info) {
   Answer& remaining = info.answer(QuestionId::kRemainingMedia);
   if (remaining.received(question(QuestionId::kRemainingMedia).counter.minimum())) {
@@ -116,7 +116,7 @@ PrinterInfo ask_everything(int device) {
   return info;
 }
 
-// Four replies of 127 characters, ten of 63 and the words around them stay well below this.
+// Four replies of 127 characters, ten of 63 and the text around them are well below this.
 constexpr std::size_t kReportCapacity = 4096;
 
 void write_report(const PrinterInfo& info) {

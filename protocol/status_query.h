@@ -1,4 +1,4 @@
-// `--info`: asks the printer how it is.
+// `--info`: reports the state of the printer.
 #pragma once
 
 inline constexpr char kDefaultDevice[] = "/dev/usb/lp0";

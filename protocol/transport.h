@@ -4,15 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 
-// Writes all `length` bytes, through EINTR and short writes, and to standard output also when it is
-// non-blocking. Returns the number of bytes written,
-// which is short only when the system wrote 0 (logged), or -1 on an error (logged).
+// Writes all `length` bytes; continues after EINTR and short writes, and waits if standard output
+// is non-blocking. Returns the number of bytes written, which is less than `length` only when the
+// system wrote 0 (logged), or -1 on an error (logged).
 [[nodiscard]] std::int64_t k905_write_all(int descriptor, const void* buffer, std::size_t length);
 
-// One question to the printer: writes the 32-byte block of `group` and `name` (either may be null),
-// then, when `reply` is not null, reads an answer of at most reply_size - 1 bytes into it. Reading
-// ends at a CR or LF that closes a read, at end of file, when the buffer is full, or when the
-// printer stays silent for timeout_ms; the wait is armed afresh before every read. The reply is
+// Asks the printer one question: writes the 32-byte block of `group` and `name` (either may be
+// null), then, when `reply` is not null, reads an answer of at most reply_size - 1 bytes into it.
+// Reading ends at a CR or LF that closes a read, at end of file, when the buffer is full, or when
+// the printer sends nothing for timeout_ms; the timeout restarts before every read. The reply is
 // always terminated, and trimmed: CR, LF and blanks at the end, blanks at the start (tabs stay).
 //
 // Returns the number of bytes read before trimming, 0 without a reply buffer or when reply_size is
