@@ -1,7 +1,6 @@
 #!/bin/sh
-# Rewrites the accepted dumps and logs of the golden jobs (all, or those named) with what the filter
-# does now. Read the difference before it is committed: each changed line is a change that somebody
-# who prints will see.
+# Rewrites the accepted dumps and logs of the golden jobs (all, or those named) with the current output of
+# the filter. Review the difference before it is committed: users will see each changed line.
 set -eu
 cd "$(dirname "$0")/.."
 preset=${K905_PRESET:-dev}

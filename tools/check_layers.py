@@ -15,9 +15,10 @@
                      v
                  paper/                         diag/ beside all of them
 
-An arrow means "may include", and what is reached over several arrows is allowed too. The kernels know
-the language and themselves; anybody but the kernels and the papers may log; each outside library
-has its one door; the headers of a folder can be private to it. Prints a line per finding; the exit status is 1 when there was one.
+An arrow means "may include", and what is reached over several arrows is allowed too. The kernels include
+only standard headers and each other; all layers but the kernels and the papers may log; each outside
+library is included in one place only; a folder can have private headers. Prints a line per finding; the
+exit status is 1 if there is one.
 
 usage: check_layers.py [root of the source tree]
 """

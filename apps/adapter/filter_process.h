@@ -10,5 +10,5 @@
 // process. If no child process can be created, the filter replaces this process, and only the sheet
 // count is lost. Returns 1 and reports the error if the filter cannot be started at all.
 //
-// A log that nobody reads delays nothing: a canceled job ends without the rest of its log.
+// A log that is not read does not delay the end of a canceled job: the rest of the log is dropped.
 [[nodiscard]] int run_filter(const std::string& program, char** argv);

@@ -14,7 +14,7 @@ namespace k905 {
 struct DrawnPage {
   std::uint32_t width = 0;  // of the raster, in pixels, at least 1
   std::uint32_t height = 0;
-  double dpi_across = 0;  // above 0, like all following members
+  double dpi_across = 0;  // above 0, like the next three members
   double dpi_down = 0;
   double page_across = 0;  // of the page, in pixels of the raster
   double page_down = 0;

@@ -14,8 +14,7 @@ namespace k905 {
 
 namespace {
 
-// In the new process: a canceled job reaches the filter, which finishes the sheet and stops
-// reading.
+// Runs in the new process. If the job is canceled, the filter finishes the sheet and stops reading.
 [[noreturn]] void run_adapter(pid_t parent, int out, const AdapterSettings& settings) {
 #ifdef __linux__
   prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -57,7 +57,7 @@ int number_or(const char* text, int fallback) {
   return error == std::errc{} && stop == end ? number : fallback;
 }
 
-// Numbers of jobs are used again after the spool was emptied; the uuid among the options is not.
+// Job numbers are reused after the spool was emptied; the option job-uuid is unique.
 std::string identity_of(char** argv) {
   const std::string options = argv[5];
   const std::string key = "job-uuid=";

@@ -8,7 +8,7 @@ namespace k905::backend {
 
 struct JobState {
   // As opposed to held, stopped with its queue, or interrupted by the end of the scheduler. All
-  // begin with the same signal, but a canceled job that is printed again starts at its first sheet.
+  // start with the same signal, but a canceled job that is printed again starts at its first sheet.
   bool is_canceled = false;
   // When the scheduler last completed the job; nothing when it never did.
   std::optional<std::time_t> completed;

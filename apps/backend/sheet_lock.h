@@ -12,7 +12,8 @@ namespace k905::backend {
 // The file of the lock, in the folder of job records.
 [[nodiscard]] std::string lock_file_name(const PrinterAddress& printer);
 
-// Held until the end of the object, when nobody else holds it; a job that begins then waits.
+// Held until the object is destroyed, unless another process holds it; a job that starts meanwhile
+// waits.
 class SheetLock {
  public:
   explicit SheetLock(const PrinterAddress& printer);

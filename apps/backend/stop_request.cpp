@@ -1,4 +1,4 @@
-// poll over the pipe, the blocked signals and what else is waited for.
+// Polls the pipe, the blocked signals and the other watched descriptors.
 
 #include "apps/backend/stop_request.h"
 
@@ -44,7 +44,7 @@ StopRequest::Milliseconds StopRequest::age() {
                      : Milliseconds(0);
 }
 
-// Later requests add nothing, so the time is then waited for as it is.
+// After a request, further requests change nothing, so the full time is waited for.
 void StopRequest::pause(Milliseconds time) {
   if (requested()) {
     std::this_thread::sleep_for(time);
@@ -74,7 +74,7 @@ bool StopRequest::wait(Milliseconds time, int descriptor) {
   return others[0].revents != 0;
 }
 
-// Nothing is ever written to the pipe: whatever poll reports on it is its end.
+// Nothing is ever written to the pipe: any event that poll reports means that it was closed.
 bool StopRequest::look(Milliseconds time, std::span<pollfd> others) {
   std::vector<pollfd> waits{{.fd = pipe_end_, .events = POLLIN, .revents = 0},
                             {.fd = signals_, .events = POLLIN, .revents = 0}};

@@ -22,7 +22,7 @@ bool exists(const std::string& path) {
   return std::filesystem::exists(path, ignored);
 }
 
-// What is wrong with the line, or "". The paper becomes its PageSize name.
+// The error in the row, or "". Replaces the paper by its PageSize name.
 std::string fault_of(PaperProfile& row) {
   if (row.paper != kAny && page_size_name(row.paper).empty()) {
     return unknown_paper(row.paper);
@@ -37,7 +37,7 @@ std::string fault_of(PaperProfile& row) {
   return is_name ? "" : "not the name of a file in a profile folder: " + row.profile;
 }
 
-// A paper that is cut is the same paper.
+// A row also applies to the cut variants of its paper.
 bool is_for(const PaperProfile& row, const std::string& page_size, const std::string& finish) {
   const PaperConfig* named = find_paper_by_ppd_name(row.paper.c_str());
   const PaperConfig* wanted = find_paper_by_ppd_name(page_size.c_str());

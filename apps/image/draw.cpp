@@ -135,7 +135,7 @@ std::optional<Overlay> read_overlay(const std::string& path, PixelSize size, std
   chain.then([](VipsImage* in, VipsImage** out) {
     return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, nullptr);
   });
-  // What is transparent has no color that could spread over the edges.
+  // Premultiplied, so that the colors of transparent pixels do not spread over the edges.
   chain.then([](VipsImage* in, VipsImage** out) { return vips_premultiply(in, out, nullptr); });
   k905::add_scaling(chain, size);
   chain.then([](VipsImage* in, VipsImage** out) { return vips_unpremultiply(in, out, nullptr); });
@@ -158,7 +158,7 @@ void lay_over(Picture& picture, const Overlay& overlay) {
   above.then(in_srgb);
   k905::Chain chain(k905::vips_image_over(picture));
   chain.then(in_srgb);
-  chain.then([](VipsImage* in, VipsImage** out) {  // of bytes the result would be cut off
+  chain.then([](VipsImage* in, VipsImage** out) {  // with bytes the result would be truncated
     return vips_cast(in, out, VIPS_FORMAT_FLOAT, nullptr);
   });
   chain.then([&](VipsImage* in, VipsImage** out) {

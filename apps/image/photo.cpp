@@ -52,7 +52,7 @@ std::uint64_t next_number(std::string_view& text) {
   return failure == std::errc() && end == word.data() + word.size() ? number : 0;
 }
 
-// libvips neither notices that a PPM or PGM file is malformed or truncated, nor widens samples that
+// libvips neither detects that a PPM or PGM file is malformed or truncated, nor widens samples that
 // do not use all of their bits: a file with a maximum of 15 would be almost black. Returns the
 // factor for the samples, or 0 with `error` set.
 double check_ppm(VipsSource* source, std::string& error) {

@@ -66,8 +66,8 @@ bool is_for_output(cmsHPROFILE profile) {
   return kind == cmsSigOutputClass || kind == cmsSigDisplayClass || kind == cmsSigColorSpaceClass;
 }
 
-// The planes as the printer's profile counts them: the filter inverted the inks and removed black;
-// gray is the same in all three planes.
+// Converts plane values to the device values of the printer's profile: the filter inverted the inks
+// and removed black; gray is the same in all three planes.
 void device_pixel(const std::uint8_t* plane_values, int channels, std::uint8_t* pixel) {
   for (int i = 0; i < 3 && i < channels; ++i) {
     pixel[i] = channels == 4 ? static_cast<std::uint8_t>(255 - plane_values[i]) : plane_values[i];

@@ -20,7 +20,7 @@ bool start() {
   }
   g_log_set_writer_func(discard_log, nullptr, nullptr);
   vips_cache_set_max(0);  // every photo is decoded once
-  // More threads hold more rows each, and the decoder before them is one thread.
+  // More threads keep more rows in memory, and the decoder uses only one thread.
   vips_concurrency_set(std::min(vips_concurrency_get(), kMostThreads));
   vips_block_untrusted_set(TRUE);
   vips_operation_block_set("VipsForeignLoadPpm", FALSE);

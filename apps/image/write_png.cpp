@@ -18,13 +18,14 @@
 
 namespace {
 
-// Photos hardly compress better at higher levels, which take longer; small images are made once.
+// Higher levels take longer and hardly reduce the size of photos; for small images the time does
+// not matter.
 int compression_for(const Picture& picture) {
   constexpr std::uint64_t small = 1000000;
   return std::uint64_t{picture.width} * picture.height <= small ? 9 : 3;
 }
 
-// libvips counts pixels per millimeter. Without a density it writes a meaningless one.
+// libvips counts pixels per millimeter; 1.0 is its default, which it writes for an unknown density.
 constexpr double per_millimeter(int dpi) { return dpi > 0 ? dpi / 25.4 : 1.0; }
 
 VipsInterpretation interpretation_of(const Picture& picture) {

@@ -5,7 +5,8 @@
 
 #include "apps/image/picture.h"
 
-// Pixels per inch of paper; 0 omits it from the file.
+// Pixels per inch of paper; 0 if unknown, then the file has the default of libvips, 1 per
+// millimeter.
 struct PixelDensity {
   int horizontal_dpi = 0;
   int vertical_dpi = 0;

@@ -68,7 +68,7 @@ int print_photo(const JobPpd& job, const JobOptions& options, const char* file, 
   RasterWriter writer(STDOUT_FILENO, false);
   for (long copy = 0; copy < copies; ++copy) {
     if (!writer.write_page(place, page, error)) {
-      // The programs after this one have ended, and people should see the reason that they give.
+      // The next programs of the job have ended; users should see the error that those report.
       tell_cups("DEBUG", "phototok905: " + one_line(error));
       return 1;
     }
