@@ -1,5 +1,5 @@
-// Where an image goes on the canvas, and the white around it. The margins are worked out and
-// clamped to the canvas once, in prepare.
+// Places an image on the canvas and fills the white around it. The margins are computed and clamped
+// to the canvas once, in prepare.
 #include "pipeline/canvas.h"
 
 #include <algorithm>

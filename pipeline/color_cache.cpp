@@ -67,8 +67,8 @@ void scatter_colors(const std::uint32_t* colors, std::size_t count, const PlaneR
 }
 
 // Multiplying by an odd number modulo 2^24 only reorders the colors. So the upper 17 bits of the
-// product choose a slot and the lower 7 tell which color of that slot it is: an entry needs no
-// more of its key, fits 32 bits, and the whole cache fits a small second-level cache.
+// product choose a slot and the lower 7 identify the color in that slot: an entry needs no more of
+// its key, fits 32 bits, and the whole cache fits a small second-level cache.
 std::uint32_t reordered(std::uint32_t color) { return color * 0x3779B1U; }
 
 std::size_t slot_of(std::uint32_t color) { return (reordered(color) >> 7U) % kEntries; }
@@ -133,9 +133,10 @@ void ColorCache::convert_all(const std::uint32_t* colors, std::size_t count,
 
 // Takes from the cache what it can, converts the rest in one call and puts it into the cache.
 //
-// Known and unknown colors come in no order that a processor could predict, so the loop has no
-// branch: every color is noted as unknown, in a place that the next one takes if it was not, and
-// every color is replaced by what its slot holds, be it of another color.
+// Known and unknown colors are in an order that a CPU cannot predict, so the loop has no branch:
+// every color is stored in the list of unknown ones, where the next color overwrites it if it was
+// known, and every color is replaced by the result in its slot, even if that belongs to another
+// color.
 std::size_t ColorCache::convert_unknown(std::uint32_t* colors, std::size_t count,
                                         const Conversion& conversion) {
   std::uint32_t unknown_colors[kMostAtOnce];

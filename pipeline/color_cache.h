@@ -27,7 +27,7 @@ class ColorCache {
   // without memory every color is converted.
   void reset();
 
-  // Starts the count of misses anew, because another page is another image. Keeps the colors.
+  // Resets the count of misses, because the next page is another image. Keeps the colors.
   void begin_page();
 
   // Converts three plane rows of `width` bytes in place. All calls between two resets come with the

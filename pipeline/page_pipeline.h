@@ -20,10 +20,10 @@ class PagePipeline {
 
   // Builds the finished canvas of one page: reads cupsHeight lines of cupsBytesPerLine bytes from
   // `raster` (which is at the page's first line), resizes, converts, adjusts, rotates and places
-  // them as the header and current_options ask. Interprets the header itself
+  // them according to the header and current_options. Interprets the header itself
   // (extract_print_params_from_header).
   //
-  // All memory is allocated before the first line is read: a page that fails for want of memory can
+  // All memory is allocated before the first line is read: a page that fails for lack of memory can
   // be built again. After that only a line that cannot be read fails the page. A failure is logged,
   // and `sheet` is empty.
   [[nodiscard]] bool build(const cups_page_header2_t& header, cups_raster_t* raster,
@@ -32,9 +32,9 @@ class PagePipeline {
   // The lines that the last build() read.
   [[nodiscard]] std::size_t rows_read() const;
 
-  // For a further copy of the page of the last build(), when that has read lines, which libcups
-  // does not deliver again: logs what building the page once more would log. `sheet` is what
-  // build() made. Returns what build() returned.
+  // For a further copy of the page of the last build(), if that has read lines, which libcups
+  // returns only once: repeats the log lines of building the page. `sheet` is what build() made.
+  // Returns what build() returned.
   [[nodiscard]] bool report_again(const cups_page_header2_t& header, const SheetImage& sheet) const;
 
  private:

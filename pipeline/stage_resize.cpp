@@ -24,7 +24,7 @@ ResizeStage::Position ResizeStage::position(std::size_t i, double scale, std::si
   return {std::min(whole, last), whole >= last ? last : whole + 1, at - static_cast<double>(whole)};
 }
 
-// Whether every position is a whole number of sixteenths from its low line. Decided by the very
+// Whether every position is a whole number of sixteenths from its low line. Decided by the same
 // numbers that the formula uses: a ratio of sizes can miss by the rounding of its reciprocal.
 bool ResizeStage::is_in_sixteenths() const {
   const auto is_whole = [](const Position& at) {

@@ -22,7 +22,7 @@ enum class SheetResult {
 
 // Writes one physical sheet to `descriptor`: Y, M and C plane, each as an IMAGE block and a
 // grayscale BMP; then overcoat (matte only), cutter and start. After a failed write the sequence
-// goes on, so that the printer always receives a complete one.
+// continues, so that the printer always receives all of its parts.
 //
 // The images are never assembled in memory: header and plane are written one after the other.
 // Nothing is allocated, so no sheet can fail for lack of memory here.

@@ -13,7 +13,7 @@ namespace {
 
 enum class Wait { kReadable, kSilent, kFailed };
 
-// The wait begins anew after a signal: the time limit is for one wait, not for the exchange.
+// The wait restarts after a signal: the time limit is for one wait, not for the exchange.
 Wait wait_for_reply(int descriptor, int timeout_ms) {
   pollfd printer{.fd = descriptor, .events = POLLIN, .revents = 0};
   for (;;) {
@@ -30,8 +30,8 @@ Wait wait_for_reply(int descriptor, int timeout_ms) {
   }
 }
 
-// Standard output can be shared, and whoever shares it can make it non-blocking in the middle of a
-// job. The device of the status query is non-blocking on purpose: there a full buffer is an error.
+// Another process that shares standard output can make it non-blocking during a job. The device of
+// the status query is non-blocking on purpose: there a full buffer is an error.
 bool waits_for_room(int descriptor, int error) {
   return error == EAGAIN && descriptor == STDOUT_FILENO;
 }

@@ -11,7 +11,7 @@ void read_paper_argument(int argc, char** argv) {
     if (std::strcmp(argv[i], "--paper-size") != 0) {
       continue;
     }
-    ++i;  // The name is never taken for another flag.
+    ++i;  // The name is never read as another flag.
     if (const PaperConfig* paper = find_paper_by_any_name(argv[i])) {
       current_options.paper_config = paper;
       log_line("K905-1: Manual paper selection: %s (%s)", paper->ppd_name, paper->label);

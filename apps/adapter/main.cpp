@@ -97,7 +97,7 @@ Choices apply_choices(const char* job_options) {
   }
   set_ribbon(job);
   if (!hand_on(job)) {
-    // The filter then prints on the queue's paper, whatever the job says.
+    // The filter then prints on the queue's paper and ignores the paper of the job.
     job = make_job_ppd(queue_ppd, nullptr);
   }
   if (job.paper == nullptr) return {};

@@ -83,7 +83,7 @@ std::optional<PagePixels> PagePixels::of(const cups_page_header2_t& header) {
   const cups_cspace_t space = header.cupsColorSpace;
   const RowFormat gray{.channels = 1};
   if (colors == 1) {
-    // The filter reads a gray byte as light, whatever the header says.
+    // The filter reads a gray byte as light, even if the color space of the header is ink.
     const bool ink = space == CUPS_CSPACE_K;
     const cups_cspace_t light = ink || space == CUPS_CSPACE_SW ? CUPS_CSPACE_W : space;
     if (bits == 1) return PagePixels(header, Conversion::bits_to_gray, light, gray);

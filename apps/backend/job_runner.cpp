@@ -289,7 +289,7 @@ bool JobRunner::is_printed_again() const {
 }
 
 // A job that is held, or whose scheduler ends, is printed again from where it stopped; one that was
-// canceled starts anew if it is ever printed again.
+// canceled starts at its first sheet if it is printed again.
 int JobRunner::stopped() {
   (void)records_.sync();
   if (record_.job != 0 && record_.sending == 0) {

@@ -1,9 +1,9 @@
 // Prints the sheets of one job, each exactly once.
 //
-// For each sheet: wait until the printer is ready and has a free buffer; write down which sheet is
-// sent and the life counter; send it whole; wait until the life counter shows that it came out;
-// write that down. A sheet whose outcome is open, because the connection or the process was lost,
-// is decided by the life counter when the printer is back and idle.
+// For each sheet: wait until the printer is ready and has a free buffer; record which sheet is sent
+// and the life counter; send the complete sheet; wait until the life counter shows that it was
+// printed; record that. A sheet whose outcome is open, because the connection or the process was
+// lost, is decided by the life counter when the printer is back and idle.
 #pragma once
 
 #include <functional>

@@ -22,7 +22,7 @@ using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
 // there is none.
 [[nodiscard]] std::string marked_choice(ppd_file_t& ppd, const std::string& keyword);
 
-// The default that the file says, whether or not it is one of the choices.
+// The default in the file, whether or not it is one of the choices.
 [[nodiscard]] std::string default_choice(ppd_file_t& ppd, const std::string& keyword);
 
 }  // namespace k905

@@ -1,8 +1,8 @@
-// What the kernels for x86 processors with AVX2 (since 2013) share.
+// Shared by the kernels for x86 CPUs with AVX2 (since 2013).
 //
 // The target is set on each function and never on the file: with a flag on the file, the linker
-// could keep this file's copy of a shared inline function for every processor. A kernel handles
-// whole vectors and leaves the rest of the row to the portable one.
+// could use this file's copy of a shared inline function on every CPU. A kernel handles whole
+// vectors and leaves the rest of the row to the portable one.
 #pragma once
 
 #include <immintrin.h>

@@ -1,13 +1,13 @@
-// The inner loops of the image pipeline. A kernel knows rows and bytes: no settings, no log, no
-// heap, and no decision per pixel that could be made per page.
+// The inner loops of the image pipeline. A kernel works on rows and bytes only: no settings, no
+// log, no heap, and no decision per pixel that can be made per page.
 //
-// A row is chunky RGB, three bytes a pixel, as the raster stream delivers it and as Little CMS
-// wants it, until it is split into planes. Widths are in pixels unless a name says bytes, and may
-// be 0.
+// Until it is split into planes, a row is chunky RGB, three bytes per pixel, as raster streams
+// contain it and Little CMS expects it. Widths are in pixels unless a name says bytes, and may be
+// 0.
 //
 // Reading: every source row has kRowSlack readable bytes after its end (their values do not
-// matter), so that a vector load may run over. Writing: no kernel writes a byte beyond the row's
-// own end.
+// matter), so that a vector load may read past it. Writing: no kernel writes a byte beyond the
+// row's own end.
 //
 // The portable table is the reference: plain loops, always built. A table for a newer processor
 // replaces what it does better and must give the same bytes; all_tables() lets tests, benchmarks
