@@ -36,7 +36,7 @@ namespace {
 
 // ---- names ----
 
-// The file of a name, found by hand.
+// The file of a name, found by a separate implementation.
 std::string found_by_hand(const std::string& name, const std::set<std::string>& files) {
   if (name.empty()) return "";
   if (name[0] == '/' && files.contains(name)) return name;

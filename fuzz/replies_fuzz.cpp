@@ -68,7 +68,7 @@ WriteAnswer next_write(Conversation& conversation) {
   return answer;
 }
 
-// Keeps what did not fit for the next read.
+// Returns at most `most` bytes, and stores the rest for the next read.
 std::string taken(Conversation& conversation, std::string piece, std::size_t most) {
   if (piece.size() > most) {
     conversation.events.push_front({Event::Kind::kPiece, piece.substr(most)});
@@ -113,7 +113,7 @@ Conversation conversation_of(Input& input) {
   return conversation;
 }
 
-// ---- the plain reading ----
+// ---- the second implementation ----
 
 struct Reply {
   int count = -1;
@@ -236,7 +236,7 @@ bool is_the_printer(int descriptor) { return printer != nullptr && descriptor > 
 
 }  // namespace
 
-// ---- the printer's side of the system calls ----
+// ---- the system calls, answered by the printer ----
 
 extern "C" {
 

@@ -9,5 +9,5 @@
 // table.
 void expect_whole_record();
 
-// current_options and the log are those of the reference for the same texts.
+// current_options and the log equal those of the reference for the same texts.
 void expect_like(const reference::PlainFilter& plain, std::string_view log);

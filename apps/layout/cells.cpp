@@ -10,15 +10,15 @@ namespace k905 {
 
 namespace {
 
-// Divides one side of the sheet where the paper is divided: the sheet can extend a little beyond
-// the paper.
+// Divides one side of the sheet at the cuts of the paper. The sheet can be slightly larger than the
+// paper.
 struct Side {
   std::uint32_t pixels = 0;  // of the picture
   std::uint32_t seen = 0;    // of the sheet
   double paper_begin = 0;    // in pixels of the sheet
   double paper_end = 0;
 
-  // As far as it is on the sheet.
+  // Limited to the sheet.
   [[nodiscard]] std::uint32_t pixel_at(double at) const {
     return static_cast<std::uint32_t>(std::clamp<long>(std::lround(at * pixels / seen), 0, pixels));
   }
@@ -68,7 +68,7 @@ Cell single_cell(const Sides& sides, const SheetPlace& place) {
 
 }  // namespace
 
-// "6x2*4" is cut into four.
+// For example, "6x2*4" is cut into four strips.
 std::uint32_t strips_of(const PaperConfig& paper) {
   const std::string_view label = paper.label;
   return label.starts_with("6x2*") ? static_cast<std::uint32_t>(label.back() - '0') : 0;

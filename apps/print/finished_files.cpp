@@ -23,7 +23,7 @@ std::string move_to_free_name(const std::string& from, const std::string& folder
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
       return to;
     }
-    // For a file system that cannot rename without replacing.
+    // For file systems that do not support RENAME_NOREPLACE.
     if (errno == EINVAL && access(to.c_str(), F_OK) != 0 &&
         std::rename(from.c_str(), to.c_str()) == 0) {
       return to;
@@ -35,7 +35,7 @@ std::string move_to_free_name(const std::string& from, const std::string& folder
   return "";
 }
 
-// A rename changes the time of the last status change.
+// A rename changes ctime, so it is not compared.
 bool is_same_file(const std::string& path, const FileStamp& stamp) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 && status.st_ino == stamp.inode &&
@@ -67,7 +67,7 @@ bool move_finished_file(const std::string& folder, const std::string& name, cons
     return false;
   }
   if (!is_same_file(moved, stamp)) {
-    // Another photo has its name now, and that one is not printed yet.
+    // Another photo, which is not printed yet, has taken the name.
     (void)renameat2(AT_FDCWD, moved.c_str(), AT_FDCWD, from.c_str(), RENAME_NOREPLACE);
     return true;
   }

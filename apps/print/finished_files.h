@@ -1,5 +1,5 @@
-// Moves the files of a watched folder when their photos were printed or refused, if the operator
-// wants that.
+// Moves the files of a watched folder after their photos were printed or refused, if the operator
+// chose that.
 #pragma once
 
 #include <string>

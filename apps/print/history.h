@@ -10,8 +10,8 @@
 // A line: number, time, outcome, file, and where it was printed.
 [[nodiscard]] std::string history_line(const SheetEntry& sheet);
 
-// Orders another print of that sheet's photo, which then waits in the ledger; the name in the
-// result is the current place of the file. Nothing, with the reason in `error`, if the file is
-// missing or has other bytes.
+// Orders another print of the photo of that sheet, which then waits in the ledger; the name in the
+// result is the current path of the file. Null, with the reason in `error`, if the file is missing
+// or was changed.
 [[nodiscard]] std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet,
                                                     std::string& error);

@@ -1,4 +1,4 @@
-// Prints photos as one job: read, prepared, sent page by page.
+// Prints photos as one job: reads, prepares and sends them page by page.
 #pragma once
 
 #include <functional>
@@ -20,7 +20,7 @@ struct JobSetup {
   std::string layout;            // see cells_of(); empty: one photo covers the sheet
   std::string caption;           // of each photo; may have fields: {date}, {file}
   std::string frame_file;        // what `frame` was read from
-  std::optional<Overlay> frame;  // is laid over each sheet
+  std::optional<Overlay> frame;  // drawn over each sheet
   bool test_page = false;        // the test page instead of a photo, whatever the file name
 };
 
@@ -30,8 +30,8 @@ using ErrorReport = std::function<void(const std::string& words)>;
 // The number of photos on a sheet.
 [[nodiscard]] std::size_t photos_per_page(const JobSetup& setup);
 
-// A photo as the page of a job; with a layout it is in all cells. `path` is read; messages call it
-// `name`. Null with the reason in `error` if it cannot be read.
+// Reads a photo and returns the page of a job; with a layout the photo is in all cells. Messages
+// name `path` as `name`. Null with the reason in `error` if it cannot be read.
 [[nodiscard]] std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
                                                const std::string& name,
                                                const ErrorReport& report_error, std::string& error);

@@ -1,5 +1,5 @@
-// Sends sheets to a printer and asks it: none is sent before the printer can take it, and none
-// counts as printed before the life counter shows that it came out.
+// Sends sheets to a printer: no sheet is sent before the printer can accept it, and none counts as
+// printed before the life counter shows it.
 #pragma once
 
 #include <chrono>

@@ -1,11 +1,11 @@
-// Prints sheets of the ledger so that the ledger knows at any moment what a destination may have. A
-// program that is killed anywhere, also by SIGKILL, leaves a ledger from which settle() tells what
-// was printed:
+// Prints sheets of the ledger so that the ledger always shows what a destination may have received.
+// After the program was killed at any point, also by SIGKILL, settle() determines from the ledger
+// what was printed:
 //
-//   queue   every sheet once: a job is held until the ledger knows that all of it is there
-//   file    every sheet once: what was written of an unfinished sheet is cut off
-//   device  no sheet twice: a sheet that was being sent is in doubt, it is reported and not sent
-//   again
+//   queue   every sheet once: a job is held until the ledger knows that it is complete
+//   file    every sheet once: the data of an unfinished sheet is truncated
+//   device  no sheet twice: a sheet that was being sent is in doubt; it is reported and not sent
+//           again
 #pragma once
 
 #include <string>
@@ -26,12 +26,12 @@ class SheetPrinter {
   SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, int pages_per_sheet,
                const k905::Reporter& reporter);
 
-  // Finds out what became of the unfinished jobs of the folder. False if that is not possible now:
+  // Determines the state of the unfinished jobs of the folder. False if that is not possible now;
   // nothing may be printed until it is.
   [[nodiscard]] bool settle();
 
-  // Prints the pages as one job. True if it was accepted; `word` is then its place. After a false,
-  // with the reason in `error`, the sheets wait again or are in doubt, or settle() has to be
+  // Prints the pages as one job. True if it was accepted; `word` is then its destination. On false,
+  // with the reason in `error`, the sheets are waiting again, or are in doubt, or settle() must be
   // called.
   [[nodiscard]] bool print(const std::vector<Page>& pages, std::string& word, std::string& error);
 

@@ -20,8 +20,8 @@ std::string k905_path(const std::string& path) {
   return uri;
 }
 
-// The serial number in the device ID: CUPS uses it for a usb:// URI instead of that of the USB
-// device, which the backend k905 uses.
+// The serial number in the device ID. CUPS uses it in a usb:// URI; the backend k905 uses the
+// serial number of the USB device instead.
 std::string serial_in(const std::string& device_id) {
   for (const std::string key : {"SERIALNUMBER:", "SERN:", "SN:"}) {
     const std::string fields = ";" + device_id;

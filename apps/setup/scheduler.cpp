@@ -25,7 +25,7 @@ std::string uri_of(const char* folder, const std::string& name) {
   return uri.data();
 }
 
-// CUPS finds classes in "printers" too; only making one needs "classes".
+// CUPS finds classes under "printers" too; only creating one requires "classes".
 ipp_t* request_for(ipp_op_t operation, const std::string& name, const char* folder = "printers") {
   ipp_t* request = ippNewRequest(operation);
   ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr,
@@ -304,7 +304,7 @@ std::optional<std::string> Scheduler::start_sharing() {
         .value_or("the settings of the scheduler cannot be changed");
   }
   http_.reset();
-  // It answers first and restarts afterwards.
+  // The scheduler answers first and restarts afterwards.
   for (int waited_ms = 0; waited_ms < kRestartMs; waited_ms += kRetryMs) {
     usleep(kRetryMs * 1000);
     if ((socket.has_changed() || waited_ms >= kQuietRestartMs) && answers()) {

@@ -10,7 +10,7 @@ namespace {
 
 bool announces_queues() { return access("/run/avahi-daemon/socket", F_OK) == 0; }
 
-// As other computers reach this one: Avahi makes the name known with the ending ".local".
+// The URI for other computers: Avahi announces the name of this one with the ending ".local".
 std::string uri_for_others(const std::string& queue, const QueueState& state) {
   std::array<char, 256> name{};
   gethostname(name.data(), name.size() - 1);

@@ -10,7 +10,7 @@
 
 namespace k905 {
 
-// What is to be done about sharing; nothing when it stays as it is.
+// Whether to share; null if it stays as it is.
 using Share = std::optional<bool>;
 
 // Why the scheduler cannot be made to share now, or nothing: it would restart, and a job that is

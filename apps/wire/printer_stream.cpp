@@ -14,7 +14,7 @@ constexpr std::uint64_t kHeaderSize = 1088;
 constexpr std::uint32_t kLongestSide = 5000;
 constexpr std::size_t kPaletteEntries = 256;
 
-// Where the sheet stands: the command that is being read.
+// The position in the sheet: the command that is being read.
 enum class Command { y_plane, m_plane, c_plane, overcoat_or_cutter, cutter, start };
 
 std::uint32_t little_endian(const std::vector<std::uint8_t>& bytes) {
@@ -104,16 +104,16 @@ class PrinterStreamParser::Reader {
   const std::optional<StreamError>& error() const { return error_; }
 
  private:
-  // A field is right or wrong as a whole: `check` looks at one that has come, and goes on to the
-  // next or fails. The pixels after the fields of an image may have any value.
+  // A field is checked when it is complete: `check` continues with the next field or reports an
+  // error. The pixels after the fields of an image may have any value.
   struct Field {
     std::size_t size;
     void (Reader::*check)();
-    const char* what = "";  // of a number that is always the same
+    const char* what = "";  // name of a number with a fixed value
     std::uint32_t value = 0;
   };
   static const Field kFields[];         // of a command, of the header of an image, of a control
-  static const std::size_t kParameter;  // the control's
+  static const std::size_t kParameter;  // of a control
 
   std::size_t take_pixels(const std::uint8_t* bytes, std::size_t count);
   std::size_t take_field(const std::uint8_t* bytes, std::size_t count);
@@ -149,7 +149,7 @@ class PrinterStreamParser::Reader {
   Command command_ = Command::y_plane;
   std::size_t field_index_ = 0;  // in kFields
   bool in_pixels_ = false;
-  std::vector<std::uint8_t> field_;  // what has come of the field's bytes
+  std::vector<std::uint8_t> field_;  // the bytes of the field so far
   std::uint64_t field_offset_ = 0;
   std::size_t palette_index_ = 0;
   std::uint64_t length_ = 0;  // of the image being read, from its command

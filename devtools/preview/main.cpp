@@ -1,4 +1,4 @@
-// k905-preview: shows what the printer would make of a stream, without using paper.
+// k905-preview: shows what the printer would print from a stream, without using paper.
 #include "devtools/preview/preview.h"
 
 namespace {

@@ -97,7 +97,7 @@ Color lake(double aspect, double u, double v) {
   const double mirrored = kShore - (v - kShore) * 2.1 + ripple * 0.05 * (0.3 + depth);
   const Color reflection = above_the_lake(aspect, u + ripple * 0.02, std::max(0.0, mirrored));
   const Color water = mixed(reflection, {24, 60, 90}, 0.28 + 0.22 * depth);
-  // The sun's light on the water.
+  // The reflection of the sun on the water.
   const double off = std::fabs(u - aspect * 0.68) / (0.03 + 0.09 * depth);
   return mixed(water, {255, 238, 190}, smooth_step(0.05, 0.3, ripple) * (1 - std::min(1.0, off)));
 }

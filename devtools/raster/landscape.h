@@ -1,4 +1,4 @@
-// A test image that looks like a photo and has everything that is hard to print.
+// A test image that resembles a photo and contains everything that is difficult to print.
 #pragma once
 
 #include "apps/image/picture.h"

@@ -1,5 +1,5 @@
-// Test images that the program draws: the same bytes on every machine, for tests and for trials
-// without a photo.
+// Generated test images: the same bytes on every machine, for tests and for printing without a
+// photo.
 #pragma once
 
 #include <optional>

@@ -15,7 +15,7 @@ struct SetField {
 };
 struct LoadMedia {
   std::string media;
-  std::string prints;  // "" for those of a new roll
+  std::string prints;  // "": the number of a new roll
 };
 struct StopPrinter {
   int status = 0;  // 0: the printer continues
@@ -37,6 +37,6 @@ struct CommandUsage {
 };
 [[nodiscard]] std::span<const CommandUsage> command_usages();
 
-// Null with the reason in `error`. `printers`: how many there are.
+// Null with the reason in `error`. `printers` is the number of printers.
 [[nodiscard]] std::optional<Command> parse_command(const std::string& line, std::size_t printers,
                                                    std::string& error);

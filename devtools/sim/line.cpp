@@ -121,7 +121,7 @@ std::optional<Listener> listen_on(std::uint16_t port, std::string& error) {
     return fail();
   }
   Listener listener{.socket = {}, .port = port_of(chosen)};
-  // The system keeps a port over stop_listening() if it was requested by number.
+  // If the port was requested by number, the kernel keeps it reserved after stop_listening().
   listener.socket = bound_socket(listener.port);
   if (!listener.socket) {
     return fail();

@@ -20,7 +20,7 @@ class Outbox {
   void add(std::vector<Piece> pieces, Clock::time_point now);
   void clear();
   [[nodiscard]] bool empty() const { return pieces_.empty(); }
-  // So many bytes are waiting that no further questions shall be accepted.
+  // Too many bytes are waiting: no more questions are to be accepted.
   [[nodiscard]] bool is_full() const { return pieces_.size() >= kFullAtPieces; }
   // Bytes have been written since the last clear().
   [[nodiscard]] bool has_sent() const { return has_sent_; }

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Devices of real printers can be opened only once; a terminal cannot refuse a second client.
+// A real printer can be opened only once; a terminal cannot refuse a second client.
 std::string hint_for(int clients) {
   if (clients < 2) {
     return "";

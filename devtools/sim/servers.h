@@ -1,4 +1,4 @@
-// Serve clients on the two connections to the simulated printer.
+// Servers for the two connections of the simulated printer.
 #pragma once
 
 #include <poll.h>
@@ -15,13 +15,13 @@
 // input and unread replies are discarded, so that the next one finds a printer that is ready.
 class TerminalServer {
  public:
-  // `link`: a symbolic link that always leads to the terminal, "" for none.
+  // `link`: a symbolic link that always points to the current terminal, "" for none.
   TerminalServer(Printer& printer, LineEvents& events, std::string link);
   ~TerminalServer();
   TerminalServer(const TerminalServer&) = delete;
   TerminalServer& operator=(const TerminalServer&) = delete;
 
-  // Opens a terminal and learns its path. False with the reason in `error`.
+  // Opens a terminal and stores its path. False with the reason in `error`.
   [[nodiscard]] bool plug(std::string& error);
   // Removes the terminal: its clients read an error.
   void unplug();
