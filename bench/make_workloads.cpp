@@ -2,10 +2,10 @@
 // make_workloads profiles FOLDER
 // make_workloads ppm KIND WIDTH HEIGHT OUTPUT.ppm
 //
-// Inputs for the benchmarks, the same bytes on every run and every machine: pages that behave like
-// photographs (KIND photo), like photographs without grain (KIND smooth) or like nothing at all
-// (KIND noise) as raster streams (FORMAT plain or packed) and as PPM, and two printer profiles that
-// look like real ones to a color engine.
+// Creates inputs for the benchmarks, the same bytes on every run and every machine: pages that
+// resemble photographs (KIND photo), photographs without grain (KIND smooth) or random noise (KIND
+// noise) as raster streams (FORMAT plain or packed) and as PPM, and two printer profiles that need
+// as much work from a color engine as real ones.
 #include <cups/raster.h>
 #include <fcntl.h>
 #include <lcms2.h>
@@ -180,8 +180,8 @@ bool write_matrix_profile(const std::string& path) {
 
 double lab_to_linear(double f) { return f > 6.0 / 29.0 ? f * f * f : (f - 4.0 / 29.0) * 0.128419; }
 
-// Lab to inks: a color's light in three bands, its complement as ink, most of the common part as
-// black; a smooth, curved table as in a real printer's profile.
+// Lab to inks: the complement of a color's light in three bands, with most of the common part
+// replaced by black; a smooth, curved table as in the profile of a real printer.
 cmsInt32Number lab_to_inks(const cmsUInt16Number in[], cmsUInt16Number out[], void* /*unused*/) {
   const double lightness = in[0] * 100.0 / 65280.0;
   const double a = in[1] / 256.0 - 128.0;

@@ -1,11 +1,11 @@
 // measure INPUT PROGRAM [ARGUMENT...]
 //
-// Runs a program once between two pipes, as the print system does: INPUT is written to its standard
-// input, its output and its messages are discarded. Prints what the program used: user and system
-// time in microseconds, peak memory in KiB, exit status, bytes written.
+// Runs a program once between two pipes, as CUPS does: writes INPUT to its standard input, discards
+// its output and its messages. Prints user and system time in microseconds, peak memory in KiB,
+// exit status, bytes written.
 //
-// A small separate program: the peak memory of a child includes the time before its exec, so that
-// an interpreter as parent would be measured instead.
+// This is a small separate program, because the peak memory of a child includes the memory of its
+// parent before the exec: with an interpreter as parent, the interpreter would be measured.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -57,7 +57,7 @@ int open_or_give_up(const char* path, int flags) {
 pid_t start_feeder(const char* path, const Pipe& input, const Pipe& output) {
   const pid_t feeder = fork();
   if (feeder != 0) return feeder;
-  close(input.out);  // so that a program that reads no further ends the feeder
+  close(input.out);  // so that the feeder ends when the program stops reading
   close(output.in);
   pump(open_or_give_up(path, O_RDONLY), input.in);
   std::_Exit(0);

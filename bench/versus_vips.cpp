@@ -1,10 +1,11 @@
 // versus_vips WIDTH HEIGHT none|resize|tone|icc [SOURCE.icc TARGET.icc]
 //
-// The pixels of one 6x8 sheet made with libvips: a PPM of WIDTH x HEIGHT from standard input, three
-// planes of the canvas to standard output. Only the kind of work is the same, not its result.
+// Makes the pixels of one 6x8 sheet with libvips: reads a PPM of WIDTH x HEIGHT from standard
+// input, writes three planes of the canvas to standard output. Only the kind of work is the same,
+// not its result.
 //
-// The library is opened when the program runs, so that nothing of it is needed to build the
-// benchmarks. Exit status 77: it is not there.
+// The library is loaded at run time, so that it is not needed to build the benchmarks. Exit status
+// 77: it is not installed.
 #include <dlfcn.h>
 
 #include <cstdio>
@@ -49,7 +50,7 @@ Function* function(const char* name) {
   return found;
 }
 
-// One operation with an image in and an image out; optional arguments end with a null.
+// One operation from an image to an image; optional arguments end with a null.
 template <typename... Arguments>
 Image run(const char* operation, Image in, Arguments... arguments) {
   Image out = nullptr;

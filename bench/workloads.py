@@ -1,7 +1,7 @@
-"""The workloads of the benchmarks: what is printed, with which settings, and how fast it should be.
+"""The workloads of the benchmarks: pages, settings, and required speed.
 
-Gate and goal are ratios to the floor (see floor.cpp): the gate must hold, the goal is where we want to
-be. Peak memory is in MiB.
+Gate and goal are ratios to the floor (see floor.cpp): the gate must be met, the goal should be
+met. Peak memory is in MiB.
 """
 
 import os
@@ -12,7 +12,7 @@ PAPERS = {
     # name: (PageSize choice, points, target, canvas)
     "6x4": ("w288h432", (461, 298), (1844, 1240), (1920, 1240)),
     "6x8": ("w432h576", (461, 585), (1844, 2436), (1920, 2436)),
-    # As other programs draw it: the paper's true size at 300 dpi.
+    # As programs draw it that use the paper's true size at 300 dpi.
     "6x4 true": ("w288h432", (432, 288), (1800, 1200), (1920, 1240)),
 }
 
@@ -94,7 +94,7 @@ WORKLOADS = [
 
 
 class Inputs:
-    """Rasters, PPD files and profiles in one folder, made when they are missed."""
+    """Rasters, PPD files and profiles in one folder, created when they are needed."""
 
     def __init__(self, folder, programs):
         self.folder = folder
@@ -127,7 +127,7 @@ class Inputs:
         return path
 
     def ppd(self, work):
-        """A PPD file whose default choices are the settings: that is how they reach the filter."""
+        """A PPD file with the settings as default choices, as the filter reads them."""
         choices = {"PageSize": PAPERS[work.paper][0], "ColorModel": "RGB"} | work.settings
         name = work.name.replace(" ", "-")
         lines = ['*PPD-Adobe: "4.3"', '*FormatVersion: "4.3"', '*FileVersion: "1.0"',
