@@ -15,7 +15,7 @@ Faults plan;
 FaultCounts counts;
 bool armed = false;
 
-// What the core holds at the moment. A job holds a handful of blocks; the table is generous.
+// The blocks that the core has allocated. A job has only a few at a time.
 std::array<void*, 4096> held{};
 
 void* remember(void* block) {
@@ -26,8 +26,8 @@ void* remember(void* block) {
   return block;
 }
 
-// Blocks from before the arming, and of libraries that hand over their memory, are not ours to
-// count.
+// Blocks that were allocated before arming, or by libraries that return their memory to the caller,
+// are not counted.
 void forget(void* block) {
   if (armed && block != nullptr) {
     const auto found = std::find(held.begin(), held.end(), block);

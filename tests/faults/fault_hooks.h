@@ -1,18 +1,18 @@
-// What goes wrong, and what was counted, in the system calls and allocations of the core. The
-// linker puts these hooks in front of malloc, free, read, write and poll; they do nothing until
+// Faults in the system calls and allocations of the core, and counts of these calls. The linker
+// redirects malloc, free, read, write and poll to these hooks; they have no effect until they are
 // armed.
 #pragma once
 
 #include <cstddef>
 
 struct Faults {
-  // Memory: the allocation with this number (from 1) fails; 0 means none. With `all_from_there` all
-  // the later ones fail as well.
+  // Memory: the allocation with this number (from 1) fails; 0: none. With `all_from_there` all
+  // later ones fail too.
   long failing_allocation = 0;
   bool all_from_there = false;
 
-  // Standard output: at most so many bytes a call; every second call interrupted; the call with
-  // this number (from 1) answers `write_result`, with `write_errno` when that is negative.
+  // Standard output: maximum number of bytes per call; every second call is interrupted; the call
+  // with this number (from 1) returns `write_result`, with `write_errno` if that is negative.
   std::size_t most_written = 0;
   bool interrupt_writes = false;
   long odd_write = 0;
@@ -20,23 +20,24 @@ struct Faults {
   long write_result = 0;
   int write_errno = 0;
 
-  // Standard error: at most so many bytes a call; SIGTERM comes with the call with this number.
+  // Standard error: maximum number of bytes per call; SIGTERM is raised in the call with this
+  // number.
   std::size_t most_logged = 0;
   long canceling_log_write = 0;
 
-  // Standard input: at most so many bytes a call; every second call interrupted; every third call
-  // has nothing yet and wants to be waited for; the call with this number fails.
+  // Standard input: maximum number of bytes per call; every second call is interrupted; every third
+  // call returns EAGAIN; the call with this number fails.
   std::size_t most_read = 0;
   bool interrupt_reads = false;
   bool starve_reads = false;
   long failing_read = 0;
 };
 
-// What the hooks saw while they were armed.
+// Counts of the hooks while they were armed.
 struct FaultCounts {
   long allocations = 0;
   long still_allocated = 0;
-  long frees_of_nothing = 0;  // memory freed twice, or that nobody allocated
+  long frees_of_nothing = 0;  // of memory that was freed before or never allocated
   long writes = 0;
   long log_writes = 0;
   long reads = 0;

@@ -53,7 +53,7 @@ FaultRun run_with_faults(const std::string& input, const std::vector<std::string
   const int err = anonymous_file_with("log", "");
   auto* counts = static_cast<FaultCounts*>(mmap(
       nullptr, sizeof(FaultCounts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  std::fflush(nullptr);  // or the child says again what this process has not yet said
+  std::fflush(nullptr);  // otherwise the child would write the buffered output again
   const pid_t child = fork();
   if (child == 0) {
     dup2(in, STDIN_FILENO);

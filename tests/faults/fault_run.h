@@ -1,4 +1,4 @@
-// The raster job inside the test program, with faults, in a process of its own for each try.
+// Runs the raster job inside the test program with faults, each run in its own process.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 #include "tests/faults/fault_hooks.h"
 
 struct FaultRun {
-  bool came_to_an_end = false;  // neither crashed nor hung
+  bool came_to_an_end = false;  // did not crash or hang
   int status = -1;
   int process_id = 0;
   std::string output;
@@ -15,8 +15,8 @@ struct FaultRun {
   FaultCounts counts;
 };
 
-// Forks, puts `input` on descriptor 0 and empty files on 1 and 2, starts up as the program does, in
-// undisturbed, and runs run_raster_job() under the faults.
+// Forks, sets descriptor 0 to `input` and descriptors 1 and 2 to empty files, initializes as the
+// program does, without faults, and calls run_raster_job() with the faults.
 [[nodiscard]] FaultRun run_with_faults(const std::string& input,
                                        const std::vector<std::string>& arguments,
                                        const Faults& faults);

@@ -1,4 +1,4 @@
-// The built program with one call of its own failing; see preload/failing_calls.cpp.
+// Runs the built program with one failing call; see preload/failing_calls.cpp.
 #pragma once
 
 #include <map>
@@ -7,28 +7,29 @@
 
 #include "tests/support/child_process.h"
 
-// Which call fails, and how. A number of 0 lets none fail.
+// The call that fails, and its error. With the number 0 no call fails.
 struct CallFault {
-  std::string function;  // "read", "memory" and so on, as failing_calls.cpp calls them
+  std::string function;  // "read", "memory" and so on, see failing_calls.cpp
   long number = 0;       // from 1
-  int error = 0;         // the errno it fails with
+  int error = 0;         // errno
   bool from_there_on = false;
 };
 
 struct FaultedProgram {
   ChildResult result;
   std::map<std::string, long> calls;  // by function
-  bool failed = false;                // whether the call came at all
-  int descriptor = -1;                // the one it was made on, the last time
-  std::string caller;                 // the program or library that made it, the last time
+  bool failed = false;                // the call was reached
+  int descriptor = -1;                // of the last failed call
+  std::string caller;                 // program or library of the last failed call
 };
 
-// Runs the program as run_child() does, with that fault.
+// Runs the program as run_child() does, with this fault.
 [[nodiscard]] FaultedProgram run_with_fault(ChildSetup setup, const CallFault& fault);
 
-// Which of `calls` calls to let fail, one after another: all of them when the environment variable
-// K905_EVERY_CALL is set, else at most `most`, evenly spread, the first and the last among them.
+// The numbers of the calls to fail, of `calls` calls: all of them if the environment variable
+// K905_EVERY_CALL is set, otherwise at most `most`, evenly distributed, including the first and the
+// last.
 [[nodiscard]] std::vector<long> calls_to_fail(long calls, long most);
 
-// The bytes of each sheet of a printer stream. Fails the test when anything else is in it.
+// The bytes of each sheet of a printer stream. Fails the test if the stream has any other bytes.
 [[nodiscard]] std::vector<std::string> whole_sheets(const std::string& stream);

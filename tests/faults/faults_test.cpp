@@ -1,5 +1,5 @@
-// The raster job when memory, writes or reads fail. The reference computes the answer to every
-// single failure; nothing leaks, and the next page is correct.
+// Runs the raster job with failing allocations, writes and reads. The reference computes the result
+// for every single failure; no memory is leaked, and the next page is correct.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -52,7 +52,7 @@ FaultRun run_job(const ReferenceJob& job, const Faults& faults) {
   return run_with_faults(job.input, job.arguments, faults);
 }
 
-// The reference's answer as the log of this process would have it.
+// The reference's result with the process id of this run in the log.
 ReferenceResult reference_for(const FaultRun& run, ReferenceResult result) {
   result.log.at(1) = "K905-1: Process ID: " + std::to_string(run.process_id);
   return result;
@@ -75,11 +75,11 @@ void expect_nothing_leaked(const FaultRun& run) {
   EXPECT_EQ(run.counts.frees_of_nothing, 0);
 }
 
-// The first so many sheets of a stream.
+// The first `count` sheets of a stream.
 std::string first_sheets(const std::string& stream, std::size_t count) {
   std::size_t end = 0;
   for (std::size_t sheets = 0; sheets < count; ++sheets) {
-    end = stream.find("\x1bPCNTRL START ", end);  // no image of a test holds these words
+    end = stream.find("\x1bPCNTRL START ", end);  // does not occur in the test images
     end = end == std::string::npos ? stream.size() : end + 32;
   }
   return stream.substr(0, end);
@@ -97,7 +97,7 @@ constexpr char kCanvasPlanes[] = "K905-1: malloc canvas planes failed";
 constexpr char kScaledPlanes[] = "K905-1: malloc scaled planes failed";
 constexpr char kMerge[] = "K905-1: Failed to merge pages";
 
-// "malloc(123) failed" is the same shortage whatever the number.
+// "malloc(123) failed" counts as the same failure for any number.
 std::string without_number(const std::string& line) {
   const std::string begin = "K905-1: malloc(";
   if (line.rfind(begin, 0) != 0) {
@@ -106,7 +106,7 @@ std::string without_number(const std::string& line) {
   return begin + line.substr(line.find(')'));
 }
 
-// Lets every allocation of the job fail once.
+// Makes every allocation of the job fail once.
 class Shortages {
  public:
   explicit Shortages(ReferenceJob job) : job_(std::move(job)), undisturbed_(reference_run(job_)) {}
@@ -124,7 +124,7 @@ class Shortages {
         expect_same(run, reference_for(run, undisturbed_));
         return seen_;
       }
-      // What a run gets along without is no failure.
+      // Some allocations are optional: without them the result is the same.
       if (!same(run, reference_for(run, undisturbed_)) && !explained(run)) {
         ADD_FAILURE() << "no answer known: " << first_new_line(run);
       }
@@ -143,7 +143,7 @@ class Shortages {
 
   bool explained(const FaultRun& run) {
     const std::string line = without_number(first_new_line(run));
-    // Three planes a sheet, three sheets: no moment comes more often.
+    // Three planes for each of three sheets: no allocation point is reached more than nine times.
     for (int visit = 1; visit <= 9; ++visit) {
       const auto key = std::make_pair(line, visit);
       if (!answers_.contains(key)) {
@@ -151,7 +151,7 @@ class Shortages {
         job.shortage = {line, visit};
         ReferenceResult answer = reference_run(job);
         if (answer.log == undisturbed_.log) {
-          break;  // That moment does not come so often, or not at all.
+          break;  // this allocation point is reached less often
         }
         answers_[key] = std::move(answer);
       }
@@ -174,7 +174,7 @@ ReferenceJob with_arguments(ReferenceJob job, const std::vector<std::string>& ar
   return job;
 }
 
-// Pages on a paper of which two go on a sheet.
+// Pages for a paper of which two share a sheet.
 ReferenceJob paired_pages(unsigned count) {
   std::vector<RasterPage> pages;
   for (unsigned seed = 1; seed <= count; ++seed) {
@@ -203,7 +203,7 @@ ReferenceJob rotated_interlaced() {
   return job_of({page, small_page(2)});
 }
 
-// The bleeds leave just the target's room: nothing is resized or stretched.
+// The bleeds leave exactly the target size: nothing is resized or stretched.
 ReferenceJob placed_as_it_is() {
   std::mt19937 random(3);
   cups_page_header2_t header = small_page(1).header;
@@ -219,7 +219,7 @@ ReferenceJob placed_as_it_is() {
 struct Shortage {
   const char* name;
   ReferenceJob (*job)();
-  std::set<std::string> lines;  // besides those that every job can log
+  std::set<std::string> lines;  // in addition to those of every job
   bool fits_exactly = false;    // is neither resized nor stretched
 };
 
@@ -362,7 +362,7 @@ TEST_P(EveryWrite, CanFailForGood) { expect_odd_write_answered(GetParam(), -1, E
 
 TEST_P(EveryWrite, CanTakeNothing) { expect_odd_write_answered(GetParam(), 0, 0, false); }
 
-// Twelve writes are a matte sheet; the first of the second sheet represents the others.
+// A matte sheet is twelve writes; of the second sheet only the first write is tried.
 INSTANTIATE_TEST_SUITE_P(Faults, EveryWrite, ::testing::Range(1L, 14L));
 
 // ---- reads ----
@@ -383,8 +383,8 @@ TEST(OddReads, SmallInterruptedAndEmptyReadsChangeNothing) {
   }
 }
 
-// A job whose read with this number, of 100 bytes each, fails: the input ends there. A stream that
-// was opened says so; one that was not has its own words.
+// A job in which the read with this number, of 100 bytes each, fails: this is the end of the input.
+// The messages differ depending on whether the stream was already opened.
 void expect_end_at_read(const ReferenceJob& job, long number) {
   SCOPED_TRACE("read " + std::to_string(number));
   Faults faults;
@@ -408,7 +408,7 @@ TEST(OddReads, ErrorIsTheEndOfTheInput) {
 }
 
 TEST(OddReads, DataAfterAnErrorIsNoPage) {
-  // A page that breaks off at a read; what the next reads would bring is a whole page.
+  // The page ends at a failed read; the following reads would return a complete page.
   ReferenceJob job = job_of({small_page(1), small_page(2)});
   constexpr std::size_t kHeader = 4 + sizeof(cups_page_header2_t);
   constexpr std::size_t kPage = kHeader - 4 + std::size_t{40} * 3 * 30;
@@ -419,8 +419,8 @@ TEST(OddReads, DataAfterAnErrorIsNoPage) {
 
 // ---- canceled jobs ----
 
-// A job whose cancel comes with one line of its log after the other. A sheet that was announced is
-// finished; nothing else is begun, and a page that waits for its partner is let go.
+// Cancels a job at each line of its log in turn. A sheet that was announced is finished; no other
+// sheet is started, and a page that waits for the second page of its sheet is dropped.
 void expect_canceled_anywhere(const ReferenceJob& job, Faults faults) {
   const FaultRun undisturbed = run_job(job, faults);
   ASSERT_TRUE(undisturbed.came_to_an_end);
@@ -434,8 +434,7 @@ void expect_canceled_anywhere(const ReferenceJob& job, Faults faults) {
   for (std::size_t line = start_up, begun = 0; line < whole.size(); ++line) {
     in_page |= whole[line].find("Processing page 1") != std::string::npos;
     begun += sheet_begins(line) ? 1 : 0;
-    // What a header holds and how the settings are takes many lines, which are all alike to a
-    // cancel.
+    // The lines that list a header and the settings are many, and equivalent for a cancel.
     if (whole[line].rfind("K905-", 0) != 0) {
       continue;
     }

@@ -5,7 +5,7 @@
 
 namespace {
 
-// A write that took nothing leaves the rest out, but it is no failure.
+// A write that returns 0 loses the remaining bytes, but does not count as a failure.
 enum class Outcome { kWhole, kShort, kFailed };
 
 class Replay {

@@ -1,10 +1,10 @@
-// What the filter has to make of a write to the printer that the system answers oddly.
+// The expected result of the filter when a write to the printer returns 0 or fails.
 #pragma once
 
 #include "tests/support/reference.h"
 
-// One write of the job's, counted from 1, that takes nothing (a result of 0) or fails with an error
-// (a negative one); with `from_there_on` all the later ones do so as well.
+// One write of the job, counted from 1, that returns 0 or fails with an error (a negative result);
+// with `from_there_on` all later ones do too.
 struct OddWrite {
   long number = 1;
   long result = -1;
@@ -12,7 +12,7 @@ struct OddWrite {
   bool from_there_on = false;
 };
 
-// The undisturbed job's output and log with that write. A command is one write, a plane is three:
-// its block, the image's header and its pixels.
+// Output and log of the undisturbed job, changed by that write. A command is one write, a plane is
+// three: its block, the image's header and its pixels.
 [[nodiscard]] ReferenceResult with_odd_write(const ReferenceResult& undisturbed,
                                              const OddWrite& odd);

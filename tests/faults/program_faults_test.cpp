@@ -1,7 +1,7 @@
-// The built program when one of its calls fails, each in turn: a sheet is complete or absent, it is
-// made with the settings that the log shows, what is lost is logged, and the program ends.
+// Runs the built program with each of its calls failing in turn: every sheet is complete or absent,
+// has the settings that the log shows, losses are logged, and the program ends.
 //
-// An ordinary run tries a few calls of each kind, all of them when K905_EVERY_CALL is set.
+// By default a few calls of each kind are tried; with K905_EVERY_CALL set, all of them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -61,7 +61,7 @@ bool has_beginning(const std::vector<std::string>& log, const std::string& begin
 
 using Choices = std::vector<std::string>;
 
-// A way to start the filter, and what its sheets may look like.
+// One way to start the filter, and the valid variants of its sheets.
 class Scene {
  public:
   Scene() = default;
@@ -80,11 +80,11 @@ class Scene {
 
   [[nodiscard]] virtual std::string log_of(const ChildResult& result) const { return result.log; }
 
-  // What each sheet may be when this is the log.
+  // The valid variants of each sheet, given this log.
   [[nodiscard]] virtual std::vector<Choices> sheets_for(
       const std::vector<std::string>& log) const = 0;
 
-  // What an undisturbed run writes, with that process id.
+  // The result of an undisturbed run with this process id.
   [[nodiscard]] ReferenceResult undisturbed(int process_id) const {
     ReferenceResult result = undisturbed_;
     result.log.at(1) = "K905-1: Process ID: " + std::to_string(process_id);
@@ -109,8 +109,8 @@ std::vector<Choices> one_choice_each(const std::vector<std::string>& sheets) {
   return choices;
 }
 
-// As the print system starts it. Two options of the queue's file are visible on a sheet; they count
-// when the log shows that they were read.
+// As CUPS starts it. Two options of the queue's file change the sheet; they are expected if the log
+// shows that they were read.
 class UnderPrintSystem : public Scene {
  public:
   UnderPrintSystem() {
@@ -130,7 +130,7 @@ class UnderPrintSystem : public Scene {
 
   [[nodiscard]] std::vector<Choices> sheets_for(
       const std::vector<std::string>& log) const override {
-    // The summary is written from the settings that the sheets are made with.
+    // The summary shows the settings that the sheets are printed with.
     const bool matte = has(log, "  Overcoat: Matte");
     const bool bright = has(log, "  Brightness: 200 (0.20)");
     if (matte && bright) {
@@ -146,8 +146,8 @@ class UnderPrintSystem : public Scene {
   ScratchFolder folder_;
 };
 
-// The same with a profile. A page whose conversion met a fault is printed as it is, or through
-// sRGB, and the log warns.
+// The same with a profile. A page whose conversion failed is printed unconverted, or through sRGB,
+// and the log has a warning.
 class WithProfile : public Scene {
  public:
   WithProfile() {
@@ -177,7 +177,7 @@ class WithProfile : public Scene {
     return child;
   }
 
-  // A warning in front of the first page is about both.
+  // A warning before the first page applies to both pages.
   [[nodiscard]] std::vector<Choices> sheets_for(
       const std::vector<std::string>& log) const override {
     const auto first = std::find(log.begin(), log.end(), "K905-1: Processing page 1 (ODD)");
@@ -193,8 +193,8 @@ class WithProfile : public Scene {
   }
 
  private:
-  // Whether there is a warning that an undisturbed run has not. Where Little CMS makes nothing of
-  // two profiles without saying so, the colors that are tried show it.
+  // Whether the log has a warning that an undisturbed run does not have. Little CMS can create an
+  // identity transform without reporting an error; the logged test colors show it.
   [[nodiscard]] bool warned(const std::vector<std::string>& log) const {
     return std::any_of(log.begin(), log.end(), [this](const std::string& line) {
       for (const char* beginning :
@@ -215,7 +215,7 @@ class WithProfile : public Scene {
   std::vector<std::string> through_srgb_;
 };
 
-// By hand, with its log and its images in /tmp.
+// Started by hand, with its log and its images in /tmp.
 class ByHand : public Scene {
  public:
   ByHand() {
@@ -231,7 +231,7 @@ class ByHand : public Scene {
     return child;
   }
 
-  // A log file that cannot be had leaves the log where it was.
+  // If the log file cannot be opened, the log stays on standard error.
   [[nodiscard]] std::string log_of(const ChildResult& result) const override {
     return result.log.empty() ? tmp_.read("rastertok905_debug.log").value_or("") : result.log;
   }
@@ -256,7 +256,7 @@ std::unique_ptr<Scene> make_scene(const std::string& name) {
   return std::make_unique<UnderPrintSystem>();
 }
 
-// ---- what has to hold ----
+// ---- checks ----
 
 // Whether the log reports that the page is not printed.
 bool logs_loss(const std::vector<std::string>& log, int page) {
@@ -267,7 +267,7 @@ bool logs_loss(const std::vector<std::string>& log, int page) {
          has_beginning(log, "K905-1: read error: ");
 }
 
-// Short of memory, Little CMS takes a slower way to the same colors, rounded elsewhere.
+// When memory is short, Little CMS uses a slower method, which may round a byte differently.
 bool is_rounded_elsewhere(const std::string& sheet, const std::string& wanted) {
   return sheet.size() == wanted.size() &&
          std::equal(sheet.begin(), sheet.end(), wanted.begin(), [](char a, char b) {
@@ -281,8 +281,8 @@ bool is_in_library(const FaultedProgram& run) {
          run.caller.find("libc.so") != std::string::npos;
 }
 
-// Or it forgets a step of the conversion without a word. The colors that are tried show that, and
-// nothing else can.
+// When memory is short, Little CMS may also omit a step of the conversion without an error. Only
+// the logged test colors show it.
 bool forgot_a_step(const FaultedProgram& run, const std::vector<std::string>& log) {
   return run.caller.find("liblcms2") != std::string::npos &&
          has_beginning(log, "  Red: [255,  0,  0] -> [255,  0,  0]");
@@ -330,7 +330,7 @@ void expect_undisturbed(const Scene& scene, const FaultedProgram& run) {
   EXPECT_TRUE(run.result.output == undisturbed.output);
 }
 
-// A line that could not be written is missing, and nothing else.
+// The line that could not be written is missing; all other lines are unchanged.
 void expect_a_line_less(const Scene& scene, const FaultedProgram& run) {
   std::vector<std::string> undisturbed = scene.undisturbed(run.result.process_id).log;
   const std::vector<std::string> log = redacted_log(scene.log_of(run.result));
@@ -355,18 +355,18 @@ std::ostream& operator<<(std::ostream& stream, const Attempt& attempt) {
 
 class EveryCall : public ::testing::TestWithParam<Attempt> {
  protected:
-  // How many calls of one kind an ordinary run tries.
+  // The number of calls of one kind that are tried by default.
   static constexpr long kUsualCalls = 24;
   static constexpr long kUsualCallsWithImages = 5;
 };
 
-// These are repeated after a signal, without effect on the job.
+// The filter repeats these calls after EINTR, without effect on the job.
 bool is_repeated(const Attempt& attempt) {
   const std::string function = attempt.function;
   return attempt.error == EINTR && function != "open" && function != "fsync";
 }
 
-// The printer gets everything else, its start command last.
+// All other bytes reach the printer, the start command last.
 void expect_logged_write_error(const Scene& scene, const Attempt& attempt, long number,
                                const FaultedProgram& run) {
   const ReferenceResult wanted = with_odd_write(scene.undisturbed(run.result.process_id),
@@ -383,7 +383,7 @@ void expect_answered(const Scene& scene, const Attempt& attempt, long number,
                      const FaultedProgram& run) {
   const std::string function = attempt.function;
   if (is_repeated(attempt) || function == "write") {
-    expect_undisturbed(scene, run);  // What is written elsewhere are images: no result.
+    expect_undisturbed(scene, run);  // other files are debug images
   } else if (function == "log") {
     expect_a_line_less(scene, run);
   } else if (function == "print") {
@@ -391,7 +391,7 @@ void expect_answered(const Scene& scene, const Attempt& attempt, long number,
   } else {
     const std::vector<std::string> log = lines_of(scene.log_of(run.result));
     expect_whole_or_absent(scene, run, log);
-    // The libraries end the program after some of their own failed allocations.
+    // The libraries end the program after some of their own allocation failures.
     if (run.result.signal == 0 || function != "memory" || !is_in_library(run)) {
       EXPECT_EQ(run.result.signal, 0) << "in " << run.caller;
       expect_logged_end(run, log);
@@ -429,7 +429,7 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   }
   std::cout << tried << " calls failed, of " << calls << "; a library ended the program " << ended
             << " times\n";
-  // Files that the failures left do not disturb a later job.
+  // Files left over from the failures do not affect a later job.
   expect_undisturbed(*scene, run_with_fault(scene->setup(), {}));
 }
 
@@ -528,7 +528,7 @@ TEST(QueryFaults, QuestionThatCannotBeWrittenHasNoAnswer) {
 
 TEST(QueryFaults, DeviceThatCannotBeOpenedIsLogged) {
   const SimulatedPrinter printer;
-  // The first open is the one of the queue's file.
+  // The first open is that of the queue's file.
   const FaultedProgram run = run_with_fault(query_of(printer.path()), {"open", 2, EBUSY});
   EXPECT_EQ(run.result.status, 1);
   EXPECT_EQ(run.result.output, "");

@@ -1,4 +1,4 @@
-// Runs by hand: the log in its file, and an image of every stage.
+// Jobs started by hand: the log is in its file, and every stage saves an image.
 #include <gtest/gtest.h>
 
 #include <random>

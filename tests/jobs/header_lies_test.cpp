@@ -1,10 +1,10 @@
-// Headers in which each field in turn says something else than the page: nothing, one, as much as
-// there is room for, anything.
+// Headers in which each field in turn contradicts the page: 0, 1, the largest value, a random
+// value.
 //
-// Those that leave the length of a page alone are compared with the reference, which reads the same
-// headers. Those that do not tear the stream apart for everybody, or promise more than a reference
-// that keeps whole planes can hold: there the job has to end well and sheets have to be whole.
-// K905_LIE_SEED draws other random values.
+// Headers that do not change the length of a page are compared with the reference, which reads the
+// same headers. The others make the following bytes unreadable for any reader, or need more memory
+// than the reference, which stores complete planes, can allocate: for these the job must end
+// normally and all sheets must be complete. K905_LIE_SEED selects other random values.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -71,7 +71,7 @@ std::vector<Field> fields_of_the_length(bool wanted) {
 enum class Lie { kNothing, kOne, kMost, kAnything };
 constexpr std::array kLies = {Lie::kNothing, Lie::kOne, Lie::kMost, Lie::kAnything};
 
-// A text as long as its field has no end.
+// A text as long as its field has no terminating NUL.
 void tell(Header& header, const Field& field, Lie lie, std::mt19937& random) {
   std::array<unsigned char, kText> bytes{};
   if (lie == Lie::kOne) {
@@ -104,8 +104,8 @@ RasterPage small_page(std::mt19937& random) {
 
 constexpr std::size_t kFieldsAtOnce = 10;
 
-// On an ordinary day a field that is only listed in the log is inconsistent in one way; with a seed
-// of one's own, and where the image may depend on it, in all four.
+// By default a field that is only listed in the log gets one kind of inconsistency; with
+// K905_LIE_SEED set, or if the image may depend on the field, it gets all four.
 bool lies_today(std::size_t index, const Field& field, Lie lie) {
   const bool matters = field.size == kNumber && field.offset < offsetof(Header, cupsInteger);
   return matters || std::getenv("K905_LIE_SEED") != nullptr ||
@@ -114,7 +114,7 @@ bool lies_today(std::size_t index, const Field& field, Lie lie) {
 
 class InconsistentHeaders : public ::testing::TestWithParam<std::size_t> {};
 
-// Every inconsistency has a page, and after them all a valid one is printed.
+// Each inconsistency has its own page; a valid page follows them.
 TEST_P(InconsistentHeaders, AreHandledAsTheReferenceHandlesThem) {
   std::mt19937 random = random_for(GetParam());
   const std::vector<Field> fields = fields_of_the_length(false);
@@ -139,9 +139,9 @@ INSTANTIATE_TEST_SUITE_P(Jobs, InconsistentHeaders,
                                           (fields_of_the_length(false).size() + kFieldsAtOnce - 1) /
                                               kFieldsAtOnce));
 
-// ---- those about the length ----
+// ---- fields that change the length ----
 
-// The job ends by itself with whole sheets and its last line.
+// The job ends with exit status 0, complete sheets and its last log line.
 void expect_good_end(const std::string& input) {
   ChildSetup setup;
   setup.program = filter_program();

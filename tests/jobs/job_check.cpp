@@ -30,7 +30,7 @@ void compare_logs(const std::vector<std::string>& got, const std::vector<std::st
                 << "\n  reference " << (w != wanted.end() ? *w : "(end of the log)");
 }
 
-// The position of a byte in the sheets, in the terms of the wire format.
+// Describes the position of a byte in the sheets in terms of the wire format.
 std::string place_of(const std::string& stream, std::size_t offset) {
   std::size_t at = 0;
   int sheet = 1;
@@ -72,8 +72,7 @@ void compare_output(const std::string& got, const std::string& wanted) {
                 << (w != wanted.end() ? static_cast<int>(static_cast<unsigned char>(*w)) : -1);
 }
 
-// The images of a folder: the youngest of each tag, as a further page writes over it or beside
-// it.
+// The newest image of each tag in a folder; a later page may overwrite an image or add another.
 std::map<std::string, fs::path> images_in(const fs::path& folder) {
   std::vector<fs::path> files;
   for (const auto& entry : fs::directory_iterator(folder)) {
@@ -147,7 +146,7 @@ void expect_like_reference(const JobRecipe& recipe) {
   } else if (private_tmp_possible()) {
     child.private_tmp = tmp.path();
   } else {
-    // No way to have a /tmp of one's own: then the real one, and nobody else meanwhile.
+    // Without a private /tmp the real one is used; no other test may use it at the same time.
     tmp_folder = "/tmp";
     fs::remove_all(fs::path(tmp_folder) / kImageFolder);
   }

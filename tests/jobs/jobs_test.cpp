@@ -18,7 +18,7 @@ struct PaperSize {
   unsigned height_pt;
 };
 
-// PageSize in whole points, as the print system rounds it.
+// PageSize in whole points, rounded as CUPS does it.
 constexpr PaperSize kPapers[] = {
     {"B7", 461, 261},
     {"w360h360", 461, 370},
@@ -67,7 +67,7 @@ cups_page_header2_t header_for(const PaperSize& paper, unsigned width, unsigned 
   return header;
 }
 
-// A small image on the smallest paper: the quickest page there is.
+// A small image on the smallest paper: the fastest page to print.
 RasterPage quick_page(unsigned seed = 1) {
   return gradient_page(header_for(kSmallest, 50, 40), seed);
 }
@@ -117,7 +117,7 @@ TEST(Papers, ManualChoiceIsReportedAndReplaced) {
   expect_like_reference(job);
 }
 
-// ---- what the raster holds ----
+// ---- raster formats ----
 
 struct InputClass {
   const char* name;
@@ -135,7 +135,7 @@ TEST_P(EveryInputClass, UnderEveryColorSpace) {
   job.choose("ColorModel", "KCMY");
   std::vector<RasterPage> pages;
   for (const unsigned space : {6U, 0U, 1U, 2U, 3U, 4U, 5U}) {
-    // An odd width leaves bits over in the last byte of a line.
+    // With an odd width, some bits of the last byte of a line are unused.
     cups_page_header2_t header = header_for(kSmallest, 43, 29, GetParam().colors, GetParam().bits);
     header.cupsColorSpace = static_cast<cups_cspace_t>(space);
     pages.push_back(noise_page(header, space));
@@ -155,7 +155,7 @@ TEST_P(EveryColorModel, ForThreeColorsAndFour) {
   std::vector<RasterPage> pages;
   for (const unsigned colors : {3U, 4U, 1U}) {
     cups_page_header2_t header = header_for(kSmallest, 64, 64, colors);
-    header.cupsColorSpace = CUPS_CSPACE_DEVICE3;  // One that leaves the PPD's color model alone.
+    header.cupsColorSpace = CUPS_CSPACE_DEVICE3;  // does not change the color model of the PPD file
     pages.push_back(noise_page(header, colors));
   }
   job.input = raster_stream(pages);
@@ -213,8 +213,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Size{1548, 1088}, Size{1548, 1}, Size{1, 1088}, Size{1547, 1088},
                       Size{1548, 1087}, Size{1549, 1089}, Size{774, 544}, Size{3096, 2176},
                       Size{3001, 77}, Size{77, 3001}, Size{6000, 1700},
-                      // Steps of 1/4, 3/4, 5/4 and 3/2; of 2 and 1/2; of 1/2 and 1/16; of 1/2 and
-                      // of no such fraction.
+                      // Steps of 1/4, 3/4, 5/4 and 3/2; of 2 and 1/2; of 1/2 and 1/16; of 1/2 and a
+                      // step that is not a multiple of 1/16.
                       Size{387, 272}, Size{1161, 816}, Size{1935, 1360}, Size{2322, 1632},
                       Size{3096, 544}, Size{774, 68}, Size{774, 545}),
     [](const auto& instance) {
@@ -222,8 +222,8 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 TEST(Sizes, InMillimetersAreRoundedAtEveryStep) {
-  // At 600 dpi 45 rows are 1.905 mm and 495 are 20.955, which are between two numbers of two
-  // decimals: it shows whether the height was multiplied before it was divided.
+  // At 600 dpi 45 rows are 1.905 mm and 495 are 20.955 mm, halfway between two numbers of two
+  // decimals: the result shows whether the height was multiplied before it was divided.
   std::vector<RasterPage> pages;
   for (const unsigned height : {45U, 495U}) {
     cups_page_header2_t header = page_header(height, height);
@@ -240,7 +240,7 @@ TEST(Sizes, OfTheTargetAreNotResizedInterlacedOrRotated) {
   cups_page_header2_t rotated = page_header(1088, 1548);
   rotated.Orientation = CUPS_ORIENT_270;
   expect_like_reference(small_job({}, {gradient_page(rotated)}, RasterKind::kCompressed));
-  // An image of the effective area is resized to the target all the same.
+  // An image of the size of the effective area is still resized to the target.
   expect_like_reference(small_job({}, {gradient_page(page_header(1800, 1053))}));
 }
 
@@ -265,7 +265,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(std::vector<std::string>{}, std::vector<std::string>{"BleedTop=-100"},
                       std::vector<std::string>{"BleedTop=-1", "BleedB=-.5", "BleedC=3.25mm",
                                                "BleedD=x"},
-                      // Bleeds that leave one column, one row, nothing, and that leave the canvas.
+                      // Bleeds that leave one column, one row or nothing, and bleeds that extend
+                      // beyond the canvas.
                       std::vector<std::string>{"BleedLeft=80", "BleedRight=72.6"},
                       std::vector<std::string>{"BleedTop=50", "BleedBottom=50"},
                       std::vector<std::string>{"BleedTop=92.03", "BleedLeft=162.5"},
@@ -274,8 +275,9 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"BleedLeft=181813000000", "BleedA=inf"}));
 
 TEST(Bleeds, ImageOfExactlyTheirAreaIsCopied) {
-  // 1920 less the target's 1548 is 372, half of it a side: 136 px (11.5 mm) beyond the paper's 50
-  // and 116 px (9.8 mm) beyond its 70. Top and bottom are taken away.
+  // The canvas is 1920 wide, the target 1548; half of the difference of 372 is 186 on each side:
+  // 136 px (11.5 mm) more than the paper's 50 and 116 px (9.8 mm) more than its 70. The bleeds at
+  // top and bottom are removed.
   expect_like_reference(small_job({"BleedLeft=11.5", "BleedRight=9.8", "BleedA=-9", "BleedB=-9"},
                                   {gradient_page(page_header(1548, 1088))}));
 }
@@ -347,7 +349,7 @@ TEST_P(EveryProfile, AsTargetUnderEveryIntent) {
   job.choose("PageSize", "B7");
   job.files = profile_files();
   const std::string intents[] = {"Perceptual", "Relative", "Saturation", "Absolute", "relative"};
-  // One intent for each profile is enough for most; the profile with tables has them all.
+  // For most profiles one intent is enough; the profile with tables is tested with all.
   const bool all = std::string(GetParam()) == "cmyk";
   for (const std::string& intent : intents) {
     JobRecipe one = job;
@@ -485,7 +487,7 @@ TEST(TwoUp, LaysOutBothByTheFirstPagesSize) {
   job.ribbon = "6x8";
   cups_page_header2_t interlaced = page_header(60, 50);
   interlaced.HWResolution[1] = 600;
-  // A short page under a tall one, and a tall one under a short one.
+  // A short page below a tall one, and a tall one below a short one.
   job.input =
       raster_stream({gradient_page(interlaced, 1), gradient_page(page_header(60, 50), 2),
                      gradient_page(header_for(kPapers[3], 40, 40), 3), gradient_page(interlaced, 4),
@@ -511,7 +513,7 @@ TEST(TwoUp, OnlyTheFirstPageDecides) {
   expect_like_reference(job);
 }
 
-// ---- headers that lie ----
+// ---- inconsistent headers ----
 
 class EveryInconsistency : public ::testing::TestWithParam<void (*)(RasterPage&)> {};
 
@@ -526,12 +528,12 @@ TEST_P(EveryInconsistency, IsHandledAndTheNextPagePrinted) {
 INSTANTIATE_TEST_SUITE_P(
     Jobs, EveryInconsistency,
     ::testing::Values(
-        // Lines too short for their pixels: the rest counts as zero.
+        // Lines too short for their pixels: missing bytes count as zero.
         [](RasterPage& p) {
           p.header.cupsBytesPerLine = 75;
           p.pixels.resize(std::size_t{75} * 40);
         },
-        // A line of one pixel of three.
+        // The line holds one of three pixels.
         [](RasterPage& p) {
           p.header.cupsBytesPerLine = 3;
           p.pixels.resize(std::size_t{3} * 40);
@@ -543,10 +545,10 @@ INSTANTIATE_TEST_SUITE_P(
         },
         [](RasterPage& p) { p.header.cupsWidth = 0; },
         [](RasterPage& p) { p.header.cupsWidth = 200000; },
-        // Planes beyond all measure, which are not even asked for.
+        // Planes of a size that is not even requested from malloc.
         [](RasterPage& p) { p.header.cupsWidth = (1U << 29) / 40 + 1; },
         [](RasterPage& p) { p.header.cupsWidth = 0xFFFFFFFFU; },
-        // Colors that are not counted, or counted wrong.
+        // A number of colors that is 0 or wrong.
         [](RasterPage& p) { p.header.cupsNumColors = 0; },
         [](RasterPage& p) { p.header.cupsNumColors = 4; },
         [](RasterPage& p) { p.header.cupsNumColors = 1; },
@@ -554,7 +556,7 @@ INSTANTIATE_TEST_SUITE_P(
         [](RasterPage& p) { p.header.cupsBitsPerColor = 16; },
         [](RasterPage& p) { p.header.cupsBitsPerColor = 1; },
         [](RasterPage& p) { p.header.cupsBitsPerPixel = 240; },
-        // Orders this filter does not know: planes one after the other, bands side by side.
+        // Color orders that the filter does not support: planar and banded.
         [](RasterPage& p) {
           p.header.cupsColorOrder = CUPS_ORDER_PLANAR;
           p.pixels.resize(p.pixels.size() * 3, 77);
@@ -566,11 +568,11 @@ INSTANTIATE_TEST_SUITE_P(
           p.header.Orientation = static_cast<cups_orient_t>(77);
           p.header.cupsCompression = 4000000000U;
         },
-        // Resolutions of nothing.
+        // Resolutions of 0.
         [](RasterPage& p) { p.header.HWResolution[0] = p.header.HWResolution[1] = 0; },
         [](RasterPage& p) { p.header.HWResolution[1] = 0; },
         [](RasterPage& p) { p.header.HWResolution[0] = p.header.HWResolution[1] = 4294967295U; },
-        // Strings without an end, and with what the print system would obey.
+        // Strings without a terminating NUL, and with text that CUPS would interpret as a message.
         [](RasterPage& p) {
           std::memset(p.header.MediaClass, 'M', sizeof p.header.MediaClass);
           std::strcpy(p.header.MediaColor, "white\nPAGE: 1 999\r");
@@ -610,7 +612,7 @@ TEST(Headers, RefusedHeaderEndsTheJobWithAMessage) {
     JobRecipe job;
     job.input = raw_raster_stream({quick_page(1), wrong, quick_page(3)});
     expect_like_reference(job);
-    // Before everything, and after everything, too.
+    // As the first page, and as the last page.
     job.input = raw_raster_stream({wrong});
     expect_like_reference(job);
     job.input = raster_stream({quick_page(1)}, RasterKind::kCompressed);
@@ -619,21 +621,20 @@ TEST(Headers, RefusedHeaderEndsTheJobWithAMessage) {
   }
 }
 
-// ---- streams that end too soon ----
+// ---- truncated streams ----
 
 class EveryCut : public ::testing::TestWithParam<int> {};
 
-// Two pages, 50 x 40 pixels of three bytes: where the second begins and every kind of place is
-// known.
+// Two pages of 50 x 40 pixels of three bytes, so that all positions are known.
 constexpr std::size_t kHeader = sizeof(cups_page_header2_t);
 constexpr std::size_t kLine = 150;
 constexpr std::size_t kSecond = 4 + kHeader + 40 * kLine;
 constexpr std::size_t kCuts[] = {
-    0,                                  // nothing at all
+    0,                                  // empty
     2,                                  // inside the opening four bytes
     4,                                  // no page
     5,                                  // the first byte of a header
-    4 + kHeader - 1,                    // a header short of one byte
+    4 + kHeader - 1,                    // one byte missing from the header
     4 + kHeader,                        // no line
     4 + kHeader + 1,                    // inside the first line
     4 + kHeader + kLine,                // after the first line
@@ -678,7 +679,7 @@ TEST(Cuts, InAnUnsupportedPageAreLoggedAfterItsMessages) {
 }
 
 TEST(Cuts, InAWideRasterAreLoggedWithTheirLine) {
-  // Many lines fit into one read of the filter's: the count must not suffer from that.
+  // The filter reads many lines at once; the line number in the message must still be correct.
   const RasterPage page = noise_page(header_for(kSmallest, 1548, 1088));
   const std::string whole = raster_stream({page});
   for (const std::size_t line : {13U, 14U, 500U, 1087U}) {
@@ -696,7 +697,7 @@ TEST(Input, WithoutRasterDataEndsTheJob) {
   }
 }
 
-// ---- texts from outside ----
+// ---- texts from headers, arguments and files ----
 
 TEST(Texts, NeverStartALogLine) {
   JobRecipe job;
@@ -722,7 +723,7 @@ TEST(Texts, AreLoggedCompletelyAtAnyLength) {
   JobRecipe job;
   job.arguments[3] = std::string(9000, 't');
   job.arguments[5] = std::string(9000, 'o');
-  job.arguments.push_back("--info");  // counts as the first argument only
+  job.arguments.push_back("--info");  // has an effect only as the first argument
   job.arguments.push_back("--image-type");
   job.arguments.push_back(std::string(6000, 'i'));
   job.arguments.push_back("Resolution=" + std::string(6000, 'r') + "300x600dpi");
@@ -732,7 +733,7 @@ TEST(Texts, AreLoggedCompletelyAtAnyLength) {
 }
 
 TEST(Names, AreCutToTheirCapacity) {
-  // The fields have 16, 32, 64, 128 or 512 bytes, one of them for the end.
+  // The fields have 16, 32, 64, 128 or 512 bytes, including the terminating NUL.
   for (const std::size_t length : {15U, 16U, 31U, 32U, 63U, 64U, 127U, 128U, 511U, 512U, 100000U}) {
     const std::string name(length, 'n');
     JobRecipe job;
@@ -740,7 +741,7 @@ TEST(Names, AreCutToTheirCapacity) {
                                 "StpColorCorrection", "Resolution", "StpLaminate",
                                 "StpiShrinkOutput", "ICCProfile", "ICCIntent", "ColorBase"}) {
       job.arguments.push_back(std::string(keyword) + "=" + name);
-      if (length <= 32) {  // libcups takes no longer ones.
+      if (length <= 32) {  // the limit of libcups
         job.choose(keyword, name);
       }
     }

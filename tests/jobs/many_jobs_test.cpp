@@ -1,7 +1,7 @@
-// Many random jobs for the night, and one job for looking into it.
+// Many random jobs for the nightly tests, or a single job for debugging.
 //
-// K905_JOB_SEED and K905_JOB_COUNT choose others and more of them: a job that fails says its
-// number, and K905_JOB_SEED with that number and a count of 1 runs it alone.
+// K905_JOB_SEED and K905_JOB_COUNT set the first seed and the number of jobs. A failing job reports
+// its seed: K905_JOB_SEED with that seed and a count of 1 runs it alone.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -111,7 +111,7 @@ void choose_settings(Dice& dice, JobRecipe& job) {
 void add_arguments(Dice& dice, JobRecipe& job) {
   std::vector<std::string>& arguments = job.arguments;
   if (dice.one_in(6)) {
-    arguments.resize(1 + dice.roll(5));  // as somebody at a keyboard would start it
+    arguments.resize(1 + dice.roll(5));  // as a user starts it by hand
   } else if (dice.one_in(4)) {
     arguments[5] = dice.pick({"fit-to-page", "ICCProfile=sRGB x=y", "a ICCProfile=K905RGB"});
   }
@@ -156,7 +156,7 @@ void add_arguments(Dice& dice, JobRecipe& job) {
 RasterPage any_page(Dice& dice) {
   unsigned width = 1 + dice.roll(300);
   unsigned height = 1 + dice.roll(300);
-  if (dice.one_in(4)) {  // as the paper wants it
+  if (dice.one_in(4)) {  // the size that the paper needs
     width = dice.pick({1844U, 1548U});
     height = dice.pick({1240U, 1088U, 1540U, 2436U});
   } else if (dice.one_in(6)) {

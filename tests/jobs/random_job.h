@@ -1,6 +1,6 @@
-// Jobs drawn at random, all settings at once.
+// Random jobs in which all settings vary.
 #pragma once
 
-// Compares `count` jobs with the reference; each is drawn from its own number, beginning with
-// `first`. Stops at the first that fails, whose number the failure shows.
+// Compares `count` jobs with the reference; each is generated from its own seed, the first from
+// `first`. Stops at the first failure, which reports the seed.
 void expect_random_jobs_like_reference(unsigned first, unsigned count);

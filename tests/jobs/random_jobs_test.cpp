@@ -1,4 +1,4 @@
-// A few random jobs for every day, in pieces that run side by side.
+// A few random jobs for every test run, divided into tests that run in parallel.
 #include <gtest/gtest.h>
 
 #include "tests/jobs/random_job.h"

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks that every product source is compiled with the arithmetic it was written for.
+"""Checks that every product source is compiled with the required floating-point flags.
 
-The pixels depend on the compiler's floating-point flags: products may not be fused with sums, and
-nothing may be reordered. Reads the compile commands of a build and looks at the last word of each
-flag, as the compiler does. Prints a line per finding; the exit status is 1 when there was one.
+The pixels depend on the floating-point flags of the compiler: products may not be fused with sums, and
+operations may not be reordered. Reads the compile commands of a build; of a repeated flag the last one
+counts, as for the compiler. Prints a line for each finding; the exit status is 1 if there is one.
 
 usage: check_compile_flags.py compile_commands.json source-root
 """
@@ -16,7 +16,7 @@ import sys
 
 PRODUCT = ["filter", "settings", "geometry", "pipeline", "protocol", "diag"]
 
-# Each of them lets the compiler change results, in one way or another.
+# Each of these flags lets the compiler change results.
 LOOSENING = re.compile(
     r"-Ofast|-f(fast-math|unsafe-math-optimizations|associative-math|reciprocal-math"
     r"|finite-math-only|no-signed-zeros|no-honor-nans|no-honor-infinities|cx-limited-range"
@@ -25,7 +25,7 @@ LOOSENING = re.compile(
 
 
 def objections(flags):
-    """What is wrong with one compiler call."""
+    """Yields the errors in one compiler call."""
     contraction = [flag for flag in flags if flag.startswith("-ffp-contract=")]
     if not contraction:
         yield "-ffp-contract=off is missing"
@@ -41,7 +41,7 @@ def flags_of(entry):
 
 
 def product_file(entry, root):
-    """The path of the entry's source from the root, or None when it is no product source."""
+    """The path of the entry's source relative to the root; None if it is not a product source."""
     source = pathlib.Path(entry["directory"], entry["file"]).resolve()
     if not source.is_relative_to(root):
         return None
@@ -50,7 +50,7 @@ def product_file(entry, root):
 
 
 def variant(path):
-    """The processor a kernel is for: "neon" of tone_neon.cpp. None for what is for all of them."""
+    """The processor of a kernel: "neon" for tone_neon.cpp. None for sources for all processors."""
     found = re.fullmatch(r"pipeline/kernels/\w+_(avx2|avx512|neon)\.cpp", path)
     return found and found[1]
 
@@ -62,7 +62,7 @@ def findings(entries, root):
             compiled.add(path)
             for objection in objections(flags_of(entry)):
                 yield f"{path}: {objection}"
-    # Kernels for another processor are not built, none of them.
+    # None of the kernels for other processors is built.
     variants = {variant(path) for path in compiled} | {None}
     for folder in PRODUCT:
         for source in sorted((root / folder).rglob("*.cpp")):

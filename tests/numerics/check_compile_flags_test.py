@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Gives check_compile_flags.py made-up compile commands and compares what it says."""
+"""Runs check_compile_flags.py on invented compile commands and compares its findings."""
 
 import json
 import pathlib

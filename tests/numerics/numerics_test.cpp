@@ -1,8 +1,8 @@
-// Fails when the build changes the arithmetic: contraction into fused multiply-add, sums in another
-// order, divisions as multiplications, no NaN and no infinity.
+// Fails if the build changes the arithmetic: contraction into fused multiply-add, reordered sums,
+// divisions replaced by multiplications, no NaN or infinity.
 //
-// The result of every input is so close to a whole number that one rounding more or less changes
-// the stored byte. The comments give the exact value.
+// The result for every input is so close to a whole number that one rounding more or less changes
+// the stored byte. The comments show the exact values.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -28,8 +28,8 @@
 static_assert(FLT_EVAL_METHOD == 0, "single precision must stay single in between");
 static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559);
 
-// The function is compiled for a processor that can fuse, so that a missing flag shows on every
-// machine.
+// The function is compiled for a processor with fused multiply-add, so that a missing flag is
+// detected on every machine.
 #if defined(__x86_64__)
 #define ON_A_FUSING_PROCESSOR [[gnu::noinline, gnu::target("fma")]]
 #else
@@ -50,8 +50,8 @@ bool processor_can_fuse() {
 
 using Pixel = std::array<std::uint8_t, 3>;
 
-// `pixel` through the plan, which may choose tables and vector kernels; `width` times, so that
-// vector loops run and not only their tails.
+// Sends a row of `width` equal pixels through the plan, which may select tables and vector kernels,
+// so that vector loops run and not only their scalar tails.
 Pixel adjusted(const PrintOptions& options, Pixel pixel, std::size_t width) {
   TonePlan plan;
   plan.prepare(options);
@@ -68,7 +68,7 @@ Pixel adjusted(const PrintOptions& options, Pixel pixel, std::size_t width) {
   return {planes[0][0], planes[1][0], planes[2][0]};
 }
 
-// A row of equal pixels with the slack that kernels ask for.
+// A row of equal pixels with the slack that kernels require.
 std::vector<std::uint8_t> row_of(Pixel pixel, std::size_t width) {
   std::vector<std::uint8_t> row;
   for (std::size_t x = 0; x < width; ++x) {
@@ -80,10 +80,10 @@ std::vector<std::uint8_t> row_of(Pixel pixel, std::size_t width) {
 
 constexpr std::size_t kRowWidth = 70;
 
-// ---- Products and sums stay apart
+// ---- Products and sums are not fused
 
-// a = 1 + 2^-12, a * a = 1 + 2^-11 + 2^-24, which rounds to 1 + 2^-11 when the product is
-// alone.
+// a = 1 + 2^-12, a * a = 1 + 2^-11 + 2^-24, which rounds to 1 + 2^-11 if the product is rounded
+// separately.
 TEST(Contraction, ProductIsRoundedBeforeTheSum) {
   if (!processor_can_fuse()) {
     GTEST_SKIP() << "this processor cannot fuse";
@@ -193,10 +193,10 @@ TEST(Contraction, ToneKernelsKeepProductsApartInEveryVariant) {
   }
 }
 
-// ---- Order and divisions stay as written
+// ---- The order of sums and the divisions are unchanged
 
-// 4 * .299 + 6 * .587 + 213 * .114 = 29 exactly; red and green first it is 29, any other order
-// gives 28.
+// 4 * .299 + 6 * .587 + 213 * .114 = 29 exactly; with red and green added first the result is 29,
+// with any other order 28.
 TEST(Order, GrayAddsBlueLastInEveryKernel) {
   for (const kernels::Table* table : kernels::all_tables()) {
     SCOPED_TRACE(table->name);
@@ -222,32 +222,30 @@ const std::vector<Case>& cases() {
       // to 248. Green: -157.999817 * 0.95 + m = 21.8999..., blue: 78.000183 * 0.95 + m = 246.1.
       {{}, "Accurate", {252, 14, 250}, {248, 21, 246}},
       // kB = 0.5, kC = 0.6: (6 * 0.5 - 128) * 0.6 + 128 = 53, for 16 it is 56, for 26 it is 59.
-      // Fused, 0.6f being a little more than 0.6, each falls short by one.
+      // 0.6f is slightly greater than 0.6; fused, each result is too low by one.
       {{{&O::brightness, -500}, {&O::contrast, -400}}, "None", {6, 16, 26}, {53, 56, 59}},
-      // 265 / 1000 in single precision is below 0.265, so 200 falls below 53; 265 times a
-      // thousandth
-      // is above it. 525 / 1000 times 120 is 62.99999... in the same way.
+      // 265 / 1000 in single precision is below 0.265, so 200 gives less than 53; 265 multiplied by
+      // 0.001 is above it. 525 / 1000 times 120 is 62.99999... in the same way.
       {{{&O::cyan_balance, 265}, {&O::magenta_balance, 525}}, "None", {200, 120, 77}, {52, 62, 77}},
-      // Each factor is one and a part, added in single precision: what a part below one loses to
-      // the
-      // coarser floats around one it does not get back. 1 - 984/1000 is 0.01599997, so that 250
-      // falls
-      // below 4; 1 + 180/1000 is 1.18000007, so that -100 times it, and 128, fall below 10;
-      // 1 - 160/1000 is 0.84000003, and 168 is above the mean of (168, 35, 1), 67.999931.
-      // Thousandths that are added first, or a sum in double precision, give 4, 10 and 151.
+      // Each factor is 1 plus a fraction, added in single precision, which rounds the fraction to
+      // the coarser steps of floats near 1. 1 - 984/1000 is 0.01599997, so 250 gives less than 4; 1
+      // + 180/1000 is 1.18000007, so -100 times it, plus 128, is less than 10; 1 - 160/1000 is
+      // 0.84000003, and 168 is above the mean of (168, 35, 1), 67.999931. With thousandths added
+      // first, or a sum in double precision, the results are 4, 10 and 151.
       {{{&O::brightness, -984}}, "None", {250, 250, 250}, {3, 3, 3}},
       {{{&O::contrast, 180}}, "None", {28, 28, 28}, {9, 9, 9}},
       {{{&O::saturation, -160}}, "None", {168, 35, 1}, {152, 40, 11}},
-      // Brightness 0.8 makes 173.6, 62.4 and 176.8 of the pixel, brightness 1.2 makes 44.4, 260.4
-      // and 230.4. Red and green first, the sums give means of 137.599854 and 178.399811; in any
-      // other order they are one or two floats more, and the bytes 170 and 244.
+      // Brightness 0.8 changes the pixel to 173.6, 62.4 and 176.8, brightness 1.2 to 44.4, 260.4
+      // and 230.4. With red and green added first the means are 137.599854 and 178.399811; in any
+      // other order they are one or two floats larger, and the bytes are 170 and 244.
       {{{&O::brightness, -200}, {&O::saturation, -100}}, "None", {217, 78, 221}, {169, 69, 172}},
       {{{&O::brightness, 200}, {&O::saturation, -200}}, "None", {37, 217, 192}, {71, 243, 219}},
-      // 765 * 0.333333f = 254.99974: the factor of the mean is a decimal that is cut off, no third.
+      // 765 * 0.333333f = 254.99974: the factor of the mean is a truncated decimal, not 1/3.
       {{{&O::saturation, -1000}}, "None", {255, 255, 255}, {254, 254, 254}},
-      // Contrast 1000 makes -128 of 0; a root of that is no number.
+      // Contrast 1000 changes 0 to -128; its root is NaN.
       {{{&O::contrast, 1000}, {&O::gamma, 2000}}, "None", {0, 0, 0}, {0, 0, 0}},
-      // A gamma of 0 is the exponent infinity: values above 255 become infinite, those below 0.
+      // A gamma of 0 gives an infinite exponent: values above 255 become infinity, values below 255
+      // become 0.
       {{{&O::brightness, 1000}, {&O::gamma, 0}}, "None", {200, 100, 255}, {255, 0, 255}},
   };
   return all;
@@ -258,7 +256,7 @@ TEST(ToneNumbers, AreRoundedAfterEveryStepInTheWrittenOrder) {
     PrintOptions options{.paper_config = nullptr};
     std::snprintf(options.color_correction, sizeof options.color_correction, "%s", c.correction);
     for (const auto& [field, value] : c.settings) options.*field = value;
-    for (const std::size_t width : {1, 100}) {  // by the tail, by vectors
+    for (const std::size_t width : {1, 100}) {  // scalar tail, vector loop
       EXPECT_EQ(adjusted(options, c.in, width), c.out)
           << "case " << &c - cases().data() << ", width " << width;
     }

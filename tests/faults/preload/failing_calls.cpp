@@ -1,11 +1,11 @@
-// A library between a built program and the C library (LD_PRELOAD) that makes one call fail.
+// Preloaded library (LD_PRELOAD) that makes one call to the C library fail in a built program.
 //
-// K905_FAULT says which: "read 3 5" lets the third read() answer -1 with errno 5, "memory 7 12" the
-// seventh request for memory; "read 3 5 on" that call and all after it. A write() is called "print"
-// on standard output, "log" on standard error and "write" elsewhere. Calls are counted while main()
-// runs, those of the libraries included. K905_FAULT_REPORT names a file for what happened: "failed
-// read 0 /usr/bin/x" for every call that was made to fail, with its descriptor (-1 where there is
-// none) and who made it, and the counts, "read 17", when main() returns.
+// K905_FAULT selects the call: "read 3 5" makes the third read() return -1 with errno 5, "memory 7
+// 12" the seventh memory allocation; "read 3 5 on" that call and all later ones. A write() is named
+// "print" on standard output, "log" on standard error and "write" on other descriptors. Calls are
+// counted while main() runs, including those of libraries. K905_FAULT_REPORT names the report file:
+// "failed read 0 /usr/bin/x" for every call that was made to fail, with its descriptor (-1 if it
+// has none) and the caller, and the counts, such as "read 17", when main() returns.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -20,7 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 
-// The C library's headers turn these names into others where files are small or arguments checked.
+// The headers of the C library redefine these names for large files and checked arguments.
 #undef open
 #undef read
 #undef poll
@@ -77,13 +77,13 @@ long planned_number = 0;
 int planned_error = 0;
 bool from_there_on = false;
 
-// What the next function of that name, seen from here, is.
+// The next definition of the function after this library.
 template <typename Type>
 Type* real(const char* name) {
   return reinterpret_cast<Type*>(dlsym(RTLD_NEXT, name));
 }
 
-// Adds a line to the report, without the functions that are looked after here.
+// Appends a line to the report. Does not call the functions that are intercepted here.
 void report(const char* line, std::size_t length) {
   const char* path = std::getenv("K905_FAULT_REPORT");
   if (path != nullptr) {
@@ -103,7 +103,7 @@ void report_failure(const char* name, int descriptor, const void* caller) {
   report(line.data(), static_cast<std::size_t>(length));
 }
 
-// Counts a call; true, with errno set, when it is to fail.
+// Counts a call; returns true, with errno set, if it must fail.
 bool counted_failure(Function function, int descriptor, const void* caller) {
   if (!armed) {
     return false;
@@ -119,8 +119,8 @@ bool counted_failure(Function function, int descriptor, const void* caller) {
   return chosen;
 }
 
-// The same, called from a function that stands in for the C library's: its caller is the one to
-// name.
+// The same for a replacement of a C library function: the reported caller is the caller of the
+// replacement.
 [[gnu::always_inline]] inline bool fails(Function function, int descriptor = -1) {
   return counted_failure(function, descriptor, __builtin_return_address(0));
 }
@@ -175,7 +175,7 @@ int mode_of(int flags, va_list arguments) {
 
 extern "C" {
 
-// The libraries' own beginnings are over when the program starts: they are not ours to try.
+// Counting starts at main(), so that the initialization of libraries is not counted.
 int __libc_start_main(Main* main, int argc, char** argv, void (*init)(), void (*fini)(),
                       void (*loader_fini)(), void* stack_end) {
   program_main = main;
@@ -183,7 +183,7 @@ int __libc_start_main(Main* main, int argc, char** argv, void (*init)(), void (*
       "__libc_start_main")(counting_main, argc, argv, init, fini, loader_fini, stack_end);
 }
 
-// Under a sanitizer memory is the sanitizer's business.
+// A sanitizer replaces the allocation functions itself.
 #ifndef K905_SANITIZED
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -333,7 +333,7 @@ int fcntl(int descriptor, int command, ...) {
              : real<int(int, int, long)>("fcntl")(descriptor, command, argument);
 }
 
-// Closed all the same, as Linux does it.
+// Closes the descriptor also when it fails, as Linux does.
 int close(int descriptor) {
   const bool failing = fails(kClose, descriptor);
   const int error = errno;
