@@ -92,7 +92,7 @@ TEST_F(Records, DamagedRecordCountsAsNone) {
   EXPECT_TRUE(records.open_sheets_on("K9051234").empty());
 }
 
-// Whatever part of the newest version reached the disk, the one before it is used.
+// Whatever part of the newest version reached the disk, the version before it is used.
 TEST_F(Records, VersionThatWasCutIsPassedOver) {
   for (const std::size_t cut : {0U, 1U, 30U, 100U, 120U}) {
     RecordFolder records;

@@ -1,7 +1,7 @@
 """Sheets of the printer's stream that carry a number in their pixels.
 
-Written from the wire alone: command blocks, image headers, controls. The number fills the planes, so
-that a sheet can be told apart wherever a part of it is seen.
+Written from the wire format alone: command blocks, image headers, controls. The number fills the planes, so
+that any part of a sheet identifies it.
 """
 
 import struct

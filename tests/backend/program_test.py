@@ -1,6 +1,6 @@
 """The backend as the print system starts it, with a simulated printer. usage: program_test.py BUILD [TEST...]
 
-Every test counts what the printer was sent: sheets carry numbers in their pixels.
+Every test checks the sheets that the printer received: their pixels contain their numbers.
 """
 
 import os
@@ -286,7 +286,7 @@ class Interruptions(Backend):
                 self.sim.wait_until_holding(byte, done + 2)
                 run.process.kill()
                 run.wait()
-                # At once, as a scheduler that is started again.
+                # At once, as after a restart of the scheduler.
                 run = self.start(numbered_sheets.job(3), uuid=uuid)
                 self.sim.command("continue")
                 self.assertEqual(run.wait(), DONE, run.said())
@@ -338,7 +338,7 @@ class Interruptions(Backend):
         self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the reason")
         os.kill(run.worker(), signal.SIGKILL)
         self.assertEqual(run.wait(), TRY_AGAIN)
-        # A printer whose life counter decides nothing.
+        # A printer whose life counter does not show whether the sheet was printed.
         self.sim.set(remaining=400, serial="OTHER")
         run = self.start(numbered_sheets.job(4))
         self.assertEqual(run.wait(), DONE, run.said())

@@ -11,7 +11,7 @@
 namespace k905::backend {
 namespace {
 
-// What the filter's sheet writer makes of a sheet.
+// The stream that the filter's sheet writer produces for a sheet.
 std::vector<std::uint8_t> stream_of(const SheetToPrint& sheet) {
   std::string bytes;
   captured_log([&] {

@@ -2,8 +2,8 @@
 scheduler are restarted and jobs are canceled, all drawn from a seed.
 usage: soak.py BUILD CMAKE [SHEETS [SEED]]
 
-Every sheet that was not canceled came out exactly once, in order: the numbers in the pixels of what the
-simulated printer printed show it. Exit status 77 means that it could not be tried here.
+Every sheet that was not canceled must be printed exactly once, in order; the numbers in the pixels of the
+printed sheets are checked. Exit status 77: the test cannot run on this machine.
 """
 
 import os
@@ -24,7 +24,8 @@ import private_cups  # noqa: E402
 from simulated_printer import SimulatedPrinter, number_in_picture  # noqa: E402
 
 SKIPPED = 77
-# Larger than what the two sockets between backend and printer hold, so that a held printer holds the backend.
+# Larger than the buffers of the two sockets between backend and printer, so that the backend waits
+# when the printer stops reading.
 SIZE = {"width": 500, "height": 400}
 SHEET_BYTES = len(numbered_sheets.sheet(1, **SIZE))
 MOST_IN_A_JOB = 40
@@ -43,7 +44,7 @@ class Job:
 
 
 def draw_jobs(draw, sheets):
-    """Jobs with their events, one at most for a sheet."""
+    """Jobs with their events, at most one per sheet."""
     jobs, done = [], 0
     while done < sheets:
         jobs.append(Job(done, min(draw.randint(1, MOST_IN_A_JOB), sheets - done)))
@@ -84,7 +85,7 @@ class Soak:
         self.sim.stop()
         shutil.rmtree(self.scratch)
 
-    # What happens while the printer holds in the middle of a sheet ------------------------------
+    # Events while the printer stops reading in the middle of a sheet ----------------------------
 
     def paper_out(self, job):
         # This sheet is the last one, or there is no paper for it either.
@@ -122,7 +123,7 @@ class Soak:
         return self.cups.job_state(job).get("job-state") in ipp.ENDED
 
     def plan(self, event, number):
-        """The printer's line that says that the event is due. The sheet of this number is the target."""
+        """Schedules the event for this sheet; returns the line that the printer prints when it is due."""
         if event == "line_cut" and self.draw.random() < 0.2:
             self.sim.command(f"disconnect after {number}")  # the sheet was taken
             return f"disconnected after sheet {number}"

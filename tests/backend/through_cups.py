@@ -1,9 +1,9 @@
 """Jobs of several sheets through a private scheduler, the backend and a simulated printer.
 usage: through_cups.py BUILD CMAKE [TEST...]
 
-The pages go in as raster, so the real filters run before the backend. Page n is gray n, and what
-the printer was sent for it is known from a run of the filter alone. Exit status 77 means that it could
-not be tried here.
+The pages are submitted as raster, so the real filters run before the backend. Page n has the gray value n,
+and its printer data is known from a run of the filter alone. Exit status 77: the tests cannot run on this
+machine.
 """
 
 import json
@@ -31,12 +31,13 @@ BUILD = pathlib.Path()
 CMAKE = "cmake"
 PAGES = 4
 SHEET_BYTES = 3 * (32 + 1088 + 1920 * 1240) + 40 + 32
-# From the first byte to the last: in the first block, in an image header, in pixels, at the controls.
+# From the first byte to the last: in the first block, in an image header, in pixels, in the
+# controls.
 MOMENTS = [1, 500, SHEET_BYTES // 7, SHEET_BYTES // 2, SHEET_BYTES * 6 // 7, SHEET_BYTES - 30]
 
 
 class Cups(private_cups.PrivateCups):
-    """Keeps the files of jobs, so that they can be printed again."""
+    """A scheduler that keeps the files of jobs, so that they can be printed again."""
 
     def configure(self):
         super().configure()
@@ -97,14 +98,14 @@ class ThroughCups(unittest.TestCase):
                                 options=["document-format=application/vnd.cups-raster", *options])
 
     def submit_and_hold(self, sheet, byte=SHEET_BYTES // 2):
-        """A job whose sheet of this number the printer holds in the middle."""
+        """A job during which the printer stops reading in the middle of the sheet with this number."""
         self.sim.hold(byte, sheet)
         job = self.submit()
         self.sim.wait_until_holding(byte, sheet)
         return job
 
     def backend_pipes(self):
-        """Those of the process that the scheduler started: one leads to the process that prints."""
+        """The pipes of the process that the scheduler started: one leads to the process that prints."""
         pipes = set()
         for process in pathlib.Path(f"/proc/{self.cups.process.pid}/task/{self.cups.process.pid}/"
                                     "children").read_text().split():
@@ -117,7 +118,7 @@ class ThroughCups(unittest.TestCase):
         return pipes
 
     def run_while_holding(self, *command):
-        """A command that stops the job; the sheet goes on when the process that prints knows."""
+        """Runs a command that stops the job; the sheet continues when the printing process was notified."""
         before = self.backend_pipes()
         self.cups.run(*command)
         self.cups.wait_for(lambda: self.backend_pipes() < before, "the backend to take notice")
@@ -127,7 +128,7 @@ class ThroughCups(unittest.TestCase):
         return self.cups.run("lpstat", "-l", "-p", "booth").stdout
 
     def assert_printed(self, numbers):
-        """Each once, in this order, and nothing else has arrived."""
+        """Each sheet was printed once, in this order, and the printer received no other data."""
         self.assertEqual(self.sim.numbers(), numbers)
         self.assertEqual(self.sim.torn(), 0)
         self.assertEqual(self.sim.count(" inside a sheet"), 0)
@@ -157,7 +158,7 @@ class Stopped(ThroughCups):
         self.stop_at_every_moment(signal.SIGKILL)
 
     def test_a_completed_job_that_the_scheduler_lost_is_not_printed_again(self):
-        # It writes the states of jobs some seconds later.
+        # The scheduler saves the states of jobs some seconds later.
         config = self.cups.etc / "cupsd.conf"
         config.write_text(config.read_text().replace("DirtyCleanInterval 0", "DirtyCleanInterval 4"))
         self.cups.process.terminate()
@@ -299,10 +300,10 @@ class Ribbon(ThroughCups):
 
 
 class Shown(ThroughCups):
-    """What the print system and k905-status show meanwhile."""
+    """The state that CUPS and k905-status show during a job."""
 
     def shown(self):
-        """The queue's own reasons and its sentence, as the scheduler reports them."""
+        """The state reasons and the message of the queue, as the scheduler reports them."""
         attributes = ipp.ask_printer(self.cups.socket, "booth")
         reasons = {value for name, value in attributes if name == "printer-state-reasons"}
         return (reasons - {"none", "media-low-warning"},

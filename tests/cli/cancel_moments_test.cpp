@@ -1,9 +1,9 @@
-// A canceled job, many times over: whatever the filter is doing when SIGTERM, SIGINT or SIGHUP
-// comes, its stream ends at the end of a sheet, nothing new is begun, and the printer takes the
-// next job as if nothing had happened.
+// Cancels a job many times: whatever the filter is doing when SIGTERM, SIGINT or SIGHUP arrives,
+// its stream ends at the end of a sheet, no other sheet is started, and the printer accepts the
+// next job.
 //
-// The moments are drawn at random. K905_CANCEL_SEED draws others (the output shows the seed),
-// K905_CANCEL_MOMENTS more or fewer of them.
+// The moments are random. K905_CANCEL_SEED selects others (the output shows the seed),
+// K905_CANCEL_MOMENTS sets their number.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -26,7 +26,7 @@ unsigned from_environment(const char* name, unsigned otherwise) {
   return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
 }
 
-// Pages that differ, of which two go on a sheet of the larger ribbon.
+// Different pages, of which two share a sheet of the larger ribbon.
 std::string job_of(unsigned pages) {
   std::mt19937 random(3);
   std::vector<RasterPage> all;
@@ -52,10 +52,11 @@ ChildSetup setup_of(const Way& way) {
   return setup;
 }
 
-// The printer at the end of the line, which gets one job after the other.
+// The receiving printer, which gets one job after the other.
 class Printer {
  public:
-  // The bytes of a job; how many sheets they are. Fails the test when they are not whole sheets.
+  // Parses the bytes of a job and returns the number of its sheets. Fails the test if they are not
+  // complete sheets.
   std::size_t take(const std::string& job) {
     const std::size_t before = sheets_;
     parser_.feed(reinterpret_cast<const std::uint8_t*>(job.data()), job.size());
@@ -84,7 +85,7 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
     ASSERT_GE(sheets_, 2U);
   }
 
-  // Waits for a moment of one of three kinds: some time, a line of the log, a byte of the output.
+  // Waits for one of three conditions: a time, a number of log lines, a number of bytes of output.
   void wait_for_a_moment(Conversation& talk) {
     using std::chrono::milliseconds;
     const auto patience = milliseconds(2000);
@@ -104,13 +105,13 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
     Conversation talk(setup_);
     talk.say(input_);
     if (random_() % 2 == 0) {
-      talk.end_input();  // Else it waits for a further page.
+      talk.end_input();  // otherwise the filter waits for another page
     }
     wait_for_a_moment(talk);
     const int signal = kCancelSignals.at(random_() % kCancelSignals.size());
     talk.send(signal);
     const ChildEnd end = talk.finish();
-    // As long as the loader is at work the program cannot know the signal, and has sent nothing.
+    // While the dynamic loader runs, the program has no signal handler yet, and has sent nothing.
     if (end.signal == signal) {
       EXPECT_EQ(talk.log().size(), 0U);
     } else {
@@ -128,7 +129,7 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
   std::string whole_;
   std::size_t lines_ = 0;
   std::size_t sheets_ = 0;
-  std::array<unsigned, 16> seen_{};  // how often so many sheets had been printed
+  std::array<unsigned, 16> seen_{};  // number of attempts, by printed sheets
   std::mt19937 random_;
 };
 

@@ -1,4 +1,4 @@
-// The built program as the outside world meets it: exit status, streams, signals, the log file.
+// The interface of the built program: exit status, streams, signals, the log file.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -98,7 +98,7 @@ TEST(ExitStatus, IsOneWhenTheQueryHasNoPrinter) {
             "K905-1: open('/nonexistent/lp7') failed: No such file or directory");
 }
 
-// /dev/null takes every question and answers none, at once.
+// /dev/null accepts every question and returns end of file at once.
 constexpr char kReportOfASilentPrinter[] =
     "Version = v1.0\r\nPrintStatus =  (-1)\r\nPrintVersion = \r\nPrintMediaInfo = \r\n"
     "PrintHorResolution = \r\nPrintVerResolution = \r\nPrintFreeBuff =  (-1)\r\n"
@@ -177,7 +177,7 @@ TEST_F(ByHandLog, DoesNotFollowALinkPlantedThere) {
   const ChildResult result = run_child(setup_);
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(read_file(tmp_.path() + "/precious"), "keep me");
-  expect_ended_well(lines_of(result.log));  // Standard error stays what it was.
+  expect_ended_well(lines_of(result.log));  // standard error is unchanged
   EXPECT_TRUE(result.output == output_of(1));
 }
 
@@ -201,7 +201,7 @@ TEST_F(ByHandLog, IsNotCreatedWithAPpdOrAnEmptyOne) {
 }
 
 TEST_F(ByHandLog, NeverTakesThePlaceOfAClosedStandardOutput) {
-  // Whatever is opened first would become descriptor 1, and get the sheets.
+  // The first file opened would get descriptor 1, and receive the sheets.
   const Pipe in = make_pipe();
   const Pipe err = make_pipe();
   const int child = start_child(setup_, in.read_end, -1, err.write_end);
@@ -253,9 +253,9 @@ TEST(ClosedDescriptors, AllThreeAreSurvived) {
   EXPECT_EQ(wait_for_child(child).status, 1);
 }
 
-// ---- a reader that goes away ----
+// ---- closed pipes ----
 
-// A log with what a dead standard output adds to it.
+// A log with the additional lines for a closed standard output.
 std::vector<std::string> with_write_errors(const std::vector<std::string>& log,
                                            const std::string& error) {
   std::vector<std::string> with;
@@ -332,7 +332,7 @@ TEST(ClosedPipe, OfTheLogLosesOnlyTheLog) {
   EXPECT_TRUE(read_file(output_file) == output_of(1));
 }
 
-// A printer that is asked and says nothing at once.
+// A query to /dev/null, which gives no reply at once.
 ChildSetup query_of_nobody() {
   ChildSetup setup = under_cups();
   setup.arguments = {"rastertok905", "--info", "/dev/null"};
@@ -379,7 +379,7 @@ TEST(Cancel, DuringASheetFinishesTheSheetAndStartsNoOther) {
   Conversation talk(under_cups());
   talk.say(job_of(3));
   talk.end_input();
-  ASSERT_TRUE(talk.wait_for_output(1000));  // The rest of the sheet waits for us.
+  ASSERT_TRUE(talk.wait_for_output(1000));  // the rest of the sheet is not read yet
   talk.send(SIGTERM);
   expect_canceled(talk);
   EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
@@ -411,7 +411,7 @@ TEST(Cancel, LeavesAHeldPageUnprinted) {
   setup.environment["K905_RIBBON"] = "6x8";
   Conversation talk(setup);
   RasterPage page = small_page(1);
-  page.header.PageSize[1] = 298;  // a paper of which two go on a sheet
+  page.header.PageSize[1] = 298;  // two pages of this paper share a sheet
   talk.say(raster_stream({page}));
   ASSERT_TRUE(talk.wait_for_line("storing in buffer"));
   talk.send(SIGTERM);
@@ -433,7 +433,7 @@ TEST(Cancel, AmongCopiesBeginsNoFurtherCopy) {
 }
 
 TEST(Cancel, AmongTheMostCopiesOfAllEndsTheJob) {
-  // 4294967296 is beyond what can be counted in the settings, so it is the most that can.
+  // 4294967296 is larger than the copy count of the settings, so the largest value is used.
   ChildSetup setup = under_cups();
   setup.arguments.insert(setup.arguments.end(), {"--copies", "4294967296"});
   Conversation talk(setup);
@@ -453,7 +453,7 @@ class CancelAtLine : public ::testing::TestWithParam<std::size_t> {};
 TEST_P(CancelAtLine, EndsTheJobWithWholeSheetsOnly) {
   Conversation talk(under_cups());
   const std::string two = job_of(2);
-  talk.say(two.substr(0, two.size() - 1));  // It would wait indefinitely.
+  talk.say(two.substr(0, two.size() - 1));  // would wait indefinitely for the last byte
   ASSERT_TRUE(talk.wait_for_lines(GetParam()));
   talk.send(SIGTERM);
   expect_canceled(talk);
@@ -534,7 +534,7 @@ TEST(NonBlocking, InputCanBeCanceledWhileItIsWaitedFor) {
   close(err.read_end);
 }
 
-// Whoever shares the pipe can make it non-blocking at any time.
+// Any process that shares the pipe can make it non-blocking at any time.
 TEST(NonBlocking, OutputThatBecomesSoInTheMiddleOfASheetIsWaitedFor) {
   const Pipe in = make_pipe();
   const Pipe out = make_pipe();
@@ -576,7 +576,7 @@ TEST(NonBlocking, OutputIsMadeToBlockSoThatNoPlaneIsTorn) {
   std::string output;
   std::array<char, 65536> piece;
   for (;;) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // a printer that takes its time
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // a slow printer
     const ssize_t got = read(out.read_end, piece.data(), piece.size());
     if (got <= 0) {
       break;

@@ -38,7 +38,7 @@ Conversation::~Conversation() {
 }
 
 void Conversation::say(const std::string& bytes) const {
-  (void)write_whole(in_.write_end, bytes);  // a child that has ended hears nothing
+  (void)write_whole(in_.write_end, bytes);  // fails if the child has ended
 }
 
 void Conversation::end_input() {

@@ -1,4 +1,5 @@
-// A child process that is spoken to step by step, for what depends on the moment.
+// A child process with which a test communicates step by step, for tests that depend on the order
+// of events.
 #pragma once
 
 #include <string>
@@ -18,23 +19,23 @@ class Conversation {
   void send(int signal) const;
   void close_output();
 
-  // Read on until so much has come; false when the stream ended before.
+  // Read until this was received; false if the stream ends first.
   bool wait_for_line(const std::string& text);
   bool wait_for_lines(std::size_t count);
   bool wait_for_output(std::size_t count);
 
-  // Reads on, from both streams, until so many lines and so many bytes of output have come, for no
-  // longer than `patience`.
+  // Continues to read both streams until this many lines of the log and bytes of output were
+  // received, but not longer than `patience`.
   void read_until(std::size_t lines, std::size_t bytes, std::chrono::milliseconds patience);
 
-  // Reads both streams to their ends and waits. A child that does not come to an end is killed.
+  // Reads both streams to their ends and waits. A child that does not end is killed.
   ChildEnd finish();
 
   [[nodiscard]] std::vector<std::string> log() const;
   [[nodiscard]] const std::string& output() const { return output_; }
 
  private:
-  // Reads what comes on either stream within a second, or less.
+  // Reads the data that arrives on either stream within `patience`.
   void read_either(std::chrono::milliseconds patience = std::chrono::seconds(1));
 
   Pipe in_ = make_pipe();

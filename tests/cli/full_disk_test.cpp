@@ -1,5 +1,5 @@
-// A run by hand whose /tmp is full: the log ends where the disk does, pictures are cut, and the
-// sheets are those of any other day.
+// A run by hand with a full /tmp: the log is truncated when the disk is full, images are
+// incomplete, and the sheets are unchanged.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -16,7 +16,7 @@ namespace {
 
 using ::testing::StartsWith;
 
-// A small file system in a folder, which nobody but this process and its children sees.
+// A small file system mounted on a folder, visible only to this process and its children.
 class SmallDisk {
  public:
   explicit SmallDisk(int kilobytes) {
@@ -77,7 +77,8 @@ TEST_P(FullDisk, CostsLinesAndPicturesButNoSheet) {
   EXPECT_THAT(wanted.log[log.size() - 1], StartsWith(log.back()));
 }
 
-// The first fills up before the settings are logged, the others with the images of the first page.
+// On the first disk there is no space even for the settings in the log; the others are filled by
+// the images of the first page.
 INSTANTIATE_TEST_SUITE_P(Cli, FullDisk, ::testing::Values(4, 400, 20000));
 
 }  // namespace

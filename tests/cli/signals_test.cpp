@@ -1,4 +1,4 @@
-// The filter and the signals that cancel a job, or would end it in the middle of a sheet.
+// Signals that cancel a job, or would end the filter in the middle of a sheet.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ using ::testing::Not;
 
 constexpr char kEnd[] = "=== rastertok905 end ===";
 
-// Ignored in this process and in what it starts, for the life of the guard.
+// The signal is ignored in this process and its children during the life of the guard.
 class IgnoredSignal {
  public:
   explicit IgnoredSignal(int number) : number_(number), before_(std::signal(number, SIG_IGN)) {}
@@ -35,7 +35,7 @@ class IgnoredSignal {
   void (*before_)(int);
 };
 
-// A limit on what this process and its children may write into a file.
+// A limit on the size of files that this process and its children write.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) {
@@ -96,7 +96,7 @@ TEST_P(CancelSignal, BeforeMainEndsTheJobLikeAnyOther) {
 }
 
 TEST_P(CancelSignal, KeepsItsUsualMeaningInTheQuery) {
-  // A terminal on which nobody answers plays the printer.
+  // A terminal that gives no reply takes the place of the printer.
   const int printer = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   ASSERT_GE(printer, 0);
   ASSERT_EQ(grantpt(printer), 0);
@@ -125,7 +125,7 @@ TEST_P(IgnoredCancelSignal, CancelsNothing) {
   EXPECT_TRUE(talk.output() == output_of(2)) << talk.output().size();
 }
 
-// nohup ignores SIGHUP, a shell SIGINT for what runs in the background.
+// nohup ignores SIGHUP, a shell ignores SIGINT in background jobs.
 INSTANTIATE_TEST_SUITE_P(Cli, IgnoredCancelSignal, ::testing::Values(SIGINT, SIGHUP), name_of);
 
 TEST(FileSizeLimit, CostsPicturesAndLinesButNoSheet) {

@@ -1,4 +1,4 @@
-// The small job that tests of the built filter print, and what has to come of it.
+// The small job that tests of the built filter print, and its expected result.
 #pragma once
 
 #include <string>
@@ -7,21 +7,21 @@
 #include "tests/support/raster_builder.h"
 #include "tests/support/reference.h"
 
-// The path of a PPD file that is not there.
+// The path of a PPD file that does not exist.
 inline constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
 
-// A page on the smallest paper; another seed gives another picture.
+// A page on the smallest paper; the image depends on the seed.
 [[nodiscard]] RasterPage small_page(unsigned seed);
 
-// So many of them, all different.
+// A job of `pages` different pages.
 [[nodiscard]] std::string job_of(unsigned pages);
 
-// What the filter, run by `setup` without a PPD file, makes of `input`.
+// The expected result for `input`, if the filter is run by `setup` without a PPD file.
 [[nodiscard]] ReferenceResult reference_of(const ChildSetup& setup, int process_id,
                                            const std::string& input);
 
-// As the print system starts it, with a PPD that is not there: the defaults rule.
+// As CUPS starts it, with a PPD file that does not exist: all settings are defaults.
 [[nodiscard]] ChildSetup under_cups();
 
-// What the filter makes of job_of().
+// The expected output for job_of().
 [[nodiscard]] std::string output_of(unsigned pages);

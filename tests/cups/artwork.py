@@ -1,4 +1,4 @@
-"""Test pictures and documents whose corners and colors can be told apart on a sheet."""
+"""Test images and documents with corners and colors that can be distinguished on a sheet."""
 
 import struct
 import subprocess
@@ -29,7 +29,7 @@ def write_png(path, width, height, rows, dpi=None):
 
 
 def circle_png(path, width, height, diameter):
-    """A black circle in the middle of white, pixel for pixel."""
+    """An image of a black circle in the center of a white background."""
     rows = []
     for y in range(height):
         rest = (diameter / 2) ** 2 - (y + 0.5 - height / 2) ** 2
@@ -41,8 +41,8 @@ def circle_png(path, width, height, diameter):
 
 
 def ruler_png(path, width, height, half_width, middle=0.5):
-    """At 300 dpi, pale marks in the corners. What is black is in the middle, or at another share of the height:
-    `half_width` of the row at a distance from there."""
+    """At 300 dpi, with pale marks in the corners and a black shape at the center, or at another fraction of
+    the height: `half_width` returns half its width in a row at a given distance from there."""
     rows = []
     for y in range(height):
         left, right = (PALE[0], PALE[1]) if y < MARK else (PALE[3], PALE[2]) if y >= height - MARK else (
@@ -55,7 +55,7 @@ def ruler_png(path, width, height, half_width, middle=0.5):
 
 
 def ruler_pdf(path, width, height, contents):
-    """The same marks on a page for each content; in points."""
+    """A document with the same marks and one page for each content; sizes in points."""
     mark = MARK * 0.24
     marks = "".join(
         f"{red / 255:.4f} {green / 255:.4f} {blue / 255:.4f} rg {x} {y} {mark} {mark} re f\n"
@@ -65,7 +65,7 @@ def ruler_pdf(path, width, height, contents):
 
 
 def png(path, width, height, center=GRAY):
-    """A quarter of the picture for each corner, a square of another color in the middle."""
+    """Each quarter of the image in the color of its corner, a square of another color in the center."""
     def row(left, right, inner):
         from_x, to_x = width * 2 // 5, width * 3 // 5
         line = [left] * (width // 2) + [right] * (width - width // 2)
@@ -90,7 +90,7 @@ def jpeg(path, probe, width, height, center=GRAY):
 
 
 def exif_jpeg(path, plain, orientation):
-    """The JPEG file with a note how it is to be shown, as cameras write it."""
+    """The JPEG file with an EXIF orientation, as cameras write it."""
     bytes_ = plain.read_bytes()
     entry = struct.pack(">HHIHH", 0x0112, 3, 1, orientation, 0)
     note = b"Exif\0\0MM\0*" + struct.pack(">IH", 8, 1) + entry + struct.pack(">I", 0)
@@ -99,7 +99,7 @@ def exif_jpeg(path, plain, orientation):
 
 
 def pdf(path, width, height, centers=(GRAY,)):
-    """The same picture as a document of that many points, one page for each center color."""
+    """The same image as a document with a page of this size in points for each center color."""
     def rectangle(color, x, y, w, h):
         red, green, blue = (value / 255 for value in color)
         return f"{red:.4f} {green:.4f} {blue:.4f} rg {x:.3f} {y:.3f} {w:.3f} {h:.3f} re f\n"
@@ -113,7 +113,7 @@ def pdf(path, width, height, centers=(GRAY,)):
 
 
 def circle_pdf(path, width, height, diameter):
-    """A black circle in the middle: a line without length and with round ends."""
+    """A black circle in the center: a line of length 0 with round ends."""
     x, y = width / 2, height / 2
     return write_pdf(path, width, height, [f"1 J {diameter} w {x} {y} m {x} {y} l S\n"])
 
@@ -124,7 +124,7 @@ def box_pdf(path, width, height, box_width, box_height):
 
 
 def write_pdf(path, width, height, contents):
-    """A document of that many points; a page for each content."""
+    """A document with a page of this size in points for each content."""
     objects = [b"<</Type/Catalog/Pages 2 0 R>>"]
     kids = " ".join(f"{3 + 2 * i} 0 R" for i in range(len(contents)))
     objects.append(f"<</Type/Pages/Kids[{kids}]/Count {len(contents)}>>".encode())

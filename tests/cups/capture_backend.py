@@ -1,8 +1,8 @@
-"""A device that keeps what it is sent: capture:/FOLDER[?pause=SECONDS][&fail=FILE].
+"""A device that stores the data it receives: capture:/FOLDER[?pause=SECONDS][&fail=FILE].
 
-Every job's stream becomes FOLDER/<job>.prn once it has ended. `pause` waits after every 256 kB, like a
-printer that is busy; while FILE exists the device fails, also in the middle of a job. Like CUPS' own USB backend it goes on reading
-when the job is canceled.
+The stream of a job is stored as FOLDER/<job>.prn when it is complete. `pause` waits after every 256 kB,
+like a busy printer; while FILE exists the device fails, also in the middle of a job. Like the USB backend
+of CUPS it continues to read when the job is canceled.
 """
 
 import os

@@ -1,8 +1,8 @@
 """Prints through a real CUPS: `end_to_end.py BUILD CMAKE [TEST...]`.
 
-A private scheduler (private_cups.py) gets what the build made, installed as a user would. Pictures
-and documents go in at `lp`; what comes out at the device is read back sheet by sheet and compared with
-what a person would expect to hold. Exit status 77 means that it could not be tried here.
+The build is installed into a private scheduler (private_cups.py) as a user would install it. Images and
+documents are printed with `lp`; the data sent to the device is parsed sheet by sheet and compared with the
+expected print. Exit status 77: the tests cannot run on this machine.
 """
 
 import json
@@ -29,8 +29,8 @@ CMAKE = "cmake"
 
 
 class Paper:
-    """What the printer takes and where on it the picture belongs, in pixels at 300 dpi. The points are
-    those of the paper as it leaves the printer, across and down."""
+    """The size of the printer's image and the position of the picture in it, in pixels at 300 dpi. The points
+    are the width and height of the paper as it leaves the printer."""
 
     def __init__(self, name, points, canvas, bleed, cutter=0, center=GRAY, slack=0):
         self.name = name
@@ -49,7 +49,7 @@ class Paper:
 
 
 def paper_alone(paper):
-    """The paper without what the printer cuts off, as the simulated printer shows it."""
+    """The paper without the margins that the printer cuts off, as the simulated printer shows it."""
     left, top, right, bottom = paper.picture_box()
     return Paper(paper.name, paper.points, (right - left, bottom - top), (0, 0, 0, 0))
 
@@ -61,9 +61,9 @@ PAPERS = [
     Paper("w360h360", (360, 360), (1920, 1540), (23, 15, 50, 70)),
     Paper("w360h504", (360, 504), (1920, 2138), (20, 20, 50, 70)),
     SIX_BY_FOUR,
-    # Cut into strips: the cutter's own number for it is 120.
+    # Cut into strips: the CUTTER parameter is 120.
     Paper("w288h432-div2", (432, 288), (1920, 1240), (25, 18, 9, 37), cutter=120),
-    # What is seen of the two 6x4 sheets, with a white band between them where the cut is.
+    # The visible parts of the two 6x4 sheets, with a white band between them at the cut.
     Paper("w432h576-div2", (432, 576), (1920, 2498), (20, 23, 50, 70), cutter=120, center=WHITE,
           slack=1),
     Paper("w432h576-div4", (432, 576), (1920, 2436), (22, 17, 50, 70), cutter=120),
@@ -74,7 +74,7 @@ MERGED_SHEET = (1920, 2498)
 
 
 def places_on(box, width, height):
-    """The four corners clockwise from the top left, a tenth of the picture inside, and the center."""
+    """The four corners clockwise from the top left, a tenth of the picture from the edges, and the center."""
     left, top, right, bottom = box
     places = []
     for across, down in ((.1, .1), (.9, .1), (.9, .9), (.1, .9), (.5, .5)):
@@ -85,7 +85,7 @@ def places_on(box, width, height):
 
 
 def turned(colors, quarters):
-    """The corners after so many rotations by 90 degrees to the left."""
+    """The corners after `quarters` counterclockwise rotations by 90 degrees."""
     return tuple(colors[quarters % 4:]) + tuple(colors[:quarters % 4])
 
 
@@ -123,10 +123,10 @@ class ThroughCups(unittest.TestCase):
             print(self.cups.tail_of_log(400), file=sys.stderr)
         return result
 
-    # Printing and looking ----------------------------------------------------------------------
+    # Printing and reading results ------------------------------------------------------------
 
     def print(self, *files, queue=None, **more):
-        """The stream of a job that must have ended well."""
+        """The stream of a job, which must be completed."""
         job = self.cups.submit(queue or self.queue, *files, **more)
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
         return job
@@ -166,7 +166,7 @@ class ThroughCups(unittest.TestCase):
                 "top left", "top right", "bottom right", "bottom left", "center")):
             self.assert_color(seen, expected, tolerance, where)
 
-    # Pictures of the paper's own shape, and documents of its own size ----------------------------
+    # Images with the paper's aspect ratio, and documents of its size ----------------------------
 
     @staticmethod
     def shape(paper):
@@ -190,7 +190,7 @@ class ThroughCups(unittest.TestCase):
         return file
 
     def raster(self, file, *pages, copies=1):
-        """PWG or Apple raster of the pictures, with so many copies in every header."""
+        """PWG or Apple raster of the pictures, with `copies` in every header."""
         subprocess.run([self.probe, file.suffix.removeprefix("."), file, str(copies), *pages], check=True)
         return file
 
@@ -202,13 +202,13 @@ class ThroughCups(unittest.TestCase):
         self.cups.add_queue(name or self.queue, **({"print_scaling_default": "fill"} | options))
 
 
-# CUPS counts a page in whole points, so a document's page is laid up to half a point (two pixels and
-# a bit) beside the raster.
+# CUPS rounds a page to whole points, so a document's page is placed up to half a point (two pixels
+# and a fraction) off.
 DOCUMENT_SLACK = 3
 
 
 class Pictures(ThroughCups):
-    """Every kind of file, paper and mode, as the queue's defaults."""
+    """Every type of file, paper and mode, set as defaults of the queue."""
 
     def test_a_jpeg_picture_comes_out_as_it_went_in(self):
         self.add_queue()
@@ -246,7 +246,7 @@ class Pictures(ThroughCups):
         self.assert_sheet(sheets[1], center=MAGENTA)
 
     def test_every_paper_takes_a_picture(self):
-        # A photo goes on where the sheet is cut.
+        # A photo continues across the cut.
         for paper in PAPERS:
             with self.subTest(paper=paper.name):
                 queue = f"picture_{paper.name}"
@@ -284,7 +284,7 @@ class Pictures(ThroughCups):
                 red, green, yellow, blue, center = sheet["colors"]
                 for color in sheet["colors"]:
                     self.assertEqual(len(set(color)), 1, f"{color} is no gray")
-                # However a filter weighs the colors: blue is dark, yellow light, gray stays.
+                # Whatever weights a filter uses: blue is dark, yellow light, gray unchanged.
                 self.assertLess(blue[0], red[0])
                 self.assertLess(red[0], green[0])
                 self.assertLess(green[0], yellow[0])
@@ -331,7 +331,7 @@ class Pictures(ThroughCups):
     def test_a_landscape_document_is_turned_and_never_mirrored(self):
         self.add_queue()
         (sheet,) = self.sheets(self.print(self.pdf(), options=["landscape", "fit-to-page"]))
-        # By how much is the PDF filters' business.
+        # The exact values depend on the PDF filters.
         seen = [tuple(255 if value > 127 else 0 for value in color) for color in sheet["colors"][:4]]
         self.assertIn(tuple(seen), [turned(CORNERS, quarters) for quarters in range(4)])
         self.assert_sheet(sheet, corners=seen, slack=DOCUMENT_SLACK)
@@ -386,7 +386,8 @@ class Photos(ThroughCups):
                 (["media=5x7", "ColorModel=Gray", "StpBrightness=100", "BleedTop=1.0"],
                  ["--paper", "5x7", "--option", "ColorModel=Gray", "--brightness", "100",
                   "--option", "BleedTop=1.0"]),
-                # A photo from another program is all of the sheet: it may have a strip in each part.
+                # A photo from another program covers the complete sheet: it may contain one strip
+                # in each part.
                 (["K905Cut=6x2"], ["--option", "K905Cut=6x2", "--layout", "sheet"])):
             with self.subTest(options=options):
                 self.assert_same(upright, options, arguments)
@@ -456,12 +457,12 @@ class PhotosWithoutFilter(ThroughCups):
                     self.print(page, options=[f"print-scaling={scaling}"])))
                 left, top, right, bottom = sheet["dark"]
                 self.assertAlmostEqual(right - left, diameter, delta=4)
-                # 1197 rows of the sheet are seen.
+                # 1197 rows of the sheet are visible.
                 self.assertAlmostEqual(bottom - top, min(diameter, 1197), delta=4)
 
 
 class TruePages(ThroughCups):
-    """Nothing is distorted, and what has a size keeps it."""
+    """Nothing is distorted, and images and documents with a physical size keep it."""
 
     def dark_box(self, job):
         (sheet,) = self.stream(self.cups.stream_of(job))
@@ -470,7 +471,7 @@ class TruePages(ThroughCups):
 
     def assert_circle(self, job, paper, lines_per_line=1, is_photo=False):
         """800 pixels of 1/300 inch; on the five inch papers the printer has 360 dots across. A photo
-        covers all that is seen of the sheet, which is a little more than the paper."""
+        covers the visible area of the sheet, which is slightly larger than the paper."""
         width, height = self.dark_box(job)
         width /= 1.2 if paper.points[0] == 360 else 1
         height /= lines_per_line
@@ -519,7 +520,7 @@ class Rulers(ThroughCups):
 
     @staticmethod
     def middle(paper):
-        """Of the shapes, as a share of the page from its top: never where the sheet is cut into halves."""
+        """The position of the shapes, as a fraction of the page height: never where the sheet is cut into halves."""
         return 0.25 if paper.name == "w432h576-div2" else 0.5
 
     def files(self, paper, kind):
@@ -547,7 +548,7 @@ class Rulers(ThroughCups):
         return list(zip(pictures, ((self.CIRCLE,), (self.BOX,))))
 
     def marks(self, paper):
-        """Inside of all marks, also of a photo that keeps a little distance from the edges."""
+        """A box inside all marks, also for a photo with a small margin."""
         left, top, right, bottom = paper.picture_box()
         inside = 60
         return [f"{x / paper.width:.5f},{y / paper.height:.5f}"
@@ -555,8 +556,8 @@ class Rulers(ThroughCups):
                              (right - inside, bottom - inside), (left + inside, bottom - inside))]
 
     def assert_sheet_of(self, sheet, paper, shape, is_photo, scaling):
-        """A photo that fills or fits the sheet follows what is seen of it, which is not quite the
-        paper."""
+        """A photo that fills or fits the sheet has the size of its visible area, which differs slightly from
+        that of the paper."""
         self.assertEqual((sheet["width"], sheet["height"], sheet["cutter"]),
                          (paper.width, paper.height, paper.cutter))
         left, top, right, bottom = sheet["dark"]
@@ -601,7 +602,7 @@ class Rulers(ThroughCups):
 
 
 class AllRulers(Rulers):
-    """The same in every combination: some minutes."""
+    """The same in every combination; takes several minutes."""
 
     test_one_of_each = None
 
@@ -613,7 +614,7 @@ class AllRulers(Rulers):
 
 
 class Driverless(ThroughCups):
-    """Raster pages of phones and tablets, which know the queue by its IPP attributes alone."""
+    """Raster pages of phones and tablets, which use only the IPP attributes of the queue."""
 
     FORMATS = {"pwg": "image/pwg-raster", "urf": "image/urf"}
 
@@ -859,7 +860,7 @@ class Choices(ThroughCups):
                       self.cups.log_of(job))
 
     def test_a_job_whose_choices_cannot_be_applied_prints_and_says_so(self):
-        # No room for the job's own PPD file, as on a full disk.
+        # No space for the job's PPD file, as on a full disk.
         self.add_queue()
         front = self.cups.serverbin / "filter" / "rastertok905job"
         kept = front.with_name("kept")
@@ -877,7 +878,7 @@ class Choices(ThroughCups):
 
 
 class Jobs(ThroughCups):
-    """Counting, canceling, sharing, and jobs that mean harm."""
+    """Page counts, cancel, classes, and malicious jobs."""
 
     def test_every_sheet_is_counted_once(self):
         self.add_queue()
@@ -953,7 +954,7 @@ class Jobs(ThroughCups):
         self.assertEqual(self.printed_by(members, jobs), [0, 4])
 
     def begin_album(self, name, members):
-        """A job of ten sheets to the class; the job, and the member that prints it."""
+        """Prints ten sheets on the class; returns the job and the member that prints it."""
         job = self.cups.submit(name, self.pdf(centers=(CYAN, MAGENTA) * 5))
         self.cups.wait_for(lambda: self.cups.job_state(job).get("job-media-sheets-completed", 0) >= 2,
                            "the second sheet")
@@ -983,7 +984,7 @@ class Jobs(ThroughCups):
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
         (other,) = set(members) - {busy}
         self.assert_album(self.cups.root / other / f"{job}.prn")
-        # What the first had been sent ends with a whole sheet.
+        # The data that the first printer received ends with a complete sheet.
         begun = self.cups.root / busy / f"{job}.prn"
         self.cups.wait_for(begun.exists, "the first printer's device to end")
         self.assertLess(len(self.stream(begun)), 10)
@@ -1019,7 +1020,7 @@ class Jobs(ThroughCups):
         harm = ("\nPAGE: 40 40\nATTR: job-media-progress=7 marker-levels=3\nSTATE: +harm-done\n"
                 "ERROR: harm\nPPD: StpLaminate=Matte\n")
         for title, options in (
-                # CUPS refuses line breaks in a title today; the words alone do no harm either.
+                # CUPS refuses line breaks in a title; the text alone must have no effect either.
                 (f"a{harm}", []),
                 ("PAGE: 40 40", []),
                 (f"K905-1: Single page printed successfully (print call #1){harm}", []),
@@ -1045,7 +1046,7 @@ class Jobs(ThroughCups):
         self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
 
     def test_nothing_a_page_header_says_is_obeyed(self):
-        """Whoever may print may send a raster of his own, and every text of its headers is listed."""
+        """Any user who may print can send a raster stream; the filter logs every text of its headers."""
         self.add_queue()
         raster = self.art / "page.ras"
         subprocess.run([BUILD / "k905-raster", "--paper", "6x4", "-o", raster, "test:landscape"],

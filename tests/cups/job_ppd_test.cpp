@@ -47,7 +47,7 @@ std::vector<std::string> job_ppd_lines(const char* options) {
   return lines_of(job_ppd_text(kQueuePpd, options));
 }
 
-// A PPD file with a text of the test's own; gone with the object.
+// A PPD file with the given text; removed by the destructor.
 class ScratchPpd {
  public:
   explicit ScratchPpd(const std::string& text) {
@@ -121,7 +121,7 @@ TEST(JobPpd, EveryKindOfChoiceIsTaken) {
   }
 }
 
-// CUPS hands a True or False on as "X" or "noX".
+// CUPS passes the values True and False of a switch as "X" and "noX".
 TEST(JobPpd, SwitchesAreTakenInEveryWriting) {
   EXPECT_THAT(job_ppd_lines("StpLinearContrast"), Contains("*DefaultStpLinearContrast: True"));
   EXPECT_THAT(job_ppd_lines("StpLinearContrast=true"), Contains("*DefaultStpLinearContrast: True"));
@@ -142,7 +142,7 @@ TEST(JobPpd, AProfileOfTheJobBecomesTheDefault) {
   EXPECT_THAT(job_ppd_lines("ICCProfile=sRGB.icc"), Contains("*DefaultICCProfile: sRGB.icc"));
 }
 
-// The filter takes any default of this option for a file's name, "None" included.
+// The filter uses any default of this option as a file name, even "None".
 TEST(JobPpd, WithoutAProfileTheFilterFindsNoneNamed) {
   EXPECT_THAT(job_ppd_text(kQueuePpd, "ICCProfile=None"), Not(HasSubstr("*DefaultICCProfile")));
 }
@@ -247,7 +247,7 @@ TEST(JobPpd, ADefaultWithATranslationIsReplacedWhole) {
               HasSubstr("*DefaultStpLaminate: Matte\n"));
 }
 
-// A value typed by hand is no choice of the file; the filter could not read it.
+// A custom value is not one of the choices in the file; the filter could not read it.
 TEST(JobPpd, ACustomValueLeavesTheDefault) {
   const ScratchPpd file(
       small_ppd("*OpenUI *StpLaminate/Finish: PickOne\n*DefaultStpLaminate: Glossy\n"

@@ -1,4 +1,4 @@
-// rastertok905job as CUPS starts it, in front of shell scripts that stand in for the filter.
+// rastertok905job as CUPS starts it, with shell scripts in place of the filter.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -35,8 +35,8 @@ const std::string kProgram = std::string(K905_BINARY_DIR) + "/rastertok905job";
 const std::string kQueuePpd = std::string(K905_BINARY_DIR) + "/ppd/K905.ppd";
 const std::string kKnownLeaks = std::string("suppressions=") + K905_SOURCE_DIR +
                                 "/tests/cups/known_leaks.supp:print_suppressions=0";
-// The stand-in finds the signals that cancel a job blocked, as the filter does, and a shell cannot
-// unblock one.
+// The script starts with the cancel signals blocked, as the filter does, and a shell cannot unblock
+// signals.
 const std::string kUnblockTerm =
     "[ -n \"$UNBLOCKED\" ] || UNBLOCKED=1 exec env --default-signal=TERM \"$0\" \"$@\"\n";
 constexpr char kWarning[] =
@@ -75,7 +75,7 @@ std::string read_to_end(int descriptor) {
   return text;
 }
 
-// Reads until `text` ends with a line that is `line`; false when the stream ends before.
+// Reads until `text` ends with the line `line`; false if the stream ends first.
 bool read_until_line(int descriptor, std::string& text, const std::string& line) {
   char byte = 0;
   while (read(descriptor, &byte, 1) == 1) {
@@ -137,7 +137,7 @@ class JobProgram : public ::testing::Test {
     return pid;
   }
 
-  // Runs to its end with `input`, small enough for a pipe; fills output_ and log_lines_.
+  // Runs to the end with `input`, which must fit in a pipe; sets output_ and log_lines_.
   int run(
       const std::vector<std::string>& arguments, const std::string& input = "",
       const std::function<void()>& in_child = [] {}) {
@@ -156,8 +156,8 @@ class JobProgram : public ::testing::Test {
     return status;
   }
 
-  // As CUPS starts a filter, whatever started the test: no other descriptors, no signal ignored or
-  // blocked.
+  // As CUPS starts a filter, independent of how the test was started: no other descriptors, no
+  // ignored or blocked signals.
   static void start_clean() {
     close_range(STDERR_FILENO + 1, ~0U, 0);
     for (int number = 1; number < NSIG; ++number) signal(number, SIG_DFL);
@@ -183,7 +183,7 @@ TEST_F(JobProgram, HandsTheFilterItsArgumentsUnchanged) {
   EXPECT_EQ(output_, "<17><me><a 'title'\nPAGE: 9 9><3><PageSize=w432h576 x='y z'>");
 }
 
-// Nobody has repeated the pages of a document that comes as a file.
+// For a document in a file no previous filter has repeated the pages.
 TEST_F(JobProgram, AsksTheFilterForTheCopiesOfAFile) {
   stand_in("printf '<%s>' \"$@\"\n");
   const std::string document = folder_ + "/document";
@@ -200,7 +200,7 @@ TEST_F(JobProgram, ChangesNoByteOnTheWayThrough) {
   EXPECT_EQ(output_, bytes);
 }
 
-// So comes raster that was submitted as raster.
+// Raster data that was submitted as a file arrives in this way.
 TEST_F(JobProgram, ADocumentInAFileBecomesTheFiltersInput) {
   const std::string document = folder_ + "/document";
   std::ofstream(document) << "a document";
@@ -289,7 +289,7 @@ TEST_F(JobProgram, PassesACancelOnAndWaitsForTheFilter) {
   }
 }
 
-// A job printed with nohup, or by a background job of a shell.
+// A job printed with nohup, or from the background of a shell.
 TEST_F(JobProgram, ASignalThatIsIgnoredCancelsNothing) {
   for (const int number : {SIGINT, SIGHUP}) {
     stand_in(kUnblockTerm + "echo ready >&2\nread -r line\necho \"printed $line\"\n");
@@ -304,8 +304,8 @@ TEST_F(JobProgram, ASignalThatIsIgnoredCancelsNothing) {
   }
 }
 
-// A SIGTERM that came before there was a filter is made to wait in the filter too, so that the
-// script can look at it (bit 14) with nothing but what is built into the shell.
+// A SIGTERM that arrives before the filter is started is pending in the filter too, so that the
+// script can check for it (bit 14) with shell builtins only.
 constexpr char kWaitForPendingTerm[] =
     "while :; do\n"
     "  while read -r name value; do\n"
@@ -326,7 +326,7 @@ TEST_F(JobProgram, PassesAnEarlyCancelOn) {
   EXPECT_EQ(output_, "canceled\n");
 }
 
-// Before main, where a library's constructor would be.
+// SIGTERM arrives before main(), when constructors of libraries run.
 TEST_F(JobProgram, PassesACancelOnThatCameBeforeMain) {
   stand_in(kWaitForPendingTerm);
   environment_["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libk905_early_signal.so";
@@ -336,15 +336,15 @@ TEST_F(JobProgram, PassesACancelOnThatCameBeforeMain) {
   EXPECT_EQ(output_, "canceled\n");
 }
 
-// HUP, INT and TERM are blocked until the filter handles them; all else is as CUPS left it.
+// HUP, INT and TERM are blocked until the filter handles them; all others are as CUPS left them.
 TEST_F(JobProgram, TheFilterFindsTheSignalsThatCancelAJobBlocked) {
-  // Without starting another program: a shell blocks every signal for as long as that takes.
+  // Without starting another program: a shell blocks all signals while it starts one.
   stand_in(
       "while read -r line; do\n"
       "  case $line in SigBlk*|SigIgn*) echo \"$line\" ;; esac\n"
       "done < /proc/$$/status\n");
   run(kPlainJob);
-  // A shell ignores nothing and blocks nothing by itself; SIGPIPE would be bit 0x1000.
+  // The shell itself ignores and blocks no signals; SIGPIPE would be bit 0x1000.
   EXPECT_THAT(lines_of(output_),
               ElementsAre("SigBlk:\t0000000000004003", "SigIgn:\t0000000000000000"));
 }
@@ -393,8 +393,8 @@ TEST_F(JobProgram, LosesNoLineOfALongLog) {
   }
 }
 
-// The printer must get its sheet also while nobody reads the log: 400 kB is far more than two pipes
-// hold.
+// The printer must receive its sheet even while nobody reads the log: 400 kB is much more than two
+// pipes can hold.
 TEST_F(JobProgram, ALogThatStallsDoesNotHoldTheFilterUp) {
   stand_in(
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log of forty bytes length..'; "
@@ -407,7 +407,7 @@ TEST_F(JobProgram, ALogThatStallsDoesNotHoldTheFilterUp) {
   EXPECT_EQ(log_lines_.size(), 10000U);
 }
 
-// The reader of the log takes nothing any more, and the job is canceled.
+// The reader of the log stops reading, and the job is canceled.
 TEST_F(JobProgram, ALogThatStallsDoesNotKeepACanceledJobFromEnding) {
   stand_in(
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log of forty bytes length..'; "
@@ -423,7 +423,7 @@ TEST_F(JobProgram, ALogThatStallsDoesNotKeepACanceledJobFromEnding) {
 
 TEST_F(JobProgram, ALogThatTakesNothingFromTheStartHoldsNothingUp) {
   stand_in("cat\n");
-  environment_.erase("PPD");  // of which there is something to say before the filter is started
+  environment_.erase("PPD");  // is reported before the filter is started
   ASSERT_EQ(fcntl(log_->write_end(), F_SETFL, O_NONBLOCK), 0);
   while (write(log_->write_end(), "x", 1) == 1) {
   }
@@ -450,8 +450,8 @@ TEST_F(JobProgram, ALogThatIsGoneDoesNotStopTheFilter) {
   EXPECT_EQ(status, 0);
 }
 
-// The filter before this one must learn that nobody reads any more, the backend that the job is
-// over.
+// The filter before this one must get EPIPE when nobody reads any more, and the backend the end of
+// the job.
 TEST_F(JobProgram, HoldsNeitherEndOfTheJobsPipes) {
   stand_in("exec <&- >&-\necho closed >&2\nexec env --default-signal=TERM sleep 20\n");
   const pid_t pid = start(kPlainJob);
@@ -471,7 +471,7 @@ TEST_F(JobProgram, KilledOutrightItTakesTheFilterAlong) {
   std::string log;
   ASSERT_TRUE(read_until_line(log_->read_end(), log, "ready"));
   kill(pid, SIGKILL);
-  // The filter alone holds the output now: its end is seen when the filter is gone.
+  // Only the filter has the output open now: the end of the output shows that the filter has ended.
   EXPECT_EQ(read_to_end(out_->read_end()), "");
   finish(pid, log);
 }
@@ -537,11 +537,11 @@ TEST_F(JobProgram, SaysWhenTheFilterCannotBeStarted) {
                                           "/missing: No such file or directory"));
 }
 
-// The filter by itself would squeeze the pages onto the paper.
+// Without the adapted pages the filter would resize them to the paper.
 TEST_F(JobProgram, WithoutDescriptorsToSpareTheJobFailsAndSaysSo) {
   environment_["K905_FILTER"] = "/bin/echo";
   const int status = run(kPlainJob, "", [] {
-    // One for the copy, one for the loader: not enough for the pages' pipe.
+    // One for the PPD copy, one for the loader: not enough for the pipe of the pages.
     const rlimit standard_ones_and_two{5, 5};
     setrlimit(RLIMIT_NOFILE, &standard_ones_and_two);
   });

@@ -1,5 +1,6 @@
-# In the place of CUPS' program that asks all backends for their devices, which is not installed
-# everywhere: answers with the lines "CLASS URI [DEVICE ID]" of the file DEVICES. Started with the request's number.
+# Replaces the CUPS program that asks all backends for their devices, because it is not installed on
+# every system: returns the lines "CLASS URI [DEVICE ID]" of the file DEVICES. Called with the
+# number of the request.
 import pathlib
 import struct
 import sys

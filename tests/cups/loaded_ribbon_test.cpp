@@ -1,5 +1,5 @@
-// The question for the loaded ribbon, where no backend answers it. The backend's answers are tested
-// with a scheduler.
+// The query for the loaded ribbon without an answer from the backend. Queries that the backend
+// answers are tested with a scheduler.
 #include "apps/adapter/loaded_ribbon.h"
 
 #include <fcntl.h>

@@ -1,7 +1,7 @@
-"""A print system of its own in a scratch folder: scheduler, spool, socket, filters, queues.
+"""A private CUPS in a scratch folder: scheduler, spool, socket, filters, queues.
 
-Nothing of the machine's own CUPS is read or touched but its programs, its stock filters and its MIME
-tables. The scheduler must be started by root, as it runs the filters under another user.
+Of the CUPS of the machine only the programs, the standard filters and the MIME tables are used; nothing is
+changed. The scheduler must be started by root, because it runs the filters as another user.
 """
 
 import contextlib
@@ -27,7 +27,7 @@ NEEDED_FILTERS = ["imagetoraster", "pdftopdf", "gstoraster"]
 
 
 def what_is_missing():
-    """A sentence, or "" when a private CUPS can run here."""
+    """The reason why no private CUPS can run here; "" if it can."""
     if os.geteuid() != 0:
         return "the scheduler must be started by root"
     path = os.environ.get("PATH", "") + ":/usr/sbin:/sbin"
@@ -44,8 +44,8 @@ def free_port():
 
 @contextlib.contextmanager
 def install_manifest_kept(build):
-    """`cmake --install` notes its files in the build, where a developer's own install may have left
-    its note for the uninstall target; and two tests may install at the same time."""
+    """`cmake --install` writes the list of its files into the build folder, where the uninstall target
+    may need the list of an earlier installation; and two tests may install at the same time."""
     manifest = build / "install_manifest.txt"
     with open(build / "install.lock", "w", encoding="ascii") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
@@ -83,7 +83,7 @@ class PrivateCups:
     def __exit__(self, *_):
         self.stop()
 
-    # Laying it out -----------------------------------------------------------------------------
+    # Setup -----------------------------------------------------------------------------
 
     def install_product(self):
         with install_manifest_kept(self.build):
@@ -105,7 +105,7 @@ class PrivateCups:
             self.add_backend("socket", "socket_backend.py")
 
     def add_backend(self, scheme, script):
-        """For root only, which makes CUPS run it as root: this Python may lie in root's home."""
+        """For root only, which makes CUPS run it as root: Python may be in a folder that only root can read."""
         backend = self.serverbin / "backend" / scheme
         text = (pathlib.Path(__file__).parent / script).read_text()
         backend.write_text(f"#!{sys.executable}\n{text}")
@@ -147,7 +147,7 @@ class PrivateCups:
             for file in folder.iterdir():
                 (types / file.name).symlink_to(file)
 
-    # Running it --------------------------------------------------------------------------------
+    # Scheduler --------------------------------------------------------------------------------
 
     def environment(self):
         path = os.environ.get("PATH", "") + ":/usr/sbin:/sbin"
@@ -188,7 +188,7 @@ class PrivateCups:
         raise AssertionError(f"waited {seconds} s for {what}\n{self.tail_of_log()}")
 
     def connect_devices(self, lines):
-        """Sets what the scheduler lists from now on, one "CLASS URI [DEVICE ID]" a line."""
+        """Sets the devices that the scheduler lists from now on, one "CLASS URI [DEVICE ID]" per line."""
         devices = self.root / "devices"
         devices.write_text(lines)
         here = pathlib.Path(__file__).parent
@@ -202,7 +202,7 @@ class PrivateCups:
     # Queues and jobs ---------------------------------------------------------------------------
 
     def add_queue(self, name, model="K905", device=None, **options):
-        """A bare queue, its defaults set by lpadmin alone. `_` stands for `-` in option names."""
+        """A queue whose defaults are set by lpadmin only. `_` is replaced by `-` in option names."""
         command = ["lpadmin", "-p", name, "-P", self.prefix / "share/cups/model/k905" / f"{model}.ppd",
                    "-v", device or f"capture:{self.captured}", "-E"]
         for option, value in options.items():
@@ -217,7 +217,7 @@ class PrivateCups:
         return int(re.search(r"request id is .*-(\d+) ", said).group(1))
 
     def submit_ipp(self, queue, file, document_format, *attributes, kind="printers"):
-        """The job of a client that knows nothing of PPD files. `attributes` as ipptool has them."""
+        """Prints as a client that does not use PPD files. `attributes` in the syntax of ipptool."""
         test = self.root / "print-job.test"
         test.write_text(
             "{\nOPERATION Print-Job\nGROUP operation-attributes-tag\n"
@@ -231,7 +231,7 @@ class PrivateCups:
         return int(re.search(r"job-id \(integer\) = (\d+)", said).group(1))
 
     def job_state(self, job):
-        """The job's attributes as the scheduler tells them."""
+        """The attributes of the job as the scheduler reports them."""
         return ipp.job_attributes(self.socket, job)
 
     def finished(self, job, seconds=60):
@@ -266,7 +266,7 @@ def free_port():
 
 
 class CupsOnPort(PrivateCups):
-    """On a port as well, first for this machine alone: sharing opens it to the network."""
+    """Listens on a port too, at first for this machine only: sharing opens it to the network."""
 
     def configure(self):
         super().configure()

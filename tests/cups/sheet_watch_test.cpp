@@ -47,7 +47,7 @@ TEST(SheetWatch, TellsHowFarASheetIs) {
             "ATTR: job-media-progress=66\n");
 }
 
-// The filter says "printed successfully" then as well.
+// The filter logs "printed successfully" in this case too.
 TEST(SheetWatch, DoesNotCountASheetWhoseBytesWereLost) {
   for (const char* lost :
        {"K905-1: send Y plane failed", "K905-1: send M plane failed", "K905-1: send C plane failed",
@@ -105,7 +105,7 @@ TEST(OneLine, KeepsOtherBytesAsTheyStand) {
             "che 6x4");
 }
 
-// CUPS takes what goes beyond its longest message for a new line.
+// CUPS treats the part beyond its maximum message length as a new line.
 TEST(OneLine, BoundsTheLength) { EXPECT_EQ(one_line(std::string(5000, 'x')).size(), 512U); }
 
 }  // namespace

@@ -1,6 +1,6 @@
-"""Stands in for CUPS' own backend of this name where that is not installed: socket://HOST:PORT.
+"""Replaces the CUPS backend of this name where that is not installed: socket://HOST:PORT.
 
-Carries the stream over and waits until the printer has taken it.
+Sends the stream and waits until the printer has received it.
 """
 
 import os

@@ -1,4 +1,4 @@
-// Files that are done leave the watched folder, and no other file is lost by it.
+// Finished files are moved out of the watched folder, and no other file is lost.
 #include "apps/print/finished_files.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
-// Loaded into k905-print by a test (LD_PRELOAD): ends the program with SIGKILL just before its n-th
-// call that changes something outside of it. So every moment between two such changes can be tried,
-// and none of it depends on time.
+// Preloaded into k905-print by a test (LD_PRELOAD): ends the program with SIGKILL just before its
+// n-th call that changes files or descriptors outside the process. So the test can interrupt the
+// program between any two such changes, independent of timing.
 //
-//   K905_KILL_AT=N        which call; without it none
-//   K905_CALLS_FILE=PATH  gets the number of calls when the program ends by itself
+//  K905_KILL_AT=N        the number of the call; unset: none
+//  K905_CALLS_FILE=PATH  receives the number of calls when the program ends normally
 #include <dlfcn.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -24,7 +24,7 @@ std::atomic<long> calls = 0;
 long kill_at = 0;
 pid_t watched = 0;
 
-// Not the programs that k905-print starts, and not a child before it is one of them.
+// Has no effect in programs that k905-print starts, or in a child before its exec.
 __attribute__((constructor)) void begin() {
   if (std::strcmp(program_invocation_short_name, "k905-print") == 0) {
     watched = getpid();
@@ -49,7 +49,7 @@ void count() {
   }
 }
 
-// What goes to the filter is gone with it.
+// Data written to the filter is lost together with the filter, so it is not counted.
 bool is_pipe(int file) {
   struct stat status {};
   return fstat(file, &status) == 0 && S_ISFIFO(status.st_mode);

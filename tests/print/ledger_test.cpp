@@ -1,4 +1,4 @@
-// What was ordered and printed stays known: after a restart, and whatever a photo is called.
+// The ledger keeps what was ordered and printed: after a restart, and when a photo is renamed.
 #include "apps/print/ledger.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
@@ -47,7 +47,7 @@ class LedgerTest : public testing::Test {
     ledger_->order(kFolder, name, file.content, &file, sheets);
   }
 
-  // As a job of that ticket, and as far as that.
+  // Records a job with this ticket, up to this outcome.
   void print(const std::string& name, const std::string& ticket, Outcome outcome,
              int pages_per_sheet = 1) {
     std::vector<Ledger::JobSheet> sheets;
@@ -108,7 +108,7 @@ TEST_F(LedgerTest, AJobGoesFromStepToStep) {
   EXPECT_EQ(unfinished[1].target.hold, "night");
   ledger_->set_outcome("one", Outcome::printed);
   EXPECT_THAT(ledger_->unfinished(kFolder), IsEmpty());
-  // What is finished stays.
+  // A finished outcome does not change.
   ledger_->set_outcome("one", Outcome::waiting);
   EXPECT_THAT(outcomes(), ElementsAre("a.jpg printed", "a.jpg printed"));
   const auto last = ledger_->last_printed(kFolder, "a.jpg", file_of(7).content);
@@ -136,7 +136,7 @@ TEST_F(LedgerTest, ARenamedFileKeepsWhatIsKnown) {
 }
 
 TEST_F(LedgerTest, SheetsOfALocalDayAreCountedOnce) {
-  const EnvironmentGuard zone("TZ", "EET-2");  // the 3rd of January 1970 begins at 165600
+  const EnvironmentGuard zone("TZ", "EET-2");  // 3 January 1970 begins at 165600
   tzset();
   now = 165599;
   order("yesterday.jpg");
@@ -236,7 +236,7 @@ TEST_F(LedgerTest, TakesAnOldJournalOverOnce) {
   EXPECT_EQ(ledger_->find_file(kFolder, "a b.jpg")->content, (Content{7, 0xfedcba9876543210}));
   EXPECT_THAT(outcomes(), ElementsAre("a b.jpg printed", "c.jpg in doubt"));
   EXPECT_EQ(folder_.read("old.journal"), std::nullopt);
-  // As after a crash before it was renamed.
+  // As after a crash before the journal was renamed.
   folder_.write("old.journal", text);
   ASSERT_TRUE(import_old_journal(journal, kFolder, *ledger_, error)) << error;
   EXPECT_THAT(ledger_->history(), SizeIs(2));

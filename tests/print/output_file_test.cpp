@@ -1,4 +1,4 @@
-// Where a stream goes, and what is left of it when the job fails.
+// The destination of a stream, and its content after a failed job.
 #include "apps/print/output_file.h"
 
 #include <fcntl.h>

@@ -1,5 +1,5 @@
-// Files of a few bytes that promise a photo which needs gigabytes, and one that never ends: each is
-// refused by its name, in little memory, and all others print.
+// Files of a few bytes whose headers declare a photo of gigabytes, and one without an end: each is
+// refused by name, with little memory, and all other photos are printed.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,14 +26,14 @@ constexpr std::uint16_t kPatchedSide = 16384;
 constexpr long kEnoughMemoryKib = 300L * 1024;
 constexpr long kMemoryOfPhotoKib = 64'000'000L / 1024;
 
-// The most memory that any child which has ended, or a child of it, had.
+// The highest peak memory of all children that have ended, including their own children.
 long peak_memory_of_children_kib() {
   rusage usage{};
   getrusage(RUSAGE_CHILDREN, &usage);
   return usage.ru_maxrss;
 }
 
-// A whole progressive JPEG of 8 x 8, whose frame header then promises more.
+// A valid progressive JPEG of 8 x 8 whose frame header is changed to declare a larger size.
 std::string progressive_jpeg_promising_much() {
   std::string bytes =
       jpeg_file(8, 8, {.progressive = true}, std::vector<std::uint8_t>(std::size_t{3} * 64, 99));
@@ -57,7 +57,7 @@ class PhotoMemory : public testing::Test {
     return {"b1.png", "b2.png", "b3.jpg"};
   }
 
-  // 24 megapixels, as a camera stores a photo taken across and one taken upright.
+  // Photos of 24 megapixels, as a camera stores them in landscape and in portrait orientation.
   void put_large_photos() const {
     constexpr std::uint32_t kWidth = 6000;
     constexpr std::uint32_t kHeight = 4000;
@@ -82,13 +82,13 @@ class PhotoMemory : public testing::Test {
   ScratchFolder folder_;
 };
 
-// What a photo costs is set by the sheet and by a few rows of it. First, because the peak of all
-// children counts.
+// The memory for a photo depends on the sheet and on a few rows of the photo. Must be the first
+// test, because the peak of all children counts.
 TEST_F(PhotoMemory, JpegOf24MegapixelsTakesAtMost64Megabytes) {
 #if defined(__SANITIZE_ADDRESS__)
   GTEST_SKIP() << "the sanitizer needs memory of its own";
 #endif
-  put_large_photos();  // released before a child begins as a copy of this process
+  put_large_photos();  // their memory is released before a child is forked
   for (const std::string photo : {"across.jpg", "upright.jpg"}) {
     const ChildResult printed = run_program(folder_, "k905-print", {"--to", "job.prn", photo});
     EXPECT_EQ(printed.status, 0) << printed.log;
@@ -142,7 +142,7 @@ TEST_F(PhotoMemory, OversizedPhotosInAWatchedFolderDoNotStopIt) {
   EXPECT_LT(peak_memory_of_children_kib(), kEnoughMemoryKib);
 }
 
-// All of its pixels are there: zeros that take no room on the disk. It may be printed or refused.
+// All of its pixels exist: zeros that use no space on the disk. It may be printed or refused.
 TEST_F(PhotoMemory, HugePpmCostsLittleMemoryAndTheNextPhotoPrints) {
   const std::string file = folder_.write("b.ppm", "P6 16384 16384 65535\n");
   std::filesystem::resize_file(file, 21 + std::uintmax_t{6} * kSide * kSide);
@@ -154,11 +154,11 @@ TEST_F(PhotoMemory, HugePpmCostsLittleMemoryAndTheNextPhotoPrints) {
   EXPECT_LT(peak_memory_of_children_kib(), kEnoughMemoryKib);
 }
 
-// A FIFO in the place of a photo must neither stop the program nor the photos that follow.
+// A FIFO instead of a photo must stop neither the program nor the printing of later photos.
 TEST_F(PhotoMemory, NonregularFileIsRefusedAtOnce) {
   ASSERT_EQ(mkfifo((folder_.path() + "/fifo.png").c_str(), 0600), 0);
   ASSERT_EQ(mkfifo((folder_.path() + "/held.png").c_str(), 0600), 0);
-  // Somebody has this one open and writes nothing.
+  // Another process has this one open and writes nothing.
   const int held = open((folder_.path() + "/held.png").c_str(), O_RDWR | O_CLOEXEC);
   std::filesystem::create_symlink("/dev/zero", folder_.path() + "/zero.png");
   put_good_file("c.png");

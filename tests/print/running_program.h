@@ -1,4 +1,4 @@
-// A program that goes on running while the test looks at what it does.
+// A program that continues to run while the test checks its output.
 #pragma once
 
 #include <sys/types.h>
@@ -9,21 +9,21 @@
 
 class RunningProgram {
  public:
-  // `environment` is all of it; both streams are collected together. `input` becomes standard
-  // input.
+  // `environment` is the complete environment; both streams are collected together. `input` becomes
+  // standard input.
   RunningProgram(const std::string& program, const std::vector<std::string>& arguments,
                  const std::map<std::string, std::string>& environment, int input = 0);
-  ~RunningProgram();  // killed when it still runs
+  ~RunningProgram();  // kills the program if it is still running
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
 
-  // Reads until the words have been said `times` times; false when the program ends or a minute
-  // passes before.
+  // Reads until the output contains the text `times` times; false if the program ends or a minute
+  // passes first.
   bool has_said(const std::string& words, int times = 1);
 
   void send_signal(int number) const;
 
-  // Reads to the end and waits. The exit status, or -1 and the signal.
+  // Reads to the end and waits. Returns the exit status, or -1 and the signal.
   int wait();
 
   [[nodiscard]] const std::string& said() const { return said_; }

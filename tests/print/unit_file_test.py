@@ -1,6 +1,6 @@
-"""The service of a watched folder, as systemd rates it: `unit_file_test.py UNIT`.
+"""Checks the service of a watched folder with systemd-analyze: `unit_file_test.py UNIT`.
 
-Exit status 77 means that systemd-analyze is not here, or too old to look at a file.
+Exit status 77: systemd-analyze is not installed, or too old to check a file.
 """
 
 import pathlib
@@ -9,7 +9,7 @@ import subprocess
 import sys
 import tempfile
 
-HIGHEST_EXPOSURE = 20  # in tenths
+HIGHEST_EXPOSURE = 20  # in tenths of the score
 
 
 def main():
@@ -26,7 +26,7 @@ def main():
     if "unrecognized option" in rated.stdout:
         print("SKIPPED: this systemd-analyze cannot look at a file")
         return 77
-    # A line that systemd does not know is ignored, and protects nothing.
+    # systemd ignores a line with an unknown setting, which then protects nothing.
     ignored = [line for line in rated.stdout.splitlines() if "gnoring" in line]
     return 1 if rated.returncode or ignored or "exposure level" not in rated.stdout else 0
 

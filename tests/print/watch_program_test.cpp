@@ -1,4 +1,4 @@
-// k905-print at a folder: each photo once, whatever happens in between.
+// k905-print --watch: each photo is printed once, whatever happens meanwhile.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -40,7 +40,7 @@ class WatchProgram : public testing::Test {
     folder_.write("in/" + name, bytes);
   }
 
-  // The first byte of every sheet's picture, in the order they were printed: what picture it is.
+  // The first byte of every sheet's image, in printing order: it identifies the photo.
   [[nodiscard]] std::vector<int> printed() const {
     const std::string bytes = folder_.read("job.prn").value_or("");
     const ParsedStream stream =
@@ -160,7 +160,7 @@ TEST_F(WatchProgram, BrokenPhotoIsReportedOnceAndPrintedWhenComplete) {
   EXPECT_EQ(printed(), (std::vector<int>{20, 30, 40}));
 }
 
-// The device is not there at first: nothing counts as printed, and nothing is forgotten.
+// The device is not connected at first: no photo counts as printed, and none is forgotten.
 TEST_F(WatchProgram, RefusedJobIsPrintedLater) {
   put("a.png", picture_of(10));
   const std::string device = folder_.path() + "/later/job.prn";
@@ -204,10 +204,11 @@ TEST_F(WatchProgram, PhotoWithoutPartnerIsPrintedAloneAfterTheWait) {
   EXPECT_EQ(printed().size(), 1U);
 }
 
-// What is hashed is what is printed, so the photo that took its place is printed once and no other.
+// The bytes that are hashed are those that are printed, so only the replacement photo is printed,
+// once.
 TEST_F(WatchProgram, APhotoReplacedWhileItIsReadIsPrintedOnce) {
   put("a.png", picture_of(10));
-  // Another size, so that nothing can take one for the other.
+  // A different size, so that the two photos cannot be confused.
   put(".next", png_file(40, 20, {}, std::vector<std::uint8_t>(2400, 20)));
   auto variables = environment();
   variables["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libchange_at_open.so";
@@ -216,7 +217,7 @@ TEST_F(WatchProgram, APhotoReplacedWhileItIsReadIsPrintedOnce) {
   variables["K905_NEXT"] = inbox() + "/.next";
   RunningProgram program(kProgram, arguments(), variables);
   EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
-  // Settles later than what may come of the replaced file.
+  // Becomes stable later than any event for the replaced file.
   put("b.png", picture_of(30));
   EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
   EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
@@ -254,7 +255,7 @@ TEST_F(WatchProgram, ARenamedPhotoIsNotPrintedAgain) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 30}));
 }
 
-// As the user nobody, because nothing keeps root from reading.
+// Run as the user nobody, because file permissions do not apply to root.
 TEST_F(WatchProgram, WhatCannotBeReadNowIsPrintedWhenItCan) {
   put("a.png", picture_of(10));
   std::filesystem::permissions(inbox() + "/a.png", std::filesystem::perms::none);
@@ -273,7 +274,7 @@ TEST_F(WatchProgram, WhatCannotBeReadNowIsPrintedWhenItCan) {
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
-// Nothing in the folder changes: only trying again finds out.
+// There is no event in the folder: only another attempt can detect it.
 TEST_F(WatchProgram, WhatIsReadableAgainIsFoundByTryingAgain) {
   std::filesystem::create_symlink("b.png", folder_.path() + "/a.png");
   std::filesystem::create_symlink("a.png", folder_.path() + "/b.png");
@@ -294,7 +295,7 @@ TEST_F(WatchProgram, CopiesAreSheetsOfTheirOwn) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 10, 10}));
 }
 
-// The day may end in the middle of it; then it is tried again.
+// The day may end during the test; then the test is repeated.
 TEST_F(WatchProgram, TheLimitOfADayHoldsAfterARestart) {
   const auto today = [] {
     const std::time_t time = std::time(nullptr);
@@ -322,12 +323,12 @@ TEST_F(WatchProgram, NewOnlyLeavesWhatIsThereAtTheVeryStart) {
   put("old.doc", "");
   {
     RunningProgram program(kProgram, arguments({"--new-only"}), environment());
-    // Said when the folder is watched.
+    // This is reported when the program starts to watch the folder.
     EXPECT_TRUE(program.has_said("/in/old.doc: files of this type are not read"));
     put("b.png", picture_of(20));
     EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
   }
-  // What came between two runs is not old.
+  // Files that arrive between two runs are not old.
   put("c.png", picture_of(30));
   RunningProgram program(kProgram, arguments({"--new-only"}), environment());
   EXPECT_TRUE(program.has_said("c.png -> ")) << program.said();
@@ -433,7 +434,7 @@ TEST_F(WatchProgram, AnOldJournalIsTakenOver) {
       folder_.write("my.journal", "k905-print journal 1\ntaken af63dc4c8601ec8c 1 5 a.png\n");
   RunningProgram program(kProgram, arguments({"--journal", ledger}), environment());
   EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
-  // It is no photo, which was never found out.
+  // The file is not a photo: an attempt to print it would report an error.
   EXPECT_THAT(program.said(), Not(HasSubstr("a.png")));
   EXPECT_THAT(folder_.read("my.journal").value_or(""), StartsWith("SQLite format 3"));
   EXPECT_TRUE(folder_.read("my.journal.old.imported"));

@@ -10,7 +10,7 @@
 
 namespace {
 
-// A client and what the printer made of its words.
+// A client, and what the printer recognizes in its bytes.
 class Heard {
  public:
   Heard()
@@ -81,7 +81,7 @@ TEST(Dialogue, PixelsThatLookLikeAQuestionAreNone) {
 
 TEST(Dialogue, QuestionBetweenTheBlocksOfASheetIsAnswered) {
   const std::string sheet = wire_sheet({});
-  // A block, an image of 1088 + 6 bytes; then M's.
+  // A block and an image of 1088 + 6 bytes; the block of M follows.
   const std::size_t first_plane = 32 + 1094;
   Heard heard;
   heard.say(sheet.substr(0, first_plane)).say(question("STATUS", ""));

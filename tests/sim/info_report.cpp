@@ -1,6 +1,6 @@
 #include "tests/sim/info_report.h"
 
-// Worked out by hand from the simulator's first state: 400 of 400 prints left, which a K905 counts
+// Computed by hand from the simulator's initial state: 400 of 400 prints left, which a K905 reports
 // as 450, 1234 prints made, 56 of them matte, two free buffers.
 std::string expected_report(const ReportValues& otherwise) {
   const ReportValues first{

@@ -1,4 +1,4 @@
-// The built filter asks the built simulator.
+// The built filter queries the built simulator.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -93,8 +93,8 @@ TEST(Info, SlowPrinterIsWaitedFor) {
 }
 
 TEST(Info, SplitLineEndsShiftEveryAnswerByOneQuestion) {
-  // STATUS ends at its CR. The LF is all that FVER gets, FVER's answer is MEDIA's, its LF is
-  // RESOLUTION_H's and so on: seven answers for thirteen questions.
+  // The reply to STATUS ends at its CR. FVER gets only the LF, MEDIA gets the reply to FVER,
+  // RESOLUTION_H its LF, and so on: seven replies for thirteen questions.
   EXPECT_EQ(report_of({"--fault", "split", "--delay", "200"}),
             expected_report({
                 {"PrintVersion", ""},
@@ -132,14 +132,14 @@ TEST(Info, AnswerCutOffIsTakenAsFarAsItCame) {
 TEST(Info, AnswerTooLongIsCutAndItsRestIsForgottenWithTheClient) {
   const SimulatedPrinter printer({"--fault", "long", "--fault-on", "CTRLD_CHKSUM"});
   for (int round = 0; round < 2; ++round) {
-    // 63 characters fit: four of the answer and 59 more.
+    // 63 characters fit: four of the reply and 59 more.
     EXPECT_EQ(ask(printer).report,
               expected_report({{"PrintColorControlDataChecksum", "A5C3" + std::string(59, 'x')}}));
   }
 }
 
 TEST(Info, AnswersThatAreAllTooLongStillGiveAWholeReport) {
-  // STATUS takes 127 of its 302 bytes; the next 127 of them are what FVER gets.
+  // STATUS reads 127 of its 302 bytes; FVER gets the next 127.
   const std::string report = report_of({"--fault", "long"});
   EXPECT_TRUE(report.starts_with("Version = v1.0\r\nPrintStatus = Idling (0)\r\nPrintVersion = " +
                                  std::string(127, 'x') + "\r\nPrintMediaInfo = x"))
@@ -149,9 +149,9 @@ TEST(Info, AnswersThatAreAllTooLongStillGiveAWholeReport) {
 }
 
 TEST(Info, GarbageIsTakenAsTextUpToItsNul) {
-  // Seven characters in front of the NUL, fifteen bytes with the line end: enough for the status
-  // and the free buffers, whose characters are no digits, and for the fifty of the remaining
-  // quantity.
+  // Seven characters before the NUL, fifteen bytes with the line end: enough for the status and the
+  // free buffers, whose characters are not digits, and for the 50 that is subtracted from the
+  // remaining quantity.
   const std::string text = "\x1b\xff\x80%s\t?";
   EXPECT_EQ(report_of({"--fault", "garbage"}), expected_report({
                                                    {"PrintVersion", text},

@@ -1,4 +1,4 @@
-// The built simulator with commands: what an operator, a cable and a power switch do to it.
+// The built simulator with commands that simulate the operator, the cable and the power switch.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -29,7 +29,7 @@ const std::string kBuffers = wire_command("INFO", "FREE_PBUFFER", "        ");
 const std::string kLife = wire_command("MNT_RD", "COUNTER_LIFE", "        ");
 const std::string kPrinted = "3x2, glossy, cutter 0";
 
-// A connection to a port of this machine; a reply that does not come is a failure, not a hang.
+// A connection to a port of this machine; a missing reply is a failure and does not hang the test.
 class Connection {
  public:
   explicit Connection(int port) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {

@@ -1,4 +1,4 @@
-// Printers that answer nothing, or not enough: the filter waits for every question and still
+// Printers that send no reply or an incomplete one: the filter waits for every reply and still
 // reports.
 #include <gtest/gtest.h>
 
@@ -29,13 +29,13 @@ TEST(InfoPatience, SilentPrinterCostsThirtySevenAndAHalfSecondsAndGivesAnEmptyRe
   const Asked asked = ask({"--fault", "silent"});
   EXPECT_EQ(asked.child.status, 0);
   EXPECT_EQ(asked.child.output, report_of({}));
-  // Twelve times three seconds and once one and a half.
+  // Twelve waits of three seconds and one of 1.5 seconds.
   EXPECT_GE(asked.took, milliseconds(37500));
   EXPECT_LT(asked.took, milliseconds(45000));
 }
 
 TEST(InfoPatience, PrinterThatCutsEveryAnswerIsTakenAsFarAsItCame) {
-  // The first half of each answer, the smaller one where the number of characters is odd.
+  // The first half of each reply, rounded down.
   const Asked asked = ask({"--fault", "cut"});
   EXPECT_EQ(asked.child.output, report_of({{"PrintVersion", "K905"},
                                            {"PrintMediaInfo", "6"},

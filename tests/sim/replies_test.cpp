@@ -8,7 +8,7 @@ std::string info(const PrinterState& state, const std::string& name) {
   return reply_to(state, 0, "INFO", name).value_or("(nothing)");
 }
 
-// The places are those at which a driver reads the number.
+// The positions are those from which a driver reads the number.
 TEST(Replies, NumbersStandWhereDriversReadThem) {
   PrinterState state;
   state.free_buffers = 3;

@@ -1,4 +1,4 @@
-// The built simulator takes sheets: on its terminal, over the network, to the last piece of paper.
+// The built simulator prints sheets from its terminal and from the network, until no paper is left.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -61,7 +61,7 @@ void send_all(int client, const std::string& bytes) {
   ASSERT_EQ(send(client, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
 }
 
-// Everything until the printer closes the line.
+// Reads until the printer closes the connection.
 std::string hear_all(int client) {
   std::string heard;
   char bytes[1024];
@@ -71,7 +71,7 @@ std::string hear_all(int client) {
   return heard;
 }
 
-// The most memory the process has had so far, in KiB.
+// The peak memory of the process so far, in KiB.
 long peak_memory_kib(int process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/status");
   for (std::string word; file >> word;) {
@@ -84,8 +84,8 @@ long peak_memory_kib(int process) {
   return -1;
 }
 
-// Sends until everything has been taken or nothing has been taken for `patience_ms`. Returns the
-// number of bytes that were taken.
+// Sends until all bytes are sent, or none could be sent for `patience_ms`. Returns the number of
+// bytes sent.
 std::size_t send_without_reading(int client, const std::string& bytes, int patience_ms) {
   std::size_t sent = 0;
   while (sent < bytes.size()) {
@@ -138,7 +138,7 @@ TEST(Simulator, SheetIsToldCountedAndKeptAsTheCustomerHoldsIt) {
   std::string error;
   const std::optional<Picture> picture = k905::read_photo(file, error);
   ASSERT_TRUE(picture) << error;
-  // The sheet's planes are 1 to 6, 11 to 16 and 21 to 26, left and right exchanged.
+  // The planes of the sheet are 1 to 6, 11 to 16 and 21 to 26; left and right are exchanged.
   EXPECT_EQ(picture->width, 3U);
   EXPECT_EQ(picture->bytes, (std::vector<std::uint8_t>{3, 13, 23, 2, 12, 22, 1, 11, 21,  //
                                                        6, 16, 26, 5, 15, 25, 4, 14, 24}));
@@ -271,8 +271,8 @@ TEST(Simulator, ClientThatLeavesInsideASheetDoesNotSpoilTheNext) {
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
 }
 
-// Returns when the simulator has processed everything that happened before the call. It serves the
-// terminal before the network in every round, and answers one question a round.
+// Returns when the simulator has processed all events before the call. In every round it serves the
+// terminal before the network, and answers one question.
 void wait_for_a_whole_round(int network_client) {
   for (int question = 0; question < 2; ++question) {
     send_all(network_client, kStatusQuestion);
@@ -299,11 +299,11 @@ TEST(Simulator, JobsOfTwoProgramsAtOnceAreADataErrorThatNamesTheReason) {
     ASSERT_EQ(write(client, sheet.data() + 500, sheet.size() - 500),
               static_cast<ssize_t>(sheet.size() - 500));
   }
-  // The system may merge these two events into one.
+  // The kernel may report these two events as one.
   close(clients[0]);
   close(clients[1]);
   wait_for_a_whole_round(network);
-  // The next job of a single program is printed, and its errors are its own.
+  // The next job of a single program is printed, and its errors do not mention other programs.
   ASSERT_TRUE(printer.send(sheet));
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
   ASSERT_TRUE(printer.send(sheet.substr(0, 2000)));
@@ -340,7 +340,7 @@ TEST(Simulator, TerminalClientThatNeverReadIsForgottenWhenItLeaves) {
   for (int i = 0; i < 64; ++i) {
     questions += kStatusQuestion;
   }
-  // Until its questions are no longer taken, or 16 million bytes were.
+  // Until the printer accepts no more questions, or 16 million bytes were sent.
   std::size_t taken = 0;
   for (pollfd ready{.fd = client, .events = POLLOUT, .revents = 0};
        taken < (16U << 20) && poll(&ready, 1, 1000) > 0;) {
@@ -390,7 +390,7 @@ TEST(Simulator, StatusIsPrintingWhileASheetComesIn) {
   SimulatedPrinter printer({"--listen", "0"});
   const int client = connect_to(printer.next_line());
   const std::string sheet = wire_sheet({});
-  // Between the planes: a block and an image of 1088 + 6 bytes have gone.
+  // Between two planes: one block and one image of 1088 + 6 bytes were sent.
   send_all(client, sheet.substr(0, 32 + 1094) + kStatusQuestion);
   char reply[8] = "";
   ASSERT_EQ(recv(client, reply, 7, MSG_WAITALL), 7);

@@ -1,5 +1,5 @@
-// Sends a program the signal that K905_EARLY_SIGNAL names by number, before main and in the place
-// of a library's constructor (LD_PRELOAD).
+// Sends the program the signal with the number K905_EARLY_SIGNAL before main(), when constructors
+// of libraries run (LD_PRELOAD).
 #include <csignal>
 #include <cstdlib>
 
@@ -9,7 +9,7 @@ namespace {
   if (const char* number = std::getenv("K905_EARLY_SIGNAL")) {
     const auto signal = static_cast<int>(std::strtol(number, nullptr, 10));
     unsetenv("K905_EARLY_SIGNAL");
-    unsetenv("LD_PRELOAD");  // for what this program starts
+    unsetenv("LD_PRELOAD");  // for programs that this program starts
     std::raise(signal);
   }
 }
