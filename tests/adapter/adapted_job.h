@@ -1,5 +1,5 @@
-// Raster pages through the program in front of the filter and the filter itself, and the sheets as
-// a person sees them.
+// Sends raster pages through the program in front of the filter and the filter itself, and converts
+// the sheets to the visible image.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@ using Color = std::array<std::uint8_t, 3>;
 inline constexpr Color kWhite{255, 255, 255};
 inline constexpr Color kBlack{0, 0, 0};
 
-// What the printer would show, from the front.
+// The visible image, from the front.
 class SeenSheet {
  public:
   std::uint32_t width = 0;
@@ -29,7 +29,7 @@ class SeenSheet {
 
 struct AdaptedJob {
   std::string input;         // the raster stream
-  std::string options = "";  // as CUPS hands them on
+  std::string options = "";  // as CUPS passes them
   std::string title = "title";
   std::string copies = "1";
 };
@@ -40,20 +40,19 @@ struct AdapterResult {
   std::vector<SeenSheet> sheets = {};
 };
 
-// Runs the job on a K905 queue with its usual defaults. A broken printer stream is a failure of the
-// test.
+// Runs the job on a K905 queue with its usual defaults. A malformed printer stream fails the test.
 [[nodiscard]] AdapterResult run_adapted(const AdaptedJob& job);
 
-// A page of that many points and pixels, red, green and blue of 8 bits, white.
+// A white page of this size in points and pixels, RGB with 8 bits per color.
 [[nodiscard]] RasterPage drawn_page(float width_pt, float height_pt, unsigned width,
                                     unsigned height, unsigned dpi = 300, unsigned dpi_down = 300);
 
 void set_pixel(RasterPage& page, unsigned x, unsigned y, const Color& color);
 [[nodiscard]] Color pixel_of(const RasterPage& page, unsigned x, unsigned y);
-// Every pixel another, up to 4096 x 4096.
+// Makes every pixel different, up to 4096 x 4096.
 void number_pixels(RasterPage& page);
 
-// The smallest box around all pixels that are darker than half, the ends not included.
+// The bounding box of all pixels that are darker than half; right and bottom are exclusive.
 struct Box {
   std::uint32_t left = 0;
   std::uint32_t top = 0;

@@ -1,4 +1,4 @@
-// Which pixels a target pixel is made of, worked out by hand.
+// The source pixels of a target pixel, computed by hand.
 #include "apps/adapter/axis_map.h"
 
 #include <gtest/gtest.h>

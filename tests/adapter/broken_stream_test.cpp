@@ -1,4 +1,5 @@
-// Streams that end too early or are none: the filter must report what it would without the adapter.
+// Truncated streams, and input that is not raster data: the filter must report the same as without
+// the adapter.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -42,7 +43,7 @@ TEST(BrokenStream, PageCutInTheMiddleIsReportedAndNotPrinted) {
   EXPECT_THAT(result.log, Contains("K905-1: build_planes_resampled failed, abort page 2"));
 }
 
-// The last two rows are cropped; a page without them is cut short all the same.
+// The last two rows are cropped; a page without them still counts as truncated.
 TEST(BrokenStream, PageWithoutItsLastRowIsNotPrinted) {
   std::string stream = raw_raster_stream({drawn_page(432, 288, 1800, 1200)});
   stream.resize(stream.size() - 5400);

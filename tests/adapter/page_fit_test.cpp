@@ -1,5 +1,5 @@
-// Where a page goes on the sheet. Every paper and resolution is tried with the filter itself in
-// true_pages_test.cpp.
+// The position of a page on the sheet. true_pages_test.cpp tests every paper and resolution with
+// the filter itself.
 #include "apps/adapter/page_fit.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ TEST(PageFit, RotatesOnlyPagesWithTheOtherOrientation) {
   EXPECT_EQ(fitted(page_of(1500, 1500), place_of("w288h432")).rotation, PageFit::Rotation::none);
 }
 
-// A page across is mapped as it is: its columns are the sheet's rows.
+// A page that the filter rotates is mapped unrotated: its columns are the rows of the sheet.
 TEST(PageFit, PageThatTheFilterTurnsHasItsSidesExchanged) {
   const PageFit fit = fitted(page_of(1200, 1800), place_of("w288h432"));
   EXPECT_EQ(fit.columns.size(), 1240U);
@@ -80,8 +80,8 @@ TEST(PageFit, SheetOfTwoPagesHasAFrameForEach) {
   EXPECT_EQ(place.frames[1].height, 1197);
 }
 
-// A row of the fine resolution is half as high, but the bleeds keep their rows: 25 and 18 more are
-// seen than the paper has.
+// A row of the fine resolution is half as high, but the bleeds keep their number of rows: 25 and 18
+// more rows are visible than the paper has.
 TEST(PageFit, FrameOfTheFineResolutionIsThePaper) {
   const SheetPlace place = place_of("w288h432", "300x600dpi");
   ASSERT_EQ(place.frames.size(), 1U);
@@ -93,7 +93,7 @@ TEST(PageFit, FrameOfTheFineResolutionIsThePaper) {
 TEST(PageFit, BleedsOfTheUserMoveTheFrame) {
   const SheetPlace place =
       sheet_place({{"PageSize", "w432h576-div2"}, {"BleedTop", "1.0"}, {"BleedLeft", "1.0"}});
-  // The sheet is seen from 12 rows and columns further on; the frame's edge moves with it.
+  // The visible area starts 12 rows and columns later, and the edge of the frame moves with it.
   EXPECT_EQ(place.frames[0].top, 20);
   EXPECT_EQ(place.frames[0].height, 1185);
   EXPECT_EQ(place.frames[1].top, 1266);

@@ -1,11 +1,12 @@
-// Pages of which only a part is sent, as filters for photos do.
+// Pages that contain only a part of the sheet, as filters for photos send them.
 #include <gtest/gtest.h>
 
 #include "tests/adapter/adapted_job.h"
 
 namespace {
 
-// A dark raster on a portrait 6x4 page; the box in whole points from the lower left, as it is sent.
+// A dark raster on a portrait 6x4 page; the bounding box is in whole points from the lower left, as
+// in the header.
 RasterPage part_of_page(unsigned width, unsigned height, float left, float bottom, float right,
                         float top) {
   RasterPage page = drawn_page(288, 432, width, height);
@@ -22,7 +23,7 @@ Box box_of(const RasterPage& page) {
   return result.sheets.empty() ? Box{} : dark_box(result.sheets.front());
 }
 
-// A 4:1 panorama that fits the page: 1200 x 300 in the middle of 1200 x 1800, turned to the right.
+// A 4:1 panorama that fits the page: 1200 x 300 in the center of 1200 x 1800, rotated clockwise.
 TEST(PartialPage, InTheMiddleKeepsItsShapeAndIsCenteredToThePixel) {
   const Box box = box_of(part_of_page(1200, 300, 0, 180, 288, 252));
   EXPECT_EQ(box.left, 70U + 750U);
@@ -31,7 +32,7 @@ TEST(PartialPage, InTheMiddleKeepsItsShapeAndIsCenteredToThePixel) {
   EXPECT_EQ(box.bottom, 1222U);
 }
 
-// What is missing of a point is no reason to move the photo.
+// The photo does not move because the box is rounded to whole points.
 TEST(PartialPage, IsCenteredWhenItsBoxIsRoundedToPoints) {
   // 1198 x 298 pixels are 287.5 x 71.5 points.
   const Box box = box_of(part_of_page(1198, 298, 0, 180, 287, 251));
@@ -40,8 +41,8 @@ TEST(PartialPage, IsCenteredWhenItsBoxIsRoundedToPoints) {
 }
 
 TEST(PartialPage, StaysInItsCorner) {
-  // One inch square, an inch from the left, two from the bottom of the portrait page. Turned to the
-  // right, the left side of the page is up and its bottom is on the left.
+  // One inch square, an inch from the left, two from the bottom of the portrait page. After a
+  // clockwise rotation the left side of the page is at the top and its bottom is on the left.
   const Box box = box_of(part_of_page(300, 300, 72, 144, 144, 216));
   EXPECT_EQ(box.left, 70U + 600U);
   EXPECT_EQ(box.right, 70U + 900U);

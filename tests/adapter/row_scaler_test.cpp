@@ -1,4 +1,4 @@
-// Rows made from rows, against the same sums written down directly.
+// The row scaler, compared with the same sums computed directly.
 #include "apps/adapter/row_scaler.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// A document's title is no setting.
+// The title of a document does not change settings.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ TEST(Title, ThatReadsLikeASettingChangesNoColor) {
 }
 
 TEST(Title, ThatReadsLikeAFlagMakesNoCopies) {
-  // The number of copies follows the title.
+  // The argument after the title is the number of copies.
   RasterPage page = drawn_page(432, 288, 1800, 1200);
   const AdapterResult result =
       run_adapted({.input = raster_stream({page}), .title = "--copies", .copies = "5"});

@@ -1,5 +1,5 @@
-// Pages of the paper's size come out undistorted, in size and in place. All places are worked out
-// by hand from the papers' canvases and bleeds.
+// Pages of the paper's size are printed undistorted and in the correct position. All positions are
+// computed by hand from the canvases and bleeds of the papers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@ using ::testing::AllOf;
 using ::testing::Ge;
 using ::testing::Le;
 
-// Canvas size and white edges as they are seen from the front, and how a page of the paper's size
-// at 300 dpi is cropped: page row `first_row` (of the turned page) is the first that is seen.
+// Canvas size and white margins as seen from the front, and how a page of the paper's size at 300
+// dpi is cropped: row `first_row` (of the rotated page) is the first visible one.
 struct Paper {
   const char* option;  // PageSize
   float across_pt;
@@ -26,7 +26,7 @@ struct Paper {
   double dpi_across;
 };
 
-// From the front, left and right are exchanged.
+// Seen from the front, left and right are exchanged.
 constexpr Paper kPapers[] = {
     {"B7", 360, 252, 70, 50, 20, 1053, 360},
     {"w360h360", 360, 360, 70, 50, 23, 1502, 360},
@@ -48,7 +48,7 @@ RasterPage page_of(const Paper& paper, unsigned dpi = 300, unsigned dpi_down = 3
                     pixels(paper.down_pt, dpi_down), dpi, dpi_down);
 }
 
-// Across the paper, if it is not square.
+// Landscape, if the paper is not square.
 RasterPage turned_page_of(const Paper& paper) {
   return drawn_page(paper.down_pt, paper.across_pt, pixels(paper.down_pt, 300),
                     pixels(paper.across_pt, 300));
@@ -75,7 +75,7 @@ void fill_box(RasterPage& page, double left, double top, double width, double he
   }
 }
 
-// In inches, so that it is round on paper at any resolution.
+// In inches, so that it is a circle on paper at any resolution.
 void fill_circle(RasterPage& page, double center_across_in, double center_down_in,
                  double diameter_in) {
   for (unsigned y = 0; y < page.header.cupsHeight; ++y) {
@@ -105,7 +105,7 @@ TEST(TruePages, LandscapePhotoAppearsPixelByPixel) {
   EXPECT_EQ(sheet.at(900, 1222), kWhite);
 }
 
-// As the print system sends a landscape photo: turned to the left onto the portrait page.
+// As CUPS sends a landscape photo: rotated counterclockwise onto the portrait page.
 TEST(TruePages, PortraitPageIsTurnedRightPixelByPixel) {
   RasterPage page = drawn_page(288, 432, 1200, 1800);
   number_pixels(page);
@@ -142,7 +142,7 @@ TEST(TruePages, PageOneePointOffThePapersSizeIsNotResampled) {
 
 class TruePagesOnEveryPaper : public ::testing::TestWithParam<Paper> {
  protected:
-  // The circle's box on the sheet, in inches.
+  // The bounding box of the circle on the sheet, in inches.
   static void expect_round(const SeenSheet& sheet, double diameter_in, double rows_per_inch) {
     const Box box = dark_box(sheet);
     EXPECT_NEAR(box.width() / GetParam().dpi_across / diameter_in, 1.0, 0.005);
@@ -150,7 +150,7 @@ class TruePagesOnEveryPaper : public ::testing::TestWithParam<Paper> {
   }
 };
 
-// 800 pixels at 300 dpi. The upper quarter's middle is far from where a shared sheet is cut.
+// 800 pixels at 300 dpi. The center of the upper quarter is far from the cut of a shared sheet.
 constexpr double kDiameterIn = 800.0 / 300;
 double circle_center_in(const Paper& paper) {
   const bool two_pages = std::string(paper.option) == "w432h576-div2";
@@ -201,7 +201,7 @@ TEST_P(TruePagesOnEveryPaper, PassportBoxOfATurnedPageIsWithinAPixel) {
 
 TEST_P(TruePagesOnEveryPaper, CircleOnARotatedPageIsRoundAt600Dpi) {
   RasterPage page = turned_page_of(GetParam());
-  // A page that is turned has its upper half on the left.
+  // The upper half of a rotated page is on the left.
   fill_circle(page, circle_center_in(GetParam()), page.header.cupsHeight / 600.0, kDiameterIn);
   expect_round(only_sheet(page, option(GetParam(), "Resolution=300x600dpi")), kDiameterIn, 600);
 }
@@ -228,7 +228,7 @@ TEST_P(TruePagesOnEveryPaper, CornerMarksAreInTheCorners) {
   EXPECT_EQ(sheet.at(right, paper.top), marks[1]);
   EXPECT_EQ(sheet.at(right, bottom), marks[2]);
   EXPECT_EQ(sheet.at(paper.left, bottom), marks[3]);
-  // The filter repeats some rows and columns of the sheet of two pages, also at their edges.
+  // On a sheet of two pages the filter repeats some rows and columns, also at the edges.
   EXPECT_EQ(sheet.at(paper.left - 2, paper.top), kWhite);
   EXPECT_EQ(sheet.at(paper.left, paper.top - 2), kWhite);
   EXPECT_EQ(sheet.at(right + 2, bottom), kWhite);
@@ -242,9 +242,8 @@ INSTANTIATE_TEST_SUITE_P(Papers, TruePagesOnEveryPaper, ::testing::ValuesIn(kPap
                            return name;
                          });
 
-// Rows 0 to 1199 of the page are the upper sheet, rows 1200 to 2399 the lower one, cropped by the
-// two or so rows that every 6x4 sheet crops. The merge puts their visible rows on 20 to 1216 and on
-// 1278 to 2474.
+// Rows 0 to 1199 of the page are the upper sheet, rows 1200 to 2399 the lower one, each cropped
+// like any 6x4 sheet. The merge places their visible rows at 20 to 1216 and at 1278 to 2474.
 TEST(TruePages, HalvesOfACutSheetAreTwoPages) {
   RasterPage page = drawn_page(432, 576, 1800, 2400);
   fill_box(page, 0, 0, 1800, 1200);
@@ -273,7 +272,7 @@ TEST(TruePages, LowerHalfOfACutSheetBeginsWithItsOwnPage) {
 TEST(TruePages, BorderOfTheJobMovesThePageByHalfOfIt) {
   RasterPage page = drawn_page(432, 288, 1800, 1200);
   number_pixels(page);
-  // 1 mm is 12 pixels: 1185 rows are seen of 1200, of which 7 are cropped at the top.
+  // 1 mm is 12 pixels: 1185 of 1200 rows are visible, 7 are cropped at the top.
   const SeenSheet sheet = only_sheet(page, "PageSize=w288h432 BleedTop=1.0");
   EXPECT_EQ(sheet.at(500, 36), kWhite);
   EXPECT_EQ(sheet.at(500, 37), pixel_of(page, 430, 7));
@@ -286,7 +285,7 @@ TEST(TruePages, CopiesOfPagesGiveAllSheetsInOrder) {
     for (const std::uint8_t shade : {10, 200}) {
       RasterPage page = drawn_page(432, 288, 1800, 1200);
       std::fill(page.pixels.begin(), page.pixels.end(), shade);
-      // As some print systems do: the pages are there three times already.
+      // Some systems send each page three times themselves.
       page.header.NumCopies = 3;
       pages.push_back(page);
     }
@@ -300,7 +299,7 @@ TEST(TruePages, CopiesOfPagesGiveAllSheetsInOrder) {
 }
 
 TEST(TruePages, LargerPageFillsThePaperUnlessAskedToFit) {
-  // 8 x 4 inches on 6 x 4: filled, 6 of its 8 inches are seen; fitted, it is 3 inches high.
+  // 8 x 4 inches on 6 x 4: filled, 6 of its 8 inches are visible; fitted, it is 3 inches high.
   RasterPage page = drawn_page(576, 288, 2400, 1200);
   std::fill(page.pixels.begin(), page.pixels.end(), 0x00);
   const Box filled = dark_box(only_sheet(page, "PageSize=w288h432"));
@@ -326,7 +325,7 @@ TEST(TruePages, SmallerPageKeepsItsSizeUnlessAskedToFill) {
   EXPECT_EQ(filled.height(), 1197);
 }
 
-// k905-print makes such pages: the paper's own points and pixels.
+// k905-print makes pages with exactly the paper's size in points and pixels.
 TEST(TruePages, PageMadeForTheFilterPassesAsItIs) {
   RasterPage page = drawn_page(460.8F, 297.6F, 1844, 1240);
   number_pixels(page);

@@ -1,5 +1,5 @@
-// Every program with every choice of its three standard descriptors closed: no file that it opens
-// takes their place, so that a message ends up in a sheet or a pipe in the place of an answer.
+// Every program with every combination of its standard descriptors closed: no file that it opens
+// gets one of their numbers, so that no message is written into a sheet or into another file.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -25,7 +25,7 @@ struct ProgramRun {
   const char* name;
   const char* program;
   std::vector<std::string> arguments;
-  bool reads_input = false;  // without it there is nothing to do, and the exit status is 1
+  bool reads_input = false;  // without input the exit status is 1
   int status = 0;
 };
 
@@ -52,7 +52,7 @@ const ProgramRun kRuns[] = {
 
 std::string small_png() { return png_file(3, 2, {}, std::vector<std::uint8_t>(18, 90)); }
 
-// A folder with what the programs read.
+// Creates the files that the programs read.
 void prepare(const ScratchFolder& folder) {
   static const std::pair<std::string, std::string> made = [] {
     const ScratchFolder scratch;
@@ -99,7 +99,7 @@ ChildEnd run_with_closed(const ProgramRun& run, const ScratchFolder& folder, uns
   return wait_for_child(child);
 }
 
-// All files, but the log, which names process ids.
+// All files except the log, which contains process ids.
 std::map<std::string, std::string> files_in(const ScratchFolder& folder) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::directory_iterator(folder.path())) {
@@ -143,7 +143,7 @@ TEST_P(ClosedDescriptors, ChangeNoFile) {
 INSTANTIATE_TEST_SUITE_P(Programs, ClosedDescriptors, testing::ValuesIn(kRuns),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
-// It runs until it is ended, and keeps its state in a file.
+// This program runs until it is stopped, and keeps its state in a file.
 TEST(ClosedDescriptorsOfTheSimulator, ChangeNoFile) {
   const ProgramRun run{
       .name = "Simulator", .program = "k905-sim", .arguments = {"--state", "state"}};

@@ -31,7 +31,7 @@ std::vector<std::uint8_t> numbered(std::size_t count) {
   return bytes;
 }
 
-// Reads the bytes of a file; fails the test when they are no picture.
+// Decodes the bytes of a file; fails the test if this is not possible.
 Picture read_bytes(const std::string& bytes) {
   const ScratchFolder folder;
   std::string error;
@@ -196,8 +196,9 @@ TEST(PhotoJpeg, ProfileOfAnotherColorSpaceIsDropped) {
                   .icc_profile.empty());
 }
 
-// Seen upright:  1 2 3     Each case is how a camera stores it, with the first row and column
-//                4 5 6     as the orientation says. A gray PNG cannot hold an orientation, so each
+// Upright image:  1 2 3     Each case is stored as a camera stores it, with first row and column
+//                4 5 6     according to the orientation. A gray PNG cannot have an orientation, so
+//                each
 // pixel is a block of 8 x 8 in a JPEG file.
 TEST(PhotoJpeg, EveryOrientationShowsTheSameImage) {
   const struct {
@@ -351,7 +352,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, PhotoOfOtherPrograms,
                            return name;
                          });
 
-// --- what is not read
+// --- unsupported files
 
 TEST(PhotoOpen, OtherFormatsAreRefused) {
   const std::string formats = "not a photo in JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM";

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include <cstdio>
-// jpeglib.h wants stdio.h in front of it.
+// jpeglib.h requires stdio.h.
 #include <jpeglib.h>
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// Picture files of many kinds, made in memory by the libraries themselves.
+// Image files of many formats, created in memory by the libraries of the formats.
 #pragma once
 
 #include <cstdint>
@@ -6,24 +6,24 @@
 #include <vector>
 
 struct PngKind {
-  int color_type = 2;  // PNG's own number: 0 gray, 2 color, 3 palette, 4 and 6 with alpha
+  int color_type = 2;  // the number in PNG: 0 gray, 2 color, 3 palette, 4 and 6 with alpha
   int bits = 8;
   bool interlaced = false;
   std::vector<std::uint8_t> profile{};
 };
 
-// `rows` holds the samples as they are in the file: packed, 16 bits high byte first. A palette is
-// black, red, green, blue, the last one transparent.
+// `rows` contains the samples as they are in the file: packed, 16-bit samples with the high byte
+// first. A palette is black, red, green, blue; the last entry is transparent.
 std::string png_file(std::uint32_t width, std::uint32_t height, const PngKind& kind,
                      const std::vector<std::uint8_t>& rows);
 
-// A right PNG header that promises any size, and the beginning of pixels that never come.
+// A valid PNG header with any size, followed by only the beginning of the pixels.
 std::string png_without_pixels(std::uint32_t width, std::uint32_t height, const PngKind& kind = {});
 
 struct JpegKind {
-  int channels = 3;  // 1 gray, 3 color, 4 inks (with Adobe's mark, which means 255 is no ink)
+  int channels = 3;  // 1 gray, 3 color, 4 inks (with an Adobe marker: 255 is no ink)
   bool progressive = false;
-  bool arithmetic = false;    // coded so; otherwise by Huffman
+  bool arithmetic = false;    // arithmetic coding; otherwise Huffman
   int orientation = 0;        // 0: no EXIF
   bool little_endian = true;  // of the EXIF
   std::vector<std::uint8_t> profile{};
@@ -31,9 +31,9 @@ struct JpegKind {
 std::string jpeg_file(std::uint32_t width, std::uint32_t height, const JpegKind& kind,
                       const std::vector<std::uint8_t>& rows);
 
-// 400 bytes that look like a profile for "RGB ", "GRAY" or "CMYK" pictures.
+// 400 bytes that look like a profile for "RGB ", "GRAY" or "CMYK" images.
 std::vector<std::uint8_t> profile_for(const char* space);
 
 struct Picture;
-// The picture with its profile, to be shown as EXIF's `orientation` says.
+// The image with its profile and this EXIF orientation.
 std::string tiff_file(const Picture& picture, int orientation);

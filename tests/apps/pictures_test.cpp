@@ -1,4 +1,4 @@
-// Pictures in memory: written, scaled, fitted, drawn.
+// Images in memory: writing, scaling, fitting, drawing.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -99,7 +99,7 @@ TEST(SheetPicture, LeavesTheMirrorWhenAsked) {
   EXPECT_THAT(sheet_picture(two_by_one(), Mirror::leave).bytes, ElementsAre(1, 3, 5, 2, 4, 6));
 }
 
-// --- turning: what a camera stored in each of the eight ways
+// --- rotation: the eight EXIF orientations
 
 Picture gray_picture(std::uint32_t width, std::uint32_t height,
                      const std::vector<std::uint8_t>& bytes) {
@@ -113,10 +113,10 @@ Picture gray_picture(std::uint32_t width, std::uint32_t height,
 
 // --- sizes
 
-// 5000 + 12 pixels wide and a gap; a row is 20000 and a caption of 20 with a gap of 12: two rows
-// are 201 million pixels, three would be more than the 268 million that are made.
+// 5000 + 12 pixels wide with the gap; a row is 20000 high, with a caption of 20 and a gap of 12:
+// two rows have 201 million pixels, three would exceed the limit of 268 million.
 TEST(ContactSheetPicture, TooLargeImageIsRefusedBeforeAllocation) {
-  Picture tall;  // only the size is looked at
+  Picture tall;  // only the size is used
   tall.width = 5000;
   tall.height = 20000;
   ContactSheet sheet(1, 5000);
@@ -132,7 +132,7 @@ TEST(EightBitColors, SixteenBitsAreRoundedAndGrayIsAllThree) {
   gray.height = 1;
   gray.channels = 1;
   gray.bits = 16;
-  const std::uint16_t samples[] = {128 * 257 + 128, 128 * 257 + 129};  // the second nearer to 129
+  const std::uint16_t samples[] = {128 * 257 + 128, 128 * 257 + 129};  // second: nearer to 129
   gray.bytes.resize(4);
   std::memcpy(gray.bytes.data(), samples, 4);
   EXPECT_EQ(eight_bit_colors(gray).bytes,
@@ -163,7 +163,7 @@ TEST(Scaled, OnePlainColorStaysPlainAtAnySize) {
 }
 
 TEST(Scaled, NothingIsSkippedWhenAPictureShrinks) {
-  // One column in eight is white: an eighth of the size is the average everywhere.
+  // One of eight columns is white: at an eighth of the size every pixel is the average.
   Picture lines = gray_picture(800, 8, std::vector<std::uint8_t>(6400, 0));
   for (std::size_t i = 3; i < lines.bytes.size(); i += 8) {
     lines.bytes[i] = 240;
@@ -210,8 +210,8 @@ TEST(Fitted, StretchTouchesEveryPixel) {
 }
 
 TEST(Fitted, RowsOfHalfTheHeightKeepTheShape) {
-  // 4 x 8 pixels with rows twice as dense are a square: nothing of a square picture is cut, and
-  // nothing is left white.
+  // 4 x 8 pixels with twice the vertical resolution are a square: a square image is not cropped and
+  // has no white margin.
   const Picture square = gray_picture(2, 2, {10, 90, 10, 90});
   for (const Fit fit : {Fit::fill, Fit::whole}) {
     const Picture page = fitted(square, {4, 8}, fit, 2.0);
@@ -221,7 +221,7 @@ TEST(Fitted, RowsOfHalfTheHeightKeepTheShape) {
   }
 }
 
-// --- drawn pictures
+// --- drawn images
 
 TEST(TestPictures, EveryNameDrawsEverySize) {
   for (const TestPictureName& name : test_picture_names()) {

@@ -1,4 +1,4 @@
-// k905-preview as its users start it: a printer's stream in, pictures and lines out.
+// k905-preview as users start it: reads a printer stream, writes images and lines.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -108,7 +108,7 @@ TEST(PreviewProgram, AWidthReducesThePicture) {
   EXPECT_THAT(picture.bytes, testing::Each(77));
 }
 
-// Everything is gray 77 but the pixel at x, y as the customer sees it.
+// Every pixel is gray 77 except the one at x, y in the visible image.
 WireSheet marked_sheet(std::uint32_t height, std::uint32_t x, std::uint32_t y) {
   WireSheet sheet;
   sheet.width = 1920;
@@ -119,8 +119,8 @@ WireSheet marked_sheet(std::uint32_t height, std::uint32_t x, std::uint32_t y) {
   return sheet;
 }
 
-// Of a 6x4 canvas 70 columns on the left, 50 on the right, 25 rows above and 18 below are beyond
-// the paper.
+// Of a 6x4 canvas 70 columns on the left, 50 on the right, 25 rows at the top and 18 at the bottom
+// are outside the paper.
 TEST(PreviewProgram, MarginsOutsideThePaperAreShownOnlyWithCanvas) {
   const ScratchFolder folder;
   const std::string first = wire_sheet(marked_sheet(1240, 70, 25));
@@ -137,7 +137,7 @@ TEST(PreviewProgram, MarginsOutsideThePaperAreShownOnlyWithCanvas) {
   EXPECT_EQ(canvas.bytes[(25 * 1920 + 70) * 3], 0);
 }
 
-// Strips of the same canvas have margins of their own: 37 columns on the left, 9 on the right.
+// Strips of the same canvas have other margins: 37 columns on the left, 9 on the right.
 TEST(PreviewProgram, CutDistinguishesStripsFromASheet) {
   const ScratchFolder folder;
   WireSheet sheet = marked_sheet(1240, 37, 25);
@@ -150,7 +150,7 @@ TEST(PreviewProgram, CutDistinguishesStripsFromASheet) {
 
 TEST(PreviewProgram, TwoPagesThatShareASheetAreShownApart) {
   const ScratchFolder folder;
-  // The upper page is moved up by 5 rows, the lower one starts after 1240 - 5 + 18 of them.
+  // The upper page is moved up by 5 rows, the lower one starts after row 1240 - 5 + 18.
   EXPECT_EQ(preview(folder, {}, wire_sheet(marked_sheet(2498, 70, 25 - 5))).status, 0);
   Picture shown = picture_in(folder, "sheet-1.png");
   EXPECT_EQ(shown.height, 2U * 1197 + 24);

@@ -1,4 +1,4 @@
-// k905-preview --proof: sheets as the printer's profile says that they come out.
+// k905-preview --proof: shows the colors of sheets according to the profile of the printer.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -23,7 +23,7 @@ double srgb_number(double light) {
   return 255 * (light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055);
 }
 
-// CIE Lab under D50 to sRGB numbers: to XYZ, then by the matrix that belongs to sRGB's primaries
+// Converts CIE Lab under D50 to sRGB numbers: to XYZ, then with the matrix of the sRGB primaries
 // under D50.
 Color srgb_of_lab(double lightness, double a, double b) {
   const auto inverse = [](double t) {
@@ -39,7 +39,7 @@ Color srgb_of_lab(double lightness, double a, double b) {
           srgb_number(0.0719453 * x - 0.2289914 * y + 1.4052427 * z)};
 }
 
-// A sheet of one color, whose planes are red, green and blue as the filter counts them.
+// A sheet of one color, given as the red, green and blue values of the filter.
 std::string sheet_of(std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
   WireSheet sheet;
   sheet.plane = {std::vector<std::uint8_t>(6, red), std::vector<std::uint8_t>(6, green),
@@ -101,8 +101,8 @@ TEST_F(Proof, GrayProfileUsesTheFirstPlane) {
 }
 
 TEST_F(Proof, InksAreTheLightThatThePlanesLack) {
-  // The profile's inks: each takes a quarter of the lightness away; cyan pulls the a axis down by a
-  // quarter of its range of 256, magenta up, yellow the b axis up.
+  // The inks of the profile: each takes 25 of the lightness; cyan lowers the a axis by a
+  // quarter of its range of 256, magenta raises it, yellow raises the b axis.
   expect_near(shown(cmyk_table_profile(), 0, 255, 255), srgb_of_lab(75, -64, 0), 3);
   expect_near(shown(cmyk_table_profile(), 255, 0, 255), srgb_of_lab(75, 64, 0), 3);
   expect_near(shown(cmyk_table_profile(), 255, 255, 0), srgb_of_lab(75, 0, 64), 3);
@@ -126,7 +126,7 @@ TEST_F(Proof, AContactSheetShowsProofsToo) {
               srgb_number(std::pow(120.0 / 255, 1.8)), 1.5);
 }
 
-// Of another kind than it says: the kind is in the bytes 12 to 15.
+// A profile with a changed class, which is in the bytes 12 to 15.
 std::string of_kind(const char* kind) { return rgb_matrix_profile().replace(12, 4, kind); }
 
 TEST_F(Proof, UnusableProfileIsReportedAndNothingIsWritten) {
@@ -138,7 +138,7 @@ TEST_F(Proof, UnusableProfileIsReportedAndNothingIsWritten) {
       {hollow_rgb_profile(), "is not one of a printer"},
       {of_kind("scnr"), "is not one of a printer"},
       {of_kind("link"), "is not one of a printer"},
-      {of_kind("\xFF\xFE\xFD\xFC"), "cannot be read"},  // no kind at all, so Little CMS says no
+      {of_kind("\xFF\xFE\xFD\xFC"), "cannot be read"},  // invalid class, refused by Little CMS
   };
   for (const auto& [profile, reason] : profiles) {
     folder_.write("printer.icc", profile);
@@ -170,7 +170,7 @@ TEST_F(Proof, FifoAsProfileDoesNotBlock) {
 }
 
 TEST_F(Proof, WrongProfileIsReportedBeforeTheStreamIsRead) {
-  // Told before anything else, also when the stream is wrong too.
+  // Reported before anything else, even if the stream is invalid too.
   EXPECT_EQ(preview(folder_, {"--proof", "/nowhere/x.icc"}, "nonsense").log,
             "k905-preview: the profile /nowhere/x.icc is not found\n");
 }

@@ -35,7 +35,7 @@ Descriptor open_file(const ScratchFolder& folder, const std::string& name) {
   return Descriptor(open((folder.path() + "/" + name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
 }
 
-// What the script writes to its standard output.
+// The script's standard output.
 std::string output_of(SpawnSetup setup) {
   const ScratchFolder folder;
   const Descriptor output = open_file(folder, "output");
@@ -53,12 +53,12 @@ std::string mask_of(int signal) {
   return text;
 }
 
-// With nothing but what is built into the shell, which blocks signals while it starts a program.
+// Uses shell builtins only, because a shell blocks signals while it starts a program.
 constexpr char kShowSignals[] =
     "while read -r line; do case $line in SigBlk*|SigIgn*) echo \"$line\" ;; esac; "
     "done < /proc/$$/status";
 
-// Whoever started the test may have ignored or blocked some.
+// The process that started the test may have ignored or blocked some.
 void use_default_signals() {
   for (int number = 1; number < SIGRTMIN; ++number) {
     std::signal(number, SIG_DFL);

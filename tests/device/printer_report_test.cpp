@@ -1,4 +1,4 @@
-// All questions together at the simulated printer, and the short text form.
+// All questions to the simulated printer, and the short text form of the report.
 
 #include "device/printer_report.h"
 
@@ -65,7 +65,7 @@ TEST(AskReport, APrinterWithoutAnyAnswerIsNotAskedEverything) {
   const PrinterReport report = report_of({"--fault", "silent"});
   EXPECT_FALSE(report.answered);
   EXPECT_EQ(report.status_error, ETIMEDOUT);
-  // Two waits of three seconds; all questions would be 37.
+  // Two waits of three seconds; waits for all questions would take 37.
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(25));
 }
 

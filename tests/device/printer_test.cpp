@@ -1,5 +1,5 @@
-// The device library at the simulated printer on its pseudo-terminal, and at a scripted printer on
-// a socket: replies as no simulator gives them, and lines that are lost.
+// The device library with the simulated printer on its pseudo-terminal, and with a scripted printer
+// on a socket: replies that the simulator does not give, and lost connections.
 
 #include "device/printer.h"
 
@@ -80,7 +80,7 @@ void say(int client, const std::string& bytes) {
   EXPECT_EQ(write(client, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
 }
 
-// Answers questions with these texts, one after the other, and waits for the client to leave.
+// Replies to questions with these texts in order, and waits for the client to disconnect.
 std::function<void(int)> replies(std::vector<std::string> texts) {
   return [texts = std::move(texts)](int client) {
     for (const std::string& text : texts) {

@@ -84,7 +84,7 @@ TEST(SheetOutcome, IsNotPrintedAfterALostConnection) {
   EXPECT_EQ(sheet.at(seconds(8), 7, 0), State::kNotPrinted);
 }
 
-// Sent again without a reason, it might come out twice.
+// If the sheet were sent again without evidence of its loss, it might be printed twice.
 TEST(SheetOutcome, IsOpenForTwoMinutesAfterASheetWithoutErrors) {
   SentSheet sheet(false);
   EXPECT_EQ(sheet.at(seconds(119), 7, 0), State::kOpen);

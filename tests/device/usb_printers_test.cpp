@@ -1,5 +1,5 @@
-// A folder laid out as the kernel does it: lpN/device is a link to the interface, whose parent
-// folder is the USB device with the serial number.
+// A folder with the structure of sysfs: lpN/device is a link to the interface, whose parent folder
+// is the USB device with the serial number.
 
 #include "device/usb_printers.h"
 

@@ -201,7 +201,7 @@ TEST_F(DebugImage, WithoutHeightOrWidthIsItsHeaderAlone) {
   EXPECT_EQ(content("20260116_093015_thin.ppm"), "P6\n0 4\n255\n");
 }
 
-// 997 x 211 = 210367 pixels: many times what is written at once, and no multiple of it.
+// 997 x 211 = 210367 pixels: many times the size of one write, and not a multiple of it.
 TEST_F(DebugImage, LargeImageIsComplete) {
   const unsigned width = 997;
   const int height = 211;

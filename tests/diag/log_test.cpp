@@ -45,7 +45,7 @@ TEST_F(LogLine, LineBreaksBecomeBlanksAndOtherBytesStay) {
 }
 
 TEST_F(LogLine, IsCompleteAtAnyLength) {
-  // Around the size of the buffer that most lines fit into, and far beyond it.
+  // Around the size of the buffer that is used for most lines, and much longer.
   for (const std::size_t length : {4093U, 4094U, 4095U, 4096U, 4097U, 200000U}) {
     const std::string text(length, 'x');
     EXPECT_EQ(captured_log([&] { log_line("%s", text.c_str()); }), text + "\n") << length;
@@ -118,7 +118,7 @@ TEST_F(LogLine, WaitsForASlowReaderOfANonBlockingDescriptor) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   ASSERT_EQ(fcntl(ends[1], F_SETFL, O_NONBLOCK), 0);
-  const std::string text(300000, 'x');  // A pipe holds 64 KB.
+  const std::string text(300000, 'x');  // a pipe holds 64 KB
   std::string received;
   std::thread reader([&] {
     char block[1000];
@@ -147,7 +147,7 @@ std::string standard_error_of_child(const std::function<void()>& code) {
     dup2(ends[1], STDERR_FILENO);
     close(ends[0]);
     close(ends[1]);
-    alarm(20);  // A log that waits fails the test.
+    alarm(20);  // fails the test if the log blocks
     code();
     leave_child(0);
   }

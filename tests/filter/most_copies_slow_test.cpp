@@ -1,5 +1,5 @@
-// The raster job at the largest copy count. Everything that a copy does is replaced, so that two
-// thousand million of them take half a minute.
+// The raster job with the largest copy count. Everything that a copy does is replaced, so that two
+// billion copies take half a minute.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -38,7 +38,7 @@ bool begins_copy(const char* format) {
 
 extern "C" {
 
-// The logged copy is the next one, of all.
+// Checks that the log counts every copy in order.
 void __wrap__Z8log_linePKcz(const char* format, ...) {
   if (!begins_copy(format)) {
     return;

@@ -32,8 +32,8 @@ class StandardInput {
   int saved_;
 };
 
-// One gray page of `lines` lines of four bytes; line y holds y, y, y, y. `planar` delivers three
-// colors a line, one after another.
+// One gray page of `lines` lines of four bytes; line y contains y, y, y, y. `planar` gives three
+// colors per line, one after another.
 cups_page_header2_t header_of(unsigned height, bool planar = false) {
   cups_page_header2_t header = {};
   header.cupsWidth = 4;

@@ -24,7 +24,7 @@ std::uint8_t pixel(int page, std::size_t plane, std::size_t row, std::size_t col
       (static_cast<std::size_t>(page) * 101 + plane * 53 + row * 7 + column * 3) % 251);
 }
 
-// The pages of a test, which exist longer than they are held.
+// The pages of a test; they must exist as long as a page may be held.
 std::deque<SheetImage> pages;
 
 SheetImage& page(int number, std::int32_t width, std::int32_t height) {
@@ -181,7 +181,7 @@ TEST_F(TwoUp, HeldPageThatIsTooWideOrEmptyIsNotMerged) {
       store_odd_page(page(1, w, h), 1);
       merge_even_page(page(2, 1920, 12), 2);
     });
-    // A sheet of no height is refused where it is sent.
+    // A sheet of height 0 is refused when it is sent.
     ASSERT_EQ(sent.size(), height > 0 ? 2U : 1U);
     EXPECT_EQ(sent.back().height, 12U);
     EXPECT_NE(
@@ -200,8 +200,8 @@ TEST_F(TwoUp, MissingPlanesAreReported) {
 }
 
 TEST_F(TwoUp, CopiesAreHeldAndMergedInTheirOrder) {
-  // Copy 1 of page 1 is held, copy 2 forces it out; copy 1 of page 2 merges with copy 2 of page 1;
-  // copy 2 of page 2 finds nothing and is printed by itself.
+  // Copy 1 of page 1 is held; copy 2 causes it to be printed alone. Copy 1 of page 2 merges with
+  // copy 2 of page 1; for copy 2 of page 2 there is no partner, and it is printed alone.
   const std::vector<Sheet> sent = sheets([] {
     const SheetImage& first = page(1, 1920, 40);
     store_odd_page(first, 1);

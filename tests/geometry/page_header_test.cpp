@@ -1,4 +1,5 @@
-// What a page's header decides, and its log lines. The listing is compared in random_headers_test.
+// The settings that result from the header of a page, and its log lines. The listing is compared in
+// random_headers_test.
 
 #include "geometry/page_header.h"
 
@@ -45,7 +46,7 @@ class PageHeader : public ::testing::Test {
     return lines_of(captured_log([&] { extract_print_params_from_header(&header); }));
   }
 
-  // Everything a header decides.
+  // All settings that result from a header.
   using Decided = std::tuple<std::string, int, int, int, std::string, std::string, int>;
   static Decided decided() {
     const PrintOptions& o = current_options;
@@ -140,7 +141,7 @@ TEST_F(PageHeader, UnknownResolutionIsReportedAndPrintedAsNormalMode) {
       {0xFFFFFFFFU, 300, "K905-1: UNKNOWN resolution mode: -1x300 DPI"},
   };
   for (const auto& resolution : resolutions) {
-    current_options.interlace = 1;  // as a page before may have left it
+    current_options.interlace = 1;  // as set by a previous page
     current_options.interlace_factor = 2;
     copy_text(current_options.resolution, "what it was");
     cups_page_header2_t header = header_6x4();

@@ -8,7 +8,7 @@
 
 #include "tests/support/raster_builder.h"
 
-// Puts any number where libcups declares an enumeration, as a stream can.
+// Sets a field that libcups declares as an enumeration to any number, as a stream can.
 template <typename Field>
 void set_number(Field& field, std::int32_t number) {
   static_assert(sizeof field == sizeof number);

@@ -1,4 +1,4 @@
-// Where the image goes on the sheet: target, canvas, bleeds and the area that they leave.
+// The position of the image on the sheet: target, canvas, bleeds and the remaining area.
 #include "geometry/page_layout.h"
 
 #include <gtest/gtest.h>
@@ -33,7 +33,7 @@ struct Case {
 const Case kCases[] = {
     {"w288h432", false, false, {}, {1844, 1240}, {1920, 1240}, {25, 18, 50, 70}, {1800, 1197}},
     {"w432h576-div2", false, false, {}, {1844, 2436}, {1920, 2498}, {0, 0, 0, 0}, {1920, 2498}},
-    // Twice the rows, the same bleed.
+    // Twice the rows, the same bleeds.
     {"w432h576",
      true,
      false,
@@ -53,7 +53,7 @@ const Case kCases[] = {
      {1920, 1240},
      {26, 16, 80, 1},
      {1839, 1198}},
-    // No bleed is negative.
+    // No bleed becomes negative.
     {"w288h432",
      false,
      false,

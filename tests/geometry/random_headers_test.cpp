@@ -1,4 +1,4 @@
-// Page headers of any content: the listing, the decisions and their log lines are those of the
+// Page headers with random content: the listing, the decisions and their log lines are those of the
 // reference.
 #include <gtest/gtest.h>
 
@@ -37,7 +37,7 @@ class RandomHeaders : public testing::Test {
   cups_page_header2_t any_header() {
     cups_page_header2_t header = header_6x4();
     if (below(8) == 0) {
-      std::memset(header.MediaClass, 'c', sizeof header.MediaClass);  // a text without an end
+      std::memset(header.MediaClass, 'c', sizeof header.MediaClass);  // no terminating NUL
       std::strcpy(header.MediaType, "a\nPAGE: 1 1\rb");
     }
     auto* const bytes = reinterpret_cast<unsigned char*>(&header);

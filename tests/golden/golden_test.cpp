@@ -1,5 +1,5 @@
-// Complete jobs, from the image to the printer's bytes and to the last line of the log, compared
-// with what was accepted (tools/accept_goldens.sh) and with the reference of tests/support.
+// Complete jobs, from the image to the bytes for the printer and the last line of the log, compared
+// with accepted results (tools/accept_goldens.sh) and with the reference of tests/support.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,8 +17,8 @@ namespace {
 
 constexpr const char* kPpd = "queue.ppd";
 
-// A run with a PPD looks for sRGB.icc. The job's folder has one, so that the log does not depend on
-// the machine, unless one of the folders that are searched earlier has it.
+// A run with a PPD file searches for sRGB.icc. The folder of the job has one, so that the log does
+// not depend on the machine, unless a folder that is searched earlier has one too.
 bool machine_has_its_own_profile() {
   const std::vector<std::string> searched_first = {
       "/Library/ColorSync/Profiles", "/usr/local/share/color/icc", "/opt/homebrew/share/color/icc"};
@@ -65,7 +65,7 @@ void expect_accepted(const std::string& job, const std::string& file, const std:
   if (std::getenv("K905_ACCEPT_GOLDENS") != nullptr) {
     accept_text(job, file, text);
   }
-  // Line by line, so that the failure shows the difference.
+  // Compared by lines, so that a failure shows the difference.
   EXPECT_EQ(lines_of(text), lines_of(accepted_text(job, file))) << job << "/" << file;
   EXPECT_TRUE(text == accepted_text(job, file)) << job << "/" << file << " differs in line ends";
 }
@@ -83,7 +83,7 @@ TEST_P(GoldenTest, GivesTheAcceptedDumpAndTheLogOfTheReference) {
   const ChildResult run = run_child(setup);
   EXPECT_EQ(run.status, job_.status);
   const ChildResult dump = run_program("k905-preview", {"--check", "--dump"}, run.output);
-  // A job that fails before its first sheet leaves an empty stream, which is no print job.
+  // A job that fails before its first sheet has an empty stream, which k905-preview refuses.
   EXPECT_EQ(dump.status, run.output.empty() ? 1 : 0) << dump.log;
   expect_accepted(job_.name, "dump", dump.output);
   const std::string log = redacted(run.log, run.process_id);

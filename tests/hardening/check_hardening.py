@@ -1,4 +1,4 @@
-"""Looks whether programs were linked as cmake/hardening.cmake wants: `check_hardening.py PROGRAM...`"""
+"""Checks that programs were linked as cmake/hardening.cmake requires: `check_hardening.py PROGRAM...`"""
 
 import re
 import shutil
@@ -14,7 +14,7 @@ def readelf(program, *what):
 
 
 def lacking(program):
-    """What a program lacks, as words."""
+    """The protections that a program lacks."""
     found = []
     if not re.search(r"Type:\s+DYN .*Position-Independent Executable", readelf(program, "-h")):
         found.append("is no position-independent program")
@@ -22,7 +22,7 @@ def lacking(program):
         found.append("keeps its tables of calls writable")
     if not re.search(r"\((FLAGS|FLAGS_1|BIND_NOW)\).*\b(BIND_)?NOW\b", readelf(program, "-d")):
         found.append("looks up its calls late")
-    # Nothing calls it by name but what the compiler put in.
+    # Only code that the compiler inserts calls it.
     if "__stack_chk_fail" not in readelf(program, "--dyn-syms"):
         found.append("does not guard its stack")
     return found

@@ -1,2 +1,2 @@
-// A program that is linked without care, for the check to find.
+// A program that is linked without protections, which the check must report.
 int main() { return 0; }

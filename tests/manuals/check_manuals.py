@@ -1,6 +1,6 @@
 """Checks the manual pages: `check_manuals.py FOLDER`.
 
-mandoc must have nothing to say about them, and the pages of ours that they point to must be there.
+mandoc must report no errors, and the pages of this project that they refer to must exist.
 
 Exit status 77 means that mandoc is not installed.
 """
@@ -12,7 +12,7 @@ import subprocess
 import sys
 
 SKIPPED = 77
-# Whether other people's pages are installed on this machine says nothing about ours.
+# Manual pages of other packages may be missing on this machine.
 OF_NO_CONCERN = re.compile(r"referenced manual not found|outdated mandoc\.db|cannot open .*mandoc\.db")
 
 

@@ -1,8 +1,8 @@
-"""Compares what a program says about itself with its manual page and with what bash completes.
+"""Compares the --help text of a program with its manual page and its bash completion.
 
-`check_options.py BUILD SOURCE`: for every program with options, `--help` must know those that the
-manual page describes and the completion offers, neither more nor fewer; and what the completion offers
-after an option must be what the program accepts there.
+`check_options.py BUILD SOURCE`: for every program with options, `--help` must list exactly the options that
+the manual page describes and the completion offers; and the completion must offer exactly the values that
+the program accepts after an option.
 """
 
 import os
@@ -21,7 +21,7 @@ OPTION = re.compile(r"(?<![\w-])--?[a-zA-Z][\w-]*")
 
 
 def said_by(program, *arguments):
-    """Both streams: a wrong choice is answered on the one, a list given on the other."""
+    """Both streams: an error is written to one of them, a list to the other."""
     said = subprocess.run([BUILD / program, *arguments], text=True, stdin=subprocess.DEVNULL, timeout=30,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     return said.stdout
@@ -44,20 +44,20 @@ def options_of_page(program):
 
 
 def completed(*words, before=""):
-    """What bash offers for the last of these words."""
+    """The completions that bash offers for the last of these words."""
     program = words[0]
     script = (f"{before}\nsource {shlex.quote(str(SOURCE / 'apps/completion/k905.bash'))}\n"
               f"COMP_WORDS=({shlex.join(words)})\nCOMP_CWORD={len(words) - 1}\n"
               f"_k905 {program} {shlex.quote(words[-1])} {shlex.quote(words[-2])}\n"
               'printf "%s\\n" "${COMPREPLY[@]}"\n')
     with tempfile.TemporaryDirectory() as folder:
-        # Names that a careless expansion would turn the papers into.
+        # File names that match the papers, if a careless expansion treats them as patterns.
         for name in ("6x2-2", "6x2x4"):
             (pathlib.Path(folder) / name).touch()
         said = subprocess.run(["bash", "-u", "-c", script], text=True, cwd=folder, check=True,
                               capture_output=True, env=os.environ | {"PATH": path_with(BUILD)})
     assert not said.stderr, said.stderr
-    # As the shell will read them when the command runs.
+    # As the shell parses them when the command runs.
     return set(shlex.split(said.stdout))
 
 
@@ -66,7 +66,7 @@ def path_with(folder):
 
 
 def typed(folder, text):
-    """What an interactive bash shows when somebody types this, in `folder`, whose programs are found."""
+    """The output of an interactive bash for this input, in `folder`, which is on the PATH."""
     process, terminal = pty.fork()
     if process == 0:
         os.chdir(folder)
@@ -183,7 +183,7 @@ class Completion(unittest.TestCase):
         for program, option in (("k905-print", "--queue"), ("k905-print", "-q"), ("k905-setup", "--check")):
             self.assertEqual(completed(program, option, "", before=lpstat), {"booth", "photo"})
 
-    # Names that a print system takes for queues and that the shell would run, or expand.
+    # Names that CUPS accepts for queues and that the shell would execute or expand.
     STRANGE_QUEUES = ("$(touch${IFS}PWNED)", "`touch${IFS}PWNED`", "a;touch${IFS}PWNED", "$HOME", "*", "it's",
                       "b\\c", 'd"e', "~", "{x,y}")
 

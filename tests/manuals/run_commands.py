@@ -9,7 +9,7 @@ the line before a block says that run_in_print_system.py runs it, or why it cann
     <!-- run in a private print system -->
     <!-- not run: builds the whole project -->
 
-Links from chapter to chapter are looked at as well: file and heading must exist.
+Links between chapters are checked too: file and heading must exist.
 """
 
 import os
@@ -27,7 +27,7 @@ BLOCK = re.compile(rf"(?:^<!-- (?:not run: (?P<reason>[^\n]+?)|(?P<private>{PRIV
                    re.MULTILINE | re.DOTALL)
 LINK = re.compile(r"\]\((?!\w+:)([^)#\s]*)(?:#([^)\s]+))?\)")
 
-# What the chapters take for granted: pictures, a page, a printer's stream, a queue's file.
+# Files that the chapters use: images, a page, a printer stream, a queue's PPD file.
 PREPARED = """
 k905-raster --paper 6x4 --page-png photo.png --output page.ras test:landscape
 cp photo.png photo.jpg
@@ -50,8 +50,8 @@ def blocks(text):
 
 
 def session(text, device):
-    """The commands of a console block, each followed by a comparison of what it says, and the name
-    that the chapter uses for the simulated printer's device."""
+    """The commands of a console block, each followed by a comparison of its output, and the name that the
+    chapter uses for the simulated printer's device."""
     commands = []
     for step in re.split(r"^\$ ", text, flags=re.MULTILINE)[1:]:
         command, _, shown = step.partition("\n")
@@ -70,7 +70,7 @@ def session(text, device):
 
 
 def anchors(text):
-    """The names that headings can be linked by."""
+    """The anchors of the headings."""
     found = set()
     for heading in re.findall(r"^#+ (.+)$", re.sub(r"^```.*?^```$", "", text, flags=re.M | re.S), re.M):
         plain = re.sub(r"[^\w\- ]", "", heading.lower())
@@ -91,8 +91,8 @@ def broken_links(chapter):
 
 
 def printer_profile():
-    """A profile of a printer with red, green and blue that is none but a gamma of 1.8, since what is
-    installed on a machine is its own business."""
+    """An RGB printer profile with a gamma of 1.8, so that the commands do not depend on the profiles that are
+    installed on the machine."""
     def fixed(*numbers):
         return struct.pack(f">{len(numbers)}i", *(round(number * 65536) for number in numbers))
 
@@ -121,7 +121,7 @@ def run(commands, build, folder, prepared=PREPARED):
     if "LSAN_OPTIONS" in os.environ:  # what the leak checker of a build with sanitizers must not report
         environment["LSAN_OPTIONS"] = os.environ["LSAN_OPTIONS"]
     (pathlib.Path(folder) / "printer.icc").write_bytes(printer_profile())
-    # Jobs in the background that a block started.
+    # Ends background jobs that a block started.
     script = "set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\n" + prepared + "set -x\n" + commands
     return subprocess.run(["bash", "-c", script], cwd=folder, env=environment, text=True,
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,

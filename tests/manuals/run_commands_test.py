@@ -1,4 +1,4 @@
-"""What looks after the manual's commands must itself be able to say no."""
+"""Tests that run_commands.py reports errors in the commands and links of a chapter."""
 
 import pathlib
 import sys

@@ -1,9 +1,9 @@
-"""Runs the commands of the manual that want a print system: `run_in_print_system.py BUILD CMAKE CHAPTER...`.
+"""Runs the commands of the manual that need CUPS: `run_in_print_system.py BUILD CMAKE CHAPTER...`.
 
-For each chapter a private scheduler is started with everything installed as a user has it. There is no
-sudo but one that does nothing, a simulated printer takes the place of those with a plug, and what a
-reader is shown of places and numbers is replaced by those of here. A command that fails, and a job that
-does not end well, fails the chapter. Exit status 77 means that it could not be tried here.
+For each chapter a private scheduler is started with everything installed as a user installs it. sudo is
+replaced by a script that only runs the command, printers by a simulated one, and paths, addresses and serial
+numbers of the manual by those of the test. A failed command or job fails the chapter. Exit status 77: the
+commands cannot run on this machine.
 """
 
 import pathlib
@@ -27,27 +27,27 @@ ALL_PRINTED = '{ set +x; } 2>/dev/null\nuntil [ -z "$(lpstat -o)" ]; do sleep 0.
 
 
 def as_here(commands, cups, printer, device):
-    """The commands with the places and numbers of this print system."""
+    """The commands with the paths and addresses of this private scheduler."""
     on_backend = printer.uri.replace("socket:", "k905:")
     for shown, here in (
             ("k905://usb/A", on_backend), ("k905://usb/B", on_backend), ("9100", str(private_cups.free_port())),
             ("ipp://SERVER/", f"ipp://127.0.0.1:{cups.port}/"),
             ("/dev/usb/lp?", device), ("/dev/usb/lp0", device),
             ("/var/log/cups/", f"{cups.root}/log/"), ("[Job 42", "[Job 1"),
-            # These go on until somebody ends them.
+            # These run until they are stopped.
             ("k905-print --queue photo --watch", "timeout --preserve-status 6 k905-print --queue photo --watch")):
         commands = commands.replace(shown, here)
     # Refused while a job is printing.
     commands = re.sub(r"^sudo k905-setup .*--share\b", lambda found: ALL_PRINTED + found[0], commands,
                       flags=re.MULTILINE)
-    # What is to be seen there appears with the next sheet.
+    # The next sheet produces the log lines that the manual describes.
     return re.sub(r"^sudo tail -F (\S+).*$", r"lp -d booth photo.jpg\n{ set +x; } 2>/dev/null\n"
                   r"until grep '^booth .* photo.jpg$' \1; do sleep 0.1; done 2>/dev/null\nset -x", commands,
                   flags=re.MULTILINE)
 
 
 def lay_out(folder):
-    """What the chapters take for granted."""
+    """Creates the files that the chapters use."""
     for name in ("photo.jpg", "another.png", "picture.jpg", "inbox/photo.png"):
         (folder / name).parent.mkdir(exist_ok=True)
         artwork.png(folder / name, 900, 600)
@@ -55,7 +55,7 @@ def lay_out(folder):
 
 
 class UnchangedCups(private_cups.CupsOnPort):
-    """As Debian configures it where the tests' own print system differs: no page log."""
+    """Configures the scheduler as Debian does where the private one of the tests differs: no page log."""
 
     def configure(self):
         super().configure()
@@ -65,8 +65,8 @@ class UnchangedCups(private_cups.CupsOnPort):
         file.write_text(changed)
 
 
-# The scheduler answers cupsctl first and restarts afterwards: it removes its socket, makes it again and
-# refuses commands in between.
+# The scheduler answers cupsctl first and restarts afterwards: it removes its socket, creates it
+# again and refuses commands in between.
 CUPSCTL = """#!/bin/sh
 before=$(stat -c '%i %z' {socket})
 {cupsctl} "$@" || exit
@@ -83,7 +83,7 @@ def add_stub(folder, name, text):
 
 
 def run_blocks(blocks, cups, folder):
-    """What a command that failed says, or ""."""
+    """The output of the first command that failed, or ""."""
     stubs = cups.root / "stubs"
     stubs.mkdir()
     add_stub(stubs, "sudo", '#!/bin/sh\nexec "$@"\n')
@@ -99,7 +99,7 @@ def run_blocks(blocks, cups, folder):
         if "k905-setup photo" not in commands and "photo" in commands:
             commands = (f"k905-setup photo\nlp -d photo photo.jpg\n{ALL_PRINTED}" +
                         commands)
-        # What a block leaves in the background is ended when the jobs for it have been.
+        # Background processes of a block are ended after the jobs that they handle.
         script = ("set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\nset -x\n" + commands +
                   ALL_PRINTED)
         try:

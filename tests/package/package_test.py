@@ -1,8 +1,8 @@
 """The Debian packages: `package_test.py BUILD CMAKE [TEST...]`.
 
-Packs what the build made, as `tools/package` does, unpacks it with dpkg into a scratch folder, never into the machine,
-prints from there to the simulated printer through a print system of the test's own, and removes it again.
-Exit status 77 means that nothing of it could be tried here.
+Packs the build, as `tools/package` does, installs the packages with dpkg into a scratch folder, never into the
+system, prints from there to the simulated printer through a private scheduler, and removes them again.
+Exit status 77: the tests cannot run on this machine.
 """
 
 import collections
@@ -44,7 +44,7 @@ def environment():
 
 
 def make_packages(folder, umask=0o077, **variables):
-    # The note of an installation from the build belongs to whoever installed from it.
+    # The installation list in the build folder belongs to an earlier installation by the user.
     with private_cups.install_manifest_kept(BUILD):
         made = subprocess.run([HERE.parents[1] / "tools/package"], text=True, capture_output=True, check=False,
                               umask=umask, env=environment() | variables |
@@ -161,7 +161,7 @@ class Contents(unittest.TestCase):
                 self.assertRegex(str(path.relative_to(self.data)), places)
 
     def test_permissions_are_those_the_print_system_wants(self):
-        # Packed under a umask that lets nobody else read.
+        # The package may have been built under a umask that denies access to others.
         for line in "".join(call("dpkg-deb", "-c", file) for file in files()).splitlines():
             mode, owner, *_, name = line.split()
             self.assertEqual(owner, "root/root", name)
@@ -280,7 +280,8 @@ class Contents(unittest.TestCase):
         copy = self.root / unit.name
         copy.write_text(unit.read_text().replace("/usr/bin/k905-print", f"{self.data}/usr/bin/k905-print"))
         for command in (["verify", "--man=no"],
-                        # The worst of all services is 100; this one may do nothing but read, write its folders, use CUPS.
+                        # The worst score of a service is 100; this one may only read photos, write
+                        # its folders and use CUPS.
                         ["security", "--offline=yes", "--threshold=10"]):
             checked = subprocess.run(["systemd-analyze", *command, copy], text=True, capture_output=True, check=False,
                                      env=environment())
@@ -298,7 +299,7 @@ def with_their_dependencies(packages):
         name = wanted.pop()
         if name in found:
             continue
-        # Of alternative packages this machine has one; it may know the others by name.
+        # Of alternative packages this machine has one installed; dpkg may know the others by name.
         known = subprocess.run(["dpkg-query", "-W", "-f", "${db:Status-Status},${Pre-Depends}, ${Depends}", name],
                                text=True, capture_output=True, check=False, env=environment())
         status, _, depends = known.stdout.partition(",")
@@ -392,7 +393,7 @@ class Removal(unittest.TestCase):
 
 
 class Installed(unittest.TestCase):
-    """On a copy of this machine that is gone after the test: a layer over its file system, in memory."""
+    """On a temporary copy of this machine: an overlay over its file system, in memory."""
 
     MOUNT = """
         mount -t tmpfs -o mode=755 tmpfs "$1" && mkdir "$1/changes" "$1/work" "$1/root"
@@ -422,7 +423,7 @@ class Installed(unittest.TestCase):
 
 
 class PackagedCups(private_cups.PrivateCups):
-    """A print system whose filter, queues and tools came out of the package."""
+    """A private CUPS with the filter, PPD files and tools of the package."""
 
     def install_product(self):
         dpkg(self.root, "-i", *files())

@@ -17,7 +17,7 @@ std::string name_of(const PaperConfig* paper) {
   return paper != nullptr ? paper->ppd_name : "(none)";
 }
 
-// A slip of the finger in the table costs sheets and shows nowhere else: every number is compared
+// A typing error in the table costs sheets and is not detected elsewhere: every number is compared
 // with the reference's own table.
 TEST(PaperTable, HoldsTheNumbersOfTheReference) {
   ASSERT_EQ(paper_sizes.size(), reference::papers().size());
@@ -74,12 +74,12 @@ TEST(PaperBySize, FindsTheFirstRowThatFitsUprightOrRotated) {
       {460.8F, 599.6F, "w432h576-div2"},
       {440.64F, 460.8F, "w432h432"},
       {461, 441, "w432h432"},
-      // Three papers have nearly one size.
+      // Three papers have nearly the same size.
       {460.8F, 585.6F, "w288h432-div2"},
       {460.8F, 585.64F, "w288h432-div2"},
       {460.8F, 584.64F, "w288h432-div2"},
       {585, 461, "w288h432-div2"},
-      // Both roundings of a page size.
+      // The page size rounded up and down.
       {461, 298, "w288h432"},
       {460, 297, "w288h432"},
       {297, 461, "w288h432"},

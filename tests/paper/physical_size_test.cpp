@@ -1,4 +1,4 @@
-// What of each paper is visible, in numbers worked out by hand from the paper's canvas and bleeds.
+// The visible area of each paper, computed by hand from the paper's canvas and bleeds.
 
 #include "paper/physical_size.h"
 
@@ -26,7 +26,7 @@ TEST(PhysicalSize, OfEveryPaperIsCanvasWithoutBleedsAndItsLabelInPoints) {
       {"w360h360", {50, 23, 1800, 1502}, {500, 500}, {360, 360}},
       {"w360h504", {50, 20, 1800, 2098}, {500, 699}, {360, 504}},
       {"w288h432", {50, 25, 1800, 1197}, {600, 399}, {432, 288}},
-      // The bleeds of this paper leave a quarter of an inch more.
+      // The bleeds of this paper show a quarter of an inch more.
       {"w288h432-div2", {9, 25, 1874, 1197}, {624, 399}, {432, 288}},
       {"w432h576-div2", {50, 20, 1800, 1197}, {600, 399}, {432, 576}},
       {"w432h576-div4", {50, 22, 1800, 2397}, {600, 799}, {432, 576}},

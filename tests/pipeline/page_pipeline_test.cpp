@@ -1,4 +1,4 @@
-// What build() and report_again() promise the page loop about lines and sheets.
+// The results of build() and report_again() that the page loop uses.
 #include "pipeline/page_pipeline.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// Little CMS without a result, memory that runs out, a powf that is not monotonic. This program is
-// linked with replacements of those functions.
+// Little CMS returning no transform, allocation failures, a powf that is not monotonic. This
+// program is linked with replacements of those functions.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <lcms2.h>
@@ -32,7 +32,7 @@ StandIn srgb_profile;
 StandIn create_transform;
 StandIn large_malloc;  // counts requests of 100 bytes and more
 std::size_t transformed_pixels = 0;
-// Bases for which powf falls short of what it should give.
+// From this base on powf returns less than it should.
 float powf_dips_from = 1.0f;
 float powf_dips_to = 0.0f;
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-// A conversion that mixes the channels and keeps count.
+// A conversion that mixes the channels and counts its calls.
 struct Counted {
   mutable std::size_t colors = 0;
   mutable std::size_t calls = 0;
@@ -39,7 +39,7 @@ std::vector<std::uint8_t> expected_of(const std::vector<std::uint8_t>& rgb) {
   return out;
 }
 
-// Sends a page through and returns how many colors had to be converted.
+// Converts a page and returns how many colors were not in the cache.
 std::size_t converted(ColorCache& cache, const Page& page) {
   const Counted counted;
   const auto out = through_rows(page, [&](const PlaneRow& row) {
@@ -52,7 +52,7 @@ std::size_t converted(ColorCache& cache, const Page& page) {
 TEST(ColorCache, ConvertsAColorOnce) {
   ColorCache cache;
   cache.reset();
-  const Page page = plain_page(100, 1, 0, 0, 0);  // black is no empty entry
+  const Page page = plain_page(100, 1, 0, 0, 0);  // an empty entry does not match black
   EXPECT_EQ(converted(cache, page), 100u);        // the first row is all new
   EXPECT_EQ(converted(cache, page), 0u);
 }
@@ -88,11 +88,11 @@ TEST(ColorCache, SavesMostConversionsOfAPhotograph) {
 TEST(ColorCache, PausesOnNoiseAndContinuesLater) {
   ColorCache cache;
   cache.reset();
-  // Most rows go straight through and leave no trace.
+  // Most rows bypass the cache and are not stored.
   const Page noise = noise_page(600, 400, 2);
   EXPECT_GT(converted(cache, noise), noise.width * noise.height * 9 / 10);
   EXPECT_GT(converted(cache, noise), noise.width * noise.height * 9 / 10);
-  // It finds out by itself that asking pays again, if not at once.
+  // After some rows the cache detects that look-ups are useful again.
   const Page calm = plain_page(600, 2000, 8, 8, 8);
   EXPECT_LT(converted(cache, calm), calm.width * calm.height / 2);
 }
@@ -115,21 +115,21 @@ TEST(ColorCache, KeepsItsColorsOnANewPage) {
   EXPECT_EQ(converted(cache, plain_page(600, 1, 8, 8, 8)), 0u);
 }
 
-// Every 24-bit number once, in an order without a pattern.
+// Every 24-bit number once, in pseudo-random order.
 std::uint32_t shuffled(std::uint32_t number) {
   number = ((number ^ (number >> 13U)) * 0x5BD1E9U) & 0xFFFFFFU;
   number = ((number ^ (number >> 11U)) * 0xB5297BU) & 0xFFFFFFU;
   return number ^ (number >> 12U);
 }
 
-// Colors share slots. In this order each one finds any other of its slot there.
+// Colors share slots. In this order each color finds another one in its slot.
 TEST(ColorCache, DistinguishesAllColors) {
   constexpr std::size_t kRow = 4096;
   ColorCache cache;
   cache.reset();
   const Counted counted;
   for (std::uint32_t first = 0; first < 1U << 24U; first += kRow) {
-    cache.begin_page();  // or the cache would not be asked
+    cache.begin_page();  // otherwise the cache would be bypassed
     Page page{kRow, 1, {}};
     for (std::uint32_t i = 0; i < kRow; ++i) {
       const std::uint32_t color = shuffled(first + i);
@@ -144,7 +144,7 @@ TEST(ColorCache, DistinguishesAllColors) {
   }
 }
 
-// An expensive conversion is worth asking for where a cheap one is not.
+// Look-ups save time for an expensive conversion even if they do not for a cheap one.
 TEST(ColorCache, AcceptsMoreMissesWhenTheConversionIsExpensive) {
   // Every second pixel is noise.
   Page page = noise_page(600, 300, 4);

@@ -27,7 +27,7 @@ TEST(Transform, EqualsLittleCmsForEveryColor) {
   EXPECT_TRUE(convert_page(icc_options("", ""), page).rgb == expected);
 }
 
-// What a color becomes does not depend on what came before it: the same colors in another order.
+// The result for a color does not depend on previous colors: the same colors in another order.
 TEST(Transform, ConvertsEachColorOnItsOwn) {
   const ProfileFolder profiles;
   const Page forward = all_colors();

@@ -32,7 +32,7 @@ inline Page noise_page(std::size_t width, std::size_t height, unsigned seed) {
   return page;
 }
 
-// Slow changes with a little grain: the colors of a photograph return.
+// Slow color changes with a little grain: colors repeat, as in a photograph.
 inline Page photo_page(std::size_t width, std::size_t height, unsigned seed) {
   std::mt19937 random(seed);
   Page page{width, height, {}};
@@ -93,7 +93,7 @@ std::vector<std::uint8_t> through_rows(const Page& page, const Code& code) {
   return rgb;
 }
 
-// What the adjust stage makes of the page, and the lines of its log that are about the conversion.
+// The result of the adjust stage for the page, and the lines of its log about the conversion.
 // Without `icc` the page is the first one of a job.
 inline Result convert_page(const PrintOptions& options, const Page& page,
                            IccTransform* icc = nullptr) {

@@ -1,4 +1,4 @@
-// Profiles in a scratch folder of their own, and what Little CMS makes of them in one call.
+// Profiles in a scratch folder, and the result of Little CMS for them in one call.
 #pragma once
 
 #include <lcms2.h>
@@ -35,8 +35,8 @@ class ProfileFolder {
   ScratchFolder folder_;
 };
 
-// What Little CMS makes of `rgb` (three bytes a pixel) in one call over all of them. An empty path
-// is the built-in sRGB.
+// Converts `rgb` (three bytes per pixel) by Little CMS in one call. An empty path is the built-in
+// sRGB.
 [[nodiscard]] std::vector<std::uint8_t> converted_directly(const std::string& source,
                                                            const std::string& target,
                                                            cmsUInt32Number output_format,

@@ -27,8 +27,7 @@ struct Columns {
   }
 };
 
-// Where the columns of a real page lie: no half-pixel offset, the last source column twice at the
-// end.
+// The columns of a real page: no half-pixel offset, the last source column twice at the end.
 Columns scaled(std::size_t from, std::size_t to) {
   Columns columns(from);
   const double scale = static_cast<double>(to) / static_cast<double>(from);
@@ -120,8 +119,8 @@ TEST_P(EveryTable, ResizeRoundsHalvesUp) {
   }
 }
 
-// Values a hair above or below the border between two bytes: from far beyond the estimate's error
-// down to the last bits of a double.
+// Values slightly above or below the middle between two bytes: from far more than the error of the
+// estimate down to the last bits of a double.
 TEST_P(EveryTable, ResizeIsExactNextToTheBorderBetweenTwoBytes) {
   for (int round = 0; round < 400; ++round) {
     const double hair = std::ldexp(dice.fraction() - 0.5, -static_cast<int>(dice.below(50)));

@@ -1,5 +1,5 @@
-// The generated PPD files: offered to people by CUPS, read by the filter. Both must find the same
-// thing in them.
+// The generated PPD files, which CUPS shows to users and the filter reads: both must find the same
+// options.
 #include <cups/ppd.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -80,7 +80,7 @@ class PpdFile : public ::testing::TestWithParam<ppd::Model> {
   Ppd ppd_;
 };
 
-// What the filter makes of a PPD file with this text.
+// The settings that the filter reads from a PPD file with this text.
 PrintOptions read_by_the_filter(const std::string& text) {
   char path[] = "/tmp/k905_ppd_test_XXXXXX";
   const int file = mkstemp(path);
@@ -95,7 +95,7 @@ PrintOptions read_by_the_filter(const std::string& text) {
   return current_options;
 }
 
-// Every option the filter knows from a PPD file, and what its default here must come to.
+// Every number that the filter reads from a PPD file, and its default in this file.
 struct Number {
   const char* keyword;
   std::int32_t PrintOptions::*field;
@@ -145,7 +145,7 @@ TEST_P(PpdFile, OffersEveryOptionThatChangesTheSheet) {
   for (const Word& word : words) EXPECT_THAT(offered, Contains(word.keyword));
 }
 
-// Not in a dialog, but read by the filter from a file that has them.
+// Not in the print dialog, but the filter reads them from files that contain them.
 TEST_P(PpdFile, LeavesOutTheOptionsThatChangeNothingUnlessTheyAreChosen) {
   const std::vector<std::string> offered = names_of(options_of(ppd_));
   for (const char* keyword :
@@ -170,7 +170,7 @@ TEST_P(PpdFile, NamesTheEdgesAsTheCustomerSeesThem) {
   EXPECT_EQ(text("BleedBottom"), "Bottom edge (B)");
 }
 
-// BleedA to BleedD come later in the filter's walk and would undo what BleedTop and so on say.
+// The filter reads BleedA to BleedD after BleedTop and the others, and would overwrite them.
 TEST_P(PpdFile, DoesNotOfferTheSecondNamesOfTheBleeds) {
   for (const char* keyword : {"BleedA", "BleedB", "BleedC", "BleedD"}) {
     EXPECT_THAT(names_of(options_of(ppd_)), Not(Contains(keyword)));

@@ -1,4 +1,4 @@
-// A printer on a pseudo-terminal that answers from a list.
+// A printer on a pseudo-terminal that gives replies from a list.
 #pragma once
 
 #include <functional>
@@ -8,10 +8,9 @@
 #include <thread>
 #include <vector>
 
-// The 32-byte blocks it reads become "GROUP NAME" ("STATUS" alone when there is no name). The
-// answer goes back byte for byte as it is in the list, which holds the line ends too; a question
-// that is not in the list gets none. Every test that waits for a silent printer pays for it in
-// seconds.
+// The 32-byte blocks it reads are recorded as "GROUP NAME" ("STATUS" alone if there is no name).
+// The reply is sent byte for byte as it is in the list, including line ends; a question that is not
+// in the list gets no reply, which costs the test a timeout of seconds.
 class FakePrinter {
  public:
   explicit FakePrinter(std::map<std::string, std::string> answers);
@@ -21,7 +20,7 @@ class FakePrinter {
 
   [[nodiscard]] const std::string& path() const { return path_; }
 
-  // What was asked so far, and the raw blocks.
+  // The questions so far, and the raw blocks.
   [[nodiscard]] std::vector<std::string> questions() const;
   [[nodiscard]] std::vector<std::string> blocks() const;
 
@@ -39,5 +38,5 @@ class FakePrinter {
   std::thread thread_;
 };
 
-// A K905 with paper, every reply of the length the printer's replies have.
+// A K905 with paper; every reply has the length of a real one.
 std::map<std::string, std::string> answers_of_a_k905();

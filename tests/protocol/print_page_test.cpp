@@ -267,7 +267,8 @@ TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetContinues) {
 
 TEST_F(PrintPage, WriteOfNothingEndsItsPartWithoutAFailure) {
   const Printed whole = print_sheet(2, 1);
-  // What is missing of Y, 1122 bytes, when its block, its header or its pixels are not taken.
+  // The number of missing bytes of Y, 1122 in total, if its block, its header or its pixels cannot
+  // be written.
   const std::pair<std::size_t, std::size_t> missing[] = {{0, 32}, {32, 1122}, {1120, 1122}};
   for (std::size_t call = 0; call < std::size(missing); ++call) {
     trouble_at(call, {.at_most = 0});

@@ -48,7 +48,7 @@ Query query(const Answers& answers) {
   return result;
 }
 
-// A K905 with one answer of its own.
+// A K905 with one changed reply.
 Query query_with(const std::string& question, const std::string& answer) {
   Answers answers = answers_of_a_k905();
   answers[question] = answer;
@@ -125,7 +125,7 @@ TEST(StatusQuery, ReportIsOneWrite) {
   EXPECT_EQ(hooks::writes_to_output, std::vector<std::size_t>{result.report.size()});
 }
 
-// /dev/null takes every question and answers with the end of the file.
+// /dev/null accepts every question and returns end of file.
 TEST(StatusQuery, DeviceWithoutAnswersGivesAnEmptyReport) {
   int status = -1;
   std::string report;
@@ -161,7 +161,7 @@ TEST(StatusQuery, OneAnswerDecidesItsLineOfTheReport) {
       {"STATUS", " 100 ", "PrintStatus", " (-1)"},  // long enough before the trimming only
       {"STATUS", "00002", "PrintStatus", " (2)"},
       {"STATUS", "READY", "PrintStatus", "Idling (0)"},
-      // Of several names the first of the list counts.
+      // If the reply contains several names, the first one in the list is used.
       {"INFO FVER", "K905 RV-40W", "ActPrintVersion", "RV-40W"},
       {"INFO FVER", "RS-30 RV-40", "ActPrintVersion", "RV-40"},
       {"INFO FVER", "RV-30 01", "ActPrintVersion", "RV"},
@@ -262,7 +262,7 @@ TEST(StatusQuery, LongestRepliesFitTheReport) {
   EXPECT_EQ(lines_of(result.report).size(), 18U);
 }
 
-// The time-outs asked for, equal neighbors put together.
+// The requested timeouts; equal neighbors count once.
 std::vector<int> waits() {
   std::vector<int> waits = hooks::poll_timeouts;
   waits.erase(std::unique(waits.begin(), waits.end()), waits.end());

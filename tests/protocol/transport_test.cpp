@@ -17,7 +17,7 @@
 
 namespace {
 
-// A pair of sockets: what is sent at `far` is read at `near`.
+// A pair of sockets: bytes that are sent at `far` are read at `near`.
 class Line {
  public:
   Line() {
@@ -38,13 +38,13 @@ class Line {
     ASSERT_EQ(send(far_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
   }
   void say_no_more() const { shutdown(far_, SHUT_WR); }
-  // Everything that came so far.
+  // The bytes received so far.
   [[nodiscard]] std::string heard() const {
     char bytes[4096];
     const ssize_t got = recv(far_, bytes, sizeof bytes, MSG_DONTWAIT);
     return {bytes, got > 0 ? static_cast<std::size_t>(got) : 0};
   }
-  // What is still waiting to be read at the near end.
+  // The bytes that are not read yet at the near end.
   [[nodiscard]] std::string left_over() const {
     char bytes[4096];
     const ssize_t got = recv(near_, bytes, sizeof bytes, MSG_DONTWAIT);
@@ -61,7 +61,7 @@ struct Reply {
   int count = 0;
 };
 
-// Long where an answer comes, short where a timeout is waited for.
+// Long if a reply is expected, short if a timeout is expected.
 constexpr int kPatientMs = 5000;
 constexpr int kShortMs = 30;
 

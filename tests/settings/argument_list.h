@@ -1,4 +1,4 @@
-// argc and argv as main gets them: writable, ended by a null.
+// argc and argv as main() gets them: writable, with a null at the end.
 #pragma once
 
 #include <string>

@@ -1,12 +1,12 @@
-// Profile files for tests: which exist is said here, not by the machine the test runs on.
+// Profile files for tests, independent of the files of the machine.
 #pragma once
 
 #include <set>
 #include <string>
 #include <vector>
 
-// While one lives, stat finds exactly the files given and remembers every path it was
-// asked for; of several the innermost is in force.
+// During its lifetime stat finds exactly the given files and records every requested path; if there
+// are several objects, the newest is in force.
 class FakeFiles {
  public:
   explicit FakeFiles(std::set<std::string> existing = {});

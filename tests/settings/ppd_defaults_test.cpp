@@ -31,7 +31,8 @@ std::string log_of_path(const std::string& path) {
 
 class PpdDefaults : public testing::Test {
  protected:
-  // The whole log of a PPD made of the usual head and `body`, with its path written as "PATH".
+  // The complete log for a PPD file with the usual header and `body`; its path is replaced by
+  // "PATH".
   static std::string log_of(const std::string& body) {
     const PpdFile file(ppd_head() + body);
     std::string log = log_of_path(file.path());
@@ -336,7 +337,7 @@ TEST_F(PpdProfiles, FoundProfileReplacesTheAssumedPath) {
 }
 
 TEST_F(PpdProfiles, AssumedPathGetsAnEndingUnlessTheNameHasOne) {
-  // "None" and the choices of the print dialog are names like any other here.
+  // "None" and the choices of the print dialog are treated as names like any other.
   const std::pair<const char*, const char*> cases[] = {
       {"a.icc", "a.icc"},          {"a.icm", "a.icm"},     {"a.icc.gz", "a.icc.gz"},
       {"x.icm2", "x.icm2"},        {"a.ICC", "a.ICC.icc"}, {"None", "None.icc"},

@@ -1,4 +1,4 @@
-// Without memory the settings keep their values, and the job continues.
+// When memory allocation fails, the settings keep their values and the job continues.
 #include <gtest/gtest.h>
 
 #include <cstddef>

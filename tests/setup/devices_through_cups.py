@@ -1,8 +1,8 @@
 """Queues that k905-setup makes and migrates, through a private scheduler to a simulated printer.
 usage: devices_through_cups.py BUILD CMAKE [TEST...]
 
-The device address is the one a user knows (socket://); what reaches the printer is compared with a run of
-the filter alone. Exit status 77 means that it could not be tried here.
+The device address is the one a user knows (socket://); the data that the printer receives is compared with a
+run of the filter alone. Exit status 77: the tests cannot run on this machine.
 """
 
 import pathlib

@@ -1,4 +1,4 @@
-// How k905-setup shows what it found.
+// The output of k905-setup: findings as text and as JSON.
 #include "apps/setup/findings.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 """k905-setup as installed, against a real scheduler: `setup_through_cups.py BUILD CMAKE [TEST...]`.
 
-A private print system (tests/cups/private_cups.py) gets what the build made; the queues that k905-setup makes
-are read back, used for printing, and broken in the ways that its check must find. Exit status 77 means
-that it could not be tried here.
+The build is installed into a private scheduler (tests/cups/private_cups.py); the queues that k905-setup makes
+are read back, used for printing, and broken in the ways that its check must find. Exit status 77: the tests
+cannot run on this machine.
 """
 
 import json
@@ -30,7 +30,7 @@ STOPPED = 6  # the job state of a job that CUPS will not start by itself
 
 
 class ThroughSetup(ThroughCups):
-    """The program, and what its tests need to know of a queue."""
+    """Runs the program and reads the queues it made."""
 
     def program(self):
         return self.cups.prefix / "bin" / "k905-setup"
@@ -74,7 +74,7 @@ class ThroughSetup(ThroughCups):
         path.write_text(text)
 
     def waiting_job(self):
-        """A job in a queue that is stopped."""
+        """Submits a job to a stopped queue."""
         self.cups.run("cupsdisable", self.queue)
         return self.cups.submit(self.queue, self.jpeg())
 
@@ -328,7 +328,7 @@ class Setup(ThroughSetup):
 
 
 class Replacing(ThroughSetup):
-    """A queue that is there already."""
+    """A queue that already exists."""
 
     def test_a_mistake_leaves_queue_and_jobs_alone(self):
         self.add_queue(StpLaminate="Matte")
@@ -436,7 +436,7 @@ class OptionsOfTheQueue(ThroughSetup):
 
 
 class CheckOfTheDevice(ThroughSetup):
-    """Whether anything is there to print on."""
+    """Check of the device of a queue."""
 
     def free_port(self):
         with socket.socket() as probe:
@@ -904,7 +904,7 @@ class Sharing(ThroughSetup):
         made = self.setup_well(self.queue, "--device", self.device(), "--share").stdout
         self.assertTrue(self.is_shared())
         self.assertTrue(self.shares())
-        # From elsewhere, by the address that is shown.
+        # From another computer, by the URI that is printed.
         uri = re.search(r"ipp://\S+", made).group(0)
         self.assertRegex(uri, rf"^ipp://[^/]+:{self.cups.port}/printers/{self.queue}$")
         offered = self.cups.run("ipptool", "-tv", f"ipp://127.0.0.1:{self.cups.port}/printers/{self.queue}",

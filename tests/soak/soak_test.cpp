@@ -1,8 +1,7 @@
-// Long jobs and many jobs through the simulated printer: memory and descriptors stay what they
-// were, and of the sheets, which carry their number in their pixels, none is lost, doubled or out
-// of order.
+// Long jobs and many jobs through the simulated printer: memory and open descriptors do not grow,
+// and no sheet is lost, repeated or out of order. The pixels of each sheet contain its number.
 //
-// K905_SOAK_PAGES and K905_SOAK_JOBS make it longer; tools/soak does.
+// K905_SOAK_PAGES and K905_SOAK_JOBS make the test longer; tools/soak sets them.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -34,9 +33,9 @@ unsigned from_environment(const char* name, unsigned otherwise) {
   return text != nullptr ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
 }
 
-// ---- a page that carries a number ----
+// ---- a page with a number in its pixels ----
 
-// Stripes, black for a one, with a black and a white one in front that show the way round.
+// Stripes, black for a 1 bit, after one black and one white stripe that show the orientation.
 constexpr unsigned kBits = 20;
 constexpr unsigned kStripes = kBits + 2;
 constexpr unsigned kStripeWidth = 4;
@@ -79,7 +78,7 @@ unsigned number_of(const Sheet& sheet) {
   return number;
 }
 
-// ---- what a process holds ----
+// ---- memory and descriptors of a process ----
 
 struct Figures {
   long peak_kb = 0;
@@ -111,8 +110,7 @@ std::ostream& operator<<(std::ostream& stream, const Figures& figures) {
                 << " KiB, descriptors " << figures.descriptors;
 }
 
-// A page's worth is 6 MB; a few pages of the system come and go by themselves. A sanitizer keeps
-// what was freed.
+// A page needs 6 MB; a few memory pages more or less are normal. A sanitizer keeps freed memory.
 void expect_flat(const Figures& early, const Figures& late) {
 #ifndef __SANITIZE_ADDRESS__
   EXPECT_LE(late.peak_kb, early.peak_kb + 256);
@@ -123,7 +121,7 @@ void expect_flat(const Figures& early, const Figures& late) {
 
 // ---- the filter, a printer, and the programs between them ----
 
-// The simulated printer, reached through the network as a print system's socket backend does.
+// The simulated printer, reached through the network as by the socket backend of CUPS.
 class Line {
  public:
   Line()
@@ -147,17 +145,18 @@ class Line {
     return line;
   }
 
-  // Waits until the printer has told of one sheet more.
+  // Waits until the printer has reported another sheet.
   void expect_sheet() {
     const std::string begin = "sheet " + std::to_string(++sheets_) + ": ";
     const std::string told = printer_.next_line();
     EXPECT_EQ(told.substr(0, begin.size()), begin) << told;
     if (sheets_ % kSheetsOfARoll == 0) {
-      (void)folder_.write("printer", kFreshRoll);  // The printer has nothing to do at the moment.
+      (void)folder_.write("printer", kFreshRoll);  // the printer is idle now
     }
   }
 
-  // The printer's, when it has hung up, which may take it a moment: it holds nothing of a sheet.
+  // The figures of the printer after it has closed the connection, which may take a moment: then it
+  // holds no data of a sheet.
   [[nodiscard]] Figures figures() const {
     Figures now = figures_of(printer_.process_id());
     for (int i = 0; i < 500 && now.descriptors > without_client_.descriptors; ++i) {
@@ -173,9 +172,9 @@ class Line {
 
   ScratchFolder folder_;
   std::string state_file_;
-  // How much of a sheet arrives at once is chance, and with it where the C library finds room for
-  // it and whether that is given back. With fixed limits all of it is: what remains of a job in
-  // the printer is then seen to a few pages of the system.
+  // How much of a sheet arrives at once is random, and so is where the C library allocates it and
+  // whether it returns the memory. With fixed limits all memory is returned: a leak of a few memory
+  // pages per job in the printer is then visible.
   EnvironmentGuard plain_memory_;
   EnvironmentGuard trimmed_memory_;
   SimulatedPrinter printer_;
@@ -184,8 +183,8 @@ class Line {
   unsigned sheets_ = 0;
 };
 
-// Prints pages with the numbers from `first` on in one job. Asks for the filter's figures when
-// these many sheets have come, the last of them while it waits for a further page.
+// Prints pages with the numbers from `first` on in one job. Records the figures of the filter after
+// each of these numbers of sheets; at the last one the filter waits for another page.
 std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
                                const std::vector<unsigned>& when) {
   ChildSetup setup;

@@ -1,4 +1,4 @@
-// Which printer a device URI means, and which queue prints on a device.
+// The printer of a device URI, and the queue that prints on a device.
 #include "apps/status/print_system.h"
 
 #include <gtest/gtest.h>

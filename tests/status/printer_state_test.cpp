@@ -1,4 +1,4 @@
-// What a report means, and what is shown of a printer that must not be asked.
+// The meaning of a report, and the state of a printer that must not be queried.
 #include "apps/status/printer_state.h"
 
 #include <gtest/gtest.h>
@@ -79,7 +79,7 @@ TEST(PrintingQueue, WithoutABackendReportThePrinterIsInUse) {
   }
 }
 
-// A network printer cannot be locked itself; a question would open a second connection to it.
+// A network printer cannot be locked; a query would open a second connection to it.
 TEST(IdleQueue, IsNotAskedWhileItsSheetIsBeingSent) {
   const std::string cache = testing::TempDir() + "k905_status_cache";
   std::filesystem::create_directories(cache);

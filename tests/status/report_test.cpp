@@ -1,4 +1,4 @@
-// The filter's report taken apart: what the printer said, and what it did not.
+// The parsed report of the filter: known and unknown values.
 #include "apps/status/report.h"
 
 #include <gtest/gtest.h>

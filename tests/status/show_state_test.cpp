@@ -36,7 +36,7 @@ TEST(AsJson, HasAllKeysInTheirOrderAndNullForTheUnknown) {
             "\"firmware\": null, \"color_data_version\": null, \"color_data_checksum\": null}\n");
 }
 
-// Whoever reads the line relies on the page: the keys, their order, and none beside them.
+// Programs rely on the manual page: exactly these keys, in this order.
 TEST(AsJson, TheManualPageHasItsKeysInTheirOrder) {
   std::ifstream file(K905_SOURCE_DIR "/docs/man/k905-status.1");
   std::vector<std::string> documented;

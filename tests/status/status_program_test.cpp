@@ -1,4 +1,4 @@
-// k905-status as people and monitors start it.
+// k905-status as operators and monitors start it.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ using testing::StartsWith;
 
 constexpr char kProgram[] = K905_BINARY_DIR "/k905-status";
 
-// No print system is asked: none can be at that address.
+// An address without a scheduler, so that no queues are found.
 std::map<std::string, std::string> environment() {
   return {{"CUPS_SERVER", "/nowhere/cups.sock"}, {"PATH", "/usr/bin:/bin"}};
 }
@@ -115,7 +115,7 @@ TEST(StatusProgram, MissingDeviceIsExitStatusTwo) {
                          "\"message\": \"No such file or directory\", \"status_code\": null, "));
 }
 
-// A terminal of its own: devices are locked while they are asked.
+// Each test uses its own terminal, because devices are locked while they are queried.
 TEST(StatusProgram, SomethingThatAnswersNothingIsNotReachable) {
   const k905::Descriptor other_end(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
   ASSERT_EQ(grantpt(other_end.get()) + unlockpt(other_end.get()), 0);
@@ -210,7 +210,7 @@ TEST(StatusProgram, WaitingEndsWhenThePrinterIsReady) {
   ASSERT_NE(at, std::string::npos);
   folder.write("state", text.replace(at, 13, "status = 0"));
   EXPECT_EQ(program.wait(), 0);
-  // The reason once, however often it was asked; then how it is.
+  // The reason is printed once, however often the printer was queried; then the state.
   EXPECT_EQ(program.said().find("waiting"), program.said().rfind("waiting"));
   EXPECT_THAT(program.said(), HasSubstr(": ready, Idling\n"));
 }

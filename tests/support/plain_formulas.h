@@ -26,7 +26,7 @@ std::uint8_t resized(std::uint8_t s00, std::uint8_t s01, std::uint8_t s10, std::
 
 enum class Correction { kNone, kBright, kAccurate, kHue, kDesaturated };
 
-// The tone chain from the mixing step on, in its order.
+// The tone chain from the mixing step to the end.
 struct Mix {
   bool saturate = false;
   float saturation = 1.0F;
@@ -37,7 +37,7 @@ struct Mix {
 };
 Pixel mixed(std::array<float, 3> c, const Mix& mix);
 
-// What the legacy gamma stores for `value`: NaN and negatives 0, infinity 255.
+// The byte that the legacy gamma stores for `value`: NaN and negatives 0, infinity 255.
 std::uint8_t legacy_stored(float value);
 
 // The settings of a tone chain, in thousandths as users give them; gammas and balances by plane.

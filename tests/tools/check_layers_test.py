@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Gives tools/check_layers.py small trees, sound ones and broken ones, and compares what it says."""
+"""Runs tools/check_layers.py on small source trees, valid and invalid, and compares its findings."""
 
 import pathlib
 import subprocess
@@ -9,7 +9,7 @@ import unittest
 
 CHECKER = pathlib.Path(__file__).resolve().parents[2] / "tools" / "check_layers.py"
 
-# Every include that a layer needs most, one file per layer.
+# The essential includes of each layer, one file per layer.
 SOUND_TREE = {
     "filter/main.cpp": '#include <cups/raster.h>\n#include "pipeline/page_pipeline.h"\n'
     '#include "protocol/print_page.h"\n#include "geometry/page_header.h"\n'
@@ -49,7 +49,7 @@ def findings_of(tree):
 
 class CheckLayers(unittest.TestCase):
     def expect(self, path, text, *findings):
-        """A sound tree in which `path` has this text gives exactly these findings."""
+        """A valid tree in which `path` has this text gives exactly these findings."""
         status, lines = findings_of({**SOUND_TREE, path: text})
         self.assertEqual(lines, [f"{path}:{finding}" for finding in findings])
         self.assertEqual(status, 1 if findings else 0)
