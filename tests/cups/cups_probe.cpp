@@ -1,9 +1,9 @@
-// Eyes for the end-to-end test: reads a captured printer stream with the programs' parser and
-// says what is on each sheet, as JSON. Also turns a picture into files of other kinds.
+// Helper of the end-to-end test: parses a captured printer stream with the parser of the programs
+// and prints the content of each sheet as JSON. Also converts images to other formats.
 //
-//   cups_probe sheets STREAM [X,Y]...   colors at these places, in fractions of the sheet
-//   cups_probe picture PNG [X,Y]...     the same of a sheet that the simulated printer kept
-//   cups_probe photo PICTURE OUTPUT     the same as JPEG, TIFF or WebP, as the name ends
+//   cups_probe sheets STREAM [X,Y]...   colors at these positions, in fractions of the sheet
+//   cups_probe picture PNG [X,Y]...     the same for a sheet that the simulated printer stored
+//   cups_probe photo PICTURE OUTPUT     converts to JPEG, TIFF or WebP, by the suffix of OUTPUT
 //   cups_probe pwg|urf OUTPUT COPIES PICTURE...   raster as phones send it, at 300 dpi
 #include <cups/raster.h>
 #include <fcntl.h>
@@ -43,7 +43,8 @@ const std::uint8_t* pixel(const Picture& picture, std::uint32_t x, std::uint32_t
   return &picture.bytes[(std::size_t{y} * picture.width + x) * 3];
 }
 
-// What is no lighter than `lightest`: 254 is all but the white of bare paper.
+// The bounding box of the pixels that are not lighter than `lightest`: 254 excludes only the white
+// of the paper.
 Box printed_box(const Picture& picture, std::uint8_t lightest) {
   Box box{picture.width, picture.height, 0, 0};
   for (std::uint32_t y = 0; y < picture.height; ++y) {
@@ -57,7 +58,7 @@ Box printed_box(const Picture& picture, std::uint8_t lightest) {
   return box;
 }
 
-// The mean over a small square, so that a picture's noise does not matter.
+// The mean over a small square, so that noise in the image has no effect.
 void print_color(const Picture& picture, Place place) {
   constexpr int reach = 6;
   const int column = static_cast<int>(place.x * picture.width);
@@ -76,7 +77,7 @@ void print_color(const Picture& picture, Place place) {
       ++count;
     }
   }
-  count = std::max(count, 1L);  // a place beside the sheet is black
+  count = std::max(count, 1L);  // a position outside the sheet is black
   std::printf("[%ld, %ld, %ld]", sum[0] / count, sum[1] / count, sum[2] / count);
 }
 
@@ -139,7 +140,7 @@ int show_picture(const char* path, const std::vector<Place>& places) {
   return 0;
 }
 
-// The picture in the format that the other file's name ends with.
+// Converts the image to the format of the suffix of `to`.
 int write_photo(const char* from, const std::string& to) {
   VipsImage* image = vips_image_new_from_file(from, nullptr);
   const bool written =

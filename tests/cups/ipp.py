@@ -1,5 +1,5 @@
-"""Questions to the scheduler that no client program answers in full: what became of a job, and what a
-printer shows."""
+"""Requests to the scheduler for attributes that no client program prints completely: of jobs and of
+printers."""
 
 import http.client
 import socket
@@ -32,7 +32,7 @@ def attribute(tag, name, value):
 
 
 def values(body):
-    """(name, value) of all groups, a name for each value; integers and enums as int, the rest as text."""
+    """(name, value) of all groups, with the name repeated for each value; integers and enums as int, others as text."""
     name = ""
     at = 8
     while at < len(body) and body[at] != END_TAG:

@@ -61,7 +61,7 @@ TEST(LogRelay, DoesNotHoldAVeryLongLineBack) {
   EXPECT_EQ(relay.pending().size(), 20000U);
 }
 
-// The rest of a line that went out in two pieces is not the beginning of a line.
+// The rest of a line that was written in two pieces is not the beginning of a line.
 TEST(LogRelay, DoesNotTakeTheRestOfAVeryLongLineForALine) {
   const std::string log = std::string(10000, 'x') + kSheetLog;
   LogRelay relay;
@@ -71,7 +71,7 @@ TEST(LogRelay, DoesNotTakeTheRestOfAVeryLongLineForALine) {
   EXPECT_EQ(relay.pending().find("PAGE:"), std::string_view::npos);
 }
 
-// Whether a sheet counts must not hang on how the log was cut up on its way.
+// Whether a sheet is counted must not depend on how the log is divided into reads.
 TEST(LogRelay, AVeryLongLineMeansNothingInPiecesOfAnySize) {
   std::string log = kSheetLog;
   log.insert(log.find("K905-1: Single page"),

@@ -1,7 +1,7 @@
-"""Printers on several machines: a class on one scheduler whose members are IPP queues of two others, each
+"""Printers on several hosts: a class on one scheduler whose members are IPP queues of two others, each
 with a simulated printer. usage: several_hosts.py BUILD CMAKE [TEST...]
 
-The commands are those of docs/lab.md. Exit status 77 means that it could not be tried here.
+The commands are those of docs/lab.md. Exit status 77: the test cannot run on this machine.
 """
 
 import os
@@ -58,7 +58,7 @@ class SeveralHosts(unittest.TestCase):
         self.before = len(self.sim.printed_files())
 
     def photo(self):
-        """Each of another gray, so that sheets can be told apart."""
+        """A photo with its own gray value, so that sheets can be distinguished."""
         type(self).gray += 7
         return artwork.write_png(self.scratch / f"{self.gray}.png", 60, 40,
                                  [b"\0" + bytes([self.gray] * 180)] * 40)

@@ -1,4 +1,4 @@
-"""k905-sim, running beside a test."""
+"""Runs k905-sim for a test."""
 
 import pathlib
 import re
@@ -11,8 +11,8 @@ import zlib
 
 
 def number_in_picture(file):
-    """The number of a sheet whose pixels all have its value, from its PNG: the first byte, which no filter of
-    the format changes."""
+    """The number of a sheet whose pixels all have its value: the first byte of the PNG's pixels, which no PNG
+    filter changes."""
     data = file.read_bytes()
     compressed = bytearray()
     at = 8
@@ -25,14 +25,14 @@ def number_in_picture(file):
 
 
 def undisturbed(program, stream, look):
-    """look(printer) after a printer took the whole stream."""
+    """The result of look(printer) after a printer received the complete stream."""
     folder = pathlib.Path(tempfile.mkdtemp(prefix="k905_numbers_"))
     printer = SimulatedPrinter(program, folder)
     try:
         with socket.create_connection(("127.0.0.1", printer.port)) as line:
             line.sendall(stream)
             line.shutdown(socket.SHUT_WR)
-            line.recv(1)  # the printer has taken everything when it closes the connection
+            line.recv(1)  # the printer closes the connection after the last byte was processed
         return look(printer)
     finally:
         printer.stop()
@@ -40,8 +40,8 @@ def undisturbed(program, stream, look):
 
 
 class SimulatedPrinter:
-    """Started at once; `stop` ends it. Every sheet becomes a picture in the folder `sheets`. With `printers`
-    there are several: `ports`, `devices` and the lines of each, by number from 1."""
+    """Started by the constructor, ended by `stop`. Every sheet is stored as an image in the folder `sheets`. With
+    `printers` there are several: `ports`, `devices` and the lines of each, by number from 1."""
 
     def __init__(self, program, sheets, *options):
         self.sheets = pathlib.Path(sheets)
@@ -80,18 +80,18 @@ class SimulatedPrinter:
         self.process.stdout.close()
 
     def wait_for(self, condition, what, seconds=60):
-        """Until condition(lines) is true."""
+        """Waits until condition(lines) is true."""
         with self.changed:
             if not self.changed.wait_for(lambda: condition(self.lines), seconds):
                 raise AssertionError(f"waited {seconds} s for {what}; the printer's last lines:\n" +
                                      "\n".join(self.lines[-20:]))
 
     def wait_for_line(self, start, seconds=60):
-        """Until a line begins so."""
+        """Waits until a line starts with `start`."""
         self.wait_for(lambda lines: any(line.startswith(start) for line in lines), start, seconds)
 
     def command(self, text):
-        """Returns when it was obeyed."""
+        """Sends a command and waits until it was executed."""
         before = len(self.lines)
         answer = re.compile(r"(printer \d+: )?(ok|error: .*)")
         self.process.stdin.write(text + "\n")
@@ -101,23 +101,23 @@ class SimulatedPrinter:
             raise AssertionError(f"{text}: {wrong[0]}")
 
     def _catch_up(self):
-        """Until everything that the printer has written was read."""
+        """Waits until all output of the printer was read."""
         self.command("show")
 
     def printed_files(self):
-        """The picture of every sheet so far, in order."""
+        """The images of all sheets so far, in order."""
         with self.changed:
             found = (re.match(r"(?:printer \d+: )?sheet \d+: .*, (/.*\.png), \d+ left$", line)
                      for line in self.lines)
             return [pathlib.Path(match[1]) for match in found if match]
 
     def numbers(self):
-        """Of the sheets that came out, in order."""
+        """The numbers of the printed sheets, in order."""
         self._catch_up()
         return [number_in_picture(file) for file in self.printed_files()]
 
     def looks(self):
-        """Size, finish, cut and all pixels of the sheets that came out."""
+        """Size, finish, cut and all pixels of the printed sheets."""
         self._catch_up()
         with self.changed:
             told = [re.search(r"sheet \d+: (\d+x\d+, \w+, cutter \d+), /", line) for line in self.lines]
@@ -135,22 +135,22 @@ class SimulatedPrinter:
             self.command(f"set {name.replace('_', '-')} {value}")
 
     def wait_for_questions(self, name, count):
-        """Until it was asked so often. Needs --trace."""
+        """Waits until this question was asked `count` times. Needs --trace."""
         self.wait_for(lambda lines: sum(line.startswith(f"question {name}:") for line in lines) >= count,
                       f"{count} times {name}")
 
     def count(self, pattern):
-        """Lines so far in which it is found. With --trace these are questions and sheets that begin as well."""
+        """The number of lines that match. With --trace there are also lines for questions and for sheets that begin."""
         self._catch_up()
         with self.changed:
             return sum(re.search(pattern, line) is not None for line in self.lines)
 
     def torn(self):
-        """Sheets that did not arrive whole."""
+        """The number of incomplete sheets."""
         return self.count("^data error: ")
 
     def printed(self, cups, count):
-        """The pictures, when there are so many."""
+        """Waits until there are this many images and returns them."""
         def look():
             found = sorted(self.sheets.glob("*.png"))
             return found if len(found) >= count else None

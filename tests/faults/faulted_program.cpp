@@ -39,14 +39,14 @@ void read_report(const std::string& report, FaultedProgram& run) {
 
 FaultedProgram run_with_fault(ChildSetup setup, const CallFault& fault) {
   const ScratchFolder scratch;
-  // Where the program sees another /tmp, the report is there.
+  // If the program has a private /tmp, the report is written there.
   const bool elsewhere = !setup.private_tmp.empty();
   const std::string folder = elsewhere ? setup.private_tmp : scratch.path();
-  // Without it libcups asks the name service for the user's home.
+  // Without it libcups queries the name service for the home folder of the user.
   setup.environment["HOME"] = "/nonexistent";
   setup.environment["LD_PRELOAD"] = kLibrary;
   setup.environment["K905_FAULT_REPORT"] = (elsewhere ? "/tmp/" : folder + "/") + kReport;
-  // A sanitizer wants to be the first library, and is not where this one comes before it.
+  // A sanitizer must be the first library; with this option it accepts the preloaded one before it.
   setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
   if (fault.number > 0) {
     setup.environment["K905_FAULT"] = text_of(fault);

@@ -1,5 +1,5 @@
-// Loaded into k905-print by a test (LD_PRELOAD): just before the program first opens the file
-// K905_OPENED, K905_NEXT takes its place, as when somebody replaces a photo at the worst moment.
+// Preloaded into k905-print by a test (LD_PRELOAD): just before the program first opens the file
+// K905_OPENED, the file K905_NEXT replaces it, as if a user replaced a photo at that moment.
 #include <dlfcn.h>
 #include <fcntl.h>
 

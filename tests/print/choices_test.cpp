@@ -1,4 +1,4 @@
-// The words on k905-print's command line against the table of options.
+// The options of k905-print compared with the table of options.
 #include "apps/base/choices.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
-// k905-print that is stopped, killed or short of memory: the printer gets whole sheets, and nothing
-// continues in the background.
+// k905-print is stopped, killed or short of memory: the printer gets complete sheets, and no
+// process continues in the background.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ using testing::HasSubstr;
 constexpr char kProgram[] = K905_BINARY_DIR "/k905-print";
 const std::map<std::string, std::string> kEnvironment{{"PATH", "/usr/bin:/bin"}};
 
-// A printer that takes its bytes from a FIFO.
+// A printer that reads its bytes from a FIFO.
 class Printer {
  public:
   explicit Printer(const ScratchFolder& folder) : path_(folder.path() + "/printer") {
@@ -41,13 +41,13 @@ class Printer {
 
   [[nodiscard]] const std::string& path() const { return path_; }
 
-  // Reads until so many bytes have come.
+  // Reads until `count` bytes were received.
   void read_bytes(std::size_t count) {
     while (stream_.size() < count && read_some() > 0) {
     }
   }
 
-  // To be called when somebody else has opened the FIFO: its end is then seen.
+  // To be called after the program has opened the FIFO, so that its end is detected.
   void stop_waiting() {
     if (keep_open_ >= 0) {
       close(keep_open_);
@@ -55,7 +55,7 @@ class Printer {
     }
   }
 
-  // Reads to the end. The number of sheets; fails the test when they are not whole.
+  // Reads to the end and returns the number of sheets; fails the test if they are not complete.
   std::size_t read_sheets() {
     while (read_some() > 0) {
     }
@@ -122,7 +122,7 @@ TEST(PrintNotStopped, ByAHangUpThatIsIgnored) {
   EXPECT_EQ(program.wait(), 0);
 }
 
-// Without a printer no filter may go on either.
+// Without a printer the filter must not continue either.
 TEST(PrintKilled, TakesTheFilterAlong) {
   const ScratchFolder folder;
   const std::string photo = put_photo(folder);
@@ -142,7 +142,8 @@ TEST(PrintKilled, TakesTheFilterAlong) {
   EXPECT_EQ(program.wait(), -1);
 }
 
-// The sheets are checked on their way to the printer, which takes memory for each of their planes.
+// The sheets are checked before they reach the printer, which needs memory for each of their
+// planes.
 TEST(PrintShortOfMemory, FinishesTheSheetInHandAndSaysWhy) {
 #ifdef K905_SANITIZED
   GTEST_SKIP() << "memory is the sanitizer's here";

@@ -1,4 +1,4 @@
-// Which files of a folder are photos that nobody is still writing, and what happened to the others.
+// Which files of a folder are complete photos, and the events of the others.
 #include "apps/print/folder_watch.h"
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// With no time to settle, a photo that nobody writes to is reported by the next call.
+// Without a settling time, a photo that is not open for writing is reported by the next call.
 FolderWatchSetup at_once(const std::string& folder) {
   return {.folder = folder, .settle = milliseconds(0)};
 }
@@ -47,7 +47,7 @@ std::vector<std::string> arrived_names(FolderWatch& watch) {
   return names;
 }
 
-// "NAME" for what left the folder, "NAME > NEW NAME" for what was renamed in it.
+// "NAME" for files that left the folder, "NAME > NEW NAME" for renamed ones.
 std::vector<std::string> gone_names(const FolderEvents& events) {
   std::vector<std::string> names;
   for (const auto& [name, renamed_to] : events.gone) {
@@ -173,7 +173,7 @@ TEST(FolderWatch, ChangedPermissionsAreReportedAsNoArrival) {
   EXPECT_FALSE(events.settled[0].arrived);
 }
 
-// The kernel drops events when too many wait: the end of a writer may be one of them.
+// The kernel drops events if too many are pending, possibly one that a file was closed.
 TEST(FolderWatch, AfterLostEventsTheFolderIsLookedThrough) {
   const ScratchFolder folder;
   FolderWatch watch(at_once(folder.path()));
@@ -183,7 +183,7 @@ TEST(FolderWatch, AfterLostEventsTheFolderIsLookedThrough) {
   int most = 0;
   std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> most;
   ASSERT_GT(most, 0);
-  // Two events of one kind after the other would become one.
+  // The kernel merges two equal consecutive events.
   for (int events = 0; events <= most; events += 2) {
     folder.write("x", "");
     std::filesystem::remove(folder.path() + "/x");
@@ -212,7 +212,7 @@ TEST(FolderWatch, WithoutEventsTheFolderIsRead) {
   EXPECT_THAT(gone_names(events_of(watch)), ElementsAre("b.jpg"));
 }
 
-// As after unmounting: what the path leads to now says nothing about the photos of before.
+// As after unmounting: the folder that is now at the path contains none of the previous photos.
 TEST(FolderWatch, InAnotherFolderAtItsPathNothingCountsAsRemoved) {
   const ScratchFolder folder;
   const std::string path = folder.path() + "/in";

@@ -38,7 +38,7 @@ TEST(PhotoFile, NonregularFileIsMissing) {
   std::string error;
   EXPECT_EQ(PhotoFile().read(folder.path() + "/none", error), PhotoRead::missing);
   EXPECT_EQ(PhotoFile().read(folder.path(), error), PhotoRead::missing);
-  // Opening it would wait for a writer.
+  // Opening a FIFO would wait for a writer.
   ASSERT_EQ(mkfifo((folder.path() + "/pipe").c_str(), 0600), 0);
   EXPECT_EQ(PhotoFile().read(folder.path() + "/pipe", error), PhotoRead::missing);
 }

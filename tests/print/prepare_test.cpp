@@ -1,4 +1,4 @@
-// A picture on its way to the sheet: cropped or kept whole, turned, in the right colors.
+// Prepares photos for the sheet: cropped or fitted, rotated, in the correct colors.
 #include "apps/layout/prepare.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-// 300 x 200 pixels of a sheet with nothing around, so that numbers stay small.
+// A sheet without margins, so that the numbers are small.
 SheetPlace small_place(std::uint32_t width, std::uint32_t height) {
   SheetPlace place;
   place.paper = &paper_sizes[3];
@@ -40,7 +40,7 @@ std::vector<int> pixel(const Picture& picture, std::size_t x, std::size_t y) {
   return {at[0], at[1], at[2]};
 }
 
-// Says which color space it is for, and nothing else that makes sense.
+// A profile that names its color space, but is otherwise invalid.
 std::string broken_profile(const char* space) {
   return std::string(400, 'x').replace(16, 4, space);
 }
@@ -61,7 +61,7 @@ Prepared prepared_from(const Picture& picture, const SheetPlace& place, const Pr
 }
 
 TEST(Prepare, CropsEvenlyAtBothEnds) {
-  Picture wide = plain(50, 20, {9, 9, 9});  // 20 high wants 30 wide: 10 go on each side
+  Picture wide = plain(50, 20, {9, 9, 9});  // 20 high needs 30 wide: 10 are cropped per side
   paint_column(wide, 9, 1);
   paint_column(wide, 10, 2);
   paint_column(wide, 39, 3);
@@ -72,7 +72,7 @@ TEST(Prepare, CropsEvenlyAtBothEnds) {
 }
 
 TEST(Prepare, ATallPhotoIsCroppedEvenlyToo) {
-  // Of 60 rows the middle 20 remain.
+  // The middle 20 of 60 rows remain.
   Picture tall = plain(30, 60, {0, 0, 0});
   std::fill(tall.bytes.begin() + 30 * 20 * 3, tall.bytes.begin() + 30 * 40 * 3, std::uint8_t{200});
   const Picture picture = prepared_from(tall, small_place(30, 20), {.rotate = false}).picture;
@@ -101,8 +101,8 @@ TEST(Prepare, KeptWholeItStandsOnWhite) {
 }
 
 TEST(Prepare, TheShapeIsThatOfTheSheetAndNotOfItsPixels) {
-  // 600 dpi from top to bottom: 30 x 40 pixels are a sheet of 3:2. A page of other pixels than the
-  // sheet shows changes nothing either.
+  // 600 dpi from top to bottom: 30 x 40 pixels are a sheet of 3:2. A page with another number of
+  // pixels than the sheet makes no difference.
   SheetPlace place = small_place(30, 40);
   place.fine = true;
   place.page_width = 25;
@@ -115,7 +115,7 @@ TEST(Prepare, TheShapeIsThatOfTheSheetAndNotOfItsPixels) {
 
 TEST(Prepare, AnUprightPictureIsTurnedToTheLeftForALyingSheet) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
-  paint_column(upright_picture, 19, 1);  // its right edge becomes the upper one
+  paint_column(upright_picture, 19, 1);  // its right edge becomes the top
   const Picture page = prepared_from(upright_picture, small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 29, 0), (std::vector<int>{1, 1, 1}));
@@ -153,7 +153,7 @@ TEST(Prepare, TurningForTheSheetFollowsTheCamerasTurn) {
 }
 
 TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
-  // What Little CMS itself makes of one pixel.
+  // The result of Little CMS for one pixel.
   const std::string profile = rgb_matrix_profile();
   Picture picture = plain(30, 20, {200, 100, 50});
   embed(picture, profile);
@@ -165,7 +165,7 @@ TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
   cmsDeleteTransform(transform);
   cmsCloseProfile(source);
   cmsCloseProfile(srgb);
-  ASSERT_NE(color[0], 200);  // a test that could not fail otherwise
+  ASSERT_NE(color[0], 200);  // otherwise the test could not fail
   const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
   EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{color[0], color[1], color[2]}));
   EXPECT_EQ(prepared.warning, "");

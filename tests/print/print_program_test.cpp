@@ -1,4 +1,4 @@
-// k905-print as its users start it, without a print system: real pictures in, sheets out.
+// k905-print as users start it, without CUPS: reads photos and writes sheets.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -46,7 +46,7 @@ ChildResult print(const ScratchFolder& folder, const std::vector<std::string>& a
   return run_program(folder, "k905-print", arguments, input);
 }
 
-// Top left red, top right green, bottom left blue, bottom right gray: seen, not stored.
+// Visible colors: top left red, top right green, bottom left blue, bottom right gray.
 std::vector<std::uint8_t> quarters(std::uint32_t width, std::uint32_t height,
                                    const std::array<Color, 4>& colors) {
   std::vector<std::uint8_t> rows;
@@ -114,7 +114,8 @@ TEST(PrintProgram, PreviewShowsTheSheetOfTheCustomer) {
   expect_quarters(sheet, "png");
 }
 
-// 1800 x 1197 pixels are a 6x4 sheet; the printer also gets 70 on its left and 25 above.
+// A 6x4 sheet shows 1800 x 1197 pixels; the data for the printer has 70 more on the left and 25
+// more at the top.
 TEST(PrintProgram, APictureInTheSheetsOwnPixelsIsPrintedPixelByPixel) {
   const ScratchFolder folder;
   std::vector<std::uint8_t> rows;
@@ -249,7 +250,7 @@ TEST(PrintProgram, EmbeddedProfileIsConvertedToSrgb) {
   ASSERT_EQ(
       print(folder, {"--canvas", "--preview", "sheet.png", "plain.png", "profiled.png"}).status, 0);
   EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Color{120, 60, 200}));
-  // Gamma 1.8 is lighter than sRGB: the same numbers mean more light.
+  // Gamma 1.8 is lighter than sRGB: the same number means more light.
   const Color seen = pixel(picture_in(folder, "sheet-2.png"), 0.5, 0.5);
   EXPECT_GT(seen[0], 125);
   EXPECT_GT(seen[2], 205);
@@ -308,7 +309,7 @@ TEST(PrintProgram, FitKeepsThePictureWholeOnWhite) {
   folder.write("photo.png", quartered_png(400, 200));
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "--fit", "photo.png"}).status, 0);
   const Picture sheet = picture_in(folder, "sheet.png");
-  // 1800 wide and 900 tall in the middle of the picture's place: rows 25 + 148 to 25 + 1048.
+  // 1800 wide and 900 high in the center of the visible area: rows 25 + 148 to 25 + 1048.
   EXPECT_EQ(pixel(sheet, 0.1, 165.0 / 1239), kWhite);
   EXPECT_EQ(pixel(sheet, 0.1, 185.0 / 1239), kRed);
   EXPECT_EQ(pixel(sheet, 0.1, 1060.0 / 1239), kBlue);

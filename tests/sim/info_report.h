@@ -1,4 +1,4 @@
-// The report of `--info` as a test expects it.
+// The expected report of `--info`.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 #include "tests/support/child_process.h"
 #include "tests/support/report_builder.h"
 
-// What the filter writes about a simulated K905 that nobody has changed, with some lines otherwise.
+// The report of the filter for a simulated K905 with its initial state, with some changed lines.
 [[nodiscard]] std::string expected_report(const ReportValues& otherwise = {});
 
-// The built filter with these arguments and empty standard input. PPD names a file that is not
-// there, so that the log stays on standard error.
+// Runs the built filter with these arguments and empty standard input. PPD names a file that does
+// not exist, so that the log stays on standard error.
 [[nodiscard]] ChildResult run_filter(const std::vector<std::string>& arguments);

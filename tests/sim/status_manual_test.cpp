@@ -1,4 +1,4 @@
-// docs/status.md tells what the programs do.
+// Checks the statements of docs/status.md.
 #include <gtest/gtest.h>
 
 #include <fstream>

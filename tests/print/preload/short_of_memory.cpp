@@ -1,5 +1,5 @@
-// Lets requests for megabytes fail in every thread but the first (LD_PRELOAD), from the one on that
-// K905_FAIL_FROM names by its number, counted from 1.
+// Makes requests for megabytes fail in every thread except the first (LD_PRELOAD), beginning with
+// the request number K905_FAIL_FROM, counted from 1.
 #include <unistd.h>
 
 #include <atomic>
