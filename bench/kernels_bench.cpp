@@ -1,6 +1,6 @@
 // Every kernel in every table of this machine, on rows as wide as those of a 6x8 sheet.
 //
-// The rate is bytes of the row that is written, so that kernels can be compared with a plain copy.
+// The rate is in bytes of the row that is written, so that kernels can be compared with a copy.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -19,7 +19,7 @@ using kernels::Table;
 constexpr std::size_t kWidth = 1844;
 constexpr std::size_t kSourceWidth = 2400;
 constexpr std::size_t kCanvasWidth = 1920;
-constexpr std::size_t kImageWidth = 1800;  // what the bleeds leave of the canvas
+constexpr std::size_t kImageWidth = 1800;  // the width of the canvas between the bleeds
 constexpr std::size_t kBand = 128;
 
 using Bytes = std::vector<std::uint8_t>;
