@@ -84,7 +84,6 @@ int JobRunner::run() {
   }
   report_sheets();
   supplies_.report(session_.printer(), session_.seen());
-  publish_seen();
   return print_sheets();
 }
 
@@ -232,6 +231,7 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
     if (!is_saved(records_.save(record_))) {
       return kStopQueue;
     }
+    publish_seen();
     info("Sending " + sheet_name(number));
     const Outcome outcome = session_.send(bytes.pieces(), counters);
     if (outcome != Outcome::kNotPrinted) {

@@ -360,6 +360,14 @@ class Shown(ThroughCups):
         self.assert_completed(job)
         self.assert_printed(self.numbers)
 
+    def test_k905_status_shows_a_busy_printer_while_the_first_sheet_is_sent(self):
+        job = self.submit_and_hold(1)
+        said = self.status("booth")
+        self.sim.command("continue")
+        self.assert_completed(job)
+        self.assertTrue(said.stdout.startswith("booth: busy, Idling, as queue booth last saw it"), said.stdout)
+        self.assertEqual(said.returncode, 0)
+
     def test_supplies_are_shown(self):
         self.sim.set(remaining=30, initial=400)
         self.assert_completed(self.submit())
