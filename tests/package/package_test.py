@@ -473,7 +473,7 @@ class Printing(unittest.TestCase):
             system = root / "system"
             system.mkdir()
             with PackagedCups(system, BUILD, CMAKE) as cups:
-                printer = SimulatedPrinter(cups.prefix / "bin/k905-sim", root / "sheets")
+                printer = SimulatedPrinter(cups.prefix / "bin/k905-sim", root / "sheets", "--media", "6x4")
                 self.addCleanup(printer.stop)
                 made = cups.run(cups.prefix / "bin/k905-setup", "photo", "--paper", "6x4",
                                 "--device", printer.uri, check=False)
