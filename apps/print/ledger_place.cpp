@@ -24,6 +24,7 @@ std::string home_folder() {
     return home;
   }
   // Called before any thread is started.
+  // cppcheck-suppress getpwuidCalled
   const passwd* user = getpwuid(getuid());
   return user != nullptr ? user->pw_dir : "";
 }

@@ -71,8 +71,9 @@ bool is_image(Command command) { return command <= Command::c_plane; }
 // The filter's index of the plane of a command: the third plane is sent first.
 std::size_t plane_index(Command command) { return 2 - static_cast<std::size_t>(command); }
 
-std::string image_name(Command command) {
-  constexpr const char* names[] = {"YPLANE", "MPLANE", "CPLANE"};
+// In place of the cutter's the overcoat's name may stand.
+std::string name_of(Command command) {
+  constexpr const char* names[] = {"YPLANE", "MPLANE", "CPLANE", "CUTTER", "CUTTER", "START"};
   return names[static_cast<std::size_t>(command)];
 }
 
@@ -86,7 +87,7 @@ std::string awaited(Command command) {
     case Command::start:
       return "the whole CNTRL START command";
     default:
-      return "the whole IMAGE " + image_name(command) + " command";
+      return "the whole IMAGE " + name_of(command) + " command";
   }
 }
 
@@ -264,10 +265,7 @@ void PrinterStreamParser::Reader::check_name() {
   const std::string name = text_of(field_);
   block_.name = without_blanks(name);
   const std::string overcoat = padded("OVERCOAT", 16);
-  const std::string expected = padded(is_image(command_)           ? image_name(command_)
-                                      : command_ == Command::start ? "START"
-                                                                   : "CUTTER",
-                                      16);
+  const std::string expected = padded(name_of(command_), 16);
   if (command_ == Command::overcoat_or_cutter) {
     expect(name == overcoat || name == expected,
            "name \"" + overcoat + "\" or \"" + expected + "\"", quoted(field_));
@@ -401,7 +399,7 @@ bool PrinterStreamParser::Reader::finish() {
   }
   field_offset_ = offset_;
   if (in_pixels_) {
-    fail(std::to_string(pixel_count() - plane().size()) + " more bytes of " + image_name(command_),
+    fail(std::to_string(pixel_count() - plane().size()) + " more bytes of " + name_of(command_),
          "the end of the stream");
   } else {
     fail(awaited(command_), "the end of the stream");
