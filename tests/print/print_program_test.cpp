@@ -531,7 +531,8 @@ TEST_F(PrintLayout, StripsNeedAPaperThatIsCutIntoStrips) {
   const ChildResult result =
       print(folder_, {"--preview", "x.png", "-p", "6x4", "--layout", "strips", "20.png"});
   EXPECT_EQ(result.status, 2);
-  EXPECT_THAT(result.log, HasSubstr("needs a paper that is cut into strips, such as --paper 6x2*2"));
+  EXPECT_THAT(result.log,
+              HasSubstr("needs a paper that is cut into strips, such as --paper 6x2*2"));
   EXPECT_EQ(print(folder_, {"--preview", "x.png", "--layout", "3x3", "20.png"}).status, 2);
 }
 
