@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -54,7 +54,7 @@ class MemoryRaster {
   static ssize_t read(void* context, unsigned char* buffer, std::size_t bytes) {
     auto& self = *static_cast<MemoryRaster*>(context);
     const std::size_t count = std::min(bytes, self.bytes_.size() - self.position_);
-    std::memcpy(buffer, self.bytes_.data() + self.position_, count);
+    std::copy_n(self.bytes_.data() + self.position_, count, buffer);
     self.position_ += count;
     return static_cast<ssize_t>(count);
   }

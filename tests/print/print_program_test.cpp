@@ -497,7 +497,7 @@ TEST_F(PrintLayout, ACaptionIsAtTheBottomOfEachPhoto) {
   const Picture sheet =
       preview({"--layout", "strips", "--caption", "Anna & Tom", "100.png", "180.png"});
   for (const auto& [first, photo] : {std::pair{0U, 100}, {sheet.height / 2, 180}}) {
-    const auto row = [&](std::uint32_t y) {
+    const auto row = [&, first = first](std::uint32_t y) {
       const auto* from = sheet.bytes.data() + std::size_t{3} * (first + y) * sheet.width;
       return std::set<int>(from, from + std::size_t{3} * sheet.width);
     };

@@ -149,8 +149,8 @@ TEST(PrinterExchange, TextIsTrimmedAndTheCountIsOfAllBytes) {
                                                        {"1234", "1234"},  // ended by a timeout
                                                        {"one\r\ntwo", "one\r\ntwo"},
                                                        {"", ""},
-                                                       {std::string("12 \0x45\r\n", 9), "12"},
-                                                       {std::string("\0x12345\r\n", 9), ""},
+                                                       {std::string("12 \0tail\r\n", 10), "12"},
+                                                       {std::string("\0tail\r\n", 7), ""},
                                                        {"  \t a b \t \r \n\r\n", "\t a b \t"},
                                                        {"\r\n12\r\n", "\r\n12"},
                                                        {"    \r\n", ""}};

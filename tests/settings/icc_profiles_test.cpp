@@ -37,7 +37,7 @@ TEST(IccOption, NamesTheFileOfAChoiceOrTheTextAfterTheMarker) {
   };
   for (const auto& [value, name, log] : cases) {
     char* parsed = nullptr;
-    EXPECT_EQ(captured_log([&] { parsed = parse_icc_profile_name(value.c_str()); }),
+    EXPECT_EQ(captured_log([&, &value = value] { parsed = parse_icc_profile_name(value.c_str()); }),
               "K905-1: Parsing ICC option value: " + value + "\n" + log);
     EXPECT_EQ(parsed != nullptr, name.has_value()) << value;
     EXPECT_EQ(parsed != nullptr ? parsed : "", name.value_or("")) << value;

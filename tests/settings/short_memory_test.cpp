@@ -38,7 +38,7 @@ TEST_F(ShortMemory, ProfileNameThatCannotBeStoredIsReported) {
       {"ICCPROFILE (a)", ""}, {"sRGB", "K905-1: Mapped choice to file: sRGB.icc\n"}};
   for (const auto& [value, line] : cases) {
     char* name = nullptr;
-    EXPECT_EQ(log_with_memory_for(0, [&] { name = parse_icc_profile_name(value); }),
+    EXPECT_EQ(log_with_memory_for(0, [&, value = value] { name = parse_icc_profile_name(value); }),
               std::string("K905-1: Parsing ICC option value: ") + value + "\n" + line +
                   "K905-1: Failed to allocate memory for ICC profile name\n");
     EXPECT_EQ(name, nullptr);
