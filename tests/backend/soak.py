@@ -23,7 +23,6 @@ import numbered_sheets  # noqa: E402
 import private_cups  # noqa: E402
 from simulated_printer import SimulatedPrinter, number_in_picture  # noqa: E402
 
-SKIPPED = 77
 # Larger than the buffers of the two sockets between backend and printer, so that the backend waits
 # when the printer stops reading.
 SIZE = {"width": 500, "height": 400}
@@ -173,17 +172,12 @@ class Soak:
 
 
 def main():
-    if len(sys.argv) < 3:
-        print(__doc__)
-        return 2
-    missing = private_cups.what_is_missing()
-    if missing:
-        print(f"SKIPPED: no print system can be started here: {missing}")
-        return SKIPPED
+    build, cmake = private_cups.programs()
+    private_cups.exit_if_it_cannot_run()
     seed = int(sys.argv[4]) if len(sys.argv) > 4 else random.randrange(1 << 32)
     print(f"seed {seed}", flush=True)
     began = time.monotonic()
-    soak = Soak(pathlib.Path(sys.argv[1]).resolve(), sys.argv[2], random.Random(seed))
+    soak = Soak(build, cmake, random.Random(seed))
     try:
         soak.start()
         soak.run(int(sys.argv[3]) if len(sys.argv) > 3 else 60)

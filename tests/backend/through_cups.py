@@ -9,7 +9,6 @@ machine.
 import json
 import os
 import pathlib
-import re
 import shutil
 import signal
 import subprocess
@@ -25,10 +24,8 @@ import ipp  # noqa: E402
 import private_cups  # noqa: E402
 from simulated_printer import SimulatedPrinter, undisturbed  # noqa: E402
 
-SKIPPED = 77
 STATUS_TABLE = HERE.parent / "support" / "status_reasons.tsv"
-BUILD = pathlib.Path()
-CMAKE = "cmake"
+BUILD, CMAKE = private_cups.programs()
 PAGES = 4
 SHEET_BYTES = 3 * (32 + 1088 + 1920 * 1240) + 40 + 32
 # From the first byte to the last: in the first block, in an image header, in pixels, in the
@@ -377,19 +374,5 @@ class Shown(ThroughCups):
         self.assertIn("media-low", self.reasons())
 
 
-def main():
-    global BUILD, CMAKE
-    if len(sys.argv) < 3:
-        print(__doc__)
-        return 2
-    BUILD, CMAKE = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
-    missing = private_cups.what_is_missing()
-    if missing:
-        print(f"SKIPPED: no print system can be started here: {missing}")
-        return SKIPPED
-    ran = unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False)
-    return 0 if ran.result.wasSuccessful() else 1
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    private_cups.main()

@@ -23,9 +23,7 @@ import private_cups
 from artwork import BLACK, CORNERS, CYAN, GRAY, MAGENTA, RED, WHITE
 from simulated_printer import SimulatedPrinter
 
-SKIPPED = 77
-BUILD = pathlib.Path()
-CMAKE = "cmake"
+BUILD, CMAKE = private_cups.programs()
 
 
 class Paper:
@@ -1138,18 +1136,5 @@ class Installation(unittest.TestCase):
             self.assertFalse((stage / datadir / "model/k905").exists())
 
 
-def main():
-    global BUILD, CMAKE
-    if len(sys.argv) < 3:
-        print(__doc__)
-        return 2
-    BUILD, CMAKE = pathlib.Path(sys.argv[1]), sys.argv[2]
-    missing = private_cups.what_is_missing()
-    if missing:
-        print(f"SKIPPED: no print system can be started here: {missing}")
-        return SKIPPED
-    return 0 if unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False).result.wasSuccessful() else 1
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    private_cups.main()

@@ -15,6 +15,7 @@ import socket
 import subprocess
 import sys
 import time
+import unittest
 import urllib.parse
 
 import ipp
@@ -24,6 +25,7 @@ STOCK_DATADIR = pathlib.Path("/usr/share/cups")
 NEEDED_PROGRAMS = ["cupsd", "lp", "lpadmin", "lpstat", "lpoptions", "cancel", "cupsdisable",
                    "cupsenable", "cupsaccept", "ipptool", "gs"]
 NEEDED_FILTERS = ["imagetoraster", "pdftopdf", "gstoraster"]
+SKIPPED = 77  # exit status of a test that cannot run on this machine
 
 
 def what_is_missing():
@@ -34,6 +36,31 @@ def what_is_missing():
     missing = [name for name in NEEDED_PROGRAMS if shutil.which(name, path=path) is None]
     missing += [name for name in NEEDED_FILTERS if not (STOCK_SERVERBIN / "filter" / name).exists()]
     return "not installed: " + ", ".join(missing) if missing else ""
+
+
+def programs(count=2):
+    """BUILD and CMAKE, a build folder and the program: the first of at least `count` arguments. Without them
+    the usage is shown."""
+    if len(sys.argv) <= count:
+        print(sys.modules["__main__"].__doc__, file=sys.stderr)
+        sys.exit(2)
+    return pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
+
+
+def exit_if_it_cannot_run():
+    if missing := what_is_missing():
+        print(f"SKIPPED: no print system can be started here: {missing}")
+        sys.exit(SKIPPED)
+
+
+def run_tests():
+    """Runs the tests of the program, or those that its third and later arguments name; their result."""
+    return unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False).result
+
+
+def main():
+    exit_if_it_cannot_run()
+    sys.exit(0 if run_tests().wasSuccessful() else 1)
 
 
 def free_port():
@@ -257,12 +284,6 @@ class PrivateCups:
         if not path.exists():
             return ""
         return "\n".join(path.read_text(errors="replace").splitlines()[-count:])
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 class CupsOnPort(PrivateCups):

@@ -8,18 +8,15 @@ import os
 import pathlib
 import shutil
 import signal
-import sys
 import tempfile
 import unittest
 
 import artwork
 import ipp
-from private_cups import PrivateCups, what_is_missing
+import private_cups
 from simulated_printer import SimulatedPrinter, number_in_picture
 
-SKIPPED = 77
-BUILD = pathlib.Path()
-CMAKE = "cmake"
+BUILD, CMAKE = private_cups.programs()
 HOSTS = ("hostA", "hostB")
 
 
@@ -49,7 +46,7 @@ class SeveralHosts(unittest.TestCase):
     def started(cls, name, **more):
         folder = cls.scratch / name
         folder.mkdir()
-        cups = PrivateCups(folder, BUILD, CMAKE, **more)
+        cups = private_cups.PrivateCups(folder, BUILD, CMAKE, **more)
         cls.addClassCleanup(cups.stop)
         cups.__enter__()
         return cups
@@ -83,14 +80,22 @@ class SeveralHosts(unittest.TestCase):
     def shown(self, queue):
         return self.front.run("lpstat", "-l", "-p", queue).stdout
 
-    def test_jobs_are_shared_and_each_comes_out_once(self):
-        # Both printers get a job before either has finished one.
+    def submit_with_both_stopped_at(self, byte, count):
+        """Returns the jobs when each printer has begun one and stands still in its sheet."""
         for number in (1, 2):
-            self.sim.command(f"{number} hold at 1000000")
-        jobs = self.submit(6)
+            self.sim.command(f"{number} hold at {byte}")
+        jobs = self.submit(count)
         for number in (1, 2):
-            self.sim.wait_for_line(f"printer {number}: holding at byte 1000000")
+            self.sim.wait_for_line(f"printer {number}: holding at byte {byte}")
+        return jobs
+
+    def let_both_continue(self):
+        for number in (1, 2):
             self.sim.command(f"{number} continue")
+
+    def test_jobs_are_shared_and_each_comes_out_once(self):
+        jobs = self.submit_with_both_stopped_at(1000000, 6)
+        self.let_both_continue()
         self.assert_completed(jobs)
         self.assert_each_printed_once(6)
 
@@ -129,34 +134,15 @@ class SeveralHosts(unittest.TestCase):
         self.assert_each_printed_once(4)
 
     def test_a_job_of_a_host_that_goes_away_in_a_sheet_comes_out_once(self):
-        for number in (1, 2):
-            self.sim.command(f"{number} hold at 1000001")
-        jobs = self.submit(2)
-        for number in (1, 2):
-            self.sim.wait_for_line(f"printer {number}: holding at byte 1000001")
+        jobs = self.submit_with_both_stopped_at(1000001, 2)
         self.hosts[0].process.send_signal(signal.SIGKILL)
         self.hosts[0].process.wait()
-        for number in (1, 2):
-            self.sim.command(f"{number} continue")
+        self.let_both_continue()
         self.front.wait_for(lambda: self.printed_by(2) == 1, "the sheet of the other host")
         self.hosts[0].start()
         self.assert_completed(jobs)
         self.assert_each_printed_once(2)
 
 
-def main():
-    global BUILD, CMAKE
-    if len(sys.argv) < 3:
-        print(__doc__)
-        return 2
-    BUILD, CMAKE = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
-    missing = what_is_missing()
-    if missing:
-        print(f"SKIPPED: no print system can be started here: {missing}")
-        return SKIPPED
-    ran = unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False)
-    return 0 if ran.result.wasSuccessful() else 1
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    private_cups.main()

@@ -22,7 +22,6 @@ import ipp  # noqa: E402
 import private_cups  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
-SKIPPED = 77
 ALL_PRINTED = '{ set +x; } 2>/dev/null\nuntil [ -z "$(lpstat -o)" ]; do sleep 0.1; done\nset -x\n'
 
 
@@ -125,14 +124,8 @@ def jobs_gone_wrong(cups):
 
 
 def main():
-    if len(sys.argv) < 4:
-        print(__doc__)
-        return 2
-    build, cmake = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
-    missing = private_cups.what_is_missing()
-    if missing:
-        print(f"SKIPPED: no print system can be started here: {missing}")
-        return SKIPPED
+    build, cmake = private_cups.programs(3)
+    private_cups.exit_if_it_cannot_run()
     wrong = []
     for chapter in map(pathlib.Path, sys.argv[3:]):
         blocks = [text for reason, text in run_commands.blocks(chapter.read_text())

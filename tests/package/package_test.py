@@ -25,9 +25,7 @@ import ipp  # noqa: E402
 import private_cups  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
-SKIPPED = 77
-BUILD = pathlib.Path()
-CMAKE = "cmake"
+BUILD, CMAKE = private_cups.programs()
 NAMES = ("rastertok905", "k905-print", "k905-devtools")
 FOLDER = pathlib.Path()  # where the packages are made, once
 MODELS = ("K905", "RV-40", "RV-40W", "RS-30")
@@ -496,23 +494,18 @@ class Printing(unittest.TestCase):
 
 
 def main():
-    global BUILD, CMAKE, FOLDER
-    if len(sys.argv) < 3:
-        print(__doc__)
-        return 2
-    BUILD, CMAKE = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
+    global FOLDER
     missing = [name for name in ("dh", "dpkg", "dpkg-buildpackage", "git", "readelf", "gzip")
                if not shutil.which(name)]
     if missing or os.geteuid() != 0:
         print("SKIPPED: no package can be tried here:", " ".join(missing) or "dpkg installs for root only")
-        return SKIPPED
+        return private_cups.SKIPPED
     with tempfile.TemporaryDirectory() as folder:
         FOLDER = pathlib.Path(folder) / "packages"
         make_packages(FOLDER)
         for path in (pathlib.Path(folder), FOLDER):
             path.chmod(0o755)
-        return 0 if unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:],
-                                  exit=False).result.wasSuccessful() else 1
+        return 0 if private_cups.run_tests().wasSuccessful() else 1
 
 
 if __name__ == "__main__":

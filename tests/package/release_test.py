@@ -23,15 +23,13 @@ import package_test  # noqa: E402
 import private_cups  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
-SKIPPED = 77
-BUILD = pathlib.Path()
-CMAKE = "cmake"
+BUILD, CMAKE = private_cups.programs(3)
 FIRST_PACKAGE = "1ae9ba2"  # the commit whose package was handed out first
 
 
 def call(*command, **more):
     run = subprocess.run([str(word) for word in command], text=True, capture_output=True, check=False, **more)
-    if run.returncode == SKIPPED:
+    if run.returncode == private_cups.SKIPPED:
         raise unittest.SkipTest(run.stderr)
     assert run.returncode == 0, f"{command}: status {run.returncode}\n{run.stdout[-3000:]}\n{run.stderr[-3000:]}"
     return run.stdout
@@ -221,19 +219,14 @@ class AccessRules(unittest.TestCase):
 
 
 def main():
-    global BUILD, CMAKE
-    if len(sys.argv) < 4:
-        print(__doc__)
-        return 2
-    BUILD, CMAKE = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
     for needed in ("dh", "dpkg-buildpackage", "git"):
         if shutil.which(needed) is None:
             print("SKIPPED:", needed, "is not installed")
-            return SKIPPED
-    result = unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False).result
+            return private_cups.SKIPPED
+    result = private_cups.run_tests()
     if not result.wasSuccessful():
         return 1
-    return SKIPPED if result.skipped else 0
+    return private_cups.SKIPPED if result.skipped else 0
 
 
 if __name__ == "__main__":

@@ -17,7 +17,6 @@ import sys
 import threading
 import time
 import tty
-import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "cups"))
 
@@ -457,17 +456,5 @@ class Status(BesideCups):
             os.close(printer)
 
 
-def main():
-    if len(sys.argv) < 3:
-        print(__doc__)
-        return 2
-    end_to_end.BUILD, end_to_end.CMAKE = pathlib.Path(sys.argv[1]), sys.argv[2]
-    missing = private_cups.what_is_missing()
-    if missing:
-        print(f"SKIPPED: no print system can be started here: {missing}")
-        return end_to_end.SKIPPED
-    return 0 if unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False).result.wasSuccessful() else 1
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    private_cups.main()

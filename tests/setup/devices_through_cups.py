@@ -12,8 +12,7 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "backend"))
 
-import through_cups  # noqa: E402
-from through_cups import ThroughCups, ipp  # noqa: E402
+from through_cups import ThroughCups, ipp, private_cups  # noqa: E402
 
 
 class WithSetup(ThroughCups):
@@ -146,4 +145,4 @@ class Asked(WithSetup):
 
 
 if __name__ == "__main__":
-    sys.exit(through_cups.main())
+    private_cups.main()

@@ -14,7 +14,6 @@ import socket
 import subprocess
 import sys
 import tempfile
-import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "cups"))
 
@@ -25,7 +24,6 @@ import private_cups  # noqa: E402
 from end_to_end import SIX_BY_EIGHT, ThroughCups  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
-SKIPPED = 77
 STOPPED = 6  # the job state of a job that CUPS will not start by itself
 
 
@@ -974,17 +972,5 @@ class AsJson(ThroughSetup):
         self.assertEqual(problem["advice"], "cupsaccept " + self.queue)
 
 
-def main():
-    if len(sys.argv) < 3:
-        print(__doc__)
-        return 2
-    end_to_end.BUILD, end_to_end.CMAKE = pathlib.Path(sys.argv[1]), sys.argv[2]
-    missing = private_cups.what_is_missing()
-    if missing:
-        print(f"SKIPPED: no print system can be started here: {missing}")
-        return SKIPPED
-    return 0 if unittest.main(argv=[sys.argv[0], "-v"] + sys.argv[3:], exit=False).result.wasSuccessful() else 1
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    private_cups.main()
