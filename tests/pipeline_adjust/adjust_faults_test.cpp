@@ -12,7 +12,7 @@
 #include "pipeline/tone_plan.h"
 #include "tests/pipeline_adjust/icc_page.h"
 #include "tests/pipeline_adjust/profiles.h"
-#include "tests/pipeline_adjust/tone_formula.h"
+#include "tests/support/plain_formulas.h"
 
 namespace {
 
@@ -232,7 +232,7 @@ void expect_plain_chain() {
   TonePlan plan;
   plan.prepare(options);
   const Page page = noise_page(2000, 1, 11);
-  const plain::ToneChain formula = tone_formula(options);
+  const plain::ToneChain formula = plain::tone_chain_of(options);
   for (std::size_t x = 0; x < page.width; ++x) {
     plain::Pixel planned = {page.rgb[3 * x], page.rgb[3 * x + 1], page.rgb[3 * x + 2]};
     const plain::Pixel expected = formula(planned);

@@ -12,8 +12,8 @@
 #include "pipeline/tone_plan.h"
 #include "tests/pipeline_adjust/icc_page.h"
 #include "tests/pipeline_adjust/profiles.h"
-#include "tests/pipeline_adjust/tone_formula.h"
 #include "tests/support/environment_guard.h"
+#include "tests/support/plain_formulas.h"
 
 namespace {
 
@@ -55,7 +55,7 @@ std::vector<std::uint8_t> planes_of(const std::vector<std::uint8_t>& rgb) {
 }
 
 std::vector<std::uint8_t> toned(const PrintOptions& options, std::vector<std::uint8_t> rgb) {
-  const plain::ToneChain formula = tone_formula(options);
+  const plain::ToneChain formula = plain::tone_chain_of(options);
   for (std::size_t i = 0; i < rgb.size(); i += 3) {
     const plain::Pixel pixel = formula({rgb[i], rgb[i + 1], rgb[i + 2]});
     std::copy(pixel.begin(), pixel.end(), rgb.begin() + static_cast<std::ptrdiff_t>(i));

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "settings/print_options.h"
-#include "tests/pipeline_adjust/tone_formula.h"
+#include "tests/support/plain_formulas.h"
 
 namespace {
 
@@ -118,7 +118,7 @@ TEST(ToneChain, PlanAndPlainFormulasGiveTheNumbersComputedByHand) {
     plan.apply(&rgb[0], &rgb[1], &rgb[2], 1);
     const auto index = &c - cases().data();
     EXPECT_EQ(rgb, c.out) << "case " << index;
-    EXPECT_EQ(tone_formula(options)(c.in), c.out) << "case " << index;
+    EXPECT_EQ(plain::tone_chain_of(options)(c.in), c.out) << "case " << index;
   }
 }
 
@@ -219,7 +219,7 @@ TEST(TonePlan, EqualsThePlainFormulasForRandomSettingsAndWidths) {
       for (const Rgb& rgb : pixels) planes[c].push_back(rgb[c]);
       planes[c].resize(pixels.size() + kernels::kRowSlack, 0xA5);
     }
-    const plain::ToneChain formula = tone_formula(options);
+    const plain::ToneChain formula = plain::tone_chain_of(options);
     TonePlan plan;
     plan.prepare(options);
     plan.apply(planes[0].data(), planes[1].data(), planes[2].data(), pixels.size());

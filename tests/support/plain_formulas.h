@@ -67,4 +67,18 @@ class ToneChain {
   Mix mix_;
 };
 
+// The chain of a settings record: the program's or the reference's, which name these fields alike.
+template <typename Settings>
+ToneChain tone_chain_of(const Settings& s) {
+  return ToneChain({.brightness = s.brightness,
+                    .contrast = s.contrast,
+                    .saturation = s.saturation,
+                    .gamma = s.gamma,
+                    .channel_gamma = {s.cyan_gamma, s.magenta_gamma, s.yellow_gamma},
+                    .balance = {s.cyan_balance, s.magenta_balance, s.yellow_balance},
+                    .correction = s.color_correction,
+                    .linear_contrast = s.linear_contrast != 0,
+                    .legacy_gamma = s.legacy_gamma != 0});
+}
+
 }  // namespace plain

@@ -381,18 +381,7 @@ void PlainFilter::adjust(Image& image) {
 }
 
 void PlainFilter::tone(Image& image) const {
-  const Settings& s = settings;
-  const plain::ToneChain chain(
-      plain::ToneSettings{.brightness = s.brightness,
-                          .contrast = s.contrast,
-                          .saturation = s.saturation,
-                          .gamma = s.gamma,
-                          .channel_gamma = {s.cyan_gamma, s.magenta_gamma, s.yellow_gamma},
-                          .balance = {s.cyan_balance, s.magenta_balance, s.yellow_balance},
-                          .correction = s.color_correction,
-                          .linear_contrast = s.linear_contrast != 0,
-                          .legacy_gamma = s.legacy_gamma != 0});
-  for_each_pixel(image, chain);
+  for_each_pixel(image, plain::tone_chain_of(settings));
 }
 
 void PlainFilter::rotate(Image& image) {
