@@ -91,12 +91,12 @@ class Device(Kind):
 
     def printed(self, count):
         numbers = []
-        for line in self.printer.process.stdout:
-            if sheet := re.search(r", (/\S+\.png), ", line):
-                numbers.append(self.number_on(sheet[1]))
-            if numbers and numbers[-1] == count - 1:
-                return numbers
-        raise AssertionError("the printer ended before the last sheet")
+
+        def is_complete(_):
+            numbers.extend(map(self.number_on, self.printer.printed_files()[len(numbers):]))
+            return numbers and numbers[-1] == count - 1
+        self.printer.wait_for(is_complete, f"the sheet of photo {count - 1}")
+        return numbers
 
     def number_on(self, sheet):
         raster = subprocess.run([self.build / "k905-raster", "--size", "picture", sheet], check=True,
