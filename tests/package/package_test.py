@@ -235,11 +235,20 @@ class Contents(unittest.TestCase):
             needed = {by_id[relation["relatedSpdxElement"]]["name"] for relation in bill["relationships"]
                       if relation["spdxElementId"] == package["SPDXID"]}
             self.assertEqual(self.needs(package["name"]) - needed, set())
-            self.assertIn("nlohmann-json3-dev", needed)  # linked into the programs
+            # Linked into the programs.
+            self.assertIn("nlohmann-json3-dev", needed)
+            if package["name"] == "k905-print":
+                self.assertIn("libsqlitecpp-dev", needed)
         (library,) = (package for package in bill["packages"] if package["name"] == "liblcms2-2")
         self.assertEqual(library["versionInfo"], call("dpkg-query", "-W", "-f", "${Version}", "liblcms2-2"))
         (changes,) = files("*.changes")
         self.assertIn(file.name, changes.read_text())
+
+    def test_the_libraries_needed_for_building_are_those_that_setup_installs(self):
+        needed = (HERE.parents[1] / "packaging/debian/control").read_text().partition("\n\n")[0]
+        installed = re.search('^packages="(.*?)"', (HERE.parents[1] / "tools/setup").read_text(), re.M | re.S)[1]
+        libraries = re.compile(r"\S+-dev(?=[\s,])")
+        self.assertEqual(sorted(libraries.findall(needed)), sorted(set(libraries.findall(installed)) - {"dpkg-dev"}))
 
     def test_the_copyright_file_says_that_there_is_no_license_yet(self):
         text = (self.data / "usr/share/doc/rastertok905/copyright").read_text()
