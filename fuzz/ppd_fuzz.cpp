@@ -20,7 +20,7 @@
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
-// libcups leaks a few bytes for a malformed file.
+// libcups never frees two strings of a malformed file.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:_ppdOpen\n"; }
 extern "C" const char* __lsan_default_options();
