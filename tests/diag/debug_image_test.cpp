@@ -135,14 +135,14 @@ TEST_F(DebugImage, IsNotSavedWhenThePrintSystemStartedTheFilter) {
 }
 
 TEST_F(DebugImage, MakesItsFolderAndFileReadableAndKeepsAnExistingFolder) {
-  const mode_t umask_before = umask(022);
+  const mode_t umask_before = umask(0);
   save("01_original");
   umask(umask_before);
   const auto mode_of = [](const std::string& path) {
     return static_cast<unsigned>(fs::status(path).permissions());
   };
   EXPECT_EQ(mode_of(folder_of_this_test), 0755U);
-  EXPECT_EQ(mode_of(folder_of_this_test + "/20260116_093015_01_original.ppm"), 0644U);
+  EXPECT_EQ(mode_of(folder_of_this_test + "/20260116_093015_01_original.ppm"), 0666U);
   fs::permissions(folder_of_this_test, fs::perms::owner_all);
   save("04a_before_mirror");
   EXPECT_EQ(mode_of(folder_of_this_test), 0700U);

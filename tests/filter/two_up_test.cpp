@@ -184,6 +184,7 @@ TEST_F(TwoUp, HeldPageThatIsTooWideOrEmptyIsNotMerged) {
     // A sheet of height 0 is refused when it is sent.
     ASSERT_EQ(sent.size(), height > 0 ? 2U : 1U);
     EXPECT_EQ(sent.back().height, 12U);
+    EXPECT_EQ(sent.front().width, height > 0 ? 1921U : 1920U);
     EXPECT_NE(
         log_.find("K905-1: Failed to merge pages\nK905-1: Merge failed, printing separately\n"),
         std::string::npos);

@@ -13,6 +13,9 @@
 namespace {
 
 TEST(IccOption, NamesTheFileOfAChoiceOrTheTextAfterTheMarker) {
+  const auto mapped = [](const std::string& file) {
+    return "K905-1: Mapped choice to file: " + file + "\n";
+  };
   const std::string no_marker = "K905-1: ICCPROFILE marker not found, not a known choice name\n";
   const std::string long_name(20000, 'n');
   const struct {
@@ -20,7 +23,13 @@ TEST(IccOption, NamesTheFileOfAChoiceOrTheTextAfterTheMarker) {
     std::optional<std::string> name;
     std::string log;  // after the line that shows the value
   } cases[] = {
-      {"AdobeRGB", "AdobeRGB1998.icc", "K905-1: Mapped choice to file: AdobeRGB1998.icc\n"},
+      {"sRGB", "sRGB.icc", mapped("sRGB.icc")},
+      {"AdobeRGB", "AdobeRGB1998.icc", mapped("AdobeRGB1998.icc")},
+      {"AppleRGB", "AppleRGB.icc", mapped("AppleRGB.icc")},
+      {"PhotoRGB", "PhotoRGB.icc", mapped("PhotoRGB.icc")},
+      {"K905RGB", "pm-905-wd-251126-5.icm", mapped("pm-905-wd-251126-5.icm")},
+      {"PM-RV", "pm-rv-wd-251202-5.icm", mapped("pm-rv-wd-251202-5.icm")},
+      {"PM-RS", "pm-rs-wd-251125-2.icm", mapped("pm-rs-wd-251125-2.icm")},
       {"adobergb", std::nullopt, no_marker},
       {"", std::nullopt, no_marker},
       {"ICCPROFILE(a)", std::nullopt, no_marker},

@@ -187,6 +187,9 @@ TEST_F(RandomSettings, GiveTheLogAndTheSettingsOfTheReference) {
 
     const EnvironmentGuard ppd("PPD", file.path().c_str());
     ArgumentList list(job.arguments);
+    // No setting changes it, but the summary shows it.
+    const bool optimized = round % 2 == 0;
+    current_options.cache_optimization = optimized ? 1 : 0;
     const std::string log = captured_log([&] {
       read_ppd_defaults();
       read_job_arguments(list.count(), list.values());
@@ -195,6 +198,7 @@ TEST_F(RandomSettings, GiveTheLogAndTheSettingsOfTheReference) {
     });
 
     reference::PlainFilter plain(job);
+    plain.settings.cache_optimization = optimized;
     plain.read_ppd();
     plain.read_arguments();
     plain.read_paper_argument();
