@@ -9,6 +9,7 @@ the line before a block says that run_in_print_system.py runs it, or why it cann
     <!-- run in a private print system -->
     <!-- not run: builds the whole project -->
 
+Where the machine allows it the scratch folder is /tmp as well, so that runs of the filter by hand are not disturbed.
 Links between chapters are checked too: file and heading must exist.
 """
 
@@ -21,6 +22,7 @@ import sys
 import tempfile
 
 PRIVATE = "run in a private print system"
+PRIVATE_TMP = pathlib.Path(__file__).resolve().parent.parent / "support/private_tmp"
 BLOCK = re.compile(rf"(?:^<!-- (?:not run: (?P<reason>[^\n]+?)|(?P<private>{PRIVATE})) -->\n\n?)?"
                    r"^```(?P<kind>sh|console)\n"
                    r"(?P<text>.*?)^```$",
@@ -116,14 +118,15 @@ def printer_profile():
 
 def run(commands, build, folder, prepared=PREPARED):
     environment = {
-        "PATH": f"{build}:{build}/tests:{os.environ.get('PATH', '')}:/usr/sbin:/sbin", "HOME": folder,
+        "PATH": f"{build}:{build}/tests:{os.environ.get('PATH', '')}:/usr/sbin:/sbin",
         "LC_ALL": "C", "K905_BUILD": str(build)}
     if "LSAN_OPTIONS" in os.environ:  # what the leak checker of a build with sanitizers must not report
         environment["LSAN_OPTIONS"] = os.environ["LSAN_OPTIONS"]
     (pathlib.Path(folder) / "printer.icc").write_bytes(printer_profile())
     # Ends background jobs that a block started.
-    script = "set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\n" + prepared + "set -x\n" + commands
-    return subprocess.run(["bash", "-c", script], cwd=folder, env=environment, text=True,
+    script = ("set -eu\nexport HOME=$PWD\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\n" + prepared +
+              "set -x\n" + commands)
+    return subprocess.run([PRIVATE_TMP, build, "bash", "-c", script], cwd=folder, env=environment, text=True,
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           timeout=100, check=False)
 

@@ -1,6 +1,7 @@
 """Tests that run_commands.py reports errors in the commands and links of a chapter."""
 
 import pathlib
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -39,6 +40,14 @@ class Commands(unittest.TestCase):
             "test -s photo.jpg\ntest -s another.png\ntest -s page.ras\ntest -s job.prn\ntest -s K905.ppd\n",
             run_commands.PREPARED)
         self.assertEqual(result.returncode, 0, result.stdout)
+
+    def test_commands_do_not_see_the_tmp_of_other_tests(self):
+        with tempfile.NamedTemporaryFile(dir="/tmp") as other:
+            possible = subprocess.run(["unshare", "--mount", "mount", "--bind", ".", "/tmp"], capture_output=True,
+                                      check=False).returncode == 0
+            if not possible or BUILD.is_relative_to("/tmp"):
+                self.skipTest("no private /tmp can be mounted here")
+            self.assertEqual(self.run_in_scratch(f"test ! -e {other.name}\n").returncode, 0)
 
     def test_a_failing_command_in_the_middle_fails_the_chapter(self):
         self.assertNotEqual(self.run_in_scratch("false\ntrue\n").returncode, 0)
