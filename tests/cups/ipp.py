@@ -22,7 +22,7 @@ class SocketConnection(http.client.HTTPConnection):
 
     def connect(self):
         self.sock = socket.socket(socket.AF_UNIX)
-        self.sock.settimeout(20)
+        self.sock.settimeout(60)
         self.sock.connect(str(self.path))
 
 

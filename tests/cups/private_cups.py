@@ -192,7 +192,7 @@ class PrivateCups:
         if self.process is not None:
             self.process.send_signal(signal.SIGTERM)
             try:
-                self.process.wait(20)
+                self.process.wait(60)
             except subprocess.TimeoutExpired:
                 self.process.kill()
                 self.process.wait()

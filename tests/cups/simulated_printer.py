@@ -74,8 +74,8 @@ class SimulatedPrinter:
 
     def stop(self):
         self.process.terminate()
-        self.process.wait(10)
-        self.reader.join(10)
+        self.process.wait(60)
+        self.reader.join(60)
         self.process.stdin.close()
         self.process.stdout.close()
 

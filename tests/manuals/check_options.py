@@ -22,7 +22,7 @@ OPTION = re.compile(r"(?<![\w-])--?[a-zA-Z][\w-]*")
 
 def said_by(program, *arguments):
     """Both streams: an error is written to one of them, a list to the other."""
-    said = subprocess.run([BUILD / program, *arguments], text=True, stdin=subprocess.DEVNULL, timeout=30,
+    said = subprocess.run([BUILD / program, *arguments], text=True, stdin=subprocess.DEVNULL, timeout=60,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     return said.stdout
 

@@ -128,7 +128,7 @@ def run(commands, build, folder, prepared=PREPARED):
               "set -x\n" + commands)
     return subprocess.run([PRIVATE_TMP, build, "bash", "-c", script], cwd=folder, env=environment, text=True,
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                          timeout=100, check=False)
+                          check=False)
 
 
 def main():

@@ -22,7 +22,8 @@ import ipp  # noqa: E402
 import private_cups  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
-ALL_PRINTED = '{ set +x; } 2>/dev/null\nuntil [ -z "$(lpstat -o)" ]; do sleep 0.1; done\nset -x\n'
+ALL_PRINTED = ('{ set +x; } 2>/dev/null\n'
+               'until waiting=$(lpstat -o) && [ -z "$waiting" ]; do sleep 0.1; done\nset -x\n')
 
 
 def as_here(commands, cups, printer, device):
@@ -32,10 +33,11 @@ def as_here(commands, cups, printer, device):
             ("k905://usb/A", on_backend), ("k905://usb/B", on_backend), ("9100", str(private_cups.free_port())),
             ("ipp://SERVER/", f"ipp://127.0.0.1:{cups.port}/"),
             ("/dev/usb/lp?", device), ("/dev/usb/lp0", device),
-            ("/var/log/cups/", f"{cups.root}/log/"), ("[Job 42", "[Job 1"),
-            # These run until they are stopped.
-            ("k905-print --queue photo --watch", "timeout --preserve-status 6 k905-print --queue photo --watch")):
+            ("/var/log/cups/", f"{cups.root}/log/"), ("[Job 42", "[Job 1")):
         commands = commands.replace(shown, here)
+    # The commands after it expect that it listens.
+    commands = re.sub("^(k905-sim .*--listen .*) &$", r"\1 >sim.log &" "\n"
+                      "until grep -s '^listening' sim.log; do sleep 0.1; done", commands, flags=re.MULTILINE)
     # Refused while a job is printing.
     commands = re.sub(r"^sudo k905-setup .*--share\b", lambda found: ALL_PRINTED + found[0], commands,
                       flags=re.MULTILINE)
@@ -47,8 +49,7 @@ def as_here(commands, cups, printer, device):
 
 def lay_out(folder):
     """Creates the files that the chapters use."""
-    for name in ("photo.jpg", "another.png", "picture.jpg", "inbox/photo.png"):
-        (folder / name).parent.mkdir(exist_ok=True)
+    for name in ("photo.jpg", "another.png", "picture.jpg"):
         artwork.png(folder / name, 900, 600)
     artwork.pdf(folder / "album.pdf", 460.8, 297.6, (artwork.CYAN, artwork.MAGENTA))
 
@@ -102,12 +103,12 @@ def run_blocks(blocks, cups, folder):
         script = ("set -eu\ntrap 'kill $(jobs -p) 2>/dev/null || :' EXIT\nset -x\n" + commands +
                   ALL_PRINTED)
         try:
-            subprocess.run(["bash", "-c", script], cwd=folder, env=environment, check=True, timeout=120,
+            subprocess.run(["bash", "-c", script], cwd=folder, env=environment, check=True, timeout=600,
                            stdin=subprocess.DEVNULL, stderr=subprocess.STDOUT)
         except subprocess.CalledProcessError as failed:
             return f"a command failed with status {failed.returncode}"
         except subprocess.TimeoutExpired:
-            return "the commands did not end within two minutes:\n" + cups.tail_of_log()
+            return "the commands did not end within ten minutes:\n" + cups.tail_of_log()
         return jobs_gone_wrong(cups)
     finally:
         printer.stop()

@@ -172,12 +172,11 @@ TEST(Info, GarbageIsTakenAsTextUpToItsNul) {
                                                }));
 }
 
-TEST(Info, BusyPrinterIsWaitedForOnce) {
+TEST(Info, BusyPrinterIsWaitedFor) {
   const SimulatedPrinter printer({"--fault", "busy", "--delay", "250"});
   const Asked asked = ask(printer);
   EXPECT_EQ(asked.report, expected_report());
   EXPECT_GE(asked.took, milliseconds(250));
-  EXPECT_LT(asked.took, milliseconds(13 * 250));
 }
 
 TEST(Info, MissingDeviceEndsWithStatusOneAndItsMessage) {

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int kPatienceMs = 10000;
+constexpr int kPatienceMs = 60000;
 
 }  // namespace
 

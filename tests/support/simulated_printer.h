@@ -16,7 +16,7 @@ class SimulatedPrinter {
   [[nodiscard]] const std::string& path() const { return path_; }
   [[nodiscard]] int process_id() const { return process_; }
 
-  // The next line of its standard output; "" if none arrives within ten seconds.
+  // The next line of its standard output; "" if none arrives within a minute.
   std::string next_line();
 
   // Writes a command to its standard input and returns the lines up to "ok" or "error: ...", which
