@@ -63,10 +63,20 @@ def main():
     sys.exit(0 if run_tests().wasSuccessful() else 1)
 
 
+RESERVED = []  # bound sockets
+
+
 def free_port():
-    with socket.socket() as taken:
-        taken.bind(("127.0.0.1", 0))
-        return taken.getsockname()[1]
+    """A port that no other program gets as long as this one runs. Connections are refused until a server that sets
+    SO_REUSEADDR, as cupsd and k905-sim do, listens on it."""
+    both = socket.has_dualstack_ipv6()
+    taken = socket.socket(socket.AF_INET6 if both else socket.AF_INET)
+    if both:
+        taken.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 0)
+    taken.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+    taken.bind(("", 0))
+    RESERVED.append(taken)
+    return taken.getsockname()[1]
 
 
 @contextlib.contextmanager

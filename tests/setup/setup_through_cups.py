@@ -436,13 +436,8 @@ class OptionsOfTheQueue(ThroughSetup):
 class CheckOfTheDevice(ThroughSetup):
     """Check of the device of a queue."""
 
-    def free_port(self):
-        with socket.socket() as probe:
-            probe.bind(("127.0.0.1", 0))
-            return probe.getsockname()[1]
-
     def test_a_port_where_nobody_listens_is_found(self):
-        self.add_good_queue(device=f"socket://127.0.0.1:{self.free_port()}")
+        self.add_good_queue(device=f"socket://127.0.0.1:{private_cups.free_port()}")
         self.assertNotIn("ready", self.check_finds("does not answer"))
 
     def test_a_port_where_somebody_listens_is_ok(self):
