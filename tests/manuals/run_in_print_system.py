@@ -38,6 +38,10 @@ def as_here(commands, cups, printer, device):
     # The commands after it expect that it listens.
     commands = re.sub("^(k905-sim .*--listen .*) &$", r"\1 >sim.log &" "\n"
                       "until grep -s '^listening' sim.log; do sleep 0.1; done", commands, flags=re.MULTILINE)
+    # The scheduler makes the PPD file of such a queue after lpadmin has ended, and aborts earlier jobs.
+    commands = re.sub("^sudo lpadmin -p (\\w+) .*-m everywhere$", r"\g<0>" "\n"
+                      r"until lpoptions -p \1 | grep -q 'IPP Everywhere'; do sleep 0.1; done", commands,
+                      flags=re.MULTILINE)
     # Refused while a job is printing.
     commands = re.sub(r"^sudo k905-setup .*--share\b", lambda found: ALL_PRINTED + found[0], commands,
                       flags=re.MULTILINE)
