@@ -1097,6 +1097,10 @@ class Simulator(ThroughCups):
         return json.loads(subprocess.run([self.probe, "picture", path, *places], check=True,
                                          capture_output=True, text=True).stdout)
 
+    def test_the_scheduler_is_not_the_program_that_apparmor_confines(self):
+        program = os.readlink(f"/proc/{self.cups.process.pid}/exe")
+        self.assertEqual(program, str(self.cups.root.resolve() / "cupsd"))
+
     def test_pictures_and_documents_reach_a_network_printer(self):
         self.add_queue(device=self.printer.uri)
         self.print(self.jpeg())

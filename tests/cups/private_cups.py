@@ -108,6 +108,7 @@ class PrivateCups:
         self.etc = self.root / "etc"
         self.captured = self.root / "captured"
         self.socket = self.root / "cups.sock"
+        self.scheduler = self.root / "cupsd"
         self.port = free_port() if on_network else None  # of 127.0.0.1, for other schedulers
         self.process = None
 
@@ -129,6 +130,8 @@ class PrivateCups:
 
     def install(self):
         os.chmod(self.root, 0o755)  # for the user that runs the filters
+        # A copy: Debian's AppArmor profile is for /usr/sbin/cupsd and forbids it to run programs in scratch folders.
+        shutil.copy2(shutil.which("cupsd", path=self.environment()["PATH"]), self.scheduler)
         self.install_product()
         for folder in ["daemon", "cgi-bin", "monitor", "notifier", "filter", "backend"]:
             (self.serverbin / folder).mkdir(parents=True, exist_ok=True)
@@ -193,7 +196,7 @@ class PrivateCups:
 
     def start(self):
         self.process = subprocess.Popen(
-            ["cupsd", "-f", "-c", self.etc / "cupsd.conf", "-s", self.etc / "cups-files.conf"],
+            [self.scheduler, "-f", "-c", self.etc / "cupsd.conf", "-s", self.etc / "cups-files.conf"],
             env=self.environment(), stdin=subprocess.DEVNULL)
         self.wait_for(lambda: self.run("lpstat", "-r", check=False).stdout.startswith(
             "scheduler is running"), "the scheduler to answer")
