@@ -198,6 +198,7 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
     }
     const Reply life = ask(QuestionId::kLifeCounter);
     if (life.error == 0 && life.number > before.life) {
+      seen_.life_counter = life.number;
       return Outcome::kPrinted;
     }
     const Reply status = ask(QuestionId::kStatus);

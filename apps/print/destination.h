@@ -37,6 +37,7 @@ class Destination {
   struct Begun {
     int number = 0;                  // of the job, if the destination numbers its jobs
     std::optional<FilePlace> place;  // in a regular file that is appended to
+    KnownPrinter printer;            // if the destination asks it
   };
   [[nodiscard]] virtual bool begin(const JobName& name, Begun& begun, std::string& error) = 0;
   [[nodiscard]] virtual bool page(const Picture& page, std::string& error) = 0;
@@ -45,6 +46,9 @@ class Destination {
   // True if the complete job was accepted. `word` is then a short text about its place.
   [[nodiscard]] virtual bool end(std::string& word, std::string& error) = 0;
   virtual void abandon() = 0;
+
+  // The printer of the last sheet of the last job, if the destination asks it.
+  [[nodiscard]] virtual KnownPrinter printer() const { return {}; }
 
   // After a failure: whether a device has received the complete job nevertheless.
   [[nodiscard]] virtual bool may_have_printed() const { return false; }

@@ -28,12 +28,19 @@ std::string destination_of(const SheetEntry& sheet) {
   return sheet.target.device;
 }
 
+std::string unless_empty(const char* name, const std::string& value) {
+  return value.empty() ? "" : name + (" " + value);
+}
+
 }  // namespace
 
 std::string history_line(const SheetEntry& sheet) {
   std::string line = std::to_string(sheet.id) + "  " + local_time(sheet.time) + "  " +
                      text_of(sheet.outcome) + "  " + sheet.folder + "/" + sheet.name;
-  for (const std::string& part : {destination_of(sheet), sheet.reason}) {
+  const int life = sheet.printer.life_counter;
+  for (const std::string& part :
+       {destination_of(sheet), unless_empty("serial number", sheet.printer.serial_number),
+        unless_empty("life counter", life == 0 ? "" : std::to_string(life)), sheet.reason}) {
     line += part.empty() ? "" : "  " + part;
   }
   return one_line_of_text(line, kLongestLine);

@@ -7,7 +7,7 @@
 
 #include "apps/print/ledger.h"
 
-// A line: number, time, outcome, file, and where it was printed.
+// A line: number, time, outcome, file, where it was printed, and the printer if it was asked.
 [[nodiscard]] std::string history_line(const SheetEntry& sheet);
 
 // Orders another print of the photo of that sheet, which then waits in the ledger; the name in the

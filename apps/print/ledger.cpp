@@ -27,8 +27,8 @@ constexpr int kLayout = 1;
 constexpr char kNotALedger[] = ": not a ledger of k905-print; move it away to start a new one";
 
 // Folders and names are stored as the bytes of the file system. `printer_serial` and
-// `printer_counter` are for destinations that ask the printer. `open_sheets` has only unfinished
-// sheets, so that it stays small.
+// `printer_counter` are null unless the destination asks the printer. `open_sheets` has only
+// unfinished sheets, so that it stays small.
 constexpr char kTables[] = R"(
 CREATE TABLE folder(
   folder TEXT PRIMARY KEY,
@@ -126,6 +126,7 @@ SheetEntry entry_in(const Statement& row) {
     entry.place = {static_cast<std::uint64_t>(number("file_device")),
                    static_cast<std::uint64_t>(number("file_inode")), number("file_length")};
   }
+  entry.printer = {text("printer_serial"), static_cast<int>(number("printer_counter"))};
   entry.time = number("time");
   entry.outcome = outcome_named(text("outcome"));
   entry.reason = text("reason");
@@ -318,7 +319,8 @@ void Ledger::begin(const std::string& ticket, const std::vector<JobSheet>& sheet
   Transaction transaction(*database_);
   for (const JobSheet& sheet : sheets) {
     run("UPDATE sheet SET ticket = ?, position = ?, queue = ?, device = ?, settings = ?, hold = ?, "
-        "job = 0, file_device = NULL, file_inode = NULL, file_length = NULL, reason = '', "
+        "job = 0, file_device = NULL, file_inode = NULL, file_length = NULL, "
+        "printer_serial = NULL, printer_counter = NULL, reason = '', "
         "outcome = 'begun', time = ? WHERE id = ?",
         ticket, sheet.position, target.queue, target.device, target.settings, target.hold, now(),
         sheet.id);
@@ -327,24 +329,30 @@ void Ledger::begin(const std::string& ticket, const std::vector<JobSheet>& sheet
 }
 
 void Ledger::note_sending(const std::string& ticket, int number,
-                          const std::optional<FilePlace>& place) {
+                          const std::optional<FilePlace>& place, const KnownPrinter& printer) {
   Statement update =
       prepare(*database_,
-              "UPDATE sheet SET job = ?1, file_device = ?4, file_inode = ?5, file_length = ?6, "
+              "UPDATE sheet SET job = ?1, printer_serial = nullif(?4, ''), "
+              "printer_counter = nullif(?5, 0), "
+              "file_device = ?6, file_inode = ?7, file_length = ?8, "
               "outcome = 'sending', time = ?2 WHERE ticket = ?3 AND is_open AND outcome = 'begun'",
-              number, now(), ticket);
+              number, now(), ticket, printer.serial_number, printer.life_counter);
   if (place) {  // otherwise the three are null
-    update.bind(4, column_value(place->device));
-    update.bind(5, column_value(place->inode));
-    update.bind(6, place->length);
+    update.bind(6, column_value(place->device));
+    update.bind(7, column_value(place->inode));
+    update.bind(8, place->length);
   }
   update.exec();
 }
 
-void Ledger::set_outcome(const std::string& ticket, Outcome outcome, const std::string& reason) {
-  run("UPDATE sheet SET outcome = ?, reason = ?, time = ? "
+void Ledger::set_outcome(const std::string& ticket, Outcome outcome, const std::string& reason,
+                         const KnownPrinter& printer) {
+  run("UPDATE sheet SET outcome = ?, reason = ?, time = ?, "
+      "printer_serial = coalesce(nullif(?, ''), printer_serial), "
+      "printer_counter = coalesce(nullif(?, 0), printer_counter) "
       "WHERE ticket = ? AND is_open AND outcome <> 'waiting'",
-      std::string(text_of(outcome)), reason, now(), ticket);
+      std::string(text_of(outcome)), reason, now(), printer.serial_number, printer.life_counter,
+      ticket);
 }
 
 std::vector<SheetEntry> Ledger::unfinished(const std::string& folder) const {

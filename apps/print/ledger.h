@@ -63,6 +63,13 @@ struct FilePlace {
   std::int64_t length = 0;  // of the file, before the sheet
 };
 
+// A printer that was asked, and its life counter as it was last read: after the sheet if that came
+// out, otherwise before it.
+struct KnownPrinter {
+  std::string serial_number;  // "" if it is not known
+  int life_counter = 0;       // 0 if it is not known
+};
+
 // Destination and settings of sheets.
 struct SheetTarget {
   std::string queue;     // name; "" when there is none
@@ -80,6 +87,7 @@ struct SheetEntry {
   std::string ticket;  // the mark of the job, the same for all its sheets
   int number = 0;      // of the job in the queue
   std::optional<FilePlace> place;
+  KnownPrinter printer;
   std::int64_t time = 0;  // of the last change of `outcome`, in seconds of the Unix epoch
   Outcome outcome = Outcome::waiting;
   std::string reason;  // of the outcome, if there is one
@@ -128,8 +136,11 @@ class Ledger {
   };
   void begin(const std::string& ticket, const std::vector<JobSheet>& sheets,
              const SheetTarget& target);
-  void note_sending(const std::string& ticket, int number, const std::optional<FilePlace>& place);
-  void set_outcome(const std::string& ticket, Outcome outcome, const std::string& reason = "");
+  void note_sending(const std::string& ticket, int number, const std::optional<FilePlace>& place,
+                    const KnownPrinter& printer = {});
+  // What is not known of the printer stays as it was noted.
+  void set_outcome(const std::string& ticket, Outcome outcome, const std::string& reason = "",
+                   const KnownPrinter& printer = {});
   // The jobs of a folder that are begun, sending or complete, one entry for each sheet, by ticket.
   [[nodiscard]] std::vector<SheetEntry> unfinished(const std::string& folder) const;
 

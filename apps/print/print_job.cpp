@@ -239,10 +239,12 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
       photo.reason = error;
     } else if (photo.outcome == k905::kStopped) {
       photo.reason = "stopped";
+      continue;
     } else {
       photo.outcome = photo.target.queue.empty() ? text_of(Outcome::printed) : k905::kSent;
       photo.place = place;
     }
+    photo.printer = destination.printer();
   }
   return photos;
 }

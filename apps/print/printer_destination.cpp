@@ -34,7 +34,9 @@ class PrinterDestination final : public Destination {
   [[nodiscard]] std::string obstacle() override { return printer_.obstacle_now(media_); }
 
   [[nodiscard]] bool begin(const JobName& name, Begun& begun, std::string& error) override {
-    const bool is_begun = printer_.begin(media_, error) && filter_->begin(name, begun, error);
+    const bool is_ready = printer_.begin(media_, error);
+    begun.printer = printer_.printer();
+    const bool is_begun = is_ready && filter_->begin(name, begun, error);
     if (!is_begun) {
       printer_.close();
     }
@@ -61,6 +63,8 @@ class PrinterDestination final : public Destination {
     filter_->abandon();
     printer_.close();
   }
+
+  [[nodiscard]] KnownPrinter printer() const override { return printer_.printer(); }
 
   [[nodiscard]] bool may_have_printed() const override {
     return printer_.printed() > 0 || printer_.is_in_doubt();

@@ -151,12 +151,14 @@ bool PrinterOutput::wait_until_ready(const std::string& media, SheetCounters& co
     return false;
   }
   was_connected_ = true;
+  printer_ = {session_.seen().serial_number, counters.life};
   show("");
   return true;
 }
 
 bool PrinterOutput::begin(const std::string& media, std::string& error) {
   printed_ = 0;
+  printer_ = {};
   is_in_doubt_ = false;
   was_connected_ = false;
   SheetCounters ignored;
@@ -175,6 +177,7 @@ bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
     switch (session_.send(bytes.pieces(), before)) {
       case Outcome::kPrinted:
         ++printed_;
+        printer_.life_counter = session_.seen().life_counter.value_or(0);
         show("");
         prints_left_ = session_.printer().ask(QuestionId::kRemainingMedia).number;
         return true;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "apps/print/ledger.h"
 #include "apps/wire/printer_stream.h"
 #include "device/printer_session.h"
 
@@ -49,6 +50,8 @@ class PrinterOutput {
   void close() { session_.printer().close(); }
 
   [[nodiscard]] int printed() const { return printed_; }  // sheets since begin()
+  // That the last sheet was sent to, or the next one will be; nothing is known before begin().
+  [[nodiscard]] const KnownPrinter& printer() const { return printer_; }
   [[nodiscard]] bool is_in_doubt() const { return is_in_doubt_; }
   [[nodiscard]] int prints_left() const { return prints_left_; }  // -1: not known
 
@@ -72,6 +75,7 @@ class PrinterOutput {
   std::string shown_;                         // reason
   bool was_connected_ = false;                // since begin()
   int printed_ = 0;
+  KnownPrinter printer_;
   bool is_in_doubt_ = false;
   int prints_left_ = -1;
 };

@@ -36,6 +36,7 @@ PhotoReport report_of(std::string file, std::string outcome, const SheetTarget& 
 PhotoReport report_of(const SheetEntry& sheet) {
   PhotoReport photo = report_of(sheet.folder + "/" + sheet.name, text_of(sheet.outcome),
                                 sheet.target, sheet.reason);
+  photo.printer = sheet.printer;
   photo.job = sheet.number;
   photo.id = sheet.id;
   return photo;
@@ -50,6 +51,8 @@ std::string json_line(const PhotoReport& photo) {
               {"outcome", photo.outcome},
               {"queue", text_or_null(photo.target.queue)},
               {"device", text_or_null(photo.target.device)},
+              {"serial_number", text_or_null(photo.printer.serial_number)},
+              {"life_counter", number_or_null(photo.printer.life_counter)},
               {"job", number_or_null(photo.job)},
               {"sheet", number_or_null(photo.sheet)},
               {"id", number_or_null(photo.id)},
@@ -65,6 +68,8 @@ std::string json_line(const SheetEntry& sheet) {
               {"outcome", text_of(sheet.outcome)},
               {"queue", text_or_null(sheet.target.queue)},
               {"device", text_or_null(sheet.target.device)},
+              {"serial_number", text_or_null(sheet.printer.serial_number)},
+              {"life_counter", number_or_null(sheet.printer.life_counter)},
               {"job", number_or_null(sheet.number)},
               {"reason", text_or_null(sheet.reason)}};
   return line_of(object);

@@ -19,6 +19,7 @@ struct PhotoReport {
   std::string file;
   std::string outcome;
   SheetTarget target;
+  KnownPrinter printer;
   int job = 0;          // number in the queue; 0: none
   int sheet = 0;        // in its job, from 1: the first with this photo; 0: none
   std::int64_t id = 0;  // of the sheet in the ledger; 0: none

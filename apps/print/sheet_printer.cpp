@@ -120,8 +120,9 @@ bool SheetPrinter::settle_job(const std::vector<SheetEntry>& sheets) {
 }
 
 void SheetPrinter::set_in_doubt(const std::vector<SheetEntry>& sheets) {
-  const std::string reason = "stopped while it was sent to " + sheets.front().target.device;
-  ledger_.set_outcome(sheets.front().ticket, Outcome::in_doubt, reason);
+  const SheetEntry& first = sheets.front();
+  const std::string reason = "stopped while it was sent to " + first.target.device;
+  ledger_.set_outcome(first.ticket, Outcome::in_doubt, reason, first.printer);
   for (SheetEntry sheet : sheets) {
     reporter_.report_error(sheet.name + ": " + reason +
                            "; if the sheet did not come out, print it with: k905-print --reprint " +
@@ -148,7 +149,7 @@ bool SheetPrinter::print(const std::vector<Page>& pages, std::string& word, std:
       note_failure(ticket);
       return false;
     }
-    ledger_.set_outcome(ticket, Outcome::printed);
+    ledger_.set_outcome(ticket, Outcome::printed, "", setup_.destination->printer());
   } catch (const LedgerError&) {
     setup_.destination->abandon();
     throw;
@@ -170,7 +171,7 @@ bool SheetPrinter::send(const std::string& ticket, const std::vector<Page>& page
   if (!destination.begin({job_title(names), ticket}, begun, error)) {
     return false;
   }
-  ledger_.note_sending(ticket, begun.number, begun.place);
+  ledger_.note_sending(ticket, begun.number, begun.place, begun.printer);
   for (const Page& page : pages) {
     if (!destination.page(*page.page, error)) {
       return false;
@@ -188,11 +189,10 @@ bool SheetPrinter::send(const std::string& ticket, const std::vector<Page>& page
 // The program continues and therefore knows more than after a crash: a file was truncated, a device
 // that did not accept the complete sheet does not print it. A queue has to be asked.
 void SheetPrinter::note_failure(const std::string& ticket) {
-  std::vector<SheetEntry> sheets;
-  for (SheetEntry& sheet : ledger_.unfinished(folder_)) {
-    if (sheet.ticket == ticket) {
-      sheets.push_back(std::move(sheet));
-    }
+  std::vector<SheetEntry> sheets = ledger_.unfinished(folder_);
+  std::erase_if(sheets, [&](const SheetEntry& sheet) { return sheet.ticket != ticket; });
+  for (SheetEntry& sheet : sheets) {
+    sheet.printer = setup_.destination->printer();
   }
   if (sheets.empty() || !sheets.front().target.queue.empty()) {
     (void)settle();

@@ -97,6 +97,25 @@ TEST_F(LedgerTest, KnowsAfterARestartWhatItKnewBefore) {
   EXPECT_EQ(unfinished[0].place->length, 5000000000);
 }
 
+TEST_F(LedgerTest, AnAskedPrinterAndItsLastLifeCounterAreKept) {
+  order("a.jpg");
+  ledger_->begin("one", {{1, 0}}, {"", "/dev/usb/lp0", "", ""});
+  ledger_->note_sending("one", 0, std::nullopt, {"A17", 1200});
+  reopen();
+  EXPECT_EQ(ledger_->find_sheet(1)->printer.serial_number, "A17");
+  EXPECT_EQ(ledger_->find_sheet(1)->printer.life_counter, 1200);
+  // As after a crash.
+  ledger_->set_outcome("one", Outcome::waiting);
+  EXPECT_EQ(ledger_->find_sheet(1)->printer.life_counter, 1200);
+  ledger_->begin("two", {{1, 0}}, {"", "/dev/usb/lp1", "", ""});
+  EXPECT_EQ(ledger_->find_sheet(1)->printer.serial_number, "");
+  EXPECT_EQ(ledger_->find_sheet(1)->printer.life_counter, 0);
+  ledger_->note_sending("two", 0, std::nullopt, {"B9", 7});
+  ledger_->set_outcome("two", Outcome::printed, "", {"B9", 8});
+  EXPECT_THAT(history_line(*ledger_->find_sheet(1)),
+              testing::EndsWith("  /dev/usb/lp1  serial number B9  life counter 8"));
+}
+
 TEST_F(LedgerTest, AJobGoesFromStepToStep) {
   order("a.jpg", 2);
   print("a.jpg", "one", Outcome::complete);

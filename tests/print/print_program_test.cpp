@@ -630,11 +630,12 @@ TEST(PrintProgram, JsonIsAnObjectForEachPhotoAndNothingElse) {
   }
   ASSERT_THAT(photos, SizeIs(4));
   const nlohmann::json good{
-      {"file", "photo.png"}, {"outcome", "printed"},
-      {"queue", nullptr},    {"device", std::filesystem::canonical(folder.path()) / "job.prn"},
-      {"job", nullptr},      {"sheet", 1},
-      {"id", nullptr},       {"preview", nullptr},
-      {"reason", nullptr}};
+      {"file", "photo.png"},    {"outcome", "printed"},
+      {"queue", nullptr},       {"device", std::filesystem::canonical(folder.path()) / "job.prn"},
+      {"job", nullptr},         {"sheet", 1},
+      {"id", nullptr},          {"preview", nullptr},
+      {"reason", nullptr},      {"serial_number", nullptr},
+      {"life_counter", nullptr}};
   EXPECT_EQ(photos[0], good);
   EXPECT_EQ(photos[1]["outcome"], "refused");
   EXPECT_EQ(photos[1]["reason"], "No such file or directory");

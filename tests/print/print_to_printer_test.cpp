@@ -16,6 +16,7 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -162,6 +163,22 @@ TEST_F(PrintToPrinter, AWatchedFolderIsPrintedOnceOverARestart) {
   EXPECT_THAT(printer_.next_line(), EndsWith(", 399 left"));
   EXPECT_THAT(printer_.next_line(), EndsWith(", 398 left"));
   EXPECT_FALSE(std::filesystem::exists(folder_.path() + "/sheets/sheet-0003.png"));
+  ChildSetup history;
+  history.program = K905_BINARY_DIR "/k905-print";
+  history.arguments = {"k905-print", "--history"};
+  history.environment = environment;
+  const std::string from = "  " + printer_.path() + "  serial number SIM00000001  life counter ";
+  EXPECT_THAT(run_child(history).output,
+              AllOf(HasSubstr("/a.png" + from + "1235\n"), EndsWith("/b.png" + from + "1236\n")));
+  history.arguments.emplace_back("--json");
+  EXPECT_THAT(run_child(history).output,
+              HasSubstr("\"serial_number\":\"SIM00000001\",\"life_counter\":1236,"));
+}
+
+TEST_F(PrintToPrinter, JsonNamesThePrinterAndItsLifeCounterAfterThePhoto) {
+  put("a.png");
+  EXPECT_THAT(print({"--json", "-n", "2", "a.png"}).output,
+              HasSubstr("\"serial_number\":\"SIM00000001\",\"life_counter\":1236,"));
 }
 
 TEST_F(PrintToPrinter, DisconnectedPrinterIsAFailure) {
