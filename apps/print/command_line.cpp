@@ -89,7 +89,11 @@ void describe(CLI::App& app, PrintOptions& options) {
       {"--watch", &options.folder,
        "print the photos in this folder and those that are added later, each once, also over "
        "restarts"},
-      {"--limit", &options.limit, "with --watch: print at most so many sheets in a day", kMost},
+      {"--limit", &options.limit,
+       "with --watch: print at most so many sheets in a day, or with --event for the event", kMost},
+      {"--event", &options.event,
+       "with --watch: the sheets are for the event of this name; --limit then counts all its "
+       "sheets, of every day and folder"},
       {"--partner-wait", &options.partner_wait,
        "with --two-up and --watch: seconds that a photo waits for another one before it is printed "
        "alone on its sheet; the default is 60",
@@ -111,6 +115,8 @@ void describe(CLI::App& app, PrintOptions& options) {
   app.get_option("--copies")->capture_default_str();
   app.get_option("--option")->allow_extra_args(false);
   app.get_option("--reprint")->check(CLI::PositiveNumber);
+  app.get_option("--event")->check(
+      [](const std::string& name) { return name.empty() ? "the event has no name" : ""; });
   app.get_option("--finish")->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case));
   app.get_option("--layout")->check(CLI::IsMember({"strips", "2x2", "1+2", "sheet"}));
   app.get_option("--test-page")->excludes("--layout");
@@ -130,8 +136,9 @@ std::optional<std::string> check(const PrintOptions& options) {
   const std::pair<bool, std::string> problems[] = {
       {tasks == 0, "no photo given"},
       {tasks > 1, "photos, --watch, --history and --reprint exclude each other"},
-      {!watches && (options.limit != 0 || options.new_only || options.move || options.leave),
-       "--limit, --new-only, --move and --leave need --watch"},
+      {!watches && (options.limit != 0 || !options.event.empty() || options.new_only ||
+                    options.move || options.leave),
+       "--limit, --event, --new-only, --move and --leave need --watch"},
       {options.partner_wait && !(watches && options.two_up),
        "--partner-wait needs --two-up and --watch"},
       {options.move && options.leave, "--move and --leave exclude each other"},

@@ -40,6 +40,7 @@ struct PrintOptions {
 
   std::string folder;
   int limit = 0;
+  std::string event;
   bool new_only = false;
   bool move = false;  // the default without --leave
   bool leave = false;

@@ -40,7 +40,8 @@ std::string history_line(const SheetEntry& sheet) {
   const int life = sheet.printer.life_counter;
   for (const std::string& part :
        {destination_of(sheet), unless_empty("serial number", sheet.printer.serial_number),
-        unless_empty("life counter", life == 0 ? "" : std::to_string(life)), sheet.reason}) {
+        unless_empty("life counter", life == 0 ? "" : std::to_string(life)),
+        unless_empty("event", sheet.event), sheet.reason}) {
     line += part.empty() ? "" : "  " + part;
   }
   return one_line_of_text(line, kLongestLine);

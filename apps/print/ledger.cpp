@@ -20,9 +20,7 @@ using SQLite::Statement;
 
 constexpr int kPatienceMs = 20000;
 
-// "k905" and the layout below.
-constexpr int kApplicationId = 0x6b393035;
-constexpr int kLayout = 1;
+constexpr int kApplicationId = 0x6b393035;  // "k905"
 
 constexpr char kNotALedger[] = ": not a ledger of k905-print; move it away to start a new one";
 
@@ -75,6 +73,13 @@ CREATE INDEX sheets_of_day ON sheet(folder, time);
 CREATE INDEX open_sheets ON sheet(folder, name) WHERE is_open;
 CREATE INDEX open_jobs ON sheet(ticket) WHERE is_open;
 )";
+constexpr char kEvents[] = R"(
+ALTER TABLE sheet ADD COLUMN event TEXT NOT NULL DEFAULT '';
+CREATE INDEX sheets_of_event ON sheet(event, ticket, position) WHERE event <> '';
+)";
+
+// What each layout adds to the one before it.
+constexpr const char* kLayouts[] = {kTables, kEvents};
 
 constexpr std::pair<Outcome, const char*> kOutcomes[] = {
     {Outcome::waiting, "waiting"}, {Outcome::begun, "begun"},
@@ -120,6 +125,7 @@ SheetEntry entry_in(const Statement& row) {
   entry.content.size = static_cast<std::uint64_t>(number("size"));
   entry.content.hash = static_cast<std::uint64_t>(number("hash"));
   entry.target = {text("queue"), text("device"), text("settings"), text("hold")};
+  entry.event = text("event");
   entry.ticket = text("ticket");
   entry.number = static_cast<int>(number("job"));
   if (!row.getColumn("file_device").isNull()) {
@@ -186,15 +192,18 @@ bool Ledger::open(const std::string& path, std::string& error) {
     database_->exec("PRAGMA synchronous = EXTRA");
     Transaction transaction(*database_);
     if (number(*database_, "SELECT count(*) FROM sqlite_schema") == 0) {
-      database_->exec(kTables + std::string("PRAGMA application_id = ") +
-                      std::to_string(kApplicationId) +
-                      "; PRAGMA user_version = " + std::to_string(kLayout));
+      database_->exec("PRAGMA application_id = " + std::to_string(kApplicationId));
     } else if (number(*database_, "PRAGMA application_id") != kApplicationId) {
       error = path + kNotALedger;
       return false;
-    } else if (number(*database_, "PRAGMA user_version") != kLayout) {
+    }
+    auto layout = static_cast<std::size_t>(number(*database_, "PRAGMA user_version"));
+    if (layout > std::size(kLayouts)) {
       error = path + ": made by a newer version of k905-print";
       return false;
+    }
+    for (; layout < std::size(kLayouts); ++layout) {
+      database_->exec(kLayouts[layout] + ("PRAGMA user_version = " + std::to_string(layout + 1)));
     }
     transaction.commit();
     return true;
@@ -314,18 +323,22 @@ void Ledger::withdraw(std::int64_t id, const std::string& reason) {
       id);
 }
 
-void Ledger::begin(const std::string& ticket, const std::vector<JobSheet>& sheets,
-                   const SheetTarget& target) {
+bool Ledger::begin(const std::string& ticket, const std::vector<JobSheet>& sheets,
+                   const SheetTarget& target, const SheetLimit& limit) {
   Transaction transaction(*database_);
   for (const JobSheet& sheet : sheets) {
     run("UPDATE sheet SET ticket = ?, position = ?, queue = ?, device = ?, settings = ?, hold = ?, "
-        "job = 0, file_device = NULL, file_inode = NULL, file_length = NULL, "
+        "event = ?, job = 0, file_device = NULL, file_inode = NULL, file_length = NULL, "
         "printer_serial = NULL, printer_counter = NULL, reason = '', "
         "outcome = 'begun', time = ? WHERE id = ?",
-        ticket, sheet.position, target.queue, target.device, target.settings, target.hold, now(),
-        sheet.id);
+        ticket, sheet.position, target.queue, target.device, target.settings, target.hold,
+        limit.event, now(), sheet.id);
+  }
+  if (!limit.event.empty() && limit.sheets != 0 && sheets_of_event(limit.event) > limit.sheets) {
+    return false;
   }
   transaction.commit();
+  return true;
 }
 
 void Ledger::note_sending(const std::string& ticket, int number,
@@ -379,14 +392,24 @@ std::optional<SheetEntry> Ledger::last_printed(const std::string& folder, const 
                           folder, name, content.size, content.hash));
 }
 
+template <typename... Values>
+int Ledger::count_sheets(const std::string& condition, const Values&... values) const {
+  return static_cast<int>(number(
+      *database_,
+      "SELECT count(*) FROM (SELECT DISTINCT ticket, position FROM sheet WHERE " + condition +
+          " AND outcome IN ('begun', 'sending', 'complete', 'printed', 'in doubt'))",
+      values...));
+}
+
 int Ledger::sheets_today(const std::string& folder) const {
-  return static_cast<int>(
-      number(*database_,
-             "SELECT count(*) FROM (SELECT DISTINCT ticket, position FROM sheet WHERE folder = ? "
-             "AND time >= CAST(strftime('%s', ?, 'unixepoch', 'localtime', 'start of day', 'utc') "
-             "AS INTEGER) "
-             "AND outcome IN ('begun', 'sending', 'complete', 'printed', 'in doubt'))",
-             folder, now()));
+  return count_sheets(
+      "folder = ? AND time >= CAST(strftime('%s', ?, 'unixepoch', 'localtime', 'start of day', "
+      "'utc') AS INTEGER)",
+      folder, now());
+}
+
+int Ledger::sheets_of_event(const std::string& event) const {
+  return count_sheets("event = ? AND event <> ''", event);
 }
 
 std::vector<SheetEntry> Ledger::history() const { return entries(*database_, "ORDER BY id"); }

@@ -78,12 +78,19 @@ struct SheetTarget {
   std::string hold;      // until when the queue holds its jobs; "" if it does not
 };
 
+// At most so many sheets of an event, or without an event of a folder in a day.
+struct SheetLimit {
+  int sheets = 0;  // 0: any number
+  std::string event;
+};
+
 struct SheetEntry {
   std::int64_t id = 0;
   std::string folder;
   std::string name;  // in the folder
   Content content;
   SheetTarget target;
+  std::string event;   // that the sheet counts for; "" if there is none
   std::string ticket;  // the mark of the job, the same for all its sheets
   int number = 0;      // of the job in the queue
   std::optional<FilePlace> place;
@@ -134,8 +141,10 @@ class Ledger {
     std::int64_t id = 0;
     int position = 0;
   };
-  void begin(const std::string& ticket, const std::vector<JobSheet>& sheets,
-             const SheetTarget& target);
+  // False if the sheets would exceed the limit of the event; nothing is begun then. Other programs
+  // that print for the event use the same ledger.
+  [[nodiscard]] bool begin(const std::string& ticket, const std::vector<JobSheet>& sheets,
+                           const SheetTarget& target, const SheetLimit& limit = {});
   void note_sending(const std::string& ticket, int number, const std::optional<FilePlace>& place,
                     const KnownPrinter& printer = {});
   // What is not known of the printer stays as it was noted.
@@ -153,6 +162,8 @@ class Ledger {
                                                        const Content& content) const;
   // Of a folder, begun on this day of the local calendar; those that did not come out do not count.
   [[nodiscard]] int sheets_today(const std::string& folder) const;
+  // The same of an event, on any day and of any folder.
+  [[nodiscard]] int sheets_of_event(const std::string& event) const;
   // All sheets, the oldest first.
   [[nodiscard]] std::vector<SheetEntry> history() const;
 
@@ -168,6 +179,8 @@ class Ledger {
 
  private:
   [[nodiscard]] std::int64_t now() const { return clock_(); }
+  template <typename... Values>
+  [[nodiscard]] int count_sheets(const std::string& condition, const Values&... values) const;
   void add_sheet(const std::string& folder, const std::string& name, const Content& content,
                  std::int64_t time, Outcome outcome, const std::string& reason);
 

@@ -282,7 +282,7 @@ class PrintProgram {
     WatchSetup setup{.job = setup_,
                      .folder = folder,
                      .ledger = ledger,
-                     .limit = options_.limit,
+                     .limit = {options_.limit, again_ ? again_->event : options_.event},
                      .new_only = options_.new_only,
                      .move = !options_.leave};
     if (options_.partner_wait) {

@@ -16,13 +16,13 @@ std::size_t pages_per_job(const JobSetup& setup) {
 
 }  // namespace
 
-OrderPrinter::OrderPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, int limit,
-                           SheetPrinter& printer,
+OrderPrinter::OrderPrinter(const JobSetup& setup, Ledger& ledger, std::string folder,
+                           SheetLimit limit, SheetPrinter& printer,
                            std::function<void(const std::string&, const std::string&)> on_printed)
     : setup_(setup),
       ledger_(ledger),
       folder_(std::move(folder)),
-      limit_(limit),
+      limit_(std::move(limit)),
       printer_(printer),
       on_printed_(std::move(on_printed)),
       pages_per_job_(pages_per_job(setup)) {}
@@ -61,16 +61,15 @@ bool OrderPrinter::finish(std::string& error) {
   return true;
 }
 
-// Removes the sheets that exceed the limit of today. False if none is left.
+// Removes the sheets that exceed the limit. False if none is left.
 bool OrderPrinter::keep_limit(std::string& error) {
-  if (limit_ == 0) {
+  if (limit_.sheets == 0) {
     return true;
   }
-  const int left = limit_ - ledger_.sheets_today(folder_);
+  const int left = limit_.sheets - (limit_.event.empty() ? ledger_.sheets_today(folder_)
+                                                         : ledger_.sheets_of_event(limit_.event));
   if (left <= 0) {
-    error = "the limit of " + std::to_string(limit_) +
-            " sheets for today is reached; the rest is printed tomorrow, or after a start with a "
-            "higher --limit";
+    error = limit_reached(limit_);
     return false;
   }
   const auto most =

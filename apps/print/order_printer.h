@@ -21,9 +21,8 @@ struct PhotoOrder {
 
 class OrderPrinter {
  public:
-  // `limit`: sheets in a day, 0 for any number. `on_printed` is called for each photo of an
-  // accepted job, with its place.
-  OrderPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, int limit,
+  // `on_printed` is called for each photo of an accepted job, with its place.
+  OrderPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, SheetLimit limit,
                SheetPrinter& printer,
                std::function<void(const std::string& name, const std::string& place)> on_printed);
 
@@ -41,7 +40,7 @@ class OrderPrinter {
   const JobSetup& setup_;
   Ledger& ledger_;
   std::string folder_;
-  int limit_;
+  SheetLimit limit_;
   SheetPrinter& printer_;
   std::function<void(const std::string&, const std::string&)> on_printed_;
   std::size_t pages_per_job_;

@@ -71,6 +71,7 @@ std::string json_line(const SheetEntry& sheet) {
               {"serial_number", text_or_null(sheet.printer.serial_number)},
               {"life_counter", number_or_null(sheet.printer.life_counter)},
               {"job", number_or_null(sheet.number)},
+              {"event", text_or_null(sheet.event)},
               {"reason", text_or_null(sheet.reason)}};
   return line_of(object);
 }

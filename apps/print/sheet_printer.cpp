@@ -79,11 +79,11 @@ std::optional<Outcome> outcome_of(const SheetEntry& sheet) {
 }  // namespace
 
 SheetPrinter::SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder,
-                           int pages_per_sheet, const k905::Reporter& reporter)
+                           SheetLimit limit, const k905::Reporter& reporter)
     : setup_(setup),
       ledger_(ledger),
       folder_(std::move(folder)),
-      pages_per_sheet_(pages_per_sheet),
+      limit_(std::move(limit)),
       reporter_(reporter) {}
 
 bool SheetPrinter::settle() {
@@ -137,12 +137,15 @@ bool SheetPrinter::print(const std::vector<Page>& pages, std::string& word, std:
   std::vector<Ledger::JobSheet> sheets;
   sheets.reserve(pages.size());
   for (const Page& page : pages) {
-    sheets.push_back({page.id, static_cast<int>(sheets.size()) / pages_per_sheet_});
+    sheets.push_back({page.id, static_cast<int>(sheets.size()) / setup_.pages_per_sheet});
   }
   const std::string ticket = new_ticket();
   SheetTarget target = setup_.destination->target();
   target.settings = settings_text(setup_);
-  ledger_.begin(ticket, sheets, target);
+  if (!ledger_.begin(ticket, sheets, target, limit_)) {
+    error = limit_reached(limit_);
+    return false;
+  }
   is_settled_ = false;
   try {
     if (!send(ticket, pages, word, error)) {
@@ -201,6 +204,13 @@ void SheetPrinter::note_failure(const std::string& ticket) {
   } else {
     ledger_.set_outcome(ticket, Outcome::waiting);
   }
+}
+
+std::string limit_reached(const SheetLimit& limit) {
+  const bool is_of_day = limit.event.empty();
+  return "the limit of " + std::to_string(limit.sheets) + " sheets for " +
+         (is_of_day ? "today" : "the event " + limit.event) + " is reached; the rest is printed " +
+         (is_of_day ? "tomorrow, or " : "") + "after a start with a higher --limit";
 }
 
 std::string settings_text(const JobSetup& setup) {

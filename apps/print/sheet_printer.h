@@ -22,8 +22,7 @@ class SheetPrinter {
     const Picture* page = nullptr;
   };
 
-  // `pages_per_sheet` is 2 if two photos share a sheet.
-  SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, int pages_per_sheet,
+  SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, SheetLimit limit,
                const k905::Reporter& reporter);
 
   // Determines the state of the unfinished jobs of the folder. False if that is not possible now;
@@ -45,10 +44,13 @@ class SheetPrinter {
   const JobSetup& setup_;
   Ledger& ledger_;
   std::string folder_;
-  int pages_per_sheet_;
+  SheetLimit limit_;
   const k905::Reporter& reporter_;
   bool is_settled_ = false;
 };
+
+// The message when no more sheets may be printed.
+[[nodiscard]] std::string limit_reached(const SheetLimit& limit);
 
 // The settings of a print as the ledger stores them: "KEYWORD=CHOICE" words, then "fit" and
 // "no-turn".

@@ -39,7 +39,7 @@ class FolderPrinter {
         folder_(std::move(folder)),
         ledger_(ledger),
         reporter_(reporter),
-        printer_(setup.job, ledger, folder_, setup.job.pages_per_sheet, reporter),
+        printer_(setup.job, ledger, folder_, setup.limit, reporter),
         progress_("photo", 1) {}
 
   void watch() {

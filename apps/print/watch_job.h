@@ -10,8 +10,8 @@
 struct WatchSetup {
   JobSetup job;
   std::string folder;
-  std::string ledger;     // file
-  int limit = 0;          // sheets in a day; 0: any number
+  std::string ledger;  // file
+  SheetLimit limit;
   bool new_only = false;  // photos that are in the folder when it is first watched are not printed
   bool move = false;      // finished files are moved to printed/ and failed/
   // Two photos on a sheet: how long a photo waits for another one before it is printed alone.

@@ -54,7 +54,8 @@ class LedgerTest : public testing::Test {
     for (const SheetEntry& sheet : ledger_->waiting(kFolder, name)) {
       sheets.push_back({sheet.id, static_cast<int>(sheets.size()) / pages_per_sheet});
     }
-    ledger_->begin(ticket, sheets, {"booth", "", "PageSize=w288h432", "night"});
+    ASSERT_TRUE(
+        ledger_->begin(ticket, sheets, {"booth", "", "PageSize=w288h432", "night"}, limit_));
     ledger_->note_sending(ticket, 17, std::nullopt);
     ledger_->set_outcome(ticket, outcome);
   }
@@ -71,12 +72,13 @@ class LedgerTest : public testing::Test {
 
   ScratchFolder folder_;
   std::unique_ptr<Ledger> ledger_;
+  SheetLimit limit_;
 };
 
 TEST_F(LedgerTest, KnowsAfterARestartWhatItKnewBefore) {
   const std::string name = "a b%\n\xff\xc3\xa4.jpg";
   order(name, 2);
-  ledger_->begin("ticket", {{1, 0}}, {"", "/tmp/job.prn", "PageSize=w288h432", ""});
+  ASSERT_TRUE(ledger_->begin("ticket", {{1, 0}}, {"", "/tmp/job.prn", "PageSize=w288h432", ""}));
   ledger_->note_sending("ticket", 0, FilePlace{0xfffffffffffffff0, 12, 5000000000});
   reopen();
   const auto file = ledger_->find_file(kFolder, name);
@@ -99,7 +101,7 @@ TEST_F(LedgerTest, KnowsAfterARestartWhatItKnewBefore) {
 
 TEST_F(LedgerTest, AnAskedPrinterAndItsLastLifeCounterAreKept) {
   order("a.jpg");
-  ledger_->begin("one", {{1, 0}}, {"", "/dev/usb/lp0", "", ""});
+  ASSERT_TRUE(ledger_->begin("one", {{1, 0}}, {"", "/dev/usb/lp0", "", ""}));
   ledger_->note_sending("one", 0, std::nullopt, {"A17", 1200});
   reopen();
   EXPECT_EQ(ledger_->find_sheet(1)->printer.serial_number, "A17");
@@ -107,7 +109,7 @@ TEST_F(LedgerTest, AnAskedPrinterAndItsLastLifeCounterAreKept) {
   // As after a crash.
   ledger_->set_outcome("one", Outcome::waiting);
   EXPECT_EQ(ledger_->find_sheet(1)->printer.life_counter, 1200);
-  ledger_->begin("two", {{1, 0}}, {"", "/dev/usb/lp1", "", ""});
+  ASSERT_TRUE(ledger_->begin("two", {{1, 0}}, {"", "/dev/usb/lp1", "", ""}));
   EXPECT_EQ(ledger_->find_sheet(1)->printer.serial_number, "");
   EXPECT_EQ(ledger_->find_sheet(1)->printer.life_counter, 0);
   ledger_->note_sending("two", 0, std::nullopt, {"B9", 7});
@@ -172,6 +174,54 @@ TEST_F(LedgerTest, SheetsOfALocalDayAreCountedOnce) {
   EXPECT_EQ(ledger_->sheets_today("/srv/other"), 0);
 }
 
+TEST_F(LedgerTest, SheetsOfAnEventAreCountedOnAllDaysAndInAllFolders) {
+  limit_.event = "party";
+  order("shared.jpg", 2);
+  print("shared.jpg", "one", Outcome::printed, 2);
+  now += 100 * 86400;
+  order("copies.jpg", 3);
+  print("copies.jpg", "two", Outcome::in_doubt);
+  order("failed.jpg");
+  print("failed.jpg", "three", Outcome::waiting);
+  ledger_->order("/srv/other", "a.jpg", {7, 7}, nullptr, 1);
+  const std::int64_t elsewhere = ledger_->waiting("/srv/other", "a.jpg")[0].id;
+  ASSERT_TRUE(ledger_->begin("four", {{elsewhere, 0}}, {}, limit_));
+  limit_.event = "another";
+  order("b.jpg");
+  print("b.jpg", "five", Outcome::printed);
+  EXPECT_EQ(ledger_->sheets_of_event("party"), 5);
+  EXPECT_EQ(ledger_->sheets_of_event("another"), 1);
+  EXPECT_THAT(history_line(ledger_->history().back()), testing::EndsWith("  event another"));
+}
+
+// Two programs that found the last sheet of the limit free at the same time.
+TEST_F(LedgerTest, NoSheetIsBegunAboveTheLimitOfItsEvent) {
+  limit_ = {1, "party"};
+  order("a.jpg");
+  ledger_->order("/srv/other", "b.jpg", {7, 7}, nullptr, 1);
+  const std::int64_t elsewhere = ledger_->waiting("/srv/other", "b.jpg")[0].id;
+  print("a.jpg", "one", Outcome::printed);
+  EXPECT_FALSE(ledger_->begin("two", {{elsewhere, 0}}, {"booth", "", "", ""}, limit_));
+  EXPECT_THAT(ledger_->waiting("/srv/other", "b.jpg"), SizeIs(1));
+  EXPECT_EQ(ledger_->find_sheet(elsewhere)->target.queue, "");
+}
+
+TEST_F(LedgerTest, OfTheFirstLayoutIsContinued) {
+  order("a.jpg");
+  print("a.jpg", "one", Outcome::printed);
+  ledger_.reset();
+  SQLite::Database(path(), SQLite::OPEN_READWRITE)
+      .exec(
+          "DROP INDEX sheets_of_event; ALTER TABLE sheet DROP COLUMN event; "
+          "PRAGMA user_version = 1");
+  reopen();
+  limit_.event = "party";
+  order("b.jpg");
+  print("b.jpg", "two", Outcome::printed);
+  EXPECT_THAT(outcomes(), ElementsAre("a.jpg printed", "b.jpg printed"));
+  EXPECT_EQ(ledger_->sheets_of_event("party"), 1);
+}
+
 TEST_F(LedgerTest, ARefusedFileHasItsReason) {
   KnownFile file = file_of(7);
   file.refused = true;
@@ -225,7 +275,7 @@ TEST(Ledger, OfANewerVersionIsNotWritten) {
   const std::string path = folder.path() + "/ledger";
   std::string error;
   ASSERT_TRUE(Ledger().open(path, error)) << error;
-  SQLite::Database(path, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 2");
+  SQLite::Database(path, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 3");
   EXPECT_FALSE(Ledger().open(path, error));
   EXPECT_EQ(error, path + ": made by a newer version of k905-print");
 }

@@ -318,6 +318,23 @@ TEST_F(WatchProgram, TheLimitOfADayHoldsAfterARestart) {
   }
 }
 
+TEST_F(WatchProgram, TheLimitOfAnEventHoldsAfterARestart) {
+  put("a.png", picture_of(10));
+  put("b.png", picture_of(20));
+  put("c.png", picture_of(30));
+  const std::pair<const char*, const char*> runs[] = {
+      {"party", "b.png -> "},
+      {"party", "the limit of 2 sheets for the event party is reached"},
+      {"another", "c.png -> "}};
+  for (const auto& [event, words] : runs) {
+    RunningProgram program(kProgram, arguments({"--limit", "2", "--event", event}), environment());
+    EXPECT_TRUE(program.has_said(words)) << program.said();
+    program.send_signal(SIGKILL);
+    (void)program.wait();
+  }
+  EXPECT_EQ(printed(), (std::vector<int>{10, 20, 30}));
+}
+
 TEST_F(WatchProgram, NewOnlyLeavesWhatIsThereAtTheVeryStart) {
   put("old.png", picture_of(10));
   put("old.doc", "");
@@ -378,6 +395,16 @@ TEST_F(ReprintProgram, PrintsASheetAsItWasPrinted) {
   const std::string history = run({"--history"}).output;
   EXPECT_THAT(history, HasSubstr("  printed  " + inbox() + "/a.png  " + job() + "\n"));
   EXPECT_THAT(history, HasSubstr("  printed  " + inbox() + "/printed/a.png  " + job() + "\n"));
+}
+
+TEST_F(ReprintProgram, CountsForTheEventOfItsSheet) {
+  print_one(arguments({"--event", "party"}));
+  EXPECT_EQ(run({"--reprint", "1"}).status, 0);
+  RunningProgram program(kProgram, arguments({"--event", "party", "--limit", "2"}), environment());
+  put("b.png", picture_of(20));
+  EXPECT_TRUE(program.has_said("the limit of 2 sheets for the event party is reached"))
+      << program.said();
+  EXPECT_THAT(run({"--history", "--json"}).output, HasSubstr("\"event\":\"party\""));
 }
 
 TEST_F(ReprintProgram, KeepsTheLayoutTheFrameAndTheCaption) {
