@@ -8,8 +8,11 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <sstream>
 #include <thread>
 
+#include "apps/print/ledger.h"
 #include "apps/wire/printer_stream.h"
 #include "tests/apps/picture_files.h"
 #include "tests/print/running_program.h"
@@ -480,6 +483,61 @@ TEST_F(WatchProgram, SheetThatCannotBeRecordedIsNotPrinted) {
   EXPECT_THAT(program.said(),
               EndsWith("; stopped, because what cannot be noted would be printed again\n"));
   EXPECT_EQ(printed(), std::vector<int>{10});
+}
+
+// The statements of a run that prints one photo, each with its number of steps, if `photos` of the
+// folder were printed before.
+std::vector<std::string> statements_of_run(int photos, const std::vector<std::string>& options) {
+  const ScratchFolder folder;
+  const std::string inbox = std::filesystem::canonical(folder.path()) / "in";
+  std::filesystem::create_directory(inbox);
+  folder.write("in/new.png", picture_of(10));
+  std::vector<Ledger::Earlier> printed(static_cast<std::size_t>(photos));
+  for (Ledger::Earlier& photo : printed) {
+    photo.name = "printed-" + std::to_string(&photo - printed.data()) + ".png";
+  }
+  std::string error;
+  {
+    Ledger ledger;
+    EXPECT_TRUE(ledger.open(folder.path() + "/ledger", error)) << error;
+    ledger.add_earlier(inbox, printed, "printed before");
+  }
+  std::vector<std::string> arguments{
+      "--watch", inbox, "--to", folder.path() + "/job.prn", "--ledger", folder.path() + "/ledger",
+      "--leave"};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  RunningProgram program(kProgram, arguments,
+                         {{"PATH", "/usr/bin:/bin"},
+                          {"LD_PRELOAD", K905_BINARY_DIR "/tests/libcount_steps.so"},
+                          {"ASAN_OPTIONS", "verify_asan_link_order=0"},
+                          {"K905_STEPS_FILE", folder.path() + "/steps"}});
+  EXPECT_TRUE(program.has_said("new.png -> ")) << program.said();
+  program.send_signal(SIGTERM);
+  EXPECT_EQ(program.wait(), 0);
+  std::vector<std::string> statements;
+  std::istringstream lines(folder.read("steps").value_or(""));
+  for (std::string line; std::getline(lines, line);) {
+    // Asked in each round of the wait, so their number depends on the time.
+    if (!line.ends_with("PRAGMA data_version")) {
+      statements.push_back(line);
+    }
+  }
+  return statements;
+}
+
+TEST(WatchedHistory, APhotoCostsNoMoreStepsAfterTenThousandThanAfterTen) {
+  using Options = std::vector<std::string>;
+  std::vector<std::future<std::vector<std::string>>> runs;
+  for (const Options& limit : {Options{"--limit", "5"}, {"--limit", "5", "--event", "party"}}) {
+    for (const int photos : {10, 10000}) {
+      runs.push_back(std::async(std::launch::async, statements_of_run, photos, limit));
+    }
+  }
+  for (std::size_t i = 0; i < runs.size(); i += 2) {
+    const std::vector<std::string> few = runs[i].get();
+    EXPECT_THAT(few, testing::Contains(testing::ContainsRegex("^[1-9][0-9]* INSERT INTO sheet")));
+    EXPECT_EQ(runs[i + 1].get(), few);
+  }
 }
 
 TEST_F(WatchProgram, TwoAtTheSameFolderDoNotPrintTwice) {
