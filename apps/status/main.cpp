@@ -106,9 +106,9 @@ int wait_until_ready(const CLI::App& app, const Options& options) {
     const std::vector<PrinterState> printers = ask_printers(options.printers);
     const std::string reasons = reasons_to_wait(printers);
     const Seconds waited = Clock::now() - begin;
-    const bool too_late =
-        options.limit_seconds > 0 && waited + pause > Seconds(options.limit_seconds);
-    if (reasons.empty() || too_late) {
+    const Seconds rest =
+        options.limit_seconds > 0 ? Seconds(options.limit_seconds) - waited : pause;
+    if (reasons.empty() || rest <= Seconds(0)) {
       show(printers, options);
       // A busy printer needs no operator, but it is not ready either.
       return reasons.empty() ? 0 : std::max(1, exit_status_of(printers, options));
@@ -117,7 +117,7 @@ int wait_until_ready(const CLI::App& app, const Options& options) {
       reported = reasons;
       report_error(app, "waiting: " + reasons);
     }
-    std::this_thread::sleep_for(pause);
+    std::this_thread::sleep_for(std::min(pause, rest));
   }
 }
 

@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -221,6 +222,13 @@ TEST(StatusProgram, WaitingHasItsLimit) {
       status({"--wait-ready", "--watch", "0.2", "--timeout", "0.5", printer.path()});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.output, StartsWith(printer.path() + ": busy, Printing\n"));
+}
+
+TEST(StatusProgram, WaitsUntilItsLimitIfThatIsShorterThanThePause) {
+  const SimulatedPrinter printer({"--status", "1"});
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(status({"--wait-ready", "--timeout", "1", printer.path()}).status, 1);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
 }
 
 TEST(StatusProgram, WrongUsageIsExitStatusTwoAndNoState) {
