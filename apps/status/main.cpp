@@ -1,9 +1,11 @@
 // k905-status: the state of printers, for operators, scripts and monitors.
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,6 +16,8 @@
 namespace k905 {
 
 namespace {
+
+constexpr int kExitNoOutput = 2;
 
 struct Options {
   std::vector<std::string> printers{"/dev/usb/lp0"};
@@ -56,19 +60,24 @@ void describe_options(CLI::App& app, Options& options) {
       ->check(seconds_between(0, 31536000));
   app.footer(
       "Exit status, the highest of all printers: 0 ready or busy, 1 needs attention, 2 not "
-      "reachable "
-      "or wrong usage, 3 in use by the print system. With --metrics: 0.");
+      "reachable, 3 in use by the print system. With --metrics: 0. "
+      "Wrong usage and output that cannot be written: 2.");
 }
 
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-void show(const std::vector<PrinterState>& printers, const Options& options) {
+// False after an error, which is reported.
+bool show(const CLI::App& app, const std::vector<PrinterState>& printers, const Options& options) {
   const std::string text = options.metrics ? as_metrics(printers)
                            : options.json  ? as_json(printers)
                                            : as_text(printers);
-  std::fputs(text.c_str(), stdout);
-  std::fflush(stdout);
+  // Scripts that only need the exit status may close standard output.
+  if ((std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) || errno == EBADF) {
+    return true;
+  }
+  report_error(app, std::string("standard output cannot be written: ") + std::strerror(errno));
+  return false;
 }
 
 int exit_status_of(const std::vector<PrinterState>& printers, const Options& options) {
@@ -79,11 +88,16 @@ int exit_status_of(const std::vector<PrinterState>& printers, const Options& opt
   return options.metrics ? 0 : status;
 }
 
-int watch(const Options& options) {
-  for (;;) {
-    show(ask_printers(options.printers), options);
+int show_with_status(const CLI::App& app, const std::vector<PrinterState>& printers,
+                     const Options& options) {
+  return show(app, printers, options) ? exit_status_of(printers, options) : kExitNoOutput;
+}
+
+int watch(const CLI::App& app, const Options& options) {
+  while (show(app, ask_printers(options.printers), options)) {
     std::this_thread::sleep_for(Seconds(options.watch_seconds));
   }
+  return kExitNoOutput;
 }
 
 // Why it waits for printers that are not ready; empty if all are.
@@ -109,9 +123,9 @@ int wait_until_ready(const CLI::App& app, const Options& options) {
     const Seconds rest =
         options.limit_seconds > 0 ? Seconds(options.limit_seconds) - waited : pause;
     if (reasons.empty() || rest <= Seconds(0)) {
-      show(printers, options);
+      const int status = show_with_status(app, printers, options);
       // A busy printer needs no operator, but it is not ready either.
-      return reasons.empty() ? 0 : std::max(1, exit_status_of(printers, options));
+      return reasons.empty() ? status : std::max(1, status);
     }
     if (reasons != reported) {
       reported = reasons;
@@ -126,11 +140,9 @@ int run(const CLI::App& app, const Options& options) {
     return wait_until_ready(app, options);
   }
   if (options.watch_seconds > 0) {
-    return watch(options);
+    return watch(app, options);
   }
-  const std::vector<PrinterState> printers = ask_printers(options.printers);
-  show(printers, options);
-  return exit_status_of(printers, options);
+  return show_with_status(app, ask_printers(options.printers), options);
 }
 
 int status_program(int argc, char** argv) {

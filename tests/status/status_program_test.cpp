@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <regex>
@@ -229,6 +230,38 @@ TEST(StatusProgram, WaitsUntilItsLimitIfThatIsShorterThanThePause) {
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(status({"--wait-ready", "--timeout", "1", printer.path()}).status, 1);
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+}
+
+TEST(StatusProgram, OutputThatCannotBeWrittenIsExitStatusTwo) {
+  const SimulatedPrinter printer;
+  const k905::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"--json", printer.path()},
+                                             {"--metrics", printer.path()},
+                                             {"--wait-ready", printer.path()},
+                                             {"--watch", "0.1", printer.path()}}) {
+    const Pipe log = make_pipe();
+    const int process = start_child(setup_for(arguments), -1, full.get(), log.write_end);
+    close(log.write_end);
+    EXPECT_EQ(wait_for_child(process).status, 2) << testing::PrintToString(arguments);
+    char text[200];
+    const ssize_t got = read(log.read_end, text, sizeof text);
+    close(log.read_end);
+    EXPECT_EQ(std::string(text, got > 0 ? static_cast<std::size_t>(got) : 0),
+              "k905-status: standard output cannot be written: No space left on device\n");
+  }
+}
+
+TEST(StatusProgram, WatchingEndsWhenItsOutputIsClosed) {
+  const SimulatedPrinter printer;
+  const Pipe output = make_pipe();
+  const int process = start_child(setup_for({"--json", "--watch", "0.1", printer.path()}), -1,
+                                  output.write_end, -1);
+  close(output.write_end);
+  char first = 0;
+  EXPECT_EQ(read(output.read_end, &first, 1), 1);
+  close(output.read_end);
+  EXPECT_EQ(wait_for_child(process).status, 2);
 }
 
 TEST(StatusProgram, WrongUsageIsExitStatusTwoAndNoState) {
