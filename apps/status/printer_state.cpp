@@ -82,6 +82,35 @@ std::string message_for(const PrinterReport& report) {
   return status_text_of(report).empty() ? "the printer reports an unknown status" : "";
 }
 
+void ask_unless_in_use(const PrinterAddress& address, const std::vector<Queue>& queues,
+                       PrinterState& printer) {
+  // Between two jobs, or after the end of the print system, the sheet in hand is still sent.
+  const backend::SheetLock lock(address);
+  if (lock.is_held_elsewhere()) {
+    printer.state = State::held;
+    printer.message = "the print system is sending a sheet to it";
+    return;
+  }
+  Printer device(address);
+  if (const int error = device.open(kOpenTimeout)) {
+    explain_open_error(error, address, queues, printer);
+    return;
+  }
+  printer.report = ask_report(device);
+  printer.state = state_of(printer.report);
+  printer.message = message_for(printer.report);
+}
+
+// Of a printer that does not report it now: a part of its address, or what the backend noted during
+// the last job of its queue. Empty if unknown.
+std::string known_serial_number(const std::optional<PrinterAddress>& address, const Queue* queue) {
+  if (address && address->kind == PrinterAddress::Kind::kSerial) {
+    return address->name;
+  }
+  const bool has_note = queue != nullptr && queue->device_uri.starts_with("k905:");
+  return has_note ? parse_note(queue->note).serial_number : "";
+}
+
 }  // namespace
 
 const StateNames& names_of(State state) {
@@ -126,29 +155,17 @@ PrinterState ask_printer(const std::string& name, const std::vector<Queue>& queu
                                                               : nullptr;
   if (printing != nullptr) {
     take_last_seen(*printing, printer);
-    return printer;
-  }
-  if (!address) {
+  } else if (address) {
+    ask_unless_in_use(*address, queues, printer);
+  } else {
     printer.message = queue != nullptr
                           ? "the device of this queue cannot be asked: " + queue->device_uri
                           : "this is not the name of a printer";
-    return printer;
   }
-  // Between two jobs, or after the end of the print system, the sheet in hand is still sent.
-  const backend::SheetLock lock(*address);
-  if (lock.is_held_elsewhere()) {
-    printer.state = State::held;
-    printer.message = "the print system is sending a sheet to it";
-    return printer;
+  // So that a monitor finds the same printer before, during and after a failure.
+  if (!printer.report.status_code && printer.report.serial_number.empty()) {
+    printer.report.serial_number = known_serial_number(address, queue);
   }
-  Printer device(*address);
-  if (const int error = device.open(kOpenTimeout)) {
-    explain_open_error(error, *address, queues, printer);
-    return printer;
-  }
-  printer.report = ask_report(device);
-  printer.state = state_of(printer.report);
-  printer.message = message_for(printer.report);
   return printer;
 }
 

@@ -1,12 +1,14 @@
 // The meaning of a report, and the state of a printer that must not be queried.
 #include "apps/status/printer_state.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <filesystem>
 
 #include "apps/backend/job_record.h"
+#include "apps/status/show_state.h"
 #include "tests/support/environment_guard.h"
 
 namespace k905 {
@@ -90,6 +92,31 @@ TEST(IdleQueue, IsNotAskedWhileItsSheetIsBeingSent) {
   const PrinterState printer = ask_printer("127.0.0.1:1", {});
   EXPECT_EQ(printer.state, State::held);
   EXPECT_EQ(printer.message, "the print system is sending a sheet to it");
+}
+
+Queue idle(const std::string& uri, const std::string& note) {
+  return {.name = "booth", .device_uri = uri, .message = "", .note = note, .members = {}};
+}
+
+TEST(PrinterThatIsAway, HasTheSerialNumberOfItsAddress) {
+  for (const char* const uri : {"k905://usb/S%201", "usb://K905/K905?serial=S%201"}) {
+    const PrinterState printer = ask_printer("booth", {idle(uri, "serial_number=other")});
+    EXPECT_EQ(printer.state, State::unreachable);
+    EXPECT_EQ(printer.report.serial_number, "S 1");
+    EXPECT_THAT(as_metrics({printer}),
+                testing::HasSubstr("k905_up{printer=\"booth\",serial=\"S 1\"} 0\n"));
+  }
+  EXPECT_EQ(ask_printer("S 1", {}).report.serial_number, "S 1");
+}
+
+TEST(PrinterThatIsAway, HasTheSerialNumberThatItsQueueSawLast) {
+  const EnvironmentGuard no_locks("CUPS_CACHEDIR", "/nowhere");
+  const std::string note = "status_code=0;prints_left=3;serial_number=S1";
+  const PrinterState printer = ask_printer("booth", {idle("k905://127.0.0.1:1", note)});
+  EXPECT_EQ(printer.state, State::unreachable);
+  EXPECT_EQ(printer.report.serial_number, "S1");
+  EXPECT_EQ(printer.report.prints_left, std::nullopt);
+  EXPECT_EQ(ask_printer("booth", {idle("socket://127.0.0.1:1", note)}).report.serial_number, "");
 }
 
 TEST(IdleQueue, WithARemoteDeviceCannotBeAsked) {
