@@ -91,6 +91,12 @@ void ask_unless_in_use(const PrinterAddress& address, const std::vector<Queue>& 
     printer.message = "the print system is sending a sheet to it";
     return;
   }
+  // A device file can be opened by one program only; a printer on the network may accept the
+  // question and the sheet at the same time.
+  if (lock.is_unknown() && address.kind == PrinterAddress::Kind::kNetwork) {
+    printer.message = "only root and the group lp can see whether a sheet is being sent to it";
+    return;
+  }
   Printer device(address);
   if (const int error = device.open(kOpenTimeout)) {
     explain_open_error(error, address, queues, printer);

@@ -26,9 +26,11 @@ using testing::StartsWith;
 
 constexpr char kProgram[] = K905_BINARY_DIR "/k905-status";
 
-// An address without a scheduler, so that no queues are found.
+// Without a scheduler and its locks, so that no queue is found and no printer is in use.
 std::map<std::string, std::string> environment() {
-  return {{"CUPS_SERVER", "/nowhere/cups.sock"}, {"PATH", "/usr/bin:/bin"}};
+  return {{"CUPS_SERVER", "/nowhere/cups.sock"},
+          {"CUPS_CACHEDIR", "/nowhere"},
+          {"PATH", "/usr/bin:/bin"}};
 }
 
 ChildSetup setup_for(const std::vector<std::string>& arguments) {
@@ -165,6 +167,23 @@ TEST(StatusProgram, APrinterOnTheNetworkIsAskedToo) {
   const std::string line = printer.next_line();
   const std::string place = line.substr(line.rfind(' ') + 1);
   EXPECT_THAT(status({place}).output, StartsWith(place + ": ready, Idling\n"));
+}
+
+// The device file excludes other programs itself.
+TEST(StatusProgram, NetworkPrinterWhoseLockCannotBeReadIsNotAsked) {
+  const ScratchFolder cache;
+  cache.write("k905", "not a folder");
+  const std::map<std::string, std::string> unreadable{{"CUPS_CACHEDIR", cache.path()}};
+  SimulatedPrinter printer({"--listen", "0"});
+  const std::string line = printer.next_line();
+  const std::string place = line.substr(line.rfind(' ') + 1);
+  const ChildResult result = status({place}, unreadable);
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.output,
+            place +
+                ": not reachable, only root and the group lp can see whether a sheet is being "
+                "sent to it\n");
+  EXPECT_EQ(status({printer.path()}, unreadable).status, 0);
 }
 
 // Each line is a comment or NAME{LABEL="VALUE",...} NUMBER, and HELP and TYPE come first. The names
