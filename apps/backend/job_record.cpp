@@ -184,7 +184,9 @@ int RecordFolder::open(const std::string& path, int user, int group) {
   }
   user_ = user;
   group_ = group;
-  return give_to_user(folder_);
+  const int error = give_to_user(folder_);
+  (void)fchmod(folder_, 0710);  // for the locks of printers
+  return error;
 }
 
 int RecordFolder::give_to_user(int descriptor) const {
@@ -205,8 +207,11 @@ bool RecordFolder::open_lock_file(const std::string& name, int& descriptor) cons
 }
 
 bool RecordFolder::try_lock_printer(const PrinterAddress& printer) {
-  return !open_lock_file(lock_file_name(printer), printer_lock_) ||
-         flock(printer_lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+  if (!open_lock_file(lock_file_name(printer), printer_lock_)) {
+    return true;
+  }
+  (void)fchmod(printer_lock_, 0640);  // the group tests it with SheetLock
+  return flock(printer_lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
 // One lock file for all jobs, with a byte for each.

@@ -20,7 +20,7 @@ class SheetLock {
 
   // The backend is using the printer.
   [[nodiscard]] bool is_held_elsewhere() const { return is_held_elsewhere_; }
-  // The folder is not open to this user.
+  // The user is neither root nor in the group of the backend.
   [[nodiscard]] bool is_unknown() const { return is_unknown_; }
 
  private:

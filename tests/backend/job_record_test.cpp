@@ -237,6 +237,26 @@ TEST_F(Records, OnePrinterHasOneUserAtATime) {
   EXPECT_TRUE(three.try_lock_printer(*parse_printer_name("host:9100")));
 }
 
+// k905-status must not ask a printer while a sheet is being sent to it.
+TEST_F(Records, TheGroupCanSeeWhetherAPrinterIsInUseAndNothingElse) {
+  RecordFolder records;
+  const mode_t usual = umask(077);  // as the scheduler sets it
+  EXPECT_EQ(records.open(folder(), -1, -1), 0);
+  EXPECT_TRUE(records.try_lock_printer(*parse_printer_name("host:9100")));
+  EXPECT_TRUE(records.try_lock_job(12));
+  EXPECT_EQ(records.save(kRecord), 0);
+  umask(usual);
+  const auto mode_of = [this](const std::string& name) {
+    struct stat status {};
+    EXPECT_EQ(stat((folder() + name).c_str(), &status), 0);
+    return status.st_mode & 0777U;
+  };
+  EXPECT_EQ(mode_of("/"), 0710U);
+  EXPECT_EQ(mode_of("/lock-host:9100"), 0640U);
+  EXPECT_EQ(mode_of("/jobs.lock"), 0600U);
+  EXPECT_EQ(mode_of("/job-12"), 0600U);
+}
+
 TEST_F(Records, OneJobHasOneProcessAtATime) {
   RecordFolder one;
   ASSERT_EQ(one.open(folder(), -1, -1), 0);
