@@ -316,6 +316,12 @@ def with_their_dependencies(packages):
     return found
 
 
+def skip_unless_mounting_is_allowed():
+    possible = subprocess.run(["unshare", "--mount", "true"], text=True, capture_output=True, check=False)
+    if possible.returncode != 0:
+        raise unittest.SkipTest(possible.stderr)
+
+
 class Alone(unittest.TestCase):
     """On a machine that has the package and the libraries it depends on, and nothing else."""
 
@@ -323,9 +329,7 @@ class Alone(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        possible = subprocess.run(["unshare", "--mount", "true"], text=True, capture_output=True, check=False)
-        if possible.returncode != 0:
-            raise unittest.SkipTest(possible.stderr)
+        skip_unless_mounting_is_allowed()
         scratch = tempfile.TemporaryDirectory()
         cls.addClassCleanup(scratch.cleanup)
         cls.root = pathlib.Path(scratch.name)
@@ -403,7 +407,8 @@ class Installed(unittest.TestCase):
     """On a temporary copy of this machine: an overlay over its file system, in memory."""
 
     MOUNT = """
-        mount -t tmpfs -o mode=755 tmpfs "$1" && mkdir "$1/changes" "$1/work" "$1/root"
+        mount -t tmpfs -o mode=755 tmpfs "$1" || exit 77
+        mkdir "$1/changes" "$1/work" "$1/root"
         mount -t overlay overlay -o "lowerdir=/,upperdir=$1/changes,workdir=$1/work" "$1/root" || exit 77
         root=$1/root
         mount --rbind /dev "$root/dev" && mount --rbind /proc "$root/proc" && mount -t tmpfs tmpfs "$root/tmp"
@@ -418,6 +423,7 @@ class Installed(unittest.TestCase):
         missing = private_cups.what_is_missing()
         if missing:
             self.skipTest(missing)
+        skip_unless_mounting_is_allowed()
         with tempfile.TemporaryDirectory() as scratch:
             script = HERE.parents[1] / "packaging/debian/tests/prints-a-sheet"
             run = subprocess.run(["unshare", "--mount", "sh", "-euc", self.MOUNT, "sh", scratch, FOLDER, script],
