@@ -20,6 +20,13 @@ def findings_of(files):
 
 
 class CheckWords(unittest.TestCase):
+    def test_a_folder_that_git_does_not_read_is_an_error(self):
+        with tempfile.TemporaryDirectory() as folder:
+            (pathlib.Path(folder) / "a.md").write_text("The queue reports an error.\n")
+            done = subprocess.run([CHECK, folder], text=True, capture_output=True, check=False)
+            self.assertNotEqual(done.returncode, 0)
+            self.assertIn("not a git repository", done.stderr)
+
     def test_plain_text_has_no_findings(self):
         self.assertEqual(findings_of({"a.md": "The queue reports an error.\n"}), (0, []))
 
