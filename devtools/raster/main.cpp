@@ -1,12 +1,12 @@
 // k905-raster: converts images to the raster pages that the filter reads, as the print system makes
 // them.
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <new>
 
 #include "apps/base/program.h"
@@ -15,6 +15,7 @@
 #include "apps/image/resize.h"
 #include "apps/image/write_png.h"
 #include "apps/layout/raster_writer.h"
+#include "apps/print/output_file.h"
 #include "devtools/raster/page_plan.h"
 #include "devtools/raster/test_pictures.h"
 
@@ -229,36 +230,6 @@ Picture page_of(const Picture& picture, const PagePlan& plan, Fit fit) {
   return fitted(picture, wanted_pixels(plan), fit, plan.is_rotated() ? 1 / density : density);
 }
 
-class Output {
- public:
-  explicit Output(const std::string& path) : path_(path) {
-    descriptor_ = path == "-" ? STDOUT_FILENO
-                              : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  }
-  ~Output() {
-    if (is_file() && descriptor_ >= 0) {
-      close(descriptor_);
-    }
-  }
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
-
-  [[nodiscard]] int descriptor() const { return descriptor_; }
-
-  // Removes an incomplete raster file, but not a device or a pipe.
-  void discard() {
-    struct stat status {};
-    if (is_file() && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) {
-      std::remove(path_.c_str());
-    }
-  }
-
- private:
-  [[nodiscard]] bool is_file() const { return path_ != "-"; }
-  std::string path_;
-  int descriptor_ = -1;
-};
-
 bool write_page(const std::string& name, const PagePlan& plan, const Options& options,
                 RasterWriter& writer, bool first, std::string& error) {
   const std::optional<Picture> picture = obtain(name, plan, error);
@@ -286,8 +257,8 @@ bool write_page(const std::string& name, const PagePlan& plan, const Options& op
   return true;
 }
 
-bool write_pages(const Options& options, const PagePlan& plan, int descriptor, std::string& error) {
-  RasterWriter writer(descriptor, options.compressed);
+bool write_pages(const Options& options, const PagePlan& plan, RasterWriter& writer,
+                 std::string& error) {
   Progress progress("page", static_cast<int>(options.pictures.size()));
   for (std::size_t i = 0; i < options.pictures.size(); ++i) {
     progress.show(static_cast<int>(i) + 1);
@@ -298,6 +269,34 @@ bool write_pages(const Options& options, const PagePlan& plan, int descriptor, s
   return true;
 }
 
+// A regular file is replaced when the raster is complete.
+bool write_to_file(const Options& options, const PagePlan& plan, std::string& error) {
+  OutputFile output;
+  const auto sink = [&](const std::uint8_t* bytes, std::size_t count) -> const char* {
+    return output.write(bytes, count) ? nullptr : std::strerror(errno);
+  };
+  if (!output.open(options.output, false, error)) {
+    return false;
+  }
+  if (RasterWriter writer(sink, options.compressed); !write_pages(options, plan, writer, error)) {
+    return false;
+  }
+  if (!output.keep()) {
+    error = options.output + ": " + std::strerror(errno);
+    return false;
+  }
+  return true;
+}
+
+// Whether writing to `path` would destroy a photo.
+bool is_a_photo(const std::string& path, const std::vector<std::string>& photos) {
+  std::error_code ignored;
+  return std::filesystem::is_regular_file(path, ignored) &&
+         std::any_of(photos.begin(), photos.end(), [&](const std::string& photo) {
+           return std::filesystem::equivalent(path, photo, ignored);
+         });
+}
+
 int run(const CLI::App& app, const Options& options) {
   PagePlan plan;
   if (const auto problem = make_plan(options, plan)) {
@@ -306,21 +305,25 @@ int run(const CLI::App& app, const Options& options) {
   if (options.output == "-" && isatty(STDOUT_FILENO) == 1) {
     return wrong_usage(app, "refusing to write raster data to a terminal; use --output");
   }
-  Output output(options.output);
-  if (output.descriptor() < 0) {
-    report_error(app, options.output + ": " + std::strerror(errno));
-    return kExitFailed;
+  for (const std::string& path : {options.output, options.page_png}) {
+    if (is_a_photo(path, options.pictures)) {
+      return wrong_usage(app, "refusing to overwrite: " + path + " is one of the photos");
+    }
   }
   std::string error;
   bool written = false;
   try {
-    written = write_pages(options, plan, output.descriptor(), error);
+    if (options.output == "-") {
+      RasterWriter writer(STDOUT_FILENO, options.compressed);
+      written = write_pages(options, plan, writer, error);
+    } else {
+      written = write_to_file(options, plan, error);
+    }
   } catch (const std::bad_alloc&) {
     error = "not enough memory";
   }
   if (!written) {
     report_error(app, error);
-    output.discard();
     return kExitFailed;
   }
   return 0;

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/apps/picture_files.h"
 #include "tests/apps/programs.h"
 
@@ -349,6 +351,32 @@ TEST(RasterProgram, RemovesAnIncompleteFile) {
       run_program(folder, "k905-raster", {"-o", "out.ras", "test:white", "missing.png"});
   EXPECT_EQ(result.status, 1);
   EXPECT_FALSE(folder.read("out.ras"));
+}
+
+TEST(RasterProgram, AnEarlierFileIsReplacedByACompleteOneOnly) {
+  const ScratchFolder folder;
+  folder.write("out.ras", "earlier");
+  EXPECT_EQ(
+      run_program(folder, "k905-raster", {"-o", "out.ras", "test:white", "missing.png"}).status, 1);
+  EXPECT_EQ(folder.read("out.ras"), "earlier");
+  EXPECT_EQ(run_program(folder, "k905-raster", {"-s", "9x9", "-o", "out.ras", "test:white"}).status,
+            0);
+  EXPECT_EQ(raster_pages(folder.read("out.ras").value_or("")).size(), 1U);
+  const auto all = std::filesystem::directory_iterator(folder.path());
+  EXPECT_EQ(std::distance(begin(all), end(all)), 1);
+}
+
+TEST(RasterProgram, AnOutputThatIsOneOfThePhotosIsRefused) {
+  const ScratchFolder folder;
+  const std::string photo = png_file(3, 2, {}, plain(6, 1, 2, 3));
+  folder.write("photo.png", photo);
+  for (const char* option : {"-o", "--page-png"}) {
+    const ChildResult result =
+        run_program(folder, "k905-raster", {"test:white", option, "./photo.png", "photo.png"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.log, HasSubstr("./photo.png is one of the photos"));
+    EXPECT_EQ(folder.read("photo.png"), photo);
+  }
 }
 
 TEST(RasterProgram, AFullDiskIsExitStatusOne) {
