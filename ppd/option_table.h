@@ -102,6 +102,14 @@ inline constexpr std::array<Choice, 3> cuts{{
 
 inline constexpr std::array<Choice, 2> finishes{{{"Glossy", "Glossy"}, {"Matte", "Matte"}}};
 
+// The finish under the name that driverless clients use. The filter reads StpLaminate, which
+// rastertok905job sets to it.
+inline constexpr std::array<Choice, 3> media_types{{
+    {"Auto", "As chosen under Finish"},
+    {"Glossy", "Glossy"},
+    {"Matte", "Matte"},
+}};
+
 inline constexpr std::array<Choice, 3> ribbons{{
     {"Auto", "As loaded (6 x 4 if that is not known)"},
     {"6x4", "6 x 4"},
@@ -190,7 +198,8 @@ inline constexpr std::array<Choice, 2> color_precisions{{{"Normal", "Normal"}, {
 inline constexpr std::array<Choice, 3> shrink_outputs{
     {{"Shrink", "Shrink"}, {"Crop", "Crop"}, {"Expand", "Expand"}}};
 
-inline constexpr std::array<Option, 5> general_options{{
+inline constexpr std::array<Option, 6> general_options{{
+    {"MediaType", "Finish for this job", media_types, "Auto"},
     {"ColorModel", "Color", color_models, "RGB"},
     {"Resolution", "Resolution", resolutions, "300dpi"},
     {"StpLaminate", "Finish", finishes, "Glossy"},

@@ -161,20 +161,6 @@ void write_option(std::ostream& out, const ppd::Option& option, const ppd::Model
   out << "*CloseUI: *" << option.keyword << "\n";
 }
 
-// The finish under the name that driverless clients use. rastertok905job sets StpLaminate, which
-// the filter reads, to it.
-void write_media_type(std::ostream& out, const ChosenDefaults& chosen) {
-  out << "\n*OpenUI *MediaType/Finish for this job: PickOne\n"
-         "*OrderDependency: 10 AnySetup *MediaType\n"
-         "*DefaultMediaType: "
-      << default_of(chosen, "MediaType", "Auto")
-      << "\n"
-         "*MediaType Auto/As chosen under Finish: \"\"\n"
-         "*MediaType Glossy/Glossy: \"\"\n"
-         "*MediaType Matte/Matte: \"\"\n"
-         "*CloseUI: *MediaType\n";
-}
-
 // The meaning of "print-quality" and "print-color-mode" of a job. Only high quality sets a
 // resolution; otherwise the queue's own applies.
 void write_presets(std::ostream& out) {
@@ -214,7 +200,6 @@ void write_group(std::ostream& out, const ppd::Group& group, const ppd::Model& m
   out << "\n*OpenGroup: " << group.name << "/" << group.words << "\n";
   if (&group == &ppd::groups.front()) {
     write_page_sizes(out, chosen);
-    write_media_type(out, chosen);
   }
   for (const ppd::Option& option : group.options) {
     if (is_written(option)) {

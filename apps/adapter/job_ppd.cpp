@@ -38,24 +38,6 @@ std::string marked_choice(ppd_file_t* ppd, const char* keyword) {
   return choice->choice;
 }
 
-// Driverless clients choose the finish by the media type. An option of the job for the finish
-// itself has priority.
-void mark_finish_of_media_type(ppd_file_t* ppd, const JobOptions& options) {
-  if (!options.value("StpLaminate").empty()) return;
-  std::string type = marked_choice(ppd, "MediaType");
-  const std::string named = options.value("media-type");
-  if (options.value("MediaType").empty() && !named.empty()) {
-    type = named.find("matte") != std::string::npos   ? "Matte"
-           : named.find("gloss") != std::string::npos ? "Glossy"
-                                                      : type;
-  }
-  // Other types keep the finish of the queue.
-  ppd_option_t* const finish = ppdFindOption(ppd, "StpLaminate");
-  if (finish != nullptr && ppdFindChoice(finish, type.c_str()) != nullptr) {
-    ppdMarkOption(ppd, "StpLaminate", type.c_str());
-  }
-}
-
 // Marking a page size unmarks the page region and vice versa, but the filter reads the defaults of
 // both.
 std::string marked_page_size(ppd_file_t* ppd) {
@@ -204,7 +186,7 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
     job.refusal = std::move(chosen.refusal);
     return job;
   }
-  mark_finish_of_media_type(ppd.get(), options);
+  k905::mark_finish(*ppd, options.count(), options.all());
   job.paper = chosen.paper;
   job.choices = marked_choices(ppd.get());
   if (job.paper != nullptr) job.choices["PageSize"] = job.paper->ppd_name;

@@ -36,4 +36,26 @@ std::string default_choice(ppd_file_t& ppd, const std::string& keyword) {
   return option == nullptr ? "" : option->defchoice;
 }
 
+void mark_finish(ppd_file_t& ppd, int count, cups_option_t* options) {
+  const auto value = [&](const char* name) {
+    const char* found = cupsGetOption(name, count, options);
+    return std::string(found == nullptr ? "" : found);
+  };
+  if (!value("StpLaminate").empty()) {
+    return;
+  }
+  std::string type = marked_choice(ppd, "MediaType");
+  const std::string named = value("media-type");
+  if (value("MediaType").empty() && !named.empty()) {
+    type = named.find("matte") != std::string::npos   ? "Matte"
+           : named.find("gloss") != std::string::npos ? "Glossy"
+                                                      : type;
+  }
+  // Other types keep the finish of the queue.
+  ppd_option_t* const finish = ppdFindOption(&ppd, "StpLaminate");
+  if (finish != nullptr && ppdFindChoice(finish, type.c_str()) != nullptr) {
+    ppdMarkOption(&ppd, "StpLaminate", type.c_str());
+  }
+}
+
 }  // namespace k905

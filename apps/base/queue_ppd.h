@@ -25,4 +25,9 @@ using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
 // The default in the file, whether or not it is one of the choices.
 [[nodiscard]] std::string default_choice(ppd_file_t& ppd, const std::string& keyword);
 
+// Marks the finish of a job with these options, which must be marked already. Driverless clients
+// choose it by the media type, and so does a queue with a default MediaType; an option for
+// StpLaminate itself has priority.
+void mark_finish(ppd_file_t& ppd, int count, cups_option_t* options);
+
 }  // namespace k905

@@ -18,7 +18,7 @@ _k905_values() {
     "k905-print --finish" | "k905-print -f" | "k905-setup --finish") candidates=(Glossy Matte) ;;
     "k905-print --option" | "k905-print -o")
       candidates=(BleedBottom= BleedLeft= BleedRight= BleedTop= ColorBase= ColorModel= ICCProfile= K905Cut= K905Ribbon=
-                  PageSize= Resolution= StpBrightness= StpColorCorrection= StpColorPrecision= StpContrast=
+                  MediaType= PageSize= Resolution= StpBrightness= StpColorCorrection= StpColorPrecision= StpContrast=
                   StpCyanBalance= StpCyanGamma= StpGamma= StpImageType= StpLaminate= StpLegacyDyesubGamma=
                   StpLinearContrast= StpMagentaBalance= StpMagentaGamma= StpNoCutWaste= StpSaturation=
                   StpYellowBalance= StpYellowGamma= StpiShrinkOutput=) ;;

@@ -18,6 +18,7 @@ using k905::CupsOptions;
 using k905::default_choice;
 using k905::Dest;
 using k905::Http;
+using k905::mark_finish;
 using k905::marked_choice;
 using k905::Ppd;
 
@@ -32,19 +33,27 @@ Dest find_queue(const std::string& queue) {
                                instance.empty() ? nullptr : instance.c_str()));
 }
 
-// The queue's defaults, overridden by the user's own (lpoptions), overridden by `choices`.
-bool mark_all(ppd_file_t* ppd, const cups_dest_t& dest, const Choices& choices,
+// The user's own options for the queue (lpoptions), overridden by `choices`.
+CupsOptions given_options(const cups_dest_t& dest, const Choices& choices) {
+  CupsOptions given;
+  for (int i = 0; i < dest.num_options; ++i) {
+    given.add(dest.options[i].name, dest.options[i].value);
+  }
+  for (const auto& [keyword, choice] : choices) {
+    given.add(keyword, choice);
+  }
+  return given;
+}
+
+// The queue's defaults, overridden by `given`, which includes `choices`.
+bool mark_all(ppd_file_t* ppd, const char* queue, const CupsOptions& given, const Choices& choices,
               std::string& error) {
   ppdMarkDefaults(ppd);
-  cupsMarkOptions(ppd, dest.num_options, dest.options);
-  CupsOptions chosen;
-  for (const auto& [keyword, choice] : choices) {
-    chosen.add(keyword, choice);
-  }
-  cupsMarkOptions(ppd, chosen.count(), chosen.all());
+  cupsMarkOptions(ppd, given.count(), given.all());
+  mark_finish(*ppd, given.count(), given.all());
   for (const auto& [keyword, choice] : choices) {
     if (marked_choice(*ppd, keyword) != choice) {
-      error = std::string("the queue ").append(dest.name).append(" does not offer ");
+      error = std::string("the queue ").append(queue).append(" does not offer ");
       error.append(keyword).append("=").append(choice);
       return false;
     }
@@ -63,11 +72,14 @@ Choices marked_choices(ppd_file_t* ppd) {
   return choices;
 }
 
-// The options of the job that must be explicit: always the paper, because the page was made for it.
-Choices job_choices(ppd_file_t* ppd, const Choices& choices) {
+// The options of the job that must be explicit: those that were given, because defaults of the
+// queue for other options may mean another choice; the paper, because the page was made for it; and
+// the finish, because the queue may have a media type.
+Choices job_choices(ppd_file_t* ppd, const CupsOptions& given, const Choices& choices) {
   Choices said;
   for (const auto& [keyword, choice] : choices) {
-    if (keyword == "PageSize" || choice != default_choice(*ppd, keyword)) {
+    if (keyword == "PageSize" || keyword == "StpLaminate" ||
+        !given.value(keyword.c_str()).empty() || choice != default_choice(*ppd, keyword)) {
       said[keyword] = choice;
     }
   }
@@ -222,7 +234,8 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
     error = std::string(dest->name) + " is no queue of this printer";
     return nullptr;
   }
-  if (!mark_all(ppd.get(), *dest, choices, error)) {
+  const CupsOptions given = given_options(*dest, choices);
+  if (!mark_all(ppd.get(), dest->name, given, choices, error)) {
     return nullptr;
   }
   Choices in_force = marked_choices(ppd.get());
@@ -234,5 +247,5 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
     return nullptr;
   }
   return std::make_unique<QueueDestination>(dest->name, usual_hold(*dest), in_force,
-                                            job_choices(ppd.get(), in_force));
+                                            job_choices(ppd.get(), given, in_force));
 }

@@ -15,9 +15,10 @@ namespace {
 void mark_defaults(Scheduler& scheduler, const std::string& queue, ppd_file_t& ppd) {
   ppdMarkDefaults(&ppd);
   const Dest dest(cupsGetNamedDest(scheduler.http(), queue.c_str(), nullptr));
-  if (dest) {
-    cupsMarkOptions(&ppd, dest->num_options, dest->options);
-  }
+  const int count = dest ? dest->num_options : 0;
+  cups_option_t* const options = dest ? dest->options : nullptr;
+  cupsMarkOptions(&ppd, count, options);
+  mark_finish(ppd, count, options);
 }
 
 void check_ppd(const std::string& queue, const std::string& text, const ppd::Model& model,

@@ -13,8 +13,8 @@ namespace {
 
 // Options that must be equal, so that every member makes the same sheet. Tone, borders and profile
 // may differ: they can correct a single printer.
-constexpr std::array<const char*, 5> kSheetOptions{"PageSize", "K905Cut", "StpLaminate",
-                                                   "K905Ribbon", "Resolution"};
+constexpr std::array<const char*, 6> kSheetOptions{"PageSize",  "K905Cut",    "StpLaminate",
+                                                   "MediaType", "K905Ribbon", "Resolution"};
 
 bool decides_sheet(const std::string& keyword) {
   return std::ranges::any_of(kSheetOptions, [&](const char* option) { return keyword == option; });

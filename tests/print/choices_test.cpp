@@ -25,7 +25,7 @@ TEST(Choices, AnythingElseIsToldWithWhatThereIs) {
   EXPECT_THAT(error, HasSubstr("6x4 (w288h432), 6x2*2 (w288h432-div2)"));
   EXPECT_FALSE(check_choice("Laminate", "Matte", error));
   EXPECT_THAT(error,
-              HasSubstr("unknown option \"Laminate\"; known options: PageSize, ColorModel, "));
+              HasSubstr("unknown option \"Laminate\"; known options: PageSize, MediaType, "));
   EXPECT_FALSE(check_choice("Laminate", "", error));
 }
 

@@ -82,6 +82,22 @@ class Print(BesideCups):
         self.assertEqual((sheet["height"], sheet["matte"]), (1240, False))
         self.assert_color(sheet["colors"][0], (128, 128, 128), 1, "center")
 
+    def test_a_finish_goes_over_the_media_type_of_the_queue(self):
+        def is_matte(*arguments):
+            (stream,) = self.printed(*arguments, photo)
+            return self.stream(stream)[0]["matte"]
+
+        photo = self.picture()
+        self.add_queue(MediaType="Matte", StpLaminate="Glossy")
+        self.assertTrue(is_matte())
+        for glossy in ("--finish=Glossy", "-oMediaType=Glossy", "-oMediaType=Auto"):
+            self.assertFalse(is_matte(glossy), glossy)
+        self.cups.run("lpoptions", "-p", self.queue, "-o", "MediaType=Glossy")
+        self.assertFalse(is_matte())
+        file = self.art / "media_type.prn"
+        self.k905_print("--to", file, "-o", "MediaType=Matte", photo)
+        self.assertTrue(self.stream(file)[0]["matte"])
+
     def test_bleeds_of_the_queue_leave_every_pixel_in_its_place(self):
         self.add_queue(BleedTop="2.0", BleedLeft="-1.0")
         photo = self.jpeg()

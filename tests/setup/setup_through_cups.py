@@ -136,6 +136,13 @@ class Setup(ThroughSetup):
         for line in ("*100", "*300x600dpi", "*6x8", "pm-rv-wd-251202-5.icm"):
             self.assertIn(line, choices)
 
+    def test_the_finish_that_is_reported_is_that_of_jobs_without_one(self):
+        made = self.setup_well(self.queue, "--device", self.device(), "-o", "MediaType=Matte")
+        self.assertIn("paper w288h432, Matte,", made.stdout)
+        self.assertTrue(self.sheets(self.print(self.jpeg()))[0]["matte"])
+        self.setup_well("--replace", self.queue, "--finish", "Matte")
+        self.assertRegex(self.choices(), r"MediaType/.*\*Auto")
+
     def test_a_queue_is_shared_or_not_as_it_is_asked_for(self):
         for value, attribute in (("true", "\x01"), ("false", "\x00")):
             with self.subTest(value=value):
@@ -674,7 +681,7 @@ class Updating(ThroughSetup):
         self.change_ppd(r'FileVersion: ".*"', 'FileVersion: "0.1"')
 
     def test_defaults_jobs_device_and_state_stay(self):
-        self.add_good_queue(StpLaminate="Matte", PageSize="w432h576", BleedTop="1.0",
+        self.add_good_queue(StpLaminate="Matte", MediaType="Glossy", PageSize="w432h576", BleedTop="1.0",
                             ICCProfile="sRGB.icc", number_up_default="2", printer_info="left")
         job = self.waiting_job()
         before = self.choices(), self.device_of_queue()
@@ -789,7 +796,7 @@ class Classes(ThroughSetup):
 
     def test_members_that_would_print_other_sheets_are_refused(self):
         for number, (option, value) in enumerate((("PageSize", "w432h576"), ("StpLaminate", "Matte"),
-                                                  ("K905Ribbon", "6x8"))):
+                                                  ("MediaType", "Matte"), ("K905Ribbon", "6x8"))):
             with self.subTest(option=option):
                 self.queue = f"different{number}"
                 self.members(**{option: value})
