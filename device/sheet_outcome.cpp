@@ -1,10 +1,13 @@
 #include "device/sheet_outcome.h"
 
+#include <algorithm>
+
 namespace k905 {
 
 namespace {
 
-// An idle printer that did not increase its counter for a sheet that was sent without errors.
+// For so long an idle printer that did not increase its counter is watched, or twice the time to
+// settle if that is longer.
 constexpr std::chrono::seconds kNeverMoved{120};
 
 constexpr int kIdle = 0;
@@ -28,17 +31,18 @@ SheetOutcome::State SheetOutcome::observe(std::optional<int> life, std::optional
     return State::kOpen;
   }
   const auto idle = now - last_busy_;
-  if (idle >= kNeverMoved) {
-    return State::kUnknown;
-  }
   if (idle < settle_) {
     return State::kOpen;
   }
-  if (interrupted_) {
-    // A sheet that is still in a buffer can come out later.
-    return free_buffers() >= before_.buffers ? State::kNotPrinted : State::kOpen;
+  // A sheet that is still in a buffer can come out later.
+  if (interrupted_ && free_buffers() >= before_.buffers) {
+    return State::kNotPrinted;
   }
-  return *status == kDataError ? State::kUnknown : State::kOpen;
+  if (!interrupted_ && *status == kDataError) {
+    return State::kUnknown;
+  }
+  return idle >= std::max<Time::duration>(kNeverMoved, 2 * settle_) ? State::kUnknown
+                                                                    : State::kOpen;
 }
 
 }  // namespace k905

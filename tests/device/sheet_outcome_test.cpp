@@ -11,7 +11,7 @@ using std::chrono::seconds;
 using State = SheetOutcome::State;
 
 constexpr int kPrinting = 1;
-constexpr int kPaperOut = 300;
+constexpr int kPaperOut = 1100;
 constexpr int kDataError = 1600;
 constexpr SheetCounters kBefore{.life = 7, .buffers = 2};
 constexpr seconds kSettle{5};
@@ -19,7 +19,8 @@ constexpr seconds kSettle{5};
 // A printer that is asked at times counted from the moment the sheet was sent.
 class SentSheet {
  public:
-  explicit SentSheet(bool interrupted) : outcome_(kBefore, kSettle, interrupted, start_) {}
+  explicit SentSheet(bool interrupted, seconds settle = kSettle)
+      : outcome_(kBefore, settle, interrupted, start_) {}
 
   State at(milliseconds time, std::optional<int> life, std::optional<int> status,
            int buffers = kBefore.buffers) {
@@ -48,6 +49,18 @@ TEST(SheetOutcome, IsNotPrintedForAnInterruptedSheetOfAnIdlePrinter) {
   SentSheet sheet(true);
   EXPECT_EQ(sheet.at(milliseconds(4999), 7, 0), State::kOpen);
   EXPECT_EQ(sheet.at(milliseconds(5000), 7, 0), State::kNotPrinted);
+}
+
+TEST(SheetOutcome, IsNotPrintedAfterASettleTimeOfMoreThanTwoMinutes) {
+  SentSheet sheet(true, seconds(130));
+  EXPECT_EQ(sheet.at(seconds(129), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(131), 7, 0), State::kNotPrinted);
+}
+
+TEST(SheetOutcome, IsUnknownWhenItsBufferIsNeverFreeAgain) {
+  SentSheet sheet(true);
+  EXPECT_EQ(sheet.at(seconds(119), 7, 0, 1), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(120), 7, 0, 1), State::kUnknown);
 }
 
 TEST(SheetOutcome, StaysOpenWhileTheSheetHasItsBuffer) {
