@@ -110,9 +110,14 @@ Obstacle PrinterSession::status_obstacle(const Reply& status) {
                    : Obstacle{Kind::kStatus, 0, row.keyword, status_sentence(status.number)};
 }
 
+Reply PrinterSession::ask_media() {
+  Reply reply = ask(QuestionId::kMedia);
+  seen_.media = reply.error == 0 ? find_media(reply.text.c_str()) : "";
+  return reply;
+}
+
 std::string PrinterSession::loaded_media() {
-  seen_.media = printer_.is_open() ? find_media(ask(QuestionId::kMedia).text.c_str()) : "";
-  return seen_.media;
+  return printer_.is_open() && ask_media().error == 0 ? seen_.media : "";
 }
 
 bool PrinterSession::wait_until_connected(Phase phase) {
@@ -134,10 +139,13 @@ Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& 
     return obstacle;
   }
   if (setup_.check_media) {
-    const std::string loaded = loaded_media();
-    if (!takes_sheet(loaded, media)) {
+    const Reply loaded = ask_media();
+    if (loaded.error != 0) {
+      return lost(loaded.error);
+    }
+    if (!takes_sheet(seen_.media, media)) {
       return {Kind::kMedia, 0, kMediaNeeded,
-              "the sheet needs " + media + " media, " + loaded + " is loaded"};
+              "the sheet needs " + media + " media, " + seen_.media + " is loaded"};
     }
   }
   // A sheet of another program that is still being printed would increase the counter too.
@@ -158,10 +166,16 @@ Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& 
 }
 
 bool PrinterSession::wait_until_ready(const std::string& media, SheetCounters& counters) {
-  for (;;) {
-    const Obstacle obstacle = find_obstacle(media, counters);
+  for (int unanswered = 0;;) {
+    Obstacle obstacle = find_obstacle(media, counters);
     if (obstacle.kind == Kind::kNone) {
       return true;
+    }
+    // It answers some questions, but always fails to answer one that decides about the sheet.
+    unanswered = obstacle.kind == Kind::kUnanswered ? unanswered + 1 : 0;
+    if (unanswered >= kUnansweredMeansOffline) {
+      printer_.close();
+      obstacle = lost(obstacle.error);
     }
     const bool is_short = obstacle.kind == Kind::kBusy || obstacle.kind == Kind::kUnanswered;
     if (!owner_.wait(Phase::kBeforeSheet, obstacle, is_short ? kBusyPause : kRetryPause)) {

@@ -88,6 +88,7 @@ class PrinterSession {
   [[nodiscard]] int connect();
   [[nodiscard]] bool read_identity();
   [[nodiscard]] Reply ask(QuestionId id);
+  Reply ask_media();
   [[nodiscard]] Obstacle lost(int error);
   [[nodiscard]] Obstacle status_obstacle(const Reply& status);
 

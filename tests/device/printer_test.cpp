@@ -13,10 +13,12 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <map>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "device/printer_session.h"
 #include "tests/support/simulated_printer.h"
 
 namespace k905 {
@@ -236,6 +238,52 @@ TEST_F(PrinterTest, OpenErrorIsReported) {
                     {.devices = "/no/such/folder", .files = "/dev/usb"})
                 .open(kOpenTimeout),
             ENODEV);
+}
+
+// Replies of a ready printer without the question for its media: the first `unanswered` of these
+// are not answered.
+std::function<void(int)> ready_printer(std::string media, int unanswered) {
+  return [media = std::move(media), unanswered](int client) mutable {
+    const std::map<std::string, std::string> texts{{"STATUS", "00000"},
+                                                   {"INFO  MEDIA", media},
+                                                   {"INFO  FREE_PBUFFER", "FBP02"},
+                                                   {"INFO  SERIAL_NUMBER", "K9051234"},
+                                                   {"MNT_RDCOUNTER_LIFE", "CL0001234"}};
+    for (std::string asked = read_question(client); !asked.empty(); asked = read_question(client)) {
+      std::string name = asked.substr(2, 22);
+      name.erase(name.find_last_not_of(' ') + 1);
+      if (name == "INFO  MEDIA" && unanswered-- > 0) {
+        continue;
+      }
+      say(client, texts.at(name) + "\r\n");
+    }
+  };
+}
+
+TEST_F(PrinterTest, UnansweredQuestionForTheMediaSendsNoSheet) {
+  const ScriptedPrinter scripted({ready_printer("6x4", 1)});
+  PrinterSession session({.address = scripted.address()}, {});
+  SheetCounters counters;
+  EXPECT_EQ(session.find_obstacle("6x8", counters).kind, Obstacle::Kind::kUnanswered);
+  EXPECT_EQ(session.find_obstacle("6x8", counters).kind, Obstacle::Kind::kMedia);
+  EXPECT_EQ(session.find_obstacle("6x4", counters).kind, Obstacle::Kind::kNone);
+}
+
+TEST_F(PrinterTest, PrinterThatNeverReportsItsMediaIsShownAsNotAnswering) {
+  const ScriptedPrinter scripted({ready_printer("6x4", 2)});
+  std::vector<Obstacle> shown;
+  PrinterSession session({.address = scripted.address()},
+                         {.wait =
+                              [&shown](auto, const Obstacle& obstacle, auto) {
+                                shown.push_back(obstacle);
+                                return obstacle.kind != Obstacle::Kind::kOffline;
+                              },
+                          .opened = nullptr,
+                          .sent = nullptr});
+  SheetCounters counters;
+  EXPECT_FALSE(session.wait_until_ready("6x8", counters));
+  ASSERT_EQ(shown.size(), 2U);
+  EXPECT_EQ(shown[1].sentence, "the printer does not answer");
 }
 
 }  // namespace
