@@ -124,8 +124,8 @@ void JobRunner::show_sent(int error) {
 void JobRunner::publish_seen() {
   std::string note = to_note(session_.seen());
   if (note != published_) {
+    write_line("ATTR: ", "printer-alert='" + note + "'");
     published_ = std::move(note);
-    write_line("ATTR: ", "printer-alert='" + published_ + "'");
   }
 }
 

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "apps/backend/job_record.h"
@@ -69,7 +70,9 @@ class JobRunner {
   PrinterSession session_;
   StateReason reason_;
   Supplies supplies_;
-  std::string published_;  // of what was last seen, for programs that must not ask the printer
+  // Of what was last seen, for programs that must not ask the printer. Nothing before the first
+  // time: the scheduler still has the text of an earlier job.
+  std::optional<std::string> published_;
   JobRecord record_;
   std::string settled_;  // identity of the printer whose open sheets are decided
 };

@@ -365,6 +365,17 @@ class Shown(ThroughCups):
         self.assertTrue(said.stdout.startswith("booth: busy, Idling, as queue booth last saw it"), said.stdout)
         self.assertEqual(said.returncode, 0)
 
+    def test_k905_status_shows_a_printer_that_is_unplugged_between_two_jobs(self):
+        self.assert_completed(self.submit())
+        self.sim.command("unplug")
+        job = self.submit()
+        self.cups.wait_for(lambda: "offline-report" in self.reasons(), "the reason in lpstat")
+        self.cups.wait_for(lambda: self.status("booth").returncode != 0, "a printer that was not seen", 10)
+        self.assertRegex(self.status("--metrics", "booth").stdout, "\nk905_up{.*} 0\n")
+        self.sim.command("plug")
+        self.assert_completed(job)
+        self.assert_printed(self.numbers * 2)
+
     def test_supplies_are_shown(self):
         self.sim.set(remaining=30, initial=400)
         self.assert_completed(self.submit())
