@@ -69,7 +69,8 @@ bool take_field(const std::string& key, const std::string& value, JobRecord& rec
          (key == "sending" && parse_number(value, record.sending)) ||
          (key == "life" && parse_number(value, record.life)) ||
          (key == "buffers" && parse_number(value, record.buffers)) ||
-         (key == "completed" && parse_number(value, record.completed));
+         (key == "completed" && parse_number(value, record.completed)) ||
+         (key == "ended" && parse_number(value, record.ended));
 }
 
 std::string text_of(int descriptor) {
@@ -145,7 +146,7 @@ std::string to_text(const JobRecord& record) {
        << "\nprinter=" << one_line(record.printer) << "\nprinted=" << record.printed
        << "\nreported=" << record.reported << "\nsending=" << record.sending
        << "\nlife=" << record.life << "\nbuffers=" << record.buffers
-       << "\ncompleted=" << record.completed << "\n";
+       << "\ncompleted=" << record.completed << "\nended=" << record.ended << "\n";
   return text.str();
 }
 

@@ -24,6 +24,7 @@ struct JobRecord {
   int life = -1;              // life counter before that sheet
   int buffers = 0;            // free buffers before that sheet
   std::time_t completed = 0;  // when all sheets had come out, 0 before
+  std::time_t ended = 0;      // when the scheduler had last ended the job before its first sheet
 
   bool operator==(const JobRecord&) const = default;
 };

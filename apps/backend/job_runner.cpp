@@ -8,7 +8,6 @@
 #include <optional>
 #include <utility>
 
-#include "apps/backend/scheduler.h"
 #include "apps/backend/sheet_bytes.h"
 #include "apps/backend/side_channel.h"
 #include "device/media_check.h"
@@ -22,11 +21,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Kind = Obstacle::Kind;
 
-constexpr milliseconds kTurnPause{250};  // another process is finishing its sheet
-// The scheduler kills what does not end in time after a stop request, and is slow when it starts.
-constexpr int kShortAnswerMs = 1000;
-constexpr int kLongAnswerMs = 60000;
-
+constexpr milliseconds kTurnPause{250};       // another process is finishing its sheet
 constexpr milliseconds kLateStopPause{1000};  // for a stop request after the end of the stream
 
 // After a stop request: how long the outcome of a sent sheet is waited for, and how long a printer
@@ -73,8 +68,11 @@ int JobRunner::run() {
     return stopped();
   }
   record_ = records_.load(options_.job, options_.identity);
-  if (record_.completed != 0 && is_printed_again()) {
-    record_ = {.job = options_.job, .identity = options_.identity, .printer = ""};
+  if (is_printed_again()) {
+    record_ = {.job = options_.job,
+               .identity = options_.identity,
+               .printer = "",
+               .ended = options_.ended.value_or(0)};
   }
   if (record_.sending != 0) {
     warn("The outcome of " + sheet_name(record_.sending) + " on printer " + record_.printer +
@@ -281,23 +279,19 @@ int JobRunner::completed() {
   return kDone;
 }
 
-// Whether the operator wants the completed job once more. If not, the scheduler does not know that
-// it was completed. Without a scheduler this is no job of a queue.
+// Whether the scheduler ended the job since its record began, so that the operator wants it once
+// more. A completed job that it did not end is one that it lost when it was killed.
 bool JobRunner::is_printed_again() const {
-  const std::optional<JobState> job = ask_scheduler(options_.job, kLongAnswerMs);
-  return !job || (job->completed && *job->completed >= record_.completed);
+  if (!options_.ended) {
+    return record_.completed != 0;
+  }
+  return *options_.ended != record_.ended ||
+         (record_.completed != 0 && *options_.ended >= record_.completed);
 }
 
-// A job that is held, or whose scheduler ends, is printed again from where it stopped; one that was
-// canceled starts at its first sheet if it is printed again.
+// The next process continues the job.
 int JobRunner::stopped() {
   (void)records_.sync();
-  if (record_.job != 0 && record_.sending == 0) {
-    const std::optional<JobState> job = ask_scheduler(options_.job, kShortAnswerMs);
-    if (job && job->is_canceled) {
-      records_.remove(options_.job);
-    }
-  }
   return kTryAgain;
 }
 

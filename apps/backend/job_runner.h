@@ -6,6 +6,7 @@
 // lost, is decided by the life counter when the printer is back and idle.
 #pragma once
 
+#include <ctime>
 #include <functional>
 #include <optional>
 #include <string>
@@ -31,6 +32,9 @@ enum ExitStatus : int {
 struct JobOptions {
   int job = 0;
   std::string identity;
+  // When the scheduler last ended the job (completed, canceled or aborted it), 0 if it never did.
+  // Nothing for a job that no scheduler started.
+  std::optional<std::time_t> ended;
   PrinterSession::Setup printer;
   int side_channel = -1;  // where filters ask for the loaded media
 };

@@ -17,6 +17,7 @@
 #include "apps/backend/messages.h"
 #include "apps/backend/process.h"
 #include "apps/backend/side_channel.h"
+#include "apps/base/cups_handles.h"
 #include "device/printer_address.h"
 #include "device/usb_printers.h"
 #include "diag/standard_descriptors.h"
@@ -57,16 +58,21 @@ int number_or(const char* text, int fallback) {
   return error == std::errc{} && stop == end ? number : fallback;
 }
 
-// Job numbers are reused after the spool was emptied; the option job-uuid is unique.
-std::string identity_of(char** argv) {
-  const std::string options = argv[5];
-  const std::string key = "job-uuid=";
-  const std::size_t place = options.find(key);
-  if (place == std::string::npos) {
-    return std::string(argv[2]) + " " + argv[3];
+// What the scheduler tells about the job in its options. Job numbers are reused after the spool was
+// emptied; job-uuid is unique.
+void take_job_options(char** argv, JobOptions& job) {
+  CupsOptions options;
+  (void)options.read([argv](int* count, cups_option_t** all) {
+    *count = cupsParseOptions(argv[5], *count, all);
+    return true;
+  });
+  job.job = number_or(argv[1], 0);
+  job.identity = options.value("job-uuid");
+  if (job.identity.empty()) {
+    job.identity = std::string(argv[2]) + " " + argv[3];
+  } else {
+    job.ended = number_or(options.value("time-at-completed").c_str(), 0);
   }
-  const std::size_t begin = place + key.size();
-  return options.substr(begin, options.find_first_of(" \t\n", begin) - begin);
 }
 
 void prepare_signals() {
@@ -122,8 +128,7 @@ bool take_arguments(int argc, char** argv, Job& job) {
   }
   PrinterSession::Setup& printer = job.options.printer;
   printer.address = *address;
-  job.options.job = number_or(argv[1], 0);
-  job.options.identity = identity_of(argv);
+  take_job_options(argv, job.options);
   if (const auto settle = device_uri_option(uri, "settle")) {
     printer.settle = std::chrono::seconds(std::clamp(number_or(settle->c_str(), 5), 1, 600));
   }

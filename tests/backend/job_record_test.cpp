@@ -21,7 +21,8 @@ const JobRecord kRecord{.job = 12,
                         .reported = 2,
                         .sending = 4,
                         .life = 10023,
-                        .buffers = 2};
+                        .buffers = 2,
+                        .ended = 1234567};
 
 class Records : public testing::Test {
  protected:

@@ -213,7 +213,7 @@ class Waiting(Backend):
                               (2300, "other-error"), (4711, "other-error")]:
             with self.subTest(code=code):
                 self.sim.set(status=code)
-                run = self.start(numbered_sheets.sheet(1))
+                run = self.start(numbered_sheets.sheet(1), uuid=f"urn:uuid:{code}")
                 self.wait_until(lambda: f"STATE: +{keyword}" in run.said(), keyword)
                 before = len(self.sim.numbers())
                 self.sim.set(status=0)

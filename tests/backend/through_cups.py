@@ -226,6 +226,18 @@ class Jobs(ThroughCups):
         self.sim.wait_for_line(f"sheet {2 + PAGES}: ")
         self.assert_printed(self.numbers[:2] + self.numbers)
 
+    def test_a_job_canceled_while_its_printer_is_away_starts_again_at_its_first_sheet(self):
+        self.sim.command(f"unplug at {SHEET_BYTES // 2} of 3")
+        job = self.submit()
+        self.cups.wait_for(lambda: "offline-report" in self.reasons(), "the reason in lpstat")
+        self.cups.run("cancel", f"booth-{job}")
+        self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
+        self.cups.wait_for(lambda: "idle" in self.reasons(), "an idle queue")
+        self.sim.command("plug")
+        self.cups.run("lp", "-i", f"booth-{job}", "-H", "restart")
+        self.assert_completed(job)
+        self.assertEqual(self.sim.numbers(), self.numbers[:2] + self.numbers)
+
     def test_a_completed_job_that_is_printed_again_starts_at_its_first_sheet(self):
         job = self.submit()
         self.assert_completed(job)
