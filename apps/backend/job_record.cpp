@@ -54,6 +54,11 @@ bool parse_number(const std::string& text, Number& number) {
   return error == std::errc{} && stop == end;
 }
 
+bool parse_flag(const std::string& text, bool& flag) {
+  flag = text == "1";
+  return flag || text == "0";
+}
+
 bool take_field(const std::string& key, const std::string& value, JobRecord& record) {
   if (key == "identity") {
     record.identity = value;
@@ -69,6 +74,7 @@ bool take_field(const std::string& key, const std::string& value, JobRecord& rec
          (key == "sending" && parse_number(value, record.sending)) ||
          (key == "life" && parse_number(value, record.life)) ||
          (key == "buffers" && parse_number(value, record.buffers)) ||
+         (key == "asked" && parse_flag(value, record.asked)) ||
          (key == "completed" && parse_number(value, record.completed)) ||
          (key == "ended" && parse_number(value, record.ended));
 }
@@ -145,7 +151,7 @@ std::string to_text(const JobRecord& record) {
   text << kFirstLine << "\njob=" << record.job << "\nidentity=" << one_line(record.identity)
        << "\nprinter=" << one_line(record.printer) << "\nprinted=" << record.printed
        << "\nreported=" << record.reported << "\nsending=" << record.sending
-       << "\nlife=" << record.life << "\nbuffers=" << record.buffers
+       << "\nlife=" << record.life << "\nbuffers=" << record.buffers << "\nasked=" << record.asked
        << "\ncompleted=" << record.completed << "\nended=" << record.ended << "\n";
   return text.str();
 }
@@ -216,16 +222,29 @@ bool RecordFolder::try_lock_printer(const PrinterAddress& printer) {
 }
 
 // One lock file for all jobs, with a byte for each.
+int RecordFolder::lock_byte(int job, short type) const {
+  struct flock byte {};
+  byte.l_type = type;
+  byte.l_whence = SEEK_SET;
+  byte.l_start = job;
+  byte.l_len = 1;
+  return fcntl(job_lock_, F_OFD_SETLK, &byte) == 0 ? 0 : errno;
+}
+
 bool RecordFolder::try_lock_job(int job) {
   if (!open_lock_file("jobs.lock", job_lock_)) {
     return true;
   }
-  struct flock byte {};
-  byte.l_type = F_WRLCK;
-  byte.l_whence = SEEK_SET;
-  byte.l_start = job;
-  byte.l_len = 1;
-  return fcntl(job_lock_, F_OFD_SETLK, &byte) == 0 || (errno != EAGAIN && errno != EACCES);
+  const int error = lock_byte(job, F_WRLCK);
+  return error != EAGAIN && error != EACCES;
+}
+
+void RecordFolder::unlock_job(int job) {
+  if (job == file_job_) {
+    (void)sync();
+    (void)lose_file(0);  // the next process with the lock can put another file in its place
+  }
+  (void)lock_byte(job, F_UNLCK);
 }
 
 std::optional<JobRecord> RecordFolder::read(const std::string& file) const {
@@ -264,7 +283,7 @@ void RecordFolder::for_each_record(
 std::vector<JobRecord> RecordFolder::open_sheets_on(const std::string& printer) const {
   std::vector<JobRecord> found;
   for_each_record([&](const std::string&, const JobRecord& record) {
-    if (record.sending != 0 && record.printer == one_line(printer)) {
+    if (record.sending != 0 && record.life >= 0 && record.printer == one_line(printer)) {
       found.push_back(record);
     }
   });
@@ -310,6 +329,7 @@ int RecordFolder::sync() {
 
 // A new file replaces an earlier one when both of its versions are on disk.
 int RecordFolder::create(const JobRecord& record) {
+  (void)sync();  // of the job before
   const std::string name = file_name(record.job);
   const std::string fresh = "new-" + name;
   file_job_ = record.job;

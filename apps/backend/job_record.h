@@ -21,8 +21,9 @@ struct JobRecord {
   unsigned printed = 0;       // sheets that came out
   unsigned reported = 0;      // sheets that the scheduler counted
   unsigned sending = 0;       // the sheet with an unknown outcome, 0 for none
-  int life = -1;              // life counter before that sheet
+  int life = -1;              // life counter before that sheet, -1 if it no longer decides
   int buffers = 0;            // free buffers before that sheet
+  bool asked = false;         // the operator was asked to look whether that sheet came out
   std::time_t completed = 0;  // when all sheets had come out, 0 before
   std::time_t ended = 0;      // when the scheduler had last ended the job before its first sheet
 
@@ -45,16 +46,18 @@ class RecordFolder {
   // printer; then none can until this one ends.
   [[nodiscard]] bool try_lock_printer(const PrinterAddress& printer);
   [[nodiscard]] bool try_lock_job(int job);
+  void unlock_job(int job);
 
   // The job's record, an empty one if there is none or it belongs to an earlier job with this
   // number.
   [[nodiscard]] JobRecord load(int job, const std::string& identity) const;
 
-  // Records of sheets whose outcome on this printer is unknown.
+  // Records of sheets whose outcome on this printer its life counter can decide. Only the process
+  // that has the lock of the job may change such a record.
   [[nodiscard]] std::vector<JobRecord> open_sheets_on(const std::string& printer) const;
 
   // Returns 0 when the record is on disk, otherwise an errno. Saving the same job again is one
-  // write, without a change of the folder or of the file size.
+  // write, without a change of the folder or of the file size. The caller has the lock of the job.
   [[nodiscard]] int save(const JobRecord& record);
 
   // The same without waiting for the disk: the record outlives this process, and the machine from
@@ -72,6 +75,7 @@ class RecordFolder {
   [[nodiscard]] std::optional<JobRecord> read(const std::string& file) const;
   int give_to_user(int descriptor) const;
   bool open_lock_file(const std::string& name, int& descriptor) const;
+  [[nodiscard]] int lock_byte(int job, short type) const;
 
   int create(const JobRecord& record);
   int overwrite(const JobRecord& record);

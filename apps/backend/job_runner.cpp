@@ -2,6 +2,7 @@
 
 #include "apps/backend/job_runner.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <ctime>
@@ -63,21 +64,21 @@ int JobRunner::run() {
   stop_.set_idle_task([this] { (void)records_.sync(); });
   stop_.watch(options_.side_channel,
               [this] { return answer_request([this] { return session_.loaded_media(); }); });
-  if (!take_turn() || !session_.wait_until_connected(Phase::kBeforeSheet) ||
-      !settle_open_sheets()) {
+  if (!lock_printer() || !session_.wait_until_connected(Phase::kBeforeSheet) || !lock_job()) {
     return stopped();
   }
   record_ = records_.load(options_.job, options_.identity);
-  if (is_printed_again()) {
+  is_again_ = is_printed_again();
+  if (const int status = settle_open_sheets()) {
+    return status;
+  }
+  if (is_again_) {
     record_ = {.job = options_.job,
                .identity = options_.identity,
                .printer = "",
                .ended = options_.ended.value_or(0)};
   }
-  if (record_.sending != 0) {
-    warn("The outcome of " + sheet_name(record_.sending) + " on printer " + record_.printer +
-         " is not known; it is printed here");
-  } else if (record_.printed > 0) {
+  if (record_.printed > 0) {
     info("Continuing with " + sheet_name(record_.printed + 1));
   }
   report_sheets();
@@ -139,12 +140,9 @@ void JobRunner::report_sheets() {
 
 // A process whose job was taken away may still be finishing its sheet: on this printer, or a sheet
 // of this job on another.
-bool JobRunner::take_turn() {
-  while (!records_.try_lock_printer(options_.printer.address) ||
-         !records_.try_lock_job(options_.job)) {
-    reason_.show(kConnecting, "Waiting for the sheet of an earlier job");
-    stop_.pause(kTurnPause);
-    if (stop_.requested()) {
+bool JobRunner::lock_printer() {
+  while (!records_.try_lock_printer(options_.printer.address)) {
+    if (!wait_for_turn()) {
       return false;
     }
   }
@@ -152,26 +150,103 @@ bool JobRunner::take_turn() {
   return true;
 }
 
-// Decides sheets that earlier processes left open on this printer, before a new sheet moves the
-// counter. False when stopped.
-bool JobRunner::settle_open_sheets() {
-  settled_ = session_.identity();
-  for (JobRecord& record : records_.open_sheets_on(settled_)) {
-    const Outcome outcome = session_.find_outcome({.life = record.life, .buffers = record.buffers},
-                                                  record.printer, true);
-    if (outcome == Outcome::kOpen) {
+// Only when the printer is connected: other jobs may have to wait for this lock.
+bool JobRunner::lock_job() {
+  while (!records_.try_lock_job(options_.job)) {
+    if (!wait_for_turn()) {
       return false;
     }
-    if (outcome == Outcome::kPrinted) {
-      record.printed = record.sending;
+  }
+  reason_.clear();
+  return true;
+}
+
+bool JobRunner::wait_for_turn() {
+  reason_.show(kConnecting, "Waiting for the sheet of an earlier job");
+  stop_.pause(kTurnPause);
+  return !stop_.requested();
+}
+
+// Decides sheets that earlier processes left open on this printer, before a new sheet moves the
+// counter. kDone, or the exit status.
+int JobRunner::settle_open_sheets() {
+  for (;;) {
+    settled_ = session_.identity();
+    // First, so that no two processes wait for each other's jobs.
+    if (const int status = settle_own_sheet()) {
+      return status;
     }
-    record.sending = 0;
-    if (const int error = records_.save(record)) {
-      warn(std::string("The record of job ") + std::to_string(record.job) +
-           " cannot be saved: " + std::strerror(error));
+    const std::vector<JobRecord> open = records_.open_sheets_on(settled_);
+    if (open.empty()) {
+      return kDone;
+    }
+    if (const int status = settle_sheet_of(open.front().job)) {
+      return status;
     }
   }
-  return true;
+}
+
+// The sheet of this job whose outcome no counter of this printer can decide.
+int JobRunner::settle_own_sheet() {
+  if (record_.sending == 0 || (record_.printer == settled_ && record_.life >= 0)) {
+    return kDone;
+  }
+  if (!is_again_ && !record_.asked) {
+    return hold_in_doubt();
+  }
+  if (!is_again_) {
+    warn("It is not known whether " + sheet_name(record_.sending) + " came out of printer " +
+         record_.printer + "; the job was released, so it is printed here");
+  }
+  record_.sending = 0;
+  return is_saved(records_.save(record_)) ? kDone : kStopQueue;
+}
+
+int JobRunner::settle_sheet_of(int job) {
+  const bool is_own = job == options_.job;
+  if (!is_own && !records_.try_lock_job(job)) {
+    return wait_for_turn() ? kDone : stopped();
+  }
+  // Before this process had the lock, the job may have been continued on another printer.
+  const std::vector<JobRecord> open = records_.open_sheets_on(settled_);
+  const auto found = std::find_if(open.begin(), open.end(),
+                                  [job](const JobRecord& record) { return record.job == job; });
+  const int status = found == open.end() ? kDone : settle(*found);
+  if (is_own) {
+    record_ = records_.load(options_.job, options_.identity);
+  } else {
+    records_.unlock_job(job);
+  }
+  return status;
+}
+
+int JobRunner::settle(JobRecord record) {
+  const Outcome outcome =
+      session_.find_outcome({.life = record.life, .buffers = record.buffers}, settled_, true);
+  if (outcome == Outcome::kOpen) {
+    return stopped();
+  }
+  if (session_.identity() != settled_) {
+    return kDone;  // the counter of the first printer can still decide later
+  }
+  if (outcome == Outcome::kUnknown) {
+    record.life = -1;  // the next sheet moves the counter
+  } else {
+    record.printed = outcome == Outcome::kPrinted ? record.sending : record.printed;
+    record.sending = 0;
+  }
+  return is_saved(records_.save(record)) ? kDone : kStopQueue;
+}
+
+// The job is held until the operator has looked. When it is released, the counter of the same
+// printer decides if it can; if not, the sheet is printed again.
+int JobRunner::hold_in_doubt() {
+  error("It is not known whether " + sheet_name(record_.sending) + " came out of printer " +
+        record_.printer +
+        ". Look at that printer: a released job prints this sheet again, unless the printer has "
+        "counted it");
+  record_.asked = true;
+  return is_saved(records_.save(record_)) ? kHoldJob : kStopQueue;
 }
 
 int JobRunner::print_sheets() {
@@ -217,12 +292,13 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
     }
     reason_.clear();
     if (session_.identity() != settled_) {
-      if (!settle_open_sheets()) {
-        return stopped();
+      if (const int status = settle_open_sheets()) {
+        return status;
       }
       continue;
     }
     record_.sending = number;
+    record_.asked = false;
     record_.life = counters.life;
     record_.buffers = counters.buffers;
     record_.printer = session_.identity();
@@ -248,10 +324,7 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
     return stopped();  // the record stays open; the next process decides
   }
   if (outcome == Outcome::kUnknown) {
-    error("It is not known whether " + sheet_name(number) +
-          " came out. Look at the printer; a released job continues with this sheet if the "
-          "printer did not count it");
-    return kHoldJob;
+    return hold_in_doubt();
   }
   record_.sending = 0;
   record_.printed = number;

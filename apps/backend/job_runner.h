@@ -51,8 +51,14 @@ class JobRunner {
   using Outcome = PrinterSession::Outcome;
   using Phase = PrinterSession::Phase;
 
-  bool take_turn();
-  bool settle_open_sheets();
+  bool lock_printer();
+  bool lock_job();
+  bool wait_for_turn();
+  int settle_open_sheets();
+  int settle_own_sheet();
+  int settle_sheet_of(int job);
+  int settle(JobRecord record);
+  int hold_in_doubt();
   int print_sheets();
   int print_sheet(const Sheet& sheet, unsigned number);
   int end_sheet(Outcome outcome, unsigned number);
@@ -78,7 +84,8 @@ class JobRunner {
   // time: the scheduler still has the text of an earlier job.
   std::optional<std::string> published_;
   JobRecord record_;
-  std::string settled_;  // identity of the printer whose open sheets are decided
+  bool is_again_ = false;  // the job starts at its first sheet, whatever its record contains
+  std::string settled_;    // identity of the printer whose open sheets are decided
 };
 
 }  // namespace k905::backend

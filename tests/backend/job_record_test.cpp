@@ -22,6 +22,7 @@ const JobRecord kRecord{.job = 12,
                         .sending = 4,
                         .life = 10023,
                         .buffers = 2,
+                        .asked = true,
                         .ended = 1234567};
 
 class Records : public testing::Test {
@@ -75,7 +76,10 @@ TEST_F(Records, OpenSheetsAreThoseOfThisPrinterWithoutAnOutcome) {
   JobRecord elsewhere = kRecord;
   elsewhere.job = 14;
   elsewhere.printer = "other";
-  for (const JobRecord& record : {kRecord, decided, elsewhere}) {
+  JobRecord undecidable = kRecord;
+  undecidable.job = 15;
+  undecidable.life = -1;
+  for (const JobRecord& record : {kRecord, decided, elsewhere, undecidable}) {
     ASSERT_EQ(records.save(record), 0);
   }
   EXPECT_EQ(records.open_sheets_on("K9051234"), std::vector{kRecord});
@@ -183,6 +187,22 @@ TEST_F(Records, SavingAgainChangesNeitherFileNorFolder) {
   EXPECT_EQ(later.st_blocks, first.st_blocks);
 }
 
+// Meanwhile another process may have put a new file in the place of the first.
+TEST_F(Records, RecordOfAnUnlockedJobIsSavedInTheFileThatIsThereThen) {
+  RecordFolder one;
+  RecordFolder two;
+  ASSERT_EQ(one.open(folder(), -1, -1), 0);
+  ASSERT_EQ(two.open(folder(), -1, -1), 0);
+  ASSERT_EQ(one.save(kRecord), 0);
+  one.unlock_job(12);
+  JobRecord record = kRecord;
+  record.printed = 4;
+  ASSERT_EQ(two.save(record), 0);
+  record.printed = 5;
+  ASSERT_EQ(one.save(record), 0);
+  EXPECT_EQ(one.load(12, "urn:uuid:1").printed, 5U);
+}
+
 TEST_F(Records, LongNamesAreStillTheSame) {
   JobRecord record = kRecord;
   record.identity = std::string(9000, 'i');
@@ -268,6 +288,9 @@ TEST_F(Records, OneJobHasOneProcessAtATime) {
     ASSERT_EQ(two.open(folder(), -1, -1), 0);
     EXPECT_FALSE(two.try_lock_job(12));
     EXPECT_TRUE(two.try_lock_job(13));
+    one.unlock_job(12);
+    EXPECT_TRUE(two.try_lock_job(12));
+    EXPECT_FALSE(one.try_lock_job(12));
   }
   RecordFolder three;
   ASSERT_EQ(three.open(folder(), -1, -1), 0);

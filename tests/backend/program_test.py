@@ -95,6 +95,7 @@ class Backend(unittest.TestCase):
 
     def stream(self, data):
         file = self.scratch / "stream"
+        file.unlink(missing_ok=True)  # another run may not have read it yet
         file.write_bytes(data)
         return open(file, "rb")
 
@@ -323,18 +324,99 @@ class Interruptions(Backend):
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2, 3])
 
-    def test_another_printer_gets_the_rest_of_a_job_and_not_the_sheet_in_hand(self):
+    def another_printer(self):
         (self.scratch / "other").mkdir()
         other = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "other" / "sheets",
                                  "--serial", "OTHER")
         self.addCleanup(other.stop)
+        return other
+
+    def start_on(self, printer, data):
+        with self.stream(data) as stream:
+            run = Run(printer.device_uri + "/?settle=1", stream, self.cache)
+        self.runs.append(run)
+        return run
+
+    def interrupt_in_sheet_2(self, data):
+        """The process that prints is killed; the sheet is incomplete."""
+        self.sim.hold(SHEET_BYTES // 2, 2)
+        run = self.start(data)
+        self.sim.wait_until_holding(SHEET_BYTES // 2, 2)
+        os.kill(run.worker(), signal.SIGKILL)
+        self.sim.command("continue")
+        self.assertEqual(run.wait(), TRY_AGAIN)
+
+    def assert_in_doubt(self, run):
+        """The job is held, with a message that names the sheet and the printer."""
+        self.assertEqual(run.wait(), HOLD, run.said())
+        self.assertTrue(any(line.startswith("ERROR: It is not known whether sheet 2 came out of printer "
+                                            "SIM00000001. Look at that printer") for line in run.said()),
+                        run.said())
+
+    def test_a_job_with_a_sheet_in_doubt_is_held_and_then_prints_it_on_another_printer(self):
+        other = self.another_printer()
+        self.interrupt_in_sheet_2(numbered_sheets.job(3))
+        self.assert_in_doubt(self.start_on(other, numbered_sheets.job(3)))
+        self.assertEqual(other.numbers(), [])
+        run = self.start_on(other, numbered_sheets.job(3))  # when it was released
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(other.numbers(), [2, 3])
+        self.assert_printed([1], torn=1)
+
+    def test_a_held_job_is_decided_by_the_counter_of_the_printer_that_has_the_sheet(self):
+        other = self.another_printer()
+        self.sim.command("unplug after 2")
+        run = self.start(numbered_sheets.job(3))
+        self.wait_until(lambda: "STATE: +offline-report" in run.said(), "the lost line")
+        os.kill(run.worker(), signal.SIGKILL)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.assert_in_doubt(self.start_on(other, numbered_sheets.job(3)))
+        self.sim.command("plug")
+        run = self.start(numbered_sheets.job(3))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assert_printed([1, 2, 3])
+        self.assertEqual(other.numbers(), [])
+
+    def test_a_printer_replaced_while_it_is_decided_whether_a_sheet_came_out_holds_the_job(self):
+        self.interrupt_in_sheet_2(numbered_sheets.job(3))
+        self.sim.set(status=1)
+        questions = self.sim.count("^question STATUS:")
+        run = self.start(numbered_sheets.job(3))
+        self.sim.wait_for_questions("STATUS", questions + 3)
+        self.sim.set(serial="OTHER", status=0)
+        self.sim.command("disconnect")
+        self.assert_in_doubt(run)
+        self.assert_printed([1], torn=1)
+
+    def test_a_job_continues_on_another_printer_while_a_job_on_the_first_waits(self):
+        other = self.another_printer()
+        other.set(remaining=2)
+        self.interrupt_in_sheet_2(numbered_sheets.job(6))
+        self.sim.set(status=1)
+        questions = self.sim.count("^question STATUS:")
+        waiting = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
+        self.sim.wait_for_questions("STATUS", questions + 3)
+        run = self.start_on(other, numbered_sheets.job(6))
+        self.wait_until(lambda: any(f"STATE: +{keyword}" in run.said() for keyword in (
+            "connecting-to-device", "media-empty-error")), "the lock or the end of the paper")
+        self.sim.set(status=0)
+        self.assertEqual(waiting.wait(), DONE, waiting.said())
+        self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the end of the paper")
+        os.kill(run.worker(), signal.SIGKILL)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        other.set(remaining=400)
+        run = self.start_on(other, numbered_sheets.job(6))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(other.numbers(), [2, 3, 4, 5, 6])
+        self.assert_printed([1, 99], torn=1)
+
+    def test_another_printer_gets_the_rest_of_a_job_and_not_the_sheet_in_hand(self):
+        other = self.another_printer()
         self.sim.hold(SHEET_BYTES // 4, 2)
         run = self.start(numbered_sheets.job(3))
         self.sim.wait_until_holding(SHEET_BYTES // 4, 2)
         run.process.kill()
-        with self.stream(numbered_sheets.job(3)) as stream:
-            run = Run(other.device_uri, stream, self.cache)
-        self.runs.append(run)
+        run = self.start_on(other, numbered_sheets.job(3))
         self.sim.command("continue")
         self.assertEqual(run.wait(), DONE, run.said())
         self.assertEqual(other.numbers(), [3])
@@ -384,7 +466,7 @@ class LostLines(Backend):
             with self.subTest(byte=byte):
                 before = len(self.sim.numbers())
                 self.sim.command(f"disconnect at {byte} of {before + 2}")
-                run = self.start(numbered_sheets.job(3))
+                run = self.start(numbered_sheets.job(3), uuid=f"urn:uuid:{byte}")
                 self.assertEqual(run.wait(), DONE, run.said())
                 self.assertEqual(self.sim.numbers()[before:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 5, torn=5)
