@@ -241,14 +241,16 @@ bool is_the_printer(int descriptor) {
   return printer != nullptr && descriptor == printer_descriptor;
 }
 
-// The wait of the backend for a stop request, the stream, or a time.
-int wait_for_request(pollfd* waits, int timeout_ms) {
-  for (nfds_t i = 0; i < 4; ++i) {
+// The wait of the backend for a stop request (the first two), the stream, or a time.
+int wait_for_request(pollfd* waits, nfds_t count, int timeout_ms) {
+  for (nfds_t i = 0; i < count; ++i) {
     waits[i].revents = 0;
   }
-  const bool readable = waits[2].fd >= 0;
+  const bool readable = count > 2 && waits[2].fd >= 0;
   printer->pass(readable || timeout_ms == 0 ? kCallTime : nanoseconds(milliseconds(timeout_ms)));
-  waits[2].revents = readable ? POLLIN : 0;
+  if (readable) {
+    waits[2].revents = POLLIN;
+  }
   waits[0].revents = printer->now() >= milliseconds(stop_at_ms) ? POLLHUP : 0;
   return waits[0].revents != 0 || readable ? 1 : 0;
 }
@@ -289,8 +291,8 @@ int run_job(const std::string& stream) {
   backend::RecordFolder records;
   const PrinterAddress device{.kind = PrinterAddress::Kind::kPath, .name = kPath, .port = ""};
   backend::SheetSource source(input.get(), 1);
-  backend::JobRunner runner({.identity = "fuzz", .printer = {.address = device}}, source, records,
-                            stop, nullptr);
+  backend::JobRunner runner({.identity = "fuzz", .ended = 0, .printer = {.address = device}},
+                            source, records, stop, nullptr);
   return runner.run();
 }
 
@@ -362,8 +364,8 @@ ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {
 }
 
 int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout_ms) {
-  if (printer != nullptr && count == 4) {
-    return wait_for_request(descriptors, timeout_ms);
+  if (printer != nullptr && count > 1) {
+    return wait_for_request(descriptors, count, timeout_ms);
   }
   return count == 1 && is_the_printer(descriptors->fd)
              ? printer->wait(descriptors->events, timeout_ms)
