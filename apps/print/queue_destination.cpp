@@ -45,6 +45,14 @@ CupsOptions given_options(const cups_dest_t& dest, const Choices& choices) {
   return given;
 }
 
+// Options without effect are not in the file of a queue; a sheet that is printed again names them.
+bool is_missing_default(ppd_file_t* ppd, const std::string& keyword, const std::string& choice) {
+  const Choices defaults = default_choices();
+  const auto usual = defaults.find(keyword);
+  return ppdFindOption(ppd, keyword.c_str()) == nullptr && usual != defaults.end() &&
+         usual->second == choice;
+}
+
 // The queue's defaults, overridden by `given`, which includes `choices`.
 bool mark_all(ppd_file_t* ppd, const char* queue, const CupsOptions& given, const Choices& choices,
               std::string& error) {
@@ -52,7 +60,7 @@ bool mark_all(ppd_file_t* ppd, const char* queue, const CupsOptions& given, cons
   cupsMarkOptions(ppd, given.count(), given.all());
   mark_finish(*ppd, given.count(), given.all());
   for (const auto& [keyword, choice] : choices) {
-    if (marked_choice(*ppd, keyword) != choice) {
+    if (marked_choice(*ppd, keyword) != choice && !is_missing_default(ppd, keyword, choice)) {
       error = std::string("the queue ").append(queue).append(" does not offer ");
       error.append(keyword).append("=").append(choice);
       return false;

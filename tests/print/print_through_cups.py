@@ -281,6 +281,17 @@ class Watched(BesideCups):
             watch.expect("b.png -> job ")
         self.assertNotIn("a.png", watch.said)
 
+    def test_a_sheet_is_printed_again_with_its_settings(self):
+        self.cups.run("lpadmin", "-p", self.queue, "-o", "StpLaminate=Matte")
+        self.put("a.png")
+        with self.watch() as watch:
+            watch.expect("a.png -> job ")
+        self.cups.run("lpadmin", "-p", self.queue, "-o", "StpLaminate=Glossy")
+        (job,) = self.jobs_in(self.k905_print("--reprint", "1", "--ledger", self.ledger).stdout)
+        self.cups.finished(job)
+        (sheet,) = self.stream(self.cups.stream_of(job))
+        self.assertTrue(sheet["matte"])
+
     def test_a_refused_picture_is_printed_when_the_queue_takes_it(self):
         self.cups.run("cupsreject", self.queue)
         self.put("a.png")
