@@ -99,6 +99,17 @@ void check_choice_of(const std::string& queue, ppd_file_t& ppd, const std::strin
 }
 
 void check_choices(const std::string& queue, ppd_file_t& ppd, Findings& findings) {
+// Every job with these defaults would be refused.
+void check_cut(const std::string& queue, ppd_file_t& ppd, Findings& findings) {
+  Choices choices{{"PageSize", marked_choice(ppd, "PageSize")},
+                  {"K905Cut", marked_choice(ppd, "K905Cut")}};
+  std::string error;
+  if (!choices["PageSize"].empty() && !choices["K905Cut"].empty() && !apply_cut(choices, error)) {
+    findings.problem(error + ", so jobs with the defaults of the queue are refused",
+                     "lpadmin -p " + queue + " -o K905Cut=None");
+  }
+}
+
   const int before = findings.problems();
   for (const auto& [keyword, usual] : default_choices()) {
     check_choice_of(queue, ppd, keyword, usual, findings);
@@ -107,6 +118,7 @@ void check_choices(const std::string& queue, ppd_file_t& ppd, Findings& findings
     findings.ok("every default is one of its choices");
   }
 }
+  check_cut(queue, ppd, findings);
 
 // CUPS starts filters in the root folder.
 std::string find_profile(const std::string& name) { return find_profile_file(name, "/"); }

@@ -184,7 +184,9 @@ std::optional<std::string> read_options(const Arguments& arguments, QueueOptions
       return problem;
     }
   }
-  return std::nullopt;
+  Choices choices = options.choices;
+  std::string error;
+  return apply_cut(choices, error) ? std::nullopt : std::optional(error);
 }
 
 int make(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,

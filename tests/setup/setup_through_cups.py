@@ -171,6 +171,7 @@ class Setup(ThroughSetup):
                           ("--class", "q", "--member", "r", "--paper", "6x8"),
                           ("--class", "q", "--member", "r", "s"), ("--check", "--class", "q", "--member", "r"),
                           ("q", "--device", self.device(), "--paper", "A4"),
+                          ("q", "--device", self.device(), "--paper", "6x6", "-o", "K905Cut=6x2"),
                           ("q", "--device", self.device(), "--model", "X"),
                           ("q", "--device", self.device(), "--finish", "mat"),
                           ("q", "--device", self.device(), "--ribbon", "8x6"), ("q", "--keep-device"),
@@ -300,6 +301,10 @@ class Setup(ThroughSetup):
 
     def test_check_finds_photos_that_would_not_fill(self):
         self.add_queue(print_scaling_default="auto")
+    def test_check_finds_a_paper_that_cannot_be_cut_so(self):
+        self.add_queue(PageSize="w432h432", K905Cut="6x2")
+        self.check_finds("w432h432 cannot be cut into 6x2")
+
         self.check_finds("print-scaling-default=fill")
 
     def test_check_finds_an_error_policy_that_loses_the_job(self):
