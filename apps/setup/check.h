@@ -2,6 +2,8 @@
 // message. Changes nothing.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 
 #include "apps/setup/findings.h"
@@ -16,6 +18,10 @@ void check_programs(Findings& findings);
 // Checks the queue's PPD file, device, state, jobs and defaults; for a class, its state, jobs and
 // defaults, and whether its members can print and print alike.
 void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findings);
+
+// Whether the filters can read a file with this owner, group and mode: CUPS runs them as the user
+// lp, without groups but the user's own.
+[[nodiscard]] bool can_filters_read(const struct stat& status);
 
 // Checks whether the queue's device is a printer that is connected and ready, and whether the queue
 // uses the backend k905. Opens the device and asks the printer, but not while a job is printing on

@@ -1,3 +1,4 @@
+#include <pwd.h>
 #include <sys/stat.h>
 
 #include "apps/base/profiles.h"
@@ -98,7 +99,6 @@ void check_choice_of(const std::string& queue, ppd_file_t& ppd, const std::strin
   }
 }
 
-void check_choices(const std::string& queue, ppd_file_t& ppd, Findings& findings) {
 // Every job with these defaults would be refused.
 void check_cut(const std::string& queue, ppd_file_t& ppd, Findings& findings) {
   Choices choices{{"PageSize", marked_choice(ppd, "PageSize")},
@@ -110,6 +110,7 @@ void check_cut(const std::string& queue, ppd_file_t& ppd, Findings& findings) {
   }
 }
 
+void check_choices(const std::string& queue, ppd_file_t& ppd, Findings& findings) {
   const int before = findings.problems();
   for (const auto& [keyword, usual] : default_choices()) {
     check_choice_of(queue, ppd, keyword, usual, findings);
@@ -117,8 +118,10 @@ void check_cut(const std::string& queue, ppd_file_t& ppd, Findings& findings) {
   if (findings.problems() == before) {
     findings.ok("every default is one of its choices");
   }
-}
   check_cut(queue, ppd, findings);
+}
+
+constexpr char kUnreadable[] = " cannot be read by the user that CUPS runs filters as, so ";
 
 // CUPS starts filters in the root folder.
 std::string find_profile(const std::string& name) { return find_profile_file(name, "/"); }
@@ -131,9 +134,8 @@ void check_profile(const std::string& name, const std::string& effect, Findings&
                      "copy it to /usr/local/share/color/icc/");
   } else if (!S_ISREG(status.st_mode)) {
     findings.problem(path + " is not a file, so " + effect, "copy the profile there");
-  } else if ((status.st_mode & (S_IRGRP | S_IROTH)) == 0) {
-    findings.problem(path + " cannot be read by the user that CUPS runs filters as, so " + effect,
-                     "chmod 644 " + path);
+  } else if (!can_filters_read(status)) {
+    findings.problem(path + kUnreadable + effect, "chmod 644 " + path);
   } else {
     findings.ok("the profile " + name + " is " + path);
   }
@@ -148,6 +150,11 @@ void check_profile_table(Findings& findings) {
                      "write it to /usr/local/share/color/icc/, see rastertok905job(8)");
     return;
   }
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && !can_filters_read(status)) {
+    findings.problem(path + kUnreadable + "nothing is printed", "chmod 644 " + path);
+    return;
+  }
   findings.ok("the profiles of papers and finishes are in " + path);
   for (const PaperProfile& row : *rows) {
     if (row.profile != ppd::no_profile) {
@@ -157,7 +164,9 @@ void check_profile_table(Findings& findings) {
 }
 
 void check_profiles(ppd_file_t& ppd, Findings& findings) {
-  const std::string profile = marked_choice(ppd, "ICCProfile");
+  // The filter reads the default also if it is not one of the choices.
+  const std::string marked = marked_choice(ppd, "ICCProfile");
+  const std::string profile = marked.empty() ? default_choice(ppd, "ICCProfile") : marked;
   if (profile.empty() || profile == ppd::no_profile) {
     findings.ok("colors are sent as they come, without a printer profile");
     return;
@@ -245,6 +254,15 @@ void check_class(Scheduler& scheduler, const std::string& name, const QueueState
 }
 
 }  // namespace
+
+bool can_filters_read(const struct stat& status) {
+  // cppcheck-suppress getpwnamCalled
+  const passwd* lp = getpwnam("lp");
+  const mode_t needed = lp != nullptr && status.st_uid == lp->pw_uid   ? S_IRUSR
+                        : lp != nullptr && status.st_gid == lp->pw_gid ? S_IRGRP
+                                                                       : S_IROTH;
+  return (status.st_mode & needed) != 0;
+}
 
 void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findings) {
   const auto state = scheduler.queue(queue);

@@ -294,6 +294,8 @@ class Setup(ThroughSetup):
     def test_check_finds_a_profile_that_is_not_there(self):
         self.add_queue(ICCProfile="pm-905-wd-251126-5.icm")
         self.check_finds("the profile pm-905-wd-251126-5.icm is not found")
+        self.change_ppd(r"\*DefaultICCProfile: .*", "*DefaultICCProfile: own.icc")
+        self.check_finds("the profile own.icc is not found")
 
     def test_check_finds_a_table_of_profiles_that_is_not_there(self):
         self.add_queue(ICCProfile="ByPaper")
