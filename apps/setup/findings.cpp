@@ -9,7 +9,7 @@ int Findings::problems() const {
   return static_cast<int>(std::ranges::count(all_, Level::problem, &Finding::level));
 }
 
-std::string as_text(const std::string& queue, const Findings& findings) {
+std::string lines_of(const Findings& findings) {
   std::string text;
   for (const Finding& finding : findings.all()) {
     text += finding.level == Level::ok     ? "ok       "
@@ -20,6 +20,11 @@ std::string as_text(const std::string& queue, const Findings& findings) {
       text += "         -> " + finding.advice + "\n";
     }
   }
+  return text;
+}
+
+std::string as_text(const std::string& queue, const Findings& findings) {
+  std::string text = lines_of(findings);
   const int problems = findings.problems();
   text += queue + (problems == 0 ? ": ready to print" : ": " + std::to_string(problems));
   return text + (problems == 0 ? "\n" : problems == 1 ? " problem\n" : " problems\n");

@@ -23,6 +23,9 @@ class Findings {
   void problem(const std::string& text, const std::string& advice) {
     all_.push_back({Level::problem, text, advice});
   }
+  void add(const Findings& others) {
+    all_.insert(all_.end(), others.all_.begin(), others.all_.end());
+  }
 
   [[nodiscard]] const std::vector<Finding>& all() const { return all_; }
   [[nodiscard]] int problems() const;
@@ -31,7 +34,10 @@ class Findings {
   std::vector<Finding> all_;
 };
 
-// One line per finding, advice on a line of its own, and the result.
+// One line per finding, advice on a line of its own.
+[[nodiscard]] std::string lines_of(const Findings& findings);
+
+// The lines and the result.
 [[nodiscard]] std::string as_text(const std::string& queue, const Findings& findings);
 
 // One line: an object with the keys queue, ready, problems and findings; each finding has level,

@@ -16,6 +16,7 @@ namespace {
 using namespace k905;
 
 constexpr char kNoScheduler[] = "the scheduler is not running";
+constexpr char kStartScheduler[] = "the scheduler is not running; start it: systemctl start cups";
 
 struct Arguments {
   std::string queue;
@@ -142,17 +143,22 @@ int list(Scheduler& scheduler, bool connected) {
   return 0;
 }
 
-// After a change of a queue or class: the scheduler's part of sharing, and the check.
+// `findings`: what was changed before the error.
+int failed(const CLI::App& app, const Arguments& arguments, const std::string& problem,
+           const Findings& findings = {}) {
+  if (!arguments.json) {
+    std::fputs(lines_of(findings).c_str(), stdout);
+  }
+  report_error(app, problem);
+  return kExitFailed;
+}
+
+// After a change of a queue or class.
 int finish(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
-           const std::string& name, std::optional<std::string> problem, Findings& findings) {
-  if (!problem) {
-    problem = apply_sharing(scheduler, arguments.sharing(), findings);
-  }
-  if (problem) {
-    report_error(app, *problem);
-    return kExitFailed;
-  }
-  return check(scheduler, true, name, arguments.json, findings);
+           const std::string& name, const std::optional<std::string>& problem,
+           const Findings& findings) {
+  return problem ? failed(app, arguments, *problem, findings)
+                 : check(scheduler, true, name, arguments.json, findings);
 }
 
 int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments) {
@@ -165,10 +171,9 @@ int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments
   int status = 0;
   for (const std::string& queue : queues) {
     Findings findings;
-    auto problem =
+    const auto problem =
         update_queue(scheduler, queue, arguments.keep_device, arguments.sharing(), findings);
-    status =
-        std::max(status, finish(app, scheduler, arguments, queue, std::move(problem), findings));
+    status = std::max(status, finish(app, scheduler, arguments, queue, problem, findings));
   }
   return status;
 }
@@ -192,27 +197,27 @@ std::optional<std::string> read_options(const Arguments& arguments, QueueOptions
 int make(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
          const QueueOptions& options) {
   Findings findings;
-  auto problem = make_queue(scheduler,
-                            {.queue = arguments.queue,
-                             .device = arguments.device,
-                             .keep_device = arguments.keep_device,
-                             .replace = arguments.replace,
-                             .share = arguments.sharing(),
-                             .options = options},
-                            findings);
-  return finish(app, scheduler, arguments, arguments.queue, std::move(problem), findings);
+  const auto problem = make_queue(scheduler,
+                                  {.queue = arguments.queue,
+                                   .device = arguments.device,
+                                   .keep_device = arguments.keep_device,
+                                   .replace = arguments.replace,
+                                   .share = arguments.sharing(),
+                                   .options = options},
+                                  findings);
+  return finish(app, scheduler, arguments, arguments.queue, problem, findings);
 }
 
 int make_class(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments) {
   Findings findings;
-  auto problem = make_class(scheduler,
-                            {.name = arguments.class_name,
-                             .members = arguments.members,
-                             .replace = arguments.replace,
-                             .update = arguments.update,
-                             .share = arguments.sharing()},
-                            findings);
-  return finish(app, scheduler, arguments, arguments.class_name, std::move(problem), findings);
+  const auto problem = make_class(scheduler,
+                                  {.name = arguments.class_name,
+                                   .members = arguments.members,
+                                   .replace = arguments.replace,
+                                   .update = arguments.update,
+                                   .share = arguments.sharing()},
+                                  findings);
+  return finish(app, scheduler, arguments, arguments.class_name, problem, findings);
 }
 
 int run_class(const CLI::App& app, const Arguments& arguments) {
@@ -230,12 +235,7 @@ int run_class(const CLI::App& app, const Arguments& arguments) {
   }
   Scheduler scheduler;
   if (!scheduler.connect()) {
-    report_error(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
-    return kExitFailed;
-  }
-  if (const auto problem = why_not_shared_now(scheduler, arguments.sharing())) {
-    report_error(app, *problem);
-    return kExitFailed;
+    return failed(app, arguments, kStartScheduler);
   }
   return make_class(app, scheduler, arguments);
 }
@@ -281,12 +281,7 @@ int run(const CLI::App& app, const Arguments& arguments) {
     return check(scheduler, connected, arguments.queue, arguments.json);
   }
   if (!connected) {
-    report_error(app, std::string(kNoScheduler) + "; start it: systemctl start cups");
-    return kExitFailed;
-  }
-  if (const auto problem = why_not_shared_now(scheduler, arguments.sharing())) {
-    report_error(app, *problem);
-    return kExitFailed;
+    return failed(app, arguments, kStartScheduler);
   }
   return arguments.update ? update(app, scheduler, arguments)
                           : make(app, scheduler, arguments, options);

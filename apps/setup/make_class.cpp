@@ -73,17 +73,19 @@ std::optional<std::string> why_no_class(const ClassPlan& plan, const QueueState*
   return std::nullopt;
 }
 
-std::optional<std::string> update_members(Scheduler& scheduler,
-                                          const std::vector<std::string>& members,
-                                          Findings& findings) {
+std::optional<std::string> plan_updates(Scheduler& scheduler,
+                                        const std::vector<std::string>& members,
+                                        std::vector<PlannedChange>& updates) {
   for (const std::string& member : members) {
-    Findings of_member;
-    if (auto problem = update_queue(scheduler, member, false, std::nullopt, of_member)) {
+    PlannedChange change;
+    if (auto problem = plan_update(scheduler, member, false, change)) {
       return problem;
     }
-    for (const Finding& finding : of_member.all()) {
-      findings.note(member + ": " + finding.text, finding.advice);
+    Findings notes;
+    for (const Finding& finding : change.notes.all()) {
+      notes.note(member + ": " + finding.text, finding.advice);
     }
+    updates.push_back({.request = change.request, .notes = notes});
   }
   return std::nullopt;
 }
@@ -129,8 +131,9 @@ std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& pla
   if (auto fault = compare_members(scheduler, request.members, noted_by_the_check)) {
     return fault;
   }
+  std::vector<PlannedChange> updates;
   if (plan.update) {
-    if (auto problem = update_members(scheduler, request.members, findings)) {
+    if (auto problem = plan_updates(scheduler, request.members, updates)) {
       return problem;
     }
   }
@@ -140,10 +143,16 @@ std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& pla
   const bool is_shared =
       plan.share.value_or(plan.update ? existing->shared : are_shared(scheduler, plan.members));
   request.attributes.emplace_back("printer-is-shared", is_shared ? "true" : "false");
+  if (auto problem = change_queues(scheduler, updates, plan.share, plan.name, findings)) {
+    return problem;
+  }
+  if (const auto problem = scheduler.change_class(request)) {
+    return *problem + (updates.empty() ? "" : "; its members are updated already");
+  }
   if (!plan.share && !plan.update) {
     findings.ok(is_shared ? "the class is shared, as its members are" : "the class is not shared");
   }
-  return scheduler.change_class(request);
+  return std::nullopt;
 }
 
 }  // namespace k905

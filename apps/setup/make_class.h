@@ -21,7 +21,8 @@ struct ClassPlan {
 };
 
 // Makes the class, or, if it exists and `replace` is set, gives it exactly these members and the
-// usual defaults; its jobs stay. Returns the error, or nothing; after an error nothing was changed.
+// usual defaults; its jobs stay. Everything is checked before the first change. Returns the error,
+// or nothing.
 [[nodiscard]] std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& plan,
                                                     Findings& findings);
 

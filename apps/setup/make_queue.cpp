@@ -159,12 +159,15 @@ std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& pla
     return "the queue " + plan.queue +
            " exists; --replace gives it this device and these defaults and keeps its jobs";
   }
-  QueueRequest request{.queue = plan.queue,
-                       .ppd = ppd_file(*plan.options.model, plan.options.choices, plan.keep_device),
-                       .attributes = plan.options.attributes,
-                       .start = true};
+  PlannedChange change{
+      .request = {.queue = plan.queue,
+                  .ppd = ppd_file(*plan.options.model, plan.options.choices, plan.keep_device),
+                  .attributes = plan.options.attributes,
+                  .start = true},
+      .notes = {}};
+  QueueRequest& request = change.request;
   if (auto problem = choose_device(scheduler, plan, existing ? &*existing : nullptr,
-                                   request.device_uri, findings)) {
+                                   request.device_uri, change.notes)) {
     return problem;
   }
   for (const auto& [name, value] : usual_attributes) {
@@ -177,15 +180,22 @@ std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& pla
     request.removed_attributes = existing->job_defaults;
     std::erase_if(request.removed_attributes,
                   [&](const std::string& name) { return is_among(request.attributes, name); });
-    if (auto problem = why_not_now(scheduler, plan.queue)) {
-      return problem;
-    }
   }
-  return scheduler.change(request);
+  return change_queues(scheduler, {change}, plan.share, plan.queue, findings);
 }
 
 std::optional<std::string> update_queue(Scheduler& scheduler, const std::string& queue,
                                         bool keep_device, Share share, Findings& findings) {
+  PlannedChange change;
+  if (auto problem = plan_update(scheduler, queue, keep_device, change)) {
+    return problem;
+  }
+  add_share(change.request, share);
+  return change_queues(scheduler, {change}, share, queue, findings);
+}
+
+std::optional<std::string> plan_update(Scheduler& scheduler, const std::string& queue,
+                                       bool keep_device, PlannedChange& change) {
   const auto state = scheduler.queue(queue);
   if (state && !state->members.empty()) {
     return queue + " is a class; update it with --class " + queue + " --update";
@@ -196,20 +206,42 @@ std::optional<std::string> update_queue(Scheduler& scheduler, const std::string&
     return queue + " is no queue of this printer";
   }
   const bool keeps_device = keep_device || has_kept_device(*ppd);
-  QueueRequest request{.queue = queue,
-                       .ppd = ppd_file(*model, offered_defaults(*ppd, findings), keeps_device)};
-  add_share(request, share);
-  // Before the printer is asked, and again.
+  change.request.queue = queue;
+  change.request.ppd = ppd_file(*model, offered_defaults(*ppd, change.notes), keeps_device);
+  // Before the printer is asked, and again before the change.
   if (auto problem = why_not_now(scheduler, queue)) {
     return problem;
   }
   if (!keeps_device) {
-    request.device_uri = better_device(scheduler, state->device_uri, findings);
+    change.request.device_uri = better_device(scheduler, state->device_uri, change.notes);
   }
-  if (auto problem = why_not_now(scheduler, queue)) {
+  return std::nullopt;
+}
+
+std::optional<std::string> change_queues(Scheduler& scheduler,
+                                         const std::vector<PlannedChange>& changes, Share share,
+                                         const std::string& name, Findings& findings) {
+  for (const PlannedChange& change : changes) {
+    if (auto problem = why_not_now(scheduler, change.request.queue)) {
+      return problem;
+    }
+  }
+  if (auto problem = apply_sharing(scheduler, share, name, findings)) {
     return problem;
   }
-  return scheduler.change(request);
+  std::string changed;
+  for (const PlannedChange& change : changes) {
+    auto problem = why_not_now(scheduler, change.request.queue);
+    if (!problem) {
+      problem = scheduler.change(change.request);
+    }
+    if (problem) {
+      return *problem + (changed.empty() ? "" : "; changed already: " + changed);
+    }
+    changed.append(changed.empty() ? "" : ", ").append(change.request.queue);
+    findings.add(change.notes);
+  }
+  return std::nullopt;
 }
 
 std::vector<std::string> queues_of_this_printer(Scheduler& scheduler) {

@@ -29,7 +29,7 @@ struct QueuePlan {
 
 // Makes the queue, or, if it exists and `replace` is set, gives it this device and only these
 // defaults; its jobs stay. A device that the backend k905 can reach is moved to it, with a note.
-// Returns the error, or nothing; after an error nothing was changed.
+// Returns the error, or nothing.
 [[nodiscard]] std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& plan,
                                                     Findings& findings);
 
@@ -40,6 +40,24 @@ struct QueuePlan {
 [[nodiscard]] std::optional<std::string> update_queue(Scheduler& scheduler,
                                                       const std::string& queue, bool keep_device,
                                                       Share share, Findings& findings);
+
+struct PlannedChange {
+  QueueRequest request;
+  Findings notes;  // what is different then
+};
+
+// What update_queue() changes. Returns the error, or nothing.
+[[nodiscard]] std::optional<std::string> plan_update(Scheduler& scheduler, const std::string& queue,
+                                                     bool keep_device, PlannedChange& change);
+
+// Changes the queues, and before them the scheduler's setting if the queue or class `name` is to be
+// shared. Changes nothing if a job is printing on one of them; if a job begins meanwhile, the error
+// names the queues that are changed already. Adds the notes of these queues. Returns the error, or
+// nothing.
+[[nodiscard]] std::optional<std::string> change_queues(Scheduler& scheduler,
+                                                       const std::vector<PlannedChange>& changes,
+                                                       Share share, const std::string& name,
+                                                       Findings& findings);
 
 // All queues of this printer, according to their PPD files.
 [[nodiscard]] std::vector<std::string> queues_of_this_printer(Scheduler& scheduler);

@@ -36,7 +36,7 @@ struct QueueJob {
 struct QueueRequest {
   std::string queue;
   std::string device_uri{};  // "": unchanged
-  std::string ppd;           // the text of the file
+  std::string ppd{};         // the text of the file
   std::vector<std::pair<std::string, std::string>> attributes{};
   std::vector<std::string> removed_attributes{};
   bool start = false;  // takes and prints jobs from now on

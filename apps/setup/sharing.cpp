@@ -39,23 +39,19 @@ void report_how_to_add(const std::string& queue, const QueueState& state, Findin
   findings.ok("other systems add the shared queue by its address " + uri);
 }
 
-std::string shared_queues(Scheduler& scheduler) {
-  std::string names;
+// And `name`, which will be.
+std::string shared_queues(Scheduler& scheduler, const std::string& name) {
+  std::string names = name;
   for (const std::string& queue : scheduler.queues()) {
     const auto state = scheduler.queue(queue);
-    if (state && state->shared) {
-      names.append(names.empty() ? "" : ", ").append(queue);
+    if (state && state->shared && queue != name) {
+      names.append(", ").append(queue);
     }
   }
   return names;
 }
 
-}  // namespace
-
-std::optional<std::string> why_not_shared_now(Scheduler& scheduler, Share share) {
-  if (!share.value_or(false) || scheduler.is_sharing().value_or(false)) {
-    return std::nullopt;
-  }
+std::optional<std::string> why_not_now(Scheduler& scheduler) {
   for (const std::string& queue : scheduler.queues()) {
     const auto state = scheduler.queue(queue);
     if (state && state->printing) {
@@ -67,18 +63,21 @@ std::optional<std::string> why_not_shared_now(Scheduler& scheduler, Share share)
   return std::nullopt;
 }
 
-std::optional<std::string> apply_sharing(Scheduler& scheduler, Share share, Findings& findings) {
+}  // namespace
+
+std::optional<std::string> apply_sharing(Scheduler& scheduler, Share share, const std::string& name,
+                                         Findings& findings) {
   if (!share.value_or(false) || scheduler.is_sharing().value_or(false)) {
     return std::nullopt;
   }
-  if (auto problem = why_not_shared_now(scheduler, share)) {
+  if (auto problem = why_not_now(scheduler)) {
     return problem;
   }
   if (auto problem = scheduler.start_sharing()) {
     return problem;
   }
   findings.note("the scheduler now serves the local networks on port " + std::to_string(ippPort()) +
-                " and offers " + shared_queues(scheduler));
+                " and offers " + shared_queues(scheduler, name));
   return std::nullopt;
 }
 

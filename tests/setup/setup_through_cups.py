@@ -301,12 +301,12 @@ class Setup(ThroughSetup):
         self.add_queue(ICCProfile="ByPaper")
         self.check_finds("the table k905-profiles.txt is not found")
 
-    def test_check_finds_photos_that_would_not_fill(self):
-        self.add_queue(print_scaling_default="auto")
     def test_check_finds_a_paper_that_cannot_be_cut_so(self):
         self.add_queue(PageSize="w432h432", K905Cut="6x2")
         self.check_finds("w432h432 cannot be cut into 6x2")
 
+    def test_check_finds_photos_that_would_not_fill(self):
+        self.add_queue(print_scaling_default="auto")
         self.check_finds("print-scaling-default=fill")
 
     def test_check_finds_an_error_policy_that_loses_the_job(self):
@@ -866,6 +866,19 @@ class Classes(ThroughSetup):
         self.setup_well("--class", self.queue, "--update", "--member", self.second)
         self.assertEqual(self.attribute("member-names"), [self.second])
 
+    def test_a_member_that_is_printing_leaves_class_and_members_unchanged(self):
+        self.members(device=self.slow_device())
+        self.class_is_made()
+        path = self.cups.etc / "ppd" / f"{self.first}.ppd"
+        path.write_text(re.sub('FileVersion: ".*"', 'FileVersion: "0.1"', path.read_text()))
+        job = self.cups.submit(self.second, self.jpeg())
+        self.cups.wait_for(self.begun.exists, "the job to begin")
+        refused = self.setup("--class", self.queue, "--update")
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn(f"job {job} is printing on {self.second}", refused.stderr)
+        self.assertIn('FileVersion: "0.1"', path.read_text())
+        self.assertEqual(self.end_of_printing(job), ["begun"])
+
     def test_only_a_class_that_exists_is_updated(self):
         self.members()
         self.assertIn("there is no class", self.setup("--class", self.queue, "--update").stderr)
@@ -911,6 +924,7 @@ class Sharing(ThroughSetup):
         made = self.setup_well(self.queue, "--device", self.device(), "--share").stdout
         self.assertTrue(self.is_shared())
         self.assertTrue(self.shares())
+        self.assertRegex(made, rf"offers .*\b{self.queue}\b")
         # From another computer, by the URI that is printed.
         uri = re.search(r"ipp://\S+", made).group(0)
         self.assertRegex(uri, rf"^ipp://[^/]+:{self.cups.port}/printers/{self.queue}$")
@@ -959,6 +973,21 @@ class Sharing(ThroughSetup):
         self.assertNotIn(self.queue, self.cups.run("lpstat", "-e").stdout)
         self.assertFalse(self.shares())
         self.assertEqual(self.end_of_printing(job), ["begun"])
+
+    def test_a_scheduler_that_cannot_be_made_to_share_leaves_queues_unchanged(self):
+        self.add_good_queue(StpLaminate="Matte", printer_is_shared="false")
+        self.setup_well("--class", "both", "--member", self.queue, "--no-share")
+        self.addCleanup(self.cups.run, "lpadmin", "-x", "both")
+        in_the_way = self.cups.etc / "cupsd.conf.N"  # the name of the new file until it is complete
+        in_the_way.mkdir()
+        self.addCleanup(in_the_way.rmdir)
+        for arguments in (("--update", self.queue), ("--replace", self.queue), ("new", "--device", self.device()),
+                          ("--class", "both", "--update")):
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.setup(*arguments, "--share").returncode, 1)
+                self.assertFalse(self.is_shared() or self.is_shared("both"))
+                self.assertIn("*Matte", self.choices())
+                self.assertNotIn("new", self.cups.run("lpstat", "-e").stdout.split())
 
     def test_a_shared_queue_of_a_scheduler_that_does_not_share_is_no_problem(self):
         self.add_good_queue(printer_is_shared="true")
