@@ -144,9 +144,12 @@ int list(Scheduler& scheduler, bool connected) {
 }
 
 // `findings`: what was changed before the error.
-int failed(const CLI::App& app, const Arguments& arguments, const std::string& problem,
-           const Findings& findings = {}) {
-  if (!arguments.json) {
+int failed(const CLI::App& app, const Arguments& arguments, const std::string& name,
+           const std::string& problem, Findings findings = {}) {
+  if (arguments.json && !name.empty()) {
+    findings.problem(problem, "");
+    show(name, findings, true);
+  } else if (!arguments.json) {
     std::fputs(lines_of(findings).c_str(), stdout);
   }
   report_error(app, problem);
@@ -157,7 +160,7 @@ int failed(const CLI::App& app, const Arguments& arguments, const std::string& p
 int finish(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
            const std::string& name, const std::optional<std::string>& problem,
            const Findings& findings) {
-  return problem ? failed(app, arguments, *problem, findings)
+  return problem ? failed(app, arguments, name, *problem, findings)
                  : check(scheduler, true, name, arguments.json, findings);
 }
 
@@ -235,7 +238,7 @@ int run_class(const CLI::App& app, const Arguments& arguments) {
   }
   Scheduler scheduler;
   if (!scheduler.connect()) {
-    return failed(app, arguments, kStartScheduler);
+    return failed(app, arguments, arguments.class_name, kStartScheduler);
   }
   return make_class(app, scheduler, arguments);
 }
@@ -281,7 +284,7 @@ int run(const CLI::App& app, const Arguments& arguments) {
     return check(scheduler, connected, arguments.queue, arguments.json);
   }
   if (!connected) {
-    return failed(app, arguments, kStartScheduler);
+    return failed(app, arguments, arguments.queue, kStartScheduler);
   }
   return arguments.update ? update(app, scheduler, arguments)
                           : make(app, scheduler, arguments, options);

@@ -1009,6 +1009,28 @@ class AsJson(ThroughSetup):
         self.assertIn("does not take jobs", problem["text"])
         self.assertEqual(problem["advice"], "cupsaccept " + self.queue)
 
+    def problem_of(self, *arguments, **environment):
+        failed = self.setup(*arguments, "--json", **environment)
+        self.assertEqual(failed.returncode, 1, failed.stdout)
+        told = json.loads(failed.stdout)
+        self.assertFalse(told["ready"])
+        (problem,) = [finding for finding in told["findings"] if finding["level"] == "problem"]
+        self.assertIn(problem["text"], failed.stderr)
+        return told["queue"], problem["text"]
+
+    def test_an_error_is_a_problem(self):
+        self.add_good_queue(device=self.slow_device())
+        job = self.printing_job()
+        for arguments in (("--update", self.queue), ("--replace", self.queue)):
+            name, problem = self.problem_of(*arguments)
+            self.assertEqual(name, self.queue)
+            self.assertIn(f"job {job} is printing", problem)
+        self.end_of_printing(job)
+        self.assertEqual(self.problem_of("--class", "none", "--update")[0], "none")
+        name, problem = self.problem_of("--update", self.queue, CUPS_SERVER=str(self.art / "nobody.sock"))
+        self.assertEqual(name, self.queue)
+        self.assertIn("the scheduler is not running", problem)
+
 
 if __name__ == "__main__":
     private_cups.main()
