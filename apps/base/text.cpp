@@ -57,6 +57,13 @@ std::string one_line_of_text(std::string_view bytes, std::size_t limit) {
   return line;
 }
 
+std::string local_time(std::time_t time) {
+  std::tm parts{};
+  localtime_r(&time, &parts);
+  char text[32];
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts)};
+}
+
 std::string numbered_name(const std::string& name, std::size_t number) {
   if (number == 1) {
     return name;

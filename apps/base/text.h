@@ -1,6 +1,7 @@
 // Makes text from outside safe to print or pass on.
 #pragma once
 
+#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,9 @@
 // The same in one line: control characters become spaces. At most `limit` bytes, cut between
 // characters.
 [[nodiscard]] std::string one_line_of_text(std::string_view bytes, std::size_t limit);
+
+// Such as "2026-11-22 10:05:00", in the local time zone.
+[[nodiscard]] std::string local_time(std::time_t time);
 
 // "sheet.png" as it is for 1, "sheet-2.png" for 2 and so on; also of a path.
 [[nodiscard]] std::string numbered_name(const std::string& name, std::size_t number);

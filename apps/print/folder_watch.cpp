@@ -52,8 +52,7 @@ std::string ending_of(const std::string& name) {
 }
 
 bool is_photo_name(const std::string& name) {
-  return !name.empty() &&
-         std::ranges::find(kPhotoEndings, ending_of(name)) != std::end(kPhotoEndings);
+  return std::ranges::find(kPhotoEndings, ending_of(name)) != std::end(kPhotoEndings);
 }
 
 bool is_local(const std::string& folder) {

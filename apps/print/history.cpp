@@ -1,7 +1,5 @@
 #include "apps/print/history.h"
 
-#include <ctime>
-
 #include "apps/base/text.h"
 #include "apps/print/photo_file.h"
 
@@ -9,15 +7,8 @@ namespace {
 
 constexpr std::size_t kLongestLine = 5000;
 
-std::string local_time(std::int64_t seconds) {
-  if (seconds == 0) {
-    return "-                  ";
-  }
-  const std::time_t time = seconds;
-  std::tm parts{};
-  localtime_r(&time, &parts);
-  char text[32];
-  return std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) > 0 ? text : "-";
+std::string time_of(const SheetEntry& sheet) {
+  return sheet.time == 0 ? "-                  " : local_time(sheet.time);
 }
 
 std::string destination_of(const SheetEntry& sheet) {
@@ -35,7 +26,7 @@ std::string unless_empty(const char* name, const std::string& value) {
 }  // namespace
 
 std::string history_line(const SheetEntry& sheet) {
-  std::string line = std::to_string(sheet.id) + "  " + local_time(sheet.time) + "  " +
+  std::string line = std::to_string(sheet.id) + "  " + time_of(sheet) + "  " +
                      text_of(sheet.outcome) + "  " + sheet.folder + "/" + sheet.name;
   const int life = sheet.printer.life_counter;
   for (const std::string& part :

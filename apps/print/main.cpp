@@ -35,11 +35,6 @@ constexpr milliseconds kAskQueue{300};
 
 bool is_two_up_paper(const std::string& page_size) { return page_size == "w288h432"; }
 
-// The reader of the ledger may be in another folder.
-std::string target_of(const std::string& to) {
-  return to.starts_with("k905:") ? to : std::filesystem::absolute(to).string();
-}
-
 class PrintProgram {
  public:
   PrintProgram(const CLI::App& app, const PrintOptions& options)
@@ -127,7 +122,7 @@ class PrintProgram {
     setup.show_log = options_.verbose;
     if (printer_) {
       set_waits(*printer_);
-      destination_ = make_printer_destination(std::move(setup), *printer_, target_of(to_));
+      destination_ = make_printer_destination(std::move(setup), *printer_);
       return true;
     }
     setup.to = to_;

@@ -16,13 +16,9 @@ std::size_t pages_per_job(const JobSetup& setup) {
 
 }  // namespace
 
-OrderPrinter::OrderPrinter(const JobSetup& setup, Ledger& ledger, std::string folder,
-                           SheetLimit limit, SheetPrinter& printer,
+OrderPrinter::OrderPrinter(const JobSetup& setup, SheetPrinter& printer,
                            std::function<void(const std::string&, const std::string&)> on_printed)
     : setup_(setup),
-      ledger_(ledger),
-      folder_(std::move(folder)),
-      limit_(std::move(limit)),
       printer_(printer),
       on_printed_(std::move(on_printed)),
       pages_per_job_(pages_per_job(setup)) {}
@@ -44,7 +40,7 @@ bool OrderPrinter::finish(std::string& error) {
   if (pages_.empty()) {
     return true;
   }
-  if (stop_asked() || !keep_limit(error)) {
+  if (stop_asked()) {
     return false;
   }
   for (SheetPrinter::Page& page : pages_) {
@@ -58,23 +54,6 @@ bool OrderPrinter::finish(std::string& error) {
     on_printed_(page.name, place);
   }
   orders_.erase(orders_.begin(), orders_.end() - 1);
-  return true;
-}
-
-// Removes the sheets that exceed the limit. False if none is left.
-bool OrderPrinter::keep_limit(std::string& error) {
-  if (limit_.sheets == 0) {
-    return true;
-  }
-  const int left = limit_.sheets - (limit_.event.empty() ? ledger_.sheets_today(folder_)
-                                                         : ledger_.sheets_of_event(limit_.event));
-  if (left <= 0) {
-    error = limit_reached(limit_);
-    return false;
-  }
-  const auto most =
-      static_cast<std::size_t>(left) * static_cast<std::size_t>(setup_.pages_per_sheet);
-  pages_.resize(std::min(pages_.size(), most));
   return true;
 }
 

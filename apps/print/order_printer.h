@@ -22,8 +22,7 @@ struct PhotoOrder {
 class OrderPrinter {
  public:
   // `on_printed` is called for each photo of an accepted job, with its place.
-  OrderPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, SheetLimit limit,
-               SheetPrinter& printer,
+  OrderPrinter(const JobSetup& setup, SheetPrinter& printer,
                std::function<void(const std::string& name, const std::string& place)> on_printed);
 
   // Prints the jobs that are complete. False if nothing more can be printed now, with the reason in
@@ -35,12 +34,7 @@ class OrderPrinter {
   [[nodiscard]] std::string alone() const { return pages_.empty() ? "" : pages_.front().name; }
 
  private:
-  [[nodiscard]] bool keep_limit(std::string& error);
-
   const JobSetup& setup_;
-  Ledger& ledger_;
-  std::string folder_;
-  SheetLimit limit_;
   SheetPrinter& printer_;
   std::function<void(const std::string&, const std::string&)> on_printed_;
   std::size_t pages_per_job_;

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -33,12 +32,6 @@ bool is_under_dev(const std::string& folder) {
   return folder == "/dev" || folder.starts_with("/dev/");
 }
 
-// /dev/null and similar devices can be opened by several programs.
-bool can_be_shared(const struct stat& status) {
-  constexpr unsigned kMemoryDevices = 1;
-  return S_ISCHR(status.st_mode) && major(status.st_rdev) == kMemoryDevices;
-}
-
 mode_t usual_mode() {
   const mode_t mask = umask(0);
   umask(mask);
@@ -51,6 +44,11 @@ bool sync_folder(const std::string& path) {
 }
 
 }  // namespace
+
+bool is_memory_device(const struct stat& status) {
+  constexpr unsigned kMemoryDevices = 1;
+  return S_ISCHR(status.st_mode) && major(status.st_rdev) == kMemoryDevices;
+}
 
 bool OutputFile::open(const std::string& path, bool append, std::string& error) {
   path_ = path;
@@ -129,7 +127,7 @@ bool OutputFile::open_beside(const std::string& target, mode_t mode) {
 // cannot be locked are used without a lock.
 bool OutputFile::lock() {
   struct stat status = {};
-  if (fstat(descriptor_.get(), &status) == 0 && can_be_shared(status)) {
+  if (fstat(descriptor_.get(), &status) == 0 && is_memory_device(status)) {
     return true;
   }
   constexpr int kTries = 30;

@@ -1,6 +1,7 @@
 // The file or device that a job's stream goes to.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -9,6 +10,9 @@
 
 #include "apps/base/descriptor.h"
 #include "apps/print/ledger.h"
+
+// /dev/null and similar devices, which several programs can open.
+[[nodiscard]] bool is_memory_device(const struct stat& status);
 
 // A regular file has the new job only after keep(); after an error or abandon it is unchanged. A
 // device gets the bytes at once. While a device, or a file that is appended to, is open, it is

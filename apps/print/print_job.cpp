@@ -39,13 +39,10 @@ struct Source {
 
 // A caption with its fields filled in: the day of printing and the name of the file.
 std::string filled(std::string caption, const std::string& file) {
-  const std::time_t now = std::time(nullptr);
-  std::tm parts{};
-  localtime_r(&now, &parts);
-  char date[16];
-  (void)std::strftime(date, sizeof date, "%Y-%m-%d", &parts);
+  constexpr std::size_t date_length = 10;
   const std::pair<std::string_view, std::string> fields[] = {
-      {"{date}", date}, {"{file}", std::filesystem::path(file).stem().string()}};
+      {"{date}", local_time(std::time(nullptr)).substr(0, date_length)},
+      {"{file}", std::filesystem::path(file).stem().string()}};
   for (const auto& [field, text] : fields) {
     for (std::size_t at = 0; (at = caption.find(field, at)) != std::string::npos;) {
       caption.replace(at, field.size(), text);

@@ -10,8 +10,8 @@ namespace {
 
 class PrinterDestination final : public Destination {
  public:
-  PrinterDestination(FilterDestinationSetup filter, PrinterOutputSetup printer, std::string target)
-      : name_(printer.name), target_(std::move(target)), printer_(std::move(printer)) {
+  PrinterDestination(FilterDestinationSetup filter, PrinterOutputSetup printer)
+      : name_(printer.name), target_(printer.target), printer_(std::move(printer)) {
     const PaperConfig& paper = *sheet_place(filter.choices).paper;
     media_ = media_for_sheet(static_cast<std::uint32_t>(paper.canvas_width),
                              static_cast<std::uint32_t>(paper.canvas_height));
@@ -90,10 +90,8 @@ class PrinterDestination final : public Destination {
 }  // namespace
 
 std::unique_ptr<Destination> make_printer_destination(FilterDestinationSetup filter,
-                                                      PrinterOutputSetup printer,
-                                                      std::string target) {
-  return std::make_unique<PrinterDestination>(std::move(filter), std::move(printer),
-                                              std::move(target));
+                                                      PrinterOutputSetup printer) {
+  return std::make_unique<PrinterDestination>(std::move(filter), std::move(printer));
 }
 
 }  // namespace k905

@@ -9,9 +9,7 @@
 
 namespace k905 {
 
-// `target`: the name of the printer in the ledger and on the command line.
 [[nodiscard]] std::unique_ptr<Destination> make_printer_destination(FilterDestinationSetup filter,
-                                                                    PrinterOutputSetup printer,
-                                                                    std::string target);
+                                                                    PrinterOutputSetup printer);
 
 }  // namespace k905

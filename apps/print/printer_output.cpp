@@ -1,16 +1,17 @@
 #include "apps/print/printer_output.h"
 
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <filesystem>
 #include <thread>
 #include <utility>
 
 #include "apps/backend/sheet_bytes.h"
+#include "apps/print/output_file.h"
 #include "device/media_check.h"
 
 namespace k905 {
@@ -35,13 +36,11 @@ bool is_standard_stream(const struct stat& status) {
 }
 
 bool is_device_file(const std::string& path) {
-  constexpr unsigned kMemoryDevices = 1;  // /dev/null and similar
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
     return path.starts_with("/dev/");
   }
-  return S_ISCHR(status.st_mode) && major(status.st_rdev) != kMemoryDevices &&
-         !is_standard_stream(status);
+  return S_ISCHR(status.st_mode) && !is_memory_device(status) && !is_standard_stream(status);
 }
 
 }  // namespace
@@ -54,6 +53,7 @@ bool printer_named(const std::string& to, std::optional<PrinterOutputSetup>& set
       setup.emplace().printer.address = {
           .kind = PrinterAddress::Kind::kPath, .name = to, .port = ""};
       setup->name = to;
+      setup->target = std::filesystem::absolute(to);
     }
     return true;
   }
@@ -64,6 +64,7 @@ bool printer_named(const std::string& to, std::optional<PrinterOutputSetup>& set
   }
   setup.emplace().printer.address = *address;
   setup->name = to_string(*address);
+  setup->target = to;
   setup->printer.check_media = device_uri_option(to, "check-media") != "no";
   if (const auto settle = device_uri_option(to, "settle")) {
     int number = 0;

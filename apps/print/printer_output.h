@@ -15,7 +15,8 @@ namespace k905 {
 
 struct PrinterOutputSetup {
   PrinterSession::Setup printer;
-  std::string name;  // in messages
+  std::string name;    // in messages
+  std::string target;  // in the ledger, whose reader may be in another folder
   // The longest wait before a sheet, and after it was sent; nothing: no limit.
   std::optional<std::chrono::seconds> before_sheet;
   std::optional<std::chrono::seconds> after_sheet;
@@ -50,7 +51,7 @@ class PrinterOutput {
   void close() { session_.printer().close(); }
 
   [[nodiscard]] int printed() const { return printed_; }  // sheets since begin()
-  // That the last sheet was sent to, or the next one will be; nothing is known before begin().
+  // The printer of the last sheet; before the first one, the printer that begin() found.
   [[nodiscard]] const KnownPrinter& printer() const { return printer_; }
   [[nodiscard]] bool is_in_doubt() const { return is_in_doubt_; }
   [[nodiscard]] int prints_left() const { return prints_left_; }  // -1: not known

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <iomanip>
@@ -76,6 +77,14 @@ std::optional<Outcome> outcome_of(const SheetEntry& sheet) {
                                                                     : Outcome::in_doubt;
 }
 
+// The message when no more sheets may be printed.
+std::string limit_reached(const SheetLimit& limit) {
+  const bool is_of_day = limit.event.empty();
+  return "the limit of " + std::to_string(limit.sheets) + " sheets for " +
+         (is_of_day ? "today" : "the event " + limit.event) + " is reached; the rest is printed " +
+         (is_of_day ? "tomorrow, or " : "") + "after a start with a higher --limit";
+}
+
 }  // namespace
 
 SheetPrinter::SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder,
@@ -91,13 +100,11 @@ bool SheetPrinter::settle() {
     return true;
   }
   const std::vector<SheetEntry> sheets = ledger_.unfinished(folder_);
-  for (std::size_t first = 0; first < sheets.size();) {
-    std::size_t end = first;
-    while (end < sheets.size() && sheets[end].ticket == sheets[first].ticket) {
-      ++end;
-    }
-    if (!settle_job({sheets.begin() + static_cast<std::ptrdiff_t>(first),
-                     sheets.begin() + static_cast<std::ptrdiff_t>(end)})) {
+  for (auto first = sheets.begin(); first != sheets.end();) {
+    const auto end = std::find_if(first, sheets.end(), [&](const SheetEntry& sheet) {
+      return sheet.ticket != first->ticket;
+    });
+    if (!settle_job({first, end})) {
       return false;
     }
     first = end;
@@ -133,7 +140,18 @@ void SheetPrinter::set_in_doubt(const std::vector<SheetEntry>& sheets) {
   }
 }
 
-bool SheetPrinter::print(const std::vector<Page>& pages, std::string& word, std::string& error) {
+void SheetPrinter::keep_limit(std::vector<Page>& pages) const {
+  if (limit_.sheets != 0) {
+    const int done = limit_.event.empty() ? ledger_.sheets_today(folder_)
+                                          : ledger_.sheets_of_event(limit_.event);
+    const auto left = static_cast<std::size_t>(std::max(limit_.sheets - done, 0));
+    const auto pages_per_sheet = static_cast<std::size_t>(setup_.pages_per_sheet);
+    pages.resize(std::min(pages.size(), left * pages_per_sheet));
+  }
+}
+
+bool SheetPrinter::print(std::vector<Page>& pages, std::string& word, std::string& error) {
+  keep_limit(pages);
   std::vector<Ledger::JobSheet> sheets;
   sheets.reserve(pages.size());
   for (const Page& page : pages) {
@@ -142,7 +160,7 @@ bool SheetPrinter::print(const std::vector<Page>& pages, std::string& word, std:
   const std::string ticket = new_ticket();
   SheetTarget target = setup_.destination->target();
   target.settings = settings_text(setup_);
-  if (!ledger_.begin(ticket, sheets, target, limit_)) {
+  if (pages.empty() || !ledger_.begin(ticket, sheets, target, limit_)) {
     error = limit_reached(limit_);
     return false;
   }
@@ -204,13 +222,6 @@ void SheetPrinter::note_failure(const std::string& ticket) {
   } else {
     ledger_.set_outcome(ticket, Outcome::waiting);
   }
-}
-
-std::string limit_reached(const SheetLimit& limit) {
-  const bool is_of_day = limit.event.empty();
-  return "the limit of " + std::to_string(limit.sheets) + " sheets for " +
-         (is_of_day ? "today" : "the event " + limit.event) + " is reached; the rest is printed " +
-         (is_of_day ? "tomorrow, or " : "") + "after a start with a higher --limit";
 }
 
 std::string settings_text(const JobSetup& setup) {

@@ -29,12 +29,13 @@ class SheetPrinter {
   // nothing may be printed until it is.
   [[nodiscard]] bool settle();
 
-  // Prints the pages as one job. True if it was accepted; `word` is then its destination. On false,
-  // with the reason in `error`, the sheets are waiting again, or are in doubt, or settle() must be
-  // called.
-  [[nodiscard]] bool print(const std::vector<Page>& pages, std::string& word, std::string& error);
+  // Prints the pages as one job, and removes those that exceed the limit. True if it was accepted;
+  // `word` is then its destination. On false, with the reason in `error`, the sheets are waiting
+  // again, or are in doubt, or settle() must be called.
+  [[nodiscard]] bool print(std::vector<Page>& pages, std::string& word, std::string& error);
 
  private:
+  void keep_limit(std::vector<Page>& pages) const;
   [[nodiscard]] bool send(const std::string& ticket, const std::vector<Page>& pages,
                           std::string& word, std::string& error);
   void set_in_doubt(const std::vector<SheetEntry>& sheets);
@@ -48,9 +49,6 @@ class SheetPrinter {
   const k905::Reporter& reporter_;
   bool is_settled_ = false;
 };
-
-// The message when no more sheets may be printed.
-[[nodiscard]] std::string limit_reached(const SheetLimit& limit);
 
 // The settings of a print as the ledger stores them: "KEYWORD=CHOICE" words, then "fit" and
 // "no-turn".

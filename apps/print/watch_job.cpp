@@ -213,7 +213,7 @@ class FolderPrinter {
   // Files that cannot be printed now stay in the list.
   void print_due() {
     k905::OrderPrinter orders(
-        setup_.job, ledger_, folder_, setup_.limit, printer_,
+        setup_.job, printer_,
         [this](const std::string& name, const std::string& place) { finish(name, place); });
     std::string error;
     bool goes_on = true;

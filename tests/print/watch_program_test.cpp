@@ -73,6 +73,16 @@ class WatchProgram : public testing::Test {
     return {{"XDG_STATE_HOME", folder_.path() + "/state"}, {"PATH", "/usr/bin:/bin"}};
   }
 
+  // Runs k905-print to its end.
+  ChildResult run(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), "k905-print");
+    ChildSetup setup;
+    setup.program = kProgram;
+    setup.arguments = std::move(arguments);
+    setup.environment = environment();
+    return run_child(setup);
+  }
+
   ScratchFolder folder_;
 };
 
@@ -97,11 +107,7 @@ TEST_F(WatchProgram, JsonNamesTheSheetInTheLedger) {
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
   EXPECT_THAT(program.said(), HasSubstr("\"id\":1,"));
-  ChildSetup history;
-  history.program = kProgram;
-  history.arguments = {"k905-print", "--history", "--json"};
-  history.environment = environment();
-  EXPECT_THAT(run_child(history).output, StartsWith("{\"id\":1,\"time\":"));
+  EXPECT_THAT(run({"--history", "--json"}).output, StartsWith("{\"id\":1,\"time\":"));
 }
 
 TEST_F(WatchProgram, ToldToEndSeveralTimesItEndsAsWell) {
@@ -372,15 +378,6 @@ TEST_F(WatchProgram, FinishedFilesMoveAway) {
 
 class ReprintProgram : public WatchProgram {
  protected:
-  // Runs k905-print to its end.
-  ChildResult run(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), "k905-print");
-    ChildSetup setup;
-    setup.program = kProgram;
-    setup.arguments = std::move(arguments);
-    setup.environment = environment();
-    return run_child(setup);
-  }
   void print_one() const { print_one(arguments()); }
   void print_one(const std::vector<std::string>& all_arguments) const {
     put("a.png", picture_of(10));
