@@ -5,6 +5,8 @@
 #include <new>
 #include <vector>
 
+#include "apps/base/process_start.h"
+
 namespace {
 
 std::string known_options(const CLI::App& app) {
@@ -27,8 +29,6 @@ std::string explain(const CLI::App& app, const CLI::ExtrasError& error) {
 }
 
 }  // namespace
-
-#include "apps/base/process_start.h"
 
 std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
   app.set_version_flag("--version", app.get_name() + " " K905_VERSION);

@@ -43,9 +43,6 @@ inline constexpr std::uint64_t kMostPixels = 1ULL << 28;
 // The longest side, because decoders allocate a complete row.
 inline constexpr std::uint64_t kLongestSide = 1ULL << 20;
 
-// The largest memory for the samples of one image, including what its decoder keeps.
-inline constexpr std::uint64_t kMostReadingBytes = 1ULL << 30;
-
 // A black image of 8-bit red, green and blue.
 [[nodiscard]] Picture blank_picture(std::uint32_t width, std::uint32_t height);
 
