@@ -105,6 +105,8 @@ class QueueDestination final : public Destination {
     for (const auto& [keyword, choice] : said) {
       job_options_.add(keyword, choice);
     }
+    // Every sheet is a page of its own, and without a number CUPS adds the default of the queue.
+    job_options_.add("copies", "1");
   }
   ~QueueDestination() override { abandon(); }
 

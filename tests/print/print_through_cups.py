@@ -139,6 +139,13 @@ class Print(BesideCups):
         (stream,) = self.printed("--two-up", self.picture(), self.picture(), self.picture())
         self.assertEqual([sheet["height"] for sheet in self.stream(stream)], [2498, 1240])
 
+    def test_the_copies_of_the_queue_do_not_multiply_the_sheets(self):
+        self.add_queue(copies_default="2")
+        (stream,) = self.printed(self.picture())
+        self.assertEqual(len(self.stream(stream)), 1)
+        (stream,) = self.printed("-n", "3", self.picture())
+        self.assertEqual(len(self.stream(stream)), 3)
+
     def outcomes(self, *arguments, status=0):
         said = self.k905_print("--queue", self.queue, "--json", "--wait", *arguments, status=status)
         return [json.loads(line) for line in said.stdout.splitlines()], said.stderr
@@ -291,6 +298,10 @@ class Watched(BesideCups):
         self.cups.finished(job)
         (sheet,) = self.stream(self.cups.stream_of(job))
         self.assertTrue(sheet["matte"])
+
+    def test_the_copies_of_the_queue_do_not_multiply_the_sheets(self):
+        self.cups.run("lpadmin", "-p", self.queue, "-o", "copies-default=2")
+        self.assertEqual(len(self.stream(self.cups.stream_of(self.printed_once()))), 1)
 
     def test_a_refused_picture_is_printed_when_the_queue_takes_it(self):
         self.cups.run("cupsreject", self.queue)
