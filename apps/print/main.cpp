@@ -17,6 +17,7 @@
 #include "apps/print/filter_destination.h"
 #include "apps/print/history.h"
 #include "apps/print/ledger_place.h"
+#include "apps/print/output_file.h"
 #include "apps/print/printer_destination.h"
 #include "apps/print/queue_destination.h"
 #include "apps/print/queue_jobs.h"
@@ -350,8 +351,10 @@ class PrintProgram {
   void show(const std::string& line) {
     if (!line.empty()) {
       progress_.wipe();
-      std::printf("%s\n", line.c_str());
-      std::fflush(stdout);
+      // Among the sheets the line would be data of the stream.
+      FILE* const stream = is_standard_output(to_) ? stderr : stdout;
+      std::fprintf(stream, "%s\n", line.c_str());
+      std::fflush(stream);
     }
   }
 

@@ -50,8 +50,17 @@ bool is_memory_device(const struct stat& status) {
   return S_ISCHR(status.st_mode) && major(status.st_rdev) == kMemoryDevices;
 }
 
+bool is_standard_output(const std::string& path) {
+  struct stat named = {};
+  struct stat output = {};
+  return stat(path.c_str(), &named) == 0 && fstat(STDOUT_FILENO, &output) == 0 &&
+         named.st_dev == output.st_dev && named.st_ino == output.st_ino && !S_ISCHR(output.st_mode);
+}
+
 bool OutputFile::open(const std::string& path, bool append, std::string& error) {
   path_ = path;
+  is_output_ = is_standard_output(path);
+  append = append || is_output_;
   beside_.clear();
   made_ = false;
   start_ = 0;
@@ -73,6 +82,11 @@ bool OutputFile::open(const std::string& path, bool append, std::string& error) 
 // False with errno set.
 bool OutputFile::open_existing(int how) {
   descriptor_.reset(::open(path_.c_str(), how));
+  if (!descriptor_ && is_output_) {
+    // A socket, or a file that this user cannot open.
+    descriptor_.reset(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
+    (void)lseek(descriptor_.get(), 0, SEEK_END);
+  }
   struct stat status = {};
   if (!descriptor_ || fstat(descriptor_.get(), &status) != 0) {
     return false;
@@ -174,6 +188,10 @@ bool OutputFile::keep() {
     errno = reason;
     return false;
   }
+  if (is_output_ && plain_) {
+    // The next program that writes to this standard output continues after the job.
+    (void)lseek(STDOUT_FILENO, 0, SEEK_END);
+  }
   const bool closed = ::close(descriptor_.release()) == 0;
   // If a folder cannot be synced, the name may be lost in a crash of the system.
   const bool named = (beside_.empty() && !made_) || sync_folder(path_);
@@ -191,6 +209,7 @@ void OutputFile::take_back() {
   } else if (plain_) {
     // An incomplete sheet in a file would make everything after it unreadable.
     (void)!ftruncate(descriptor_.get(), start_);
+    (void)lseek(descriptor_.get(), start_, SEEK_SET);
   }
   descriptor_.reset();
 }

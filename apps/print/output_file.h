@@ -14,6 +14,10 @@
 // /dev/null and similar devices, which several programs can open.
 [[nodiscard]] bool is_memory_device(const struct stat& status);
 
+// Whether `path` names the file or pipe that is standard output, as /dev/stdout does. Nothing else
+// may then be written there.
+[[nodiscard]] bool is_standard_output(const std::string& path);
+
 // A regular file has the new job only after keep(); after an error or abandon it is unchanged. A
 // device gets the bytes at once. While a device, or a file that is appended to, is open, it is
 // locked against other instances of this program.
@@ -24,7 +28,8 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // A regular file is created, or appended to. A missing file in /dev is not created: it is a
+  // A regular file is created, or appended to; a file that is standard output is always appended
+  // to, because other programs write to it too. A missing file in /dev is not created: it is a
   // device that is not connected. False with the reason in `error`.
   [[nodiscard]] bool open(const std::string& path, bool append, std::string& error);
   [[nodiscard]] bool is_open() const { return static_cast<bool>(descriptor_); }
@@ -53,6 +58,7 @@ class OutputFile {
   std::string path_;    // destination of the job, links resolved
   std::string beside_;  // the file that replaces path_ after keep(); "": path_ itself
   bool plain_ = false;
-  bool made_ = false;  // path_ did not exist before
-  off_t start_ = 0;    // size of path_ before
+  bool is_output_ = false;  // standard output
+  bool made_ = false;       // path_ did not exist before
+  off_t start_ = 0;         // size of path_ before
 };

@@ -765,6 +765,58 @@ TEST(PrintProgram, MissingDeviceIsReported) {
   std::filesystem::remove(device);
 }
 
+TEST(PrintProgram, StandardOutputHasTheSheetsOnlyAndStandardErrorTheReport) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  for (const char* report : {"photo.png -> /dev/stdout\n", "{\"file\":\"photo.png\","}) {
+    std::vector<std::string> arguments{"--to", "/dev/stdout", "photo.png"};
+    if (*report == '{') {
+      arguments.emplace_back("--json");
+    }
+    const ChildResult result = print(folder, arguments);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.log, StartsWith(report));
+    folder.write("job.prn", result.output);
+    EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(1));
+  }
+}
+
+TEST(PrintProgram, StandardOutputInAFileIsAppendedTo) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  ASSERT_EQ(print(folder, {"--to", "job.prn", "photo.png"}).status, 0);
+  const std::string print_it = K905_BINARY_DIR "/k905-print --to /dev/stdout photo.png";
+  ChildSetup setup;
+  setup.program = "/bin/sh";
+  setup.environment = {{"PATH", "/usr/bin:/bin"}};
+  setup.working_folder = folder.path();
+  setup.arguments = {"sh", "-c",
+                     print_it + " >> job.prn; (" + print_it + "; " + print_it + ") > both.prn; (" +
+                         print_it + "; printf after) > words.prn"};
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 0) << result.log;
+  EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(2));
+  EXPECT_THAT(sheets_in(folder, "both.prn"), SizeIs(2));
+  EXPECT_THAT(folder.read("words.prn").value_or(""), testing::EndsWith("after"));
+}
+
+TEST(PrintProgram, FailureLeavesStandardOutputAsItWas) {
+  const ScratchFolder folder;
+  folder.write("photo.png", quartered_png());
+  folder.write("job.prn", "the last job");
+  ChildSetup setup;
+  setup.program = "/bin/sh";
+  setup.environment = {{"PATH", "/usr/bin:/bin"}};
+  setup.working_folder = folder.path();
+  setup.arguments = {"sh", "-c",
+                     "ulimit -f 20000; exec " K905_BINARY_DIR
+                     "/k905-print --to /dev/stdout photo.png photo.png >> job.prn"};
+  const ChildResult result = run_child(setup);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.log, "k905-print: /dev/stdout: File too large\n");
+  EXPECT_EQ(folder.read("job.prn"), "the last job");
+}
+
 // Prints photo.png to job.prn, with this shell script in the filter's place.
 ChildSetup print_with_filter(const ScratchFolder& folder, const std::string& script) {
   const std::string filter = folder.write("filter", "#!/bin/sh\n" + script + "\n");
