@@ -247,7 +247,7 @@ class FolderPrinter {
     }
     todo_.erase(todo);
     if (const auto file = ledger_.find_file(folder_, name)) {
-      move_away(name, file->stamp, "");
+      move_away(name, file->stamp, Outcome::printed);
     }
     if (const auto sheet = ledger_.newest_sheet(folder_, name)) {
       k905::PhotoReport report = k905::report_of(*sheet);
@@ -333,10 +333,10 @@ class FolderPrinter {
     todo_.erase(name);
     // The program may have ended before it moved the file.
     if (moves_ && file.refused) {
-      move_away(name, file.stamp, "it cannot be read; see k905-print --history");
+      move_away(name, file.stamp, Outcome::refused, "it cannot be read; see k905-print --history");
     } else if (const auto sheet =
                    moves_ ? ledger_.last_printed(folder_, name, file.content) : std::nullopt) {
-      move_away(name, file.stamp, sheet->reason);
+      move_away(name, file.stamp, sheet->outcome, sheet->reason);
     }
     return std::nullopt;
   }
@@ -357,7 +357,7 @@ class FolderPrinter {
     reporter_.report_error(path_of(name) + ": " + reason);
     reporter_.report(k905::report_of(path_of(name), text_of(Outcome::refused),
                                      setup_.job.destination->target(), reason));
-    move_away(name, file.stamp, reason);
+    move_away(name, file.stamp, Outcome::refused, reason);
     return std::nullopt;
   }
 
@@ -400,11 +400,13 @@ class FolderPrinter {
     }
   }
 
-  void move_away(const std::string& name, const FileStamp& stamp, const std::string& reason) {
+  void move_away(const std::string& name, const FileStamp& stamp, Outcome outcome,
+                 const std::string& reason = "") {
+    const bool is_printed = outcome == Outcome::printed;
     std::string error;
     if (moves_ && is_in_folder(name) &&
-        !move_finished_file(folder_, name, stamp, reason.empty() ? "printed" : "failed", reason,
-                            error)) {
+        !move_finished_file(folder_, name, stamp, is_printed ? "printed" : "failed",
+                            is_printed ? "" : reason, error)) {
       report_once(error);
     }
   }

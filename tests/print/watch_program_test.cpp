@@ -467,6 +467,17 @@ TEST_F(WatchProgram, AnOldJournalIsTakenOver) {
   EXPECT_TRUE(folder_.read("my.journal.old.imported"));
 }
 
+TEST_F(WatchProgram, PrintedPhotosOfAnOldJournalAreMovedToPrinted) {
+  put("a.png", "a");
+  put("b.png", picture_of(20));
+  const std::string ledger =
+      folder_.write("my.journal", "k905-print journal 1\ntaken af63dc4c8601ec8c 1 5 a.png\n");
+  RunningProgram program(kProgram, moving_arguments({"--journal", ledger}), environment());
+  EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  EXPECT_EQ(folder_.read("in/printed/a.png"), "a");
+  EXPECT_FALSE(std::filesystem::exists(inbox() + "/failed"));
+}
+
 TEST_F(WatchProgram, SheetThatCannotBeRecordedIsNotPrinted) {
   std::filesystem::create_directory(folder_.path() + "/notes");
   put("a.png", picture_of(10));
