@@ -11,6 +11,7 @@
 #include "apps/base/descriptor.h"
 #include "apps/base/text.h"
 #include "apps/base/write_whole.h"
+#include "apps/print/photo_file.h"
 
 namespace {
 
@@ -35,12 +36,9 @@ std::string move_to_free_name(const std::string& from, const std::string& folder
   return "";
 }
 
-// A rename changes ctime, so it is not compared.
 bool is_same_file(const std::string& path, const FileStamp& stamp) {
   struct stat status {};
-  return stat(path.c_str(), &status) == 0 && status.st_ino == stamp.inode &&
-         static_cast<std::uint64_t>(status.st_size) == stamp.size &&
-         status.st_mtim.tv_sec == stamp.modified_s && status.st_mtim.tv_nsec == stamp.modified_ns;
+  return stat(path.c_str(), &status) == 0 && has_same_bytes(stamp_of(status), stamp);
 }
 
 bool write_reason(const std::string& path, const std::string& reason) {

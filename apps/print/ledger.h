@@ -37,7 +37,10 @@ struct Content {
   bool operator==(const Content&) const = default;
 };
 
-// A file of a watched folder that was ordered or refused.
+// The hash of a file whose bytes were not read.
+inline constexpr std::uint64_t kNotRead = 0;
+
+// A file of a watched folder that was ordered, refused or left.
 struct KnownFile {
   FileStamp stamp;
   Content content;

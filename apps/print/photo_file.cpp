@@ -21,6 +21,11 @@ FileStamp stamp_of(const struct stat& status) {
           .changed_ns = status.st_ctim.tv_nsec};
 }
 
+bool has_same_bytes(const FileStamp& one, const FileStamp& other) {
+  return one.inode == other.inode && one.size == other.size && one.modified_s == other.modified_s &&
+         one.modified_ns == other.modified_ns;
+}
+
 PhotoRead PhotoFile::read(const std::string& path, std::string& error) {
   // A FIFO in the folder must not block the program.
   const k905::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));

@@ -10,6 +10,8 @@
 #include "apps/print/ledger.h"
 
 [[nodiscard]] FileStamp stamp_of(const struct stat& status);
+// Equal except for the time that a rename or a change of permissions sets.
+[[nodiscard]] bool has_same_bytes(const FileStamp& one, const FileStamp& other);
 
 enum class PhotoRead {
   complete,

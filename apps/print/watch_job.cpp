@@ -81,10 +81,10 @@ class FolderPrinter {
     std::optional<Clock::time_point> alone_since;
   };
   void start() {
-    if (setup_.new_only && !ledger_.is_folder_known(folder_)) {
-      leave_all();
+    leaves_all_ = setup_.new_only && !ledger_.is_folder_known(folder_);
+    if (!leaves_all_) {
+      ledger_.add_folder(folder_);
     }
-    ledger_.add_folder(folder_);
     if (setup_.move && access(folder_.c_str(), W_OK | X_OK) != 0) {
       reporter_.report_error(folder_ + ": " + std::strerror(errno) +
                              "; files that are done stay where they are");
@@ -92,18 +92,41 @@ class FolderPrinter {
     }
   }
 
-  // Files in the folder count as known.
-  void leave_all() {
+  // Files in the folder count as known. False if some cannot be found out now.
+  bool leave_all() {
     FolderWatch watch({.folder = folder_, .settle = milliseconds(0)});
     const auto found = watch.take();
-    for (const auto& [name, arrived] : found ? found->settled : FolderEvents{}.settled) {
-      PhotoFile photo;
-      std::string error;
-      const PhotoRead result = photo.read(path_of(name), error);
-      if (result == PhotoRead::complete || result == PhotoRead::too_large) {
-        ledger_.set_file(folder_, name, {photo.stamp(), photo.content()});
+    if (!found) {
+      report_once(folder_ + ": " + std::strerror(errno));
+      return false;
+    }
+    for (const auto& [name, arrived] : found->settled) {
+      if (!leave(name)) {
+        return false;
       }
     }
+    ledger_.add_folder(folder_);
+    leaves_all_ = false;
+    return true;
+  }
+
+  bool leave(const std::string& name) {
+    PhotoFile photo;
+    std::string error;
+    const PhotoRead result = photo.read(path_of(name), error);
+    if (result == PhotoRead::complete || result == PhotoRead::too_large) {
+      ledger_.set_file(folder_, name, {photo.stamp(), photo.content()});
+    } else if (result == PhotoRead::failed) {
+      // It may be readable later.
+      struct stat status {};
+      if (stat(path_of(name).c_str(), &status) != 0) {
+        report_once(path_of(name) + ": " + error + "; nothing is printed before");
+        return false;
+      }
+      const FileStamp stamp = stamp_of(status);
+      ledger_.set_file(folder_, name, {stamp, {stamp.size, kNotRead}});
+    }
+    return true;
   }
 
   // Sheets of an earlier run, or that another program ordered.
@@ -117,6 +140,9 @@ class FolderPrinter {
     if (const std::int64_t version = ledger_.version_of_others();
         std::exchange(version_of_others_, version) != version) {
       note_orders();
+    }
+    if (leaves_all_ && !leave_all()) {
+      return;
     }
     const auto events = watch.take();
     if (!events) {
@@ -293,7 +319,9 @@ class FolderPrinter {
                                            const std::optional<KnownFile>& known,
                                            const std::vector<SheetEntry>& waiting, bool is_retry) {
     const Content& content = photo.content();
-    const bool is_known = known && known->content == content;
+    const bool is_known =
+        known && (known->content == content ||
+                  (known->content.hash == kNotRead && has_same_bytes(known->stamp, photo.stamp())));
     const KnownFile now{photo.stamp(), content, is_known && known->refused};
     std::vector<SheetEntry> of_these_bytes;
     std::vector<SheetEntry> of_other_bytes;
@@ -440,6 +468,7 @@ class FolderPrinter {
   std::string last_error_;
   Clock::time_point try_again_{};
   std::int64_t version_of_others_ = 0;
+  bool leaves_all_ = false;  // the files that are in the folder at the start
   bool was_settled_ = false;
   bool is_watching_ = false;
 };

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <memory>
 #include <sstream>
 #include <thread>
 
@@ -264,23 +265,65 @@ TEST_F(WatchProgram, ARenamedPhotoIsNotPrintedAgain) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 30}));
 }
 
-// Run as the user nobody, because file permissions do not apply to root.
-TEST_F(WatchProgram, WhatCannotBeReadNowIsPrintedWhenItCan) {
-  put("a.png", picture_of(10));
-  std::filesystem::permissions(inbox() + "/a.png", std::filesystem::perms::none);
-  const bool is_root = geteuid() == 0;
-  if (is_root) {
+// Runs as the user nobody where the test runs as root, because file permissions do not apply to
+// root.
+class WatchWithoutPermission : public WatchProgram {
+ protected:
+  WatchWithoutPermission() {
     std::filesystem::permissions(folder_.path(), std::filesystem::perms::all);
   }
-  std::vector<std::string> command = arguments({"--ledger", folder_.path() + "/ledger"});
-  command.insert(command.begin(), {"--reuid=65534", "--regid=65534", "--clear-groups", kProgram});
-  RunningProgram program(is_root ? "/usr/bin/setpriv" : kProgram, is_root ? command : arguments(),
-                         environment());
-  EXPECT_TRUE(program.has_said("/in/a.png: Permission denied; it is tried again\n"))
-      << program.said();
-  std::filesystem::permissions(inbox() + "/a.png", static_cast<std::filesystem::perms>(0644));
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  [[nodiscard]] std::unique_ptr<RunningProgram> start(const std::vector<std::string>& more) const {
+    std::vector<std::string> command = arguments({"--ledger", folder_.path() + "/ledger"});
+    command.insert(command.end(), more.begin(), more.end());
+    if (geteuid() != 0) {
+      return std::make_unique<RunningProgram>(kProgram, command, environment());
+    }
+    command.insert(command.begin(), {"--reuid=65534", "--regid=65534", "--clear-groups", kProgram});
+    return std::make_unique<RunningProgram>("/usr/bin/setpriv", command, environment());
+  }
+  static void set_mode(const std::string& path, unsigned mode) {
+    std::filesystem::permissions(path, static_cast<std::filesystem::perms>(mode));
+  }
+};
+
+TEST_F(WatchWithoutPermission, WhatCannotBeReadNowIsPrintedWhenItCan) {
+  put("a.png", picture_of(10));
+  set_mode(inbox() + "/a.png", 0);
+  const auto program = start({});
+  EXPECT_TRUE(program->has_said("/in/a.png: Permission denied; it is tried again\n"))
+      << program->said();
+  set_mode(inbox() + "/a.png", 0644);
+  EXPECT_TRUE(program->has_said("a.png -> ")) << program->said();
   EXPECT_EQ(printed(), std::vector<int>{10});
+}
+
+TEST_F(WatchWithoutPermission, NewOnlyLeavesAPhotoThatBecomesReadableLater) {
+  put("a.png", picture_of(10));
+  set_mode(inbox() + "/a.png", 0);
+  put("old.doc", "");
+  const auto program = start({"--new-only"});
+  EXPECT_TRUE(program->has_said("/in/old.doc: files of this type are not read")) << program->said();
+  set_mode(inbox() + "/a.png", 0644);
+  put("b.png", picture_of(20));
+  EXPECT_TRUE(program->has_said("b.png -> ")) << program->said();
+  EXPECT_EQ(printed(), std::vector<int>{20});
+  // Another photo under the name of the old one is new.
+  put("a.png", picture_of(30));
+  EXPECT_TRUE(program->has_said("a.png -> ")) << program->said();
+  EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
+}
+
+TEST_F(WatchWithoutPermission, NewOnlyLeavesTheFilesOfAFolderThatBecomesReadableLater) {
+  put("a.png", picture_of(10));
+  put("old.doc", "");
+  set_mode(inbox(), 0333);
+  const auto program = start({"--new-only"});
+  EXPECT_TRUE(program->has_said(inbox() + ": Permission denied\n")) << program->said();
+  set_mode(inbox(), 0777);
+  EXPECT_TRUE(program->has_said("/in/old.doc: files of this type are not read")) << program->said();
+  put("b.png", picture_of(20));
+  EXPECT_TRUE(program->has_said("b.png -> ")) << program->said();
+  EXPECT_EQ(printed(), std::vector<int>{20});
 }
 
 // There is no event in the folder: only another attempt can detect it.
