@@ -38,7 +38,8 @@ std::string history_line(const SheetEntry& sheet) {
   return one_line_of_text(line, kLongestLine);
 }
 
-std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet, std::string& error) {
+std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet, int copies,
+                                      std::string& error) {
   error = sheet.folder + "/" + sheet.name + ": the file is not there any more, or it was changed";
   const std::string name = sheet.name;
   for (const char* place : {"", "printed/", "failed/"}) {
@@ -47,7 +48,7 @@ std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet, std::str
     sheet.name = place + name;
     const PhotoRead result = photo.read(sheet.folder + "/" + sheet.name, problem);
     if (result == PhotoRead::complete && photo.content() == sheet.content) {
-      ledger.order(sheet.folder, sheet.name, sheet.content, nullptr, 1);
+      ledger.order(sheet.folder, sheet.name, sheet.content, nullptr, copies);
       return sheet;
     }
     if (result == PhotoRead::failed) {

@@ -339,7 +339,7 @@ class PrintProgram {
       if (!setup || !open(ledger, error)) {
         return failed(error);
       }
-      again_ = order_again(ledger, *again_, error);
+      again_ = order_again(ledger, *again_, options_.copies, error);
     }
     return again_ ? print_waiting(*setup, again_->name, reporter_) : failed(error);
   }

@@ -56,7 +56,8 @@ class FolderPrinter {
     }
   }
 
-  // False if a sheet of that photo is still waiting.
+  // True if the newest sheet of that photo was printed. It is the last one: an earlier sheet that
+  // is not printed stops those that follow.
   bool print_now(const std::string& name) {
     todo_[name] = {};
     if (printer_.settle()) {
@@ -64,7 +65,8 @@ class FolderPrinter {
     } else {
       reporter_.report_error(kUnsettled);
     }
-    return ledger_.waiting(folder_, name).empty();
+    const std::optional<SheetEntry> newest = ledger_.newest_sheet(folder_, name);
+    return newest && newest->outcome == Outcome::printed;
   }
 
  private:

@@ -22,7 +22,7 @@ struct WatchSetup {
 // photo that was printed, refused, withdrawn or is in doubt.
 [[nodiscard]] int watch_folder(const WatchSetup& setup, const k905::Reporter& reporter);
 
-// Prints the waiting sheets of these photos, unless another process watches the folder and does so.
-// Exit status 0 if none is left waiting.
+// Prints the waiting sheets of this photo, unless another process watches the folder and does so.
+// Exit status 0 if all were printed, or the other process has them.
 [[nodiscard]] int print_waiting(const WatchSetup& setup, const std::string& name,
                                 const k905::Reporter& reporter);

@@ -486,6 +486,26 @@ TEST_F(ReprintProgram, AChangedPhotoIsNotThePrintedOne) {
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
+TEST_F(ReprintProgram, OfAPhotoThatIsRefusedAgainFails) {
+  put("a.jpg", "\xff\xd8 broken");
+  {
+    RunningProgram program(kProgram, arguments(), environment());
+    EXPECT_TRUE(program.has_said("/in/a.jpg: ")) << program.said();
+    program.send_signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+  }
+  const ChildResult result = run({"--to", job(), "--reprint", "1", "--json"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, HasSubstr("\"outcome\":\"refused\""));
+}
+
+TEST_F(ReprintProgram, PrintsAsManyCopiesAsAreOrdered) {
+  print_one();
+  const ChildResult result = run({"--reprint", "1", "-n", "2"});
+  EXPECT_EQ(result.status, 0) << result.log;
+  EXPECT_EQ(printed(), (std::vector<int>{10, 10, 10}));
+}
+
 TEST_F(WatchProgram, TheLedgersPlaceCanBeChosen) {
   put("a.png", picture_of(10));
   const std::string ledger = folder_.path() + "/my.ledger";
