@@ -1,5 +1,9 @@
 #include "apps/print/history.h"
 
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
 #include "apps/base/text.h"
 #include "apps/print/photo_file.h"
 
@@ -23,6 +27,29 @@ std::string unless_empty(const char* name, const std::string& value) {
   return value.empty() ? "" : name + (" " + value);
 }
 
+// The names that the file of the sheet may have now, the likeliest first. Its own name was changed
+// if it was taken where the file was moved to, or by the operator; the bytes decide.
+std::vector<std::string> possible_names(const SheetEntry& sheet) {
+  namespace fs = std::filesystem;
+  std::vector<std::string> names;
+  std::vector<std::string> others;
+  const std::string stem = fs::path(sheet.name).stem();
+  for (const char* place : {"", "printed/", "failed/"}) {
+    names.push_back(place + sheet.name);
+    std::error_code problem;
+    for (fs::directory_iterator file(sheet.folder + "/" + place, problem), end;
+         !problem && file != end; file.increment(problem)) {
+      std::error_code ignored;
+      const std::string name = file->path().filename();
+      if (file->is_regular_file(ignored) && file->file_size(ignored) == sheet.content.size) {
+        (name.starts_with(stem) ? names : others).push_back(place + name);
+      }
+    }
+  }
+  names.insert(names.end(), others.begin(), others.end());
+  return names;
+}
+
 }  // namespace
 
 std::string history_line(const SheetEntry& sheet) {
@@ -41,18 +68,17 @@ std::string history_line(const SheetEntry& sheet) {
 std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet, int copies,
                                       std::string& error) {
   error = sheet.folder + "/" + sheet.name + ": the file is not there any more, or it was changed";
-  const std::string name = sheet.name;
-  for (const char* place : {"", "printed/", "failed/"}) {
+  for (const std::string& name : possible_names(sheet)) {
     PhotoFile photo;
     std::string problem;
-    sheet.name = place + name;
-    const PhotoRead result = photo.read(sheet.folder + "/" + sheet.name, problem);
+    const PhotoRead result = photo.read(sheet.folder + "/" + name, problem);
     if (result == PhotoRead::complete && photo.content() == sheet.content) {
+      sheet.name = name;
       ledger.order(sheet.folder, sheet.name, sheet.content, nullptr, copies);
       return sheet;
     }
     if (result == PhotoRead::failed) {
-      error = sheet.folder + "/" + sheet.name + ": " + problem;
+      error = sheet.folder + "/" + name + ": " + problem;
     }
   }
   return std::nullopt;

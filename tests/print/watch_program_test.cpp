@@ -506,6 +506,21 @@ TEST_F(ReprintProgram, PrintsAsManyCopiesAsAreOrdered) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 10, 10}));
 }
 
+TEST_F(ReprintProgram, FindsAPhotoThatWasRenamedWhenItWasMoved) {
+  folder_.write("first.png", picture_of(50));
+  std::filesystem::create_directory(inbox() + "/printed");
+  std::filesystem::rename(folder_.path() + "/first.png", inbox() + "/printed/a.png");
+  print_one(moving_arguments());
+  const ChildResult result = run({"--reprint", "1"});
+  EXPECT_EQ(result.status, 0) << result.log;
+  EXPECT_EQ(result.output, inbox() + "/printed/a-2.png -> " + job() + "\n");
+  EXPECT_EQ(printed(), (std::vector<int>{10, 10}));
+  // Also under any other name.
+  std::filesystem::rename(inbox() + "/printed/a-2.png", inbox() + "/printed/z.png");
+  EXPECT_EQ(run({"--reprint", "1"}).status, 0);
+  EXPECT_EQ(printed(), (std::vector<int>{10, 10, 10}));
+}
+
 TEST_F(WatchProgram, TheLedgersPlaceCanBeChosen) {
   put("a.png", picture_of(10));
   const std::string ledger = folder_.path() + "/my.ledger";
