@@ -243,11 +243,16 @@ std::string settings_text(const JobSetup& setup) {
 
 void add_settings(const std::string& text, Choices& choices, JobSetup& setup) {
   std::istringstream words(text);
+  // The cut and the layout were chosen for the paper.
+  const bool is_other_paper = choices.contains("PageSize");
   const auto add = [](std::string& to, const std::string& value) { to = to.empty() ? value : to; };
   for (std::string word; words >> std::quoted(word);) {
     const std::size_t equals = word.find('=');
     const std::string keyword = word.substr(0, equals);
     const std::string value = equals == std::string::npos ? "" : word.substr(equals + 1);
+    if (is_other_paper && (keyword == kLayout || keyword == "K905Cut")) {
+      continue;
+    }
     if (keyword == kCaption) {
       add(setup.caption, value);
     } else if (keyword == kFrame) {

@@ -53,5 +53,6 @@ class SheetPrinter {
 // The settings of a print as the ledger stores them: "KEYWORD=CHOICE" words, then "fit" and
 // "no-turn".
 [[nodiscard]] std::string settings_text(const JobSetup& setup);
-// Adds the settings in the text to `choices`, except those that are set there.
+// Adds the settings in the text to `choices`, except those that are set there and, if the paper is
+// set there, the cut and the layout.
 void add_settings(const std::string& text, Choices& choices, JobSetup& setup);

@@ -521,6 +521,22 @@ TEST_F(ReprintProgram, FindsAPhotoThatWasRenamedWhenItWasMoved) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 10, 10}));
 }
 
+TEST_F(ReprintProgram, OnAnotherPaperIsNotCutAsBefore) {
+  print_one(arguments({"--paper", "6x8", "-o", "K905Cut=6x2"}));
+  for (const char* paper : {"6x8", "6x6"}) {
+    const ChildResult result = run({"--reprint", "1", "--paper", paper});
+    EXPECT_EQ(result.status, 0) << paper << result.log;
+  }
+  const std::string bytes = folder_.read("job.prn").value_or("");
+  const ParsedStream stream =
+      parse_printer_stream(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  std::vector<std::uint32_t> cuts;
+  for (const Sheet& sheet : stream.sheets) {
+    cuts.push_back(sheet.cutter);
+  }
+  EXPECT_EQ(cuts, (std::vector<std::uint32_t>{120, 0, 0}));
+}
+
 TEST_F(WatchProgram, TheLedgersPlaceCanBeChosen) {
   put("a.png", picture_of(10));
   const std::string ledger = folder_.path() + "/my.ledger";
