@@ -54,12 +54,12 @@ class FilterDestination final : public Destination {
   }
 
   [[nodiscard]] bool begin(const JobName&, Begun& begun, std::string& error) override {
+    pages_ = pages_made_ = 0;
+    trouble_ = nullptr;
     if (!setup_.to.empty() && !output_.open(setup_.to, setup_.append, error)) {
       return false;
     }
     begun.place = output_.place();
-    pages_ = pages_made_ = 0;
-    trouble_ = nullptr;
     if (!start(error)) {
       abandon();
       return false;
@@ -107,7 +107,7 @@ class FilterDestination final : public Destination {
   }
 
   [[nodiscard]] bool may_have_printed() const override {
-    return pages_made_ > 0 && pages_made_ >= pages_;
+    return !setup_.to.empty() && !output_.is_regular() && pages_made_ > 0 && pages_made_ >= pages_;
   }
 
  private:

@@ -887,9 +887,10 @@ TEST(PrintProgram, APreviewThatCannotBeWrittenIsAFailure) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   const ChildResult result =
-      print(folder, {"--canvas", "--preview", "/nowhere/sheet.png", "photo.png"});
+      print(folder, {"--canvas", "--json", "--preview", "/nowhere/sheet.png", "photo.png"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.log, "k905-print: /nowhere/sheet.png: No such file or directory\n");
+  EXPECT_EQ(nlohmann::json::parse(result.output)["outcome"], "failed");
 }
 
 TEST(PrintProgram, ToldToStopItPrintsWhatItHasInHandAndNamesTheOthers) {
