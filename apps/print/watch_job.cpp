@@ -213,6 +213,27 @@ class FolderPrinter {
     return names;
   }
 
+  // The same without files that are known and unchanged. The printer is not asked for them, and
+  // they leave the list while it is not ready.
+  std::vector<std::string> due_to_read() {
+    std::vector<std::string> names = due();
+    std::erase_if(names, [this](const std::string& name) {
+      const std::optional<KnownFile> known = ledger_.find_file(folder_, name);
+      const bool is_done = known && !is_retry(name, *known) && is_unchanged(name, known->stamp) &&
+                           ledger_.waiting(folder_, name).empty();
+      if (is_done) {
+        done(name, *known);
+      }
+      return is_done;
+    });
+    return names;
+  }
+
+  // A refused file is read once in each run.
+  [[nodiscard]] bool is_retry(const std::string& name, const KnownFile& known) const {
+    return known.refused && !tried_.contains(name);
+  }
+
   // Another photo is there that may share its sheet.
   void wake_photo_alone() {
     for (auto& [name, todo] : todo_) {
@@ -245,7 +266,7 @@ class FolderPrinter {
         [this](const std::string& name, const std::string& place) { finish(name, place); });
     std::string error;
     bool goes_on = true;
-    for (const std::string& name : due()) {
+    for (const std::string& name : due_to_read()) {
       progress_.show(1);
       if (!is_destination_ready()) {
         return;
@@ -290,10 +311,6 @@ class FolderPrinter {
   std::optional<k905::PhotoOrder> take_up(const std::string& name) {
     const std::optional<KnownFile> known = ledger_.find_file(folder_, name);
     const std::vector<SheetEntry> waiting = ledger_.waiting(folder_, name);
-    const bool is_retry = known && known->refused && !tried_.contains(name);
-    if (waiting.empty() && known && !is_retry && is_unchanged(name, known->stamp)) {
-      return done(name, *known);
-    }
     PhotoFile photo;
     std::string error;
     switch (photo.read(path_of(name), error)) {
@@ -314,12 +331,12 @@ class FolderPrinter {
       todo_.erase(name);  // no bytes yet
       return std::nullopt;
     }
-    return order_of(name, photo, known, waiting, is_retry);
+    return order_of(name, photo, known, waiting);
   }
 
   std::optional<k905::PhotoOrder> order_of(const std::string& name, const PhotoFile& photo,
                                            const std::optional<KnownFile>& known,
-                                           const std::vector<SheetEntry>& waiting, bool is_retry) {
+                                           const std::vector<SheetEntry>& waiting) {
     const Content& content = photo.content();
     const bool is_known =
         known && (known->content == content ||
@@ -334,7 +351,7 @@ class FolderPrinter {
     if (is_known && known->stamp != now.stamp) {
       ledger_.set_file(folder_, name, now);
     }
-    const bool is_new = is_in_folder(name) && (!is_known || is_retry);
+    const bool is_new = is_in_folder(name) && (!is_known || is_retry(name, *known));
     if (!is_new && of_these_bytes.empty()) {
       report_known(name, content);
       return done(name, now);

@@ -180,6 +180,24 @@ class NotReady(ToPrinter):
         self.assert_printed(self.photos[1:2])
         self.assertEqual(self.said().count(COVER_OPEN), 1)
 
+    def test_the_printer_is_not_asked_for_photos_that_are_known(self):
+        inbox = self.scratch / "in"
+        inbox.mkdir()
+        known = 20
+        for number in range(known):
+            shutil.copy(self.photos[0], inbox / f"known-{number:02}.png")
+        (inbox / "old.doc").touch()
+        self.start("--watch", inbox, "--new-only", "--leave")
+        # This is reported when the program starts to watch the folder.
+        self.wait_for_words("old.doc: files of this type are not read")
+        shutil.copy(self.photos[1], inbox / "new.png")
+        shutil.copy(self.photos[2], inbox / "newer.png")
+        self.wait_for_words("newer.png -> ")
+        self.process.send_signal(signal.SIGTERM)
+        self.ends(0)
+        self.assert_printed(self.photos[1:])
+        self.assertLess(self.sim.count("^question MEDIA"), known)
+
 
 class Lost(ToPrinter):
     def test_a_sheet_that_was_cut_off_is_sent_again(self):
