@@ -412,6 +412,16 @@ int Ledger::sheets_of_event(const std::string& event) const {
   return count_sheets("event = ? AND event <> ''", event);
 }
 
+// An older file may have had the same number.
+bool Ledger::is_continued(const SheetEntry& sheet) const {
+  return sheet.place &&
+         number(*database_,
+                "SELECT 1 FROM sheet WHERE file_device = ? AND file_inode = ? AND file_length >= ? "
+                "AND ticket <> ? AND time >= ? AND outcome IN ('sending', 'printed', 'in doubt')",
+                sheet.place->device, sheet.place->inode, sheet.place->length, sheet.ticket,
+                sheet.time) != 0;
+}
+
 std::vector<SheetEntry> Ledger::history() const { return entries(*database_, "ORDER BY id"); }
 
 void Ledger::add_earlier(const std::string& folder, const std::vector<Earlier>& photos,

@@ -32,15 +32,21 @@ std::string new_ticket() {
 }
 
 // Truncates the file to its length before the sheet. False if it is not the same file, so that its
-// content is unknown.
-bool cut_back(const std::string& path, const FilePlace& place) {
-  const k905::Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+// content is unknown, or if there are sheets of others after this one.
+bool cut_back(const SheetEntry& sheet, const Ledger& ledger) {
+  if (!sheet.place) {
+    return false;
+  }
+  const FilePlace& place = *sheet.place;
+  const k905::Descriptor file(
+      open(sheet.target.device.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status {};
   // Uses the lock of the writers: OutputFile.
   const bool is_same = file && flock(file.get(), LOCK_EX) == 0 && fstat(file.get(), &status) == 0 &&
                        status.st_dev == place.device && status.st_ino == place.inode &&
                        status.st_size >= place.length;
-  return is_same && ftruncate(file.get(), place.length) == 0 && fsync(file.get()) == 0;
+  return is_same && !ledger.is_continued(sheet) && ftruncate(file.get(), place.length) == 0 &&
+         fsync(file.get()) == 0;
 }
 
 // The outcome of the sheets of a job; nothing if it cannot be known now.
@@ -63,7 +69,7 @@ std::optional<Outcome> outcome_of_held_job(const SheetEntry& sheet) {
   }
 }
 
-std::optional<Outcome> outcome_of(const SheetEntry& sheet) {
+std::optional<Outcome> outcome_of(const SheetEntry& sheet, const Ledger& ledger) {
   if (!sheet.target.queue.empty()) {
     if (sheet.outcome == Outcome::begun) {
       return cancel_queue_jobs_of(sheet.ticket) ? std::optional(Outcome::waiting) : std::nullopt;
@@ -73,8 +79,7 @@ std::optional<Outcome> outcome_of(const SheetEntry& sheet) {
   if (sheet.outcome == Outcome::begun) {
     return Outcome::waiting;
   }
-  return sheet.place && cut_back(sheet.target.device, *sheet.place) ? Outcome::waiting
-                                                                    : Outcome::in_doubt;
+  return cut_back(sheet, ledger) ? Outcome::waiting : Outcome::in_doubt;
 }
 
 // The message when no more sheets may be printed.
@@ -114,7 +119,7 @@ bool SheetPrinter::settle() {
 }
 
 bool SheetPrinter::settle_job(const std::vector<SheetEntry>& sheets) {
-  const std::optional<Outcome> outcome = outcome_of(sheets.front());
+  const std::optional<Outcome> outcome = outcome_of(sheets.front(), ledger_);
   if (!outcome) {
     return false;
   }

@@ -1,4 +1,5 @@
 // k905-print --watch: each photo is printed once, whatever happens meanwhile.
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -212,6 +213,29 @@ TEST_F(WatchProgram, PhotoWithoutPartnerIsPrintedAloneAfterTheWait) {
   EXPECT_TRUE(program.has_said("/a.png: waits for another photo on its sheet")) << program.said();
   EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
   EXPECT_EQ(printed().size(), 1U);
+}
+
+// Two folders that append to one file: A was killed inside its sheet, B continued, A comes back.
+TEST_F(WatchProgram, SheetsThatAnotherFolderAppendedToTheFileAreKept) {
+  put("a.png", picture_of(10));
+  {
+    RunningProgram program(kProgram, arguments(), environment());
+    EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+    program.send_signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+  }
+  SQLite::Database(folder_.path() + "/state/k905-print/ledger.sqlite", SQLite::OPEN_READWRITE)
+      .exec("UPDATE sheet SET outcome = 'sending'");
+  std::filesystem::create_directory(folder_.path() + "/other");
+  folder_.write("other/b.png", picture_of(20));
+  {
+    RunningProgram program(kProgram, {"--watch", folder_.path() + "/other", "--to", job()},
+                           environment());
+    EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  }
+  RunningProgram program(kProgram, arguments(), environment());
+  EXPECT_TRUE(program.has_said("a.png: stopped while it was sent to " + job())) << program.said();
+  EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
 }
 
 // The bytes that are hashed are those that are printed, so only the replacement photo is printed,
