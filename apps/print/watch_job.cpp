@@ -134,7 +134,11 @@ class FolderPrinter {
   // Sheets of an earlier run, or that another program ordered.
   void note_orders() {
     for (const std::string& name : ledger_.names_waiting(folder_)) {
-      todo_.try_emplace(name);
+      const bool is_added = todo_.try_emplace(name).second;
+      // Another sheet of the photo that waits for one to share its sheet may have been ordered.
+      if (is_added || ledger_.waiting(folder_, name).size() > 1) {
+        wake_photo_alone();
+      }
     }
   }
 

@@ -499,6 +499,17 @@ TEST_F(ReprintProgram, TheWatchOfTheFolderPrintsItWhereThereIsOne) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 20, 10}));
 }
 
+TEST_F(ReprintProgram, SharesTheSheetOfAPhotoThatWaitsForAnotherOne) {
+  print_one(arguments({"--two-up", "--partner-wait", "0"}));
+  RunningProgram program(kProgram, arguments({"--two-up", "--partner-wait", "3600"}),
+                         environment());
+  put("b.png", picture_of(20));
+  EXPECT_TRUE(program.has_said("/b.png: waits for another photo on its sheet")) << program.said();
+  EXPECT_EQ(run({"--reprint", "1"}).status, 0);
+  EXPECT_TRUE(program.has_said("a.png -> ") && program.has_said("b.png -> ")) << program.said();
+  EXPECT_EQ(printed().size(), 2U);
+}
+
 TEST_F(ReprintProgram, AChangedPhotoIsNotThePrintedOne) {
   print_one();
   put("a.png", picture_of(20));
