@@ -9,6 +9,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <iomanip>
+#include <limits>
 #include <random>
 #include <sstream>
 #include <utility>
@@ -145,18 +146,24 @@ void SheetPrinter::set_in_doubt(const std::vector<SheetEntry>& sheets) {
   }
 }
 
-void SheetPrinter::keep_limit(std::vector<Page>& pages) const {
-  if (limit_.sheets != 0) {
-    const int done = limit_.event.empty() ? ledger_.sheets_today(folder_)
-                                          : ledger_.sheets_of_event(limit_.event);
-    const auto left = static_cast<std::size_t>(std::max(limit_.sheets - done, 0));
-    const auto pages_per_sheet = static_cast<std::size_t>(setup_.pages_per_sheet);
-    pages.resize(std::min(pages.size(), left * pages_per_sheet));
+std::size_t SheetPrinter::sheets_left() const {
+  if (limit_.sheets == 0) {
+    return std::numeric_limits<int>::max();
   }
+  const int done =
+      limit_.event.empty() ? ledger_.sheets_today(folder_) : ledger_.sheets_of_event(limit_.event);
+  return static_cast<std::size_t>(std::max(limit_.sheets - done, 0));
+}
+
+bool SheetPrinter::is_within_limit(std::string& error) const {
+  const bool is_within = sheets_left() > 0;
+  error = is_within ? "" : limit_reached(limit_);
+  return is_within;
 }
 
 bool SheetPrinter::print(std::vector<Page>& pages, std::string& word, std::string& error) {
-  keep_limit(pages);
+  const auto pages_per_sheet = static_cast<std::size_t>(setup_.pages_per_sheet);
+  pages.resize(std::min(pages.size(), sheets_left() * pages_per_sheet));
   std::vector<Ledger::JobSheet> sheets;
   sheets.reserve(pages.size());
   for (const Page& page : pages) {

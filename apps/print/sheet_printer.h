@@ -29,13 +29,17 @@ class SheetPrinter {
   // nothing may be printed until it is.
   [[nodiscard]] bool settle();
 
+  // False, with the reason in `error`, if no sheet is left of the limit.
+  [[nodiscard]] bool is_within_limit(std::string& error) const;
+
   // Prints the pages as one job, and removes those that exceed the limit. True if it was accepted;
   // `word` is then its destination. On false, with the reason in `error`, the sheets are waiting
   // again, or are in doubt, or settle() must be called.
   [[nodiscard]] bool print(std::vector<Page>& pages, std::string& word, std::string& error);
 
  private:
-  void keep_limit(std::vector<Page>& pages) const;
+  // The number of sheets that are left of the limit.
+  [[nodiscard]] std::size_t sheets_left() const;
   [[nodiscard]] bool send(const std::string& ticket, const std::vector<Page>& pages,
                           std::string& word, std::string& error);
   void set_in_doubt(const std::vector<SheetEntry>& sheets);

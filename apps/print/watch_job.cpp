@@ -272,10 +272,12 @@ class FolderPrinter {
     bool goes_on = true;
     for (const std::string& name : due_to_read()) {
       progress_.show(1);
-      if (!is_destination_ready()) {
+      // A photo that waits for another day is not read again and again.
+      goes_on = printer_.is_within_limit(error);
+      if (goes_on && !is_destination_ready()) {
         return;
       }
-      if (std::optional<k905::PhotoOrder> order = take_up(name)) {
+      if (std::optional<k905::PhotoOrder> order = goes_on ? take_up(name) : std::nullopt) {
         goes_on = orders.add(std::move(*order), error);
       }
       if (!goes_on) {

@@ -411,6 +411,21 @@ TEST_F(WatchProgram, TheLimitOfAnEventHoldsAfterARestart) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 20, 30}));
 }
 
+TEST_F(WatchProgram, NoPhotoIsReadWhileTheLimitIsReached) {
+  put("a.png", picture_of(10));
+  put("b.jpg", "\xff\xd8 broken");
+  {
+    RunningProgram program(kProgram, arguments({"--event", "x", "--limit", "1"}), environment());
+    EXPECT_TRUE(program.has_said("the limit of 1 sheets for the event x is reached"))
+        << program.said();
+    program.send_signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_THAT(program.said(), Not(HasSubstr("b.jpg")));
+  }
+  RunningProgram program(kProgram, arguments({"--event", "x", "--limit", "2"}), environment());
+  EXPECT_TRUE(program.has_said("/in/b.jpg: ")) << program.said();
+}
+
 TEST_F(WatchProgram, NewOnlyLeavesWhatIsThereAtTheVeryStart) {
   put("old.png", picture_of(10));
   put("old.doc", "");
