@@ -66,7 +66,10 @@ bool move_finished_file(const std::string& folder, const std::string& name, cons
   }
   if (!is_same_file(moved, stamp)) {
     // Another photo, which is not printed yet, has taken the name.
-    (void)renameat2(AT_FDCWD, moved.c_str(), AT_FDCWD, from.c_str(), RENAME_NOREPLACE);
+    if (move_to_free_name(moved, folder, name).empty()) {
+      error = moved + ": is not printed and cannot be moved back: " + std::strerror(errno);
+      return false;
+    }
     return true;
   }
   if (!reason.empty() && !write_reason(moved + ".txt", reason)) {

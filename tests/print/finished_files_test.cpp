@@ -2,11 +2,30 @@
 #include "apps/print/finished_files.h"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <functional>
+#include <utility>
 
 #include "apps/print/photo_file.h"
 #include "tests/support/child_process.h"
+
+namespace {
+
+std::function<void()> before_rename;  // called once
+
+}  // namespace
+
+// Replaces the function of the C library.
+extern "C" int renameat2(int from_folder, const char* from, int to_folder, const char* to,
+                         unsigned flags) noexcept {
+  if (const auto event = std::exchange(before_rename, nullptr)) {
+    event();
+  }
+  return static_cast<int>(syscall(SYS_renameat2, from_folder, from, to_folder, to, flags));
+}
 
 namespace {
 
@@ -46,6 +65,25 @@ TEST_F(MoveFinishedFile, LeavesAFileThatTookItsPlace) {
   put("another one");
   EXPECT_TRUE(move(printed));
   EXPECT_EQ(folder_.read("a.jpg"), "another one");
+}
+
+// Two photos take the name of the printed one: one before it is moved, the other one after it.
+TEST_F(MoveFinishedFile, PutsAPhotoBackThatTookItsPlaceAtTheLastMoment) {
+  const FileStamp printed = put("printed");
+  before_rename = [this] { put("another one"); };
+  EXPECT_TRUE(move(printed));
+  EXPECT_EQ(folder_.read("a.jpg"), "another one");
+  EXPECT_FALSE(folder_.read("done/a.jpg"));
+
+  const FileStamp again = put("printed again");
+  before_rename = [this] {
+    put("the next one");
+    before_rename = [this] { put("the last one"); };
+  };
+  EXPECT_TRUE(move(again));
+  EXPECT_EQ(folder_.read("a.jpg"), "the last one");
+  EXPECT_EQ(folder_.read("a-2.jpg"), "the next one");
+  EXPECT_FALSE(folder_.read("done/a.jpg"));
 }
 
 TEST_F(MoveFinishedFile, ReportsTheError) {
