@@ -50,7 +50,11 @@ void StopRequest::pause(Milliseconds time) {
     std::this_thread::sleep_for(time);
     return;
   }
-  wait(time, -1);
+  const Clock::time_point end = Clock::now() + time;
+  for (Milliseconds left = time; left > Milliseconds(0) && !since_;
+       left = std::chrono::ceil<Milliseconds>(end - Clock::now())) {
+    wait(left, -1);
+  }
 }
 
 bool StopRequest::wait_readable(int descriptor) {

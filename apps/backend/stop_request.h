@@ -32,7 +32,7 @@ class StopRequest {
   // How long ago requested() first was true; 0 when it is not.
   [[nodiscard]] Milliseconds age();
 
-  // Waits for the time, or until the request comes.
+  // Waits for the time, or until the request comes, and serves the watched descriptor meanwhile.
   void pause(Milliseconds time);
 
   // Called in pause() and wait_readable(), when the descriptor is readable; not again when it

@@ -46,9 +46,17 @@ TEST_F(WatchedRequest, IsNotServedByLookingForAStop) {
 }
 
 TEST_F(WatchedRequest, IsServedOnceWhileTheJobWaits) {
-  stop_->pause(std::chrono::milliseconds(1000));
+  stop_->pause(std::chrono::milliseconds(20));
   stop_->pause(std::chrono::milliseconds(1));
   EXPECT_EQ(served_, 1);
+}
+
+TEST_F(WatchedRequest, DoesNotShortenAPause) {
+  asking_.reset();  // the filter has ended
+  const auto begin = std::chrono::steady_clock::now();
+  stop_->pause(std::chrono::milliseconds(50));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(50));
+  EXPECT_EQ(served_, 2);  // the question and the end
 }
 
 }  // namespace
