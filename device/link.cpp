@@ -29,6 +29,9 @@ constexpr std::chrono::milliseconds kLineFeedWait{50};
 // Some drivers report "no data yet" as a read of 0 bytes.
 constexpr std::chrono::milliseconds kEmptyReadPause{10};
 
+// A device that sends without end must not stop the program. Late replies are much shorter.
+constexpr std::size_t kMostDiscarded = std::size_t{1} << 16;
+
 Link::Milliseconds left_until(Clock::time_point deadline) {
   const auto left = std::chrono::ceil<Link::Milliseconds>(deadline - Clock::now());
   return std::max(left, Link::Milliseconds(0));
@@ -224,8 +227,10 @@ int Link::read_line(std::string& line, std::size_t capacity, Milliseconds timeou
 
 void Link::discard_input() {
   char piece[256];
+  std::size_t discarded = 0;
   std::size_t got = 0;
-  while (read_some(piece, sizeof piece, Milliseconds(0), got) == 0) {
+  while (discarded < kMostDiscarded && read_some(piece, sizeof piece, Milliseconds(0), got) == 0) {
+    discarded += got;
   }
 }
 

@@ -40,7 +40,7 @@ class Link {
   // a moment). ETIMEDOUT if it does not end in time.
   [[nodiscard]] int read_line(std::string& line, std::size_t capacity, Milliseconds timeout);
 
-  // Discards all bytes that have arrived.
+  // Discards the bytes that have arrived, up to a limit.
   void discard_input();
 
  private:

@@ -177,6 +177,12 @@ TEST_F(PrinterTest, ReplyThatCameLateIsNotTakenForTheNext) {
   printer.close();
 }
 
+TEST_F(PrinterTest, DeviceThatSendsWithoutEndIsNoPrinter) {
+  Printer printer(file("/dev/zero"));
+  ASSERT_EQ(printer.open(kOpenTimeout), 0);
+  EXPECT_EQ(printer.ask(QuestionId::kStatus).error, EPROTO);
+}
+
 TEST_F(PrinterTest, LostLineIsClosedAndCanBeOpenedAgain) {
   const ScriptedPrinter scripted(
       {[](int client) { read_question(client); }, replies({"00000\r\n"})});
