@@ -196,10 +196,19 @@ int RecordFolder::open(const std::string& path, int user, int group) {
   return error;
 }
 
+// Not a file with a second name: the user could have linked a file of somebody else.
 int RecordFolder::give_to_user(int descriptor) const {
-  const bool given =
-      user_ < 0 || fchown(descriptor, static_cast<uid_t>(user_), static_cast<gid_t>(group_)) == 0;
-  return given ? 0 : errno;
+  struct stat about {};
+  if (user_ < 0) {
+    return 0;
+  }
+  if (fstat(descriptor, &about) != 0) {
+    return errno;
+  }
+  if (!S_ISDIR(about.st_mode) && about.st_nlink != 1) {
+    return EMLINK;
+  }
+  return fchown(descriptor, static_cast<uid_t>(user_), static_cast<gid_t>(group_)) == 0 ? 0 : errno;
 }
 
 // Without a folder or a file nothing is locked.

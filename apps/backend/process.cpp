@@ -69,6 +69,9 @@ Account print_account() {
   // cppcheck-suppress getpwnamCalled
   const passwd* entry = geteuid() == 0 ? getpwnam(kPrintAccount) : nullptr;
   if (entry == nullptr) {
+    if (geteuid() == 0) {
+      warn(std::string("There is no user ") + kPrintAccount + ": the backend keeps root rights");
+    }
     return {};
   }
   return {.user = static_cast<int>(entry->pw_uid),

@@ -501,6 +501,29 @@ class Rights(Backend):
         self.assertEqual(list(victim.iterdir()), [])
         self.assertEqual(victim.stat().st_uid, 0)
 
+    def test_a_file_of_root_that_is_linked_in_the_place_of_a_lock_stays_with_root(self):
+        victim = self.scratch / "victim"
+        victim.write_text("untouched")
+        (self.cache / "k905").mkdir()
+        (self.cache / "k905" / f"lock-127.0.0.1:{self.sim.port}").hardlink_to(victim)
+        run = self.start(numbered_sheets.sheet(1))
+        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual((victim.stat().st_uid, victim.read_text()), (0, "untouched"))
+
+    def test_a_system_without_the_account_is_reported(self):
+        accounts = self.scratch / "passwd"
+        accounts.write_text("root:x:0:0:root:/root:/bin/sh\n")
+        in_namespace = ["unshare", "--mount", "sh", "-c", 'mount --bind "$0" /etc/passwd && exec "$@"', accounts]
+        if subprocess.run([*in_namespace, "true"], capture_output=True).returncode != 0:
+            self.skipTest("this process may not mount")
+        with self.stream(numbered_sheets.sheet(1)) as stream:
+            run = subprocess.run([*in_namespace, BUILD / "k905", "7", "me", "photos", "1", ""], stdin=stream,
+                                 env={"DEVICE_URI": self.uri, "CUPS_CACHEDIR": str(self.cache),
+                                      "PATH": os.environ["PATH"]},
+                                 capture_output=True, text=True, timeout=60)
+        self.assertEqual(run.returncode, DONE, run.stderr)
+        self.assertIn("WARNING: There is no user lp: the backend keeps root rights\n", run.stderr)
+
 
 if __name__ == "__main__":
     BUILD = pathlib.Path(sys.argv[1]).resolve()
