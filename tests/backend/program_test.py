@@ -6,6 +6,7 @@ Every test checks the sheets that the printer received: their pixels contain the
 import os
 import pathlib
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -23,16 +24,19 @@ from simulated_printer import SimulatedPrinter, undisturbed  # noqa: E402
 BUILD = pathlib.Path()
 DONE, HOLD, STOP_QUEUE, TRY_AGAIN = 0, 3, 4, 7
 SHEET_BYTES = len(numbered_sheets.sheet(1))
+MESSAGE_BYTES = 8000  # enough for the messages of a job, too little for its record
 
 
 class Run:
     """One start of the backend for one job."""
 
-    def __init__(self, uri, stream, cache, job=7, uuid="urn:uuid:1"):
+    def __init__(self, uri, stream, cache, job=7, uuid="urn:uuid:1", most_file_bytes=-1):
         self.messages = tempfile.TemporaryFile("w+")
         self.process = subprocess.Popen(
             [BUILD / "k905", str(job), "me", "photos", "1", f"finishings=3 job-uuid={uuid}"],
             stdin=stream, stderr=self.messages,
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (most_file_bytes, most_file_bytes)),
+            restore_signals=False,  # with SIGXFSZ ignored, a file that is too large is an error
             env={"DEVICE_URI": uri, "CUPS_CACHEDIR": str(cache)})
 
     def said(self):
@@ -170,6 +174,18 @@ class WholeJobs(Backend):
         run = self.start(numbered_sheets.job(3)[:-1])
         self.assertEqual(run.wait(), HOLD)
         self.assert_printed([1, 2])
+
+    def test_supplies_are_reported_after_each_sheet(self):
+        self.sim.set(remaining=41, initial=400)
+        run = self.start(numbered_sheets.job(3))
+        self.assertEqual(run.wait(), DONE, run.said())
+        events = [re.search(r"marker-message='([^']*)'|(STATE: .media-low-warning)$|INFO: (Printing sheet .*)", line)
+                  for line in run.said()]
+        self.assertEqual([next(filter(None, event.groups())) for event in events if event], [
+            "41 of 400 prints left",
+            "Printing sheet 1", "40 of 400 prints left",
+            "Printing sheet 2", "39 of 400 prints left", "STATE: +media-low-warning",
+            "Printing sheet 3", "38 of 400 prints left"])
 
     def test_without_arguments_it_lists_devices_as_the_print_system_wants(self):
         listed = subprocess.run([BUILD / "k905"], capture_output=True, text=True, check=True).stdout
@@ -458,6 +474,28 @@ class Interruptions(Backend):
         run = self.start(numbered_sheets.job(2), uuid="urn:uuid:2")
         self.assertEqual(run.wait(), DONE, run.said())
         self.assert_printed([1, 2, 1, 2])
+
+
+class Records(Backend):
+
+    def assert_stopped(self, run):
+        self.assertEqual(run.wait(), STOP_QUEUE, run.said())
+        self.assertTrue(any(line.startswith("ERROR: The record of printed sheets cannot be saved, nothing is sent: ")
+                            for line in run.said()), run.said())
+
+    def test_a_full_disk_stops_the_queue_and_the_job_continues_when_there_is_space(self):
+        self.assert_stopped(self.start(numbered_sheets.job(4), most_file_bytes=MESSAGE_BYTES))
+        self.assert_printed([])
+        self.sim.set(remaining=2)
+        run = self.start(numbered_sheets.job(4))
+        self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the reason")
+        run.process.send_signal(signal.SIGTERM)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.sim.set(remaining=400)
+        self.assert_stopped(self.start(numbered_sheets.job(4), most_file_bytes=MESSAGE_BYTES))
+        self.assert_printed([1, 2])
+        self.assertEqual(self.start(numbered_sheets.job(4)).wait(), DONE)
+        self.assert_printed([1, 2, 3, 4])
 
 
 class LostLines(Backend):
