@@ -1,5 +1,6 @@
-"""Many jobs through a private scheduler while paper runs out, the line is cut, the printer and the
-scheduler are restarted and jobs are canceled, all drawn from a seed.
+"""Many jobs through a private scheduler while paper runs out, other media is loaded, the line is cut, the
+printer and the scheduler are restarted and jobs are canceled, with and without the printer, all drawn from a
+seed.
 usage: soak.py BUILD CMAKE [SHEETS [SEED]]
 
 Every sheet that was not canceled must be printed exactly once, in order; the numbers in the pixels of the
@@ -14,6 +15,7 @@ import signal
 import sys
 import tempfile
 import time
+import typing
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE), str(HERE.parent / "cups")]
@@ -26,39 +28,65 @@ from simulated_printer import SimulatedPrinter, number_in_picture  # noqa: E402
 # Larger than the buffers of the two sockets between backend and printer, so that the backend waits
 # when the printer stops reading.
 SIZE = {"width": 500, "height": 400}
-SHEET_BYTES = len(numbered_sheets.sheet(1, **SIZE))
+# A sheet of a paper, so that the loaded media is compared. They are large, so only some jobs have them.
+PAPER_SIZE = {"width": 1920, "height": 1088}
+MEDIA, OTHER_MEDIA = "5x7", "6x8"  # only the first takes it
+PART_WITH_PAPER_SIZE = 0.25
 MOST_IN_A_JOB = 40
 NUMBERS = 251  # sheets are numbered from 0 over all jobs, modulo this
 PLENTY = 9000
 # How often each happens among 1,000 sheets.
-EVENTS = {"paper_out": 50, "line_cut": 50, "power_cycle": 20, "scheduler_restart": 20, "canceled": 20}
+EVENTS = {"paper_out": 50, "line_cut": 50, "power_cycle": 20, "scheduler_restart": 20, "other_media": 20}
+CANCELS = {"canceled": 20, "canceled_while_unplugged": 10}
+# Commands of the printer for those that can also happen after a sheet, and the word that it prints.
+LOST_AFTER_SHEET = {"line_cut": ("disconnect", "disconnected"), "canceled_while_unplugged": ("unplug", "unplugged")}
 
 
 class Job:
-    def __init__(self, first, sheets):
+    def __init__(self, first, sheets, size):
         self.first = first    # number of its first sheet
         self.sheets = sheets
+        self.size = size
         self.canceled_at = None  # the sheet, counted from 1
         self.events = {}      # by sheet, counted from 1
+
+    def places(self, event):
+        """The sheets in which it can happen."""
+        last = self.canceled_at or self.sheets
+        if event == "other_media":  # the sheet after it waits
+            return range(1, last) if self.size is PAPER_SIZE else []
+        return range(1, last + 1)
 
 
 def draw_jobs(draw, sheets):
     """Jobs with their events, at most one per sheet."""
     jobs, done = [], 0
     while done < sheets:
-        jobs.append(Job(done, min(draw.randint(1, MOST_IN_A_JOB), sheets - done)))
+        has_paper_size = not jobs or draw.random() < PART_WITH_PAPER_SIZE
+        jobs.append(Job(done, min(draw.randint(1, MOST_IN_A_JOB), sheets - done),
+                        PAPER_SIZE if has_paper_size else SIZE))
         done += jobs[-1].sheets
-    counts = {name: max(1, often * sheets // 1000) for name, often in EVENTS.items()}
-    for job in draw.sample(jobs, min(counts.pop("canceled"), len(jobs))):
+
+    def drawn(counts):
+        return [name for name, often in counts.items() for _ in range(max(1, often * sheets // 1000))]
+
+    cancels = drawn(CANCELS)
+    for event, job in zip(cancels, draw.sample(jobs, min(len(cancels), len(jobs)))):
         job.canceled_at = draw.randint(1, job.sheets)
-        job.events[job.canceled_at] = "canceled"
-    places = [(job, sheet) for job in jobs
-              for sheet in range(1, job.canceled_at or job.sheets + 1)]
-    names = [name for name, count in counts.items() for _ in range(count)]
-    draw.shuffle(names)
-    for name, (job, sheet) in zip(names, draw.sample(places, len(names))):
-        job.events[sheet] = name
+        job.events[job.canceled_at] = event
+    # The event with the fewest places first.
+    for event in sorted(drawn(EVENTS), key=lambda name: name != "other_media"):
+        free = [(job, sheet) for job in jobs for sheet in job.places(event) if sheet not in job.events]
+        if free:
+            job, sheet = draw.choice(free)
+            job.events[sheet] = event
     return jobs
+
+
+class Event(typing.NamedTuple):
+    job: int
+    is_last: bool  # in the last sheet of its job
+    is_held: bool  # the printer stopped reading in the middle of the sheet
 
 
 class Soak:
@@ -69,9 +97,10 @@ class Soak:
         (self.scratch / "cups").mkdir()
         buffers = ["--keep-buffers"] if draw.random() < 0.5 else []
         self.sim = SimulatedPrinter(build / "k905-sim", self.scratch / "sheets", "--trace",
-                                    "--remaining", str(PLENTY), "--print-time", "20", *buffers)
+                                    "--media", MEDIA, "--remaining", str(PLENTY), "--print-time", "20",
+                                    *buffers)
         self.cups = private_cups.PrivateCups(self.scratch / "cups", build, cmake)
-        self.count = dict.fromkeys(EVENTS, 0)
+        self.count = dict.fromkeys([*EVENTS, *CANCELS], 0)
         self.printed = 0  # by the jobs that are over
 
     def start(self):
@@ -86,13 +115,22 @@ class Soak:
 
     # Events while the printer stops reading in the middle of a sheet ----------------------------
 
-    def paper_out(self, job):
+    def wait_for_reason(self, keyword):
+        self.cups.wait_for(lambda: keyword in self.cups.run("lpstat", "-l", "-p", "booth").stdout, keyword)
+
+    def paper_out(self, event):
         # This sheet is the last one, or there is no paper for it either.
-        self.sim.command(f"set remaining {self.draw.randint(0, 1)}")
+        left = 0 if event.is_last else self.draw.randint(0, 1)
+        self.sim.command(f"set remaining {left}")
         self.sim.command("continue")
-        self.cups.wait_for(lambda: "media-empty" in self.cups.run(
-            "lpstat", "-l", "-p", "booth").stdout or self.ended(job), "paper out")
-        self.sim.command(f"load 6x8 {PLENTY}")
+        self.wait_for_reason("media-empty")
+        self.sim.command(f"load {MEDIA} {PLENTY}")
+
+    def other_media(self, _):
+        self.sim.command(f"load {OTHER_MEDIA} {PLENTY}")
+        self.sim.command("continue")
+        self.wait_for_reason("media-needed")
+        self.sim.command(f"load {MEDIA} {PLENTY}")
 
     def line_cut(self, _):
         self.sim.command("disconnect")
@@ -112,49 +150,63 @@ class Soak:
         if not continues_first:
             self.sim.command("continue")
 
-    def canceled(self, job):
-        self.cups.run("cancel", f"booth-{job}")
+    def canceled(self, event):
+        self.cups.run("cancel", f"booth-{event.job}")
         self.sim.command("continue")
+
+    def canceled_while_unplugged(self, event):
+        if event.is_held:
+            self.sim.command("unplug")
+            self.sim.command("continue")
+        self.wait_for_reason("offline-report")
+        self.cups.run("cancel", f"booth-{event.job}")
 
     # One job -----------------------------------------------------------------------------------
 
-    def ended(self, job):
-        return self.cups.job_state(job).get("job-state") in ipp.ENDED
-
-    def plan(self, event, number):
-        """Schedules the event for this sheet; returns the line that the printer prints when it is due."""
-        if event == "line_cut" and self.draw.random() < 0.2:
-            self.sim.command(f"disconnect after {number}")  # the sheet was taken
-            return f"disconnected after sheet {number}"
-        byte = self.draw.randrange(1, SHEET_BYTES)
+    def plan(self, job, sheet):
+        """Schedules the event of this sheet. Returns the line that the printer prints when it is due."""
+        number = self.printed + sheet
+        command, past = LOST_AFTER_SHEET.get(job.events[sheet], ("", ""))
+        if command and self.draw.random() < 0.2:  # the sheet was taken
+            self.sim.command(f"{command} after {number}")
+            return f"{past} after sheet {number}"
+        byte = self.draw.randrange(1, len(numbered_sheets.sheet(1, **job.size)))
         self.sim.command(f"hold at {byte} of {number}")
         return f"holding at byte {byte} of sheet {number}"
 
     def run_job(self, job):
         numbers = [number % NUMBERS for number in range(job.first, job.first + job.sheets)]
         file = self.scratch / "job.prn"
-        file.write_bytes(b"".join(numbered_sheets.sheet(number, **SIZE) for number in numbers))
-        events = [(job.events[sheet], self.plan(job.events[sheet], self.printed + sheet))
-                  for sheet in sorted(job.events)]
+        file.write_bytes(b"".join(numbered_sheets.sheet(number, **job.size) for number in numbers))
+        planned = [(sheet, self.plan(job, sheet)) for sheet in sorted(job.events)]
         id_ = self.cups.submit("booth", file, options=["raw"])
-        for event, line in events:
+        is_held = False
+        for sheet, line in planned:
             self.sim.wait_for_line(line, 120)
-            if line.startswith("holding"):
-                getattr(self, event)(id_)
-            self.count[event] += 1
+            name = job.events[sheet]
+            is_held = line.startswith("holding")
+            if is_held or name == "canceled_while_unplugged":
+                getattr(self, name)(Event(id_, sheet == job.sheets, is_held))
+            self.count[name] += 1
         state = self.cups.finished(id_, 300)["job-state"]
         # A canceled job still ends with the sheet in hand.
         self.cups.wait_for(lambda: "is idle" in self.cups.run("lpstat", "-p", "booth").stdout, "idle")
-        if job.canceled_at:
+        is_lost = job.events.get(job.canceled_at) == "canceled_while_unplugged" and is_held
+        if job.events.get(job.canceled_at) == "canceled_while_unplugged":
+            self.sim.command("plug")
+        if job.canceled_at and not is_lost:
             self.sim.wait_for_line(f"sheet {self.printed + job.canceled_at}: ")
-        self.check(job, id_, state, numbers)
+        self.check(job, id_, state, numbers, is_lost)
 
-    def check(self, job, id_, state, numbers):
+    def check(self, job, id_, state, numbers, is_lost):
+        """is_lost: the sheet in which the job was canceled was incomplete."""
         files = self.sim.printed_files()[self.printed:]
         printed = [number_in_picture(file) for file in files]
         self.printed += len(printed)
         wanted = numbers
-        if job.canceled_at:
+        if is_lost:
+            wanted = numbers[:job.canceled_at - 1]
+        elif job.canceled_at:
             # The sheet in hand is finished. One more may have begun before the request arrived.
             wanted = numbers[:max(job.canceled_at, min(len(printed), job.canceled_at + 1))]
         expected = ipp.CANCELED if job.canceled_at else ipp.COMPLETED
