@@ -70,13 +70,20 @@ int PrinterSession::connect() {
 // before: it would be treated as another printer, and the outcome of the current sheet would be
 // lost.
 bool PrinterSession::read_identity() {
-  const Reply serial = printer_.ask(QuestionId::kSerialNumber);
-  const bool answers = serial.error == 0 || printer_.ask(QuestionId::kStatus).error == 0;
-  if (!answers || (serial.text.empty() && !seen_.serial_number.empty())) {
+  Reply serial = printer_.ask(QuestionId::kSerialNumber);
+  if (serial.error != 0) {
+    if (printer_.ask(QuestionId::kStatus).error != 0) {
+      return false;
+    }
+    // One reply can be lost; a printer without a serial number never replies.
+    serial = printer_.ask(QuestionId::kSerialNumber);
+  }
+  const std::string number = serial.error == 0 ? serial.text : "";
+  if (!printer_.is_open() || (number.empty() && !seen_.serial_number.empty())) {
     return false;
   }
-  identity_ = serial.text.empty() ? to_string(setup_.address) : serial.text;
-  seen_.serial_number = serial.text;
+  identity_ = number.empty() ? to_string(setup_.address) : number;
+  seen_.serial_number = number;
   return true;
 }
 

@@ -246,19 +246,18 @@ TEST_F(PrinterTest, OpenErrorIsReported) {
             ENODEV);
 }
 
-// Replies of a ready printer without the question for its media: the first `unanswered` of these
-// are not answered.
-std::function<void(int)> ready_printer(std::string media, int unanswered) {
-  return [media = std::move(media), unanswered](int client) mutable {
+// Replies of a ready printer with 6x4 media. It does not answer the first questions with this name.
+std::function<void(int)> ready_printer(std::string unanswered, int times) {
+  return [unanswered = std::move(unanswered), times](int client) mutable {
     const std::map<std::string, std::string> texts{{"STATUS", "00000"},
-                                                   {"INFO  MEDIA", media},
+                                                   {"INFO  MEDIA", "6x4"},
                                                    {"INFO  FREE_PBUFFER", "FBP02"},
                                                    {"INFO  SERIAL_NUMBER", "K9051234"},
                                                    {"MNT_RDCOUNTER_LIFE", "CL0001234"}};
     for (std::string asked = read_question(client); !asked.empty(); asked = read_question(client)) {
       std::string name = asked.substr(2, 22);
       name.erase(name.find_last_not_of(' ') + 1);
-      if (name == "INFO  MEDIA" && unanswered-- > 0) {
+      if (name == unanswered && times-- > 0) {
         continue;
       }
       say(client, texts.at(name) + "\r\n");
@@ -267,7 +266,7 @@ std::function<void(int)> ready_printer(std::string media, int unanswered) {
 }
 
 TEST_F(PrinterTest, UnansweredQuestionForTheMediaSendsNoSheet) {
-  const ScriptedPrinter scripted({ready_printer("6x4", 1)});
+  const ScriptedPrinter scripted({ready_printer("INFO  MEDIA", 1)});
   PrinterSession session({.address = scripted.address()}, {});
   SheetCounters counters;
   EXPECT_EQ(session.find_obstacle("6x8", counters).kind, Obstacle::Kind::kUnanswered);
@@ -275,8 +274,16 @@ TEST_F(PrinterTest, UnansweredQuestionForTheMediaSendsNoSheet) {
   EXPECT_EQ(session.find_obstacle("6x4", counters).kind, Obstacle::Kind::kNone);
 }
 
+// Otherwise it would be another printer, and the outcome of a sheet in it could not be known.
+TEST_F(PrinterTest, UnansweredQuestionForTheSerialNumberIsRepeated) {
+  const ScriptedPrinter scripted({ready_printer("INFO  SERIAL_NUMBER", 1)});
+  PrinterSession session({.address = scripted.address()}, {});
+  ASSERT_TRUE(session.wait_until_connected(PrinterSession::Phase::kBeforeSheet));
+  EXPECT_EQ(session.identity(), "K9051234");
+}
+
 TEST_F(PrinterTest, PrinterThatNeverReportsItsMediaIsShownAsNotAnswering) {
-  const ScriptedPrinter scripted({ready_printer("6x4", 2)});
+  const ScriptedPrinter scripted({ready_printer("INFO  MEDIA", 2)});
   std::vector<Obstacle> shown;
   PrinterSession session({.address = scripted.address()},
                          {.wait =
