@@ -1,9 +1,11 @@
 // The backend with a stream of sheets and a printer that answers late, wrongly or not at all,
-// accepts bytes in pieces, and loses its connection or its power at any moment. The target has its
-// own clock, so that waiting takes no time.
+// accepts bytes in pieces, and loses its connection or its power at any moment. The job is stopped
+// or its process killed at any moment, and then it is printed again, before or after another job.
+// The target has its own clock, so that waiting takes no time.
 //
 // Invariants: the sheets that came out are the first ones of the stream, in order, each once; none
-// at or after an invalid one; and no question is sent inside a sheet.
+// at or after an invalid one; and no question is sent inside a sheet. A completed job prints
+// nothing when it is started again.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/types.h>
@@ -15,8 +17,12 @@
 #include <chrono>
 #include <cstdarg>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,6 +45,12 @@ constexpr char kPath[] = "/dev/null";
 constexpr int kBuffers = 2;
 // Every call advances the clock, so that no wait is endless.
 constexpr nanoseconds kCallTime{10000};
+
+constexpr nanoseconds kNever = nanoseconds::max();
+
+// Thrown by a call of the code under test to the system: the process ends there. All that still
+// happens is that its descriptors are closed.
+struct Killed {};
 
 // An event of the input, the most frequent first. After the end of the input there are none.
 enum class Event { kNone, kSilence, kGarbage, kCutReply, kFault, kPart, kBusy, kLost, kPowerCycle };
@@ -115,10 +127,19 @@ class FuzzedPrinter {
     if (pending_ && now_ >= printed_at_) {
       come_out();
     }
+    if (now_ >= kill_at_) {
+      kill_at_ = kNever;
+      throw Killed{};
+    }
   }
+
+  void kill_at(nanoseconds time) { kill_at_ = time; }
 
   [[nodiscard]] nanoseconds now() const { return now_; }
   [[nodiscard]] const std::vector<int>& printed() const { return printed_; }
+  [[nodiscard]] bool has_printed(int number) const {
+    return std::find(printed_.begin(), printed_.end(), number) != printed_.end();
+  }
   [[nodiscard]] bool has_given_a_wrong_serial() const { return serial_is_wrong_; }
 
  private:
@@ -149,10 +170,12 @@ class FuzzedPrinter {
   void answer(const std::string& group, const std::string& name) {
     const Event event = event_of_question();
     std::string reply = reply_to(group, name);
-    // The printer cannot be distinguished from another one then.
-    const bool is_wrong = event == Event::kGarbage || event == Event::kCutReply ||
-                          (event == Event::kSilence && !has_had_a_sheet_);
-    serial_is_wrong_ = serial_is_wrong_ || (name == "SERIAL_NUMBER" && is_wrong);
+    if (name == "SERIAL_NUMBER") {
+      silent_serials_ = event == Event::kSilence ? silent_serials_ + 1 : 0;
+      // The printer cannot be distinguished from another one then.
+      serial_is_wrong_ = serial_is_wrong_ || event == Event::kGarbage ||
+                         event == Event::kCutReply || silent_serials_ > 1;
+    }
     switch (event) {
       case Event::kLost:
       case Event::kPowerCycle:
@@ -205,7 +228,6 @@ class FuzzedPrinter {
   void take(const Sheet& sheet) {
     expect(!pending_, "a sheet is sent when the one before has come out");
     pending_ = true;
-    has_had_a_sheet_ = true;
     pending_number_ = sheet.plane[0][0];
     printed_at_ = now_ + milliseconds(100) * input_.byte();
     pass(nanoseconds(0));
@@ -222,20 +244,21 @@ class FuzzedPrinter {
   bool dead_ = false;
   bool hanging_up_ = false;
   bool serial_is_wrong_ = false;
-  bool has_had_a_sheet_ = false;
+  int silent_serials_ = 0;  // consecutive
   int fault_ = 0;
   int fault_left_ = 0;
   bool pending_ = false;
   int pending_number_ = 0;
   nanoseconds printed_at_{0};
   nanoseconds now_{0};
+  nanoseconds kill_at_ = kNever;
   std::vector<int> printed_;
 };
 
 // The target of the system calls of the code under test, while it runs.
 FuzzedPrinter* printer = nullptr;
 int printer_descriptor = -1;
-std::int64_t stop_at_ms = 0;
+nanoseconds stop_at = kNever;
 
 bool is_the_printer(int descriptor) {
   return printer != nullptr && descriptor == printer_descriptor;
@@ -251,7 +274,7 @@ int wait_for_request(pollfd* waits, nfds_t count, int timeout_ms) {
   if (readable) {
     waits[2].revents = POLLIN;
   }
-  waits[0].revents = printer->now() >= milliseconds(stop_at_ms) ? POLLHUP : 0;
+  waits[0].revents = printer->now() >= stop_at ? POLLHUP : 0;
   return waits[0].revents != 0 || readable ? 1 : 0;
 }
 
@@ -284,16 +307,97 @@ std::vector<int> numbers_in(const ParsedStream& parsed) {
   return numbers;
 }
 
-int run_job(const std::string& stream) {
+// The folder of the records, in memory where there is such a file system.
+class Folder {
+ public:
+  Folder() {
+    std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm/" : "/tmp/";
+    name += "k905_fuzz_XXXXXX";
+    path_ = mkdtemp(name.data());
+  }
+  ~Folder() { std::filesystem::remove_all(path_); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  void clear() const {
+    for (const auto& file : std::filesystem::directory_iterator(path_)) {
+      std::filesystem::remove(file);
+    }
+  }
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+constexpr int kJob = 7;
+constexpr int kOtherJob = 8;
+constexpr int kOtherSheet = 99;
+
+// The exit status of one process, nothing if it was killed.
+std::optional<int> run_job(FuzzedPrinter& fuzzed, const std::string& folder, int job,
+                           const std::string& stream) {
   using namespace k905;
   const Descriptor input(anonymous_file_with("stream", stream));
   backend::StopRequest stop(open("/dev/zero", O_RDONLY | O_CLOEXEC));
   backend::RecordFolder records;
+  expect(records.open(folder, -1, -1) == 0, "the folder of the records");
   const PrinterAddress device{.kind = PrinterAddress::Kind::kPath, .name = kPath, .port = ""};
   backend::SheetSource source(input.get(), 1);
-  backend::JobRunner runner({.identity = "fuzz", .ended = 0, .printer = {.address = device}},
-                            source, records, stop, nullptr);
-  return runner.run();
+  printer = &fuzzed;
+  std::optional<int> status;
+  try {
+    backend::JobRunner runner({.job = job,
+                               .identity = "fuzz " + std::to_string(job),
+                               .ended = 0,
+                               .printer = {.address = device}},
+                              source, records, stop, nullptr);
+    status = runner.run();
+  } catch (const Killed&) {
+  }
+  printer = nullptr;
+  expect(status != backend::kTryAgain || fuzzed.now() >= stop_at,
+         "nothing but a request ends a valid job");
+  return status;
+}
+
+// An interruption some time after now. False for none.
+bool plan_interruption(Input& input, FuzzedPrinter& fuzzed) {
+  const std::uint8_t byte = input.byte();
+  if (byte % 2 == 0) {
+    return false;
+  }
+  const nanoseconds time = fuzzed.now() + milliseconds(20) * input.below(10000);
+  if (byte % 4 == 1) {
+    stop_at = time;
+  } else {
+    fuzzed.kill_at(time);
+  }
+  return true;
+}
+
+constexpr int kMostInterruptions = 4;
+
+// The exit status of the job after all interruptions.
+int run_to_the_end(Input& input, FuzzedPrinter& fuzzed, const std::string& folder,
+                   const std::string& stream) {
+  for (int i = 0; i < kMostInterruptions && plan_interruption(input, fuzzed); ++i) {
+    const std::optional<int> status = run_job(fuzzed, folder, kJob, stream);
+    stop_at = kNever;
+    fuzzed.kill_at(kNever);
+    if (status && *status != k905::backend::kTryAgain) {
+      return *status;
+    }
+    if (input.byte() % 2 != 0 && !fuzzed.has_printed(kOtherSheet)) {
+      const std::vector<std::uint8_t> plane(6, kOtherSheet);
+      const auto other = run_job(fuzzed, folder, kOtherJob,
+                                 wire_sheet({.plane = {plane, plane, plane}, .matte = false}));
+      expect(fuzzed.has_given_a_wrong_serial() ||
+                 (other == k905::backend::kDone && fuzzed.has_printed(kOtherSheet)),
+             "the other job is printed");
+    }
+  }
+  return *run_job(fuzzed, folder, kJob, stream);
 }
 
 }  // namespace
@@ -393,30 +497,40 @@ std::chrono::steady_clock::time_point __wrap__ZNSt6chrono3_V212steady_clock3nowE
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace k905::backend;
+  static const Folder folder;
+  folder.clear();
   Input input(data, size);
   const std::string stream = stream_of(input);
   const ParsedStream parsed =
       parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
   const std::vector<int> valid = numbers_in(parsed);
-  const bool is_stopped = input.byte() % 2 != 0;
-  stop_at_ms = is_stopped ? static_cast<std::int64_t>(20 * input.below(10000)) : 3600000;
 
   FuzzedPrinter fuzzed(input);
-  printer = &fuzzed;
-  const int status = run_job(stream);
-  printer = nullptr;
+  const int status = run_to_the_end(input, fuzzed, folder.path(), stream);
 
-  const std::vector<int>& printed = fuzzed.printed();
+  std::vector<int> printed = fuzzed.printed();
+  const auto others = std::erase(printed, kOtherSheet);
+  expect(others <= 1, "the sheet of the other job comes out once");
+  // If the printer counted the sheet of another job as a printer with another serial number, the
+  // counter is no evidence.
+  if (others == 0 || !fuzzed.has_given_a_wrong_serial()) {
+    expect(
+        printed.size() <= valid.size() && std::equal(printed.begin(), printed.end(), valid.begin()),
+        "the first sheets come out in order, each once");
+  }
   expect(
-      printed.size() <= valid.size() && std::equal(printed.begin(), printed.end(), valid.begin()),
-      "the first sheets come out in order, each once");
-  expect(status == kDone || status == kHoldJob || status == kTryAgain, "a status of the table");
-  expect(status != kDone || (printed == valid && !parsed.error),
-         "all sheets of a job that is done");
-  expect(
-      status != kHoldJob || fuzzed.has_given_a_wrong_serial() || (parsed.error && printed == valid),
-      "only an invalid stream holds the job, and what is before the damage comes out");
-  expect(status != kTryAgain || fuzzed.now() >= milliseconds(stop_at_ms),
-         "nothing but a request ends a valid job");
+      std::adjacent_find(printed.begin(), printed.end(), std::greater_equal<>()) == printed.end(),
+      "no sheet comes out twice or after a later one");
+  expect(status == kDone || status == kHoldJob, "a status of the table");
+  const bool is_complete = printed == valid || fuzzed.has_given_a_wrong_serial();
+  expect(status != kDone || (is_complete && !parsed.error), "all sheets of a job that is done");
+  expect(status != kHoldJob || fuzzed.has_given_a_wrong_serial() || (parsed.error && is_complete),
+         "only an invalid stream holds the job, and what is before the damage comes out");
+  if (status == kDone) {
+    const std::size_t count = fuzzed.printed().size();
+    expect(
+        run_job(fuzzed, folder.path(), kJob, stream) == kDone && fuzzed.printed().size() == count,
+        "a completed job prints nothing when it is started again");
+  }
   return 0;
 }
