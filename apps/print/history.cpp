@@ -71,14 +71,16 @@ std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet, int copi
   for (const std::string& name : possible_names(sheet)) {
     PhotoFile photo;
     std::string problem;
-    const PhotoRead result = photo.read(sheet.folder + "/" + name, problem);
+    const std::string path = sheet.folder + "/" + name;
+    const PhotoRead result = photo.read(path, problem);
     if (result == PhotoRead::complete && photo.content() == sheet.content) {
       sheet.name = name;
       ledger.order(sheet.folder, sheet.name, sheet.content, nullptr, copies);
       return sheet;
     }
     if (result == PhotoRead::failed) {
-      error = sheet.folder + "/" + name + ": " + problem;
+      error = path;
+      error += ": " + problem;
     }
   }
   return std::nullopt;
