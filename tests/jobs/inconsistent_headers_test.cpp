@@ -4,7 +4,7 @@
 // Headers that do not change the length of a page are compared with the reference, which reads the
 // same headers. The others make the following bytes unreadable for any reader, or need more memory
 // than the reference, which stores complete planes, can allocate: for these the job must end
-// normally and all sheets must be complete. K905_LIE_SEED selects other random values.
+// normally and all sheets must be complete. K905_HEADER_SEED selects other random values.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -47,38 +47,38 @@ std::vector<Field> every_field() {
   return fields;
 }
 
-constexpr std::array kFieldsOfTheLength = {
+constexpr std::array kLengthFields = {
     offsetof(Header, cupsWidth),        offsetof(Header, cupsHeight),
     offsetof(Header, cupsBitsPerPixel), offsetof(Header, cupsBytesPerLine),
     offsetof(Header, cupsColorOrder),   offsetof(Header, cupsNumColors)};
 
-bool says_the_length(const Field& field) {
-  return std::find(kFieldsOfTheLength.begin(), kFieldsOfTheLength.end(), field.offset) !=
-         kFieldsOfTheLength.end();
+bool sets_length(const Field& field) {
+  return std::find(kLengthFields.begin(), kLengthFields.end(), field.offset) != kLengthFields.end();
 }
 
-std::vector<Field> fields_of_the_length(bool wanted) {
+std::vector<Field> fields_that_set_length(bool wanted) {
   std::vector<Field> fields = every_field();
   fields.erase(
       std::remove_if(fields.begin(), fields.end(),
-                     [wanted](const Field& field) { return says_the_length(field) != wanted; }),
+                     [wanted](const Field& field) { return sets_length(field) != wanted; }),
       fields.end());
   return fields;
 }
 
 // ---- the inconsistencies ----
 
-enum class Lie { kNothing, kOne, kMost, kAnything };
-constexpr std::array kLies = {Lie::kNothing, Lie::kOne, Lie::kMost, Lie::kAnything};
+enum class FieldValue { kZero, kOne, kAllOnes, kRandom };
+constexpr std::array kFieldValues = {FieldValue::kZero, FieldValue::kOne, FieldValue::kAllOnes,
+                                     FieldValue::kRandom};
 
 // A text as long as its field has no terminating NUL.
-void tell(Header& header, const Field& field, Lie lie, std::mt19937& random) {
+void overwrite(Header& header, const Field& field, FieldValue value, std::mt19937& random) {
   std::array<unsigned char, kText> bytes{};
-  if (lie == Lie::kOne) {
+  if (value == FieldValue::kOne) {
     bytes[0] = 1;
-  } else if (lie == Lie::kMost) {
+  } else if (value == FieldValue::kAllOnes) {
     bytes.fill(0xFF);
-  } else if (lie == Lie::kAnything) {
+  } else if (value == FieldValue::kRandom) {
     std::generate(bytes.begin(), bytes.end(),
                   [&random] { return static_cast<unsigned char>(random()); });
   }
@@ -86,7 +86,7 @@ void tell(Header& header, const Field& field, Lie lie, std::mt19937& random) {
 }
 
 std::mt19937 random_for(std::size_t group) {
-  const char* seed = std::getenv("K905_LIE_SEED");
+  const char* seed = std::getenv("K905_HEADER_SEED");
   return std::mt19937(static_cast<unsigned>(
       group + 1000 * (seed != nullptr ? std::strtoul(seed, nullptr, 10) : 1)));
 }
@@ -105,11 +105,11 @@ RasterPage small_page(std::mt19937& random) {
 constexpr std::size_t kFieldsAtOnce = 10;
 
 // By default a field that is only listed in the log gets one kind of inconsistency; with
-// K905_LIE_SEED set, or if the image may depend on the field, it gets all four.
-bool lies_today(std::size_t index, const Field& field, Lie lie) {
+// K905_HEADER_SEED set, or if the image may depend on the field, it gets all four.
+bool is_tested(std::size_t index, const Field& field, FieldValue value) {
   const bool matters = field.size == kNumber && field.offset < offsetof(Header, cupsInteger);
-  return matters || std::getenv("K905_LIE_SEED") != nullptr ||
-         index % kLies.size() == static_cast<std::size_t>(lie);
+  return matters || std::getenv("K905_HEADER_SEED") != nullptr ||
+         index % kFieldValues.size() == static_cast<std::size_t>(value);
 }
 
 class InconsistentHeaders : public ::testing::TestWithParam<std::size_t> {};
@@ -117,14 +117,14 @@ class InconsistentHeaders : public ::testing::TestWithParam<std::size_t> {};
 // Each inconsistency has its own page; a valid page follows them.
 TEST_P(InconsistentHeaders, AreHandledAsTheReferenceHandlesThem) {
   std::mt19937 random = random_for(GetParam());
-  const std::vector<Field> fields = fields_of_the_length(false);
+  const std::vector<Field> fields = fields_that_set_length(false);
   const std::size_t end = std::min(fields.size(), (GetParam() + 1) * kFieldsAtOnce);
-  for (const Lie lie : kLies) {
+  for (const FieldValue value : kFieldValues) {
     std::vector<RasterPage> pages;
     for (std::size_t i = GetParam() * kFieldsAtOnce; i < end; ++i) {
-      if (lies_today(i, fields[i], lie)) {
+      if (is_tested(i, fields[i], value)) {
         pages.push_back(small_page(random));
-        tell(pages.back().header, fields[i], lie, random);
+        overwrite(pages.back().header, fields[i], value, random);
       }
     }
     pages.push_back(small_page(random));
@@ -135,14 +135,14 @@ TEST_P(InconsistentHeaders, AreHandledAsTheReferenceHandlesThem) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Jobs, InconsistentHeaders,
-                         ::testing::Range(std::size_t{0},
-                                          (fields_of_the_length(false).size() + kFieldsAtOnce - 1) /
-                                              kFieldsAtOnce));
+                         ::testing::Range(std::size_t{0}, (fields_that_set_length(false).size() +
+                                                           kFieldsAtOnce - 1) /
+                                                              kFieldsAtOnce));
 
 // ---- fields that change the length ----
 
 // The job ends with exit status 0, complete sheets and its last log line.
-void expect_good_end(const std::string& input) {
+void expect_clean_end(const std::string& input) {
   ChildSetup setup;
   setup.program = filter_program();
   setup.arguments = {"K905", "17", "me", "holiday", "1", ""};
@@ -159,33 +159,34 @@ void expect_good_end(const std::string& input) {
 }
 
 TEST(InconsistentLengths, EndTheJobCleanlyWhereverTheyAre) {
-  const std::vector<Field> fields = fields_of_the_length(true);
-  ASSERT_EQ(fields.size(), kFieldsOfTheLength.size());
+  const std::vector<Field> fields = fields_that_set_length(true);
+  ASSERT_EQ(fields.size(), kLengthFields.size());
   std::mt19937 random = random_for(100);
   for (const Field& field : fields) {
-    for (const Lie lie : kLies) {
-      SCOPED_TRACE("byte " + std::to_string(field.offset) + ", lie " +
-                   std::to_string(static_cast<int>(lie)));
+    for (const FieldValue value : kFieldValues) {
+      SCOPED_TRACE("byte " + std::to_string(field.offset) + ", value " +
+                   std::to_string(static_cast<int>(value)));
       RasterPage wrong = small_page(random);
-      tell(wrong.header, field, lie, random);
-      expect_good_end(raw_raster_stream({small_page(random), wrong, small_page(random)}));
+      overwrite(wrong.header, field, value, random);
+      expect_clean_end(raw_raster_stream({small_page(random), wrong, small_page(random)}));
       // Alone, and followed by the lines of several pages.
       const RasterPage page = small_page(random);
-      expect_good_end(raw_raster_stream({wrong, page, page, page}));
+      expect_clean_end(raw_raster_stream({wrong, page, page, page}));
     }
   }
 }
 
 TEST(InconsistentLengths, SeveralAtOnceEndTheJobCleanly) {
-  const std::vector<Field> fields = fields_of_the_length(true);
+  const std::vector<Field> fields = fields_that_set_length(true);
   std::mt19937 random = random_for(200);
   for (int i = 0; i < 60; ++i) {
     SCOPED_TRACE("draw " + std::to_string(i));
     RasterPage wrong = small_page(random);
     for (unsigned count = 2 + random() % 2; count > 0; --count) {
-      tell(wrong.header, fields[random() % fields.size()], kLies[random() % kLies.size()], random);
+      overwrite(wrong.header, fields[random() % fields.size()],
+                kFieldValues[random() % kFieldValues.size()], random);
     }
-    expect_good_end(raw_raster_stream({wrong, small_page(random), small_page(random)}));
+    expect_clean_end(raw_raster_stream({wrong, small_page(random), small_page(random)}));
   }
 }
 
