@@ -39,7 +39,7 @@ class Run:
             restore_signals=False,  # with SIGXFSZ ignored, a file that is too large is an error
             env={"DEVICE_URI": uri, "CUPS_CACHEDIR": str(cache)})
 
-    def said(self):
+    def log_lines(self):
         self.messages.seek(0)
         return self.messages.read().splitlines()
 
@@ -114,7 +114,7 @@ class Backend(unittest.TestCase):
         while not condition():
             if time.monotonic() > until:
                 raise AssertionError(f"waited {seconds} s for {what}\n" +
-                                     "\n".join(self.runs[-1].said()))
+                                     "\n".join(self.runs[-1].log_lines()))
             time.sleep(0.02)
 
     def assert_printed(self, numbers, torn=0):
@@ -126,7 +126,7 @@ class Backend(unittest.TestCase):
 class WholeJobs(Backend):
     def test_every_sheet_is_sent_once_in_order(self):
         run = self.start(numbered_sheets.job(5))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3, 4, 5])
         records = list((self.cache / "k905").glob("job-*"))
         self.assertEqual(len(records), 1)
@@ -138,7 +138,7 @@ class WholeJobs(Backend):
         with self.stream(numbered_sheets.job(3)) as stream:
             run = Run(f"k905:{self.sim.device}?settle=1", stream, self.cache)
         self.runs.append(run)
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3])
 
     def test_sheets_of_every_kind_arrive_as_they_were_read(self):
@@ -148,7 +148,7 @@ class WholeJobs(Backend):
             numbered_sheets.block("CNTRL", "CUTTER", 8) + b"00000120")
         job = numbered_sheets.sheet(1, 1, 1) + matte + numbered_sheets.sheet(2, 1920, 1240)
         run = self.start(job)
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assertEqual(self.sim.looks(), undisturbed(BUILD / "k905-sim", job, SimulatedPrinter.looks))
 
     def test_a_file_is_printed_as_often_as_there_are_copies(self):
@@ -168,7 +168,7 @@ class WholeJobs(Backend):
         self.assertEqual(run.wait(), HOLD)
         self.assert_printed([1])
         self.assertTrue(any(line.startswith("ERROR: Invalid print data, sheet 2 and what follows")
-                            for line in run.said()), run.said())
+                            for line in run.log_lines()), run.log_lines())
 
     def test_nothing_of_a_sheet_is_sent_when_the_stream_ends_inside_it(self):
         run = self.start(numbered_sheets.job(3)[:-1])
@@ -206,14 +206,14 @@ class Waiting(Backend):
     def test_a_printer_out_of_paper_gets_the_rest_after_new_media(self):
         self.sim.set(remaining=2)
         run = self.start(numbered_sheets.job(5))
-        self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the reason")
+        self.wait_until(lambda: "STATE: +media-empty-error" in run.log_lines(), "the reason")
         self.assert_printed([1, 2])
         self.sim.set(remaining=400)
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3, 4, 5])
-        said = run.said()
-        self.assertLess(said.index("STATE: +media-empty-error"),
-                        said.index("STATE: -media-empty-error"))
+        lines = run.log_lines()
+        self.assertLess(lines.index("STATE: +media-empty-error"),
+                        lines.index("STATE: -media-empty-error"))
 
     def test_nothing_is_sent_while_no_buffer_is_free(self):
         self.sim.set(free_buffers=0)
@@ -221,7 +221,7 @@ class Waiting(Backend):
         self.sim.wait_for_questions("FREE_PBUFFER", 3)
         self.assert_printed([])
         self.sim.set(free_buffers=1)
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1])
 
     def test_every_condition_is_shown_and_taken_back(self):
@@ -234,33 +234,33 @@ class Waiting(Backend):
                 self.wait_until(lambda: f"STATE: +{keyword}" in run.said(), keyword)
                 before = len(self.sim.numbers())
                 self.sim.set(status=0)
-                self.assertEqual(run.wait(), DONE, run.said())
+                self.assertEqual(run.wait(), DONE, run.log_lines())
                 self.assertEqual(len(self.sim.numbers()), before + 1)
-                self.assertIn(f"STATE: -{keyword}", run.said())
+                self.assertIn(f"STATE: -{keyword}", run.log_lines())
 
     def test_a_job_waits_for_a_printer_that_is_not_there(self):
         self.sim.command("unplug")
         run = self.start(numbered_sheets.job(2))
-        self.wait_until(lambda: "STATE: +offline-report" in run.said(), "the reason")
+        self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the reason")
         self.sim.command("plug")
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2])
 
     def test_a_sheet_waits_for_the_media_it_needs(self):
         self.sim.set(media="6x4")
         run = self.start(numbered_sheets.sheet(1, 1920, 1240) + numbered_sheets.sheet(2, 1920, 2436))
-        self.wait_until(lambda: "STATE: +media-needed-error" in run.said(), "the reason")
-        self.assertIn("WARNING: The sheet needs 6x8 media, 6x4 is loaded", run.said())
+        self.wait_until(lambda: "STATE: +media-needed-error" in run.log_lines(), "the reason")
+        self.assertIn("WARNING: The sheet needs 6x8 media, 6x4 is loaded", run.log_lines())
         self.assert_printed([1])
         self.sim.set(media="6x8")
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2])
-        self.assertEqual(run.said().count("STATE: +media-needed-error"), 1)
+        self.assertEqual(run.log_lines().count("STATE: +media-needed-error"), 1)
 
     def test_the_check_of_the_media_can_be_turned_off(self):
         self.sim.set(media="6x4")
         run = self.start(numbered_sheets.sheet(1, 1920, 2436), options="&check-media=no")
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1])
 
     def test_nothing_is_sent_while_somebody_elses_sheet_is_printed(self):
@@ -269,16 +269,16 @@ class Waiting(Backend):
         self.sim.wait_for_questions("STATUS", 4)
         self.assert_printed([])
         self.sim.set(status=0)
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1])
 
     def test_sigterm_ends_a_job_that_waits(self):
         self.sim.set(status=1000)
         run = self.start(numbered_sheets.job(2))
-        self.wait_until(lambda: "STATE: +cover-open-error" in run.said(), "the reason")
+        self.wait_until(lambda: "STATE: +cover-open-error" in run.log_lines(), "the reason")
         run.process.send_signal(signal.SIGTERM)
         self.assertEqual(run.wait(), TRY_AGAIN)
-        self.assertIn("STATE: -cover-open-error", run.said())
+        self.assertIn("STATE: -cover-open-error", run.log_lines())
         self.assert_printed([])
 
 
@@ -297,7 +297,7 @@ class Interruptions(Backend):
                 self.assertEqual(run.wait(), TRY_AGAIN)
                 self.assertEqual(self.sim.numbers()[done:], [1, 2])
                 run = self.start(numbered_sheets.job(3), uuid=uuid)
-                self.assertEqual(run.wait(), DONE, run.said())
+                self.assertEqual(run.wait(), DONE, run.log_lines())
                 self.assertEqual(self.sim.numbers()[done:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 4)
 
@@ -314,7 +314,7 @@ class Interruptions(Backend):
                 # At once, as after a restart of the scheduler.
                 run = self.start(numbered_sheets.job(3), uuid=uuid)
                 self.sim.command("continue")
-                self.assertEqual(run.wait(), DONE, run.said())
+                self.assertEqual(run.wait(), DONE, run.log_lines())
                 self.assertEqual(self.sim.numbers()[done:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 4)
 
@@ -326,18 +326,18 @@ class Interruptions(Backend):
         self.sim.command("continue")
         self.assertEqual(run.wait(), TRY_AGAIN)
         run = self.start(numbered_sheets.job(3))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3], torn=1)
 
     def test_a_sheet_that_came_out_before_the_end_of_the_machine_is_not_sent_again(self):
         self.sim.command("unplug after 2")
         run = self.start(numbered_sheets.job(3))
-        self.wait_until(lambda: "STATE: +offline-report" in run.said(), "the lost line")
+        self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the lost line")
         os.kill(run.worker(), signal.SIGKILL)
         self.assertEqual(run.wait(), TRY_AGAIN)
         self.sim.command("plug")
         run = self.start(numbered_sheets.job(3))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3])
 
     def another_printer(self):
@@ -434,20 +434,20 @@ class Interruptions(Backend):
         run.process.kill()
         run = self.start_on(other, numbered_sheets.job(3))
         self.sim.command("continue")
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assertEqual(other.numbers(), [3])
         self.assert_printed([1, 2])
 
     def test_a_process_that_is_killed_between_two_sheets_has_recorded_those_before(self):
         self.sim.set(remaining=2)
         run = self.start(numbered_sheets.job(4))
-        self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the reason")
+        self.wait_until(lambda: "STATE: +media-empty-error" in run.log_lines(), "the reason")
         os.kill(run.worker(), signal.SIGKILL)
         self.assertEqual(run.wait(), TRY_AGAIN)
         # A printer whose life counter does not show whether the sheet was printed.
         self.sim.set(remaining=400, serial="OTHER")
         run = self.start(numbered_sheets.job(4))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3, 4])
 
     def test_another_job_after_the_interruption_does_not_decide_for_the_first(self):
@@ -458,9 +458,9 @@ class Interruptions(Backend):
         self.sim.command("continue")
         self.assertEqual(run.wait(), TRY_AGAIN)
         other = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
-        self.assertEqual(other.wait(), DONE, other.said())
+        self.assertEqual(other.wait(), DONE, other.log_lines())
         run = self.start(numbered_sheets.job(3))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 99, 2, 3], torn=1)
 
     def test_a_new_job_with_an_old_number_starts_at_its_first_sheet(self):
@@ -472,7 +472,7 @@ class Interruptions(Backend):
         self.sim.command("continue")
         self.assertEqual(run.wait(), TRY_AGAIN)
         run = self.start(numbered_sheets.job(2), uuid="urn:uuid:2")
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 1, 2])
 
 
@@ -512,7 +512,7 @@ class LostLines(Backend):
     def test_a_line_cut_after_a_sheet_does_not_send_it_again(self):
         self.sim.command("disconnect after 2")
         run = self.start(numbered_sheets.job(3))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3])
 
 
@@ -521,7 +521,7 @@ class Rights(Backend):
     def test_both_processes_give_up_root(self):
         self.sim.set(status=1000)
         run = self.start(numbered_sheets.sheet(1))
-        self.wait_until(lambda: "STATE: +cover-open-error" in run.said(), "the reason")
+        self.wait_until(lambda: "STATE: +cover-open-error" in run.log_lines(), "the reason")
         for process in (run.process.pid, run.worker()):
             status = pathlib.Path(f"/proc/{process}/status").read_text()
             for name in ("Uid", "Gid"):
@@ -535,7 +535,7 @@ class Rights(Backend):
         victim.mkdir()
         (self.cache / "k905").symlink_to(victim)
         run = self.start(numbered_sheets.sheet(1))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assertEqual(list(victim.iterdir()), [])
         self.assertEqual(victim.stat().st_uid, 0)
 

@@ -327,9 +327,9 @@ class Shown(ThroughCups):
         for code, keyword, sentence in table:
             self.sim.set(status=code)
             self.cups.wait_for(lambda: self.shown() == ({keyword}, sentence), f"{code}: {sentence}")
-            said = self.reasons()
-            self.assertIn(f"\t{sentence}\n", said)
-            self.assertRegex(said, rf"\n\tAlerts:.*\b{keyword}\b")
+            reasons = self.reasons()
+            self.assertIn(f"\t{sentence}\n", reasons)
+            self.assertRegex(reasons, rf"\n\tAlerts:.*\b{keyword}\b")
         self.assert_printed([])
         self.sim.set(status=1)
         self.cups.wait_for(lambda: not self.shown()[0], "no reason while it prints")
@@ -349,10 +349,10 @@ class Shown(ThroughCups):
         job = self.submit()
         self.cups.wait_for(lambda: "Paper End" in self.reasons(), "the reason")
         asked = self.sim.count("^question Version")  # which only k905-status asks
-        said = self.status("booth")
-        self.assertEqual(said.returncode, 1)
-        self.assertTrue(said.stdout.startswith(
-            "booth: needs attention, Paper End, as queue booth last saw it while printing\n"), said.stdout)
+        result = self.status("booth")
+        self.assertEqual(result.returncode, 1)
+        self.assertTrue(result.stdout.startswith(
+            "booth: needs attention, Paper End, as queue booth last saw it while printing\n"), result.stdout)
         address = f"127.0.0.1:{self.sim.port}"
         seen = json.loads(self.status("--json", address).stdout)
         self.assertEqual((seen["state"], seen["status_code"], seen["serial_number"],
@@ -371,11 +371,11 @@ class Shown(ThroughCups):
 
     def test_k905_status_shows_a_busy_printer_while_the_first_sheet_is_sent(self):
         job = self.submit_and_hold(1)
-        said = self.status("booth")
+        result = self.status("booth")
         self.sim.command("continue")
         self.assert_completed(job)
-        self.assertTrue(said.stdout.startswith("booth: busy, Idling, as queue booth last saw it"), said.stdout)
-        self.assertEqual(said.returncode, 0)
+        self.assertTrue(result.stdout.startswith("booth: busy, Idling, as queue booth last saw it"), result.stdout)
+        self.assertEqual(result.returncode, 0)
 
     def test_k905_status_shows_a_printer_that_is_unplugged_between_two_jobs(self):
         self.assert_completed(self.submit())

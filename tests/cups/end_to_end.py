@@ -130,9 +130,9 @@ class ThroughCups(unittest.TestCase):
         return job
 
     def stream(self, path, places=()):
-        said = subprocess.run([self.probe, "sheets", path, *places], check=True,
-                              capture_output=True, text=True).stdout
-        found = json.loads(said)
+        output = subprocess.run([self.probe, "sheets", path, *places], check=True,
+                                capture_output=True, text=True).stdout
+        found = json.loads(output)
         self.assertIsNone(found["error"], "the stream is broken")
         self.assertEqual(sum(sheet["size"] for sheet in found["sheets"]), found["bytes"],
                          "there are bytes between the sheets or after them")

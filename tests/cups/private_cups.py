@@ -253,8 +253,8 @@ class PrivateCups:
         command = ["lp", "-d", queue, "-t", title, "-n", copies]
         for option in options:
             command += ["-o", option]
-        said = self.run(*command, "--", *files).stdout
-        return int(re.search(r"request id is .*-(\d+) ", said).group(1))
+        output = self.run(*command, "--", *files).stdout
+        return int(re.search(r"request id is .*-(\d+) ", output).group(1))
 
     def submit_ipp(self, queue, file, document_format, *attributes, kind="printers"):
         """Prints as a client that does not use PPD files. `attributes` in the syntax of ipptool."""
@@ -267,8 +267,8 @@ class PrivateCups:
             "".join(f"ATTR {attribute}\n" for attribute in attributes) +
             "FILE $filename\nSTATUS successful-ok\nDISPLAY job-id\n}\n")
         host = urllib.parse.quote(str(self.socket), safe="")
-        said = self.run("ipptool", "-tv", "-f", file, f"ipp://{host}/{kind}/{queue}", test).stdout
-        return int(re.search(r"job-id \(integer\) = (\d+)", said).group(1))
+        output = self.run("ipptool", "-tv", "-f", file, f"ipp://{host}/{kind}/{queue}", test).stdout
+        return int(re.search(r"job-id \(integer\) = (\d+)", output).group(1))
 
     def job_state(self, job):
         """The attributes of the job as the scheduler reports them."""

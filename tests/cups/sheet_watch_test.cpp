@@ -13,9 +13,9 @@ constexpr char kEnd[] = "K905-1: Single page printed successfully (print call #1
 constexpr char kSheetSent[] = "ATTR: job-media-progress=100\nPAGE: 1 1\n";
 
 std::string after_all(SheetWatch& watch, std::initializer_list<const char*> lines) {
-  std::string said;
-  for (const char* line : lines) said += watch.after(line);
-  return said;
+  std::string messages;
+  for (const char* line : lines) messages += watch.after(line);
+  return messages;
 }
 
 TEST(SheetWatch, CountsASheetWhenTheFilterHasSentIt) {
@@ -91,7 +91,7 @@ TEST(SheetWatch, AnEndWithoutABeginningIsNoSheet) {
   SheetWatch watch;
   EXPECT_EQ(watch.after(kEnd), "");
   EXPECT_EQ(after_all(watch, {kBegin, kEnd}), kSheetSent);
-  EXPECT_EQ(watch.after(kEnd), "") << "said twice";
+  EXPECT_EQ(watch.after(kEnd), "") << "reported twice";
 }
 
 TEST(OneLine, TurnsControlCharactersIntoBlanks) {

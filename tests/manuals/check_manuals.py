@@ -17,9 +17,9 @@ OF_NO_CONCERN = re.compile(r"referenced manual not found|outdated mandoc\.db|can
 
 
 def lint_messages(page):
-    said = subprocess.run(["mandoc", "-T", "lint", "-W", "style", str(page)], text=True,
-                          capture_output=True, check=False)
-    return [line for line in (said.stdout + said.stderr).splitlines()
+    result = subprocess.run(["mandoc", "-T", "lint", "-W", "style", str(page)], text=True,
+                            capture_output=True, check=False)
+    return [line for line in (result.stdout + result.stderr).splitlines()
             if not OF_NO_CONCERN.search(line)]
 
 

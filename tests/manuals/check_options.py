@@ -54,11 +54,11 @@ def completed(*words, before=""):
         # File names that match the papers, if a careless expansion treats them as patterns.
         for name in ("6x2-2", "6x2x4"):
             (pathlib.Path(folder) / name).touch()
-        said = subprocess.run(["bash", "-u", "-c", script], text=True, cwd=folder, check=True,
-                              capture_output=True, env=os.environ | {"PATH": path_with(BUILD)})
-    assert not said.stderr, said.stderr
+        result = subprocess.run(["bash", "-u", "-c", script], text=True, cwd=folder, check=True,
+                                capture_output=True, env=os.environ | {"PATH": path_with(BUILD)})
+    assert not result.stderr, result.stderr
     # As the shell parses them when the command runs.
-    return set(shlex.split(said.stdout))
+    return set(shlex.split(result.stdout))
 
 
 def path_with(folder):
@@ -230,9 +230,9 @@ class Completion(unittest.TestCase):
         self.assertEqual(completed("k905-preview", "--proof", ""), set())
 
     def test_every_program_is_completed(self):
-        said = subprocess.run(["bash", "-c", "source apps/completion/k905.bash; complete -p"],
-                              cwd=SOURCE, text=True, capture_output=True, check=True)
-        self.assertEqual(set(re.findall(r"-F _k905 (\S+)", said.stdout)), set(PROGRAMS))
+        result = subprocess.run(["bash", "-c", "source apps/completion/k905.bash; complete -p"],
+                                cwd=SOURCE, text=True, capture_output=True, check=True)
+        self.assertEqual(set(re.findall(r"-F _k905 (\S+)", result.stdout)), set(PROGRAMS))
 
 
 if __name__ == "__main__":

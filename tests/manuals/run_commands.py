@@ -66,8 +66,8 @@ def session(text, device):
             commands.append(f"{command} >session.log &\nuntil [ -s session.log ]; do sleep 0.1; done\n"
                             "device=$(head -n 1 session.log)\n")
         else:
-            commands.append(f"said=$({command})\n"
-                            f"diff <(echo {wanted}) <(echo \"$said\" | tr -d '\\r')\n")
+            commands.append(f"output=$({command})\n"
+                            f"diff <(echo {wanted}) <(echo \"$output\" | tr -d '\\r')\n")
     return "".join(commands), device
 
 

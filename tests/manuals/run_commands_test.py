@@ -66,8 +66,8 @@ class Commands(unittest.TestCase):
         (_, sound), (_, stale) = run_commands.blocks(
             "```console\n$ k905-sim --remaining 3\n/dev/pts/5\n\n$ echo \" it's /dev/pts/5\"\n"
             " it's /dev/pts/5\n```\n```console\n$ echo /dev/pts/5\n/dev/pts/6\n```\n")
-        said = self.run_in_scratch(sound)
-        self.assertEqual(said.returncode, 0, said.stdout)
+        result = self.run_in_scratch(sound)
+        self.assertEqual(result.returncode, 0, result.stdout)
         self.assertNotEqual(self.run_in_scratch(sound + stale).returncode, 0)
 
     def test_the_profile_is_one_and_not_of_a_screen_alone(self):

@@ -362,19 +362,19 @@ class Alone(unittest.TestCase):
     def test_every_program_finds_its_libraries(self):
         for program in [*self.root.glob("usr/bin/k905-*"), *self.root.glob("usr/lib/cups/filter/*")]:
             if program.read_bytes()[:4] == b"\x7fELF":
-                said = self.run_alone("/" + str(program.relative_to(self.root)), "--version")
-                self.assertNotIn("shared librar", said.stderr, program.name)
-                self.assertIn(said.returncode, (0, 1), f"{program.name}: {said.stderr}")
+                result = self.run_alone("/" + str(program.relative_to(self.root)), "--version")
+                self.assertNotIn("shared librar", result.stderr, program.name)
+                self.assertIn(result.returncode, (0, 1), f"{program.name}: {result.stderr}")
 
     def test_a_photo_becomes_a_sheet(self):
         artwork.png(self.root / "photo.png", 1800, 1200)
         for command in (("k905-print", "--to", "job.prn", "photo.png"),
                         ("k905-preview", "--contact", "sheets.png", "job.prn"),
                         ("k905-raster", "-o", "page.ras", "photo.png")):
-            said = self.run_alone(*command)
-            self.assertEqual(said.returncode, 0, said.stderr)
-        said = self.run_alone("k905-status", "/nowhere")
-        self.assertEqual((said.returncode, said.stdout),
+            result = self.run_alone(*command)
+            self.assertEqual(result.returncode, 0, result.stderr)
+        result = self.run_alone("k905-status", "/nowhere")
+        self.assertEqual((result.returncode, result.stdout),
                          (2, "/nowhere: not reachable, No such file or directory\n"))
 
     def test_a_missing_program_is_to_be_installed_the_way_it_came(self):
@@ -396,8 +396,8 @@ class Removal(unittest.TestCase):
             dpkg(root, "-i", *files())
             self.assertTrue((root / "usr/lib/cups/filter/rastertok905").is_file())
             (root / "var/lib/k905-watch").mkdir()  # as the service makes it
-            said = dpkg(root, "--purge", *NAMES)
-            self.assertIn("/var/lib/k905-watch stays", said)
+            output = dpkg(root, "--purge", *NAMES)
+            self.assertIn("/var/lib/k905-watch stays", output)
             left = [path for path in root.rglob("*")
                     if not path.is_relative_to(root / "var") and path != root / "var"]
             self.assertEqual(left, [])
@@ -469,8 +469,8 @@ class Upgrade(unittest.TestCase):
                 self.assertEqual(cups.finished(job)["job-state"], ipp.COMPLETED)
                 self.assertEqual(len(printer.printed(cups, 1)), 1)
                 self.assertTrue((cups.root / "cache/k905").is_dir())
-                said = dpkg(cups.root, "--purge", *NAMES, cups=cups)
-                self.assertIn("the queue photo stays", said)
+                output = dpkg(cups.root, "--purge", *NAMES, cups=cups)
+                self.assertIn("the queue photo stays", output)
                 self.assertIn("photo", cups.run("lpstat", "-e").stdout)
                 self.assertFalse((cups.root / "cache/k905").exists())
 

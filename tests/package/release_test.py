@@ -209,16 +209,16 @@ class AccessRules(unittest.TestCase):
         self.lay_out(root)
         image = folder / "image"
         call("sh", "-euc", 'cd "$1" && find . | busybox cpio -o -H newc >"$2"', "sh", root, image)
-        said = call("qemu-system-x86_64", "-m", "2048", "-nographic", "-no-reboot", "-kernel", kernels[-1], "-initrd", image,
-                    "-append", "console=ttyS0 quiet no_timer_check security=apparmor panic=-1 rdinit=/init", timeout=3000,
-                    stdin=subprocess.DEVNULL)
-        before, _, after = said.partition("RESULT end of valid jobs")
+        output = call("qemu-system-x86_64", "-m", "2048", "-nographic", "-no-reboot", "-kernel", kernels[-1], "-initrd", image,
+                      "-append", "console=ttyS0 quiet no_timer_check security=apparmor panic=-1 rdinit=/init", timeout=3000,
+                      stdin=subprocess.DEVNULL)
+        before, _, after = output.partition("RESULT end of valid jobs")
         self.assertEqual(re.findall(r".*DENIED.*", before), [])
         for wanted in ("k905-print prints", "phototok905 prints"):
-            self.assertIn(f"RESULT {wanted}", before, said)
+            self.assertIn(f"RESULT {wanted}", before, output)
         for wanted in ("phototok905 reads no other files", "k905-print starts no other programs",
                        "its decoder writes no files"):
-            self.assertIn(f"RESULT {wanted}", after, said)
+            self.assertIn(f"RESULT {wanted}", after, output)
 
     def lay_out(self, root):
         for place in ("sys", "tmp", "srv", "etc/cups/ppd", "var/spool/cups/tmp", "usr/sbin"):

@@ -101,7 +101,7 @@ TEST_P(PrintStopped, AtAnyMomentLeavesWholeSheets) {
     const std::size_t sheets = printer.read_sheets();
     const int status = program.wait();
     EXPECT_GE(sheets, 1U);
-    EXPECT_EQ(status, sheets == 3 ? 0 : 1) << program.said();
+    EXPECT_EQ(status, sheets == 3 ? 0 : 1) << program.output();
   }
 }
 
@@ -161,7 +161,7 @@ TEST(PrintShortOfMemory, FinishesTheSheetInHandAndSaysWhy) {
     printer.stop_waiting();
     EXPECT_GE(printer.read_sheets(), plane > 3 ? 2U : 1U);
     EXPECT_EQ(program.wait(), 1);
-    EXPECT_THAT(program.said(), HasSubstr("k905-print: not enough memory\n"));
+    EXPECT_THAT(program.output(), HasSubstr("k905-print: not enough memory\n"));
   }
 }
 

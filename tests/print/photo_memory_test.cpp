@@ -131,10 +131,10 @@ TEST_F(PhotoMemory, OversizedPhotosInAWatchedFolderDoNotStopIt) {
       K905_BINARY_DIR "/k905-print", {"--watch", folder_.path() + "/in", "--to", job},
       {{"XDG_STATE_HOME", folder_.path() + "/state"}, {"PATH", "/usr/bin:/bin"}});
   for (const std::string& name : oversized) {
-    EXPECT_TRUE(program.has_said(name + ": ")) << program.said();
+    EXPECT_TRUE(program.wait_for_output(name + ": ")) << program.output();
   }
   for (const std::string name : {"a.png", "c.png"}) {
-    EXPECT_TRUE(program.has_said(name + " -> " + job)) << program.said();
+    EXPECT_TRUE(program.wait_for_output(name + " -> " + job)) << program.output();
   }
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);

@@ -912,8 +912,8 @@ TEST(PrintProgram, ToldToStopItPrintsWhatItHasInHandAndNamesTheOthers) {
   EXPECT_TRUE(write_whole(input.write_end, std::string_view(in_hand).substr(first)));
   close(input.write_end);
   EXPECT_EQ(program.wait(), 1);
-  EXPECT_EQ(program.said(), "- -> " + job + "\nk905-print: stopped; not printed: " + other +
-                                "\nk905-print: stopped; not printed: " + other + "\n");
+  EXPECT_EQ(program.output(), "- -> " + job + "\nk905-print: stopped; not printed: " + other +
+                                  "\nk905-print: stopped; not printed: " + other + "\n");
   EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(1));
 }
 

@@ -33,9 +33,9 @@ class BesideCups(end_to_end.ThroughCups):
         return self.cups.prefix / "bin" / name
 
     def k905_print(self, *arguments, status=0):
-        said = self.cups.run(self.program("k905-print"), *arguments, check=False)
-        self.assertEqual(said.returncode, status, said.stdout + said.stderr)
-        return said
+        result = self.cups.run(self.program("k905-print"), *arguments, check=False)
+        self.assertEqual(result.returncode, status, result.stdout + result.stderr)
+        return result
 
     @staticmethod
     def jobs_in(text):
@@ -43,10 +43,10 @@ class BesideCups(end_to_end.ThroughCups):
         return list(dict.fromkeys(map(int, re.findall(r" -> job (\d+) on ", text))))
 
     def printed(self, *arguments, status=0):
-        """The sheets of the jobs that a run of k905-print said it made."""
-        said = self.k905_print("--queue", self.queue, *arguments, status=status)
+        """The sheets of the jobs that a run of k905-print reported."""
+        result = self.k905_print("--queue", self.queue, *arguments, status=status)
         streams = []
-        for job in self.jobs_in(said.stdout):
+        for job in self.jobs_in(result.stdout):
             self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
             streams.append(self.cups.stream_of(job))
         return streams
@@ -115,8 +115,8 @@ class Print(BesideCups):
     def test_the_users_own_choices_for_the_queue_count(self):
         self.add_queue()
         self.cups.run("lpoptions", "-p", f"{self.queue}/matte", "-o", "StpLaminate=Matte")
-        said = self.k905_print("--queue", f"{self.queue}/matte", self.picture())
-        (job,) = self.jobs_in(said.stdout)
+        result = self.k905_print("--queue", f"{self.queue}/matte", self.picture())
+        (job,) = self.jobs_in(result.stdout)
         self.cups.finished(job)
         (sheet,) = self.stream(self.cups.stream_of(job))
         self.assertTrue(sheet["matte"])
@@ -147,8 +147,8 @@ class Print(BesideCups):
         self.assertEqual(len(self.stream(stream)), 3)
 
     def outcomes(self, *arguments, status=0):
-        said = self.k905_print("--queue", self.queue, "--json", "--wait", *arguments, status=status)
-        return [json.loads(line) for line in said.stdout.splitlines()], said.stderr
+        result = self.k905_print("--queue", self.queue, "--json", "--wait", *arguments, status=status)
+        return [json.loads(line) for line in result.stdout.splitlines()], result.stderr
 
     def test_waits_until_every_job_is_completed(self):
         self.add_queue()
@@ -185,8 +185,8 @@ class Print(BesideCups):
     def test_a_preview_shows_what_the_queue_would_print(self):
         self.add_queue(PageSize="w432h576")
         sheet = self.art / "sheet.png"
-        said = self.k905_print("--queue", self.queue, "--preview", sheet, self.picture())
-        self.assertEqual(said.stdout, f"{sheet}\n")
+        result = self.k905_print("--queue", self.queue, "--preview", sheet, self.picture())
+        self.assertEqual(result.stdout, f"{sheet}\n")
         self.assertEqual(int.from_bytes(sheet.read_bytes()[20:24], "big"), 2401)
 
     def test_the_default_queue_is_taken_when_none_is_named(self):
@@ -241,9 +241,9 @@ class Network(BesideCups):
         photo, other = self.jpeg(), self.picture("other.png", CYAN)
         broken = self.art / "broken.png"
         broken.write_bytes(b"\x89PNG broken")
-        said = self.k905_print("--queue", self.queue, "-n", "2", photo, broken, other, status=1)
-        self.assertIn(f"k905-print: {broken}: ", said.stderr)
-        jobs = self.jobs_in(said.stdout)
+        result = self.k905_print("--queue", self.queue, "-n", "2", photo, broken, other, status=1)
+        self.assertIn(f"k905-print: {broken}: ", result.stderr)
+        jobs = self.jobs_in(result.stdout)
         self.assertEqual(len(jobs), 2)
         for job in jobs:
             self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
@@ -286,7 +286,7 @@ class Watched(BesideCups):
         self.put("b.png")
         with self.watch() as watch:
             watch.expect("b.png -> job ")
-        self.assertNotIn("a.png", watch.said)
+        self.assertNotIn("a.png", watch.output)
 
     def test_a_sheet_is_printed_again_with_its_settings(self):
         self.cups.run("lpadmin", "-p", self.queue, "-o", "StpLaminate=Matte")
@@ -325,7 +325,7 @@ class Watched(BesideCups):
         self.put("a.png")
         with self.watch() as watch:
             watch.expect("a.png -> job ")
-        (job,) = self.jobs_in(watch.said)
+        (job,) = self.jobs_in(watch.output)
         self.cups.finished(job)
         return job
 
@@ -333,7 +333,7 @@ class Watched(BesideCups):
         self.put("b.png")
         with self.watch() as watch:
             watch.expect("b.png -> job ")
-        self.assertNotIn("a.png", watch.said)
+        self.assertNotIn("a.png", watch.output)
         self.assertEqual(self.outcomes(), ["printed", "printed"])
 
     def expect_a_second_print(self):
@@ -377,7 +377,7 @@ class Watched(BesideCups):
         self.put("a.png")
         with self.watch() as watch:
             watch.expect("a.png -> job ")
-        (job,) = self.jobs_in(watch.said)
+        (job,) = self.jobs_in(watch.output)
         self.assertEqual(self.cups.job_state(job)["job-state"], ipp.HELD)
         self.expect_no_second_print()
         self.cups.run("lp", "-i", job, "-H", "resume")
@@ -423,7 +423,7 @@ class Watch:
     def __init__(self, test, command):
         self.test = test
         self.command = [str(word) for word in command]
-        self.said = ""
+        self.output = ""
 
     def __enter__(self):
         self.process = subprocess.Popen(self.command, env=self.test.cups.environment(), text=True,
@@ -434,14 +434,14 @@ class Watch:
 
     def read(self):
         for line in self.process.stdout:
-            self.said += line
+            self.output += line
 
     def expect(self, words):
-        self.test.cups.wait_for(lambda: words in self.said, f"{words!r} in {self.said!r}")
+        self.test.cups.wait_for(lambda: words in self.output, f"{words!r} in {self.output!r}")
 
     def __exit__(self, *_):
         self.process.send_signal(signal.SIGTERM)
-        self.test.assertEqual(self.process.wait(60), 0, self.said)
+        self.test.assertEqual(self.process.wait(60), 0, self.output)
         self.reader.join()
         self.process.stdout.close()
 
@@ -459,9 +459,9 @@ class Status(BesideCups):
             # Nobody reads: the job waits because the terminal is full.
             self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.PROCESSING,
                                "the job to begin")
-            said = self.cups.run(self.program("k905-status"), path, check=False)
-            self.assertEqual(said.returncode, 3)
-            self.assertEqual(said.stdout, f"{path}: in use, the print system is printing on it "
+            result = self.cups.run(self.program("k905-status"), path, check=False)
+            self.assertEqual(result.returncode, 3)
+            self.assertEqual(result.stdout, f"{path}: in use, the print system is printing on it "
                                           f"(queue {self.queue})\n")
             told = json.loads(self.cups.run(self.program("k905-status"), "--json", path,
                                             check=False).stdout)

@@ -156,7 +156,7 @@ TEST_F(PrintToPrinter, AWatchedFolderIsPrintedOnceOverARestart) {
     RunningProgram program(K905_BINARY_DIR "/k905-print",
                            {"--watch", folder_.path() + "/in", "--to", printer_.path()},
                            environment);
-    EXPECT_TRUE(program.has_said(std::string(name) + " -> ")) << program.said();
+    EXPECT_TRUE(program.wait_for_output(std::string(name) + " -> ")) << program.output();
     program.send_signal(SIGTERM);
     EXPECT_EQ(program.wait(), 0);
   }

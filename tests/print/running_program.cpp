@@ -69,14 +69,14 @@ bool RunningProgram::read_more(int timeout_ms) {
   char bytes[4096];
   const ssize_t got = poll(&ready, 1, timeout_ms) == 1 ? read(output_, bytes, sizeof bytes) : 0;
   if (got > 0) {
-    said_.append(bytes, static_cast<std::size_t>(got));
+    text_.append(bytes, static_cast<std::size_t>(got));
   }
   return got > 0;
 }
 
-bool RunningProgram::has_said(const std::string& words, int times) {
+bool RunningProgram::wait_for_output(const std::string& words, int times) {
   const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (count_of(said_, words) < times) {
+  while (count_of(text_, words) < times) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         until - std::chrono::steady_clock::now());
     if (left.count() <= 0 || !read_more(static_cast<int>(left.count()))) {

@@ -19,19 +19,19 @@ class RunningProgram {
 
   // Reads until the output contains the text `times` times; false if the program ends or a minute
   // passes first.
-  bool has_said(const std::string& words, int times = 1);
+  bool wait_for_output(const std::string& words, int times = 1);
 
   void send_signal(int number) const;
 
   // Reads to the end and waits. Returns the exit status, or -1 and the signal.
   int wait();
 
-  [[nodiscard]] const std::string& said() const { return said_; }
+  [[nodiscard]] const std::string& output() const { return text_; }
 
  private:
   bool read_more(int timeout_ms);
 
   pid_t process_ = -1;
   int output_ = -1;
-  std::string said_;
+  std::string text_;
 };

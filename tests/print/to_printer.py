@@ -56,17 +56,17 @@ class ToPrinter(unittest.TestCase):
             env=self.environment(), stdin=subprocess.DEVNULL, stdout=self.messages,
             stderr=self.messages)
 
-    def said(self):
+    def output(self):
         return (self.scratch / "messages").read_text()
 
     def wait_for_words(self, words, seconds=60):
         until = time.monotonic() + seconds
-        while words not in self.said():
-            self.assertLess(time.monotonic(), until, f"{words!r} is not in:\n{self.said()}")
+        while words not in self.output():
+            self.assertLess(time.monotonic(), until, f"{words!r} is not in:\n{self.output()}")
             time.sleep(0.02)
 
     def ends(self, status):
-        self.assertEqual(self.process.wait(60), status, self.said())
+        self.assertEqual(self.process.wait(60), status, self.output())
 
     def look_of(self, photo):
         """The number that the photo's sheet carries."""
@@ -91,25 +91,25 @@ class NotReady(ToPrinter):
         self.start(*self.photos)
         self.wait_for_words(EMPTY)
         self.assert_printed(self.photos[:2])
-        self.assertNotIn("c.png -> ", self.said())
+        self.assertNotIn("c.png -> ", self.output())
         self.sim.set(remaining=400)
         self.ends(0)
         self.assert_printed(self.photos)
         name = f"127.0.0.1:{self.sim.port}"
-        self.assertEqual([line for line in self.said().splitlines() if " -> " in line],
+        self.assertEqual([line for line in self.output().splitlines() if " -> " in line],
                          [f"{self.photos[0]} -> {name}, 1 print left",
                           f"{self.photos[1]} -> {name}, 0 prints left",
                           f"{self.photos[2]} -> {name}, 399 prints left"])
-        self.assertEqual(self.said().count(EMPTY), 1)
+        self.assertEqual(self.output().count(EMPTY), 1)
 
     def test_after_the_timeout_the_photo_is_named_as_not_printed(self):
         self.sim.set(remaining=1)
         self.start("--timeout", "1", "-n", "3", self.photos[0])
         self.ends(1)
         self.assert_printed(self.photos[:1])
-        self.assertIn(EMPTY, self.said())
-        self.assertIn("sheets printed before: 1\n", self.said())
-        self.assertNotIn(" -> ", self.said())
+        self.assertIn(EMPTY, self.output())
+        self.assertIn("sheets printed before: 1\n", self.output())
+        self.assertNotIn(" -> ", self.output())
 
     def test_nothing_is_sent_while_the_cover_is_open(self):
         self.sim.set(status=1000)
@@ -143,7 +143,7 @@ class NotReady(ToPrinter):
         self.process.send_signal(signal.SIGTERM)
         self.ends(1)
         self.assert_nothing_was_sent()
-        self.assertIn(f"not printed: {self.photos[1]} and what follows", self.said())
+        self.assertIn(f"not printed: {self.photos[1]} and what follows", self.output())
 
     def test_a_printer_that_is_not_connected_is_waited_for_with_a_timeout_only(self):
         self.sim.command("unplug")
@@ -161,7 +161,7 @@ class NotReady(ToPrinter):
                                     "--fault", "silent")
         self.start("--timeout", "1", self.photos[0])
         self.ends(1)
-        self.assertIn("the printer does not answer", self.said())
+        self.assertIn("the printer does not answer", self.output())
         self.assert_nothing_was_sent()
 
     def test_a_watched_folder_waits_before_it_reads_a_photo(self):
@@ -178,7 +178,7 @@ class NotReady(ToPrinter):
         self.process.send_signal(signal.SIGTERM)
         self.ends(0)
         self.assert_printed(self.photos[1:2])
-        self.assertEqual(self.said().count(COVER_OPEN), 1)
+        self.assertEqual(self.output().count(COVER_OPEN), 1)
 
     def test_the_printer_is_not_asked_for_photos_that_are_known(self):
         inbox = self.scratch / "in"
@@ -205,7 +205,7 @@ class Lost(ToPrinter):
         self.start(*self.photos)
         self.ends(0)
         self.assert_printed(self.photos, torn=1)
-        self.assertIn("the printer did not print the sheet; it is sent again\n", self.said())
+        self.assertIn("the printer did not print the sheet; it is sent again\n", self.output())
 
     def test_a_sheet_that_came_out_is_not_sent_again(self):
         self.sim.command("disconnect after 2")
@@ -225,7 +225,7 @@ class Lost(ToPrinter):
         programs = [subprocess.Popen([BUILD / "k905-print", "--to", self.sim.device, photo],
                                      env=self.environment(), stdout=self.messages,
                                      stderr=self.messages) for photo in self.photos]
-        self.assertEqual([program.wait(60) for program in programs], [0, 0, 0], self.said())
+        self.assertEqual([program.wait(60) for program in programs], [0, 0, 0], self.output())
         self.assertEqual(len(list(self.sim.sheets.glob("*.png"))), 3)
 
 

@@ -60,9 +60,9 @@ class Kind:
         pass
 
     def colors_in(self, stream):
-        said = subprocess.run([self.build / "tests/cups_probe", "sheets", stream, "0.5,0.5"],
-                              check=True, capture_output=True, text=True).stdout
-        found = json.loads(said)
+        output = subprocess.run([self.build / "tests/cups_probe", "sheets", stream, "0.5,0.5"],
+                                check=True, capture_output=True, text=True).stdout
+        found = json.loads(output)
         assert found["error"] is None, f"{stream}: {found['error']}"
         assert sum(sheet["size"] for sheet in found["sheets"]) == found["bytes"], "torn sheets"
         return [tuple(sheet["colors"][0]) for sheet in found["sheets"]]
@@ -147,7 +147,7 @@ class Killer:
         self.kind = kind
         self.folder = folder
         self.program = kind.build / "k905-print"
-        self.said = ""
+        self.output = ""
         self.total = 0  # photos
 
     def start(self, **more):
@@ -168,37 +168,37 @@ class Killer:
         return name
 
     def calls(self, until):
-        """How many calls a run makes until it said that."""
+        """How many calls a run makes until it prints that text."""
         count = self.kind.scratch / "calls"
         process = self.start(K905_CALLS_FILE=str(count))
         self.read_until(process, until)
         process.send_signal(signal.SIGTERM)
-        self.said += process.communicate(timeout=60)[0]
-        assert process.returncode == 0, self.said
+        self.output += process.communicate(timeout=60)[0]
+        assert process.returncode == 0, self.output
         return int(count.read_text())
 
     def read_until(self, process, words):
         for line in process.stdout:
-            self.said += line
+            self.output += line
             if words in line:
                 return
-        raise AssertionError(f"ended without {words!r}:\n{self.said[-3000:]}")
+        raise AssertionError(f"ended without {words!r}:\n{self.output[-3000:]}")
 
     def kill(self, call):
         process = self.start(K905_KILL_AT=str(call))
         for _ in range(60):
             try:
-                self.said += process.communicate(timeout=5)[0]
+                self.output += process.communicate(timeout=5)[0]
                 break
             except subprocess.TimeoutExpired:
                 # A run that waits less for the printer makes fewer calls: one more photo brings more.
                 self.put()
-        assert process.returncode == -signal.SIGKILL, f"{process.returncode}\n{self.said[-3000:]}"
+        assert process.returncode == -signal.SIGKILL, f"{process.returncode}\n{self.output[-3000:]}"
 
 
-def in_doubt(said):
+def in_doubt(output):
     return {int(number): int(sheet) for number, sheet in re.findall(
-        r"photo-(\d+)\.png: stopped while .* k905-print --reprint (\d+)", said)}
+        r"photo-(\d+)\.png: stopped while .* k905-print --reprint (\d+)", output)}
 
 
 def run(kind, kills):
@@ -215,16 +215,16 @@ def run(kind, kills):
             killer.put()
         killer.kill(1 + (turn * calls) // kills)
     killer.calls(f"{killer.put()} -> ")
-    check(kind, killer.said, killer.total, kills)
+    check(kind, killer.output, killer.total, kills)
     left = sorted(file.name for file in folder.glob("*.png"))
     assert not left, f"done and not moved: {left}"
 
 
-def check(kind, said, total, kills):
+def check(kind, output, total, kills):
     printed = collections.Counter(kind.printed(total))
     twice = sorted(number for number, times in printed.items() if times > 1)
     assert not twice, f"printed twice: {twice}"
-    doubts = in_doubt(said)
+    doubts = in_doubt(output)
     missing = set(range(total)) - set(printed)
     unknown = set(printed) - set(range(total))
     assert not unknown, f"colors of no photo: {unknown}"

@@ -91,9 +91,9 @@ class WatchProgram : public testing::Test {
 TEST_F(WatchProgram, PrintsWhatIsThereAndWhatComes) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
-  EXPECT_TRUE(program.has_said("a.png -> " + job())) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> " + job())) << program.output();
   put("b.png", picture_of(20));
-  EXPECT_TRUE(program.has_said("b.png -> " + job())) << program.said();
+  EXPECT_TRUE(program.wait_for_output("b.png -> " + job())) << program.output();
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
   EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
@@ -103,9 +103,10 @@ TEST_F(WatchProgram, JsonNamesTheSheetInTheLedger) {
   put("a.png", picture_of(10));
   put("broken.jpg", "\xff\xd8 broken");
   RunningProgram program(kProgram, arguments({"--json"}), environment());
-  EXPECT_TRUE(program.has_said("\"file\":\"" + inbox() + "/a.png\",\"outcome\":\"printed\"") &&
-              program.has_said("/broken.jpg\",\"outcome\":\"refused\""))
-      << program.said();
+  EXPECT_TRUE(
+      program.wait_for_output("\"file\":\"" + inbox() + "/a.png\",\"outcome\":\"printed\"") &&
+      program.wait_for_output("/broken.jpg\",\"outcome\":\"refused\""))
+      << program.output();
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
   EXPECT_THAT(program.said(), HasSubstr("\"id\":1,"));
@@ -115,7 +116,7 @@ TEST_F(WatchProgram, JsonNamesTheSheetInTheLedger) {
 TEST_F(WatchProgram, ToldToEndSeveralTimesItEndsAsWell) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
-  EXPECT_TRUE(program.has_said("a.png -> " + job())) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> " + job())) << program.output();
   for (int times = 0; times < 20; ++times) {
     program.send_signal(SIGTERM);
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -128,7 +129,7 @@ TEST_F(WatchProgram, OverARestartNothingIsPrintedTwice) {
   for (const char* fresh : {"b.png", "c.png"}) {
     RunningProgram program(kProgram, arguments(), environment());
     put(fresh, picture_of(20));
-    EXPECT_TRUE(program.has_said(std::string(fresh) + " -> ")) << program.said();
+    EXPECT_TRUE(program.wait_for_output(std::string(fresh) + " -> ")) << program.output();
     program.send_signal(SIGKILL);
     EXPECT_EQ(program.wait(), -1);
   }
@@ -140,7 +141,7 @@ TEST_F(WatchProgram, TouchedPhotoIsNotPrintedAgainAndAChangedOneIs) {
   put("b.png", picture_of(20));
   {
     RunningProgram program(kProgram, arguments(), environment());
-    EXPECT_TRUE(program.has_said("b.png -> "));
+    EXPECT_TRUE(program.wait_for_output("b.png -> "));
     program.send_signal(SIGINT);
     EXPECT_EQ(program.wait(), 0);
   }
@@ -148,10 +149,10 @@ TEST_F(WatchProgram, TouchedPhotoIsNotPrintedAgainAndAChangedOneIs) {
                                    std::filesystem::file_time_type::clock::now());
   put("b.png", picture_of(30));
   RunningProgram program(kProgram, arguments(), environment());
-  EXPECT_TRUE(program.has_said("b.png -> "));
+  EXPECT_TRUE(program.wait_for_output("b.png -> "));
   put("c.png", picture_of(40));
-  EXPECT_TRUE(program.has_said("c.png -> "));
-  EXPECT_THAT(program.said(), Not(HasSubstr("a.png")));
+  EXPECT_TRUE(program.wait_for_output("c.png -> "));
+  EXPECT_THAT(program.output(), Not(HasSubstr("a.png")));
   EXPECT_EQ(printed(), (std::vector<int>{10, 20, 30, 40}));
 }
 
@@ -159,15 +160,15 @@ TEST_F(WatchProgram, BrokenPhotoIsReportedOnceAndPrintedWhenComplete) {
   put("a.jpg", "\xff\xd8 broken");
   put("b.png", picture_of(20));
   RunningProgram program(kProgram, arguments(), environment());
-  EXPECT_TRUE(program.has_said("b.png -> "));
+  EXPECT_TRUE(program.wait_for_output("b.png -> "));
   put("c.png", picture_of(30));
-  EXPECT_TRUE(program.has_said("c.png -> "));
+  EXPECT_TRUE(program.wait_for_output("c.png -> "));
   put("a.jpg", jpeg_file(3, 2, {}, std::vector<std::uint8_t>(18, 40)));
-  EXPECT_TRUE(program.has_said("a.jpg -> "));
+  EXPECT_TRUE(program.wait_for_output("a.jpg -> "));
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
-  EXPECT_THAT(program.said(), HasSubstr("/in/a.jpg: "));
-  EXPECT_EQ(program.said().find("/in/a.jpg: "), program.said().rfind("/in/a.jpg: "));
+  EXPECT_THAT(program.output(), HasSubstr("/in/a.jpg: "));
+  EXPECT_EQ(program.output().find("/in/a.jpg: "), program.output().rfind("/in/a.jpg: "));
   EXPECT_EQ(printed(), (std::vector<int>{20, 30, 40}));
 }
 
@@ -177,13 +178,13 @@ TEST_F(WatchProgram, RefusedJobIsPrintedLater) {
   const std::string device = folder_.path() + "/later/job.prn";
   {
     RunningProgram program(kProgram, {"--watch", inbox(), "--to", device}, environment());
-    EXPECT_TRUE(program.has_said(device + ": No such file or directory"));
+    EXPECT_TRUE(program.wait_for_output(device + ": No such file or directory"));
     program.send_signal(SIGTERM);
     EXPECT_EQ(program.wait(), 0);
   }
   std::filesystem::create_directory(folder_.path() + "/later");
   RunningProgram program(kProgram, {"--watch", inbox(), "--to", device}, environment());
-  EXPECT_TRUE(program.has_said("a.png -> " + device));
+  EXPECT_TRUE(program.wait_for_output("a.png -> " + device));
 }
 
 TEST_F(WatchProgram, PicturesThatComeTogetherShareASheetAndCountAsOne) {
@@ -191,7 +192,7 @@ TEST_F(WatchProgram, PicturesThatComeTogetherShareASheetAndCountAsOne) {
     put(name, picture_of(10));
   }
   RunningProgram program(kProgram, arguments({"--two-up", "--limit", "2"}), environment());
-  EXPECT_TRUE(program.has_said("d.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("d.png -> ")) << program.output();
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
   EXPECT_EQ(printed().size(), 2U);
@@ -201,17 +202,20 @@ TEST_F(WatchProgram, PhotoOfSharedSheetWaitsForTheNextPhoto) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments({"--two-up", "--partner-wait", "3600"}),
                          environment());
-  EXPECT_TRUE(program.has_said("/a.png: waits for another photo on its sheet")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("/a.png: waits for another photo on its sheet"))
+      << program.output();
   put("b.png", picture_of(20));
-  EXPECT_TRUE(program.has_said("a.png -> ") && program.has_said("b.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ") && program.wait_for_output("b.png -> "))
+      << program.output();
   EXPECT_EQ(printed().size(), 1U);
 }
 
 TEST_F(WatchProgram, PhotoWithoutPartnerIsPrintedAloneAfterTheWait) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments({"--two-up", "--partner-wait", "1"}), environment());
-  EXPECT_TRUE(program.has_said("/a.png: waits for another photo on its sheet")) << program.said();
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("/a.png: waits for another photo on its sheet"))
+      << program.output();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
   EXPECT_EQ(printed().size(), 1U);
 }
 
@@ -250,42 +254,42 @@ TEST_F(WatchProgram, APhotoReplacedWhileItIsReadIsPrintedOnce) {
   variables["K905_OPENED"] = inbox() + "/a.png";
   variables["K905_NEXT"] = inbox() + "/.next";
   RunningProgram program(kProgram, arguments(), variables);
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
   // Becomes stable later than any event for the replaced file.
   put("b.png", picture_of(30));
-  EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("b.png -> ")) << program.output();
   EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
 }
 
 TEST_F(WatchProgram, RemovedAndPutBackIsAnotherOrder) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
   std::filesystem::remove(inbox() + "/a.png");
   put("a.png", picture_of(10));
-  EXPECT_TRUE(program.has_said("a.png -> ", 2)) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ", 2)) << program.output();
   EXPECT_EQ(printed(), (std::vector<int>{10, 10}));
 }
 
 TEST_F(WatchProgram, TheSameBytesOverAPrintedPhotoAreReportedNotPrinted) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
   put("a.png", picture_of(10));
   EXPECT_TRUE(
-      program.has_said("/in/a.png: printed before; to print it again: "
-                       "k905-print --reprint 1\n"))
-      << program.said();
+      program.wait_for_output("/in/a.png: printed before; to print it again: "
+                              "k905-print --reprint 1\n"))
+      << program.output();
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
 TEST_F(WatchProgram, ARenamedPhotoIsNotPrintedAgain) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
   std::filesystem::rename(inbox() + "/a.png", inbox() + "/b.png");
   put("c.png", picture_of(30));
-  EXPECT_TRUE(program.has_said("c.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("c.png -> ")) << program.output();
   EXPECT_EQ(printed(), (std::vector<int>{10, 30}));
 }
 
@@ -357,17 +361,17 @@ TEST_F(WatchProgram, WhatIsReadableAgainIsFoundByTryingAgain) {
   std::filesystem::create_symlink(folder_.path() + "/a.png", inbox() + "/a.png");
   RunningProgram program(kProgram, arguments(), environment());
   put("z.png", picture_of(10));
-  EXPECT_TRUE(program.has_said("z.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("z.png -> ")) << program.output();
   std::filesystem::remove(folder_.path() + "/b.png");
   folder_.write("b.png", picture_of(20));
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
   EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
 }
 
 TEST_F(WatchProgram, CopiesAreSheetsOfTheirOwn) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments({"-n", "3"}), environment());
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
   EXPECT_EQ(printed(), (std::vector<int>{10, 10, 10}));
 }
 
@@ -385,7 +389,7 @@ TEST_F(WatchProgram, TheLimitOfADayHoldsAfterARestart) {
   const int before = today();
   for (const char* words : {"b.png -> ", "the limit of 2 sheets for today is reached"}) {
     RunningProgram program(kProgram, arguments({"--limit", "2"}), environment());
-    EXPECT_TRUE(program.has_said(words)) << program.said();
+    EXPECT_TRUE(program.wait_for_output(words)) << program.output();
     program.send_signal(SIGKILL);
     (void)program.wait();
   }
@@ -432,14 +436,14 @@ TEST_F(WatchProgram, NewOnlyLeavesWhatIsThereAtTheVeryStart) {
   {
     RunningProgram program(kProgram, arguments({"--new-only"}), environment());
     // This is reported when the program starts to watch the folder.
-    EXPECT_TRUE(program.has_said("/in/old.doc: files of this type are not read"));
+    EXPECT_TRUE(program.wait_for_output("/in/old.doc: files of this type are not read"));
     put("b.png", picture_of(20));
-    EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+    EXPECT_TRUE(program.wait_for_output("b.png -> ")) << program.output();
   }
   // Files that arrive between two runs are not old.
   put("c.png", picture_of(30));
   RunningProgram program(kProgram, arguments({"--new-only"}), environment());
-  EXPECT_TRUE(program.has_said("c.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("c.png -> ")) << program.output();
   EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
 }
 
@@ -447,13 +451,13 @@ TEST_F(WatchProgram, FinishedFilesMoveAway) {
   put("a.png", picture_of(10));
   put("b.jpg", "\xff\xd8 broken");
   RunningProgram program(kProgram, moving_arguments(), environment());
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
-  EXPECT_TRUE(program.has_said("/in/b.jpg: ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
+  EXPECT_TRUE(program.wait_for_output("/in/b.jpg: ")) << program.output();
   put("c.png", picture_of(30));
-  EXPECT_TRUE(program.has_said("c.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("c.png -> ")) << program.output();
   EXPECT_EQ(folder_.read("in/printed/a.png"), picture_of(10));
   EXPECT_EQ(folder_.read("in/failed/b.jpg"), "\xff\xd8 broken");
-  EXPECT_THAT(program.said(),
+  EXPECT_THAT(program.output(),
               HasSubstr("/in/b.jpg: " + folder_.read("in/failed/b.jpg.txt").value_or("no reason")));
   EXPECT_FALSE(folder_.read("in/c.png"));
 }
@@ -464,7 +468,7 @@ class ReprintProgram : public WatchProgram {
   void print_one(const std::vector<std::string>& all_arguments) const {
     put("a.png", picture_of(10));
     RunningProgram program(kProgram, all_arguments, environment());
-    EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+    EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
   }
 };
 
@@ -506,11 +510,11 @@ TEST_F(ReprintProgram, TheWatchOfTheFolderPrintsItWhereThereIsOne) {
   print_one();
   RunningProgram program(kProgram, arguments(), environment());
   put("b.png", picture_of(20));
-  EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("b.png -> ")) << program.output();
   const ChildResult result = run({"--reprint", "1"});
   EXPECT_EQ(result.status, 0) << result.log;
   EXPECT_EQ(result.output, inbox() + "/a.png -> the k905-print that watches " + inbox() + "\n");
-  EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
   EXPECT_EQ(printed(), (std::vector<int>{10, 20, 10}));
 }
 
@@ -591,7 +595,7 @@ TEST_F(WatchProgram, TheLedgersPlaceCanBeChosen) {
   put("a.png", picture_of(10));
   const std::string ledger = folder_.path() + "/my.ledger";
   RunningProgram program(kProgram, arguments({"--ledger", ledger}), environment());
-  EXPECT_TRUE(program.has_said("a.png -> "));
+  EXPECT_TRUE(program.wait_for_output("a.png -> "));
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
   EXPECT_THAT(folder_.read("my.ledger").value_or(""), StartsWith("SQLite format 3"));
@@ -604,9 +608,9 @@ TEST_F(WatchProgram, AnOldJournalIsTakenOver) {
   const std::string ledger =
       folder_.write("my.journal", "k905-print journal 1\ntaken af63dc4c8601ec8c 1 5 a.png\n");
   RunningProgram program(kProgram, arguments({"--journal", ledger}), environment());
-  EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("b.png -> ")) << program.output();
   // The file is not a photo: an attempt to print it would report an error.
-  EXPECT_THAT(program.said(), Not(HasSubstr("a.png")));
+  EXPECT_THAT(program.output(), Not(HasSubstr("a.png")));
   EXPECT_THAT(folder_.read("my.journal").value_or(""), StartsWith("SQLite format 3"));
   EXPECT_TRUE(folder_.read("my.journal.old.imported"));
 }
@@ -627,12 +631,12 @@ TEST_F(WatchProgram, SheetThatCannotBeRecordedIsNotPrinted) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments({"--ledger", folder_.path() + "/notes/ledger"}),
                          environment());
-  EXPECT_TRUE(program.has_said("a.png -> "));
+  EXPECT_TRUE(program.wait_for_output("a.png -> "));
   std::filesystem::remove_all(folder_.path() + "/notes");
   put("b.png", picture_of(20));
   EXPECT_EQ(program.wait(), 1);
-  EXPECT_THAT(program.said(), HasSubstr("/notes/ledger: "));
-  EXPECT_THAT(program.said(),
+  EXPECT_THAT(program.output(), HasSubstr("/notes/ledger: "));
+  EXPECT_THAT(program.output(),
               EndsWith("; stopped, because what cannot be noted would be printed again\n"));
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
@@ -695,10 +699,10 @@ TEST(WatchedHistory, APhotoCostsNoMoreStepsAfterTenThousandThanAfterTen) {
 TEST_F(WatchProgram, TwoAtTheSameFolderDoNotPrintTwice) {
   put("a.png", picture_of(10));
   RunningProgram first(kProgram, arguments(), environment());
-  EXPECT_TRUE(first.has_said("a.png -> "));
+  EXPECT_TRUE(first.wait_for_output("a.png -> "));
   RunningProgram second(kProgram, arguments(), environment());
   EXPECT_EQ(second.wait(), 1);
-  EXPECT_THAT(second.said(), HasSubstr("another k905-print watches this folder"));
+  EXPECT_THAT(second.output(), HasSubstr("another k905-print watches this folder"));
 }
 
 TEST_F(WatchProgram, WithoutALedgerNothingIsPrinted) {
@@ -706,7 +710,7 @@ TEST_F(WatchProgram, WithoutALedgerNothingIsPrinted) {
   const std::string ledger = folder_.write("my.ledger", "not a ledger\n");
   RunningProgram program(kProgram, arguments({"--ledger", ledger}), environment());
   EXPECT_EQ(program.wait(), 1);
-  EXPECT_THAT(program.said(), StartsWith("k905-print: " + ledger + ": not a ledger"));
+  EXPECT_THAT(program.output(), StartsWith("k905-print: " + ledger + ": not a ledger"));
   EXPECT_FALSE(folder_.read("job.prn"));
 }
 

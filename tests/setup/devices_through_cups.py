@@ -68,8 +68,8 @@ class Migrated(WithSetup):
         before = self.cups.run("lpoptions", "-p", "booth", "-l").stdout
         found = self.setup("--check", "booth", check=False).stdout
         self.assertRegex(found, r"PROBLEM .*half a sheet.*\n +-> k905-setup --update booth\n")
-        said = self.setup("--update", "booth", check=False).stdout  # the queue is stopped
-        self.assertIn(f"{self.usual_uri}", said)
+        output = self.setup("--update", "booth", check=False).stdout  # the queue is stopped
+        self.assertIn(f"{self.usual_uri}", output)
         self.assertEqual(self.device(), self.sim.device_uri)
         self.assertEqual(self.cups.run("lpoptions", "-p", "booth", "-l").stdout, before)
         attributes = self.cups.run("lpoptions", "-p", "booth").stdout
@@ -99,8 +99,8 @@ class Migrated(WithSetup):
             uri = f"socket://127.0.0.1:{server.getsockname()[1]}"
             self.cups.add_queue("booth", device=uri, print_scaling_default="fill",
                                 printer_error_policy="retry-current-job")
-            said = self.setup("--update", "booth").stdout
-            self.assertRegex(said, "note .*does not answer questions")
+            output = self.setup("--update", "booth").stdout
+            self.assertRegex(output, "note .*does not answer questions")
             self.assertEqual(self.device(), uri)
 
 

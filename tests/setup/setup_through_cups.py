@@ -180,21 +180,21 @@ class Setup(ThroughSetup):
                           ("q", "--share", "-o", "printer-is-shared=false"),
                           ("--class", "q", "--update", "--all")):
             with self.subTest(arguments=arguments):
-                said = self.setup(*arguments)
-                self.assertEqual(said.returncode, 2, said.stdout)
-                self.assertEqual(len(said.stderr.splitlines()), 2, said.stderr)
-                self.assertIn("--help", said.stderr)
+                result = self.setup(*arguments)
+                self.assertEqual(result.returncode, 2, result.stdout)
+                self.assertEqual(len(result.stderr.splitlines()), 2, result.stderr)
+                self.assertIn("--help", result.stderr)
         self.assertIn("--device", self.setup("q", "--no-such").stderr)
 
     def test_models_and_papers_are_listed(self):
-        said = self.setup("--list").stdout
+        output = self.setup("--list").stdout
         for word in ("K905", "RV-40W", "RS-30", "w432h576-div4", "6x2*4", "6 x 8 in (15 x 20 cm)"):
-            self.assertIn(word, said)
+            self.assertIn(word, output)
 
     def test_connected_devices_are_listed(self):
         self.cups.connect_devices("direct usb://K905/1\ndirect k905://usb/1\nnetwork socket\ndirect k905\n")
-        said = self.setup_well("--list").stdout.partition("Connected devices:\n")[2]
-        self.assertEqual(said, "  k905://usb/1\n  usb://K905/1\n")
+        output = self.setup_well("--list").stdout.partition("Connected devices:\n")[2]
+        self.assertEqual(output, "  k905://usb/1\n  usb://K905/1\n")
         self.cups.connect_devices("network socket\n")
         self.assertIn("Connected devices:\n  none\n", self.setup_well("--list").stdout)
 
@@ -423,10 +423,10 @@ class OptionsOfTheQueue(ThroughSetup):
     def test_an_option_that_does_not_exist_is_refused_with_those_that_do(self):
         for option in ("StpGama=1200", "Nonsense=5", "nonsense-default=5", "StpGamma"):
             with self.subTest(option=option):
-                said = self.refused(option)
+                output = self.refused(option)
                 if "=" in option:
-                    self.assertIn("StpGamma", said)
-                    self.assertIn("printer-error-policy", said)
+                    self.assertIn("StpGamma", output)
+                    self.assertIn("printer-error-policy", output)
 
     def test_attributes_of_the_print_system_are_accepted(self):
         made = self.setup(self.queue, "--device", self.device(), "-o", "printer-error-policy=abort-job",
@@ -514,8 +514,8 @@ class CheckOfTheDevice(ThroughSetup):
     def test_a_device_that_is_printing_is_not_opened(self):
         self.add_good_queue(device=self.slow_device())
         job = self.printing_job()
-        said = self.setup_well("--check", self.queue).stdout
-        self.assertRegex(said,rf"note +job {job} .*is printing\n")
+        output = self.setup_well("--check", self.queue).stdout
+        self.assertRegex(output,rf"note +job {job} .*is printing\n")
         self.assertEqual(self.end_of_printing(job), ["begun"])
 
 
@@ -614,8 +614,8 @@ class CheckOfThePrintSystem(ThroughSetup):
     def test_a_held_job_and_waiting_jobs_are_noted(self):
         self.add_good_queue()
         held = self.cups.submit(self.queue, self.jpeg(), options=["job-hold-until=indefinite"])
-        said = self.setup_well("--check", self.queue).stdout
-        (command,) = re.findall(r"note +job \d+ .*held.*\n +-> (lp .*)$", said, re.MULTILINE)
+        output = self.setup_well("--check", self.queue).stdout
+        (command,) = re.findall(r"note +job \d+ .*held.*\n +-> (lp .*)$", output, re.MULTILINE)
         self.cups.run(*command.split())
         self.assertEqual(self.cups.finished(held)["job-state"], ipp.COMPLETED)
         waiting = self.waiting_job()
@@ -707,8 +707,8 @@ class Updating(ThroughSetup):
         self.add_good_queue()
         self.make_old()
         self.change_ppd(r"\*DefaultStpGamma: .*", "*DefaultStpGamma: 1250")
-        said = self.setup_well("--update", self.queue).stdout
-        self.assertRegex(said, r"note .*StpGamma=1250")
+        output = self.setup_well("--update", self.queue).stdout
+        self.assertRegex(output, r"note .*StpGamma=1250")
         self.assertRegex(self.choices(), r"StpGamma/.*\*None")
 
     def test_the_model_of_the_queue_is_kept(self):

@@ -216,7 +216,7 @@ TEST(StatusProgram, MetricsFollowTheTextFormatAndExitWithZero) {
 TEST(StatusProgram, WatchingTellsAgainAndAgain) {
   const SimulatedPrinter printer;
   RunningProgram program(kProgram, {"--json", "--watch", "0.1", printer.path()}, environment());
-  EXPECT_TRUE(program.has_said("\"state\": \"ready\"", 3));
+  EXPECT_TRUE(program.wait_for_output("\"state\": \"ready\"", 3));
 }
 
 TEST(StatusProgram, WaitingEndsWhenThePrinterIsReady) {
@@ -225,15 +225,15 @@ TEST(StatusProgram, WaitingEndsWhenThePrinterIsReady) {
   const SimulatedPrinter printer({"--state", state, "--status", "1000"});
   RunningProgram program(kProgram, {"--wait-ready", "--watch", "0.2", printer.path()},
                          environment());
-  EXPECT_TRUE(program.has_said("k905-status: waiting: Cover is open\n"));
+  EXPECT_TRUE(program.wait_for_output("k905-status: waiting: Cover is open\n"));
   std::string text = folder.read("state").value_or("");
   const std::size_t at = text.find("status = 1000");
   ASSERT_NE(at, std::string::npos);
   folder.write("state", text.replace(at, 13, "status = 0"));
   EXPECT_EQ(program.wait(), 0);
   // The reason is printed once, however often the printer was queried; then the state.
-  EXPECT_EQ(program.said().find("waiting"), program.said().rfind("waiting"));
-  EXPECT_THAT(program.said(), HasSubstr(": ready, Idling\n"));
+  EXPECT_EQ(program.output().find("waiting"), program.output().rfind("waiting"));
+  EXPECT_THAT(program.output(), HasSubstr(": ready, Idling\n"));
 }
 
 TEST(StatusProgram, WaitingHasItsLimit) {
