@@ -97,7 +97,7 @@ class FuzzedPrinter {
     }
     const std::size_t taken =
         event == Event::kPart ? std::min<std::size_t>(count, 1 + input_.below(3000)) : count;
-    dialogue_->hear(bytes, taken);
+    dialogue_->receive(bytes, taken);
     return static_cast<ssize_t>(taken);
   }
 

@@ -42,7 +42,7 @@ Dialogue::Dialogue(Handlers handlers)
     : handlers_(std::move(handlers)),
       parser_([this](Sheet&& sheet) { handlers_.sheet(std::move(sheet)); }) {}
 
-void Dialogue::hear(const std::uint8_t* bytes, std::size_t count) {
+void Dialogue::receive(const std::uint8_t* bytes, std::size_t count) {
   while (count > 0) {
     const std::size_t taken = take_some(bytes, count);
     if (taken == 0) {

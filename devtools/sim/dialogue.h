@@ -22,7 +22,7 @@ class Dialogue {
   explicit Dialogue(Handlers handlers);
 
   // Processes bytes in pieces of any size.
-  void hear(const std::uint8_t* bytes, std::size_t count);
+  void receive(const std::uint8_t* bytes, std::size_t count);
 
   // Processes some of the bytes, at most one block or payload, and returns their number. 0 if a
   // sheet would begin that must not begin yet.

@@ -18,28 +18,28 @@
 namespace {
 
 // A pair of sockets: bytes that are sent at `far` are read at `near`.
-class Line {
+class Connection {
  public:
-  Line() {
+  Connection() {
     int ends[2] = {-1, -1};
     socketpair(AF_UNIX, SOCK_STREAM, 0, ends);
     near_ = ends[0];
     far_ = ends[1];
   }
-  ~Line() {
+  ~Connection() {
     close(near_);
     close(far_);
   }
-  Line(const Line&) = delete;
-  Line& operator=(const Line&) = delete;
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
 
   [[nodiscard]] int near() const { return near_; }
-  void say(const std::string& bytes) const {
+  void send_reply(const std::string& bytes) const {
     ASSERT_EQ(send(far_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
   }
-  void say_no_more() const { shutdown(far_, SHUT_WR); }
+  void send_end_of_file() const { shutdown(far_, SHUT_WR); }
   // The bytes received so far.
-  [[nodiscard]] std::string heard() const {
+  [[nodiscard]] std::string received() const {
     char bytes[4096];
     const ssize_t got = recv(far_, bytes, sizeof bytes, MSG_DONTWAIT);
     return {bytes, got > 0 ? static_cast<std::size_t>(got) : 0};
@@ -65,19 +65,20 @@ struct Reply {
 constexpr int kPatientMs = 60000;
 constexpr int kShortMs = 30;
 
-Reply ask(const Line& line, std::size_t reply_size, int timeout_ms) {
+Reply ask(const Connection& connection, std::size_t reply_size, int timeout_ms) {
   char buffer[256];
   std::memset(buffer, '#', sizeof buffer);
   Reply reply;
-  reply.count = k905_write_read_cmd32(line.near(), "INFO", "FVER", buffer, reply_size, timeout_ms);
+  reply.count =
+      k905_write_read_cmd32(connection.near(), "INFO", "FVER", buffer, reply_size, timeout_ms);
   reply.text = buffer;
   return reply;
 }
 
-Reply answer_to(const std::string& said, std::size_t reply_size = 128) {
-  const Line line;
-  line.say(said);
-  return ask(line, reply_size, kShortMs);
+Reply answer_to(const std::string& sent, std::size_t reply_size = 128) {
+  const Connection connection;
+  connection.send_reply(sent);
+  return ask(connection, reply_size, kShortTimeoutMs);
 }
 
 TEST(WriteAll, WholeBufferIsOneCall) {
@@ -97,50 +98,55 @@ TEST(WriteAll, ShortAndInterruptedWritesContinueAndOthersEnd) {
     std::deque<hooks::Step> steps;
     std::int64_t written;
     const char* log;
-    const char* heard;
+    const char* received;
   } cases[] = {
       {{{.at_most = 3}, {.at_most = 1}}, 10, "", "photograph"},
       {{{.error = EINTR}, {.at_most = 4}, {.error = EINTR}}, 10, "", "photograph"},
       {{{.at_most = 4}, {.error = EIO}}, -1, "K905-1: write error: Input/output error\n", "phot"},
       {{{.at_most = 4}, {.at_most = 0}}, 4, "K905-1: write returned 0\n", "phot"},
   };
-  for (const auto& [steps, written, log, heard] : cases) {
+  for (const auto& [steps, written, log, received] : cases) {
     const hooks::Guard guard;
-    const Line line;
-    hooks::write_script = {.descriptor = line.near(), .steps = steps};
+    const Connection connection;
+    hooks::write_script = {.descriptor = connection.near(), .steps = steps};
     std::int64_t result = 0;
-    EXPECT_EQ(captured_log([&] { result = k905_write_all(line.near(), "photograph", 10); }), log);
+    EXPECT_EQ(captured_log([&] { result = k905_write_all(connection.near(), "photograph", 10); }),
+              log);
     EXPECT_EQ(result, written);
-    EXPECT_EQ(line.heard(), heard);
+    EXPECT_EQ(connection.received(), received);
   }
 }
 
 TEST(PrinterExchange, QuestionIsABlockWithoutLength) {
-  const Line line;
-  line.say("x\r\n");
-  ask(line, 128, kPatientMs);
-  EXPECT_EQ(line.heard(),
+  const Connection connection;
+  connection.send_reply("x\r\n");
+  ask(connection, 128, kReplyTimeoutMs);
+  EXPECT_EQ(connection.received(),
             "\x1b"
             "PINFO  FVER                    ");
 }
 
 TEST(PrinterExchange, WithoutAReplyBufferNothingIsRead) {
-  const Line line;
-  line.say("12345\r\n");
-  EXPECT_EQ(k905_write_read_cmd32(line.near(), "STATUS", nullptr, nullptr, 128, kPatientMs), 0);
-  EXPECT_EQ(line.left_over(), "12345\r\n");
-  EXPECT_EQ(line.heard().size(), 32U);
+  const Connection connection;
+  connection.send_reply("12345\r\n");
+  EXPECT_EQ(
+      k905_write_read_cmd32(connection.near(), "STATUS", nullptr, nullptr, 128, kReplyTimeoutMs),
+      0);
+  EXPECT_EQ(connection.left_over(), "12345\r\n");
+  EXPECT_EQ(connection.received().size(), 32U);
 }
 
 TEST(PrinterExchange, ReplyWithoutRoomForTextReadsNothing) {
   for (const std::size_t size : {0U, 1U}) {
-    const Line line;
-    line.say("12345\r\n");
+    const Connection connection;
+    connection.send_reply("12345\r\n");
     char reply = '#';
-    EXPECT_EQ(k905_write_read_cmd32(line.near(), "STATUS", nullptr, &reply, size, kPatientMs), 0);
+    EXPECT_EQ(
+        k905_write_read_cmd32(connection.near(), "STATUS", nullptr, &reply, size, kReplyTimeoutMs),
+        0);
     EXPECT_EQ(reply, size == 0 ? '#' : '\0');
-    EXPECT_EQ(line.left_over(), "12345\r\n");
-    EXPECT_EQ(line.heard().size(), 32U);
+    EXPECT_EQ(connection.left_over(), "12345\r\n");
+    EXPECT_EQ(connection.received().size(), 32U);
   }
 }
 
@@ -154,29 +160,29 @@ TEST(PrinterExchange, TextIsTrimmedAndTheCountIsOfAllBytes) {
                                                        {"  \t a b \t \r \n\r\n", "\t a b \t"},
                                                        {"\r\n12\r\n", "\r\n12"},
                                                        {"    \r\n", ""}};
-  for (const auto& [said, text] : cases) {
-    const Reply reply = answer_to(said);
+  for (const auto& [sent, text] : cases) {
+    const Reply reply = answer_to(sent);
     EXPECT_EQ(reply.text, text);
-    EXPECT_EQ(reply.count, static_cast<int>(said.size())) << said;
+    EXPECT_EQ(reply.count, static_cast<int>(sent.size())) << sent;
   }
 }
 
 TEST(PrinterExchange, CarriageReturnEndsAReply) {
-  const Line line;
-  line.say("00000\r");
+  const Connection connection;
+  connection.send_reply("00000\r");
   const auto begin = std::chrono::steady_clock::now();
-  const Reply reply = ask(line, 128, kPatientMs);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(kPatientMs));
+  const Reply reply = ask(connection, 128, kReplyTimeoutMs);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(kReplyTimeoutMs));
   EXPECT_EQ(reply.text, "00000");
   EXPECT_EQ(reply.count, 6);
 }
 
 TEST(PrinterExchange, LateLineFeedIsTheNextReply) {
-  const Line line;
-  line.say("00000\r");
-  EXPECT_EQ(ask(line, 128, kPatientMs).text, "00000");
-  line.say("\n");
-  const Reply late = ask(line, 128, kPatientMs);
+  const Connection connection;
+  connection.send_reply("00000\r");
+  EXPECT_EQ(ask(connection, 128, kReplyTimeoutMs).text, "00000");
+  connection.send_reply("\n");
+  const Reply late = ask(connection, 128, kReplyTimeoutMs);
   EXPECT_EQ(late.text, "");
   EXPECT_EQ(late.count, 1);
 }
@@ -199,30 +205,30 @@ TEST(PrinterExchange, EveryPieceHasTheFullTimeout) {
 }
 
 TEST(PrinterExchange, FullBufferEndsTheReplyAndLeavesTheRest) {
-  const Line line;
-  line.say("123456789\r\n");
-  const Reply reply = ask(line, 6, kPatientMs);
+  const Connection connection;
+  connection.send_reply("123456789\r\n");
+  const Reply reply = ask(connection, 6, kReplyTimeoutMs);
   EXPECT_EQ(reply.text, "12345");
   EXPECT_EQ(reply.count, 5);
-  EXPECT_EQ(line.left_over(), "6789\r\n");
+  EXPECT_EQ(connection.left_over(), "6789\r\n");
 }
 
 TEST(PrinterExchange, EndOfFileEndsTheReply) {
-  const Line line;
-  line.say("1234");
-  line.say_no_more();
-  const Reply reply = ask(line, 128, kPatientMs);
+  const Connection connection;
+  connection.send_reply("1234");
+  connection.send_end_of_file();
+  const Reply reply = ask(connection, 128, kReplyTimeoutMs);
   EXPECT_EQ(reply.text, "1234");
   EXPECT_EQ(reply.count, 4);
 }
 
 TEST(PrinterExchange, SignalsDuringWaitAndReadAreIgnored) {
   const hooks::Guard guard;
-  const Line line;
-  line.say("00000\r\n");
+  const Connection connection;
+  connection.send_reply("00000\r\n");
   hooks::poll_errors = {EINTR, EINTR};
-  hooks::read_script = {.descriptor = line.near(), .steps = {{.error = EINTR}}};
-  const Reply reply = ask(line, 128, kPatientMs);
+  hooks::read_script = {.descriptor = connection.near(), .steps = {{.error = EINTR}}};
+  const Reply reply = ask(connection, 128, kReplyTimeoutMs);
   EXPECT_EQ(reply.text, "00000");
   EXPECT_EQ(reply.count, 7);
 }
@@ -230,14 +236,15 @@ TEST(PrinterExchange, SignalsDuringWaitAndReadAreIgnored) {
 TEST(PrinterExchange, FailedWaitOrReadGivesMinusOneAndNoText) {
   for (const bool in_wait : {true, false}) {
     const hooks::Guard guard;
-    const Line line;
-    line.say("00000\r\n");
+    const Connection connection;
+    connection.send_reply("00000\r\n");
     if (in_wait) {
       hooks::poll_errors = {ENOMEM};
     } else {
-      hooks::read_script = {.descriptor = line.near(), .steps = {{.at_most = 3}, {.error = EIO}}};
+      hooks::read_script = {.descriptor = connection.near(),
+                            .steps = {{.at_most = 3}, {.error = EIO}}};
     }
-    const Reply reply = ask(line, 128, kPatientMs);
+    const Reply reply = ask(connection, 128, kReplyTimeoutMs);
     EXPECT_EQ(reply.text, "");
     EXPECT_EQ(reply.count, -1);
   }
@@ -247,7 +254,7 @@ TEST(PrinterExchange, QuestionThatCannotBeWrittenGivesMinusOneAndNoText) {
   char reply[] = "old";
   int count = 0;
   const std::string log = captured_log([&] {
-    count = k905_write_read_cmd32(-1, "STATUS", nullptr, reply, sizeof reply, kPatientMs);
+    count = k905_write_read_cmd32(-1, "STATUS", nullptr, reply, sizeof reply, kReplyTimeoutMs);
   });
   EXPECT_EQ(count, -1);
   EXPECT_STREQ(reply, "");

@@ -11,9 +11,9 @@
 namespace {
 
 // A client, and what the printer recognizes in its bytes.
-class Heard {
+class Client {
  public:
-  Heard()
+  Client()
       : dialogue_({.question = [this](const auto& group,
                                       const auto& name) { events.push_back(group + "/" + name); },
                    .sheet =
@@ -26,14 +26,14 @@ class Heard {
                          events.push_back("protocol error at " + std::to_string(error.offset));
                        }}) {}
 
-  Heard& say(const std::string& bytes, std::size_t piece = 1U << 20) {
+  Client& send(const std::string& bytes, std::size_t piece = 1U << 20) {
     for (std::size_t at = 0; at < bytes.size(); at += piece) {
       const std::string part = bytes.substr(at, piece);
-      dialogue_.hear(reinterpret_cast<const std::uint8_t*>(part.data()), part.size());
+      dialogue_.receive(reinterpret_cast<const std::uint8_t*>(part.data()), part.size());
     }
     return *this;
   }
-  Heard& leave() {
+  Client& disconnect() {
     dialogue_.end();
     return *this;
   }
@@ -54,16 +54,16 @@ std::string question(const std::string& group, const std::string& name) {
 }
 
 TEST(Dialogue, QuestionsAndSheetsAreToldApart) {
-  const std::string talk = question("STATUS", "") + wire_sheet({}) + question("INFO", "MQTY") +
-                           wire_sheet({}) + question("TBL_RD", "Version");
-  EXPECT_EQ(Heard().say(talk).leave().events,
+  const std::string stream = question("STATUS", "") + wire_sheet({}) + question("INFO", "MQTY") +
+                             wire_sheet({}) + question("TBL_RD", "Version");
+  EXPECT_EQ(Client().send(stream).disconnect().events,
             (Events{"STATUS/", "sheet 3x2", "INFO/MQTY", "sheet 3x2", "TBL_RD/Version"}));
 }
 
 TEST(Dialogue, PiecesOfAnySizeMakeNoDifference) {
-  const std::string talk = question("STATUS", "") + wire_sheet({}) + question("INFO", "MQTY");
+  const std::string stream = question("STATUS", "") + wire_sheet({}) + question("INFO", "MQTY");
   for (const std::size_t piece : {1, 2, 3, 31, 32, 33, 1000}) {
-    EXPECT_EQ(Heard().say(talk, piece).leave().events,
+    EXPECT_EQ(Client().send(stream, piece).disconnect().events,
               (Events{"STATUS/", "sheet 3x2", "INFO/MQTY"}))
         << piece;
   }
@@ -76,42 +76,42 @@ TEST(Dialogue, PixelsThatLookLikeAQuestionAreNone) {
   for (auto& plane : sheet.plane) {
     plane.assign(words.begin(), words.end());
   }
-  EXPECT_EQ(Heard().say(wire_sheet(sheet)).leave().events, Events{"sheet 32x1"});
+  EXPECT_EQ(Client().send(wire_sheet(sheet)).disconnect().events, Events{"sheet 32x1"});
 }
 
 TEST(Dialogue, QuestionBetweenTheBlocksOfASheetIsAnswered) {
   const std::string sheet = wire_sheet({});
   // A block and an image of 1088 + 6 bytes; the block of M follows.
   const std::size_t first_plane = 32 + 1094;
-  Heard heard;
-  heard.say(sheet.substr(0, first_plane)).say(question("STATUS", ""));
-  EXPECT_TRUE(heard.inside_sheet());
-  heard.say(sheet.substr(first_plane)).leave();
-  EXPECT_FALSE(heard.inside_sheet());
-  EXPECT_EQ(heard.events, (Events{"STATUS/", "sheet 3x2"}));
+  Client client;
+  client.send(sheet.substr(0, first_plane)).send(question("STATUS", ""));
+  EXPECT_TRUE(client.inside_sheet());
+  client.send(sheet.substr(first_plane)).disconnect();
+  EXPECT_FALSE(client.inside_sheet());
+  EXPECT_EQ(client.events, (Events{"STATUS/", "sheet 3x2"}));
 }
 
 TEST(Dialogue, ProtocolErrorIsReportedOnceAndTheRestIsIgnored) {
-  Heard heard;
-  heard.say("Hello, is this the printer? I'd like to have my holiday photographs, please.")
-      .say(wire_sheet({}))
-      .leave();
-  EXPECT_EQ(heard.events, Events{"protocol error at 0"});
+  Client client;
+  client.send("Hello, is this the printer? I'd like to have my holiday photographs, please.")
+      .send(wire_sheet({}))
+      .disconnect();
+  EXPECT_EQ(client.events, Events{"protocol error at 0"});
 }
 
 TEST(Dialogue, ClientThatLeavesInsideASheetIsReported) {
   const std::string sheet = wire_sheet({});
   for (const std::size_t kept :
        {std::size_t{1}, std::size_t{31}, std::size_t{32}, std::size_t{500}, sheet.size() - 1}) {
-    const Events events = Heard().say(sheet.substr(0, kept)).leave().events;
+    const Events events = Client().send(sheet.substr(0, kept)).disconnect().events;
     ASSERT_EQ(events.size(), 1U) << kept;
     EXPECT_TRUE(events[0].starts_with("protocol error at ")) << kept;
   }
 }
 
 TEST(Dialogue, ClientThatLeavesBetweenSheetsIsFine) {
-  EXPECT_EQ(Heard().leave().events, Events{});
-  EXPECT_EQ(Heard().say(wire_sheet({})).leave().events, Events{"sheet 3x2"});
+  EXPECT_EQ(Client().disconnect().events, Events{});
+  EXPECT_EQ(Client().send(wire_sheet({})).disconnect().events, Events{"sheet 3x2"});
 }
 
 }  // namespace

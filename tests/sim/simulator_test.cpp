@@ -62,13 +62,13 @@ void send_all(int client, const std::string& bytes) {
 }
 
 // Reads until the printer closes the connection.
-std::string hear_all(int client) {
-  std::string heard;
+std::string receive_all(int client) {
+  std::string received;
   char bytes[1024];
   for (ssize_t got = 0; (got = recv(client, bytes, sizeof bytes, 0)) > 0;) {
-    heard.append(bytes, static_cast<std::size_t>(got));
+    received.append(bytes, static_cast<std::size_t>(got));
   }
-  return heard;
+  return received;
 }
 
 // The peak memory of the process so far, in KiB.
@@ -328,7 +328,7 @@ TEST(Simulator, ClientThatNeverReadsCostsLittleMemoryAndLosesNoReply) {
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
 
   shutdown(client, SHUT_WR);
-  EXPECT_EQ(hear_all(client).size(), sent / kStatusQuestion.size() * 302);
+  EXPECT_EQ(receive_all(client).size(), sent / kStatusQuestion.size() * 302);
   close(client);
 }
 
@@ -362,7 +362,7 @@ TEST(Simulator, NetworkTakesJobsAndQuestionsAndClosesWhenTheClientIsDone) {
     const int client = connect_to(listening);
     send_all(client, wire_sheet({}) + kStatusQuestion);
     shutdown(client, SHUT_WR);
-    EXPECT_EQ(hear_all(client), "00000\r\n");
+    EXPECT_EQ(receive_all(client), "00000\r\n");
     close(client);
     EXPECT_TRUE(printer.next_line().starts_with("sheet " + std::to_string(round) + ": "));
   }
@@ -378,8 +378,8 @@ TEST(Simulator, SecondNetworkClientWaitsForTheFirst) {
   shutdown(second, SHUT_WR);
   send_all(first, wire_sheet({}));
   shutdown(first, SHUT_WR);
-  EXPECT_EQ(hear_all(first), "");
-  EXPECT_EQ(hear_all(second), "");
+  EXPECT_EQ(receive_all(first), "");
+  EXPECT_EQ(receive_all(second), "");
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
   EXPECT_EQ(printer.next_line(), "sheet 2: 1x1, glossy, cutter 0, 398 left");
   close(first);
