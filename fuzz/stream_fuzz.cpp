@@ -17,7 +17,7 @@
 namespace {
 
 std::string sheet_of_recipe(Input& input) {
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.width = static_cast<std::uint32_t>(1 + input.below(9));
   sheet.height = static_cast<std::uint32_t>(1 + input.below(9));
   for (auto& plane : sheet.plane) {

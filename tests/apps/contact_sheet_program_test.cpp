@@ -46,7 +46,7 @@ ChildResult contact(const ScratchFolder& folder, std::vector<std::string> argume
 
 // A sheet twice as wide as tall, all of one gray.
 std::string gray_sheet(std::uint8_t value) {
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.width = 8;
   sheet.height = 4;
   sheet.plane.fill(std::vector<std::uint8_t>(32, value));
@@ -159,7 +159,7 @@ TEST(ContactSheetProgram, SheetsAreFourHundredAndEightyWideUnlessSaidOtherwise) 
 
 TEST(ContactSheetProgram, ASheetOfSixHundredDpiHasItsRealShape) {
   const ScratchFolder folder;
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.width = 1920;
   sheet.height = 2480;
   sheet.plane.fill(std::vector<std::uint8_t>(std::size_t{1920} * 2480, 77));

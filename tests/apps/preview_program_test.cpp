@@ -13,8 +13,8 @@ using testing::IsEmpty;
 using testing::StartsWith;
 
 // A sheet of 2 x 1: red 10 and 20, green 30 and 40, blue 50 and 60 from the left.
-WireSheet small_sheet() {
-  WireSheet sheet;
+SheetContent small_sheet() {
+  SheetContent sheet;
   sheet.width = 2;
   sheet.height = 1;
   sheet.plane = {{{10, 20}, {30, 40}, {50, 60}}};
@@ -42,7 +42,7 @@ TEST(PreviewProgram, RawLeavesTheMirror) {
 
 TEST(PreviewProgram, PrintsALineASheet) {
   const ScratchFolder folder;
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.width = 1;
   sheet.height = 1;
   // The 64-bit FNV-1a of "a" is af63dc4c8601ec8c, of "b" af63df4c8601f1a5, of "c" af63de4c8601eff2.
@@ -97,7 +97,7 @@ TEST(PreviewProgram, DumpShowsTheBlocks) {
 
 TEST(PreviewProgram, AWidthReducesThePicture) {
   const ScratchFolder folder;
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.width = 8;
   sheet.height = 4;
   sheet.plane.fill(std::vector<std::uint8_t>(32, 77));
@@ -109,8 +109,8 @@ TEST(PreviewProgram, AWidthReducesThePicture) {
 }
 
 // Every pixel is gray 77 except the one at x, y in the visible image.
-WireSheet marked_sheet(std::uint32_t height, std::uint32_t x, std::uint32_t y) {
-  WireSheet sheet;
+SheetContent marked_sheet(std::uint32_t height, std::uint32_t x, std::uint32_t y) {
+  SheetContent sheet;
   sheet.width = 1920;
   sheet.height = height;
   std::vector<std::uint8_t> plane(std::size_t{1920} * height, 77);
@@ -140,7 +140,7 @@ TEST(PreviewProgram, MarginsOutsideThePaperAreShownOnlyWithCanvas) {
 // Strips of the same canvas have other margins: 37 columns on the left, 9 on the right.
 TEST(PreviewProgram, CutDistinguishesStripsFromASheet) {
   const ScratchFolder folder;
-  WireSheet sheet = marked_sheet(1240, 37, 25);
+  SheetContent sheet = marked_sheet(1240, 37, 25);
   sheet.cutter = "00000120";
   EXPECT_EQ(preview(folder, {}, wire_sheet(sheet)).status, 0);
   const Picture strips = picture_in(folder, "sheet-1.png");

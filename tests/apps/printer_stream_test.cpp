@@ -27,7 +27,7 @@ constexpr std::size_t kBmp = 32;  // of the first image's header
 constexpr std::size_t kControls = 3 * kImage;
 
 std::string matte_sheet() {
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.matte = true;
   return wire_sheet(sheet);
 }
@@ -63,7 +63,7 @@ TEST(PrinterStream, MatteSheetIsRecognized) {
 
 TEST(PrinterStream, ThreeCutterValuesAreAccepted) {
   for (const std::uint32_t value : {0U, 1U, 120U}) {
-    WireSheet sheet;
+    SheetContent sheet;
     sheet.cutter = wire_digits(value);
     const ParsedStream parsed = parse(wire_sheet(sheet));
     ASSERT_FALSE(parsed.error);
@@ -87,7 +87,7 @@ TEST(PrinterStream, AnEmptyStreamHoldsNoSheetAndNoError) {
 }
 
 TEST(PrinterStream, LargestSheetIsAcceptedAndOneMoreColumnRefused) {
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.width = 5000;
   sheet.height = 5000;
   sheet.plane.fill(std::vector<std::uint8_t>(25000000, 7));
@@ -234,7 +234,7 @@ TEST(PrinterStream, BytesAfterTheLastSheetAreAnError) {
 }
 
 TEST(PrinterStream, ASheetWithoutCutterIsWrong) {
-  WireSheet sheet;
+  SheetContent sheet;
   std::string stream = wire_sheet(sheet);
   stream.erase(kControls, 40);
   EXPECT_EQ(error_of(stream), "offset " + std::to_string(kControls + 8) +
@@ -330,7 +330,7 @@ TEST(PlaneChecksum, IsFnv1a) {
 }
 
 TEST(StreamDump, ShowsEveryBlockOfASheet) {
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.width = 1;
   sheet.height = 1;
   sheet.plane = {{{'a'}, {'a'}, {'a'}}};

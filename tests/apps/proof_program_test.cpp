@@ -41,7 +41,7 @@ Color srgb_of_lab(double lightness, double a, double b) {
 
 // A sheet of one color, given as the red, green and blue values of the filter.
 std::string sheet_of(std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.plane = {std::vector<std::uint8_t>(6, red), std::vector<std::uint8_t>(6, green),
                  std::vector<std::uint8_t>(6, blue)};
   return wire_sheet(sheet);

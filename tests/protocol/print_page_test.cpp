@@ -66,7 +66,7 @@ class PrintPage : public testing::Test {
 };
 
 TEST_F(PrintPage, SheetIsTheStreamWrittenByHand) {
-  WireSheet sheet{.width = 2, .height = 1, .plane = {{{1, 2}, {3, 4}, {5, 255}}}};
+  SheetContent sheet{.width = 2, .height = 1, .plane = {{{1, 2}, {3, 4}, {5, 255}}}};
   const auto& plane = sheet.plane;
   const auto printed = [&] {
     return print_planes(plane[0].data(), plane[1].data(), plane[2].data(), 2, 1).bytes;

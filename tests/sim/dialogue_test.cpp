@@ -72,7 +72,7 @@ TEST(Dialogue, PiecesOfAnySizeMakeNoDifference) {
 TEST(Dialogue, PixelsThatLookLikeAQuestionAreNone) {
   // The pixels are exactly the bytes of a question.
   const std::string words = question("STATUS", "");
-  WireSheet sheet{.width = 32, .height = 1};
+  SheetContent sheet{.width = 32, .height = 1};
   for (auto& plane : sheet.plane) {
     plane.assign(words.begin(), words.end());
   }

@@ -146,7 +146,7 @@ TEST(Simulator, SheetIsToldCountedAndKeptAsTheCustomerHoldsIt) {
 }
 
 TEST(Simulator, SheetIsKeptWithoutTheMarginsBeyondThePaper) {
-  WireSheet sheet;
+  SheetContent sheet;
   sheet.width = 1920;
   sheet.height = 1240;
   sheet.plane.fill(std::vector<std::uint8_t>(std::size_t{1920} * 1240, 77));

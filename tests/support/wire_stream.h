@@ -8,7 +8,7 @@
 #include <vector>
 
 // The content of a sheet. Planes are in the filter's order: the third is sent first.
-struct WireSheet {
+struct SheetContent {
   std::uint32_t width = 3;
   std::uint32_t height = 2;
   std::array<std::vector<std::uint8_t>, 3> plane = {
@@ -52,7 +52,7 @@ inline std::string wire_image(std::uint32_t width, std::uint32_t height,
   return image + std::string(10, '\0') + std::string(pixels.begin(), pixels.end());
 }
 
-inline std::string wire_sheet(const WireSheet& sheet) {
+inline std::string wire_sheet(const SheetContent& sheet) {
   std::string stream;
   const char* const names[] = {"YPLANE", "MPLANE", "CPLANE"};
   for (std::size_t i = 0; i < 3; ++i) {
