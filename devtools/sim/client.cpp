@@ -75,7 +75,7 @@ void Client::process() {
     }
     done += taken;
     if (const auto event = events_.take_due(dialogue_.sheet_bytes(), sheet)) {
-      happen(*event, sheet);
+      apply(*event, sheet);
     }
   }
   waiting_.erase(0, done);
@@ -85,15 +85,15 @@ void Client::take_sheet(Sheet&& sheet) {
   const int number = printer_.next_sheet();
   printer_.take(std::move(sheet));
   if (const auto event = events_.take_due_after(number)) {
-    happen(*event, number);
+    apply(*event, number);
   }
 }
 
-void Client::happen(const PlannedEvent& event, int sheet) {
-  events_.happen(event.event);
-  printer_.tell(std::string(name_of(event.event)) +
-                (event.byte ? " at byte " + std::to_string(*event.byte) + " of" : " after") +
-                " sheet " + std::to_string(sheet));
+void Client::apply(const PlannedEvent& event, int sheet) {
+  events_.apply(event.event);
+  printer_.print_line(std::string(name_of(event.event)) +
+                      (event.byte ? " at byte " + std::to_string(*event.byte) + " of" : " after") +
+                      " sheet " + std::to_string(sheet));
 }
 
 void Client::end() {

@@ -44,7 +44,7 @@ class Client {
  private:
   void ask(const std::string& group, const std::string& name);
   void take_sheet(Sheet&& sheet);
-  void happen(const PlannedEvent& event, int sheet);
+  void apply(const PlannedEvent& event, int sheet);
 
   Printer& printer_;
   LineEvents& events_;

@@ -63,9 +63,9 @@ bool Device::open(std::string& error) {
     }
     network_ = std::make_unique<NetworkServer>(printer_, events_, std::move(*listener));
   }
-  printer_.tell(terminal_.path());
+  printer_.print_line(terminal_.path());
   if (network_) {
-    printer_.tell("listening on 127.0.0.1:" + std::to_string(network_->port()));
+    printer_.print_line("listening on 127.0.0.1:" + std::to_string(network_->port()));
   }
   return true;
 }
@@ -96,11 +96,11 @@ int Device::longest_wait_ms() const {
   return wait_ms;
 }
 
-void Device::obey(const Command& command) {
+void Device::execute(const Command& command) {
   const std::optional<std::string> wrong =
       std::visit([this](const auto& action) { return perform(action); }, command.action);
   carry_out_lost_line();
-  printer_.tell(wrong ? "error: " + *wrong : "ok");
+  printer_.print_line(wrong ? "error: " + *wrong : "ok");
 }
 
 std::optional<std::string> Device::perform(PlainCommand command) {
@@ -153,7 +153,7 @@ std::optional<std::string> Device::perform(const StopPrinter& command) {
 
 std::optional<std::string> Device::perform(const LineCommand& command) {
   if (command.at_once) {
-    events_.happen(command.event.event);
+    events_.apply(command.event.event);
   } else {
     events_.plan(command.event);
   }
@@ -172,9 +172,9 @@ void Device::carry_out_lost_line() {
     if (terminal_.has_clients()) {
       terminal_.unplug();
       if (terminal_.plug(error)) {
-        printer_.tell("terminal " + terminal_.path());
+        printer_.print_line("terminal " + terminal_.path());
       } else {
-        printer_.tell("no terminal: " + error);
+        printer_.print_line("no terminal: " + error);
       }
     }
   }
@@ -202,19 +202,19 @@ std::optional<std::string> Device::plug() {
   if (network_) {
     network_->plug();
   }
-  printer_.tell("terminal " + terminal_.path());
+  printer_.print_line("terminal " + terminal_.path());
   return std::nullopt;
 }
 
 void Device::show() const {
   for (const StateField& field : state_fields()) {
-    printer_.tell(std::string(field.key) + " = " + field_text(printer_.state(), field));
+    printer_.print_line(std::string(field.key) + " = " + field_text(printer_.state(), field));
   }
   if (const int status = printer_.stopped_with()) {
-    printer_.tell("stopped with status " + std::to_string(status));
+    printer_.print_line("stopped with status " + std::to_string(status));
   }
   if (events_.holds()) {
-    printer_.tell("holding");
+    printer_.print_line("holding");
   }
-  printer_.tell(is_plugged_ ? "connected to " + terminal_.path() : "unplugged");
+  printer_.print_line(is_plugged_ ? "connected to " + terminal_.path() : "unplugged");
 }

@@ -35,8 +35,8 @@ class Device {
   [[nodiscard]] int longest_wait_ms() const;
 
   // Prints the result to standard output.
-  void obey(const Command& command);
-  void tell(const std::string& line) const { printer_.tell(line); }
+  void execute(const Command& command);
+  void print_line(const std::string& line) const { printer_.print_line(line); }
 
   [[nodiscard]] const Printer& printer() const { return printer_; }
 

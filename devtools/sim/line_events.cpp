@@ -16,7 +16,7 @@ bool is_for(const PlannedEvent& event, int sheet) { return !event.sheet || *even
 
 }  // namespace
 
-void LineEvents::happen(LineEvent event) {
+void LineEvents::apply(LineEvent event) {
   if (event == LineEvent::hold) {
     holds_ = true;
   } else {

@@ -31,7 +31,7 @@ class LineEvents {
   void plan(const PlannedEvent& event) { planned_.push_back(event); }
 
   // The event happens now.
-  void happen(LineEvent event);
+  void apply(LineEvent event);
   void resume() { holds_ = false; }
 
   // Whether a client's data is processed at all at this moment.

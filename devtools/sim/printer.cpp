@@ -25,7 +25,7 @@ std::string describe_sheet(const Sheet& sheet) {
 
 Printer::Printer(PrinterOptions options) : options_(std::move(options)), state_(options_.state) {}
 
-void Printer::tell(const std::string& line) const {
+void Printer::print_line(const std::string& line) const {
   std::printf("%s%s\n", options_.label.c_str(), line.c_str());
   std::fflush(stdout);
 }
@@ -37,8 +37,8 @@ std::optional<std::string> Printer::answer(const std::string& group, const std::
   told.free_buffers = free_buffers(inside_sheet);
   std::optional<std::string> reply = reply_to(told, status(inside_sheet), group, name);
   if (options_.traces) {
-    tell("question " + (name.empty() ? group : name) + (inside_sheet ? " inside a sheet" : "") +
-         ": " + reply.value_or("no reply"));
+    print_line("question " + (name.empty() ? group : name) +
+               (inside_sheet ? " inside a sheet" : "") + ": " + reply.value_or("no reply"));
   }
   return reply;
 }
@@ -49,7 +49,7 @@ bool Printer::begin_sheet() {
     return false;
   }
   if (options_.traces) {
-    tell("sheet " + std::to_string(next_sheet()) + " begins");
+    print_line("sheet " + std::to_string(next_sheet()) + " begins");
   }
   return true;
 }
@@ -61,7 +61,7 @@ void Printer::take(Sheet&& sheet) {
 
 void Printer::refuse(const StreamError& error, const std::string& hint) {
   data_error_ = true;
-  tell("data error: " + describe(error) + (hint.empty() ? "" : "; " + hint));
+  print_line("data error: " + describe(error) + (hint.empty() ? "" : "; " + hint));
 }
 
 void Printer::work() {
@@ -118,7 +118,7 @@ void Printer::lose_buffers() {
 
 void Printer::lose(const std::string& reason) {
   for (const Sheet& sheet : std::exchange(buffers_, {})) {
-    tell(reason + ": " + describe_sheet(sheet) + " was not printed");
+    print_line(reason + ": " + describe_sheet(sheet) + " was not printed");
   }
   out_.reset();
 }
@@ -132,8 +132,8 @@ void Printer::print(const Sheet& sheet) {
   ++printed_;
   const std::string picture = picture_of(sheet);
   write_state_file();
-  tell("sheet " + std::to_string(printed_) + ": " + describe_sheet(sheet) + picture + ", " +
-       std::to_string(state_.remaining) + " left");
+  print_line("sheet " + std::to_string(printed_) + ": " + describe_sheet(sheet) + picture + ", " +
+             std::to_string(state_.remaining) + " left");
 }
 
 int Printer::status(bool inside_sheet) const {

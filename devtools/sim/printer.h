@@ -35,7 +35,7 @@ class Printer {
   [[nodiscard]] const PrinterState& state() const { return state_; }
 
   // Writes a line to standard output, after the reported action is complete.
-  void tell(const std::string& line) const;
+  void print_line(const std::string& line) const;
 
   // Null if the printer does not reply to this question. `inside_sheet`: during a sheet.
   [[nodiscard]] std::optional<std::string> answer(const std::string& group, const std::string& name,

@@ -54,12 +54,12 @@ class CommandReader {
   std::string text_;
 };
 
-void obey(const std::string& line, const Devices& devices) {
+void execute(const std::string& line, const Devices& devices) {
   std::string error;
   if (const auto command = parse_command(line, devices.size(), error)) {
-    devices[command->printer - 1]->obey(*command);
+    devices[command->printer - 1]->execute(*command);
   } else {
-    devices.front()->tell("error: " + error);
+    devices.front()->print_line("error: " + error);
   }
 }
 
@@ -82,7 +82,7 @@ void serve_until_signal(int signals, CommandReader& commands, const Devices& dev
     }
     if (waits[1].revents != 0) {
       for (const std::string& line : commands.take_lines()) {
-        obey(line, devices);
+        execute(line, devices);
       }
     }
     for (const auto& device : devices) {

@@ -1,4 +1,4 @@
-// Simulated printers: wait for clients, answer them, take their sheets, obey commands.
+// Simulated printers: wait for clients, answer them, take their sheets, execute commands.
 #pragma once
 
 #include <string>
