@@ -120,8 +120,8 @@ K905_AVX2 inline __m256i stored_by_stairs(__m256 value, const Staircase& stairs)
   const __m256i entry = looked_up(stairs.entry, index);
   const __m256i lower = _mm256_and_si256(bits, _mm256_set1_epi32(0xFFFF));
   const __m256i byte = _mm256_srli_epi32(_mm256_add_epi32(entry, lower), 16);
-  const __m256 bottomless = _mm256_set1_ps(-__builtin_inff());
-  const __m256i white = _mm256_castps_si256(_mm256_cmp_ps(value, bottomless, _CMP_EQ_OQ));
+  const __m256 minus_infinity = _mm256_set1_ps(-__builtin_inff());
+  const __m256i white = _mm256_castps_si256(_mm256_cmp_ps(value, minus_infinity, _CMP_EQ_OQ));
   return _mm256_or_si256(byte, _mm256_srli_epi32(white, 24));
 }
 

@@ -95,8 +95,8 @@ uint32x4_t stored_by_stairs(float32x4_t value, const Staircase& stairs) {
   entry = vld1q_lane_u32(stairs.entry + vgetq_lane_u32(index, 2), entry, 2);
   entry = vld1q_lane_u32(stairs.entry + vgetq_lane_u32(index, 3), entry, 3);
   const uint32x4_t byte = vshrq_n_u32(vaddq_u32(entry, vandq_u32(bits, vdupq_n_u32(0xFFFF))), 16);
-  const float32x4_t bottomless = vdupq_n_f32(-std::numeric_limits<float>::infinity());
-  return vorrq_u32(byte, vshrq_n_u32(vceqq_f32(value, bottomless), 24));
+  const float32x4_t minus_infinity = vdupq_n_f32(-std::numeric_limits<float>::infinity());
+  return vorrq_u32(byte, vshrq_n_u32(vceqq_f32(value, minus_infinity), 24));
 }
 
 // The conversion truncates and saturates; NaN and negative values give 0.
