@@ -15,8 +15,6 @@
 namespace {
 
 constexpr std::uint8_t kWhite = 255;
-// The rows of the top image that are above the edge of the sheet and not printed.
-constexpr std::int32_t kTopRaisedRows = 5;
 
 // The odd page that waits for its even page; null if there is none.
 const SheetImage* held_page = nullptr;
@@ -190,9 +188,9 @@ bool merge_two_up(const SheetImage& top, const SheetImage& bottom) {
   }
   // Deliberate: the first rows of the top image are dropped, so that the printer cuts the sheet
   // between the two images.
-  const std::int32_t top_row = -kTopRaisedRows;
-  const std::int32_t bottom_row = static_cast<std::int32_t>(
-      std::min<std::int64_t>(std::int64_t{height} - kTopRaisedRows + MERGE_GAP_ROWS, INT32_MAX));
+  const std::int32_t top_row = -MERGE_TOP_RAISED_ROWS;
+  const std::int32_t bottom_row = static_cast<std::int32_t>(std::min<std::int64_t>(
+      std::int64_t{height} - MERGE_TOP_RAISED_ROWS + MERGE_GAP_ROWS, INT32_MAX));
   place(top, width, height, top_row, sheet);
   place(bottom, width, height, bottom_row, sheet);
   log_merged(width, height, top_row, bottom_row);
