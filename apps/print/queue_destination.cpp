@@ -91,18 +91,19 @@ Choices job_choices(ppd_file_t* ppd, const CupsOptions& given, const Choices& ch
       said[keyword] = choice;
     }
   }
-  return said;
+  return explicit_choices;
 }
 
 class QueueDestination final : public Destination {
  public:
   // `hold`: until when the queue holds its jobs; "" if it does not.
-  QueueDestination(std::string queue, std::string hold, Choices choices, const Choices& said)
+  QueueDestination(std::string queue, std::string hold, Choices choices,
+                   const Choices& explicit_choices)
       : queue_(std::move(queue)),
         hold_(std::move(hold)),
         choices_(std::move(choices)),
         place_(sheet_place(choices_)) {
-    for (const auto& [keyword, choice] : said) {
+    for (const auto& [keyword, choice] : explicit_choices) {
       job_options_.add(keyword, choice);
     }
     // Every sheet is a page of its own, and without a number CUPS adds the default of the queue.
