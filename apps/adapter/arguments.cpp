@@ -43,8 +43,8 @@ std::vector<std::string> harmless_arguments(int argc, char** argv) {
     if (text.index >= arguments.size()) continue;
     std::string changed = harmless(arguments[text.index]);
     if (changed == arguments[text.index]) continue;
-    tell_cups("DEBUG", std::string("rastertok905job: ") + text.name + ": " +
-                           one_line(arguments[text.index]));
+    log_to_cups("DEBUG", std::string("rastertok905job: ") + text.name + ": " +
+                             one_line(arguments[text.index]));
     arguments[text.index] = std::move(changed);
   }
   if (arguments.size() > kFile) ask_for_copies(arguments);

@@ -22,7 +22,7 @@
 namespace {
 
 // How long a canceled job waits for a log whose reader has stalled.
-constexpr timespec kLogPatience{.tv_sec = 2, .tv_nsec = 0};
+constexpr timespec kLogTimeout{.tv_sec = 2, .tv_nsec = 0};
 
 volatile sig_atomic_t cancel_seen = 0;
 
@@ -33,9 +33,9 @@ void wake_up(int) {}
 int become_filter(const std::string& program, char** argv) {
   execv(program.c_str(), argv);
   const int reason = errno;
-  tell_cups("ERROR", "The print filter rastertok905 could not be started.");
-  tell_cups("DEBUG", "rastertok905job: " + one_line(program.empty() ? "rastertok905" : program) +
-                         ": " + std::strerror(reason));
+  log_to_cups("ERROR", "The print filter rastertok905 could not be started.");
+  log_to_cups("DEBUG", "rastertok905job: " + one_line(program.empty() ? "rastertok905" : program) +
+                           ": " + std::strerror(reason));
   return 1;
 }
 
@@ -47,7 +47,7 @@ bool backend_counts_sheets() {
 
 // Only the filter holds its ends of the pipes, so that the processes at the other ends see when it
 // ends.
-void let_go_of_pipes() {
+void close_own_pipe_ends() {
   const k905::Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO}) {
     if (nothing) {
@@ -145,7 +145,7 @@ bool wait_for_log(const FilterLog& log, bool may_give_up, const sigset_t& mask,
                   pollfd (&ready)[2]) {
   ready[0] = {log.source(), POLLIN, 0};
   ready[1] = {log.all_written() ? -1 : STDERR_FILENO, POLLOUT, 0};
-  const int count = ppoll(ready, 2, may_give_up ? &kLogPatience : nullptr, &mask);
+  const int count = ppoll(ready, 2, may_give_up ? &kLogTimeout : nullptr, &mask);
   if (count < 0) {
     ready[0].revents = ready[1].revents = 0;
   }
@@ -174,7 +174,7 @@ k905::ChildEnd pass_log_on(FilterLog& log, k905::Child& filter, const sigset_t& 
   return end;
 }
 
-int give_back(const k905::ChildEnd& end) {
+int end_like_filter(const k905::ChildEnd& end) {
   if (end.signal == 0) return end.status;
   const rlimit no_core{0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
@@ -211,7 +211,7 @@ int run_filter(const std::string& program, char** argv) {
     return become_filter(program, argv);
   }
   log.write_end.reset();
-  let_go_of_pipes();
+  close_own_pipe_ends();
   FilterLog filter_log(std::move(log.read_end));
-  return give_back(pass_log_on(filter_log, filter, mask.while_waiting()));
+  return end_like_filter(pass_log_on(filter_log, filter, mask.while_waiting()));
 }

@@ -29,10 +29,10 @@ constexpr int kOptionsArgument = 5;
 constexpr int kFileArgument = 6;
 
 void report_failure(const std::string& reason) {
-  tell_cups("WARNING",
-            "The choices made for this job could not be applied; it prints with the defaults of "
-            "the queue.");
-  tell_cups("DEBUG", "rastertok905job: " + one_line(reason));
+  log_to_cups("WARNING",
+              "The choices made for this job could not be applied; it prints with the defaults of "
+              "the queue.");
+  log_to_cups("DEBUG", "rastertok905job: " + one_line(reason));
 }
 
 // The settings that result from the job's options.
@@ -53,7 +53,7 @@ k905::AdapterSettings adapter_settings(const JobPpd& job) {
 }
 
 // Makes the filter read the job's own PPD file; false, with a message, on failure.
-bool hand_on(const JobPpd& job) {
+bool set_filter_ppd(const JobPpd& job) {
   if (job.descriptor < 0) {
     report_failure(job.failure);
     return false;
@@ -91,12 +91,12 @@ Choices apply_choices(const char* job_options) {
   const char* const queue_ppd = std::getenv("PPD");
   JobPpd job = make_job_ppd(queue_ppd, job_options);
   if (!job.refusal.empty()) {
-    tell_cups("ERROR", job.refusal);
+    log_to_cups("ERROR", job.refusal);
     read_to_end();
     return {.pages = {}, .refused = true};
   }
   set_ribbon(job);
-  if (!hand_on(job)) {
+  if (!set_filter_ppd(job)) {
     // The filter then prints on the queue's paper and ignores the paper of the job.
     job = make_job_ppd(queue_ppd, nullptr);
   }
@@ -119,8 +119,8 @@ Choices apply_job_options(const char* job_options) {
 void read_document_from(const char* path) {
   const int document = open(path, O_RDONLY | O_CLOEXEC);
   if (document < 0) {
-    tell_cups("ERROR", "The document cannot be opened.");
-    tell_cups("DEBUG", "rastertok905job: " + one_line(path) + ": " + std::strerror(errno));
+    log_to_cups("ERROR", "The document cannot be opened.");
+    log_to_cups("DEBUG", "rastertok905job: " + one_line(path) + ": " + std::strerror(errno));
     return;
   }
   dup2(document, STDIN_FILENO);
@@ -147,7 +147,7 @@ int main(int argc, char** argv) {
 
   k905::PageProcess pages(*choices.pages);
   if (!pages.started()) {
-    tell_cups("ERROR", "The pages of the job cannot be laid out: no process can be started.");
+    log_to_cups("ERROR", "The pages of the job cannot be laid out: no process can be started.");
     return 1;
   }
   const int status = run_filter(filter, filter_argv.data());

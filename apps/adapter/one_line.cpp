@@ -7,7 +7,7 @@
 
 namespace {
 constexpr std::size_t kLongestQuote = 512;
-constexpr int kLogPatienceMs = 2000;
+constexpr int kLogTimeoutMs = 2000;
 }  // namespace
 
 std::string one_line(std::string_view text) {
@@ -17,13 +17,13 @@ std::string one_line(std::string_view text) {
   return line;
 }
 
-void tell_cups(std::string_view prefix, std::string_view words) {
+void log_to_cups(std::string_view prefix, std::string_view words) {
   std::string line(prefix);
   line += ": ";
   line += words;
   line += '\n';
   // The log may be closed or stalled; the job is printed anyway.
   pollfd log{STDERR_FILENO, POLLOUT, 0};
-  if (poll(&log, 1, kLogPatienceMs) <= 0) return;
+  if (poll(&log, 1, kLogTimeoutMs) <= 0) return;
   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
 }

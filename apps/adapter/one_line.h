@@ -11,4 +11,4 @@
 
 // Writes "<prefix>: <words>\n" to standard error at once, or discards it if standard error cannot
 // take it. `words` must be our own text; text from outside goes through one_line first.
-void tell_cups(std::string_view prefix, std::string_view words);
+void log_to_cups(std::string_view prefix, std::string_view words);

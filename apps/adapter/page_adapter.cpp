@@ -198,8 +198,8 @@ void adapt(RasterInput& input, RasterOutput& output, const AdapterSettings& sett
   if (input.open()) {
     adapt_stream(input, output, settings);
     if (input.error() != 0) {
-      tell_cups("DEBUG",
-                std::string("rastertok905job: read error: ") + std::strerror(input.error()));
+      log_to_cups("DEBUG",
+                  std::string("rastertok905job: read error: ") + std::strerror(input.error()));
     }
   } else {
     // Not a raster stream. The filter reports it.
@@ -219,8 +219,8 @@ bool adapt_pages(int in, int out, const AdapterSettings& settings) {
     RasterInput input(in, out);
     adapt(input, output, settings);
   } catch (const std::exception& error) {
-    tell_cups("ERROR", "A page could not be laid out on the paper.");
-    tell_cups("DEBUG", "rastertok905job: " + one_line(error.what()));
+    log_to_cups("ERROR", "A page could not be laid out on the paper.");
+    log_to_cups("DEBUG", "rastertok905job: " + one_line(error.what()));
     complete = false;
   }
   // Passes on everything that was made; if the pipe is closed, its reader reports it.

@@ -103,7 +103,7 @@ AxisMap map_of(const Side& side, const std::vector<Part>& parts, double scale, b
   return AxisMap(axis);
 }
 
-bool lies_across(const DrawnPage& page, const PaperPoints& paper) {
+bool has_other_orientation(const DrawnPage& page, const PaperPoints& paper) {
   const double across = page.page_across / page.dpi_across;
   const double down = page.page_down / page.dpi_down;
   return (across < down && paper.across > paper.down) ||
@@ -143,7 +143,7 @@ std::vector<Part> parts_down(const SheetPlace& place) {
 
 PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scaling) {
   const PaperPoints paper = paper_points(*place.paper);
-  const bool across_paper = lies_across(drawn, paper);
+  const bool across_paper = has_other_orientation(drawn, paper);
   const DrawnPage page = across_paper ? rotated_clockwise(drawn) : drawn;
   const PixelSize picture = picture_size(place);
   const Side width{.raster = page.width,

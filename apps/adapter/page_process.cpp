@@ -56,7 +56,7 @@ bool PageProcess::finish() {
     if (end.signal == SIGKILL) return true;
   }
   if (end.code() == 0) return true;
-  tell_cups("ERROR", "Not all pages of the job could be laid out on the paper.");
+  log_to_cups("ERROR", "Not all pages of the job could be laid out on the paper.");
   return false;
 }
 

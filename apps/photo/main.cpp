@@ -50,7 +50,7 @@ void become_usual_filter(char** argv) {
 }
 
 void report_failure(const std::string& reason) {
-  tell_cups("ERROR", "The photo cannot be printed: " + one_line(reason) + ".");
+  log_to_cups("ERROR", "The photo cannot be printed: " + one_line(reason) + ".");
 }
 
 int print_photo(const JobPpd& job, const JobOptions& options, const char* file, long copies) {
@@ -63,13 +63,13 @@ int print_photo(const JobPpd& job, const JobOptions& options, const char* file, 
     report_failure(error);
     return 1;
   }
-  if (!photo->warning.empty()) tell_cups("INFO", one_line(photo->warning) + ".");
+  if (!photo->warning.empty()) log_to_cups("INFO", one_line(photo->warning) + ".");
   const Picture page = page_for(k905::sheet_with(std::move(photo->picture), cell, place), place);
   RasterWriter writer(STDOUT_FILENO, false);
   for (long copy = 0; copy < copies; ++copy) {
     if (!writer.write_page(place, page, error)) {
       // The next programs of the job have ended; users should see the error that those report.
-      tell_cups("DEBUG", "phototok905: " + one_line(error));
+      log_to_cups("DEBUG", "phototok905: " + one_line(error));
       return 1;
     }
   }
@@ -99,9 +99,9 @@ int main(int argc, char** argv) {
   if (const auto status = k905::make_page_as_child(argc, argv)) return *status;
   start_process();
   if (argc <= kOptions || argc > kFile + 1) {
-    tell_cups("ERROR",
-              "phototok905 is started by the print system: "
-              "job user title copies options [file]");
+    log_to_cups("ERROR",
+                "phototok905 is started by the print system: "
+                "job user title copies options [file]");
     return 1;
   }
   try {
