@@ -174,7 +174,7 @@ std::optional<std::string> collect_choices(const PrintOptions& options, Choices&
   const auto unless = [](const std::string& value, const char* neutral) {
     return value == neutral ? "None" : value;
   };
-  const std::pair<const char*, std::string> of_their_own[] = {
+  const std::pair<const char*, std::string> choices_of_options[] = {
       {"PageSize", options.paper.empty() && options.layout == "strips" ? "6x2*2" : options.paper},
       {"StpLaminate", options.finish},
       {"StpBrightness", unless(options.brightness, "0")},
@@ -182,7 +182,7 @@ std::optional<std::string> collect_choices(const PrintOptions& options, Choices&
       {"StpSaturation", unless(options.saturation, "0")},
       {"StpGamma", unless(options.gamma, "1000")},
       {"K905Ribbon", options.two_up ? "6x8" : ""}};
-  for (const auto& [keyword, choice] : of_their_own) {
+  for (const auto& [keyword, choice] : choices_of_options) {
     if (!choice.empty()) {
       named.emplace_back(keyword, choice);
     }

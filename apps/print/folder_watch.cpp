@@ -104,7 +104,7 @@ struct FolderWatch::Event {
 
 FolderWatch::FolderWatch(FolderWatchSetup setup)
     : setup_(std::move(setup)), events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-  setup_.look_through = setup_.look_through || !events_ || !is_local(setup_.folder);
+  setup_.scan_folder = setup_.scan_folder || !events_ || !is_local(setup_.folder);
   (void)follow_folder();  // take() reports the error
 }
 
@@ -118,7 +118,7 @@ std::optional<FolderEvents> FolderWatch::take() {
     find_all_ = true;
     return std::nullopt;
   }
-  if (setup_.look_through && Clock::now() >= next_look_ && !look_through(found)) {
+  if (setup_.scan_folder && Clock::now() >= next_scan_ && !scan_folder(found)) {
     return std::nullopt;
   }
   const Clock::time_point now = Clock::now();
@@ -157,7 +157,7 @@ bool FolderWatch::follow_folder() {
   }
   device_ = status->st_dev;
   inode_ = status->st_ino;
-  was_looked_through_ = false;
+  has_scanned_ = false;
   present_.clear();  // a file that is not in the new folder was not removed from it
   find_all_ = true;
   if (watch_ >= 0) {
@@ -166,7 +166,7 @@ bool FolderWatch::follow_folder() {
   watch_ = !events_ ? 0 : inotify_add_watch(events_.get(), setup_.folder.c_str(), kEvents);
   if (watch_ < 0) {
     // Without events the folder is still read at intervals.
-    setup_.look_through = true;
+    setup_.scan_folder = true;
     watch_ = 0;
   }
   return true;
@@ -283,9 +283,9 @@ bool FolderWatch::find_all(FolderEvents& found) {
   });
 }
 
-bool FolderWatch::look_through(FolderEvents& found) {
+bool FolderWatch::scan_folder(FolderEvents& found) {
   const Clock::time_point start = Clock::now();
-  const bool is_first = !std::exchange(was_looked_through_, true);
+  const bool is_first = !std::exchange(has_scanned_, true);
   std::map<std::string, FileStamp> present;
   const bool readable = for_each_name(setup_.folder, [&](const std::string& name) {
     const auto status = is_photo_name(name) ? status_of(setup_.folder + "/" + name) : std::nullopt;
@@ -294,7 +294,7 @@ bool FolderWatch::look_through(FolderEvents& found) {
     }
   });
   if (!readable) {
-    was_looked_through_ = !is_first;
+    has_scanned_ = !is_first;
     return false;
   }
   for (const auto& [name, stamp] : present_) {
@@ -312,11 +312,11 @@ bool FolderWatch::look_through(FolderEvents& found) {
     }
   }
   present_ = std::move(present);
-  if (setup_.look_through_every > std::chrono::milliseconds(0)) {
+  if (setup_.scan_interval > std::chrono::milliseconds(0)) {
     // Limits the time spent on a large folder on a slow share.
     constexpr int pause = 20;
-    next_look_ = Clock::now() + std::max<Clock::duration>(setup_.look_through_every,
-                                                          pause * (Clock::now() - start));
+    next_scan_ = Clock::now() +
+                 std::max<Clock::duration>(setup_.scan_interval, pause * (Clock::now() - start));
   }
   return true;
 }

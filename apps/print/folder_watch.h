@@ -33,8 +33,8 @@ struct FolderWatchSetup {
   std::chrono::milliseconds settle{1000};
   // Also read the folder at intervals. Always done if the system does not report changes that other
   // computers make.
-  bool look_through = false;
-  std::chrono::milliseconds look_through_every{2000};  // 0: at every call
+  bool scan_folder = false;
+  std::chrono::milliseconds scan_interval{2000};  // 0: at every call
 };
 
 class FolderWatch {
@@ -69,7 +69,7 @@ class FolderWatch {
   void report_move_away(FolderEvents& found);
   void take_arrival(const Event& event, FolderEvents& found);
   [[nodiscard]] bool find_all(FolderEvents& found);
-  [[nodiscard]] bool look_through(FolderEvents& found);
+  [[nodiscard]] bool scan_folder(FolderEvents& found);
   void note_other_type(const std::string& name, FolderEvents& found);
 
   FolderWatchSetup setup_;
@@ -85,6 +85,6 @@ class FolderWatch {
   std::set<std::string> other_types_;
   // If the folder is read at intervals: the photos that were found last.
   std::map<std::string, FileStamp> present_;
-  bool was_looked_through_ = false;
-  Clock::time_point next_look_{};
+  bool has_scanned_ = false;
+  Clock::time_point next_scan_{};
 };

@@ -18,7 +18,7 @@ namespace {
 using SQLite::Database;
 using SQLite::Statement;
 
-constexpr int kPatienceMs = 20000;
+constexpr int kLockTimeoutMs = 20000;
 
 constexpr int kApplicationId = 0x6b393035;  // "k905"
 
@@ -161,7 +161,7 @@ std::unique_ptr<Database> open_database(const std::string& path) {
   if (!k905::Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))) {
     throw LedgerError(std::strerror(errno));
   }
-  return std::make_unique<Database>(path, SQLite::OPEN_READWRITE, kPatienceMs);
+  return std::make_unique<Database>(path, SQLite::OPEN_READWRITE, kLockTimeoutMs);
 }
 
 // All or nothing: without commit() what was changed meanwhile is taken back.
@@ -219,7 +219,7 @@ void Ledger::run(const char* sql, const Values&... values) {
   prepare(*database_, sql, values...).exec();
 }
 
-std::int64_t Ledger::version_of_others() const { return number(*database_, "PRAGMA data_version"); }
+std::int64_t Ledger::data_version() const { return number(*database_, "PRAGMA data_version"); }
 
 bool Ledger::is_folder_known(const std::string& folder) const {
   return number(*database_, "SELECT 1 FROM folder WHERE folder = ?", folder) != 0;

@@ -115,7 +115,7 @@ class Ledger {
   [[nodiscard]] bool open(const std::string& path, std::string& error);
 
   // Changes whenever another process has changed the ledger.
-  [[nodiscard]] std::int64_t version_of_others() const;
+  [[nodiscard]] std::int64_t data_version() const;
 
   // Files. A folder is given by its canonical path.
   [[nodiscard]] bool is_folder_known(const std::string& folder) const;

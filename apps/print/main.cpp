@@ -45,7 +45,7 @@ class PrintProgram {
         queue_(options.queue),
         to_(options.to),
         reporter_{.report = [this](const PhotoReport& photo) { report(photo); },
-                  .report_error = [this](const std::string& words) { say_wrong(words); }} {}
+                  .report_error = [this](const std::string& words) { print_error(words); }} {}
 
   int run() {
     Choices choices;
@@ -89,7 +89,7 @@ class PrintProgram {
   [[nodiscard]] bool wants_queue() const { return to_.empty() && options_.preview.empty(); }
 
   int failed(const std::string& error) {
-    say_wrong(error);
+    print_error(error);
     return kExitFailed;
   }
 
@@ -197,7 +197,7 @@ class PrintProgram {
           sent.push_back(photo);
         } else {
           if (photo.outcome == kStopped) {
-            say_wrong("stopped; not printed: " + photo.file);
+            print_error("stopped; not printed: " + photo.file);
           }
           finish(photo);
         }
@@ -215,8 +215,8 @@ class PrintProgram {
 
   void report_stopped(std::size_t first) {
     const std::vector<std::string>& files = options_.photos;
-    say_wrong("stopped; not printed: " + files[first] +
-              (first + 1 < files.size() ? " and what follows" : ""));
+    print_error("stopped; not printed: " + files[first] +
+                (first + 1 < files.size() ? " and what follows" : ""));
     for (std::size_t i = first; i < files.size(); ++i) {
       finish(report_of(files[i], kStopped, destination_->target(), "stopped"));
     }
@@ -241,14 +241,14 @@ class PrintProgram {
         photo.outcome = job.state == State::failed ? kFailed
                         : job.state == State::gone ? text_of(Outcome::in_doubt)
                                                    : kSent;
-        say_wrong(photo.file + ": " + photo.place + (is_over ? "" : ", not printed yet") +
-                  (job.message.empty() ? "" : ": " + job.message));
+        print_error(photo.file + ": " + photo.place + (is_over ? "" : ", not printed yet") +
+                    (job.message.empty() ? "" : ": " + job.message));
         all_printed_ = false;
         return;
       }
       if (!job.message.empty() && shown != job.message) {
         shown = job.message;
-        say_wrong(photo.place + ": " + shown + "; waiting");
+        print_error(photo.place + ": " + shown + "; waiting");
       }
       std::this_thread::sleep_for(kAskQueue);
     }
@@ -364,7 +364,7 @@ class PrintProgram {
     return one_line_of_text(words, longest);
   }
 
-  void say_wrong(const std::string& words) {
+  void print_error(const std::string& words) {
     progress_.wipe();
     report_error(app_, plain(words));
   }

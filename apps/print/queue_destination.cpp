@@ -139,7 +139,7 @@ class QueueDestination final : public Destination {
     begun.number = job_;
     is_complete_ = false;
     if (job_ == 0) {
-      error = said_by_cups();
+      error = last_cups_error();
       return false;
     }
     title_ = name.title;
@@ -159,7 +159,7 @@ class QueueDestination final : public Destination {
     writer_.reset();
     const ipp_status_t status = cupsFinishDocument(http_.get(), queue_.c_str());
     if (status >= IPP_STATUS_REDIRECTION_OTHER_SITE || status < IPP_STATUS_OK) {
-      error = said_by_cups();
+      error = last_cups_error();
       abandon();
       return false;
     }
@@ -186,7 +186,7 @@ class QueueDestination final : public Destination {
   }
 
  private:
-  static std::string said_by_cups() {
+  static std::string last_cups_error() {
     const char* words = cupsLastErrorString();
     return words != nullptr ? words : "the print system refuses the job";
   }
@@ -195,7 +195,7 @@ class QueueDestination final : public Destination {
     given_up_ = false;
     if (cupsStartDocument(http_.get(), queue_.c_str(), job_, title_.c_str(), kRasterFormat, 1) !=
         HTTP_STATUS_CONTINUE) {
-      error = said_by_cups();
+      error = last_cups_error();
       return false;
     }
     writer_.emplace(

@@ -20,7 +20,7 @@
 namespace {
 
 constexpr char kFit[] = "fit";
-constexpr char kNoTurn[] = "no-turn";
+constexpr char kNotRotated[] = "no-turn";
 constexpr char kCaption[] = "caption";
 constexpr char kFrame[] = "frame";
 constexpr char kLayout[] = "layout";
@@ -241,8 +241,8 @@ std::string settings_text(const JobSetup& setup) {
   for (const auto& [keyword, choice] : setup.destination->choices()) {
     text << keyword << "=" << choice << " ";
   }
-  text << (setup.preparation.whole ? kFit : "") << " " << (setup.preparation.rotate ? "" : kNoTurn)
-       << " ";
+  text << (setup.preparation.whole ? kFit : "") << " "
+       << (setup.preparation.rotate ? "" : kNotRotated) << " ";
   for (const auto& [keyword, value] :
        {std::pair(kCaption, setup.caption), std::pair(kFrame, setup.frame_file),
         std::pair(kLayout, setup.layout)}) {
@@ -275,6 +275,6 @@ void add_settings(const std::string& text, Choices& choices, JobSetup& setup) {
       choices.emplace(keyword, value);
     }
     setup.preparation.whole = setup.preparation.whole || word == kFit;
-    setup.preparation.rotate = setup.preparation.rotate && word != kNoTurn;
+    setup.preparation.rotate = setup.preparation.rotate && word != kNotRotated;
   }
 }

@@ -25,7 +25,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr milliseconds kLookAgain{500};
+constexpr milliseconds kWaitForPhoto{500};
 constexpr seconds kTryAgain{15};
 constexpr seconds kAskAgain{1};
 constexpr milliseconds kFirstRetry{1000};
@@ -47,9 +47,9 @@ class FolderPrinter {
     start();
     FolderWatch watch({.folder = folder_});
     while (!stop_asked()) {
-      look(watch);
+      check_folder(watch);
       if (!stop_asked()) {
-        watch.wait(kLookAgain);
+        watch.wait(kWaitForPhoto);
         // A growing file causes many events; ten checks a second are enough.
         usleep(100000);
       }
@@ -80,7 +80,7 @@ class FolderPrinter {
     milliseconds delay = kFirstRetry;
     std::string problem;  // that was reported
     // Since when it waits for another photo to share its sheet.
-    std::optional<Clock::time_point> alone_since;
+    std::optional<Clock::time_point> waiting_since;
   };
   void start() {
     leaves_all_ = setup_.new_only && !ledger_.is_folder_known(folder_);
@@ -142,9 +142,9 @@ class FolderPrinter {
     }
   }
 
-  void look(FolderWatch& watch) {
-    if (const std::int64_t version = ledger_.version_of_others();
-        std::exchange(version_of_others_, version) != version) {
+  void check_folder(FolderWatch& watch) {
+    if (const std::int64_t version = ledger_.data_version();
+        std::exchange(last_ledger_version_, version) != version) {
       note_orders();
     }
     if (leaves_all_ && !leave_all()) {
@@ -192,7 +192,7 @@ class FolderPrinter {
       }
     }
     if (!events.settled.empty()) {
-      wake_photo_alone();
+      retry_single_photos();
     }
     for (const auto& [name, arrived] : events.settled) {
       Todo& todo = todo_[name];
@@ -239,9 +239,9 @@ class FolderPrinter {
   }
 
   // Another photo is there that may share its sheet.
-  void wake_photo_alone() {
+  void retry_single_photos() {
     for (auto& [name, todo] : todo_) {
-      if (todo.alone_since) {
+      if (todo.waiting_since) {
         todo.when = {};
       }
     }
@@ -255,11 +255,11 @@ class FolderPrinter {
     }
     Todo& todo = alone->second;
     const auto now = Clock::now();
-    if (!todo.alone_since && setup_.partner_wait.count() > 0) {
-      todo.alone_since = now;
+    if (!todo.waiting_since && setup_.partner_wait.count() > 0) {
+      todo.waiting_since = now;
       reporter_.report_error(path_of(name) + ": waits for another photo on its sheet");
     }
-    todo.when = todo.alone_since.value_or(now) + setup_.partner_wait;
+    todo.when = todo.waiting_since.value_or(now) + setup_.partner_wait;
     return now < todo.when;
   }
 
@@ -280,14 +280,14 @@ class FolderPrinter {
       if (std::optional<k905::PhotoOrder> order = goes_on ? take_up(name) : std::nullopt) {
         goes_on = orders.add(std::move(*order), error);
       }
-      if (!goes_on) {
+      if (!continues) {
         break;
       }
     }
-    if (goes_on && waits_for_partner(orders.alone())) {
+    if (continues && waits_for_partner(orders.alone())) {
       return;
     }
-    if ((!goes_on || !orders.finish(error)) && !error.empty()) {
+    if ((!continues || !orders.finish(error)) && !error.empty()) {
       report_once(error);
       try_again_ = Clock::now() + kTryAgain;
     }
@@ -314,7 +314,7 @@ class FolderPrinter {
 
   // The sheets of the file that are to be printed now, if any. Files that need no further check
   // leave the list.
-  std::optional<k905::PhotoOrder> take_up(const std::string& name) {
+  std::optional<k905::PhotoOrder> read_order(const std::string& name) {
     const std::optional<KnownFile> known = ledger_.find_file(folder_, name);
     const std::vector<SheetEntry> waiting = ledger_.waiting(folder_, name);
     PhotoFile photo;
@@ -348,12 +348,12 @@ class FolderPrinter {
         known && (known->content == content ||
                   (known->content.hash == kNotRead && has_same_bytes(known->stamp, photo.stamp())));
     const KnownFile now{photo.stamp(), content, is_known && known->refused};
-    std::vector<SheetEntry> of_these_bytes;
-    std::vector<SheetEntry> of_other_bytes;
-    std::ranges::partition_copy(waiting, std::back_inserter(of_these_bytes),
-                                std::back_inserter(of_other_bytes),
+    std::vector<SheetEntry> same_content;
+    std::vector<SheetEntry> other_content;
+    std::ranges::partition_copy(waiting, std::back_inserter(same_content),
+                                std::back_inserter(other_content),
                                 [&](const SheetEntry& sheet) { return sheet.content == content; });
-    withdraw(of_other_bytes, "the file was changed");
+    withdraw(other_content, "the file was changed");
     if (is_known && known->stamp != now.stamp) {
       ledger_.set_file(folder_, name, now);
     }
@@ -367,16 +367,16 @@ class FolderPrinter {
         read_page(setup_.job, photo.copy(), path_of(name), reporter_.report_error, error);
     if (!page) {
       return error == k905::kNotEnoughMemory ? later(name, error)
-                                             : refuse(name, known, of_these_bytes, now, error);
+                                             : refuse(name, known, same_content, now, error);
     }
     if (is_new) {
-      withdraw(of_these_bytes, "it was ordered again");
+      withdraw(same_content, "it was ordered again");
       const KnownFile accepted{now.stamp, content};
       ledger_.order(folder_, name, content, &accepted, setup_.job.copies);
-      of_these_bytes = ledger_.waiting(folder_, name);
+      same_content = ledger_.waiting(folder_, name);
     }
     k905::PhotoOrder order{name, {}, std::move(*page)};
-    for (const SheetEntry& sheet : of_these_bytes) {
+    for (const SheetEntry& sheet : same_content) {
       order.sheets.push_back(sheet.id);
     }
     return order;

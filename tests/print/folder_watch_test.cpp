@@ -198,8 +198,8 @@ TEST(FolderWatch, WithoutEventsTheFolderIsRead) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
   FolderWatchSetup setup = at_once(folder.path());
-  setup.look_through = true;
-  setup.look_through_every = milliseconds(0);
+  setup.scan_folder = true;
+  setup.scan_interval = milliseconds(0);
   FolderWatch watch(setup);
   close(watch.events());
   EXPECT_THAT(settled_names(watch), ElementsAre("a.jpg"));
@@ -219,8 +219,8 @@ TEST(FolderWatch, InAnotherFolderAtItsPathNothingCountsAsRemoved) {
   std::filesystem::create_directory(path);
   folder.write("in/a.jpg", "x");
   FolderWatchSetup setup = at_once(path);
-  setup.look_through = true;
-  setup.look_through_every = milliseconds(0);
+  setup.scan_folder = true;
+  setup.scan_interval = milliseconds(0);
   FolderWatch watch(setup);
   EXPECT_THAT(settled_names(watch), ElementsAre("a.jpg"));
   std::filesystem::rename(path, folder.path() + "/away");

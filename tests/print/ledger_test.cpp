@@ -231,14 +231,14 @@ TEST_F(LedgerTest, ARefusedFileHasItsReason) {
 }
 
 TEST_F(LedgerTest, NoticesWhatOthersChanged) {
-  const std::int64_t before = ledger_->version_of_others();
+  const std::int64_t before = ledger_->data_version();
   order("a.jpg");
-  EXPECT_EQ(ledger_->version_of_others(), before);
+  EXPECT_EQ(ledger_->data_version(), before);
   Ledger other;
   std::string error;
   ASSERT_TRUE(other.open(path(), error));
   other.add_folder(kFolder);
-  EXPECT_NE(ledger_->version_of_others(), before);
+  EXPECT_NE(ledger_->data_version(), before);
   EXPECT_TRUE(ledger_->is_folder_known(kFolder));
 }
 

@@ -89,7 +89,8 @@ TEST_F(PrintToPrinter, EveryKindOfPictureComesOutAsItsPreviewShowsIt) {
     const Picture shown = picture_in(folder_, "preview" + number + ".png");
     EXPECT_EQ(sheet(static_cast<int>(i) + 1).bytes, shown.bytes) << files[i].first;
   }
-  // Pictures that look different are: nothing above compares a white sheet with a white sheet.
+  // Pictures that look different are: nothing above compares a white sheet with a white
+  // sheet.
   EXPECT_NE(sheet(3).bytes, sheet(4).bytes);
   EXPECT_NE(sheet(5).bytes, sheet(6).bytes);
   EXPECT_NE(sheet(1).bytes, sheet(7).bytes);

@@ -59,7 +59,8 @@ std::string SimulatedPrinter::next_line() {
   while ((newline = unread_.find('\n')) == std::string::npos) {
     pollfd ready{.fd = output_, .events = POLLIN, .revents = 0};
     char bytes[1024];
-    const ssize_t got = poll(&ready, 1, kPatienceMs) > 0 ? read(output_, bytes, sizeof bytes) : -1;
+    const ssize_t got =
+        poll(&ready, 1, kOutputTimeoutMs) > 0 ? read(output_, bytes, sizeof bytes) : -1;
     if (got <= 0) {
       return "";
     }
