@@ -155,7 +155,7 @@ void check_other(const Device& device, Findings& findings) {
 
 // With other backends a stop of the scheduler interrupts the sheet that is being sent.
 void check_backend(const Device& device, bool keeps_device, Answer answer, Findings& findings) {
-  if (!is_usual_address(device.uri)) {
+  if (!uses_other_backend(device.uri)) {
     return;
   }
   const std::string risk =
@@ -179,7 +179,7 @@ void check_device(Scheduler& scheduler, const std::string& queue, const QueueSta
   Device device;
   device.queue = queue;
   device.uri = state.device_uri;
-  if (const auto reason = why_not_usable(device.uri)) {
+  if (const auto reason = find_uri_problem(device.uri)) {
     findings.problem(*reason,
                      scheme_of(device.uri) == "k905"
                          ? reinstall_advice()

@@ -44,11 +44,11 @@ std::optional<std::string> usb_printer(const std::string& uri,
     return ours.size() == 1 ? std::optional(ours.front().uri) : std::nullopt;
   }
   const std::string by_serial = usb_device_uri(*serial);
-  const auto is_it = [&](const ConnectedDevice& device) {
+  const auto has_this_serial = [&](const ConnectedDevice& device) {
     return serial_in(device.device_id) == *serial;
   };
   if (std::ranges::find(ours, by_serial, &ConnectedDevice::uri) == ours.end()) {
-    if (const auto found = std::ranges::find_if(ours, is_it); found != ours.end()) {
+    if (const auto found = std::ranges::find_if(ours, has_this_serial); found != ours.end()) {
       return found->uri;
     }
   }
@@ -67,7 +67,7 @@ std::optional<std::string> network_printer(const std::string& uri) {
 
 bool is_device_file(const std::string& device) { return device.starts_with("/dev/"); }
 
-bool is_usual_address(const std::string& uri) {
+bool uses_other_backend(const std::string& uri) {
   const std::string scheme = scheme_of(uri);
   return scheme == "usb" || scheme == "socket" ||
          (scheme == "file" && uri.find(kUsbPrinters) != std::string::npos);

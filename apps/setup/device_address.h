@@ -18,7 +18,7 @@ struct ConnectedDevice {
 
 // Whether the address uses another backend of CUPS, although the backend k905 may reach the printer
 // too: usb://..., socket://... and file:///dev/usb/...
-[[nodiscard]] bool is_usual_address(const std::string& uri);
+[[nodiscard]] bool uses_other_backend(const std::string& uri);
 
 // The URI on the backend k905 of the printer at `device`: usb://..., socket://..., file:///dev/...,
 // a device file or a URI of k905 itself. `connected` holds the connected devices, as far as they

@@ -65,7 +65,7 @@ std::string scheme_of(const std::string& device_uri) {
   return is_name ? scheme : "";
 }
 
-std::optional<std::string> why_not_usable(const std::string& device_uri) {
+std::optional<std::string> find_uri_problem(const std::string& device_uri) {
   const std::string scheme = scheme_of(device_uri);
   if (scheme.empty()) {
     return "\"" + device_uri +

@@ -21,6 +21,6 @@ namespace k905 {
 
 // Why CUPS cannot send anything to this device at all (it is no URI, or the backend of its scheme
 // is missing), or nothing.
-[[nodiscard]] std::optional<std::string> why_not_usable(const std::string& device_uri);
+[[nodiscard]] std::optional<std::string> find_uri_problem(const std::string& device_uri);
 
 }  // namespace k905

@@ -56,7 +56,7 @@ bool are_shared(Scheduler& scheduler, const std::vector<std::string>& members) {
   });
 }
 
-std::optional<std::string> why_no_class(const ClassPlan& plan, const QueueState* existing) {
+std::optional<std::string> find_class_problem(const ClassPlan& plan, const QueueState* existing) {
   if (existing == nullptr) {
     return plan.update
                ? std::optional("there is no class " + plan.name + "; make it with --class " +
@@ -121,14 +121,14 @@ std::optional<std::string> compare_members(Scheduler& scheduler,
 std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& plan,
                                       Findings& findings) {
   const auto existing = scheduler.queue(plan.name);
-  if (auto problem = why_no_class(plan, existing ? &*existing : nullptr)) {
+  if (auto problem = find_class_problem(plan, existing ? &*existing : nullptr)) {
     return problem;
   }
   ClassRequest request{.name = plan.name,
                        .members = plan.members.empty() ? existing->members : plan.members,
                        .start = !plan.update};
-  Findings noted_by_the_check;
-  if (auto fault = compare_members(scheduler, request.members, noted_by_the_check)) {
+  Findings check_findings;
+  if (auto fault = compare_members(scheduler, request.members, check_findings)) {
     return fault;
   }
   std::vector<PlannedChange> updates;

@@ -15,7 +15,7 @@ namespace {
 
 // CUPS restarts a job that is printing from its first sheet when the queue's PPD file or device
 // changes. Checked last, so that hardly any job starts in between.
-std::optional<std::string> why_not_now(Scheduler& scheduler, const std::string& queue) {
+std::optional<std::string> find_queue_problem(Scheduler& scheduler, const std::string& queue) {
   const auto state = scheduler.queue(queue);
   if (!state || !state->printing) {
     return std::nullopt;
@@ -107,7 +107,7 @@ std::optional<std::string> choose_device(Scheduler& scheduler, const QueuePlan& 
       device = *ours;
     }
   }
-  return why_not_usable(device);
+  return find_uri_problem(device);
 }
 
 // The new address of a queue's printer, "" to keep the old one. A print server that returns no
@@ -117,7 +117,7 @@ std::string better_device(Scheduler& scheduler, const std::string& device, Findi
   const std::vector<ConnectedDevice> connected = usb_devices(scheduler, device);
   const auto ours = k905_uri_of(device, connected);
   const auto address = ours ? parse_device_uri(*ours) : std::nullopt;
-  if (!address || *ours == device || why_not_usable(*ours)) {
+  if (!address || *ours == device || find_uri_problem(*ours)) {
     return "";
   }
   if (printing_queue(all_queues(), *address) == nullptr) {

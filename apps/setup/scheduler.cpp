@@ -143,7 +143,7 @@ void add_changes(ipp_t* request, const QueueRequest& changes) {
 }
 
 // The error of the last change.
-std::optional<std::string> why_refused(const std::string& what) {
+std::optional<std::string> refusal_reason(const std::string& what) {
   if (is_refusal(cupsLastError())) {
     return "k905-setup must be run as root to make or change a queue: use sudo";
   }
@@ -258,7 +258,7 @@ std::optional<std::string> Scheduler::change(const QueueRequest& changes) {
   add_changes(request, changes);
   ippDelete(cupsDoIORequest(http(), request, "/admin/", file, -1));
   close(file);
-  return why_refused("queue " + changes.queue);
+  return refusal_reason("queue " + changes.queue);
 }
 
 std::optional<std::string> Scheduler::change_class(const ClassRequest& changes) {
@@ -274,7 +274,7 @@ std::optional<std::string> Scheduler::change_class(const ClassRequest& changes) 
   }
   add_attributes(request, changes.attributes);
   ippDelete(cupsDoRequest(http(), request, "/admin/"));
-  return why_refused("class " + changes.name);
+  return refusal_reason("class " + changes.name);
 }
 
 std::optional<bool> Scheduler::is_sharing() {
@@ -300,7 +300,7 @@ std::optional<std::string> Scheduler::start_sharing() {
   settings.add(CUPS_SERVER_SHARE_PRINTERS, "1");
   const SocketMark socket;
   if (cupsAdminSetServerSettings(http(), settings.count(), settings.all()) == 0) {
-    return why_refused("change of its settings")
+    return refusal_reason("change of its settings")
         .value_or("the settings of the scheduler cannot be changed");
   }
   http_.reset();

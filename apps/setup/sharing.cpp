@@ -11,7 +11,7 @@ namespace {
 bool announces_queues() { return access("/run/avahi-daemon/socket", F_OK) == 0; }
 
 // The URI for other computers: Avahi announces the name of this one with the ending ".local".
-std::string uri_for_others(const std::string& queue, const QueueState& state) {
+std::string shared_uri(const std::string& queue, const QueueState& state) {
   std::array<char, 256> name{};
   gethostname(name.data(), name.size() - 1);
   std::string host = name.data();
@@ -26,7 +26,7 @@ std::string uri_for_others(const std::string& queue, const QueueState& state) {
 }
 
 void report_how_to_add(const std::string& queue, const QueueState& state, Findings& findings) {
-  const std::string uri = uri_for_others(queue, state);
+  const std::string uri = shared_uri(queue, state);
   if (announces_queues()) {
     findings.ok("the queue is shared; phones and tablets list it as \"" + queue +
                 "\": AirPrint on iPhone and iPad, Mopria or the default print service on Android");
