@@ -131,8 +131,8 @@ class Preview {
     bool shown = true;
     PrinterStreamParser parser([&](Sheet&& sheet) { shown = shown && show(sheet); });
     std::vector<std::uint8_t> bytes(1 << 18);
-    bool going_on = true;
-    while (going_on && shown) {
+    bool continues = true;
+    while (continues && shown) {
       const ssize_t got = ::read(descriptor, bytes.data(), bytes.size());
       if (got < 0 && errno == EINTR) {
         continue;
@@ -140,7 +140,7 @@ class Preview {
       if (got < 0) {
         return fail(name + ": " + std::strerror(errno));
       }
-      going_on = got > 0 && parser.feed(bytes.data(), static_cast<std::size_t>(got));
+      continues = got > 0 && parser.feed(bytes.data(), static_cast<std::size_t>(got));
     }
     if (shown && !parser.finish()) {
       return fail(name + ": " + describe(*parser.error()));
@@ -220,8 +220,8 @@ class Preview {
                 sheets_, sheet.width, sheet.height, sheet.matte ? "matte" : "glossy", sheet.cutter,
                 plane_checksum(sheet.plane[2]), plane_checksum(sheet.plane[1]),
                 plane_checksum(sheet.plane[0]));
-    const bool of_its_own = !options_.check && options_.contact.empty();
-    std::printf(of_its_own ? " -> %s\n" : "\n", file.c_str());
+    const bool has_own_image = !options_.check && options_.contact.empty();
+    std::printf(has_own_image ? " -> %s\n" : "\n", file.c_str());
   }
 
   const CLI::App& app_;

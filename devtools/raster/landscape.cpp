@@ -54,12 +54,12 @@ Color sky(double aspect, double u, double v) {
                          : mixed({118, 170, 226}, {255, 214, 160}, smooth_step(0.35, 0.66, v));
   const double du = u - aspect * 0.68;
   const double dv = v - 0.40;
-  const double from_sun = std::sqrt(du * du + dv * dv);
-  const double glow = std::max(0.0, 1 - from_sun / 0.55);
+  const double sun_distance = std::sqrt(du * du + dv * dv);
+  const double glow = std::max(0.0, 1 - sun_distance / 0.55);
   color = mixed(color, {255, 226, 150}, glow * glow * 0.85);
   const double cover = smooth_step(0.5, 0.76, noise(u * 3 + 7, v * 9, 11)) * smooth_step(0, 0.2, v);
   color = mixed(color, mixed({250, 244, 240}, {255, 222, 176}, glow), cover * 0.9);
-  return mixed({255, 250, 222}, color, smooth_step(0.047, 0.053, from_sun));
+  return mixed({255, 250, 222}, color, smooth_step(0.047, 0.053, sun_distance));
 }
 
 struct Ridge {

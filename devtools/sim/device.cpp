@@ -33,9 +33,9 @@ int longest_wait_for(const Client* client, const LineEvents& events) {
   if (client == nullptr) {
     return -1;
   }
-  const bool must_look_again =
+  const bool needs_retry =
       events.is_slow() || (client->has_unprocessed_bytes() && events.takes_data());
-  return shorter_wait(milliseconds_until(client->outbox().due()), must_look_again ? kRetryMs : -1);
+  return shorter_wait(milliseconds_until(client->outbox().due()), needs_retry ? kRetryMs : -1);
 }
 
 }  // namespace

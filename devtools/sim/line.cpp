@@ -89,7 +89,7 @@ ClientEvents take_client_events(Terminal& terminal) {
     for (ssize_t at = 0; at < got;) {
       const auto* event = reinterpret_cast<const inotify_event*>(events + at);
       if ((event->mask & IN_OPEN) != 0) {
-        result.changed_hands = result.changed_hands || terminal.clients == 0;
+        result.has_new_client = result.has_new_client || terminal.clients == 0;
         ++terminal.clients;
         result.most_clients = std::max(result.most_clients, terminal.clients);
       } else if ((event->mask & IN_CLOSE) != 0) {

@@ -24,8 +24,8 @@ struct Terminal {
 [[nodiscard]] std::optional<Terminal> open_terminal(std::string& error);
 
 struct ClientEvents {
-  bool changed_hands = false;  // a client opened it after all earlier ones had closed it
-  int most_clients = 0;        // that had it open at the same time
+  bool has_new_client = false;  // a client opened it after all earlier ones had closed it
+  int most_clients = 0;         // that had it open at the same time
 };
 
 // Reads the events since the last call and updates `clients`.

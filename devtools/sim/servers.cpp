@@ -17,9 +17,9 @@ std::string hint_for(int clients) {
 }
 
 void remove_link(const std::string& link) {
-  std::error_code nothing_there;
-  if (!link.empty() && std::filesystem::is_symlink(link, nothing_there)) {
-    std::filesystem::remove(link, nothing_there);
+  std::error_code ignored;
+  if (!link.empty() && std::filesystem::is_symlink(link, ignored)) {
+    std::filesystem::remove(link, ignored);
   }
 }
 
@@ -80,7 +80,7 @@ void TerminalServer::serve() {
   }
   const ClientEvents events = take_client_events(*terminal_);
   most_clients_ = std::max(most_clients_, events.most_clients);
-  if (events.changed_hands) {
+  if (events.has_new_client) {
     forget_replies();
     if (client_->has_protocol_error()) {
       welcome();
@@ -132,13 +132,13 @@ void NetworkServer::serve() {
       return;
     }
     client_ = std::make_unique<Client>(printer_, events_, connection_.get());
-    finished_talking_ = false;
+    has_sent_everything_ = false;
   }
-  if (!finished_talking_ && client_->wants_bytes()) {
-    finished_talking_ = !client_->read_available();
+  if (!has_sent_everything_ && client_->wants_bytes()) {
+    has_sent_everything_ = !client_->read_available();
   }
   client_->process();
-  const bool all_processed = finished_talking_ && !client_->has_unprocessed_bytes();
+  const bool all_processed = has_sent_everything_ && !client_->has_unprocessed_bytes();
   const bool reachable = client_->send();
   if (!reachable || (all_processed && client_->outbox().empty())) {
     disconnect();
@@ -148,7 +148,7 @@ void NetworkServer::serve() {
 void NetworkServer::add_waits(std::vector<pollfd>& waits) const {
   if (!client_) {
     waits.push_back({.fd = listener_.socket.get(), .events = POLLIN, .revents = 0});
-  } else if (!finished_talking_ && !events_.is_slow() && client_->wants_bytes()) {
+  } else if (!has_sent_everything_ && !events_.is_slow() && client_->wants_bytes()) {
     waits.push_back({.fd = connection_.get(), .events = POLLIN, .revents = 0});
   }
 }

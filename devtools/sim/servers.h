@@ -69,5 +69,5 @@ class NetworkServer {
   Listener listener_;
   Descriptor connection_;
   std::unique_ptr<Client> client_;
-  bool finished_talking_ = false;  // the client has finished sending
+  bool has_sent_everything_ = false;  // the client has finished sending
 };

@@ -17,7 +17,7 @@ std::string trimmed(const std::string& text) {
   return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
-bool says_nothing(const std::string& line) {
+bool is_blank_or_comment(const std::string& line) {
   const std::string text = trimmed(line);
   return text.empty() || text.front() == '#';
 }
@@ -55,7 +55,7 @@ std::optional<std::string> parse_state(const std::string& text, PrinterState& st
   int number = 0;
   for (std::string line; std::getline(lines, line);) {
     ++number;
-    if (says_nothing(line)) {
+    if (is_blank_or_comment(line)) {
       continue;
     }
     if (const std::optional<std::string> wrong = take_line(line, parsed)) {
@@ -71,7 +71,7 @@ std::string update_state_text(const std::string& text, const PrinterState& state
   std::set<const StateField*> present;
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
-    const StateField* field = says_nothing(line) ? nullptr : find_state_field(key_of(line));
+    const StateField* field = is_blank_or_comment(line) ? nullptr : find_state_field(key_of(line));
     if (field == nullptr) {
       updated += line + "\n";
     } else {
