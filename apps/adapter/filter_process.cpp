@@ -30,7 +30,7 @@ void note_cancel(int) { cancel_seen = 1; }
 void wake_up(int) {}
 
 // Does not return if the filter could be started.
-int become_filter(const std::string& program, char** argv) {
+int exec_filter(const std::string& program, char** argv) {
   execv(program.c_str(), argv);
   const int reason = errno;
   log_to_cups("ERROR", "The print filter rastertok905 could not be started.");
@@ -196,7 +196,7 @@ int run_filter(const std::string& program, char** argv) {
     setup.arguments.emplace_back(*argument);
   }
   k905::Pipe log;
-  if (!log.open()) return become_filter(program, argv);
+  if (!log.open()) return exec_filter(program, argv);
   setup.input = STDIN_FILENO;
   setup.output = STDOUT_FILENO;
   setup.error = log.write_end.get();
@@ -208,7 +208,7 @@ int run_filter(const std::string& program, char** argv) {
   k905::Child filter = k905::spawn(setup);
   if (!filter) {
     sigprocmask(SIG_SETMASK, &setup.blocked, nullptr);
-    return become_filter(program, argv);
+    return exec_filter(program, argv);
   }
   log.write_end.reset();
   close_own_pipe_ends();

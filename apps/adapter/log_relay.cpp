@@ -37,12 +37,12 @@ void LogRelay::finish() {
   line_.clear();
 }
 
-std::string_view LogRelay::pending() const { return std::string_view(out_).substr(out_done_); }
+std::string_view LogRelay::pending() const { return std::string_view(out_).substr(out_written_); }
 
 void LogRelay::written(std::size_t count) {
-  out_done_ += count;
-  if (out_done_ == out_.size()) {
+  out_written_ += count;
+  if (out_written_ == out_.size()) {
     out_.clear();
-    out_done_ = 0;
+    out_written_ = 0;
   }
 }

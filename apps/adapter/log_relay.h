@@ -29,5 +29,5 @@ class LogRelay {
   std::string line_;          // the incomplete last line
   bool line_is_cut_ = false;  // the beginning of line_ was passed on already
   std::string out_;
-  std::size_t out_done_ = 0;
+  std::size_t out_written_ = 0;
 };

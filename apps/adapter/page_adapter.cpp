@@ -182,11 +182,11 @@ void adapt_stream(RasterInput& input, RasterOutput& output, const AdapterSetting
   cups_page_header2_t header;
   while (input.next_page(header)) {
     std::optional<PagePixels> pixels = PagePixels::of(header);
-    const bool as_it_is = !pixels || is_filters_own(header, settings.place);
-    const bool goes_on = as_it_is ? copy_page(input, header, output)
-                                  : adapt_page(input, header, *pixels, settings, output);
+    const bool is_unchanged = !pixels || is_filters_own(header, settings.place);
+    const bool continues = is_unchanged ? copy_page(input, header, output)
+                                        : adapt_page(input, header, *pixels, settings, output);
     // The last row must not wait for the next page.
-    if (!goes_on || !output.flush()) return;
+    if (!continues || !output.flush()) return;
   }
   if (!input.ended()) {
     // libcups refuses this header; a header of zeros makes the filter report it.

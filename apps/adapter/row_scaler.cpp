@@ -42,10 +42,10 @@ void RowScaler::find_runs() {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     const AxisMap::Taps taps = columns_.taps(i);
     const bool white = taps.weights.empty();
-    const bool goes_on =
+    const bool continues =
         !runs_.empty() && runs_.back().white == white &&
         (white || runs_.back().source + runs_.back().count == std::size_t{taps.first});
-    if (goes_on) {
+    if (continues) {
       ++runs_.back().count;
     } else {
       runs_.push_back({.target = i, .source = taps.first, .count = 1, .white = white});

@@ -38,7 +38,7 @@ bool ends_sheet(std::string_view line) {
 }
 
 // The filter logs the same line at the end of a sheet whether or not its bytes were written.
-bool tells_of_lost_bytes(std::string_view line) {
+bool reports_lost_bytes(std::string_view line) {
   return line.starts_with("K905-1: write error: ") || line == "K905-1: write returned 0" ||
          line == "K905-1: send Y plane failed" || line == "K905-1: send M plane failed" ||
          line == "K905-1: send C plane failed";
@@ -53,17 +53,17 @@ std::string progress(int percent) {
 std::string SheetWatch::after(std::string_view line) {
   if (begins_sheet(line)) {
     in_sheet_ = true;
-    sheet_is_whole_ = true;
+    sheet_is_complete_ = true;
     return "";
   }
   if (!in_sheet_) return "";
-  if (tells_of_lost_bytes(line)) {
-    sheet_is_whole_ = false;
+  if (reports_lost_bytes(line)) {
+    sheet_is_complete_ = false;
     return "";
   }
   if (ends_sheet(line)) {
     in_sheet_ = false;
-    if (!sheet_is_whole_) return "";
+    if (!sheet_is_complete_) return "";
     ++sheets_sent_;
     return progress(100) + (counts_sheets_ ? "PAGE: " + std::to_string(sheets_sent_) + " 1\n" : "");
   }

@@ -21,5 +21,5 @@ class SheetWatch {
   bool counts_sheets_;
   unsigned long sheets_sent_ = 0;
   bool in_sheet_ = false;
-  bool sheet_is_whole_ = false;
+  bool sheet_is_complete_ = false;
 };

@@ -31,7 +31,7 @@ constexpr int kOptions = 5;
 constexpr int kFile = 6;
 
 // The formats that the filter of CUPS reads.
-bool is_usual_photo() {
+bool is_standard_photo() {
   const char* const type = std::getenv("CONTENT_TYPE");
   constexpr std::array<const char*, 3> usual{"image/jpeg", "image/png", "image/tiff"};
   return type != nullptr && std::any_of(usual.begin(), usual.end(), [type](const char* name) {
@@ -40,7 +40,7 @@ bool is_usual_photo() {
 }
 
 // Returns only if that filter does not exist.
-void become_usual_filter(char** argv) {
+void exec_default_filter(char** argv) {
   const char* const folder = std::getenv("CUPS_SERVERBIN");
   if (folder == nullptr) return;
   const std::string program = std::string(folder) + "/filter/imagetoraster";
@@ -82,8 +82,8 @@ int filter_photo(int argc, char** argv) {
   const k905::Descriptor copy_of_ppd(job.descriptor);
   // The next program refuses the job and reports the reason.
   if (!job.refusal.empty()) return 0;
-  if (job.paper == nullptr || (is_usual_photo() && k905::wants_usual_filter(options))) {
-    become_usual_filter(argv);
+  if (job.paper == nullptr || (is_standard_photo() && k905::needs_default_filter(options))) {
+    exec_default_filter(argv);
   }
   if (job.paper == nullptr) {
     report_failure(job.failure.empty() ? "the queue is for another printer" : job.failure);

@@ -20,12 +20,12 @@ Preparation preparation_of(const JobOptions& options) {
   return {.whole = scaling == "fit" || scaling == "auto-fit" || fit_to_page, .rotate = true};
 }
 
-bool wants_usual_filter(const JobOptions& options) {
-  constexpr std::array<const char*, 9> its_own{"scaling",   "natural-scaling", "ppi",   "position",
-                                               "mirror",    "brightness",      "gamma", "hue",
-                                               "saturation"};
+bool needs_default_filter(const JobOptions& options) {
+  constexpr std::array<const char*, 9> layout_options{
+      "scaling",    "natural-scaling", "ppi", "position",  "mirror",
+      "brightness", "gamma",           "hue", "saturation"};
   return options.value("print-scaling") == "none" ||
-         std::any_of(its_own.begin(), its_own.end(),
+         std::any_of(layout_options.begin(), layout_options.end(),
                      [&](const char* name) { return !options.value(name).empty(); });
 }
 

@@ -11,7 +11,7 @@ namespace k905 {
 
 // Whether the job has options that only the photo filter of CUPS supports: a size in percent or in
 // pixels per inch, a position on the page, its own tone settings.
-[[nodiscard]] bool wants_usual_filter(const JobOptions& options);
+[[nodiscard]] bool needs_default_filter(const JobOptions& options);
 
 // The number of sheets; `copies` is the filter argument from CUPS.
 [[nodiscard]] long copies_of(const char* copies);
