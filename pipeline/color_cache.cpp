@@ -19,10 +19,10 @@ constexpr int kUncountedRows = 8;
 
 // A rest follows when more colors than this share were unknown, found by measurement. Each rest is
 // twice as long as the one before, until a trial goes well.
-constexpr std::size_t kBearablePercentExpensive = 70;
-constexpr std::size_t kBearablePercentCheap = 25;
-constexpr int kShortestRest = 48;
-constexpr int kLongestRest = 768;
+constexpr std::size_t kMaxMissPercentExpensive = 70;
+constexpr std::size_t kMaxMissPercentCheap = 25;
+constexpr int kShortestPause = 48;
+constexpr int kLongestPause = 768;
 
 // A color is a number of 24 bits, red lowest.
 std::uint32_t load_color(const std::uint8_t* rgb) {  // reads one byte after the triple
@@ -90,8 +90,8 @@ void ColorCache::reset() {
 
 void ColorCache::begin_page() {
   begin_trial();
-  resting_rows_ = 0;
-  next_rest_ = kShortestRest;
+  paused_rows_ = 0;
+  next_pause_ = kShortestPause;
 }
 
 void ColorCache::begin_trial() {
@@ -101,7 +101,7 @@ void ColorCache::begin_trial() {
 }
 
 void ColorCache::convert_row(const PlaneRow& row, std::size_t width, const Conversion& conversion) {
-  const bool ask = entries_ != nullptr && resting_rows_ == 0;
+  const bool ask = entries_ != nullptr && paused_rows_ == 0;
   std::size_t unknown = 0;
   for (std::size_t done = 0; done < width; done += kMostAtOnce) {
     const PlaneRow part = row.from(done);
@@ -117,8 +117,8 @@ void ColorCache::convert_row(const PlaneRow& row, std::size_t width, const Conve
   }
   if (ask) {
     judge(width, unknown, conversion.is_expensive);
-  } else if (resting_rows_ > 0) {
-    --resting_rows_;
+  } else if (paused_rows_ > 0) {
+    --paused_rows_;
   }
 }
 
@@ -174,12 +174,12 @@ void ColorCache::judge(std::size_t width, std::size_t unknown, bool is_expensive
   if (++trial_row_ < kTrialRows) {
     return;
   }
-  const std::size_t bearable = is_expensive ? kBearablePercentExpensive : kBearablePercentCheap;
-  if (100 * unknown_ > bearable * asked_) {
-    resting_rows_ = next_rest_;
-    next_rest_ = std::min(2 * next_rest_, kLongestRest);
+  const std::size_t max_percent = is_expensive ? kMaxMissPercentExpensive : kMaxMissPercentCheap;
+  if (100 * unknown_ > max_percent * asked_) {
+    paused_rows_ = next_pause_;
+    next_pause_ = std::min(2 * next_pause_, kLongestPause);
   } else {
-    next_rest_ = kShortestRest;
+    next_pause_ = kShortestPause;
   }
   begin_trial();
 }

@@ -47,6 +47,6 @@ class ColorCache {
   int trial_row_ = 0;        // rows of the present trial so far
   std::size_t asked_ = 0;    // colors that count in it
   std::size_t unknown_ = 0;  // those of them that had to be converted
-  int resting_rows_ = 0;     // rows still to be converted without asking
-  int next_rest_ = 0;
+  int paused_rows_ = 0;      // rows still to be converted without asking
+  int next_pause_ = 0;
 };
