@@ -304,7 +304,7 @@ ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   Conversation conversation = conversation_of(input);
-  const bool hears_everything = conversation.writes.empty();
+  const bool reads_everything = conversation.writes.empty();
   PlainQuery plain(conversation);
   const std::string report = plain.report();
 
@@ -321,7 +321,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   expect(out.content() == report, "the report is what the plain reading says");
   expect(err.content() == "K905-1: query printer info from /dev/null\n" + plain.log(),
          "the log reports what could not be asked");
-  expect(!hears_everything || asked.size() == 13 * kBlockSize || asked.size() == 14 * kBlockSize,
+  expect(!reads_everything || asked.size() == 13 * kBlockSize || asked.size() == 14 * kBlockSize,
          "every question is asked, in whole blocks");
   return 0;
 }

@@ -19,7 +19,7 @@ std::int32_t number_or(const char* value) {
 
 std::int32_t is_true(const char* value) { return std::strcmp(value, "True") == 0 ? 1 : 0; }
 
-const char* as_it_stands(const char* value) { return value; }
+const char* unchanged(const char* value) { return value; }
 
 // PPDs write "300x600dpi", users write "300x600".
 const char* resolution_name(const char* value) {
@@ -70,23 +70,23 @@ struct TextRule {
 };
 
 constexpr TextRule text_rules[] = {
-    {"PageSize", Reach::ppd_only, text_field<&PrintOptions::ppd_paper_name>, as_it_stands,
+    {"PageSize", Reach::ppd_only, text_field<&PrintOptions::ppd_paper_name>, unchanged,
      "      -> Original PPD paper name: "},
-    {"PageRegion", Reach::ppd_only, text_field<&PrintOptions::ppd_paper_name>, as_it_stands,
+    {"PageRegion", Reach::ppd_only, text_field<&PrintOptions::ppd_paper_name>, unchanged,
      "      -> Original PPD paper name: "},
-    {"StpImageType", Reach::anywhere, text_field<&PrintOptions::image_type>, as_it_stands,
+    {"StpImageType", Reach::anywhere, text_field<&PrintOptions::image_type>, unchanged,
      "      -> Image Type: "},
-    {"StpColorCorrection", Reach::anywhere, text_field<&PrintOptions::color_correction>,
-     as_it_stands, "      -> Color Correction: "},
-    {"ColorModel", Reach::anywhere, text_field<&PrintOptions::color_model>, as_it_stands,
+    {"StpColorCorrection", Reach::anywhere, text_field<&PrintOptions::color_correction>, unchanged,
+     "      -> Color Correction: "},
+    {"ColorModel", Reach::anywhere, text_field<&PrintOptions::color_model>, unchanged,
      "      -> Color Model: "},
-    {"StpColorPrecision", Reach::anywhere, text_field<&PrintOptions::color_precision>, as_it_stands,
+    {"StpColorPrecision", Reach::anywhere, text_field<&PrintOptions::color_precision>, unchanged,
      "      -> Color Precision: "},
     {"Resolution", Reach::anywhere, text_field<&PrintOptions::resolution>, resolution_name,
      "      -> Resolution: "},
-    {"StpLaminate", Reach::anywhere, text_field<&PrintOptions::overcoat>, as_it_stands,
+    {"StpLaminate", Reach::anywhere, text_field<&PrintOptions::overcoat>, unchanged,
      "      -> Overcoat: "},
-    {"StpiShrinkOutput", Reach::ppd_only, text_field<&PrintOptions::shrink_output>, as_it_stands,
+    {"StpiShrinkOutput", Reach::ppd_only, text_field<&PrintOptions::shrink_output>, unchanged,
      "      -> Shrink Output: "},
 };
 

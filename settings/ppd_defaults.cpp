@@ -29,8 +29,8 @@ using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
 // Refuses files that are not regular: opening a FIFO would wait for a writer.
 Ppd open_ppd(const char* path) {
   struct stat status = {};
-  const bool is_something_else = stat(path, &status) == 0 && !S_ISREG(status.st_mode);
-  return Ppd(is_something_else ? nullptr : ppdOpenFile(path));
+  const bool is_other_kind = stat(path, &status) == 0 && !S_ISREG(status.st_mode);
+  return Ppd(is_other_kind ? nullptr : ppdOpenFile(path));
 }
 
 const char* or_not_available(const char* text) { return text != nullptr ? text : "N/A"; }

@@ -69,8 +69,8 @@ int source_for(int descriptor, int place) {
   if (descriptor < 0) {
     descriptor = open("/dev/null", O_RDWR | O_CLOEXEC);
   }
-  const bool is_in_the_way = descriptor <= STDERR_FILENO && descriptor != place;
-  return is_in_the_way ? fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : descriptor;
+  const bool must_move = descriptor <= STDERR_FILENO && descriptor != place;
+  return must_move ? fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : descriptor;
 }
 
 bool stays_open_over_exec(int descriptor) { return fcntl(descriptor, F_SETFD, 0) == 0; }
@@ -211,13 +211,13 @@ ChildEnd end_of(int status) {
                              : ChildEnd{.status = WEXITSTATUS(status), .signal = 0};
 }
 
-constexpr ChildEnd kNotLearned{.status = 127, .signal = 0};
+constexpr ChildEnd kUnknownEnd{.status = 127, .signal = 0};
 
 }  // namespace
 
 ChildEnd Child::wait() {
   if (id_ <= 0) {
-    return kNotLearned;
+    return kUnknownEnd;
   }
   int status = 0;
   pid_t seen = 0;
@@ -225,7 +225,7 @@ ChildEnd Child::wait() {
     seen = waitpid(id_, &status, 0);
   } while (seen < 0 && errno == EINTR);
   id_ = -1;
-  return seen < 0 ? kNotLearned : end_of(status);
+  return seen < 0 ? kUnknownEnd : end_of(status);
 }
 
 bool Child::ended(ChildEnd& end) {
@@ -235,7 +235,7 @@ bool Child::ended(ChildEnd& end) {
     return false;
   }
   id_ = -1;
-  end = seen < 0 ? kNotLearned : end_of(status);
+  end = seen < 0 ? kUnknownEnd : end_of(status);
   return true;
 }
 

@@ -148,7 +148,7 @@ std::optional<Overlay> read_overlay(const std::string& path, PixelSize size, std
   return Overlay{pixels.width, pixels.height, std::move(pixels.bytes)};
 }
 
-void lay_over(Picture& picture, const Overlay& overlay) {
+void draw_overlay(Picture& picture, const Overlay& overlay) {
   const auto in_srgb = [](VipsImage* in, VipsImage** out) {
     return vips_copy(in, out, "interpretation", VIPS_INTERPRETATION_sRGB, nullptr);
   };

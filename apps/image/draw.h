@@ -41,4 +41,4 @@ struct Overlay {
                                                   std::string& error);
 
 // Lays the overlay over an 8-bit RGB picture. Throws std::bad_alloc without memory.
-void lay_over(Picture& picture, const Overlay& overlay);
+void draw_overlay(Picture& picture, const Overlay& overlay);

@@ -23,7 +23,7 @@ struct TransformDeleter {
 using Transform = std::unique_ptr<void, TransformDeleter>;
 
 // By default Little CMS writes to standard error.
-void say_nothing(cmsContext, cmsUInt32Number, const char*) {}
+void discard_message(cmsContext, cmsUInt32Number, const char*) {}
 
 cmsUInt32Number format_of(const Picture& picture) {
   const bool wide = picture.bits == 16;
@@ -80,7 +80,7 @@ bool convert_to_srgb(Picture& picture, std::string& error) {
   if (picture.icc_profile.empty()) {
     return true;
   }
-  cmsSetLogErrorHandler(say_nothing);
+  cmsSetLogErrorHandler(discard_message);
   const Transform transform = transform_to_srgb(picture);
   if (!transform) {
     error = "its color profile is broken";
@@ -105,7 +105,7 @@ ProofProfile::ProofProfile(const std::string& path_or_name) {
     error_ = "is not found";
     return;
   }
-  cmsSetLogErrorHandler(say_nothing);
+  cmsSetLogErrorHandler(discard_message);
   // Little CMS would block on a FIFO.
   std::error_code ignored;
   const bool is_file = std::filesystem::is_regular_file(file, ignored);

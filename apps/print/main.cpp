@@ -172,7 +172,7 @@ class PrintProgram {
     printer.after_sheet = limit;
     printer.must_be_connected = !limit;
     printer.say = reporter_.report_error;
-    printer.is_stopped = stop_asked;
+    printer.is_stopped = stop_requested;
   }
 
   // A queue and a printer get a job for each photo, so that an error in one does not affect the
@@ -184,7 +184,7 @@ class PrintProgram {
     const std::size_t at_once = one_job ? files.size() : photos_per_page(setup_);
     std::vector<PhotoReport> sent;
     for (std::size_t i = 0; i < files.size(); i += at_once) {
-      if (stop_asked()) {
+      if (stop_requested()) {
         report_stopped(i);
         break;
       }
@@ -236,7 +236,8 @@ class PrintProgram {
       }
       const bool is_over = job.state == State::failed || job.state == State::gone;
       const bool gives_up =
-          stop_asked() || (options_.timeout && Clock::now() - start >= seconds(*options_.timeout));
+          stop_requested() ||
+          (options_.timeout && Clock::now() - start >= seconds(*options_.timeout));
       if (is_over || gives_up) {
         photo.outcome = job.state == State::failed ? kFailed
                         : job.state == State::gone ? text_of(Outcome::in_doubt)

@@ -18,9 +18,9 @@
 
 namespace {
 
-volatile sig_atomic_t stop_wanted = 0;
+volatile sig_atomic_t stop_flag = 0;
 
-void note_stop(int) { stop_wanted = 1; }
+void note_stop(int) { stop_flag = 1; }
 
 bool send(Destination& destination, const Picture& page, int copies, std::string& error) {
   for (int copy = 0; copy < copies; ++copy) {
@@ -148,7 +148,7 @@ std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sourc
     sheet = eight_bit_colors(sheet);
   }
   if (setup.frame) {
-    lay_over(sheet, *setup.frame);
+    draw_overlay(sheet, *setup.frame);
   }
   if (!setup.caption.empty()) {
     add_captions(setup, place, sources, cells, sheet, report_error);
@@ -195,7 +195,8 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
   int pages = 0;
   std::string error;
   const std::size_t at_once = photos_per_page(setup);
-  for (std::size_t i = 0; i < files.size() && is_taken && (i == 0 || !stop_asked()); i += at_once) {
+  for (std::size_t i = 0; i < files.size() && is_taken && (i == 0 || !stop_requested());
+       i += at_once) {
     progress.show(done + static_cast<int>(i) + 1);
     std::vector<Source> sources;
     for (std::size_t k = i; k < std::min(i + at_once, files.size()); ++k) {
@@ -258,4 +259,4 @@ void stop_on_signals() {
   }
 }
 
-bool stop_asked() { return stop_wanted != 0; }
+bool stop_requested() { return stop_flag != 0; }

@@ -50,4 +50,4 @@ using ErrorReport = std::function<void(const std::string& words)>;
 // SIGTERM, SIGINT and SIGHUP end the program after the current photo. A second SIGINT ends the
 // program at once. SIGINT and SIGHUP that were ignored at the start stay ignored.
 void stop_on_signals();
-[[nodiscard]] bool stop_asked();
+[[nodiscard]] bool stop_requested();

@@ -46,9 +46,9 @@ class FolderPrinter {
     is_watching_ = true;
     start();
     FolderWatch watch({.folder = folder_});
-    while (!stop_asked()) {
+    while (!stop_requested()) {
       check_folder(watch);
-      if (!stop_asked()) {
+      if (!stop_requested()) {
         watch.wait(kWaitForPhoto);
         // A growing file causes many events; ten checks a second are enough.
         usleep(100000);

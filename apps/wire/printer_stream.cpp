@@ -134,8 +134,8 @@ class PrinterStreamParser::Reader {
   void check_padding();
   void check_parameter();
 
-  void go_on() { ++field_index_; }
-  void expect(bool is_right, const std::string& expected, const std::string& found);
+  void next_field() { ++field_index_; }
+  void expect(bool is_valid, const std::string& expected, const std::string& found);
   void expect_text(const std::string& text, const std::string& what);
   void expect_number(std::uint32_t value, const std::string& what);
   void end_command(Command next);
@@ -221,9 +221,9 @@ const PrinterStreamParser::Reader::Field PrinterStreamParser::Reader::kFields[] 
 };
 const std::size_t PrinterStreamParser::Reader::kParameter = std::size(kFields) - 1;
 
-void PrinterStreamParser::Reader::expect(bool is_right, const std::string& expected,
+void PrinterStreamParser::Reader::expect(bool is_valid, const std::string& expected,
                                          const std::string& found) {
-  is_right ? go_on() : fail(expected, found);
+  is_valid ? next_field() : fail(expected, found);
 }
 
 void PrinterStreamParser::Reader::expect_text(const std::string& text, const std::string& what) {
@@ -303,7 +303,7 @@ void PrinterStreamParser::Reader::check_image_length() {
     fail("image length of " + std::to_string(kHeaderSize + 1) + " to " + std::to_string(longest),
          std::to_string(length_));
   } else {
-    go_on();
+    next_field();
   }
 }
 
@@ -339,7 +339,7 @@ void PrinterStreamParser::Reader::check_width() {
     fail("BMP width that divides the " + std::to_string(pixel_count()) + " bytes of pixels",
          std::to_string(width_));
   } else {
-    go_on();
+    next_field();
   }
 }
 
@@ -363,7 +363,7 @@ void PrinterStreamParser::Reader::check_palette_entry() {
          hexadecimal(field_));
   } else if (++palette_index_ == kPaletteEntries) {
     palette_index_ = 0;
-    go_on();
+    next_field();
   }
 }
 
