@@ -15,7 +15,7 @@
 
 #include "apps/wire/printer_stream.h"
 #include "filter/cancel_signals.h"
-#include "tests/cli/conversation.h"
+#include "tests/cli/interactive_process.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/raster_builder.h"
 
@@ -86,41 +86,41 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
   }
 
   // Waits for one of three conditions: a time, a number of log lines, a number of bytes of output.
-  void wait_for_a_moment(Conversation& talk) {
+  void wait_for_a_moment(InteractiveProcess& process) {
     using std::chrono::milliseconds;
-    const auto patience = milliseconds(2000);
+    const auto timeout = milliseconds(2000);
     switch (random_() % 3) {
       case 0:
-        talk.read_until(lines_, whole_.size(), milliseconds(random_() % length_ms_));
+        process.read_until(lines_, whole_.size(), milliseconds(random_() % length_ms_));
         break;
       case 1:
-        talk.read_until(random_() % lines_, 0, patience);
+        process.read_until(random_() % lines_, 0, timeout);
         break;
       default:
-        talk.read_until(0, random_() % whole_.size(), patience);
+        process.read_until(0, random_() % whole_.size(), timeout);
     }
   }
 
   void cancel_once(Printer& printer) {
-    Conversation talk(setup_);
-    talk.say(input_);
+    InteractiveProcess process(setup_);
+    process.write_input(input_);
     if (random_() % 2 == 0) {
-      talk.end_input();  // otherwise the filter waits for another page
+      process.end_input();  // otherwise the filter waits for another page
     }
-    wait_for_a_moment(talk);
+    wait_for_a_moment(process);
     const int signal = kCancelSignals.at(random_() % kCancelSignals.size());
-    talk.send(signal);
-    const ChildEnd end = talk.finish();
+    process.send_signal(signal);
+    const ChildEnd end = process.finish();
     // While the dynamic loader runs, the program has no signal handler yet, and has sent nothing.
     if (end.signal == signal) {
-      EXPECT_EQ(talk.log().size(), 0U);
+      EXPECT_EQ(process.log().size(), 0U);
     } else {
       EXPECT_EQ(end.status, 0);
       EXPECT_EQ(end.signal, 0);
-      EXPECT_EQ(talk.log().back(), "=== rastertok905 end ===");
+      EXPECT_EQ(process.log().back(), "=== rastertok905 end ===");
     }
-    EXPECT_EQ(whole_.compare(0, talk.output().size(), talk.output()), 0) << "other sheets";
-    ++seen_.at(printer.take(talk.output()));
+    EXPECT_EQ(whole_.compare(0, process.output().size(), process.output()), 0) << "other sheets";
+    ++seen_.at(printer.take(process.output()));
   }
 
   const std::string input_ = job_of(4);

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "apps/base/write_whole.h"
-#include "tests/cli/conversation.h"
+#include "tests/cli/interactive_process.h"
 #include "tests/cli/small_job.h"
 #include "tests/support/captured_log.h"
 
@@ -293,16 +293,16 @@ TEST(ClosedPipe, IsAWriteErrorForEveryBlockAndTheJobSucceeds) {
 }
 
 TEST(ClosedPipe, InTheMiddleOfASheetDoesNotFailTheJob) {
-  Conversation talk(under_cups());
-  talk.say(job_of(2));
-  talk.end_input();
-  ASSERT_TRUE(talk.wait_for_output(70000));
-  talk.close_output();
-  const ChildEnd end = talk.finish();
+  InteractiveProcess process(under_cups());
+  process.write_input(job_of(2));
+  process.end_input();
+  ASSERT_TRUE(process.wait_for_output(70000));
+  process.close_output();
+  const ChildEnd end = process.finish();
   EXPECT_EQ(end.status, 0);
-  expect_ended_well(talk.log());
-  EXPECT_THAT(talk.log(), Contains("K905-1: write error: Broken pipe"));
-  EXPECT_THAT(talk.log(), Contains("K905-1: Single page printed successfully (print call #2)"));
+  expect_ended_well(process.log());
+  EXPECT_THAT(process.log(), Contains("K905-1: write error: Broken pipe"));
+  EXPECT_THAT(process.log(), Contains("K905-1: Single page printed successfully (print call #2)"));
 }
 
 int pipe_without_reader() {
@@ -359,105 +359,105 @@ TEST(ClosedPipe, OfTheLogOfAQueryLosesOnlyTheLog) {
 
 // ---- canceled jobs ----
 
-void expect_canceled(Conversation& talk) {
-  const ChildEnd end = talk.finish();
+void expect_canceled(InteractiveProcess& process) {
+  const ChildEnd end = process.finish();
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.signal, 0);
-  expect_ended_well(talk.log());
+  expect_ended_well(process.log());
 }
 
 TEST(Cancel, BeforeAnyInputEndsTheJobAtOnce) {
-  Conversation talk(under_cups());
-  ASSERT_TRUE(talk.wait_for_line("Cache Optimization"));
-  talk.send(SIGTERM);
-  expect_canceled(talk);
-  EXPECT_EQ(talk.output(), "");
-  EXPECT_THAT(talk.log(), Not(Contains(HasSubstr("cupsRasterOpen failed"))));
+  InteractiveProcess process(under_cups());
+  ASSERT_TRUE(process.wait_for_line("Cache Optimization"));
+  process.send_signal(SIGTERM);
+  expect_canceled(process);
+  EXPECT_EQ(process.output(), "");
+  EXPECT_THAT(process.log(), Not(Contains(HasSubstr("cupsRasterOpen failed"))));
 }
 
 TEST(Cancel, DuringASheetFinishesTheSheetAndStartsNoOther) {
-  Conversation talk(under_cups());
-  talk.say(job_of(3));
-  talk.end_input();
-  ASSERT_TRUE(talk.wait_for_output(1000));  // the rest of the sheet is not read yet
-  talk.send(SIGTERM);
-  expect_canceled(talk);
-  EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
+  InteractiveProcess process(under_cups());
+  process.write_input(job_of(3));
+  process.end_input();
+  ASSERT_TRUE(process.wait_for_output(1000));  // the rest of the sheet is not read yet
+  process.send_signal(SIGTERM);
+  expect_canceled(process);
+  EXPECT_TRUE(process.output() == output_of(1)) << process.output().size();
 }
 
 TEST(Cancel, WhileAPageIsStillComingGivesNoSheetForIt) {
-  Conversation talk(under_cups());
+  InteractiveProcess process(under_cups());
   const std::string two = job_of(2);
-  talk.say(two.substr(0, two.size() - 100));
-  ASSERT_TRUE(talk.wait_for_output(output_of(1).size()));
-  ASSERT_TRUE(talk.wait_for_line("Processing page 2"));
-  talk.send(SIGTERM);
-  expect_canceled(talk);
-  EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
+  process.write_input(two.substr(0, two.size() - 100));
+  ASSERT_TRUE(process.wait_for_output(output_of(1).size()));
+  ASSERT_TRUE(process.wait_for_line("Processing page 2"));
+  process.send_signal(SIGTERM);
+  expect_canceled(process);
+  EXPECT_TRUE(process.output() == output_of(1)) << process.output().size();
 }
 
 TEST(Cancel, BetweenPagesEndsTheJob) {
-  Conversation talk(under_cups());
-  talk.say(job_of(1));
-  ASSERT_TRUE(talk.wait_for_output(output_of(1).size()));
-  ASSERT_TRUE(talk.wait_for_line("Single page printed successfully"));
-  talk.send(SIGTERM);
-  expect_canceled(talk);
-  EXPECT_TRUE(talk.output() == output_of(1));
+  InteractiveProcess process(under_cups());
+  process.write_input(job_of(1));
+  ASSERT_TRUE(process.wait_for_output(output_of(1).size()));
+  ASSERT_TRUE(process.wait_for_line("Single page printed successfully"));
+  process.send_signal(SIGTERM);
+  expect_canceled(process);
+  EXPECT_TRUE(process.output() == output_of(1));
 }
 
 TEST(Cancel, LeavesAHeldPageUnprinted) {
   ChildSetup setup = under_cups();
   setup.environment["K905_RIBBON"] = "6x8";
-  Conversation talk(setup);
+  InteractiveProcess process(setup);
   RasterPage page = small_page(1);
   page.header.PageSize[1] = 298;  // two pages of this paper share a sheet
-  talk.say(raster_stream({page}));
-  ASSERT_TRUE(talk.wait_for_line("storing in buffer"));
-  talk.send(SIGTERM);
-  expect_canceled(talk);
-  EXPECT_EQ(talk.output(), "");
-  EXPECT_THAT(talk.log(), Not(Contains(HasSubstr("found buffered ODD page"))));
+  process.write_input(raster_stream({page}));
+  ASSERT_TRUE(process.wait_for_line("storing in buffer"));
+  process.send_signal(SIGTERM);
+  expect_canceled(process);
+  EXPECT_EQ(process.output(), "");
+  EXPECT_THAT(process.log(), Not(Contains(HasSubstr("found buffered ODD page"))));
 }
 
 TEST(Cancel, AmongCopiesBeginsNoFurtherCopy) {
   ChildSetup setup = under_cups();
   setup.arguments.insert(setup.arguments.end(), {"--copies", "5"});
-  Conversation talk(setup);
-  talk.say(job_of(1));
-  talk.end_input();
-  ASSERT_TRUE(talk.wait_for_output(1000));
-  talk.send(SIGTERM);
-  expect_canceled(talk);
-  EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
+  InteractiveProcess process(setup);
+  process.write_input(job_of(1));
+  process.end_input();
+  ASSERT_TRUE(process.wait_for_output(1000));
+  process.send_signal(SIGTERM);
+  expect_canceled(process);
+  EXPECT_TRUE(process.output() == output_of(1)) << process.output().size();
 }
 
 TEST(Cancel, AmongTheMostCopiesOfAllEndsTheJob) {
   // 4294967296 is larger than the copy count of the settings, so the largest value is used.
   ChildSetup setup = under_cups();
   setup.arguments.insert(setup.arguments.end(), {"--copies", "4294967296"});
-  Conversation talk(setup);
-  talk.say(job_of(1));
-  talk.end_input();
-  ASSERT_TRUE(talk.wait_for_output(2 * output_of(1).size() + 1000));
-  talk.send(SIGTERM);
-  expect_canceled(talk);
+  InteractiveProcess process(setup);
+  process.write_input(job_of(1));
+  process.end_input();
+  ASSERT_TRUE(process.wait_for_output(2 * output_of(1).size() + 1000));
+  process.send_signal(SIGTERM);
+  expect_canceled(process);
   const std::string sheet = output_of(1);
-  EXPECT_TRUE(talk.output() == sheet + sheet + sheet) << talk.output().size();
-  EXPECT_THAT(talk.log(), Contains("K905-1: === Processing page 1, copy 3/2147483647 ==="));
-  EXPECT_THAT(talk.log(), Not(Contains(HasSubstr("copy 4/"))));
+  EXPECT_TRUE(process.output() == sheet + sheet + sheet) << process.output().size();
+  EXPECT_THAT(process.log(), Contains("K905-1: === Processing page 1, copy 3/2147483647 ==="));
+  EXPECT_THAT(process.log(), Not(Contains(HasSubstr("copy 4/"))));
 }
 
 class CancelAtLine : public ::testing::TestWithParam<std::size_t> {};
 
 TEST_P(CancelAtLine, EndsTheJobWithWholeSheetsOnly) {
-  Conversation talk(under_cups());
+  InteractiveProcess process(under_cups());
   const std::string two = job_of(2);
-  talk.say(two.substr(0, two.size() - 1));  // would wait indefinitely for the last byte
-  ASSERT_TRUE(talk.wait_for_lines(GetParam()));
-  talk.send(SIGTERM);
-  expect_canceled(talk);
-  const std::string& output = talk.output();
+  process.write_input(two.substr(0, two.size() - 1));  // would wait indefinitely for the last byte
+  ASSERT_TRUE(process.wait_for_lines(GetParam()));
+  process.send_signal(SIGTERM);
+  expect_canceled(process);
+  const std::string& output = process.output();
   EXPECT_TRUE(output.empty() || output == output_of(1)) << output.size();
 }
 
@@ -480,15 +480,15 @@ TEST(Ppd, ThatIsAFifoIsNotWaitedFor) {
 }
 
 TEST(SlowInput, InSmallPiecesWithPausesGivesTheSameJob) {
-  Conversation talk(under_cups());
+  InteractiveProcess process(under_cups());
   const std::string input = job_of(1);
   for (std::size_t at = 0; at < input.size(); at += 497) {
-    talk.say(input.substr(at, 497));
+    process.write_input(input.substr(at, 497));
     std::this_thread::sleep_for(std::chrono::milliseconds(3));
   }
-  talk.end_input();
-  EXPECT_EQ(talk.finish().status, 0);
-  EXPECT_TRUE(talk.output() == output_of(1));
+  process.end_input();
+  EXPECT_EQ(process.finish().status, 0);
+  EXPECT_TRUE(process.output() == output_of(1));
 }
 
 TEST(NonBlocking, InputThatHasNothingYetIsWaitedFor) {

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "tests/cli/conversation.h"
+#include "tests/cli/interactive_process.h"
 #include "tests/cli/small_job.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/captured_log.h"
@@ -56,32 +56,32 @@ std::string name_of(const ::testing::TestParamInfo<int>& instance) {
   return sigabbrev_np(instance.param);
 }
 
-void expect_canceled(Conversation& talk) {
-  const ChildEnd end = talk.finish();
+void expect_canceled(InteractiveProcess& process) {
+  const ChildEnd end = process.finish();
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.signal, 0);
-  ASSERT_FALSE(talk.log().empty());
-  EXPECT_EQ(talk.log().back(), kEnd);
+  ASSERT_FALSE(process.log().empty());
+  EXPECT_EQ(process.log().back(), kEnd);
 }
 
 class CancelSignal : public ::testing::TestWithParam<int> {};
 
 TEST_P(CancelSignal, DuringASheetFinishesTheSheetAndStartsNoOther) {
-  Conversation talk(under_cups());
-  talk.say(job_of(3));
-  talk.end_input();
-  ASSERT_TRUE(talk.wait_for_output(1000));
-  talk.send(GetParam());
-  expect_canceled(talk);
-  EXPECT_TRUE(talk.output() == output_of(1)) << talk.output().size();
+  InteractiveProcess process(under_cups());
+  process.write_input(job_of(3));
+  process.end_input();
+  ASSERT_TRUE(process.wait_for_output(1000));
+  process.send_signal(GetParam());
+  expect_canceled(process);
+  EXPECT_TRUE(process.output() == output_of(1)) << process.output().size();
 }
 
 TEST_P(CancelSignal, WhileInputIsAwaitedEndsTheJob) {
-  Conversation talk(under_cups());
-  ASSERT_TRUE(talk.wait_for_line("Cache Optimization"));
-  talk.send(GetParam());
-  expect_canceled(talk);
-  EXPECT_EQ(talk.output(), "");
+  InteractiveProcess process(under_cups());
+  ASSERT_TRUE(process.wait_for_line("Cache Optimization"));
+  process.send_signal(GetParam());
+  expect_canceled(process);
+  EXPECT_EQ(process.output(), "");
 }
 
 TEST_P(CancelSignal, BeforeMainEndsTheJobLikeAnyOther) {
@@ -89,10 +89,10 @@ TEST_P(CancelSignal, BeforeMainEndsTheJobLikeAnyOther) {
   setup.environment["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libk905_early_signal.so";
   setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
   setup.environment["K905_EARLY_SIGNAL"] = std::to_string(GetParam());
-  Conversation talk(setup);
-  talk.say(job_of(1));
-  expect_canceled(talk);
-  EXPECT_EQ(talk.output(), "");
+  InteractiveProcess process(setup);
+  process.write_input(job_of(1));
+  expect_canceled(process);
+  EXPECT_EQ(process.output(), "");
 }
 
 TEST_P(CancelSignal, KeepsItsUsualMeaningInTheQuery) {
@@ -103,10 +103,10 @@ TEST_P(CancelSignal, KeepsItsUsualMeaningInTheQuery) {
   ASSERT_EQ(unlockpt(printer), 0);
   ChildSetup setup = under_cups();
   setup.arguments = {"rastertok905", "--info", ptsname(printer)};
-  Conversation talk(setup);
-  ASSERT_TRUE(talk.wait_for_line("query printer info"));
-  talk.send(GetParam());
-  EXPECT_EQ(talk.finish().signal, GetParam());
+  InteractiveProcess process(setup);
+  ASSERT_TRUE(process.wait_for_line("query printer info"));
+  process.send_signal(GetParam());
+  EXPECT_EQ(process.finish().signal, GetParam());
   close(printer);
 }
 
@@ -116,13 +116,13 @@ class IgnoredCancelSignal : public ::testing::TestWithParam<int> {};
 
 TEST_P(IgnoredCancelSignal, CancelsNothing) {
   const IgnoredSignal ignored(GetParam());
-  Conversation talk(under_cups());
-  talk.say(job_of(2));
-  ASSERT_TRUE(talk.wait_for_output(1000));
-  talk.send(GetParam());
-  talk.end_input();
-  EXPECT_EQ(talk.finish().status, 0);
-  EXPECT_TRUE(talk.output() == output_of(2)) << talk.output().size();
+  InteractiveProcess process(under_cups());
+  process.write_input(job_of(2));
+  ASSERT_TRUE(process.wait_for_output(1000));
+  process.send_signal(GetParam());
+  process.end_input();
+  EXPECT_EQ(process.finish().status, 0);
+  EXPECT_TRUE(process.output() == output_of(2)) << process.output().size();
 }
 
 // nohup ignores SIGHUP, a shell ignores SIGINT in background jobs.

@@ -78,7 +78,7 @@ std::string read_question(int client) {
   return got == 32 ? block : "";
 }
 
-void say(int client, const std::string& bytes) {
+void send_reply(int client, const std::string& bytes) {
   EXPECT_EQ(write(client, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
 }
 
@@ -87,7 +87,7 @@ std::function<void(int)> replies(std::vector<std::string> texts) {
   return [texts = std::move(texts)](int client) {
     for (const std::string& text : texts) {
       read_question(client);
-      say(client, text);
+      send_reply(client, text);
     }
     read_question(client);
   };
@@ -128,11 +128,11 @@ TEST_F(PrinterTest, ReplyInPiecesIsReadToItsLineEnd) {
       if (piece[0] == '0' && piece[1] == '\0') {
         read_question(client);
       }
-      say(client, piece);
+      send_reply(client, piece);
       std::this_thread::sleep_for(milliseconds(5));
     }
     read_question(client);
-    say(client, "00001\r\n");
+    send_reply(client, "00001\r\n");
     read_question(client);
   }});
   Printer printer(scripted.address());
@@ -161,10 +161,10 @@ TEST_F(PrinterTest, ReplyThatCameLateIsNotTakenForTheNext) {
   const ScriptedPrinter scripted({[&](int client) {
     read_question(client);
     gave_up.get_future().wait();
-    say(client, "FBP02\r\n");
+    send_reply(client, "FBP02\r\n");
     answered.set_value();
     read_question(client);
-    say(client, "CL0000123\r\n");
+    send_reply(client, "CL0000123\r\n");
     read_question(client);
   }});
   Printer printer(scripted.address());

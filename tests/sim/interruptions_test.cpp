@@ -37,8 +37,8 @@ class Connection {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(static_cast<std::uint16_t>(port));
-    const timeval patience{.tv_sec = 30, .tv_usec = 0};
-    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    const timeval timeout{.tv_sec = 30, .tv_usec = 0};
+    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     error_ = connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0
                  ? 0
                  : errno;

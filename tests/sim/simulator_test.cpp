@@ -84,13 +84,13 @@ long peak_memory_kib(int process) {
   return -1;
 }
 
-// Sends until all bytes are sent, or none could be sent for `patience_ms`. Returns the number of
+// Sends until all bytes are sent, or none could be sent for `timeout_ms`. Returns the number of
 // bytes sent.
-std::size_t send_without_reading(int client, const std::string& bytes, int patience_ms) {
+std::size_t send_without_reading(int client, const std::string& bytes, int timeout_ms) {
   std::size_t sent = 0;
   while (sent < bytes.size()) {
     pollfd ready{.fd = client, .events = POLLOUT, .revents = 0};
-    if (poll(&ready, 1, patience_ms) <= 0) {
+    if (poll(&ready, 1, timeout_ms) <= 0) {
       break;
     }
     const ssize_t taken = send(client, bytes.data() + sent, bytes.size() - sent, MSG_DONTWAIT);

@@ -88,7 +88,7 @@ Pages read_pages(const std::string& stream) {
   return result;
 }
 
-void PlainFilter::say(const char* format, ...) {
+void PlainFilter::log_message(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   std::string line = open_line_ + formatted(format, arguments);
@@ -102,7 +102,7 @@ void PlainFilter::say(const char* format, ...) {
   log.push_back(line);
 }
 
-void PlainFilter::begin_to_say(const char* format, ...) {
+void PlainFilter::begin_log_message(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   open_line_ += formatted(format, arguments);
@@ -126,27 +126,27 @@ void PlainFilter::save_image(const char* tag, const Image& image) {
     }
   }
   images[tag] = std::move(ppm);
-  say("K905-1: Saved debug image: /tmp/k905_debug/TIME_%s.ppm (%dx%d, RGB)", tag, image.width,
-      image.height);
+  log_message("K905-1: Saved debug image: /tmp/k905_debug/TIME_%s.ppm (%dx%d, RGB)", tag,
+              image.width, image.height);
 }
 
 ReferenceResult PlainFilter::whole_job() {
-  say("=== rastertok905 start ===");
-  say("K905-1: Process ID: %d", job_.process_id);
-  say("K905-1: Program called with %d arguments", static_cast<int>(arguments_.size()));
-  say("K905-1: Command line arguments:");
+  log_message("=== rastertok905 start ===");
+  log_message("K905-1: Process ID: %d", job_.process_id);
+  log_message("K905-1: Program called with %d arguments", static_cast<int>(arguments_.size()));
+  log_message("K905-1: Command line arguments:");
   for (std::size_t i = 0; i < arguments_.size(); ++i) {
-    say("  [%d]: %s", static_cast<int>(i), arguments_[i].c_str());
+    log_message("  [%d]: %s", static_cast<int>(i), arguments_[i].c_str());
   }
   read_ppd();
   read_arguments();
   if (job_.ribbon == "6x4" || job_.ribbon == "6x8") {
     settings.ribbon = job_.ribbon;
-    say("K905-1 DEBUG: Already detected ribbon");
+    log_message("K905-1 DEBUG: Already detected ribbon");
   } else {
-    say("K905-1 DEBUG: Starting ribbon detection");
+    log_message("K905-1 DEBUG: Starting ribbon detection");
     settings.ribbon = "6x4";
-    say("K905-1: macOS: using default ribbon size 6x4 (no USB scan)");
+    log_message("K905-1: macOS: using default ribbon size 6x4 (no USB scan)");
   }
   read_paper_argument();
   log_summary();
@@ -156,8 +156,8 @@ ReferenceResult PlainFilter::whole_job() {
   };
   const Pages stream = read_pages(job_.input);
   if (!stream.opened) {
-    say("K905-1: cupsRasterOpen failed (no raster data from upstream).");
-    say("K905-1: Tip: In print dialog choose Color/RGB, not Grayscale or Black only.");
+    log_message("K905-1: cupsRasterOpen failed (no raster data from upstream).");
+    log_message("K905-1: Tip: In print dialog choose Color/RGB, not Grayscale or Black only.");
     return finish(1);
   }
   const int copies = settings.copies;
@@ -171,36 +171,36 @@ ReferenceResult PlainFilter::whole_job() {
       interpret_header(page.header);
       merging = decide_merge();
     }
-    say("K905-1: Processing page %d (%s)", number, odd ? "ODD" : "EVEN");
+    log_message("K905-1: Processing page %d (%s)", number, odd ? "ODD" : "EVEN");
     for (int copy = 1; copy <= copies; ++copy) {
-      say("K905-1: === Processing page %d, copy %d/%d ===", number, copy, copies);
+      log_message("K905-1: === Processing page %d, copy %d/%d ===", number, copy, copies);
       Image sheet;
       if (!build(page, sheet)) {
-        say("K905-1: build_planes_resampled failed, abort page %d", number);
+        log_message("K905-1: build_planes_resampled failed, abort page %d", number);
         continue;
       }
       if (!merging) {
-        say("K905-1: Direct print mode (no merge): page %d", number);
+        log_message("K905-1: Direct print mode (no merge): page %d", number);
         print_sheet(sheet);
       } else if (odd) {
-        say("K905-1: Page %d is ODD - storing in buffer", number);
+        log_message("K905-1: Page %d is ODD - storing in buffer", number);
         if (holding_) {
-          say("K905-1: Buffer already has image, printing it first");
+          log_message("K905-1: Buffer already has image, printing it first");
           print_sheet(held_);
         }
         held_ = std::move(sheet);
         holding_ = true;
       } else if (!holding_) {
-        say("K905-1: Page %d is EVEN but no buffered ODD page - printing single", number);
+        log_message("K905-1: Page %d is EVEN but no buffered ODD page - printing single", number);
         print_sheet(sheet);
       } else {
-        say("K905-1: Page %d is EVEN - merging with buffered ODD page", number);
-        say("K905-1: Merging ODD page (%dx%d) with EVEN page (%dx%d)", held_.width, held_.height,
-            sheet.width, sheet.height);
-        say("K905-1: Merging two 6x4 pages to 6x8 (width=%d, height=%d)", held_.width,
-            held_.height);
+        log_message("K905-1: Page %d is EVEN - merging with buffered ODD page", number);
+        log_message("K905-1: Merging ODD page (%dx%d) with EVEN page (%dx%d)", held_.width,
+                    held_.height, sheet.width, sheet.height);
+        log_message("K905-1: Merging two 6x4 pages to 6x8 (width=%d, height=%d)", held_.width,
+                    held_.height);
         if (!merge(held_, sheet)) {
-          say("K905-1: Merge failed, printing separately");
+          log_message("K905-1: Merge failed, printing separately");
           print_sheet(held_);
           print_sheet(sheet);
         }
@@ -208,19 +208,19 @@ ReferenceResult PlainFilter::whole_job() {
       }
     }
     if (short_of_memory(kNoMemoryToSkipAPage)) {
-      say("%s", kNoMemoryToSkipAPage);
+      log_message("%s", kNoMemoryToSkipAPage);
       ended_early = true;
       break;
     }
   }
   if (stream.refused_header && !ended_early) {
-    say("K905-1: Raster page header refused, the rest of the job is not printed");
+    log_message("K905-1: Raster page header refused, the rest of the job is not printed");
   }
   if (holding_) {
-    say("K905-1: Program end - found buffered ODD page (single 6x4)");
+    log_message("K905-1: Program end - found buffered ODD page (single 6x4)");
     print_sheet(held_);
   }
-  say("=== rastertok905 end ===");
+  log_message("=== rastertok905 end ===");
   return finish(0);
 }
 
@@ -229,13 +229,14 @@ bool PlainFilter::decide_merge() {
   const bool qualifies =
       contains(paper, "w288h432") || contains(paper, "6x4") || contains(paper, "4x6");
   if (settings.ribbon == "6x8" && qualifies) {
-    say("K905-1: ENABLING merge mode: 6x8 ribbon + 6x4 paper");
-    say("K905-1:   Ribbon size: %s", settings.ribbon.c_str());
-    say("K905-1:   Paper name: %s", paper.c_str());
+    log_message("K905-1: ENABLING merge mode: 6x8 ribbon + 6x4 paper");
+    log_message("K905-1:   Ribbon size: %s", settings.ribbon.c_str());
+    log_message("K905-1:   Paper name: %s", paper.c_str());
     return true;
   }
-  say("K905-1: DISABLING merge mode: ribbon=%s, paper=%s", settings.ribbon.c_str(), paper.c_str());
-  say("K905-1:   Direct print mode (no caching)");
+  log_message("K905-1: DISABLING merge mode: ribbon=%s, paper=%s", settings.ribbon.c_str(),
+              paper.c_str());
+  log_message("K905-1:   Direct print mode (no caching)");
   return false;
 }
 
@@ -251,16 +252,17 @@ bool PlainFilter::merge(const Image& top, const Image& bottom) {
       }
     }
   }
-  say("K905-1: Saving input 6x4 images for debugging...");
+  log_message("K905-1: Saving input 6x4 images for debugging...");
   save_image("merge_input_top", top);
   save_image("merge_input_bottom", lower);
   if (h <= 0 || w <= 0) {
-    say("K905-1: Failed to merge pages");
+    log_message("K905-1: Failed to merge pages");
     return false;
   }
-  say("K905-1: Merging 6x4 images: input size=%dx%d, simple center merge with %dpx gap", w, h, 18);
+  log_message("K905-1: Merging 6x4 images: input size=%dx%d, simple center merge with %dpx gap", w,
+              h, 18);
   if (w > 1920 || short_of_memory("K905-1: Failed to merge pages")) {
-    say("K905-1: Failed to merge pages");
+    log_message("K905-1: Failed to merge pages");
     return false;
   }
   Image sheet = make_image(1920, 2498, 255);
@@ -279,12 +281,12 @@ bool PlainFilter::merge(const Image& top, const Image& bottom) {
     put_row(top, r, r - 5);
     put_row(lower, r, h + 13 + r);
   }
-  say("K905-2: Merged 6x4 images (simple center merge) %dx%d, src %dx%d", 1920, 2498, w, h);
-  say("        Top: offset_y=%d, offset_x=%d", -5, offset_x);
-  say("        Bottom: offset_y=%d, offset_x=%d", h + 13, offset_x);
-  say("        Gap: %dpx", 18);
+  log_message("K905-2: Merged 6x4 images (simple center merge) %dx%d, src %dx%d", 1920, 2498, w, h);
+  log_message("        Top: offset_y=%d, offset_x=%d", -5, offset_x);
+  log_message("        Bottom: offset_y=%d, offset_x=%d", h + 13, offset_x);
+  log_message("        Gap: %dpx", 18);
   save_image("08c_merged_before_bleed", sheet);
-  say("K905-1: Successfully merged to 6x8 (%dx%d)", 1920, 2498);
+  log_message("K905-1: Successfully merged to 6x8 (%dx%d)", 1920, 2498);
   print_sheet(sheet);
   return true;
 }
@@ -294,44 +296,46 @@ void PlainFilter::print_sheet(const Image& sheet) {
   const int height = sheet.height;
   const std::size_t count = sheet.plane[0].size();
   ++sheets_;
-  say("K905-1: ===== PRINT CALL #%d =====", sheets_);
-  say("K905-1: Printing single page %dx%d", width, height);
+  log_message("K905-1: ===== PRINT CALL #%d =====", sheets_);
+  log_message("K905-1: Printing single page %dx%d", width, height);
   if (width <= 0 || height <= 0 || width > 5000 || height > 5000) {
-    say("K905-1: ERROR: Invalid image dimensions: %dx%d", width, height);
+    log_message("K905-1: ERROR: Invalid image dimensions: %dx%d", width, height);
     return;
   }
-  say("K905-1: DEBUG: Image size: %zu pixels", count);
+  log_message("K905-1: DEBUG: Image size: %zu pixels", count);
   if (count >= 101) {
     const auto rgb = [&sheet](int i, std::size_t index) -> int { return sheet.plane[i][index]; };
-    say("K905-1: DEBUG: First pixel: R=%d, G=%d, B=%d", rgb(0, 0), rgb(1, 0), rgb(2, 0));
+    log_message("K905-1: DEBUG: First pixel: R=%d, G=%d, B=%d", rgb(0, 0), rgb(1, 0), rgb(2, 0));
     const std::size_t middle = count / 2;
-    say("K905-1: DEBUG: Middle pixel: R=%d, G=%d, B=%d", rgb(0, middle), rgb(1, middle),
-        rgb(2, middle));
+    log_message("K905-1: DEBUG: Middle pixel: R=%d, G=%d, B=%d", rgb(0, middle), rgb(1, middle),
+                rgb(2, middle));
     const std::size_t last = count - 1;
-    say("K905-1: DEBUG: Last pixel: R=%d, G=%d, B=%d", rgb(0, last), rgb(1, last), rgb(2, last));
+    log_message("K905-1: DEBUG: Last pixel: R=%d, G=%d, B=%d", rgb(0, last), rgb(1, last),
+                rgb(2, last));
   }
   const std::size_t bytes = count + 1088;
-  say("K905-1: DEBUG: Creating BMP planes for %dx%d image", width, height);
+  log_message("K905-1: DEBUG: Creating BMP planes for %dx%d image", width, height);
   bool all_planes = true;
   for (int plane = 0; plane < 3; ++plane) {
     if (short_of_memory("K905-1: malloc() failed for BMP plane")) {
-      say("K905-1: malloc(%zu) failed for BMP plane", bytes);
+      log_message("K905-1: malloc(%zu) failed for BMP plane", bytes);
       all_planes = false;
     }
   }
   if (!all_planes) {
-    say("K905-1: ERROR: Failed to create BMP planes");
+    log_message("K905-1: ERROR: Failed to create BMP planes");
     return;
   }
-  say("K905-1: DEBUG: BMP plane sizes: Y=%zu, M=%zu, C=%zu bytes", bytes, bytes, bytes);
+  log_message("K905-1: DEBUG: BMP plane sizes: Y=%zu, M=%zu, C=%zu bytes", bytes, bytes, bytes);
 
   const std::string& name = settings.ppd_paper_name;
   unsigned cutter = 0;
   if (width == 1920 && height == 2498 &&
       (contains(name, "w288h432") || contains(name, "6x4") || contains(name, "4x6"))) {
-    say("K905-1: 6x4 merged to 6x8 (w432h576-div2) detected, setting cutMode = 1 (middle cut)");
+    log_message(
+        "K905-1: 6x4 merged to 6x8 (w432h576-div2) detected, setting cutMode = 1 (middle cut)");
   } else if (contains(name, "div2") || contains(name, "div4")) {
-    say("K905-1: div2 paper detected, setting cutMode = 2");
+    log_message("K905-1: div2 paper detected, setting cutMode = 2");
     cutter = 120;
   }
   send_plane('Y', sheet.plane[2], width, height);
@@ -341,16 +345,16 @@ void PlainFilter::print_sheet(const Image& sheet) {
     send_control("OVERCOAT", 1);
   }
   send_control("CUTTER", cutter);
-  say("K905-1: send CNTRL START");
+  log_message("K905-1: send CNTRL START");
   output += block("CNTRL", "START", "");
-  say("K905-1: Single page printed successfully (print call #%d)", sheets_);
+  log_message("K905-1: Single page printed successfully (print call #%d)", sheets_);
 }
 
 void PlainFilter::send_plane(char letter, const std::vector<std::uint8_t>& plane, int width,
                              int height) {
   const std::size_t bytes = plane.size() + 1088;
-  say("K905-1: DEBUG: Sending %c plane (%zu bytes)", letter, bytes);
-  say("K905-1: send IMAGE %c PLANE, bytes=%d", letter, static_cast<int>(bytes));
+  log_message("K905-1: DEBUG: Sending %c plane (%zu bytes)", letter, bytes);
+  log_message("K905-1: send IMAGE %c PLANE, bytes=%d", letter, static_cast<int>(bytes));
   std::string image(1088, '\0');
   image[0] = 'B';
   image[1] = 'M';
@@ -370,7 +374,7 @@ void PlainFilter::send_plane(char letter, const std::vector<std::uint8_t>& plane
 }
 
 void PlainFilter::send_control(const char* name, unsigned value) {
-  say("K905-1: send CNTRL %s mode=%d", name, static_cast<int>(value));
+  log_message("K905-1: send CNTRL %s mode=%d", name, static_cast<int>(value));
   output += block("CNTRL", name, "00000008") + eight_digits(value);
 }
 

@@ -78,50 +78,51 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
   const cups_page_header2_t& h = page.header;
   const Settings& s = settings;
 
-  say("K905-1: Original CUPS image: %dx%d pixels", static_cast<int>(h.cupsWidth),
-      static_cast<int>(h.cupsHeight));
-  say("K905-1: Original DPI: %dx%d", static_cast<int>(h.HWResolution[0]),
-      static_cast<int>(h.HWResolution[1]));
-  say("K905-1: Original physical size: %.2f x %.2f mm (at %d DPI)",
-      h.cupsWidth * 25.4 / h.HWResolution[0], h.cupsHeight * 25.4 / h.HWResolution[1],
-      static_cast<int>(h.HWResolution[1]));
+  log_message("K905-1: Original CUPS image: %dx%d pixels", static_cast<int>(h.cupsWidth),
+              static_cast<int>(h.cupsHeight));
+  log_message("K905-1: Original DPI: %dx%d", static_cast<int>(h.HWResolution[0]),
+              static_cast<int>(h.HWResolution[1]));
+  log_message("K905-1: Original physical size: %.2f x %.2f mm (at %d DPI)",
+              h.cupsWidth * 25.4 / h.HWResolution[0], h.cupsHeight * 25.4 / h.HWResolution[1],
+              static_cast<int>(h.HWResolution[1]));
   interpret_header(h);
 
-  say("K905-1: Using paper configuration: %s (%s)", s.paper.name.c_str(), s.paper.label.c_str());
-  say("  Target Size: %dx%d pixels", s.paper.target_width, s.paper.target_height);
-  say("  Canvas Size: %dx%d pixels", s.paper.canvas_width, s.paper.canvas_height);
-  say("  Image Rotation: %s", s.rotate ? "90° within canvas" : "none");
-  say("  Mode: %s", s.interlace ? "Interlaced (300x600 DPI)" : "Normal (300 DPI)");
-  say("  Mirror Flip: %s", s.mirror ? "ENABLED" : "DISABLED");
-  say("  Color Model: %s", s.color_model.c_str());
-  say("  Color Correction: %s", s.color_correction.c_str());
-  say("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
+  log_message("K905-1: Using paper configuration: %s (%s)", s.paper.name.c_str(),
+              s.paper.label.c_str());
+  log_message("  Target Size: %dx%d pixels", s.paper.target_width, s.paper.target_height);
+  log_message("  Canvas Size: %dx%d pixels", s.paper.canvas_width, s.paper.canvas_height);
+  log_message("  Image Rotation: %s", s.rotate ? "90° within canvas" : "none");
+  log_message("  Mode: %s", s.interlace ? "Interlaced (300x600 DPI)" : "Normal (300 DPI)");
+  log_message("  Mirror Flip: %s", s.mirror ? "ENABLED" : "DISABLED");
+  log_message("  Color Model: %s", s.color_model.c_str());
+  log_message("  Color Correction: %s", s.color_correction.c_str());
+  log_message("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
   if (s.icc_enabled) {
-    say("  ICC Profile: %s", s.icc_path.c_str());
+    log_message("  ICC Profile: %s", s.icc_path.c_str());
   }
   if (s.interlace) {
-    say("K905-1: Interlaced mode: target height doubled from %d to %d", s.paper.target_height,
-        s.paper.target_height * 2);
+    log_message("K905-1: Interlaced mode: target height doubled from %d to %d",
+                s.paper.target_height, s.paper.target_height * 2);
   }
   const Layout l = layout();
-  say("K905-1: Effective image area (canvas - bleed): %dx%d pixels", l.effective_width,
-      l.effective_height);
-  say("K905-1:   Canvas: %dx%d, Bleed: L=%d, R=%d, T=%d, B=%d", l.canvas_width, l.canvas_height,
-      l.left, l.right, l.top, l.bottom);
+  log_message("K905-1: Effective image area (canvas - bleed): %dx%d pixels", l.effective_width,
+              l.effective_height);
+  log_message("K905-1:   Canvas: %dx%d, Bleed: L=%d, R=%d, T=%d, B=%d", l.canvas_width,
+              l.canvas_height, l.left, l.right, l.top, l.bottom);
 
   if (h.cupsWidth == 0 || h.cupsHeight == 0) {
-    say("K905-1: Empty page image: %ux%u", h.cupsWidth, h.cupsHeight);
+    log_message("K905-1: Empty page image: %ux%u", h.cupsWidth, h.cupsHeight);
     return false;
   }
   if (std::uint64_t{h.cupsWidth} * h.cupsHeight > (std::uint64_t{1} << 29)) {
-    say("K905-1: malloc src planes failed");
+    log_message("K905-1: malloc src planes failed");
     return false;
   }
   if (!allocate_everything(h, l)) {
     return false;
   }
 
-  say("K905-1: === STAGE 1: Reading CUPS raster data ===");
+  log_message("K905-1: === STAGE 1: Reading CUPS raster data ===");
   bool complete = false;
   Image image = read_lines(page, complete);
   if (!complete) {
@@ -129,7 +130,7 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
   }
   save_image("01_original", image);
 
-  say("K905-1: === STAGE 1.5: Resize to standard size (non-proportional scaling) ===");
+  log_message("K905-1: === STAGE 1.5: Resize to standard size (non-proportional scaling) ===");
   resize(image, l.target_width, l.target_height);
   convert_colors(image);
   if (s.interlace) {
@@ -139,15 +140,15 @@ bool PlainFilter::build(const Page& page, Image& canvas) {
     mirror(image);
   }
   adjust(image);
-  say("K905-1: === STAGE 6: Skipped (scaling already done in stage 1.5) ===");
-  say("K905-1: Using image from stage 5: %dx%d (no scaling)", image.width, image.height);
-  say("K905-1: === STAGE 7: Rotation (if needed) ===");
+  log_message("K905-1: === STAGE 6: Skipped (scaling already done in stage 1.5) ===");
+  log_message("K905-1: Using image from stage 5: %dx%d (no scaling)", image.width, image.height);
+  log_message("K905-1: === STAGE 7: Rotation (if needed) ===");
   if (s.rotate) {
     rotate(image);
     save_image("07_rotated", image);
   }
   place(image, canvas);
-  say("K905-1: === STAGE 9: Final result ===");
+  log_message("K905-1: === STAGE 9: Final result ===");
   save_image("09_final_canvas", canvas);
   return true;
 }
@@ -175,7 +176,7 @@ bool PlainFilter::allocate_everything(const cups_page_header2_t& h, const Layout
   };
   for (const auto& [needed, message] : needs) {
     if (needed && short_of_memory(message)) {
-      say("%s", message);
+      log_message("%s", message);
       return false;
     }
   }
@@ -194,7 +195,7 @@ Image PlainFilter::read_lines(const Page& page, bool& complete) {
 
   for (int y = 0; y < height; ++y) {
     if (static_cast<std::size_t>(y) >= page.lines.size()) {
-      say("K905-1: cupsRasterReadPixels failed at line %d", y);
+      log_message("K905-1: cupsRasterReadPixels failed at line %d", y);
       complete = false;
       return image;
     }
@@ -205,8 +206,8 @@ Image PlainFilter::read_lines(const Page& page, bool& complete) {
     };
     if (!((colors == 3 && (bits == 8 || bits == 16)) || (colors == 1 && (bits == 8 || bits == 1)) ||
           (colors == 4 && bits == 8))) {
-      say("K905-1: Unsupported color format: colors=%d, bits=%d", static_cast<int>(colors),
-          static_cast<int>(bits));
+      log_message("K905-1: Unsupported color format: colors=%d, bits=%d", static_cast<int>(colors),
+                  static_cast<int>(bits));
       continue;  // The row stays black.
     }
     for (int column = 0; column < width; ++column) {
@@ -237,19 +238,19 @@ Image PlainFilter::read_lines(const Page& page, bool& complete) {
 void PlainFilter::resize(Image& image, int width, int height) {
   const int src_w = image.width;
   const int src_h = image.height;
-  say("K905-1: Source image: %dx%d pixels", src_w, src_h);
-  say("K905-1: Target size from paper_sizes: %dx%d pixels", width, height);
-  say("K905-1: Source physical size (assuming 300DPI): %.2f x %.2f mm", millimeters(src_w),
-      millimeters(src_h));
-  say("K905-1: Target physical size (300DPI): %.2f x %.2f mm", millimeters(width),
-      millimeters(height));
+  log_message("K905-1: Source image: %dx%d pixels", src_w, src_h);
+  log_message("K905-1: Target size from paper_sizes: %dx%d pixels", width, height);
+  log_message("K905-1: Source physical size (assuming 300DPI): %.2f x %.2f mm", millimeters(src_w),
+              millimeters(src_h));
+  log_message("K905-1: Target physical size (300DPI): %.2f x %.2f mm", millimeters(width),
+              millimeters(height));
   if (src_w == width && src_h == height) {
-    say("K905-1: Image size already matches target size, skipping resize");
+    log_message("K905-1: Image size already matches target size, skipping resize");
     return;
   }
   const double scale_w = static_cast<double>(width) / src_w;
   const double scale_h = static_cast<double>(height) / src_h;
-  say("K905-1: Non-proportional scaling: scale_w=%.4f, scale_h=%.4f", scale_w, scale_h);
+  log_message("K905-1: Non-proportional scaling: scale_w=%.4f, scale_h=%.4f", scale_w, scale_h);
   Image out = make_image(width, height);
   for (int y = 0; y < height; ++y) {
     const double sy = y * (1 / scale_h);
@@ -272,21 +273,21 @@ void PlainFilter::resize(Image& image, int width, int height) {
     }
   }
   image = std::move(out);
-  say("K905-1: Resized %dx%d -> %dx%d (non-proportional)", src_w, src_h, width, height);
-  say("K905-1: Physical size change (assuming 300DPI):");
-  say("K905-1:   Width:  %.2f mm -> %.2f mm (change: %+.2f mm)", millimeters(src_w),
-      millimeters(width), millimeters(width) - millimeters(src_w));
-  say("K905-1:   Height: %.2f mm -> %.2f mm (change: %+.2f mm)", millimeters(src_h),
-      millimeters(height), millimeters(height) - millimeters(src_h));
-  say("K905-1: NOTE: If original image has different DPI, physical size may differ!");
-  say("K905-1:   Original DPI might be: %.0f (if height should stay same)",
-      (src_h * 25.4) / (height * 25.4 / 300.0));
+  log_message("K905-1: Resized %dx%d -> %dx%d (non-proportional)", src_w, src_h, width, height);
+  log_message("K905-1: Physical size change (assuming 300DPI):");
+  log_message("K905-1:   Width:  %.2f mm -> %.2f mm (change: %+.2f mm)", millimeters(src_w),
+              millimeters(width), millimeters(width) - millimeters(src_w));
+  log_message("K905-1:   Height: %.2f mm -> %.2f mm (change: %+.2f mm)", millimeters(src_h),
+              millimeters(height), millimeters(height) - millimeters(src_h));
+  log_message("K905-1: NOTE: If original image has different DPI, physical size may differ!");
+  log_message("K905-1:   Original DPI might be: %.0f (if height should stay same)",
+              (src_h * 25.4) / (height * 25.4 / 300.0));
   save_image("01b_resized", image);
 }
 
 void PlainFilter::convert_colors(Image& image) {
   const std::string& model = settings.color_model;
-  say("K905-1: === STAGE 2: Color model conversion (%s) ===", model.c_str());
+  log_message("K905-1: === STAGE 2: Color model conversion (%s) ===", model.c_str());
   plain::Pixel (*convert)(plain::Pixel) = nullptr;
   if (model == "Gray") {
     convert = plain::gray;
@@ -301,25 +302,25 @@ void PlainFilter::convert_colors(Image& image) {
     for_each_pixel(image, convert);
   }
   save_image("02_color_converted", image);
-  say("K905-1: Color conversion completed");
+  log_message("K905-1: Color conversion completed");
 }
 
 void PlainFilter::deinterlace(Image& image) {
   const int expected = 2 * settings.paper.target_height;
-  say("K905-1: === STAGE 3: Deinterlace processing ===");
-  say("K905-1: Source image height: %d pixels", image.height);
-  say("K905-1: Expected 600DPI height: %d pixels", expected);
+  log_message("K905-1: === STAGE 3: Deinterlace processing ===");
+  log_message("K905-1: Source image height: %d pixels", image.height);
+  log_message("K905-1: Expected 600DPI height: %d pixels", expected);
   if (image.height == expected) {
-    say("K905-1: Image is already full 600DPI resolution, skipping deinterlace");
-    say("K905-1: Keeping original image size: %dx%d", image.width, image.height);
+    log_message("K905-1: Image is already full 600DPI resolution, skipping deinterlace");
+    log_message("K905-1: Keeping original image size: %dx%d", image.width, image.height);
     return;
   }
-  say("K905-1: Image is interlaced format, performing deinterlace");
+  log_message("K905-1: Image is interlaced format, performing deinterlace");
   Image out = make_image(image.width, image.height / 2);
-  say("K905-1: Processing interlaced image: %dx%d -> %dx%d", image.width, image.height, out.width,
-      out.height);
+  log_message("K905-1: Processing interlaced image: %dx%d -> %dx%d", image.width, image.height,
+              out.width, out.height);
   if (short_of_memory("K905-1: ERROR: Failed to allocate memory for deinterlace")) {
-    say("K905-1: ERROR: Failed to allocate memory for deinterlace");
+    log_message("K905-1: ERROR: Failed to allocate memory for deinterlace");
     save_image("03_deinterlaced", image);
     return;
   }
@@ -333,15 +334,15 @@ void PlainFilter::deinterlace(Image& image) {
     }
   }
   image = std::move(out);
-  say("K905-1: Deinterlace completed successfully");
+  log_message("K905-1: Deinterlace completed successfully");
   save_image("03_deinterlaced", image);
 }
 
 void PlainFilter::mirror(Image& image) {
-  say("K905-1: === STAGE 4: Mirror flip ===");
+  log_message("K905-1: === STAGE 4: Mirror flip ===");
   save_image("04a_before_mirror", image);
   for (auto& plane : image.plane) {
-    say("K905-1: Applying horizontal mirror flip: %dx%d", image.width, image.height);
+    log_message("K905-1: Applying horizontal mirror flip: %dx%d", image.width, image.height);
     for (int y = 0; y < image.height; ++y) {
       const auto row = plane.begin() + static_cast<std::ptrdiff_t>(index_of(image, 0, y));
       std::reverse(row, row + image.width);
@@ -352,21 +353,21 @@ void PlainFilter::mirror(Image& image) {
 
 void PlainFilter::adjust(Image& image) {
   const Settings& s = settings;
-  say("K905-1: === STAGE 5: Image adjustments ===");
-  say("K905-1: Before adjustments - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0),
-      pixel(image, 1, 0), pixel(image, 2, 0));
+  log_message("K905-1: === STAGE 5: Image adjustments ===");
+  log_message("K905-1: Before adjustments - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0),
+              pixel(image, 1, 0), pixel(image, 2, 0));
   save_image("05a_before_adjustments", image);
-  say("K905-1: Applying image adjustments:");
-  say("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
+  log_message("K905-1: Applying image adjustments:");
+  log_message("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
   if (s.icc_enabled) {
-    say("  ICC Profile: %s", s.icc_name.c_str());
+    log_message("  ICC Profile: %s", s.icc_name.c_str());
   }
-  say("  Brightness: %d (%.2f)", s.brightness, s.brightness / 1000.0);
-  say("  Contrast: %d (%.2f)", s.contrast, s.contrast / 1000.0);
-  say("  Saturation: %d (%.2f)", s.saturation, s.saturation / 1000.0);
-  say("  Gamma: %d (%.3f)", s.gamma, s.gamma / 1000.0);
-  say("  Image Type: %s", s.image_type.c_str());
-  say("  Color Correction: %s", s.color_correction.c_str());
+  log_message("  Brightness: %d (%.2f)", s.brightness, s.brightness / 1000.0);
+  log_message("  Contrast: %d (%.2f)", s.contrast, s.contrast / 1000.0);
+  log_message("  Saturation: %d (%.2f)", s.saturation, s.saturation / 1000.0);
+  log_message("  Gamma: %d (%.3f)", s.gamma, s.gamma / 1000.0);
+  log_message("  Image Type: %s", s.image_type.c_str());
+  log_message("  Color Correction: %s", s.color_correction.c_str());
   save_image("adjust_before", image);
   if (s.icc_enabled) {
     convert_icc(image);
@@ -374,10 +375,10 @@ void PlainFilter::adjust(Image& image) {
   }
   tone(image);
   save_image("adjust_after", image);
-  say("K905-1: Image adjustments applied");
+  log_message("K905-1: Image adjustments applied");
   save_image("05b_after_adjustments", image);
-  say("K905-1: After adjustments - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0),
-      pixel(image, 1, 0), pixel(image, 2, 0));
+  log_message("K905-1: After adjustments - Pixel[0]: R=%d, G=%d, B=%d", pixel(image, 0, 0),
+              pixel(image, 1, 0), pixel(image, 2, 0));
 }
 
 void PlainFilter::tone(Image& image) const {
@@ -403,25 +404,26 @@ void PlainFilter::place(const Image& image, Image& canvas) {
   const int height = l.effective_height;
   const bool user_bleed =
       s.bleed_top != 0 || s.bleed_bottom != 0 || s.bleed_left != 0 || s.bleed_right != 0;
-  say("K905-1: === STAGE 8: Place on canvas ===");
-  say("K905-1: Paper config: %s, canvas=%dx%d", s.paper.label.c_str(), l.canvas_width,
-      l.canvas_height);
-  say("K905-1: Image size: %dx%d", image.width, image.height);
-  say("K905-1: Bleed values from %s - Top(A):%d, Bottom(B):%d, Left(C):%d, Right(D):%d",
-      user_bleed ? "default + delta (PPD/CLI)" : "default (CUPSFile)", l.top, l.bottom, l.left,
-      l.right);
-  say("K905-1: Effective image area: %dx%d (already used in stage 1.5)", width, height);
+  log_message("K905-1: === STAGE 8: Place on canvas ===");
+  log_message("K905-1: Paper config: %s, canvas=%dx%d", s.paper.label.c_str(), l.canvas_width,
+              l.canvas_height);
+  log_message("K905-1: Image size: %dx%d", image.width, image.height);
+  log_message("K905-1: Bleed values from %s - Top(A):%d, Bottom(B):%d, Left(C):%d, Right(D):%d",
+              user_bleed ? "default + delta (PPD/CLI)" : "default (CUPSFile)", l.top, l.bottom,
+              l.left, l.right);
+  log_message("K905-1: Effective image area: %dx%d (already used in stage 1.5)", width, height);
 
   Image stretched = image;
   if (image.width == width && image.height == height) {
-    say("K905-1: Image already matches effective area size");
+    log_message("K905-1: Image already matches effective area size");
   } else {
-    say("K905-1: WARNING: Image size doesn't match effective area, stretching to fill...");
-    say("K905-1:   Image: %dx%d, Effective area: %dx%d", image.width, image.height, width, height);
+    log_message("K905-1: WARNING: Image size doesn't match effective area, stretching to fill...");
+    log_message("K905-1:   Image: %dx%d, Effective area: %dx%d", image.width, image.height, width,
+                height);
     const double scale_w = static_cast<double>(width) / image.width;
     const double scale_h = static_cast<double>(height) / image.height;
-    say("K905-1: Stretching %dx%d -> %dx%d (scale_w=%.4f, scale_h=%.4f, non-proportional)",
-        image.width, image.height, width, height, scale_w, scale_h);
+    log_message("K905-1: Stretching %dx%d -> %dx%d (scale_w=%.4f, scale_h=%.4f, non-proportional)",
+                image.width, image.height, width, height, scale_w, scale_h);
     stretched = make_image(width, height);
     for (int dy = 0; dy < height; ++dy) {
       const double row = ((dy + 0.5) * (1 / scale_h)) - 0.5 + 0.5;
@@ -449,7 +451,7 @@ void PlainFilter::place(const Image& image, Image& canvas) {
       }
     }
   }
-  say("K905-1: Canvas created with bleed: %dx%d", l.canvas_width, l.canvas_height);
+  log_message("K905-1: Canvas created with bleed: %dx%d", l.canvas_width, l.canvas_height);
 }
 
 }  // namespace reference

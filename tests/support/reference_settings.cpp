@@ -148,10 +148,10 @@ bool PlainFilter::parse_profile_name(const std::string& value, std::string& name
       {"K905RGB", "pm-905-wd-251126-5.icm"},
       {"PM-RV", "pm-rv-wd-251202-5.icm"},
       {"PM-RS", "pm-rs-wd-251125-2.icm"}};
-  say("K905-1: Parsing ICC option value: %s", value.c_str());
+  log_message("K905-1: Parsing ICC option value: %s", value.c_str());
   for (const auto& [choice, file] : choices) {
     if (value == choice) {
-      say("K905-1: Mapped choice to file: %s", file.c_str());
+      log_message("K905-1: Mapped choice to file: %s", file.c_str());
       name = file;
       return true;
     }
@@ -159,21 +159,21 @@ bool PlainFilter::parse_profile_name(const std::string& value, std::string& name
   const std::string marker = "ICCPROFILE (";
   const std::size_t at = value.find(marker);
   if (at == std::string::npos) {
-    say("K905-1: ICCPROFILE marker not found, not a known choice name");
+    log_message("K905-1: ICCPROFILE marker not found, not a known choice name");
     return false;
   }
   const std::size_t begin = at + marker.size();
   const std::size_t end = value.find(')', begin);
   if (end == std::string::npos) {
-    say("K905-1: ICCPROFILE closing parenthesis not found");
+    log_message("K905-1: ICCPROFILE closing parenthesis not found");
     return false;
   }
   if (end == begin) {
-    say("K905-1: ICCPROFILE name is empty");
+    log_message("K905-1: ICCPROFILE name is empty");
     return false;
   }
   name = value.substr(begin, end - begin);
-  say("K905-1: Extracted ICC profile name: %s", name.c_str());
+  log_message("K905-1: Extracted ICC profile name: %s", name.c_str());
   return true;
 }
 
@@ -181,10 +181,10 @@ bool PlainFilter::find_profile(const std::string& name, std::string& path) {
   if (name.empty()) {
     return false;
   }
-  say("K905-1: Searching for ICC profile: %s", name.c_str());
+  log_message("K905-1: Searching for ICC profile: %s", name.c_str());
   if (name[0] == '/' && exists(name)) {
     path = cut(name, 511);
-    say("K905-1: Found ICC profile at absolute path: %s", name.c_str());
+    log_message("K905-1: Found ICC profile at absolute path: %s", name.c_str());
     return true;
   }
   for (const char* folder : {"/Library/ColorSync/Profiles/", "/usr/local/share/color/icc/",
@@ -194,12 +194,12 @@ bool PlainFilter::find_profile(const std::string& name, std::string& path) {
       const std::string candidate = folder + name + extension;
       if (exists(on_disk(candidate))) {
         path = cut(candidate, 511);
-        say("K905-1: Found ICC profile at: %s", candidate.c_str());
+        log_message("K905-1: Found ICC profile at: %s", candidate.c_str());
         return true;
       }
     }
   }
-  say("K905-1: ICC profile not found: %s", name.c_str());
+  log_message("K905-1: ICC profile not found: %s", name.c_str());
   return false;
 }
 
@@ -207,37 +207,37 @@ bool PlainFilter::find_profile(const std::string& name, std::string& path) {
 
 void PlainFilter::read_ppd() {
   if (!job_.ppd_path) {
-    say("K905-1: PPD environment variable not set");
+    log_message("K905-1: PPD environment variable not set");
     return;
   }
   if (!job_.ppd_file) {
-    say("K905-1: Failed to open PPD file: %s", job_.ppd_path->c_str());
+    log_message("K905-1: Failed to open PPD file: %s", job_.ppd_path->c_str());
     return;
   }
   const PpdDescription& ppd = *job_.ppd_file;
-  say("K905-1: Parsing PPD file: %s", job_.ppd_path->c_str());
-  say("  Product: %s", ppd.product.value_or("N/A").c_str());
-  say("  Manufacturer: %s", ppd.manufacturer.value_or("N/A").c_str());
-  say("  ModelName: %s", ppd.model_name.value_or("N/A").c_str());
+  log_message("K905-1: Parsing PPD file: %s", job_.ppd_path->c_str());
+  log_message("  Product: %s", ppd.product.value_or("N/A").c_str());
+  log_message("  Manufacturer: %s", ppd.manufacturer.value_or("N/A").c_str());
+  log_message("  ModelName: %s", ppd.model_name.value_or("N/A").c_str());
   for (const PpdGroup& group : ppd.groups) {
-    say("  Group: %s", group.name.c_str());
+    log_message("  Group: %s", group.name.c_str());
     for (const PpdOption& option : group.options) {
-      say("    Option: %s = %s", option.keyword.c_str(), option.default_choice.c_str());
+      log_message("    Option: %s = %s", option.keyword.c_str(), option.default_choice.c_str());
       apply_ppd_option(option.keyword, option.default_choice);
     }
   }
   if (!settings.icc_enabled && find_profile("sRGB.icc", settings.icc_path)) {
     settings.icc_enabled = true;
-    say("K905-1: Using default ICC profile: %s", settings.icc_path.c_str());
+    log_message("K905-1: Using default ICC profile: %s", settings.icc_path.c_str());
   }
-  say("K905-1: PPD parsing complete");
-  say("K905-1: ICC Profile status: %s", settings.icc_enabled ? "ENABLED" : "DISABLED");
+  log_message("K905-1: PPD parsing complete");
+  log_message("K905-1: ICC Profile status: %s", settings.icc_enabled ? "ENABLED" : "DISABLED");
 }
 
 void PlainFilter::apply_ppd_option(const std::string& keyword, const std::string& value) {
   Settings& s = settings;
   if (keyword == "ICCProfile") {
-    say("K905-1: ICC Profile specified: %s", value.c_str());
+    log_message("K905-1: ICC Profile specified: %s", value.c_str());
     s.icc_enabled = true;
     s.icc_name = cut(value, 127);
     const bool has_extension =
@@ -245,13 +245,13 @@ void PlainFilter::apply_ppd_option(const std::string& keyword, const std::string
     s.icc_path = cut("/usr/share/color/icc/" + value + (has_extension ? "" : ".icc"), 511);
     const bool found = find_profile(value, s.icc_path);
     if (found) {
-      say("      -> Resolved Path: %s", s.icc_path.c_str());
+      log_message("      -> Resolved Path: %s", s.icc_path.c_str());
     } else {
-      say("      -> Assumed Path: %s", s.icc_path.c_str());
+      log_message("      -> Assumed Path: %s", s.icc_path.c_str());
     }
-    say("      -> ICC Enabled: Yes");
-    say("      -> ICC Name: %s", s.icc_name.c_str());
-    say("      -> Note: Will use sRGB as fallback if file not found");
+    log_message("      -> ICC Enabled: Yes");
+    log_message("      -> ICC Name: %s", s.icc_name.c_str());
+    log_message("      -> Note: Will use sRGB as fallback if file not found");
   } else if (keyword == "ColorBase") {
     const bool vivid = value == "Vivid";
     s.color_base = vivid ? "Vivid" : "Normal";
@@ -259,7 +259,7 @@ void PlainFilter::apply_ppd_option(const std::string& keyword, const std::string
     s.color_base_path = "/Library/ColorSync/Profiles/" + s.color_base_name;
     s.icc_enabled = true;
     find_profile(s.color_base_name, s.color_base_path);
-    say("      -> Color Base: %s", s.color_base.c_str());
+    log_message("      -> Color Base: %s", s.color_base.c_str());
   } else {
     apply_option(keyword, value, true);
   }
@@ -275,9 +275,9 @@ void PlainFilter::apply_option(const std::string& keyword, const std::string& va
     int& field = s.*option.field;
     field = option.none == kTrueOrNot ? (value == "True" ? 1 : 0) : number_or(value, option.none);
     if (from_ppd && keyword == "StpGamma") {
-      say("      -> Gamma: %d (%.3f)", field, field / 1000.0);
+      log_message("      -> Gamma: %d (%.3f)", field, field / 1000.0);
     } else if (from_ppd) {
-      say("      -> %s: %d", option.label, field);
+      log_message("      -> %s: %d", option.label, field);
     }
   }
   for (const TextOption& option : kTextOptions) {
@@ -287,15 +287,15 @@ void PlainFilter::apply_option(const std::string& keyword, const std::string& va
     std::string& field = s.*option.field;
     field = keyword == "Resolution" ? resolution_of(value) : cut(value, option.most);
     if (from_ppd) {
-      say("      -> %s: %s", option.label, field.c_str());
+      log_message("      -> %s: %s", option.label, field.c_str());
     }
   }
   for (const BleedOption& option : kBleedOptions) {
     if (keyword == option.keyword || keyword == option.other_keyword) {
       const double mm = std::strtod(value.c_str(), nullptr);
       s.*option.field = pixels(mm);
-      say("      -> Bleed %s from %s: %.2fmm = %dpx (delta)", option.label,
-          from_ppd ? "PPD" : "command line", mm, s.*option.field);
+      log_message("      -> Bleed %s from %s: %.2fmm = %dpx (delta)", option.label,
+                  from_ppd ? "PPD" : "command line", mm, s.*option.field);
     }
   }
 }
@@ -303,10 +303,10 @@ void PlainFilter::apply_option(const std::string& keyword, const std::string& va
 // ---- arguments ----
 
 void PlainFilter::read_arguments() {
-  say("K905-1: Parsing command line options:");
+  log_message("K905-1: Parsing command line options:");
   const int argc = static_cast<int>(arguments_.size());
   if (argc >= 6 && !arguments_[5].empty()) {
-    say("K905-1: argv[5] (options) first 200 chars: %.200s", arguments_[5].c_str());
+    log_message("K905-1: argv[5] (options) first 200 chars: %.200s", arguments_[5].c_str());
     for (const std::string& token : tokens_of(arguments_[5])) {
       const std::size_t equals = token.find('=');
       if (equals == std::string::npos || equals == 0) {
@@ -315,7 +315,7 @@ void PlainFilter::read_arguments() {
       const std::string key = token.substr(0, equals);
       const std::string value = token.substr(equals + 1);
       if (key == "ICCProfile") {
-        say("    PPD option: %s=%s", key.c_str(), value.c_str());
+        log_message("    PPD option: %s=%s", key.c_str(), value.c_str());
         take_profile_choice(value);
         break;
       }
@@ -323,7 +323,7 @@ void PlainFilter::read_arguments() {
   }
   for (int i = 1; i < argc; ++i) {
     std::string& argument = arguments_[static_cast<std::size_t>(i)];
-    say("  Arg[%d]: %s", i, argument.c_str());
+    log_message("  Arg[%d]: %s", i, argument.c_str());
     if (i == 5) {
       continue;
     }
@@ -337,7 +337,7 @@ void PlainFilter::read_arguments() {
     }
     const std::string value = argument.substr(equals + 1);
     argument = argument.substr(0, equals);  // The argument itself is split.
-    say("    PPD option: %s=%s", argument.c_str(), value.c_str());
+    log_message("    PPD option: %s=%s", argument.c_str(), value.c_str());
     apply_key(argument, value);
   }
 }
@@ -350,7 +350,7 @@ void PlainFilter::take_profile_choice(const std::string& value) {
   settings.icc_name = cut(name, 127);
   if (find_profile(name, settings.icc_path)) {
     settings.icc_enabled = true;
-    say("      -> ICC Profile from command line: %s", name.c_str());
+    log_message("      -> ICC Profile from command line: %s", name.c_str());
   }
 }
 
@@ -391,7 +391,8 @@ void PlainFilter::read_paper_argument() {
       const Paper& paper = papers()[row];
       if (wanted == paper.name || wanted == paper.label) {
         settings.paper = paper;
-        say("K905-1: Manual paper selection: %s (%s)", paper.name.c_str(), paper.label.c_str());
+        log_message("K905-1: Manual paper selection: %s (%s)", paper.name.c_str(),
+                    paper.label.c_str());
         break;
       }
     }
@@ -401,28 +402,28 @@ void PlainFilter::read_paper_argument() {
 
 void PlainFilter::log_summary() {
   const Settings& s = settings;
-  say("K905-1: Current configuration summary:");
-  say("  Brightness: %d (%.2f)", s.brightness, s.brightness / 1000.0);
-  say("  Contrast: %d (%.2f)", s.contrast, s.contrast / 1000.0);
-  say("  Saturation: %d (%.2f)", s.saturation, s.saturation / 1000.0);
-  say("  Gamma: %d (%.3f)", s.gamma, s.gamma / 1000.0);
-  say("  Copies: %d", s.copies);
-  say("  Color Model: %s", s.color_model.c_str());
-  say("  Color Precision: %s", s.color_precision.c_str());
-  say("  Image Type: %s", s.image_type.c_str());
-  say("  Color Correction: %s", s.color_correction.c_str());
-  say("  Resolution: %s", s.resolution.c_str());
-  say("  Overcoat: %s", s.overcoat.c_str());
-  say("  Legacy Gamma: %d", s.legacy_gamma);
-  say("  No Cut Waste: %d", s.no_cut_waste);
-  say("  Shrink Output: %s", s.shrink_output.c_str());
-  say("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
+  log_message("K905-1: Current configuration summary:");
+  log_message("  Brightness: %d (%.2f)", s.brightness, s.brightness / 1000.0);
+  log_message("  Contrast: %d (%.2f)", s.contrast, s.contrast / 1000.0);
+  log_message("  Saturation: %d (%.2f)", s.saturation, s.saturation / 1000.0);
+  log_message("  Gamma: %d (%.3f)", s.gamma, s.gamma / 1000.0);
+  log_message("  Copies: %d", s.copies);
+  log_message("  Color Model: %s", s.color_model.c_str());
+  log_message("  Color Precision: %s", s.color_precision.c_str());
+  log_message("  Image Type: %s", s.image_type.c_str());
+  log_message("  Color Correction: %s", s.color_correction.c_str());
+  log_message("  Resolution: %s", s.resolution.c_str());
+  log_message("  Overcoat: %s", s.overcoat.c_str());
+  log_message("  Legacy Gamma: %d", s.legacy_gamma);
+  log_message("  No Cut Waste: %d", s.no_cut_waste);
+  log_message("  Shrink Output: %s", s.shrink_output.c_str());
+  log_message("  ICC Enabled: %s", s.icc_enabled ? "Yes" : "No");
   if (s.icc_enabled) {
-    say("  ICC Profile: %s", s.icc_path.c_str());
-    say("  ICC Rendering Intent: %s", s.icc_intent.c_str());
+    log_message("  ICC Profile: %s", s.icc_path.c_str());
+    log_message("  ICC Rendering Intent: %s", s.icc_intent.c_str());
   }
-  say("  Ribbon Size: %s", s.ribbon.c_str());
-  say("  Cache Optimization: %s", s.cache_optimization ? "ENABLED" : "DISABLED");
+  log_message("  Ribbon Size: %s", s.ribbon.c_str());
+  log_message("  Cache Optimization: %s", s.cache_optimization ? "ENABLED" : "DISABLED");
 }
 
 }  // namespace reference

@@ -139,9 +139,9 @@ class PlainFilter {
   };
   [[nodiscard]] Layout layout() const;
 
-  [[gnu::format(printf, 2, 3)]] void say(const char* format, ...);
-  // The beginning of a line, which the next say() completes.
-  [[gnu::format(printf, 2, 3)]] void begin_to_say(const char* format, ...);
+  [[gnu::format(printf, 2, 3)]] void log_message(const char* format, ...);
+  // The beginning of a line, which the next log_message() completes.
+  [[gnu::format(printf, 2, 3)]] void begin_log_message(const char* format, ...);
   // Whether memory is missing now, at the `line` that reports it.
   bool short_of_memory(const char* line);
   void heading(const char* title, bool first = false);

@@ -280,14 +280,14 @@ ssize_t write(int descriptor, const void* buffer, std::size_t count) {
              : real<ssize_t(int, const void*, std::size_t)>("write")(descriptor, buffer, count);
 }
 
-int poll(pollfd* watched, nfds_t count, int patience) {
-  return fails(kPoll) ? -1 : real<int(pollfd*, nfds_t, int)>("poll")(watched, count, patience);
+int poll(pollfd* watched, nfds_t count, int timeout) {
+  return fails(kPoll) ? -1 : real<int(pollfd*, nfds_t, int)>("poll")(watched, count, timeout);
 }
 
-int ppoll(pollfd* watched, nfds_t count, const timespec* patience, const sigset_t* mask) {
+int ppoll(pollfd* watched, nfds_t count, const timespec* timeout, const sigset_t* mask) {
   return fails(kPoll) ? -1
                       : real<int(pollfd*, nfds_t, const timespec*, const sigset_t*)>("ppoll")(
-                            watched, count, patience, mask);
+                            watched, count, timeout, mask);
 }
 
 int fsync(int descriptor) {

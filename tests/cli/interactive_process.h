@@ -7,16 +7,16 @@
 
 #include "tests/support/child_process.h"
 
-class Conversation {
+class InteractiveProcess {
  public:
-  explicit Conversation(const ChildSetup& setup);
-  ~Conversation();
-  Conversation(const Conversation&) = delete;
-  Conversation& operator=(const Conversation&) = delete;
+  explicit InteractiveProcess(const ChildSetup& setup);
+  ~InteractiveProcess();
+  InteractiveProcess(const InteractiveProcess&) = delete;
+  InteractiveProcess& operator=(const InteractiveProcess&) = delete;
 
-  void say(const std::string& bytes) const;
+  void write_input(const std::string& bytes) const;
   void end_input();
-  void send(int signal) const;
+  void send_signal(int signal) const;
   void close_output();
 
   // Read until this was received; false if the stream ends first.
@@ -25,8 +25,8 @@ class Conversation {
   bool wait_for_output(std::size_t count);
 
   // Continues to read both streams until this many lines of the log and bytes of output were
-  // received, but not longer than `patience`.
-  void read_until(std::size_t lines, std::size_t bytes, std::chrono::milliseconds patience);
+  // received, but not longer than `timeout`.
+  void read_until(std::size_t lines, std::size_t bytes, std::chrono::milliseconds timeout);
 
   // Reads both streams to their ends and waits. A child that does not end is killed.
   ChildEnd finish();
@@ -35,8 +35,8 @@ class Conversation {
   [[nodiscard]] const std::string& output() const { return output_; }
 
  private:
-  // Reads the data that arrives on either stream within `patience`.
-  void read_either(std::chrono::milliseconds patience = std::chrono::seconds(1));
+  // Reads the data that arrives on either stream within `timeout`.
+  void read_either(std::chrono::milliseconds timeout = std::chrono::seconds(1));
 
   Pipe in_ = make_pipe();
   Pipe out_ = make_pipe();

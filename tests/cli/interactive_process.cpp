@@ -1,4 +1,4 @@
-#include "tests/cli/conversation.h"
+#include "tests/cli/interactive_process.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -23,7 +23,7 @@ bool read_some(int descriptor, std::string& text) {
 
 }  // namespace
 
-Conversation::Conversation(const ChildSetup& setup) {
+InteractiveProcess::InteractiveProcess(const ChildSetup& setup) {
   std::signal(SIGPIPE, SIG_IGN);
   child_ = start_child(setup, in_.read_end, out_.write_end, err_.write_end);
   close(in_.read_end);
@@ -31,33 +31,33 @@ Conversation::Conversation(const ChildSetup& setup) {
   close(err_.write_end);
 }
 
-Conversation::~Conversation() {
+InteractiveProcess::~InteractiveProcess() {
   end_input();
   close_output();
   close(err_.read_end);
 }
 
-void Conversation::say(const std::string& bytes) const {
+void InteractiveProcess::write_input(const std::string& bytes) const {
   (void)write_whole(in_.write_end, bytes);  // fails if the child has ended
 }
 
-void Conversation::end_input() {
+void InteractiveProcess::end_input() {
   if (in_.write_end >= 0) {
     close(in_.write_end);
     in_.write_end = -1;
   }
 }
 
-void Conversation::send(int signal) const { kill(child_, signal); }
+void InteractiveProcess::send_signal(int signal) const { kill(child_, signal); }
 
-void Conversation::close_output() {
+void InteractiveProcess::close_output() {
   if (out_.read_end >= 0) {
     close(out_.read_end);
     out_.read_end = -1;
   }
 }
 
-bool Conversation::wait_for_line(const std::string& text) {
+bool InteractiveProcess::wait_for_line(const std::string& text) {
   for (;;) {
     const std::size_t at = log_.find(text);
     if (at != std::string::npos && log_.find('\n', at) != std::string::npos) {
@@ -69,7 +69,7 @@ bool Conversation::wait_for_line(const std::string& text) {
   }
 }
 
-bool Conversation::wait_for_lines(std::size_t count) {
+bool InteractiveProcess::wait_for_lines(std::size_t count) {
   while (static_cast<std::size_t>(std::count(log_.begin(), log_.end(), '\n')) < count) {
     if (!read_some(err_.read_end, log_)) {
       return false;
@@ -78,7 +78,7 @@ bool Conversation::wait_for_lines(std::size_t count) {
   return true;
 }
 
-bool Conversation::wait_for_output(std::size_t count) {
+bool InteractiveProcess::wait_for_output(std::size_t count) {
   while (output_.size() < count) {
     if (!read_some(out_.read_end, output_)) {
       return false;
@@ -87,11 +87,11 @@ bool Conversation::wait_for_output(std::size_t count) {
   return true;
 }
 
-void Conversation::read_either(std::chrono::milliseconds patience) {
+void InteractiveProcess::read_either(std::chrono::milliseconds timeout) {
   out_open_ = out_open_ && out_.read_end >= 0;
   std::array<pollfd, 2> watched{
       {{out_open_ ? out_.read_end : -1, POLLIN, 0}, {err_open_ ? err_.read_end : -1, POLLIN, 0}}};
-  if (poll(watched.data(), watched.size(), static_cast<int>(patience.count())) <= 0) {
+  if (poll(watched.data(), watched.size(), static_cast<int>(timeout.count())) <= 0) {
     return;
   }
   if (watched[0].revents != 0) {
@@ -102,9 +102,9 @@ void Conversation::read_either(std::chrono::milliseconds patience) {
   }
 }
 
-void Conversation::read_until(std::size_t lines, std::size_t bytes,
-                              std::chrono::milliseconds patience) {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
+void InteractiveProcess::read_until(std::size_t lines, std::size_t bytes,
+                                    std::chrono::milliseconds timeout) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
   while ((out_open_ || err_open_) && std::chrono::steady_clock::now() < deadline &&
          (output_.size() < bytes ||
           static_cast<std::size_t>(std::count(log_.begin(), log_.end(), '\n')) < lines)) {
@@ -112,7 +112,7 @@ void Conversation::read_until(std::size_t lines, std::size_t bytes,
   }
 }
 
-ChildEnd Conversation::finish() {
+ChildEnd InteractiveProcess::finish() {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   out_open_ = out_.read_end >= 0;
   while ((out_open_ || err_open_) && std::chrono::steady_clock::now() < deadline) {
@@ -121,4 +121,4 @@ ChildEnd Conversation::finish() {
   return wait_for_child(child_, std::chrono::seconds(out_open_ || err_open_ ? 0 : 30));
 }
 
-std::vector<std::string> Conversation::log() const { return lines_of(log_); }
+std::vector<std::string> InteractiveProcess::log() const { return lines_of(log_); }

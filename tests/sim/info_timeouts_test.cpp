@@ -25,7 +25,7 @@ Asked ask(const std::vector<std::string>& arguments) {
   return asked;
 }
 
-TEST(InfoPatience, SilentPrinterCostsThirtySevenAndAHalfSecondsAndGivesAnEmptyReport) {
+TEST(InfoTimeouts, SilentPrinterCostsThirtySevenAndAHalfSecondsAndGivesAnEmptyReport) {
   const Asked asked = ask({"--fault", "silent"});
   EXPECT_EQ(asked.child.status, 0);
   EXPECT_EQ(asked.child.output, report_of({}));
@@ -33,7 +33,7 @@ TEST(InfoPatience, SilentPrinterCostsThirtySevenAndAHalfSecondsAndGivesAnEmptyRe
   EXPECT_GE(asked.took, milliseconds(37500));
 }
 
-TEST(InfoPatience, PrinterThatCutsEveryAnswerIsTakenAsFarAsItCame) {
+TEST(InfoTimeouts, PrinterThatCutsEveryAnswerIsTakenAsFarAsItCame) {
   // The first half of each reply, rounded down.
   const Asked asked = ask({"--fault", "cut"});
   EXPECT_EQ(asked.child.output, report_of({{"PrintVersion", "K905"},
@@ -51,7 +51,7 @@ TEST(InfoPatience, PrinterThatCutsEveryAnswerIsTakenAsFarAsItCame) {
   EXPECT_GE(asked.took, milliseconds(37500));
 }
 
-TEST(InfoPatience, FreeBuffersOfAnRv40AreWaitedForTwelveSeconds) {
+TEST(InfoTimeouts, FreeBuffersOfAnRv40AreWaitedForTwelveSeconds) {
   const Asked asked = ask({"--model", "RV-40", "--fault", "silent", "--fault-on", "FREE_PBUFFER"});
   EXPECT_EQ(asked.child.output, expected_report({{"PrintVersion", "RV-40 1.00"},
                                                  {"PrintFreeBuff", " (-1)"},
