@@ -44,7 +44,7 @@ TEST(AxisMap, OutsideOfTheSourceIsWhite) {
   EXPECT_TRUE(map.taps(3).weights.empty());
 }
 
-TEST(AxisMap, RepeatsItsEndsWhereItShall) {
+TEST(AxisMap, RepeatsEdgePixelsWhereRequested) {
   Axis both = axis(2, 4, 1, -0.5);
   both.repeats_first = both.repeats_last = true;
   const AxisMap map(both);
@@ -73,14 +73,14 @@ TEST(AxisMap, EdgeOfTheSourceBlendsIntoWhite) {
   EXPECT_EQ(weights_of(map, 0).front(), 49152U);
 }
 
-TEST(AxisMap, RepeatedEdgeKeepsTheWholeWeight) {
+TEST(AxisMap, RepeatedEdgePixelKeepsTheFullWeight) {
   Axis edge = axis(4, 8, 0.5, 0.25);
   edge.repeats_first = true;
   const std::vector<std::uint32_t> weights = weights_of(AxisMap(edge), 0);
   EXPECT_EQ(std::accumulate(weights.begin(), weights.end(), 0U), AxisMap::kWhole);
 }
 
-TEST(AxisMap, WeightsOfEveryInnerPixelSumUpToTheWhole) {
+TEST(AxisMap, WeightsOfEveryInnerPixelAddUpToOne) {
   for (const double step : {0.37, 0.969, 1.03, 1.7, 2.31, 9.9}) {
     Axis any = axis(500, 40, step, 20);
     any.repeats_last = true;

@@ -14,19 +14,19 @@ using ::testing::Not;
 constexpr char kNoRaster[] = "K905-1: cupsRasterOpen failed (no raster data from upstream).";
 constexpr char kEnd[] = "=== rastertok905 end ===";
 
-TEST(BrokenStream, EmptyInputIsNoRaster) {
+TEST(BrokenStream, EmptyInputIsReported) {
   const AdapterResult result = run_adapted({.input = ""});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.log, Contains(kNoRaster));
 }
 
-TEST(BrokenStream, OtherDataIsNoRaster) {
+TEST(BrokenStream, OtherDataIsReported) {
   const AdapterResult result = run_adapted({.input = "%PDF-1.4 and more of it"});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.log, Contains(kNoRaster));
 }
 
-TEST(BrokenStream, WithoutAPageSucceeds) {
+TEST(BrokenStream, WithoutPagesSucceeds) {
   const AdapterResult result = run_adapted({.input = raw_raster_stream({})});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.log, Contains(kEnd));
@@ -71,7 +71,7 @@ TEST(BrokenStream, RefusedHeaderIsReported) {
                                    "printed"));
 }
 
-TEST(BrokenStream, FormThatNobodyReadsIsReportedByTheFilter) {
+TEST(BrokenStream, UnsupportedFormatIsReportedByTheFilter) {
   RasterPage page = blank_page(page_header(100, 80, 4, 16));
   const AdapterResult result = run_adapted({.input = raster_stream({page})});
   EXPECT_THAT(result.log, Contains("K905-1: Unsupported color format: colors=4, bits=16"));

@@ -85,7 +85,7 @@ TEST(ColorSpace, SixteenBitAdobeRgbIsConvertedToSrgb) {
   EXPECT_NEAR(color[2], 42.4, 1.2);
 }
 
-TEST(ColorSpace, GrayIsLight) {
+TEST(ColorSpace, WhiteBasedGrayKeepsItsValue) {
   EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_W, 8, {180}))), (Color{180, 180, 180}));
   EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_SW, 8, {180}))), (Color{180, 180, 180}));
 }
@@ -95,11 +95,11 @@ TEST(ColorSpace, SixteenBitGrayIsPrintedAndNotBlack) {
 }
 
 // 75 is the amount of ink.
-TEST(ColorSpace, BlackInkIsNoNegative) {
+TEST(ColorSpace, BlackInkIsNotPrintedInverted) {
   EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_K, 8, {75}))), (Color{180, 180, 180}));
 }
 
-TEST(ColorSpace, FourInksReachTheFilterAsTheyAre) {
+TEST(ColorSpace, FourInksReachTheFilterUnchanged) {
   // (1 - 51/255) * 255 * (1 - 51/255) = 163.2, and 204 without the first.
   EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_CMYK, 8, {51, 0, 0, 51}))),
             (Color{163, 204, 204}));

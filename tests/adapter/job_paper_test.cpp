@@ -31,7 +31,7 @@ TEST(JobPaper, IsTheQueuesDefaultWithoutAnOption) {
   EXPECT_EQ(paper_of("PageSize= media="), "w288h432");
 }
 
-TEST(JobPaper, MediaIsKnownByEveryUsualName) {
+TEST(JobPaper, MediaIsAcceptedUnderEveryCommonName) {
   EXPECT_EQ(paper_of("media=6x8"), "w432h576");
   EXPECT_EQ(paper_of("media=8x6"), "w432h576");
   EXPECT_EQ(paper_of("media=15x20"), "w432h576");
@@ -44,23 +44,23 @@ TEST(JobPaper, MediaIsKnownByEveryUsualName) {
   EXPECT_EQ(paper_of("media=custom_6x8in_6x8in"), "w432h576");
 }
 
-TEST(JobPaper, WordsOfMediaThatAreNoSizeAreLeftAlone) {
+TEST(JobPaper, WordsInMediaThatAreNotSizesAreIgnored) {
   EXPECT_EQ(paper_of("media=6x8,photographic-glossy"), "w432h576");
   EXPECT_EQ(paper_of("media=auto"), "w288h432");
 }
 
-TEST(JobPaper, PageSizeIsStrongerThanMedia) {
+TEST(JobPaper, PageSizeOverridesMedia) {
   EXPECT_EQ(paper_of("media=5x7 PageSize=w432h576"), "w432h576");
   EXPECT_EQ(paper_of("PageSize=6x6"), "w432h432");
 }
 
-TEST(JobPaper, NamesOfCutPapersAreStillKnown) {
+TEST(JobPaper, NamesOfCutPapersAreAccepted) {
   EXPECT_EQ(paper_of("PageSize=w288h432-div2"), "w288h432-div2");
   EXPECT_EQ(paper_of("PageSize=w432h576-div4"), "w432h576-div4");
   EXPECT_EQ(paper_of("media=6x4*2"), "w432h576-div2");
 }
 
-TEST(JobPaper, CutGoesWithAnyNameOfThePaper) {
+TEST(JobPaper, CutCombinesWithAnyNameOfThePaper) {
   EXPECT_EQ(paper_of("K905Cut=6x2"), "w288h432-div2");
   EXPECT_EQ(paper_of("media=na_index-4x6_4x6in K905Cut=6x2"), "w288h432-div2");
   EXPECT_EQ(paper_of("media=6x8 K905Cut=6x2"), "w432h576-div4");

@@ -45,7 +45,7 @@ TEST(PageFit, RotatesOnlyPagesWithTheOtherOrientation) {
 }
 
 // A page that the filter rotates is mapped unrotated: its columns are the rows of the sheet.
-TEST(PageFit, PageThatTheFilterTurnsHasItsSidesExchanged) {
+TEST(PageFit, PageThatTheFilterRotatesHasItsSidesExchanged) {
   const PageFit fit = fitted(page_of(1200, 1800), place_of("w288h432"));
   EXPECT_EQ(fit.columns.size(), 1240U);
   EXPECT_EQ(fit.rows.size(), 1844U);
@@ -53,7 +53,7 @@ TEST(PageFit, PageThatTheFilterTurnsHasItsSidesExchanged) {
   EXPECT_TRUE(fit.rows.is_exact());
 }
 
-TEST(PageFit, FinePageAcrossIsTurnedBeforeTheFilter) {
+TEST(PageFit, LandscapePageAt600DpiIsRotatedBeforeTheFilter) {
   const PageFit fit = fitted(page_of(1200, 1800), place_of("w288h432", "300x600dpi"));
   EXPECT_EQ(fit.rotation, PageFit::Rotation::before);
   EXPECT_EQ(fit.columns.size(), 1844U);

@@ -138,13 +138,13 @@ std::vector<std::uint8_t> all_rows(RowSource& source, std::size_t row_bytes) {
 }
 
 // 0 1 2 over 3 4 5.
-TEST(RotatedRows, BeginWithTheFirstColumnFromBelow) {
+TEST(RotatedRows, BeginWithTheFirstColumnReadUpward) {
   Rows page({0, 1, 2, 3, 4, 5}, 3);
   RotatedRows rotated(page, 3, 2, 1);
   EXPECT_EQ(all_rows(rotated, 2), (std::vector<std::uint8_t>{3, 0, 4, 1, 5, 2}));
 }
 
-TEST(RotatedRows, FourTurnsAreThePageAgainForEveryPixelSize) {
+TEST(RotatedRows, FourRotationsRestoreThePageForEveryPixelSize) {
   for (const std::size_t pixel : {1U, 2U, 3U, 4U, 6U}) {
     constexpr std::size_t kWidth = 37;
     constexpr std::size_t kHeight = 21;

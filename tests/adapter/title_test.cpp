@@ -16,13 +16,13 @@ AdapterResult red_page_titled(const std::string& title) {
   return run_adapted({.input = raster_stream({page}), .title = title});
 }
 
-TEST(Title, ThatReadsLikeASettingChangesNoColor) {
+TEST(Title, LookingLikeASettingChangesNoColor) {
   const AdapterResult result = red_page_titled("StpSaturation=-1000");
   ASSERT_EQ(result.sheets.size(), 1U);
   EXPECT_EQ(result.sheets[0].at(960, 600), (Color{200, 40, 40}));
 }
 
-TEST(Title, ThatReadsLikeAFlagMakesNoCopies) {
+TEST(Title, LookingLikeAFlagMakesNoCopies) {
   // The argument after the title is the number of copies.
   RasterPage page = drawn_page(432, 288, 1800, 1200);
   const AdapterResult result =
@@ -30,7 +30,7 @@ TEST(Title, ThatReadsLikeAFlagMakesNoCopies) {
   EXPECT_EQ(result.sheets.size(), 1U);
 }
 
-TEST(Title, ThatIsChangedStaysInTheLog) {
+TEST(Title, ReplacedBeforeTheFilterIsLogged) {
   EXPECT_THAT(red_page_titled("StpSaturation=-1000").log,
               Contains("DEBUG: rastertok905job: title: StpSaturation=-1000"));
 }

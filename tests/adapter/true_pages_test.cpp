@@ -106,7 +106,7 @@ TEST(TruePages, LandscapePhotoAppearsPixelByPixel) {
 }
 
 // As CUPS sends a landscape photo: rotated counterclockwise onto the portrait page.
-TEST(TruePages, PortraitPageIsTurnedRightPixelByPixel) {
+TEST(TruePages, PortraitPageIsRotatedPixelByPixel) {
   RasterPage page = drawn_page(288, 432, 1200, 1800);
   number_pixels(page);
   const SeenSheet sheet = only_sheet(page, "PageSize=w288h432");
@@ -190,7 +190,7 @@ TEST_P(TruePagesOnEveryPaper, PassportBoxIsWithinAPixel) {
   EXPECT_NEAR(box.height(), 531, 1.0);
 }
 
-TEST_P(TruePagesOnEveryPaper, PassportBoxOfATurnedPageIsWithinAPixel) {
+TEST_P(TruePagesOnEveryPaper, PassportBoxOfARotatedPageIsWithinAPixel) {
   RasterPage page = turned_page_of(GetParam());
   fill_box(page, 300, 200, 413, 531);
   const Box box = dark_box(only_sheet(page, option(GetParam())));
@@ -257,7 +257,7 @@ TEST(TruePages, HalvesOfACutSheetAreTwoPages) {
   EXPECT_FALSE(dark(2400));
 }
 
-TEST(TruePages, LowerHalfOfACutSheetBeginsWithItsOwnPage) {
+TEST(TruePages, LowerHalfOfACutSheetBeginsWithTheLowerHalfOfThePage) {
   RasterPage page = drawn_page(432, 576, 1800, 2400);
   fill_box(page, 0, 1200, 1800, 1200);
   const SeenSheet sheet = only_sheet(page, "PageSize=w432h576-div2");
@@ -326,7 +326,7 @@ TEST(TruePages, SmallerPageKeepsItsSizeUnlessAskedToFill) {
 }
 
 // k905-print makes pages with exactly the paper's size in points and pixels.
-TEST(TruePages, PageMadeForTheFilterPassesAsItIs) {
+TEST(TruePages, PageMadeForTheFilterIsUnchanged) {
   RasterPage page = drawn_page(460.8F, 297.6F, 1844, 1240);
   number_pixels(page);
   const SeenSheet sheet = only_sheet(page, "PageSize=w288h432");

@@ -31,7 +31,7 @@ extern "C" int __wrap_memfd_create(const char* name, unsigned flags) {
 
 namespace {
 
-TEST(AnonymousFile, StandsAtItsFirstByte) {
+TEST(AnonymousFile, StartsAtOffsetZero) {
   const int file = anonymous_file_with("letter", "photograph");
   ASSERT_GE(file, 0);
   char bytes[32];
@@ -40,7 +40,7 @@ TEST(AnonymousFile, StandsAtItsFirstByte) {
   close(file);
 }
 
-TEST(AnonymousFile, CanBeOpenedAgainByItsNumberAndLiesInNoFolder) {
+TEST(AnonymousFile, CanBeReopenedByDescriptorAndIsInNoFolder) {
   const int file = anonymous_file_with("letter", "photograph");
   ASSERT_GE(file, 0);
   const int again = open(("/dev/fd/" + std::to_string(file)).c_str(), O_RDONLY | O_CLOEXEC);

@@ -134,7 +134,7 @@ TEST(ContactSheetProgram, ImageWithoutCaptionShowsItsFileName) {
   EXPECT_FALSE(has_ink(caption_at(sheet, 196, caption, 80)));
 }
 
-TEST(ContactSheetProgram, ACaptionIsShownAsItIsWritten) {
+TEST(ContactSheetProgram, CaptionIsShownUnchanged) {
   const ScratchFolder folder;
   folder.write("a.ppm", "P6 1 1 255\nabc");
   // Neither markup nor an entity to the font renderer.
@@ -151,13 +151,13 @@ TEST(ContactSheetProgram, ACaptionMayHoldAnEqualsSign) {
   EXPECT_EQ(contact(folder, {"gamma=1600=a.ppm"}).status, 0);
 }
 
-TEST(ContactSheetProgram, SheetsAreFourHundredAndEightyWideUnlessSaidOtherwise) {
+TEST(ContactSheetProgram, SheetsAre480PixelsWideByDefault) {
   const ScratchFolder folder;
   ASSERT_EQ(contact(folder, {}, gray_sheet(1)).status, 0);
   EXPECT_EQ(picture_in(folder, "out.png").width, 480U + 24);
 }
 
-TEST(ContactSheetProgram, ASheetOfSixHundredDpiHasItsRealShape) {
+TEST(ContactSheetProgram, SheetAt600DpiHasItsTrueShape) {
   const ScratchFolder folder;
   SheetContent sheet;
   sheet.width = 1920;
@@ -203,7 +203,7 @@ TEST(ContactSheetProgram, PicturesOfEveryKindAreShownInTheirColors) {
   }
 }
 
-TEST(ContactSheetProgram, NothingIsWrittenWhenAFileIsWrong) {
+TEST(ContactSheetProgram, NothingIsWrittenWhenAFileIsInvalid) {
   const ScratchFolder folder;
   folder.write("good.prn", gray_sheet(1));
   folder.write("cut.prn", gray_sheet(1).substr(0, 40));

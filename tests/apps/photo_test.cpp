@@ -175,7 +175,7 @@ TEST(PhotoJpeg, InksWithoutAProfileBecomeRgb) {
   EXPECT_THAT(picture.bytes, Each(AllOf(Ge(98), Le(102))));
 }
 
-TEST(PhotoJpeg, AProfileWithoutAWholeHeaderIsNone) {
+TEST(PhotoJpeg, ProfileWithATruncatedHeaderIsIgnored) {
   auto profile = profile_for("RGB ");
   profile.resize(127);
   const Picture picture =

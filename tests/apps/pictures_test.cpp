@@ -65,7 +65,7 @@ TEST(WritePng, DensityIsInDotsPerMeter) {
               HasSubstr("pHYs\0\0\x2e\x23\0\0\x5c\x46\x01\x37\x5a\x1c\xaa"s));
 }
 
-TEST(WritePng, AFullDiskIsAnErrorAndTheDeviceStays) {
+TEST(WritePng, FullDiskIsAnErrorAndTheDeviceIsNotRemoved) {
   std::string error;
   EXPECT_FALSE(write_png("/dev/full", blank_picture(500, 500), {}, error));
   EXPECT_EQ(error, "No space left on device");
@@ -91,11 +91,11 @@ Sheet two_by_one() {
   return sheet;
 }
 
-TEST(SheetPicture, UndoesTheMirrorForTheCustomer) {
+TEST(SheetPicture, ShowsTheSheetUnmirrored) {
   EXPECT_THAT(sheet_picture(two_by_one(), Mirror::undo).bytes, ElementsAre(2, 4, 6, 1, 3, 5));
 }
 
-TEST(SheetPicture, LeavesTheMirrorWhenAsked) {
+TEST(SheetPicture, KeepsTheMirrorOnRequest) {
   EXPECT_THAT(sheet_picture(two_by_one(), Mirror::leave).bytes, ElementsAre(1, 3, 5, 2, 4, 6));
 }
 
@@ -126,7 +126,7 @@ TEST(ContactSheetPicture, TooLargeImageIsRefusedBeforeAllocation) {
   EXPECT_EQ(sheet.count(), 2U);
 }
 
-TEST(EightBitColors, SixteenBitsAreRoundedAndGrayIsAllThree) {
+TEST(EightBitColors, SixteenBitsAreRoundedAndGrayIsRepeated) {
   Picture gray;
   gray.width = 2;
   gray.height = 1;
@@ -139,7 +139,7 @@ TEST(EightBitColors, SixteenBitsAreRoundedAndGrayIsAllThree) {
             (std::vector<std::uint8_t>{128, 128, 128, 129, 129, 129}));
 }
 
-TEST(InksToColors, WhatTheInksLetThroughIsRounded) {
+TEST(InksToColors, TransmittedLightIsRounded) {
   Picture inks;
   inks.width = inks.height = 1;
   inks.channels = 4;
@@ -148,7 +148,7 @@ TEST(InksToColors, WhatTheInksLetThroughIsRounded) {
   EXPECT_THAT(inks.bytes, ElementsAre(51, 0, 130));  // 100 * 130 / 255 = 50.98
 }
 
-TEST(Scaled, ItsOwnSizeChangesNothing) {
+TEST(Scaled, SameSizeChangesNothing) {
   const Picture noise = *draw_test_picture("noise", 37, 23);
   EXPECT_EQ(scaled(noise, {37, 23}).bytes, noise.bytes);
 }
@@ -162,7 +162,7 @@ TEST(Scaled, OnePlainColorStaysPlainAtAnySize) {
   }
 }
 
-TEST(Scaled, NothingIsSkippedWhenAPictureShrinks) {
+TEST(Scaled, EveryPixelCountsWhenAnImageShrinks) {
   // One of eight columns is white: at an eighth of the size every pixel is the average.
   Picture lines = gray_picture(800, 8, std::vector<std::uint8_t>(6400, 0));
   for (std::size_t i = 3; i < lines.bytes.size(); i += 8) {
@@ -171,7 +171,7 @@ TEST(Scaled, NothingIsSkippedWhenAPictureShrinks) {
   EXPECT_THAT(scaled(lines, {100, 1}).bytes, Each(AllOf(Ge(20), Le(40))));
 }
 
-TEST(Scaled, AnEnlargedPictureStaysInItsPlace) {
+TEST(Scaled, EnlargedImageIsNotShifted) {
   const std::vector<std::uint8_t> line{10, 50, 90};
   EXPECT_EQ(scaled(gray_picture(3, 1, line), {3, 2}).bytes,
             (std::vector<std::uint8_t>{10, 50, 90, 10, 50, 90}));
@@ -234,7 +234,7 @@ TEST(TestPictures, EveryNameDrawsEverySize) {
   EXPECT_FALSE(draw_test_picture("unknown", 1, 1));
 }
 
-TEST(TestPictures, CornersTellTheFourApart) {
+TEST(TestPictures, CornersHaveFourDifferentColors) {
   const Picture picture = *draw_test_picture("corners", 20, 10);
   const auto at = [&picture](std::uint32_t x, std::uint32_t y) {
     const std::uint8_t* pixel = &picture.bytes[(std::size_t{y} * 20 + x) * 3];

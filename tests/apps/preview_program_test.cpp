@@ -34,13 +34,13 @@ TEST(PreviewProgram, ShowsTheSheetAsTheCustomerHoldsIt) {
   EXPECT_THAT(picture_in(folder, "sheet-1.png").bytes, ElementsAre(20, 40, 60, 10, 30, 50));
 }
 
-TEST(PreviewProgram, RawLeavesTheMirror) {
+TEST(PreviewProgram, RawKeepsTheMirror) {
   const ScratchFolder folder;
   EXPECT_EQ(preview(folder, {"--raw", "-o", "x"}, wire_sheet(small_sheet())).status, 0);
   EXPECT_THAT(picture_in(folder, "x-1.png").bytes, ElementsAre(10, 30, 50, 20, 40, 60));
 }
 
-TEST(PreviewProgram, PrintsALineASheet) {
+TEST(PreviewProgram, PrintsOneLinePerSheet) {
   const ScratchFolder folder;
   SheetContent sheet;
   sheet.width = 1;
@@ -61,7 +61,7 @@ TEST(PreviewProgram, PrintsALineASheet) {
             "C af63de4c8601eff2\n");
 }
 
-TEST(PreviewProgram, SheetsOfSeveralStreamsAreNumberedOn) {
+TEST(PreviewProgram, NumbersContinueOverSeveralStreams) {
   const ScratchFolder folder;
   folder.write("a.prn", wire_sheet(small_sheet()) + wire_sheet({}));
   const ChildResult result = preview(folder, {"a.prn", "-"}, wire_sheet(small_sheet()));
@@ -71,7 +71,7 @@ TEST(PreviewProgram, SheetsOfSeveralStreamsAreNumberedOn) {
   EXPECT_EQ(picture_in(folder, "sheet-3.png").width, 2U);
 }
 
-TEST(PreviewProgram, NameWithEndingIsForTheFirstSheet) {
+TEST(PreviewProgram, NameWithEndingIsUsedForTheFirstSheet) {
   const ScratchFolder folder;
   const ChildResult result =
       preview(folder, {"-o", "out.png"}, wire_sheet(small_sheet()) + wire_sheet({}));
@@ -161,7 +161,7 @@ TEST(PreviewProgram, TwoPagesThatShareASheetAreShownApart) {
   EXPECT_EQ(shown.bytes[(1197 + 24) * shown.row_bytes()], 0);
 }
 
-TEST(PreviewProgram, ASheetOfSixHundredDpiHasItsRealShape) {
+TEST(PreviewProgram, SheetAt600DpiHasItsTrueShape) {
   const ScratchFolder folder;
   const std::string sheet = wire_sheet(marked_sheet(2480, 0, 0));
   EXPECT_EQ(preview(folder, {}, sheet).status, 0);
@@ -183,7 +183,7 @@ TEST(PreviewProgram, InvalidStreamIsReportedWithOffsetAndExitStatusOne) {
   EXPECT_THAT(result.output, StartsWith("sheet 1: ")) << "what was right has been shown";
 }
 
-TEST(PreviewProgram, AStreamThatEndsInsideASheetIsWrong) {
+TEST(PreviewProgram, StreamThatEndsInsideASheetIsAnError) {
   const ScratchFolder folder;
   folder.write("cut.prn", wire_sheet({}).substr(0, 1124));
   const ChildResult result = preview(folder, {"cut.prn"});
@@ -242,7 +242,7 @@ TEST(PreviewProgram, WrongUsageIsExitStatusTwo) {
   }
 }
 
-TEST(PreviewProgram, HelpAndVersionEndWell) {
+TEST(PreviewProgram, HelpAndVersionSucceed) {
   const ScratchFolder folder;
   EXPECT_THAT(preview(folder, {"--help"}).output, HasSubstr("--dump"));
   EXPECT_THAT(preview(folder, {"--version"}).output, StartsWith("k905-preview "));

@@ -233,7 +233,7 @@ TEST(PrinterStream, BytesAfterTheLastSheetAreAnError) {
                                          ": expected the escape (0x1b) of a command, found 0x0a");
 }
 
-TEST(PrinterStream, ASheetWithoutCutterIsWrong) {
+TEST(PrinterStream, SheetWithoutCutterIsAnError) {
   SheetContent sheet;
   std::string stream = wire_sheet(sheet);
   stream.erase(kControls, 40);
@@ -297,7 +297,7 @@ TEST(PrinterStream, PiecesOfAnySizeGiveTheSameSheetsAndErrors) {
   }
 }
 
-TEST(PrinterStream, KnowsWhenItStandsBetweenSheets) {
+TEST(PrinterStream, ReportsWhetherItIsBetweenSheets) {
   const std::string stream = wire_sheet({});
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(stream.data());
   PrinterStreamParser parser([](Sheet&&) {});

@@ -75,7 +75,7 @@ class Proof : public testing::Test {
   ScratchFolder folder_;
 };
 
-TEST_F(Proof, GrayOfAPrinterWithAnotherGammaHasTheScreensNumbers) {
+TEST_F(Proof, GrayOfAnotherGammaIsConvertedToTheScreens) {
   // Gamma 1.8: 120 is (120 / 255) ^ 1.8 of the light.
   const double wanted = srgb_number(std::pow(120.0 / 255, 1.8));
   ASSERT_GT(wanted, 130);
@@ -88,7 +88,7 @@ TEST_F(Proof, WhiteOfThePaperIsWhiteOnTheScreen) {
   }
 }
 
-TEST_F(Proof, WidePrimariesAreMoreThanTheScreensSoColorsGlowMore) {
+TEST_F(Proof, WidePrimariesLookMoreSaturatedOnTheScreen) {
   const Color seen = shown(rgb_matrix_profile(), 200, 100, 50);
   EXPECT_GT(seen[0], 205);
   EXPECT_LT(seen[2], seen[1]);
@@ -100,7 +100,7 @@ TEST_F(Proof, GrayProfileUsesTheFirstPlane) {
   expect_near(shown(gray_profile(), 100, 100, 100), {wanted, wanted, wanted}, 1.5);
 }
 
-TEST_F(Proof, InksAreTheLightThatThePlanesLack) {
+TEST_F(Proof, InksAreTheInvertedPlanes) {
   // The inks of the profile: each takes 25 of the lightness; cyan lowers the a axis by a
   // quarter of its range of 256, magenta raises it, yellow raises the b axis.
   expect_near(shown(cmyk_table_profile(), 0, 255, 255), srgb_of_lab(75, -64, 0), 3);
@@ -115,7 +115,7 @@ TEST_F(Proof, TheProfileIsFoundByNameAsTheFilterFindsIt) {
       preview(folder_, {"--proof", folder_.path() + "/printer.icc"}, sheet_of(9, 9, 9)).status, 0);
 }
 
-TEST_F(Proof, AContactSheetShowsProofsToo) {
+TEST_F(Proof, ContactSheetShowsProofs) {
   folder_.write("printer.icc", rgb_matrix_profile());
   ASSERT_EQ(preview(folder_, {"--proof", "printer.icc", "--contact", "all.png", "--width", "3"},
                     sheet_of(120, 120, 120))
@@ -175,7 +175,7 @@ TEST_F(Proof, WrongProfileIsReportedBeforeTheStreamIsRead) {
             "k905-preview: the profile /nowhere/x.icc is not found\n");
 }
 
-TEST_F(Proof, CheckingShowsNothingSoItTakesNoProfile) {
+TEST_F(Proof, CheckAcceptsNoProfile) {
   EXPECT_EQ(preview(folder_, {"--check", "--proof", "x"}, sheet_of(9, 9, 9)).status, 2);
 }
 

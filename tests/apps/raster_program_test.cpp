@@ -211,7 +211,7 @@ TEST(RasterProgram, OneBitPagesPackEightPixelsToAByte) {
   EXPECT_THAT(white_is_set.pixels, ElementsAre(0x50, 0x80));
 }
 
-TEST(RasterProgram, GrayIsInkInAColorSpaceOfInk) {
+TEST(RasterProgram, GrayIsInvertedInAColorSpaceOfInk) {
   const ScratchFolder folder;
   folder.write("x.pgm", "P5 2 1 255\n\x01\xfe");
   EXPECT_THAT(
@@ -230,7 +230,7 @@ TEST(RasterProgram, HalfGrayIsDitheredToHalfTheBits) {
   EXPECT_EQ(set, 128);
 }
 
-TEST(RasterProgram, ColorsOfOneBitStandSideBySide) {
+TEST(RasterProgram, OneBitColorsAreAdjacent) {
   const ScratchFolder folder;
   // Red, green, blue: 100 010 001 from the highest bit on.
   folder.write("x.ppm", std::string("P6 3 1 1\n\1\0\0\0\1\0\0\0\1", 18));
@@ -295,7 +295,7 @@ TEST(RasterProgram, WritesToAFile) {
   EXPECT_EQ(raster_pages(folder.read("out.ras").value_or("")).size(), 1U);
 }
 
-TEST(RasterProgram, HelpVersionAndListEndWell) {
+TEST(RasterProgram, HelpVersionAndListSucceed) {
   const ScratchFolder folder;
   const ChildResult help = run_program(folder, "k905-raster", {"--help"});
   EXPECT_EQ(help.status, 0);

@@ -102,12 +102,12 @@ TEST(Spawn, TakesStandardDescriptorsInAnyOrder) {
   EXPECT_EQ(other.read("input"), "trouble\n");
 }
 
-TEST(Spawn, PutsTheNullDeviceInThePlaceOfWhatIsNotGiven) {
+TEST(Spawn, UsesTheNullDeviceForStreamsThatAreNotGiven) {
   EXPECT_EQ(output_of(shell("readlink /proc/$$/fd/0; readlink /proc/$$/fd/2")),
             "/dev/null\n/dev/null\n");
 }
 
-TEST(Spawn, PassesOneMoreDescriptorUnderItsNumberAndNoOther) {
+TEST(Spawn, PassesOneMoreDescriptorUnderItsNumberOnly) {
   const ScratchFolder folder;
   const Descriptor passed = open_file(folder, "passed");
   const Descriptor kept = open_file(folder, "kept");
@@ -135,7 +135,7 @@ TEST(Spawn, SetsWhatTheChildIgnoresAndBlocks) {
               ElementsAre("SigBlk:\t" + mask_of(SIGTERM), "SigIgn:\t" + mask_of(SIGHUP)));
 }
 
-TEST(Spawn, PassesNoSignalSettingsOfItsOwnProcessOn) {
+TEST(Spawn, ResetsSignalSettingsInTheChild) {
   const pid_t process = fork();
   if (process == 0) {
     use_default_signals();
@@ -177,7 +177,7 @@ TEST(Spawn, ReportsHowTheChildEndedWhenSigchldWasIgnored) {
   EXPECT_EQ(wait_for_child(process).status, 3);
 }
 
-TEST(Spawn, LooksForAnEndWithoutWaiting) {
+TEST(Spawn, ChecksForTheEndWithoutWaiting) {
   k905::Pipe life;
   ASSERT_TRUE(life.open());
   SpawnSetup setup = shell("read -r line; exit 4");
@@ -191,7 +191,7 @@ TEST(Spawn, LooksForAnEndWithoutWaiting) {
   EXPECT_EQ(end.code(), 4);
 }
 
-TEST(Spawn, AChildEndsWithItsOwner) {
+TEST(Spawn, ChildEndsWhenItsOwnerIsDestroyed) {
   k905::Pipe life;
   ASSERT_TRUE(life.open());
   {
@@ -221,7 +221,7 @@ TEST(Spawn, AChildEndsWithTheProcessThatStartedIt) {
   EXPECT_EQ(read(life.read_end.get(), &byte, 1), 0);
 }
 
-TEST(StartProcess, MakesAClosedPipeAndAFullFileErrors) {
+TEST(StartProcess, ReportsAClosedPipeAndAFullFileAsErrors) {
   const pid_t process = fork();
   if (process == 0) {
     start_process();

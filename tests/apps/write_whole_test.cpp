@@ -53,7 +53,7 @@ TEST_F(WriteWhole, ReportsTheError) {
   EXPECT_EQ(taken(), "phot");
 }
 
-TEST_F(WriteWhole, NothingTakenIsAnErrorOfTheDevice) {
+TEST_F(WriteWhole, WriteOfZeroBytesIsAnError) {
   script({{.at_most = 4}, {.at_most = 0}});
   errno = 0;
   EXPECT_FALSE(write_photograph());

@@ -85,7 +85,7 @@ TEST_F(Records, OpenSheetsAreThoseOfThisPrinterWithoutAnOutcome) {
   EXPECT_EQ(records.open_sheets_on("K9051234"), std::vector{kRecord});
 }
 
-TEST_F(Records, DamagedRecordCountsAsNone) {
+TEST_F(Records, DamagedRecordIsIgnored) {
   RecordFolder records;
   ASSERT_EQ(records.open(folder(), -1, -1), 0);
   ASSERT_EQ(records.save(kRecord), 0);
@@ -98,7 +98,7 @@ TEST_F(Records, DamagedRecordCountsAsNone) {
 }
 
 // Whatever part of the newest version reached the disk, the version before it is used.
-TEST_F(Records, VersionThatWasCutIsPassedOver) {
+TEST_F(Records, TruncatedVersionIsSkipped) {
   for (const std::size_t cut : {0U, 1U, 30U, 100U, 120U}) {
     RecordFolder records;
     ASSERT_EQ(records.open(folder(), -1, -1), 0);
@@ -159,7 +159,7 @@ TEST_F(Records, RecordBeforeANoteIsIntactUntilTheNextSave) {
   }
 }
 
-TEST_F(Records, NotesOneAfterTheOtherAreKept) {
+TEST_F(Records, SuccessiveNotesAreKept) {
   RecordFolder records;
   ASSERT_EQ(records.open(folder(), -1, -1), 0);
   JobRecord record = kRecord;

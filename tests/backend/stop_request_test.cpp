@@ -39,7 +39,7 @@ class WatchedRequest : public testing::Test {
 };
 
 // They are called inside a sheet, where a question would be printed as pixels.
-TEST_F(WatchedRequest, IsNotServedByLookingForAStop) {
+TEST_F(WatchedRequest, IsNotServedByCheckingForAStop) {
   EXPECT_FALSE(stop_->requested());
   EXPECT_EQ(stop_->age(), std::chrono::milliseconds(0));
   EXPECT_EQ(served_, 0);

@@ -133,7 +133,7 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
   std::mt19937 random_;
 };
 
-TEST_P(CancelAtAnyMoment, LeavesWholeSheetsAndAPrinterThatTakesTheNextJob) {
+TEST_P(CancelAtAnyMoment, LeavesCompleteSheetsAndAPrinterThatAcceptsTheNextJob) {
   const unsigned seed = from_environment("K905_CANCEL_SEED", std::random_device()());
   const unsigned moments = from_environment("K905_CANCEL_MOMENTS", 34);
   std::cout << "K905_CANCEL_SEED=" << seed << "\n";

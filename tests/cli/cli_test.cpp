@@ -125,7 +125,7 @@ TEST(ExitStatus, AnInfoFlagWithAValueIsAQueryToo) {
   EXPECT_THAT(result.output, StartsWith(kReportOfASilentPrinter));
 }
 
-TEST(Arguments, NoneAtAllIsAJobWithTheDefaults) {
+TEST(Arguments, WithoutAnyTheJobHasTheDefaults) {
   ChildSetup setup = under_cups();
   setup.arguments = {"rastertok905"};
   setup.input = job_of(1);
@@ -155,7 +155,7 @@ class ByHandLog : public ::testing::Test {
   ChildSetup setup_;
 };
 
-TEST_F(ByHandLog, HoldsEveryLineAndStandardErrorNone) {
+TEST_F(ByHandLog, HasEveryLineAndStandardErrorHasNone) {
   const ChildResult result = run_child(setup_);
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.log, "");
@@ -171,7 +171,7 @@ TEST_F(ByHandLog, IsEmptiedAtEveryStart) {
   EXPECT_EQ(log.find("xxx"), std::string::npos);
 }
 
-TEST_F(ByHandLog, DoesNotFollowALinkPlantedThere) {
+TEST_F(ByHandLog, DoesNotFollowASymbolicLink) {
   tmp_.write("precious", "keep me");
   fs::create_symlink("precious", log_path());
   const ChildResult result = run_child(setup_);
@@ -181,7 +181,7 @@ TEST_F(ByHandLog, DoesNotFollowALinkPlantedThere) {
   EXPECT_TRUE(result.output == output_of(1));
 }
 
-TEST_F(ByHandLog, ThatCannotBeOpenedLeavesStandardErrorAlone) {
+TEST_F(ByHandLog, ThatCannotBeOpenedKeepsStandardError) {
   fs::create_directory(log_path());
   const ChildResult result = run_child(setup_);
   EXPECT_EQ(result.status, 0);
@@ -200,7 +200,7 @@ TEST_F(ByHandLog, IsNotCreatedWithAPpdOrAnEmptyOne) {
   }
 }
 
-TEST_F(ByHandLog, NeverTakesThePlaceOfAClosedStandardOutput) {
+TEST_F(ByHandLog, IsNeverOpenedAsStandardOutput) {
   // The first file opened would get descriptor 1, and receive the sheets.
   const Pipe in = make_pipe();
   const Pipe err = make_pipe();
@@ -220,7 +220,7 @@ TEST_F(ByHandLog, NeverTakesThePlaceOfAClosedStandardOutput) {
   }
 }
 
-TEST_F(ByHandLog, NeverTakesThePlaceOfAClosedStandardInput) {
+TEST_F(ByHandLog, IsNeverOpenedAsStandardInput) {
   const Pipe out = make_pipe();
   const Pipe err = make_pipe();
   const int child = start_child(setup_, -1, out.write_end, err.write_end);
@@ -248,7 +248,7 @@ TEST(ClosedDescriptors, JobIsPrintedWithoutStandardError) {
   EXPECT_TRUE(read_file(output_file) == output_of(1));
 }
 
-TEST(ClosedDescriptors, AllThreeAreSurvived) {
+TEST(ClosedDescriptors, AllThreeClosedEndTheJobWithStatusOne) {
   const int child = start_child(under_cups(), -1, -1, -1);
   EXPECT_EQ(wait_for_child(child).status, 1);
 }
@@ -375,7 +375,7 @@ TEST(Cancel, BeforeAnyInputEndsTheJobAtOnce) {
   EXPECT_THAT(process.log(), Not(Contains(HasSubstr("cupsRasterOpen failed"))));
 }
 
-TEST(Cancel, DuringASheetFinishesTheSheetAndStartsNoOther) {
+TEST(Cancel, DuringASheetFinishesOnlyThatSheet) {
   InteractiveProcess process(under_cups());
   process.write_input(job_of(3));
   process.end_input();
@@ -385,7 +385,7 @@ TEST(Cancel, DuringASheetFinishesTheSheetAndStartsNoOther) {
   EXPECT_TRUE(process.output() == output_of(1)) << process.output().size();
 }
 
-TEST(Cancel, WhileAPageIsStillComingGivesNoSheetForIt) {
+TEST(Cancel, WhileAPageArrivesPrintsNoSheetForIt) {
   InteractiveProcess process(under_cups());
   const std::string two = job_of(2);
   process.write_input(two.substr(0, two.size() - 100));
@@ -420,7 +420,7 @@ TEST(Cancel, LeavesAHeldPageUnprinted) {
   EXPECT_THAT(process.log(), Not(Contains(HasSubstr("found buffered ODD page"))));
 }
 
-TEST(Cancel, AmongCopiesBeginsNoFurtherCopy) {
+TEST(Cancel, BetweenCopiesStartsNoFurtherCopy) {
   ChildSetup setup = under_cups();
   setup.arguments.insert(setup.arguments.end(), {"--copies", "5"});
   InteractiveProcess process(setup);
@@ -432,7 +432,7 @@ TEST(Cancel, AmongCopiesBeginsNoFurtherCopy) {
   EXPECT_TRUE(process.output() == output_of(1)) << process.output().size();
 }
 
-TEST(Cancel, AmongTheMostCopiesOfAllEndsTheJob) {
+TEST(Cancel, DuringTheMaximumOfCopiesEndsTheJob) {
   // 4294967296 is larger than the copy count of the settings, so the largest value is used.
   ChildSetup setup = under_cups();
   setup.arguments.insert(setup.arguments.end(), {"--copies", "4294967296"});
@@ -466,7 +466,7 @@ INSTANTIATE_TEST_SUITE_P(Cli, CancelAtLine,
 
 // ---- slow and odd pipes ----
 
-TEST(Ppd, ThatIsAFifoIsNotWaitedFor) {
+TEST(Ppd, FifoIsNotWaitedFor) {
   const ScratchFolder scratch;
   ChildSetup setup = under_cups();
   setup.environment["PPD"] = scratch.path() + "/queue.ppd";
@@ -491,7 +491,7 @@ TEST(SlowInput, InSmallPiecesWithPausesGivesTheSameJob) {
   EXPECT_TRUE(process.output() == output_of(1));
 }
 
-TEST(NonBlocking, InputThatHasNothingYetIsWaitedFor) {
+TEST(NonBlocking, InputWithoutDataIsWaitedFor) {
   const Pipe in = make_pipe();
   fcntl(in.read_end, F_SETFL, O_NONBLOCK);
   const ScratchFolder scratch;
@@ -535,7 +535,7 @@ TEST(NonBlocking, InputCanBeCanceledWhileItIsWaitedFor) {
 }
 
 // Any process that shares the pipe can make it non-blocking at any time.
-TEST(NonBlocking, OutputThatBecomesSoInTheMiddleOfASheetIsWaitedFor) {
+TEST(NonBlocking, OutputThatBecomesNonBlockingInASheetIsWaitedFor) {
   const Pipe in = make_pipe();
   const Pipe out = make_pipe();
   const ScratchFolder scratch;
@@ -560,7 +560,7 @@ TEST(NonBlocking, OutputThatBecomesSoInTheMiddleOfASheetIsWaitedFor) {
   EXPECT_THAT(read_file(log_file), Not(HasSubstr("write error")));
 }
 
-TEST(NonBlocking, OutputIsMadeToBlockSoThatNoPlaneIsTorn) {
+TEST(NonBlocking, OutputIsSetToBlockingSoThatNoPlaneIsCut) {
   const Pipe in = make_pipe();
   const Pipe out = make_pipe();
   fcntl(out.write_end, F_SETFL, O_NONBLOCK);

@@ -43,7 +43,7 @@ class SmallDisk {
 
 class FullDisk : public ::testing::TestWithParam<int> {};
 
-TEST_P(FullDisk, CostsLinesAndPicturesButNoSheet) {
+TEST_P(FullDisk, LosesLogLinesAndImagesButNoSheet) {
   const SmallDisk disk(GetParam());
   if (!disk.there()) {
     GTEST_SKIP() << "needs the right to mount a file system";

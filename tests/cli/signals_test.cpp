@@ -66,7 +66,7 @@ void expect_canceled(InteractiveProcess& process) {
 
 class CancelSignal : public ::testing::TestWithParam<int> {};
 
-TEST_P(CancelSignal, DuringASheetFinishesTheSheetAndStartsNoOther) {
+TEST_P(CancelSignal, DuringASheetFinishesOnlyThatSheet) {
   InteractiveProcess process(under_cups());
   process.write_input(job_of(3));
   process.end_input();
@@ -128,7 +128,7 @@ TEST_P(IgnoredCancelSignal, CancelsNothing) {
 // nohup ignores SIGHUP, a shell ignores SIGINT in background jobs.
 INSTANTIATE_TEST_SUITE_P(Cli, IgnoredCancelSignal, ::testing::Values(SIGINT, SIGHUP), name_of);
 
-TEST(FileSizeLimit, CostsPicturesAndLinesButNoSheet) {
+TEST(FileSizeLimit, LosesImagesAndLogLinesButNoSheet) {
   if (!private_tmp_possible()) {
     GTEST_SKIP() << "needs the right to make a mount namespace";
   }

@@ -72,7 +72,7 @@ std::string small_ppd(const std::string& body) {
          body;
 }
 
-TEST(JobPpd, WithoutOptionsIsTheQueuesFileButForTheMissingProfile) {
+TEST(JobPpd, WithoutOptionsIsTheQueuesFileExceptForTheMissingProfile) {
   std::string expected = text_of(kQueuePpd);
   const std::string no_profile = "*DefaultICCProfile: None\n";
   expected.erase(expected.find(no_profile), no_profile.size());
@@ -80,7 +80,7 @@ TEST(JobPpd, WithoutOptionsIsTheQueuesFileButForTheMissingProfile) {
   EXPECT_EQ(job_ppd_text(kQueuePpd, nullptr), expected);
 }
 
-TEST(JobPpd, AJobsPaperIsTheDefaultEverywhereAPaperStands) {
+TEST(JobPpd, PaperOfTheJobBecomesEveryPaperDefault) {
   const auto lines = job_ppd_lines("PageSize=w432h576");
   EXPECT_THAT(lines, Contains("*DefaultPageSize: w432h576"));
   EXPECT_THAT(lines, Contains("*DefaultPageRegion: w432h576"));
@@ -99,17 +99,17 @@ TEST(JobPpd, AMediaTypeChoosesTheFinishUnlessTheJobNamesIt) {
   }
 }
 
-TEST(JobPpd, AJobsMediaIsItsPaper) {
+TEST(JobPpd, MediaOfTheJobSelectsItsPaper) {
   EXPECT_THAT(job_ppd_lines("media=w432h432"), Contains("*DefaultPageSize: w432h432"));
 }
 
-TEST(JobPpd, AJobsPageRegionIsItsPaper) {
+TEST(JobPpd, PageRegionOfTheJobSelectsItsPaper) {
   const auto lines = job_ppd_lines("PageRegion=w360h504");
   EXPECT_THAT(lines, Contains("*DefaultPageSize: w360h504"));
   EXPECT_THAT(lines, Contains("*DefaultPageRegion: w360h504"));
 }
 
-TEST(JobPpd, EveryKindOfChoiceIsTaken) {
+TEST(JobPpd, EveryKindOfChoiceIsApplied) {
   const auto lines = job_ppd_lines(
       "job-uuid=urn:uuid:1 StpLaminate=Matte StpBrightness=-100 StpGamma=1800 BleedLeft=-0.5 "
       "BleedTop=1.5 Resolution=300x600dpi StpColorCorrection=Bright number-up=1");
@@ -122,7 +122,7 @@ TEST(JobPpd, EveryKindOfChoiceIsTaken) {
 }
 
 // CUPS passes the values True and False of a switch as "X" and "noX".
-TEST(JobPpd, SwitchesAreTakenInEveryWriting) {
+TEST(JobPpd, SwitchesAreAcceptedInEverySpelling) {
   EXPECT_THAT(job_ppd_lines("StpLinearContrast"), Contains("*DefaultStpLinearContrast: True"));
   EXPECT_THAT(job_ppd_lines("StpLinearContrast=true"), Contains("*DefaultStpLinearContrast: True"));
   EXPECT_THAT(job_ppd_lines("noStpLinearContrast"), Contains("*DefaultStpLinearContrast: False"));
@@ -143,11 +143,11 @@ TEST(JobPpd, AProfileOfTheJobBecomesTheDefault) {
 }
 
 // The filter uses any default of this option as a file name, even "None".
-TEST(JobPpd, WithoutAProfileTheFilterFindsNoneNamed) {
+TEST(JobPpd, WithoutAProfileNoneIsNamed) {
   EXPECT_THAT(job_ppd_text(kQueuePpd, "ICCProfile=None"), Not(HasSubstr("*DefaultICCProfile")));
 }
 
-TEST(JobPpd, TheProfileOfThePaperTakesThePlaceOfTheTable) {
+TEST(JobPpd, ProfileOfThePaperReplacesTheTable) {
   const ScratchFolder folder;
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(folder.path());  // profiles are looked for here too
@@ -175,7 +175,7 @@ TEST(JobPpd, ALineBreakInAnOptionAddsNoLine) {
               Not(HasSubstr("StpGamma: 500")));
 }
 
-TEST(JobPpd, TheRibbonOfTheQueueOrTheJobIsTold) {
+TEST(JobPpd, RibbonOfTheQueueOrTheJobIsReported) {
   const JobPpd quiet = make_job_ppd(kQueuePpd.c_str(), "");
   EXPECT_EQ(quiet.ribbon, "");
   close(quiet.descriptor);
@@ -187,7 +187,7 @@ TEST(JobPpd, TheRibbonOfTheQueueOrTheJobIsTold) {
   }
 }
 
-TEST(JobPpd, TheCopyHasNoNameAndSurvivesAnExec) {
+TEST(JobPpd, CopyIsAnonymousAndStaysOpenOverExec) {
   const JobPpd job = make_job_ppd(kQueuePpd.c_str(), "");
   ASSERT_GE(job.descriptor, 0);
   struct stat status {};
@@ -198,7 +198,7 @@ TEST(JobPpd, TheCopyHasNoNameAndSurvivesAnExec) {
   close(job.descriptor);
 }
 
-TEST(JobPpd, WithoutAPpdFileItSaysWhy) {
+TEST(JobPpd, MissingPpdVariableIsReported) {
   const JobPpd job = make_job_ppd(nullptr, "");
   EXPECT_EQ(job.descriptor, -1);
   EXPECT_EQ(job.failure, "the environment names no PPD file");
@@ -210,7 +210,7 @@ TEST(JobPpd, AFileThatIsMissingIsNamed) {
   EXPECT_THAT(job.failure, StartsWith("/nonexistent/K905.ppd: "));
 }
 
-TEST(JobPpd, AFileThatIsNoPpdIsRefused) {
+TEST(JobPpd, FileThatIsNotAPpdIsRefused) {
   const ScratchPpd file("this is no PPD file\n");
   const JobPpd job = make_job_ppd(file.path(), "");
   EXPECT_EQ(job.descriptor, -1);
@@ -226,7 +226,7 @@ TEST(JobPpd, AnOptionWithoutADefaultGetsTheJobsChoice) {
   EXPECT_THAT(job_ppd_text(file.path(), ""), Not(HasSubstr("*Default")));
 }
 
-TEST(JobPpd, LineEndsOfEveryKindAreUnderstood) {
+TEST(JobPpd, LineEndsOfEveryKindAreAccepted) {
   for (const std::string end : {"\n", "\r\n", "\r"}) {
     std::string text = small_ppd(
         "*OpenUI *StpLaminate/Finish: PickOne\n*DefaultStpLaminate: Glossy\n"
@@ -239,7 +239,7 @@ TEST(JobPpd, LineEndsOfEveryKindAreUnderstood) {
   }
 }
 
-TEST(JobPpd, ADefaultWithATranslationIsReplacedWhole) {
+TEST(JobPpd, DefaultWithATranslationIsReplacedCompletely) {
   const ScratchPpd file(small_ppd(
       "*OpenUI *StpLaminate/Finish: PickOne\n*DefaultStpLaminate: Glossy/Shiny\n"
       "*StpLaminate Glossy/Shiny: \"\"\n*StpLaminate Matte/Dull: \"\"\n*CloseUI: *StpLaminate\n"));

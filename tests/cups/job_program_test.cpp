@@ -177,7 +177,7 @@ class JobProgram : public ::testing::Test {
 
 const std::vector<std::string> kPlainJob = {"1", "me", "title", "1", ""};
 
-TEST_F(JobProgram, HandsTheFilterItsArgumentsUnchanged) {
+TEST_F(JobProgram, PassesArgumentsToTheFilterUnchanged) {
   stand_in("printf '<%s>' \"$@\"\n");
   run({"17", "me", "a 'title'\nPAGE: 9 9", "3", "PageSize=w432h576 x='y z'"});
   EXPECT_EQ(output_, "<17><me><a 'title'\nPAGE: 9 9><3><PageSize=w432h576 x='y z'>");
@@ -192,7 +192,7 @@ TEST_F(JobProgram, AsksTheFilterForTheCopiesOfAFile) {
   EXPECT_EQ(output_, "<17><me><title><3><><" + document + "><--copies><3>");
 }
 
-TEST_F(JobProgram, ChangesNoByteOnTheWayThrough) {
+TEST_F(JobProgram, PassesEveryByteUnchanged) {
   stand_in("exec cat\n");
   std::string bytes;
   for (int i = 0; i < 40000; ++i) bytes += static_cast<char>((i * 31 + i / 251) & 0xff);
@@ -210,7 +210,7 @@ TEST_F(JobProgram, ADocumentInAFileBecomesTheFiltersInput) {
   EXPECT_THAT(log_lines_, IsEmpty());
 }
 
-TEST_F(JobProgram, ADocumentThatCannotBeOpenedIsTold) {
+TEST_F(JobProgram, DocumentThatCannotBeOpenedIsReported) {
   stand_in("exec cat\n");
   EXPECT_EQ(run({"1", "me", "title", "1", "", "/nowhere/document"}), 0);
   EXPECT_THAT(log_lines_,
@@ -227,20 +227,20 @@ TEST_F(JobProgram, PutsTheJobsChoicesIntoThePpdFile) {
   EXPECT_THAT(log_lines_, IsEmpty());
 }
 
-TEST_F(JobProgram, TakesNothingButTheOptionsForOptions) {
+TEST_F(JobProgram, ReadsOptionsFromTheOptionsArgumentOnly) {
   stand_in("grep '^.DefaultStpLaminate:' \"$PPD\"\n");
   run({"StpLaminate=Matte", "StpLaminate=Matte", "StpLaminate=Matte", "1", "",
        "StpLaminate=Matte"});
   EXPECT_EQ(output_, "*DefaultStpLaminate: Glossy\n");
 }
 
-TEST_F(JobProgram, TellsTheFilterTheRibbon) {
+TEST_F(JobProgram, PassesTheRibbonToTheFilter) {
   stand_in("echo \"$K905_RIBBON\"\n");
   run({"1", "me", "title", "1", "K905Ribbon=6x8"});
   EXPECT_EQ(output_, "6x8\n");
 }
 
-TEST_F(JobProgram, LeavesTheRibbonOfTheSystemWhenNothingIsChosen) {
+TEST_F(JobProgram, KeepsTheRibbonVariableWhenNothingIsChosen) {
   stand_in("echo \"$K905_RIBBON\"\n");
   environment_["K905_RIBBON"] = "6x8";
   run(kPlainJob);
@@ -258,7 +258,7 @@ TEST_F(JobProgram, RemovesItsFiles) {
   EXPECT_EQ(files, 1);
 }
 
-TEST_F(JobProgram, GivesTheExitStatusBack) {
+TEST_F(JobProgram, ReturnsTheExitStatusOfTheFilter) {
   stand_in("exit 3\n");
   const int status = run(kPlainJob);
   ASSERT_TRUE(WIFEXITED(status));
@@ -272,7 +272,7 @@ TEST_F(JobProgram, EndsByTheSignalThatEndedTheFilter) {
   EXPECT_EQ(WTERMSIG(status), SIGSEGV);
 }
 
-TEST_F(JobProgram, PassesACancelOnAndWaitsForTheFilter) {
+TEST_F(JobProgram, ForwardsACancelAndWaitsForTheFilter) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
     stand_in(kUnblockTerm +
              "trap 'echo canceled >&2; echo end-of-sheet; exit 0' TERM\n"
@@ -313,7 +313,7 @@ constexpr char kWaitForPendingTerm[] =
     "  done < /proc/$$/status\n"
     "done\n";
 
-TEST_F(JobProgram, PassesAnEarlyCancelOn) {
+TEST_F(JobProgram, ForwardsAnEarlyCancel) {
   stand_in(kWaitForPendingTerm);
   const int status = run(kPlainJob, "", [] {
     sigset_t held;
@@ -327,7 +327,7 @@ TEST_F(JobProgram, PassesAnEarlyCancelOn) {
 }
 
 // SIGTERM arrives before main(), when constructors of libraries run.
-TEST_F(JobProgram, PassesACancelOnThatCameBeforeMain) {
+TEST_F(JobProgram, ForwardsACancelThatArrivedBeforeMain) {
   stand_in(kWaitForPendingTerm);
   environment_["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libk905_early_signal.so";
   environment_["ASAN_OPTIONS"] = "verify_asan_link_order=0";
@@ -337,7 +337,7 @@ TEST_F(JobProgram, PassesACancelOnThatCameBeforeMain) {
 }
 
 // HUP, INT and TERM are blocked until the filter handles them; all others are as CUPS left them.
-TEST_F(JobProgram, TheFilterFindsTheSignalsThatCancelAJobBlocked) {
+TEST_F(JobProgram, FilterStartsWithCancelSignalsBlocked) {
   // Without starting another program: a shell blocks all signals while it starts one.
   stand_in(
       "while read -r line; do\n"
@@ -356,7 +356,7 @@ TEST_F(JobProgram, AnIgnoredSigchldDoesNotHideHowTheFilterEnded) {
   EXPECT_EQ(WEXITSTATUS(status), 3);
 }
 
-TEST_F(JobProgram, SaysEverySheetThatWasSent) {
+TEST_F(JobProgram, ReportsEverySheetThatWasSent) {
   stand_in(
       "for n in 1 2; do\n"
       "  echo \"K905-1: ===== PRINT CALL #$n =====\" >&2\n"
@@ -395,7 +395,7 @@ TEST_F(JobProgram, LosesNoLineOfALongLog) {
 
 // The printer must receive its sheet even while nobody reads the log: 400 kB is much more than two
 // pipes can hold.
-TEST_F(JobProgram, ALogThatStallsDoesNotHoldTheFilterUp) {
+TEST_F(JobProgram, StalledLogDoesNotDelayTheFilter) {
   stand_in(
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log of forty bytes length..'; "
       "i=$((i+1)); done >&2\necho sheet\n");
@@ -408,7 +408,7 @@ TEST_F(JobProgram, ALogThatStallsDoesNotHoldTheFilterUp) {
 }
 
 // The reader of the log stops reading, and the job is canceled.
-TEST_F(JobProgram, ALogThatStallsDoesNotKeepACanceledJobFromEnding) {
+TEST_F(JobProgram, StalledLogDoesNotKeepACanceledJobRunning) {
   stand_in(
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log of forty bytes length..'; "
       "i=$((i+1)); done >&2\necho sheet\n");
@@ -421,7 +421,7 @@ TEST_F(JobProgram, ALogThatStallsDoesNotKeepACanceledJobFromEnding) {
   EXPECT_EQ(wait_for_child(pid).status, 0);
 }
 
-TEST_F(JobProgram, ALogThatTakesNothingFromTheStartHoldsNothingUp) {
+TEST_F(JobProgram, LogStalledFromTheStartDelaysNothing) {
   stand_in("cat\n");
   environment_.erase("PPD");  // is reported before the filter is started
   ASSERT_EQ(fcntl(log_->write_end(), F_SETFL, O_NONBLOCK), 0);
@@ -436,7 +436,7 @@ TEST_F(JobProgram, ALogThatTakesNothingFromTheStartHoldsNothingUp) {
   EXPECT_EQ(wait_for_child(pid).status, 0);
 }
 
-TEST_F(JobProgram, ALogThatIsGoneDoesNotStopTheFilter) {
+TEST_F(JobProgram, ClosedLogDoesNotStopTheFilter) {
   stand_in(
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log' >&2; i=$((i+1)); done\n"
       "echo sheet\n");
@@ -452,7 +452,7 @@ TEST_F(JobProgram, ALogThatIsGoneDoesNotStopTheFilter) {
 
 // The filter before this one must get EPIPE when nobody reads any more, and the backend the end of
 // the job.
-TEST_F(JobProgram, HoldsNeitherEndOfTheJobsPipes) {
+TEST_F(JobProgram, KeepsNeitherEndOfTheJobsPipesOpen) {
   stand_in("exec <&- >&-\necho closed >&2\nexec env --default-signal=TERM sleep 20\n");
   const pid_t pid = start(kPlainJob);
   std::string log;
@@ -465,7 +465,7 @@ TEST_F(JobProgram, HoldsNeitherEndOfTheJobsPipes) {
   EXPECT_TRUE(WIFSIGNALED(finish(pid, log)));
 }
 
-TEST_F(JobProgram, KilledOutrightItTakesTheFilterAlong) {
+TEST_F(JobProgram, KilledEndsTheFilterToo) {
   stand_in("trap '' TERM\necho ready >&2\nexec sleep 60\n");
   const pid_t pid = start(kPlainJob);
   std::string log;
@@ -486,7 +486,7 @@ TEST_F(JobProgram, WithoutAPpdFileTheJobStillPrints) {
               ElementsAre(kWarning, "DEBUG: rastertok905job: the environment names no PPD file"));
 }
 
-TEST_F(JobProgram, WithABrokenPpdFileTheJobPrintsWithWhatThereIs) {
+TEST_F(JobProgram, WithABrokenPpdFileTheJobStillPrints) {
   const std::string broken = folder_ + "/broken.ppd";
   std::ofstream(broken) << "%!PS-Adobe-3.0\nshowpage\n";
   stand_in("echo \"$PPD\"\n");
@@ -527,7 +527,7 @@ TEST_F(JobProgram, ALineBreakInAPathStartsNoLine) {
   EXPECT_THAT(log_lines_[1], StartsWith("DEBUG: rastertok905job: /nowhere PAGE: 1 1 /x.ppd: "));
 }
 
-TEST_F(JobProgram, SaysWhenTheFilterCannotBeStarted) {
+TEST_F(JobProgram, ReportsAFilterThatCannotBeStarted) {
   environment_["K905_FILTER"] = folder_ + "/missing";
   const int status = run(kPlainJob);
   ASSERT_TRUE(WIFEXITED(status));
@@ -538,7 +538,7 @@ TEST_F(JobProgram, SaysWhenTheFilterCannotBeStarted) {
 }
 
 // Without the adapted pages the filter would resize them to the paper.
-TEST_F(JobProgram, WithoutDescriptorsToSpareTheJobFailsAndSaysSo) {
+TEST_F(JobProgram, WithoutFreeDescriptorsTheJobFailsWithAMessage) {
   environment_["K905_FILTER"] = "/bin/echo";
   const int status = run(kPlainJob, "", [] {
     // One for the PPD copy, one for the loader: not enough for the pipe of the pages.
@@ -561,7 +561,7 @@ TEST_F(JobProgram, ClosedStandardDescriptorsAreNotReused) {
   EXPECT_THAT(log_lines_, ElementsAre("0")) << "the filter read something else as its input";
 }
 
-TEST_F(JobProgram, FindsTheFilterBesideItself) {
+TEST_F(JobProgram, FindsTheFilterInItsOwnFolder) {
   const std::string copy = folder_ + "/rastertok905job";
   std::filesystem::copy_file(kProgram, copy);
   stand_in("echo beside\n");

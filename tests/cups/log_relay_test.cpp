@@ -27,7 +27,7 @@ std::string relayed(const std::string& log, std::size_t piece) {
   return std::string(relay.pending());
 }
 
-TEST(LogRelay, PutsItsOwnLinesBetweenTheFilters) {
+TEST(LogRelay, InsertsItsOwnLinesBetweenThoseOfTheFilter) {
   EXPECT_EQ(relayed(kSheetLog, 4096), kSheetLogPassedOn);
 }
 
@@ -47,7 +47,7 @@ TEST(LogRelay, KeepsALineWithoutNewlineAtTheEnd) {
   EXPECT_EQ(relayed("dying wor", 4), "dying wor");
 }
 
-TEST(LogRelay, HoldsAnUnfinishedLineBackUntilItIsWhole) {
+TEST(LogRelay, HoldsBackAnUnfinishedLineUntilItIsComplete) {
   LogRelay relay;
   relay.take("half a li");
   EXPECT_EQ(relay.pending(), "");
@@ -55,14 +55,14 @@ TEST(LogRelay, HoldsAnUnfinishedLineBackUntilItIsWhole) {
   EXPECT_EQ(relay.pending(), "half a line\n");
 }
 
-TEST(LogRelay, DoesNotHoldAVeryLongLineBack) {
+TEST(LogRelay, DoesNotHoldBackAVeryLongLine) {
   LogRelay relay;
   relay.take(std::string(20000, 'x'));
   EXPECT_EQ(relay.pending().size(), 20000U);
 }
 
 // The rest of a line that was written in two pieces is not the beginning of a line.
-TEST(LogRelay, DoesNotTakeTheRestOfAVeryLongLineForALine) {
+TEST(LogRelay, RestOfAVeryLongLineIsNotParsed) {
   const std::string log = std::string(10000, 'x') + kSheetLog;
   LogRelay relay;
   relay.take(std::string(10000, 'x'));
@@ -72,7 +72,7 @@ TEST(LogRelay, DoesNotTakeTheRestOfAVeryLongLineForALine) {
 }
 
 // Whether a sheet is counted must not depend on how the log is divided into reads.
-TEST(LogRelay, AVeryLongLineMeansNothingInPiecesOfAnySize) {
+TEST(LogRelay, VeryLongLineIsNotParsedInPiecesOfAnySize) {
   std::string log = kSheetLog;
   log.insert(log.find("K905-1: Single page"),
              "K905-1: write error: " + std::string(10000, 'x') + "\n");
@@ -83,7 +83,7 @@ TEST(LogRelay, AVeryLongLineMeansNothingInPiecesOfAnySize) {
   EXPECT_EQ(relayed(log, 100), passed_on);
 }
 
-TEST(LogRelay, GoesOnWhereItWasWrittenTo) {
+TEST(LogRelay, ContinuesAfterTheBytesThatWereWritten) {
   LogRelay relay;
   relay.take("one\ntwo\n");
   relay.written(2);

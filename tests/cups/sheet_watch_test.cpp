@@ -36,7 +36,7 @@ TEST(SheetWatch, NumbersTheSheetsOfAJob) {
             "ATTR: job-media-progress=100\nPAGE: 2 1\n");
 }
 
-TEST(SheetWatch, TellsHowFarASheetIs) {
+TEST(SheetWatch, ReportsTheProgressOfASheet) {
   SheetWatch watch;
   EXPECT_EQ(watch.after(kBegin), "");
   EXPECT_EQ(watch.after("K905-1: DEBUG: Sending Y plane (2381888 bytes)"),
@@ -65,7 +65,7 @@ TEST(SheetWatch, DoesNotCountARefusedSheet) {
       kSheetSent);
 }
 
-TEST(SheetWatch, BelievesOnlyWholeLinesOfTheFilter) {
+TEST(SheetWatch, ParsesOnlyCompleteLinesOfTheFilter) {
   SheetWatch watch;
   EXPECT_EQ(watch.after(kBegin), "");
   for (const char* line : {
@@ -98,7 +98,7 @@ TEST(OneLine, TurnsControlCharactersIntoBlanks) {
   EXPECT_EQ(one_line("a\nATTR: b\r\tc\x1b\x7f"), "a ATTR: b  c  ");
 }
 
-TEST(OneLine, KeepsOtherBytesAsTheyStand) {
+TEST(OneLine, KeepsOtherBytes) {
   EXPECT_EQ(one_line("K\xc3\xbc"
                      "che 6x4"),
             "K\xc3\xbc"

@@ -20,7 +20,7 @@ TEST(MediaCheck, FineSheetsHaveTwiceTheRows) {
   EXPECT_EQ(media_for_sheet(1920, 4872), "6x8");
 }
 
-TEST(MediaCheck, OtherSizesNeedNothingThatIsKnown) {
+TEST(MediaCheck, OtherSizesHaveNoRequirement) {
   EXPECT_EQ(media_for_sheet(1919, 1240), "");
   EXPECT_EQ(media_for_sheet(1920, 1239), "");
   EXPECT_EQ(media_for_sheet(1, 1), "");

@@ -61,7 +61,7 @@ TEST(DeviceUri, AnythingElseIsRefused) {
   }
 }
 
-TEST(DeviceUri, UriOfASerialNumberGivesItBack) {
+TEST(DeviceUri, SerialNumberIsReadBackFromItsUri) {
   for (const char* text : {"K9051234", "with blank", "a/b?c#d%e&f=g", "\xc3\xa4"}) {
     EXPECT_EQ(parse_device_uri(usb_device_uri(text)), serial(text));
   }

@@ -81,7 +81,7 @@ TEST(Note, KnownFieldsAreReadBack) {
   EXPECT_EQ(parse_note(note), report);
 }
 
-TEST(Note, TextOfSomebodyElseIsNoReport) {
+TEST(Note, OtherTextIsNotAReport) {
   for (const char* const text : {"", ";", "=", "code=other;index=1", "prints_left=many",
                                  "serial_number=%00", "status_code"}) {
     EXPECT_FALSE(parse_note(text).answered) << text;

@@ -155,7 +155,7 @@ TEST_F(PrinterTest, ReplyWithoutItsNumberIsAProtocolError) {
   printer.close();
 }
 
-TEST_F(PrinterTest, ReplyThatCameLateIsNotTakenForTheNext) {
+TEST_F(PrinterTest, LateReplyIsNotTakenForTheNextOne) {
   std::promise<void> gave_up;
   std::promise<void> answered;
   const ScriptedPrinter scripted({[&](int client) {
@@ -218,7 +218,7 @@ TEST_F(PrinterTest, PiecesArriveInOrder) {
   EXPECT_EQ(arrived, std::string(100000, 'a') + "bbb");
 }
 
-TEST_F(PrinterTest, StalledSheetIsTheCallersDecision) {
+TEST_F(PrinterTest, StalledSheetIsLeftToTheCaller) {
   std::promise<void> over;
   const ScriptedPrinter scripted({[&over](int) { over.get_future().wait(); }});
   Printer printer(scripted.address());

@@ -160,7 +160,7 @@ TEST_F(DebugImage, SameTagAndSecondOverwriteTheImageBefore) {
 constexpr char kNotSaved[] =
     "K905-1: ERROR: Cannot save debug image /tmp/k905_debug/20260116_093015_01_original.ppm\n";
 
-TEST_F(DebugImage, IsNotSavedThroughALinkIntoAFifoOrIntoNoFolder) {
+TEST_F(DebugImage, IsNotSavedThroughALinkIntoAFifoOrAMissingFolder) {
   const std::string image = folder_of_this_test + "/20260116_093015_01_original.ppm";
   const std::string victim = scratch_ + "/victim";
   std::ofstream(victim) << "untouched";

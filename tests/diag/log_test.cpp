@@ -197,7 +197,7 @@ TEST_F(LogFile, LinkInItsPlaceIsNotWrittenTo) {
   }
 }
 
-TEST_F(LogFile, LinkToNowhereMakesNoFile) {
+TEST_F(LogFile, DanglingLinkCreatesNoFile) {
   const std::string target = folder_.path() + "/made";
   ASSERT_EQ(symlink(target.c_str(), path_.c_str()), 0);
   EXPECT_EQ(log_into_file(), "hello\n");
@@ -218,7 +218,7 @@ TEST_F(LogFile, FifoWithAReaderIsNotWrittenTo) {
   close(reader);
 }
 
-TEST_F(LogFile, FolderThatIsInItsPlaceOrMissingLeavesStandardError) {
+TEST_F(LogFile, FolderInItsPlaceOrMissingFolderKeepsStandardError) {
   ASSERT_EQ(mkdir(path_.c_str(), 0700), 0);
   EXPECT_EQ(log_into_file(), "hello\n");
   path_ = folder_.path() + "/missing/debug.log";

@@ -272,7 +272,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class ShortMemoryWithProfile : public ::testing::TestWithParam<std::string (*)()> {};
 
-TEST_P(ShortMemoryWithProfile, KeepsTheColorsOrThePage) {
+TEST_P(ShortMemoryWithProfile, LosesTheConversionOrThePage) {
   const ScratchFolder folder;
   const ReferenceJob job = with_arguments(job_of({small_page(1), small_page(2)}),
                                           {"--icc-profile", folder.write("profile", GetParam()())});
@@ -317,7 +317,7 @@ TEST(ShortMemory, FromOneAllocationOnPrintsTheSheetsBefore) {
 
 // ---- writes ----
 
-TEST(OddWrites, InSmallPiecesChangeNothing) {
+TEST(IrregularWrites, InSmallPiecesChangeNothing) {
   const ReferenceJob job = job_of({small_page(1)});
   const ReferenceResult undisturbed = reference_run(job);
   for (const std::size_t most : {1000U, 4097U, 65536U}) {
@@ -330,7 +330,7 @@ TEST(OddWrites, InSmallPiecesChangeNothing) {
   }
 }
 
-TEST(OddWrites, ToTheLogChangeNothing) {
+TEST(IrregularWrites, ToTheLogChangeNothing) {
   const ReferenceJob job = job_of({small_page(1)});
   Faults faults;
   faults.most_logged = 7;
@@ -358,16 +358,16 @@ void expect_odd_write_answered(long number, long result, int error, bool from_th
 
 TEST_P(EveryWrite, CanFailOnce) { expect_odd_write_answered(GetParam(), -1, EIO, false); }
 
-TEST_P(EveryWrite, CanFailForGood) { expect_odd_write_answered(GetParam(), -1, EPIPE, true); }
+TEST_P(EveryWrite, CanFailPermanently) { expect_odd_write_answered(GetParam(), -1, EPIPE, true); }
 
-TEST_P(EveryWrite, CanTakeNothing) { expect_odd_write_answered(GetParam(), 0, 0, false); }
+TEST_P(EveryWrite, CanWriteZeroBytes) { expect_odd_write_answered(GetParam(), 0, 0, false); }
 
 // A matte sheet is twelve writes; of the second sheet only the first write is tried.
 INSTANTIATE_TEST_SUITE_P(Faults, EveryWrite, ::testing::Range(1L, 14L));
 
 // ---- reads ----
 
-TEST(OddReads, SmallInterruptedAndEmptyReadsChangeNothing) {
+TEST(IrregularReads, SmallInterruptedAndEmptyReadsChangeNothing) {
   ReferenceJob job = job_of({small_page(1), small_page(2)});
   for (const bool compressed : {false, true}) {
     if (compressed) {
@@ -400,14 +400,14 @@ void expect_end_at_read(const ReferenceJob& job, long number) {
   expect_nothing_leaked(run);
 }
 
-TEST(OddReads, ErrorIsTheEndOfTheInput) {
+TEST(IrregularReads, ErrorIsTheEndOfTheInput) {
   const ReferenceJob job = job_of({small_page(1), small_page(2)});
   for (const long number : {1L, 2L, 5L, 20L, 40L, 55L, 60L, 90L}) {
     expect_end_at_read(job, number);
   }
 }
 
-TEST(OddReads, DataAfterAnErrorIsNoPage) {
+TEST(IrregularReads, DataAfterAnErrorIsNotReadAsAPage) {
   // The page ends at a failed read; the following reads would return a complete page.
   ReferenceJob job = job_of({small_page(1), small_page(2)});
   constexpr std::size_t kHeader = 4 + sizeof(cups_page_header2_t);
@@ -464,13 +464,13 @@ TEST(Canceled, AtAnyLineEndsTheJobWithCompleteSheets) {
   expect_canceled_anywhere(job_of({small_page(1), small_page(2)}), {});
 }
 
-TEST(Canceled, AmongCopiesBeginsNoFurtherOne) {
+TEST(Canceled, BetweenCopiesStartsNoFurtherCopy) {
   expect_canceled_anywhere(with_arguments(job_of({small_page(1)}), {"--copies", "2"}), {});
 }
 
 TEST(Canceled, DuringAMergeGivesNoSheet) { expect_canceled_anywhere(paired_pages(2), {}); }
 
-TEST(Canceled, BetweenTheSheetsOfAFailedMergeLeavesTheSecondOut) {
+TEST(Canceled, BetweenTheSheetsOfAFailedMergeSkipsTheSecond) {
   const ReferenceJob job = paired_pages(2);
   Faults faults;
   FaultRun run;

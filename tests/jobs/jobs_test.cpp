@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Jobs, EveryPaper, ::testing::ValuesIn(kPapers), [](cons
   return name;
 });
 
-TEST(Papers, EachPageOfAJobHasItsOwn) {
+TEST(Papers, MayDifferBetweenThePagesOfAJob) {
   JobRecipe job;
   std::vector<RasterPage> pages;
   for (const PaperSize& paper : {kPapers[3], kPapers[0], kPapers[7], kPapers[9]}) {
@@ -430,7 +430,7 @@ TEST(Profiles, SolidPageShowsNoChangeAtItsCenter) {
 
 class EveryCopyCount : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(EveryCopyCount, PrintsEachPageThatOften) {
+TEST_P(EveryCopyCount, PrintsThatManyCopiesOfEachPage) {
   for (const RasterKind kind : {RasterKind::kUncompressed, RasterKind::kCompressed}) {
     JobRecipe job;
     job.choose("PageSize", "B7");

@@ -270,7 +270,7 @@ TEST(ReferencePages, AreWhatLibcupsReads) {
   EXPECT_EQ(other.pages[0].header.cupsWidth, 7U);
 }
 
-TEST(ReferencePages, CutLineIsNoLine) {
+TEST(ReferencePages, TruncatedLineIsNotALine) {
   const RasterPage page = blank_page(page_header(7, 5, 3));
   std::string stream = raster_stream({page});
   stream.resize(stream.size() - 22);
@@ -289,7 +289,7 @@ TEST(ReferencePages, RefusedHeaderIsNotTheEnd) {
   EXPECT_TRUE(read.refused_header);
 }
 
-TEST(ReferenceProfiles, ConvertOrAreRefusedAsTheyWereMade) {
+TEST(ReferenceProfiles, ValidOnesConvertAndInvalidOnesAreRefused) {
   const std::string failed = "K905-1: WARNING: ICC conversion failed, using original colors";
   const std::pair<std::string, bool> profiles[] = {
       {rgb_matrix_profile(), true}, {rgb_table_profile(), true},   {cmyk_table_profile(), true},

@@ -42,7 +42,7 @@ TEST(PaperNames, ListHasEveryUncutPaperInInchesAndCentimeters) {
             "5x3.5 (13x9), 5x5 (13x13), 5x7 (13x18), 6x4 (15x10), 6x6 (15x15), 6x8 (15x20)");
 }
 
-TEST(PaperNames, CutOfAPaperIsAPaperOfItsOwnOrNone) {
+TEST(PaperNames, CutOfAPaperIsASeparatePaperOrNone) {
   const char* const cases[][3] = {{"w288h432", "6x2", "w288h432-div2"},
                                   {"w432h576", "6x4", "w432h576-div2"},
                                   {"w432h576", "6x2", "w432h576-div4"},

@@ -28,7 +28,7 @@ TEST(Transform, EqualsLittleCmsForEveryColor) {
 }
 
 // The result for a color does not depend on previous colors: the same colors in another order.
-TEST(Transform, ConvertsEachColorOnItsOwn) {
+TEST(Transform, ConvertsEachColorIndependently) {
   const ProfileFolder profiles;
   const Page forward = all_colors();
   std::vector<std::uint8_t> backward(forward.rgb.size());

@@ -206,7 +206,7 @@ TEST_P(PpdFile, KeepsNamesWithinWhatAPpdFileHolds) {
 }
 
 // Upright, as the print system knows them, whatever way the sheet leaves the printer.
-TEST_P(PpdFile, GivesEveryPaperTheSizeThatItsNameSays) {
+TEST_P(PpdFile, GivesEveryPaperTheSizeInItsName) {
   struct Size {
     const char* name;
     float width;
@@ -240,7 +240,7 @@ TEST_P(PpdFile, NamesUncutPapersFirst) {
   }
 }
 
-TEST_P(PpdFile, OffersEveryCutAsAnOptionOfItsOwn) {
+TEST_P(PpdFile, OffersEveryCutAsASeparateOption) {
   ppd_option_t* cut = ppdFindOption(ppd_.get(), "K905Cut");
   ASSERT_NE(cut, nullptr);
   EXPECT_STREQ(cut->defchoice, "None");
@@ -314,7 +314,7 @@ TEST_P(PpdFile, EveryBleedChoiceIsReadAsTheMillimetersItNames) {
   }
 }
 
-TEST_P(PpdFile, EveryResolutionAndSwitchIsUnderstood) {
+TEST_P(PpdFile, EveryResolutionAndSwitchIsAccepted) {
   EXPECT_STREQ(read_by_the_filter(with_default("Resolution", "300x600dpi")).resolution, "300x600");
   for (const Number& number : switches) {
     EXPECT_EQ(read_by_the_filter(with_default(number.keyword, "True")).*number.field, 1);
@@ -336,7 +336,7 @@ TEST_P(PpdFile, EveryProfileIsOneOfTheFiltersFileNames) {
   }
 }
 
-TEST_P(PpdFile, OffersOnlyColorSpacesTheFilterPrintsRight) {
+TEST_P(PpdFile, OffersOnlyColorSpacesTheFilterPrintsCorrectly) {
   const ppd_option_t* option = ppdFindOption(ppd_.get(), "ColorModel");
   ASSERT_NE(option, nullptr);
   ASSERT_EQ(option->num_choices, 2);
@@ -361,14 +361,14 @@ TEST_P(PpdFile, NamesTheProgramInFrontOfTheFilter) {
   }
 }
 
-TEST_P(PpdFile, LeavesCopiesToTheFiltersBefore) { EXPECT_NE(ppd_->manual_copies, 0); }
+TEST_P(PpdFile, LeavesCopiesToEarlierFilters) { EXPECT_NE(ppd_->manual_copies, 0); }
 
 // CUPS would convert the colors a second time.
 TEST_P(PpdFile, NamesNoProfileToCups) {
   EXPECT_EQ(ppdFindAttr(ppd_.get(), "cupsICCProfile", nullptr), nullptr);
 }
 
-TEST_P(PpdFile, SaysThatTheDeviceIdIsAGuess) {
+TEST_P(PpdFile, NotesThatTheDeviceIdIsAGuess) {
   const std::string text = text_of(path_of(GetParam().name));
   const std::size_t id = text.find("*1284DeviceID:");
   ASSERT_NE(id, std::string::npos);

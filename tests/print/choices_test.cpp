@@ -8,7 +8,7 @@ namespace {
 
 using testing::HasSubstr;
 
-TEST(Choices, ChoicesOfTheTableAreGood) {
+TEST(Choices, ChoicesOfTheTableAreAccepted) {
   std::string error;
   EXPECT_TRUE(check_choice("StpLaminate", "Matte", error));
   EXPECT_TRUE(check_choice("StpBrightness", "-500", error));
@@ -17,7 +17,7 @@ TEST(Choices, ChoicesOfTheTableAreGood) {
   EXPECT_EQ(error, "");
 }
 
-TEST(Choices, AnythingElseIsToldWithWhatThereIs) {
+TEST(Choices, OtherChoicesAreReportedWithTheKnownOnes) {
   std::string error;
   EXPECT_FALSE(check_choice("StpLaminate", "matte", error));
   EXPECT_EQ(error, "StpLaminate is one of Glossy, Matte, not \"matte\"");
@@ -29,21 +29,21 @@ TEST(Choices, AnythingElseIsToldWithWhatThereIs) {
   EXPECT_FALSE(check_choice("Laminate", "", error));
 }
 
-TEST(Choices, AProfileIsOneWord) {
+TEST(Choices, ProfileNameIsOneWord) {
   std::string error;
   EXPECT_FALSE(check_choice("ICCProfile", "two words.icc", error));
   EXPECT_FALSE(check_choice("ICCProfile", "", error));
   EXPECT_FALSE(check_choice("ICCProfile", "a\nb", error));
 }
 
-TEST(Choices, APaperIsKnownByBothNames) {
+TEST(Choices, PaperIsAcceptedUnderBothNames) {
   EXPECT_EQ(page_size_name("6x8"), "w432h576");
   EXPECT_EQ(page_size_name("w432h576"), "w432h576");
   EXPECT_EQ(page_size_name("default"), "");
   EXPECT_EQ(page_size_name(""), "");
 }
 
-TEST(Choices, APaperIsKnownByItsSidesInEitherOrderAndUnit) {
+TEST(Choices, PaperIsAcceptedByItsSidesInEitherOrderAndUnit) {
   const std::pair<const char*, const char*> names[] = {
       {"4x6", "w288h432"},
       {"6X4", "w288h432"},
@@ -68,7 +68,7 @@ TEST(Choices, APaperIsKnownByItsSidesInEitherOrderAndUnit) {
   }
 }
 
-TEST(Choices, ASizeThatIsNoPaperOrMoreThanOneIsNone) {
+TEST(Choices, SizeOfNoPaperOrOfSeveralIsRefused) {
   // 6x2 strips are cut out of two papers; centimeters are not inches.
   for (const char* name : {"6x2", "2x6", "A4", "6x4cm", "10x15in", "x", "6x", "6x4*3", "5x4"}) {
     EXPECT_EQ(page_size_name(name), "") << name;

@@ -85,7 +85,7 @@ std::string put_photo(const ScratchFolder& folder) {
 
 class PrintStopped : public testing::TestWithParam<int> {};
 
-TEST_P(PrintStopped, AtAnyMomentLeavesWholeSheets) {
+TEST_P(PrintStopped, AtAnyMomentLeavesCompleteSheets) {
   constexpr std::size_t sheet_size = 1920 * 1240 * 3;
   const unsigned seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
@@ -123,7 +123,7 @@ TEST(PrintNotStopped, ByAHangUpThatIsIgnored) {
 }
 
 // Without a printer the filter must not continue either.
-TEST(PrintKilled, TakesTheFilterAlong) {
+TEST(PrintKilled, EndsTheFilterToo) {
   const ScratchFolder folder;
   const std::string photo = put_photo(folder);
   const std::string life = folder.path() + "/life";
@@ -144,7 +144,7 @@ TEST(PrintKilled, TakesTheFilterAlong) {
 
 // The sheets are checked before they reach the printer, which needs memory for each of their
 // planes.
-TEST(PrintShortOfMemory, FinishesTheSheetInHandAndSaysWhy) {
+TEST(PrintShortOfMemory, FinishesTheCurrentSheetAndReportsTheReason) {
 #ifdef K905_SANITIZED
   GTEST_SKIP() << "memory is the sanitizer's here";
 #endif

@@ -55,12 +55,12 @@ TEST_F(MoveFinishedFile, KeepsFilesOfTheSameName) {
   EXPECT_FALSE(folder_.read("a.jpg"));
 }
 
-TEST_F(MoveFinishedFile, WritesTheReasonBesideIt) {
+TEST_F(MoveFinishedFile, WritesTheReasonNextToIt) {
   EXPECT_TRUE(move(put("x"), "broken JPEG"));
   EXPECT_EQ(folder_.read("done/a.jpg.txt"), "broken JPEG\n");
 }
 
-TEST_F(MoveFinishedFile, LeavesAFileThatTookItsPlace) {
+TEST_F(MoveFinishedFile, DoesNotMoveAFileThatReplacedIt) {
   const FileStamp printed = put("printed");
   put("another one");
   EXPECT_TRUE(move(printed));

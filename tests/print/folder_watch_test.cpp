@@ -56,7 +56,7 @@ std::vector<std::string> gone_names(const FolderEvents& events) {
   return names;
 }
 
-TEST(FolderWatch, ReportsThePhotosThatAreThereOnce) {
+TEST(FolderWatch, ReportsExistingPhotosOnce) {
   const ScratchFolder folder;
   folder.write("b.JPG", "x");
   folder.write("a.png", "x");
@@ -65,7 +65,7 @@ TEST(FolderWatch, ReportsThePhotosThatAreThereOnce) {
   EXPECT_THAT(settled_names(watch), IsEmpty());
 }
 
-TEST(FolderWatch, PassesOverWhatIsNotAPhoto) {
+TEST(FolderWatch, IgnoresFilesThatAreNotPhotos) {
   const ScratchFolder folder;
   for (const char* name : {".hidden.jpg", "a.jpg.part", "jpg", "empty.tmp"}) {
     folder.write(name, "x");
@@ -88,7 +88,7 @@ TEST(FolderWatch, NamesTheFirstFileOfATypeThatIsNotRead) {
   EXPECT_THAT(events_of(watch).passed_over, ElementsAre("c.doc"));
 }
 
-TEST(FolderWatch, ANewPhotoSettlesFirst) {
+TEST(FolderWatch, NewPhotoIsReportedWhenItNoLongerChanges) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
   FolderWatch watch({.folder = folder.path(), .settle = std::chrono::hours(1)});
@@ -120,7 +120,7 @@ TEST(FolderWatch, AMovedOrLinkedPhotoIsComplete) {
   EXPECT_THAT(arrived_names(watch), ElementsAre("a.jpg", "b.jpg"));
 }
 
-TEST(FolderWatch, RemovedAndPutBackIsBothReported) {
+TEST(FolderWatch, RemovalAndReturnAreBothReported) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
   FolderWatch watch(at_once(folder.path()));
@@ -146,7 +146,7 @@ TEST(FolderWatch, ARenamedPhotoIsNotANewOne) {
   EXPECT_FALSE(events.settled[0].arrived);
 }
 
-TEST(FolderWatch, PhotoThatIsMovedAwayIsReportedAsGone) {
+TEST(FolderWatch, PhotoThatIsMovedAwayIsReportedAsRemoved) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
   folder.write("b.jpg", "x");
@@ -162,7 +162,7 @@ TEST(FolderWatch, PhotoThatIsMovedAwayIsReportedAsGone) {
   EXPECT_THAT(gone, ElementsAre("a.jpg", "b.jpg"));
 }
 
-TEST(FolderWatch, ChangedPermissionsAreReportedAsNoArrival) {
+TEST(FolderWatch, ChangedPermissionsAreNotReportedAsAnArrival) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
   FolderWatch watch(at_once(folder.path()));
@@ -174,7 +174,7 @@ TEST(FolderWatch, ChangedPermissionsAreReportedAsNoArrival) {
 }
 
 // The kernel drops events if too many are pending, possibly one that a file was closed.
-TEST(FolderWatch, AfterLostEventsTheFolderIsLookedThrough) {
+TEST(FolderWatch, AfterLostEventsTheFolderIsScanned) {
   const ScratchFolder folder;
   FolderWatch watch(at_once(folder.path()));
   std::ofstream writer(folder.path() + "/a.jpg");
@@ -213,7 +213,7 @@ TEST(FolderWatch, WithoutEventsTheFolderIsRead) {
 }
 
 // As after unmounting: the folder that is now at the path contains none of the previous photos.
-TEST(FolderWatch, InAnotherFolderAtItsPathNothingCountsAsRemoved) {
+TEST(FolderWatch, AfterTheFolderIsReplacedNothingCountsAsRemoved) {
   const ScratchFolder folder;
   const std::string path = folder.path() + "/in";
   std::filesystem::create_directory(path);
@@ -232,7 +232,7 @@ TEST(FolderWatch, InAnotherFolderAtItsPathNothingCountsAsRemoved) {
   EXPECT_THAT(arrived_names(watch), ElementsAre("b.jpg"));
 }
 
-TEST(FolderWatch, WaitingEndsWhenSomethingIsPutThere) {
+TEST(FolderWatch, WaitEndsWhenAFileArrives) {
   const ScratchFolder folder;
   FolderWatch watch({.folder = folder.path()});
   (void)watch.take();

@@ -75,7 +75,7 @@ class LedgerTest : public testing::Test {
   SheetLimit limit_;
 };
 
-TEST_F(LedgerTest, KnowsAfterARestartWhatItKnewBefore) {
+TEST_F(LedgerTest, KeepsItsEntriesOverARestart) {
   const std::string name = "a b%\n\xff\xc3\xa4.jpg";
   order(name, 2);
   ASSERT_TRUE(ledger_->begin("ticket", {{1, 0}}, {"", "/tmp/job.prn", "PageSize=w288h432", ""}));
@@ -138,7 +138,7 @@ TEST_F(LedgerTest, AJobGoesFromStepToStep) {
   EXPECT_FALSE(ledger_->last_printed(kFolder, "a.jpg", file_of(8).content));
 }
 
-TEST_F(LedgerTest, ARemovedFileIsForgottenWithWhatWaits) {
+TEST_F(LedgerTest, RemovedFileIsForgottenWithItsWaitingSheets) {
   order("a.jpg");
   print("a.jpg", "one", Outcome::printed);
   order("a.jpg", 1, 8);
@@ -147,7 +147,7 @@ TEST_F(LedgerTest, ARemovedFileIsForgottenWithWhatWaits) {
   EXPECT_THAT(outcomes(), ElementsAre("a.jpg printed", "a.jpg withdrawn"));
 }
 
-TEST_F(LedgerTest, ARenamedFileKeepsWhatIsKnown) {
+TEST_F(LedgerTest, RenamedFileKeepsItsEntries) {
   order("a.jpg");
   order("b.jpg", 1, 9);
   ledger_->rename_file(kFolder, "a.jpg", "b.jpg");
@@ -230,7 +230,7 @@ TEST_F(LedgerTest, ARefusedFileHasItsReason) {
   EXPECT_EQ(ledger_->history()[0].reason, "broken JPEG");
 }
 
-TEST_F(LedgerTest, NoticesWhatOthersChanged) {
+TEST_F(LedgerTest, DetectsChangesByOtherProcesses) {
   const std::int64_t before = ledger_->data_version();
   order("a.jpg");
   EXPECT_EQ(ledger_->data_version(), before);
@@ -242,13 +242,13 @@ TEST_F(LedgerTest, NoticesWhatOthersChanged) {
   EXPECT_TRUE(ledger_->is_folder_known(kFolder));
 }
 
-TEST_F(LedgerTest, IsForItsOwnerOnly) {
+TEST_F(LedgerTest, IsAccessibleToItsOwnerOnly) {
   struct stat status {};
   ASSERT_EQ(stat(path().c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600U);
 }
 
-TEST_F(LedgerTest, HistoryIsALineForEachSheet) {
+TEST_F(LedgerTest, HistoryHasALineForEachSheet) {
   order("a\n.jpg");
   print("a\n.jpg", "one", Outcome::printed);
   std::string text;
@@ -270,7 +270,7 @@ TEST(Ledger, FileThatIsNotALedgerIsUnchanged) {
   EXPECT_EQ(folder.read("ledger"), text);
 }
 
-TEST(Ledger, OfANewerVersionIsNotWritten) {
+TEST(Ledger, NewerVersionIsNotWritten) {
   const ScratchFolder folder;
   const std::string path = folder.path() + "/ledger";
   std::string error;
@@ -286,14 +286,14 @@ TEST_F(LedgerTest, ASheetInDoubtCountsAsPrinted) {
   EXPECT_TRUE(ledger_->last_printed(kFolder, "a.jpg", file_of(7).content));
 }
 
-TEST(Ledger, WithoutAPlaceReportsTheErrorAtOnce) {
+TEST(Ledger, MissingFolderIsReported) {
   Ledger ledger;
   std::string error;
   EXPECT_FALSE(ledger.open("/nowhere/at/all", error));
   EXPECT_EQ(error, "/nowhere/at/all: No such file or directory");
 }
 
-TEST_F(LedgerTest, TakesAnOldJournalOverOnce) {
+TEST_F(LedgerTest, ImportsAnOldJournalOnce) {
   const std::string text =
       "k905-print journal 1\n"
       "taken fedcba9876543210 7 1234567890123456789 a%20b.jpg\n"

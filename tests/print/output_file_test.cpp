@@ -47,7 +47,7 @@ TEST(OutputFile, AppendsToAnExistingFile) {
   EXPECT_EQ(folder.read("job"), "one two");
 }
 
-TEST(OutputFile, TakenBackNothingOfTheJobIsLeft) {
+TEST(OutputFile, AbandonedJobLeavesNothing) {
   const ScratchFolder folder;
   const std::string path = folder.write("job", "one ");
   OutputFile file;
@@ -61,7 +61,7 @@ TEST(OutputFile, TakenBackNothingOfTheJobIsLeft) {
   EXPECT_FALSE(std::filesystem::exists(folder.path() + "/new"));
 }
 
-TEST(OutputFile, ADeviceIsLeftWhereItIs) {
+TEST(OutputFile, DeviceIsNotRemoved) {
   OutputFile file;
   std::string error;
   ASSERT_TRUE(file.open("/dev/null", false, error));
@@ -81,7 +81,7 @@ TEST(OutputFile, FullDiskIsReported) {
   file.take_back();
 }
 
-TEST(OutputFile, ThatFailsLeavesTheFileThatWasThere) {
+TEST(OutputFile, FailureKeepsTheExistingFile) {
   const ScratchFolder folder;
   const std::string path = folder.write("job", "the last job");
   ASSERT_EQ(chmod(path.c_str(), 0640), 0);

@@ -25,7 +25,7 @@ TEST(PhotoFile, KeepsTheBytesItHashed) {
   EXPECT_EQ(photo.content().hash, 0xaf63dc4c8601ec8c);
 }
 
-TEST(PhotoFile, AnEmptyFileHasTheHashOfNothing) {
+TEST(PhotoFile, EmptyFileHasTheHashOfNoBytes) {
   const ScratchFolder folder;
   PhotoFile photo;
   std::string error;

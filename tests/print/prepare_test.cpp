@@ -91,7 +91,7 @@ TEST(Prepare, ASquarePhotoIsNotRotated) {
   }
 }
 
-TEST(Prepare, KeptWholeItStandsOnWhite) {
+TEST(Prepare, UncroppedPhotoIsPlacedOnWhite) {
   const Preparation whole{.whole = true};
   const Picture page = prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), whole).picture;
   EXPECT_EQ(pixel(page, 0, 4), (std::vector<int>{255, 255, 255}));
@@ -113,7 +113,7 @@ TEST(Prepare, TheShapeIsThatOfTheSheetAndNotOfItsPixels) {
   EXPECT_EQ(pixel(page, 24, 39), (std::vector<int>{7, 8, 9}));
 }
 
-TEST(Prepare, AnUprightPictureIsTurnedToTheLeftForALyingSheet) {
+TEST(Prepare, PortraitPhotoIsRotatedLeftForALandscapeSheet) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);  // its right edge becomes the top
   const Picture page = prepared_from(upright_picture, small_place(30, 20), {}).picture;
@@ -122,7 +122,7 @@ TEST(Prepare, AnUprightPictureIsTurnedToTheLeftForALyingSheet) {
   EXPECT_EQ(pixel(page, 29, 1), (std::vector<int>{9, 9, 9}));
 }
 
-TEST(Prepare, NotTurnedItIsCropped) {
+TEST(Prepare, WithoutRotationThePhotoIsCropped) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);
   const Preparation as_it_is{.rotate = false};
@@ -131,7 +131,7 @@ TEST(Prepare, NotTurnedItIsCropped) {
   EXPECT_EQ(pixel(page, 19, 9), (std::vector<int>{1, 1, 1}));
 }
 
-TEST(Prepare, TurningForTheSheetFollowsTheCamerasTurn) {
+TEST(Prepare, RotationForTheSheetFollowsTheExifRotation) {
   // Every orientation once rotated, against the upright pixels rotated by 90 degrees.
   for (int orientation = 1; orientation <= 8; ++orientation) {
     Picture stored = blank_picture(orientation >= 5 ? 3 : 2, orientation >= 5 ? 2 : 3);
@@ -211,7 +211,7 @@ TEST(Prepare, BrokenProfileIsReportedAndThePhotoIsPrinted) {
   EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{200, 100, 50}));
 }
 
-TEST(Prepare, InksWithABrokenProfileBecomeColorsByArithmetic) {
+TEST(Prepare, InksWithABrokenProfileAreConvertedByFormula) {
   Picture picture;
   picture.width = 30;
   picture.height = 20;
@@ -242,7 +242,7 @@ TEST(Prepare, APictureOfOnePixelFillsTheSheet) {
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
 }
 
-TEST(Prepare, AThreadOfAPictureIsNoTrouble) {
+TEST(Prepare, PhotoOfExtremeShapeIsPrinted) {
   const Picture page = prepared_from(plain(5000, 1, {1, 2, 3}), small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
   const Picture whole =

@@ -116,7 +116,7 @@ TEST(PrintProgram, PreviewShowsTheSheetOfTheCustomer) {
 
 // A 6x4 sheet shows 1800 x 1197 pixels; the data for the printer has 70 more on the left and 25
 // more at the top.
-TEST(PrintProgram, APictureInTheSheetsOwnPixelsIsPrintedPixelByPixel) {
+TEST(PrintProgram, PhotoOfTheSheetsSizeIsPrintedPixelByPixel) {
   const ScratchFolder folder;
   std::vector<std::uint8_t> rows;
   std::uint32_t state = 1;
@@ -219,7 +219,7 @@ TEST(PrintProgram, FourInksBecomeTheirColors) {
   EXPECT_TRUE(close_to(seen, {255, 102, 0}, 2)) << seen[0] << " " << seen[1] << " " << seen[2];
 }
 
-TEST(PrintProgram, InksWithAProfileAreSeenThroughIt) {
+TEST(PrintProgram, InksWithAProfileAreConvertedWithIt) {
   const ScratchFolder folder;
   const std::string profile = cmyk_table_profile();
   JpegKind inks;
@@ -269,7 +269,7 @@ TEST(PrintProgram, BrokenPhotoIsReportedAndTheOthersArePrinted) {
   EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(2));
 }
 
-TEST(PrintProgram, WhenNothingCanBeReadThereIsNoJob) {
+TEST(PrintProgram, WithoutAReadablePhotoThereIsNoJob) {
   const ScratchFolder folder;
   const ChildResult result = print(folder, {"--to", "job.prn", "missing.png"});
   EXPECT_EQ(result.status, 1);
@@ -292,7 +292,7 @@ TEST(PrintProgram, FinishPaperAndCopiesReachThePrinter) {
   EXPECT_EQ(sheets[1].plane[0], sheets[0].plane[0]);
 }
 
-TEST(PrintProgram, AnUprightPictureLiesOnALyingSheet) {
+TEST(PrintProgram, PortraitPhotoIsRotatedForALandscapeSheet) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png(200, 300));
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.png"}).status, 0);
@@ -304,7 +304,7 @@ TEST(PrintProgram, AnUprightPictureLiesOnALyingSheet) {
   expect_quarters(picture_in(folder, "sheet.png"), "not turned");
 }
 
-TEST(PrintProgram, FitKeepsThePictureWholeOnWhite) {
+TEST(PrintProgram, FitKeepsThePhotoUncroppedOnWhite) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png(400, 200));
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "--fit", "photo.png"}).status, 0);
@@ -473,7 +473,7 @@ std::string frame_png() {
   return png_file(8, 1, {.color_type = 6}, row);
 }
 
-TEST_F(PrintLayout, AFrameIsLaidOverTheWholeSheet) {
+TEST_F(PrintLayout, FrameIsDrawnOverTheWholeSheet) {
   folder_.write("frame.png", frame_png());
   EXPECT_THAT(grid_of(preview({"--frame", "frame.png", "180.png"}), 8, 1),
               ElementsAre(50, 50, _, _, _, 90, _, 180));
@@ -593,7 +593,7 @@ TEST(PrintProgram, TheFineResolutionHasTwiceTheRows) {
   expect_quarters(sheet, "fine");
 }
 
-TEST(PrintProgram, BlackAndWhiteIsAChoiceToo) {
+TEST(PrintProgram, BlackAndWhiteCanBeChosen) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "s.png", "-o", "ColorModel=Gray", "photo.png"})
@@ -643,7 +643,7 @@ TEST(PrintProgram, JsonIsAnObjectForEachPhotoAndNothingElse) {
   EXPECT_EQ(photos[3]["sheet"], 2);
 }
 
-TEST(PrintProgram, JsonNamesThePreviewAndNamesThatAreNoTextAreReplaced) {
+TEST(PrintProgram, JsonNamesThePreviewAndReplacesInvalidText) {
   const ScratchFolder folder;
   folder.write("\xff.png", quartered_png());
   const auto photo =
@@ -697,7 +697,7 @@ TEST(PrintProgram, TheProfileOfThePaperAndFinishIsUsed) {
   EXPECT_FALSE(folder.read("x"));
 }
 
-TEST(PrintProgram, AProfileThatIsNotThereIsNoReasonToPrintWithout) {
+TEST(PrintProgram, MissingProfilePrintsNothing) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   const ChildResult result =
@@ -712,7 +712,7 @@ TEST(PrintProgram, PhotoIsReadFromStandardInput) {
   expect_quarters(picture_in(folder, "sheet.png"), "standard input");
 }
 
-TEST(PrintProgram, LeavesNoLogAndNoPicturesOfTheStages) {
+TEST(PrintProgram, LeavesNoLogAndNoDebugImages) {
   if (!private_tmp_possible()) {
     GTEST_SKIP() << "no private /tmp here";
   }
@@ -856,7 +856,7 @@ TEST(PrintProgram, FailureLeavesTheFileUnchanged) {
   EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(1));
 }
 
-TEST(PrintProgram, AFileThatMayNotGrowIsAFailure) {
+TEST(PrintProgram, FileSizeLimitIsAFailure) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   folder.write("job.prn", "the last job");
@@ -893,7 +893,7 @@ TEST(PrintProgram, APreviewThatCannotBeWrittenIsAFailure) {
   EXPECT_EQ(nlohmann::json::parse(result.output)["outcome"], "failed");
 }
 
-TEST(PrintProgram, ToldToStopItPrintsWhatItHasInHandAndNamesTheOthers) {
+TEST(PrintProgram, StopFinishesTheCurrentSheetAndNamesTheOtherPhotos) {
   const ScratchFolder folder;
   const std::string other = folder.write("other.png", quartered_png());
   const std::string job = folder.path() + "/job.prn";
@@ -962,14 +962,14 @@ TEST(PrintProgram, WrongUsageIsExitStatusTwo) {
   }
 }
 
-TEST(PrintProgram, AnUnknownOptionIsAnsweredWithThoseThereAre) {
+TEST(PrintProgram, UnknownOptionIsReportedWithTheKnownOnes) {
   const ScratchFolder folder;
   EXPECT_THAT(print(folder, {"--jsn", "photo.png"}).log,
               AllOf(StartsWith("k905-print: unknown option --jsn; known options: "),
                     HasSubstr(", --json, ")));
 }
 
-TEST(PrintProgram, HelpAndVersionEndWell) {
+TEST(PrintProgram, HelpAndVersionSucceed) {
   const ScratchFolder folder;
   EXPECT_THAT(print(folder, {"--help"}).output, HasSubstr("--two-up"));
   EXPECT_THAT(print(folder, {"--version"}).output, StartsWith("k905-print "));

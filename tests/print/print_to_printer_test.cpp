@@ -55,7 +55,7 @@ class PrintToPrinter : public testing::Test {
   SimulatedPrinter printer_{{"--sheets", folder_.path() + "/sheets"}};
 };
 
-TEST_F(PrintToPrinter, EveryKindOfPictureComesOutAsItsPreviewShowsIt) {
+TEST_F(PrintToPrinter, EveryKindOfPhotoIsPrintedAsPreviewed) {
   const auto profile = [](const std::string& bytes) {
     return std::vector<std::uint8_t>(bytes.begin(), bytes.end());
   };

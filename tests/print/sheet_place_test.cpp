@@ -85,7 +85,7 @@ TEST(SheetPlace, TheUsersBleedsCount) {
   EXPECT_EQ(place.seen_height, 1222U);  // 1240 - 0 - 18
 }
 
-TEST(PageFor, EveryPixelOfThePictureIsSeenWhereItBelongs) {
+TEST(PageFor, EveryPixelOfTheImageIsInItsPlace) {
   for (const char* paper : {"w288h432", "w288h432-div2", "w432h576-div2", "w432h432"}) {
     const SheetPlace place = place_of(paper);
     const PixelSize size = picture_size(place);
@@ -106,7 +106,7 @@ TEST(PageFor, TheFineResolutionLosesNoRow) {
 }
 
 // The five-inch papers' pages have fewer columns than the sheet shows.
-TEST(PageFor, APageWithFewerPixelsThanTheSheetIsThePictureItself) {
+TEST(PageFor, PageWithFewerPixelsThanTheSheetIsTheImage) {
   const SheetPlace place = place_of("B7");
   ASSERT_LT(place.page_width, place.seen_width);
   const Picture picture = numbered(picture_size(place).width, picture_size(place).height);

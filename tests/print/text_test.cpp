@@ -12,13 +12,13 @@ TEST(ValidUtf8, WellFormedTextStays) {
   EXPECT_EQ(valid_utf8(text), text);
 }
 
-TEST(ValidUtf8, BytesThatAreNoCharacterAreReplacedOneByOne) {
+TEST(ValidUtf8, InvalidBytesAreReplacedOneByOne) {
   EXPECT_EQ(valid_utf8("a\xFFz"), "a" + kReplacement + "z");
   EXPECT_EQ(valid_utf8("\xE2\x82"), kReplacement + kReplacement);  // cut short
   EXPECT_EQ(valid_utf8("\xC3("), kReplacement + "(");
 }
 
-TEST(ValidUtf8, OverLongFormsSurrogatesAndWhatIsTooLargeAreNoCharacters) {
+TEST(ValidUtf8, OverlongFormsSurrogatesAndLargeCodePointsAreInvalid) {
   EXPECT_EQ(valid_utf8("\xC0\xAF"), kReplacement + kReplacement);
   EXPECT_EQ(valid_utf8("\xE0\x9F\xBF"), kReplacement + kReplacement + kReplacement);
   EXPECT_EQ(valid_utf8("\xED\xA0\x80"), kReplacement + kReplacement + kReplacement);

@@ -88,7 +88,7 @@ class WatchProgram : public testing::Test {
   ScratchFolder folder_;
 };
 
-TEST_F(WatchProgram, PrintsWhatIsThereAndWhatComes) {
+TEST_F(WatchProgram, PrintsExistingAndArrivingPhotos) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
   EXPECT_TRUE(program.wait_for_output("a.png -> " + job())) << program.output();
@@ -113,7 +113,7 @@ TEST_F(WatchProgram, JsonNamesTheSheetInTheLedger) {
   EXPECT_THAT(run({"--history", "--json"}).output, StartsWith("{\"id\":1,\"time\":"));
 }
 
-TEST_F(WatchProgram, ToldToEndSeveralTimesItEndsAsWell) {
+TEST_F(WatchProgram, RepeatedStopSignalsEndItNormally) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
   EXPECT_TRUE(program.wait_for_output("a.png -> " + job())) << program.output();
@@ -187,7 +187,7 @@ TEST_F(WatchProgram, RefusedJobIsPrintedLater) {
   EXPECT_TRUE(program.wait_for_output("a.png -> " + device));
 }
 
-TEST_F(WatchProgram, PicturesThatComeTogetherShareASheetAndCountAsOne) {
+TEST_F(WatchProgram, PhotosThatArriveTogetherShareASheetAndCountAsOne) {
   for (const char* name : {"a.png", "b.png", "c.png", "d.png"}) {
     put(name, picture_of(10));
   }
@@ -261,7 +261,7 @@ TEST_F(WatchProgram, APhotoReplacedWhileItIsReadIsPrintedOnce) {
   EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
 }
 
-TEST_F(WatchProgram, RemovedAndPutBackIsAnotherOrder) {
+TEST_F(WatchProgram, PhotoRemovedAndPutBackIsPrintedAgain) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
   EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
@@ -355,7 +355,7 @@ TEST_F(WatchWithoutPermission, NewOnlyLeavesTheFilesOfAFolderThatBecomesReadable
 }
 
 // There is no event in the folder: only another attempt can detect it.
-TEST_F(WatchProgram, WhatIsReadableAgainIsFoundByTryingAgain) {
+TEST_F(WatchProgram, PhotoReadableAgainIsFoundByRetrying) {
   std::filesystem::create_symlink("b.png", folder_.path() + "/a.png");
   std::filesystem::create_symlink("a.png", folder_.path() + "/b.png");
   std::filesystem::create_symlink(folder_.path() + "/a.png", inbox() + "/a.png");
@@ -368,7 +368,7 @@ TEST_F(WatchProgram, WhatIsReadableAgainIsFoundByTryingAgain) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
 }
 
-TEST_F(WatchProgram, CopiesAreSheetsOfTheirOwn) {
+TEST_F(WatchProgram, EachCopyIsASeparateSheet) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments({"-n", "3"}), environment());
   EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
@@ -376,7 +376,7 @@ TEST_F(WatchProgram, CopiesAreSheetsOfTheirOwn) {
 }
 
 // The day may end during the test; then the test is repeated.
-TEST_F(WatchProgram, TheLimitOfADayHoldsAfterARestart) {
+TEST_F(WatchProgram, DailyLimitHoldsAfterARestart) {
   const auto today = [] {
     const std::time_t time = std::time(nullptr);
     std::tm day{};
@@ -447,7 +447,7 @@ TEST_F(WatchProgram, NewOnlyLeavesWhatIsThereAtTheVeryStart) {
   EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
 }
 
-TEST_F(WatchProgram, FinishedFilesMoveAway) {
+TEST_F(WatchProgram, FinishedFilesAreMoved) {
   put("a.png", picture_of(10));
   put("b.jpg", "\xff\xd8 broken");
   RunningProgram program(kProgram, moving_arguments(), environment());
@@ -506,7 +506,7 @@ TEST_F(ReprintProgram, KeepsTheLayoutTheFrameAndTheCaption) {
   EXPECT_NE(bytes.find(std::string(100, '\xc8')), std::string::npos);
 }
 
-TEST_F(ReprintProgram, TheWatchOfTheFolderPrintsItWhereThereIsOne) {
+TEST_F(ReprintProgram, RunningWatchOfTheFolderPrintsIt) {
   print_one();
   RunningProgram program(kProgram, arguments(), environment());
   put("b.png", picture_of(20));
@@ -602,7 +602,7 @@ TEST_F(WatchProgram, TheLedgersPlaceCanBeChosen) {
 }
 
 // A journal as earlier versions wrote it, with the 64-bit FNV-1a of the photo's bytes.
-TEST_F(WatchProgram, AnOldJournalIsTakenOver) {
+TEST_F(WatchProgram, OldJournalIsImported) {
   put("a.png", "a");
   put("b.png", picture_of(20));
   const std::string ledger =

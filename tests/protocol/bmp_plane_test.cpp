@@ -25,7 +25,7 @@ std::vector<std::uint8_t> header_bytes(std::uint32_t width, std::uint32_t height
           header.begin() + static_cast<std::ptrdiff_t>(from + count)};
 }
 
-TEST(BmpPlanes, HeaderOfASheetIsTheOneWrittenByHand) {
+TEST(BmpPlanes, HeaderOfASheetMatchesTheOneWrittenByHand) {
   // 1920 = 0x0780, 2498 = 0x09c2, 1920 * 2498 + 1088 = 4797248 = 0x00493340.
   const BmpHeader header = make_bmp_header(1920, 2498);
   const std::string expected = wire_image(1920, 2498, {});

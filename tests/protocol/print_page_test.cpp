@@ -65,7 +65,7 @@ class PrintPage : public testing::Test {
   hooks::Guard hooks_;
 };
 
-TEST_F(PrintPage, SheetIsTheStreamWrittenByHand) {
+TEST_F(PrintPage, SheetMatchesTheStreamWrittenByHand) {
   SheetContent sheet{.width = 2, .height = 1, .plane = {{{1, 2}, {3, 4}, {5, 255}}}};
   const auto& plane = sheet.plane;
   const auto printed = [&] {
@@ -265,7 +265,7 @@ TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetContinues) {
   }
 }
 
-TEST_F(PrintPage, WriteOfNothingEndsItsPartWithoutAFailure) {
+TEST_F(PrintPage, WriteOfZeroBytesEndsItsPartWithoutAFailure) {
   const Printed whole = print_sheet(2, 1);
   // The number of missing bytes of Y, 1122 in total, if its block, its header or its pixels cannot
   // be written.

@@ -220,7 +220,7 @@ TEST(StatusQuery, CounterNeedsItsLastDigitAndEndsThere) {
   }
 }
 
-TEST(StatusQuery, EveryMediaNameIsKnown) {
+TEST(StatusQuery, EveryMediaNameIsRecognized) {
   for (const char* name : {"4x4", "4x3", "4x6", "4x8", "4.5x4.5", "4.5x6", "4.5x8", "5x3.5", "5x7",
                            "5x5", "6x4", "6x6", "6x8", "6x9"}) {
     EXPECT_EQ(query_with("INFO MEDIA", std::string(name) + "\r\n").value("ActPrintMediaInfo"),

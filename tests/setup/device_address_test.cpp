@@ -47,7 +47,7 @@ TEST(DeviceAddress, DeviceFileBecomesPath) {
   EXPECT_EQ(used_for("/dev/a%b?c"), "k905:/dev/a%25b%3Fc");
 }
 
-TEST(DeviceAddress, WhatTheBackendCannotReachHasNoEquivalent) {
+TEST(DeviceAddress, AddressTheBackendCannotReachHasNoEquivalent) {
   for (const char* device : {"", "photo", "serial:/dev/ttyS0?baud=9600", "file:///dev/null",
                              "lpd://10.0.0.7/p", "ipp://10.0.0.7/ipp", "k905://host/path"}) {
     EXPECT_EQ(used_for(device, kOne), "") << device;

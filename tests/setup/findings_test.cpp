@@ -33,7 +33,7 @@ TEST(Findings, AsJsonAreOneLine) {
             "\n");
 }
 
-TEST(Findings, AsJsonAreValidWhateverAJobIsCalled) {
+TEST(Findings, AsJsonAreValidForAnyJobName) {
   Findings findings;
   findings.note("job 7 (\xff\x01) is held");
   EXPECT_EQ(as_json("photo", findings),

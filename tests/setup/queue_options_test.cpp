@@ -12,7 +12,7 @@ using testing::HasSubstr;
 using testing::Optional;
 using testing::Pair;
 
-TEST(QueueOptions, ChoicesOfThePpdFileAreAddedAsTheFileNamesThem) {
+TEST(QueueOptions, ChoicesAreAddedInTheSpellingOfThePpdFile) {
   QueueOptions options;
   EXPECT_EQ(add_option(options, "StpLaminate=Matte"), std::nullopt);
   EXPECT_EQ(add_option(options, "PageSize=10x15"), std::nullopt);
@@ -28,7 +28,7 @@ TEST(QueueOptions, TheLastOfTwoChoicesWins) {
   EXPECT_THAT(options.choices, ElementsAre(Pair("StpLaminate", "Glossy")));
 }
 
-TEST(QueueOptions, AttributesOfTheQueueAreKeptApartWithAllOfTheirText) {
+TEST(QueueOptions, AttributesOfTheQueueAreSeparatedWithTheirFullText) {
   QueueOptions options;
   EXPECT_EQ(add_option(options, "printer-info=a=b, c"), std::nullopt);
   EXPECT_EQ(add_option(options, "printer-location="), std::nullopt);
@@ -37,7 +37,7 @@ TEST(QueueOptions, AttributesOfTheQueueAreKeptApartWithAllOfTheirText) {
   EXPECT_TRUE(options.choices.empty());
 }
 
-TEST(QueueOptions, WhatDoesNotExistIsRefusedAndAddsNothing) {
+TEST(QueueOptions, UnknownOptionsAreRefusedAndAddNothing) {
   const std::pair<const char*, const char*> wrong[] = {
       {"StpLaminate=Mate", "StpLaminate is one of Glossy, Matte, not \"Mate\""},
       {"StpGama=1200", "unknown option \"StpGama\"; known options: PageSize, "},
@@ -67,7 +67,7 @@ TEST(QueueOptions, AProfileIsOneThatTheModelOffers) {
               Optional(HasSubstr("is one of None, ByPaper, sRGB")));
 }
 
-TEST(FindModel, KnowsNamesInAnyCaseAndNoOthers) {
+TEST(FindModel, AcceptsKnownNamesInAnyCaseOnly) {
   EXPECT_STREQ(find_model("k905")->name, "K905");
   EXPECT_STREQ(find_model("RS-30")->name, "RS-30");
   EXPECT_EQ(find_model("K906"), nullptr);

@@ -12,7 +12,7 @@ std::optional<Command> parse(const std::string& line) {
   return parse_command(line, 2, error);
 }
 
-TEST(Commands, EveryUsageIsUnderstood) {
+TEST(Commands, EveryUsageIsAccepted) {
   for (const CommandUsage& usage : command_usages()) {
     std::string line = usage.text;
     line.erase(std::min(line.find('['), line.size()));
@@ -33,7 +33,7 @@ TEST(Commands, NumberInFrontSelectsThePrinter) {
   EXPECT_FALSE(parse("3 jam"));
 }
 
-TEST(Commands, EventOfTheLineHasAByteAndASheet) {
+TEST(Commands, ConnectionEventHasAByteAndASheet) {
   const auto event = [](const std::string& line) {
     return std::get<LineCommand>(parse(line)->action);
   };

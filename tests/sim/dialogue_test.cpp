@@ -53,7 +53,7 @@ std::string question(const std::string& group, const std::string& name) {
   return wire_command(group, name, kBlanks);
 }
 
-TEST(Dialogue, QuestionsAndSheetsAreToldApart) {
+TEST(Dialogue, QuestionsAndSheetsAreDistinguished) {
   const std::string stream = question("STATUS", "") + wire_sheet({}) + question("INFO", "MQTY") +
                              wire_sheet({}) + question("TBL_RD", "Version");
   EXPECT_EQ(Client().send(stream).disconnect().events,
@@ -69,7 +69,7 @@ TEST(Dialogue, PiecesOfAnySizeMakeNoDifference) {
   }
 }
 
-TEST(Dialogue, PixelsThatLookLikeAQuestionAreNone) {
+TEST(Dialogue, PixelsThatLookLikeAQuestionAreNotAnswered) {
   // The pixels are exactly the bytes of a question.
   const std::string words = question("STATUS", "");
   SheetContent sheet{.width = 32, .height = 1};
@@ -99,7 +99,7 @@ TEST(Dialogue, ProtocolErrorIsReportedOnceAndTheRestIsIgnored) {
   EXPECT_EQ(client.events, Events{"protocol error at 0"});
 }
 
-TEST(Dialogue, ClientThatLeavesInsideASheetIsReported) {
+TEST(Dialogue, ClientThatDisconnectsInsideASheetIsReported) {
   const std::string sheet = wire_sheet({});
   for (const std::size_t kept :
        {std::size_t{1}, std::size_t{31}, std::size_t{32}, std::size_t{500}, sheet.size() - 1}) {
@@ -109,7 +109,7 @@ TEST(Dialogue, ClientThatLeavesInsideASheetIsReported) {
   }
 }
 
-TEST(Dialogue, ClientThatLeavesBetweenSheetsIsFine) {
+TEST(Dialogue, ClientMayDisconnectBetweenSheets) {
   EXPECT_EQ(Client().disconnect().events, Events{});
   EXPECT_EQ(Client().send(wire_sheet({})).disconnect().events, Events{"sheet 3x2"});
 }

@@ -24,7 +24,7 @@ TEST(Faults, HealthyPrinterAnswersInOnePieceAtOnce) {
   expect_pieces(pieces(FaultKind::none), {{"12345\r\n"}});
 }
 
-TEST(Faults, SilentPrinterSaysNothing) { expect_pieces(pieces(FaultKind::silent), {}); }
+TEST(Faults, SilentPrinterSendsNothing) { expect_pieces(pieces(FaultKind::silent), {}); }
 
 TEST(Faults, SlowPrinterPausesBeforeBothHalves) {
   expect_pieces(pieces(FaultKind::slow), {{"12", kPause}, {"345\r\n", kPause}});
@@ -59,7 +59,7 @@ TEST(Faults, FaultOfOneQuestionLeavesTheOthersAlone) {
   expect_pieces(pieces_of_reply("a", fault, "MQTY_DEFAULT", false), {{"a\r\n"}});
 }
 
-TEST(Faults, SevenNamesAreKnown) {
+TEST(Faults, SevenNamesAreAccepted) {
   for (const char* name : {"silent", "slow", "split", "cut", "long", "garbage", "busy"}) {
     EXPECT_TRUE(fault_named(name).has_value()) << name;
   }

@@ -31,9 +31,9 @@ std::string report_of(const std::vector<std::string>& arguments) {
   return ask(printer).report;
 }
 
-TEST(Info, HealthyPrinterGivesTheWholeReport) { EXPECT_EQ(report_of({}), expected_report()); }
+TEST(Info, HealthyPrinterGivesTheCompleteReport) { EXPECT_EQ(report_of({}), expected_report()); }
 
-TEST(Info, OneClientAfterTheOther) {
+TEST(Info, SuccessiveClientsGetTheSameReport) {
   const SimulatedPrinter printer;
   for (int round = 0; round < 4; ++round) {
     EXPECT_EQ(ask(printer).report, expected_report());
@@ -68,7 +68,7 @@ TEST(Info, EveryFieldOfThePrinterArrives) {
       "ActPrintResolution = 300x600\r\n");
 }
 
-TEST(Info, EveryModelIsKnown) {
+TEST(Info, EveryModelIsRecognized) {
   EXPECT_EQ(report_of({"--model", "RS-30"}),
             expected_report({{"PrintVersion", "RS-30 1.00"}, {"ActPrintVersion", "RS-30"}}));
   EXPECT_EQ(report_of({"--model", "RV-40"}),
@@ -122,14 +122,14 @@ TEST(Info, SplitLineEndDoesNotReachTheNextClient) {
   EXPECT_EQ(ask(printer).report, expected_report());
 }
 
-TEST(Info, AnswerCutOffIsTakenAsFarAsItCame) {
+TEST(Info, TruncatedAnswerIsUsed) {
   const SimulatedPrinter printer({"--fault", "cut", "--fault-on", "FREE_PBUFFER"});
   const Asked asked = ask(printer);
   EXPECT_EQ(asked.report, expected_report({{"PrintFreeBuff", "FB (-1)"}}));
   EXPECT_GE(asked.took, milliseconds(1500));
 }
 
-TEST(Info, AnswerTooLongIsCutAndItsRestIsForgottenWithTheClient) {
+TEST(Info, OverlongAnswerIsCutAndItsRestEndsWithTheClient) {
   const SimulatedPrinter printer({"--fault", "long", "--fault-on", "CTRLD_CHKSUM"});
   for (int round = 0; round < 2; ++round) {
     // 63 characters fit: four of the reply and 59 more.
@@ -138,7 +138,7 @@ TEST(Info, AnswerTooLongIsCutAndItsRestIsForgottenWithTheClient) {
   }
 }
 
-TEST(Info, AnswersThatAreAllTooLongStillGiveAWholeReport) {
+TEST(Info, OverlongAnswersGiveACompleteReport) {
   // STATUS reads 127 of its 302 bytes; FVER gets the next 127.
   const std::string report = report_of({"--fault", "long"});
   EXPECT_TRUE(report.starts_with("Version = v1.0\r\nPrintStatus = Idling (0)\r\nPrintVersion = " +
@@ -148,7 +148,7 @@ TEST(Info, AnswersThatAreAllTooLongStillGiveAWholeReport) {
   EXPECT_TRUE(report.ends_with("\r\n"));
 }
 
-TEST(Info, GarbageIsTakenAsTextUpToItsNul) {
+TEST(Info, GarbageIsReadAsTextUpToItsNul) {
   // Seven characters before the NUL, fifteen bytes with the line end: enough for the status and the
   // free buffers, whose characters are not digits, and for the 50 that is subtracted from the
   // remaining quantity.
@@ -210,7 +210,7 @@ TEST(Info, InfoAsSecondArgumentAsksNothing) {
   EXPECT_EQ(child.log.find("query printer info"), std::string::npos);
 }
 
-TEST(Info, InfoWithAnEqualsSignAsksAllTheSame) {
+TEST(Info, InfoWithAnEqualsSignAsksToo) {
   const SimulatedPrinter printer;
   const ChildResult child = run_filter({"--info=now", printer.path()});
   EXPECT_EQ(child.status, 0);

@@ -33,7 +33,7 @@ TEST(InfoTimeouts, SilentPrinterCostsThirtySevenAndAHalfSecondsAndGivesAnEmptyRe
   EXPECT_GE(asked.took, milliseconds(37500));
 }
 
-TEST(InfoTimeouts, PrinterThatCutsEveryAnswerIsTakenAsFarAsItCame) {
+TEST(InfoTimeouts, TruncatedAnswersAreUsed) {
   // The first half of each reply, rounded down.
   const Asked asked = ask({"--fault", "cut"});
   EXPECT_EQ(asked.child.output, report_of({{"PrintVersion", "K905"},

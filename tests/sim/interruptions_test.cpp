@@ -109,7 +109,7 @@ TEST_F(Interruptions, SheetIsCutOffAtTheByte) {
   EXPECT_EQ(line(), "sheet 1: " + kPrinted + ", 399 left");
 }
 
-TEST_F(Interruptions, SheetThatWasTakenIsPrintedThoughTheLineIsLostAfterIt) {
+TEST_F(Interruptions, ReceivedSheetIsPrintedAfterALostConnection) {
   start();
   const Connection client = connect_to();
   command("disconnect after 2");
@@ -149,7 +149,7 @@ TEST_F(Interruptions, PowerCycleKeepsTheCountersAndLosesTheBuffers) {
   EXPECT_EQ(again.ask(kLife), "CL0001234");
 }
 
-TEST_F(Interruptions, HeldLineTakesNothingUntilItContinues) {
+TEST_F(Interruptions, HeldConnectionAcceptsNoDataUntilItContinues) {
   start();
   const Connection client = connect_to();
   command("hold at 1000");
@@ -195,7 +195,7 @@ TEST_F(Interruptions, CountersMoveWhenTheSheetIsOut) {
   EXPECT_EQ(client.ask(kLife), "CL0001235");
 }
 
-TEST_F(Interruptions, SheetWithoutAFreeBufferIsNotTaken) {
+TEST_F(Interruptions, SheetWithoutAFreeBufferIsNotAccepted) {
   start({"--free-buffers", "1", "--keep-buffers"});
   const Connection client = connect_to();
   command("cover open");
@@ -208,7 +208,7 @@ TEST_F(Interruptions, SheetWithoutAFreeBufferIsNotTaken) {
   EXPECT_EQ(client.ask(""), "FBP01");
 }
 
-TEST_F(Interruptions, DataIsTakenAtTheRate) {
+TEST_F(Interruptions, DataIsReadAtTheGivenRate) {
   start({"--rate", "20"});
   const Connection client = connect_to();
   const auto begin = std::chrono::steady_clock::now();
@@ -221,7 +221,7 @@ TEST_F(Interruptions, DataIsTakenAtTheRate) {
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(350));
 }
 
-TEST_F(Interruptions, LinkLeadsToTheTerminalThatIsThere) {
+TEST_F(Interruptions, LinkPointsToTheCurrentTerminal) {
   const ScratchFolder folder;
   const std::string link = folder.path() + "/lp0";
   start({"--link", link});

@@ -19,7 +19,7 @@ TEST(PrinterState, EveryFieldCanBeSetAndReadBack) {
   }
 }
 
-TEST(PrinterState, NumbersStopWhereTheReplyHasNoMoreDigits) {
+TEST(PrinterState, NumbersAreLimitedToTheDigitsOfTheReply) {
   PrinterState state;
   const StateField& remaining = *find_state_field("remaining");
   EXPECT_EQ(set_field(state, remaining, "9949"), std::nullopt);
@@ -56,7 +56,7 @@ TEST(StateFile, LinesSetFieldsCommentsAndEmptyLinesDoNot) {
   EXPECT_EQ(state.remaining, 7);
 }
 
-TEST(StateFile, WrongLineIsNamedAndNothingIsTakenOver) {
+TEST(StateFile, InvalidLineIsNamedAndNothingIsApplied) {
   PrinterState state;
   EXPECT_EQ(parse_state("remaining = 7\n\nstatus = open\n", state),
             "line 3: 'open' is not a number from 0 to 99999");
@@ -97,7 +97,7 @@ TEST(StateFile, SavedStateIsReadBack) {
   EXPECT_TRUE(folder.read("state")->starts_with("# mine\nmodel = RV-40\n"));
 }
 
-TEST(StateFile, FileThatCannotBeWrittenIsSaid) {
+TEST(StateFile, UnwritableFileIsReported) {
   EXPECT_EQ(save_state("/nonexistent/state", PrinterState{}),
             "/nonexistent/state.new cannot be written");
 }

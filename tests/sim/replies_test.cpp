@@ -9,7 +9,7 @@ std::string info(const PrinterState& state, const std::string& name) {
 }
 
 // The positions are those from which a driver reads the number.
-TEST(Replies, NumbersStandWhereDriversReadThem) {
+TEST(Replies, NumbersAreAtTheOffsetsThatDriversRead) {
   PrinterState state;
   state.free_buffers = 3;
   state.initial = 400;
@@ -51,7 +51,7 @@ TEST(Replies, FirmwareNamesTheModel) {
   EXPECT_EQ(info(state, "FVER"), "RV-40W 2.10");
 }
 
-TEST(Replies, ResolutionIsToldByTheFirstOfTheTwo) {
+TEST(Replies, HorizontalResolutionSelectsTheMode) {
   PrinterState state;
   EXPECT_EQ(info(state, "RESOLUTION_H"), "0300");
   state.resolution = "300x600";
@@ -59,7 +59,7 @@ TEST(Replies, ResolutionIsToldByTheFirstOfTheTwo) {
   EXPECT_EQ(info(state, "RESOLUTION_V"), "0300");
 }
 
-TEST(Replies, TextsGoOutAsTheyAre) {
+TEST(Replies, TextsAreSentUnchanged) {
   PrinterState state;
   state.media = "5x7";
   state.serial = "ABC 1";

@@ -129,7 +129,7 @@ TEST(Simulator, InterruptAndTerminationEndItCleanly) {
   }
 }
 
-TEST(Simulator, SheetIsToldCountedAndKeptAsTheCustomerHoldsIt) {
+TEST(Simulator, SheetIsReportedCountedAndSavedUnmirrored) {
   const ScratchFolder folder;
   SimulatedPrinter printer({"--sheets", folder.path() + "/prints"});
   ASSERT_TRUE(printer.send(wire_sheet({})));
@@ -145,7 +145,7 @@ TEST(Simulator, SheetIsToldCountedAndKeptAsTheCustomerHoldsIt) {
   EXPECT_EQ(ask(printer), expected_report(after(1)));
 }
 
-TEST(Simulator, SheetIsKeptWithoutTheMarginsBeyondThePaper) {
+TEST(Simulator, SheetIsSavedWithoutTheMarginsOutsideThePaper) {
   SheetContent sheet;
   sheet.width = 1920;
   sheet.height = 1240;
@@ -210,7 +210,7 @@ TEST(Simulator, SheetThatCannotBeStoredIsReportedAndIsExitStatusOne) {
   EXPECT_EQ(printer.end(SIGTERM), 1);
 }
 
-TEST(Simulator, MatteSheetsAreCountedApart) {
+TEST(Simulator, MatteSheetsAreCountedSeparately) {
   SimulatedPrinter printer;
   ASSERT_TRUE(printer.send(wire_sheet({.matte = true, .cutter = "00000120"})));
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, matte, cutter 120, 399 left");
@@ -219,7 +219,7 @@ TEST(Simulator, MatteSheetsAreCountedApart) {
   EXPECT_EQ(ask(printer), expected_report(lines));
 }
 
-TEST(Simulator, AskPrintAskAgainAndFewerPrintsAreLeft) {
+TEST(Simulator, FewerPrintsAreLeftAfterASheet) {
   std::mt19937 random(905);
   RasterPage page = blank_page(page_header(1844, 1240));
   fill_with_gradient(page, random);
@@ -263,7 +263,7 @@ TEST(Simulator, ProtocolErrorIsADataErrorUntilTheNextValidSheet) {
   EXPECT_EQ(ask(printer), expected_report(after(1)));
 }
 
-TEST(Simulator, ClientThatLeavesInsideASheetDoesNotSpoilTheNext) {
+TEST(Simulator, DisconnectInsideASheetDoesNotAffectTheNextClient) {
   SimulatedPrinter printer;
   ASSERT_TRUE(printer.send(wire_sheet({}).substr(0, 2000)));
   EXPECT_TRUE(printer.next_line().starts_with("data error: "));
@@ -332,7 +332,7 @@ TEST(Simulator, ClientThatNeverReadsCostsLittleMemoryAndLosesNoReply) {
   close(client);
 }
 
-TEST(Simulator, TerminalClientThatNeverReadIsForgottenWhenItLeaves) {
+TEST(Simulator, RepliesToATerminalClientAreDiscardedWhenItCloses) {
   SimulatedPrinter printer({"--listen", "0"});
   const int network = connect_to(printer.next_line());
   const int client = open(printer.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
@@ -401,7 +401,7 @@ TEST(Simulator, StatusIsPrintingWhileASheetComesIn) {
   close(client);
 }
 
-TEST(Simulator, StateFileIsMadeWrittenBackAndObeyedWhileItRuns) {
+TEST(Simulator, StateFileIsCreatedUpdatedAndReadWhileRunning) {
   const ScratchFolder folder;
   const std::string path = folder.path() + "/state";
   SimulatedPrinter printer({"--state", path, "--remaining", "9"});
@@ -418,7 +418,7 @@ TEST(Simulator, StateFileIsMadeWrittenBackAndObeyedWhileItRuns) {
                                            {"PrintVolumeLifeCounter", "CL0001235 (1235)"}}));
 }
 
-TEST(Simulator, StateFileOfAnEarlierRunIsTakenUp) {
+TEST(Simulator, StateFileOfAnEarlierRunIsUsed) {
   const ScratchFolder folder;
   const std::string path = folder.write("state", "media = 6x4\nremaining = 3\n");
   const SimulatedPrinter printer({"--state", path});
@@ -448,7 +448,7 @@ TEST(Simulator, WrongStateFileIsAUsageErrorThatNamesTheLine) {
                            "Run with --help for more information.\n");
 }
 
-TEST(Simulator, PortThatIsTakenIsSaid) {
+TEST(Simulator, PortInUseIsReported) {
   SimulatedPrinter printer({"--listen", "0"});
   const std::string listening = printer.next_line();
   const std::string port = listening.substr(listening.rfind(':') + 1);

@@ -260,7 +260,7 @@ TEST_F(Soak, ALongJobIsPrintedInOrderAndHoldsNoMoreThanAShortOne) {
   expect_flat(figures.front(), figures.back());
 }
 
-TEST_F(Soak, ManyJobsOneAfterTheOtherAreAllAlikeToThePrinter) {
+TEST_F(Soak, ManySuccessiveJobsSendTheSameBytes) {
   const unsigned jobs = from_environment("K905_SOAK_JOBS", 20);
   constexpr unsigned kPages = 2;
   Line line;

@@ -22,7 +22,7 @@ std::string queue_on(const std::string& device, const std::vector<Queue>& queues
   return queue == nullptr ? "" : queue->name;
 }
 
-TEST(AddressIn, KnowsThePrintersThatCanBeAskedFromHere) {
+TEST(AddressIn, AcceptsPrintersThatCanBeAskedFromThisComputer) {
   const PrinterAddress host{.kind = Kind::kNetwork, .name = "10.0.0.1", .port = "9100"};
   EXPECT_EQ(address_in("k905://10.0.0.1"), host);
   EXPECT_EQ(address_in("socket://10.0.0.1:9100/?waiteof=no"), host);

@@ -87,7 +87,7 @@ TEST(AsText, StartsWithNameAndState) {
             "  prints left       73\n");
 }
 
-TEST(AsText, TheReasonTakesThePlaceOfTheStatus) {
+TEST(AsText, ReasonReplacesTheStatus) {
   PrinterState printer;
   printer.device = "/dev/usb/lp0";
   printer.message = "No such file or directory";
@@ -110,7 +110,7 @@ TEST(AsText, SeveralPrintersAreATable) {
             "/dev/usb/lp1  not reachable  -     -      -       No such file or directory\n");
 }
 
-TEST(AsJson, SeveralPrintersAreALineEach) {
+TEST(AsJson, SeveralPrintersHaveALineEach) {
   EXPECT_EQ(as_json({ready(), ready()}), as_json({ready()}) + as_json({ready()}));
 }
 

@@ -86,7 +86,7 @@ TEST(StatusProgram, BusyPrinterIsExitStatusZero) {
   EXPECT_THAT(result.output, StartsWith(printer.path() + ": busy, Head cooling down\n"));
 }
 
-TEST(StatusProgram, AnUnknownCodeIsToldAsOne) {
+TEST(StatusProgram, UnknownCodeIsReportedAsUnknown) {
   const SimulatedPrinter printer({"--status", "4711"});
   const ChildResult result = status({"-j", printer.path()});
   EXPECT_EQ(result.status, 1);
@@ -120,7 +120,7 @@ TEST(StatusProgram, MissingDeviceIsExitStatusTwo) {
 }
 
 // Each test uses its own terminal, because devices are locked while they are queried.
-TEST(StatusProgram, SomethingThatAnswersNothingIsNotReachable) {
+TEST(StatusProgram, DeviceWithoutAnswersIsNotReachable) {
   const k905::Descriptor other_end(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
   ASSERT_EQ(grantpt(other_end.get()) + unlockpt(other_end.get()), 0);
   const std::string path = ptsname(other_end.get());
@@ -213,7 +213,7 @@ TEST(StatusProgram, MetricsFollowTheTextFormatAndExitWithZero) {
                                             "k905_free_buffers", "k905_life_counter_total"}));
 }
 
-TEST(StatusProgram, WatchingTellsAgainAndAgain) {
+TEST(StatusProgram, WatchReportsRepeatedly) {
   const SimulatedPrinter printer;
   RunningProgram program(kProgram, {"--json", "--watch", "0.1", printer.path()}, environment());
   EXPECT_TRUE(program.wait_for_output("\"state\": \"ready\"", 3));
@@ -236,7 +236,7 @@ TEST(StatusProgram, WaitingEndsWhenThePrinterIsReady) {
   EXPECT_THAT(program.output(), HasSubstr(": ready, Idling\n"));
 }
 
-TEST(StatusProgram, WaitingHasItsLimit) {
+TEST(StatusProgram, WaitEndsAtItsLimit) {
   const SimulatedPrinter printer({"--status", "1"});
   const ChildResult result =
       status({"--wait-ready", "--watch", "0.2", "--timeout", "0.5", printer.path()});
