@@ -194,7 +194,7 @@ class WholeJobs(Backend):
             self.assertRegex(found, line)
         self.assertIn("network k905 ", listed)
 
-    def test_a_uri_of_another_kind_stops_the_queue_with_a_sentence(self):
+    def test_a_uri_of_another_kind_stops_the_queue_with_a_message(self):
         done = subprocess.run([BUILD / "k905", "7", "me", "photos", "1", ""],
                               env={"DEVICE_URI": "k905:lp0"}, stdin=subprocess.DEVNULL,
                               capture_output=True, text=True, timeout=60)
@@ -224,7 +224,7 @@ class Waiting(Backend):
         self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1])
 
-    def test_every_condition_is_shown_and_taken_back(self):
+    def test_every_condition_is_shown_and_cleared(self):
         for code, keyword in [(1000, "cover-open-error"), (1200, "marker-supply-empty-error"),
                               (1300, "media-jam-error"), (1500, "media-needed-error"),
                               (2300, "other-error"), (4711, "other-error")]:
@@ -263,7 +263,7 @@ class Waiting(Backend):
         self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1])
 
-    def test_nothing_is_sent_while_somebody_elses_sheet_is_printed(self):
+    def test_nothing_is_sent_while_a_sheet_of_another_computer_is_printed(self):
         self.sim.set(status=1)
         run = self.start(numbered_sheets.sheet(1))
         self.sim.wait_for_questions("STATUS", 4)
@@ -301,7 +301,7 @@ class Interruptions(Backend):
                 self.assertEqual(self.sim.numbers()[done:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 4)
 
-    def test_killing_the_process_group_in_a_sheet_leaves_it_whole(self):
+    def test_killing_the_process_group_in_a_sheet_leaves_it_complete(self):
         for byte in (1, 40, SHEET_BYTES // 2, SHEET_BYTES - 40):
             with self.subTest(byte=byte):
                 done = len(self.sim.numbers())
@@ -318,7 +318,7 @@ class Interruptions(Backend):
                 self.assertEqual(self.sim.numbers()[done:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 4)
 
-    def test_a_sheet_torn_by_the_end_of_the_machine_is_sent_again(self):
+    def test_a_sheet_cut_when_the_backend_is_killed_is_sent_again(self):
         self.sim.hold(SHEET_BYTES // 2, 2)
         run = self.start(numbered_sheets.job(3))
         self.sim.wait_until_holding(SHEET_BYTES // 2, 2)
@@ -329,7 +329,7 @@ class Interruptions(Backend):
         self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3], torn=1)
 
-    def test_a_sheet_that_came_out_before_the_end_of_the_machine_is_not_sent_again(self):
+    def test_a_sheet_printed_before_the_backend_is_killed_is_not_sent_again(self):
         self.sim.command("unplug after 2")
         run = self.start(numbered_sheets.job(3))
         self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the lost line")
@@ -499,7 +499,7 @@ class Records(Backend):
 
 
 class LostLines(Backend):
-    def test_a_line_cut_inside_a_sheet_sends_that_sheet_again(self):
+    def test_a_connection_lost_inside_a_sheet_sends_that_sheet_again(self):
         for byte in (1, 33, 1200, SHEET_BYTES // 2, SHEET_BYTES - 1):
             with self.subTest(byte=byte):
                 before = len(self.sim.numbers())
@@ -509,7 +509,7 @@ class LostLines(Backend):
                 self.assertEqual(self.sim.numbers()[before:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 5, torn=5)
 
-    def test_a_line_cut_after_a_sheet_does_not_send_it_again(self):
+    def test_a_connection_lost_after_a_sheet_does_not_send_it_again(self):
         self.sim.command("disconnect after 2")
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.log_lines())
@@ -518,7 +518,7 @@ class LostLines(Backend):
 
 @unittest.skipUnless(os.geteuid() == 0, "only root has rights to give up")
 class Rights(Backend):
-    def test_both_processes_give_up_root(self):
+    def test_both_processes_drop_root_privileges(self):
         self.sim.set(status=1000)
         run = self.start(numbered_sheets.sheet(1))
         self.wait_until(lambda: "STATE: +cover-open-error" in run.log_lines(), "the reason")

@@ -282,7 +282,7 @@ class Ribbon(ThroughCups):
         super().setUp()
         self.seen = 0
 
-    def test_what_is_loaded_decides(self):
+    def test_the_loaded_ribbon_decides(self):
         self.sim.set(media="6x8")
         self.assert_sheets(self.submit(), PAGES // 2, is_shared=True)
         self.assert_sheets(self.submit("K905Ribbon=6x4"), PAGES, is_shared=False)

@@ -321,7 +321,7 @@ class Pictures(ThroughCups):
         (sheet,) = self.sheets(self.print(wide), SIX_BY_EIGHT)
         self.assert_sheet(sheet, SIX_BY_EIGHT, corners=turned(CORNERS, 1), tolerance=1)
 
-    def test_landscape_leaves_a_wide_picture_as_it_is(self):
+    def test_landscape_does_not_change_a_wide_photo(self):
         self.add_queue()
         (sheet,) = self.sheets(self.print(self.jpeg(), options=["landscape"]))
         self.assert_sheet(sheet)
@@ -400,7 +400,7 @@ class Photos(ThroughCups):
             with self.subTest(photo=photo.name):
                 self.assert_same(photo, [], [])
 
-    def test_a_size_of_its_own_is_left_to_the_usual_filter(self):
+    def test_a_job_with_scaling_options_is_left_to_the_default_filter(self):
         self.cups.add_queue(self.queue)
         page = artwork.circle_png(self.art / "small.png", 450, 300, 200)
         for option, diameter in (("ppi=100", 600), ("ppi=150", 400), ("print-scaling=none", 300)):
@@ -410,7 +410,7 @@ class Photos(ThroughCups):
                 self.assertAlmostEqual(right - left, diameter, delta=3)
                 self.assertAlmostEqual(bottom - top, diameter, delta=3)
 
-    def test_a_malformed_photo_prints_nothing_and_says_why(self):
+    def test_a_malformed_photo_is_reported_and_not_printed(self):
         self.cups.add_queue(self.queue)
         whole = self.photos()[2].read_bytes()
         bomb = bytearray(artwork.png(self.art / "bomb.png", 9, 9).read_bytes())
@@ -645,7 +645,7 @@ class Driverless(ThroughCups):
         self.assertEqual(self.filters_of(self.print(self.pdf())),
                          ["pdftopdf", "gstoraster", "rastertok905job"])
 
-    def test_what_a_client_chooses_is_what_comes_out(self):
+    def test_choices_of_a_client_are_printed(self):
         self.cups.add_queue(self.queue)
         page = self.page("urf")
         media = ("collection media-col {{ MEMBER collection media-size {{ MEMBER integer x-dimension {} "
@@ -667,7 +667,7 @@ class Driverless(ThroughCups):
                 red = sheet["colors"][0]
                 self.assertEqual(len(set(red)) == 1, is_gray, red)
 
-    def test_a_client_may_ask_for_less_than_the_queues_defaults(self):
+    def test_a_client_may_turn_off_defaults_of_the_queue(self):
         self.cups.add_queue(self.queue, ColorModel="Gray", Resolution="300x600dpi", StpLaminate="Matte")
         page = self.page("pwg")
         (sheet,) = self.sheets(self.submit(page))
@@ -678,7 +678,7 @@ class Driverless(ThroughCups):
         self.assertEqual((sheet["height"], sheet["matte"]), (2480, False))
         self.assertEqual(sheet["colors"][0], list(RED))
 
-    def test_a_queue_says_what_a_client_may_choose(self):
+    def test_a_queue_lists_the_choices_for_clients(self):
         self.cups.add_queue(self.queue)
         for name, expected in (("document-format-supported", {"image/urf", "image/pwg-raster"}),
                                ("print-quality-supported", {4, 5}),
@@ -749,7 +749,7 @@ class Media(ThroughCups):
 class Choices(ThroughCups):
     """What is chosen in a print dialog for one job, on a queue with other defaults."""
 
-    def test_six_by_eight_and_matte_are_what_comes_out(self):
+    def test_6x8_and_matte_reach_the_printer(self):
         self.add_queue()
         options = ["PageSize=w432h576", "StpLaminate=Matte"]
         for file, slack in ((self.png(SIX_BY_EIGHT), 0), (self.pdf(SIX_BY_EIGHT), DOCUMENT_SLACK)):
@@ -800,7 +800,7 @@ class Choices(ThroughCups):
         # (200 - 128) x 1.2 + 128 = 214.4
         self.assert_sheet(sheet, center=(214, 214, 214), tolerance=1)
 
-    def test_a_switch_of_the_queue_is_taken_back(self):
+    def test_a_job_turns_off_a_switch_of_the_queue(self):
         self.add_queue(StpLinearContrast="True")
         gray = artwork.png(self.art / "light.png", 900, 600, (200, 200, 200))
         (sheet,) = self.sheets(self.print(gray, options=["StpLinearContrast=False"]))
@@ -846,7 +846,7 @@ class Choices(ThroughCups):
         self.assertEqual((single["width"], single["height"]), (1920, 1240))
         self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 2"])
 
-    def test_a_profile_of_one_job_is_looked_for_and_told_of(self):
+    def test_a_profile_of_one_job_is_searched_and_logged(self):
         self.add_queue()
         job = self.print(self.png(), options=["ICCProfile=pm-905-wd-251126-5.icm"])
         self.assertIn("K905-1: ICC Profile specified: pm-905-wd-251126-5.icm", self.cups.log_of(job))
@@ -857,7 +857,7 @@ class Choices(ThroughCups):
         self.assertIn("K905-1: ICC conversion not enabled or no profile specified",
                       self.cups.log_of(job))
 
-    def test_a_job_whose_choices_cannot_be_applied_prints_and_says_so(self):
+    def test_a_job_whose_choices_cannot_be_applied_prints_with_a_warning(self):
         # No space for the job's PPD file, as on a full disk.
         self.add_queue()
         front = self.cups.serverbin / "filter" / "rastertok905job"
@@ -886,7 +886,7 @@ class Jobs(ThroughCups):
         self.assertEqual(state["job-media-progress"], 100)
         self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 4"])
 
-    def test_a_canceled_job_ends_with_a_whole_sheet(self):
+    def test_a_canceled_job_ends_with_a_complete_sheet(self):
         self.add_queue(device=f"capture:{self.cups.captured}?pause=0.02")
         job = self.cups.submit(self.queue, self.pdf(centers=(CYAN, MAGENTA, BLACK)), copies=20,
                                options=["collate=true"])
@@ -1013,7 +1013,7 @@ class Jobs(ThroughCups):
         (sheet,) = self.sheets(job)
         self.assert_sheet(sheet)
 
-    def test_nothing_a_job_says_is_obeyed(self):
+    def test_no_text_of_a_job_is_a_command_to_cups(self):
         self.add_queue()
         harm = ("\nPAGE: 40 40\nATTR: job-media-progress=7 marker-levels=3\nSTATE: +harm-done\n"
                 "ERROR: harm\nPPD: StpLaminate=Matte\n")
@@ -1043,7 +1043,7 @@ class Jobs(ThroughCups):
                 self.assertNotIn("marker-levels=3", told)
         self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
 
-    def test_nothing_a_page_header_says_is_obeyed(self):
+    def test_no_text_of_a_page_header_is_a_command_to_cups(self):
         """Any user who may print can send a raster stream; the filter logs every text of its headers."""
         self.add_queue()
         raster = self.art / "page.ras"
@@ -1117,7 +1117,7 @@ class Simulator(ThroughCups):
 class Installation(unittest.TestCase):
     """What `cmake --install` and the uninstall target do, without a scheduler."""
 
-    def test_everything_lies_where_cups_looks_and_goes_away_again(self):
+    def test_files_are_installed_where_cups_searches_and_uninstalled(self):
         with tempfile.TemporaryDirectory() as scratch, private_cups.install_manifest_kept(BUILD):
             stage = pathlib.Path(scratch)
             subprocess.run([CMAKE, "--install", BUILD, "--prefix", "/usr"], check=True,

@@ -93,7 +93,7 @@ class SeveralHosts(unittest.TestCase):
         for number in (1, 2):
             self.sim.command(f"{number} continue")
 
-    def test_jobs_are_shared_and_each_comes_out_once(self):
+    def test_jobs_are_shared_and_each_is_printed_once(self):
         jobs = self.submit_with_both_stopped_at(1000000, 6)
         self.let_both_continue()
         self.assert_completed(jobs)
@@ -133,7 +133,7 @@ class SeveralHosts(unittest.TestCase):
         self.assertEqual(self.printed_by(1), 1)
         self.assert_each_printed_once(4)
 
-    def test_a_job_of_a_host_that_goes_away_in_a_sheet_comes_out_once(self):
+    def test_a_job_of_a_host_that_fails_in_a_sheet_is_printed_once(self):
         jobs = self.submit_with_both_stopped_at(1000001, 2)
         self.hosts[0].process.send_signal(signal.SIGKILL)
         self.hosts[0].process.wait()

@@ -217,7 +217,7 @@ class Completion(unittest.TestCase):
             self.assertIn("--paper", completed("./k905-print", "--", before=f"cd {folder}"))
             self.assertEqual(os.listdir(folder), ["k905-print"])
 
-    def test_only_what_goes_on_from_the_word_is_offered(self):
+    def test_only_completions_of_the_word_are_offered(self):
         self.assertEqual(completed("k905-print", "--pr"), {"--preview"})
         self.assertEqual(completed("k905-print", "--paper", "6x6"), {"6x6"})
 

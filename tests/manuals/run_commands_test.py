@@ -18,7 +18,7 @@ class Blocks(unittest.TestCase):
     def test_other_blocks_are_no_commands(self):
         self.assertEqual(run_commands.blocks("```\none\n```\n"), [])
 
-    def test_a_reason_stands_before_its_own_block_only(self):
+    def test_a_reason_applies_to_the_next_block_only(self):
         text = "<!-- not run: no printer -->\n```sh\none\n```\n\n```sh\ntwo\n```\n"
         self.assertEqual(run_commands.blocks(text), [("no printer", "one\n"), (None, "two\n")])
 
@@ -35,7 +35,7 @@ class Commands(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             return run_commands.run(commands, BUILD, folder, prepared)
 
-    def test_what_the_chapters_take_for_granted_is_there(self):
+    def test_files_that_the_chapters_use_exist(self):
         result = self.run_in_scratch(
             "test -s photo.jpg\ntest -s another.png\ntest -s page.ras\ntest -s job.prn\ntest -s K905.ppd\n",
             run_commands.PREPARED)
@@ -62,7 +62,7 @@ class Commands(unittest.TestCase):
         self.assertNotEqual(self.run_in_scratch(stale).returncode, 0)
 
 
-    def test_the_device_of_the_session_stands_for_the_one_of_the_run(self):
+    def test_the_device_of_the_session_is_replaced_by_the_one_of_the_run(self):
         (_, sound), (_, stale) = run_commands.blocks(
             "```console\n$ k905-sim --remaining 3\n/dev/pts/5\n\n$ echo \" it's /dev/pts/5\"\n"
             " it's /dev/pts/5\n```\n```console\n$ echo /dev/pts/5\n/dev/pts/6\n```\n")
@@ -85,7 +85,7 @@ class Links(unittest.TestCase):
             chapter.write_text(text)
             return run_commands.broken_links(chapter)
 
-    def test_sound_links_are_passed(self):
+    def test_valid_links_pass(self):
         self.assertEqual(self.found_in("# A (b)\n[x](other.md) [y](other.md#the-one) [z](#a-b)\n"), [])
 
     def test_a_missing_file_is_found(self):

@@ -45,7 +45,7 @@ class CheckCompileFlags(unittest.TestCase):
     def test_a_missing_flag_is_found(self):
         self.expect("-O2", "pipeline/a.cpp: -ffp-contract=off is missing")
 
-    def test_a_flag_that_is_taken_back_is_found(self):
+    def test_a_flag_that_a_later_one_cancels_is_found(self):
         self.expect(
             "-ffp-contract=off -ffp-contract=fast",
             "pipeline/a.cpp: -ffp-contract=fast takes back -ffp-contract=off",

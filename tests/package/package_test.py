@@ -149,7 +149,7 @@ class Contents(unittest.TestCase):
         completions = {path.name for path in self.data.glob("usr/share/bash-completion/completions/*")}
         self.assertEqual(completions, {path.name for path in (self.data / "usr/bin").iterdir()})
 
-    def test_nothing_lies_anywhere_else(self):
+    def test_nothing_is_installed_elsewhere(self):
         places = re.compile(r"usr/(bin|lib/cups/(filter|backend)|share/cups/(model/k905|mime)|share/man/man\d|"
                             r"share/doc/(rastertok905(/manual(/images)?)?|k905-print|k905-devtools)|"
                             r"share/bash-completion/completions|share/lintian/overrides|lib/systemd/system|"
@@ -158,7 +158,7 @@ class Contents(unittest.TestCase):
             if not path.is_dir():
                 self.assertRegex(str(path.relative_to(self.data)), places)
 
-    def test_permissions_are_those_the_print_system_wants(self):
+    def test_permissions_are_those_that_cups_requires(self):
         # The package may have been built under a umask that denies access to others.
         for line in "".join(call("dpkg-deb", "-c", file) for file in files()).splitlines():
             mode, owner, *_, name = line.split()
@@ -390,7 +390,7 @@ class Alone(unittest.TestCase):
 
 
 class Removal(unittest.TestCase):
-    def test_what_was_installed_goes_away_whole(self):
+    def test_uninstalling_removes_everything(self):
         with tempfile.TemporaryDirectory() as scratch:
             root = pathlib.Path(scratch)
             dpkg(root, "-i", *files())
@@ -443,7 +443,7 @@ class PackagedCups(private_cups.PrivateCups):
 
 
 class Upgrade(unittest.TestCase):
-    def test_queues_follow_with_their_jobs_and_a_purge_says_what_stays(self):
+    def test_queues_are_updated_with_their_jobs_and_a_purge_lists_what_stays(self):
         missing = private_cups.what_is_missing()
         if missing:
             self.skipTest(missing)

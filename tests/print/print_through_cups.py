@@ -121,7 +121,7 @@ class Print(BesideCups):
         (sheet,) = self.stream(self.cups.stream_of(job))
         self.assertTrue(sheet["matte"])
 
-    def test_every_picture_is_a_job_and_a_broken_one_takes_none_along(self):
+    def test_every_photo_is_a_job_and_a_broken_one_affects_no_other(self):
         self.add_queue()
         broken = self.art / "broken.jpg"
         broken.write_bytes(b"\xff\xd8\xff broken")
@@ -189,7 +189,7 @@ class Print(BesideCups):
         self.assertEqual(result.stdout, f"{sheet}\n")
         self.assertEqual(int.from_bytes(sheet.read_bytes()[20:24], "big"), 2401)
 
-    def test_the_default_queue_is_taken_when_none_is_named(self):
+    def test_the_default_queue_is_used_when_none_is_named(self):
         self.add_queue()
         self.assertIn("there is no default queue",
                       self.k905_print(self.picture(), status=1).stderr)
@@ -207,7 +207,7 @@ class Print(BesideCups):
         self.cups.finished(job)
         self.assertEqual(len(self.stream(self.cups.stream_of(job))), 1)
 
-    def test_what_cannot_be_printed_is_said(self):
+    def test_files_that_cannot_be_printed_are_reported(self):
         self.add_queue()
         photo = self.picture()
         self.assertIn("there is no queue nowhere",
@@ -355,7 +355,7 @@ class Watched(BesideCups):
         self.set_unfinished("sending", 99999)
         self.expect_a_second_print()
 
-    def test_somebody_elses_job_of_that_number_is_left_alone(self):
+    def test_a_job_of_another_user_with_that_number_is_not_changed(self):
         self.printed_once()
         self.cups.run("cupsdisable", self.queue)
         other = self.cups.submit(self.queue, self.picture(), title="other")
@@ -372,7 +372,7 @@ class Watched(BesideCups):
         self.expect_no_second_print()
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
 
-    def test_a_queue_that_holds_its_jobs_holds_these_too(self):
+    def test_a_queue_that_holds_its_jobs_holds_these_jobs(self):
         self.cups.run("lpadmin", "-p", self.queue, "-o", "job-hold-until-default=indefinite")
         self.put("a.png")
         with self.watch() as watch:
@@ -449,7 +449,7 @@ class Watch:
 class Status(BesideCups):
     """A device that the print system is printing on."""
 
-    def test_it_is_said_who_has_the_device_and_no_question_disturbs_the_job(self):
+    def test_a_device_in_use_is_reported_and_not_asked(self):
         printer, device = os.openpty()
         try:
             tty.setraw(device)

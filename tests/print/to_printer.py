@@ -213,7 +213,7 @@ class Lost(ToPrinter):
         self.ends(0)
         self.assert_printed(self.photos)
 
-    def test_without_the_printer_the_outcome_is_said_to_be_unknown(self):
+    def test_without_the_printer_the_outcome_is_reported_as_unknown(self):
         self.sim.command(f"unplug at {SHEET_BYTES // 2}")
         self.start("--json", "--timeout", "1", self.photos[0])
         self.ends(1)

@@ -82,7 +82,7 @@ class Migrated(WithSetup):
         self.assert_printed(self.numbers * 2)
         self.assertIn("ready to print", self.setup("--check", "booth").stdout)
 
-    def test_a_queue_that_is_printing_is_left_alone(self):
+    def test_a_queue_that_is_printing_is_not_changed(self):
         self.make_old_queue()
         job = self.submit_and_hold(1, 1000)
         refused = self.setup("--update", "--all", check=False)
@@ -93,7 +93,7 @@ class Migrated(WithSetup):
         self.assert_printed(self.numbers)
         self.assertEqual(self.sim.count("^question"), 0)
 
-    def test_a_line_that_only_takes_data_stays_on_its_address(self):
+    def test_a_printer_that_only_receives_keeps_its_address(self):
         # Some print servers pass nothing back; a queue on the backend would wait indefinitely.
         with socket.create_server(("127.0.0.1", 0)) as server:
             uri = f"socket://127.0.0.1:{server.getsockname()[1]}"

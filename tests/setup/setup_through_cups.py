@@ -122,7 +122,7 @@ class Setup(ThroughSetup):
         text = (self.cups.etc / "printers.conf").read_text()
         self.assertIn("ErrorPolicy retry-current-job", text.split(f"Printer {self.queue}>")[1])
 
-    def test_papers_are_known_by_both_names(self):
+    def test_papers_are_accepted_under_both_names(self):
         for paper, name in (("6x2*2", "w288h432-div2"), ("w432h432", "w432h432"), ("5x7", "w360h504")):
             made = self.setup(self.queue, "--device", self.device(), "--paper", paper, "--replace")
             self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
@@ -163,7 +163,7 @@ class Setup(ThroughSetup):
         self.assertEqual(replaced.returncode, 0, replaced.stdout + replaced.stderr)
         self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
 
-    def test_wrong_usage_is_told(self):
+    def test_wrong_usage_is_reported(self):
         for arguments in ((), ("--check",), ("q", "--paper"), ("q", "--no-such"), ("q", "r"),
                           ("--update",), ("--update", "--all", "q"), ("--all", "q"), ("--list", "q"),
                           ("--check", "--update", "q"), ("--check", "q", "--paper", "6x8"),
@@ -234,7 +234,7 @@ class Setup(ThroughSetup):
         self.addCleanup(folder.chmod, 0o755)
         self.check_finds("can be written to by others than root")
 
-    def test_what_check_says_of_permissions_is_true(self):
+    def test_check_reports_permissions_correctly(self):
         # The job must really hang: neither printed nor failed.
         self.add_queue()
         front = self.cups.serverbin / "filter" / "rastertok905job"
@@ -438,7 +438,7 @@ class OptionsOfTheQueue(ThroughSetup):
                      "print-scaling=fit"):
             self.assertIn(word, self.attributes())
 
-    def test_names_are_taken_in_any_case_and_papers_by_any_usual_name(self):
+    def test_names_are_accepted_in_any_case_and_papers_under_any_common_name(self):
         self.setup_well(self.queue, "--device", self.device(), "--model", "rv-40", "--paper", "15x20",
                         "--finish", "matte", "--ribbon", "AUTO")
         for line in ("*w432h576", "*Matte", "pm-rv-wd-251202-5.icm"):
@@ -533,7 +533,7 @@ class AddressOfTheDevice(ThroughSetup):
         policy = ipp.printer_attributes(self.cups.socket, self.queue)["printer-error-policy"]
         self.assertEqual(policy, "retry-current-job")
 
-    def test_no_printer_and_several_printers_are_errors_that_say_what_to_do(self):
+    def test_no_printer_and_several_printers_are_errors_with_advice(self):
         for devices, words in (("network socket\n", ("no printer is connected", "k905://ADDRESS:9100")),
                                ("direct k905://usb/7\ndirect k905://usb/8\n",
                                 ("--device", "k905://usb/7, k905://usb/8"))):
@@ -553,7 +553,7 @@ class AddressOfTheDevice(ThroughSetup):
             with self.subTest(device=given):
                 self.assertEqual(self.device_made("--replace", "--device", given), used)
 
-    def test_an_address_that_has_no_equivalent_is_left_as_it_is(self):
+    def test_an_address_without_an_equivalent_is_not_changed(self):
         self.add_backend("usb", "exit 0")
         self.cups.connect_devices("direct usb://K905/K905\n")
         for device in ("usb://K905/K905", self.device()):
@@ -652,7 +652,7 @@ class Started(ThroughSetup):
     def test_the_version_is_printed(self):
         self.assertRegex(self.setup_well("--version").stdout, r"^k905-setup \d+\.\d+\.\d+$")
 
-    def test_without_the_right_to_make_queues_the_error_says_to_run_as_root(self):
+    def test_without_permission_the_error_advises_to_run_as_root(self):
         with RestrictedCups(tempfile.mkdtemp(prefix="k905_cups_"), end_to_end.BUILD,
                             end_to_end.CMAKE) as cups:
             self.addCleanup(shutil.rmtree, cups.root)
@@ -739,7 +739,7 @@ class Updating(ThroughSetup):
         self.assertIn(f"job {job} is printing", refused.stderr)
         self.assertEqual(self.end_of_printing(job), ["begun"])
 
-    def test_a_queue_of_another_printer_is_left_alone(self):
+    def test_a_queue_of_another_printer_is_not_changed(self):
         self.add_good_queue()
         self.change_ppd("StpLaminate", "Unheard")
         refused = self.setup("--update", self.queue)
@@ -827,7 +827,7 @@ class Classes(ThroughSetup):
         self.assertIn("is no queue of this printer", other.stderr)
         self.assertNotIn("outer", self.cups.run("lpstat", "-e", check=False).stdout)
 
-    def test_names_that_are_taken_are_left_alone(self):
+    def test_existing_queues_and_classes_are_not_changed(self):
         self.members()
         self.class_is_made()
         self.assertIn("--replace", self.make_class().stderr)
@@ -920,7 +920,7 @@ class Sharing(ThroughSetup):
     def is_shared(self, queue=None):
         return ipp.values_of(self.cups.socket, queue or self.queue, "printer-is-shared") == ["\x01"]
 
-    def test_a_queue_is_made_and_offered_and_taken_back(self):
+    def test_a_queue_is_made_shared_and_no_longer_shared(self):
         made = self.setup_well(self.queue, "--device", self.device(), "--share").stdout
         self.assertTrue(self.is_shared())
         self.assertTrue(self.shares())
@@ -953,7 +953,7 @@ class Sharing(ThroughSetup):
         self.assertEqual(self.state_of(job), ipp.PENDING)
         self.cups.run("cancel", job)
 
-    def test_a_class_is_offered_by_an_address_of_its_own(self):
+    def test_a_shared_class_has_its_own_address(self):
         self.add_good_queue("member", printer_is_shared="false")
         made = self.setup_well("--class", self.queue, "--member", "member", "--share").stdout
         self.assertTrue(self.is_shared())
