@@ -30,7 +30,7 @@ def objections(flags):
     if not contraction:
         yield "-ffp-contract=off is missing"
     elif contraction[-1] != "-ffp-contract=off":
-        yield f"{contraction[-1]} takes back -ffp-contract=off"
+        yield f"{contraction[-1]} overrides -ffp-contract=off"
     for flag in flags:
         if LOOSENING.fullmatch(flag):
             yield f"{flag} changes results"

@@ -48,7 +48,7 @@ class CheckCompileFlags(unittest.TestCase):
     def test_a_flag_that_a_later_one_cancels_is_found(self):
         self.expect(
             "-ffp-contract=off -ffp-contract=fast",
-            "pipeline/a.cpp: -ffp-contract=fast takes back -ffp-contract=off",
+            "pipeline/a.cpp: -ffp-contract=fast overrides -ffp-contract=off",
         )
         self.expect("-ffp-contract=fast -ffp-contract=off")
 
