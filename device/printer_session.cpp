@@ -39,7 +39,7 @@ std::string problem_text(int error) {
     case EPROTO:
       return "the printer does not answer";
     case ENOTTY:
-      return "this is no device";
+      return "this is not a printer device";
     case EBUSY:
       return "another program is using the printer";
     default:

@@ -242,7 +242,7 @@ inline constexpr std::array<Option, 4> bleed_options{{
 
 // The filter reads and logs these options; they do not change the sheet.
 inline constexpr std::array<Option, 4> noted_options{{
-    {"StpImageType", "Kind of picture", image_types, "Photo"},
+    {"StpImageType", "Image type", image_types, "Photo"},
     {"StpColorPrecision", "Color precision", color_precisions, "Normal"},
     {"StpNoCutWaste", "No cut waste", switches, "False", Widget::check_box},
     {"StpiShrinkOutput", "Shrink output", shrink_outputs, "Shrink"},

@@ -167,11 +167,11 @@ std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd,
 JobPpd make_job_ppd(const char* path, const char* job_options) {
   JobPpd job;
   if (path == nullptr) {
-    job.failure = "the environment names no PPD file";
+    job.failure = "the variable PPD is not set";
     return job;
   }
   if (is_no_regular_file(path)) {
-    job.failure = std::string(path) + ": is no regular file";
+    job.failure = std::string(path) + ": is not a regular file";
     return job;
   }
   const Ppd ppd(ppdOpenFile(path));

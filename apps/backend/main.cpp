@@ -106,7 +106,7 @@ int print_job(const Job& job, const Account& account, int pipe_end) {
   SheetSource source(job.input, job.copies);
   JobRunner runner(job.options, source, records, stop, [&account] {
     if (!become(account)) {
-      error(std::string("Root rights cannot be given up: ") + std::strerror(errno));
+      error(std::string("Cannot drop root privileges: ") + std::strerror(errno));
       _exit(kStopQueue);
     }
   });

@@ -94,12 +94,12 @@ bool become(const Account& account) {
 int run_detached(const Account& account, const std::function<int(int)>& work) {
   Pipe pipe;
   if (!pipe.open()) {
-    error(std::string("No pipe: ") + std::strerror(errno));
+    error(std::string("Cannot create a pipe: ") + std::strerror(errno));
     return kFailed;
   }
   const pid_t id = fork();
   if (id < 0) {
-    error(std::string("No process: ") + std::strerror(errno));
+    error(std::string("Cannot start a process: ") + std::strerror(errno));
     return kFailed;
   }
   if (id == 0) {
@@ -111,7 +111,7 @@ int run_detached(const Account& account, const std::function<int(int)>& work) {
   pipe.read_end.reset();
   release_streams();
   if (!become(account)) {
-    error(std::string("Root rights cannot be given up: ") + std::strerror(errno));
+    error(std::string("Cannot drop root privileges: ") + std::strerror(errno));
     pipe.write_end.reset();
     return exit_status_of(worker);
   }

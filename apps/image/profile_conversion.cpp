@@ -124,7 +124,7 @@ ProofProfile::ProofProfile(const std::string& path_or_name) {
     }
   }
   if (transform_ == nullptr) {
-    error_ = "is not one of a printer";
+    error_ = "is not a printer profile";
   }
 }
 

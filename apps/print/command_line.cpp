@@ -77,7 +77,7 @@ void describe(CLI::App& app, PrintOptions& options) {
        "without a paper), 2x2, or 1+2, one large and two small; too few photos are repeated; sheet "
        "is one photo on the whole sheet"},
       {"--frame", &options.frame,
-       "lay this PNG file with transparency over each sheet, scaled to it"},
+       "draw this PNG file with transparency over each sheet, scaled to it"},
       {"--caption", &options.caption,
        "write this text at the bottom of each photo; {date} is the day of printing, {file} the "
        "file's name"},

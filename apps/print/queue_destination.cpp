@@ -242,7 +242,7 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
   }
   const Ppd ppd = k905::read_queue_ppd(CUPS_HTTP_DEFAULT, dest->name);
   if (!ppd || ppdFindOption(ppd.get(), "StpLaminate") == nullptr) {
-    error = std::string(dest->name) + " is no queue of this printer";
+    error = std::string(dest->name) + " is not a queue for this printer";
     return nullptr;
   }
   const CupsOptions given = given_options(*dest, choices);

@@ -204,7 +204,7 @@ void check_one_queue(Scheduler& scheduler, const std::string& queue, const Queue
   const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str(), &text);
   const ppd::Model* model = ppd ? model_of(*ppd) : nullptr;
   if (model == nullptr) {
-    findings.problem(queue + " is no queue of this printer",
+    findings.problem(queue + " is not a queue for this printer",
                      "k905-setup --replace " + queue + " --device URI");
     return;
   }

@@ -69,11 +69,11 @@ std::optional<std::string> find_uri_problem(const std::string& device_uri) {
   const std::string scheme = scheme_of(device_uri);
   if (scheme.empty()) {
     return "\"" + device_uri +
-           "\" is no device URI such as k905://usb/SERIAL or k905://ADDRESS:9100";
+           "\" is not a device URI such as k905://usb/SERIAL or k905://ADDRESS:9100";
   }
   if (scheme == "k905" && !parse_device_uri(device_uri)) {
     return "\"" + device_uri +
-           "\" is no k905://usb/SERIAL, k905:/dev/usb/lp0 or k905://ADDRESS:9100";
+           "\" is not k905://usb/SERIAL, k905:/dev/usb/lp0 or k905://ADDRESS:9100";
   }
   std::error_code unreadable;
   const fs::path backend = fs::path(server_folder()) / "backend" / scheme;

@@ -168,7 +168,7 @@ int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments
   const std::vector<std::string> queues =
       arguments.all ? queues_of_this_printer(scheduler) : std::vector{arguments.queue};
   if (queues.empty()) {
-    report_error(app, "there is no queue of this printer");
+    report_error(app, "there is no queue for this printer");
     return 0;
   }
   int status = 0;
@@ -234,7 +234,7 @@ int run_class(const CLI::App& app, const Arguments& arguments) {
     return wrong_usage(app, "--all is for queues; --class names the class to update");
   }
   if (arguments.members.empty() && !arguments.update) {
-    return wrong_usage(app, "which queues? --class needs --member QUEUE");
+    return wrong_usage(app, "--class needs --member QUEUE");
   }
   Scheduler scheduler;
   if (!scheduler.connect()) {
@@ -273,7 +273,7 @@ int run(const CLI::App& app, const Arguments& arguments) {
     return wrong_usage(app, "--keep-device is an option for making and updating a queue");
   }
   if (arguments.keep_device && makes && arguments.device.empty() && !arguments.replace) {
-    return wrong_usage(app, "which device? --keep-device needs --device URI");
+    return wrong_usage(app, "--keep-device needs --device URI");
   }
   Scheduler scheduler;
   const bool connected = scheduler.connect();

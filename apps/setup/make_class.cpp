@@ -107,7 +107,7 @@ std::optional<std::string> compare_members(Scheduler& scheduler,
     }
     Member member{.name = name, .ppd = read_queue_ppd(scheduler.http(), name.c_str())};
     if (!member.ppd || model_of(*member.ppd) == nullptr) {
-      return name + " is no queue of this printer";
+      return name + " is not a queue for this printer";
     }
     if (!first) {
       first = std::move(member);

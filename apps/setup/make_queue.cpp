@@ -67,7 +67,7 @@ std::vector<ConnectedDevice> usb_devices(Scheduler& scheduler, const std::string
 void note_change(const std::string& from, const std::string& to, Findings& findings) {
   if (from != to) {
     findings.note("the device " + from + " is used as " + to +
-                  ": the backend k905 asks the printer and sends whole sheets only");
+                  ": the backend k905 asks the printer and sends complete sheets only");
   }
 }
 
@@ -203,7 +203,7 @@ std::optional<std::string> plan_update(Scheduler& scheduler, const std::string& 
   const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str());
   const ppd::Model* model = ppd ? model_of(*ppd) : nullptr;
   if (!state || model == nullptr) {
-    return queue + " is no queue of this printer";
+    return queue + " is not a queue for this printer";
   }
   const bool keeps_device = keep_device || has_kept_device(*ppd);
   change.request.queue = queue;

@@ -62,7 +62,7 @@ void explain_open_error(int error, const PrinterAddress& address, const std::vec
                           ? "the printer of this queue is not connected"
                           : "no connected printer has this serial number, and no queue this name";
   } else if (error == ENOTTY) {
-    printer.message = "this is no device; nothing was written to it";
+    printer.message = "this is not a printer device; nothing was written to it";
   } else {
     printer.message = std::strerror(error);
   }

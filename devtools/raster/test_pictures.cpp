@@ -97,7 +97,7 @@ constexpr Painter kPainters[] = {
     {{"checker", "black and white squares of 16 pixels"}, checker},
     {{"steps", "16 grays from black to white"}, steps},
     {{"patches", "black, the six pure colors and white"}, patches},
-    {{"noise", "every pixel another color"}, noise},
+    {{"noise", "every pixel of another color"}, noise},
     {{"white", "nothing but white"}, white},
     {{"black", "nothing but black"}, black},
 };

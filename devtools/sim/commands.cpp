@@ -14,23 +14,23 @@ constexpr int kCoverOpen = 1000;
 constexpr int kPaperJam = 1300;
 
 constexpr auto kUsages = std::to_array<CommandUsage>({
-    {"show", "the fields, and whether the printer can be reached"},
-    {"set FIELD VALUE", "as in the state file"},
-    {"load MEDIA [PRINTS]", "new media; the cover is closed again"},
-    {"cover open", "the printer stops"},
-    {"cover close", "and goes on"},
-    {"jam", "the printer stops"},
-    {"clear", "and goes on"},
-    {"stop STATUS", "the printer stops with this status code; clear lets it go on"},
-    {"hold [at BYTE [of N]]", "no more data is taken, at this byte of sheet N"},
-    {"continue", "data is taken again"},
+    {"show", "print the fields and whether the printer can be reached"},
+    {"set FIELD VALUE", "set a field, as in the state file"},
+    {"load MEDIA [PRINTS]", "load new media and close the cover"},
+    {"cover open", "open the cover; the printer stops"},
+    {"cover close", "close the cover; the printer continues"},
+    {"jam", "jam the paper; the printer stops"},
+    {"clear", "end a jam or stop; the printer continues"},
+    {"stop STATUS", "stop the printer with this status code"},
+    {"hold [at BYTE [of N]]", "receive no more data: now, or at this byte of sheet N"},
+    {"continue", "receive data again"},
     {"disconnect [at BYTE [of N] | after [N]]",
-     "clients are disconnected: now, at this byte of sheet N, or when sheet N was taken"},
-    {"unplug [at BYTE [of N] | after [N]]", "the same, and nobody can connect"},
-    {"plug", "clients can connect again"},
-    {"power off", "unplug, and the sheets in the buffers are lost"},
-    {"power on", "clients can connect again"},
-    {"power cycle", "both"},
+     "disconnect clients: now, at this byte of sheet N, or after sheet N was received"},
+    {"unplug [at BYTE [of N] | after [N]]", "like disconnect, and refuse connections"},
+    {"plug", "accept connections again"},
+    {"power off", "unplug, and lose the sheets in the buffers"},
+    {"power on", "accept connections again"},
+    {"power cycle", "power off, then power on"},
 });
 
 struct PlainRow {
@@ -171,7 +171,7 @@ std::optional<Command> parse_command(const std::string& line, std::size_t printe
   }
   std::optional<decltype(Command::action)> action;
   if (words.empty() || !(action = action_of(words))) {
-    error = "'" + line + "' is no command; --help lists all";
+    error = "'" + line + "' is not a command; --help lists all commands";
     return std::nullopt;
   }
   command.action = std::move(*action);

@@ -47,7 +47,7 @@ void declare_printer_options(CLI::App& app, Arguments& arguments) {
       ->check(CLI::Range(0, 60000))
       ->capture_default_str();
   app.add_option("--print-time", arguments.print_time_ms,
-                 "Milliseconds from a sheet's last byte until it is out and counted")
+                 "Milliseconds from the last byte of a sheet until it is printed and counted")
       ->check(CLI::Range(0, 600000))
       ->capture_default_str();
   app.add_flag("--keep-buffers", arguments.keeps_sheets,
@@ -137,8 +137,8 @@ std::optional<std::string> take_device(const Arguments& arguments, int place,
   if (arguments.port) {
     const int port = *arguments.port == 0 ? 0 : *arguments.port + place;
     if (port > UINT16_MAX) {
-      return "--listen: there are not " + std::to_string(arguments.printers) + " ports from " +
-             std::to_string(*arguments.port);
+      return "--listen: too high for " + std::to_string(arguments.printers) +
+             " consecutive ports: " + std::to_string(*arguments.port);
     }
     device.port = static_cast<std::uint16_t>(port);
   }

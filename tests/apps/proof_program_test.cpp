@@ -134,10 +134,10 @@ TEST_F(Proof, UnusableProfileIsReportedAndNothingIsWritten) {
       {"", "cannot be read"},
       {std::string(400, 'x'), "cannot be read"},
       {rgb_matrix_profile().substr(0, 100), "cannot be read"},
-      {lab_profile(), "is not one of a printer"},
-      {hollow_rgb_profile(), "is not one of a printer"},
-      {of_kind("scnr"), "is not one of a printer"},
-      {of_kind("link"), "is not one of a printer"},
+      {lab_profile(), "is not a printer profile"},
+      {hollow_rgb_profile(), "is not a printer profile"},
+      {of_kind("scnr"), "is not a printer profile"},
+      {of_kind("link"), "is not a printer profile"},
       {of_kind("\xFF\xFE\xFD\xFC"), "cannot be read"},  // invalid class, refused by Little CMS
   };
   for (const auto& [profile, reason] : profiles) {

@@ -201,7 +201,7 @@ TEST(JobPpd, CopyIsAnonymousAndStaysOpenOverExec) {
 TEST(JobPpd, MissingPpdVariableIsReported) {
   const JobPpd job = make_job_ppd(nullptr, "");
   EXPECT_EQ(job.descriptor, -1);
-  EXPECT_EQ(job.failure, "the environment names no PPD file");
+  EXPECT_EQ(job.failure, "the variable PPD is not set");
 }
 
 TEST(JobPpd, AFileThatIsMissingIsNamed) {

@@ -483,7 +483,7 @@ TEST_F(JobProgram, WithoutAPpdFileTheJobStillPrints) {
   EXPECT_EQ(WEXITSTATUS(status), 2);
   EXPECT_EQ(output_, "raster unset\n");
   EXPECT_THAT(log_lines_,
-              ElementsAre(kWarning, "DEBUG: rastertok905job: the environment names no PPD file"));
+              ElementsAre(kWarning, "DEBUG: rastertok905job: the variable PPD is not set"));
 }
 
 TEST_F(JobProgram, WithABrokenPpdFileTheJobStillPrints) {
@@ -504,8 +504,8 @@ TEST_F(JobProgram, APpdFileThatIsAFifoIsNotWaitedFor) {
   const pid_t pid = start(kPlainJob);
   EXPECT_EQ(wait_for_child(pid).status, 0);
   EXPECT_EQ(read_to_end(out_->read_end()), fifo + "\n");
-  EXPECT_EQ(read_to_end(log_->read_end()),
-            std::string(kWarning) + "\nDEBUG: rastertok905job: " + fifo + ": is no regular file\n");
+  EXPECT_EQ(read_to_end(log_->read_end()), std::string(kWarning) + "\nDEBUG: rastertok905job: " +
+                                               fifo + ": is not a regular file\n");
 }
 
 TEST_F(JobProgram, WithoutRoomForTheCopyTheJobPrintsWithTheQueuesDefaults) {

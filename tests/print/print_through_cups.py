@@ -213,7 +213,7 @@ class Print(BesideCups):
         self.assertIn("there is no queue nowhere",
                       self.k905_print("--queue", "nowhere", photo, status=1).stderr)
         self.cups.run("lpadmin", "-p", "raw", "-v", f"capture:{self.cups.captured}", "-E")
-        self.assertIn("raw is no queue of this printer",
+        self.assertIn("raw is not a queue for this printer",
                       self.k905_print("--queue", "raw", photo, status=1).stderr)
         self.cups.run("cupsreject", self.queue)
         self.assertIn("not accepting jobs",

@@ -89,7 +89,7 @@ class Interruptions : public testing::Test {
 TEST_F(Interruptions, UnknownCommandIsAnErrorAndChangesNothing) {
   start();
   EXPECT_THAT(printer_->command("explode"),
-              ElementsAre("error: 'explode' is no command; --help lists all"));
+              ElementsAre("error: 'explode' is not a command; --help lists all commands"));
   EXPECT_THAT(printer_->command("set remaining many"),
               ElementsAre("error: 'many' is not a number from 0 to 9949"));
   EXPECT_EQ(connect_to().ask(kStatus), "00000");

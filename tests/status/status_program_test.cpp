@@ -135,7 +135,7 @@ TEST(StatusProgram, RegularFileIsRefusedAndUnchanged) {
   const ChildResult result = status({photo});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.output,
-            photo + ": not reachable, this is no device; nothing was written to it\n");
+            photo + ": not reachable, this is not a printer device; nothing was written to it\n");
   EXPECT_EQ(folder.read("photo.jpg"), "a photo");
 
   const std::string fifo = folder.path() + "/fifo";
