@@ -31,7 +31,7 @@ struct Reply {
   }
 };
 
-// Buffers that are sent one after the other.
+// The parts of a sheet, which are sent in this order.
 using Pieces = std::vector<std::span<const std::uint8_t>>;
 
 struct SendResult {

@@ -1,7 +1,7 @@
 // The raster stream on descriptor 0, and how to skip to its next page.
 //
-// libcups delivers a page's lines once and never skips those that were not read: it would take
-// pixels for the next header. So the rest of a page that is left early has to be read.
+// libcups delivers each line of a page once and does not skip lines that were not read: it would
+// read pixels as the next header. So the rest of a page that is left early has to be read.
 #pragma once
 
 #include <cups/raster.h>
@@ -28,7 +28,7 @@ class RasterInput {
   // Nothing is read any more then.
   [[nodiscard]] bool ended() const { return ended_; }
 
-  // Why it ended, as errno has it; 0 when nothing was left.
+  // The errno of the read that ended the input; 0 at the end of the data.
   [[nodiscard]] int error() const { return error_; }
 
  private:
@@ -43,6 +43,6 @@ class RasterInput {
   int error_ = 0;
 };
 
-// Reads what is left of the page. False when there is no memory for a line: then the next
-// header cannot be found, and the job has to end.
+// Reads the rest of the page. False if there is no memory for a line: then the next header cannot
+// be found, and the job has to end.
 [[nodiscard]] bool skip_rest_of_page(const cups_page_header2_t& header, cups_raster_t* raster);

@@ -8,6 +8,5 @@ void log_start(int argc, char** argv);
 // other value is as if it were not set.
 void take_ribbon_from_environment();
 
-// Fixes ribbon_size. The ribbon is not asked of the printer: without a source that knew better it
-// is "6x4".
+// Sets ribbon_size to "6x4" if the environment did not set it. The printer is not asked.
 void detect_ribbon();

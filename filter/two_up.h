@@ -1,5 +1,5 @@
-// Two 6x4 pages on one 6x8 sheet: odd pages wait for the even page that goes under them. Once the
-// job is canceled, none of these functions prints a sheet.
+// Two 6x4 pages on one 6x8 sheet: an odd page waits for the even page, which is placed below it.
+// Once the job is canceled, none of these functions prints a sheet.
 #pragma once
 
 #include <cstdint>

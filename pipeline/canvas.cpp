@@ -19,7 +19,7 @@ std::size_t nearest(std::size_t i, double scale, std::size_t source_size) {
   return at < 1.0 ? 0 : std::min(static_cast<std::size_t>(at), source_size - 1);
 }
 
-// How much of an effective side the canvas has room for after a bleed.
+// The part of an effective side that fits on the canvas after a bleed.
 std::size_t room(std::int32_t effective, std::int32_t bleed, std::int32_t canvas) {
   const std::int64_t after_bleed = std::int64_t{canvas} - bleed;
   return static_cast<std::size_t>(

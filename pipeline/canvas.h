@@ -39,7 +39,7 @@ class Canvas {
   // What the log reports about stage 8.
   void report() const;
 
-  // The finished canvas, the caller's from now on.
+  // The finished canvas; the caller becomes its owner.
   [[nodiscard]] SheetImage take();
 
  private:

@@ -12,13 +12,14 @@ namespace {
 
 constexpr std::size_t kEntries = std::size_t{1} << 17;
 
-// The cache is asked from trial to trial. A trial's first rows do not count: after a rest, what the
-// cache holds is from elsewhere in the image.
+// Rows are processed in trials. The first rows of a trial do not count: after a pause the cache
+// holds colors of another part of the image.
 constexpr int kTrialRows = 16;
 constexpr int kUncountedRows = 8;
 
-// A rest follows when more colors than this share were unknown, found by measurement. Each rest is
-// twice as long as the one before, until a trial goes well.
+// A pause follows a trial in which more colors than this share were unknown; the shares were found
+// by measurement. Each pause is twice as long as the one before, until a trial stays below its
+// share.
 constexpr std::size_t kMaxMissPercentExpensive = 70;
 constexpr std::size_t kMaxMissPercentCheap = 25;
 constexpr int kShortestPause = 48;
@@ -31,8 +32,8 @@ std::uint32_t load_color(const std::uint8_t* rgb) {  // reads one byte after the
   return le32toh(four_bytes) & 0xFFFFFFU;
 }
 
-// To RGB triples, eight at a time, because half of a shorter loop is counting. Writes one byte
-// after the last triple.
+// Stores colors as RGB triples, eight per iteration, because a shorter loop spends half of its time
+// on counting. Writes one byte after the last triple.
 void store_colors(const std::uint32_t* colors, std::size_t count, std::uint8_t* rgb) {
   constexpr std::size_t kAtOnce = 8;
   const auto store = [=](std::size_t i) {
@@ -73,7 +74,7 @@ std::uint32_t reordered(std::uint32_t color) { return color * 0x3779B1U; }
 
 std::size_t slot_of(std::uint32_t color) { return (reordered(color) >> 7U) % kEntries; }
 
-// The upper byte of an entry; never that of an empty one, which is 0.
+// The upper byte of an entry; never 0, because an empty entry is 0.
 std::uint32_t tag_of(std::uint32_t color) { return 0x80U | (reordered(color) & 0x7FU); }
 
 }  // namespace
@@ -131,7 +132,7 @@ void ColorCache::convert_all(const std::uint32_t* colors, std::size_t count,
   kernels::chosen_table().split(converted, row.plane[0], row.plane[1], row.plane[2], count);
 }
 
-// Takes from the cache what it can, converts the rest in one call and puts it into the cache.
+// Looks up every color, converts the unknown ones in one call and adds them to the cache.
 //
 // Known and unknown colors are in an order that a CPU cannot predict, so the loop has no branch:
 // every color is stored in the list of unknown ones, where the next color overwrites it if it was
@@ -165,7 +166,7 @@ std::size_t ColorCache::convert_unknown(std::uint32_t* colors, std::size_t count
   return unknown;
 }
 
-// At the end of a trial: another one, or a rest.
+// Decides at the end of a trial whether a pause follows.
 void ColorCache::judge(std::size_t width, std::size_t unknown, bool is_expensive) {
   if (trial_row_ >= kUncountedRows) {
     asked_ += width;

@@ -1,8 +1,7 @@
 // A cache of converted colors, for a conversion that is expensive and depends on the color alone.
 //
-// A photograph has the same colors again and again; noise does not. The cache counts its misses and
-// stops asking for a while where that costs more than it saves. It changes how often the conversion
-// runs, never its result.
+// A photograph repeats its colors; noise does not. The cache counts its misses and pauses where
+// lookups cost more than they save. It changes how often the conversion runs, never its result.
 #pragma once
 
 #include <cstddef>
@@ -30,7 +29,7 @@ class ColorCache {
   // Resets the count of misses, because the next page is another image. Keeps the colors.
   void begin_page();
 
-  // Converts three plane rows of `width` bytes in place. All calls between two resets come with the
+  // Converts three plane rows of `width` bytes in place. All calls between two resets must use the
   // same conversion.
   void convert_row(const PlaneRow& row, std::size_t width, const Conversion& conversion);
 
@@ -42,11 +41,12 @@ class ColorCache {
   void begin_trial();
   void judge(std::size_t width, std::size_t unknown, bool is_expensive);
 
-  // Per slot a color that was converted: its result, and above that which one it was.
+  // One entry per slot: the result for a color, and in the upper byte which color of the slot it
+  // is.
   Buffer<std::uint32_t> entries_;
-  int trial_row_ = 0;        // rows of the present trial so far
-  std::size_t asked_ = 0;    // colors that count in it
-  std::size_t unknown_ = 0;  // those of them that had to be converted
-  int paused_rows_ = 0;      // rows still to be converted without asking
+  int trial_row_ = 0;        // rows of the current trial so far
+  std::size_t asked_ = 0;    // colors of the trial that count
+  std::size_t unknown_ = 0;  // those of them that were not in the cache
+  int paused_rows_ = 0;      // rows still to be converted without the cache
   int next_pause_ = 0;
 };

@@ -12,8 +12,8 @@ struct PrintOptions;
 
 class IccReport {
  public:
-  // For an image of width x height pixels. False when there is no memory to remember pixels: then
-  // the page is not converted, and log() reports it.
+  // For an image of width x height pixels. False if there is no memory to store pixels: then the
+  // page is not converted, and log() reports it.
   [[nodiscard]] bool prepare(std::size_t width, std::size_t height);
 
   // Each row in order, before and after its conversion.

@@ -10,7 +10,7 @@ namespace {
 // How many floats on either side of each step are compared with powf.
 constexpr int kCheckedNeighbors = 4;
 
-// Floats from 0 up are ordered as their bits are, which is what makes bisection over them possible.
+// Non-negative floats have the same order as their bits, which makes bisection possible.
 float float_of(std::uint32_t bits) { return std::bit_cast<float>(bits); }
 std::uint32_t bits_of(float value) { return std::bit_cast<std::uint32_t>(value); }
 
@@ -29,8 +29,8 @@ std::uint32_t legacy_step(int byte, std::uint32_t low) {
   return high;
 }
 
-// No mathematics library promises that powf rises everywhere, so each step is looked at from both
-// sides. A step of byte 1 or more is far above the smallest floats.
+// No math library guarantees that powf is monotonic, so each step is checked from both sides. A
+// step of byte 1 or more is far above the smallest floats.
 bool step_is_clean(int byte, std::uint32_t step) {
   for (int i = 1; i <= kCheckedNeighbors; ++i) {
     const auto offset = static_cast<std::uint32_t>(i);

@@ -52,7 +52,7 @@ void log_layout(const PrintOptions& options, const PageLayout& layout) {
            layout.bleed_bottom);
 }
 
-// Interprets the header, which fills current_options for this page, and logs what was understood.
+// Interprets the header, which fills current_options for this page, and logs the result.
 PageLayout set_up(const cups_page_header2_t& header) {
   log_original_image(header);
   extract_print_params_from_header(&header);
@@ -102,8 +102,8 @@ bool prepare_canvas(PageStages& page, const PageLayout& layout, std::size_t widt
   return page.canvas.prepare(layout, width, height) && page.place.prepare(page.canvas);
 }
 
-// Each stage learns the size that the one before it leaves. False, logged, when the page cannot be
-// read or there is no memory for it.
+// Passes to each stage the size that the one before it produces. False, logged, if the page cannot
+// be read or there is no memory for it.
 bool prepare(PageStages& page, const cups_page_header2_t& header, const PrintOptions& options,
              const PageLayout& layout, IccTransform& icc) {
   if (!page.read.prepare(header, options.color_model) ||
@@ -158,7 +158,7 @@ bool run_rows(PageStages& page, cups_raster_t* raster) {
   return true;
 }
 
-// Stage 6 scaled once; its number is kept so that the numbers of the later stages do not change.
+// There is no stage 6 any more; the numbers of the later stages are kept.
 void report_no_scaling(std::size_t width, std::size_t height) {
   log_line("K905-1: === STAGE 6: Skipped (scaling already done in stage 1.5) ===");
   log_line("K905-1: Using image from stage 5: %dx%d (no scaling)", static_cast<int>(width),

@@ -9,8 +9,8 @@
 
 #include "pipeline/planes.h"
 
-// The pipeline of a job, which builds its pages one after the other. What a page's log said and the
-// job's color transform are kept from page to page.
+// The pipeline of a job; builds one page at a time. Keeps the log lines of the last page, for its
+// copies, and the color transform of the job.
 class PagePipeline {
  public:
   PagePipeline();

@@ -1,5 +1,5 @@
-// A line of the canvas as runs of bytes of an image line: what the stretch does along one axis,
-// worked out once per page.
+// A line of the canvas as runs of bytes of an image line: the stretch along one axis, computed once
+// per page.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@ class RunList {
     return true;
   }
 
-  // The source line has slack.
+  // The source line must have slack.
   void copy(const std::uint8_t* source, std::uint8_t* line) const {
     kernels::chosen_table().copy_runs({runs_.get(), count_}, source, line);
   }

@@ -1,4 +1,4 @@
-// Stage 5: in which order a row is converted and toned, and what is logged about it.
+// Stage 5: color conversion, then the tone chain, and the log lines of both.
 #include "diag/log.h"
 #include "pipeline/stages.h"
 #include "settings/print_options.h"

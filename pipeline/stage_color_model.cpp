@@ -1,4 +1,4 @@
-// Stage 2: which kernel a color model is.
+// Stage 2: selects the kernel of a color model.
 #include <cstring>
 
 #include "diag/log.h"

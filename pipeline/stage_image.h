@@ -20,7 +20,8 @@ class StageImage {
   // The next column, from the left: a row of `height` pixels, the last one at the top.
   void take_rotated(const PlaneRow& row);
 
-  // Saves what was taken as `tag` (save_debug_image); nothing when not wanted.
+  // Saves the collected image under `tag` (save_debug_image). Does nothing if images are not
+  // wanted.
   void save(const char* tag) const;
 
  private:

@@ -1,4 +1,4 @@
-// Stage 4: the split into planes, mirrored or not. Nothing else knows about the mirror.
+// Stage 4: the split into planes, mirrored or not. No other stage handles the mirror.
 #include "diag/log.h"
 #include "pipeline/stages.h"
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-// A size on paper as the log has it, whatever the header's resolution is.
+// A physical size for the log: always at 300 dpi, whatever the resolution in the header is.
 double millimeters(std::size_t pixels) { return static_cast<double>(pixels) * 25.4 / 300.0; }
 
 // `fraction` in sixteenths; exact, as it is a multiplication by a power of two.
@@ -106,8 +106,7 @@ bool ResizeStage::make_sixteenth_columns() {
   return true;
 }
 
-// A source row is one of the two taken last, and scaled across when it is wanted for the first
-// time.
+// A source row is one of the two taken last; it is scaled horizontally when it is first used.
 void ResizeStage::scale_across(std::size_t source_row) {
   const std::size_t place = source_row % 2;
   if (scaled_[place] == source_row + 1) {
@@ -152,7 +151,7 @@ std::uint8_t* ResizeStage::next_row() {
   if (at.high >= rows_taken_) {
     return nullptr;
   }
-  // A lower line that weighs nothing is not worth scaling.
+  // A lower line of weight 0 is not scaled.
   scale_down(at.low, at.fraction == 0.0 ? at.low : at.high, at.fraction);
   ++rows_given_;
   resized_.take_rgb(row_.get());

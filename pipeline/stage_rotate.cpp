@@ -69,7 +69,7 @@ void RotateStage::transpose_band(Canvas& canvas) {
   const std::uint32_t* const end = std::lower_bound(column, map_end, first_ + lines_);
   const PlaneRow lowest = canvas.area_row(canvas.rows() - 1);
   while (column != end) {
-    // Where the stretch repeats a column, its line is named again.
+    // For a column that the stretch repeats, its line is listed again.
     const std::size_t count = std::min(kColumnsAtOnce, static_cast<std::size_t>(end - column));
     for (std::size_t i = 0; i < 3; ++i) {
       const std::uint8_t* lines[kColumnsAtOnce];

@@ -33,7 +33,7 @@ Correction correction_named(const char* text) {
 
 float thousandths(std::int32_t value) { return static_cast<float>(value) / 1000.0F; }
 
-// A gamma of 0 or below gives an infinite or negative exponent; powf has an answer to both.
+// A gamma of 0 or below gives an infinite or negative exponent; powf accepts both.
 float exponent_of(std::int32_t gamma) { return 1.0F / thousandths(gamma); }
 
 ToneFactors tone_factors(const PrintOptions& options) {
@@ -56,7 +56,7 @@ ToneFactors tone_factors(const PrintOptions& options) {
   };
 }
 
-// The steps before any channel can look at another.
+// The steps that act on each channel separately.
 float before_mixing(const ToneFactors& factors, int channel, std::uint8_t byte) {
   using kernels::tone::kMiddle;
   float c = static_cast<float>(byte);
@@ -112,7 +112,8 @@ void TonePlan::prepare(const PrintOptions& options) {
   }
 }
 
-// A channel that depends on no other is a function of one byte, so gray pixels show all of it.
+// A channel that depends on no other is a function of one byte, so gray pixels give its whole
+// table.
 void TonePlan::prepare_byte_tables() {
   method_ = Method::kTables;
   for (int c = 0; c < 3; ++c) {

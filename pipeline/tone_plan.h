@@ -1,8 +1,8 @@
-// The tone settings worked out once per page: what is left to do per pixel.
+// The tone settings, reduced once per page to the work that is left for each pixel.
 //
 // One fixed chain of steps (brightness and contrast, gammas, saturation, balance, correction,
-// linear contrast, legacy gamma) runs over every pixel in single precision. TonePlan gives its
-// bytes with as little work as the settings allow.
+// linear contrast, legacy gamma) is applied to every pixel in single precision. TonePlan gives the
+// bytes of this chain with as little work as the settings allow.
 #pragma once
 
 #include <cstddef>
@@ -24,11 +24,11 @@ struct ToneFactors {
 
 class TonePlan {
  public:
-  // Works the settings out. Allocates nothing and cannot fail; may be called again for the next
+  // Evaluates the settings. Allocates nothing and cannot fail; may be called again for the next
   // page.
   void prepare(const PrintOptions& options);
 
-  // Three plane rows of `width` bytes, in place. Neutral settings leave them untouched at no cost.
+  // Three plane rows of `width` bytes, in place. Neutral settings do not change or even read them.
   void apply(std::uint8_t* plane0, std::uint8_t* plane1, std::uint8_t* plane2,
              std::size_t width) const;
 
@@ -37,7 +37,7 @@ class TonePlan {
     kUntouched,     // neutral settings
     kTables,        // no step mixes channels: one table of bytes a channel
     kMix,           // tables up to the mixing step, the rest by the kernel
-    kPixelByPixel,  // a powf that has no clean steps: the plain chain itself
+    kPixelByPixel,  // powf is not monotonic: the plain chain itself
   };
 
   void prepare_byte_tables();

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-// Stores the printer's value for `mode` and returns 0; returns -1 and leaves `value` alone when the
-// mode is out of range. Overcoat modes are 0 and 1; cutter modes are 0, 1 and 2, and 2 is sent as
-// 120.
+// Stores the printer's value for `mode` and returns 0; returns -1 and does not change `value` if
+// the mode is out of range. Overcoat modes are 0 and 1; cutter modes are 0, 1 and 2, and 2 is sent
+// as 120.
 [[nodiscard]] int overcoat_mode_to_cmd(int mode, std::uint32_t* value);
 [[nodiscard]] int cutter_mode_to_cmd(int mode, std::uint32_t* value);
 

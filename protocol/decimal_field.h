@@ -6,8 +6,8 @@
 
 inline constexpr std::size_t kDecimalFieldSize = 8;
 
-// Writes `value` in eight digits, zeros in front, no terminator. A number of more digits keeps its
-// last eight; nothing the printer is sent comes near that.
+// Writes `value` in eight digits with leading zeros and no terminator. A longer number keeps its
+// last eight digits; no number that is sent to the printer is that long.
 constexpr void put_decimal8(char* field, std::uint64_t value) {
   for (std::size_t place = kDecimalFieldSize; place > 0; --place) {
     field[place - 1] = static_cast<char>('0' + value % 10);

@@ -4,8 +4,8 @@
 #include <array>
 #include <cstdint>
 
-// A sheet that is ready to be sent. Planes are width x height bytes, top row first, and stay the
-// caller's. The first plane is sent as C, the second as M, the third as Y.
+// A sheet that is ready to be sent. Planes are width x height bytes, top row first, and remain
+// owned by the caller. The first plane is sent as C, the second as M, the third as Y.
 struct SheetToPrint {
   std::array<const std::uint8_t*, 3> planes{};
   std::int32_t width = 0;
@@ -16,7 +16,7 @@ struct SheetToPrint {
 
 enum class SheetResult {
   kSent,        // every byte was written
-  kIncomplete,  // a write failed (logged); the rest of the sequence was sent all the same
+  kIncomplete,  // a write failed (logged); the rest of the sequence was sent anyway
   kRefused,     // missing plane or a side outside 1..5000 (logged); nothing was written
 };
 
@@ -24,8 +24,8 @@ enum class SheetResult {
 // grayscale BMP; then overcoat (matte only), cutter and start. After a failed write the sequence
 // continues, so that the printer always receives all of its parts.
 //
-// The images are never assembled in memory: header and plane are written one after the other.
-// Nothing is allocated, so no sheet can fail for lack of memory here.
+// The images are never assembled in memory: header and plane are written separately. Nothing is
+// allocated, so no sheet can fail here for lack of memory.
 [[nodiscard]] SheetResult send_sheet(int descriptor, const SheetToPrint& sheet);
 
 // Sends one sheet of a job to standard output and syncs it. Reads ppd_paper_name and overcoat of

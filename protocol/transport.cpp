@@ -45,8 +45,8 @@ bool is_line_end(char c) { return c == '\r' || c == '\n'; }
 
 // Reads at most `capacity` bytes of one reply. Returns their number or -1.
 //
-// Deliberate: only the last byte of a read is looked at. The printer sends a reply in one piece; a
-// CR that arrives alone ends it, and its LF is then the first byte of the next reply.
+// Deliberate: only the last byte of a read is checked. The printer sends a reply in one piece; a CR
+// that arrives alone ends it, and its LF is then the first byte of the next reply.
 std::int64_t read_reply(int descriptor, char* reply, std::size_t capacity, int timeout_ms) {
   std::size_t done = 0;
   while (done < capacity) {

@@ -34,7 +34,7 @@ bool exists(const char* path) {
   return stat(path, &status) == 0;
 }
 
-// A copy of `length` characters on the heap, or null with a word in the log.
+// A copy of `length` characters on the heap; null, which is logged, if there is no memory.
 char* duplicate_name(const char* text, std::size_t length) {
   char* name = static_cast<char*>(std::malloc(length + 1));
   if (name == nullptr) {
@@ -113,7 +113,7 @@ int find_icc_profile(const char* name, std::span<char, 512> path) {
   }
   log_line("K905-1: Searching for ICC profile: %s", name);
   if (name[0] == '/' && exists(name)) {
-    // Logged first: the name may lie in the very field that is written.
+    // Logged first, because `name` may be the field that is overwritten.
     log_line("K905-1: Found ICC profile at absolute path: %s", name);
     copy_text(path, name);
     return 1;

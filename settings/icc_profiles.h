@@ -28,8 +28,8 @@ inline constexpr std::array<const char*, 3> icc_profile_endings{"", ".icc", ".ic
 // value is null (not logged), contains no name, or there is no memory (logged).
 [[nodiscard]] char* parse_icc_profile_name(const char* value);
 
-// Looks for a profile file: an absolute path as it is, then every profile folder with the name
+// Looks for a profile file: an absolute path as given, then every profile folder with the name
 // itself, the name plus ".icc" and the name plus ".icm". Copies the first that exists into `path`
-// (truncated to its size minus one) and returns 1; returns 0 and leaves `path` alone when there is
-// none, or when `name` is null or empty. A long name is not truncated.
+// (truncated to its size minus one) and returns 1. Returns 0 and does not change `path` if there is
+// none, or if `name` is null or empty. A long name is not truncated.
 [[nodiscard]] int find_icc_profile(const char* name, std::span<char, 512> path);

@@ -3,5 +3,5 @@
 
 // Applies the option string and then every argument from index 1 to current_options; later ones
 // win. Splits key=value arguments in place: their "=" becomes a NUL, so `--info=x` is `--info`
-// afterwards. Unknown keys and flags are passed over. Logs "Parsing command line options:" first.
+// afterwards. Unknown keys and flags are ignored. Logs "Parsing command line options:" first.
 void read_job_arguments(int argc, char** argv);

@@ -1,5 +1,5 @@
-// Rows of pixels to rows of planes. For 64-bit ARM, where NEON is always there. The compiler makes
-// vectors of all other loops by itself.
+// Rows of pixels to rows of planes. For 64-bit ARM, which always has NEON. The compiler vectorizes
+// all other loops itself.
 #include <arm_neon.h>
 
 #include "pipeline/kernels/variants.h"

@@ -37,9 +37,8 @@ struct ResizeColumns {
   }
 };
 
-// A source row and the estimate of what it gives in every output column: blocks of 24 floats, eight
-// pixels' R, their G, their B. What is left of a width after its last whole block is not
-// estimated.
+// A source row and its estimated contribution to every output column: blocks of 24 floats, eight
+// pixels' R, their G, their B. Pixels after the last complete block are not estimated.
 struct ResizeLine {
   static constexpr std::size_t kBlockPixels = 8;
   static constexpr std::size_t kBlockFloats = 24;
@@ -63,8 +62,8 @@ struct SixteenthColumns {
   std::size_t width;
 };
 
-// `length` bytes from `source + from` go to `target + to`, at most kMost: so that a copy of that
-// size, which needs no call, does for all runs but the last ones.
+// `length` bytes from `source + from` go to `target + to`, at most kMost: so all runs but the last
+// ones can be copied with this fixed size, which needs no function call.
 struct CopyRun {
   static constexpr std::uint32_t kMost = 64;
 
@@ -75,13 +74,12 @@ struct CopyRun {
 
 enum class Correction { kNone, kBright, kAccurate, kHue, kDesaturated };
 
-// The legacy gamma and the final store as one rising staircase: a value is stored as b from step b
-// on.
+// The legacy gamma and the final store as one rising staircase: values from step b on are stored as
+// b.
 //
-// The upper half of a float's bits chooses an entry: the byte there is at that half's beginning,
-// and how far its lower half is from the next step, so that
-//   byte = (entry + lower half) >> 16.
-// So two steps must not share an upper half.
+// The upper half of a float's bits selects an entry. It combines the byte that is stored at the
+// beginning of that half with the distance to the next step, so that byte = (entry + lower half) >>
+// 16. So two steps must not share an upper half.
 struct Staircase {
   static constexpr float kLowest = 1.0F / 1024.0F;
   static constexpr float kHighest = 255.0F;
@@ -91,11 +89,11 @@ struct Staircase {
   std::uint32_t entry[kEntries];
 };
 
-// What happens to a pixel from the step on that mixes its channels, in single precision.
+// The steps of the tone chain from the one that mixes the channels of a pixel, in single precision.
 struct ToneMix {
   const float* table[3];  // 256 floats per channel: the chain up to the mixing step, per byte;
                           // null: the byte itself
-  bool saturate;          // whether the saturation step is there at all
+  bool saturate;          // whether there is a saturation step
   float saturation;       // kS
   float balance[3];
   Correction correction;
@@ -111,7 +109,7 @@ struct Table {
   // Raster line to RGB row.
   using LineToRgb = void(const std::uint8_t* line, std::uint8_t* row, std::size_t width);
   LineToRgb* rgb16_to_rgb;  // byte 1 of each sample
-  LineToRgb* gray8_to_rgb;  // the byte thrice
+  LineToRgb* gray8_to_rgb;  // the byte three times
   LineToRgb* gray1_to_rgb;  // most significant bit first; a set bit gives 0, a clear one 255
   LineToRgb* four_inverted_to_rgb;  // 255 - p; the fourth byte is dropped
   // trunc(((1 - c/255) * 255) * (1 - k/255)) for each of the first three, single precision.

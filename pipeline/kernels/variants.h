@@ -1,5 +1,5 @@
-// What each family puts into a table, private to this folder. A variant takes the portable table
-// and replaces what its processor does better.
+// The functions with which each family fills a table. Private to this folder. A variant starts from
+// the portable table and replaces the kernels that its CPU runs faster.
 #pragma once
 
 #include "pipeline/kernels/kernels.h"
@@ -11,7 +11,7 @@ namespace kernels {
 // sums.
 inline constexpr float kEstimateError = 1.0F / 4096.0F;
 
-// A row of a resize by its formula, for what an estimate cannot decide.
+// Computes a row of a resize by its formula, for pixels that an estimate cannot decide.
 void resize_exactly(const ResizeColumns& columns, double fraction, const std::uint8_t* top,
                     const std::uint8_t* bottom, std::uint8_t* row);
 
