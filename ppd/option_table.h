@@ -54,8 +54,8 @@ inline constexpr std::array<Model, 4> models{{
      "RS-30 (pm-rs-wd-251125-2)"},
 }};
 
-// The description of each paper, by PageSize name. Papers that are cut are selected by an option of
-// their own; their names stay for scripts and for queues that have one as their default.
+// The description of each paper, by PageSize name. Papers that are cut are selected by a separate
+// option; their names are kept for scripts and for queues that have one as their default.
 struct PaperWords {
   const char* ppd_name;
   const char* words;

@@ -45,8 +45,8 @@ bool backend_counts_sheets() {
   return device != nullptr && std::string_view(device).starts_with("k905:");
 }
 
-// Only the filter holds its ends of the pipes, so that the processes at the other ends see when it
-// ends.
+// Closes this process's ends of the pipes. Only the filter keeps its ends, so that the processes at
+// the other ends see when it ends.
 void close_own_pipe_ends() {
   const k905::Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO}) {
@@ -70,8 +70,8 @@ class FilterLog {
   [[nodiscard]] bool all_written() const { return relay_.pending().empty(); }
   [[nodiscard]] int source() const { return source_.get(); }
 
-  // At most the capacity of the largest pipe, so that a filter that writes without pause does not
-  // keep this loop here.
+  // At most the capacity of the largest pipe, so that this loop ends even if the filter writes
+  // without pause.
   void read_what_there_is() {
     char block[16384];
     for (int round = 0; round < kMostReads; ++round) {

@@ -17,8 +17,8 @@ struct JobPaper {
 };
 
 // The page size that the job's options name, by any usual name; otherwise the default of the PPD
-// file. Cut as K905Cut says. Marks the default choices of the file and the job's options over them;
-// a size that the file has under another name is marked too.
+// file; cut as K905Cut specifies. Marks the default choices of the file, then the options of the
+// job; a size that the file has under another name is marked too.
 [[nodiscard]] JobPaper mark_job_choices(ppd_file_t* ppd, int count, cups_option_t* options);
 
 }  // namespace k905

@@ -1,4 +1,4 @@
-// Which ribbon the printer holds, as far as it matters to the filter.
+// The ribbon in the printer, as far as it affects the filter.
 #pragma once
 
 #include <chrono>

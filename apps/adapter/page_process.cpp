@@ -50,7 +50,7 @@ bool PageProcess::finish() {
   if (!started()) return true;
   ChildEnd end;
   if (!process_.ended(end)) {
-    // Its pages are written, or no longer needed; it may still wait for input.
+    // Its pages are written, or no longer needed, but it may still wait for input.
     process_.send(SIGKILL);
     end = process_.wait();
     if (end.signal == SIGKILL) return true;

@@ -1,6 +1,6 @@
 // A file holds three versions of its job's record, each with a sequence number and a checksum. A
-// save overwrites the oldest one. At most the newest two have not reached the disk: whatever ends
-// the machine in the middle of writing them, the third is intact.
+// save overwrites the oldest one. At most the newest two have not reached the disk: if the power
+// fails while they are written, the third is intact.
 
 #include "apps/backend/job_record.h"
 
@@ -32,7 +32,7 @@ constexpr char kFirstLine[] = "k905 job record 1";
 constexpr char kPrefix[] = "job-";
 
 constexpr std::time_t kDayS = 24L * 60 * 60;
-// A job that was held can be released long after.
+// A job that was held can be released much later.
 constexpr std::time_t kOldestUnfinishedS = 30 * kDayS;
 
 std::string file_name(int job) { return kPrefix + std::to_string(job); }
@@ -321,8 +321,8 @@ int RecordFolder::save(const JobRecord& record) {
   return error != 0 ? error : sync();
 }
 
-// A second one after a save would leave one version on the disk, the oldest, which is the next to
-// be overwritten.
+// A second note() without a save() in between would leave only the oldest version on disk, and the
+// next write would overwrite it. So it is a save().
 int RecordFolder::note(const JobRecord& record) {
   const bool is_open = file_ && record.job == file_job_;
   return is_open && is_synced_ ? overwrite(record) : save(record);

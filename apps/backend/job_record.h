@@ -60,13 +60,14 @@ class RecordFolder {
   // write, without a change of the folder or of the file size. The caller has the lock of the job.
   [[nodiscard]] int save(const JobRecord& record);
 
-  // The same without waiting for the disk: the record outlives this process, and the machine from
-  // the next save() or sync() on. Until then the one that was saved before is on the disk.
+  // The same without waiting for the disk: the record survives the end of this process, and after
+  // the next save() or sync() also a power failure. Until then the version that was saved before is
+  // on disk.
   [[nodiscard]] int note(const JobRecord& record);
   [[nodiscard]] int sync();
   void remove(int job);
 
-  // Removes the records of jobs that were completed a day ago, and of those that were given up.
+  // Removes the records of jobs that were completed a day ago, and of abandoned jobs.
   void remove_old();
 
  private:

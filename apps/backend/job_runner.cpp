@@ -128,8 +128,8 @@ void JobRunner::publish_seen() {
   }
 }
 
-// Counts the sheets that came out, for the log of pages. The scheduler is not there to read that
-// when it was stopped in the middle of a sheet: the next process counts that sheet.
+// Reports the sheets that came out, for the page log. If the scheduler was stopped in the middle of
+// a sheet, nobody reads the report: the next process reports that sheet.
 void JobRunner::report_sheets() {
   if (record_.printed > record_.reported &&
       write_line("PAGE: ", std::to_string(record_.printed) + " " +
@@ -329,9 +329,9 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
   record_.sending = 0;
   record_.printed = number;
   report_sheets();
-  // Need not reach the disk before the next sheet does: as long as the record there says that this
-  // sheet is being sent, the life counter decides that it came out. Without a next sheet at hand
-  // it is written while the job waits.
+  // The record need not be on disk before the record of the next sheet is: until then the record on
+  // disk says that this sheet is being sent, and the life counter decides that it came out. If no
+  // next sheet has arrived, it is written to disk while the job waits.
   if (!is_saved(records_.note(record_))) {
     return kStopQueue;
   }
@@ -340,8 +340,8 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
   return kDone;
 }
 
-// The record stays for a while: the scheduler writes down that the job is completed some time
-// later, and prints it again if it is killed, or the power fails, before that.
+// The record is kept for a while: the scheduler saves the completed state of the job some time
+// later, and prints the job again if it is killed, or the power fails, before that.
 int JobRunner::completed() {
   if (record_.printed > 0) {
     record_.completed = std::time(nullptr);

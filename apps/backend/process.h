@@ -22,7 +22,7 @@ struct Account {
 
 // Runs `work` in another process with its own session, so that the signals by which the print
 // system ends a job do not reach it: it can finish the current sheet. `work` gets the read end of a
-// pipe, which hangs up when it shall stop after that sheet, and returns the exit status. This
+// pipe, which is closed when it must stop after that sheet, and returns the exit status. This
 // process gives up root, closes the pipe on SIGTERM, SIGINT and SIGHUP, and returns the exit status
 // of the other process. The signals must be blocked.
 [[nodiscard]] int run_detached(const Account& account, const std::function<int(int)>& work);

@@ -1,7 +1,7 @@
-// How the process that prints learns that it shall stop after the sheet in hand.
+// The request to stop after the current sheet, as the process that prints receives it.
 //
-// The process the print system knows holds the other end of a pipe. When that process closes it, or
-// is killed in any way, the pipe hangs up; no signal and no permission to send one is needed. A
+// The process that CUPS started holds the other end of a pipe. When that process closes it, or is
+// killed in any way, the pipe is closed; no signal and no permission to send one is needed. A
 // SIGTERM, SIGINT or SIGHUP to this process means the same: a service manager signals all processes
 // of a service.
 #pragma once

@@ -1,4 +1,5 @@
-// Anonymous files (memfd): they have no name in any folder and end with their last descriptor.
+// Anonymous files (memfd): they have no name in any folder and are deleted with their last
+// descriptor.
 #pragma once
 
 #include <string_view>

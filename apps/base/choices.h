@@ -21,7 +21,8 @@ using Choices = std::map<std::string, std::string>;
 // The error message for an unknown paper: the name that was given, and the known papers.
 [[nodiscard]] std::string unknown_paper(const std::string& paper);
 
-// Sets PageSize to the paper that K905Cut makes of it. False with `error` if it cannot be cut so.
+// Sets PageSize to the variant of the paper that K905Cut selects. False with `error` if the paper
+// cannot be cut this way.
 [[nodiscard]] bool apply_cut(Choices& choices, std::string& error);
 
 // All options of the table with their defaults.

@@ -1,5 +1,6 @@
-// What the page adapter asks the backend over the side channel: the name of the media that is
-// loaded, by its object in the Printer MIB. Other backends pass that on to printers that have one.
+// The question of the page adapter to the backend over the side channel: the name of the loaded
+// media, by its object in the Printer MIB. Other backends pass the question on to printers that
+// have this MIB.
 #pragma once
 
 namespace k905 {

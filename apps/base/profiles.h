@@ -13,9 +13,9 @@ namespace k905 {
 [[nodiscard]] std::string find_profile_file(const std::string& name,
                                             const std::string& working_folder = "./");
 
-// The table that ICCProfile=ByPaper means, in one of the profile folders. A line has a paper by any
-// usual name, a finish and a profile by name, with blanks between them; "*" is any paper or finish,
-// "None" no conversion. What follows a "#" is a comment. The first line that fits counts.
+// The table that ICCProfile=ByPaper selects, in one of the profile folders. A line has a paper by
+// any usual name, a finish and a profile by name, separated by blanks; "*" is any paper or finish,
+// "None" no conversion. Text after a "#" is a comment. The first line that matches is used.
 inline constexpr char kProfileTable[] = "k905-profiles.txt";
 
 struct PaperProfile {
@@ -28,8 +28,8 @@ struct PaperProfile {
 [[nodiscard]] std::optional<std::vector<PaperProfile>> read_profile_table(const std::string& path,
                                                                           std::string& error);
 
-// The profile for that paper, cut or not, and finish; "None" when no line fits. Null with the
-// reason in `error` when the table cannot be used or the profile has no file: the sheet would have
+// The profile for that paper, cut or not, and finish; "None" if no line matches. Null with the
+// reason in `error` if the table cannot be used or the profile has no file: the sheet would have
 // wrong colors.
 [[nodiscard]] std::optional<std::string> profile_by_paper(const std::string& page_size,
                                                           const std::string& finish,

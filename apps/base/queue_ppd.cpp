@@ -24,7 +24,7 @@ Ppd read_queue_ppd(http_t* http, const char* queue, std::string* text) {
 
 std::string marked_choice(ppd_file_t& ppd, const std::string& keyword) {
   const ppd_choice_t* choice = ppdFindMarkedChoice(&ppd, keyword.c_str());
-  // Marking a page size unmarks the page region, and the other way round.
+  // Marking a page size unmarks the page region and vice versa.
   if (choice == nullptr && keyword == "PageSize") {
     choice = ppdFindMarkedChoice(&ppd, "PageRegion");
   }

@@ -15,20 +15,20 @@ struct TextPlace {
   std::uint32_t y = 0;
   std::uint32_t most_width = 0;  // wider text is cut
   std::uint32_t font_size = 14;  // pixels
-  double density = 1;  // how many times closer pixels are from top to bottom than left to right
+  double density = 1;  // pixels per inch from top to bottom, divided by that from left to right
 };
 
 // Draws one line of black text into an 8-bit image. Returns the size of the text; 0 x 0 for an
 // empty text and if there is no font or memory for it.
 PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& place);
 
-// One line of text at the bottom of an area of an 8-bit picture, in the middle, white with black
-// outlines so that it can be read on any photo. A text that is too wide is made smaller.
-// `font_size` and `density` as above. False when there is no font or memory for it.
+// One line of text at the bottom of an area of an 8-bit picture, centered, white with black
+// outlines so that it can be read on any photo. A text that is too wide is drawn smaller.
+// `font_size` and `density` as above. False if there is no font or memory for it.
 [[nodiscard]] bool draw_caption(Picture& picture, const std::string& text, const PixelArea& area,
                                 std::uint32_t font_size, double density);
 
-// An image with transparency that is laid over pictures of its size: rows of red, green, blue and
+// An image with transparency that is drawn over pictures of its size: rows of red, green, blue and
 // opacity, 8 bits each.
 struct Overlay {
   std::uint32_t width = 0;
@@ -40,5 +40,5 @@ struct Overlay {
 [[nodiscard]] std::optional<Overlay> read_overlay(const std::string& path, PixelSize size,
                                                   std::string& error);
 
-// Lays the overlay over an 8-bit RGB picture. Throws std::bad_alloc without memory.
+// Draws the overlay over an 8-bit RGB picture. Throws std::bad_alloc without memory.
 void draw_overlay(Picture& picture, const Overlay& overlay);

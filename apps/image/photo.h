@@ -20,9 +20,9 @@ namespace k905 {
 // input. Never waits for the writer of a FIFO.
 [[nodiscard]] Descriptor open_photo_file(const std::string& path, std::string& error);
 
-// For a process that reads this file and no other image: libvips then loads the modules of the
-// formats it lacks only if the file is HEIC or AVIF. They cost more time and memory than a small
-// photo. To be called before anything else of this folder.
+// For a process that reads this file and no other image: libvips then loads its additional format
+// modules only if the file is HEIC or AVIF. They cost more time and memory than a small photo. Call
+// it before any other function of this folder.
 void load_modules_for(const Descriptor& file);
 
 class Photo {
@@ -40,10 +40,10 @@ class Photo {
   [[nodiscard]] int orientation() const;
 
   // The area of the stored photo, before its orientation is applied, scaled to width x height
-  // pixels and then put upright as `orientation` says (5 to 8 exchange the sides). Transparency
+  // pixels and then rotated upright by `orientation` (5 to 8 exchange the sides). Transparency
   // becomes white. The result has 1, 3 or 4 channels (gray, RGB, CMYK with the largest sample full
   // ink), 8 or 16 bits and the embedded profile, if that fits the channels. Null with one line in
-  // `error` when the file is truncated or malformed. Decodes the file; a photo from a pipe can be
+  // `error` if the file is truncated or malformed. Decodes the file; a photo from a pipe can be
   // decoded once.
   [[nodiscard]] std::optional<Picture> pixels(const PixelArea& area, std::uint32_t width,
                                               std::uint32_t height, int orientation,

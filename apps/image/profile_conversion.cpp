@@ -59,7 +59,7 @@ constexpr std::array<DeviceFormat, 3> kDeviceFormats{{{cmsSigRgbData, TYPE_RGB_8
                                                       {cmsSigCmykData, TYPE_CMYK_8, 4},
                                                       {cmsSigGrayData, TYPE_GRAY_8, 1}}};
 
-// Printers have profiles of all these classes. Scanner profiles and device links are refused.
+// Printer profiles can have any of these classes. Scanner profiles and device links are refused.
 bool is_for_output(cmsHPROFILE profile) {
   // A profile can contain any four bytes, and the enumeration cannot represent all of them.
   const auto kind = static_cast<cmsUInt32Number>(cmsGetDeviceClass(profile));

@@ -13,13 +13,13 @@
 // The image scaled to exactly this size. If it already has this size, the bytes do not change.
 [[nodiscard]] Picture scaled(const Picture& picture, PixelSize size);
 
-// The picture in the middle of that size, which must not be smaller.
+// The picture centered in that size, which must not be smaller.
 [[nodiscard]] Picture on_white(Picture picture, PixelSize size);
 
 enum class Fit {
   fill,     // cover everything, crop equally at two opposite edges
   whole,    // show everything, with white edges
-  stretch,  // scale each direction by itself
+  stretch,  // scale each direction separately
 };
 
 // Scales the image to `size` pixels. `density` is the number of pixels per inch from top to bottom,

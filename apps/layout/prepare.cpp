@@ -24,7 +24,7 @@ int rotated_left(int orientation) {
   return after[orientation >= 1 && orientation <= 8 ? orientation : 0];
 }
 
-// Every photo suits a square sheet, and a square photo suits every sheet.
+// A square sheet or a square photo needs no rotation.
 bool suits_rotated(const Photo& photo, const SheetPlace& place) {
   std::uint32_t width = photo.width();
   std::uint32_t height = photo.height();

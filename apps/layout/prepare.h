@@ -16,7 +16,7 @@ struct Preparation {
 
 struct Prepared {
   Picture picture;      // 8 bits, of picture_size()
-  std::string warning;  // empty, or what was wrong with the photo although it prints
+  std::string warning;  // empty, or the defect of a photo that is printed anyway
 };
 
 // Null with one line in `error` if the file is truncated or malformed.

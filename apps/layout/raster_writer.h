@@ -10,8 +10,8 @@
 #include "apps/image/picture.h"
 #include "apps/layout/sheet_place.h"
 
-// The header of a page of 8-bit RGB, at 300 dpi across; and the same as the print system's own
-// filters would fill it for a paper.
+// The header of a page of 8-bit RGB, at 300 dpi across; and the header that CUPS filters make for a
+// page on a paper.
 [[nodiscard]] cups_page_header2_t rgb_page_header(PixelSize size, unsigned vertical_dpi);
 [[nodiscard]] cups_page_header2_t page_header(const PaperConfig& paper, PixelSize size,
                                               unsigned vertical_dpi);

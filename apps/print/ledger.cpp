@@ -164,7 +164,7 @@ std::unique_ptr<Database> open_database(const std::string& path) {
   return std::make_unique<Database>(path, SQLite::OPEN_READWRITE, kLockTimeoutMs);
 }
 
-// All or nothing: without commit() what was changed meanwhile is taken back.
+// A transaction: its changes are rolled back unless commit() is called.
 struct Transaction : SQLite::Transaction {
   explicit Transaction(Database& database)
       : SQLite::Transaction(database, SQLite::TransactionBehavior::IMMEDIATE) {}

@@ -38,7 +38,7 @@ class OrderPrinter {
   SheetPrinter& printer_;
   std::function<void(const std::string&, const std::string&)> on_printed_;
   std::size_t pages_per_job_;
-  std::vector<PhotoOrder> orders_;  // not all of whose sheets are sent
+  std::vector<PhotoOrder> orders_;  // with sheets that are not sent yet
   std::vector<SheetPrinter::Page> pages_;
 };
 

@@ -66,7 +66,7 @@ std::optional<Picture> read_for(const SheetPlace& place, const Preparation& prep
   return std::move(prepared->picture);
 }
 
-// A cell of the sheet with its photo, and which of the sources that is.
+// A cell of the sheet with its photo, and the index of the photo in the sources.
 struct FilledCell {
   k905::Cell cell;
   std::optional<Picture> photo = {};

@@ -15,7 +15,7 @@
 struct JobSetup {
   Destination* destination = nullptr;
   Preparation preparation;
-  int copies = 1;  // of each photo, one after the other
+  int copies = 1;  // of each photo, consecutive
   int pages_per_sheet = 1;
   std::string layout;            // see cells_of(); empty: one photo covers the sheet
   std::string caption;           // of each photo; may have fields: {date}, {file}

@@ -54,7 +54,7 @@ QueueJobState state_in(ipp_t* job) {
   }
 }
 
-// A stopped queue reports that for itself only, not for its jobs.
+// A stopped queue reports only its own state, not that of its jobs.
 std::string why_queue_waits(const std::string& uri, const std::string& message) {
   ipp_t* request = ippNewRequest(IPP_OP_GET_PRINTER_ATTRIBUTES);
   add_name(request, IPP_TAG_URI, "printer-uri", uri);

@@ -27,7 +27,7 @@ inline constexpr char kHoldOption[] = "job-hold-until";
 inline constexpr char kHeld[] = "indefinite";
 inline constexpr char kTicketOption[] = "job-message-to-operator";
 
-// The state of a job that we do not hold.
+// The state of a job that this program does not hold.
 struct QueueJobProgress {
   enum class State { active, printed, failed, gone, unknown };
   State state = State::unknown;

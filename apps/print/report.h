@@ -23,7 +23,7 @@ struct PhotoReport {
   int job = 0;          // number in the queue; 0: none
   int sheet = 0;        // in its job, from 1: the first with this photo; 0: none
   std::int64_t id = 0;  // of the sheet in the ledger; 0: none
-  std::string place;    // where the photo is now, in words
+  std::string place;    // where the photo is now, as text
   std::string preview;  // file
   std::string reason;   // why it was not printed
 };

@@ -131,7 +131,7 @@ class FolderPrinter {
     return true;
   }
 
-  // Sheets of an earlier run, or that another program ordered.
+  // Sheets that are left from an earlier run, or that another program ordered.
   void note_orders() {
     for (const std::string& name : ledger_.names_waiting(folder_)) {
       const bool is_added = todo_.try_emplace(name).second;

@@ -98,8 +98,8 @@ void check_other_filters(const std::string& filters, Findings& findings) {
   }
 }
 
-// The filter that prints photo files directly, and the files that lead photos to it. A queue prints
-// without them: photos then go through the filters of CUPS.
+// The filter that prints photo files directly, and the files by which CUPS selects it. A queue
+// prints without them: photos then go through the filters of CUPS.
 void check_photo_filter(const std::string& filters, Findings& findings) {
   const std::string types = data_folder() + "/mime/";
   const std::array<std::string, 3> parts{filters + "/phototok905", types + "k905-photo.types",

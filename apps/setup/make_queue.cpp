@@ -110,9 +110,8 @@ std::optional<std::string> choose_device(Scheduler& scheduler, const QueuePlan& 
   return find_uri_problem(device);
 }
 
-// The new address of a queue's printer, "" to keep the old one. A print server that returns no
-// replies, and a USB printer that the kernel's driver does not show, can be used through other
-// backends only.
+// The new address of a queue's printer, "" to keep the old one. Only other backends support a print
+// server that returns no replies, and a USB printer without a device file of the kernel.
 std::string better_device(Scheduler& scheduler, const std::string& device, Findings& findings) {
   const std::vector<ConnectedDevice> connected = usb_devices(scheduler, device);
   const auto ours = k905_uri_of(device, connected);

@@ -101,7 +101,7 @@ Ipp ask(http_t* http, ipp_t* request) {
   return answer;
 }
 
-// Never asks for a password: a user without permission gets an error that asks for root.
+// Never asks for a password: a user without permission gets an error that says to run as root.
 const char* no_password(const char*, http_t*, const char*, const char*, void*) { return nullptr; }
 
 void remember_device(const char* device_class, const char* device_id, const char*, const char*,

@@ -21,7 +21,7 @@ struct QueueState {
   std::vector<std::string> job_defaults{};  // names of all attributes NAME-default
   std::vector<std::string> members{};       // of a class; empty for a queue
   bool stopped = false;
-  bool printing = false;  // a job of its own, or of a class
+  bool printing = false;  // a job of its own or of a class
   bool accepting = false;
   bool shared = false;  // offered to other computers
 };
@@ -39,7 +39,7 @@ struct QueueRequest {
   std::string ppd{};         // the text of the file
   std::vector<std::pair<std::string, std::string>> attributes{};
   std::vector<std::string> removed_attributes{};
-  bool start = false;  // takes and prints jobs from now on
+  bool start = false;  // accept and print jobs from now on
 };
 
 // The changes to a class: it has exactly these members, and accepts and prints jobs.
@@ -47,7 +47,7 @@ struct ClassRequest {
   std::string name;
   std::vector<std::string> members;
   std::vector<std::pair<std::string, std::string>> attributes{};
-  bool start = false;  // takes and prints jobs from now on
+  bool start = false;  // accept and print jobs from now on
 };
 
 class Scheduler {
@@ -71,8 +71,8 @@ class Scheduler {
 
   // Whether it offers shared queues to other computers; nothing when this user may not know.
   [[nodiscard]] std::optional<bool> is_sharing();
-  // Makes it do so, as `cupsctl --share-printers` does, and waits until it has restarted. What went
-  // wrong, or nothing. A job that is printing starts again from its first sheet.
+  // Makes it do so, as `cupsctl --share-printers` does, and waits until it has restarted. Returns
+  // the error, or nothing. A job that is printing starts again from its first sheet.
   [[nodiscard]] std::optional<std::string> start_sharing();
 
   [[nodiscard]] http_t* http() const { return http_.get(); }

@@ -68,7 +68,7 @@ void explain_open_error(int error, const PrinterAddress& address, const std::vec
   }
 }
 
-// The part that the status text does not say.
+// The part that is not in the status text.
 std::string message_for(const PrinterReport& report) {
   if (!report.answered) {
     return "the printer does not answer";

@@ -20,7 +20,7 @@ enum class State {
 struct PrinterState {
   std::string device;  // as the user named it
   State state = State::unreachable;
-  std::string message;  // what the status text does not say
+  std::string message;  // what is not in the status text
   PrinterReport report;
 };
 
@@ -35,10 +35,10 @@ struct StateNames {
 // Empty for no code and for an unknown one.
 [[nodiscard]] std::string status_text_of(const PrinterReport& report);
 
-// The status text and the message, as far as they exist.
+// The status text and the message, if there are any.
 [[nodiscard]] std::string explanation_of(const PrinterState& printer);
 
-// The state that a report means.
+// The state that corresponds to a report.
 [[nodiscard]] State state_of(const PrinterReport& report);
 
 // The states of the printers with these names: device files, serial numbers, HOST:PORT, queues, and

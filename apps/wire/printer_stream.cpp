@@ -71,7 +71,7 @@ bool is_image(Command command) { return command <= Command::c_plane; }
 // The filter's index of the plane of a command: the third plane is sent first.
 std::size_t plane_index(Command command) { return 2 - static_cast<std::size_t>(command); }
 
-// In place of the cutter's the overcoat's name may stand.
+// The name of the overcoat command may be in place of the cutter command's.
 std::string name_of(Command command) {
   constexpr const char* names[] = {"YPLANE", "MPLANE", "CPLANE", "CUTTER", "CUTTER", "START"};
   return names[static_cast<std::size_t>(command)];

@@ -16,7 +16,7 @@ class Client {
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  // Whether more bytes shall be read. Questions wait while replies are not taken, unless
+  // Whether to read more bytes. Questions wait while replies are not read, unless
   // `unread_replies_count` is false.
   [[nodiscard]] bool wants_bytes(bool unread_replies_count = true) const;
 

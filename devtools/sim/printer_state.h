@@ -17,7 +17,7 @@ struct PrinterState {
   int status = 0;  // 0: determined by the simulator
   int free_buffers = 2;
   int initial = 400;    // prints on a new roll
-  int remaining = 400;  // prints left, as a person counts them
+  int remaining = 400;  // prints left, without the reserve
   int life = 1234;      // prints made
   int matte = 56;       // matte prints among them
   int half_size = 0;    // reported by RV-40 and RV-40W only

@@ -11,7 +11,7 @@
 #include "devtools/sim/client.h"
 #include "devtools/sim/line.h"
 
-// Clients of the terminal have no connections of their own: when the last one closes it, incomplete
+// Clients of the terminal have no separate connections: when the last one closes it, incomplete
 // input and unread replies are discarded, so that the next one finds a printer that is ready.
 class TerminalServer {
  public:
