@@ -96,7 +96,7 @@ void expect_choices_of_the_queue(const std::string& copy) {
 void choose(const std::string& options) {
   static const std::string queue = ppd::ppd_text(ppd::models.front(), "1");
   const std::string copy = job_copy(queue, options);
-  if (copy.empty()) return;  // a paper that the printer has not
+  if (copy.empty()) return;  // a paper that the printer does not have
   expect(lines_but_defaults(copy) == lines_but_defaults(queue), "only defaults differ");
   expect_choices_of_the_queue(copy);
   expect(job_copy(copy, "") == copy, "a copy of the copy is the copy");

@@ -1,4 +1,4 @@
-// What pages hold in other ways than 8 bits of red, green and blue.
+// Pages in other formats than 8-bit red, green and blue.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// k905-preview --contact: sheets and pictures side by side on one.
+// k905-preview --contact: sheets and photos in one image.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -137,7 +137,7 @@ TEST(ContactSheetProgram, ImageWithoutCaptionShowsItsFileName) {
 TEST(ContactSheetProgram, CaptionIsShownUnchanged) {
   const ScratchFolder folder;
   folder.write("a.ppm", "P6 1 1 255\nabc");
-  // Neither markup nor an entity to the font renderer.
+  // Must be read neither as markup nor as an entity by the font renderer.
   ASSERT_EQ(contact(folder, {"-w", "80", "<b>T</b>=a.ppm", "&amp;=a.ppm", "T=a.ppm"}).status, 0);
   const Picture sheet = picture_in(folder, "out.png");
   const std::uint32_t caption = 12 + 80 + 6;

@@ -1,4 +1,4 @@
-// The reader of the printer's stream: right streams come back whole, and every field that is wrong
+// The parser of the printer stream: valid streams are returned completely, and every invalid field
 // is reported with its offset, the expected and the actual value.
 #include "apps/wire/printer_stream.h"
 

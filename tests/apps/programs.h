@@ -1,4 +1,4 @@
-// The programs as child processes, and what they write read back.
+// Runs the programs as child processes and reads their output.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ ChildResult run_program(const ScratchFolder& folder, const std::string& program,
                         const std::vector<std::string>& arguments, const std::string& input = "");
 
 // The same with standard error on a terminal; returns what was written there. Standard output is
-// thrown away.
+// discarded.
 std::string run_on_terminal(const ScratchFolder& folder, const std::string& program,
                             const std::vector<std::string>& arguments);
 

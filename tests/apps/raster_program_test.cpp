@@ -1,4 +1,4 @@
-// k905-raster as its users start it: real pictures in, raster out, read back by libcups.
+// k905-raster as users start it: reads real photos and writes raster pages, which libcups reads.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -336,7 +336,7 @@ TEST(RasterProgram, PicturesThatCannotBeReadAreNamedWithExitStatusOne) {
   folder.write("cut.png", whole.substr(0, whole.size() - 20));
   const ChildResult cut = run_program(folder, "k905-raster", {"cut.png"});
   EXPECT_EQ(cut.status, 1);
-  // The reason is the library's: that of Debian 12, or of Debian 13.
+  // The reason is the text of the library, in Debian 12 or in Debian 13.
   EXPECT_THAT(cut.log, testing::AnyOf("k905-raster: cut.png: libpng read error\n",
                                       "k905-raster: cut.png: end of stream\n"));
   folder.write("huge.png", png_without_pixels(100000, 100000));

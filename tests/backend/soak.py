@@ -189,7 +189,7 @@ class Soak:
                 getattr(self, name)(Event(id_, sheet == job.sheets, is_held))
             self.count[name] += 1
         state = self.cups.finished(id_, 300)["job-state"]
-        # A canceled job still ends with the sheet in hand.
+        # A canceled job still ends with the current sheet.
         self.cups.wait_for(lambda: "is idle" in self.cups.run("lpstat", "-p", "booth").stdout, "idle")
         is_lost = job.events.get(job.canceled_at) == "canceled_while_unplugged" and is_held
         if job.events.get(job.canceled_at) == "canceled_while_unplugged":

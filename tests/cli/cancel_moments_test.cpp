@@ -52,7 +52,7 @@ ChildSetup setup_of(const Way& way) {
   return setup;
 }
 
-// The receiving printer, which gets one job after the other.
+// The printer, which receives the jobs in sequence.
 class Printer {
  public:
   // Parses the bytes of a job and returns the number of its sheets. Fails the test if they are not

@@ -88,7 +88,7 @@ def turned(colors, quarters):
 
 
 class ThroughCups(unittest.TestCase):
-    """One scheduler for all tests of a class; a queue and a device folder of its own for each test."""
+    """One scheduler for all tests of a class; each test has its own queue and device folder."""
 
     SYSTEM = private_cups.PrivateCups
     has_photo_filter = True
@@ -833,7 +833,7 @@ class Choices(ThroughCups):
         job = self.print(self.pdf(centers=centers), options=["K905Ribbon=6x8"])
         width, height = MERGED_SHEET
         left, _, right, _ = SIX_BY_FOUR.picture_box()
-        # The upper page begins five lines higher than on a sheet of its own, the lower one 1253 down.
+        # The upper page begins five lines higher than on a separate sheet, the lower one 1253 down.
         upper = (left, 20, right, 1217)
         lower = (left, 1253 + 25, right, 1253 + 1222)
         places = places_on(upper, width, height) + places_on(lower, width, height)

@@ -22,7 +22,7 @@ std::vector<std::string> words_of(const std::string& text) {
   return words;
 }
 
-// True when the line was understood.
+// True if the line is valid.
 bool read_line(GoldenJob& job, const std::string& key, const std::string& rest) {
   const std::vector<std::string> words = words_of(rest);
   if (key == "raster") {

@@ -7,7 +7,7 @@
 
 #include "tests/support/ppd_builder.h"
 
-// The recipe is lines of a word and what follows it; "#" opens a comment.
+// A line of the recipe is a keyword and its value; "#" begins a comment.
 //   raster ...       arguments of k905-raster; without this line standard input is empty
 //   ppd KEY=VALUE    default choices of the queue's PPD, any number on a line, in their order
 //   options ...      the job's option string
@@ -26,7 +26,7 @@ struct GoldenJob {
 // The names of all jobs, in order.
 [[nodiscard]] std::vector<std::string> golden_job_names();
 
-// Reads a job's recipe; null with `error` filled when a line is not understood.
+// Reads the recipe of a job; null with `error` set if a line is not valid.
 [[nodiscard]] std::optional<GoldenJob> read_golden_job(const std::string& name, std::string& error);
 
 // The accepted file "dump" or "log" of a job; "" when there is none yet.
@@ -34,5 +34,5 @@ struct GoldenJob {
 [[nodiscard]] bool has_accepted_log(const std::string& job);
 void accept_text(const std::string& job, const std::string& file, const std::string& text);
 
-// The log with what differs between two equal runs taken out.
+// The log without the parts that differ between two equal runs.
 [[nodiscard]] std::string redacted(const std::string& log, int process_id);

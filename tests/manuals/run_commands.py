@@ -1,9 +1,9 @@
 """Runs the commands a chapter of the manual shows: `run_commands.py BUILD CHAPTER`.
 
-Blocks marked as `sh` and `console` run one after the other in one shell and one scratch folder, with the
+Blocks marked as `sh` and `console` run in order in one shell and one scratch folder, with the
 programs of this build on the PATH; the first command that fails fails the chapter. In a `console` block
-commands follow "$ " and their output is compared with what is shown; a simulated printer runs
-on in the background, and the device in its shown output is replaced by the one that it opens here. A comment on
+commands follow "$ " and their output is compared with what is shown; a simulated printer continues to
+run in the background, and the device in its shown output is replaced by the one that it opens here. A comment on
 the line before a block says that run_in_print_system.py runs it, or why it cannot be run:
 
     <!-- run in a private print system -->

@@ -66,8 +66,8 @@ def dpkg(root, *arguments, cups=None):
     for place in ("updates", "info", "triggers"):
         (database / place).mkdir(parents=True, exist_ok=True)
     (database / "status").touch()
-    # The packages it depends on are the machine's, of which this folder knows nothing.
-    # The package's scripts run outside of the folder, and must not find the machine's print system.
+    # The required packages are installed on the machine, not in this folder. The scripts of the packages run
+    # outside the folder and must not find the print system of the machine.
     print_system = cups.environment() if cups else {"CUPS_SERVER": f"{root}/no-scheduler"}
     return call("dpkg", f"--root={root}", f"--log={database}/log", "--force-depends",
                 "--auto-deconfigure",  # as apt does: a program that moved to another package
@@ -192,7 +192,7 @@ class Contents(unittest.TestCase):
             call("md5sum", "--check", "--quiet", self.root / "control" / name / "md5sums", cwd=self.data)
 
     def test_it_depends_on_the_libraries_it_uses_and_on_what_makes_raster(self):
-        # Debian 13 has libraries whose names say that their times have 64 bits.
+        # In Debian 13 the names of libraries with 64-bit times end in t64.
         named = {name.removesuffix("t64") for name in self.needs("rastertok905")}
         for package in ("libc6", "libcups2", "liblcms2-2", "cups", "cups-filters", "ghostscript"):
             self.assertIn(package, named)
@@ -350,7 +350,7 @@ class Alone(unittest.TestCase):
                     place.parent.mkdir(parents=True, exist_ok=True)
                     shutil.copy2(path, place, follow_symlinks=False)
 
-    # What every machine has is mounted for the command alone.
+    # Folders that every machine has are mounted for this command only.
     MOUNT = ('root=$1 && shift && mount --rbind /dev "$root/dev" && mount --rbind /proc "$root/proc" && '
              'exec env -i PATH=/usr/bin:/usr/lib/cups/filter "$(command -v chroot)" "$root" "$@"')
 

@@ -392,7 +392,7 @@ TEST_F(Stages, ImageIsRotatedCounterClockwise) {
 }
 
 TEST_F(Stages, FourRotationsGiveTheImageAgain) {
-  // Taller and wider than any band; values below 250 keep clear of the white canvas.
+  // Taller and wider than any band; values below 250 differ from the white canvas.
   std::size_t width = 131;
   std::size_t height = 257;
   Bytes image(width * height);
@@ -465,7 +465,7 @@ TEST_F(Stages, StretchTakesTheNearestRowAndColumn) {
 }
 
 TEST_F(Stages, ImageBeyondTheCanvasIsCutOff) {
-  // One column of effective width is what two huge bleeds leave, and the left one has no room.
+  // Two huge bleeds leave an effective width of one column, and the left one leaves no room for it.
   PageLayout layout = canvas_without_bleed(4, 3);
   layout.bleed_left = 4;
   layout.effective_width = 1;

@@ -222,7 +222,7 @@ TEST_F(AdjustFaults, DisabledConversionOpensNoProfile) {
   EXPECT_EQ(transformed_pixels, 0u);
 }
 
-// Where the steps of a table cannot be trusted, the plan must be the plain chain itself.
+// If powf is not monotonic, the plan must be the plain chain.
 void expect_plain_chain() {
   PrintOptions options{.paper_config = nullptr};
   options.legacy_gamma = 1;

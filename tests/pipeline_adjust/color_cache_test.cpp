@@ -104,7 +104,7 @@ TEST(ColorCache, ContinuesOnANewPage) {
   const Page calm = plain_page(600, 20, 8, 8, 8);
   EXPECT_EQ(converted(cache, calm), 12000u) << "was not at rest";
   cache.begin_page();
-  EXPECT_EQ(converted(cache, calm), 512u);  // the first bundle of the first row
+  EXPECT_EQ(converted(cache, calm), 512u);  // the first batch of the first row
 }
 
 TEST(ColorCache, KeepsItsColorsOnANewPage) {

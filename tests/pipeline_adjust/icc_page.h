@@ -1,4 +1,4 @@
-// A small page and its way through the adjust stage, as the pipeline would send it.
+// A small page, and the adjust stage as the pipeline runs it on this page.
 #pragma once
 
 #include <cstdint>
@@ -55,7 +55,7 @@ inline void set_pixel(Page& page, std::size_t index, std::uint8_t r, std::uint8_
   page.rgb[3 * index + 2] = b;
 }
 
-// Settings that ask for a conversion from `source` to `target`.
+// Settings that select a conversion from `source` to `target`.
 inline PrintOptions icc_options(const std::string& source, const std::string& target,
                                 const std::string& intent = "Perceptual") {
   PrintOptions options{.paper_config = nullptr};

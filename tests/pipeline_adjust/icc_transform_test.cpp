@@ -1,5 +1,5 @@
-// The ICC conversion: every byte as Little CMS gives it when it is asked directly, every line of
-// the log, and every way a profile can be bad.
+// The ICC conversion: every byte equals the result of a direct call of Little CMS, every line of
+// the log is checked, and every kind of invalid profile is tried.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -234,8 +234,8 @@ TEST_F(Icc, CenterOfAnEvenImageIsTheFirstPixelOfItsLowerHalf) {
 }
 
 TEST_F(Icc, UnchangedCenterPixelIsReportedWithACountOfOtherSamples) {
-  // Built-in sRGB on both sides leaves every color, so whatever differs from the center is
-  // counted, whether or not the conversion touched it.
+  // With the built-in sRGB as source and target no color changes, so every sample that differs from
+  // the center is counted, whether or not the conversion changed it.
   Page page = plain_page(7, 500, 40, 50, 60);  // 3500 pixels: indices 0, 1000, 2000, 3000
   set_pixel(page, 0, 41, 50, 60);
   set_pixel(page, 999, 1, 1, 1);  // beside a sample
@@ -300,7 +300,7 @@ TEST_F(Icc, IntentsAreChosenByTheirExactText) {
 
 TEST_F(Icc, UnsupportedPairOfColorSpacesIsLoggedAndLeavesThePlanes) {
   const std::string rgb = profiles_.rgb_matrix("wide.icc");
-  // A profile can say any four bytes; these are more than the enumeration of spaces has room for.
+  // A profile can contain any four bytes; the enumeration of color spaces cannot represent these.
   std::string bytes = rgb_matrix_profile();
   bytes.replace(16, 4, "\xFF\xFE\xFD\xFC");
   const std::string strange = profiles_.file("strange.icc", bytes);
@@ -357,7 +357,7 @@ TEST_F(Icc, ProfileWithoutATransformIsTriedOnceMore) {
                             kClosed + kFailed);
 }
 
-// ---- Files that are no profiles
+// ---- Files that are not profiles
 
 constexpr char kSourceMissing[] = "K905-1: WARNING: Source profile not found, using sRGB\n";
 constexpr char kTargetMissing[] = "K905-1: WARNING: Target profile not found, using sRGB\n";
@@ -464,14 +464,14 @@ TEST_F(Icc, LinkToAProfileIsFollowed) {
 
 // ---- Many pixels
 
-// One call of Little CMS over the whole page must give what the conversion gives row by row, with
-// colors remembered, forgotten and converted in bundles.
+// One call of Little CMS for the complete page must give the same bytes as the conversion row by
+// row, in which colors are cached, replaced and converted in batches.
 TEST_F(Icc, PageEqualsOneCallOfLittleCms) {
   const std::string wide = profiles_.rgb_matrix("wide.icc");
   const std::string targets[] = {profiles_.rgb_matrix("narrow.icc", 2.4),
                                  profiles_.rgb_table("printer.icc"),
                                  profiles_.cmyk_table("press.icc"), profiles_.gray("gray.icc")};
-  // Noise first, then a photograph: the memory of colors rests and comes back.
+  // Noise first, then a photograph: the color cache pauses and resumes.
   Page page = noise_page(1300, 60, 16);
   const Page photo = photo_page(1300, 140, 17);
   page.rgb.insert(page.rgb.end(), photo.rgb.begin(), photo.rgb.end());
@@ -528,7 +528,7 @@ TEST_F(Icc, KeptTransformIsNotUsedWhenASettingChanged) {
   EXPECT_EQ(expect_as_fresh(icc_options(wide, printer), "and on"), first);
 }
 
-// A job has one transform: what is done to the profile's file meanwhile is for the next job.
+// A job keeps its transform: a change of the profile's file takes effect with the next job.
 TEST_F(Icc, ProfileReplacedDuringTheJobCountsForTheNextJob) {
   const std::string path = profiles_.path("changing.icc");
   const Page page = photo_page(30, 30, 31);

@@ -37,7 +37,7 @@ TEST(LegacySteps, EqualTheFormulaForRandomAndSpecialFloats) {
   std::mt19937 random(7);
   for (int i = 0; i < 300000; ++i) {
     const float value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
-    if (value == -std::numeric_limits<float>::infinity()) continue;  // the kernel's own exception
+    if (value == -std::numeric_limits<float>::infinity()) continue;  // the exception of the kernel
     ASSERT_EQ(by_steps(steps, value), plain::legacy_stored(value)) << value;
   }
   const float odd[] = {0.0f,

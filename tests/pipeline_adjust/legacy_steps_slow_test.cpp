@@ -1,4 +1,4 @@
-// Every float that can decide a byte of the legacy gamma, one after the other.
+// Checks every float that can decide a byte of the legacy gamma.
 #include <gtest/gtest.h>
 
 #include <bit>

@@ -20,7 +20,7 @@ namespace {
 struct SavedImage {
   unsigned width;
   int height;
-  std::vector<std::uint8_t> planes;  // one after the other
+  std::vector<std::uint8_t> planes;  // concatenated
 };
 std::map<std::string, SavedImage> saved_images;
 
@@ -65,7 +65,7 @@ std::vector<std::uint8_t> toned(const PrintOptions& options, std::vector<std::ui
 
 class AdjustStageTest : public testing::Test {
  protected:
-  // The planes of `page` after the stage, one after the other.
+  // The planes of `page` after the stage, concatenated.
   std::vector<std::uint8_t> run(const PrintOptions& options, const Page& page) {
     stage_ = {};
     std::vector<std::uint8_t> rgb;

@@ -1,4 +1,5 @@
-// The tone chain as the plan runs it, against numbers computed by hand and the plain formulas.
+// The tone chain as the plan runs it, compared with numbers computed by hand and with the plain
+// formulas.
 #include "pipeline/tone_plan.h"
 
 #include <gmock/gmock.h>
@@ -67,7 +68,7 @@ const std::vector<Case>& cases() {
       {{{&O::linear_contrast, 1}}, "None", {0, 68, 255}, {0, 56, 255}},
       // (64 / 255) ^ (1 / 2.2) * 255 = 136.06
       {{{&O::legacy_gamma, 1}}, "None", {0, 64, 255}, {0, 136, 255}},
-      // Contrast makes -108 of 10: a root of it is no number, its square is 45.7.
+      // Contrast changes 10 to -108: its root is NaN, its square is 45.7.
       {{{&O::contrast, 1000}, {&O::gamma, 2200}}, "None", {10, 10, 10}, {0, 0, 0}},
       {{{&O::contrast, 1000}, {&O::legacy_gamma, 1}}, "None", {10, 10, 10}, {0, 0, 0}},
       {{{&O::contrast, 1000}, {&O::gamma, 500}}, "None", {10, 10, 10}, {45, 45, 45}},
@@ -169,7 +170,7 @@ class RandomSettings {
   unsigned below(unsigned limit) { return static_cast<unsigned>(random_()) % limit; }
 
  private:
-  // Mostly neutral or what a person would choose, now and then anything.
+  // Mostly neutral or common settings, sometimes any value.
   std::int32_t tone(std::int32_t neutral) {
     switch (below(10)) {
       case 0:

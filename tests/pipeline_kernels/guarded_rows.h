@@ -1,5 +1,6 @@
-// Rows for kernel tests: a source ends exactly where the slack does, so that the address sanitizer
-// sees a load too far; a target is between guard bytes, so that everybody sees a store too far.
+// Rows for kernel tests. A source ends exactly where its slack ends, so that the address sanitizer
+// detects a load beyond it; a target is between guard bytes, so that every build detects a store
+// beyond it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -34,8 +35,8 @@ class Dice {
   std::mt19937 engine_{20240531};
 };
 
-// Bytes that a kernel may read, kRowSlack after them, nothing after that. Starts at an odd address
-// when `offset` is odd.
+// Bytes that a kernel may read, and kRowSlack after them; the memory ends there. Starts at an odd
+// address when `offset` is odd.
 class SourceRow {
  public:
   SourceRow(const Bytes& content, std::size_t offset);
@@ -46,7 +47,7 @@ class SourceRow {
   std::unique_ptr<std::uint8_t[]> memory_;
 };
 
-// Bytes that a kernel fills (or changes in place), between guard bytes that it must leave alone.
+// Bytes that a kernel fills (or changes in place), between guard bytes that it must not change.
 class TargetRow {
  public:
   TargetRow(std::size_t size, std::size_t offset);

@@ -54,7 +54,7 @@ TEST_P(EveryTable, SplitEqualsItsFormulaAtAnyWidthAndAddress) {
 // ---- Rotation by 90 degrees ---------------------------------------------------------------------
 
 // `count` of `kept` rows of `width` bytes, some of them repeatedly, become columns of lines that
-// lie `gap` bytes apart, the first line on top or at the bottom. Nothing else may be written.
+// are `gap` bytes apart, the first line on top or at the bottom. Nothing else may be written.
 void expect_transposed(const Table& table, Dice& dice, std::size_t width, std::size_t count,
                        std::size_t gap, bool upwards) {
   const std::size_t kept = count / 2 + 1;
@@ -143,7 +143,7 @@ void expect_copied(const Table& table, Dice& dice, const std::vector<CopyRun>& r
       expected[run.to - begin + i] = bytes[run.from + i];
     }
   }
-  // What is before the first run is the margin of the canvas: a guard too.
+  // The bytes before the first run are the margin of the canvas, which must not change either.
   table.copy_runs(runs, source.data(), target.data() - begin);
   EXPECT_TRUE(target.guards_intact());
   EXPECT_EQ(target.content(), expected);

@@ -39,7 +39,7 @@ Columns scaled(std::size_t from, std::size_t to) {
   return columns;
 }
 
-// Estimates of every whole block, with guard values after them.
+// Estimates of every complete block, with guard values after them.
 std::vector<float> estimated(const kernels::Table& table, const Columns& columns,
                              const std::uint8_t* row) {
   constexpr float kGuard = -1234.5F;
@@ -106,8 +106,8 @@ TEST_P(EveryTable, ResizeEqualsItsFormulaForAnyWidthAndAnyColumns) {
   }
 }
 
-// Sums that lie exactly between two bytes, where a different order or a fused multiply-add shows,
-// and where an estimate cannot tell.
+// Sums that are exactly between two bytes: a different order or a fused multiply-add changes the
+// byte, and an estimate cannot decide it.
 TEST_P(EveryTable, ResizeRoundsHalvesUp) {
   Columns columns(85);
   for (std::size_t x = 0; x < 84; ++x) columns.add(x, static_cast<double>(x % 8) / 8.0);
@@ -139,7 +139,7 @@ TEST_P(EveryTable, EstimatesStayWithinTheirError) {
   const Bytes row = dice.bytes(std::size_t{1200} * 3);
   const SourceRow source(row, 0);
   const std::vector<float> estimate = estimated(table(), columns, source.data());
-  for (std::size_t x = 0; x < 1840; ++x) {  // 230 whole blocks
+  for (std::size_t x = 0; x < 1840; ++x) {  // 230 complete blocks
     for (std::size_t c = 0; c < 3; ++c) {
       const double left = row[columns.left[x] + c];
       const double right = row[std::min(columns.left[x] + 3, columns.last) + c];
@@ -238,7 +238,7 @@ TEST_P(EveryTable, SixteenthsEqualTheFormulaForAnyWidthAndAnyColumns) {
     SixteenthColumns columns;
     for (std::size_t x = 0; x < width; ++x) {
       const std::size_t left = dice.below(source);
-      // The column beyond the last one is slack, which must not weigh.
+      // The column beyond the last one is slack, which must have no weight.
       columns.add(left, left + 1 < source ? static_cast<unsigned>(dice.below(17)) : 0);
     }
     const Bytes top = dice.bytes(source * 3);

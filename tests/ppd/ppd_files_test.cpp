@@ -196,7 +196,7 @@ TEST_P(PpdFile, KeepsNamesWithinWhatAPpdFileHolds) {
       EXPECT_LT(std::strlen(option->choices[c].text), sizeof option->choices[c].text - 1);
     }
   }
-  // The table's own names, as libcups would have cut the ones above.
+  // The names in the table, because libcups has already truncated those above.
   for (const ppd::Group& group : ppd::groups) {
     for (const ppd::Option& option : group.options) {
       EXPECT_LT(std::strlen(option.keyword), 41U);
@@ -205,7 +205,8 @@ TEST_P(PpdFile, KeepsNamesWithinWhatAPpdFileHolds) {
   }
 }
 
-// Upright, as the print system knows them, whatever way the sheet leaves the printer.
+// In portrait orientation, in which the print system knows them, regardless of how the sheet leaves
+// the printer.
 TEST_P(PpdFile, GivesEveryPaperTheSizeInItsName) {
   struct Size {
     const char* name;
@@ -230,7 +231,7 @@ TEST_P(PpdFile, GivesEveryPaperTheSizeInItsName) {
   EXPECT_EQ(ppd_->num_sizes, static_cast<int>(selectable_papers.size()));
 }
 
-// The print system offers the first paper of a size and no other.
+// The print system offers only the first paper of a size.
 TEST_P(PpdFile, NamesUncutPapersFirst) {
   const ppd_option_t* sizes = ppdFindOption(ppd_.get(), "PageSize");
   ASSERT_NE(sizes, nullptr);
@@ -298,7 +299,7 @@ TEST_P(PpdFile, EveryToneChoiceIsReadAsTheThousandthsItNames) {
   }
 }
 
-// A tenth of a millimeter is more than a pixel at 300 dpi, so two choices never come to the same.
+// A tenth of a millimeter is more than a pixel at 300 dpi, so no two choices give the same border.
 TEST_P(PpdFile, EveryBleedChoiceIsReadAsTheMillimetersItNames) {
   for (const Number& number : bleed_numbers) {
     const ppd_option_t* option = ppdFindOption(ppd_.get(), number.keyword);
@@ -322,8 +323,8 @@ TEST_P(PpdFile, EveryResolutionAndSwitchIsAccepted) {
   EXPECT_STREQ(read_by_the_filter(with_default("ColorBase", "Vivid")).color_base, "Vivid");
 }
 
-// As a default the filter takes the word for a file's name, as a job's option for a choice of its
-// table: only a file name means the same in both places.
+// The filter reads a default as a file name, but an option of a job as a choice of its table: only
+// a file name means the same in both.
 TEST_P(PpdFile, EveryProfileIsOneOfTheFiltersFileNames) {
   std::vector<std::string> files = {ppd::no_profile, ppd::profile_by_paper};
   for (const IccChoice& entry : icc_choice_to_filename) {
@@ -353,7 +354,7 @@ TEST_P(PpdFile, NamesTheProgramInFrontOfTheFilter) {
   filter = ppdFindNextAttr(ppd_.get(), "cupsFilter2", nullptr);
   ASSERT_NE(filter, nullptr);
   EXPECT_STREQ(filter->value, "application/vnd.k905-photo application/vnd.k905 0 rastertok905job");
-  // At a cost, so that documents become the print system's own raster.
+  // With a higher cost, so that documents are converted to the raster of the print system.
   for (const char* type : {"image/pwg-raster", "image/urf"}) {
     filter = ppdFindNextAttr(ppd_.get(), "cupsFilter2", nullptr);
     ASSERT_NE(filter, nullptr);

@@ -724,7 +724,7 @@ TEST(PrintProgram, LeavesNoLogAndNoDebugImages) {
   setup.arguments = {"k905-print", "--to", "/dev/null", folder.path() + "/photo.png"};
   setup.private_tmp = temporary.path();
   if (folder.path().starts_with("/tmp/")) {
-    // The folder is out of sight with the rest of /tmp.
+    // The folder is hidden with the rest of /tmp.
     setup.arguments.back() = "-";
     setup.input = quartered_png();
   }
@@ -737,7 +737,7 @@ TEST(PrintProgram, VerboseShowsTheFiltersLog) {
   folder.write("photo.png", quartered_png());
   const ChildResult result = print(folder, {"--to", "job.prn", "-v", "photo.png"});
   EXPECT_THAT(result.log, HasSubstr("K905-1: Using paper config matched by PPD name: w288h432\n"));
-  // The page comes in the filter's own pixels.
+  // The page is in the pixels of the filter.
   EXPECT_THAT(result.log,
               HasSubstr("K905-1: Image size already matches target size, skipping resize\n"));
 }
@@ -904,7 +904,7 @@ TEST(PrintProgram, StopFinishesTheCurrentSheetAndNamesTheOtherPhotos) {
   RunningProgram program(K905_BINARY_DIR "/k905-print", {"--to", job, "-", other, other},
                          {{"PATH", "/usr/bin:/bin"}}, input.read_end);
   close(input.read_end);
-  // More than the pipe takes: it is written when the program reads the picture.
+  // More than fits in the pipe: it is written while the program reads the photo.
   const auto first = static_cast<std::size_t>(capacity) + 1;
   ASSERT_LT(first, in_hand.size());
   EXPECT_TRUE(write_whole(input.write_end, std::string_view(in_hand).substr(0, first)));

@@ -1,7 +1,7 @@
-"""k905-print and k905-status beside a real print system: `print_through_cups.py BUILD CMAKE`.
+"""k905-print and k905-status with a real print system: `print_through_cups.py BUILD CMAKE`.
 
 A private scheduler, as for the end-to-end tests, with the programs installed as a user has them. Exit
-status 77 means that it could not be tried here.
+status 77: the tests cannot run on this machine.
 """
 
 import contextlib
@@ -28,7 +28,7 @@ from artwork import CYAN, MAGENTA  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
 
-class BesideCups(end_to_end.ThroughCups):
+class WithCups(end_to_end.ThroughCups):
     def program(self, name):
         return self.cups.prefix / "bin" / name
 
@@ -39,7 +39,7 @@ class BesideCups(end_to_end.ThroughCups):
 
     @staticmethod
     def jobs_in(text):
-        """Each once, in their order."""
+        """The numbers of the jobs, each once, in order."""
         return list(dict.fromkeys(map(int, re.findall(r" -> job (\d+) on ", text))))
 
     def printed(self, *arguments, status=0):
@@ -55,7 +55,7 @@ class BesideCups(end_to_end.ThroughCups):
         return artwork.png(self.art / name, 900, 600, center)
 
 
-class Print(BesideCups):
+class Print(WithCups):
     """Photos through a queue."""
 
     def test_the_sheet_is_the_same_as_without_a_queue(self):
@@ -231,7 +231,7 @@ class Print(BesideCups):
         self.assertEqual(len(self.stream(streams[0])), 1)
 
 
-class Network(BesideCups):
+class Network(WithCups):
     """Photos through a queue to a printer on a socket, which is the simulated one."""
 
     def test_the_sheets_are_those_of_the_preview(self):
@@ -257,13 +257,13 @@ class Network(BesideCups):
         self.assertNotEqual(self.pixels(sheets[0]), self.pixels(sheets[2]))
 
     def pixels(self, picture):
-        """As raster, so that other content of the file does not matter."""
+        """The photo as raster, so that other content of the file does not matter."""
         return subprocess.run([self.program("k905-raster"), "--size", "picture", picture], check=True,
                               capture_output=True).stdout
 
 
-class Watched(BesideCups):
-    """A folder through a queue: a picture counts as printed when its job was taken."""
+class Watched(WithCups):
+    """A folder through a queue: a photo counts as printed when its job was accepted."""
 
     def setUp(self):
         super().setUp()
@@ -312,7 +312,7 @@ class Watched(BesideCups):
             watch.expect("a.png -> job ")
 
     def set_unfinished(self, outcome, job, ticket=None):
-        """As the ledger is when the program ended between two steps."""
+        """Puts the ledger into the state in which the program ended between two steps."""
         with contextlib.closing(sqlite3.connect(self.ledger)) as ledger, ledger:
             ledger.execute("UPDATE sheet SET outcome = ?, job = ?, ticket = coalesce(?, ticket)",
                            (outcome, job, ticket))
@@ -385,7 +385,7 @@ class Watched(BesideCups):
         self.cups.run("cancel", "-a", self.queue)
 
     def create_job(self, ticket):
-        """Created as k905-print creates one, and left at that."""
+        """A job that was created as by k905-print, without pages."""
         attributes = b"".join(ipp.attribute(tag, name, value) for tag, name, value in (
             (0x47, "attributes-charset", "utf-8"), (0x48, "attributes-natural-language", "en"),
             (0x45, "printer-uri", f"ipp://localhost/printers/{self.queue}"),
@@ -418,7 +418,7 @@ class Watched(BesideCups):
 
 
 class Watch:
-    """k905-print at a folder, until the end of a `with`."""
+    """k905-print --watch, until the end of a `with`."""
 
     def __init__(self, test, command):
         self.test = test
@@ -446,7 +446,7 @@ class Watch:
         self.process.stdout.close()
 
 
-class Status(BesideCups):
+class Status(WithCups):
     """A device that the print system is printing on."""
 
     def test_a_device_in_use_is_reported_and_not_asked(self):
@@ -456,7 +456,7 @@ class Status(BesideCups):
             path = os.ttyname(device)
             self.add_queue(device=f"file://{path}")
             job = self.cups.submit(self.queue, self.picture())
-            # Nobody reads: the job waits because the terminal is full.
+            # No program reads the terminal: the job waits because it is full.
             self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.PROCESSING,
                                "the job to begin")
             result = self.cups.run(self.program("k905-status"), path, check=False)

@@ -1,4 +1,4 @@
-// k905-print at a printer, which is the simulated one: what is sent comes out as sheets.
+// k905-print with the simulated printer: what is sent comes out as sheets.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-// Left dark, right bright, the lower half bluer, so that no turn of it looks like another.
+// Left dark, right bright, the lower half bluer, so that every rotation looks different.
 std::vector<std::uint8_t> rows_of(std::uint32_t width, std::uint32_t height,
                                   std::size_t channels = 3) {
   std::vector<std::uint8_t> rows;
@@ -89,8 +89,7 @@ TEST_F(PrintToPrinter, EveryKindOfPhotoIsPrintedAsPreviewed) {
     const Picture shown = picture_in(folder_, "preview" + number + ".png");
     EXPECT_EQ(sheet(static_cast<int>(i) + 1).bytes, shown.bytes) << files[i].first;
   }
-  // Pictures that look different are: nothing above compares a white sheet with a white
-  // sheet.
+  // Different photos give different sheets: no comparison above is between two white sheets.
   EXPECT_NE(sheet(3).bytes, sheet(4).bytes);
   EXPECT_NE(sheet(5).bytes, sheet(6).bytes);
   EXPECT_NE(sheet(1).bytes, sheet(7).bytes);
@@ -185,7 +184,7 @@ TEST_F(PrintToPrinter, JsonNamesThePrinterAndItsLifeCounterAfterThePhoto) {
 TEST_F(PrintToPrinter, DisconnectedPrinterIsAFailure) {
   put("a.png");
   const std::string device = printer_.path();
-  // As long as somebody holds the terminal, its name goes to no other printer, of another test.
+  // While the terminal is open, its name is not given to the printer of another test.
   const int terminal = open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
   ASSERT_GE(terminal, 0);
   EXPECT_EQ(printer_.end(SIGTERM), 0);

@@ -1,4 +1,5 @@
-// The page that shows a picture pixel by pixel, against the filter's formulas written down again.
+// The page that shows a photo pixel by pixel, compared with a second implementation of the filter's
+// formulas.
 #include "apps/layout/sheet_place.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +14,7 @@ SheetPlace place_of(const std::string& paper, const std::map<std::string, std::s
   return sheet_place(choices);
 }
 
-// Every pixel another: the place is in its colors.
+// Every pixel is different: its color encodes its position.
 Picture numbered(std::uint32_t width, std::uint32_t height) {
   Picture picture = blank_picture(width, height);
   std::uint8_t* out = picture.bytes.data();
@@ -32,14 +33,16 @@ std::uint32_t pixel_at(const Picture& picture, std::size_t x, std::size_t y) {
   return static_cast<std::uint32_t>(at[0] | at[1] << 8 | at[2] << 16);
 }
 
-// What the filter's last stage takes for a place of the effective area: the nearest pixel.
+// The pixel that the filter's last stage takes for a position of the effective area: the nearest
+// one.
 std::size_t taken(std::size_t place, std::size_t from, std::size_t to) {
   const double scale = static_cast<double>(to) / static_cast<double>(from);
   const double source = (static_cast<double>(place) + 0.5) * (1 / scale) - 0.5 + 0.5;
   return std::min(static_cast<std::size_t>(source), from - 1);
 }
 
-// The sheet as a person holds it, from the page: mirrored, stretched, and seen from the back.
+// Whether the visible sheet shows `picture`: the page is mirrored, stretched, and seen from the
+// back.
 bool sheet_shows(const Picture& page, const Picture& picture, const SheetPlace& place) {
   for (std::size_t y = 0; y < place.seen_height; ++y) {
     for (std::size_t x = 0; x < place.seen_width; ++x) {

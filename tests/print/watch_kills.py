@@ -3,7 +3,8 @@
 KIND is file, device, queue or queue_without_history. Photos of different colors wait in a folder; the
 program is killed just before one of its calls that change something (kill_at_call.cpp), a different one
 each time, and started again. In the end every photo must have come out once; with a device, a photo may
-be missing when the program named it as in doubt. Exit status 77 means that it could not be tried here.
+be missing when the program named it as in doubt. Exit status 77: the test cannot run on this
+machine.
 """
 
 import collections
@@ -45,7 +46,7 @@ def name_of(number):
 
 
 class Kind:
-    """Where the sheets go."""
+    """A destination of the sheets, and how they are read back."""
 
     history = True
 
@@ -77,7 +78,7 @@ class File(Kind):
 
 
 class Device(Kind):
-    """A simulated printer on a terminal; it forgets a torn sheet when the program ends."""
+    """A simulated printer on a terminal; it discards an incomplete sheet when the program ends."""
 
     def __init__(self, *arguments):
         super().__init__(*arguments)
@@ -159,7 +160,7 @@ class Killer:
                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
 
     def put(self):
-        """One more photo; its name."""
+        """Adds a photo; returns its name."""
         fresh = self.folder / ".fresh"
         artwork.png(fresh, 90, 60, color_of(self.total))
         name = name_of(self.total)
@@ -191,7 +192,7 @@ class Killer:
                 self.output += process.communicate(timeout=5)[0]
                 break
             except subprocess.TimeoutExpired:
-                # A run that waits less for the printer makes fewer calls: one more photo brings more.
+                # A run that waits less for the printer makes fewer calls: another photo causes more.
                 self.put()
         assert process.returncode == -signal.SIGKILL, f"{process.returncode}\n{self.output[-3000:]}"
 
@@ -206,11 +207,11 @@ def run(kind, kills):
     folder.mkdir()
     killer = Killer(kind, folder)
     first = killer.calls(f"{killer.put()} -> ")
-    # The second run also looks at what the first one printed; its calls are where the kills go.
+    # The second run also checks what the first one printed; the kills are at its calls.
     calls = killer.calls(f"{killer.put()} -> ")
     print(f"calls of a run with one photo: {first}, {calls}", flush=True)
     for turn in range(kills):
-        # There is always something to print, so that a run comes to its call.
+        # There is always something to print, so that a run reaches its call.
         while killer.total < turn + 6:
             killer.put()
         killer.kill(1 + (turn * calls) // kills)

@@ -64,7 +64,7 @@ TEST(BmpPlanes, MissingMemoryIsLoggedWithTheSize) {
     image = k905_build_bmp_plane(100000, 100000, &pixel, &size);
     hooks::malloc_fails = false;
   });
-  // Ten thousand million pixels: more than 32 bits hold.
+  // 10^10 pixels: more than 32 bits can count.
   EXPECT_EQ(log, "K905-1: malloc(10000001088) failed for BMP plane\n");
   EXPECT_EQ(image, nullptr);
   EXPECT_EQ(size, 42U);

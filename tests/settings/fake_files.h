@@ -6,7 +6,7 @@
 #include <vector>
 
 // During its lifetime stat finds exactly the given files and records every requested path; if there
-// are several objects, the newest is in force.
+// are several objects, the newest is used.
 class FakeFiles {
  public:
   explicit FakeFiles(std::set<std::string> existing = {});

@@ -9,7 +9,7 @@ std::string ppd_head();
 // An option with its default choice and one choice of that name, as a UI block.
 std::string ppd_option(const std::string& keyword, const std::string& choice);
 
-// A file of its own that lives as long as the object.
+// A temporary file that is removed with the object.
 class PpdFile {
  public:
   explicit PpdFile(const std::string& text);

@@ -12,7 +12,7 @@
 [[nodiscard]] std::string rgb_table_profile();  // a printer: another table for each intent
 [[nodiscard]] std::string ink_table_profile();  // four inks; white paper has none
 [[nodiscard]] std::string gray_profile();       // one channel, gamma 2.2
-[[nodiscard]] std::string lab_profile();        // no device at all
-// The header names `space`, but there is nothing a transform could be made from.
+[[nodiscard]] std::string lab_profile();        // not a device profile
+// The header names `space`, but the profile has no data for a transform.
 [[nodiscard]] std::string hollow_profile(cmsColorSpaceSignature space);
 [[nodiscard]] std::string hollow_rgb_profile();

@@ -13,13 +13,13 @@
 
 #include "tests/support/ppd_builder.h"
 
-// A moment without memory: the one at which the filter could log `line` for the `visit`-th time.
-// The line is without its number, if it has one: "malloc() failed ...".
+// A simulated shortage of memory, at the place where the filter could log `line` for the `visit`-th
+// time. The line is without its number, if it has one: "malloc() failed ...".
 struct ReferenceShortage {
   std::string line;
   int visit = 1;
 };
-// One such moment comes once a page: what is left of it is to be read.
+// There is such a place once a page: where the rest of a page is skipped.
 inline constexpr char kNoMemoryToSkipAPage[] =
     "K905-1: malloc skip buffer failed, the rest of the job is not printed";
 

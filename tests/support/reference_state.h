@@ -149,7 +149,7 @@ class PlainFilter {
   void save_image(const char* tag, const Image& image);
 
   void apply_ppd_option(const std::string& keyword, const std::string& value);
-  // Everything but profiles; an argument sets less than the PPD and logs less.
+  // All options except profiles; an argument can set fewer options than the PPD and logs less.
   void apply_option(const std::string& keyword, const std::string& value, bool from_ppd);
   void apply_key(const std::string& key, const std::string& value);
   void apply_flag(const std::string& flag, const std::string& value);

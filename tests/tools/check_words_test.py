@@ -1,4 +1,4 @@
-"""Tests tools/check_words on a source tree of its own: `check_words_test.py`."""
+"""Tests tools/check_words on a temporary source tree: `check_words_test.py`."""
 
 import pathlib
 import subprocess
