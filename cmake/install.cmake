@@ -5,7 +5,7 @@ set(program_permissions OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EX
                         WORLD_READ WORLD_EXECUTE)
 install(TARGETS rastertok905 rastertok905job
         RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/filter PERMISSIONS ${program_permissions})
-# CUPS starts a backend as root only if nobody else may execute it. The backend opens the printer's device and the
+# CUPS starts a backend as root only if no other user may execute it. The backend opens the printer's device and the
 # folder of its records, then gives up root.
 install(TARGETS k905 RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/backend
         PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)

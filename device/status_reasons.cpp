@@ -22,8 +22,8 @@ constexpr char kDuplexService[] =
 constexpr auto kReasons = std::to_array<StatusReason>({
     {0, true, "", ""},
     {1, true, "", ""},
-    {500, false, "other-report", "printing goes on when it has cooled down"},
-    {510, false, "other-report", "printing goes on when it has cooled down"},
+    {500, false, "other-report", "printing continues when it has cooled down"},
+    {510, false, "other-report", "printing continues when it has cooled down"},
     {900, true, "", ""},
     {1000, false, "cover-open-error", "close the cover"},
     {1010, false, "output-tray-missing-error", "insert the scrap box"},

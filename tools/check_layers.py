@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that nothing in the filter and in the device library includes upward.
+"""Checks that no layer of the filter and of the device library includes a layer above it.
 
                        filter/        device/
               +-----------+-----------+  |
@@ -15,7 +15,7 @@
                      v
                  paper/                         diag/ beside all of them
 
-An arrow means "may include", and what is reached over several arrows is allowed too. The kernels include
+An arrow means "may include", directly or over several arrows. The kernels include
 only standard headers and each other; all layers but the kernels and the papers may log; each outside
 library is included in one place only; a folder can have private headers. Prints a line per finding; the
 exit status is 1 if there is one.

@@ -56,7 +56,7 @@ void describe(CLI::App& app, PrintOptions& options) {
        "the paper"},
       {"--wait", &options.wait, "with a queue: wait until the photos are printed"},
       {"--timeout", &options.timeout,
-       "with --to DEVICE and --wait: stop waiting for the printer after so many seconds; the "
+       "with --to DEVICE and --wait: stop waiting for the printer after this many seconds; the "
        "default "
        "is no limit",
        kMost, 0},

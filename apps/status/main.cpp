@@ -55,7 +55,7 @@ void describe_options(CLI::App& app, Options& options) {
   auto* wait =
       app.add_flag("--wait-ready", options.wait_ready, "wait until all are ready, then report");
   app.add_option("--timeout", options.limit_seconds,
-                 "with --wait-ready: stop waiting after so many seconds")
+                 "with --wait-ready: stop waiting after this many seconds")
       ->needs(wait)
       ->check(seconds_between(0, 31536000));
   app.footer(

@@ -16,7 +16,7 @@ unsigned pixels_of(float points, unsigned dpi) {
 PixelSize page_pixels(const PagePlan& plan) {
   PixelSize size{pixels_of(plan.paper->page_width_pt, plan.horizontal_dpi),
                  pixels_of(plan.paper->page_height_pt, plan.vertical_dpi)};
-  // The fallback paper has no page size of its own; its target size is used.
+  // The fallback paper has no page size; its target size is used.
   if (size.width == 0 || size.height == 0) {
     size = {static_cast<unsigned>(plan.paper->target_width),
             static_cast<unsigned>(plan.paper->target_height) * plan.vertical_dpi / 300};

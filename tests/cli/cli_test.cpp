@@ -137,7 +137,7 @@ TEST(Arguments, WithoutAnyTheJobHasTheDefaults) {
 
 // ---- the log file ----
 
-// Runs the filter by hand with a /tmp of its own.
+// Runs the filter by hand with a private /tmp.
 class ByHandLog : public ::testing::Test {
  protected:
   void SetUp() override {

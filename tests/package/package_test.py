@@ -164,7 +164,7 @@ class Contents(unittest.TestCase):
             mode, owner, *_, name = line.split()
             self.assertEqual(owner, "root/root", name)
             program = re.match(r"\./usr/(bin|lib/cups/filter)/.", name)
-            # CUPS starts a backend as root only when nobody else may execute it.
+            # CUPS starts a backend as root only if no other user may execute it.
             backend = name == "./usr/lib/cups/backend/k905"
             wanted = ("drwxr-xr-x" if name.endswith("/") else "-rwx------" if backend else
                       "-rwxr-xr-x" if program else "-rw-r--r--")

@@ -86,7 +86,7 @@ class PhotoMemory : public testing::Test {
 // test, because the peak of all children counts.
 TEST_F(PhotoMemory, JpegOf24MegapixelsTakesAtMost64Megabytes) {
 #if defined(__SANITIZE_ADDRESS__)
-  GTEST_SKIP() << "the sanitizer needs memory of its own";
+  GTEST_SKIP() << "the sanitizer uses additional memory";
 #endif
   put_large_photos();  // their memory is released before a child is forked
   for (const std::string photo : {"across.jpg", "upright.jpg"}) {

@@ -310,7 +310,7 @@ TEST_F(PrintPage, CutterFollowsFromPaperNameAndSheetSize) {
       {"w432h576", 1920, 2498, "00000000", ""},
       {"w360h504-div2", 4, 4, "00000120", kDiv2},
       {"div4", 4, 4, "00000120", kDiv2},
-      // The rule of its own name comes after the one for div2.
+      // The rule for this name comes after the rule for div2.
       {"w432h576-div2", 1920, 2498, "00000120", kDiv2},
       {"w432h576-div2", 4, 4, "00000120", kDiv2},
       {"w288h432", 1920, 1240, "00000000", ""},

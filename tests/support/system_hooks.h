@@ -11,7 +11,7 @@ namespace hooks {
 // The result of the next call.
 struct Step {
   int error = 0;            // not 0: the call fails with this errno
-  std::size_t at_most = 0;  // otherwise: the call is asked for at most so many bytes; 0 gives 0
+  std::size_t at_most = 0;  // otherwise: the maximum number of bytes of the call; 0 gives 0
 };
 
 // Each call on `descriptor` uses one step; after the last one, calls are those of the system again.
