@@ -147,7 +147,7 @@ bool OutputFile::lock() {
   constexpr int kTries = 30;
   for (int i = 0; i < kTries; ++i) {
     if (flock(descriptor_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
-      return !plain_ || look_at_locked_file();
+      return !plain_ || check_locked_file();
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
@@ -156,7 +156,7 @@ bool OutputFile::lock() {
 }
 
 // To be called with the lock. False with errno set if another program removed the file.
-bool OutputFile::look_at_locked_file() {
+bool OutputFile::check_locked_file() {
   struct stat mine = {};
   struct stat named = {};
   const bool is_there = fstat(descriptor_.get(), &mine) == 0 && stat(path_.c_str(), &named) == 0 &&

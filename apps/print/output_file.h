@@ -55,7 +55,7 @@ class OutputFile {
   bool open_new(bool append);
   bool open_beside(const std::string& target, mode_t mode);
   bool lock();
-  bool look_at_locked_file();
+  bool check_locked_file();
 
   k905::Descriptor descriptor_;
   std::string path_;    // destination of the job, links resolved

@@ -59,7 +59,7 @@ struct Choice {
 };
 
 // From plain to fast.
-Choice look_at_the_processor() {
+Choice detect_cpu_features() {
   Choice choice;
   choice.add(portable_table());
 #if defined(__x86_64__)
@@ -77,8 +77,8 @@ Choice look_at_the_processor() {
 }
 
 const Choice& choice() {
-  static const Choice made_once = look_at_the_processor();
-  return made_once;
+  static const Choice choice = detect_cpu_features();
+  return choice;
 }
 
 }  // namespace
