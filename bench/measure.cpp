@@ -48,7 +48,7 @@ long long pump(int from, int to) {
   return total;
 }
 
-int open_or_give_up(const char* path, int flags) {
+int open_or_exit(const char* path, int flags) {
   const int descriptor = open(path, flags | O_CLOEXEC);
   if (descriptor < 0) give_up(path);
   return descriptor;
@@ -59,7 +59,7 @@ pid_t start_feeder(const char* path, const Pipe& input, const Pipe& output) {
   if (feeder != 0) return feeder;
   close(input.out);  // so that the feeder ends when the program stops reading
   close(output.in);
-  pump(open_or_give_up(path, O_RDONLY), input.in);
+  pump(open_or_exit(path, O_RDONLY), input.in);
   std::_Exit(0);
 }
 
@@ -68,7 +68,7 @@ pid_t start_program(char** command, const Pipe& input, const Pipe& output) {
   if (program != 0) return program;
   dup2(input.out, STDIN_FILENO);
   dup2(output.in, STDOUT_FILENO);
-  dup2(open_or_give_up("/dev/null", O_WRONLY), STDERR_FILENO);
+  dup2(open_or_exit("/dev/null", O_WRONLY), STDERR_FILENO);
   execv(command[0], command);
   std::_Exit(126);
 }
@@ -89,7 +89,7 @@ int main(int argc, char** argv) {
   close(input.in);
   close(input.out);
   close(output.in);
-  const long long written = pump(output.out, open_or_give_up("/dev/null", O_WRONLY));
+  const long long written = pump(output.out, open_or_exit("/dev/null", O_WRONLY));
 
   int status = 0;
   rusage usage{};

@@ -211,7 +211,7 @@ cups_cspace_t space_of(Format format, unsigned which) {
                               : kFour[which % std::size(kFour)];
 }
 
-cups_page_header2_t honest_header(Input& input) {
+cups_page_header2_t consistent_header(Input& input) {
   const Format format = one_of(input, kFormats);
   const auto width = static_cast<unsigned>(1 + input.below(200));
   const auto height = static_cast<unsigned>(1 + input.below(200));
@@ -253,7 +253,7 @@ void fill(Input& input, RasterPage& page) {
 
 // One page after the four bytes that open a stream.
 std::string page_of(Input& input, RasterKind kind) {
-  RasterPage page = blank_page(honest_header(input));
+  RasterPage page = blank_page(consistent_header(input));
   fill(input, page);
   std::string bytes =
       kind == RasterKind::kCompressed ? raster_stream({page}, kind).substr(4) : raw_page(page);
@@ -304,7 +304,7 @@ bool is_size_of_a_sheet(const Sheet& sheet) {
 }
 
 // The number of sheets.
-std::size_t expect_whole_sheets(std::string_view output) {
+std::size_t expect_complete_sheets(std::string_view output) {
   const ParsedStream parsed =
       parse_printer_stream(reinterpret_cast<const std::uint8_t*>(output.data()), output.size());
   expect(!parsed.error, "the printer gets whole sheets only");
@@ -336,7 +336,7 @@ std::uint64_t run_and_check(const Setting& setting, std::string_view stream) {
   expect(free_before == free_after, "every file is closed again");
   expect(status == 0 || (status == 1 && output.empty()), "status 1 is for what cannot be opened");
   expect_plain_log(log, setting.line_limit);
-  const std::size_t sheets = expect_whole_sheets(output);
+  const std::size_t sheets = expect_complete_sheets(output);
   expect(setting.line_limit != 0 || count_of(log, "K905-1: ===== PRINT CALL #") == sheets,
          "the log reports every sheet");
   return std::hash<std::string_view>()(output);

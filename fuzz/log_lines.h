@@ -8,7 +8,7 @@
 #include "fuzz/expect.h"
 
 // CUPS interprets lines that begin with one of these.
-inline constexpr std::string_view kOrdersToCups[] = {
+inline constexpr std::string_view kCupsCommands[] = {
     "ALERT:", "ATTR:", "CRIT:",   "DEBUG:", "DEBUG2:", "EMERG:", "ERROR:",
     "INFO:",  "JOB",   "NOTICE:", "PAGE:",  "PPD:",    "STATE:", "WARNING:"};
 
@@ -24,8 +24,8 @@ inline bool is_own_report(std::string_view line) {
   });
 }
 
-inline bool is_order_to_cups(std::string_view line) {
-  return !is_own_report(line) && std::ranges::any_of(kOrdersToCups, [line](std::string_view order) {
+inline bool is_cups_command(std::string_view line) {
+  return !is_own_report(line) && std::ranges::any_of(kCupsCommands, [line](std::string_view order) {
     return line.starts_with(order);
   });
 }
@@ -38,7 +38,7 @@ inline void expect_plain_log(std::string_view log, std::size_t limit = 0) {
   while (!log.empty()) {
     const std::string_view line = log.substr(0, log.find('\n'));
     expect(limit == 0 || line.size() < limit, "no line is longer than CUPS takes");
-    expect(!is_order_to_cups(line), "nothing from outside is an order to CUPS");
+    expect(!is_cups_command(line), "no text from outside is a command to CUPS");
     log.remove_prefix(line.size() + 1);
   }
 }

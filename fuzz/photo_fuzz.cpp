@@ -58,7 +58,7 @@ void prepare_for_a_sheet(const std::string& path) {
   }
 }
 
-void expect_png_gives_it_back(const Picture& picture) {
+void expect_png_round_trip(const Picture& picture) {
   const MemoryFile file("", 0);
   std::string error;
   expect(write_png(file.path(), picture, {}, error), "an image can be written");
@@ -84,9 +84,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!is_small(file.path())) return 0;
   std::string error;
   std::optional<Picture> picture = k905::read_photo(file.path(), error);
-  std::string error_again;
-  const std::optional<Picture> again = k905::read_photo(file.path(), error_again);
-  expect(picture.has_value() == again.has_value() && error == error_again, "the same outcome");
+  std::string second_error;
+  const std::optional<Picture> again = k905::read_photo(file.path(), second_error);
+  expect(picture.has_value() == again.has_value() && error == second_error, "the same outcome");
   prepare_for_a_sheet(file.path());
   if (!picture) {
     expect(is_one_plain_line(error), "a reason in one line");
@@ -95,6 +95,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   expect_consistent(*picture);
   expect(same(*picture, *again), "the same image");
   picture->icc_profile.clear();
-  expect_png_gives_it_back(*picture);
+  expect_png_round_trip(*picture);
   return 0;
 }

@@ -202,9 +202,9 @@ void files(Input& input, std::uint8_t kind) {
   LentStream err(STDERR_FILENO);
   IccTransform icc;
   convert(options, icc, rows);
-  LentStream err_again(STDERR_FILENO);
+  LentStream second_err(STDERR_FILENO);
   convert(options, icc, again);
-  err_again.give_back();
+  second_err.give_back();
   err.give_back();
 
   std::string wanted;
@@ -214,7 +214,7 @@ void files(Input& input, std::uint8_t kind) {
          "the colors of Little CMS");
   expect(conversion_log(err.content()) == wanted, "the log is what the plain reference says");
   expect(again.rgb == rows.rgb, "a page that finds the transform there gets the same");
-  expect(conversion_log(err_again.content()) == wanted, "and says the same");
+  expect(conversion_log(second_err.content()) == wanted, "and says the same");
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ void expect_numbers_like(const reference::Settings& plain) {
 
 }  // namespace
 
-void expect_whole_record() {
+void expect_valid_settings() {
   using P = PrintOptions;
   expect_ended<&P::ppd_paper_name, &P::color_model, &P::color_precision, &P::image_type,
                &P::color_correction, &P::resolution, &P::overcoat, &P::shrink_output,

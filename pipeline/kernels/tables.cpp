@@ -77,8 +77,8 @@ Choice detect_cpu_features() {
 }
 
 const Choice& choice() {
-  static const Choice choice = detect_cpu_features();
-  return choice;
+  static const Choice detected = detect_cpu_features();
+  return detected;
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ RasterPage page_of(const Paper& paper, unsigned dpi = 300, unsigned dpi_down = 3
 }
 
 // Landscape, if the paper is not square.
-RasterPage turned_page_of(const Paper& paper) {
+RasterPage rotated_page_of(const Paper& paper) {
   return drawn_page(paper.down_pt, paper.across_pt, pixels(paper.down_pt, 300),
                     pixels(paper.across_pt, 300));
 }
@@ -191,7 +191,7 @@ TEST_P(TruePagesOnEveryPaper, PassportBoxIsWithinAPixel) {
 }
 
 TEST_P(TruePagesOnEveryPaper, PassportBoxOfARotatedPageIsWithinAPixel) {
-  RasterPage page = turned_page_of(GetParam());
+  RasterPage page = rotated_page_of(GetParam());
   fill_box(page, 300, 200, 413, 531);
   const Box box = dark_box(only_sheet(page, option(GetParam())));
   const bool turned = GetParam().across_pt != GetParam().down_pt;
@@ -200,7 +200,7 @@ TEST_P(TruePagesOnEveryPaper, PassportBoxOfARotatedPageIsWithinAPixel) {
 }
 
 TEST_P(TruePagesOnEveryPaper, CircleOnARotatedPageIsRoundAt600Dpi) {
-  RasterPage page = turned_page_of(GetParam());
+  RasterPage page = rotated_page_of(GetParam());
   // The upper half of a rotated page is on the left.
   fill_circle(page, circle_center_in(GetParam()), page.header.cupsHeight / 600.0, kDiameterIn);
   expect_round(only_sheet(page, option(GetParam(), "Resolution=300x600dpi")), kDiameterIn, 600);

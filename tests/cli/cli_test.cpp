@@ -333,7 +333,7 @@ TEST(ClosedPipe, OfTheLogLosesOnlyTheLog) {
 }
 
 // A query to /dev/null, which gives no reply at once.
-ChildSetup query_of_nobody() {
+ChildSetup query_without_printer() {
   ChildSetup setup = under_cups();
   setup.arguments = {"rastertok905", "--info", "/dev/null"};
   return setup;
@@ -343,7 +343,7 @@ TEST(ClosedPipe, OfTheReportDoesNotFailTheQuery) {
   const ScratchFolder scratch;
   const std::string log_file = scratch.write("log", "");
   const int err = open(log_file.c_str(), O_WRONLY | O_CLOEXEC);
-  expect_undisturbed_end(query_of_nobody(), -1, pipe_without_reader(), err);
+  expect_undisturbed_end(query_without_printer(), -1, pipe_without_reader(), err);
   EXPECT_THAT(lines_of(read_file(log_file)), Contains("K905-1: write error: Broken pipe"));
 }
 
@@ -351,8 +351,8 @@ TEST(ClosedPipe, OfTheLogOfAQueryLosesOnlyTheLog) {
   const ScratchFolder scratch;
   const std::string report_file = scratch.write("report", "");
   const int out = open(report_file.c_str(), O_WRONLY | O_CLOEXEC);
-  expect_undisturbed_end(query_of_nobody(), -1, out, pipe_without_reader());
-  const ChildResult undisturbed = run_child(query_of_nobody());
+  expect_undisturbed_end(query_without_printer(), -1, out, pipe_without_reader());
+  const ChildResult undisturbed = run_child(query_without_printer());
   EXPECT_EQ(read_file(report_file), undisturbed.output);
   EXPECT_THAT(undisturbed.output, HasSubstr(" = \r\n"));
 }

@@ -104,7 +104,7 @@ class JobProgram : public ::testing::Test {
     log_.emplace();
   }
 
-  void stand_in(const std::string& script) {
+  void replace_filter(const std::string& script) {
     const std::string path = folder_ + "/filter";
     std::ofstream(path) << "#!/bin/sh\n" << script;
     chmod(path.c_str(), 0755);
@@ -178,14 +178,14 @@ class JobProgram : public ::testing::Test {
 const std::vector<std::string> kPlainJob = {"1", "me", "title", "1", ""};
 
 TEST_F(JobProgram, PassesArgumentsToTheFilterUnchanged) {
-  stand_in("printf '<%s>' \"$@\"\n");
+  replace_filter("printf '<%s>' \"$@\"\n");
   run({"17", "me", "a 'title'\nPAGE: 9 9", "3", "PageSize=w432h576 x='y z'"});
   EXPECT_EQ(output_, "<17><me><a 'title'\nPAGE: 9 9><3><PageSize=w432h576 x='y z'>");
 }
 
 // For a document in a file no previous filter has repeated the pages.
 TEST_F(JobProgram, AsksTheFilterForTheCopiesOfAFile) {
-  stand_in("printf '<%s>' \"$@\"\n");
+  replace_filter("printf '<%s>' \"$@\"\n");
   const std::string document = folder_ + "/document";
   std::ofstream(document) << "a document";
   run({"17", "me", "title", "3", "", document});
@@ -193,7 +193,7 @@ TEST_F(JobProgram, AsksTheFilterForTheCopiesOfAFile) {
 }
 
 TEST_F(JobProgram, PassesEveryByteUnchanged) {
-  stand_in("exec cat\n");
+  replace_filter("exec cat\n");
   std::string bytes;
   for (int i = 0; i < 40000; ++i) bytes += static_cast<char>((i * 31 + i / 251) & 0xff);
   EXPECT_EQ(run(kPlainJob, bytes), 0);
@@ -204,14 +204,14 @@ TEST_F(JobProgram, PassesEveryByteUnchanged) {
 TEST_F(JobProgram, ADocumentInAFileBecomesTheFiltersInput) {
   const std::string document = folder_ + "/document";
   std::ofstream(document) << "a document";
-  stand_in("exec cat\n");
+  replace_filter("exec cat\n");
   EXPECT_EQ(run({"1", "me", "title", "1", "", document}), 0);
   EXPECT_EQ(output_, "a document");
   EXPECT_THAT(log_lines_, IsEmpty());
 }
 
 TEST_F(JobProgram, DocumentThatCannotBeOpenedIsReported) {
-  stand_in("exec cat\n");
+  replace_filter("exec cat\n");
   EXPECT_EQ(run({"1", "me", "title", "1", "", "/nowhere/document"}), 0);
   EXPECT_THAT(log_lines_,
               ElementsAre("ERROR: The document cannot be opened.",
@@ -219,7 +219,7 @@ TEST_F(JobProgram, DocumentThatCannotBeOpenedIsReported) {
 }
 
 TEST_F(JobProgram, PutsTheJobsChoicesIntoThePpdFile) {
-  stand_in("grep -E '^.Default(PageSize|PageRegion|StpLaminate):' \"$PPD\"\n");
+  replace_filter("grep -E '^.Default(PageSize|PageRegion|StpLaminate):' \"$PPD\"\n");
   run({"1", "me", "title", "1", "PageSize=w432h576 StpLaminate=Matte"});
   EXPECT_THAT(lines_of(output_),
               ElementsAre("*DefaultPageSize: w432h576", "*DefaultPageRegion: w432h576",
@@ -228,27 +228,27 @@ TEST_F(JobProgram, PutsTheJobsChoicesIntoThePpdFile) {
 }
 
 TEST_F(JobProgram, ReadsOptionsFromTheOptionsArgumentOnly) {
-  stand_in("grep '^.DefaultStpLaminate:' \"$PPD\"\n");
+  replace_filter("grep '^.DefaultStpLaminate:' \"$PPD\"\n");
   run({"StpLaminate=Matte", "StpLaminate=Matte", "StpLaminate=Matte", "1", "",
        "StpLaminate=Matte"});
   EXPECT_EQ(output_, "*DefaultStpLaminate: Glossy\n");
 }
 
 TEST_F(JobProgram, PassesTheRibbonToTheFilter) {
-  stand_in("echo \"$K905_RIBBON\"\n");
+  replace_filter("echo \"$K905_RIBBON\"\n");
   run({"1", "me", "title", "1", "K905Ribbon=6x8"});
   EXPECT_EQ(output_, "6x8\n");
 }
 
 TEST_F(JobProgram, KeepsTheRibbonVariableWhenNothingIsChosen) {
-  stand_in("echo \"$K905_RIBBON\"\n");
+  replace_filter("echo \"$K905_RIBBON\"\n");
   environment_["K905_RIBBON"] = "6x8";
   run(kPlainJob);
   EXPECT_EQ(output_, "6x8\n");
 }
 
 TEST_F(JobProgram, RemovesItsFiles) {
-  stand_in("exit 0\n");
+  replace_filter("exit 0\n");
   run({"1", "me", "title", "1", "StpLaminate=Matte"});
   int files = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
@@ -259,14 +259,14 @@ TEST_F(JobProgram, RemovesItsFiles) {
 }
 
 TEST_F(JobProgram, ReturnsTheExitStatusOfTheFilter) {
-  stand_in("exit 3\n");
+  replace_filter("exit 3\n");
   const int status = run(kPlainJob);
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 3);
 }
 
 TEST_F(JobProgram, EndsByTheSignalThatEndedTheFilter) {
-  stand_in("kill -SEGV $$\n");
+  replace_filter("kill -SEGV $$\n");
   const int status = run(kPlainJob);
   ASSERT_TRUE(WIFSIGNALED(status));
   EXPECT_EQ(WTERMSIG(status), SIGSEGV);
@@ -274,10 +274,10 @@ TEST_F(JobProgram, EndsByTheSignalThatEndedTheFilter) {
 
 TEST_F(JobProgram, ForwardsACancelAndWaitsForTheFilter) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-    stand_in(kUnblockTerm +
-             "trap 'echo canceled >&2; echo end-of-sheet; exit 0' TERM\n"
-             "echo ready >&2\n"
-             "while :; do read -r line || sleep 0.05; done\n");
+    replace_filter(kUnblockTerm +
+                   "trap 'echo canceled >&2; echo end-of-sheet; exit 0' TERM\n"
+                   "echo ready >&2\n"
+                   "while :; do read -r line || sleep 0.05; done\n");
     const pid_t pid = start(kPlainJob);
     std::string log;
     ASSERT_TRUE(read_until_line(log_->read_end(), log, "ready"));
@@ -292,7 +292,7 @@ TEST_F(JobProgram, ForwardsACancelAndWaitsForTheFilter) {
 // A job printed with nohup, or from the background of a shell.
 TEST_F(JobProgram, ASignalThatIsIgnoredCancelsNothing) {
   for (const int number : {SIGINT, SIGHUP}) {
-    stand_in(kUnblockTerm + "echo ready >&2\nread -r line\necho \"printed $line\"\n");
+    replace_filter(kUnblockTerm + "echo ready >&2\nread -r line\necho \"printed $line\"\n");
     const pid_t pid = start(kPlainJob, [number] { signal(number, SIG_IGN); });
     std::string log;
     ASSERT_TRUE(read_until_line(log_->read_end(), log, "ready"));
@@ -314,7 +314,7 @@ constexpr char kWaitForPendingTerm[] =
     "done\n";
 
 TEST_F(JobProgram, ForwardsAnEarlyCancel) {
-  stand_in(kWaitForPendingTerm);
+  replace_filter(kWaitForPendingTerm);
   const int status = run(kPlainJob, "", [] {
     sigset_t held;
     sigemptyset(&held);
@@ -328,7 +328,7 @@ TEST_F(JobProgram, ForwardsAnEarlyCancel) {
 
 // SIGTERM arrives before main(), when constructors of libraries run.
 TEST_F(JobProgram, ForwardsACancelThatArrivedBeforeMain) {
-  stand_in(kWaitForPendingTerm);
+  replace_filter(kWaitForPendingTerm);
   environment_["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libk905_early_signal.so";
   environment_["ASAN_OPTIONS"] = "verify_asan_link_order=0";
   environment_["K905_EARLY_SIGNAL"] = std::to_string(SIGTERM);
@@ -339,7 +339,7 @@ TEST_F(JobProgram, ForwardsACancelThatArrivedBeforeMain) {
 // HUP, INT and TERM are blocked until the filter handles them; all others are as CUPS left them.
 TEST_F(JobProgram, FilterStartsWithCancelSignalsBlocked) {
   // Without starting another program: a shell blocks all signals while it starts one.
-  stand_in(
+  replace_filter(
       "while read -r line; do\n"
       "  case $line in SigBlk*|SigIgn*) echo \"$line\" ;; esac\n"
       "done < /proc/$$/status\n");
@@ -350,14 +350,14 @@ TEST_F(JobProgram, FilterStartsWithCancelSignalsBlocked) {
 }
 
 TEST_F(JobProgram, AnIgnoredSigchldDoesNotHideHowTheFilterEnded) {
-  stand_in("exit 3\n");
+  replace_filter("exit 3\n");
   const int status = run(kPlainJob, "", [] { signal(SIGCHLD, SIG_IGN); });
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 3);
 }
 
 TEST_F(JobProgram, ReportsEverySheetThatWasSent) {
-  stand_in(
+  replace_filter(
       "for n in 1 2; do\n"
       "  echo \"K905-1: ===== PRINT CALL #$n =====\" >&2\n"
       "  echo \"K905-1: Single page printed successfully (print call #$n)\" >&2\n"
@@ -372,7 +372,7 @@ TEST_F(JobProgram, ReportsEverySheetThatWasSent) {
 }
 
 TEST_F(JobProgram, LeavesTheCountOfSheetsToTheBackendThatConfirmsThem) {
-  stand_in(
+  replace_filter(
       "echo \"K905-1: ===== PRINT CALL #1 =====\" >&2\n"
       "echo \"K905-1: Single page printed successfully (print call #1)\" >&2\n");
   for (const auto& [uri, counts] :
@@ -385,7 +385,7 @@ TEST_F(JobProgram, LeavesTheCountOfSheetsToTheBackendThatConfirmsThem) {
 }
 
 TEST_F(JobProgram, LosesNoLineOfALongLog) {
-  stand_in("i=0; while [ $i -lt 20000 ]; do echo \"line $i\"; i=$((i+1)); done >&2\n");
+  replace_filter("i=0; while [ $i -lt 20000 ]; do echo \"line $i\"; i=$((i+1)); done >&2\n");
   run(kPlainJob);
   ASSERT_EQ(log_lines_.size(), 20000U);
   for (std::size_t i = 0; i < log_lines_.size(); ++i) {
@@ -396,7 +396,7 @@ TEST_F(JobProgram, LosesNoLineOfALongLog) {
 // The printer must receive its sheet even while nobody reads the log: 400 kB is much more than two
 // pipes can hold.
 TEST_F(JobProgram, StalledLogDoesNotDelayTheFilter) {
-  stand_in(
+  replace_filter(
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log of forty bytes length..'; "
       "i=$((i+1)); done >&2\necho sheet\n");
   const pid_t pid = start(kPlainJob);
@@ -409,7 +409,7 @@ TEST_F(JobProgram, StalledLogDoesNotDelayTheFilter) {
 
 // The reader of the log stops reading, and the job is canceled.
 TEST_F(JobProgram, StalledLogDoesNotKeepACanceledJobRunning) {
-  stand_in(
+  replace_filter(
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log of forty bytes length..'; "
       "i=$((i+1)); done >&2\necho sheet\n");
   const pid_t pid = start(kPlainJob);
@@ -422,7 +422,7 @@ TEST_F(JobProgram, StalledLogDoesNotKeepACanceledJobRunning) {
 }
 
 TEST_F(JobProgram, LogStalledFromTheStartDelaysNothing) {
-  stand_in("cat\n");
+  replace_filter("cat\n");
   environment_.erase("PPD");  // is reported before the filter is started
   ASSERT_EQ(fcntl(log_->write_end(), F_SETFL, O_NONBLOCK), 0);
   while (write(log_->write_end(), "x", 1) == 1) {
@@ -437,7 +437,7 @@ TEST_F(JobProgram, LogStalledFromTheStartDelaysNothing) {
 }
 
 TEST_F(JobProgram, ClosedLogDoesNotStopTheFilter) {
-  stand_in(
+  replace_filter(
       "i=0; while [ $i -lt 10000 ]; do echo 'a line of the log' >&2; i=$((i+1)); done\n"
       "echo sheet\n");
   const pid_t pid = start(kPlainJob);
@@ -453,7 +453,7 @@ TEST_F(JobProgram, ClosedLogDoesNotStopTheFilter) {
 // The filter before this one must get EPIPE when nobody reads any more, and the backend the end of
 // the job.
 TEST_F(JobProgram, KeepsNeitherEndOfTheJobsPipesOpen) {
-  stand_in("exec <&- >&-\necho closed >&2\nexec env --default-signal=TERM sleep 20\n");
+  replace_filter("exec <&- >&-\necho closed >&2\nexec env --default-signal=TERM sleep 20\n");
   const pid_t pid = start(kPlainJob);
   std::string log;
   ASSERT_TRUE(read_until_line(log_->read_end(), log, "closed"));
@@ -466,7 +466,7 @@ TEST_F(JobProgram, KeepsNeitherEndOfTheJobsPipesOpen) {
 }
 
 TEST_F(JobProgram, KilledEndsTheFilterToo) {
-  stand_in("trap '' TERM\necho ready >&2\nexec sleep 60\n");
+  replace_filter("trap '' TERM\necho ready >&2\nexec sleep 60\n");
   const pid_t pid = start(kPlainJob);
   std::string log;
   ASSERT_TRUE(read_until_line(log_->read_end(), log, "ready"));
@@ -477,7 +477,7 @@ TEST_F(JobProgram, KilledEndsTheFilterToo) {
 }
 
 TEST_F(JobProgram, WithoutAPpdFileTheJobStillPrints) {
-  stand_in("cat; echo \"${PPD-unset}\"; exit 2\n");
+  replace_filter("cat; echo \"${PPD-unset}\"; exit 2\n");
   environment_.erase("PPD");
   const int status = run(kPlainJob, "raster ");
   EXPECT_EQ(WEXITSTATUS(status), 2);
@@ -489,7 +489,7 @@ TEST_F(JobProgram, WithoutAPpdFileTheJobStillPrints) {
 TEST_F(JobProgram, WithABrokenPpdFileTheJobStillPrints) {
   const std::string broken = folder_ + "/broken.ppd";
   std::ofstream(broken) << "%!PS-Adobe-3.0\nshowpage\n";
-  stand_in("echo \"$PPD\"\n");
+  replace_filter("echo \"$PPD\"\n");
   environment_["PPD"] = broken;
   run(kPlainJob);
   EXPECT_EQ(output_, broken + "\n");
@@ -499,7 +499,7 @@ TEST_F(JobProgram, WithABrokenPpdFileTheJobStillPrints) {
 TEST_F(JobProgram, APpdFileThatIsAFifoIsNotWaitedFor) {
   const std::string fifo = folder_ + "/queue.ppd";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  stand_in("echo \"$PPD\"\n");
+  replace_filter("echo \"$PPD\"\n");
   environment_["PPD"] = fifo;
   const pid_t pid = start(kPlainJob);
   EXPECT_EQ(wait_for_child(pid).status, 0);
@@ -509,7 +509,7 @@ TEST_F(JobProgram, APpdFileThatIsAFifoIsNotWaitedFor) {
 }
 
 TEST_F(JobProgram, WithoutRoomForTheCopyTheJobPrintsWithTheQueuesDefaults) {
-  stand_in("echo \"$PPD $K905_RIBBON\"\n");
+  replace_filter("echo \"$PPD $K905_RIBBON\"\n");
   run({"1", "me", "title", "1", "K905Ribbon=6x8"}, "", [] {
     const rlimit nothing{0, 0};
     setrlimit(RLIMIT_FSIZE, &nothing);
@@ -520,7 +520,7 @@ TEST_F(JobProgram, WithoutRoomForTheCopyTheJobPrintsWithTheQueuesDefaults) {
 }
 
 TEST_F(JobProgram, ALineBreakInAPathStartsNoLine) {
-  stand_in("exit 0\n");
+  replace_filter("exit 0\n");
   environment_["PPD"] = "/nowhere\nPAGE: 1 1\n/x.ppd";
   run(kPlainJob);
   ASSERT_EQ(log_lines_.size(), 2U);
@@ -552,7 +552,7 @@ TEST_F(JobProgram, WithoutFreeDescriptorsTheJobFailsWithAMessage) {
 }
 
 TEST_F(JobProgram, ClosedStandardDescriptorsAreNotReused) {
-  stand_in("cat 2>/dev/null | wc -c | tr -d ' ' >&2\n");
+  replace_filter("cat 2>/dev/null | wc -c | tr -d ' ' >&2\n");
   const pid_t pid = start(kPlainJob, [] {
     close(STDIN_FILENO);
     close(STDOUT_FILENO);
@@ -564,7 +564,7 @@ TEST_F(JobProgram, ClosedStandardDescriptorsAreNotReused) {
 TEST_F(JobProgram, FindsTheFilterInItsOwnFolder) {
   const std::string copy = folder_ + "/rastertok905job";
   std::filesystem::copy_file(kProgram, copy);
-  stand_in("echo beside\n");
+  replace_filter("echo beside\n");
   std::filesystem::rename(folder_ + "/filter", folder_ + "/rastertok905");
   environment_.erase("K905_FILTER");
   FILE* pipe =

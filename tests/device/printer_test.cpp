@@ -156,11 +156,11 @@ TEST_F(PrinterTest, ReplyWithoutItsNumberIsAProtocolError) {
 }
 
 TEST_F(PrinterTest, LateReplyIsNotTakenForTheNextOne) {
-  std::promise<void> gave_up;
+  std::promise<void> client_gave_up;
   std::promise<void> answered;
   const ScriptedPrinter scripted({[&](int client) {
     read_question(client);
-    gave_up.get_future().wait();
+    client_gave_up.get_future().wait();
     send_reply(client, "FBP02\r\n");
     answered.set_value();
     read_question(client);
@@ -171,7 +171,7 @@ TEST_F(PrinterTest, LateReplyIsNotTakenForTheNextOne) {
   ASSERT_EQ(printer.open(kOpenTimeout), 0);
   EXPECT_EQ(printer.ask(QuestionId::kFreeBuffers).error, ETIMEDOUT);
   EXPECT_TRUE(printer.is_open());
-  gave_up.set_value();
+  client_gave_up.set_value();
   answered.get_future().wait();
   EXPECT_EQ(printer.ask(QuestionId::kLifeCounter).number, 123);
   printer.close();

@@ -35,7 +35,7 @@ void forget(void* block) {
       *found = nullptr;
       --counts.still_allocated;
     } else {
-      ++counts.frees_of_nothing;
+      ++counts.invalid_frees;
     }
   }
 }
@@ -55,7 +55,7 @@ bool interrupted_wait() {
     return false;
   }
   ++counts.waits;
-  if (!plan.starve_reads || counts.waits % 2 != 0) {
+  if (!plan.delay_reads || counts.waits % 2 != 0) {
     return false;
   }
   errno = EINTR;
@@ -153,7 +153,7 @@ ssize_t __wrap_read(int descriptor, void* buffer, std::size_t count) {
     errno = EINTR;
     return -1;
   }
-  if (plan.starve_reads && counts.reads % 3 == 0) {
+  if (plan.delay_reads && counts.reads % 3 == 0) {
     errno = EAGAIN;
     return -1;
   }
@@ -172,8 +172,8 @@ ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t count) {
     return __real_write(descriptor, buffer, count);
   }
   ++counts.writes;
-  if (plan.odd_write != 0 && (counts.writes == plan.odd_write ||
-                              (plan.odd_from_there && counts.writes > plan.odd_write))) {
+  if (plan.faulty_write != 0 && (counts.writes == plan.faulty_write ||
+                                 (plan.faulty_from_there && counts.writes > plan.faulty_write))) {
     errno = plan.write_errno;
     return plan.write_result;
   }

@@ -15,8 +15,8 @@ struct Faults {
   // with this number (from 1) returns `write_result`, with `write_errno` if that is negative.
   std::size_t most_written = 0;
   bool interrupt_writes = false;
-  long odd_write = 0;
-  bool odd_from_there = false;
+  long faulty_write = 0;
+  bool faulty_from_there = false;
   long write_result = 0;
   int write_errno = 0;
 
@@ -29,7 +29,7 @@ struct Faults {
   // call returns EAGAIN; the call with this number fails.
   std::size_t most_read = 0;
   bool interrupt_reads = false;
-  bool starve_reads = false;
+  bool delay_reads = false;
   long failing_read = 0;
 };
 
@@ -37,7 +37,7 @@ struct Faults {
 struct FaultCounts {
   long allocations = 0;
   long still_allocated = 0;
-  long frees_of_nothing = 0;  // of memory that was freed before or never allocated
+  long invalid_frees = 0;  // of memory that was freed before or never allocated
   long writes = 0;
   long log_writes = 0;
   long reads = 0;

@@ -67,7 +67,7 @@ FaultRun run_with_faults(const std::string& input, const std::vector<std::string
   }
   const ChildEnd end = wait_for_child(child);
   FaultRun run;
-  run.came_to_an_end = end.signal == 0;
+  run.ended_normally = end.signal == 0;
   run.status = end.status;
   run.process_id = child;
   run.counts = *counts;

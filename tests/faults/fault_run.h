@@ -7,7 +7,7 @@
 #include "tests/faults/fault_hooks.h"
 
 struct FaultRun {
-  bool came_to_an_end = false;  // did not crash or hang
+  bool ended_normally = false;  // did not crash or hang
   int status = -1;
   int process_id = 0;
   std::string output;

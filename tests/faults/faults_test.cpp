@@ -12,7 +12,7 @@
 #include <set>
 
 #include "tests/faults/fault_run.h"
-#include "tests/faults/odd_write.h"
+#include "tests/faults/faulty_write.h"
 #include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
 #include "tests/support/profile_builder.h"
@@ -63,7 +63,7 @@ bool same(const FaultRun& run, const ReferenceResult& wanted) {
 }
 
 void expect_same(const FaultRun& run, const ReferenceResult& wanted) {
-  EXPECT_TRUE(run.came_to_an_end);
+  EXPECT_TRUE(run.ended_normally);
   EXPECT_EQ(run.status, wanted.status);
   EXPECT_EQ(run.log, wanted.log);
   EXPECT_TRUE(run.output == wanted.output)
@@ -72,7 +72,7 @@ void expect_same(const FaultRun& run, const ReferenceResult& wanted) {
 
 void expect_nothing_leaked(const FaultRun& run) {
   EXPECT_EQ(run.counts.still_allocated, 0);
-  EXPECT_EQ(run.counts.frees_of_nothing, 0);
+  EXPECT_EQ(run.counts.invalid_frees, 0);
 }
 
 // The first `count` sheets of a stream.
@@ -118,7 +118,7 @@ class Shortages {
       Faults faults;
       faults.failing_allocation = n;
       const FaultRun run = run_job(job_, faults);
-      EXPECT_TRUE(run.came_to_an_end);
+      EXPECT_TRUE(run.ended_normally);
       expect_nothing_leaked(run);
       if (run.counts.allocations < n) {
         expect_same(run, reference_for(run, undisturbed_));
@@ -286,7 +286,7 @@ INSTANTIATE_TEST_SUITE_P(Faults, ShortMemoryWithProfile,
                                            gray_profile));
 
 // A job of two sheets.
-void expect_whole_sheets_from_some_point_on(const ReferenceJob& job) {
+void expect_complete_sheets_without_memory(const ReferenceJob& job) {
   const ReferenceResult undisturbed = reference_run(job);
   const std::size_t sheet = undisturbed.output.size() / 2;
   for (long n = 1;; ++n) {
@@ -295,7 +295,7 @@ void expect_whole_sheets_from_some_point_on(const ReferenceJob& job) {
     faults.failing_allocation = n;
     faults.all_from_there = true;
     const FaultRun run = run_job(job, faults);
-    ASSERT_TRUE(run.came_to_an_end);
+    ASSERT_TRUE(run.ended_normally);
     ASSERT_EQ(run.status, 0);
     expect_nothing_leaked(run);
     ASSERT_FALSE(run.log.empty());
@@ -310,9 +310,8 @@ void expect_whole_sheets_from_some_point_on(const ReferenceJob& job) {
 }
 
 TEST(ShortMemory, FromOneAllocationOnPrintsTheSheetsBefore) {
-  expect_whole_sheets_from_some_point_on(job_of({small_page(1), small_page(2)}));
-  expect_whole_sheets_from_some_point_on(
-      with_arguments(job_of({small_page(1)}), {"--copies", "2"}));
+  expect_complete_sheets_without_memory(job_of({small_page(1), small_page(2)}));
+  expect_complete_sheets_without_memory(with_arguments(job_of({small_page(1)}), {"--copies", "2"}));
 }
 
 // ---- writes ----
@@ -340,27 +339,29 @@ TEST(IrregularWrites, ToTheLogChangeNothing) {
 
 class EveryWrite : public ::testing::TestWithParam<long> {};
 
-void expect_odd_write_answered(long number, long result, int error, bool from_there) {
+void expect_faulty_write_answered(long number, long result, int error, bool from_there) {
   ReferenceJob job = job_of({small_page(1), small_page(2)});
   job.arguments.push_back("StpLaminate=Matte");
   Faults faults;
-  faults.odd_write = number;
+  faults.faulty_write = number;
   faults.write_result = result;
   faults.write_errno = error;
-  faults.odd_from_there = from_there;
+  faults.faulty_from_there = from_there;
   const FaultRun run = run_job(job, faults);
-  const OddWrite odd{
+  const FaultyWrite fault{
       .number = number, .result = result, .error = error, .from_there_on = from_there};
-  const ReferenceResult wanted = with_odd_write(reference_run(job), odd);
+  const ReferenceResult wanted = with_faulty_write(reference_run(job), fault);
   expect_same(run, reference_for(run, wanted));
   expect_nothing_leaked(run);
 }
 
-TEST_P(EveryWrite, CanFailOnce) { expect_odd_write_answered(GetParam(), -1, EIO, false); }
+TEST_P(EveryWrite, CanFailOnce) { expect_faulty_write_answered(GetParam(), -1, EIO, false); }
 
-TEST_P(EveryWrite, CanFailPermanently) { expect_odd_write_answered(GetParam(), -1, EPIPE, true); }
+TEST_P(EveryWrite, CanFailPermanently) {
+  expect_faulty_write_answered(GetParam(), -1, EPIPE, true);
+}
 
-TEST_P(EveryWrite, CanWriteZeroBytes) { expect_odd_write_answered(GetParam(), 0, 0, false); }
+TEST_P(EveryWrite, CanWriteZeroBytes) { expect_faulty_write_answered(GetParam(), 0, 0, false); }
 
 // A matte sheet is twelve writes; of the second sheet only the first write is tried.
 INSTANTIATE_TEST_SUITE_P(Faults, EveryWrite, ::testing::Range(1L, 14L));
@@ -376,7 +377,7 @@ TEST(IrregularReads, SmallInterruptedAndEmptyReadsChangeNothing) {
     Faults faults;
     faults.most_read = 3;
     faults.interrupt_reads = true;
-    faults.starve_reads = true;
+    faults.delay_reads = true;
     const FaultRun run = run_job(job, faults);
     expect_same(run, reference_for(run, reference_run(job)));
     EXPECT_GT(run.counts.reads, 1000);
@@ -423,7 +424,7 @@ TEST(IrregularReads, DataAfterAnErrorIsNotReadAsAPage) {
 // sheet is started, and a page that waits for the second page of its sheet is dropped.
 void expect_canceled_anywhere(const ReferenceJob& job, Faults faults) {
   const FaultRun undisturbed = run_job(job, faults);
-  ASSERT_TRUE(undisturbed.came_to_an_end);
+  ASSERT_TRUE(undisturbed.ended_normally);
   const std::vector<std::string>& whole = undisturbed.log;
   const std::size_t start_up =
       whole.size() - static_cast<std::size_t>(undisturbed.counts.log_writes);
@@ -441,7 +442,7 @@ void expect_canceled_anywhere(const ReferenceJob& job, Faults faults) {
     SCOPED_TRACE("canceled with \"" + whole[line] + "\"");
     faults.canceling_log_write = static_cast<long>(line - start_up + 1);
     const FaultRun run = run_job(job, faults);
-    EXPECT_TRUE(run.came_to_an_end);
+    EXPECT_TRUE(run.ended_normally);
     EXPECT_EQ(run.status, 0);
     expect_nothing_leaked(run);
     ASSERT_GT(run.log.size(), line);

@@ -13,7 +13,7 @@
 #include <random>
 
 #include "tests/faults/faulted_program.h"
-#include "tests/faults/odd_write.h"
+#include "tests/faults/faulty_write.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/profile_builder.h"
 #include "tests/support/raster_builder.h"
@@ -283,7 +283,7 @@ bool is_in_library(const FaultedProgram& run) {
 
 // When memory is short, Little CMS may also omit a step of the conversion without an error. Only
 // the logged test colors show it.
-bool forgot_a_step(const FaultedProgram& run, const std::vector<std::string>& log) {
+bool omitted_a_step(const FaultedProgram& run, const std::vector<std::string>& log) {
   return run.caller.find("liblcms2") != std::string::npos &&
          has_beginning(log, "  Red: [255,  0,  0] -> [255,  0,  0]");
 }
@@ -292,12 +292,12 @@ bool is_one_of(const Choices& choices, const std::string& sheet, const FaultedPr
                const std::vector<std::string>& log) {
   return std::any_of(choices.begin(), choices.end(), [&](const std::string& choice) {
     return sheet == choice || (is_in_library(run) && is_rounded_elsewhere(sheet, choice)) ||
-           (forgot_a_step(run, log) && sheet.size() == choice.size());
+           (omitted_a_step(run, log) && sheet.size() == choice.size());
   });
 }
 
-void expect_whole_or_absent(const Scene& scene, const FaultedProgram& run,
-                            const std::vector<std::string>& log) {
+void expect_complete_or_absent(const Scene& scene, const FaultedProgram& run,
+                               const std::vector<std::string>& log) {
   const std::vector<Choices> wanted = scene.sheets_for(log);
   const std::vector<std::string> got = whole_sheets(run.result.output);
   std::size_t next = 0;
@@ -331,7 +331,7 @@ void expect_undisturbed(const Scene& scene, const FaultedProgram& run) {
 }
 
 // The line that could not be written is missing; all other lines are unchanged.
-void expect_a_line_less(const Scene& scene, const FaultedProgram& run) {
+void expect_one_line_missing(const Scene& scene, const FaultedProgram& run) {
   std::vector<std::string> undisturbed = scene.undisturbed(run.result.process_id).log;
   const std::vector<std::string> log = redacted_log(scene.log_of(run.result));
   const auto missing =
@@ -369,11 +369,11 @@ bool is_repeated(const Attempt& attempt) {
 // All other bytes reach the printer, the start command last.
 void expect_logged_write_error(const Scene& scene, const Attempt& attempt, long number,
                                const FaultedProgram& run) {
-  const ReferenceResult wanted = with_odd_write(scene.undisturbed(run.result.process_id),
-                                                {.number = number,
-                                                 .result = -1,
-                                                 .error = attempt.error,
-                                                 .from_there_on = attempt.from_there_on});
+  const ReferenceResult wanted = with_faulty_write(scene.undisturbed(run.result.process_id),
+                                                   {.number = number,
+                                                    .result = -1,
+                                                    .error = attempt.error,
+                                                    .from_there_on = attempt.from_there_on});
   EXPECT_EQ(run.result.status, 0);
   EXPECT_EQ(redacted_log(scene.log_of(run.result)), wanted.log);
   EXPECT_TRUE(run.result.output == wanted.output);
@@ -385,12 +385,12 @@ void expect_answered(const Scene& scene, const Attempt& attempt, long number,
   if (is_repeated(attempt) || function == "write") {
     expect_undisturbed(scene, run);  // other files are debug images
   } else if (function == "log") {
-    expect_a_line_less(scene, run);
+    expect_one_line_missing(scene, run);
   } else if (function == "print") {
     expect_logged_write_error(scene, attempt, number, run);
   } else {
     const std::vector<std::string> log = lines_of(scene.log_of(run.result));
-    expect_whole_or_absent(scene, run, log);
+    expect_complete_or_absent(scene, run, log);
     // The libraries end the program after some of their own allocation failures.
     if (run.result.signal == 0 || function != "memory" || !is_in_library(run)) {
       EXPECT_EQ(run.result.signal, 0) << "in " << run.caller;

@@ -19,7 +19,7 @@ constexpr const char* kPpd = "queue.ppd";
 
 // A run with a PPD file searches for sRGB.icc. The folder of the job has one, so that the log does
 // not depend on the machine, unless a folder that is searched earlier has one too.
-bool machine_has_its_own_profile() {
+bool profile_is_installed() {
   const std::vector<std::string> searched_first = {
       "/Library/ColorSync/Profiles", "/usr/local/share/color/icc", "/opt/homebrew/share/color/icc"};
   return std::any_of(searched_first.begin(), searched_first.end(), [](const std::string& folder) {
@@ -40,7 +40,7 @@ ChildResult run_program(const std::string& program, std::vector<std::string> arg
 class GoldenTest : public testing::TestWithParam<std::string> {
  protected:
   void SetUp() override {
-    if (machine_has_its_own_profile()) {
+    if (profile_is_installed()) {
       GTEST_SKIP() << "an sRGB.icc installed on this machine would show in the log";
     }
     std::string error;

@@ -17,7 +17,7 @@
 namespace {
 
 // Each counts its function's calls; the calls whose numbers (from 1) are listed fail.
-struct StandIn {
+struct Replacement {
   int calls = 0;
   std::set<int> failing;
 
@@ -28,9 +28,9 @@ struct StandIn {
   }
 };
 
-StandIn srgb_profile;
-StandIn create_transform;
-StandIn large_malloc;  // counts requests of 100 bytes and more
+Replacement srgb_profile;
+Replacement create_transform;
+Replacement large_malloc;  // counts requests of 100 bytes and more
 std::size_t transformed_pixels = 0;
 // From this base on powf returns less than it should.
 float powf_dips_from = 1.0f;

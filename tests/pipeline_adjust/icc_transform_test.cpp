@@ -509,23 +509,25 @@ TEST_F(Icc, KeptTransformIsNotUsedWhenASettingChanged) {
   const std::string printer = profiles_.rgb_table("printer.icc");
   const Page page = photo_page(30, 30, 30);
   IccTransform icc;
-  const auto expect_as_fresh = [&](const PrintOptions& options, const char* what) {
+  const auto expect_same_as_new_transform = [&](const PrintOptions& options, const char* what) {
     const Result fresh = convert_page(options, page);
     Result kept = convert_page(options, page, &icc);
     EXPECT_EQ(kept.rgb, fresh.rgb) << what;
     EXPECT_EQ(kept.log, fresh.log) << what;
     return kept.rgb;
   };
-  const auto first = expect_as_fresh(icc_options(wide, printer), "first page");
-  EXPECT_NE(expect_as_fresh(icc_options(wide, printer, "Saturation"), "intent"), first);
-  EXPECT_NE(expect_as_fresh(icc_options("", printer), "source"), first);
-  EXPECT_NE(expect_as_fresh(icc_options(wide, ""), "target"), first);
-  EXPECT_EQ(expect_as_fresh(icc_options(wide, profiles_.lab("lab.icc")), "refused"), page.rgb);
-  EXPECT_EQ(expect_as_fresh(icc_options(wide, printer), "first page again"), first);
+  const auto first = expect_same_as_new_transform(icc_options(wide, printer), "first page");
+  EXPECT_NE(expect_same_as_new_transform(icc_options(wide, printer, "Saturation"), "intent"),
+            first);
+  EXPECT_NE(expect_same_as_new_transform(icc_options("", printer), "source"), first);
+  EXPECT_NE(expect_same_as_new_transform(icc_options(wide, ""), "target"), first);
+  EXPECT_EQ(expect_same_as_new_transform(icc_options(wide, profiles_.lab("lab.icc")), "refused"),
+            page.rgb);
+  EXPECT_EQ(expect_same_as_new_transform(icc_options(wide, printer), "first page again"), first);
   PrintOptions off = icc_options(wide, printer);
   off.icc_profile_name[0] = '\0';
-  EXPECT_EQ(expect_as_fresh(off, "switched off"), page.rgb);
-  EXPECT_EQ(expect_as_fresh(icc_options(wide, printer), "and on"), first);
+  EXPECT_EQ(expect_same_as_new_transform(off, "switched off"), page.rgb);
+  EXPECT_EQ(expect_same_as_new_transform(icc_options(wide, printer), "and on"), first);
 }
 
 // A job keeps its transform: a change of the profile's file takes effect with the next job.

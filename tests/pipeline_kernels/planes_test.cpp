@@ -30,7 +30,7 @@ Planes split_by(Table::Split* kernel, const Bytes& row, std::size_t source_offse
   return planes;
 }
 
-Planes split_plainly(const Bytes& row) {
+Planes split_by_formula(const Bytes& row) {
   Planes planes;
   for (std::size_t i = 0; i < row.size(); ++i) planes.plane[i % 3].push_back(row[i]);
   return planes;
@@ -45,9 +45,9 @@ TEST_P(EveryTable, SplitEqualsItsFormulaAtAnyWidthAndAddress) {
   for (const std::size_t width : interesting_widths()) {
     const Bytes row = dice.bytes(width * 3);
     const std::size_t offsets[3] = {any_offset(), any_offset(), any_offset()};
-    EXPECT_EQ(split_by(table().split, row, any_offset(), offsets), split_plainly(row));
+    EXPECT_EQ(split_by(table().split, row, any_offset(), offsets), split_by_formula(row));
     EXPECT_EQ(split_by(table().split_mirrored, row, any_offset(), offsets),
-              mirrored(split_plainly(row)));
+              mirrored(split_by_formula(row)));
   }
 }
 

@@ -144,7 +144,7 @@ TEST_P(EveryTable, MixesEqualTheirFormulaForManyColors) {
 }
 
 // Tables as the steps before the mix can leave them: out of range, not a number, infinite.
-FloatTable wild_table(Dice& dice) {
+FloatTable any_table(Dice& dice) {
   FloatTable table;
   for (float& value : table) {
     switch (dice.below(12)) {
@@ -188,7 +188,7 @@ TEST_P(EveryTable, MixesEqualTheirFormulaAtAnyWidthAddressAndSetting) {
   const kernels::Staircase stairs = legacy_stairs();
   for (int round = 0; round < 6; ++round) {
     for (const std::size_t width : interesting_widths()) {
-      const FloatTable tables[3] = {wild_table(dice), wild_table(dice), wild_table(dice)};
+      const FloatTable tables[3] = {any_table(dice), any_table(dice), any_table(dice)};
       const ToneMix mix = any_mix(dice, tables, stairs);
       const ThreeRows rows = {dice.bytes(width), dice.bytes(width), dice.bytes(width)};
       EXPECT_EQ(mixed(table(), mix, rows, {any_offset(), any_offset(), any_offset()}),

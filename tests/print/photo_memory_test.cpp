@@ -34,7 +34,7 @@ long peak_memory_of_children_kib() {
 }
 
 // A valid progressive JPEG of 8 x 8 whose frame header is changed to declare a larger size.
-std::string progressive_jpeg_promising_much() {
+std::string progressive_jpeg_with_huge_size() {
   std::string bytes =
       jpeg_file(8, 8, {.progressive = true}, std::vector<std::uint8_t>(std::size_t{3} * 64, 99));
   const std::size_t frame = bytes.find("\xFF\xC2");
@@ -53,7 +53,7 @@ class PhotoMemory : public testing::Test {
   std::vector<std::string> put_oversized_files(const std::string& prefix) const {
     folder_.write(prefix + "b1.png", png_without_pixels(kSide, kSide, {6, 16, true}));
     folder_.write(prefix + "b2.png", png_without_pixels(kSide, kSide, {2, 16, true}));
-    folder_.write(prefix + "b3.jpg", progressive_jpeg_promising_much());
+    folder_.write(prefix + "b3.jpg", progressive_jpeg_with_huge_size());
     return {"b1.png", "b2.png", "b3.jpg"};
   }
 

@@ -28,7 +28,7 @@ struct Printed {
     const std::string front = "K905-1: ===== PRINT CALL #";
     return log.at(0).starts_with(front) ? std::stoi(log.at(0).substr(front.size())) : -1;
   }
-  [[nodiscard]] bool says(const std::string& line) const {
+  [[nodiscard]] bool has_line(const std::string& line) const {
     return std::find(log.begin(), log.end(), line) != log.end();
   }
 };
@@ -167,7 +167,7 @@ TEST_F(PrintPage, SheetIsLoggedLineByLine) {
 
 TEST_F(PrintPage, SheetOfAHundredPixelsLogsNoPixels) {
   const Printed printed = print_sheet(10, 10);
-  EXPECT_TRUE(printed.says("K905-1: DEBUG: Image size: 100 pixels"));
+  EXPECT_TRUE(printed.has_line("K905-1: DEBUG: Image size: 100 pixels"));
   for (const std::string& line : printed.log) {
     EXPECT_EQ(line.find("pixel:"), std::string::npos) << line;
   }
@@ -233,7 +233,7 @@ TEST_F(PrintPage, SheetIsSyncedWhenAllOfItIsWritten) {
 }
 
 // The call that fails: 0 is the block of Y, 1 its header, 2 its pixels, 3 the block of M...
-void trouble_at(std::size_t call, hooks::Step step) {
+void fail_call(std::size_t call, hooks::Step step) {
   hooks::write_script = {.descriptor = 1, .steps = {}};
   for (std::size_t before = 0; before < call; ++before) {
     hooks::write_script.steps.push_back({.at_most = 1000000});
@@ -247,7 +247,7 @@ TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetContinues) {
   for (std::size_t plane = 0; plane < 3; ++plane) {
     for (std::size_t part = 0; part < 3; ++part) {
       const std::size_t sizes[] = {32, 1088, 2};
-      trouble_at(3 * plane + part, {.error = EIO});
+      fail_call(3 * plane + part, {.error = EIO});
       const Printed printed = print_sheet(2, 1);
       // What follows the failed write in the same image is not sent.
       std::size_t kept = 0;
@@ -256,8 +256,9 @@ TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetContinues) {
       }
       EXPECT_EQ(printed.bytes, whole.bytes.substr(0, plane * 1122 + kept) +
                                    whole.bytes.substr((plane + 1) * 1122));
-      EXPECT_TRUE(printed.says("K905-1: write error: Input/output error"));
-      EXPECT_TRUE(printed.says(std::string("K905-1: send ") + letters[plane] + " plane failed"));
+      EXPECT_TRUE(printed.has_line("K905-1: write error: Input/output error"));
+      EXPECT_TRUE(
+          printed.has_line(std::string("K905-1: send ") + letters[plane] + " plane failed"));
       EXPECT_EQ(printed.log.size(), whole.log.size() + 2);
       EXPECT_EQ(printed.log.back(), "K905-1: Single page printed successfully (print call #" +
                                         std::to_string(printed.call()) + ")");
@@ -271,17 +272,17 @@ TEST_F(PrintPage, WriteOfZeroBytesEndsItsPartWithoutAFailure) {
   // be written.
   const std::pair<std::size_t, std::size_t> missing[] = {{0, 32}, {32, 1122}, {1120, 1122}};
   for (std::size_t call = 0; call < std::size(missing); ++call) {
-    trouble_at(call, {.at_most = 0});
+    fail_call(call, {.at_most = 0});
     const Printed printed = print_sheet(2, 1);
     EXPECT_EQ(printed.bytes, whole.bytes.substr(0, missing[call].first) +
                                  whole.bytes.substr(missing[call].second));
-    EXPECT_TRUE(printed.says("K905-1: write returned 0"));
-    EXPECT_FALSE(printed.says("K905-1: send Y plane failed"));
+    EXPECT_TRUE(printed.has_line("K905-1: write returned 0"));
+    EXPECT_FALSE(printed.has_line("K905-1: send Y plane failed"));
   }
 }
 
 TEST_F(PrintPage, FailedStartIsLoggedAsAWriteError) {
-  trouble_at(10, {.error = EIO});
+  fail_call(10, {.error = EIO});
   const Printed printed = print_sheet(2, 1);
   EXPECT_EQ(printed.bytes.find("START"), std::string::npos);
   ASSERT_GE(printed.log.size(), 2U);

@@ -273,7 +273,7 @@ TEST(Simulator, DisconnectInsideASheetDoesNotAffectTheNextClient) {
 
 // Returns when the simulator has processed all events before the call. In every round it serves the
 // terminal before the network, and answers one question.
-void wait_for_a_whole_round(int network_client) {
+void wait_for_complete_round(int network_client) {
   for (int question = 0; question < 2; ++question) {
     send_all(network_client, kStatusQuestion);
     char reply[7];
@@ -289,7 +289,7 @@ TEST(Simulator, JobsOfTwoProgramsAtOnceAreADataErrorThatNamesTheReason) {
   for (int& client : clients) {
     client = open(printer.path().c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
     ASSERT_EQ(write(client, sheet.data(), 500), 500);
-    wait_for_a_whole_round(network);
+    wait_for_complete_round(network);
   }
   const std::string line = printer.next_line();
   EXPECT_THAT(line, StartsWith("data error: offset "));
@@ -302,7 +302,7 @@ TEST(Simulator, JobsOfTwoProgramsAtOnceAreADataErrorThatNamesTheReason) {
   // The kernel may report these two events as one.
   close(clients[0]);
   close(clients[1]);
-  wait_for_a_whole_round(network);
+  wait_for_complete_round(network);
   // The next job of a single program is printed, and its errors do not mention other programs.
   ASSERT_TRUE(printer.send(sheet));
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, 399 left");
@@ -349,7 +349,7 @@ TEST(Simulator, RepliesToATerminalClientAreDiscardedWhenItCloses) {
   }
   EXPECT_LT(taken, 16U << 20);
   close(client);
-  wait_for_a_whole_round(network);
+  wait_for_complete_round(network);
   EXPECT_EQ(ask(printer), expected_report());
   close(network);
 }

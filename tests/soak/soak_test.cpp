@@ -125,7 +125,7 @@ void expect_flat(const Figures& early, const Figures& late) {
 class Line {
  public:
   Line()
-      : state_file_(folder_.write("printer", kFreshRoll)),
+      : state_file_(folder_.write("printer", kNewRoll)),
         plain_memory_("MALLOC_MMAP_THRESHOLD_", "65536"),
         trimmed_memory_("MALLOC_TRIM_THRESHOLD_", "65536"),
         printer_({"--listen", "0", "--state", state_file_}) {
@@ -151,7 +151,7 @@ class Line {
     const std::string told = printer_.next_line();
     EXPECT_EQ(told.substr(0, begin.size()), begin) << told;
     if (sheets_ % kSheetsOfARoll == 0) {
-      (void)folder_.write("printer", kFreshRoll);  // the printer is idle now
+      (void)folder_.write("printer", kNewRoll);  // the printer is idle now
     }
   }
 
@@ -168,7 +168,7 @@ class Line {
 
  private:
   static constexpr unsigned kSheetsOfARoll = 400;
-  static constexpr char kFreshRoll[] = "initial = 400\nremaining = 400\n";
+  static constexpr char kNewRoll[] = "initial = 400\nremaining = 400\n";
 
   ScratchFolder folder_;
   std::string state_file_;

@@ -15,7 +15,7 @@ namespace {
 struct Source {
   const std::string& bytes;
   std::size_t at = 0;
-  bool ran_dry = false;
+  bool read_past_end = false;
 };
 
 ssize_t read_from_string(void* context, unsigned char* buffer, std::size_t wanted) {
@@ -24,7 +24,7 @@ ssize_t read_from_string(void* context, unsigned char* buffer, std::size_t wante
   std::copy_n(source->bytes.begin() + static_cast<std::ptrdiff_t>(source->at), count, buffer);
   source->at += count;
   if (count == 0) {
-    source->ran_dry = true;
+    source->read_past_end = true;
   }
   return static_cast<ssize_t>(count);
 }
@@ -83,7 +83,7 @@ Pages read_pages(const std::string& stream) {
     }
     result.pages.push_back(std::move(page));
   }
-  result.refused_header = !source.ran_dry;
+  result.refused_header = !source.read_past_end;
   cupsRasterClose(raster);
   return result;
 }

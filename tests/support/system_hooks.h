@@ -1,5 +1,5 @@
 // Replaces system calls in a test: short writes, signals, closed pipes, no memory. For programs
-// with k905_bend_system_calls().
+// with k905_hook_system_calls().
 #pragma once
 
 #include <cstddef>

@@ -5,7 +5,7 @@
 
 // One write of the job, counted from 1, that returns 0 or fails with an error (a negative result);
 // with `from_there_on` all later ones do too.
-struct OddWrite {
+struct FaultyWrite {
   long number = 1;
   long result = -1;
   int error = 0;
@@ -14,5 +14,5 @@ struct OddWrite {
 
 // Output and log of the undisturbed job, changed by that write. A command is one write, a plane is
 // three: its block, the image's header and its pixels.
-[[nodiscard]] ReferenceResult with_odd_write(const ReferenceResult& undisturbed,
-                                             const OddWrite& odd);
+[[nodiscard]] ReferenceResult with_faulty_write(const ReferenceResult& undisturbed,
+                                                const FaultyWrite& fault);

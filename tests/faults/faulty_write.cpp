@@ -1,4 +1,4 @@
-#include "tests/faults/odd_write.h"
+#include "tests/faults/faulty_write.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -10,7 +10,7 @@ enum class Outcome { kWhole, kShort, kFailed };
 
 class Replay {
  public:
-  explicit Replay(const OddWrite& odd) : odd_(odd) {}
+  explicit Replay(const FaultyWrite& fault) : fault_(fault) {}
 
   ReferenceResult applied_to(const ReferenceResult& undisturbed) {
     with_ = undisturbed;
@@ -38,14 +38,14 @@ class Replay {
  private:
   Outcome wrote(const std::string& bytes) {
     ++count_;
-    if (count_ != odd_.number && !(odd_.from_there_on && count_ > odd_.number)) {
+    if (count_ != fault_.number && !(fault_.from_there_on && count_ > fault_.number)) {
       with_.output += bytes;
       return Outcome::kWhole;
     }
-    with_.log.push_back(odd_.result == 0
+    with_.log.push_back(fault_.result == 0
                             ? "K905-1: write returned 0"
-                            : std::string("K905-1: write error: ") + std::strerror(odd_.error));
-    return odd_.result == 0 ? Outcome::kShort : Outcome::kFailed;
+                            : std::string("K905-1: write error: ") + std::strerror(fault_.error));
+    return fault_.result == 0 ? Outcome::kShort : Outcome::kFailed;
   }
 
   Outcome wrote_image(const std::string& image) {
@@ -53,13 +53,13 @@ class Replay {
     return header == Outcome::kWhole ? wrote(image.substr(1088)) : header;
   }
 
-  const OddWrite& odd_;
+  const FaultyWrite& fault_;
   ReferenceResult with_;
   long count_ = 0;
 };
 
 }  // namespace
 
-ReferenceResult with_odd_write(const ReferenceResult& undisturbed, const OddWrite& odd) {
-  return Replay(odd).applied_to(undisturbed);
+ReferenceResult with_faulty_write(const ReferenceResult& undisturbed, const FaultyWrite& fault) {
+  return Replay(fault).applied_to(undisturbed);
 }
