@@ -125,10 +125,11 @@ std::string log_with_own_lines(const std::string& log) {
     const std::string own = line.size() > kLongestLine ? "" : watch.after(line);
     (text += line) += '\n';
     text += own;
-    for (const std::string& told : lines_of(own)) {
-      const bool page = told == "PAGE: " + std::to_string(pages + 1) + " 1";
+    for (const std::string& added : lines_of(own)) {
+      const bool page = added == "PAGE: " + std::to_string(pages + 1) + " 1";
       pages += page ? 1 : 0;
-      expect(page || told.starts_with("ATTR: job-media-progress="), "a line that CUPS knows");
+      expect(page || added.starts_with("ATTR: job-media-progress="),
+             "a added that CUPS interprets");
     }
     at = newline + 1;
   }

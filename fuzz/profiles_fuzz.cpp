@@ -212,9 +212,9 @@ void files(Input& input, std::uint8_t kind) {
   expect(image_of(rows).plane[0] == image.plane[0] && image_of(rows).plane[1] == image.plane[1] &&
              image_of(rows).plane[2] == image.plane[2],
          "the colors of Little CMS");
-  expect(conversion_log(err.content()) == wanted, "the log is what the plain reference says");
+  expect(conversion_log(err.content()) == wanted, "the log equals that of the plain reference");
   expect(again.rgb == rows.rgb, "a page that finds the transform there gets the same");
-  expect(conversion_log(second_err.content()) == wanted, "and says the same");
+  expect(conversion_log(second_err.content()) == wanted, "and so does the second log");
 }
 
 }  // namespace

@@ -85,7 +85,7 @@ void expect_valid_settings() {
 void expect_like(const reference::PlainFilter& plain, std::string_view log) {
   std::string wanted;
   for (const std::string& line : plain.log) wanted += line + "\n";
-  expect(log == wanted, "the log is what the plain reference says");
+  expect(log == wanted, "the log equals that of the plain reference");
   expect_texts_like(plain.settings);
   expect_numbers_like(plain.settings);
 }

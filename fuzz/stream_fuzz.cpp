@@ -91,7 +91,7 @@ void expect_sheets_are_the_stream(const ParsedStream& parsed, const std::string&
     expect(sheet.offset == written.size(), "a sheet begins where the one before it ended");
     expect(!sheet.blocks.empty() && sheet.blocks.front().offset == sheet.offset, "first block");
     written += written_out(sheet);
-    expect(sheet.offset + sheet.size == written.size(), "a sheet is as long as it says");
+    expect(sheet.offset + sheet.size == written.size(), "the size of a sheet is that of its bytes");
   }
   expect(stream.starts_with(written), "sheets written out are the stream");
   if (parsed.error) {

@@ -123,7 +123,7 @@ def check_headers(root):
         path = file.relative_to(root).as_posix()
         lines = file.read_text(encoding="utf-8").splitlines()
         if not lines or not lines[0].startswith(("//", "/*")):
-            yield f"{path}:1: a header opens with a comment that tells its purpose"
+            yield f"{path}:1: a header begins with a comment that describes its purpose"
         if "#pragma once" not in lines:
             yield f"{path}:1: #pragma once is missing"
 

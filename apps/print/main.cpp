@@ -171,7 +171,7 @@ class PrintProgram {
     printer.before_sheet = options_.folder.empty() ? limit : seconds(0);
     printer.after_sheet = limit;
     printer.must_be_connected = !limit;
-    printer.say = reporter_.report_error;
+    printer.print_message = reporter_.report_error;
     printer.is_stopped = stop_requested;
   }
 

@@ -88,7 +88,7 @@ PrinterOutput::PrinterOutput(PrinterOutputSetup setup)
 
 void PrinterOutput::show(const std::string& reason) {
   if (reason != std::exchange(shown_, reason) && !reason.empty()) {
-    setup_.say(setup_.name + ": " + reason + "; waiting");
+    setup_.print_message(setup_.name + ": " + reason + "; waiting");
   }
 }
 
@@ -183,7 +183,8 @@ bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
         prints_left_ = session_.printer().ask(QuestionId::kRemainingMedia).number;
         return true;
       case Outcome::kNotPrinted:
-        setup_.say(setup_.name + ": the printer did not print the sheet; it is sent again");
+        setup_.print_message(setup_.name +
+                             ": the printer did not print the sheet; it is sent again");
         continue;
       case Outcome::kOpen:  // waiting was stopped
       case Outcome::kUnknown:

@@ -22,8 +22,8 @@ struct PrinterOutputSetup {
   std::optional<std::chrono::seconds> after_sheet;
   // A printer that is not connected is an error at the first sheet.
   bool must_be_connected = true;
-  std::function<void(const std::string&)> say;  // reason for waiting
-  std::function<bool()> is_stopped;             // true ends all waits
+  std::function<void(const std::string&)> print_message;  // reason for waiting
+  std::function<bool()> is_stopped;                       // true ends all waits
 };
 
 // Parses `to` as the address of a printer: a device file, or a device URI as for the backend

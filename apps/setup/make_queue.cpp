@@ -89,7 +89,7 @@ std::optional<std::string> find_printer(Scheduler& scheduler, std::string& devic
     return "several printers are connected; choose one with --device: " + all;
   }
   return (reason ? "connected printers: " + *reason : std::string("no printer is connected")) +
-         "; switch it on, or say where it is: --device k905://ADDRESS:9100 or --device URI, see "
+         "; switch it on, or give its address: --device k905://ADDRESS:9100 or --device URI, see "
          "--list";
 }
 

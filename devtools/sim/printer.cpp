@@ -33,9 +33,9 @@ void Printer::print_line(const std::string& line) const {
 std::optional<std::string> Printer::answer(const std::string& group, const std::string& name,
                                            bool inside_sheet) {
   read_state_file();
-  PrinterState told = state_;
-  told.free_buffers = free_buffers(inside_sheet);
-  std::optional<std::string> reply = reply_to(told, status(inside_sheet), group, name);
+  PrinterState reported = state_;
+  reported.free_buffers = free_buffers(inside_sheet);
+  std::optional<std::string> reply = reply_to(reported, status(inside_sheet), group, name);
   if (options_.traces) {
     print_line("question " + (name.empty() ? group : name) +
                (inside_sheet ? " inside a sheet" : "") + ": " + reply.value_or("no reply"));

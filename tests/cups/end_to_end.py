@@ -733,9 +733,9 @@ class Media(ThroughCups):
                 job = self.cups.submit(self.queue, self.jpeg(), options=[f"media={name}"])
                 self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.STOPPED,
                                    "the job to be stopped")
-                told = f'This printer has no paper "{name}". It has 5x3.5 (13x9), 5x5 (13x13)'
-                self.assertIn(told, "\n".join(self.cups.log_of(job)).replace("\\", ""))
-                self.assertIn(told, self.cups.job_state(job)["job-printer-state-message"])
+                message = f'This printer has no paper "{name}". It has 5x3.5 (13x9), 5x5 (13x13)'
+                self.assertIn(message, "\n".join(self.cups.log_of(job)).replace("\\", ""))
+                self.assertIn(message, self.cups.job_state(job)["job-printer-state-message"])
                 self.cups.run("cancel", job)
 
     def test_the_queue_offers_the_standard_sizes(self):
@@ -1038,9 +1038,9 @@ class Jobs(ThroughCups):
                 self.assertEqual(state["job-media-sheets-completed"], 1)
                 self.assertEqual(state["job-media-progress"], 100)
                 self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 1"])
-                told = self.cups.run("lpoptions", "-p", self.queue).stdout
-                self.assertIn("printer-state-reasons=none", told)
-                self.assertNotIn("marker-levels=3", told)
+                options = self.cups.run("lpoptions", "-p", self.queue).stdout
+                self.assertIn("printer-state-reasons=none", options)
+                self.assertNotIn("marker-levels=3", options)
         self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
 
     def test_no_text_of_a_page_header_is_a_command_to_cups(self):
@@ -1067,9 +1067,9 @@ class Jobs(ThroughCups):
         self.assertEqual(state["job-media-progress"], 100)
         self.assertNotIn("harm", str(state))
         self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 1"])
-        told = self.cups.run("lpoptions", "-p", self.queue).stdout
-        self.assertIn("printer-state-reasons=none", told)
-        self.assertNotIn("marker-levels=3", told)
+        options = self.cups.run("lpoptions", "-p", self.queue).stdout
+        self.assertIn("printer-state-reasons=none", options)
+        self.assertNotIn("marker-levels=3", options)
         self.assertIn("*Glossy", self.cups.run("lpoptions", "-p", self.queue, "-l").stdout)
 
     def test_rastertok905job_removes_its_files(self):

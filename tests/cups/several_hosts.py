@@ -106,8 +106,8 @@ class SeveralHosts(unittest.TestCase):
         shared = self.front.submit("lab", photo, options=["StpLaminate=Matte"])
         self.assert_completed([shared])
         self.assertEqual(*(file.read_bytes() for file in self.new_sheets()))
-        told = [line for line in self.sim.lines if " sheet " in line and ", matte," in line]
-        self.assertEqual(len(told), 2)
+        reports = [line for line in self.sim.lines if " sheet " in line and ", matte," in line]
+        self.assertEqual(len(reports), 2)
 
     def test_each_printer_shows_its_reason_while_the_other_prints(self):
         self.sim.command("1 cover open")

@@ -120,8 +120,8 @@ class SimulatedPrinter:
         """Size, finish, cut and all pixels of the printed sheets."""
         self._catch_up()
         with self.changed:
-            told = [re.search(r"sheet \d+: (\d+x\d+, \w+, cutter \d+), /", line) for line in self.lines]
-        return list(zip([found[1] for found in told if found],
+            reports = [re.search(r"sheet \d+: (\d+x\d+, \w+, cutter \d+), /", line) for line in self.lines]
+        return list(zip([found[1] for found in reports if found],
                         [file.read_bytes() for file in self.printed_files()]))
 
     def hold(self, byte, sheet):

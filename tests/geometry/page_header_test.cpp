@@ -183,7 +183,7 @@ TEST_F(PageHeader, PortraitPageMatchesARotatedPaper) {
   const std::vector<std::string> lines = decisions(header);
   EXPECT_THAT(lines, Contains("K905-1: Matched paper config by size: w288h432 (6x4)"));
   EXPECT_THAT(lines, Contains("K905-1: Using paper config matched by size: 297x461 points"));
-  EXPECT_EQ(current_options.rotate_90, 0) << "the size says nothing about turning";
+  EXPECT_EQ(current_options.rotate_90, 0) << "the size does not decide the rotation";
 }
 
 TEST_F(PageHeader, UnknownSizeGivesTheDefaultAndIsLoggedAsMatchedBySize) {

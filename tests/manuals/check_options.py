@@ -20,7 +20,7 @@ PROGRAMS = ("k905-preview", "k905-print", "k905-raster", "k905-setup", "k905-sim
 OPTION = re.compile(r"(?<![\w-])--?[a-zA-Z][\w-]*")
 
 
-def said_by(program, *arguments):
+def output_of(program, *arguments):
     """Both streams: an error is written to one of them, a list to the other."""
     said = subprocess.run([BUILD / program, *arguments], text=True, stdin=subprocess.DEVNULL, timeout=60,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
@@ -28,7 +28,7 @@ def said_by(program, *arguments):
 
 
 def options_of_help(program):
-    return set(OPTION.findall(said_by(program, "--help")))
+    return set(OPTION.findall(output_of(program, "--help")))
 
 
 def options_of_page(program):
@@ -91,7 +91,7 @@ def listed(text, pattern):
 
 
 def all_papers():
-    listing = said_by("k905-raster", "--list").partition("Formats:")[0]
+    listing = output_of("k905-raster", "--list").partition("Formats:")[0]
     names = set()
     for line in re.findall(r"^  (\S+) +(\S+) +\d", listing, re.MULTILINE):
         names.update(line)
@@ -99,8 +99,8 @@ def all_papers():
 
 
 def keywords():
-    told = said_by("k905-print", "--to", "/dev/null", "-o", "Nothing=1", "x.png")
-    return {name + "=" for name in listed(told, r'unknown option "Nothing"; known options: (.+)')}
+    error = output_of("k905-print", "--to", "/dev/null", "-o", "Nothing=1", "x.png")
+    return {name + "=" for name in listed(error, r'unknown option "Nothing"; known options: (.+)')}
 
 
 def questions():
@@ -109,7 +109,7 @@ def questions():
 
 
 def from_help(program, pattern):
-    return listed(said_by(program, "--help"), pattern)
+    return listed(output_of(program, "--help"), pattern)
 
 
 MODELS = r"--model (?:TEXT|MODEL) +(K905[^\n]+)"
@@ -151,7 +151,7 @@ class Options(unittest.TestCase):
                 self.assertEqual(options_of_page(program), options_of_help(program))
 
     def test_the_manual_page_of_the_simulator_describes_its_commands(self):
-        listed = said_by("k905-sim", "--help").partition("\nCommands")[2]
+        listed = output_of("k905-sim", "--help").partition("\nCommands")[2]
         page = (SOURCE / "docs/man/k905-sim.1").read_text()
         described = [name for line in re.findall(r"^\.It Ic (.*)$", page, re.MULTILINE)
                      for name in re.split(r" , ", line)]

@@ -463,15 +463,15 @@ class Status(WithCups):
             self.assertEqual(result.returncode, 3)
             self.assertEqual(result.stdout, f"{path}: in use, the print system is printing on it "
                                           f"(queue {self.queue})\n")
-            told = json.loads(self.cups.run(self.program("k905-status"), "--json", path,
+            state = json.loads(self.cups.run(self.program("k905-status"), "--json", path,
                                             check=False).stdout)
-            self.assertEqual((told["state"], told["status_code"]), ("held", None))
-            self.assertEqual(told["message"],
+            self.assertEqual((state["state"], state["status_code"]), ("held", None))
+            self.assertEqual(state["message"],
                              f"the print system is printing on it (queue {self.queue})")
             waited = self.cups.run(self.program("k905-status"), "--wait-ready", "--watch", "0.2",
                                    "--timeout", "0.5", path, check=False)
             self.assertEqual((waited.returncode, waited.stderr),
-                             (3, f"k905-status: waiting: {told['message']}\n"))
+                             (3, f"k905-status: waiting: {state['message']}\n"))
             stream = bytearray()
             os.set_blocking(printer, False)
 

@@ -142,9 +142,9 @@ TEST_F(PrintToPrinter, PrinterReportsFewerPrintsLeft) {
   question.program = K905_BINARY_DIR "/k905-status";
   question.arguments = {"k905-status", "--json", printer_.path()};
   question.environment = {{"CUPS_SERVER", "/nowhere/cups.sock"}, {"PATH", "/usr/bin:/bin"}};
-  const ChildResult told = run_child(question);
-  EXPECT_EQ(told.status, 0);
-  EXPECT_THAT(told.output, HasSubstr("\"prints_left\": 399, "));
+  const ChildResult answer = run_child(question);
+  EXPECT_EQ(answer.status, 0);
+  EXPECT_THAT(answer.output, HasSubstr("\"prints_left\": 399, "));
 }
 
 TEST_F(PrintToPrinter, AWatchedFolderIsPrintedOnceOverARestart) {

@@ -1,7 +1,7 @@
 """k905-print --to a printer that is not always ready: `to_printer.py BUILD [TEST...]`.
 
 The printer is the simulated one. Photos of different grays can be
-told apart on their sheets.
+distinguished on their sheets.
 """
 
 import os

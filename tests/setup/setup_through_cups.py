@@ -271,8 +271,8 @@ class Setup(ThroughSetup):
             shutil.move(path, away)
             self.addCleanup(shutil.move, away, path)
             with self.subTest(path=path.name):
-                told = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
-                (note,) = [finding for finding in told["findings"] if finding["level"] == "note"]
+                report = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
+                (note,) = [finding for finding in report["findings"] if finding["level"] == "note"]
                 self.assertIn(words, note["text"])
                 self.assertIn("cmake --install", note["advice"])
 
@@ -896,9 +896,9 @@ class Classes(ThroughSetup):
         self.check_finds("PROBLEM  the queue does not take jobs")
         self.cups.run("cupsaccept", self.queue)
         self.cups.run("lpadmin", "-p", self.second, "-o", "StpLaminate=Matte")
-        told = json.loads(self.setup("--check", self.queue, "--json").stdout)
-        self.assertEqual((told["queue"], told["problems"]), (self.queue, 1))
-        self.assertIn("StpLaminate differs", str(told))
+        report = json.loads(self.setup("--check", self.queue, "--json").stdout)
+        self.assertEqual((report["queue"], report["problems"]), (self.queue, 1))
+        self.assertIn("StpLaminate differs", str(report))
 
 
 class Sharing(ThroughSetup):
@@ -935,9 +935,9 @@ class Sharing(ThroughSetup):
         for word in ("AirPrint", "Mopria"):
             self.assertIn(word, made)
         self.assertEqual("Avahi is not running" in made, not has_avahi)
-        told = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
-        self.assertIn(uri, str(told))
-        self.assertEqual((told["ready"], "Avahi is not running" in str(told)), (True, not has_avahi))
+        report = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
+        self.assertIn(uri, str(report))
+        self.assertEqual((report["ready"], "Avahi is not running" in str(report)), (True, not has_avahi))
         ended = self.setup_well("--update", self.queue, "--no-share").stdout
         self.assertFalse(self.is_shared())
         self.assertIn("not shared", ended)
@@ -997,15 +997,15 @@ class Sharing(ThroughSetup):
 class AsJson(ThroughSetup):
     def test_findings_have_level_text_and_advice(self):
         self.add_good_queue()
-        told = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
-        self.assertEqual((told["queue"], told["ready"], told["problems"]), (self.queue, True, 0))
-        self.assertEqual({finding["level"] for finding in told["findings"]}, {"ok"})
+        report = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
+        self.assertEqual((report["queue"], report["ready"], report["problems"]), (self.queue, True, 0))
+        self.assertEqual({finding["level"] for finding in report["findings"]}, {"ok"})
         self.cups.run("cupsreject", self.queue)
         broken = self.setup("--json", "--check", self.queue)
         self.assertEqual(broken.returncode, 1)
-        told = json.loads(broken.stdout)
-        self.assertEqual((told["ready"], told["problems"]), (False, 1))
-        (problem,) = [finding for finding in told["findings"] if finding["level"] == "problem"]
+        report = json.loads(broken.stdout)
+        self.assertEqual((report["ready"], report["problems"]), (False, 1))
+        (problem,) = [finding for finding in report["findings"] if finding["level"] == "problem"]
         self.assertIn("does not take jobs", problem["text"])
         self.assertEqual(problem["advice"], "cupsaccept " + self.queue)
 

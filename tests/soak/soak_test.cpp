@@ -129,9 +129,9 @@ class Line {
         plain_memory_("MALLOC_MMAP_THRESHOLD_", "65536"),
         trimmed_memory_("MALLOC_TRIM_THRESHOLD_", "65536"),
         printer_({"--listen", "0", "--state", state_file_}) {
-    const std::string told = printer_.next_line();
+    const std::string line = printer_.next_line();
     port_ = static_cast<std::uint16_t>(
-        std::strtoul(told.substr(told.rfind(':') + 1).c_str(), nullptr, 10));
+        std::strtoul(line.substr(line.rfind(':') + 1).c_str(), nullptr, 10));
     without_client_ = figures_of(printer_.process_id());
   }
 
@@ -148,8 +148,8 @@ class Line {
   // Waits until the printer has reported another sheet.
   void expect_sheet() {
     const std::string begin = "sheet " + std::to_string(++sheets_) + ": ";
-    const std::string told = printer_.next_line();
-    EXPECT_EQ(told.substr(0, begin.size()), begin) << told;
+    const std::string line = printer_.next_line();
+    EXPECT_EQ(line.substr(0, begin.size()), begin) << line;
     if (sheets_ % kSheetsOfARoll == 0) {
       (void)folder_.write("printer", kNewRoll);  // the printer is idle now
     }

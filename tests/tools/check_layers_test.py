@@ -150,7 +150,7 @@ class CheckLayers(unittest.TestCase):
             self.expect(
                 f"{folder}/a.h",
                 "#pragma once\n",
-                "1: a header opens with a comment that tells its purpose",
+                "1: a header begins with a comment that describes its purpose",
             )
             self.expect(f"{folder}/a.h", "// Purpose.\n", "1: #pragma once is missing")
 
