@@ -18,7 +18,7 @@ struct Text {
 };
 constexpr std::array<Text, 3> texts{{{2, "user"}, {3, "title"}, {6, "file"}}};
 
-std::string harmless(std::string text) {
+std::string without_settings(std::string text) {
   std::replace(text.begin(), text.end(), '=', ':');
   if (text.starts_with("--")) text.insert(0, " ");
   return text;
@@ -37,11 +37,11 @@ void ask_for_copies(std::vector<std::string>& arguments) {
 
 }  // namespace
 
-std::vector<std::string> harmless_arguments(int argc, char** argv) {
+std::vector<std::string> safe_arguments(int argc, char** argv) {
   std::vector<std::string> arguments(argv, argv + argc);
   for (const Text& text : texts) {
     if (text.index >= arguments.size()) continue;
-    std::string changed = harmless(arguments[text.index]);
+    std::string changed = without_settings(arguments[text.index]);
     if (changed == arguments[text.index]) continue;
     log_to_cups("DEBUG", std::string("rastertok905job: ") + text.name + ": " +
                              one_line(arguments[text.index]));

@@ -12,6 +12,6 @@ namespace k905 {
 //
 // No other program has repeated the pages of a document that arrives as a file, so the filter is
 // asked to make its copies.
-[[nodiscard]] std::vector<std::string> harmless_arguments(int argc, char** argv);
+[[nodiscard]] std::vector<std::string> safe_arguments(int argc, char** argv);
 
 }  // namespace k905

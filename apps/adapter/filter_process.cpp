@@ -48,10 +48,10 @@ bool backend_counts_sheets() {
 // Closes this process's ends of the pipes. Only the filter keeps its ends, so that the processes at
 // the other ends see when it ends.
 void close_own_pipe_ends() {
-  const k905::Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+  const k905::Descriptor null_device(open("/dev/null", O_RDWR | O_CLOEXEC));
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO}) {
-    if (nothing) {
-      dup2(nothing.get(), standard);
+    if (null_device) {
+      dup2(null_device.get(), standard);
     } else {
       close(standard);
     }

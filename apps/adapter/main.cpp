@@ -137,7 +137,7 @@ int main(int argc, char** argv) {
       apply_job_options(argc > kOptionsArgument ? argv[kOptionsArgument] : nullptr);
   if (choices.refused) return 1;
 
-  std::vector<std::string> arguments = k905::harmless_arguments(argc, argv);
+  std::vector<std::string> arguments = k905::safe_arguments(argc, argv);
   std::vector<char*> filter_argv;
   filter_argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) filter_argv.push_back(argument.data());

@@ -21,8 +21,8 @@ namespace {
   if (getppid() != parent) _exit(1);
 #endif
   // The printer's stream belongs to the filter alone, so that its reader sees its end.
-  const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-  if (nothing >= 0) dup2(nothing, STDOUT_FILENO);
+  const int null_device = open("/dev/null", O_RDWR | O_CLOEXEC);
+  if (null_device >= 0) dup2(null_device, STDOUT_FILENO);
   _exit(adapt_pages(STDIN_FILENO, out, settings) ? 0 : 1);
 }
 

@@ -105,7 +105,7 @@ int print_job(const Job& job, const Account& account, int pipe_end) {
   open_record_folder(records, account);
   SheetSource source(job.input, job.copies);
   JobRunner runner(job.options, source, records, stop, [&account] {
-    if (!become(account)) {
+    if (!drop_privileges(account)) {
       error(std::string("Cannot drop root privileges: ") + std::strerror(errno));
       _exit(kStopQueue);
     }

@@ -44,9 +44,9 @@ int exit_status_of(Child& worker) {
 
 // The worker has its own copies; the stream must have no other reader.
 void release_streams() {
-  const Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
-  if (nothing) {
-    dup2(nothing.get(), STDIN_FILENO);
+  const Descriptor null_device(open("/dev/null", O_RDWR | O_CLOEXEC));
+  if (null_device) {
+    dup2(null_device.get(), STDIN_FILENO);
   }
 }
 
@@ -79,7 +79,7 @@ Account print_account() {
           .name = entry->pw_name};
 }
 
-bool become(const Account& account) {
+bool drop_privileges(const Account& account) {
   if (account.user < 0) {
     return true;
   }
@@ -110,7 +110,7 @@ int run_detached(const Account& account, const std::function<int(int)>& work) {
   Child worker(id);
   pipe.read_end.reset();
   release_streams();
-  if (!become(account)) {
+  if (!drop_privileges(account)) {
     error(std::string("Cannot drop root privileges: ") + std::strerror(errno));
     pipe.write_end.reset();
     return exit_status_of(worker);

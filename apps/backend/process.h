@@ -18,7 +18,7 @@ struct Account {
 
 // Gives up root permanently, with all supplementary groups except those of the account. False with
 // errno on failure; the process must then end.
-[[nodiscard]] bool become(const Account& account);
+[[nodiscard]] bool drop_privileges(const Account& account);
 
 // Runs `work` in another process with its own session, so that the signals by which the print
 // system ends a job do not reach it: it can finish the current sheet. `work` gets the read end of a

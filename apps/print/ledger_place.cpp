@@ -53,7 +53,7 @@ std::string hash_in_name(const std::string& folder) {
 }
 
 // The journal of earlier versions for this folder.
-std::string usual_journal(const std::string& folder) {
+std::string default_journal(const std::string& folder) {
   std::string error;
   constexpr std::size_t longest = 200;
   const std::string name = std::filesystem::path(folder).filename().string().substr(0, longest);
@@ -62,7 +62,7 @@ std::string usual_journal(const std::string& folder) {
 
 }  // namespace
 
-std::string usual_ledger(std::string& error) {
+std::string default_ledger(std::string& error) {
   const std::string place = state_folder(error);
   return place.empty() ? "" : place + "/ledger.sqlite";
 }
@@ -70,13 +70,13 @@ std::string usual_ledger(std::string& error) {
 // If the ledger has the path of an old journal, the journal is renamed and imported.
 bool open_ledger(Ledger& ledger, const std::string& path, const std::string& folder,
                  std::string& error) {
-  const std::string aside = path + ".old";
-  if (is_old_journal(path) && std::rename(path.c_str(), aside.c_str()) != 0) {
+  const std::string renamed_path = path + ".old";
+  if (is_old_journal(path) && std::rename(path.c_str(), renamed_path.c_str()) != 0) {
     error = path + ": " + std::strerror(errno);
     return false;
   }
-  return ledger.open(path, error) && import_old_journal(aside, folder, ledger, error) &&
-         import_old_journal(usual_journal(folder), folder, ledger, error);
+  return ledger.open(path, error) && import_old_journal(renamed_path, folder, ledger, error) &&
+         import_old_journal(default_journal(folder), folder, ledger, error);
 }
 
 FolderLock::Result FolderLock::take(const std::string& ledger, const std::string& folder,

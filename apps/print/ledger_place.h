@@ -10,7 +10,7 @@ namespace k905 {
 
 // The default ledger of a user, in the user's state folder, which is created if it is missing. ""
 // with the reason in `error` if there is no place for it.
-[[nodiscard]] std::string usual_ledger(std::string& error);
+[[nodiscard]] std::string default_ledger(std::string& error);
 
 // Opens the ledger and imports the journal of earlier versions for the folder. False with the
 // reason in `error`.

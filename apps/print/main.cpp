@@ -268,7 +268,7 @@ class PrintProgram {
 
   // The path of the ledger; "" with the reason in `error`.
   std::string ledger_path(std::string& error) {
-    return options_.ledger.empty() ? usual_ledger(error) : options_.ledger;
+    return options_.ledger.empty() ? default_ledger(error) : options_.ledger;
   }
 
   std::optional<WatchSetup> watch_setup(const std::string& folder, std::string& error) {
