@@ -52,13 +52,11 @@ void describe(CLI::App& app, PrintOptions& options) {
        "\"-2\", and so on"},
       {"--canvas", &options.canvas,
        "with --preview: show every pixel that is sent to the printer, including the margins "
-       "outside "
-       "the paper"},
+       "outside the paper"},
       {"--wait", &options.wait, "with a queue: wait until the photos are printed"},
       {"--timeout", &options.timeout,
        "with --to DEVICE and --wait: stop waiting for the printer after this many seconds; the "
-       "default "
-       "is no limit",
+       "default is no limit",
        kMost, 0},
       {"--json", &options.json,
        "print a line of JSON for each photo, or with --history for each sheet"},
@@ -144,14 +142,15 @@ std::optional<std::string> check(const PrintOptions& options) {
        "--partner-wait needs --two-up and --watch"},
       {options.move && options.leave, "--move and --leave exclude each other"},
       {!options.ledger.empty() && prints, "--ledger is for --watch, --history and --reprint"},
-      {options.reprint != 0 && !options.preview.empty(), "--reprint prints; it shows no preview"},
-      {watches && !options.preview.empty(), "--watch prints; it shows no preview"},
+      {options.reprint != 0 && !options.preview.empty(),
+       "--reprint and --preview exclude each other"},
+      {watches && !options.preview.empty(), "--watch and --preview exclude each other"},
       {options.wait && (!prints || !options.to.empty() || !options.preview.empty()),
        "--wait is for photos that are printed through a queue"},
       {options.timeout && !options.wait && (options.to.empty() || watches),
-       "--timeout is for --to DEVICE and for --wait; a watched folder waits as long as it takes"},
+       "--timeout is for --to DEVICE and for --wait; a watched folder waits without a limit"},
       {watches && (stat(options.folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)),
-       "--watch: no folder: " + options.folder},
+       "--watch: not a folder: " + options.folder},
   };
   for (const auto& [is_wrong, problem] : problems) {
     if (is_wrong) {

@@ -227,7 +227,8 @@ int run_class(const CLI::App& app, const Arguments& arguments) {
   for (const char* name :
        {"QUEUE", "--device", "--model", "--paper", "--finish", "--ribbon", "-o", "--keep-device"}) {
     if (app.count(name) > 0) {
-      return wrong_usage(app, std::string(name) + " is not for a class; its members have it");
+      return wrong_usage(
+          app, std::string(name) + " is not an option for a class; set it for its members");
     }
   }
   if (arguments.all) {
@@ -259,7 +260,8 @@ int run(const CLI::App& app, const Arguments& arguments) {
     return wrong_usage(app, *problem);
   }
   if (arguments.queue.empty() != (arguments.list || arguments.all)) {
-    return wrong_usage(app, arguments.queue.empty() ? "which queue?" : "no queue with this option");
+    return wrong_usage(app,
+                       arguments.queue.empty() ? "QUEUE is missing" : "this option takes no QUEUE");
   }
   if (arguments.sharing() && !arguments.update && !makes) {
     return wrong_usage(app, "--share and --no-share are options for making and updating a queue");

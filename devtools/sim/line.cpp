@@ -67,7 +67,7 @@ std::optional<Terminal> open_terminal(std::string& error) {
   mode.c_cflag |= CREAD | CS8;
   mode.c_cc[VMIN] = 1;
   if (openpty(&printer_side, &client_side, path, &mode, nullptr) != 0) {
-    error = failure("no pseudo-terminal");
+    error = failure("cannot open a pseudo-terminal");
     return std::nullopt;
   }
   close(client_side);
