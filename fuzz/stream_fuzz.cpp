@@ -75,8 +75,8 @@ ParsedStream parsed_in_pieces(const std::string& stream, std::size_t piece) {
       [&parsed](Sheet&& sheet) { parsed.sheets.push_back(std::move(sheet)); });
   for (std::size_t at = 0; at < stream.size(); at += piece) {
     const std::size_t count = std::min(piece, stream.size() - at);
-    const bool goes_on = parser.feed(bytes_of(stream) + at, count);
-    expect(goes_on == !parser.error(), "feed reports an error");
+    const bool continues = parser.feed(bytes_of(stream) + at, count);
+    expect(continues == !parser.error(), "feed reports an error");
   }
   const bool between_sheets = parser.at_sheet_boundary();
   const bool whole = parser.finish();

@@ -22,9 +22,9 @@ OPTION = re.compile(r"(?<![\w-])--?[a-zA-Z][\w-]*")
 
 def output_of(program, *arguments):
     """Both streams: an error is written to one of them, a list to the other."""
-    said = subprocess.run([BUILD / program, *arguments], text=True, stdin=subprocess.DEVNULL, timeout=60,
+    result = subprocess.run([BUILD / program, *arguments], text=True, stdin=subprocess.DEVNULL, timeout=60,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-    return said.stdout
+    return result.stdout
 
 
 def options_of_help(program):

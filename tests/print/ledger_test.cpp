@@ -118,7 +118,7 @@ TEST_F(LedgerTest, AnAskedPrinterAndItsLastLifeCounterAreKept) {
               testing::EndsWith("  /dev/usb/lp1  serial number B9  life counter 8"));
 }
 
-TEST_F(LedgerTest, AJobGoesFromStepToStep) {
+TEST_F(LedgerTest, JobAdvancesStepByStep) {
   order("a.jpg", 2);
   print("a.jpg", "one", Outcome::complete);
   EXPECT_THAT(ledger_->waiting(kFolder, "a.jpg"), IsEmpty());

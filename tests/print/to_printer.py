@@ -217,9 +217,9 @@ class Lost(ToPrinter):
         self.sim.command(f"unplug at {SHEET_BYTES // 2}")
         self.start("--json", "--timeout", "1", self.photos[0])
         self.ends(1)
-        self.assertIn("it is not known whether the sheet came out", self.said())
-        self.assertIn('"outcome":"in doubt"', self.said())
-        self.assertIn('"serial_number":"SIM00000001","life_counter":1234,', self.said())
+        self.assertIn("it is not known whether the sheet came out", self.output())
+        self.assertIn('"outcome":"in doubt"', self.output())
+        self.assertIn('"serial_number":"SIM00000001","life_counter":1234,', self.output())
 
     def test_two_programs_never_mix_their_sheets(self):
         programs = [subprocess.Popen([BUILD / "k905-print", "--to", self.sim.device, photo],

@@ -408,7 +408,7 @@ TEST_F(WatchProgram, TheLimitOfAnEventHoldsAfterARestart) {
       {"another", "c.png -> "}};
   for (const auto& [event, words] : runs) {
     RunningProgram program(kProgram, arguments({"--limit", "2", "--event", event}), environment());
-    EXPECT_TRUE(program.has_said(words)) << program.said();
+    EXPECT_TRUE(program.wait_for_output(words)) << program.output();
     program.send_signal(SIGKILL);
     (void)program.wait();
   }
@@ -488,8 +488,8 @@ TEST_F(ReprintProgram, CountsForTheEventOfItsSheet) {
   EXPECT_EQ(run({"--reprint", "1"}).status, 0);
   RunningProgram program(kProgram, arguments({"--event", "party", "--limit", "2"}), environment());
   put("b.png", picture_of(20));
-  EXPECT_TRUE(program.has_said("the limit of 2 sheets for the event party is reached"))
-      << program.said();
+  EXPECT_TRUE(program.wait_for_output("the limit of 2 sheets for the event party is reached"))
+      << program.output();
   EXPECT_THAT(run({"--history", "--json"}).output, HasSubstr("\"event\":\"party\""));
 }
 
@@ -667,7 +667,7 @@ std::vector<std::string> statements_of_run(int photos, const std::vector<std::st
                           {"LD_PRELOAD", K905_BINARY_DIR "/tests/libcount_steps.so"},
                           {"ASAN_OPTIONS", "verify_asan_link_order=0"},
                           {"K905_STEPS_FILE", folder.path() + "/steps"}});
-  EXPECT_TRUE(program.has_said("new.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("new.png -> ")) << program.output();
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
   std::vector<std::string> statements;
@@ -696,7 +696,7 @@ TEST(WatchedHistory, APhotoCostsNoMoreStepsAfterTenThousandThanAfterTen) {
   }
 }
 
-TEST_F(WatchProgram, TwoAtTheSameFolderDoNotPrintTwice) {
+TEST_F(WatchProgram, TwoWatchesOfOneFolderDoNotPrintTwice) {
   put("a.png", picture_of(10));
   RunningProgram first(kProgram, arguments(), environment());
   EXPECT_TRUE(first.wait_for_output("a.png -> "));

@@ -62,8 +62,8 @@ struct Reply {
 };
 
 // Long if a reply is expected, short if a timeout is expected.
-constexpr int kPatientMs = 60000;
-constexpr int kShortMs = 30;
+constexpr int kReplyTimeoutMs = 60000;
+constexpr int kShortTimeoutMs = 30;
 
 Reply ask(const Connection& connection, std::size_t reply_size, int timeout_ms) {
   char buffer[256];
@@ -197,10 +197,10 @@ TEST(PrinterExchange, EveryPieceHasTheFullTimeout) {
       line.say(piece);
     }
   });
-  const Reply reply = ask(line, 128, kPatientMs);
+  const Reply reply = ask(connection, 128, kReplyTimeoutMs);
   printer.join();
   EXPECT_EQ(reply.text, "abc");
-  EXPECT_EQ(hooks::poll_timeouts, std::vector<int>(hooks::poll_timeouts.size(), kPatientMs));
+  EXPECT_EQ(hooks::poll_timeouts, std::vector<int>(hooks::poll_timeouts.size(), kReplyTimeoutMs));
   EXPECT_GT(hooks::poll_timeouts.size(), 1U);
 }
 

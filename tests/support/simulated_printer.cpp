@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int kPatienceMs = 60000;
+constexpr int kOutputTimeoutMs = 60000;
 
 }  // namespace
 
