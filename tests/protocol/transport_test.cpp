@@ -189,12 +189,12 @@ TEST(PrinterExchange, LateLineFeedIsTheNextReply) {
 
 TEST(PrinterExchange, EveryPieceHasTheFullTimeout) {
   const hooks::Guard guard;
-  const Line line;
+  const Connection connection;
   // Long enough that a time-out for the complete reply would be a shorter one for each later piece.
   std::thread printer([&] {
     for (const char* piece : {"a", "b", "c\r\n"}) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      line.say(piece);
+      connection.send_reply(piece);
     }
   });
   const Reply reply = ask(connection, 128, kReplyTimeoutMs);
