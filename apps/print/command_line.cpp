@@ -89,7 +89,8 @@ void describe(CLI::App& app, PrintOptions& options) {
        "print the photos in this folder and those that are added later, each once, also over "
        "restarts"},
       {"--limit", &options.limit,
-       "with --watch: print at most so many sheets in a day, or with --event for the event", kMost},
+       "with --watch: print at most this many sheets in a day, or with --event for the event",
+       kMost},
       {"--event", &options.event,
        "with --watch: the sheets are for the event of this name; --limit then counts all its "
        "sheets, of every day and folder"},

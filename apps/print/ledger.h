@@ -81,7 +81,7 @@ struct SheetTarget {
   std::string hold;      // until when the queue holds its jobs; "" if it does not
 };
 
-// At most so many sheets of an event, or without an event of a folder in a day.
+// The maximum number of sheets of an event, or without an event of a folder in a day.
 struct SheetLimit {
   int sheets = 0;  // 0: any number
   std::string event;

@@ -412,7 +412,7 @@ TEST(Simulator, StateFileIsCreatedUpdatedAndReadWhileRunning) {
   EXPECT_TRUE(printer.next_line().ends_with(" 8 left"));
   EXPECT_NE(folder.read("state")->find("remaining = 8\nlife = 1235\n"), std::string::npos);
 
-  folder.write("state", "# somebody opened it\nstatus = 1000\nremaining = 8\nlife = 1235\n");
+  folder.write("state", "# a user opened it\nstatus = 1000\nremaining = 8\nlife = 1235\n");
   EXPECT_EQ(ask(printer), expected_report({{"PrintStatus", "Cover is open (1000)"},
                                            {"PrintRemainQuantity", "MQT 0058 (8)"},
                                            {"PrintVolumeLifeCounter", "CL0001235 (1235)"}}));
