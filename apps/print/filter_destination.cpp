@@ -33,9 +33,9 @@ constexpr std::size_t kPieceSize = 1 << 18;
 
 // The errors of the filter's stream. Constants, because recording one must not fail.
 constexpr char kWriteError[] = "cannot be written";
-constexpr char kSheetProblem[] = "a sheet was not taken";
-constexpr char kWrongStream[] = "the filter's stream is not what the printer takes";
-constexpr char kCutStream[] = "the filter's stream ends inside a sheet";
+constexpr char kSheetProblem[] = "a sheet was not accepted";
+constexpr char kWrongStream[] = "the filter's output is not a valid printer stream";
+constexpr char kCutStream[] = "the filter's output ends inside a sheet";
 constexpr char kNoMemory[] = "not enough memory";
 
 class FilterDestination final : public Destination {

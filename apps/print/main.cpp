@@ -117,7 +117,7 @@ class PrintProgram {
     setup.choices = choices;
     setup.filter = find_filter();
     if (setup.filter.empty()) {
-      error = "the filter rastertok905 is nowhere to be found; K905_FILTER can name it";
+      error = "the filter rastertok905 is not found; set K905_FILTER to its path";
       return false;
     }
     setup.show_log = options_.verbose;
@@ -216,7 +216,7 @@ class PrintProgram {
   void report_stopped(std::size_t first) {
     const std::vector<std::string>& files = options_.photos;
     print_error("stopped; not printed: " + files[first] +
-                (first + 1 < files.size() ? " and what follows" : ""));
+                (first + 1 < files.size() ? " and the following photos" : ""));
     for (std::size_t i = first; i < files.size(); ++i) {
       finish(report_of(files[i], kStopped, destination_->target(), "stopped"));
     }

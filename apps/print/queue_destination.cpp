@@ -203,7 +203,7 @@ class QueueDestination final : public Destination {
           const bool taken =
               !given_up_ && cupsWriteRequestData(http_.get(), reinterpret_cast<const char*>(bytes),
                                                  count) == HTTP_STATUS_CONTINUE;
-          return taken ? nullptr : "the print system takes no more of it";
+          return taken ? nullptr : "the print system accepts no more data";
         },
         true);
     return true;
@@ -235,7 +235,7 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
                                                     const Choices& choices, std::string& error) {
   const Dest dest = find_queue(queue);
   if (!dest) {
-    error = queue.empty() ? "there is no default queue; name one with --queue, or a file or "
+    error = queue.empty() ? "there is no default queue; choose one with --queue, or a file or "
                             "device with --to"
                           : "there is no queue " + queue;
     return nullptr;

@@ -112,7 +112,7 @@ QueueJobProgress progress_of_queue_job(int number) {
   using State = QueueJobProgress::State;
   const Ipp answer = answer_to(job_request(IPP_OP_GET_JOB_ATTRIBUTES, number));
   if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) {
-    return {State::gone, "the print system does not know the job any more"};
+    return {State::gone, "the print system no longer knows the job"};
   }
   if (!answer || !is_granted()) {
     return {State::unknown, "the print system does not answer"};

@@ -71,7 +71,8 @@ class FolderPrinter {
 
  private:
   static constexpr char kUnsettled[] =
-      "the print system does not answer what became of the last job; nothing is printed before";
+      "the print system does not report the outcome of the last job; nothing is printed until it "
+      "does";
 
   // A file that must be checked.
   struct Todo {
@@ -89,7 +90,7 @@ class FolderPrinter {
     }
     if (setup_.move && access(folder_.c_str(), W_OK | X_OK) != 0) {
       reporter_.report_error(folder_ + ": " + std::strerror(errno) +
-                             "; files that are done stay where they are");
+                             "; finished files are not moved");
       moves_ = false;
     }
   }
@@ -323,7 +324,7 @@ class FolderPrinter {
       case PhotoRead::complete:
         break;
       case PhotoRead::missing:
-        withdraw(waiting, "the file is not there");
+        withdraw(waiting, "the file is missing");
         todo_.erase(name);
         return std::nullopt;
       case PhotoRead::too_large:
@@ -370,7 +371,7 @@ class FolderPrinter {
                                              : refuse(name, known, same_content, now, error);
     }
     if (is_new) {
-      withdraw(same_content, "it was ordered again");
+      withdraw(same_content, "it was ordered a second time");
       const KnownFile accepted{now.stamp, content};
       ledger_.order(folder_, name, content, &accepted, setup_.job.copies);
       same_content = ledger_.waiting(folder_, name);
@@ -420,7 +421,7 @@ class FolderPrinter {
     todo.when = Clock::now() + todo.delay;
     todo.delay = std::min(2 * todo.delay, kLongestRetry);
     if (!problem.empty() && problem != std::exchange(todo.problem, problem)) {
-      reporter_.report_error(path_of(name) + ": " + problem + "; it is tried again");
+      reporter_.report_error(path_of(name) + ": " + problem + "; the program will try again");
     }
     return std::nullopt;
   }
@@ -436,8 +437,8 @@ class FolderPrinter {
                              ": printed before; to print it again: k905-print --reprint " +
                              std::to_string(sheet->id));
     } else {
-      reporter_.report_error(path_of(name) +
-                             ": known and left; to print it, remove it and put it back");
+      reporter_.report_error(
+          path_of(name) + ": known, so it is not printed; to print it, remove it and put it back");
     }
   }
 
@@ -535,8 +536,9 @@ int with_folder(const WatchSetup& setup, const k905::Reporter& reporter, const U
         return 1;
     }
   } catch (const LedgerError& problem) {
-    reporter.report_error(setup.ledger + ": " + problem.what() +
-                          "; stopped, because what cannot be noted would be printed again");
+    reporter.report_error(
+        setup.ledger + ": " + problem.what() +
+        "; stopped, because a photo that cannot be recorded would be printed again");
   }
   return 1;
 }

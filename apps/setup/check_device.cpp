@@ -107,7 +107,7 @@ Answer check_printer(const Device& device, const PrinterAddress& address, Findin
       if (scheme_of(device.uri) == "k905") {
         findings.problem("the printer at " + device.uri +
                              " does not answer questions, so the backend k905 does not print",
-                         "switch it off and on; if its print server only takes data: k905-setup "
+                         "switch it off and on; if its print server only receives data: k905-setup "
                          "--replace " +
                              device.queue + " --device socket://ADDRESS:PORT --keep-device");
       } else {
@@ -158,9 +158,9 @@ void check_backend(const Device& device, bool keeps_device, Answer answer, Findi
   if (!uses_other_backend(device.uri)) {
     return;
   }
-  const std::string risk =
-      "the queue is on the backend " + scheme_of(device.uri) +
-      ", which sends half a sheet when the scheduler stops and does not wait for the printer";
+  const std::string risk = "the queue is on the backend " + scheme_of(device.uri) +
+                           ", which sends only a part of a sheet when the scheduler stops, and "
+                           "does not wait for the printer";
   if (keeps_device) {
     findings.note(risk + "; its address was chosen with --keep-device");
   } else if (answer == Answer::silent) {

@@ -32,7 +32,7 @@ bool is_safe(const std::string& path, Findings& findings) {
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     findings.problem(
         path +
-            " can be written to by others than root, so CUPS does not run it; jobs wait "
+            " can be written to by users other than root, so CUPS does not run it; jobs wait "
             "indefinitely",
         "chmod go-w " + path);
     return false;
@@ -94,7 +94,7 @@ void check_other_filters(const std::string& filters, Findings& findings) {
     }
   }
   if (findings.problems() == before) {
-    findings.ok("the filters that run before ours are present");
+    findings.ok("the filters that run before rastertok905 are present");
   }
 }
 

@@ -46,7 +46,7 @@ void check_state(const std::string& queue, const QueueState& state, Findings& fi
 std::string refusal(const QueueState& state) {
   for (const std::string& reason : state.reasons) {
     if (reason.starts_with("cups-insecure-filter")) {
-      return "CUPS refuses to run a filter that others than root can change";
+      return "CUPS refuses to run a filter that users other than root can change";
     }
     if (reason.starts_with("cups-missing-filter")) {
       return "CUPS does not find a filter that the queue needs";
@@ -94,7 +94,7 @@ void check_choice_of(const std::string& queue, ppd_file_t& ppd, const std::strin
   const bool is_offered = ppdFindOption(&ppd, keyword.c_str()) != nullptr;
   if (is_offered && keyword != "ICCProfile" && marked_choice(ppd, keyword).empty()) {
     findings.problem("the queue's default " + keyword + "=" + default_choice(ppd, keyword) +
-                         " is none of its choices; the filter may read it as 0",
+                         " is not one of its choices; the filter may read it as 0",
                      "lpadmin -p " + queue + " -o " + keyword + "=" + usual);
   }
 }
@@ -168,7 +168,7 @@ void check_profiles(ppd_file_t& ppd, Findings& findings) {
   const std::string marked = marked_choice(ppd, "ICCProfile");
   const std::string profile = marked.empty() ? default_choice(ppd, "ICCProfile") : marked;
   if (profile.empty() || profile == ppd::no_profile) {
-    findings.ok("colors are sent as they come, without a printer profile");
+    findings.ok("colors are sent unchanged, without a printer profile");
     return;
   }
   if (profile == ppd::profile_by_paper) {

@@ -103,7 +103,7 @@ std::optional<std::string> compare_members(Scheduler& scheduler,
     }
     // CUPS would return the PPD file of the first member of the class.
     if (!state->members.empty()) {
-      return name + " is a class; name its members";
+      return name + " is a class; use its members instead";
     }
     Member member{.name = name, .ppd = read_queue_ppd(scheduler.http(), name.c_str())};
     if (!member.ppd || model_of(*member.ppd) == nullptr) {

@@ -841,7 +841,7 @@ TEST(PrintProgram, FailingFilterIsAFailureWithoutAPartialJob) {
   EXPECT_EQ(run_child(print_with_filter(folder, "exec cat >/dev/null")).log,
             "k905-print: the filter made 0 of 1 pages; --verbose shows its log\n");
   EXPECT_EQ(run_child(print_with_filter(folder, "cat >/dev/null; echo hello")).log,
-            "k905-print: the filter's stream is not what the printer takes\n");
+            "k905-print: the filter's output is not a valid printer stream\n");
   setup.environment["K905_FILTER"] = "/nowhere/filter";
   EXPECT_EQ(run_child(setup).log, "k905-print: /nowhere/filter: No such file or directory\n");
 }
@@ -879,7 +879,7 @@ TEST(PrintProgram, AStreamThatEndsInsideASheetIsAFailure) {
   folder.write("cut.prn", folder.read("whole.prn")->substr(0, 5000));
   const ChildResult result = run_child(print_with_filter(folder, "cat >/dev/null; cat cut.prn"));
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.log, "k905-print: the filter's stream ends inside a sheet\n");
+  EXPECT_EQ(result.log, "k905-print: the filter's output ends inside a sheet\n");
   EXPECT_FALSE(folder.read("job.prn"));
 }
 

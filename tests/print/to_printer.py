@@ -143,7 +143,7 @@ class NotReady(ToPrinter):
         self.process.send_signal(signal.SIGTERM)
         self.ends(1)
         self.assert_nothing_was_sent()
-        self.assertIn(f"not printed: {self.photos[1]} and what follows", self.output())
+        self.assertIn(f"not printed: {self.photos[1]} and the following photos", self.output())
 
     def test_a_printer_that_is_not_connected_is_waited_for_with_a_timeout_only(self):
         self.sim.command("unplug")

@@ -534,8 +534,8 @@ TEST_F(ReprintProgram, AChangedPhotoIsNotThePrintedOne) {
   put("a.png", picture_of(20));
   const ChildResult result = run({"--reprint", "1"});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.log, "k905-print: " + inbox() +
-                            "/a.png: the file is not there any more, or it was changed\n");
+  EXPECT_EQ(result.log,
+            "k905-print: " + inbox() + "/a.png: the file no longer exists, or it was changed\n");
   EXPECT_THAT(run({"--reprint", "9"}).log, HasSubstr("no sheet has the number 9"));
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
@@ -636,8 +636,9 @@ TEST_F(WatchProgram, SheetThatCannotBeRecordedIsNotPrinted) {
   put("b.png", picture_of(20));
   EXPECT_EQ(program.wait(), 1);
   EXPECT_THAT(program.output(), HasSubstr("/notes/ledger: "));
-  EXPECT_THAT(program.output(),
-              EndsWith("; stopped, because what cannot be noted would be printed again\n"));
+  EXPECT_THAT(
+      program.output(),
+      EndsWith("; stopped, because a photo that cannot be recorded would be printed again\n"));
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
