@@ -78,7 +78,7 @@ std::optional<std::string> find_uri_problem(const std::string& device_uri) {
   std::error_code unreadable;
   const fs::path backend = fs::path(server_folder()) / "backend" / scheme;
   if (scheme != "file" && !fs::exists(backend, unreadable) && !unreadable) {
-    return "the backend " + scheme + " is missing; it sends data to " + device_uri +
+    return "the backend " + scheme + " is missing, so nothing can be sent to " + device_uri +
            "; known: " + names_of_backends();
   }
   return std::nullopt;

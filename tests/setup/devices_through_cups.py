@@ -52,7 +52,7 @@ class Made(WithSetup):
     def test_an_address_is_kept_on_request_and_over_an_update(self):
         made = self.setup("booth", "--device", self.usual_uri, "--keep-device")
         self.assertEqual(self.device(), self.usual_uri)
-        self.assertRegex(made.stdout, "note .*half a sheet")
+        self.assertRegex(made.stdout, "note .*a part of a sheet")
         for arguments in (("--check", "booth"), ("--update", "booth"), ("--update", "--all")):
             self.setup(*arguments)
             self.assertEqual(self.device(), self.usual_uri)
@@ -67,7 +67,7 @@ class Migrated(WithSetup):
         jobs = [self.submit() for _ in range(2)]
         before = self.cups.run("lpoptions", "-p", "booth", "-l").stdout
         found = self.setup("--check", "booth", check=False).stdout
-        self.assertRegex(found, r"PROBLEM .*half a sheet.*\n +-> k905-setup --update booth\n")
+        self.assertRegex(found, r"PROBLEM .*a part of a sheet.*\n +-> k905-setup --update booth\n")
         output = self.setup("--update", "booth", check=False).stdout  # the queue is stopped
         self.assertIn(f"{self.usual_uri}", output)
         self.assertEqual(self.device(), self.sim.device_uri)

@@ -218,7 +218,7 @@ class Setup(ThroughSetup):
         filter_file = self.cups.serverbin / "filter" / "rastertok905"
         filter_file.chmod(0o775)
         self.addCleanup(filter_file.chmod, 0o755)
-        self.check_finds("can be written to by others than root")
+        self.check_finds("can be written to by users other than root")
 
     def test_check_finds_a_filter_of_another_user(self):
         self.add_queue()
@@ -232,7 +232,7 @@ class Setup(ThroughSetup):
         folder = self.cups.serverbin / "filter"
         folder.chmod(0o777)
         self.addCleanup(folder.chmod, 0o755)
-        self.check_finds("can be written to by others than root")
+        self.check_finds("can be written to by users other than root")
 
     def test_check_reports_permissions_correctly(self):
         # The job must really hang: neither printed nor failed.
@@ -336,7 +336,7 @@ class Setup(ThroughSetup):
     def test_check_finds_a_queue_of_another_printer(self):
         self.add_queue()
         self.change_ppd("StpLaminate", "Unheard")
-        self.check_finds("is no queue of this printer")
+        self.check_finds("is not a queue for this printer")
 
 
 class Replacing(ThroughSetup):
@@ -744,7 +744,7 @@ class Updating(ThroughSetup):
         self.change_ppd("StpLaminate", "Unheard")
         refused = self.setup("--update", self.queue)
         self.assertEqual(refused.returncode, 1)
-        self.assertIn("no queue of this printer", refused.stderr)
+        self.assertIn("a queue for this printer", refused.stderr)
         self.assertEqual(self.setup("--update", "nowhere").returncode, 1)
 
 
@@ -824,7 +824,7 @@ class Classes(ThroughSetup):
         path = self.cups.etc / "ppd" / f"{self.second}.ppd"
         path.write_text(path.read_text().replace("StpLaminate", "Unheard"))
         other = self.setup("--class", "outer", "--member", self.second)
-        self.assertIn("is no queue of this printer", other.stderr)
+        self.assertIn("is not a queue for this printer", other.stderr)
         self.assertNotIn("outer", self.cups.run("lpstat", "-e", check=False).stdout)
 
     def test_existing_queues_and_classes_are_not_changed(self):
