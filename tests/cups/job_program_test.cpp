@@ -465,7 +465,7 @@ TEST_F(JobProgram, KeepsNeitherEndOfTheJobsPipesOpen) {
   EXPECT_TRUE(WIFSIGNALED(finish(pid, log)));
 }
 
-TEST_F(JobProgram, KilledEndsTheFilterToo) {
+TEST_F(JobProgram, KillingItEndsTheFilterToo) {
   replace_filter("trap '' TERM\necho ready >&2\nexec sleep 60\n");
   const pid_t pid = start(kPlainJob);
   std::string log;

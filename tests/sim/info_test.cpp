@@ -129,7 +129,7 @@ TEST(Info, TruncatedAnswerIsUsed) {
   EXPECT_GE(asked.took, milliseconds(1500));
 }
 
-TEST(Info, OverlongAnswerIsCutAndItsRestEndsWithTheClient) {
+TEST(Info, RestOfAnOverlongAnswerIsNotReadByTheNextClient) {
   const SimulatedPrinter printer({"--fault", "long", "--fault-on", "CTRLD_CHKSUM"});
   for (int round = 0; round < 2; ++round) {
     // 63 characters fit: four of the reply and 59 more.
