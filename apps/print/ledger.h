@@ -150,7 +150,7 @@ class Ledger {
                            const SheetTarget& target, const SheetLimit& limit = {});
   void note_sending(const std::string& ticket, int number, const std::optional<FilePlace>& place,
                     const KnownPrinter& printer = {});
-  // What is not known of the printer stays as it was noted.
+  // Unknown values of `printer` do not change the recorded ones.
   void set_outcome(const std::string& ticket, Outcome outcome, const std::string& reason = "",
                    const KnownPrinter& printer = {});
   // The jobs of a folder that are begun, sending or complete, one entry for each sheet, by ticket.

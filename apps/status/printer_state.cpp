@@ -107,8 +107,8 @@ void ask_unless_in_use(const PrinterAddress& address, const std::vector<Queue>& 
   printer.message = message_for(printer.report);
 }
 
-// Of a printer that does not report it now: a part of its address, or what the backend noted during
-// the last job of its queue. Empty if unknown.
+// The serial number of a printer that does not report it now: a part of its address, or the one
+// that the backend noted during the last job of its queue. Empty if unknown.
 std::string known_serial_number(const std::optional<PrinterAddress>& address, const Queue* queue) {
   if (address && address->kind == PrinterAddress::Kind::kSerial) {
     return address->name;
@@ -168,7 +168,7 @@ PrinterState ask_printer(const std::string& name, const std::vector<Queue>& queu
                           ? "the device of this queue cannot be asked: " + queue->device_uri
                           : "this is not the name of a printer";
   }
-  // So that a monitor finds the same printer before, during and after a failure.
+  // A monitor must find the same printer before, during and after a failure.
   if (!printer.report.status_code && printer.report.serial_number.empty()) {
     printer.report.serial_number = known_serial_number(address, queue);
   }

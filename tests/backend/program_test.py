@@ -65,7 +65,7 @@ class Run:
             time.sleep(0.01)
 
     def has_pipes(self):
-        """Other than its standard descriptors."""
+        """Whether it has pipes other than its standard descriptors."""
         for entry in pathlib.Path(f"/proc/{self.process.pid}/fd").iterdir():
             try:
                 if int(entry.name) > 2 and os.readlink(entry).startswith("pipe:"):

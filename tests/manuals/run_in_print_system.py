@@ -35,7 +35,7 @@ def as_here(commands, cups, printer, device):
             ("/dev/usb/lp?", device), ("/dev/usb/lp0", device),
             ("/var/log/cups/", f"{cups.root}/log/"), ("[Job 42", "[Job 1")):
         commands = commands.replace(shown, here)
-    # The commands after it expect that it listens.
+    # The following commands expect that it listens.
     commands = re.sub("^(k905-sim .*--listen .*) &$", r"\1 >sim.log &" "\n"
                       "until grep -s '^listening' sim.log; do sleep 0.1; done", commands, flags=re.MULTILINE)
     # The scheduler makes the PPD file of such a queue after lpadmin has ended, and aborts earlier jobs.

@@ -98,7 +98,7 @@ Queue idle(const std::string& uri, const std::string& note) {
   return {.name = "booth", .device_uri = uri, .message = "", .note = note, .members = {}};
 }
 
-TEST(PrinterThatIsAway, HasTheSerialNumberOfItsAddress) {
+TEST(UnreachablePrinter, HasTheSerialNumberOfItsAddress) {
   for (const char* const uri : {"k905://usb/S%201", "usb://K905/K905?serial=S%201"}) {
     const PrinterState printer = ask_printer("booth", {idle(uri, "serial_number=other")});
     EXPECT_EQ(printer.state, State::unreachable);
@@ -109,7 +109,7 @@ TEST(PrinterThatIsAway, HasTheSerialNumberOfItsAddress) {
   EXPECT_EQ(ask_printer("S 1", {}).report.serial_number, "S 1");
 }
 
-TEST(PrinterThatIsAway, HasTheSerialNumberThatItsQueueSawLast) {
+TEST(UnreachablePrinter, HasTheSerialNumberThatItsQueueLastReported) {
   const EnvironmentGuard no_locks("CUPS_CACHEDIR", "/nowhere");
   const std::string note = "status_code=0;prints_left=3;serial_number=S1";
   const PrinterState printer = ask_printer("booth", {idle("k905://127.0.0.1:1", note)});

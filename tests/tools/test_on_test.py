@@ -1,4 +1,4 @@
-"""Tests tools/test_on with stand-ins for the programs that make and enter the root folder: `test_on_test.py`."""
+"""Tests tools/test_on with replacements for the programs that make and enter the root folder: `test_on_test.py`."""
 
 import os
 import pathlib
