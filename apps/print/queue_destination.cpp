@@ -84,11 +84,11 @@ Choices marked_choices(ppd_file_t* ppd) {
 // queue for other options may mean another choice; the paper, because the page was made for it; and
 // the finish, because the queue may have a media type.
 Choices job_choices(ppd_file_t* ppd, const CupsOptions& given, const Choices& choices) {
-  Choices said;
+  Choices explicit_choices;
   for (const auto& [keyword, choice] : choices) {
     if (keyword == "PageSize" || keyword == "StpLaminate" ||
         !given.value(keyword.c_str()).empty() || choice != default_choice(*ppd, keyword)) {
-      said[keyword] = choice;
+      explicit_choices[keyword] = choice;
     }
   }
   return explicit_choices;

@@ -56,7 +56,7 @@ class Reproducible(unittest.TestCase):
         root = scratch_folder(self)
         one = self.build(root / "one", TZ="UTC", LC_ALL="C.UTF-8")
         other = self.build(root / "a_longer_name/other", TZ="Pacific/Auckland", LC_ALL="C", UMASK="077",
-                           HOME="/nonexistent", USER="somebody")
+                           HOME="/nonexistent", USER="someone")
         self.assertEqual(len(one), 4, one)
         self.assertEqual(one, other)
 
