@@ -73,8 +73,7 @@ void write_head(std::ostream& out, const ppd::Model& model, const std::string& v
          "*Throughput: \"1\"\n"
          "*LandscapeOrientation: Plus90\n"
          "*TTRasterizer: Type42\n"
-         "*% The device id is a guess: what the printer really says over USB is not known. It "
-         "only\n"
+         "*% The device ID is a guess: that of the real printers is not known. It only\n"
          "*% helps a desktop to propose this file; a queue works without it.\n"
          "*1284DeviceID: \"MFG:"
       << name << ";MDL:" << name << ";CLS:PRINTER;DES:" << name
@@ -92,7 +91,7 @@ void write_head(std::ostream& out, const ppd::Model& model, const std::string& v
          "*cupsFilter2: \"application/vnd.k905-photo application/vnd.k905 0 rastertok905job\"\n"
          "*% Raster pages of phones and other systems need no other filter. They cost more than "
          "the\n"
-         "*% print system's own raster, so that documents become that.\n"
+         "*% print system's own raster, so that documents are converted to that raster.\n"
          "*cupsFilter2: \"image/pwg-raster application/vnd.k905 10 rastertok905job\"\n"
          "*cupsFilter2: \"image/urf application/vnd.k905 10 rastertok905job\"\n";
 }
