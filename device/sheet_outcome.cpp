@@ -8,7 +8,7 @@ namespace {
 
 // For so long an idle printer that did not increase its counter is watched, or twice the time to
 // settle if that is longer.
-constexpr std::chrono::seconds kNeverMoved{120};
+constexpr std::chrono::seconds kOutcomeTimeout{120};
 
 constexpr int kIdle = 0;
 constexpr int kStandby = 900;
@@ -41,7 +41,7 @@ SheetOutcome::State SheetOutcome::observe(std::optional<int> life, std::optional
   if (!interrupted_ && *status == kDataError) {
     return State::kUnknown;
   }
-  return idle >= std::max<Time::duration>(kNeverMoved, 2 * settle_) ? State::kUnknown
+  return idle >= std::max<Time::duration>(kOutcomeTimeout, 2 * settle_) ? State::kUnknown
                                                                     : State::kOpen;
 }
 

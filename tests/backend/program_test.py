@@ -231,7 +231,7 @@ class Waiting(Backend):
             with self.subTest(code=code):
                 self.sim.set(status=code)
                 run = self.start(numbered_sheets.sheet(1), uuid=f"urn:uuid:{code}")
-                self.wait_until(lambda: f"STATE: +{keyword}" in run.said(), keyword)
+                self.wait_until(lambda: f"STATE: +{keyword}" in run.log_lines(), keyword)
                 before = len(self.sim.numbers())
                 self.sim.set(status=0)
                 self.assertEqual(run.wait(), DONE, run.log_lines())
@@ -364,10 +364,10 @@ class Interruptions(Backend):
 
     def assert_in_doubt(self, run):
         """The job is held, with a message that names the sheet and the printer."""
-        self.assertEqual(run.wait(), HOLD, run.said())
+        self.assertEqual(run.wait(), HOLD, run.log_lines())
         self.assertTrue(any(line.startswith("ERROR: It is not known whether sheet 2 came out of printer "
-                                            "SIM00000001. Look at that printer") for line in run.said()),
-                        run.said())
+                                            "SIM00000001. Look at that printer") for line in run.log_lines()),
+                        run.log_lines())
 
     def test_a_job_with_a_sheet_in_doubt_is_held_and_then_prints_it_on_another_printer(self):
         other = self.another_printer()
@@ -375,7 +375,7 @@ class Interruptions(Backend):
         self.assert_in_doubt(self.start_on(other, numbered_sheets.job(3)))
         self.assertEqual(other.numbers(), [])
         run = self.start_on(other, numbered_sheets.job(3))  # when it was released
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assertEqual(other.numbers(), [2, 3])
         self.assert_printed([1], torn=1)
 
@@ -383,13 +383,13 @@ class Interruptions(Backend):
         other = self.another_printer()
         self.sim.command("unplug after 2")
         run = self.start(numbered_sheets.job(3))
-        self.wait_until(lambda: "STATE: +offline-report" in run.said(), "the lost line")
+        self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the lost line")
         os.kill(run.worker(), signal.SIGKILL)
         self.assertEqual(run.wait(), TRY_AGAIN)
         self.assert_in_doubt(self.start_on(other, numbered_sheets.job(3)))
         self.sim.command("plug")
         run = self.start(numbered_sheets.job(3))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3])
         self.assertEqual(other.numbers(), [])
 
@@ -413,16 +413,16 @@ class Interruptions(Backend):
         waiting = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
         self.sim.wait_for_questions("STATUS", questions + 3)
         run = self.start_on(other, numbered_sheets.job(6))
-        self.wait_until(lambda: any(f"STATE: +{keyword}" in run.said() for keyword in (
+        self.wait_until(lambda: any(f"STATE: +{keyword}" in run.log_lines() for keyword in (
             "connecting-to-device", "media-empty-error")), "the lock or the end of the paper")
         self.sim.set(status=0)
-        self.assertEqual(waiting.wait(), DONE, waiting.said())
-        self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the end of the paper")
+        self.assertEqual(waiting.wait(), DONE, waiting.log_lines())
+        self.wait_until(lambda: "STATE: +media-empty-error" in run.log_lines(), "the end of the paper")
         os.kill(run.worker(), signal.SIGKILL)
         self.assertEqual(run.wait(), TRY_AGAIN)
         other.set(remaining=400)
         run = self.start_on(other, numbered_sheets.job(6))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assertEqual(other.numbers(), [2, 3, 4, 5, 6])
         self.assert_printed([1, 99], torn=1)
 
@@ -505,7 +505,7 @@ class LostLines(Backend):
                 before = len(self.sim.numbers())
                 self.sim.command(f"disconnect at {byte} of {before + 2}")
                 run = self.start(numbered_sheets.job(3), uuid=f"urn:uuid:{byte}")
-                self.assertEqual(run.wait(), DONE, run.said())
+                self.assertEqual(run.wait(), DONE, run.log_lines())
                 self.assertEqual(self.sim.numbers()[before:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 5, torn=5)
 

@@ -260,7 +260,7 @@ std::function<void(int)> ready_printer(std::string unanswered, int times) {
       if (name == unanswered && times-- > 0) {
         continue;
       }
-      say(client, texts.at(name) + "\r\n");
+      send_reply(client, texts.at(name) + "\r\n");
     }
   };
 }
