@@ -40,7 +40,7 @@ bool OrderPrinter::finish(std::string& error) {
   if (pages_.empty()) {
     return true;
   }
-  if (stop_asked()) {
+  if (stop_requested()) {
     return false;
   }
   for (SheetPrinter::Page& page : pages_) {

@@ -208,7 +208,7 @@ std::optional<std::string> plan_update(Scheduler& scheduler, const std::string& 
   change.request.queue = queue;
   change.request.ppd = ppd_file(*model, offered_defaults(*ppd, change.notes), keeps_device);
   // Before the printer is asked, and again before the change.
-  if (auto problem = why_not_now(scheduler, queue)) {
+  if (auto problem = find_queue_problem(scheduler, queue)) {
     return problem;
   }
   if (!keeps_device) {
@@ -221,7 +221,7 @@ std::optional<std::string> change_queues(Scheduler& scheduler,
                                          const std::vector<PlannedChange>& changes, Share share,
                                          const std::string& name, Findings& findings) {
   for (const PlannedChange& change : changes) {
-    if (auto problem = why_not_now(scheduler, change.request.queue)) {
+    if (auto problem = find_queue_problem(scheduler, change.request.queue)) {
       return problem;
     }
   }
@@ -230,7 +230,7 @@ std::optional<std::string> change_queues(Scheduler& scheduler,
   }
   std::string changed;
   for (const PlannedChange& change : changes) {
-    auto problem = why_not_now(scheduler, change.request.queue);
+    auto problem = find_queue_problem(scheduler, change.request.queue);
     if (!problem) {
       problem = scheduler.change(change.request);
     }

@@ -51,7 +51,7 @@ std::string shared_queues(Scheduler& scheduler, const std::string& name) {
   return names;
 }
 
-std::optional<std::string> why_not_now(Scheduler& scheduler) {
+std::optional<std::string> find_sharing_problem(Scheduler& scheduler) {
   for (const std::string& queue : scheduler.queues()) {
     const auto state = scheduler.queue(queue);
     if (state && state->printing) {
@@ -70,7 +70,7 @@ std::optional<std::string> apply_sharing(Scheduler& scheduler, Share share, cons
   if (!share.value_or(false) || scheduler.is_sharing().value_or(false)) {
     return std::nullopt;
   }
-  if (auto problem = why_not_now(scheduler)) {
+  if (auto problem = find_sharing_problem(scheduler)) {
     return problem;
   }
   if (auto problem = scheduler.start_sharing()) {

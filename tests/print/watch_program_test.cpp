@@ -109,7 +109,7 @@ TEST_F(WatchProgram, JsonNamesTheSheetInTheLedger) {
       << program.output();
   program.send_signal(SIGTERM);
   EXPECT_EQ(program.wait(), 0);
-  EXPECT_THAT(program.said(), HasSubstr("\"id\":1,"));
+  EXPECT_THAT(program.output(), HasSubstr("\"id\":1,"));
   EXPECT_THAT(run({"--history", "--json"}).output, StartsWith("{\"id\":1,\"time\":"));
 }
 

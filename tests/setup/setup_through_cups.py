@@ -1012,11 +1012,11 @@ class AsJson(ThroughSetup):
     def problem_of(self, *arguments, **environment):
         failed = self.setup(*arguments, "--json", **environment)
         self.assertEqual(failed.returncode, 1, failed.stdout)
-        told = json.loads(failed.stdout)
-        self.assertFalse(told["ready"])
-        (problem,) = [finding for finding in told["findings"] if finding["level"] == "problem"]
+        report = json.loads(failed.stdout)
+        self.assertFalse(report["ready"])
+        (problem,) = [finding for finding in report["findings"] if finding["level"] == "problem"]
         self.assertIn(problem["text"], failed.stderr)
-        return told["queue"], problem["text"]
+        return report["queue"], problem["text"]
 
     def test_an_error_is_a_problem(self):
         self.add_good_queue(device=self.slow_device())
