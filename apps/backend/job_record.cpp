@@ -196,7 +196,7 @@ int RecordFolder::open(const std::string& path, int user, int group) {
   return error;
 }
 
-// Not a file with a second name: the user could have linked a file of somebody else.
+// Not a file with a second name: the user could have linked a file of another user.
 int RecordFolder::give_to_user(int descriptor) const {
   struct stat about {};
   if (user_ < 0) {

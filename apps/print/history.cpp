@@ -65,9 +65,9 @@ std::string history_line(const SheetEntry& sheet) {
   return one_line_of_text(line, kLongestLine);
 }
 
-std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet, int copies,
-                                      std::string& error) {
-  error = sheet.folder + "/" + sheet.name + ": the file is not there any more, or it was changed";
+std::optional<SheetEntry> order_reprint(Ledger& ledger, SheetEntry sheet, int copies,
+                                        std::string& error) {
+  error = sheet.folder + "/" + sheet.name + ": the file no longer exists, or it was changed";
   for (const std::string& name : possible_names(sheet)) {
     PhotoFile photo;
     std::string problem;

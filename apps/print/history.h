@@ -13,5 +13,5 @@
 // Orders so many more sheets of the photo of that sheet, which then wait in the ledger; the name in
 // the result is the current path of the file. Null, with the reason in `error`, if the file is
 // missing or was changed.
-[[nodiscard]] std::optional<SheetEntry> order_again(Ledger& ledger, SheetEntry sheet, int copies,
-                                                    std::string& error);
+[[nodiscard]] std::optional<SheetEntry> order_reprint(Ledger& ledger, SheetEntry sheet, int copies,
+                                                      std::string& error);

@@ -340,7 +340,7 @@ class PrintProgram {
       if (!setup || !open(ledger, error)) {
         return failed(error);
       }
-      again_ = order_again(ledger, *again_, options_.copies, error);
+      again_ = order_reprint(ledger, *again_, options_.copies, error);
     }
     return again_ ? print_waiting(*setup, again_->name, reporter_) : failed(error);
   }

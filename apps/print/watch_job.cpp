@@ -138,7 +138,7 @@ class FolderPrinter {
       const bool is_added = todo_.try_emplace(name).second;
       // Another sheet of the photo that waits for one to share its sheet may have been ordered.
       if (is_added || ledger_.waiting(folder_, name).size() > 1) {
-        wake_photo_alone();
+        retry_single_photos();
       }
     }
   }
@@ -270,16 +270,16 @@ class FolderPrinter {
         setup_.job, printer_,
         [this](const std::string& name, const std::string& place) { finish(name, place); });
     std::string error;
-    bool goes_on = true;
+    bool continues = true;
     for (const std::string& name : due_to_read()) {
       progress_.show(1);
       // A photo that waits for another day is not read again and again.
-      goes_on = printer_.is_within_limit(error);
-      if (goes_on && !is_destination_ready()) {
+      continues = printer_.is_within_limit(error);
+      if (continues && !is_destination_ready()) {
         return;
       }
-      if (std::optional<k905::PhotoOrder> order = goes_on ? take_up(name) : std::nullopt) {
-        goes_on = orders.add(std::move(*order), error);
+      if (std::optional<k905::PhotoOrder> order = continues ? read_order(name) : std::nullopt) {
+        continues = orders.add(std::move(*order), error);
       }
       if (!continues) {
         break;
@@ -359,7 +359,7 @@ class FolderPrinter {
       ledger_.set_file(folder_, name, now);
     }
     const bool is_new = is_in_folder(name) && (!is_known || is_retry(name, *known));
-    if (!is_new && of_these_bytes.empty()) {
+    if (!is_new && same_content.empty()) {
       report_known(name, content);
       return done(name, now);
     }
@@ -493,7 +493,7 @@ class FolderPrinter {
   std::set<std::string> tried_;  // the files that were refused in this run
   std::string last_error_;
   Clock::time_point try_again_{};
-  std::int64_t version_of_others_ = 0;
+  std::int64_t last_ledger_version_ = 0;
   bool leaves_all_ = false;  // the files that are in the folder at the start
   bool was_settled_ = false;
   bool is_watching_ = false;

@@ -178,9 +178,9 @@ class WholeJobs(Backend):
     def test_supplies_are_reported_after_each_sheet(self):
         self.sim.set(remaining=41, initial=400)
         run = self.start(numbered_sheets.job(3))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         events = [re.search(r"marker-message='([^']*)'|(STATE: .media-low-warning)$|INFO: (Printing sheet .*)", line)
-                  for line in run.said()]
+                  for line in run.log_lines()]
         self.assertEqual([next(filter(None, event.groups())) for event in events if event], [
             "41 of 400 prints left",
             "Printing sheet 1", "40 of 400 prints left",
@@ -479,16 +479,16 @@ class Interruptions(Backend):
 class Records(Backend):
 
     def assert_stopped(self, run):
-        self.assertEqual(run.wait(), STOP_QUEUE, run.said())
+        self.assertEqual(run.wait(), STOP_QUEUE, run.log_lines())
         self.assertTrue(any(line.startswith("ERROR: The record of printed sheets cannot be saved, nothing is sent: ")
-                            for line in run.said()), run.said())
+                            for line in run.log_lines()), run.log_lines())
 
     def test_a_full_disk_stops_the_queue_and_the_job_continues_when_there_is_space(self):
         self.assert_stopped(self.start(numbered_sheets.job(4), most_file_bytes=MESSAGE_BYTES))
         self.assert_printed([])
         self.sim.set(remaining=2)
         run = self.start(numbered_sheets.job(4))
-        self.wait_until(lambda: "STATE: +media-empty-error" in run.said(), "the reason")
+        self.wait_until(lambda: "STATE: +media-empty-error" in run.log_lines(), "the reason")
         run.process.send_signal(signal.SIGTERM)
         self.assertEqual(run.wait(), TRY_AGAIN)
         self.sim.set(remaining=400)
@@ -545,7 +545,7 @@ class Rights(Backend):
         (self.cache / "k905").mkdir()
         (self.cache / "k905" / f"lock-127.0.0.1:{self.sim.port}").hardlink_to(victim)
         run = self.start(numbered_sheets.sheet(1))
-        self.assertEqual(run.wait(), DONE, run.said())
+        self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assertEqual((victim.stat().st_uid, victim.read_text()), (0, "untouched"))
 
     def test_a_system_without_the_account_is_reported(self):

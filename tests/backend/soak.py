@@ -207,7 +207,7 @@ class Soak:
         if is_lost:
             wanted = numbers[:job.canceled_at - 1]
         elif job.canceled_at:
-            # The sheet in hand is finished. One more may have begun before the request arrived.
+            # The current sheet is finished. One more may have begun before the request arrived.
             wanted = numbers[:max(job.canceled_at, min(len(printed), job.canceled_at + 1))]
         expected = ipp.CANCELED if job.canceled_at else ipp.COMPLETED
         if printed != wanted or state not in (expected, ipp.COMPLETED):

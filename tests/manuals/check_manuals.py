@@ -42,7 +42,7 @@ def main():
     linted = shutil.which("mandoc") is not None
     if linted:
         found += [line for page in pages.values() for line in lint_messages(page)]
-    print("\n".join(found) or f"{len(pages)} pages are sound")
+    print("\n".join(found) or f"{len(pages)} pages are valid")
     if found or not pages:
         return 1
     if not linted:

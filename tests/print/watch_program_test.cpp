@@ -224,7 +224,7 @@ TEST_F(WatchProgram, SheetsThatAnotherFolderAppendedToTheFileAreKept) {
   put("a.png", picture_of(10));
   {
     RunningProgram program(kProgram, arguments(), environment());
-    EXPECT_TRUE(program.has_said("a.png -> ")) << program.said();
+    EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
     program.send_signal(SIGTERM);
     EXPECT_EQ(program.wait(), 0);
   }
@@ -235,10 +235,11 @@ TEST_F(WatchProgram, SheetsThatAnotherFolderAppendedToTheFileAreKept) {
   {
     RunningProgram program(kProgram, {"--watch", folder_.path() + "/other", "--to", job()},
                            environment());
-    EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+    EXPECT_TRUE(program.wait_for_output("b.png -> ")) << program.output();
   }
   RunningProgram program(kProgram, arguments(), environment());
-  EXPECT_TRUE(program.has_said("a.png: stopped while it was sent to " + job())) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png: stopped while it was sent to " + job()))
+      << program.output();
   EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
 }
 
@@ -318,10 +319,11 @@ TEST_F(WatchWithoutPermission, WhatCannotBeReadNowIsPrintedWhenItCan) {
   put("a.png", picture_of(10));
   set_mode(inbox() + "/a.png", 0);
   const auto program = start({});
-  EXPECT_TRUE(program->has_said("/in/a.png: Permission denied; it is tried again\n"))
-      << program->said();
+  EXPECT_TRUE(
+      program->wait_for_output("/in/a.png: Permission denied; the program will try again\n"))
+      << program->output();
   set_mode(inbox() + "/a.png", 0644);
-  EXPECT_TRUE(program->has_said("a.png -> ")) << program->said();
+  EXPECT_TRUE(program->wait_for_output("a.png -> ")) << program->output();
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
@@ -330,14 +332,15 @@ TEST_F(WatchWithoutPermission, NewOnlyLeavesAPhotoThatBecomesReadableLater) {
   set_mode(inbox() + "/a.png", 0);
   put("old.doc", "");
   const auto program = start({"--new-only"});
-  EXPECT_TRUE(program->has_said("/in/old.doc: files of this type are not read")) << program->said();
+  EXPECT_TRUE(program->wait_for_output("/in/old.doc: files of this type are not read"))
+      << program->output();
   set_mode(inbox() + "/a.png", 0644);
   put("b.png", picture_of(20));
-  EXPECT_TRUE(program->has_said("b.png -> ")) << program->said();
+  EXPECT_TRUE(program->wait_for_output("b.png -> ")) << program->output();
   EXPECT_EQ(printed(), std::vector<int>{20});
   // Another photo under the name of the old one is new.
   put("a.png", picture_of(30));
-  EXPECT_TRUE(program->has_said("a.png -> ")) << program->said();
+  EXPECT_TRUE(program->wait_for_output("a.png -> ")) << program->output();
   EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
 }
 
@@ -346,11 +349,12 @@ TEST_F(WatchWithoutPermission, NewOnlyLeavesTheFilesOfAFolderThatBecomesReadable
   put("old.doc", "");
   set_mode(inbox(), 0333);
   const auto program = start({"--new-only"});
-  EXPECT_TRUE(program->has_said(inbox() + ": Permission denied\n")) << program->said();
+  EXPECT_TRUE(program->wait_for_output(inbox() + ": Permission denied\n")) << program->output();
   set_mode(inbox(), 0777);
-  EXPECT_TRUE(program->has_said("/in/old.doc: files of this type are not read")) << program->said();
+  EXPECT_TRUE(program->wait_for_output("/in/old.doc: files of this type are not read"))
+      << program->output();
   put("b.png", picture_of(20));
-  EXPECT_TRUE(program->has_said("b.png -> ")) << program->said();
+  EXPECT_TRUE(program->wait_for_output("b.png -> ")) << program->output();
   EXPECT_EQ(printed(), std::vector<int>{20});
 }
 
@@ -420,14 +424,14 @@ TEST_F(WatchProgram, NoPhotoIsReadWhileTheLimitIsReached) {
   put("b.jpg", "\xff\xd8 broken");
   {
     RunningProgram program(kProgram, arguments({"--event", "x", "--limit", "1"}), environment());
-    EXPECT_TRUE(program.has_said("the limit of 1 sheets for the event x is reached"))
-        << program.said();
+    EXPECT_TRUE(program.wait_for_output("the limit of 1 sheets for the event x is reached"))
+        << program.output();
     program.send_signal(SIGTERM);
     EXPECT_EQ(program.wait(), 0);
-    EXPECT_THAT(program.said(), Not(HasSubstr("b.jpg")));
+    EXPECT_THAT(program.output(), Not(HasSubstr("b.jpg")));
   }
   RunningProgram program(kProgram, arguments({"--event", "x", "--limit", "2"}), environment());
-  EXPECT_TRUE(program.has_said("/in/b.jpg: ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("/in/b.jpg: ")) << program.output();
 }
 
 TEST_F(WatchProgram, NewOnlyLeavesWhatIsThereAtTheVeryStart) {
@@ -523,9 +527,11 @@ TEST_F(ReprintProgram, SharesTheSheetOfAPhotoThatWaitsForAnotherOne) {
   RunningProgram program(kProgram, arguments({"--two-up", "--partner-wait", "3600"}),
                          environment());
   put("b.png", picture_of(20));
-  EXPECT_TRUE(program.has_said("/b.png: waits for another photo on its sheet")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("/b.png: waits for another photo on its sheet"))
+      << program.output();
   EXPECT_EQ(run({"--reprint", "1"}).status, 0);
-  EXPECT_TRUE(program.has_said("a.png -> ") && program.has_said("b.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("a.png -> ") && program.wait_for_output("b.png -> "))
+      << program.output();
   EXPECT_EQ(printed().size(), 2U);
 }
 
@@ -544,7 +550,7 @@ TEST_F(ReprintProgram, OfAPhotoThatIsRefusedAgainFails) {
   put("a.jpg", "\xff\xd8 broken");
   {
     RunningProgram program(kProgram, arguments(), environment());
-    EXPECT_TRUE(program.has_said("/in/a.jpg: ")) << program.said();
+    EXPECT_TRUE(program.wait_for_output("/in/a.jpg: ")) << program.output();
     program.send_signal(SIGTERM);
     EXPECT_EQ(program.wait(), 0);
   }
@@ -621,7 +627,7 @@ TEST_F(WatchProgram, PrintedPhotosOfAnOldJournalAreMovedToPrinted) {
   const std::string ledger =
       folder_.write("my.journal", "k905-print journal 1\ntaken af63dc4c8601ec8c 1 5 a.png\n");
   RunningProgram program(kProgram, moving_arguments({"--journal", ledger}), environment());
-  EXPECT_TRUE(program.has_said("b.png -> ")) << program.said();
+  EXPECT_TRUE(program.wait_for_output("b.png -> ")) << program.output();
   EXPECT_EQ(folder_.read("in/printed/a.png"), "a");
   EXPECT_FALSE(std::filesystem::exists(inbox() + "/failed"));
 }
