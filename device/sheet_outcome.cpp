@@ -42,7 +42,7 @@ SheetOutcome::State SheetOutcome::observe(std::optional<int> life, std::optional
     return State::kUnknown;
   }
   return idle >= std::max<Time::duration>(kOutcomeTimeout, 2 * settle_) ? State::kUnknown
-                                                                    : State::kOpen;
+                                                                        : State::kOpen;
 }
 
 }  // namespace k905
