@@ -1,4 +1,4 @@
-// Questions with strict replies, and complete sheets.
+// Questions whose replies are checked strictly, and complete sheets.
 
 #include "device/printer.h"
 

@@ -25,7 +25,7 @@ struct Reply {
   std::string text;  // trimmed
   int number = -1;   // if the question has one
 
-  // Nothing if there is no such answer.
+  // The number of the reply; nothing after an error. Only for questions that have a number.
   [[nodiscard]] std::optional<int> valid_number() const {
     return error == 0 ? std::optional(number) : std::nullopt;
   }
@@ -52,9 +52,9 @@ class Printer {
   void close();
   [[nodiscard]] bool is_open() const { return link_.is_open(); }
 
-  // Asks a question. A broken connection is closed; it stays open if the printer only failed to
-  // answer in time or in the expected form. ENOTCONN if it is not open, EBUSY inside a sheet. The
-  // number of remaining prints is without the reserve of the model.
+  // Asks a question. Closes a broken connection; the connection stays open if the printer only
+  // failed to answer in time or in the expected form. ENOTCONN if it is not open, EBUSY inside a
+  // sheet. The number of remaining prints is without the reserve of the model.
   [[nodiscard]] Reply ask(QuestionId id);
 
   // The model of the last answer, "" before the first one.

@@ -23,7 +23,7 @@ bool is_port(std::string_view text) {
 // HOST, HOST:PORT, [ADDRESS], [ADDRESS]:PORT
 std::optional<PrinterAddress> network_address(std::string_view text) {
   std::string_view host = text;
-  std::string_view port = kUsualPort;
+  std::string_view port = kDefaultPort;
   const std::size_t bracket = text.starts_with('[') ? text.find(']') : 0;
   if (bracket == std::string_view::npos) {
     return std::nullopt;

@@ -16,7 +16,7 @@ struct PrinterAddress {
   bool operator==(const PrinterAddress&) const = default;
 };
 
-inline constexpr char kUsualPort[] = "9100";
+inline constexpr char kDefaultPort[] = "9100";
 
 // Parses an address from a command line: a text with "/" is a path, NAME:PORT is a host and port
 // (an IPv6 address in brackets), anything else is a serial number. Nothing for an empty text and

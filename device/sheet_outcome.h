@@ -3,8 +3,8 @@
 // from questions and waits.
 //
 // The life counter decides: if it increased, the sheet came out. An idle printer whose counter did
-// not increase has lost the sheet if it was interrupted and its buffer is free again. In all other
-// cases it cannot be known, and an operator has to look.
+// not increase has lost the sheet if the sheet was interrupted and the printer's buffer is free
+// again. In all other cases the outcome cannot be known, and an operator has to look.
 #pragma once
 
 #include <chrono>

@@ -11,11 +11,12 @@ namespace k905 {
 
 namespace {
 
-constexpr char kService[] = "turn the printer off and on; if it stays, it needs service";
+constexpr char kService[] =
+    "turn the printer off and on; if the error persists, the printer needs service";
 constexpr char kClearJam[] = "open the printer, remove the paper, close it";
 constexpr char kClearDuplexJam[] = "open the duplex unit, remove the paper, close it";
 constexpr char kDuplexService[] =
-    "turn the printer off and on; if it stays, the duplex unit needs service";
+    "turn the printer off and on; if the error persists, the duplex unit needs service";
 
 // Deliberate: 1600 counts as ready. An interrupted sheet causes it, and the printer clears it with
 // the next valid sheet.
@@ -36,13 +37,19 @@ constexpr auto kReasons = std::to_array<StatusReason>({
     {2000, false, "other-error", kService},
     {2100, false, "other-error", kService},
     {2200, false, "other-error", kService},
-    {2300, false, "other-error", "remove cut paper from the cutter; if it stays, it needs service"},
+    {2300, false, "other-error",
+     "remove cut paper from the cutter; if the error persists, the printer needs service"},
     {2400, false, "other-error", kService},
-    {2500, false, "other-error", "let the printer cool down; if it stays, it needs service"},
-    {2600, false, "other-error", "let the printer cool down; if it stays, it needs service"},
-    {2610, false, "other-error", "let the printer cool down; if it stays, it needs service"},
-    {2700, false, "other-error", "check the ribbon; if it stays, the printer needs service"},
-    {2800, false, "other-error", "insert the ribbon again; if it stays, the printer needs service"},
+    {2500, false, "other-error",
+     "let the printer cool down; if the error persists, the printer needs service"},
+    {2600, false, "other-error",
+     "let the printer cool down; if the error persists, the printer needs service"},
+    {2610, false, "other-error",
+     "let the printer cool down; if the error persists, the printer needs service"},
+    {2700, false, "other-error",
+     "check the ribbon; if the error persists, the printer needs service"},
+    {2800, false, "other-error",
+     "insert the ribbon again; if the error persists, the printer needs service"},
     {3000, false, "other-error", kService},
     {5017, false, "media-jam-error", kClearDuplexJam},
     {5019, false, "media-jam-error", kClearDuplexJam},

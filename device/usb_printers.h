@@ -1,4 +1,4 @@
-// The USB printers of the kernel driver.
+// The USB printers that the kernel's printer driver has found.
 #pragma once
 
 #include <filesystem>

@@ -70,13 +70,13 @@ void finish_line(char* line, std::size_t length) {
 
 void open_log() {
   if (std::getenv("PPD") == nullptr) {
-    put_log_into_file(kLogFilePath);
+    redirect_log_to_file(kLogFilePath);
   }
   std::setvbuf(stderr, nullptr, _IONBF, 0);
   std::setvbuf(stdout, nullptr, _IONBF, 0);
 }
 
-void put_log_into_file(const char* path) {
+void redirect_log_to_file(const char* path) {
   // freopen would close standard error first; if it then failed, the next opened file would get
   // descriptor 2.
   const int file = open_plain_file(AT_FDCWD, path);

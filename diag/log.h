@@ -17,13 +17,13 @@ void open_log();
 // Opens the file at `path` with open_plain_file, which creates or truncates it, and makes
 // descriptor 2 refer to it. If the file is refused or cannot be opened, descriptor 2 is unchanged
 // and nothing is logged. Part of open_log.
-void put_log_into_file(const char* path);
+void redirect_log_to_file(const char* path);
 
 // Writes one line, newline added, in one write where the system allows it. When the environment has
 // CUPS_MAX_MESSAGE above 1, the line is cut to that many bytes, newline included, because CUPS
-// reads the excess as a new line. Every other byte is written unchanged, whatever the length.
+// reads the excess as a new line. All other bytes are written unchanged, whatever the length.
 [[gnu::format(printf, 1, 2)]] void log_line(const char* format, ...);
 
 // Stores the beginning of a line; the text of the next log_line follows it directly. It counts
-// towards the limit of that line. Used where a line is not ended on purpose.
+// towards the limit of that line. Used where a line is deliberately left unfinished.
 [[gnu::format(printf, 1, 2)]] void log_text(const char* format, ...);

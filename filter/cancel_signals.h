@@ -10,6 +10,6 @@ inline constexpr std::array kCancelSignals{SIGTERM, SIGINT, SIGHUP};
 // The same as a set.
 [[nodiscard]] sigset_t cancel_signals();
 
-// Calls `handler` for each of them. SIGINT and SIGHUP that are ignored stay ignored, as nohup and
-// the background jobs of a shell need. `flags` are those of sigaction.
+// Installs `handler` for each of them. SIGINT and SIGHUP that are ignored stay ignored, as nohup
+// and the background jobs of a shell need. `flags` are those of sigaction.
 void handle_cancel_signals(void (*handler)(int), int flags = 0);

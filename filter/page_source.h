@@ -17,15 +17,15 @@ struct RasterCloser {
 };
 using Raster = std::unique_ptr<cups_raster_t, RasterCloser>;
 
-// Descriptor 0 as libcups reads it: in large pieces, and no longer than the job lives.
+// Feeds descriptor 0 to libcups: reads it in large pieces, and stops when the job is canceled.
 class RasterInput {
  public:
   // The stream, or null when there is none (nothing there, or not a raster stream). `this` must
   // outlive it.
   [[nodiscard]] Raster open();
 
-  // True once bytes were requested and none were left (or an error, or the job was canceled).
-  // Nothing is read any more then.
+  // True once a read found the end of the data, failed, or was cut short because the job was
+  // canceled. Nothing is read any more then.
   [[nodiscard]] bool ended() const { return ended_; }
 
   // The errno of the read that ended the input; 0 at the end of the data.

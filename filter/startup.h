@@ -1,4 +1,4 @@
-// The start-up before the first page: banners, the ribbon.
+// Start-up before the first page: the start banner and the ribbon.
 #pragma once
 
 // "=== rastertok905 start ===", the process id and the argument list.
@@ -8,5 +8,5 @@ void log_start(int argc, char** argv);
 // other value is as if it were not set.
 void take_ribbon_from_environment();
 
-// Sets ribbon_size to "6x4" if the environment did not set it. The printer is not asked.
+// Sets ribbon_size to "6x4" unless the environment set it. The printer is never asked.
 void detect_ribbon();

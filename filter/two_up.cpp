@@ -19,8 +19,8 @@ constexpr std::uint8_t kWhite = 255;
 // The odd page that waits for its even page; null if there is none.
 const SheetImage* held_page = nullptr;
 
-// Prints every sheet of a paired job, but none once the job is canceled: the cancel can arrive
-// while two pages are merged, or while the first of two sheets is printed.
+// Prints every sheet of a job whose pages are paired, but none once the job is canceled: the cancel
+// can arrive while two pages are merged, or while the first of two sheets is printed.
 void print_unless_canceled(const SheetImage& sheet) {
   if (job_canceled()) {
     return;

@@ -6,7 +6,7 @@
 
 #include "pipeline/planes.h"
 
-// Whether the job's sheets are paired: a "6x8" ribbon and a paper of 6x4 size. Logs the decision.
+// Whether the job's pages are merged in pairs: "6x8" ribbon and 6x4 paper. Logs the decision.
 [[nodiscard]] bool decide_merge_mode();
 
 // Holds an odd page; a page that is still held is printed by itself first. The caller owns `sheet`

@@ -70,7 +70,7 @@ namespace {
 
 // Profiles of every kind, by a path that a job can name.
 std::vector<std::string> profile_paths() {
-  static const std::string profiles[] = {rgb_matrix_profile(), cmyk_table_profile(), gray_profile(),
+  static const std::string profiles[] = {wide_rgb_profile(), cmyk_table_profile(), gray_profile(),
                                          lab_profile(), hollow_rgb_profile()};
   static const MemoryFile files[] = {{profiles[0].data(), profiles[0].size()},
                                      {profiles[1].data(), profiles[1].size()},

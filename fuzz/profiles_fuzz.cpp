@@ -121,7 +121,7 @@ Rows rows_of(Input& input) {
 
 // Valid profiles, and small files that the input makes from them.
 const std::vector<std::string>& right_profiles() {
-  static const std::vector<std::string> profiles = {rgb_matrix_profile(), gray_profile(),
+  static const std::vector<std::string> profiles = {wide_rgb_profile(), gray_profile(),
                                                     lab_profile(), hollow_rgb_profile(),
                                                     cmyk_table_profile()};
   return profiles;

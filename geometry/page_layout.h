@@ -15,14 +15,14 @@ struct PageLayout {
   std::int32_t canvas_width;
   std::int32_t canvas_height;  // doubled when interlaced
 
-  // The paper's bleed plus the user's; below 1 it is 0. Deliberate: top and bottom are not doubled
-  // when interlaced, although the canvas is.
+  // The paper's bleed plus the user's; a negative sum becomes 0. Deliberate: top and bottom are not
+  // doubled when interlaced, although the canvas is.
   std::int32_t bleed_top;
   std::int32_t bleed_bottom;
   std::int32_t bleed_left;
   std::int32_t bleed_right;
 
-  // Canvas less bleeds; a side below 2 is 1.
+  // Canvas minus bleeds; each side is at least 1.
   std::int32_t effective_width;
   std::int32_t effective_height;
 

@@ -95,7 +95,8 @@ const PaperConfig* find_paper_by_true_size(double width_pt, double height_pt) {
 }
 
 const PaperConfig* find_paper_by_usual_name(std::string_view name) {
-  if (const PaperConfig* paper = find_paper_by_any_name(std::string(name).c_str())) return paper;
+  if (const PaperConfig* paper = find_paper_by_name_or_label(std::string(name).c_str()))
+    return paper;
   const std::string compact = without_blanks_in_lower_case(name);
   const std::optional<Size> size = parse_size(compact);
   if (!size) return nullptr;

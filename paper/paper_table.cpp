@@ -6,7 +6,7 @@
 
 namespace {
 
-// PageSize is in whole points, which some print filters round and others truncate.
+// PageSize is in whole points: some print filters round the size, others truncate it.
 constexpr float kPageTolerancePt = 5.0F;
 
 bool near(float a, float b) { return std::fabs(a - b) <= kPageTolerancePt; }
@@ -27,7 +27,7 @@ const PaperConfig* find_paper_by_ppd_name(const char* name) {
       [name](const PaperConfig& paper) { return std::strcmp(paper.ppd_name, name) == 0; });
 }
 
-const PaperConfig* find_paper_by_any_name(const char* name) {
+const PaperConfig* find_paper_by_name_or_label(const char* name) {
   if (name == nullptr) {
     return nullptr;
   }

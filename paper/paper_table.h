@@ -12,7 +12,7 @@ struct PaperConfig {
   const char* label;     // short name for users
   float page_width_pt;   // points, compared with the header's PageSize
   float page_height_pt;
-  std::int32_t target_width;  // pixels at 300 dpi the image is fitted to
+  std::int32_t target_width;  // pixels at 300 dpi, the size that the image is fitted to
   std::int32_t target_height;
   std::int32_t canvas_width;  // pixels sent to the printer
   std::int32_t canvas_height;
@@ -54,7 +54,7 @@ inline constexpr std::span<const PaperConfig> selectable_papers{paper_sizes.data
 [[nodiscard]] const PaperConfig* find_paper_by_ppd_name(const char* name);
 
 // The first row with `name` as ppd_name or as label, or null.
-[[nodiscard]] const PaperConfig* find_paper_by_any_name(const char* name);
+[[nodiscard]] const PaperConfig* find_paper_by_name_or_label(const char* name);
 
 // The first row whose page is within 5 points (inclusive) of width x height in both directions, as
 // given or, tried second for each row, rotated by 90 degrees. Null if there is none.

@@ -8,8 +8,8 @@
 namespace {
 
 // Papers of five and of six inches have the same 1800 visible columns.
-constexpr std::int32_t kAcrossSixInches = 300;
-constexpr std::int32_t kAcrossFiveInches = 360;
+constexpr std::int32_t kDpiAcrossSixInches = 300;
+constexpr std::int32_t kDpiAcrossFiveInches = 360;
 
 constexpr VisibleArea inside_bleeds(const PaperConfig& paper) {
   return {.left = paper.bleed_left,
@@ -44,7 +44,8 @@ VisibleAreas areas_of_shared_sheet() {
 }  // namespace
 
 std::int32_t dots_per_inch_across(const PaperConfig& paper) {
-  return std::string_view(paper.label).starts_with("5x") ? kAcrossFiveInches : kAcrossSixInches;
+  return std::string_view(paper.label).starts_with("5x") ? kDpiAcrossFiveInches
+                                                         : kDpiAcrossSixInches;
 }
 
 VisibleAreas visible_areas(const PaperConfig& paper) {

@@ -1,9 +1,9 @@
 // The canvas of a sheet: three planes, white around the image, and the image stretched to what the
 // bleeds leave (stages 8 and 9).
 //
-// The part of the effective area that is on the canvas is the area. Its rows are written one by one
-// from the top (PlaceStage) or column by column (RotateStage); the canvas only supplies where they
-// are and which row and column of the image belong there.
+// Below, "the area" is the part of the effective area that lies on the canvas. Its rows are written
+// one by one from the top (PlaceStage) or column by column (RotateStage); the canvas only tells
+// where they are and which row and column of the image belong there.
 #pragma once
 
 #include <cstddef>

@@ -208,7 +208,7 @@ IccTransform::Handle IccTransform::make(const Request& request, IccSetup& setup)
 void IccTransform::prepare(const PrintOptions& options) {
   colors_.begin_page();
   const Request request = request_of(options);
-  // What failed for lack of memory is tried again.
+  // Every other failure is tried again, because it may have been a lack of memory.
   const bool is_final = is_ready() || setup_.outcome == Outcome::kUnsupported;
   if (is_final && request == request_) {
     return;

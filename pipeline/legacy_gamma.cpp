@@ -29,8 +29,8 @@ std::uint32_t legacy_step(int byte, std::uint32_t low) {
   return high;
 }
 
-// No math library guarantees that powf is monotonic, so each step is checked from both sides. A
-// step of byte 1 or more is far above the smallest floats.
+// No math library guarantees that powf is monotonic, so each step is checked from both sides.
+// Every step is far above the smallest floats, so `step - offset` cannot wrap.
 bool step_is_clean(int byte, std::uint32_t step) {
   for (int i = 1; i <= kCheckedNeighbors; ++i) {
     const auto offset = static_cast<std::uint32_t>(i);

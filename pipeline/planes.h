@@ -37,7 +37,8 @@ struct PlaneSet {
   Plane plane[3];
 };
 
-// Three planes of width x height bytes each; false, with none held, when there is no memory.
+// Three planes of width x height bytes each; returns false and keeps none of them if there is no
+// memory.
 [[nodiscard]] bool make_planes(PlaneSet& planes, std::size_t width, std::size_t height);
 
 // A row of `bytes` bytes and the readable bytes after it that kernels need; null when there is no

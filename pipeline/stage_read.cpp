@@ -7,7 +7,7 @@
 
 namespace {
 
-// More pixels than any sheet has; a header with more of them is inconsistent.
+// More pixels than any sheet has; a larger page is refused.
 constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 29;
 
 // The formats a page can have. Deliberate: color order and color space of the header are not

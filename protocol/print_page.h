@@ -1,4 +1,4 @@
-// One sheet to the printer.
+// Sends one sheet to the printer.
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@ struct SheetToPrint {
   std::array<const std::uint8_t*, 3> planes{};
   std::int32_t width = 0;
   std::int32_t height = 0;
-  const char* paper_name = "";  // PageSize choice; decides together with the size how it is cut
+  const char* paper_name = "";  // PageSize choice; together with the size it decides the cut
   bool matte = false;
 };
 

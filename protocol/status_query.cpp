@@ -21,7 +21,7 @@ constexpr char kReportVersion[] = "v1.0";
 
 struct Answer {
   char text[kLongestReply] = "";
-  int count = -1;  // bytes received, before trimming; -1 when there was no exchange
+  int count = -1;  // bytes received, before trimming; -1 if the exchange failed or was not made
   int number = -1;
 
   [[nodiscard]] bool received(std::size_t bytes) const {
@@ -91,7 +91,7 @@ void detect_resolution(PrinterInfo& info) {
 
 // Deliberate: the reserve is subtracted whenever enough bytes were received, even from the -1 of a
 // reply that is too short only after trimming (the result is -51).
-void take_off_reserve(PrinterInfo& info) {
+void subtract_reserve(PrinterInfo& info) {
   Answer& remaining = info.answer(QuestionId::kRemainingMedia);
   if (remaining.received(question(QuestionId::kRemainingMedia).counter.minimum())) {
     remaining.number -= reserved_prints(info.model);
@@ -112,7 +112,7 @@ PrinterInfo ask_everything(int device) {
   }
   detect_media(info);
   detect_resolution(info);
-  take_off_reserve(info);
+  subtract_reserve(info);
   return info;
 }
 

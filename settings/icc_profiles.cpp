@@ -79,7 +79,7 @@ char* extract_marked_name(const char* value) {
   return name;
 }
 
-// Writes the first existing candidate of `folder` to `candidate`; false when there is none.
+// Writes the first existing candidate in `folder` to `candidate`; false when there is none.
 bool find_in_folder(const char* folder, const char* name,
                     std::span<char, kPathCapacity> candidate) {
   for (const char* ending : icc_profile_endings) {

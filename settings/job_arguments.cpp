@@ -48,8 +48,8 @@ void apply_icc_option(const char* value) {
   }
 }
 
-// Deliberate: of the option string only the first ICCProfile counts. All other options of the job
-// reach the filter through the PPD's default choices and the page header.
+// Deliberate: only the first ICCProfile of the option string counts. The job's other options reach
+// the filter in the page header, or as default choices of the PPD copy that rastertok905job makes.
 void read_option_string(const char* options) {
   if (options == nullptr || options[0] == '\0') {
     return;
@@ -105,7 +105,7 @@ struct Flag {
 };
 
 // Deliberate: flags are for runs by hand and their numbers are used unchanged; "None" is 0 here,
-// also for the gamma.
+// even for the gamma, where it is 1000 as a PPD option.
 constexpr Flag flags[] = {
     {"--contrast", set_number<&PrintOptions::contrast>},
     {"--saturation", set_number<&PrintOptions::saturation>},

@@ -8,8 +8,9 @@
 
 namespace {
 
-// Deliberate: some options belong to the queue, and arguments cannot change them: the paper, waste
-// and shrinking, legacy gamma, linear contrast, and the gamma and balance of each color.
+// Deliberate: some options belong to the queue, and key=value arguments cannot change them: the
+// page size, cut waste, shrinking, legacy gamma, linear contrast, and the gamma and balance of each
+// color.
 enum class Reach { ppd_only, anywhere };
 
 template <std::int32_t fallback>

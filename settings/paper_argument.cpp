@@ -12,7 +12,7 @@ void read_paper_argument(int argc, char** argv) {
       continue;
     }
     ++i;  // The name is never read as another flag.
-    if (const PaperConfig* paper = find_paper_by_any_name(argv[i])) {
+    if (const PaperConfig* paper = find_paper_by_name_or_label(argv[i])) {
       current_options.paper_config = paper;
       log_line("K905-1: Manual paper selection: %s (%s)", paper->ppd_name, paper->label);
     }

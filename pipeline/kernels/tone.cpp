@@ -1,4 +1,4 @@
-// Tone, on rows of planes in place.
+// The tone kernels, which change rows of planes in place.
 //
 // The reference implementation: plain loops for any CPU, without a branch per pixel where possible,
 // so that the compiler can vectorize them.

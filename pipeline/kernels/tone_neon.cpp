@@ -1,4 +1,4 @@
-// Tone, on rows of planes in place. For 64-bit ARM.
+// The tone kernels, which change rows of planes in place. For 64-bit ARM.
 //
 // Products and sums are rounded separately here too: no vfma, and no vmla on floats, which the
 // compiler may fuse.

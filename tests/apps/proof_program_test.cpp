@@ -79,17 +79,17 @@ TEST_F(Proof, GrayOfAnotherGammaIsConvertedToTheScreens) {
   // Gamma 1.8: 120 is (120 / 255) ^ 1.8 of the light.
   const double wanted = srgb_number(std::pow(120.0 / 255, 1.8));
   ASSERT_GT(wanted, 130);
-  expect_near(shown(rgb_matrix_profile(), 120, 120, 120), {wanted, wanted, wanted}, 1.5);
+  expect_near(shown(wide_rgb_profile(), 120, 120, 120), {wanted, wanted, wanted}, 1.5);
 }
 
 TEST_F(Proof, WhiteOfThePaperIsWhiteOnTheScreen) {
-  for (const std::string& profile : {rgb_matrix_profile(), cmyk_table_profile(), gray_profile()}) {
+  for (const std::string& profile : {wide_rgb_profile(), cmyk_table_profile(), gray_profile()}) {
     expect_near(shown(profile, 255, 255, 255), {255, 255, 255}, 1);
   }
 }
 
 TEST_F(Proof, WidePrimariesLookMoreSaturatedOnTheScreen) {
-  const Color seen = shown(rgb_matrix_profile(), 200, 100, 50);
+  const Color seen = shown(wide_rgb_profile(), 200, 100, 50);
   EXPECT_GT(seen[0], 205);
   EXPECT_LT(seen[2], seen[1]);
   EXPECT_GT(seen[0] - seen[1], 100);
@@ -109,14 +109,14 @@ TEST_F(Proof, InksAreTheInvertedPlanes) {
 }
 
 TEST_F(Proof, TheProfileIsFoundByNameAsTheFilterFindsIt) {
-  folder_.write("printer.icc", rgb_matrix_profile());
+  folder_.write("printer.icc", wide_rgb_profile());
   EXPECT_EQ(preview(folder_, {"--proof", "printer"}, sheet_of(9, 9, 9)).status, 0);
   EXPECT_EQ(
       preview(folder_, {"--proof", folder_.path() + "/printer.icc"}, sheet_of(9, 9, 9)).status, 0);
 }
 
 TEST_F(Proof, ContactSheetShowsProofs) {
-  folder_.write("printer.icc", rgb_matrix_profile());
+  folder_.write("printer.icc", wide_rgb_profile());
   ASSERT_EQ(preview(folder_, {"--proof", "printer.icc", "--contact", "all.png", "--width", "3"},
                     sheet_of(120, 120, 120))
                 .status,
@@ -127,13 +127,13 @@ TEST_F(Proof, ContactSheetShowsProofs) {
 }
 
 // A profile with a changed class, which is in the bytes 12 to 15.
-std::string of_kind(const char* kind) { return rgb_matrix_profile().replace(12, 4, kind); }
+std::string of_kind(const char* kind) { return wide_rgb_profile().replace(12, 4, kind); }
 
 TEST_F(Proof, UnusableProfileIsReportedAndNothingIsWritten) {
   const std::vector<std::pair<std::string, std::string>> profiles{
       {"", "cannot be read"},
       {std::string(400, 'x'), "cannot be read"},
-      {rgb_matrix_profile().substr(0, 100), "cannot be read"},
+      {wide_rgb_profile().substr(0, 100), "cannot be read"},
       {lab_profile(), "is not a printer profile"},
       {hollow_rgb_profile(), "is not a printer profile"},
       {of_kind("scnr"), "is not a printer profile"},

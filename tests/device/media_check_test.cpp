@@ -26,7 +26,7 @@ TEST(MediaCheck, OtherSizesHaveNoRequirement) {
   EXPECT_EQ(media_for_sheet(1, 1), "");
 }
 
-TEST(MediaCheck, MediaTakesSheetsOfItsWidthThatAreNoLonger) {
+TEST(MediaCheck, MediaTakesSheetsOfItsWidthUpToItsLength) {
   EXPECT_TRUE(takes_sheet("6x4", "6x4"));
   EXPECT_TRUE(takes_sheet("6x8", "6x4"));
   EXPECT_TRUE(takes_sheet("6x9", "6x8"));
@@ -39,7 +39,7 @@ TEST(MediaCheck, MediaTakesSheetsOfItsWidthThatAreNoLonger) {
   EXPECT_FALSE(takes_sheet("5x7", "6x4"));
 }
 
-TEST(MediaCheck, UnknownNamesAreNoMismatch) {
+TEST(MediaCheck, UnknownNamesAreNotAMismatch) {
   EXPECT_TRUE(takes_sheet("", "6x8"));
   EXPECT_TRUE(takes_sheet("6x4", ""));
 }

@@ -170,7 +170,7 @@ class LogFile : public LogLine {
   // The log goes to standard error when it cannot go to the file.
   std::string log_into_file() {
     return standard_error_of_child([this] {
-      put_log_into_file(path_.c_str());
+      redirect_log_to_file(path_.c_str());
       log_line("hello");
     });
   }
@@ -230,7 +230,7 @@ TEST_F(LogFile, LeavesNoDescriptorOpen) {
     const int before = dup(STDERR_FILENO);
     const int next = dup(STDERR_FILENO);
     close(next);
-    put_log_into_file(path_.c_str());
+    redirect_log_to_file(path_.c_str());
     const int after = dup(STDERR_FILENO);
     dprintf(before, "%s", after == next ? "same" : "another");
   });
@@ -240,7 +240,7 @@ TEST_F(LogFile, LeavesNoDescriptorOpen) {
 TEST_F(LogFile, IsUsedWhenStandardErrorWasClosed) {
   standard_error_of_child([this] {
     close(STDERR_FILENO);
-    put_log_into_file(path_.c_str());
+    redirect_log_to_file(path_.c_str());
     log_line("hello");
   });
   EXPECT_EQ(read_file(path_), "hello\n");

@@ -282,7 +282,7 @@ TEST_P(ShortMemoryWithProfile, LosesTheConversionOrThePage) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, ShortMemoryWithProfile,
-                         ::testing::Values([] { return rgb_matrix_profile(); }, cmyk_table_profile,
+                         ::testing::Values([] { return wide_rgb_profile(); }, cmyk_table_profile,
                                            gray_profile));
 
 // A job of two sheets.

@@ -158,7 +158,7 @@ class WithProfile : public Scene {
                       "1",
                       "",
                       "--icc-profile",
-                      folder_.write("mine.icc", rgb_matrix_profile())};
+                      folder_.write("mine.icc", wide_rgb_profile())};
     job_.input = two_pages();
     job_.ppd_path = "/nonexistent/queue.ppd";
     run_undisturbed();

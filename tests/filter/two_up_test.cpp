@@ -153,7 +153,7 @@ TEST_F(TwoUp, RowsBelowTheSheetAreCutOff) {
   }
 }
 
-TEST_F(TwoUp, HeldPageSetsTheLayoutAndItsPartnerIsFilledOrCut) {
+TEST_F(TwoUp, HeldPageSetsTheLayoutAndItsPartnerIsPaddedOrCropped) {
   const struct {
     std::int32_t held[2];
     std::int32_t partner[2];

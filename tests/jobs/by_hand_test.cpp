@@ -36,7 +36,7 @@ TEST(ByHand, PageThatIsNotResizedHasNoImageOfIt) {
 
 TEST(ByHand, RotatedInterlacedPageIsSavedAtEveryStep) {
   JobRecipe job = by_hand();
-  job.files["mine.icc"] = rgb_matrix_profile();
+  job.files["mine.icc"] = wide_rgb_profile();
   job.arguments.insert(job.arguments.end(),
                        {"--icc-profile", "mine", "--gamma", "1400", "BleedTop=2"});
   job.input = raster_stream({image_page(3, 600, CUPS_ORIENT_90)});

@@ -79,11 +79,11 @@ std::map<std::string, fs::path> images_in(const fs::path& folder) {
     files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
-  std::map<std::string, fs::path> youngest;
+  std::map<std::string, fs::path> newest;
   for (const fs::path& file : files) {
-    youngest[file.stem().string().substr(16)] = file;  // after "YYYYmmdd_HHMMSS_"
+    newest[file.stem().string().substr(16)] = file;  // after "YYYYmmdd_HHMMSS_"
   }
-  return youngest;
+  return newest;
 }
 
 void compare_images(const fs::path& folder, const std::map<std::string, std::string>& wanted) {

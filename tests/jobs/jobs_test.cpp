@@ -337,7 +337,7 @@ INSTANTIATE_TEST_SUITE_P(
 // ---- profiles ----
 
 std::map<std::string, std::string> profile_files() {
-  return {{"rgb.icc", rgb_matrix_profile()},    {"cmyk.icm", cmyk_table_profile()},
+  return {{"rgb.icc", wide_rgb_profile()},      {"cmyk.icm", cmyk_table_profile()},
           {"gray.icc", gray_profile()},         {"lab.icc", lab_profile()},
           {"hollow.icc", hollow_rgb_profile()}, {"broken.icc", "no profile"}};
 }
@@ -379,7 +379,7 @@ TEST(Profiles, ThatAreNoRegularFilesCannotBeOpened) {
 TEST(Profiles, LongNameIsSearchedCompletelyAndStoredCut) {
   const std::string name(200, 'n');
   JobRecipe job = small_job({"--icc-profile", name}, {quick_page()});
-  job.files[name + ".icm"] = rgb_matrix_profile();
+  job.files[name + ".icm"] = wide_rgb_profile();
   job.arguments[5] = "ICCProfile=ICCPROFILE(no) ICCProfile=x";
   expect_like_reference(job);
 }
@@ -389,7 +389,7 @@ TEST(Profiles, OptionStringNamesThemByChoiceOrMarker) {
                              "fit ICCProfile=ICCPROFILE ICCProfile=sRGB", "ICCProfile= x",
                              "=ICCProfile=sRGB\tICCProfile=k905rgb"}) {
     JobRecipe job = small_job({}, {quick_page()});
-    job.files["pm-905-wd-251126-5.icm"] = rgb_matrix_profile();
+    job.files["pm-905-wd-251126-5.icm"] = wide_rgb_profile();
     job.arguments[5] = choice;
     expect_like_reference(job);
   }

@@ -196,7 +196,7 @@ RasterPage any_page(Dice& dice) {
 JobRecipe any_job(unsigned seed) {
   Dice dice(seed);
   JobRecipe job;
-  job.files = {{"rgb.icc", rgb_matrix_profile()},
+  job.files = {{"rgb.icc", wide_rgb_profile()},
                {"cmyk.icm", cmyk_table_profile()},
                {"gray.icc", gray_profile()}};
   choose_settings(dice, job);

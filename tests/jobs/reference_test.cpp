@@ -292,8 +292,8 @@ TEST(ReferencePages, RefusedHeaderIsNotTheEnd) {
 TEST(ReferenceProfiles, ValidOnesConvertAndInvalidOnesAreRefused) {
   const std::string failed = "K905-1: WARNING: ICC conversion failed, using original colors";
   const std::pair<std::string, bool> profiles[] = {
-      {rgb_matrix_profile(), true}, {rgb_table_profile(), true},   {cmyk_table_profile(), true},
-      {gray_profile(), true},       {hollow_rgb_profile(), false}, {lab_profile(), false}};
+      {wide_rgb_profile(), true}, {rgb_table_profile(), true},   {cmyk_table_profile(), true},
+      {gray_profile(), true},     {hollow_rgb_profile(), false}, {lab_profile(), false}};
   for (const auto& [bytes, converts] : profiles) {
     const ScratchFolder folder;
     PlainFilter run(quiet_job());

@@ -48,8 +48,8 @@ TEST(PaperTable, EveryPaperButTheFallbackCanBeSelected) {
 TEST(PaperByName, FindsEveryRowByItsPpdNameAndIfWantedByItsLabel) {
   for (const PaperConfig& paper : selectable_papers) {
     EXPECT_EQ(find_paper_by_ppd_name(paper.ppd_name), &paper) << paper.ppd_name;
-    EXPECT_EQ(find_paper_by_any_name(paper.ppd_name), &paper) << paper.ppd_name;
-    EXPECT_EQ(find_paper_by_any_name(paper.label), &paper) << paper.label;
+    EXPECT_EQ(find_paper_by_name_or_label(paper.ppd_name), &paper) << paper.ppd_name;
+    EXPECT_EQ(find_paper_by_name_or_label(paper.label), &paper) << paper.label;
     EXPECT_EQ(find_paper_by_ppd_name(paper.label), nullptr) << paper.label;
   }
 }
@@ -58,7 +58,7 @@ TEST(PaperByName, FindsNothingForAnyOtherText) {
   for (const char* name : {static_cast<const char*>(nullptr), "", "default", "b7", "W432H576",
                            "w432h57", "w432h576 ", "w432h576-div", "6X4", "6x4 ", "4x6"}) {
     EXPECT_EQ(find_paper_by_ppd_name(name), nullptr);
-    EXPECT_EQ(find_paper_by_any_name(name), nullptr);
+    EXPECT_EQ(find_paper_by_name_or_label(name), nullptr);
   }
 }
 

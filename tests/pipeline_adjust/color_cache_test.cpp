@@ -102,7 +102,7 @@ TEST(ColorCache, ContinuesOnANewPage) {
   cache.reset();
   converted(cache, noise_page(600, 400, 3));
   const Page calm = plain_page(600, 20, 8, 8, 8);
-  EXPECT_EQ(converted(cache, calm), 12000u) << "was not at rest";
+  EXPECT_EQ(converted(cache, calm), 12000u) << "the cache was not paused";
   cache.begin_page();
   EXPECT_EQ(converted(cache, calm), 512u);  // the first batch of the first row
 }

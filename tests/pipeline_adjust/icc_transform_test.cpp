@@ -301,7 +301,7 @@ TEST_F(Icc, IntentsAreChosenByTheirExactText) {
 TEST_F(Icc, UnsupportedPairOfColorSpacesIsLoggedAndLeavesThePlanes) {
   const std::string rgb = profiles_.rgb_matrix("wide.icc");
   // A profile can contain any four bytes; the enumeration of color spaces cannot represent these.
-  std::string bytes = rgb_matrix_profile();
+  std::string bytes = wide_rgb_profile();
   bytes.replace(16, 4, "\xFF\xFE\xFD\xFC");
   const std::string strange = profiles_.file("strange.icc", bytes);
   const struct {
@@ -404,8 +404,8 @@ TEST_F(BadFile, UnusableFileIsReplacedBySrgbAndNotWaitedFor) {
   ASSERT_EQ(mkfifo(profiles_.path("fifo.icc").c_str(), 0644), 0);
   for (const std::string& path :
        {profiles_.file("empty.icc", ""), profiles_.file("garbage.icc", garbage),
-        profiles_.file("cut.icc", rgb_matrix_profile().substr(0, 100)),
-        profiles_.path("folder.icc"), profiles_.path("fifo.icc"), std::string("/dev/null")}) {
+        profiles_.file("cut.icc", wide_rgb_profile().substr(0, 100)), profiles_.path("folder.icc"),
+        profiles_.path("fifo.icc"), std::string("/dev/null")}) {
     expect_srgb_instead_of(path, kSourceUnusable, kTargetUnusable);
   }
 }

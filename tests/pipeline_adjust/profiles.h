@@ -18,10 +18,12 @@ class ProfileFolder {
 
   // Each writes a profile, or any bytes, and returns the path.
   std::string rgb_matrix(const std::string& name, double gamma = 1.8) const {
-    return file(name, rgb_profile(gamma));
+    return file(name, rgb_matrix_profile(gamma));
   }
   std::string rgb_table(const std::string& name) const { return file(name, rgb_table_profile()); }
-  std::string cmyk_table(const std::string& name) const { return file(name, ink_table_profile()); }
+  std::string cmyk_table(const std::string& name) const {
+    return file(name, cmyk_table_profile_by_intent());
+  }
   std::string gray(const std::string& name) const { return file(name, gray_profile()); }
   std::string lab(const std::string& name) const { return file(name, lab_profile()); }
   std::string hollow(const std::string& name, cmsColorSpaceSignature space) const {

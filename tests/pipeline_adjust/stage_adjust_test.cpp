@@ -159,7 +159,7 @@ TEST_F(AdjustStageTest, ByHandEveryStepSavesItsImageInOrder) {
   EXPECT_FALSE(saved_images.contains("adjust_after_icc"));
 }
 
-TEST_F(AdjustStageTest, ByHandAFailedConversionSavesItsImageToo) {
+TEST_F(AdjustStageTest, RunByHandSavesTheImageOfASuccessfulAndOfAFailedConversion) {
   const EnvironmentGuard by_hand("PPD", nullptr);
   const ProfileFolder profiles;
   const Page page = noise_page(7, 6, 8);

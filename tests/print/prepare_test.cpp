@@ -154,7 +154,7 @@ TEST(Prepare, RotationForTheSheetFollowsTheExifRotation) {
 
 TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
   // The result of Little CMS for one pixel.
-  const std::string profile = rgb_matrix_profile();
+  const std::string profile = wide_rgb_profile();
   Picture picture = plain(30, 20, {200, 100, 50});
   embed(picture, profile);
   cmsHPROFILE source = cmsOpenProfileFromMem(profile.data(), profile.size());
@@ -173,7 +173,7 @@ TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
 
 TEST(Prepare, WhiteAroundAProfiledPictureIsWhite) {
   Picture picture = plain(30, 10, {200, 100, 50});
-  embed(picture, rgb_matrix_profile());
+  embed(picture, wide_rgb_profile());
   const Picture page = prepared_from(picture, small_place(30, 20), {.whole = true}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{255, 255, 255}));
 }

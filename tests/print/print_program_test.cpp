@@ -238,7 +238,7 @@ TEST(PrintProgram, InksWithAProfileAreConvertedWithIt) {
 
 TEST(PrintProgram, EmbeddedProfileIsConvertedToSrgb) {
   const ScratchFolder folder;
-  const std::string profile = rgb_matrix_profile();
+  const std::string profile = wide_rgb_profile();
   PngKind profiled;
   profiled.profile.assign(profile.begin(), profile.end());
   std::vector<std::uint8_t> rows;
@@ -665,7 +665,7 @@ TEST(PrintProgram, CopiesShareSheetsAsWell) {
 TEST(PrintProgram, AProfileOfThePrinterIsUsedByTheFilter) {
   const ScratchFolder folder;
   folder.write("photo.png", png_file(3, 2, {}, std::vector<std::uint8_t>(18, 100)));
-  const std::string profile = folder.write("mine.icc", rgb_matrix_profile());
+  const std::string profile = folder.write("mine.icc", wide_rgb_profile());
   ASSERT_EQ(
       print(folder, {"--canvas", "--preview", "s.png", "-o", "ICCProfile=" + profile, "photo.png"})
           .status,
@@ -677,7 +677,7 @@ TEST(PrintProgram, AProfileOfThePrinterIsUsedByTheFilter) {
 TEST(PrintProgram, TheProfileOfThePaperAndFinishIsUsed) {
   const ScratchFolder folder;
   folder.write("photo.png", png_file(3, 2, {}, std::vector<std::uint8_t>(18, 100)));
-  folder.write("mine.icc", rgb_matrix_profile());
+  folder.write("mine.icc", wide_rgb_profile());
   folder.write(
       "k905-profiles.txt",
       "# paper finish profile\n6x4 Glossy mine.icc\n\n6x8 * missing.icc # not bought yet\n");

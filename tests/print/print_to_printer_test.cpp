@@ -70,8 +70,7 @@ TEST_F(PrintToPrinter, EveryKindOfPhotoIsPrintedAsPreviewed) {
       {"turned.jpg", jpeg(3, {.orientation = 8})},
       {"inks.jpg", jpeg(4, {})},
       {"inks_with_profile.jpg", jpeg(4, {.profile = profile(cmyk_table_profile())})},
-      {"profiled.png",
-       png_file(60, 40, {.profile = profile(rgb_matrix_profile())}, rows_of(60, 40))},
+      {"profiled.png", png_file(60, 40, {.profile = profile(wide_rgb_profile())}, rows_of(60, 40))},
   };
   std::vector<std::string> names;
   for (const auto& [name, bytes] : files) {

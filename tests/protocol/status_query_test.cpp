@@ -126,7 +126,7 @@ TEST(StatusQuery, ReportIsOneWrite) {
 }
 
 // /dev/null accepts every question and returns end of file.
-TEST(StatusQuery, DeviceWithoutAnswersGivesAnEmptyReport) {
+TEST(StatusQuery, DeviceWithoutAnswersGivesAReportWithoutValues) {
   int status = -1;
   std::string report;
   captured_log(
@@ -148,7 +148,7 @@ TEST(StatusQuery, QuestionThatCannotBeWrittenIsLoggedAndTheNextAsked) {
   EXPECT_NE(report.find("PrintRemainQuantity =  (-1)\r\n"), std::string::npos);
 }
 
-TEST(StatusQuery, OneAnswerDecidesItsLineOfTheReport) {
+TEST(StatusQuery, EachReplyIsInterpretedInItsLineOfTheReport) {
   const struct {
     const char* question;
     std::string answer;
@@ -269,7 +269,7 @@ std::vector<int> waits() {
   return waits;
 }
 
-TEST(StatusQuery, FreeBuffersOfAnRv40AreWaitedForTwelveSeconds) {
+TEST(StatusQuery, Rv40HasTwelveSecondsToReportItsFreeBuffers) {
   const hooks::Guard guard;
   query(answers_of_an_rv40());
   EXPECT_EQ(waits(), (std::vector<int>{3000, 12000, 3000}));

@@ -61,7 +61,7 @@ TEST_F(ArgumentLoop, EveryArgumentIsLoggedAndTheOptionStringTwice) {
             "  Arg[6]: photo.ras\n");
 }
 
-TEST_F(ArgumentLoop, OptionStringIsNoKeyValueArgument) {
+TEST_F(ArgumentLoop, OptionStringIsNotAKeyValueArgument) {
   // As any other argument it would set the gamma.
   const std::string log = log_of_job("StpGamma=1500");
   EXPECT_EQ(current_options.gamma, 1000);
@@ -272,7 +272,7 @@ TEST_F(Flags, FourthArgumentTakesTheOptionStringAsItsValue) {
   EXPECT_EQ(current_options.copies, 2);
 }
 
-TEST_F(Flags, InPlaceOfTheOptionStringOrWithAnEqualsSignAreNoFlags) {
+TEST_F(Flags, AreIgnoredInPlaceOfTheOptionStringOrWithAnEqualsSign) {
   log_of({"queue", "1", "me", "t", "1", "--gamma", "1500"});
   EXPECT_EQ(current_options.gamma, 1000);
   log_of(
@@ -282,7 +282,7 @@ TEST_F(Flags, InPlaceOfTheOptionStringOrWithAnEqualsSignAreNoFlags) {
   EXPECT_EQ(current_options.copies, 2);
 }
 
-TEST_F(Flags, ProfileNameIsNoChoiceOfTheDialog) {
+TEST_F(Flags, ProfileIsAFileNameNotADialogChoice) {
   const std::string log = log_of({"filter", "--icc-profile", "AdobeRGB"});
   EXPECT_EQ(log,
             "K905-1: Parsing command line options:\n"

@@ -51,7 +51,7 @@ TEST(InfoTimeouts, TruncatedAnswersAreUsed) {
   EXPECT_GE(asked.took, milliseconds(37500));
 }
 
-TEST(InfoTimeouts, FreeBuffersOfAnRv40AreWaitedForTwelveSeconds) {
+TEST(InfoTimeouts, Rv40HasTwelveSecondsToReportItsFreeBuffers) {
   const Asked asked = ask({"--model", "RV-40", "--fault", "silent", "--fault-on", "FREE_PBUFFER"});
   EXPECT_EQ(asked.child.output, expected_report({{"PrintVersion", "RV-40 1.00"},
                                                  {"PrintFreeBuff", " (-1)"},

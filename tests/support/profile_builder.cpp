@@ -73,7 +73,7 @@ void write_table(cmsHPROFILE profile, cmsTagSignature tag, cmsUInt32Number input
   cmsPipelineFree(pipeline);
 }
 
-cmsHPROFILE new_printer(cmsColorSpaceSignature space) {
+cmsHPROFILE new_printer_profile(cmsColorSpaceSignature space) {
   cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
   cmsSetProfileVersion(profile, 2.4);
   cmsSetDeviceClass(profile, cmsSigOutputClass);
@@ -127,7 +127,7 @@ void add_table(cmsHPROFILE profile, cmsTagSignature tag, cmsUInt32Number in, cms
 
 }  // namespace
 
-std::string rgb_matrix_profile() {
+std::string wide_rgb_profile() {
   cmsCIExyY white;
   cmsWhitePointFromTemp(&white, 5500);
   const cmsCIExyYTRIPLE primaries = {{0.70, 0.29, 1.0}, {0.20, 0.72, 1.0}, {0.14, 0.06, 1.0}};
@@ -151,7 +151,7 @@ std::string cmyk_table_profile() {
   return saved(profile);
 }
 
-std::string rgb_profile(double gamma) {
+std::string rgb_matrix_profile(double gamma) {
   const cmsCIExyY white = {0.3127, 0.3290, 1.0};
   const cmsCIExyYTRIPLE primaries = {{0.64, 0.33, 1.0}, {0.21, 0.71, 1.0}, {0.15, 0.06, 1.0}};
   cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
@@ -162,7 +162,7 @@ std::string rgb_profile(double gamma) {
 }
 
 std::string rgb_table_profile() {
-  cmsHPROFILE profile = new_printer(cmsSigRgbData);
+  cmsHPROFILE profile = new_printer_profile(cmsSigRgbData);
   write_table(profile, cmsSigAToB0Tag, 3, 3, rgb_to_lab, 0);
   write_table(profile, cmsSigBToA0Tag, 3, 3, lab_to_rgb, 0);
   write_table(profile, cmsSigBToA1Tag, 3, 3, lab_to_rgb, 1);
@@ -170,8 +170,8 @@ std::string rgb_table_profile() {
   return saved(profile);
 }
 
-std::string ink_table_profile() {
-  cmsHPROFILE profile = new_printer(cmsSigCmykData);
+std::string cmyk_table_profile_by_intent() {
+  cmsHPROFILE profile = new_printer_profile(cmsSigCmykData);
   int variant = 0;
   for (const cmsTagSignature tag : {cmsSigBToA0Tag, cmsSigBToA1Tag, cmsSigBToA2Tag}) {
     write_table(profile, tag, 3, 4, lab_to_cmyk, variant++);
@@ -191,6 +191,8 @@ std::string gray_profile() {
 
 std::string lab_profile() { return saved(cmsCreateLab2Profile(nullptr)); }
 
-std::string hollow_profile(cmsColorSpaceSignature space) { return saved(new_printer(space)); }
+std::string hollow_profile(cmsColorSpaceSignature space) {
+  return saved(new_printer_profile(space));
+}
 
 std::string hollow_rgb_profile() { return saved(empty_profile(cmsSigRgbData, cmsSigDisplayClass)); }

@@ -6,13 +6,13 @@
 #include <string>
 
 // Each returns the bytes of a profile file.
-[[nodiscard]] std::string rgb_matrix_profile();  // wide primaries, gamma 1.8
+[[nodiscard]] std::string wide_rgb_profile();    // wide primaries, gamma 1.8
 [[nodiscard]] std::string cmyk_table_profile();  // a printer with four inks, by tables
-[[nodiscard]] std::string rgb_profile(double gamma);
+[[nodiscard]] std::string rgb_matrix_profile(double gamma);
 [[nodiscard]] std::string rgb_table_profile();  // a printer: another table for each intent
-[[nodiscard]] std::string ink_table_profile();  // four inks; white paper has none
-[[nodiscard]] std::string gray_profile();       // one channel, gamma 2.2
-[[nodiscard]] std::string lab_profile();        // not a device profile
+[[nodiscard]] std::string cmyk_table_profile_by_intent();  // four inks; white paper has none
+[[nodiscard]] std::string gray_profile();                  // one channel, gamma 2.2
+[[nodiscard]] std::string lab_profile();                   // not a device profile
 // The header names `space`, but the profile has no data for a transform.
 [[nodiscard]] std::string hollow_profile(cmsColorSpaceSignature space);
 [[nodiscard]] std::string hollow_rgb_profile();

@@ -3,7 +3,7 @@
 #include <utility>
 
 std::string report_of(const ReportValues& values) {
-  const std::pair<const char*, const char*> unsaid[] = {
+  const std::pair<const char*, const char*> unreported[] = {
       {"Version", "v1.0"},
       {"PrintStatus", " (-1)"},
       {"PrintVersion", ""},
@@ -24,7 +24,7 @@ std::string report_of(const ReportValues& values) {
       {"ActPrintResolution", ""},
   };
   std::string report;
-  for (const auto& [key, nothing] : unsaid) {
+  for (const auto& [key, nothing] : unreported) {
     const auto value = values.find(key);
     report += std::string(key) + " = " + (value == values.end() ? nothing : value->second) + "\r\n";
   }
