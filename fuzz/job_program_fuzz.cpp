@@ -72,7 +72,7 @@ std::string job_copy(const std::string& ppd, const std::string& options) {
   const JobPpd job = make_job_ppd(file.path().c_str(), options.c_str());
   expect((job.descriptor >= 0) == (job.failure.empty() && job.refusal.empty()),
          "a copy, or a reason");
-  expect(job.ribbon.empty() || job.ribbon == "6x4" || job.ribbon == "6x8", "a ribbon there is");
+  expect(job.ribbon.empty() || job.ribbon == "6x4" || job.ribbon == "6x8", "a ribbon that exists");
   if (job.descriptor < 0) return "";
   std::string text = rest_of(job.descriptor);  // its position is at the beginning
   close(job.descriptor);
@@ -129,7 +129,7 @@ std::string log_with_own_lines(const std::string& log) {
       const bool page = added == "PAGE: " + std::to_string(pages + 1) + " 1";
       pages += page ? 1 : 0;
       expect(page || added.starts_with("ATTR: job-media-progress="),
-             "a added that CUPS interprets");
+             "an added line that CUPS interprets");
     }
     at = newline + 1;
   }

@@ -65,7 +65,7 @@ Placement placement(std::uint32_t raster, double dpi, double page_pt, double beg
   const bool is_part = end > begin && near(raster, (end - begin) * pixels_per_point) &&
                        end * pixels_per_point <= page + tolerance && begin >= 0;
   if (is_whole || !is_part) return {.page = double{1.0} * raster, .offset = 0};
-  // Centered to the pixel if whole points allow it.
+  // If both margins are equal within the rounding to whole points, centers the raster to the pixel.
   const double margin_after = page - end * pixels_per_point;
   const double offset = begin * pixels_per_point;
   return {.page = page, .offset = near(offset, margin_after) ? (page - raster) / 2 : offset};

@@ -1,4 +1,4 @@
-// Splits the stream of a job into sheets and checks them to the byte.
+// Splits the stream of a job into sheets and checks every byte of them.
 #pragma once
 
 #include <cstdint>

@@ -32,7 +32,8 @@ class StopRequest {
   // How long ago requested() first was true; 0 when it is not.
   [[nodiscard]] Milliseconds age();
 
-  // Waits for the time, or until the request comes, and serves the watched descriptor meanwhile.
+  // Waits for this time or until the request comes, and serves the watched descriptor meanwhile.
+  // After a request, waits for the full time and serves nothing.
   void pause(Milliseconds time);
 
   // Called in pause() and wait_readable(), when the descriptor is readable; not again when it
@@ -42,7 +43,7 @@ class StopRequest {
     watch_task_ = std::move(task);
   }
 
-  // Called when a wait for a descriptor has taken some time.
+  // Called once in each wait_readable() that has no data within 100 ms, or at once after a request.
   void set_idle_task(std::function<void()> task) { idle_task_ = std::move(task); }
 
   // Waits until the descriptor is readable or the request comes. True when it is readable.
@@ -52,7 +53,7 @@ class StopRequest {
   // Waits for the request and for the descriptor, and serves the watched one. True when the
   // descriptor is readable.
   bool wait(Milliseconds time, int descriptor);
-  // Waits for the request and the others only. True when the request has come.
+  // Polls for the request and `others`; serves nothing. True if the request has come.
   bool look(Milliseconds time, std::span<pollfd> others);
 
   int pipe_end_;

@@ -1,4 +1,4 @@
-// File descriptors that their owner closes.
+// File descriptors that are closed together with their owner.
 #pragma once
 
 #include <unistd.h>

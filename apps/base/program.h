@@ -9,8 +9,8 @@
 inline constexpr int kExitFailed = 1;
 inline constexpr int kExitUsage = 2;
 
-// Adds --version and parses the command line. Returns null if the program must run; otherwise the
-// help, the version or the usage error was printed, and the exit status is returned.
+// Adds --version and parses the command line. Returns nothing if the program is to continue;
+// otherwise the help, the version or the usage error was printed, and the exit status is returned.
 [[nodiscard]] std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv);
 
 // Prints "<program>: <message>" to standard error.

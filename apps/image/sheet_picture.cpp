@@ -13,7 +13,8 @@ namespace {
 constexpr std::uint32_t kGap = 24;  // rows between two pages of a sheet
 constexpr std::uint8_t kGray = 222;
 
-// The paper with this canvas. Strips differ from the other papers only in their cut.
+// The paper with this canvas. Strips and other papers can have the same canvas; the cut of the
+// sheet tells them apart.
 const PaperConfig* paper_of(const Sheet& sheet, std::uint32_t rows_per_row) {
   const auto has_size = [&](const PaperConfig& paper) {
     return sheet.width == static_cast<std::uint32_t>(paper.canvas_width) &&

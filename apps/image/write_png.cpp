@@ -74,7 +74,7 @@ bool write_file(int descriptor, std::string_view bytes, std::string& error) {
   return true;
 }
 
-// Removes only regular files, not devices or pipes.
+// After a failure only a regular file is removed, not a device or pipe.
 bool is_regular_file(int descriptor) {
   struct stat status {};
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);

@@ -65,8 +65,8 @@ std::vector<std::uint32_t> spread(std::uint32_t page, std::uint32_t seen, bool m
   return source;
 }
 
-// The paper's visible areas, changed by the user's borders, as seen from the front: the printer
-// prints the back.
+// The paper's visible areas, changed by the user's borders, mirrored to what is seen from the
+// front.
 std::vector<SheetFrame> frames_on(const PaperConfig& paper, const PageLayout& layout, bool fine) {
   const std::int32_t seen_right_edge = layout.bleed_left + layout.effective_width;
   const std::int32_t rows_per_row = fine ? 2 : 1;

@@ -50,6 +50,6 @@ class Destination {
   // The printer of the last sheet of the last job, if the destination asks it.
   [[nodiscard]] virtual KnownPrinter printer() const { return {}; }
 
-  // After a failure: whether a device has received the complete job nevertheless.
+  // After a failure: whether some of the job may have been printed nevertheless.
   [[nodiscard]] virtual bool may_have_printed() const { return false; }
 };

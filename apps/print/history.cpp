@@ -27,8 +27,9 @@ std::string unless_empty(const char* name, const std::string& value) {
   return value.empty() ? "" : name + (" " + value);
 }
 
-// The names that the file of the sheet may have now, the likeliest first. Its own name was changed
-// if it was taken where the file was moved to, or by the operator; the bytes decide.
+// The names that the file of the sheet may have now, the likeliest first. The file may have been
+// renamed, by the operator or because its name was taken in the folder to which it was moved; its
+// content decides.
 std::vector<std::string> possible_names(const SheetEntry& sheet) {
   namespace fs = std::filesystem;
   std::vector<std::string> names;

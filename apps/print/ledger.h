@@ -1,5 +1,5 @@
 // A SQLite database of the sheets of watched folders and their outcomes, so that each photo is
-// printed once, also after a restart, a crash or a power failure.
+// printed once, even after a restart, a crash or a power failure.
 //
 // Every change is on disk when its function returns. All functions except open() throw LedgerError
 // if the database cannot be read or written; the change is then rolled back.
@@ -81,7 +81,7 @@ struct SheetTarget {
   std::string hold;      // until when the queue holds its jobs; "" if it does not
 };
 
-// The maximum number of sheets of an event, or without an event of a folder in a day.
+// The maximum number of sheets of an event, or without an event per folder and day.
 struct SheetLimit {
   int sheets = 0;  // 0: any number
   std::string event;

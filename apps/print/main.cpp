@@ -222,7 +222,7 @@ class PrintProgram {
     }
   }
 
-  // Reports the printed photo of the job, or the reason why the outcome is unknown.
+  // Waits for the photo's job and sets its outcome; reports why if it was not printed.
   void wait_until_printed(PhotoReport& photo) {
     using State = QueueJobProgress::State;
     const Clock::time_point start = Clock::now();
@@ -352,7 +352,7 @@ class PrintProgram {
   void show(const std::string& line) {
     if (!line.empty()) {
       progress_.wipe();
-      // Among the sheets the line would be data of the stream.
+      // On standard output the line would become part of the printer stream.
       FILE* const stream = is_standard_output(to_) ? stderr : stdout;
       std::fprintf(stream, "%s\n", line.c_str());
       std::fflush(stream);

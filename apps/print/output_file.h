@@ -18,8 +18,8 @@
 // may then be written there.
 [[nodiscard]] bool is_standard_output(const std::string& path);
 
-// A regular file has the new job only after keep(); after an error or abandon it is unchanged. A
-// device gets the bytes at once. While a device, or a file that is appended to, is open, it is
+// A regular file has the new job only after keep(); after an error or take_back() it is unchanged.
+// A device gets the bytes at once. While a device, or a file that is appended to, is open, it is
 // locked against other instances of this program.
 class OutputFile {
  public:

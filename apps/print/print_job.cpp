@@ -74,7 +74,7 @@ struct FilledCell {
 };
 
 // Each photo is in its cell; empty cells, and those of photos that cannot be read, repeat the
-// others in order. Null if none can be read.
+// others in order. Empty if none can be read.
 std::vector<FilledCell> read_cells(const JobSetup& setup, const SheetPlace& place,
                                    std::span<Source> sources, const ErrorReport& report_error) {
   std::vector<FilledCell> cells;

@@ -1,4 +1,4 @@
-// Prints each photo that is added to a folder, once; and reprints.
+// Prints each photo that is added to a folder once, and prints sheets again on request.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// Checks what prevents a queue from printing, or from printing as expected, without an error
+// Finds what prevents a queue from printing, or from printing as expected, without an error
 // message. Changes nothing.
 #pragma once
 

@@ -32,7 +32,7 @@ struct QueueJob {
   std::string title;  // "" if this user may not see it; without control characters
 };
 
-// The changes to a queue. Members without a value change nothing.
+// The changes to a queue. Empty fields change nothing.
 struct QueueRequest {
   std::string queue;
   std::string device_uri{};  // "": unchanged
@@ -42,7 +42,7 @@ struct QueueRequest {
   bool start = false;  // accept and print jobs from now on
 };
 
-// The changes to a class: it has exactly these members, and accepts and prints jobs.
+// The changes to a class: it then has exactly these members.
 struct ClassRequest {
   std::string name;
   std::vector<std::string> members;

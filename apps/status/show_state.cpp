@@ -60,16 +60,16 @@ constexpr auto kLines = std::to_array<ReportField>({
     {"model", &PrinterReport::model},
     {"media", &PrinterReport::media},
     {"prints left", &PrinterReport::prints_left},
-    {"of a roll of", &PrinterReport::prints_initial},
+    {"prints when new", &PrinterReport::prints_initial},
     {"half-size left", &PrinterReport::half_size_left},
     {"free buffers", &PrinterReport::free_buffers},
     {"resolution", &PrinterReport::resolution},
     {"serial number", &PrinterReport::serial_number},
     {"firmware", &PrinterReport::firmware},
     {"prints made", &PrinterReport::life_counter},
-    {"of them matte", &PrinterReport::matte_counter},
+    {"matte prints", &PrinterReport::matte_counter},
     {"color data", &PrinterReport::color_data_version},
-    {"their checksum", &PrinterReport::color_data_checksum},
+    {"color checksum", &PrinterReport::color_data_checksum},
 });
 
 std::string details_of(const PrinterState& printer) {

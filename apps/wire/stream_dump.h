@@ -5,7 +5,7 @@
 
 #include "apps/wire/printer_stream.h"
 
-// Every block of the sheet in a line: offset, group, name, length or parameter. An image is
+// One line per block of the sheet: offset, group, name, length or parameter. An image is
 // followed by its BMP fields and the checksum of its pixels. `number` is the number of the sheet in
 // the stream, from 1.
 [[nodiscard]] std::string dump_sheet(const Sheet& sheet, int number);

@@ -26,7 +26,7 @@ constexpr auto kFields = std::to_array<StateField>({
     {"status", "Status code; 0: the simulator sets it from its state", &PrinterState::status,
      99999},
     {"free-buffers", "Free image buffers", &PrinterState::free_buffers, 99},
-    {"initial", "Prints of a new roll", &PrinterState::initial, 9999},
+    {"initial", "Prints on a new roll", &PrinterState::initial, 9999},
     {"remaining", "Prints left", &PrinterState::remaining, kMostRemaining},
     {"life", "Prints made so far", &PrinterState::life, 9999999},
     {"matte", "Matte prints made so far", &PrinterState::matte, 9999999},

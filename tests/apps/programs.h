@@ -8,7 +8,7 @@
 #include "tests/support/child_process.h"
 #include "tests/support/raster_builder.h"
 
-// Runs build/k905-raster or k905-preview in `folder`.
+// Runs a program of the build in `folder`.
 ChildResult run_program(const ScratchFolder& folder, const std::string& program,
                         const std::vector<std::string>& arguments, const std::string& input = "");
 

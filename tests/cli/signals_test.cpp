@@ -51,7 +51,7 @@ class FileSizeLimit {
   rlimit before_{};
 };
 
-// Not the name of a signal: strsignal has blanks in it.
+// The abbreviated name ("TERM"): the text of strsignal has blanks, which test names cannot have.
 std::string name_of(const ::testing::TestParamInfo<int>& instance) {
   return sigabbrev_np(instance.param);
 }

@@ -1,7 +1,7 @@
 """Tests that take too long for every run: `release_test.py BUILD CMAKE CLASS [unittest option...]`.
 
-The upgrade from the first package, packages for ARM boards, and the AppArmor profiles enforced. BUILD is a build of this
-source. Exit status 77: the test cannot run on this machine.
+Reproducible builds, the upgrade from the first package, packages for ARM boards, and the enforced AppArmor profiles.
+BUILD is a build of this source. Exit status 77: the test cannot run on this machine.
 """
 
 import hashlib

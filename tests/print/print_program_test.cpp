@@ -444,7 +444,8 @@ TEST_F(PrintLayout, OnAPaperOfStripsAPhotoIsNotCut) {
               ElementsAre(240, 240, 20, 20));
 }
 
-// Of the paper's 1500 x 1500 pixels a cell has 750 x 750, but the page for the filter has fewer.
+// Of the paper's 1500 x 2098 pixels a small cell has 750 x 1049, but
+// the page for the filter has fewer.
 TEST_F(PrintLayout, APhotoInACellKeepsItsShape) {
   folder_.write("square.png", png_file(20, 20, {}, plain_rows(20 * 20, 20)));
   const Picture sheet = preview({"-p", "5x7", "--layout", "1+2", "--fit", "square.png"});
