@@ -55,8 +55,8 @@ AxisMap::Entry AxisMap::weighted(const Axis& axis, double center) {
   const double from = std::ceil(middle - radius);
   const double to = std::floor(middle + radius);
   const double last = static_cast<double>(axis.source) - 1;
-  // Limits positions far outside the source, which have one color anyway, to the range of the
-  // types.
+  // Far outside the source all taps have one color; returning here keeps the casts below within the
+  // range of their types.
   if (to < 0 || from > last) return single(axis, to < 0 ? -1.0 : last + 1);
 
   const auto begin = static_cast<std::uint32_t>(std::max(from, 0.0));

@@ -1,10 +1,10 @@
-// Messages of this program to CUPS.
+// Messages from this program to CUPS.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// Makes a text from outside part of one line of the log: control characters become spaces and its
+// Makes text from outside safe inside one line of the log: control characters become spaces and its
 // length is limited, because CUPS interprets lines that begin with "ATTR:" and the like, and reads
 // the rest of an overlong line as a new one.
 [[nodiscard]] std::string one_line(std::string_view text);

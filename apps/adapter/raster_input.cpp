@@ -14,8 +14,8 @@ namespace {
 // The usual capacity of a pipe.
 constexpr std::size_t kBufferBytes = std::size_t{64} * 1024;
 
-// Also ends the input when the reader of the output has closed it, so that the writer of the input
-// notices. The descriptor may be shared with a program that made it non-blocking.
+// Also ends the input once the reader of the output has closed its end, so that the writer of the
+// input notices. The descriptor may be shared with a program that made it non-blocking.
 ssize_t read_when_ready(int descriptor, int output, std::uint8_t* bytes, std::size_t count) {
   for (;;) {
     pollfd ready[2] = {{descriptor, POLLIN, 0}, {output, 0, 0}};

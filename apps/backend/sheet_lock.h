@@ -20,7 +20,8 @@ class SheetLock {
 
   // The backend is using the printer.
   [[nodiscard]] bool is_held_elsewhere() const { return is_held_elsewhere_; }
-  // The user is neither root nor in the group of the backend.
+  // Whether the lock is held cannot be determined: this user may not open its file (neither root
+  // nor in the group of the backend).
   [[nodiscard]] bool is_unknown() const { return is_unknown_; }
 
  private:

@@ -25,7 +25,7 @@ class SheetSource {
     kStopped,  // stop was requested while waiting for data
   };
 
-  // Keeps one sheet at a time, and less than one read beyond it.
+  // Holds at most one sheet in memory, plus less than one read of what follows.
   [[nodiscard]] Next next(Sheet& sheet, StopRequest& stop);
 
   [[nodiscard]] const std::string& problem() const { return problem_; }

@@ -29,7 +29,7 @@ class StopRequest {
   // Once true, always true.
   [[nodiscard]] bool requested();
 
-  // How long ago requested() first was true; 0 when it is not.
+  // How long ago requested() first became true; 0 before that.
   [[nodiscard]] Milliseconds age();
 
   // Waits for this time or until the request comes, and serves the watched descriptor meanwhile.

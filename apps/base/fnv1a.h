@@ -7,7 +7,7 @@
 
 inline constexpr std::uint64_t kFnv1aOfNothing = 0xcbf29ce484222325;
 
-// The hash of `bytes`, or of the bytes of `hash` followed by `bytes`.
+// The hash of `bytes`, or, if `hash` is that of earlier bytes, of those bytes followed by `bytes`.
 [[nodiscard]] constexpr std::uint64_t fnv1a(std::string_view bytes,
                                             std::uint64_t hash = kFnv1aOfNothing) {
   constexpr std::uint64_t prime = 0x100000001b3;

@@ -22,7 +22,7 @@ bool exists(const std::string& path) {
   return std::filesystem::exists(path, ignored);
 }
 
-// The error in the row, or "". Replaces the paper by its PageSize name.
+// The error in the row, or "". Replaces the paper with its PageSize name.
 std::string fault_of(PaperProfile& row) {
   if (row.paper != kAny && page_size_name(row.paper).empty()) {
     return unknown_paper(row.paper);

@@ -27,8 +27,8 @@ void load_modules_for(const Descriptor& file);
 
 class Photo {
  public:
-  // Reads the header of the open file. Null on failure, with one line in `error`: the file has
-  // another format, is malformed, or is too large (more than kMostPixels pixels, a side above
+  // Reads the header of the open file. Null on failure, with one line in `error`: the file has an
+  // unsupported format, is malformed, or is too large (more than kMostPixels pixels, a side above
   // kLongestSide, or more than 384 MiB if the decoder has to keep all rows, as for interlaced,
   // progressive and HEIC files).
   [[nodiscard]] static std::optional<Photo> open(Descriptor file, std::string& error);
@@ -41,10 +41,10 @@ class Photo {
 
   // The area of the stored photo, before its orientation is applied, scaled to width x height
   // pixels and then rotated upright by `orientation` (5 to 8 exchange the sides). Transparency
-  // becomes white. The result has 1, 3 or 4 channels (gray, RGB, CMYK with the largest sample full
-  // ink), 8 or 16 bits and the embedded profile, if that fits the channels. Null with one line in
-  // `error` if the file is truncated or malformed. Decodes the file; a photo from a pipe can be
-  // decoded once.
+  // becomes white. The result has 1, 3 or 4 channels (gray, RGB, CMYK, in which the largest sample
+  // is full ink), 8 or 16 bits and the embedded profile, if that fits the channels. Null with one
+  // line in `error` if the file is truncated or malformed. Decodes the file; a photo from a pipe
+  // can be decoded once.
   [[nodiscard]] std::optional<Picture> pixels(const PixelArea& area, std::uint32_t width,
                                               std::uint32_t height, int orientation,
                                               std::string& error) const;

@@ -12,12 +12,13 @@
 // and the image unchanged, if Little CMS cannot use the profile.
 [[nodiscard]] bool convert_to_srgb(Picture& picture, std::string& error);
 
-// An open printer profile, to show sheets with. Relative colorimetric: the white of the paper
-// becomes the white of the screen, and a color that the screen cannot show becomes the nearest one.
+// An open printer profile, for showing sheets on a screen. Relative colorimetric: the white of the
+// paper becomes the white of the screen, and a color that the screen cannot show becomes the
+// nearest one.
 class ProofProfile {
  public:
   // Opens a file, by path or by a name in one of the filter's profile folders. The profile must be
-  // of a device with red, green and blue, four inks or gray; otherwise ok() is false, and error()
+  // for an RGB, CMYK or gray device; otherwise ok() is false, and error()
   // gives the reason as a phrase that follows the profile's name.
   explicit ProofProfile(const std::string& path_or_name);
   ~ProofProfile();

@@ -1,4 +1,4 @@
-// The start of libvips and chains of its operations; private to this folder.
+// Startup of libvips and chains of its operations; private to this folder.
 #pragma once
 
 #include <vips/vips.h>

@@ -35,7 +35,7 @@ VipsInterpretation interpretation_of(const Picture& picture) {
   return picture.channels == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
 }
 
-// The CRC of the PNG format, bit by bit: pHYs is short.
+// The CRC of the PNG format, without a table: the pHYs chunk is short.
 std::uint32_t crc_of(std::string_view bytes) {
   std::uint32_t crc = 0xFFFFFFFF;
   for (const char byte : bytes) {

@@ -10,8 +10,8 @@
 #include "apps/layout/sheet_place.h"
 #include "apps/print/ledger.h"
 
-// One job at a time: begin, pages, end. After a false, with the reason in `error`, or after
-// abandon(), the job is over and was not accepted.
+// One job at a time: begin, pages, end. After a function has returned false, with the reason in
+// `error`, or after abandon(), the job is over and was not accepted.
 class Destination {
  public:
   Destination() = default;

@@ -141,7 +141,7 @@ class FilterDestination final : public Destination {
     if (!add_profile(filter.arguments, error)) {
       return false;
     }
-    // With a PPD file the filter also saves no debug images.
+    // With a PPD file the filter does not save debug images either.
     filter.environment["PPD"] = "/dev/fd/" + std::to_string(ppd);
     const auto ribbon = setup_.choices.find("K905Ribbon");
     if (ribbon != setup_.choices.end() && ribbon->second != "Auto") {
@@ -170,7 +170,7 @@ class FilterDestination final : public Destination {
     return true;
   }
 
-  // The filter would print without a profile that it does not find.
+  // The filter would ignore a profile that it cannot find, and print.
   bool add_profile(std::vector<std::string>& arguments, std::string& error) const {
     std::string name = setup_.choices.at(kProfileOption);
     if (name == ppd::profile_by_paper) {

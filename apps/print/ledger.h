@@ -40,7 +40,7 @@ struct Content {
 // The hash of a file whose bytes were not read.
 inline constexpr std::uint64_t kNotRead = 0;
 
-// A file of a watched folder that was ordered, refused or left.
+// A file of a watched folder that was ordered, refused or skipped (--new-only).
 struct KnownFile {
   FileStamp stamp;
   Content content;

@@ -134,7 +134,7 @@ bool SheetPrinter::settle_job(const std::vector<SheetEntry>& sheets) {
 
 void SheetPrinter::set_in_doubt(const std::vector<SheetEntry>& sheets) {
   const SheetEntry& first = sheets.front();
-  const std::string reason = "stopped while it was sent to " + first.target.device;
+  const std::string reason = "stopped while it was being sent to " + first.target.device;
   ledger_.set_outcome(first.ticket, Outcome::in_doubt, reason, first.printer);
   for (SheetEntry sheet : sheets) {
     reporter_.report_error(sheet.name + ": " + reason +

@@ -67,7 +67,7 @@ std::vector<ConnectedDevice> usb_devices(Scheduler& scheduler, const std::string
 void note_change(const std::string& from, const std::string& to, Findings& findings) {
   if (from != to) {
     findings.note("the device " + from + " is used as " + to +
-                  ": the backend k905 asks the printer and sends complete sheets only");
+                  ": the backend k905 checks the printer's status and sends complete sheets only");
   }
 }
 

@@ -84,7 +84,7 @@ std::string message_for(const PrinterReport& report) {
 
 void ask_unless_in_use(const PrinterAddress& address, const std::vector<Queue>& queues,
                        PrinterState& printer) {
-  // Between two jobs, or after the end of the print system, the current sheet is still sent.
+  // Between two jobs, or after the end of the print system, a sheet may still be being sent.
   const backend::SheetLock lock(address);
   if (lock.is_held_elsewhere()) {
     printer.state = State::held;

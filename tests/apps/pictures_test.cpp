@@ -99,8 +99,6 @@ TEST(SheetPicture, KeepsTheMirrorOnRequest) {
   EXPECT_THAT(sheet_picture(two_by_one(), Mirror::leave).bytes, ElementsAre(1, 3, 5, 2, 4, 6));
 }
 
-// --- rotation: the eight EXIF orientations
-
 Picture gray_picture(std::uint32_t width, std::uint32_t height,
                      const std::vector<std::uint8_t>& bytes) {
   Picture picture;
@@ -111,7 +109,7 @@ Picture gray_picture(std::uint32_t width, std::uint32_t height,
   return picture;
 }
 
-// --- sizes
+// --- sizes, depth and scaling
 
 // 5000 + 12 pixels wide with the gap; a row is 20000 high, with a caption of 20 and a gap of 12:
 // two rows have 201 million pixels, three would exceed the limit of 268 million.

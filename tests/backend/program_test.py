@@ -301,7 +301,7 @@ class Interruptions(Backend):
                 self.assertEqual(self.sim.numbers()[done:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 4)
 
-    def test_killing_the_process_group_in_a_sheet_leaves_it_complete(self):
+    def test_killing_the_started_process_in_a_sheet_leaves_it_complete(self):
         for byte in (1, 40, SHEET_BYTES // 2, SHEET_BYTES - 40):
             with self.subTest(byte=byte):
                 done = len(self.sim.numbers())

@@ -30,7 +30,7 @@ from simulated_printer import SimulatedPrinter, number_in_picture  # noqa: E402
 SIZE = {"width": 500, "height": 400}
 # A sheet of a paper, so that the loaded media is compared. They are large, so only some jobs have them.
 PAPER_SIZE = {"width": 1920, "height": 1088}
-MEDIA, OTHER_MEDIA = "5x7", "6x8"  # only the first takes it
+MEDIA, OTHER_MEDIA = "5x7", "6x8"  # only the first fits PAPER_SIZE
 PART_WITH_PAPER_SIZE = 0.25
 MOST_IN_A_JOB = 40
 NUMBERS = 251  # sheets are numbered from 0 over all jobs, modulo this

@@ -1,6 +1,7 @@
-// Preloaded into k905-print by a test (LD_PRELOAD): appends to the file K905_STEPS_FILE, for each
-// SQL statement that ends, the steps of SQLite's virtual machine and the statement. A step reads or
-// compares at most one row, so the numbers show the cost of a statement independent of timing.
+// Preloaded into k905-print by a test (LD_PRELOAD): appends to the file named by K905_STEPS_FILE,
+// for each SQL statement that ends, the steps of SQLite's virtual machine and the statement. A step
+// reads or compares at most one row, so the numbers show the cost of a statement independent of
+// timing.
 #include <dlfcn.h>
 #include <sqlite3.h>
 

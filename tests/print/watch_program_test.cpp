@@ -238,7 +238,7 @@ TEST_F(WatchProgram, SheetsThatAnotherFolderAppendedToTheFileAreKept) {
     EXPECT_TRUE(program.wait_for_output("b.png -> ")) << program.output();
   }
   RunningProgram program(kProgram, arguments(), environment());
-  EXPECT_TRUE(program.wait_for_output("a.png: stopped while it was sent to " + job()))
+  EXPECT_TRUE(program.wait_for_output("a.png: stopped while it was being sent to " + job()))
       << program.output();
   EXPECT_EQ(printed(), (std::vector<int>{10, 20}));
 }
