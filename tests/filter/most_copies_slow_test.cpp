@@ -68,7 +68,7 @@ void __wrap__Z28print_single_page_to_printerPKhS0_S0_ii(const std::uint8_t* /*pl
 }
 
 // Ends a job that would print too many.
-bool __wrap__Z13job_canceledv() { return copies_logged > kMostCopies; }
+bool __wrap__Z12job_canceledv() { return copies_logged > kMostCopies; }
 
 }  // extern "C"
 
