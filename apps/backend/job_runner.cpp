@@ -82,7 +82,7 @@ int JobRunner::run() {
     info("Continuing with " + sheet_name(record_.printed + 1));
   }
   report_sheets();
-  supplies_.report(session_.printer(), session_.seen());
+  show_first_state();
   return print_sheets();
 }
 
@@ -126,6 +126,14 @@ void JobRunner::publish_seen() {
     write_line("ATTR: ", "printer-alert='" + note + "'");
     published_ = std::move(note);
   }
+}
+
+// The filters may take long to make the first sheet. Obstacles to it are shown when it is there.
+void JobRunner::show_first_state() {
+  SheetCounters ignored;
+  (void)session_.find_obstacle("", ignored);
+  supplies_.report(session_.printer(), session_.seen());
+  publish_seen();
 }
 
 // Reports the sheets that came out, for the page log. If the scheduler was stopped in the middle of

@@ -71,6 +71,7 @@ class JobRunner {
   void show(const Obstacle& obstacle);
   void show_sent(int error);
   void publish_seen();
+  void show_first_state();
 
   JobOptions options_;
   SheetSource& source_;

@@ -187,6 +187,18 @@ class WholeJobs(Backend):
             "Printing sheet 2", "39 of 400 prints left", "STATE: +media-low-warning",
             "Printing sheet 3", "38 of 400 prints left"])
 
+    def test_the_state_of_the_printer_is_known_before_the_first_sheet_is_made(self):
+        self.sim.set(remaining=41)
+        reader, writer = os.pipe()
+        try:
+            self.runs.append(Run(self.uri, reader, self.cache))
+            self.wait_until(lambda: any(re.search("printer-alert='status_code=0;.*prints_left=41;.*life_counter=1234", line)
+                                        for line in self.runs[-1].log_lines()), "the state")
+        finally:
+            os.close(reader)
+            os.close(writer)
+        self.assertEqual(self.runs[-1].wait(), DONE, self.runs[-1].log_lines())
+
     def test_without_arguments_it_lists_devices_as_the_print_system_wants(self):
         listed = subprocess.run([BUILD / "k905"], capture_output=True, text=True, check=True).stdout
         line = re.compile(r'(direct k905:\S+|network k905) "[^"]*" "[^"]*" "[^"]*" "[^"]*"')
@@ -218,7 +230,7 @@ class Waiting(Backend):
     def test_nothing_is_sent_while_no_buffer_is_free(self):
         self.sim.set(free_buffers=0)
         run = self.start(numbered_sheets.job(1))
-        self.sim.wait_for_questions("FREE_PBUFFER", 3)
+        self.sim.wait_for_questions("FREE_PBUFFER", 4)
         self.assert_printed([])
         self.sim.set(free_buffers=1)
         self.assertEqual(run.wait(), DONE, run.log_lines())
@@ -266,7 +278,7 @@ class Waiting(Backend):
     def test_nothing_is_sent_while_a_sheet_of_another_computer_is_printed(self):
         self.sim.set(status=1)
         run = self.start(numbered_sheets.sheet(1))
-        self.sim.wait_for_questions("STATUS", 4)
+        self.sim.wait_for_questions("STATUS", 5)
         self.assert_printed([])
         self.sim.set(status=0)
         self.assertEqual(run.wait(), DONE, run.log_lines())
@@ -398,7 +410,7 @@ class Interruptions(Backend):
         self.sim.set(status=1)
         questions = self.sim.count("^question STATUS:")
         run = self.start(numbered_sheets.job(3))
-        self.sim.wait_for_questions("STATUS", questions + 3)
+        self.sim.wait_for_questions("STATUS", questions + 4)
         self.sim.set(serial="OTHER", status=0)
         self.sim.command("disconnect")
         self.assert_in_doubt(run)
@@ -411,7 +423,7 @@ class Interruptions(Backend):
         self.sim.set(status=1)
         questions = self.sim.count("^question STATUS:")
         waiting = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
-        self.sim.wait_for_questions("STATUS", questions + 3)
+        self.sim.wait_for_questions("STATUS", questions + 4)
         run = self.start_on(other, numbered_sheets.job(6))
         self.wait_until(lambda: any(f"STATE: +{keyword}" in run.log_lines() for keyword in (
             "connecting-to-device", "media-empty-error")), "the lock or the end of the paper")

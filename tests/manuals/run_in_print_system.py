@@ -42,7 +42,7 @@ def as_here(commands, cups, printer, device):
     commands = re.sub("^sudo lpadmin -p (\\w+) .*-m everywhere$", r"\g<0>" "\n"
                       r"until lpoptions -p \1 | grep -q 'IPP Everywhere'; do sleep 0.1; done", commands,
                       flags=re.MULTILINE)
-    # Refused while a job is printing; without a state (exit status 3) until its first sheet is sent.
+    # Refused while a job is printing; without a state (exit status 3) until its backend is connected.
     commands = re.sub(r"^(sudo k905-setup .*--share\b|k905-status photo\b)", lambda found: ALL_PRINTED + found[0], commands,
                       flags=re.MULTILINE)
     # The next sheet produces the log lines that the manual describes.
