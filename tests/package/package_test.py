@@ -293,6 +293,8 @@ class Contents(unittest.TestCase):
             checked = subprocess.run(["systemd-analyze", *command, copy], text=True, capture_output=True, check=False,
                                      env=environment())
             self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
+            # A line that systemd does not know is ignored, and protects nothing.
+            self.assertNotIn("gnoring", checked.stdout + checked.stderr)
         for line in ("NoNewPrivileges=yes", "ProtectSystem=strict", "PrivateDevices=yes", "DevicePolicy=closed",
                      "SystemCallFilter=@system-service"):
             self.assertIn(f"\n{line}\n", unit.read_text())

@@ -190,6 +190,8 @@ TEST(PrinterExchange, LateLineFeedIsTheNextReply) {
 TEST(PrinterExchange, EveryPieceHasTheFullTimeout) {
   const hooks::Guard guard;
   const Connection connection;
+  // One byte at a time, also if all arrive before the first is read.
+  hooks::read_script = {.descriptor = connection.near(), .steps = {{.at_most = 1}, {.at_most = 1}}};
   // Long enough that a time-out for the complete reply would be a shorter one for each later piece.
   std::thread printer([&] {
     for (const char* piece : {"a", "b", "c\r\n"}) {
