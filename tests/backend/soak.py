@@ -60,6 +60,14 @@ class Job:
 
 def draw_jobs(draw, sheets):
     """Jobs with their events, at most one per sheet."""
+    jobs = None
+    while jobs is None:
+        jobs = try_to_draw_jobs(draw, sheets)
+    return jobs
+
+
+def try_to_draw_jobs(draw, sheets):
+    """None if an event has no place: too many jobs are canceled early."""
     jobs, done = [], 0
     while done < sheets:
         has_paper_size = not jobs or draw.random() < PART_WITH_PAPER_SIZE
@@ -77,9 +85,10 @@ def draw_jobs(draw, sheets):
     # The event with the fewest places first.
     for event in sorted(drawn(EVENTS), key=lambda name: name != "other_media"):
         free = [(job, sheet) for job in jobs for sheet in job.places(event) if sheet not in job.events]
-        if free:
-            job, sheet = draw.choice(free)
-            job.events[sheet] = event
+        if not free:
+            return None
+        job, sheet = draw.choice(free)
+        job.events[sheet] = event
     return jobs
 
 
