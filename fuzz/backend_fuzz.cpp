@@ -69,8 +69,8 @@ class FuzzedPrinter {
     replies_.clear();
     dialogue_ = std::make_unique<Dialogue>(Dialogue::Handlers{
         [this](const std::string& group, const std::string& name) { answer(group, name); },
-        [this](Sheet&& sheet) { take(sheet); },
-        [this](const StreamError&) {
+        [this](k905::Sheet&& sheet) { take(sheet); },
+        [this](const k905::StreamError&) {
           expect(hanging_up_, "whole sheets and questions are sent");
         }});
     return 0;
@@ -225,7 +225,7 @@ class FuzzedPrinter {
                                      : "6x8";
   }
 
-  void take(const Sheet& sheet) {
+  void take(const k905::Sheet& sheet) {
     expect(!pending_, "a sheet is sent when the one before has come out");
     pending_ = true;
     pending_number_ = sheet.plane[0][0];
@@ -299,9 +299,9 @@ std::string stream_of(Input& input) {
   return stream;
 }
 
-std::vector<int> numbers_in(const ParsedStream& parsed) {
+std::vector<int> numbers_in(const k905::ParsedStream& parsed) {
   std::vector<int> numbers;
-  for (const Sheet& sheet : parsed.sheets) {
+  for (const k905::Sheet& sheet : parsed.sheets) {
     numbers.push_back(sheet.plane[0][0]);
   }
   return numbers;
@@ -501,8 +501,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   folder.clear();
   Input input(data, size);
   const std::string stream = stream_of(input);
-  const ParsedStream parsed =
-      parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
+  const k905::ParsedStream parsed = k905::parse_printer_stream(
+      reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
   const std::vector<int> valid = numbers_in(parsed);
 
   FuzzedPrinter fuzzed(input);

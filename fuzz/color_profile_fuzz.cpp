@@ -14,8 +14,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-Picture picture_with(const Bytes& profile, int channels, int bits) {
-  Picture picture;
+k905::Picture picture_with(const Bytes& profile, int channels, int bits) {
+  k905::Picture picture;
   picture.width = 5;
   picture.height = 3;
   picture.channels = channels;
@@ -32,9 +32,9 @@ void convert(const Bytes& profile) {
   for (const int channels : {1, 3, 4}) {
     for (const int bits : {8, 16}) {
       if (channels == 4 && bits == 16) continue;  // no reader gives these
-      const Picture original = picture_with(profile, channels, bits);
-      Picture first = original;
-      Picture second = original;
+      const k905::Picture original = picture_with(profile, channels, bits);
+      k905::Picture first = original;
+      k905::Picture second = original;
       std::string error;
       const bool converted = convert_to_srgb(first, error);
       expect(convert_to_srgb(second, error) == converted, "the same outcome");
@@ -51,10 +51,10 @@ void convert(const Bytes& profile) {
 
 void proof(const Bytes& profile) {
   const MemoryFile file(profile.data(), profile.size());
-  const ProofProfile printer(file.path());
+  const k905::ProofProfile printer(file.path());
   expect(printer.ok() == printer.error().empty(), "a profile, or a reason");
   if (!printer.ok()) return;
-  Picture sheet = picture_with({}, 3, 8);
+  k905::Picture sheet = picture_with({}, 3, 8);
   const std::size_t size = sheet.bytes.size();
   printer.show(sheet);
   expect(sheet.bytes.size() == size, "a sheet keeps its size");

@@ -293,7 +293,7 @@ std::size_t count_of(std::string_view text, std::string_view part) {
   return count;
 }
 
-bool is_size_of_a_sheet(const Sheet& sheet) {
+bool is_size_of_a_sheet(const k905::Sheet& sheet) {
   const auto is_canvas = [&sheet](const PaperConfig& paper) {
     const auto height = static_cast<std::uint32_t>(paper.canvas_height);
     return sheet.width == static_cast<std::uint32_t>(paper.canvas_width) &&
@@ -305,8 +305,8 @@ bool is_size_of_a_sheet(const Sheet& sheet) {
 
 // The number of sheets.
 std::size_t expect_complete_sheets(std::string_view output) {
-  const ParsedStream parsed =
-      parse_printer_stream(reinterpret_cast<const std::uint8_t*>(output.data()), output.size());
+  const k905::ParsedStream parsed = k905::parse_printer_stream(
+      reinterpret_cast<const std::uint8_t*>(output.data()), output.size());
   expect(!parsed.error, "the printer gets whole sheets only");
   expect(std::ranges::all_of(parsed.sheets, is_size_of_a_sheet), "a sheet has a paper's size");
   return parsed.sheets.size();

@@ -19,9 +19,9 @@ bool is_one_plain_line(const std::string& text) {
   return !text.empty() && text.find('\n') == std::string::npos;
 }
 
-void expect_consistent(const Picture& picture) {
+void expect_consistent(const k905::Picture& picture) {
   expect(picture.width > 0 && picture.height > 0, "an image has pixels");
-  expect(picture.height <= kMostPixels / picture.width, "not more pixels than are read");
+  expect(picture.height <= k905::kMostPixels / picture.width, "not more pixels than are read");
   expect(picture.channels == 1 || picture.channels == 3, "gray or RGB");
   expect(picture.bits == 8 || picture.bits == 16, "8 or 16 bits");
   expect(picture.bytes.size() == picture.row_bytes() * picture.height, "every row is there");
@@ -29,7 +29,7 @@ void expect_consistent(const Picture& picture) {
          "a profile has a header");
 }
 
-bool same(const Picture& a, const Picture& b) {
+bool same(const k905::Picture& a, const k905::Picture& b) {
   return a.width == b.width && a.height == b.height && a.channels == b.channels &&
          a.bits == b.bits && a.bytes == b.bytes && a.icc_profile == b.icc_profile;
 }
@@ -41,7 +41,7 @@ void prepare_for_a_sheet(const std::string& path) {
   place.page_height = 28;
   place.seen_width = 36;
   place.seen_height = 30;
-  const PixelSize size = picture_size(place);
+  const k905::PixelSize size = picture_size(place);
   for (const bool whole : {false, true}) {
     std::string error;
     const auto photo = k905::Photo::open(k905::open_photo_file(path, error), error);
@@ -51,18 +51,18 @@ void prepare_for_a_sheet(const std::string& path) {
       expect(is_one_plain_line(error), "a reason in one line");
       continue;
     }
-    const Picture& page = prepared->picture;
+    const k905::Picture& page = prepared->picture;
     expect(page.width == size.width && page.height == size.height && page.bits == 8,
            "a photo of the size that the sheet shows");
     expect_consistent(page);
   }
 }
 
-void expect_png_round_trip(const Picture& picture) {
+void expect_png_round_trip(const k905::Picture& picture) {
   const MemoryFile file("", 0);
   std::string error;
   expect(write_png(file.path(), picture, {}, error), "an image can be written");
-  const std::optional<Picture> back = k905::read_photo(file.path(), error);
+  const std::optional<k905::Picture> back = k905::read_photo(file.path(), error);
   expect(back && back->bytes == picture.bytes && back->channels == picture.channels &&
              back->bits == picture.bits,
          "a written image is read back");
@@ -83,9 +83,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const MemoryFile file(data, size);
   if (!is_small(file.path())) return 0;
   std::string error;
-  std::optional<Picture> picture = k905::read_photo(file.path(), error);
+  std::optional<k905::Picture> picture = k905::read_photo(file.path(), error);
   std::string second_error;
-  const std::optional<Picture> again = k905::read_photo(file.path(), second_error);
+  const std::optional<k905::Picture> again = k905::read_photo(file.path(), second_error);
   expect(picture.has_value() == again.has_value() && error == second_error, "the same outcome");
   prepare_for_a_sheet(file.path());
   if (!picture) {

@@ -50,7 +50,7 @@ std::string stream_of_recipe(Input& input) {
   return stream;
 }
 
-std::string written_out(const Sheet& sheet) {
+std::string written_out(const k905::Sheet& sheet) {
   return wire_sheet({sheet.width,
                      sheet.height,
                      {sheet.plane[0], sheet.plane[1], sheet.plane[2]},
@@ -58,10 +58,10 @@ std::string written_out(const Sheet& sheet) {
                      wire_digits(sheet.cutter)});
 }
 
-std::string text_of(const ParsedStream& parsed) {
+std::string text_of(const k905::ParsedStream& parsed) {
   std::string text;
   int number = 0;
-  for (const Sheet& sheet : parsed.sheets) text += dump_sheet(sheet, ++number);
+  for (const k905::Sheet& sheet : parsed.sheets) text += dump_sheet(sheet, ++number);
   return text + (parsed.error ? describe(*parsed.error) : "");
 }
 
@@ -69,10 +69,10 @@ const std::uint8_t* bytes_of(const std::string& stream) {
   return reinterpret_cast<const std::uint8_t*>(stream.data());
 }
 
-ParsedStream parsed_in_pieces(const std::string& stream, std::size_t piece) {
-  ParsedStream parsed;
-  PrinterStreamParser parser(
-      [&parsed](Sheet&& sheet) { parsed.sheets.push_back(std::move(sheet)); });
+k905::ParsedStream parsed_in_pieces(const std::string& stream, std::size_t piece) {
+  k905::ParsedStream parsed;
+  k905::PrinterStreamParser parser(
+      [&parsed](k905::Sheet&& sheet) { parsed.sheets.push_back(std::move(sheet)); });
   for (std::size_t at = 0; at < stream.size(); at += piece) {
     const std::size_t count = std::min(piece, stream.size() - at);
     const bool continues = parser.feed(bytes_of(stream) + at, count);
@@ -85,9 +85,9 @@ ParsedStream parsed_in_pieces(const std::string& stream, std::size_t piece) {
   return parsed;
 }
 
-void expect_sheets_are_the_stream(const ParsedStream& parsed, const std::string& stream) {
+void expect_sheets_are_the_stream(const k905::ParsedStream& parsed, const std::string& stream) {
   std::string written;
-  for (const Sheet& sheet : parsed.sheets) {
+  for (const k905::Sheet& sheet : parsed.sheets) {
     expect(sheet.offset == written.size(), "a sheet begins where the one before it ended");
     expect(!sheet.blocks.empty() && sheet.blocks.front().offset == sheet.offset, "first block");
     written += written_out(sheet);
@@ -109,7 +109,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool is_recipe = input.byte() == 'r';
   const std::size_t piece = 1 + input.below(2000);
   const std::string stream = is_recipe ? stream_of_recipe(input) : input.rest();
-  const ParsedStream parsed = parse_printer_stream(bytes_of(stream), stream.size());
+  const k905::ParsedStream parsed = k905::parse_printer_stream(bytes_of(stream), stream.size());
   expect_sheets_are_the_stream(parsed, stream);
   const std::string text = text_of(parsed);
   expect(std::ranges::all_of(text, [](char c) { return c == '\n' || (c >= ' ' && c <= '~'); }),

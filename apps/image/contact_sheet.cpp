@@ -5,6 +5,8 @@
 
 #include "apps/image/draw.h"
 
+namespace k905 {
+
 namespace {
 
 constexpr std::uint32_t kGap = 12;  // pixels around every image
@@ -57,3 +59,5 @@ Picture ContactSheet::picture() const {
   }
   return sheet;
 }
+
+}  // namespace k905

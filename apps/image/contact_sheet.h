@@ -7,6 +7,8 @@
 
 #include "apps/image/picture.h"
 
+namespace k905 {
+
 class ContactSheet {
  public:
   // Rows of `columns` images, each `width` pixels wide.
@@ -32,3 +34,5 @@ class ContactSheet {
   std::uint32_t tallest_ = 0;
   std::vector<Tile> tiles_;
 };
+
+}  // namespace k905

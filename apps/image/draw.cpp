@@ -10,6 +10,8 @@
 #include "apps/image/photo.h"
 #include "apps/image/vips_image.h"
 
+namespace k905 {
+
 namespace {
 
 struct Unref {
@@ -24,8 +26,8 @@ struct Free {
 }  // namespace
 
 void paste(Picture& picture, const Picture& tile, std::uint32_t x, std::uint32_t y) {
-  const Image onto(k905::vips_image_over(picture));
-  const Image sub(k905::vips_image_over(tile));
+  const Image onto(vips_image_over(picture));
+  const Image sub(vips_image_over(tile));
   if (!onto || !sub ||
       vips_draw_image(onto.get(), sub.get(), static_cast<int>(x), static_cast<int>(y), nullptr) !=
           0) {
@@ -36,8 +38,7 @@ void paste(Picture& picture, const Picture& tile, std::uint32_t x, std::uint32_t
 namespace {
 
 // The letters as a mask of one channel; null without a font or memory, and for an empty text.
-void make_text(k905::Chain& mask, const std::string& text, std::uint32_t font_size,
-               double density) {
+void make_text(Chain& mask, const std::string& text, std::uint32_t font_size, double density) {
   if (text.find_first_not_of(' ') == std::string::npos) {
     return;
   }
@@ -71,13 +72,13 @@ bool draw_mask(VipsImage* onto, VipsImage* mask, double ink, int x, int y) {
 }  // namespace
 
 PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& place) {
-  k905::Chain mask(nullptr);
+  Chain mask(nullptr);
   make_text(mask, text, place.font_size, place.density);
   mask.then([&](VipsImage* in, VipsImage** out) {
     return vips_crop(in, out, 0, 0, std::min(in->Xsize, static_cast<int>(place.most_width)),
                      in->Ysize, nullptr);
   });
-  const Image onto(k905::vips_image_over(picture));
+  const Image onto(vips_image_over(picture));
   if (mask.get() == nullptr || onto == nullptr ||
       !draw_mask(onto.get(), mask.get(), 0, static_cast<int>(place.x), static_cast<int>(place.y))) {
     return {};
@@ -88,12 +89,12 @@ PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& 
 
 bool draw_caption(Picture& picture, const std::string& text, const PixelArea& area,
                   std::uint32_t font_size, double density) {
-  k905::Chain mask(nullptr);
+  Chain mask(nullptr);
   make_text(mask, text, font_size, density);
   mask.then([&](VipsImage* in, VipsImage** out) {
     return vips_resize(in, out, std::min(1.0, 0.9 * area.width / in->Xsize), nullptr);
   });
-  const Image onto(k905::vips_image_over(picture));
+  const Image onto(vips_image_over(picture));
   if (mask.get() == nullptr || onto == nullptr) {
     return false;
   }
@@ -112,17 +113,17 @@ bool draw_caption(Picture& picture, const std::string& text, const PixelArea& ar
 }
 
 std::optional<Overlay> read_overlay(const std::string& path, PixelSize size, std::string& error) {
-  const k905::Descriptor file = k905::open_photo_file(path, error);
+  const Descriptor file = open_photo_file(path, error);
   if (!file) {
     return std::nullopt;
   }
-  if (!k905::start_vips()) {
+  if (!start_vips()) {
     error = "libvips cannot be started";
     return std::nullopt;
   }
   vips_error_clear();
   const std::unique_ptr<VipsSource, Unref> source(vips_source_new_from_descriptor(file.get()));
-  k905::Chain chain(nullptr);
+  Chain chain(nullptr);
   chain.start([&](VipsImage** out) {
     return source == nullptr
                ? -1
@@ -137,12 +138,12 @@ std::optional<Overlay> read_overlay(const std::string& path, PixelSize size, std
   });
   // Premultiplied, so that the colors of transparent pixels do not spread over the edges.
   chain.then([](VipsImage* in, VipsImage** out) { return vips_premultiply(in, out, nullptr); });
-  k905::add_scaling(chain, size);
+  add_scaling(chain, size);
   chain.then([](VipsImage* in, VipsImage** out) { return vips_unpremultiply(in, out, nullptr); });
   chain.then(rounded);
   Picture pixels;
-  if (chain.get() == nullptr || !k905::render(chain.get(), pixels)) {
-    error = k905::vips_reason();
+  if (chain.get() == nullptr || !render(chain.get(), pixels)) {
+    error = vips_reason();
     return std::nullopt;
   }
   return Overlay{pixels.width, pixels.height, std::move(pixels.bytes)};
@@ -152,11 +153,11 @@ void draw_overlay(Picture& picture, const Overlay& overlay) {
   const auto in_srgb = [](VipsImage* in, VipsImage** out) {
     return vips_copy(in, out, "interpretation", VIPS_INTERPRETATION_sRGB, nullptr);
   };
-  k905::Chain above(vips_image_new_from_memory(
-      overlay.bytes.data(), overlay.bytes.size(), static_cast<int>(overlay.width),
-      static_cast<int>(overlay.height), 4, VIPS_FORMAT_UCHAR));
+  Chain above(vips_image_new_from_memory(overlay.bytes.data(), overlay.bytes.size(),
+                                         static_cast<int>(overlay.width),
+                                         static_cast<int>(overlay.height), 4, VIPS_FORMAT_UCHAR));
   above.then(in_srgb);
-  k905::Chain chain(k905::vips_image_over(picture));
+  Chain chain(vips_image_over(picture));
   chain.then(in_srgb);
   chain.then([](VipsImage* in, VipsImage** out) {  // with bytes the result would be truncated
     return vips_cast(in, out, VIPS_FORMAT_FLOAT, nullptr);
@@ -171,8 +172,10 @@ void draw_overlay(Picture& picture, const Overlay& overlay) {
   });
   chain.then(rounded);
   Picture result;
-  if (chain.get() == nullptr || !k905::render(chain.get(), result)) {
+  if (chain.get() == nullptr || !render(chain.get(), result)) {
     throw std::bad_alloc();
   }
   picture = std::move(result);
 }
+
+}  // namespace k905

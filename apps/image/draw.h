@@ -7,6 +7,8 @@
 
 #include "apps/image/picture.h"
 
+namespace k905 {
+
 // Copies `tile` to x, y (its top left); both have the same channels and bits.
 void paste(Picture& picture, const Picture& tile, std::uint32_t x, std::uint32_t y);
 
@@ -42,3 +44,5 @@ struct Overlay {
 
 // Draws the overlay over an 8-bit RGB picture. Throws std::bad_alloc without memory.
 void draw_overlay(Picture& picture, const Overlay& overlay);
+
+}  // namespace k905

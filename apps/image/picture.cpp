@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+namespace k905 {
+
 std::uint16_t Picture::sample(std::uint32_t x, std::uint32_t y, int channel) const {
   const std::size_t index =
       (static_cast<std::size_t>(y) * width + x) * static_cast<std::size_t>(channels) +
@@ -48,3 +50,5 @@ void inks_to_colors(Picture& picture) {
   picture.channels = 3;
   picture.bytes.resize(3 * pixels);
 }
+
+}  // namespace k905

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace k905 {
+
 struct PixelSize {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
@@ -52,3 +54,5 @@ inline constexpr std::uint64_t kLongestSide = 1ULL << 20;
 // Converts an 8-bit CMYK image to red, green and blue without a profile: ink transmits what it does
 // not absorb.
 void inks_to_colors(Picture& picture);
+
+}  // namespace k905

@@ -10,6 +10,8 @@
 
 #include "apps/base/profiles.h"
 
+namespace k905 {
+
 namespace {
 
 struct ProfileCloser {
@@ -100,7 +102,7 @@ bool convert_to_srgb(Picture& picture, std::string& error) {
 }
 
 ProofProfile::ProofProfile(const std::string& path_or_name) {
-  const std::string file = k905::find_profile_file(path_or_name);
+  const std::string file = find_profile_file(path_or_name);
   if (file.empty()) {
     error_ = "is not found";
     return;
@@ -144,3 +146,5 @@ void ProofProfile::show(Picture& sheet) const {
     cmsDoTransform(transform_, row.data(), pixels, sheet.width);
   }
 }
+
+}  // namespace k905

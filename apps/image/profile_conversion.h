@@ -7,6 +7,8 @@
 
 #include "apps/image/picture.h"
 
+namespace k905 {
+
 // Converts an image with a profile to sRGB, red, green and blue with the same number of bits, and
 // removes the profile. An image without a profile is not changed. False, with the reason in `error`
 // and the image unchanged, if Little CMS cannot use the profile.
@@ -36,3 +38,5 @@ class ProofProfile {
   int channels_ = 3;
   std::string error_;
 };
+
+}  // namespace k905

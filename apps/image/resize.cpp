@@ -6,6 +6,8 @@
 
 #include "apps/image/vips_image.h"
 
+namespace k905 {
+
 namespace {
 
 std::uint32_t bounded(double length, std::uint32_t most) {
@@ -17,9 +19,9 @@ bool has_size(const Picture& picture, PixelSize size) {
 }
 
 // An operation in memory fails only for lack of memory.
-Picture rendered(const k905::Chain& chain) {
+Picture rendered(const Chain& chain) {
   Picture result;
-  if (chain.get() == nullptr || !k905::render(chain.get(), result)) {
+  if (chain.get() == nullptr || !render(chain.get(), result)) {
     throw std::bad_alloc();
   }
   return result;
@@ -36,7 +38,7 @@ PixelSize largest_part(PixelSize whole, double shape) {
 }
 
 Picture cropped(const Picture& picture, std::uint32_t x, std::uint32_t y, PixelSize size) {
-  k905::Chain chain(k905::vips_image_over(picture));
+  Chain chain(vips_image_over(picture));
   chain.then([&](VipsImage* in, VipsImage** out) {
     return vips_extract_area(in, out, static_cast<int>(x), static_cast<int>(y),
                              static_cast<int>(size.width), static_cast<int>(size.height), nullptr);
@@ -48,8 +50,8 @@ Picture scaled(const Picture& picture, PixelSize size) {
   if (has_size(picture, size)) {
     return picture;
   }
-  k905::Chain chain(k905::vips_image_over(picture));
-  k905::add_scaling(chain, size);
+  Chain chain(vips_image_over(picture));
+  add_scaling(chain, size);
   return rendered(chain);
 }
 
@@ -57,7 +59,7 @@ Picture on_white(Picture picture, PixelSize size) {
   if (has_size(picture, size)) {
     return picture;
   }
-  k905::Chain chain(k905::vips_image_over(picture));
+  Chain chain(vips_image_over(picture));
   chain.then([&](VipsImage* in, VipsImage** out) {
     return vips_embed(in, out, static_cast<int>((size.width - picture.width) / 2),
                       static_cast<int>((size.height - picture.height) / 2),
@@ -82,3 +84,5 @@ Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density) 
   }
   return scaled(picture, size);
 }
+
+}  // namespace k905

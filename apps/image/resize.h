@@ -3,6 +3,8 @@
 
 #include "apps/image/picture.h"
 
+namespace k905 {
+
 // The largest part of `whole` with a width of `shape` times its height; at least one pixel.
 [[nodiscard]] PixelSize largest_part(PixelSize whole, double shape);
 
@@ -25,3 +27,5 @@ enum class Fit {
 // Scales the image to `size` pixels. `density` is the number of pixels per inch from top to bottom,
 // divided by that from left to right (1 for square pixels).
 [[nodiscard]] Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density = 1.0);
+
+}  // namespace k905

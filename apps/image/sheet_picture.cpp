@@ -8,6 +8,8 @@
 #include "apps/image/resize.h"
 #include "paper/physical_size.h"
 
+namespace k905 {
+
 namespace {
 
 constexpr std::uint32_t kGap = 24;  // rows between two pages of a sheet
@@ -88,3 +90,5 @@ ShownSheet shown_sheet(const Sheet& sheet, SheetView view) {
   }
   return {std::move(shown), {kDotsPerInchDown, kDotsPerInchDown}};
 }
+
+}  // namespace k905

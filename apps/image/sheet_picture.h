@@ -5,6 +5,8 @@
 #include "apps/image/write_png.h"
 #include "apps/wire/printer_stream.h"
 
+namespace k905 {
+
 enum class Mirror { undo, leave };
 
 // All pixels of the three planes as red, green and blue. The filter mirrors the image left to
@@ -25,3 +27,5 @@ struct ShownSheet {
 // The size of the sheet and its cut identify the paper. Two pages that share a sheet are shown one
 // below the other with a gray gap. A sheet of another size is shown completely.
 [[nodiscard]] ShownSheet shown_sheet(const Sheet& sheet, SheetView view);
+
+}  // namespace k905

@@ -16,6 +16,8 @@
 #include "apps/base/write_whole.h"
 #include "apps/image/vips_image.h"
 
+namespace k905 {
+
 namespace {
 
 // Higher levels take longer and hardly reduce the size of photos; for small images the time does
@@ -105,7 +107,7 @@ bool write_to_path(const std::string& path, std::string_view bytes, std::string&
 
 bool write_png(const std::string& path, const Picture& picture, PixelDensity density,
                std::string& error) {
-  k905::Chain chain(k905::vips_image_over(picture));
+  Chain chain(vips_image_over(picture));
   chain.then([&](VipsImage* in, VipsImage** out) {
     return vips_copy(in, out, "interpretation", interpretation_of(picture), "xres",
                      per_millimeter(density.horizontal_dpi), "yres",
@@ -115,7 +117,7 @@ bool write_png(const std::string& path, const Picture& picture, PixelDensity den
   std::size_t size = 0;
   if (chain.get() == nullptr || vips_pngsave_buffer(chain.get(), &bytes, &size, "compression",
                                                     compression_for(picture), nullptr) != 0) {
-    error = k905::vips_reason();
+    error = vips_reason();
     return false;
   }
   correct_vertical_density({static_cast<char*>(bytes), size}, per_millimeter(density.vertical_dpi));
@@ -123,3 +125,5 @@ bool write_png(const std::string& path, const Picture& picture, PixelDensity den
   g_free(bytes);
   return written;
 }
+
+}  // namespace k905

@@ -5,6 +5,8 @@
 
 #include "apps/image/picture.h"
 
+namespace k905 {
+
 // Pixels per inch of paper; 0 if unknown, then the file has the default of libvips, 1 per
 // millimeter.
 struct PixelDensity {
@@ -16,3 +18,5 @@ struct PixelDensity {
 // `error`; an incomplete file is removed.
 [[nodiscard]] bool write_png(const std::string& path, const Picture& picture, PixelDensity density,
                              std::string& error);
+
+}  // namespace k905

@@ -4,9 +4,9 @@
 #include "apps/image/picture.h"
 #include "apps/layout/sheet_place.h"
 
-Picture page_for(const Picture& picture, const SheetPlace& place) {
+k905::Picture page_for(const k905::Picture& picture, const SheetPlace& place) {
   const PageMap map = page_map(place);
-  Picture page;
+  k905::Picture page;
   page.width = place.page_width;
   page.height = place.page_height;
   page.channels = picture.channels;

@@ -36,7 +36,7 @@ bool suits_rotated(const Photo& photo, const SheetPlace& place) {
          (width < height && place.seen_width > sheet_height);
 }
 
-void make_8_bit(Picture& picture) {
+void make_8_bit(k905::Picture& picture) {
   if (picture.bits == 8) {
     return;
   }
@@ -51,13 +51,13 @@ void make_8_bit(Picture& picture) {
 
 // The area of the stored photo that is read, and its size before it is rotated upright.
 struct Cut {
-  PixelArea area;
-  PixelSize size;
+  k905::PixelArea area;
+  k905::PixelSize size;
 };
 
 Cut cut_for(const Photo& photo, const SheetPlace& place, bool whole, int orientation) {
-  const PixelSize pixels = picture_size(place);
-  PixelSize size = pixels;
+  const k905::PixelSize pixels = picture_size(place);
+  k905::PixelSize size = pixels;
   // Width over height, of the visible sheet and of one of its pixels.
   double shape = place.seen_width / (place.seen_height / place.density());
   double pixel_shape = shape * size.height / size.width;
@@ -68,9 +68,9 @@ Cut cut_for(const Photo& photo, const SheetPlace& place, bool whole, int orienta
   }
   if (whole) {
     const double own = static_cast<double>(photo.width()) / photo.height();
-    return {{0, 0, photo.width(), photo.height()}, largest_part(size, own / pixel_shape)};
+    return {{0, 0, photo.width(), photo.height()}, k905::largest_part(size, own / pixel_shape)};
   }
-  const PixelSize part = largest_part({photo.width(), photo.height()}, shape);
+  const k905::PixelSize part = k905::largest_part({photo.width(), photo.height()}, shape);
   return {{(photo.width() - part.width) / 2, (photo.height() - part.height) / 2, part.width,
            part.height},
           size};
@@ -85,7 +85,7 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
     orientation = rotated_left(orientation);
   }
   const Cut cut = cut_for(photo, place, options.whole, orientation);
-  std::optional<Picture> picture =
+  std::optional<k905::Picture> picture =
       photo.pixels(cut.area, cut.size.width, cut.size.height, orientation, error);
   if (!picture) {
     return std::nullopt;

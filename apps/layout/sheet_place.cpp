@@ -114,7 +114,7 @@ SheetPlace sheet_place(const Choices& choices) {
   return place;
 }
 
-PixelSize picture_size(const SheetPlace& place) {
+k905::PixelSize picture_size(const SheetPlace& place) {
   return {std::min(place.page_width, place.seen_width),
           std::min(place.page_height, place.seen_height)};
 }

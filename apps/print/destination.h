@@ -40,7 +40,7 @@ class Destination {
     KnownPrinter printer;            // if the destination asks it
   };
   [[nodiscard]] virtual bool begin(const JobName& name, Begun& begun, std::string& error) = 0;
-  [[nodiscard]] virtual bool page(const Picture& page, std::string& error) = 0;
+  [[nodiscard]] virtual bool page(const k905::Picture& page, std::string& error) = 0;
   // Returns true if the destination has all pages; otherwise end() completes the job.
   [[nodiscard]] virtual bool complete(std::string& /*error*/) { return true; }
   // True if the complete job was accepted. `word` is then a short text about its place.

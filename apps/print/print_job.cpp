@@ -22,7 +22,7 @@ volatile sig_atomic_t stop_flag = 0;
 
 void note_stop(int) { stop_flag = 1; }
 
-bool send(Destination& destination, const Picture& page, int copies, std::string& error) {
+bool send(Destination& destination, const k905::Picture& page, int copies, std::string& error) {
   for (int copy = 0; copy < copies; ++copy) {
     if (!destination.page(page, error)) {
       return false;
@@ -53,8 +53,8 @@ std::string filled(std::string caption, const std::string& file) {
   return one_line_of_text(caption, longest);
 }
 
-std::optional<Picture> read_for(const SheetPlace& place, const Preparation& preparation,
-                                Source& source, const ErrorReport& report_error) {
+std::optional<k905::Picture> read_for(const SheetPlace& place, const Preparation& preparation,
+                                      Source& source, const ErrorReport& report_error) {
   std::optional<Prepared> prepared =
       k905::page_in_child(source.path, place, preparation, source.error);
   if (!prepared) {
@@ -69,7 +69,7 @@ std::optional<Picture> read_for(const SheetPlace& place, const Preparation& prep
 // A cell of the sheet with its photo, and the index of the photo in the sources.
 struct FilledCell {
   k905::Cell cell;
-  std::optional<Picture> photo = {};
+  std::optional<k905::Picture> photo = {};
   std::size_t source = 0;
 };
 
@@ -111,7 +111,7 @@ std::vector<FilledCell> read_cells(const JobSetup& setup, const SheetPlace& plac
 
 // In letters of 4 mm.
 void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Source> sources,
-                  const std::vector<FilledCell>& cells, Picture& sheet,
+                  const std::vector<FilledCell>& cells, k905::Picture& sheet,
                   const ErrorReport& report_error) {
   const double across = static_cast<double>(sheet.width) / place.seen_width;
   const double down = static_cast<double>(sheet.height) / place.seen_height;
@@ -125,8 +125,8 @@ void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Sour
 }
 
 // Null if nothing can be read; the sources have the reasons.
-std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sources,
-                                  const ErrorReport& report_error) {
+std::optional<k905::Picture> read_sheet(const JobSetup& setup, std::span<Source> sources,
+                                        const ErrorReport& report_error) {
   const SheetPlace place = sheet_place(setup.destination->choices());
   if (setup.test_page) {
     return page_for(k905::test_page(place), place);
@@ -135,11 +135,11 @@ std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sourc
   if (cells.empty()) {
     return std::nullopt;
   }
-  Picture sheet;
+  k905::Picture sheet;
   if (cells.size() == 1) {
     sheet = k905::sheet_with(std::move(*cells.front().photo), cells.front().cell, place);
   } else {
-    sheet = blank_picture(picture_size(place).width, picture_size(place).height);
+    sheet = k905::blank_picture(picture_size(place).width, picture_size(place).height);
     for (const FilledCell& cell : cells) {
       paste(sheet, eight_bit_colors(*cell.photo), cell.cell.left, cell.cell.top);
     }
@@ -171,11 +171,11 @@ std::size_t photos_per_page(const JobSetup& setup) {
   return k905::cells_of(setup.layout, sheet_place(setup.destination->choices())).size();
 }
 
-std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
-                                 const std::string& name, const ErrorReport& report_error,
-                                 std::string& error) {
+std::optional<k905::Picture> read_page(const JobSetup& setup, const std::string& path,
+                                       const std::string& name, const ErrorReport& report_error,
+                                       std::string& error) {
   Source source{.path = path, .name = name};
-  std::optional<Picture> page = read_sheet(setup, {&source, 1}, report_error);
+  std::optional<k905::Picture> page = read_sheet(setup, {&source, 1}, report_error);
   error = source.error;
   return page;
 }
@@ -202,7 +202,7 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
     for (std::size_t k = i; k < std::min(i + at_once, files.size()); ++k) {
       sources.push_back({.path = files[k], .name = files[k]});
     }
-    const std::optional<Picture> page = read_sheet(setup, sources, report_error);
+    const std::optional<k905::Picture> page = read_sheet(setup, sources, report_error);
     for (std::size_t k = 0; k < sources.size(); ++k) {
       k905::PhotoReport& photo = photos[i + k];
       photo.reason = sources[k].error;

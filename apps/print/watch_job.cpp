@@ -364,7 +364,7 @@ class FolderPrinter {
       return done(name, now);
     }
     std::string error;
-    std::optional<Picture> page =
+    std::optional<k905::Picture> page =
         read_page(setup_.job, photo.copy(), path_of(name), reporter_.report_error, error);
     if (!page) {
       return error == k905::kNotEnoughMemory ? later(name, error)

@@ -8,6 +8,8 @@
 
 #include "apps/base/fnv1a.h"
 
+namespace k905 {
+
 namespace {
 
 constexpr std::uint64_t kHeaderSize = 1088;
@@ -433,3 +435,5 @@ ParsedStream parse_printer_stream(const std::uint8_t* bytes, std::size_t count) 
 std::uint64_t plane_checksum(const std::vector<std::uint8_t>& plane) {
   return fnv1a({reinterpret_cast<const char*>(plane.data()), plane.size()});
 }
+
+}  // namespace k905

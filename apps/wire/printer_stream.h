@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+namespace k905 {
+
 // One command as it is in the stream.
 struct StreamBlock {
   std::uint64_t offset = 0;  // of its first byte
@@ -80,3 +82,5 @@ struct ParsedStream {
 
 // 64-bit FNV-1a of a plane's bytes: the checksum of k905-preview and of golden dumps.
 [[nodiscard]] std::uint64_t plane_checksum(const std::vector<std::uint8_t>& plane);
+
+}  // namespace k905

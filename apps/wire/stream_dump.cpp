@@ -4,6 +4,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+namespace k905 {
+
 namespace {
 
 constexpr std::uint64_t kBmpHeaderBytes = 1088;
@@ -55,3 +57,5 @@ std::string describe(const StreamError& error) {
   return "offset " + std::to_string(error.offset) + ": expected " + error.expected + ", found " +
          error.found;
 }
+
+}  // namespace k905

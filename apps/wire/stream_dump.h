@@ -5,6 +5,8 @@
 
 #include "apps/wire/printer_stream.h"
 
+namespace k905 {
+
 // One line per block of the sheet: offset, group, name, length or parameter. An image is
 // followed by its BMP fields and the checksum of its pixels. `number` is the number of the sheet in
 // the stream, from 1.
@@ -12,3 +14,5 @@
 
 // "offset 24: expected ..., found ..."
 [[nodiscard]] std::string describe(const StreamError& error);
+
+}  // namespace k905

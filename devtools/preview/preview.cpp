@@ -34,7 +34,8 @@ std::string picture_name(const std::string& output, int number) {
   return number == 1 ? output : output.substr(0, output.size() - ending) + numbered;
 }
 
-Picture reduced(const Picture& picture, std::uint32_t width, PixelDensity density) {
+k905::Picture reduced(const k905::Picture& picture, std::uint32_t width,
+                      k905::PixelDensity density) {
   constexpr double tallest = 20000;
   const double pixel_shape =
       density.vertical_dpi == 0
@@ -129,7 +130,7 @@ class Preview {
 
   bool read_stream(int descriptor, const std::string& name) {
     bool shown = true;
-    PrinterStreamParser parser([&](Sheet&& sheet) { shown = shown && show(sheet); });
+    k905::PrinterStreamParser parser([&](k905::Sheet&& sheet) { shown = shown && show(sheet); });
     std::vector<std::uint8_t> bytes(1 << 18);
     bool continues = true;
     while (continues && shown) {
@@ -151,7 +152,7 @@ class Preview {
     return shown;
   }
 
-  bool show(const Sheet& sheet) {
+  bool show(const k905::Sheet& sheet) {
     ++sheets_;
     ++sheets_of_file_;
     const std::string file = picture_name(options_.output, sheets_);
@@ -169,10 +170,10 @@ class Preview {
     return true;
   }
 
-  bool show_picture(const Sheet& sheet, const std::string& file) {
-    auto [picture, density] = shown_sheet(sheet, options_.raw      ? SheetView::wire
-                                                 : options_.canvas ? SheetView::canvas
-                                                                   : SheetView::paper);
+  bool show_picture(const k905::Sheet& sheet, const std::string& file) {
+    auto [picture, density] = shown_sheet(sheet, options_.raw      ? k905::SheetView::wire
+                                                 : options_.canvas ? k905::SheetView::canvas
+                                                                   : k905::SheetView::paper);
     if (proof_) {
       proof_->show(picture);
     }
@@ -196,7 +197,8 @@ class Preview {
     return add_to_contact(caption_.value_or(name), *picture, {1, 1});
   }
 
-  bool add_to_contact(const std::string& caption, const Picture& picture, PixelDensity density) {
+  bool add_to_contact(const std::string& caption, const k905::Picture& picture,
+                      k905::PixelDensity density) {
     return contact_.add(caption, eight_bit_colors(reduced(picture, width_, density))) ||
            fail("too many or too large for one image; --width makes them smaller");
   }
@@ -209,17 +211,17 @@ class Preview {
     return sheets_of_file_ == 1 ? *caption_ : *caption_ + " " + std::to_string(sheets_of_file_);
   }
 
-  bool write(const std::string& file, const Picture& picture, PixelDensity density) {
+  bool write(const std::string& file, const k905::Picture& picture, k905::PixelDensity density) {
     std::string error;
     return write_png(file, picture, density, error) || fail(file + ": " + error);
   }
 
-  void print_line(const Sheet& sheet, const std::string& file) const {
+  void print_line(const k905::Sheet& sheet, const std::string& file) const {
     std::printf("sheet %d: %u x %u, %s, cutter %u, Y %016" PRIx64 ", M %016" PRIx64
                 ", C %016" PRIx64,
                 sheets_, sheet.width, sheet.height, sheet.matte ? "matte" : "glossy", sheet.cutter,
-                plane_checksum(sheet.plane[2]), plane_checksum(sheet.plane[1]),
-                plane_checksum(sheet.plane[0]));
+                k905::plane_checksum(sheet.plane[2]), k905::plane_checksum(sheet.plane[1]),
+                k905::plane_checksum(sheet.plane[0]));
     const bool has_own_image = !options_.check && options_.contact.empty();
     std::printf(has_own_image ? " -> %s\n" : "\n", file.c_str());
   }
@@ -228,8 +230,8 @@ class Preview {
   const PreviewOptions& options_;
   Progress progress_;
   std::uint32_t width_;  // of an image; 0: every pixel of the sheet
-  ContactSheet contact_;
-  std::optional<ProofProfile> proof_;
+  k905::ContactSheet contact_;
+  std::optional<k905::ProofProfile> proof_;
   std::optional<std::string> caption_;  // of the file that is being read
   int sheets_ = 0;
   int sheets_of_file_ = 0;

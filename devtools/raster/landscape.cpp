@@ -129,7 +129,8 @@ Color scene_at(double aspect, double u, double v) {
 
 class Painting {
  public:
-  Painting(std::uint32_t width, std::uint32_t height) : picture_(blank_picture(width, height)) {}
+  Painting(std::uint32_t width, std::uint32_t height)
+      : picture_(k905::blank_picture(width, height)) {}
 
   void paint_scene() {
     const double aspect = static_cast<double>(picture_.width) / picture_.height;
@@ -186,7 +187,7 @@ class Painting {
     }
   }
 
-  Picture take() { return std::move(picture_); }
+  k905::Picture take() { return std::move(picture_); }
 
  private:
   void set(std::uint32_t x, std::uint32_t y, const Color& color) {
@@ -205,12 +206,12 @@ class Painting {
     }
   }
 
-  Picture picture_;
+  k905::Picture picture_;
 };
 
 }  // namespace
 
-Picture draw_landscape(std::uint32_t width, std::uint32_t height) {
+k905::Picture draw_landscape(std::uint32_t width, std::uint32_t height) {
   Painting painting(width, height);
   painting.paint_scene();
   painting.paint_patches();

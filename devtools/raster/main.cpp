@@ -188,40 +188,44 @@ std::optional<std::string> make_plan(const Options& options, PagePlan& plan) {
   return std::nullopt;
 }
 
-PixelSize wanted_pixels(const PagePlan& plan) {
-  return plan.size == PageSize::page ? page_pixels(plan) : PixelSize{plan.width, plan.height};
+k905::PixelSize wanted_pixels(const PagePlan& plan) {
+  return plan.size == PageSize::page ? page_pixels(plan) : k905::PixelSize{plan.width, plan.height};
 }
 
 // "test:NAME" in the size of the page, "test:NAME:WxH" in the given size.
-std::optional<Picture> draw_named(const std::string& text, const PagePlan& plan,
-                                  std::string& error) {
+std::optional<k905::Picture> draw_named(const std::string& text, const PagePlan& plan,
+                                        std::string& error) {
   const std::string name = text.substr(0, text.find(':'));
-  PixelSize size = plan.size == PageSize::picture ? PixelSize{1800, 1200} : wanted_pixels(plan);
+  k905::PixelSize size =
+      plan.size == PageSize::picture ? k905::PixelSize{1800, 1200} : wanted_pixels(plan);
   if (name.size() < text.size() &&
       !parse_size(text.substr(name.size() + 1), size.width, size.height)) {
     error = "the size of a test image is written WxH";
     return std::nullopt;
   }
-  std::optional<Picture> picture = draw_test_picture(name, size.width, size.height);
+  std::optional<k905::Picture> picture = draw_test_picture(name, size.width, size.height);
   if (!picture) {
     error = "no such test image (see --list)";
   }
   return picture;
 }
 
-std::optional<Picture> obtain(const std::string& name, const PagePlan& plan, std::string& error) {
+std::optional<k905::Picture> obtain(const std::string& name, const PagePlan& plan,
+                                    std::string& error) {
   if (name.rfind(kTestPrefix, 0) == 0) {
     return draw_named(name.substr(std::strlen(kTestPrefix)), plan, error);
   }
   return k905::read_photo(name, error);
 }
 
-Fit fit_of(const std::string& name) {
-  return name == "whole" ? Fit::whole : name == "stretch" ? Fit::stretch : Fit::fill;
+k905::Fit fit_of(const std::string& name) {
+  return name == "whole"     ? k905::Fit::whole
+         : name == "stretch" ? k905::Fit::stretch
+                             : k905::Fit::fill;
 }
 
 // The image in the pixels of the page.
-Picture page_of(const Picture& picture, const PagePlan& plan, Fit fit) {
+k905::Picture page_of(const k905::Picture& picture, const PagePlan& plan, k905::Fit fit) {
   if (plan.size == PageSize::picture) {
     return picture;
   }
@@ -232,14 +236,14 @@ Picture page_of(const Picture& picture, const PagePlan& plan, Fit fit) {
 
 bool write_page(const std::string& name, const PagePlan& plan, const Options& options,
                 RasterWriter& writer, bool first, std::string& error) {
-  const std::optional<Picture> picture = obtain(name, plan, error);
+  const std::optional<k905::Picture> picture = obtain(name, plan, error);
   if (!picture) {
     error = name + ": " + error;
     return false;
   }
-  const Picture page = page_of(*picture, plan, fit_of(options.fit));
-  const PixelDensity density{static_cast<int>(plan.horizontal_dpi),
-                             static_cast<int>(plan.vertical_dpi)};
+  const k905::Picture page = page_of(*picture, plan, fit_of(options.fit));
+  const k905::PixelDensity density{static_cast<int>(plan.horizontal_dpi),
+                                   static_cast<int>(plan.vertical_dpi)};
   if (first && !options.page_png.empty() && !write_png(options.page_png, page, density, error)) {
     error = options.page_png + ": " + error;
     return false;

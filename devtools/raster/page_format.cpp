@@ -10,7 +10,7 @@ constexpr unsigned kSpaceK = 3;
 
 using Samples = std::array<unsigned, 4>;  // of one pixel, 16 bits each
 
-Samples color_at(const Picture& picture, std::uint32_t x, std::uint32_t y) {
+Samples color_at(const k905::Picture& picture, std::uint32_t x, std::uint32_t y) {
   if (picture.channels == 1) {
     const unsigned gray = picture.sample(x, y, 0);
     return {gray, gray, gray, 0};
@@ -85,7 +85,7 @@ unsigned line_bytes(const PageFormat& format, unsigned width) {
   return static_cast<unsigned>((std::uint64_t{width} * format.bits_per_pixel() + 7) / 8);
 }
 
-void encode_line(const Picture& picture, std::uint32_t y, const PageFormat& format,
+void encode_line(const k905::Picture& picture, std::uint32_t y, const PageFormat& format,
                  unsigned color_space, std::vector<std::uint8_t>& line) {
   line.assign(line_bytes(format, picture.width), 0);
   std::size_t index = 0;

@@ -43,5 +43,5 @@ inline constexpr std::array<const char*, 7> color_space_names{"W",   "RGB", "RGB
 
 // Row y of the image as a raster line. Gray samples are amounts of ink in the color space K (3),
 // and of light in all others.
-void encode_line(const Picture& picture, std::uint32_t y, const PageFormat& format,
+void encode_line(const k905::Picture& picture, std::uint32_t y, const PageFormat& format,
                  unsigned color_space, std::vector<std::uint8_t>& line);

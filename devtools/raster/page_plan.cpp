@@ -13,9 +13,9 @@ unsigned pixels_of(float points, unsigned dpi) {
 
 }  // namespace
 
-PixelSize page_pixels(const PagePlan& plan) {
-  PixelSize size{pixels_of(plan.paper->page_width_pt, plan.horizontal_dpi),
-                 pixels_of(plan.paper->page_height_pt, plan.vertical_dpi)};
+k905::PixelSize page_pixels(const PagePlan& plan) {
+  k905::PixelSize size{pixels_of(plan.paper->page_width_pt, plan.horizontal_dpi),
+                       pixels_of(plan.paper->page_height_pt, plan.vertical_dpi)};
   // The fallback paper has no page size; its target size is used.
   if (size.width == 0 || size.height == 0) {
     size = {static_cast<unsigned>(plan.paper->target_width),
@@ -27,7 +27,7 @@ PixelSize page_pixels(const PagePlan& plan) {
   return size;
 }
 
-cups_page_header2_t make_page_header(const PagePlan& plan, PixelSize size) {
+cups_page_header2_t make_page_header(const PagePlan& plan, k905::PixelSize size) {
   cups_page_header2_t header = page_header(*plan.paper, size, plan.vertical_dpi);
   header.HWResolution[0] = plan.horizontal_dpi;
   header.NumCopies = plan.copies;

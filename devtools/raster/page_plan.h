@@ -27,6 +27,6 @@ struct PagePlan {
 };
 
 // The size of the paper's page at the plan's resolution, rotated as the plan says.
-[[nodiscard]] PixelSize page_pixels(const PagePlan& plan);
+[[nodiscard]] k905::PixelSize page_pixels(const PagePlan& plan);
 
-[[nodiscard]] cups_page_header2_t make_page_header(const PagePlan& plan, PixelSize size);
+[[nodiscard]] cups_page_header2_t make_page_header(const PagePlan& plan, k905::PixelSize size);

@@ -116,8 +116,8 @@ const std::vector<TestPictureName>& test_picture_names() {
   return names;
 }
 
-std::optional<Picture> draw_test_picture(const std::string& name, std::uint32_t width,
-                                         std::uint32_t height) {
+std::optional<k905::Picture> draw_test_picture(const std::string& name, std::uint32_t width,
+                                               std::uint32_t height) {
   if (name == kLandscape.name) {
     return draw_landscape(width, height);
   }
@@ -127,7 +127,7 @@ std::optional<Picture> draw_test_picture(const std::string& name, std::uint32_t 
   if (painter == std::end(kPainters)) {
     return std::nullopt;
   }
-  Picture picture = blank_picture(width, height);
+  k905::Picture picture = k905::blank_picture(width, height);
   std::uint8_t* out = picture.bytes.data();
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {

@@ -15,5 +15,6 @@ struct TestPictureName {
 [[nodiscard]] const std::vector<TestPictureName>& test_picture_names();
 
 // The test image with this name in width x height pixels, 8-bit color; null for an unknown name.
-[[nodiscard]] std::optional<Picture> draw_test_picture(const std::string& name, std::uint32_t width,
-                                                       std::uint32_t height);
+[[nodiscard]] std::optional<k905::Picture> draw_test_picture(const std::string& name,
+                                                             std::uint32_t width,
+                                                             std::uint32_t height);

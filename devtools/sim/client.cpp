@@ -32,11 +32,12 @@ Client::Client(Printer& printer, LineEvents& events, int descriptor)
     : printer_(printer),
       events_(events),
       descriptor_(descriptor),
-      dialogue_({.question = [this](const auto& group, const auto& name) { ask(group, name); },
-                 .sheet = [this](Sheet&& sheet) { take_sheet(std::move(sheet)); },
-                 .protocol_error =
-                     [this](const StreamError& error) { printer_.refuse(error, error_hint_); },
-                 .may_begin_sheet = [this] { return printer_.begin_sheet(); }}) {}
+      dialogue_(
+          {.question = [this](const auto& group, const auto& name) { ask(group, name); },
+           .sheet = [this](k905::Sheet&& sheet) { take_sheet(std::move(sheet)); },
+           .protocol_error =
+               [this](const k905::StreamError& error) { printer_.refuse(error, error_hint_); },
+           .may_begin_sheet = [this] { return printer_.begin_sheet(); }}) {}
 
 bool Client::wants_bytes(bool unread_replies_count) const {
   return waiting_.empty() && events_.takes_data() && !(unread_replies_count && outbox_.is_full());
@@ -81,7 +82,7 @@ void Client::process() {
   waiting_.erase(0, done);
 }
 
-void Client::take_sheet(Sheet&& sheet) {
+void Client::take_sheet(k905::Sheet&& sheet) {
   const int number = printer_.next_sheet();
   printer_.take(std::move(sheet));
   if (const auto event = events_.take_due_after(number)) {

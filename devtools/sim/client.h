@@ -43,7 +43,7 @@ class Client {
 
  private:
   void ask(const std::string& group, const std::string& name);
-  void take_sheet(Sheet&& sheet);
+  void take_sheet(k905::Sheet&& sheet);
   void apply(const PlannedEvent& event, int sheet);
 
   Printer& printer_;

@@ -40,7 +40,7 @@ const std::uint8_t* bytes_of(const std::string& text) {
 
 Dialogue::Dialogue(Handlers handlers)
     : handlers_(std::move(handlers)),
-      parser_([this](Sheet&& sheet) { handlers_.sheet(std::move(sheet)); }) {}
+      parser_([this](k905::Sheet&& sheet) { handlers_.sheet(std::move(sheet)); }) {}
 
 void Dialogue::receive(const std::uint8_t* bytes, std::size_t count) {
   while (count > 0) {

@@ -12,9 +12,9 @@ class Dialogue {
  public:
   struct Handlers {
     std::function<void(const std::string& group, const std::string& name)> question;
-    std::function<void(Sheet&&)> sheet;
+    std::function<void(k905::Sheet&&)> sheet;
     // A protocol error. All further bytes of this client are ignored.
-    std::function<void(const StreamError&)> protocol_error;
+    std::function<void(const k905::StreamError&)> protocol_error;
     // Whether the first block of a sheet may be processed now; if empty, it always may.
     std::function<bool()> may_begin_sheet{};
   };
@@ -48,7 +48,7 @@ class Dialogue {
   void report_protocol_error();
 
   Handlers handlers_;
-  PrinterStreamParser parser_;
+  k905::PrinterStreamParser parser_;
   std::string block_;               // the current command block
   std::uint64_t payload_left_ = 0;  // of the previous block
   std::uint64_t sheet_bytes_ = 0;   // of complete blocks and of payload

@@ -16,7 +16,7 @@ constexpr std::chrono::milliseconds kStateFilePause{100};
 
 void warn(const std::string& line) { std::fprintf(stderr, "k905-sim: %s\n", line.c_str()); }
 
-std::string describe_sheet(const Sheet& sheet) {
+std::string describe_sheet(const k905::Sheet& sheet) {
   return std::to_string(sheet.width) + "x" + std::to_string(sheet.height) +
          (sheet.matte ? ", matte" : ", glossy") + ", cutter " + std::to_string(sheet.cutter);
 }
@@ -54,12 +54,12 @@ bool Printer::begin_sheet() {
   return true;
 }
 
-void Printer::take(Sheet&& sheet) {
+void Printer::take(k905::Sheet&& sheet) {
   buffers_.push_back(std::move(sheet));
   work();
 }
 
-void Printer::refuse(const StreamError& error, const std::string& hint) {
+void Printer::refuse(const k905::StreamError& error, const std::string& hint) {
   data_error_ = true;
   print_line("data error: " + describe(error) + (hint.empty() ? "" : "; " + hint));
 }
@@ -81,7 +81,7 @@ void Printer::work() {
       return;
     }
     out_.reset();
-    const Sheet sheet = std::move(buffers_.front());
+    const k905::Sheet sheet = std::move(buffers_.front());
     buffers_.pop_front();
     print(sheet);
   }
@@ -117,14 +117,14 @@ void Printer::lose_buffers() {
 }
 
 void Printer::lose(const std::string& reason) {
-  for (const Sheet& sheet : std::exchange(buffers_, {})) {
+  for (const k905::Sheet& sheet : std::exchange(buffers_, {})) {
     print_line(reason + ": " + describe_sheet(sheet) + " was not printed");
   }
   out_.reset();
 }
 
 // Reported last: image and state file are complete when the line appears.
-void Printer::print(const Sheet& sheet) {
+void Printer::print(const k905::Sheet& sheet) {
   data_error_ = false;
   --state_.remaining;
   ++state_.life;
@@ -157,13 +157,14 @@ int Printer::free_buffers(bool inside_sheet) const {
   return std::max(0, state_.free_buffers - taken);
 }
 
-std::string Printer::picture_of(const Sheet& sheet) {
+std::string Printer::picture_of(const k905::Sheet& sheet) {
   if (options_.sheets.empty()) {
     return "";
   }
   std::string error;
-  const std::string path = keep_sheet(
-      options_.sheets, sheet, options_.canvas ? SheetView::canvas : SheetView::paper, error);
+  const std::string path =
+      keep_sheet(options_.sheets, sheet,
+                 options_.canvas ? k905::SheetView::canvas : k905::SheetView::paper, error);
   if (path.empty()) {
     ++images_lost_;
     warn(options_.sheets + ": the image of sheet " + std::to_string(printed_) +

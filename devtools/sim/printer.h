@@ -43,9 +43,9 @@ class Printer {
 
   // False when no buffer is free for a sheet.
   [[nodiscard]] bool begin_sheet();
-  void take(Sheet&& sheet);
+  void take(k905::Sheet&& sheet);
   // `hint`: a possible reason, "" for none.
-  void refuse(const StreamError& error, const std::string& hint);
+  void refuse(const k905::StreamError& error, const std::string& hint);
 
   // Prints the sheets that are due; `due` is the next time, null if there is none.
   void work();
@@ -71,14 +71,14 @@ class Printer {
   [[nodiscard]] int status(bool inside_sheet) const;
   [[nodiscard]] int free_buffers(bool inside_sheet) const;
   void lose(const std::string& reason);
-  void print(const Sheet& sheet);
-  std::string picture_of(const Sheet& sheet);
+  void print(const k905::Sheet& sheet);
+  std::string picture_of(const k905::Sheet& sheet);
   void read_state_file();
   void write_state_file() const;
 
   PrinterOptions options_;
   PrinterState state_;
-  std::deque<Sheet> buffers_;             // complete sheets; the first is being printed
+  std::deque<k905::Sheet> buffers_;       // complete sheets; the first is being printed
   std::optional<Clock::time_point> out_;  // when the first of them comes out
   int stopped_ = kReady;                  // the status while the printer is stopped
   bool data_error_ = false;               // until the next sheet that is printed

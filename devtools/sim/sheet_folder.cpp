@@ -44,7 +44,7 @@ std::optional<std::string> check_sheet_folder(const std::string& folder) {
   return std::nullopt;
 }
 
-std::string keep_sheet(const std::string& folder, const Sheet& sheet, SheetView view,
+std::string keep_sheet(const std::string& folder, const k905::Sheet& sheet, k905::SheetView view,
                        std::string& error) {
   std::error_code failure;
   std::filesystem::create_directories(folder, failure);
@@ -53,6 +53,6 @@ std::string keep_sheet(const std::string& folder, const Sheet& sheet, SheetView 
     return "";
   }
   const std::string path = free_name(folder).string();
-  const ShownSheet shown = shown_sheet(sheet, view);
+  const k905::ShownSheet shown = shown_sheet(sheet, view);
   return write_png(path, shown.picture, shown.density, error) ? path : "";
 }

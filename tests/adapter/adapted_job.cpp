@@ -12,7 +12,7 @@
 
 namespace {
 
-SeenSheet seen(const Sheet& sheet) {
+SeenSheet seen(const k905::Sheet& sheet) {
   SeenSheet front{.width = sheet.width, .height = sheet.height, .cutter = sheet.cutter};
   front.pixels.resize(std::size_t{3} * sheet.width * sheet.height);
   for (std::size_t y = 0; y < sheet.height; ++y) {
@@ -41,7 +41,7 @@ AdapterResult run_adapted(const AdaptedJob& job) {
   setup.input = job.input;
   const ChildResult child = run_child(setup);
   EXPECT_EQ(child.signal, 0) << child.log;
-  const ParsedStream stream = parse_printer_stream(
+  const k905::ParsedStream stream = k905::parse_printer_stream(
       reinterpret_cast<const std::uint8_t*>(child.output.data()), child.output.size());
   EXPECT_FALSE(stream.error.has_value());
   AdapterResult result{.status = child.status, .log = lines_of(child.log)};

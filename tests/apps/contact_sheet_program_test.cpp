@@ -17,13 +17,13 @@ using testing::StartsWith;
 
 const std::vector<int> kGround{222, 222, 222};
 
-std::vector<int> pixel(const Picture& picture, std::uint32_t x, std::uint32_t y) {
+std::vector<int> pixel(const k905::Picture& picture, std::uint32_t x, std::uint32_t y) {
   const std::size_t at = (std::size_t{y} * picture.width + x) * 3;
   return {picture.bytes[at], picture.bytes[at + 1], picture.bytes[at + 2]};
 }
 
 // The caption that starts at x and whose highest row is y: its pixels, in a field of width x 20.
-std::vector<int> caption_at(const Picture& picture, std::uint32_t x, std::uint32_t y,
+std::vector<int> caption_at(const k905::Picture& picture, std::uint32_t x, std::uint32_t y,
                             std::uint32_t width) {
   std::vector<int> pixels;
   for (std::uint32_t row = y; row < y + 20; ++row) {
@@ -60,7 +60,7 @@ TEST(ContactSheetProgram, PutsPicturesSideBySideWithTheirNames) {
   const ChildResult result = contact(folder, {"-w", "20", "-c", "5", "T=a.ppm", "b.pgm"});
   ASSERT_EQ(result.status, 0) << result.log;
   EXPECT_EQ(result.output, "2 images -> out.png\n");
-  const Picture sheet = picture_in(folder, "out.png");
+  const k905::Picture sheet = picture_in(folder, "out.png");
   // Two columns of 20 with gaps of 12; one row of 40 (the taller picture), a caption of 14 + 6 and
   // gaps of 12.
   EXPECT_EQ(sheet.width, 2U * 32 + 12);
@@ -82,7 +82,7 @@ TEST(ContactSheetProgram, SheetsOfAJobAreNumberedInOneImage) {
   EXPECT_THAT(result.output, testing::EndsWith("\n3 images -> out.png\n"));
   EXPECT_THAT(result.output, Not(HasSubstr("sheet-1.png")));
   EXPECT_FALSE(folder.read("sheet-1.png"));
-  const Picture sheet = picture_in(folder, "out.png");
+  const k905::Picture sheet = picture_in(folder, "out.png");
   EXPECT_EQ(sheet.width, 3U * 112 + 12);
   EXPECT_EQ(sheet.height, 50U + 20 + 12 + 12);
   EXPECT_THAT(pixel(sheet, 12, 12), ElementsAre(77, 77, 77));
@@ -102,7 +102,7 @@ TEST(ContactSheetProgram, CaptionIsForTheFirstSheetAndNumbersTheOthers) {
   const std::vector<std::string> files{"-w",      "100",       "-c",           "6", "T=a.prn", "-",
                                        "T=b.prn", "T 2=b.prn", "sheet 3=b.prn"};
   ASSERT_EQ(contact(folder, files, gray_sheet(3)).status, 0);
-  const Picture sheet = picture_in(folder, "out.png");
+  const k905::Picture sheet = picture_in(folder, "out.png");
   const auto caption = [&sheet](std::uint32_t i) {
     return caption_at(sheet, 12 + 112 * i, 12 + 50 + 6, 100);
   };
@@ -117,7 +117,7 @@ TEST(ContactSheetProgram, ACaptionWiderThanItsPictureIsCut) {
   const ScratchFolder folder;
   folder.write("a.ppm", "P6 1 1 255\nabc");
   ASSERT_EQ(contact(folder, {"-w", "24", "TTTTTTTT=a.ppm", "=a.ppm"}).status, 0);
-  const Picture sheet = picture_in(folder, "out.png");
+  const k905::Picture sheet = picture_in(folder, "out.png");
   const std::uint32_t caption = 12 + 24 + 6;
   EXPECT_TRUE(has_ink(caption_at(sheet, 12, caption, 24)));
   EXPECT_FALSE(has_ink(caption_at(sheet, 12 + 24, caption, sheet.width - 12 - 24)));
@@ -127,7 +127,7 @@ TEST(ContactSheetProgram, ImageWithoutCaptionShowsItsFileName) {
   const ScratchFolder folder;
   folder.write("T.ppm", "P6 1 1 255\nabc");
   ASSERT_EQ(contact(folder, {"-w", "80", "T=./T.ppm", "./T.ppm", "=T.ppm"}).status, 0);
-  const Picture sheet = picture_in(folder, "out.png");
+  const k905::Picture sheet = picture_in(folder, "out.png");
   const std::uint32_t caption = 12 + 80 + 6;
   EXPECT_TRUE(has_ink(caption_at(sheet, 104, caption, 80)));
   EXPECT_EQ(caption_at(sheet, 12, caption, 80), caption_at(sheet, 104, caption, 80));
@@ -139,7 +139,7 @@ TEST(ContactSheetProgram, CaptionIsShownUnchanged) {
   folder.write("a.ppm", "P6 1 1 255\nabc");
   // Must be read neither as markup nor as an entity by the font renderer.
   ASSERT_EQ(contact(folder, {"-w", "80", "<b>T</b>=a.ppm", "&amp;=a.ppm", "T=a.ppm"}).status, 0);
-  const Picture sheet = picture_in(folder, "out.png");
+  const k905::Picture sheet = picture_in(folder, "out.png");
   const std::uint32_t caption = 12 + 80 + 6;
   EXPECT_TRUE(has_ink(caption_at(sheet, 12 + 40, caption, 20))) << "longer than a T";
   EXPECT_TRUE(has_ink(caption_at(sheet, 104 + 20, caption, 20))) << "longer than an ampersand";
@@ -195,7 +195,7 @@ TEST(ContactSheetProgram, PicturesOfEveryKindAreShownInTheirColors) {
   ASSERT_EQ(
       contact(folder, {"-w", "8", "-c", "5", "a.png", "b.png", "c.png", "d.jpg", "e.jpg"}).status,
       0);
-  const Picture sheet = picture_in(folder, "out.png");
+  const k905::Picture sheet = picture_in(folder, "out.png");
   const std::vector<std::vector<int>> wanted{
       {10, 120, 230}, {77, 77, 77}, {10, 120, 230}, {90, 90, 90}, {255, 255, 255}};
   for (std::uint32_t i = 0; i < wanted.size(); ++i) {

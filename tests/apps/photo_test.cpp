@@ -32,12 +32,12 @@ std::vector<std::uint8_t> numbered(std::size_t count) {
 }
 
 // Decodes the bytes of a file; fails the test if this is not possible.
-Picture read_bytes(const std::string& bytes) {
+k905::Picture read_bytes(const std::string& bytes) {
   const ScratchFolder folder;
   std::string error;
   const auto picture = k905::read_photo(folder.write("picture", bytes), error);
   EXPECT_TRUE(picture) << error;
-  return picture.value_or(Picture{});
+  return picture.value_or(k905::Picture{});
 }
 
 std::string error_of(const std::string& bytes) {
@@ -58,7 +58,7 @@ std::vector<std::uint8_t> plain_rows(std::size_t pixels, const std::vector<std::
 // --- PNG
 
 TEST(PhotoPng, EightBitColorIsUnchanged) {
-  const Picture picture = read_bytes(png_file(3, 2, {}, numbered(18)));
+  const k905::Picture picture = read_bytes(png_file(3, 2, {}, numbered(18)));
   EXPECT_EQ(picture.width, 3U);
   EXPECT_EQ(picture.height, 2U);
   EXPECT_EQ(picture.channels, 3);
@@ -67,7 +67,7 @@ TEST(PhotoPng, EightBitColorIsUnchanged) {
 }
 
 TEST(PhotoPng, SixteenBitsKeepBothBytes) {
-  const Picture picture =
+  const k905::Picture picture =
       read_bytes(png_file(1, 1, {.color_type = 2, .bits = 16}, {1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(picture.bits, 16);
   EXPECT_EQ(picture.sample(0, 0, 0), 0x0102);
@@ -75,27 +75,27 @@ TEST(PhotoPng, SixteenBitsKeepBothBytes) {
 }
 
 TEST(PhotoPng, OneBitGrayBecomesEightBits) {
-  const Picture picture = read_bytes(png_file(3, 1, {.color_type = 0, .bits = 1}, {0xA0}));
+  const k905::Picture picture = read_bytes(png_file(3, 1, {.color_type = 0, .bits = 1}, {0xA0}));
   EXPECT_EQ(picture.channels, 1);
   EXPECT_THAT(picture.bytes, ElementsAre(255, 0, 255));
 }
 
 TEST(PhotoPng, PaletteIsResolvedAndItsTransparentEntryIsWhite) {
   // Two bits a pixel: entries 0, 1, 2, 3.
-  const Picture picture = read_bytes(png_file(4, 1, {.color_type = 3, .bits = 2}, {0x1B}));
+  const k905::Picture picture = read_bytes(png_file(4, 1, {.color_type = 3, .bits = 2}, {0x1B}));
   EXPECT_THAT(picture.bytes, ElementsAre(0, 0, 0, 255, 0, 0, 0, 255, 0, 255, 255, 255));
 }
 
 TEST(PhotoPng, TransparencyBecomesWhite) {
   // 51 of 255 is a fifth: 100 * 0.2 + 255 * 0.8 = 224.
-  const Picture picture =
+  const k905::Picture picture =
       read_bytes(png_file(3, 1, {.color_type = 4, .bits = 8}, {100, 255, 100, 51, 100, 0}));
   EXPECT_EQ(picture.channels, 1);
   EXPECT_THAT(picture.bytes, ElementsAre(100, 224, 255));
 }
 
 TEST(PhotoPng, SixteenBitTransparencyBecomesWhite) {
-  const Picture picture =
+  const k905::Picture picture =
       read_bytes(png_file(2, 1, {.color_type = 6, .bits = 16},
                           {0x12, 0x34, 0, 0, 0, 0, 0xFF, 0xFF, 0x12, 0x34, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(picture.channels, 3);
@@ -111,7 +111,7 @@ TEST(PhotoPng, InterlacedFileGivesTheSamePixels) {
 
 TEST(PhotoPng, EmbeddedProfileIsKept) {
   const auto profile = profile_for("RGB ");
-  const Picture picture = read_bytes(png_file(1, 1, {.profile = profile}, numbered(3)));
+  const k905::Picture picture = read_bytes(png_file(1, 1, {.profile = profile}, numbered(3)));
   EXPECT_EQ(picture.icc_profile, profile);
 }
 
@@ -146,7 +146,7 @@ TEST(PhotoPng, DamagedHeaderIsAnError) {
 // --- JPEG
 
 TEST(PhotoJpeg, PlainColorIsReadClosely) {
-  const Picture picture = read_bytes(jpeg_file(16, 8, {}, plain_rows(128, {200, 200, 200})));
+  const k905::Picture picture = read_bytes(jpeg_file(16, 8, {}, plain_rows(128, {200, 200, 200})));
   EXPECT_EQ(picture.width, 16U);
   EXPECT_EQ(picture.height, 8U);
   EXPECT_EQ(picture.channels, 3);
@@ -154,7 +154,7 @@ TEST(PhotoJpeg, PlainColorIsReadClosely) {
 }
 
 TEST(PhotoJpeg, GrayFileHasOneChannel) {
-  const Picture picture = read_bytes(jpeg_file(8, 8, {.channels = 1}, plain_rows(64, {77})));
+  const k905::Picture picture = read_bytes(jpeg_file(8, 8, {.channels = 1}, plain_rows(64, {77})));
   EXPECT_EQ(picture.channels, 1);
   EXPECT_THAT(picture.bytes, Each(77));
 }
@@ -168,7 +168,7 @@ TEST(PhotoJpeg, ProgressiveFileGivesTheSamePixels) {
 TEST(PhotoJpeg, InksWithoutAProfileBecomeRgb) {
   // libjpeg marks four inks as Adobe's, for which 255 is no ink: light 200 under black 128 of 255
   // leaves 200 * 128 / 255 = 100.
-  const Picture picture =
+  const k905::Picture picture =
       read_bytes(jpeg_file(8, 8, {.channels = 4}, plain_rows(64, {200, 200, 200, 128})));
   EXPECT_EQ(picture.channels, 3);
   EXPECT_EQ(picture.bytes.size(), 64U * 3);
@@ -178,7 +178,7 @@ TEST(PhotoJpeg, InksWithoutAProfileBecomeRgb) {
 TEST(PhotoJpeg, ProfileWithATruncatedHeaderIsIgnored) {
   auto profile = profile_for("RGB ");
   profile.resize(127);
-  const Picture picture =
+  const k905::Picture picture =
       read_bytes(jpeg_file(8, 8, {.profile = profile}, plain_rows(64, {1, 2, 3})));
   EXPECT_TRUE(picture.icc_profile.empty());
 }
@@ -219,7 +219,7 @@ TEST(PhotoJpeg, EveryOrientationShowsTheSameImage) {
           rows.push_back(static_cast<std::uint8_t>(30 * one.stored[y / 8 * one.width + x / 8]));
         }
       }
-      const Picture seen = read_bytes(jpeg_file(
+      const k905::Picture seen = read_bytes(jpeg_file(
           width, height, {.channels = 1, .orientation = one.orientation, .little_endian = little},
           rows));
       ASSERT_EQ(seen.width, 24U) << one.orientation;
@@ -278,7 +278,7 @@ TEST(PhotoJpeg, SizeAboveTheLimitIsNamed) {
 
 TEST(PhotoPpm, ColorAndGrayAreRead) {
   EXPECT_THAT(read_bytes("P6\n2 1\n255\nabcdef").bytes, ElementsAreArray("abcdef", 6));
-  const Picture gray = read_bytes("P5 3 1 255\nxyz");
+  const k905::Picture gray = read_bytes("P5 3 1 255\nxyz");
   EXPECT_EQ(gray.channels, 1);
   EXPECT_THAT(gray.bytes, ElementsAreArray("xyz", 3));
 }
@@ -289,13 +289,13 @@ TEST(PhotoPpm, CommentInTheHeaderIsSkipped) {
 
 TEST(PhotoPpm, SmallerMaximaAreWidened) {
   EXPECT_THAT(read_bytes("P5 3 1 15\n\x00\x05\x0f"s).bytes, ElementsAre(0, 85, 255));
-  const Picture wide = read_bytes("P5 # 10 bits\n2 1 1023\n\x03\xff\x00\x01"s);
+  const k905::Picture wide = read_bytes("P5 # 10 bits\n2 1 1023\n\x03\xff\x00\x01"s);
   EXPECT_EQ(wide.sample(0, 0, 0), 65535);
   EXPECT_EQ(wide.sample(1, 0, 0), 64);  // 65535 / 1023 = 64.06
 }
 
 TEST(PhotoPpm, SixteenBitsAreHighByteFirst) {
-  const Picture picture = read_bytes("P5 1 1 65535\n\x12\x34"s);
+  const k905::Picture picture = read_bytes("P5 1 1 65535\n\x12\x34"s);
   EXPECT_EQ(picture.bits, 16);
   EXPECT_EQ(picture.sample(0, 0, 0), 0x1234);
 }
@@ -322,7 +322,7 @@ TEST_P(PhotoOfOtherPrograms, StripesHaveTheirColors) {
   ASSERT_TRUE(picture) << error;
   ASSERT_EQ(picture->width, 48U);
   ASSERT_EQ(picture->height, 32U);
-  const Picture colors = eight_bit_colors(*picture);
+  const k905::Picture colors = eight_bit_colors(*picture);
   for (std::uint32_t stripe = 0; stripe < 3; ++stripe) {
     for (std::size_t channel = 0; channel < 3; ++channel) {
       const std::size_t at = 3 * (std::size_t{16} * 48 + 16 * stripe + 8) + channel;

@@ -151,7 +151,7 @@ std::vector<std::uint8_t> profile_for(const char* space) {
   return profile;
 }
 
-std::string tiff_file(const Picture& picture, int orientation) {
+std::string tiff_file(const k905::Picture& picture, int orientation) {
   const ScratchFolder folder;
   const std::string path = folder.path() + "/x.tif";
   TIFF* tiff = TIFFOpen(path.c_str(), "w");

@@ -34,6 +34,8 @@ std::string jpeg_file(std::uint32_t width, std::uint32_t height, const JpegKind&
 // 400 bytes that look like a profile for "RGB ", "GRAY" or "CMYK" images.
 std::vector<std::uint8_t> profile_for(const char* space);
 
+namespace k905 {
 struct Picture;
+}  // namespace k905
 // The image with its profile and this EXIF orientation.
-std::string tiff_file(const Picture& picture, int orientation);
+std::string tiff_file(const k905::Picture& picture, int orientation);

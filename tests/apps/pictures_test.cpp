@@ -39,7 +39,7 @@ TEST(WritePng, WrittenImageIsReadBack) {
   const ScratchFolder folder;
   for (const int channels : {1, 3}) {
     for (const int bits : {8, 16}) {
-      Picture picture;
+      k905::Picture picture;
       picture.width = 3;
       picture.height = 2;
       picture.channels = channels;
@@ -59,7 +59,7 @@ TEST(WritePng, WrittenImageIsReadBack) {
 TEST(WritePng, DensityIsInDotsPerMeter) {
   const ScratchFolder folder;
   std::string error;
-  ASSERT_TRUE(write_png(folder.path() + "/x.png", blank_picture(1, 1), {300, 600}, error));
+  ASSERT_TRUE(write_png(folder.path() + "/x.png", k905::blank_picture(1, 1), {300, 600}, error));
   // 300 and 600 dpi are 11811 (0x2e23) and 23622 (0x5c46) dots per meter; the CRC is zlib's.
   EXPECT_THAT(folder.read("x.png").value_or(""),
               HasSubstr("pHYs\0\0\x2e\x23\0\0\x5c\x46\x01\x37\x5a\x1c\xaa"s));
@@ -67,7 +67,7 @@ TEST(WritePng, DensityIsInDotsPerMeter) {
 
 TEST(WritePng, FullDiskIsAnErrorAndTheDeviceIsNotRemoved) {
   std::string error;
-  EXPECT_FALSE(write_png("/dev/full", blank_picture(500, 500), {}, error));
+  EXPECT_FALSE(write_png("/dev/full", k905::blank_picture(500, 500), {}, error));
   EXPECT_EQ(error, "No space left on device");
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
 }
@@ -75,14 +75,14 @@ TEST(WritePng, FullDiskIsAnErrorAndTheDeviceIsNotRemoved) {
 TEST(WritePng, MissingFolderIsAnError) {
   const ScratchFolder folder;
   std::string error;
-  EXPECT_FALSE(write_png(folder.path() + "/no/x.png", blank_picture(1, 1), {}, error));
+  EXPECT_FALSE(write_png(folder.path() + "/no/x.png", k905::blank_picture(1, 1), {}, error));
   EXPECT_EQ(error, "No such file or directory");
 }
 
 // --- sheets
 
-Sheet two_by_one() {
-  Sheet sheet;
+k905::Sheet two_by_one() {
+  k905::Sheet sheet;
   sheet.width = 2;
   sheet.height = 1;
   sheet.plane[0] = {1, 2};
@@ -92,16 +92,17 @@ Sheet two_by_one() {
 }
 
 TEST(SheetPicture, ShowsTheSheetUnmirrored) {
-  EXPECT_THAT(sheet_picture(two_by_one(), Mirror::undo).bytes, ElementsAre(2, 4, 6, 1, 3, 5));
+  EXPECT_THAT(sheet_picture(two_by_one(), k905::Mirror::undo).bytes, ElementsAre(2, 4, 6, 1, 3, 5));
 }
 
 TEST(SheetPicture, KeepsTheMirrorOnRequest) {
-  EXPECT_THAT(sheet_picture(two_by_one(), Mirror::leave).bytes, ElementsAre(1, 3, 5, 2, 4, 6));
+  EXPECT_THAT(sheet_picture(two_by_one(), k905::Mirror::leave).bytes,
+              ElementsAre(1, 3, 5, 2, 4, 6));
 }
 
-Picture gray_picture(std::uint32_t width, std::uint32_t height,
-                     const std::vector<std::uint8_t>& bytes) {
-  Picture picture;
+k905::Picture gray_picture(std::uint32_t width, std::uint32_t height,
+                           const std::vector<std::uint8_t>& bytes) {
+  k905::Picture picture;
   picture.width = width;
   picture.height = height;
   picture.channels = 1;
@@ -114,10 +115,10 @@ Picture gray_picture(std::uint32_t width, std::uint32_t height,
 // 5000 + 12 pixels wide with the gap; a row is 20000 high, with a caption of 20 and a gap of 12:
 // two rows have 201 million pixels, three would exceed the limit of 268 million.
 TEST(ContactSheetPicture, TooLargeImageIsRefusedBeforeAllocation) {
-  Picture tall;  // only the size is used
+  k905::Picture tall;  // only the size is used
   tall.width = 5000;
   tall.height = 20000;
-  ContactSheet sheet(1, 5000);
+  k905::ContactSheet sheet(1, 5000);
   EXPECT_TRUE(sheet.add("", tall));
   EXPECT_TRUE(sheet.add("", tall));
   EXPECT_FALSE(sheet.add("", tall));
@@ -125,7 +126,7 @@ TEST(ContactSheetPicture, TooLargeImageIsRefusedBeforeAllocation) {
 }
 
 TEST(EightBitColors, SixteenBitsAreRoundedAndGrayIsRepeated) {
-  Picture gray;
+  k905::Picture gray;
   gray.width = 2;
   gray.height = 1;
   gray.channels = 1;
@@ -138,7 +139,7 @@ TEST(EightBitColors, SixteenBitsAreRoundedAndGrayIsRepeated) {
 }
 
 TEST(InksToColors, TransmittedLightIsRounded) {
-  Picture inks;
+  k905::Picture inks;
   inks.width = inks.height = 1;
   inks.channels = 4;
   inks.bytes = {155, 255, 0, 125};
@@ -147,14 +148,14 @@ TEST(InksToColors, TransmittedLightIsRounded) {
 }
 
 TEST(Scaled, SameSizeChangesNothing) {
-  const Picture noise = *draw_test_picture("noise", 37, 23);
+  const k905::Picture noise = *draw_test_picture("noise", 37, 23);
   EXPECT_EQ(scaled(noise, {37, 23}).bytes, noise.bytes);
 }
 
 TEST(Scaled, OnePlainColorStaysPlainAtAnySize) {
-  const Picture plain = gray_picture(7, 5, std::vector<std::uint8_t>(35, 93));
-  for (const PixelSize size : {PixelSize{1, 1}, {3, 2}, {50, 40}, {1, 40}, {50, 1}}) {
-    const Picture other = scaled(plain, size);
+  const k905::Picture plain = gray_picture(7, 5, std::vector<std::uint8_t>(35, 93));
+  for (const k905::PixelSize size : {k905::PixelSize{1, 1}, {3, 2}, {50, 40}, {1, 40}, {50, 1}}) {
+    const k905::Picture other = scaled(plain, size);
     EXPECT_EQ(other.bytes.size(), size.width * size.height);
     EXPECT_THAT(other.bytes, Each(93)) << size.width << " x " << size.height;
   }
@@ -162,7 +163,7 @@ TEST(Scaled, OnePlainColorStaysPlainAtAnySize) {
 
 TEST(Scaled, EveryPixelCountsWhenAnImageShrinks) {
   // One of eight columns is white: at an eighth of the size every pixel is the average.
-  Picture lines = gray_picture(800, 8, std::vector<std::uint8_t>(6400, 0));
+  k905::Picture lines = gray_picture(800, 8, std::vector<std::uint8_t>(6400, 0));
   for (std::size_t i = 3; i < lines.bytes.size(); i += 8) {
     lines.bytes[i] = 240;
   }
@@ -175,44 +176,46 @@ TEST(Scaled, EnlargedImageIsNotShifted) {
             (std::vector<std::uint8_t>{10, 50, 90, 10, 50, 90}));
   EXPECT_EQ(scaled(gray_picture(1, 3, line), {2, 3}).bytes,
             (std::vector<std::uint8_t>{10, 10, 50, 50, 90, 90}));
-  const Picture wide = scaled(gray_picture(3, 1, line), {9, 1});
+  const k905::Picture wide = scaled(gray_picture(3, 1, line), {9, 1});
   for (std::size_t i = 0; i < 9; ++i) {
     EXPECT_NEAR(wide.bytes[i] + wide.bytes[8 - i], 100, 1) << i;
   }
 }
 
 TEST(Scaled, MillionPixelsInOneColumnAreScaled) {
-  const Picture thread = gray_picture(1, 1000000, std::vector<std::uint8_t>(1000000, 50));
-  const Picture page = scaled(thread, {1920, 1240});
+  const k905::Picture thread = gray_picture(1, 1000000, std::vector<std::uint8_t>(1000000, 50));
+  const k905::Picture page = scaled(thread, {1920, 1240});
   EXPECT_EQ(page.bytes.size(), 1920U * 1240U);
   EXPECT_THAT(std::vector<std::uint8_t>(page.bytes.begin(), page.bytes.begin() + 5000), Each(50));
 }
 
 TEST(Fitted, FillCutsBothEndsEvenly) {
-  const Picture wide = gray_picture(4, 2, {1, 2, 3, 4, 5, 6, 7, 8});
-  EXPECT_THAT(fitted(wide, {2, 2}, Fit::fill).bytes, ElementsAre(2, 3, 6, 7));
-  const Picture tall = gray_picture(2, 4, {1, 2, 3, 4, 5, 6, 7, 8});
-  EXPECT_THAT(fitted(tall, {2, 2}, Fit::fill).bytes, ElementsAre(3, 4, 5, 6));
+  const k905::Picture wide = gray_picture(4, 2, {1, 2, 3, 4, 5, 6, 7, 8});
+  EXPECT_THAT(fitted(wide, {2, 2}, k905::Fit::fill).bytes, ElementsAre(2, 3, 6, 7));
+  const k905::Picture tall = gray_picture(2, 4, {1, 2, 3, 4, 5, 6, 7, 8});
+  EXPECT_THAT(fitted(tall, {2, 2}, k905::Fit::fill).bytes, ElementsAre(3, 4, 5, 6));
 }
 
 TEST(Fitted, WholeAddsWhiteAtBothEnds) {
-  const Picture wide = gray_picture(2, 1, {10, 10});
-  EXPECT_THAT(fitted(wide, {2, 3}, Fit::whole).bytes, ElementsAre(255, 255, 10, 10, 255, 255));
-  const Picture tall = gray_picture(1, 2, {10, 10});
-  EXPECT_THAT(fitted(tall, {3, 2}, Fit::whole).bytes, ElementsAre(255, 10, 255, 255, 10, 255));
+  const k905::Picture wide = gray_picture(2, 1, {10, 10});
+  EXPECT_THAT(fitted(wide, {2, 3}, k905::Fit::whole).bytes,
+              ElementsAre(255, 255, 10, 10, 255, 255));
+  const k905::Picture tall = gray_picture(1, 2, {10, 10});
+  EXPECT_THAT(fitted(tall, {3, 2}, k905::Fit::whole).bytes,
+              ElementsAre(255, 10, 255, 255, 10, 255));
 }
 
 TEST(Fitted, StretchTouchesEveryPixel) {
-  const Picture wide = gray_picture(2, 1, {10, 10});
-  EXPECT_THAT(fitted(wide, {2, 3}, Fit::stretch).bytes, Each(10));
+  const k905::Picture wide = gray_picture(2, 1, {10, 10});
+  EXPECT_THAT(fitted(wide, {2, 3}, k905::Fit::stretch).bytes, Each(10));
 }
 
 TEST(Fitted, RowsOfHalfTheHeightKeepTheShape) {
   // 4 x 8 pixels with twice the vertical resolution are a square: a square image is not cropped and
   // has no white margin.
-  const Picture square = gray_picture(2, 2, {10, 90, 10, 90});
-  for (const Fit fit : {Fit::fill, Fit::whole}) {
-    const Picture page = fitted(square, {4, 8}, fit, 2.0);
+  const k905::Picture square = gray_picture(2, 2, {10, 90, 10, 90});
+  for (const k905::Fit fit : {k905::Fit::fill, k905::Fit::whole}) {
+    const k905::Picture page = fitted(square, {4, 8}, fit, 2.0);
     EXPECT_NEAR(page.bytes[0], 10, 8);
     EXPECT_NEAR(page.bytes[3], 90, 8);
     EXPECT_NEAR(page.bytes[28], 10, 8);
@@ -233,7 +236,7 @@ TEST(TestPictures, EveryNameDrawsEverySize) {
 }
 
 TEST(TestPictures, CornersHaveFourDifferentColors) {
-  const Picture picture = *draw_test_picture("corners", 20, 10);
+  const k905::Picture picture = *draw_test_picture("corners", 20, 10);
   const auto at = [&picture](std::uint32_t x, std::uint32_t y) {
     const std::uint8_t* pixel = &picture.bytes[(std::size_t{y} * 20 + x) * 3];
     return std::vector<int>{pixel[0], pixel[1], pixel[2]};
@@ -246,7 +249,7 @@ TEST(TestPictures, CornersHaveFourDifferentColors) {
 }
 
 TEST(TestPictures, TheLandscapeMarksItsCorners) {
-  const Picture picture = *draw_test_picture("landscape", 600, 400);
+  const k905::Picture picture = *draw_test_picture("landscape", 600, 400);
   const auto at = [&picture](std::uint32_t x, std::uint32_t y) {
     const std::uint8_t* pixel = &picture.bytes[(std::size_t{y} * 600 + x) * 3];
     return std::vector<int>{pixel[0], pixel[1], pixel[2]};

@@ -102,7 +102,7 @@ TEST(PreviewProgram, AWidthReducesThePicture) {
   sheet.height = 4;
   sheet.plane.fill(std::vector<std::uint8_t>(32, 77));
   EXPECT_EQ(preview(folder, {"-w", "4"}, wire_sheet(sheet)).status, 0);
-  const Picture picture = picture_in(folder, "sheet-1.png");
+  const k905::Picture picture = picture_in(folder, "sheet-1.png");
   EXPECT_EQ(picture.width, 4U);
   EXPECT_EQ(picture.height, 2U);
   EXPECT_THAT(picture.bytes, testing::Each(77));
@@ -126,13 +126,13 @@ TEST(PreviewProgram, MarginsOutsideThePaperAreShownOnlyWithCanvas) {
   const std::string first = wire_sheet(marked_sheet(1240, 70, 25));
   const std::string last = wire_sheet(marked_sheet(1240, 1919 - 50, 1239 - 18));
   EXPECT_EQ(preview(folder, {}, first + last).status, 0);
-  const Picture paper = picture_in(folder, "sheet-1.png");
+  const k905::Picture paper = picture_in(folder, "sheet-1.png");
   EXPECT_EQ(paper.width, 1800U);
   EXPECT_EQ(paper.height, 1197U);
   EXPECT_EQ(paper.bytes.front(), 0);
   EXPECT_EQ(picture_in(folder, "sheet-2.png").bytes.back(), 0);
   EXPECT_EQ(preview(folder, {"--canvas"}, first).status, 0);
-  const Picture canvas = picture_in(folder, "sheet-1.png");
+  const k905::Picture canvas = picture_in(folder, "sheet-1.png");
   EXPECT_EQ(canvas.width, 1920U);
   EXPECT_EQ(canvas.bytes[(25 * 1920 + 70) * 3], 0);
 }
@@ -143,7 +143,7 @@ TEST(PreviewProgram, CutDistinguishesStripsFromASheet) {
   SheetContent sheet = marked_sheet(1240, 37, 25);
   sheet.cutter = "00000120";
   EXPECT_EQ(preview(folder, {}, wire_sheet(sheet)).status, 0);
-  const Picture strips = picture_in(folder, "sheet-1.png");
+  const k905::Picture strips = picture_in(folder, "sheet-1.png");
   EXPECT_EQ(strips.width, 1874U);
   EXPECT_EQ(strips.bytes.front(), 0);
 }
@@ -152,7 +152,7 @@ TEST(PreviewProgram, TwoPagesThatShareASheetAreShownApart) {
   const ScratchFolder folder;
   // The upper page is moved up by 5 rows, the lower one starts after row 1240 - 5 + 18.
   EXPECT_EQ(preview(folder, {}, wire_sheet(marked_sheet(2498, 70, 25 - 5))).status, 0);
-  Picture shown = picture_in(folder, "sheet-1.png");
+  k905::Picture shown = picture_in(folder, "sheet-1.png");
   EXPECT_EQ(shown.height, 2U * 1197 + 24);
   EXPECT_EQ(shown.bytes.front(), 0);
   EXPECT_EQ(shown.bytes[1197 * shown.row_bytes()], 222);

@@ -12,12 +12,13 @@ namespace {
 
 using testing::ElementsAre;
 
-ParsedStream parse(const std::string& stream) {
-  return parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
+k905::ParsedStream parse(const std::string& stream) {
+  return k905::parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream.data()),
+                                    stream.size());
 }
 
 std::string error_of(const std::string& stream) {
-  const ParsedStream parsed = parse(stream);
+  const k905::ParsedStream parsed = parse(stream);
   return parsed.error ? describe(*parsed.error) : "no error";
 }
 
@@ -33,10 +34,10 @@ std::string matte_sheet() {
 }
 
 TEST(PrinterStream, GlossySheetIsParsedCompletely) {
-  const ParsedStream parsed = parse(wire_sheet({}));
+  const k905::ParsedStream parsed = parse(wire_sheet({}));
   ASSERT_FALSE(parsed.error);
   ASSERT_EQ(parsed.sheets.size(), 1U);
-  const Sheet& sheet = parsed.sheets[0];
+  const k905::Sheet& sheet = parsed.sheets[0];
   EXPECT_EQ(sheet.width, 3U);
   EXPECT_EQ(sheet.height, 2U);
   EXPECT_THAT(sheet.plane[0], ElementsAre(1, 2, 3, 4, 5, 6));
@@ -56,7 +57,7 @@ TEST(PrinterStream, ThirdPlaneIsSentFirstAsY) {
 }
 
 TEST(PrinterStream, MatteSheetIsRecognized) {
-  const ParsedStream parsed = parse(matte_sheet());
+  const k905::ParsedStream parsed = parse(matte_sheet());
   ASSERT_FALSE(parsed.error);
   EXPECT_TRUE(parsed.sheets[0].matte);
 }
@@ -65,7 +66,7 @@ TEST(PrinterStream, ThreeCutterValuesAreAccepted) {
   for (const std::uint32_t value : {0U, 1U, 120U}) {
     SheetContent sheet;
     sheet.cutter = wire_digits(value);
-    const ParsedStream parsed = parse(wire_sheet(sheet));
+    const k905::ParsedStream parsed = parse(wire_sheet(sheet));
     ASSERT_FALSE(parsed.error);
     EXPECT_EQ(parsed.sheets[0].cutter, value);
   }
@@ -73,7 +74,7 @@ TEST(PrinterStream, ThreeCutterValuesAreAccepted) {
 
 TEST(PrinterStream, SheetsFollowEachOther) {
   const std::string first = matte_sheet();
-  const ParsedStream parsed = parse(first + wire_sheet({}));
+  const k905::ParsedStream parsed = parse(first + wire_sheet({}));
   ASSERT_FALSE(parsed.error);
   ASSERT_EQ(parsed.sheets.size(), 2U);
   EXPECT_EQ(parsed.sheets[1].offset, first.size());
@@ -81,7 +82,7 @@ TEST(PrinterStream, SheetsFollowEachOther) {
 }
 
 TEST(PrinterStream, AnEmptyStreamHoldsNoSheetAndNoError) {
-  const ParsedStream parsed = parse("");
+  const k905::ParsedStream parsed = parse("");
   EXPECT_TRUE(parsed.sheets.empty());
   EXPECT_FALSE(parsed.error);
 }
@@ -200,7 +201,7 @@ TEST_P(WrongFieldTest, IsReportedWithItsOffset) {
   const WrongField& field = GetParam();
   std::string stream = matte_sheet();
   stream.replace(field.offset, field.bytes.size(), field.bytes);
-  const ParsedStream parsed = parse(stream);
+  const k905::ParsedStream parsed = parse(stream);
   ASSERT_TRUE(parsed.error);
   EXPECT_EQ(parsed.error->offset, field.error_offset);
   EXPECT_EQ(parsed.error->expected, field.expected);
@@ -254,7 +255,7 @@ TEST(PrinterStream, OvercoatAfterTheCutterIsAnError) {
 TEST(PrinterStream, TruncatedSheetIsAnErrorAtItsEnd) {
   const std::string right = matte_sheet();
   for (std::size_t size = 1; size < right.size(); ++size) {
-    const ParsedStream parsed = parse(right.substr(0, size));
+    const k905::ParsedStream parsed = parse(right.substr(0, size));
     ASSERT_TRUE(parsed.error) << size;
     EXPECT_EQ(parsed.error->offset, size);
     EXPECT_EQ(parsed.error->found, "the end of the stream");
@@ -278,10 +279,11 @@ TEST(PrinterStream, PiecesOfAnySizeGiveTheSameSheetsAndErrors) {
   std::string wrong = matte_sheet() + matte_sheet();
   wrong[matte_sheet().size() + kImage + kBmp + 58] = 5;
   for (const std::string& stream : {matte_sheet() + wire_sheet({}), wrong}) {
-    const ParsedStream whole = parse(stream);
+    const k905::ParsedStream whole = parse(stream);
     for (std::size_t piece : {1U, 2U, 3U, 7U, 31U, 33U, 1000U, 1126U}) {
-      std::vector<Sheet> sheets;
-      PrinterStreamParser parser([&sheets](Sheet&& sheet) { sheets.push_back(std::move(sheet)); });
+      std::vector<k905::Sheet> sheets;
+      k905::PrinterStreamParser parser(
+          [&sheets](k905::Sheet&& sheet) { sheets.push_back(std::move(sheet)); });
       for (std::size_t at = 0; at < stream.size(); at += piece) {
         parser.feed(reinterpret_cast<const std::uint8_t*>(stream.data()) + at,
                     std::min(piece, stream.size() - at));
@@ -300,7 +302,7 @@ TEST(PrinterStream, PiecesOfAnySizeGiveTheSameSheetsAndErrors) {
 TEST(PrinterStream, ReportsWhetherItIsBetweenSheets) {
   const std::string stream = wire_sheet({});
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(stream.data());
-  PrinterStreamParser parser([](Sheet&&) {});
+  k905::PrinterStreamParser parser([](k905::Sheet&&) {});
   EXPECT_TRUE(parser.at_sheet_boundary());
   EXPECT_TRUE(parser.feed(bytes, 1));
   EXPECT_FALSE(parser.at_sheet_boundary());
@@ -311,7 +313,7 @@ TEST(PrinterStream, ReportsWhetherItIsBetweenSheets) {
 
 TEST(PrinterStream, BytesAfterAnErrorAreIgnored) {
   int sheets = 0;
-  PrinterStreamParser parser([&sheets](Sheet&&) { ++sheets; });
+  k905::PrinterStreamParser parser([&sheets](k905::Sheet&&) { ++sheets; });
   const std::uint8_t wrong = 'x';
   EXPECT_FALSE(parser.feed(&wrong, 1));
   const std::string stream = wire_sheet({});
@@ -324,9 +326,9 @@ TEST(PrinterStream, BytesAfterAnErrorAreIgnored) {
 
 // The well-known FNV-1a values of "" and "a" and "foobar".
 TEST(PlaneChecksum, IsFnv1a) {
-  EXPECT_EQ(plane_checksum({}), 0xcbf29ce484222325ULL);
-  EXPECT_EQ(plane_checksum({'a'}), 0xaf63dc4c8601ec8cULL);
-  EXPECT_EQ(plane_checksum({'f', 'o', 'o', 'b', 'a', 'r'}), 0x85944171f73967e8ULL);
+  EXPECT_EQ(k905::plane_checksum({}), 0xcbf29ce484222325ULL);
+  EXPECT_EQ(k905::plane_checksum({'a'}), 0xaf63dc4c8601ec8cULL);
+  EXPECT_EQ(k905::plane_checksum({'f', 'o', 'o', 'b', 'a', 'r'}), 0x85944171f73967e8ULL);
 }
 
 TEST(StreamDump, ShowsEveryBlockOfASheet) {

@@ -98,9 +98,9 @@ std::vector<RasterPage> raster_pages(const std::string& stream) {
   return pages;
 }
 
-Picture picture_in(const ScratchFolder& folder, const std::string& name) {
+k905::Picture picture_in(const ScratchFolder& folder, const std::string& name) {
   std::string error;
   const auto picture = k905::read_photo(folder.path() + "/" + name, error);
   EXPECT_TRUE(picture) << name << ": " << error;
-  return picture.value_or(Picture{});
+  return picture.value_or(k905::Picture{});
 }

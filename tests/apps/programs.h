@@ -21,4 +21,4 @@ std::string run_on_terminal(const ScratchFolder& folder, const std::string& prog
 std::vector<RasterPage> raster_pages(const std::string& stream);
 
 // A picture file of the folder; fails the test when it cannot be read.
-Picture picture_in(const ScratchFolder& folder, const std::string& name);
+k905::Picture picture_in(const ScratchFolder& folder, const std::string& name);

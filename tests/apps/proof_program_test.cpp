@@ -60,7 +60,7 @@ class Proof : public testing::Test {
         preview(folder_, {"--proof", "printer.icc"}, sheet_of(red, green, blue));
     EXPECT_EQ(result.status, 0) << result.log;
     EXPECT_THAT(result.log, IsEmpty());
-    const Picture picture = picture_in(folder_, "sheet-1.png");
+    const k905::Picture picture = picture_in(folder_, "sheet-1.png");
     EXPECT_EQ(picture.bytes.size(), 18U);
     return {double{1} * picture.bytes[0], double{1} * picture.bytes[1],
             double{1} * picture.bytes[2]};
@@ -121,7 +121,7 @@ TEST_F(Proof, ContactSheetShowsProofs) {
                     sheet_of(120, 120, 120))
                 .status,
             0);
-  const Picture all = picture_in(folder_, "all.png");
+  const k905::Picture all = picture_in(folder_, "all.png");
   EXPECT_NEAR(all.bytes[(std::size_t{12} * all.width + 12) * 3],
               srgb_number(std::pow(120.0 / 255, 1.8)), 1.5);
 }

@@ -67,7 +67,7 @@ class Printer {
 
  private:
   std::size_t sheets_ = 0;
-  PrinterStreamParser parser_{[this](Sheet&& /*sheet*/) { ++sheets_; }};
+  k905::PrinterStreamParser parser_{[this](k905::Sheet&& /*sheet*/) { ++sheets_; }};
 };
 
 class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {

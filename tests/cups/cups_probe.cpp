@@ -39,13 +39,13 @@ struct Box {
   std::uint32_t bottom;
 };
 
-const std::uint8_t* pixel(const Picture& picture, std::uint32_t x, std::uint32_t y) {
+const std::uint8_t* pixel(const k905::Picture& picture, std::uint32_t x, std::uint32_t y) {
   return &picture.bytes[(std::size_t{y} * picture.width + x) * 3];
 }
 
 // The bounding box of the pixels that are not lighter than `lightest`: 254 excludes only the white
 // of the paper.
-Box printed_box(const Picture& picture, std::uint8_t lightest) {
+Box printed_box(const k905::Picture& picture, std::uint8_t lightest) {
   Box box{picture.width, picture.height, 0, 0};
   for (std::uint32_t y = 0; y < picture.height; ++y) {
     for (std::uint32_t x = 0; x < picture.width; ++x) {
@@ -59,7 +59,7 @@ Box printed_box(const Picture& picture, std::uint8_t lightest) {
 }
 
 // The mean over a small square, so that noise in the image has no effect.
-void print_color(const Picture& picture, Place place) {
+void print_color(const k905::Picture& picture, Place place) {
   constexpr int reach = 6;
   const int column = static_cast<int>(place.x * picture.width);
   const int row = static_cast<int>(place.y * picture.height);
@@ -82,7 +82,7 @@ void print_color(const Picture& picture, Place place) {
 }
 
 // The members of a JSON object, without its braces.
-void print_picture(const Picture& picture, const std::vector<Place>& places) {
+void print_picture(const k905::Picture& picture, const std::vector<Place>& places) {
   const Box box = printed_box(picture, 254);
   const Box dark = printed_box(picture, 127);
   std::printf(
@@ -97,10 +97,10 @@ void print_picture(const Picture& picture, const std::vector<Place>& places) {
   std::printf("]");
 }
 
-void print_sheet(const Sheet& sheet, const std::vector<Place>& places) {
+void print_sheet(const k905::Sheet& sheet, const std::vector<Place>& places) {
   std::printf("{\"matte\": %s, \"cutter\": %u, \"size\": %llu, ", sheet.matte ? "true" : "false",
               sheet.cutter, static_cast<unsigned long long>(sheet.size));
-  print_picture(sheet_picture(sheet, Mirror::undo), places);
+  print_picture(sheet_picture(sheet, k905::Mirror::undo), places);
   std::printf("}");
 }
 
@@ -116,7 +116,7 @@ std::string quoted(const std::string& text) {
 int show_sheets(const char* path, const std::vector<Place>& places) {
   std::ifstream in(path, std::ios::binary);
   const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)), {});
-  const ParsedStream stream = parse_printer_stream(bytes.data(), bytes.size());
+  const k905::ParsedStream stream = k905::parse_printer_stream(bytes.data(), bytes.size());
   std::printf("{\"bytes\": %zu, \"error\": %s, \"sheets\": [", bytes.size(),
               stream.error ? quoted(describe(*stream.error)).c_str() : "null");
   for (std::size_t i = 0; i < stream.sheets.size(); ++i) {
@@ -150,7 +150,8 @@ int write_photo(const char* from, const std::string& to) {
   return written ? 0 : 1;
 }
 
-bool write_page(cups_raster_t* raster, const Picture& picture, unsigned pages, unsigned copies) {
+bool write_page(cups_raster_t* raster, const k905::Picture& picture, unsigned pages,
+                unsigned copies) {
   cups_page_header2_t header = rgb_page_header({picture.width, picture.height}, 300);
   header.PageSize[0] = picture.width * 72 / 300;
   header.PageSize[1] = picture.height * 72 / 300;

@@ -53,10 +53,10 @@ class TwoUp : public ::testing::Test {
 
   // Runs `code`; stores its log in log_ and returns the sheets that it sent.
   template <typename Code>
-  std::vector<Sheet> sheets(Code code) {
+  std::vector<k905::Sheet> sheets(Code code) {
     const std::string stream = captured_output([&] { log_ = captured_log([&] { code(); }); });
-    ParsedStream parsed =
-        parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
+    k905::ParsedStream parsed = k905::parse_printer_stream(
+        reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
     EXPECT_FALSE(parsed.error.has_value());
     return std::move(parsed.sheets);
   }
@@ -77,7 +77,7 @@ class TwoUp : public ::testing::Test {
   }
 
   // Row `r` of plane `p` of a sheet.
-  static Bytes row(const Sheet& sheet, std::size_t p, std::size_t r) {
+  static Bytes row(const k905::Sheet& sheet, std::size_t p, std::size_t r) {
     const auto begin = sheet.plane[p].begin() + static_cast<std::ptrdiff_t>(r * sheet.width);
     return {begin, begin + sheet.width};
   }
@@ -97,7 +97,7 @@ class TwoUp : public ::testing::Test {
 };
 
 TEST_F(TwoUp, TwoPagesShareASheetWithEighteenWhiteRowsBetween) {
-  const std::vector<Sheet> sent = sheets([] {
+  const std::vector<k905::Sheet> sent = sheets([] {
     store_odd_page(page(1, 1920, 1240), 1);
     merge_even_page(page(2, 1920, 1240), 2);
   });
@@ -129,7 +129,7 @@ TEST_F(TwoUp, TwoPagesShareASheetWithEighteenWhiteRowsBetween) {
 }
 
 TEST_F(TwoUp, NarrowPagesAreCentered) {
-  const std::vector<Sheet> sent = sheets([] {
+  const std::vector<k905::Sheet> sent = sheets([] {
     store_odd_page(page(1, 1844, 100), 1);
     merge_even_page(page(2, 1844, 100), 2);
   });
@@ -141,7 +141,7 @@ TEST_F(TwoUp, NarrowPagesAreCentered) {
 }
 
 TEST_F(TwoUp, RowsBelowTheSheetAreCutOff) {
-  const std::vector<Sheet> sent = sheets([] {
+  const std::vector<k905::Sheet> sent = sheets([] {
     store_odd_page(page(1, 1920, 2480), 1);
     merge_even_page(page(2, 1920, 2480), 2);
   });
@@ -161,7 +161,7 @@ TEST_F(TwoUp, HeldPageSetsTheLayoutAndItsPartnerIsPaddedOrCropped) {
     std::size_t row;     // of the partner's row 19
   } cases[] = {{{1920, 50}, {1900, 20}, 0, 63 + 19}, {{1900, 20}, {1920, 50}, 10, 33 + 19}};
   for (const auto& [held, partner, offset, last] : cases) {
-    const std::vector<Sheet> sent = sheets([&held = held, &partner = partner] {
+    const std::vector<k905::Sheet> sent = sheets([&held = held, &partner = partner] {
       store_odd_page(page(1, held[0], held[1]), 1);
       merge_even_page(page(2, partner[0], partner[1]), 2);
     });
@@ -177,7 +177,7 @@ TEST_F(TwoUp, HeldPageSetsTheLayoutAndItsPartnerIsPaddedOrCropped) {
 
 TEST_F(TwoUp, HeldPageThatIsTooWideOrEmptyIsNotMerged) {
   for (const auto& [width, height] : {std::pair(1921, 10), std::pair(1920, 0)}) {
-    const std::vector<Sheet> sent = sheets([w = width, h = height] {
+    const std::vector<k905::Sheet> sent = sheets([w = width, h = height] {
       store_odd_page(page(1, w, h), 1);
       merge_even_page(page(2, 1920, 12), 2);
     });
@@ -203,7 +203,7 @@ TEST_F(TwoUp, MissingPlanesAreReported) {
 TEST_F(TwoUp, CopiesAreHeldAndMergedInTheirOrder) {
   // Copy 1 of page 1 is held; copy 2 causes it to be printed alone. Copy 1 of page 2 merges with
   // copy 2 of page 1; for copy 2 of page 2 there is no partner, and it is printed alone.
-  const std::vector<Sheet> sent = sheets([] {
+  const std::vector<k905::Sheet> sent = sheets([] {
     const SheetImage& first = page(1, 1920, 40);
     store_odd_page(first, 1);
     store_odd_page(first, 1);
@@ -224,7 +224,7 @@ TEST_F(TwoUp, CopiesAreHeldAndMergedInTheirOrder) {
 }
 
 TEST_F(TwoUp, HeldPageIsPrintedAtTheEndOfTheJob) {
-  const std::vector<Sheet> sent = sheets([] {
+  const std::vector<k905::Sheet> sent = sheets([] {
     store_odd_page(page(3, 1920, 25), 3);
     print_held_page();
     print_held_page();  // nothing is left

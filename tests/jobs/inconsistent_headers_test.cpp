@@ -151,7 +151,7 @@ void expect_clean_end(const std::string& input) {
   const ChildResult result = run_child(setup);
   EXPECT_EQ(result.signal, 0);
   EXPECT_EQ(result.status, 0);
-  const ParsedStream printed = parse_printer_stream(
+  const k905::ParsedStream printed = k905::parse_printer_stream(
       reinterpret_cast<const std::uint8_t*>(result.output.data()), result.output.size());
   EXPECT_FALSE(printed.error.has_value());
   ASSERT_FALSE(lines_of(result.log).empty());

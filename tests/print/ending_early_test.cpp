@@ -59,8 +59,8 @@ class Printer {
   std::size_t read_sheets() {
     while (read_some() > 0) {
     }
-    const ParsedStream parsed =
-        parse_printer_stream(reinterpret_cast<const std::uint8_t*>(stream_.data()), stream_.size());
+    const k905::ParsedStream parsed = k905::parse_printer_stream(
+        reinterpret_cast<const std::uint8_t*>(stream_.data()), stream_.size());
     EXPECT_FALSE(parsed.error) << "torn at " << parsed.error->offset;
     return parsed.sheets.size();
   }

@@ -28,7 +28,7 @@ TEST(LargePicture, AHundredMegapixelsPrint) {
   const ChildResult result =
       run_program(folder, "k905-print", {"--preview", "sheet.png", "photo.jpg"});
   ASSERT_EQ(result.status, 0) << result.log;
-  const Picture sheet = picture_in(folder, "sheet.png");
+  const k905::Picture sheet = picture_in(folder, "sheet.png");
   // The center of the photo is at the center of the paper.
   const std::uint8_t* middle = sheet.bytes.data() + 598 * sheet.row_bytes() + std::size_t{900} * 3;
   EXPECT_NEAR(middle[0], 127, 2);

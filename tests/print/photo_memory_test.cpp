@@ -75,7 +75,8 @@ class PhotoMemory : public testing::Test {
 
   [[nodiscard]] std::size_t sheets_in(const std::string& name) const {
     const std::string bytes = folder_.read(name).value_or("");
-    return parse_printer_stream(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size())
+    return k905::parse_printer_stream(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                      bytes.size())
         .sheets.size();
   }
 

@@ -67,7 +67,7 @@ std::string quartered_png(std::uint32_t width = 300, std::uint32_t height = 200)
   return png_file(width, height, {}, quarters(width, height, kQuarters));
 }
 
-Color pixel(const Picture& picture, double across, double down) {
+Color pixel(const k905::Picture& picture, double across, double down) {
   const auto x = static_cast<std::size_t>(across * (picture.width - 1));
   const auto y = static_cast<std::size_t>(down * (picture.height - 1));
   const std::uint8_t* at = picture.bytes.data() + 3 * (y * picture.width + x);
@@ -83,7 +83,7 @@ bool close_to(const Color& a, const Color& b, int tolerance) {
   return true;
 }
 
-void expect_quarters(const Picture& sheet, const std::string& what, int tolerance = 8) {
+void expect_quarters(const k905::Picture& sheet, const std::string& what, int tolerance = 8) {
   const std::array<std::array<double, 2>, 4> middles{
       {{0.3, 0.3}, {0.7, 0.3}, {0.3, 0.7}, {0.7, 0.7}}};
   for (std::size_t i = 0; i < 4; ++i) {
@@ -93,10 +93,10 @@ void expect_quarters(const Picture& sheet, const std::string& what, int toleranc
   }
 }
 
-std::vector<Sheet> sheets_in(const ScratchFolder& folder, const std::string& name) {
+std::vector<k905::Sheet> sheets_in(const ScratchFolder& folder, const std::string& name) {
   const std::string bytes = folder.read(name).value_or("");
-  const ParsedStream stream =
-      parse_printer_stream(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  const k905::ParsedStream stream =
+      k905::parse_printer_stream(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   EXPECT_FALSE(stream.error) << name;
   return stream.sheets;
 }
@@ -108,7 +108,7 @@ TEST(PrintProgram, PreviewShowsTheSheetOfTheCustomer) {
   EXPECT_EQ(result.status, 0) << result.log;
   EXPECT_EQ(result.output, "sheet.png\n");
   EXPECT_THAT(result.log, IsEmpty());
-  const Picture sheet = picture_in(folder, "sheet.png");
+  const k905::Picture sheet = picture_in(folder, "sheet.png");
   EXPECT_EQ(sheet.width, 1800U);
   EXPECT_EQ(sheet.height, 1197U);
   expect_quarters(sheet, "png");
@@ -128,7 +128,7 @@ TEST(PrintProgram, PhotoOfTheSheetsSizeIsPrintedPixelByPixel) {
   ASSERT_EQ(print(folder, {"--preview", "sheet.png", "photo.png"}).status, 0);
   EXPECT_EQ(picture_in(folder, "sheet.png").bytes, rows);
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.png"}).status, 0);
-  const Picture sheet = picture_in(folder, "sheet.png");
+  const k905::Picture sheet = picture_in(folder, "sheet.png");
   std::size_t different = 0;
   for (std::size_t y = 0; y < 1197; ++y) {
     for (std::size_t x = 0; x < 1800 * 3; ++x) {
@@ -159,7 +159,7 @@ TEST(PrintProgram, ThePreviewHasThePapersShapeAtEveryDensity) {
     std::vector<std::string> arguments{"--preview", "sheet.png", "photo.png"};
     arguments.insert(arguments.end(), options.begin(), options.end());
     ASSERT_EQ(print(folder, arguments).status, 0);
-    const Picture sheet = picture_in(folder, "sheet.png");
+    const k905::Picture sheet = picture_in(folder, "sheet.png");
     EXPECT_EQ(sheet.width, width) << options.back();
     EXPECT_EQ(sheet.height, height) << options.back();
   }
@@ -283,7 +283,7 @@ TEST(PrintProgram, FinishPaperAndCopiesReachThePrinter) {
                            "photo.png"})
                 .status,
             0);
-  const std::vector<Sheet> sheets = sheets_in(folder, "job.prn");
+  const std::vector<k905::Sheet> sheets = sheets_in(folder, "job.prn");
   ASSERT_THAT(sheets, SizeIs(2));
   EXPECT_EQ(sheets[0].width, 1920U);
   EXPECT_EQ(sheets[0].height, 2436U);
@@ -296,7 +296,7 @@ TEST(PrintProgram, PortraitPhotoIsRotatedForALandscapeSheet) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png(200, 300));
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.png"}).status, 0);
-  const Picture sheet = picture_in(folder, "sheet.png");
+  const k905::Picture sheet = picture_in(folder, "sheet.png");
   EXPECT_EQ(pixel(sheet, 0.3, 0.3), kGreen);  // a quarter to the left: the top is on the left
   EXPECT_EQ(pixel(sheet, 0.3, 0.7), kRed);
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "--no-turn", "photo.png"}).status,
@@ -308,7 +308,7 @@ TEST(PrintProgram, FitKeepsThePhotoUncroppedOnWhite) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png(400, 200));
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "--fit", "photo.png"}).status, 0);
-  const Picture sheet = picture_in(folder, "sheet.png");
+  const k905::Picture sheet = picture_in(folder, "sheet.png");
   // 1800 wide and 900 high in the center of the visible area: rows 25 + 148 to 25 + 1048.
   EXPECT_EQ(pixel(sheet, 0.1, 165.0 / 1239), kWhite);
   EXPECT_EQ(pixel(sheet, 0.1, 185.0 / 1239), kRed);
@@ -343,7 +343,7 @@ std::vector<std::uint8_t> plain_rows(std::size_t pixels, std::uint8_t value) {
 }
 
 // Gray values of the middle of each cell of a grid of the paper.
-std::vector<int> grid_of(const Picture& sheet, std::size_t columns, std::size_t rows) {
+std::vector<int> grid_of(const k905::Picture& sheet, std::size_t columns, std::size_t rows) {
   std::vector<int> values;
   for (std::size_t row = 0; row < rows; ++row) {
     for (std::size_t column = 0; column < columns; ++column) {
@@ -373,7 +373,7 @@ class PrintLayout : public testing::Test {
     }
     folder_.write("broken.png", "\x89PNG broken");
   }
-  Picture preview(std::vector<std::string> arguments, int status = 0) {
+  k905::Picture preview(std::vector<std::string> arguments, int status = 0) {
     arguments.insert(arguments.begin(), {"--preview", "sheet.png"});
     const ChildResult result = print(folder_, arguments);
     EXPECT_EQ(result.status, status) << result.log;
@@ -397,7 +397,7 @@ TEST_F(PrintLayout, TheSeamIsOnTheCut) {
   for (const auto& [density, first] : {std::pair{"300dpi", 25 + 599}, {"300x600dpi", 50 + 1197}}) {
     std::vector<std::string> arguments{"--canvas", "-o", std::string("Resolution=") + density};
     arguments.insert(arguments.end(), strips.begin(), strips.end());
-    const Picture sheet = preview(arguments);
+    const k905::Picture sheet = preview(arguments);
     const auto at = [&](int row) {
       return sheet.bytes[3 * (static_cast<std::size_t>(row) * sheet.width + 900)];
     };
@@ -448,7 +448,7 @@ TEST_F(PrintLayout, OnAPaperOfStripsAPhotoIsNotCut) {
 // the page for the filter has fewer.
 TEST_F(PrintLayout, APhotoInACellKeepsItsShape) {
   folder_.write("square.png", png_file(20, 20, {}, plain_rows(20 * 20, 20)));
-  const Picture sheet = preview({"-p", "5x7", "--layout", "1+2", "--fit", "square.png"});
+  const k905::Picture sheet = preview({"-p", "5x7", "--layout", "1+2", "--fit", "square.png"});
   int across = 0;
   int down = 0;
   for (std::size_t x = 0; x < sheet.width / 2; ++x) {
@@ -495,7 +495,7 @@ TEST_F(PrintLayout, AFrameThatCannotBeUsedPrintsNothing) {
 
 // White letters with black outlines near the bottom edge of each cell, and nothing else changed.
 TEST_F(PrintLayout, ACaptionIsAtTheBottomOfEachPhoto) {
-  const Picture sheet =
+  const k905::Picture sheet =
       preview({"--layout", "strips", "--caption", "Anna & Tom", "100.png", "180.png"});
   for (const auto& [first, photo] : {std::pair{0U, 100}, {sheet.height / 2, 180}}) {
     const auto row = [&, first = first](std::uint32_t y) {
@@ -538,7 +538,7 @@ TEST_F(PrintLayout, StripsNeedAPaperThatIsCutIntoStrips) {
 }
 
 // The outermost dark pixels of the box along a line through it.
-std::array<std::size_t, 2> box_along(const Picture& sheet, bool across, std::size_t at) {
+std::array<std::size_t, 2> box_along(const k905::Picture& sheet, bool across, std::size_t at) {
   std::array<std::size_t, 2> found{0, 0};
   const std::size_t length = across ? sheet.width : sheet.height;
   for (std::size_t i = length / 8; i < length - length / 8; ++i) {
@@ -560,7 +560,7 @@ TEST(PrintProgram, TheTestPageHasTrueSizesOnEveryPaper) {
     arguments.insert(arguments.end(), paper.begin(), paper.end());
     const ChildResult result = print(folder, arguments);
     ASSERT_EQ(result.status, 0) << result.log;
-    const Picture sheet = picture_in(folder, "page.png");
+    const k905::Picture sheet = picture_in(folder, "page.png");
     // 50 mm at 300 dots per inch are 590.6; the lines pass beside the texts.
     for (const bool across : {true, false}) {
       const std::size_t beside = (across ? sheet.height : sheet.width) / 2 - 150;
@@ -589,7 +589,7 @@ TEST(PrintProgram, TheFineResolutionHasTwiceTheRows) {
       print(folder, {"--canvas", "--preview", "s.png", "-o", "Resolution=300x600dpi", "photo.png"})
           .status,
       0);
-  const Picture sheet = picture_in(folder, "s.png");
+  const k905::Picture sheet = picture_in(folder, "s.png");
   EXPECT_EQ(sheet.height, 2480U);
   expect_quarters(sheet, "fine");
 }
@@ -612,7 +612,7 @@ TEST(PrintProgram, TwoPicturesShareASheet) {
   const ChildResult result = print(folder, {"--to", "job.prn", "--two-up", "photo.png",
                                             "missing.png", "photo.png", "photo.png"});
   EXPECT_EQ(result.status, 1);
-  const std::vector<Sheet> sheets = sheets_in(folder, "job.prn");
+  const std::vector<k905::Sheet> sheets = sheets_in(folder, "job.prn");
   ASSERT_THAT(sheets, SizeIs(2));
   EXPECT_EQ(sheets[0].height, 2498U);
   EXPECT_EQ(sheets[1].height, 1240U);  // the third has no partner
@@ -658,7 +658,7 @@ TEST(PrintProgram, CopiesShareSheetsAsWell) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   ASSERT_EQ(print(folder, {"--to", "job.prn", "--two-up", "-n", "2", "photo.png"}).status, 0);
-  const std::vector<Sheet> sheets = sheets_in(folder, "job.prn");
+  const std::vector<k905::Sheet> sheets = sheets_in(folder, "job.prn");
   ASSERT_THAT(sheets, SizeIs(1));
   EXPECT_EQ(sheets[0].height, 2498U);
 }

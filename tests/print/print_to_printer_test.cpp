@@ -47,7 +47,7 @@ class PrintToPrinter : public testing::Test {
     folder_.write(name, png_file(width, height, {}, rows_of(width, height)));
   }
 
-  [[nodiscard]] Picture sheet(int number) const {
+  [[nodiscard]] k905::Picture sheet(int number) const {
     return picture_in(folder_, "sheets/sheet-000" + std::to_string(number) + ".png");
   }
 
@@ -85,7 +85,7 @@ TEST_F(PrintToPrinter, EveryKindOfPhotoIsPrintedAsPreviewed) {
     EXPECT_THAT(printer_.next_line(),
                 StartsWith("sheet " + std::to_string(i + 1) + ": 1920x1240, glossy, cutter 0, "));
     const std::string number = i == 0 ? "" : "-" + std::to_string(i + 1);
-    const Picture shown = picture_in(folder_, "preview" + number + ".png");
+    const k905::Picture shown = picture_in(folder_, "preview" + number + ".png");
     EXPECT_EQ(sheet(static_cast<int>(i) + 1).bytes, shown.bytes) << files[i].first;
   }
   // Different photos give different sheets: no comparison above is between two white sheets.
@@ -113,7 +113,7 @@ TEST_F(PrintToPrinter, FittedPhotoHasWhiteEdges) {
   put("square.png", 40, 40);
   ASSERT_EQ(print({"--fit", "square.png"}).status, 0);
   EXPECT_THAT(printer_.next_line(), StartsWith("sheet 1: "));
-  const Picture seen = sheet(1);
+  const k905::Picture seen = sheet(1);
   // The paper is 1800 x 1197: of a square, 1197 in the middle.
   const auto at = [&](std::size_t x) { return seen.bytes[(598 * seen.width + x) * 3]; };
   EXPECT_EQ(at(290), 255);

@@ -17,12 +17,12 @@ class Client {
       : dialogue_({.question = [this](const auto& group,
                                       const auto& name) { events.push_back(group + "/" + name); },
                    .sheet =
-                       [this](Sheet&& sheet) {
+                       [this](k905::Sheet&& sheet) {
                          events.push_back("sheet " + std::to_string(sheet.width) + "x" +
                                           std::to_string(sheet.height));
                        },
                    .protocol_error =
-                       [this](const StreamError& error) {
+                       [this](const k905::StreamError& error) {
                          events.push_back("protocol error at " + std::to_string(error.offset));
                        }}) {}
 

@@ -136,7 +136,7 @@ TEST(Simulator, SheetIsReportedCountedAndSavedUnmirrored) {
   const std::string file = folder.path() + "/prints/sheet-0001.png";
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, glossy, cutter 0, " + file + ", 399 left");
   std::string error;
-  const std::optional<Picture> picture = k905::read_photo(file, error);
+  const std::optional<k905::Picture> picture = k905::read_photo(file, error);
   ASSERT_TRUE(picture) << error;
   // The planes of the sheet are 1 to 6, 11 to 16 and 21 to 26; left and right are exchanged.
   EXPECT_EQ(picture->width, 3U);

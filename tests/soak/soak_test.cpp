@@ -57,7 +57,7 @@ std::string page_with(unsigned number) {
 }
 
 // The number of a sheet; its rows are mirrored. Anything but clean stripes fails the test.
-unsigned number_of(const Sheet& sheet) {
+unsigned number_of(const k905::Sheet& sheet) {
   // The image is between the bleeds of the paper, left and right.
   constexpr unsigned kLeft = 50;
   constexpr unsigned kRight = 70;
@@ -212,7 +212,7 @@ std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
 
   std::vector<Figures> figures;
   unsigned seen = 0;
-  PrinterStreamParser parser([&](Sheet&& sheet) {
+  k905::PrinterStreamParser parser([&](k905::Sheet&& sheet) {
     EXPECT_EQ(number_of(sheet), first + seen);
     ++seen;
     line.expect_sheet();
