@@ -1,4 +1,4 @@
-// Shared by the files of the reference. Private to them and to the tests of the reference.
+// Shared by the files of the reference, and by tests that compare single steps with it.
 #pragma once
 
 #include <cups/raster.h>
@@ -107,7 +107,15 @@ class PlainFilter {
 
   ReferenceResult whole_job();
 
-  // The steps, in the order of a job. Public for the reference's own tests.
+  struct Layout {
+    int target_width, target_height;
+    int canvas_width, canvas_height;
+    int top, bottom, left, right;
+    int effective_width, effective_height;
+  };
+  [[nodiscard]] Layout layout() const;
+
+  // The steps, in the order of a job. Public for tests of single steps.
   void read_ppd();
   void read_arguments();
   void read_paper_argument();
@@ -131,14 +139,6 @@ class PlainFilter {
   std::map<std::string, std::string> images;
 
  private:
-  struct Layout {
-    int target_width, target_height;
-    int canvas_width, canvas_height;
-    int top, bottom, left, right;
-    int effective_width, effective_height;
-  };
-  [[nodiscard]] Layout layout() const;
-
   [[gnu::format(printf, 2, 3)]] void log_message(const char* format, ...);
   // The beginning of a line, which the next log_message() completes.
   [[gnu::format(printf, 2, 3)]] void begin_log_message(const char* format, ...);
