@@ -6,18 +6,18 @@
 #include <utility>
 
 namespace {
-FakeFiles* in_force = nullptr;
+FakeFiles* active = nullptr;
 }  // namespace
 
 FakeFiles::FakeFiles(std::set<std::string> existing)
-    : existing_(std::move(existing)), outer_(in_force) {
-  in_force = this;
+    : existing_(std::move(existing)), outer_(active) {
+  active = this;
 }
 
-FakeFiles::~FakeFiles() { in_force = outer_; }
+FakeFiles::~FakeFiles() { active = outer_; }
 
-int FakeFiles::answer(const char* path) {
-  asked_.emplace_back(path);
+int FakeFiles::result_of(const char* path) {
+  requested_.emplace_back(path);
   if (existing_.count(path) != 0) {
     return 0;
   }
@@ -30,6 +30,6 @@ extern "C" {
 int __real_stat(const char* path, struct stat* status);
 
 int __wrap_stat(const char* path, struct stat* status) {
-  return in_force != nullptr ? in_force->answer(path) : __real_stat(path, status);
+  return active != nullptr ? active->result_of(path) : __real_stat(path, status);
 }
 }

@@ -14,11 +14,11 @@ class FakeFiles {
   FakeFiles(const FakeFiles&) = delete;
   FakeFiles& operator=(const FakeFiles&) = delete;
 
-  [[nodiscard]] const std::vector<std::string>& asked() const { return asked_; }
-  [[nodiscard]] int answer(const char* path);
+  [[nodiscard]] const std::vector<std::string>& requested() const { return requested_; }
+  [[nodiscard]] int result_of(const char* path);
 
  private:
   std::set<std::string> existing_;
-  std::vector<std::string> asked_;
+  std::vector<std::string> requested_;
   FakeFiles* outer_;
 };

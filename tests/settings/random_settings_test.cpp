@@ -10,19 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "paper/paper_table.h"
-#include "settings/job_arguments.h"
-#include "settings/paper_argument.h"
-#include "settings/ppd_defaults.h"
 #include "settings/print_options.h"
-#include "settings/summary.h"
-#include "tests/settings/argument_list.h"
-#include "tests/settings/fake_files.h"
-#include "tests/settings/option_words.h"
-#include "tests/settings/ppd_file.h"
-#include "tests/support/captured_log.h"
+#include "tests/settings/settings_check.h"
 #include "tests/support/environment_guard.h"
-#include "tests/support/reference_state.h"
+#include "tests/support/settings_difference.h"
 
 namespace {
 
@@ -57,6 +48,17 @@ const std::vector<std::string> kTexts = {"6x4",
                                          "tab\there",
                                          "-1e999",
                                          "%s%n%d"};
+// Every keyword that a queue or an argument can set, and two unknown ones.
+const std::vector<std::string> kOptionKeywords = words_of(
+    "PageSize PageRegion ICCProfile ColorBase StpBrightness StpContrast StpSaturation StpGamma "
+    "StpImageType StpColorCorrection ColorModel StpColorPrecision Resolution StpLaminate "
+    "StpLegacyDyesubGamma StpNoCutWaste StpCyanGamma StpiShrinkOutput StpMagentaGamma "
+    "StpYellowGamma BleedTop StpCyanBalance StpMagentaBalance StpYellowBalance BleedBottom "
+    "StpLinearContrast BleedLeft BleedRight BleedA BleedB BleedC BleedD MediaType stpgamma");
+// Every flag, and two that change no setting.
+const std::vector<std::string> kArgumentFlags = words_of(
+    "--contrast --saturation --brightness --gamma --copies --color-model --color-precision "
+    "--image-type --color-correction --icc-profile --icc-intent --paper-size --info --unknown");
 
 class RandomSettings : public testing::Test {
  protected:
@@ -109,7 +111,7 @@ class RandomSettings : public testing::Test {
       ppd.manufacturer = std::nullopt;
     }
     const unsigned count = random_() % 4;
-    std::vector<const char*> keys(std::begin(kOptionKeywords), std::end(kOptionKeywords));
+    std::vector<std::string> keys = kOptionKeywords;
     for (unsigned g = 0; g < count; ++g) {
       PpdGroup group;
       group.name = "Group" + std::to_string(g);
@@ -129,90 +131,24 @@ class RandomSettings : public testing::Test {
   std::minstd_rand random_{4711};
 };
 
-void expect_same(const PrintOptions& ours, const reference::Settings& plain) {
-  EXPECT_EQ(ours.paper_config->ppd_name, plain.paper.name);
-  EXPECT_EQ(ours.rotate_90 != 0, plain.rotate);
-  EXPECT_EQ(ours.interlace != 0, plain.interlace);
-  EXPECT_EQ(ours.interlace_factor, plain.interlace_factor);
-  EXPECT_EQ(ours.mirror != 0, plain.mirror);
-  EXPECT_EQ(ours.ribbon_size, plain.ribbon);
-  EXPECT_EQ(ours.ribbon_detected != 0, plain.ribbon_detected);
-  EXPECT_EQ(ours.cache_optimization != 0, plain.cache_optimization);
-  EXPECT_EQ(ours.ppd_paper_name, plain.ppd_paper_name);
-  EXPECT_EQ(ours.brightness, plain.brightness);
-  EXPECT_EQ(ours.contrast, plain.contrast);
-  EXPECT_EQ(ours.saturation, plain.saturation);
-  EXPECT_EQ(ours.gamma, plain.gamma);
-  EXPECT_EQ(ours.copies, plain.copies);
-  EXPECT_EQ(ours.color_model, plain.color_model);
-  EXPECT_EQ(ours.color_precision, plain.color_precision);
-  EXPECT_EQ(ours.image_type, plain.image_type);
-  EXPECT_EQ(ours.color_correction, plain.color_correction);
-  EXPECT_EQ(ours.resolution, plain.resolution);
-  EXPECT_EQ(ours.overcoat, plain.overcoat);
-  EXPECT_EQ(ours.legacy_gamma, plain.legacy_gamma);
-  EXPECT_EQ(ours.no_cut_waste, plain.no_cut_waste);
-  EXPECT_EQ(ours.shrink_output, plain.shrink_output);
-  EXPECT_EQ(ours.cyan_gamma, plain.cyan_gamma);
-  EXPECT_EQ(ours.magenta_gamma, plain.magenta_gamma);
-  EXPECT_EQ(ours.yellow_gamma, plain.yellow_gamma);
-  EXPECT_EQ(ours.cyan_balance, plain.cyan_balance);
-  EXPECT_EQ(ours.magenta_balance, plain.magenta_balance);
-  EXPECT_EQ(ours.yellow_balance, plain.yellow_balance);
-  EXPECT_EQ(ours.linear_contrast, plain.linear_contrast);
-  EXPECT_EQ(ours.icc_profile_name, plain.icc_name);
-  EXPECT_EQ(ours.icc_profile_path, plain.icc_path);
-  EXPECT_EQ(ours.icc_enabled != 0, plain.icc_enabled);
-  EXPECT_EQ(ours.icc_intent, plain.icc_intent);
-  EXPECT_EQ(ours.color_base, plain.color_base);
-  EXPECT_EQ(ours.color_base_profile_name, plain.color_base_name);
-  EXPECT_EQ(ours.color_base_profile_path, plain.color_base_path);
-  EXPECT_EQ(ours.bleed_top_px, plain.bleed_top);
-  EXPECT_EQ(ours.bleed_bottom_px, plain.bleed_bottom);
-  EXPECT_EQ(ours.bleed_left_px, plain.bleed_left);
-  EXPECT_EQ(ours.bleed_right_px, plain.bleed_right);
-}
-
 TEST_F(RandomSettings, GiveTheLogAndTheSettingsOfTheReference) {
-  // The reference looks for the files of the working folder by its path, here ".".
-  FakeFiles files({"/usr/share/color/icc/sRGB.icc", "./printer.icc", "././printer.icc",
-                   "/opt/homebrew/share/color/icc/AdobeRGB1998.icc", "/there/abs.icc"});
   for (int round = 0; round < 400; ++round) {
     const SettingsGuard settings;
-    ReferenceJob job;
+    SCOPED_TRACE("round " + std::to_string(round));
+    SettingsJob job;
     job.arguments = arguments();
-    job.ppd_file = queue();
-    const PpdFile file(ppd_text(*job.ppd_file));
-    job.ppd_path = file.path();
-
-    const EnvironmentGuard ppd("PPD", file.path().c_str());
-    ArgumentList list(job.arguments);
-    // No setting changes it, but the summary shows it.
-    const bool optimized = round % 2 == 0;
-    current_options.cache_optimization = optimized ? 1 : 0;
-    const std::string log = captured_log([&] {
-      read_ppd_defaults();
-      read_job_arguments(list.count(), list.values());
-      read_paper_argument(list.count(), list.values());
-      print_configuration_summary();
-    });
-
-    reference::PlainFilter plain(job);
-    plain.settings.cache_optimization = optimized;
-    plain.read_ppd();
-    plain.read_arguments();
-    plain.read_paper_argument();
-    plain.log_summary();
-
-    ASSERT_EQ(lines_of(log), plain.log) << "round " << round;
-    expect_same(current_options, plain.settings);
-    ASSERT_FALSE(HasFailure()) << "round " << round;
+    job.ppd = queue();
+    job.existing_files = {"/usr/share/color/icc/sRGB.icc", "./printer.icc",
+                          "/opt/homebrew/share/color/icc/AdobeRGB1998.icc", "/there/abs.icc"};
+    job.cache_optimization = round % 2 == 0;
+    expect_like_reference(job);
+    ASSERT_FALSE(HasFailure());
   }
 }
 
 TEST(SettingsRecord, HasTheBuiltInDefaultsBeforeAnyCodeRuns) {
-  expect_same(before_main, {});
-  expect_same(current_options, {});
+  EXPECT_EQ(different_settings(before_main, {}), "");
+  EXPECT_EQ(different_settings(current_options, {}), "");
 }
 
 TEST(SettingsRecord, TextFieldsHaveTheirCapacities) {
