@@ -1,6 +1,6 @@
 # The filter needs only libcups and Little CMS. The other programs, tests, benchmarks and fuzz targets are built if
 # their libraries are found, and can be switched off.
-pkg_check_modules(VIPS QUIET IMPORTED_TARGET vips)
+pkg_check_modules(VIPS QUIET IMPORTED_TARGET vips-cpp)
 find_package(SQLiteCpp QUIET)
 find_package(GTest QUIET)
 # Tests write photo files with the libraries of the formats.

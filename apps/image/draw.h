@@ -3,7 +3,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "apps/image/picture.h"
 
@@ -30,19 +29,13 @@ PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& 
 [[nodiscard]] bool draw_caption(Picture& picture, const std::string& text, const PixelArea& area,
                                 std::uint32_t font_size, double density);
 
-// An image with transparency that is drawn over pictures of its size: rows of red, green, blue and
-// opacity, 8 bits each.
-struct Overlay {
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
-  std::vector<std::uint8_t> bytes;
-};
-
-// Reads a PNG file with transparency and scales it to that size. Null with one line in `error`.
-[[nodiscard]] std::optional<Overlay> read_overlay(const std::string& path, PixelSize size,
+// Reads a PNG file with transparency and scales it to that size: rows of red, green, blue and
+// opacity, 8 bits each. Null with one line in `error`.
+[[nodiscard]] std::optional<Picture> read_overlay(const std::string& path, PixelSize size,
                                                   std::string& error);
 
-// Draws the overlay over an 8-bit RGB picture. Throws std::bad_alloc without memory.
-void draw_overlay(Picture& picture, const Overlay& overlay);
+// Draws an overlay of the same size over an 8-bit RGB picture. Throws std::bad_alloc without
+// memory.
+void draw_overlay(Picture& picture, const Picture& overlay);
 
 }  // namespace k905

@@ -19,6 +19,8 @@
 
 namespace k905 {
 
+using vips::VImage;
+
 namespace {
 
 // The loaders that may read a file. libvips has many more, and a blocked loader can still parse the
@@ -27,9 +29,6 @@ constexpr std::array<std::string_view, 7> kLoaders{
     "VipsForeignLoadJpeg", "VipsForeignLoadPng",   "VipsForeignLoadTiff", "VipsForeignLoadWebp",
     "VipsForeignLoadHeif", "VipsForeignLoadNsgif", "VipsForeignLoadPpm"};
 constexpr const char* kFormats = "JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM";
-
-VipsImage* image(void* object) { return static_cast<VipsImage*>(object); }
-VipsSource* source_of(void* object) { return static_cast<VipsSource*>(object); }
 
 // The next word of a PPM header, after spaces and comments; empty at its end.
 std::string_view next_word(std::string_view& text) {
@@ -88,75 +87,61 @@ double check_ppm(VipsSource* source, std::string& error) {
 // Most decoders keep all rows; those for TIFF, plain PNG and plain JPEG return them one by one.
 constexpr std::uint64_t kMostBytesOfAllRows = std::uint64_t{384} << 20;
 
-bool keeps_all_rows(VipsImage* header, std::string_view loader) {
-  int several_passes = 0;
-  for (const char* name : {"interlaced", "jpeg-multiscan"}) {
-    if (vips_image_get_typeof(header, name) != 0) {
-      vips_image_get_int(header, name, &several_passes);
-    }
-  }
+bool keeps_all_rows(const VImage& header, std::string_view loader) {
+  const auto is_set = [&](const char* name) {
+    return header.get_typeof(name) != 0 && header.get_int(name) != 0;
+  };
   constexpr std::array by_row{kLoaders[0], kLoaders[1], kLoaders[2]};
-  return several_passes != 0 ||
+  return is_set("interlaced") || is_set("jpeg-multiscan") ||
          std::ranges::none_of(by_row, [&](auto name) { return loader.starts_with(name); });
 }
 
-bool has_acceptable_size(VipsImage* header, std::string_view loader, std::string& error) {
-  const auto width = static_cast<std::uint64_t>(header->Xsize);
-  const auto height = static_cast<std::uint64_t>(header->Ysize);
-  const bool too_large = width > kLongestSide || height > kLongestSide ||
-                         height > kMostPixels / width ||
-                         (keeps_all_rows(header, loader) &&
-                          width * height * VIPS_IMAGE_SIZEOF_PEL(header) > kMostBytesOfAllRows);
-  if (too_large) {
-    error =
-        "the photo is too large (" + std::to_string(width) + " x " + std::to_string(height) + ")";
-  }
-  return !too_large;
+bool has_acceptable_size(const VImage& header, std::string_view loader) {
+  const auto width = static_cast<std::uint64_t>(header.width());
+  const auto height = static_cast<std::uint64_t>(header.height());
+  return width <= kLongestSide && height <= kLongestSide && height <= kMostPixels / width &&
+         (!keeps_all_rows(header, loader) ||
+          width * height * VIPS_IMAGE_SIZEOF_PEL(header.get_image()) <= kMostBytesOfAllRows);
 }
 
 // Transparent pixels show white paper.
-int lay_on_white(VipsImage* in, VipsImage** out) {
-  if (vips_image_hasalpha(in) == FALSE) {
-    return vips_copy(in, out, nullptr);
+VImage laid_on_white(const VImage& in) {
+  if (!in.has_alpha()) {
+    return in;
   }
   const double white = has_wide_samples(in) ? 65535 : 255;
-  VipsArrayDouble* background = vips_array_double_newv(1, white);
-  const int result = vips_flatten(in, out, "background", background, "max_alpha", white, nullptr);
-  vips_area_unref(VIPS_AREA(background));
-  return result;
+  return in.flatten(
+      VImage::option()->set("background", std::vector<double>{white})->set("max_alpha", white));
 }
 
 // Gray, RGB or CMYK; Lab, HSV and floating point become RGB.
-int to_device_color(VipsImage* in, VipsImage** out) {
-  switch (vips_image_guess_interpretation(in)) {
+VImage in_device_color(const VImage& in) {
+  switch (in.guess_interpretation()) {
     case VIPS_INTERPRETATION_B_W:
     case VIPS_INTERPRETATION_sRGB:
     case VIPS_INTERPRETATION_CMYK:
     case VIPS_INTERPRETATION_GREY16:
     case VIPS_INTERPRETATION_RGB16:
-      return vips_copy(in, out, nullptr);
+      return in;
     default:
-      return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, nullptr);
+      return in.colourspace(VIPS_INTERPRETATION_sRGB);
   }
 }
 
 // 8 or 16 bits; CMYK is reduced to 8 bits to save memory.
-int as_unsigned(VipsImage* in, VipsImage** out) {
-  if (vips_image_guess_interpretation(in) == VIPS_INTERPRETATION_CMYK) {
-    return vips_cast(in, out, VIPS_FORMAT_UCHAR, "shift", TRUE, nullptr);
+VImage as_unsigned(const VImage& in) {
+  if (in.guess_interpretation() == VIPS_INTERPRETATION_CMYK) {
+    return in.cast(VIPS_FORMAT_UCHAR, VImage::option()->set("shift", true));
   }
-  return vips_cast(in, out, has_wide_samples(in) ? VIPS_FORMAT_USHORT : VIPS_FORMAT_UCHAR, nullptr);
+  return in.cast(has_wide_samples(in) ? VIPS_FORMAT_USHORT : VIPS_FORMAT_UCHAR);
 }
 
-std::vector<std::uint8_t> profile_of(const VipsImage* in, int channels) {
-  const void* data = nullptr;
+std::vector<std::uint8_t> profile_of(const VImage& in, int channels) {
   std::size_t size = 0;
-  if (vips_image_get_typeof(in, VIPS_META_ICC_NAME) == 0 ||
-      vips_image_get_blob(in, VIPS_META_ICC_NAME, &data, &size) != 0) {
-    vips_error_clear();
+  if (in.get_typeof(VIPS_META_ICC_NAME) == 0) {
     return {};
   }
-  const auto* bytes = static_cast<const std::uint8_t*>(data);
+  const auto* bytes = static_cast<const std::uint8_t*>(in.get_blob(VIPS_META_ICC_NAME, &size));
   // A profile names its color space at byte 16 of a header of 128.
   const char* space = channels == 1 ? "GRAY" : channels == 4 ? "CMYK" : "RGB ";
   if (size < 128 || std::memcmp(bytes + 16, space, 4) != 0) {
@@ -194,131 +179,109 @@ void load_modules_for(const Descriptor& file) {
   }
 }
 
-void Photo::Unref::operator()(void* object) const { g_object_unref(object); }
+struct Photo::Source {
+  vips::VSource source;
+  VImage header;
+  bool is_jpeg = false;
+  double widening = 1;  // factor for samples that do not use all of their bits
+
+  // An image over the file, decoded row by row from the top as needed. A JPEG decoder can return an
+  // image that is 2, 4 or 8 times smaller in a fraction of the time and memory. libvips reports
+  // damaged data only as a warning; here it is an error, so that no damaged photo is printed.
+  [[nodiscard]] VImage decode(std::uint32_t shrink) const {
+    vips::VOption* options = VImage::option()->set("access", VIPS_ACCESS_SEQUENTIAL);
+    return is_jpeg
+               ? VImage::jpegload_source(source, options->set("shrink", static_cast<int>(shrink))
+                                                     ->set("fail_on", VIPS_FAIL_ON_WARNING))
+               : VImage::new_from_source(source, "",
+                                         options->set("fail_on", VIPS_FAIL_ON_TRUNCATED));
+  }
+};
 
 std::optional<Photo> Photo::open(Descriptor file, std::string& error) {
-  if (!start_vips()) {
-    error = "libvips cannot be started";
-    return std::nullopt;
-  }
-  vips_error_clear();  // libvips appends to the messages of an earlier file
-  Photo photo;
-  // libvips needs its own descriptor.
-  photo.source_.reset(vips_source_new_from_descriptor(file.get()));
-  std::string_view loader;
-  if (photo.source_ != nullptr) {
-    const char* found = vips_foreign_find_load_source(source_of(photo.source_.get()));
-    loader = found != nullptr ? found : "";
+  try {
+    start_vips();
+    vips_error_clear();  // libvips appends to the messages of an earlier file
+    // libvips needs its own descriptor.
+    Source photo{.source = vips::VSource::new_from_descriptor(file.get()), .header = {}};
+    const char* found = vips_foreign_find_load_source(photo.source.get_source());
+    const std::string_view loader = found != nullptr ? found : "";
     if (std::ranges::none_of(kLoaders, [&](auto name) { return loader.starts_with(name); })) {
       vips_error_clear();
       error = std::string("not a photo in ") + kFormats;
       return std::nullopt;
     }
-    photo.is_jpeg_ = loader.starts_with("VipsForeignLoadJpeg");
+    photo.is_jpeg = loader.starts_with("VipsForeignLoadJpeg");
     if (loader.starts_with("VipsForeignLoadPpm")) {
-      photo.widening_ = check_ppm(source_of(photo.source_.get()), error);
-      if (photo.widening_ == 0) {
+      photo.widening = check_ppm(photo.source.get_source(), error);
+      if (photo.widening == 0) {
         return std::nullopt;
       }
     }
-  }
-  photo.header_.reset(photo.source_ != nullptr ? photo.decode(1) : nullptr);
-  if (photo.header_ == nullptr) {
-    error = vips_reason();
+    photo.header = photo.decode(1);
+    if (!has_acceptable_size(photo.header, loader)) {
+      error = "the photo is too large (" + std::to_string(photo.header.width()) + " x " +
+              std::to_string(photo.header.height()) + ")";
+      return std::nullopt;
+    }
+    return Photo(std::make_shared<const Source>(std::move(photo)));
+  } catch (const vips::VError& failure) {
+    error = reason_of(failure);
     return std::nullopt;
   }
-  if (!has_acceptable_size(image(photo.header_.get()), loader, error)) {
-    return std::nullopt;
-  }
-  return photo;
 }
 
-std::uint32_t Photo::width() const {
-  return static_cast<std::uint32_t>(image(header_.get())->Xsize);
-}
+std::uint32_t Photo::width() const { return static_cast<std::uint32_t>(source_->header.width()); }
 
-std::uint32_t Photo::height() const {
-  return static_cast<std::uint32_t>(image(header_.get())->Ysize);
-}
+std::uint32_t Photo::height() const { return static_cast<std::uint32_t>(source_->header.height()); }
 
-int Photo::orientation() const { return vips_image_get_orientation(image(header_.get())); }
-
-// An image over the file, decoded row by row from the top as needed. A JPEG decoder can return an
-// image that is 2, 4 or 8 times smaller in a fraction of the time and memory. libvips reports
-// damaged data only as a warning; here it is an error, so that no damaged photo is printed.
-void* Photo::decode(std::uint32_t shrink) const {
-  VipsSource* source = source_of(source_.get());
-  if (!is_jpeg_) {
-    return vips_image_new_from_source(source, "", "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
-                                      VIPS_FAIL_ON_TRUNCATED, nullptr);
-  }
-  VipsImage* out = nullptr;
-  const int result =
-      vips_jpegload_source(source, &out, "shrink", static_cast<int>(shrink), "access",
-                           VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_WARNING, nullptr);
-  return result == 0 ? out : nullptr;
-}
+int Photo::orientation() const { return vips_image_get_orientation(source_->header.get_image()); }
 
 std::optional<Picture> Photo::pixels(const PixelArea& area, std::uint32_t width,
                                      std::uint32_t height, int orientation,
                                      std::string& error) const {
   // At least twice the pixels that are needed, so that scaling can still average.
   std::uint32_t shrink = 1;
-  while (is_jpeg_ && shrink < 8 && area.width >= 4 * shrink * width &&
+  while (source_->is_jpeg && shrink < 8 && area.width >= 4 * shrink * width &&
          area.height >= 4 * shrink * height) {
     shrink *= 2;
   }
-  vips_error_clear();
-  Chain chain(image(decode(shrink)));
-  if (widening_ != 1) {
-    chain.then([this](VipsImage* in, VipsImage** out) {
-      return vips_linear1(in, out, widening_, 0.5, nullptr);  // 0.5 rounds
-    });
-    chain.then([&](VipsImage* in, VipsImage** out) {
-      return vips_cast(in, out, image(header_.get())->BandFmt, nullptr);
-    });
-  }
-  chain.then(lay_on_white).then(to_device_color).then(as_unsigned);
-  chain.then([&](VipsImage* in, VipsImage** out) {
-    const double ratio_x = static_cast<double>(in->Xsize) / this->width();
-    const double ratio_y = static_cast<double>(in->Ysize) / this->height();
+  try {
+    vips_error_clear();
+    VImage image = source_->decode(shrink);
+    if (source_->widening != 1) {
+      // 0.5 rounds.
+      image = image.linear(source_->widening, 0.5).cast(source_->header.format());
+    }
+    image = as_unsigned(in_device_color(laid_on_white(image)));
+    const double ratio_x = static_cast<double>(image.width()) / this->width();
+    const double ratio_y = static_cast<double>(image.height()) / this->height();
     const int x = static_cast<int>(area.left * ratio_x);
     const int y = static_cast<int>(area.top * ratio_y);
-    return vips_extract_area(
-        in, out, x, y, std::clamp(static_cast<int>(area.width * ratio_x), 1, in->Xsize - x),
-        std::clamp(static_cast<int>(area.height * ratio_y), 1, in->Ysize - y), nullptr);
-  });
-  add_scaling(chain, {width, height});
-  chain.then(as_unsigned);
-  // Nothing is decoded so far; the rotation decodes everything.
-  if (chain.get() != nullptr) {
+    image = image.extract_area(
+        x, y, std::clamp(static_cast<int>(area.width * ratio_x), 1, image.width() - x),
+        std::clamp(static_cast<int>(area.height * ratio_y), 1, image.height() - y));
+    image = as_unsigned(scaled_exactly(image, {width, height}));
+    // Nothing is decoded so far; the rotation decodes everything.
     vips_error_clear();  // warnings that did not stop the decoder
-  }
-  if (orientation > 1 && orientation <= 8) {
-    chain.then([](VipsImage* in, VipsImage** out) {  // rotation needs all rows at once
-      *out = vips_image_copy_memory(in);
-      return *out != nullptr ? 0 : -1;
-    });
-    chain.then([&](VipsImage* in, VipsImage** out) {
-      malloc_trim(0);  // the rows of the decoder make room for the upright image
-      VipsImage* marked = nullptr;
-      if (vips_copy(in, &marked, nullptr) != 0) {
-        return -1;
-      }
-      vips_image_set_int(marked, VIPS_META_ORIENTATION, orientation);
-      const int result = vips_autorot(marked, out, nullptr);
-      g_object_unref(marked);
-      return result;
-    });
-  }
-  Picture picture;
-  // If the first rows fail, a thread of libvips can end before its result is counted.
-  if (chain.get() == nullptr || !render(chain.get(), picture) || *vips_error_buffer() != '\0') {
-    error = vips_reason();
+    if (orientation > 1 && orientation <= 8) {
+      image = image.copy_memory();  // rotation needs all rows at once
+      malloc_trim(0);               // the rows of the decoder make room for the upright image
+      image = image.copy();
+      image.set(VIPS_META_ORIENTATION, orientation);
+      image = image.autorot();
+    }
+    Picture picture = rendered(image);
+    // If the first rows fail, a thread of libvips can end before its result is counted.
+    if (*vips_error_buffer() != '\0') {
+      throw vips::VError();
+    }
+    picture.icc_profile = profile_of(image, picture.channels);
+    return picture;
+  } catch (const vips::VError& failure) {
+    error = reason_of(failure);
     return std::nullopt;
   }
-  picture.icc_profile = profile_of(chain.get(), picture.channels);
-  return picture;
 }
 
 std::optional<Picture> read_photo(const std::string& path, std::string& error) {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "apps/base/descriptor.h"
 #include "apps/image/picture.h"
@@ -50,19 +51,10 @@ class Photo {
                                               std::string& error) const;
 
  private:
-  struct Unref {
-    void operator()(void* object) const;
-  };
-  template <class Object>
-  using Ref = std::unique_ptr<Object, Unref>;
+  struct Source;
+  explicit Photo(std::shared_ptr<const Source> source) : source_(std::move(source)) {}
 
-  Photo() = default;
-  [[nodiscard]] void* decode(std::uint32_t shrink) const;
-
-  Ref<void> source_;  // VipsSource
-  Ref<void> header_;  // VipsImage
-  bool is_jpeg_ = false;
-  double widening_ = 1;  // factor for samples that do not use all of their bits
+  std::shared_ptr<const Source> source_;
 };
 
 // The complete photo in its own size, upright, in 8-bit RGB or, if the file has them, 16 bits or

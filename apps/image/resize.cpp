@@ -8,6 +8,8 @@
 
 namespace k905 {
 
+using vips::VImage;
+
 namespace {
 
 std::uint32_t bounded(double length, std::uint32_t most) {
@@ -19,12 +21,13 @@ bool has_size(const Picture& picture, PixelSize size) {
 }
 
 // An operation in memory fails only for lack of memory.
-Picture rendered(const Chain& chain) {
-  Picture result;
-  if (chain.get() == nullptr || !render(chain.get(), result)) {
+template <class Operation>
+Picture in_memory(Operation operation) {
+  try {
+    return rendered(operation());
+  } catch (const vips::VError&) {
     throw std::bad_alloc();
   }
-  return result;
 }
 
 }  // namespace
@@ -38,41 +41,34 @@ PixelSize largest_part(PixelSize whole, double shape) {
 }
 
 Picture cropped(const Picture& picture, std::uint32_t x, std::uint32_t y, PixelSize size) {
-  Chain chain(vips_image_over(picture));
-  chain.then([&](VipsImage* in, VipsImage** out) {
-    return vips_extract_area(in, out, static_cast<int>(x), static_cast<int>(y),
-                             static_cast<int>(size.width), static_cast<int>(size.height), nullptr);
+  return in_memory([&] {
+    return vips_image_over(picture).extract_area(static_cast<int>(x), static_cast<int>(y),
+                                                 static_cast<int>(size.width),
+                                                 static_cast<int>(size.height));
   });
-  return rendered(chain);
 }
 
 Picture scaled(const Picture& picture, PixelSize size) {
-  if (has_size(picture, size)) {
-    return picture;
-  }
-  Chain chain(vips_image_over(picture));
-  add_scaling(chain, size);
-  return rendered(chain);
+  return has_size(picture, size)
+             ? picture
+             : in_memory([&] { return scaled_exactly(vips_image_over(picture), size); });
 }
 
 Picture on_white(Picture picture, PixelSize size) {
   if (has_size(picture, size)) {
     return picture;
   }
-  Chain chain(vips_image_over(picture));
-  chain.then([&](VipsImage* in, VipsImage** out) {
-    return vips_embed(in, out, static_cast<int>((size.width - picture.width) / 2),
-                      static_cast<int>((size.height - picture.height) / 2),
-                      static_cast<int>(size.width), static_cast<int>(size.height), "extend",
-                      VIPS_EXTEND_WHITE, nullptr);
+  return in_memory([&] {
+    return vips_image_over(picture).embed(
+        static_cast<int>((size.width - picture.width) / 2),
+        static_cast<int>((size.height - picture.height) / 2), static_cast<int>(size.width),
+        static_cast<int>(size.height), VImage::option()->set("extend", VIPS_EXTEND_WHITE));
   });
-  return rendered(chain);
 }
 
 Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density) {
-  const double pixel_shape = density;  // width over height of a pixel
   const double own = static_cast<double>(picture.width) / picture.height;
-  const double wanted = static_cast<double>(size.width) / size.height * pixel_shape;
+  const double wanted = static_cast<double>(size.width) / size.height * density;
   if (fit == Fit::fill) {
     const PixelSize part = largest_part({picture.width, picture.height}, wanted);
     return scaled(cropped(picture, (picture.width - part.width) / 2,
@@ -80,7 +76,7 @@ Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density) 
                   size);
   }
   if (fit == Fit::whole) {
-    return on_white(scaled(picture, largest_part(size, own / pixel_shape)), size);
+    return on_white(scaled(picture, largest_part(size, own / density)), size);
   }
   return scaled(picture, size);
 }

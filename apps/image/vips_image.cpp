@@ -1,9 +1,10 @@
-// The start of libvips.
 #include "apps/image/vips_image.h"
 
 #include <algorithm>
 
 namespace k905 {
+
+using vips::VImage;
 
 namespace {
 
@@ -16,7 +17,7 @@ GLogWriterOutput discard_log(GLogLevelFlags, const GLogField*, gsize, gpointer) 
 
 bool start() {
   if (vips_init("k905") != 0) {
-    return false;
+    throw vips::VError("libvips cannot be started");
   }
   g_log_set_writer_func(discard_log, nullptr, nullptr);
   vips_cache_set_max(0);  // every photo is decoded once
@@ -29,13 +30,13 @@ bool start() {
 
 }  // namespace
 
-bool start_vips() {
+void start_vips() {
   static const bool started = start();
-  return started;
+  static_cast<void>(started);
 }
 
-std::string vips_reason() {
-  std::string text = vips_error_buffer();
+std::string reason_of(const vips::VError& error) {
+  std::string text = error.what();
   vips_error_clear();
   text.resize(std::min(text.find('\n'), text.size()));
   const std::size_t colon = text.find(": ");
@@ -43,58 +44,53 @@ std::string vips_reason() {
   return text.empty() ? "the file is malformed" : text;
 }
 
-VipsImage* vips_image_over(const Picture& picture) {
-  if (!start_vips()) {
-    return nullptr;
+VImage vips_image_over(const Picture& picture) {
+  start_vips();
+  VipsImage* image = vips_image_new_from_memory(
+      picture.bytes.data(), picture.bytes.size(), static_cast<int>(picture.width),
+      static_cast<int>(picture.height), picture.channels,
+      picture.bits == 16 ? VIPS_FORMAT_USHORT : VIPS_FORMAT_UCHAR);
+  if (image == nullptr) {
+    throw vips::VError();
   }
-  return vips_image_new_from_memory(picture.bytes.data(), picture.bytes.size(),
-                                    static_cast<int>(picture.width),
-                                    static_cast<int>(picture.height), picture.channels,
-                                    picture.bits == 16 ? VIPS_FORMAT_USHORT : VIPS_FORMAT_UCHAR);
+  return VImage(image);
 }
 
-bool render(VipsImage* in, Picture& picture) {
-  picture.width = static_cast<std::uint32_t>(in->Xsize);
-  picture.height = static_cast<std::uint32_t>(in->Ysize);
-  picture.channels = in->Bands;
+Picture rendered(const VImage& in) {
+  Picture picture;
+  picture.width = static_cast<std::uint32_t>(in.width());
+  picture.height = static_cast<std::uint32_t>(in.height());
+  picture.channels = in.bands();
   picture.bits = has_wide_samples(in) ? 16 : 8;
   picture.bytes.resize(picture.row_bytes() * picture.height);
-  VipsImage* target = vips_image_over(picture);
-  const bool done = target != nullptr && vips_image_write(in, target) == 0;
-  if (target != nullptr) {
-    g_object_unref(target);
-  }
-  return done;
+  in.write(vips_image_over(picture));
+  return picture;
 }
 
-void add_scaling(Chain& chain, PixelSize size) {
+VImage scaled_exactly(const VImage& in, PixelSize size) {
   const auto scale = [](int from, std::uint32_t to) { return static_cast<double>(to) / from; };
   const auto width = static_cast<int>(size.width);
   const auto height = static_cast<int>(size.height);
-  chain.then([&](VipsImage* in, VipsImage** out) {
-    return vips_resize(in, out, std::min(1.0, scale(in->Xsize, size.width)), "vscale",
-                       std::min(1.0, scale(in->Ysize, size.height)), nullptr);
-  });
+  const VImage smaller =
+      in.resize(std::min(1.0, scale(in.width(), size.width)),
+                VImage::option()->set("vscale", std::min(1.0, scale(in.height(), size.height))));
   // libvips rounds the size; the page needs exactly these pixels.
-  chain.then([&](VipsImage* in, VipsImage** out) {
-    return vips_embed(in, out, 0, 0, std::min(in->Xsize, width), std::min(in->Ysize, height),
-                      "extend", VIPS_EXTEND_COPY, nullptr);
-  });
-  chain.then([&](VipsImage* in, VipsImage** out) {
-    if (in->Xsize == width && in->Ysize == height) {
-      return vips_copy(in, out, nullptr);
-    }
-    // vips_resize() shifts an image that it enlarges by half a pixel.
-    VipsInterpolate* bicubic = vips_interpolate_new("bicubic");
-    VipsArrayInt* area = vips_array_int_newv(4, 0, 0, width, height);
-    const int result =
-        vips_affine(in, out, scale(in->Xsize, size.width), 0, 0, scale(in->Ysize, size.height),
-                    "interpolate", bicubic, "oarea", area, "idx", 0.5, "idy", 0.5, "odx", -0.5,
-                    "ody", -0.5, "extend", VIPS_EXTEND_COPY, nullptr);
-    vips_area_unref(VIPS_AREA(area));
-    g_object_unref(bicubic);
-    return result;
-  });
+  const VImage exact =
+      smaller.embed(0, 0, std::min(smaller.width(), width), std::min(smaller.height(), height),
+                    VImage::option()->set("extend", VIPS_EXTEND_COPY));
+  if (exact.width() == width && exact.height() == height) {
+    return exact;
+  }
+  // vips_resize() shifts an image that it enlarges by half a pixel.
+  return exact.affine({scale(exact.width(), size.width), 0, 0, scale(exact.height(), size.height)},
+                      VImage::option()
+                          ->set("interpolate", vips::VInterpolate::new_from_name("bicubic"))
+                          ->set("oarea", std::vector<int>{0, 0, width, height})
+                          ->set("idx", 0.5)
+                          ->set("idy", 0.5)
+                          ->set("odx", -0.5)
+                          ->set("ody", -0.5)
+                          ->set("extend", VIPS_EXTEND_COPY));
 }
 
 }  // namespace k905

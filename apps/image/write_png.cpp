@@ -68,14 +68,6 @@ void correct_vertical_density(std::span<char> png, double per_millimeter) {
   put_number(start + body, crc_of({start, body}));
 }
 
-bool write_file(int descriptor, std::string_view bytes, std::string& error) {
-  if (!write_whole(descriptor, bytes)) {
-    error = std::strerror(errno);
-    return false;
-  }
-  return true;
-}
-
 // After a failure only a regular file is removed, not a device or pipe.
 bool is_regular_file(int descriptor) {
   struct stat status {};
@@ -83,41 +75,42 @@ bool is_regular_file(int descriptor) {
 }
 
 bool write_to_path(const std::string& path, std::string_view bytes, std::string& error) {
-  if (path == "-") {
-    return write_file(STDOUT_FILENO, bytes, error);
+  const bool is_output = path == "-";
+  const int descriptor = is_output
+                             ? STDOUT_FILENO
+                             : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const bool written = descriptor >= 0 && write_whole(descriptor, bytes);
+  int failure = written ? 0 : errno;
+  const bool removable = !is_output && is_regular_file(descriptor);
+  if (!is_output && close(descriptor) != 0 && written) {
+    failure = errno;
   }
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (descriptor < 0) {
-    error = std::strerror(errno);
-    return false;
+  if (failure == 0) {
+    return true;
   }
-  const bool removable = is_regular_file(descriptor);
-  bool written = write_file(descriptor, bytes, error);
-  if (close(descriptor) != 0 && written) {
-    error = std::strerror(errno);
-    written = false;
-  }
-  if (!written && removable) {
+  error = std::strerror(failure);
+  if (removable) {
     std::remove(path.c_str());
   }
-  return written;
+  return false;
 }
 
 }  // namespace
 
 bool write_png(const std::string& path, const Picture& picture, PixelDensity density,
                std::string& error) {
-  Chain chain(vips_image_over(picture));
-  chain.then([&](VipsImage* in, VipsImage** out) {
-    return vips_copy(in, out, "interpretation", interpretation_of(picture), "xres",
-                     per_millimeter(density.horizontal_dpi), "yres",
-                     per_millimeter(density.vertical_dpi), nullptr);
-  });
   void* bytes = nullptr;
   std::size_t size = 0;
-  if (chain.get() == nullptr || vips_pngsave_buffer(chain.get(), &bytes, &size, "compression",
-                                                    compression_for(picture), nullptr) != 0) {
-    error = vips_reason();
+  try {
+    vips_image_over(picture)
+        .copy(vips::VImage::option()
+                  ->set("interpretation", interpretation_of(picture))
+                  ->set("xres", per_millimeter(density.horizontal_dpi))
+                  ->set("yres", per_millimeter(density.vertical_dpi)))
+        .write_to_buffer(".png", &bytes, &size,
+                         vips::VImage::option()->set("compression", compression_for(picture)));
+  } catch (const vips::VError& failure) {
+    error = reason_of(failure);
     return false;
   }
   correct_vertical_density({static_cast<char*>(bytes), size}, per_millimeter(density.vertical_dpi));
