@@ -372,13 +372,4 @@ int RecordFolder::lose_file(int error) {
   return error;
 }
 
-void RecordFolder::remove(int job) {
-  if (job == file_job_) {
-    (void)lose_file(0);
-  }
-  if (folder_ >= 0) {
-    unlinkat(folder_, file_name(job).c_str(), 0);
-  }
-}
-
 }  // namespace k905::backend

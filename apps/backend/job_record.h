@@ -65,7 +65,6 @@ class RecordFolder {
   // on disk.
   [[nodiscard]] int note(const JobRecord& record);
   [[nodiscard]] int sync();
-  void remove(int job);
 
   // Removes the records of jobs that were completed a day ago, and of abandoned jobs.
   void remove_old();

@@ -59,14 +59,6 @@ TEST_F(Records, RecordOfAnEarlierJobWithThisNumberIsNotUsed) {
   EXPECT_EQ(records.load(13, "urn:uuid:1").printed, 0U);
 }
 
-TEST_F(Records, RemovedRecordIsGone) {
-  RecordFolder records;
-  ASSERT_EQ(records.open(folder(), -1, -1), 0);
-  ASSERT_EQ(records.save(kRecord), 0);
-  records.remove(12);
-  EXPECT_EQ(records.load(12, "urn:uuid:1").printed, 0U);
-}
-
 TEST_F(Records, OpenSheetsAreThoseOfThisPrinterWithoutAnOutcome) {
   RecordFolder records;
   ASSERT_EQ(records.open(folder(), -1, -1), 0);
@@ -155,7 +147,6 @@ TEST_F(Records, RecordBeforeANoteIsIntactUntilTheNextSave) {
         EXPECT_TRUE(found == kRecord || found.printed == 4) << blocks << " " << written;
       }
     }
-    records.remove(12);
   }
 }
 
