@@ -35,9 +35,6 @@ class RowScaler {
   // pixels. False if the source ends too early.
   [[nodiscard]] bool make_row(std::size_t y, RowSource& source, std::uint8_t* out);
 
-  // Source rows read so far.
-  [[nodiscard]] std::uint32_t rows_taken() const { return taken_; }
-
  private:
   // Pixels that are neighbors in the source and on the page; white pixels have no source.
   struct Run {
