@@ -11,9 +11,9 @@
 #include <set>
 #include <utility>
 
-#include "apps/adapter/job_options.h"
 #include "apps/adapter/job_paper.h"
 #include "apps/base/anonymous_file.h"
+#include "apps/base/cups_handles.h"
 #include "apps/base/profiles.h"
 #include "apps/base/queue_ppd.h"
 #include "ppd/option_table.h"
@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::size_t kLargestPpd = std::size_t{64} << 20;
 
-using k905::JobOptions;
+using k905::CupsOptions;
 using k905::Ppd;
 
 // True for everything that exists and is not a regular file: opening a FIFO would block.
@@ -180,7 +180,7 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
     job.failure = std::string(path) + ": " + ppdErrorString(ppdLastError(&line));
     return job;
   }
-  const JobOptions options(job_options);
+  const CupsOptions options(job_options);
   k905::JobPaper chosen = k905::mark_job_choices(ppd.get(), options.count(), options.all());
   if (!chosen.refusal.empty()) {
     job.refusal = std::move(chosen.refusal);

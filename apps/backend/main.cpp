@@ -58,14 +58,10 @@ int number_or(const char* text, int fallback) {
   return error == std::errc{} && stop == end ? number : fallback;
 }
 
-// What the scheduler tells about the job in its options. Job numbers are reused after the spool was
-// emptied; job-uuid is unique.
+// Reads the number, the identity and the time of the job. Job numbers are reused after the spool
+// was emptied; job-uuid is unique.
 void take_job_options(char** argv, JobOptions& job) {
-  CupsOptions options;
-  (void)options.read([argv](int* count, cups_option_t** all) {
-    *count = cupsParseOptions(argv[5], *count, all);
-    return true;
-  });
+  const CupsOptions options(argv[5]);
   job.job = number_or(argv[1], 0);
   job.identity = options.value("job-uuid");
   if (job.identity.empty()) {

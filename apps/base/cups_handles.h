@@ -27,6 +27,10 @@ using Dest = std::unique_ptr<cups_dest_t, DestDeleter>;
 class CupsOptions {
  public:
   CupsOptions() = default;
+  // The options of a job, as the scheduler passes them to filters and backends; null for none.
+  explicit CupsOptions(const char* text) {
+    count_ = text == nullptr ? 0 : cupsParseOptions(text, 0, &all_);
+  }
   ~CupsOptions() { cupsFreeOptions(count_, all_); }
   CupsOptions(const CupsOptions& other) {
     for (int i = 0; i < other.count_; ++i) {

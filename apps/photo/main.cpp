@@ -24,7 +24,7 @@
 
 namespace {
 
-using k905::JobOptions;
+using k905::CupsOptions;
 
 constexpr int kCopies = 4;
 constexpr int kOptions = 5;
@@ -53,7 +53,7 @@ void report_failure(const std::string& reason) {
   log_to_cups("ERROR", "The photo cannot be printed: " + one_line(reason) + ".");
 }
 
-int print_photo(const JobPpd& job, const JobOptions& options, const char* file, long copies) {
+int print_photo(const JobPpd& job, const CupsOptions& options, const char* file, long copies) {
   const SheetPlace place = sheet_place(job.choices);
   const k905::Cell cell = k905::cells_of("", place).front();
   std::string error;
@@ -78,7 +78,7 @@ int print_photo(const JobPpd& job, const JobOptions& options, const char* file, 
 }
 
 int filter_photo(int argc, char** argv) {
-  const JobOptions options(argv[kOptions]);
+  const CupsOptions options(argv[kOptions]);
   const JobPpd job = make_job_ppd(std::getenv("PPD"), argv[kOptions]);
   const k905::Descriptor copy_of_ppd(job.descriptor);
   // The next program refuses the job and reports the reason.

@@ -13,14 +13,14 @@ bool is_on(const std::string& value) { return value == "true" || value == "yes" 
 
 }  // namespace
 
-Preparation preparation_of(const JobOptions& options) {
+Preparation preparation_of(const CupsOptions& options) {
   const std::string scaling = options.value("print-scaling");
   // These two can only be options of the job; "fill" may be the queue's default.
   const bool fit_to_page = is_on(options.value("fit-to-page")) || is_on(options.value("fitplot"));
   return {.whole = scaling == "fit" || scaling == "auto-fit" || fit_to_page, .rotate = true};
 }
 
-bool needs_default_filter(const JobOptions& options) {
+bool needs_default_filter(const CupsOptions& options) {
   constexpr std::array<const char*, 9> layout_options{
       "scaling",    "natural-scaling", "ppi", "position",  "mirror",
       "brightness", "gamma",           "hue", "saturation"};

@@ -1,17 +1,17 @@
 // The options of a job that concern its photos.
 #pragma once
 
-#include "apps/adapter/job_options.h"
+#include "apps/base/cups_handles.h"
 #include "apps/layout/prepare.h"
 
 namespace k905 {
 
 // Whether the complete photo is shown, on white; otherwise it covers the sheet.
-[[nodiscard]] Preparation preparation_of(const JobOptions& options);
+[[nodiscard]] Preparation preparation_of(const CupsOptions& options);
 
 // Whether the job has options that only the photo filter of CUPS supports: a size in percent or in
 // pixels per inch, a position on the page, its own tone settings.
-[[nodiscard]] bool needs_default_filter(const JobOptions& options);
+[[nodiscard]] bool needs_default_filter(const CupsOptions& options);
 
 // The number of sheets; `copies` is the filter argument from CUPS.
 [[nodiscard]] long copies_of(const char* copies);
