@@ -14,7 +14,7 @@ int hex_value(char c) {
 
 }  // namespace
 
-std::optional<std::string> without_escapes(std::string_view text) {
+std::optional<std::string> percent_decoded(std::string_view text) {
   std::string decoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] != '%') {
@@ -32,7 +32,7 @@ std::optional<std::string> without_escapes(std::string_view text) {
   return decoded;
 }
 
-std::string with_escapes(std::string_view text) {
+std::string percent_encoded(std::string_view text) {
   constexpr char digits[] = "0123456789ABCDEF";
   std::string escaped;
   for (const char c : text) {

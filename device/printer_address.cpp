@@ -72,7 +72,7 @@ std::optional<PrinterAddress> parse_device_uri(std::string_view uri) {
   std::string_view rest = uri.substr(kScheme.size());
   rest = rest.substr(0, rest.find('?'));
   if (!rest.starts_with("//")) {
-    const std::optional<std::string> path = without_escapes(rest);
+    const std::optional<std::string> path = percent_decoded(rest);
     return path && path->starts_with('/') ? std::optional(named(PrinterAddress::Kind::kPath, *path))
                                           : std::nullopt;
   }
@@ -81,7 +81,7 @@ std::optional<PrinterAddress> parse_device_uri(std::string_view uri) {
   const std::string_view host = rest.substr(0, slash);
   const std::string_view path = slash == std::string_view::npos ? "" : rest.substr(slash + 1);
   if (host == kUsbHost) {
-    const std::optional<std::string> serial = without_escapes(path);
+    const std::optional<std::string> serial = percent_decoded(path);
     return serial && !serial->empty() ? std::optional(named(PrinterAddress::Kind::kSerial, *serial))
                                       : std::nullopt;
   }
@@ -96,13 +96,15 @@ std::optional<std::string> device_uri_option(std::string_view uri, std::string_v
     rest.remove_prefix(std::min(pair.size() + 1, rest.size()));
     const std::size_t equals = pair.find('=');
     if (pair.substr(0, equals) == name) {
-      return equals == std::string_view::npos ? "" : without_escapes(pair.substr(equals + 1));
+      return equals == std::string_view::npos ? "" : percent_decoded(pair.substr(equals + 1));
     }
   }
   return std::nullopt;
 }
 
-std::string usb_device_uri(std::string_view serial) { return "k905://usb/" + with_escapes(serial); }
+std::string usb_device_uri(std::string_view serial) {
+  return "k905://usb/" + percent_encoded(serial);
+}
 
 std::string to_string(const PrinterAddress& address) {
   return address.kind == PrinterAddress::Kind::kNetwork ? address.name + ":" + address.port

@@ -66,7 +66,7 @@ constexpr auto kFields = std::to_array<ReportField>({
 
 bool take_value(std::string_view value, const ReportField& field, PrinterReport& report) {
   if (const auto* text = std::get_if<std::string PrinterReport::*>(&field.member)) {
-    const std::optional<std::string> decoded = without_escapes(value);
+    const std::optional<std::string> decoded = percent_decoded(value);
     report.** text = decoded.value_or("");
     return decoded.has_value();
   }
@@ -126,7 +126,7 @@ std::string value_of(const PrinterReport& report, const ReportField& field) {
 std::string to_note(const PrinterReport& report) {
   std::string note;
   for (const ReportField& field : kFields) {
-    const std::string value = with_escapes(value_of(report, field));
+    const std::string value = percent_encoded(value_of(report, field));
     if (!value.empty()) {
       note.append(note.empty() ? "" : ";").append(field.key).append("=").append(value);
     }
