@@ -69,10 +69,11 @@ std::string media_for_sheet(std::uint32_t width, std::uint32_t height) {
   return "";
 }
 
-bool takes_sheet(const std::string& loaded, const std::string& needed) {
-  const std::optional<Inches> there = size_of(loaded);
-  const std::optional<Inches> wanted = size_of(needed);
-  return !there || !wanted || (there->width == wanted->width && there->length >= wanted->length);
+bool media_fits_sheet(const std::string& loaded, const std::string& needed) {
+  const std::optional<Inches> loaded_size = size_of(loaded);
+  const std::optional<Inches> needed_size = size_of(needed);
+  return !loaded_size || !needed_size ||
+         (loaded_size->width == needed_size->width && loaded_size->length >= needed_size->length);
 }
 
 }  // namespace k905

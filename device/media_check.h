@@ -11,8 +11,7 @@ namespace k905 {
 [[nodiscard]] std::string media_for_sheet(std::uint32_t width, std::uint32_t height);
 
 // Whether a sheet for one media can be printed on another: of the same width, and at least as long.
-// True if either name is unknown: only a mismatch that is beyond doubt stops a
-// job.
-[[nodiscard]] bool takes_sheet(const std::string& loaded, const std::string& needed);
+// True if either name is unknown: only a certain mismatch stops a job.
+[[nodiscard]] bool media_fits_sheet(const std::string& loaded, const std::string& needed);
 
 }  // namespace k905

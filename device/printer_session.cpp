@@ -150,7 +150,7 @@ Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& 
     if (loaded.error != 0) {
       return lost(loaded.error);
     }
-    if (!takes_sheet(seen_.media, media)) {
+    if (!media_fits_sheet(seen_.media, media)) {
       return {Kind::kMedia, 0, kMediaNeeded,
               "the sheet needs " + media + " media, " + seen_.media + " is loaded"};
     }

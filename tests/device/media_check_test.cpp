@@ -27,21 +27,21 @@ TEST(MediaCheck, OtherSizesHaveNoRequirement) {
 }
 
 TEST(MediaCheck, MediaTakesSheetsOfItsWidthUpToItsLength) {
-  EXPECT_TRUE(takes_sheet("6x4", "6x4"));
-  EXPECT_TRUE(takes_sheet("6x8", "6x4"));
-  EXPECT_TRUE(takes_sheet("6x9", "6x8"));
-  EXPECT_TRUE(takes_sheet("4x6", "6x4"));  // named by its other side first
-  EXPECT_TRUE(takes_sheet("5x7", "5x3.5"));
-  EXPECT_FALSE(takes_sheet("6x4", "6x8"));
-  EXPECT_FALSE(takes_sheet("4x6", "6x8"));
-  EXPECT_FALSE(takes_sheet("6x8", "5x7"));
-  EXPECT_FALSE(takes_sheet("5x3.5", "5x5"));
-  EXPECT_FALSE(takes_sheet("5x7", "6x4"));
+  EXPECT_TRUE(media_fits_sheet("6x4", "6x4"));
+  EXPECT_TRUE(media_fits_sheet("6x8", "6x4"));
+  EXPECT_TRUE(media_fits_sheet("6x9", "6x8"));
+  EXPECT_TRUE(media_fits_sheet("4x6", "6x4"));  // named by its other side first
+  EXPECT_TRUE(media_fits_sheet("5x7", "5x3.5"));
+  EXPECT_FALSE(media_fits_sheet("6x4", "6x8"));
+  EXPECT_FALSE(media_fits_sheet("4x6", "6x8"));
+  EXPECT_FALSE(media_fits_sheet("6x8", "5x7"));
+  EXPECT_FALSE(media_fits_sheet("5x3.5", "5x5"));
+  EXPECT_FALSE(media_fits_sheet("5x7", "6x4"));
 }
 
 TEST(MediaCheck, UnknownNamesAreNotAMismatch) {
-  EXPECT_TRUE(takes_sheet("", "6x8"));
-  EXPECT_TRUE(takes_sheet("6x4", ""));
+  EXPECT_TRUE(media_fits_sheet("", "6x8"));
+  EXPECT_TRUE(media_fits_sheet("6x4", ""));
 }
 
 }  // namespace
