@@ -210,7 +210,7 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
   for (;;) {
     if (!printer_.is_open()) {
       if (!wait_until_connected(Phase::kAfterSheet)) {
-        return Outcome::kOpen;
+        return Outcome::kUndecided;
       }
       sheet.interrupt(Clock::now());
     }
@@ -229,11 +229,11 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
                                             const Reply buffers = ask(QuestionId::kFreeBuffers);
                                             return buffers.error == 0 ? buffers.number : 0;
                                           });
-    if (outcome != Outcome::kOpen) {
+    if (outcome != Outcome::kUndecided) {
       return outcome;
     }
     if (!owner_.wait(Phase::kAfterSheet, obstacle, kOutcomePause)) {
-      return Outcome::kOpen;
+      return Outcome::kUndecided;
     }
   }
 }

@@ -66,7 +66,7 @@ class PrinterSession {
   // Waits until there is no obstacle. False if the owner stopped waiting.
   [[nodiscard]] bool wait_until_ready(const std::string& media, SheetCounters& counters);
 
-  // Sends a sheet and waits for its outcome; kOpen if the owner stopped waiting.
+  // Sends a sheet and waits for its outcome; kUndecided if the owner stopped waiting.
   [[nodiscard]] Outcome send(const Pieces& sheet, const SheetCounters& before);
 
   // The outcome of a sheet that was sent to the printer with this identity. `interrupted`: it may

@@ -28,11 +28,11 @@ SheetOutcome::State SheetOutcome::observe(std::optional<int> life, std::optional
     last_busy_ = now;
     // The printer needed attention while it had the sheet.
     interrupted_ = interrupted_ || (status && !is_ready);
-    return State::kOpen;
+    return State::kUndecided;
   }
   const auto idle = now - last_busy_;
   if (idle < settle_) {
-    return State::kOpen;
+    return State::kUndecided;
   }
   // A sheet that is still in a buffer can come out later.
   if (interrupted_ && free_buffers() >= before_.buffers) {
@@ -42,7 +42,7 @@ SheetOutcome::State SheetOutcome::observe(std::optional<int> life, std::optional
     return State::kUnknown;
   }
   return idle >= std::max<Time::duration>(kOutcomeTimeout, 2 * settle_) ? State::kUnknown
-                                                                        : State::kOpen;
+                                                                        : State::kUndecided;
 }
 
 }  // namespace k905

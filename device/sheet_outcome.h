@@ -24,7 +24,7 @@ struct SheetCounters {
 
 class SheetOutcome {
  public:
-  enum class State { kOpen, kPrinted, kNotPrinted, kUnknown };
+  enum class State { kUndecided, kPrinted, kNotPrinted, kUnknown };
   using Time = std::chrono::steady_clock::time_point;
 
   // `settle`: how long a printer must be idle before an interrupted sheet counts as lost.

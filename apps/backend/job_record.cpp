@@ -289,7 +289,7 @@ void RecordFolder::for_each_record(
   }
 }
 
-std::vector<JobRecord> RecordFolder::open_sheets_on(const std::string& printer) const {
+std::vector<JobRecord> RecordFolder::undecided_sheets_on(const std::string& printer) const {
   std::vector<JobRecord> found;
   for_each_record([&](const std::string&, const JobRecord& record) {
     if (record.sending != 0 && record.life >= 0 && record.printer == one_line(printer)) {

@@ -54,7 +54,7 @@ class RecordFolder {
 
   // Records of sheets whose outcome on this printer its life counter can decide. Only the process
   // that has the lock of the job may change such a record.
-  [[nodiscard]] std::vector<JobRecord> open_sheets_on(const std::string& printer) const;
+  [[nodiscard]] std::vector<JobRecord> undecided_sheets_on(const std::string& printer) const;
 
   // Returns 0 when the record is on disk, otherwise an errno. Saving the same job again is one
   // write, without a change of the folder or of the file size. The caller has the lock of the job.

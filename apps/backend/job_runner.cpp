@@ -184,7 +184,7 @@ int JobRunner::settle_open_sheets() {
     if (const int status = settle_own_sheet()) {
       return status;
     }
-    const std::vector<JobRecord> open = records_.open_sheets_on(settled_);
+    const std::vector<JobRecord> open = records_.undecided_sheets_on(settled_);
     if (open.empty()) {
       return kDone;
     }
@@ -216,7 +216,7 @@ int JobRunner::settle_sheet_of(int job) {
     return wait_for_turn() ? kDone : stopped();
   }
   // Before this process had the lock, the job may have been continued on another printer.
-  const std::vector<JobRecord> open = records_.open_sheets_on(settled_);
+  const std::vector<JobRecord> open = records_.undecided_sheets_on(settled_);
   const auto found = std::find_if(open.begin(), open.end(),
                                   [job](const JobRecord& record) { return record.job == job; });
   const int status = found == open.end() ? kDone : settle(*found);
@@ -231,7 +231,7 @@ int JobRunner::settle_sheet_of(int job) {
 int JobRunner::settle(JobRecord record) {
   const Outcome outcome =
       session_.find_outcome({.life = record.life, .buffers = record.buffers}, settled_, true);
-  if (outcome == Outcome::kOpen) {
+  if (outcome == Outcome::kUndecided) {
     return stopped();
   }
   if (session_.identity() != settled_) {
@@ -328,7 +328,7 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
 }
 
 int JobRunner::end_sheet(Outcome outcome, unsigned number) {
-  if (outcome == Outcome::kOpen) {
+  if (outcome == Outcome::kUndecided) {
     return stopped();  // the record stays open; the next process decides
   }
   if (outcome == Outcome::kUnknown) {

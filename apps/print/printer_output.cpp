@@ -186,7 +186,7 @@ bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
         setup_.print_message(setup_.name +
                              ": the printer did not print the sheet; it is sent again");
         continue;
-      case Outcome::kOpen:  // waiting was stopped
+      case Outcome::kUndecided:  // waiting was stopped
       case Outcome::kUnknown:
         is_in_doubt_ = true;
         error = setup_.name + ": it is not known whether the sheet came out" +

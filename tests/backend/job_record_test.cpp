@@ -74,7 +74,7 @@ TEST_F(Records, OpenSheetsAreThoseOfThisPrinterWithoutAnOutcome) {
   for (const JobRecord& record : {kRecord, decided, elsewhere, undecidable}) {
     ASSERT_EQ(records.save(record), 0);
   }
-  EXPECT_EQ(records.open_sheets_on("K9051234"), std::vector{kRecord});
+  EXPECT_EQ(records.undecided_sheets_on("K9051234"), std::vector{kRecord});
 }
 
 TEST_F(Records, DamagedRecordIsIgnored) {
@@ -86,7 +86,7 @@ TEST_F(Records, DamagedRecordIsIgnored) {
     std::ofstream(folder() + "/job-12") << text;
     EXPECT_EQ(records.load(12, "urn:uuid:1").printed, 0U) << text;
   }
-  EXPECT_TRUE(records.open_sheets_on("K9051234").empty());
+  EXPECT_TRUE(records.undecided_sheets_on("K9051234").empty());
 }
 
 // Whatever part of the newest version reached the disk, the version before it is used.
@@ -202,7 +202,7 @@ TEST_F(Records, LongNamesAreStillTheSame) {
   ASSERT_EQ(records.open(folder(), -1, -1), 0);
   ASSERT_EQ(records.save(record), 0);
   EXPECT_EQ(records.load(12, record.identity).printed, 3U);
-  EXPECT_EQ(records.open_sheets_on(record.printer).size(), 1U);
+  EXPECT_EQ(records.undecided_sheets_on(record.printer).size(), 1U);
 }
 
 TEST_F(Records, LineEndsInNamesCannotAddFields) {

@@ -36,7 +36,7 @@ class SentSheet {
 
 TEST(SheetOutcome, IsPrintedWhenTheLifeCounterMoves) {
   SentSheet sheet(false);
-  EXPECT_EQ(sheet.at(seconds(1), 7, kPrinting), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(1), 7, kPrinting), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(20), 8, kPrinting), State::kPrinted);
 }
 
@@ -47,66 +47,66 @@ TEST(SheetOutcome, IsPrintedForAnInterruptedSheetWhenTheLifeCounterMoves) {
 
 TEST(SheetOutcome, IsNotPrintedForAnInterruptedSheetOfAnIdlePrinter) {
   SentSheet sheet(true);
-  EXPECT_EQ(sheet.at(milliseconds(4999), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(milliseconds(4999), 7, 0), State::kUndecided);
   EXPECT_EQ(sheet.at(milliseconds(5000), 7, 0), State::kNotPrinted);
 }
 
 TEST(SheetOutcome, IsNotPrintedAfterASettleTimeOfMoreThanTwoMinutes) {
   SentSheet sheet(true, seconds(130));
-  EXPECT_EQ(sheet.at(seconds(129), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(129), 7, 0), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(131), 7, 0), State::kNotPrinted);
 }
 
 TEST(SheetOutcome, IsUnknownWhenItsBufferIsNeverFreeAgain) {
   SentSheet sheet(true);
-  EXPECT_EQ(sheet.at(seconds(119), 7, 0, 1), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(119), 7, 0, 1), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(120), 7, 0, 1), State::kUnknown);
 }
 
 TEST(SheetOutcome, StaysOpenWhileTheSheetHasItsBuffer) {
   SentSheet sheet(true);
-  EXPECT_EQ(sheet.at(seconds(5), 7, 0, 1), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(5), 7, 0, 1), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(6), 7, 0, 2), State::kNotPrinted);
 }
 
 TEST(SheetOutcome, CountsTheIdleTimeFromTheLastSignOfWork) {
   SentSheet sheet(true);
-  EXPECT_EQ(sheet.at(seconds(4), 7, kPrinting), State::kOpen);
-  EXPECT_EQ(sheet.at(milliseconds(8999), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(4), 7, kPrinting), State::kUndecided);
+  EXPECT_EQ(sheet.at(milliseconds(8999), 7, 0), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(9), 7, 900), State::kNotPrinted);
 }
 
 TEST(SheetOutcome, CountsNoTimeInWhichThePrinterDidNotAnswer) {
   SentSheet sheet(true);
-  EXPECT_EQ(sheet.at(seconds(4), std::nullopt, 0), State::kOpen);
-  EXPECT_EQ(sheet.at(seconds(6), 7, std::nullopt), State::kOpen);
-  EXPECT_EQ(sheet.at(seconds(10), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(4), std::nullopt, 0), State::kUndecided);
+  EXPECT_EQ(sheet.at(seconds(6), 7, std::nullopt), State::kUndecided);
+  EXPECT_EQ(sheet.at(seconds(10), 7, 0), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(11), 7, 0), State::kNotPrinted);
 }
 
 TEST(SheetOutcome, IsNotPrintedForASheetOfAPrinterThatNeededAttention) {
   SentSheet sheet(false);
-  EXPECT_EQ(sheet.at(seconds(1), 7, kPaperOut), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(1), 7, kPaperOut), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(6), 7, 0), State::kNotPrinted);
 }
 
 TEST(SheetOutcome, IsNotPrintedAfterALostConnection) {
   SentSheet sheet(false);
   sheet.interrupt_at(seconds(3));
-  EXPECT_EQ(sheet.at(seconds(7), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(7), 7, 0), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(8), 7, 0), State::kNotPrinted);
 }
 
 // If the sheet were sent again without evidence of its loss, it might be printed twice.
 TEST(SheetOutcome, IsOpenForTwoMinutesAfterASheetWithoutErrors) {
   SentSheet sheet(false);
-  EXPECT_EQ(sheet.at(seconds(119), 7, 0), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(119), 7, 0), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(120), 7, 0), State::kUnknown);
 }
 
 TEST(SheetOutcome, IsUnknownWhenThePrinterReportsADataError) {
   SentSheet sheet(false);
-  EXPECT_EQ(sheet.at(seconds(4), 7, kDataError), State::kOpen);
+  EXPECT_EQ(sheet.at(seconds(4), 7, kDataError), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(5), 7, kDataError), State::kUnknown);
 }
 
