@@ -79,11 +79,11 @@ bool PrinterSession::read_identity() {
     serial = printer_.ask(QuestionId::kSerialNumber);
   }
   const std::string number = serial.error == 0 ? serial.text : "";
-  if (!printer_.is_open() || (number.empty() && !seen_.serial_number.empty())) {
+  if (!printer_.is_open() || (number.empty() && !report_.serial_number.empty())) {
     return false;
   }
   identity_ = number.empty() ? to_string(setup_.address) : number;
-  seen_.serial_number = number;
+  report_.serial_number = number;
   return true;
 }
 
@@ -102,7 +102,7 @@ Obstacle PrinterSession::lost(int error) {
   if (printer_.is_open()) {
     return {Kind::kUnanswered, error, "", problem_text(error)};
   }
-  seen_.status_code.reset();
+  report_.status_code.reset();
   return {Kind::kOffline, error, kOffline, problem_text(error)};
 }
 
@@ -110,8 +110,8 @@ Obstacle PrinterSession::status_obstacle(const Reply& status) {
   if (status.error != 0) {
     return lost(status.error);
   }
-  seen_.status_code = status.number;
-  seen_.model = printer_.model();
+  report_.status_code = status.number;
+  report_.model = printer_.model();
   const StatusReason& row = status_reason(status.number);
   return row.ready ? Obstacle{}
                    : Obstacle{Kind::kStatus, 0, row.keyword, status_sentence(status.number)};
@@ -119,12 +119,12 @@ Obstacle PrinterSession::status_obstacle(const Reply& status) {
 
 Reply PrinterSession::ask_media() {
   Reply reply = ask(QuestionId::kMedia);
-  seen_.media = reply.error == 0 ? find_media(reply.text.c_str()) : "";
+  report_.media = reply.error == 0 ? find_media(reply.text.c_str()) : "";
   return reply;
 }
 
 std::string PrinterSession::loaded_media() {
-  return printer_.is_open() && ask_media().error == 0 ? seen_.media : "";
+  return printer_.is_open() && ask_media().error == 0 ? report_.media : "";
 }
 
 bool PrinterSession::wait_until_connected(Phase phase) {
@@ -150,9 +150,9 @@ Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& 
     if (loaded.error != 0) {
       return lost(loaded.error);
     }
-    if (!media_fits_sheet(seen_.media, media)) {
+    if (!media_fits_sheet(report_.media, media)) {
       return {Kind::kMedia, 0, kMediaNeeded,
-              "the sheet needs " + media + " media, " + seen_.media + " is loaded"};
+              "the sheet needs " + media + " media, " + report_.media + " is loaded"};
     }
   }
   // A sheet of another program that is still being printed would increase the counter too.
@@ -165,8 +165,8 @@ Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& 
     }
     *number = reply.number;
   }
-  seen_.life_counter = counters.life;
-  seen_.free_buffers = counters.buffers;
+  report_.life_counter = counters.life;
+  report_.free_buffers = counters.buffers;
   return was_idle_ && counters.buffers > 0
              ? Obstacle{}
              : Obstacle{Kind::kBusy, 0, "", "the printer is printing another sheet"};
@@ -219,7 +219,7 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
     }
     const Reply life = ask(QuestionId::kLifeCounter);
     if (life.error == 0 && life.number > before.life) {
-      seen_.life_counter = life.number;
+      report_.life_counter = life.number;
       return Outcome::kPrinted;
     }
     const Reply status = ask(QuestionId::kStatus);

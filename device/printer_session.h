@@ -80,8 +80,8 @@ class PrinterSession {
   // The serial number, which identifies a printer; its address if it has none.
   [[nodiscard]] const std::string& identity() const { return identity_; }
 
-  // The last answers; no status while it is offline.
-  [[nodiscard]] PrinterReport& seen() { return seen_; }
+  // The latest answers; without a status while the printer is offline.
+  [[nodiscard]] PrinterReport& report() { return report_; }
   [[nodiscard]] Printer& printer() { return printer_; }
 
  private:
@@ -95,7 +95,7 @@ class PrinterSession {
   Setup setup_;
   Owner owner_;
   Printer printer_;
-  PrinterReport seen_;
+  PrinterReport report_;
   std::string identity_;
   bool was_idle_ = false;  // since it was opened: only our sheets can increase the life counter
   int unanswered_ = 0;     // consecutive questions

@@ -107,7 +107,7 @@ void JobRunner::show(const Obstacle& obstacle) {
   } else {
     reason_.show(obstacle.keyword, with_capital(obstacle.sentence));
   }
-  publish_seen();
+  publish_report();
 }
 
 void JobRunner::show_sent(int error) {
@@ -120,8 +120,8 @@ void JobRunner::show_sent(int error) {
 }
 
 // While this process has the printer, k905-status shows this and asks nothing.
-void JobRunner::publish_seen() {
-  std::string note = to_note(session_.seen());
+void JobRunner::publish_report() {
+  std::string note = to_note(session_.report());
   if (note != published_) {
     write_line("ATTR: ", "printer-alert='" + note + "'");
     published_ = std::move(note);
@@ -132,8 +132,8 @@ void JobRunner::publish_seen() {
 void JobRunner::show_first_state() {
   SheetCounters ignored;
   (void)session_.find_obstacle("", ignored);
-  supplies_.report(session_.printer(), session_.seen());
-  publish_seen();
+  supplies_.report(session_.printer(), session_.report());
+  publish_report();
 }
 
 // Reports the sheets that came out, for the page log. If the scheduler was stopped in the middle of
@@ -313,7 +313,7 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
     if (!is_saved(records_.save(record_))) {
       return kStopQueue;
     }
-    publish_seen();
+    publish_report();
     info("Sending " + sheet_name(number));
     const Outcome outcome = session_.send(bytes.pieces(), counters);
     if (outcome != Outcome::kNotPrinted) {
@@ -343,8 +343,8 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
   if (!is_saved(records_.note(record_))) {
     return kStopQueue;
   }
-  supplies_.report(session_.printer(), session_.seen());
-  publish_seen();
+  supplies_.report(session_.printer(), session_.report());
+  publish_report();
   return kDone;
 }
 

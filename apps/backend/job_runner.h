@@ -70,7 +70,7 @@ class JobRunner {
   bool wait(Phase phase, const Obstacle& obstacle, std::chrono::milliseconds pause);
   void show(const Obstacle& obstacle);
   void show_sent(int error);
-  void publish_seen();
+  void publish_report();
   void show_first_state();
 
   JobOptions options_;
@@ -81,8 +81,8 @@ class JobRunner {
   PrinterSession session_;
   StateReason reason_;
   Supplies supplies_;
-  // Of what was last seen, for programs that must not ask the printer. Nothing before the first
-  // time: the scheduler still has the text of an earlier job.
+  // The report that was published last, for programs that must not ask the printer. Nothing at
+  // first: the scheduler still has the report of an earlier job.
   std::optional<std::string> published_;
   JobRecord record_;
   bool is_again_ = false;  // the job starts at its first sheet, whatever its record contains

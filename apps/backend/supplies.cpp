@@ -10,15 +10,15 @@
 
 namespace k905::backend {
 
-void Supplies::report(Printer& printer, PrinterReport& seen) {
+void Supplies::report(Printer& printer, PrinterReport& latest) {
   const Reply initial = printer.ask(QuestionId::kInitialMedia);
   const Reply left = printer.ask(QuestionId::kRemainingMedia);
   if (initial.error != 0 || left.error != 0 || initial.number <= 0 ||
       (left.number == left_ && initial.number == initial_)) {
     return;
   }
-  seen.prints_left = left.number;
-  seen.prints_initial = initial.number;
+  latest.prints_left = left.number;
+  latest.prints_initial = initial.number;
   left_ = left.number;
   initial_ = initial.number;
   const int percent = std::clamp(left_ * 100 / initial_, 0, 100);

@@ -10,9 +10,9 @@ inline constexpr int kLowPercent = 10;
 
 class Supplies {
  public:
-  // Asks the printer for its counts, stores them in `seen`, and reports changes. Changes nothing if
-  // the printer does not answer.
-  void report(Printer& printer, PrinterReport& seen);
+  // Asks the printer for its counts, stores them in `latest`, and reports changes. Changes nothing
+  // if the printer does not answer.
+  void report(Printer& printer, PrinterReport& latest);
 
  private:
   int left_ = -1;

@@ -152,7 +152,7 @@ bool PrinterOutput::wait_until_ready(const std::string& media, SheetCounters& co
     return false;
   }
   was_connected_ = true;
-  printer_ = {session_.seen().serial_number, counters.life};
+  printer_ = {session_.report().serial_number, counters.life};
   show("");
   return true;
 }
@@ -178,7 +178,7 @@ bool PrinterOutput::print(const Sheet& sheet, std::string& error) {
     switch (session_.send(bytes.pieces(), before)) {
       case Outcome::kPrinted:
         ++printed_;
-        printer_.life_counter = session_.seen().life_counter.value_or(0);
+        printer_.life_counter = session_.report().life_counter.value_or(0);
         show("");
         prints_left_ = session_.printer().ask(QuestionId::kRemainingMedia).number;
         return true;
