@@ -22,7 +22,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Kind = Obstacle::Kind;
 
-constexpr milliseconds kTurnPause{250};       // another process is finishing its sheet
+constexpr milliseconds kLockPause{250};       // another process is finishing its sheet
 constexpr milliseconds kLateStopPause{1000};  // for a stop request after the end of the stream
 
 // After a stop request: how long the outcome of a sent sheet is waited for, and how long a printer
@@ -68,11 +68,11 @@ int JobRunner::run() {
     return stopped();
   }
   record_ = records_.load(options_.job, options_.identity);
-  is_again_ = is_printed_again();
-  if (const int status = settle_open_sheets()) {
+  is_reprint_ = is_reprint_requested();
+  if (const int status = decide_undecided_sheets()) {
     return status;
   }
-  if (is_again_) {
+  if (is_reprint_) {
     record_ = {.job = options_.job,
                .identity = options_.identity,
                .printer = "",
@@ -150,7 +150,7 @@ void JobRunner::report_sheets() {
 // of this job on another.
 bool JobRunner::lock_printer() {
   while (!records_.try_lock_printer(options_.printer.address)) {
-    if (!wait_for_turn()) {
+    if (!wait_for_lock()) {
       return false;
     }
   }
@@ -161,7 +161,7 @@ bool JobRunner::lock_printer() {
 // Only when the printer is connected: other jobs may have to wait for this lock.
 bool JobRunner::lock_job() {
   while (!records_.try_lock_job(options_.job)) {
-    if (!wait_for_turn()) {
+    if (!wait_for_lock()) {
       return false;
     }
   }
@@ -169,40 +169,40 @@ bool JobRunner::lock_job() {
   return true;
 }
 
-bool JobRunner::wait_for_turn() {
+bool JobRunner::wait_for_lock() {
   reason_.show(kConnecting, "Waiting for the sheet of an earlier job");
-  stop_.pause(kTurnPause);
+  stop_.pause(kLockPause);
   return !stop_.requested();
 }
 
 // Decides sheets that earlier processes left open on this printer, before a new sheet moves the
 // counter. kDone, or the exit status.
-int JobRunner::settle_open_sheets() {
+int JobRunner::decide_undecided_sheets() {
   for (;;) {
-    settled_ = session_.identity();
+    decided_printer_ = session_.identity();
     // First, so that no two processes wait for each other's jobs.
-    if (const int status = settle_own_sheet()) {
+    if (const int status = decide_own_sheet()) {
       return status;
     }
-    const std::vector<JobRecord> open = records_.undecided_sheets_on(settled_);
+    const std::vector<JobRecord> open = records_.undecided_sheets_on(decided_printer_);
     if (open.empty()) {
       return kDone;
     }
-    if (const int status = settle_sheet_of(open.front().job)) {
+    if (const int status = decide_sheet_of(open.front().job)) {
       return status;
     }
   }
 }
 
 // The sheet of this job whose outcome no counter of this printer can decide.
-int JobRunner::settle_own_sheet() {
-  if (record_.sending == 0 || (record_.printer == settled_ && record_.life >= 0)) {
+int JobRunner::decide_own_sheet() {
+  if (record_.sending == 0 || (record_.printer == decided_printer_ && record_.life >= 0)) {
     return kDone;
   }
-  if (!is_again_ && !record_.asked) {
-    return hold_in_doubt();
+  if (!is_reprint_ && !record_.asked) {
+    return hold_for_operator();
   }
-  if (!is_again_) {
+  if (!is_reprint_) {
     warn("It is not known whether " + sheet_name(record_.sending) + " came out of printer " +
          record_.printer + "; the job was released, so it is printed here");
   }
@@ -210,16 +210,16 @@ int JobRunner::settle_own_sheet() {
   return is_saved(records_.save(record_)) ? kDone : kStopQueue;
 }
 
-int JobRunner::settle_sheet_of(int job) {
+int JobRunner::decide_sheet_of(int job) {
   const bool is_own = job == options_.job;
   if (!is_own && !records_.try_lock_job(job)) {
-    return wait_for_turn() ? kDone : stopped();
+    return wait_for_lock() ? kDone : stopped();
   }
   // Before this process had the lock, the job may have been continued on another printer.
-  const std::vector<JobRecord> open = records_.undecided_sheets_on(settled_);
+  const std::vector<JobRecord> open = records_.undecided_sheets_on(decided_printer_);
   const auto found = std::find_if(open.begin(), open.end(),
                                   [job](const JobRecord& record) { return record.job == job; });
-  const int status = found == open.end() ? kDone : settle(*found);
+  const int status = found == open.end() ? kDone : decide(*found);
   if (is_own) {
     record_ = records_.load(options_.job, options_.identity);
   } else {
@@ -228,13 +228,13 @@ int JobRunner::settle_sheet_of(int job) {
   return status;
 }
 
-int JobRunner::settle(JobRecord record) {
-  const Outcome outcome =
-      session_.find_outcome({.life = record.life, .buffers = record.buffers}, settled_, true);
+int JobRunner::decide(JobRecord record) {
+  const Outcome outcome = session_.find_outcome({.life = record.life, .buffers = record.buffers},
+                                                decided_printer_, true);
   if (outcome == Outcome::kUndecided) {
     return stopped();
   }
-  if (session_.identity() != settled_) {
+  if (session_.identity() != decided_printer_) {
     return kDone;  // the counter of the first printer can still decide later
   }
   if (outcome == Outcome::kUnknown) {
@@ -248,7 +248,7 @@ int JobRunner::settle(JobRecord record) {
 
 // The job is held until the operator has looked. When it is released, the counter of the same
 // printer decides if it can; if not, the sheet is printed again.
-int JobRunner::hold_in_doubt() {
+int JobRunner::hold_for_operator() {
   error("It is not known whether " + sheet_name(record_.sending) + " came out of printer " +
         record_.printer +
         ". Look at that printer: a released job prints this sheet again, unless the printer has "
@@ -299,8 +299,8 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
       return stopped();
     }
     reason_.clear();
-    if (session_.identity() != settled_) {
-      if (const int status = settle_open_sheets()) {
+    if (session_.identity() != decided_printer_) {
+      if (const int status = decide_undecided_sheets()) {
         return status;
       }
       continue;
@@ -332,7 +332,7 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
     return stopped();  // the record stays open; the next process decides
   }
   if (outcome == Outcome::kUnknown) {
-    return hold_in_doubt();
+    return hold_for_operator();
   }
   record_.sending = 0;
   record_.printed = number;
@@ -362,7 +362,7 @@ int JobRunner::completed() {
 
 // Whether the scheduler ended the job since its record began, so that the operator wants it once
 // more. A completed job that it did not end is one that it lost when it was killed.
-bool JobRunner::is_printed_again() const {
+bool JobRunner::is_reprint_requested() const {
   if (!options_.ended) {
     return record_.completed != 0;
   }

@@ -53,17 +53,17 @@ class JobRunner {
 
   bool lock_printer();
   bool lock_job();
-  bool wait_for_turn();
-  int settle_open_sheets();
-  int settle_own_sheet();
-  int settle_sheet_of(int job);
-  int settle(JobRecord record);
-  int hold_in_doubt();
+  bool wait_for_lock();
+  int decide_undecided_sheets();
+  int decide_own_sheet();
+  int decide_sheet_of(int job);
+  int decide(JobRecord record);
+  int hold_for_operator();
   int print_sheets();
   int print_sheet(const Sheet& sheet, unsigned number);
   int end_sheet(Outcome outcome, unsigned number);
   int completed();
-  [[nodiscard]] bool is_printed_again() const;
+  [[nodiscard]] bool is_reprint_requested() const;
   int stopped();
   static bool is_saved(int error_number);
   void report_sheets();
@@ -85,8 +85,8 @@ class JobRunner {
   // first: the scheduler still has the report of an earlier job.
   std::optional<std::string> published_;
   JobRecord record_;
-  bool is_again_ = false;  // the job starts at its first sheet, whatever its record contains
-  std::string settled_;    // identity of the printer whose open sheets are decided
+  bool is_reprint_ = false;      // the job starts at its first sheet, whatever its record contains
+  std::string decided_printer_;  // identity of the printer whose open sheets are decided
 };
 
 }  // namespace k905::backend

@@ -43,7 +43,7 @@ int exit_status_of(Child& worker) {
 }
 
 // The worker has its own copies; the stream must have no other reader.
-void release_streams() {
+void release_input() {
   const Descriptor null_device(open("/dev/null", O_RDWR | O_CLOEXEC));
   if (null_device) {
     dup2(null_device.get(), STDIN_FILENO);
@@ -109,7 +109,7 @@ int run_detached(const Account& account, const std::function<int(int)>& work) {
   }
   Child worker(id);
   pipe.read_end.reset();
-  release_streams();
+  release_input();
   if (!drop_privileges(account)) {
     error(std::string("Cannot drop root privileges: ") + std::strerror(errno));
     pipe.write_end.reset();
