@@ -191,13 +191,13 @@ int RecordFolder::open(const std::string& path, int user, int group) {
   }
   user_ = user;
   group_ = group;
-  const int error = give_to_user(folder_);
+  const int error = set_owner(folder_);
   (void)fchmod(folder_, 0710);  // for the locks of printers
   return error;
 }
 
-// Not a file with a second name: the user could have linked a file of another user.
-int RecordFolder::give_to_user(int descriptor) const {
+// Refuses a file with a second hard link: it could be the file of another user.
+int RecordFolder::set_owner(int descriptor) const {
   struct stat about {};
   if (user_ < 0) {
     return 0;
@@ -216,7 +216,7 @@ bool RecordFolder::open_lock_file(const std::string& name, int& descriptor) cons
   if (descriptor < 0 && folder_ >= 0) {
     descriptor = openat(folder_, name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor >= 0) {
-      (void)give_to_user(descriptor);
+      (void)set_owner(descriptor);
     }
   }
   return descriptor >= 0;
@@ -251,7 +251,7 @@ bool RecordFolder::try_lock_job(int job) {
 void RecordFolder::unlock_job(int job) {
   if (job == file_job_) {
     (void)sync();
-    (void)lose_file(0);  // the next process with the lock can put another file in its place
+    (void)close_file(0);  // the next process with the lock can put another file in its place
   }
   (void)lock_byte(job, F_UNLCK);
 }
@@ -276,8 +276,8 @@ JobRecord RecordFolder::load(int job, const std::string& identity) const {
 
 void RecordFolder::for_each_record(
     const std::function<void(const std::string&, const JobRecord&)>& visit) const {
-  const int again = folder_ < 0 ? -1 : openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(again < 0 ? nullptr : fdopendir(again),
+  const int folder = folder_ < 0 ? -1 : openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(folder < 0 ? nullptr : fdopendir(folder),
                                                     closedir);
   // cppcheck-suppress readdirCalled
   while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
@@ -321,9 +321,9 @@ int RecordFolder::save(const JobRecord& record) {
   return error != 0 ? error : sync();
 }
 
-// A second note() without a save() in between would leave only the oldest version on disk, and the
-// next write would overwrite it. So it is a save().
-int RecordFolder::note(const JobRecord& record) {
+// After two unsynced saves in a row only the oldest version would be on disk, and the next write
+// would overwrite it. So the second one is synced.
+int RecordFolder::save_unsynced(const JobRecord& record) {
   const bool is_open = file_ && record.job == file_job_;
   return is_open && is_synced_ ? overwrite(record) : save(record);
 }
@@ -333,27 +333,27 @@ int RecordFolder::sync() {
     is_synced_ = true;
     return 0;
   }
-  return lose_file(errno);
+  return close_file(errno);
 }
 
-// A new file replaces an earlier one when both of its versions are on disk.
+// The new file replaces an earlier one when all its versions are on disk.
 int RecordFolder::create(const JobRecord& record) {
-  (void)sync();  // of the job before
+  (void)sync();  // the record of the job before
   const std::string name = file_name(record.job);
-  const std::string fresh = "new-" + name;
+  const std::string new_name = "new-" + name;
   file_job_ = record.job;
   is_synced_ = true;
-  file_.reset(
-      openat(folder_, fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
+  file_.reset(openat(folder_, new_name.c_str(),
+                     O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
   std::string text;
   for (sequence_ = 0; sequence_ < kVersions; ++sequence_) {
     text += version_text(record, sequence_);
   }
   --sequence_;
   const bool saved = file_ && write_whole(file_.get(), text) && fsync(file_.get()) == 0 &&
-                     renameat(folder_, fresh.c_str(), folder_, name.c_str()) == 0 &&
+                     renameat(folder_, new_name.c_str(), folder_, name.c_str()) == 0 &&
                      fsync(folder_) == 0;
-  return saved ? 0 : lose_file(errno);
+  return saved ? 0 : close_file(errno);
 }
 
 int RecordFolder::overwrite(const JobRecord& record) {
@@ -362,11 +362,11 @@ int RecordFolder::overwrite(const JobRecord& record) {
   const std::string text = version_text(record, sequence_);
   const auto place = static_cast<off_t>(kVersionBytes * (sequence_ % kVersions));
   const ssize_t written = pwrite(file_.get(), text.data(), text.size(), place);
-  return written == static_cast<ssize_t>(text.size()) ? 0 : lose_file(written < 0 ? errno : EIO);
+  return written == static_cast<ssize_t>(text.size()) ? 0 : close_file(written < 0 ? errno : EIO);
 }
 
-// The next save makes a new file.
-int RecordFolder::lose_file(int error) {
+// Returns `error`. The next save creates a new file.
+int RecordFolder::close_file(int error) {
   file_.reset();
   is_synced_ = true;
   return error;

@@ -1,5 +1,5 @@
 // The record of a job on disk, which survives any end of the process: how many sheets came out,
-// which one was being sent, and the life counter before it. A job that is printed again continues
+// which one was being sent, and the life counter before it. A job that was interrupted continues
 // after these sheets.
 #pragma once
 
@@ -19,13 +19,13 @@ struct JobRecord {
   std::string identity;       // of the job: CUPS reuses numbers, but not this
   std::string printer;        // serial number of the printer that the sheet was sent to
   unsigned printed = 0;       // sheets that came out
-  unsigned reported = 0;      // sheets that the scheduler counted
+  unsigned reported = 0;      // sheets that were reported to the scheduler
   unsigned sending = 0;       // the sheet with an unknown outcome, 0 for none
   int life = -1;              // life counter before that sheet, -1 if it no longer decides
   int buffers = 0;            // free buffers before that sheet
-  bool asked = false;         // the operator was asked to look whether that sheet came out
+  bool asked = false;         // the operator was asked to check whether that sheet came out
   std::time_t completed = 0;  // when all sheets had come out, 0 before
-  std::time_t ended = 0;      // when the scheduler had last ended the job before its first sheet
+  std::time_t ended = 0;      // when the scheduler last ended the job, as of its first sheet
 
   bool operator==(const JobRecord&) const = default;
 };
@@ -42,8 +42,8 @@ class RecordFolder {
   // Returns 0 or an errno; without the folder nothing is recorded.
   [[nodiscard]] int open(const std::string& path, int user, int group);
 
-  // True if no other process is printing on the same printer, or printing the same job on any
-  // printer; then none can until this one ends.
+  // Lock the printer (the job) until this process ends. False if another process has the lock: it
+  // prints on the same printer, or prints the same job on any printer.
   [[nodiscard]] bool try_lock_printer(const PrinterAddress& printer);
   [[nodiscard]] bool try_lock_job(int job);
   void unlock_job(int job);
@@ -60,10 +60,10 @@ class RecordFolder {
   // write, without a change of the folder or of the file size. The caller has the lock of the job.
   [[nodiscard]] int save(const JobRecord& record);
 
-  // The same without waiting for the disk: the record survives the end of this process, and after
-  // the next save() or sync() also a power failure. Until then the version that was saved before is
-  // on disk.
-  [[nodiscard]] int note(const JobRecord& record);
+  // Saves without waiting for the disk: the record survives the end of this process, and after the
+  // next save() or sync() also a power failure. Until then the version that was saved before is on
+  // disk.
+  [[nodiscard]] int save_unsynced(const JobRecord& record);
   [[nodiscard]] int sync();
 
   // Removes the records of jobs that were completed a day ago, and of abandoned jobs.
@@ -73,13 +73,13 @@ class RecordFolder {
   void for_each_record(
       const std::function<void(const std::string& file, const JobRecord& record)>& visit) const;
   [[nodiscard]] std::optional<JobRecord> read(const std::string& file) const;
-  int give_to_user(int descriptor) const;
+  int set_owner(int descriptor) const;
   bool open_lock_file(const std::string& name, int& descriptor) const;
   [[nodiscard]] int lock_byte(int job, short type) const;
 
   int create(const JobRecord& record);
   int overwrite(const JobRecord& record);
-  int lose_file(int error);
+  int close_file(int error);
 
   int folder_ = -1;
   Descriptor file_;  // of the job saved last

@@ -340,7 +340,7 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
   // The record need not be on disk before the record of the next sheet is: until then the record on
   // disk says that this sheet is being sent, and the life counter decides that it came out. If no
   // next sheet has arrived, it is written to disk while the job waits.
-  if (!is_saved(records_.note(record_))) {
+  if (!is_saved(records_.save_unsynced(record_))) {
     return kStopQueue;
   }
   supplies_.report(session_.printer(), session_.report());

@@ -110,14 +110,15 @@ TEST_F(Records, TruncatedVersionIsSkipped) {
       ++changed;
     }
     const std::size_t begin = changed / 4096 * 4096;
-    const std::string torn = after.substr(begin, cut) + before.substr(begin + cut, 4096 - cut);
-    std::ofstream(folder() + "/job-12") << after.replace(begin, 4096, torn);
+    const std::string partly_written =
+        after.substr(begin, cut) + before.substr(begin + cut, 4096 - cut);
+    std::ofstream(folder() + "/job-12") << after.replace(begin, 4096, partly_written);
     EXPECT_EQ(records.load(12, "urn:uuid:1").printed, 5U) << cut;
   }
 }
 
-// A note and the save after it reach the disk together, in any order and in parts.
-TEST_F(Records, RecordBeforeANoteIsIntactUntilTheNextSave) {
+// An unsynced save and the save after it reach the disk together, in any order and in parts.
+TEST_F(Records, RecordBeforeAnUnsyncedSaveIsIntact) {
   for (const unsigned saves : {1U, 2U, 3U}) {
     RecordFolder records;
     ASSERT_EQ(records.open(folder(), -1, -1), 0);
@@ -128,7 +129,7 @@ TEST_F(Records, RecordBeforeANoteIsIntactUntilTheNextSave) {
     const std::string saved = content();
     record.printed = 4;
     record.sending = 0;
-    ASSERT_EQ(records.note(record), 0);
+    ASSERT_EQ(records.save_unsynced(record), 0);
     EXPECT_EQ(records.load(12, "urn:uuid:1"), record);  // by a process that comes after this one
     record.sending = 5;
     ASSERT_EQ(records.save(record), 0);
@@ -150,13 +151,13 @@ TEST_F(Records, RecordBeforeANoteIsIntactUntilTheNextSave) {
   }
 }
 
-TEST_F(Records, SuccessiveNotesAreKept) {
+TEST_F(Records, SuccessiveUnsyncedSavesAreKept) {
   RecordFolder records;
   ASSERT_EQ(records.open(folder(), -1, -1), 0);
   JobRecord record = kRecord;
   for (const unsigned printed : {4U, 5U, 6U, 7U}) {
     record.printed = printed;
-    ASSERT_EQ(records.note(record), 0);
+    ASSERT_EQ(records.save_unsynced(record), 0);
     EXPECT_EQ(records.load(12, "urn:uuid:1").printed, printed);
   }
   ASSERT_EQ(records.sync(), 0);
