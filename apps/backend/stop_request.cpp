@@ -37,10 +37,10 @@ StopRequest::~StopRequest() {
   }
 }
 
-bool StopRequest::requested() { return since_ || look(Milliseconds(0), {}); }
+bool StopRequest::requested() { return requested_at_ || poll_request(Milliseconds(0), {}); }
 
 StopRequest::Milliseconds StopRequest::age() {
-  return requested() ? std::chrono::duration_cast<Milliseconds>(Clock::now() - *since_)
+  return requested() ? std::chrono::duration_cast<Milliseconds>(Clock::now() - *requested_at_)
                      : Milliseconds(0);
 }
 
@@ -51,7 +51,7 @@ void StopRequest::pause(Milliseconds time) {
     return;
   }
   const Clock::time_point end = Clock::now() + time;
-  for (Milliseconds left = time; left > Milliseconds(0) && !since_;
+  for (Milliseconds left = time; left > Milliseconds(0) && !requested_at_;
        left = std::chrono::ceil<Milliseconds>(end - Clock::now())) {
     wait(left, -1);
   }
@@ -71,7 +71,7 @@ bool StopRequest::wait_readable(int descriptor) {
 bool StopRequest::wait(Milliseconds time, int descriptor) {
   pollfd others[] = {{.fd = descriptor, .events = POLLIN, .revents = 0},
                      {.fd = watched_, .events = POLLIN, .revents = 0}};
-  (void)look(time, others);
+  (void)poll_request(time, others);
   if (others[1].revents != 0 && !watch_task_()) {
     watched_ = -1;
   }
@@ -79,17 +79,17 @@ bool StopRequest::wait(Milliseconds time, int descriptor) {
 }
 
 // Nothing is ever written to the pipe: any event that poll reports means that it was closed.
-bool StopRequest::look(Milliseconds time, std::span<pollfd> others) {
+bool StopRequest::poll_request(Milliseconds time, std::span<pollfd> others) {
   std::vector<pollfd> waits{{.fd = pipe_end_, .events = POLLIN, .revents = 0},
                             {.fd = signals_, .events = POLLIN, .revents = 0}};
   waits.insert(waits.end(), others.begin(), others.end());
   if (poll(waits.data(), waits.size(), static_cast<int>(time.count())) > 0) {
     if (waits[0].revents != 0 || waits[1].revents != 0) {
-      since_ = Clock::now();
+      requested_at_ = Clock::now();
     }
     std::copy(waits.begin() + 2, waits.end(), others.begin());
   }
-  return since_.has_value();
+  return requested_at_.has_value();
 }
 
 }  // namespace k905::backend

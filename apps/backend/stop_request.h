@@ -54,11 +54,11 @@ class StopRequest {
   // descriptor is readable.
   bool wait(Milliseconds time, int descriptor);
   // Polls for the request and `others`; serves nothing. True if the request has come.
-  bool look(Milliseconds time, std::span<pollfd> others);
+  bool poll_request(Milliseconds time, std::span<pollfd> others);
 
   int pipe_end_;
   int signals_;
-  std::optional<std::chrono::steady_clock::time_point> since_;
+  std::optional<std::chrono::steady_clock::time_point> requested_at_;
   int watched_ = -1;
   std::function<bool()> watch_task_;
   std::function<void()> idle_task_;
