@@ -72,7 +72,7 @@ class FilterLog {
 
   // At most the capacity of the largest pipe, so that this loop ends even if the filter writes
   // without pause.
-  void read_what_there_is() {
+  void read_available() {
     char block[16384];
     for (int round = 0; round < kMostReads; ++round) {
       const ssize_t count = read(source_.get(), block, sizeof block);
@@ -95,7 +95,7 @@ class FilterLog {
   // After the log was closed, its lines are discarded; the filter must not notice.
   void write_some() {
     const std::string_view pending = relay_.pending();
-    if (is_gone_) {
+    if (is_closed_) {
       relay_.written(pending.size());
       return;
     }
@@ -106,7 +106,7 @@ class FilterLog {
     if (done >= 0) {
       relay_.written(static_cast<std::size_t>(done));
     } else if (errno != EINTR && errno != EAGAIN) {
-      is_gone_ = true;
+      is_closed_ = true;
     }
   }
 
@@ -115,7 +115,7 @@ class FilterLog {
 
   k905::Descriptor source_;
   LogRelay relay_{!backend_counts_sheets()};
-  bool is_gone_ = false;
+  bool is_closed_ = false;
 };
 
 // The handlers for the end of a child and for the signals that cancel a job. The signals are
@@ -167,14 +167,14 @@ k905::ChildEnd pass_log_on(FilterLog& log, k905::Child& filter, const sigset_t& 
     // Check for the end of the filter first, then read: its last lines are in the pipe by then. A
     // process that the filter started may keep the pipe open.
     const bool just_ended = filter && filter.ended(end);
-    if (!log.at_end() && (just_ended || ready[0].revents != 0)) log.read_what_there_is();
+    if (!log.at_end() && (just_ended || ready[0].revents != 0)) log.read_available();
     if (just_ended && !log.at_end()) log.end();
     if (ready[1].revents != 0) log.write_some();
   }
   return end;
 }
 
-int end_like_filter(const k905::ChildEnd& end) {
+int exit_like_filter(const k905::ChildEnd& end) {
   if (end.signal == 0) return end.status;
   const rlimit no_core{0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
@@ -213,5 +213,5 @@ int run_filter(const std::string& program, char** argv) {
   log.write_end.reset();
   close_own_pipe_ends();
   FilterLog filter_log(std::move(log.read_end));
-  return end_like_filter(pass_log_on(filter_log, filter, mask.while_waiting()));
+  return exit_like_filter(pass_log_on(filter_log, filter, mask.while_waiting()));
 }

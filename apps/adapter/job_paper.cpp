@@ -44,7 +44,7 @@ const PaperConfig* paper_of_size(ppd_file_t* ppd, double width_pt, double height
   return nullptr;
 }
 
-const PaperConfig* paper_called(ppd_file_t* ppd, const std::string& name) {
+const PaperConfig* find_paper(ppd_file_t* ppd, const std::string& name) {
   if (const PaperConfig* paper = find_paper_by_usual_name(name)) return paper;
   const pwg_media_t* media = standard_size(name);
   return media == nullptr ? nullptr
@@ -53,7 +53,7 @@ const PaperConfig* paper_called(ppd_file_t* ppd, const std::string& name) {
 }
 
 // Words of "media" that do not name a size: kinds of paper, trays.
-bool is_no_size(ppd_file_t* ppd, const std::string& word) {
+bool names_no_size(ppd_file_t* ppd, const std::string& word) {
   for (const char* keyword : {"MediaType", "InputSlot"}) {
     ppd_option_t* option = ppdFindOption(ppd, keyword);
     if (option != nullptr && ppdFindChoice(option, word.c_str()) != nullptr) return true;
@@ -97,9 +97,9 @@ std::string refusal_of_size(const std::string& name) {
 JobPaper named_paper(ppd_file_t* ppd, int count, cups_option_t* options) {
   JobPaper named;
   for (const Request& request : requests(count, options)) {
-    if (const PaperConfig* paper = paper_called(ppd, request.value)) {
+    if (const PaperConfig* paper = find_paper(ppd, request.value)) {
       named = {.paper = paper, .refusal = {}};
-    } else if (std::strcmp(request.keyword, "media") != 0 || !is_no_size(ppd, request.value)) {
+    } else if (std::strcmp(request.keyword, "media") != 0 || !names_no_size(ppd, request.value)) {
       named = {.paper = nullptr, .refusal = refusal_of_size(request.value)};
     }
   }

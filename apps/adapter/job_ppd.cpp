@@ -26,7 +26,7 @@ using k905::CupsOptions;
 using k905::Ppd;
 
 // True for everything that exists and is not a regular file: opening a FIFO would block.
-bool is_no_regular_file(const char* path) {
+bool is_not_regular_file(const char* path) {
   struct stat status = {};
   return stat(path, &status) == 0 && !S_ISREG(status.st_mode);
 }
@@ -77,12 +77,12 @@ std::string choice_to_write(ppd_file_t* ppd, const std::string& keyword,
 
 // Deliberate: without its line the option has an empty default, which the filter reads as "no
 // conversion"; it would read "None" as the name of a profile.
-bool is_no_profile(const std::string& keyword, const std::string& choice) {
+bool means_no_profile(const std::string& keyword, const std::string& choice) {
   return keyword == "ICCProfile" && choice == ppd::no_profile;
 }
 
 void write_default(std::string& copy, const std::string& keyword, const std::string& choice) {
-  if (is_no_profile(keyword, choice)) return;
+  if (means_no_profile(keyword, choice)) return;
   copy += "*Default" + keyword + ": " + choice + "\n";
 }
 
@@ -129,8 +129,8 @@ std::optional<std::string> read_file(const char* path) {
 }
 
 // "By paper and finish" becomes the profile that is meant. False with the reason in `error`.
-bool name_profile_of_paper(std::string& copy, const std::string& page_size,
-                           const std::string& finish, std::string& error) {
+bool replace_profile_by_paper(std::string& copy, const std::string& page_size,
+                              const std::string& finish, std::string& error) {
   const std::string line = std::string("*DefaultICCProfile: ") + ppd::profile_by_paper + "\n";
   const std::size_t at = copy.find("\n" + line);
   if (at == std::string::npos) return true;
@@ -170,7 +170,7 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
     job.failure = "the variable PPD is not set";
     return job;
   }
-  if (is_no_regular_file(path)) {
+  if (is_not_regular_file(path)) {
     job.failure = std::string(path) + ": is not a regular file";
     return job;
   }
@@ -201,8 +201,8 @@ JobPpd make_job_ppd(const char* path, const char* job_options) {
   }
   const std::string page_size = job.paper == nullptr ? "" : job.paper->ppd_name;
   std::string copy = with_marked_defaults(*text, ppd.get(), page_size);
-  if (!name_profile_of_paper(copy, page_size, marked_choice(ppd.get(), "StpLaminate"),
-                             job.refusal)) {
+  if (!replace_profile_by_paper(copy, page_size, marked_choice(ppd.get(), "StpLaminate"),
+                                job.refusal)) {
     return job;
   }
   job.descriptor = anonymous_file_with("k905-job.ppd", copy);

@@ -41,7 +41,7 @@ struct Choices {
   bool refused = false;
 };
 
-k905::Scaling scaling_called(const std::string& name) {
+k905::Scaling scaling_named(const std::string& name) {
   if (name == "fill") return k905::Scaling::fill;
   if (name == "fit") return k905::Scaling::fit;
   if (name == "none") return k905::Scaling::none;
@@ -49,7 +49,7 @@ k905::Scaling scaling_called(const std::string& name) {
 }
 
 k905::AdapterSettings adapter_settings(const JobPpd& job) {
-  return {.place = sheet_place(job.choices), .scaling = scaling_called(job.scaling)};
+  return {.place = sheet_place(job.choices), .scaling = scaling_named(job.scaling)};
 }
 
 // Makes the filter read the job's own PPD file; false, with a message, on failure.

@@ -93,7 +93,7 @@ DrawnPage drawn_page(const cups_page_header2_t& header) {
 unsigned whole_points(float points) { return static_cast<unsigned>(std::lround(points)); }
 
 // Whether the page was made for the filter, with its paper's points and pixels.
-bool is_filters_own(const cups_page_header2_t& header, const SheetPlace& place) {
+bool is_made_for_filter(const cups_page_header2_t& header, const SheetPlace& place) {
   return header.cupsWidth == place.page_width && header.cupsHeight == place.page_height &&
          header.HWResolution[0] == 300 && header.HWResolution[1] == (place.fine ? 600U : 300U) &&
          header.PageSize[0] == whole_points(place.paper->page_width_pt) &&
@@ -182,7 +182,7 @@ void adapt_stream(RasterInput& input, RasterOutput& output, const AdapterSetting
   cups_page_header2_t header;
   while (input.next_page(header)) {
     std::optional<PagePixels> pixels = PagePixels::of(header);
-    const bool is_unchanged = !pixels || is_filters_own(header, settings.place);
+    const bool is_unchanged = !pixels || is_made_for_filter(header, settings.place);
     const bool continues = is_unchanged ? copy_page(input, header, output)
                                         : adapt_page(input, header, *pixels, settings, output);
     // The last row must not wait for the next page.
