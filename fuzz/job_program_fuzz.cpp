@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/adapter/cups_log.h"
 #include "apps/adapter/job_ppd.h"
 #include "apps/adapter/log_relay.h"
-#include "apps/adapter/one_line.h"
 #include "apps/adapter/sheet_watch.h"
 #include "fuzz/expect.h"
 #include "fuzz/memory_file.h"

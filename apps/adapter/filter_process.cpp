@@ -13,8 +13,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "apps/adapter/cups_log.h"
 #include "apps/adapter/log_relay.h"
-#include "apps/adapter/one_line.h"
 #include "apps/base/descriptor.h"
 #include "apps/base/spawn.h"
 #include "filter/cancel_signals.h"

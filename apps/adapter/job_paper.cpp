@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/adapter/one_line.h"
+#include "apps/adapter/cups_log.h"
 #include "paper/paper_names.h"
 
 namespace k905 {

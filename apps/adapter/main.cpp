@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "apps/adapter/arguments.h"
+#include "apps/adapter/cups_log.h"
 #include "apps/adapter/filter_process.h"
 #include "apps/adapter/job_ppd.h"
 #include "apps/adapter/loaded_ribbon.h"
-#include "apps/adapter/one_line.h"
 #include "apps/adapter/page_process.h"
 #include "apps/base/find_filter.h"
 #include "apps/base/process_start.h"

@@ -6,7 +6,7 @@
 #include <exception>
 #include <vector>
 
-#include "apps/adapter/one_line.h"
+#include "apps/adapter/cups_log.h"
 #include "apps/adapter/page_pixels.h"
 #include "apps/adapter/raster_input.h"
 #include "apps/adapter/raster_output.h"

@@ -4,7 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include "apps/adapter/one_line.h"
+#include "apps/adapter/cups_log.h"
 
 #ifdef __linux__
 #include <sys/prctl.h>

@@ -13,8 +13,8 @@
 #include <string>
 #include <utility>
 
+#include "apps/adapter/cups_log.h"
 #include "apps/adapter/job_ppd.h"
-#include "apps/adapter/one_line.h"
 #include "apps/base/descriptor.h"
 #include "apps/base/process_start.h"
 #include "apps/layout/cells.h"

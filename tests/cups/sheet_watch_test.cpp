@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "apps/adapter/one_line.h"
+#include "apps/adapter/cups_log.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "apps/adapter/one_line.h"
+#include "apps/adapter/cups_log.h"
 
 #include <poll.h>
 #include <unistd.h>
