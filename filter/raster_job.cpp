@@ -89,7 +89,7 @@ void print_copies(Job& job, Page& page) {
 }
 
 // Returns a sheet that is not held for pairing. Frees the planes of earlier pages.
-SheetImage& free_sheet(Job& job) {
+SheetImage& unused_sheet(Job& job) {
   for (SheetImage& sheet : job.sheets) {
     if (!is_held(sheet)) {
       sheet = {};
@@ -101,7 +101,7 @@ SheetImage& free_sheet(Job& job) {
 // Prints all copies of one page and leaves the stream at the next header. False if the job must
 // end.
 bool print_page(Job& job, const cups_page_header2_t& header, std::int64_t index) {
-  Page page{.header = header, .index = index, .sheet = free_sheet(job)};
+  Page page{.header = header, .index = index, .sheet = unused_sheet(job)};
   log_line("K905-1: Processing page %d (%s)", page.number(), page.is_odd() ? "ODD" : "EVEN");
   print_copies(job, page);
   if (job.input.ended() || skip_rest_of_page(header, job.raster.get())) {
