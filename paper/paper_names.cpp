@@ -90,7 +90,7 @@ int usual_cm(double points) { return static_cast<int>(std::lround(points / kPoin
 
 }  // namespace
 
-const PaperConfig* find_paper_by_true_size(double width_pt, double height_pt) {
+const PaperConfig* find_paper_by_physical_size(double width_pt, double height_pt) {
   return find_paper_of_sheets(width_pt, height_pt, 1);
 }
 

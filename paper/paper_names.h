@@ -9,7 +9,7 @@
 // The paper of this size in points, in either orientation. Tolerates the usual rounding between
 // inches and centimeters (10 x 15 cm is the paper of 4 x 6 inches). Null if there is none. Never
 // returns a paper that is cut: its uncut paper has the same size.
-[[nodiscard]] const PaperConfig* find_paper_by_true_size(double width_pt, double height_pt);
+[[nodiscard]] const PaperConfig* find_paper_by_physical_size(double width_pt, double height_pt);
 
 // The paper called `name`: its PageSize name, its label, or its size in inches or centimeters in
 // either orientation, such as "6x4", "4 x 6", "10x15", "4x6in", "102x152mm", "2x6*4". Null when

@@ -31,7 +31,7 @@ const pwg_media_t* standard_size(const std::string& name) {
 }
 
 const PaperConfig* paper_of_size(ppd_file_t* ppd, double width_pt, double height_pt) {
-  if (const PaperConfig* paper = find_paper_by_true_size(width_pt, height_pt)) return paper;
+  if (const PaperConfig* paper = find_paper_by_physical_size(width_pt, height_pt)) return paper;
   // A PPD file of an earlier version has its own sizes.
   constexpr double kRoundingPt = 1.0;
   for (int i = 0; i < ppd->num_sizes; ++i) {
