@@ -41,8 +41,8 @@ std::string found_by_hand(const std::string& name, const std::set<std::string>& 
   if (name.empty()) return "";
   if (name[0] == '/' && files.contains(name)) return name;
   for (const char* folder : icc_profile_folders) {
-    for (const char* ending : icc_profile_endings) {
-      if (std::string path = folder + name + ending; files.contains(path)) return path;
+    for (const char* extension : icc_profile_extensions) {
+      if (std::string path = folder + name + extension; files.contains(path)) return path;
     }
   }
   return "";
@@ -73,7 +73,7 @@ void names(Input& input) {
     const std::string more = kind % 16 == 15 ? input.until('\0') : "";
     const std::string path = (kind % 8 < 6 ? icc_profile_folders[kind % 8] : "") +
                              (kind % 16 < 8 ? name_by_hand(value) : value) + more +
-                             icc_profile_endings[kind / 16 % 3];
+                             icc_profile_extensions[kind / 16 % 3];
     if (path.size() < PATH_MAX) files.insert(path);  // no system has longer ones
   }
   const FakeFiles fake(files);

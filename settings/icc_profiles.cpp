@@ -82,9 +82,9 @@ char* extract_marked_name(const char* value) {
 // Writes the first existing candidate in `folder` to `candidate`; false when there is none.
 bool find_in_folder(const char* folder, const char* name,
                     std::span<char, kPathCapacity> candidate) {
-  for (const char* ending : icc_profile_endings) {
+  for (const char* extension : icc_profile_extensions) {
     const int length =
-        std::snprintf(candidate.data(), candidate.size(), "%s%s%s", folder, name, ending);
+        std::snprintf(candidate.data(), candidate.size(), "%s%s%s", folder, name, extension);
     const bool fits = length > 0 && static_cast<std::size_t>(length) < candidate.size();
     if (fits && exists(candidate.data())) {
       return true;

@@ -21,7 +21,7 @@ inline constexpr std::array<const char*, 6> icc_profile_folders{
 };
 
 // Appended in this order to every name, even to one that already ends in one of them.
-inline constexpr std::array<const char*, 3> icc_profile_endings{"", ".icc", ".icm"};
+inline constexpr std::array<const char*, 3> icc_profile_extensions{"", ".icc", ".icm"};
 
 // The profile file name of an ICCProfile value: a choice of the table, or what is between
 // "ICCPROFILE (" and the next ")". Newly allocated, the caller frees it with free(); null if the

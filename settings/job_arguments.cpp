@@ -96,8 +96,8 @@ void set_text(const char* value) {
 
 void choose_profile_file(const char* value) { static_cast<void>(choose_icc_profile(value)); }
 
-// The paper is selected later, by read_paper_argument; here its name is only skipped.
-void pass_over(const char* /*value*/) {}
+// The paper is selected later, by read_paper_argument; here its name is ignored.
+void ignore_value(const char* /*value*/) {}
 
 struct Flag {
   const char* name;
@@ -118,7 +118,7 @@ constexpr Flag flags[] = {
     {"--color-correction", set_text<&PrintOptions::color_correction>},
     {"--icc-profile", choose_profile_file},
     {"--icc-intent", set_text<&PrintOptions::icc_intent>},
-    {"--paper-size", pass_over},
+    {"--paper-size", ignore_value},
 };
 
 // True when `name` is a flag, which has then consumed `value`.

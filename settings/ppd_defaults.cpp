@@ -36,10 +36,10 @@ Ppd open_ppd(const char* path) {
 const char* or_not_available(const char* text) { return text != nullptr ? text : "N/A"; }
 
 void preset_profile_path(const char* name) {
-  const bool has_ending =
+  const bool has_extension =
       std::strstr(name, ".icc") != nullptr || std::strstr(name, ".icm") != nullptr;
   std::snprintf(current_options.icc_profile_path, sizeof current_options.icc_profile_path,
-                "/usr/share/color/icc/%s%s", name, has_ending ? "" : ".icc");
+                "/usr/share/color/icc/%s%s", name, has_extension ? "" : ".icc");
 }
 
 // Deliberate: the queue's profile counts as chosen even when its file is missing, and "None" is a

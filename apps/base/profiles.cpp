@@ -56,8 +56,8 @@ std::string find_profile_file(const std::string& name, const std::string& workin
     return name;
   }
   for (const std::string folder : icc_profile_folders) {
-    for (const char* ending : icc_profile_endings) {
-      std::string candidate = (folder == "./" ? working_folder : folder) + name + ending;
+    for (const char* extension : icc_profile_extensions) {
+      std::string candidate = (folder == "./" ? working_folder : folder) + name + extension;
       if (exists(candidate)) {
         return candidate;
       }
