@@ -17,9 +17,8 @@ constexpr std::size_t kEntries = std::size_t{1} << 17;
 constexpr int kTrialRows = 16;
 constexpr int kUncountedRows = 8;
 
-// A pause follows a trial in which more colors than this share were unknown; the shares were found
-// by measurement. Each pause is twice as long as the one before, until a trial stays below its
-// share.
+// A pause follows a trial in which more than this share of the lookups missed; the shares were
+// measured. Each pause is twice as long as the one before, until a trial stays below its share.
 constexpr std::size_t kMaxMissPercentExpensive = 70;
 constexpr std::size_t kMaxMissPercentCheap = 25;
 constexpr int kShortestPause = 48;
@@ -68,8 +67,8 @@ void scatter_colors(const std::uint32_t* colors, std::size_t count, const PlaneR
 }
 
 // Multiplying by an odd number modulo 2^24 only reorders the colors. So the upper 17 bits of the
-// product choose a slot and the lower 7 identify the color in that slot: an entry needs no more of
-// its key, fits 32 bits, and the whole cache fits a small second-level cache.
+// product select a slot and the lower 7 identify the color in that slot: an entry stores no more of
+// its key, so it fits 32 bits, and the whole cache fits a small second-level cache.
 std::uint32_t reordered(std::uint32_t color) { return color * 0x3779B1U; }
 
 std::size_t slot_of(std::uint32_t color) { return (reordered(color) >> 7U) % kEntries; }
@@ -97,27 +96,27 @@ void ColorCache::begin_page() {
 
 void ColorCache::begin_trial() {
   trial_row_ = 0;
-  asked_ = 0;
-  unknown_ = 0;
+  lookups_ = 0;
+  misses_ = 0;
 }
 
 void ColorCache::convert_row(const PlaneRow& row, std::size_t width, const Conversion& conversion) {
-  const bool ask = entries_ != nullptr && paused_rows_ == 0;
-  std::size_t unknown = 0;
+  const bool use_cache = entries_ != nullptr && paused_rows_ == 0;
+  std::size_t misses = 0;
   for (std::size_t done = 0; done < width; done += kMostAtOnce) {
     const PlaneRow part = row.from(done);
     const std::size_t count = std::min(width - done, kMostAtOnce);
     std::uint32_t colors[kMostAtOnce];
     gather_colors(part, count, colors);
-    if (ask) {
-      unknown += convert_unknown(colors, count, conversion);
+    if (use_cache) {
+      misses += convert_misses(colors, count, conversion);
       scatter_colors(colors, count, part);
     } else {
       convert_all(colors, count, conversion, part);
     }
   }
-  if (ask) {
-    judge(width, unknown, conversion.is_expensive);
+  if (use_cache) {
+    end_row(width, misses, conversion.is_expensive);
   } else if (paused_rows_ > 0) {
     --paused_rows_;
   }
@@ -132,51 +131,50 @@ void ColorCache::convert_all(const std::uint32_t* colors, std::size_t count,
   kernels::chosen_table().split(converted, row.plane[0], row.plane[1], row.plane[2], count);
 }
 
-// Looks up every color, converts the unknown ones in one call and adds them to the cache.
+// Looks up every color, converts the missed ones in one call and adds them to the cache.
 //
-// Known and unknown colors are in an order that a CPU cannot predict, so the loop has no branch:
-// every color is stored in the list of unknown ones, where the next color overwrites it if it was
-// known, and every color is replaced by the result in its slot, even if that belongs to another
-// color.
-std::size_t ColorCache::convert_unknown(std::uint32_t* colors, std::size_t count,
-                                        const Conversion& conversion) {
-  std::uint32_t unknown_colors[kMostAtOnce];
+// A CPU cannot predict which lookups miss, so the loop has no branch: every color is stored in the
+// list of missed ones, where the next color overwrites it if it was a hit, and every color is
+// replaced by the result in its slot, even if that belongs to another color.
+std::size_t ColorCache::convert_misses(std::uint32_t* colors, std::size_t count,
+                                       const Conversion& conversion) {
+  std::uint32_t missed_colors[kMostAtOnce];
   std::uint32_t places[kMostAtOnce];
-  std::size_t unknown = 0;
+  std::size_t misses = 0;
   for (std::size_t x = 0; x < count; ++x) {
     const std::uint32_t color = colors[x];
     const std::uint32_t entry = entries_[slot_of(color)];
     colors[x] = entry;
-    unknown_colors[unknown] = color;
-    places[unknown] = static_cast<std::uint32_t>(x);
-    unknown += entry >> 24U != tag_of(color) ? 1 : 0;
+    missed_colors[misses] = color;
+    places[misses] = static_cast<std::uint32_t>(x);
+    misses += entry >> 24U != tag_of(color) ? 1 : 0;
   }
-  if (unknown == 0) {
+  if (misses == 0) {
     return 0;
   }
   std::uint8_t rgb[3 * kMostAtOnce + 1];
   std::uint8_t converted[3 * kMostAtOnce + 1];
-  store_colors(unknown_colors, unknown, rgb);
-  conversion.convert(conversion.context, rgb, converted, unknown);
-  for (std::size_t i = 0; i < unknown; ++i) {
+  store_colors(missed_colors, misses, rgb);
+  conversion.convert(conversion.context, rgb, converted, misses);
+  for (std::size_t i = 0; i < misses; ++i) {
     const std::uint32_t color = load_color(converted + 3 * i);
-    entries_[slot_of(unknown_colors[i])] = tag_of(unknown_colors[i]) << 24U | color;
+    entries_[slot_of(missed_colors[i])] = tag_of(missed_colors[i]) << 24U | color;
     colors[places[i]] = color;
   }
-  return unknown;
+  return misses;
 }
 
-// Decides at the end of a trial whether a pause follows.
-void ColorCache::judge(std::size_t width, std::size_t unknown, bool is_expensive) {
+// Counts the row; at the end of a trial, decides whether a pause follows.
+void ColorCache::end_row(std::size_t width, std::size_t misses, bool is_expensive) {
   if (trial_row_ >= kUncountedRows) {
-    asked_ += width;
-    unknown_ += unknown;
+    lookups_ += width;
+    misses_ += misses;
   }
   if (++trial_row_ < kTrialRows) {
     return;
   }
   const std::size_t max_percent = is_expensive ? kMaxMissPercentExpensive : kMaxMissPercentCheap;
-  if (100 * unknown_ > max_percent * asked_) {
+  if (100 * misses_ > max_percent * lookups_) {
     paused_rows_ = next_pause_;
     next_pause_ = std::min(2 * next_pause_, kLongestPause);
   } else {

@@ -36,17 +36,17 @@ class ColorCache {
  private:
   static void convert_all(const std::uint32_t* colors, std::size_t count,
                           const Conversion& conversion, const PlaneRow& row);
-  std::size_t convert_unknown(std::uint32_t* colors, std::size_t count,
-                              const Conversion& conversion);
+  std::size_t convert_misses(std::uint32_t* colors, std::size_t count,
+                             const Conversion& conversion);
   void begin_trial();
-  void judge(std::size_t width, std::size_t unknown, bool is_expensive);
+  void end_row(std::size_t width, std::size_t misses, bool is_expensive);
 
-  // One entry per slot: the result for a color, and in the upper byte which color of the slot it
-  // is.
+  // One entry per slot: the result for a color, and in the upper byte a tag that identifies the
+  // color.
   Buffer<std::uint32_t> entries_;
   int trial_row_ = 0;        // rows of the current trial so far
-  std::size_t asked_ = 0;    // colors of the trial that count
-  std::size_t unknown_ = 0;  // those of them that were not in the cache
+  std::size_t lookups_ = 0;  // in the counted rows of the trial
+  std::size_t misses_ = 0;   // of these lookups
   int paused_rows_ = 0;      // rows still to be converted without the cache
   int next_pause_ = 0;
 };
