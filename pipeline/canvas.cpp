@@ -20,7 +20,7 @@ std::size_t nearest(std::size_t i, double scale, std::size_t source_size) {
 }
 
 // The part of an effective side that fits on the canvas after a bleed.
-std::size_t room(std::int32_t effective, std::int32_t bleed, std::int32_t canvas) {
+std::size_t clamped_side(std::int32_t effective, std::int32_t bleed, std::int32_t canvas) {
   const std::int64_t after_bleed = std::int64_t{canvas} - bleed;
   return static_cast<std::size_t>(
       std::max<std::int64_t>(0, std::min<std::int64_t>(effective, after_bleed)));
@@ -40,8 +40,10 @@ bool Canvas::prepare(const PageLayout& layout, std::size_t width, std::size_t he
 
   width_ = static_cast<std::size_t>(layout.canvas_width);
   height_ = static_cast<std::size_t>(layout.canvas_height);
-  const std::size_t rows = room(layout.effective_height, layout.bleed_top, layout.canvas_height);
-  const std::size_t columns = room(layout.effective_width, layout.bleed_left, layout.canvas_width);
+  const std::size_t rows =
+      clamped_side(layout.effective_height, layout.bleed_top, layout.canvas_height);
+  const std::size_t columns =
+      clamped_side(layout.effective_width, layout.bleed_left, layout.canvas_width);
   if (width > 0 && height > 0 && rows > 0 && columns > 0) {
     rows_ = rows;
     columns_ = columns;

@@ -31,7 +31,7 @@ std::uint32_t legacy_step(int byte, std::uint32_t low) {
 
 // No math library guarantees that powf is monotonic, so each step is checked from both sides.
 // Every step is far above the smallest floats, so `step - offset` cannot wrap.
-bool step_is_clean(int byte, std::uint32_t step) {
+bool is_monotonic_at(int byte, std::uint32_t step) {
   for (int i = 1; i <= kCheckedNeighbors; ++i) {
     const auto offset = static_cast<std::uint32_t>(i);
     if (stored_after_legacy_gamma(float_of(step - offset)) >= byte ||
@@ -53,7 +53,7 @@ bool fill_legacy_steps(float steps[256]) {
   std::uint32_t previous = 0;
   for (int byte = 1; byte < 256; ++byte) {
     const std::uint32_t step = legacy_step(byte, previous);
-    if (step == previous || !step_is_clean(byte, step)) {
+    if (step == previous || !is_monotonic_at(byte, step)) {
       return false;
     }
     steps[byte] = float_of(step);

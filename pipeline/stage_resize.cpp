@@ -141,19 +141,19 @@ void ResizeStage::take(std::uint8_t* row) {
 }
 
 std::uint8_t* ResizeStage::next_row() {
-  if (rows_given_ == target_height_) {
+  if (rows_returned_ == target_height_) {
     return nullptr;
   }
   if (!is_needed_) {
-    return rows_given_ < rows_taken_ ? source_[rows_given_++ % 2] : nullptr;
+    return rows_returned_ < rows_taken_ ? source_[rows_returned_++ % 2] : nullptr;
   }
-  const Position at = position(rows_given_, scale_h_, source_height_);
+  const Position at = position(rows_returned_, scale_h_, source_height_);
   if (at.high >= rows_taken_) {
     return nullptr;
   }
   // A lower line of weight 0 is not scaled.
   scale_down(at.low, at.fraction == 0.0 ? at.low : at.high, at.fraction);
-  ++rows_given_;
+  ++rows_returned_;
   resized_.take_rgb(row_.get());
   return row_.get();
 }

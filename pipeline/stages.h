@@ -110,7 +110,7 @@ class ResizeStage {
   bool is_needed_ = false;
   bool in_sixteenths_ = false;  // all positions are multiples of 1/16: exact in integers
   std::size_t rows_taken_ = 0;
-  std::size_t rows_given_ = 0;
+  std::size_t rows_returned_ = 0;
   std::uint8_t* source_[2] = {};  // the rows taken last, by their number modulo 2
   Plane row_;
   Buffer<std::uint32_t> left_;

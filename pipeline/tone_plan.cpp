@@ -139,9 +139,9 @@ void TonePlan::prepare_mix() {
     }
   }
   float steps[256];
-  const bool steps_hold =
+  const bool has_staircase =
       !factors_.legacy_gamma || (fill_legacy_steps(steps) && build_staircase(steps, legacy_));
-  method_ = steps_hold ? Method::kMix : Method::kPixelByPixel;
+  method_ = has_staircase ? Method::kMix : Method::kPixelByPixel;
 }
 
 void TonePlan::apply(std::uint8_t* plane0, std::uint8_t* plane1, std::uint8_t* plane2,
