@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t kLineCapacity = 4096;
 
 // The beginning of a line, from log_text. Only short fixed texts are used.
-char open_text[256];
-std::size_t open_length = 0;
+char line_start[256];
+std::size_t line_start_length = 0;
 
 // The most bytes a line may have, newline included; 0 means no limit.
 std::size_t line_limit() {
@@ -77,8 +77,8 @@ void open_log() {
 }
 
 void redirect_log_to_file(const char* path) {
-  // freopen would close standard error first; if it then failed, the next opened file would get
-  // descriptor 2.
+  // freopen would close standard error first; if it then failed, the next opened file would
+  // get descriptor 2.
   const int file = open_plain_file(AT_FDCWD, path);
   // The copy does not inherit O_CLOEXEC.
   if (file >= 0 && file != STDERR_FILENO) {
@@ -89,41 +89,41 @@ void redirect_log_to_file(const char* path) {
 
 void log_line(const char* format, ...) {
   char short_line[kLineCapacity];
-  std::memcpy(short_line, open_text, open_length);
-  const std::size_t opened = open_length;
-  open_length = 0;
+  std::memcpy(short_line, line_start, line_start_length);
+  const std::size_t start_length = line_start_length;
+  line_start_length = 0;
 
   va_list arguments;
   va_start(arguments, format);
-  va_list again;
-  va_copy(again, arguments);
-  const std::size_t room = sizeof short_line - opened;
-  const int needed = std::vsnprintf(short_line + opened, room, format, arguments);
+  va_list arguments_copy;
+  va_copy(arguments_copy, arguments);
+  const std::size_t room = sizeof short_line - start_length;
+  const int needed = std::vsnprintf(short_line + start_length, room, format, arguments);
   va_end(arguments);
 
   if (needed >= 0 && static_cast<std::size_t>(needed) >= room) {
-    const std::size_t length = opened + static_cast<std::size_t>(needed);
+    const std::size_t length = start_length + static_cast<std::size_t>(needed);
     if (char* long_line = static_cast<char*>(std::malloc(length + 1))) {
-      std::memcpy(long_line, short_line, opened);
-      std::vsnprintf(long_line + opened, length + 1 - opened, format, again);
+      std::memcpy(long_line, short_line, start_length);
+      std::vsnprintf(long_line + start_length, length + 1 - start_length, format, arguments_copy);
       finish_line(long_line, length);
       std::free(long_line);
     } else {
       finish_line(short_line, sizeof short_line - 1);
     }
   } else {
-    finish_line(short_line, opened + static_cast<std::size_t>(std::max(needed, 0)));
+    finish_line(short_line, start_length + static_cast<std::size_t>(std::max(needed, 0)));
   }
-  va_end(again);
+  va_end(arguments_copy);
 }
 
 void log_text(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  const std::size_t room = sizeof open_text - open_length;
-  const int needed = std::vsnprintf(open_text + open_length, room, format, arguments);
+  const std::size_t room = sizeof line_start - line_start_length;
+  const int needed = std::vsnprintf(line_start + line_start_length, room, format, arguments);
   va_end(arguments);
   if (needed > 0) {
-    open_length += std::min(static_cast<std::size_t>(needed), room - 1);
+    line_start_length += std::min(static_cast<std::size_t>(needed), room - 1);
   }
 }

@@ -10,7 +10,7 @@
 namespace {
 
 // The paper's own bleed plus the user's; never negative.
-std::int32_t bleed(std::int32_t paper_px, std::int32_t user_px) {
+std::int32_t total_bleed(std::int32_t paper_px, std::int32_t user_px) {
   const std::int64_t sum = std::int64_t{paper_px} + user_px;
   return sum < 1 ? 0 : saturate_to_int32(sum);
 }
@@ -27,22 +27,22 @@ std::int32_t side_between(std::int32_t canvas, std::int32_t bleed_before,
 
 PageLayout page_layout(const PrintOptions& options) {
   const PaperConfig& paper = *options.paper_config;
-  const std::int32_t rows_per_row = options.interlace != 0 ? 2 : 1;
+  const std::int32_t vertical_factor = options.interlace != 0 ? 2 : 1;
 
   PageLayout layout{};
   layout.target_width = paper.target_width;
-  layout.target_height = paper.target_height * rows_per_row;
+  layout.target_height = paper.target_height * vertical_factor;
   if (options.rotate_90 != 0) {
     std::swap(layout.target_width, layout.target_height);
   }
 
   layout.canvas_width = paper.canvas_width;
-  layout.canvas_height = paper.canvas_height * rows_per_row;
+  layout.canvas_height = paper.canvas_height * vertical_factor;
 
-  layout.bleed_top = bleed(paper.bleed_top, options.bleed_top_px);
-  layout.bleed_bottom = bleed(paper.bleed_bottom, options.bleed_bottom_px);
-  layout.bleed_left = bleed(paper.bleed_left, options.bleed_left_px);
-  layout.bleed_right = bleed(paper.bleed_right, options.bleed_right_px);
+  layout.bleed_top = total_bleed(paper.bleed_top, options.bleed_top_px);
+  layout.bleed_bottom = total_bleed(paper.bleed_bottom, options.bleed_bottom_px);
+  layout.bleed_left = total_bleed(paper.bleed_left, options.bleed_left_px);
+  layout.bleed_right = total_bleed(paper.bleed_right, options.bleed_right_px);
 
   layout.effective_width = side_between(layout.canvas_width, layout.bleed_left, layout.bleed_right);
   layout.effective_height =

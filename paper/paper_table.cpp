@@ -40,8 +40,8 @@ const PaperConfig* find_paper_by_size(float width_pt, float height_pt) {
   return first_paper([width_pt, height_pt](const PaperConfig& paper) {
     const bool upright =
         near(paper.page_width_pt, width_pt) && near(paper.page_height_pt, height_pt);
-    const bool turned =
+    const bool rotated =
         near(paper.page_width_pt, height_pt) && near(paper.page_height_pt, width_pt);
-    return upright || turned;
+    return upright || rotated;
   });
 }

@@ -6,7 +6,7 @@
 
 namespace {
 
-void place_text(char* field, std::size_t width, const char* text) {
+void put_text(char* field, std::size_t width, const char* text) {
   if (text != nullptr) {
     std::memcpy(field, text, strnlen(text, width));
   }
@@ -19,8 +19,8 @@ CommandBlock make_command_block(const char* group, const char* name) {
   block.fill(' ');
   block[0] = '\x1b';
   block[1] = 'P';
-  place_text(&block[kCommandGroupOffset], kCommandGroupSize, group);
-  place_text(&block[kCommandNameOffset], kCommandNameSize, name);
+  put_text(&block[kCommandGroupOffset], kCommandGroupSize, group);
+  put_text(&block[kCommandNameOffset], kCommandNameSize, name);
   return block;
 }
 

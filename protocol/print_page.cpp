@@ -22,7 +22,7 @@ namespace {
 constexpr std::uint32_t kMaxSide = 5000;
 
 // Smaller images log only their size.
-constexpr std::size_t kPixelsWorthLogging = 101;
+constexpr std::size_t kMinLoggedPixels = 101;
 
 constexpr int kOvercoatMatte = 1;
 
@@ -84,7 +84,7 @@ bool is_valid_side(std::int32_t side) {
 
 void log_pixels(const SheetToPrint& sheet, std::size_t count) {
   log_line("K905-1: DEBUG: Image size: %zu pixels", count);
-  if (count < kPixelsWorthLogging) {
+  if (count < kMinLoggedPixels) {
     return;
   }
   const auto [first, second, third] = sheet.planes;
@@ -110,7 +110,7 @@ bool is_valid(const SheetToPrint& sheet) {
   return true;
 }
 
-enum class PlaneResult { kComplete, kCut, kFailed };
+enum class PlaneResult { kComplete, kTruncated, kFailed };
 
 // Writes the block, the image header and the pixels, each in one write. The pixels are written
 // directly from the plane: copying 7 to 14 MB per sheet into separate images would cost more than
@@ -127,7 +127,7 @@ PlaneResult write_plane(int descriptor, const CommandBlock& block, const BmpHead
     return PlaneResult::kFailed;
   }
   if (header_written < static_cast<std::int64_t>(header.size())) {
-    return PlaneResult::kCut;
+    return PlaneResult::kTruncated;
   }
   const std::int64_t pixels_written = k905_write_all(descriptor, pixels, count);
   if (pixels_written < 0) {
@@ -135,7 +135,7 @@ PlaneResult write_plane(int descriptor, const CommandBlock& block, const BmpHead
   }
   const bool complete = block_written == static_cast<std::int64_t>(block.size()) &&
                         pixels_written == static_cast<std::int64_t>(count);
-  return complete ? PlaneResult::kComplete : PlaneResult::kCut;
+  return complete ? PlaneResult::kComplete : PlaneResult::kTruncated;
 }
 
 bool send_plane(int descriptor, char letter, const BmpHeader& header, const std::uint8_t* pixels,
@@ -178,7 +178,7 @@ bool send_controls(int descriptor, const SheetToPrint& sheet, int cutter_mode) {
 
 // The complete sheet has been written when this returns. A pipe cannot be synced; that error is
 // ignored.
-void push_out_sheet() {
+void flush_output() {
   std::fflush(stdout);
   fsync(STDOUT_FILENO);
 }
@@ -217,6 +217,6 @@ void print_single_page_to_printer(const std::uint8_t* plane0, const std::uint8_t
   if (send_sheet(STDOUT_FILENO, sheet) == SheetResult::kRefused) {
     return;
   }
-  push_out_sheet();
+  flush_output();
   log_line("K905-1: Single page printed successfully (print call #%d)", print_count);
 }

@@ -98,7 +98,7 @@ void subtract_reserve(PrinterInfo& info) {
   }
 }
 
-PrinterInfo ask_everything(int device) {
+PrinterInfo ask_all(int device) {
   PrinterInfo info;
   for (std::size_t index = 0; index < kQuestionCount; ++index) {
     const auto id = static_cast<QuestionId>(index);
@@ -162,7 +162,7 @@ int query_printer_info(const char* device_path) {
     log_line("K905-1: open('%s') failed: %s", device_path, std::strerror(errno));
     return 1;
   }
-  const PrinterInfo info = ask_everything(device);
+  const PrinterInfo info = ask_all(device);
   close(device);
   write_report(info);
   return 0;

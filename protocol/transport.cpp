@@ -11,7 +11,7 @@
 
 namespace {
 
-enum class Wait { kReadable, kSilent, kFailed };
+enum class Wait { kReadable, kTimeout, kFailed };
 
 // The wait restarts after a signal: the time limit is for one wait, not for the exchange.
 Wait wait_for_reply(int descriptor, int timeout_ms) {
@@ -22,7 +22,7 @@ Wait wait_for_reply(int descriptor, int timeout_ms) {
       return Wait::kReadable;
     }
     if (ready == 0) {
-      return Wait::kSilent;
+      return Wait::kTimeout;
     }
     if (errno != EINTR) {
       return Wait::kFailed;
@@ -54,7 +54,7 @@ std::int64_t read_reply(int descriptor, char* reply, std::size_t capacity, int t
     if (wait == Wait::kFailed) {
       return -1;
     }
-    if (wait == Wait::kSilent) {
+    if (wait == Wait::kTimeout) {
       break;
     }
     const ssize_t got = read(descriptor, reply + done, capacity - done);
