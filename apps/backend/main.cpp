@@ -74,11 +74,7 @@ void take_job_options(char** argv, JobOptions& job) {
 void prepare_signals() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGCHLD, SIG_DFL);
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGCHLD}) {
-    sigaddset(&signals, number);
-  }
+  const sigset_t signals = awaited_signals();
   sigprocmask(SIG_BLOCK, &signals, nullptr);
 }
 

@@ -17,21 +17,13 @@
 #include "apps/backend/messages.h"
 #include "apps/base/descriptor.h"
 #include "apps/base/spawn.h"
+#include "filter/cancel_signals.h"
 
 namespace k905::backend {
 
 namespace {
 
 constexpr char kPrintAccount[] = "lp";
-
-sigset_t awaited_signals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGCHLD}) {
-    sigaddset(&signals, number);
-  }
-  return signals;
-}
 
 int exit_status_of(Child& worker) {
   const ChildEnd end = worker.wait();
@@ -42,7 +34,8 @@ int exit_status_of(Child& worker) {
   return end.status;
 }
 
-// The worker has its own copies; the stream must have no other reader.
+// Only the worker reads the print data. Were the pipe open here too, the filter would not notice
+// when the worker ends.
 void release_input() {
   const Descriptor null_device(open("/dev/null", O_RDWR | O_CLOEXEC));
   if (null_device) {
@@ -64,6 +57,12 @@ int supervise(Child& worker, Descriptor pipe_end) {
 }
 
 }  // namespace
+
+sigset_t awaited_signals() {
+  sigset_t signals = cancel_signals();
+  sigaddset(&signals, SIGCHLD);
+  return signals;
+}
 
 Account print_account() {
   // cppcheck-suppress getpwnamCalled

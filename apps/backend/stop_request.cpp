@@ -7,9 +7,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <thread>
 #include <vector>
+
+#include "filter/cancel_signals.h"
 
 namespace k905::backend {
 
@@ -22,11 +23,7 @@ constexpr std::chrono::milliseconds kIdle{100};
 }  // namespace
 
 StopRequest::StopRequest(int pipe_end) : pipe_end_(pipe_end) {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-    sigaddset(&signals, number);
-  }
+  const sigset_t signals = cancel_signals();
   signals_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
