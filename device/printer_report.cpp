@@ -29,10 +29,7 @@ class Questioner {
     return reply.error == 0 ? std::move(reply.text) : "";
   }
 
-  std::optional<int> number(QuestionId id) {
-    const Reply reply = ask(id);
-    return reply.error == 0 ? std::optional(reply.number) : std::nullopt;
-  }
+  std::optional<int> number(QuestionId id) { return ask(id).valid_number(); }
 
  private:
   Printer& printer_;

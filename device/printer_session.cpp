@@ -224,11 +224,9 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
     }
     const Reply status = ask(QuestionId::kStatus);
     const Obstacle obstacle = status_obstacle(status);
-    const Outcome outcome = sheet.observe(life.valid_number(), status.valid_number(),
-                                          obstacle.kind == Kind::kNone, Clock::now(), [this] {
-                                            const Reply buffers = ask(QuestionId::kFreeBuffers);
-                                            return buffers.error == 0 ? buffers.number : 0;
-                                          });
+    const Outcome outcome = sheet.observe(
+        life.valid_number(), status.valid_number(), obstacle.kind == Kind::kNone, Clock::now(),
+        [this] { return ask(QuestionId::kFreeBuffers).valid_number().value_or(0); });
     if (outcome != Outcome::kUndecided) {
       return outcome;
     }
