@@ -59,7 +59,7 @@ TEST_F(Records, RecordOfAnEarlierJobWithThisNumberIsNotUsed) {
   EXPECT_EQ(records.load(13, "urn:uuid:1").printed, 0U);
 }
 
-TEST_F(Records, OpenSheetsAreThoseOfThisPrinterWithoutAnOutcome) {
+TEST_F(Records, UndecidedSheetsAreThoseOfThePrinter) {
   RecordFolder records;
   ASSERT_EQ(records.open(folder(), -1, -1), 0);
   JobRecord decided = kRecord;
@@ -180,7 +180,7 @@ TEST_F(Records, SavingAgainChangesNeitherFileNorFolder) {
 }
 
 // Meanwhile another process may have put a new file in the place of the first.
-TEST_F(Records, RecordOfAnUnlockedJobIsSavedInTheFileThatIsThereThen) {
+TEST_F(Records, RecordOfAnUnlockedJobIsSavedInTheCurrentFile) {
   RecordFolder one;
   RecordFolder two;
   ASSERT_EQ(one.open(folder(), -1, -1), 0);
@@ -195,7 +195,7 @@ TEST_F(Records, RecordOfAnUnlockedJobIsSavedInTheFileThatIsThereThen) {
   EXPECT_EQ(one.load(12, "urn:uuid:1").printed, 5U);
 }
 
-TEST_F(Records, LongNamesAreStillTheSame) {
+TEST_F(Records, LongNamesAreReadBack) {
   JobRecord record = kRecord;
   record.identity = std::string(9000, 'i');
   record.printer = std::string(9000, 'p');

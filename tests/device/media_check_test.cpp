@@ -26,7 +26,7 @@ TEST(MediaCheck, OtherSizesHaveNoRequirement) {
   EXPECT_EQ(media_for_sheet(1, 1), "");
 }
 
-TEST(MediaCheck, MediaTakesSheetsOfItsWidthUpToItsLength) {
+TEST(MediaCheck, MediaFitsSheetsOfItsWidthUpToItsLength) {
   EXPECT_TRUE(media_fits_sheet("6x4", "6x4"));
   EXPECT_TRUE(media_fits_sheet("6x8", "6x4"));
   EXPECT_TRUE(media_fits_sheet("6x9", "6x8"));

@@ -177,13 +177,13 @@ TEST_F(PrinterTest, LateReplyIsNotTakenForTheNextOne) {
   printer.close();
 }
 
-TEST_F(PrinterTest, DeviceThatSendsWithoutEndIsNoPrinter) {
+TEST_F(PrinterTest, DeviceThatNeverStopsSendingIsNotAPrinter) {
   Printer printer(file("/dev/zero"));
   ASSERT_EQ(printer.open(kOpenTimeout), 0);
   EXPECT_EQ(printer.ask(QuestionId::kStatus).error, EPROTO);
 }
 
-TEST_F(PrinterTest, LostLineIsClosedAndCanBeOpenedAgain) {
+TEST_F(PrinterTest, LostConnectionIsClosedAndCanBeReopened) {
   const ScriptedPrinter scripted(
       {[](int client) { read_question(client); }, replies({"00000\r\n"})});
   Printer printer(scripted.address());
@@ -218,7 +218,7 @@ TEST_F(PrinterTest, PiecesArriveInOrder) {
   EXPECT_EQ(arrived, std::string(100000, 'a') + "bbb");
 }
 
-TEST_F(PrinterTest, StalledSheetIsLeftToTheCaller) {
+TEST_F(PrinterTest, CallerDecidesAboutAStalledSheet) {
   std::promise<void> over;
   const ScriptedPrinter scripted({[&over](int) { over.get_future().wait(); }});
   Printer printer(scripted.address());

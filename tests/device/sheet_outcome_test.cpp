@@ -1,4 +1,4 @@
-// The rules by which a sheet counts as printed, lost or in doubt.
+// The rules by which a sheet counts as printed, lost or unknown.
 #include "device/sheet_outcome.h"
 
 #include <gtest/gtest.h>
@@ -34,13 +34,13 @@ class SentSheet {
   SheetOutcome outcome_;
 };
 
-TEST(SheetOutcome, IsPrintedWhenTheLifeCounterMoves) {
+TEST(SheetOutcome, IsPrintedWhenTheLifeCounterIncreases) {
   SentSheet sheet(false);
   EXPECT_EQ(sheet.at(seconds(1), 7, kPrinting), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(20), 8, kPrinting), State::kPrinted);
 }
 
-TEST(SheetOutcome, IsPrintedForAnInterruptedSheetWhenTheLifeCounterMoves) {
+TEST(SheetOutcome, IsPrintedForAnInterruptedSheetWhenTheLifeCounterIncreases) {
   SentSheet sheet(true);
   EXPECT_EQ(sheet.at(seconds(60), 8, 0), State::kPrinted);
 }
@@ -63,7 +63,7 @@ TEST(SheetOutcome, IsUnknownWhenItsBufferIsNeverFreeAgain) {
   EXPECT_EQ(sheet.at(seconds(120), 7, 0, 1), State::kUnknown);
 }
 
-TEST(SheetOutcome, StaysOpenWhileTheSheetHasItsBuffer) {
+TEST(SheetOutcome, StaysUndecidedWhileTheSheetIsInABuffer) {
   SentSheet sheet(true);
   EXPECT_EQ(sheet.at(seconds(5), 7, 0, 1), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(6), 7, 0, 2), State::kNotPrinted);
@@ -98,7 +98,7 @@ TEST(SheetOutcome, IsNotPrintedAfterALostConnection) {
 }
 
 // If the sheet were sent again without evidence of its loss, it might be printed twice.
-TEST(SheetOutcome, IsOpenForTwoMinutesAfterASheetWithoutErrors) {
+TEST(SheetOutcome, IsUndecidedForTwoMinutesAfterASheetWithoutErrors) {
   SentSheet sheet(false);
   EXPECT_EQ(sheet.at(seconds(119), 7, 0), State::kUndecided);
   EXPECT_EQ(sheet.at(seconds(120), 7, 0), State::kUnknown);
