@@ -22,7 +22,7 @@ constexpr Format kGray8{1, 8};
 constexpr Format kGray1{1, 1};
 constexpr Format kFour8{4, 8};
 
-bool is(const cups_page_header2_t& header, Format format) {
+bool has_format(const cups_page_header2_t& header, Format format) {
   return header.cupsNumColors == format.colors && header.cupsBitsPerColor == format.bits;
 }
 
@@ -39,18 +39,18 @@ void ReadStage::choose_format(const cups_page_header2_t& header, const char* col
   const kernels::Table& table = kernels::chosen_table();
   convert_ = nullptr;
   unsupported_ = false;
-  if (is(header, kRgb8)) {
+  if (has_format(header, kRgb8)) {
     pixel_bytes_ = 3 * width_;
-  } else if (is(header, kRgb16)) {
+  } else if (has_format(header, kRgb16)) {
     pixel_bytes_ = 6 * width_;
     convert_ = table.rgb16_to_rgb;
-  } else if (is(header, kGray8)) {
+  } else if (has_format(header, kGray8)) {
     pixel_bytes_ = width_;
     convert_ = table.gray8_to_rgb;
-  } else if (is(header, kGray1)) {
+  } else if (has_format(header, kGray1)) {
     pixel_bytes_ = (width_ + 7) / 8;
     convert_ = table.gray1_to_rgb;
-  } else if (is(header, kFour8)) {
+  } else if (has_format(header, kFour8)) {
     pixel_bytes_ = 4 * width_;
     convert_ = inverts_four_colors(color_model) ? table.four_inverted_to_rgb
                                                 : table.four_with_black_to_rgb;
@@ -71,7 +71,7 @@ bool ReadStage::prepare(const cups_page_header2_t& header, const char* color_mod
     return false;
   }
   choose_format(header, color_model);
-  const bool line_is_row = is(header, kRgb8) && line_bytes_ <= pixel_bytes_;
+  const bool line_is_row = has_format(header, kRgb8) && line_bytes_ <= pixel_bytes_;
 
   // No complete plane is allocated, but a page that is too large is reported as if one were.
   if (std::uint64_t{width_} * height_ <= kMostPixels) {

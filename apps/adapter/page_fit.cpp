@@ -23,8 +23,8 @@ struct Side {
   double offset = 0;  // of the raster on the page
   double paper_pt = 0;
   double sheet_dpi = 0;
-  std::uint32_t seen = 0;     // pixels of the sheet
-  std::uint32_t picture = 0;  // visible pixels of the image, at most `seen`
+  std::uint32_t visible = 0;  // pixels of the sheet
+  std::uint32_t image = 0;    // pixels of the image that are visible, at most `visible`
 
   [[nodiscard]] double page_pt() const { return page / dpi * kPointsPerInch; }
   [[nodiscard]] bool fits_paper() const { return std::fabs(page_pt() - paper_pt) <= kSameSizePt; }
@@ -61,9 +61,9 @@ double scale_of(const Side& across, const Side& down, Scaling scaling) {
 
 // The visible pixels of the image within the part.
 std::pair<std::uint32_t, std::uint32_t> pixels_in(const Part& part, const Side& side) {
-  const double pixels_per_seen = static_cast<double>(side.picture) / side.seen;
-  const auto shown_at = [&](double seen) {
-    return std::clamp(std::floor(seen * pixels_per_seen), -1.0, double{1.0} * side.picture - 1);
+  const double image_per_visible = static_cast<double>(side.image) / side.visible;
+  const auto shown_at = [&](double position) {
+    return std::clamp(std::floor(position * image_per_visible), -1.0, double{1.0} * side.image - 1);
   };
   const double first = shown_at(part.begin + 0.5);
   const double last = shown_at(part.begin + part.length - 0.5);
@@ -74,12 +74,12 @@ std::pair<std::uint32_t, std::uint32_t> pixels_in(const Part& part, const Side& 
 // them. Around a single frame the page continues, so that no edge shows bare paper.
 std::vector<AxisPiece> pieces_of(const Side& side, const std::vector<Part>& parts, double step,
                                  bool whole_sheet) {
-  const double pixels_per_seen = static_cast<double>(side.picture) / side.seen;
+  const double image_per_visible = static_cast<double>(side.image) / side.visible;
   std::vector<AxisPiece> pieces;
   for (const Part& part : parts) {
     const auto [begin, end] =
-        whole_sheet ? std::pair(std::uint32_t{0}, side.picture) : pixels_in(part, side);
-    const double sheet_center = (part.begin + part.length / 2) * pixels_per_seen;
+        whole_sheet ? std::pair(std::uint32_t{0}, side.image) : pixels_in(part, side);
+    const double sheet_center = (part.begin + part.length / 2) * image_per_visible;
     const double page_center = (part.page_begin + part.page_length / 2) * side.page - side.offset;
     pieces.push_back(
         {.begin = begin, .end = end, .start = page_center + (begin + 0.5 - sheet_center) * step});
@@ -89,9 +89,9 @@ std::vector<AxisPiece> pieces_of(const Side& side, const std::vector<Part>& part
 
 AxisMap map_of(const Side& side, const std::vector<Part>& parts, double scale, bool whole_sheet) {
   const double step =
-      static_cast<double>(side.seen) / side.picture * side.dpi / (side.sheet_dpi * scale);
+      static_cast<double>(side.visible) / side.image * side.dpi / (side.sheet_dpi * scale);
   Axis axis{.source = side.raster,
-            .target = side.picture,
+            .target = side.image,
             .step = step,
             .pieces = pieces_of(side, parts, step, whole_sheet)};
   // A page that covers the paper ends outside it: the few visible pixels outside the page repeat
@@ -145,15 +145,15 @@ PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scalin
   const PaperPoints paper = paper_points(*place.paper);
   const bool across_paper = has_other_orientation(drawn, paper);
   const DrawnPage page = across_paper ? rotated_clockwise(drawn) : drawn;
-  const PixelSize picture = picture_size(place);
+  const PixelSize image = picture_size(place);
   const Side width{.raster = page.width,
                    .dpi = page.dpi_across,
                    .page = page.page_across,
                    .offset = page.left,
                    .paper_pt = paper.across,
                    .sheet_dpi = double{1.0} * dots_per_inch_across(*place.paper),
-                   .seen = place.seen_width,
-                   .picture = picture.width};
+                   .visible = place.seen_width,
+                   .image = image.width};
   const Side height{
       .raster = page.height,
       .dpi = page.dpi_down,
@@ -161,8 +161,8 @@ PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scalin
       .offset = page.top,
       .paper_pt = paper.down,
       .sheet_dpi = double{1.0} * (place.fine ? kDotsPerInchDownFine : kDotsPerInchDown),
-      .seen = place.seen_height,
-      .picture = picture.height};
+      .visible = place.seen_height,
+      .image = image.height};
   const double scale = scale_of(width, height, scaling);
   const bool whole_sheet = place.frames.size() == 1;
   const PageMap map = page_map(place);
