@@ -1,4 +1,5 @@
-// rastertok905: CUPS raster in, printer commands out. The order of start-up and the choice of mode.
+// rastertok905: reads CUPS raster and writes the printer's commands. Here are the order of start-up
+// and the choice between printing and the status query.
 #include <cstring>
 
 #ifdef __GLIBC__

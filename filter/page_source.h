@@ -20,8 +20,7 @@ using Raster = std::unique_ptr<cups_raster_t, RasterCloser>;
 // Feeds descriptor 0 to libcups: reads it in large pieces, and stops when the job is canceled.
 class RasterInput {
  public:
-  // The stream, or null when there is none (nothing there, or not a raster stream). `this` must
-  // outlive it.
+  // The raster stream, or null if the input is empty or is not one. This object must outlive it.
   [[nodiscard]] Raster open();
 
   // True once a read found the end of the data, failed, or was cut short because the job was
@@ -34,7 +33,7 @@ class RasterInput {
  private:
   static ssize_t read(void* input, unsigned char* buffer, std::size_t bytes);
 
-  // As much as a pipe holds: fewer system calls, and it stays in the cache.
+  // The usual capacity of a pipe: few system calls, and the buffer stays in the CPU cache.
   static constexpr std::size_t kBufferSize = std::size_t{64} * 1024;
   Plane buffer_;
   std::size_t begin_ = 0;

@@ -18,7 +18,7 @@
 
 namespace {
 
-// What stays the same for every page of the job.
+// The state that all pages of the job share.
 struct Job {
   RasterInput input;
   Raster raster;

@@ -1,4 +1,4 @@
-// The raster job: pages, copies, the end.
+// Prints the pages of a raster stream, with their copies.
 #pragma once
 
 // Prints the raster stream on descriptor 0. Returns the exit status: 0 for every finished job,

@@ -1,7 +1,7 @@
 // Start-up before the first page: the start banner and the ribbon.
 #pragma once
 
-// "=== rastertok905 start ===", the process id and the argument list.
+// Logs "=== rastertok905 start ===", the process id and the argument list.
 void log_start(int argc, char** argv);
 
 // Takes the ribbon from the environment variable K905_RIBBON when it is exactly "6x4" or "6x8"; any

@@ -1,4 +1,4 @@
-// The numbers of the header's enumerations.
+// Reads the enumerations of a raster header as plain numbers.
 //
 // A raster stream can contain any number where libcups declares an enumeration, and reading a
 // number that the enumeration cannot represent is undefined behavior. This reads the bytes instead.

@@ -8,7 +8,7 @@
 
 // The paper of this size in points, in either orientation. Tolerates the usual rounding between
 // inches and centimeters (10 x 15 cm is the paper of 4 x 6 inches). Null if there is none. Never
-// returns a paper that is cut: its uncut paper has the same size.
+// returns a cut paper, because its uncut paper has the same size.
 [[nodiscard]] const PaperConfig* find_paper_by_physical_size(double width_pt, double height_pt);
 
 // The paper called `name`: its PageSize name, its label, or its size in inches or centimeters in

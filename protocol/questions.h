@@ -23,7 +23,7 @@ enum class QuestionId : std::size_t {
 };
 inline constexpr std::size_t kQuestionCount = 14;
 
-// The characters of a trimmed reply that are its number. No digits: a reply without a number.
+// The position of the number in a trimmed reply. `digits` is 0 for a reply without a number.
 struct CounterField {
   std::size_t first = 0;
   std::size_t digits = 0;
@@ -36,7 +36,7 @@ struct Question {
   const char* group;
   const char* name;        // null when the group alone is the question
   std::size_t reply_size;  // of the buffer, with its terminator
-  int timeout_ms;          // for every wait
+  int timeout_ms;          // of each wait for bytes
   CounterField counter;
 };
 
@@ -53,10 +53,11 @@ inline constexpr std::size_t kLongestReply = 128;
 // Only the RV-40 counts half-size media.
 [[nodiscard]] bool is_answered_by(QuestionId id, const char* model);
 
-// The prints that a model counts at the end of a roll but does not guarantee.
+// The last prints of a roll, which this model counts but does not guarantee.
 [[nodiscard]] int reserved_prints(const char* model);
 
-// The first known model or media that occurs anywhere in a reply, "" when none does. Constant text.
+// The first known name of a model (of media) that occurs anywhere in the reply, "" if none does.
+// Constant text.
 [[nodiscard]] const char* find_model(const char* firmware_reply);
 [[nodiscard]] const char* find_media(const char* media_reply);
 inline constexpr std::size_t kShortestFirmwareReply = 5;

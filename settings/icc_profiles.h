@@ -1,4 +1,4 @@
-// Finds the files of the color profiles that settings name.
+// Finds the files of the color profiles that the settings name.
 #pragma once
 
 #include <array>

@@ -1,4 +1,4 @@
-// `--paper-size NAME`: a paper chosen by hand.
+// `--paper-size NAME`: a paper selected on the command line.
 #pragma once
 
 // Sets current_options.paper_config to the paper that `--paper-size` names by PPD name or label.
