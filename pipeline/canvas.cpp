@@ -14,7 +14,7 @@ constexpr std::uint8_t kWhite = 255;
 
 // The source line of line `i` of a stretch by `scale`: nearest neighbor, pixel centers aligned.
 std::size_t nearest(std::size_t i, double scale, std::size_t source_size) {
-  // Deliberate: the half that is taken away and added again is part of the arithmetic.
+  // Deliberate: the half is subtracted and added again, because this changes the rounding.
   const double at = ((static_cast<double>(i) + 0.5) * (1.0 / scale)) - 0.5 + 0.5;
   return at < 1.0 ? 0 : std::min(static_cast<std::size_t>(at), source_size - 1);
 }

@@ -1,8 +1,8 @@
-// The canvas of a sheet: three planes, white around the image, and the image stretched to what the
-// bleeds leave (stages 8 and 9).
+// The canvas of a sheet: three planes with the image, stretched to the area between the bleeds, and
+// white around it (stages 8 and 9).
 //
-// Below, "the area" is the part of the effective area that lies on the canvas. Its rows are written
-// one by one from the top (PlaceStage) or column by column (RotateStage); the canvas only tells
+// Below, "the area" is the part of the effective area that is on the canvas. Its rows are written
+// one by one from the top (PlaceStage) or column by column (RotateStage); the canvas computes
 // where they are and which row and column of the image belong there.
 #pragma once
 
@@ -33,10 +33,10 @@ class Canvas {
   // Whitens the canvas left and right of a row of the area.
   void fill_sides(std::size_t row);
 
-  // For a stage that has no memory for its part of the stretch.
+  // To be called by a stage that cannot allocate its memory for stretching.
   void log_no_memory_to_stretch() const;
 
-  // What the log reports about stage 8.
+  // Logs stage 8.
   void report() const;
 
   // The finished canvas; the caller becomes its owner.

@@ -18,7 +18,7 @@ struct PrintOptions;
 // The output of a transform for one color: three bytes, four for CMYK, one for Gray.
 using IccOutput = std::array<std::uint8_t, 4>;
 
-// The colors on which every transform is tried for the log.
+// Sample colors: the log shows what each transform makes of them.
 struct IccSampleColor {
   const char* name;
   Rgb rgb;
@@ -48,7 +48,7 @@ struct IccSetup {
   Profile target = Profile::kMissing;
   const char* source_space = "";  // as the log names it
   const char* target_space = "";
-  const char* intent_log = "";  // log lines
+  const char* intent_log = "";  // complete log lines, like target_log
   const char* target_log = "";
   Target target_kind = Target::kRgb;
   bool is_expensive = false;       // goes through tables rather than through a matrix

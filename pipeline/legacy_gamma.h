@@ -1,5 +1,6 @@
-// The legacy gamma and the store that follows it: c becomes powf(c / 255, 0.45454544) * 255,
-// truncated to a byte. By powf for one value, and as a staircase that the tone kernels look up.
+// The legacy gamma and the conversion to a byte after it: c becomes
+// powf(c / 255, 0.45454544) * 255, truncated. Computed with powf for one value, and prepared as a
+// staircase, in which the tone kernels look it up.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,7 @@
 // monotonic near a step on this machine.
 [[nodiscard]] bool fill_legacy_steps(float steps[256]);
 
-// Builds the staircase with these steps, of which the first is not read. False if they do not rise,
-// are outside the staircase's limits, or are so close that two of them share the upper half of
-// their bits.
+// Builds the staircase with these steps; steps[0] is not read. False if the steps are not in
+// ascending order, are outside the staircase's limits, or are so close that two of them share the
+// upper half of their bits.
 [[nodiscard]] bool build_staircase(const float steps[256], kernels::Staircase& staircase);

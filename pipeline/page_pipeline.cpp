@@ -158,7 +158,7 @@ bool run_rows(PageStages& page, cups_raster_t* raster) {
   return true;
 }
 
-// There is no stage 6 any more; the numbers of the later stages are kept.
+// There is no stage 6 anymore; the numbers of the later stages are kept.
 void report_no_scaling(std::size_t width, std::size_t height) {
   log_line("K905-1: === STAGE 6: Skipped (scaling already done in stage 1.5) ===");
   log_line("K905-1: Using image from stage 5: %dx%d (no scaling)", static_cast<int>(width),

@@ -32,9 +32,9 @@ class PagePipeline {
   // The lines that the last build() read.
   [[nodiscard]] std::size_t rows_read() const;
 
-  // For a further copy of the page of the last build(), if that has read lines, which libcups
-  // returns only once: repeats the log lines of building the page. `sheet` is what build() made.
-  // Returns what build() returned.
+  // Repeats the log lines of the last build(), for a further copy of its page. To be called instead
+  // of build() if that has read lines, because libcups returns the lines of a page only once.
+  // `sheet` is what build() made. Returns what build() returned.
   [[nodiscard]] bool report_again(const cups_page_header2_t& header, const SheetImage& sheet) const;
 
  private:

@@ -60,7 +60,7 @@ using Rgb = std::array<std::uint8_t, 3>;
   return {row.plane[0][x], row.plane[1][x], row.plane[2][x]};
 }
 
-// A finished canvas, or nothing: planes of width x height bytes.
+// A finished canvas: planes of width x height bytes, or null planes if there is none.
 struct SheetImage {
   PlaneSet planes;
   std::int32_t width = 0;

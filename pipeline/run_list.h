@@ -1,5 +1,5 @@
-// A line of the canvas as runs of bytes of an image line: the stretch along one axis, computed once
-// per page.
+// Stretches or shrinks a line to the nearest neighbors: a list of runs of bytes to copy, computed
+// once per page.
 #pragma once
 
 #include <cstddef>

@@ -1,8 +1,8 @@
-// The tone settings, reduced once per page to the work that is left for each pixel.
+// The tone settings, prepared once per page so that little work is left for each pixel.
 //
 // One fixed chain of steps (brightness and contrast, gammas, saturation, balance, correction,
-// linear contrast, legacy gamma) is applied to every pixel in single precision. TonePlan gives the
-// bytes of this chain with as little work as the settings allow.
+// linear contrast, legacy gamma) is applied to every pixel in single precision. TonePlan
+// computes the same bytes with as little work as the settings allow.
 #pragma once
 
 #include <cstddef>

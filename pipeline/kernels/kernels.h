@@ -9,9 +9,9 @@
 // matter), so that a vector load may read past it. Writing: no kernel writes a byte beyond the
 // row's own end.
 //
-// The portable table is the reference: plain loops, always built. A table for a newer processor
-// replaces what it does better and must give the same bytes; all_tables() lets tests, benchmarks
-// and fuzzers walk through every one this machine can run.
+// The portable table is the reference: plain loops, always built. A table for a newer CPU
+// replaces the kernels that it runs faster and must give the same bytes; all_tables() lets tests,
+// benchmarks and fuzzers walk through every one this machine can run.
 #pragma once
 
 #include <cstddef>
@@ -47,7 +47,8 @@ struct ResizeLine {
   const float* estimate;
 };
 
-// What the two source columns beside an output column contribute to it, in sixteenths: 16 in all.
+// What the two source columns beside an output column contribute to it, in sixteenths. Their sum
+// is 16.
 struct Sixteenths {
   std::uint8_t left;
   std::uint8_t right;
@@ -141,7 +142,7 @@ struct Table {
 
   // Color model, in place.
   using InPlace = void(std::uint8_t* row, std::size_t width);
-  InPlace* to_gray;   // trunc((R * .299f + G * .587f) + B * .114f) thrice
+  InPlace* to_gray;   // trunc((R * .299f + G * .587f) + B * .114f) three times
   InPlace* to_black;  // 255 - that
   InPlace* invert;    // 255 - every byte
   InPlace* to_kcmy;   // (G, B, 255 - R)
@@ -161,8 +162,8 @@ struct Table {
   void (*tone_mix)(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1,
                    std::uint8_t* plane2, std::size_t width);
 
-  // Rotation by 90 degrees, as a plain transpose of rows that are anywhere; a row may be named
-  // repeatedly: target[x * target_stride + i] = rows[i][x] for x < width. Rows have slack; the
+  // Rotation by 90 degrees, as a plain transpose of rows at any addresses; `rows` may contain a row
+  // several times: target[x * target_stride + i] = rows[i][x] for x < width. Rows have slack; the
   // target is written nowhere else.
   void (*transpose)(std::span<const std::uint8_t* const> rows, std::size_t width,
                     std::uint8_t* target, std::ptrdiff_t target_stride);

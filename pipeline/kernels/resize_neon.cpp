@@ -66,8 +66,8 @@ uint32x4_t blend(const float* top, const float* bottom, float32x4_t fraction) {
   return vcvtq_n_u32_f32(vaddq_f32(value, vdupq_n_f32(0.5F + kEstimateError)), 16);
 }
 
-// The highest bytes that eight values can have. What is left of them goes into `rest` if it is less
-// than what others left there: below twice the error, the byte could also be the one before.
+// The highest bytes that eight values can have. Lowers `rest` to their fractions where those are
+// smaller: with a fraction below twice the error, the byte could also be the one before.
 uint8x8_t blend_eight(const float* top, const float* bottom, float32x4_t fraction,
                       uint16x8_t& rest) {
   const uint16x8_t low = vreinterpretq_u16_u32(blend(top, bottom, fraction));

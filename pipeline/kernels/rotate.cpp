@@ -1,4 +1,4 @@
-// Bytes to other places: the transpose of a rotated page and the runs of a stretched row.
+// Kernels that move bytes: the transpose of a rotated page and the runs of a stretched row.
 //
 // The reference implementation: plain loops for any CPU, without a branch per pixel where possible,
 // so that the compiler can vectorize them.
@@ -12,7 +12,8 @@ namespace {
 
 // ---- Rotation by 90 degrees ---------------------------------------------------------------------
 
-// In strips, so that the target's cache lines are still there when their next byte comes.
+// In strips, so that the target's cache lines are still in the cache when their next byte is
+// written.
 void transpose(std::span<const std::uint8_t* const> rows, std::size_t width, std::uint8_t* target,
                std::ptrdiff_t target_stride) {
   constexpr std::size_t kStrip = 32;
@@ -27,8 +28,8 @@ void transpose(std::span<const std::uint8_t* const> rows, std::size_t width, std
 
 // ---- Nearest neighbor --------------------------------------------------------------------------
 
-// A copy of fixed size copies too much; the next run overwrites that. Not where it would be beyond
-// the last one.
+// A copy of fixed size may write too much; the next run overwrites the excess. A copy that would
+// write beyond the last run has its exact length.
 void copy_runs(std::span<const CopyRun> runs, const std::uint8_t* source, std::uint8_t* target) {
   const std::size_t end = runs.empty() ? 0 : std::size_t{runs.back().to} + runs.back().length;
   for (const CopyRun& run : runs) {

@@ -1,4 +1,4 @@
-// Which forms of the kernels this machine can run.
+// The tables of kernels, and which of them this CPU can run.
 #include "pipeline/kernels/variants.h"
 
 namespace kernels {
@@ -58,7 +58,7 @@ struct Choice {
   void add(const Table& table) { tables[count++] = &table; }
 };
 
-// From plain to fast.
+// From the slowest to the fastest.
 Choice detect_cpu_features() {
   Choice choice;
   choice.add(portable_table());

@@ -6,7 +6,7 @@
 namespace kernels {
 namespace {
 
-// The half of four candidates that bit `bit` of each byte of `index` asks for.
+// The half of four candidates that bit `bit` of each byte of `index` selects.
 template <int bit>
 K905_AVX2 inline __m256i chosen(__m256i index, __m256i if_clear, __m256i if_set) {
   return _mm256_blendv_epi8(if_clear, if_set, _mm256_slli_epi16(index, 7 - bit));
@@ -51,7 +51,7 @@ K905_AVX2 inline __m256i looked_up(const std::uint32_t* table, __m256i index) {
                            entry(third), entry(third >> 32U), entry(fourth), entry(fourth >> 32U));
 }
 
-// What the steps before the mixing made of eight bytes.
+// The results of the steps before the mixing, for eight bytes.
 K905_AVX2 inline __m256 entries(const float* table, const std::uint8_t* bytes) {
   if (table == nullptr) {
     const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
@@ -110,7 +110,7 @@ K905_AVX2 inline __m256i stored(__m256 value) {
   return _mm256_cvttps_epi32(_mm256_min_ps(positive, _mm256_set1_ps(tone::kWhite)));
 }
 
-// As in the portable form; the first operand of max gives way to the second when it is NaN.
+// As in the portable kernel; max returns its second operand when the first is NaN.
 K905_AVX2 inline __m256i stored_by_stairs(__m256 value, const Staircase& stairs) {
   const __m256 above = _mm256_max_ps(value, _mm256_set1_ps(Staircase::kLowest));
   const __m256 within = _mm256_min_ps(above, _mm256_set1_ps(Staircase::kHighest));

@@ -84,7 +84,7 @@ inline Rgb mixed(Rgb pixel, const ToneMix& mix) {
   return pixel;
 }
 
-// As in the portable form; maxnm returns the other operand if one is NaN.
+// As in the portable kernel; maxnm returns the other operand if one is NaN.
 uint32x4_t stored_by_stairs(float32x4_t value, const Staircase& stairs) {
   const float32x4_t above = vmaxnmq_f32(value, vdupq_n_f32(Staircase::kLowest));
   const uint32x4_t bits = vreinterpretq_u32_f32(vminq_f32(above, vdupq_n_f32(Staircase::kHighest)));
