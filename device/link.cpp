@@ -29,7 +29,7 @@ constexpr std::chrono::milliseconds kLineFeedWait{50};
 // Some drivers report "no data yet" as a read of 0 bytes.
 constexpr std::chrono::milliseconds kEmptyReadPause{10};
 
-// A device that sends without end must not stop the program. Late replies are much shorter.
+// A device that never stops sending must not block the program. Late replies are much shorter.
 constexpr std::size_t kMostDiscarded = std::size_t{1} << 16;
 
 Link::Milliseconds left_until(Clock::time_point deadline) {
@@ -98,8 +98,8 @@ int Link::open_file(const std::string& path) {
     close();
     return ENOTTY;
   }
-  // A printer device can be opened only once; a terminal of a simulator can be opened several
-  // times.
+  // The kernel opens a printer device only once, but the terminal of a simulator several times. The
+  // lock makes them equal.
   if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     close();
     return EBUSY;

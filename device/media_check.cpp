@@ -37,7 +37,7 @@ struct Inches {
   double length = 0;
 };
 
-// The width of the roll is 5 or 6 inches; a name like "4x6" has it last.
+// The width is that of the roll, 5 or 6 inches. It is the second number of a name like "4x6".
 std::optional<Inches> size_of(const std::string& media) {
   char* end = nullptr;
   Inches size;

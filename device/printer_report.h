@@ -1,4 +1,4 @@
-// All reports of a printer, from all questions.
+// The answers of a printer to all questions.
 #pragma once
 
 #include <optional>

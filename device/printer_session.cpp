@@ -178,7 +178,7 @@ bool PrinterSession::wait_until_ready(const std::string& media, SheetCounters& c
     if (obstacle.kind == Kind::kNone) {
       return true;
     }
-    // It answers some questions, but always fails to answer one that decides about the sheet.
+    // The printer answers some questions, but repeatedly not one that is needed for the sheet.
     unanswered = obstacle.kind == Kind::kUnanswered ? unanswered + 1 : 0;
     if (unanswered >= kUnansweredMeansOffline) {
       printer_.close();

@@ -6,8 +6,8 @@ namespace k905 {
 
 namespace {
 
-// For so long an idle printer that did not increase its counter is watched, or twice the time to
-// settle if that is longer.
+// How long an idle printer whose counter did not increase is watched; twice the settle time if that
+// is longer.
 constexpr std::chrono::seconds kOutcomeTimeout{120};
 
 constexpr int kIdle = 0;

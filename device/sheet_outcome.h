@@ -4,7 +4,7 @@
 //
 // The life counter decides: if it increased, the sheet came out. An idle printer whose counter did
 // not increase has lost the sheet if the sheet was interrupted and the printer's buffer is free
-// again. In all other cases the outcome cannot be known, and an operator has to look.
+// again. In all other cases the outcome is unknown, and an operator must check.
 #pragma once
 
 #include <chrono>
