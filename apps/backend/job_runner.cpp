@@ -1,4 +1,4 @@
-// The loop over the sheets of a job, and what is shown and decided in its waits.
+// The loop over the sheets of a job; what it shows while it waits, and when it stops waiting.
 
 #include "apps/backend/job_runner.h"
 
@@ -25,8 +25,9 @@ using Kind = Obstacle::Kind;
 constexpr milliseconds kLockPause{250};       // another process is finishing its sheet
 constexpr milliseconds kLateStopPause{1000};  // for a stop request after the end of the stream
 
-// After a stop request: how long the outcome of a sent sheet is waited for, and how long a printer
-// that takes no data inside a sheet is given. The sheet's record decides later.
+// After a stop request: how long to wait for the outcome of a sent sheet, and for a printer that
+// takes no data inside a sheet. After that, the next process decides the outcome from the sheet's
+// record.
 constexpr seconds kOutcomeAfterStop{25};
 constexpr seconds kStallAfterStop{600};
 
@@ -119,7 +120,7 @@ void JobRunner::show_sent(int error) {
   }
 }
 
-// While this process has the printer, k905-status shows this and asks nothing.
+// While this process uses the printer, k905-status shows this report and does not ask the printer.
 void JobRunner::publish_report() {
   std::string note = to_note(session_.report());
   if (note != published_) {
@@ -128,7 +129,8 @@ void JobRunner::publish_report() {
   }
 }
 
-// The filters may take long to make the first sheet. Obstacles to it are shown when it is there.
+// Publishes the state of the printer while the filters make the first sheet, which can take long.
+// Obstacles are shown only when that sheet has arrived.
 void JobRunner::show_first_state() {
   SheetCounters ignored;
   (void)session_.find_obstacle("", ignored);
@@ -146,8 +148,8 @@ void JobRunner::report_sheets() {
   }
 }
 
-// A process whose job was taken away may still be finishing its sheet: on this printer, or a sheet
-// of this job on another.
+// The process of a job that was stopped may still be finishing its sheet: on this printer, or a
+// sheet of this job on another one.
 bool JobRunner::lock_printer() {
   while (!records_.try_lock_printer(options_.printer.address)) {
     if (!wait_for_lock()) {
@@ -175,8 +177,8 @@ bool JobRunner::wait_for_lock() {
   return !stop_.requested();
 }
 
-// Decides sheets that earlier processes left open on this printer, before a new sheet moves the
-// counter. kDone, or the exit status.
+// Decides the outcome of sheets that earlier processes left undecided on this printer, before a new
+// sheet increases the counter. Returns kDone, or the exit status of the job.
 int JobRunner::decide_undecided_sheets() {
   for (;;) {
     decided_printer_ = session_.identity();
@@ -194,7 +196,7 @@ int JobRunner::decide_undecided_sheets() {
   }
 }
 
-// The sheet of this job whose outcome no counter of this printer can decide.
+// Handles a sheet of this job whose outcome the counter of this printer cannot decide.
 int JobRunner::decide_own_sheet() {
   if (record_.sending == 0 || (record_.printer == decided_printer_ && record_.life >= 0)) {
     return kDone;
@@ -238,7 +240,7 @@ int JobRunner::decide(JobRecord record) {
     return kDone;  // the counter of the first printer can still decide later
   }
   if (outcome == Outcome::kUnknown) {
-    record.life = -1;  // the next sheet moves the counter
+    record.life = -1;  // the next sheet increases the counter
   } else {
     record.printed = outcome == Outcome::kPrinted ? record.sending : record.printed;
     record.sending = 0;
@@ -246,8 +248,8 @@ int JobRunner::decide(JobRecord record) {
   return is_saved(records_.save(record)) ? kDone : kStopQueue;
 }
 
-// The job is held until the operator has looked. When it is released, the counter of the same
-// printer decides if it can; if not, the sheet is printed again.
+// Holds the job until the operator has checked the printer. When the job is released, the counter
+// of the same printer decides if it can; if not, the sheet is printed again.
 int JobRunner::hold_for_operator() {
   error("It is not known whether " + sheet_name(record_.sending) + " came out of printer " +
         record_.printer +
@@ -360,8 +362,9 @@ int JobRunner::completed() {
   return kDone;
 }
 
-// Whether the scheduler ended the job since its record began, so that the operator wants it once
-// more. A completed job that it did not end is one that it lost when it was killed.
+// Whether the scheduler ended the job after its record began: then the operator wants all sheets
+// again. A job that is completed here but was not ended by the scheduler is a different case: the
+// scheduler was killed before it saved that state, and no sheet must be printed again.
 bool JobRunner::is_reprint_requested() const {
   if (!options_.ended) {
     return record_.completed != 0;

@@ -20,7 +20,7 @@
 
 namespace k905::backend {
 
-// Exit statuses by which the scheduler decides what becomes of job and queue.
+// Exit statuses, which tell the scheduler what to do with the job and its queue.
 enum ExitStatus : int {
   kDone = 0,
   kFailed = 1,

@@ -46,7 +46,7 @@ int list_printers() {
     std::printf("direct %s %s %s %s %s\n", uri.c_str(), quoted(printer.model).c_str(),
                 quoted(name).c_str(), quoted(printer.device_id).c_str(), quoted("").c_str());
   }
-  // Shown where the address is typed in by hand.
+  // For programs in which users enter the address of a printer.
   std::printf("network k905 \"Unknown\" \"K905 photo printer on the network\" \"\" \"\"\n");
   return kDone;
 }

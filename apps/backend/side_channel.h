@@ -1,4 +1,5 @@
-// The channel on which the filters of the job ask the backend. The scheduler opens it.
+// The side channel, on which the filters of a job send requests to the backend. The scheduler opens
+// it.
 #pragma once
 
 #include <functional>
