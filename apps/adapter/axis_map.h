@@ -31,7 +31,7 @@ struct Axis {
 class AxisMap {
  public:
   // The source pixels of one target pixel: `weights` belong to `first` and the pixels after it.
-  // What they leave of kWhole is white.
+  // Their sum is at most kWhole; the difference is the weight of white.
   struct Taps {
     std::uint32_t first = 0;
     std::span<const std::uint32_t> weights;

@@ -123,10 +123,10 @@ JobPaper mark_job_choices(ppd_file_t* ppd, int count, cups_option_t* options) {
   if (size.empty()) size = marked(ppd, "PageRegion");
   cupsMarkOptions(ppd, count, options);
 
-  const PaperConfig* const usual = find_paper_by_ppd_name(size.c_str());
-  if (usual == nullptr) return {};  // a PPD file of another printer
+  const PaperConfig* const queue_paper = find_paper_by_ppd_name(size.c_str());
+  if (queue_paper == nullptr) return {};  // a PPD file of another printer
   if (!named.refusal.empty()) return named;
-  return cut(named.paper == nullptr ? *usual : *named.paper, marked(ppd, "K905Cut"));
+  return cut(named.paper == nullptr ? *queue_paper : *named.paper, marked(ppd, "K905Cut"));
 }
 
 }  // namespace k905

@@ -128,7 +128,8 @@ std::optional<std::string> read_file(const char* path) {
   return text;
 }
 
-// "By paper and finish" becomes the profile that is meant. False with the reason in `error`.
+// Replaces the choice "By paper and finish" with the profile for the job's paper and finish. False
+// with the reason in `error` if there is none.
 bool replace_profile_by_paper(std::string& copy, const std::string& page_size,
                               const std::string& finish, std::string& error) {
   const std::string line = std::string("*DefaultICCProfile: ") + ppd::profile_by_paper + "\n";

@@ -19,7 +19,7 @@ class LogRelay {
 
   // The bytes to be written next.
   [[nodiscard]] std::string_view pending() const;
-  // Tells the relay that the first `count` bytes of pending() were written.
+  // Removes the first `count` bytes of pending(), which were written.
   void written(std::size_t count);
 
  private:

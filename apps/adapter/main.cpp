@@ -35,7 +35,7 @@ void report_failure(const std::string& reason) {
   log_to_cups("DEBUG", "rastertok905job: " + one_line(reason));
 }
 
-// The settings that result from the job's options.
+// What the job's options select.
 struct Choices {
   std::optional<k905::AdapterSettings> pages;  // nothing: the pages pass through unchanged
   bool refused = false;
@@ -68,8 +68,8 @@ bool set_filter_ppd(const JobPpd& job) {
   return true;
 }
 
-// If its output were not read, the program before this one would report an error of its own, and
-// users would see that error.
+// Reads the rest of the input. Otherwise the program before this one would fail to write its
+// output, and users would see the error that it reports.
 void read_to_end() {
   char block[65536];
   while (read(STDIN_FILENO, block, sizeof block) > 0) {

@@ -109,8 +109,8 @@ std::optional<PagePixels> PagePixels::of(const cups_page_header2_t& header) {
     if (space == CUPS_CSPACE_RGBA) {
       return PagePixels(header, Conversion::over_white, CUPS_CSPACE_RGB, {});
     }
-    // Deliberate: in CMY and YMC the filter inverts four inks twice, so that it prints
-    // the bytes as light.
+    // Deliberate: in CMY and YMC the filter inverts four inks twice, so that it prints the bytes as
+    // light.
     const RowFormat inks{.channels = 4,
                          .white = static_cast<std::uint8_t>(is_ink(space) ? 0xFF : 0)};
     return PagePixels(header, Conversion::none, space, inks);
