@@ -16,8 +16,7 @@ constexpr std::uint64_t kHeaderSize = 1088;
 constexpr std::uint32_t kLongestSide = 5000;
 constexpr std::size_t kPaletteEntries = 256;
 
-// The position in the sheet: the command that is being read.
-enum class Command { y_plane, m_plane, c_plane, overcoat_or_cutter, cutter, start };
+using Command = PrinterStreamParser::Command;
 
 std::uint32_t little_endian(const std::vector<std::uint8_t>& bytes) {
   std::uint32_t value = 0;
@@ -70,9 +69,6 @@ bool all_digits(const std::vector<std::uint8_t>& bytes) {
 
 bool is_image(Command command) { return command <= Command::c_plane; }
 
-// The filter's index of the plane of a command: the third plane is sent first.
-std::size_t plane_index(Command command) { return 2 - static_cast<std::size_t>(command); }
-
 // The name of the overcoat command may be in place of the cutter command's.
 std::string name_of(Command command) {
   constexpr const char* names[] = {"YPLANE", "MPLANE", "CPLANE", "CUTTER", "CUTTER", "START"};
@@ -95,74 +91,7 @@ std::string awaited(Command command) {
 
 }  // namespace
 
-class PrinterStreamParser::Reader {
- public:
-  explicit Reader(SheetHandler on_sheet) : on_sheet_(std::move(on_sheet)) {}
-
-  bool feed(const std::uint8_t* bytes, std::size_t count);
-  bool finish();
-  bool at_boundary() const {
-    return command_ == Command::y_plane && field_index_ == 0 && field_.empty() && !error_;
-  }
-  const std::optional<StreamError>& error() const { return error_; }
-
- private:
-  // A field is checked when it is complete: `check` continues with the next field or reports an
-  // error. The pixels after the fields of an image may have any value.
-  struct Field {
-    std::size_t size;
-    void (Reader::*check)();
-    const char* what = "";  // name of a number with a fixed value
-    std::uint32_t value = 0;
-  };
-  static const Field kFields[];         // of a command, of the header of an image, of a control
-  static const std::size_t kParameter;  // of a control
-
-  std::size_t take_pixels(const std::uint8_t* bytes, std::size_t count);
-  std::size_t take_field(const std::uint8_t* bytes, std::size_t count);
-
-  void check_escape();
-  void check_letter();
-  void check_group();
-  void check_name();
-  void check_length();
-  void check_image_length();
-  void check_magic();
-  void check_total_size();
-  void check_number() { expect_number(kFields[field_index_].value, kFields[field_index_].what); }
-  void check_width();
-  void check_height();
-  void check_palette_entry();
-  void check_padding();
-  void check_parameter();
-
-  void next_field() { ++field_index_; }
-  void expect(bool is_valid, const std::string& expected, const std::string& found);
-  void expect_text(const std::string& text, const std::string& what);
-  void expect_number(std::uint32_t value, const std::string& what);
-  void end_command(Command next);
-  void end_sheet();
-  void fail(std::string expected, std::string found);
-
-  std::vector<std::uint8_t>& plane() { return sheet_.plane[plane_index(command_)]; }
-  std::uint64_t pixel_count() const { return length_ - kHeaderSize; }
-
-  SheetHandler on_sheet_;
-  std::uint64_t offset_ = 0;  // of the next byte
-  Command command_ = Command::y_plane;
-  std::size_t field_index_ = 0;  // in kFields
-  bool in_pixels_ = false;
-  std::vector<std::uint8_t> field_;  // the bytes of the field so far
-  std::uint64_t field_offset_ = 0;
-  std::size_t palette_index_ = 0;
-  std::uint64_t length_ = 0;  // of the image being read, from its command
-  std::uint32_t width_ = 0;
-  Sheet sheet_;
-  StreamBlock block_;
-  std::optional<StreamError> error_;
-};
-
-bool PrinterStreamParser::Reader::feed(const std::uint8_t* bytes, std::size_t count) {
+bool PrinterStreamParser::feed(const std::uint8_t* bytes, std::size_t count) {
   while (count > 0 && !error_) {
     const std::size_t taken = in_pixels_ ? take_pixels(bytes, count) : take_field(bytes, count);
     bytes += taken;
@@ -171,7 +100,14 @@ bool PrinterStreamParser::Reader::feed(const std::uint8_t* bytes, std::size_t co
   return !error_;
 }
 
-std::size_t PrinterStreamParser::Reader::take_pixels(const std::uint8_t* bytes, std::size_t count) {
+// The third plane is sent first.
+std::vector<std::uint8_t>& PrinterStreamParser::plane() {
+  return sheet_.plane[2 - static_cast<std::size_t>(command_)];
+}
+
+std::uint64_t PrinterStreamParser::pixel_count() const { return length_ - kHeaderSize; }
+
+std::size_t PrinterStreamParser::take_pixels(const std::uint8_t* bytes, std::size_t count) {
   const std::uint64_t missing = pixel_count() - plane().size();
   const std::size_t taken = static_cast<std::size_t>(std::min<std::uint64_t>(count, missing));
   plane().insert(plane().end(), bytes, bytes + taken);
@@ -182,7 +118,7 @@ std::size_t PrinterStreamParser::Reader::take_pixels(const std::uint8_t* bytes, 
   return taken;
 }
 
-std::size_t PrinterStreamParser::Reader::take_field(const std::uint8_t* bytes, std::size_t count) {
+std::size_t PrinterStreamParser::take_field(const std::uint8_t* bytes, std::size_t count) {
   if (field_.empty()) {
     field_offset_ = offset_;
   }
@@ -196,48 +132,48 @@ std::size_t PrinterStreamParser::Reader::take_field(const std::uint8_t* bytes, s
   return taken;
 }
 
-const PrinterStreamParser::Reader::Field PrinterStreamParser::Reader::kFields[] = {
-    {1, &Reader::check_escape},
-    {1, &Reader::check_letter},
-    {6, &Reader::check_group},
-    {16, &Reader::check_name},
-    {8, &Reader::check_length},
-    {2, &Reader::check_magic},
-    {4, &Reader::check_total_size},
-    {4, &Reader::check_number, "BMP reserved field", 0},
-    {4, &Reader::check_number, "BMP pixel offset", kHeaderSize},
-    {4, &Reader::check_number, "BMP information header size", 40},
-    {4, &Reader::check_width},
-    {4, &Reader::check_height},
-    {2, &Reader::check_number, "BMP plane count", 1},
-    {2, &Reader::check_number, "BMP bits per pixel", 8},
-    {4, &Reader::check_number, "BMP compression", 0},
-    {4, &Reader::check_number, "BMP image size", 0},
-    {4, &Reader::check_number, "BMP horizontal resolution", 0},
-    {4, &Reader::check_number, "BMP vertical resolution", 0},
-    {4, &Reader::check_number, "BMP colors used", 0},
-    {4, &Reader::check_number, "BMP important colors", 0},
-    {4, &Reader::check_palette_entry},
-    {10, &Reader::check_padding},
-    {8, &Reader::check_parameter},
+const PrinterStreamParser::Field PrinterStreamParser::kFields[] = {
+    {1, &PrinterStreamParser::check_escape},
+    {1, &PrinterStreamParser::check_letter},
+    {6, &PrinterStreamParser::check_group},
+    {16, &PrinterStreamParser::check_name},
+    {8, &PrinterStreamParser::check_length},
+    {2, &PrinterStreamParser::check_magic},
+    {4, &PrinterStreamParser::check_total_size},
+    {4, &PrinterStreamParser::check_number, "BMP reserved field", 0},
+    {4, &PrinterStreamParser::check_number, "BMP pixel offset", kHeaderSize},
+    {4, &PrinterStreamParser::check_number, "BMP information header size", 40},
+    {4, &PrinterStreamParser::check_width},
+    {4, &PrinterStreamParser::check_height},
+    {2, &PrinterStreamParser::check_number, "BMP plane count", 1},
+    {2, &PrinterStreamParser::check_number, "BMP bits per pixel", 8},
+    {4, &PrinterStreamParser::check_number, "BMP compression", 0},
+    {4, &PrinterStreamParser::check_number, "BMP image size", 0},
+    {4, &PrinterStreamParser::check_number, "BMP horizontal resolution", 0},
+    {4, &PrinterStreamParser::check_number, "BMP vertical resolution", 0},
+    {4, &PrinterStreamParser::check_number, "BMP colors used", 0},
+    {4, &PrinterStreamParser::check_number, "BMP important colors", 0},
+    {4, &PrinterStreamParser::check_palette_entry},
+    {10, &PrinterStreamParser::check_padding},
+    {8, &PrinterStreamParser::check_parameter},
 };
-const std::size_t PrinterStreamParser::Reader::kParameter = std::size(kFields) - 1;
+const std::size_t PrinterStreamParser::kParameter = std::size(kFields) - 1;
 
-void PrinterStreamParser::Reader::expect(bool is_valid, const std::string& expected,
-                                         const std::string& found) {
+void PrinterStreamParser::expect(bool is_valid, const std::string& expected,
+                                 const std::string& found) {
   is_valid ? next_field() : fail(expected, found);
 }
 
-void PrinterStreamParser::Reader::expect_text(const std::string& text, const std::string& what) {
+void PrinterStreamParser::expect_text(const std::string& text, const std::string& what) {
   expect(text_of(field_) == text, what, quoted(field_));
 }
 
-void PrinterStreamParser::Reader::expect_number(std::uint32_t value, const std::string& what) {
+void PrinterStreamParser::expect_number(std::uint32_t value, const std::string& what) {
   const std::uint32_t found = little_endian(field_);
   expect(found == value, what + " " + std::to_string(value), std::to_string(found));
 }
 
-void PrinterStreamParser::Reader::check_escape() {
+void PrinterStreamParser::check_escape() {
   block_ = StreamBlock{};
   block_.offset = field_offset_;
   if (command_ == Command::y_plane) {
@@ -247,23 +183,25 @@ void PrinterStreamParser::Reader::check_escape() {
   expect(field_[0] == 0x1B, "the escape (0x1b) of a command", "0x" + hexadecimal(field_));
 }
 
-void PrinterStreamParser::Reader::check_letter() { expect_text("P", "\"P\" after the escape"); }
+void PrinterStreamParser::check_letter() { expect_text("P", "\"P\" after the escape"); }
 
-void PrinterStreamParser::Reader::check_magic() {
-  expect_text("BM", "\"BM\" at the head of the image");
+void PrinterStreamParser::check_number() {
+  expect_number(kFields[field_index_].value, kFields[field_index_].what);
 }
 
-void PrinterStreamParser::Reader::check_total_size() {
+void PrinterStreamParser::check_magic() { expect_text("BM", "\"BM\" at the head of the image"); }
+
+void PrinterStreamParser::check_total_size() {
   expect_number(static_cast<std::uint32_t>(length_), "BMP total size");
 }
 
-void PrinterStreamParser::Reader::check_group() {
+void PrinterStreamParser::check_group() {
   block_.group = is_image(command_) ? "IMAGE" : "CNTRL";
   const std::string expected = padded(block_.group, 6);
   expect_text(expected, "group \"" + expected + "\"");
 }
 
-void PrinterStreamParser::Reader::check_name() {
+void PrinterStreamParser::check_name() {
   const std::string name = text_of(field_);
   block_.name = without_blanks(name);
   const std::string overcoat = padded("OVERCOAT", 16);
@@ -276,7 +214,7 @@ void PrinterStreamParser::Reader::check_name() {
   }
 }
 
-void PrinterStreamParser::Reader::check_length() {
+void PrinterStreamParser::check_length() {
   block_.length = text_of(field_);
   if (is_image(command_)) {
     check_image_length();
@@ -290,7 +228,7 @@ void PrinterStreamParser::Reader::check_length() {
   }
 }
 
-void PrinterStreamParser::Reader::check_image_length() {
+void PrinterStreamParser::check_image_length() {
   constexpr std::uint64_t longest = kHeaderSize + std::uint64_t{kLongestSide} * kLongestSide;
   if (!all_digits(field_)) {
     fail("eight decimal digits of image length", quoted(field_));
@@ -309,7 +247,7 @@ void PrinterStreamParser::Reader::check_image_length() {
   }
 }
 
-void PrinterStreamParser::Reader::check_parameter() {
+void PrinterStreamParser::check_parameter() {
   block_.parameter = text_of(field_);
   if (block_.name == "OVERCOAT") {
     // A glossy sheet has no overcoat command.
@@ -331,7 +269,7 @@ void PrinterStreamParser::Reader::check_parameter() {
   end_command(Command::start);
 }
 
-void PrinterStreamParser::Reader::check_width() {
+void PrinterStreamParser::check_width() {
   width_ = little_endian(field_);
   if (command_ != Command::y_plane) {
     expect_number(sheet_.width, "BMP width");
@@ -345,7 +283,7 @@ void PrinterStreamParser::Reader::check_width() {
   }
 }
 
-void PrinterStreamParser::Reader::check_height() {
+void PrinterStreamParser::check_height() {
   // Length and width determine the height.
   const std::uint64_t only = pixel_count() / width_;
   if (only > kLongestSide) {
@@ -357,7 +295,7 @@ void PrinterStreamParser::Reader::check_height() {
   sheet_.height = static_cast<std::uint32_t>(only);
 }
 
-void PrinterStreamParser::Reader::check_palette_entry() {
+void PrinterStreamParser::check_palette_entry() {
   const auto gray = static_cast<std::uint8_t>(palette_index_);
   const std::vector<std::uint8_t> expected = {gray, gray, gray, 0};
   if (field_ != expected) {
@@ -369,7 +307,7 @@ void PrinterStreamParser::Reader::check_palette_entry() {
   }
 }
 
-void PrinterStreamParser::Reader::check_padding() {
+void PrinterStreamParser::check_padding() {
   in_pixels_ = std::count(field_.begin(), field_.end(), 0) == 10;
   expect(in_pixels_, "10 bytes of 0 between palette and pixels", hexadecimal(field_));
   if (in_pixels_) {
@@ -377,26 +315,26 @@ void PrinterStreamParser::Reader::check_padding() {
   }
 }
 
-void PrinterStreamParser::Reader::end_command(Command next) {
+void PrinterStreamParser::end_command(Command next) {
   sheet_.blocks.push_back(std::move(block_));
   command_ = next;
   field_index_ = 0;
   in_pixels_ = false;
 }
 
-void PrinterStreamParser::Reader::end_sheet() {
+void PrinterStreamParser::end_sheet() {
   end_command(Command::y_plane);
   sheet_.size = offset_ - sheet_.offset;
   on_sheet_(std::move(sheet_));
   sheet_ = Sheet{};
 }
 
-void PrinterStreamParser::Reader::fail(std::string expected, std::string found) {
+void PrinterStreamParser::fail(std::string expected, std::string found) {
   error_ = StreamError{field_offset_, std::move(expected), std::move(found)};
 }
 
-bool PrinterStreamParser::Reader::finish() {
-  if (error_ || at_boundary()) {
+bool PrinterStreamParser::finish() {
+  if (error_ || at_sheet_boundary()) {
     return !error_;
   }
   field_offset_ = offset_;
@@ -408,19 +346,6 @@ bool PrinterStreamParser::Reader::finish() {
   }
   return false;
 }
-
-PrinterStreamParser::PrinterStreamParser(SheetHandler on_sheet)
-    : reader_(std::make_unique<Reader>(std::move(on_sheet))) {}
-PrinterStreamParser::~PrinterStreamParser() = default;
-PrinterStreamParser::PrinterStreamParser(PrinterStreamParser&&) noexcept = default;
-PrinterStreamParser& PrinterStreamParser::operator=(PrinterStreamParser&&) noexcept = default;
-
-bool PrinterStreamParser::feed(const std::uint8_t* bytes, std::size_t count) {
-  return reader_->feed(bytes, count);
-}
-bool PrinterStreamParser::finish() { return reader_->finish(); }
-bool PrinterStreamParser::at_sheet_boundary() const { return reader_->at_boundary(); }
-const std::optional<StreamError>& PrinterStreamParser::error() const { return reader_->error(); }
 
 ParsedStream parse_printer_stream(const std::uint8_t* bytes, std::size_t count) {
   ParsedStream parsed;

@@ -9,9 +9,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace k905 {
@@ -52,10 +52,7 @@ struct StreamError {
 class PrinterStreamParser {
  public:
   using SheetHandler = std::function<void(Sheet&&)>;
-  explicit PrinterStreamParser(SheetHandler on_sheet);
-  ~PrinterStreamParser();
-  PrinterStreamParser(PrinterStreamParser&&) noexcept;
-  PrinterStreamParser& operator=(PrinterStreamParser&&) noexcept;
+  explicit PrinterStreamParser(SheetHandler on_sheet) : on_sheet_(std::move(on_sheet)) {}
 
   // False from the first error on; the following bytes are ignored.
   bool feed(const std::uint8_t* bytes, std::size_t count);
@@ -64,13 +61,69 @@ class PrinterStreamParser {
   bool finish();
 
   // True between sheets: no byte of the next sheet was read yet.
-  [[nodiscard]] bool at_sheet_boundary() const;
+  [[nodiscard]] bool at_sheet_boundary() const {
+    return command_ == Command::y_plane && field_index_ == 0 && field_.empty() && !error_;
+  }
 
-  [[nodiscard]] const std::optional<StreamError>& error() const;
+  [[nodiscard]] const std::optional<StreamError>& error() const { return error_; }
+
+  // The position in the sheet: the command that is being read.
+  enum class Command { y_plane, m_plane, c_plane, overcoat_or_cutter, cutter, start };
 
  private:
-  class Reader;
-  std::unique_ptr<Reader> reader_;
+  // A field is checked when it is complete: `check` continues with the next field or reports an
+  // error. The pixels after the fields of an image may have any value.
+  struct Field {
+    std::size_t size;
+    void (PrinterStreamParser::*check)();
+    const char* what = "";  // name of a number with a fixed value
+    std::uint32_t value = 0;
+  };
+  static const Field kFields[];         // of a command, of the header of an image, of a control
+  static const std::size_t kParameter;  // of a control
+
+  std::size_t take_pixels(const std::uint8_t* bytes, std::size_t count);
+  std::size_t take_field(const std::uint8_t* bytes, std::size_t count);
+
+  void check_escape();
+  void check_letter();
+  void check_group();
+  void check_name();
+  void check_length();
+  void check_image_length();
+  void check_magic();
+  void check_total_size();
+  void check_number();
+  void check_width();
+  void check_height();
+  void check_palette_entry();
+  void check_padding();
+  void check_parameter();
+
+  void next_field() { ++field_index_; }
+  void expect(bool is_valid, const std::string& expected, const std::string& found);
+  void expect_text(const std::string& text, const std::string& what);
+  void expect_number(std::uint32_t value, const std::string& what);
+  void end_command(Command next);
+  void end_sheet();
+  void fail(std::string expected, std::string found);
+
+  std::vector<std::uint8_t>& plane();
+  [[nodiscard]] std::uint64_t pixel_count() const;
+
+  SheetHandler on_sheet_;
+  std::uint64_t offset_ = 0;  // of the next byte
+  Command command_ = Command::y_plane;
+  std::size_t field_index_ = 0;  // in kFields
+  bool in_pixels_ = false;
+  std::vector<std::uint8_t> field_;  // the bytes of the field so far
+  std::uint64_t field_offset_ = 0;
+  std::size_t palette_index_ = 0;
+  std::uint64_t length_ = 0;  // of the image being read, from its command
+  std::uint32_t width_ = 0;
+  Sheet sheet_;
+  StreamBlock block_;
+  std::optional<StreamError> error_;
 };
 
 // Parses a complete stream; stops at the first error.
