@@ -121,8 +121,8 @@ ProofProfile::ProofProfile(const std::string& path_or_name) {
   for (const DeviceFormat& device : kDeviceFormats) {
     if (usable && cmsGetColorSpace(printer.get()) == device.space) {
       channels_ = device.channels;
-      transform_ = cmsCreateTransform(printer.get(), device.format, screen.get(), TYPE_RGB_8,
-                                      INTENT_RELATIVE_COLORIMETRIC, 0);
+      transform_.reset(cmsCreateTransform(printer.get(), device.format, screen.get(), TYPE_RGB_8,
+                                          INTENT_RELATIVE_COLORIMETRIC, 0));
     }
   }
   if (transform_ == nullptr) {
@@ -130,11 +130,7 @@ ProofProfile::ProofProfile(const std::string& path_or_name) {
   }
 }
 
-ProofProfile::~ProofProfile() {
-  if (transform_ != nullptr) {
-    cmsDeleteTransform(transform_);
-  }
-}
+void ProofProfile::Deleter::operator()(void* transform) const { cmsDeleteTransform(transform); }
 
 void ProofProfile::show(Picture& sheet) const {
   std::vector<std::uint8_t> row(std::size_t{sheet.width} * static_cast<std::size_t>(channels_));
@@ -143,7 +139,7 @@ void ProofProfile::show(Picture& sheet) const {
     for (std::size_t x = 0; x < sheet.width; ++x) {
       device_pixel(pixels + 3 * x, channels_, row.data() + x * static_cast<std::size_t>(channels_));
     }
-    cmsDoTransform(transform_, row.data(), pixels, sheet.width);
+    cmsDoTransform(transform_.get(), row.data(), pixels, sheet.width);
   }
 }
 

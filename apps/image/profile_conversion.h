@@ -2,6 +2,7 @@
 // and the filter use.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,9 +24,6 @@ class ProofProfile {
   // for an RGB, CMYK or gray device; otherwise ok() is false, and error()
   // gives the reason as a phrase that follows the profile's name.
   explicit ProofProfile(const std::string& path_or_name);
-  ~ProofProfile();
-  ProofProfile(const ProofProfile&) = delete;
-  ProofProfile& operator=(const ProofProfile&) = delete;
 
   [[nodiscard]] bool ok() const { return transform_ != nullptr; }
   [[nodiscard]] const std::string& error() const { return error_; }
@@ -34,7 +32,10 @@ class ProofProfile {
   void show(Picture& sheet) const;
 
  private:
-  void* transform_ = nullptr;
+  struct Deleter {
+    void operator()(void* transform) const;
+  };
+  std::unique_ptr<void, Deleter> transform_;
   int channels_ = 3;
   std::string error_;
 };

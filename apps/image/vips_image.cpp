@@ -75,7 +75,7 @@ VImage scaled_exactly(const VImage& in, PixelSize size) {
       in.resize(std::min(1.0, scale(in.width(), size.width)),
                 VImage::option()->set("vscale", std::min(1.0, scale(in.height(), size.height))));
   // libvips rounds the size; the page needs exactly these pixels.
-  const VImage exact =
+  VImage exact =
       smaller.embed(0, 0, std::min(smaller.width(), width), std::min(smaller.height(), height),
                     VImage::option()->set("extend", VIPS_EXTEND_COPY));
   if (exact.width() == width && exact.height() == height) {
