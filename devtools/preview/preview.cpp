@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "apps/base/progress.h"
+#include "apps/base/text.h"
 #include "apps/image/contact_sheet.h"
 #include "apps/image/photo.h"
 #include "apps/image/profile_conversion.h"
@@ -25,13 +26,9 @@ namespace {
 constexpr std::uint32_t kContactWidth = 480;
 
 std::string picture_name(const std::string& output, int number) {
-  constexpr std::size_t ending = 4;  // ".png"
-  const std::string numbered = "-" + std::to_string(number) + ".png";
-  const bool whole_name = output.size() > ending && output.ends_with(".png");
-  if (!whole_name) {
-    return output + numbered;
-  }
-  return number == 1 ? output : output.substr(0, output.size() - ending) + numbered;
+  return output.size() > 4 && output.ends_with(".png")
+             ? numbered_name(output, static_cast<std::size_t>(number))
+             : output + "-" + std::to_string(number) + ".png";
 }
 
 k905::Picture reduced(const k905::Picture& picture, std::uint32_t width,
