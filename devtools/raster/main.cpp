@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <new>
 
 #include "apps/base/program.h"
 #include "apps/base/progress.h"
@@ -103,7 +102,7 @@ void print_lists() {
                 *format.note != '\0' ? ", " : "", format.note);
   }
   std::printf("Test images (test:NAME):\n");
-  for (const TestPictureName& picture : test_picture_names()) {
+  for (const TestPicture& picture : test_pictures()) {
     std::printf("  %-14s %s\n", picture.name, picture.shows);
   }
 }
@@ -316,15 +315,11 @@ int run(const CLI::App& app, const Options& options) {
   }
   std::string error;
   bool written = false;
-  try {
-    if (options.output == "-") {
-      RasterWriter writer(STDOUT_FILENO, options.compressed);
-      written = write_pages(options, plan, writer, error);
-    } else {
-      written = write_to_file(options, plan, error);
-    }
-  } catch (const std::bad_alloc&) {
-    error = "not enough memory";
+  if (options.output == "-") {
+    RasterWriter writer(STDOUT_FILENO, options.compressed);
+    written = write_pages(options, plan, writer, error);
+  } else {
+    written = write_to_file(options, plan, error);
   }
   if (!written) {
     report_error(app, error);

@@ -86,54 +86,42 @@ Color noise(Canvas, std::uint32_t x, std::uint32_t y) {
 Color white(Canvas, std::uint32_t, std::uint32_t) { return kWhite; }
 Color black(Canvas, std::uint32_t, std::uint32_t) { return kBlack; }
 
-struct Painter {
-  TestPictureName named;
-  Color (*color_at)(Canvas canvas, std::uint32_t x, std::uint32_t y);
-};
-constexpr Painter kPainters[] = {
-    {{"corners", "white with a red, green, blue and black square, clockwise from the top left"},
-     corners},
-    {{"gradient", "red grows to the right, green downwards"}, gradient},
-    {{"checker", "black and white squares of 16 pixels"}, checker},
-    {{"steps", "16 grays from black to white"}, steps},
-    {{"patches", "black, the six pure colors and white"}, patches},
-    {{"noise", "every pixel of another color"}, noise},
-    {{"white", "nothing but white"}, white},
-    {{"black", "nothing but black"}, black},
-};
-constexpr TestPictureName kLandscape = {"landscape", "a lake between mountains, like a photograph"};
-
-}  // namespace
-
-const std::vector<TestPictureName>& test_picture_names() {
-  static const std::vector<TestPictureName> names = [] {
-    std::vector<TestPictureName> all{kLandscape};
-    for (const Painter& painter : kPainters) {
-      all.push_back(painter.named);
-    }
-    return all;
-  }();
-  return names;
-}
-
-std::optional<k905::Picture> draw_test_picture(const std::string& name, std::uint32_t width,
-                                               std::uint32_t height) {
-  if (name == kLandscape.name) {
-    return draw_landscape(width, height);
-  }
-  const auto* painter =
-      std::find_if(std::begin(kPainters), std::end(kPainters),
-                   [&name](const Painter& candidate) { return name == candidate.named.name; });
-  if (painter == std::end(kPainters)) {
-    return std::nullopt;
-  }
+template <Color (*color_at)(Canvas canvas, std::uint32_t x, std::uint32_t y)>
+k905::Picture drawn(std::uint32_t width, std::uint32_t height) {
   k905::Picture picture = k905::blank_picture(width, height);
   std::uint8_t* out = picture.bytes.data();
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {
-      const Color color = painter->color_at({width, height}, x, y);
+      const Color color = color_at({width, height}, x, y);
       out = std::copy(color.begin(), color.end(), out);
     }
   }
   return picture;
+}
+
+constexpr auto kTestPictures = std::to_array<TestPicture>({
+    {"landscape", "a lake between mountains, like a photograph", draw_landscape},
+    {"corners", "white with a red, green, blue and black square, clockwise from the top left",
+     drawn<corners>},
+    {"gradient", "red grows to the right, green downwards", drawn<gradient>},
+    {"checker", "black and white squares of 16 pixels", drawn<checker>},
+    {"steps", "16 grays from black to white", drawn<steps>},
+    {"patches", "black, the six pure colors and white", drawn<patches>},
+    {"noise", "every pixel of another color", drawn<noise>},
+    {"white", "nothing but white", drawn<white>},
+    {"black", "nothing but black", drawn<black>},
+});
+
+}  // namespace
+
+std::span<const TestPicture> test_pictures() { return kTestPictures; }
+
+std::optional<k905::Picture> draw_test_picture(const std::string& name, std::uint32_t width,
+                                               std::uint32_t height) {
+  for (const TestPicture& picture : kTestPictures) {
+    if (name == picture.name) {
+      return picture.draw(width, height);
+    }
+  }
+  return std::nullopt;
 }

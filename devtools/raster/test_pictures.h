@@ -3,16 +3,17 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
-#include <vector>
 
 #include "apps/image/picture.h"
 
-struct TestPictureName {
+struct TestPicture {
   const char* name;
   const char* shows;  // a short description
+  k905::Picture (*draw)(std::uint32_t width, std::uint32_t height);
 };
-[[nodiscard]] const std::vector<TestPictureName>& test_picture_names();
+[[nodiscard]] std::span<const TestPicture> test_pictures();
 
 // The test image with this name in width x height pixels, 8-bit color; null for an unknown name.
 [[nodiscard]] std::optional<k905::Picture> draw_test_picture(const std::string& name,

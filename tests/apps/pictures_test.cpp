@@ -225,7 +225,7 @@ TEST(Fitted, RowsOfHalfTheHeightKeepTheShape) {
 // --- drawn images
 
 TEST(TestPictures, EveryNameDrawsEverySize) {
-  for (const TestPictureName& name : test_picture_names()) {
+  for (const TestPicture& name : test_pictures()) {
     for (const auto& [width, height] : {std::pair{1, 1}, {1, 7}, {9, 1}, {64, 48}}) {
       const auto picture = draw_test_picture(name.name, width, height);
       ASSERT_TRUE(picture) << name.name;
