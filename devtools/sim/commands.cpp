@@ -1,10 +1,13 @@
 #include "devtools/sim/commands.h"
 
 #include <array>
-#include <charconv>
+#include <limits>
+#include <map>
 #include <sstream>
 #include <utility>
 #include <vector>
+
+#include "devtools/sim/printer_state.h"
 
 namespace {
 
@@ -33,45 +36,28 @@ constexpr auto kUsages = std::to_array<CommandUsage>({
     {"power cycle", "power off, then power on"},
 });
 
-struct PlainRow {
-  const char* text;
-  PlainCommand command;
-};
-constexpr auto kPlain = std::to_array<PlainRow>({
-    {"show", PlainCommand::show},
-    {"continue", PlainCommand::resume},
-    {"plug", PlainCommand::plug},
-    {"power off", PlainCommand::power_off},
-    {"power on", PlainCommand::power_on},
-    {"power cycle", PlainCommand::power_cycle},
-});
+// Null if it is not a command without arguments.
+std::optional<Action> plain_action(const std::string& text) {
+  static const std::map<std::string, Action> actions{
+      {"show", PlainCommand::show},     {"cover open", StopPrinter{kCoverOpen}},
+      {"cover close", StopPrinter{}},   {"jam", StopPrinter{kPaperJam}},
+      {"clear", StopPrinter{}},         {"continue", PlainCommand::resume},
+      {"plug", PlainCommand::plug},     {"power off", PlainCommand::power_off},
+      {"power on", PlainCommand::plug}, {"power cycle", PlainCommand::power_cycle},
+  };
+  const auto found = actions.find(text);
+  return found == actions.end() ? std::nullopt : std::optional(found->second);
+}
 
-struct StopRow {
-  const char* text;
-  int status;
-};
-constexpr auto kStops = std::to_array<StopRow>({
-    {"cover open", kCoverOpen},
-    {"cover close", 0},
-    {"jam", kPaperJam},
-    {"clear", 0},
-});
-
-struct LineRow {
-  const char* text;
-  LineEvent event;
-};
-constexpr auto kLineEvents = std::to_array<LineRow>({
-    {"hold", LineEvent::hold},
-    {"disconnect", LineEvent::disconnect},
-    {"unplug", LineEvent::unplug},
-});
+std::optional<LineEvent> line_event_in(const std::string& word) {
+  return word == "hold"         ? std::optional(LineEvent::hold)
+         : word == "disconnect" ? std::optional(LineEvent::disconnect)
+         : word == "unplug"     ? std::optional(LineEvent::unplug)
+                                : std::nullopt;
+}
 
 std::optional<int> number_in(const std::string& text) {
-  int number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, failure] = std::from_chars(text.data(), end, number);
-  return failure == std::errc{} && stop == end && number > 0 ? std::optional(number) : std::nullopt;
+  return parse_number(text, 1, std::numeric_limits<int>::max());
 }
 
 Words words_of(const std::string& line) {
@@ -121,23 +107,12 @@ std::optional<LineCommand> line_command(LineEvent event, const Words& words) {
   return command;
 }
 
-std::optional<decltype(Command::action)> action_of(const Words& words) {
-  const std::string text = joined(words);
-  for (const PlainRow& row : kPlain) {
-    if (text == row.text) {
-      return row.command;
-    }
+std::optional<Action> action_of(const Words& words) {
+  if (const auto action = plain_action(joined(words))) {
+    return action;
   }
-  for (const StopRow& row : kStops) {
-    if (text == row.text) {
-      return StopPrinter{row.status};
-    }
-  }
-  for (const LineRow& row : kLineEvents) {
-    if (words[0] == row.text) {
-      const std::optional<LineCommand> command = line_command(row.event, words);
-      return command ? std::optional<decltype(Command::action)>(*command) : std::nullopt;
-    }
+  if (const auto event = line_event_in(words[0])) {
+    return line_command(*event, words);
   }
   if (words[0] == "stop" && words.size() == 2 && number_in(words[1])) {
     return StopPrinter{*number_in(words[1])};
@@ -169,7 +144,7 @@ std::optional<Command> parse_command(const std::string& line, std::size_t printe
     error = "there is no printer " + std::to_string(command.printer);
     return std::nullopt;
   }
-  std::optional<decltype(Command::action)> action;
+  std::optional<Action> action;
   if (words.empty() || !(action = action_of(words))) {
     error = "'" + line + "' is not a command; --help lists all commands";
     return std::nullopt;

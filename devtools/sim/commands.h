@@ -24,11 +24,13 @@ struct LineCommand {
   PlannedEvent event;
   bool at_once = false;
 };
-enum class PlainCommand { show, resume, plug, power_off, power_on, power_cycle };
+enum class PlainCommand { show, resume, plug, power_off, power_cycle };
+
+using Action = std::variant<PlainCommand, SetField, LoadMedia, StopPrinter, LineCommand>;
 
 struct Command {
   std::size_t printer = 1;
-  std::variant<PlainCommand, SetField, LoadMedia, StopPrinter, LineCommand> action;
+  Action action;
 };
 
 struct CommandUsage {

@@ -13,16 +13,9 @@ namespace {
 // buffer are checked again.
 constexpr int kRetryMs = 20;
 
-int shorter_wait(int one, int other) {
-  if (one < 0 || other < 0) {
-    return std::max(one, other);
-  }
-  return std::min(one, other);
-}
-
 int milliseconds_until(std::optional<Outbox::Clock::time_point> due) {
   if (!due) {
-    return -1;
+    return kNoWaitLimit;
   }
   const auto left =
       std::chrono::ceil<std::chrono::milliseconds>(*due - Outbox::Clock::now()).count();
@@ -31,11 +24,12 @@ int milliseconds_until(std::optional<Outbox::Clock::time_point> due) {
 
 int longest_wait_for(const Client* client, const LineEvents& events) {
   if (client == nullptr) {
-    return -1;
+    return kNoWaitLimit;
   }
   const bool needs_retry =
       events.is_slow() || (client->has_unprocessed_bytes() && events.takes_data());
-  return shorter_wait(milliseconds_until(client->outbox().due()), needs_retry ? kRetryMs : -1);
+  return std::min(milliseconds_until(client->outbox().due()),
+                  needs_retry ? kRetryMs : kNoWaitLimit);
 }
 
 }  // namespace
@@ -88,12 +82,9 @@ void Device::add_waits(std::vector<pollfd>& waits) const {
 }
 
 int Device::longest_wait_ms() const {
-  int wait_ms = milliseconds_until(printer_.due());
-  wait_ms = shorter_wait(wait_ms, longest_wait_for(terminal_.client(), events_));
-  if (network_) {
-    wait_ms = shorter_wait(wait_ms, longest_wait_for(network_->client(), events_));
-  }
-  return wait_ms;
+  return std::min({milliseconds_until(printer_.due()),
+                   longest_wait_for(terminal_.client(), events_),
+                   longest_wait_for(network_ ? network_->client() : nullptr, events_)});
 }
 
 void Device::execute(const Command& command) {
@@ -104,26 +95,16 @@ void Device::execute(const Command& command) {
 }
 
 std::optional<std::string> Device::perform(PlainCommand command) {
-  switch (command) {
-    case PlainCommand::show:
-      show();
-      break;
-    case PlainCommand::resume:
-      events_.resume();
-      break;
-    case PlainCommand::plug:
-    case PlainCommand::power_on:
-      return plug();
-    case PlainCommand::power_off:
-      unplug();
-      printer_.lose_buffers();
-      break;
-    case PlainCommand::power_cycle:
-      unplug();
-      printer_.lose_buffers();
-      return plug();
+  if (command == PlainCommand::show) {
+    show();
+  } else if (command == PlainCommand::resume) {
+    events_.resume();
+  } else if (command != PlainCommand::plug) {
+    unplug();
+    printer_.lose_buffers();
   }
-  return std::nullopt;
+  return command == PlainCommand::plug || command == PlainCommand::power_cycle ? plug()
+                                                                               : std::nullopt;
 }
 
 std::optional<std::string> Device::perform(const SetField& command) {

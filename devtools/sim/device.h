@@ -4,6 +4,7 @@
 #include <poll.h>
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +13,8 @@
 #include "devtools/sim/commands.h"
 #include "devtools/sim/printer.h"
 #include "devtools/sim/servers.h"
+
+inline constexpr int kNoWaitLimit = std::numeric_limits<int>::max();
 
 struct DeviceOptions {
   PrinterOptions printer;
@@ -30,7 +33,7 @@ class Device {
   // Does all work that is possible without waiting.
   void serve();
 
-  // The descriptors to wait for, and the longest wait; -1 for no limit.
+  // The descriptors to wait for, and the longest wait; kNoWaitLimit for none.
   void add_waits(std::vector<pollfd>& waits) const;
   [[nodiscard]] int longest_wait_ms() const;
 

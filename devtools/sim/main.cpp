@@ -12,20 +12,13 @@ namespace {
 constexpr int kMostPrinters = 99;
 
 struct Arguments {
+  DeviceOptions device;                       // of each printer, without its number
   std::map<std::string, std::string> fields;  // state fields from options, by key
-  std::string state_file;
   std::string fault;
-  std::string fault_on;
   int delay_ms = 400;
-  std::string sheets;
-  bool canvas = false;
-  std::optional<std::uint16_t> port;
-  std::string link;
   int printers = 1;
   int print_time_ms = 0;
   std::uint32_t rate_kib = 0;
-  bool keeps_sheets = false;
-  bool traces = false;
   bool reads_commands = false;
 };
 
@@ -36,12 +29,12 @@ void declare_printer_options(CLI::App& app, Arguments& arguments) {
         [&arguments, &field](const std::string& text) { arguments.fields[field.key] = text; },
         field.help);
   }
-  app.add_option("--state", arguments.state_file,
+  app.add_option("--state", arguments.device.printer.state_file,
                  "File of lines \"key = value\" with the fields above: read before every reply, "
                  "written after every sheet");
   app.add_option("--fault", arguments.fault,
                  "Fault to simulate: silent, slow, split, cut, long, garbage or busy");
-  app.add_option("--fault-on", arguments.fault_on,
+  app.add_option("--fault-on", arguments.device.printer.fault.question,
                  "Limit the fault to one question, such as STATUS or MQTY");
   app.add_option("--delay", arguments.delay_ms, "Pause of slow, split and busy in milliseconds")
       ->check(CLI::Range(0, 60000))
@@ -50,19 +43,19 @@ void declare_printer_options(CLI::App& app, Arguments& arguments) {
                  "Milliseconds from the last byte of a sheet until it is printed and counted")
       ->check(CLI::Range(0, 600000))
       ->capture_default_str();
-  app.add_flag("--keep-buffers", arguments.keeps_sheets,
+  app.add_flag("--keep-buffers", arguments.device.printer.keeps_sheets,
                "A sheet in a buffer when the printer stops is printed later, not lost");
-  auto* sheets =
-      app.add_option("--sheets", arguments.sheets, "Folder for a PNG image of every sheet");
-  app.add_flag("--canvas", arguments.canvas,
+  auto* sheets = app.add_option("--sheets", arguments.device.printer.sheets,
+                                "Folder for a PNG image of every sheet");
+  app.add_flag("--canvas", arguments.device.printer.canvas,
                "With --sheets: save every pixel, including the margins outside the paper")
       ->needs(sheets);
 }
 
 void declare_line_options(CLI::App& app, Arguments& arguments) {
-  app.add_option("--listen", arguments.port,
+  app.add_option("--listen", arguments.device.port,
                  "Also accept jobs on this port of 127.0.0.1; 0 selects a free one");
-  app.add_option("--link", arguments.link, "Symbolic link to the terminal");
+  app.add_option("--link", arguments.device.link, "Symbolic link to the terminal");
   app.add_option("--rate", arguments.rate_kib, "Accept at most this many KiB per second")
       ->check(CLI::Range(1U, 1U << 20));
   app.add_option(
@@ -71,7 +64,7 @@ void declare_line_options(CLI::App& app, Arguments& arguments) {
          "in its serial number, the folder SHEETS/N, the file STATE.N and the link LINK.N")
       ->check(CLI::Range(1, kMostPrinters))
       ->capture_default_str();
-  app.add_flag("--trace", arguments.traces,
+  app.add_flag("--trace", arguments.device.printer.traces,
                "Report every question with its reply, and the beginning of every sheet");
   app.add_flag("--commands", arguments.reads_commands,
                "Read commands from standard input, see below");
@@ -95,7 +88,6 @@ std::optional<std::string> take_fault(const Arguments& arguments, Fault& fault) 
     }
     fault.kind = *kind;
   }
-  fault.question = arguments.fault_on;
   fault.pause = std::chrono::milliseconds(arguments.delay_ms);
   return std::nullopt;
 }
@@ -109,13 +101,12 @@ std::string numbered(const std::string& name, const std::string& mark, int numbe
 std::optional<std::string> take_device(const Arguments& arguments, int place,
                                        DeviceOptions& device) {
   const int number = arguments.printers > 1 ? place + 1 : 0;
+  device = arguments.device;
   PrinterOptions& printer = device.printer;
-  printer.state_file = numbered(arguments.state_file, ".", number);
+  printer.state_file = numbered(printer.state_file, ".", number);
   printer.state.serial = numbered(printer.state.serial, "-", number);
-  if (!printer.state_file.empty()) {
-    if (auto wrong = load_state(printer.state_file, printer.state)) {
-      return wrong;
-    }
+  if (auto wrong = load_state(printer.state_file, printer.state)) {
+    return wrong;
   }
   for (const auto& [key, text] : arguments.fields) {
     const std::string own = key == "serial" ? numbered(text, "-", number) : text;
@@ -126,23 +117,20 @@ std::optional<std::string> take_device(const Arguments& arguments, int place,
   if (auto wrong = take_fault(arguments, printer.fault)) {
     return wrong;
   }
-  printer.sheets = numbered(arguments.sheets, "/", number);
-  printer.canvas = arguments.canvas;
+  printer.sheets = numbered(printer.sheets, "/", number);
   printer.print_time = std::chrono::milliseconds(arguments.print_time_ms);
-  printer.keeps_sheets = arguments.keeps_sheets;
-  printer.traces = arguments.traces;
   if (number > 0) {
     printer.label = "printer " + std::to_string(number) + ": ";
   }
-  if (arguments.port) {
-    const int port = *arguments.port == 0 ? 0 : *arguments.port + place;
+  if (device.port && *device.port != 0) {
+    const int port = *device.port + place;
     if (port > UINT16_MAX) {
       return "--listen: too high for " + std::to_string(arguments.printers) +
-             " consecutive ports: " + std::to_string(*arguments.port);
+             " consecutive ports: " + std::to_string(*device.port);
     }
     device.port = static_cast<std::uint16_t>(port);
   }
-  device.link = numbered(arguments.link, ".", number);
+  device.link = numbered(device.link, ".", number);
   device.bytes_per_second = std::uint64_t{arguments.rate_kib} * 1024;
   return std::nullopt;
 }
@@ -160,9 +148,6 @@ std::optional<std::string> take_arguments(const Arguments& arguments, SimulatorO
 
 int run(const CLI::App& app, const SimulatorOptions& options) {
   for (const DeviceOptions& device : options.devices) {
-    if (device.printer.state_file.empty()) {
-      continue;
-    }
     if (const auto wrong = save_state(device.printer.state_file, device.printer.state)) {
       report_error(app, *wrong);
       return kExitFailed;

@@ -176,18 +176,12 @@ std::string Printer::picture_of(const k905::Sheet& sheet) {
 
 // A file that is being edited may be invalid for a moment: the state is kept.
 void Printer::read_state_file() {
-  if (options_.state_file.empty()) {
-    return;
-  }
   if (const auto wrong = load_state(options_.state_file, state_)) {
     warn(*wrong);
   }
 }
 
 void Printer::write_state_file() const {
-  if (options_.state_file.empty()) {
-    return;
-  }
   if (const auto wrong = save_state(options_.state_file, state_)) {
     warn(*wrong);
   }

@@ -46,16 +46,6 @@ std::optional<std::string> check_text(const StateField& field, const std::string
   return std::nullopt;
 }
 
-std::optional<int> parse_number(const std::string& text, int most) {
-  int number = -1;
-  const char* end = text.data() + text.size();
-  const auto [stop, failure] = std::from_chars(text.data(), end, number);
-  if (failure != std::errc{} || stop != end || number < 0 || number > most) {
-    return std::nullopt;
-  }
-  return number;
-}
-
 }  // namespace
 
 std::span<const StateField> state_fields() { return kFields; }
@@ -75,7 +65,7 @@ std::optional<std::string> set_field(PrinterState& state, const StateField& fiel
     }
     return wrong;
   }
-  const std::optional<int> number = parse_number(text, field.most);
+  const std::optional<int> number = parse_number(text, 0, field.most);
   if (!number) {
     return "'" + text + "' is not a number from 0 to " + std::to_string(field.most);
   }
@@ -88,6 +78,16 @@ std::string field_text(const PrinterState& state, const StateField& field) {
     return state.**member;
   }
   return std::to_string(state.*std::get<int PrinterState::*>(field.member));
+}
+
+std::optional<int> parse_number(const std::string& text, int least, int most) {
+  int number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, failure] = std::from_chars(text.data(), end, number);
+  if (failure != std::errc{} || stop != end || number < least || number > most) {
+    return std::nullopt;
+  }
+  return number;
 }
 
 bool is_rv40(const PrinterState& state) { return state.model.starts_with("RV-40"); }

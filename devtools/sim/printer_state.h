@@ -41,5 +41,8 @@ struct StateField {
                                                    const std::string& text);
 [[nodiscard]] std::string field_text(const PrinterState& state, const StateField& field);
 
+// Null if `text` is not a number of `least` to `most`.
+[[nodiscard]] std::optional<int> parse_number(const std::string& text, int least, int most);
+
 // RV-40 and RV-40W count their prints exactly and have half-size media.
 [[nodiscard]] bool is_rv40(const PrinterState& state);

@@ -70,11 +70,10 @@ void serve_until_signal(int signals, CommandReader& commands, const Devices& dev
         {.fd = signals, .events = POLLIN, .revents = 0},
         {.fd = commands.descriptor(), .events = POLLIN, .revents = 0},
     };
-    int wait_ms = -1;
+    int wait_ms = kNoWaitLimit;
     for (const auto& device : devices) {
       device->add_waits(waits);
-      const int its_ms = device->longest_wait_ms();
-      wait_ms = wait_ms < 0 || its_ms < 0 ? std::max(wait_ms, its_ms) : std::min(wait_ms, its_ms);
+      wait_ms = std::min(wait_ms, device->longest_wait_ms());
     }
     poll(waits.data(), waits.size(), wait_ms);
     if (waits[0].revents != 0) {

@@ -96,6 +96,9 @@ std::optional<std::string> load_state(const std::string& path, PrinterState& sta
 }
 
 std::optional<std::string> save_state(const std::string& path, const PrinterState& state) {
+  if (path.empty()) {
+    return std::nullopt;
+  }
   const std::string fresh = path + ".new";
   {
     std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
