@@ -105,7 +105,7 @@ def keywords():
 
 def questions():
     manual = (SOURCE / "docs/status.md").read_text()
-    return set(re.findall(r"`(\w+)`", re.search(r"the fault to one question \((.*?)\)", manual, re.DOTALL)[1]))
+    return set(re.findall(r"`(\w+)`", re.search(r"the\s+fault\s+to\s+one\s+question\s+\((.*?)\)", manual, re.DOTALL)[1]))
 
 
 def from_help(program, pattern):
@@ -138,7 +138,7 @@ VALUES = {
     ("k905-setup", "--ribbon"): lambda: {"6x4", "6x8", "Auto"},
     ("k905-sim", "--model"): lambda: from_help("k905-sim", MODELS),
     ("k905-sim", "--resolution"): lambda: from_help("k905-sim", r"--resolution TEXT +(.+)"),
-    ("k905-sim", "--fault"): lambda: from_help("k905-sim", r"Fault to simulate: (.+)"),
+    ("k905-sim", "--fault"): lambda: from_help("k905-sim", r"fault to simulate: (.+)"),
     ("k905-sim", "--fault-on"): questions,
 }
 
