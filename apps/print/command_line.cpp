@@ -48,8 +48,9 @@ void describe(CLI::App& app, PrintOptions& options) {
       {"--to", &options.to,
        "print without CUPS: to a device such as /dev/usb/lp0 or k905://usb/SERIAL, or into a file"},
       {"--preview", &options.preview,
-       "print nothing, write an image of the sheet to this PNG file; the name of the second gets a "
-       "\"-2\", and so on"},
+       "print nothing; write an image of the sheet to this PNG file; the files of further sheets "
+       "get "
+       "\"-2\", \"-3\" and so on"},
       {"--canvas", &options.canvas,
        "with --preview: show every pixel that is sent to the printer, including the margins "
        "outside the paper"},
@@ -62,37 +63,37 @@ void describe(CLI::App& app, PrintOptions& options) {
        "print a line of JSON for each photo, or with --history for each sheet"},
       {"-p,--paper", &options.paper,
        "paper: 6x4, 6x8 and so on, also as 4x6, 10x15 (cm) or w288h432"},
-      {"-f,--finish", &options.finish, "overcoat"},
+      {"-f,--finish", &options.finish, "glossy or matte overcoat"},
       {"-n,--copies", &options.copies, "sheets of each photo", 999},
       {"--brightness", &options.brightness, "-500 to 500 in steps of 50: -50 % to +50 %"},
-      {"--contrast", &options.contrast, "the same"},
-      {"--saturation", &options.saturation, "the same"},
+      {"--contrast", &options.contrast, "as --brightness"},
+      {"--saturation", &options.saturation, "as --brightness"},
       {"--gamma", &options.gamma, "500 (darker) to 2200 (lighter); 1000 is neutral"},
       {"-o,--option", &options.choices,
        "KEYWORD=CHOICE: any other option of the print dialog, as for lp; see k905-print(1)"},
       {"--layout", &options.layout,
-       "several photos on a sheet: strips (the usual layout of paper 6x2*2 and 6x2*4; of 6x2*2 "
-       "without a paper), 2x2, or 1+2, one large and two small; too few photos are repeated; sheet "
-       "is one photo on the whole sheet"},
+       "several photos on a sheet: strips (a photo on each strip; the default for paper 6x2*2 and "
+       "6x2*4; without --paper on 6x2*2), 2x2, or 1+2 (one large and two small); if there are too "
+       "few photos, they are repeated; sheet: one photo on the whole sheet"},
       {"--frame", &options.frame,
        "draw this PNG file with transparency over each sheet, scaled to it"},
       {"--caption", &options.caption,
        "write this text at the bottom of each photo; {date} is the day of printing, {file} the "
        "file's name"},
       {"--test-page", &options.test_page,
-       "print rulers that show the physical size and where the paper ends"},
-      {"--two-up", &options.two_up, "print two 6x4 photos on one sheet of the 6x8 ribbon"},
+       "print a page with rulers that show the physical size and where the paper ends"},
+      {"--two-up", &options.two_up, "print two 6x4 photos on one 6x8 sheet (needs the 6x8 ribbon)"},
       {"--fit", &options.fit,
-       "show the complete photo on white instead of cropping it to the sheet"},
+       "print the complete photo, with white edges, instead of cropping it to the sheet"},
       {"--no-turn", &options.no_turn, "do not rotate photos to the orientation of the sheet"},
       {"--watch", &options.folder,
-       "print the photos in this folder and those that are added later, each once, also over "
+       "print the photos in this folder and those that are added later, each once, also after "
        "restarts"},
       {"--limit", &options.limit,
        "with --watch: print at most this many sheets in a day, or with --event for the event",
        kMost},
       {"--event", &options.event,
-       "with --watch: the sheets are for the event of this name; --limit then counts all its "
+       "with --watch: the sheets belong to the event with this name; --limit then counts all its "
        "sheets, of every day and folder"},
       {"--partner-wait", &options.partner_wait,
        "with --two-up and --watch: seconds that a photo waits for another one before it is printed "
@@ -106,7 +107,8 @@ void describe(CLI::App& app, PrintOptions& options) {
       {"--leave", &options.leave, "with --watch: do not move files"},
       {"--history", &options.history, "list the sheets of watched folders"},
       {"--reprint", &options.reprint, "print this sheet of the history again"},
-      {"--ledger,--journal", &options.ledger, "database of the sheets of watched folders"},
+      {"--ledger,--journal", &options.ledger,
+       "the ledger: database of the sheets of watched folders"},
       {"-v,--verbose", &options.verbose, "show the filter's log (with --to or --preview)"},
   };
   for (const Row& row : rows) {

@@ -385,7 +385,8 @@ class PrintProgram {
 };
 
 int print_program(int argc, char** argv) {
-  CLI::App app("Prints photos on the K905 and its siblings, cropped to the sheet.", "k905-print");
+  CLI::App app("Prints photos on a K905, RV-40, RV-40W or RS-30, cropped to the sheet.",
+               "k905-print");
   PrintOptions options;
   describe(app, options);
   const auto status = parse_command_line(app, argc, argv);

@@ -1,5 +1,5 @@
-// k905-setup: makes print queues for the K905 and its siblings, and finds what prevents one from
-// printing without an error message.
+// k905-setup: makes print queues for the K905, RV-40, RV-40W and RS-30, and finds what prevents one
+// from printing without an error message.
 #include <algorithm>
 #include <cstdio>
 
@@ -44,21 +44,22 @@ struct Arguments {
 };
 
 void describe_queue_options(CLI::App& app, Arguments& arguments) {
-  app.add_option(
-      "--device", arguments.device,
-      "address of the printer, such as k905://ADDRESS:9100 or usb://...; the default is the "
-      "connected printer");
+  app.add_option("--device", arguments.device,
+                 "address of the printer, such as k905://usb/SERIAL or k905://ADDRESS:9100; the "
+                 "default is the "
+                 "connected printer");
   app.add_option("--model", arguments.model, "printer model")
       ->transform(CLI::IsMember({"K905", "RV-40", "RV-40W", "RS-30"}, CLI::ignore_case))
       ->capture_default_str();
   app.add_option("--paper", arguments.paper,
-                 "paper by any usual name, such as 6x4, 10x15 or w288h432; see --list")
+                 "paper, by any usual name, such as 6x4, 10x15 or w288h432; see --list")
       ->capture_default_str();
   app.add_option("--finish", arguments.finish, "overcoat")
       ->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case))
       ->capture_default_str();
-  app.add_option("--ribbon", arguments.ribbon,
-                 "loaded ribbon; with 6x8 two 6x4 pages share a sheet")
+  app.add_option(
+         "--ribbon", arguments.ribbon,
+         "loaded ribbon; with 6x8, two 6x4 pages share a sheet; with Auto, the printer is asked")
       ->transform(CLI::IsMember({"6x4", "6x8", "Auto"}, CLI::ignore_case))
       ->capture_default_str();
   app.add_option("-o", arguments.options,
@@ -70,29 +71,33 @@ void describe_queue_options(CLI::App& app, Arguments& arguments) {
   auto* share = app.add_flag("--share", arguments.share,
                              "offer the queue or class to phones, tablets and other computers, and "
                              "make the scheduler serve the local networks");
-  app.add_flag("--no-share", arguments.no_share, "do not offer it any more")->excludes(share);
+  app.add_flag("--no-share", arguments.no_share, "do not offer the queue or class any more")
+      ->excludes(share);
 }
 
 void describe_options(CLI::App& app, Arguments& arguments) {
   app.add_option("QUEUE", arguments.queue, "the queue to make, check or update");
   describe_queue_options(app, arguments);
-  auto* check = app.add_flag("--check", arguments.check, "only check the queue");
+  auto* check =
+      app.add_flag("--check", arguments.check, "only check the queue or class; change nothing");
   auto* update = app.add_flag("--update", arguments.update,
                               "give the queue the PPD file of this version and move it to the "
                               "backend k905; defaults and jobs stay; then check it");
   app.add_flag("--keep-device", arguments.keep_device,
                "keep the device address, even if the backend k905 can reach the printer");
   app.add_flag("--all", arguments.all, "with --update: all queues of this printer")->needs(update);
-  auto* make_class = app.add_option("--class", arguments.class_name,
-                                    "make a class of these queues, which prints a job on any "
-                                    "member that is free; --replace changes one that exists, "
-                                    "--update updates it and its members");
+  auto* make_class =
+      app.add_option("--class", arguments.class_name,
+                     "make a class, which prints a job on any of its members that is "
+                     "idle; with --replace change an existing class, with --update "
+                     "update it and its members");
   app.add_option("--member", arguments.members,
                  "a member of the class; give the option once for each")
       ->allow_extra_args(false)
       ->needs(make_class);
   auto* list = app.add_flag("--list", arguments.list, "show models, papers and connected devices");
-  app.add_flag("--json", arguments.json, "findings as JSON, one line per queue")->excludes(list);
+  app.add_flag("--json", arguments.json, "print the findings as JSON, one line for each queue")
+      ->excludes(list);
   check->excludes(update)->excludes(list);
   update->excludes(list);
   make_class->excludes(check)->excludes(list);
@@ -293,7 +298,8 @@ int run(const CLI::App& app, const Arguments& arguments) {
 }
 
 int setup_program(int argc, char** argv) {
-  CLI::App app("Makes and checks print queues for the K905 and its siblings.", "k905-setup");
+  CLI::App app("Makes and checks print queues for the K905, RV-40, RV-40W and RS-30.",
+               "k905-setup");
   Arguments arguments;
   describe_options(app, arguments);
   if (const auto status = parse_command_line(app, argc, argv)) {

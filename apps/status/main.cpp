@@ -47,20 +47,20 @@ void describe_options(CLI::App& app, Options& options) {
   app.add_option("PRINTER", options.printers,
                  "device file, serial number, HOST:PORT, queue or class; several give a table")
       ->capture_default_str();
-  auto* json = app.add_flag("-j,--json", options.json, "a line of JSON for each printer");
-  app.add_flag("-m,--metrics", options.metrics, "metrics in the text format of Prometheus")
+  auto* json = app.add_flag("-j,--json", options.json, "print a line of JSON for each printer");
+  app.add_flag("-m,--metrics", options.metrics, "print metrics in the text format of Prometheus")
       ->excludes(json);
   app.add_option("-w,--watch", options.watch_seconds, "ask repeatedly, at this interval in seconds")
       ->check(seconds_between(0.1, 86400));
-  auto* wait =
-      app.add_flag("--wait-ready", options.wait_ready, "wait until all are ready, then report");
+  auto* wait = app.add_flag("--wait-ready", options.wait_ready,
+                            "wait until all printers are ready, then report");
   app.add_option("--timeout", options.limit_seconds,
                  "with --wait-ready: stop waiting after this many seconds")
       ->needs(wait)
       ->check(seconds_between(0, 31536000));
   app.footer(
       "Exit status, the highest of all printers: 0 ready or busy, 1 needs attention, 2 not "
-      "reachable, 3 in use by the print system. With --metrics: 0. "
+      "reachable, 3 in use by the print system or another program. With --metrics: 0. "
       "Wrong usage and output that cannot be written: 2.");
 }
 
@@ -146,7 +146,7 @@ int run(const CLI::App& app, const Options& options) {
 }
 
 int status_program(int argc, char** argv) {
-  CLI::App app("Shows the state of K905 printers and their siblings.", "k905-status");
+  CLI::App app("Shows the state of K905, RV-40, RV-40W and RS-30 printers.", "k905-status");
   Options options;
   describe_options(app, options);
   const auto status = parse_command_line(app, argc, argv);

@@ -5,10 +5,10 @@ namespace {
 
 void describe_options(CLI::App& app, PreviewOptions& options) {
   app.add_option("STREAM", options.files,
-                 "files with output of the filter; \"-\", or no file, is standard input");
+                 "files with output of the filter; \"-\" or no file means standard input");
   auto* output = app.add_option("-o,--output", options.output,
-                                "beginning of the image names; a \"-\", the sheet's number and "
-                                "\".png\" are appended")
+                                "name of the images: a name that ends in \".png\" is used for the "
+                                "first sheet, to any other \"-1.png\", \"-2.png\" are appended")
                      ->capture_default_str();
   app.add_option(
          "-w,--width", options.width,
@@ -26,12 +26,14 @@ void describe_options(CLI::App& app, PreviewOptions& options) {
   auto* proof = app.add_option("--proof", options.proof,
                                "convert the colors from this profile of the printer to sRGB "
                                "(relative colorimetric); a file, "
-                               "or a name that the filter finds");
+                               "or a name that the filter finds in its folders");
   auto* canvas = app.add_flag(
       "--canvas", options.canvas,
       "show every pixel that is sent to the printer, including the margins outside the paper");
-  app.add_flag("--raw", options.raw, "the same, mirrored as it is sent")->excludes(canvas);
-  auto* check = app.add_flag("--check", options.check, "only check the stream, write no images");
+  app.add_flag("--raw", options.raw,
+               "as --canvas, but mirrored, as the sheet is sent to the printer")
+      ->excludes(canvas);
+  auto* check = app.add_flag("--check", options.check, "only check the stream; write no images");
   app.add_flag("--dump", options.dump,
                "print every block and field instead of one line for each sheet");
   contact->excludes(output)->excludes(check);

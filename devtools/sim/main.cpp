@@ -30,44 +30,45 @@ void declare_printer_options(CLI::App& app, Arguments& arguments) {
         field.help);
   }
   app.add_option("--state", arguments.device.printer.state_file,
-                 "File of lines \"key = value\" with the fields above: read before every reply, "
+                 "file of lines \"key = value\" with the fields above: read before every reply, "
                  "written after every sheet");
   app.add_option("--fault", arguments.fault,
-                 "Fault to simulate: silent, slow, split, cut, long, garbage or busy");
+                 "fault to simulate: silent, slow, split, cut, long, garbage or busy");
   app.add_option("--fault-on", arguments.device.printer.fault.question,
-                 "Limit the fault to one question, such as STATUS or MQTY");
-  app.add_option("--delay", arguments.delay_ms, "Pause of slow, split and busy in milliseconds")
+                 "limit the fault to one question, such as STATUS or MQTY");
+  app.add_option("--delay", arguments.delay_ms, "pause of slow, split and busy in milliseconds")
       ->check(CLI::Range(0, 60000))
       ->capture_default_str();
   app.add_option("--print-time", arguments.print_time_ms,
-                 "Milliseconds from the last byte of a sheet until it is printed and counted")
+                 "milliseconds from the last byte of a sheet until it is printed and counted")
       ->check(CLI::Range(0, 600000))
       ->capture_default_str();
-  app.add_flag("--keep-buffers", arguments.device.printer.keeps_sheets,
-               "A sheet in a buffer when the printer stops is printed later, not lost");
+  app.add_flag(
+      "--keep-buffers", arguments.device.printer.keeps_sheets,
+      "when the printer stops, print the sheets in its buffers later instead of losing them");
   auto* sheets = app.add_option("--sheets", arguments.device.printer.sheets,
-                                "Folder for a PNG image of every sheet");
+                                "folder for a PNG image of every sheet");
   app.add_flag("--canvas", arguments.device.printer.canvas,
-               "With --sheets: save every pixel, including the margins outside the paper")
+               "with --sheets: save every pixel, including the margins outside the paper")
       ->needs(sheets);
 }
 
 void declare_line_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--listen", arguments.device.port,
-                 "Also accept jobs on this port of 127.0.0.1; 0 selects a free one");
-  app.add_option("--link", arguments.device.link, "Symbolic link to the terminal");
-  app.add_option("--rate", arguments.rate_kib, "Accept at most this many KiB per second")
+                 "also accept jobs on this port of 127.0.0.1; 0 selects a free one");
+  app.add_option("--link", arguments.device.link, "symbolic link to the terminal");
+  app.add_option("--rate", arguments.rate_kib, "accept at most this many KiB per second")
       ->check(CLI::Range(1U, 1U << 20));
   app.add_option(
          "--printers", arguments.printers,
-         "Number of printers, on consecutive ports; if there are several, printer N has its number "
+         "number of printers, on consecutive ports; if there are several, printer N has its number "
          "in its serial number, the folder SHEETS/N, the file STATE.N and the link LINK.N")
       ->check(CLI::Range(1, kMostPrinters))
       ->capture_default_str();
   app.add_flag("--trace", arguments.device.printer.traces,
-               "Report every question with its reply, and the beginning of every sheet");
+               "report every question with its reply, and the beginning of every sheet");
   app.add_flag("--commands", arguments.reads_commands,
-               "Read commands from standard input, see below");
+               "read commands from standard input, see below");
 }
 
 std::string commands_help() {
@@ -162,8 +163,10 @@ int run(const CLI::App& app, const SimulatorOptions& options) {
 }
 
 int simulator_program(int argc, char** argv) {
-  CLI::App app{"Simulates a printer on a pseudo-terminal and prints its path in the first line",
-               "k905-sim"};
+  CLI::App app{
+      "Simulates a printer on a pseudo-terminal, and prints the path of the terminal in the first "
+      "line.",
+      "k905-sim"};
   Arguments arguments;
   declare_printer_options(app, arguments);
   declare_line_options(app, arguments);

@@ -17,20 +17,20 @@ constexpr int kMostRemaining = 9949;
 
 constexpr auto kFields = std::to_array<StateField>({
     {"model", "K905, RV-40, RV-40W or RS-30", &PrinterState::model, 0, kModels},
-    {"firmware", "Firmware version", &PrinterState::firmware},
-    {"media", "Loaded media, for instance 6x4 or 6x8", &PrinterState::media},
+    {"firmware", "firmware version", &PrinterState::firmware},
+    {"media", "loaded media, for instance 6x4 or 6x8", &PrinterState::media},
     {"resolution", "300x300 or 300x600", &PrinterState::resolution, 0, kResolutions},
-    {"serial", "Serial number", &PrinterState::serial},
-    {"color-version", "Version of the color control data", &PrinterState::color_version},
-    {"color-checksum", "Checksum of the color control data", &PrinterState::color_checksum},
-    {"status", "Status code; 0: the simulator sets it from its state", &PrinterState::status,
+    {"serial", "serial number", &PrinterState::serial},
+    {"color-version", "version of the color control data", &PrinterState::color_version},
+    {"color-checksum", "checksum of the color control data", &PrinterState::color_checksum},
+    {"status", "status code; 0: the simulator sets it from its state", &PrinterState::status,
      99999},
-    {"free-buffers", "Free image buffers", &PrinterState::free_buffers, 99},
-    {"initial", "Prints on a new roll", &PrinterState::initial, 9999},
-    {"remaining", "Prints left", &PrinterState::remaining, kMostRemaining},
-    {"life", "Prints made so far", &PrinterState::life, 9999999},
-    {"matte", "Matte prints made so far", &PrinterState::matte, 9999999},
-    {"half-size", "Half-size media counter (RV-40 and RV-40W)", &PrinterState::half_size, 9999},
+    {"free-buffers", "free image buffers", &PrinterState::free_buffers, 99},
+    {"initial", "prints on a new roll", &PrinterState::initial, 9999},
+    {"remaining", "prints left", &PrinterState::remaining, kMostRemaining},
+    {"life", "prints made so far", &PrinterState::life, 9999999},
+    {"matte", "matte prints made so far", &PrinterState::matte, 9999999},
+    {"half-size", "half-size media counter (RV-40 and RV-40W)", &PrinterState::half_size, 9999},
 });
 
 bool is_printable(char c) { return c >= ' ' && c <= '~'; }
