@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vips/vips.h>
 
 #include <csignal>
 #include <filesystem>
@@ -24,7 +25,12 @@ using testing::HasSubstr;
 constexpr std::uint32_t kSide = 16384;
 constexpr std::uint16_t kPatchedSide = 16384;
 constexpr long kEnoughMemoryKib = 300L * 1024;
-constexpr long kMemoryOfPhotoKib = 64'000'000L / 1024;
+
+// libvips 8.16 keeps more rows of a photo that it scales than 8.14 does: 20 MB of this one.
+long memory_of_photo_kib() {
+  const bool has_small_buffers = vips_version(0) == 8 && vips_version(1) <= 14;
+  return (has_small_buffers ? 64'000'000L : 84'000'000L) / 1024;
+}
 
 // The highest peak memory of all children that have ended, including their own children.
 long peak_memory_of_children_kib() {
@@ -85,7 +91,7 @@ class PhotoMemory : public testing::Test {
 
 // The memory for a photo depends on the sheet and on a few rows of the photo. Must be the first
 // test, because the peak of all children counts.
-TEST_F(PhotoMemory, JpegOf24MegapixelsTakesAtMost64Megabytes) {
+TEST_F(PhotoMemory, JpegOf24MegapixelsTakesAtMost64Or84Megabytes) {
 #if defined(__SANITIZE_ADDRESS__)
   GTEST_SKIP() << "the sanitizer uses additional memory";
 #endif
@@ -99,7 +105,7 @@ TEST_F(PhotoMemory, JpegOf24MegapixelsTakesAtMost64Megabytes) {
     filter.environment = {{"PPD", K905_BINARY_DIR "/ppd/K905.ppd"}, {"CONTENT_TYPE", "image/jpeg"}};
     const ChildResult filtered = run_child(filter);
     EXPECT_EQ(filtered.status, 0) << filtered.log;
-    EXPECT_LT(peak_memory_of_children_kib(), kMemoryOfPhotoKib) << photo;
+    EXPECT_LT(peak_memory_of_children_kib(), memory_of_photo_kib()) << photo;
   }
 }
 
