@@ -6,7 +6,6 @@
 
 #include <cctype>
 #include <fstream>
-#include <numeric>
 #include <random>
 
 #include "apps/image/photo.h"
@@ -24,12 +23,6 @@ using testing::Ge;
 using testing::HasSubstr;
 using testing::Le;
 using namespace std::string_literals;
-
-std::vector<std::uint8_t> numbered(std::size_t count) {
-  std::vector<std::uint8_t> bytes(count);
-  std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
-  return bytes;
-}
 
 // Decodes the bytes of a file; fails the test if this is not possible.
 k905::Picture read_bytes(const std::string& bytes) {

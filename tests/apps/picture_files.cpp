@@ -11,6 +11,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 
 #include "apps/image/picture.h"
 #include "tests/support/child_process.h"
@@ -52,6 +53,12 @@ std::string exif_with_orientation(int orientation, bool little_endian) {
 }
 
 }  // namespace
+
+std::vector<std::uint8_t> numbered(std::size_t count) {
+  std::vector<std::uint8_t> bytes(count);
+  std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
+  return bytes;
+}
 
 std::string png_file(std::uint32_t width, std::uint32_t height, const PngKind& kind,
                      const std::vector<std::uint8_t>& rows) {

@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+// 0, 1, 2 and so on, as samples.
+std::vector<std::uint8_t> numbered(std::size_t count);
+
 struct PngKind {
   int color_type = 2;  // the number in PNG: 0 gray, 2 color, 3 palette, 4 and 6 with alpha
   int bits = 8;

@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <filesystem>
-#include <numeric>
 #include <random>
 
 #include "apps/image/contact_sheet.h"
@@ -26,12 +25,6 @@ using testing::Ge;
 using testing::HasSubstr;
 using testing::Le;
 using namespace std::string_literals;
-
-std::vector<std::uint8_t> numbered(std::size_t count) {
-  std::vector<std::uint8_t> bytes(count);
-  std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
-  return bytes;
-}
 
 // --- writing
 

@@ -21,11 +21,6 @@ SheetContent small_sheet() {
   return sheet;
 }
 
-ChildResult preview(const ScratchFolder& folder, const std::vector<std::string>& arguments,
-                    const std::string& input = "") {
-  return run_program(folder, "k905-preview", arguments, input);
-}
-
 TEST(PreviewProgram, ShowsTheSheetAsTheCustomerHoldsIt) {
   const ScratchFolder folder;
   const ChildResult result = preview(folder, {}, wire_sheet(small_sheet()));

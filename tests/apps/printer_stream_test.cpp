@@ -17,7 +17,7 @@ k905::ParsedStream parse(const std::string& stream) {
                                     stream.size());
 }
 
-std::string error_of(const std::string& stream) {
+std::string parse_error(const std::string& stream) {
   const k905::ParsedStream parsed = parse(stream);
   return parsed.error ? describe(*parsed.error) : "no error";
 }
@@ -92,16 +92,18 @@ TEST(PrinterStream, LargestSheetIsAcceptedAndOneMoreColumnRefused) {
   sheet.width = 5000;
   sheet.height = 5000;
   sheet.plane.fill(std::vector<std::uint8_t>(25000000, 7));
-  EXPECT_EQ(error_of(wire_sheet(sheet)), "no error");
+  EXPECT_EQ(parse_error(wire_sheet(sheet)), "no error");
 
   sheet.width = 5001;
   sheet.height = 1;
   sheet.plane.fill(std::vector<std::uint8_t>(5001, 7));
-  EXPECT_EQ(error_of(wire_sheet(sheet)), "offset 50: expected BMP width of 1 to 5000, found 5001");
+  EXPECT_EQ(parse_error(wire_sheet(sheet)),
+            "offset 50: expected BMP width of 1 to 5000, found 5001");
 
   sheet.width = 1;
   sheet.height = 5001;
-  EXPECT_EQ(error_of(wire_sheet(sheet)), "offset 54: expected BMP height of 1 to 5000, found 5001");
+  EXPECT_EQ(parse_error(wire_sheet(sheet)),
+            "offset 54: expected BMP height of 1 to 5000, found 5001");
 }
 
 struct WrongField {
@@ -225,31 +227,34 @@ TEST(PrinterStream, EveryByteOfASheetButItsPixelsIsChecked) {
 TEST(PrinterStream, BytesBetweenCommandsAreFound) {
   std::string stream = wire_sheet({});
   stream.insert(kImage, "\n");
-  EXPECT_EQ(error_of(stream), "offset 1126: expected the escape (0x1b) of a command, found 0x0a");
+  EXPECT_EQ(parse_error(stream),
+            "offset 1126: expected the escape (0x1b) of a command, found 0x0a");
 }
 
 TEST(PrinterStream, BytesAfterTheLastSheetAreAnError) {
   const std::string stream = wire_sheet({});
-  EXPECT_EQ(error_of(stream + "\n"), "offset " + std::to_string(stream.size()) +
-                                         ": expected the escape (0x1b) of a command, found 0x0a");
+  EXPECT_EQ(parse_error(stream + "\n"),
+            "offset " + std::to_string(stream.size()) +
+                ": expected the escape (0x1b) of a command, found 0x0a");
 }
 
 TEST(PrinterStream, SheetWithoutCutterIsAnError) {
   SheetContent sheet;
   std::string stream = wire_sheet(sheet);
   stream.erase(kControls, 40);
-  EXPECT_EQ(error_of(stream), "offset " + std::to_string(kControls + 8) +
-                                  ": expected name \"OVERCOAT        \" or \"CUTTER          \", "
-                                  "found \"START           \"");
+  EXPECT_EQ(parse_error(stream),
+            "offset " + std::to_string(kControls + 8) +
+                ": expected name \"OVERCOAT        \" or \"CUTTER          \", "
+                "found \"START           \"");
 }
 
 TEST(PrinterStream, OvercoatAfterTheCutterIsAnError) {
   const std::string right = matte_sheet();
   const std::string stream = right.substr(0, kControls) + right.substr(kControls + 40, 40) +
                              right.substr(kControls, 40) + right.substr(kControls + 80);
-  EXPECT_EQ(error_of(stream), "offset " + std::to_string(kControls + 48) +
-                                  ": expected name \"START           \", found "
-                                  "\"OVERCOAT        \"");
+  EXPECT_EQ(parse_error(stream), "offset " + std::to_string(kControls + 48) +
+                                     ": expected name \"START           \", found "
+                                     "\"OVERCOAT        \"");
 }
 
 TEST(PrinterStream, TruncatedSheetIsAnErrorAtItsEnd) {
@@ -260,18 +265,18 @@ TEST(PrinterStream, TruncatedSheetIsAnErrorAtItsEnd) {
     EXPECT_EQ(parsed.error->offset, size);
     EXPECT_EQ(parsed.error->found, "the end of the stream");
   }
-  EXPECT_EQ(error_of(right.substr(0, 30)),
+  EXPECT_EQ(parse_error(right.substr(0, 30)),
             "offset 30: expected the whole IMAGE YPLANE command, found the end of the stream");
-  EXPECT_EQ(error_of(right.substr(0, kImage - 2)),
+  EXPECT_EQ(parse_error(right.substr(0, kImage - 2)),
             "offset 1124: expected 2 more bytes of YPLANE, found the end of the stream");
-  EXPECT_EQ(error_of(right.substr(0, kImage)),
+  EXPECT_EQ(parse_error(right.substr(0, kImage)),
             "offset 1126: expected the whole IMAGE MPLANE command, found the end of the stream");
-  EXPECT_EQ(error_of(right.substr(0, kControls)),
+  EXPECT_EQ(parse_error(right.substr(0, kControls)),
             "offset 3378: expected the whole CNTRL OVERCOAT or CNTRL CUTTER command, found the end "
             "of the stream");
-  EXPECT_EQ(error_of(right.substr(0, kControls + 41)),
+  EXPECT_EQ(parse_error(right.substr(0, kControls + 41)),
             "offset 3419: expected the whole CNTRL CUTTER command, found the end of the stream");
-  EXPECT_EQ(error_of(right.substr(0, kControls + 90)),
+  EXPECT_EQ(parse_error(right.substr(0, kControls + 90)),
             "offset 3468: expected the whole CNTRL START command, found the end of the stream");
 }
 

@@ -41,6 +41,11 @@ ChildResult run_program(const ScratchFolder& folder, const std::string& program,
   return run_child(setup);
 }
 
+ChildResult preview(const ScratchFolder& folder, const std::vector<std::string>& arguments,
+                    const std::string& input) {
+  return run_program(folder, "k905-preview", arguments, input);
+}
+
 std::string run_on_terminal(const ScratchFolder& folder, const std::string& program,
                             const std::vector<std::string>& arguments) {
   int master = -1;

@@ -47,11 +47,6 @@ std::string sheet_of(std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
   return wire_sheet(sheet);
 }
 
-ChildResult preview(const ScratchFolder& folder, const std::vector<std::string>& arguments,
-                    const std::string& input) {
-  return run_program(folder, "k905-preview", arguments, input);
-}
-
 class Proof : public testing::Test {
  protected:
   Color shown(const std::string& profile, std::uint8_t red, std::uint8_t green, std::uint8_t blue) {

@@ -24,14 +24,6 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-constexpr char kStart[] = "=== rastertok905 start ===";
-constexpr char kEnd[] = "=== rastertok905 end ===";
-void expect_ended_well(const std::vector<std::string>& log) {
-  ASSERT_FALSE(log.empty());
-  EXPECT_EQ(log.front(), kStart);
-  EXPECT_EQ(log.back(), kEnd);
-}
-
 // ---- exit status ----
 
 TEST(ExitStatus, IsZeroForAPrintedJob) {
@@ -358,13 +350,6 @@ TEST(ClosedPipe, OfTheLogOfAQueryLosesOnlyTheLog) {
 }
 
 // ---- canceled jobs ----
-
-void expect_canceled(InteractiveProcess& process) {
-  const ChildEnd end = process.finish();
-  EXPECT_EQ(end.status, 0);
-  EXPECT_EQ(end.signal, 0);
-  expect_ended_well(process.log());
-}
 
 TEST(Cancel, BeforeAnyInputEndsTheJobAtOnce) {
   InteractiveProcess process(under_cups());

@@ -20,8 +20,6 @@ using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr char kEnd[] = "=== rastertok905 end ===";
-
 // The signal is ignored in this process and its children during the life of the guard.
 class IgnoredSignal {
  public:
@@ -54,14 +52,6 @@ class FileSizeLimit {
 // The abbreviated name ("TERM"): the text of strsignal has blanks, which test names cannot have.
 std::string name_of(const ::testing::TestParamInfo<int>& instance) {
   return sigabbrev_np(instance.param);
-}
-
-void expect_canceled(InteractiveProcess& process) {
-  const ChildEnd end = process.finish();
-  EXPECT_EQ(end.status, 0);
-  EXPECT_EQ(end.signal, 0);
-  ASSERT_FALSE(process.log().empty());
-  EXPECT_EQ(process.log().back(), kEnd);
 }
 
 class CancelSignal : public ::testing::TestWithParam<int> {};

@@ -1,5 +1,7 @@
 #include "tests/cli/small_job.h"
 
+#include <gtest/gtest.h>
+
 #include <random>
 
 RasterPage small_page(unsigned seed) {
@@ -39,4 +41,17 @@ ChildSetup under_cups() {
 
 std::string output_of(unsigned pages) {
   return reference_of(under_cups(), 0, job_of(pages)).output;
+}
+
+void expect_ended_well(const std::vector<std::string>& log) {
+  ASSERT_FALSE(log.empty());
+  EXPECT_EQ(log.front(), "=== rastertok905 start ===");
+  EXPECT_EQ(log.back(), "=== rastertok905 end ===");
+}
+
+void expect_canceled(InteractiveProcess& process) {
+  const ChildEnd end = process.finish();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.signal, 0);
+  expect_ended_well(process.log());
 }

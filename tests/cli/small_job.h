@@ -2,7 +2,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "tests/cli/interactive_process.h"
 #include "tests/support/child_process.h"
 #include "tests/support/raster_builder.h"
 #include "tests/support/reference.h"
@@ -22,6 +24,12 @@ inline constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
 
 // As CUPS starts it, with a PPD file that does not exist: all settings are defaults.
 [[nodiscard]] ChildSetup under_cups();
+
+// Checks the first and the last line.
+void expect_ended_well(const std::vector<std::string>& log);
+
+// Waits for its end, which must be one of a canceled job: in order, with status 0.
+void expect_canceled(InteractiveProcess& process);
 
 // The expected output for job_of().
 [[nodiscard]] std::string output_of(unsigned pages);

@@ -30,7 +30,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-std::string ask(const SimulatedPrinter& printer) {
+std::string report_from(const SimulatedPrinter& printer) {
   return run_filter({"--info", printer.path()}).output;
 }
 
@@ -142,7 +142,7 @@ TEST(Simulator, SheetIsReportedCountedAndSavedUnmirrored) {
   EXPECT_EQ(picture->width, 3U);
   EXPECT_EQ(picture->bytes, (std::vector<std::uint8_t>{3, 13, 23, 2, 12, 22, 1, 11, 21,  //
                                                        6, 16, 26, 5, 15, 25, 4, 14, 24}));
-  EXPECT_EQ(ask(printer), expected_report(after(1)));
+  EXPECT_EQ(report_from(printer), expected_report(after(1)));
 }
 
 TEST(Simulator, SheetIsSavedWithoutTheMarginsOutsideThePaper) {
@@ -216,7 +216,7 @@ TEST(Simulator, MatteSheetsAreCountedSeparately) {
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, matte, cutter 120, 399 left");
   auto lines = after(1);
   lines["PrintVolumeMatteCounter"] = "CMT 0000057 (57)";
-  EXPECT_EQ(ask(printer), expected_report(lines));
+  EXPECT_EQ(report_from(printer), expected_report(lines));
 }
 
 TEST(Simulator, FewerPrintsAreLeftAfterASheet) {
@@ -233,11 +233,11 @@ TEST(Simulator, FewerPrintsAreLeftAfterASheet) {
 
   const ScratchFolder folder;
   SimulatedPrinter printer({"--sheets", folder.path()});
-  EXPECT_EQ(ask(printer), expected_report());
+  EXPECT_EQ(report_from(printer), expected_report());
   ASSERT_TRUE(printer.send(printed.output));
   EXPECT_TRUE(printer.next_line().starts_with("sheet 1: "));
   EXPECT_TRUE(printer.next_line().starts_with("sheet 2: "));
-  EXPECT_EQ(ask(printer), expected_report(after(2)));
+  EXPECT_EQ(report_from(printer), expected_report(after(2)));
 }
 
 TEST(Simulator, WithoutPaperItReportsPaperEndAndPrintsNothing) {
@@ -247,9 +247,10 @@ TEST(Simulator, WithoutPaperItReportsPaperEndAndPrintsNothing) {
   EXPECT_TRUE(printer.next_line().ends_with(" 0 left"));
   ASSERT_TRUE(printer.send(wire_sheet({})));
   EXPECT_EQ(printer.next_line(), "no paper: 3x2, glossy, cutter 0 was not printed");
-  EXPECT_EQ(ask(printer), expected_report({{"PrintStatus", "Paper End (1100)"},
-                                           {"PrintRemainQuantity", "MQT 0050 (0)"},
-                                           {"PrintVolumeLifeCounter", "CL0001235 (1235)"}}));
+  EXPECT_EQ(report_from(printer),
+            expected_report({{"PrintStatus", "Paper End (1100)"},
+                             {"PrintRemainQuantity", "MQT 0050 (0)"},
+                             {"PrintVolumeLifeCounter", "CL0001235 (1235)"}}));
   EXPECT_FALSE(std::filesystem::exists(folder.path() + "/sheet-0002.png"));
 }
 
@@ -257,10 +258,11 @@ TEST(Simulator, ProtocolErrorIsADataErrorUntilTheNextValidSheet) {
   SimulatedPrinter printer;
   ASSERT_TRUE(printer.send("%!PS-Adobe-3.0 is not what this printer understands\n"));
   EXPECT_TRUE(printer.next_line().starts_with("data error: "));
-  EXPECT_EQ(ask(printer), expected_report({{"PrintStatus", "Data error (improper data) (1600)"}}));
+  EXPECT_EQ(report_from(printer),
+            expected_report({{"PrintStatus", "Data error (improper data) (1600)"}}));
   ASSERT_TRUE(printer.send(wire_sheet({})));
   EXPECT_TRUE(printer.next_line().starts_with("sheet 1: "));
-  EXPECT_EQ(ask(printer), expected_report(after(1)));
+  EXPECT_EQ(report_from(printer), expected_report(after(1)));
 }
 
 TEST(Simulator, DisconnectInsideASheetDoesNotAffectTheNextClient) {
@@ -350,7 +352,7 @@ TEST(Simulator, RepliesToATerminalClientAreDiscardedWhenItCloses) {
   EXPECT_LT(taken, 16U << 20);
   close(client);
   wait_for_complete_round(network);
-  EXPECT_EQ(ask(printer), expected_report());
+  EXPECT_EQ(report_from(printer), expected_report());
   close(network);
 }
 
@@ -366,7 +368,7 @@ TEST(Simulator, NetworkTakesJobsAndQuestionsAndClosesWhenTheClientIsDone) {
     close(client);
     EXPECT_TRUE(printer.next_line().starts_with("sheet " + std::to_string(round) + ": "));
   }
-  EXPECT_EQ(ask(printer), expected_report(after(2)));
+  EXPECT_EQ(report_from(printer), expected_report(after(2)));
 }
 
 TEST(Simulator, SecondNetworkClientWaitsForTheFirst) {
@@ -413,18 +415,19 @@ TEST(Simulator, StateFileIsCreatedUpdatedAndReadWhileRunning) {
   EXPECT_NE(folder.read("state")->find("remaining = 8\nlife = 1235\n"), std::string::npos);
 
   folder.write("state", "# a user opened it\nstatus = 1000\nremaining = 8\nlife = 1235\n");
-  EXPECT_EQ(ask(printer), expected_report({{"PrintStatus", "Cover is open (1000)"},
-                                           {"PrintRemainQuantity", "MQT 0058 (8)"},
-                                           {"PrintVolumeLifeCounter", "CL0001235 (1235)"}}));
+  EXPECT_EQ(report_from(printer),
+            expected_report({{"PrintStatus", "Cover is open (1000)"},
+                             {"PrintRemainQuantity", "MQT 0058 (8)"},
+                             {"PrintVolumeLifeCounter", "CL0001235 (1235)"}}));
 }
 
 TEST(Simulator, StateFileOfAnEarlierRunIsUsed) {
   const ScratchFolder folder;
   const std::string path = folder.write("state", "media = 6x4\nremaining = 3\n");
   const SimulatedPrinter printer({"--state", path});
-  EXPECT_EQ(ask(printer), expected_report({{"PrintMediaInfo", "6x4"},
-                                           {"PrintRemainQuantity", "MQT 0053 (3)"},
-                                           {"ActPrintMediaInfo", "6x4"}}));
+  EXPECT_EQ(report_from(printer), expected_report({{"PrintMediaInfo", "6x4"},
+                                                   {"PrintRemainQuantity", "MQT 0053 (3)"},
+                                                   {"ActPrintMediaInfo", "6x4"}}));
 }
 
 TEST(Simulator, WrongArgumentsAreUsageErrors) {
