@@ -19,8 +19,10 @@
 #include <memory>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 
 #include "apps/backend/sheet_lock.h"
+#include "apps/base/descriptor.h"
 #include "apps/base/fnv1a.h"
 #include "apps/base/write_whole.h"
 
@@ -79,13 +81,13 @@ bool take_field(const std::string& key, const std::string& value, JobRecord& rec
          (key == "ended" && parse_number(value, record.ended));
 }
 
-std::string text_of(int descriptor) {
-  std::string text;
+// Returns 0 or errno.
+int read_text(int descriptor, std::string& text) {
   char piece[4096];
   for (;;) {
     const ssize_t got = read(descriptor, piece, sizeof piece);
     if (got <= 0) {
-      return text;
+      return got == 0 ? 0 : errno;
     }
     text.append(piece, static_cast<std::size_t>(got));
   }
@@ -256,18 +258,28 @@ void RecordFolder::unlock_job(int job) {
   (void)lock_byte(job, F_UNLCK);
 }
 
-std::optional<JobRecord> RecordFolder::read(const std::string& file) const {
-  const int descriptor = openat(folder_, file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-  if (descriptor < 0) {
-    return std::nullopt;
+int RecordFolder::read(const std::string& file, std::optional<JobRecord>& record) const {
+  const Descriptor opened(openat(folder_, file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  if (!opened) {
+    return errno == ENOENT ? 0 : errno;
   }
-  const std::optional<Version> version = newest_version(text_of(descriptor));
-  close(descriptor);
-  return version ? std::optional(version->record) : std::nullopt;
+  std::string text;
+  if (const int error = read_text(opened.get(), text)) {
+    return error;
+  }
+  if (const std::optional<Version> version = newest_version(text)) {
+    record = version->record;
+  }
+  return 0;
 }
 
 JobRecord RecordFolder::load(int job, const std::string& identity) const {
-  const std::optional<JobRecord> record = read(file_name(job));
+  std::optional<JobRecord> record;
+  const int error = folder_ < 0 ? 0 : read(file_name(job), record);
+  if (error != 0) {
+    throw std::system_error(error, std::generic_category(),
+                            "The record of job " + std::to_string(job) + " cannot be read");
+  }
   if (record && record->job == job && record->identity == one_line(identity)) {
     return *record;
   }
@@ -282,8 +294,8 @@ void RecordFolder::for_each_record(
   // cppcheck-suppress readdirCalled
   while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
     const std::string name = entry->d_name;
-    const std::optional<JobRecord> record = name.starts_with(kPrefix) ? read(name) : std::nullopt;
-    if (record) {
+    std::optional<JobRecord> record;
+    if (name.starts_with(kPrefix) && read(name, record) == 0 && record) {
       visit(name, *record);
     }
   }

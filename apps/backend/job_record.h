@@ -49,7 +49,7 @@ class RecordFolder {
   void unlock_job(int job);
 
   // The job's record, an empty one if there is none or it belongs to an earlier job with this
-  // number.
+  // number. Throws std::system_error if it cannot be read: the job must not begin again then.
   [[nodiscard]] JobRecord load(int job, const std::string& identity) const;
 
   // Records of sheets whose outcome on this printer its life counter can decide. Only the process
@@ -72,7 +72,8 @@ class RecordFolder {
  private:
   void for_each_record(
       const std::function<void(const std::string& file, const JobRecord& record)>& visit) const;
-  [[nodiscard]] std::optional<JobRecord> read(const std::string& file) const;
+  // Returns 0 or errno. No file is no error, and no record.
+  int read(const std::string& file, std::optional<JobRecord>& record) const;
   int set_owner(int descriptor) const;
   bool open_lock_file(const std::string& name, int& descriptor) const;
   [[nodiscard]] int lock_byte(int job, short type) const;

@@ -89,6 +89,23 @@ TEST_F(Records, DamagedRecordIsIgnored) {
   EXPECT_TRUE(records.undecided_sheets_on("K9051234").empty());
 }
 
+// The job would begin again at its first sheet.
+TEST_F(Records, RecordThatCannotBeReadIsAnErrorAndStopsNoOtherJob) {
+  RecordFolder records;
+  ASSERT_EQ(records.open(folder(), -1, -1), 0);
+  JobRecord other = kRecord;
+  other.job = 13;
+  ASSERT_EQ(records.save(other), 0);
+  std::filesystem::create_directory(folder() + "/job-12");
+  try {
+    (void)records.load(12, "urn:uuid:1");
+    FAIL() << "loaded";
+  } catch (const std::system_error& error) {
+    EXPECT_STREQ(error.what(), "The record of job 12 cannot be read: Is a directory");
+  }
+  EXPECT_EQ(records.undecided_sheets_on("K9051234"), std::vector{other});
+}
+
 // Whatever part of the newest version reached the disk, the version before it is used.
 TEST_F(Records, TruncatedVersionIsSkipped) {
   for (const std::size_t cut : {0U, 1U, 30U, 100U, 120U}) {
