@@ -70,8 +70,12 @@ SheetSource::Next SheetSource::end_of_copy() {
     return Next::kSheet;  // the parser has an error now
   }
   --copies_left_;
-  if (copies_left_ <= 0 || lseek(descriptor_, 0, SEEK_SET) != 0) {
+  if (copies_left_ <= 0) {
     return Next::kEnd;
+  }
+  if (lseek(descriptor_, 0, SEEK_SET) != 0) {
+    problem_ = std::strerror(errno);
+    return Next::kFailed;
   }
   parser_ = new_parser();
   return Next::kSheet;

@@ -160,6 +160,18 @@ class WholeJobs(Backend):
         self.assertEqual(done.returncode, DONE, done.stderr)
         self.assert_printed([1, 2, 1, 2, 1, 2])
 
+    def test_copies_of_a_file_that_can_be_read_only_once_are_reported(self):
+        pipe = self.scratch / "pipe"
+        os.mkfifo(pipe)
+        with tempfile.TemporaryFile("w+") as messages:
+            backend = subprocess.Popen([BUILD / "k905", "7", "me", "photos", "2", "", pipe], stderr=messages,
+                                       env={"DEVICE_URI": self.uri, "CUPS_CACHEDIR": str(self.cache)})
+            pipe.write_bytes(numbered_sheets.job(2))
+            self.assertEqual(backend.wait(60), HOLD)
+            messages.seek(0)
+            self.assertIn("ERROR: Print data cannot be read: Illegal seek", messages.read().splitlines())
+        self.assert_printed([1, 2])
+
     def test_an_invalid_sheet_and_what_follows_it_are_not_sent(self):
         good = numbered_sheets.sheet(1)
         bad = bytearray(numbered_sheets.sheet(2))
