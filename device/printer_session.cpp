@@ -207,7 +207,7 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
                                                      const std::string& identity,
                                                      bool interrupted) {
   SheetOutcome sheet(before, setup_.settle, interrupted, Clock::now());
-  for (;;) {
+  for (int unanswered = 0;;) {
     if (!printer_.is_open()) {
       if (!wait_until_connected(Phase::kAfterSheet)) {
         return Outcome::kUndecided;
@@ -223,12 +223,18 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
       return Outcome::kPrinted;
     }
     const Reply status = ask(QuestionId::kStatus);
-    const Obstacle obstacle = status_obstacle(status);
+    Obstacle obstacle = status_obstacle(status);
     const Outcome outcome = sheet.observe(
         life.valid_number(), status.valid_number(), obstacle.kind == Kind::kNone, Clock::now(),
         [this] { return ask(QuestionId::kFreeBuffers).valid_number().value_or(0); });
     if (outcome != Outcome::kUndecided) {
       return outcome;
+    }
+    // The printer answers, but repeatedly not the question that decides.
+    unanswered = life.error == 0 ? 0 : unanswered + 1;
+    if (printer_.is_open() && unanswered >= kUnansweredMeansOffline) {
+      printer_.close();
+      obstacle = lost(life.error);
     }
     if (!owner_.wait(Phase::kAfterSheet, obstacle, kOutcomePause)) {
       return Outcome::kUndecided;

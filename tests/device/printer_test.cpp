@@ -282,17 +282,32 @@ TEST_F(PrinterTest, UnansweredQuestionForTheSerialNumberIsRepeated) {
   EXPECT_EQ(session.identity(), "K9051234");
 }
 
+// Shows every obstacle until the printer is offline.
+PrinterSession::Owner waiting_until_offline(std::vector<Obstacle>& shown) {
+  return {.wait =
+              [&shown](auto, const Obstacle& obstacle, auto) {
+                shown.push_back(obstacle);
+                return obstacle.kind != Obstacle::Kind::kOffline && shown.size() < 20;
+              },
+          .opened = nullptr,
+          .sent = nullptr};
+}
+
+// Otherwise the job would wait without a reason until it is stopped.
+TEST_F(PrinterTest, PrinterThatNeverReportsItsLifeCounterAfterASheetIsShownAsNotAnswering) {
+  const ScriptedPrinter scripted({ready_printer("MNT_RDCOUNTER_LIFE", 20)});
+  std::vector<Obstacle> shown;
+  PrinterSession session({.address = scripted.address()}, waiting_until_offline(shown));
+  ASSERT_TRUE(session.wait_until_connected(PrinterSession::Phase::kBeforeSheet));
+  EXPECT_EQ(session.find_outcome({.life = 1233, .buffers = 2}, "K9051234", false),
+            PrinterSession::Outcome::kUndecided);
+  EXPECT_EQ(shown.back().sentence, "the printer does not answer");
+}
+
 TEST_F(PrinterTest, PrinterThatNeverReportsItsMediaIsShownAsNotAnswering) {
   const ScriptedPrinter scripted({ready_printer("INFO  MEDIA", 2)});
   std::vector<Obstacle> shown;
-  PrinterSession session({.address = scripted.address()},
-                         {.wait =
-                              [&shown](auto, const Obstacle& obstacle, auto) {
-                                shown.push_back(obstacle);
-                                return obstacle.kind != Obstacle::Kind::kOffline;
-                              },
-                          .opened = nullptr,
-                          .sent = nullptr});
+  PrinterSession session({.address = scripted.address()}, waiting_until_offline(shown));
   SheetCounters counters;
   EXPECT_FALSE(session.wait_until_ready("6x8", counters));
   ASSERT_EQ(shown.size(), 2U);
