@@ -294,7 +294,7 @@ PrinterSession::Owner waiting_until_offline(std::vector<Obstacle>& shown) {
 }
 
 // Otherwise the job would wait without a reason until it is stopped.
-TEST_F(PrinterTest, PrinterThatNeverReportsItsLifeCounterAfterASheetIsShownAsNotAnswering) {
+TEST_F(PrinterTest, PrinterWithoutALifeCounterAfterASheetIsShownAsNotAnswering) {
   const ScriptedPrinter scripted({ready_printer("MNT_RDCOUNTER_LIFE", 20)});
   std::vector<Obstacle> shown;
   PrinterSession session({.address = scripted.address()}, waiting_until_offline(shown));
