@@ -13,11 +13,11 @@
                  settings/ <----------+
                      |
                      v
-                 paper/                         diag/ beside all of them
+                 paper/                         diag/ is included by all but kernels/ and paper/
 
-An arrow means "may include", directly or over several arrows. The kernels include
-only standard headers and each other; all layers but the kernels and the papers may log; each outside
-library is included in one place only; a folder can have private headers. Prints a line per finding; the
+An arrow means "may include"; it also holds for the folders that are reached over several arrows. The kernels
+include only standard headers and each other; all folders except kernels/ and paper/ may include diag/; each outside
+library is included in one place only; a folder can have private headers. Prints a line for each finding; the
 exit status is 1 if there is one.
 
 usage: check_layers.py [root of the source tree]
@@ -38,22 +38,21 @@ ARROWS = {
     "kernels": [],
     "diag": [],
 }
-SILENT = {"kernels", "paper", "diag"}  # every other layer may use diag/
+WITHOUT_LOG = {"kernels", "paper", "diag"}  # all others may include diag/
 
 # Folder -> the headers that files outside it may include. Folders that are not named here have no
 # private headers.
 PUBLIC_HEADERS = {"pipeline": {"pipeline/page_pipeline.h", "pipeline/planes.h"}}
 
 # Outside header -> the files that may include it.
-DOORS = {
+ALLOWED_FILES = {
     "lcms2.h": re.compile(r"pipeline/icc_transform\.cpp"),
     "lcms2_plugin.h": re.compile(r"pipeline/icc_transform\.cpp"),
     "cups/ppd.h": re.compile(r"settings/ppd_defaults\.\w+"),
 }
 
-# The language: standard headers carry no ending; the vector types of the processors come with the
-# compiler.
-LANGUAGE = re.compile(r"[a-z_0-9]+|(x86|imm|arm_(neon|sve))[a-z]*\.h|cpuid\.h")
+# Standard headers have no ending; the headers with vector types of processors are part of the compiler.
+STANDARD_HEADER = re.compile(r"[a-z_0-9]+|(x86|imm|arm_(neon|sve))[a-z]*\.h|cpuid\.h")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
@@ -72,7 +71,7 @@ def layer_of(path):
 def reachable(layer):
     """The layers that `layer` may include: itself and all layers below."""
     below = {layer}.union(*(reachable(next_layer) for next_layer in ARROWS[layer]))
-    return below if layer in SILENT else below | {"diag"}
+    return below if layer in WITHOUT_LOG else below | {"diag"}
 
 
 def includes_of(file):
@@ -83,30 +82,30 @@ def includes_of(file):
 
 
 def is_private(included, path):
-    """Whether `included` is no header for the folder of `path`."""
+    """Whether `included` is a private header of another folder than that of `path`."""
     folder = included.split("/")[0]
     public = PUBLIC_HEADERS.get(folder)
     return public is not None and path.split("/")[0] != folder and included not in public
 
 
-def objection(path, form, included):
+def fault_of(path, form, included):
     """What is wrong with this include, or None."""
     layer = layer_of(path)
     if form == '"':
         target = layer_of(included)
         if target is None:
-            return "is no path from the root of the product"
+            return "is not a path from the root of the source tree"
         if target not in reachable(layer):
-            return f"points upward: {layer} may not know {target}"
+            return f"breaks the layers: {layer} may not include {target}"
         if is_private(included, path):
             return "is private to its folder"
         return None
     if layer_of(included) is not None:
-        return "is our own and belongs in double quotes"
-    if layer == "kernels" and not LANGUAGE.fullmatch(included):
-        return "is more than the language: kernels know nothing else"
-    if included in DOORS and not DOORS[included].fullmatch(path):
-        return "has its door elsewhere"
+        return "is a header of this project: use double quotes"
+    if layer == "kernels" and not STANDARD_HEADER.fullmatch(included):
+        return "is no standard header: kernels may include no others"
+    if included in ALLOWED_FILES and not ALLOWED_FILES[included].fullmatch(path):
+        return "may be included only in other files (see ALLOWED_FILES)"
     return None
 
 
@@ -114,7 +113,7 @@ def check_includes(root):
     for file in files_in(root, PRODUCT, {".h", ".cpp"}):
         path = file.relative_to(root).as_posix()
         for number, form, included in includes_of(file):
-            if reason := objection(path, form, included):
+            if reason := fault_of(path, form, included):
                 yield f"{path}:{number}: {included} {reason}"
 
 
@@ -141,7 +140,7 @@ def main(arguments):
     here = pathlib.Path(__file__).resolve().parent
     root = pathlib.Path(arguments[1]) if len(arguments) > 1 else here.parent
     if not files_in(root, PRODUCT, {".cpp"}):
-        print(f"{root}: no sources here")
+        print(f"{root}: found no source files")
         return 1
     findings = [*check_includes(root), *check_headers(root)]
     for finding in findings:

@@ -72,7 +72,7 @@ class CheckLayers(unittest.TestCase):
             self.expect(
                 path,
                 f'// Text.\n#include "{included}"\n',
-                f"2: {included} points upward: {layer} may not know {target}",
+                f"2: {included} breaks the layers: {layer} may not include {target}",
             )
 
     def test_headers_of_the_pipeline_are_private_but_for_two(self):
@@ -91,24 +91,24 @@ class CheckLayers(unittest.TestCase):
         self.expect(
             "pipeline/a.cpp",
             '#include "protocol/print_page.h"\n',
-            "1: protocol/print_page.h points upward: pipeline may not know protocol",
+            "1: protocol/print_page.h breaks the layers: pipeline may not include protocol",
         )
         self.expect(
             "protocol/a.cpp",
             '#include "pipeline/planes.h"\n',
-            "1: pipeline/planes.h points upward: protocol may not know pipeline",
+            "1: pipeline/planes.h breaks the layers: protocol may not include pipeline",
         )
 
     def test_kernels_and_papers_do_not_log(self):
         self.expect(
             "pipeline/kernels/a.cpp",
             '#include "diag/log.h"\n',
-            "1: diag/log.h points upward: kernels may not know diag",
+            "1: diag/log.h breaks the layers: kernels may not include diag",
         )
         self.expect(
             "paper/paper_table.h",
             '// Papers.\n#pragma once\n#  include "diag/log.h"\n',
-            "3: diag/log.h points upward: paper may not know diag",
+            "3: diag/log.h breaks the layers: paper may not include diag",
         )
 
     def test_kernels_include_only_the_standard_library(self):
@@ -116,33 +116,33 @@ class CheckLayers(unittest.TestCase):
             self.expect(
                 "pipeline/kernels/a.cpp",
                 f"#include <{included}>\n",
-                f"1: {included} is more than the language: kernels know nothing else",
+                f"1: {included} is no standard header: kernels may include no others",
             )
         self.expect(
             "pipeline/kernels/a.cpp",
             '#include "pipeline/planes.h"\n',
-            "1: pipeline/planes.h points upward: kernels may not know pipeline",
+            "1: pipeline/planes.h breaks the layers: kernels may not include pipeline",
         )
 
-    def test_outside_libraries_have_one_door_each(self):
-        self.expect("pipeline/a.cpp", "#include <lcms2.h>\n", "1: lcms2.h has its door elsewhere")
+    def test_each_outside_library_is_included_in_one_place(self):
+        self.expect("pipeline/a.cpp", "#include <lcms2.h>\n", "1: lcms2.h may be included only in other files (see ALLOWED_FILES)")
         self.expect(
-            "settings/a.cpp", "#include <cups/ppd.h>\n", "1: cups/ppd.h has its door elsewhere"
+            "settings/a.cpp", "#include <cups/ppd.h>\n", "1: cups/ppd.h may be included only in other files (see ALLOWED_FILES)"
         )
 
     def test_own_files_are_included_by_their_path_from_the_root(self):
         self.expect(
-            "protocol/a.cpp", '#include "bmp.h"\n', "1: bmp.h is no path from the root of the product"
+            "protocol/a.cpp", '#include "bmp.h"\n', "1: bmp.h is not a path from the root of the source tree"
         )
         self.expect(
             "protocol/a.cpp",
             '#include "tests/support/x.h"\n',
-            "1: tests/support/x.h is no path from the root of the product",
+            "1: tests/support/x.h is not a path from the root of the source tree",
         )
         self.expect(
             "protocol/a.cpp",
             "#include <diag/log.h>\n",
-            "1: diag/log.h is our own and belongs in double quotes",
+            "1: diag/log.h is a header of this project: use double quotes",
         )
 
     def test_headers_open_with_a_comment_and_guard_themselves(self):
