@@ -5,11 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
+
+#include "tests/support/child_process.h"
 
 namespace k905::backend {
 namespace {
@@ -27,20 +27,12 @@ const JobRecord kRecord{.job = 12,
 
 class Records : public testing::Test {
  protected:
-  Records() {
-    char folder[] = "/tmp/k905_records_XXXXXX";
-    root_ = mkdtemp(folder);
-  }
-  ~Records() override { std::filesystem::remove_all(root_); }
-
   [[nodiscard]] std::string folder() const { return (root_ / "k905").string(); }
 
-  [[nodiscard]] std::string content() const {
-    std::ifstream file(folder() + "/job-12", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  [[nodiscard]] std::string content() const { return read_file(folder() + "/job-12"); }
 
-  std::filesystem::path root_;
+  ScratchFolder scratch_;
+  std::filesystem::path root_ = scratch_.path();
 };
 
 TEST_F(Records, RecordIsReadBackAsItWasSaved) {

@@ -6,10 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,19 +23,12 @@ using ::testing::StartsWith;
 
 const std::string kQueuePpd = std::string(K905_BINARY_DIR) + "/ppd/K905.ppd";
 
-std::string text_of(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 // The copy as the filter would read it.
 std::string job_ppd_text(const std::string& path, const char* options) {
   const JobPpd job = make_job_ppd(path.c_str(), options);
   EXPECT_EQ(job.failure, "");
   if (job.descriptor < 0) return "";
-  std::string text = text_of("/dev/fd/" + std::to_string(job.descriptor));
+  std::string text = read_file("/dev/fd/" + std::to_string(job.descriptor));
   close(job.descriptor);
   return text;
 }
@@ -47,22 +37,15 @@ std::vector<std::string> job_ppd_lines(const char* options) {
   return lines_of(job_ppd_text(kQueuePpd, options));
 }
 
-// A PPD file with the given text; removed by the destructor.
+// A PPD file with the given text.
 class ScratchPpd {
  public:
-  explicit ScratchPpd(const std::string& text) {
-    const int file = mkstemp(path_);
-    EXPECT_GE(file, 0);
-    EXPECT_EQ(write(file, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    close(file);
-  }
-  ~ScratchPpd() { unlink(path_); }
-  ScratchPpd(const ScratchPpd&) = delete;
-  ScratchPpd& operator=(const ScratchPpd&) = delete;
-  [[nodiscard]] const char* path() const { return path_; }
+  explicit ScratchPpd(const std::string& text) : path_(folder_.write("queue.ppd", text)) {}
+  [[nodiscard]] const char* path() const { return path_.c_str(); }
 
  private:
-  char path_[32] = "/tmp/k905_job_ppd_XXXXXX";
+  ScratchFolder folder_;
+  std::string path_;
 };
 
 std::string small_ppd(const std::string& body) {
@@ -73,7 +56,7 @@ std::string small_ppd(const std::string& body) {
 }
 
 TEST(JobPpd, WithoutOptionsIsTheQueuesFileExceptForTheMissingProfile) {
-  std::string expected = text_of(kQueuePpd);
+  std::string expected = read_file(kQueuePpd);
   const std::string no_profile = "*DefaultICCProfile: None\n";
   expected.erase(expected.find(no_profile), no_profile.size());
   EXPECT_EQ(job_ppd_text(kQueuePpd, ""), expected);

@@ -4,10 +4,10 @@
 #include "device/usb_printers.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <fstream>
+
+#include "tests/support/child_process.h"
 
 namespace k905 {
 namespace {
@@ -15,12 +15,9 @@ namespace {
 class UsbPrinters : public testing::Test {
  protected:
   UsbPrinters() {
-    char folder[] = "/tmp/k905_usb_XXXXXX";
-    root_ = mkdtemp(folder);
     folders_.devices = root_ / "class";
     std::filesystem::create_directory(folders_.devices);
   }
-  ~UsbPrinters() override { std::filesystem::remove_all(root_); }
 
   void connect(const std::string& name, const std::string& serial, const std::string& id) {
     const std::filesystem::path device = root_ / ("usb-" + name);
@@ -34,7 +31,8 @@ class UsbPrinters : public testing::Test {
                                               folders_.devices / name / "device");
   }
 
-  std::filesystem::path root_;
+  ScratchFolder scratch_;
+  std::filesystem::path root_ = scratch_.path();
   UsbFolders folders_;
 };
 

@@ -77,15 +77,10 @@ namespace {
 class DebugImage : public ::testing::Test {
  protected:
   DebugImage() : ppd_("PPD", nullptr), zone_("TZ", "UTC0") {
-    char scratch[] = "/tmp/k905_image_test_XXXXXX";
-    scratch_ = mkdtemp(scratch);
     folder_of_this_test = scratch_ + "/images";
     tzset();
   }
-  ~DebugImage() override {
-    folder_of_this_test.clear();
-    fs::remove_all(scratch_);
-  }
+  ~DebugImage() override { folder_of_this_test.clear(); }
 
   // A 2 x 2 image with twelve different bytes.
   static std::string save(const char* tag) {
@@ -99,7 +94,8 @@ class DebugImage : public ::testing::Test {
     return read_file(folder_of_this_test + "/" + file_name);
   }
 
-  std::string scratch_;
+  ScratchFolder folder_;
+  std::string scratch_ = folder_.path();
 
  private:
   EnvironmentGuard ppd_;

@@ -30,10 +30,7 @@ constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
 
 RasterPage small_page(unsigned seed, unsigned colors = 3) {
   std::mt19937 random(seed);
-  cups_page_header2_t header = page_header(40, 30, colors);
-  header.PageSize[0] = 461;  // the smallest paper
-  header.PageSize[1] = 261;
-  RasterPage page = blank_page(header);
+  RasterPage page = blank_page(smallest_page_header(40, 30, colors));
   fill_with_gradient(page, random);
   return page;
 }

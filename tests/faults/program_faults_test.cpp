@@ -38,10 +38,7 @@ std::string two_pages() {
   std::mt19937 random(5);
   std::vector<RasterPage> pages;
   for (int i = 0; i < 2; ++i) {
-    cups_page_header2_t header = page_header(40, 30);
-    header.PageSize[0] = 461;  // the smallest paper
-    header.PageSize[1] = 261;
-    pages.push_back(blank_page(header));
+    pages.push_back(blank_page(smallest_page_header(40, 30)));
     fill_with_gradient(pages.back(), random);
   }
   return raster_stream(pages);

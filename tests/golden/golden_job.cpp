@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "tests/support/build_paths.h"
+#include "tests/support/child_process.h"
 
 namespace {
 
@@ -83,10 +84,7 @@ std::optional<GoldenJob> read_golden_job(const std::string& name, std::string& e
 }
 
 std::string accepted_text(const std::string& job, const std::string& file) {
-  std::ifstream stream(folder() / job / file, std::ios::binary);
-  std::ostringstream text;
-  text << stream.rdbuf();
-  return text.str();
+  return read_file(folder() / job / file);
 }
 
 bool has_accepted_log(const std::string& job) { return fs::exists(folder() / job / "log"); }

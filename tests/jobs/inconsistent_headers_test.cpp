@@ -92,10 +92,7 @@ std::mt19937 random_for(std::size_t group) {
 }
 
 RasterPage small_page(std::mt19937& random) {
-  Header header = page_header(50, 40);
-  header.PageSize[0] = 461;  // the smallest paper
-  header.PageSize[1] = 261;
-  RasterPage page = blank_page(header);
+  RasterPage page = blank_page(smallest_page_header(50, 40));
   fill_with_gradient(page, random);
   return page;
 }

@@ -31,7 +31,6 @@ constexpr PaperSize kPapers[] = {
     {"w432h576", 461, 585},
     {"default", 200, 200},
 };
-constexpr const PaperSize& kSmallest = kPapers[0];
 
 RasterPage filled_page(const cups_page_header2_t& header, unsigned seed,
                        void (*fill)(RasterPage&, std::mt19937&)) {
@@ -69,7 +68,7 @@ cups_page_header2_t header_for(const PaperSize& paper, unsigned width, unsigned 
 
 // A small image on the smallest paper: the fastest page to print.
 RasterPage quick_page(unsigned seed = 1) {
-  return gradient_page(header_for(kSmallest, 50, 40), seed);
+  return gradient_page(smallest_page_header(50, 40), seed);
 }
 
 // ---- papers ----
@@ -136,7 +135,7 @@ TEST_P(EveryInputClass, UnderEveryColorSpace) {
   std::vector<RasterPage> pages;
   for (const unsigned space : {6U, 0U, 1U, 2U, 3U, 4U, 5U}) {
     // With an odd width, some bits of the last byte of a line are unused.
-    cups_page_header2_t header = header_for(kSmallest, 43, 29, GetParam().colors, GetParam().bits);
+    cups_page_header2_t header = smallest_page_header(43, 29, GetParam().colors, GetParam().bits);
     header.cupsColorSpace = static_cast<cups_cspace_t>(space);
     pages.push_back(noise_page(header, space));
   }
@@ -154,7 +153,7 @@ TEST_P(EveryColorModel, ForThreeColorsAndFour) {
   job.choose("ColorModel", GetParam());
   std::vector<RasterPage> pages;
   for (const unsigned colors : {3U, 4U, 1U}) {
-    cups_page_header2_t header = header_for(kSmallest, 64, 64, colors);
+    cups_page_header2_t header = smallest_page_header(64, 64, colors);
     header.cupsColorSpace = CUPS_CSPACE_DEVICE3;  // does not change the color model of the PPD file
     pages.push_back(noise_page(header, colors));
   }
@@ -173,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(Jobs, EveryColorModel,
 TEST(Streams, OtherByteOrderGivesTheSameJob) {
   JobRecipe job;
   job.input =
-      raw_raster_stream({noise_page(header_for(kSmallest, 33, 20, 3, 16)), quick_page()}, true);
+      raw_raster_stream({noise_page(smallest_page_header(33, 20, 3, 16)), quick_page()}, true);
   expect_like_reference(job);
 }
 
@@ -518,7 +517,7 @@ TEST(TwoUp, OnlyTheFirstPageDecides) {
 class EveryInconsistency : public ::testing::TestWithParam<void (*)(RasterPage&)> {};
 
 TEST_P(EveryInconsistency, IsHandledAndTheNextPagePrinted) {
-  RasterPage page = noise_page(header_for(kSmallest, 50, 40));
+  RasterPage page = noise_page(smallest_page_header(50, 40));
   GetParam()(page);
   JobRecipe job;
   job.input = raw_raster_stream({page, quick_page(2)});
@@ -588,15 +587,15 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& instance) { return "Number" + std::to_string(instance.index); });
 
 TEST(Headers, InconsistenciesAreTheSameForEveryCopy) {
-  RasterPage short_lines = noise_page(header_for(kSmallest, 50, 40));
+  RasterPage short_lines = noise_page(smallest_page_header(50, 40));
   short_lines.header.cupsBytesPerLine = 75;
   short_lines.pixels.resize(std::size_t{75} * 40);
-  RasterPage planar = noise_page(header_for(kSmallest, 50, 40), 2);
+  RasterPage planar = noise_page(smallest_page_header(50, 40), 2);
   planar.header.cupsColorOrder = CUPS_ORDER_PLANAR;
   planar.pixels.resize(planar.pixels.size() * 3, 77);
-  RasterPage empty = noise_page(header_for(kSmallest, 50, 40), 3);
+  RasterPage empty = noise_page(smallest_page_header(50, 40), 3);
   empty.header.cupsWidth = 0;
-  const RasterPage unsupported = noise_page(header_for(kSmallest, 50, 4, 2), 4);
+  const RasterPage unsupported = noise_page(smallest_page_header(50, 4, 2), 4);
   JobRecipe job;
   job.arguments.insert(job.arguments.end(), {"--copies", "2"});
   job.input = raw_raster_stream({short_lines, planar, empty, unsupported, quick_page(5)});
@@ -672,7 +671,7 @@ TEST(Cuts, OfACompressedStreamFailTheirPage) {
 
 TEST(Cuts, InAnUnsupportedPageAreLoggedAfterItsMessages) {
   JobRecipe job;
-  const RasterPage page = noise_page(header_for(kSmallest, 50, 40, 2));
+  const RasterPage page = noise_page(smallest_page_header(50, 40, 2));
   job.input = raw_raster_stream({page});
   job.input.resize(job.input.size() - 1234);
   expect_like_reference(job);
@@ -680,7 +679,7 @@ TEST(Cuts, InAnUnsupportedPageAreLoggedAfterItsMessages) {
 
 TEST(Cuts, InAWideRasterAreLoggedWithTheirLine) {
   // The filter reads many lines at once; the line number in the message must still be correct.
-  const RasterPage page = noise_page(header_for(kSmallest, 1548, 1088));
+  const RasterPage page = noise_page(smallest_page_header(1548, 1088));
   const std::string whole = raster_stream({page});
   for (const std::size_t line : {13U, 14U, 500U, 1087U}) {
     JobRecipe job;

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -14,45 +13,13 @@
 
 namespace {
 
-// A stream over a string, at the first line of its first page.
-class OpenPage {
- public:
-  explicit OpenPage(std::string stream) : stream_(std::move(stream)) {
-    raster_ = cupsRasterOpenIO(&OpenPage::read, this, CUPS_RASTER_READ);
-    EXPECT_EQ(cupsRasterReadHeader2(raster_, &header), 1U);
-  }
-  ~OpenPage() { cupsRasterClose(raster_); }
-  OpenPage(const OpenPage&) = delete;
-  OpenPage& operator=(const OpenPage&) = delete;
-
-  [[nodiscard]] cups_raster_t* raster() const { return raster_; }
-
-  cups_page_header2_t header = {};
-
- private:
-  static ssize_t read(void* context, unsigned char* buffer, std::size_t bytes) {
-    auto& self = *static_cast<OpenPage*>(context);
-    const std::size_t count = std::min(bytes, self.stream_.size() - self.at_);
-    std::copy_n(self.stream_.data() + self.at_, count, buffer);
-    self.at_ += count;
-    return static_cast<ssize_t>(count);
-  }
-
-  std::string stream_;
-  std::size_t at_ = 0;
-  cups_raster_t* raster_ = nullptr;
-};
-
 class Pipeline : public ::testing::Test {
  protected:
   Pipeline() { current_options.paper_config = find_paper_by_ppd_name("B7"); }
 
   // A page of two colors: the left half is `left`, the right half is `right`.
   static RasterPage page(std::uint8_t left, std::uint8_t right, unsigned colors = 3) {
-    cups_page_header2_t header = page_header(20, 10, colors);
-    header.PageSize[0] = 461;  // the smallest paper
-    header.PageSize[1] = 261;
-    RasterPage page = blank_page(header);
+    RasterPage page = blank_page(smallest_page_header(20, 10, colors));
     for (std::size_t i = 0; i < page.pixels.size(); ++i) {
       page.pixels[i] = i % (20 * colors) < 10 * colors ? left : right;
     }
@@ -62,7 +29,7 @@ class Pipeline : public ::testing::Test {
   // The log of building `stream`; the stream is cut by `cut` bytes.
   std::string build(std::string stream, bool expected, std::size_t cut = 0) {
     stream.resize(stream.size() - cut);
-    const OpenPage open(std::move(stream));
+    const OpenRaster open(std::move(stream));
     header_ = open.header;
     return captured_log(
         [&] { EXPECT_EQ(pipeline_.build(header_, open.raster(), sheet_), expected); });
@@ -109,7 +76,7 @@ TEST_F(Pipeline, LinesOfAnUnsupportedFormatAreReportedAgain) {
 }
 
 TEST_F(Pipeline, PageThatIsNotReadLeavesItsLinesInTheStream) {
-  OpenPage open(raster_stream({page(10, 200)}));
+  OpenRaster open(raster_stream({page(10, 200)}));
   cups_page_header2_t huge = open.header;
   huge.cupsHeight = 0x7FFFFFFF;
   captured_log([&] { EXPECT_FALSE(pipeline_.build(huge, open.raster(), sheet_)); });
@@ -120,7 +87,7 @@ TEST_F(Pipeline, PageThatIsNotReadLeavesItsLinesInTheStream) {
 
 TEST_F(Pipeline, SinglePageGivesItsPlanesToTheCaller) {
   (void)build(raster_stream({page(10, 200)}), true);
-  const OpenPage open(raster_stream({page(10, 200)}));
+  const OpenRaster open(raster_stream({page(10, 200)}));
   std::uint8_t* planes[3] = {};
   captured_log([&] {
     EXPECT_EQ(k905_build_planes_resampled(&open.header, open.raster(), &planes[0], &planes[1],
@@ -137,7 +104,7 @@ TEST_F(Pipeline, SinglePageGivesItsPlanesToTheCaller) {
 }
 
 TEST_F(Pipeline, SinglePageThatFailsStoresNothing) {
-  const OpenPage open(raster_stream({page(10, 200)}));
+  const OpenRaster open(raster_stream({page(10, 200)}));
   cups_page_header2_t empty = open.header;
   empty.cupsWidth = 0;
   std::uint8_t* planes[3] = {};

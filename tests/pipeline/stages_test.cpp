@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -25,45 +24,13 @@ Bytes with_slack(Bytes bytes) {
   return bytes;
 }
 
-// A raster stream of one page in memory.
-class MemoryRaster {
- public:
-  MemoryRaster(unsigned width, unsigned height, unsigned colors, unsigned bits, unsigned line_bytes,
-               Bytes lines) {
-    header_.cupsWidth = width;
-    header_.cupsHeight = height;
-    header_.cupsNumColors = colors;
-    header_.cupsBitsPerColor = bits;
-    header_.cupsBitsPerPixel = colors * bits;
-    header_.cupsBytesPerLine = line_bytes;
-    header_.cupsColorSpace = colors == 1 ? CUPS_CSPACE_W : CUPS_CSPACE_RGB;
-    bytes_ = raw_raster_stream({RasterPage{header_, std::move(lines)}});
-    raster_ = cupsRasterOpenIO(&MemoryRaster::read, this, CUPS_RASTER_READ);
-    EXPECT_NE(raster_, nullptr);
-    cups_page_header2_t seen;
-    EXPECT_EQ(cupsRasterReadHeader2(raster_, &seen), 1U);
-  }
-  ~MemoryRaster() { cupsRasterClose(raster_); }
-  MemoryRaster(const MemoryRaster&) = delete;
-  MemoryRaster& operator=(const MemoryRaster&) = delete;
-
-  [[nodiscard]] const cups_page_header2_t& header() const { return header_; }
-  [[nodiscard]] cups_raster_t* raster() const { return raster_; }
-
- private:
-  static ssize_t read(void* context, unsigned char* buffer, std::size_t bytes) {
-    auto& self = *static_cast<MemoryRaster*>(context);
-    const std::size_t count = std::min(bytes, self.bytes_.size() - self.position_);
-    std::copy_n(self.bytes_.data() + self.position_, count, buffer);
-    self.position_ += count;
-    return static_cast<ssize_t>(count);
-  }
-
-  cups_page_header2_t header_ = {};
-  std::string bytes_;
-  std::size_t position_ = 0;
-  cups_raster_t* raster_ = nullptr;
-};
+// A page with these lines.
+OpenRaster open_page(unsigned width, unsigned height, unsigned colors, unsigned bits,
+                     unsigned line_bytes, Bytes lines) {
+  cups_page_header2_t header = page_header(width, height, colors, bits);
+  header.cupsBytesPerLine = line_bytes;
+  return OpenRaster(raw_raster_stream({RasterPage{header, std::move(lines)}}));
+}
 
 class Stages : public ::testing::Test {
  protected:
@@ -74,10 +41,11 @@ class Stages : public ::testing::Test {
 // The first row of a one-line page, `width` pixels.
 Bytes read_line(unsigned width, unsigned colors, unsigned bits, const Bytes& line,
                 const char* color_model = "RGB", unsigned line_bytes = 0) {
-  const MemoryRaster page(width, 1, colors, bits,
-                          line_bytes != 0 ? line_bytes : static_cast<unsigned>(line.size()), line);
+  const OpenRaster page =
+      open_page(width, 1, colors, bits,
+                line_bytes != 0 ? line_bytes : static_cast<unsigned>(line.size()), line);
   ReadStage read;
-  EXPECT_TRUE(read.prepare(page.header(), color_model));
+  EXPECT_TRUE(read.prepare(page.header, color_model));
   const std::uint8_t* row = read.next_row(page.raster());
   EXPECT_NE(row, nullptr);
   return row != nullptr ? Bytes(row, row + 3 * width) : Bytes{};
@@ -116,9 +84,9 @@ TEST_F(Stages, EveryFormatIsReadIntoRgbRows) {
 }
 
 TEST_F(Stages, UnsupportedFormatIsBlackWithAMessagePerLine) {
-  const MemoryRaster page(2, 2, 4, 16, 16, Bytes(32, 200));
+  const OpenRaster page = open_page(2, 2, 4, 16, 16, Bytes(32, 200));
   ReadStage read;
-  ASSERT_TRUE(read.prepare(page.header(), "RGB"));
+  ASSERT_TRUE(read.prepare(page.header, "RGB"));
   const std::string log = captured_log([&] {
     for (int line = 0; line < 2; ++line) {
       const std::uint8_t* row = read.next_row(page.raster());
@@ -132,9 +100,9 @@ TEST_F(Stages, UnsupportedFormatIsBlackWithAMessagePerLine) {
 }
 
 TEST_F(Stages, MissingLineIsReportedWithItsNumber) {
-  const MemoryRaster page(1, 3, 3, 8, 3, {1, 2, 3, 4, 5, 6});
+  const OpenRaster page = open_page(1, 3, 3, 8, 3, {1, 2, 3, 4, 5, 6});
   ReadStage read;
-  ASSERT_TRUE(read.prepare(page.header(), "RGB"));
+  ASSERT_TRUE(read.prepare(page.header, "RGB"));
   EXPECT_NE(read.next_row(page.raster()), nullptr);
   EXPECT_NE(read.next_row(page.raster()), nullptr);
   EXPECT_EQ(captured_log([&] { EXPECT_EQ(read.next_row(page.raster()), nullptr); }),
@@ -174,9 +142,9 @@ TEST_F(Stages, PageAboveTwoToThe29PixelsIsReportedAsOutOfMemory) {
 // A gray image resized; every row of the target, first channel only.
 std::vector<Bytes> resized(unsigned width, unsigned height, const Bytes& gray,
                            std::size_t target_width, std::size_t target_height) {
-  const MemoryRaster page(width, height, 1, 8, width, gray);
+  const OpenRaster page = open_page(width, height, 1, 8, width, gray);
   ReadStage read;
-  EXPECT_TRUE(read.prepare(page.header(), "RGB"));
+  EXPECT_TRUE(read.prepare(page.header, "RGB"));
   ResizeStage resize;
   EXPECT_TRUE(resize.prepare(width, height, target_width, target_height));
   std::vector<Bytes> rows;

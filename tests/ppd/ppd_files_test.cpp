@@ -4,15 +4,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,6 +21,7 @@
 #include "settings/print_options.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
 
 namespace {
@@ -34,13 +32,6 @@ using ::testing::Not;
 
 std::string path_of(const std::string& model) {
   return std::string(K905_BINARY_DIR) + "/ppd/" + model + ".ppd";
-}
-
-std::string text_of(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
 }
 
 struct PpdCloser {
@@ -73,7 +64,7 @@ class PpdFile : public ::testing::TestWithParam<ppd::Model> {
   // The generated file with one option's default exchanged.
   std::string with_default(const std::string& keyword, const std::string& choice) const {
     const std::regex line("\\*Default" + keyword + ": [^\n]*");
-    return std::regex_replace(text_of(path_of(GetParam().name)), line,
+    return std::regex_replace(read_file(path_of(GetParam().name)), line,
                               "*Default" + keyword + ": " + choice);
   }
 
@@ -82,16 +73,12 @@ class PpdFile : public ::testing::TestWithParam<ppd::Model> {
 
 // The settings that the filter reads from a PPD file with this text.
 PrintOptions read_by_the_filter(const std::string& text) {
-  char path[] = "/tmp/k905_ppd_test_XXXXXX";
-  const int file = mkstemp(path);
-  EXPECT_GE(file, 0);
-  EXPECT_EQ(write(file, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  close(file);
+  const ScratchFolder folder;
+  const std::string path = folder.write("queue.ppd", text);
   const SettingsGuard settings;
-  const EnvironmentGuard ppd("PPD", path);
+  const EnvironmentGuard ppd("PPD", path.c_str());
   current_options = PrintOptions{};
   captured_log([] { read_ppd_defaults(); });
-  unlink(path);
   return current_options;
 }
 
@@ -185,7 +172,7 @@ TEST_P(PpdFile, GivesEveryOptionADefaultThatIsOneOfItsChoices) {
 
 // libcups puts the options of a sub-group into the group around it, where other readers lose them.
 TEST_P(PpdFile, HasNoSubgroups) {
-  EXPECT_EQ(text_of(path_of(GetParam().name)).find("SubGroup"), std::string::npos);
+  EXPECT_EQ(read_file(path_of(GetParam().name)).find("SubGroup"), std::string::npos);
 }
 
 TEST_P(PpdFile, KeepsNamesWithinWhatAPpdFileHolds) {
@@ -273,7 +260,7 @@ TEST_P(PpdFile, NamesEveryPaperForPeople) {
 }
 
 TEST_P(PpdFile, DefaultsLeaveTheFiltersBuiltInSettings) {
-  const PrintOptions read = read_by_the_filter(text_of(path_of(GetParam().name)));
+  const PrintOptions read = read_by_the_filter(read_file(path_of(GetParam().name)));
   for (const Number& number : tone_numbers) {
     EXPECT_EQ(read.*number.field, number.neutral) << number.keyword;
   }
@@ -370,7 +357,7 @@ TEST_P(PpdFile, NamesNoProfileToCups) {
 }
 
 TEST_P(PpdFile, NotesThatTheDeviceIdIsAGuess) {
-  const std::string text = text_of(path_of(GetParam().name));
+  const std::string text = read_file(path_of(GetParam().name));
   const std::size_t id = text.find("*1284DeviceID:");
   ASSERT_NE(id, std::string::npos);
   EXPECT_NE(text.rfind("is a guess", id), std::string::npos);

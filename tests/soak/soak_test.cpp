@@ -45,12 +45,9 @@ bool is_black(unsigned stripe, unsigned number) {
 }
 
 std::string page_with(unsigned number) {
-  cups_page_header2_t header = page_header(kStripes * kStripeWidth, 8);
-  header.PageSize[0] = 461;  // the smallest paper
-  header.PageSize[1] = 261;
-  RasterPage page = blank_page(header);
+  RasterPage page = blank_page(smallest_page_header(kStripes * kStripeWidth, 8));
   for (std::size_t i = 0; i < page.pixels.size(); ++i) {
-    const auto column = static_cast<unsigned>(i % header.cupsBytesPerLine / 3);
+    const auto column = static_cast<unsigned>(i % page.header.cupsBytesPerLine / 3);
     page.pixels[i] = is_black(column / kStripeWidth, number) ? 0 : 255;
   }
   return raw_page(page);

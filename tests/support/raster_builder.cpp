@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "geometry/header_number.h"
 
@@ -50,6 +51,14 @@ cups_page_header2_t page_header(unsigned width, unsigned height, unsigned colors
                                         : CUPS_CSPACE_RGB;
   header.cupsNumColors = colors;
   header.cupsBorderlessScalingFactor = 1.0F;
+  return header;
+}
+
+cups_page_header2_t smallest_page_header(unsigned width, unsigned height, unsigned colors,
+                                         unsigned bits_per_color) {
+  cups_page_header2_t header = page_header(width, height, colors, bits_per_color);
+  header.PageSize[0] = 461;
+  header.PageSize[1] = 261;
   return header;
 }
 
@@ -143,4 +152,17 @@ std::string raw_raster_stream(const std::vector<RasterPage>& pages, bool other_b
     stream += raw_page(page, other_byte_order);
   }
   return stream;
+}
+
+OpenRaster::OpenRaster(std::string stream) : stream_(std::move(stream)) {
+  raster_ = cupsRasterOpenIO(&OpenRaster::read, this, CUPS_RASTER_READ);
+  cupsRasterReadHeader2(raster_, &header);
+}
+
+ssize_t OpenRaster::read(void* context, unsigned char* buffer, std::size_t bytes) {
+  auto& self = *static_cast<OpenRaster*>(context);
+  const std::size_t count = std::min(bytes, self.stream_.size() - self.at_);
+  std::copy_n(self.stream_.data() + self.at_, count, buffer);
+  self.at_ += count;
+  return static_cast<ssize_t>(count);
 }

@@ -22,6 +22,11 @@ enum class RasterKind { kUncompressed, kCompressed };
 [[nodiscard]] cups_page_header2_t page_header(unsigned width, unsigned height, unsigned colors = 3,
                                               unsigned bits_per_color = 8);
 
+// The same for a page of the smallest paper.
+[[nodiscard]] cups_page_header2_t smallest_page_header(unsigned width, unsigned height,
+                                                       unsigned colors = 3,
+                                                       unsigned bits_per_color = 8);
+
 // As many zero bytes as the header says.
 [[nodiscard]] RasterPage blank_page(const cups_page_header2_t& header);
 
@@ -44,3 +49,23 @@ void fill_with_blocks(RasterPage& page, std::mt19937& random);
 
 // The bytes of one page of an uncompressed stream, header first, without the opening four.
 [[nodiscard]] std::string raw_page(const RasterPage& page, bool other_byte_order = false);
+
+// A stream in memory that libcups reads, at the first line of its first page.
+class OpenRaster {
+ public:
+  explicit OpenRaster(std::string stream);
+  ~OpenRaster() { cupsRasterClose(raster_); }
+  OpenRaster(const OpenRaster&) = delete;
+  OpenRaster& operator=(const OpenRaster&) = delete;
+
+  [[nodiscard]] cups_raster_t* raster() const { return raster_; }
+
+  cups_page_header2_t header = {};  // of the first page
+
+ private:
+  static ssize_t read(void* context, unsigned char* buffer, std::size_t bytes);
+
+  std::string stream_;
+  std::size_t at_ = 0;
+  cups_raster_t* raster_ = nullptr;
+};
