@@ -21,9 +21,7 @@ class ProfileFolder {
     return file(name, rgb_matrix_profile(gamma));
   }
   std::string rgb_table(const std::string& name) const { return file(name, rgb_table_profile()); }
-  std::string cmyk_table(const std::string& name) const {
-    return file(name, cmyk_table_profile_by_intent());
-  }
+  std::string cmyk_table(const std::string& name) const { return file(name, cmyk_table_profile()); }
   std::string gray(const std::string& name) const { return file(name, gray_profile()); }
   std::string lab(const std::string& name) const { return file(name, lab_profile()); }
   std::string hollow(const std::string& name, cmsColorSpaceSignature space) const {

@@ -34,31 +34,11 @@ cmsInt32Number lab_to_rgb(const cmsUInt16Number in[], cmsUInt16Number out[], voi
   return TRUE;
 }
 
-cmsInt32Number lab_to_cmyk(const cmsUInt16Number in[], cmsUInt16Number out[], void* variant) {
-  cmsUInt16Number rgb[3];
-  lab_to_rgb(in, rgb, variant);
-  const cmsUInt16Number ink[3] = {static_cast<cmsUInt16Number>(65535 - rgb[0]),
-                                  static_cast<cmsUInt16Number>(65535 - rgb[1]),
-                                  static_cast<cmsUInt16Number>(65535 - rgb[2])};
-  const cmsUInt16Number black = std::min({ink[0], ink[1], ink[2]});
-  out[3] = bent(black, 3.0);
-  for (int i = 0; i < 3; ++i) out[i] = static_cast<cmsUInt16Number>(ink[i] - out[3] / 2);
-  return TRUE;
-}
-
 cmsInt32Number rgb_to_lab(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
   out[0] = static_cast<cmsUInt16Number>((in[0] + in[1] + in[2]) / 3);
   out[1] = static_cast<cmsUInt16Number>(32896 + (in[0] - in[1]) / 4);
   out[2] = static_cast<cmsUInt16Number>(32896 + (in[1] - in[2]) / 4);
   return TRUE;
-}
-
-cmsInt32Number cmyk_to_lab(const cmsUInt16Number in[], cmsUInt16Number out[], void* variant) {
-  cmsUInt16Number rgb[3];
-  for (int i = 0; i < 3; ++i) {
-    rgb[i] = static_cast<cmsUInt16Number>(65535 - std::min(65535, in[i] + in[3]));
-  }
-  return rgb_to_lab(rgb, out, variant);
 }
 
 void write_table(cmsHPROFILE profile, cmsTagSignature tag, cmsUInt32Number inputs,
@@ -73,28 +53,20 @@ void write_table(cmsHPROFILE profile, cmsTagSignature tag, cmsUInt32Number input
   cmsPipelineFree(pipeline);
 }
 
-cmsHPROFILE new_printer_profile(cmsColorSpaceSignature space) {
+// The paper is a little off white, so that the intent "absolute" differs.
+cmsHPROFILE new_printer_profile(cmsColorSpaceSignature space,
+                                const cmsCIEXYZ& paper = {0.90, 0.94, 0.75}) {
   cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
   cmsSetProfileVersion(profile, 2.4);
   cmsSetDeviceClass(profile, cmsSigOutputClass);
   cmsSetColorSpace(profile, space);
   cmsSetPCS(profile, cmsSigLabData);
-  const cmsCIEXYZ paper = {0.90, 0.94, 0.75};  // a little off white, so that "absolute" differs
   cmsWriteTag(profile, cmsSigMediaWhitePointTag, &paper);
   return profile;
 }
 
-cmsHPROFILE empty_profile(cmsColorSpaceSignature space, cmsProfileClassSignature kind) {
-  cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
-  cmsSetProfileVersion(profile, 2.4);
-  cmsSetDeviceClass(profile, kind);
-  cmsSetColorSpace(profile, space);
-  cmsSetPCS(profile, cmsSigLabData);
-  return profile;
-}
-
 // A crude printer: the lightness decides the ink, the a and b axes divide it up.
-int lab_to_inks(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
+cmsInt32Number lab_to_inks(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
   const int ink = 65535 - std::min(65535, in[0] + in[0] / 256);
   const int a = in[1] - 32768;
   const int b = in[2] - 32768;
@@ -108,21 +80,19 @@ int lab_to_inks(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
   return TRUE;
 }
 
-int inks_to_lab(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
+cmsInt32Number inks_to_lab(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
   out[0] = static_cast<cmsUInt16Number>(65280 - (in[0] + in[1] + in[2]) / 4);
   out[1] = static_cast<cmsUInt16Number>(32768 + (in[1] - in[0]) / 4);
   out[2] = static_cast<cmsUInt16Number>(32768 + (in[2] - in[3]) / 4);
   return TRUE;
 }
 
-void add_table(cmsHPROFILE profile, cmsTagSignature tag, cmsUInt32Number in, cmsUInt32Number out,
-               cmsSAMPLER16 sampler) {
-  cmsPipeline* table = cmsPipelineAlloc(nullptr, in, out);
-  cmsStage* grid = cmsStageAllocCLut16bit(nullptr, 9, in, out, nullptr);
-  cmsStageSampleCLut16bit(grid, sampler, nullptr, 0);
-  cmsPipelineInsertStage(table, cmsAT_END, grid);
-  cmsWriteTag(profile, tag, table);
-  cmsPipelineFree(table);
+cmsHPROFILE rgb_profile(const cmsCIExyY& white, const cmsCIExyYTRIPLE& primaries, double gamma) {
+  cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
+  cmsToneCurve* curves[3] = {curve, curve, curve};
+  cmsHPROFILE profile = cmsCreateRGBProfile(&white, &primaries, curves);
+  cmsFreeToneCurve(curve);
+  return profile;
 }
 
 }  // namespace
@@ -130,35 +100,23 @@ void add_table(cmsHPROFILE profile, cmsTagSignature tag, cmsUInt32Number in, cms
 std::string wide_rgb_profile() {
   cmsCIExyY white;
   cmsWhitePointFromTemp(&white, 5500);
-  const cmsCIExyYTRIPLE primaries = {{0.70, 0.29, 1.0}, {0.20, 0.72, 1.0}, {0.14, 0.06, 1.0}};
-  cmsToneCurve* curve = cmsBuildGamma(nullptr, 1.8);
-  cmsToneCurve* curves[3] = {curve, curve, curve};
-  cmsHPROFILE profile = cmsCreateRGBProfile(&white, &primaries, curves);
-  cmsFreeToneCurve(curve);
-  return saved(profile);
+  return saved(rgb_profile(white, {{0.70, 0.29, 1.0}, {0.20, 0.72, 1.0}, {0.14, 0.06, 1.0}}, 1.8));
 }
 
 std::string cmyk_table_profile() {
-  cmsHPROFILE profile = empty_profile(cmsSigCmykData, cmsSigOutputClass);
+  cmsHPROFILE profile = new_printer_profile(cmsSigCmykData, {0.85, 0.88, 0.70});
   for (const cmsTagSignature tag : {cmsSigBToA0Tag, cmsSigBToA1Tag, cmsSigBToA2Tag}) {
-    add_table(profile, tag, 3, 4, lab_to_inks);
+    write_table(profile, tag, 3, 4, lab_to_inks, 0);
   }
   for (const cmsTagSignature tag : {cmsSigAToB0Tag, cmsSigAToB1Tag, cmsSigAToB2Tag}) {
-    add_table(profile, tag, 4, 3, inks_to_lab);
+    write_table(profile, tag, 4, 3, inks_to_lab, 0);
   }
-  const cmsCIEXYZ white = {0.85, 0.88, 0.70};
-  cmsWriteTag(profile, cmsSigMediaWhitePointTag, &white);
   return saved(profile);
 }
 
 std::string rgb_matrix_profile(double gamma) {
-  const cmsCIExyY white = {0.3127, 0.3290, 1.0};
-  const cmsCIExyYTRIPLE primaries = {{0.64, 0.33, 1.0}, {0.21, 0.71, 1.0}, {0.15, 0.06, 1.0}};
-  cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
-  cmsToneCurve* curves[3] = {curve, curve, curve};
-  cmsHPROFILE profile = cmsCreateRGBProfile(&white, &primaries, curves);
-  cmsFreeToneCurve(curve);
-  return saved(profile);
+  return saved(rgb_profile({0.3127, 0.3290, 1.0},
+                           {{0.64, 0.33, 1.0}, {0.21, 0.71, 1.0}, {0.15, 0.06, 1.0}}, gamma));
 }
 
 std::string rgb_table_profile() {
@@ -167,18 +125,6 @@ std::string rgb_table_profile() {
   write_table(profile, cmsSigBToA0Tag, 3, 3, lab_to_rgb, 0);
   write_table(profile, cmsSigBToA1Tag, 3, 3, lab_to_rgb, 1);
   write_table(profile, cmsSigBToA2Tag, 3, 3, lab_to_rgb, 2);
-  return saved(profile);
-}
-
-std::string cmyk_table_profile_by_intent() {
-  cmsHPROFILE profile = new_printer_profile(cmsSigCmykData);
-  int variant = 0;
-  for (const cmsTagSignature tag : {cmsSigBToA0Tag, cmsSigBToA1Tag, cmsSigBToA2Tag}) {
-    write_table(profile, tag, 3, 4, lab_to_cmyk, variant++);
-  }
-  for (const cmsTagSignature tag : {cmsSigAToB0Tag, cmsSigAToB1Tag, cmsSigAToB2Tag}) {
-    write_table(profile, tag, 4, 3, cmyk_to_lab, 0);
-  }
   return saved(profile);
 }
 
@@ -195,4 +141,8 @@ std::string hollow_profile(cmsColorSpaceSignature space) {
   return saved(new_printer_profile(space));
 }
 
-std::string hollow_rgb_profile() { return saved(empty_profile(cmsSigRgbData, cmsSigDisplayClass)); }
+std::string hollow_rgb_profile() {
+  cmsHPROFILE profile = new_printer_profile(cmsSigRgbData);
+  cmsSetDeviceClass(profile, cmsSigDisplayClass);
+  return saved(profile);
+}

@@ -7,6 +7,7 @@
 
 #include "tests/support/captured_log.h"
 #include "tests/support/reference_state.h"
+#include "tests/support/wire_stream.h"
 
 namespace reference {
 namespace {
@@ -35,28 +36,6 @@ ssize_t read_from_string(void* context, unsigned char* buffer, std::size_t wante
   std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, arguments)), '\0');
   std::vsnprintf(text.data(), text.size() + 1, format, again);
   va_end(again);
-  return text;
-}
-
-void put(std::string& bytes, std::size_t at, unsigned value, int size) {
-  for (int i = 0; i < size; ++i) {
-    bytes[at + static_cast<std::size_t>(i)] = static_cast<char>(value >> (8 * i));
-  }
-}
-
-// Escape, "P", group, name, length: 32 characters, padded with spaces.
-std::string block(const std::string& group, const std::string& name, const std::string& length) {
-  std::string bytes(32, ' ');
-  bytes.replace(0, 2, "\x1bP");
-  bytes.replace(2, group.size(), group);
-  bytes.replace(8, name.size(), name);
-  bytes.replace(24, length.size(), length);
-  return bytes;
-}
-
-std::string eight_digits(std::size_t value) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%08zu", value);
   return text;
 }
 
@@ -346,7 +325,7 @@ void PlainFilter::print_sheet(const Image& sheet) {
   }
   send_control("CUTTER", cutter);
   log_message("K905-1: send CNTRL START");
-  output += block("CNTRL", "START", "");
+  output += wire_command("CNTRL", "START", std::string(8, ' '));
   log_message("K905-1: Single page printed successfully (print call #%d)", sheets_);
 }
 
@@ -355,27 +334,14 @@ void PlainFilter::send_plane(char letter, const std::vector<std::uint8_t>& plane
   const std::size_t bytes = plane.size() + 1088;
   log_message("K905-1: DEBUG: Sending %c plane (%zu bytes)", letter, bytes);
   log_message("K905-1: send IMAGE %c PLANE, bytes=%d", letter, static_cast<int>(bytes));
-  std::string image(1088, '\0');
-  image[0] = 'B';
-  image[1] = 'M';
-  put(image, 2, static_cast<unsigned>(bytes), 4);
-  put(image, 10, 1088, 4);
-  put(image, 14, 40, 4);
-  put(image, 18, static_cast<unsigned>(width), 2);
-  put(image, 22, static_cast<unsigned>(height), 2);
-  put(image, 26, 1, 2);
-  put(image, 28, 8, 2);
-  for (unsigned i = 0; i < 256; ++i) {
-    put(image, 54 + 4 * i, i * 0x010101U, 4);
-  }
-  output += block("IMAGE", std::string(1, letter) + "PLANE", eight_digits(bytes));
-  output += image;
-  output.append(plane.begin(), plane.end());
+  output += wire_command("IMAGE", std::string(1, letter) + "PLANE", wire_digits(bytes));
+  output +=
+      wire_image(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), plane);
 }
 
 void PlainFilter::send_control(const char* name, unsigned value) {
   log_message("K905-1: send CNTRL %s mode=%d", name, static_cast<int>(value));
-  output += block("CNTRL", name, "00000008") + eight_digits(value);
+  output += wire_command("CNTRL", name, "00000008") + wire_digits(value);
 }
 
 }  // namespace reference

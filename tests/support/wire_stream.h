@@ -1,4 +1,5 @@
-// Printer streams written by hand, for tests of their readers. Shares no code with the filter.
+// Printer streams in their wire format, for the reference and for tests of readers. Shares no code
+// with the filter.
 #pragma once
 
 #include <array>
