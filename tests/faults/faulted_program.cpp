@@ -70,7 +70,7 @@ std::vector<long> calls_to_fail(long calls, long most) {
 std::vector<std::string> whole_sheets(const std::string& stream) {
   const k905::ParsedStream parsed = k905::parse_printer_stream(
       reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
-  EXPECT_FALSE(parsed.error.has_value()) << "torn at byte " << parsed.error->offset;
+  EXPECT_FALSE(parsed.error.has_value()) << "incomplete at byte " << parsed.error->offset;
   std::vector<std::string> sheets;
   for (const k905::Sheet& sheet : parsed.sheets) {
     sheets.push_back(stream.substr(sheet.offset, sheet.size));

@@ -58,13 +58,13 @@ bool has_beginning(const std::vector<std::string>& log, const std::string& begin
 
 using Choices = std::vector<std::string>;
 
-// One way to start the filter, and the valid variants of its sheets.
-class Scene {
+// One way to start the filter, and the valid variants of the sheets.
+class FilterStart {
  public:
-  Scene() = default;
-  virtual ~Scene() = default;
-  Scene(const Scene&) = delete;
-  Scene& operator=(const Scene&) = delete;
+  FilterStart() = default;
+  virtual ~FilterStart() = default;
+  FilterStart(const FilterStart&) = delete;
+  FilterStart& operator=(const FilterStart&) = delete;
 
   [[nodiscard]] virtual ChildSetup setup() const {
     ChildSetup child;
@@ -108,7 +108,7 @@ std::vector<Choices> one_choice_each(const std::vector<std::string>& sheets) {
 
 // As CUPS starts it. Two options of the queue's file change the sheet; they are expected if the log
 // shows that they were read.
-class UnderPrintSystem : public Scene {
+class UnderPrintSystem : public FilterStart {
  public:
   UnderPrintSystem() {
     job_.arguments = {"K905", "1", "me", "t", "1", ""};
@@ -120,7 +120,7 @@ class UnderPrintSystem : public Scene {
   }
 
   [[nodiscard]] ChildSetup setup() const override {
-    ChildSetup child = Scene::setup();
+    ChildSetup child = FilterStart::setup();
     child.environment["PPD"] = *job_.ppd_path;
     return child;
   }
@@ -145,7 +145,7 @@ class UnderPrintSystem : public Scene {
 
 // The same with a profile. A page whose conversion failed is printed unconverted, or through sRGB,
 // and the log has a warning.
-class WithProfile : public Scene {
+class WithProfile : public FilterStart {
  public:
   WithProfile() {
     job_.arguments = {"K905",
@@ -169,7 +169,7 @@ class WithProfile : public Scene {
   }
 
   [[nodiscard]] ChildSetup setup() const override {
-    ChildSetup child = Scene::setup();
+    ChildSetup child = FilterStart::setup();
     child.environment["PPD"] = *job_.ppd_path;
     return child;
   }
@@ -213,7 +213,7 @@ class WithProfile : public Scene {
 };
 
 // Started by hand, with its log and its images in /tmp.
-class ByHand : public Scene {
+class ByHand : public FilterStart {
  public:
   ByHand() {
     job_.arguments = {"rastertok905", "1", "me", "t", "1", ""};
@@ -223,7 +223,7 @@ class ByHand : public Scene {
   }
 
   [[nodiscard]] ChildSetup setup() const override {
-    ChildSetup child = Scene::setup();
+    ChildSetup child = FilterStart::setup();
     child.private_tmp = tmp_.path();
     return child;
   }
@@ -243,7 +243,7 @@ class ByHand : public Scene {
   std::vector<std::string> sheets_;
 };
 
-std::unique_ptr<Scene> make_scene(const std::string& name) {
+std::unique_ptr<FilterStart> make_start(const std::string& name) {
   if (name == "ByHand") {
     return std::make_unique<ByHand>();
   }
@@ -293,9 +293,9 @@ bool is_one_of(const Choices& choices, const std::string& sheet, const FaultedPr
   });
 }
 
-void expect_complete_or_absent(const Scene& scene, const FaultedProgram& run,
+void expect_complete_or_absent(const FilterStart& start, const FaultedProgram& run,
                                const std::vector<std::string>& log) {
-  const std::vector<Choices> wanted = scene.sheets_for(log);
+  const std::vector<Choices> wanted = start.sheets_for(log);
   const std::vector<std::string> got = whole_sheets(run.result.output);
   std::size_t next = 0;
   for (std::size_t page = 0; page < wanted.size(); ++page) {
@@ -320,34 +320,34 @@ void expect_logged_end(const FaultedProgram& run, const std::vector<std::string>
   }
 }
 
-void expect_undisturbed(const Scene& scene, const FaultedProgram& run) {
-  const ReferenceResult undisturbed = scene.undisturbed(run.result.process_id);
+void expect_undisturbed(const FilterStart& start, const FaultedProgram& run) {
+  const ReferenceResult undisturbed = start.undisturbed(run.result.process_id);
   EXPECT_EQ(run.result.status, 0);
-  EXPECT_EQ(redacted_log(scene.log_of(run.result)), undisturbed.log);
+  EXPECT_EQ(redacted_log(start.log_of(run.result)), undisturbed.log);
   EXPECT_TRUE(run.result.output == undisturbed.output);
 }
 
 // The line that could not be written is missing; all other lines are unchanged.
-void expect_one_line_missing(const Scene& scene, const FaultedProgram& run) {
-  std::vector<std::string> undisturbed = scene.undisturbed(run.result.process_id).log;
-  const std::vector<std::string> log = redacted_log(scene.log_of(run.result));
+void expect_one_line_missing(const FilterStart& start, const FaultedProgram& run) {
+  std::vector<std::string> undisturbed = start.undisturbed(run.result.process_id).log;
+  const std::vector<std::string> log = redacted_log(start.log_of(run.result));
   const auto missing =
       std::mismatch(log.begin(), log.end(), undisturbed.begin(), undisturbed.end()).second;
   ASSERT_NE(missing, undisturbed.end());
   undisturbed.erase(missing);
   EXPECT_EQ(log, undisturbed);
-  EXPECT_TRUE(run.result.output == scene.undisturbed(0).output);
+  EXPECT_TRUE(run.result.output == start.undisturbed(0).output);
 }
 
 struct Attempt {
-  const char* scene;
+  const char* start;
   const char* function;
   int error;
   bool from_there_on = false;
 };
 
 std::ostream& operator<<(std::ostream& stream, const Attempt& attempt) {
-  return stream << attempt.function << " failing in " << attempt.scene;
+  return stream << attempt.function << " failing in " << attempt.start;
 }
 
 class EveryCall : public ::testing::TestWithParam<Attempt> {
@@ -364,30 +364,30 @@ bool is_repeated(const Attempt& attempt) {
 }
 
 // All other bytes reach the printer, the start command last.
-void expect_logged_write_error(const Scene& scene, const Attempt& attempt, long number,
+void expect_logged_write_error(const FilterStart& start, const Attempt& attempt, long number,
                                const FaultedProgram& run) {
-  const ReferenceResult wanted = with_faulty_write(scene.undisturbed(run.result.process_id),
+  const ReferenceResult wanted = with_faulty_write(start.undisturbed(run.result.process_id),
                                                    {.number = number,
                                                     .result = -1,
                                                     .error = attempt.error,
                                                     .from_there_on = attempt.from_there_on});
   EXPECT_EQ(run.result.status, 0);
-  EXPECT_EQ(redacted_log(scene.log_of(run.result)), wanted.log);
+  EXPECT_EQ(redacted_log(start.log_of(run.result)), wanted.log);
   EXPECT_TRUE(run.result.output == wanted.output);
 }
 
-void expect_answered(const Scene& scene, const Attempt& attempt, long number,
+void expect_answered(const FilterStart& start, const Attempt& attempt, long number,
                      const FaultedProgram& run) {
   const std::string function = attempt.function;
   if (is_repeated(attempt) || function == "write") {
-    expect_undisturbed(scene, run);  // other files are debug images
+    expect_undisturbed(start, run);  // other files are debug images
   } else if (function == "log") {
-    expect_one_line_missing(scene, run);
+    expect_one_line_missing(start, run);
   } else if (function == "print") {
-    expect_logged_write_error(scene, attempt, number, run);
+    expect_logged_write_error(start, attempt, number, run);
   } else {
-    const std::vector<std::string> log = lines_of(scene.log_of(run.result));
-    expect_complete_or_absent(scene, run, log);
+    const std::vector<std::string> log = lines_of(start.log_of(run.result));
+    expect_complete_or_absent(start, run, log);
     // The libraries end the program after some of their own allocation failures.
     if (run.result.signal == 0 || function != "memory" || !is_in_library(run)) {
       EXPECT_EQ(run.result.signal, 0) << "in " << run.caller;
@@ -398,16 +398,16 @@ void expect_answered(const Scene& scene, const Attempt& attempt, long number,
 
 TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   const Attempt& attempt = GetParam();
-  const bool images = std::string(attempt.scene) == "ByHand";
+  const bool images = std::string(attempt.start) == "ByHand";
   if (kSanitized && std::string(attempt.function) == "memory") {
     GTEST_SKIP() << "memory is the sanitizer's here";
   }
   if (images && !private_tmp_possible()) {
     GTEST_SKIP() << "needs the right to make a mount namespace";
   }
-  const std::unique_ptr<Scene> scene = make_scene(attempt.scene);
-  const FaultedProgram undisturbed = run_with_fault(scene->setup(), {});
-  expect_undisturbed(*scene, undisturbed);
+  const std::unique_ptr<FilterStart> start = make_start(attempt.start);
+  const FaultedProgram undisturbed = run_with_fault(start->setup(), {});
+  expect_undisturbed(*start, undisturbed);
   const long calls = undisturbed.calls.at(attempt.function);
   ASSERT_GT(calls, 0) << "nothing to fail";
   long tried = 0;
@@ -415,11 +415,11 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   for (const long number : calls_to_fail(calls, images ? kUsualCallsWithImages : kUsualCalls)) {
     SCOPED_TRACE(std::string(attempt.function) + " " + std::to_string(number));
     const FaultedProgram run = run_with_fault(
-        scene->setup(), {attempt.function, number, attempt.error, attempt.from_there_on});
+        start->setup(), {attempt.function, number, attempt.error, attempt.from_there_on});
     EXPECT_TRUE(run.failed);
     ++tried;
     ended += run.result.signal != 0 ? 1 : 0;
-    expect_answered(*scene, attempt, number, run);
+    expect_answered(*start, attempt, number, run);
     if (HasFailure()) {
       return;
     }
@@ -427,12 +427,12 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   std::cout << tried << " calls failed, of " << calls << "; a library ended the program " << ended
             << " times\n";
   // Files left over from the failures do not affect a later job.
-  expect_undisturbed(*scene, run_with_fault(scene->setup(), {}));
+  expect_undisturbed(*start, run_with_fault(start->setup(), {}));
 }
 
 std::string name_of(const ::testing::TestParamInfo<Attempt>& instance) {
   const Attempt& attempt = instance.param;
-  return std::string(attempt.scene) + "_" + attempt.function + "_" +
+  return std::string(attempt.start) + "_" + attempt.function + "_" +
          strerrorname_np(attempt.error) + (attempt.from_there_on ? "_on" : "");
 }
 

@@ -76,7 +76,7 @@ std::optional<GoldenJob> read_golden_job(const std::string& name, std::string& e
     const std::size_t blank = line.find(' ');
     const std::string rest = blank == std::string::npos ? "" : line.substr(blank + 1);
     if (!read_line(job, line.substr(0, blank), rest)) {
-      error = "not understood: " + line;
+      error = "invalid line: " + line;
       return std::nullopt;
     }
   }

@@ -160,7 +160,7 @@ void expect_like_reference(const JobRecipe& recipe) {
   if (recipe.ppd) {
     compare_logs(redacted_log(got.log), wanted.log);
   } else {
-    EXPECT_EQ(got.log, "") << "a run by hand speaks to its log file only";
+    EXPECT_EQ(got.log, "") << "a run by hand logs to its file only";
     compare_logs(redacted_log(read_file(tmp_folder + "/" + kLogName)), wanted.log);
     compare_images(fs::path(tmp_folder) / kImageFolder, wanted.images);
   }

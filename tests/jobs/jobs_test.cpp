@@ -603,11 +603,12 @@ TEST(Headers, InconsistenciesAreTheSameForEveryCopy) {
 }
 
 TEST(Headers, RefusedHeaderEndsTheJobWithAMessage) {
-  for (void (*lie)(cups_page_header2_t&) : {+[](cups_page_header2_t& h) { h.cupsBitsPerPixel = 0; },
-                                            +[](cups_page_header2_t& h) { h.cupsBytesPerLine = 0; },
-                                            +[](cups_page_header2_t& h) { h.cupsHeight = 0; }}) {
+  for (void (*change)(cups_page_header2_t&) :
+       {+[](cups_page_header2_t& h) { h.cupsBitsPerPixel = 0; },
+        +[](cups_page_header2_t& h) { h.cupsBytesPerLine = 0; },
+        +[](cups_page_header2_t& h) { h.cupsHeight = 0; }}) {
     RasterPage wrong = quick_page(2);
-    lie(wrong.header);
+    change(wrong.header);
     JobRecipe job;
     job.input = raw_raster_stream({quick_page(1), wrong, quick_page(3)});
     expect_like_reference(job);

@@ -13,14 +13,14 @@ import sys
 
 SKIPPED = 77
 # Manual pages of other packages may be missing on this machine.
-OF_NO_CONCERN = re.compile(r"referenced manual not found|outdated mandoc\.db|cannot open .*mandoc\.db")
+IGNORED = re.compile(r"referenced manual not found|outdated mandoc\.db|cannot open .*mandoc\.db")
 
 
 def lint_messages(page):
     result = subprocess.run(["mandoc", "-T", "lint", "-W", "style", str(page)], text=True,
                             capture_output=True, check=False)
     return [line for line in (result.stdout + result.stderr).splitlines()
-            if not OF_NO_CONCERN.search(line)]
+            if not IGNORED.search(line)]
 
 
 def dangling(page, known):
@@ -46,7 +46,7 @@ def main():
     if found or not pages:
         return 1
     if not linted:
-        print("SKIPPED: mandoc is not installed, so only names were looked at")
+        print("SKIPPED: mandoc is not installed, so only names were checked")
         return SKIPPED
     return 0
 

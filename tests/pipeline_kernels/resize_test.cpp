@@ -123,13 +123,13 @@ TEST_P(EveryTable, ResizeRoundsHalvesUp) {
 // estimate down to the last bits of a double.
 TEST_P(EveryTable, ResizeIsExactNextToTheBorderBetweenTwoBytes) {
   for (int round = 0; round < 400; ++round) {
-    const double hair = std::ldexp(dice.fraction() - 0.5, -static_cast<int>(dice.below(50)));
+    const double offset = std::ldexp(dice.fraction() - 0.5, -static_cast<int>(dice.below(50)));
     Columns columns(65);
     for (std::size_t x = 0; x < 64; ++x) columns.add(x, 0.0);
     const Bytes top = dice.bytes(std::size_t{65} * 3);
     const Bytes bottom = dice.bytes(std::size_t{65} * 3);
     // With odd differences between two rows, half way down is half way between two bytes.
-    const double fy = std::clamp(0.5 + hair, 0.0, 1.0);
+    const double fy = std::clamp(0.5 + offset, 0.0, 1.0);
     EXPECT_EQ(resized(table(), columns, fy, top, bottom), by_formula(columns, fy, top, bottom));
   }
 }

@@ -186,9 +186,9 @@ void PlainFilter::interpret_header(const cups_page_header2_t& h) {
     }
     const bool upright =
         within_five_points(paper.width_pt, w) && within_five_points(paper.height_pt, height);
-    const bool turned =
+    const bool is_rotated =
         within_five_points(paper.width_pt, height) && within_five_points(paper.height_pt, w);
-    if (by_size == nullptr && (upright || turned)) {
+    if (by_size == nullptr && (upright || is_rotated)) {
       by_size = &paper;
     }
   }
