@@ -61,55 +61,55 @@ TEST(ColorSpace, GrayJobConvertsColorPages) {
   EXPECT_EQ(color_of(result), (Color{124, 124, 124}));
 }
 
-TEST(ColorSpace, SixteenBitsKeepTheirHighByte) {
-  EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_RGB, 16, {0xC8FF, 0x6400, 0x3280}))),
-            (Color{0xC8, 0x64, 0x32}));
-}
-
 // Worked out from the published primaries and curves of both spaces: (200, 100, 50) of Adobe RGB is
 // (227.1, 100.1, 42.4) of sRGB.
 TEST(ColorSpace, AdobeRgbIsConvertedToSrgb) {
-  const AdapterResult result = printed(plain_page(CUPS_CSPACE_ADOBERGB, 8, {200, 100, 50}));
-  const Color color = color_of(result);
-  EXPECT_NEAR(color[0], 227.1, 1.2);
-  EXPECT_NEAR(color[1], 100.1, 1.2);
-  EXPECT_NEAR(color[2], 42.4, 1.2);
-  EXPECT_THAT(result.log, Contains("K905-1: RGB mode detected"));
+  for (const unsigned bits : {8U, 16U}) {
+    const unsigned unit = bits == 8 ? 1 : 257;
+    const AdapterResult result =
+        printed(plain_page(CUPS_CSPACE_ADOBERGB, bits, {200 * unit, 100 * unit, 50 * unit}));
+    const Color color = color_of(result);
+    EXPECT_NEAR(color[0], 227.1, 1.2) << bits;
+    EXPECT_NEAR(color[1], 100.1, 1.2) << bits;
+    EXPECT_NEAR(color[2], 42.4, 1.2) << bits;
+    EXPECT_THAT(result.log, Contains("K905-1: RGB mode detected"));
+  }
 }
 
-TEST(ColorSpace, SixteenBitAdobeRgbIsConvertedToSrgb) {
-  const Color color =
-      color_of(printed(plain_page(CUPS_CSPACE_ADOBERGB, 16, {200 * 257, 100 * 257, 50 * 257})));
-  EXPECT_NEAR(color[0], 227.1, 1.2);
-  EXPECT_NEAR(color[1], 100.1, 1.2);
-  EXPECT_NEAR(color[2], 42.4, 1.2);
+struct Case {
+  const char* name;
+  cups_cspace_t space;
+  unsigned bits;
+  std::vector<unsigned> samples;
+  Color color;
+};
+
+const Case kCases[] = {
+    {"SixteenBitsKeepTheirHighByte",
+     CUPS_CSPACE_RGB,
+     16,
+     {0xC8FF, 0x6400, 0x3280},
+     {0xC8, 0x64, 0x32}},
+    {"WhiteBasedGrayKeepsItsValue", CUPS_CSPACE_W, 8, {180}, {180, 180, 180}},
+    {"StandardGrayKeepsItsValue", CUPS_CSPACE_SW, 8, {180}, {180, 180, 180}},
+    {"SixteenBitGrayIsPrintedAndNotBlack", CUPS_CSPACE_SW, 16, {0xB412}, {0xB4, 0xB4, 0xB4}},
+    // 75 is the amount of ink.
+    {"BlackInkIsNotPrintedInverted", CUPS_CSPACE_K, 8, {75}, {180, 180, 180}},
+    // (1 - 51/255) * 255 * (1 - 51/255) = 163.2, and 204 without the first.
+    {"FourInksReachTheFilterUnchanged", CUPS_CSPACE_CMYK, 8, {51, 0, 0, 51}, {163, 204, 204}},
+    {"TransparentPixelsAreWhite", CUPS_CSPACE_RGBA, 8, {0, 100, 200, 0}, kWhite},
+    {"OpaquePixelsKeepTheirColor", CUPS_CSPACE_RGBA, 8, {0, 100, 200, 255}, {0, 100, 200}},
+};
+
+class EveryColorSpace : public testing::TestWithParam<Case> {};
+
+TEST_P(EveryColorSpace, HasThisColorOnTheSheet) {
+  const Case& c = GetParam();
+  EXPECT_EQ(color_of(printed(plain_page(c.space, c.bits, c.samples))), c.color);
 }
 
-TEST(ColorSpace, WhiteBasedGrayKeepsItsValue) {
-  EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_W, 8, {180}))), (Color{180, 180, 180}));
-  EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_SW, 8, {180}))), (Color{180, 180, 180}));
-}
-
-TEST(ColorSpace, SixteenBitGrayIsPrintedAndNotBlack) {
-  EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_SW, 16, {0xB412}))), (Color{0xB4, 0xB4, 0xB4}));
-}
-
-// 75 is the amount of ink.
-TEST(ColorSpace, BlackInkIsNotPrintedInverted) {
-  EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_K, 8, {75}))), (Color{180, 180, 180}));
-}
-
-TEST(ColorSpace, FourInksReachTheFilterUnchanged) {
-  // (1 - 51/255) * 255 * (1 - 51/255) = 163.2, and 204 without the first.
-  EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_CMYK, 8, {51, 0, 0, 51}))),
-            (Color{163, 204, 204}));
-}
-
-TEST(ColorSpace, TransparentPixelsAreWhite) {
-  EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_RGBA, 8, {0, 100, 200, 0}))), kWhite);
-  EXPECT_EQ(color_of(printed(plain_page(CUPS_CSPACE_RGBA, 8, {0, 100, 200, 255}))),
-            (Color{0, 100, 200}));
-}
+INSTANTIATE_TEST_SUITE_P(Pages, EveryColorSpace, testing::ValuesIn(kCases),
+                         [](const auto& instance) { return instance.param.name; });
 
 TEST(ColorSpace, SetBitIsBlack) {
   RasterPage page = plain_page(CUPS_CSPACE_K, 1, {0});

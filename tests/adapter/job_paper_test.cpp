@@ -26,46 +26,29 @@ std::string paper_of(const std::string& options) {
   return job.paper == nullptr ? "" : job.paper->ppd_name;
 }
 
-TEST(JobPaper, IsTheQueuesDefaultWithoutAnOption) {
-  EXPECT_EQ(paper_of(""), "w288h432");
-  EXPECT_EQ(paper_of("PageSize= media="), "w288h432");
-}
-
-TEST(JobPaper, MediaIsAcceptedUnderEveryCommonName) {
-  EXPECT_EQ(paper_of("media=6x8"), "w432h576");
-  EXPECT_EQ(paper_of("media=8x6"), "w432h576");
-  EXPECT_EQ(paper_of("media=15x20"), "w432h576");
-  EXPECT_EQ(paper_of("media=w432h576"), "w432h576");
-  EXPECT_EQ(paper_of("media=5x7"), "w360h504");
-  EXPECT_EQ(paper_of("media=na_5x7_5x7in"), "w360h504");
-  EXPECT_EQ(paper_of("media=na_index-4x6_4x6in"), "w288h432");
-  EXPECT_EQ(paper_of("media=4x6"), "w288h432");
-  EXPECT_EQ(paper_of("media=10x15"), "w288h432");
-  EXPECT_EQ(paper_of("media=custom_6x8in_6x8in"), "w432h576");
-}
-
-TEST(JobPaper, WordsInMediaThatAreNotSizesAreIgnored) {
-  EXPECT_EQ(paper_of("media=6x8,photographic-glossy"), "w432h576");
-  EXPECT_EQ(paper_of("media=auto"), "w288h432");
-}
-
-TEST(JobPaper, PageSizeOverridesMedia) {
-  EXPECT_EQ(paper_of("media=5x7 PageSize=w432h576"), "w432h576");
-  EXPECT_EQ(paper_of("PageSize=6x6"), "w432h432");
-}
-
-TEST(JobPaper, NamesOfCutPapersAreAccepted) {
-  EXPECT_EQ(paper_of("PageSize=w288h432-div2"), "w288h432-div2");
-  EXPECT_EQ(paper_of("PageSize=w432h576-div4"), "w432h576-div4");
-  EXPECT_EQ(paper_of("media=6x4*2"), "w432h576-div2");
-}
-
-TEST(JobPaper, CutCombinesWithAnyNameOfThePaper) {
-  EXPECT_EQ(paper_of("K905Cut=6x2"), "w288h432-div2");
-  EXPECT_EQ(paper_of("media=na_index-4x6_4x6in K905Cut=6x2"), "w288h432-div2");
-  EXPECT_EQ(paper_of("media=6x8 K905Cut=6x2"), "w432h576-div4");
-  EXPECT_EQ(paper_of("PageSize=w432h576 K905Cut=6x4"), "w432h576-div2");
-  EXPECT_EQ(paper_of("PageSize=w432h576-div4 K905Cut=None"), "w432h576-div4");
+TEST(JobPaper, IsChosenByMediaPageSizeAndCutUnderEveryCommonName) {
+  const struct {
+    const char* paper;
+    std::vector<const char*> options;
+  } papers[] = {
+      // The default of the queue. Words in media that are not sizes are ignored.
+      {"w288h432",
+       {"", "PageSize= media=", "media=auto", "media=na_index-4x6_4x6in", "media=4x6",
+        "media=10x15"}},
+      {"w432h576",
+       {"media=6x8", "media=8x6", "media=15x20", "media=w432h576", "media=custom_6x8in_6x8in",
+        "media=6x8,photographic-glossy", "media=5x7 PageSize=w432h576"}},
+      {"w360h504", {"media=5x7", "media=na_5x7_5x7in"}},
+      {"w432h432", {"PageSize=6x6"}},
+      {"w288h432-div2",
+       {"PageSize=w288h432-div2", "K905Cut=6x2", "media=na_index-4x6_4x6in K905Cut=6x2"}},
+      {"w432h576-div4",
+       {"PageSize=w432h576-div4", "media=6x8 K905Cut=6x2", "PageSize=w432h576-div4 K905Cut=None"}},
+      {"w432h576-div2", {"media=6x4*2", "PageSize=w432h576 K905Cut=6x4"}},
+  };
+  for (const auto& [paper, all_options] : papers) {
+    for (const char* options : all_options) EXPECT_EQ(paper_of(options), paper) << options;
+  }
 }
 
 TEST(JobPaper, PaperThatCannotBeCutIsRefused) {

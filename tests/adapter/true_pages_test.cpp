@@ -157,28 +157,23 @@ double circle_center_in(const Paper& paper) {
   return paper.down_pt / 72.0 / (two_pages ? 4 : 2);
 }
 
-TEST_P(TruePagesOnEveryPaper, CircleIsRoundAndInSize) {
-  RasterPage page = page_of(GetParam());
-  fill_circle(page, GetParam().across_pt / 144.0, circle_center_in(GetParam()), kDiameterIn);
-  expect_round(only_sheet(page, option(GetParam())), kDiameterIn, 300);
-}
-
-TEST_P(TruePagesOnEveryPaper, CircleIsRoundInTheFineResolution) {
-  RasterPage page = page_of(GetParam(), 300, 600);
-  fill_circle(page, GetParam().across_pt / 144.0, circle_center_in(GetParam()), kDiameterIn);
-  expect_round(only_sheet(page, option(GetParam(), "Resolution=300x600dpi")), kDiameterIn, 600);
-}
-
-TEST_P(TruePagesOnEveryPaper, CircleOfACoarserRasterIsRound) {
-  RasterPage page = page_of(GetParam(), 200, 100);
-  fill_circle(page, GetParam().across_pt / 144.0, circle_center_in(GetParam()), kDiameterIn);
-  expect_round(only_sheet(page, option(GetParam())), kDiameterIn, 300);
-}
-
-TEST_P(TruePagesOnEveryPaper, CircleOfAFinerRasterIsRound) {
-  RasterPage page = page_of(GetParam(), 600, 600);
-  fill_circle(page, GetParam().across_pt / 144.0, circle_center_in(GetParam()), kDiameterIn);
-  expect_round(only_sheet(page, option(GetParam())), kDiameterIn, 300);
+TEST_P(TruePagesOnEveryPaper, CircleIsRoundAndInSizeAtEveryResolution) {
+  const struct {
+    unsigned dpi;
+    unsigned dpi_down;
+    const char* option;
+    double rows_per_inch;
+  } rasters[] = {{300, 300, "", 300},
+                 {300, 600, "Resolution=300x600dpi", 600},
+                 {200, 100, "", 300},
+                 {600, 600, "", 300}};
+  for (const auto& raster : rasters) {
+    SCOPED_TRACE(raster.dpi_down);
+    RasterPage page = page_of(GetParam(), raster.dpi, raster.dpi_down);
+    fill_circle(page, GetParam().across_pt / 144.0, circle_center_in(GetParam()), kDiameterIn);
+    expect_round(only_sheet(page, option(GetParam(), raster.option)), kDiameterIn,
+                 raster.rows_per_inch);
+  }
 }
 
 // 35 x 45 mm are 413.4 x 531.5 pixels of 1/300 inch.
@@ -194,9 +189,9 @@ TEST_P(TruePagesOnEveryPaper, PassportBoxOfARotatedPageIsWithinAPixel) {
   RasterPage page = rotated_page_of(GetParam());
   fill_box(page, 300, 200, 413, 531);
   const Box box = dark_box(only_sheet(page, option(GetParam())));
-  const bool turned = GetParam().across_pt != GetParam().down_pt;
-  EXPECT_NEAR(box.width() * 300 / GetParam().dpi_across, turned ? 531 : 413, 1.0);
-  EXPECT_NEAR(box.height(), turned ? 413 : 531, 1.0);
+  const bool is_rotated = GetParam().across_pt != GetParam().down_pt;
+  EXPECT_NEAR(box.width() * 300 / GetParam().dpi_across, is_rotated ? 531 : 413, 1.0);
+  EXPECT_NEAR(box.height(), is_rotated ? 413 : 531, 1.0);
 }
 
 TEST_P(TruePagesOnEveryPaper, CircleOnARotatedPageIsRoundAt600Dpi) {

@@ -56,12 +56,12 @@ class Run:
             time.sleep(0.01)
         raise AssertionError("the backend started no other process")
 
-    def wait_until_it_passed_the_signal_on(self):
+    def wait_until_the_signal_is_forwarded(self):
         """Its end of the pipe to the process that prints is closed."""
         until = time.monotonic() + 60
         while self.has_pipes():
             if time.monotonic() > until:
-                raise AssertionError("the signal was not passed on")
+                raise AssertionError("the signal was not forwarded")
             time.sleep(0.01)
 
     def has_pipes(self):
@@ -117,9 +117,9 @@ class Backend(unittest.TestCase):
                                      "\n".join(self.runs[-1].log_lines()))
             time.sleep(0.02)
 
-    def assert_printed(self, numbers, torn=0):
+    def assert_printed(self, numbers, incomplete=0):
         self.assertEqual(self.sim.numbers(), list(numbers))
-        self.assertEqual(self.sim.torn(), torn)
+        self.assertEqual(self.sim.incomplete_sheets(), incomplete)
         self.assertEqual(self.sim.count(" inside a sheet"), 0)
 
 
@@ -149,7 +149,7 @@ class WholeJobs(Backend):
         job = numbered_sheets.sheet(1, 1, 1) + matte + numbered_sheets.sheet(2, 1920, 1240)
         run = self.start(job)
         self.assertEqual(run.wait(), DONE, run.log_lines())
-        self.assertEqual(self.sim.looks(), undisturbed(BUILD / "k905-sim", job, SimulatedPrinter.looks))
+        self.assertEqual(self.sim.printed_sheets(), undisturbed(BUILD / "k905-sim", job, SimulatedPrinter.printed_sheets))
 
     def test_a_file_is_printed_as_often_as_there_are_copies(self):
         file = self.scratch / "file.prn"
@@ -211,7 +211,7 @@ class WholeJobs(Backend):
             os.close(writer)
         self.assertEqual(self.runs[-1].wait(), DONE, self.runs[-1].log_lines())
 
-    def test_without_arguments_it_lists_devices_as_the_print_system_wants(self):
+    def test_without_arguments_it_lists_devices_in_the_format_of_cups(self):
         listed = subprocess.run([BUILD / "k905"], capture_output=True, text=True, check=True).stdout
         line = re.compile(r'(direct k905:\S+|network k905) "[^"]*" "[^"]*" "[^"]*" "[^"]*"')
         for found in listed.splitlines():
@@ -307,7 +307,8 @@ class Waiting(Backend):
 
 
 class Interruptions(Backend):
-    def test_sigterm_in_a_sheet_finishes_it_and_the_job_continues_after_it(self):
+    def stop_in_a_sheet_and_continue_after_it(self, stop):
+        """stop(run) while the printer holds the second sheet at several bytes; the next run prints the rest."""
         for byte in (1, 40, SHEET_BYTES // 2, SHEET_BYTES - 40):
             with self.subTest(byte=byte):
                 done = len(self.sim.numbers())
@@ -315,50 +316,37 @@ class Interruptions(Backend):
                 self.sim.hold(byte, done + 2)
                 run = self.start(numbered_sheets.job(3), uuid=uuid)
                 self.sim.wait_until_holding(byte, done + 2)
-                run.process.send_signal(signal.SIGTERM)
-                run.wait_until_it_passed_the_signal_on()
-                self.sim.command("continue")
-                self.assertEqual(run.wait(), TRY_AGAIN)
-                self.assertEqual(self.sim.numbers()[done:], [1, 2])
+                stop(run, done)
                 run = self.start(numbered_sheets.job(3), uuid=uuid)
+                self.sim.command("continue")
                 self.assertEqual(run.wait(), DONE, run.log_lines())
                 self.assertEqual(self.sim.numbers()[done:], [1, 2, 3])
         self.assert_printed([1, 2, 3] * 4)
+
+    def test_sigterm_in_a_sheet_finishes_it_and_the_job_continues_after_it(self):
+        def stop(run, done):
+            run.process.send_signal(signal.SIGTERM)
+            run.wait_until_the_signal_is_forwarded()
+            self.sim.command("continue")
+            self.assertEqual(run.wait(), TRY_AGAIN)
+            self.assertEqual(self.sim.numbers()[done:], [1, 2])
+        self.stop_in_a_sheet_and_continue_after_it(stop)
 
     def test_killing_the_started_process_in_a_sheet_leaves_it_complete(self):
-        for byte in (1, 40, SHEET_BYTES // 2, SHEET_BYTES - 40):
-            with self.subTest(byte=byte):
-                done = len(self.sim.numbers())
-                uuid = f"urn:uuid:{byte}"
-                self.sim.hold(byte, done + 2)
-                run = self.start(numbered_sheets.job(3), uuid=uuid)
-                self.sim.wait_until_holding(byte, done + 2)
-                run.process.kill()
-                run.wait()
-                # At once, as after a restart of the scheduler.
-                run = self.start(numbered_sheets.job(3), uuid=uuid)
-                self.sim.command("continue")
-                self.assertEqual(run.wait(), DONE, run.log_lines())
-                self.assertEqual(self.sim.numbers()[done:], [1, 2, 3])
-        self.assert_printed([1, 2, 3] * 4)
+        def stop(run, _):
+            run.process.kill()
+            run.wait()
+            # The next run starts at once, as after a restart of the scheduler.
+        self.stop_in_a_sheet_and_continue_after_it(stop)
 
     def test_a_sheet_cut_when_the_backend_is_killed_is_sent_again(self):
-        self.sim.hold(SHEET_BYTES // 2, 2)
-        run = self.start(numbered_sheets.job(3))
-        self.sim.wait_until_holding(SHEET_BYTES // 2, 2)
-        os.kill(run.worker(), signal.SIGKILL)
-        self.sim.command("continue")
-        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.interrupt_in_sheet_2(numbered_sheets.job(3))
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.log_lines())
-        self.assert_printed([1, 2, 3], torn=1)
+        self.assert_printed([1, 2, 3], incomplete=1)
 
     def test_a_sheet_printed_before_the_backend_is_killed_is_not_sent_again(self):
-        self.sim.command("unplug after 2")
-        run = self.start(numbered_sheets.job(3))
-        self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the lost line")
-        os.kill(run.worker(), signal.SIGKILL)
-        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.interrupt_after_sheet_2()
         self.sim.command("plug")
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.log_lines())
@@ -386,6 +374,14 @@ class Interruptions(Backend):
         self.sim.command("continue")
         self.assertEqual(run.wait(), TRY_AGAIN)
 
+    def interrupt_after_sheet_2(self):
+        """The process that prints is killed when the printer has the complete sheet and is unplugged."""
+        self.sim.command("unplug after 2")
+        run = self.start(numbered_sheets.job(3))
+        self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the lost line")
+        os.kill(run.worker(), signal.SIGKILL)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+
     def assert_in_doubt(self, run):
         """The job is held, with a message that names the sheet and the printer."""
         self.assertEqual(run.wait(), HOLD, run.log_lines())
@@ -401,15 +397,11 @@ class Interruptions(Backend):
         run = self.start_on(other, numbered_sheets.job(3))  # when it was released
         self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assertEqual(other.numbers(), [2, 3])
-        self.assert_printed([1], torn=1)
+        self.assert_printed([1], incomplete=1)
 
     def test_a_held_job_is_decided_by_the_counter_of_the_printer_that_has_the_sheet(self):
         other = self.another_printer()
-        self.sim.command("unplug after 2")
-        run = self.start(numbered_sheets.job(3))
-        self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the lost line")
-        os.kill(run.worker(), signal.SIGKILL)
-        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.interrupt_after_sheet_2()
         self.assert_in_doubt(self.start_on(other, numbered_sheets.job(3)))
         self.sim.command("plug")
         run = self.start(numbered_sheets.job(3))
@@ -426,7 +418,7 @@ class Interruptions(Backend):
         self.sim.set(serial="OTHER", status=0)
         self.sim.command("disconnect")
         self.assert_in_doubt(run)
-        self.assert_printed([1], torn=1)
+        self.assert_printed([1], incomplete=1)
 
     def test_a_job_continues_on_another_printer_while_a_job_on_the_first_waits(self):
         other = self.another_printer()
@@ -448,9 +440,9 @@ class Interruptions(Backend):
         run = self.start_on(other, numbered_sheets.job(6))
         self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assertEqual(other.numbers(), [2, 3, 4, 5, 6])
-        self.assert_printed([1, 99], torn=1)
+        self.assert_printed([1, 99], incomplete=1)
 
-    def test_another_printer_gets_the_rest_of_a_job_and_not_the_sheet_in_hand(self):
+    def test_another_printer_gets_the_rest_of_a_job_and_not_the_current_sheet(self):
         other = self.another_printer()
         self.sim.hold(SHEET_BYTES // 4, 2)
         run = self.start(numbered_sheets.job(3))
@@ -475,24 +467,19 @@ class Interruptions(Backend):
         self.assert_printed([1, 2, 3, 4])
 
     def test_another_job_after_the_interruption_does_not_decide_for_the_first(self):
-        self.sim.hold(SHEET_BYTES // 2, 2)
-        run = self.start(numbered_sheets.job(3))
-        self.sim.wait_until_holding(SHEET_BYTES // 2, 2)
-        os.kill(run.worker(), signal.SIGKILL)
-        self.sim.command("continue")
-        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.interrupt_in_sheet_2(numbered_sheets.job(3))
         other = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
         self.assertEqual(other.wait(), DONE, other.log_lines())
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.log_lines())
-        self.assert_printed([1, 99, 2, 3], torn=1)
+        self.assert_printed([1, 99, 2, 3], incomplete=1)
 
     def test_a_new_job_with_an_old_number_starts_at_its_first_sheet(self):
         self.sim.hold(40, 2)
         run = self.start(numbered_sheets.job(3))
         self.sim.wait_until_holding(40, 2)
         run.process.send_signal(signal.SIGTERM)
-        run.wait_until_it_passed_the_signal_on()
+        run.wait_until_the_signal_is_forwarded()
         self.sim.command("continue")
         self.assertEqual(run.wait(), TRY_AGAIN)
         run = self.start(numbered_sheets.job(2), uuid="urn:uuid:2")
@@ -531,7 +518,7 @@ class LostLines(Backend):
                 run = self.start(numbered_sheets.job(3), uuid=f"urn:uuid:{byte}")
                 self.assertEqual(run.wait(), DONE, run.log_lines())
                 self.assertEqual(self.sim.numbers()[before:], [1, 2, 3])
-        self.assert_printed([1, 2, 3] * 5, torn=5)
+        self.assert_printed([1, 2, 3] * 5, incomplete=5)
 
     def test_a_connection_lost_after_a_sheet_does_not_send_it_again(self):
         self.sim.command("disconnect after 2")

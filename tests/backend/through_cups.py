@@ -118,7 +118,7 @@ class ThroughCups(unittest.TestCase):
         """Runs a command that stops the job; the sheet continues when the printing process was notified."""
         before = self.backend_pipes()
         self.cups.run(*command)
-        self.cups.wait_for(lambda: self.backend_pipes() < before, "the backend to take notice")
+        self.cups.wait_for(lambda: self.backend_pipes() < before, "the backend to handle the request")
         self.sim.command("continue")
 
     def reasons(self):
@@ -127,7 +127,7 @@ class ThroughCups(unittest.TestCase):
     def assert_printed(self, numbers):
         """Each sheet was printed once, in this order, and the printer received no other data."""
         self.assertEqual(self.sim.numbers(), numbers)
-        self.assertEqual(self.sim.torn(), 0)
+        self.assertEqual(self.sim.incomplete_sheets(), 0)
         self.assertEqual(self.sim.count(" inside a sheet"), 0)
 
     def assert_completed(self, job):
@@ -207,7 +207,7 @@ class Jobs(ThroughCups):
         self.assertEqual(self.cups.pages_logged(job), [f"booth {job} total 5"])
         self.assertNotIn("media-empty", self.reasons())
 
-    def test_a_canceled_job_ends_with_the_sheet_in_hand(self):
+    def test_a_canceled_job_ends_with_the_current_sheet(self):
         job = self.submit_and_hold(2)
         self.run_while_holding("cancel", f"booth-{job}")
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)

@@ -24,19 +24,19 @@ uri = urllib.parse.urlsplit(os.environ["DEVICE_URI"])
 settings = urllib.parse.parse_qs(uri.query)
 
 
-def fail_if_told_to():
+def fail_if_requested():
     if any(pathlib.Path(path).exists() for path in settings.get("fail", [])):
         sys.exit(CUPS_BACKEND_FAILED)
 
 
-fail_if_told_to()
+fail_if_requested()
 pause = float(settings.get("pause", ["0"])[0])
 folder = pathlib.Path(uri.path)
 unfinished = folder / f"{sys.argv[1]}.part"
 with open(unfinished, "wb") as out, open(0, "rb", buffering=0, closefd=False) as stream:
     since_pause = 0
     while piece := stream.read(PIECE):
-        fail_if_told_to()
+        fail_if_requested()
         out.write(piece)
         since_pause += len(piece)
         if pause and since_pause >= PIECE:

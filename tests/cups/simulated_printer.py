@@ -24,8 +24,8 @@ def number_in_picture(file):
     return zlib.decompressobj().decompress(bytes(compressed), 2)[1]
 
 
-def undisturbed(program, stream, look):
-    """The result of look(printer) after a printer received the complete stream."""
+def undisturbed(program, stream, result_of):
+    """result_of(printer), after a printer received the complete stream."""
     folder = pathlib.Path(tempfile.mkdtemp(prefix="k905_numbers_"))
     printer = SimulatedPrinter(program, folder)
     try:
@@ -33,7 +33,7 @@ def undisturbed(program, stream, look):
             line.sendall(stream)
             line.shutdown(socket.SHUT_WR)
             line.recv(1)  # the printer closes the connection after the last byte was processed
-        return look(printer)
+        return result_of(printer)
     finally:
         printer.stop()
         shutil.rmtree(folder)
@@ -116,7 +116,7 @@ class SimulatedPrinter:
         self._catch_up()
         return [number_in_picture(file) for file in self.printed_files()]
 
-    def looks(self):
+    def printed_sheets(self):
         """Size, finish, cut and all pixels of the printed sheets."""
         self._catch_up()
         with self.changed:
@@ -145,7 +145,7 @@ class SimulatedPrinter:
         with self.changed:
             return sum(re.search(pattern, line) is not None for line in self.lines)
 
-    def torn(self):
+    def incomplete_sheets(self):
         """The number of incomplete sheets."""
         return self.count("^data error: ")
 

@@ -78,7 +78,7 @@ class ToPrinter(unittest.TestCase):
     def assert_printed(self, photos, torn=0):
         """Exactly these came out, in this order."""
         self.assertEqual(self.sim.numbers(), [self.look_of(photo) for photo in photos])
-        self.assertEqual(self.sim.torn(), torn)
+        self.assertEqual(self.sim.incomplete_sheets(), torn)
         self.assertEqual(self.sim.count(" inside a sheet"), 0)
 
     def assert_nothing_was_sent(self):
