@@ -131,14 +131,14 @@ TEST_F(PpdFiles, MissingDefaultIsAnEmptyValue) {
 
 // ---- One option or a few in a file --------------------------------------------------------------
 
-struct Case {
+struct QueueCase {
   const char* name;
   std::string options;  // KEYWORD=CHOICE, separated by blanks
 };
 
 const std::string kForty(40, 'c');  // libcups keeps 40 characters, most fields keep 31 of them
 
-const Case kCases[] = {
+const QueueCase kQueueCases[] = {
     {"NoOption", ""},
     {"LaterPaperNameWins", "PageSize=w288h432 PageRegion=w432h576"},
     {"Numbers",
@@ -186,7 +186,7 @@ PpdDescription queue_with(const std::string& options) {
   return {.groups = {group}};
 }
 
-class PpdOptions : public testing::TestWithParam<Case> {
+class PpdOptions : public testing::TestWithParam<QueueCase> {
  protected:
   SettingsGuard settings_;
 };
@@ -202,7 +202,7 @@ TEST_P(PpdOptions, GiveThemWithAnInstalledSrgbToo) {
   expect_like_reference({.ppd = queue_with(GetParam().options), .existing_files = {"./sRGB.icc"}});
 }
 
-INSTANTIATE_TEST_SUITE_P(Queue, PpdOptions, testing::ValuesIn(kCases),
+INSTANTIATE_TEST_SUITE_P(Queue, PpdOptions, testing::ValuesIn(kQueueCases),
                          [](const auto& instance) { return instance.param.name; });
 
 TEST_F(PpdFiles, DefaultThatIsNoChoiceIsUsed) {
