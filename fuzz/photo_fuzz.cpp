@@ -39,14 +39,14 @@ void prepare_for_a_sheet(const std::string& path) {
   SheetPlace place;
   place.page_width = 40;
   place.page_height = 28;
-  place.seen_width = 36;
-  place.seen_height = 30;
+  place.visible_width = 36;
+  place.visible_height = 30;
   const k905::PixelSize size = picture_size(place);
-  for (const bool whole : {false, true}) {
+  for (const bool fit : {false, true}) {
     std::string error;
     const auto photo = k905::Photo::open(k905::open_photo_file(path, error), error);
     const auto prepared =
-        photo ? prepare(*photo, place, {.whole = whole}, error) : std::optional<Prepared>{};
+        photo ? prepare(*photo, place, {.fit = fit}, error) : std::optional<Prepared>{};
     if (!prepared) {
       expect(is_one_plain_line(error), "a reason in one line");
       continue;

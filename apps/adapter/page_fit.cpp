@@ -152,7 +152,7 @@ PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scalin
                    .offset = page.left,
                    .paper_pt = paper.across,
                    .sheet_dpi = double{1.0} * dots_per_inch_across(*place.paper),
-                   .visible = place.seen_width,
+                   .visible = place.visible_width,
                    .image = image.width};
   const Side height{
       .raster = page.height,
@@ -161,7 +161,7 @@ PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scalin
       .offset = page.top,
       .paper_pt = paper.down,
       .sheet_dpi = double{1.0} * (place.fine ? kDotsPerInchDownFine : kDotsPerInchDown),
-      .visible = place.seen_height,
+      .visible = place.visible_height,
       .image = image.height};
   const double scale = scale_of(width, height, scaling);
   const bool whole_sheet = place.frames.size() == 1;

@@ -13,21 +13,22 @@ namespace {
 // Divides one side of the sheet at the cuts of the paper. The sheet can be slightly larger than the
 // paper.
 struct Side {
-  std::uint32_t pixels = 0;  // of the picture
-  std::uint32_t seen = 0;    // of the sheet
-  double paper_begin = 0;    // in pixels of the sheet
+  std::uint32_t pixels = 0;   // of the picture
+  std::uint32_t visible = 0;  // of the sheet
+  double paper_begin = 0;     // in pixels of the sheet
   double paper_end = 0;
 
   // Limited to the sheet.
   [[nodiscard]] std::uint32_t pixel_at(double at) const {
-    return static_cast<std::uint32_t>(std::clamp<long>(std::lround(at * pixels / seen), 0, pixels));
+    return static_cast<std::uint32_t>(
+        std::clamp<long>(std::lround(at * pixels / visible), 0, pixels));
   }
   [[nodiscard]] std::uint32_t boundary(std::uint32_t part, std::uint32_t parts) const {
     if (part == 0 || part == parts) {
       return part == 0 ? 0 : pixels;
     }
     const double at = paper_begin + (paper_end - paper_begin) * part / parts;
-    return static_cast<std::uint32_t>(std::lround(at * pixels / seen));
+    return static_cast<std::uint32_t>(std::lround(at * pixels / visible));
   }
 };
 
@@ -40,8 +41,8 @@ Sides sides_of(const SheetPlace& place) {
   const PixelSize picture = picture_size(place);
   const SheetFrame& first = place.frames.front();
   const SheetFrame& last = place.frames.back();
-  return {{picture.width, place.seen_width, first.left, first.left + first.width},
-          {picture.height, place.seen_height, first.top, last.top + last.height}};
+  return {{picture.width, place.visible_width, first.left, first.left + first.width},
+          {picture.height, place.visible_height, first.top, last.top + last.height}};
 }
 
 // Row `row` of `rows`, divided into columns.
@@ -94,14 +95,14 @@ std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place) {
 SheetPlace place_in(const Cell& cell, const SheetPlace& place) {
   // The sheet may show more pixels than the picture has.
   const PixelSize picture = picture_size(place);
-  const auto seen = [](std::uint32_t length, std::uint32_t all_seen, std::uint32_t all) {
-    return static_cast<std::uint32_t>((std::uint64_t{length} * all_seen + all / 2) / all);
+  const auto visible = [](std::uint32_t length, std::uint32_t all_visible, std::uint32_t all) {
+    return static_cast<std::uint32_t>((std::uint64_t{length} * all_visible + all / 2) / all);
   };
   SheetPlace part = place;
   part.page_width = cell.width;
   part.page_height = cell.height;
-  part.seen_width = seen(cell.width, place.seen_width, picture.width);
-  part.seen_height = seen(cell.height, place.seen_height, picture.height);
+  part.visible_width = visible(cell.width, place.visible_width, picture.width);
+  part.visible_height = visible(cell.height, place.visible_height, picture.height);
   return part;
 }
 

@@ -56,8 +56,9 @@ void limit_this_process() {
 std::vector<std::string> request(const SheetPlace& place, const Preparation& options) {
   std::vector<std::string> numbers;
   for (const std::uint32_t number :
-       {place.page_width, place.page_height, place.seen_width, place.seen_height, place.dots_across,
-        std::uint32_t{place.fine}, std::uint32_t{options.whole}, std::uint32_t{options.rotate}}) {
+       {place.page_width, place.page_height, place.visible_width, place.visible_height,
+        place.dots_across, std::uint32_t{place.fine}, std::uint32_t{options.fit},
+        std::uint32_t{options.rotate}}) {
     numbers.push_back(std::to_string(number));
   }
   return numbers;
@@ -70,11 +71,11 @@ void read_request(char** numbers, SheetPlace& place, Preparation& options) {
   };
   place.page_width = number(0);
   place.page_height = number(1);
-  place.seen_width = number(2);
-  place.seen_height = number(3);
+  place.visible_width = number(2);
+  place.visible_height = number(3);
   place.dots_across = number(4);
   place.fine = number(5) != 0;
-  options.whole = number(6) != 0;
+  options.fit = number(6) != 0;
   options.rotate = number(7) != 0;
 }
 

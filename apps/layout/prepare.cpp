@@ -20,8 +20,8 @@ bool has_sides_exchanged(int orientation) { return orientation >= 5; }
 
 // The EXIF orientation after another counterclockwise rotation of the visible image.
 int rotated_left(int orientation) {
-  constexpr int after[] = {8, 8, 5, 6, 7, 4, 1, 2, 3};
-  return after[orientation >= 1 && orientation <= 8 ? orientation : 0];
+  constexpr int next[] = {8, 8, 5, 6, 7, 4, 1, 2, 3};
+  return next[orientation >= 1 && orientation <= 8 ? orientation : 0];
 }
 
 // A square sheet or a square photo needs no rotation.
@@ -31,9 +31,9 @@ bool suits_rotated(const Photo& photo, const SheetPlace& place) {
   if (has_sides_exchanged(photo.orientation())) {
     std::swap(width, height);
   }
-  const double sheet_height = place.seen_height / place.density();
-  return (width > height && place.seen_width < sheet_height) ||
-         (width < height && place.seen_width > sheet_height);
+  const double sheet_height = place.visible_height / place.density();
+  return (width > height && place.visible_width < sheet_height) ||
+         (width < height && place.visible_width > sheet_height);
 }
 
 void make_8_bit(k905::Picture& picture) {
@@ -49,26 +49,28 @@ void make_8_bit(k905::Picture& picture) {
   picture.bits = 8;
 }
 
-// The area of the stored photo that is read, and its size before it is rotated upright.
-struct Cut {
+// The area of the stored photo that is read, and the size to which it is scaled, both before it is
+// rotated upright.
+struct Crop {
   k905::PixelArea area;
   k905::PixelSize size;
 };
 
-Cut cut_for(const Photo& photo, const SheetPlace& place, bool whole, int orientation) {
+Crop crop_for(const Photo& photo, const SheetPlace& place, bool fit, int orientation) {
   const k905::PixelSize pixels = picture_size(place);
   k905::PixelSize size = pixels;
   // Width over height, of the visible sheet and of one of its pixels.
-  double shape = place.seen_width / (place.seen_height / place.density());
+  double shape = place.visible_width / (place.visible_height / place.density());
   double pixel_shape = shape * size.height / size.width;
   if (has_sides_exchanged(orientation)) {
     std::swap(size.width, size.height);
     shape = 1 / shape;
     pixel_shape = 1 / pixel_shape;
   }
-  if (whole) {
-    const double own = static_cast<double>(photo.width()) / photo.height();
-    return {{0, 0, photo.width(), photo.height()}, k905::largest_part(size, own / pixel_shape)};
+  if (fit) {
+    const double photo_shape = static_cast<double>(photo.width()) / photo.height();
+    return {{0, 0, photo.width(), photo.height()},
+            k905::largest_part(size, photo_shape / pixel_shape)};
   }
   const k905::PixelSize part = k905::largest_part({photo.width(), photo.height()}, shape);
   return {{(photo.width() - part.width) / 2, (photo.height() - part.height) / 2, part.width,
@@ -84,17 +86,17 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
   if (options.rotate && suits_rotated(photo, place)) {
     orientation = rotated_left(orientation);
   }
-  const Cut cut = cut_for(photo, place, options.whole, orientation);
+  const Crop crop = crop_for(photo, place, options.fit, orientation);
   std::optional<k905::Picture> picture =
-      photo.pixels(cut.area, cut.size.width, cut.size.height, orientation, error);
+      photo.pixels(crop.area, crop.size.width, crop.size.height, orientation, error);
   if (!picture) {
     return std::nullopt;
   }
   malloc_trim(0);  // the rows that libvips held make room for the page
   Prepared prepared;
-  std::string broken;
-  if (!convert_to_srgb(*picture, broken)) {
-    prepared.warning = broken + "; its colors are taken for sRGB";
+  std::string profile_error;
+  if (!convert_to_srgb(*picture, profile_error)) {
+    prepared.warning = profile_error + "; its colors are taken for sRGB";
   }
   if (picture->channels == 4) {
     inks_to_colors(*picture);

@@ -9,9 +9,10 @@
 #include "apps/layout/sheet_place.h"
 
 struct Preparation {
-  bool whole =
-      false;  // show the complete photo on white; otherwise it is cropped to the shape of the sheet
-  bool rotate = true;  // rotate it counterclockwise if the sheet has the other orientation
+  // Show the complete photo on white; otherwise it is cropped to the shape of the sheet.
+  bool fit = false;
+  // Rotate the photo counterclockwise if the sheet has the other orientation.
+  bool rotate = true;
 };
 
 struct Prepared {

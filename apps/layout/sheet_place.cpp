@@ -26,64 +26,63 @@ std::uint32_t at_least_one(std::int32_t pixels) {
   return static_cast<std::uint32_t>(std::max(1, pixels));
 }
 
-// For each pixel of the image along one side, the pixel of the page that the filter shows there.
+// For each pixel of the image along one side, the pixel of the page that the filter takes for it.
 // The filter takes the nearest pixel, computed exactly in this way.
-std::vector<std::size_t> shown_pixels(std::uint32_t page, std::uint32_t seen, bool mirrored) {
-  std::vector<std::size_t> shown(seen);
-  const double step = 1 / (static_cast<double>(seen) / static_cast<double>(page));
-  for (std::size_t i = 0; i < seen; ++i) {
+std::vector<std::size_t> taken_pixels(std::uint32_t page, std::uint32_t visible, bool mirrored) {
+  std::vector<std::size_t> taken(visible);
+  const double step = 1 / (static_cast<double>(visible) / static_cast<double>(page));
+  for (std::size_t i = 0; i < visible; ++i) {
     const double center = (static_cast<double>(i) + 0.5) * step - 0.5 + 0.5;
-    shown[i] = std::min<std::size_t>(static_cast<std::size_t>(center), page - 1);
+    taken[i] = std::min<std::size_t>(static_cast<std::size_t>(center), page - 1);
   }
   if (mirrored) {
     // Both the page and the sheet are mirrored: the visible order is the reverse of the filter's.
-    std::vector<std::size_t> reversed(seen);
-    for (std::size_t i = 0; i < seen; ++i) {
-      reversed[i] = page - 1 - shown[seen - 1 - i];
+    std::vector<std::size_t> reversed(visible);
+    for (std::size_t i = 0; i < visible; ++i) {
+      reversed[i] = page - 1 - taken[visible - 1 - i];
     }
     return reversed;
   }
-  return shown;
+  return taken;
 }
 
 // The pixel of the image for every pixel of the page; invisible pixels repeat their neighbor.
-std::vector<std::uint32_t> spread(std::uint32_t page, std::uint32_t seen, bool mirrored) {
-  std::vector<std::uint32_t> source(page);
-  const std::uint32_t count = std::min(page, seen);
-  if (seen >= page) {
-    std::iota(source.begin(), source.end(), 0U);
-    return source;
+std::vector<std::uint32_t> image_pixels(std::uint32_t page, std::uint32_t visible, bool mirrored) {
+  std::vector<std::uint32_t> pixels(page);
+  if (visible >= page) {
+    std::iota(pixels.begin(), pixels.end(), 0U);
+    return pixels;
   }
-  const std::vector<std::size_t> shown = shown_pixels(page, seen, mirrored);
+  const std::vector<std::size_t> taken = taken_pixels(page, visible, mirrored);
   std::uint32_t next = 0;
   for (std::size_t i = 0; i < page; ++i) {
-    source[i] = next;
-    if (next + 1 < count && i >= shown[next]) {
+    pixels[i] = next;
+    if (next + 1 < visible && i >= taken[next]) {
       ++next;
     }
   }
-  return source;
+  return pixels;
 }
 
-// The paper's visible areas, changed by the user's borders, mirrored to what is seen from the
+// The paper's visible areas, changed by the user's borders, mirrored to what is visible from the
 // front.
 std::vector<SheetFrame> frames_on(const PaperConfig& paper, const PageLayout& layout, bool fine) {
-  const std::int32_t seen_right_edge = layout.bleed_left + layout.effective_width;
-  const std::int32_t rows_per_row = fine ? 2 : 1;
+  const std::int32_t visible_right_edge = layout.bleed_left + layout.effective_width;
+  const std::int32_t row_factor = fine ? 2 : 1;
   const VisibleAreas visible = visible_areas(paper);
   std::vector<SheetFrame> frames;
   for (const VisibleArea& area : visible) {
     const std::int32_t left = area.left + layout.bleed_left - paper.bleed_left;
     const std::int32_t right = area.left + area.width - (layout.bleed_right - paper.bleed_right);
-    std::int32_t top = area.top * rows_per_row;
-    std::int32_t bottom = (area.top + area.height) * rows_per_row;
+    std::int32_t top = area.top * row_factor;
+    std::int32_t bottom = (area.top + area.height) * row_factor;
     if (&area == visible.begin()) {
       top += layout.bleed_top - paper.bleed_top;
     }
     if (&area + 1 == visible.end()) {
       bottom -= layout.bleed_bottom - paper.bleed_bottom;
     }
-    frames.push_back({.left = static_cast<double>(seen_right_edge - right),
+    frames.push_back({.left = static_cast<double>(visible_right_edge - right),
                       .top = static_cast<double>(top - layout.bleed_top),
                       .width = static_cast<double>(right - left),
                       .height = static_cast<double>(bottom - top)});
@@ -107,19 +106,19 @@ SheetPlace sheet_place(const Choices& choices) {
   const PageLayout layout = page_layout(options);
   place.page_width = at_least_one(layout.target_width);
   place.page_height = at_least_one(layout.target_height);
-  place.seen_width = at_least_one(layout.effective_width);
-  place.seen_height = at_least_one(layout.effective_height);
+  place.visible_width = at_least_one(layout.effective_width);
+  place.visible_height = at_least_one(layout.effective_height);
   place.dots_across = static_cast<std::uint32_t>(dots_per_inch_across(*place.paper));
   place.frames = frames_on(*place.paper, layout, place.fine);
   return place;
 }
 
 k905::PixelSize picture_size(const SheetPlace& place) {
-  return {std::min(place.page_width, place.seen_width),
-          std::min(place.page_height, place.seen_height)};
+  return {std::min(place.page_width, place.visible_width),
+          std::min(place.page_height, place.visible_height)};
 }
 
 PageMap page_map(const SheetPlace& place) {
-  return {.columns = spread(place.page_width, place.seen_width, true),
-          .rows = spread(place.page_height, place.seen_height, false)};
+  return {.columns = image_pixels(place.page_width, place.visible_width, true),
+          .rows = image_pixels(place.page_height, place.visible_height, false)};
 }

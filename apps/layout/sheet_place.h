@@ -27,8 +27,8 @@ struct SheetPlace {
   std::uint32_t page_width = 0;
   std::uint32_t page_height = 0;
   // The part of the sheet that the image covers.
-  std::uint32_t seen_width = 0;
-  std::uint32_t seen_height = 0;
+  std::uint32_t visible_width = 0;
+  std::uint32_t visible_height = 0;
   // From top to bottom. Usually the complete visible sheet; at 300 x 600 dpi a little less: the
   // borders there keep their number of rows, although a row is half as high.
   std::vector<SheetFrame> frames;

@@ -21,13 +21,13 @@ class RulerPage {
  public:
   RulerPage(const SheetPlace& place, const SheetFrame& frame)
       : across_(pixels_per_millimeter(dots_per_inch_across(*place.paper), picture_size(place).width,
-                                      place.seen_width)),
+                                      place.visible_width)),
         down_(pixels_per_millimeter(place.fine ? kDotsPerInchDownFine : kDotsPerInchDown,
-                                    picture_size(place).height, place.seen_height)),
-        left_(frame.left * picture_size(place).width / place.seen_width),
-        top_(frame.top * picture_size(place).height / place.seen_height),
-        width_(frame.width * picture_size(place).width / place.seen_width / across_),
-        height_(frame.height * picture_size(place).height / place.seen_height / down_) {}
+                                    picture_size(place).height, place.visible_height)),
+        left_(frame.left * picture_size(place).width / place.visible_width),
+        top_(frame.top * picture_size(place).height / place.visible_height),
+        width_(frame.width * picture_size(place).width / place.visible_width / across_),
+        height_(frame.height * picture_size(place).height / place.visible_height / down_) {}
 
   void draw(Picture& picture, const std::string& paper) {
     picture_ = &picture;
@@ -61,8 +61,8 @@ class RulerPage {
   }
 
  private:
-  static double pixels_per_millimeter(int dpi, std::uint32_t pixels, std::uint32_t seen) {
-    return dpi / kMillimetersPerInch * pixels / seen;
+  static double pixels_per_millimeter(int dpi, std::uint32_t pixels, std::uint32_t visible) {
+    return dpi / kMillimetersPerInch * pixels / visible;
   }
   static double tick(int mm) { return mm % 10 == 0 ? 5 : mm % 5 == 0 ? 3.5 : 2; }
   static double line() { return kFrameLine; }

@@ -17,7 +17,7 @@ Preparation preparation_of(const CupsOptions& options) {
   const std::string scaling = options.value("print-scaling");
   // These two can only be options of the job; "fill" may be the queue's default.
   const bool fit_to_page = is_on(options.value("fit-to-page")) || is_on(options.value("fitplot"));
-  return {.whole = scaling == "fit" || scaling == "auto-fit" || fit_to_page, .rotate = true};
+  return {.fit = scaling == "fit" || scaling == "auto-fit" || fit_to_page, .rotate = true};
 }
 
 bool needs_default_filter(const CupsOptions& options) {

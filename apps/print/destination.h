@@ -34,17 +34,18 @@ class Destination {
     // that records each step knows after a crash how far the job is (queue_jobs.h).
     std::string ticket;
   };
-  struct Begun {
+  struct StartedJob {
     int number = 0;                  // of the job, if the destination numbers its jobs
     std::optional<FilePlace> place;  // in a regular file that is appended to
     KnownPrinter printer;            // if the destination asks it
   };
-  [[nodiscard]] virtual bool begin(const JobName& name, Begun& begun, std::string& error) = 0;
+  [[nodiscard]] virtual bool begin(const JobName& name, StartedJob& started,
+                                   std::string& error) = 0;
   [[nodiscard]] virtual bool page(const k905::Picture& page, std::string& error) = 0;
   // Returns true if the destination has all pages; otherwise end() completes the job.
   [[nodiscard]] virtual bool complete(std::string& /*error*/) { return true; }
-  // True if the complete job was accepted. `word` is then a short text about its place.
-  [[nodiscard]] virtual bool end(std::string& word, std::string& error) = 0;
+  // True if the complete job was accepted. `place` is then a short text about its place.
+  [[nodiscard]] virtual bool end(std::string& place, std::string& error) = 0;
   virtual void abandon() = 0;
 
   // The printer of the last sheet of the last job, if the destination asks it.

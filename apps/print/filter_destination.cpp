@@ -53,13 +53,13 @@ class FilterDestination final : public Destination {
     return target;
   }
 
-  [[nodiscard]] bool begin(const JobName&, Begun& begun, std::string& error) override {
+  [[nodiscard]] bool begin(const JobName&, StartedJob& started, std::string& error) override {
     pages_ = pages_made_ = 0;
-    trouble_ = nullptr;
+    failure_ = nullptr;
     if (!setup_.to.empty() && !output_.open(setup_.to, setup_.append, error)) {
       return false;
     }
-    begun.place = output_.place();
+    started.place = output_.place();
     if (!start(error)) {
       abandon();
       return false;
@@ -69,31 +69,31 @@ class FilterDestination final : public Destination {
   }
 
   [[nodiscard]] bool page(const k905::Picture& page, std::string& error) override {
-    if (trouble_ == nullptr && writer_->write_page(place_, page, error)) {
+    if (failure_ == nullptr && writer_->write_page(place_, page, error)) {
       ++pages_;
       return true;
     }
     abandon();
-    error = trouble().empty() ? "the filter ended early" : trouble();
+    error = failure_text().empty() ? "the filter ended early" : failure_text();
     return false;
   }
 
-  [[nodiscard]] bool end(std::string& word, std::string& error) override {
+  [[nodiscard]] bool end(std::string& place, std::string& error) override {
     const int status = finish();
-    error = !trouble().empty()      ? trouble()
+    error = !failure_text().empty() ? failure_text()
             : status != 0           ? "the filter ended with status " + std::to_string(status)
             : pages_made_ != pages_ ? "the filter made " + std::to_string(pages_made_) + " of " +
                                           std::to_string(pages_) + " pages; --verbose shows its log"
                                     : "";
-    if (error.empty() && output_.is_open() && !output_.keep()) {
+    if (error.empty() && output_.is_open() && !output_.commit()) {
       error = setup_.to + ": " + std::strerror(errno);
     }
     if (!error.empty()) {
-      output_.take_back();
+      output_.roll_back();
       return false;
     }
     setup_.append = true;
-    word = setup_.to;
+    place = setup_.to;
     return true;
   }
 
@@ -103,7 +103,7 @@ class FilterDestination final : public Destination {
       filter_.send(SIGTERM);
       (void)finish();
     }
-    output_.take_back();
+    output_.roll_back();
   }
 
   [[nodiscard]] bool may_have_printed() const override {
@@ -161,8 +161,8 @@ class FilterDestination final : public Destination {
   bool start_reader(std::string& error) {
     try {
       piece_.resize(kPieceSize);
-      parser_.emplace([this](k905::Sheet&& sheet) { take_sheet(sheet); });
-      reader_ = std::thread([this] { pass_on(); });
+      parser_.emplace([this](k905::Sheet&& sheet) { count_sheet(sheet); });
+      reader_ = std::thread([this] { copy_stream(); });
     } catch (const std::exception& problem) {
       error = std::string("not enough memory: ") + problem.what();
       return false;
@@ -206,73 +206,73 @@ class FilterDestination final : public Destination {
 
   // Runs in its own thread: copies the filter's stream to its destination, while pages are being
   // made. Must not throw.
-  void pass_on() noexcept {
-    bool passes_on = output_.is_open();
+  void copy_stream() noexcept {
+    bool copies = output_.is_open();
     for (;;) {
-      const ssize_t got = read(stream_.read_end.get(), piece_.data(), piece_.size());
-      if (got < 0 && errno == EINTR) {
+      const ssize_t size = read(stream_.read_end.get(), piece_.data(), piece_.size());
+      if (size < 0 && errno == EINTR) {
         continue;
       }
-      if (got <= 0) {
+      if (size <= 0) {
         break;
       }
-      const auto count = static_cast<std::size_t>(got);
-      if (passes_on && !output_.write(piece_.data(), count)) {
+      const auto count = static_cast<std::size_t>(size);
+      if (copies && !output_.write(piece_.data(), count)) {
         write_error_ = errno;
-        note(kWriteError);
-        passes_on = false;
+        fail(kWriteError);
+        copies = false;
       }
-      check(count);
+      parse(count);
       // After most errors the stream is only drained, so that the filter ends. If memory is missing
       // the current sheet still reaches the printer completely.
-      passes_on = passes_on && (trouble_ == nullptr || trouble_ == kNoMemory);
+      copies = copies && (failure_ == nullptr || failure_ == kNoMemory);
     }
-    if (trouble_ == nullptr && !parser_->finish()) {
-      note(kCutStream);
+    if (failure_ == nullptr && !parser_->finish()) {
+      fail(kCutStream);
     }
   }
 
-  void check(std::size_t count) {
-    if (trouble_ != nullptr) {
+  void parse(std::size_t count) {
+    if (failure_ != nullptr) {
       return;
     }
     try {
       if (!parser_->feed(piece_.data(), count)) {
-        note(kWrongStream);
+        fail(kWrongStream);
       }
     } catch (const std::exception&) {
-      note(kNoMemory);
+      fail(kNoMemory);
     }
   }
 
-  void take_sheet(const k905::Sheet& sheet) {
+  void count_sheet(const k905::Sheet& sheet) {
     // Two pages share a sheet that is taller than that of the paper.
     const bool shared = sheet.height > static_cast<std::uint32_t>(place_.paper->canvas_height) *
                                            (place_.fine ? 2U : 1U);
     pages_made_ += shared ? 2 : 1;
     if (setup_.on_sheet) {
       std::string problem = setup_.on_sheet(sheet);
-      if (!problem.empty() && trouble_ == nullptr) {
+      if (!problem.empty() && failure_ == nullptr) {
         sheet_problem_ = std::move(problem);
-        note(kSheetProblem);
+        fail(kSheetProblem);
       }
     }
   }
 
   // Only the first error is kept; its details were set before.
-  void note(const char* trouble) {
-    if (trouble_ == nullptr) {
-      trouble_ = trouble;
+  void fail(const char* failure) {
+    if (failure_ == nullptr) {
+      failure_ = failure;
     }
   }
 
   // The error as a text; "" if there is none.
-  [[nodiscard]] std::string trouble() const {
-    const char* const trouble = trouble_;
-    return trouble == nullptr         ? ""
-           : trouble == kWriteError   ? setup_.to + ": " + std::strerror(write_error_)
-           : trouble == kSheetProblem ? sheet_problem_
-                                      : trouble;
+  [[nodiscard]] std::string failure_text() const {
+    const char* const failure = failure_;
+    return failure == nullptr         ? ""
+           : failure == kWriteError   ? setup_.to + ": " + std::strerror(write_error_)
+           : failure == kSheetProblem ? sheet_problem_
+                                      : failure;
   }
 
   FilterDestinationSetup setup_;
@@ -285,7 +285,7 @@ class FilterDestination final : public Destination {
   std::vector<std::uint8_t> piece_;
   std::optional<k905::PrinterStreamParser> parser_;
   std::optional<RasterWriter> writer_;
-  std::atomic<const char*> trouble_ = nullptr;
+  std::atomic<const char*> failure_ = nullptr;
   int write_error_ = 0;
   std::string sheet_problem_;
   int pages_ = 0;

@@ -124,11 +124,11 @@ std::optional<FolderEvents> FolderWatch::take() {
   const Clock::time_point now = Clock::now();
   for (auto file = pending_.begin(); file != pending_.end();) {
     const Pending& state = file->second;
-    if (state.being_written || now - state.changed < setup_.settle) {
+    if (state.being_written || now - state.changed < setup_.quiet_time) {
       ++file;
       continue;
     }
-    found.settled.push_back({file->first, state.arrived});
+    found.ready.push_back({file->first, state.arrived});
     file = pending_.erase(file);
   }
   return found;
@@ -138,7 +138,7 @@ void FolderWatch::wait(std::chrono::milliseconds limit) const {
   for (const auto& [name, state] : pending_) {
     if (!state.being_written) {
       limit = std::min(limit, std::chrono::ceil<std::chrono::milliseconds>(
-                                  state.changed + setup_.settle - Clock::now()));
+                                  state.changed + setup_.quiet_time - Clock::now()));
     }
   }
   pollfd event{events_.get(), POLLIN, 0};
@@ -231,7 +231,7 @@ void FolderWatch::take_file_event(const Event& event, FolderEvents& found) {
   }
   if ((event.mask & IN_DELETE) != 0) {
     pending_.erase(event.name);
-    found.gone.push_back({event.name, ""});
+    found.removed.push_back({event.name, ""});
     return;
   }
   if ((event.mask & IN_MOVED_TO) != 0) {
@@ -255,7 +255,7 @@ void FolderWatch::take_arrival(const Event& event, FolderEvents& found) {
     file.arrived = was != pending_.end() && was->second.arrived;
     file.being_written = was != pending_.end() && was->second.being_written;
     pending_.erase(from);
-    found.gone.push_back({from, event.name});
+    found.removed.push_back({from, event.name});
   }
   pending_[event.name] = file;
 }
@@ -263,7 +263,7 @@ void FolderWatch::take_arrival(const Event& event, FolderEvents& found) {
 void FolderWatch::report_move_away(FolderEvents& found) {
   if (moved_away_) {
     pending_.erase(moved_away_->first);
-    found.gone.push_back({moved_away_->first, ""});
+    found.removed.push_back({moved_away_->first, ""});
     moved_away_.reset();
   }
 }
@@ -300,7 +300,7 @@ bool FolderWatch::scan_folder(FolderEvents& found) {
   for (const auto& [name, stamp] : present_) {
     if (!present.contains(name)) {
       pending_.erase(name);
-      found.gone.push_back({name, ""});
+      found.removed.push_back({name, ""});
     }
   }
   for (const auto& [name, stamp] : present) {
@@ -329,6 +329,6 @@ void FolderWatch::note_other_type(const std::string& name, FolderEvents& found) 
   }
   const auto status = status_of(setup_.folder + "/" + name);
   if (status && S_ISREG(status->st_mode) && other_types_.insert(ending).second) {
-    found.passed_over.push_back(name);
+    found.unsupported.push_back(name);
   }
 }

@@ -13,24 +13,24 @@
 #include "apps/print/ledger.h"
 
 struct FolderEvents {
-  struct Gone {
+  struct Removed {
     std::string name;
     std::string renamed_to;  // the new name of a photo in this folder; "" if it left the folder
   };
-  struct Settled {
+  struct Ready {
     std::string name;
     // It was added or written to while the folder was watched. Otherwise it was in the folder
     // before, was renamed there, or only its permissions or times changed.
     bool arrived = false;
   };
-  std::vector<Gone> gone;                // in order, all of them before `settled`
-  std::vector<Settled> settled;          // by name
-  std::vector<std::string> passed_over;  // files of a type that is not read, the first of each type
+  std::vector<Removed> removed;          // in order, all of them before `ready`
+  std::vector<Ready> ready;              // by name
+  std::vector<std::string> unsupported;  // files of a type that is not read, the first of each type
 };
 
 struct FolderWatchSetup {
   std::string folder;
-  std::chrono::milliseconds settle{1000};
+  std::chrono::milliseconds quiet_time{1000};
   // Also read the folder at intervals. Always done if the system does not report changes that other
   // computers make.
   bool scan_folder = false;
@@ -39,12 +39,12 @@ struct FolderWatchSetup {
 
 class FolderWatch {
  public:
-  // A photo has settled if nothing was written to it for `settle` and every program that wrote to
+  // A photo is ready if nothing was written to it for `quiet_time` and every program that wrote to
   // it has closed it.
   explicit FolderWatch(FolderWatchSetup setup);
 
   // The events since the last call. At the first call, and after events were lost, all photos of
-  // the folder settle again. Nothing, with errno set, if the folder cannot be read.
+  // the folder are reported again. Nothing, with errno set, if the folder cannot be read.
   [[nodiscard]] std::optional<FolderEvents> take();
 
   // Waits for a possible change, at most `limit`; a signal ends the wait.

@@ -45,7 +45,7 @@ class PrintProgram {
         queue_(options.queue),
         to_(options.to),
         reporter_{.report = [this](const PhotoReport& photo) { report(photo); },
-                  .report_error = [this](const std::string& words) { print_error(words); }} {}
+                  .report_error = [this](const std::string& message) { print_error(message); }} {}
 
   int run() {
     Choices choices;
@@ -234,14 +234,14 @@ class PrintProgram {
         photo.outcome = text_of(Outcome::printed);
         return;
       }
-      const bool is_over = job.state == State::failed || job.state == State::gone;
+      const bool is_over = job.state == State::failed || job.state == State::missing;
       const bool gives_up =
           stop_requested() ||
           (options_.timeout && Clock::now() - start >= seconds(*options_.timeout));
       if (is_over || gives_up) {
-        photo.outcome = job.state == State::failed ? kFailed
-                        : job.state == State::gone ? text_of(Outcome::in_doubt)
-                                                   : kSent;
+        photo.outcome = job.state == State::failed    ? kFailed
+                        : job.state == State::missing ? text_of(Outcome::in_doubt)
+                                                      : kSent;
         print_error(photo.file + ": " + photo.place + (is_over ? "" : ", not printed yet") +
                     (job.message.empty() ? "" : ": " + job.message));
         all_printed_ = false;
@@ -279,7 +279,7 @@ class PrintProgram {
     WatchSetup setup{.job = setup_,
                      .folder = folder,
                      .ledger = ledger,
-                     .limit = {options_.limit, again_ ? again_->event : options_.event},
+                     .limit = {options_.limit, reprinted_ ? reprinted_->event : options_.event},
                      .new_only = options_.new_only,
                      .move = !options_.leave};
     if (options_.partner_wait) {
@@ -317,16 +317,16 @@ class PrintProgram {
     if (!open(ledger, error)) {
       return false;
     }
-    again_ = ledger.find_sheet(options_.reprint);
-    if (!again_) {
+    reprinted_ = ledger.find_sheet(options_.reprint);
+    if (!reprinted_) {
       error = "no sheet has the number " + std::to_string(options_.reprint) +
               "; see k905-print --history";
       return false;
     }
-    add_settings(again_->target.settings, choices, setup_);
+    add_settings(reprinted_->target.settings, choices, setup_);
     if (queue_.empty() && to_.empty()) {
-      queue_ = again_->target.queue;
-      to_ = again_->target.device;
+      queue_ = reprinted_->target.queue;
+      to_ = reprinted_->target.device;
       return printer_named(to_, printer_, error);
     }
     return true;
@@ -334,15 +334,15 @@ class PrintProgram {
 
   int reprint() {
     std::string error;
-    const auto setup = watch_setup(again_->folder, error);
+    const auto setup = watch_setup(reprinted_->folder, error);
     {
       Ledger ledger;
       if (!setup || !open(ledger, error)) {
         return failed(error);
       }
-      again_ = order_reprint(ledger, *again_, options_.copies, error);
+      reprinted_ = order_reprint(ledger, *reprinted_, options_.copies, error);
     }
-    return again_ ? print_waiting(*setup, again_->name, reporter_) : failed(error);
+    return reprinted_ ? print_waiting(*setup, reprinted_->name, reporter_) : failed(error);
   }
 
   void report(const PhotoReport& photo) {
@@ -360,14 +360,14 @@ class PrintProgram {
   }
 
   // File names come from outside, and a terminal interprets control characters in them.
-  static std::string plain(const std::string& words) {
+  static std::string plain(const std::string& message) {
     constexpr std::size_t longest = 5000;
-    return one_line_of_text(words, longest);
+    return one_line_of_text(message, longest);
   }
 
-  void print_error(const std::string& words) {
+  void print_error(const std::string& message) {
     progress_.wipe();
-    report_error(app_, plain(words));
+    report_error(app_, plain(message));
   }
 
   const CLI::App& app_;
@@ -377,7 +377,7 @@ class PrintProgram {
   std::string queue_;
   std::string to_;
   Reporter reporter_;
-  std::optional<SheetEntry> again_;            // the sheet that is printed again
+  std::optional<SheetEntry> reprinted_;        // the sheet that is printed again
   std::optional<PrinterOutputSetup> printer_;  // the printer of to_
   std::unique_ptr<Destination> destination_;
   JobSetup setup_;

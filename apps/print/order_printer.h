@@ -31,7 +31,7 @@ class OrderPrinter {
   // Prints photos that still wait for another one to share a sheet.
   [[nodiscard]] bool finish(std::string& error);
   // The photo that waits for another one to share its sheet, "" if none does.
-  [[nodiscard]] std::string alone() const { return pages_.empty() ? "" : pages_.front().name; }
+  [[nodiscard]] std::string unpaired() const { return pages_.empty() ? "" : pages_.front().name; }
 
  private:
   const JobSetup& setup_;

@@ -59,30 +59,30 @@ bool is_standard_output(const std::string& path) {
 
 bool OutputFile::open(const std::string& path, bool append, std::string& error) {
   path_ = path;
-  is_output_ = is_standard_output(path);
-  append = append || is_output_;
-  beside_.clear();
-  made_ = false;
-  start_ = 0;
-  const int how = O_WRONLY | O_CLOEXEC | O_NOCTTY | (append ? O_APPEND : 0);
-  const bool opened = open_existing(how) || (errno == ENOENT && open_new(append));
-  if (opened && (!beside_.empty() || lock())) {
+  is_standard_output_ = is_standard_output(path);
+  append = append || is_standard_output_;
+  temporary_.clear();
+  is_new_ = false;
+  old_size_ = 0;
+  const int flags = O_WRONLY | O_CLOEXEC | O_NOCTTY | (append ? O_APPEND : 0);
+  const bool opened = open_existing(flags) || (errno == ENOENT && open_new(append));
+  if (opened && (!temporary_.empty() || lock())) {
     return true;
   }
   error =
       path + ": " +
       (opened && errno == EWOULDBLOCK ? "another program is printing to it" : std::strerror(errno));
-  if (!beside_.empty()) {
-    unlink(beside_.c_str());
+  if (!temporary_.empty()) {
+    unlink(temporary_.c_str());
   }
   descriptor_.reset();
   return false;
 }
 
 // False with errno set.
-bool OutputFile::open_existing(int how) {
-  descriptor_.reset(::open(path_.c_str(), how));
-  if (!descriptor_ && is_output_) {
+bool OutputFile::open_existing(int flags) {
+  descriptor_.reset(::open(path_.c_str(), flags));
+  if (!descriptor_ && is_standard_output_) {
     // A socket, or a file that this user cannot open.
     descriptor_.reset(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
     (void)lseek(descriptor_.get(), 0, SEEK_END);
@@ -91,15 +91,15 @@ bool OutputFile::open_existing(int how) {
   if (!descriptor_ || fstat(descriptor_.get(), &status) != 0) {
     return false;
   }
-  plain_ = S_ISREG(status.st_mode);
-  start_ = status.st_size;
-  if (!plain_ || (how & O_APPEND) != 0) {
+  is_regular_ = S_ISREG(status.st_mode);
+  old_size_ = status.st_size;
+  if (!is_regular_ || (flags & O_APPEND) != 0) {
     return true;
   }
   std::error_code error;
   const fs::path target = fs::canonical(path_, error);
   errno = error.value();
-  if (error || !open_beside(target.string(), status.st_mode & 07777)) {
+  if (error || !open_temporary(target.string(), status.st_mode & 07777)) {
     return false;
   }
   // Only root can change the owner; files of other users are their own.
@@ -115,25 +115,25 @@ bool OutputFile::open_new(bool append) {
     errno = ENOENT;
     return false;
   }
-  plain_ = true;
+  is_regular_ = true;
   if (!append) {
-    return open_beside(path_, usual_mode());
+    return open_temporary(path_, usual_mode());
   }
   descriptor_.reset(
       ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0666));
-  made_ = is_open();
-  return made_;
+  is_new_ = is_open();
+  return is_new_;
 }
 
 // False with errno set.
-bool OutputFile::open_beside(const std::string& target, mode_t mode) {
+bool OutputFile::open_temporary(const std::string& target, mode_t mode) {
   std::string name = target + ".XXXXXX";
   descriptor_.reset(mkostemp(name.data(), O_CLOEXEC));
   if (!descriptor_) {
     return false;
   }
   path_ = target;
-  beside_ = name;
+  temporary_ = name;
   return fchmod(descriptor_.get(), mode) == 0;
 }
 
@@ -147,7 +147,7 @@ bool OutputFile::lock() {
   constexpr int kTries = 30;
   for (int i = 0; i < kTries; ++i) {
     if (flock(descriptor_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
-      return !plain_ || check_locked_file();
+      return !is_regular_ || check_locked_file();
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
@@ -161,14 +161,14 @@ bool OutputFile::check_locked_file() {
   struct stat named = {};
   const bool is_there = fstat(descriptor_.get(), &mine) == 0 && stat(path_.c_str(), &named) == 0 &&
                         mine.st_ino == named.st_ino && mine.st_dev == named.st_dev;
-  start_ = mine.st_size;
+  old_size_ = mine.st_size;
   errno = EWOULDBLOCK;
   return is_there;
 }
 
 std::optional<FilePlace> OutputFile::place() const {
   struct stat status = {};
-  if (!plain_ || !beside_.empty() || fstat(descriptor_.get(), &status) != 0) {
+  if (!is_regular_ || !temporary_.empty() || fstat(descriptor_.get(), &status) != 0) {
     return std::nullopt;
   }
   return FilePlace{status.st_dev, status.st_ino, status.st_size};
@@ -178,38 +178,38 @@ bool OutputFile::write(const void* bytes, std::size_t count) {
   return write_whole(descriptor_.get(), {static_cast<const char*>(bytes), count});
 }
 
-bool OutputFile::keep() {
-  const bool on_disk = fsync(descriptor_.get()) == 0 || !plain_;
+bool OutputFile::commit() {
+  const bool on_disk = fsync(descriptor_.get()) == 0 || !is_regular_;
   const bool in_place =
-      on_disk && (beside_.empty() || std::rename(beside_.c_str(), path_.c_str()) == 0);
+      on_disk && (temporary_.empty() || std::rename(temporary_.c_str(), path_.c_str()) == 0);
   if (!in_place) {
     const int reason = errno;
-    take_back();
+    roll_back();
     errno = reason;
     return false;
   }
-  if (is_output_ && plain_) {
+  if (is_standard_output_ && is_regular_) {
     // The next program that writes to this standard output continues after the job.
     (void)lseek(STDOUT_FILENO, 0, SEEK_END);
   }
   const bool closed = ::close(descriptor_.release()) == 0;
   // If a folder cannot be synced, the name may be lost in a crash of the system.
-  const bool named = (beside_.empty() && !made_) || sync_folder(path_);
+  const bool named = (temporary_.empty() && !is_new_) || sync_folder(path_);
   return closed && named;
 }
 
-void OutputFile::take_back() {
+void OutputFile::roll_back() {
   if (!is_open()) {
     return;
   }
-  if (!beside_.empty()) {
-    unlink(beside_.c_str());
-  } else if (made_) {
+  if (!temporary_.empty()) {
+    unlink(temporary_.c_str());
+  } else if (is_new_) {
     unlink(path_.c_str());
-  } else if (plain_) {
+  } else if (is_regular_) {
     // An incomplete sheet in a file would make everything after it unreadable.
-    (void)!ftruncate(descriptor_.get(), start_);
-    (void)lseek(descriptor_.get(), start_, SEEK_SET);
+    (void)!ftruncate(descriptor_.get(), old_size_);
+    (void)lseek(descriptor_.get(), old_size_, SEEK_SET);
   }
   descriptor_.reset();
 }

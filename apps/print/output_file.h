@@ -18,13 +18,13 @@
 // may then be written there.
 [[nodiscard]] bool is_standard_output(const std::string& path);
 
-// A regular file has the new job only after keep(); after an error or take_back() it is unchanged.
-// A device gets the bytes at once. While a device, or a file that is appended to, is open, it is
-// locked against other instances of this program.
+// A regular file has the new job only after commit(); after an error or roll_back() it is
+// unchanged. A device gets the bytes at once. While a device, or a file that is appended to, is
+// open, it is locked against other instances of this program.
 class OutputFile {
  public:
   OutputFile() = default;
-  ~OutputFile() { take_back(); }
+  ~OutputFile() { roll_back(); }
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
@@ -35,7 +35,7 @@ class OutputFile {
   [[nodiscard]] bool is_open() const { return static_cast<bool>(descriptor_); }
 
   // Whether the last open() was of a regular file; a regular file keeps nothing of a failed job.
-  [[nodiscard]] bool is_regular() const { return plain_; }
+  [[nodiscard]] bool is_regular() const { return is_regular_; }
 
   // The beginning of the job in a regular file that is appended to.
   [[nodiscard]] std::optional<FilePlace> place() const;
@@ -44,24 +44,24 @@ class OutputFile {
   [[nodiscard]] bool write(const void* bytes, std::size_t count);
 
   // Syncs the file to disk if it is regular, gives it its name and closes it. False with errno set
-  // on failure; the file is then as after take_back().
-  [[nodiscard]] bool keep();
+  // on failure; the file is then as after roll_back().
+  [[nodiscard]] bool commit();
 
   // Closes the file; a regular file is as it was before open(), or removed if it did not exist.
-  void take_back();
+  void roll_back();
 
  private:
-  bool open_existing(int how);
+  bool open_existing(int flags);
   bool open_new(bool append);
-  bool open_beside(const std::string& target, mode_t mode);
+  bool open_temporary(const std::string& target, mode_t mode);
   bool lock();
   bool check_locked_file();
 
   k905::Descriptor descriptor_;
-  std::string path_;    // destination of the job, links resolved
-  std::string beside_;  // the file that replaces path_ after keep(); "": path_ itself
-  bool plain_ = false;
-  bool is_output_ = false;  // standard output
-  bool made_ = false;       // path_ did not exist before
-  off_t start_ = 0;         // size of path_ before
+  std::string path_;       // destination of the job, links resolved
+  std::string temporary_;  // the file that replaces path_ after commit(); "": path_ itself
+  bool is_regular_ = false;
+  bool is_standard_output_ = false;
+  bool is_new_ = false;  // path_ did not exist before
+  off_t old_size_ = 0;   // size of path_ before
 };

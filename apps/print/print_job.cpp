@@ -113,8 +113,8 @@ std::vector<FilledCell> read_cells(const JobSetup& setup, const SheetPlace& plac
 void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Source> sources,
                   const std::vector<FilledCell>& cells, k905::Picture& sheet,
                   const ErrorReport& report_error) {
-  const double across = static_cast<double>(sheet.width) / place.seen_width;
-  const double down = static_cast<double>(sheet.height) / place.seen_height;
+  const double across = static_cast<double>(sheet.width) / place.visible_width;
+  const double down = static_cast<double>(sheet.height) / place.visible_height;
   const auto font_size = static_cast<std::uint32_t>(4 / 25.4 * place.dots_across * across);
   for (const FilledCell& cell : cells) {
     if (!draw_caption(sheet, filled(setup.caption, sources[cell.source].name), cell.cell, font_size,
@@ -189,8 +189,8 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
   for (const std::string& file : files) {
     photos.push_back(k905::report_of(file, k905::kStopped, destination.target()));
   }
-  Destination::Begun begun;
-  bool is_begun = false;
+  Destination::StartedJob started;
+  bool is_started = false;
   bool is_taken = true;
   int pages = 0;
   std::string error;
@@ -218,21 +218,21 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
       continue;
     }
     pages += setup.copies;
-    is_taken = is_begun || destination.begin({job_title(files), ""}, begun, error);
-    is_begun = true;
+    is_taken = is_started || destination.begin({job_title(files), ""}, started, error);
+    is_started = true;
     is_taken = is_taken && send(destination, *page, setup.copies, error);
   }
   std::string place;
-  is_taken = is_begun && is_taken && destination.end(place, error);
-  if (is_begun && !is_taken) {
+  is_taken = is_started && is_taken && destination.end(place, error);
+  if (is_started && !is_taken) {
     report_error(error);
   }
   for (k905::PhotoReport& photo : photos) {
-    photo.job = begun.number;
+    photo.job = started.number;
     if (photo.outcome == text_of(Outcome::refused)) {
       continue;
     }
-    if (is_begun && !is_taken) {
+    if (is_started && !is_taken) {
       photo.outcome = destination.may_have_printed() ? text_of(Outcome::in_doubt) : k905::kFailed;
       photo.reason = error;
     } else if (photo.outcome == k905::kStopped) {

@@ -25,7 +25,7 @@ struct JobSetup {
 };
 
 // Messages to the user: the name of a photo, and its error.
-using ErrorReport = std::function<void(const std::string& words)>;
+using ErrorReport = std::function<void(const std::string& message)>;
 
 // The number of photos on a sheet.
 [[nodiscard]] std::size_t photos_per_page(const JobSetup& setup);

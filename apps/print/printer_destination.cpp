@@ -33,29 +33,29 @@ class PrinterDestination final : public Destination {
 
   [[nodiscard]] std::string obstacle() override { return printer_.obstacle_now(media_); }
 
-  [[nodiscard]] bool begin(const JobName& name, Begun& begun, std::string& error) override {
+  [[nodiscard]] bool begin(const JobName& name, StartedJob& started, std::string& error) override {
     const bool is_ready = printer_.begin(media_, error);
-    begun.printer = printer_.printer();
-    const bool is_begun = is_ready && filter_->begin(name, begun, error);
-    if (!is_begun) {
+    started.printer = printer_.printer();
+    const bool is_started = is_ready && filter_->begin(name, started, error);
+    if (!is_started) {
       printer_.close();
     }
-    return is_begun;
+    return is_started;
   }
 
   [[nodiscard]] bool page(const Picture& page, std::string& error) override {
     return filter_->page(page, error) || explain(error);
   }
 
-  [[nodiscard]] bool end(std::string& word, std::string& error) override {
-    if (!filter_->end(word, error)) {
+  [[nodiscard]] bool end(std::string& place, std::string& error) override {
+    if (!filter_->end(place, error)) {
       return explain(error);
     }
     printer_.close();
     const int left = printer_.prints_left();
-    word = name_ +
-           (left < 0 ? ""
-                     : ", " + std::to_string(left) + (left == 1 ? " print left" : " prints left"));
+    place = name_ +
+            (left < 0 ? ""
+                      : ", " + std::to_string(left) + (left == 1 ? " print left" : " prints left"));
     return true;
   }
 

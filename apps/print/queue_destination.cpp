@@ -120,7 +120,7 @@ class QueueDestination final : public Destination {
     return target;
   }
 
-  [[nodiscard]] bool begin(const JobName& name, Begun& begun, std::string& error) override {
+  [[nodiscard]] bool begin(const JobName& name, StartedJob& started, std::string& error) override {
     // A connection for every job: closing it aborts an unfinished job. If the request were ended
     // instead, the print system would treat the data so far as the complete job.
     http_ = k905::connect_to_scheduler(kConnectMs);
@@ -136,7 +136,7 @@ class QueueDestination final : public Destination {
     }
     job_ = cupsCreateJob(http_.get(), queue_.c_str(), name.title.c_str(), options.count(),
                          options.all());
-    begun.number = job_;
+    started.number = job_;
     is_complete_ = false;
     if (job_ == 0) {
       error = last_cups_error();
@@ -167,17 +167,17 @@ class QueueDestination final : public Destination {
     return true;
   }
 
-  [[nodiscard]] bool end(std::string& word, std::string& error) override {
+  [[nodiscard]] bool end(std::string& place, std::string& error) override {
     if (!is_complete_ && !complete(error)) {
       return false;
     }
     const int number = std::exchange(job_, 0);
-    word = "job " + std::to_string(number) + " on " + queue_;
+    place = "job " + std::to_string(number) + " on " + queue_;
     return !is_held_ || release_queue_job(number, hold_, error);
   }
 
   void abandon() override {
-    given_up_ = true;
+    is_abandoned_ = true;
     writer_.reset();
     http_.reset();
     if (job_ != 0) {
@@ -187,12 +187,12 @@ class QueueDestination final : public Destination {
 
  private:
   static std::string last_cups_error() {
-    const char* words = cupsLastErrorString();
-    return words != nullptr ? words : "the print system refuses the job";
+    const char* reason = cupsLastErrorString();
+    return reason != nullptr ? reason : "the print system refuses the job";
   }
 
   bool start_document(std::string& error) {
-    given_up_ = false;
+    is_abandoned_ = false;
     if (cupsStartDocument(http_.get(), queue_.c_str(), job_, title_.c_str(), kRasterFormat, 1) !=
         HTTP_STATUS_CONTINUE) {
       error = last_cups_error();
@@ -200,9 +200,9 @@ class QueueDestination final : public Destination {
     }
     writer_.emplace(
         [this](const std::uint8_t* bytes, std::size_t count) -> const char* {
-          const bool taken =
-              !given_up_ && cupsWriteRequestData(http_.get(), reinterpret_cast<const char*>(bytes),
-                                                 count) == HTTP_STATUS_CONTINUE;
+          const bool taken = !is_abandoned_ &&
+                             cupsWriteRequestData(http_.get(), reinterpret_cast<const char*>(bytes),
+                                                  count) == HTTP_STATUS_CONTINUE;
           return taken ? nullptr : "the print system accepts no more data";
         },
         true);
@@ -219,7 +219,7 @@ class QueueDestination final : public Destination {
   std::string title_;
   bool is_held_ = false;
   bool is_complete_ = false;
-  bool given_up_ = false;
+  bool is_abandoned_ = false;
   std::optional<RasterWriter> writer_;
 };
 

@@ -96,14 +96,14 @@ std::vector<int> jobs_with_ticket(ipp_t* answer, const std::string& ticket) {
 QueueJobState state_of_queue_job(int number, const std::string& ticket) {
   const Ipp answer = answer_to(job_request(IPP_OP_GET_JOB_ATTRIBUTES, number));
   if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) {
-    return QueueJobState::gone;
+    return QueueJobState::missing;
   }
   if (!answer || !is_granted()) {
     return QueueJobState::unknown;
   }
   // Numbers restart when the spool is lost.
   if (text_in(answer.get(), kTicketOption) != ticket) {
-    return QueueJobState::gone;
+    return QueueJobState::missing;
   }
   return state_in(answer.get());
 }
@@ -112,7 +112,7 @@ QueueJobProgress progress_of_queue_job(int number) {
   using State = QueueJobProgress::State;
   const Ipp answer = answer_to(job_request(IPP_OP_GET_JOB_ATTRIBUTES, number));
   if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) {
-    return {State::gone, "the print system no longer knows the job"};
+    return {State::missing, "the print system no longer knows the job"};
   }
   if (!answer || !is_granted()) {
     return {State::unknown, "the print system does not answer"};

@@ -17,7 +17,7 @@ enum class QueueJobState {
   held,      // by us, not released yet
   released,  // waiting, printing or printed
   ended,     // canceled or aborted
-  gone,      // the print system has no such job
+  missing,   // the print system has no such job
   unknown    // the print system does not answer
 };
 [[nodiscard]] QueueJobState state_of_queue_job(int number, const std::string& ticket);
@@ -29,7 +29,7 @@ inline constexpr char kTicketOption[] = "job-message-to-operator";
 
 // The state of a job that this program does not hold.
 struct QueueJobProgress {
-  enum class State { active, printed, failed, gone, unknown };
+  enum class State { active, printed, failed, missing, unknown };
   State state = State::unknown;
   std::string message;  // why it is not printed; "" if there is no reason
 };

@@ -31,7 +31,7 @@ struct PhotoReport {
 // Receives the outcomes of photos and messages to the user.
 struct Reporter {
   std::function<void(const PhotoReport&)> report;
-  std::function<void(const std::string& words)> report_error;
+  std::function<void(const std::string& message)> report_error;
 };
 
 [[nodiscard]] PhotoReport report_of(std::string file, std::string outcome,

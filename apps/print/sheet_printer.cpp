@@ -34,7 +34,7 @@ std::string new_ticket() {
 
 // Truncates the file to its length before the sheet. False if it is not the same file, so that its
 // content is unknown, or if there are sheets of others after this one.
-bool cut_back(const SheetEntry& sheet, const Ledger& ledger) {
+bool truncate_to_start(const SheetEntry& sheet, const Ledger& ledger) {
   if (!sheet.place) {
     return false;
   }
@@ -80,7 +80,7 @@ std::optional<Outcome> outcome_of(const SheetEntry& sheet, const Ledger& ledger)
   if (sheet.outcome == Outcome::begun) {
     return Outcome::waiting;
   }
-  return cut_back(sheet, ledger) ? Outcome::waiting : Outcome::in_doubt;
+  return truncate_to_start(sheet, ledger) ? Outcome::waiting : Outcome::in_doubt;
 }
 
 // The message when no more sheets may be printed.
@@ -101,8 +101,8 @@ SheetPrinter::SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string fo
       limit_(std::move(limit)),
       reporter_(reporter) {}
 
-bool SheetPrinter::settle() {
-  if (is_settled_) {
+bool SheetPrinter::resolve_unfinished() {
+  if (is_resolved_) {
     return true;
   }
   const std::vector<SheetEntry> sheets = ledger_.unfinished(folder_);
@@ -110,16 +110,16 @@ bool SheetPrinter::settle() {
     const auto end = std::find_if(first, sheets.end(), [&](const SheetEntry& sheet) {
       return sheet.ticket != first->ticket;
     });
-    if (!settle_job({first, end})) {
+    if (!resolve_job({first, end})) {
       return false;
     }
     first = end;
   }
-  is_settled_ = true;
+  is_resolved_ = true;
   return true;
 }
 
-bool SheetPrinter::settle_job(const std::vector<SheetEntry>& sheets) {
+bool SheetPrinter::resolve_job(const std::vector<SheetEntry>& sheets) {
   const std::optional<Outcome> outcome = outcome_of(sheets.front(), ledger_);
   if (!outcome) {
     return false;
@@ -161,7 +161,7 @@ bool SheetPrinter::is_within_limit(std::string& error) const {
   return is_within;
 }
 
-bool SheetPrinter::print(std::vector<Page>& pages, std::string& word, std::string& error) {
+bool SheetPrinter::print(std::vector<Page>& pages, std::string& place, std::string& error) {
   const auto pages_per_sheet = static_cast<std::size_t>(setup_.pages_per_sheet);
   pages.resize(std::min(pages.size(), sheets_left() * pages_per_sheet));
   std::vector<Ledger::JobSheet> sheets;
@@ -176,9 +176,9 @@ bool SheetPrinter::print(std::vector<Page>& pages, std::string& word, std::strin
     error = limit_reached(limit_);
     return false;
   }
-  is_settled_ = false;
+  is_resolved_ = false;
   try {
-    if (!send(ticket, pages, word, error)) {
+    if (!send(ticket, pages, place, error)) {
       note_failure(ticket);
       return false;
     }
@@ -187,12 +187,12 @@ bool SheetPrinter::print(std::vector<Page>& pages, std::string& word, std::strin
     setup_.destination->abandon();
     throw;
   }
-  is_settled_ = true;
+  is_resolved_ = true;
   return true;
 }
 
 bool SheetPrinter::send(const std::string& ticket, const std::vector<Page>& pages,
-                        std::string& word, std::string& error) {
+                        std::string& place, std::string& error) {
   Destination& destination = *setup_.destination;
   std::vector<std::string> names;
   for (const Page& page : pages) {
@@ -200,23 +200,23 @@ bool SheetPrinter::send(const std::string& ticket, const std::vector<Page>& page
       names.push_back(page.name);
     }
   }
-  Destination::Begun begun;
-  if (!destination.begin({job_title(names), ticket}, begun, error)) {
+  Destination::StartedJob started;
+  if (!destination.begin({job_title(names), ticket}, started, error)) {
     return false;
   }
-  ledger_.note_sending(ticket, begun.number, begun.place, begun.printer);
+  ledger_.note_sending(ticket, started.number, started.place, started.printer);
   for (const Page& page : pages) {
     if (!destination.page(*page.page, error)) {
       return false;
     }
   }
-  if (begun.number != 0) {
+  if (started.number != 0) {
     if (!destination.complete(error)) {
       return false;
     }
     ledger_.set_outcome(ticket, Outcome::complete);
   }
-  return destination.end(word, error);
+  return destination.end(place, error);
 }
 
 // The program continues and therefore knows more than after a crash: a file was truncated, a device
@@ -228,7 +228,7 @@ void SheetPrinter::note_failure(const std::string& ticket) {
     sheet.printer = setup_.destination->printer();
   }
   if (sheets.empty() || !sheets.front().target.queue.empty()) {
-    (void)settle();
+    (void)resolve_unfinished();
   } else if (!sheets.front().place && setup_.destination->may_have_printed()) {
     set_in_doubt(sheets);
   } else {
@@ -241,7 +241,7 @@ std::string settings_text(const JobSetup& setup) {
   for (const auto& [keyword, choice] : setup.destination->choices()) {
     text << keyword << "=" << choice << " ";
   }
-  text << (setup.preparation.whole ? kFit : "") << " "
+  text << (setup.preparation.fit ? kFit : "") << " "
        << (setup.preparation.rotate ? "" : kNotRotated) << " ";
   for (const auto& [keyword, value] :
        {std::pair(kCaption, setup.caption), std::pair(kFrame, setup.frame_file),
@@ -274,7 +274,7 @@ void add_settings(const std::string& text, Choices& choices, JobSetup& setup) {
     } else if (equals != std::string::npos) {
       choices.emplace(keyword, value);
     }
-    setup.preparation.whole = setup.preparation.whole || word == kFit;
+    setup.preparation.fit = setup.preparation.fit || word == kFit;
     setup.preparation.rotate = setup.preparation.rotate && word != kNotRotated;
   }
 }

@@ -1,6 +1,6 @@
 // Prints sheets of the ledger so that the ledger always shows what a destination may have received.
-// After the program was killed at any point, also by SIGKILL, settle() determines from the ledger
-// what was printed:
+// After the program was killed at any point, also by SIGKILL, resolve_unfinished() determines from
+// the ledger what was printed:
 //
 //   queue   every sheet once: a job is held until the ledger knows that it is complete
 //   file    every sheet once: the data of an unfinished sheet is truncated
@@ -27,23 +27,23 @@ class SheetPrinter {
 
   // Determines the state of the unfinished jobs of the folder. False if that is not possible now;
   // nothing may be printed until it is.
-  [[nodiscard]] bool settle();
+  [[nodiscard]] bool resolve_unfinished();
 
   // False, with the reason in `error`, if no sheet is left of the limit.
   [[nodiscard]] bool is_within_limit(std::string& error) const;
 
   // Prints the pages as one job, and removes those that exceed the limit. True if it was accepted;
-  // `word` is then its destination. On false, with the reason in `error`, the sheets are waiting
-  // again, or are in doubt, or settle() must be called.
-  [[nodiscard]] bool print(std::vector<Page>& pages, std::string& word, std::string& error);
+  // `place` is then its destination. On false, with the reason in `error`, the sheets are waiting
+  // again, or are in doubt, or resolve_unfinished() must be called.
+  [[nodiscard]] bool print(std::vector<Page>& pages, std::string& place, std::string& error);
 
  private:
   // The number of sheets that are left of the limit.
   [[nodiscard]] std::size_t sheets_left() const;
   [[nodiscard]] bool send(const std::string& ticket, const std::vector<Page>& pages,
-                          std::string& word, std::string& error);
+                          std::string& place, std::string& error);
   void set_in_doubt(const std::vector<SheetEntry>& sheets);
-  [[nodiscard]] bool settle_job(const std::vector<SheetEntry>& sheets);
+  [[nodiscard]] bool resolve_job(const std::vector<SheetEntry>& sheets);
   void note_failure(const std::string& ticket);
 
   const JobSetup& setup_;
@@ -51,7 +51,7 @@ class SheetPrinter {
   std::string folder_;
   SheetLimit limit_;
   const k905::Reporter& reporter_;
-  bool is_settled_ = false;
+  bool is_resolved_ = false;
 };
 
 // The settings of a print as the ledger stores them: "KEYWORD=CHOICE" words, then "fit" and

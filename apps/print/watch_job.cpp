@@ -60,17 +60,17 @@ class FolderPrinter {
   // is not printed stops those that follow.
   bool print_now(const std::string& name) {
     todo_[name] = {};
-    if (printer_.settle()) {
+    if (printer_.resolve_unfinished()) {
       print_due();
     } else {
-      reporter_.report_error(kUnsettled);
+      reporter_.report_error(kOutcomeUnknown);
     }
     const std::optional<SheetEntry> newest = ledger_.newest_sheet(folder_, name);
     return newest && newest->outcome == Outcome::printed;
   }
 
  private:
-  static constexpr char kUnsettled[] =
+  static constexpr char kOutcomeUnknown[] =
       "the print system does not report the outcome of the last job; nothing is printed until it "
       "does";
 
@@ -84,8 +84,8 @@ class FolderPrinter {
     std::optional<Clock::time_point> waiting_since;
   };
   void start() {
-    leaves_all_ = setup_.new_only && !ledger_.is_folder_known(folder_);
-    if (!leaves_all_) {
+    skips_existing_ = setup_.new_only && !ledger_.is_folder_known(folder_);
+    if (!skips_existing_) {
       ledger_.add_folder(folder_);
     }
     if (setup_.move && access(folder_.c_str(), W_OK | X_OK) != 0) {
@@ -96,24 +96,24 @@ class FolderPrinter {
   }
 
   // Files in the folder count as known. False if some cannot be found out now.
-  bool leave_all() {
-    FolderWatch watch({.folder = folder_, .settle = milliseconds(0)});
+  bool skip_existing() {
+    FolderWatch watch({.folder = folder_, .quiet_time = milliseconds(0)});
     const auto found = watch.take();
     if (!found) {
       report_once(folder_ + ": " + std::strerror(errno));
       return false;
     }
-    for (const auto& [name, arrived] : found->settled) {
-      if (!leave(name)) {
+    for (const auto& [name, arrived] : found->ready) {
+      if (!skip(name)) {
         return false;
       }
     }
     ledger_.add_folder(folder_);
-    leaves_all_ = false;
+    skips_existing_ = false;
     return true;
   }
 
-  bool leave(const std::string& name) {
+  bool skip(const std::string& name) {
     PhotoFile photo;
     std::string error;
     const PhotoRead result = photo.read(path_of(name), error);
@@ -133,7 +133,7 @@ class FolderPrinter {
   }
 
   // Sheets that are left from an earlier run, or that another program ordered.
-  void note_orders() {
+  void add_orders() {
     for (const std::string& name : ledger_.names_waiting(folder_)) {
       const bool is_added = todo_.try_emplace(name).second;
       // Another sheet of the photo that waits for one to share its sheet may have been ordered.
@@ -146,9 +146,9 @@ class FolderPrinter {
   void check_folder(FolderWatch& watch) {
     if (const std::int64_t version = ledger_.data_version();
         std::exchange(last_ledger_version_, version) != version) {
-      note_orders();
+      add_orders();
     }
-    if (leaves_all_ && !leave_all()) {
+    if (skips_existing_ && !skip_existing()) {
       return;
     }
     const auto events = watch.take();
@@ -160,13 +160,13 @@ class FolderPrinter {
     if (Clock::now() < try_again_) {
       return;
     }
-    if (!printer_.settle()) {
-      report_once(kUnsettled);
+    if (!printer_.resolve_unfinished()) {
+      report_once(kOutcomeUnknown);
       try_again_ = Clock::now() + kTryAgain;
       return;
     }
-    if (!std::exchange(was_settled_, true)) {
-      note_orders();
+    if (!std::exchange(was_resolved_, true)) {
+      add_orders();
     }
     print_due();
   }
@@ -183,25 +183,25 @@ class FolderPrinter {
   }
 
   void take_events(const FolderEvents& events) {
-    for (const auto& [name, renamed_to] : events.gone) {
+    for (const auto& [name, renamed_to] : events.removed) {
       todo_.erase(name);
-      tried_.erase(name);
+      refused_names_.erase(name);
       if (renamed_to.empty()) {
         ledger_.forget_file(folder_, name);
       } else {
         ledger_.rename_file(folder_, name, renamed_to);
       }
     }
-    if (!events.settled.empty()) {
+    if (!events.ready.empty()) {
       retry_single_photos();
     }
-    for (const auto& [name, arrived] : events.settled) {
+    for (const auto& [name, arrived] : events.ready) {
       Todo& todo = todo_[name];
       todo.arrived = todo.arrived || arrived;
       todo.when = {};
       todo.delay = kFirstRetry;
     }
-    for (const std::string& name : events.passed_over) {
+    for (const std::string& name : events.unsupported) {
       reporter_.report_error(path_of(name) +
                              ": files of this type are not read; others of it are not reported");
     }
@@ -227,7 +227,7 @@ class FolderPrinter {
       const bool is_done = known && !is_retry(name, *known) && is_unchanged(name, known->stamp) &&
                            ledger_.waiting(folder_, name).empty();
       if (is_done) {
-        done(name, *known);
+        finish_known(name, *known);
       }
       return is_done;
     });
@@ -236,7 +236,7 @@ class FolderPrinter {
 
   // A refused file is read once in each run.
   [[nodiscard]] bool is_retry(const std::string& name, const KnownFile& known) const {
-    return known.refused && !tried_.contains(name);
+    return known.refused && !refused_names_.contains(name);
   }
 
   // Another photo is there that may share its sheet.
@@ -285,7 +285,7 @@ class FolderPrinter {
         break;
       }
     }
-    if (continues && waits_for_partner(orders.alone())) {
+    if (continues && waits_for_partner(orders.unpaired())) {
       return;
     }
     if ((!continues || !orders.finish(error)) && !error.empty()) {
@@ -303,7 +303,7 @@ class FolderPrinter {
     }
     todo_.erase(todo);
     if (const auto file = ledger_.find_file(folder_, name)) {
-      move_away(name, file->stamp, Outcome::printed);
+      move_finished(name, file->stamp, Outcome::printed);
     }
     if (const auto sheet = ledger_.newest_sheet(folder_, name)) {
       k905::PhotoReport report = k905::report_of(*sheet);
@@ -330,9 +330,9 @@ class FolderPrinter {
       case PhotoRead::too_large:
         return refuse(name, known, waiting, {photo.stamp(), photo.content()}, error);
       case PhotoRead::changing:
-        return later(name, "");
+        return retry_later(name, "");
       case PhotoRead::failed:
-        return later(name, error);
+        return retry_later(name, error);
     }
     if (photo.content().size == 0) {
       todo_.erase(name);  // no bytes yet
@@ -361,13 +361,13 @@ class FolderPrinter {
     const bool is_new = is_in_folder(name) && (!is_known || is_retry(name, *known));
     if (!is_new && same_content.empty()) {
       report_known(name, content);
-      return done(name, now);
+      return finish_known(name, now);
     }
     std::string error;
     std::optional<k905::Picture> page =
         read_page(setup_.job, photo.copy(), path_of(name), reporter_.report_error, error);
     if (!page) {
-      return error == k905::kNotEnoughMemory ? later(name, error)
+      return error == k905::kNotEnoughMemory ? retry_later(name, error)
                                              : refuse(name, known, same_content, now, error);
     }
     if (is_new) {
@@ -383,14 +383,15 @@ class FolderPrinter {
     return order;
   }
 
-  std::nullopt_t done(const std::string& name, const KnownFile& file) {
+  std::nullopt_t finish_known(const std::string& name, const KnownFile& file) {
     todo_.erase(name);
     // The program may have ended before it moved the file.
     if (moves_ && file.refused) {
-      move_away(name, file.stamp, Outcome::refused, "it cannot be read; see k905-print --history");
+      move_finished(name, file.stamp, Outcome::refused,
+                    "it cannot be read; see k905-print --history");
     } else if (const auto sheet =
                    moves_ ? ledger_.last_printed(folder_, name, file.content) : std::nullopt) {
-      move_away(name, file.stamp, sheet->outcome, sheet->reason);
+      move_finished(name, file.stamp, sheet->outcome, sheet->reason);
     }
     return std::nullopt;
   }
@@ -398,25 +399,25 @@ class FolderPrinter {
   std::nullopt_t refuse(const std::string& name, const std::optional<KnownFile>& known,
                         const std::vector<SheetEntry>& waiting, KnownFile file,
                         const std::string& reason) {
-    const bool is_noted = known && known->refused && known->content == file.content;
+    const bool is_recorded = known && known->refused && known->content == file.content;
     file.refused = true;
     withdraw(waiting, reason);
-    if (is_noted || !is_in_folder(name)) {
+    if (is_recorded || !is_in_folder(name)) {
       ledger_.set_file(folder_, name, file);
     } else {
       ledger_.refuse(folder_, name, file, reason);
     }
-    tried_.insert(name);
+    refused_names_.insert(name);
     todo_.erase(name);
     reporter_.report_error(path_of(name) + ": " + reason);
     reporter_.report(k905::report_of(path_of(name), text_of(Outcome::refused),
                                      setup_.job.destination->target(), reason));
-    move_away(name, file.stamp, Outcome::refused, reason);
+    move_finished(name, file.stamp, Outcome::refused, reason);
     return std::nullopt;
   }
 
   // A file that cannot be read now may be readable later, or after a change of its permissions.
-  std::nullopt_t later(const std::string& name, const std::string& problem) {
+  std::nullopt_t retry_later(const std::string& name, const std::string& problem) {
     Todo& todo = todo_[name];
     todo.when = Clock::now() + todo.delay;
     todo.delay = std::min(2 * todo.delay, kLongestRetry);
@@ -454,8 +455,8 @@ class FolderPrinter {
     }
   }
 
-  void move_away(const std::string& name, const FileStamp& stamp, Outcome outcome,
-                 const std::string& reason = "") {
+  void move_finished(const std::string& name, const FileStamp& stamp, Outcome outcome,
+                     const std::string& reason = "") {
     const bool is_printed = outcome == Outcome::printed;
     std::string error;
     if (moves_ && is_in_folder(name) &&
@@ -473,10 +474,10 @@ class FolderPrinter {
   // False for files in a subfolder, such as moved ones.
   static bool is_in_folder(const std::string& name) { return name.find('/') == std::string::npos; }
 
-  void report_once(const std::string& words) {
-    if (words != last_error_) {
-      reporter_.report_error(words);
-      last_error_ = words;
+  void report_once(const std::string& message) {
+    if (message != last_error_) {
+      reporter_.report_error(message);
+      last_error_ = message;
     }
   }
 
@@ -490,12 +491,12 @@ class FolderPrinter {
   SheetPrinter printer_;
   Progress progress_;
   std::map<std::string, Todo> todo_;
-  std::set<std::string> tried_;  // the files that were refused in this run
+  std::set<std::string> refused_names_;  // the files that were refused in this run
   std::string last_error_;
   Clock::time_point try_again_{};
   std::int64_t last_ledger_version_ = 0;
-  bool leaves_all_ = false;  // the files that are in the folder at the start
-  bool was_settled_ = false;
+  bool skips_existing_ = false;  // the files that are in the folder at the start
+  bool was_resolved_ = false;
   bool is_watching_ = false;
 };
 

@@ -284,7 +284,7 @@ bool write_to_file(const Options& options, const PagePlan& plan, std::string& er
   if (RasterWriter writer(sink, options.compressed); !write_pages(options, plan, writer, error)) {
     return false;
   }
-  if (!output.keep()) {
+  if (!output.commit()) {
     error = options.output + ": " + std::strerror(errno);
     return false;
   }

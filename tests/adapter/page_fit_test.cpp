@@ -87,7 +87,7 @@ TEST(PageFit, FrameOfTheFineResolutionIsThePaper) {
   ASSERT_EQ(place.frames.size(), 1U);
   EXPECT_EQ(place.frames[0].top, 25);
   EXPECT_EQ(place.frames[0].height, 2394);
-  EXPECT_EQ(place.seen_height, 2437U);
+  EXPECT_EQ(place.visible_height, 2437U);
 }
 
 TEST(PageFit, BleedsOfTheUserMoveTheFrame) {

@@ -18,9 +18,9 @@ using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Without a settling time, a photo that is not open for writing is reported by the next call.
+// Without a quiet time, a photo that is not open for writing is reported by the next call.
 FolderWatchSetup at_once(const std::string& folder) {
-  return {.folder = folder, .settle = milliseconds(0)};
+  return {.folder = folder, .quiet_time = milliseconds(0)};
 }
 
 FolderEvents events_of(FolderWatch& watch) {
@@ -29,9 +29,9 @@ FolderEvents events_of(FolderWatch& watch) {
   return found.value_or(FolderEvents{});
 }
 
-std::vector<std::string> settled_names(FolderWatch& watch) {
+std::vector<std::string> ready_names(FolderWatch& watch) {
   std::vector<std::string> names;
-  for (const auto& [name, arrived] : events_of(watch).settled) {
+  for (const auto& [name, arrived] : events_of(watch).ready) {
     names.push_back(name);
   }
   return names;
@@ -39,7 +39,7 @@ std::vector<std::string> settled_names(FolderWatch& watch) {
 
 std::vector<std::string> arrived_names(FolderWatch& watch) {
   std::vector<std::string> names;
-  for (const auto& [name, arrived] : events_of(watch).settled) {
+  for (const auto& [name, arrived] : events_of(watch).ready) {
     if (arrived) {
       names.push_back(name);
     }
@@ -48,9 +48,9 @@ std::vector<std::string> arrived_names(FolderWatch& watch) {
 }
 
 // "NAME" for files that left the folder, "NAME > NEW NAME" for renamed ones.
-std::vector<std::string> gone_names(const FolderEvents& events) {
+std::vector<std::string> removed_names(const FolderEvents& events) {
   std::vector<std::string> names;
-  for (const auto& [name, renamed_to] : events.gone) {
+  for (const auto& [name, renamed_to] : events.removed) {
     names.push_back(renamed_to.empty() ? name : name + " > " + renamed_to);
   }
   return names;
@@ -61,8 +61,8 @@ TEST(FolderWatch, ReportsExistingPhotosOnce) {
   folder.write("b.JPG", "x");
   folder.write("a.png", "x");
   FolderWatch watch(at_once(folder.path()));
-  EXPECT_THAT(settled_names(watch), ElementsAre("a.png", "b.JPG"));
-  EXPECT_THAT(settled_names(watch), IsEmpty());
+  EXPECT_THAT(ready_names(watch), ElementsAre("a.png", "b.JPG"));
+  EXPECT_THAT(ready_names(watch), IsEmpty());
 }
 
 TEST(FolderWatch, IgnoresFilesThatAreNotPhotos) {
@@ -74,27 +74,27 @@ TEST(FolderWatch, IgnoresFilesThatAreNotPhotos) {
   std::filesystem::create_symlink("nowhere", folder.path() + "/dangling.jpg");
   FolderWatch watch(at_once(folder.path()));
   const FolderEvents events = events_of(watch);
-  EXPECT_THAT(events.settled, IsEmpty());
-  EXPECT_THAT(events.passed_over, IsEmpty());
+  EXPECT_THAT(events.ready, IsEmpty());
+  EXPECT_THAT(events.unsupported, IsEmpty());
 }
 
 TEST(FolderWatch, NamesTheFirstFileOfATypeThatIsNotRead) {
   const ScratchFolder folder;
   folder.write("a.cr2", "x");
   FolderWatch watch(at_once(folder.path()));
-  EXPECT_THAT(events_of(watch).passed_over, ElementsAre("a.cr2"));
+  EXPECT_THAT(events_of(watch).unsupported, ElementsAre("a.cr2"));
   folder.write("b.CR2", "x");
   folder.write("c.doc", "x");
-  EXPECT_THAT(events_of(watch).passed_over, ElementsAre("c.doc"));
+  EXPECT_THAT(events_of(watch).unsupported, ElementsAre("c.doc"));
 }
 
 TEST(FolderWatch, NewPhotoIsReportedWhenItNoLongerChanges) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
-  FolderWatch watch({.folder = folder.path(), .settle = std::chrono::hours(1)});
-  EXPECT_THAT(settled_names(watch), IsEmpty());
+  FolderWatch watch({.folder = folder.path(), .quiet_time = std::chrono::hours(1)});
+  EXPECT_THAT(ready_names(watch), IsEmpty());
   folder.write("b.jpg", "x");
-  EXPECT_THAT(settled_names(watch), IsEmpty());
+  EXPECT_THAT(ready_names(watch), IsEmpty());
 }
 
 TEST(FolderWatch, AnUnfinishedPhotoWaitsForItsWriter) {
@@ -102,8 +102,8 @@ TEST(FolderWatch, AnUnfinishedPhotoWaitsForItsWriter) {
   FolderWatch watch(at_once(folder.path()));
   std::ofstream writer(folder.path() + "/a.jpg");
   writer << "half" << std::flush;
-  EXPECT_THAT(settled_names(watch), IsEmpty());
-  EXPECT_THAT(settled_names(watch), IsEmpty());
+  EXPECT_THAT(ready_names(watch), IsEmpty());
+  EXPECT_THAT(ready_names(watch), IsEmpty());
   writer << " and half" << std::flush;
   writer.close();
   EXPECT_THAT(arrived_names(watch), ElementsAre("a.jpg"));
@@ -114,7 +114,7 @@ TEST(FolderWatch, AMovedOrLinkedPhotoIsComplete) {
   folder.write("a.part", "x");
   folder.write("b.part", "x");
   FolderWatch watch(at_once(folder.path()));
-  EXPECT_THAT(settled_names(watch), IsEmpty());
+  EXPECT_THAT(ready_names(watch), IsEmpty());
   std::filesystem::rename(folder.path() + "/a.part", folder.path() + "/a.jpg");
   std::filesystem::create_hard_link(folder.path() + "/b.part", folder.path() + "/b.jpg");
   EXPECT_THAT(arrived_names(watch), ElementsAre("a.jpg", "b.jpg"));
@@ -128,9 +128,9 @@ TEST(FolderWatch, RemovalAndReturnAreBothReported) {
   std::filesystem::remove(folder.path() + "/a.jpg");
   folder.write("a.jpg", "x");
   const FolderEvents events = events_of(watch);
-  EXPECT_THAT(gone_names(events), ElementsAre("a.jpg"));
-  ASSERT_EQ(events.settled.size(), 1U);
-  EXPECT_TRUE(events.settled[0].arrived);
+  EXPECT_THAT(removed_names(events), ElementsAre("a.jpg"));
+  ASSERT_EQ(events.ready.size(), 1U);
+  EXPECT_TRUE(events.ready[0].arrived);
 }
 
 TEST(FolderWatch, ARenamedPhotoIsNotANewOne) {
@@ -140,10 +140,10 @@ TEST(FolderWatch, ARenamedPhotoIsNotANewOne) {
   (void)watch.take();
   std::filesystem::rename(folder.path() + "/a.jpg", folder.path() + "/b.jpg");
   const FolderEvents events = events_of(watch);
-  EXPECT_THAT(gone_names(events), ElementsAre("a.jpg > b.jpg"));
-  ASSERT_EQ(events.settled.size(), 1U);
-  EXPECT_EQ(events.settled[0].name, "b.jpg");
-  EXPECT_FALSE(events.settled[0].arrived);
+  EXPECT_THAT(removed_names(events), ElementsAre("a.jpg > b.jpg"));
+  ASSERT_EQ(events.ready.size(), 1U);
+  EXPECT_EQ(events.ready[0].name, "b.jpg");
+  EXPECT_FALSE(events.ready[0].arrived);
 }
 
 TEST(FolderWatch, PhotoThatIsMovedAwayIsReportedAsRemoved) {
@@ -155,11 +155,11 @@ TEST(FolderWatch, PhotoThatIsMovedAwayIsReportedAsRemoved) {
   std::filesystem::rename(folder.path() + "/a.jpg", folder.path() + ".away");
   std::filesystem::rename(folder.path() + "/b.jpg", folder.path() + "/b.done");
   std::filesystem::remove(folder.path() + ".away");
-  std::vector<std::string> gone = gone_names(events_of(watch));
-  for (const std::string& name : gone_names(events_of(watch))) {
-    gone.push_back(name);
+  std::vector<std::string> removed = removed_names(events_of(watch));
+  for (const std::string& name : removed_names(events_of(watch))) {
+    removed.push_back(name);
   }
-  EXPECT_THAT(gone, ElementsAre("a.jpg", "b.jpg"));
+  EXPECT_THAT(removed, ElementsAre("a.jpg", "b.jpg"));
 }
 
 TEST(FolderWatch, ChangedPermissionsAreNotReportedAsAnArrival) {
@@ -169,8 +169,8 @@ TEST(FolderWatch, ChangedPermissionsAreNotReportedAsAnArrival) {
   (void)watch.take();
   std::filesystem::permissions(folder.path() + "/a.jpg", std::filesystem::perms::owner_all);
   const FolderEvents events = events_of(watch);
-  ASSERT_EQ(events.settled.size(), 1U);
-  EXPECT_FALSE(events.settled[0].arrived);
+  ASSERT_EQ(events.ready.size(), 1U);
+  EXPECT_FALSE(events.ready[0].arrived);
 }
 
 // The kernel drops events if too many are pending, possibly one that a file was closed.
@@ -179,7 +179,7 @@ TEST(FolderWatch, AfterLostEventsTheFolderIsScanned) {
   FolderWatch watch(at_once(folder.path()));
   std::ofstream writer(folder.path() + "/a.jpg");
   writer << "half" << std::flush;
-  EXPECT_THAT(settled_names(watch), IsEmpty());
+  EXPECT_THAT(ready_names(watch), IsEmpty());
   int most = 0;
   std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> most;
   ASSERT_GT(most, 0);
@@ -191,7 +191,7 @@ TEST(FolderWatch, AfterLostEventsTheFolderIsScanned) {
   writer << " and half" << std::flush;
   writer.close();
   folder.write("b.jpg", "x");
-  EXPECT_THAT(settled_names(watch), ElementsAre("a.jpg", "b.jpg"));
+  EXPECT_THAT(ready_names(watch), ElementsAre("a.jpg", "b.jpg"));
 }
 
 TEST(FolderWatch, WithoutEventsTheFolderIsRead) {
@@ -202,14 +202,14 @@ TEST(FolderWatch, WithoutEventsTheFolderIsRead) {
   setup.scan_interval = milliseconds(0);
   FolderWatch watch(setup);
   close(watch.events());
-  EXPECT_THAT(settled_names(watch), ElementsAre("a.jpg"));
-  EXPECT_THAT(settled_names(watch), IsEmpty());
+  EXPECT_THAT(ready_names(watch), ElementsAre("a.jpg"));
+  EXPECT_THAT(ready_names(watch), IsEmpty());
   folder.write("b.jpg", "x");
   EXPECT_THAT(arrived_names(watch), ElementsAre("b.jpg"));
   folder.write("b.jpg", "other");
   EXPECT_THAT(arrived_names(watch), ElementsAre("b.jpg"));
   std::filesystem::remove(folder.path() + "/b.jpg");
-  EXPECT_THAT(gone_names(events_of(watch)), ElementsAre("b.jpg"));
+  EXPECT_THAT(removed_names(events_of(watch)), ElementsAre("b.jpg"));
 }
 
 // As after unmounting: the folder that is now at the path contains none of the previous photos.
@@ -222,12 +222,12 @@ TEST(FolderWatch, AfterTheFolderIsReplacedNothingCountsAsRemoved) {
   setup.scan_folder = true;
   setup.scan_interval = milliseconds(0);
   FolderWatch watch(setup);
-  EXPECT_THAT(settled_names(watch), ElementsAre("a.jpg"));
+  EXPECT_THAT(ready_names(watch), ElementsAre("a.jpg"));
   std::filesystem::rename(path, folder.path() + "/away");
   EXPECT_FALSE(watch.take());
   EXPECT_EQ(errno, ENOENT);
   std::filesystem::create_directory(path);
-  EXPECT_THAT(gone_names(events_of(watch)), IsEmpty());
+  EXPECT_THAT(removed_names(events_of(watch)), IsEmpty());
   folder.write("in/b.jpg", "x");
   EXPECT_THAT(arrived_names(watch), ElementsAre("b.jpg"));
 }

@@ -25,14 +25,14 @@ std::vector<std::string> names_in(const ScratchFolder& folder) {
   return names;
 }
 
-TEST(OutputFile, IsCreatedAndKept) {
+TEST(OutputFile, ReplacesTheFileOnCommit) {
   const ScratchFolder folder;
   const std::string path = folder.write("job", "what was there");
   OutputFile file;
   std::string error;
   ASSERT_TRUE(file.open(path, false, error));
   EXPECT_TRUE(file.write("sheet", 5));
-  EXPECT_TRUE(file.keep());
+  EXPECT_TRUE(file.commit());
   EXPECT_EQ(folder.read("job"), "sheet");
 }
 
@@ -43,21 +43,21 @@ TEST(OutputFile, AppendsToAnExistingFile) {
   std::string error;
   ASSERT_TRUE(file.open(path, true, error));
   EXPECT_TRUE(file.write("two", 3));
-  EXPECT_TRUE(file.keep());
+  EXPECT_TRUE(file.commit());
   EXPECT_EQ(folder.read("job"), "one two");
 }
 
-TEST(OutputFile, AbandonedJobLeavesNothing) {
+TEST(OutputFile, RollBackLeavesTheFileAsItWas) {
   const ScratchFolder folder;
   const std::string path = folder.write("job", "one ");
   OutputFile file;
   std::string error;
   ASSERT_TRUE(file.open(path, true, error));
   EXPECT_TRUE(file.write("half a sh", 9));
-  file.take_back();
+  file.roll_back();
   EXPECT_EQ(folder.read("job"), "one ");
   ASSERT_TRUE(file.open(folder.path() + "/new", false, error));
-  file.take_back();
+  file.roll_back();
   EXPECT_FALSE(std::filesystem::exists(folder.path() + "/new"));
 }
 
@@ -66,9 +66,9 @@ TEST(OutputFile, DeviceIsNotRemoved) {
   std::string error;
   ASSERT_TRUE(file.open("/dev/null", false, error));
   EXPECT_TRUE(file.write("x", 1));
-  file.take_back();
+  file.roll_back();
   ASSERT_TRUE(file.open("/dev/null", false, error));
-  EXPECT_TRUE(file.keep());
+  EXPECT_TRUE(file.commit());
   EXPECT_TRUE(std::filesystem::exists("/dev/null"));
 }
 
@@ -78,7 +78,7 @@ TEST(OutputFile, FullDiskIsReported) {
   ASSERT_TRUE(file.open("/dev/full", false, error));
   EXPECT_FALSE(file.write("x", 1));
   EXPECT_EQ(errno, ENOSPC);
-  file.take_back();
+  file.roll_back();
 }
 
 TEST(OutputFile, FailureKeepsTheExistingFile) {
@@ -90,13 +90,13 @@ TEST(OutputFile, FailureKeepsTheExistingFile) {
   ASSERT_TRUE(file.open(path, false, error));
   EXPECT_TRUE(file.write("half a sh", 9));
   EXPECT_EQ(folder.read("job"), "the last job");
-  file.take_back();
+  file.roll_back();
   EXPECT_EQ(folder.read("job"), "the last job");
   EXPECT_THAT(names_in(folder), ElementsAre("job"));
 
   ASSERT_TRUE(file.open(path, false, error));
   EXPECT_TRUE(file.write("sheet", 5));
-  EXPECT_TRUE(file.keep());
+  EXPECT_TRUE(file.commit());
   EXPECT_EQ(folder.read("job"), "sheet");
   EXPECT_THAT(names_in(folder), ElementsAre("job"));
   struct stat status = {};
@@ -112,7 +112,7 @@ TEST(OutputFile, AnEmptyFileIsNotRemoved) {
   for (const bool append : {false, true}) {
     ASSERT_TRUE(file.open(path, append, error));
     EXPECT_TRUE(file.write("half a sh", 9));
-    file.take_back();
+    file.roll_back();
     EXPECT_EQ(folder.read("job"), "");
   }
 }
@@ -126,7 +126,7 @@ TEST(OutputFile, ALinkStaysALink) {
   std::string error;
   ASSERT_TRUE(file.open(link, false, error));
   EXPECT_TRUE(file.write("sheet", 5));
-  EXPECT_TRUE(file.keep());
+  EXPECT_TRUE(file.commit());
   EXPECT_TRUE(std::filesystem::is_symlink(link));
   EXPECT_EQ(folder.read("job"), "sheet");
 }
@@ -161,11 +161,11 @@ TEST(OutputFile, HasOneWriterAtATime) {
   EXPECT_TRUE(first.write("two ", 4));
   EXPECT_FALSE(second.open(path, true, error));
   EXPECT_EQ(error, path + ": another program is printing to it");
-  EXPECT_TRUE(first.keep());
+  EXPECT_TRUE(first.commit());
   EXPECT_EQ(folder.read("job"), "one two ");
   ASSERT_TRUE(second.open(path, true, error));
   EXPECT_TRUE(second.write("three", 5));
-  second.take_back();
+  second.roll_back();
   EXPECT_EQ(folder.read("job"), "one two ");
 }
 
@@ -181,9 +181,9 @@ TEST(OutputFile, ADeviceHasOneWriterAtATime) {
   ASSERT_TRUE(first.open(device, false, error)) << error;
   EXPECT_FALSE(second.open(device, false, error));
   EXPECT_EQ(error, device + ": another program is printing to it");
-  first.take_back();
+  first.roll_back();
   EXPECT_TRUE(second.open(device, false, error)) << error;
-  second.take_back();
+  second.roll_back();
   close(terminal);
 }
 

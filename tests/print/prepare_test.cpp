@@ -16,8 +16,8 @@ namespace {
 SheetPlace small_place(std::uint32_t width, std::uint32_t height) {
   SheetPlace place;
   place.paper = &paper_sizes[3];
-  place.page_width = place.seen_width = width;
-  place.page_height = place.seen_height = height;
+  place.page_width = place.visible_width = width;
+  place.page_height = place.visible_height = height;
   return place;
 }
 
@@ -85,16 +85,16 @@ TEST(Prepare, ASquarePhotoIsNotRotated) {
   std::fill_n(square.bytes.begin(), 20 * 10 * 3, std::uint8_t{200});
   for (const auto& [width, height] : {std::pair{20U, 10U}, {10U, 20U}}) {
     const k905::Picture picture =
-        prepared_from(square, small_place(width, height), {.whole = true}).picture;
+        prepared_from(square, small_place(width, height), {.fit = true}).picture;
     EXPECT_GT(pixel(picture, width / 2, height / 2 - 2)[0], 150);
     EXPECT_LT(pixel(picture, width / 2, height / 2 + 2)[0], 50);
   }
 }
 
 TEST(Prepare, UncroppedPhotoIsPlacedOnWhite) {
-  const Preparation whole{.whole = true};
+  const Preparation fit{.fit = true};
   const k905::Picture page =
-      prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), whole).picture;
+      prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), fit).picture;
   EXPECT_EQ(pixel(page, 0, 4), (std::vector<int>{255, 255, 255}));
   EXPECT_EQ(pixel(page, 0, 5), (std::vector<int>{7, 8, 9}));
   EXPECT_EQ(pixel(page, 29, 14), (std::vector<int>{7, 8, 9}));
@@ -107,8 +107,8 @@ TEST(Prepare, TheShapeIsThatOfTheSheetAndNotOfItsPixels) {
   SheetPlace place = small_place(30, 40);
   place.fine = true;
   place.page_width = 25;
-  const Preparation whole{.whole = true};
-  const k905::Picture page = prepared_from(plain(60, 40, {7, 8, 9}), place, whole).picture;
+  const Preparation fit{.fit = true};
+  const k905::Picture page = prepared_from(plain(60, 40, {7, 8, 9}), place, fit).picture;
   EXPECT_EQ(page.width, 25U);
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{7, 8, 9}));
   EXPECT_EQ(pixel(page, 24, 39), (std::vector<int>{7, 8, 9}));
@@ -175,7 +175,7 @@ TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
 TEST(Prepare, WhiteAroundAProfiledPictureIsWhite) {
   k905::Picture picture = plain(30, 10, {200, 100, 50});
   embed(picture, wide_rgb_profile());
-  const k905::Picture page = prepared_from(picture, small_place(30, 20), {.whole = true}).picture;
+  const k905::Picture page = prepared_from(picture, small_place(30, 20), {.fit = true}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{255, 255, 255}));
 }
 
@@ -248,7 +248,7 @@ TEST(Prepare, PhotoOfExtremeShapeIsPrinted) {
       prepared_from(plain(5000, 1, {1, 2, 3}), small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
   const k905::Picture whole =
-      prepared_from(plain(1, 5000, {1, 2, 3}), small_place(30, 20), {.whole = true}).picture;
+      prepared_from(plain(1, 5000, {1, 2, 3}), small_place(30, 20), {.fit = true}).picture;
   EXPECT_EQ(pixel(whole, 29, 0), (std::vector<int>{255, 255, 255}));
 }
 

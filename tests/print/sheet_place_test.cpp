@@ -44,12 +44,12 @@ std::size_t taken(std::size_t place, std::size_t from, std::size_t to) {
 // Whether the visible sheet shows `picture`: the page is mirrored, stretched, and seen from the
 // back.
 bool sheet_shows(const k905::Picture& page, const k905::Picture& picture, const SheetPlace& place) {
-  for (std::size_t y = 0; y < place.seen_height; ++y) {
-    for (std::size_t x = 0; x < place.seen_width; ++x) {
-      const std::size_t on_canvas = place.seen_width - 1 - x;
-      const std::size_t mirrored = taken(on_canvas, page.width, place.seen_width);
+  for (std::size_t y = 0; y < place.visible_height; ++y) {
+    for (std::size_t x = 0; x < place.visible_width; ++x) {
+      const std::size_t on_canvas = place.visible_width - 1 - x;
+      const std::size_t mirrored = taken(on_canvas, page.width, place.visible_width);
       const std::size_t column = page.width - 1 - mirrored;
-      const std::size_t row = taken(y, page.height, place.seen_height);
+      const std::size_t row = taken(y, page.height, place.visible_height);
       if (pixel_at(page, column, row) != pixel_at(picture, x, y)) {
         return false;
       }
@@ -62,15 +62,15 @@ TEST(SheetPlace, IsThePapersCanvasWithoutItsBleeds) {
   const SheetPlace place = place_of("w288h432");
   EXPECT_EQ(place.page_width, 1844U);
   EXPECT_EQ(place.page_height, 1240U);
-  EXPECT_EQ(place.seen_width, 1800U);   // 1920 - 50 - 70
-  EXPECT_EQ(place.seen_height, 1197U);  // 1240 - 25 - 18
+  EXPECT_EQ(place.visible_width, 1800U);   // 1920 - 50 - 70
+  EXPECT_EQ(place.visible_height, 1197U);  // 1240 - 25 - 18
   EXPECT_EQ(place.density(), 1.0);
 }
 
 TEST(SheetPlace, TheFineResolutionHasTwiceTheRowsAndTheSameBleeds) {
   const SheetPlace place = place_of("w288h432", {{"Resolution", "300x600dpi"}});
   EXPECT_EQ(place.page_height, 2480U);
-  EXPECT_EQ(place.seen_height, 2437U);  // 2480 - 25 - 18
+  EXPECT_EQ(place.visible_height, 2437U);  // 2480 - 25 - 18
   EXPECT_EQ(place.density(), 2.0);
 }
 
@@ -84,8 +84,8 @@ TEST(SheetPlace, TheUsersBleedsCount) {
   // 1 mm is 300 / 25.4 = 11.8, rounded 12 pixels; -6 mm takes more than the paper has.
   const SheetPlace place =
       place_of("w288h432", {{"BleedLeft", "1.0"}, {"BleedRight", "0.0"}, {"BleedTop", "-6.0"}});
-  EXPECT_EQ(place.seen_width, 1788U);
-  EXPECT_EQ(place.seen_height, 1222U);  // 1240 - 0 - 18
+  EXPECT_EQ(place.visible_width, 1788U);
+  EXPECT_EQ(place.visible_height, 1222U);  // 1240 - 0 - 18
 }
 
 TEST(PageFor, EveryPixelOfTheImageIsInItsPlace) {
@@ -96,7 +96,7 @@ TEST(PageFor, EveryPixelOfTheImageIsInItsPlace) {
     const k905::Picture page = page_for(picture, place);
     ASSERT_EQ(page.width, place.page_width) << paper;
     ASSERT_EQ(page.height, place.page_height) << paper;
-    if (size.width == place.seen_width && size.height == place.seen_height) {
+    if (size.width == place.visible_width && size.height == place.visible_height) {
       EXPECT_TRUE(sheet_shows(page, picture, place)) << paper;
     }
   }
@@ -104,14 +104,14 @@ TEST(PageFor, EveryPixelOfTheImageIsInItsPlace) {
 
 TEST(PageFor, TheFineResolutionLosesNoRow) {
   const SheetPlace place = place_of("w432h576", {{"Resolution", "300x600dpi"}});
-  const k905::Picture picture = numbered(place.seen_width, place.seen_height);
+  const k905::Picture picture = numbered(place.visible_width, place.visible_height);
   EXPECT_TRUE(sheet_shows(page_for(picture, place), picture, place));
 }
 
 // The five-inch papers' pages have fewer columns than the sheet shows.
 TEST(PageFor, PageWithFewerPixelsThanTheSheetIsTheImage) {
   const SheetPlace place = place_of("B7");
-  ASSERT_LT(place.page_width, place.seen_width);
+  ASSERT_LT(place.page_width, place.visible_width);
   const k905::Picture picture = numbered(picture_size(place).width, picture_size(place).height);
   const k905::Picture page = page_for(picture, place);
   EXPECT_EQ(pixel_at(page, 0, 0), pixel_at(picture, 0, 0));
