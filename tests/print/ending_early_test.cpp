@@ -61,7 +61,7 @@ class Printer {
     }
     const k905::ParsedStream parsed = k905::parse_printer_stream(
         reinterpret_cast<const std::uint8_t*>(stream_.data()), stream_.size());
-    EXPECT_FALSE(parsed.error) << "torn at " << parsed.error->offset;
+    EXPECT_FALSE(parsed.error) << "incomplete at " << parsed.error->offset;
     return parsed.sheets.size();
   }
 

@@ -68,7 +68,7 @@ TEST_F(MoveFinishedFile, DoesNotMoveAFileThatReplacedIt) {
 }
 
 // Two photos take the name of the printed one: one before it is moved, the other one after it.
-TEST_F(MoveFinishedFile, PutsAPhotoBackThatTookItsPlaceAtTheLastMoment) {
+TEST_F(MoveFinishedFile, MovesAPhotoBackThatTookTheNameDuringTheMove) {
   const FileStamp printed = put("printed");
   before_rename = [this] { put("another one"); };
   EXPECT_TRUE(move(printed));

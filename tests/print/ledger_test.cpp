@@ -206,7 +206,7 @@ TEST_F(LedgerTest, NoSheetIsBegunAboveTheLimitOfItsEvent) {
   EXPECT_EQ(ledger_->find_sheet(elsewhere)->target.queue, "");
 }
 
-TEST_F(LedgerTest, OfTheFirstLayoutIsContinued) {
+TEST_F(LedgerTest, LedgerOfTheFirstSchemaIsUpgraded) {
   order("a.jpg");
   print("a.jpg", "one", Outcome::printed);
   ledger_.reset();

@@ -52,7 +52,7 @@ TEST(PhotoFile, ReadErrorMayBeTemporary) {
   EXPECT_EQ(error, "Too many levels of symbolic links");
 }
 
-TEST(PhotoFile, AHugeFileIsNotRead) {
+TEST(PhotoFile, FileAboveTheSizeLimitIsNotRead) {
   const ScratchFolder folder;
   const std::string path = folder.write("a.jpg", "");
   std::filesystem::resize_file(path, kLargestPhotoFile + 1);

@@ -101,7 +101,7 @@ TEST(Prepare, UncroppedPhotoIsPlacedOnWhite) {
   EXPECT_EQ(pixel(page, 29, 15), (std::vector<int>{255, 255, 255}));
 }
 
-TEST(Prepare, TheShapeIsThatOfTheSheetAndNotOfItsPixels) {
+TEST(Prepare, CropHasTheShapeOfTheSheetIfPixelsAreNotSquare) {
   // 600 dpi from top to bottom: 30 x 40 pixels are a sheet of 3:2. A page with another number of
   // pixels than the sheet makes no difference.
   SheetPlace place = small_place(30, 40);
@@ -172,7 +172,7 @@ TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
   EXPECT_EQ(prepared.warning, "");
 }
 
-TEST(Prepare, WhiteAroundAProfiledPictureIsWhite) {
+TEST(Prepare, WhiteAroundAPhotoWithAProfileIsWhite) {
   k905::Picture picture = plain(30, 10, {200, 100, 50});
   embed(picture, wide_rgb_profile());
   const k905::Picture page = prepared_from(picture, small_place(30, 20), {.fit = true}).picture;
@@ -192,7 +192,7 @@ TEST(Prepare, GrayWithAProfileBecomesColor) {
   EXPECT_NEAR(pixel(page, 0, 0)[1], 128, 3);
 }
 
-TEST(Prepare, InksAreReadThroughTheirProfile) {
+TEST(Prepare, CmykIsConvertedWithItsProfile) {
   k905::Picture picture;
   picture.width = 30;
   picture.height = 20;
@@ -212,7 +212,7 @@ TEST(Prepare, BrokenProfileIsReportedAndThePhotoIsPrinted) {
   EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{200, 100, 50}));
 }
 
-TEST(Prepare, InksWithABrokenProfileAreConvertedByFormula) {
+TEST(Prepare, CmykWithABrokenProfileIsConvertedByFormula) {
   k905::Picture picture;
   picture.width = 30;
   picture.height = 20;
@@ -238,7 +238,7 @@ TEST(Prepare, SixteenBitsAreRoundedOnceAtTheEnd) {
             (std::vector<int>{129, 129, 129}));
 }
 
-TEST(Prepare, APictureOfOnePixelFillsTheSheet) {
+TEST(Prepare, PhotoOfOnePixelFillsTheSheet) {
   const k905::Picture page = prepared_from(plain(1, 1, {1, 2, 3}), small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
 }

@@ -140,7 +140,7 @@ TEST(PrintProgram, PhotoOfTheSheetsSizeIsPrintedPixelByPixel) {
 }
 
 // A quarter of the way in, lines are as far apart in both directions as on the paper.
-TEST(PrintProgram, ThePreviewHasThePapersShapeAtEveryDensity) {
+TEST(PrintProgram, PreviewHasTheShapeOfThePaperAtEveryResolution) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   const struct {
@@ -205,7 +205,7 @@ TEST(PrintProgram, AGrayPictureStaysGray) {
   EXPECT_EQ(pixel(picture_in(folder, "sheet.png"), 0.5, 0.5), (Color{90, 90, 90}));
 }
 
-TEST(PrintProgram, FourInksBecomeTheirColors) {
+TEST(PrintProgram, CmykPhotoWithoutAProfileIsConvertedToRgb) {
   const ScratchFolder folder;
   JpegKind inks;
   inks.channels = 4;
@@ -219,7 +219,7 @@ TEST(PrintProgram, FourInksBecomeTheirColors) {
   EXPECT_TRUE(close_to(seen, {255, 102, 0}, 2)) << seen[0] << " " << seen[1] << " " << seen[2];
 }
 
-TEST(PrintProgram, InksWithAProfileAreConvertedWithIt) {
+TEST(PrintProgram, CmykPhotoIsConvertedWithItsProfile) {
   const ScratchFolder folder;
   const std::string profile = cmyk_table_profile();
   JpegKind inks;
@@ -382,7 +382,7 @@ class PrintLayout : public testing::Test {
   ScratchFolder folder_;
 };
 
-TEST_F(PrintLayout, SinglePhotoIsOnEveryStripAndTwoOnOneEach) {
+TEST_F(PrintLayout, EveryStripHasTheOnlyPhotoOrOneOfSeveral) {
   EXPECT_THAT(grid_of(preview({"--layout", "strips", "20.png"}), 1, 2), ElementsAre(20, 20));
   EXPECT_THAT(grid_of(preview({"--layout", "strips", "20.png", "100.png"}), 1, 2),
               ElementsAre(20, 100));
@@ -422,7 +422,7 @@ TEST_F(PrintLayout, AFifthPhotoBeginsAnotherSheet) {
   EXPECT_THAT(grid_of(picture_in(folder_, "sheet-2.png"), 2, 2), ElementsAre(240, 240, 240, 240));
 }
 
-TEST_F(PrintLayout, APhotoThatCannotBeReadIsNamedAndItsPlaceRepeatsTheOthers) {
+TEST_F(PrintLayout, CellOfAnUnreadablePhotoRepeatsTheOthers) {
   EXPECT_THAT(grid_of(preview({"--layout", "strips", "broken.png", "100.png"}, 1), 1, 2),
               ElementsAre(100, 100));
 }
@@ -435,7 +435,7 @@ std::string halves_png() {
   return png_file(60, 20, {}, rows);
 }
 
-TEST_F(PrintLayout, OnAPaperOfStripsAPhotoIsNotCut) {
+TEST_F(PrintLayout, PhotoOnPaperOfStripsIsNotCut) {
   folder_.write("halves.png", halves_png());
   EXPECT_THAT(grid_of(preview({"-p", "6x2*2", "halves.png"}), 1, 4), ElementsAre(240, 20, 240, 20));
   EXPECT_THAT(grid_of(preview({"-p", "6x8", "-o", "K905Cut=6x2", "halves.png"}), 1, 8),
@@ -575,7 +575,7 @@ TEST(PrintProgram, TheTestPageHasTrueSizesOnEveryPaper) {
   }
 }
 
-TEST(PrintProgram, TheTestPageTakesNoPictures) {
+TEST(PrintProgram, TestPageAndPhotosExcludeEachOther) {
   const ScratchFolder folder;
   const ChildResult result = print(folder, {"--test-page", "--preview", "x.png", "photo.png"});
   EXPECT_EQ(result.status, 2);
@@ -606,7 +606,7 @@ TEST(PrintProgram, BlackAndWhiteCanBeChosen) {
   EXPECT_EQ(red[0], red[2]);
 }
 
-TEST(PrintProgram, TwoPicturesShareASheet) {
+TEST(PrintProgram, TwoPhotosShareASheet) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   const ChildResult result = print(folder, {"--to", "job.prn", "--two-up", "photo.png",
@@ -918,7 +918,7 @@ TEST(PrintProgram, StopFinishesTheCurrentSheetAndNamesTheOtherPhotos) {
   EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(1));
 }
 
-TEST(PrintProgram, ManyPicturesShowTheirProgressOnATerminalOnly) {
+TEST(PrintProgram, ProgressOfManyPhotosIsShownOnATerminalOnly) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   EXPECT_THAT(run_on_terminal(folder, "k905-print",

@@ -66,14 +66,14 @@ class Print(WithCups):
         self.k905_print("--to", without, photo)
         self.assertEqual(stream.read_bytes(), without.read_bytes())
 
-    def test_the_queues_defaults_count(self):
+    def test_defaults_of_the_queue_apply(self):
         self.add_queue(PageSize="w432h576", StpLaminate="Matte", StpBrightness="-500")
         (stream,) = self.printed(self.picture())
         (sheet,) = self.stream(stream, ["0.5,0.5"])
         self.assertEqual((sheet["height"], sheet["matte"]), (2436, True))
         self.assert_color(sheet["colors"][0], (64, 64, 64), 1, "center")
 
-    def test_choices_go_over_the_queues_defaults(self):
+    def test_choices_override_the_defaults_of_the_queue(self):
         self.add_queue(PageSize="w432h576", StpLaminate="Matte", StpBrightness="-500",
                        Resolution="300x600dpi")
         (stream,) = self.printed("--paper", "6x4", "--finish", "glossy", "--brightness", "0",
@@ -82,7 +82,7 @@ class Print(WithCups):
         self.assertEqual((sheet["height"], sheet["matte"]), (1240, False))
         self.assert_color(sheet["colors"][0], (128, 128, 128), 1, "center")
 
-    def test_a_finish_goes_over_the_media_type_of_the_queue(self):
+    def test_a_finish_overrides_the_media_type_of_the_queue(self):
         def is_matte(*arguments):
             (stream,) = self.printed(*arguments, photo)
             return self.stream(stream)[0]["matte"]
@@ -112,7 +112,7 @@ class Print(WithCups):
         (sheet,) = self.stream(stream, ["0.3,0.3"])
         self.assertEqual(len(set(sheet["colors"][0])), 1)
 
-    def test_the_users_own_choices_for_the_queue_count(self):
+    def test_options_that_the_user_set_for_the_queue_apply(self):
         self.add_queue()
         self.cups.run("lpoptions", "-p", f"{self.queue}/matte", "-o", "StpLaminate=Matte")
         result = self.k905_print("--queue", f"{self.queue}/matte", self.picture())
@@ -222,7 +222,7 @@ class Print(WithCups):
                       self.k905_print("--queue", self.queue, "-o", "ICCProfile=elsewhere.icc", photo,
                                       status=1).stderr)
 
-    def test_a_name_that_is_no_text_prints(self):
+    def test_a_file_name_that_is_not_utf8_prints(self):
         self.add_queue()
         path = os.fsencode(self.art) + b"/\xff\xfe\n.png"
         with open(path, "wb") as photo:
@@ -279,7 +279,7 @@ class Watched(WithCups):
         return Watch(self, [self.program("k905-print"), "--queue", self.queue, "--watch", self.folder,
                             "--leave", "--ledger", self.ledger])
 
-    def test_a_picture_is_printed_once_over_a_restart(self):
+    def test_a_photo_is_printed_once_over_a_restart(self):
         self.put("a.png")
         with self.watch() as watch:
             watch.expect("a.png -> job ")
@@ -303,7 +303,7 @@ class Watched(WithCups):
         self.cups.run("lpadmin", "-p", self.queue, "-o", "copies-default=2")
         self.assertEqual(len(self.stream(self.cups.stream_of(self.printed_once()))), 1)
 
-    def test_a_refused_picture_is_printed_when_the_queue_takes_it(self):
+    def test_a_refused_photo_is_printed_when_the_queue_accepts_it(self):
         self.cups.run("cupsreject", self.queue)
         self.put("a.png")
         with self.watch() as watch:
@@ -345,12 +345,12 @@ class Watched(WithCups):
         self.set_unfinished("complete", self.printed_once())
         self.expect_no_second_print()
 
-    def test_a_complete_job_that_is_not_there_was_printed_and_forgotten(self):
+    def test_a_complete_job_that_is_missing_counts_as_printed(self):
         self.printed_once()
         self.set_unfinished("complete", 99999)
         self.expect_no_second_print()
 
-    def test_an_incomplete_job_that_is_not_there_is_printed(self):
+    def test_an_incomplete_job_that_is_missing_is_printed(self):
         self.printed_once()
         self.set_unfinished("sending", 99999)
         self.expect_a_second_print()
@@ -409,7 +409,7 @@ class Watched(WithCups):
         self.expect_a_second_print()
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
 
-    def test_a_job_whose_number_was_not_noted_is_canceled_and_printed(self):
+    def test_a_job_whose_number_was_not_recorded_is_canceled_and_printed(self):
         self.printed_once()
         job = self.create_job("mark")
         self.set_unfinished("begun", 0, "mark")

@@ -102,7 +102,7 @@ TEST_F(PrintToPrinter, FinishCutAndCopiesArrive) {
   EXPECT_EQ(sheet(1).bytes, sheet(2).bytes);
 }
 
-TEST_F(PrintToPrinter, TwoPicturesShareASheet) {
+TEST_F(PrintToPrinter, TwoPhotosShareASheet) {
   put("a.png");
   put("b.png");
   ASSERT_EQ(print({"--two-up", "a.png", "b.png"}).status, 0);

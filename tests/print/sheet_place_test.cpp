@@ -80,7 +80,7 @@ TEST(SheetPlace, FiveInchPapersHaveMoreDotsAcross) {
   EXPECT_NEAR(place_of("B7", {{"Resolution", "300x600dpi"}}).density(), 1.6667, 0.0001);
 }
 
-TEST(SheetPlace, TheUsersBleedsCount) {
+TEST(SheetPlace, BleedsOfTheUserChangeTheVisibleSize) {
   // 1 mm is 300 / 25.4 = 11.8, rounded 12 pixels; -6 mm takes more than the paper has.
   const SheetPlace place =
       place_of("w288h432", {{"BleedLeft", "1.0"}, {"BleedRight", "0.0"}, {"BleedTop", "-6.0"}});

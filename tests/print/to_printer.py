@@ -59,26 +59,26 @@ class ToPrinter(unittest.TestCase):
     def output(self):
         return (self.scratch / "messages").read_text()
 
-    def wait_for_words(self, words, seconds=60):
+    def wait_for_output(self, text, seconds=60):
         until = time.monotonic() + seconds
-        while words not in self.output():
-            self.assertLess(time.monotonic(), until, f"{words!r} is not in:\n{self.output()}")
+        while text not in self.output():
+            self.assertLess(time.monotonic(), until, f"{text!r} is not in:\n{self.output()}")
             time.sleep(0.02)
 
     def ends(self, status):
         self.assertEqual(self.process.wait(60), status, self.output())
 
-    def look_of(self, photo):
-        """The number that the photo's sheet carries."""
-        file = self.scratch / "look.prn"
+    def number_of(self, photo):
+        """The number that identifies the sheet of the photo."""
+        file = self.scratch / "single.prn"
         subprocess.run([BUILD / "k905-print", "--to", file, photo], env=self.environment(),
                        check=True, stdout=subprocess.DEVNULL)
         return undisturbed(BUILD / "k905-sim", file.read_bytes(), SimulatedPrinter.numbers)[0]
 
-    def assert_printed(self, photos, torn=0):
-        """Exactly these came out, in this order."""
-        self.assertEqual(self.sim.numbers(), [self.look_of(photo) for photo in photos])
-        self.assertEqual(self.sim.incomplete_sheets(), torn)
+    def assert_printed(self, photos, incomplete=0):
+        """Exactly these photos were printed, in this order."""
+        self.assertEqual(self.sim.numbers(), [self.number_of(photo) for photo in photos])
+        self.assertEqual(self.sim.incomplete_sheets(), incomplete)
         self.assertEqual(self.sim.count(" inside a sheet"), 0)
 
     def assert_nothing_was_sent(self):
@@ -89,7 +89,7 @@ class NotReady(ToPrinter):
     def test_an_empty_printer_gets_the_rest_after_new_media(self):
         self.sim.set(remaining=2)
         self.start(*self.photos)
-        self.wait_for_words(EMPTY)
+        self.wait_for_output(EMPTY)
         self.assert_printed(self.photos[:2])
         self.assertNotIn("c.png -> ", self.output())
         self.sim.set(remaining=400)
@@ -114,7 +114,7 @@ class NotReady(ToPrinter):
     def test_nothing_is_sent_while_the_cover_is_open(self):
         self.sim.set(status=1000)
         self.start(self.photos[0])
-        self.wait_for_words(COVER_OPEN)
+        self.wait_for_output(COVER_OPEN)
         self.assert_nothing_was_sent()
         self.sim.set(status=0)
         self.ends(0)
@@ -123,7 +123,7 @@ class NotReady(ToPrinter):
     def test_a_photo_waits_for_the_media_it_needs(self):
         self.sim.set(media="6x4")
         self.start("--paper", "6x8", self.photos[0])
-        self.wait_for_words("the sheet needs 6x8 media, 6x4 is loaded; waiting\n")
+        self.wait_for_output("the sheet needs 6x8 media, 6x4 is loaded; waiting\n")
         self.assert_nothing_was_sent()
         self.sim.set(media="6x8")
         self.ends(0)
@@ -139,7 +139,7 @@ class NotReady(ToPrinter):
     def test_sigterm_ends_the_wait(self):
         self.sim.set(status=1000)
         self.start(*self.photos)
-        self.wait_for_words(COVER_OPEN)
+        self.wait_for_output(COVER_OPEN)
         self.process.send_signal(signal.SIGTERM)
         self.ends(1)
         self.assert_nothing_was_sent()
@@ -150,7 +150,7 @@ class NotReady(ToPrinter):
         self.start(self.photos[0])
         self.ends(1)
         self.start("--timeout", "60", self.photos[0])
-        self.wait_for_words("; waiting\n")
+        self.wait_for_output("; waiting\n")
         self.sim.command("plug")
         self.ends(0)
         self.assert_printed(self.photos[:1])
@@ -171,10 +171,10 @@ class NotReady(ToPrinter):
             shutil.copy(photo, inbox)
         self.sim.set(status=1000)
         self.start("--watch", inbox)
-        self.wait_for_words(COVER_OPEN)
+        self.wait_for_output(COVER_OPEN)
         (inbox / "a.png").unlink()
         self.sim.set(status=0)
-        self.wait_for_words("b.png -> ")
+        self.wait_for_output("b.png -> ")
         self.process.send_signal(signal.SIGTERM)
         self.ends(0)
         self.assert_printed(self.photos[1:2])
@@ -189,10 +189,10 @@ class NotReady(ToPrinter):
         (inbox / "old.doc").touch()
         self.start("--watch", inbox, "--new-only", "--leave")
         # This is reported when the program starts to watch the folder.
-        self.wait_for_words("old.doc: files of this type are not read")
+        self.wait_for_output("old.doc: files of this type are not read")
         shutil.copy(self.photos[1], inbox / "new.png")
         shutil.copy(self.photos[2], inbox / "newer.png")
-        self.wait_for_words("newer.png -> ")
+        self.wait_for_output("newer.png -> ")
         self.process.send_signal(signal.SIGTERM)
         self.ends(0)
         self.assert_printed(self.photos[1:])
@@ -204,7 +204,7 @@ class Lost(ToPrinter):
         self.sim.command(f"disconnect at {SHEET_BYTES // 2} of 2")
         self.start(*self.photos)
         self.ends(0)
-        self.assert_printed(self.photos, torn=1)
+        self.assert_printed(self.photos, incomplete=1)
         self.assertIn("the printer did not print the sheet; it is sent again\n", self.output())
 
     def test_a_sheet_that_came_out_is_not_sent_again(self):

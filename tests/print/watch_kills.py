@@ -65,7 +65,7 @@ class Kind:
                                 check=True, capture_output=True, text=True).stdout
         found = json.loads(output)
         assert found["error"] is None, f"{stream}: {found['error']}"
-        assert sum(sheet["size"] for sheet in found["sheets"]) == found["bytes"], "torn sheets"
+        assert sum(sheet["size"] for sheet in found["sheets"]) == found["bytes"], "incomplete sheets"
         return [tuple(sheet["colors"][0]) for sheet in found["sheets"]]
 
 

@@ -124,7 +124,7 @@ TEST_F(WatchProgram, RepeatedStopSignalsEndItNormally) {
   EXPECT_EQ(program.wait(), 0);
 }
 
-TEST_F(WatchProgram, OverARestartNothingIsPrintedTwice) {
+TEST_F(WatchProgram, NothingIsPrintedTwiceAfterARestart) {
   put("a.png", picture_of(10));
   for (const char* fresh : {"b.png", "c.png"}) {
     RunningProgram program(kProgram, arguments(), environment());
@@ -272,7 +272,7 @@ TEST_F(WatchProgram, PhotoRemovedAndPutBackIsPrintedAgain) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 10}));
 }
 
-TEST_F(WatchProgram, TheSameBytesOverAPrintedPhotoAreReportedNotPrinted) {
+TEST_F(WatchProgram, PrintedPhotoOverwrittenWithTheSameBytesIsReportedNotPrinted) {
   put("a.png", picture_of(10));
   RunningProgram program(kProgram, arguments(), environment());
   EXPECT_TRUE(program.wait_for_output("a.png -> ")) << program.output();
@@ -324,7 +324,7 @@ TEST_F(WatchWithoutPermission, WhatCannotBeReadNowIsPrintedWhenItCan) {
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
-TEST_F(WatchWithoutPermission, NewOnlyLeavesAPhotoThatBecomesReadableLater) {
+TEST_F(WatchWithoutPermission, NewOnlySkipsAPhotoThatBecomesReadableLater) {
   put("a.png", picture_of(10));
   set_mode(inbox() + "/a.png", 0);
   put("old.doc", "");
@@ -341,7 +341,7 @@ TEST_F(WatchWithoutPermission, NewOnlyLeavesAPhotoThatBecomesReadableLater) {
   EXPECT_EQ(printed(), (std::vector<int>{20, 30}));
 }
 
-TEST_F(WatchWithoutPermission, NewOnlyLeavesTheFilesOfAFolderThatBecomesReadableLater) {
+TEST_F(WatchWithoutPermission, NewOnlySkipsTheFilesOfAFolderThatBecomesReadableLater) {
   put("a.png", picture_of(10));
   put("old.doc", "");
   set_mode(inbox(), 0333);
@@ -431,7 +431,7 @@ TEST_F(WatchProgram, NoPhotoIsReadWhileTheLimitIsReached) {
   EXPECT_TRUE(program.wait_for_output("/in/b.jpg: ")) << program.output();
 }
 
-TEST_F(WatchProgram, NewOnlyLeavesWhatIsThereAtTheVeryStart) {
+TEST_F(WatchProgram, NewOnlySkipsFilesThatAreThereAtTheFirstStart) {
   put("old.png", picture_of(10));
   put("old.doc", "");
   {
@@ -543,7 +543,7 @@ TEST_F(ReprintProgram, AChangedPhotoIsNotThePrintedOne) {
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
-TEST_F(ReprintProgram, OfAPhotoThatIsRefusedAgainFails) {
+TEST_F(ReprintProgram, FailsIfThePhotoIsRefusedAgain) {
   put("a.jpg", "\xff\xd8 broken");
   {
     RunningProgram program(kProgram, arguments(), environment());
@@ -578,7 +578,7 @@ TEST_F(ReprintProgram, FindsAPhotoThatWasRenamedWhenItWasMoved) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 10, 10}));
 }
 
-TEST_F(ReprintProgram, OnAnotherPaperIsNotCutAsBefore) {
+TEST_F(ReprintProgram, OnAnotherPaperIgnoresTheFormerCut) {
   print_one(arguments({"--paper", "6x8", "-o", "K905Cut=6x2"}));
   for (const char* paper : {"6x8", "6x6"}) {
     const ChildResult result = run({"--reprint", "1", "--paper", paper});
@@ -594,7 +594,7 @@ TEST_F(ReprintProgram, OnAnotherPaperIsNotCutAsBefore) {
   EXPECT_EQ(cuts, (std::vector<std::uint32_t>{120, 0, 0}));
 }
 
-TEST_F(WatchProgram, TheLedgersPlaceCanBeChosen) {
+TEST_F(WatchProgram, PathOfTheLedgerCanBeChosen) {
   put("a.png", picture_of(10));
   const std::string ledger = folder_.path() + "/my.ledger";
   RunningProgram program(kProgram, arguments({"--ledger", ledger}), environment());
