@@ -173,16 +173,16 @@ std::optional<std::string> collect_choices(const PrintOptions& options, Choices&
     named.emplace_back(option.substr(0, equals), option.substr(equals + 1));
   }
   // The table calls a neutral value None.
-  const auto unless = [](const std::string& value, const char* neutral) {
+  const auto none_if = [](const char* neutral, const std::string& value) {
     return value == neutral ? "None" : value;
   };
   const std::pair<const char*, std::string> choices_of_options[] = {
       {"PageSize", options.paper.empty() && options.layout == "strips" ? "6x2*2" : options.paper},
       {"StpLaminate", options.finish},
-      {"StpBrightness", unless(options.brightness, "0")},
-      {"StpContrast", unless(options.contrast, "0")},
-      {"StpSaturation", unless(options.saturation, "0")},
-      {"StpGamma", unless(options.gamma, "1000")},
+      {"StpBrightness", none_if("0", options.brightness)},
+      {"StpContrast", none_if("0", options.contrast)},
+      {"StpSaturation", none_if("0", options.saturation)},
+      {"StpGamma", none_if("1000", options.gamma)},
       {"K905Ribbon", options.two_up ? "6x8" : ""}};
   for (const auto& [keyword, choice] : choices_of_options) {
     if (!choice.empty()) {

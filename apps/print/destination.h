@@ -44,7 +44,7 @@ class Destination {
   [[nodiscard]] virtual bool page(const k905::Picture& page, std::string& error) = 0;
   // Returns true if the destination has all pages; otherwise end() completes the job.
   [[nodiscard]] virtual bool complete(std::string& /*error*/) { return true; }
-  // True if the complete job was accepted. `place` is then a short text about its place.
+  // True if the complete job was accepted. `place` then tells users where it is.
   [[nodiscard]] virtual bool end(std::string& place, std::string& error) = 0;
   virtual void abandon() = 0;
 

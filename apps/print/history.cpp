@@ -23,7 +23,7 @@ std::string destination_of(const SheetEntry& sheet) {
   return sheet.target.device;
 }
 
-std::string unless_empty(const char* name, const std::string& value) {
+std::string labeled(const char* name, const std::string& value) {
   return value.empty() ? "" : name + (" " + value);
 }
 
@@ -58,9 +58,9 @@ std::string history_line(const SheetEntry& sheet) {
                      text_of(sheet.outcome) + "  " + sheet.folder + "/" + sheet.name;
   const int life = sheet.printer.life_counter;
   for (const std::string& part :
-       {destination_of(sheet), unless_empty("serial number", sheet.printer.serial_number),
-        unless_empty("life counter", life == 0 ? "" : std::to_string(life)),
-        unless_empty("event", sheet.event), sheet.reason}) {
+       {destination_of(sheet), labeled("serial number", sheet.printer.serial_number),
+        labeled("life counter", life == 0 ? "" : std::to_string(life)),
+        labeled("event", sheet.event), sheet.reason}) {
     line += part.empty() ? "" : "  " + part;
   }
   return one_line_of_text(line, kLongestLine);

@@ -10,8 +10,8 @@
 // A line: number, time, outcome, file, where it was printed, and the printer if it was asked.
 [[nodiscard]] std::string history_line(const SheetEntry& sheet);
 
-// Orders so many more sheets of the photo of that sheet, which then wait in the ledger; the name in
-// the result is the current path of the file. Null, with the reason in `error`, if the file is
+// Orders `copies` more sheets of the photo on that sheet; they then wait in the ledger. The result is
+// the sheet with the current name of the file. Null, with the reason in `error`, if the file is
 // missing or was changed.
 [[nodiscard]] std::optional<SheetEntry> order_reprint(Ledger& ledger, SheetEntry sheet, int copies,
                                                       std::string& error);

@@ -78,8 +78,8 @@ ALTER TABLE sheet ADD COLUMN event TEXT NOT NULL DEFAULT '';
 CREATE INDEX sheets_of_event ON sheet(event, ticket, position) WHERE event <> '';
 )";
 
-// What each layout adds to the one before it.
-constexpr const char* kLayouts[] = {kTables, kEvents};
+// What each version of the schema adds to the one before it.
+constexpr const char* kSchemas[] = {kTables, kEvents};
 
 constexpr std::pair<Outcome, const char*> kOutcomes[] = {
     {Outcome::waiting, "waiting"}, {Outcome::begun, "begun"},
@@ -197,13 +197,13 @@ bool Ledger::open(const std::string& path, std::string& error) {
       error = path + kNotALedger;
       return false;
     }
-    auto layout = static_cast<std::size_t>(number(*database_, "PRAGMA user_version"));
-    if (layout > std::size(kLayouts)) {
+    auto version = static_cast<std::size_t>(number(*database_, "PRAGMA user_version"));
+    if (version > std::size(kSchemas)) {
       error = path + ": made by a newer version of k905-print";
       return false;
     }
-    for (; layout < std::size(kLayouts); ++layout) {
-      database_->exec(kLayouts[layout] + ("PRAGMA user_version = " + std::to_string(layout + 1)));
+    for (; version < std::size(kSchemas); ++version) {
+      database_->exec(kSchemas[version] + ("PRAGMA user_version = " + std::to_string(version + 1)));
     }
     transaction.commit();
     return true;

@@ -167,8 +167,8 @@ class Ledger {
   [[nodiscard]] int sheets_today(const std::string& folder) const;
   // The same of an event, on any day and of any folder.
   [[nodiscard]] int sheets_of_event(const std::string& event) const;
-  // Whether another job continued the file of this sheet, which was not finished. To be called with
-  // the lock of the file.
+  // Whether another job appended to the file of this unfinished sheet. The caller must hold the lock
+  // of the file.
   [[nodiscard]] bool is_continued(const SheetEntry& sheet) const;
   // All sheets, the oldest first.
   [[nodiscard]] std::vector<SheetEntry> history() const;

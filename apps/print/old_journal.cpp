@@ -1,4 +1,4 @@
-// A line of text for each photo, after a first line that says what this is:
+// A line of text for each photo, after a first line that identifies the format:
 //
 //   taken HASH SIZE MODIFIED NAME
 //   begun HASH SIZE MODIFIED NAME JOB TITLE

@@ -95,7 +95,7 @@ class FolderPrinter {
     }
   }
 
-  // Files in the folder count as known. False if some cannot be found out now.
+  // Records all files of the folder as known, so that they are not printed. False if that fails now.
   bool skip_existing() {
     FolderWatch watch({.folder = folder_, .quiet_time = milliseconds(0)});
     const auto found = watch.take();
@@ -294,7 +294,7 @@ class FolderPrinter {
     }
   }
 
-  // After a sheet of the photo; after the last one, the photo is done.
+  // Called after each accepted job of the photo; after its last sheet the photo is done.
   void finish(const std::string& name, const std::string& place) {
     last_error_.clear();
     const auto todo = todo_.find(name);
@@ -495,7 +495,7 @@ class FolderPrinter {
   std::string last_error_;
   Clock::time_point try_again_{};
   std::int64_t last_ledger_version_ = 0;
-  bool skips_existing_ = false;  // the files that are in the folder at the start
+  bool skips_existing_ = false;  // files that are in the folder at the start
   bool was_resolved_ = false;
   bool is_watching_ = false;
 };
