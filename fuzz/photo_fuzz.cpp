@@ -36,7 +36,7 @@ bool same(const k905::Picture& a, const k905::Picture& b) {
 
 // As k905-print does it, for a sheet that shows less than the page has.
 void prepare_for_a_sheet(const std::string& path) {
-  SheetPlace place;
+  k905::SheetPlace place;
   place.page_width = 40;
   place.page_height = 28;
   place.visible_width = 36;
@@ -46,7 +46,7 @@ void prepare_for_a_sheet(const std::string& path) {
     std::string error;
     const auto photo = k905::Photo::open(k905::open_photo_file(path, error), error);
     const auto prepared =
-        photo ? prepare(*photo, place, {.fit = fit}, error) : std::optional<Prepared>{};
+        photo ? prepare(*photo, place, {.fit = fit}, error) : std::optional<k905::Prepared>{};
     if (!prepared) {
       expect(is_one_plain_line(error), "a reason in one line");
       continue;

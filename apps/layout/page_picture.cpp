@@ -4,7 +4,9 @@
 #include "apps/image/picture.h"
 #include "apps/layout/sheet_place.h"
 
-k905::Picture page_for(const k905::Picture& picture, const SheetPlace& place) {
+namespace k905 {
+
+Picture page_for(const Picture& picture, const SheetPlace& place) {
   const PageMap map = page_map(place);
   k905::Picture page;
   page.width = place.page_width;
@@ -23,3 +25,5 @@ k905::Picture page_for(const k905::Picture& picture, const SheetPlace& place) {
   }
   return page;
 }
+
+}  // namespace k905

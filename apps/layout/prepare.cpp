@@ -11,9 +11,9 @@
 #include "apps/image/profile_conversion.h"
 #include "apps/image/resize.h"
 
-namespace {
+namespace k905 {
 
-using k905::Photo;
+namespace {
 
 // EXIF orientations from 5 on exchange rows and columns.
 bool has_sides_exchanged(int orientation) { return orientation >= 5; }
@@ -105,3 +105,5 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
   prepared.picture = on_white(std::move(*picture), picture_size(place));
   return prepared;
 }
+
+}  // namespace k905

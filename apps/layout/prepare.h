@@ -8,6 +8,8 @@
 #include "apps/image/picture.h"
 #include "apps/layout/sheet_place.h"
 
+namespace k905 {
+
 struct Preparation {
   // Show the complete photo on white; otherwise it is cropped to the shape of the sheet.
   bool fit = false;
@@ -21,5 +23,7 @@ struct Prepared {
 };
 
 // Null with one line in `error` if the file is truncated or malformed.
-[[nodiscard]] std::optional<Prepared> prepare(const k905::Photo& photo, const SheetPlace& place,
+[[nodiscard]] std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
                                               const Preparation& options, std::string& error);
+
+}  // namespace k905

@@ -10,6 +10,8 @@
 
 #include "apps/base/write_whole.h"
 
+namespace k905 {
+
 namespace {
 
 // A row of a page, converted to the number of channels of the raster stream.
@@ -116,3 +118,5 @@ bool RasterWriter::write_page(const SheetPlace& place, const k905::Picture& page
   };
   return write_page(header, rows, error);
 }
+
+}  // namespace k905

@@ -10,6 +10,8 @@
 #include "apps/image/picture.h"
 #include "apps/layout/sheet_place.h"
 
+namespace k905 {
+
 // The header of a page of 8-bit RGB, at 300 dpi across; and the header that CUPS filters make for a
 // page on a paper.
 [[nodiscard]] cups_page_header2_t rgb_page_header(k905::PixelSize size, unsigned vertical_dpi);
@@ -43,3 +45,5 @@ class RasterWriter {
   const char* sink_error_ = nullptr;
   cups_raster_t* raster_;
 };
+
+}  // namespace k905

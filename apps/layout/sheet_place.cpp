@@ -9,6 +9,8 @@
 #include "settings/option_values.h"
 #include "settings/print_options.h"
 
+namespace k905 {
+
 namespace {
 
 using Choices = std::map<std::string, std::string>;
@@ -122,3 +124,5 @@ PageMap page_map(const SheetPlace& place) {
   return {.columns = image_pixels(place.page_width, place.visible_width, true),
           .rows = image_pixels(place.page_height, place.visible_height, false)};
 }
+
+}  // namespace k905

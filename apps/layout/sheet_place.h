@@ -10,6 +10,8 @@
 #include "apps/image/picture.h"
 #include "paper/paper_table.h"
 
+namespace k905 {
+
 // A rectangle of the visible sheet that holds a page (or, if two pages share a sheet, half of it).
 // In pixels from the top left of the visible sheet; may extend beyond it.
 struct SheetFrame {
@@ -58,4 +60,6 @@ struct PageMap {
 [[nodiscard]] PageMap page_map(const SheetPlace& place);
 
 // The page for an image of picture_size(), by page_map().
-[[nodiscard]] k905::Picture page_for(const k905::Picture& picture, const SheetPlace& place);
+[[nodiscard]] Picture page_for(const Picture& picture, const SheetPlace& place);
+
+}  // namespace k905

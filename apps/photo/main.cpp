@@ -53,20 +53,19 @@ void report_failure(const std::string& reason) {
   log_to_cups("ERROR", "The photo cannot be printed: " + one_line(reason) + ".");
 }
 
-int print_photo(const JobPpd& job, const CupsOptions& options, const char* file, long copies) {
-  const SheetPlace place = sheet_place(job.choices);
+int print_photo(const JobPpd& job, const JobOptions& options, const char* file, long copies) {
+  const k905::SheetPlace place = k905::sheet_place(job.choices);
   const k905::Cell cell = k905::cells_of("", place).front();
   std::string error;
-  std::optional<Prepared> photo =
+  std::optional<k905::Prepared> photo =
       k905::page_in_child(file, k905::place_in(cell, place), k905::preparation_of(options), error);
   if (!photo) {
     report_failure(error);
     return 1;
   }
   if (!photo->warning.empty()) log_to_cups("INFO", one_line(photo->warning) + ".");
-  const k905::Picture page =
-      page_for(k905::sheet_with(std::move(photo->picture), cell, place), place);
-  RasterWriter writer(STDOUT_FILENO, false);
+  const Picture page = page_for(k905::sheet_with(std::move(photo->picture), cell, place), place);
+  k905::RasterWriter writer(STDOUT_FILENO, false);
   for (long copy = 0; copy < copies; ++copy) {
     if (!writer.write_page(place, page, error)) {
       // The next programs of the job have ended; users should see the error that those report.

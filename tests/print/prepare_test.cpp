@@ -10,6 +10,8 @@
 #include "tests/support/child_process.h"
 #include "tests/support/profile_builder.h"
 
+namespace k905 {
+
 namespace {
 
 // A sheet without margins, so that the numbers are small.
@@ -53,8 +55,8 @@ Prepared prepared_from(const k905::Picture& picture, const SheetPlace& place,
                        const Preparation& options, int orientation = 1) {
   const ScratchFolder folder;
   std::string error;
-  auto file = k905::open_photo_file(folder.write("x.tif", tiff_file(picture, orientation)), error);
-  const auto photo = k905::Photo::open(std::move(file), error);
+  auto file = open_photo_file(folder.write("x.tif", tiff_file(picture, orientation)), error);
+  const auto photo = Photo::open(std::move(file), error);
   auto prepared = photo ? prepare(*photo, place, options, error) : std::nullopt;
   EXPECT_TRUE(prepared) << error;
   return prepared.value_or(Prepared{});
@@ -141,8 +143,7 @@ TEST(Prepare, RotationForTheSheetFollowsTheExifRotation) {
     }
     const ScratchFolder folder;
     std::string error;
-    const k905::Picture seen =
-        *k905::read_photo(folder.write("x.tif", tiff_file(stored, orientation)), error);
+    const Picture seen = *read_photo(folder.write("x.tif", tiff_file(stored, orientation)), error);
     ASSERT_EQ(seen.width, 2U);
     const k905::Picture page = prepared_from(stored, small_place(3, 2), {}, orientation).picture;
     for (std::size_t y = 0; y < 2; ++y) {
@@ -253,3 +254,5 @@ TEST(Prepare, PhotoOfExtremeShapeIsPrinted) {
 }
 
 }  // namespace
+
+}  // namespace k905

@@ -6,6 +6,8 @@
 
 #include "apps/image/picture.h"
 
+namespace k905 {
+
 namespace {
 
 SheetPlace place_of(const std::string& paper, const std::map<std::string, std::string>& more = {}) {
@@ -121,3 +123,5 @@ TEST(PageFor, PageWithFewerPixelsThanTheSheetIsTheImage) {
 }
 
 }  // namespace
+
+}  // namespace k905
