@@ -10,6 +10,8 @@
 #include "apps/layout/sheet_place.h"
 #include "apps/print/ledger.h"
 
+namespace k905 {
+
 // One job at a time: begin, pages, end. After a function has returned false, with the reason in
 // `error`, or after abandon(), the job is over and was not accepted.
 class Destination {
@@ -54,3 +56,5 @@ class Destination {
   // After a failure: whether some of the job may have been printed nevertheless.
   [[nodiscard]] virtual bool may_have_printed() const { return false; }
 };
+
+}  // namespace k905

@@ -24,6 +24,8 @@
 #include "filter/cancel_signals.h"
 #include "ppd/ppd_text.h"
 
+namespace k905 {
+
 namespace {
 
 constexpr char kProfileOption[] = "ICCProfile";
@@ -115,17 +117,17 @@ class FilterDestination final : public Destination {
     // A PPD file cannot contain the full path of a profile; an argument can.
     Choices choices = setup_.choices;
     choices[kProfileOption] = ppd::no_profile;
-    const k905::Descriptor ppd(
+    const Descriptor ppd(
         anonymous_file_with("k905-print.ppd", ppd::ppd_text(ppd::models.front(), "1", choices)));
     if (!ppd || !raster_.open() || !stream_.open()) {
       error = std::strerror(errno);
       return false;
     }
-    k905::SpawnSetup filter;
+    SpawnSetup filter;
     if (!describe_filter(ppd.get(), filter, error)) {
       return false;
     }
-    filter_ = k905::spawn(filter);
+    filter_ = spawn(filter);
     if (!filter_) {
       error = setup_.filter + ": " + std::strerror(errno);
       return false;
@@ -135,7 +137,7 @@ class FilterDestination final : public Destination {
     return start_reader(error);
   }
 
-  bool describe_filter(int ppd, k905::SpawnSetup& filter, std::string& error) const {
+  bool describe_filter(int ppd, SpawnSetup& filter, std::string& error) const {
     filter.program = setup_.filter;
     filter.arguments = {"rastertok905", "1", "k905-print", "photo", "1", ""};
     if (!add_profile(filter.arguments, error)) {
@@ -174,8 +176,8 @@ class FilterDestination final : public Destination {
   bool add_profile(std::vector<std::string>& arguments, std::string& error) const {
     std::string name = setup_.choices.at(kProfileOption);
     if (name == ppd::profile_by_paper) {
-      const auto profile = k905::profile_by_paper(setup_.choices.at("PageSize"),
-                                                  setup_.choices.at("StpLaminate"), error);
+      const auto profile =
+          profile_by_paper(setup_.choices.at("PageSize"), setup_.choices.at("StpLaminate"), error);
       if (!profile) {
         return false;
       }
@@ -184,7 +186,7 @@ class FilterDestination final : public Destination {
     if (name == ppd::no_profile) {
       return true;
     }
-    const std::string file = k905::find_profile_file(name);
+    const std::string file = find_profile_file(name);
     if (file.empty()) {
       error = "the profile " + name + " is not found";
       return false;
@@ -278,9 +280,9 @@ class FilterDestination final : public Destination {
   FilterDestinationSetup setup_;
   SheetPlace place_;
   OutputFile output_;
-  k905::Pipe raster_;
-  k905::Pipe stream_;
-  k905::Child filter_;
+  Pipe raster_;
+  Pipe stream_;
+  Child filter_;
   std::thread reader_;
   std::vector<std::uint8_t> piece_;
   std::optional<k905::PrinterStreamParser> parser_;
@@ -297,3 +299,5 @@ class FilterDestination final : public Destination {
 std::unique_ptr<Destination> make_filter_destination(FilterDestinationSetup setup) {
   return std::make_unique<FilterDestination>(std::move(setup));
 }
+
+}  // namespace k905

@@ -9,6 +9,8 @@
 #include "apps/print/destination.h"
 #include "apps/wire/printer_stream.h"
 
+namespace k905 {
+
 struct FilterDestinationSetup {
   Choices choices;
   std::string filter;     // the program
@@ -21,3 +23,5 @@ struct FilterDestinationSetup {
 };
 
 [[nodiscard]] std::unique_ptr<Destination> make_filter_destination(FilterDestinationSetup setup);
+
+}  // namespace k905

@@ -13,6 +13,8 @@
 #include "apps/base/write_whole.h"
 #include "apps/print/photo_file.h"
 
+namespace k905 {
+
 namespace {
 
 // Moves to the first free name; "" with errno set on failure.
@@ -42,7 +44,7 @@ bool is_same_file(const std::string& path, const FileStamp& stamp) {
 }
 
 bool write_reason(const std::string& path, const std::string& reason) {
-  k905::Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
   return file && write_whole(file.get(), reason + "\n") && close(file.release()) == 0;
 }
 
@@ -78,3 +80,5 @@ bool move_finished_file(const std::string& folder, const std::string& name, cons
   }
   return true;
 }
+
+}  // namespace k905

@@ -6,6 +6,8 @@
 
 #include "apps/print/ledger.h"
 
+namespace k905 {
+
 // Moves the file into a subfolder of the watched folder, which is created if it is missing, under
 // its own name or, if that exists, with a number. A `reason` is written to a text file next to it.
 // A file that no longer matches `stamp` is not moved. False, with the reason in `error`, if it
@@ -13,3 +15,5 @@
 [[nodiscard]] bool move_finished_file(const std::string& folder, const std::string& name,
                                       const FileStamp& stamp, const std::string& into,
                                       const std::string& reason, std::string& error);
+
+}  // namespace k905

@@ -20,6 +20,8 @@
 
 #include "apps/print/photo_file.h"
 
+namespace k905 {
+
 namespace {
 
 constexpr std::string_view kPhotoEndings[] = {".jpg",  ".jpeg", ".png",  ".tif",  ".tiff",
@@ -332,3 +334,5 @@ void FolderWatch::note_other_type(const std::string& name, FolderEvents& found) 
     found.unsupported.push_back(name);
   }
 }
+
+}  // namespace k905

@@ -12,6 +12,8 @@
 #include "apps/base/descriptor.h"
 #include "apps/print/ledger.h"
 
+namespace k905 {
+
 struct FolderEvents {
   struct Removed {
     std::string name;
@@ -73,7 +75,7 @@ class FolderWatch {
   void note_other_type(const std::string& name, FolderEvents& found);
 
   FolderWatchSetup setup_;
-  k905::Descriptor events_;
+  Descriptor events_;
   int watch_ = -1;
   // The folder that the path named.
   std::uint64_t device_ = 0;
@@ -88,3 +90,5 @@ class FolderWatch {
   bool has_scanned_ = false;
   Clock::time_point next_scan_{};
 };
+
+}  // namespace k905

@@ -7,6 +7,8 @@
 #include "apps/base/text.h"
 #include "apps/print/photo_file.h"
 
+namespace k905 {
+
 namespace {
 
 constexpr std::size_t kLongestLine = 5000;
@@ -86,3 +88,5 @@ std::optional<SheetEntry> order_reprint(Ledger& ledger, SheetEntry sheet, int co
   }
   return std::nullopt;
 }
+
+}  // namespace k905

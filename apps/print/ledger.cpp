@@ -13,6 +13,8 @@
 
 #include "apps/base/descriptor.h"
 
+namespace k905 {
+
 namespace {
 
 using SQLite::Database;
@@ -158,7 +160,7 @@ std::int64_t system_time() { return std::time(nullptr); }
 
 std::unique_ptr<Database> open_database(const std::string& path) {
   // Readable for its owner only; SQLite gives its own files the same permissions.
-  if (!k905::Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))) {
+  if (!Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))) {
     throw LedgerError(std::strerror(errno));
   }
   return std::make_unique<Database>(path, SQLite::OPEN_READWRITE, kLockTimeoutMs);
@@ -436,3 +438,5 @@ void Ledger::add_earlier(const std::string& folder, const std::vector<Earlier>& 
   }
   transaction.commit();
 }
+
+}  // namespace k905

@@ -17,6 +17,8 @@ namespace SQLite {
 class Database;
 }
 
+namespace k905 {
+
 using LedgerError = SQLite::Exception;
 
 // The metadata of a file: a change of its bytes changes some of it.
@@ -167,8 +169,8 @@ class Ledger {
   [[nodiscard]] int sheets_today(const std::string& folder) const;
   // The same of an event, on any day and of any folder.
   [[nodiscard]] int sheets_of_event(const std::string& event) const;
-  // Whether another job appended to the file of this unfinished sheet. The caller must hold the lock
-  // of the file.
+  // Whether another job appended to the file of this unfinished sheet. The caller must hold the
+  // lock of the file.
   [[nodiscard]] bool is_continued(const SheetEntry& sheet) const;
   // All sheets, the oldest first.
   [[nodiscard]] std::vector<SheetEntry> history() const;
@@ -196,3 +198,5 @@ class Ledger {
   std::unique_ptr<SQLite::Database> database_;
   Clock clock_;
 };
+
+}  // namespace k905

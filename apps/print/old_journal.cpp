@@ -16,6 +16,8 @@
 #include <sstream>
 #include <vector>
 
+namespace k905 {
+
 namespace {
 
 constexpr char kFirstLine[] = "k905-print journal 1";
@@ -90,3 +92,5 @@ bool import_old_journal(const std::string& path, const std::string& folder, Ledg
   }
   return true;
 }
+
+}  // namespace k905

@@ -16,6 +16,8 @@
 
 #include "apps/base/write_whole.h"
 
+namespace k905 {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -39,7 +41,7 @@ mode_t usual_mode() {
 }
 
 bool sync_folder(const std::string& path) {
-  const k905::Descriptor folder(open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor folder(open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return folder && (fsync(folder.get()) == 0 || errno == EINVAL);
 }
 
@@ -213,3 +215,5 @@ void OutputFile::roll_back() {
   }
   descriptor_.reset();
 }
+
+}  // namespace k905

@@ -11,6 +11,8 @@
 #include "apps/base/descriptor.h"
 #include "apps/print/ledger.h"
 
+namespace k905 {
+
 // /dev/null and similar devices, which several programs can open.
 [[nodiscard]] bool is_memory_device(const struct stat& status);
 
@@ -57,7 +59,7 @@ class OutputFile {
   bool lock();
   bool check_locked_file();
 
-  k905::Descriptor descriptor_;
+  Descriptor descriptor_;
   std::string path_;       // destination of the job, links resolved
   std::string temporary_;  // the file that replaces path_ after commit(); "": path_ itself
   bool is_regular_ = false;
@@ -65,3 +67,5 @@ class OutputFile {
   bool is_new_ = false;  // path_ did not exist before
   off_t old_size_ = 0;   // size of path_ before
 };
+
+}  // namespace k905

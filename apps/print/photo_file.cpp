@@ -12,6 +12,8 @@
 #include "apps/base/fnv1a.h"
 #include "apps/base/write_whole.h"
 
+namespace k905 {
+
 FileStamp stamp_of(const struct stat& status) {
   return {.inode = status.st_ino,
           .size = static_cast<std::uint64_t>(status.st_size),
@@ -28,7 +30,7 @@ bool has_same_bytes(const FileStamp& one, const FileStamp& other) {
 
 PhotoRead PhotoFile::read(const std::string& path, std::string& error) {
   // A FIFO in the folder must not block the program.
-  const k905::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status {};
   if (!file || fstat(file.get(), &status) != 0) {
     error = std::strerror(errno);
@@ -81,3 +83,5 @@ bool PhotoFile::copy_bytes(int file) {
     }
   }
 }
+
+}  // namespace k905

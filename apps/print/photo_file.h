@@ -9,6 +9,8 @@
 #include "apps/base/descriptor.h"
 #include "apps/print/ledger.h"
 
+namespace k905 {
+
 [[nodiscard]] FileStamp stamp_of(const struct stat& status);
 // Equal except for the time that a rename or a change of permissions sets.
 [[nodiscard]] bool has_same_bytes(const FileStamp& one, const FileStamp& other);
@@ -39,5 +41,7 @@ class PhotoFile {
 
   FileStamp stamp_;
   Content content_;
-  k905::Descriptor copy_;
+  Descriptor copy_;
 };
+
+}  // namespace k905

@@ -16,6 +16,8 @@
 #include "apps/layout/test_page.h"
 #include "filter/cancel_signals.h"
 
+namespace k905 {
+
 namespace {
 
 volatile sig_atomic_t stop_flag = 0;
@@ -53,10 +55,9 @@ std::string filled(std::string caption, const std::string& file) {
   return one_line_of_text(caption, longest);
 }
 
-std::optional<k905::Picture> read_for(const SheetPlace& place, const Preparation& preparation,
-                                      Source& source, const ErrorReport& report_error) {
-  std::optional<Prepared> prepared =
-      k905::page_in_child(source.path, place, preparation, source.error);
+std::optional<Picture> read_for(const SheetPlace& place, const Preparation& preparation,
+                                Source& source, const ErrorReport& report_error) {
+  std::optional<Prepared> prepared = page_in_child(source.path, place, preparation, source.error);
   if (!prepared) {
     return std::nullopt;
   }
@@ -68,8 +69,8 @@ std::optional<k905::Picture> read_for(const SheetPlace& place, const Preparation
 
 // A cell of the sheet with its photo, and the index of the photo in the sources.
 struct FilledCell {
-  k905::Cell cell;
-  std::optional<k905::Picture> photo = {};
+  Cell cell;
+  std::optional<Picture> photo = {};
   std::size_t source = 0;
 };
 
@@ -78,13 +79,12 @@ struct FilledCell {
 std::vector<FilledCell> read_cells(const JobSetup& setup, const SheetPlace& place,
                                    std::span<Source> sources, const ErrorReport& report_error) {
   std::vector<FilledCell> cells;
-  for (const k905::Cell& cell : k905::cells_of(setup.layout, place)) {
+  for (const Cell& cell : cells_of(setup.layout, place)) {
     cells.push_back({.cell = cell});
   }
   const auto read = [&](FilledCell& cell, std::size_t source, const ErrorReport& report) {
     cell.source = source;
-    cell.photo =
-        read_for(k905::place_in(cell.cell, place), setup.preparation, sources[source], report);
+    cell.photo = read_for(place_in(cell.cell, place), setup.preparation, sources[source], report);
     return cell.photo.has_value();
   };
   std::vector<std::size_t> readable;
@@ -129,7 +129,7 @@ std::optional<k905::Picture> read_sheet(const JobSetup& setup, std::span<Source>
                                         const ErrorReport& report_error) {
   const SheetPlace place = sheet_place(setup.destination->choices());
   if (setup.test_page) {
-    return page_for(k905::test_page(place), place);
+    return page_for(test_page(place), place);
   }
   std::vector<FilledCell> cells = read_cells(setup, place, sources, report_error);
   if (cells.empty()) {
@@ -137,7 +137,7 @@ std::optional<k905::Picture> read_sheet(const JobSetup& setup, std::span<Source>
   }
   k905::Picture sheet;
   if (cells.size() == 1) {
-    sheet = k905::sheet_with(std::move(*cells.front().photo), cells.front().cell, place);
+    sheet = sheet_with(std::move(*cells.front().photo), cells.front().cell, place);
   } else {
     sheet = k905::blank_picture(picture_size(place).width, picture_size(place).height);
     for (const FilledCell& cell : cells) {
@@ -168,7 +168,7 @@ std::string job_title(const std::vector<std::string>& files) {
 }
 
 std::size_t photos_per_page(const JobSetup& setup) {
-  return k905::cells_of(setup.layout, sheet_place(setup.destination->choices())).size();
+  return cells_of(setup.layout, sheet_place(setup.destination->choices())).size();
 }
 
 std::optional<k905::Picture> read_page(const JobSetup& setup, const std::string& path,
@@ -180,14 +180,13 @@ std::optional<k905::Picture> read_page(const JobSetup& setup, const std::string&
   return page;
 }
 
-std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
-                                         const std::vector<std::string>& files, Progress& progress,
-                                         int done, const ErrorReport& report_error) {
+std::vector<PhotoReport> print_job(const JobSetup& setup, const std::vector<std::string>& files,
+                                   Progress& progress, int done, const ErrorReport& report_error) {
   Destination& destination = *setup.destination;
-  std::vector<k905::PhotoReport> photos;
+  std::vector<PhotoReport> photos;
   photos.reserve(files.size());
   for (const std::string& file : files) {
-    photos.push_back(k905::report_of(file, k905::kStopped, destination.target()));
+    photos.push_back(report_of(file, kStopped, destination.target()));
   }
   Destination::StartedJob started;
   bool is_started = false;
@@ -204,7 +203,7 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
     }
     const std::optional<k905::Picture> page = read_sheet(setup, sources, report_error);
     for (std::size_t k = 0; k < sources.size(); ++k) {
-      k905::PhotoReport& photo = photos[i + k];
+      PhotoReport& photo = photos[i + k];
       photo.reason = sources[k].error;
       if (!page || !photo.reason.empty()) {
         photo.outcome = text_of(Outcome::refused);
@@ -227,19 +226,19 @@ std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
   if (is_started && !is_taken) {
     report_error(error);
   }
-  for (k905::PhotoReport& photo : photos) {
+  for (PhotoReport& photo : photos) {
     photo.job = started.number;
     if (photo.outcome == text_of(Outcome::refused)) {
       continue;
     }
     if (is_started && !is_taken) {
-      photo.outcome = destination.may_have_printed() ? text_of(Outcome::in_doubt) : k905::kFailed;
+      photo.outcome = destination.may_have_printed() ? text_of(Outcome::in_doubt) : kFailed;
       photo.reason = error;
-    } else if (photo.outcome == k905::kStopped) {
+    } else if (photo.outcome == kStopped) {
       photo.reason = "stopped";
       continue;
     } else {
-      photo.outcome = photo.target.queue.empty() ? text_of(Outcome::printed) : k905::kSent;
+      photo.outcome = photo.target.queue.empty() ? text_of(Outcome::printed) : kSent;
       photo.place = place;
     }
     photo.printer = destination.printer();
@@ -260,3 +259,5 @@ void stop_on_signals() {
 }
 
 bool stop_requested() { return stop_flag != 0; }
+
+}  // namespace k905

@@ -12,6 +12,8 @@
 #include "apps/print/destination.h"
 #include "apps/print/report.h"
 
+namespace k905 {
+
 struct JobSetup {
   Destination* destination = nullptr;
   Preparation preparation;
@@ -43,12 +45,14 @@ using ErrorReport = std::function<void(const std::string& message)>;
 // Prints the files as one job; a photo that cannot be read is reported and skipped. Returns the
 // outcome of each photo, including everything that was passed to `report_error`. `progress` counts
 // the photos, starting at `done`.
-[[nodiscard]] std::vector<k905::PhotoReport> print_job(const JobSetup& setup,
-                                                       const std::vector<std::string>& files,
-                                                       Progress& progress, int done,
-                                                       const ErrorReport& report_error);
+[[nodiscard]] std::vector<PhotoReport> print_job(const JobSetup& setup,
+                                                 const std::vector<std::string>& files,
+                                                 Progress& progress, int done,
+                                                 const ErrorReport& report_error);
 
 // SIGTERM, SIGINT and SIGHUP end the program after the current photo. A second SIGINT ends the
 // program at once. SIGINT and SIGHUP that were ignored at the start stay ignored.
 void stop_on_signals();
 [[nodiscard]] bool stop_requested();
+
+}  // namespace k905

@@ -9,18 +9,12 @@
 #include "apps/layout/raster_writer.h"
 #include "apps/print/queue_jobs.h"
 
+namespace k905 {
+
 namespace {
 
 constexpr int kConnectMs = 30000;
 constexpr char kRasterFormat[] = "application/vnd.cups-raster";
-
-using k905::CupsOptions;
-using k905::default_choice;
-using k905::Dest;
-using k905::Http;
-using k905::mark_finish;
-using k905::marked_choice;
-using k905::Ppd;
 
 Dest find_queue(const std::string& queue) {
   if (queue.empty()) {
@@ -123,7 +117,7 @@ class QueueDestination final : public Destination {
   [[nodiscard]] bool begin(const JobName& name, StartedJob& started, std::string& error) override {
     // A connection for every job: closing it aborts an unfinished job. If the request were ended
     // instead, the print system would treat the data so far as the complete job.
-    http_ = k905::connect_to_scheduler(kConnectMs);
+    http_ = connect_to_scheduler(kConnectMs);
     if (!http_) {
       error = "the print system does not answer";
       return false;
@@ -240,7 +234,7 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
                           : "there is no queue " + queue;
     return nullptr;
   }
-  const Ppd ppd = k905::read_queue_ppd(CUPS_HTTP_DEFAULT, dest->name);
+  const Ppd ppd = read_queue_ppd(CUPS_HTTP_DEFAULT, dest->name);
   if (!ppd || ppdFindOption(ppd.get(), "StpLaminate") == nullptr) {
     error = std::string(dest->name) + " is not a queue for this printer";
     return nullptr;
@@ -260,3 +254,5 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
   return std::make_unique<QueueDestination>(dest->name, usual_hold(*dest), in_force,
                                             job_choices(ppd.get(), given, in_force));
 }
+
+}  // namespace k905

@@ -7,9 +7,13 @@
 
 #include "apps/print/destination.h"
 
+namespace k905 {
+
 // `queue` as for lp, "" for the user's default. `choices` override the queue's defaults. Null, with
 // the reason in `error`, if the queue does not exist, is not for this printer, or does not offer a
 // choice.
 [[nodiscard]] std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
                                                                   const Choices& choices,
                                                                   std::string& error);
+
+}  // namespace k905

@@ -7,9 +7,9 @@
 
 #include "apps/base/cups_handles.h"
 
-namespace {
+namespace k905 {
 
-using k905::Ipp;
+namespace {
 
 void add_name(ipp_t* request, ipp_tag_t kind, const char* name, const std::string& value) {
   ippAddString(request, IPP_TAG_OPERATION, kind, name, nullptr, value.c_str());
@@ -173,3 +173,5 @@ bool cancel_queue_jobs_of(const std::string& ticket) {
   }
   return all_canceled;
 }
+
+}  // namespace k905

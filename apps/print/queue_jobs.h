@@ -13,6 +13,8 @@
 
 #include <string>
 
+namespace k905 {
+
 enum class QueueJobState {
   held,      // by us, not released yet
   released,  // waiting, printing or printed
@@ -44,3 +46,5 @@ struct QueueJobProgress {
 
 // Cancels the jobs with this ticket, whatever their number. False if that is not certain.
 [[nodiscard]] bool cancel_queue_jobs_of(const std::string& ticket);
+
+}  // namespace k905

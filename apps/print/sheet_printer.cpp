@@ -17,6 +17,8 @@
 #include "apps/base/descriptor.h"
 #include "apps/print/queue_jobs.h"
 
+namespace k905 {
+
 namespace {
 
 constexpr char kFit[] = "fit";
@@ -39,7 +41,7 @@ bool truncate_to_start(const SheetEntry& sheet, const Ledger& ledger) {
     return false;
   }
   const FilePlace& place = *sheet.place;
-  const k905::Descriptor file(
+  const Descriptor file(
       open(sheet.target.device.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status {};
   // Uses the lock of the writers: OutputFile.
@@ -94,7 +96,7 @@ std::string limit_reached(const SheetLimit& limit) {
 }  // namespace
 
 SheetPrinter::SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder,
-                           SheetLimit limit, const k905::Reporter& reporter)
+                           SheetLimit limit, const Reporter& reporter)
     : setup_(setup),
       ledger_(ledger),
       folder_(std::move(folder)),
@@ -142,7 +144,7 @@ void SheetPrinter::set_in_doubt(const std::vector<SheetEntry>& sheets) {
                            std::to_string(sheet.id));
     sheet.outcome = Outcome::in_doubt;
     sheet.reason = reason;
-    reporter_.report(k905::report_of(sheet));
+    reporter_.report(report_of(sheet));
   }
 }
 
@@ -278,3 +280,5 @@ void add_settings(const std::string& text, Choices& choices, JobSetup& setup) {
     setup.preparation.rotate = setup.preparation.rotate && word != kNotRotated;
   }
 }
+
+}  // namespace k905

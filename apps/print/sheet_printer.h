@@ -14,6 +14,8 @@
 #include "apps/print/ledger.h"
 #include "apps/print/print_job.h"
 
+namespace k905 {
+
 class SheetPrinter {
  public:
   struct Page {
@@ -23,7 +25,7 @@ class SheetPrinter {
   };
 
   SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, SheetLimit limit,
-               const k905::Reporter& reporter);
+               const Reporter& reporter);
 
   // Determines the state of the unfinished jobs of the folder. False if that is not possible now;
   // nothing may be printed until it is.
@@ -50,7 +52,7 @@ class SheetPrinter {
   Ledger& ledger_;
   std::string folder_;
   SheetLimit limit_;
-  const k905::Reporter& reporter_;
+  const Reporter& reporter_;
   bool is_resolved_ = false;
 };
 
@@ -60,3 +62,5 @@ class SheetPrinter {
 // Adds the settings in the text to `choices`, except those that are set there and, if the paper is
 // set there, the cut and the layout.
 void add_settings(const std::string& text, Choices& choices, JobSetup& setup);
+
+}  // namespace k905

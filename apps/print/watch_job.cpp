@@ -19,6 +19,8 @@
 #include "apps/print/order_printer.h"
 #include "apps/print/photo_file.h"
 
+namespace k905 {
+
 namespace {
 
 using std::chrono::milliseconds;
@@ -34,7 +36,7 @@ constexpr milliseconds kLongestRetry{300000};
 class FolderPrinter {
  public:
   FolderPrinter(const WatchSetup& setup, std::string folder, Ledger& ledger,
-                const k905::Reporter& reporter)
+                const Reporter& reporter)
       : setup_(setup),
         folder_(std::move(folder)),
         ledger_(ledger),
@@ -95,7 +97,8 @@ class FolderPrinter {
     }
   }
 
-  // Records all files of the folder as known, so that they are not printed. False if that fails now.
+  // Records all files of the folder as known, so that they are not printed. False if that fails
+  // now.
   bool skip_existing() {
     FolderWatch watch({.folder = folder_, .quiet_time = milliseconds(0)});
     const auto found = watch.take();
@@ -266,7 +269,7 @@ class FolderPrinter {
 
   // Files that cannot be printed now stay in the list.
   void print_due() {
-    k905::OrderPrinter orders(
+    OrderPrinter orders(
         setup_.job, printer_,
         [this](const std::string& name, const std::string& place) { finish(name, place); });
     std::string error;
@@ -278,7 +281,7 @@ class FolderPrinter {
       if (continues && !is_destination_ready()) {
         return;
       }
-      if (std::optional<k905::PhotoOrder> order = continues ? read_order(name) : std::nullopt) {
+      if (std::optional<PhotoOrder> order = continues ? read_order(name) : std::nullopt) {
         continues = orders.add(std::move(*order), error);
       }
       if (!continues) {
@@ -306,8 +309,8 @@ class FolderPrinter {
       move_finished(name, file->stamp, Outcome::printed);
     }
     if (const auto sheet = ledger_.newest_sheet(folder_, name)) {
-      k905::PhotoReport report = k905::report_of(*sheet);
-      report.outcome = report.target.queue.empty() ? report.outcome : k905::kSent;
+      PhotoReport report = report_of(*sheet);
+      report.outcome = report.target.queue.empty() ? report.outcome : kSent;
       report.place = place;
       reporter_.report(report);
     }
@@ -315,7 +318,7 @@ class FolderPrinter {
 
   // The sheets of the file that are to be printed now, if any. Files that need no further check
   // leave the list.
-  std::optional<k905::PhotoOrder> read_order(const std::string& name) {
+  std::optional<PhotoOrder> read_order(const std::string& name) {
     const std::optional<KnownFile> known = ledger_.find_file(folder_, name);
     const std::vector<SheetEntry> waiting = ledger_.waiting(folder_, name);
     PhotoFile photo;
@@ -341,9 +344,9 @@ class FolderPrinter {
     return order_of(name, photo, known, waiting);
   }
 
-  std::optional<k905::PhotoOrder> order_of(const std::string& name, const PhotoFile& photo,
-                                           const std::optional<KnownFile>& known,
-                                           const std::vector<SheetEntry>& waiting) {
+  std::optional<PhotoOrder> order_of(const std::string& name, const PhotoFile& photo,
+                                     const std::optional<KnownFile>& known,
+                                     const std::vector<SheetEntry>& waiting) {
     const Content& content = photo.content();
     const bool is_known =
         known && (known->content == content ||
@@ -367,8 +370,8 @@ class FolderPrinter {
     std::optional<k905::Picture> page =
         read_page(setup_.job, photo.copy(), path_of(name), reporter_.report_error, error);
     if (!page) {
-      return error == k905::kNotEnoughMemory ? retry_later(name, error)
-                                             : refuse(name, known, same_content, now, error);
+      return error == kNotEnoughMemory ? retry_later(name, error)
+                                       : refuse(name, known, same_content, now, error);
     }
     if (is_new) {
       withdraw(same_content, "it was ordered a second time");
@@ -376,7 +379,7 @@ class FolderPrinter {
       ledger_.order(folder_, name, content, &accepted, setup_.job.copies);
       same_content = ledger_.waiting(folder_, name);
     }
-    k905::PhotoOrder order{name, {}, std::move(*page)};
+    PhotoOrder order{name, {}, std::move(*page)};
     for (const SheetEntry& sheet : same_content) {
       order.sheets.push_back(sheet.id);
     }
@@ -410,8 +413,8 @@ class FolderPrinter {
     refused_names_.insert(name);
     todo_.erase(name);
     reporter_.report_error(path_of(name) + ": " + reason);
-    reporter_.report(k905::report_of(path_of(name), text_of(Outcome::refused),
-                                     setup_.job.destination->target(), reason));
+    reporter_.report(report_of(path_of(name), text_of(Outcome::refused),
+                               setup_.job.destination->target(), reason));
     move_finished(name, file.stamp, Outcome::refused, reason);
     return std::nullopt;
   }
@@ -448,7 +451,7 @@ class FolderPrinter {
       ledger_.withdraw(sheet.id, reason);
       reporter_.report_error(path_of(sheet.name) + ": sheet " + std::to_string(sheet.id) +
                              " is not printed: " + reason);
-      k905::PhotoReport report = k905::report_of(sheet);
+      PhotoReport report = report_of(sheet);
       report.outcome = text_of(Outcome::withdrawn);
       report.reason = reason;
       reporter_.report(report);
@@ -487,7 +490,7 @@ class FolderPrinter {
   bool moves_ = setup_.move;  // files that are done
   std::string folder_;
   Ledger& ledger_;
-  const k905::Reporter& reporter_;
+  const Reporter& reporter_;
   SheetPrinter printer_;
   Progress progress_;
   std::map<std::string, Todo> todo_;
@@ -514,25 +517,25 @@ std::string canonical_folder(const std::string& folder, std::string& error) {
 // Opens the ledger, locks the folder and calls `use`, or `if_held` if another process holds the
 // lock; returns the exit status.
 template <typename Use, typename IfHeld>
-int with_folder(const WatchSetup& setup, const k905::Reporter& reporter, const Use& use,
+int with_folder(const WatchSetup& setup, const Reporter& reporter, const Use& use,
                 const IfHeld& if_held) {
   std::string error;
   Ledger ledger;
   try {
     const std::string folder = canonical_folder(setup.folder, error);
-    k905::FolderLock lock;
-    if (folder.empty() || !k905::open_ledger(ledger, setup.ledger, folder, error)) {
+    FolderLock lock;
+    if (folder.empty() || !open_ledger(ledger, setup.ledger, folder, error)) {
       reporter.report_error(error);
       return 1;
     }
     switch (lock.take(setup.ledger, folder, error)) {
-      case k905::FolderLock::Result::taken: {
+      case FolderLock::Result::taken: {
         FolderPrinter printer(setup, folder, ledger, reporter);
         return use(printer);
       }
-      case k905::FolderLock::Result::held_by_another:
+      case FolderLock::Result::held_by_another:
         return if_held(folder);
-      case k905::FolderLock::Result::failed:
+      case FolderLock::Result::failed:
         reporter.report_error(error);
         return 1;
     }
@@ -546,7 +549,7 @@ int with_folder(const WatchSetup& setup, const k905::Reporter& reporter, const U
 
 }  // namespace
 
-int watch_folder(const WatchSetup& setup, const k905::Reporter& reporter) {
+int watch_folder(const WatchSetup& setup, const Reporter& reporter) {
   return with_folder(
       setup, reporter,
       [](FolderPrinter& printer) {
@@ -559,15 +562,15 @@ int watch_folder(const WatchSetup& setup, const k905::Reporter& reporter) {
       });
 }
 
-int print_waiting(const WatchSetup& setup, const std::string& name,
-                  const k905::Reporter& reporter) {
+int print_waiting(const WatchSetup& setup, const std::string& name, const Reporter& reporter) {
   return with_folder(
       setup, reporter, [&](FolderPrinter& printer) { return printer.print_now(name) ? 0 : 1; },
       [&](const std::string& folder) {
-        k905::PhotoReport report =
-            k905::report_of(folder + "/" + name, text_of(Outcome::waiting), {});
+        PhotoReport report = report_of(folder + "/" + name, text_of(Outcome::waiting), {});
         report.place = "the k905-print that watches " + folder;
         reporter.report(report);
         return 0;
       });
 }
+
+}  // namespace k905

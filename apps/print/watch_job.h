@@ -7,6 +7,8 @@
 
 #include "apps/print/print_job.h"
 
+namespace k905 {
+
 struct WatchSetup {
   JobSetup job;
   std::string folder;
@@ -20,9 +22,11 @@ struct WatchSetup {
 
 // Runs until a signal asks to stop: exit status 0. 1 if the ledger cannot be written. Reports every
 // photo that was printed, refused, withdrawn or is in doubt.
-[[nodiscard]] int watch_folder(const WatchSetup& setup, const k905::Reporter& reporter);
+[[nodiscard]] int watch_folder(const WatchSetup& setup, const Reporter& reporter);
 
 // Prints the waiting sheets of this photo, unless another process watches the folder and does so.
 // Exit status 0 if all were printed, or the other process has them.
 [[nodiscard]] int print_waiting(const WatchSetup& setup, const std::string& name,
-                                const k905::Reporter& reporter);
+                                const Reporter& reporter);
+
+}  // namespace k905

@@ -234,8 +234,8 @@ k905::Picture page_of(const k905::Picture& picture, const PagePlan& plan, k905::
 }
 
 bool write_page(const std::string& name, const PagePlan& plan, const Options& options,
-                RasterWriter& writer, bool first, std::string& error) {
-  const std::optional<k905::Picture> picture = obtain(name, plan, error);
+                k905::RasterWriter& writer, bool first, std::string& error) {
+  const std::optional<Picture> picture = obtain(name, plan, error);
   if (!picture) {
     error = name + ": " + error;
     return false;
@@ -260,7 +260,7 @@ bool write_page(const std::string& name, const PagePlan& plan, const Options& op
   return true;
 }
 
-bool write_pages(const Options& options, const PagePlan& plan, RasterWriter& writer,
+bool write_pages(const Options& options, const PagePlan& plan, k905::RasterWriter& writer,
                  std::string& error) {
   Progress progress("page", static_cast<int>(options.pictures.size()));
   for (std::size_t i = 0; i < options.pictures.size(); ++i) {
@@ -274,14 +274,15 @@ bool write_pages(const Options& options, const PagePlan& plan, RasterWriter& wri
 
 // A regular file is replaced when the raster is complete.
 bool write_to_file(const Options& options, const PagePlan& plan, std::string& error) {
-  OutputFile output;
+  k905::OutputFile output;
   const auto sink = [&](const std::uint8_t* bytes, std::size_t count) -> const char* {
     return output.write(bytes, count) ? nullptr : std::strerror(errno);
   };
   if (!output.open(options.output, false, error)) {
     return false;
   }
-  if (RasterWriter writer(sink, options.compressed); !write_pages(options, plan, writer, error)) {
+  if (k905::RasterWriter writer(sink, options.compressed);
+      !write_pages(options, plan, writer, error)) {
     return false;
   }
   if (!output.commit()) {
@@ -315,11 +316,15 @@ int run(const CLI::App& app, const Options& options) {
   }
   std::string error;
   bool written = false;
-  if (options.output == "-") {
-    RasterWriter writer(STDOUT_FILENO, options.compressed);
-    written = write_pages(options, plan, writer, error);
-  } else {
-    written = write_to_file(options, plan, error);
+  try {
+    if (options.output == "-") {
+      k905::RasterWriter writer(STDOUT_FILENO, options.compressed);
+      written = write_pages(options, plan, writer, error);
+    } else {
+      written = write_to_file(options, plan, error);
+    }
+  } catch (const std::bad_alloc&) {
+    error = "not enough memory";
   }
   if (!written) {
     report_error(app, error);

@@ -12,6 +12,8 @@
 #include "apps/print/photo_file.h"
 #include "tests/support/child_process.h"
 
+namespace k905 {
+
 namespace {
 
 std::function<void()> before_rename;  // called once
@@ -95,3 +97,5 @@ TEST_F(MoveFinishedFile, ReportsTheError) {
 }
 
 }  // namespace
+
+}  // namespace k905

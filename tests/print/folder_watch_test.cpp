@@ -12,6 +12,8 @@
 
 #include "tests/support/child_process.h"
 
+namespace k905 {
+
 namespace {
 
 using std::chrono::milliseconds;
@@ -249,3 +251,5 @@ TEST(FolderWatch, MissingFolderIsAnError) {
 }
 
 }  // namespace
+
+}  // namespace k905

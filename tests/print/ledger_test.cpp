@@ -13,6 +13,8 @@
 #include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
 
+namespace k905 {
+
 namespace {
 
 using testing::ElementsAre;
@@ -327,3 +329,5 @@ TEST_F(LedgerTest, AMalformedJournalIsNotTakenForAnEmptyOne) {
 }
 
 }  // namespace
+
+}  // namespace k905

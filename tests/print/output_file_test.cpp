@@ -13,6 +13,8 @@
 
 #include "tests/support/child_process.h"
 
+namespace k905 {
+
 namespace {
 
 using testing::ElementsAre;
@@ -196,3 +198,5 @@ TEST(OutputFile, TheNullDeviceHasAnyNumberOfWriters) {
 }
 
 }  // namespace
+
+}  // namespace k905

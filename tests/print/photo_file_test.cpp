@@ -10,6 +10,8 @@
 
 #include "tests/support/child_process.h"
 
+namespace k905 {
+
 namespace {
 
 TEST(PhotoFile, KeepsTheBytesItHashed) {
@@ -80,3 +82,5 @@ TEST(PhotoFile, ATimeInTheFarFutureIsKept) {
 }
 
 }  // namespace
+
+}  // namespace k905

@@ -21,6 +21,8 @@
 #include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"
 
+namespace k905 {
+
 namespace {
 
 using testing::EndsWith;
@@ -719,3 +721,5 @@ TEST_F(WatchProgram, WithoutALedgerNothingIsPrinted) {
 }
 
 }  // namespace
+
+}  // namespace k905
