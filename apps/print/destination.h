@@ -39,7 +39,6 @@ class Destination {
   struct StartedJob {
     int number = 0;                  // of the job, if the destination numbers its jobs
     std::optional<FilePlace> place;  // in a regular file that is appended to
-    KnownPrinter printer;            // if the destination asks it
   };
   [[nodiscard]] virtual bool begin(const JobName& name, StartedJob& started,
                                    std::string& error) = 0;
@@ -50,7 +49,8 @@ class Destination {
   [[nodiscard]] virtual bool end(std::string& place, std::string& error) = 0;
   virtual void abandon() = 0;
 
-  // The printer of the last sheet of the last job, if the destination asks it.
+  // If the destination asks the printer: that of the last sheet of the last job; before its first
+  // sheet, the printer that begin() found.
   [[nodiscard]] virtual KnownPrinter printer() const { return {}; }
 
   // After a failure: whether some of the job may have been printed nevertheless.

@@ -165,14 +165,13 @@ class PrintProgram {
     return "";
   }
 
-  void set_waits(PrinterOutputSetup& printer) {
+  void set_waits(PrinterSetup& printer) {
     const auto limit = options_.timeout ? std::optional(seconds(*options_.timeout)) : std::nullopt;
     // A watched folder asks the printer before it reads a photo, and waits.
     printer.before_sheet = options_.folder.empty() ? limit : seconds(0);
     printer.after_sheet = limit;
     printer.must_be_connected = !limit;
     printer.print_message = reporter_.report_error;
-    printer.is_stopped = stop_requested;
   }
 
   // A queue and a printer get a job for each photo, so that an error in one does not affect the
@@ -377,8 +376,8 @@ class PrintProgram {
   std::string queue_;
   std::string to_;
   Reporter reporter_;
-  std::optional<SheetEntry> reprinted_;        // the sheet that is printed again
-  std::optional<PrinterOutputSetup> printer_;  // the printer of to_
+  std::optional<SheetEntry> reprinted_;  // the sheet that is printed again
+  std::optional<PrinterSetup> printer_;  // the printer of to_
   std::unique_ptr<Destination> destination_;
   JobSetup setup_;
   bool all_printed_ = true;

@@ -206,7 +206,7 @@ bool SheetPrinter::send(const std::string& ticket, const std::vector<Page>& page
   if (!destination.begin({job_title(names), ticket}, started, error)) {
     return false;
   }
-  ledger_.note_sending(ticket, started.number, started.place, started.printer);
+  ledger_.note_sending(ticket, started.number, started.place, destination.printer());
   for (const Page& page : pages) {
     if (!destination.page(*page.page, error)) {
       return false;
