@@ -3,128 +3,100 @@
 #include <sys/stat.h>
 
 #include <utility>
-#include <variant>
 
 namespace k905 {
 
 namespace {
-
-using Value = std::variant<bool*, int*, std::optional<int>*, std::int64_t*, std::string*,
-                           std::vector<std::string>*>;
-
-struct Row {
-  const char* names;
-  Value value;
-  const char* help;
-  int most = 0;  // for numbers; the smallest is `least`
-  int least = 1;
-};
-
-void add(CLI::App& app, const Row& row) {
-  CLI::Option* const option = std::visit(
-      [&](auto* value) {
-        if constexpr (std::is_same_v<decltype(value), bool*>) {
-          return app.add_flag(row.names, *value, row.help);
-        } else {
-          return app.add_option(row.names, *value, row.help);
-        }
-      },
-      row.value);
-  if (row.most != 0) {
-    option->check(CLI::Range(row.least, row.most));
-  }
-}
 
 constexpr int kMost = 1000000;
 
 }  // namespace
 
 void describe(CLI::App& app, PrintOptions& options) {
-  const Row rows[] = {
-      {"PHOTO", &options.photos,
-       "photos: JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM; \"-\" is standard input"},
-      {"-q,--queue", &options.queue,
-       "print through this CUPS queue; without a destination, the user's default queue"},
-      {"--to", &options.to,
-       "print without CUPS: to a device such as /dev/usb/lp0 or k905://usb/SERIAL, or into a file"},
-      {"--preview", &options.preview,
-       "print nothing; write an image of the sheet to this PNG file; the files of further sheets "
-       "get "
-       "\"-2\", \"-3\" and so on"},
-      {"--canvas", &options.canvas,
-       "with --preview: show every pixel that is sent to the printer, including the margins "
-       "outside the paper"},
-      {"--wait", &options.wait, "with a queue: wait until the photos are printed"},
-      {"--timeout", &options.timeout,
-       "with --to DEVICE and --wait: stop waiting for the printer after this many seconds; the "
-       "default is no limit",
-       kMost, 0},
-      {"--json", &options.json,
-       "print a line of JSON for each photo, or with --history for each sheet"},
-      {"-p,--paper", &options.paper,
-       "paper: 6x4, 6x8 and so on, also as 4x6, 10x15 (cm) or w288h432"},
-      {"-f,--finish", &options.finish, "glossy or matte overcoat"},
-      {"-n,--copies", &options.copies, "sheets of each photo", 999},
-      {"--brightness", &options.brightness, "-500 to 500 in steps of 50: -50 % to +50 %"},
-      {"--contrast", &options.contrast, "as --brightness"},
-      {"--saturation", &options.saturation, "as --brightness"},
-      {"--gamma", &options.gamma, "500 (darker) to 2200 (lighter); 1000 is neutral"},
-      {"-o,--option", &options.choices,
-       "KEYWORD=CHOICE: any other option of the print dialog, as for lp; see k905-print(1)"},
-      {"--layout", &options.layout,
-       "several photos on a sheet: strips (a photo on each strip; the default for paper 6x2*2 and "
-       "6x2*4; without --paper on 6x2*2), 2x2, or 1+2 (one large and two small); if there are too "
-       "few photos, they are repeated; sheet: one photo on the whole sheet"},
-      {"--frame", &options.frame,
-       "draw this PNG file with transparency over each sheet, scaled to it"},
-      {"--caption", &options.caption,
-       "write this text at the bottom of each photo; {date} is the day of printing, {file} the "
-       "file's name"},
-      {"--test-page", &options.test_page,
-       "print a page with rulers that show the physical size and where the paper ends"},
-      {"--two-up", &options.two_up, "print two 6x4 photos on one 6x8 sheet (needs the 6x8 ribbon)"},
-      {"--fit", &options.fit,
-       "print the complete photo, with white edges, instead of cropping it to the sheet"},
-      {"--no-turn", &options.no_turn, "do not rotate photos to the orientation of the sheet"},
-      {"--watch", &options.folder,
-       "print the photos in this folder and those that are added later, each once, also after "
-       "restarts"},
-      {"--limit", &options.limit,
-       "with --watch: print at most this many sheets in a day, or with --event for the event",
-       kMost},
-      {"--event", &options.event,
-       "with --watch: the sheets belong to the event with this name; --limit then counts all its "
-       "sheets, of every day and folder"},
-      {"--partner-wait", &options.partner_wait,
-       "with --two-up and --watch: seconds that a photo waits for another one before it is printed "
-       "alone on its sheet; the default is 60",
-       kMost, 0},
-      {"--new-only", &options.new_only,
-       "with --watch: do not print what is in the folder when it is first watched"},
-      {"--move", &options.move,
-       "with --watch: move printed and refused files to printed/ and failed/ in the folder "
-       "(default)"},
-      {"--leave", &options.leave, "with --watch: do not move files"},
-      {"--history", &options.history, "list the sheets of watched folders"},
-      {"--reprint", &options.reprint, "print this sheet of the history again"},
-      {"--ledger,--journal", &options.ledger,
-       "the ledger: database of the sheets of watched folders"},
-      {"-v,--verbose", &options.verbose, "show the filter's log (with --to or --preview)"},
-  };
-  for (const Row& row : rows) {
-    add(app, row);
+  app.add_option("PHOTO", options.photos,
+                 "photos: JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM; \"-\" is standard input");
+  app.add_option("-q,--queue", options.queue,
+                 "print through this CUPS queue; without a destination, the user's default queue");
+  app.add_option(
+      "--to", options.to,
+      "print without CUPS: to a device such as /dev/usb/lp0 or k905://usb/SERIAL, or into a file");
+  app.add_option("--preview", options.preview,
+                 "print nothing; write an image of the sheet to this PNG file; the files of "
+                 "further sheets get \"-2\", \"-3\" and so on");
+  app.add_flag("--canvas", options.canvas,
+               "with --preview: show every pixel that is sent to the printer, including the "
+               "margins outside the paper");
+  app.add_flag("--wait", options.wait, "with a queue: wait until the photos are printed");
+  app.add_option("--timeout", options.timeout,
+                 "with --to DEVICE and --wait: stop waiting for the printer after this many "
+                 "seconds; the default is no limit")
+      ->check(CLI::Range(0, kMost));
+  app.add_flag("--json", options.json,
+               "print a line of JSON for each photo, or with --history for each sheet");
+  app.add_option("-p,--paper", options.paper,
+                 "paper: 6x4, 6x8 and so on, also as 4x6, 10x15 (cm) or w288h432");
+  app.add_option("-f,--finish", options.finish, "glossy or matte overcoat")
+      ->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case));
+  app.add_option("-n,--copies", options.copies, "sheets of each photo")
+      ->check(CLI::Range(1, 999))
+      ->capture_default_str();
+  app.add_option("--brightness", options.brightness, "-500 to 500 in steps of 50: -50 % to +50 %");
+  app.add_option("--contrast", options.contrast, "as --brightness");
+  app.add_option("--saturation", options.saturation, "as --brightness");
+  app.add_option("--gamma", options.gamma, "500 (darker) to 2200 (lighter); 1000 is neutral");
+  app.add_option(
+         "-o,--option", options.choices,
+         "KEYWORD=CHOICE: any other option of the print dialog, as for lp; see k905-print(1)")
+      ->allow_extra_args(false);
+  app.add_option(
+         "--layout", options.layout,
+         "several photos on a sheet: strips (a photo on each strip; the default for paper 6x2*2 "
+         "and 6x2*4; without --paper on 6x2*2), 2x2, or 1+2 (one large and two small); if there "
+         "are too few photos, they are repeated; sheet: one photo on the whole sheet")
+      ->check(CLI::IsMember({"strips", "2x2", "1+2", "sheet"}));
+  app.add_option("--frame", options.frame,
+                 "draw this PNG file with transparency over each sheet, scaled to it");
+  app.add_option("--caption", options.caption,
+                 "write this text at the bottom of each photo; {date} is the day of printing, "
+                 "{file} the file's name");
+  app.add_flag("--test-page", options.test_page,
+               "print a page with rulers that show the physical size and where the paper ends");
+  app.add_flag("--two-up", options.two_up,
+               "print two 6x4 photos on one 6x8 sheet (needs the 6x8 ribbon)");
+  app.add_flag("--fit", options.fit,
+               "print the complete photo, with white edges, instead of cropping it to the sheet");
+  app.add_flag("--no-turn", options.no_turn,
+               "do not rotate photos to the orientation of the sheet");
+  app.add_option("--watch", options.folder,
+                 "print the photos in this folder and those that are added later, each once, also "
+                 "after restarts");
+  app.add_option(
+         "--limit", options.limit,
+         "with --watch: print at most this many sheets in a day, or with --event for the event")
+      ->check(CLI::Range(1, kMost));
+  app.add_option("--event", options.event,
+                 "with --watch: the sheets belong to the event with this name; --limit then counts "
+                 "all its sheets, of every day and folder")
+      ->check([](const std::string& name) { return name.empty() ? "the event has no name" : ""; });
+  app.add_option("--partner-wait", options.partner_wait,
+                 "with --two-up and --watch: seconds that a photo waits for another one before it "
+                 "is printed alone on its sheet; the default is 60")
+      ->check(CLI::Range(0, kMost));
+  app.add_flag("--new-only", options.new_only,
+               "with --watch: do not print what is in the folder when it is first watched");
+  app.add_flag("--move", options.move,
+               "with --watch: move printed and refused files to printed/ and failed/ in the folder "
+               "(default)");
+  app.add_flag("--leave", options.leave, "with --watch: do not move files");
+  app.add_flag("--history", options.history, "list the sheets of watched folders");
+  app.add_option("--reprint", options.reprint, "print this sheet of the history again")
+      ->check(CLI::PositiveNumber);
+  app.add_option("--ledger,--journal", options.ledger,
+                 "the ledger: database of the sheets of watched folders");
+  app.add_flag("-v,--verbose", options.verbose, "show the filter's log (with --to or --preview)");
+  for (const char* other : {"--layout", "PHOTO", "--frame", "--caption"}) {
+    app.get_option("--test-page")->excludes(other);
   }
-  app.get_option("--copies")->capture_default_str();
-  app.get_option("--option")->allow_extra_args(false);
-  app.get_option("--reprint")->check(CLI::PositiveNumber);
-  app.get_option("--event")->check(
-      [](const std::string& name) { return name.empty() ? "the event has no name" : ""; });
-  app.get_option("--finish")->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case));
-  app.get_option("--layout")->check(CLI::IsMember({"strips", "2x2", "1+2", "sheet"}));
-  app.get_option("--test-page")->excludes("--layout");
-  app.get_option("--test-page")->excludes("PHOTO");
-  app.get_option("--test-page")->excludes("--frame");
-  app.get_option("--test-page")->excludes("--caption");
   app.get_option("--canvas")->needs("--preview");
   app.get_option("--queue")->excludes("--to");
   app.get_option("--to")->excludes("--preview");
