@@ -24,11 +24,9 @@ struct Side {
         std::clamp<long>(std::lround(at * pixels / visible), 0, pixels));
   }
   [[nodiscard]] std::uint32_t boundary(std::uint32_t part, std::uint32_t parts) const {
-    if (part == 0 || part == parts) {
-      return part == 0 ? 0 : pixels;
-    }
-    const double at = paper_begin + (paper_end - paper_begin) * part / parts;
-    return static_cast<std::uint32_t>(std::lround(at * pixels / visible));
+    return part == 0       ? 0
+           : part == parts ? pixels
+                           : pixel_at(paper_begin + (paper_end - paper_begin) * part / parts);
   }
 };
 

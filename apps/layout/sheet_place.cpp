@@ -39,11 +39,10 @@ std::vector<std::size_t> taken_pixels(std::uint32_t page, std::uint32_t visible,
   }
   if (mirrored) {
     // Both the page and the sheet are mirrored: the visible order is the reverse of the filter's.
-    std::vector<std::size_t> reversed(visible);
-    for (std::size_t i = 0; i < visible; ++i) {
-      reversed[i] = page - 1 - taken[visible - 1 - i];
+    std::ranges::reverse(taken);
+    for (std::size_t& pixel : taken) {
+      pixel = page - 1 - pixel;
     }
-    return reversed;
   }
   return taken;
 }

@@ -39,8 +39,8 @@ std::string move_to_free_name(const std::string& from, const std::string& folder
 }
 
 bool is_same_file(const std::string& path, const FileStamp& stamp) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0 && has_same_bytes(stamp_of(status), stamp);
+  const auto now = stamp_of_file(path);
+  return now && has_same_bytes(*now, stamp);
 }
 
 bool write_reason(const std::string& path, const std::string& reason) {

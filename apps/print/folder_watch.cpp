@@ -1,6 +1,5 @@
 #include "apps/print/folder_watch.h"
 
-#include <dirent.h>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -13,9 +12,10 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <functional>
-#include <memory>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "apps/print/photo_file.h"
@@ -64,24 +64,15 @@ bool is_local(const std::string& folder) {
              std::end(kLocalFileSystems);
 }
 
-struct FolderCloser {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-
 // Calls `use` with every name. False with errno set.
 bool for_each_name(const std::string& path, const std::function<void(const std::string&)>& use) {
-  const std::unique_ptr<DIR, FolderCloser> folder(opendir(path.c_str()));
-  if (!folder) {
-    return false;
+  std::error_code error;
+  for (std::filesystem::directory_iterator file(path, error), end; !error && file != end;
+       file.increment(error)) {
+    use(file->path().filename());
   }
-  errno = 0;
-  // Nobody else reads this folder's stream.
-  // cppcheck-suppress readdirCalled
-  while (const dirent* entry = readdir(folder.get())) {
-    use(entry->d_name);
-    errno = 0;
-  }
-  return errno == 0;
+  errno = error.value();
+  return !error;
 }
 
 std::optional<struct stat> status_of(const std::string& path) {

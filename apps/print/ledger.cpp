@@ -152,6 +152,16 @@ std::vector<SheetEntry> entries(Database& database, const std::string& condition
   return found;
 }
 
+// The number of sheets that were printed, may have been, or are about to be.
+template <typename... Values>
+int count_sheets(Database& database, const std::string& condition, const Values&... values) {
+  return static_cast<int>(number(
+      database,
+      "SELECT count(*) FROM (SELECT DISTINCT ticket, position FROM sheet WHERE " + condition +
+          " AND outcome IN ('begun', 'sending', 'complete', 'printed', 'in doubt'))",
+      values...));
+}
+
 std::optional<SheetEntry> first_of(std::vector<SheetEntry> found) {
   return found.empty() ? std::nullopt : std::optional(std::move(found.front()));
 }
@@ -394,24 +404,16 @@ std::optional<SheetEntry> Ledger::last_printed(const std::string& folder, const 
                           folder, name, content.size, content.hash));
 }
 
-template <typename... Values>
-int Ledger::count_sheets(const std::string& condition, const Values&... values) const {
-  return static_cast<int>(number(
-      *database_,
-      "SELECT count(*) FROM (SELECT DISTINCT ticket, position FROM sheet WHERE " + condition +
-          " AND outcome IN ('begun', 'sending', 'complete', 'printed', 'in doubt'))",
-      values...));
-}
-
 int Ledger::sheets_today(const std::string& folder) const {
   return count_sheets(
+      *database_,
       "folder = ? AND time >= CAST(strftime('%s', ?, 'unixepoch', 'localtime', 'start of day', "
       "'utc') AS INTEGER)",
       folder, now());
 }
 
 int Ledger::sheets_of_event(const std::string& event) const {
-  return count_sheets("event = ? AND event <> ''", event);
+  return count_sheets(*database_, "event = ? AND event <> ''", event);
 }
 
 // An older file may have had the same number.

@@ -187,8 +187,6 @@ class Ledger {
 
  private:
   [[nodiscard]] std::int64_t now() const { return clock_(); }
-  template <typename... Values>
-  [[nodiscard]] int count_sheets(const std::string& condition, const Values&... values) const;
   void add_sheet(const std::string& folder, const std::string& name, const Content& content,
                  std::int64_t time, Outcome outcome, const std::string& reason);
 

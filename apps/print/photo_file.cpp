@@ -23,6 +23,11 @@ FileStamp stamp_of(const struct stat& status) {
           .changed_ns = status.st_ctim.tv_nsec};
 }
 
+std::optional<FileStamp> stamp_of_file(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? std::optional(stamp_of(status)) : std::nullopt;
+}
+
 bool has_same_bytes(const FileStamp& one, const FileStamp& other) {
   return one.inode == other.inode && one.size == other.size && one.modified_s == other.modified_s &&
          one.modified_ns == other.modified_ns;

@@ -1,6 +1,5 @@
 #include "apps/print/watch_job.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -41,8 +40,7 @@ class FolderPrinter {
         folder_(std::move(folder)),
         ledger_(ledger),
         reporter_(reporter),
-        printer_(setup.job, ledger, folder_, setup.limit, reporter),
-        progress_("photo", 1) {}
+        printer_(setup.job, ledger, folder_, setup.limit, reporter) {}
 
   void watch() {
     is_watching_ = true;
@@ -124,13 +122,12 @@ class FolderPrinter {
       ledger_.set_file(folder_, name, {photo.stamp(), photo.content()});
     } else if (result == PhotoRead::failed) {
       // It may be readable later.
-      struct stat status {};
-      if (stat(path_of(name).c_str(), &status) != 0) {
+      const auto stamp = stamp_of_file(path_of(name));
+      if (!stamp) {
         report_once(path_of(name) + ": " + error + "; nothing is printed before");
         return false;
       }
-      const FileStamp stamp = stamp_of(status);
-      ledger_.set_file(folder_, name, {stamp, {stamp.size, kNotRead}});
+      ledger_.set_file(folder_, name, {*stamp, {stamp->size, kNotRead}});
     }
     return true;
   }
@@ -227,7 +224,8 @@ class FolderPrinter {
     std::vector<std::string> names = due();
     std::erase_if(names, [this](const std::string& name) {
       const std::optional<KnownFile> known = ledger_.find_file(folder_, name);
-      const bool is_done = known && !is_retry(name, *known) && is_unchanged(name, known->stamp) &&
+      const bool is_done = known && !is_retry(name, *known) &&
+                           stamp_of_file(path_of(name)) == known->stamp &&
                            ledger_.waiting(folder_, name).empty();
       if (is_done) {
         finish_known(name, *known);
@@ -275,7 +273,6 @@ class FolderPrinter {
     std::string error;
     bool continues = true;
     for (const std::string& name : due_to_read()) {
-      progress_.show(1);
       // A photo that waits for another day is not read again and again.
       continues = printer_.is_within_limit(error);
       if (continues && !is_destination_ready()) {
@@ -469,11 +466,6 @@ class FolderPrinter {
     }
   }
 
-  [[nodiscard]] bool is_unchanged(const std::string& name, const FileStamp& stamp) const {
-    struct stat status {};
-    return stat(path_of(name).c_str(), &status) == 0 && stamp_of(status) == stamp;
-  }
-
   // False for files in a subfolder, such as moved ones.
   static bool is_in_folder(const std::string& name) { return name.find('/') == std::string::npos; }
 
@@ -492,7 +484,6 @@ class FolderPrinter {
   Ledger& ledger_;
   const Reporter& reporter_;
   SheetPrinter printer_;
-  Progress progress_;
   std::map<std::string, Todo> todo_;
   std::set<std::string> refused_names_;  // the files that were refused in this run
   std::string last_error_;
