@@ -8,7 +8,7 @@ namespace k905 {
 
 Picture page_for(const Picture& picture, const SheetPlace& place) {
   const PageMap map = page_map(place);
-  k905::Picture page;
+  Picture page;
   page.width = place.page_width;
   page.height = place.page_height;
   page.channels = picture.channels;

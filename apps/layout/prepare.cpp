@@ -36,7 +36,7 @@ bool suits_rotated(const Photo& photo, const SheetPlace& place) {
          (width < height && place.visible_width > sheet_height);
 }
 
-void make_8_bit(k905::Picture& picture) {
+void make_8_bit(Picture& picture) {
   if (picture.bits == 8) {
     return;
   }
@@ -52,13 +52,13 @@ void make_8_bit(k905::Picture& picture) {
 // The area of the stored photo that is read, and the size to which it is scaled, both before it is
 // rotated upright.
 struct Crop {
-  k905::PixelArea area;
-  k905::PixelSize size;
+  PixelArea area;
+  PixelSize size;
 };
 
 Crop crop_for(const Photo& photo, const SheetPlace& place, bool fit, int orientation) {
-  const k905::PixelSize pixels = picture_size(place);
-  k905::PixelSize size = pixels;
+  const PixelSize pixels = picture_size(place);
+  PixelSize size = pixels;
   // Width over height, of the visible sheet and of one of its pixels.
   double shape = place.visible_width / (place.visible_height / place.density());
   double pixel_shape = shape * size.height / size.width;
@@ -69,10 +69,9 @@ Crop crop_for(const Photo& photo, const SheetPlace& place, bool fit, int orienta
   }
   if (fit) {
     const double photo_shape = static_cast<double>(photo.width()) / photo.height();
-    return {{0, 0, photo.width(), photo.height()},
-            k905::largest_part(size, photo_shape / pixel_shape)};
+    return {{0, 0, photo.width(), photo.height()}, largest_part(size, photo_shape / pixel_shape)};
   }
-  const k905::PixelSize part = k905::largest_part({photo.width(), photo.height()}, shape);
+  const PixelSize part = largest_part({photo.width(), photo.height()}, shape);
   return {{(photo.width() - part.width) / 2, (photo.height() - part.height) / 2, part.width,
            part.height},
           size};
@@ -87,7 +86,7 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
     orientation = rotated_left(orientation);
   }
   const Crop crop = crop_for(photo, place, options.fit, orientation);
-  std::optional<k905::Picture> picture =
+  std::optional<Picture> picture =
       photo.pixels(crop.area, crop.size.width, crop.size.height, orientation, error);
   if (!picture) {
     return std::nullopt;

@@ -18,8 +18,8 @@ struct Preparation {
 };
 
 struct Prepared {
-  k905::Picture picture;  // 8 bits, of picture_size()
-  std::string warning;    // empty, or the defect of a photo that is printed anyway
+  Picture picture;      // 8 bits, of picture_size()
+  std::string warning;  // empty, or the defect of a photo that is printed anyway
 };
 
 // Null with one line in `error` if the file is truncated or malformed.

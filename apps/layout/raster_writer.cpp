@@ -15,7 +15,7 @@ namespace k905 {
 namespace {
 
 // A row of a page, converted to the number of channels of the raster stream.
-void convert_row(const k905::Picture& page, std::uint32_t y, std::vector<std::uint8_t>& row,
+void convert_row(const Picture& page, std::uint32_t y, std::vector<std::uint8_t>& row,
                  std::size_t channels) {
   row.resize(page.width * channels);
   const std::uint8_t* from = page.bytes.data() + y * page.row_bytes();
@@ -32,7 +32,7 @@ void convert_row(const k905::Picture& page, std::uint32_t y, std::vector<std::ui
 
 }  // namespace
 
-cups_page_header2_t rgb_page_header(k905::PixelSize size, unsigned vertical_dpi) {
+cups_page_header2_t rgb_page_header(PixelSize size, unsigned vertical_dpi) {
   cups_page_header2_t header{};
   header.HWResolution[0] = 300;
   header.HWResolution[1] = vertical_dpi;
@@ -48,8 +48,7 @@ cups_page_header2_t rgb_page_header(k905::PixelSize size, unsigned vertical_dpi)
   return header;
 }
 
-cups_page_header2_t page_header(const PaperConfig& paper, k905::PixelSize size,
-                                unsigned vertical_dpi) {
+cups_page_header2_t page_header(const PaperConfig& paper, PixelSize size, unsigned vertical_dpi) {
   cups_page_header2_t header = rgb_page_header(size, vertical_dpi);
   header.cupsBorderlessScalingFactor = 1.0F;
   const float points[] = {paper.page_width_pt, paper.page_height_pt};
@@ -98,8 +97,7 @@ bool RasterWriter::write_page(cups_page_header2_t header, const Rows& rows, std:
   return written;
 }
 
-bool RasterWriter::write_page(const SheetPlace& place, const k905::Picture& page,
-                              std::string& error) {
+bool RasterWriter::write_page(const SheetPlace& place, const Picture& page, std::string& error) {
   cups_page_header2_t header =
       page_header(*place.paper, {page.width, page.height}, place.fine ? 600 : 300);
   if (place.gray) {

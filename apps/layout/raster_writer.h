@@ -14,8 +14,8 @@ namespace k905 {
 
 // The header of a page of 8-bit RGB, at 300 dpi across; and the header that CUPS filters make for a
 // page on a paper.
-[[nodiscard]] cups_page_header2_t rgb_page_header(k905::PixelSize size, unsigned vertical_dpi);
-[[nodiscard]] cups_page_header2_t page_header(const PaperConfig& paper, k905::PixelSize size,
+[[nodiscard]] cups_page_header2_t rgb_page_header(PixelSize size, unsigned vertical_dpi);
+[[nodiscard]] cups_page_header2_t page_header(const PaperConfig& paper, PixelSize size,
                                               unsigned vertical_dpi);
 
 class RasterWriter {
@@ -36,7 +36,7 @@ class RasterWriter {
   // Writes one page. False with `error` set on failure.
   bool write_page(cups_page_header2_t header, const Rows& rows, std::string& error);
   // Writes the page that page_for() made: 8 bits, gray or RGB as the place says.
-  bool write_page(const SheetPlace& place, const k905::Picture& page, std::string& error);
+  bool write_page(const SheetPlace& place, const Picture& page, std::string& error);
 
  private:
   static ssize_t write_bytes(void* context, unsigned char* bytes, std::size_t count);

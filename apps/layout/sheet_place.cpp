@@ -114,7 +114,7 @@ SheetPlace sheet_place(const Choices& choices) {
   return place;
 }
 
-k905::PixelSize picture_size(const SheetPlace& place) {
+PixelSize picture_size(const SheetPlace& place) {
   return {std::min(place.page_width, place.visible_width),
           std::min(place.page_height, place.visible_height)};
 }

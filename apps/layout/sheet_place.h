@@ -47,7 +47,7 @@ struct SheetPlace {
 
 // The size of the image before it becomes a page: on each side the smaller of page and visible
 // sheet, so that it is scaled only once.
-[[nodiscard]] k905::PixelSize picture_size(const SheetPlace& place);
+[[nodiscard]] PixelSize picture_size(const SheetPlace& place);
 
 // For each column and row of the filter's page, the column or row of the image (of picture_size())
 // that it contains. The filter mirrors the page and, if the page has more pixels than the sheet

@@ -64,7 +64,8 @@ int print_photo(const JobPpd& job, const JobOptions& options, const char* file, 
     return 1;
   }
   if (!photo->warning.empty()) log_to_cups("INFO", one_line(photo->warning) + ".");
-  const Picture page = page_for(k905::sheet_with(std::move(photo->picture), cell, place), place);
+  const k905::Picture page =
+      page_for(k905::sheet_with(std::move(photo->picture), cell, place), place);
   k905::RasterWriter writer(STDOUT_FILENO, false);
   for (long copy = 0; copy < copies; ++copy) {
     if (!writer.write_page(place, page, error)) {

@@ -42,7 +42,7 @@ class Destination {
   };
   [[nodiscard]] virtual bool begin(const JobName& name, StartedJob& started,
                                    std::string& error) = 0;
-  [[nodiscard]] virtual bool page(const k905::Picture& page, std::string& error) = 0;
+  [[nodiscard]] virtual bool page(const Picture& page, std::string& error) = 0;
   // Returns true if the destination has all pages; otherwise end() completes the job.
   [[nodiscard]] virtual bool complete(std::string& /*error*/) { return true; }
   // True if the complete job was accepted. `place` then tells users where it is.

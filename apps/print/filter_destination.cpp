@@ -70,7 +70,7 @@ class FilterDestination final : public Destination {
     return true;
   }
 
-  [[nodiscard]] bool page(const k905::Picture& page, std::string& error) override {
+  [[nodiscard]] bool page(const Picture& page, std::string& error) override {
     if (failure_ == nullptr && writer_->write_page(place_, page, error)) {
       ++pages_;
       return true;
@@ -163,7 +163,7 @@ class FilterDestination final : public Destination {
   bool start_reader(std::string& error) {
     try {
       piece_.resize(kPieceSize);
-      parser_.emplace([this](k905::Sheet&& sheet) { count_sheet(sheet); });
+      parser_.emplace([this](Sheet&& sheet) { count_sheet(sheet); });
       reader_ = std::thread([this] { copy_stream(); });
     } catch (const std::exception& problem) {
       error = std::string("not enough memory: ") + problem.what();
@@ -247,7 +247,7 @@ class FilterDestination final : public Destination {
     }
   }
 
-  void count_sheet(const k905::Sheet& sheet) {
+  void count_sheet(const Sheet& sheet) {
     // Two pages share a sheet that is taller than that of the paper.
     const bool shared = sheet.height > static_cast<std::uint32_t>(place_.paper->canvas_height) *
                                            (place_.fine ? 2U : 1U);
@@ -285,7 +285,7 @@ class FilterDestination final : public Destination {
   Child filter_;
   std::thread reader_;
   std::vector<std::uint8_t> piece_;
-  std::optional<k905::PrinterStreamParser> parser_;
+  std::optional<PrinterStreamParser> parser_;
   std::optional<RasterWriter> writer_;
   std::atomic<const char*> failure_ = nullptr;
   int write_error_ = 0;

@@ -19,7 +19,7 @@ struct FilterDestinationSetup {
   bool show_log = false;  // the filter's log on standard error
   // Called with each sheet, from another thread, and for the last time before end() returns.
   // Returns why the job failed, or "".
-  std::function<std::string(const k905::Sheet&)> on_sheet;
+  std::function<std::string(const Sheet&)> on_sheet;
 };
 
 [[nodiscard]] std::unique_ptr<Destination> make_filter_destination(FilterDestinationSetup setup);

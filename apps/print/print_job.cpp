@@ -24,7 +24,7 @@ volatile sig_atomic_t stop_flag = 0;
 
 void note_stop(int) { stop_flag = 1; }
 
-bool send(Destination& destination, const k905::Picture& page, int copies, std::string& error) {
+bool send(Destination& destination, const Picture& page, int copies, std::string& error) {
   for (int copy = 0; copy < copies; ++copy) {
     if (!destination.page(page, error)) {
       return false;
@@ -111,7 +111,7 @@ std::vector<FilledCell> read_cells(const JobSetup& setup, const SheetPlace& plac
 
 // In letters of 4 mm.
 void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Source> sources,
-                  const std::vector<FilledCell>& cells, k905::Picture& sheet,
+                  const std::vector<FilledCell>& cells, Picture& sheet,
                   const ErrorReport& report_error) {
   const double across = static_cast<double>(sheet.width) / place.visible_width;
   const double down = static_cast<double>(sheet.height) / place.visible_height;
@@ -125,8 +125,8 @@ void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Sour
 }
 
 // Null if nothing can be read; the sources have the reasons.
-std::optional<k905::Picture> read_sheet(const JobSetup& setup, std::span<Source> sources,
-                                        const ErrorReport& report_error) {
+std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sources,
+                                  const ErrorReport& report_error) {
   const SheetPlace place = sheet_place(setup.destination->choices());
   if (setup.test_page) {
     return page_for(test_page(place), place);
@@ -135,11 +135,11 @@ std::optional<k905::Picture> read_sheet(const JobSetup& setup, std::span<Source>
   if (cells.empty()) {
     return std::nullopt;
   }
-  k905::Picture sheet;
+  Picture sheet;
   if (cells.size() == 1) {
     sheet = sheet_with(std::move(*cells.front().photo), cells.front().cell, place);
   } else {
-    sheet = k905::blank_picture(picture_size(place).width, picture_size(place).height);
+    sheet = blank_picture(picture_size(place).width, picture_size(place).height);
     for (const FilledCell& cell : cells) {
       paste(sheet, eight_bit_colors(*cell.photo), cell.cell.left, cell.cell.top);
     }
@@ -171,11 +171,11 @@ std::size_t photos_per_page(const JobSetup& setup) {
   return cells_of(setup.layout, sheet_place(setup.destination->choices())).size();
 }
 
-std::optional<k905::Picture> read_page(const JobSetup& setup, const std::string& path,
-                                       const std::string& name, const ErrorReport& report_error,
-                                       std::string& error) {
+std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
+                                 const std::string& name, const ErrorReport& report_error,
+                                 std::string& error) {
   Source source{.path = path, .name = name};
-  std::optional<k905::Picture> page = read_sheet(setup, {&source, 1}, report_error);
+  std::optional<Picture> page = read_sheet(setup, {&source, 1}, report_error);
   error = source.error;
   return page;
 }
@@ -201,7 +201,7 @@ std::vector<PhotoReport> print_job(const JobSetup& setup, const std::vector<std:
     for (std::size_t k = i; k < std::min(i + at_once, files.size()); ++k) {
       sources.push_back({.path = files[k], .name = files[k]});
     }
-    const std::optional<k905::Picture> page = read_sheet(setup, sources, report_error);
+    const std::optional<Picture> page = read_sheet(setup, sources, report_error);
     for (std::size_t k = 0; k < sources.size(); ++k) {
       PhotoReport& photo = photos[i + k];
       photo.reason = sources[k].error;

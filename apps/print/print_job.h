@@ -19,11 +19,11 @@ struct JobSetup {
   Preparation preparation;
   int copies = 1;  // of each photo, consecutive
   int pages_per_sheet = 1;
-  std::string layout;                  // see cells_of(); empty: one photo covers the sheet
-  std::string caption;                 // of each photo; may have fields: {date}, {file}
-  std::string frame_file;              // what `frame` was read from
-  std::optional<k905::Picture> frame;  // drawn over each sheet
-  bool test_page = false;              // the test page instead of a photo, whatever the file name
+  std::string layout;            // see cells_of(); empty: one photo covers the sheet
+  std::string caption;           // of each photo; may have fields: {date}, {file}
+  std::string frame_file;        // what `frame` was read from
+  std::optional<Picture> frame;  // drawn over each sheet
+  bool test_page = false;        // the test page instead of a photo, whatever the file name
 };
 
 // Messages to the user: the name of a photo, and its error.
@@ -34,10 +34,9 @@ using ErrorReport = std::function<void(const std::string& message)>;
 
 // Reads a photo and returns the page of a job; with a layout the photo is in all cells. Messages
 // name `path` as `name`. Null with the reason in `error` if it cannot be read.
-[[nodiscard]] std::optional<k905::Picture> read_page(const JobSetup& setup, const std::string& path,
-                                                     const std::string& name,
-                                                     const ErrorReport& report_error,
-                                                     std::string& error);
+[[nodiscard]] std::optional<Picture> read_page(const JobSetup& setup, const std::string& path,
+                                               const std::string& name,
+                                               const ErrorReport& report_error, std::string& error);
 
 // The title of a job of these files.
 [[nodiscard]] std::string job_title(const std::vector<std::string>& files);

@@ -140,7 +140,7 @@ class QueueDestination final : public Destination {
     return true;
   }
 
-  [[nodiscard]] bool page(const k905::Picture& page, std::string& error) override {
+  [[nodiscard]] bool page(const Picture& page, std::string& error) override {
     if ((!writer_ && !start_document(error)) || !writer_->write_page(place_, page, error)) {
       error = "job " + std::to_string(job_) + " on " + queue_ + ": " + error;
       abandon();

@@ -21,7 +21,7 @@ class SheetPrinter {
   struct Page {
     std::int64_t id = 0;  // of the sheet in the ledger
     std::string name;
-    const k905::Picture* page = nullptr;
+    const Picture* page = nullptr;
   };
 
   SheetPrinter(const JobSetup& setup, Ledger& ledger, std::string folder, SheetLimit limit,

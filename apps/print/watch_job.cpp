@@ -364,7 +364,7 @@ class FolderPrinter {
       return finish_known(name, now);
     }
     std::string error;
-    std::optional<k905::Picture> page =
+    std::optional<Picture> page =
         read_page(setup_.job, photo.copy(), path_of(name), reporter_.report_error, error);
     if (!page) {
       return error == kNotEnoughMemory ? retry_later(name, error)

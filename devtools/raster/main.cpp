@@ -235,7 +235,7 @@ k905::Picture page_of(const k905::Picture& picture, const PagePlan& plan, k905::
 
 bool write_page(const std::string& name, const PagePlan& plan, const Options& options,
                 k905::RasterWriter& writer, bool first, std::string& error) {
-  const std::optional<Picture> picture = obtain(name, plan, error);
+  const std::optional<k905::Picture> picture = obtain(name, plan, error);
   if (!picture) {
     error = name + ": " + error;
     return false;

@@ -27,7 +27,7 @@ k905::PixelSize page_pixels(const PagePlan& plan) {
   return size;
 }
 
-cups_page_header2_t make_page_header(const PagePlan& plan, PixelSize size) {
+cups_page_header2_t make_page_header(const PagePlan& plan, k905::PixelSize size) {
   cups_page_header2_t header = k905::page_header(*plan.paper, size, plan.vertical_dpi);
   header.HWResolution[0] = plan.horizontal_dpi;
   header.NumCopies = plan.copies;

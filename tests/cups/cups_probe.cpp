@@ -150,7 +150,8 @@ int write_photo(const char* from, const std::string& to) {
   return written ? 0 : 1;
 }
 
-bool write_page(cups_raster_t* raster, const Picture& picture, unsigned pages, unsigned copies) {
+bool write_page(cups_raster_t* raster, const k905::Picture& picture, unsigned pages,
+                unsigned copies) {
   cups_page_header2_t header = k905::rgb_page_header({picture.width, picture.height}, 300);
   header.PageSize[0] = picture.width * 72 / 300;
   header.PageSize[1] = picture.height * 72 / 300;

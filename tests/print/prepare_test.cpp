@@ -23,21 +23,21 @@ SheetPlace small_place(std::uint32_t width, std::uint32_t height) {
   return place;
 }
 
-k905::Picture plain(std::uint32_t width, std::uint32_t height, std::array<std::uint8_t, 3> color) {
-  k905::Picture picture = k905::blank_picture(width, height);
+Picture plain(std::uint32_t width, std::uint32_t height, std::array<std::uint8_t, 3> color) {
+  Picture picture = blank_picture(width, height);
   for (std::size_t i = 0; i < picture.bytes.size(); ++i) {
     picture.bytes[i] = color[i % 3];
   }
   return picture;
 }
 
-void paint_column(k905::Picture& picture, std::uint32_t x, std::uint8_t value) {
+void paint_column(Picture& picture, std::uint32_t x, std::uint8_t value) {
   for (std::size_t y = 0; y < picture.height; ++y) {
     std::memset(picture.bytes.data() + y * picture.row_bytes() + std::size_t{3} * x, value, 3);
   }
 }
 
-std::vector<int> pixel(const k905::Picture& picture, std::size_t x, std::size_t y) {
+std::vector<int> pixel(const Picture& picture, std::size_t x, std::size_t y) {
   const std::uint8_t* at = picture.bytes.data() + 3 * (y * picture.width + x);
   return {at[0], at[1], at[2]};
 }
@@ -47,12 +47,12 @@ std::string broken_profile(const char* space) {
   return std::string(400, 'x').replace(16, 4, space);
 }
 
-void embed(k905::Picture& picture, const std::string& profile) {
+void embed(Picture& picture, const std::string& profile) {
   picture.icc_profile.assign(profile.begin(), profile.end());
 }
 
-Prepared prepared_from(const k905::Picture& picture, const SheetPlace& place,
-                       const Preparation& options, int orientation = 1) {
+Prepared prepared_from(const Picture& picture, const SheetPlace& place, const Preparation& options,
+                       int orientation = 1) {
   const ScratchFolder folder;
   std::string error;
   auto file = open_photo_file(folder.write("x.tif", tiff_file(picture, orientation)), error);
@@ -63,30 +63,30 @@ Prepared prepared_from(const k905::Picture& picture, const SheetPlace& place,
 }
 
 TEST(Prepare, CropsEvenlyAtBothEnds) {
-  k905::Picture wide = plain(50, 20, {9, 9, 9});  // 20 high needs 30 wide: 10 are cropped per side
+  Picture wide = plain(50, 20, {9, 9, 9});  // 20 high needs 30 wide: 10 are cropped per side
   paint_column(wide, 9, 1);
   paint_column(wide, 10, 2);
   paint_column(wide, 39, 3);
   paint_column(wide, 40, 4);
-  const k905::Picture page = prepared_from(wide, small_place(30, 20), {}).picture;
+  const Picture page = prepared_from(wide, small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{2, 2, 2}));
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{3, 3, 3}));
 }
 
 TEST(Prepare, ATallPhotoIsCroppedEvenlyToo) {
   // The middle 20 of 60 rows remain.
-  k905::Picture tall = plain(30, 60, {0, 0, 0});
+  Picture tall = plain(30, 60, {0, 0, 0});
   std::fill(tall.bytes.begin() + 30 * 20 * 3, tall.bytes.begin() + 30 * 40 * 3, std::uint8_t{200});
-  const k905::Picture picture = prepared_from(tall, small_place(30, 20), {.rotate = false}).picture;
+  const Picture picture = prepared_from(tall, small_place(30, 20), {.rotate = false}).picture;
   EXPECT_EQ(pixel(picture, 15, 0), (std::vector<int>{200, 200, 200}));
   EXPECT_EQ(pixel(picture, 15, 19), (std::vector<int>{200, 200, 200}));
 }
 
 TEST(Prepare, ASquarePhotoIsNotRotated) {
-  k905::Picture square = plain(20, 20, {0, 0, 0});
+  Picture square = plain(20, 20, {0, 0, 0});
   std::fill_n(square.bytes.begin(), 20 * 10 * 3, std::uint8_t{200});
   for (const auto& [width, height] : {std::pair{20U, 10U}, {10U, 20U}}) {
-    const k905::Picture picture =
+    const Picture picture =
         prepared_from(square, small_place(width, height), {.fit = true}).picture;
     EXPECT_GT(pixel(picture, width / 2, height / 2 - 2)[0], 150);
     EXPECT_LT(pixel(picture, width / 2, height / 2 + 2)[0], 50);
@@ -95,8 +95,7 @@ TEST(Prepare, ASquarePhotoIsNotRotated) {
 
 TEST(Prepare, UncroppedPhotoIsPlacedOnWhite) {
   const Preparation fit{.fit = true};
-  const k905::Picture page =
-      prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), fit).picture;
+  const Picture page = prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), fit).picture;
   EXPECT_EQ(pixel(page, 0, 4), (std::vector<int>{255, 255, 255}));
   EXPECT_EQ(pixel(page, 0, 5), (std::vector<int>{7, 8, 9}));
   EXPECT_EQ(pixel(page, 29, 14), (std::vector<int>{7, 8, 9}));
@@ -110,26 +109,26 @@ TEST(Prepare, CropHasTheShapeOfTheSheetIfPixelsAreNotSquare) {
   place.fine = true;
   place.page_width = 25;
   const Preparation fit{.fit = true};
-  const k905::Picture page = prepared_from(plain(60, 40, {7, 8, 9}), place, fit).picture;
+  const Picture page = prepared_from(plain(60, 40, {7, 8, 9}), place, fit).picture;
   EXPECT_EQ(page.width, 25U);
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{7, 8, 9}));
   EXPECT_EQ(pixel(page, 24, 39), (std::vector<int>{7, 8, 9}));
 }
 
 TEST(Prepare, PortraitPhotoIsRotatedLeftForALandscapeSheet) {
-  k905::Picture upright_picture = plain(20, 30, {9, 9, 9});
+  Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);  // its right edge becomes the top
-  const k905::Picture page = prepared_from(upright_picture, small_place(30, 20), {}).picture;
+  const Picture page = prepared_from(upright_picture, small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 29, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 29, 1), (std::vector<int>{9, 9, 9}));
 }
 
 TEST(Prepare, WithoutRotationThePhotoIsCropped) {
-  k905::Picture upright_picture = plain(20, 30, {9, 9, 9});
+  Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);
   const Preparation as_it_is{.rotate = false};
-  const k905::Picture page = prepared_from(upright_picture, small_place(20, 10), as_it_is).picture;
+  const Picture page = prepared_from(upright_picture, small_place(20, 10), as_it_is).picture;
   EXPECT_EQ(pixel(page, 19, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 19, 9), (std::vector<int>{1, 1, 1}));
 }
@@ -137,7 +136,7 @@ TEST(Prepare, WithoutRotationThePhotoIsCropped) {
 TEST(Prepare, RotationForTheSheetFollowsTheExifRotation) {
   // Every orientation once rotated, against the upright pixels rotated by 90 degrees.
   for (int orientation = 1; orientation <= 8; ++orientation) {
-    k905::Picture stored = k905::blank_picture(orientation >= 5 ? 3 : 2, orientation >= 5 ? 2 : 3);
+    Picture stored = blank_picture(orientation >= 5 ? 3 : 2, orientation >= 5 ? 2 : 3);
     for (std::size_t i = 0; i < stored.bytes.size(); ++i) {
       stored.bytes[i] = static_cast<std::uint8_t>(i / 3 + 1);
     }
@@ -145,7 +144,7 @@ TEST(Prepare, RotationForTheSheetFollowsTheExifRotation) {
     std::string error;
     const Picture seen = *read_photo(folder.write("x.tif", tiff_file(stored, orientation)), error);
     ASSERT_EQ(seen.width, 2U);
-    const k905::Picture page = prepared_from(stored, small_place(3, 2), {}, orientation).picture;
+    const Picture page = prepared_from(stored, small_place(3, 2), {}, orientation).picture;
     for (std::size_t y = 0; y < 2; ++y) {
       for (std::size_t x = 0; x < 3; ++x) {
         EXPECT_EQ(pixel(page, x, y), pixel(seen, 1 - y, x)) << orientation;
@@ -157,7 +156,7 @@ TEST(Prepare, RotationForTheSheetFollowsTheExifRotation) {
 TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
   // The result of Little CMS for one pixel.
   const std::string profile = wide_rgb_profile();
-  k905::Picture picture = plain(30, 20, {200, 100, 50});
+  Picture picture = plain(30, 20, {200, 100, 50});
   embed(picture, profile);
   cmsHPROFILE source = cmsOpenProfileFromMem(profile.data(), profile.size());
   cmsHPROFILE srgb = cmsCreate_sRGBProfile();
@@ -174,39 +173,39 @@ TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
 }
 
 TEST(Prepare, WhiteAroundAPhotoWithAProfileIsWhite) {
-  k905::Picture picture = plain(30, 10, {200, 100, 50});
+  Picture picture = plain(30, 10, {200, 100, 50});
   embed(picture, wide_rgb_profile());
-  const k905::Picture page = prepared_from(picture, small_place(30, 20), {.fit = true}).picture;
+  const Picture page = prepared_from(picture, small_place(30, 20), {.fit = true}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{255, 255, 255}));
 }
 
 TEST(Prepare, GrayWithAProfileBecomesColor) {
-  k905::Picture picture;
+  Picture picture;
   picture.width = 30;
   picture.height = 20;
   picture.channels = 1;
   picture.bytes.assign(600, 128);
   embed(picture, gray_profile());
-  const k905::Picture page = prepared_from(picture, small_place(30, 20), {}).picture;
+  const Picture page = prepared_from(picture, small_place(30, 20), {}).picture;
   EXPECT_EQ(page.channels, 3);
   // Gamma 2.2 and the sRGB curve are close to each other in the middle.
   EXPECT_NEAR(pixel(page, 0, 0)[1], 128, 3);
 }
 
 TEST(Prepare, CmykIsConvertedWithItsProfile) {
-  k905::Picture picture;
+  Picture picture;
   picture.width = 30;
   picture.height = 20;
   picture.channels = 4;
   picture.bytes.assign(2400, 0);  // bare paper
   embed(picture, cmyk_table_profile());
-  const k905::Picture page = prepared_from(picture, small_place(30, 20), {}).picture;
+  const Picture page = prepared_from(picture, small_place(30, 20), {}).picture;
   EXPECT_EQ(page.channels, 3);
   EXPECT_GT(pixel(page, 0, 0)[0], 240);
 }
 
 TEST(Prepare, BrokenProfileIsReportedAndThePhotoIsPrinted) {
-  k905::Picture picture = plain(30, 20, {200, 100, 50});
+  Picture picture = plain(30, 20, {200, 100, 50});
   embed(picture, broken_profile("RGB "));
   const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
   EXPECT_EQ(prepared.warning, "its color profile is broken; its colors are taken for sRGB");
@@ -214,7 +213,7 @@ TEST(Prepare, BrokenProfileIsReportedAndThePhotoIsPrinted) {
 }
 
 TEST(Prepare, CmykWithABrokenProfileIsConvertedByFormula) {
-  k905::Picture picture;
+  Picture picture;
   picture.width = 30;
   picture.height = 20;
   picture.channels = 4;
@@ -227,7 +226,7 @@ TEST(Prepare, CmykWithABrokenProfileIsConvertedByFormula) {
 }
 
 TEST(Prepare, SixteenBitsAreRoundedOnceAtTheEnd) {
-  k905::Picture picture = k905::blank_picture(30, 20);
+  Picture picture = blank_picture(30, 20);
   picture.bits = 16;
   picture.bytes.clear();
   for (int i = 0; i < 1800; ++i) {
@@ -240,15 +239,14 @@ TEST(Prepare, SixteenBitsAreRoundedOnceAtTheEnd) {
 }
 
 TEST(Prepare, PhotoOfOnePixelFillsTheSheet) {
-  const k905::Picture page = prepared_from(plain(1, 1, {1, 2, 3}), small_place(30, 20), {}).picture;
+  const Picture page = prepared_from(plain(1, 1, {1, 2, 3}), small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
 }
 
 TEST(Prepare, PhotoOfExtremeShapeIsPrinted) {
-  const k905::Picture page =
-      prepared_from(plain(5000, 1, {1, 2, 3}), small_place(30, 20), {}).picture;
+  const Picture page = prepared_from(plain(5000, 1, {1, 2, 3}), small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 29, 19), (std::vector<int>{1, 2, 3}));
-  const k905::Picture whole =
+  const Picture whole =
       prepared_from(plain(1, 5000, {1, 2, 3}), small_place(30, 20), {.fit = true}).picture;
   EXPECT_EQ(pixel(whole, 29, 0), (std::vector<int>{255, 255, 255}));
 }

@@ -17,8 +17,8 @@ SheetPlace place_of(const std::string& paper, const std::map<std::string, std::s
 }
 
 // Every pixel is different: its color encodes its position.
-k905::Picture numbered(std::uint32_t width, std::uint32_t height) {
-  k905::Picture picture = k905::blank_picture(width, height);
+Picture numbered(std::uint32_t width, std::uint32_t height) {
+  Picture picture = blank_picture(width, height);
   std::uint8_t* out = picture.bytes.data();
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {
@@ -30,7 +30,7 @@ k905::Picture numbered(std::uint32_t width, std::uint32_t height) {
   return picture;
 }
 
-std::uint32_t pixel_at(const k905::Picture& picture, std::size_t x, std::size_t y) {
+std::uint32_t pixel_at(const Picture& picture, std::size_t x, std::size_t y) {
   const std::uint8_t* at = picture.bytes.data() + 3 * (y * picture.width + x);
   return static_cast<std::uint32_t>(at[0] | at[1] << 8 | at[2] << 16);
 }
@@ -45,7 +45,7 @@ std::size_t taken(std::size_t place, std::size_t from, std::size_t to) {
 
 // Whether the visible sheet shows `picture`: the page is mirrored, stretched, and seen from the
 // back.
-bool sheet_shows(const k905::Picture& page, const k905::Picture& picture, const SheetPlace& place) {
+bool sheet_shows(const Picture& page, const Picture& picture, const SheetPlace& place) {
   for (std::size_t y = 0; y < place.visible_height; ++y) {
     for (std::size_t x = 0; x < place.visible_width; ++x) {
       const std::size_t on_canvas = place.visible_width - 1 - x;
@@ -93,9 +93,9 @@ TEST(SheetPlace, BleedsOfTheUserChangeTheVisibleSize) {
 TEST(PageFor, EveryPixelOfTheImageIsInItsPlace) {
   for (const char* paper : {"w288h432", "w288h432-div2", "w432h576-div2", "w432h432"}) {
     const SheetPlace place = place_of(paper);
-    const k905::PixelSize size = picture_size(place);
-    const k905::Picture picture = numbered(size.width, size.height);
-    const k905::Picture page = page_for(picture, place);
+    const PixelSize size = picture_size(place);
+    const Picture picture = numbered(size.width, size.height);
+    const Picture page = page_for(picture, place);
     ASSERT_EQ(page.width, place.page_width) << paper;
     ASSERT_EQ(page.height, place.page_height) << paper;
     if (size.width == place.visible_width && size.height == place.visible_height) {
@@ -106,7 +106,7 @@ TEST(PageFor, EveryPixelOfTheImageIsInItsPlace) {
 
 TEST(PageFor, TheFineResolutionLosesNoRow) {
   const SheetPlace place = place_of("w432h576", {{"Resolution", "300x600dpi"}});
-  const k905::Picture picture = numbered(place.visible_width, place.visible_height);
+  const Picture picture = numbered(place.visible_width, place.visible_height);
   EXPECT_TRUE(sheet_shows(page_for(picture, place), picture, place));
 }
 
@@ -114,8 +114,8 @@ TEST(PageFor, TheFineResolutionLosesNoRow) {
 TEST(PageFor, PageWithFewerPixelsThanTheSheetIsTheImage) {
   const SheetPlace place = place_of("B7");
   ASSERT_LT(place.page_width, place.visible_width);
-  const k905::Picture picture = numbered(picture_size(place).width, picture_size(place).height);
-  const k905::Picture page = page_for(picture, place);
+  const Picture picture = numbered(picture_size(place).width, picture_size(place).height);
+  const Picture page = page_for(picture, place);
   EXPECT_EQ(pixel_at(page, 0, 0), pixel_at(picture, 0, 0));
   EXPECT_EQ(pixel_at(page, 700, 0), pixel_at(picture, 700, 0));
   EXPECT_EQ(pixel_at(page, page.width - 1, page.height - 1),

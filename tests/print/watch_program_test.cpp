@@ -50,11 +50,11 @@ class WatchProgram : public testing::Test {
   // The first byte of every sheet's image, in printing order: it identifies the photo.
   [[nodiscard]] std::vector<int> printed() const {
     const std::string bytes = folder_.read("job.prn").value_or("");
-    const k905::ParsedStream stream = k905::parse_printer_stream(
-        reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+    const ParsedStream stream =
+        parse_printer_stream(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
     EXPECT_FALSE(stream.error);
     std::vector<int> values;
-    for (const k905::Sheet& sheet : stream.sheets) {
+    for (const Sheet& sheet : stream.sheets) {
       values.push_back(sheet.plane[0][sheet.width * (sheet.height / 2) + sheet.width / 2]);
     }
     return values;
@@ -587,10 +587,10 @@ TEST_F(ReprintProgram, OnAnotherPaperIgnoresTheFormerCut) {
     EXPECT_EQ(result.status, 0) << paper << result.log;
   }
   const std::string bytes = folder_.read("job.prn").value_or("");
-  const k905::ParsedStream stream =
-      k905::parse_printer_stream(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  const ParsedStream stream =
+      parse_printer_stream(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   std::vector<std::uint32_t> cuts;
-  for (const k905::Sheet& sheet : stream.sheets) {
+  for (const Sheet& sheet : stream.sheets) {
     cuts.push_back(sheet.cutter);
   }
   EXPECT_EQ(cuts, (std::vector<std::uint32_t>{120, 0, 0}));
