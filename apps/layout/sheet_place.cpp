@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <numeric>
 
 #include "geometry/page_layout.h"
@@ -122,6 +123,26 @@ PixelSize picture_size(const SheetPlace& place) {
 PageMap page_map(const SheetPlace& place) {
   return {.columns = image_pixels(place.page_width, place.visible_width, true),
           .rows = image_pixels(place.page_height, place.visible_height, false)};
+}
+
+Picture page_for(const Picture& picture, const SheetPlace& place) {
+  const PageMap map = page_map(place);
+  Picture page;
+  page.width = place.page_width;
+  page.height = place.page_height;
+  page.channels = picture.channels;
+  page.bits = picture.bits;
+  page.bytes.resize(page.row_bytes() * page.height);
+  const std::size_t pixel = static_cast<std::size_t>(picture.channels) * picture.sample_bytes();
+  std::uint8_t* out = page.bytes.data();
+  for (const std::uint32_t row : map.rows) {
+    const std::uint8_t* from = picture.bytes.data() + row * picture.row_bytes();
+    for (const std::uint32_t column : map.columns) {
+      std::memcpy(out, from + column * pixel, pixel);
+      out += pixel;
+    }
+  }
+  return page;
 }
 
 }  // namespace k905
