@@ -6,15 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <iterator>
 #include <string_view>
-#include <vector>
 
 #include "apps/base/descriptor.h"
 #include "apps/base/spawn.h"
@@ -52,32 +49,19 @@ void limit_this_process() {
   setrlimit(RLIMIT_CORE, &no_core);
 }
 
-// Numbers of the request, in the order of the child's arguments.
-std::vector<std::string> request(const SheetPlace& place, const Preparation& options) {
-  std::vector<std::string> numbers;
-  for (const std::uint32_t number :
-       {place.page_width, place.page_height, place.visible_width, place.visible_height,
-        place.dots_across, std::uint32_t{place.fine}, std::uint32_t{options.fit},
-        std::uint32_t{options.rotate}}) {
-    numbers.push_back(std::to_string(number));
-  }
-  return numbers;
+// Calls `use` for each number of a request, in the order of the child's arguments.
+template <typename Place, typename Options, typename Use>
+void for_each_number(Place& place, Options& options, const Use& use) {
+  use(place.page_width);
+  use(place.page_height);
+  use(place.visible_width);
+  use(place.visible_height);
+  use(place.dots_across);
+  use(place.fine);
+  use(options.fit);
+  use(options.rotate);
 }
 constexpr int kNumbers = 8;
-
-void read_request(char** numbers, SheetPlace& place, Preparation& options) {
-  const auto number = [numbers](int index) {
-    return static_cast<std::uint32_t>(std::strtoul(numbers[index], nullptr, 10));
-  };
-  place.page_width = number(0);
-  place.page_height = number(1);
-  place.visible_width = number(2);
-  place.visible_height = number(3);
-  place.dots_across = number(4);
-  place.fine = number(5) != 0;
-  options.fit = number(6) != 0;
-  options.rotate = number(7) != 0;
-}
 
 // The photo is standard input.
 int make_page(int out, const SheetPlace& place, const Preparation& options) {
@@ -151,7 +135,9 @@ std::optional<Prepared> page_in_child(const std::string& path, const SheetPlace&
   setup.inherited = answer.get();
   // The parent decides how these signals affect the current sheet.
   setup.ignored = {SIGINT, SIGTERM, SIGHUP};
-  std::ranges::copy(request(place, options), std::back_inserter(setup.arguments));
+  for_each_number(place, options, [&](auto number) {
+    setup.arguments.push_back(std::to_string(std::uint32_t{number}));
+  });
   Child child = answer ? spawn(setup) : Child();
   if (!child) {
     error = kNotEnoughMemory;
@@ -171,7 +157,10 @@ std::optional<int> make_page_as_child(int argc, char** argv) {
   }
   SheetPlace place;
   Preparation options;
-  read_request(argv + 2, place, options);
+  char** next = argv + 2;
+  for_each_number(place, options, [&]<typename Number>(Number& number) {
+    number = static_cast<Number>(std::strtoul(*next++, nullptr, 10));
+  });
   return make_page(static_cast<int>(std::strtol(argv[1], nullptr, 10)), place, options);
 }
 

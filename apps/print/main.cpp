@@ -86,7 +86,9 @@ class PrintProgram {
   }
 
  private:
-  [[nodiscard]] bool wants_queue() const { return to_.empty() && options_.preview.empty(); }
+  [[nodiscard]] bool prints_through_queue() const {
+    return to_.empty() && options_.preview.empty();
+  }
 
   int failed(const std::string& error) {
     print_error(error);
@@ -95,7 +97,7 @@ class PrintProgram {
 
   bool open_destination(const Choices& chosen, std::string& error) {
     Choices choices = default_choices();
-    if (wants_queue() || !queue_.empty()) {
+    if (prints_through_queue() || !queue_.empty()) {
       destination_ = make_queue_destination(queue_, chosen, error);
       if (!destination_) {
         return false;
@@ -105,7 +107,7 @@ class PrintProgram {
     for (const auto& [keyword, choice] : chosen) {
       choices[keyword] = choice;
     }
-    if (!apply_cut(choices, error) || (!wants_queue() && !open_filter(choices, error))) {
+    if (!apply_cut(choices, error) || (!prints_through_queue() && !open_filter(choices, error))) {
       return false;
     }
     setup_.destination = destination_.get();
@@ -140,8 +142,8 @@ class PrintProgram {
   [[nodiscard]] std::string layout() const {
     const std::string layout = options_.layout.empty() ? setup_.layout : options_.layout;
     const SheetPlace place = sheet_place(setup_.destination->choices());
-    const bool is_open = layout.empty() && !options_.test_page;
-    return is_open && strips_of(*place.paper) != 0 ? kStrips : layout;
+    const bool is_undecided = layout.empty() && !options_.test_page;
+    return is_undecided && strips_of(*place.paper) != 0 ? kStrips : layout;
   }
 
   bool open_frame(std::string& error) {
@@ -178,7 +180,7 @@ class PrintProgram {
   // others. For a file one run of the filter prints all; two photos for one sheet must be in one
   // job anyway.
   int print_photos() {
-    const bool one_job = (!wants_queue() && !printer_) || options_.two_up;
+    const bool one_job = (!prints_through_queue() && !printer_) || options_.two_up;
     const std::vector<std::string>& files = options_.photos;
     const std::size_t at_once = one_job ? files.size() : photos_per_page(setup_);
     std::vector<PhotoReport> sent;
@@ -345,7 +347,7 @@ class PrintProgram {
   }
 
   void report(const PhotoReport& photo) {
-    show(options_.json ? json_line(photo) : plain(text_line(photo)));
+    show(options_.json ? json_line(photo) : printable(text_line(photo)));
   }
 
   void show(const std::string& line) {
@@ -359,14 +361,14 @@ class PrintProgram {
   }
 
   // File names come from outside, and a terminal interprets control characters in them.
-  static std::string plain(const std::string& message) {
+  static std::string printable(const std::string& message) {
     constexpr std::size_t longest = 5000;
     return one_line_of_text(message, longest);
   }
 
   void print_error(const std::string& message) {
     progress_.wipe();
-    report_error(app_, plain(message));
+    report_error(app_, printable(message));
   }
 
   const CLI::App& app_;

@@ -22,7 +22,7 @@ namespace {
 
 volatile sig_atomic_t stop_flag = 0;
 
-void note_stop(int) { stop_flag = 1; }
+void set_stop_flag(int) { stop_flag = 1; }
 
 bool send(Destination& destination, const Picture& page, int copies, std::string& error) {
   for (int copy = 0; copy < copies; ++copy) {
@@ -190,11 +190,11 @@ std::vector<PhotoReport> print_job(const JobSetup& setup, const std::vector<std:
   }
   Destination::StartedJob started;
   bool is_started = false;
-  bool is_taken = true;
+  bool is_accepted = true;
   int pages = 0;
   std::string error;
   const std::size_t at_once = photos_per_page(setup);
-  for (std::size_t i = 0; i < files.size() && is_taken && (i == 0 || !stop_requested());
+  for (std::size_t i = 0; i < files.size() && is_accepted && (i == 0 || !stop_requested());
        i += at_once) {
     progress.show(done + static_cast<int>(i) + 1);
     std::vector<Source> sources;
@@ -217,13 +217,13 @@ std::vector<PhotoReport> print_job(const JobSetup& setup, const std::vector<std:
       continue;
     }
     pages += setup.copies;
-    is_taken = is_started || destination.begin({job_title(files), ""}, started, error);
+    is_accepted = is_started || destination.begin({job_title(files), ""}, started, error);
     is_started = true;
-    is_taken = is_taken && send(destination, *page, setup.copies, error);
+    is_accepted = is_accepted && send(destination, *page, setup.copies, error);
   }
   std::string place;
-  is_taken = is_started && is_taken && destination.end(place, error);
-  if (is_started && !is_taken) {
+  is_accepted = is_started && is_accepted && destination.end(place, error);
+  if (is_started && !is_accepted) {
     report_error(error);
   }
   for (PhotoReport& photo : photos) {
@@ -231,7 +231,7 @@ std::vector<PhotoReport> print_job(const JobSetup& setup, const std::vector<std:
     if (photo.outcome == text_of(Outcome::refused)) {
       continue;
     }
-    if (is_started && !is_taken) {
+    if (is_started && !is_accepted) {
       photo.outcome = destination.may_have_printed() ? text_of(Outcome::in_doubt) : kFailed;
       photo.reason = error;
     } else if (photo.outcome == kStopped) {
@@ -249,10 +249,10 @@ std::vector<PhotoReport> print_job(const JobSetup& setup, const std::vector<std:
 void stop_on_signals() {
   // A service manager may signal both the process and its group, so a repeated SIGTERM is not a
   // request to stop at once.
-  handle_cancel_signals(note_stop, SA_RESTART);
+  handle_cancel_signals(set_stop_flag, SA_RESTART);
   struct sigaction interrupt = {};
   sigaction(SIGINT, nullptr, &interrupt);
-  if (interrupt.sa_handler == note_stop) {
+  if (interrupt.sa_handler == set_stop_flag) {
     interrupt.sa_flags |= static_cast<int>(SA_RESETHAND);
     sigaction(SIGINT, &interrupt, nullptr);
   }

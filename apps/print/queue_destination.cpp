@@ -217,7 +217,8 @@ class QueueDestination final : public Destination {
   std::optional<RasterWriter> writer_;
 };
 
-// The choices of the queue, or of the user for this queue, for jobs without explicit options.
+// Until when jobs are held by default, set for the queue or by the user for this queue; "" if they
+// are not.
 std::string usual_hold(const cups_dest_t& dest) {
   const char* hold = cupsGetOption(kHoldOption, dest.num_options, dest.options);
   return hold == nullptr || std::strcmp(hold, "no-hold") == 0 ? "" : hold;
