@@ -49,7 +49,7 @@ k905::Scaling scaling_named(const std::string& name) {
 }
 
 k905::AdapterSettings adapter_settings(const JobPpd& job) {
-  return {.place = k905::sheet_place(job.choices), .scaling = scaling_called(job.scaling)};
+  return {.place = k905::sheet_place(job.choices), .scaling = scaling_named(job.scaling)};
 }
 
 // Makes the filter read the job's own PPD file; false, with a message, on failure.

@@ -53,7 +53,7 @@ void report_failure(const std::string& reason) {
   log_to_cups("ERROR", "The photo cannot be printed: " + one_line(reason) + ".");
 }
 
-int print_photo(const JobPpd& job, const JobOptions& options, const char* file, long copies) {
+int print_photo(const JobPpd& job, const CupsOptions& options, const char* file, long copies) {
   const k905::SheetPlace place = k905::sheet_place(job.choices);
   const k905::Cell cell = k905::cells_of("", place).front();
   std::string error;

@@ -316,15 +316,11 @@ int run(const CLI::App& app, const Options& options) {
   }
   std::string error;
   bool written = false;
-  try {
-    if (options.output == "-") {
-      k905::RasterWriter writer(STDOUT_FILENO, options.compressed);
-      written = write_pages(options, plan, writer, error);
-    } else {
-      written = write_to_file(options, plan, error);
-    }
-  } catch (const std::bad_alloc&) {
-    error = "not enough memory";
+  if (options.output == "-") {
+    k905::RasterWriter writer(STDOUT_FILENO, options.compressed);
+    written = write_pages(options, plan, writer, error);
+  } else {
+    written = write_to_file(options, plan, error);
   }
   if (!written) {
     report_error(app, error);
