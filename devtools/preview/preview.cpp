@@ -59,7 +59,7 @@ NamedFile split_at_caption(const std::string& text) {
 
 // A stream begins with an escape, an image does not. Input that cannot be read twice, such as a
 // pipe, is a stream.
-bool holds_picture(int descriptor) {
+bool is_image(int descriptor) {
   unsigned char first = 0;
   return pread(descriptor, &first, 1, 0) == 1 && (first == 0x89 || first == 0xFF || first == 'P');
 }
@@ -96,7 +96,7 @@ class Preview {
     if (descriptor < 0) {
       return fail(named.file + ": " + std::strerror(errno));
     }
-    const bool good = !options_.contact.empty() && holds_picture(descriptor)
+    const bool good = !options_.contact.empty() && is_image(descriptor)
                           ? add_picture(named.file)
                           : read_stream(descriptor, named.file);
     close(descriptor);

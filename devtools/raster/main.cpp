@@ -209,8 +209,8 @@ std::optional<k905::Picture> draw_named(const std::string& text, const PagePlan&
   return picture;
 }
 
-std::optional<k905::Picture> obtain(const std::string& name, const PagePlan& plan,
-                                    std::string& error) {
+std::optional<k905::Picture> read_or_draw(const std::string& name, const PagePlan& plan,
+                                          std::string& error) {
   if (name.rfind(kTestPrefix, 0) == 0) {
     return draw_named(name.substr(std::strlen(kTestPrefix)), plan, error);
   }
@@ -235,7 +235,7 @@ k905::Picture page_of(const k905::Picture& picture, const PagePlan& plan, k905::
 
 bool write_page(const std::string& name, const PagePlan& plan, const Options& options,
                 k905::RasterWriter& writer, bool first, std::string& error) {
-  const std::optional<k905::Picture> picture = obtain(name, plan, error);
+  const std::optional<k905::Picture> picture = read_or_draw(name, plan, error);
   if (!picture) {
     error = name + ": " + error;
     return false;

@@ -102,7 +102,7 @@ void Client::end() {
   dialogue_.end();
 }
 
-void Client::forget_answers() {
+void Client::clear_replies() {
   outbox_.clear();
   first_question_ = true;
 }

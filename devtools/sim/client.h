@@ -35,7 +35,7 @@ class Client {
   // A possible reason for an error in the bytes that follow, "" for none.
   void set_error_hint(std::string hint) { error_hint_ = std::move(hint); }
 
-  void forget_answers();
+  void clear_replies();
 
   [[nodiscard]] bool send() { return outbox_.send(descriptor_, Outbox::Clock::now()); }
   [[nodiscard]] const Outbox& outbox() const { return outbox_; }

@@ -108,7 +108,7 @@ std::optional<LineCommand> line_command(LineEvent event, const Words& words) {
 }
 
 std::optional<Action> action_of(const Words& words) {
-  if (const auto action = plain_action(joined(words))) {
+  if (auto action = plain_action(joined(words))) {
     return action;
   }
   if (const auto event = line_event_in(words[0])) {

@@ -42,8 +42,8 @@ Device::Device(const DeviceOptions& options)
 
 bool Device::open(std::string& error) {
   if (!printer_.sheet_folder().empty()) {
-    if (const auto wrong = check_sheet_folder(printer_.sheet_folder())) {
-      error = *wrong;
+    if (const auto problem = check_sheet_folder(printer_.sheet_folder())) {
+      error = *problem;
       return false;
     }
   }
@@ -67,10 +67,10 @@ bool Device::open(std::string& error) {
 void Device::serve() {
   printer_.work();
   terminal_.serve();
-  carry_out_lost_line();
+  disconnect_if_due();
   if (network_) {
     network_->serve();
-    carry_out_lost_line();
+    disconnect_if_due();
   }
 }
 
@@ -88,10 +88,10 @@ int Device::longest_wait_ms() const {
 }
 
 void Device::execute(const Command& command) {
-  const std::optional<std::string> wrong =
+  const std::optional<std::string> problem =
       std::visit([this](const auto& action) { return perform(action); }, command.action);
-  carry_out_lost_line();
-  printer_.print_line(wrong ? "error: " + *wrong : "ok");
+  disconnect_if_due();
+  printer_.print_line(problem ? "error: " + *problem : "ok");
 }
 
 std::optional<std::string> Device::perform(PlainCommand command) {
@@ -119,8 +119,8 @@ std::optional<std::string> Device::perform(const LoadMedia& command) {
   for (const auto& [key, text] : {std::pair<std::string, std::string>{"media", command.media},
                                   {"initial", prints},
                                   {"remaining", prints}}) {
-    if (auto wrong = printer_.set(key, text)) {
-      return wrong;
+    if (auto problem = printer_.set(key, text)) {
+      return problem;
     }
   }
   printer_.resume();
@@ -141,11 +141,11 @@ std::optional<std::string> Device::perform(const LineCommand& command) {
   return std::nullopt;
 }
 
-void Device::carry_out_lost_line() {
-  const std::optional<LineEvent> lost = events_.take_lost();
-  if (lost == LineEvent::unplug) {
+void Device::disconnect_if_due() {
+  const std::optional<LineEvent> disconnection = events_.take_disconnection();
+  if (disconnection == LineEvent::unplug) {
     unplug();
-  } else if (lost == LineEvent::disconnect && is_plugged_) {
+  } else if (disconnection == LineEvent::disconnect && is_plugged_) {
     if (network_) {
       network_->disconnect();
     }

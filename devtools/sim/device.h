@@ -49,7 +49,7 @@ class Device {
   [[nodiscard]] std::optional<std::string> perform(const LoadMedia& command);
   [[nodiscard]] std::optional<std::string> perform(const StopPrinter& command);
   [[nodiscard]] std::optional<std::string> perform(const LineCommand& command);
-  void carry_out_lost_line();
+  void disconnect_if_due();
   void unplug();
   [[nodiscard]] std::optional<std::string> plug();
   void show() const;

@@ -43,9 +43,9 @@ std::optional<FaultKind> fault_named(const std::string& name) {
 
 std::vector<Piece> pieces_of_reply(const std::string& text, const Fault& fault,
                                    const std::string& question, bool first) {
-  const bool strikes = fault.question.empty() || fault.question == question;
+  const bool applies = fault.question.empty() || fault.question == question;
   const std::size_t half = text.size() / 2;
-  switch (strikes ? fault.kind : FaultKind::none) {
+  switch (applies ? fault.kind : FaultKind::none) {
     case FaultKind::silent:
       return {};
     case FaultKind::slow:

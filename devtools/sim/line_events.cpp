@@ -21,7 +21,7 @@ void LineEvents::apply(LineEvent event) {
     holds_ = true;
   } else {
     holds_ = false;
-    lost_ = event;
+    disconnection_ = event;
   }
 }
 
@@ -56,7 +56,9 @@ std::optional<PlannedEvent> LineEvents::take_due_after(int sheet) {
   return take_first([=](const PlannedEvent& event) { return is_for(event, sheet) && !event.byte; });
 }
 
-std::optional<LineEvent> LineEvents::take_lost() { return std::exchange(lost_, std::nullopt); }
+std::optional<LineEvent> LineEvents::take_disconnection() {
+  return std::exchange(disconnection_, std::nullopt);
+}
 
 std::size_t LineEvents::budget(Clock::time_point now) {
   if (!is_slow()) {

@@ -35,7 +35,7 @@ class LineEvents {
   void resume() { holds_ = false; }
 
   // Whether a client's data is processed at all at this moment.
-  [[nodiscard]] bool takes_data() const { return !holds_ && !lost_; }
+  [[nodiscard]] bool takes_data() const { return !holds_ && !disconnection_; }
   [[nodiscard]] bool holds() const { return holds_; }
 
   // The number of bytes that may be processed before the next check for events. `sheet` is the
@@ -47,8 +47,8 @@ class LineEvents {
   [[nodiscard]] std::optional<PlannedEvent> take_due(std::uint64_t inside, int sheet);
   [[nodiscard]] std::optional<PlannedEvent> take_due_after(int sheet);
 
-  // Returns a disconnection that the servers have to carry out, and removes it.
-  [[nodiscard]] std::optional<LineEvent> take_lost();
+  // Returns the disconnection that the servers must perform now, and removes it.
+  [[nodiscard]] std::optional<LineEvent> take_disconnection();
 
   // The number of bytes that may be read now at the selected speed.
   [[nodiscard]] std::size_t budget(Clock::time_point now);
@@ -63,6 +63,6 @@ class LineEvents {
   double budget_ = 0;
   Clock::time_point filled_ = Clock::now();
   std::vector<PlannedEvent> planned_;
-  std::optional<LineEvent> lost_;
+  std::optional<LineEvent> disconnection_;
   bool holds_ = false;
 };

@@ -80,7 +80,7 @@ std::string commands_help() {
 }
 
 // Returns the error in the arguments, or null after filling `options`.
-std::optional<std::string> take_fault(const Arguments& arguments, Fault& fault) {
+std::optional<std::string> fill_fault(const Arguments& arguments, Fault& fault) {
   if (!arguments.fault.empty()) {
     const std::optional<FaultKind> kind = fault_named(arguments.fault);
     if (!kind) {
@@ -94,29 +94,29 @@ std::optional<std::string> take_fault(const Arguments& arguments, Fault& fault) 
 }
 
 // If there are several printers, each has its own names.
-std::string numbered(const std::string& name, const std::string& mark, int number) {
-  return name.empty() || number == 0 ? name : name + mark + std::to_string(number);
+std::string numbered(const std::string& name, const std::string& separator, int number) {
+  return name.empty() || number == 0 ? name : name + separator + std::to_string(number);
 }
 
 // `place`: 0 for the first printer.
-std::optional<std::string> take_device(const Arguments& arguments, int place,
+std::optional<std::string> fill_device(const Arguments& arguments, int place,
                                        DeviceOptions& device) {
   const int number = arguments.printers > 1 ? place + 1 : 0;
   device = arguments.device;
   PrinterOptions& printer = device.printer;
   printer.state_file = numbered(printer.state_file, ".", number);
   printer.state.serial = numbered(printer.state.serial, "-", number);
-  if (auto wrong = load_state(printer.state_file, printer.state)) {
-    return wrong;
+  if (auto problem = load_state(printer.state_file, printer.state)) {
+    return problem;
   }
   for (const auto& [key, text] : arguments.fields) {
     const std::string own = key == "serial" ? numbered(text, "-", number) : text;
-    if (const auto wrong = set_field(printer.state, *find_state_field(key), own)) {
-      return "--" + key + ": " + *wrong;
+    if (const auto problem = set_field(printer.state, *find_state_field(key), own)) {
+      return "--" + key + ": " + *problem;
     }
   }
-  if (auto wrong = take_fault(arguments, printer.fault)) {
-    return wrong;
+  if (auto problem = fill_fault(arguments, printer.fault)) {
+    return problem;
   }
   printer.sheets = numbered(printer.sheets, "/", number);
   printer.print_time = std::chrono::milliseconds(arguments.print_time_ms);
@@ -136,11 +136,11 @@ std::optional<std::string> take_device(const Arguments& arguments, int place,
   return std::nullopt;
 }
 
-std::optional<std::string> take_arguments(const Arguments& arguments, SimulatorOptions& options) {
+std::optional<std::string> fill_options(const Arguments& arguments, SimulatorOptions& options) {
   for (int place = 0; place < arguments.printers; ++place) {
     options.devices.emplace_back();
-    if (auto wrong = take_device(arguments, place, options.devices.back())) {
-      return wrong;
+    if (auto problem = fill_device(arguments, place, options.devices.back())) {
+      return problem;
     }
   }
   options.reads_commands = arguments.reads_commands;
@@ -149,8 +149,8 @@ std::optional<std::string> take_arguments(const Arguments& arguments, SimulatorO
 
 int run(const CLI::App& app, const SimulatorOptions& options) {
   for (const DeviceOptions& device : options.devices) {
-    if (const auto wrong = save_state(device.printer.state_file, device.printer.state)) {
-      report_error(app, *wrong);
+    if (const auto problem = save_state(device.printer.state_file, device.printer.state)) {
+      report_error(app, *problem);
       return kExitFailed;
     }
   }
@@ -175,8 +175,8 @@ int simulator_program(int argc, char** argv) {
     return *status;
   }
   SimulatorOptions options;
-  if (const auto wrong = take_arguments(arguments, options)) {
-    return wrong_usage(app, *wrong);
+  if (const auto problem = fill_options(arguments, options)) {
+    return wrong_usage(app, *problem);
   }
   return run(app, options);
 }

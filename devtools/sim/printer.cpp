@@ -69,18 +69,18 @@ void Printer::work() {
     read_state_file();
     const bool has_paper = state_.remaining > 0;
     if (stopped_ != kReady || !has_paper) {
-      out_.reset();
+      first_done_at_.reset();
       if (!options_.keeps_sheets) {
         lose(stopped_ != kReady ? "stopped" : "no paper");
       }
       return;
     }
     const Clock::time_point now = Clock::now();
-    out_ = out_.value_or(now + options_.print_time);
-    if (*out_ > now) {
+    first_done_at_ = first_done_at_.value_or(now + options_.print_time);
+    if (*first_done_at_ > now) {
       return;
     }
-    out_.reset();
+    first_done_at_.reset();
     const k905::Sheet sheet = std::move(buffers_.front());
     buffers_.pop_front();
     print(sheet);
@@ -88,8 +88,8 @@ void Printer::work() {
 }
 
 std::optional<Printer::Clock::time_point> Printer::due() const {
-  if (buffers_.empty() || out_) {
-    return out_;
+  if (buffers_.empty() || first_done_at_) {
+    return first_done_at_;
   }
   return options_.state_file.empty() ? std::nullopt : std::optional(Clock::now() + kStateFilePause);
 }
@@ -105,10 +105,10 @@ std::optional<std::string> Printer::set(const std::string& key, const std::strin
     return "unknown field '" + key + "'";
   }
   read_state_file();
-  std::optional<std::string> wrong = set_field(state_, *field, text);
+  std::optional<std::string> problem = set_field(state_, *field, text);
   write_state_file();
   work();
-  return wrong;
+  return problem;
 }
 
 void Printer::lose_buffers() {
@@ -120,7 +120,7 @@ void Printer::lose(const std::string& reason) {
   for (const k905::Sheet& sheet : std::exchange(buffers_, {})) {
     print_line(reason + ": " + describe_sheet(sheet) + " was not printed");
   }
-  out_.reset();
+  first_done_at_.reset();
 }
 
 // Reported last: image and state file are complete when the line appears.
@@ -143,7 +143,7 @@ int Printer::status(bool inside_sheet) const {
   if (stopped_ != kReady) {
     return stopped_;
   }
-  if (inside_sheet || out_) {
+  if (inside_sheet || first_done_at_) {
     return kStatusPrinting;
   }
   if (data_error_) {
@@ -163,8 +163,8 @@ std::string Printer::picture_of(const k905::Sheet& sheet) {
   }
   std::string error;
   const std::string path =
-      keep_sheet(options_.sheets, sheet,
-                 options_.canvas ? k905::SheetView::canvas : k905::SheetView::paper, error);
+      save_sheet_image(options_.sheets, sheet,
+                       options_.canvas ? k905::SheetView::canvas : k905::SheetView::paper, error);
   if (path.empty()) {
     ++images_lost_;
     warn(options_.sheets + ": the image of sheet " + std::to_string(printed_) +
@@ -176,13 +176,13 @@ std::string Printer::picture_of(const k905::Sheet& sheet) {
 
 // A file that is being edited may be invalid for a moment: the state is kept.
 void Printer::read_state_file() {
-  if (const auto wrong = load_state(options_.state_file, state_)) {
-    warn(*wrong);
+  if (const auto problem = load_state(options_.state_file, state_)) {
+    warn(*problem);
   }
 }
 
 void Printer::write_state_file() const {
-  if (const auto wrong = save_state(options_.state_file, state_)) {
-    warn(*wrong);
+  if (const auto problem = save_state(options_.state_file, state_)) {
+    warn(*problem);
   }
 }

@@ -78,10 +78,11 @@ class Printer {
 
   PrinterOptions options_;
   PrinterState state_;
-  std::deque<k905::Sheet> buffers_;       // complete sheets; the first is being printed
-  std::optional<Clock::time_point> out_;  // when the first of them comes out
-  int stopped_ = kReady;                  // the status while the printer is stopped
-  bool data_error_ = false;               // until the next sheet that is printed
+  std::deque<k905::Sheet> buffers_;  // complete sheets; the first is being printed
+  std::optional<Clock::time_point>
+      first_done_at_;        // when the printing of the first one is complete
+  int stopped_ = kReady;     // the status while the printer is stopped
+  bool data_error_ = false;  // until the next sheet that is printed
   int printed_ = 0;
   int images_lost_ = 0;
 };

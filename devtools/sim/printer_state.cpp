@@ -59,11 +59,11 @@ const StateField* find_state_field(const std::string& key) {
 std::optional<std::string> set_field(PrinterState& state, const StateField& field,
                                      const std::string& text) {
   if (const auto* member = std::get_if<std::string PrinterState::*>(&field.member)) {
-    std::optional<std::string> wrong = check_text(field, text);
-    if (!wrong) {
+    std::optional<std::string> problem = check_text(field, text);
+    if (!problem) {
       state.** member = text;
     }
-    return wrong;
+    return problem;
   }
   const std::optional<int> number = parse_number(text, 0, field.most);
   if (!number) {

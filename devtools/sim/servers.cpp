@@ -56,7 +56,7 @@ bool TerminalServer::plug(std::string& error) {
   }
   closed_ = false;
   most_clients_ = 0;
-  welcome();
+  await_client();
   return true;
 }
 
@@ -81,15 +81,15 @@ void TerminalServer::serve() {
   const ClientEvents events = take_client_events(*terminal_);
   most_clients_ = std::max(most_clients_, events.most_clients);
   if (events.has_new_client) {
-    forget_replies();
+    discard_replies();
     if (client_->has_protocol_error()) {
-      welcome();
+      await_client();
     }
   }
   client_->set_error_hint(hint_for(most_clients_));
   client_->process();
   if (closed_ && !client_->has_unprocessed_bytes()) {
-    close_conversation();
+    end_session();
   }
   (void)client_->send();
 }
@@ -103,21 +103,21 @@ void TerminalServer::add_waits(std::vector<pollfd>& waits) const {
   }
 }
 
-void TerminalServer::welcome() {
+void TerminalServer::await_client() {
   client_ = std::make_unique<Client>(printer_, events_, terminal_->printer_side.get());
 }
 
-void TerminalServer::forget_replies() {
+void TerminalServer::discard_replies() {
   if (client_->outbox().has_sent()) {
     discard_unread_replies(*terminal_);
   }
-  client_->forget_answers();
+  client_->clear_replies();
 }
 
-void TerminalServer::close_conversation() {
+void TerminalServer::end_session() {
   client_->end();
-  forget_replies();
-  welcome();
+  discard_replies();
+  await_client();
   terminal_->clients = 0;
   most_clients_ = 0;
 }

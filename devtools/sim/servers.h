@@ -34,9 +34,9 @@ class TerminalServer {
   [[nodiscard]] const Client* client() const { return client_.get(); }
 
  private:
-  void welcome();
-  void forget_replies();
-  void close_conversation();
+  void await_client();
+  void discard_replies();
+  void end_session();
 
   Printer& printer_;
   LineEvents& events_;

@@ -34,18 +34,18 @@ std::optional<std::string> check_sheet_folder(const std::string& folder) {
   if (failure) {
     return what + failure.message();
   }
-  std::string trial = folder + "/.k905-sim-XXXXXX";
-  const int descriptor = mkostemp(trial.data(), O_CLOEXEC);
+  std::string probe = folder + "/.k905-sim-XXXXXX";
+  const int descriptor = mkostemp(probe.data(), O_CLOEXEC);
   if (descriptor < 0) {
     return what + std::strerror(errno);
   }
   close(descriptor);
-  unlink(trial.c_str());
+  unlink(probe.c_str());
   return std::nullopt;
 }
 
-std::string keep_sheet(const std::string& folder, const k905::Sheet& sheet, k905::SheetView view,
-                       std::string& error) {
+std::string save_sheet_image(const std::string& folder, const k905::Sheet& sheet,
+                             k905::SheetView view, std::string& error) {
   std::error_code failure;
   std::filesystem::create_directories(folder, failure);
   if (failure) {

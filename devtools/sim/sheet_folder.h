@@ -13,5 +13,5 @@
 // Writes an image of the sheet, as the customer will hold it or with every pixel, to the first free
 // "sheet-0001.png", "sheet-0002.png" ... of the folder, which is created if it is missing. Returns
 // the path of the file, "" on failure with the reason in `error`.
-[[nodiscard]] std::string keep_sheet(const std::string& folder, const k905::Sheet& sheet,
-                                     k905::SheetView view, std::string& error);
+[[nodiscard]] std::string save_sheet_image(const std::string& folder, const k905::Sheet& sheet,
+                                           k905::SheetView view, std::string& error);

@@ -28,7 +28,7 @@ std::string line_for(const PrinterState& state, const StateField& field) {
   return std::string(field.key) + " = " + field_text(state, field) + "\n";
 }
 
-std::optional<std::string> take_line(const std::string& line, PrinterState& state) {
+std::optional<std::string> apply_line(const std::string& line, PrinterState& state) {
   const std::size_t equals = line.find('=');
   if (equals == std::string::npos) {
     return "expected key = value";
@@ -58,8 +58,8 @@ std::optional<std::string> parse_state(const std::string& text, PrinterState& st
     if (is_blank_or_comment(line)) {
       continue;
     }
-    if (const std::optional<std::string> wrong = take_line(line, parsed)) {
-      return "line " + std::to_string(number) + ": " + *wrong;
+    if (const std::optional<std::string> problem = apply_line(line, parsed)) {
+      return "line " + std::to_string(number) + ": " + *problem;
     }
   }
   state = parsed;
@@ -91,24 +91,24 @@ std::optional<std::string> load_state(const std::string& path, PrinterState& sta
   if (!std::filesystem::exists(path)) {
     return std::nullopt;
   }
-  const std::optional<std::string> wrong = parse_state(text_of_file(path), state);
-  return wrong ? std::optional(path + ", " + *wrong) : std::nullopt;
+  const std::optional<std::string> problem = parse_state(text_of_file(path), state);
+  return problem ? std::optional(path + ", " + *problem) : std::nullopt;
 }
 
 std::optional<std::string> save_state(const std::string& path, const PrinterState& state) {
   if (path.empty()) {
     return std::nullopt;
   }
-  const std::string fresh = path + ".new";
+  const std::string new_path = path + ".new";
   {
-    std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
+    std::ofstream file(new_path, std::ios::binary | std::ios::trunc);
     file << update_state_text(text_of_file(path), state);
     if (!file.flush()) {
-      return fresh + " cannot be written";
+      return new_path + " cannot be written";
     }
   }
   std::error_code failure;
-  std::filesystem::rename(fresh, path, failure);
+  std::filesystem::rename(new_path, path, failure);
   if (failure) {
     return path + " cannot be written: " + failure.message();
   }

@@ -376,7 +376,7 @@ TEST(PhotoOpen, FifoIsRefusedWithoutWaiting) {
 // Files that were valid until some of their bytes were changed: the result is an image of a
 // consistent size or an error with a text.
 TEST(PhotoOpen, DamagedFilesGiveAnImageOrAnError) {
-  const std::vector<std::string> whole = {
+  const std::vector<std::string> valid_files = {
       png_file(20, 15, {}, numbered(900)),
       png_file(20, 15, {.color_type = 6, .bits = 16, .interlaced = true}, numbered(2400)),
       png_file(16, 15, {.color_type = 3, .bits = 2}, numbered(60)),
@@ -387,17 +387,17 @@ TEST(PhotoOpen, DamagedFilesGiveAnImageOrAnError) {
   };
   std::mt19937 random(20261121);
   const ScratchFolder folder;
-  for (const std::string& right : whole) {
+  for (const std::string& valid : valid_files) {
     for (int round = 0; round < 150; ++round) {
-      std::string wrong = right;
+      std::string damaged = valid;
       for (unsigned change = 0; change <= random() % 4; ++change) {
-        // Every second change hits the headers, which contain the sizes.
+        // Every second change is in the headers, which contain the sizes.
         const std::size_t range =
-            random() % 2 == 0 ? wrong.size() : std::min<std::size_t>(64, wrong.size());
-        wrong[random() % range] = static_cast<char>(random());
+            random() % 2 == 0 ? damaged.size() : std::min<std::size_t>(64, damaged.size());
+        damaged[random() % range] = static_cast<char>(random());
       }
       std::string error;
-      const auto picture = k905::read_photo(folder.write("x", wrong), error);
+      const auto picture = k905::read_photo(folder.write("x", damaged), error);
       if (picture) {
         EXPECT_EQ(picture->bytes.size(), picture->row_bytes() * picture->height);
       } else {

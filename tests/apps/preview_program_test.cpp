@@ -175,7 +175,7 @@ TEST(PreviewProgram, InvalidStreamIsReportedWithOffsetAndExitStatusOne) {
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.log, "k905-preview: standard input: offset " + std::to_string(second + 8) +
                             ": expected name \"YPLANE          \", found \"CPLANE          \"\n");
-  EXPECT_THAT(result.output, StartsWith("sheet 1: ")) << "what was right has been shown";
+  EXPECT_THAT(result.output, StartsWith("sheet 1: ")) << "the sheets before the error are listed";
 }
 
 TEST(PreviewProgram, StreamThatEndsInsideASheetIsAnError) {
@@ -207,7 +207,7 @@ TEST(PreviewProgram, EmptyFileAmongOthersIsNamed) {
   const ChildResult result = preview(folder, {"--check", "a.prn", "empty.prn"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.log, "k905-preview: empty.prn: no print job, the stream is empty\n");
-  EXPECT_THAT(result.output, StartsWith("sheet 1: ")) << "what was valid has been shown";
+  EXPECT_THAT(result.output, StartsWith("sheet 1: ")) << "the sheets before the error are listed";
 }
 
 TEST(PreviewProgram, UnreadableFileIsReported) {

@@ -132,7 +132,7 @@ const std::vector<WrongField>& wrong_fields() {
       {"LengthWithoutDigits", 24, "    1094", 24, "eight decimal digits of image length",
        "\"    1094\""},
       {"LengthOfNoPixels", 24, "00001088", 24, "image length of 1089 to 25001088", "1088"},
-      {"LengthThatLies", 24, "99999999", 24, "image length of 1089 to 25001088", "99999999"},
+      {"LengthAboveTheLimit", 24, "99999999", 24, "image length of 1089 to 25001088", "99999999"},
       {"LengthOffByOne", 24, "00001095", kBmp + 2, "BMP total size 1095", "1094"},
       {"Magic", kBmp, "MB", kBmp, "\"BM\" at the head of the image", "\"MB\""},
       {"TotalSize", kBmp + 2, wire_number(1093, 4), kBmp + 2, "BMP total size 1094", "1093"},
@@ -215,9 +215,9 @@ INSTANTIATE_TEST_SUITE_P(PrinterStream, WrongFieldTest, testing::ValuesIn(wrong_
                          [](const auto& field) { return std::string(field.param.name); });
 
 TEST(PrinterStream, EveryByteOfASheetButItsPixelsIsChecked) {
-  const std::string right = matte_sheet();
-  for (std::size_t at = 0; at < right.size(); ++at) {
-    std::string wrong = right;
+  const std::string valid = matte_sheet();
+  for (std::size_t at = 0; at < valid.size(); ++at) {
+    std::string wrong = valid;
     wrong[at] = static_cast<char>(wrong[at] ^ 0x80);
     const bool is_pixel = at < kControls && at % kImage >= kBmp + 1088;
     EXPECT_EQ(parse(wrong).error.has_value(), !is_pixel) << "byte " << at;
@@ -249,34 +249,34 @@ TEST(PrinterStream, SheetWithoutCutterIsAnError) {
 }
 
 TEST(PrinterStream, OvercoatAfterTheCutterIsAnError) {
-  const std::string right = matte_sheet();
-  const std::string stream = right.substr(0, kControls) + right.substr(kControls + 40, 40) +
-                             right.substr(kControls, 40) + right.substr(kControls + 80);
+  const std::string valid = matte_sheet();
+  const std::string stream = valid.substr(0, kControls) + valid.substr(kControls + 40, 40) +
+                             valid.substr(kControls, 40) + valid.substr(kControls + 80);
   EXPECT_EQ(parse_error(stream), "offset " + std::to_string(kControls + 48) +
                                      ": expected name \"START           \", found "
                                      "\"OVERCOAT        \"");
 }
 
 TEST(PrinterStream, TruncatedSheetIsAnErrorAtItsEnd) {
-  const std::string right = matte_sheet();
-  for (std::size_t size = 1; size < right.size(); ++size) {
-    const k905::ParsedStream parsed = parse(right.substr(0, size));
+  const std::string valid = matte_sheet();
+  for (std::size_t size = 1; size < valid.size(); ++size) {
+    const k905::ParsedStream parsed = parse(valid.substr(0, size));
     ASSERT_TRUE(parsed.error) << size;
     EXPECT_EQ(parsed.error->offset, size);
     EXPECT_EQ(parsed.error->found, "the end of the stream");
   }
-  EXPECT_EQ(parse_error(right.substr(0, 30)),
+  EXPECT_EQ(parse_error(valid.substr(0, 30)),
             "offset 30: expected the whole IMAGE YPLANE command, found the end of the stream");
-  EXPECT_EQ(parse_error(right.substr(0, kImage - 2)),
+  EXPECT_EQ(parse_error(valid.substr(0, kImage - 2)),
             "offset 1124: expected 2 more bytes of YPLANE, found the end of the stream");
-  EXPECT_EQ(parse_error(right.substr(0, kImage)),
+  EXPECT_EQ(parse_error(valid.substr(0, kImage)),
             "offset 1126: expected the whole IMAGE MPLANE command, found the end of the stream");
-  EXPECT_EQ(parse_error(right.substr(0, kControls)),
+  EXPECT_EQ(parse_error(valid.substr(0, kControls)),
             "offset 3378: expected the whole CNTRL OVERCOAT or CNTRL CUTTER command, found the end "
             "of the stream");
-  EXPECT_EQ(parse_error(right.substr(0, kControls + 41)),
+  EXPECT_EQ(parse_error(valid.substr(0, kControls + 41)),
             "offset 3419: expected the whole CNTRL CUTTER command, found the end of the stream");
-  EXPECT_EQ(parse_error(right.substr(0, kControls + 90)),
+  EXPECT_EQ(parse_error(valid.substr(0, kControls + 90)),
             "offset 3468: expected the whole CNTRL START command, found the end of the stream");
 }
 

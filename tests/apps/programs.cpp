@@ -74,7 +74,7 @@ std::string run_on_terminal(const ScratchFolder& folder, const std::string& prog
   close(slave);
   std::string text;
   char piece[4096];
-  // The master answers with an error once the last slave is closed.
+  // After the last client has closed the terminal, read() fails.
   for (ssize_t got = 0; (got = read(master, piece, sizeof piece)) > 0;) {
     text.append(piece, static_cast<std::size_t>(got));
   }

@@ -148,7 +148,7 @@ TEST(RasterProgram, EveryOrientationHasItsCode) {
   for (const char* name : {"portrait", "landscape", "reverse-portrait", "reverse-landscape"}) {
     const RasterPage page = one_page(folder, {"--orientation", name, "-s", "4x3", "test:white"});
     EXPECT_EQ(page.header.Orientation, code++) << name;
-    EXPECT_EQ(page.header.cupsWidth, 4U) << "pixels that were asked for are never exchanged";
+    EXPECT_EQ(page.header.cupsWidth, 4U) << "--size is not changed by the orientation";
   }
 }
 

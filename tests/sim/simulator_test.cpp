@@ -167,7 +167,7 @@ TEST(Simulator, SheetIsSavedWithoutTheMarginsOutsideThePaper) {
   }
 }
 
-TEST(Simulator, PicturesOfEarlierRunsAreKept) {
+TEST(Simulator, ImagesOfEarlierRunsAreKept) {
   const ScratchFolder folder;
   folder.write("sheet-0001.png", "mine");
   SimulatedPrinter printer({"--sheets", folder.path()});
