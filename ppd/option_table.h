@@ -13,7 +13,7 @@ namespace ppd {
 
 struct Choice {
   const char* name;       // for the filter, `lp -o` and `lpadmin -o`
-  const char* words;      // the text in dialogs
+  const char* text;       // the text in dialogs
   const char* code = "";  // page device settings for the filters that make the raster
 };
 
@@ -21,7 +21,7 @@ enum class Widget { pick_one, check_box };
 
 struct Option {
   const char* keyword;
-  const char* words;
+  const char* text;
   std::span<const Choice> choices;
   const char* default_choice;
   Widget widget = Widget::pick_one;
@@ -29,7 +29,7 @@ struct Option {
 
 struct Group {
   const char* name;
-  const char* words;
+  const char* text;
   std::span<const Option> options;
   bool in_dialogs = true;  // otherwise an option is written only if it is chosen
 };
@@ -41,7 +41,7 @@ struct Model {
   const char* pc_file_name;
   const char* nick_name;
   const char* profile;  // null when none is known
-  const char* profile_words;
+  const char* profile_text;
 };
 
 inline constexpr std::array<Model, 4> models{{
@@ -56,12 +56,12 @@ inline constexpr std::array<Model, 4> models{{
 
 // The description of each paper, by PageSize name. Papers that are cut are selected by a separate
 // option; their names are kept for scripts and for queues that have one as their default.
-struct PaperWords {
+struct PaperText {
   const char* ppd_name;
-  const char* words;
+  const char* text;
 };
 
-inline constexpr std::array<PaperWords, 9> paper_words{{
+inline constexpr std::array<PaperText, 9> paper_texts{{
     {"B7", "5 x 3.5 in (13 x 9 cm)"},
     {"w360h360", "5 x 5 in (13 x 13 cm)"},
     {"w360h504", "5 x 7 in (13 x 18 cm)"},
@@ -241,7 +241,7 @@ inline constexpr std::array<Option, 4> bleed_options{{
 }};
 
 // The filter reads and logs these options; they do not change the sheet.
-inline constexpr std::array<Option, 4> noted_options{{
+inline constexpr std::array<Option, 4> log_only_options{{
     {"StpImageType", "Image type", image_types, "Photo"},
     {"StpColorPrecision", "Color precision", color_precisions, "Normal"},
     {"StpNoCutWaste", "No cut waste", switches, "False", Widget::check_box},
@@ -253,7 +253,7 @@ inline constexpr std::array<Group, 5> groups{{
     {"Tone", "Tone", tone_options},
     {"Color", "Color management", color_options},
     {"Bleed", "Wider or narrower border", bleed_options},
-    {"Noted", "Noted in the log only", noted_options, false},
+    {"Noted", "Noted in the log only", log_only_options, false},
 }};
 
 }  // namespace ppd

@@ -12,7 +12,7 @@ namespace {
 
 struct PageSize {
   const char* name;
-  const char* words;
+  const char* text;
   std::string width;  // points, as written into the file
   std::string height;
 };
@@ -28,9 +28,9 @@ std::string points(double value) {
 
 // The sizes of the print system are in portrait orientation, and so are these; only then does it
 // know the paper by its standard name. rastertok905job rotates the pages.
-PageSize page_size(const ppd::PaperWords& entry) {
+PageSize page_size(const ppd::PaperText& entry) {
   const PaperPoints size = paper_points(*find_paper_by_ppd_name(entry.ppd_name));
-  return {entry.ppd_name, entry.words, points(std::min(size.across, size.down)),
+  return {entry.ppd_name, entry.text, points(std::min(size.across, size.down)),
           points(std::max(size.across, size.down))};
 }
 
@@ -106,33 +106,33 @@ std::string default_of(const ChosenDefaults& chosen, const char* keyword, const 
 void write_page_sizes(std::ostream& out, const ChosenDefaults& chosen) {
   const std::string paper_name = default_of(chosen, "PageSize", ppd::default_paper);
   for (const char* keyword : {"PageSize", "PageRegion"}) {
-    const char* words = std::strcmp(keyword, "PageSize") == 0 ? "Paper" : "Paper region";
-    out << "\n*OpenUI *" << keyword << "/" << words << ": PickOne\n"
+    const char* text = std::strcmp(keyword, "PageSize") == 0 ? "Paper" : "Paper region";
+    out << "\n*OpenUI *" << keyword << "/" << text << ": PickOne\n"
         << "*OrderDependency: 10 AnySetup *" << keyword << "\n"
         << "*Default" << keyword << ": " << paper_name << "\n";
-    for (const ppd::PaperWords& paper : ppd::paper_words) {
+    for (const ppd::PaperText& paper : ppd::paper_texts) {
       const PageSize page = page_size(paper);
-      out << "*" << keyword << " " << page.name << "/" << page.words << ": \"<</PageSize["
+      out << "*" << keyword << " " << page.name << "/" << page.text << ": \"<</PageSize["
           << page.width << " " << page.height << "]/ImagingBBox null>>setpagedevice\"\n";
     }
     out << "*CloseUI: *" << keyword << "\n";
   }
   out << "\n*DefaultImageableArea: " << paper_name << "\n";
-  for (const ppd::PaperWords& paper : ppd::paper_words) {
+  for (const ppd::PaperText& paper : ppd::paper_texts) {
     const PageSize page = page_size(paper);
-    out << "*ImageableArea " << page.name << "/" << page.words << ": \"0 0 " << page.width << " "
+    out << "*ImageableArea " << page.name << "/" << page.text << ": \"0 0 " << page.width << " "
         << page.height << "\"\n";
   }
   out << "*DefaultPaperDimension: " << paper_name << "\n";
-  for (const ppd::PaperWords& paper : ppd::paper_words) {
+  for (const ppd::PaperText& paper : ppd::paper_texts) {
     const PageSize page = page_size(paper);
-    out << "*PaperDimension " << page.name << "/" << page.words << ": \"" << page.width << " "
+    out << "*PaperDimension " << page.name << "/" << page.text << ": \"" << page.width << " "
         << page.height << "\"\n";
   }
 }
 
 void write_choice(std::ostream& out, const char* keyword, const ppd::Choice& choice) {
-  out << "*" << keyword << " " << choice.name << "/" << choice.words << ": \"" << choice.code
+  out << "*" << keyword << " " << choice.name << "/" << choice.text << ": \"" << choice.code
       << "\"\n";
 }
 
@@ -147,14 +147,14 @@ bool is_chosen_no_profile(const ppd::Option& option, const ChosenDefaults& chose
 void write_option(std::ostream& out, const ppd::Option& option, const ppd::Model& model,
                   const ChosenDefaults& chosen) {
   const char* widget = option.widget == ppd::Widget::check_box ? "Boolean" : "PickOne";
-  out << "*OpenUI *" << option.keyword << "/" << option.words << ": " << widget << "\n"
+  out << "*OpenUI *" << option.keyword << "/" << option.text << ": " << widget << "\n"
       << "*OrderDependency: 20 AnySetup *" << option.keyword << "\n";
   if (!is_chosen_no_profile(option, chosen)) {
     out << "*Default" << option.keyword << ": "
         << default_of(chosen, option.keyword, option.default_choice) << "\n";
   }
   if (std::strcmp(option.keyword, "ICCProfile") == 0 && model.profile != nullptr) {
-    write_choice(out, option.keyword, {model.profile, model.profile_words});
+    write_choice(out, option.keyword, {model.profile, model.profile_text});
   }
   for (const ppd::Choice& choice : option.choices) write_choice(out, option.keyword, choice);
   out << "*CloseUI: *" << option.keyword << "\n";
@@ -164,12 +164,12 @@ void write_option(std::ostream& out, const ppd::Option& option, const ppd::Model
 // resolution; otherwise the queue's own applies.
 void write_presets(std::ostream& out) {
   struct Quality {
-    const char* words;
+    const char* text;
     const char* name;
     const char* settings;
   };
   struct Mode {
-    const char* words;
+    const char* text;
     const char* name;
     const char* settings;
   };
@@ -180,8 +180,8 @@ void write_presets(std::ostream& out) {
   out << "\n";
   for (const Quality& quality : qualities) {
     for (const Mode& mode : modes) {
-      out << "*APPrinterPreset " << quality.words << "_" << mode.name << "/" << quality.words
-          << " quality, " << mode.words << ": \"\n"
+      out << "*APPrinterPreset " << quality.text << "_" << mode.name << "/" << quality.text
+          << " quality, " << mode.text << ": \"\n"
           << mode.settings << quality.settings << "com.apple.print.preset.quality " << quality.name
           << "\ncom.apple.print.preset.output-mode " << mode.name << "\"\n*End\n";
     }
@@ -196,7 +196,7 @@ void write_group(std::ostream& out, const ppd::Group& group, const ppd::Model& m
   if (std::ranges::none_of(group.options, is_written)) {
     return;
   }
-  out << "\n*OpenGroup: " << group.name << "/" << group.words << "\n";
+  out << "\n*OpenGroup: " << group.name << "/" << group.text << "\n";
   if (&group == &ppd::groups.front()) {
     write_page_sizes(out, chosen);
   }

@@ -23,7 +23,7 @@ bool exists(const std::string& path) {
 }
 
 // The error in the row, or "". Replaces the paper with its PageSize name.
-std::string fault_of(PaperProfile& row) {
+std::string error_in_row(PaperProfile& row) {
   if (row.paper != kAny && page_size_name(row.paper).empty()) {
     return unknown_paper(row.paper);
   }
@@ -80,7 +80,7 @@ std::optional<std::vector<PaperProfile>> read_profile_table(const std::string& p
     }
     std::string more;
     const bool has_three = static_cast<bool>(words >> row.finish >> row.profile);
-    error = !has_three || words >> more ? "not a paper, a finish and a profile" : fault_of(row);
+    error = !has_three || words >> more ? "not a paper, a finish and a profile" : error_in_row(row);
     if (!error.empty()) {
       error.insert(0, path + ", line " + std::to_string(number) + ": ");
       return std::nullopt;

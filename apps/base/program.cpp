@@ -34,8 +34,8 @@ std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
   app.set_version_flag("--version", app.get_name() + " " K905_VERSION);
   try {
     app.parse(argc, argv);
-  } catch (const CLI::Success& asked_for_text) {
-    return app.exit(asked_for_text);
+  } catch (const CLI::Success& help_or_version) {
+    return app.exit(help_or_version);
   } catch (const CLI::ExtrasError& error) {
     return wrong_usage(app, explain(app, error));
   } catch (const CLI::ParseError& error) {

@@ -6,15 +6,17 @@
 #include <utility>
 
 Progress::Progress(std::string what, int total)
-    : what_(std::move(what)), total_(total), watched_(total != 1 && isatty(STDERR_FILENO) == 1) {}
+    : what_(std::move(what)),
+      total_(total),
+      on_terminal_(total != 1 && isatty(STDERR_FILENO) == 1) {}
 
-Progress::~Progress() { wipe(); }
+Progress::~Progress() { erase(); }
 
 void Progress::show(int done) {
   const std::lock_guard lock(in_use_);
   using std::chrono::milliseconds;
   const auto now = std::chrono::steady_clock::now();
-  if (!watched_ || (shown_ && now - last_ < milliseconds(100))) {
+  if (!on_terminal_ || (shown_ && now - last_ < milliseconds(100))) {
     return;
   }
   last_ = now;
@@ -23,7 +25,7 @@ void Progress::show(int done) {
   std::fprintf(stderr, "\r%s %d%s\033[K", what_.c_str(), done, of_total.c_str());
 }
 
-void Progress::wipe() {
+void Progress::erase() {
   const std::lock_guard lock(in_use_);
   if (shown_) {
     std::fprintf(stderr, "\r\033[K");

@@ -18,13 +18,13 @@ class Progress {
   void show(int done);
 
   // Erases the line, so that other output can be written; the next show() writes it again.
-  void wipe();
+  void erase();
 
  private:
   std::mutex in_use_;  // lines are also written while another thread prints
   std::string what_;
   int total_;
-  bool watched_;
+  bool on_terminal_;
   bool shown_ = false;
   std::chrono::steady_clock::time_point last_{};
 };

@@ -65,7 +65,7 @@ class AllSignalsBlocked {
 // ---- in the child, where only async-signal-safe functions may be called ----
 
 // A descriptor above the standard ones that can be moved to `place`, or `place` itself.
-int source_for(int descriptor, int place) {
+int movable_source(int descriptor, int place) {
   if (descriptor < 0) {
     descriptor = open("/dev/null", O_RDWR | O_CLOEXEC);
   }
@@ -73,23 +73,22 @@ int source_for(int descriptor, int place) {
   return must_move ? fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : descriptor;
 }
 
-bool stays_open_over_exec(int descriptor) { return fcntl(descriptor, F_SETFD, 0) == 0; }
+bool clear_close_on_exec(int descriptor) { return fcntl(descriptor, F_SETFD, 0) == 0; }
 
-bool place_descriptors(const SpawnSetup& setup) {
+bool set_standard_descriptors(const SpawnSetup& setup) {
   const std::array<int, 3> wanted{setup.input, setup.output, setup.error};
   std::array<int, 3> sources{};
   for (int place = 0; place <= STDERR_FILENO; ++place) {
-    sources.at(place) = source_for(wanted.at(place), place);
+    sources.at(place) = movable_source(wanted.at(place), place);
   }
   for (int place = 0; place <= STDERR_FILENO; ++place) {
     const int source = sources.at(place);
-    const bool placed =
-        source == place ? stays_open_over_exec(place) : dup2(source, place) == place;
+    const bool placed = source == place ? clear_close_on_exec(place) : dup2(source, place) == place;
     if (!placed) {
       return false;
     }
   }
-  return setup.inherited < 0 || stays_open_over_exec(setup.inherited);
+  return setup.inherited < 0 || clear_close_on_exec(setup.inherited);
 }
 
 void end_with_parent([[maybe_unused]] pid_t parent) {
@@ -119,8 +118,8 @@ void set_signals(const SpawnSetup& setup) {
 }
 
 // Returns the error if the program could not be started.
-int become(const SpawnSetup& setup, char* const* argv, char* const* envp) {
-  if (!place_descriptors(setup)) {
+int set_up_and_exec(const SpawnSetup& setup, char* const* argv, char* const* envp) {
+  if (!set_standard_descriptors(setup)) {
     return errno;
   }
   set_signals(setup);
@@ -162,7 +161,7 @@ Child spawn(const SpawnSetup& setup) {
     id = fork();
     if (id == 0) {
       end_with_parent(parent);
-      const int reason = become(setup, argv.data(), envp.data());
+      const int reason = set_up_and_exec(setup, argv.data(), envp.data());
       (void)!write(failure.write_end.get(), &reason, sizeof reason);
       _exit(127);
     }

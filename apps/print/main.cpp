@@ -352,7 +352,7 @@ class PrintProgram {
 
   void show(const std::string& line) {
     if (!line.empty()) {
-      progress_.wipe();
+      progress_.erase();
       // On standard output the line would become part of the printer stream.
       FILE* const stream = is_standard_output(to_) ? stderr : stdout;
       std::fprintf(stream, "%s\n", line.c_str());
@@ -367,7 +367,7 @@ class PrintProgram {
   }
 
   void print_error(const std::string& message) {
-    progress_.wipe();
+    progress_.erase();
     report_error(app_, printable(message));
   }
 

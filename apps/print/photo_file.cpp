@@ -66,7 +66,7 @@ bool PhotoFile::copy_bytes(int file) {
   if (!copy_) {
     return false;
   }
-  content_ = {0, kFnv1aOfNothing};
+  content_ = {0, kFnv1aOffsetBasis};
   std::vector<char> bytes(1 << 17);
   for (;;) {
     const ssize_t got = ::read(file, bytes.data(), bytes.size());

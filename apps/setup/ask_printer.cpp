@@ -31,10 +31,10 @@ int open_in_time(Printer& printer) {
 PrinterAnswer status_of(Printer& printer) {
   const Reply status = printer.ask(QuestionId::kStatus);
   if (status.error != 0) {
-    return {.answer = Answer::silent};
+    return {.answer = Answer::no_reply};
   }
   const Reply left = printer.ask(QuestionId::kRemainingMedia);
-  return {.answer = Answer::answers,
+  return {.answer = Answer::replied,
           .status = status.number,
           .prints_left = left.error == 0 ? left.number : -1};
 }

@@ -8,8 +8,8 @@
 namespace k905 {
 
 enum class Answer {
-  answers,      // its status is known
-  silent,       // it can be reached, but does not answer
+  replied,      // its status is known
+  no_reply,     // it can be reached, but does not answer
   in_use,       // a sheet is being sent
   not_asked,    // it can be reached; this user cannot see whether a sheet is being sent
   unreachable,  // see `error`

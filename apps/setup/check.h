@@ -21,7 +21,7 @@ void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findi
 
 // Whether the filters can read a file with this owner, group and mode: CUPS runs them as the user
 // lp, without groups but the user's own.
-[[nodiscard]] bool can_filters_read(const struct stat& status);
+[[nodiscard]] bool is_readable_by_filters(const struct stat& status);
 
 // Checks whether the queue's device is a printer that is connected and ready, and whether the queue
 // uses the backend k905. Opens the device and asks the printer, but not while a job is printing on

@@ -23,12 +23,12 @@ struct Device {
   std::string queue;
   std::string uri;
   std::vector<ConnectedDevice> connected;
-  std::string not_listed;              // why `connected` is not known
-  std::optional<std::string> on_k905;  // the same printer on the backend k905
+  std::string not_listed;               // why `connected` is not known
+  std::optional<std::string> k905_uri;  // the same printer on the backend k905
 
   [[nodiscard]] bool is_listed() const {
     return std::ranges::any_of(connected, [&](const ConnectedDevice& device) {
-      return device.uri == uri || (on_k905 && device.uri == *on_k905);
+      return device.uri == uri || (k905_uri && device.uri == *k905_uri);
     });
   }
 };
@@ -91,7 +91,7 @@ void report_status(const PrinterAnswer& printer, Findings& findings) {
 Answer check_printer(const Device& device, const PrinterAddress& address, Findings& findings) {
   const PrinterAnswer printer = ask_printer(address);
   switch (printer.answer) {
-    case Answer::answers:
+    case Answer::replied:
       report_status(printer, findings);
       break;
     case Answer::in_use:
@@ -103,7 +103,7 @@ Answer check_printer(const Device& device, const PrinterAddress& address, Findin
     case Answer::unreachable:
       report_missing(device, address, printer.error, findings);
       break;
-    case Answer::silent:
+    case Answer::no_reply:
       if (scheme_of(device.uri) == "k905") {
         findings.problem("the printer at " + device.uri +
                              " does not answer questions, so the backend k905 does not print",
@@ -163,9 +163,9 @@ void check_backend(const Device& device, bool keeps_device, Answer answer, Findi
                            "does not wait for the printer";
   if (keeps_device) {
     findings.note(risk + "; its address was chosen with --keep-device");
-  } else if (answer == Answer::silent) {
+  } else if (answer == Answer::no_reply) {
     findings.note(risk + "; the printer does not answer questions, which the backend k905 needs");
-  } else if (device.on_k905) {
+  } else if (device.k905_uri) {
     findings.problem(risk, "k905-setup --update " + device.queue);
   } else {
     findings.problem(risk, "switch the printer on, then k905-setup --update " + device.queue);
@@ -191,8 +191,8 @@ void check_device(Scheduler& scheduler, const std::string& queue, const QueueSta
   if (is_usb(device.uri)) {
     device.not_listed = scheduler.list_devices("k905,usb", device.connected).value_or("");
   }
-  device.on_k905 = k905_uri_of(device.uri, device.connected);
-  const auto address = device.on_k905 ? parse_device_uri(*device.on_k905) : std::nullopt;
+  device.k905_uri = k905_uri_of(device.uri, device.connected);
+  const auto address = device.k905_uri ? parse_device_uri(*device.k905_uri) : std::nullopt;
   Answer answer = Answer::in_use;
   if (state.printing && waits_for_printer(state)) {
     findings.problem("the job waits: " + state.message, "lpstat -l -p " + queue);

@@ -134,7 +134,7 @@ void check_profile(const std::string& name, const std::string& effect, Findings&
                      "copy it to /usr/local/share/color/icc/");
   } else if (!S_ISREG(status.st_mode)) {
     findings.problem(path + " is not a file, so " + effect, "copy the profile there");
-  } else if (!can_filters_read(status)) {
+  } else if (!is_readable_by_filters(status)) {
     findings.problem(path + kUnreadable + effect, "chmod 644 " + path);
   } else {
     findings.ok("the profile " + name + " is " + path);
@@ -151,7 +151,7 @@ void check_profile_table(Findings& findings) {
     return;
   }
   struct stat status {};
-  if (stat(path.c_str(), &status) == 0 && !can_filters_read(status)) {
+  if (stat(path.c_str(), &status) == 0 && !is_readable_by_filters(status)) {
     findings.problem(path + kUnreadable + "nothing is printed", "chmod 644 " + path);
     return;
   }
@@ -255,7 +255,7 @@ void check_class(Scheduler& scheduler, const std::string& name, const QueueState
 
 }  // namespace
 
-bool can_filters_read(const struct stat& status) {
+bool is_readable_by_filters(const struct stat& status) {
   // cppcheck-suppress getpwnamCalled
   const passwd* lp = getpwnam("lp");
   const mode_t needed = lp != nullptr && status.st_uid == lp->pw_uid   ? S_IRUSR

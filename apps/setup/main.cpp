@@ -127,9 +127,9 @@ int list(Scheduler& scheduler, bool connected) {
     std::printf("  %s\n", model.name);
   }
   std::puts("Papers:");
-  for (const ppd::PaperWords& paper : ppd::paper_words) {
+  for (const ppd::PaperText& paper : ppd::paper_texts) {
     std::printf("  %-14s %-7s %s\n", paper.ppd_name, find_paper_by_ppd_name(paper.ppd_name)->label,
-                paper.words);
+                paper.text);
   }
   std::puts("Connected devices:");
   std::vector<ConnectedDevice> devices;

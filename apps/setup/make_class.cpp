@@ -16,7 +16,7 @@ namespace {
 constexpr std::array<const char*, 6> kSheetOptions{"PageSize",  "K905Cut",    "StpLaminate",
                                                    "MediaType", "K905Ribbon", "Resolution"};
 
-bool decides_sheet(const std::string& keyword) {
+bool is_sheet_option(const std::string& keyword) {
   return std::ranges::any_of(kSheetOptions, [&](const char* option) { return keyword == option; });
 }
 
@@ -38,7 +38,7 @@ std::optional<std::string> compare(const Member& first, const Member& other, Fin
   for (const auto& [keyword, usual] : default_choices()) {
     const std::string one = default_choice(*first.ppd, keyword);
     const std::string two = default_choice(*other.ppd, keyword);
-    if (one != two && decides_sheet(keyword)) {
+    if (one != two && is_sheet_option(keyword)) {
       return difference("the default " + keyword, one, two);
     }
     if (one != two) {
@@ -137,7 +137,7 @@ std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& pla
       return problem;
     }
   }
-  for (const auto& [name, value] : usual_attributes) {
+  for (const auto& [name, value] : recommended_attributes) {
     request.attributes.emplace_back(name, value);
   }
   const bool is_shared =

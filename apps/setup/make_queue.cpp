@@ -34,7 +34,7 @@ std::optional<std::string> find_queue_problem(Scheduler& scheduler, const std::s
 
 using Attributes = std::vector<std::pair<std::string, std::string>>;
 
-bool is_among(const Attributes& attributes, const std::string& name) {
+bool has_attribute(const Attributes& attributes, const std::string& name) {
   return std::ranges::any_of(attributes,
                              [&](const auto& attribute) { return attribute.first == name; });
 }
@@ -125,7 +125,7 @@ std::string better_device(Scheduler& scheduler, const std::string& device, Findi
         printer.error == ENODEV &&
         std::ranges::find(connected, device, &ConnectedDevice::uri) != connected.end() &&
         std::ranges::find(connected, *ours, &ConnectedDevice::uri) == connected.end();
-    if (printer.answer == Answer::silent || is_usb_only) {
+    if (printer.answer == Answer::no_reply || is_usb_only) {
       findings.note("the device stays " + device + ": the printer does not answer questions" +
                     (is_usb_only ? ", there is no /dev/usb/lp* for it" : ""));
       return "";
@@ -169,8 +169,8 @@ std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& pla
                                    request.device_uri, change.notes)) {
     return problem;
   }
-  for (const auto& [name, value] : usual_attributes) {
-    if (!is_among(request.attributes, name)) {
+  for (const auto& [name, value] : recommended_attributes) {
+    if (!has_attribute(request.attributes, name)) {
       request.attributes.emplace_back(name, value);
     }
   }
@@ -178,7 +178,7 @@ std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& pla
   if (existing) {
     request.removed_attributes = existing->job_defaults;
     std::erase_if(request.removed_attributes,
-                  [&](const std::string& name) { return is_among(request.attributes, name); });
+                  [&](const std::string& name) { return has_attribute(request.attributes, name); });
   }
   return change_queues(scheduler, {change}, plan.share, plan.queue, findings);
 }

@@ -15,7 +15,7 @@
 namespace k905 {
 
 // Photos fill the paper, and a failed job is tried again.
-inline constexpr std::array<std::pair<const char*, const char*>, 2> usual_attributes{
+inline constexpr std::array<std::pair<const char*, const char*>, 2> recommended_attributes{
     {{"print-scaling-default", "fill"}, {"printer-error-policy", "retry-current-job"}}};
 
 struct QueuePlan {

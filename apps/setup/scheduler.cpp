@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kConnectMs = 5000;
 constexpr int kRestartMs = 30000;
-constexpr int kQuietRestartMs = 3000;  // when nothing shows it
+constexpr int kHiddenRestartMs = 3000;  // when nothing shows it
 constexpr int kRetryMs = 100;
 
 std::string uri_of(const char* folder, const std::string& name) {
@@ -60,9 +60,9 @@ int number_of(ipp_t* answer, const char* name) {
 
 // The scheduler's socket in the file system, which a restart replaces. One that systemd opened for
 // the scheduler stays.
-class SocketMark {
+class SocketState {
  public:
-  SocketMark() : before_(now()) {}
+  SocketState() : before_(now()) {}
   [[nodiscard]] bool has_changed() const {
     const struct stat after = now();
     return after.st_ino != 0 &&
@@ -104,8 +104,8 @@ Ipp ask(http_t* http, ipp_t* request) {
 // Never asks for a password: a user without permission gets an error that says to run as root.
 const char* no_password(const char*, http_t*, const char*, const char*, void*) { return nullptr; }
 
-void remember_device(const char* device_class, const char* device_id, const char*, const char*,
-                     const char* uri, const char*, void* list) {
+void add_device(const char* device_class, const char* device_id, const char*, const char*,
+                const char* uri, const char*, void* list) {
   // A backend without a device lists only its scheme.
   if (std::string_view(device_class) == "direct" &&
       std::string_view(uri).find(':') != std::string_view::npos) {
@@ -238,7 +238,7 @@ std::optional<std::string> Scheduler::list_devices(const std::string& schemes,
                                                    std::vector<ConnectedDevice>& devices) {
   const ipp_status_t status = cupsGetDevices(http(), CUPS_TIMEOUT_DEFAULT,
                                              schemes.empty() ? CUPS_INCLUDE_ALL : schemes.c_str(),
-                                             CUPS_EXCLUDE_NONE, remember_device, &devices);
+                                             CUPS_EXCLUDE_NONE, add_device, &devices);
   if (is_refusal(status)) {
     return "no devices visible; run as root to list all devices";
   }
@@ -298,7 +298,7 @@ bool Scheduler::answers() {
 std::optional<std::string> Scheduler::start_sharing() {
   CupsOptions settings;
   settings.add(CUPS_SERVER_SHARE_PRINTERS, "1");
-  const SocketMark socket;
+  const SocketState socket;
   if (cupsAdminSetServerSettings(http(), settings.count(), settings.all()) == 0) {
     return refusal_reason("change of its settings")
         .value_or("the settings of the scheduler cannot be changed");
@@ -307,7 +307,7 @@ std::optional<std::string> Scheduler::start_sharing() {
   // The scheduler answers first and restarts afterwards.
   for (int waited_ms = 0; waited_ms < kRestartMs; waited_ms += kRetryMs) {
     usleep(kRetryMs * 1000);
-    if ((socket.has_changed() || waited_ms >= kQuietRestartMs) && answers()) {
+    if ((socket.has_changed() || waited_ms >= kHiddenRestartMs) && answers()) {
       return std::nullopt;
     }
   }

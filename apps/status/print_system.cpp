@@ -29,7 +29,7 @@ std::string text_of(ipp_attribute_t* attribute, int index = 0) {
   return text == nullptr ? "" : text;
 }
 
-void take_attribute(ipp_attribute_t* attribute, Queue& queue) {
+void read_attribute(ipp_attribute_t* attribute, Queue& queue) {
   const std::string_view name = ippGetName(attribute);
   if (name == "printer-name") {
     queue.name = text_of(attribute);
@@ -101,7 +101,7 @@ std::vector<Queue> all_queues() {
       queues.emplace_back();
     }
     if (belongs) {
-      take_attribute(attribute, queues.back());
+      read_attribute(attribute, queues.back());
     }
     in_queue = belongs;
   }

@@ -25,7 +25,7 @@ std::string printing_on(const Queue& queue) {
   return "the print system is printing on it (queue " + queue.name + ")";
 }
 
-void take_last_seen(const Queue& queue, PrinterState& printer) {
+void use_last_report(const Queue& queue, PrinterState& printer) {
   printer.state = State::held;
   printer.message = printing_on(queue);
   if (!queue.device_uri.starts_with("k905:")) {
@@ -49,9 +49,9 @@ void take_last_seen(const Queue& queue, PrinterState& printer) {
 
 void explain_open_error(int error, const PrinterAddress& address, const std::vector<Queue>& queues,
                         PrinterState& printer) {
-  const bool away = error == ENOENT || error == ENODEV || error == ENXIO;
+  const bool is_missing = error == ENOENT || error == ENODEV || error == ENXIO;
   const Queue* usb = printing_usb_queue(queues);
-  if ((error == EBUSY || away) && usb != nullptr) {
+  if ((error == EBUSY || is_missing) && usb != nullptr) {
     printer.state = State::held;
     printer.message = printing_on(*usb);
   } else if (error == EBUSY) {
@@ -122,11 +122,11 @@ std::string known_serial_number(const std::optional<PrinterAddress>& address, co
 const StateNames& names_of(State state) {
   static constexpr StateNames kNames[] = {
       // In the order of State.
-      {.words = "ready", .key = "ready", .exit_status = 0},
-      {.words = "busy", .key = "busy", .exit_status = 0},
-      {.words = "needs attention", .key = "attention", .exit_status = 1},
-      {.words = "not reachable", .key = "unreachable", .exit_status = 2},
-      {.words = "in use", .key = "held", .exit_status = 3},
+      {.text = "ready", .key = "ready", .exit_status = 0},
+      {.text = "busy", .key = "busy", .exit_status = 0},
+      {.text = "needs attention", .key = "attention", .exit_status = 1},
+      {.text = "not reachable", .key = "unreachable", .exit_status = 2},
+      {.text = "in use", .key = "held", .exit_status = 3},
   };
   return kNames[static_cast<std::size_t>(state)];
 }
@@ -160,7 +160,7 @@ PrinterState ask_printer(const std::string& name, const std::vector<Queue>& queu
                           : address                           ? printing_queue(queues, *address)
                                                               : nullptr;
   if (printing != nullptr) {
-    take_last_seen(*printing, printer);
+    use_last_report(*printing, printer);
   } else if (address) {
     ask_unless_in_use(*address, queues, printer);
   } else {

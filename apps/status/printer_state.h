@@ -26,7 +26,7 @@ struct PrinterState {
 
 // Names of a state in text, in JSON and as an exit status.
 struct StateNames {
-  const char* words;
+  const char* text;
   const char* key;
   int exit_status;
 };

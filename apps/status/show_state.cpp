@@ -76,7 +76,7 @@ std::string details_of(const PrinterState& printer) {
   constexpr std::size_t longest_line = 400;
   constexpr std::size_t longest_value = 200;
   const std::string why = explanation_of(printer);
-  std::string text = one_line_of_text(printer.device + ": " + names_of(printer.state).words +
+  std::string text = one_line_of_text(printer.device + ": " + names_of(printer.state).text +
                                           (why.empty() ? "" : ", ") + why,
                                       longest_line) +
                      "\n";
@@ -94,7 +94,7 @@ using Row = std::array<std::string, 6>;
 Row row_of(const PrinterState& printer) {
   const PrinterReport& report = printer.report;
   Row row{printer.device,
-          names_of(printer.state).words,
+          names_of(printer.state).text,
           report.prints_left ? std::to_string(*report.prints_left) : "",
           report.media,
           report.serial_number,

@@ -111,7 +111,7 @@ class Preview {
     if (!write(options_.contact, contact_.picture(), {})) {
       return false;
     }
-    progress_.wipe();
+    progress_.erase();
     std::printf("%zu image%s -> %s\n", contact_.count(), contact_.count() == 1 ? "" : "s",
                 options_.contact.c_str());
     return true;
@@ -119,7 +119,7 @@ class Preview {
 
  private:
   bool fail(const std::string& message) {
-    progress_.wipe();
+    progress_.erase();
     std::fflush(stdout);
     report_error(app_, message);
     return false;
@@ -156,7 +156,7 @@ class Preview {
     if (!options_.check && !show_picture(sheet, file)) {
       return false;
     }
-    progress_.wipe();
+    progress_.erase();
     if (options_.dump) {
       std::fputs(dump_sheet(sheet, sheets_).c_str(), stdout);
     } else {

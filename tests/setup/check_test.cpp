@@ -11,10 +11,10 @@ bool can_read(mode_t mode, uid_t owner, gid_t group) {
   status.st_mode = S_IFREG | mode;
   status.st_uid = owner;
   status.st_gid = group;
-  return k905::can_filters_read(status);
+  return k905::is_readable_by_filters(status);
 }
 
-TEST(CanFiltersRead, OnlyTheBitsOfTheirOwnClassCount) {
+TEST(IsReadableByFilters, OnlyTheBitsOfTheirOwnClassCount) {
   const passwd* entry = getpwnam("lp");
   ASSERT_NE(entry, nullptr);
   const uid_t lp = entry->pw_uid;
