@@ -1,5 +1,5 @@
-// Writes the PPD file of each model into a folder: `generate_ppd VERSION FOLDER`. Runs in the
-// build, so that the papers and options a queue offers are those of the filter it is built with.
+// Writes the PPD file of each model into a folder: `generate_ppd VERSION FOLDER`. Part of the
+// build, so that a queue offers exactly the papers and options of the filter.
 #include <fstream>
 #include <iostream>
 #include <string>

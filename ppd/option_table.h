@@ -13,7 +13,7 @@ namespace ppd {
 
 struct Choice {
   const char* name;       // for the filter, `lp -o` and `lpadmin -o`
-  const char* text;       // the text in dialogs
+  const char* text;       // in dialogs
   const char* code = "";  // page device settings for the filters that make the raster
 };
 
@@ -34,13 +34,13 @@ struct Group {
   bool in_dialogs = true;  // otherwise an option is written only if it is chosen
 };
 
-// A printer that the filter supports. All have the same command set; they differ in the name and in
-// the color profile that was measured for them.
+// A printer that the filter supports. All models have the same command set; they differ in name and
+// color profile.
 struct Model {
   const char* name;  // model name, also the file's name without ".ppd"
   const char* pc_file_name;
   const char* nick_name;
-  const char* profile;  // null when none is known
+  const char* profile;  // null if the model has none
   const char* profile_text;
 };
 
@@ -74,17 +74,17 @@ inline constexpr std::array<PaperText, 9> paper_texts{{
 }};
 inline constexpr char default_paper[] = "w288h432";
 
-// The choice of ICCProfile for no conversion. The filter would read any name as a file;
-// rastertok905job removes the line from the job's PPD file if this is the choice.
+// The choice of ICCProfile for no conversion. The filter takes every value for a file name, so
+// rastertok905job removes this default from the job's PPD file.
 inline constexpr char no_profile[] = "None";
 
-// Also for ICCProfile: the profile that the administrator's table gives for the paper and the
-// finish. The program in front of the filter replaces it in the job's PPD file.
+// Also a choice of ICCProfile: rastertok905job replaces it, in the job's PPD file, by the profile
+// that the administrator's table has for the paper and the finish.
 inline constexpr char profile_by_paper[] = "ByPaper";
 
 inline constexpr std::array<Choice, 2> color_models{{
     {"RGB", "Color", "<</cupsColorSpace 1/cupsColorOrder 0/cupsBitsPerColor 8>>setpagedevice"},
-    // Gray in which 255 is white: the gray of ink amounts would print a negative.
+    // Gray in which 255 is white. Color space 3, in which 255 is black, would print a negative.
     {"Gray", "Black and white",
      "<</cupsColorSpace 0/cupsColorOrder 0/cupsBitsPerColor 8>>setpagedevice"},
 }};
@@ -102,25 +102,26 @@ inline constexpr std::array<Choice, 3> cuts{{
 
 inline constexpr std::array<Choice, 2> finishes{{{"Glossy", "Glossy"}, {"Matte", "Matte"}}};
 
-// The finish under the name that driverless clients use. The filter reads StpLaminate, which
-// rastertok905job sets to it.
+// The finish under the name that driverless clients use. The filter reads only StpLaminate;
+// rastertok905job copies the choice there.
 inline constexpr std::array<Choice, 3> media_types{{
-    {"Auto", "As chosen under Finish"},
+    {"Auto", "Same as Finish"},
     {"Glossy", "Glossy"},
     {"Matte", "Matte"},
 }};
 
 inline constexpr std::array<Choice, 3> ribbons{{
-    {"Auto", "As loaded (6 x 4 if that is not known)"},
+    {"Auto", "As loaded (6 x 4 if unknown)"},
     {"6x4", "6 x 4"},
     {"6x8", "6 x 8 (two 6 x 4 pages share a sheet)"},
 }};
 
 inline constexpr std::array<Choice, 21> gains{{
-    {"-500", "-50 %"},   {"-450", "-45 %"}, {"-400", "-40 %"}, {"-350", "-35 %"}, {"-300", "-30 %"},
-    {"-250", "-25 %"},   {"-200", "-20 %"}, {"-150", "-15 %"}, {"-100", "-10 %"}, {"-50", "-5 %"},
-    {"None", "As sent"}, {"50", "+5 %"},    {"100", "+10 %"},  {"150", "+15 %"},  {"200", "+20 %"},
-    {"250", "+25 %"},    {"300", "+30 %"},  {"350", "+35 %"},  {"400", "+40 %"},  {"450", "+45 %"},
+    {"-500", "-50 %"}, {"-450", "-45 %"}, {"-400", "-40 %"},     {"-350", "-35 %"},
+    {"-300", "-30 %"}, {"-250", "-25 %"}, {"-200", "-20 %"},     {"-150", "-15 %"},
+    {"-100", "-10 %"}, {"-50", "-5 %"},   {"None", "Unchanged"}, {"50", "+5 %"},
+    {"100", "+10 %"},  {"150", "+15 %"},  {"200", "+20 %"},      {"250", "+25 %"},
+    {"300", "+30 %"},  {"350", "+35 %"},  {"400", "+40 %"},      {"450", "+45 %"},
     {"500", "+50 %"},
 }};
 
@@ -130,7 +131,7 @@ inline constexpr std::array<Choice, 17> gammas{{
     {"700", "0.7"},
     {"800", "0.8"},
     {"900", "0.9"},
-    {"None", "1.0 (as sent)"},
+    {"None", "1.0 (unchanged)"},
     {"1100", "1.1"},
     {"1200", "1.2"},
     {"1300", "1.3"},
@@ -144,7 +145,7 @@ inline constexpr std::array<Choice, 17> gammas{{
     {"2200", "2.2 (lighter)"},
 }};
 
-// A factor for the light that the plane transmits: more light is less dye.
+// Factors for the values of a plane: a higher value prints less dye.
 inline constexpr std::array<Choice, 13> balances{{
     {"700", "0.70 (more dye)"},
     {"750", "0.75"},
@@ -152,7 +153,7 @@ inline constexpr std::array<Choice, 13> balances{{
     {"850", "0.85"},
     {"900", "0.90"},
     {"950", "0.95"},
-    {"None", "1.00 (as sent)"},
+    {"None", "1.00 (unchanged)"},
     {"1050", "1.05"},
     {"1100", "1.10"},
     {"1150", "1.15"},
@@ -165,9 +166,9 @@ inline constexpr std::array<Choice, 2> switches{{{"False", "Off"}, {"True", "On"
 
 inline constexpr std::array<Choice, 5> color_corrections{{
     {"None", "None"},
-    {"Bright", "Bright (everything 10 % lighter)"},
+    {"Bright", "Bright (10 % lighter)"},
     {"Accurate", "Accurate (slightly less saturated)"},
-    {"Hue", "Hue (red and blue exchange a little)"},
+    {"Hue", "Hue (mixes red and blue slightly)"},
     {"Desaturated", "Desaturated"},
 }};
 
@@ -184,11 +185,11 @@ inline constexpr std::array<Choice, 6> profiles{{
 }};
 
 inline constexpr std::array<Choice, 23> bleeds{{
-    {"-6.0", "-6 mm"}, {"-5.0", "-5 mm"},   {"-4.0", "-4 mm"},   {"-3.5", "-3.5 mm"},
-    {"-3.0", "-3 mm"}, {"-2.5", "-2.5 mm"}, {"-2.0", "-2 mm"},   {"-1.5", "-1.5 mm"},
-    {"-1.0", "-1 mm"}, {"-0.5", "-0.5 mm"}, {"0.0", "As usual"}, {"0.5", "+0.5 mm"},
-    {"1.0", "+1 mm"},  {"1.5", "+1.5 mm"},  {"2.0", "+2 mm"},    {"2.5", "+2.5 mm"},
-    {"3.0", "+3 mm"},  {"3.5", "+3.5 mm"},  {"4.0", "+4 mm"},    {"5.0", "+5 mm"},
+    {"-6.0", "-6 mm"}, {"-5.0", "-5 mm"},   {"-4.0", "-4 mm"},  {"-3.5", "-3.5 mm"},
+    {"-3.0", "-3 mm"}, {"-2.5", "-2.5 mm"}, {"-2.0", "-2 mm"},  {"-1.5", "-1.5 mm"},
+    {"-1.0", "-1 mm"}, {"-0.5", "-0.5 mm"}, {"0.0", "Default"}, {"0.5", "+0.5 mm"},
+    {"1.0", "+1 mm"},  {"1.5", "+1.5 mm"},  {"2.0", "+2 mm"},   {"2.5", "+2.5 mm"},
+    {"3.0", "+3 mm"},  {"3.5", "+3.5 mm"},  {"4.0", "+4 mm"},   {"5.0", "+5 mm"},
     {"6.0", "+6 mm"},  {"8.0", "+8 mm"},    {"10.0", "+10 mm"},
 }};
 
@@ -219,7 +220,7 @@ inline constexpr std::array<Option, 6> tone_options{{
 inline constexpr std::array<Option, 9> color_options{{
     {"StpColorCorrection", "Color correction", color_corrections, "None"},
     {"ICCProfile", "Printer profile", profiles, no_profile},
-    {"ColorBase", "Pictures are in (used with a printer profile)", color_bases, "Normal"},
+    {"ColorBase", "Color space of photos (with a printer profile)", color_bases, "Normal"},
     {"StpCyanGamma", "Cyan gamma", gammas, "None"},
     {"StpMagentaGamma", "Magenta gamma", gammas, "None"},
     {"StpYellowGamma", "Yellow gamma", gammas, "None"},
@@ -228,11 +229,11 @@ inline constexpr std::array<Option, 9> color_options{{
     {"StpYellowBalance", "Yellow balance", balances, "None"},
 }};
 
-// The filter also reads BleedA to BleedD, which are other names of these four fields. If they were
-// offered too, their defaults would override a choice made here.
+// The filter reads BleedA to BleedD after these four options, for the same fields. They are not
+// offered, because their defaults would override the choices made here.
 //
-// Deliberate: left and right are exchanged. The printer prints the back, so the page is mirrored
-// after the filter has applied the borders; the texts name the edges of the finished sheet.
+// Deliberate: left and right are exchanged. The page is mirrored after the filter has applied the
+// borders; the texts name the edges of the finished sheet.
 inline constexpr std::array<Option, 4> bleed_options{{
     {"BleedTop", "Top edge (A)", bleeds, "0.0"},
     {"BleedBottom", "Bottom edge (B)", bleeds, "0.0"},
@@ -252,8 +253,8 @@ inline constexpr std::array<Group, 5> groups{{
     {"General", "General", general_options},  // the page sizes join this group
     {"Tone", "Tone", tone_options},
     {"Color", "Color management", color_options},
-    {"Bleed", "Wider or narrower border", bleed_options},
-    {"Noted", "Noted in the log only", log_only_options, false},
+    {"Bleed", "Border adjustment", bleed_options},
+    {"LogOnly", "Logged only, no effect on the print", log_only_options, false},
 }};
 
 }  // namespace ppd

@@ -26,8 +26,8 @@ std::string points(double value) {
   return number;
 }
 
-// The sizes of the print system are in portrait orientation, and so are these; only then does it
-// know the paper by its standard name. rastertok905job rotates the pages.
+// In portrait orientation, as CUPS expects: otherwise it does not find the standard name of the
+// paper. rastertok905job rotates the pages.
 PageSize page_size(const ppd::PaperText& entry) {
   const PaperPoints size = paper_points(*find_paper_by_ppd_name(entry.ppd_name));
   return {entry.ppd_name, entry.text, points(std::min(size.across, size.down)),
@@ -73,25 +73,24 @@ void write_head(std::ostream& out, const ppd::Model& model, const std::string& v
          "*Throughput: \"1\"\n"
          "*LandscapeOrientation: Plus90\n"
          "*TTRasterizer: Type42\n"
-         "*% The device ID is a guess: that of the real printers is not known. It only\n"
-         "*% helps a desktop to propose this file; a queue works without it.\n"
+         "*% The device ID is a guess: the ID of the real printers is unknown. Desktops use it\n"
+         "*% only to propose this file; a queue does not need it.\n"
          "*1284DeviceID: \"MFG:"
       << name << ";MDL:" << name << ";CLS:PRINTER;DES:" << name
       << ";\"\n"
          "*cupsVersion: 2.2\n"
          "*cupsModelNumber: 0\n"
-         "*% Copies are repeated before the filter sees the pages.\n"
+         "*% Earlier filters repeat the pages for copies.\n"
          "*cupsManualCopies: True\n"
-         "*% The printer does not speak SNMP; asking would only cost time.\n"
+         "*% The printer does not support SNMP; queries would only delay jobs.\n"
          "*cupsSNMPSupplies: False\n"
          "*cupsLanguages: \"en\"\n"
          "*cupsFilter2: \"application/vnd.cups-raster application/vnd.k905 0 rastertok905job\"\n"
-         "*% Pages of the photo filter, where it is installed; it has its own files for its "
-         "types.\n"
+         "*% Pages of the photo filter, if it is installed.\n"
          "*cupsFilter2: \"application/vnd.k905-photo application/vnd.k905 0 rastertok905job\"\n"
-         "*% Raster pages of phones and other systems need no other filter. They cost more than "
-         "the\n"
-         "*% print system's own raster, so that documents are converted to that raster.\n"
+         "*% Raster from phones and other systems needs no other filter. Its higher cost lets "
+         "CUPS\n"
+         "*% convert documents to CUPS raster instead.\n"
          "*cupsFilter2: \"image/pwg-raster application/vnd.k905 10 rastertok905job\"\n"
          "*cupsFilter2: \"image/urf application/vnd.k905 10 rastertok905job\"\n";
 }
@@ -136,9 +135,9 @@ void write_choice(std::ostream& out, const char* keyword, const ppd::Choice& cho
       << "\"\n";
 }
 
-// Deliberate: if no conversion is chosen the line is left out, because the filter reads any word
-// there as the name of a profile. A queue's own file keeps its line, which dialogs need;
-// rastertok905job removes it from the job's copy.
+// Deliberate: the filter takes every default of ICCProfile for a file name, so a file for the
+// filter has none if no conversion is chosen. A queue's file has it, because dialogs need a
+// default; rastertok905job removes it from the job's copy.
 bool is_chosen_no_profile(const ppd::Option& option, const ChosenDefaults& chosen) {
   return std::strcmp(option.keyword, "ICCProfile") == 0 &&
          default_of(chosen, option.keyword, "") == ppd::no_profile;
@@ -160,8 +159,8 @@ void write_option(std::ostream& out, const ppd::Option& option, const ppd::Model
   out << "*CloseUI: *" << option.keyword << "\n";
 }
 
-// The meaning of "print-quality" and "print-color-mode" of a job. Only high quality sets a
-// resolution; otherwise the queue's own applies.
+// What "print-quality" and "print-color-mode" of a job set. Only high quality sets a resolution;
+// otherwise that of the queue applies.
 void write_presets(std::ostream& out) {
   struct Quality {
     const char* text;
@@ -209,7 +208,7 @@ void write_group(std::ostream& out, const ppd::Group& group, const ppd::Model& m
   out << "*CloseGroup: " << group.name << "\n";
 }
 
-// Every PPD reader expects at least one font, although a raster printer has none.
+// PPD readers expect at least one font, although a raster printer has none.
 void write_tail(std::ostream& out) {
   out << "\n*DefaultFont: Courier\n"
          "*Font Courier: Standard \"(1.05)\" Standard ROM\n";

@@ -1,4 +1,4 @@
-// The options of a print, by the keywords and choices of the queue's PPD file.
+// The options of a print job, by the keywords and choices of the queue's PPD file.
 #pragma once
 
 #include <map>

@@ -7,7 +7,7 @@
 
 namespace {
 
-// An exec resets a handler, but keeps an ignored signal ignored in the programs that are started.
+// A handler instead of SIG_IGN: an exec resets it, so that child programs do not ignore the signal.
 void do_nothing(int) {}
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Color profiles of the printer: where a profile's file is, and which profile belongs to a paper
-// and a finish.
+// Color profiles of the printer: finds the file of a profile, and the profile for a paper and a
+// finish.
 #pragma once
 
 #include <optional>

@@ -64,7 +64,8 @@ class AllSignalsBlocked {
 
 // ---- in the child, where only async-signal-safe functions may be called ----
 
-// A descriptor above the standard ones that can be moved to `place`, or `place` itself.
+// A descriptor that stays valid while the standard descriptors are replaced one by one: one above
+// them, or `place` itself. -1 becomes /dev/null.
 int movable_source(int descriptor, int place) {
   if (descriptor < 0) {
     descriptor = open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -148,7 +149,7 @@ Child spawn(const SpawnSetup& setup) {
   std::vector<std::string> environment = environment_with(setup.environment);
   const std::vector<char*> argv = pointers_to(arguments);
   const std::vector<char*> envp = pointers_to(environment);
-  // Its write end closes when the exec succeeds, and carries errno if it fails.
+  // The exec closes its write end; if it fails, errno is written to it.
   Pipe failure;
   if (!failure.open()) {
     return Child();

@@ -1,4 +1,4 @@
-// Child processes: the only place where they are started, and how they ended.
+// Starts child processes and reports how they ended.
 #pragma once
 
 #include <sys/types.h>
@@ -27,7 +27,7 @@ class Child {
   Child(Child&& other) noexcept;
   Child& operator=(Child&& other) noexcept;
 
-  // Whether there is a child whose end was not seen yet.
+  // Whether there is a child that has not been waited for.
   [[nodiscard]] explicit operator bool() const { return id_ > 0; }
 
   void send(int signal) const;
@@ -44,33 +44,32 @@ class Child {
 
 [[nodiscard]] sigset_t no_signals();
 
-// Resets SIGCHLD to its default action if it was ignored at the start of this process; otherwise
-// the end of a child could not be detected. spawn() calls this; code that forks by itself must call
-// it.
+// Resets SIGCHLD to its default action if this process was started with it ignored; otherwise it
+// could not wait for its children. spawn() calls this; other code that forks must call it.
 void make_children_waitable();
 
 struct SpawnSetup {
   std::string program;                             // a path
   std::vector<std::string> arguments;              // argv[0] included
-  std::map<std::string, std::string> environment;  // added to our own; "" removes a variable
+  std::map<std::string, std::string> environment;  // changes to ours; "" removes a variable
   // Descriptors for its standard input, output and error; -1: /dev/null.
   int input = -1;
   int output = -1;
   int error = -1;
   int inherited = -1;        // one more, which keeps its number; -1: none
   std::vector<int> ignored;  // signals that it ignores
-  // Signals that stay blocked over the exec: a signal that arrives while the program is loaded
-  // waits until the program unblocks it.
+  // Signals that are blocked when the program starts: one that arrives before the program has
+  // installed its handlers stays pending until the program unblocks it.
   sigset_t blocked = no_signals();
 };
 
-// Starts a program. It inherits the descriptors above and those that stay open over an exec.
-// Signals that this process handles have their default action in the child; signals that this
-// process was started with ignored stay ignored. The child is killed when the thread that called
-// spawn ends, and so with this process, however it ends.
+// Starts a program. It inherits the descriptors above and those without close-on-exec. Signals that
+// this process handles have their default action in the child; signals that it ignores stay
+// ignored. The child is killed when the thread that called spawn ends, and so whenever this process
+// ends.
 //
-// If the program cannot be started, no child is returned and errno is set. SIGCHLD is reset as by
-// the function above.
+// If the program cannot be started, no child is returned and errno is set. Calls
+// make_children_waitable().
 [[nodiscard]] Child spawn(const SpawnSetup& setup);
 
 }  // namespace k905

@@ -1,4 +1,4 @@
-// Makes text from outside safe to print or pass on.
+// Makes text from printers, files and users safe to print; formats times and names.
 #pragma once
 
 #include <ctime>
@@ -9,7 +9,7 @@
 // code points above U+10FFFF) becomes U+FFFD.
 [[nodiscard]] std::string valid_utf8(std::string_view bytes);
 
-// The same in one line: control characters become spaces. At most `limit` bytes, cut between
+// The same as one line: control characters become spaces. At most `limit` bytes, cut between
 // characters.
 [[nodiscard]] std::string one_line_of_text(std::string_view bytes, std::size_t limit);
 

@@ -1,4 +1,4 @@
-// The queues of the print system, and which of them prints on a device.
+// The queues of the print system, and which of them is printing on a device.
 #pragma once
 
 #include <optional>
@@ -14,7 +14,7 @@ struct Queue {
   std::string device_uri;
   bool printing = false;
   std::string message;               // the current message of the queue
-  std::string note;                  // of the backend, see to_note
+  std::string note;                  // the backend's last report, see parse_note
   std::vector<std::string> members;  // of a class
 };
 

@@ -68,7 +68,7 @@ void explain_open_error(int error, const PrinterAddress& address, const std::vec
   }
 }
 
-// The part that is not in the status text.
+// Only what the status text does not say.
 std::string message_for(const PrinterReport& report) {
   if (!report.answered) {
     return "the printer does not answer";
@@ -84,15 +84,15 @@ std::string message_for(const PrinterReport& report) {
 
 void ask_unless_in_use(const PrinterAddress& address, const std::vector<Queue>& queues,
                        PrinterState& printer) {
-  // Between two jobs, or after the end of the print system, a sheet may still be being sent.
+  // The backend may still send a sheet after the job or the scheduler has ended.
   const backend::SheetLock lock(address);
   if (lock.is_held_elsewhere()) {
     printer.state = State::held;
     printer.message = "the print system is sending a sheet to it";
     return;
   }
-  // A device file can be opened by one program only; a printer on the network may accept the
-  // question and the sheet at the same time.
+  // Only one program can open a device file, but a network printer may accept a second connection
+  // while it receives a sheet.
   if (lock.is_unknown() && address.kind == PrinterAddress::Kind::kNetwork) {
     printer.message = "only root and the group lp can see whether a sheet is being sent to it";
     return;
@@ -168,7 +168,7 @@ PrinterState ask_printer(const std::string& name, const std::vector<Queue>& queu
                           ? "the device of this queue cannot be asked: " + queue->device_uri
                           : "this is not the name of a printer";
   }
-  // A monitor must find the same printer before, during and after a failure.
+  // Monitors identify a printer by its serial number, also while it cannot be asked.
   if (!printer.report.status_code && printer.report.serial_number.empty()) {
     printer.report.serial_number = known_serial_number(address, queue);
   }

@@ -20,7 +20,7 @@ enum class State {
 struct PrinterState {
   std::string device;  // as the user named it
   State state = State::unreachable;
-  std::string message;  // what is not in the status text
+  std::string message;  // in addition to the status text
   PrinterReport report;
 };
 
@@ -42,8 +42,8 @@ struct StateNames {
 [[nodiscard]] State state_of(const PrinterReport& report);
 
 // The states of the printers with these names: device files, serial numbers, HOST:PORT, queues, and
-// classes (all their members). A printer on which a queue is printing is not asked, because a
-// question would become part of the image: its state is what the queue's backend last saw, or
+// classes (all their members). A printer on which a queue is printing is not asked, because the
+// query would become part of the image: its state is the last report of the queue's backend, or
 // `held`. All printers are asked at the same time.
 [[nodiscard]] std::vector<PrinterState> ask_printers(const std::vector<std::string>& names);
 

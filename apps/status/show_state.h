@@ -8,12 +8,12 @@
 
 namespace k905 {
 
-// One printer in some lines: its name and state first, then its reports. Several printers in a
-// table with a line for each.
+// One printer as lines: name and state, then one value per line. Several printers as a table with
+// one line for each.
 [[nodiscard]] std::string as_text(const std::vector<PrinterState>& printers);
 
-// A line for each printer: an object with all keys, always in the same order; unknown values are
-// null. Bytes of the printer that are not UTF-8 become U+FFFD.
+// One line for each printer: an object with all keys, always in the same order; unknown values are
+// null. Bytes that are not UTF-8 become U+FFFD.
 [[nodiscard]] std::string as_json(const std::vector<PrinterState>& printers);
 
 // The text format of Prometheus. Values that a printer did not report have no sample.

@@ -91,7 +91,7 @@ class ThroughSetup(ThroughCups):
         self.addCleanup(path.unlink)
 
     def slow_device(self):
-        """The URI of a device that notes the begin of each job and ends it when `begun.go` exists."""
+        """The URI of a device that records the start of each job and ends it when `begun.go` exists."""
         self.begun = self.art / f"{self.queue}.begun"
         self.add_backend("slow", f'[ $# = 0 ] && exit 0\necho begun >>{self.begun}\n'
                                  f'cat >/dev/null\nwhile [ ! -e {self.begun}.go ]; do sleep 0.05; done')
@@ -100,7 +100,7 @@ class ThroughSetup(ThroughCups):
     def printing_job(self):
         """A job that has begun on the slow device."""
         job = self.cups.submit(self.queue, self.jpeg())
-        self.cups.wait_for(self.begun.exists, "the job to begin")
+        self.cups.wait_for(self.begun.exists, "the job to start")
         return job
 
     def end_of_printing(self, job):
@@ -122,7 +122,7 @@ class Setup(ThroughSetup):
         text = (self.cups.etc / "printers.conf").read_text()
         self.assertIn("ErrorPolicy retry-current-job", text.split(f"Printer {self.queue}>")[1])
 
-    def test_papers_are_accepted_under_both_names(self):
+    def test_papers_are_accepted_by_label_and_page_size_name(self):
         for paper, name in (("6x2*2", "w288h432-div2"), ("w432h432", "w432h432"), ("5x7", "w360h504")):
             made = self.setup(self.queue, "--device", self.device(), "--paper", paper, "--replace")
             self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
@@ -143,7 +143,7 @@ class Setup(ThroughSetup):
         self.setup_well("--replace", self.queue, "--finish", "Matte")
         self.assertRegex(self.choices(), r"MediaType/.*\*Auto")
 
-    def test_a_queue_is_shared_or_not_as_it_is_asked_for(self):
+    def test_an_option_sets_whether_a_queue_is_shared(self):
         for value, attribute in (("true", "\x01"), ("false", "\x00")):
             with self.subTest(value=value):
                 self.setup_well(self.queue, "--device", self.device(), "--replace",
@@ -153,7 +153,7 @@ class Setup(ThroughSetup):
                 self.assertIn("na_index-4x6_4x6in",
                               ipp.values_of(self.cups.socket, self.queue, "media-supported"))
 
-    def test_a_queue_is_not_replaced_unasked(self):
+    def test_an_existing_queue_is_replaced_only_with_an_option(self):
         self.add_queue(StpLaminate="Matte")
         refused = self.setup(self.queue, "--device", self.device())
         self.assertEqual(refused.returncode, 1)
@@ -210,7 +210,7 @@ class Setup(ThroughSetup):
         self.setup("--check", self.queue)
         self.assertEqual(self.cups.run("lpoptions", "-p", self.queue).stdout, before)
 
-    def test_check_finds_a_queue_that_is_not_there(self):
+    def test_check_finds_a_missing_queue(self):
         self.check_finds("there is no queue")
 
     def test_check_finds_a_filter_others_can_write_to(self):
@@ -234,12 +234,12 @@ class Setup(ThroughSetup):
         self.addCleanup(folder.chmod, 0o755)
         self.check_finds("can be written to by users other than root")
 
-    def test_check_reports_permissions_correctly(self):
-        # The job must really hang: neither printed nor failed.
+    def test_check_finds_the_reason_of_a_job_that_waits_indefinitely(self):
+        # CUPS must neither print nor abort the job.
         self.add_queue()
-        front = self.cups.serverbin / "filter" / "rastertok905job"
-        front.chmod(0o775)
-        self.addCleanup(front.chmod, 0o755)
+        job_program = self.cups.serverbin / "filter" / "rastertok905job"
+        job_program.chmod(0o775)
+        self.addCleanup(job_program.chmod, 0o755)
         job = self.cups.submit(self.queue, self.jpeg())
         self.cups.wait_for(lambda: "cups-insecure-filter" in
                            self.cups.run("lpoptions", "-p", self.queue).stdout, "CUPS to refuse")
@@ -291,21 +291,21 @@ class Setup(ThroughSetup):
                 self.change_ppd(rf"\*Default{keyword}: .*", f"*Default{keyword}: Normal")
                 self.check_finds(f"default {keyword}")
 
-    def test_check_finds_a_profile_that_is_not_there(self):
+    def test_check_finds_a_missing_profile(self):
         self.add_queue(ICCProfile="pm-905-wd-251126-5.icm")
         self.check_finds("the profile pm-905-wd-251126-5.icm is not found")
         self.change_ppd(r"\*DefaultICCProfile: .*", "*DefaultICCProfile: own.icc")
         self.check_finds("the profile own.icc is not found")
 
-    def test_check_finds_a_table_of_profiles_that_is_not_there(self):
+    def test_check_finds_a_missing_table_of_profiles(self):
         self.add_queue(ICCProfile="ByPaper")
         self.check_finds("the table k905-profiles.txt is not found")
 
-    def test_check_finds_a_paper_that_cannot_be_cut_so(self):
+    def test_check_finds_a_paper_that_cannot_be_cut_like_this(self):
         self.add_queue(PageSize="w432h432", K905Cut="6x2")
         self.check_finds("w432h432 cannot be cut into 6x2")
 
-    def test_check_finds_photos_that_would_not_fill(self):
+    def test_check_finds_scaling_that_leaves_white_edges(self):
         self.add_queue(print_scaling_default="auto")
         self.check_finds("print-scaling-default=fill")
 
@@ -323,7 +323,7 @@ class Setup(ThroughSetup):
         self.cups.run("cupsreject", self.queue)
         self.check_finds("does not take jobs")
 
-    def test_check_finds_a_queue_without_the_front(self):
+    def test_check_finds_a_queue_without_rastertok905job(self):
         self.add_queue()
         self.change_ppd("rastertok905job", "rastertok905")
         self.check_finds("does not use rastertok905job")
@@ -335,14 +335,14 @@ class Setup(ThroughSetup):
 
     def test_check_finds_a_queue_of_another_printer(self):
         self.add_queue()
-        self.change_ppd("StpLaminate", "Unheard")
+        self.change_ppd("StpLaminate", "OtherOption")
         self.check_finds("is not a queue for this printer")
 
 
 class Replacing(ThroughSetup):
     """A queue that already exists."""
 
-    def test_a_mistake_leaves_queue_and_jobs_alone(self):
+    def test_a_usage_error_leaves_queue_and_jobs_unchanged(self):
         self.add_queue(StpLaminate="Matte")
         job = self.waiting_job()
         for status, arguments in ((1, ("--device", "usv://K905/1")), (1, ("--device", "nowhere")),
@@ -394,7 +394,7 @@ class Replacing(ThroughSetup):
         self.cups.run("cupsaccept", "both")
         self.cups.run("cupsenable", "both")
         job = self.cups.submit("both", self.jpeg())
-        self.cups.wait_for(self.begun.exists, "the job to begin")
+        self.cups.wait_for(self.begun.exists, "the job to start")
         refused = self.setup("--replace", self.queue, "--device", self.device())
         self.assertEqual(refused.returncode, 1)
         self.assertIn("is printing on " + self.queue, refused.stderr)
@@ -450,29 +450,29 @@ class OptionsOfTheQueue(ThroughSetup):
 class CheckOfTheDevice(ThroughSetup):
     """Check of the device of a queue."""
 
-    def test_a_port_where_nobody_listens_is_found(self):
+    def test_a_port_without_a_listener_is_a_problem(self):
         self.add_good_queue(device=f"socket://127.0.0.1:{private_cups.free_port()}")
         self.assertNotIn("ready", self.check_finds("does not answer"))
 
-    def test_a_port_where_somebody_listens_is_ok(self):
+    def test_a_port_with_a_listener_is_ok(self):
         with socket.create_server(("127.0.0.1", 0)) as listener:
             self.add_good_queue(device=f"socket://127.0.0.1:{listener.getsockname()[1]}")
             self.assertIn("ready to print", self.setup_well("--check", self.queue).stdout)
 
-    def test_a_device_file_that_is_not_there_is_found(self):
+    def test_a_missing_device_file_is_a_problem(self):
         for device in ("serial:/dev/k905-none?baud=9600", "file:///dev/k905-none"):
             with self.subTest(device=device):
                 self.add_good_queue(device=device)
                 self.check_finds("/dev/k905-none")
 
-    def test_a_device_file_that_is_there_is_ok(self):
+    def test_an_existing_device_file_is_ok(self):
         printer, device = os.openpty()
         self.addCleanup(os.close, printer)
         self.addCleanup(os.close, device)
         self.add_good_queue(device=f"serial:{os.ttyname(device)}?baud=9600")
         self.setup_well("--check", self.queue)
 
-    def test_a_device_that_discards_everything_is_found(self):
+    def test_a_device_that_discards_everything_is_a_problem(self):
         self.add_good_queue(device="file:///dev/null")
         self.check_finds("/dev/null")
 
@@ -480,7 +480,7 @@ class CheckOfTheDevice(ThroughSetup):
         self.add_good_queue(device=f"file://{self.art}/queue.prn")
         self.assertRegex(self.setup_well("--check", self.queue).stdout, r"note .*queue\.prn")
 
-    def test_a_usb_printer_that_is_not_connected_is_found(self):
+    def test_a_usb_printer_that_is_not_connected_is_a_problem(self):
         self.add_backend("usb", "exit 0")
         self.add_backend("k905", "exit 0")
         self.cups.connect_devices("direct usb://K905/1?serial=7\ndirect k905://usb/7\n")
@@ -491,7 +491,7 @@ class CheckOfTheDevice(ThroughSetup):
                 self.cups.run("lpadmin", "-p", self.queue, "-v", device + "8")
                 self.check_finds("not connected")
 
-    def test_a_malformed_address_of_the_backend_is_found(self):
+    def test_a_malformed_address_of_the_backend_is_a_problem(self):
         for device in ("k905://usb", "k905://host/path"):
             with self.subTest(device=device):
                 self.add_good_queue(device=device)
@@ -573,7 +573,7 @@ class AddressOfTheDevice(ThroughSetup):
 
 
 class CheckOfThePrintSystem(ThroughSetup):
-    def test_a_scheduler_that_does_not_run_is_named(self):
+    def test_a_scheduler_that_does_not_run_is_reported(self):
         nobody = str(self.art / "nobody.sock")
         checked = self.setup("--check", self.queue, CUPS_SERVER=nobody)
         self.assertEqual(checked.returncode, 1)
@@ -583,26 +583,26 @@ class CheckOfThePrintSystem(ThroughSetup):
         self.assertEqual(made.returncode, 1)
         self.assertIn("the scheduler is not running", made.stderr)
 
-    def test_the_error_policy_is_known_at_once_and_to_everybody(self):
+    def test_the_error_policy_is_read_from_the_scheduler(self):
         self.add_good_queue()
         self.cups.run("lpadmin", "-p", self.queue, "-o", "printer-error-policy=abort-job")
         self.check_finds("abort-job", CUPS_SERVERROOT="/nowhere")
 
     def test_a_stuck_job_is_named_with_the_command_that_restarts_it(self):
-        front = self.cups.serverbin / "filter" / "rastertok905job"
+        job_program = self.cups.serverbin / "filter" / "rastertok905job"
         self.add_good_queue()
-        for reason, spoil, mend in (
-                ("insecure", lambda: front.chmod(0o775), lambda: front.chmod(0o755)),
-                ("missing", lambda: front.rename(self.art / "away"),
-                 lambda: (self.art / "away").rename(front))):
+        for reason, break_it, repair in (
+                ("insecure", lambda: job_program.chmod(0o775), lambda: job_program.chmod(0o755)),
+                ("missing", lambda: job_program.rename(self.art / "away"),
+                 lambda: (self.art / "away").rename(job_program))):
             with self.subTest(reason):
-                spoil()
+                break_it()
                 try:
                     jobs = [self.cups.submit(self.queue, self.jpeg()) for _ in range(2)]
                     self.cups.wait_for(lambda: self.state_of(jobs[1]) == STOPPED, "CUPS to refuse")
                     self.check_finds(f"job {jobs[0]} ")
                 finally:
-                    mend()
+                    repair()
                 found = self.check_finds(f"job {jobs[1]} ")
                 for job in jobs:
                     (command,) = re.findall(rf"-> (lp .*{self.queue}-{job}\b.*)$", found, re.MULTILINE)
@@ -624,14 +624,14 @@ class CheckOfThePrintSystem(ThroughSetup):
 
     def test_the_advice_for_a_missing_program_fits_the_installation(self):
         self.add_good_queue()
-        front = self.cups.serverbin / "filter" / "rastertok905job"
-        front.rename(self.art / "gone")
-        self.addCleanup((self.art / "gone").rename, front)
+        job_program = self.cups.serverbin / "filter" / "rastertok905job"
+        job_program.rename(self.art / "gone")
+        self.addCleanup((self.art / "gone").rename, job_program)
         self.assertIn("cmake --install", self.check_finds("is missing"))
 
 
 class Started(ThroughSetup):
-    """How and by whom."""
+    """How and by which user the program is started."""
 
     def run_here(self, *command, folder=None, **environment):
         return subprocess.run([str(word) for word in command], capture_output=True, text=True, timeout=60,
@@ -722,7 +722,7 @@ class Updating(ThroughSetup):
         for self.queue in ("first", "second", "other"):
             self.add_good_queue()
             self.make_old()
-        self.change_ppd("StpLaminate", "Unheard")
+        self.change_ppd("StpLaminate", "OtherOption")
         other = (self.cups.etc / "ppd/other.ppd").read_text()
         self.setup("--update", "--all")
         for name in ("first", "second"):
@@ -741,7 +741,7 @@ class Updating(ThroughSetup):
 
     def test_a_queue_of_another_printer_is_not_changed(self):
         self.add_good_queue()
-        self.change_ppd("StpLaminate", "Unheard")
+        self.change_ppd("StpLaminate", "OtherOption")
         refused = self.setup("--update", self.queue)
         self.assertEqual(refused.returncode, 1)
         self.assertIn("a queue for this printer", refused.stderr)
@@ -822,7 +822,7 @@ class Classes(ThroughSetup):
         self.assertIn("there is no queue nowhere",
                       self.setup("--class", "outer", "--member", "nowhere").stderr)
         path = self.cups.etc / "ppd" / f"{self.second}.ppd"
-        path.write_text(path.read_text().replace("StpLaminate", "Unheard"))
+        path.write_text(path.read_text().replace("StpLaminate", "OtherOption"))
         other = self.setup("--class", "outer", "--member", self.second)
         self.assertIn("is not a queue for this printer", other.stderr)
         self.assertNotIn("outer", self.cups.run("lpstat", "-e", check=False).stdout)
@@ -872,7 +872,7 @@ class Classes(ThroughSetup):
         path = self.cups.etc / "ppd" / f"{self.first}.ppd"
         path.write_text(re.sub('FileVersion: ".*"', 'FileVersion: "0.1"', path.read_text()))
         job = self.cups.submit(self.second, self.jpeg())
-        self.cups.wait_for(self.begun.exists, "the job to begin")
+        self.cups.wait_for(self.begun.exists, "the job to start")
         refused = self.setup("--class", self.queue, "--update")
         self.assertEqual(refused.returncode, 1)
         self.assertIn(f"job {job} is printing on {self.second}", refused.stderr)
