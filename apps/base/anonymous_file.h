@@ -4,9 +4,7 @@
 
 #include <string_view>
 
-// Returns the descriptor of an empty file; the caller closes it, or an exec does. `label` is shown
-// by tools that list the open files of a process. Negative with errno set on failure.
-[[nodiscard]] int anonymous_file(const char* label);
-
-// The same with these bytes; the file position is 0.
+// Returns the descriptor of a file with these bytes and position 0; the caller closes it, or an
+// exec does. `label` is shown by tools that list the open files of a process. Negative with errno
+// set on failure.
 [[nodiscard]] int anonymous_file_with(const char* label, std::string_view bytes);

@@ -1,6 +1,7 @@
 #include "apps/base/spawn.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,10 +11,6 @@
 #include <utility>
 
 #include "apps/base/descriptor.h"
-
-#ifdef __linux__
-#include <sys/prctl.h>
-#endif
 
 namespace k905 {
 
@@ -92,13 +89,11 @@ bool set_standard_descriptors(const SpawnSetup& setup) {
   return setup.inherited < 0 || clear_close_on_exec(setup.inherited);
 }
 
-void end_with_parent([[maybe_unused]] pid_t parent) {
-#ifdef __linux__
+void end_with_parent(pid_t parent) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) {
     _exit(127);
   }
-#endif
 }
 
 // An exec resets handlers to the default action.

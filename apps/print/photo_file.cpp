@@ -1,6 +1,7 @@
 #include "apps/print/photo_file.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,7 +9,6 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/base/anonymous_file.h"
 #include "apps/base/fnv1a.h"
 #include "apps/base/write_whole.h"
 
@@ -62,7 +62,7 @@ PhotoRead PhotoFile::read(const std::string& path, std::string& error) {
 }
 
 bool PhotoFile::copy_bytes(int file) {
-  copy_.reset(anonymous_file("k905-print photo"));
+  copy_.reset(memfd_create("k905-print photo", MFD_CLOEXEC));
   if (!copy_) {
     return false;
   }

@@ -8,26 +8,7 @@
 
 #include <cerrno>
 #include <csignal>
-#include <filesystem>
 #include <string>
-
-#include "tests/support/child_process.h"
-#include "tests/support/environment_guard.h"
-
-namespace {
-
-bool no_memory_files = false;
-
-}  // namespace
-
-extern "C" int __real_memfd_create(const char* name, unsigned flags);
-extern "C" int __wrap_memfd_create(const char* name, unsigned flags) {
-  if (no_memory_files) {
-    errno = ENOSYS;
-    return -1;
-  }
-  return __real_memfd_create(name, flags);
-}
 
 namespace {
 
@@ -58,34 +39,6 @@ TEST(AnonymousFile, IsNotInherited) {
   ASSERT_GE(file, 0);
   EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
   close(file);
-}
-
-TEST(AnonymousFile, WithoutMemfdIsUnlinkedFromItsFolder) {
-  const ScratchFolder folder;
-  const EnvironmentGuard temporary("TMPDIR", folder.path().c_str());
-  no_memory_files = true;
-  const int file = anonymous_file_with("letter", "photograph");
-  no_memory_files = false;
-  ASSERT_GE(file, 0);
-  char bytes[32];
-  EXPECT_EQ(read(file, bytes, sizeof bytes), 10);
-  EXPECT_EQ(std::string(bytes, 10), "photograph");
-  EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
-  struct stat status {};
-  EXPECT_EQ(fstat(file, &status), 0);
-  EXPECT_EQ(status.st_nlink, 0U);
-  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
-  close(file);
-}
-
-TEST(AnonymousFile, WithoutAFolderReportsTheReason) {
-  const EnvironmentGuard temporary("TMPDIR", "/nowhere");
-  no_memory_files = true;
-  const int file = anonymous_file_with("letter", "photograph");
-  const int reason = errno;
-  no_memory_files = false;
-  EXPECT_EQ(file, -1);
-  EXPECT_EQ(reason, ENOENT);
 }
 
 TEST(AnonymousFile, WithoutSpaceReportsTheReasonAndKeepsNothing) {
