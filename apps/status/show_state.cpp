@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <functional>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <numeric>
 
 #include "apps/base/text.h"
@@ -15,47 +16,34 @@ namespace k905 {
 
 namespace {
 
-std::string quoted(const std::string& bytes) {
-  std::string text = "\"";
-  for (const char letter : valid_utf8(bytes)) {
-    const auto byte = static_cast<unsigned char>(letter);
-    if (letter == '"' || letter == '\\') {
-      text += {'\\', letter};
-    } else if (byte < 0x20 || byte == 0x7F) {
-      char code[8];
-      std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(byte));
-      text += code;
-    } else {
-      text += letter;
-    }
-  }
-  return text + '"';
-}
+using Json = nlohmann::ordered_json;
 
-std::string member_of_json(const std::string& key, const std::string& value) {
-  return "\"" + key + "\": " + (value.empty() ? "null" : value);
-}
+Json or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
-std::string text_member(const std::string& key, const std::string& text) {
-  return member_of_json(key, text.empty() ? "" : quoted(text));
+// One line such as {"key": 1, "other": null}; dump() writes either no spaces or one line per key.
+std::string line_of(const Json& object) {
+  std::string text = object.dump(0, ' ', false, Json::error_handler_t::replace);
+  text.erase(text.size() - 2, 1).erase(1, 1);
+  std::ranges::replace(text, '\n', ' ');
+  return text + "\n";
 }
 
 std::string json_of(const PrinterState& printer) {
-  std::string json = "{" + text_member("device", printer.device) + ", " +
-                     text_member("state", names_of(printer.state).key) + ", " +
-                     text_member("message", printer.message);
+  Json object{{"device", or_null(printer.device)},
+              {"state", names_of(printer.state).key},
+              {"message", or_null(printer.message)}};
   for (const ReportField& field : report_fields()) {
     const std::string value = value_of(printer.report, field);
     const bool is_text = std::holds_alternative<std::string PrinterReport::*>(field.member);
-    json += ", " + (is_text ? text_member(field.key, value) : member_of_json(field.key, value));
+    object[field.key] = is_text || value.empty() ? or_null(value) : Json(std::stoi(value));
     if (field.key == std::string_view("status_code")) {
-      json += ", " + text_member("status_text", status_text_of(printer.report));
+      object["status_text"] = or_null(status_text_of(printer.report));
     }
   }
-  return json + "}\n";
+  return line_of(object);
 }
 
-constexpr auto kLines = std::to_array<ReportField>({
+constexpr auto kDetails = std::to_array<ReportField>({
     {"status code", &PrinterReport::status_code},
     {"model", &PrinterReport::model},
     {"media", &PrinterReport::media},
@@ -80,7 +68,7 @@ std::string details_of(const PrinterState& printer) {
                                           (why.empty() ? "" : ", ") + why,
                                       longest_line) +
                      "\n";
-  for (const ReportField& line : kLines) {
+  for (const ReportField& line : kDetails) {
     const std::string value = value_of(printer.report, line);
     char label[32];
     std::snprintf(label, sizeof label, "  %-18s", line.key);
