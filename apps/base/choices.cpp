@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "apps/base/text.h"
 #include "paper/paper_names.h"
 #include "ppd/option_table.h"
 
@@ -18,14 +19,10 @@ const ppd::Option* find_option(const std::string& keyword) {
   return nullptr;
 }
 
-std::string joined(const std::string& list, const std::string& name) {
-  return list.empty() ? name : list + ", " + name;
-}
-
 std::string names_of_papers() {
   std::string names;
   for (const PaperConfig& paper : selectable_papers) {
-    names = joined(names, paper.ppd_name);
+    append_to_list(names, paper.ppd_name);
   }
   return names;
 }
@@ -34,7 +31,7 @@ std::string names_of_options() {
   std::string names = "PageSize";
   for (const ppd::Group& group : ppd::groups) {
     for (const ppd::Option& option : group.options) {
-      names = joined(names, option.keyword);
+      append_to_list(names, option.keyword);
     }
   }
   return names;
@@ -83,7 +80,7 @@ std::string page_size_name(const std::string& paper) {
 std::string unknown_paper(const std::string& paper) {
   std::string names;
   for (const PaperConfig& row : selectable_papers) {
-    names = joined(names, std::string(row.label) + " (" + row.ppd_name + ")");
+    append_to_list(names, std::string(row.label) + " (" + row.ppd_name + ")");
   }
   return "unknown paper \"" + paper + "\"; known papers: " + names;
 }
@@ -117,7 +114,7 @@ std::string names_of_choices(const std::string& keyword) {
   std::string names;
   if (const ppd::Option* option = find_option(keyword)) {
     for (const ppd::Choice& choice : option->choices) {
-      names = joined(names, choice.name);
+      append_to_list(names, choice.name);
     }
   }
   return names;

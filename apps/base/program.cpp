@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "apps/base/process_start.h"
+#include "apps/base/text.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ std::string known_options(const CLI::App& app) {
   std::string names;
   for (const CLI::Option* option : app.get_options()) {
     if (!option->get_positional()) {
-      names += (names.empty() ? "" : ", ") + option->get_name();
+      append_to_list(names, option->get_name());
     }
   }
   return names;

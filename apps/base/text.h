@@ -13,6 +13,12 @@
 // characters.
 [[nodiscard]] std::string one_line_of_text(std::string_view bytes, std::size_t limit);
 
+// Appends to a list such as "a, b".
+inline void append_to_list(std::string& list, std::string_view item,
+                           std::string_view separator = ", ") {
+  list.append(list.empty() ? "" : separator).append(item);
+}
+
 // Such as "2026-11-22 10:05:00", in the local time zone.
 [[nodiscard]] std::string local_time(std::time_t time);
 

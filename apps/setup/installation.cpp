@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <set>
 
+#include "apps/base/text.h"
 #include "device/printer_address.h"
 
 namespace k905 {
@@ -28,7 +29,7 @@ std::string names_of_backends() {
   }
   std::string list;
   for (const std::string& name : names) {
-    list.append(list.empty() ? "" : ", ").append(name);
+    append_to_list(list, name);
   }
   return list;
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "apps/base/program.h"
+#include "apps/base/text.h"
 #include "apps/status/show_state.h"
 
 namespace k905 {
@@ -105,8 +106,9 @@ std::string reasons_to_wait(const std::vector<PrinterState>& printers) {
   std::string reasons;
   for (const PrinterState& printer : printers) {
     if (printer.state != State::ready) {
-      reasons += (reasons.empty() ? "" : "; ") +
-                 (printers.size() > 1 ? printer.device + ": " : "") + explanation_of(printer);
+      append_to_list(reasons,
+                     (printers.size() > 1 ? printer.device + ": " : "") + explanation_of(printer),
+                     "; ");
     }
   }
   return reasons;
