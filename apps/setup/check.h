@@ -26,7 +26,7 @@ void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findi
 // Checks whether the queue's device is a printer that is connected and ready, and whether the queue
 // uses the backend k905. Opens the device and asks the printer, but not while a job is printing on
 // it. `keeps_device`: the user chose the address.
-void check_device(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+void check_device(Scheduler& scheduler, const std::string& queue, const Queue& state,
                   bool keeps_device, Findings& findings);
 
 }  // namespace k905

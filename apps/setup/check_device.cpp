@@ -119,7 +119,7 @@ Answer check_printer(const Device& device, const PrinterAddress& address, Findin
 }
 
 // The last report of the backend about the printer of a job.
-bool waits_for_printer(const QueueState& state) {
+bool waits_for_printer(const Queue& state) {
   return std::ranges::any_of(state.reasons, [](const std::string& reason) {
     return reason.ends_with("-error") || reason == kOffline;
   });
@@ -174,7 +174,7 @@ void check_backend(const Device& device, bool keeps_device, Answer answer, Findi
 
 }  // namespace
 
-void check_device(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+void check_device(Scheduler& scheduler, const std::string& queue, const Queue& state,
                   bool keeps_device, Findings& findings) {
   Device device;
   device.queue = queue;

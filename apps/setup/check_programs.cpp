@@ -1,9 +1,10 @@
+#include <cups/file.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <cstdlib>
-#include <sstream>
 
+#include "apps/base/text.h"
 #include "apps/setup/check.h"
 #include "apps/setup/installation.h"
 
@@ -57,15 +58,9 @@ bool can_be_run(const std::string& path, Findings& findings) {
   return true;
 }
 
-bool is_on_path(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::istringstream folders(path == nullptr ? "" : path);
-  for (std::string folder; std::getline(folders, folder, ':');) {
-    if (exists(folder.append("/").append(program))) {
-      return true;
-    }
-  }
-  return false;
+bool is_on_path(const char* program) {
+  std::array<char, 1024> path{};
+  return cupsFileFind(program, std::getenv("PATH"), 1, path.data(), path.size()) != nullptr;
 }
 
 void check_filter(const std::string& path, const char* files, Findings& findings) {
@@ -107,7 +102,7 @@ void check_photo_filter(const std::string& filters, Findings& findings) {
   std::string missing;
   for (const std::string& part : parts) {
     if (!exists(part)) {
-      missing.append(missing.empty() ? "" : ", ").append(part);
+      append_to_list(missing, part);
     }
   }
   const bool has_filter = exists(parts.front());

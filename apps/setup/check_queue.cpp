@@ -34,7 +34,7 @@ void check_ppd(const std::string& queue, const std::string& text, const ppd::Mod
   }
 }
 
-void check_state(const std::string& queue, const QueueState& state, Findings& findings) {
+void check_state(const std::string& queue, const Queue& state, Findings& findings) {
   if (!state.accepting) {
     findings.problem("the queue does not take jobs", "cupsaccept " + queue);
   }
@@ -43,7 +43,7 @@ void check_state(const std::string& queue, const QueueState& state, Findings& fi
   }
 }
 
-std::string refusal(const QueueState& state) {
+std::string refusal(const Queue& state) {
   for (const std::string& reason : state.reasons) {
     if (reason.starts_with("cups-insecure-filter")) {
       return "CUPS refuses to run a filter that users other than root can change";
@@ -55,7 +55,7 @@ std::string refusal(const QueueState& state) {
   return "CUPS could not start it";
 }
 
-void check_job(const std::string& queue, const QueueState& state, const QueueJob& job,
+void check_job(const std::string& queue, const Queue& state, const QueueJob& job,
                Findings& findings) {
   const std::string id = std::to_string(job.id);
   const std::string name = "job " + id + (job.title.empty() ? "" : " (" + job.title + ")");
@@ -72,7 +72,7 @@ void check_job(const std::string& queue, const QueueState& state, const QueueJob
   }
 }
 
-void check_defaults_of_jobs(const std::string& queue, const QueueState& state, Findings& findings) {
+void check_defaults_of_jobs(const std::string& queue, const Queue& state, Findings& findings) {
   if (state.scaling == "fill") {
     findings.ok("photos fill the paper");
   } else {
@@ -191,14 +191,14 @@ void check_paper(ppd_file_t& ppd, Findings& findings) {
   }
 }
 
-void check_jobs(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+void check_jobs(Scheduler& scheduler, const std::string& queue, const Queue& state,
                 Findings& findings) {
   for (const QueueJob& job : scheduler.jobs(queue)) {
     check_job(queue, state, job, findings);
   }
 }
 
-void check_one_queue(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+void check_one_queue(Scheduler& scheduler, const std::string& queue, const Queue& state,
                      Findings& findings) {
   std::string text;
   const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str(), &text);
@@ -219,32 +219,25 @@ void check_one_queue(Scheduler& scheduler, const std::string& queue, const Queue
   check_profiles(*ppd, findings);
 }
 
-// Lists only the problems of a member.
 void check_member(Scheduler& scheduler, const std::string& member, Findings& findings) {
-  Findings of_member;
+  Findings all;
   if (const auto state = scheduler.queue(member)) {
-    check_one_queue(scheduler, member, *state, of_member);
+    check_one_queue(scheduler, member, *state, all);
   }
-  for (const Finding& finding : of_member.all()) {
-    if (finding.level == Level::problem) {
-      findings.problem(member + ": " + finding.text, finding.advice);
-    } else if (finding.level == Level::note) {
-      findings.note(member + ": " + finding.text, finding.advice);
-    }
-  }
-  if (of_member.problems() == 0) {
+  findings.add(of_member(member, all));
+  if (all.problems() == 0) {
     findings.ok("member " + member + " is ready to print");
   }
 }
 
-void check_class(Scheduler& scheduler, const std::string& name, const QueueState& state,
+void check_class(Scheduler& scheduler, const std::string& name, const Queue& state,
                  Findings& findings) {
   for (const std::string& member : state.members) {
     check_member(scheduler, member, findings);
   }
-  const auto fault = compare_members(scheduler, state.members, findings);
-  if (fault) {
-    findings.problem(*fault, "give the members the same defaults: k905-setup --replace MEMBER ...");
+  if (const auto difference = compare_members(scheduler, state.members, findings)) {
+    findings.problem(*difference,
+                     "give the members the same defaults: k905-setup --replace MEMBER ...");
   } else {
     findings.ok("all members have the same model, paper, finish and ribbon");
   }

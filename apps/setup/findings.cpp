@@ -9,6 +9,16 @@ int Findings::problems() const {
   return static_cast<int>(std::ranges::count(all_, Level::problem, &Finding::level));
 }
 
+Findings of_member(const std::string& member, const Findings& findings) {
+  Findings named;
+  for (const Finding& finding : findings.all()) {
+    if (finding.level != Level::ok) {
+      named.add({finding.level, member + ": " + finding.text, finding.advice});
+    }
+  }
+  return named;
+}
+
 std::string lines_of(const Findings& findings) {
   std::string text;
   for (const Finding& finding : findings.all()) {

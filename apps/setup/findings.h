@@ -23,6 +23,7 @@ class Findings {
   void problem(const std::string& text, const std::string& advice) {
     all_.push_back({Level::problem, text, advice});
   }
+  void add(const Finding& finding) { all_.push_back(finding); }
   void add(const Findings& others) {
     all_.insert(all_.end(), others.all_.begin(), others.all_.end());
   }
@@ -33,6 +34,9 @@ class Findings {
  private:
   std::vector<Finding> all_;
 };
+
+// The problems and notes of a member of a class, with its name.
+[[nodiscard]] Findings of_member(const std::string& member, const Findings& findings);
 
 // One line per finding, advice on a line of its own.
 [[nodiscard]] std::string lines_of(const Findings& findings);

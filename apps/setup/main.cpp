@@ -2,13 +2,13 @@
 // from printing without an error message.
 #include <algorithm>
 #include <cstdio>
+#include <stdexcept>
 
 #include "apps/base/program.h"
 #include "apps/setup/check.h"
 #include "apps/setup/installation.h"
 #include "apps/setup/make_class.h"
 #include "apps/setup/make_queue.h"
-#include "apps/setup/sharing.h"
 #include "paper/paper_table.h"
 
 namespace {
@@ -19,32 +19,20 @@ constexpr char kNoScheduler[] = "the scheduler is not running";
 constexpr char kStartScheduler[] = "the scheduler is not running; start it: systemctl start cups";
 
 struct Arguments {
-  std::string queue;
-  std::string device;
+  QueuePlan plan;
   std::string model = "K905";
   std::string paper = "6x4";
   std::string finish = "Glossy";
   std::string ribbon = "Auto";
   std::vector<std::string> options;
-  std::string class_name;
-  std::vector<std::string> members;
-  bool keep_device = false;
-  bool replace = false;
   bool check = false;
-  bool update = false;
   bool all = false;
   bool list = false;
   bool json = false;
-  bool share = false;
-  bool no_share = false;
-
-  [[nodiscard]] Share sharing() const {
-    return share || no_share ? std::optional(share) : std::nullopt;
-  }
 };
 
 void describe_queue_options(CLI::App& app, Arguments& arguments) {
-  app.add_option("--device", arguments.device,
+  app.add_option("--device", arguments.plan.device,
                  "address of the printer, such as k905://usb/SERIAL or k905://ADDRESS:9100; the "
                  "default is the "
                  "connected printer");
@@ -65,33 +53,36 @@ void describe_queue_options(CLI::App& app, Arguments& arguments) {
   app.add_option("-o", arguments.options,
                  "OPTION=CHOICE: any other default of the queue, as for lpadmin")
       ->allow_extra_args(false);
-  app.add_flag("--replace", arguments.replace,
+  app.add_flag("--replace", arguments.plan.replace,
                "give an existing queue this device (without --device: its own) and these defaults; "
                "its jobs stay");
-  auto* share = app.add_flag("--share", arguments.share,
-                             "offer the queue or class to phones, tablets and other computers, and "
-                             "make the scheduler serve the local networks");
-  app.add_flag("--no-share", arguments.no_share, "do not offer the queue or class any more")
+  Share& sharing = arguments.plan.share;
+  auto* share = app.add_flag_callback(
+      "--share", [&sharing] { sharing = true; },
+      "offer the queue or class to phones, tablets and other computers, and make the scheduler "
+      "serve the local networks");
+  app.add_flag_callback(
+         "--no-share", [&sharing] { sharing = false; }, "do not offer the queue or class any more")
       ->excludes(share);
 }
 
 void describe_options(CLI::App& app, Arguments& arguments) {
-  app.add_option("QUEUE", arguments.queue, "the queue to make, check or update");
+  app.add_option("QUEUE", arguments.plan.name, "the queue to make, check or update");
   describe_queue_options(app, arguments);
   auto* check =
       app.add_flag("--check", arguments.check, "only check the queue or class; change nothing");
-  auto* update = app.add_flag("--update", arguments.update,
+  auto* update = app.add_flag("--update", arguments.plan.update,
                               "give the queue the PPD file of this version and move it to the "
                               "backend k905; defaults and jobs stay; then check it");
-  app.add_flag("--keep-device", arguments.keep_device,
+  app.add_flag("--keep-device", arguments.plan.keep_device,
                "keep the device address, even if the backend k905 can reach the printer");
   app.add_flag("--all", arguments.all, "with --update: all queues of this printer")->needs(update);
   auto* make_class =
-      app.add_option("--class", arguments.class_name,
+      app.add_option("--class", arguments.plan.name,
                      "make a class, which prints a job on any of its members that is "
                      "idle; with --replace change an existing class, with --update "
                      "update it and its members");
-  app.add_option("--member", arguments.members,
+  app.add_option("--member", arguments.plan.members,
                  "a member of the class; give the option once for each")
       ->allow_extra_args(false)
       ->needs(make_class);
@@ -149,45 +140,52 @@ int list(Scheduler& scheduler, bool connected) {
 }
 
 // `findings`: what was changed before the error.
-int failed(const CLI::App& app, const Arguments& arguments, const std::string& name,
-           const std::string& problem, Findings findings = {}) {
-  if (arguments.json && !name.empty()) {
+int failed(const CLI::App& app, const std::string& name, bool json, const std::string& problem,
+           Findings findings = {}) {
+  if (json && !name.empty()) {
     findings.problem(problem, "");
     show(name, findings, true);
-  } else if (!arguments.json) {
+  } else if (!json) {
     std::fputs(lines_of(findings).c_str(), stdout);
   }
   report_error(app, problem);
   return kExitFailed;
 }
 
-// After a change of a queue or class.
-int finish(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
-           const std::string& name, const std::optional<std::string>& problem,
-           const Findings& findings) {
-  return problem ? failed(app, arguments, name, *problem, findings)
-                 : check(scheduler, true, name, arguments.json, findings);
+// Changes a queue or class, then checks it.
+template <class Change>
+int change_and_check(const CLI::App& app, Scheduler& scheduler, const std::string& name, bool json,
+                     const Change& change) {
+  Findings findings;
+  try {
+    change(findings);
+  } catch (const std::runtime_error& error) {
+    return failed(app, name, json, error.what(), findings);
+  }
+  return check(scheduler, true, name, json, findings);
 }
 
 int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments) {
+  const QueuePlan& plan = arguments.plan;
   const std::vector<std::string> queues =
-      arguments.all ? queues_of_this_printer(scheduler) : std::vector{arguments.queue};
+      arguments.all ? queues_of_this_printer(scheduler) : std::vector{plan.name};
   if (queues.empty()) {
     report_error(app, "there is no queue for this printer");
     return 0;
   }
   int status = 0;
   for (const std::string& queue : queues) {
-    Findings findings;
-    const auto problem =
-        update_queue(scheduler, queue, arguments.keep_device, arguments.sharing(), findings);
-    status = std::max(status, finish(app, scheduler, arguments, queue, problem, findings));
+    const auto change = [&](Findings& findings) {
+      update_queue(scheduler, queue, plan.keep_device, plan.share, findings);
+    };
+    status = std::max(status, change_and_check(app, scheduler, queue, arguments.json, change));
   }
   return status;
 }
 
-// The defaults from the command line, or the error.
-std::optional<std::string> read_options(const Arguments& arguments, QueueOptions& options) {
+// Adds the defaults from the command line to the plan. Returns the error, or nothing.
+std::optional<std::string> read_options(Arguments& arguments) {
+  QueueOptions& options = arguments.plan.options;
   options.model = find_model(arguments.model);
   std::vector<std::string> all{"PageSize=" + arguments.paper, "StpLaminate=" + arguments.finish,
                                "K905Ribbon=" + arguments.ribbon};
@@ -202,32 +200,6 @@ std::optional<std::string> read_options(const Arguments& arguments, QueueOptions
   return apply_cut(choices, error) ? std::nullopt : std::optional(error);
 }
 
-int make(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments,
-         const QueueOptions& options) {
-  Findings findings;
-  const auto problem = make_queue(scheduler,
-                                  {.queue = arguments.queue,
-                                   .device = arguments.device,
-                                   .keep_device = arguments.keep_device,
-                                   .replace = arguments.replace,
-                                   .share = arguments.sharing(),
-                                   .options = options},
-                                  findings);
-  return finish(app, scheduler, arguments, arguments.queue, problem, findings);
-}
-
-int make_class(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments) {
-  Findings findings;
-  const auto problem = make_class(scheduler,
-                                  {.name = arguments.class_name,
-                                   .members = arguments.members,
-                                   .replace = arguments.replace,
-                                   .update = arguments.update,
-                                   .share = arguments.sharing()},
-                                  findings);
-  return finish(app, scheduler, arguments, arguments.class_name, problem, findings);
-}
-
 int run_class(const CLI::App& app, const Arguments& arguments) {
   for (const char* name :
        {"QUEUE", "--device", "--model", "--paper", "--finish", "--ribbon", "-o", "--keep-device"}) {
@@ -236,50 +208,52 @@ int run_class(const CLI::App& app, const Arguments& arguments) {
           app, std::string(name) + " is not an option for a class; set it for its members");
     }
   }
+  const QueuePlan& plan = arguments.plan;
   if (arguments.all) {
     return wrong_usage(app, "--all is for queues; --class names the class to update");
   }
-  if (arguments.members.empty() && !arguments.update) {
+  if (plan.name.empty()) {
+    return wrong_usage(app, "--class needs a name");
+  }
+  if (plan.members.empty() && !plan.update) {
     return wrong_usage(app, "--class needs --member QUEUE");
   }
   Scheduler scheduler;
   if (!scheduler.connect()) {
-    return failed(app, arguments, arguments.class_name, kStartScheduler);
+    return failed(app, plan.name, arguments.json, kStartScheduler);
   }
-  return make_class(app, scheduler, arguments);
+  return change_and_check(app, scheduler, plan.name, arguments.json,
+                          [&](Findings& findings) { make_class(scheduler, plan, findings); });
 }
 
-int run(const CLI::App& app, const Arguments& arguments) {
-  if (!arguments.class_name.empty()) {
+int run(const CLI::App& app, Arguments& arguments) {
+  if (app.count("--class") > 0) {
     return run_class(app, arguments);
   }
-  const bool makes = !arguments.check && !arguments.update && !arguments.list;
+  const QueuePlan& plan = arguments.plan;
+  const bool makes = !arguments.check && !plan.update && !arguments.list;
   for (const char* name :
        {"--device", "--model", "--paper", "--finish", "--ribbon", "-o", "--replace"}) {
     if (!makes && app.count(name) > 0) {
       return wrong_usage(app, std::string(name) + " is an option for making a queue");
     }
   }
-  QueueOptions options;
-  if (const auto problem = read_options(arguments, options)) {
+  if (const auto problem = read_options(arguments)) {
     return wrong_usage(app, *problem);
   }
-  if (arguments.queue.empty() != (arguments.list || arguments.all)) {
-    return wrong_usage(app,
-                       arguments.queue.empty() ? "QUEUE is missing" : "this option takes no QUEUE");
+  if (plan.name.empty() != (arguments.list || arguments.all)) {
+    return wrong_usage(app, plan.name.empty() ? "QUEUE is missing" : "this option takes no QUEUE");
   }
-  if (arguments.sharing() && !arguments.update && !makes) {
+  if (plan.share && !plan.update && !makes) {
     return wrong_usage(app, "--share and --no-share are options for making and updating a queue");
   }
-  if (arguments.sharing() && std::ranges::any_of(options.attributes, [](const auto& attribute) {
-        return attribute.first == "printer-is-shared";
-      })) {
+  if (plan.share && plan.options.attributes.contains("printer-is-shared")) {
     return wrong_usage(app, "--share and -o printer-is-shared are the same");
   }
-  if (arguments.keep_device && !arguments.update && !makes) {
+  if (plan.keep_device && !plan.update && !makes) {
     return wrong_usage(app, "--keep-device is an option for making and updating a queue");
   }
-  if (arguments.keep_device && makes && arguments.device.empty() && !arguments.replace) {
+  if (plan.keep_device && makes && plan.device.empty() && !plan.replace) {
     return wrong_usage(app, "--keep-device needs --device URI");
   }
   Scheduler scheduler;
@@ -288,13 +262,16 @@ int run(const CLI::App& app, const Arguments& arguments) {
     return list(scheduler, connected);
   }
   if (arguments.check) {
-    return check(scheduler, connected, arguments.queue, arguments.json);
+    return check(scheduler, connected, plan.name, arguments.json);
   }
   if (!connected) {
-    return failed(app, arguments, arguments.queue, kStartScheduler);
+    return failed(app, plan.name, arguments.json, kStartScheduler);
   }
-  return arguments.update ? update(app, scheduler, arguments)
-                          : make(app, scheduler, arguments, options);
+  if (plan.update) {
+    return update(app, scheduler, arguments);
+  }
+  return change_and_check(app, scheduler, plan.name, arguments.json,
+                          [&](Findings& findings) { make_queue(scheduler, plan, findings); });
 }
 
 int setup_program(int argc, char** argv) {

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
 #include "apps/base/queue_ppd.h"
-#include "apps/setup/make_queue.h"
 #include "apps/setup/printer_ppd.h"
 
 namespace k905 {
@@ -56,38 +56,19 @@ bool are_shared(Scheduler& scheduler, const std::vector<std::string>& members) {
   });
 }
 
-std::optional<std::string> find_class_problem(const ClassPlan& plan, const QueueState* existing) {
-  if (existing == nullptr) {
-    return plan.update
-               ? std::optional("there is no class " + plan.name + "; make it with --class " +
-                               plan.name + " --member QUEUE ...")
-               : std::nullopt;
+void check_plan(const QueuePlan& plan, const std::optional<Queue>& existing) {
+  if (!existing && plan.update) {
+    throw std::runtime_error("there is no class " + plan.name + "; make it with --class " +
+                             plan.name + " --member QUEUE ...");
   }
-  if (existing->members.empty()) {
-    return plan.name + " is a queue; give the class another name";
+  if (existing && existing->members.empty()) {
+    throw std::runtime_error(plan.name + " is a queue; give the class another name");
   }
-  if (!plan.replace && !plan.update) {
-    return "the class " + plan.name +
-           " exists; --replace gives it these members and keeps its jobs, --update refreshes it";
+  if (existing && !plan.replace && !plan.update) {
+    throw std::runtime_error("the class " + plan.name +
+                             " exists; --replace gives it these members and keeps its jobs, "
+                             "--update refreshes it");
   }
-  return std::nullopt;
-}
-
-std::optional<std::string> plan_updates(Scheduler& scheduler,
-                                        const std::vector<std::string>& members,
-                                        std::vector<PlannedChange>& updates) {
-  for (const std::string& member : members) {
-    PlannedChange change;
-    if (auto problem = plan_update(scheduler, member, false, change)) {
-      return problem;
-    }
-    Findings notes;
-    for (const Finding& finding : change.notes.all()) {
-      notes.note(member + ": " + finding.text, finding.advice);
-    }
-    updates.push_back({.request = change.request, .notes = notes});
-  }
-  return std::nullopt;
 }
 
 }  // namespace
@@ -111,48 +92,45 @@ std::optional<std::string> compare_members(Scheduler& scheduler,
     }
     if (!first) {
       first = std::move(member);
-    } else if (auto fault = compare(*first, member, findings)) {
-      return fault;
+    } else if (auto difference = compare(*first, member, findings)) {
+      return difference;
     }
   }
   return std::nullopt;
 }
 
-std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& plan,
-                                      Findings& findings) {
+void make_class(Scheduler& scheduler, const QueuePlan& plan, Findings& findings) {
   const auto existing = scheduler.queue(plan.name);
-  if (auto problem = find_class_problem(plan, existing ? &*existing : nullptr)) {
-    return problem;
+  check_plan(plan, existing);
+  QueueChange change{.name = plan.name,
+                     .members = plan.members.empty() ? existing->members : plan.members,
+                     .start = !plan.update};
+  Findings ignored;
+  if (const auto difference = compare_members(scheduler, change.members, ignored)) {
+    throw std::runtime_error(*difference);
   }
-  ClassRequest request{.name = plan.name,
-                       .members = plan.members.empty() ? existing->members : plan.members,
-                       .start = !plan.update};
-  Findings check_findings;
-  if (auto fault = compare_members(scheduler, request.members, check_findings)) {
-    return fault;
-  }
-  std::vector<PlannedChange> updates;
+  std::vector<QueueChange> updates;
   if (plan.update) {
-    if (auto problem = plan_updates(scheduler, request.members, updates)) {
-      return problem;
+    for (const std::string& member : change.members) {
+      QueueChange update = plan_update(scheduler, member, false);
+      update.notes = of_member(member, update.notes);
+      updates.push_back(update);
     }
-  }
-  for (const auto& [name, value] : recommended_attributes) {
-    request.attributes.emplace_back(name, value);
   }
   const bool is_shared =
       plan.share.value_or(plan.update ? existing->shared : are_shared(scheduler, plan.members));
-  request.attributes.emplace_back("printer-is-shared", is_shared ? "true" : "false");
-  if (auto problem = change_queues(scheduler, updates, plan.share, plan.name, findings)) {
-    return problem;
-  }
-  if (const auto problem = scheduler.change_class(request)) {
-    return *problem + (updates.empty() ? "" : "; its members are updated already");
+  change.attributes.insert(recommended_attributes.begin(), recommended_attributes.end());
+  change.attributes["printer-is-shared"] = is_shared ? "true" : "false";
+  change_queues(scheduler, updates, plan.share, plan.name, findings);
+  try {
+    scheduler.change(change);
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(
+        error.what() + std::string(updates.empty() ? "" : "; its members are updated already"));
   }
   if (!plan.share && !plan.update) {
     findings.ok(is_shared ? "the class is shared, as its members are" : "the class is not shared");
   }
-  return std::nullopt;
 }
 
 }  // namespace k905

@@ -7,24 +7,15 @@
 #include <vector>
 
 #include "apps/setup/findings.h"
+#include "apps/setup/make_queue.h"
 #include "apps/setup/scheduler.h"
-#include "apps/setup/sharing.h"
 
 namespace k905 {
 
-struct ClassPlan {
-  std::string name;
-  std::vector<std::string> members;  // empty with `update`: those that it has
-  bool replace = false;
-  bool update = false;
-  Share share{};
-};
-
 // Makes the class, or, if it exists and `replace` is set, gives it exactly these members and the
-// usual defaults; its jobs stay. Everything is checked before the first change. Returns the error,
-// or nothing.
-[[nodiscard]] std::optional<std::string> make_class(Scheduler& scheduler, const ClassPlan& plan,
-                                                    Findings& findings);
+// recommended attributes; its jobs stay. With `update` its members are updated too. Everything is
+// checked before the first change. An error is thrown as std::runtime_error.
+void make_class(Scheduler& scheduler, const QueuePlan& plan, Findings& findings);
 
 // The first reason why the queues cannot be members of one class: one is not a queue of this
 // printer, or they differ in a property of the sheet. Adds notes for other defaults that differ.

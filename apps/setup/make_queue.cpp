@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <stdexcept>
 
 #include "apps/base/queue_ppd.h"
+#include "apps/base/text.h"
 #include "apps/setup/ask_printer.h"
 #include "apps/setup/installation.h"
 #include "apps/setup/printer_ppd.h"
@@ -15,10 +17,10 @@ namespace {
 
 // CUPS restarts a job that is printing from its first sheet when the queue's PPD file or device
 // changes. Checked last, so that hardly any job starts in between.
-std::optional<std::string> find_queue_problem(Scheduler& scheduler, const std::string& queue) {
+void refuse_while_printing(Scheduler& scheduler, const std::string& queue) {
   const auto state = scheduler.queue(queue);
   if (!state || !state->printing) {
-    return std::nullopt;
+    return;
   }
   std::string which = "a job";  // of a class
   for (const QueueJob& job : scheduler.jobs(queue)) {
@@ -26,17 +28,10 @@ std::optional<std::string> find_queue_problem(Scheduler& scheduler, const std::s
       which = "job " + std::to_string(job.id);
     }
   }
-  return which + " is printing on " + queue +
-         ", and a change would start it again from its first sheet; wait until it has ended, or "
-         "stop the queue: cupsdisable " +
-         queue;
-}
-
-using Attributes = std::vector<std::pair<std::string, std::string>>;
-
-bool has_attribute(const Attributes& attributes, const std::string& name) {
-  return std::ranges::any_of(attributes,
-                             [&](const auto& attribute) { return attribute.first == name; });
+  throw std::runtime_error(which + " is printing on " + queue +
+                           ", and a change would start it again from its first sheet; wait until "
+                           "it has ended, or stop the queue: cupsdisable " +
+                           queue);
 }
 
 // The file's default choices that this version offers too; adds notes for the others.
@@ -71,35 +66,33 @@ void note_change(const std::string& from, const std::string& to, Findings& findi
   }
 }
 
-// The only printer that the backend k905 finds. Returns the error, or nothing.
-std::optional<std::string> find_printer(Scheduler& scheduler, std::string& device,
-                                        Findings& findings) {
+// The only printer that the backend k905 finds.
+std::string find_printer(Scheduler& scheduler, Findings& findings) {
   std::vector<ConnectedDevice> found;
   const auto reason = scheduler.list_devices("k905", found);
   if (found.size() == 1) {
-    device = found.front().uri;
-    findings.note("the connected printer is " + device);
-    return std::nullopt;
+    findings.note("the connected printer is " + found.front().uri);
+    return found.front().uri;
   }
-  if (!found.empty()) {
-    std::string all;
-    for (const ConnectedDevice& printer : found) {
-      all.append(all.empty() ? "" : ", ").append(printer.uri);
-    }
-    return "several printers are connected; choose one with --device: " + all;
+  if (found.empty()) {
+    throw std::runtime_error(
+        (reason ? "connected printers: " + *reason : std::string("no printer is connected")) +
+        "; switch it on, or give its address: --device k905://ADDRESS:9100 or --device URI, see "
+        "--list");
   }
-  return (reason ? "connected printers: " + *reason : std::string("no printer is connected")) +
-         "; switch it on, or give its address: --device k905://ADDRESS:9100 or --device URI, see "
-         "--list";
+  std::string all;
+  for (const ConnectedDevice& printer : found) {
+    append_to_list(all, printer.uri);
+  }
+  throw std::runtime_error("several printers are connected; choose one with --device: " + all);
 }
 
-// The address for the queue. Returns the error, or nothing.
-std::optional<std::string> choose_device(Scheduler& scheduler, const QueuePlan& plan,
-                                         const QueueState* existing, std::string& device,
-                                         Findings& findings) {
-  device = plan.device.empty() && existing != nullptr ? existing->device_uri : plan.device;
+// The address for the queue. `own`: the one that it has.
+std::string choose_device(Scheduler& scheduler, const QueuePlan& plan, const std::string& own,
+                          Findings& findings) {
+  std::string device = plan.device.empty() ? own : plan.device;
   if (device.empty()) {
-    return find_printer(scheduler, device, findings);
+    return find_printer(scheduler, findings);
   }
   if (!plan.keep_device) {
     if (const auto ours = k905_uri_of(device, usb_devices(scheduler, device))) {
@@ -107,7 +100,10 @@ std::optional<std::string> choose_device(Scheduler& scheduler, const QueuePlan& 
       device = *ours;
     }
   }
-  return find_uri_problem(device);
+  if (const auto problem = find_uri_problem(device)) {
+    throw std::runtime_error(*problem);
+  }
+  return device;
 }
 
 // The new address of a queue's printer, "" to keep the old one. Only other backends support a print
@@ -135,9 +131,9 @@ std::string better_device(Scheduler& scheduler, const std::string& device, Findi
   return *ours;
 }
 
-void add_share(QueueRequest& request, Share share) {
+void set_share(QueueChange& change, Share share) {
   if (share) {
-    request.attributes.emplace_back("printer-is-shared", *share ? "true" : "false");
+    change.attributes["printer-is-shared"] = *share ? "true" : "false";
   }
 }
 
@@ -148,107 +144,88 @@ std::string ppd_file(const ppd::Model& model, const Choices& defaults, bool keep
 
 }  // namespace
 
-std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& plan,
-                                      Findings& findings) {
-  const auto existing = scheduler.queue(plan.queue);
+void make_queue(Scheduler& scheduler, const QueuePlan& plan, Findings& findings) {
+  const auto existing = scheduler.queue(plan.name);
   if (existing && !existing->members.empty()) {
-    return plan.queue + " is a class; give the queue another name";
+    throw std::runtime_error(plan.name + " is a class; give the queue another name");
   }
   if (existing && !plan.replace) {
-    return "the queue " + plan.queue +
-           " exists; --replace gives it this device and these defaults and keeps its jobs";
+    throw std::runtime_error(
+        "the queue " + plan.name +
+        " exists; --replace gives it this device and these defaults and keeps its jobs");
   }
-  PlannedChange change{
-      .request = {.queue = plan.queue,
-                  .ppd = ppd_file(*plan.options.model, plan.options.choices, plan.keep_device),
-                  .attributes = plan.options.attributes,
-                  .start = true},
-      .notes = {}};
-  QueueRequest& request = change.request;
-  if (auto problem = choose_device(scheduler, plan, existing ? &*existing : nullptr,
-                                   request.device_uri, change.notes)) {
-    return problem;
-  }
-  for (const auto& [name, value] : recommended_attributes) {
-    if (!has_attribute(request.attributes, name)) {
-      request.attributes.emplace_back(name, value);
-    }
-  }
-  add_share(request, plan.share);
+  QueueChange change{.name = plan.name,
+                     .ppd = ppd_file(*plan.options.model, plan.options.choices, plan.keep_device),
+                     .attributes = plan.options.attributes,
+                     .start = true};
+  change.device_uri =
+      choose_device(scheduler, plan, existing ? existing->device_uri : "", change.notes);
+  change.attributes.insert(recommended_attributes.begin(), recommended_attributes.end());
+  set_share(change, plan.share);
   if (existing) {
-    request.removed_attributes = existing->job_defaults;
-    std::erase_if(request.removed_attributes,
-                  [&](const std::string& name) { return has_attribute(request.attributes, name); });
+    change.removed_attributes = existing->job_defaults;
+    std::erase_if(change.removed_attributes,
+                  [&](const std::string& name) { return change.attributes.contains(name); });
   }
-  return change_queues(scheduler, {change}, plan.share, plan.queue, findings);
+  change_queues(scheduler, {change}, plan.share, plan.name, findings);
 }
 
-std::optional<std::string> update_queue(Scheduler& scheduler, const std::string& queue,
-                                        bool keep_device, Share share, Findings& findings) {
-  PlannedChange change;
-  if (auto problem = plan_update(scheduler, queue, keep_device, change)) {
-    return problem;
-  }
-  add_share(change.request, share);
-  return change_queues(scheduler, {change}, share, queue, findings);
+void update_queue(Scheduler& scheduler, const std::string& queue, bool keep_device, Share share,
+                  Findings& findings) {
+  QueueChange change = plan_update(scheduler, queue, keep_device);
+  set_share(change, share);
+  change_queues(scheduler, {change}, share, queue, findings);
 }
 
-std::optional<std::string> plan_update(Scheduler& scheduler, const std::string& queue,
-                                       bool keep_device, PlannedChange& change) {
+QueueChange plan_update(Scheduler& scheduler, const std::string& queue, bool keep_device) {
   const auto state = scheduler.queue(queue);
   if (state && !state->members.empty()) {
-    return queue + " is a class; update it with --class " + queue + " --update";
+    throw std::runtime_error(queue + " is a class; update it with --class " + queue + " --update");
   }
   const Ppd ppd = read_queue_ppd(scheduler.http(), queue.c_str());
   const ppd::Model* model = ppd ? model_of(*ppd) : nullptr;
   if (!state || model == nullptr) {
-    return queue + " is not a queue for this printer";
+    throw std::runtime_error(queue + " is not a queue for this printer");
   }
   const bool keeps_device = keep_device || has_kept_device(*ppd);
-  change.request.queue = queue;
-  change.request.ppd = ppd_file(*model, offered_defaults(*ppd, change.notes), keeps_device);
+  QueueChange change{.name = queue};
+  change.ppd = ppd_file(*model, offered_defaults(*ppd, change.notes), keeps_device);
   // Before the printer is asked, and again before the change.
-  if (auto problem = find_queue_problem(scheduler, queue)) {
-    return problem;
-  }
+  refuse_while_printing(scheduler, queue);
   if (!keeps_device) {
-    change.request.device_uri = better_device(scheduler, state->device_uri, change.notes);
+    change.device_uri = better_device(scheduler, state->device_uri, change.notes);
   }
-  return std::nullopt;
+  return change;
 }
 
-std::optional<std::string> change_queues(Scheduler& scheduler,
-                                         const std::vector<PlannedChange>& changes, Share share,
-                                         const std::string& name, Findings& findings) {
-  for (const PlannedChange& change : changes) {
-    if (auto problem = find_queue_problem(scheduler, change.request.queue)) {
-      return problem;
-    }
+void change_queues(Scheduler& scheduler, const std::vector<QueueChange>& changes, Share share,
+                   const std::string& name, Findings& findings) {
+  for (const QueueChange& change : changes) {
+    refuse_while_printing(scheduler, change.name);
   }
-  if (auto problem = apply_sharing(scheduler, share, name, findings)) {
-    return problem;
-  }
+  apply_sharing(scheduler, share, name, findings);
   std::string changed;
-  for (const PlannedChange& change : changes) {
-    auto problem = find_queue_problem(scheduler, change.request.queue);
-    if (!problem) {
-      problem = scheduler.change(change.request);
+  for (const QueueChange& change : changes) {
+    try {
+      refuse_while_printing(scheduler, change.name);
+      scheduler.change(change);
+    } catch (const std::runtime_error& error) {
+      throw std::runtime_error(error.what() +
+                               (changed.empty() ? "" : "; changed already: " + changed));
     }
-    if (problem) {
-      return *problem + (changed.empty() ? "" : "; changed already: " + changed);
-    }
-    changed.append(changed.empty() ? "" : ", ").append(change.request.queue);
+    append_to_list(changed, change.name);
     findings.add(change.notes);
   }
-  return std::nullopt;
 }
 
 std::vector<std::string> queues_of_this_printer(Scheduler& scheduler) {
-  std::vector<std::string> names = scheduler.queues();
-  std::erase_if(names, [&](const std::string& name) {
-    const Ppd ppd = read_queue_ppd(scheduler.http(), name.c_str());
-    return !ppd || model_of(*ppd) == nullptr;
-  });
+  std::vector<std::string> names;
+  for (const Queue& queue : scheduler.queues()) {
+    const Ppd ppd = read_queue_ppd(scheduler.http(), queue.name.c_str());
+    if (ppd && model_of(*ppd) != nullptr) {
+      names.push_back(queue.name);
+    }
+  }
   return names;
 }
 

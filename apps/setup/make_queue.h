@@ -1,8 +1,8 @@
-// Makes and changes queues, without losing a job or printing one twice.
+// Makes and changes queues, without losing a job or printing one twice. An error is thrown as
+// std::runtime_error.
 #pragma once
 
 #include <array>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,46 +18,37 @@ namespace k905 {
 inline constexpr std::array<std::pair<const char*, const char*>, 2> recommended_attributes{
     {{"print-scaling-default", "fill"}, {"printer-error-policy", "retry-current-job"}}};
 
+// What the user wants of a queue or class.
 struct QueuePlan {
-  std::string queue;
+  std::string name;
+  std::vector<std::string> members;  // of a class; empty with `update`: those that it has
   std::string device;  // a URI or a device file; "": the queue's own, or the connected printer
   bool keep_device = false;  // keep this address
   bool replace = false;
+  bool update = false;
   Share share{};
   QueueOptions options;
 };
 
 // Makes the queue, or, if it exists and `replace` is set, gives it this device and only these
 // defaults; its jobs stay. A device that the backend k905 can reach is moved to it, with a note.
-// Returns the error, or nothing.
-[[nodiscard]] std::optional<std::string> make_queue(Scheduler& scheduler, const QueuePlan& plan,
-                                                    Findings& findings);
+void make_queue(Scheduler& scheduler, const QueuePlan& plan, Findings& findings);
 
 // Gives the queue the PPD file of this version, and moves its device to the backend k905 if that
 // can reach it; with `keep_device` the address stays, now and later. Default choices, jobs and
 // state stay. A default that is no longer offered is replaced by the usual one. Changes are noted.
-// Returns the error, or nothing.
-[[nodiscard]] std::optional<std::string> update_queue(Scheduler& scheduler,
-                                                      const std::string& queue, bool keep_device,
-                                                      Share share, Findings& findings);
+void update_queue(Scheduler& scheduler, const std::string& queue, bool keep_device, Share share,
+                  Findings& findings);
 
-struct PlannedChange {
-  QueueRequest request;
-  Findings notes;  // what is different then
-};
-
-// What update_queue() changes. Returns the error, or nothing.
-[[nodiscard]] std::optional<std::string> plan_update(Scheduler& scheduler, const std::string& queue,
-                                                     bool keep_device, PlannedChange& change);
+// What update_queue() changes.
+[[nodiscard]] QueueChange plan_update(Scheduler& scheduler, const std::string& queue,
+                                      bool keep_device);
 
 // Changes the queues, and before them the scheduler's setting if the queue or class `name` is to be
 // shared. Changes nothing if a job is printing on one of them; if a job begins meanwhile, the error
-// names the queues that are changed already. Adds the notes of these queues. Returns the error, or
-// nothing.
-[[nodiscard]] std::optional<std::string> change_queues(Scheduler& scheduler,
-                                                       const std::vector<PlannedChange>& changes,
-                                                       Share share, const std::string& name,
-                                                       Findings& findings);
+// names the queues that are changed already. Adds the notes of the changed queues.
+void change_queues(Scheduler& scheduler, const std::vector<QueueChange>& changes, Share share,
+                   const std::string& name, Findings& findings);
 
 // All queues of this printer, according to their PPD files.
 [[nodiscard]] std::vector<std::string> queues_of_this_printer(Scheduler& scheduler);

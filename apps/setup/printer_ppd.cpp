@@ -28,19 +28,13 @@ std::string without_defaults(const std::string& text) {
 
 std::string installed_ppd(const ppd::Model& model, Choices defaults) {
   // As the default it would leave the option without a default, and a dialog without a choice.
-  if (const auto profile = defaults.find("ICCProfile");
-      profile != defaults.end() && profile->second == ppd::no_profile) {
-    defaults.erase(profile);
-  }
-  // Options without effect do not return to the dialogs when they are set.
   std::erase_if(defaults, [](const auto& choice) {
-    return std::ranges::any_of(ppd::groups, [&](const ppd::Group& group) {
-      return !group.in_dialogs &&
-             std::ranges::any_of(group.options, [&](const ppd::Option& option) {
-               return choice.first == option.keyword;
-             });
-    });
+    return choice.first == "ICCProfile" && choice.second == ppd::no_profile;
   });
+  // Options without effect do not return to the dialogs when they are set.
+  for (const ppd::Option& option : ppd::log_only_options) {
+    defaults.erase(option.keyword);
+  }
   return ppd::ppd_text(model, K905_VERSION, defaults);
 }
 

@@ -6,6 +6,8 @@
 #include <array>
 #include <span>
 
+#include "apps/base/text.h"
+
 namespace k905 {
 
 namespace {
@@ -63,30 +65,17 @@ constexpr std::array<Attribute, 33> attributes{{
     {"usb-unidirectional-default", booleans},
 }};
 
-std::string names_of_attributes() {
-  std::string names;
-  for (const Attribute& attribute : attributes) {
-    names.append(", ").append(attribute.name);
-  }
-  return names;
-}
-
-std::string joined(Values values) {
-  std::string names;
-  for (const char* value : values) {
-    names.append(names.empty() ? "" : ", ").append(value);
-  }
-  return names;
-}
-
 std::optional<std::string> add_attribute(QueueOptions& options, const Attribute& attribute,
                                          const std::string& value) {
   const auto is_value = [&](const char* known) { return value == known; };
   if (!attribute.values.empty() && std::ranges::none_of(attribute.values, is_value)) {
-    return std::string(attribute.name) + " is one of " + joined(attribute.values) + ", not \"" +
-           value + "\"";
+    std::string known;
+    for (const char* name : attribute.values) {
+      append_to_list(known, name);
+    }
+    return std::string(attribute.name) + " is one of " + known + ", not \"" + value + "\"";
   }
-  options.attributes.emplace_back(attribute.name, value);
+  options.attributes[attribute.name] = value;
   return std::nullopt;
 }
 
@@ -116,7 +105,12 @@ std::optional<std::string> add_choice(QueueOptions& options, const std::string& 
   }
   std::string error;
   (void)check_choice(keyword, choice, error);
-  return names_of_choices(keyword).empty() ? error + names_of_attributes() : error;
+  if (names_of_choices(keyword).empty()) {
+    for (const Attribute& attribute : attributes) {
+      append_to_list(error, attribute.name);
+    }
+  }
+  return error;
 }
 
 }  // namespace

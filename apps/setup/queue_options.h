@@ -3,8 +3,6 @@
 
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "apps/base/choices.h"
 #include "ppd/option_table.h"
@@ -13,8 +11,8 @@ namespace k905 {
 
 struct QueueOptions {
   const ppd::Model* model = &ppd::models.front();
-  Choices choices;                                              // default choices of the PPD file
-  std::vector<std::pair<std::string, std::string>> attributes;  // the queue's attributes in CUPS
+  Choices choices{};     // default choices of the PPD file
+  Choices attributes{};  // the queue's attributes in CUPS
 };
 
 // The model with this name, in upper or lower case; null if there is none.

@@ -3,6 +3,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <stdexcept>
+
+#include "apps/base/text.h"
 
 namespace k905 {
 
@@ -11,7 +14,7 @@ namespace {
 bool announces_queues() { return access("/run/avahi-daemon/socket", F_OK) == 0; }
 
 // The URI for other computers: Avahi announces the name of this one with the ending ".local".
-std::string shared_uri(const std::string& queue, const QueueState& state) {
+std::string shared_uri(const std::string& queue, const Queue& state) {
   std::array<char, 256> name{};
   gethostname(name.data(), name.size() - 1);
   std::string host = name.data();
@@ -25,7 +28,7 @@ std::string shared_uri(const std::string& queue, const QueueState& state) {
   return uri.data();
 }
 
-void report_how_to_add(const std::string& queue, const QueueState& state, Findings& findings) {
+void report_how_to_add(const std::string& queue, const Queue& state, Findings& findings) {
   const std::string uri = shared_uri(queue, state);
   if (announces_queues()) {
     findings.ok("the queue is shared; phones and tablets list it as \"" + queue +
@@ -39,49 +42,30 @@ void report_how_to_add(const std::string& queue, const QueueState& state, Findin
   findings.ok("other systems add the shared queue by its address " + uri);
 }
 
-// And `name`, which will be.
-std::string shared_queues(Scheduler& scheduler, const std::string& name) {
-  std::string names = name;
-  for (const std::string& queue : scheduler.queues()) {
-    const auto state = scheduler.queue(queue);
-    if (state && state->shared && queue != name) {
-      names.append(", ").append(queue);
-    }
-  }
-  return names;
-}
-
-std::optional<std::string> find_sharing_problem(Scheduler& scheduler) {
-  for (const std::string& queue : scheduler.queues()) {
-    const auto state = scheduler.queue(queue);
-    if (state && state->printing) {
-      return "a job is printing on " + queue +
-             ", and sharing restarts the scheduler, which would start the job again from its first "
-             "sheet; wait until it has ended";
-    }
-  }
-  return std::nullopt;
-}
-
 }  // namespace
 
-std::optional<std::string> apply_sharing(Scheduler& scheduler, Share share, const std::string& name,
-                                         Findings& findings) {
+void apply_sharing(Scheduler& scheduler, Share share, const std::string& name, Findings& findings) {
   if (!share.value_or(false) || scheduler.is_sharing().value_or(false)) {
-    return std::nullopt;
+    return;
   }
-  if (auto problem = find_sharing_problem(scheduler)) {
-    return problem;
+  std::string offered = name;
+  for (const Queue& queue : scheduler.queues()) {
+    if (queue.printing) {
+      throw std::runtime_error(
+          "a job is printing on " + queue.name +
+          ", and sharing restarts the scheduler, which would start the job again from its first "
+          "sheet; wait until it has ended");
+    }
+    if (queue.shared && queue.name != name) {
+      append_to_list(offered, queue.name);
+    }
   }
-  if (auto problem = scheduler.start_sharing()) {
-    return problem;
-  }
+  scheduler.start_sharing();
   findings.note("the scheduler now serves the local networks on port " + std::to_string(ippPort()) +
-                " and offers " + shared_queues(scheduler, name));
-  return std::nullopt;
+                " and offers " + offered);
 }
 
-void check_sharing(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+void check_sharing(Scheduler& scheduler, const std::string& queue, const Queue& state,
                    Findings& findings) {
   const std::optional<bool> is_sharing = scheduler.is_sharing();
   if (!state.shared) {

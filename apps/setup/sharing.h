@@ -15,13 +15,11 @@ using Share = std::optional<bool>;
 
 // Makes the scheduler serve the local networks, if `share` says so and it does not do so yet,
 // before the queue or class `name` is shared. Refused while a job is printing, which the restart of
-// the scheduler would start again from its first sheet. Returns when it answers again: the error,
-// or nothing.
-[[nodiscard]] std::optional<std::string> apply_sharing(Scheduler& scheduler, Share share,
-                                                       const std::string& name, Findings& findings);
+// the scheduler would start again from its first sheet. Returns when it answers again.
+void apply_sharing(Scheduler& scheduler, Share share, const std::string& name, Findings& findings);
 
 // Whether other computers see the queue, and how a phone and other systems add it.
-void check_sharing(Scheduler& scheduler, const std::string& queue, const QueueState& state,
+void check_sharing(Scheduler& scheduler, const std::string& queue, const Queue& state,
                    Findings& findings);
 
 }  // namespace k905

@@ -17,16 +17,24 @@ namespace {
 // The scheduler is usually on this machine.
 constexpr int kConnectMs = 2000;
 
-std::string text_of(ipp_attribute_t* attribute, int index = 0) {
-  if (ippGetValueTag(attribute) == IPP_TAG_STRING) {
-    int size = 0;
-    const void* bytes = ippGetOctetString(attribute, index, &size);
-    return bytes == nullptr
-               ? ""
-               : std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(size));
+std::vector<std::string> texts_of(ipp_attribute_t* attribute) {
+  std::vector<std::string> texts;
+  for (int i = 0; i < ippGetCount(attribute); ++i) {
+    const char* text = ippGetString(attribute, i, nullptr);
+    texts.emplace_back(text == nullptr ? "" : text);
   }
-  const char* text = ippGetString(attribute, index, nullptr);
+  return texts;
+}
+
+std::string text_of(ipp_attribute_t* attribute) {
+  const char* text = ippGetString(attribute, 0, nullptr);
   return text == nullptr ? "" : text;
+}
+
+std::string bytes_of(ipp_attribute_t* attribute) {
+  int size = 0;
+  const void* bytes = ippGetOctetString(attribute, 0, &size);
+  return bytes == nullptr ? "" : std::string(static_cast<const char*>(bytes), std::size_t(size));
 }
 
 void read_attribute(ipp_attribute_t* attribute, Queue& queue) {
@@ -37,13 +45,25 @@ void read_attribute(ipp_attribute_t* attribute, Queue& queue) {
     queue.device_uri = text_of(attribute);
   } else if (name == "printer-state") {
     queue.printing = ippGetInteger(attribute, 0) == IPP_PSTATE_PROCESSING;
+    queue.stopped = ippGetInteger(attribute, 0) == IPP_PSTATE_STOPPED;
   } else if (name == "printer-state-message") {
     queue.message = text_of(attribute);
   } else if (name == "printer-alert") {
-    queue.note = text_of(attribute);
+    queue.note = bytes_of(attribute);
+  } else if (name == "printer-state-reasons") {
+    queue.reasons = texts_of(attribute);
+  } else if (name == "printer-error-policy") {
+    queue.error_policy = text_of(attribute);
+  } else if (name == "printer-is-accepting-jobs") {
+    queue.accepting = ippGetBoolean(attribute, 0) != 0;
+  } else if (name == "printer-is-shared") {
+    queue.shared = ippGetBoolean(attribute, 0) != 0;
   } else if (name == "member-names") {
-    for (int i = 0; i < ippGetCount(attribute); ++i) {
-      queue.members.push_back(text_of(attribute, i));
+    queue.members = texts_of(attribute);
+  } else if (name.ends_with("-default")) {
+    queue.job_defaults.emplace_back(name);
+    if (name == "print-scaling-default") {
+      queue.scaling = text_of(attribute);
     }
   }
 }
@@ -79,11 +99,27 @@ std::filesystem::path device_file(const PrinterAddress& address) {
 
 }  // namespace
 
-std::vector<Queue> all_queues() {
+std::vector<Queue> queues_in(ipp_t* answer) {
   std::vector<Queue> queues;
+  bool in_queue = false;
+  ipp_attribute_t* attribute = ippFirstAttribute(answer);
+  for (; attribute != nullptr; attribute = ippNextAttribute(answer)) {
+    const bool was_in_queue = in_queue;
+    in_queue = ippGetName(attribute) != nullptr && ippGetGroupTag(attribute) == IPP_TAG_PRINTER;
+    if (in_queue && !was_in_queue) {
+      queues.emplace_back();
+    }
+    if (in_queue) {
+      read_attribute(attribute, queues.back());
+    }
+  }
+  return queues;
+}
+
+std::vector<Queue> all_queues() {
   const Http http = connect_to_scheduler(kConnectMs);
   if (!http) {
-    return queues;
+    return {};
   }
   constexpr auto kWanted =
       std::to_array<const char*>({"printer-name", "device-uri", "printer-state",
@@ -92,25 +128,11 @@ std::vector<Queue> all_queues() {
   ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes",
                 static_cast<int>(kWanted.size()), nullptr, kWanted.data());
   const Ipp answer(cupsDoRequest(http.get(), request, "/"));
-  bool in_queue = false;
-  ipp_attribute_t* attribute = answer ? ippFirstAttribute(answer.get()) : nullptr;
-  for (; attribute != nullptr; attribute = ippNextAttribute(answer.get())) {
-    const bool belongs =
-        ippGetName(attribute) != nullptr && ippGetGroupTag(attribute) == IPP_TAG_PRINTER;
-    if (belongs && !in_queue) {
-      queues.emplace_back();
-    }
-    if (belongs) {
-      read_attribute(attribute, queues.back());
-    }
-    in_queue = belongs;
-  }
-  return queues;
+  return queues_in(answer.get());
 }
 
 const Queue* find_queue(const std::vector<Queue>& queues, const std::string& name) {
-  const auto found = std::find_if(queues.begin(), queues.end(),
-                                  [&name](const Queue& queue) { return queue.name == name; });
+  const auto found = std::ranges::find(queues, name, &Queue::name);
   return found == queues.end() ? nullptr : &*found;
 }
 

@@ -1,6 +1,8 @@
 // The queues of the print system, and which of them is printing on a device.
 #pragma once
 
+#include <cups/ipp.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,15 +12,27 @@
 namespace k905 {
 
 struct Queue {
-  std::string name;
-  std::string device_uri;
-  bool printing = false;
-  std::string message;               // the current message of the queue
-  std::string note;                  // the backend's last report, see parse_note
-  std::vector<std::string> members;  // of a class
+  std::string name{};
+  std::string device_uri{};
+  std::string message{};                    // printer-state-message
+  std::string note{};                       // the backend's last report, see parse_note
+  std::string error_policy{};               // printer-error-policy
+  std::string scaling{};                    // print-scaling-default
+  std::vector<std::string> reasons{};       // printer-state-reasons
+  std::vector<std::string> members{};       // of a class; empty for a queue
+  std::vector<std::string> job_defaults{};  // names of all attributes NAME-default
+  bool printing = false;                    // a job of its own or of a class
+  bool stopped = false;
+  bool accepting = false;
+  bool shared = false;  // offered to other computers
 };
 
-// All queues; none if the print system does not answer.
+// The queues and classes in an answer of the scheduler; attributes that it does not contain are
+// empty.
+[[nodiscard]] std::vector<Queue> queues_in(ipp_t* answer);
+
+// All queues and classes, with name, device, messages and members; none if the print system does
+// not answer.
 [[nodiscard]] std::vector<Queue> all_queues();
 
 [[nodiscard]] const Queue* find_queue(const std::vector<Queue>& queues, const std::string& name);

@@ -57,12 +57,12 @@ TEST(QueueOptions, UnknownOptionsAreRefusedAndAddNothing) {
 }
 
 TEST(QueueOptions, AProfileIsOneThatTheModelOffers) {
-  QueueOptions rv40{.model = find_model("rv-40"), .choices = {}, .attributes = {}};
+  QueueOptions rv40{.model = find_model("rv-40")};
   EXPECT_EQ(add_option(rv40, "ICCProfile=pm-rv-wd-251202-5.icm"), std::nullopt);
   EXPECT_EQ(add_option(rv40, "ICCProfile=None"), std::nullopt);
   EXPECT_THAT(add_option(rv40, "ICCProfile=pm-905-wd-251126-5.icm"),
               Optional(HasSubstr("pm-rv-wd-251202-5.icm, None, ByPaper, sRGB.icc")));
-  QueueOptions rv40w{.model = find_model("RV-40W"), .choices = {}, .attributes = {}};
+  QueueOptions rv40w{.model = find_model("RV-40W")};
   EXPECT_THAT(add_option(rv40w, "ICCProfile=x.icc"),
               Optional(HasSubstr("is one of None, ByPaper, sRGB")));
 }

@@ -167,7 +167,7 @@ class Setup(ThroughSetup):
         for arguments in ((), ("--check",), ("q", "--paper"), ("q", "--no-such"), ("q", "r"),
                           ("--update",), ("--update", "--all", "q"), ("--all", "q"), ("--list", "q"),
                           ("--check", "--update", "q"), ("--check", "q", "--paper", "6x8"),
-                          ("--list", "--json"), ("--class", "q"), ("q", "--member", "r"),
+                          ("--list", "--json"), ("--class", "q"), ("--class", "", "--update"), ("q", "--member", "r"),
                           ("--class", "q", "--member", "r", "--paper", "6x8"),
                           ("--class", "q", "--member", "r", "s"), ("--check", "--class", "q", "--member", "r"),
                           ("q", "--device", self.device(), "--paper", "A4"),

@@ -13,8 +13,7 @@ namespace {
 using Kind = PrinterAddress::Kind;
 
 Queue printing(const std::string& name, const std::string& uri) {
-  return {
-      .name = name, .device_uri = uri, .printing = true, .message = "", .note = "", .members = {}};
+  return {.name = name, .device_uri = uri, .printing = true};
 }
 
 std::string queue_on(const std::string& device, const std::vector<Queue>& queues) {

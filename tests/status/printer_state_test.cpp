@@ -47,10 +47,9 @@ TEST(StateOf, PrinterThatAnswersNothingIsNotReachable) {
 Queue booth(const std::string& note) {
   return {.name = "booth",
           .device_uri = "k905:/dev/null",
-          .printing = true,
           .message = "The printer is not connected",
           .note = note,
-          .members = {}};
+          .printing = true};
 }
 
 TEST(PrintingQueue, StateIsWhatTheBackendLastSaw) {
@@ -95,7 +94,7 @@ TEST(IdleQueue, IsNotAskedWhileItsSheetIsBeingSent) {
 }
 
 Queue idle(const std::string& uri, const std::string& note) {
-  return {.name = "booth", .device_uri = uri, .message = "", .note = note, .members = {}};
+  return {.name = "booth", .device_uri = uri, .note = note};
 }
 
 TEST(UnreachablePrinter, HasTheSerialNumberOfItsAddress) {
@@ -120,11 +119,7 @@ TEST(UnreachablePrinter, HasTheSerialNumberThatItsQueueLastReported) {
 }
 
 TEST(IdleQueue, WithARemoteDeviceCannotBeAsked) {
-  const Queue queue{.name = "far",
-                    .device_uri = "ipp://host/printers/far",
-                    .message = "",
-                    .note = "",
-                    .members = {}};
+  const Queue queue{.name = "far", .device_uri = "ipp://host/printers/far"};
   const PrinterState printer = ask_printer("far", {queue});
   EXPECT_EQ(printer.state, State::unreachable);
   EXPECT_EQ(printer.message, "the device of this queue cannot be asked: ipp://host/printers/far");
