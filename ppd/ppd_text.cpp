@@ -1,98 +1,72 @@
 #include "ppd/ppd_text.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <sstream>
+#include <utility>
 
 #include "paper/paper_table.h"
 #include "paper/physical_size.h"
 
 namespace {
 
-struct PageSize {
-  const char* name;
-  const char* text;
-  std::string width;  // points, as written into the file
-  std::string height;
-};
-
-std::string points(double value) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.2f", value);
-  std::string number = text;
-  number.erase(number.find_last_not_of('0') + 1);
-  if (number.back() == '.') number.pop_back();
-  return number;
-}
-
-// In portrait orientation, as CUPS expects: otherwise it does not find the standard name of the
-// paper. rastertok905job rotates the pages.
-PageSize page_size(const ppd::PaperText& entry) {
-  const PaperPoints size = paper_points(*find_paper_by_ppd_name(entry.ppd_name));
-  return {entry.ppd_name, entry.text, points(std::min(size.across, size.down)),
-          points(std::max(size.across, size.down))};
+// In points and portrait orientation, as CUPS expects: otherwise it does not find the standard name
+// of the paper. rastertok905job rotates the pages.
+std::string width_and_height(const ppd::PaperText& paper) {
+  const PaperPoints size = paper_points(*find_paper_by_ppd_name(paper.ppd_name));
+  std::ostringstream text;
+  text << std::min(size.across, size.down) << " " << std::max(size.across, size.down);
+  return text.str();
 }
 
 void write_head(std::ostream& out, const ppd::Model& model, const std::string& version) {
   const std::string name = model.name;
-  out << "*PPD-Adobe: \"4.3\"\n"
-         "*% Queue description for the "
-      << model.nick_name
-      << ", generated from the\n"
-         "*% filter's own paper table and its table of options: change those, not this file.\n"
-         "*FormatVersion: \"4.3\"\n"
-         "*FileVersion: \""
-      << version
-      << "\"\n"
-         "*LanguageVersion: English\n"
-         "*LanguageEncoding: ISOLatin1\n"
-         "*PCFileName: \""
-      << model.pc_file_name
-      << "\"\n"
-         "*Product: \"("
-      << name
-      << ")\"\n"
-         "*Manufacturer: \""
-      << name
-      << "\"\n"
-         "*ModelName: \""
-      << name
-      << "\"\n"
-         "*ShortNickName: \""
-      << name
-      << "\"\n"
-         "*NickName: \""
-      << model.nick_name << ", " << version
-      << "\"\n"
-         "*PSVersion: \"(3010.000) 0\"\n"
-         "*LanguageLevel: \"3\"\n"
-         "*ColorDevice: True\n"
-         "*DefaultColorSpace: RGB\n"
-         "*FileSystem: False\n"
-         "*Throughput: \"1\"\n"
-         "*LandscapeOrientation: Plus90\n"
-         "*TTRasterizer: Type42\n"
-         "*% The device ID is a guess: the ID of the real printers is unknown. Desktops use it\n"
-         "*% only to propose this file; a queue does not need it.\n"
-         "*1284DeviceID: \"MFG:"
-      << name << ";MDL:" << name << ";CLS:PRINTER;DES:" << name
-      << ";\"\n"
-         "*cupsVersion: 2.2\n"
-         "*cupsModelNumber: 0\n"
-         "*% Earlier filters repeat the pages for copies.\n"
-         "*cupsManualCopies: True\n"
-         "*% The printer does not support SNMP; queries would only delay jobs.\n"
-         "*cupsSNMPSupplies: False\n"
-         "*cupsLanguages: \"en\"\n"
-         "*cupsFilter2: \"application/vnd.cups-raster application/vnd.k905 0 rastertok905job\"\n"
-         "*% Pages of the photo filter, if it is installed.\n"
-         "*cupsFilter2: \"application/vnd.k905-photo application/vnd.k905 0 rastertok905job\"\n"
-         "*% Raster from phones and other systems needs no other filter. Its higher cost lets "
-         "CUPS\n"
-         "*% convert documents to CUPS raster instead.\n"
-         "*cupsFilter2: \"image/pwg-raster application/vnd.k905 10 rastertok905job\"\n"
-         "*cupsFilter2: \"image/urf application/vnd.k905 10 rastertok905job\"\n";
+  out << R"(*PPD-Adobe: "4.3"
+*% Queue description for the )"
+      << model.nick_name << R"(, generated from the
+*% filter's own paper table and its table of options: change those, not this file.
+*FormatVersion: "4.3"
+*FileVersion: ")"
+      << version << R"("
+*LanguageVersion: English
+*LanguageEncoding: ISOLatin1
+*PCFileName: ")"
+      << model.pc_file_name << R"("
+*Product: "()"
+      << name << ")\"\n*Manufacturer: \"" << name << R"("
+*ModelName: ")"
+      << name << R"("
+*ShortNickName: ")"
+      << name << R"("
+*NickName: ")"
+      << model.nick_name << ", " << version << R"("
+*PSVersion: "(3010.000) 0"
+*LanguageLevel: "3"
+*ColorDevice: True
+*DefaultColorSpace: RGB
+*FileSystem: False
+*Throughput: "1"
+*LandscapeOrientation: Plus90
+*TTRasterizer: Type42
+*% The device ID is a guess: the ID of the real printers is unknown. Desktops use it
+*% only to propose this file; a queue does not need it.
+*1284DeviceID: "MFG:)"
+      << name << ";MDL:" << name << ";CLS:PRINTER;DES:" << name << R"(;"
+*cupsVersion: 2.2
+*cupsModelNumber: 0
+*% Earlier filters repeat the pages for copies.
+*cupsManualCopies: True
+*% The printer does not support SNMP; queries would only delay jobs.
+*cupsSNMPSupplies: False
+*cupsLanguages: "en"
+*cupsFilter2: "application/vnd.cups-raster application/vnd.k905 0 rastertok905job"
+*% Pages of the photo filter, if it is installed.
+*cupsFilter2: "application/vnd.k905-photo application/vnd.k905 0 rastertok905job"
+*% Raster from phones and other systems needs no other filter. Its higher cost lets CUPS
+*% convert documents to CUPS raster instead.
+*cupsFilter2: "image/pwg-raster application/vnd.k905 10 rastertok905job"
+*cupsFilter2: "image/urf application/vnd.k905 10 rastertok905job"
+)";
 }
 
 using ppd::ChosenDefaults;
@@ -103,30 +77,26 @@ std::string default_of(const ChosenDefaults& chosen, const char* keyword, const 
 }
 
 void write_page_sizes(std::ostream& out, const ChosenDefaults& chosen) {
-  const std::string paper_name = default_of(chosen, "PageSize", ppd::default_paper);
-  for (const char* keyword : {"PageSize", "PageRegion"}) {
-    const char* text = std::strcmp(keyword, "PageSize") == 0 ? "Paper" : "Paper region";
+  const std::string default_paper = default_of(chosen, "PageSize", ppd::default_paper);
+  for (const auto& [keyword, text] :
+       {std::pair{"PageSize", "Paper"}, std::pair{"PageRegion", "Paper region"}}) {
     out << "\n*OpenUI *" << keyword << "/" << text << ": PickOne\n"
         << "*OrderDependency: 10 AnySetup *" << keyword << "\n"
-        << "*Default" << keyword << ": " << paper_name << "\n";
+        << "*Default" << keyword << ": " << default_paper << "\n";
     for (const ppd::PaperText& paper : ppd::paper_texts) {
-      const PageSize page = page_size(paper);
-      out << "*" << keyword << " " << page.name << "/" << page.text << ": \"<</PageSize["
-          << page.width << " " << page.height << "]/ImagingBBox null>>setpagedevice\"\n";
+      out << "*" << keyword << " " << paper.ppd_name << "/" << paper.text << ": \"<</PageSize["
+          << width_and_height(paper) << "]/ImagingBBox null>>setpagedevice\"\n";
     }
     out << "*CloseUI: *" << keyword << "\n";
   }
-  out << "\n*DefaultImageableArea: " << paper_name << "\n";
-  for (const ppd::PaperText& paper : ppd::paper_texts) {
-    const PageSize page = page_size(paper);
-    out << "*ImageableArea " << page.name << "/" << page.text << ": \"0 0 " << page.width << " "
-        << page.height << "\"\n";
-  }
-  out << "*DefaultPaperDimension: " << paper_name << "\n";
-  for (const ppd::PaperText& paper : ppd::paper_texts) {
-    const PageSize page = page_size(paper);
-    out << "*PaperDimension " << page.name << "/" << page.text << ": \"" << page.width << " "
-        << page.height << "\"\n";
+  out << "\n";
+  for (const auto& [keyword, corner] :
+       {std::pair{"ImageableArea", "0 0 "}, std::pair{"PaperDimension", ""}}) {
+    out << "*Default" << keyword << ": " << default_paper << "\n";
+    for (const ppd::PaperText& paper : ppd::paper_texts) {
+      out << "*" << keyword << " " << paper.ppd_name << "/" << paper.text << ": \"" << corner
+          << width_and_height(paper) << "\"\n";
+    }
   }
 }
 
@@ -162,26 +132,21 @@ void write_option(std::ostream& out, const ppd::Option& option, const ppd::Model
 // What "print-quality" and "print-color-mode" of a job set. Only high quality sets a resolution;
 // otherwise that of the queue applies.
 void write_presets(std::ostream& out) {
-  struct Quality {
+  struct Setting {
     const char* text;
     const char* name;
-    const char* settings;
+    const char* choice;
   };
-  struct Mode {
-    const char* text;
-    const char* name;
-    const char* settings;
-  };
-  constexpr Quality qualities[] = {
+  constexpr Setting qualities[] = {
       {"Draft", "low", ""}, {"Normal", "mid", ""}, {"High", "high", "*Resolution 300x600dpi\n"}};
-  constexpr Mode modes[] = {{"color", "color", "*ColorModel RGB\n"},
-                            {"black and white", "monochrome", "*ColorModel Gray\n"}};
+  constexpr Setting modes[] = {{"color", "color", "*ColorModel RGB\n"},
+                               {"black and white", "monochrome", "*ColorModel Gray\n"}};
   out << "\n";
-  for (const Quality& quality : qualities) {
-    for (const Mode& mode : modes) {
+  for (const Setting& quality : qualities) {
+    for (const Setting& mode : modes) {
       out << "*APPrinterPreset " << quality.text << "_" << mode.name << "/" << quality.text
           << " quality, " << mode.text << ": \"\n"
-          << mode.settings << quality.settings << "com.apple.print.preset.quality " << quality.name
+          << mode.choice << quality.choice << "com.apple.print.preset.quality " << quality.name
           << "\ncom.apple.print.preset.output-mode " << mode.name << "\"\n*End\n";
     }
   }
