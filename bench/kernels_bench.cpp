@@ -176,9 +176,9 @@ void tone_mix(benchmark::State& state, const Table& table, bool everything) {
     entries[i] = static_cast<float>(i);
     steps[i] = std::pow(share, 2.2F) * 255.0F;
   }
-  kernels::Staircase legacy;
-  if (!build_staircase(steps.data(), legacy)) {
-    state.SkipWithError("the stairs are too steep");
+  kernels::StepFunction legacy;
+  if (!build_step_function(steps.data(), legacy)) {
+    state.SkipWithError("the steps are too close");
   }
   const float* table_or_none = everything ? entries.data() : nullptr;
   const kernels::ToneMix mix = {

@@ -187,8 +187,8 @@ void tone(Input& input) {
     entries[i] = i < 8 ? input.value<float>() : static_cast<float>(table[i]) * 1.3F - 20.0F;
     steps[i] = std::max(static_cast<float>(i * i) / 255.0F, 0.002F);
   }
-  kernels::Staircase legacy;
-  const bool has_legacy = build_staircase(steps.data(), legacy) && input.byte() % 2 == 0;
+  kernels::StepFunction legacy;
+  const bool has_legacy = build_step_function(steps.data(), legacy) && input.byte() % 2 == 0;
   const kernels::ToneMix mix = {
       .table = {entries.data(), input.byte() % 2 == 0 ? nullptr : entries.data(), entries.data()},
       .saturate = input.byte() % 2 == 0,

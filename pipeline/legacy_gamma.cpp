@@ -62,24 +62,24 @@ bool fill_legacy_steps(float steps[256]) {
   return true;
 }
 
-bool build_staircase(const float steps[256], kernels::Staircase& staircase) {
-  using kernels::Staircase;
-  if (!std::is_sorted(steps + 1, steps + 256) || steps[1] < Staircase::kLowest ||
-      steps[255] > Staircase::kHighest) {
+bool build_step_function(const float steps[256], kernels::StepFunction& step_function) {
+  using kernels::StepFunction;
+  if (!std::is_sorted(steps + 1, steps + 256) || steps[1] < StepFunction::kLowest ||
+      steps[255] > StepFunction::kHighest) {
     return false;
   }
   constexpr std::uint32_t kHalf = 1U << 16U;
-  const std::uint32_t first = bits_of(Staircase::kLowest) / kHalf;
+  const std::uint32_t first = bits_of(StepFunction::kLowest) / kHalf;
   std::uint32_t byte = 0;
-  for (std::uint32_t i = 0; i < Staircase::kEntries; ++i) {
+  for (std::uint32_t i = 0; i < StepFunction::kEntries; ++i) {
     const std::uint32_t begin = (first + i) * kHalf;
     const auto is_step_before = [&](std::uint32_t end) {
       return byte < 255 && bits_of(steps[byte + 1]) < end;
     };
-    staircase.entry[i] = byte * kHalf;
+    step_function.entry[i] = byte * kHalf;
     if (is_step_before(begin + kHalf)) {
       ++byte;
-      staircase.entry[i] += kHalf - (bits_of(steps[byte]) - begin);
+      step_function.entry[i] += kHalf - (bits_of(steps[byte]) - begin);
     }
     if (is_step_before(begin + kHalf)) {
       return false;

@@ -1,6 +1,6 @@
 // The legacy gamma and the conversion to a byte after it: c becomes
-// powf(c / 255, 0.45454544) * 255, truncated. Computed with powf for one value, and prepared as a
-// staircase, in which the tone kernels look it up.
+// powf(c / 255, 0.45454544) * 255, truncated. One function computes it with powf for one value; the
+// others prepare a table, the step function, in which the tone kernels look it up.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,8 @@
 // monotonic near a step on this machine.
 [[nodiscard]] bool fill_legacy_steps(float steps[256]);
 
-// Builds the staircase with these steps; steps[0] is not read. False if the steps are not in
-// ascending order, are outside the staircase's limits, or are so close that two of them share the
-// upper half of their bits.
-[[nodiscard]] bool build_staircase(const float steps[256], kernels::Staircase& staircase);
+// Builds the step function with these steps; steps[0] is not read. False if the steps are not in
+// ascending order, are outside the step function's limits, or are so close that two of them share
+// the upper half of their bits.
+[[nodiscard]] bool build_step_function(const float steps[256],
+                                       kernels::StepFunction& step_function);

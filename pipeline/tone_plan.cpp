@@ -139,9 +139,9 @@ void TonePlan::prepare_mix() {
     }
   }
   float steps[256];
-  const bool has_staircase =
-      !factors_.legacy_gamma || (fill_legacy_steps(steps) && build_staircase(steps, legacy_));
-  method_ = has_staircase ? Method::kMix : Method::kPixelByPixel;
+  const bool has_step_function =
+      !factors_.legacy_gamma || (fill_legacy_steps(steps) && build_step_function(steps, legacy_));
+  method_ = has_step_function ? Method::kMix : Method::kPixelByPixel;
 }
 
 void TonePlan::apply(std::uint8_t* plane0, std::uint8_t* plane1, std::uint8_t* plane2,

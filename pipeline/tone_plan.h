@@ -18,7 +18,7 @@ struct ToneFactors {
   float contrast;             // kC
   float channel_exponent[3];  // 1.0F: the step is left out
   float exponent;             // 1.0F: the step is left out
-  kernels::ToneMix mix;       // without its tables and its staircase
+  kernels::ToneMix mix;       // without its tables and its step function
   bool legacy_gamma;
 };
 
@@ -47,6 +47,6 @@ class TonePlan {
   ToneFactors factors_ = {};
   bool identity_[3] = {};  // this channel's table changes nothing
   std::uint8_t byte_table_[3][256] = {};
-  float mix_table_[3][256] = {};    // kMix
-  kernels::Staircase legacy_ = {};  // kMix with legacy gamma
+  float mix_table_[3][256] = {};       // kMix
+  kernels::StepFunction legacy_ = {};  // kMix with legacy gamma
 };

@@ -75,13 +75,13 @@ struct CopyRun {
 
 enum class Correction { kNone, kBright, kAccurate, kHue, kDesaturated };
 
-// The legacy gamma and the final store as one rising staircase: values from step b on are stored as
-// b.
+// The legacy gamma and the final store as one rising step function: values from step b up to the
+// next step are stored as b.
 //
 // The upper half of a float's bits selects an entry. It combines the byte that is stored at the
 // beginning of that half with the distance to the next step, so that byte = (entry + lower half) >>
 // 16. So two steps must not share an upper half.
-struct Staircase {
+struct StepFunction {
   static constexpr float kLowest = 1.0F / 1024.0F;
   static constexpr float kHighest = 255.0F;
   static constexpr std::size_t kEntries =
@@ -101,7 +101,7 @@ struct ToneMix {
   bool linear_contrast;
   // Null without legacy gamma. NaN, and what is below the first step, gives 0; but minus infinity
   // gives 255, because powf raises it to plus infinity.
-  const Staircase* legacy;
+  const StepFunction* legacy;
 };
 
 struct Table {

@@ -18,13 +18,13 @@ void look_up(std::uint8_t* bytes, const std::uint8_t* table, std::size_t count) 
 }
 
 // Every comparison with NaN is false, so NaN becomes the lowest value.
-std::uint8_t stored_by_stairs(float value, const Staircase& stairs) {
+std::uint8_t stored_by_steps(float value, const StepFunction& step_function) {
   if (value == -std::numeric_limits<float>::infinity()) return 255;
-  const float above = value > Staircase::kLowest ? value : Staircase::kLowest;
-  const auto bits = std::bit_cast<std::uint32_t>(std::min(above, Staircase::kHighest));
-  constexpr auto kFirst = std::bit_cast<std::uint32_t>(Staircase::kLowest) >> 16U;
-  return static_cast<std::uint8_t>((stairs.entry[(bits >> 16U) - kFirst] + (bits & 0xFFFFU)) >>
-                                   16U);
+  const float above = value > StepFunction::kLowest ? value : StepFunction::kLowest;
+  const auto bits = std::bit_cast<std::uint32_t>(std::min(above, StepFunction::kHighest));
+  constexpr auto kFirst = std::bit_cast<std::uint32_t>(StepFunction::kLowest) >> 16U;
+  return static_cast<std::uint8_t>(
+      (step_function.entry[(bits >> 16U) - kFirst] + (bits & 0xFFFFU)) >> 16U);
 }
 
 constexpr std::array<float, 256> make_bytes_as_floats() {
@@ -47,9 +47,9 @@ void tone_mix(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1, st
   for (std::size_t x = 0; x < width; ++x) {
     const tone::Rgb pixel = tone::mixed({red[plane0[x]], green[plane1[x]], blue[plane2[x]]}, mix);
     if (mix.legacy != nullptr) {
-      plane0[x] = stored_by_stairs(pixel.r, *mix.legacy);
-      plane1[x] = stored_by_stairs(pixel.g, *mix.legacy);
-      plane2[x] = stored_by_stairs(pixel.b, *mix.legacy);
+      plane0[x] = stored_by_steps(pixel.r, *mix.legacy);
+      plane1[x] = stored_by_steps(pixel.g, *mix.legacy);
+      plane2[x] = stored_by_steps(pixel.b, *mix.legacy);
     } else {
       plane0[x] = tone::stored(pixel.r);
       plane1[x] = tone::stored(pixel.g);

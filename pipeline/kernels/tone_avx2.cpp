@@ -111,13 +111,13 @@ K905_AVX2 inline __m256i stored(__m256 value) {
 }
 
 // As in the portable kernel; max returns its second operand when the first is NaN.
-K905_AVX2 inline __m256i stored_by_stairs(__m256 value, const Staircase& stairs) {
-  const __m256 above = _mm256_max_ps(value, _mm256_set1_ps(Staircase::kLowest));
-  const __m256 within = _mm256_min_ps(above, _mm256_set1_ps(Staircase::kHighest));
+K905_AVX2 inline __m256i stored_by_steps(__m256 value, const StepFunction& step_function) {
+  const __m256 above = _mm256_max_ps(value, _mm256_set1_ps(StepFunction::kLowest));
+  const __m256 within = _mm256_min_ps(above, _mm256_set1_ps(StepFunction::kHighest));
   const __m256i bits = _mm256_castps_si256(within);
-  const __m256i lowest = _mm256_castps_si256(_mm256_set1_ps(Staircase::kLowest));
+  const __m256i lowest = _mm256_castps_si256(_mm256_set1_ps(StepFunction::kLowest));
   const __m256i index = _mm256_srli_epi32(_mm256_sub_epi32(bits, lowest), 16);
-  const __m256i entry = looked_up(stairs.entry, index);
+  const __m256i entry = looked_up(step_function.entry, index);
   const __m256i lower = _mm256_and_si256(bits, _mm256_set1_epi32(0xFFFF));
   const __m256i byte = _mm256_srli_epi32(_mm256_add_epi32(entry, lower), 16);
   const __m256 minus_infinity = _mm256_set1_ps(-__builtin_inff());
@@ -129,7 +129,7 @@ K905_AVX2 inline __m256i finished(__m256 value, const ToneMix& mix) {
   if (mix.linear_contrast) {
     value = spread(value, _mm256_set1_ps(tone::kMiddle), _mm256_set1_ps(tone::kLinearContrast));
   }
-  return mix.legacy != nullptr ? stored_by_stairs(value, *mix.legacy) : stored(value);
+  return mix.legacy != nullptr ? stored_by_steps(value, *mix.legacy) : stored(value);
 }
 
 K905_AVX2 void tone_mix(const ToneMix& mix, std::uint8_t* plane0, std::uint8_t* plane1,

@@ -85,15 +85,16 @@ inline Rgb mixed(Rgb pixel, const ToneMix& mix) {
 }
 
 // As in the portable kernel; maxnm returns the other operand if one is NaN.
-uint32x4_t stored_by_stairs(float32x4_t value, const Staircase& stairs) {
-  const float32x4_t above = vmaxnmq_f32(value, vdupq_n_f32(Staircase::kLowest));
-  const uint32x4_t bits = vreinterpretq_u32_f32(vminq_f32(above, vdupq_n_f32(Staircase::kHighest)));
-  const uint32x4_t first = vdupq_n_u32(std::bit_cast<std::uint32_t>(Staircase::kLowest));
+uint32x4_t stored_by_steps(float32x4_t value, const StepFunction& step_function) {
+  const float32x4_t above = vmaxnmq_f32(value, vdupq_n_f32(StepFunction::kLowest));
+  const uint32x4_t bits =
+      vreinterpretq_u32_f32(vminq_f32(above, vdupq_n_f32(StepFunction::kHighest)));
+  const uint32x4_t first = vdupq_n_u32(std::bit_cast<std::uint32_t>(StepFunction::kLowest));
   const uint32x4_t index = vshrq_n_u32(vsubq_u32(bits, first), 16);
-  uint32x4_t entry = vld1q_dup_u32(stairs.entry + vgetq_lane_u32(index, 0));
-  entry = vld1q_lane_u32(stairs.entry + vgetq_lane_u32(index, 1), entry, 1);
-  entry = vld1q_lane_u32(stairs.entry + vgetq_lane_u32(index, 2), entry, 2);
-  entry = vld1q_lane_u32(stairs.entry + vgetq_lane_u32(index, 3), entry, 3);
+  uint32x4_t entry = vld1q_dup_u32(step_function.entry + vgetq_lane_u32(index, 0));
+  entry = vld1q_lane_u32(step_function.entry + vgetq_lane_u32(index, 1), entry, 1);
+  entry = vld1q_lane_u32(step_function.entry + vgetq_lane_u32(index, 2), entry, 2);
+  entry = vld1q_lane_u32(step_function.entry + vgetq_lane_u32(index, 3), entry, 3);
   const uint32x4_t byte = vshrq_n_u32(vaddq_u32(entry, vandq_u32(bits, vdupq_n_u32(0xFFFF))), 16);
   const float32x4_t minus_infinity = vdupq_n_f32(-std::numeric_limits<float>::infinity());
   return vorrq_u32(byte, vshrq_n_u32(vceqq_f32(value, minus_infinity), 24));
@@ -101,7 +102,7 @@ uint32x4_t stored_by_stairs(float32x4_t value, const Staircase& stairs) {
 
 // The conversion truncates and saturates; NaN and negative values give 0.
 uint16x4_t finished(float32x4_t value, const ToneMix& mix) {
-  return vqmovn_u32(mix.legacy != nullptr ? stored_by_stairs(value, *mix.legacy)
+  return vqmovn_u32(mix.legacy != nullptr ? stored_by_steps(value, *mix.legacy)
                                           : vcvtq_u32_f32(value));
 }
 

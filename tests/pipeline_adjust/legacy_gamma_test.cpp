@@ -1,4 +1,4 @@
-// The steps of the legacy gamma against powf, and the staircase made of them.
+// The steps of the legacy gamma against powf, and the step function made of them.
 #include "pipeline/legacy_gamma.h"
 
 #include <gtest/gtest.h>
@@ -51,23 +51,23 @@ TEST(LegacySteps, EqualTheFormulaForRandomAndSpecialFloats) {
     EXPECT_EQ(by_steps(steps, value), plain::legacy_stored(value)) << value;
 }
 
-TEST(Staircase, RefusesStepsThatDoNotRiseOrAreTooCloseOrOutside) {
+TEST(StepFunction, RefusesStepsThatDoNotRiseOrAreTooCloseOrOutside) {
   std::array<float, 256> good;
   ASSERT_TRUE(fill_legacy_steps(good.data()));
-  kernels::Staircase stairs;
-  EXPECT_TRUE(build_staircase(good.data(), stairs));
+  kernels::StepFunction step_function;
+  EXPECT_TRUE(build_step_function(good.data(), step_function));
   std::array<float, 256> steps = good;
   std::swap(steps[10], steps[11]);
-  EXPECT_FALSE(build_staircase(steps.data(), stairs));
+  EXPECT_FALSE(build_step_function(steps.data(), step_function));
   steps = good;
   steps[200] = std::nextafter(steps[199], 255.0F);
-  EXPECT_FALSE(build_staircase(steps.data(), stairs));
+  EXPECT_FALSE(build_step_function(steps.data(), step_function));
   steps = good;
-  steps[1] = kernels::Staircase::kLowest / 2.0F;
-  EXPECT_FALSE(build_staircase(steps.data(), stairs));
+  steps[1] = kernels::StepFunction::kLowest / 2.0F;
+  EXPECT_FALSE(build_step_function(steps.data(), step_function));
   steps = good;
   steps[255] = 256.0F;
-  EXPECT_FALSE(build_staircase(steps.data(), stairs));
+  EXPECT_FALSE(build_step_function(steps.data(), step_function));
 }
 
 }  // namespace

@@ -108,10 +108,10 @@ FloatTable legacy_steps() {
   return steps;
 }
 
-kernels::Staircase legacy_stairs() {
-  kernels::Staircase stairs = {};
-  EXPECT_TRUE(build_staircase(legacy_steps().data(), stairs));
-  return stairs;
+kernels::StepFunction legacy_step_function() {
+  kernels::StepFunction step_function = {};
+  EXPECT_TRUE(build_step_function(legacy_steps().data(), step_function));
+  return step_function;
 }
 
 // ---- Mixing steps -------------------------------------------------------------------------------
@@ -170,7 +170,8 @@ FloatTable any_table(Dice& dice) {
   return table;
 }
 
-ToneMix any_mix(Dice& dice, const FloatTable (&tables)[3], const kernels::Staircase& stairs) {
+ToneMix any_mix(Dice& dice, const FloatTable (&tables)[3],
+                const kernels::StepFunction& step_function) {
   ToneMix mix = neutral_mix();
   for (int c = 0; c < 3; ++c) {
     mix.table[c] = dice.below(5) == 0 ? nullptr : tables[c].data();
@@ -180,16 +181,16 @@ ToneMix any_mix(Dice& dice, const FloatTable (&tables)[3], const kernels::Stairc
   mix.saturation = static_cast<float>(dice.fraction() * 6.0 - 2.0);
   mix.correction = kCorrections[dice.below(5)];
   mix.linear_contrast = dice.below(2) == 0;
-  mix.legacy = dice.below(2) == 0 ? &stairs : nullptr;
+  mix.legacy = dice.below(2) == 0 ? &step_function : nullptr;
   return mix;
 }
 
 TEST_P(EveryTable, MixesEqualTheirFormulaAtAnyWidthAddressAndSetting) {
-  const kernels::Staircase stairs = legacy_stairs();
+  const kernels::StepFunction step_function = legacy_step_function();
   for (int round = 0; round < 6; ++round) {
     for (const std::size_t width : interesting_widths()) {
       const FloatTable tables[3] = {any_table(dice), any_table(dice), any_table(dice)};
-      const ToneMix mix = any_mix(dice, tables, stairs);
+      const ToneMix mix = any_mix(dice, tables, step_function);
       const ThreeRows rows = {dice.bytes(width), dice.bytes(width), dice.bytes(width)};
       EXPECT_EQ(mixed(table(), mix, rows, {any_offset(), any_offset(), any_offset()}),
                 by_formula(mix, rows));
@@ -201,7 +202,7 @@ TEST_P(EveryTable, MixesEqualTheirFormulaAtAnyWidthAddressAndSetting) {
 
 // Runs `values`, 256 at a time, through a mix that only stores.
 Bytes stored(const kernels::Table& table, const std::vector<float>& values,
-             const kernels::Staircase* stairs) {
+             const kernels::StepFunction* step_function) {
   Bytes result;
   for (std::size_t at = 0; at < values.size(); at += 256) {
     FloatTable entries{};
@@ -209,7 +210,7 @@ Bytes stored(const kernels::Table& table, const std::vector<float>& values,
     std::copy_n(values.begin() + static_cast<std::ptrdiff_t>(at), count, entries.begin());
     ToneMix mix = neutral_mix();
     for (const float*& entry : mix.table) entry = entries.data();
-    mix.legacy = stairs;
+    mix.legacy = step_function;
     Bytes every_byte(count);
     std::iota(every_byte.begin(), every_byte.end(), std::uint8_t{0});
     const ThreeRows rows = mixed(table, mix, {every_byte, every_byte, every_byte});
@@ -230,14 +231,14 @@ TEST_P(EveryTable, StoreTruncatesAndMakesNanBlackAndInfinityWhite) {
 }
 
 TEST_P(EveryTable, LegacyGammaMakesMinusInfinityWhite) {
-  const kernels::Staircase stairs = legacy_stairs();
-  EXPECT_EQ(stored(table(), {kNan, -kNan, kInfinity, -kInfinity, -1.0F, -0.0F}, &stairs),
+  const kernels::StepFunction step_function = legacy_step_function();
+  EXPECT_EQ(stored(table(), {kNan, -kNan, kInfinity, -kInfinity, -1.0F, -0.0F}, &step_function),
             (Bytes{0, 0, 255, 255, 0, 0}));
 }
 
 TEST_P(EveryTable, LegacyGammaStepsUpExactlyAtEveryStep) {
   const FloatTable steps = legacy_steps();
-  const kernels::Staircase stairs = legacy_stairs();
+  const kernels::StepFunction step_function = legacy_step_function();
   std::vector<float> values;
   Bytes expected;
   for (std::size_t b = 1; b < 256; ++b) {
@@ -245,11 +246,11 @@ TEST_P(EveryTable, LegacyGammaStepsUpExactlyAtEveryStep) {
     expected.insert(expected.end(),
                     {static_cast<std::uint8_t>(b - 1), static_cast<std::uint8_t>(b)});
   }
-  EXPECT_EQ(stored(table(), values, &stairs), expected);
+  EXPECT_EQ(stored(table(), values, &step_function), expected);
 }
 
 TEST_P(EveryTable, LegacyGammaEqualsPowfOverItsWholeRange) {
-  const kernels::Staircase stairs = legacy_stairs();
+  const kernels::StepFunction step_function = legacy_step_function();
   std::vector<float> values;
   Bytes expected;
   // Positive floats are ordered like their bits: walk them from the smallest to beyond white.
@@ -257,7 +258,7 @@ TEST_P(EveryTable, LegacyGammaEqualsPowfOverItsWholeRange) {
     values.push_back(std::bit_cast<float>(bits));
     expected.push_back(plain::legacy_stored(values.back()));
   }
-  EXPECT_TRUE(stored(table(), values, &stairs) == expected);
+  EXPECT_TRUE(stored(table(), values, &step_function) == expected);
 }
 
 }  // namespace
