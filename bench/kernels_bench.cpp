@@ -214,7 +214,7 @@ void copy_runs(benchmark::State& state, const Table& table, std::size_t source) 
   for (std::uint32_t x = 0; x < kImageWidth; ++x) {
     const auto from = static_cast<std::uint32_t>(x * source / kImageWidth);
     if (!runs.empty() && runs.back().from + runs.back().length == from &&
-        runs.back().length < kernels::CopyRun::kMost) {
+        runs.back().length < kernels::CopyRun::kMaxLength) {
       ++runs.back().length;
     } else {
       runs.push_back({x, from, 1});

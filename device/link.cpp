@@ -30,7 +30,7 @@ constexpr std::chrono::milliseconds kLineFeedWait{50};
 constexpr std::chrono::milliseconds kEmptyReadPause{10};
 
 // A device that never stops sending must not block the program. Late replies are much shorter.
-constexpr std::size_t kMostDiscarded = std::size_t{1} << 16;
+constexpr std::size_t kMaxDiscarded = std::size_t{1} << 16;
 
 Link::Milliseconds left_until(Clock::time_point deadline) {
   const auto left = std::chrono::ceil<Link::Milliseconds>(deadline - Clock::now());
@@ -229,7 +229,7 @@ void Link::discard_input() {
   char piece[256];
   std::size_t discarded = 0;
   std::size_t got = 0;
-  while (discarded < kMostDiscarded && read_some(piece, sizeof piece, Milliseconds(0), got) == 0) {
+  while (discarded < kMaxDiscarded && read_some(piece, sizeof piece, Milliseconds(0), got) == 0) {
     discarded += got;
   }
 }

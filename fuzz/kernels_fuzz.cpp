@@ -222,7 +222,7 @@ void moves(Input& input) {
   std::vector<kernels::CopyRun> runs;
   std::uint32_t to = 0;
   for (std::size_t i = input.below(40); i > 0; --i) {
-    const std::size_t longest = std::min<std::size_t>(width, kernels::CopyRun::kMost);
+    const std::size_t longest = std::min<std::size_t>(width, kernels::CopyRun::kMaxLength);
     const auto length = static_cast<std::uint32_t>(input.below(longest + 1));
     const auto from = static_cast<std::uint32_t>(input.below(width - length + 1));
     runs.push_back({to, from, length});

@@ -103,10 +103,10 @@ void ColorCache::begin_trial() {
 void ColorCache::convert_row(const PlaneRow& row, std::size_t width, const Conversion& conversion) {
   const bool use_cache = entries_ != nullptr && paused_rows_ == 0;
   std::size_t misses = 0;
-  for (std::size_t done = 0; done < width; done += kMostAtOnce) {
+  for (std::size_t done = 0; done < width; done += kMaxColors) {
     const PlaneRow part = row.from(done);
-    const std::size_t count = std::min(width - done, kMostAtOnce);
-    std::uint32_t colors[kMostAtOnce];
+    const std::size_t count = std::min(width - done, kMaxColors);
+    std::uint32_t colors[kMaxColors];
     gather_colors(part, count, colors);
     if (use_cache) {
       misses += convert_misses(colors, count, conversion);
@@ -124,8 +124,8 @@ void ColorCache::convert_row(const PlaneRow& row, std::size_t width, const Conve
 
 void ColorCache::convert_all(const std::uint32_t* colors, std::size_t count,
                              const Conversion& conversion, const PlaneRow& row) {
-  std::uint8_t rgb[3 * kMostAtOnce + 1];
-  std::uint8_t converted[3 * kMostAtOnce + kernels::kRowSlack];
+  std::uint8_t rgb[3 * kMaxColors + 1];
+  std::uint8_t converted[3 * kMaxColors + kernels::kRowSlack];
   store_colors(colors, count, rgb);
   conversion.convert(conversion.context, rgb, converted, count);
   kernels::chosen_table().split(converted, row.plane[0], row.plane[1], row.plane[2], count);
@@ -138,8 +138,8 @@ void ColorCache::convert_all(const std::uint32_t* colors, std::size_t count,
 // replaced by the result in its slot, even if that belongs to another color.
 std::size_t ColorCache::convert_misses(std::uint32_t* colors, std::size_t count,
                                        const Conversion& conversion) {
-  std::uint32_t missed_colors[kMostAtOnce];
-  std::uint32_t places[kMostAtOnce];
+  std::uint32_t missed_colors[kMaxColors];
+  std::uint32_t places[kMaxColors];
   std::size_t misses = 0;
   for (std::size_t x = 0; x < count; ++x) {
     const std::uint32_t color = colors[x];
@@ -152,8 +152,8 @@ std::size_t ColorCache::convert_misses(std::uint32_t* colors, std::size_t count,
   if (misses == 0) {
     return 0;
   }
-  std::uint8_t rgb[3 * kMostAtOnce + 1];
-  std::uint8_t converted[3 * kMostAtOnce + 1];
+  std::uint8_t rgb[3 * kMaxColors + 1];
+  std::uint8_t converted[3 * kMaxColors + 1];
   store_colors(missed_colors, misses, rgb);
   conversion.convert(conversion.context, rgb, converted, misses);
   for (std::size_t i = 0; i < misses; ++i) {

@@ -11,8 +11,8 @@
 
 class ColorCache {
  public:
-  // The most colors that a Conversion is called with.
-  static constexpr std::size_t kMostAtOnce = 512;
+  // A Conversion is called with at most this many colors.
+  static constexpr std::size_t kMaxColors = 512;
 
   // Converts `count` RGB triples from `in` to `out`, which do not overlap.
   struct Conversion {

@@ -124,7 +124,7 @@ void convert_colors(const void* context, const std::uint8_t* in, std::uint8_t* o
                     std::size_t count) {
   const auto& conversion = *static_cast<const RowConversion*>(context);
   const auto pixels = static_cast<cmsUInt32Number>(count);
-  std::uint8_t converted[4 * ColorCache::kMostAtOnce];
+  std::uint8_t converted[4 * ColorCache::kMaxColors];
   switch (conversion.target) {
     case Target::kRgb:
       cmsDoTransform(conversion.transform, in, out, pixels);

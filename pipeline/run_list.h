@@ -33,7 +33,7 @@ class RunList {
  private:
   void add(std::uint32_t to, std::uint32_t from) {
     if (count_ > 0 && from == runs_[count_ - 1].from + runs_[count_ - 1].length &&
-        runs_[count_ - 1].length < kernels::CopyRun::kMost) {
+        runs_[count_ - 1].length < kernels::CopyRun::kMaxLength) {
       ++runs_[count_ - 1].length;
     } else {
       runs_[count_++] = {.to = to, .from = from, .length = 1};

@@ -8,7 +8,7 @@
 namespace {
 
 // More pixels than any sheet has; a larger page is refused.
-constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 29;
+constexpr std::uint64_t kMaxPixels = std::uint64_t{1} << 29;
 
 // The formats a page can have. Deliberate: color order and color space of the header are not
 // consulted; every format is read as chunky, because that is how the print system delivers it.
@@ -74,7 +74,7 @@ bool ReadStage::prepare(const cups_page_header2_t& header, const char* color_mod
   const bool line_is_row = has_format(header, kRgb8) && line_bytes_ <= pixel_bytes_;
 
   // No complete plane is allocated, but a page that is too large is reported as if one were.
-  if (std::uint64_t{width_} * height_ <= kMostPixels) {
+  if (std::uint64_t{width_} * height_ <= kMaxPixels) {
     row_[0] = make_row(3 * width_);
     row_[1] = make_row(3 * width_);
   }

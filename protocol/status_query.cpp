@@ -43,13 +43,13 @@ struct PrinterInfo {
 
 bool contains(const char* text, const char* part) { return std::strstr(text, part) != nullptr; }
 
-constexpr std::size_t kMostDigits = 7;
+constexpr std::size_t kMaxDigits = 7;
 
 int read_counter(const Answer& answer, const CounterField& counter) {
   if (!answer.received(counter.minimum()) || std::strlen(answer.text) < counter.minimum()) {
     return -1;
   }
-  char digits[kMostDigits + 1] = "";
+  char digits[kMaxDigits + 1] = "";
   std::memcpy(digits, answer.text + counter.first, counter.digits);
   return static_cast<int>(std::strtol(digits, nullptr, 10));
 }

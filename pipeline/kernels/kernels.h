@@ -63,10 +63,10 @@ struct SixteenthColumns {
   std::size_t width;
 };
 
-// `length` bytes from `source + from` go to `target + to`, at most kMost: so all runs but the last
-// ones can be copied with this fixed size, which needs no function call.
+// `length` bytes, at most kMaxLength, are copied from `source + from` to `target + to`. Because of
+// the limit, all runs but the last ones can be copied with one fixed size, without a function call.
 struct CopyRun {
-  static constexpr std::uint32_t kMost = 64;
+  static constexpr std::uint32_t kMaxLength = 64;
 
   std::uint32_t to;
   std::uint32_t from;

@@ -33,8 +33,8 @@ void transpose(std::span<const std::uint8_t* const> rows, std::size_t width, std
 void copy_runs(std::span<const CopyRun> runs, const std::uint8_t* source, std::uint8_t* target) {
   const std::size_t end = runs.empty() ? 0 : std::size_t{runs.back().to} + runs.back().length;
   for (const CopyRun& run : runs) {
-    if (std::size_t{run.to} + CopyRun::kMost <= end) {
-      std::memcpy(target + run.to, source + run.from, CopyRun::kMost);
+    if (std::size_t{run.to} + CopyRun::kMaxLength <= end) {
+      std::memcpy(target + run.to, source + run.from, CopyRun::kMaxLength);
     } else {
       std::memcpy(target + run.to, source + run.from, run.length);
     }

@@ -20,7 +20,7 @@ struct Counted {
     const auto& self = *static_cast<const Counted*>(context);
     self.colors += count;
     ++self.calls;
-    EXPECT_LE(count, ColorCache::kMostAtOnce);
+    EXPECT_LE(count, ColorCache::kMaxColors);
     for (std::size_t i = 0; i < count; ++i) {
       out[3 * i] = static_cast<std::uint8_t>(in[3 * i] ^ in[3 * i + 1]);
       out[3 * i + 1] = static_cast<std::uint8_t>(in[3 * i + 1] + 3 * in[3 * i + 2]);
@@ -31,8 +31,8 @@ struct Counted {
 
 std::vector<std::uint8_t> expected_of(const std::vector<std::uint8_t>& rgb) {
   std::vector<std::uint8_t> out(rgb.size());
-  for (std::size_t i = 0; i < rgb.size(); i += 3 * ColorCache::kMostAtOnce) {
-    const std::size_t pixels = std::min(ColorCache::kMostAtOnce, (rgb.size() - i) / 3);
+  for (std::size_t i = 0; i < rgb.size(); i += 3 * ColorCache::kMaxColors) {
+    const std::size_t pixels = std::min(ColorCache::kMaxColors, (rgb.size() - i) / 3);
     const Counted scratch;
     Counted::convert(&scratch, rgb.data() + i, out.data() + i, pixels);
   }

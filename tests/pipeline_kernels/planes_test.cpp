@@ -121,7 +121,7 @@ std::vector<CopyRun> stretched(std::uint32_t source, std::uint32_t target) {
     auto from = static_cast<std::uint32_t>(((x + half) * (1.0 / scale)) - half + half);
     from = std::min(from, source - 1);
     if (!runs.empty() && runs.back().from + runs.back().length == from &&
-        runs.back().length < CopyRun::kMost) {
+        runs.back().length < CopyRun::kMaxLength) {
       ++runs.back().length;
     } else {
       runs.push_back({x, from, 1});
@@ -161,7 +161,7 @@ TEST_P(EveryTable, RunsOfAnyLengthAreCopied) {
     const std::uint32_t source = 300;
     std::vector<CopyRun> runs;
     auto to = static_cast<std::uint32_t>(dice.below(80));
-    const std::size_t longest = round % 2 == 0 ? CopyRun::kMost : 5;
+    const std::size_t longest = round % 2 == 0 ? CopyRun::kMaxLength : 5;
     for (std::size_t i = 0; i <= dice.below(40); ++i) {
       const auto length = static_cast<std::uint32_t>(dice.below(longest + 1));
       const auto from = static_cast<std::uint32_t>(dice.below(source - length + 1));
