@@ -65,7 +65,7 @@ void in_place(benchmark::State& state, Table::InPlace* kernel) {
 struct Columns {
   std::vector<std::uint32_t> left = std::vector<std::uint32_t>(kWidth);
   std::vector<double> fraction = std::vector<double>(kWidth);
-  std::vector<float> rough = std::vector<float>(kWidth);
+  std::vector<float> float_fraction = std::vector<float>(kWidth);
   std::uint32_t last;
 
   explicit Columns(std::size_t source_width)
@@ -75,12 +75,12 @@ struct Columns {
       const auto whole = static_cast<std::uint32_t>(place);
       left[x] = 3 * whole;
       fraction[x] = place - whole;
-      rough[x] = left[x] == last ? 0.0F : static_cast<float>(fraction[x]);
+      float_fraction[x] = left[x] == last ? 0.0F : static_cast<float>(fraction[x]);
     }
   }
 
   [[nodiscard]] kernels::ResizeColumns view() const {
-    return {left.data(), fraction.data(), rough.data(), kWidth, last};
+    return {left.data(), fraction.data(), float_fraction.data(), kWidth, last};
   }
 };
 

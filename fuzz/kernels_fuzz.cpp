@@ -127,15 +127,15 @@ void resize(Input& input) {
   const std::size_t width = input.below(200);
   std::vector<std::uint32_t> left(width);
   std::vector<double> fractions(width);
-  std::vector<float> rough(width);
+  std::vector<float> float_fraction(width);
   for (std::size_t x = 0; x < width; ++x) {
     const std::size_t column = input.below(source);
     left[x] = static_cast<std::uint32_t>(3 * column);
     fractions[x] = fraction(input);
-    rough[x] = column + 1 == source ? 0.0F : static_cast<float>(fractions[x]);
+    float_fraction[x] = column + 1 == source ? 0.0F : static_cast<float>(fractions[x]);
   }
-  const kernels::ResizeColumns columns = {left.data(), fractions.data(), rough.data(), width,
-                                          static_cast<std::uint32_t>(3 * (source - 1))};
+  const kernels::ResizeColumns columns = {left.data(), fractions.data(), float_fraction.data(),
+                                          width, static_cast<std::uint32_t>(3 * (source - 1))};
   const double down = fraction(input);
   const Row top(input.bytes(3 * source));
   const Row bottom(input.bytes(3 * source));
@@ -151,7 +151,7 @@ void sixteenths(Input& input) {
   const std::size_t width = input.below(200);
   std::vector<std::uint32_t> left(width);
   std::vector<double> fractions(width);
-  std::vector<float> rough(width);
+  std::vector<float> float_fraction(width);
   std::vector<kernels::Sixteenths> share(width);
   for (std::size_t x = 0; x < width; ++x) {
     const std::size_t column = input.below(source);
@@ -159,10 +159,10 @@ void sixteenths(Input& input) {
     const std::size_t right = column + 1 == source ? 0 : input.below(17);
     share[x] = {static_cast<std::uint8_t>(16 - right), static_cast<std::uint8_t>(right)};
     fractions[x] = static_cast<double>(right) / 16.0;
-    rough[x] = static_cast<float>(fractions[x]);
+    float_fraction[x] = static_cast<float>(fractions[x]);
   }
-  const kernels::ResizeColumns columns = {left.data(), fractions.data(), rough.data(), width,
-                                          static_cast<std::uint32_t>(3 * (source - 1))};
+  const kernels::ResizeColumns columns = {left.data(), fractions.data(), float_fraction.data(),
+                                          width, static_cast<std::uint32_t>(3 * (source - 1))};
   const auto down = static_cast<std::uint16_t>(input.below(16));
   const Row top(input.bytes(3 * source));
   const Row bottom(input.bytes(3 * source));

@@ -69,20 +69,20 @@ bool ResizeStage::prepare(std::size_t source_width, std::size_t source_height,
 bool ResizeStage::make_columns() {
   left_ = make_buffer<std::uint32_t>(target_width_);
   fraction_ = make_buffer<double>(target_width_);
-  rough_ = make_buffer<float>(target_width_);
+  float_fraction_ = make_buffer<float>(target_width_);
   estimate_[0] = make_buffer<float>(3 * target_width_);
   estimate_[1] = make_buffer<float>(3 * target_width_);
-  if (left_ == nullptr || fraction_ == nullptr || rough_ == nullptr || estimate_[0] == nullptr ||
-      estimate_[1] == nullptr) {
+  if (left_ == nullptr || fraction_ == nullptr || float_fraction_ == nullptr ||
+      estimate_[0] == nullptr || estimate_[1] == nullptr) {
     return false;
   }
   for (std::size_t x = 0; x < target_width_; ++x) {
     const Position at = position(x, scale_w_, source_width_);
     left_[x] = static_cast<std::uint32_t>(3 * at.low);
     fraction_[x] = at.fraction;
-    rough_[x] = at.high == at.low ? 0.0F : static_cast<float>(at.fraction);
+    float_fraction_[x] = at.high == at.low ? 0.0F : static_cast<float>(at.fraction);
   }
-  columns_ = {left_.get(), fraction_.get(), rough_.get(), target_width_,
+  columns_ = {left_.get(), fraction_.get(), float_fraction_.get(), target_width_,
               static_cast<std::uint32_t>(3 * (source_width_ - 1))};
   return true;
 }

@@ -115,7 +115,7 @@ class ResizeStage {
   Plane row_;
   Buffer<std::uint32_t> left_;
   Buffer<double> fraction_;
-  Buffer<float> rough_;
+  Buffer<float> float_fraction_;
   kernels::ResizeColumns columns_ = {};
   Buffer<kernels::Sixteenths> share_;
   kernels::SixteenthColumns sixteenth_columns_ = {};

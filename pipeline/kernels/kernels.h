@@ -28,12 +28,13 @@ inline constexpr std::size_t kRowSlack = 64;
 struct ResizeColumns {
   const std::uint32_t* left;
   const double* fraction;
-  const float* rough;  // `fraction` in single precision, for the estimate; 0 where `left` is last
+  const float*
+      float_fraction;  // `fraction` in single precision, for the estimate; 0 where `left` is last
   std::size_t width;
   std::uint32_t last;  // byte at which the source's last pixel begins
 
   [[nodiscard]] ResizeColumns from(std::size_t x, std::size_t count) const {
-    return {left + x, fraction + x, rough + x, count, last};
+    return {left + x, fraction + x, float_fraction + x, count, last};
   }
 };
 

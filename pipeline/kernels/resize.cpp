@@ -18,7 +18,8 @@ void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float*
       const std::uint8_t* left = row + columns.left[x + i];
       for (std::size_t c = 0; c < 3; ++c) {
         const auto step = static_cast<float>(left[c + 3] - left[c]);
-        estimate[c * kPixels + i] = static_cast<float>(left[c]) + step * columns.rough[x + i];
+        estimate[c * kPixels + i] =
+            static_cast<float>(left[c]) + step * columns.float_fraction[x + i];
       }
     }
     estimate += ResizeLine::kBlockFloats;
@@ -43,12 +44,12 @@ bool blend(const float* top, const float* bottom, float fraction,
 void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine& top,
                  const ResizeLine& bottom, std::uint8_t* row) {
   constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
-  const auto rough = static_cast<float>(fraction);
+  const auto float_fraction = static_cast<float>(fraction);
   std::size_t x = 0;
   for (; x + kPixels <= columns.width; x += kPixels) {
     const std::size_t at = x / kPixels * ResizeLine::kBlockFloats;
     std::uint8_t bytes[ResizeLine::kBlockFloats];
-    if (blend(top.estimate + at, bottom.estimate + at, rough, bytes)) {
+    if (blend(top.estimate + at, bottom.estimate + at, float_fraction, bytes)) {
       for (std::size_t i = 0; i < kPixels; ++i) {
         for (std::size_t c = 0; c < 3; ++c) row[3 * (x + i) + c] = bytes[c * kPixels + i];
       }

@@ -44,7 +44,7 @@ K905_AVX2 inline __m256i byte_of(__m256i words) {
   return _mm256_and_si256(_mm256_srli_epi32(words, 8 * index), _mm256_set1_epi32(255));
 }
 
-K905_AVX2 inline __m256 between(__m256i left, __m256i right, __m256 fraction) {
+K905_AVX2 inline __m256 interpolate(__m256i left, __m256i right, __m256 fraction) {
   const __m256 step = _mm256_cvtepi32_ps(_mm256_sub_epi32(right, left));
   return _mm256_add_ps(_mm256_cvtepi32_ps(left), _mm256_mul_ps(step, fraction));
 }
@@ -54,10 +54,10 @@ K905_AVX2 void resize_across(const ResizeColumns& columns, const std::uint8_t* r
   constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
   for (std::size_t x = 0; x + kPixels <= columns.width; x += kPixels) {
     const auto [first, second] = load_eight_pairs(row, columns.left + x);
-    const __m256 fraction = _mm256_loadu_ps(columns.rough + x);
-    _mm256_storeu_ps(estimate, between(byte_of<0>(first), byte_of<3>(first), fraction));
-    _mm256_storeu_ps(estimate + 8, between(byte_of<1>(first), byte_of<0>(second), fraction));
-    _mm256_storeu_ps(estimate + 16, between(byte_of<2>(first), byte_of<1>(second), fraction));
+    const __m256 fraction = _mm256_loadu_ps(columns.float_fraction + x);
+    _mm256_storeu_ps(estimate, interpolate(byte_of<0>(first), byte_of<3>(first), fraction));
+    _mm256_storeu_ps(estimate + 8, interpolate(byte_of<1>(first), byte_of<0>(second), fraction));
+    _mm256_storeu_ps(estimate + 16, interpolate(byte_of<2>(first), byte_of<1>(second), fraction));
     estimate += ResizeLine::kBlockFloats;
   }
 }
@@ -79,16 +79,17 @@ K905_AVX2 inline __m256i blend(const float* top, const float* bottom, __m256 fra
 
 K905_AVX2 void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine& top,
                            const ResizeLine& bottom, std::uint8_t* row) {
-  const __m256 rough = _mm256_set1_ps(static_cast<float>(fraction));
+  const __m256 float_fraction = _mm256_set1_ps(static_cast<float>(fraction));
   const float* upper = top.estimate;
   const float* lower = bottom.estimate;
   std::size_t x = 0;
   // 28 bytes are stored, of which 24 are pixels.
   for (; x + 10 <= columns.width; x += ResizeLine::kBlockPixels) {
     __m256i unsure = _mm256_setzero_si256();
-    const __m256i red = blend(upper, lower, rough, unsure);
-    const __m256i green = _mm256_slli_epi32(blend(upper + 8, lower + 8, rough, unsure), 8);
-    const __m256i blue = _mm256_slli_epi32(blend(upper + 16, lower + 16, rough, unsure), 16);
+    const __m256i red = blend(upper, lower, float_fraction, unsure);
+    const __m256i green = _mm256_slli_epi32(blend(upper + 8, lower + 8, float_fraction, unsure), 8);
+    const __m256i blue =
+        _mm256_slli_epi32(blend(upper + 16, lower + 16, float_fraction, unsure), 16);
     const __m256i pixels = _mm256_shuffle_epi8(_mm256_or_si256(_mm256_or_si256(red, green), blue),
                                                both_halves(without_fourth()));
     store_half(row + 3 * x, _mm256_castsi256_si128(pixels));

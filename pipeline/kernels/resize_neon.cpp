@@ -26,9 +26,9 @@ EightPairs load_eight_pairs(const std::uint8_t* row, const std::uint32_t* left) 
   return {vzip1q_u8(even, odd), vzip2q_u8(even, odd), vzip1q_u8(even_end, odd_end)};
 }
 
-float32x4_t between(uint16x4_t left, int16x4_t step, float32x4_t fraction) {
-  const float32x4_t way = vmulq_f32(vcvtq_f32_s32(vmovl_s16(step)), fraction);
-  return vaddq_f32(vcvtq_f32_u32(vmovl_u16(left)), way);
+float32x4_t interpolate(uint16x4_t left, int16x4_t step, float32x4_t fraction) {
+  const float32x4_t offset = vmulq_f32(vcvtq_f32_s32(vmovl_s16(step)), fraction);
+  return vaddq_f32(vcvtq_f32_u32(vmovl_u16(left)), offset);
 }
 
 // One channel of eight pixels.
@@ -36,18 +36,19 @@ void estimate_channel(uint8x8_t left, uint8x8_t right, const float32x4x2_t& frac
                       float* estimate) {
   const uint16x8_t wide = vmovl_u8(left);
   const int16x8_t step = vreinterpretq_s16_u16(vsubl_u8(right, left));
-  vst1q_f32(estimate, between(vget_low_u16(wide), vget_low_s16(step), fraction.val[0]));
-  vst1q_f32(estimate + 4, between(vget_high_u16(wide), vget_high_s16(step), fraction.val[1]));
+  vst1q_f32(estimate, interpolate(vget_low_u16(wide), vget_low_s16(step), fraction.val[0]));
+  vst1q_f32(estimate + 4, interpolate(vget_high_u16(wide), vget_high_s16(step), fraction.val[1]));
 }
 
 void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float* estimate) {
   constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
   const std::uint32_t* const left = columns.left;  // copies: a store of floats could change them
-  const float* const rough = columns.rough;
+  const float* const float_fraction = columns.float_fraction;
   const std::size_t width = columns.width;
   for (std::size_t x = 0; x + kPixels <= width; x += kPixels) {
     const EightPairs pairs = load_eight_pairs(row, left + x);
-    const float32x4x2_t fraction = {{vld1q_f32(rough + x), vld1q_f32(rough + x + 4)}};
+    const float32x4x2_t fraction = {
+        {vld1q_f32(float_fraction + x), vld1q_f32(float_fraction + x + 4)}};
     estimate_channel(vget_low_u8(pairs.left_rg), vget_high_u8(pairs.left_b_right_r), fraction,
                      estimate);
     estimate_channel(vget_high_u8(pairs.left_rg), vget_low_u8(pairs.right_gb), fraction,
@@ -61,8 +62,8 @@ void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float*
 // Four values, a half and the estimate's error added, in 1/65536.
 uint32x4_t blend(const float* top, const float* bottom, float32x4_t fraction) {
   const float32x4_t upper = vld1q_f32(top);
-  const float32x4_t way = vmulq_f32(vsubq_f32(vld1q_f32(bottom), upper), fraction);
-  const float32x4_t value = vaddq_f32(upper, way);
+  const float32x4_t offset = vmulq_f32(vsubq_f32(vld1q_f32(bottom), upper), fraction);
+  const float32x4_t value = vaddq_f32(upper, offset);
   return vcvtq_n_u32_f32(vaddq_f32(value, vdupq_n_f32(0.5F + kEstimateError)), 16);
 }
 
@@ -80,15 +81,16 @@ void resize_down(const ResizeColumns& columns, double fraction, const ResizeLine
                  const ResizeLine& bottom, std::uint8_t* row) {
   constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
   constexpr auto kTwiceTheError = static_cast<std::uint16_t>(2.0F * kEstimateError * 65536.0F);
-  const float32x4_t rough = vdupq_n_f32(static_cast<float>(fraction));
+  const float32x4_t float_fraction = vdupq_n_f32(static_cast<float>(fraction));
   const float* upper = top.estimate;
   const float* lower = bottom.estimate;
   std::size_t x = 0;
   for (; x + kPixels <= columns.width; x += kPixels) {
     uint16x8_t rest = vdupq_n_u16(0xFFFF);
-    const uint8x8_t red = blend_eight(upper, lower, rough, rest);
-    const uint8x8_t green = blend_eight(upper + kPixels, lower + kPixels, rough, rest);
-    const uint8x8_t blue = blend_eight(upper + 2 * kPixels, lower + 2 * kPixels, rough, rest);
+    const uint8x8_t red = blend_eight(upper, lower, float_fraction, rest);
+    const uint8x8_t green = blend_eight(upper + kPixels, lower + kPixels, float_fraction, rest);
+    const uint8x8_t blue =
+        blend_eight(upper + 2 * kPixels, lower + 2 * kPixels, float_fraction, rest);
     const uint8x8x3_t pixels = {{red, green, blue}};
     vst3_u8(row + 3 * x, pixels);
     if (vminvq_u16(rest) < kTwiceTheError) {

@@ -135,9 +135,9 @@ TEST(Contraction, ResizeRoundsHalvesUpInEveryKernel) {
         bottom[c] = corners.bottom_right;
       }
       const std::vector<double> fraction(kRowWidth, corners.fx);
-      const std::vector<float> rough(kRowWidth, static_cast<float>(corners.fx));
-      const kernels::ResizeColumns columns = {left.data(), fraction.data(), rough.data(), kRowWidth,
-                                              3};
+      const std::vector<float> float_fraction(kRowWidth, static_cast<float>(corners.fx));
+      const kernels::ResizeColumns columns = {left.data(), fraction.data(), float_fraction.data(),
+                                              kRowWidth, 3};
       std::vector<float> upper(3 * kRowWidth);
       std::vector<float> lower(3 * kRowWidth);
       table->resize_across(columns, top.data(), upper.data());

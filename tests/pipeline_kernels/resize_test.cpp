@@ -11,7 +11,7 @@ struct Columns {
   std::uint32_t last;
   std::vector<std::uint32_t> left = {};
   std::vector<double> fraction = {};
-  std::vector<float> rough = {};
+  std::vector<float> float_fraction = {};
 
   explicit Columns(std::size_t source_width)
       : last(static_cast<std::uint32_t>(3 * (source_width - 1))) {}
@@ -19,11 +19,11 @@ struct Columns {
   void add(std::size_t column, double share) {
     left.push_back(static_cast<std::uint32_t>(3 * column));
     fraction.push_back(share);
-    rough.push_back(3 * column == last ? 0.0F : static_cast<float>(share));
+    float_fraction.push_back(3 * column == last ? 0.0F : static_cast<float>(share));
   }
 
   [[nodiscard]] kernels::ResizeColumns view() const {
-    return {left.data(), fraction.data(), rough.data(), left.size(), last};
+    return {left.data(), fraction.data(), float_fraction.data(), left.size(), last};
   }
 };
 
