@@ -32,9 +32,9 @@ constexpr std::chrono::milliseconds kEmptyReadPause{10};
 // A device that never stops sending must not block the program. Late replies are much shorter.
 constexpr std::size_t kMaxDiscarded = std::size_t{1} << 16;
 
-Link::Milliseconds left_until(Clock::time_point deadline) {
-  const auto left = std::chrono::ceil<Link::Milliseconds>(deadline - Clock::now());
-  return std::max(left, Link::Milliseconds(0));
+Link::Milliseconds time_until(Clock::time_point deadline) {
+  const auto remaining = std::chrono::ceil<Link::Milliseconds>(deadline - Clock::now());
+  return std::max(remaining, Link::Milliseconds(0));
 }
 
 // A small send buffer, so that "written" means nearly the same as "received by the printer".
@@ -142,7 +142,7 @@ int Link::wait_for(short events, Milliseconds timeout) const {
   const Clock::time_point deadline = Clock::now() + timeout;
   pollfd wait{.fd = descriptor_, .events = events, .revents = 0};
   for (;;) {
-    const int ready = poll(&wait, 1, static_cast<int>(left_until(deadline).count()));
+    const int ready = poll(&wait, 1, static_cast<int>(time_until(deadline).count()));
     if (ready > 0) {
       return 0;
     }
@@ -180,7 +180,7 @@ int Link::read_some(char* buffer, std::size_t capacity, Milliseconds timeout,
                     std::size_t& got) const {
   const Clock::time_point deadline = Clock::now() + timeout;
   for (;;) {
-    if (const int error = wait_for(POLLIN, left_until(deadline))) {
+    if (const int error = wait_for(POLLIN, time_until(deadline))) {
       return error;
     }
     const ssize_t count = ::read(descriptor_, buffer, capacity);
@@ -210,7 +210,7 @@ int Link::read_line(std::string& line, std::size_t capacity, Milliseconds timeou
   while (line.size() < capacity && !line.ends_with('\n')) {
     const bool ended_by_cr = line.ends_with('\r');
     const Milliseconds wait =
-        ended_by_cr ? std::min(kLineFeedWait, left_until(deadline)) : left_until(deadline);
+        ended_by_cr ? std::min(kLineFeedWait, time_until(deadline)) : time_until(deadline);
     std::size_t got = 0;
     const int error = read_some(piece, std::min(sizeof piece, capacity - line.size()), wait, got);
     if (error == ETIMEDOUT && ended_by_cr) {

@@ -29,11 +29,11 @@ void trim(std::string& text) {
 // Stricter than the status report, which shows whatever it can read: sheets depend on these
 // numbers.
 std::optional<int> number_in(const std::string& text, const CounterField& field) {
-  if (text.size() < field.minimum()) {
+  if (text.size() < field.minimum_size()) {
     return std::nullopt;
   }
   int number = 0;
-  for (std::size_t i = field.first; i < field.minimum(); ++i) {
+  for (std::size_t i = field.first; i < field.minimum_size(); ++i) {
     if (text[i] < '0' || text[i] > '9') {
       return std::nullopt;
     }

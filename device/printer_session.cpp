@@ -98,7 +98,7 @@ Reply PrinterSession::ask(QuestionId id) {
 }
 
 // After an unanswered question or a broken connection.
-Obstacle PrinterSession::lost(int error) {
+Obstacle PrinterSession::connection_obstacle(int error) {
   if (printer_.is_open()) {
     return {Kind::kUnanswered, error, "", problem_text(error)};
   }
@@ -108,7 +108,7 @@ Obstacle PrinterSession::lost(int error) {
 
 Obstacle PrinterSession::status_obstacle(const Reply& status) {
   if (status.error != 0) {
-    return lost(status.error);
+    return connection_obstacle(status.error);
   }
   report_.status_code = status.number;
   report_.model = printer_.model();
@@ -129,7 +129,7 @@ std::string PrinterSession::loaded_media() {
 
 bool PrinterSession::wait_until_connected(Phase phase) {
   while (const int error = connect()) {
-    if (!owner_.wait(phase, lost(error), kRetryPause)) {
+    if (!owner_.wait(phase, connection_obstacle(error), kRetryPause)) {
       return false;
     }
   }
@@ -138,7 +138,7 @@ bool PrinterSession::wait_until_connected(Phase phase) {
 
 Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& counters) {
   if (const int error = connect()) {
-    return lost(error);
+    return connection_obstacle(error);
   }
   const Reply status = ask(QuestionId::kStatus);
   Obstacle obstacle = status_obstacle(status);
@@ -148,7 +148,7 @@ Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& 
   if (setup_.check_media) {
     const Reply loaded = ask_media();
     if (loaded.error != 0) {
-      return lost(loaded.error);
+      return connection_obstacle(loaded.error);
     }
     if (!media_fits_sheet(report_.media, media)) {
       return {Kind::kMedia, 0, kMediaNeeded,
@@ -161,7 +161,7 @@ Obstacle PrinterSession::find_obstacle(const std::string& media, SheetCounters& 
                                          std::pair{QuestionId::kFreeBuffers, &counters.buffers}}) {
     const Reply reply = ask(question);
     if (reply.error != 0) {
-      return lost(reply.error);
+      return connection_obstacle(reply.error);
     }
     *number = reply.number;
   }
@@ -182,7 +182,7 @@ bool PrinterSession::wait_until_ready(const std::string& media, SheetCounters& c
     unanswered = obstacle.kind == Kind::kUnanswered ? unanswered + 1 : 0;
     if (unanswered >= kUnansweredMeansOffline) {
       printer_.close();
-      obstacle = lost(obstacle.error);
+      obstacle = connection_obstacle(obstacle.error);
     }
     const bool is_short = obstacle.kind == Kind::kBusy || obstacle.kind == Kind::kUnanswered;
     if (!owner_.wait(Phase::kBeforeSheet, obstacle, is_short ? kBusyPause : kRetryPause)) {
@@ -234,7 +234,7 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
     unanswered = life.error == 0 ? 0 : unanswered + 1;
     if (printer_.is_open() && unanswered >= kUnansweredMeansOffline) {
       printer_.close();
-      obstacle = lost(life.error);
+      obstacle = connection_obstacle(life.error);
     }
     if (!owner_.wait(Phase::kAfterSheet, obstacle, kOutcomePause)) {
       return Outcome::kUndecided;

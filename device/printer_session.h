@@ -89,7 +89,7 @@ class PrinterSession {
   [[nodiscard]] bool read_identity();
   [[nodiscard]] Reply ask(QuestionId id);
   Reply ask_media();
-  [[nodiscard]] Obstacle lost(int error);
+  [[nodiscard]] Obstacle connection_obstacle(int error);
   [[nodiscard]] Obstacle status_obstacle(const Reply& status);
 
   Setup setup_;

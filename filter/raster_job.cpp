@@ -63,8 +63,8 @@ bool build_copy(Job& job, Page& page) {
 void print_copy(const Job& job, const Page& page) {
   if (job.merge) {
     // Copies are paired one by one, like pages.
-    auto* const pair = page.is_odd() ? store_odd_page : merge_even_page;
-    pair(page.sheet, page.number());
+    auto* const store_or_merge = page.is_odd() ? store_odd_page : merge_even_page;
+    store_or_merge(page.sheet, page.number());
     return;
   }
   log_line("K905-1: Direct print mode (no merge): page %d", page.number());

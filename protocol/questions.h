@@ -29,7 +29,7 @@ struct CounterField {
   std::size_t digits = 0;
 
   // Size that a reply must have, as received and trimmed, for its number to be read.
-  [[nodiscard]] constexpr std::size_t minimum() const { return first + digits; }
+  [[nodiscard]] constexpr std::size_t minimum_size() const { return first + digits; }
 };
 
 struct Question {

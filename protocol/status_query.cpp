@@ -46,7 +46,8 @@ bool contains(const char* text, const char* part) { return std::strstr(text, par
 constexpr std::size_t kMaxDigits = 7;
 
 int read_counter(const Answer& answer, const CounterField& counter) {
-  if (!answer.received(counter.minimum()) || std::strlen(answer.text) < counter.minimum()) {
+  if (!answer.received(counter.minimum_size()) ||
+      std::strlen(answer.text) < counter.minimum_size()) {
     return -1;
   }
   char digits[kMaxDigits + 1] = "";
@@ -93,7 +94,7 @@ void detect_resolution(PrinterInfo& info) {
 // reply that is too short only after trimming (the result is -51).
 void subtract_reserve(PrinterInfo& info) {
   Answer& remaining = info.answer(QuestionId::kRemainingMedia);
-  if (remaining.received(question(QuestionId::kRemainingMedia).counter.minimum())) {
+  if (remaining.received(question(QuestionId::kRemainingMedia).counter.minimum_size())) {
     remaining.number -= reserved_prints(info.model);
   }
 }

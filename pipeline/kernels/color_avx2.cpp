@@ -56,13 +56,13 @@ K905_AVX2 void to_black(std::uint8_t* row, std::size_t width) {
 // Five pixels at a time; the sixteenth byte is stored unchanged, and the next pixels are loaded
 // before the store, as above.
 K905_AVX2 void to_kcmy(std::uint8_t* row, std::size_t width) {
-  const __m128i turn = _mm_setr_epi8(1, 2, 0, 4, 5, 3, 7, 8, 6, 10, 11, 9, 13, 14, 12, 15);
+  const __m128i order = _mm_setr_epi8(1, 2, 0, 4, 5, 3, 7, 8, 6, 10, 11, 9, 13, 14, 12, 15);
   const __m128i flip = _mm_setr_epi8(0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0);
   std::size_t x = 0;
   for (__m128i next = load_half(row); x + 6 <= width; x += 5) {
     const __m128i pixels = next;
     next = load_half(row + 3 * x + 15);
-    store_half(row + 3 * x, _mm_xor_si128(_mm_shuffle_epi8(pixels, turn), flip));
+    store_half(row + 3 * x, _mm_xor_si128(_mm_shuffle_epi8(pixels, order), flip));
   }
   portable_table().to_kcmy(row + 3 * x, width - x);
 }

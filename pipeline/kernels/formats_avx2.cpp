@@ -91,11 +91,11 @@ K905_AVX2 void split(const std::uint8_t* row, std::uint8_t* plane0, std::uint8_t
 
 K905_AVX2 void split_mirrored(const std::uint8_t* row, std::uint8_t* plane0, std::uint8_t* plane1,
                               std::uint8_t* plane2, std::size_t width) {
-  std::size_t left = width;  // pixels still to be taken from the row's beginning
+  std::size_t remaining = width;  // pixels at the beginning of the row
   std::size_t x = 0;
-  for (; left >= 32; x += 32) {
-    left -= 32;
-    const std::uint8_t* low = row + 3 * left;
+  for (; remaining >= 32; x += 32) {
+    remaining -= 32;
+    const std::uint8_t* low = row + 3 * remaining;
     const std::uint8_t* high = low + 48;
     const Chunky chunky = {load_halves(high, low), load_halves(high + 16, low + 16),
                            load_halves(high + 32, low + 32)};
@@ -103,7 +103,7 @@ K905_AVX2 void split_mirrored(const std::uint8_t* row, std::uint8_t* plane0, std
     store(plane1 + x, one_channel<1>(chunky, backward_order<1>()));
     store(plane2 + x, one_channel<2>(chunky, backward_order<2>()));
   }
-  portable_table().split_mirrored(row, plane0 + x, plane1 + x, plane2 + x, left);
+  portable_table().split_mirrored(row, plane0 + x, plane1 + x, plane2 + x, remaining);
 }
 
 }  // namespace

@@ -14,16 +14,16 @@ uint8x16_t backward(uint8x16_t bytes) {
 
 void split_mirrored(const std::uint8_t* row, std::uint8_t* plane0, std::uint8_t* plane1,
                     std::uint8_t* plane2, std::size_t width) {
-  std::size_t left = width;  // pixels still to be taken from the row's beginning
+  std::size_t remaining = width;  // pixels at the beginning of the row
   std::size_t x = 0;
-  for (; left >= 16; x += 16) {
-    left -= 16;
-    const uint8x16x3_t pixels = vld3q_u8(row + 3 * left);
+  for (; remaining >= 16; x += 16) {
+    remaining -= 16;
+    const uint8x16x3_t pixels = vld3q_u8(row + 3 * remaining);
     vst1q_u8(plane0 + x, backward(pixels.val[0]));
     vst1q_u8(plane1 + x, backward(pixels.val[1]));
     vst1q_u8(plane2 + x, backward(pixels.val[2]));
   }
-  portable_table().split_mirrored(row, plane0 + x, plane1 + x, plane2 + x, left);
+  portable_table().split_mirrored(row, plane0 + x, plane1 + x, plane2 + x, remaining);
 }
 
 }  // namespace
