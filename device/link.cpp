@@ -91,15 +91,15 @@ int Link::open_file(const std::string& path) {
   if (descriptor_ < 0) {
     return errno;
   }
-  // Anything else is refused, for example a regular file: questions and sheets would be written to
-  // it.
+  // Other files are refused: questions and sheets would be written into a regular file, for
+  // example.
   struct stat status {};
   if (fstat(descriptor_, &status) != 0 || !S_ISCHR(status.st_mode)) {
     close();
     return ENOTTY;
   }
-  // The kernel opens a printer device only once, but the terminal of a simulator several times. The
-  // lock makes them equal.
+  // The kernel lets only one program open a printer device, but several open the terminal of a
+  // simulator. With the lock both behave alike.
   if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     close();
     return EBUSY;

@@ -26,8 +26,8 @@ void trim(std::string& text) {
   text.erase(0, text.find_first_not_of(' '));
 }
 
-// Stricter than the status report, which shows whatever it can read: sheets depend on these
-// numbers.
+// Stricter than the status query, which reports whatever it can read, because these numbers decide
+// whether a sheet is sent.
 std::optional<int> number_in(const std::string& text, const CounterField& field) {
   if (text.size() < field.minimum_size()) {
     return std::nullopt;

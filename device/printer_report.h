@@ -54,8 +54,8 @@ struct ReportField {
 [[nodiscard]] std::string value_of(const PrinterReport& report, const ReportField& field);
 
 // The known fields as "key=value;key=value" without spaces or quotes. The backend publishes this
-// text as an attribute of its queue; programs that must not ask the printer meanwhile read it
-// there.
+// text as an attribute of its queue. While the backend uses the printer, other programs read the
+// attribute instead of asking the printer.
 [[nodiscard]] std::string to_note(const PrinterReport& report);
 
 // Ignores unknown keys and malformed values. A text without any field is not `answered`.

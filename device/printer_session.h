@@ -1,7 +1,6 @@
-// A printer during a job: reopened after a lost connection, asked before and after each sheet. The
-// backend and k905-print print with it.
-//
-// They differ in their messages and in how long they wait, so the owner controls every wait.
+// A printer during a job: reopened after a lost connection, asked before and after each sheet. Used
+// by the backend and by k905-print, which differ in their messages and in how long they wait, so
+// the owner of a session controls every wait.
 #pragma once
 
 #include <chrono>
@@ -17,11 +16,11 @@ namespace k905 {
 // The reason for waiting.
 struct Obstacle {
   enum class Kind {
-    kNone,        // no problem: it prints the sheet
-    kBusy,        // it prints another sheet, or has no free buffer
+    kNone,        // no obstacle: a sheet can be sent, or the one that was sent is being printed
+    kBusy,        // the printer prints another sheet, or has no free buffer
     kUnanswered,  // one unanswered question; the next may be answered
     kOffline,     // not connected, or no answers
-    kStalled,     // it accepts no data inside a sheet
+    kStalled,     // the printer accepts no data inside a sheet
     kStatus,      // its status code needs attention
     kMedia,       // other media is loaded than the sheet needs
   };

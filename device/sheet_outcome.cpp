@@ -6,7 +6,7 @@ namespace k905 {
 
 namespace {
 
-// How long an idle printer whose counter did not increase is watched; twice the settle time if that
+// How long an idle printer is watched for an increase of its counter; twice the settle time if that
 // is longer.
 constexpr std::chrono::seconds kOutcomeTimeout{120};
 

@@ -1,6 +1,5 @@
-// Decides whether a sheet that was sent came out. Two programs need this, the backend and
-// k905-print, and a wrong decision wastes a sheet or loses one, so the rules are here, separate
-// from questions and waits.
+// Decides whether a sheet that was sent came out. A wrong decision wastes a sheet or loses one, so
+// the rules are separate from questions and waits, and the backend and k905-print share them.
 //
 // The life counter decides: if it increased, the sheet came out. An idle printer whose counter did
 // not increase has lost the sheet if the sheet was interrupted and the printer's buffer is free

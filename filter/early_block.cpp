@@ -1,7 +1,7 @@
-// Blocks the signals that cancel a job before main and before the constructors of the libraries.
-// Linked into the programs that the print system starts, so that even a job that is canceled right
-// after its start ends with the end banner and exit status 0. Only the dynamic loader runs earlier,
-// and it neither reads nor writes data of the job.
+// Before main and before the constructors of the libraries run, blocks the signals that cancel a
+// job. Linked into the programs that the print system starts, so that even a job that is canceled
+// right after its start ends with the end banner and exit status 0. Only the dynamic loader runs
+// earlier, and it neither reads nor writes data of the job.
 #include "filter/cancel_signals.h"
 
 namespace {

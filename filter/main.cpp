@@ -1,5 +1,5 @@
-// rastertok905: reads CUPS raster and writes the printer's commands. Here are the order of start-up
-// and the choice between printing and the status query.
+// rastertok905: reads CUPS raster and writes the printer's commands. This file has the order of
+// start-up and the choice between printing and the status query.
 #include <cstring>
 
 #ifdef __GLIBC__

@@ -34,8 +34,8 @@ void detect_ribbon() {
     return;
   }
   log_line("K905-1 DEBUG: Starting ribbon detection");
-  // Deliberate: the printer is never asked. The default "6x4" never pairs sheets; a user or program
-  // that knows the ribbon sets K905_RIBBON.
+  // Deliberate: the printer is never asked. With the default "6x4" pages are never paired; a user
+  // or program that knows the ribbon sets K905_RIBBON.
   copy_text(current_options.ribbon_size, "6x4");
   current_options.ribbon_detected = 1;
   log_line("K905-1: macOS: using default ribbon size 6x4 (no USB scan)");

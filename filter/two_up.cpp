@@ -19,8 +19,9 @@ constexpr std::uint8_t kWhite = 255;
 // The odd page that waits for its even page; null if there is none.
 const SheetImage* held_page = nullptr;
 
-// Prints every sheet of a job whose pages are paired, but none once the job is canceled: the cancel
-// can arrive while two pages are merged, or while the first of two sheets is printed.
+// All sheets of a job with two-up are printed here, so that none is printed once the job is
+// canceled: the cancel can arrive while two pages are merged, or while the first of two sheets is
+// printed.
 void print_unless_canceled(const SheetImage& sheet) {
   if (job_canceled()) {
     return;
@@ -75,8 +76,8 @@ void save_image(const char* tag, const SheetImage& image) {
                    image.planes.plane[2].get(), static_cast<unsigned>(image.width), image.height);
 }
 
-// Saves the debug image of an input, in the size that both inputs are laid out with. Does nothing
-// if there is no memory.
+// Saves the debug image of an input, cropped or padded to width x height, the size in which both
+// inputs are placed on the sheet. Does nothing if there is no memory.
 void save_input(const char* tag, const SheetImage& image, std::int32_t width, std::int32_t height) {
   if (!debug_images_wanted()) {
     return;

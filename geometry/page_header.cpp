@@ -116,8 +116,8 @@ void read_color_space(const cups_page_header2_t& header, PrintOptions& options) 
     copy_text(options.color_model, kColorSpaces[index].color_model);
     log_line("%s", kColorSpaces[index].report);
   } else {
-    // Deliberate: nothing is set to RGB here. The color model of the options stays in effect; it is
-    // RGB unless the user sets another one.
+    // Deliberate: despite the message, the color model of the options stays in effect. It is RGB
+    // unless the user sets another one.
     log_line("K905-1: Unknown color space %d, using default RGB", number);
   }
 }

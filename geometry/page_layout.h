@@ -31,5 +31,5 @@ struct PageLayout {
   bool has_user_bleed = false;  // the user changed a bleed
 };
 
-// `options.paper_config` must not be null. Sums of bleeds saturate, nothing here can overflow.
+// `options.paper_config` must not be null. Sums of bleeds saturate, so nothing can overflow.
 [[nodiscard]] PageLayout page_layout(const PrintOptions& options);

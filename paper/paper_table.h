@@ -12,7 +12,7 @@ struct PaperConfig {
   const char* label;     // short name for users
   float page_width_pt;   // points, compared with the header's PageSize
   float page_height_pt;
-  std::int32_t target_width;  // pixels at 300 dpi, the size that the image is fitted to
+  std::int32_t target_width;  // pixels at 300 dpi, the size that the image is resized to
   std::int32_t target_height;
   std::int32_t canvas_width;  // pixels sent to the printer
   std::int32_t canvas_height;
@@ -38,9 +38,9 @@ inline constexpr std::array<PaperConfig, 10> paper_sizes{{
     {"default", "default", 0.0F, 0.0F, 1844, 1240, 1920, 1240, 0, 0, 0, 0},
 }};
 
-// The 6x8 sheet that two 6x4 pages share, in pixels. The page loop makes it, and the cutter mode of
-// a sheet is chosen by this size. The first rows of the upper page are dropped, and blank rows
-// separate the two, so that the cut falls between them.
+// The 6x8 sheet that two 6x4 pages share, in pixels. The filter merges the pages onto it (two-up),
+// and the cutter mode of a sheet is chosen by this size. The first rows of the upper page are
+// dropped, and blank rows separate the two, so that the printer cuts between them.
 inline constexpr std::int32_t MERGE_CANVAS_WIDTH = 1920;
 inline constexpr std::int32_t MERGE_CANVAS_HEIGHT = 2498;
 inline constexpr std::int32_t MERGE_TOP_RAISED_ROWS = 5;

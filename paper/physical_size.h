@@ -9,7 +9,8 @@
 
 #include "paper/paper_table.h"
 
-// The vertical density is the same for all papers; a fine page (300x600dpi) has twice as much.
+// The vertical density is the same for all papers; that of a fine page (300x600 dpi) is twice as
+// high.
 inline constexpr std::int32_t kDotsPerInchDown = 300;
 inline constexpr std::int32_t kDotsPerInchDownFine = 600;
 
@@ -37,7 +38,7 @@ struct VisibleAreas {
 
 // One area; two for "w432h576-div2", from top to bottom. That paper has no bleeds: it is the sheet
 // that two 6x4 pages share, so its visible areas are those of the two pages, at the positions where
-// the page loop puts them. `paper` is a row of paper_sizes.
+// the filter places them. `paper` is a row of paper_sizes.
 [[nodiscard]] VisibleAreas visible_areas(const PaperConfig& paper);
 
 // The paper that the label names, in points: `across` along the rows of the canvas, `down` along

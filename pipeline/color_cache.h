@@ -19,7 +19,8 @@ class ColorCache {
     void (*convert)(const void* context, const std::uint8_t* in, std::uint8_t* out,
                     std::size_t count);
     const void* context;
-    bool is_expensive;  // many times the cost of a lookup (tables), or about twice (a matrix)
+    bool is_expensive;  // true: many times the cost of a lookup (tables); false: about twice (a
+                        // matrix)
   };
 
   // Empties the cache, for a new conversion. Allocates its memory (512 KiB) at the first call;

@@ -24,8 +24,8 @@ class PagePipeline {
   // (extract_print_params_from_header).
   //
   // All memory is allocated before the first line is read: a page that fails for lack of memory can
-  // be built again. After that only a line that cannot be read fails the page. A failure is logged,
-  // and `sheet` is empty.
+  // be built again. After that only a line that cannot be read makes the page fail. A failure is
+  // logged, and `sheet` is empty.
   [[nodiscard]] bool build(const cups_page_header2_t& header, cups_raster_t* raster,
                            SheetImage& sheet);
 

@@ -1,5 +1,5 @@
-// Stretches or shrinks a line to the nearest neighbors: a list of runs of bytes to copy, computed
-// once per page.
+// Stretches or shrinks lines by nearest neighbor: a list of the runs of bytes that are copied,
+// computed once per page.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@ class RunList {
     return true;
   }
 
-  // The source line must have slack.
+  // The source line must have kernels::kRowSlack readable bytes after its end.
   void copy(const std::uint8_t* source, std::uint8_t* line) const {
     kernels::chosen_table().copy_runs({runs_.get(), count_}, source, line);
   }

@@ -5,7 +5,7 @@
 // them for the first time costs more than all arithmetic. A stage serves one page. It has
 //   prepare  before the first row: receives settings as values, allocates all memory, logs only
 //            failures;
-//   row      processes one row, in order from the top; no stage knows another one;
+//   row      processes one row, in order from the top; no stage depends on another one;
 //   report   after the last row: logs the stage and saves its debug images. The log is in the order
 //            of the stages, so row() only collects what is logged here. It changes nothing and can
 //            be repeated for further copies of the page.
@@ -69,7 +69,7 @@ class ReadStage {
   StageImage original_;
 };
 
-// Stage 1.5: resizes to the paper's target size, bilinear, each axis by itself.
+// Stage 1.5: resizes to the paper's target size, bilinear, each axis with its own scale.
 class ResizeStage {
  public:
   // False, logged, when there is no memory.

@@ -112,8 +112,8 @@ void TonePlan::prepare(const PrintOptions& options) {
   }
 }
 
-// A channel that depends on no other is a function of one byte, so gray pixels give its whole
-// table.
+// No step mixes channels, so the result for a channel depends on its own byte only: the 256 gray
+// pixels give the tables of all three channels.
 void TonePlan::prepare_byte_tables() {
   method_ = Method::kTables;
   for (int c = 0; c < 3; ++c) {

@@ -35,7 +35,7 @@ class TonePlan {
  private:
   enum class Method {
     kUntouched,     // neutral settings
-    kTables,        // no step mixes channels: one table of bytes a channel
+    kTables,        // no step mixes channels: one table of bytes per channel
     kMix,           // tables up to the mixing step, the rest by the kernel
     kPixelByPixel,  // powf is not monotonic: the plain chain itself
   };

@@ -56,7 +56,7 @@ inline constexpr std::size_t kLongestReply = 128;
 // The last prints of a roll, which this model counts but does not guarantee.
 [[nodiscard]] int reserved_prints(const char* model);
 
-// The first known name of a model (of media) that occurs anywhere in the reply, "" if none does.
+// The first known model name (media name) that occurs anywhere in the reply, "" if none does.
 // Constant text.
 [[nodiscard]] const char* find_model(const char* firmware_reply);
 [[nodiscard]] const char* find_media(const char* media_reply);

@@ -1,6 +1,6 @@
 // Which keyword sets which option, and how. One set of rules for the PPD's default choices and for
-// key=value arguments, so that `StpGamma=1200` means the same wherever it is written. Only the two
-// keywords that look for profile files, ICCProfile and ColorBase, are not here.
+// key=value arguments, so that `StpGamma=1200` means the same wherever it is written. The keywords
+// ICCProfile and ColorBase, which search for profile files, are handled elsewhere.
 #pragma once
 
 #include <span>

@@ -10,5 +10,6 @@ struct ppd_file_s;  // libcups' ppd_file_t
 void read_ppd_defaults();
 
 // Logs and applies the options that are directly in the groups of an opened PPD, in file order.
-// Options of sub-groups are neither logged nor applied. Part of read_ppd_defaults.
+// Sub-groups are ignored; libcups moves their options into the group when it reads a file. Part of
+// read_ppd_defaults.
 void apply_ppd_groups(const ppd_file_s& ppd);

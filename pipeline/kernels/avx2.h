@@ -22,7 +22,7 @@ K905_AVX2 inline __m128i load_half(const std::uint8_t* bytes) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
 }
 
-// Sixteen bytes from each of two places, one in each half.
+// Sixteen bytes from each of two addresses, one in each half.
 K905_AVX2 inline __m256i load_halves(const std::uint8_t* low, const std::uint8_t* high) {
   return _mm256_inserti128_si256(_mm256_castsi128_si256(load_half(low)), load_half(high), 1);
 }

@@ -40,8 +40,8 @@ struct Chunky {
   __m256i first, second, third;
 };
 
-// The sixteen places that one channel has in three vectors are all different: two blends collect
-// its bytes, one shuffle puts them in order.
+// The sixteen bytes of one channel are at different positions in the three vectors, so two blends
+// collect them in one vector, and one shuffle puts them in order.
 template <int channel>
 K905_AVX2 inline __m256i one_channel(const Chunky& chunky, __m256i order) {
   // -1 where byte i of a vector that begins with channel `phase` belongs to ours.

@@ -130,12 +130,12 @@ struct Table {
                       const ResizeLine& bottom, std::uint8_t* row);
 
   // The same row when fx of every column and fy are multiples of 1/16: exact in integers. Then all
-  // weights are multiples of 1/256, so that every product and every sum of the formula above is a
-  // whole number of 1/256 below 2^16: a double holds it without rounding, whatever the order, and
-  // 256 times the sum before its half is the integer that these two compute,
+  // weights are multiples of 1/256, and every product and every sum of the formula above is a
+  // multiple of 1/256 below 2^16: a double holds it without rounding, whatever the order. These two
+  // compute 256 times the sum as an integer, and then round it:
   //   sum  = 16 s, weighted across        (at most 16 * 255)
   //   byte = (256 s, weighted down, + 128) >> 8        (before the shift at most 256 * 255 + 128)
-  // `sum` has three values a pixel, as the row has; `bottom_share` is 16 fy, 0 to 15.
+  // `sum` has three values per pixel, like the row; `bottom_share` is 16 fy, 0 to 15.
   void (*sixteenths_across)(const SixteenthColumns& columns, const std::uint8_t* row,
                             std::uint16_t* sum);
   void (*sixteenths_down)(const std::uint16_t* top, const std::uint16_t* bottom,

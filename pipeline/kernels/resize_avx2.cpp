@@ -5,7 +5,7 @@
 namespace kernels {
 namespace {
 
-// Eight bytes from each of four places: a pixel and its right neighbor.
+// Eight bytes for each of four pixels; the first six are the pixel and its right neighbor.
 K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t* left) {
   const auto pair = [row, left](int i) K905_AVX2 {
     return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(row + left[i]));
@@ -14,9 +14,8 @@ K905_AVX2 inline __m256i load_pairs(const std::uint8_t* row, const std::uint32_t
                                  _mm_unpacklo_epi64(pair(2), pair(3)), 1);
 }
 
-// Eight bytes from each of eight places. For each pixel and its right neighbor, the first word
-// contains the pixel's R, G, B and the neighbor's R; the second one begins with the neighbor's G
-// and B.
+// Eight bytes for each of eight pixels, as two words: the first word contains the pixel's R, G, B
+// and the R of its right neighbor; the second one begins with the neighbor's G and B.
 struct EightPairs {
   __m256i first_words, second_words;
 };

@@ -6,13 +6,13 @@
 namespace kernels {
 namespace {
 
-// Eight pixels and their right neighbors, channel by channel: two channels a vector.
+// Eight pixels and their right neighbors, channel by channel: two channels per vector.
 struct EightPairs {
   uint8x16_t left_rg, left_b_right_r, right_gb;
 };
 
-// Eight bytes from each of eight places: a pixel and its right neighbor, of which six matter. Three
-// rounds of interleaving, each of pixel i with pixel i + 4, i + 2 and i + 1, are a transpose.
+// Loads eight bytes for each of eight pixels; the first six are the pixel and its right neighbor.
+// Transposes them in three rounds, which interleave pixel i with pixel i + 4, i + 2 and i + 1.
 EightPairs load_eight_pairs(const std::uint8_t* row, const std::uint32_t* left) {
   const auto pair = [row, left](std::size_t i) {
     return vcombine_u8(vld1_u8(row + left[i]), vdup_n_u8(0));
@@ -42,7 +42,8 @@ void estimate_channel(uint8x8_t left, uint8x8_t right, const float32x4x2_t& frac
 
 void resize_across(const ResizeColumns& columns, const std::uint8_t* row, float* estimate) {
   constexpr std::size_t kPixels = ResizeLine::kBlockPixels;
-  const std::uint32_t* const left = columns.left;  // copies: a store of floats could change them
+  // Local copies: for the compiler, a store of floats could change the members of `columns`.
+  const std::uint32_t* const left = columns.left;
   const float* const float_fraction = columns.float_fraction;
   const std::size_t width = columns.width;
   for (std::size_t x = 0; x + kPixels <= width; x += kPixels) {

@@ -6,9 +6,9 @@
 
 namespace kernels {
 
-// How far a resize's estimate may be from the exact value. The roundings of its own steps add up to
-// less than 2^-13: two products of at most 255 with a fraction that was rounded once, and three
-// sums.
+// The largest error of a resize's estimate, with a margin: the rounding errors of its steps add up
+// to less than 2^-13. They are two products of at most 255 with a fraction that was rounded once,
+// and three sums.
 inline constexpr float kEstimateError = 1.0F / 4096.0F;
 
 // Computes a row of a resize by its formula, for pixels that an estimate cannot decide.
