@@ -1,5 +1,5 @@
-# The folders of CUPS for filters and PPD files, from cups-config; the defaults are those of Debian. All are
-# relative to the prefix, so that tests and packages can use another prefix.
+# The folders of CUPS for filters and PPD files, as cups-config reports them, or those of Debian without cups-config.
+# They are stored relative to the prefix, so that tests and packages can use another prefix.
 find_program(CUPS_CONFIG cups-config)
 set(cups_serverbin /usr/lib/cups)
 set(cups_datadir /usr/share/cups)

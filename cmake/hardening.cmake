@@ -1,5 +1,5 @@
-# The filter reads untrusted data: rasters, PPD files, profiles, replies of a printer. These flags correct no
-# error, but make an undetected one end the program instead of being exploited. For installed programs only.
+# The filter reads untrusted data: rasters, PPD files, profiles, replies of a printer. These flags do not fix errors;
+# they make an undetected error end the program, so that it cannot be exploited. For installed programs only.
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 include(CheckPIESupported)
@@ -22,7 +22,7 @@ if(NOT "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${build_type}}" MATCHES "-fsanitize
     $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
 endif()
 
-# Makes the tables for calls of shared libraries read-only.
+# Resolves all functions of shared libraries at the start and makes the table of their addresses read-only.
 foreach(flag -Wl,-z,relro -Wl,-z,now)
   string(MAKE_C_IDENTIFIER "k905_has${flag}" has_flag)
   check_linker_flag(CXX ${flag} ${has_flag})

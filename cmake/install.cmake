@@ -1,6 +1,6 @@
 # Everything is installed where CUPS looks for it (cups_places.cmake).
 
-# CUPS refuses to run a filter that others than its owner can write to.
+# CUPS refuses to run a filter that users other than its owner can write to.
 set(program_permissions OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                         WORLD_READ WORLD_EXECUTE)
 install(TARGETS rastertok905 rastertok905job
@@ -11,7 +11,7 @@ install(TARGETS k905 RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/backend
         PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 install(FILES ${K905_PPD_FILES} DESTINATION ${K905_MODEL_FOLDER})
 
-# CUPS finds the photo filter by these types and conversions; without them photos pass through the filter of CUPS.
+# CUPS finds the photo filter by these types and conversions; without them CUPS converts photos with its own filter.
 if(TARGET phototok905)
   install(TARGETS phototok905
           RUNTIME DESTINATION ${K905_CUPS_SERVERBIN}/filter PERMISSIONS ${program_permissions})
@@ -20,7 +20,7 @@ if(TARGET phototok905)
           DESTINATION ${K905_CUPS_DATADIR}/mime)
 endif()
 
-# The programs that were built.
+# Only the tools that are built.
 set(installed_tools)
 foreach(tool k905-preview k905-print k905-raster k905-setup k905-sim k905-status)
   if(TARGET ${tool})

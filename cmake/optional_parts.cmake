@@ -3,7 +3,7 @@
 pkg_check_modules(VIPS QUIET IMPORTED_TARGET vips-cpp)
 find_package(SQLiteCpp QUIET)
 find_package(GTest QUIET)
-# Tests write photo files with the libraries of the formats.
+# The tests write photo files with these libraries.
 find_package(PNG QUIET)
 find_package(JPEG QUIET)
 find_package(TIFF QUIET)

@@ -15,10 +15,9 @@
                      v
                  paper/                         diag/ is included by all but kernels/ and paper/
 
-An arrow means "may include"; it also holds for the folders that are reached over several arrows. The kernels
-include only standard headers and each other; all folders except kernels/ and paper/ may include diag/; each outside
-library is included in one place only; a folder can have private headers. Prints a line for each finding; the
-exit status is 1 if there is one.
+An arrow means "may include", and so does a chain of arrows. The kernels include only standard headers and each other;
+all folders except kernels/ and paper/ may include diag/; each outside library is included in one place only; a folder
+can have private headers. Prints a line for each finding; the exit status is 1 if there is one.
 
 usage: check_layers.py [root of the source tree]
 """
@@ -51,7 +50,7 @@ ALLOWED_FILES = {
     "cups/ppd.h": re.compile(r"settings/ppd_defaults\.\w+"),
 }
 
-# Standard headers have no ending; the headers with vector types of processors are part of the compiler.
+# Standard headers have no ending. The headers for the vector instructions of a processor belong to the compiler.
 STANDARD_HEADER = re.compile(r"[a-z_0-9]+|(x86|imm|arm_(neon|sve))[a-z]*\.h|cpuid\.h")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
