@@ -28,8 +28,7 @@ inline constexpr std::size_t kRowSlack = 64;
 struct ResizeColumns {
   const std::uint32_t* left;
   const double* fraction;
-  const float*
-      float_fraction;  // `fraction` in single precision, for the estimate; 0 where `left` is last
+  const float* float_fraction;  // `fraction` rounded, for the estimate; 0 where `left` is last
   std::size_t width;
   std::uint32_t last;  // byte at which the source's last pixel begins
 
