@@ -112,7 +112,7 @@ bool is_cut_paper(const PaperConfig& paper) {
   return std::string_view(paper.label).find('*') != std::string_view::npos;
 }
 
-const PaperConfig* cut_paper(const PaperConfig& paper, std::string_view cut) {
+const PaperConfig* find_cut_variant(const PaperConfig& paper, std::string_view cut) {
   struct Cut {
     std::string_view sheet;
     std::string_view uncut;

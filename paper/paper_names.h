@@ -22,7 +22,7 @@
 // The variant of `paper` that is cut into sheets of `cut`: "6x4", "6x2", or "None" for uncut. Null
 // if there is none. A paper that already has this size, or that is itself a cut variant, is
 // returned unchanged.
-[[nodiscard]] const PaperConfig* cut_paper(const PaperConfig& paper, std::string_view cut);
+[[nodiscard]] const PaperConfig* find_cut_variant(const PaperConfig& paper, std::string_view cut);
 
 // The uncut papers for an error message: "5x3.5 (9x13), 5x5 (13x13), ...".
 [[nodiscard]] std::string usual_paper_names();

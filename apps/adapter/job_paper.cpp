@@ -107,7 +107,7 @@ JobPaper named_paper(ppd_file_t* ppd, int count, cups_option_t* options) {
 }
 
 JobPaper cut(const PaperConfig& paper, const std::string& choice) {
-  const PaperConfig* cut = cut_paper(paper, choice.empty() ? "None" : choice);
+  const PaperConfig* cut = find_cut_variant(paper, choice.empty() ? "None" : choice);
   if (cut != nullptr) return {.paper = cut, .refusal = {}};
   return {.paper = nullptr,
           .refusal = std::string("The ") + paper.label + " paper cannot be cut into " +

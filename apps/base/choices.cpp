@@ -88,7 +88,7 @@ std::string unknown_paper(const std::string& paper) {
 bool apply_cut(Choices& choices, std::string& error) {
   const std::string cut = choices.contains("K905Cut") ? choices.at("K905Cut") : "None";
   const PaperConfig* paper = find_paper_by_ppd_name(choices.at("PageSize").c_str());
-  const PaperConfig* result = paper == nullptr ? nullptr : cut_paper(*paper, cut);
+  const PaperConfig* result = paper == nullptr ? nullptr : find_cut_variant(*paper, cut);
   if (result == nullptr) {
     error = choices.at("PageSize") + " cannot be cut into " + cut;
     return false;

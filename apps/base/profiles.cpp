@@ -42,7 +42,8 @@ bool is_for(const PaperProfile& row, const std::string& page_size, const std::st
   const PaperConfig* named = find_paper_by_ppd_name(row.paper.c_str());
   const PaperConfig* wanted = find_paper_by_ppd_name(page_size.c_str());
   const bool is_paper = row.paper == kAny || named == wanted ||
-                        cut_paper(*named, "6x2") == wanted || cut_paper(*named, "6x4") == wanted;
+                        find_cut_variant(*named, "6x2") == wanted ||
+                        find_cut_variant(*named, "6x4") == wanted;
   return is_paper && (row.finish == kAny || row.finish == finish);
 }
 

@@ -53,7 +53,7 @@ TEST(PaperNames, CutOfAPaperIsASeparatePaperOrNone) {
                                   {"w432h432", "6x4", ""},
                                   {"w432h576", "3x2", ""}};
   for (const auto& [name, cut, expected] : cases) {
-    const PaperConfig* paper = cut_paper(*find_paper_by_ppd_name(name), cut);
+    const PaperConfig* paper = find_cut_variant(*find_paper_by_ppd_name(name), cut);
     EXPECT_STREQ(paper == nullptr ? "" : paper->ppd_name, expected) << name << " " << cut;
   }
 }
