@@ -10,12 +10,12 @@ namespace {
 // Positions are sums of a few products; their rounding errors are far below this.
 constexpr double kRounding = 1e-6;
 
-std::uint32_t longest_piece(const Axis& axis) {
-  std::uint32_t longest = 1;
+std::uint32_t max_piece_length(const Axis& axis) {
+  std::uint32_t max_length = 1;
   for (const AxisPiece& piece : axis.pieces) {
-    longest = std::max(longest, piece.end - piece.begin);
+    max_length = std::max(max_length, piece.end - piece.begin);
   }
-  return longest;
+  return max_length;
 }
 
 // The source pixel for a position that may be outside the source; -1 for white.
@@ -32,7 +32,7 @@ AxisMap::AxisMap(const Axis& axis)
     : source_(axis.source),
       entries_(axis.target),
       weights_{kWhole},
-      exact_(std::fabs(axis.step - 1) * longest_piece(axis) < 0.5) {
+      exact_(std::fabs(axis.step - 1) * max_piece_length(axis) < 0.5) {
   for (const AxisPiece& piece : axis.pieces) {
     const double first = std::floor(piece.start - 0.5 + kRounding);
     for (std::uint32_t i = piece.begin; i < piece.end; ++i) {

@@ -6,12 +6,12 @@
 #include <algorithm>
 
 namespace {
-constexpr std::size_t kLongestQuote = 512;
+constexpr std::size_t kMaxQuotedBytes = 512;
 constexpr int kLogTimeoutMs = 2000;
 }  // namespace
 
 std::string one_line(std::string_view text) {
-  std::string line(text.substr(0, kLongestQuote));
+  std::string line(text.substr(0, kMaxQuotedBytes));
   std::ranges::replace_if(
       line, [](unsigned char c) { return c < 0x20 || c == 0x7f; }, ' ');
   return line;

@@ -74,7 +74,7 @@ class FilterLog {
   // without pause.
   void read_available() {
     char block[16384];
-    for (int round = 0; round < kMostReads; ++round) {
+    for (int round = 0; round < kMaxReads; ++round) {
       const ssize_t count = read(source_.get(), block, sizeof block);
       if (count > 0) {
         relay_.take({block, static_cast<std::size_t>(count)});
@@ -111,7 +111,7 @@ class FilterLog {
   }
 
  private:
-  static constexpr int kMostReads = 64;
+  static constexpr int kMaxReads = 64;
 
   k905::Descriptor source_;
   LogRelay relay_{!backend_counts_sheets()};

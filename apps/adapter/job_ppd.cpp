@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr std::size_t kLargestPpd = std::size_t{64} << 20;
+constexpr std::size_t kMaxPpdBytes = std::size_t{64} << 20;
 
 using k905::CupsOptions;
 using k905::Ppd;
@@ -117,7 +117,7 @@ std::optional<std::string> read_file(const char* path) {
   if (file == nullptr) return std::nullopt;
   std::string text;
   char block[16384];
-  while (text.size() < kLargestPpd) {
+  while (text.size() < kMaxPpdBytes) {
     const ssize_t count = cupsFileRead(file, block, sizeof block);
     if (count <= 0) break;  // negative at the end of the file
     text.append(block, static_cast<std::size_t>(count));

@@ -3,7 +3,7 @@
 namespace {
 // No significant line of the filter is nearly as long. Longer lines are passed on in pieces and are
 // never interpreted.
-constexpr std::size_t kLongestLineKept = 8192;
+constexpr std::size_t kMaxLineBytes = 8192;
 }  // namespace
 
 void LogRelay::take(std::string_view bytes) {
@@ -17,7 +17,7 @@ void LogRelay::take(std::string_view bytes) {
       end_line(line_);
       line_.clear();
       line_is_cut_ = false;
-    } else if (line_.size() > kLongestLineKept) {
+    } else if (line_.size() > kMaxLineBytes) {
       out_ += line_;
       line_.clear();
       line_is_cut_ = true;
@@ -28,7 +28,7 @@ void LogRelay::take(std::string_view bytes) {
 void LogRelay::end_line(std::string_view line_and_newline) {
   out_ += line_and_newline;
   line_and_newline.remove_suffix(1);
-  if (line_is_cut_ || line_and_newline.size() > kLongestLineKept) return;
+  if (line_is_cut_ || line_and_newline.size() > kMaxLineBytes) return;
   out_ += watch_.after(line_and_newline);
 }
 

@@ -135,13 +135,13 @@ cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePi
 }
 
 // Longer lines are not plausible; the filter reports them from the header alone.
-constexpr unsigned kLongestLine = 1U << 28;
+constexpr unsigned kMaxBytesPerLine = 1U << 28;
 
 // Copies a page unchanged. False at the end of the streams.
 bool copy_page(RasterInput& input, const cups_page_header2_t& header, RasterOutput& output) {
   const std::uint64_t planes =
       header.cupsColorOrder == CUPS_ORDER_PLANAR ? std::uint64_t{header.cupsNumColors} : 1;
-  if (!output.write_header(header) || header.cupsBytesPerLine > kLongestLine) return false;
+  if (!output.write_header(header) || header.cupsBytesPerLine > kMaxBytesPerLine) return false;
   std::vector<std::uint8_t> line(header.cupsBytesPerLine);
   for (std::uint64_t y = 0; y < header.cupsHeight * planes; ++y) {
     if (!input.read_line(line) || !output.write(line.data(), line.size())) return false;

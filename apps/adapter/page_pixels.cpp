@@ -11,17 +11,17 @@ namespace k905 {
 namespace {
 
 // The largest number of pixels that the filter accepts.
-constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 29;
+constexpr std::uint64_t kMaxPixels = std::uint64_t{1} << 29;
 // The largest plausible padding of lines.
-constexpr std::uint64_t kMostUnusedBytes = 4096;
+constexpr std::uint64_t kMaxUnusedBytes = 4096;
 
 bool is_consistent(const cups_page_header2_t& header) {
   const std::uint64_t bits =
       std::uint64_t{header.cupsBitsPerColor} * header.cupsNumColors * header.cupsWidth;
   return header.cupsWidth > 0 && header.cupsHeight > 0 &&
-         std::uint64_t{header.cupsWidth} * header.cupsHeight <= kMostPixels &&
+         std::uint64_t{header.cupsWidth} * header.cupsHeight <= kMaxPixels &&
          header.cupsBytesPerLine >= (bits + 7) / 8 &&
-         header.cupsBytesPerLine <= (bits + 7) / 8 + kMostUnusedBytes &&
+         header.cupsBytesPerLine <= (bits + 7) / 8 + kMaxUnusedBytes &&
          header.HWResolution[0] > 0 && header.HWResolution[1] > 0 &&
          (header.cupsColorOrder == CUPS_ORDER_CHUNKED || header.cupsNumColors == 1);
 }

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kStripRows = 16;
 // The memory that is reserved at once; a header alone must not be able to allocate more.
-constexpr std::size_t kMostReserved = std::size_t{256} << 20;
+constexpr std::size_t kMaxReservedBytes = std::size_t{256} << 20;
 
 }  // namespace
 
@@ -19,7 +19,7 @@ RotatedRows::RotatedRows(RowSource& page, std::uint32_t width, std::uint32_t hei
 
 bool RotatedRows::read_page() {
   const std::size_t row_bytes = width_ * pixel_bytes_;
-  pixels_.reserve(std::min(row_bytes * height_, kMostReserved));
+  pixels_.reserve(std::min(row_bytes * height_, kMaxReservedBytes));
   for (std::size_t y = 0; y < height_; ++y) {
     const std::uint8_t* row = page_.next_row();
     if (row == nullptr) return false;

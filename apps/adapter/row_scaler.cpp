@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint32_t kHalf = AxisMap::kWhole / 2;
 constexpr std::uint16_t kWideWhite = 0xFFFF;
 
-std::size_t most_taps(const AxisMap& map) {
+std::size_t max_taps(const AxisMap& map) {
   std::size_t most = 1;
   for (std::size_t i = 0; i < map.size(); ++i) most = std::max(most, map.taps(i).weights.size());
   return most;
@@ -35,7 +35,7 @@ std::uint32_t white_weight(const AxisMap::Taps& taps) {
 RowScaler::RowScaler(const AxisMap& columns, const AxisMap& rows, const RowFormat& format)
     : columns_(columns), rows_(rows), format_(format) {
   if (columns_.is_exact()) find_runs();
-  if (!rows_.is_exact()) kept_.resize(most_taps(rows_));
+  if (!rows_.is_exact()) kept_.resize(max_taps(rows_));
 }
 
 void RowScaler::find_runs() {

@@ -35,15 +35,15 @@ constexpr char kPrefix[] = "job-";
 
 constexpr std::time_t kDayS = 24L * 60 * 60;
 // A job that was held can be released much later.
-constexpr std::time_t kOldestUnfinishedS = 30 * kDayS;
+constexpr std::time_t kMaxUnfinishedAgeS = 30 * kDayS;
 
 std::string file_name(int job) { return kPrefix + std::to_string(job); }
 
 // Longer names are cut, so that they always fit a version.
-constexpr std::size_t kLongestName = 1000;
+constexpr std::size_t kMaxNameBytes = 1000;
 
 std::string one_line(std::string text) {
-  text.resize(std::min(text.size(), kLongestName));
+  text.resize(std::min(text.size(), kMaxNameBytes));
   std::replace_if(
       text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r' || c == '\0'; }, ' ');
   return text;
@@ -315,7 +315,7 @@ void RecordFolder::remove_old() {
   for_each_record([this](const std::string& file, const JobRecord& record) {
     struct stat about {};
     const std::time_t oldest =
-        std::time(nullptr) - (record.completed != 0 ? kDayS : kOldestUnfinishedS);
+        std::time(nullptr) - (record.completed != 0 ? kDayS : kMaxUnfinishedAgeS);
     if (fstatat(folder_, file.c_str(), &about, 0) == 0 && about.st_mtime < oldest) {
       unlinkat(folder_, file.c_str(), 0);
     }

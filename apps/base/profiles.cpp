@@ -15,7 +15,7 @@ namespace k905 {
 namespace {
 
 constexpr char kAny[] = "*";
-constexpr std::size_t kLongestChoice = 40;  // of a PPD file
+constexpr std::size_t kMaxChoiceLength = 40;  // of a PPD file
 
 bool exists(const std::string& path) {
   std::error_code ignored;
@@ -33,7 +33,7 @@ std::string error_in_row(PaperProfile& row) {
     return error;
   }
   const bool is_name =
-      row.profile.size() <= kLongestChoice && row.profile.find('/') == std::string::npos;
+      row.profile.size() <= kMaxChoiceLength && row.profile.find('/') == std::string::npos;
   return is_name ? "" : "not the name of a file in a profile folder: " + row.profile;
 }
 

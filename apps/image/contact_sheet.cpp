@@ -36,7 +36,7 @@ Grid grid_of(std::size_t count, std::uint32_t columns, std::uint32_t width, std:
 bool ContactSheet::add(const std::string& caption, Picture picture) {
   const std::uint32_t tallest = std::max(tallest_, picture.height);
   const Grid grid = grid_of(tiles_.size() + 1, columns_, width_, tallest);
-  if (grid.height > kMostPixels / grid.width) {
+  if (grid.height > kMaxPixels / grid.width) {
     return false;
   }
   tallest_ = tallest;
@@ -55,7 +55,7 @@ Picture ContactSheet::picture() const {
     paste(sheet, tiles_[i].picture, x, y);
     // A contact sheet without captions is better than none.
     draw_text(sheet, tiles_[i].caption,
-              {.x = x, .y = y + tallest_ + kGap / 2, .most_width = width_});
+              {.x = x, .y = y + tallest_ + kGap / 2, .max_width = width_});
   }
   return sheet;
 }

@@ -15,7 +15,7 @@ class ContactSheet {
   ContactSheet(std::uint32_t columns, std::uint32_t width) : columns_(columns), width_(width) {}
 
   // Appends an image of 8-bit colors with the width given above. A caption that is wider than its
-  // image is cut. False, and nothing is appended, if all images together would exceed kMostPixels.
+  // image is cut. False, and nothing is appended, if all images together would exceed kMaxPixels.
   [[nodiscard]] bool add(const std::string& caption, Picture picture);
 
   [[nodiscard]] std::size_t count() const { return tiles_.size(); }

@@ -50,7 +50,7 @@ void paste(Picture& picture, const Picture& tile, std::uint32_t x, std::uint32_t
 PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& place) {
   try {
     VImage mask = text_mask(text, place.font_size, place.density);
-    mask = mask.extract_area(0, 0, std::min(mask.width(), static_cast<int>(place.most_width)),
+    mask = mask.extract_area(0, 0, std::min(mask.width(), static_cast<int>(place.max_width)),
                              mask.height());
     vips_image_over(picture).draw_mask(std::vector<double>(3), mask, static_cast<int>(place.x),
                                        static_cast<int>(place.y));

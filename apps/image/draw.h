@@ -14,7 +14,7 @@ void paste(Picture& picture, const Picture& tile, std::uint32_t x, std::uint32_t
 struct TextPlace {
   std::uint32_t x = 0;  // of the top left
   std::uint32_t y = 0;
-  std::uint32_t most_width = 0;  // wider text is cut
+  std::uint32_t max_width = 0;   // wider text is cut
   std::uint32_t font_size = 14;  // pixels
   double density = 1;  // pixels per inch from top to bottom, divided by that from left to right
 };

@@ -67,25 +67,25 @@ double check_ppm(VipsSource* source, std::string& error) {
   }
   const std::uint64_t width = next_number(text);
   const std::uint64_t height = next_number(text);
-  const std::uint64_t most = next_number(text);
-  if (width == 0 || height == 0 || most == 0 || most > 65535) {
+  const std::uint64_t max_value = next_number(text);
+  if (width == 0 || height == 0 || max_value == 0 || max_value > 65535) {
     error = "the PPM header is malformed";
     return 0;
   }
-  if (width > kLongestSide || height > kLongestSide) {
+  if (width > kMaxSide || height > kMaxSide) {
     return 1;  // reported as too large
   }
-  const std::uint64_t pixels = width * height * (kind == "P6" ? 3 : 1) * (most < 256 ? 1 : 2);
+  const std::uint64_t pixels = width * height * (kind == "P6" ? 3 : 1) * (max_value < 256 ? 1 : 2);
   const auto length = static_cast<std::uint64_t>(std::max<gint64>(vips_source_length(source), 0));
   if (length < head.size() - text.size() + 1 + pixels) {
     error = "the PPM file ends early";
     return 0;
   }
-  return (most < 256 ? 255.0 : 65535.0) / static_cast<double>(most);
+  return (max_value < 256 ? 255.0 : 65535.0) / static_cast<double>(max_value);
 }
 
 // Most decoders keep all rows; those for TIFF, plain PNG and plain JPEG return them one by one.
-constexpr std::uint64_t kMostBytesOfAllRows = std::uint64_t{384} << 20;
+constexpr std::uint64_t kMaxBytesOfAllRows = std::uint64_t{384} << 20;
 
 bool keeps_all_rows(const VImage& header, std::string_view loader) {
   const auto is_set = [&](const char* name) {
@@ -99,9 +99,9 @@ bool keeps_all_rows(const VImage& header, std::string_view loader) {
 bool has_acceptable_size(const VImage& header, std::string_view loader) {
   const auto width = static_cast<std::uint64_t>(header.width());
   const auto height = static_cast<std::uint64_t>(header.height());
-  return width <= kLongestSide && height <= kLongestSide && height <= kMostPixels / width &&
+  return width <= kMaxSide && height <= kMaxSide && height <= kMaxPixels / width &&
          (!keeps_all_rows(header, loader) ||
-          width * height * VIPS_IMAGE_SIZEOF_PEL(header.get_image()) <= kMostBytesOfAllRows);
+          width * height * VIPS_IMAGE_SIZEOF_PEL(header.get_image()) <= kMaxBytesOfAllRows);
 }
 
 // Transparent pixels show white paper.

@@ -29,8 +29,8 @@ void load_modules_for(const Descriptor& file);
 class Photo {
  public:
   // Reads the header of the open file. Null on failure, with one line in `error`: the file has an
-  // unsupported format, is malformed, or is too large (more than kMostPixels pixels, a side above
-  // kLongestSide, or more than 384 MiB if the decoder has to keep all rows, as for interlaced,
+  // unsupported format, is malformed, or is too large (more than kMaxPixels pixels, a side above
+  // kMaxSide, or more than 384 MiB if the decoder has to keep all rows, as for interlaced,
   // progressive and HEIC files).
   [[nodiscard]] static std::optional<Photo> open(Descriptor file, std::string& error);
 

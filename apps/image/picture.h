@@ -41,9 +41,9 @@ struct Picture {
 
 // The largest number of pixels that is read or made, about 16000 x 16000: a file of a few bytes can
 // claim any size.
-inline constexpr std::uint64_t kMostPixels = 1ULL << 28;
+inline constexpr std::uint64_t kMaxPixels = 1ULL << 28;
 // The longest side, because decoders allocate a complete row.
-inline constexpr std::uint64_t kLongestSide = 1ULL << 20;
+inline constexpr std::uint64_t kMaxSide = 1ULL << 20;
 
 // A black image of 8-bit red, green and blue.
 [[nodiscard]] Picture blank_picture(std::uint32_t width, std::uint32_t height);

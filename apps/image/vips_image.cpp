@@ -8,7 +8,7 @@ using vips::VImage;
 
 namespace {
 
-constexpr int kMostThreads = 2;
+constexpr int kMaxThreads = 2;
 
 // Warnings of libvips would be mixed with the program's own messages.
 GLogWriterOutput discard_log(GLogLevelFlags, const GLogField*, gsize, gpointer) {
@@ -22,7 +22,7 @@ bool start() {
   g_log_set_writer_func(discard_log, nullptr, nullptr);
   vips_cache_set_max(0);  // every photo is decoded once
   // More threads keep more rows in memory, and the decoder uses only one thread.
-  vips_concurrency_set(std::min(vips_concurrency_get(), kMostThreads));
+  vips_concurrency_set(std::min(vips_concurrency_get(), kMaxThreads));
   vips_block_untrusted_set(TRUE);
   vips_operation_block_set("VipsForeignLoadPpm", FALSE);
   return true;

@@ -24,9 +24,9 @@ namespace {
 constexpr const char* kChild = "k905-print: photo decoder";  // its name for ps
 constexpr int kExitPage = 0;
 constexpr int kExitBroken = 1;
-constexpr int kExitError = 3;                    // the text is the reason
-constexpr rlim_t kMostMemory = rlim_t{1} << 30;  // address space, in bytes
-constexpr rlim_t kMostSeconds = 120;             // of CPU time
+constexpr int kExitError = 3;                        // the text is the reason
+constexpr rlim_t kMaxMemoryBytes = rlim_t{1} << 30;  // address space, in bytes
+constexpr rlim_t kMaxCpuSeconds = 120;               // of CPU time
 
 // The text, which ends with a NUL: a warning, or the reason why there is no page.
 bool write_answer(int out, const Prepared& prepared, const std::string& error) {
@@ -37,8 +37,8 @@ bool write_answer(int out, const Prepared& prepared, const std::string& error) {
 }
 
 void limit_this_process() {
-  const rlimit memory{kMostMemory, kMostMemory};
-  const rlimit time{kMostSeconds, kMostSeconds};
+  const rlimit memory{kMaxMemoryBytes, kMaxMemoryBytes};
+  const rlimit time{kMaxCpuSeconds, kMaxCpuSeconds};
   const rlimit no_core{0, 0};
 #if !defined(__SANITIZE_ADDRESS__)  // the sanitizer reserves terabytes of address space
   setrlimit(RLIMIT_AS, &memory);

@@ -80,10 +80,10 @@ class RulerPage {
 
   void box(double x, double y, double width, double height) {
     const auto pixels = [](double from, double length, double scale, double offset,
-                           std::uint32_t most) {
-      const double first = std::clamp(std::round(offset + from * scale), 0.0, double{1.0} * most);
+                           std::uint32_t limit) {
+      const double first = std::clamp(std::round(offset + from * scale), 0.0, double{1.0} * limit);
       const double end = std::round(offset + (from + length) * scale);
-      const double last = std::clamp(std::max(end, first + 1), 0.0, double{1.0} * most);
+      const double last = std::clamp(std::max(end, first + 1), 0.0, double{1.0} * limit);
       return std::pair(static_cast<std::size_t>(first), static_cast<std::size_t>(last));
     };
     const auto [x0, x1] = pixels(x, width, across_, left_, picture_->width);
@@ -100,7 +100,7 @@ class RulerPage {
     draw_text(*picture_, words,
               {.x = static_cast<std::uint32_t>(std::max(0.0, left_ + x * across_)),
                .y = static_cast<std::uint32_t>(std::max(0.0, top_ + y * down_)),
-               .most_width = picture_->width,
+               .max_width = picture_->width,
                .font_size = font,
                .density = down_ / across_});
   }

@@ -8,7 +8,7 @@ namespace k905 {
 
 namespace {
 
-constexpr int kMost = 1000000;
+constexpr int kMaxNumber = 1000000;
 
 }  // namespace
 
@@ -30,7 +30,7 @@ void describe(CLI::App& app, PrintOptions& options) {
   app.add_option("--timeout", options.timeout,
                  "with --to DEVICE and --wait: stop waiting for the printer after this many "
                  "seconds; the default is no limit")
-      ->check(CLI::Range(0, kMost));
+      ->check(CLI::Range(0, kMaxNumber));
   app.add_flag("--json", options.json,
                "print a line of JSON for each photo, or with --history for each sheet");
   app.add_option("-p,--paper", options.paper,
@@ -73,7 +73,7 @@ void describe(CLI::App& app, PrintOptions& options) {
   app.add_option(
          "--limit", options.limit,
          "with --watch: print at most this many sheets in a day, or with --event for the event")
-      ->check(CLI::Range(1, kMost));
+      ->check(CLI::Range(1, kMaxNumber));
   app.add_option("--event", options.event,
                  "with --watch: the sheets belong to the event with this name; --limit then counts "
                  "all its sheets, of every day and folder")
@@ -81,7 +81,7 @@ void describe(CLI::App& app, PrintOptions& options) {
   app.add_option("--partner-wait", options.partner_wait,
                  "with --two-up and --watch: seconds that a photo waits for another one before it "
                  "is printed alone on its sheet; the default is 60")
-      ->check(CLI::Range(0, kMost));
+      ->check(CLI::Range(0, kMaxNumber));
   app.add_flag("--new-only", options.new_only,
                "with --watch: do not print what is in the folder when it is first watched");
   app.add_flag("--move", options.move,

@@ -20,8 +20,8 @@ namespace {
 // Moves to the first free name; "" with errno set on failure.
 std::string move_to_free_name(const std::string& from, const std::string& folder,
                               const std::string& name) {
-  constexpr std::size_t most = 10000;
-  for (std::size_t number = 1; number <= most; ++number) {
+  constexpr std::size_t max_number = 10000;
+  for (std::size_t number = 1; number <= max_number; ++number) {
     std::string to = folder + "/" + numbered_name(name, number);
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
       return to;

@@ -11,7 +11,7 @@ namespace k905 {
 
 namespace {
 
-constexpr std::size_t kLongestLine = 5000;
+constexpr std::size_t kMaxLineBytes = 5000;
 
 std::string time_of(const SheetEntry& sheet) {
   return sheet.time == 0 ? "-                  " : local_time(sheet.time);
@@ -65,7 +65,7 @@ std::string history_line(const SheetEntry& sheet) {
         labeled("event", sheet.event), sheet.reason}) {
     line += part.empty() ? "" : "  " + part;
   }
-  return one_line_of_text(line, kLongestLine);
+  return one_line_of_text(line, kMaxLineBytes);
 }
 
 std::optional<SheetEntry> order_reprint(Ledger& ledger, SheetEntry sheet, int copies,

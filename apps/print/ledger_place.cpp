@@ -55,8 +55,8 @@ std::string hash_in_name(const std::string& folder) {
 // The journal of earlier versions for this folder.
 std::string default_journal(const std::string& folder) {
   std::string error;
-  constexpr std::size_t longest = 200;
-  const std::string name = std::filesystem::path(folder).filename().string().substr(0, longest);
+  constexpr std::size_t max_bytes = 200;
+  const std::string name = std::filesystem::path(folder).filename().string().substr(0, max_bytes);
   return state_folder(error) + "/" + name + hash_in_name(folder) + ".journal";
 }
 

@@ -362,8 +362,8 @@ class PrintProgram {
 
   // File names come from outside, and a terminal interprets control characters in them.
   static std::string printable(const std::string& message) {
-    constexpr std::size_t longest = 5000;
-    return one_line_of_text(message, longest);
+    constexpr std::size_t max_bytes = 5000;
+    return one_line_of_text(message, max_bytes);
   }
 
   void print_error(const std::string& message) {

@@ -51,8 +51,8 @@ std::string filled(std::string caption, const std::string& file) {
       at += text.size();
     }
   }
-  constexpr std::size_t longest = 500;
-  return one_line_of_text(caption, longest);
+  constexpr std::size_t max_bytes = 500;
+  return one_line_of_text(caption, max_bytes);
 }
 
 std::optional<Picture> read_for(const SheetPlace& place, const Preparation& preparation,
@@ -162,8 +162,8 @@ std::string job_title(const std::vector<std::string>& files) {
   const std::string& first = files.front();
   const std::string file = first == "-" ? "photo" : first.substr(first.rfind('/') + 1);
   // The print system refuses titles that are not text.
-  constexpr std::size_t longest = 120;
-  const std::string name = one_line_of_text(file, longest);
+  constexpr std::size_t max_bytes = 120;
+  const std::string name = one_line_of_text(file, max_bytes);
   return files.size() == 1 ? name : name + " and " + std::to_string(files.size() - 1) + " more";
 }
 

@@ -30,7 +30,7 @@ constexpr milliseconds kWaitForPhoto{500};
 constexpr seconds kTryAgain{15};
 constexpr seconds kAskAgain{1};
 constexpr milliseconds kFirstRetry{1000};
-constexpr milliseconds kLongestRetry{300000};
+constexpr milliseconds kMaxRetryDelay{300000};
 
 class FolderPrinter {
  public:
@@ -420,7 +420,7 @@ class FolderPrinter {
   std::nullopt_t retry_later(const std::string& name, const std::string& problem) {
     Todo& todo = todo_[name];
     todo.when = Clock::now() + todo.delay;
-    todo.delay = std::min(2 * todo.delay, kLongestRetry);
+    todo.delay = std::min(2 * todo.delay, kMaxRetryDelay);
     if (!problem.empty() && problem != std::exchange(todo.problem, problem)) {
       reporter_.report_error(path_of(name) + ": " + problem + "; the program will try again");
     }

@@ -30,15 +30,15 @@ struct Options {
 };
 
 // CLI::Range accepts "nan", which is neither below nor above a limit.
-CLI::Validator seconds_between(double least, double most) {
-  const auto check = [least, most](const std::string& text) -> std::string {
+CLI::Validator seconds_between(double min, double max) {
+  const auto check = [min, max](const std::string& text) -> std::string {
     char* end = nullptr;
     const double seconds = std::strtod(text.c_str(), &end);
-    if (!text.empty() && *end == '\0' && seconds >= least && seconds <= most) {
+    if (!text.empty() && *end == '\0' && seconds >= min && seconds <= max) {
       return "";
     }
     char limits[64];
-    std::snprintf(limits, sizeof limits, "' is not a number from %g to %.0f", least, most);
+    std::snprintf(limits, sizeof limits, "' is not a number from %g to %.0f", min, max);
     return "'" + text + limits;
   };
   return {check, ""};

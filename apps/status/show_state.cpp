@@ -61,18 +61,18 @@ constexpr auto kDetails = std::to_array<ReportField>({
 });
 
 std::string details_of(const PrinterState& printer) {
-  constexpr std::size_t longest_line = 400;
-  constexpr std::size_t longest_value = 200;
+  constexpr std::size_t max_line_bytes = 400;
+  constexpr std::size_t max_value_bytes = 200;
   const std::string why = explanation_of(printer);
   std::string text = one_line_of_text(printer.device + ": " + names_of(printer.state).text +
                                           (why.empty() ? "" : ", ") + why,
-                                      longest_line) +
+                                      max_line_bytes) +
                      "\n";
   for (const ReportField& line : kDetails) {
     const std::string value = value_of(printer.report, line);
     char label[32];
     std::snprintf(label, sizeof label, "  %-18s", line.key);
-    text += value.empty() ? "" : label + one_line_of_text(value, longest_value) + "\n";
+    text += value.empty() ? "" : label + one_line_of_text(value, max_value_bytes) + "\n";
   }
   return text;
 }
@@ -87,9 +87,9 @@ Row row_of(const PrinterState& printer) {
           report.media,
           report.serial_number,
           explanation_of(printer)};
-  constexpr std::size_t longest = 200;
+  constexpr std::size_t max_bytes = 200;
   for (std::string& cell : row) {
-    cell = cell.empty() ? "-" : one_line_of_text(cell, longest);
+    cell = cell.empty() ? "-" : one_line_of_text(cell, max_bytes);
   }
   return row;
 }

@@ -13,7 +13,7 @@ namespace k905 {
 namespace {
 
 constexpr std::uint64_t kHeaderSize = 1088;
-constexpr std::uint32_t kLongestSide = 5000;
+constexpr std::uint32_t kMaxSide = 5000;
 constexpr std::size_t kPaletteEntries = 256;
 
 using Command = PrinterStreamParser::Command;
@@ -229,7 +229,7 @@ void PrinterStreamParser::check_length() {
 }
 
 void PrinterStreamParser::check_image_length() {
-  constexpr std::uint64_t longest = kHeaderSize + std::uint64_t{kLongestSide} * kLongestSide;
+  constexpr std::uint64_t max_length = kHeaderSize + std::uint64_t{kMaxSide} * kMaxSide;
   if (!all_digits(field_)) {
     fail("eight decimal digits of image length", quoted(field_));
     return;
@@ -239,8 +239,8 @@ void PrinterStreamParser::check_image_length() {
   if (command_ != Command::y_plane && length_ != pixels + kHeaderSize) {
     fail("image length " + std::to_string(pixels + kHeaderSize) + " as of the sheet's first plane",
          std::to_string(length_));
-  } else if (length_ <= kHeaderSize || length_ > longest) {
-    fail("image length of " + std::to_string(kHeaderSize + 1) + " to " + std::to_string(longest),
+  } else if (length_ <= kHeaderSize || length_ > max_length) {
+    fail("image length of " + std::to_string(kHeaderSize + 1) + " to " + std::to_string(max_length),
          std::to_string(length_));
   } else {
     next_field();
@@ -273,7 +273,7 @@ void PrinterStreamParser::check_width() {
   width_ = little_endian(field_);
   if (command_ != Command::y_plane) {
     expect_number(sheet_.width, "BMP width");
-  } else if (width_ < 1 || width_ > kLongestSide) {
+  } else if (width_ < 1 || width_ > kMaxSide) {
     fail("BMP width of 1 to 5000", std::to_string(width_));
   } else if (pixel_count() % width_ != 0) {
     fail("BMP width that divides the " + std::to_string(pixel_count()) + " bytes of pixels",
@@ -286,7 +286,7 @@ void PrinterStreamParser::check_width() {
 void PrinterStreamParser::check_height() {
   // Length and width determine the height.
   const std::uint64_t only = pixel_count() / width_;
-  if (only > kLongestSide) {
+  if (only > kMaxSide) {
     fail("BMP height of 1 to 5000", std::to_string(little_endian(field_)));
     return;
   }

@@ -109,8 +109,8 @@ void print_lists() {
 
 // A number of 1 to 65535, digits only.
 bool parse_length(const std::string& text, unsigned& length) {
-  constexpr std::size_t most_digits = 5;
-  if (text.empty() || text.size() > most_digits ||
+  constexpr std::size_t max_digits = 5;
+  if (text.empty() || text.size() > max_digits ||
       text.find_first_not_of("0123456789") != std::string::npos) {
     return false;
   }

@@ -11,8 +11,8 @@ namespace {
 
 // A client that sends without pause must not block the others or the end of the program, and its
 // questions of one round must not fill the memory with replies.
-constexpr int kMostReadsInARow = 64;
-constexpr std::size_t kMostBytesInARow = std::size_t{1} << 18;
+constexpr int kMaxReadsInARow = 64;
+constexpr std::size_t kMaxBytesInARow = std::size_t{1} << 18;
 
 const char* name_of(LineEvent event) {
   switch (event) {
@@ -45,7 +45,7 @@ bool Client::wants_bytes(bool unread_replies_count) const {
 
 bool Client::read_available() {
   char piece[65536];
-  for (int round = 0; round < kMostReadsInARow && waiting_.size() < kMostBytesInARow; ++round) {
+  for (int round = 0; round < kMaxReadsInARow && waiting_.size() < kMaxBytesInARow; ++round) {
     const std::size_t most = std::min(sizeof piece, events_.budget(LineEvents::Clock::now()));
     if (most == 0) {
       return true;

@@ -22,7 +22,7 @@ int milliseconds_until(std::optional<Outbox::Clock::time_point> due) {
   return left > 0 ? static_cast<int>(left) : kRetryMs;
 }
 
-int longest_wait_for(const Client* client, const LineEvents& events) {
+int max_wait_for(const Client* client, const LineEvents& events) {
   if (client == nullptr) {
     return kNoWaitLimit;
   }
@@ -81,10 +81,9 @@ void Device::add_waits(std::vector<pollfd>& waits) const {
   }
 }
 
-int Device::longest_wait_ms() const {
-  return std::min({milliseconds_until(printer_.due()),
-                   longest_wait_for(terminal_.client(), events_),
-                   longest_wait_for(network_ ? network_->client() : nullptr, events_)});
+int Device::max_wait_ms() const {
+  return std::min({milliseconds_until(printer_.due()), max_wait_for(terminal_.client(), events_),
+                   max_wait_for(network_ ? network_->client() : nullptr, events_)});
 }
 
 void Device::execute(const Command& command) {

@@ -35,7 +35,7 @@ class Device {
 
   // The descriptors to wait for, and the longest wait; kNoWaitLimit for none.
   void add_waits(std::vector<pollfd>& waits) const;
-  [[nodiscard]] int longest_wait_ms() const;
+  [[nodiscard]] int max_wait_ms() const;
 
   // Prints the result to standard output.
   void execute(const Command& command);

@@ -83,7 +83,7 @@ std::optional<Terminal> open_terminal(std::string& error) {
 }
 
 ClientEvents take_client_events(Terminal& terminal) {
-  ClientEvents result{.most_clients = terminal.clients};
+  ClientEvents result{.max_clients = terminal.clients};
   alignas(inotify_event) char events[4096];
   for (ssize_t got = 0; (got = read(terminal.events.get(), events, sizeof events)) > 0;) {
     for (ssize_t at = 0; at < got;) {
@@ -91,7 +91,7 @@ ClientEvents take_client_events(Terminal& terminal) {
       if ((event->mask & IN_OPEN) != 0) {
         result.has_new_client = result.has_new_client || terminal.clients == 0;
         ++terminal.clients;
-        result.most_clients = std::max(result.most_clients, terminal.clients);
+        result.max_clients = std::max(result.max_clients, terminal.clients);
       } else if ((event->mask & IN_CLOSE) != 0) {
         terminal.clients = std::max(terminal.clients - 1, 0);
       }

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int kMostPrinters = 99;
+constexpr int kMaxPrinters = 99;
 
 struct Arguments {
   DeviceOptions device;                       // of each printer, without its number
@@ -63,7 +63,7 @@ void declare_line_options(CLI::App& app, Arguments& arguments) {
          "--printers", arguments.printers,
          "number of printers, on consecutive ports; if there are several, printer N has its number "
          "in its serial number, the folder SHEETS/N, the file STATE.N and the link LINK.N")
-      ->check(CLI::Range(1, kMostPrinters))
+      ->check(CLI::Range(1, kMaxPrinters))
       ->capture_default_str();
   app.add_flag("--trace", arguments.device.printer.traces,
                "report every question with its reply, and the beginning of every sheet");

@@ -10,10 +10,10 @@ constexpr auto kModels = std::to_array<const char*>({"K905", "RV-40", "RV-40W", 
 constexpr auto kResolutions = std::to_array<const char*>({"300x300", "300x600"});
 
 // A reply must fit into the 64 bytes of a driver's buffer.
-constexpr std::size_t kLongestText = 40;
+constexpr std::size_t kMaxTextLength = 40;
 
 // Models with a reserve of 50 prints must still fit into four digits.
-constexpr int kMostRemaining = 9949;
+constexpr int kMaxRemaining = 9949;
 
 constexpr auto kFields = std::to_array<StateField>({
     {"model", "K905, RV-40, RV-40W or RS-30", &PrinterState::model, 0, kModels},
@@ -27,7 +27,7 @@ constexpr auto kFields = std::to_array<StateField>({
      99999},
     {"free-buffers", "free image buffers", &PrinterState::free_buffers, 99},
     {"initial", "prints on a new roll", &PrinterState::initial, 9999},
-    {"remaining", "prints left", &PrinterState::remaining, kMostRemaining},
+    {"remaining", "prints left", &PrinterState::remaining, kMaxRemaining},
     {"life", "prints made so far", &PrinterState::life, 9999999},
     {"matte", "matte prints made so far", &PrinterState::matte, 9999999},
     {"half-size", "half-size media counter (RV-40 and RV-40W)", &PrinterState::half_size, 9999},
@@ -40,8 +40,8 @@ std::optional<std::string> check_text(const StateField& field, const std::string
       std::find(field.choices.begin(), field.choices.end(), text) == field.choices.end()) {
     return "'" + text + "' is not one of: " + field.help;
   }
-  if (text.size() > kLongestText || !std::all_of(text.begin(), text.end(), is_printable)) {
-    return "at most " + std::to_string(kLongestText) + " printable characters";
+  if (text.size() > kMaxTextLength || !std::all_of(text.begin(), text.end(), is_printable)) {
+    return "at most " + std::to_string(kMaxTextLength) + " printable characters";
   }
   return std::nullopt;
 }
@@ -65,9 +65,9 @@ std::optional<std::string> set_field(PrinterState& state, const StateField& fiel
     }
     return problem;
   }
-  const std::optional<int> number = parse_number(text, 0, field.most);
+  const std::optional<int> number = parse_number(text, 0, field.max);
   if (!number) {
-    return "'" + text + "' is not a number from 0 to " + std::to_string(field.most);
+    return "'" + text + "' is not a number from 0 to " + std::to_string(field.max);
   }
   state.*std::get<int PrinterState::*>(field.member) = *number;
   return std::nullopt;
@@ -80,11 +80,11 @@ std::string field_text(const PrinterState& state, const StateField& field) {
   return std::to_string(state.*std::get<int PrinterState::*>(field.member));
 }
 
-std::optional<int> parse_number(const std::string& text, int least, int most) {
+std::optional<int> parse_number(const std::string& text, int min, int max) {
   int number = 0;
   const char* end = text.data() + text.size();
   const auto [stop, failure] = std::from_chars(text.data(), end, number);
-  if (failure != std::errc{} || stop != end || number < least || number > most) {
+  if (failure != std::errc{} || stop != end || number < min || number > max) {
     return std::nullopt;
   }
   return number;

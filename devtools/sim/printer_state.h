@@ -29,7 +29,7 @@ struct StateField {
   const char* key;
   const char* help;
   std::variant<std::string PrinterState::*, int PrinterState::*> member;
-  int most = 0;                            // numbers: the maximum, as the reply has digits for
+  int max = 0;                             // numbers: the maximum, as the reply has digits for
   std::span<const char* const> choices{};  // texts: the choices; any if empty
 };
 
@@ -41,8 +41,8 @@ struct StateField {
                                                    const std::string& text);
 [[nodiscard]] std::string field_text(const PrinterState& state, const StateField& field);
 
-// Null if `text` is not a number of `least` to `most`.
-[[nodiscard]] std::optional<int> parse_number(const std::string& text, int least, int most);
+// Null if `text` is not a number of `min` to `max`.
+[[nodiscard]] std::optional<int> parse_number(const std::string& text, int min, int max);
 
 // RV-40 and RV-40W count their prints exactly and have half-size media.
 [[nodiscard]] bool is_rv40(const PrinterState& state);

@@ -55,7 +55,7 @@ bool TerminalServer::plug(std::string& error) {
     return false;
   }
   closed_ = false;
-  most_clients_ = 0;
+  max_clients_ = 0;
   await_client();
   return true;
 }
@@ -79,14 +79,14 @@ void TerminalServer::serve() {
     closed_ = !client_->read_available();
   }
   const ClientEvents events = take_client_events(*terminal_);
-  most_clients_ = std::max(most_clients_, events.most_clients);
+  max_clients_ = std::max(max_clients_, events.max_clients);
   if (events.has_new_client) {
     discard_replies();
     if (client_->has_protocol_error()) {
       await_client();
     }
   }
-  client_->set_error_hint(hint_for(most_clients_));
+  client_->set_error_hint(hint_for(max_clients_));
   client_->process();
   if (closed_ && !client_->has_unprocessed_bytes()) {
     end_session();
@@ -119,7 +119,7 @@ void TerminalServer::end_session() {
   discard_replies();
   await_client();
   terminal_->clients = 0;
-  most_clients_ = 0;
+  max_clients_ = 0;
 }
 
 NetworkServer::NetworkServer(Printer& printer, LineEvents& events, Listener listener)

@@ -43,8 +43,8 @@ class TerminalServer {
   std::string link_;
   std::optional<Terminal> terminal_;
   std::unique_ptr<Client> client_;
-  bool closed_ = false;   // no client has the terminal open, and everything was read
-  int most_clients_ = 0;  // at the same time, since it was closed
+  bool closed_ = false;  // no client has the terminal open, and everything was read
+  int max_clients_ = 0;  // at the same time, since it was closed
 };
 
 // Serves one client at a time; the others wait in the queue of the system.

@@ -73,7 +73,7 @@ void serve_until_signal(int signals, CommandReader& commands, const Devices& dev
     int wait_ms = kNoWaitLimit;
     for (const auto& device : devices) {
       device->add_waits(waits);
-      wait_ms = std::min(wait_ms, device->longest_wait_ms());
+      wait_ms = std::min(wait_ms, device->max_wait_ms());
     }
     poll(waits.data(), waits.size(), wait_ms);
     if (waits[0].revents != 0) {

@@ -10,7 +10,7 @@ namespace {
 TEST(PrinterState, EveryFieldCanBeSetAndReadBack) {
   PrinterState state;
   for (const StateField& field : state_fields()) {
-    std::string text = field.most > 0 ? std::to_string(field.most) : "abc";
+    std::string text = field.max > 0 ? std::to_string(field.max) : "abc";
     if (!field.choices.empty()) {
       text = field.choices.back();
     }
