@@ -122,7 +122,7 @@ std::string log_with_own_lines(const std::string& log) {
     const std::size_t newline = log.find('\n', at);
     if (newline == std::string::npos) return text + log.substr(at);
     const std::string line = log.substr(at, newline - at);
-    const std::string own = line.size() > kLongestLine ? "" : watch.after(line);
+    const std::string own = line.size() > kLongestLine ? "" : watch.lines_after(line);
     (text += line) += '\n';
     text += own;
     for (const std::string& added : lines_of(own)) {

@@ -18,7 +18,7 @@ struct Text {
 };
 constexpr std::array<Text, 3> texts{{{2, "user"}, {3, "title"}, {6, "file"}}};
 
-std::string without_settings(std::string text) {
+std::string as_plain_text(std::string text) {
   std::replace(text.begin(), text.end(), '=', ':');
   if (text.starts_with("--")) text.insert(0, " ");
   return text;
@@ -27,7 +27,7 @@ std::string without_settings(std::string text) {
 constexpr std::size_t kCopies = 4;
 constexpr std::size_t kFile = 6;
 
-void ask_for_copies(std::vector<std::string>& arguments) {
+void add_copies_flag(std::vector<std::string>& arguments) {
   const std::string& copies = arguments[kCopies];
   const bool is_number = !copies.empty() && std::all_of(copies.begin(), copies.end(), [](char c) {
     return c >= '0' && c <= '9';
@@ -41,13 +41,13 @@ std::vector<std::string> safe_arguments(int argc, char** argv) {
   std::vector<std::string> arguments(argv, argv + argc);
   for (const Text& text : texts) {
     if (text.index >= arguments.size()) continue;
-    std::string changed = without_settings(arguments[text.index]);
+    std::string changed = as_plain_text(arguments[text.index]);
     if (changed == arguments[text.index]) continue;
     log_to_cups("DEBUG", std::string("rastertok905job: ") + text.name + ": " +
                              one_line(arguments[text.index]));
     arguments[text.index] = std::move(changed);
   }
-  if (arguments.size() > kFile) ask_for_copies(arguments);
+  if (arguments.size() > kFile) add_copies_flag(arguments);
   return arguments;
 }
 

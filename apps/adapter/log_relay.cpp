@@ -29,7 +29,7 @@ void LogRelay::end_line(std::string_view line_and_newline) {
   out_ += line_and_newline;
   line_and_newline.remove_suffix(1);
   if (line_is_cut_ || line_and_newline.size() > kMaxLineBytes) return;
-  out_ += watch_.after(line_and_newline);
+  out_ += watch_.lines_after(line_and_newline);
 }
 
 void LogRelay::finish() {

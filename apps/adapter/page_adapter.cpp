@@ -104,7 +104,7 @@ bool is_made_for_filter(const cups_page_header2_t& header, const SheetPlace& pla
 cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePixels& pixels,
                                   const SheetPlace& place, const PageFit& fit) {
   cups_page_header2_t header = drawn;
-  pixels.describe(header);
+  pixels.set_format(header);
   // Phones send color pages whatever the job asks for. The header makes the filter convert them to
   // gray.
   if (place.gray && header.cupsColorSpace == CUPS_CSPACE_RGB) {
@@ -170,7 +170,7 @@ bool adapt_page(RasterInput& input, const cups_page_header2_t& drawn, PagePixels
   RasterRows upright(input, drawn, pixels);
   RotatedRows rotated(upright, drawn.cupsWidth, drawn.cupsHeight, pixels.format().pixel_bytes());
   RowSource* source = &upright;
-  if (fit.rotation == PageFit::Rotation::before) source = &rotated;
+  if (fit.rotation == PageFit::Rotation::before_mapping) source = &rotated;
   RowScaler scaler(fit.columns, fit.rows, pixels.format());
   std::vector<std::uint8_t> line(header.cupsBytesPerLine);
   return write_rows(scaler, *source, fit.rows, output, line) && upright.skip_rest() &&

@@ -170,7 +170,7 @@ PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scalin
   AxisMap rows = map_of(height, parts_down(place), scale, whole_sheet).selected(map.rows);
   if (!across_paper) return {PageFit::Rotation::none, std::move(columns), std::move(rows)};
   // The filter halves the rows of a page of 300 x 600 dpi when it rotates it.
-  if (place.fine) return {PageFit::Rotation::before, std::move(columns), std::move(rows)};
+  if (place.fine) return {PageFit::Rotation::before_mapping, std::move(columns), std::move(rows)};
   return {PageFit::Rotation::by_filter, std::move(rows), columns.reversed()};
 }
 

@@ -36,8 +36,8 @@ enum class Scaling {
 struct PageFit {
   enum class Rotation {
     none,
-    by_filter,  // the page for the filter has that orientation too, and its header says so
-    before,     // the raster is rotated before it is mapped
+    by_filter,       // the page for the filter has that orientation too, and its header says so
+    before_mapping,  // the raster is rotated first
   };
   Rotation rotation = Rotation::none;
   AxisMap columns;  // of the filter's page, from the (rotated) raster

@@ -118,7 +118,7 @@ std::optional<PagePixels> PagePixels::of(const cups_page_header2_t& header) {
   return std::nullopt;
 }
 
-void PagePixels::describe(cups_page_header2_t& header) const {
+void PagePixels::set_format(cups_page_header2_t& header) const {
   header.cupsNumColors = static_cast<unsigned>(format_.channels);
   header.cupsBitsPerColor = static_cast<unsigned>(8 * format_.sample_bytes);
   header.cupsBitsPerPixel = static_cast<unsigned>(8 * format_.pixel_bytes());

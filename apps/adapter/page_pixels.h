@@ -23,7 +23,7 @@ class PagePixels {
   [[nodiscard]] const RowFormat& format() const { return format_; }
 
   // Sets the format of the converted rows in the header.
-  void describe(cups_page_header2_t& header) const;
+  void set_format(cups_page_header2_t& header) const;
 
   // Converts one raster line of the page's width; the result is valid until the next call, or
   // `line` itself.

@@ -104,17 +104,17 @@ void RowScaler::scale_columns(const std::uint8_t* row, Samples& out) {
   }
 }
 
-const std::uint8_t* RowScaler::take(std::uint32_t row, RowSource& source) {
-  while (taken_ <= row) {
+const std::uint8_t* RowScaler::source_row(std::uint32_t row, RowSource& source) {
+  while (rows_read_ <= row) {
     current_ = source.next_row();
     if (current_ == nullptr) return nullptr;
-    ++taken_;
+    ++rows_read_;
   }
   return current_;
 }
 
 bool RowScaler::copy_row(std::uint32_t row, RowSource& source, std::uint8_t* out) {
-  const std::uint8_t* from = take(row, source);
+  const std::uint8_t* from = source_row(row, source);
   if (from == nullptr) return false;
   if (columns_.is_exact()) {
     copy_runs(from, out);
@@ -128,7 +128,7 @@ bool RowScaler::copy_row(std::uint32_t row, RowSource& source, std::uint8_t* out
 bool RowScaler::mix_rows(const AxisMap::Taps& taps, RowSource& source, std::uint8_t* out) {
   const auto end = taps.first + static_cast<std::uint32_t>(taps.weights.size());
   for (std::uint32_t row = std::max(kept_until_, taps.first); row < end; ++row) {
-    const std::uint8_t* from = take(row, source);
+    const std::uint8_t* from = source_row(row, source);
     if (from == nullptr) return false;
     Samples& scaled = kept(row);
     if (columns_.is_exact()) {

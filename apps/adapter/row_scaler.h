@@ -50,7 +50,7 @@ class RowScaler {
   void widen(const std::uint8_t* row, Samples& wide) const;
   void scale_columns(const std::uint8_t* row, Samples& out);
   void store(const Samples& wide, std::uint8_t* out) const;
-  [[nodiscard]] const std::uint8_t* take(std::uint32_t row, RowSource& source);
+  [[nodiscard]] const std::uint8_t* source_row(std::uint32_t row, RowSource& source);
   [[nodiscard]] bool copy_row(std::uint32_t row, RowSource& source, std::uint8_t* out);
   [[nodiscard]] bool mix_rows(const AxisMap::Taps& taps, RowSource& source, std::uint8_t* out);
   [[nodiscard]] Samples& kept(std::uint32_t row) { return kept_[row % kept_.size()]; }
@@ -59,8 +59,8 @@ class RowScaler {
   const AxisMap& rows_;
   RowFormat format_;
   std::vector<Run> runs_;  // of the columns that are mapped 1:1
-  std::uint32_t taken_ = 0;
-  const std::uint8_t* current_ = nullptr;  // row taken_ - 1 of the source
+  std::uint32_t rows_read_ = 0;
+  const std::uint8_t* current_ = nullptr;  // row rows_read_ - 1 of the source
   // Rows that are scaled across, as 16-bit samples: row i is at index i modulo the number of rows.
   std::vector<Samples> kept_;
   std::uint32_t kept_until_ = 0;

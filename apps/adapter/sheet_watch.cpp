@@ -50,7 +50,7 @@ std::string progress(int percent) {
 
 }  // namespace
 
-std::string SheetWatch::after(std::string_view line) {
+std::string SheetWatch::lines_after(std::string_view line) {
   if (begins_sheet(line)) {
     in_sheet_ = true;
     sheet_is_complete_ = true;

@@ -15,7 +15,7 @@ class SheetWatch {
   // Checks one line of the filter's log, without its newline. Returns the lines to add after it,
   // each with its newline, or nothing. A line counts only if it matches a line of the filter
   // completely; text of a user or a printer is never at the beginning of a line.
-  [[nodiscard]] std::string after(std::string_view line);
+  [[nodiscard]] std::string lines_after(std::string_view line);
 
  private:
   bool counts_sheets_;

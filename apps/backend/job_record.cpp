@@ -61,7 +61,7 @@ bool parse_flag(const std::string& text, bool& flag) {
   return flag || text == "0";
 }
 
-bool take_field(const std::string& key, const std::string& value, JobRecord& record) {
+bool set_field(const std::string& key, const std::string& value, JobRecord& record) {
   if (key == "identity") {
     record.identity = value;
     return true;
@@ -168,7 +168,7 @@ std::optional<JobRecord> parse_record(const std::string& text) {
   while (std::getline(lines, line)) {
     const std::size_t equals = line.find('=');
     if (equals == std::string::npos ||
-        !take_field(line.substr(0, equals), line.substr(equals + 1), record)) {
+        !set_field(line.substr(0, equals), line.substr(equals + 1), record)) {
       return std::nullopt;
     }
   }

@@ -66,7 +66,7 @@ int JobRunner::run() {
   stop_.watch(options_.side_channel,
               [this] { return answer_request([this] { return session_.loaded_media(); }); });
   if (!lock_printer() || !session_.wait_until_connected(Phase::kBeforeSheet) || !lock_job()) {
-    return stopped();
+    return end_stopped_job();
   }
   record_ = records_.load(options_.job, options_.identity);
   is_reprint_ = is_reprint_requested();
@@ -215,7 +215,7 @@ int JobRunner::decide_own_sheet() {
 int JobRunner::decide_sheet_of(int job) {
   const bool is_own = job == options_.job;
   if (!is_own && !records_.try_lock_job(job)) {
-    return wait_for_lock() ? kDone : stopped();
+    return wait_for_lock() ? kDone : end_stopped_job();
   }
   // Before this process had the lock, the job may have been continued on another printer.
   const std::vector<JobRecord> open = records_.undecided_sheets_on(decided_printer_);
@@ -234,7 +234,7 @@ int JobRunner::decide(JobRecord record) {
   const Outcome outcome = session_.find_outcome({.life = record.life, .buffers = record.buffers},
                                                 decided_printer_, true);
   if (outcome == Outcome::kUndecided) {
-    return stopped();
+    return end_stopped_job();
   }
   if (session_.identity() != decided_printer_) {
     return kDone;  // the counter of the first printer can still decide later
@@ -266,14 +266,14 @@ int JobRunner::print_sheets() {
       case SheetSource::Next::kSheet:
         break;
       case SheetSource::Next::kEnd:
-        return completed();
+        return end_completed_job();
       case SheetSource::Next::kStopped:
-        return stopped();
+        return end_stopped_job();
       case SheetSource::Next::kInvalid:
         // When a job is stopped, the end of the filter may be seen before the request.
         stop_.pause(kLateStopPause);
         if (stop_.requested()) {
-          return stopped();
+          return end_stopped_job();
         }
         error("Invalid print data, " + sheet_name(number) +
               " and what follows it are not printed (" + source_.problem() + ")");
@@ -298,7 +298,7 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
   for (;;) {
     SheetCounters counters;
     if (stop_.requested() || !session_.wait_until_ready(media, counters)) {
-      return stopped();
+      return end_stopped_job();
     }
     reason_.clear();
     if (session_.identity() != decided_printer_) {
@@ -331,7 +331,7 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
 
 int JobRunner::end_sheet(Outcome outcome, unsigned number) {
   if (outcome == Outcome::kUndecided) {
-    return stopped();  // the record stays open; the next process decides
+    return end_stopped_job();  // the record stays open; the next process decides
   }
   if (outcome == Outcome::kUnknown) {
     return hold_for_operator();
@@ -352,7 +352,7 @@ int JobRunner::end_sheet(Outcome outcome, unsigned number) {
 
 // The record is kept for a while: the scheduler saves the completed state of the job some time
 // later, and prints the job again if it is killed, or the power fails, before that.
-int JobRunner::completed() {
+int JobRunner::end_completed_job() {
   if (record_.printed > 0) {
     record_.completed = std::time(nullptr);
     (void)records_.save(record_);
@@ -374,7 +374,7 @@ bool JobRunner::is_reprint_requested() const {
 }
 
 // The next process continues the job.
-int JobRunner::stopped() {
+int JobRunner::end_stopped_job() {
   (void)records_.sync();
   return kTryAgain;
 }

@@ -62,9 +62,9 @@ class JobRunner {
   int print_sheets();
   int print_sheet(const Sheet& sheet, unsigned number);
   int end_sheet(Outcome outcome, unsigned number);
-  int completed();
+  int end_completed_job();
   [[nodiscard]] bool is_reprint_requested() const;
-  int stopped();
+  int end_stopped_job();
   static bool is_saved(int error_number);
   void report_sheets();
   bool wait(Phase phase, const Obstacle& obstacle, std::chrono::milliseconds pause);

@@ -16,7 +16,7 @@ namespace k905 {
 namespace {
 
 // EXIF orientations from 5 on exchange rows and columns.
-bool has_sides_exchanged(int orientation) { return orientation >= 5; }
+bool exchanges_sides(int orientation) { return orientation >= 5; }
 
 // The EXIF orientation after another counterclockwise rotation of the visible image.
 int rotated_left(int orientation) {
@@ -25,10 +25,10 @@ int rotated_left(int orientation) {
 }
 
 // A square sheet or a square photo needs no rotation.
-bool suits_rotated(const Photo& photo, const SheetPlace& place) {
+bool fits_better_rotated(const Photo& photo, const SheetPlace& place) {
   std::uint32_t width = photo.width();
   std::uint32_t height = photo.height();
-  if (has_sides_exchanged(photo.orientation())) {
+  if (exchanges_sides(photo.orientation())) {
     std::swap(width, height);
   }
   const double sheet_height = place.visible_height / place.density();
@@ -62,7 +62,7 @@ Crop crop_for(const Photo& photo, const SheetPlace& place, bool fit, int orienta
   // Width over height, of the visible sheet and of one of its pixels.
   double shape = place.visible_width / (place.visible_height / place.density());
   double pixel_shape = shape * size.height / size.width;
-  if (has_sides_exchanged(orientation)) {
+  if (exchanges_sides(orientation)) {
     std::swap(size.width, size.height);
     shape = 1 / shape;
     pixel_shape = 1 / pixel_shape;
@@ -82,7 +82,7 @@ Crop crop_for(const Photo& photo, const SheetPlace& place, bool fit, int orienta
 std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
                                 const Preparation& options, std::string& error) {
   int orientation = photo.orientation();
-  if (options.rotate && suits_rotated(photo, place)) {
+  if (options.rotate && fits_better_rotated(photo, place)) {
     orientation = rotated_left(orientation);
   }
   const Crop crop = crop_for(photo, place, options.fit, orientation);

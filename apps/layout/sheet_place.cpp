@@ -31,21 +31,21 @@ std::uint32_t at_least_one(std::int32_t pixels) {
 
 // For each pixel of the image along one side, the pixel of the page that the filter takes for it.
 // The filter takes the nearest pixel, computed exactly in this way.
-std::vector<std::size_t> taken_pixels(std::uint32_t page, std::uint32_t visible, bool mirrored) {
-  std::vector<std::size_t> taken(visible);
+std::vector<std::size_t> sampled_pixels(std::uint32_t page, std::uint32_t visible, bool mirrored) {
+  std::vector<std::size_t> sampled(visible);
   const double step = 1 / (static_cast<double>(visible) / static_cast<double>(page));
   for (std::size_t i = 0; i < visible; ++i) {
     const double center = (static_cast<double>(i) + 0.5) * step - 0.5 + 0.5;
-    taken[i] = std::min<std::size_t>(static_cast<std::size_t>(center), page - 1);
+    sampled[i] = std::min<std::size_t>(static_cast<std::size_t>(center), page - 1);
   }
   if (mirrored) {
     // Both the page and the sheet are mirrored: the visible order is the reverse of the filter's.
-    std::ranges::reverse(taken);
-    for (std::size_t& pixel : taken) {
+    std::ranges::reverse(sampled);
+    for (std::size_t& pixel : sampled) {
       pixel = page - 1 - pixel;
     }
   }
-  return taken;
+  return sampled;
 }
 
 // The pixel of the image for every pixel of the page; invisible pixels repeat their neighbor.
@@ -55,11 +55,11 @@ std::vector<std::uint32_t> image_pixels(std::uint32_t page, std::uint32_t visibl
     std::iota(pixels.begin(), pixels.end(), 0U);
     return pixels;
   }
-  const std::vector<std::size_t> taken = taken_pixels(page, visible, mirrored);
+  const std::vector<std::size_t> sampled = sampled_pixels(page, visible, mirrored);
   std::uint32_t next = 0;
   for (std::size_t i = 0; i < page; ++i) {
     pixels[i] = next;
-    if (next + 1 < visible && i >= taken[next]) {
+    if (next + 1 < visible && i >= sampled[next]) {
       ++next;
     }
   }

@@ -31,7 +31,7 @@ constexpr int kOptions = 5;
 constexpr int kFile = 6;
 
 // The formats that the filter of CUPS reads.
-bool is_standard_photo() {
+bool is_read_by_default_filter() {
   const char* const type = std::getenv("CONTENT_TYPE");
   constexpr std::array<const char*, 3> usual{"image/jpeg", "image/png", "image/tiff"};
   return type != nullptr && std::any_of(usual.begin(), usual.end(), [type](const char* name) {
@@ -83,7 +83,8 @@ int filter_photo(int argc, char** argv) {
   const k905::Descriptor copy_of_ppd(job.descriptor);
   // The next program refuses the job and reports the reason.
   if (!job.refusal.empty()) return 0;
-  if (job.paper == nullptr || (is_standard_photo() && k905::needs_default_filter(options))) {
+  if (job.paper == nullptr ||
+      (is_read_by_default_filter() && k905::needs_default_filter(options))) {
     exec_default_filter(argv);
   }
   if (job.paper == nullptr) {

@@ -353,8 +353,8 @@ bool Ledger::begin(const std::string& ticket, const std::vector<JobSheet>& sheet
   return true;
 }
 
-void Ledger::note_sending(const std::string& ticket, int number,
-                          const std::optional<FilePlace>& place, const KnownPrinter& printer) {
+void Ledger::record_sending(const std::string& ticket, int number,
+                            const std::optional<FilePlace>& place, const KnownPrinter& printer) {
   Statement update =
       prepare(*database_,
               "UPDATE sheet SET job = ?1, printer_serial = nullif(?4, ''), "

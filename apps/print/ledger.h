@@ -150,8 +150,8 @@ class Ledger {
   // that print for the event use the same ledger.
   [[nodiscard]] bool begin(const std::string& ticket, const std::vector<JobSheet>& sheets,
                            const SheetTarget& target, const SheetLimit& limit = {});
-  void note_sending(const std::string& ticket, int number, const std::optional<FilePlace>& place,
-                    const KnownPrinter& printer = {});
+  void record_sending(const std::string& ticket, int number, const std::optional<FilePlace>& place,
+                      const KnownPrinter& printer = {});
   // Unknown values of `printer` do not change the recorded ones.
   void set_outcome(const std::string& ticket, Outcome outcome, const std::string& reason = "",
                    const KnownPrinter& printer = {});

@@ -182,16 +182,16 @@ class PrintProgram {
   int print_photos() {
     const bool one_job = (!prints_through_queue() && !printer_) || options_.two_up;
     const std::vector<std::string>& files = options_.photos;
-    const std::size_t at_once = one_job ? files.size() : photos_per_page(setup_);
+    const std::size_t files_per_job = one_job ? files.size() : photos_per_page(setup_);
     std::vector<PhotoReport> sent;
-    for (std::size_t i = 0; i < files.size(); i += at_once) {
+    for (std::size_t i = 0; i < files.size(); i += files_per_job) {
       if (stop_requested()) {
         report_stopped(i);
         break;
       }
       const auto first = files.begin() + static_cast<std::ptrdiff_t>(i);
       const auto last =
-          files.begin() + static_cast<std::ptrdiff_t>(std::min(i + at_once, files.size()));
+          files.begin() + static_cast<std::ptrdiff_t>(std::min(i + files_per_job, files.size()));
       for (PhotoReport& photo : print_job(setup_, {first, last}, progress_, static_cast<int>(i),
                                           reporter_.report_error)) {
         if (options_.wait && photo.outcome == kSent) {

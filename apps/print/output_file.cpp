@@ -161,11 +161,12 @@ bool OutputFile::lock() {
 bool OutputFile::check_locked_file() {
   struct stat mine = {};
   struct stat named = {};
-  const bool is_there = fstat(descriptor_.get(), &mine) == 0 && stat(path_.c_str(), &named) == 0 &&
-                        mine.st_ino == named.st_ino && mine.st_dev == named.st_dev;
+  const bool is_same_file = fstat(descriptor_.get(), &mine) == 0 &&
+                            stat(path_.c_str(), &named) == 0 && mine.st_ino == named.st_ino &&
+                            mine.st_dev == named.st_dev;
   old_size_ = mine.st_size;
   errno = EWOULDBLOCK;
-  return is_there;
+  return is_same_file;
 }
 
 std::optional<FilePlace> OutputFile::place() const {

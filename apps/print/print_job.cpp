@@ -40,7 +40,7 @@ struct Source {
 };
 
 // A caption with its fields filled in: the day of printing and the name of the file.
-std::string filled(std::string caption, const std::string& file) {
+std::string with_fields_filled(std::string caption, const std::string& file) {
   constexpr std::size_t date_length = 10;
   const std::pair<std::string_view, std::string> fields[] = {
       {"{date}", local_time(std::time(nullptr)).substr(0, date_length)},
@@ -117,8 +117,8 @@ void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Sour
   const double down = static_cast<double>(sheet.height) / place.visible_height;
   const auto font_size = static_cast<std::uint32_t>(4 / 25.4 * place.dots_across * across);
   for (const FilledCell& cell : cells) {
-    if (!draw_caption(sheet, filled(setup.caption, sources[cell.source].name), cell.cell, font_size,
-                      place.density() * down / across)) {
+    if (!draw_caption(sheet, with_fields_filled(setup.caption, sources[cell.source].name),
+                      cell.cell, font_size, place.density() * down / across)) {
       report_error(sources[cell.source].name + ": the caption cannot be drawn");
     }
   }
@@ -193,12 +193,12 @@ std::vector<PhotoReport> print_job(const JobSetup& setup, const std::vector<std:
   bool is_accepted = true;
   int pages = 0;
   std::string error;
-  const std::size_t at_once = photos_per_page(setup);
+  const std::size_t per_page = photos_per_page(setup);
   for (std::size_t i = 0; i < files.size() && is_accepted && (i == 0 || !stop_requested());
-       i += at_once) {
+       i += per_page) {
     progress.show(done + static_cast<int>(i) + 1);
     std::vector<Source> sources;
-    for (std::size_t k = i; k < std::min(i + at_once, files.size()); ++k) {
+    for (std::size_t k = i; k < std::min(i + per_page, files.size()); ++k) {
       sources.push_back({.path = files[k], .name = files[k]});
     }
     const std::optional<Picture> page = read_sheet(setup, sources, report_error);

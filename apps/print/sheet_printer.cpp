@@ -181,7 +181,7 @@ bool SheetPrinter::print(std::vector<Page>& pages, std::string& place, std::stri
   is_resolved_ = false;
   try {
     if (!send(ticket, pages, place, error)) {
-      note_failure(ticket);
+      record_failure(ticket);
       return false;
     }
     ledger_.set_outcome(ticket, Outcome::printed, "", setup_.destination->printer());
@@ -206,7 +206,7 @@ bool SheetPrinter::send(const std::string& ticket, const std::vector<Page>& page
   if (!destination.begin({job_title(names), ticket}, started, error)) {
     return false;
   }
-  ledger_.note_sending(ticket, started.number, started.place, destination.printer());
+  ledger_.record_sending(ticket, started.number, started.place, destination.printer());
   for (const Page& page : pages) {
     if (!destination.page(*page.page, error)) {
       return false;
@@ -223,7 +223,7 @@ bool SheetPrinter::send(const std::string& ticket, const std::vector<Page>& page
 
 // The program continues and therefore knows more than after a crash: a file was truncated, a device
 // that did not accept the complete sheet does not print it. A queue has to be asked.
-void SheetPrinter::note_failure(const std::string& ticket) {
+void SheetPrinter::record_failure(const std::string& ticket) {
   std::vector<SheetEntry> sheets = ledger_.unfinished(folder_);
   std::erase_if(sheets, [&](const SheetEntry& sheet) { return sheet.ticket != ticket; });
   for (SheetEntry& sheet : sheets) {

@@ -46,7 +46,7 @@ class SheetPrinter {
                           std::string& place, std::string& error);
   void set_in_doubt(const std::vector<SheetEntry>& sheets);
   [[nodiscard]] bool resolve_job(const std::vector<SheetEntry>& sheets);
-  void note_failure(const std::string& ticket);
+  void record_failure(const std::string& ticket);
 
   const JobSetup& setup_;
   Ledger& ledger_;

@@ -1,5 +1,5 @@
-// k905-setup: makes print queues for the K905, RV-40, RV-40W and RS-30, and finds what prevents one
-// from printing without an error message.
+// k905-setup: makes print queues for the K905, RV-40, RV-40W and RS-30, and checks a queue for problems
+// that prevent printing without an error message.
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
@@ -140,8 +140,8 @@ int list(Scheduler& scheduler, bool connected) {
 }
 
 // `findings`: what was changed before the error.
-int failed(const CLI::App& app, const std::string& name, bool json, const std::string& problem,
-           Findings findings = {}) {
+int report_failure(const CLI::App& app, const std::string& name, bool json,
+                   const std::string& problem, Findings findings = {}) {
   if (json && !name.empty()) {
     findings.problem(problem, "");
     show(name, findings, true);
@@ -160,7 +160,7 @@ int change_and_check(const CLI::App& app, Scheduler& scheduler, const std::strin
   try {
     change(findings);
   } catch (const std::runtime_error& error) {
-    return failed(app, name, json, error.what(), findings);
+    return report_failure(app, name, json, error.what(), findings);
   }
   return check(scheduler, true, name, json, findings);
 }
@@ -220,7 +220,7 @@ int run_class(const CLI::App& app, const Arguments& arguments) {
   }
   Scheduler scheduler;
   if (!scheduler.connect()) {
-    return failed(app, plan.name, arguments.json, kStartScheduler);
+    return report_failure(app, plan.name, arguments.json, kStartScheduler);
   }
   return change_and_check(app, scheduler, plan.name, arguments.json,
                           [&](Findings& findings) { make_class(scheduler, plan, findings); });
@@ -231,10 +231,10 @@ int run(const CLI::App& app, Arguments& arguments) {
     return run_class(app, arguments);
   }
   const QueuePlan& plan = arguments.plan;
-  const bool makes = !arguments.check && !plan.update && !arguments.list;
+  const bool makes_queue = !arguments.check && !plan.update && !arguments.list;
   for (const char* name :
        {"--device", "--model", "--paper", "--finish", "--ribbon", "-o", "--replace"}) {
-    if (!makes && app.count(name) > 0) {
+    if (!makes_queue && app.count(name) > 0) {
       return wrong_usage(app, std::string(name) + " is an option for making a queue");
     }
   }
@@ -244,16 +244,16 @@ int run(const CLI::App& app, Arguments& arguments) {
   if (plan.name.empty() != (arguments.list || arguments.all)) {
     return wrong_usage(app, plan.name.empty() ? "QUEUE is missing" : "this option takes no QUEUE");
   }
-  if (plan.share && !plan.update && !makes) {
+  if (plan.share && !plan.update && !makes_queue) {
     return wrong_usage(app, "--share and --no-share are options for making and updating a queue");
   }
   if (plan.share && plan.options.attributes.contains("printer-is-shared")) {
     return wrong_usage(app, "--share and -o printer-is-shared are the same");
   }
-  if (plan.keep_device && !plan.update && !makes) {
+  if (plan.keep_device && !plan.update && !makes_queue) {
     return wrong_usage(app, "--keep-device is an option for making and updating a queue");
   }
-  if (plan.keep_device && makes && plan.device.empty() && !plan.replace) {
+  if (plan.keep_device && makes_queue && plan.device.empty() && !plan.replace) {
     return wrong_usage(app, "--keep-device needs --device URI");
   }
   Scheduler scheduler;
@@ -265,7 +265,7 @@ int run(const CLI::App& app, Arguments& arguments) {
     return check(scheduler, connected, plan.name, arguments.json);
   }
   if (!connected) {
-    return failed(app, plan.name, arguments.json, kStartScheduler);
+    return report_failure(app, plan.name, arguments.json, kStartScheduler);
   }
   if (plan.update) {
     return update(app, scheduler, arguments);

@@ -76,7 +76,7 @@ std::string name_of(Command command) {
 }
 
 // The command that must follow, or be completed, before the sheet can end.
-std::string awaited(Command command) {
+std::string missing_command(Command command) {
   switch (command) {
     case Command::overcoat_or_cutter:
       return "the whole CNTRL OVERCOAT or CNTRL CUTTER command";
@@ -285,14 +285,14 @@ void PrinterStreamParser::check_width() {
 
 void PrinterStreamParser::check_height() {
   // Length and width determine the height.
-  const std::uint64_t only = pixel_count() / width_;
-  if (only > kMaxSide) {
+  const std::uint64_t height = pixel_count() / width_;
+  if (height > kMaxSide) {
     fail("BMP height of 1 to 5000", std::to_string(little_endian(field_)));
     return;
   }
-  expect_number(static_cast<std::uint32_t>(only), "BMP height");
+  expect_number(static_cast<std::uint32_t>(height), "BMP height");
   sheet_.width = width_;
-  sheet_.height = static_cast<std::uint32_t>(only);
+  sheet_.height = static_cast<std::uint32_t>(height);
 }
 
 void PrinterStreamParser::check_palette_entry() {
@@ -342,7 +342,7 @@ bool PrinterStreamParser::finish() {
     fail(std::to_string(pixel_count() - plane().size()) + " more bytes of " + name_of(command_),
          "the end of the stream");
   } else {
-    fail(awaited(command_), "the end of the stream");
+    fail(missing_command(command_), "the end of the stream");
   }
   return false;
 }

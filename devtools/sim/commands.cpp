@@ -86,9 +86,9 @@ std::optional<LineCommand> line_command(LineEvent event, const Words& words) {
   }
   const bool is_after = words[1] == "after" && event != LineEvent::hold;
   const bool is_at = words[1] == "at" && words.size() > 2;
-  const std::size_t number_place = is_at ? 4 : 2;
-  if ((!is_after && !is_at) || words.size() > number_place + 1 ||
-      (is_at && words.size() == number_place)) {
+  const std::size_t number_index = is_at ? 4 : 2;
+  if ((!is_after && !is_at) || words.size() > number_index + 1 ||
+      (is_at && words.size() == number_index)) {
     return std::nullopt;
   }
   if (is_at) {
@@ -98,8 +98,8 @@ std::optional<LineCommand> line_command(LineEvent event, const Words& words) {
     }
     command.event.byte = static_cast<std::uint64_t>(*byte);
   }
-  if (words.size() > number_place) {
-    command.event.sheet = number_in(words[number_place]);
+  if (words.size() > number_index) {
+    command.event.sheet = number_in(words[number_index]);
     if (!command.event.sheet) {
       return std::nullopt;
     }

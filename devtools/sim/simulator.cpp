@@ -15,13 +15,13 @@ namespace {
 using Devices = std::vector<std::unique_ptr<Device>>;
 
 // SIGINT and SIGTERM as a readable descriptor.
-Descriptor signals_as_descriptor() {
-  sigset_t endings;
-  sigemptyset(&endings);
-  sigaddset(&endings, SIGINT);
-  sigaddset(&endings, SIGTERM);
-  sigprocmask(SIG_BLOCK, &endings, nullptr);
-  return Descriptor(signalfd(-1, &endings, SFD_CLOEXEC));
+Descriptor open_signal_descriptor() {
+  sigset_t termination_signals;
+  sigemptyset(&termination_signals);
+  sigaddset(&termination_signals, SIGINT);
+  sigaddset(&termination_signals, SIGTERM);
+  sigprocmask(SIG_BLOCK, &termination_signals, nullptr);
+  return Descriptor(signalfd(-1, &termination_signals, SFD_CLOEXEC));
 }
 
 // Reads lines of standard input. At its end the printers continue.
@@ -94,7 +94,7 @@ void serve_until_signal(int signals, CommandReader& commands, const Devices& dev
 
 bool run_simulator(const SimulatorOptions& options, std::string& error) {
   std::signal(SIGPIPE, SIG_IGN);
-  const Descriptor endings = signals_as_descriptor();
+  const Descriptor termination_signals = open_signal_descriptor();
   Devices devices;
   for (const DeviceOptions& device : options.devices) {
     devices.push_back(std::make_unique<Device>(device));
@@ -103,7 +103,7 @@ bool run_simulator(const SimulatorOptions& options, std::string& error) {
     }
   }
   CommandReader commands(options.reads_commands);
-  serve_until_signal(endings.get(), commands, devices);
+  serve_until_signal(termination_signals.get(), commands, devices);
   for (const auto& device : devices) {
     if (device->printer().images_lost() > 0) {
       error = device->printer().sheet_folder() + ": images that could not be stored: " +

@@ -55,7 +55,7 @@ TEST(PageFit, PageThatTheFilterRotatesHasItsSidesExchanged) {
 
 TEST(PageFit, LandscapePageAt600DpiIsRotatedBeforeTheFilter) {
   const PageFit fit = fitted(page_of(1200, 1800), place_of("w288h432", "300x600dpi"));
-  EXPECT_EQ(fit.rotation, PageFit::Rotation::before);
+  EXPECT_EQ(fit.rotation, PageFit::Rotation::before_mapping);
   EXPECT_EQ(fit.columns.size(), 1844U);
 }
 

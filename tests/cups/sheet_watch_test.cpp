@@ -14,7 +14,7 @@ constexpr char kSheetSent[] = "ATTR: job-media-progress=100\nPAGE: 1 1\n";
 
 std::string after_all(SheetWatch& watch, std::initializer_list<const char*> lines) {
   std::string messages;
-  for (const char* line : lines) messages += watch.after(line);
+  for (const char* line : lines) messages += watch.lines_after(line);
   return messages;
 }
 
@@ -38,12 +38,12 @@ TEST(SheetWatch, NumbersTheSheetsOfAJob) {
 
 TEST(SheetWatch, ReportsTheProgressOfASheet) {
   SheetWatch watch;
-  EXPECT_EQ(watch.after(kBegin), "");
-  EXPECT_EQ(watch.after("K905-1: DEBUG: Sending Y plane (2381888 bytes)"),
+  EXPECT_EQ(watch.lines_after(kBegin), "");
+  EXPECT_EQ(watch.lines_after("K905-1: DEBUG: Sending Y plane (2381888 bytes)"),
             "ATTR: job-media-progress=0\n");
-  EXPECT_EQ(watch.after("K905-1: DEBUG: Sending M plane (2381888 bytes)"),
+  EXPECT_EQ(watch.lines_after("K905-1: DEBUG: Sending M plane (2381888 bytes)"),
             "ATTR: job-media-progress=33\n");
-  EXPECT_EQ(watch.after("K905-1: DEBUG: Sending C plane (2381888 bytes)"),
+  EXPECT_EQ(watch.lines_after("K905-1: DEBUG: Sending C plane (2381888 bytes)"),
             "ATTR: job-media-progress=66\n");
 }
 
@@ -67,7 +67,7 @@ TEST(SheetWatch, DoesNotCountARefusedSheet) {
 
 TEST(SheetWatch, ParsesOnlyCompleteLinesOfTheFilter) {
   SheetWatch watch;
-  EXPECT_EQ(watch.after(kBegin), "");
+  EXPECT_EQ(watch.lines_after(kBegin), "");
   for (const char* line : {
            "  [3]: K905-1: Single page printed successfully (print call #1)",
            "  Arg[3]: K905-1: Single page printed successfully (print call #1)",
@@ -83,15 +83,15 @@ TEST(SheetWatch, ParsesOnlyCompleteLinesOfTheFilter) {
            "PAGE: 1 1",
            "",
        }) {
-    EXPECT_EQ(watch.after(line), "") << line;
+    EXPECT_EQ(watch.lines_after(line), "") << line;
   }
 }
 
 TEST(SheetWatch, AnEndWithoutABeginningIsNoSheet) {
   SheetWatch watch;
-  EXPECT_EQ(watch.after(kEnd), "");
+  EXPECT_EQ(watch.lines_after(kEnd), "");
   EXPECT_EQ(after_all(watch, {kBegin, kEnd}), kSheetSent);
-  EXPECT_EQ(watch.after(kEnd), "") << "reported twice";
+  EXPECT_EQ(watch.lines_after(kEnd), "") << "reported twice";
 }
 
 TEST(OneLine, TurnsControlCharactersIntoBlanks) {

@@ -58,7 +58,7 @@ class LedgerTest : public testing::Test {
     }
     ASSERT_TRUE(
         ledger_->begin(ticket, sheets, {"booth", "", "PageSize=w288h432", "night"}, limit_));
-    ledger_->note_sending(ticket, 17, std::nullopt);
+    ledger_->record_sending(ticket, 17, std::nullopt);
     ledger_->set_outcome(ticket, outcome);
   }
 
@@ -81,7 +81,7 @@ TEST_F(LedgerTest, KeepsItsEntriesOverARestart) {
   const std::string name = "a b%\n\xff\xc3\xa4.jpg";
   order(name, 2);
   ASSERT_TRUE(ledger_->begin("ticket", {{1, 0}}, {"", "/tmp/job.prn", "PageSize=w288h432", ""}));
-  ledger_->note_sending("ticket", 0, FilePlace{0xfffffffffffffff0, 12, 5000000000});
+  ledger_->record_sending("ticket", 0, FilePlace{0xfffffffffffffff0, 12, 5000000000});
   reopen();
   const auto file = ledger_->find_file(kFolder, name);
   ASSERT_TRUE(file);
@@ -104,7 +104,7 @@ TEST_F(LedgerTest, KeepsItsEntriesOverARestart) {
 TEST_F(LedgerTest, AnAskedPrinterAndItsLastLifeCounterAreKept) {
   order("a.jpg");
   ASSERT_TRUE(ledger_->begin("one", {{1, 0}}, {"", "/dev/usb/lp0", "", ""}));
-  ledger_->note_sending("one", 0, std::nullopt, {"A17", 1200});
+  ledger_->record_sending("one", 0, std::nullopt, {"A17", 1200});
   reopen();
   EXPECT_EQ(ledger_->find_sheet(1)->printer.serial_number, "A17");
   EXPECT_EQ(ledger_->find_sheet(1)->printer.life_counter, 1200);
@@ -114,7 +114,7 @@ TEST_F(LedgerTest, AnAskedPrinterAndItsLastLifeCounterAreKept) {
   ASSERT_TRUE(ledger_->begin("two", {{1, 0}}, {"", "/dev/usb/lp1", "", ""}));
   EXPECT_EQ(ledger_->find_sheet(1)->printer.serial_number, "");
   EXPECT_EQ(ledger_->find_sheet(1)->printer.life_counter, 0);
-  ledger_->note_sending("two", 0, std::nullopt, {"B9", 7});
+  ledger_->record_sending("two", 0, std::nullopt, {"B9", 7});
   ledger_->set_outcome("two", Outcome::printed, "", {"B9", 8});
   EXPECT_THAT(history_line(*ledger_->find_sheet(1)),
               testing::EndsWith("  /dev/usb/lp1  serial number B9  life counter 8"));
