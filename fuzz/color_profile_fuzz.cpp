@@ -56,7 +56,7 @@ void proof(const Bytes& profile) {
   if (!printer.ok()) return;
   k905::Picture sheet = picture_with({}, 3, 8);
   const std::size_t size = sheet.bytes.size();
-  printer.show(sheet);
+  printer.convert_to_screen(sheet);
   expect(sheet.bytes.size() == size, "a sheet keeps its size");
 }
 

@@ -186,11 +186,11 @@ int JobRunner::decide_undecided_sheets() {
     if (const int status = decide_own_sheet()) {
       return status;
     }
-    const std::vector<JobRecord> open = records_.undecided_sheets_on(decided_printer_);
-    if (open.empty()) {
+    const std::vector<JobRecord> undecided = records_.undecided_sheets_on(decided_printer_);
+    if (undecided.empty()) {
       return kDone;
     }
-    if (const int status = decide_sheet_of(open.front().job)) {
+    if (const int status = decide_sheet_of(undecided.front().job)) {
       return status;
     }
   }
@@ -218,10 +218,10 @@ int JobRunner::decide_sheet_of(int job) {
     return wait_for_lock() ? kDone : end_stopped_job();
   }
   // Before this process had the lock, the job may have been continued on another printer.
-  const std::vector<JobRecord> open = records_.undecided_sheets_on(decided_printer_);
-  const auto found = std::find_if(open.begin(), open.end(),
+  const std::vector<JobRecord> undecided = records_.undecided_sheets_on(decided_printer_);
+  const auto found = std::find_if(undecided.begin(), undecided.end(),
                                   [job](const JobRecord& record) { return record.job == job; });
-  const int status = found == open.end() ? kDone : decide(*found);
+  const int status = found == undecided.end() ? kDone : decide(*found);
   if (is_own) {
     record_ = records_.load(options_.job, options_.identity);
   } else {

@@ -60,7 +60,7 @@ int number_or(const char* text, int fallback) {
 
 // Reads the number, the identity and the time of the job. Job numbers are reused after the spool
 // was emptied; job-uuid is unique.
-void take_job_options(char** argv, JobOptions& job) {
+void read_job_options(char** argv, JobOptions& job) {
   const CupsOptions options(argv[5]);
   job.job = number_or(argv[1], 0);
   job.identity = options.value("job-uuid");
@@ -106,7 +106,7 @@ int print_job(const Job& job, const Account& account, int pipe_end) {
 }
 
 // False with a message when the arguments are not those of a job.
-bool take_arguments(int argc, char** argv, Job& job) {
+bool read_arguments(int argc, char** argv, Job& job) {
   if (argc != 6 && argc != 7) {
     std::fprintf(stderr, "usage: k905 job user title copies options [file]\n");
     return false;
@@ -120,7 +120,7 @@ bool take_arguments(int argc, char** argv, Job& job) {
   }
   PrinterSession::Setup& printer = job.options.printer;
   printer.address = *address;
-  take_job_options(argv, job.options);
+  read_job_options(argv, job.options);
   if (const auto settle = device_uri_option(uri, "settle")) {
     printer.settle = std::chrono::seconds(std::clamp(number_or(settle->c_str(), 5), 1, 600));
   }
@@ -142,7 +142,7 @@ int backend(int argc, char** argv) {
   }
   Job job;
   job.options.side_channel = find_side_channel();
-  if (!take_arguments(argc, argv, job)) {
+  if (!read_arguments(argc, argv, job)) {
     return kStopQueue;
   }
   const Account account = print_account();

@@ -38,7 +38,7 @@ std::string error_in_row(PaperProfile& row) {
 }
 
 // A row also applies to the cut variants of its paper.
-bool is_for(const PaperProfile& row, const std::string& page_size, const std::string& finish) {
+bool matches(const PaperProfile& row, const std::string& page_size, const std::string& finish) {
   const PaperConfig* named = find_paper_by_ppd_name(row.paper.c_str());
   const PaperConfig* wanted = find_paper_by_ppd_name(page_size.c_str());
   const bool is_paper = row.paper == kAny || named == wanted ||
@@ -107,7 +107,7 @@ std::optional<std::string> profile_by_paper(const std::string& page_size, const 
     return std::nullopt;
   }
   const auto row = std::ranges::find_if(
-      *rows, [&](const auto& each) { return is_for(each, page_size, finish); });
+      *rows, [&](const auto& each) { return matches(each, page_size, finish); });
   const std::string profile = row == rows->end() ? ppd::no_profile : row->profile;
   if (profile != ppd::no_profile && find_profile_file(profile).empty()) {
     error = "the profile " + profile + " is not found";

@@ -132,7 +132,7 @@ ProofProfile::ProofProfile(const std::string& path_or_name) {
 
 void ProofProfile::Deleter::operator()(void* transform) const { cmsDeleteTransform(transform); }
 
-void ProofProfile::show(Picture& sheet) const {
+void ProofProfile::convert_to_screen(Picture& sheet) const {
   std::vector<std::uint8_t> row(std::size_t{sheet.width} * static_cast<std::size_t>(channels_));
   for (std::size_t y = 0; y < sheet.height; ++y) {
     std::uint8_t* pixels = sheet.bytes.data() + y * sheet.row_bytes();

@@ -29,7 +29,7 @@ class ProofProfile {
   [[nodiscard]] const std::string& error() const { return error_; }
 
   // Converts an 8-bit image of a sheet's planes to the colors of a screen.
-  void show(Picture& sheet) const;
+  void convert_to_screen(Picture& sheet) const;
 
  private:
   struct Deleter {

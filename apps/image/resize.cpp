@@ -12,8 +12,9 @@ using vips::VImage;
 
 namespace {
 
-std::uint32_t bounded(double length, std::uint32_t most) {
-  return static_cast<std::uint32_t>(std::clamp(std::floor(length + 0.5), 1.0, double{1.0} * most));
+// `length` rounded to pixels, from 1 to `max`.
+std::uint32_t bounded(double length, std::uint32_t max) {
+  return static_cast<std::uint32_t>(std::clamp(std::floor(length + 0.5), 1.0, double{1.0} * max));
 }
 
 bool has_size(const Picture& picture, PixelSize size) {

@@ -57,7 +57,7 @@ void put_number(char* to, std::uint32_t number) {
 
 // libvips 8.16 writes the horizontal density for both directions.
 void correct_vertical_density(std::span<char> png, double per_millimeter) {
-  constexpr std::size_t body = 13;  // the name of the chunk, two numbers and the unit
+  constexpr std::size_t checked = 13;  // the name of the chunk, two numbers and the unit
   const std::string_view name = "pHYs";
   const auto chunk = std::search(png.begin(), png.end(), name.begin(), name.end());
   if (chunk == png.end()) {
@@ -65,7 +65,7 @@ void correct_vertical_density(std::span<char> png, double per_millimeter) {
   }
   char* start = &*chunk;
   put_number(start + 8, static_cast<std::uint32_t>(std::lround(per_millimeter * 1000)));
-  put_number(start + body, crc_of({start, body}));
+  put_number(start + checked, crc_of({start, checked}));
 }
 
 // After a failure only a regular file is removed, not a device or pipe.

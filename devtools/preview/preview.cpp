@@ -172,7 +172,7 @@ class Preview {
                                                  : options_.canvas ? k905::SheetView::canvas
                                                                    : k905::SheetView::paper);
     if (proof_) {
-      proof_->show(picture);
+      proof_->convert_to_screen(picture);
     }
     if (!options_.contact.empty()) {
       return add_to_contact(caption_of_sheet(), picture, density);

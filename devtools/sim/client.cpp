@@ -39,18 +39,18 @@ Client::Client(Printer& printer, LineEvents& events, int descriptor)
                [this](const k905::StreamError& error) { printer_.refuse(error, error_hint_); },
            .may_begin_sheet = [this] { return printer_.begin_sheet(); }}) {}
 
-bool Client::wants_bytes(bool unread_replies_count) const {
-  return waiting_.empty() && events_.takes_data() && !(unread_replies_count && outbox_.is_full());
+bool Client::wants_bytes(bool is_limited) const {
+  return waiting_.empty() && events_.takes_data() && !(is_limited && outbox_.is_full());
 }
 
 bool Client::read_available() {
   char piece[65536];
   for (int round = 0; round < kMaxReadsInARow && waiting_.size() < kMaxBytesInARow; ++round) {
-    const std::size_t most = std::min(sizeof piece, events_.budget(LineEvents::Clock::now()));
-    if (most == 0) {
+    const std::size_t max_bytes = std::min(sizeof piece, events_.budget(LineEvents::Clock::now()));
+    if (max_bytes == 0) {
       return true;
     }
-    const ssize_t got = read(descriptor_, piece, most);
+    const ssize_t got = read(descriptor_, piece, max_bytes);
     if (got == 0) {
       return false;
     }
@@ -67,10 +67,10 @@ void Client::process() {
   std::size_t done = 0;
   while (done < waiting_.size() && events_.takes_data()) {
     const int sheet = printer_.next_sheet();
-    const std::size_t most =
+    const std::size_t max_bytes =
         std::min(waiting_.size() - done, events_.bytes_until_event(dialogue_.sheet_bytes(), sheet));
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(waiting_.data() + done);
-    const std::size_t taken = dialogue_.take_some(bytes, most);
+    const std::size_t taken = dialogue_.take_some(bytes, max_bytes);
     if (taken == 0) {
       break;
     }

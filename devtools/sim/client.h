@@ -16,9 +16,9 @@ class Client {
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  // Whether to read more bytes. Questions wait while replies are not read, unless
-  // `unread_replies_count` is false.
-  [[nodiscard]] bool wants_bytes(bool unread_replies_count = true) const;
+  // Whether to read more bytes. With `is_limited`, not while the client has not read its replies
+  // and the outbox is full.
+  [[nodiscard]] bool wants_bytes(bool is_limited = true) const;
 
   // Reads available bytes, within limits. False at the end of the connection.
   [[nodiscard]] bool read_available();

@@ -26,13 +26,13 @@ void LineEvents::apply(LineEvent event) {
 }
 
 std::size_t LineEvents::bytes_until_event(std::uint64_t inside, int sheet) const {
-  std::size_t most = kNoLimit;
+  std::size_t limit = kNoLimit;
   for (const PlannedEvent& event : planned_) {
     if (is_for(event, sheet) && event.byte && inside > 0 && inside < *event.byte) {
-      most = std::min(most, static_cast<std::size_t>(*event.byte - inside));
+      limit = std::min(limit, static_cast<std::size_t>(*event.byte - inside));
     }
   }
-  return most;
+  return limit;
 }
 
 template <class IsDue>

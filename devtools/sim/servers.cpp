@@ -56,7 +56,7 @@ bool TerminalServer::plug(std::string& error) {
   }
   closed_ = false;
   max_clients_ = 0;
-  await_client();
+  prepare_for_client();
   return true;
 }
 
@@ -83,7 +83,7 @@ void TerminalServer::serve() {
   if (events.has_new_client) {
     discard_replies();
     if (client_->has_protocol_error()) {
-      await_client();
+      prepare_for_client();
     }
   }
   client_->set_error_hint(hint_for(max_clients_));
@@ -103,7 +103,7 @@ void TerminalServer::add_waits(std::vector<pollfd>& waits) const {
   }
 }
 
-void TerminalServer::await_client() {
+void TerminalServer::prepare_for_client() {
   client_ = std::make_unique<Client>(printer_, events_, terminal_->printer_side.get());
 }
 
@@ -117,7 +117,7 @@ void TerminalServer::discard_replies() {
 void TerminalServer::end_session() {
   client_->end();
   discard_replies();
-  await_client();
+  prepare_for_client();
   terminal_->clients = 0;
   max_clients_ = 0;
 }
@@ -132,13 +132,13 @@ void NetworkServer::serve() {
       return;
     }
     client_ = std::make_unique<Client>(printer_, events_, connection_.get());
-    has_sent_everything_ = false;
+    client_has_finished_ = false;
   }
-  if (!has_sent_everything_ && client_->wants_bytes()) {
-    has_sent_everything_ = !client_->read_available();
+  if (!client_has_finished_ && client_->wants_bytes()) {
+    client_has_finished_ = !client_->read_available();
   }
   client_->process();
-  const bool all_processed = has_sent_everything_ && !client_->has_unprocessed_bytes();
+  const bool all_processed = client_has_finished_ && !client_->has_unprocessed_bytes();
   const bool reachable = client_->send();
   if (!reachable || (all_processed && client_->outbox().empty())) {
     disconnect();
@@ -148,7 +148,7 @@ void NetworkServer::serve() {
 void NetworkServer::add_waits(std::vector<pollfd>& waits) const {
   if (!client_) {
     waits.push_back({.fd = listener_.socket.get(), .events = POLLIN, .revents = 0});
-  } else if (!has_sent_everything_ && !events_.is_slow() && client_->wants_bytes()) {
+  } else if (!client_has_finished_ && !events_.is_slow() && client_->wants_bytes()) {
     waits.push_back({.fd = connection_.get(), .events = POLLIN, .revents = 0});
   }
 }

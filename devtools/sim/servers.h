@@ -34,7 +34,7 @@ class TerminalServer {
   [[nodiscard]] const Client* client() const { return client_.get(); }
 
  private:
-  void await_client();
+  void prepare_for_client();
   void discard_replies();
   void end_session();
 
@@ -69,5 +69,5 @@ class NetworkServer {
   Listener listener_;
   Descriptor connection_;
   std::unique_ptr<Client> client_;
-  bool has_sent_everything_ = false;  // the client has finished sending
+  bool client_has_finished_ = false;  // the client has finished sending
 };
