@@ -250,7 +250,7 @@ inline constexpr std::array<Option, 4> log_only_options{{
 }};
 
 inline constexpr std::array<Group, 5> groups{{
-    {"General", "General", general_options},  // the page sizes join this group
+    {"General", "General", general_options},  // the page sizes are in this group, too
     {"Tone", "Tone", tone_options},
     {"Color", "Color management", color_options},
     {"Bleed", "Border adjustment", bleed_options},

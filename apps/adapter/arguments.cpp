@@ -10,14 +10,15 @@ namespace k905 {
 
 namespace {
 
-// Arguments with text from outside, by index. The options are not among them: there the filter
-// reads only a profile.
+// Arguments with text from users or their programs, by index. The options need no change: the
+// filter reads only a profile from them.
 struct Text {
   std::size_t index;
   const char* name;
 };
 constexpr std::array<Text, 3> texts{{{2, "user"}, {3, "title"}, {6, "file"}}};
 
+// Without the characters by which the filter recognizes a setting or a flag.
 std::string as_plain_text(std::string text) {
   std::replace(text.begin(), text.end(), '=', ':');
   if (text.starts_with("--")) text.insert(0, " ");

@@ -1,4 +1,5 @@
-// The filter's arguments, changed so that none is read as a setting and all copies are printed.
+// The filter's arguments, changed so that no user text is read as a setting and all copies are
+// printed.
 #pragma once
 
 #include <string>
@@ -6,12 +7,13 @@
 
 namespace k905 {
 
-// `argv` without its null. The filter reads every argument that contains "=" as a setting and some
-// that begin with "--" as a flag; a document's title or a user's name must not be one. Changes are
-// logged, with the original text.
+// Returns `argv` without its terminating null pointer. The filter reads every argument that
+// contains
+// "=" as a setting and some that begin with "--" as flags; the title of a document or the name of a
+// user must not be read so. Changes are logged with the original text.
 //
-// No other program has repeated the pages of a document that arrives as a file, so the filter is
-// asked to make its copies.
+// If the document arrives as a file, no other program has repeated its pages; a flag then makes the
+// filter print the copies.
 [[nodiscard]] std::vector<std::string> safe_arguments(int argc, char** argv);
 
 }  // namespace k905

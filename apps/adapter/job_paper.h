@@ -10,15 +10,15 @@
 namespace k905 {
 
 struct JobPaper {
-  // Null if the PPD file is not one of ours or the job is refused.
+  // Null if the PPD file is not for this printer or the job is refused.
   const PaperConfig* paper = nullptr;
   // Why the job is refused, for the user; empty if it is not.
   std::string refusal;
 };
 
-// The page size that the job's options name, by any usual name; otherwise the default of the PPD
-// file; cut as K905Cut specifies. Marks the default choices of the file, then the options of the
-// job; a size that the file has under another name is marked too.
+// Returns the paper that the job's options name, by any usual name, otherwise the default of the
+// PPD file; in both cases the variant of it that K905Cut specifies. Marks the default choices of
+// the file, then the options of the job; a size that the file has under another name is marked too.
 [[nodiscard]] JobPaper mark_job_choices(ppd_file_t* ppd, int count, cups_option_t* options);
 
 }  // namespace k905

@@ -14,12 +14,12 @@
 #include "paper/paper_table.h"
 
 struct JobPpd {
-  // Descriptor of the private copy, at its beginning, inherited over an exec; -1 if there is none.
-  // The copy is an anonymous file: it ends with its last descriptor.
+  // Descriptor of the private copy, positioned at its beginning and kept open by exec; -1 if there
+  // is none. The copy is an anonymous file: it is freed when its last descriptor is closed.
   int descriptor = -1;
   // "6x4" or "6x8"; empty if neither queue nor job sets it.
   std::string ribbon;
-  // The job's paper; null if the file is not one of ours.
+  // The job's paper; null if the file is not a PPD file for this printer.
   const PaperConfig* paper = nullptr;
   // The choices that are marked for the job, by keyword; PageSize is the name of the paper.
   std::map<std::string, std::string> choices;
@@ -36,7 +36,7 @@ struct JobPpd {
 [[nodiscard]] JobPpd make_job_ppd(const char* path, const char* job_options);
 
 // Returns `text`, a PPD file, with every "*Default" line of an option changed to the option's
-// marked choice in `ppd`, which was read from the same file. The lines of the page size name
-// `page_size`, or the marked one if it is empty. Every other line stays unchanged.
+// marked choice in `ppd`, which was read from the same file. The default page size becomes
+// `page_size`, or the marked one if that is empty. Every other line stays unchanged.
 [[nodiscard]] std::string with_marked_defaults(std::string_view text, ppd_file_t* ppd,
                                                const std::string& page_size = "");

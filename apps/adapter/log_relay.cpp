@@ -1,8 +1,8 @@
 #include "apps/adapter/log_relay.h"
 
 namespace {
-// No significant line of the filter is nearly as long. Longer lines are passed on in pieces and are
-// never interpreted.
+// All lines of the filter that are interpreted are much shorter. Longer lines are passed on in
+// pieces and are never interpreted.
 constexpr std::size_t kMaxLineBytes = 8192;
 }  // namespace
 

@@ -1,5 +1,5 @@
-// The page adapter: reads raster pages of any program and writes pages from which the filter makes
-// undistorted sheets in the physical size.
+// The page adapter: reads raster pages of any program and writes pages that the filter prints
+// undistorted and at their physical size.
 //
 // A page is laid out by the physical size of the selected paper. A page that fits 1:1 passes
 // through unchanged, all others are scaled once. Pages that were made for the filter (by
@@ -18,9 +18,9 @@ struct AdapterSettings {
   Scaling scaling = Scaling::automatic;
 };
 
-// Adapts the raster stream on descriptor `in` and writes it to the pipe `out`, until one of them
-// ends. A truncated stream is truncated for the filter too, which then reports it. False if the
-// adapter itself failed for lack of memory; the reason is reported.
+// Adapts the raster stream on descriptor `in` and writes it to the pipe `out`, until the stream
+// ends or the pipe is closed. A truncated stream is truncated for the filter too, which then
+// reports it. False, after a message, if the adapter has not enough memory.
 [[nodiscard]] bool adapt_pages(int in, int out, const AdapterSettings& settings);
 
 }  // namespace k905

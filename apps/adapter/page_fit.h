@@ -1,4 +1,4 @@
-// Places a page of another program on the sheet: in its physical size, in the middle of the paper,
+// Places a page of another program on the sheet: at its physical size, in the middle of the paper,
 // rotated if its orientation differs.
 #pragma once
 
@@ -36,7 +36,7 @@ enum class Scaling {
 struct PageFit {
   enum class Rotation {
     none,
-    by_filter,       // the page for the filter has that orientation too, and its header says so
+    by_filter,       // the header gives the orientation, and the filter rotates the page
     before_mapping,  // the raster is rotated first
   };
   Rotation rotation = Rotation::none;

@@ -83,7 +83,7 @@ std::optional<PagePixels> PagePixels::of(const cups_page_header2_t& header) {
   const cups_cspace_t space = header.cupsColorSpace;
   const RowFormat gray{.channels = 1};
   if (colors == 1) {
-    // The filter reads a gray byte as light, even if the color space of the header is ink.
+    // The filter reads a gray byte as brightness, even if the color space of the header is ink.
     const bool ink = space == CUPS_CSPACE_K;
     const cups_cspace_t light = ink || space == CUPS_CSPACE_SW ? CUPS_CSPACE_W : space;
     if (bits == 1) return PagePixels(header, Conversion::bits_to_gray, light, gray);
@@ -110,7 +110,7 @@ std::optional<PagePixels> PagePixels::of(const cups_page_header2_t& header) {
       return PagePixels(header, Conversion::over_white, CUPS_CSPACE_RGB, {});
     }
     // Deliberate: in CMY and YMC the filter inverts four inks twice, so that it prints the bytes as
-    // light.
+    // brightness.
     const RowFormat inks{.channels = 4,
                          .white = static_cast<std::uint8_t>(is_ink(space) ? 0xFF : 0)};
     return PagePixels(header, Conversion::none, space, inks);

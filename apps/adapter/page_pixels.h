@@ -1,5 +1,5 @@
-// Converts the pixels of a raster page from formats that the filter cannot read, or would print
-// wrong.
+// Converts the pixels of a raster page from formats that the filter cannot read or would print
+// incorrectly.
 #pragma once
 
 #include <cups/raster.h>
@@ -19,7 +19,7 @@ class PagePixels {
   // invalid, or the numbers in the header are inconsistent.
   [[nodiscard]] static std::optional<PagePixels> of(const cups_page_header2_t& header);
 
-  // Of the converted rows.
+  // The format of the converted rows.
   [[nodiscard]] const RowFormat& format() const { return format_; }
 
   // Sets the format of the converted rows in the header.
@@ -32,11 +32,11 @@ class PagePixels {
  private:
   enum class Conversion {
     none,
-    bits_to_gray,  // a set bit is black
-    high_byte,     // 16-bit gray
-    inverted,      // 8-bit ink becomes light
-    inverted_high_byte,
-    over_white,  // red, green, blue and opacity
+    bits_to_gray,        // a set bit is black
+    high_byte,           // 16-bit gray
+    inverted,            // 8-bit amounts of ink become brightness
+    inverted_high_byte,  // 16-bit amounts of ink
+    over_white,          // red, green, blue and opacity
     from_adobe_rgb,
   };
   struct TransformDeleter {

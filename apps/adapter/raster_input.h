@@ -13,8 +13,8 @@ namespace k905 {
 
 class RasterInput {
  public:
-  // Reads `descriptor`, as long as the pipe with the writing end `output` has a reader. The caller
-  // keeps the descriptors.
+  // Reads from `descriptor` to its end, or until the pipe whose write end is `output` has no
+  // reader. The caller keeps the descriptors.
   RasterInput(int descriptor, int output);
 
   // False if the input is not a raster stream: opening_bytes() and unread_bytes() then return all
@@ -26,7 +26,7 @@ class RasterInput {
   // The next line of the page, header.cupsBytesPerLine bytes. False if it is missing.
   [[nodiscard]] bool read_line(std::span<std::uint8_t> line);
 
-  // Whether the stream ended, by itself or because of an error.
+  // Whether the stream ended, regularly or because of an error.
   [[nodiscard]] bool ended() const { return ended_; }
   // The errno of the error that ended the stream; 0 for none.
   [[nodiscard]] int error() const { return error_; }

@@ -8,7 +8,8 @@ namespace k905 {
 namespace {
 
 constexpr std::size_t kStripRows = 16;
-// The memory that is reserved at once; a header alone must not be able to allocate more.
+// The limit for memory that is reserved in advance: more is allocated only for rows that arrive,
+// not because of the size in a header.
 constexpr std::size_t kMaxReservedBytes = std::size_t{256} << 20;
 
 }  // namespace

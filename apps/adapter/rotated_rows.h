@@ -14,7 +14,8 @@ class RotatedRows final : public RowSource {
   // `page` supplies `height` rows of `width` pixels and must outlive this object.
   RotatedRows(RowSource& page, std::uint32_t width, std::uint32_t height, std::size_t pixel_bytes);
 
-  // The next row of `height` pixels; there are `width` of them. Null also if the page is truncated.
+  // The next of `width` rows with `height` pixels each. Null at the end, and if the page is
+  // truncated.
   [[nodiscard]] const std::uint8_t* next_row() override;
 
  private:
@@ -29,7 +30,7 @@ class RotatedRows final : public RowSource {
   std::size_t pixel_bytes_;
   bool read_ = false;
   std::vector<std::uint8_t> pixels_;
-  // Rotates a few rows at a time, so that every line of the page is accessed less often.
+  // A few rotated rows at a time, so that every input row is accessed less often.
   std::vector<std::uint8_t> strip_;
   std::size_t strip_begin_ = 0;
   std::size_t strip_end_ = 0;

@@ -31,8 +31,8 @@ class RowScaler {
   // `columns` and `rows` must outlive the scaler. The source rows in `rows` must ascend.
   RowScaler(const AxisMap& columns, const AxisMap& rows, const RowFormat& format);
 
-  // Writes row y of the page, starting with row 0, each one at least once, to columns.size()
-  // pixels. False if the source ends too early.
+  // Writes the columns.size() pixels of row y to `out`. Rows must be made in order, starting with
+  // row 0, without gaps; a row may be made again. False if the source ends too early.
   [[nodiscard]] bool make_row(std::size_t y, RowSource& source, std::uint8_t* out);
 
  private:

@@ -8,8 +8,8 @@
 
 class SheetWatch {
  public:
-  // Without counting, the backend counts the sheets: it knows which came out, and which of them an
-  // earlier attempt at the job has printed.
+  // `counts_sheets`: write a PAGE line for each sheet. False if the backend writes these lines: it
+  // knows which sheets came out, and which of them an earlier attempt at the job printed.
   explicit SheetWatch(bool counts_sheets = true) : counts_sheets_(counts_sheets) {}
 
   // Checks one line of the filter's log, without its newline. Returns the lines to add after it,

@@ -39,7 +39,7 @@ constexpr std::time_t kMaxUnfinishedAgeS = 30 * kDayS;
 
 std::string file_name(int job) { return kPrefix + std::to_string(job); }
 
-// Longer names are cut, so that they always fit a version.
+// Longer names are cut, so that a record always fits into kVersionBytes.
 constexpr std::size_t kMaxNameBytes = 1000;
 
 std::string one_line(std::string text) {
@@ -194,7 +194,7 @@ int RecordFolder::open(const std::string& path, int user, int group) {
   user_ = user;
   group_ = group;
   const int error = set_owner(folder_);
-  (void)fchmod(folder_, 0710);  // for the locks of printers
+  (void)fchmod(folder_, 0710);  // the group opens the lock files of printers in it
   return error;
 }
 
@@ -348,9 +348,9 @@ int RecordFolder::sync() {
   return close_file(errno);
 }
 
-// The new file replaces an earlier one when all its versions are on disk.
+// The new file replaces an earlier one only after all its versions are on disk.
 int RecordFolder::create(const JobRecord& record) {
-  (void)sync();  // the record of the job before
+  (void)sync();  // the record of the previous job
   const std::string name = file_name(record.job);
   const std::string new_name = "new-" + name;
   file_job_ = record.job;

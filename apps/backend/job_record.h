@@ -1,6 +1,6 @@
-// The record of a job on disk, which survives any end of the process: how many sheets came out,
+// The record of a job on disk, which remains however the process ends: how many sheets came out,
 // which one was being sent, and the life counter before it. A job that was interrupted continues
-// after these sheets.
+// after the sheets that came out.
 #pragma once
 
 #include <ctime>
@@ -21,11 +21,13 @@ struct JobRecord {
   unsigned printed = 0;       // sheets that came out
   unsigned reported = 0;      // sheets that were reported to the scheduler
   unsigned sending = 0;       // the sheet with an unknown outcome, 0 for none
-  int life = -1;              // life counter before that sheet, -1 if it no longer decides
+  int life = -1;              // life counter before that sheet, -1 if it cannot decide
   int buffers = 0;            // free buffers before that sheet
   bool asked = false;         // the operator was asked to check whether that sheet came out
   std::time_t completed = 0;  // when all sheets had come out, 0 before
-  std::time_t ended = 0;      // when the scheduler last ended the job, as of its first sheet
+  // When the scheduler had last ended the job before this record began, 0 if never. A later time
+  // means that the operator printed the job again.
+  std::time_t ended = 0;
 
   bool operator==(const JobRecord&) const = default;
 };
@@ -52,8 +54,8 @@ class RecordFolder {
   // number. Throws std::system_error if it cannot be read: the job must not begin again then.
   [[nodiscard]] JobRecord load(int job, const std::string& identity) const;
 
-  // Records of sheets whose outcome on this printer its life counter can decide. Only the process
-  // that has the lock of the job may change such a record.
+  // The records with a sheet whose outcome the life counter of this printer can decide. Only the
+  // process that has the lock of the job may change such a record.
   [[nodiscard]] std::vector<JobRecord> undecided_sheets_on(const std::string& printer) const;
 
   // Returns 0 when the record is on disk, otherwise an errno. Saving the same job again is one
@@ -72,7 +74,7 @@ class RecordFolder {
  private:
   void for_each_record(
       const std::function<void(const std::string& file, const JobRecord& record)>& visit) const;
-  // Returns 0 or errno. No file is no error, and no record.
+  // Returns 0 or errno. A missing file is not an error; `record` then stays empty.
   int read(const std::string& file, std::optional<JobRecord>& record) const;
   int set_owner(int descriptor) const;
   bool open_lock_file(const std::string& name, int& descriptor) const;

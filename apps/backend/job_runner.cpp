@@ -331,7 +331,7 @@ int JobRunner::print_sheet(const Sheet& sheet, unsigned number) {
 
 int JobRunner::end_sheet(Outcome outcome, unsigned number) {
   if (outcome == Outcome::kUndecided) {
-    return end_stopped_job();  // the record stays open; the next process decides
+    return end_stopped_job();  // the next process decides from the record
   }
   if (outcome == Outcome::kUnknown) {
     return hold_for_operator();

@@ -2,8 +2,8 @@
 //
 // For each sheet: wait until the printer is ready and has a free buffer; record which sheet is sent
 // and the life counter; send the complete sheet; wait until the life counter shows that it was
-// printed; record that. A sheet whose outcome is open, because the connection or the process was
-// lost, is decided by the life counter when the printer is back and idle.
+// printed; record that. If the connection or the process is lost meanwhile, the outcome of the
+// sheet is undecided: the life counter decides it when the printer is connected and idle again.
 #pragma once
 
 #include <ctime>
@@ -20,7 +20,7 @@
 
 namespace k905::backend {
 
-// Exit statuses, which tell the scheduler what to do with the job and its queue.
+// Exit statuses, as the scheduler defines them for backends.
 enum ExitStatus : int {
   kDone = 0,
   kFailed = 1,
@@ -41,7 +41,7 @@ struct JobOptions {
 
 class JobRunner {
  public:
-  // `on_connected` is called once, when the printer was opened for the first time.
+  // `on_connected` is called once, after the printer has been opened for the first time.
   JobRunner(JobOptions options, SheetSource& source, RecordFolder& records, StopRequest& stop,
             std::function<void()> on_connected);
 
@@ -86,7 +86,7 @@ class JobRunner {
   std::optional<std::string> published_;
   JobRecord record_;
   bool is_reprint_ = false;      // the job starts at its first sheet, whatever its record contains
-  std::string decided_printer_;  // identity of the printer whose open sheets are decided
+  std::string decided_printer_;  // the printer whose undecided sheets were decided
 };
 
 }  // namespace k905::backend

@@ -58,7 +58,7 @@ int number_or(const char* text, int fallback) {
   return error == std::errc{} && stop == end ? number : fallback;
 }
 
-// Reads the number, the identity and the time of the job. Job numbers are reused after the spool
+// Reads the number, the identity and the time of the job. CUPS reuses job numbers after the spool
 // was emptied; job-uuid is unique.
 void read_job_options(char** argv, JobOptions& job) {
   const CupsOptions options(argv[5]);

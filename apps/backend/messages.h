@@ -8,7 +8,7 @@ namespace k905::backend {
 
 // Writes a line in one write call, so that lines of several processes do not mix. Line breaks in
 // the text, which can come from a printer, become spaces: they would begin a new line. False if
-// nobody reads it, because the scheduler has ended; that is not an error.
+// the pipe has no reader, because the scheduler has ended; that is not an error.
 bool write_line(std::string_view prefix, std::string_view text);
 
 inline void debug(std::string_view text) { write_line("DEBUG: ", text); }

@@ -34,8 +34,8 @@ int exit_status_of(Child& worker) {
   return end.status;
 }
 
-// Only the worker reads the print data. Were the pipe open here too, the filter would not notice
-// when the worker ends.
+// Only the worker reads the print data. If this process kept the pipe open, the filter would not
+// notice that the worker has ended.
 void release_input() {
   const Descriptor null_device(open("/dev/null", O_RDWR | O_CLOEXEC));
   if (null_device) {

@@ -44,7 +44,7 @@ SheetSource::Next SheetSource::next(Sheet& sheet, StopRequest& stop) {
   return Next::kSheet;
 }
 
-// kSheet if there is more to check.
+// Returns kSheet if the caller should continue, whether or not a sheet is complete.
 SheetSource::Next SheetSource::read_more(StopRequest& stop) {
   std::array<std::uint8_t, 1 << 18> piece;
   if (!stop.wait_readable(descriptor_)) {
@@ -67,7 +67,7 @@ SheetSource::Next SheetSource::read_more(StopRequest& stop) {
 
 SheetSource::Next SheetSource::end_of_copy() {
   if (!parser_.finish()) {
-    return Next::kSheet;  // the parser has an error now
+    return Next::kSheet;  // the caller reports the error of the parser
   }
   --copies_left_;
   if (copies_left_ <= 0) {

@@ -25,7 +25,7 @@ class SheetSource {
     kStopped,  // stop was requested while waiting for data
   };
 
-  // Holds at most one sheet in memory, plus less than one read of what follows.
+  // Holds at most one sheet in memory, plus less than one read of the data after it.
   [[nodiscard]] Next next(Sheet& sheet, StopRequest& stop);
 
   [[nodiscard]] const std::string& problem() const { return problem_; }

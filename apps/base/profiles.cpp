@@ -15,14 +15,14 @@ namespace k905 {
 namespace {
 
 constexpr char kAny[] = "*";
-constexpr std::size_t kMaxChoiceLength = 40;  // of a PPD file
+constexpr std::size_t kMaxChoiceLength = 40;  // the limit of libcups for choices in a PPD file
 
 bool exists(const std::string& path) {
   std::error_code ignored;
   return std::filesystem::exists(path, ignored);
 }
 
-// The error in the row, or "". Replaces the paper with its PageSize name.
+// Returns the error in the row, or "". Replaces the paper with its PageSize name.
 std::string error_in_row(PaperProfile& row) {
   if (row.paper != kAny && page_size_name(row.paper).empty()) {
     return unknown_paper(row.paper);

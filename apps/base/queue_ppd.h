@@ -1,4 +1,4 @@
-// A queue's PPD file, as the scheduler sends it to every user.
+// A queue's PPD file, downloaded from the scheduler, which sends it to every user.
 #pragma once
 
 #include <cups/cups.h>
@@ -18,16 +18,16 @@ using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
 // missing or the file cannot be parsed. `text`, if not null, receives the bytes of the file.
 [[nodiscard]] Ppd read_queue_ppd(http_t* http, const char* queue, std::string* text = nullptr);
 
-// The choice of an option that is marked in the file, of PageSize also as a page region; "" when
-// there is none.
+// The marked choice of an option; "" if none is marked. A marked page region is the choice of
+// PageSize.
 [[nodiscard]] std::string marked_choice(ppd_file_t& ppd, const std::string& keyword);
 
 // The default in the file, whether or not it is one of the choices.
 [[nodiscard]] std::string default_choice(ppd_file_t& ppd, const std::string& keyword);
 
-// Marks the finish of a job with these options, which must be marked already. Driverless clients
-// choose it by the media type, and so does a queue with a default MediaType; an option for
-// StpLaminate itself has priority.
+// Marks the choice of StpLaminate for a job with these options, which must be marked already.
+// Driverless clients choose the finish by the media type, and so does a queue with a default
+// MediaType; the job option StpLaminate has priority over both.
 void mark_finish(ppd_file_t& ppd, int count, cups_option_t* options);
 
 }  // namespace k905

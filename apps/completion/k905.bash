@@ -1,14 +1,15 @@
-# bash completion for the k905 programs. Installed once under each program's name, since that is how it
-# is found; whichever is needed first does it for all. Completed words are data: nothing here may
-# expand one, neither while it is compared nor when the command line runs.
+# bash completion for the k905 programs. bash-completion loads the file with a program's name, so this file is
+# installed under each of the names; the first that is loaded defines the completion of all programs. A word
+# can contain characters that are special to the shell: it must not be expanded, neither here nor when the
+# completed command line runs.
 
-# The options are those that the program itself names. It is looked for in PATH only: TAB after the
-# path of some file must not run that file.
+# Prints the options in the --help of the program. The program is run from PATH only: TAB after the
+# path of any file must not run that file.
 _k905_options() {
   "$1" --help 2>/dev/null </dev/null | grep -oE -e '--[a-z][a-z-]*' | sort -u
 }
 
-# Sets `candidates` to what may follow an option; none where it is a file or anything at all.
+# Sets `candidates` to the possible values of an option; to none if the value is a file or any text.
 _k905_values() {
   local papers=(5x3.5 5x5 5x7 '6x2*2' '6x2*4' 6x4 '6x4*2' 6x6 6x8 B7 w288h432 w288h432-div2 w360h360
                 w360h504 w432h432 w432h576 w432h576-div2 w432h576-div4)
@@ -43,7 +44,7 @@ _k905_values() {
 
 _k905() {
   local program=${1##*/} word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
-  # bash takes --option=value apart at the sign.
+  # bash splits --option=value at the equals sign.
   if [ "$word" = = ]; then
     word=
   elif [ "$before" = = ]; then
@@ -61,7 +62,7 @@ _k905() {
       COMPREPLY+=("$quoted")
     fi
   done
-  # After KEYWORD= the choice follows at once.
+  # The choice follows KEYWORD= without a space.
   case ${COMPREPLY[0]-} in *=) compopt -o nospace 2>/dev/null ;; esac
 }
 

@@ -53,7 +53,7 @@ Picture ContactSheet::picture() const {
     const std::uint32_t x = kGap + i % grid.columns * grid.cell_width;
     const std::uint32_t y = kGap + i / grid.columns * grid.cell_height;
     paste(sheet, tiles_[i].picture, x, y);
-    // A contact sheet without captions is better than none.
+    // If the caption cannot be drawn, the sheet is made without it.
     draw_text(sheet, tiles_[i].caption,
               {.x = x, .y = y + tallest_ + kGap / 2, .max_width = width_});
   }

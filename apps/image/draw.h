@@ -34,8 +34,8 @@ PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& 
 [[nodiscard]] std::optional<Picture> read_overlay(const std::string& path, PixelSize size,
                                                   std::string& error);
 
-// Draws an overlay of the same size over an 8-bit RGB picture. Throws std::bad_alloc without
-// memory.
+// Draws an overlay of the same size over an 8-bit RGB picture. Throws std::bad_alloc if there is
+// not enough memory.
 void draw_overlay(Picture& picture, const Picture& overlay);
 
 }  // namespace k905

@@ -16,9 +16,9 @@
 
 namespace k905 {
 
-// A descriptor of the photo file `path`, or of standard input for "-". None on failure, with one
-// line in `error`: what cannot be opened, is empty, or is neither a regular file nor standard
-// input. Never waits for the writer of a FIFO.
+// Opens the photo file `path`, or standard input for "-". Returns no descriptor, with one line in
+// `error`, if it cannot be opened, is empty, or is neither a regular file nor standard input. Never
+// waits for the writer of a FIFO.
 [[nodiscard]] Descriptor open_photo_file(const std::string& path, std::string& error);
 
 // For a process that reads this file and no other image: libvips then loads its additional format
@@ -43,9 +43,9 @@ class Photo {
   // The area of the stored photo, before its orientation is applied, scaled to width x height
   // pixels and then rotated upright by `orientation` (5 to 8 exchange the sides). Transparency
   // becomes white. The result has 1, 3 or 4 channels (gray, RGB, CMYK, in which the largest sample
-  // is full ink), 8 or 16 bits and the embedded profile, if that fits the channels. Null with one
-  // line in `error` if the file is truncated or malformed. Decodes the file; a photo from a pipe
-  // can be decoded once.
+  // is full ink), 8 or 16 bits, and the embedded profile if that is for these channels. Null with
+  // one line in `error` if the file is truncated or malformed. Decodes the file; a photo from a
+  // pipe can be decoded once.
   [[nodiscard]] std::optional<Picture> pixels(const PixelArea& area, std::uint32_t width,
                                               std::uint32_t height, int orientation,
                                               std::string& error) const;

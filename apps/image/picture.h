@@ -51,8 +51,8 @@ inline constexpr std::uint64_t kMaxSide = 1ULL << 20;
 // Returns a gray or color image in 8 bits of red, green and blue, without color conversion.
 [[nodiscard]] Picture eight_bit_colors(const Picture& picture);
 
-// Converts an 8-bit CMYK image to red, green and blue without a profile: ink transmits what it does
-// not absorb.
+// Converts an 8-bit CMYK image to RGB without a profile: red is (1 - cyan) * (1 - black), and so
+// on.
 void inks_to_colors(Picture& picture);
 
 }  // namespace k905

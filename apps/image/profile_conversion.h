@@ -21,8 +21,8 @@ namespace k905 {
 class ProofProfile {
  public:
   // Opens a file, by path or by a name in one of the filter's profile folders. The profile must be
-  // for an RGB, CMYK or gray device; otherwise ok() is false, and error()
-  // gives the reason as a phrase that follows the profile's name.
+  // for an RGB, CMYK or gray device; otherwise ok() is false, and error() gives the reason as a
+  // phrase that follows the profile's name.
   explicit ProofProfile(const std::string& path_or_name);
 
   [[nodiscard]] bool ok() const { return transform_ != nullptr; }

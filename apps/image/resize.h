@@ -15,7 +15,7 @@ namespace k905 {
 // The image scaled to exactly this size. If it already has this size, the bytes do not change.
 [[nodiscard]] Picture scaled(const Picture& picture, PixelSize size);
 
-// The picture centered in that size, which must not be smaller.
+// The image in the middle of a white one of this size, which must not be smaller.
 [[nodiscard]] Picture on_white(Picture picture, PixelSize size);
 
 enum class Fit {

@@ -7,7 +7,7 @@
 
 namespace k905 {
 
-// Pixels per inch of paper; 0 if unknown, then the file has the default of libvips, 1 per
+// Pixels per inch of paper; 0 if unknown. The file then has the default of libvips, 1 pixel per
 // millimeter.
 struct PixelDensity {
   int horizontal_dpi = 0;

@@ -21,7 +21,7 @@ namespace k905 {
 
 namespace {
 
-constexpr const char* kChild = "k905-print: photo decoder";  // its name for ps
+constexpr const char* kChild = "k905-print: photo decoder";  // the name that ps shows
 constexpr int kExitPage = 0;
 constexpr int kExitBroken = 1;
 constexpr int kExitError = 3;                        // the text is the reason

@@ -15,7 +15,7 @@ namespace k905 {
 
 namespace {
 
-// EXIF orientations from 5 on exchange rows and columns.
+// EXIF orientations from 5 to 8 exchange width and height.
 bool exchanges_sides(int orientation) { return orientation >= 5; }
 
 // The EXIF orientation after another counterclockwise rotation of the visible image.
@@ -91,7 +91,7 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
   if (!picture) {
     return std::nullopt;
   }
-  malloc_trim(0);  // the rows that libvips held make room for the page
+  malloc_trim(0);  // frees the rows of libvips before the page is allocated
   Prepared prepared;
   std::string profile_error;
   if (!convert_to_srgb(*picture, profile_error)) {

@@ -1,4 +1,4 @@
-// Writes raster pages for the filter to a descriptor or a callback, by libcups.
+// Writes raster pages for the filter to a descriptor or a callback, through libcups.
 #pragma once
 
 #include <cups/raster.h>
@@ -12,9 +12,9 @@
 
 namespace k905 {
 
-// The header of a page of 8-bit RGB, at 300 dpi across; and the header that CUPS filters make for a
-// page on a paper.
+// The header of an 8-bit RGB page with 300 dpi across, without a page size.
 [[nodiscard]] cups_page_header2_t rgb_page_header(PixelSize size, unsigned vertical_dpi);
+// The same with the page size of the paper, as CUPS filters write it.
 [[nodiscard]] cups_page_header2_t page_header(const PaperConfig& paper, PixelSize size,
                                               unsigned vertical_dpi);
 
@@ -35,7 +35,7 @@ class RasterWriter {
 
   // Writes one page. False with `error` set on failure.
   bool write_page(cups_page_header2_t header, const Rows& rows, std::string& error);
-  // Writes the page that page_for() made: 8 bits, gray or RGB as the place says.
+  // Writes the page that page_for() made: 8 bits, gray or RGB as `place` specifies.
   bool write_page(const SheetPlace& place, const Picture& page, std::string& error);
 
  private:

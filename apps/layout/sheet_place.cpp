@@ -29,8 +29,9 @@ std::uint32_t at_least_one(std::int32_t pixels) {
   return static_cast<std::uint32_t>(std::max(1, pixels));
 }
 
-// For each pixel of the image along one side, the pixel of the page that the filter takes for it.
-// The filter takes the nearest pixel, computed exactly in this way.
+// For each pixel of the image along one side, the pixel of the page that the filter samples for it.
+// The filter samples the nearest pixel, and computes it with exactly these operations: "- 0.5 +
+// 0.5" can change the last bit.
 std::vector<std::size_t> sampled_pixels(std::uint32_t page, std::uint32_t visible, bool mirrored) {
   std::vector<std::size_t> sampled(visible);
   const double step = 1 / (static_cast<double>(visible) / static_cast<double>(page));
@@ -66,8 +67,8 @@ std::vector<std::uint32_t> image_pixels(std::uint32_t page, std::uint32_t visibl
   return pixels;
 }
 
-// The paper's visible areas, changed by the user's borders, mirrored to what is visible from the
-// front.
+// The paper's visible areas, adjusted by the user's borders and mirrored, as they appear on the
+// front of the sheet.
 std::vector<SheetFrame> frames_on(const PaperConfig& paper, const PageLayout& layout, bool fine) {
   const std::int32_t visible_right_edge = layout.bleed_left + layout.effective_width;
   const std::int32_t row_factor = fine ? 2 : 1;

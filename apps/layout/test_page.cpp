@@ -51,7 +51,7 @@ class RulerPage {
     const double x = width_ / 2 - 22;
     text(x, 9.5, "top edge: BleedTop");
     text(x, height_ - 9, "bottom edge: BleedBottom");
-    // The printer prints the back of the image.
+    // The filter mirrors the page, so BleedLeft changes the right edge of the print.
     text(12, height_ / 2 - 4, "left edge:");
     text(12, height_ / 2, "BleedRight");
     text(width_ - 31, height_ / 2 - 4, "right edge:");
@@ -96,7 +96,7 @@ class RulerPage {
 
   void text(double x, double y, const std::string& words) {
     const auto font = static_cast<std::uint32_t>(std::lround(kFontSize * across_ * 1.4));
-    // Without a font the rulers are still of use.
+    // Without a font the rulers are still useful.
     draw_text(*picture_, words,
               {.x = static_cast<std::uint32_t>(std::max(0.0, left_ + x * across_)),
                .y = static_cast<std::uint32_t>(std::max(0.0, top_ + y * down_)),

@@ -30,7 +30,7 @@ constexpr int kCopies = 4;
 constexpr int kOptions = 5;
 constexpr int kFile = 6;
 
-// The formats that the filter of CUPS reads.
+// Whether the photo filter of CUPS reads this format, too.
 bool is_read_by_default_filter() {
   const char* const type = std::getenv("CONTENT_TYPE");
   constexpr std::array<const char*, 3> usual{"image/jpeg", "image/png", "image/tiff"};
@@ -39,7 +39,7 @@ bool is_read_by_default_filter() {
          });
 }
 
-// Returns only if that filter does not exist.
+// Replaces this process with the photo filter of CUPS. Returns only if there is none.
 void exec_default_filter(char** argv) {
   const char* const folder = std::getenv("CUPS_SERVERBIN");
   if (folder == nullptr) return;
@@ -69,7 +69,7 @@ int print_photo(const JobPpd& job, const CupsOptions& options, const char* file,
   k905::RasterWriter writer(STDOUT_FILENO, false);
   for (long copy = 0; copy < copies; ++copy) {
     if (!writer.write_page(place, page, error)) {
-      // The next programs of the job have ended; users should see the error that those report.
+      // A later program of the job has ended; users should see the error that it reports.
       log_to_cups("DEBUG", "phototok905: " + one_line(error));
       return 1;
     }

@@ -6,7 +6,8 @@
 
 namespace k905 {
 
-// Whether the complete photo is shown, on white; otherwise it covers the sheet.
+// How the job's photos are placed: `fit` shows the complete photo on white, otherwise it covers the
+// sheet.
 [[nodiscard]] Preparation preparation_of(const CupsOptions& options);
 
 // Whether the job has options that only the photo filter of CUPS supports: a size in percent or in

@@ -175,7 +175,7 @@ std::optional<std::string> collect_choices(const PrintOptions& options, Choices&
     }
     choices[keyword] = choice;
   }
-  // The other name of the finish; Auto leaves the finish to the queue.
+  // MediaType is another name of the finish; Auto leaves the finish to the queue.
   const auto type = choices.find("MediaType");
   if (type != choices.end() && type->second != "Auto") {
     choices.emplace("StpLaminate", type->second);

@@ -43,17 +43,18 @@ class Destination {
   [[nodiscard]] virtual bool begin(const JobName& name, StartedJob& started,
                                    std::string& error) = 0;
   [[nodiscard]] virtual bool page(const Picture& page, std::string& error) = 0;
-  // Returns true if the destination has all pages; otherwise end() completes the job.
+  // Sends the end of the job's data, so that a job that is held until end() is complete; without
+  // this call end() does it.
   [[nodiscard]] virtual bool complete(std::string& /*error*/) { return true; }
   // True if the complete job was accepted. `place` then tells users where it is.
   [[nodiscard]] virtual bool end(std::string& place, std::string& error) = 0;
   virtual void abandon() = 0;
 
-  // If the destination asks the printer: that of the last sheet of the last job; before its first
-  // sheet, the printer that begin() found.
+  // The printer of the last sheet of the last job; before its first sheet, the printer that begin()
+  // found. Unknown if the destination does not ask the printer.
   [[nodiscard]] virtual KnownPrinter printer() const { return {}; }
 
-  // After a failure: whether some of the job may have been printed nevertheless.
+  // After a failure: whether a part of the job may have been printed nevertheless.
   [[nodiscard]] virtual bool may_have_printed() const { return false; }
 };
 

@@ -416,7 +416,7 @@ int Ledger::sheets_of_event(const std::string& event) const {
   return count_sheets(*database_, "event = ? AND event <> ''", event);
 }
 
-// An older file may have had the same number.
+// `time`: an older file, removed since, may have had the same inode number.
 bool Ledger::is_continued(const SheetEntry& sheet) const {
   return sheet.place &&
          number(*database_,

@@ -104,12 +104,13 @@ bool OutputFile::open_existing(int flags) {
   if (error || !open_temporary(target.string(), status.st_mode & 07777)) {
     return false;
   }
-  // Only root can change the owner; files of other users are their own.
+  // Keeps the owner if root runs this program. Other users cannot change it: the new file is
+  // theirs.
   (void)!fchown(descriptor_.get(), status.st_uid, status.st_gid);
   return true;
 }
 
-// False with errno set. A dangling link counts as one to a device that is not connected.
+// False with errno set. A dangling link is assumed to name a device that is not connected.
 bool OutputFile::open_new(bool append) {
   std::error_code ignored;
   const std::string folder = folder_of(path_);
@@ -157,7 +158,7 @@ bool OutputFile::lock() {
   return false;
 }
 
-// To be called with the lock. False with errno set if another program removed the file.
+// The caller has the lock. False with errno set if another program removed or replaced the file.
 bool OutputFile::check_locked_file() {
   struct stat mine = {};
   struct stat named = {};

@@ -36,7 +36,7 @@ class OutputFile {
   [[nodiscard]] bool open(const std::string& path, bool append, std::string& error);
   [[nodiscard]] bool is_open() const { return static_cast<bool>(descriptor_); }
 
-  // Whether the last open() was of a regular file; a regular file keeps nothing of a failed job.
+  // Whether the last open() opened a regular file, which keeps nothing of a failed job.
   [[nodiscard]] bool is_regular() const { return is_regular_; }
 
   // The beginning of the job in a regular file that is appended to.

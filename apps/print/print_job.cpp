@@ -109,7 +109,7 @@ std::vector<FilledCell> read_cells(const JobSetup& setup, const SheetPlace& plac
   return readable.empty() ? std::vector<FilledCell>() : cells;
 }
 
-// In letters of 4 mm.
+// The letters are 4 mm high.
 void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Source> sources,
                   const std::vector<FilledCell>& cells, Picture& sheet,
                   const ErrorReport& report_error) {

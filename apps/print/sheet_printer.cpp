@@ -44,7 +44,7 @@ bool truncate_to_start(const SheetEntry& sheet, const Ledger& ledger) {
   const Descriptor file(
       open(sheet.target.device.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
   struct stat status {};
-  // Uses the lock of the writers: OutputFile.
+  // The lock that OutputFile has while it writes.
   const bool is_same = file && flock(file.get(), LOCK_EX) == 0 && fstat(file.get(), &status) == 0 &&
                        status.st_dev == place.device && status.st_ino == place.inode &&
                        status.st_size >= place.length;
@@ -85,7 +85,7 @@ std::optional<Outcome> outcome_of(const SheetEntry& sheet, const Ledger& ledger)
   return truncate_to_start(sheet, ledger) ? Outcome::waiting : Outcome::in_doubt;
 }
 
-// The message when no more sheets may be printed.
+// The error if no more sheets may be printed.
 std::string limit_reached(const SheetLimit& limit) {
   const bool is_of_day = limit.event.empty();
   return "the limit of " + std::to_string(limit.sheets) + " sheets for " +

@@ -31,7 +31,7 @@ class SheetPrinter {
   // nothing may be printed until it is.
   [[nodiscard]] bool resolve_unfinished();
 
-  // False, with the reason in `error`, if no sheet is left of the limit.
+  // False, with the reason in `error`, if the limit is reached.
   [[nodiscard]] bool is_within_limit(std::string& error) const;
 
   // Prints the pages as one job, and removes those that exceed the limit. True if it was accepted;
@@ -40,7 +40,7 @@ class SheetPrinter {
   [[nodiscard]] bool print(std::vector<Page>& pages, std::string& place, std::string& error);
 
  private:
-  // The number of sheets that are left of the limit.
+  // The number of sheets that may still be printed.
   [[nodiscard]] std::size_t sheets_left() const;
   [[nodiscard]] bool send(const std::string& ticket, const std::vector<Page>& pages,
                           std::string& place, std::string& error);

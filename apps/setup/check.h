@@ -1,5 +1,5 @@
-// Finds what prevents a queue from printing, or from printing as expected, without an error
-// message. Changes nothing.
+// Finds problems that prevent a queue from printing, or from printing as expected, and that CUPS
+// does not report. Changes nothing.
 #pragma once
 
 #include <sys/stat.h>
@@ -11,8 +11,8 @@
 
 namespace k905 {
 
-// Checks the programs of CUPS and ours that a job needs: they exist, with permissions that CUPS
-// accepts.
+// Checks that the programs that a job needs, of CUPS and of this package, exist with permissions
+// that CUPS accepts.
 void check_programs(Findings& findings);
 
 // Checks the queue's PPD file, device, state, jobs and defaults; for a class, its state, jobs and
@@ -20,7 +20,7 @@ void check_programs(Findings& findings);
 void check_queue(Scheduler& scheduler, const std::string& queue, Findings& findings);
 
 // Whether the filters can read a file with this owner, group and mode: CUPS runs them as the user
-// lp, without groups but the user's own.
+// lp, with only that user's primary group.
 [[nodiscard]] bool is_readable_by_filters(const struct stat& status);
 
 // Checks whether the queue's device is a printer that is connected and ready, and whether the queue

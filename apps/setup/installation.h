@@ -13,14 +13,15 @@ namespace k905 {
 // CUPS' folder of file types and models: CUPS_DATADIR, or the one under the same prefix.
 [[nodiscard]] std::string data_folder();
 
-// The command that reinstalls a missing program: that of the package if it came with the package.
+// The command that reinstalls a missing program: for the package if this program was installed from
+// one.
 [[nodiscard]] std::string reinstall_advice(const std::string& package = "rastertok905");
 
 // The scheme of a device URI; "" for other texts.
 [[nodiscard]] std::string scheme_of(const std::string& device_uri);
 
-// Why CUPS cannot send anything to this device at all (it is no URI, or the backend of its scheme
-// is missing), or nothing.
+// Why CUPS cannot send anything to this device (the address is not a URI, or the backend for its
+// scheme is missing), or nothing.
 [[nodiscard]] std::optional<std::string> find_uri_problem(const std::string& device_uri);
 
 }  // namespace k905

@@ -1,5 +1,5 @@
-// k905-setup: makes print queues for the K905, RV-40, RV-40W and RS-30, and checks a queue for problems
-// that prevent printing without an error message.
+// k905-setup: makes print queues for the K905, RV-40, RV-40W and RS-30, and checks a queue for
+// problems that prevent printing without an error message.
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
@@ -34,8 +34,7 @@ struct Arguments {
 void describe_queue_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--device", arguments.plan.device,
                  "address of the printer, such as k905://usb/SERIAL or k905://ADDRESS:9100; the "
-                 "default is the "
-                 "connected printer");
+                 "default is the connected printer");
   app.add_option("--model", arguments.model, "printer model")
       ->transform(CLI::IsMember({"K905", "RV-40", "RV-40W", "RS-30"}, CLI::ignore_case))
       ->capture_default_str();
@@ -139,7 +138,7 @@ int list(Scheduler& scheduler, bool connected) {
   return 0;
 }
 
-// `findings`: what was changed before the error.
+// `findings`: the changes before the error.
 int report_failure(const CLI::App& app, const std::string& name, bool json,
                    const std::string& problem, Findings findings = {}) {
   if (json && !name.empty()) {

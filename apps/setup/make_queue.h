@@ -18,7 +18,7 @@ namespace k905 {
 inline constexpr std::array<std::pair<const char*, const char*>, 2> recommended_attributes{
     {{"print-scaling-default", "fill"}, {"printer-error-policy", "retry-current-job"}}};
 
-// What the user wants of a queue or class.
+// The settings of a queue or class from the command line.
 struct QueuePlan {
   std::string name;
   std::vector<std::string> members;  // of a class; empty with `update`: those that it has
@@ -31,12 +31,14 @@ struct QueuePlan {
 };
 
 // Makes the queue, or, if it exists and `replace` is set, gives it this device and only these
-// defaults; its jobs stay. A device that the backend k905 can reach is moved to it, with a note.
+// defaults; its jobs stay. A device that the backend k905 can reach gets an address of that
+// backend, with a note.
 void make_queue(Scheduler& scheduler, const QueuePlan& plan, Findings& findings);
 
-// Gives the queue the PPD file of this version, and moves its device to the backend k905 if that
-// can reach it; with `keep_device` the address stays, now and later. Default choices, jobs and
-// state stay. A default that is no longer offered is replaced by the usual one. Changes are noted.
+// Gives the queue the PPD file of this version and, if the backend k905 can reach its device, an
+// address of that backend; with `keep_device` the address stays, now and in later updates. Default
+// choices, jobs and state stay. A default that is no longer offered is replaced by the
+// standard default of its option. Adds notes for the changes.
 void update_queue(Scheduler& scheduler, const std::string& queue, bool keep_device, Share share,
                   Findings& findings);
 

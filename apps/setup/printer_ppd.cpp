@@ -27,11 +27,11 @@ std::string without_defaults(const std::string& text) {
 }  // namespace
 
 std::string installed_ppd(const ppd::Model& model, Choices defaults) {
-  // As the default it would leave the option without a default, and a dialog without a choice.
+  // ppd_text() would write no default for this choice, and a dialog could not show one.
   std::erase_if(defaults, [](const auto& choice) {
     return choice.first == "ICCProfile" && choice.second == ppd::no_profile;
   });
-  // Options without effect do not return to the dialogs when they are set.
+  // Options without an effect on the print stay out of the dialogs, even if a default is set.
   for (const ppd::Option& option : ppd::log_only_options) {
     defaults.erase(option.keyword);
   }

@@ -1,5 +1,6 @@
 // Requests to the scheduler: queues, their jobs, connected devices, and making or changing a queue.
-// A refused request is thrown as std::runtime_error: unknown must not be read as "no job".
+// A request that fails throws std::runtime_error, so that it is not taken for an empty answer such
+// as "no job".
 #pragma once
 
 #include <optional>
@@ -29,7 +30,7 @@ struct QueueChange {
   Choices attributes{};
   std::vector<std::string> removed_attributes{};
   bool start = false;  // accept and print jobs from now on
-  Findings notes{};    // what the change means to the user
+  Findings notes{};    // for the user, about this change
 };
 
 class Scheduler {
@@ -51,10 +52,11 @@ class Scheduler {
   // class stays with its member.
   void change(const QueueChange& change);
 
-  // Whether it offers shared queues to other computers; nothing when this user may not know.
+  // Whether the scheduler offers shared queues to other computers; nothing if this user may not
+  // read its settings.
   [[nodiscard]] std::optional<bool> is_sharing();
-  // Makes it do so, as `cupsctl --share-printers` does, and waits until it has restarted. A job
-  // that is printing starts again from its first sheet.
+  // Makes the scheduler offer them, as `cupsctl --share-printers` does, and waits until it has
+  // restarted. A job that is printing starts again from its first sheet.
   void start_sharing();
 
   [[nodiscard]] http_t* http() const { return http_.get(); }

@@ -13,12 +13,12 @@ namespace k905 {
 // Whether to share; null if it stays as it is.
 using Share = std::optional<bool>;
 
-// Makes the scheduler serve the local networks, if `share` says so and it does not do so yet,
-// before the queue or class `name` is shared. Refused while a job is printing, which the restart of
-// the scheduler would start again from its first sheet. Returns when it answers again.
+// If `share` is true, makes the scheduler serve the local networks, before the queue or class
+// `name` is shared; returns when the scheduler has restarted and answers. Throws std::runtime_error
+// while a job is printing: after the restart it would start again from its first sheet.
 void apply_sharing(Scheduler& scheduler, Share share, const std::string& name, Findings& findings);
 
-// Whether other computers see the queue, and how a phone and other systems add it.
+// Reports whether other computers see the queue, and how phones and other systems add it.
 void check_sharing(Scheduler& scheduler, const std::string& queue, const Queue& state,
                    Findings& findings);
 

@@ -27,8 +27,8 @@ struct Queue {
   bool shared = false;  // offered to other computers
 };
 
-// The queues and classes in an answer of the scheduler; attributes that it does not contain are
-// empty.
+// The queues and classes in a response of the scheduler. Attributes that the response does not
+// contain are empty.
 [[nodiscard]] std::vector<Queue> queues_in(ipp_t* answer);
 
 // All queues and classes, with name, device, messages and members; none if the print system does

@@ -68,7 +68,7 @@ void explain_open_error(int error, const PrinterAddress& address, const std::vec
   }
 }
 
-// Only what the status text does not say.
+// The part of the explanation that the status text does not contain.
 std::string message_for(const PrinterReport& report) {
   if (!report.answered) {
     return "the printer does not answer";

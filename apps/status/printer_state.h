@@ -32,7 +32,7 @@ struct StateNames {
 };
 [[nodiscard]] const StateNames& names_of(State state);
 
-// Empty for no code and for an unknown one.
+// Empty if the report has no status code or an unknown one.
 [[nodiscard]] std::string status_text_of(const PrinterReport& report);
 
 // The status text and the message, if there are any.
@@ -47,7 +47,7 @@ struct StateNames {
 // `held`. All printers are asked at the same time.
 [[nodiscard]] std::vector<PrinterState> ask_printers(const std::vector<std::string>& names);
 
-// The same with the given queues.
+// The state of one printer; `queues` are those of all_queues().
 [[nodiscard]] PrinterState ask_printer(const std::string& name, const std::vector<Queue>& queues);
 
 }  // namespace k905

@@ -94,7 +94,7 @@ Row row_of(const PrinterState& printer) {
   return row;
 }
 
-// Characters, not bytes.
+// The width of a cell in characters: bytes that continue a UTF-8 character do not count.
 std::size_t width_of(const std::string& cell) {
   return static_cast<std::size_t>(
       std::count_if(cell.begin(), cell.end(), [](char c) { return (c & 0xC0) != 0x80; }));

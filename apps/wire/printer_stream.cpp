@@ -69,7 +69,7 @@ bool all_digits(const std::vector<std::uint8_t>& bytes) {
 
 bool is_image(Command command) { return command <= Command::c_plane; }
 
-// The name of the overcoat command may be in place of the cutter command's.
+// The command overcoat_or_cutter may also have the name OVERCOAT.
 std::string name_of(Command command) {
   constexpr const char* names[] = {"YPLANE", "MPLANE", "CPLANE", "CUTTER", "CUTTER", "START"};
   return names[static_cast<std::size_t>(command)];

@@ -1,4 +1,4 @@
-// A test image that resembles a photo and contains everything that is difficult to print.
+// A test image that resembles a photo and contains features that are difficult to print.
 #pragma once
 
 #include "apps/image/picture.h"

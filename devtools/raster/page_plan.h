@@ -26,7 +26,7 @@ struct PagePlan {
   [[nodiscard]] bool is_rotated() const { return orientation == 1 || orientation == 3; }
 };
 
-// The size of the paper's page at the plan's resolution, rotated as the plan says.
+// The size of the paper's page at the plan's resolution; rotated if the plan is.
 [[nodiscard]] k905::PixelSize page_pixels(const PagePlan& plan);
 
 [[nodiscard]] cups_page_header2_t make_page_header(const PagePlan& plan, k905::PixelSize size);

@@ -20,7 +20,7 @@ bool is_question(const std::string& block) {
   return block.starts_with("\x1bP") && is_question_group(group_of(block));
 }
 
-// Spaces mean no payload. The parser reports everything else.
+// A length of spaces means no payload. The parser reports an invalid length.
 std::uint64_t payload_length(const std::string& block) {
   std::uint64_t length = 0;
   for (const char digit : block.substr(24, 8)) {

@@ -24,8 +24,8 @@ class Dialogue {
   // Processes bytes in pieces of any size.
   void receive(const std::uint8_t* bytes, std::size_t count);
 
-  // Processes some of the bytes, at most one block or payload, and returns their number. 0 if a
-  // sheet would begin that must not begin yet.
+  // Processes some of the bytes, at most one block or payload, and returns their number. 0 if they
+  // begin a sheet and may_begin_sheet() returns false.
   [[nodiscard]] std::size_t take_some(const std::uint8_t* bytes, std::size_t count);
 
   // The client has disconnected. A sheet or block that is incomplete is a protocol error.

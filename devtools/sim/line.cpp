@@ -60,8 +60,8 @@ std::optional<Terminal> open_terminal(std::string& error) {
   int printer_side = -1;
   int client_side = -1;
   char path[128] = "";
-  // Raw mode is set before a client can open it: no echo, unchanged line ends, no signals from
-  // control bytes.
+  // Raw mode is set before a client can open the terminal: no echo, unchanged line ends, no signals
+  // from control bytes.
   termios mode{};
   cfmakeraw(&mode);
   mode.c_cflag |= CREAD | CS8;

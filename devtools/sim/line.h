@@ -25,7 +25,7 @@ struct Terminal {
 
 struct ClientEvents {
   bool has_new_client = false;  // a client opened it after all earlier ones had closed it
-  int max_clients = 0;          // that had it open at the same time
+  int max_clients = 0;          // the most that had it open at the same time
 };
 
 // Reads the events since the last call and updates `clients`.

@@ -12,7 +12,7 @@ constexpr auto kResolutions = std::to_array<const char*>({"300x300", "300x600"})
 // A reply must fit into the 64 bytes of a driver's buffer.
 constexpr std::size_t kMaxTextLength = 40;
 
-// Models with a reserve of 50 prints must still fit into four digits.
+// Most models report 50 prints more (see replies.cpp); the reply has four digits.
 constexpr int kMaxRemaining = 9949;
 
 constexpr auto kFields = std::to_array<StateField>({

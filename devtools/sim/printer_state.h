@@ -29,7 +29,7 @@ struct StateField {
   const char* key;
   const char* help;
   std::variant<std::string PrinterState::*, int PrinterState::*> member;
-  int max = 0;                             // numbers: the maximum, as the reply has digits for
+  int max = 0;                             // numbers: the maximum that fits the digits of the reply
   std::span<const char* const> choices{};  // texts: the choices; any if empty
 };
 

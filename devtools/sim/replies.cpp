@@ -5,7 +5,7 @@
 
 namespace {
 
-// The reserve that every model except the RV-40 adds to its count.
+// The reserve that every model except RV-40 and RV-40W adds to its count.
 constexpr int kReservedPrints = 50;
 
 std::string padded(int number, std::size_t digits) {

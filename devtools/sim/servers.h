@@ -69,5 +69,5 @@ class NetworkServer {
   Listener listener_;
   Descriptor connection_;
   std::unique_ptr<Client> client_;
-  bool client_has_finished_ = false;  // the client has finished sending
+  bool client_has_finished_ = false;  // it sends no more data
 };

@@ -24,7 +24,7 @@ Descriptor open_signal_descriptor() {
   return Descriptor(signalfd(-1, &termination_signals, SFD_CLOEXEC));
 }
 
-// Reads lines of standard input. At its end the printers continue.
+// Reads lines of standard input. The printers continue after the end of the input.
 class CommandReader {
  public:
   explicit CommandReader(bool reads) : is_open_(reads) {}
