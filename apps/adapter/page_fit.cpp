@@ -40,19 +40,19 @@ struct Part {
 
 double scale_of(const Side& across, const Side& down, Scaling scaling) {
   if (across.fits_paper() && down.fits_paper()) return 1;
-  const double cover = across.paper_pt / across.page_pt();
-  const double cover_down = down.paper_pt / down.page_pt();
+  const double scale_across = across.paper_pt / across.page_pt();
+  const double scale_down = down.paper_pt / down.page_pt();
   const bool larger = across.page_pt() > across.paper_pt + kSameSizePt ||
                       down.page_pt() > down.paper_pt + kSameSizePt;
   switch (scaling) {
     case Scaling::fill:
-      return std::max(cover, cover_down);
+      return std::max(scale_across, scale_down);
     case Scaling::fit:
-      return std::min(cover, cover_down);
+      return std::min(scale_across, scale_down);
     case Scaling::automatic:
-      return larger ? std::max(cover, cover_down) : 1;
+      return larger ? std::max(scale_across, scale_down) : 1;
     case Scaling::automatic_fit:
-      return larger ? std::min(cover, cover_down) : 1;
+      return larger ? std::min(scale_across, scale_down) : 1;
     case Scaling::none:
       break;
   }

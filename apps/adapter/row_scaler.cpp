@@ -12,9 +12,9 @@ constexpr std::uint32_t kHalf = AxisMap::kWhole / 2;
 constexpr std::uint16_t kWideWhite = 0xFFFF;
 
 std::size_t max_taps(const AxisMap& map) {
-  std::size_t most = 1;
-  for (std::size_t i = 0; i < map.size(); ++i) most = std::max(most, map.taps(i).weights.size());
-  return most;
+  std::size_t max = 1;
+  for (std::size_t i = 0; i < map.size(); ++i) max = std::max(max, map.taps(i).weights.size());
+  return max;
 }
 
 // A sample of a row as 16 bits; rows may be unaligned.

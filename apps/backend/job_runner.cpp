@@ -94,8 +94,8 @@ bool JobRunner::wait(Phase phase, const Obstacle& obstacle, milliseconds pause) 
     return stop_.age() < kStallAfterStop;
   }
   stop_.pause(pause);
-  const bool is_given_time = phase == Phase::kAfterSheet && obstacle.kind != Kind::kOffline;
-  return is_given_time ? stop_.age() < kOutcomeAfterStop : !stop_.requested();
+  const bool may_still_come_out = phase == Phase::kAfterSheet && obstacle.kind != Kind::kOffline;
+  return may_still_come_out ? stop_.age() < kOutcomeAfterStop : !stop_.requested();
 }
 
 // A single question without an answer changes nothing.

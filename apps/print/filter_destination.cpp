@@ -209,7 +209,7 @@ class FilterDestination final : public Destination {
   // Runs in its own thread: copies the filter's stream to its destination, while pages are being
   // made. Must not throw.
   void copy_stream() noexcept {
-    bool copies = output_.is_open();
+    bool is_copying = output_.is_open();
     for (;;) {
       const ssize_t size = read(stream_.read_end.get(), piece_.data(), piece_.size());
       if (size < 0 && errno == EINTR) {
@@ -219,15 +219,15 @@ class FilterDestination final : public Destination {
         break;
       }
       const auto count = static_cast<std::size_t>(size);
-      if (copies && !output_.write(piece_.data(), count)) {
+      if (is_copying && !output_.write(piece_.data(), count)) {
         write_error_ = errno;
         fail(kWriteError);
-        copies = false;
+        is_copying = false;
       }
       parse(count);
       // After most errors the stream is only drained, so that the filter ends. If memory is missing
       // the current sheet still reaches the printer completely.
-      copies = copies && (failure_ == nullptr || failure_ == kNoMemory);
+      is_copying = is_copying && (failure_ == nullptr || failure_ == kNoMemory);
     }
     if (failure_ == nullptr && !parser_->finish()) {
       fail(kCutStream);

@@ -71,7 +71,7 @@ class PrintProgram {
     }
     if ((options_.reprint != 0 && !find_reprint(choices, error)) ||
         !open_destination(choices, error) || !open_frame(error)) {
-      return failed(error);
+      return report_failure(error);
     }
     setup_.layout = layout();
     if (options_.two_up && !is_two_up_paper(setup_.destination->choices().at("PageSize"))) {
@@ -90,7 +90,7 @@ class PrintProgram {
     return to_.empty() && options_.preview.empty();
   }
 
-  int failed(const std::string& error) {
+  int report_failure(const std::string& error) {
     print_error(error);
     return kExitFailed;
   }
@@ -292,7 +292,7 @@ class PrintProgram {
   int watch() {
     std::string error;
     const auto setup = watch_setup(options_.folder, error);
-    return setup ? watch_folder(*setup, reporter_) : failed(error);
+    return setup ? watch_folder(*setup, reporter_) : report_failure(error);
   }
 
   bool open(Ledger& ledger, std::string& error) {
@@ -304,7 +304,7 @@ class PrintProgram {
     Ledger ledger;
     std::string error;
     if (!open(ledger, error)) {
-      return failed(error);
+      return report_failure(error);
     }
     for (const SheetEntry& sheet : ledger.history()) {
       std::printf("%s\n", options_.json ? json_line(sheet).c_str() : history_line(sheet).c_str());
@@ -339,11 +339,11 @@ class PrintProgram {
     {
       Ledger ledger;
       if (!setup || !open(ledger, error)) {
-        return failed(error);
+        return report_failure(error);
       }
       reprinted_ = order_reprint(ledger, *reprinted_, options_.copies, error);
     }
-    return reprinted_ ? print_waiting(*setup, reprinted_->name, reporter_) : failed(error);
+    return reprinted_ ? print_waiting(*setup, reprinted_->name, reporter_) : report_failure(error);
   }
 
   void report(const PhotoReport& photo) {

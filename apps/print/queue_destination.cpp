@@ -194,10 +194,11 @@ class QueueDestination final : public Destination {
     }
     writer_.emplace(
         [this](const std::uint8_t* bytes, std::size_t count) -> const char* {
-          const bool taken = !is_abandoned_ &&
-                             cupsWriteRequestData(http_.get(), reinterpret_cast<const char*>(bytes),
-                                                  count) == HTTP_STATUS_CONTINUE;
-          return taken ? nullptr : "the print system accepts no more data";
+          const bool accepted =
+              !is_abandoned_ &&
+              cupsWriteRequestData(http_.get(), reinterpret_cast<const char*>(bytes), count) ==
+                  HTTP_STATUS_CONTINUE;
+          return accepted ? nullptr : "the print system accepts no more data";
         },
         true);
     return true;
@@ -219,7 +220,7 @@ class QueueDestination final : public Destination {
 
 // Until when jobs are held by default, set for the queue or by the user for this queue; "" if they
 // are not.
-std::string usual_hold(const cups_dest_t& dest) {
+std::string default_hold(const cups_dest_t& dest) {
   const char* hold = cupsGetOption(kHoldOption, dest.num_options, dest.options);
   return hold == nullptr || std::strcmp(hold, "no-hold") == 0 ? "" : hold;
 }
@@ -244,16 +245,16 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
   if (!mark_all(ppd.get(), dest->name, given, choices, error)) {
     return nullptr;
   }
-  Choices in_force = marked_choices(ppd.get());
-  if (page_size_name(in_force.at("PageSize")).empty()) {
+  Choices effective = marked_choices(ppd.get());
+  if (page_size_name(effective.at("PageSize")).empty()) {
     error = "the queue " + std::string(dest->name) + " has no paper of this printer";
     return nullptr;
   }
-  if (!apply_cut(in_force, error)) {
+  if (!apply_cut(effective, error)) {
     return nullptr;
   }
-  return std::make_unique<QueueDestination>(dest->name, usual_hold(*dest), in_force,
-                                            job_choices(ppd.get(), given, in_force));
+  return std::make_unique<QueueDestination>(dest->name, default_hold(*dest), effective,
+                                            job_choices(ppd.get(), given, effective));
 }
 
 }  // namespace k905

@@ -33,13 +33,13 @@ std::string picture_name(const std::string& output, int number) {
 
 k905::Picture reduced(const k905::Picture& picture, std::uint32_t width,
                       k905::PixelDensity density) {
-  constexpr double tallest = 20000;
+  constexpr double max_height = 20000;
   const double pixel_shape =
       density.vertical_dpi == 0
           ? 1.0
           : static_cast<double>(density.horizontal_dpi) / density.vertical_dpi;
   const double shape = static_cast<double>(picture.height) / picture.width * pixel_shape;
-  const auto height = static_cast<std::uint32_t>(std::clamp(width * shape + 0.5, 1.0, tallest));
+  const auto height = static_cast<std::uint32_t>(std::clamp(width * shape + 0.5, 1.0, max_height));
   return scaled(picture, {width, height});
 }
 

@@ -9,10 +9,12 @@ namespace {
 constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 
 // How much an idle connection may accept at once, in seconds of its speed.
-constexpr double kBurst_s = 0.05;
+constexpr double kBurstS = 0.05;
 
 // If the sheet of an event was printed without it, the event applies to the next sheet.
-bool is_for(const PlannedEvent& event, int sheet) { return !event.sheet || *event.sheet <= sheet; }
+bool applies_to(const PlannedEvent& event, int sheet) {
+  return !event.sheet || *event.sheet <= sheet;
+}
 
 }  // namespace
 
@@ -25,11 +27,11 @@ void LineEvents::apply(LineEvent event) {
   }
 }
 
-std::size_t LineEvents::bytes_until_event(std::uint64_t inside, int sheet) const {
+std::size_t LineEvents::bytes_until_event(std::uint64_t sheet_bytes, int sheet) const {
   std::size_t limit = kNoLimit;
   for (const PlannedEvent& event : planned_) {
-    if (is_for(event, sheet) && event.byte && inside > 0 && inside < *event.byte) {
-      limit = std::min(limit, static_cast<std::size_t>(*event.byte - inside));
+    if (applies_to(event, sheet) && event.byte && sheet_bytes > 0 && sheet_bytes < *event.byte) {
+      limit = std::min(limit, static_cast<std::size_t>(*event.byte - sheet_bytes));
     }
   }
   return limit;
@@ -46,14 +48,15 @@ std::optional<PlannedEvent> LineEvents::take_first(IsDue is_due) {
   return event;
 }
 
-std::optional<PlannedEvent> LineEvents::take_due(std::uint64_t inside, int sheet) {
+std::optional<PlannedEvent> LineEvents::take_due(std::uint64_t sheet_bytes, int sheet) {
   return take_first([=](const PlannedEvent& event) {
-    return is_for(event, sheet) && event.byte && inside > 0 && inside >= *event.byte;
+    return applies_to(event, sheet) && event.byte && sheet_bytes > 0 && sheet_bytes >= *event.byte;
   });
 }
 
 std::optional<PlannedEvent> LineEvents::take_due_after(int sheet) {
-  return take_first([=](const PlannedEvent& event) { return is_for(event, sheet) && !event.byte; });
+  return take_first(
+      [=](const PlannedEvent& event) { return applies_to(event, sheet) && !event.byte; });
 }
 
 std::optional<LineEvent> LineEvents::take_disconnection() {
@@ -66,6 +69,6 @@ std::size_t LineEvents::budget(Clock::time_point now) {
   }
   const std::chrono::duration<double> passed = now - std::exchange(filled_, now);
   const auto speed = static_cast<double>(bytes_per_second_);
-  budget_ = std::min(budget_ + speed * passed.count(), std::max(1.0, speed * kBurst_s));
+  budget_ = std::min(budget_ + speed * passed.count(), std::max(1.0, speed * kBurstS));
   return budget_ < 1 ? 0 : static_cast<std::size_t>(budget_);
 }

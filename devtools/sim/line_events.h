@@ -39,12 +39,12 @@ class LineEvents {
   [[nodiscard]] bool holds() const { return holds_; }
 
   // The number of bytes that may be processed before the next check for events. `sheet` is the
-  // number of the current or next sheet, `inside` the number of its bytes so far.
-  [[nodiscard]] std::size_t bytes_until_event(std::uint64_t inside, int sheet) const;
+  // number of the current or next sheet, `sheet_bytes` the number of its bytes so far.
+  [[nodiscard]] std::size_t bytes_until_event(std::uint64_t sheet_bytes, int sheet) const;
 
-  // Returns the planned event if it is due, and removes it. `sheet` as above, `inside` after the
-  // bytes.
-  [[nodiscard]] std::optional<PlannedEvent> take_due(std::uint64_t inside, int sheet);
+  // Returns the planned event if it is due, and removes it. `sheet` as above, `sheet_bytes` after
+  // the bytes.
+  [[nodiscard]] std::optional<PlannedEvent> take_due(std::uint64_t sheet_bytes, int sheet);
   [[nodiscard]] std::optional<PlannedEvent> take_due_after(int sheet);
 
   // Returns the disconnection that the servers must perform now, and removes it.

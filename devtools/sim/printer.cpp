@@ -130,10 +130,10 @@ void Printer::print(const k905::Sheet& sheet) {
   ++state_.life;
   state_.matte += sheet.matte ? 1 : 0;
   ++printed_;
-  const std::string picture = picture_of(sheet);
+  const std::string image_text = save_image(sheet);
   write_state_file();
-  print_line("sheet " + std::to_string(printed_) + ": " + describe_sheet(sheet) + picture + ", " +
-             std::to_string(state_.remaining) + " left");
+  print_line("sheet " + std::to_string(printed_) + ": " + describe_sheet(sheet) + image_text +
+             ", " + std::to_string(state_.remaining) + " left");
 }
 
 int Printer::status(bool inside_sheet) const {
@@ -157,7 +157,7 @@ int Printer::free_buffers(bool inside_sheet) const {
   return std::max(0, state_.free_buffers - taken);
 }
 
-std::string Printer::picture_of(const k905::Sheet& sheet) {
+std::string Printer::save_image(const k905::Sheet& sheet) {
   if (options_.sheets.empty()) {
     return "";
   }

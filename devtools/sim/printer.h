@@ -72,7 +72,7 @@ class Printer {
   [[nodiscard]] int free_buffers(bool inside_sheet) const;
   void lose(const std::string& reason);
   void print(const k905::Sheet& sheet);
-  std::string picture_of(const k905::Sheet& sheet);
+  std::string save_image(const k905::Sheet& sheet);
   void read_state_file();
   void write_state_file() const;
 
