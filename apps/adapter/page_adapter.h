@@ -20,7 +20,7 @@ struct AdapterSettings {
 
 // Adapts the raster stream on descriptor `in` and writes it to the pipe `out`, until the stream
 // ends or the pipe is closed. A truncated stream is truncated for the filter too, which then
-// reports it. False, after a message, if the adapter has not enough memory.
+// reports it. False, after a message, if there is not enough memory.
 [[nodiscard]] bool adapt_pages(int in, int out, const AdapterSettings& settings);
 
 }  // namespace k905

@@ -26,7 +26,7 @@ constexpr milliseconds kLockPause{250};       // another process is finishing it
 constexpr milliseconds kLateStopPause{1000};  // for a stop request after the end of the stream
 
 // After a stop request: how long to wait for the outcome of a sent sheet, and for a printer that
-// takes no data inside a sheet. After that, the next process decides the outcome from the sheet's
+// accepts no data inside a sheet. After that, the next process decides the outcome from the sheet's
 // record.
 constexpr seconds kOutcomeAfterStop{25};
 constexpr seconds kStallAfterStop{600};
@@ -98,7 +98,7 @@ bool JobRunner::wait(Phase phase, const Obstacle& obstacle, milliseconds pause) 
   return may_still_come_out ? stop_.age() < kOutcomeAfterStop : !stop_.requested();
 }
 
-// A single question without an answer changes nothing.
+// A single question without an answer does not change the messages.
 void JobRunner::show(const Obstacle& obstacle) {
   if (obstacle.kind == Kind::kUnanswered) {
     return;
@@ -139,7 +139,7 @@ void JobRunner::show_first_state() {
 }
 
 // Reports the sheets that came out, for the page log. If the scheduler was stopped in the middle of
-// a sheet, nobody reads the report: the next process reports that sheet.
+// a sheet, the report cannot be written: the next process reports that sheet.
 void JobRunner::report_sheets() {
   if (record_.printed > record_.reported &&
       write_line("PAGE: ", std::to_string(record_.printed) + " " +

@@ -18,8 +18,8 @@ using Ppd = std::unique_ptr<ppd_file_t, PpdCloser>;
 // missing or the file cannot be parsed. `text`, if not null, receives the bytes of the file.
 [[nodiscard]] Ppd read_queue_ppd(http_t* http, const char* queue, std::string* text = nullptr);
 
-// The marked choice of an option; "" if none is marked. A marked page region is the choice of
-// PageSize.
+// The marked choice of an option; "" if none is marked. If a page region is marked instead of a
+// page size, it is the choice of PageSize.
 [[nodiscard]] std::string marked_choice(ppd_file_t& ppd, const std::string& keyword);
 
 // The default in the file, whether or not it is one of the choices.

@@ -22,5 +22,6 @@ inline void append_to_list(std::string& list, std::string_view item,
 // Such as "2026-11-22 10:05:00", in the local time zone.
 [[nodiscard]] std::string local_time(std::time_t time);
 
-// "sheet.png" as it is for 1, "sheet-2.png" for 2 and so on; also of a path.
+// The name or path with a number before its extension: "sheet.png" stays unchanged for 1 and
+// becomes "sheet-2.png" for 2.
 [[nodiscard]] std::string numbered_name(const std::string& name, std::size_t number);

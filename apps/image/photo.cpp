@@ -266,7 +266,7 @@ std::optional<Picture> Photo::pixels(const PixelArea& area, std::uint32_t width,
     vips_error_clear();  // warnings that did not stop the decoder
     if (orientation > 1 && orientation <= 8) {
       image = image.copy_memory();  // rotation needs all rows at once
-      malloc_trim(0);               // the rows of the decoder make room for the upright image
+      malloc_trim(0);               // frees the rows of the decoder
       image = image.copy();
       image.set(VIPS_META_ORIENTATION, orientation);
       image = image.autorot();

@@ -30,8 +30,8 @@ std::uint32_t at_least_one(std::int32_t pixels) {
 }
 
 // For each pixel of the image along one side, the pixel of the page that the filter samples for it.
-// The filter samples the nearest pixel, and computes it with exactly these operations: "- 0.5 +
-// 0.5" can change the last bit.
+// The filter samples the nearest pixel, and computes it with exactly these operations:
+// subtracting and adding 0.5 can change the last bit.
 std::vector<std::size_t> sampled_pixels(std::uint32_t page, std::uint32_t visible, bool mirrored) {
   std::vector<std::size_t> sampled(visible);
   const double step = 1 / (static_cast<double>(visible) / static_cast<double>(page));

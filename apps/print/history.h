@@ -1,4 +1,4 @@
-// Shows the ledger to users: the history, and reprints.
+// The history of the ledger as text, and reprints of its sheets.
 #pragma once
 
 #include <cstdint>

@@ -126,8 +126,8 @@ class Ledger {
                                                    const std::string& name) const;
   void set_file(const std::string& folder, const std::string& name, const KnownFile& file);
   void rename_file(const std::string& folder, const std::string& from, const std::string& to);
-  // The file was removed: another file under its name is a new order. Sheets that still wait are
-  // withdrawn.
+  // To be called when the file was removed: another file with its name is then a new order. Sheets
+  // that still wait are withdrawn.
   void forget_file(const std::string& folder, const std::string& name);
 
   // Orders. The file and its sheets are recorded together; `file` is null if it is not in the
@@ -165,9 +165,10 @@ class Ledger {
   [[nodiscard]] std::optional<SheetEntry> last_printed(const std::string& folder,
                                                        const std::string& name,
                                                        const Content& content) const;
-  // Of a folder, begun on this day of the local calendar; those that did not come out do not count.
+  // The number of the folder's sheets that were begun today, in the local time zone; sheets that
+  // did not come out do not count.
   [[nodiscard]] int sheets_today(const std::string& folder) const;
-  // The same of an event, on any day and of any folder.
+  // The same for an event, on any day and in any folder.
   [[nodiscard]] int sheets_of_event(const std::string& event) const;
   // Whether another job appended to the file of this unfinished sheet. The caller must hold the
   // lock of the file.

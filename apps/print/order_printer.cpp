@@ -53,6 +53,7 @@ bool OrderPrinter::finish(std::string& error) {
   for (const SheetPrinter::Page& page : std::exchange(pages_, {})) {
     on_printed_(page.name, place);
   }
+  // The last photo may have more sheets.
   orders_.erase(orders_.begin(), orders_.end() - 1);
   return true;
 }

@@ -15,7 +15,7 @@ namespace k905 {
 [[nodiscard]] FileStamp stamp_of(const struct stat& status);
 // Null with errno set if there is no such file.
 [[nodiscard]] std::optional<FileStamp> stamp_of_file(const std::string& path);
-// Equal except for the time that a rename or a change of permissions sets.
+// Whether the stamps differ at most in the time that a rename or a change of permissions sets.
 [[nodiscard]] bool has_same_bytes(const FileStamp& one, const FileStamp& other);
 
 enum class PhotoRead {

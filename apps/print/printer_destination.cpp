@@ -266,10 +266,10 @@ class PrinterDestination final : public Destination {
   Clock::time_point start_;                   // of the wait before or after a sheet
   std::optional<Clock::time_point> stopped_;  // when stop_requested() was seen inside a sheet
   std::string problem_;                       // the last reason for waiting
-  std::string shown_;                         // reason
+  std::string shown_;                         // the reason that was printed last
   bool was_connected_ = false;                // since begin()
   int printed_ = 0;                           // sheets since begin()
-  KnownPrinter printer_;                      // of the last sheet; before, that begin() found
+  KnownPrinter printer_;                      // of the last sheet; before it, the one of begin()
   bool is_in_doubt_ = false;
   int prints_left_ = -1;  // -1: not known
   std::unique_ptr<Destination> filter_;

@@ -80,7 +80,7 @@ class FolderPrinter {
     Clock::time_point when{};
     milliseconds delay = kFirstRetry;
     std::string problem;  // that was reported
-    // Since when it waits for another photo to share its sheet.
+    // The time since which it waits for another photo to share its sheet.
     std::optional<Clock::time_point> waiting_since;
   };
   void start() {
@@ -132,11 +132,11 @@ class FolderPrinter {
     return true;
   }
 
-  // Sheets that are left from an earlier run, or that another program ordered.
+  // Adds the photos of sheets that are left from an earlier run or that another program ordered.
   void add_orders() {
     for (const std::string& name : ledger_.names_waiting(folder_)) {
       const bool is_added = todo_.try_emplace(name).second;
-      // Another sheet of the photo that waits for one to share its sheet may have been ordered.
+      // A second copy of a photo can share the sheet with the first, which waits for another photo.
       if (is_added || ledger_.waiting(folder_, name).size() > 1) {
         retry_single_photos();
       }
@@ -218,8 +218,8 @@ class FolderPrinter {
     return names;
   }
 
-  // The same without files that are known and unchanged. The printer is not asked for them, and
-  // they leave the list while it is not ready.
+  // The same without files that are known and unchanged. These are removed from the list at once,
+  // whether or not the printer is ready.
   std::vector<std::string> due_to_read() {
     std::vector<std::string> names = due();
     std::erase_if(names, [this](const std::string& name) {
@@ -240,7 +240,7 @@ class FolderPrinter {
     return known.refused && !refused_names_.contains(name);
   }
 
-  // Another photo is there that may share its sheet.
+  // To be called when a photo is added that may share the sheet of one that waits.
   void retry_single_photos() {
     for (auto& [name, todo] : todo_) {
       if (todo.waiting_since) {
@@ -249,7 +249,7 @@ class FolderPrinter {
     }
   }
 
-  // Whether the photo that would leave half of its sheet empty waits for another one.
+  // Whether this photo, which would leave half of its sheet empty, waits for another one.
   bool waits_for_partner(const std::string& name) {
     const auto alone = todo_.find(name);
     if (!is_watching_ || alone == todo_.end()) {
@@ -273,7 +273,7 @@ class FolderPrinter {
     std::string error;
     bool continues = true;
     for (const std::string& name : due_to_read()) {
-      // A photo that waits for another day is not read again and again.
+      // When the limit is reached, photos are not even read.
       continues = printer_.is_within_limit(error);
       if (continues && !is_destination_ready()) {
         return;

@@ -17,8 +17,8 @@ bool exists(const std::string& path) {
   return stat(path.c_str(), &status) == 0;
 }
 
-// CUPS runs no program that another user than root owns or can write to, and none in such a folder:
-// the job then waits indefinitely.
+// CUPS does not run a program if a user other than root owns it or its folder, or can write to one
+// of them: the job then waits indefinitely.
 bool is_safe(const std::string& path, Findings& findings) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {

@@ -22,7 +22,7 @@ void refuse_while_printing(Scheduler& scheduler, const std::string& queue) {
   if (!state || !state->printing) {
     return;
   }
-  std::string which = "a job";  // of a class
+  std::string which = "a job";  // a job of a class is not in the list of the queue
   for (const QueueJob& job : scheduler.jobs(queue)) {
     if (job.state == IPP_JSTATE_PROCESSING) {
       which = "job " + std::to_string(job.id);
@@ -106,8 +106,9 @@ std::string choose_device(Scheduler& scheduler, const QueuePlan& plan, const std
   return device;
 }
 
-// The new address of a queue's printer, "" to keep the old one. Only other backends support a print
-// server that returns no replies, and a USB printer without a device file of the kernel.
+// The new address for a queue's printer on the backend k905; "" to keep the old one. Only other
+// backends support a print server that returns no replies, and a USB printer without a device file
+// of the kernel.
 std::string better_device(Scheduler& scheduler, const std::string& device, Findings& findings) {
   const std::vector<ConnectedDevice> connected = usb_devices(scheduler, device);
   const auto ours = k905_uri_of(device, connected);

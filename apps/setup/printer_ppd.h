@@ -11,10 +11,11 @@
 
 namespace k905 {
 
-// The model's file with these defaults and the usual ones for all other options.
+// The model's file with these defaults, and the standard defaults for all other options.
 [[nodiscard]] std::string installed_ppd(const ppd::Model& model, Choices defaults);
 
-// The mark in the file of a queue whose device address the user chose: an update keeps the address.
+// Adds a mark to the file of a queue whose device address the user chose, so that an update keeps
+// the address; checks for the mark.
 [[nodiscard]] std::string with_kept_device(const std::string& ppd);
 [[nodiscard]] bool has_kept_device(ppd_file_t& ppd);
 

@@ -87,7 +87,7 @@ void add_device(const char* device_class, const char* device_id, const char*, co
   }
 }
 
-// After a change.
+// Throws if the last request, a change, was refused.
 void require_success(const std::string& what) {
   if (is_refusal(cupsLastError())) {
     throw std::runtime_error("k905-setup must be run as root to make or change a queue: use sudo");

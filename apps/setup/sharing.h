@@ -13,9 +13,10 @@ namespace k905 {
 // Whether to share; null if it stays as it is.
 using Share = std::optional<bool>;
 
-// If `share` is true, makes the scheduler serve the local networks, before the queue or class
-// `name` is shared; returns when the scheduler has restarted and answers. Throws std::runtime_error
-// while a job is printing: after the restart it would start again from its first sheet.
+// If `share` is true and the scheduler does not serve the local networks yet, makes it do so,
+// before the queue or class `name` is shared; returns when the scheduler has restarted and answers.
+// Throws std::runtime_error while a job is printing: after the restart the job would start again
+// from its first sheet.
 void apply_sharing(Scheduler& scheduler, Share share, const std::string& name, Findings& findings);
 
 // Reports whether other computers see the queue, and how phones and other systems add it.

@@ -2,8 +2,8 @@
 //
 // Shared by k905-preview, k905-sim, the backend and the tests. Checks every block to the byte:
 // escape, group, name, length, the order Y, M, C, every field of the BMP header, the controls, and
-// that there are no other bytes between or after them. It shares no code with
-// the filter, so that it can check it independently.
+// that there are no other bytes between or after them. It shares no code with the filter, so that
+// it can check the filter independently.
 #pragma once
 
 #include <cstddef>

@@ -48,9 +48,9 @@ Samples samples_for(const Samples& color, const PageFormat& format, unsigned col
   }
 }
 
-// Whether a sample of few bits is set here: an 8 x 8 threshold pattern dithers grays; black and
-// white stay pure.
-bool dithered(unsigned sample, std::uint32_t x, std::uint32_t y) {
+// Whether a 1-bit sample is set at this position: an 8 x 8 threshold pattern dithers grays; black
+// and white stay pure.
+bool is_set_by_dithering(unsigned sample, std::uint32_t x, std::uint32_t y) {
   unsigned rank = 0;
   for (unsigned bit = 0; bit < 3; ++bit) {
     const unsigned column = x >> bit & 1;
@@ -67,7 +67,7 @@ void put_sample(std::vector<std::uint8_t>& line, std::size_t index, unsigned bit
     std::memcpy(line.data() + 2 * index, &wide, sizeof wide);
   } else if (bits == 8) {
     line[index] = static_cast<std::uint8_t>((sample + 128) / 257);
-  } else if (dithered(sample, x, y)) {
+  } else if (is_set_by_dithering(sample, x, y)) {
     line[index / 8] = static_cast<std::uint8_t>(line[index / 8] | 0x80U >> index % 8);
   }
 }

@@ -28,6 +28,6 @@ struct Fault {
 // Null for a name that is not one of: silent slow split cut long garbage busy.
 [[nodiscard]] std::optional<FaultKind> fault_named(const std::string& name);
 
-// The bytes of the answer `text` to `question`. `first` for the first question of a client.
+// The bytes of the answer `text` to `question`. `first`: it is the first question of a client.
 [[nodiscard]] std::vector<Piece> pieces_of_reply(const std::string& text, const Fault& fault,
                                                  const std::string& question, bool first);

@@ -123,7 +123,7 @@ void Printer::lose(const std::string& reason) {
   first_done_at_.reset();
 }
 
-// Reported last: image and state file are complete when the line appears.
+// The line is printed last, when the image and the state file are complete.
 void Printer::print(const k905::Sheet& sheet) {
   data_error_ = false;
   --state_.remaining;
@@ -174,7 +174,7 @@ std::string Printer::save_image(const k905::Sheet& sheet) {
   return ", " + path;
 }
 
-// A file that is being edited may be invalid for a moment: the state is kept.
+// A file that is being edited may be invalid for a moment; the state then stays unchanged.
 void Printer::read_state_file() {
   if (const auto problem = load_state(options_.state_file, state_)) {
     warn(*problem);

@@ -17,7 +17,7 @@ struct PrinterOptions {
   Fault fault;
   std::string sheets;                       // folder for images, "" for none
   bool canvas = false;                      // images with the margins outside the paper
-  std::chrono::milliseconds print_time{0};  // from a sheet's last byte to its counters
+  std::chrono::milliseconds print_time{0};  // from a sheet's last byte until it is counted
   // Sheets that are in the buffers when the printer stops are printed later; otherwise they are
   // lost.
   bool keeps_sheets = false;
@@ -37,7 +37,7 @@ class Printer {
   // Writes a line to standard output, after the reported action is complete.
   void print_line(const std::string& line) const;
 
-  // Null if the printer does not reply to this question. `inside_sheet`: during a sheet.
+  // Null if the printer does not reply to this question. `inside_sheet`: asked during a sheet.
   [[nodiscard]] std::optional<std::string> answer(const std::string& group, const std::string& name,
                                                   bool inside_sheet);
 

@@ -16,8 +16,8 @@
 // appended.
 [[nodiscard]] std::string update_state_text(const std::string& text, const PrinterState& state);
 
-// Reads the file, if it exists, into `state`. Null on success, otherwise the error. These two
-// functions do nothing for the path "".
+// Reads the file, if it exists, into `state`. Null on success, otherwise the error. load_state()
+// and save_state() do nothing if the path is "".
 [[nodiscard]] std::optional<std::string> load_state(const std::string& path, PrinterState& state);
 
 // Updates the file; readers see the old text or the new one, never a part.
