@@ -42,11 +42,11 @@ Columns scaled(std::size_t from, std::size_t to) {
 // Estimates of every complete block, with guard values after them.
 std::vector<float> estimated(const kernels::Table& table, const Columns& columns,
                              const std::uint8_t* row) {
-  constexpr float kGuard = -1234.5F;
+  constexpr float kUntouched = -1234.5F;
   const std::size_t blocks = columns.left.size() / kernels::ResizeLine::kBlockPixels;
-  std::vector<float> estimate(blocks * kernels::ResizeLine::kBlockFloats + 16, kGuard);
+  std::vector<float> estimate(blocks * kernels::ResizeLine::kBlockFloats + 16, kUntouched);
   table.resize_across(columns.view(), row, estimate.data());
-  for (std::size_t i = 0; i < 16; ++i) EXPECT_EQ(estimate[estimate.size() - 1 - i], kGuard);
+  for (std::size_t i = 0; i < 16; ++i) EXPECT_EQ(estimate[estimate.size() - 1 - i], kUntouched);
   estimate.resize(estimate.size() - 16);
   return estimate;
 }
@@ -168,11 +168,11 @@ struct SixteenthColumns {
 
 std::vector<std::uint16_t> sums_across(const kernels::Table& table, const SixteenthColumns& columns,
                                        const Bytes& row, std::size_t offset = 0) {
-  constexpr std::uint16_t kGuard = 0xA5A5;
+  constexpr std::uint16_t kUntouched = 0xA5A5;
   const SourceRow source(row, offset);
-  std::vector<std::uint16_t> sums(columns.left.size() * 3 + 16, kGuard);
+  std::vector<std::uint16_t> sums(columns.left.size() * 3 + 16, kUntouched);
   table.sixteenths_across(columns.view(), source.data(), sums.data());
-  for (std::size_t i = 0; i < 16; ++i) EXPECT_EQ(sums[sums.size() - 1 - i], kGuard);
+  for (std::size_t i = 0; i < 16; ++i) EXPECT_EQ(sums[sums.size() - 1 - i], kUntouched);
   sums.resize(sums.size() - 16);
   return sums;
 }
