@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   read_job_arguments(list.count(), list.values());
   read_paper_argument(list.count(), list.values());
   print_configuration_summary();
-  err.give_back();
+  err.restore();
   const std::string_view log = err.content();
   expect_plain_log(log, static_cast<std::size_t>(job.max_message));
   expect_valid_settings();

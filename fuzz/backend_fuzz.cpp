@@ -60,16 +60,16 @@ class FuzzedPrinter {
   explicit FuzzedPrinter(Input& input) : input_(input) {}
 
   int connect() {
-    pass(kCallTime);
+    advance(kCallTime);
     if (input_.byte() >= 200) {
       errno = ENODEV;
       return -1;
     }
-    dead_ = false;
+    disconnected_ = false;
     replies_.clear();
     dialogue_ = std::make_unique<Dialogue>(Dialogue::Handlers{
         [this](const std::string& group, const std::string& name) { answer(group, name); },
-        [this](k905::Sheet&& sheet) { take(sheet); },
+        [this](k905::Sheet&& sheet) { accept(sheet); },
         [this](const k905::StreamError&) {
           expect(hanging_up_, "whole sheets and questions are sent");
         }});
@@ -86,13 +86,13 @@ class FuzzedPrinter {
   }
 
   ssize_t write(const std::uint8_t* bytes, std::size_t count) {
-    pass(kCallTime);
+    advance(kCallTime);
     const Event event = event_of_write();
     if (event == Event::kLost || event == Event::kPowerCycle) {
       lose(event);
     }
-    if (dead_ || event == Event::kBusy) {
-      errno = dead_ ? EIO : EAGAIN;
+    if (disconnected_ || event == Event::kBusy) {
+      errno = disconnected_ ? EIO : EAGAIN;
       return -1;
     }
     const std::size_t taken =
@@ -102,9 +102,9 @@ class FuzzedPrinter {
   }
 
   ssize_t read(void* bytes, std::size_t count) {
-    pass(kCallTime);
-    if (dead_ || replies_.empty()) {
-      errno = dead_ ? EIO : EAGAIN;
+    advance(kCallTime);
+    if (disconnected_ || replies_.empty()) {
+      errno = disconnected_ ? EIO : EAGAIN;
       return -1;
     }
     const std::size_t taken = std::min(count, replies_.size());
@@ -114,18 +114,18 @@ class FuzzedPrinter {
   }
 
   int wait(short events, int timeout_ms) {
-    if (dead_ || events == POLLOUT || !replies_.empty()) {
-      pass(kCallTime);
+    if (disconnected_ || events == POLLOUT || !replies_.empty()) {
+      advance(kCallTime);
       return 1;
     }
-    pass(milliseconds(timeout_ms));
+    advance(milliseconds(timeout_ms));
     return 0;
   }
 
-  void pass(nanoseconds time) {
+  void advance(nanoseconds time) {
     now_ += time;
     if (pending_ && now_ >= printed_at_) {
-      come_out();
+      finish_sheet();
     }
     if (now_ >= kill_at_) {
       kill_at_ = kNever;
@@ -160,7 +160,7 @@ class FuzzedPrinter {
   }
 
   void lose(Event event) {
-    dead_ = true;
+    disconnected_ = true;
     if (event == Event::kPowerCycle) {
       pending_ = false;
       fault_left_ = 0;
@@ -225,15 +225,15 @@ class FuzzedPrinter {
                                      : "6x8";
   }
 
-  void take(const k905::Sheet& sheet) {
+  void accept(const k905::Sheet& sheet) {
     expect(!pending_, "a sheet is sent when the one before has come out");
     pending_ = true;
     pending_number_ = sheet.plane[0][0];
     printed_at_ = now_ + milliseconds(100) * input_.byte();
-    pass(nanoseconds(0));
+    advance(nanoseconds(0));
   }
 
-  void come_out() {
+  void finish_sheet() {
     pending_ = false;
     printed_.push_back(pending_number_);
   }
@@ -241,7 +241,7 @@ class FuzzedPrinter {
   Input& input_;
   std::unique_ptr<Dialogue> dialogue_;
   std::string replies_;
-  bool dead_ = false;
+  bool disconnected_ = false;
   bool hanging_up_ = false;
   bool serial_is_wrong_ = false;
   int silent_serials_ = 0;  // consecutive
@@ -270,7 +270,7 @@ int wait_for_request(pollfd* waits, nfds_t count, int timeout_ms) {
     waits[i].revents = 0;
   }
   const bool readable = count > 2 && waits[2].fd >= 0;
-  printer->pass(readable || timeout_ms == 0 ? kCallTime : nanoseconds(milliseconds(timeout_ms)));
+  printer->advance(readable || timeout_ms == 0 ? kCallTime : nanoseconds(milliseconds(timeout_ms)));
   if (readable) {
     waits[2].revents = POLLIN;
   }
@@ -362,7 +362,7 @@ std::optional<int> run_job(FuzzedPrinter& fuzzed, const std::string& folder, int
 }
 
 // An interruption some time after now. False for none.
-bool plan_interruption(Input& input, FuzzedPrinter& fuzzed) {
+bool schedule_interruption(Input& input, FuzzedPrinter& fuzzed) {
   const std::uint8_t byte = input.byte();
   if (byte % 2 == 0) {
     return false;
@@ -381,7 +381,7 @@ constexpr int kMostInterruptions = 4;
 // The exit status of the job after all interruptions.
 int run_to_the_end(Input& input, FuzzedPrinter& fuzzed, const std::string& folder,
                    const std::string& stream) {
-  for (int i = 0; i < kMostInterruptions && plan_interruption(input, fuzzed); ++i) {
+  for (int i = 0; i < kMostInterruptions && schedule_interruption(input, fuzzed); ++i) {
     const std::optional<int> status = run_job(fuzzed, folder, kJob, stream);
     stop_at = kNever;
     fuzzed.kill_at(kNever);
@@ -484,7 +484,7 @@ int __wrap_nanosleep(const timespec* time, timespec* left) {
   if (printer == nullptr) {
     return __real_nanosleep(time, left);
   }
-  printer->pass(seconds(time->tv_sec) + nanoseconds(time->tv_nsec));
+  printer->advance(seconds(time->tv_sec) + nanoseconds(time->tv_nsec));
   return 0;
 }
 

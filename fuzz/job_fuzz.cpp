@@ -43,7 +43,7 @@ extern "C" const char* __asan_default_options() {
 namespace {
 long allocations_to_failure = 0;
 
-bool refused() { return allocations_to_failure > 0 && --allocations_to_failure == 0; }
+bool allocation_fails() { return allocations_to_failure > 0 && --allocations_to_failure == 0; }
 }  // namespace
 
 // The filter's own allocations are intercepted here first.
@@ -56,12 +56,12 @@ void* __wrap_malloc(std::size_t size);
 void* __wrap_calloc(std::size_t count, std::size_t size);
 void* __wrap_realloc(void* block, std::size_t size);
 
-void* __wrap_malloc(std::size_t size) { return refused() ? nullptr : __real_malloc(size); }
+void* __wrap_malloc(std::size_t size) { return allocation_fails() ? nullptr : __real_malloc(size); }
 void* __wrap_calloc(std::size_t count, std::size_t size) {
-  return refused() ? nullptr : __real_calloc(count, size);
+  return allocation_fails() ? nullptr : __real_calloc(count, size);
 }
 void* __wrap_realloc(void* block, std::size_t size) {
-  return refused() ? nullptr : __real_realloc(block, size);
+  return allocation_fails() ? nullptr : __real_realloc(block, size);
 }
 
 }  // extern "C"
@@ -120,16 +120,16 @@ std::string value(Input& input) {
                          : one_of(input, kValues);
 }
 
-struct Setting {
+struct JobSettings {
   std::vector<std::string> arguments{"K905", "1", "me", "title", "1", ""};
-  std::vector<std::pair<const char*, std::string>> of_queue;
+  std::vector<std::pair<const char*, std::string>> queue_defaults;
   const char* ribbon = nullptr;
   std::size_t line_limit = 0;
   long failing_allocation = 0;  // counted from 1; 0: memory is never short
 };
 
-void add_setting(Input& input, Setting& setting) {
-  std::vector<std::string>& arguments = setting.arguments;
+void add_setting(Input& input, JobSettings& settings) {
+  std::vector<std::string>& arguments = settings.arguments;
   const std::uint8_t kind = input.byte();
   if (kind % 5 == 0) {
     arguments.emplace_back(one_of(input, kFlags));
@@ -145,29 +145,29 @@ void add_setting(Input& input, Setting& setting) {
     if (kind % 5 == 2) {
       arguments.push_back(std::string(keyword) + "=" + choice);
     } else {
-      setting.of_queue.emplace_back(keyword, choice);
+      settings.queue_defaults.emplace_back(keyword, choice);
     }
   }
 }
 
-Setting setting_of(Input& input) {
-  Setting setting;
-  const std::uint8_t around = input.byte();
-  if ((around & 1) != 0) setting.ribbon = "6x8";
-  if ((around & 2) != 0) setting.line_limit = 20 + 10 * std::size_t{input.byte()};
-  if ((around & 4) != 0) setting.arguments[3] = text(input);
-  if ((around & 8) != 0) setting.arguments[5] = "ICCProfile=" + text(input);
-  if ((around & 16) != 0) setting.arguments.insert(setting.arguments.end(), {"--copies", "2"});
-  if ((around & 32) != 0) setting.failing_allocation = 1 + input.byte() % 64;
+JobSettings settings_of(Input& input) {
+  JobSettings settings;
+  const std::uint8_t selection = input.byte();
+  if ((selection & 1) != 0) settings.ribbon = "6x8";
+  if ((selection & 2) != 0) settings.line_limit = 20 + 10 * std::size_t{input.byte()};
+  if ((selection & 4) != 0) settings.arguments[3] = text(input);
+  if ((selection & 8) != 0) settings.arguments[5] = "ICCProfile=" + text(input);
+  if ((selection & 16) != 0) settings.arguments.insert(settings.arguments.end(), {"--copies", "2"});
+  if ((selection & 32) != 0) settings.failing_allocation = 1 + input.byte() % 64;
   for (std::size_t count = input.byte() % 5; count > 0; --count) {
-    add_setting(input, setting);
+    add_setting(input, settings);
   }
-  return setting;
+  return settings;
 }
 
 // The steps of main() before the job.
-void start_up(Setting setting) {
-  std::vector<std::string>& arguments = setting.arguments;
+void start_up(JobSettings settings) {
+  std::vector<std::string>& arguments = settings.arguments;
   std::vector<char*> argv;
   argv.reserve(arguments.size());
   for (std::string& argument : arguments) argv.push_back(argument.data());
@@ -175,7 +175,7 @@ void start_up(Setting setting) {
   log_start(argc, argv.data());
   take_ribbon_from_environment();
   read_ppd_defaults();
-  for (const auto& [keyword, choice] : setting.of_queue) {
+  for (const auto& [keyword, choice] : settings.queue_defaults) {
     apply_option(OptionSource::ppd, keyword, choice.c_str());
   }
   read_job_arguments(argc, argv.data());
@@ -193,7 +193,7 @@ struct Format {
   unsigned bits;
 };
 constexpr Format kFormats[] = {{3, 8}, {4, 8}, {1, 8}, {1, 1}, {3, 16}, {3, 8}, {4, 16}, {1, 16}};
-constexpr std::uint32_t kOddNumbers[] = {
+constexpr std::uint32_t kUnusualNumbers[] = {
     0,         1,          2,          3,          7,          8,         64,
     300,       600,        1200,       1920,       0x7FFF,     0x10000,   0x100000,
     0x1000000, 0x20000000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFF00};
@@ -228,7 +228,7 @@ cups_page_header2_t consistent_header(Input& input) {
 }
 
 // Sets a number of the header, or puts text into one of its strings.
-void lie(Input& input, std::string& header) {
+void corrupt_field(Input& input, std::string& header) {
   constexpr std::size_t kFirstNumber = offsetof(cups_page_header2_t, AdvanceDistance);
   constexpr std::size_t kAfterNumbers = offsetof(cups_page_header2_t, cupsString);
   const std::uint8_t kind = input.byte();
@@ -240,7 +240,7 @@ void lie(Input& input, std::string& header) {
   }
   const std::size_t at = kFirstNumber + 4 * (input.byte() % ((kAfterNumbers - kFirstNumber) / 4));
   const std::uint32_t number =
-      kind % 8 == 1 ? input.value<std::uint32_t>() : one_of(input, kOddNumbers);
+      kind % 8 == 1 ? input.value<std::uint32_t>() : one_of(input, kUnusualNumbers);
   std::memcpy(header.data() + at, &number, sizeof number);
 }
 
@@ -258,7 +258,7 @@ std::string page_of(Input& input, RasterKind kind) {
   std::string bytes =
       kind == RasterKind::kCompressed ? raster_stream({page}, kind).substr(4) : raw_page(page);
   std::string header = bytes.substr(0, sizeof page.header);
-  for (std::size_t count = input.byte() % 4; count > 0; --count) lie(input, header);
+  for (std::size_t count = input.byte() % 4; count > 0; --count) corrupt_field(input, header);
   return header + bytes.substr(header.size());
 }
 
@@ -313,31 +313,31 @@ std::size_t expect_complete_sheets(std::string_view output) {
 }
 
 // The checksum of the output for the printer.
-std::uint64_t run_and_check(const Setting& setting, std::string_view stream) {
-  const SettingsGuard settings;
-  const std::string limit = std::to_string(setting.line_limit);
+std::uint64_t run_and_check(const JobSettings& settings, std::string_view stream) {
+  const SettingsGuard settings_guard;
+  const std::string limit = std::to_string(settings.line_limit);
   const EnvironmentGuard ppd("PPD", "/nonexistent/queue.ppd");
-  const EnvironmentGuard ribbon("K905_RIBBON", setting.ribbon);
+  const EnvironmentGuard ribbon("K905_RIBBON", settings.ribbon);
   const EnvironmentGuard message("CUPS_MAX_MESSAGE",
-                                 setting.line_limit != 0 ? limit.c_str() : nullptr);
+                                 settings.line_limit != 0 ? limit.c_str() : nullptr);
   LentStream in(STDIN_FILENO, stream);
   LentStream out(STDOUT_FILENO);
   LentStream err(STDERR_FILENO);
   const int free_before = lowest_free_descriptor();
-  start_up(setting);
-  allocations_to_failure = setting.failing_allocation;
+  start_up(settings);
+  allocations_to_failure = settings.failing_allocation;
   const int status = run_raster_job();
   allocations_to_failure = 0;
   const int free_after = lowest_free_descriptor();
-  for (LentStream* lent : {&in, &out, &err}) lent->give_back();
+  for (LentStream* lent : {&in, &out, &err}) lent->restore();
 
   const std::string_view output = out.content();
   const std::string_view log = err.content();
   expect(free_before == free_after, "every file is closed again");
   expect(status == 0 || (status == 1 && output.empty()), "status 1 is for what cannot be opened");
-  expect_plain_log(log, setting.line_limit);
+  expect_plain_log(log, settings.line_limit);
   const std::size_t sheets = expect_complete_sheets(output);
-  expect(setting.line_limit != 0 || count_of(log, "K905-1: ===== PRINT CALL #") == sheets,
+  expect(settings.line_limit != 0 || count_of(log, "K905-1: ===== PRINT CALL #") == sheets,
          "the log reports every sheet");
   return std::hash<std::string_view>()(output);
 }
@@ -347,12 +347,12 @@ std::uint64_t run_and_check(const Setting& setting, std::string_view stream) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   const std::uint8_t kind = input.byte();
-  const Setting setting = setting_of(input);
+  const JobSettings settings = settings_of(input);
   const std::string stream = kind % 4 == 0 ? input.rest() : stream_of_recipe(input);
-  const std::uint64_t printed = run_and_check(setting, stream);
+  const std::uint64_t printed = run_and_check(settings, stream);
   // No state of a job affects the next, and no pixel is from uninitialized memory.
   if (kind % 16 == 1) {
-    expect(run_and_check(setting, stream) == printed, "the same job prints the same");
+    expect(run_and_check(settings, stream) == printed, "the same job prints the same");
   }
   return 0;
 }

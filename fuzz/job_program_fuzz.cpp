@@ -93,7 +93,7 @@ void expect_choices_of_the_queue(const std::string& copy) {
   }
 }
 
-void choose(const std::string& options) {
+void check_options(const std::string& options) {
   static const std::string queue = ppd::ppd_text(ppd::models.front(), "1");
   const std::string copy = job_copy(queue, options);
   if (copy.empty()) return;  // a paper that the printer does not have
@@ -102,7 +102,7 @@ void choose(const std::string& options) {
   expect(job_copy(copy, "") == copy, "a copy of the copy is the copy");
 }
 
-void choose_of_any_file(const std::string& input) {
+void check_options_and_ppd(const std::string& input) {
   // Options end at a NUL as every argument does.
   const std::size_t end = std::min(input.find('\0'), input.size());
   const std::string ppd = input.substr(std::min(end + 1, input.size()));
@@ -136,7 +136,7 @@ std::string log_with_own_lines(const std::string& log) {
   return text;
 }
 
-void relay(const std::string& input) {
+void check_log(const std::string& input) {
   const std::size_t piece =
       1 + (input.empty() ? 0 : static_cast<unsigned char>(input.front()) * std::size_t{16});
   const std::string log = input.substr(std::min<std::size_t>(1, input.size()));
@@ -169,13 +169,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string input(data + 1, data + size);
   switch (data[0]) {
     case 'o':
-      choose(input.substr(0, input.find('\0')));
+      check_options(input.substr(0, input.find('\0')));
       break;
     case 'p':
-      choose_of_any_file(input);
+      check_options_and_ppd(input);
       break;
     default:
-      relay(input);
+      check_log(input);
   }
   return 0;
 }

@@ -14,12 +14,12 @@ class LentStream {
   // Opens a file with `content`, positioned at its first byte, as `descriptor`.
   explicit LentStream(int descriptor, std::string_view content = {})
       : descriptor_(descriptor),
-        lender_(fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)),
+        saved_(fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)),
         file_(memfd_create("stream", MFD_CLOEXEC)) {
     if (file_ < 0 || !fill(content) || dup2(file_, descriptor_) < 0) std::abort();
   }
   ~LentStream() {
-    give_back();
+    restore();
     close(file_);
     if (view_size_ > 0) munmap(view_, view_size_);
   }
@@ -27,11 +27,11 @@ class LentStream {
   LentStream& operator=(const LentStream&) = delete;
 
   // Restores the descriptor; the file can still be read.
-  void give_back() {
-    if (lender_ < 0) return;
-    dup2(lender_, descriptor_);
-    close(lender_);
-    lender_ = -1;
+  void restore() {
+    if (saved_ < 0) return;
+    dup2(saved_, descriptor_);
+    close(saved_);
+    saved_ = -1;
   }
 
   // The content of the file, valid as long as the object. To be called once.
@@ -50,7 +50,7 @@ class LentStream {
   }
 
   int descriptor_;
-  int lender_;
+  int saved_;
   int file_;
   void* view_ = nullptr;
   std::size_t view_size_ = 0;

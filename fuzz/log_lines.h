@@ -25,9 +25,9 @@ inline bool is_own_report(std::string_view line) {
 }
 
 inline bool is_cups_command(std::string_view line) {
-  return !is_own_report(line) && std::ranges::any_of(kCupsCommands, [line](std::string_view order) {
-    return line.starts_with(order);
-  });
+  return !is_own_report(line) &&
+         std::ranges::any_of(
+             kCupsCommands, [line](std::string_view command) { return line.starts_with(command); });
 }
 
 // Complete lines that CUPS does not interpret, none longer than `limit` with its newline (0: any

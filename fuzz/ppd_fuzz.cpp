@@ -68,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   LentStream err(STDERR_FILENO);
   read_ppd_defaults();
   print_configuration_summary();
-  err.give_back();
+  err.restore();
   const std::string_view log = err.content();
   expect_plain_log(log);
   expect_valid_settings();

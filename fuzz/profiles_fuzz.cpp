@@ -34,10 +34,10 @@ extern "C" const char* __asan_default_options() {
 
 namespace {
 
-// ---- names ----
+// ---- check_name ----
 
 // The file of a name, found by a separate implementation.
-std::string found_by_hand(const std::string& name, const std::set<std::string>& files) {
+std::string expected_path(const std::string& name, const std::set<std::string>& files) {
   if (name.empty()) return "";
   if (name[0] == '/' && files.contains(name)) return name;
   for (const char* folder : icc_profile_folders) {
@@ -57,7 +57,7 @@ std::string marked_name(const std::string& value) {
   return value.substr(begin + mark.size(), end - begin - mark.size());
 }
 
-std::string name_by_hand(const std::string& value) {
+std::string expected_name(const std::string& value) {
   for (const IccChoice& row : icc_choice_to_filename) {
     if (row.choice != nullptr && value == row.choice) return row.file_name;
   }
@@ -65,14 +65,14 @@ std::string name_by_hand(const std::string& value) {
 }
 
 // A name, and the folders with files of this name, or of a similar one.
-void names(Input& input) {
+void check_name(Input& input) {
   const std::string value = input.until('\0');
   std::set<std::string> files;
   while (!input.empty()) {
     const std::uint8_t kind = input.byte();
     const std::string more = kind % 16 == 15 ? input.until('\0') : "";
     const std::string path = (kind % 8 < 6 ? icc_profile_folders[kind % 8] : "") +
-                             (kind % 16 < 8 ? name_by_hand(value) : value) + more +
+                             (kind % 16 < 8 ? expected_name(value) : value) + more +
                              icc_profile_extensions[kind / 16 % 3];
     if (path.size() < PATH_MAX) files.insert(path);  // no system has longer ones
   }
@@ -86,17 +86,17 @@ void names(Input& input) {
   std::array<char, 512> of_value{"as before"};
   const int name_found = find_icc_profile(name.get(), of_name);
   const int value_found = find_icc_profile(value.c_str(), of_value);
-  err.give_back();
+  err.restore();
 
-  expect(name_by_hand(value) == (name != nullptr ? name.get() : ""), "the name of a value");
+  expect(expected_name(value) == (name != nullptr ? name.get() : ""), "the name of a value");
   const auto expect_found = [&](int found, const std::array<char, 512>& path,
                                 const std::string& of) {
-    const std::string wanted = found_by_hand(of, files);
+    const std::string wanted = expected_path(of, files);
     expect(found == (wanted.empty() ? 0 : 1), "a file is found where there is one");
     expect(path.data() == (wanted.empty() ? "as before" : wanted.substr(0, path.size() - 1)),
            "the path of the first file that is there");
   };
-  expect_found(name_found, of_name, name_by_hand(value));
+  expect_found(name_found, of_name, expected_name(value));
   expect_found(value_found, of_value, value);
   expect_plain_log(err.content());
 }
@@ -120,7 +120,7 @@ Rows rows_of(Input& input) {
 }
 
 // Valid profiles, and small files that the input makes from them.
-const std::vector<std::string>& right_profiles() {
+const std::vector<std::string>& valid_profiles() {
   static const std::vector<std::string> profiles = {wide_rgb_profile(), gray_profile(),
                                                     lab_profile(), hollow_rgb_profile(),
                                                     cmyk_table_profile()};
@@ -130,7 +130,7 @@ const std::vector<std::string>& right_profiles() {
 // Arbitrary bytes, or a valid profile with some bytes changed.
 std::string profile_bytes(Input& input, bool damaged_one) {
   if (!damaged_one) return input.rest();
-  std::string bytes = right_profiles()[input.byte() % right_profiles().size()];
+  std::string bytes = valid_profiles()[input.byte() % valid_profiles().size()];
   for (std::size_t changes = input.byte() % 16; changes > 0; --changes) {
     // The most significant bytes are at the beginning: header and list of tags.
     const bool anywhere = input.byte() % 4 == 0;
@@ -172,22 +172,22 @@ reference::Image image_of(const Rows& rows) {
   return image;
 }
 
-void files(Input& input, std::uint8_t kind) {
+void check_file(Input& input, std::uint8_t kind) {
   constexpr const char* kIntents[] = {"Perceptual", "Relative", "Saturation", "Absolute"};
   const std::string intent = kIntents[kind / 4 % 4];
   const bool as_source = kind / 16 % 2 == 1;
   Rows rows = rows_of(input);
   const std::string bytes = profile_bytes(input, kind / 32 % 2 == 1);
   const MemoryFile malformed(bytes.data(), bytes.size());
-  const MemoryFile right(right_profiles()[0].data(), right_profiles()[0].size());
+  const MemoryFile valid(valid_profiles()[0].data(), valid_profiles()[0].size());
 
   const ReferenceJob job;
   reference::PlainFilter plain(job);
   plain.settings.icc_enabled = true;
   plain.settings.icc_name = "printer";
   plain.settings.icc_intent = intent;
-  plain.settings.color_base_path = as_source ? malformed.path() : right.path();
-  plain.settings.icc_path = as_source ? right.path() : malformed.path();
+  plain.settings.color_base_path = as_source ? malformed.path() : valid.path();
+  plain.settings.icc_path = as_source ? valid.path() : malformed.path();
   reference::Image image = image_of(rows);
   plain.convert_icc(image);
 
@@ -204,8 +204,8 @@ void files(Input& input, std::uint8_t kind) {
   convert(options, icc, rows);
   LentStream second_err(STDERR_FILENO);
   convert(options, icc, again);
-  second_err.give_back();
-  err.give_back();
+  second_err.restore();
+  err.restore();
 
   std::string wanted;
   for (const std::string& line : plain.log) wanted += line + "\n";
@@ -223,9 +223,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Input input(data, size);
   const std::uint8_t kind = input.byte();
   if (kind % 4 == 0) {
-    names(input);
+    check_name(input);
   } else {
-    files(input, kind);
+    check_file(input, kind);
   }
   return 0;
 }

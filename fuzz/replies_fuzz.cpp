@@ -40,19 +40,20 @@ struct Event {
 };
 
 // The result of a write: a count (less than given, or 0), or an errno.
-struct WriteAnswer {
+struct WriteResult {
   std::size_t most = kBlockSize;
   int error = 0;
 };
 
 struct Conversation {
   std::deque<Event> events;
-  std::deque<WriteAnswer> writes;
+  std::deque<WriteResult> writes;
 };
 
-// The printer, while it is asked.
+// The conversation that the wrapped system calls use (null outside a query), and the bytes of the
+// questions.
 Conversation* printer = nullptr;
-std::string asked;
+std::string questions;
 
 Event next_event(Conversation& conversation) {
   if (conversation.events.empty()) return {};
@@ -61,15 +62,15 @@ Event next_event(Conversation& conversation) {
   return event;
 }
 
-WriteAnswer next_write(Conversation& conversation) {
+WriteResult next_write(Conversation& conversation) {
   if (conversation.writes.empty()) return {};
-  const WriteAnswer answer = conversation.writes.front();
+  const WriteResult answer = conversation.writes.front();
   conversation.writes.pop_front();
   return answer;
 }
 
-// Returns at most `most` bytes, and stores the rest for the next read.
-std::string taken(Conversation& conversation, std::string piece, std::size_t most) {
+// Returns at most `most` bytes of `piece`, and stores the rest for the next read.
+std::string take_piece(Conversation& conversation, std::string piece, std::size_t most) {
   if (piece.size() > most) {
     conversation.events.push_front({Event::Kind::kPiece, piece.substr(most)});
     piece.resize(most);
@@ -77,7 +78,7 @@ std::string taken(Conversation& conversation, std::string piece, std::size_t mos
   return piece;
 }
 
-// ---- the recipe ----
+// ---- the conversation that the input describes ----
 
 Event event_of(Input& input) {
   using Kind = Event::Kind;
@@ -102,8 +103,8 @@ Conversation conversation_of(Input& input) {
   for (std::size_t count = input.byte() % 16; count > 0; --count) {
     const std::uint8_t kind = input.byte();
     constexpr int kErrors[] = {EINTR, EIO, EAGAIN, EPIPE};
-    conversation.writes.push_back(kind % 2 == 0 ? WriteAnswer{kind / 2 % (kBlockSize + 1), 0}
-                                                : WriteAnswer{0, kErrors[kind / 2 % 4]});
+    conversation.writes.push_back(kind % 2 == 0 ? WriteResult{kind / 2 % (kBlockSize + 1), 0}
+                                                : WriteResult{0, kErrors[kind / 2 % 4]});
   }
   while (!input.empty()) {
     Event event = event_of(input);
@@ -194,7 +195,7 @@ class PlainQuery {
 
   bool question_is_written() {
     for (std::size_t done = 0; done < kBlockSize;) {
-      const WriteAnswer answer = next_write(conversation_);
+      const WriteResult answer = next_write(conversation_);
       if (answer.error == EINTR) continue;
       if (answer.error != 0) {
         log_ += std::string("K905-1: write error: ") + std::strerror(answer.error) + "\n";
@@ -218,7 +219,7 @@ class PlainQuery {
       if (event.kind == Kind::kWaitFails || event.kind == Kind::kReadFails) return {};
       if (event.kind == Kind::kSilence || event.kind == Kind::kEnd) break;
       if (event.kind != Kind::kPiece) continue;
-      bytes += taken(conversation_, event.piece, size - 1 - bytes.size());
+      bytes += take_piece(conversation_, event.piece, size - 1 - bytes.size());
       if (bytes.back() == '\r' || bytes.back() == '\n') break;
     }
     std::string text = bytes.substr(0, bytes.find('\0'));
@@ -275,7 +276,7 @@ ssize_t __wrap_read(int descriptor, void* bytes, std::size_t count) {
   const Event event = next_event(*printer);
   switch (event.kind) {
     case Event::Kind::kPiece: {
-      const std::string piece = taken(*printer, event.piece, count);
+      const std::string piece = take_piece(*printer, event.piece, count);
       std::memcpy(bytes, piece.data(), piece.size());
       return static_cast<ssize_t>(piece.size());
     }
@@ -289,13 +290,13 @@ ssize_t __wrap_read(int descriptor, void* bytes, std::size_t count) {
 
 ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {
   if (!is_the_printer(descriptor)) return __real_write(descriptor, bytes, count);
-  const WriteAnswer answer = next_write(*printer);
+  const WriteResult answer = next_write(*printer);
   if (answer.error != 0) {
     errno = answer.error;
     return -1;
   }
   const std::size_t most = std::min(count, answer.most);
-  asked.append(static_cast<const char*>(bytes), most);
+  questions.append(static_cast<const char*>(bytes), most);
   return static_cast<ssize_t>(most);
 }
 
@@ -304,24 +305,25 @@ ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   Conversation conversation = conversation_of(input);
-  const bool reads_everything = conversation.writes.empty();
+  const bool accepts_all_writes = conversation.writes.empty();
   PlainQuery plain(conversation);
   const std::string report = plain.report();
 
-  asked.clear();
+  questions.clear();
   LentStream out(STDOUT_FILENO);
   LentStream err(STDERR_FILENO);
   printer = &conversation;
   const int status = query_printer_info("/dev/null");
   printer = nullptr;
-  out.give_back();
-  err.give_back();
+  out.restore();
+  err.restore();
 
   expect(status == 0, "there is a report for any replies");
   expect(out.content() == report, "the report equals that of the plain parser");
   expect(err.content() == "K905-1: query printer info from /dev/null\n" + plain.log(),
-         "the log reports what could not be asked");
-  expect(!reads_everything || asked.size() == 13 * kBlockSize || asked.size() == 14 * kBlockSize,
-         "every question is asked, in whole blocks");
+         "the log reports the failed writes");
+  expect(!accepts_all_writes || questions.size() == 13 * kBlockSize ||
+             questions.size() == 14 * kBlockSize,
+         "every question is sent, in complete blocks");
   return 0;
 }

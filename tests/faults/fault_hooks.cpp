@@ -16,11 +16,11 @@ FaultCounts counts;
 bool armed = false;
 
 // The blocks that the core has allocated. A job has only a few at a time.
-std::array<void*, 4096> held{};
+std::array<void*, 4096> allocated{};
 
 void* remember(void* block) {
   if (armed && block != nullptr) {
-    *std::find(held.begin(), held.end(), nullptr) = block;
+    *std::find(allocated.begin(), allocated.end(), nullptr) = block;
     ++counts.still_allocated;
   }
   return block;
@@ -30,8 +30,8 @@ void* remember(void* block) {
 // are not counted.
 void forget(void* block) {
   if (armed && block != nullptr) {
-    const auto found = std::find(held.begin(), held.end(), block);
-    if (found != held.end()) {
+    const auto found = std::find(allocated.begin(), allocated.end(), block);
+    if (found != allocated.end()) {
       *found = nullptr;
       --counts.still_allocated;
     } else {
@@ -40,7 +40,7 @@ void forget(void* block) {
   }
 }
 
-bool refused() {
+bool allocation_fails() {
   if (!armed) {
     return false;
   }
@@ -71,7 +71,7 @@ std::size_t limited(std::size_t count, std::size_t most) {
 void arm_faults(const Faults& faults) {
   plan = faults;
   counts = {};
-  held.fill(nullptr);
+  allocated.fill(nullptr);
   armed = true;
 }
 
@@ -105,15 +105,15 @@ int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout);
 int __wrap_ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout, const sigset_t* mask);
 
 void* __wrap_malloc(std::size_t size) {
-  return refused() ? nullptr : remember(__real_malloc(size));
+  return allocation_fails() ? nullptr : remember(__real_malloc(size));
 }
 
 void* __wrap_calloc(std::size_t count, std::size_t size) {
-  return refused() ? nullptr : remember(__real_calloc(count, size));
+  return allocation_fails() ? nullptr : remember(__real_calloc(count, size));
 }
 
 void* __wrap_realloc(void* block, std::size_t size) {
-  if (refused()) {
+  if (allocation_fails()) {
     return nullptr;
   }
   forget(block);
@@ -121,11 +121,11 @@ void* __wrap_realloc(void* block, std::size_t size) {
 }
 
 void* __wrap_aligned_alloc(std::size_t alignment, std::size_t size) {
-  return refused() ? nullptr : remember(__real_aligned_alloc(alignment, size));
+  return allocation_fails() ? nullptr : remember(__real_aligned_alloc(alignment, size));
 }
 
 int __wrap_posix_memalign(void** place, std::size_t alignment, std::size_t size) {
-  if (refused()) {
+  if (allocation_fails()) {
     return ENOMEM;
   }
   const int result = __real_posix_memalign(place, alignment, size);

@@ -67,7 +67,7 @@ std::vector<long> calls_to_fail(long calls, long most) {
   return chosen;
 }
 
-std::vector<std::string> whole_sheets(const std::string& stream) {
+std::vector<std::string> complete_sheets(const std::string& stream) {
   const k905::ParsedStream parsed = k905::parse_printer_stream(
       reinterpret_cast<const std::uint8_t*>(stream.data()), stream.size());
   EXPECT_FALSE(parsed.error.has_value()) << "incomplete at byte " << parsed.error->offset;

@@ -32,4 +32,4 @@ struct FaultedProgram {
 [[nodiscard]] std::vector<long> calls_to_fail(long calls, long most);
 
 // The bytes of each sheet of a printer stream. Fails the test if the stream has any other bytes.
-[[nodiscard]] std::vector<std::string> whole_sheets(const std::string& stream);
+[[nodiscard]] std::vector<std::string> complete_sheets(const std::string& stream);

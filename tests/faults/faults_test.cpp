@@ -26,7 +26,7 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::UnorderedElementsAre;
 
-constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
+constexpr char kMissingPpd[] = "/nonexistent/queue.ppd";
 
 RasterPage small_page(unsigned seed, unsigned colors = 3) {
   std::mt19937 random(seed);
@@ -38,13 +38,13 @@ RasterPage small_page(unsigned seed, unsigned colors = 3) {
 ReferenceJob job_of(const std::vector<RasterPage>& pages) {
   ReferenceJob job;
   job.arguments = {"K905", "1", "me", "t", "1", ""};
-  job.ppd_path = kPathNowhere;
+  job.ppd_path = kMissingPpd;
   job.input = raster_stream(pages);
   return job;
 }
 
 FaultRun run_job(const ReferenceJob& job, const Faults& faults) {
-  const EnvironmentGuard ppd("PPD", kPathNowhere);
+  const EnvironmentGuard ppd("PPD", kMissingPpd);
   const EnvironmentGuard ribbon("K905_RIBBON", job.ribbon.empty() ? nullptr : job.ribbon.c_str());
   return run_with_faults(job.input, job.arguments, faults);
 }
@@ -109,7 +109,7 @@ class Shortages {
   explicit Shortages(ReferenceJob job) : job_(std::move(job)), undisturbed_(reference_run(job_)) {}
 
   // The failures that are visible in the log, by their lines.
-  std::set<std::string> all_answered() {
+  std::set<std::string> visible_failures() {
     for (long n = 1;; ++n) {
       SCOPED_TRACE("allocation " + std::to_string(n));
       Faults faults;
@@ -143,16 +143,16 @@ class Shortages {
     // Three planes for each of three sheets: no allocation point is reached more than nine times.
     for (int visit = 1; visit <= 9; ++visit) {
       const auto key = std::make_pair(line, visit);
-      if (!answers_.contains(key)) {
+      if (!expected_.contains(key)) {
         ReferenceJob job = job_;
         job.shortage = {line, visit};
         ReferenceResult answer = reference_run(job);
         if (answer.log == undisturbed_.log) {
           break;  // this allocation point is reached less often
         }
-        answers_[key] = std::move(answer);
+        expected_[key] = std::move(answer);
       }
-      if (same(run, reference_for(run, answers_.at(key)))) {
+      if (same(run, reference_for(run, expected_.at(key)))) {
         seen_.insert(line);
         return true;
       }
@@ -162,7 +162,7 @@ class Shortages {
 
   ReferenceJob job_;
   ReferenceResult undisturbed_;
-  std::map<std::pair<std::string, int>, ReferenceResult> answers_;
+  std::map<std::pair<std::string, int>, ReferenceResult> expected_;
   std::set<std::string> seen_;
 };
 
@@ -228,7 +228,7 @@ TEST_P(EveryShortage, FailsItsPageAndNotTheNext) {
   if (!GetParam().fits_exactly) {
     lines.insert({kResizedPlanes, kScaledPlanes});
   }
-  EXPECT_EQ(Shortages(GetParam().job()).all_answered(), lines);
+  EXPECT_EQ(Shortages(GetParam().job()).visible_failures(), lines);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -273,7 +273,7 @@ TEST_P(ShortMemoryWithProfile, LosesTheConversionOrThePage) {
   const ScratchFolder folder;
   const ReferenceJob job = with_arguments(job_of({small_page(1), small_page(2)}),
                                           {"--icc-profile", folder.write("profile", GetParam()())});
-  EXPECT_THAT(Shortages(job).all_answered(),
+  EXPECT_THAT(Shortages(job).visible_failures(),
               UnorderedElementsAre(kSourcePlanes, kResizedPlanes, kConversionBuffers, kCanvasPlanes,
                                    kScaledPlanes, kNoMemoryToSkipAPage));
 }
@@ -306,7 +306,7 @@ void expect_complete_sheets_without_memory(const ReferenceJob& job) {
   }
 }
 
-TEST(ShortMemory, FromOneAllocationOnPrintsTheSheetsBefore) {
+TEST(ShortMemory, FromAnyAllocationOnPrintsTheSheetsBefore) {
   expect_complete_sheets_without_memory(job_of({small_page(1), small_page(2)}));
   expect_complete_sheets_without_memory(with_arguments(job_of({small_page(1)}), {"--copies", "2"}));
 }
@@ -336,7 +336,7 @@ TEST(IrregularWrites, ToTheLogChangeNothing) {
 
 class EveryWrite : public ::testing::TestWithParam<long> {};
 
-void expect_faulty_write_answered(long number, long result, int error, bool from_there) {
+void expect_result_of_faulty_write(long number, long result, int error, bool from_there) {
   ReferenceJob job = job_of({small_page(1), small_page(2)});
   job.arguments.push_back("StpLaminate=Matte");
   Faults faults;
@@ -352,13 +352,13 @@ void expect_faulty_write_answered(long number, long result, int error, bool from
   expect_nothing_leaked(run);
 }
 
-TEST_P(EveryWrite, CanFailOnce) { expect_faulty_write_answered(GetParam(), -1, EIO, false); }
+TEST_P(EveryWrite, CanFailOnce) { expect_result_of_faulty_write(GetParam(), -1, EIO, false); }
 
 TEST_P(EveryWrite, CanFailPermanently) {
-  expect_faulty_write_answered(GetParam(), -1, EPIPE, true);
+  expect_result_of_faulty_write(GetParam(), -1, EPIPE, true);
 }
 
-TEST_P(EveryWrite, CanWriteZeroBytes) { expect_faulty_write_answered(GetParam(), 0, 0, false); }
+TEST_P(EveryWrite, CanWriteZeroBytes) { expect_result_of_faulty_write(GetParam(), 0, 0, false); }
 
 // A matte sheet is twelve writes; of the second sheet only the first write is tried.
 INSTANTIATE_TEST_SUITE_P(Faults, EveryWrite, ::testing::Range(1L, 14L));

@@ -6,55 +6,55 @@
 namespace {
 
 // A write that returns 0 loses the remaining bytes, but does not count as a failure.
-enum class Outcome { kWhole, kShort, kFailed };
+enum class Outcome { kComplete, kShort, kFailed };
 
 class Replay {
  public:
   explicit Replay(const FaultyWrite& fault) : fault_(fault) {}
 
   ReferenceResult applied_to(const ReferenceResult& undisturbed) {
-    with_ = undisturbed;
-    with_.log.clear();
-    with_.output.clear();
+    result_ = undisturbed;
+    result_.log.clear();
+    result_.output.clear();
     std::size_t at = 0;
     for (const std::string& line : undisturbed.log) {
-      with_.log.push_back(line);
+      result_.log.push_back(line);
       const bool image = line.rfind("K905-1: send IMAGE ", 0) == 0;
       if (!image && line.rfind("K905-1: send CNTRL ", 0) != 0) {
         continue;
       }
       const auto payload = std::strtoul(undisturbed.output.substr(at + 24, 8).c_str(), nullptr, 10);
       if (!image) {
-        (void)wrote(undisturbed.output.substr(at, 32 + payload));
-      } else if (wrote(undisturbed.output.substr(at, 32)) == Outcome::kFailed ||
-                 wrote_image(undisturbed.output.substr(at + 32, payload)) == Outcome::kFailed) {
-        with_.log.push_back("K905-1: send " + line.substr(19, 1) + " plane failed");
+        (void)write_block(undisturbed.output.substr(at, 32 + payload));
+      } else if (write_block(undisturbed.output.substr(at, 32)) == Outcome::kFailed ||
+                 write_image(undisturbed.output.substr(at + 32, payload)) == Outcome::kFailed) {
+        result_.log.push_back("K905-1: send " + line.substr(19, 1) + " plane failed");
       }
       at += 32 + payload;
     }
-    return with_;
+    return result_;
   }
 
  private:
-  Outcome wrote(const std::string& bytes) {
+  Outcome write_block(const std::string& bytes) {
     ++count_;
     if (count_ != fault_.number && !(fault_.from_there_on && count_ > fault_.number)) {
-      with_.output += bytes;
-      return Outcome::kWhole;
+      result_.output += bytes;
+      return Outcome::kComplete;
     }
-    with_.log.push_back(fault_.result == 0
-                            ? "K905-1: write returned 0"
-                            : std::string("K905-1: write error: ") + std::strerror(fault_.error));
+    result_.log.push_back(fault_.result == 0
+                              ? "K905-1: write returned 0"
+                              : std::string("K905-1: write error: ") + std::strerror(fault_.error));
     return fault_.result == 0 ? Outcome::kShort : Outcome::kFailed;
   }
 
-  Outcome wrote_image(const std::string& image) {
-    const Outcome header = wrote(image.substr(0, 1088));
-    return header == Outcome::kWhole ? wrote(image.substr(1088)) : header;
+  Outcome write_image(const std::string& image) {
+    const Outcome header = write_block(image.substr(0, 1088));
+    return header == Outcome::kComplete ? write_block(image.substr(1088)) : header;
   }
 
   const FaultyWrite& fault_;
-  ReferenceResult with_;
+  ReferenceResult result_;
   long count_ = 0;
 };
 

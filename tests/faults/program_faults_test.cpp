@@ -131,12 +131,12 @@ class UnderPrintSystem : public FilterStart {
     const bool matte = has(log, "  Overcoat: Matte");
     const bool bright = has(log, "  Brightness: 200 (0.20)");
     if (matte && bright) {
-      return one_choice_each(whole_sheets(undisturbed(0).output));
+      return one_choice_each(complete_sheets(undisturbed(0).output));
     }
     ReferenceJob job = job_;
     job.ppd_file->groups[0].options = {{"StpLaminate", matte ? "Matte" : "Glossy"},
                                        {"StpBrightness", bright ? "200" : "0"}};
-    return one_choice_each(whole_sheets(reference_run(job).output));
+    return one_choice_each(complete_sheets(reference_run(job).output));
   }
 
  private:
@@ -159,13 +159,13 @@ class WithProfile : public FilterStart {
     job_.input = two_pages();
     job_.ppd_path = "/nonexistent/queue.ppd";
     run_undisturbed();
-    converted_ = whole_sheets(undisturbed(0).output);
+    converted_ = complete_sheets(undisturbed(0).output);
     ReferenceJob plain = job_;
     plain.arguments.resize(6);
-    plain_ = whole_sheets(reference_run(plain).output);
+    plain_ = complete_sheets(reference_run(plain).output);
     plain.ppd_file = PpdDescription{};
     plain.ppd_file->groups = {{"K905", {{"ICCProfile", "/nonexistent/profile"}}}};
-    through_srgb_ = whole_sheets(reference_run(plain).output);
+    through_srgb_ = complete_sheets(reference_run(plain).output);
   }
 
   [[nodiscard]] ChildSetup setup() const override {
@@ -219,7 +219,7 @@ class ByHand : public FilterStart {
     job_.arguments = {"rastertok905", "1", "me", "t", "1", ""};
     job_.input = two_pages();
     run_undisturbed();
-    sheets_ = whole_sheets(undisturbed(0).output);
+    sheets_ = complete_sheets(undisturbed(0).output);
   }
 
   [[nodiscard]] ChildSetup setup() const override {
@@ -260,12 +260,13 @@ bool logs_loss(const std::vector<std::string>& log, int page) {
   return has(log, kNoStream) ||
          has(log, "K905-1: build_planes_resampled failed, abort page " + std::to_string(page)) ||
          has(log, "K905-1: malloc skip buffer failed, the rest of the job is not printed") ||
-         has(log, "K905-1: Raster page header refused, the rest of the job is not printed") ||
+         has(log,
+             "K905-1: Raster page header allocation_fails, the rest of the job is not printed") ||
          has_beginning(log, "K905-1: read error: ");
 }
 
 // When memory is short, Little CMS uses a slower method, which may round a byte differently.
-bool is_rounded_elsewhere(const std::string& sheet, const std::string& wanted) {
+bool differs_by_rounding(const std::string& sheet, const std::string& wanted) {
   return sheet.size() == wanted.size() &&
          std::equal(sheet.begin(), sheet.end(), wanted.begin(), [](char a, char b) {
            return std::abs(static_cast<unsigned char>(a) - static_cast<unsigned char>(b)) <= 1;
@@ -288,7 +289,7 @@ bool omitted_a_step(const FaultedProgram& run, const std::vector<std::string>& l
 bool is_one_of(const Choices& choices, const std::string& sheet, const FaultedProgram& run,
                const std::vector<std::string>& log) {
   return std::any_of(choices.begin(), choices.end(), [&](const std::string& choice) {
-    return sheet == choice || (is_in_library(run) && is_rounded_elsewhere(sheet, choice)) ||
+    return sheet == choice || (is_in_library(run) && differs_by_rounding(sheet, choice)) ||
            (omitted_a_step(run, log) && sheet.size() == choice.size());
   });
 }
@@ -296,7 +297,7 @@ bool is_one_of(const Choices& choices, const std::string& sheet, const FaultedPr
 void expect_complete_or_absent(const FilterStart& start, const FaultedProgram& run,
                                const std::vector<std::string>& log) {
   const std::vector<Choices> wanted = start.sheets_for(log);
-  const std::vector<std::string> got = whole_sheets(run.result.output);
+  const std::vector<std::string> got = complete_sheets(run.result.output);
   std::size_t next = 0;
   for (std::size_t page = 0; page < wanted.size(); ++page) {
     if (next < got.size() && is_one_of(wanted[page], got[next], run, log)) {
@@ -376,8 +377,8 @@ void expect_logged_write_error(const FilterStart& start, const Attempt& attempt,
   EXPECT_TRUE(run.result.output == wanted.output);
 }
 
-void expect_answered(const FilterStart& start, const Attempt& attempt, long number,
-                     const FaultedProgram& run) {
+void expect_handled(const FilterStart& start, const Attempt& attempt, long number,
+                    const FaultedProgram& run) {
   const std::string function = attempt.function;
   if (is_repeated(attempt) || function == "write") {
     expect_undisturbed(start, run);  // other files are debug images
@@ -419,7 +420,7 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
     EXPECT_TRUE(run.failed);
     ++tried;
     ended += run.result.signal != 0 ? 1 : 0;
-    expect_answered(*start, attempt, number, run);
+    expect_handled(*start, attempt, number, run);
     if (HasFailure()) {
       return;
     }

@@ -106,12 +106,12 @@ const std::vector<Number> bleed_numbers = {
     {"BleedLeft", &PrintOptions::bleed_left_px, 0},
     {"BleedRight", &PrintOptions::bleed_right_px, 0},
 };
-struct Word {
+struct TextOption {
   const char* keyword;
   char (PrintOptions::*field)[32];
   const char* built_in;
 };
-const std::vector<Word> words = {
+const std::vector<TextOption> text_options = {
     {"StpColorCorrection", &PrintOptions::color_correction, "None"},
     {"ColorModel", &PrintOptions::color_model, "RGB"},
     {"StpLaminate", &PrintOptions::overcoat, "Glossy"},
@@ -129,7 +129,7 @@ TEST_P(PpdFile, OffersEveryOptionThatChangesTheSheet) {
   for (const Number& number : tone_numbers) EXPECT_THAT(offered, Contains(number.keyword));
   for (const Number& number : bleed_numbers) EXPECT_THAT(offered, Contains(number.keyword));
   for (const Number& number : switches) EXPECT_THAT(offered, Contains(number.keyword));
-  for (const Word& word : words) EXPECT_THAT(offered, Contains(word.keyword));
+  for (const TextOption& option : text_options) EXPECT_THAT(offered, Contains(option.keyword));
 }
 
 // Not in the print dialog, but the filter reads them from files that contain them.
@@ -175,7 +175,7 @@ TEST_P(PpdFile, HasNoSubgroups) {
   EXPECT_EQ(read_file(path_of(GetParam().name)).find("SubGroup"), std::string::npos);
 }
 
-TEST_P(PpdFile, KeepsNamesWithinWhatAPpdFileHolds) {
+TEST_P(PpdFile, KeepsNamesWithinTheMaximumLengthsOfPpdFiles) {
   for (ppd_option_t* option : options_of(ppd_)) {
     EXPECT_LT(std::strlen(option->keyword), sizeof option->keyword - 1) << option->keyword;
     for (int c = 0; c < option->num_choices; ++c) {
@@ -248,25 +248,26 @@ TEST_P(PpdFile, LeavesNoMarginOnAnyPaper) {
   }
 }
 
-TEST_P(PpdFile, NamesEveryPaperForPeople) {
+TEST_P(PpdFile, GivesEveryPaperAReadableName) {
   std::set<std::string> named;
   for (const PaperConfig& paper : selectable_papers) {
     ppd_option_t* sizes = ppdFindOption(ppd_.get(), "PageSize");
     const ppd_choice_t* choice = ppdFindChoice(sizes, paper.ppd_name);
     ASSERT_NE(choice, nullptr);
-    EXPECT_STRNE(choice->text, paper.label) << "no words in the option table";
+    EXPECT_STRNE(choice->text, paper.label) << "no text_options in the option table";
     EXPECT_TRUE(named.insert(choice->text).second) << choice->text << " is the name of two papers";
   }
 }
 
-TEST_P(PpdFile, DefaultsLeaveTheFiltersBuiltInSettings) {
+TEST_P(PpdFile, DefaultsEqualTheFiltersBuiltInSettings) {
   const PrintOptions read = read_by_the_filter(read_file(path_of(GetParam().name)));
   for (const Number& number : tone_numbers) {
     EXPECT_EQ(read.*number.field, number.neutral) << number.keyword;
   }
   for (const Number& number : bleed_numbers) EXPECT_EQ(read.*number.field, 0) << number.keyword;
   for (const Number& number : switches) EXPECT_EQ(read.*number.field, 0) << number.keyword;
-  for (const Word& word : words) EXPECT_STREQ(read.*word.field, word.built_in) << word.keyword;
+  for (const TextOption& option : text_options)
+    EXPECT_STREQ(read.*option.field, option.built_in) << option.keyword;
   EXPECT_STREQ(read.resolution, "300x300");
   EXPECT_STREQ(read.ppd_paper_name, "w288h432");
   EXPECT_STREQ(read.color_base, "Normal");

@@ -14,7 +14,7 @@ bool can_read(mode_t mode, uid_t owner, gid_t group) {
   return k905::is_readable_by_filters(status);
 }
 
-TEST(IsReadableByFilters, OnlyTheBitsOfTheirOwnClassCount) {
+TEST(IsReadableByFilters, UsesOnlyTheBitsForOwnerGroupOrOthersThatApply) {
   const passwd* entry = getpwnam("lp");
   ASSERT_NE(entry, nullptr);
   const uid_t lp = entry->pw_uid;

@@ -15,13 +15,13 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "backend
 from through_cups import ThroughCups, ipp, private_cups  # noqa: E402
 
 
-class WithSetup(ThroughCups):
+class SetupTest(ThroughCups):
     """Queues on the simulated printer."""
 
     def setUp(self):
         super().setUp()
         self.cups.run("lpadmin", "-x", "booth")
-        self.usual_uri = self.sim.uri
+        self.socket_uri = self.sim.uri
 
     def setup(self, *arguments, check=True, **environment):
         return self.cups.run(self.cups.prefix / "bin" / "k905-setup", *arguments, check=check,
@@ -31,15 +31,15 @@ class WithSetup(ThroughCups):
         return self.cups.run("lpstat", "-v", queue).stdout.strip().partition(": ")[2]
 
     def make_old_queue(self):
-        self.cups.add_queue("booth", device=self.usual_uri, StpLaminate="Matte", BleedBottom="0.5",
+        self.cups.add_queue("booth", device=self.socket_uri, StpLaminate="Matte", BleedBottom="0.5",
                             print_scaling_default="fill", printer_error_policy="retry-current-job",
                             printer_info="left", number_up_default="1", job_priority_default="70")
 
 
-class Made(WithSetup):
-    def test_a_queue_made_with_a_usual_address_survives_a_stop_in_a_sheet(self):
-        made = self.setup("booth", "--device", self.usual_uri)
-        self.assertIn(self.usual_uri, made.stdout)
+class NewQueue(SetupTest):
+    def test_a_queue_made_with_a_socket_address_survives_a_stop_in_a_sheet(self):
+        made = self.setup("booth", "--device", self.socket_uri)
+        self.assertIn(self.socket_uri, made.stdout)
         self.assertEqual(self.device(), self.sim.device_uri)
         job = self.submit_and_hold(2)
         self.cups.process.send_signal(signal.SIGTERM)
@@ -49,19 +49,19 @@ class Made(WithSetup):
         self.assert_completed(job)
         self.assert_printed(self.numbers)
 
-    def test_an_address_is_kept_on_request_and_over_an_update(self):
-        made = self.setup("booth", "--device", self.usual_uri, "--keep-device")
-        self.assertEqual(self.device(), self.usual_uri)
+    def test_an_address_is_kept_on_request_and_by_an_update(self):
+        made = self.setup("booth", "--device", self.socket_uri, "--keep-device")
+        self.assertEqual(self.device(), self.socket_uri)
         self.assertRegex(made.stdout, "note .*a part of a sheet")
         for arguments in (("--check", "booth"), ("--update", "booth"), ("--update", "--all")):
             self.setup(*arguments)
-            self.assertEqual(self.device(), self.usual_uri)
+            self.assertEqual(self.device(), self.socket_uri)
         self.setup("booth", "--replace")
         self.assertEqual(self.device(), self.sim.device_uri)
 
 
-class Migrated(WithSetup):
-    def test_jobs_and_defaults_stay_and_every_sheet_comes_once(self):
+class MigratedQueue(SetupTest):
+    def test_jobs_and_defaults_stay_and_every_sheet_is_printed_once(self):
         self.make_old_queue()
         self.cups.run("cupsdisable", "booth")
         jobs = [self.submit() for _ in range(2)]
@@ -69,7 +69,7 @@ class Migrated(WithSetup):
         found = self.setup("--check", "booth", check=False).stdout
         self.assertRegex(found, r"PROBLEM .*a part of a sheet.*\n +-> k905-setup --update booth\n")
         output = self.setup("--update", "booth", check=False).stdout  # the queue is stopped
-        self.assertIn(f"{self.usual_uri}", output)
+        self.assertIn(f"{self.socket_uri}", output)
         self.assertEqual(self.device(), self.sim.device_uri)
         self.assertEqual(self.cups.run("lpoptions", "-p", "booth", "-l").stdout, before)
         attributes = self.cups.run("lpoptions", "-p", "booth").stdout
@@ -104,11 +104,11 @@ class Migrated(WithSetup):
             self.assertEqual(self.device(), uri)
 
 
-class Asked(WithSetup):
+class Check(SetupTest):
     """--check asks the printer itself."""
 
     def test_the_state_of_the_printer_is_shown(self):
-        self.setup("booth", "--device", self.usual_uri)
+        self.setup("booth", "--device", self.socket_uri)
         self.assertRegex(self.setup("--check", "booth").stdout, r"ok .*Idling, 400 prints left")
         self.sim.set(remaining=0)
         found = self.setup("--check", "booth", check=False)
@@ -116,17 +116,17 @@ class Asked(WithSetup):
         self.assertRegex(found.stdout,
                          r"PROBLEM .*Paper End.*\n +-> load new paper and a new ribbon\n")
 
-    def test_nothing_is_asked_while_another_queue_prints_on_the_printer(self):
+    def test_no_question_is_sent_while_another_queue_prints_on_the_printer(self):
         for queue in ("booth", "matte"):
-            self.setup(queue, "--device", self.usual_uri)
+            self.setup(queue, "--device", self.socket_uri)
         job = self.submit_and_hold(2, 1000)
         self.assertIn("in use", self.setup("--check", "matte").stdout)
         self.sim.command("continue")
         self.assert_completed(job)
         self.assert_printed(self.numbers)
 
-    def test_nothing_is_asked_while_a_queue_that_was_stopped_finishes_its_sheet(self):
-        self.setup("booth", "--device", self.usual_uri)
+    def test_no_question_is_sent_while_a_stopped_queue_finishes_its_sheet(self):
+        self.setup("booth", "--device", self.socket_uri)
         self.submit_and_hold(1, 1000)
         self.cups.run("cupsdisable", "booth")
         self.assertIn("in use", self.setup("--check", "booth", check=False).stdout)
@@ -136,7 +136,7 @@ class Asked(WithSetup):
         self.assert_printed(self.numbers[:1])
 
     def test_a_job_that_waits_for_the_printer_is_shown_with_the_reason(self):
-        self.setup("booth", "--device", self.usual_uri)
+        self.setup("booth", "--device", self.socket_uri)
         self.sim.set(remaining=1)
         self.submit()
         self.cups.wait_for(lambda: "media-empty-error" in self.reasons(), "the reason in lpstat")

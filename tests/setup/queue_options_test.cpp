@@ -56,7 +56,7 @@ TEST(QueueOptions, UnknownOptionsAreRefusedAndAddNothing) {
   EXPECT_TRUE(options.attributes.empty());
 }
 
-TEST(QueueOptions, AProfileIsOneThatTheModelOffers) {
+TEST(QueueOptions, AcceptsOnlyProfilesThatTheModelOffers) {
   QueueOptions rv40{.model = find_model("rv-40")};
   EXPECT_EQ(add_option(rv40, "ICCProfile=pm-rv-wd-251202-5.icm"), std::nullopt);
   EXPECT_EQ(add_option(rv40, "ICCProfile=None"), std::nullopt);

@@ -34,7 +34,7 @@ TEST(AddressIn, AcceptsPrintersThatCanBeAskedFromThisComputer) {
   }
 }
 
-TEST(PrintingQueueOnDevice, IsKnownByThePathInItsUri) {
+TEST(PrintingQueueOnDevice, IsFoundByThePathInItsUri) {
   const auto found = [](const std::string& uri) {
     return queue_on("/dev/null",
                     {printing("other", "socket://10.0.0.1:9100"), printing("photo", uri)});
@@ -48,19 +48,19 @@ TEST(PrintingQueueOnDevice, IsKnownByThePathInItsUri) {
   EXPECT_EQ(found(""), "");
 }
 
-TEST(PrintingQueueOnDevice, LinksAreFollowed) {
+TEST(PrintingQueueOnDevice, IsFoundThroughASymbolicLink) {
   const ScratchFolder folder;
   std::filesystem::create_symlink("/dev/null", folder.path() + "/printer");
   EXPECT_EQ(queue_on(folder.path() + "/printer", {printing("photo", "file:///dev/null")}), "photo");
 }
 
-TEST(PrintingQueueOnDevice, AnIdleQueueIsNone) {
+TEST(PrintingQueueOnDevice, IsNotAnIdleQueue) {
   Queue idle = printing("photo", "file:///dev/null");
   idle.printing = false;
   EXPECT_EQ(queue_on("/dev/null", {idle}), "");
 }
 
-TEST(PrintingUsbQueue, IsTheOneThatPrintsWithoutADeviceFile) {
+TEST(PrintingUsbQueue, IsThePrintingQueueWithoutADeviceFile) {
   const std::vector<Queue> queues{printing("a", "file:///dev/usb/lp0"),
                                   printing("b", "usb://K905/K905")};
   EXPECT_EQ(printing_usb_queue(queues), &queues[1]);

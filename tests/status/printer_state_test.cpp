@@ -14,15 +14,15 @@
 namespace k905 {
 namespace {
 
-PrinterReport with_status(int code) {
+PrinterReport report_with_status(int code) {
   PrinterReport report;
   report.answered = true;
   report.status_code = code;
   return report;
 }
 
-TEST(StateOf, TheCodeDecides) {
-  const auto state = [](int code) { return state_of(with_status(code)); };
+TEST(StateOf, FollowsFromTheStatusCode) {
+  const auto state = [](int code) { return state_of(report_with_status(code)); };
   EXPECT_EQ(state(0), State::ready);
   EXPECT_EQ(state(900), State::ready);
   EXPECT_EQ(state(1), State::busy);
@@ -62,7 +62,7 @@ TEST(PrintingQueue, StateIsWhatTheBackendLastSaw) {
   EXPECT_EQ(ask_printer("/dev/null", {booth("status_code=1100")}).state, State::attention);
 }
 
-TEST(PrintingQueue, AnIdlePrinterBetweenTwoOfItsSheetsIsBusy) {
+TEST(PrintingQueue, PrinterThatIsIdleBetweenTwoSheetsIsBusy) {
   EXPECT_EQ(ask_printer("booth", {booth("status_code=0")}).state, State::busy);
 }
 
@@ -81,7 +81,7 @@ TEST(PrintingQueue, WithoutABackendReportThePrinterIsInUse) {
 }
 
 // A network printer cannot be locked; a query would open a second connection to it.
-TEST(IdleQueue, IsNotAskedWhileItsSheetIsBeingSent) {
+TEST(NetworkPrinter, IsNotQueriedWhileASheetIsBeingSentToIt) {
   const std::string cache = testing::TempDir() + "k905_status_cache";
   std::filesystem::create_directories(cache);
   const EnvironmentGuard environment("CUPS_CACHEDIR", cache.c_str());
@@ -118,7 +118,7 @@ TEST(UnreachablePrinter, HasTheSerialNumberThatItsQueueLastReported) {
   EXPECT_EQ(ask_printer("booth", {idle("socket://127.0.0.1:1", note)}).report.serial_number, "");
 }
 
-TEST(IdleQueue, WithARemoteDeviceCannotBeAsked) {
+TEST(IdleQueue, WithARemoteDeviceCannotBeQueried) {
   const Queue queue{.name = "far", .device_uri = "ipp://host/printers/far"};
   const PrinterState printer = ask_printer("far", {queue});
   EXPECT_EQ(printer.state, State::unreachable);

@@ -26,7 +26,7 @@ PrinterState ready() {
   return printer;
 }
 
-TEST(AsJson, HasAllKeysInTheirOrderAndNullForTheUnknown) {
+TEST(AsJson, HasAllKeysInOrderAndNullForUnknownValues) {
   EXPECT_EQ(as_json({ready()}),
             "{\"device\": \"/dev/usb/lp0\", \"state\": \"ready\", \"message\": null, "
             "\"status_code\": 0, \"status_text\": \"Idling\", \"model\": \"K905\", "
@@ -37,7 +37,7 @@ TEST(AsJson, HasAllKeysInTheirOrderAndNullForTheUnknown) {
 }
 
 // Programs rely on the manual page: exactly these keys, in this order.
-TEST(AsJson, TheManualPageHasItsKeysInTheirOrder) {
+TEST(AsJson, ManualPageListsTheKeysInTheSameOrder) {
   std::ifstream file(K905_SOURCE_DIR "/docs/man/k905-status.1");
   std::vector<std::string> documented;
   bool in_section = false;
@@ -58,7 +58,7 @@ TEST(AsJson, TheManualPageHasItsKeysInTheirOrder) {
   EXPECT_EQ(written.size(), 19U);
 }
 
-TEST(AsJson, AnyBytesOfAPrinterAreAString) {
+TEST(AsJson, AnyBytesFromAPrinterBecomeAValidString) {
   PrinterState printer = ready();
   printer.report.serial_number = "a\"b\\c\n\x01\x7f\xff\xc3\xa4";
   EXPECT_THAT(as_json({printer}), HasSubstr("\"serial_number\": "
@@ -93,7 +93,7 @@ TEST(AsText, ReasonReplacesTheStatus) {
   EXPECT_EQ(as_text({printer}), "/dev/usb/lp0: not reachable, No such file or directory\n");
 }
 
-TEST(AsText, LineBreakInAReplyStartsNoLine) {
+TEST(AsText, LineBreaksInAReplyBecomeSpaces) {
   PrinterState printer = ready();
   printer.report.model = "K905\r\n  prints left  999";
   EXPECT_THAT(as_text({printer}), HasSubstr("model             K905    prints left  999\n"));

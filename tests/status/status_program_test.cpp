@@ -56,7 +56,7 @@ ChildResult status(const std::vector<std::string>& arguments,
   return run_child(setup);
 }
 
-TEST(StatusProgram, AReadyPrinterIsExitStatusZero) {
+TEST(StatusProgram, ExitsWithZeroForAReadyPrinter) {
   const SimulatedPrinter printer({"--model", "RV-40", "--remaining", "73"});
   const ChildResult result = status({printer.path()});
   EXPECT_EQ(result.status, 0);
@@ -66,7 +66,7 @@ TEST(StatusProgram, AReadyPrinterIsExitStatusZero) {
   EXPECT_THAT(result.log, IsEmpty());
 }
 
-TEST(StatusProgram, AsJsonItIsOneLine) {
+TEST(StatusProgram, JsonIsOneLine) {
   const SimulatedPrinter printer({"--status", "1100", "--remaining", "0", "--serial", "S \"1\""});
   const ChildResult result = status({"--json", printer.path()});
   EXPECT_EQ(result.status, 1);
@@ -79,7 +79,7 @@ TEST(StatusProgram, AsJsonItIsOneLine) {
   EXPECT_EQ(result.output.find('\n'), result.output.size() - 1);
 }
 
-TEST(StatusProgram, BusyPrinterIsExitStatusZero) {
+TEST(StatusProgram, ExitsWithZeroForABusyPrinter) {
   const SimulatedPrinter printer({"--status", "500"});
   const ChildResult result = status({printer.path()});
   EXPECT_EQ(result.status, 0);
@@ -110,7 +110,7 @@ TEST(StatusProgram, StatusReplyWithoutANumberIsNotReady) {
             1);
 }
 
-TEST(StatusProgram, MissingDeviceIsExitStatusTwo) {
+TEST(StatusProgram, ExitsWithTwoForAMissingDevice) {
   const ChildResult result = status({"/nowhere/lp0"});
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.output, "/nowhere/lp0: not reachable, No such file or directory\n");
@@ -120,7 +120,7 @@ TEST(StatusProgram, MissingDeviceIsExitStatusTwo) {
 }
 
 // Each test uses its own terminal, because devices are locked while they are queried.
-TEST(StatusProgram, DeviceWithoutAnswersIsNotReachable) {
+TEST(StatusProgram, DeviceThatDoesNotAnswerIsNotReachable) {
   const k905::Descriptor other_end(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
   ASSERT_EQ(grantpt(other_end.get()) + unlockpt(other_end.get()), 0);
   const std::string path = ptsname(other_end.get());
@@ -144,12 +144,12 @@ TEST(StatusProgram, RegularFileIsRefusedAndUnchanged) {
   EXPECT_EQ(status({folder.path()}).status, 2);
 }
 
-TEST(StatusProgram, AllItsDescriptorsMayBeClosed) {
+TEST(StatusProgram, RunsWithAllStandardDescriptorsClosed) {
   const SimulatedPrinter printer;
   EXPECT_EQ(wait_for_child(start_status({printer.path()})).status, 0);
 }
 
-TEST(StatusProgram, SeveralPrintersAreOneTableAndTheWorstIsTheExitStatus) {
+TEST(StatusProgram, SeveralPrintersAreATableAndTheExitStatusIsThatOfTheWorst) {
   const SimulatedPrinter idle({"--serial", "S1"});
   const SimulatedPrinter empty({"--serial", "S2", "--status", "1100", "--remaining", "0"});
   const ChildResult result = status({idle.path(), empty.path(), "/nowhere/lp0", "NOBODY"});
@@ -162,25 +162,25 @@ TEST(StatusProgram, SeveralPrintersAreOneTableAndTheWorstIsTheExitStatus) {
   EXPECT_EQ(status({idle.path(), empty.path()}).status, 1);
 }
 
-TEST(StatusProgram, APrinterOnTheNetworkIsAskedToo) {
+TEST(StatusProgram, QueriesANetworkPrinter) {
   SimulatedPrinter printer({"--listen", "0", "--serial", "NET1"});
   const std::string line = printer.next_line();
-  const std::string place = line.substr(line.rfind(' ') + 1);
-  EXPECT_THAT(status({place}).output, StartsWith(place + ": ready, Idling\n"));
+  const std::string address = line.substr(line.rfind(' ') + 1);
+  EXPECT_THAT(status({address}).output, StartsWith(address + ": ready, Idling\n"));
 }
 
 // The device file excludes other programs itself.
-TEST(StatusProgram, NetworkPrinterWhoseLockCannotBeReadIsNotAsked) {
+TEST(StatusProgram, NetworkPrinterWhoseLockCannotBeReadIsNotQueried) {
   const ScratchFolder cache;
   cache.write("k905", "not a folder");
   const std::map<std::string, std::string> unreadable{{"CUPS_CACHEDIR", cache.path()}};
   SimulatedPrinter printer({"--listen", "0"});
   const std::string line = printer.next_line();
-  const std::string place = line.substr(line.rfind(' ') + 1);
-  const ChildResult result = status({place}, unreadable);
+  const std::string address = line.substr(line.rfind(' ') + 1);
+  const ChildResult result = status({address}, unreadable);
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.output,
-            place +
+            address +
                 ": not reachable, only root and the group lp can see whether a sheet is being "
                 "sent to it\n");
   EXPECT_EQ(status({printer.path()}, unreadable).status, 0);
@@ -236,7 +236,7 @@ TEST(StatusProgram, WaitingEndsWhenThePrinterIsReady) {
   EXPECT_THAT(program.output(), HasSubstr(": ready, Idling\n"));
 }
 
-TEST(StatusProgram, WaitEndsAtItsLimit) {
+TEST(StatusProgram, WaitEndsAfterTheTimeout) {
   const SimulatedPrinter printer({"--status", "1"});
   const ChildResult result =
       status({"--wait-ready", "--watch", "0.2", "--timeout", "0.5", printer.path()});
@@ -244,14 +244,14 @@ TEST(StatusProgram, WaitEndsAtItsLimit) {
   EXPECT_THAT(result.output, StartsWith(printer.path() + ": busy, Printing\n"));
 }
 
-TEST(StatusProgram, WaitsUntilItsLimitIfThatIsShorterThanThePause) {
+TEST(StatusProgram, TimeoutMayBeShorterThanThePauseBetweenQueries) {
   const SimulatedPrinter printer({"--status", "1"});
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(status({"--wait-ready", "--timeout", "1", printer.path()}).status, 1);
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
 }
 
-TEST(StatusProgram, OutputThatCannotBeWrittenIsExitStatusTwo) {
+TEST(StatusProgram, ExitsWithTwoIfItsOutputCannotBeWritten) {
   const SimulatedPrinter printer;
   const k905::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
   for (const std::vector<std::string>& arguments :
@@ -283,7 +283,7 @@ TEST(StatusProgram, WatchingEndsWhenItsOutputIsClosed) {
   EXPECT_EQ(wait_for_child(process).status, 2);
 }
 
-TEST(StatusProgram, WrongUsageIsExitStatusTwoAndNoState) {
+TEST(StatusProgram, ExitsWithTwoAndNoOutputOnWrongUsage) {
   for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
            {"--nonsense"}, {"--json", "--metrics"}, {"--watch", "0"}, {"--timeout", "3"}}) {
     const ChildResult result = status(wrong);
@@ -294,7 +294,7 @@ TEST(StatusProgram, WrongUsageIsExitStatusTwoAndNoState) {
   EXPECT_EQ(status({"--help"}).status, 0);
 }
 
-TEST(StatusProgram, TimesThatAreNoNumberInRangeAreWrongUsage) {
+TEST(StatusProgram, InvalidTimesAreWrongUsage) {
   for (const std::string time : {"nan", "-nan", "NAN(1)", "inf", "-1", "1e300", "soon", ""}) {
     for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
              {"--wait-ready", "--timeout=" + time, "/nowhere/lp0"},
