@@ -3,7 +3,7 @@
 // or its process killed at any moment, and then it is printed again, before or after another job.
 // The target has its own clock, so that waiting takes no time.
 //
-// Invariants: the sheets that came out are the first ones of the stream, in order, each once; none
+// Invariants: the printed sheets are the first ones of the stream, in order, each once; none
 // at or after an invalid one; and no question is sent inside a sheet. A completed job prints
 // nothing when it is started again.
 #include <fcntl.h>
@@ -43,7 +43,7 @@ using std::chrono::seconds;
 
 constexpr char kPath[] = "/dev/null";
 constexpr int kBuffers = 2;
-// Every call advances the clock, so that no wait is endless.
+// Every call advances the clock, so that every wait ends.
 constexpr nanoseconds kCallTime{10000};
 
 constexpr nanoseconds kNever = nanoseconds::max();
@@ -52,7 +52,7 @@ constexpr nanoseconds kNever = nanoseconds::max();
 // happens is that its descriptors are closed.
 struct Killed {};
 
-// An event of the input, the most frequent first. After the end of the input there are none.
+// What happens in a call, as the input selects it; kNone after the end of the input.
 enum class Event { kNone, kSilence, kGarbage, kCutReply, kFault, kPart, kBusy, kLost, kPowerCycle };
 
 class FuzzedPrinter {
@@ -71,7 +71,7 @@ class FuzzedPrinter {
         [this](const std::string& group, const std::string& name) { answer(group, name); },
         [this](k905::Sheet&& sheet) { accept(sheet); },
         [this](const k905::StreamError&) {
-          expect(hanging_up_, "whole sheets and questions are sent");
+          expect(hanging_up_, "complete sheets and questions are sent");
         }});
     return 0;
   }
@@ -172,7 +172,7 @@ class FuzzedPrinter {
     std::string reply = reply_to(group, name);
     if (name == "SERIAL_NUMBER") {
       silent_serials_ = event == Event::kSilence ? silent_serials_ + 1 : 0;
-      // The printer cannot be distinguished from another one then.
+      // Then the backend cannot distinguish the printer from another one.
       serial_is_wrong_ = serial_is_wrong_ || event == Event::kGarbage ||
                          event == Event::kCutReply || silent_serials_ > 1;
     }
@@ -226,7 +226,7 @@ class FuzzedPrinter {
   }
 
   void accept(const k905::Sheet& sheet) {
-    expect(!pending_, "a sheet is sent when the one before has come out");
+    expect(!pending_, "a sheet is sent only after the previous one was printed");
     pending_ = true;
     pending_number_ = sheet.plane[0][0];
     printed_at_ = now_ + milliseconds(100) * input_.byte();
@@ -255,7 +255,7 @@ class FuzzedPrinter {
   std::vector<int> printed_;
 };
 
-// The target of the system calls of the code under test, while it runs.
+// The wrapped system calls act on this printer while the code under test runs.
 FuzzedPrinter* printer = nullptr;
 int printer_descriptor = -1;
 nanoseconds stop_at = kNever;
@@ -264,7 +264,8 @@ bool is_the_printer(int descriptor) {
   return printer != nullptr && descriptor == printer_descriptor;
 }
 
-// The wait of the backend for a stop request (the first two), the stream, or a time.
+// The backend's poll for a stop request (the first two descriptors), the stream (the third) or a
+// time.
 int wait_for_request(pollfd* waits, nfds_t count, int timeout_ms) {
   for (nfds_t i = 0; i < count; ++i) {
     waits[i].revents = 0;
@@ -334,7 +335,7 @@ constexpr int kJob = 7;
 constexpr int kOtherJob = 8;
 constexpr int kOtherSheet = 99;
 
-// The exit status of one process, nothing if it was killed.
+// Returns the exit status of the process, or nothing if it was killed.
 std::optional<int> run_job(FuzzedPrinter& fuzzed, const std::string& folder, int job,
                            const std::string& stream) {
   using namespace k905;
@@ -357,11 +358,11 @@ std::optional<int> run_job(FuzzedPrinter& fuzzed, const std::string& folder, int
   }
   printer = nullptr;
   expect(status != backend::kTryAgain || fuzzed.now() >= stop_at,
-         "nothing but a request ends a valid job");
+         "only a stop request ends a job early");
   return status;
 }
 
-// An interruption some time after now. False for none.
+// Schedules a stop request or a kill at a later time; returns false if the input has none.
 bool schedule_interruption(Input& input, FuzzedPrinter& fuzzed) {
   const std::uint8_t byte = input.byte();
   if (byte % 2 == 0) {
@@ -378,7 +379,7 @@ bool schedule_interruption(Input& input, FuzzedPrinter& fuzzed) {
 
 constexpr int kMostInterruptions = 4;
 
-// The exit status of the job after all interruptions.
+// Returns the exit status of the job after all interruptions.
 int run_to_the_end(Input& input, FuzzedPrinter& fuzzed, const std::string& folder,
                    const std::string& stream) {
   for (int i = 0; i < kMostInterruptions && schedule_interruption(input, fuzzed); ++i) {
@@ -510,22 +511,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   std::vector<int> printed = fuzzed.printed();
   const auto others = std::erase(printed, kOtherSheet);
-  expect(others <= 1, "the sheet of the other job comes out once");
-  // If the printer counted the sheet of another job as a printer with another serial number, the
-  // counter is no evidence.
+  expect(others <= 1, "the sheet of the other job is printed once");
+  // If the printer had a wrong serial number when it printed the sheet of the other job, its life
+  // counter does not show which sheets of this job were printed.
   if (others == 0 || !fuzzed.has_given_a_wrong_serial()) {
     expect(
         printed.size() <= valid.size() && std::equal(printed.begin(), printed.end(), valid.begin()),
-        "the first sheets come out in order, each once");
+        "the first sheets are printed in order, each once");
   }
   expect(
       std::adjacent_find(printed.begin(), printed.end(), std::greater_equal<>()) == printed.end(),
-      "no sheet comes out twice or after a later one");
-  expect(status == kDone || status == kHoldJob, "a status of the table");
+      "no sheet is printed twice or after a later one");
+  expect(status == kDone || status == kHoldJob, "the status is kDone or kHoldJob");
   const bool is_complete = printed == valid || fuzzed.has_given_a_wrong_serial();
-  expect(status != kDone || (is_complete && !parsed.error), "all sheets of a job that is done");
+  expect(status != kDone || (is_complete && !parsed.error),
+         "a completed job has printed all its sheets");
   expect(status != kHoldJob || fuzzed.has_given_a_wrong_serial() || (parsed.error && is_complete),
-         "only an invalid stream holds the job, and what is before the damage comes out");
+         "only an invalid stream holds the job, and the sheets before the error are printed");
   if (status == kDone) {
     const std::size_t count = fuzzed.printed().size();
     expect(

@@ -34,7 +34,7 @@
 #include "tests/support/profile_builder.h"
 #include "tests/support/raster_builder.h"
 
-// A header can require more memory than there is: the sanitizer answers as the system would.
+// A header can require more memory than there is: the sanitizer returns null as the system would.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
   return "allocator_may_return_null=1:max_allocation_size_mb=512";
@@ -46,7 +46,7 @@ long allocations_to_failure = 0;
 bool allocation_fails() { return allocations_to_failure > 0 && --allocations_to_failure == 0; }
 }  // namespace
 
-// The filter's own allocations are intercepted here first.
+// The linker redirects the filter's allocations to these functions.
 extern "C" {
 
 void* __real_malloc(std::size_t size);
@@ -307,12 +307,12 @@ bool is_size_of_a_sheet(const k905::Sheet& sheet) {
 std::size_t expect_complete_sheets(std::string_view output) {
   const k905::ParsedStream parsed = k905::parse_printer_stream(
       reinterpret_cast<const std::uint8_t*>(output.data()), output.size());
-  expect(!parsed.error, "the printer gets whole sheets only");
+  expect(!parsed.error, "the printer gets complete sheets only");
   expect(std::ranges::all_of(parsed.sheets, is_size_of_a_sheet), "a sheet has a paper's size");
   return parsed.sheets.size();
 }
 
-// The checksum of the output for the printer.
+// Returns a hash of the output for the printer.
 std::uint64_t run_and_check(const JobSettings& settings, std::string_view stream) {
   const SettingsGuard settings_guard;
   const std::string limit = std::to_string(settings.line_limit);
@@ -334,7 +334,7 @@ std::uint64_t run_and_check(const JobSettings& settings, std::string_view stream
   const std::string_view output = out.content();
   const std::string_view log = err.content();
   expect(free_before == free_after, "every file is closed again");
-  expect(status == 0 || (status == 1 && output.empty()), "status 1 is for what cannot be opened");
+  expect(status == 0 || (status == 1 && output.empty()), "the status is 0, or 1 with no output");
   expect_plain_log(log, settings.line_limit);
   const std::size_t sheets = expect_complete_sheets(output);
   expect(settings.line_limit != 0 || count_of(log, "K905-1: ===== PRINT CALL #") == sheets,

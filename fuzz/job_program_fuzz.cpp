@@ -66,13 +66,14 @@ std::string rest_of(int descriptor) {
   return text;
 }
 
-// The copy's text; "" when there is none.
+// The text of the job's copy of the PPD file; "" if none is made.
 std::string job_copy(const std::string& ppd, const std::string& options) {
   const MemoryFile file(ppd.data(), ppd.size());
   const JobPpd job = make_job_ppd(file.path().c_str(), options.c_str());
   expect((job.descriptor >= 0) == (job.failure.empty() && job.refusal.empty()),
          "a copy, or a reason");
-  expect(job.ribbon.empty() || job.ribbon == "6x4" || job.ribbon == "6x8", "a ribbon that exists");
+  expect(job.ribbon.empty() || job.ribbon == "6x4" || job.ribbon == "6x8",
+         "the ribbon is a known one");
   if (job.descriptor < 0) return "";
   std::string text = rest_of(job.descriptor);  // its position is at the beginning
   close(job.descriptor);
@@ -129,7 +130,7 @@ std::string log_with_own_lines(const std::string& log) {
       const bool page = added == "PAGE: " + std::to_string(pages + 1) + " 1";
       pages += page ? 1 : 0;
       expect(page || added.starts_with("ATTR: job-media-progress="),
-             "an added line that CUPS interprets");
+             "an added line reports a page or the progress");
     }
     at = newline + 1;
   }

@@ -21,10 +21,10 @@ bool is_one_plain_line(const std::string& text) {
 
 void expect_consistent(const k905::Picture& picture) {
   expect(picture.width > 0 && picture.height > 0, "an image has pixels");
-  expect(picture.height <= k905::kMaxPixels / picture.width, "not more pixels than are read");
+  expect(picture.height <= k905::kMaxPixels / picture.width, "no more pixels than the limit");
   expect(picture.channels == 1 || picture.channels == 3, "gray or RGB");
   expect(picture.bits == 8 || picture.bits == 16, "8 or 16 bits");
-  expect(picture.bytes.size() == picture.row_bytes() * picture.height, "every row is there");
+  expect(picture.bytes.size() == picture.row_bytes() * picture.height, "all rows are present");
   expect(picture.icc_profile.empty() || picture.icc_profile.size() >= 128,
          "a profile has a header");
 }

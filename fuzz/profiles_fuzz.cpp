@@ -26,7 +26,7 @@
 #include "tests/support/profile_builder.h"
 #include "tests/support/reference_state.h"
 
-// A profile can require more memory than there is: the sanitizer answers as the system would.
+// A profile can require more memory than there is: the sanitizer returns null as the system would.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
   return "allocator_may_return_null=1:max_allocation_size_mb=512";
@@ -36,7 +36,7 @@ namespace {
 
 // ---- check_name ----
 
-// The file of a name, found by a separate implementation.
+// The file of a name, found by a second, simple implementation.
 std::string expected_path(const std::string& name, const std::set<std::string>& files) {
   if (name.empty()) return "";
   if (name[0] == '/' && files.contains(name)) return name;
@@ -64,7 +64,7 @@ std::string expected_name(const std::string& value) {
   return marked_name(value);
 }
 
-// A name, and the folders with files of this name, or of a similar one.
+// The input: a name, and the folders that have files with this name or a similar one.
 void check_name(Input& input) {
   const std::string value = input.until('\0');
   std::set<std::string> files;
@@ -92,9 +92,9 @@ void check_name(Input& input) {
   const auto expect_found = [&](int found, const std::array<char, 512>& path,
                                 const std::string& of) {
     const std::string wanted = expected_path(of, files);
-    expect(found == (wanted.empty() ? 0 : 1), "a file is found where there is one");
+    expect(found == (wanted.empty() ? 0 : 1), "a file is found if one exists");
     expect(path.data() == (wanted.empty() ? "as before" : wanted.substr(0, path.size() - 1)),
-           "the path of the first file that is there");
+           "the path of the first existing file");
   };
   expect_found(name_found, of_name, expected_name(value));
   expect_found(value_found, of_value, value);
@@ -119,7 +119,7 @@ Rows rows_of(Input& input) {
   return rows;
 }
 
-// Valid profiles, and small files that the input makes from them.
+// Inputs of type "damaged profile" start from these.
 const std::vector<std::string>& valid_profiles() {
   static const std::vector<std::string> profiles = {wide_rgb_profile(), gray_profile(),
                                                     lab_profile(), hollow_rgb_profile(),
@@ -213,8 +213,9 @@ void check_file(Input& input, std::uint8_t kind) {
              image_of(rows).plane[2] == image.plane[2],
          "the colors of Little CMS");
   expect(conversion_log(err.content()) == wanted, "the log equals that of the plain reference");
-  expect(again.rgb == rows.rgb, "a page that finds the transform there gets the same");
-  expect(conversion_log(second_err.content()) == wanted, "and so does the second log");
+  expect(again.rgb == rows.rgb, "the cached transform gives the same colors");
+  expect(conversion_log(second_err.content()) == wanted,
+         "the log is the same with the cached transform");
 }
 
 }  // namespace

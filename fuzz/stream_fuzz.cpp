@@ -79,8 +79,8 @@ k905::ParsedStream parsed_in_pieces(const std::string& stream, std::size_t piece
     expect(continues == !parser.error(), "feed reports an error");
   }
   const bool between_sheets = parser.at_sheet_boundary();
-  const bool whole = parser.finish();
-  expect(whole == between_sheets && whole == !parser.error(), "finish reports the position");
+  const bool complete = parser.finish();
+  expect(complete == between_sheets && complete == !parser.error(), "finish reports the position");
   parsed.error = parser.error();
   return parsed;
 }
@@ -98,7 +98,7 @@ void expect_sheets_are_the_stream(const k905::ParsedStream& parsed, const std::s
     expect(parsed.error->offset >= written.size(), "the error is after the complete sheets");
     expect(parsed.error->offset <= stream.size(), "the error is inside the stream");
   } else {
-    expect(written.size() == stream.size(), "nothing was passed over");
+    expect(written.size() == stream.size(), "no byte was skipped");
   }
 }
 

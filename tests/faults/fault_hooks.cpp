@@ -26,8 +26,7 @@ void* remember(void* block) {
   return block;
 }
 
-// Blocks that were allocated before arming, or by libraries that return their memory to the caller,
-// are not counted.
+// A block that is not recorded was freed before, or was not allocated by the core.
 void forget(void* block) {
   if (armed && block != nullptr) {
     const auto found = std::find(allocated.begin(), allocated.end(), block);

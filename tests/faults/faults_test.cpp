@@ -108,7 +108,7 @@ class Shortages {
  public:
   explicit Shortages(ReferenceJob job) : job_(std::move(job)), undisturbed_(reference_run(job_)) {}
 
-  // The failures that are visible in the log, by their lines.
+  // Returns the log lines of the failures that change the result.
   std::set<std::string> visible_failures() {
     for (long n = 1;; ++n) {
       SCOPED_TRACE("allocation " + std::to_string(n));
@@ -123,7 +123,7 @@ class Shortages {
       }
       // Some allocations are optional: without them the result is the same.
       if (!same(run, reference_for(run, undisturbed_)) && !explained(run)) {
-        ADD_FAILURE() << "no answer known: " << first_new_line(run);
+        ADD_FAILURE() << "unexpected result: " << first_new_line(run);
       }
       if (::testing::Test::HasFailure()) {
         return {};
@@ -432,7 +432,7 @@ void expect_canceled_anywhere(const ReferenceJob& job, Faults faults) {
   for (std::size_t line = start_up, begun = 0; line < whole.size(); ++line) {
     in_page |= whole[line].find("Processing page 1") != std::string::npos;
     begun += sheet_begins(line) ? 1 : 0;
-    // The lines that list a header and the settings are many, and equivalent for a cancel.
+    // The many lines that list a header or the settings need not be tested one by one.
     if (whole[line].rfind("K905-", 0) != 0) {
       continue;
     }
@@ -475,7 +475,8 @@ TEST(Canceled, BetweenTheSheetsOfAFailedMergeSkipsTheSecond) {
   do {
     ++faults.failing_allocation;
     run = run_job(job, faults);
-    ASSERT_LE(faults.failing_allocation, run.counts.allocations) << "the merge always has memory";
+    ASSERT_LE(faults.failing_allocation, run.counts.allocations)
+        << "no failing allocation makes the merge fail";
   } while (std::find(run.log.begin(), run.log.end(), kMerge) == run.log.end());
   expect_canceled_anywhere(job, faults);
 }

@@ -106,8 +106,8 @@ std::vector<Choices> one_choice_each(const std::vector<std::string>& sheets) {
   return choices;
 }
 
-// As CUPS starts it. Two options of the queue's file change the sheet; they are expected if the log
-// shows that they were read.
+// As CUPS starts it. Two options of the queue's PPD file change the sheet; their effect is expected
+// if the log shows that they were read.
 class UnderPrintSystem : public FilterStart {
  public:
   UnderPrintSystem() {
@@ -307,7 +307,7 @@ void expect_complete_or_absent(const FilterStart& start, const FaultedProgram& r
           << "page " << page + 1 << " was lost and not logged";
     }
   }
-  EXPECT_EQ(next, got.size()) << "a sheet that is none of this job's";
+  EXPECT_EQ(next, got.size()) << "a sheet that does not belong to this job";
 }
 
 void expect_logged_end(const FaultedProgram& run, const std::vector<std::string>& log) {
@@ -401,7 +401,7 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   const Attempt& attempt = GetParam();
   const bool images = std::string(attempt.start) == "ByHand";
   if (kSanitized && std::string(attempt.function) == "memory") {
-    GTEST_SKIP() << "memory is the sanitizer's here";
+    GTEST_SKIP() << "the sanitizer replaces the allocation functions";
   }
   if (images && !private_tmp_possible()) {
     GTEST_SKIP() << "needs the right to make a mount namespace";
@@ -488,7 +488,7 @@ TEST_P(EveryCallOfAQuery, MayFailAndTheNextQueryIsCorrect) {
     EXPECT_TRUE(run.failed);
     EXPECT_EQ(run.result.signal, 0);
     if (std::string(attempt.function) == "open") {
-      EXPECT_THAT(run.result.status, AnyOf(0, 1));  // the queue's file, or the device
+      EXPECT_THAT(run.result.status, AnyOf(0, 1));  // the PPD file, or the device
     } else {
       EXPECT_EQ(run.result.status, 0);
       EXPECT_EQ(lines_of(run.result.output).front(), report.front());
@@ -526,7 +526,7 @@ TEST(QueryFaults, QuestionThatCannotBeWrittenHasNoAnswer) {
 
 TEST(QueryFaults, DeviceThatCannotBeOpenedIsLogged) {
   const SimulatedPrinter printer;
-  // The first open is that of the queue's file.
+  // The first file that is opened is the queue's PPD file.
   const FaultedProgram run = run_with_fault(query_of(printer.path()), {"open", 2, EBUSY});
   EXPECT_EQ(run.result.status, 1);
   EXPECT_EQ(run.result.output, "");

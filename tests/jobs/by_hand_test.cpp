@@ -1,4 +1,4 @@
-// Jobs started by hand: the log is in its file, and every stage saves an image.
+// Jobs started by hand: the log is written to a file, and every stage saves an image.
 #include <gtest/gtest.h>
 
 #include <random>

@@ -112,7 +112,7 @@ TEST(ReferenceColors, GrayWeighsTheChannels) {
   run.settings.color_model = "Black";
   Image image = one_pixel(100, 200, 50);
   run.convert_colors(image);
-  // 29.9 + 117.4 + 5.7 = 153.0; single precision falls on either side of it, the sum decides.
+  // 29.9 + 117.4 + 5.7 = 153.0; in single precision the result may be slightly less.
   EXPECT_NEAR(image.plane[0][0], 255 - 153, 1);
   EXPECT_EQ(image.plane[0][0], image.plane[2][0]);
 }
@@ -270,7 +270,7 @@ TEST(ReferencePages, AreWhatLibcupsReads) {
   EXPECT_EQ(other.pages[0].header.cupsWidth, 7U);
 }
 
-TEST(ReferencePages, TruncatedLineIsNotALine) {
+TEST(ReferencePages, TruncatedLineIsNotRead) {
   const RasterPage page = blank_page(page_header(7, 5, 3));
   std::string stream = raster_stream({page});
   stream.resize(stream.size() - 22);
@@ -280,7 +280,7 @@ TEST(ReferencePages, TruncatedLineIsNotALine) {
   EXPECT_FALSE(read.refused_header);
 }
 
-TEST(ReferencePages, RefusedHeaderIsNotTheEnd) {
+TEST(ReferencePages, RefusedHeaderIsReported) {
   RasterPage page = blank_page(page_header(7, 5, 3));
   RasterPage wrong = page;
   wrong.header.cupsBitsPerPixel = 0;

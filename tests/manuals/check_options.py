@@ -66,7 +66,7 @@ def path_with(folder):
 
 
 def typed(folder, text):
-    """The output of an interactive bash for this input, in `folder`, which is on the PATH."""
+    """Types this text into an interactive bash in `folder`, which is on the PATH, and returns its output."""
     process, terminal = pty.fork()
     if process == 0:
         os.chdir(folder)

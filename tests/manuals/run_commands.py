@@ -1,7 +1,7 @@
 """Runs the commands a chapter of the manual shows: `run_commands.py BUILD CHAPTER`.
 
 Blocks marked as `sh` and `console` run in order in one shell and one scratch folder, with the
-programs of this build on the PATH; the first command that fails fails the chapter. In a `console` block
+programs of this build on the PATH; a command that fails ends the run, and the chapter fails. In a `console` block
 commands follow "$ " and their output is compared with what is shown; a simulated printer continues to
 run in the background, and the device in its shown output is replaced by the one that it opens here. A comment on
 the line before a block says that run_in_print_system.py runs it, or why it cannot be run:
@@ -42,7 +42,7 @@ cp "$K905_BUILD"/ppd/*.ppd .
 def blocks(text):
     """(reason for not running or None, commands) of every block; PRIVATE is such a reason here."""
     found = []
-    device = None  # known from block to block
+    device = None  # kept from block to block
     for match in BLOCK.finditer(text):
         commands = match["text"]
         if match["kind"] == "console":

@@ -42,7 +42,8 @@ def as_here(commands, cups, printer, device):
     commands = re.sub("^sudo lpadmin -p (\\w+) .*-m everywhere$", r"\g<0>" "\n"
                       r"until lpoptions -p \1 | grep -q 'IPP Everywhere'; do sleep 0.1; done", commands,
                       flags=re.MULTILINE)
-    # Refused while a job is printing; without a state (exit status 3) until its backend is connected.
+    # k905-setup refuses to share a queue that is printing, and k905-status has no state to show (exit status 3)
+    # until the backend is connected.
     commands = re.sub(r"^(sudo k905-setup .*--share\b|k905-status photo\b)", lambda found: ALL_PRINTED + found[0], commands,
                       flags=re.MULTILINE)
     # The next sheet produces the log lines that the manual describes.
@@ -59,7 +60,7 @@ def lay_out(folder):
 
 
 class UnchangedCups(private_cups.CupsOnPort):
-    """Configures the scheduler as Debian does where the private one of the tests differs: no page log."""
+    """Writes no page log, as on Debian; the private schedulers of the other tests write one."""
 
     def configure(self):
         super().configure()
@@ -124,7 +125,7 @@ def jobs_gone_wrong(cups):
     while state := cups.job_state(job + 1).get("job-state"):
         job += 1
         if state != ipp.COMPLETED:
-            return f"job {job} did not end well:\n" + "\n".join(cups.log_of(job)[-40:])
+            return f"job {job} did not complete:\n" + "\n".join(cups.log_of(job)[-40:])
     return "" if job else "nothing was printed"
 
 

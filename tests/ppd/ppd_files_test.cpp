@@ -192,8 +192,7 @@ TEST_P(PpdFile, KeepsNamesWithinTheMaximumLengthsOfPpdFiles) {
   }
 }
 
-// In portrait orientation, in which the print system knows them, regardless of how the sheet leaves
-// the printer.
+// In portrait orientation, as CUPS expects, regardless of how the sheet leaves the printer.
 TEST_P(PpdFile, GivesEveryPaperTheSizeInItsName) {
   struct Size {
     const char* name;
@@ -254,7 +253,7 @@ TEST_P(PpdFile, GivesEveryPaperAReadableName) {
     ppd_option_t* sizes = ppdFindOption(ppd_.get(), "PageSize");
     const ppd_choice_t* choice = ppdFindChoice(sizes, paper.ppd_name);
     ASSERT_NE(choice, nullptr);
-    EXPECT_STRNE(choice->text, paper.label) << "no text_options in the option table";
+    EXPECT_STRNE(choice->text, paper.label) << "no readable name in the option table";
     EXPECT_TRUE(named.insert(choice->text).second) << choice->text << " is the name of two papers";
   }
 }
@@ -280,7 +279,7 @@ TEST_P(PpdFile, EveryToneChoiceIsReadAsTheThousandthsItNames) {
     for (int c = 0; c < option->num_choices; ++c) {
       const std::string name = option->choices[c].choice;
       const std::int32_t expected = name == "None" ? number.neutral : std::stoi(name);
-      EXPECT_TRUE(name == "None" || std::to_string(expected) == name) << name << " is no number";
+      EXPECT_TRUE(name == "None" || std::to_string(expected) == name) << name << " is not a number";
       EXPECT_EQ(read_by_the_filter(with_default(number.keyword, name)).*number.field, expected)
           << number.keyword << " " << name;
     }
@@ -366,8 +365,8 @@ TEST_P(PpdFile, NotesThatTheDeviceIdIsAGuess) {
 
 TEST_P(PpdFile, IsNamedAfterItsModel) { EXPECT_STREQ(ppd_->modelname, GetParam().name); }
 
-// The names of the sizes are the filter's, so that warning stays; the filter need not be installed
-// where this is built. Nothing else may be found.
+// The filter requires its own names of the sizes, so the warning about them is expected, and the
+// filter need not be installed on the build machine. Any other finding is an error.
 TEST_P(PpdFile, PassesTheConformanceTest) {
   if (std::system("command -v cupstestppd >/dev/null 2>&1") != 0) {
     GTEST_SKIP() << "cupstestppd is not installed";

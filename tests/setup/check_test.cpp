@@ -1,4 +1,4 @@
-// What the filters can read, which CUPS runs as the user lp.
+// Which files the filters can read. CUPS runs them as the user lp.
 #include "apps/setup/check.h"
 
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 namespace k905 {
 namespace {
 
-// The kernel names the printer U9, its device id 7.
+// The serial number of the USB device is U9, the one in its device ID is 7.
 const std::vector<ConnectedDevice> kOneConnected{
     {"usb://K905/K905?serial=7", "MFG:K;MDL:K905;SN:7;"},
     {"k905://usb/U9", "MFG:K;MDL:K905;SN:7;"}};

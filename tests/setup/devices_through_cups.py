@@ -1,4 +1,4 @@
-"""Queues that k905-setup makes and migrates, through a private scheduler to a simulated printer.
+"""Prints through queues that k905-setup makes and migrates: a private scheduler and a simulated printer.
 usage: devices_through_cups.py BUILD CMAKE [TEST...]
 
 The device address is the one a user knows (socket://); the data that the printer receives is compared with a
@@ -94,7 +94,7 @@ class MigratedQueue(SetupTest):
         self.assertEqual(self.sim.count("^question"), 0)
 
     def test_a_printer_that_only_receives_keeps_its_address(self):
-        # Some print servers pass nothing back; a queue on the backend would wait indefinitely.
+        # Some print servers do not pass on replies; a queue that uses the backend would wait indefinitely.
         with socket.create_server(("127.0.0.1", 0)) as server:
             uri = f"socket://127.0.0.1:{server.getsockname()[1]}"
             self.cups.add_queue("booth", device=uri, print_scaling_default="fill",
@@ -105,7 +105,7 @@ class MigratedQueue(SetupTest):
 
 
 class Check(SetupTest):
-    """--check asks the printer itself."""
+    """--check queries the printer itself."""
 
     def test_the_state_of_the_printer_is_shown(self):
         self.setup("booth", "--device", self.socket_uri)

@@ -1,4 +1,4 @@
-// The meaning of a report, and the state of a printer that must not be queried.
+// The state that a printer's report gives, and the state of a printer that must not be queried.
 #include "apps/status/printer_state.h"
 
 #include <gmock/gmock.h>

@@ -26,7 +26,7 @@ using testing::StartsWith;
 
 constexpr char kProgram[] = K905_BINARY_DIR "/k905-status";
 
-// Without a scheduler and its locks, so that no queue is found and no printer is in use.
+// There is no scheduler and no lock of the backend, so no queue is found and no printer is in use.
 std::map<std::string, std::string> environment() {
   return {{"CUPS_SERVER", "/nowhere/cups.sock"},
           {"CUPS_CACHEDIR", "/nowhere"},
@@ -169,7 +169,7 @@ TEST(StatusProgram, QueriesANetworkPrinter) {
   EXPECT_THAT(status({address}).output, StartsWith(address + ": ready, Idling\n"));
 }
 
-// The device file excludes other programs itself.
+// A device file is locked itself, so it needs no lock of the backend.
 TEST(StatusProgram, NetworkPrinterWhoseLockCannotBeReadIsNotQueried) {
   const ScratchFolder cache;
   cache.write("k905", "not a folder");
@@ -186,8 +186,8 @@ TEST(StatusProgram, NetworkPrinterWhoseLockCannotBeReadIsNotQueried) {
   EXPECT_EQ(status({printer.path()}, unreadable).status, 0);
 }
 
-// Each line is a comment or NAME{LABEL="VALUE",...} NUMBER, and HELP and TYPE come first. The names
-// are those that alerts are written with.
+// Each line is a comment or NAME{LABEL="VALUE",...} NUMBER, and HELP and TYPE come first. Users
+// write alerts with these names.
 TEST(StatusProgram, MetricsFollowTheTextFormatAndExitWithZero) {
   const SimulatedPrinter idle({"--serial", "S \"1\""});
   const ChildResult result = status({"--metrics", idle.path(), "/nowhere/lp0"});
