@@ -230,9 +230,9 @@ void copy_runs(benchmark::State& state, const Table& table, std::size_t source) 
 }
 
 void add_all(const Table& table) {
-  const auto* whole = &table;
-  const auto with_table = [whole](auto* function) {
-    return [=](benchmark::State& state, auto... more) { function(state, *whole, more...); };
+  const auto* tables = &table;
+  const auto with_table = [tables](auto* function) {
+    return [=](benchmark::State& state, auto... more) { function(state, *tables, more...); };
   };
   const auto add_one = [&](const std::string& kernel, auto function, auto... more) {
     benchmark::RegisterBenchmark((kernel + "/" + table.name).c_str(),

@@ -159,8 +159,8 @@ int write_ppm(char** argument) {
   std::FILE* file = std::fopen(argument[3], "wb");
   if (file == nullptr) return 1;
   std::fprintf(file, "P6\n%zu %zu\n255\n", width, height);
-  const bool whole = std::fwrite(pixels.data(), 1, pixels.size(), file) == pixels.size();
-  return std::fclose(file) == 0 && whole ? 0 : 1;
+  const bool complete = std::fwrite(pixels.data(), 1, pixels.size(), file) == pixels.size();
+  return std::fclose(file) == 0 && complete ? 0 : 1;
 }
 
 // ---- Profiles -----------------------------------------------------------------------------------

@@ -210,12 +210,12 @@ void moves(Input& input) {
   const std::size_t width = input.below(200);
   const std::size_t count = input.below(100);
   const Row row(input.bytes(width + count));
-  std::vector<const std::uint8_t*> named(count);
-  for (const std::uint8_t*& name : named) name = row.data() + input.below(count);
+  std::vector<const std::uint8_t*> chosen(count);
+  for (const std::uint8_t*& source : chosen) source = row.data() + input.below(count);
   compare("transpose", Bytes(width * count), [&](const Table& t, std::uint8_t* target) {
     const bool upwards = width > 0 && count % 2 == 0;
     const auto stride = static_cast<std::ptrdiff_t>(count);
-    t.transpose(named, width, upwards ? target + (width - 1) * count : target,
+    t.transpose(chosen, width, upwards ? target + (width - 1) * count : target,
                 upwards ? -stride : stride);
   });
 

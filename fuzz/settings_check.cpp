@@ -12,7 +12,7 @@
 namespace {
 
 template <auto PrintOptions::*... texts>
-void expect_ended() {
+void expect_terminated() {
   for (const std::span<const char> text : {std::span<const char>(current_options.*texts)...}) {
     expect(std::memchr(text.data(), '\0', text.size()) != nullptr, "every text is ended");
   }
@@ -22,11 +22,11 @@ void expect_ended() {
 
 void expect_valid_settings() {
   using P = PrintOptions;
-  expect_ended<&P::ppd_paper_name, &P::color_model, &P::color_precision, &P::image_type,
-               &P::color_correction, &P::resolution, &P::overcoat, &P::shrink_output,
-               &P::icc_profile_name, &P::icc_profile_path, &P::icc_intent,
-               &P::color_base_profile_name, &P::color_base_profile_path, &P::color_base,
-               &P::ribbon_size>();
+  expect_terminated<&P::ppd_paper_name, &P::color_model, &P::color_precision, &P::image_type,
+                    &P::color_correction, &P::resolution, &P::overcoat, &P::shrink_output,
+                    &P::icc_profile_name, &P::icc_profile_path, &P::icc_intent,
+                    &P::color_base_profile_name, &P::color_base_profile_path, &P::color_base,
+                    &P::ribbon_size>();
   const PrintOptions& ours = current_options;
   for (const int flag :
        {ours.legacy_gamma, ours.no_cut_waste, ours.linear_contrast, ours.icc_enabled}) {

@@ -37,18 +37,18 @@ std::string job_of(unsigned pages) {
   return raster_stream(all);
 }
 
-struct Way {
+struct JobVariant {
   const char* name;
   std::vector<std::string> arguments;
   const char* ribbon;
 };
 
-ChildSetup setup_of(const Way& way) {
+ChildSetup setup_of(const JobVariant& variant) {
   ChildSetup setup;
   setup.program = filter_program();
   setup.arguments = {"K905", "1", "me", "t", "1", ""};
-  setup.arguments.insert(setup.arguments.end(), way.arguments.begin(), way.arguments.end());
-  setup.environment = {{"PPD", "/nonexistent/queue.ppd"}, {"K905_RIBBON", way.ribbon}};
+  setup.arguments.insert(setup.arguments.end(), variant.arguments.begin(), variant.arguments.end());
+  setup.environment = {{"PPD", "/nonexistent/queue.ppd"}, {"K905_RIBBON", variant.ribbon}};
   return setup;
 }
 
@@ -57,7 +57,7 @@ class Printer {
  public:
   // Parses the bytes of a job and returns the number of its sheets. Fails the test if they are not
   // complete sheets.
-  std::size_t take(const std::string& job) {
+  std::size_t receive(const std::string& job) {
     const std::size_t before = sheets_;
     parser_.feed(reinterpret_cast<const std::uint8_t*>(job.data()), job.size());
     EXPECT_FALSE(parser_.error().has_value());
@@ -70,7 +70,7 @@ class Printer {
   k905::PrinterStreamParser parser_{[this](k905::Sheet&& /*sheet*/) { ++sheets_; }};
 };
 
-class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
+class CancelAtAnyMoment : public ::testing::TestWithParam<JobVariant> {
  protected:
   void SetUp() override {
     setup_.input = input_;
@@ -79,25 +79,26 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
     const auto length = std::chrono::steady_clock::now() - begin;
     length_ms_ = std::chrono::duration_cast<std::chrono::milliseconds>(length).count() + 1;
     ASSERT_EQ(undisturbed.status, 0);
-    whole_ = undisturbed.output;
+    undisturbed_output_ = undisturbed.output;
     lines_ = lines_of(undisturbed.log).size();
-    sheets_ = Printer().take(whole_);
+    sheets_ = Printer().receive(undisturbed_output_);
     ASSERT_GE(sheets_, 2U);
   }
 
   // Waits for one of three conditions: a time, a number of log lines, a number of bytes of output.
-  void wait_for_a_moment(InteractiveProcess& process) {
+  void wait_for_a_random_moment(InteractiveProcess& process) {
     using std::chrono::milliseconds;
     const auto timeout = milliseconds(2000);
     switch (random_() % 3) {
       case 0:
-        process.read_until(lines_, whole_.size(), milliseconds(random_() % length_ms_));
+        process.read_until(lines_, undisturbed_output_.size(),
+                           milliseconds(random_() % length_ms_));
         break;
       case 1:
         process.read_until(random_() % lines_, 0, timeout);
         break;
       default:
-        process.read_until(0, random_() % whole_.size(), timeout);
+        process.read_until(0, random_() % undisturbed_output_.size(), timeout);
     }
   }
 
@@ -107,7 +108,7 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
     if (random_() % 2 == 0) {
       process.end_input();  // otherwise the filter waits for another page
     }
-    wait_for_a_moment(process);
+    wait_for_a_random_moment(process);
     const int signal = kCancelSignals.at(random_() % kCancelSignals.size());
     process.send_signal(signal);
     const ChildEnd end = process.finish();
@@ -119,14 +120,15 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<Way> {
       EXPECT_EQ(end.signal, 0);
       EXPECT_EQ(process.log().back(), "=== rastertok905 end ===");
     }
-    EXPECT_EQ(whole_.compare(0, process.output().size(), process.output()), 0) << "other sheets";
-    ++seen_.at(printer.take(process.output()));
+    EXPECT_EQ(undisturbed_output_.compare(0, process.output().size(), process.output()), 0)
+        << "other sheets";
+    ++seen_.at(printer.receive(process.output()));
   }
 
   const std::string input_ = job_of(4);
   ChildSetup setup_ = setup_of(GetParam());
   long length_ms_ = 1;
-  std::string whole_;
+  std::string undisturbed_output_;
   std::size_t lines_ = 0;
   std::size_t sheets_ = 0;
   std::array<unsigned, 16> seen_{};  // number of attempts, by printed sheets
@@ -143,16 +145,16 @@ TEST_P(CancelAtAnyMoment, LeavesCompleteSheetsAndAPrinterThatAcceptsTheNextJob) 
     SCOPED_TRACE("moment " + std::to_string(i));
     cancel_once(printer);
   }
-  EXPECT_EQ(printer.take(run_child(setup_).output), sheets_) << "the next job";
+  EXPECT_EQ(printer.receive(run_child(setup_).output), sheets_) << "the next job";
   for (std::size_t i = 0; i <= sheets_; ++i) {
     std::cout << i << " sheets: " << seen_.at(i) << " times\n";
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Cli, CancelAtAnyMoment,
-                         ::testing::Values(Way{"Pages", {}, "6x4"},
-                                           Way{"Copies", {"--copies", "2"}, "6x4"},
-                                           Way{"Pairs", {}, "6x8"}),
+                         ::testing::Values(JobVariant{"Pages", {}, "6x4"},
+                                           JobVariant{"Copies", {"--copies", "2"}, "6x4"},
+                                           JobVariant{"Pairs", {}, "6x8"}),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
 }  // namespace

@@ -31,7 +31,7 @@ TEST(ExitStatus, IsZeroForAPrintedJob) {
   setup.input = job_of(2);
   const ChildResult result = run_child(setup);
   EXPECT_EQ(result.status, 0);
-  expect_ended_well(lines_of(result.log));
+  expect_complete_log(lines_of(result.log));
   EXPECT_TRUE(result.output == output_of(2));
 }
 
@@ -65,7 +65,7 @@ TEST(ExitStatus, IsZeroForAJobWithoutPages) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.output, "");
   const std::vector<std::string> log = lines_of(result.log);
-  expect_ended_well(log);
+  expect_complete_log(log);
   EXPECT_EQ(log[log.size() - 2], "  Cache Optimization: ENABLED");
 }
 
@@ -91,7 +91,7 @@ TEST(ExitStatus, IsOneWhenTheQueryHasNoPrinter) {
 }
 
 // /dev/null accepts every question and returns end of file at once.
-constexpr char kReportOfASilentPrinter[] =
+constexpr char kReportWithoutReplies[] =
     "Version = v1.0\r\nPrintStatus =  (-1)\r\nPrintVersion = \r\nPrintMediaInfo = \r\n"
     "PrintHorResolution = \r\nPrintVerResolution = \r\nPrintFreeBuff =  (-1)\r\n"
     "PrintInitMediaCount =  (-1)\r\nPrintRemainQuantity =  (-1)\r\nPrintSerialNO = \r\n"
@@ -99,12 +99,12 @@ constexpr char kReportOfASilentPrinter[] =
     "PrintVolumeMatteCounter =  (-1)\r\nPrintColorControlDataVersion = \r\n"
     "PrintColorControlDataChecksum = \r\n";
 
-TEST(ExitStatus, IsZeroForAReportOfASilentPrinter) {
+TEST(ExitStatus, IsZeroForAReportWithoutReplies) {
   ChildSetup setup = under_cups();
   setup.arguments = {"rastertok905", "--info", "/dev/null"};
   const ChildResult result = run_child(setup);
   EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(result.output, StartsWith(kReportOfASilentPrinter));
+  EXPECT_THAT(result.output, StartsWith(kReportWithoutReplies));
   EXPECT_THAT(lines_of(result.log), Not(Contains(HasSubstr("ribbon detection"))));
 }
 
@@ -114,7 +114,7 @@ TEST(ExitStatus, AnInfoFlagWithAValueIsAQueryToo) {
   setup.arguments = {"rastertok905", "--info=x", "/dev/null"};
   const ChildResult result = run_child(setup);
   EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(result.output, StartsWith(kReportOfASilentPrinter));
+  EXPECT_THAT(result.output, StartsWith(kReportWithoutReplies));
 }
 
 TEST(Arguments, WithoutAnyTheJobHasTheDefaults) {
@@ -151,7 +151,7 @@ TEST_F(ByHandLog, HasEveryLineAndStandardErrorHasNone) {
   const ChildResult result = run_child(setup_);
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.log, "");
-  expect_ended_well(lines_of(read_file(log_path())));
+  expect_complete_log(lines_of(read_file(log_path())));
   EXPECT_TRUE(fs::is_directory(tmp_.path() + "/k905_debug"));
 }
 
@@ -159,7 +159,7 @@ TEST_F(ByHandLog, IsEmptiedAtEveryStart) {
   tmp_.write("rastertok905_debug.log", std::string(100000, 'x'));
   (void)run_child(setup_);
   const std::string log = read_file(log_path());
-  expect_ended_well(lines_of(log));
+  expect_complete_log(lines_of(log));
   EXPECT_EQ(log.find("xxx"), std::string::npos);
 }
 
@@ -169,23 +169,23 @@ TEST_F(ByHandLog, DoesNotFollowASymbolicLink) {
   const ChildResult result = run_child(setup_);
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(read_file(tmp_.path() + "/precious"), "keep me");
-  expect_ended_well(lines_of(result.log));  // standard error is unchanged
+  expect_complete_log(lines_of(result.log));  // standard error is unchanged
   EXPECT_TRUE(result.output == output_of(1));
 }
 
-TEST_F(ByHandLog, ThatCannotBeOpenedKeepsStandardError) {
+TEST_F(ByHandLog, ThatCannotBeOpenedLeavesTheLogOnStandardError) {
   fs::create_directory(log_path());
   const ChildResult result = run_child(setup_);
   EXPECT_EQ(result.status, 0);
-  expect_ended_well(lines_of(result.log));
+  expect_complete_log(lines_of(result.log));
   EXPECT_TRUE(result.output == output_of(1));
 }
 
-TEST_F(ByHandLog, IsNotCreatedWithAPpdOrAnEmptyOne) {
-  for (const char* ppd : {"", kPathNowhere}) {
+TEST_F(ByHandLog, IsNotCreatedIfPpdIsSetEvenToAnEmptyText) {
+  for (const char* ppd : {"", kMissingPpd}) {
     setup_.environment["PPD"] = ppd;
     const ChildResult result = run_child(setup_);
-    expect_ended_well(lines_of(result.log));
+    expect_complete_log(lines_of(result.log));
     EXPECT_THAT(lines_of(result.log),
                 Contains(std::string("K905-1: Failed to open PPD file: ") + ppd));
     EXPECT_TRUE(fs::is_empty(tmp_.path()));
@@ -204,7 +204,7 @@ TEST_F(ByHandLog, IsNeverOpenedAsStandardOutput) {
   EXPECT_EQ(wait_for_child(child).status, 0);
   close(err.read_end);
   const std::string log = read_file(log_path());
-  expect_ended_well(lines_of(log));
+  expect_complete_log(lines_of(log));
   EXPECT_EQ(log.find('\x1b'), std::string::npos);
   EXPECT_THAT(lines_of(log), Contains("K905-1: send Y plane failed"));
   for (const auto& picture : fs::directory_iterator(tmp_.path() + "/k905_debug")) {
@@ -292,7 +292,7 @@ TEST(ClosedPipe, InTheMiddleOfASheetDoesNotFailTheJob) {
   process.close_output();
   const ChildEnd end = process.finish();
   EXPECT_EQ(end.status, 0);
-  expect_ended_well(process.log());
+  expect_complete_log(process.log());
   EXPECT_THAT(process.log(), Contains("K905-1: write error: Broken pipe"));
   EXPECT_THAT(process.log(), Contains("K905-1: Single page printed successfully (print call #2)"));
 }
@@ -435,7 +435,7 @@ TEST(Cancel, DuringTheMaximumOfCopiesEndsTheJob) {
 
 class CancelAtLine : public ::testing::TestWithParam<std::size_t> {};
 
-TEST_P(CancelAtLine, EndsTheJobWithWholeSheetsOnly) {
+TEST_P(CancelAtLine, EndsTheJobWithCompleteSheetsOnly) {
   InteractiveProcess process(under_cups());
   const std::string two = job_of(2);
   process.write_input(two.substr(0, two.size() - 1));  // would wait indefinitely for the last byte
@@ -496,7 +496,7 @@ TEST(NonBlocking, InputWithoutDataIsWaitedFor) {
   close(output);
   close(log);
   EXPECT_TRUE(read_file(output_file) == output_of(1));
-  expect_ended_well(lines_of(read_file(log_file)));
+  expect_complete_log(lines_of(read_file(log_file)));
 }
 
 TEST(NonBlocking, InputCanBeCanceledWhileItIsWaitedFor) {
@@ -545,7 +545,7 @@ TEST(NonBlocking, OutputThatBecomesNonBlockingInASheetIsWaitedFor) {
   EXPECT_THAT(read_file(log_file), Not(HasSubstr("write error")));
 }
 
-TEST(NonBlocking, OutputIsSetToBlockingSoThatNoPlaneIsCut) {
+TEST(NonBlocking, OutputIsSetToBlockingSoThatNoPlaneIsTruncated) {
   const Pipe in = make_pipe();
   const Pipe out = make_pipe();
   fcntl(out.write_end, F_SETFL, O_NONBLOCK);
@@ -571,7 +571,7 @@ TEST(NonBlocking, OutputIsSetToBlockingSoThatNoPlaneIsCut) {
   EXPECT_EQ(wait_for_child(child).status, 0);
   close(out.read_end);
   EXPECT_TRUE(output == output_of(1)) << output.size();
-  expect_ended_well(lines_of(read_file(log_file)));
+  expect_complete_log(lines_of(read_file(log_file)));
 }
 
 }  // namespace

@@ -21,31 +21,31 @@ class SmallDisk {
  public:
   explicit SmallDisk(int kilobytes) {
     const std::string size = "size=" + std::to_string(kilobytes) + "k";
-    there_ = unshare(CLONE_NEWNS) == 0 &&
-             mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-             mount("none", folder_.path().c_str(), "tmpfs", 0, size.c_str()) == 0;
+    mounted_ = unshare(CLONE_NEWNS) == 0 &&
+               mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+               mount("none", folder_.path().c_str(), "tmpfs", 0, size.c_str()) == 0;
   }
   ~SmallDisk() {
-    if (there_) {
+    if (mounted_) {
       umount2(folder_.path().c_str(), MNT_DETACH);
     }
   }
   SmallDisk(const SmallDisk&) = delete;
   SmallDisk& operator=(const SmallDisk&) = delete;
 
-  [[nodiscard]] bool there() const { return there_; }
+  [[nodiscard]] bool is_mounted() const { return mounted_; }
   [[nodiscard]] const std::string& path() const { return folder_.path(); }
 
  private:
   ScratchFolder folder_;
-  bool there_ = false;
+  bool mounted_ = false;
 };
 
 class FullDisk : public ::testing::TestWithParam<int> {};
 
 TEST_P(FullDisk, LosesLogLinesAndImagesButNoSheet) {
   const SmallDisk disk(GetParam());
-  if (!disk.there()) {
+  if (!disk.is_mounted()) {
     GTEST_SKIP() << "needs the right to mount a file system";
   }
   std::mt19937 random(9);

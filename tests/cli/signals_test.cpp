@@ -74,7 +74,7 @@ TEST_P(CancelSignal, WhileInputIsAwaitedEndsTheJob) {
   EXPECT_EQ(process.output(), "");
 }
 
-TEST_P(CancelSignal, BeforeMainEndsTheJobLikeAnyOther) {
+TEST_P(CancelSignal, BeforeMainEndsTheJobLikeALaterSignal) {
   ChildSetup setup = under_cups();
   setup.environment["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libk905_early_signal.so";
   setup.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0";
@@ -85,7 +85,7 @@ TEST_P(CancelSignal, BeforeMainEndsTheJobLikeAnyOther) {
   EXPECT_EQ(process.output(), "");
 }
 
-TEST_P(CancelSignal, KeepsItsUsualMeaningInTheQuery) {
+TEST_P(CancelSignal, EndsAQuery) {
   // A terminal that gives no reply takes the place of the printer.
   const int printer = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   ASSERT_GE(printer, 0);

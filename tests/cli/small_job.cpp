@@ -25,7 +25,7 @@ std::string job_of(unsigned pages) {
 ReferenceResult reference_of(const ChildSetup& setup, int process_id, const std::string& input) {
   ReferenceJob job;
   job.arguments = setup.arguments;
-  job.ppd_path = kPathNowhere;
+  job.ppd_path = kMissingPpd;
   job.process_id = process_id;
   job.input = input;
   return reference_run(job);
@@ -35,7 +35,7 @@ ChildSetup under_cups() {
   ChildSetup setup;
   setup.program = filter_program();
   setup.arguments = {"K905", "1", "me", "t", "1", ""};
-  setup.environment = {{"PPD", kPathNowhere}};
+  setup.environment = {{"PPD", kMissingPpd}};
   return setup;
 }
 
@@ -43,7 +43,7 @@ std::string output_of(unsigned pages) {
   return reference_of(under_cups(), 0, job_of(pages)).output;
 }
 
-void expect_ended_well(const std::vector<std::string>& log) {
+void expect_complete_log(const std::vector<std::string>& log) {
   ASSERT_FALSE(log.empty());
   EXPECT_EQ(log.front(), "=== rastertok905 start ===");
   EXPECT_EQ(log.back(), "=== rastertok905 end ===");
@@ -53,5 +53,5 @@ void expect_canceled(InteractiveProcess& process) {
   const ChildEnd end = process.finish();
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.signal, 0);
-  expect_ended_well(process.log());
+  expect_complete_log(process.log());
 }

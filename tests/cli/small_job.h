@@ -10,7 +10,7 @@
 #include "tests/support/reference.h"
 
 // The path of a PPD file that does not exist.
-inline constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
+inline constexpr char kMissingPpd[] = "/nonexistent/queue.ppd";
 
 // A page on the smallest paper; the image depends on the seed.
 [[nodiscard]] RasterPage small_page(unsigned seed);
@@ -26,7 +26,7 @@ inline constexpr char kPathNowhere[] = "/nonexistent/queue.ppd";
 [[nodiscard]] ChildSetup under_cups();
 
 // Checks the first and the last line.
-void expect_ended_well(const std::vector<std::string>& log);
+void expect_complete_log(const std::vector<std::string>& log);
 
 // Waits for its end, which must be one of a canceled job: in order, with status 0.
 void expect_canceled(InteractiveProcess& process);

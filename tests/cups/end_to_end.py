@@ -40,13 +40,13 @@ class Paper:
         self.slack = slack
 
     def picture_box(self, lines_per_line=1):
-        """Seen from the front. The printer prints the back of the image, so left and right are exchanged. The
+        """Seen from the adapter. The printer prints the back of the image, so left and right are exchanged. The
         fine resolution has twice the lines, but its borders are not doubled."""
         return (self.right, self.top, self.width - self.left,
                 self.height * lines_per_line - self.bottom)
 
 
-def paper_alone(paper):
+def visible_paper(paper):
     """The paper without the margins that the printer cuts off, as the simulated printer shows it."""
     left, top, right, bottom = paper.picture_box()
     return Paper(paper.name, paper.points, (right - left, bottom - top), (0, 0, 0, 0))
@@ -179,7 +179,7 @@ class ThroughCups(unittest.TestCase):
     def pdf(self, paper=SIX_BY_FOUR, centers=(GRAY,)):
         return artwork.pdf(self.art / f"{paper.name}-{len(centers)}.pdf", *paper.points, centers)
 
-    def made_of(self, png, kind):
+    def converted(self, png, kind):
         """The picture as a file of another kind."""
         file = png.with_suffix(f".{kind}")
         if kind in ("pwg", "urf"):
@@ -223,7 +223,7 @@ class Pictures(ThroughCups):
         (sheet,) = self.sheets(self.print(self.pdf()))
         self.assert_sheet(sheet, slack=DOCUMENT_SLACK)
 
-    def test_the_pages_of_a_document_come_in_their_order(self):
+    def test_the_pages_of_a_document_are_printed_in_order(self):
         self.add_queue()
         centers = (CYAN, MAGENTA, BLACK)
         sheets = self.sheets(self.print(self.pdf(centers=centers)))
@@ -231,7 +231,7 @@ class Pictures(ThroughCups):
         for sheet, center in zip(sheets, centers):
             self.assert_sheet(sheet, center=center, slack=DOCUMENT_SLACK)
 
-    def test_several_files_of_a_job_come_in_their_order(self):
+    def test_several_files_of_a_job_are_printed_in_order(self):
         self.add_queue()
         first = artwork.png(self.art / "first.png", 900, 600, CYAN)
         second = artwork.png(self.art / "second.png", 900, 600, MAGENTA)
@@ -334,7 +334,7 @@ class Pictures(ThroughCups):
         self.assertIn(tuple(seen), [rotated(CORNERS, quarters) for quarters in range(4)])
         self.assert_sheet(sheet, corners=seen, slack=DOCUMENT_SLACK)
 
-    def test_a_square_photo_fills_the_paper_uncut_only_where_it_must(self):
+    def test_a_square_photo_is_cropped_to_fill_the_paper(self):
         self.add_queue()
         square = artwork.png(self.art / "square.png", 900, 900)
         (sheet,) = self.sheets(self.print(square))
@@ -347,13 +347,13 @@ class Photos(ThroughCups):
     def photos(self):
         wide = artwork.png(self.art / "wide.png", 1600, 1200)
         upright = artwork.png(self.art / "upright.png", 900, 1500)
-        jpeg = self.made_of(wide, "jpeg")
+        jpeg = self.converted(wide, "jpeg")
         stock = pathlib.Path(__file__).resolve().parent.parent / "apps" / "photos"
         return [wide, upright, jpeg, artwork.exif_jpeg(self.art / "camera.jpg", jpeg, 6),
-                self.made_of(wide, "tiff"), self.made_of(wide, "webp"),
+                self.converted(wide, "tiff"), self.converted(wide, "webp"),
                 stock / "stripes.heic", stock / "stripes.avif"]
 
-    def by_k905_print(self, *arguments):
+    def stream_of_k905_print(self, *arguments):
         stream = self.art / "straight.prn"
         self.cups.run(self.cups.prefix / "bin" / "k905-print", "--to", stream, *arguments)
         return stream.read_bytes()
@@ -361,7 +361,7 @@ class Photos(ThroughCups):
     def assert_same(self, photo, options, arguments, queue=None, copies=1):
         job = self.print(photo, queue=queue, options=options, copies=copies)
         self.assertEqual(self.filters_of(job), ["phototok905", "rastertok905job"])
-        expected = self.by_k905_print("--copies", str(copies), *arguments, photo)
+        expected = self.stream_of_k905_print("--copies", str(copies), *arguments, photo)
         self.assertEqual(self.cups.stream_of(job).read_bytes(), expected, "other bytes")
 
     def test_every_kind_of_photo_is_printed_as_k905_print_prints_it(self):
@@ -482,7 +482,7 @@ class TruePages(ThroughCups):
         points = sorted(paper.points)
         width, height = (round(side * 300 / 72) for side in points)
         png = artwork.circle_png(self.art / f"circle-{paper.name}.png", width, height, 800)
-        others = [self.made_of(png, kind) for kind in ("jpeg", "pwg", "urf")]
+        others = [self.converted(png, kind) for kind in ("jpeg", "pwg", "urf")]
         return png, *others, artwork.circle_pdf(png.with_suffix(".pdf"), *points, 192)
 
     def test_a_circle_is_round_in_the_fine_resolution(self):
@@ -541,7 +541,7 @@ class Rulers(ThroughCups):
         if kind in ("pwg", "urf"):
             return [(self.raster(name.with_suffix(f".{kind}"), circle, passport),
                      (self.CIRCLE, self.BOX))]
-        pictures = [photo if kind == "png" else self.made_of(photo, kind)
+        pictures = [photo if kind == "png" else self.converted(photo, kind)
                     for photo in (circle, passport)]
         return list(zip(pictures, ((self.CIRCLE,), (self.BOX,))))
 
@@ -617,7 +617,7 @@ class Driverless(ThroughCups):
     FORMATS = {"pwg": "image/pwg-raster", "urf": "image/urf"}
 
     def page(self, kind):
-        return self.made_of(artwork.png(self.art / "page.png", 1800, 1200), kind)
+        return self.converted(artwork.png(self.art / "page.png", 1800, 1200), kind)
 
     def submit(self, file, *attributes, queue=None):
         job = self.cups.submit_ipp(queue or self.queue, file,
@@ -776,7 +776,7 @@ class Choices(ThroughCups):
         self.assert_sheet(sheet, corners=[tuple(value // 2 for value in c) for c in CORNERS],
                           center=(64, 64, 64), tolerance=1)
 
-    def test_none_takes_a_tone_of_the_queue_back(self):
+    def test_none_turns_off_a_tone_of_the_queue(self):
         self.add_queue(StpBrightness="500")
         (sheet,) = self.sheets(self.print(self.png(), options=["StpBrightness=None"]))
         self.assert_sheet(sheet, tolerance=1)
@@ -842,15 +842,15 @@ class Choices(ThroughCups):
     def test_a_job_whose_choices_cannot_be_applied_prints_with_a_warning(self):
         # No space for the job's PPD file, as on a full disk.
         self.add_queue()
-        front = self.cups.serverbin / "filter" / "rastertok905job"
-        kept = front.with_name("kept")
-        front.rename(kept)
+        adapter = self.cups.serverbin / "filter" / "rastertok905job"
+        kept = adapter.with_name("kept")
+        adapter.rename(kept)
         try:
-            front.write_text(f"#!/bin/sh\nulimit -f 0\nexec {kept} \"$@\"\n")
-            front.chmod(0o755)
+            adapter.write_text(f"#!/bin/sh\nulimit -f 0\nexec {kept} \"$@\"\n")
+            adapter.chmod(0o755)
             job = self.print(self.jpeg(), options=["StpLaminate=Matte"])
         finally:
-            kept.rename(front)
+            kept.rename(adapter)
         (sheet,) = self.sheets(job)
         self.assert_sheet(sheet)
         self.assertIn("The choices made for this job could not be applied; it prints with the "
@@ -965,9 +965,9 @@ class Jobs(ThroughCups):
         (other,) = set(members) - {busy}
         self.assert_album(self.cups.root / other / f"{job}.prn")
         # The data that the first printer received ends with a complete sheet.
-        begun = self.cups.root / busy / f"{job}.prn"
-        self.cups.wait_for(begun.exists, "the first printer's device to end")
-        self.assertLess(len(self.stream(begun)), 10)
+        first_part = self.cups.root / busy / f"{job}.prn"
+        self.cups.wait_for(first_part.exists, "the first printer's device to end")
+        self.assertLess(len(self.stream(first_part)), 10)
 
     def test_a_printer_taken_out_of_the_class_finishes_its_job(self):
         members = ("leaveA", "leaveB")
@@ -1078,18 +1078,18 @@ class Simulator(ThroughCups):
         self.print(self.pdf(centers=(CYAN, MAGENTA)))
         self.print(self.png(SIX_BY_EIGHT), options=["PageSize=w432h576", "StpLaminate=Matte"])
         photo, cyan, magenta, large = self.printer.printed(self.cups, 4)
-        self.assert_picture(self.stored_picture(photo), paper_alone(SIX_BY_FOUR))
-        self.assert_picture(self.stored_picture(cyan), paper_alone(SIX_BY_FOUR), center=CYAN, slack=DOCUMENT_SLACK)
-        self.assert_picture(self.stored_picture(magenta), paper_alone(SIX_BY_FOUR), center=MAGENTA,
+        self.assert_picture(self.stored_picture(photo), visible_paper(SIX_BY_FOUR))
+        self.assert_picture(self.stored_picture(cyan), visible_paper(SIX_BY_FOUR), center=CYAN, slack=DOCUMENT_SLACK)
+        self.assert_picture(self.stored_picture(magenta), visible_paper(SIX_BY_FOUR), center=MAGENTA,
                             slack=DOCUMENT_SLACK)
-        self.assert_picture(self.stored_picture(large), paper_alone(SIX_BY_EIGHT), tolerance=1)
+        self.assert_picture(self.stored_picture(large), visible_paper(SIX_BY_EIGHT), tolerance=1)
 
 
 class Installation(unittest.TestCase):
     """What `cmake --install` and the uninstall target do, without a scheduler."""
 
     def test_files_are_installed_where_cups_searches_and_uninstalled(self):
-        with tempfile.TemporaryDirectory() as scratch, private_cups.install_manifest_kept(BUILD):
+        with tempfile.TemporaryDirectory() as scratch, private_cups.preserved_install_manifest(BUILD):
             stage = pathlib.Path(scratch)
             subprocess.run([CMAKE, "--install", BUILD, "--prefix", "/usr"], check=True,
                            env=os.environ | {"DESTDIR": scratch}, stdout=subprocess.DEVNULL)

@@ -126,7 +126,7 @@ TEST(JobPpd, AProfileOfTheJobBecomesTheDefault) {
 }
 
 // The filter uses any default of this option as a file name, even "None".
-TEST(JobPpd, WithoutAProfileNoneIsNamed) {
+TEST(JobPpd, ProfileNoneRemovesTheDefault) {
   EXPECT_THAT(job_ppd_text(kQueuePpd, "ICCProfile=None"), Not(HasSubstr("*DefaultICCProfile")));
 }
 
@@ -159,9 +159,9 @@ TEST(JobPpd, ALineBreakInAnOptionAddsNoLine) {
 }
 
 TEST(JobPpd, RibbonOfTheQueueOrTheJobIsReported) {
-  const JobPpd quiet = make_job_ppd(kQueuePpd.c_str(), "");
-  EXPECT_EQ(quiet.ribbon, "");
-  close(quiet.descriptor);
+  const JobPpd without_options = make_job_ppd(kQueuePpd.c_str(), "");
+  EXPECT_EQ(without_options.ribbon, "");
+  close(without_options.descriptor);
   for (const char* ribbon : {"6x4", "6x8"}) {
     const JobPpd job =
         make_job_ppd(kQueuePpd.c_str(), ("K905Ribbon=" + std::string(ribbon)).c_str());

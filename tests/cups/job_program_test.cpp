@@ -124,7 +124,7 @@ class JobProgram : public ::testing::Test {
       dup2(in_->read_end(), STDIN_FILENO);
       dup2(out_->write_end(), STDOUT_FILENO);
       dup2(log_->write_end(), STDERR_FILENO);
-      start_clean();
+      reset_process_state();
       in_child();
       clearenv();
       for (const auto& [name, value] : environment_) setenv(name.c_str(), value.c_str(), 1);
@@ -158,7 +158,7 @@ class JobProgram : public ::testing::Test {
 
   // As CUPS starts a filter, independent of how the test was started: no other descriptors, no
   // ignored or blocked signals.
-  static void start_clean() {
+  static void reset_process_state() {
     close_range(STDERR_FILENO + 1, ~0U, 0);
     for (int number = 1; number < NSIG; ++number) signal(number, SIG_DFL);
     sigset_t none;
@@ -316,10 +316,10 @@ constexpr char kWaitForPendingTerm[] =
 TEST_F(JobProgram, ForwardsAnEarlyCancel) {
   replace_filter(kWaitForPendingTerm);
   const int status = run(kPlainJob, "", [] {
-    sigset_t held;
-    sigemptyset(&held);
-    sigaddset(&held, SIGTERM);
-    sigprocmask(SIG_BLOCK, &held, nullptr);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    sigprocmask(SIG_BLOCK, &blocked, nullptr);
     kill(getpid(), SIGTERM);  // pending through the exec
   });
   EXPECT_EQ(status, 0);
@@ -458,9 +458,9 @@ TEST_F(JobProgram, KeepsNeitherEndOfTheJobsPipesOpen) {
   std::string log;
   ASSERT_TRUE(read_until_line(log_->read_end(), log, "closed"));
   EXPECT_EQ(read_to_end(out_->read_end()), "");
-  pollfd reader_gone{in_->write_end(), 0, 0};
-  EXPECT_EQ(poll(&reader_gone, 1, 10000), 1);
-  EXPECT_NE(reader_gone.revents & POLLERR, 0);
+  pollfd closed_pipe{in_->write_end(), 0, 0};
+  EXPECT_EQ(poll(&closed_pipe, 1, 10000), 1);
+  EXPECT_NE(closed_pipe.revents & POLLERR, 0);
   kill(pid, SIGTERM);
   EXPECT_TRUE(WIFSIGNALED(finish(pid, log)));
 }
@@ -486,7 +486,7 @@ TEST_F(JobProgram, WithoutAPpdFileTheJobStillPrints) {
               ElementsAre(kWarning, "DEBUG: rastertok905job: the variable PPD is not set"));
 }
 
-TEST_F(JobProgram, WithABrokenPpdFileTheJobStillPrints) {
+TEST_F(JobProgram, WithAnInvalidPpdFileTheJobStillPrints) {
   const std::string broken = folder_ + "/broken.ppd";
   std::ofstream(broken) << "%!PS-Adobe-3.0\nshowpage\n";
   replace_filter("echo \"$PPD\"\n");
@@ -508,7 +508,7 @@ TEST_F(JobProgram, APpdFileThatIsAFifoIsNotWaitedFor) {
                                                fifo + ": is not a regular file\n");
 }
 
-TEST_F(JobProgram, WithoutRoomForTheCopyTheJobPrintsWithTheQueuesDefaults) {
+TEST_F(JobProgram, WithoutSpaceForTheCopyTheJobPrintsWithTheQueuesDefaults) {
   replace_filter("echo \"$PPD $K905_RIBBON\"\n");
   run({"1", "me", "title", "1", "K905Ribbon=6x8"}, "", [] {
     const rlimit nothing{0, 0};

@@ -50,13 +50,13 @@ TEST_F(LoadedRibbon, IsUnknownWhenTheBackendDoesNotAnswerInTime) {
   EXPECT_TRUE(was_asked());
 }
 
-TEST_F(LoadedRibbon, IsNotAskedOfAnotherBackend) {
+TEST_F(LoadedRibbon, IsNotRequestedFromAnotherBackend) {
   const EnvironmentGuard device("DEVICE_URI", "socket://10.0.0.7");
   EXPECT_EQ(loaded_ribbon(), "");
   EXPECT_FALSE(was_asked());
 }
 
-TEST_F(LoadedRibbon, IsNotAskedWithoutASideChannel) {
+TEST_F(LoadedRibbon, IsNotRequestedWithoutASideChannel) {
   const EnvironmentGuard device("DEVICE_URI", "k905:/dev/usb/lp0");
   const Descriptor file(open("/dev/null", O_RDWR | O_CLOEXEC));
   dup2(file.get(), kSideChannel);

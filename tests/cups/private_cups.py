@@ -47,7 +47,7 @@ def programs(count=2):
     return pathlib.Path(sys.argv[1]).resolve(), sys.argv[2]
 
 
-def exit_if_it_cannot_run():
+def skip_unless_cups_can_run():
     if missing := what_is_missing():
         print(f"SKIPPED: no print system can be started here: {missing}")
         sys.exit(SKIPPED)
@@ -59,7 +59,7 @@ def run_tests():
 
 
 def main():
-    exit_if_it_cannot_run()
+    skip_unless_cups_can_run()
     sys.exit(0 if run_tests().wasSuccessful() else 1)
 
 
@@ -80,7 +80,7 @@ def free_port():
 
 
 @contextlib.contextmanager
-def install_manifest_kept(build):
+def preserved_install_manifest(build):
     """`cmake --install` writes the list of its files into the build folder, where the uninstall target
     may need the list of an earlier installation; and two tests may install at the same time."""
     manifest = build / "install_manifest.txt"
@@ -124,7 +124,7 @@ class PrivateCups:
     # Setup -----------------------------------------------------------------------------
 
     def install_product(self):
-        with install_manifest_kept(self.build):
+        with preserved_install_manifest(self.build):
             subprocess.run([self.cmake, "--install", str(self.build), "--prefix", str(self.prefix)],
                            check=True, stdout=subprocess.DEVNULL)
 

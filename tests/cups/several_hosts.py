@@ -29,8 +29,8 @@ class SeveralHosts(unittest.TestCase):
         cls.sim = SimulatedPrinter(BUILD / "k905-sim", cls.scratch / "sheets",
                                    "--printers", "2", "--print-time", "100")
         cls.addClassCleanup(cls.sim.stop)
-        cls.hosts = [cls.started(name, on_network=True) for name in HOSTS]
-        cls.front = cls.started("front")
+        cls.hosts = [cls.start_cups(name, on_network=True) for name in HOSTS]
+        cls.front = cls.start_cups("front")
         for host, port in zip(cls.hosts, cls.sim.ports):
             host.add_queue("booth", device=f"k905://127.0.0.1:{port}/?settle=1",
                            printer_error_policy="retry-current-job", printer_is_shared="true")
@@ -43,7 +43,7 @@ class SeveralHosts(unittest.TestCase):
         cls.gray = 0
 
     @classmethod
-    def started(cls, name, **more):
+    def start_cups(cls, name, **more):
         folder = cls.scratch / name
         folder.mkdir()
         cups = private_cups.PrivateCups(folder, BUILD, CMAKE, **more)
@@ -71,8 +71,8 @@ class SeveralHosts(unittest.TestCase):
         return self.sim.printed_files()[self.before:]
 
     def assert_each_printed_once(self, count):
-        looks = [number_in_picture(file) for file in self.new_sheets()]
-        self.assertEqual((len(looks), len(set(looks))), (count, count), looks)
+        numbers = [number_in_picture(file) for file in self.new_sheets()]
+        self.assertEqual((len(numbers), len(set(numbers))), (count, count), numbers)
 
     def printed_by(self, number):
         return len([file for file in self.new_sheets() if file.parent.name == str(number)])
@@ -80,7 +80,7 @@ class SeveralHosts(unittest.TestCase):
     def shown(self, queue):
         return self.front.run("lpstat", "-l", "-p", queue).stdout
 
-    def submit_with_both_stopped_at(self, byte, count):
+    def submit_and_hold_both_at(self, byte, count):
         """Returns the jobs when each printer has begun one and stands still in its sheet."""
         for number in (1, 2):
             self.sim.command(f"{number} hold at {byte}")
@@ -94,7 +94,7 @@ class SeveralHosts(unittest.TestCase):
             self.sim.command(f"{number} continue")
 
     def test_jobs_are_shared_and_each_is_printed_once(self):
-        jobs = self.submit_with_both_stopped_at(1000000, 6)
+        jobs = self.submit_and_hold_both_at(1000000, 6)
         self.let_both_continue()
         self.assert_completed(jobs)
         self.assert_each_printed_once(6)
@@ -123,7 +123,7 @@ class SeveralHosts(unittest.TestCase):
         self.assertNotIn("Cover", self.shown("hostA"))
         self.assert_each_printed_once(3)
 
-    def test_jobs_of_a_host_that_is_away_go_to_the_other(self):
+    def test_jobs_of_a_host_that_is_stopped_go_to_the_other(self):
         self.hosts[0].stop()
         self.assert_completed(self.submit(3))
         self.assertEqual((self.printed_by(1), self.printed_by(2)), (0, 3))
@@ -134,7 +134,7 @@ class SeveralHosts(unittest.TestCase):
         self.assert_each_printed_once(4)
 
     def test_a_job_of_a_host_that_fails_in_a_sheet_is_printed_once(self):
-        jobs = self.submit_with_both_stopped_at(1000001, 2)
+        jobs = self.submit_and_hold_both_at(1000001, 2)
         self.hosts[0].process.send_signal(signal.SIGKILL)
         self.hosts[0].process.wait()
         self.let_both_continue()

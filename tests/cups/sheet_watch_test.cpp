@@ -54,7 +54,7 @@ TEST(SheetWatch, DoesNotCountASheetWhoseBytesWereLost) {
         "K905-1: write error: Broken pipe", "K905-1: write returned 0"}) {
     SheetWatch watch;
     EXPECT_EQ(after_all(watch, {kBegin, lost, kEnd}), "") << lost;
-    EXPECT_EQ(after_all(watch, {kBegin, kEnd}), kSheetSent) << "the next sheet is whole again";
+    EXPECT_EQ(after_all(watch, {kBegin, kEnd}), kSheetSent) << "the next sheet is complete";
   }
 }
 
@@ -106,6 +106,6 @@ TEST(OneLine, KeepsOtherBytes) {
 }
 
 // CUPS treats the part beyond its maximum message length as a new line.
-TEST(OneLine, BoundsTheLength) { EXPECT_EQ(one_line(std::string(5000, 'x')).size(), 512U); }
+TEST(OneLine, LimitsTheLength) { EXPECT_EQ(one_line(std::string(5000, 'x')).size(), 512U); }
 
 }  // namespace

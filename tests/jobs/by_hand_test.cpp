@@ -19,14 +19,14 @@ RasterPage image_page(unsigned seed, unsigned vertical_dpi = 300,
   return page;
 }
 
-JobRecipe by_hand() {
+JobRecipe job_by_hand() {
   JobRecipe job;
   job.ppd.reset();
   return job;
 }
 
-TEST(ByHand, PageThatIsNotResizedHasNoImageOfIt) {
-  JobRecipe job = by_hand();
+TEST(ByHand, PageThatIsNotResizedHasNoImageOfTheResize) {
+  JobRecipe job = job_by_hand();
   std::mt19937 random(2);
   RasterPage page = blank_page(page_header(1844, 1240));
   fill_with_blocks(page, random);
@@ -35,7 +35,7 @@ TEST(ByHand, PageThatIsNotResizedHasNoImageOfIt) {
 }
 
 TEST(ByHand, RotatedInterlacedPageIsSavedAtEveryStep) {
-  JobRecipe job = by_hand();
+  JobRecipe job = job_by_hand();
   job.files["mine.icc"] = wide_rgb_profile();
   job.arguments.insert(job.arguments.end(),
                        {"--icc-profile", "mine", "--gamma", "1400", "BleedTop=2"});
@@ -44,7 +44,7 @@ TEST(ByHand, RotatedInterlacedPageIsSavedAtEveryStep) {
 }
 
 TEST(ByHand, UnusableProfileStillHasItsImage) {
-  JobRecipe job = by_hand();
+  JobRecipe job = job_by_hand();
   job.files["mine.icc"] = lab_profile();
   job.arguments.insert(job.arguments.end(), {"--icc-profile", "mine"});
   job.input = raster_stream({image_page(4)});
@@ -52,21 +52,21 @@ TEST(ByHand, UnusableProfileStillHasItsImage) {
 }
 
 TEST(ByHand, PairOfPagesIsSavedBeforeAndAfterTheMerge) {
-  JobRecipe job = by_hand();
+  JobRecipe job = job_by_hand();
   job.ribbon = "6x8";
   job.input = raster_stream({image_page(5), image_page(6)});
   expect_like_reference(job);
 }
 
 TEST(ByHand, ShortPageBelowATallOneIsPaddedWithWhite) {
-  JobRecipe job = by_hand();
+  JobRecipe job = job_by_hand();
   job.ribbon = "6x8";
   job.input = raster_stream({image_page(7, 600), image_page(8)});
   expect_like_reference(job);
 }
 
 TEST(ByHand, CopiesOfAnIncompletePageAreLogged) {
-  JobRecipe job = by_hand();
+  JobRecipe job = job_by_hand();
   job.arguments.insert(job.arguments.end(), {"--copies", "2"});
   job.input = raster_stream({image_page(9), image_page(10)});
   job.input.resize(job.input.size() - 700);
@@ -74,7 +74,7 @@ TEST(ByHand, CopiesOfAnIncompletePageAreLogged) {
 }
 
 TEST(ByHand, WithoutRasterDataThereAreNoImages) {
-  JobRecipe job = by_hand();
+  JobRecipe job = job_by_hand();
   expect_like_reference(job);
 }
 

@@ -177,7 +177,7 @@ TEST(InconsistentLengths, SeveralAtOnceEndTheJobCleanly) {
   const std::vector<Field> fields = fields_that_set_length(true);
   std::mt19937 random = random_for(200);
   for (int i = 0; i < 60; ++i) {
-    SCOPED_TRACE("draw " + std::to_string(i));
+    SCOPED_TRACE("attempt " + std::to_string(i));
     RasterPage wrong = small_page(random);
     for (unsigned count = 2 + random() % 2; count > 0; --count) {
       overwrite(wrong.header, fields[random() % fields.size()],

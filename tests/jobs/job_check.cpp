@@ -31,7 +31,7 @@ void compare_logs(const std::vector<std::string>& got, const std::vector<std::st
 }
 
 // Describes the position of a byte in the sheets in terms of the wire format.
-std::string place_of(const std::string& stream, std::size_t offset) {
+std::string position_of(const std::string& stream, std::size_t offset) {
   std::size_t at = 0;
   int sheet = 1;
   while (at + 32 <= stream.size()) {
@@ -66,7 +66,7 @@ void compare_output(const std::string& got, const std::string& wanted) {
   }
   ADD_FAILURE() << "printer data: " << got.size() << " bytes, reference " << wanted.size() << "; "
                 << different << " differ, the first at " << offset << " ("
-                << place_of(wanted, offset)
+                << position_of(wanted, offset)
                 << "): " << (g != got.end() ? static_cast<int>(static_cast<unsigned char>(*g)) : -1)
                 << " instead of "
                 << (w != wanted.end() ? static_cast<int>(static_cast<unsigned char>(*w)) : -1);

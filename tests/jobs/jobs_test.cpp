@@ -375,7 +375,7 @@ TEST(Profiles, ThatAreNoRegularFilesCannotBeOpened) {
   }
 }
 
-TEST(Profiles, LongNameIsSearchedCompletelyAndStoredCut) {
+TEST(Profiles, LongNameIsSearchedCompletelyAndStoredTruncated) {
   const std::string name(200, 'n');
   JobRecipe job = small_job({"--icc-profile", name}, {quick_page()});
   job.files[name + ".icm"] = wide_rgb_profile();
@@ -394,7 +394,7 @@ TEST(Profiles, OptionStringNamesThemByChoiceOrMarker) {
   }
 }
 
-TEST(Profiles, AreKeptOverThePagesOfAJob) {
+TEST(Profiles, AreKeptForAllPagesOfAJob) {
   JobRecipe job;
   job.files = profile_files();
   job.choose("PageSize", "B7");
@@ -444,7 +444,7 @@ TEST_P(EveryCopyCount, PrintsThatManyCopiesOfEachPage) {
 INSTANTIATE_TEST_SUITE_P(Jobs, EveryCopyCount,
                          ::testing::Values("3", "1", "0", "-2147483649", "many", "2 or so"));
 
-TEST(Copies, OfTheFirstHeaderAreNotTaken) {
+TEST(Copies, InTheHeaderAreIgnored) {
   RasterPage page = quick_page();
   page.header.NumCopies = 4294967295U;
   expect_like_reference(small_job({}, {page, quick_page(2)}));
@@ -505,7 +505,7 @@ TEST(TwoUp, FailedPageKeepsTheOrderOfTheOthers) {
   expect_like_reference(job);
 }
 
-TEST(TwoUp, OnlyTheFirstPageDecides) {
+TEST(TwoUp, OnlyTheFirstPageDecidesWhetherPagesArePaired) {
   JobRecipe job;
   job.ribbon = "6x8";
   job.input = raster_stream({quick_page(1), gradient_page(page_header(60, 50), 2)});
@@ -623,13 +623,13 @@ TEST(Headers, RefusedHeaderEndsTheJobWithAMessage) {
 
 // ---- truncated streams ----
 
-class EveryCut : public ::testing::TestWithParam<int> {};
+class EveryTruncation : public ::testing::TestWithParam<int> {};
 
 // Two pages of 50 x 40 pixels of three bytes, so that all positions are known.
 constexpr std::size_t kHeader = sizeof(cups_page_header2_t);
 constexpr std::size_t kLine = 150;
 constexpr std::size_t kSecond = 4 + kHeader + 40 * kLine;
-constexpr std::size_t kCuts[] = {
+constexpr std::size_t kLengths[] = {
     0,                                  // empty
     2,                                  // inside the opening four bytes
     4,                                  // no page
@@ -648,29 +648,30 @@ constexpr std::size_t kCuts[] = {
     kSecond + kHeader + 40 * kLine - 1  // inside it
 };
 
-TEST_P(EveryCut, FailsItsPageInEveryCopy) {
+TEST_P(EveryTruncation, FailsItsPageInEveryCopy) {
   for (const char* copies : {"1", "2"}) {
     JobRecipe job;
     job.arguments.insert(job.arguments.end(), {"--copies", copies});
     job.input = raster_stream({quick_page(1), quick_page(2)})
-                    .substr(0, kCuts[static_cast<std::size_t>(GetParam())]);
+                    .substr(0, kLengths[static_cast<std::size_t>(GetParam())]);
     expect_like_reference(job);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Jobs, EveryCut, ::testing::Range(0, static_cast<int>(std::size(kCuts))));
+INSTANTIATE_TEST_SUITE_P(Jobs, EveryTruncation,
+                         ::testing::Range(0, static_cast<int>(std::size(kLengths))));
 
-TEST(Cuts, OfACompressedStreamFailTheirPage) {
-  const std::string whole = raster_stream({quick_page(1), quick_page(2)}, RasterKind::kCompressed);
+TEST(Truncations, OfACompressedStreamFailTheirPage) {
+  const std::string stream = raster_stream({quick_page(1), quick_page(2)}, RasterKind::kCompressed);
   std::mt19937 random(11);
   for (int i = 0; i < 8; ++i) {
     JobRecipe job;
-    job.input = whole.substr(0, random() % whole.size());
+    job.input = stream.substr(0, random() % stream.size());
     expect_like_reference(job);
   }
 }
 
-TEST(Cuts, InAnUnsupportedPageAreLoggedAfterItsMessages) {
+TEST(Truncations, InAnUnsupportedPageAreLoggedAfterItsMessages) {
   JobRecipe job;
   const RasterPage page = noise_page(smallest_page_header(50, 40, 2));
   job.input = raw_raster_stream({page});
@@ -678,13 +679,13 @@ TEST(Cuts, InAnUnsupportedPageAreLoggedAfterItsMessages) {
   expect_like_reference(job);
 }
 
-TEST(Cuts, InAWideRasterAreLoggedWithTheirLine) {
+TEST(Truncations, InAWideRasterAreLoggedWithTheirLine) {
   // The filter reads many lines at once; the line number in the message must still be correct.
   const RasterPage page = noise_page(smallest_page_header(1548, 1088));
-  const std::string whole = raster_stream({page});
+  const std::string stream = raster_stream({page});
   for (const std::size_t line : {13U, 14U, 500U, 1087U}) {
     JobRecipe job;
-    job.input = whole.substr(0, 4 + kHeader + line * 3 * 1548 + 5);
+    job.input = stream.substr(0, 4 + kHeader + line * 3 * 1548 + 5);
     expect_like_reference(job);
   }
 }
@@ -710,7 +711,7 @@ TEST(Texts, NeverStartALogLine) {
   expect_like_reference(job);
 }
 
-TEST(Texts, AreCutToTheLineThePrintSystemTakes) {
+TEST(Texts, AreTruncatedToTheLongestLineThatCupsAccepts) {
   JobRecipe job;
   job.max_message = 70;
   job.arguments[3] = std::string(5000, 't');
@@ -732,7 +733,7 @@ TEST(Texts, AreLoggedCompletelyAtAnyLength) {
   expect_like_reference(job);
 }
 
-TEST(Names, AreCutToTheirCapacity) {
+TEST(Names, AreTruncatedToTheSizeOfTheirField) {
   // The fields have 16, 32, 64, 128 or 512 bytes, including the terminating NUL.
   for (const std::size_t length : {15U, 16U, 31U, 32U, 63U, 64U, 127U, 128U, 511U, 512U, 100000U}) {
     const std::string name(length, 'n');

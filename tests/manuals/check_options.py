@@ -65,7 +65,7 @@ def path_with(folder):
     return f"{folder}:{os.environ['PATH']}"
 
 
-def typed(folder, text):
+def type_into_bash(folder, text):
     """Types this text into an interactive bash in `folder`, which is on the PATH, and returns its output."""
     process, terminal = pty.fork()
     if process == 0:
@@ -184,32 +184,32 @@ class Completion(unittest.TestCase):
             self.assertEqual(completed(program, option, "", before=lpstat), {"booth", "photo"})
 
     # Names that CUPS accepts for queues and that the shell would execute or expand.
-    STRANGE_QUEUES = ("$(touch${IFS}PWNED)", "`touch${IFS}PWNED`", "a;touch${IFS}PWNED", "$HOME", "*", "it's",
+    UNUSUAL_QUEUES = ("$(touch${IFS}PWNED)", "`touch${IFS}PWNED`", "a;touch${IFS}PWNED", "$HOME", "*", "it's",
                       "b\\c", 'd"e', "~", "{x,y}")
 
     def test_queue_names_are_offered_as_they_are_and_nothing_in_them_runs(self):
         with tempfile.TemporaryDirectory() as folder:
-            lpstat = f"lpstat() {{ printf '%s\\n' {shlex.join(self.STRANGE_QUEUES)}; }}"
+            lpstat = f"lpstat() {{ printf '%s\\n' {shlex.join(self.UNUSUAL_QUEUES)}; }}"
             before = f"cd {folder}; {lpstat}"
             for program, option in (("k905-print", "-q"), ("k905-setup", "--check")):
-                self.assertEqual(completed(program, option, "", before=before), set(self.STRANGE_QUEUES))
-            self.assertEqual(completed("k905-print", "-q", "$(t", before=before), {self.STRANGE_QUEUES[0]})
-            self.assertEqual(completed("k905-print", "-q", "\\$\\(t", before=before), {self.STRANGE_QUEUES[0]})
+                self.assertEqual(completed(program, option, "", before=before), set(self.UNUSUAL_QUEUES))
+            self.assertEqual(completed("k905-print", "-q", "$(t", before=before), {self.UNUSUAL_QUEUES[0]})
+            self.assertEqual(completed("k905-print", "-q", "\\$\\(t", before=before), {self.UNUSUAL_QUEUES[0]})
             self.assertEqual(os.listdir(folder), [])
 
     def test_a_completed_queue_name_reaches_the_program_and_does_not_run(self):
-        for name in self.STRANGE_QUEUES:
+        for name in self.UNUSUAL_QUEUES:
             with self.subTest(name), tempfile.TemporaryDirectory() as folder:
                 for program, script in (("lpstat", f"printf '%s\\n' {shlex.quote(name)}"),
                                         ("k905-print", 'printf "%s\\n" "$@" >arguments')):
                     file = pathlib.Path(folder) / program
                     file.write_text(f"#!/bin/sh\n{script}\n")
                     file.chmod(0o755)
-                shown = typed(folder, "k905-print -q \t\n")
+                shown = type_into_bash(folder, "k905-print -q \t\n")
                 self.assertEqual(sorted(os.listdir(folder)), ["arguments", "k905-print", "lpstat"], shown)
                 self.assertEqual((pathlib.Path(folder) / "arguments").read_text(), f"-q\n{name}\n", shown)
 
-    def test_only_the_installed_program_is_asked_for_its_options(self):
+    def test_only_the_installed_program_is_run_for_its_options(self):
         with tempfile.TemporaryDirectory() as folder:
             file = pathlib.Path(folder) / "k905-print"
             file.write_text("#!/bin/sh\ntouch PWNED\n")

@@ -12,10 +12,10 @@ BUILD = pathlib.Path(sys.argv.pop()).resolve()
 
 
 class Blocks(unittest.TestCase):
-    def test_a_block_is_its_commands(self):
+    def test_the_commands_of_a_block_are_returned(self):
         self.assertEqual(run_commands.blocks("a\n```sh\none\ntwo\n```\nb\n"), [(None, "one\ntwo\n")])
 
-    def test_other_blocks_are_no_commands(self):
+    def test_unmarked_blocks_are_ignored(self):
         self.assertEqual(run_commands.blocks("```\none\n```\n"), [])
 
     def test_a_reason_applies_to_the_next_block_only(self):
@@ -26,7 +26,7 @@ class Blocks(unittest.TestCase):
         text = "<!-- run in a private print system -->\n```sh\none\n```\n"
         self.assertEqual(run_commands.blocks(text), [(run_commands.PRIVATE, "one\n")])
 
-    def test_a_mark_without_a_reason_is_none(self):
+    def test_a_mark_without_a_reason_has_no_effect(self):
         self.assertEqual(run_commands.blocks("<!-- not run:  -->\n```sh\none\n```\n"), [(None, "one\n")])
 
 
@@ -56,21 +56,21 @@ class Commands(unittest.TestCase):
         self.assertNotEqual(self.run_in_scratch("k905-nonsense\n").returncode, 0)
 
     def test_a_session_is_compared_with_what_is_shown(self):
-        (_, sound), = run_commands.blocks("```console\n$ echo a; echo b\na\nb\n\n$ true\n```\n")
-        self.assertEqual(self.run_in_scratch(sound).returncode, 0)
-        (_, stale), = run_commands.blocks("```console\n$ echo a\nb\n\n$ true\n```\n")
-        self.assertNotEqual(self.run_in_scratch(stale).returncode, 0)
+        (_, correct), = run_commands.blocks("```console\n$ echo a; echo b\na\nb\n\n$ true\n```\n")
+        self.assertEqual(self.run_in_scratch(correct).returncode, 0)
+        (_, outdated), = run_commands.blocks("```console\n$ echo a\nb\n\n$ true\n```\n")
+        self.assertNotEqual(self.run_in_scratch(outdated).returncode, 0)
 
 
     def test_the_device_of_the_session_is_replaced_by_the_one_of_the_run(self):
-        (_, sound), (_, stale) = run_commands.blocks(
+        (_, correct), (_, outdated) = run_commands.blocks(
             "```console\n$ k905-sim --remaining 3\n/dev/pts/5\n\n$ echo \" it's /dev/pts/5\"\n"
             " it's /dev/pts/5\n```\n```console\n$ echo /dev/pts/5\n/dev/pts/6\n```\n")
-        result = self.run_in_scratch(sound)
+        result = self.run_in_scratch(correct)
         self.assertEqual(result.returncode, 0, result.stdout)
-        self.assertNotEqual(self.run_in_scratch(sound + stale).returncode, 0)
+        self.assertNotEqual(self.run_in_scratch(correct + outdated).returncode, 0)
 
-    def test_the_profile_is_one_and_not_of_a_screen_alone(self):
+    def test_the_printer_profile_changes_the_proof(self):
         result = self.run_in_scratch("k905-preview --proof printer.icc --output proof job.prn\n"
                                      "k905-preview --output sheet job.prn\n"
                                      "! cmp -s proof-1.png sheet-1.png\n", run_commands.PREPARED)

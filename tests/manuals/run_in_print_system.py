@@ -26,7 +26,7 @@ ALL_PRINTED = ('{ set +x; } 2>/dev/null\n'
                'until waiting=$(lpstat -o) && [ -z "$waiting" ]; do sleep 0.1; done\nset -x\n')
 
 
-def as_here(commands, cups, printer, device):
+def with_paths_of_the_test(commands, cups, printer, device):
     """The commands with the paths and addresses of this private scheduler."""
     on_backend = printer.uri.replace("socket:", "k905:")
     for shown, here in (
@@ -52,7 +52,7 @@ def as_here(commands, cups, printer, device):
                   flags=re.MULTILINE)
 
 
-def lay_out(folder):
+def create_files(folder):
     """Creates the files that the chapters use."""
     for name in ("photo.jpg", "another.png", "picture.jpg"):
         artwork.png(folder / name, 900, 600)
@@ -97,10 +97,10 @@ def run_blocks(blocks, cups, folder):
     environment = cups.environment() | {"HOME": str(folder)}
     environment["PATH"] = f"{stubs}:{cups.prefix}/bin:{environment['PATH']}:{cups.serverbin}/filter"
     printer = SimulatedPrinter(cups.prefix / "bin/k905-sim", cups.root / "sheets")
-    asked = SimulatedPrinter(cups.prefix / "bin/k905-sim", cups.root / "asked")
+    queried = SimulatedPrinter(cups.prefix / "bin/k905-sim", cups.root / "queried")
     try:
         cups.connect_devices(f"direct {printer.uri.replace('socket:', 'k905:')}\n")
-        commands = as_here("".join(blocks), cups, printer, asked.device)
+        commands = with_paths_of_the_test("".join(blocks), cups, printer, queried.device)
         if "k905-setup photo" not in commands and "photo" in commands:
             commands = (f"k905-setup photo\nlp -d photo photo.jpg\n{ALL_PRINTED}" +
                         commands)
@@ -114,13 +114,13 @@ def run_blocks(blocks, cups, folder):
             return f"a command failed with status {failed.returncode}"
         except subprocess.TimeoutExpired:
             return "the commands did not end within ten minutes:\n" + cups.tail_of_log()
-        return jobs_gone_wrong(cups)
+        return failed_jobs(cups)
     finally:
         printer.stop()
-        asked.stop()
+        queried.stop()
 
 
-def jobs_gone_wrong(cups):
+def failed_jobs(cups):
     job = 0
     while state := cups.job_state(job + 1).get("job-state"):
         job += 1
@@ -131,7 +131,7 @@ def jobs_gone_wrong(cups):
 
 def main():
     build, cmake = private_cups.programs(3)
-    private_cups.exit_if_it_cannot_run()
+    private_cups.skip_unless_cups_can_run()
     wrong = []
     for chapter in map(pathlib.Path, sys.argv[3:]):
         blocks = [text for reason, text in run_commands.blocks(chapter.read_text())
@@ -143,7 +143,7 @@ def main():
             system.mkdir()
             folder.mkdir()
             pathlib.Path(scratch).chmod(0o755)  # for the user that runs the filters
-            lay_out(folder)
+            create_files(folder)
             subprocess.run(["sh", "-c", f'cp "{build}"/ppd/*.ppd .'], cwd=folder, check=True)
             with UnchangedCups(system, build, cmake) as cups:
                 if found := run_blocks(blocks, cups, folder):

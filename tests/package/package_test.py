@@ -43,7 +43,7 @@ def environment():
 
 def make_packages(folder, umask=0o077, **variables):
     # The installation list in the build folder belongs to an earlier installation by the user.
-    with private_cups.install_manifest_kept(BUILD):
+    with private_cups.preserved_install_manifest(BUILD):
         made = subprocess.run([HERE.parents[1] / "tools/package"], text=True, capture_output=True, check=False,
                               umask=umask, env=environment() | variables |
                               {"K905_BUILT": str(BUILD), "K905_PACKAGES": str(folder)})
@@ -105,7 +105,7 @@ class Contents(unittest.TestCase):
         return [program for folder in ("bin", "lib/cups/filter", "lib/cups/backend")
                 for program in (self.data / "usr" / folder).iterdir()]
 
-    def test_filter_front_backend_tools_queues_and_pages_are_there(self):
+    def test_the_files_of_all_programs_and_queues_are_there(self):
         wanted = ["usr/lib/cups/backend/k905",
                   "usr/lib/cups/filter/rastertok905", "usr/lib/cups/filter/rastertok905job",
                   "usr/lib/cups/filter/phototok905", "usr/share/cups/mime/k905-photo.types",
@@ -133,7 +133,7 @@ class Contents(unittest.TestCase):
                      "share/cups/mime/k905-photo.convs"):
             self.assertIn(f" ./usr/{path}\n", listed)
 
-    def test_the_manual_is_complete_and_its_chapters_find_each_other(self):
+    def test_the_manual_is_complete_and_its_links_work(self):
         manual = self.data / "usr/share/doc/rastertok905/manual"
         chapters = {path.name for path in (HERE.parents[1] / "docs").glob("*.md")}
         self.assertEqual(chapters - {path.name for path in manual.iterdir()}, set())
@@ -176,7 +176,7 @@ class Contents(unittest.TestCase):
         checked = call(self.data / "usr/bin/k905-preview", "--check", self.root / "job.prn")
         self.assertIn("1920 x 1240", checked)
 
-    def test_programs_carry_no_symbols(self):
+    def test_programs_contain_no_symbols(self):
         for program in self.programs():
             if program.read_bytes()[:4] == b"\x7fELF":
                 sections = call("readelf", "--wide", "-S", program)
@@ -191,7 +191,7 @@ class Contents(unittest.TestCase):
             self.assertEqual(sorted(line.split("  ", 1)[1] for line in sums), sorted(listed))
             call("md5sum", "--check", "--quiet", self.root / "control" / name / "md5sums", cwd=self.data)
 
-    def test_it_depends_on_the_libraries_it_uses_and_on_what_makes_raster(self):
+    def test_it_depends_on_its_libraries_and_on_the_programs_that_make_raster(self):
         # In Debian 13 the names of libraries with 64-bit times end in t64.
         named = {name.removesuffix("t64") for name in self.needs("rastertok905")}
         for package in ("libc6", "libcups2", "liblcms2-2", "cups", "cups-filters", "ghostscript"):
@@ -379,7 +379,7 @@ class Alone(unittest.TestCase):
         self.assertEqual((result.returncode, result.stdout),
                          (2, "/nowhere: not reachable, No such file or directory\n"))
 
-    def test_a_missing_program_is_to_be_installed_the_way_it_came(self):
+    def test_the_advice_for_a_missing_program_fits_its_installation(self):
         filter_program = self.root / "usr/lib/cups/filter/rastertok905"
         filter_program.rename(filter_program.with_name("elsewhere"))
         self.addCleanup(filter_program.with_name("elsewhere").rename, filter_program)

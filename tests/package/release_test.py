@@ -206,7 +206,7 @@ class AccessRules(unittest.TestCase):
         package_test.Alone.setUpClass()
         self.addCleanup(package_test.Alone.doClassCleanups)
         root = package_test.Alone.root
-        self.lay_out(root)
+        self.prepare_root(root)
         image = folder / "image"
         call("sh", "-euc", 'cd "$1" && find . | busybox cpio -o -H newc >"$2"', "sh", root, image)
         output = call("qemu-system-x86_64", "-m", "2048", "-nographic", "-no-reboot", "-kernel", kernels[-1], "-initrd", image,
@@ -220,7 +220,7 @@ class AccessRules(unittest.TestCase):
                        "its decoder writes no files"):
             self.assertIn(f"RESULT {wanted}", after, output)
 
-    def lay_out(self, root):
+    def prepare_root(self, root):
         for place in ("sys", "tmp", "srv", "etc/cups/ppd", "var/spool/cups/tmp", "usr/sbin"):
             (root / place).mkdir(parents=True, exist_ok=True)
         (root / "init").write_text("\n".join(line.strip() for line in self.INIT.splitlines()) + "\n")

@@ -71,7 +71,7 @@ TEST_P(EveryTable, GrayBytesAreRepeated) {
   }
 }
 
-TEST_P(EveryTable, SetBitsAreBlackFromTheTopBitOn) {
+TEST_P(EveryTable, SetBitsAreBlackStartingWithTheTopBit) {
   for (const std::size_t width : interesting_widths()) {
     const Bytes line = dice.bytes((width + 7) / 8);
     Bytes expected;

@@ -94,7 +94,7 @@ TEST_P(EveryTable, TransposedUpwardsRowsAreRotatedCounterClockwise) {
   EXPECT_EQ(target.content(), (Bytes{2, 5, 1, 4, 0, 3}));
 }
 
-TEST_P(EveryTable, TransposeWritesItsImageOnlyAtAnySize) {
+TEST_P(EveryTable, TransposeWritesOnlyItsImageAtAnySize) {
   for (std::size_t width = 0; width <= 70; ++width) {
     for (const std::size_t count : {0, 1, 2, 7, 8, 15, 16, 17, 31, 32, 33, 47, 48, 63, 64, 65}) {
       expect_transposed(table(), dice, width, count, dice.below(40), dice.below(2) == 0);

@@ -8,7 +8,7 @@ namespace {
 
 std::string text_of(const CommandBlock& block) { return {block.data(), block.size()}; }
 
-TEST(CommandBlocks, GroupAndNameAreCutToTheirFieldsWithBlanksAround) {
+TEST(CommandBlocks, GroupAndNameArePaddedOrTruncatedToTheirFields) {
   const struct {
     const char* group;
     const char* name;

@@ -23,7 +23,7 @@ Sent sent_to_output(const char* name, int mode, ModeMapper mapper) {
   return sent;
 }
 
-TEST(Controls, ModesHaveTheirCodesAndOthersLeaveTheValue) {
+TEST(Controls, KnownModesGiveTheirCodesAndOthersLeaveTheValue) {
   const struct {
     ModeMapper mapper;
     int mode;
@@ -70,17 +70,17 @@ TEST(Controls, BlockAndParameterAreOneWrite) {
 
 TEST(Controls, ResultIsWhetherAllWasWritten) {
   const hooks::Guard guard;
-  const auto is_whole = [](hooks::Step step) {
+  const auto is_complete = [](hooks::Step step) {
     hooks::write_script = {.descriptor = 1, .steps = {step}};
-    bool whole = false;
+    bool complete = false;
     captured_log([&] {
-      captured_output([&] { whole = send_control(1, "CUTTER", 0, cutter_mode_to_cmd); });
+      captured_output([&] { complete = send_control(1, "CUTTER", 0, cutter_mode_to_cmd); });
     });
-    return whole;
+    return complete;
   };
-  EXPECT_TRUE(is_whole({.at_most = 1000000}));
-  EXPECT_FALSE(is_whole({.at_most = 0}));
-  EXPECT_FALSE(is_whole({.error = EIO}));
+  EXPECT_TRUE(is_complete({.at_most = 1000000}));
+  EXPECT_FALSE(is_complete({.at_most = 0}));
+  EXPECT_FALSE(is_complete({.error = EIO}));
 }
 
 TEST(Controls, FailedWriteIsOnlyLogged) {

@@ -81,7 +81,7 @@ TEST_F(PrintPage, SheetMatchesTheStreamWrittenByHand) {
   EXPECT_EQ(printed(), wire_sheet(sheet));
 }
 
-TEST_F(PrintPage, SheetGoesToTheGivenDescriptorWithItsOwnSettings) {
+TEST_F(PrintPage, SheetIsSentToTheGivenDescriptorWithItsOwnSettings) {
   const std::uint8_t pixels[] = {1, 2};
   const SheetToPrint sheet{.planes = {pixels, pixels, pixels},
                            .width = 2,
@@ -243,7 +243,7 @@ void fail_call(std::size_t call, hooks::Step step) {
 
 TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetContinues) {
   const char letters[] = {'Y', 'M', 'C'};
-  const Printed whole = print_sheet(2, 1);
+  const Printed complete = print_sheet(2, 1);
   for (std::size_t plane = 0; plane < 3; ++plane) {
     for (std::size_t part = 0; part < 3; ++part) {
       const std::size_t sizes[] = {32, 1088, 2};
@@ -254,12 +254,12 @@ TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetContinues) {
       for (std::size_t before = 0; before < part; ++before) {
         kept += sizes[before];
       }
-      EXPECT_EQ(printed.bytes, whole.bytes.substr(0, plane * 1122 + kept) +
-                                   whole.bytes.substr((plane + 1) * 1122));
+      EXPECT_EQ(printed.bytes, complete.bytes.substr(0, plane * 1122 + kept) +
+                                   complete.bytes.substr((plane + 1) * 1122));
       EXPECT_TRUE(printed.has_line("K905-1: write error: Input/output error"));
       EXPECT_TRUE(
           printed.has_line(std::string("K905-1: send ") + letters[plane] + " plane failed"));
-      EXPECT_EQ(printed.log.size(), whole.log.size() + 2);
+      EXPECT_EQ(printed.log.size(), complete.log.size() + 2);
       EXPECT_EQ(printed.log.back(), "K905-1: Single page printed successfully (print call #" +
                                         std::to_string(printed.call()) + ")");
     }
@@ -267,15 +267,15 @@ TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetContinues) {
 }
 
 TEST_F(PrintPage, WriteOfZeroBytesEndsItsPartWithoutAFailure) {
-  const Printed whole = print_sheet(2, 1);
+  const Printed complete = print_sheet(2, 1);
   // The number of missing bytes of Y, 1122 in total, if its block, its header or its pixels cannot
   // be written.
   const std::pair<std::size_t, std::size_t> missing[] = {{0, 32}, {32, 1122}, {1120, 1122}};
   for (std::size_t call = 0; call < std::size(missing); ++call) {
     fail_call(call, {.at_most = 0});
     const Printed printed = print_sheet(2, 1);
-    EXPECT_EQ(printed.bytes, whole.bytes.substr(0, missing[call].first) +
-                                 whole.bytes.substr(missing[call].second));
+    EXPECT_EQ(printed.bytes, complete.bytes.substr(0, missing[call].first) +
+                                 complete.bytes.substr(missing[call].second));
     EXPECT_TRUE(printed.has_line("K905-1: write returned 0"));
     EXPECT_FALSE(printed.has_line("K905-1: send Y plane failed"));
   }

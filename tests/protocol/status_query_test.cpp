@@ -239,7 +239,7 @@ TEST(StatusQuery, HorizontalReplyAloneDecidesTheResolution) {
   EXPECT_EQ(query(answers).value("ActPrintResolution"), "");
 }
 
-TEST(StatusQuery, LongReplyIsCutAndItsRestIsTheNextAnswer) {
+TEST(StatusQuery, LongReplyIsTruncatedAndItsRestIsTheNextReply) {
   Answers answers = answers_of_a_k905();
   answers["INFO FVER"] = "K905 " + std::string(122, 'x') + "rest\r\n";
   const Query result = query(answers);

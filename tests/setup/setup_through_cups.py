@@ -36,7 +36,7 @@ class ThroughSetup(ThroughCups):
     def setup(self, *arguments, **environment):
         return self.cups.run(self.program(), *arguments, check=False, **environment)
 
-    def setup_well(self, *arguments, **environment):
+    def setup_succeeds(self, *arguments, **environment):
         done = self.setup(*arguments, **environment)
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         return done
@@ -53,7 +53,7 @@ class ThroughSetup(ThroughCups):
     def device(self):
         return f"capture:{self.cups.captured}"
 
-    def add_good_queue(self, name=None, **options):
+    def add_valid_queue(self, name=None, **options):
         self.add_queue(name, **({"printer_error_policy": "retry-current-job"} | options))
 
     def choices(self):
@@ -91,22 +91,22 @@ class ThroughSetup(ThroughCups):
         self.addCleanup(path.unlink)
 
     def slow_device(self):
-        """The URI of a device that records the start of each job and ends it when `begun.go` exists."""
-        self.begun = self.art / f"{self.queue}.begun"
-        self.add_backend("slow", f'[ $# = 0 ] && exit 0\necho begun >>{self.begun}\n'
-                                 f'cat >/dev/null\nwhile [ ! -e {self.begun}.go ]; do sleep 0.05; done')
+        """The URI of a device that records the start of each job and ends it when `started.go` exists."""
+        self.started = self.art / f"{self.queue}.started"
+        self.add_backend("slow", f'[ $# = 0 ] && exit 0\necho started >>{self.started}\n'
+                                 f'cat >/dev/null\nwhile [ ! -e {self.started}.go ]; do sleep 0.05; done')
         return "slow:/printer"
 
     def printing_job(self):
-        """A job that has begun on the slow device."""
+        """A job that has started on the slow device."""
         job = self.cups.submit(self.queue, self.jpeg())
-        self.cups.wait_for(self.begun.exists, "the job to start")
+        self.cups.wait_for(self.started.exists, "the job to start")
         return job
 
-    def end_of_printing(self, job):
-        pathlib.Path(f"{self.begun}.go").touch()
+    def finish_job(self, job):
+        pathlib.Path(f"{self.started}.go").touch()
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
-        return self.begun.read_text().split()
+        return self.started.read_text().split()
 
 
 class Setup(ThroughSetup):
@@ -137,16 +137,16 @@ class Setup(ThroughSetup):
             self.assertIn(line, choices)
 
     def test_the_finish_that_is_reported_is_that_of_jobs_without_one(self):
-        made = self.setup_well(self.queue, "--device", self.device(), "-o", "MediaType=Matte")
+        made = self.setup_succeeds(self.queue, "--device", self.device(), "-o", "MediaType=Matte")
         self.assertIn("paper w288h432, Matte,", made.stdout)
         self.assertTrue(self.sheets(self.print(self.jpeg()))[0]["matte"])
-        self.setup_well("--replace", self.queue, "--finish", "Matte")
+        self.setup_succeeds("--replace", self.queue, "--finish", "Matte")
         self.assertRegex(self.choices(), r"MediaType/.*\*Auto")
 
     def test_an_option_sets_whether_a_queue_is_shared(self):
         for value, attribute in (("true", "\x01"), ("false", "\x00")):
             with self.subTest(value=value):
-                self.setup_well(self.queue, "--device", self.device(), "--replace",
+                self.setup_succeeds(self.queue, "--device", self.device(), "--replace",
                                 "-o", f"printer-is-shared={value}")
                 self.assertEqual(ipp.values_of(self.cups.socket, self.queue, "printer-is-shared"),
                                  [attribute])
@@ -193,10 +193,10 @@ class Setup(ThroughSetup):
 
     def test_connected_devices_are_listed(self):
         self.cups.connect_devices("direct usb://K905/1\ndirect k905://usb/1\nnetwork socket\ndirect k905\n")
-        output = self.setup_well("--list").stdout.partition("Connected devices:\n")[2]
+        output = self.setup_succeeds("--list").stdout.partition("Connected devices:\n")[2]
         self.assertEqual(output, "  k905://usb/1\n  usb://K905/1\n")
         self.cups.connect_devices("network socket\n")
-        self.assertIn("Connected devices:\n  none\n", self.setup_well("--list").stdout)
+        self.assertIn("Connected devices:\n  none\n", self.setup_succeeds("--list").stdout)
 
     def test_check_of_a_valid_queue_finds_nothing(self):
         self.add_queue(printer_error_policy="retry-current-job")
@@ -261,8 +261,8 @@ class Setup(ThroughSetup):
                     away.rename(path)
 
     def test_check_notes_a_photo_filter_that_is_missing_or_incomplete(self):
-        self.add_good_queue()
-        self.assertIn("photos are printed directly", self.setup_well("--check", self.queue).stdout)
+        self.add_valid_queue()
+        self.assertIn("photos are printed directly", self.setup_succeeds("--check", self.queue).stdout)
         program = self.cups.serverbin / "filter" / "phototok905"
         convs = self.cups.prefix / "share/cups/mime/k905-photo.convs"
         for path, words in ((convs, "incomplete (" + str(convs) + " is missing)"),
@@ -271,7 +271,7 @@ class Setup(ThroughSetup):
             shutil.move(path, away)
             self.addCleanup(shutil.move, away, path)
             with self.subTest(path=path.name):
-                report = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
+                report = json.loads(self.setup_succeeds("--check", self.queue, "--json").stdout)
                 (note,) = [finding for finding in report["findings"] if finding["level"] == "note"]
                 self.assertIn(words, note["text"])
                 self.assertIn("cmake --install", note["advice"])
@@ -368,7 +368,7 @@ class Replacing(ThroughSetup):
         self.add_queue(StpLaminate="Matte", BleedTop="1.0", number_up_default="2",
                        printer_info="left", printer_error_policy="abort-job")
         job = self.waiting_job()
-        self.setup_well("--replace", self.queue, "--device", self.device(), "--paper", "6x8")
+        self.setup_succeeds("--replace", self.queue, "--device", self.device(), "--paper", "6x8")
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
         (sheet,) = self.sheets(job, SIX_BY_EIGHT)
         self.assertFalse(sheet["matte"])
@@ -384,7 +384,7 @@ class Replacing(ThroughSetup):
         self.assertEqual(refused.returncode, 1)
         self.assertIn(f"job {job} is printing", refused.stderr)
         self.assertEqual(self.device_of_queue(), "slow:/printer")
-        self.assertEqual(self.end_of_printing(job), ["begun"])
+        self.assertEqual(self.finish_job(job), ["started"])
 
 
     def test_a_job_of_a_class_is_not_started_again(self):
@@ -394,11 +394,11 @@ class Replacing(ThroughSetup):
         self.cups.run("cupsaccept", "both")
         self.cups.run("cupsenable", "both")
         job = self.cups.submit("both", self.jpeg())
-        self.cups.wait_for(self.begun.exists, "the job to start")
+        self.cups.wait_for(self.started.exists, "the job to start")
         refused = self.setup("--replace", self.queue, "--device", self.device())
         self.assertEqual(refused.returncode, 1)
         self.assertIn("is printing on " + self.queue, refused.stderr)
-        self.assertEqual(self.end_of_printing(job), ["begun"])
+        self.assertEqual(self.finish_job(job), ["started"])
 
 
 class OptionsOfTheQueue(ThroughSetup):
@@ -439,11 +439,11 @@ class OptionsOfTheQueue(ThroughSetup):
             self.assertIn(word, self.attributes())
 
     def test_names_are_accepted_in_any_case_and_papers_under_any_common_name(self):
-        self.setup_well(self.queue, "--device", self.device(), "--model", "rv-40", "--paper", "15x20",
+        self.setup_succeeds(self.queue, "--device", self.device(), "--model", "rv-40", "--paper", "15x20",
                         "--finish", "matte", "--ribbon", "AUTO")
         for line in ("*w432h576", "*Matte", "pm-rv-wd-251202-5.icm"):
             self.assertIn(line, self.choices())
-        self.setup_well("--replace", self.queue, "--device", self.device(), "-o", "PageSize=4x6")
+        self.setup_succeeds("--replace", self.queue, "--device", self.device(), "-o", "PageSize=4x6")
         self.assertIn("*w288h432 ", self.choices())
 
 
@@ -451,34 +451,34 @@ class CheckOfTheDevice(ThroughSetup):
     """Check of the device of a queue."""
 
     def test_a_port_without_a_listener_is_a_problem(self):
-        self.add_good_queue(device=f"socket://127.0.0.1:{private_cups.free_port()}")
+        self.add_valid_queue(device=f"socket://127.0.0.1:{private_cups.free_port()}")
         self.assertNotIn("ready", self.check_finds("does not answer"))
 
     def test_a_port_with_a_listener_is_ok(self):
         with socket.create_server(("127.0.0.1", 0)) as listener:
-            self.add_good_queue(device=f"socket://127.0.0.1:{listener.getsockname()[1]}")
-            self.assertIn("ready to print", self.setup_well("--check", self.queue).stdout)
+            self.add_valid_queue(device=f"socket://127.0.0.1:{listener.getsockname()[1]}")
+            self.assertIn("ready to print", self.setup_succeeds("--check", self.queue).stdout)
 
     def test_a_missing_device_file_is_a_problem(self):
         for device in ("serial:/dev/k905-none?baud=9600", "file:///dev/k905-none"):
             with self.subTest(device=device):
-                self.add_good_queue(device=device)
+                self.add_valid_queue(device=device)
                 self.check_finds("/dev/k905-none")
 
     def test_an_existing_device_file_is_ok(self):
         printer, device = os.openpty()
         self.addCleanup(os.close, printer)
         self.addCleanup(os.close, device)
-        self.add_good_queue(device=f"serial:{os.ttyname(device)}?baud=9600")
-        self.setup_well("--check", self.queue)
+        self.add_valid_queue(device=f"serial:{os.ttyname(device)}?baud=9600")
+        self.setup_succeeds("--check", self.queue)
 
     def test_a_device_that_discards_everything_is_a_problem(self):
-        self.add_good_queue(device="file:///dev/null")
+        self.add_valid_queue(device="file:///dev/null")
         self.check_finds("/dev/null")
 
     def test_a_queue_that_prints_into_a_file_is_noted(self):
-        self.add_good_queue(device=f"file://{self.art}/queue.prn")
-        self.assertRegex(self.setup_well("--check", self.queue).stdout, r"note .*queue\.prn")
+        self.add_valid_queue(device=f"file://{self.art}/queue.prn")
+        self.assertRegex(self.setup_succeeds("--check", self.queue).stdout, r"note .*queue\.prn")
 
     def test_a_usb_printer_that_is_not_connected_is_a_problem(self):
         self.add_backend("usb", "exit 0")
@@ -486,7 +486,7 @@ class CheckOfTheDevice(ThroughSetup):
         self.cups.connect_devices("direct usb://K905/1?serial=7\ndirect k905://usb/7\n")
         for device in ("usb://K905/1?serial=", "k905://usb/"):
             with self.subTest(device=device):
-                self.add_good_queue(device=device + "7")
+                self.add_valid_queue(device=device + "7")
                 self.assertIn("is connected", self.setup("--check", self.queue).stdout)
                 self.cups.run("lpadmin", "-p", self.queue, "-v", device + "8")
                 self.check_finds("not connected")
@@ -494,42 +494,42 @@ class CheckOfTheDevice(ThroughSetup):
     def test_a_malformed_address_of_the_backend_is_a_problem(self):
         for device in ("k905://usb", "k905://host/path"):
             with self.subTest(device=device):
-                self.add_good_queue(device=device)
+                self.add_valid_queue(device=device)
                 self.check_finds("k905://usb/SERIAL")
 
     def test_no_question_is_written_into_a_file(self):
         file = self.art / "file.prn"
         file.write_text("a job")
-        self.add_good_queue(device=f"k905:{file}")
+        self.add_valid_queue(device=f"k905:{file}")
         self.check_finds(str(file))
         self.assertEqual(file.read_text(), "a job")
 
-    def test_a_terminal_is_asked_like_a_device_file(self):
+    def test_a_terminal_is_queried_like_a_device_file(self):
         printer = SimulatedPrinter(end_to_end.BUILD / "k905-sim", self.art / "sheets")
         self.addCleanup(printer.stop)
-        self.setup_well(self.queue, "--device", printer.device)
+        self.setup_succeeds(self.queue, "--device", printer.device)
         self.assertEqual(self.device_of_queue(), "k905:" + printer.device)
-        self.assertIn("the printer answers: Idling", self.setup_well("--check", self.queue).stdout)
+        self.assertIn("the printer answers: Idling", self.setup_succeeds("--check", self.queue).stdout)
 
     def test_a_device_that_is_printing_is_not_opened(self):
-        self.add_good_queue(device=self.slow_device())
+        self.add_valid_queue(device=self.slow_device())
         job = self.printing_job()
-        output = self.setup_well("--check", self.queue).stdout
+        output = self.setup_succeeds("--check", self.queue).stdout
         self.assertRegex(output,rf"note +job {job} .*is printing\n")
-        self.assertEqual(self.end_of_printing(job), ["begun"])
+        self.assertEqual(self.finish_job(job), ["started"])
 
 
 class AddressOfTheDevice(ThroughSetup):
     """The backend k905 is used for every printer that it can reach."""
 
-    def device_made(self, *arguments):
+    def device_of_new_queue(self, *arguments):
         made = self.setup(self.queue, *arguments)
         self.assertIn(self.device_of_queue(), made.stdout)
         return self.device_of_queue()
 
     def test_the_printer_that_is_connected_is_found(self):
         self.cups.connect_devices("direct k905://usb/7\nnetwork k905\n")
-        self.assertEqual(self.device_made(), "k905://usb/7")
+        self.assertEqual(self.device_of_new_queue(), "k905://usb/7")
         policy = ipp.printer_attributes(self.cups.socket, self.queue)["printer-error-policy"]
         self.assertEqual(policy, "retry-current-job")
 
@@ -551,7 +551,7 @@ class AddressOfTheDevice(ThroughSetup):
         for given, used in (("usb://K905/K905?serial=7", "k905://usb/U9"),
                             ("/dev/usb/lp9", "k905:/dev/usb/lp9")):
             with self.subTest(device=given):
-                self.assertEqual(self.device_made("--replace", "--device", given), used)
+                self.assertEqual(self.device_of_new_queue("--replace", "--device", given), used)
 
     def test_an_address_without_an_equivalent_is_not_changed(self):
         self.add_backend("usb", "exit 0")
@@ -564,7 +564,7 @@ class AddressOfTheDevice(ThroughSetup):
     def test_an_update_leaves_a_usb_printer_that_the_kernel_does_not_show(self):
         self.add_backend("usb", "exit 0")
         self.cups.connect_devices("direct usb://K905/K905?serial=7\n")
-        self.add_good_queue(device="usb://K905/K905?serial=7")
+        self.add_valid_queue(device="usb://K905/K905?serial=7")
         self.assertRegex(self.setup("--update", self.queue).stdout, "note .*/dev/usb/lp")
         self.assertEqual(self.device_of_queue(), "usb://K905/K905?serial=7")
         self.cups.connect_devices("direct usb://K905/K905?serial=7\ndirect k905://usb/7\n")
@@ -574,23 +574,23 @@ class AddressOfTheDevice(ThroughSetup):
 
 class CheckOfThePrintSystem(ThroughSetup):
     def test_a_scheduler_that_does_not_run_is_reported(self):
-        nobody = str(self.art / "nobody.sock")
-        checked = self.setup("--check", self.queue, CUPS_SERVER=nobody)
+        no_socket = str(self.art / "nobody.sock")
+        checked = self.setup("--check", self.queue, CUPS_SERVER=no_socket)
         self.assertEqual(checked.returncode, 1)
         self.assertIn("the scheduler is not running", checked.stdout)
         self.assertNotIn("there is no queue", checked.stdout)
-        made = self.setup(self.queue, "--device", self.device(), CUPS_SERVER=nobody)
+        made = self.setup(self.queue, "--device", self.device(), CUPS_SERVER=no_socket)
         self.assertEqual(made.returncode, 1)
         self.assertIn("the scheduler is not running", made.stderr)
 
     def test_the_error_policy_is_read_from_the_scheduler(self):
-        self.add_good_queue()
+        self.add_valid_queue()
         self.cups.run("lpadmin", "-p", self.queue, "-o", "printer-error-policy=abort-job")
         self.check_finds("abort-job", CUPS_SERVERROOT="/nowhere")
 
     def test_a_stuck_job_is_named_with_the_command_that_restarts_it(self):
         job_program = self.cups.serverbin / "filter" / "rastertok905job"
-        self.add_good_queue()
+        self.add_valid_queue()
         for reason, break_it, repair in (
                 ("insecure", lambda: job_program.chmod(0o775), lambda: job_program.chmod(0o755)),
                 ("missing", lambda: job_program.rename(self.art / "away"),
@@ -609,12 +609,12 @@ class CheckOfThePrintSystem(ThroughSetup):
                     self.assertEqual(self.state_of(job), STOPPED)
                     self.cups.run(*command.split())
                     self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
-                self.setup_well("--check", self.queue)
+                self.setup_succeeds("--check", self.queue)
 
     def test_a_held_job_and_waiting_jobs_are_noted(self):
-        self.add_good_queue()
+        self.add_valid_queue()
         held = self.cups.submit(self.queue, self.jpeg(), options=["job-hold-until=indefinite"])
-        output = self.setup_well("--check", self.queue).stdout
+        output = self.setup_succeeds("--check", self.queue).stdout
         (command,) = re.findall(r"note +job \d+ .*held.*\n +-> (lp .*)$", output, re.MULTILINE)
         self.cups.run(*command.split())
         self.assertEqual(self.cups.finished(held)["job-state"], ipp.COMPLETED)
@@ -623,14 +623,14 @@ class CheckOfThePrintSystem(ThroughSetup):
         self.cups.run("cancel", waiting)
 
     def test_the_advice_for_a_missing_program_fits_the_installation(self):
-        self.add_good_queue()
+        self.add_valid_queue()
         job_program = self.cups.serverbin / "filter" / "rastertok905job"
         job_program.rename(self.art / "gone")
         self.addCleanup((self.art / "gone").rename, job_program)
         self.assertIn("cmake --install", self.check_finds("is missing"))
 
 
-class Started(ThroughSetup):
+class Invocation(ThroughSetup):
     """How and by which user the program is started."""
 
     def run_here(self, *command, folder=None, **environment):
@@ -646,11 +646,11 @@ class Started(ThroughSetup):
         for listed in (linked, searched):
             for word in ("K905\n", "RS-30\n", "w432h576-div4"):
                 self.assertIn(word, listed.stdout)
-        self.add_good_queue()
+        self.add_valid_queue()
         self.assertEqual(self.run_here(link, "--check", self.queue).returncode, 0)
 
     def test_the_version_is_printed(self):
-        self.assertRegex(self.setup_well("--version").stdout, r"^k905-setup \d+\.\d+\.\d+$")
+        self.assertRegex(self.setup_succeeds("--version").stdout, r"^k905-setup \d+\.\d+\.\d+$")
 
     def test_without_permission_the_error_advises_to_run_as_root(self):
         with RestrictedCups(tempfile.mkdtemp(prefix="k905_cups_"), end_to_end.BUILD,
@@ -658,16 +658,16 @@ class Started(ThroughSetup):
             self.addCleanup(shutil.rmtree, cups.root)
             program = cups.prefix / "bin/k905-setup"
             device = ("--device", f"capture:{cups.captured}")
-            nobody = ("setpriv", "--reuid=lp", "--regid=lp", "--clear-groups", program)
-            refused = cups.run(*nobody, "photo", *device, check=False)
+            as_lp = ("setpriv", "--reuid=lp", "--regid=lp", "--clear-groups", program)
+            refused = cups.run(*as_lp, "photo", *device, check=False)
             self.assertEqual(refused.returncode, 1, refused.stdout + refused.stderr)
             self.assertIn("must be run as root", refused.stderr)
             self.assertIn("sudo", refused.stderr)
             made = cups.run(program, "photo", *device, check=False)
             self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
-            checked = cups.run(*nobody, "--check", "photo", check=False)
+            checked = cups.run(*as_lp, "--check", "photo", check=False)
             self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
-            self.assertIn("run as root to list all devices", cups.run(*nobody, "--list").stdout)
+            self.assertIn("run as root to list all devices", cups.run(*as_lp, "--list").stdout)
 
 
 class RestrictedCups(private_cups.PrivateCups):
@@ -688,7 +688,7 @@ class Updating(ThroughSetup):
         self.change_ppd(r'FileVersion: ".*"', 'FileVersion: "0.1"')
 
     def test_defaults_jobs_device_and_state_stay(self):
-        self.add_good_queue(StpLaminate="Matte", MediaType="Glossy", PageSize="w432h576", BleedTop="1.0",
+        self.add_valid_queue(StpLaminate="Matte", MediaType="Glossy", PageSize="w432h576", BleedTop="1.0",
                             ICCProfile="sRGB.icc", number_up_default="2", printer_info="left")
         job = self.waiting_job()
         before = self.choices(), self.device_of_queue()
@@ -704,23 +704,23 @@ class Updating(ThroughSetup):
         self.assertNotIn("PPD", self.setup("--check", self.queue).stdout)
 
     def test_a_default_that_is_no_longer_offered_is_replaced_and_named(self):
-        self.add_good_queue()
+        self.add_valid_queue()
         self.make_old()
         self.change_ppd(r"\*DefaultStpGamma: .*", "*DefaultStpGamma: 1250")
-        output = self.setup_well("--update", self.queue).stdout
+        output = self.setup_succeeds("--update", self.queue).stdout
         self.assertRegex(output, r"note .*StpGamma=1250")
         self.assertRegex(self.choices(), r"StpGamma/.*\*None")
 
     def test_the_model_of_the_queue_is_kept(self):
-        self.setup_well(self.queue, "--device", self.device(), "--model", "RS-30")
+        self.setup_succeeds(self.queue, "--device", self.device(), "--model", "RS-30")
         self.make_old()
-        self.setup_well("--update", self.queue)
+        self.setup_succeeds("--update", self.queue)
         self.assertIn("pm-rs-wd-251125-2.icm", self.choices())
 
     def test_all_queues_of_the_printer_and_no_others_are_updated(self):
         queue = self.queue
         for self.queue in ("first", "second", "other"):
-            self.add_good_queue()
+            self.add_valid_queue()
             self.make_old()
         self.change_ppd("StpLaminate", "OtherOption")
         other = (self.cups.etc / "ppd/other.ppd").read_text()
@@ -731,16 +731,16 @@ class Updating(ThroughSetup):
         self.queue = queue
 
     def test_a_job_that_is_printing_is_not_started_again(self):
-        self.add_good_queue(device=self.slow_device())
+        self.add_valid_queue(device=self.slow_device())
         self.make_old()
         job = self.printing_job()
         refused = self.setup("--update", self.queue)
         self.assertEqual(refused.returncode, 1)
         self.assertIn(f"job {job} is printing", refused.stderr)
-        self.assertEqual(self.end_of_printing(job), ["begun"])
+        self.assertEqual(self.finish_job(job), ["started"])
 
     def test_a_queue_of_another_printer_is_not_changed(self):
-        self.add_good_queue()
+        self.add_valid_queue()
         self.change_ppd("StpLaminate", "OtherOption")
         refused = self.setup("--update", self.queue)
         self.assertEqual(refused.returncode, 1)
@@ -751,16 +751,16 @@ class Updating(ThroughSetup):
 class Classes(ThroughSetup):
     """A class of two queues, which print alike."""
 
-    def members(self, **of_the_second):
+    def make_members(self, **defaults_of_second):
         self.first, self.second = f"{self.queue}A", f"{self.queue}B"
-        for name, defaults in ((self.first, {}), (self.second, of_the_second)):
+        for name, defaults in ((self.first, {}), (self.second, defaults_of_second)):
             self.cups.add_queue(name, printer_error_policy="retry-current-job",
                                 print_scaling_default="fill", **defaults)
 
     def make_class(self, *more):
         return self.setup("--class", self.queue, "--member", self.first, "--member", self.second, *more)
 
-    def class_is_made(self, *more):
+    def make_valid_class(self, *more):
         made = self.make_class(*more)
         self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
         return made.stdout
@@ -778,8 +778,8 @@ class Classes(ThroughSetup):
         self.assertNotIn(self.queue + "\n", self.cups.run("lpstat", "-e", check=False).stdout)
 
     def test_a_class_in_one_command_prints_what_its_members_print(self):
-        self.members()
-        self.assertIn(f"{self.queue}: ready to print", self.class_is_made())
+        self.make_members()
+        self.assertIn(f"{self.queue}: ready to print", self.make_valid_class())
         upright = artwork.png(self.art / "upright.png", 900, 1600)
         of_member = self.cups.stream_of(self.print(upright, queue=self.second)).read_bytes()
         job = self.print(upright)
@@ -787,18 +787,18 @@ class Classes(ThroughSetup):
         self.assertEqual(self.cups.stream_of(job).read_bytes(), of_member)
 
     def test_a_class_has_the_defaults_of_photos(self):
-        self.members()
-        self.class_is_made()
+        self.make_members()
+        self.make_valid_class()
         self.assertEqual(self.attribute("member-names"), [self.first, self.second])
         self.assertEqual(self.attribute("printer-error-policy"), ["retry-current-job"])
         self.assertEqual(self.attribute("print-scaling-default"), ["fill"])
 
     def test_a_class_is_shared_when_all_members_are(self):
-        self.members(printer_is_shared="false")
-        self.assertIn("not shared", self.class_is_made())
+        self.make_members(printer_is_shared="false")
+        self.assertIn("not shared", self.make_valid_class())
         self.assertFalse(self.is_shared())
         self.cups.run("lpadmin", "-p", self.second, "-o", "printer-is-shared=true")
-        self.class_is_made("--replace")
+        self.make_valid_class("--replace")
         self.assertTrue(self.is_shared())
 
     def test_members_that_would_print_other_sheets_are_refused(self):
@@ -806,16 +806,16 @@ class Classes(ThroughSetup):
                                                   ("MediaType", "Matte"), ("K905Ribbon", "6x8"))):
             with self.subTest(option=option):
                 self.queue = f"different{number}"
-                self.members(**{option: value})
+                self.make_members(**{option: value})
                 self.refused(f"{option} differs")
                 self.refused(f"{value} on {self.second}")
         self.queue = "other_model"
-        self.members(model="RS-30")
+        self.make_members(model="RS-30")
         self.refused(f"the model differs: K905 on {self.first}, RS-30 on {self.second}")
 
     def test_only_queues_of_this_printer_can_be_members(self):
-        self.members()
-        self.class_is_made()
+        self.make_members()
+        self.make_valid_class()
         of_class = self.setup("--class", "outer", "--member", self.queue)
         self.assertEqual(of_class.returncode, 1)
         self.assertIn("is a class", of_class.stderr)
@@ -828,8 +828,8 @@ class Classes(ThroughSetup):
         self.assertNotIn("outer", self.cups.run("lpstat", "-e", check=False).stdout)
 
     def test_existing_queues_and_classes_are_not_changed(self):
-        self.members()
-        self.class_is_made()
+        self.make_members()
+        self.make_valid_class()
         self.assertIn("--replace", self.make_class().stderr)
         self.assertIn("is a queue", self.setup("--class", self.first, "--member", self.second).stderr)
         self.assertIn("is a class", self.setup("--replace", self.queue, "--device", self.device()).stderr)
@@ -837,16 +837,16 @@ class Classes(ThroughSetup):
                       self.setup("--update", self.queue).stderr)
 
     def test_replacing_changes_the_members_and_keeps_the_jobs(self):
-        self.members()
-        self.class_is_made()
+        self.make_members()
+        self.make_valid_class()
         job = self.waiting_job()
-        self.setup_well("--class", self.queue, "--member", self.second, "--replace")
+        self.setup_succeeds("--class", self.queue, "--member", self.second, "--replace")
         self.assertEqual(self.attribute("member-names"), [self.second])
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
 
     def test_an_update_refreshes_the_class_and_its_members(self):
-        self.members()
-        self.class_is_made()
+        self.make_members()
+        self.make_valid_class()
         for name, value in (("print-scaling-default", "none"),
                             ("printer-is-shared", "false"), ("number-up-default", "2")):
             self.cups.run("lpadmin", "-p", self.queue, "-o", f"{name}={value}")
@@ -863,30 +863,30 @@ class Classes(ThroughSetup):
         self.assertNotIn('FileVersion: "0.1"', path.read_text())
         self.cups.run("cupsenable", self.queue)
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
-        self.setup_well("--class", self.queue, "--update", "--member", self.second)
+        self.setup_succeeds("--class", self.queue, "--update", "--member", self.second)
         self.assertEqual(self.attribute("member-names"), [self.second])
 
     def test_a_member_that_is_printing_leaves_class_and_members_unchanged(self):
-        self.members(device=self.slow_device())
-        self.class_is_made()
+        self.make_members(device=self.slow_device())
+        self.make_valid_class()
         path = self.cups.etc / "ppd" / f"{self.first}.ppd"
         path.write_text(re.sub('FileVersion: ".*"', 'FileVersion: "0.1"', path.read_text()))
         job = self.cups.submit(self.second, self.jpeg())
-        self.cups.wait_for(self.begun.exists, "the job to start")
+        self.cups.wait_for(self.started.exists, "the job to start")
         refused = self.setup("--class", self.queue, "--update")
         self.assertEqual(refused.returncode, 1)
         self.assertIn(f"job {job} is printing on {self.second}", refused.stderr)
         self.assertIn('FileVersion: "0.1"', path.read_text())
-        self.assertEqual(self.end_of_printing(job), ["begun"])
+        self.assertEqual(self.finish_job(job), ["started"])
 
     def test_only_a_class_that_exists_is_updated(self):
-        self.members()
+        self.make_members()
         self.assertIn("there is no class", self.setup("--class", self.queue, "--update").stderr)
         self.assertIn("is a queue", self.setup("--class", self.first, "--update").stderr)
 
     def test_check_names_the_problems_of_class_and_members(self):
-        self.members()
-        self.class_is_made()
+        self.make_members()
+        self.make_valid_class()
         self.cups.run("cupsdisable", self.second)
         found = self.check_finds(f"{self.second}: the queue has been stopped")
         self.assertIn(f"cupsenable {self.second}", found)
@@ -921,7 +921,7 @@ class Sharing(ThroughSetup):
         return ipp.values_of(self.cups.socket, queue or self.queue, "printer-is-shared") == ["\x01"]
 
     def test_a_queue_is_made_shared_and_no_longer_shared(self):
-        made = self.setup_well(self.queue, "--device", self.device(), "--share").stdout
+        made = self.setup_succeeds(self.queue, "--device", self.device(), "--share").stdout
         self.assertTrue(self.is_shared())
         self.assertTrue(self.shares())
         self.assertRegex(made, rf"offers .*\b{self.queue}\b")
@@ -935,17 +935,17 @@ class Sharing(ThroughSetup):
         for word in ("AirPrint", "Mopria"):
             self.assertIn(word, made)
         self.assertEqual("Avahi is not running" in made, not has_avahi)
-        report = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
+        report = json.loads(self.setup_succeeds("--check", self.queue, "--json").stdout)
         self.assertIn(uri, str(report))
         self.assertEqual((report["ready"], "Avahi is not running" in str(report)), (True, not has_avahi))
-        ended = self.setup_well("--update", self.queue, "--no-share").stdout
+        ended = self.setup_succeeds("--update", self.queue, "--no-share").stdout
         self.assertFalse(self.is_shared())
         self.assertIn("not shared", ended)
         self.assertNotIn("ipp://", ended)
 
     def test_an_update_offers_a_queue_and_its_jobs_stay(self):
-        self.add_good_queue(StpLaminate="Matte", printer_is_shared="false")
-        self.assertIn("is not shared", self.setup_well("--check", self.queue).stdout)
+        self.add_valid_queue(StpLaminate="Matte", printer_is_shared="false")
+        self.assertIn("is not shared", self.setup_succeeds("--check", self.queue).stdout)
         job = self.waiting_job()
         self.setup("--update", self.queue, "--share")
         self.assertTrue(self.is_shared() and self.shares())
@@ -954,12 +954,12 @@ class Sharing(ThroughSetup):
         self.cups.run("cancel", job)
 
     def test_a_shared_class_has_its_own_address(self):
-        self.add_good_queue("member", printer_is_shared="false")
-        made = self.setup_well("--class", self.queue, "--member", "member", "--share").stdout
+        self.add_valid_queue("member", printer_is_shared="false")
+        made = self.setup_succeeds("--class", self.queue, "--member", "member", "--share").stdout
         self.assertTrue(self.is_shared())
         self.assertFalse(self.is_shared("member"))
         self.assertIn(f"/classes/{self.queue}", made)
-        self.setup_well("--class", self.queue, "--update", "--no-share")
+        self.setup_succeeds("--class", self.queue, "--update", "--no-share")
         self.assertFalse(self.is_shared())
 
     def test_a_job_that_is_printing_is_not_started_again(self):
@@ -972,11 +972,11 @@ class Sharing(ThroughSetup):
         self.assertIn("a job is printing on busy", refused.stderr)
         self.assertNotIn(self.queue, self.cups.run("lpstat", "-e").stdout)
         self.assertFalse(self.shares())
-        self.assertEqual(self.end_of_printing(job), ["begun"])
+        self.assertEqual(self.finish_job(job), ["started"])
 
     def test_a_scheduler_that_cannot_be_made_to_share_leaves_queues_unchanged(self):
-        self.add_good_queue(StpLaminate="Matte", printer_is_shared="false")
-        self.setup_well("--class", "both", "--member", self.queue, "--no-share")
+        self.add_valid_queue(StpLaminate="Matte", printer_is_shared="false")
+        self.setup_succeeds("--class", "both", "--member", self.queue, "--no-share")
         self.addCleanup(self.cups.run, "lpadmin", "-x", "both")
         in_the_way = self.cups.etc / "cupsd.conf.N"  # the name of the new file until it is complete
         in_the_way.mkdir()
@@ -990,14 +990,14 @@ class Sharing(ThroughSetup):
                 self.assertNotIn("new", self.cups.run("lpstat", "-e").stdout.split())
 
     def test_a_shared_queue_of_a_scheduler_that_does_not_share_is_no_problem(self):
-        self.add_good_queue(printer_is_shared="true")
-        self.assertIn("the scheduler shares no queue", self.setup_well("--check", self.queue).stdout)
+        self.add_valid_queue(printer_is_shared="true")
+        self.assertIn("the scheduler shares no queue", self.setup_succeeds("--check", self.queue).stdout)
 
 
 class AsJson(ThroughSetup):
     def test_findings_have_level_text_and_advice(self):
-        self.add_good_queue()
-        report = json.loads(self.setup_well("--check", self.queue, "--json").stdout)
+        self.add_valid_queue()
+        report = json.loads(self.setup_succeeds("--check", self.queue, "--json").stdout)
         self.assertEqual((report["queue"], report["ready"], report["problems"]), (self.queue, True, 0))
         self.assertEqual({finding["level"] for finding in report["findings"]}, {"ok"})
         self.cups.run("cupsreject", self.queue)
@@ -1019,13 +1019,13 @@ class AsJson(ThroughSetup):
         return report["queue"], problem["text"]
 
     def test_an_error_is_a_problem(self):
-        self.add_good_queue(device=self.slow_device())
+        self.add_valid_queue(device=self.slow_device())
         job = self.printing_job()
         for arguments in (("--update", self.queue), ("--replace", self.queue)):
             name, problem = self.problem_of(*arguments)
             self.assertEqual(name, self.queue)
             self.assertIn(f"job {job} is printing", problem)
-        self.end_of_printing(job)
+        self.finish_job(job)
         self.assertEqual(self.problem_of("--class", "none", "--update")[0], "none")
         name, problem = self.problem_of("--update", self.queue, CUPS_SERVER=str(self.art / "nobody.sock"))
         self.assertEqual(name, self.queue)

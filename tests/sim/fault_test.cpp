@@ -34,13 +34,13 @@ TEST(Faults, SplitLineEndHasAPauseBetweenCrAndLf) {
   expect_pieces(pieces(FaultKind::split), {{"12345\r"}, {"\n", kPause}, {"", kPause}});
 }
 
-TEST(Faults, CutAnswerHasNoLineEnd) { expect_pieces(pieces(FaultKind::cut), {{"12"}}); }
+TEST(Faults, TruncatedAnswerHasNoLineEnd) { expect_pieces(pieces(FaultKind::cut), {{"12"}}); }
 
 TEST(Faults, LongAnswerHasThreeHundredCharacters) {
   expect_pieces(pieces(FaultKind::longer), {{"12345" + std::string(295, 'x') + "\r\n"}});
 }
 
-TEST(Faults, GarbageHoldsANulAndEndsInALineEnd) {
+TEST(Faults, GarbageContainsANulAndEndsInALineEnd) {
   const std::vector<Piece> got = pieces(FaultKind::garbage);
   ASSERT_EQ(got.size(), 1U);
   EXPECT_NE(got[0].bytes.find('\0'), std::string::npos);

@@ -2,7 +2,7 @@
 
 // Computed by hand from the simulator's initial state: 400 of 400 prints left, which a K905 reports
 // as 450, 1234 prints made, 56 of them matte, two free buffers.
-std::string expected_report(const ReportValues& otherwise) {
+std::string expected_report(const ReportValues& changes) {
   const ReportValues first{
       {"PrintStatus", "Idling (0)"},
       {"PrintVersion", "K905 1.00"},
@@ -21,7 +21,7 @@ std::string expected_report(const ReportValues& otherwise) {
       {"ActPrintMediaInfo", "6x8"},
       {"ActPrintResolution", "300x300"},
   };
-  return report_of(changed(first, otherwise));
+  return report_of(changed(first, changes));
 }
 
 ChildResult run_filter(const std::vector<std::string>& arguments) {

@@ -11,12 +11,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-struct Asked {
+struct QueryResult {
   std::string report;
-  milliseconds took{0};
+  milliseconds duration{0};
 };
 
-Asked ask(const SimulatedPrinter& printer) {
+QueryResult ask(const SimulatedPrinter& printer) {
   const auto begin = std::chrono::steady_clock::now();
   const ChildResult child = run_filter({"--info", printer.path()});
   EXPECT_EQ(child.status, 0);
@@ -40,7 +40,7 @@ TEST(Info, SuccessiveClientsGetTheSameReport) {
   }
 }
 
-TEST(Info, EveryFieldOfThePrinterArrives) {
+TEST(Info, ReportShowsEveryFieldOfThePrinter) {
   EXPECT_EQ(
       report_of(
           {"--model",          "RV-40W",  "--firmware",  "3.07",  "--media",         "PC 6x4 R",
@@ -78,18 +78,18 @@ TEST(Info, EveryModelIsRecognized) {
                              {"ActPrintVersion", "RV-40"}}));
 }
 
-TEST(Info, SilentQuestionCostsItsTimeoutAndIsLeftEmpty) {
+TEST(Info, UnansweredQuestionTakesItsTimeoutAndIsLeftEmpty) {
   const SimulatedPrinter printer({"--fault", "silent", "--fault-on", "FREE_PBUFFER"});
-  const Asked asked = ask(printer);
-  EXPECT_EQ(asked.report, expected_report({{"PrintFreeBuff", " (-1)"}}));
-  EXPECT_GE(asked.took, milliseconds(1500));
+  const QueryResult query = ask(printer);
+  EXPECT_EQ(query.report, expected_report({{"PrintFreeBuff", " (-1)"}}));
+  EXPECT_GE(query.duration, milliseconds(1500));
 }
 
 TEST(Info, SlowPrinterIsWaitedFor) {
   const SimulatedPrinter printer({"--fault", "slow", "--delay", "15"});
-  const Asked asked = ask(printer);
-  EXPECT_EQ(asked.report, expected_report());
-  EXPECT_GE(asked.took, milliseconds(13 * 2 * 15));
+  const QueryResult query = ask(printer);
+  EXPECT_EQ(query.report, expected_report());
+  EXPECT_GE(query.duration, milliseconds(13 * 2 * 15));
 }
 
 TEST(Info, SplitLineEndsShiftEveryAnswerByOneQuestion) {
@@ -124,9 +124,9 @@ TEST(Info, SplitLineEndDoesNotReachTheNextClient) {
 
 TEST(Info, TruncatedAnswerIsUsed) {
   const SimulatedPrinter printer({"--fault", "cut", "--fault-on", "FREE_PBUFFER"});
-  const Asked asked = ask(printer);
-  EXPECT_EQ(asked.report, expected_report({{"PrintFreeBuff", "FB (-1)"}}));
-  EXPECT_GE(asked.took, milliseconds(1500));
+  const QueryResult query = ask(printer);
+  EXPECT_EQ(query.report, expected_report({{"PrintFreeBuff", "FB (-1)"}}));
+  EXPECT_GE(query.duration, milliseconds(1500));
 }
 
 TEST(Info, RestOfAnOverlongAnswerIsNotReadByTheNextClient) {
@@ -174,9 +174,9 @@ TEST(Info, GarbageIsReadAsTextUpToItsNul) {
 
 TEST(Info, BusyPrinterIsWaitedFor) {
   const SimulatedPrinter printer({"--fault", "busy", "--delay", "250"});
-  const Asked asked = ask(printer);
-  EXPECT_EQ(asked.report, expected_report());
-  EXPECT_GE(asked.took, milliseconds(250));
+  const QueryResult query = ask(printer);
+  EXPECT_EQ(query.report, expected_report());
+  EXPECT_GE(query.duration, milliseconds(250));
 }
 
 TEST(Info, MissingDeviceEndsWithStatusOneAndItsMessage) {
@@ -189,7 +189,7 @@ TEST(Info, MissingDeviceEndsWithStatusOneAndItsMessage) {
       << child.log;
 }
 
-TEST(Info, WithoutADeviceTheFirstUsbPrinterIsAsked) {
+TEST(Info, WithoutADeviceTheFirstUsbPrinterIsQueried) {
   if (access("/dev/usb/lp0", F_OK) == 0) {
     GTEST_SKIP() << "there is a printer at /dev/usb/lp0";
   }
@@ -202,7 +202,7 @@ TEST(Info, WithoutADeviceTheFirstUsbPrinterIsAsked) {
       << child.log;
 }
 
-TEST(Info, InfoAsSecondArgumentAsksNothing) {
+TEST(Info, InfoAsSecondArgumentIsNoQuery) {
   const SimulatedPrinter printer;
   const ChildResult child = run_filter({"1", "--info", printer.path()});
   EXPECT_EQ(child.status, 1);  // an empty raster stream cannot be opened
@@ -210,7 +210,7 @@ TEST(Info, InfoAsSecondArgumentAsksNothing) {
   EXPECT_EQ(child.log.find("query printer info"), std::string::npos);
 }
 
-TEST(Info, InfoWithAnEqualsSignAsksToo) {
+TEST(Info, InfoWithAnEqualsSignIsAQuery) {
   const SimulatedPrinter printer;
   const ChildResult child = run_filter({"--info=now", printer.path()});
   EXPECT_EQ(child.status, 0);

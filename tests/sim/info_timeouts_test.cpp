@@ -11,32 +11,33 @@ namespace {
 
 using std::chrono::milliseconds;
 
-struct Asked {
+struct QueryResult {
   ChildResult child;
-  milliseconds took{0};
+  milliseconds duration{0};
 };
 
-Asked ask(const std::vector<std::string>& arguments) {
+QueryResult ask(const std::vector<std::string>& arguments) {
   const SimulatedPrinter printer(arguments);
   const auto begin = std::chrono::steady_clock::now();
-  Asked asked;
-  asked.child = run_filter({"--info", printer.path()});
-  asked.took = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);
-  return asked;
+  QueryResult query;
+  query.child = run_filter({"--info", printer.path()});
+  query.duration =
+      std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);
+  return query;
 }
 
-TEST(InfoTimeouts, SilentPrinterCostsThirtySevenAndAHalfSecondsAndGivesAnEmptyReport) {
-  const Asked asked = ask({"--fault", "silent"});
-  EXPECT_EQ(asked.child.status, 0);
-  EXPECT_EQ(asked.child.output, report_of({}));
+TEST(InfoTimeouts, SilentPrinterTakesThirtySevenAndAHalfSecondsAndGivesAnEmptyReport) {
+  const QueryResult query = ask({"--fault", "silent"});
+  EXPECT_EQ(query.child.status, 0);
+  EXPECT_EQ(query.child.output, report_of({}));
   // Twelve waits of three seconds and one of 1.5 seconds.
-  EXPECT_GE(asked.took, milliseconds(37500));
+  EXPECT_GE(query.duration, milliseconds(37500));
 }
 
 TEST(InfoTimeouts, TruncatedAnswersAreUsed) {
   // The first half of each reply, rounded down.
-  const Asked asked = ask({"--fault", "cut"});
-  EXPECT_EQ(asked.child.output, report_of({{"PrintVersion", "K905"},
+  const QueryResult query = ask({"--fault", "cut"});
+  EXPECT_EQ(query.child.output, report_of({{"PrintVersion", "K905"},
                                            {"PrintMediaInfo", "6"},
                                            {"PrintHorResolution", "03"},
                                            {"PrintVerResolution", "03"},
@@ -48,17 +49,18 @@ TEST(InfoTimeouts, TruncatedAnswersAreUsed) {
                                            {"PrintVolumeMatteCounter", "CMT 0 (-1)"},
                                            {"PrintColorControlDataVersion", "1."},
                                            {"PrintColorControlDataChecksum", "A5"}}));
-  EXPECT_GE(asked.took, milliseconds(37500));
+  EXPECT_GE(query.duration, milliseconds(37500));
 }
 
 TEST(InfoTimeouts, Rv40HasTwelveSecondsToReportItsFreeBuffers) {
-  const Asked asked = ask({"--model", "RV-40", "--fault", "silent", "--fault-on", "FREE_PBUFFER"});
-  EXPECT_EQ(asked.child.output, expected_report({{"PrintVersion", "RV-40 1.00"},
+  const QueryResult query =
+      ask({"--model", "RV-40", "--fault", "silent", "--fault-on", "FREE_PBUFFER"});
+  EXPECT_EQ(query.child.output, expected_report({{"PrintVersion", "RV-40 1.00"},
                                                  {"PrintFreeBuff", " (-1)"},
                                                  {"PrintRemainQuantity", "MQT 0400 (400)"},
                                                  {"PrintHalfSizeMediaCounter", "RQT 0000 (0)"},
                                                  {"ActPrintVersion", "RV-40"}}));
-  EXPECT_GE(asked.took, milliseconds(12000));
+  EXPECT_GE(query.duration, milliseconds(12000));
 }
 
 }  // namespace

@@ -95,7 +95,7 @@ TEST_F(Interruptions, UnknownCommandIsAnErrorAndChangesNothing) {
   EXPECT_EQ(connect_to().ask(kStatus), "00000");
 }
 
-TEST_F(Interruptions, SheetIsCutOffAtTheByte) {
+TEST_F(Interruptions, ConnectionIsLostAtTheGivenByte) {
   start();
   const Connection client = connect_to();
   command("disconnect at 1000");
@@ -185,7 +185,7 @@ TEST_F(Interruptions, StoppedPrinterWithKeptBuffersPrintsLater) {
   EXPECT_EQ(client.ask(kLife), "CL0001235");
 }
 
-TEST_F(Interruptions, CountersMoveWhenTheSheetIsOut) {
+TEST_F(Interruptions, CountersChangeWhenTheSheetIsPrinted) {
   start({"--print-time", "300"});
   const Connection client = connect_to();
   const auto begin = std::chrono::steady_clock::now();

@@ -65,7 +65,7 @@ TEST(StateFile, InvalidLineIsNamedAndNothingIsApplied) {
   EXPECT_EQ(state.remaining, 400);
 }
 
-TEST(StateFile, UpdateKeepsOrderAndCommentsAndAddsWhatIsMissing) {
+TEST(StateFile, UpdateKeepsOrderAndCommentsAndAddsMissingFields) {
   PrinterState state;
   state.remaining = 3;
   const std::string text = update_state_text("# mine\nremaining = 9\nmedia=6x4\n", state);

@@ -79,7 +79,7 @@ TEST(Replies, UnknownQuestionsGetNoAnswer) {
   EXPECT_EQ(reply_to(state, 0, "STATUS", "FVER"), std::nullopt);
 }
 
-TEST(Replies, FourGroupsAskAndTheJobsGroupsDoNot) {
+TEST(Replies, FourGroupsAreQuestionsAndThoseOfAJobAreNot) {
   for (const char* group : {"STATUS", "INFO", "MNT_RD", "TBL_RD"}) {
     EXPECT_TRUE(is_question_group(group)) << group;
   }

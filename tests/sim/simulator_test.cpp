@@ -34,8 +34,8 @@ std::string report_from(const SimulatedPrinter& printer) {
   return run_filter({"--info", printer.path()}).output;
 }
 
-// The state after `sheets` glossy sheets.
-std::map<std::string, std::string> after(int sheets) {
+// The report values after `sheets` glossy sheets.
+std::map<std::string, std::string> values_after(int sheets) {
   const auto digits = [](int number) {
     std::string text = std::to_string(number);
     return std::string(4 - text.size(), '0') + text;
@@ -142,7 +142,7 @@ TEST(Simulator, SheetIsReportedCountedAndSavedUnmirrored) {
   EXPECT_EQ(picture->width, 3U);
   EXPECT_EQ(picture->bytes, (std::vector<std::uint8_t>{3, 13, 23, 2, 12, 22, 1, 11, 21,  //
                                                        6, 16, 26, 5, 15, 25, 4, 14, 24}));
-  EXPECT_EQ(report_from(printer), expected_report(after(1)));
+  EXPECT_EQ(report_from(printer), expected_report(values_after(1)));
 }
 
 TEST(Simulator, SheetIsSavedWithoutTheMarginsOutsideThePaper) {
@@ -198,7 +198,7 @@ TEST(Simulator, CheckOfTheFolderForSheetsLeavesNothingInIt) {
   EXPECT_TRUE(std::filesystem::is_empty(folder.path() + "/prints"));
 }
 
-TEST(Simulator, SheetThatCannotBeStoredIsReportedAndIsExitStatusOne) {
+TEST(Simulator, SheetThatCannotBeStoredIsReportedAndTheExitStatusIsOne) {
   const ScratchFolder folder;
   const std::string prints = folder.path() + "/prints";
   SimulatedPrinter printer({"--sheets", prints});
@@ -214,7 +214,7 @@ TEST(Simulator, MatteSheetsAreCountedSeparately) {
   SimulatedPrinter printer;
   ASSERT_TRUE(printer.send(wire_sheet({.matte = true, .cutter = "00000120"})));
   EXPECT_EQ(printer.next_line(), "sheet 1: 3x2, matte, cutter 120, 399 left");
-  auto lines = after(1);
+  auto lines = values_after(1);
   lines["PrintVolumeMatteCounter"] = "CMT 0000057 (57)";
   EXPECT_EQ(report_from(printer), expected_report(lines));
 }
@@ -237,7 +237,7 @@ TEST(Simulator, FewerPrintsAreLeftAfterASheet) {
   ASSERT_TRUE(printer.send(printed.output));
   EXPECT_TRUE(printer.next_line().starts_with("sheet 1: "));
   EXPECT_TRUE(printer.next_line().starts_with("sheet 2: "));
-  EXPECT_EQ(report_from(printer), expected_report(after(2)));
+  EXPECT_EQ(report_from(printer), expected_report(values_after(2)));
 }
 
 TEST(Simulator, WithoutPaperItReportsPaperEndAndPrintsNothing) {
@@ -262,7 +262,7 @@ TEST(Simulator, ProtocolErrorIsADataErrorUntilTheNextValidSheet) {
             expected_report({{"PrintStatus", "Data error (improper data) (1600)"}}));
   ASSERT_TRUE(printer.send(wire_sheet({})));
   EXPECT_TRUE(printer.next_line().starts_with("sheet 1: "));
-  EXPECT_EQ(report_from(printer), expected_report(after(1)));
+  EXPECT_EQ(report_from(printer), expected_report(values_after(1)));
 }
 
 TEST(Simulator, DisconnectInsideASheetDoesNotAffectTheNextClient) {
@@ -313,7 +313,7 @@ TEST(Simulator, JobsOfTwoProgramsAtOnceAreADataErrorThatNamesTheReason) {
   close(network);
 }
 
-TEST(Simulator, ClientThatNeverReadsCostsLittleMemoryAndLosesNoReply) {
+TEST(Simulator, ClientThatNeverReadsNeedsLittleMemoryAndLosesNoReply) {
   SimulatedPrinter printer({"--listen", "0", "--fault", "long"});
   const int client = connect_to(printer.next_line());
   constexpr std::size_t kQuestions = 1 << 20;
@@ -356,7 +356,7 @@ TEST(Simulator, RepliesToATerminalClientAreDiscardedWhenItCloses) {
   close(network);
 }
 
-TEST(Simulator, NetworkTakesJobsAndQuestionsAndClosesWhenTheClientIsDone) {
+TEST(Simulator, NetworkAcceptsJobsAndQuestionsAndClosesAfterTheClient) {
   SimulatedPrinter printer({"--listen", "0"});
   const std::string listening = printer.next_line();
   ASSERT_TRUE(listening.starts_with("listening on 127.0.0.1:")) << listening;
@@ -368,7 +368,7 @@ TEST(Simulator, NetworkTakesJobsAndQuestionsAndClosesWhenTheClientIsDone) {
     close(client);
     EXPECT_TRUE(printer.next_line().starts_with("sheet " + std::to_string(round) + ": "));
   }
-  EXPECT_EQ(report_from(printer), expected_report(after(2)));
+  EXPECT_EQ(report_from(printer), expected_report(values_after(2)));
 }
 
 TEST(Simulator, SecondNetworkClientWaitsForTheFirst) {
@@ -388,7 +388,7 @@ TEST(Simulator, SecondNetworkClientWaitsForTheFirst) {
   close(second);
 }
 
-TEST(Simulator, StatusIsPrintingWhileASheetComesIn) {
+TEST(Simulator, StatusIsPrintingWhileASheetIsReceived) {
   SimulatedPrinter printer({"--listen", "0"});
   const int client = connect_to(printer.next_line());
   const std::string sheet = wire_sheet({});
