@@ -1,5 +1,5 @@
-// The argument vector, the option string in it included: texts with a NUL between them, after a
-// first byte that says how long a line of the log may be.
+// The argument vector, including the option string. The input is one byte for the maximum length of
+// a log line, then the arguments, separated by NULs.
 #include <cstdint>
 #include <string>
 #include <vector>

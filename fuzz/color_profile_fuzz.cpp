@@ -43,7 +43,8 @@ void convert(const Bytes& profile) {
         expect(first.channels == 3 && first.bits == bits && first.icc_profile.empty(), "sRGB");
         expect(first.bytes.size() == std::size_t{15} * 3 * first.sample_bytes(), "every pixel");
       } else {
-        expect(first.bytes == original.bytes && first.channels == channels, "left untouched");
+        expect(first.bytes == original.bytes && first.channels == channels,
+               "the image is unchanged");
       }
     }
   }

@@ -102,7 +102,7 @@ void rows(Input& input) {
 }
 
 double fraction(Input& input) {
-  // Includes halves and other round numbers: an estimate cannot decide a tie.
+  // Includes halves and other sixteenths, for which an estimate cannot decide how to round.
   const std::uint16_t share = input.value<std::uint16_t>();
   return input.byte() % 2 == 0 ? (share % 16) / 16.0 : share / 65536.0;
 }
@@ -145,7 +145,8 @@ void resize(Input& input) {
   }
 }
 
-// Positions of sixteenths by the portable table's estimate, and in integers by every table.
+// Positions in sixteenths: every table computes them in integers, with the result of the portable
+// table's estimate.
 void sixteenths(Input& input) {
   const std::size_t source = 1 + input.below(100);
   const std::size_t width = input.below(200);

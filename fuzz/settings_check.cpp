@@ -14,7 +14,7 @@ namespace {
 template <auto PrintOptions::*... texts>
 void expect_terminated() {
   for (const std::span<const char> text : {std::span<const char>(current_options.*texts)...}) {
-    expect(std::memchr(text.data(), '\0', text.size()) != nullptr, "every text is ended");
+    expect(std::memchr(text.data(), '\0', text.size()) != nullptr, "every text is terminated");
   }
 }
 
@@ -42,5 +42,5 @@ void expect_like(const reference::PlainFilter& plain, std::string_view log) {
   for (const std::string& line : plain.log) wanted += line + "\n";
   expect(log == wanted, "the log equals that of the plain reference");
   const std::string different = different_settings(current_options, plain.settings);
-  expect(different.empty(), ("equal to the reference: " + different).c_str());
+  expect(different.empty(), ("settings that differ from the reference: " + different).c_str());
 }

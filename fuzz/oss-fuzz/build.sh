@@ -21,7 +21,7 @@ for program in "$WORK"/build/fuzz/*_fuzz; do
   # Standard error has the log of the code under test.
   printf '[libfuzzer]\nmax_len = 4096\nclose_fd_mask = 2\n' >"$OUT/$name.options"
 
-  # The programs run on a system without the libraries; it has a C library.
+  # The programs run on a system that has only the C library.
   ldd "$program" | sed -n 's/.* => \(\/[^ ]*\) .*/\1/p' | grep -v -E '/(libc|libm|libdl|librt|libpthread|libresolv)\.so' |
     xargs -I{} cp -u {} "$OUT/lib/"
   patchelf --set-rpath '$ORIGIN/lib' --force-rpath "$OUT/$name"

@@ -61,7 +61,7 @@ class Printer {
     const std::size_t before = sheets_;
     parser_.feed(reinterpret_cast<const std::uint8_t*>(job.data()), job.size());
     EXPECT_FALSE(parser_.error().has_value());
-    EXPECT_TRUE(parser_.at_sheet_boundary()) << "a torn sheet";
+    EXPECT_TRUE(parser_.at_sheet_boundary()) << "an incomplete sheet";
     return sheets_ - before;
   }
 
@@ -121,7 +121,7 @@ class CancelAtAnyMoment : public ::testing::TestWithParam<JobVariant> {
       EXPECT_EQ(process.log().back(), "=== rastertok905 end ===");
     }
     EXPECT_EQ(undisturbed_output_.compare(0, process.output().size(), process.output()), 0)
-        << "other sheets";
+        << "not the beginning of the undisturbed output";
     ++seen_.at(printer.receive(process.output()));
   }
 

@@ -169,7 +169,7 @@ TEST_F(ByHandLog, DoesNotFollowASymbolicLink) {
   const ChildResult result = run_child(setup_);
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(read_file(tmp_.path() + "/precious"), "keep me");
-  expect_complete_log(lines_of(result.log));  // standard error is unchanged
+  expect_complete_log(lines_of(result.log));  // the log stays on standard error
   EXPECT_TRUE(result.output == output_of(1));
 }
 
@@ -303,7 +303,7 @@ int pipe_without_reader() {
   return pipe.write_end;
 }
 
-// Between these descriptors, which are closed here.
+// Runs the filter with these descriptors, and closes them in this process.
 void expect_undisturbed_end(const ChildSetup& setup, int in, int out, int err) {
   const int child = start_child(setup, in, out, err);
   for (const int descriptor : {in, out, err}) {
@@ -449,7 +449,7 @@ TEST_P(CancelAtLine, EndsTheJobWithCompleteSheetsOnly) {
 INSTANTIATE_TEST_SUITE_P(Cli, CancelAtLine,
                          ::testing::Values(1, 2, 10, 20, 30, 40, 41, 42, 60, 100, 120, 200));
 
-// ---- slow and odd pipes ----
+// ---- slow, non-blocking and named pipes ----
 
 TEST(Ppd, FifoIsNotWaitedFor) {
   const ScratchFolder scratch;

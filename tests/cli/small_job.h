@@ -28,7 +28,8 @@ inline constexpr char kMissingPpd[] = "/nonexistent/queue.ppd";
 // Checks the first and the last line.
 void expect_complete_log(const std::vector<std::string>& log);
 
-// Waits for its end, which must be one of a canceled job: in order, with status 0.
+// Waits until the process ends. It must end as a canceled job does: with status 0 and a complete
+// log.
 void expect_canceled(InteractiveProcess& process);
 
 // The expected output for job_of().

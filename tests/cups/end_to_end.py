@@ -124,7 +124,7 @@ class ThroughCups(unittest.TestCase):
     # Printing and reading results ------------------------------------------------------------
 
     def print(self, *files, queue=None, **more):
-        """The stream of a job, which must be completed."""
+        """Prints the files and returns the job, which must be completed."""
         job = self.cups.submit(queue or self.queue, *files, **more)
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.COMPLETED)
         return job
@@ -133,7 +133,7 @@ class ThroughCups(unittest.TestCase):
         output = subprocess.run([self.probe, "sheets", path, *places], check=True,
                                 capture_output=True, text=True).stdout
         found = json.loads(output)
-        self.assertIsNone(found["error"], "the stream is broken")
+        self.assertIsNone(found["error"], "the stream is invalid")
         self.assertEqual(sum(sheet["size"] for sheet in found["sheets"]), found["bytes"],
                          "there are bytes between the sheets or after them")
         return found["sheets"]
@@ -281,7 +281,7 @@ class Pictures(ThroughCups):
                 (sheet,) = self.sheets(self.print(file))
                 red, green, yellow, blue, center = sheet["colors"]
                 for color in sheet["colors"]:
-                    self.assertEqual(len(set(color)), 1, f"{color} is no gray")
+                    self.assertEqual(len(set(color)), 1, f"{color} is not gray")
                 # Whatever weights a filter uses: blue is dark, yellow light, gray unchanged.
                 self.assertLess(blue[0], red[0])
                 self.assertLess(red[0], green[0])
@@ -342,7 +342,7 @@ class Pictures(ThroughCups):
 
 
 class Photos(ThroughCups):
-    """Photo files straight to the sheet: what a queue prints is what k905-print prints."""
+    """Photos through the photo filter: a queue prints the same bytes as k905-print."""
 
     def photos(self):
         wide = artwork.png(self.art / "wide.png", 1600, 1200)
@@ -362,7 +362,7 @@ class Photos(ThroughCups):
         job = self.print(photo, queue=queue, options=options, copies=copies)
         self.assertEqual(self.filters_of(job), ["phototok905", "rastertok905job"])
         expected = self.stream_of_k905_print("--copies", str(copies), *arguments, photo)
-        self.assertEqual(self.cups.stream_of(job).read_bytes(), expected, "other bytes")
+        self.assertEqual(self.cups.stream_of(job).read_bytes(), expected, "the bytes differ")
 
     def test_every_kind_of_photo_is_printed_as_k905_print_prints_it(self):
         self.cups.add_queue(self.queue)
@@ -800,7 +800,7 @@ class Choices(ThroughCups):
             with self.subTest(option=option):
                 (sheet,) = self.sheets(self.print(self.png(), options=[option]))
                 for color in sheet["colors"]:
-                    self.assertEqual(len(set(color)), 1, f"{color} is no gray")
+                    self.assertEqual(len(set(color)), 1, f"{color} is not gray")
 
     def test_a_border_of_one_job(self):
         self.add_queue()
@@ -877,7 +877,7 @@ class Jobs(ThroughCups):
         self.cups.run("cancel", job)
         self.assertEqual(self.cups.finished(job)["job-state"], ipp.CANCELED)
         stream = self.cups.stream_of(job)
-        self.cups.wait_for(stream.exists, "the device to have taken what was sent")
+        self.cups.wait_for(stream.exists, "the device to receive all data")
         sheets = self.sheets(job)
         self.assertGreaterEqual(len(sheets), 1)
         self.assertLess(len(sheets), 60)
@@ -996,7 +996,7 @@ class Jobs(ThroughCups):
         self.assert_sheet(sheet)
 
     def assert_only_one_sheet_was_counted(self, job):
-        """And no other message of the job changed a state or an option of the queue."""
+        """Also checks that no other message of the job changed a state or an option of the queue."""
         state = self.cups.job_state(job)
         self.assertEqual(state["job-media-sheets-completed"], 1)
         self.assertEqual(state["job-media-progress"], 100)

@@ -1,7 +1,7 @@
 """A private CUPS in a scratch folder: scheduler, spool, socket, filters, queues.
 
-Of the CUPS of the machine only the programs, the standard filters and the MIME tables are used; nothing is
-changed. The scheduler must be started by root, because it runs the filters as another user.
+Uses only the programs, the standard filters and the MIME tables of the installed CUPS, and changes nothing of
+it. The scheduler must be started by root, because it runs the filters as another user.
 """
 
 import contextlib
@@ -39,8 +39,8 @@ def what_is_missing():
 
 
 def programs(count=2):
-    """BUILD and CMAKE, a build folder and the program: the first of at least `count` arguments. Without them
-    the usage is shown."""
+    """BUILD (a build folder) and CMAKE (the program), the first two of at least `count` arguments. If there are
+    fewer, the usage is printed and the program exits."""
     if len(sys.argv) <= count:
         print(sys.modules["__main__"].__doc__, file=sys.stderr)
         sys.exit(2)
@@ -145,7 +145,7 @@ class PrivateCups:
             self.add_backend("socket", "socket_backend.py")
 
     def add_backend(self, scheme, script):
-        """For root only, which makes CUPS run it as root: Python may be in a folder that only root can read."""
+        """Only root may execute it, so CUPS runs it as root: Python may be in a folder that only root can read."""
         backend = self.serverbin / "backend" / scheme
         text = (pathlib.Path(__file__).parent / script).read_text()
         backend.write_text(f"#!{sys.executable}\n{text}")

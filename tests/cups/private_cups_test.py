@@ -1,4 +1,4 @@
-"""Tests what the tests with a private CUPS rely on: `private_cups_test.py`."""
+"""Tests of the helpers in private_cups.py: `private_cups_test.py`."""
 
 import socket
 import unittest

@@ -81,7 +81,7 @@ class SeveralHosts(unittest.TestCase):
         return self.front.run("lpstat", "-l", "-p", queue).stdout
 
     def submit_and_hold_both_at(self, byte, count):
-        """Returns the jobs when each printer has begun one and stands still in its sheet."""
+        """Returns the jobs when each printer has received a part of a sheet and is held there."""
         for number in (1, 2):
             self.sim.command(f"{number} hold at {byte}")
         jobs = self.submit(count)

@@ -81,7 +81,7 @@ def files_of_packages(root):
 
 
 class Contents(unittest.TestCase):
-    """What is in them."""
+    """The contents of the packages."""
 
     @classmethod
     def setUpClass(cls):
@@ -263,7 +263,7 @@ class Contents(unittest.TestCase):
     def test_lintian_finds_nothing(self):
         if not shutil.which("lintian"):
             self.skipTest("lintian is not installed")
-        # Whether library calls are checked depends on the flags of the build, which are the tests' here.
+        # The packages are made from the build of the tests, which lacks the compiler flags for checked library calls.
         found = subprocess.run(["lintian", "--allow-root", "--fail-on", "warning", "--suppress-tags",
                                 "hardening-no-fortify-functions", *files("*.changes")],
                                text=True, capture_output=True, check=False, env=environment())

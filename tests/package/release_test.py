@@ -25,7 +25,7 @@ import private_cups  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
 BUILD, CMAKE = private_cups.programs(3)
-FIRST_PACKAGE = "1ae9ba2"  # the commit whose package was handed out first
+FIRST_PACKAGE = "1ae9ba2"  # the commit of the first published package
 
 
 def call(*command, **more):
@@ -46,7 +46,7 @@ def scratch_folder(test):
 
 class Reproducible(unittest.TestCase):
     def build(self, folder, **more):
-        # Objects of an earlier build would hide what differs.
+        # Objects of an earlier build would hide differences.
         call(PROJECT / "tools/package", env=os.environ | more | {"K905_PACKAGES": str(folder), "CCACHE_DISABLE": "1"},
              umask=int(more.get("UMASK", "022"), 8))
         return {path.name: hashlib.sha256(path.read_bytes()).hexdigest() for path in folder.iterdir()

@@ -62,7 +62,7 @@ class TargetRow {
   Bytes memory_;
 };
 
-// Every width up to a few vectors, where the tails are, and some of the size of real rows.
+// Every width up to a few vectors, to test the remainders, and some widths of real rows.
 std::vector<std::size_t> interesting_widths();
 
 // A test that runs once for each table of this machine.

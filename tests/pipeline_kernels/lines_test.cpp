@@ -40,7 +40,7 @@ std::function<Pixel(const std::uint8_t*)> on_rgb(Pixel (*formula)(Pixel)) {
   return [formula](const std::uint8_t* p) { return formula({p[0], p[1], p[2]}); };
 }
 
-// All 2^16 pairs of two bytes, each as the first two of `bytes_a_pixel`, the last repeated.
+// All 2^16 pairs of two bytes.
 Bytes all_pairs() {
   Bytes pairs;
   for (int a = 0; a < 256; ++a) {

@@ -84,7 +84,7 @@ void expect_transposed(const Table& table, Dice& dice, std::size_t width, std::s
 
 TEST_P(EveryTable, TransposedUpwardsRowsAreRotatedCounterClockwise) {
   // 0 1 2           2 5
-  // 3 4 5  turns to 1 4
+  // 3 4 5  becomes  1 4
   //                 0 3
   const SourceRow upper({0, 1, 2}, 0);
   const SourceRow lower({3, 4, 5}, 0);

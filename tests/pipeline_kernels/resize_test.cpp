@@ -186,7 +186,7 @@ Bytes bytes_down(const kernels::Table& table, const std::vector<std::uint16_t>& 
   return target.content();
 }
 
-// Every pair of bytes under every share: sixteen times what the formula has across.
+// Every pair of bytes with every share: the sum is sixteen times the value of the formula.
 TEST_P(EveryTable, SixteenthsAcrossAreExactForEveryPairAndShare) {
   for (unsigned share = 0; share <= 16; ++share) {
     for (unsigned left = 0; left < 256; ++left) {
@@ -210,13 +210,13 @@ TEST_P(EveryTable, SixteenthsAcrossAreExactForEveryPairAndShare) {
   }
 }
 
-// Every upper sum under every share, with the lower ones in several other orders.
+// Every upper sum with every share, with the lower ones in several other orders.
 TEST_P(EveryTable, SixteenthsDownAreExactForEverySumAndShare) {
   constexpr std::size_t kSums = std::size_t{16} * 255 + 1;  // 4081
   std::vector<std::uint16_t> top(3 * kSums);
   std::vector<std::uint16_t> bottom(3 * kSums);
   for (std::size_t i = 0; i < top.size(); ++i) top[i] = static_cast<std::uint16_t>(i % kSums);
-  // Steps of primes reach every sum; 1 keeps both equal and 4080 runs against them.
+  // Steps of primes reach every sum; 1 keeps both equal and 4080 reverses their order.
   for (const std::size_t step : {1, 4080, 2, 17, 239, 1021, 2039, 3001}) {
     for (std::size_t i = 0; i < bottom.size(); ++i) {
       bottom[i] = static_cast<std::uint16_t>(i * step % kSums);

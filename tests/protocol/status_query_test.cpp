@@ -176,7 +176,7 @@ TEST(StatusQuery, EachReplyIsInterpretedInItsLineOfTheReport) {
       {"INFO MQTY_DEFAULT", "MQD 0010", "PrintInitMediaCount", "MQD 0010 (10)"},
       {"INFO MQTY", "MQT 0020", "PrintRemainQuantity", "MQT 0020 (-30)"},
       {"INFO MQTY", "MQT 0", "PrintRemainQuantity", "MQT 0 (-1)"},
-      // Nine bytes came, seven characters are left.
+      // Nine bytes are received, seven characters remain.
       {"INFO MQTY", "MQT 035", "PrintRemainQuantity", "MQT 035 (-51)"},
       {"INFO MQTY", std::string("MQT\0 0350", 9), "PrintRemainQuantity", "MQT (-51)"},
       {"INFO MEDIA", "PC4x6R", "ActPrintMediaInfo", "4x6"},

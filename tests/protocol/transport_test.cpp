@@ -192,7 +192,7 @@ TEST(PrinterExchange, EveryPieceHasTheFullTimeout) {
   const Connection connection;
   // One byte at a time, also if all arrive before the first is read.
   hooks::read_script = {.descriptor = connection.near(), .steps = {{.at_most = 1}, {.at_most = 1}}};
-  // Long enough that a time-out for the complete reply would be a shorter one for each later piece.
+  // With one timeout for the complete reply, each later piece would have a shorter one.
   std::thread printer([&] {
     for (const char* piece : {"a", "b", "c\r\n"}) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));

@@ -80,7 +80,7 @@ class ThroughSetup(ThroughCups):
         return self.cups.job_state(job).get("job-state")
 
     def add_backend(self, scheme, script):
-        """Replaces the one that the machine may have, for this test."""
+        """Installs a backend for this test, in place of the one that the machine may have."""
         path = self.cups.serverbin / "backend" / scheme
         if os.path.lexists(path):
             away = path.with_name(scheme + ".away")
@@ -547,7 +547,7 @@ class AddressOfTheDevice(ThroughSetup):
 
     def test_usual_addresses_become_those_of_the_backend(self):
         self.cups.connect_devices("direct k905://usb/U9 MFG:K;MDL:K905;SN:7;\n")
-        # CUPS names a printer by its device id, the kernel by its descriptor.
+        # CUPS takes the serial number from the device ID of the printer, the kernel from its USB descriptor.
         for given, used in (("usb://K905/K905?serial=7", "k905://usb/U9"),
                             ("/dev/usb/lp9", "k905:/dev/usb/lp9")):
             with self.subTest(device=given):
@@ -749,7 +749,7 @@ class Updating(ThroughSetup):
 
 
 class Classes(ThroughSetup):
-    """A class of two queues, which print alike."""
+    """A class of two queues that print the same sheets."""
 
     def make_members(self, **defaults_of_second):
         self.first, self.second = f"{self.queue}A", f"{self.queue}B"

@@ -8,7 +8,6 @@ std::string info(const PrinterState& state, const std::string& name) {
   return reply_to(state, 0, "INFO", name).value_or("(nothing)");
 }
 
-// The positions are those from which a driver reads the number.
 TEST(Replies, NumbersAreAtTheOffsetsThatDriversRead) {
   PrinterState state;
   state.free_buffers = 3;
