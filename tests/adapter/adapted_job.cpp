@@ -12,19 +12,19 @@
 
 namespace {
 
-SeenSheet seen(const k905::Sheet& sheet) {
-  SeenSheet front{.width = sheet.width, .height = sheet.height, .cutter = sheet.cutter};
-  front.pixels.resize(std::size_t{3} * sheet.width * sheet.height);
+VisibleSheet visible_image(const k905::Sheet& sheet) {
+  VisibleSheet image{.width = sheet.width, .height = sheet.height, .cutter = sheet.cutter};
+  image.pixels.resize(std::size_t{3} * sheet.width * sheet.height);
   for (std::size_t y = 0; y < sheet.height; ++y) {
     for (std::size_t x = 0; x < sheet.width; ++x) {
       // The printer prints the back of the image.
       const std::size_t from = y * sheet.width + sheet.width - 1 - x;
       for (std::size_t channel = 0; channel < 3; ++channel) {
-        front.pixels[3 * (y * sheet.width + x) + channel] = sheet.plane[channel][from];
+        image.pixels[3 * (y * sheet.width + x) + channel] = sheet.plane[channel][from];
       }
     }
   }
-  return front;
+  return image;
 }
 
 }  // namespace
@@ -46,11 +46,11 @@ AdapterResult run_adapted(const AdaptedJob& job) {
   EXPECT_FALSE(stream.error.has_value());
   AdapterResult result{.status = child.status, .log = lines_of(child.log)};
   std::transform(stream.sheets.begin(), stream.sheets.end(), std::back_inserter(result.sheets),
-                 seen);
+                 visible_image);
   return result;
 }
 
-RasterPage drawn_page(float width_pt, float height_pt, unsigned width, unsigned height,
+RasterPage white_page(float width_pt, float height_pt, unsigned width, unsigned height,
                       unsigned dpi, unsigned dpi_down) {
   RasterPage page = blank_page(page_header(width, height));
   page.header.HWResolution[0] = dpi;
@@ -86,7 +86,7 @@ void number_pixels(RasterPage& page) {
   }
 }
 
-Box dark_box(const SeenSheet& sheet) {
+Box dark_box(const VisibleSheet& sheet) {
   Box box{.left = sheet.width, .top = sheet.height, .right = 0, .bottom = 0};
   for (std::uint32_t y = 0; y < sheet.height; ++y) {
     for (std::uint32_t x = 0; x < sheet.width; ++x) {

@@ -14,7 +14,7 @@ inline constexpr Color kWhite{255, 255, 255};
 inline constexpr Color kBlack{0, 0, 0};
 
 // The visible image, from the front.
-class SeenSheet {
+class VisibleSheet {
  public:
   std::uint32_t width = 0;
   std::uint32_t height = 0;
@@ -37,14 +37,14 @@ struct AdaptedJob {
 struct AdapterResult {
   int status = -1;
   std::vector<std::string> log;
-  std::vector<SeenSheet> sheets = {};
+  std::vector<VisibleSheet> sheets = {};
 };
 
 // Runs the job on a K905 queue with its usual defaults. A malformed printer stream fails the test.
 [[nodiscard]] AdapterResult run_adapted(const AdaptedJob& job);
 
 // A white page of this size in points and pixels, RGB with 8 bits per color.
-[[nodiscard]] RasterPage drawn_page(float width_pt, float height_pt, unsigned width,
+[[nodiscard]] RasterPage white_page(float width_pt, float height_pt, unsigned width,
                                     unsigned height, unsigned dpi = 300, unsigned dpi_down = 300);
 
 void set_pixel(RasterPage& page, unsigned x, unsigned y, const Color& color);
@@ -62,4 +62,4 @@ struct Box {
   [[nodiscard]] double width() const { return double{1.0} * right - left; }
   [[nodiscard]] double height() const { return double{1.0} * bottom - top; }
 };
-[[nodiscard]] Box dark_box(const SeenSheet& sheet);
+[[nodiscard]] Box dark_box(const VisibleSheet& sheet);

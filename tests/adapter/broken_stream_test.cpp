@@ -34,7 +34,7 @@ TEST(BrokenStream, WithoutPagesSucceeds) {
 }
 
 TEST(BrokenStream, PageCutInTheMiddleIsReportedAndNotPrinted) {
-  const RasterPage page = drawn_page(432, 288, 1800, 1200);
+  const RasterPage page = white_page(432, 288, 1800, 1200);
   std::string stream = raw_raster_stream({page, page});
   stream.resize(stream.size() - std::size_t{5400} * 200);
   const AdapterResult result = run_adapted({.input = stream});
@@ -45,7 +45,7 @@ TEST(BrokenStream, PageCutInTheMiddleIsReportedAndNotPrinted) {
 
 // The last two rows are cropped; a page without them still counts as truncated.
 TEST(BrokenStream, PageWithoutItsLastRowIsNotPrinted) {
-  std::string stream = raw_raster_stream({drawn_page(432, 288, 1800, 1200)});
+  std::string stream = raw_raster_stream({white_page(432, 288, 1800, 1200)});
   stream.resize(stream.size() - 5400);
   const AdapterResult result = run_adapted({.input = stream});
   EXPECT_TRUE(result.sheets.empty());
@@ -53,7 +53,7 @@ TEST(BrokenStream, PageWithoutItsLastRowIsNotPrinted) {
 }
 
 TEST(BrokenStream, PortraitPageCutInTheMiddleIsNotPrinted) {
-  std::string stream = raw_raster_stream({drawn_page(288, 432, 1200, 1800)});
+  std::string stream = raw_raster_stream({white_page(288, 432, 1200, 1800)});
   stream.resize(stream.size() / 2);
   const AdapterResult result = run_adapted({.input = stream});
   EXPECT_TRUE(result.sheets.empty());
@@ -61,10 +61,10 @@ TEST(BrokenStream, PortraitPageCutInTheMiddleIsNotPrinted) {
 }
 
 TEST(BrokenStream, RefusedHeaderIsReported) {
-  RasterPage refused = drawn_page(432, 288, 1800, 1200);
+  RasterPage refused = white_page(432, 288, 1800, 1200);
   refused.header.cupsBytesPerLine = 0;
   const AdapterResult result =
-      run_adapted({.input = raw_raster_stream({drawn_page(432, 288, 1800, 1200), refused})});
+      run_adapted({.input = raw_raster_stream({white_page(432, 288, 1800, 1200), refused})});
   EXPECT_EQ(result.sheets.size(), 1U);
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.log, Contains("K905-1: Raster page header refused, the rest of the job is not "
@@ -78,7 +78,7 @@ TEST(BrokenStream, UnsupportedFormatIsReportedByTheFilter) {
 }
 
 TEST(BrokenStream, OtherByteOrderIsRead) {
-  RasterPage page = drawn_page(432, 288, 1800, 1200);
+  RasterPage page = white_page(432, 288, 1800, 1200);
   std::fill(page.pixels.begin(), page.pixels.end(), 77);
   const AdapterResult result = run_adapted({.input = raw_raster_stream({page}, true)});
   ASSERT_EQ(result.sheets.size(), 1U);
@@ -86,7 +86,7 @@ TEST(BrokenStream, OtherByteOrderIsRead) {
 }
 
 TEST(BrokenStream, LinesLongerThanTheirPixelsAreRead) {
-  RasterPage page = drawn_page(432, 288, 1800, 1200);
+  RasterPage page = white_page(432, 288, 1800, 1200);
   page.header.cupsBytesPerLine += 9;
   page.pixels.assign(std::size_t{page.header.cupsBytesPerLine} * 1200, 77);
   const AdapterResult result = run_adapted({.input = raw_raster_stream({page})});

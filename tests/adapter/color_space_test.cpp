@@ -14,7 +14,7 @@ using ::testing::Not;
 
 // A page of 6x4 inches whose every pixel is these samples.
 RasterPage plain_page(cups_cspace_t space, unsigned bits, const std::vector<unsigned>& samples) {
-  RasterPage page = drawn_page(432, 288, 1800, 1200);
+  RasterPage page = white_page(432, 288, 1800, 1200);
   const auto colors = static_cast<unsigned>(samples.size());
   cups_page_header2_t header = page_header(1800, 1200, colors, bits);
   header.cupsColorSpace = space;

@@ -9,7 +9,7 @@ namespace {
 // in the header.
 RasterPage part_of_page(unsigned width, unsigned height, float left, float bottom, float right,
                         float top) {
-  RasterPage page = drawn_page(288, 432, width, height);
+  RasterPage page = white_page(288, 432, width, height);
   std::fill(page.pixels.begin(), page.pixels.end(), 0x00);
   const float box[4] = {left, bottom, right, top};
   std::copy(std::begin(box), std::end(box), page.header.cupsImagingBBox);
@@ -51,7 +51,7 @@ TEST(PartialPage, StaysInItsCorner) {
 }
 
 TEST(PartialPage, OnAnUprightPaperStaysWhereItIs) {
-  RasterPage page = drawn_page(432, 576, 600, 300);
+  RasterPage page = white_page(432, 576, 600, 300);
   std::fill(page.pixels.begin(), page.pixels.end(), 0x00);
   const float box[4] = {72, 432, 216, 504};  // an inch from the left and from the top
   std::copy(std::begin(box), std::end(box), page.header.cupsImagingBBox);

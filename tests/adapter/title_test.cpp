@@ -9,7 +9,7 @@ namespace {
 using ::testing::Contains;
 
 AdapterResult red_page_titled(const std::string& title) {
-  RasterPage page = drawn_page(432, 288, 1800, 1200);
+  RasterPage page = white_page(432, 288, 1800, 1200);
   for (unsigned y = 0; y < 1200; ++y) {
     for (unsigned x = 0; x < 1800; ++x) set_pixel(page, x, y, {200, 40, 40});
   }
@@ -24,7 +24,7 @@ TEST(Title, LookingLikeASettingChangesNoColor) {
 
 TEST(Title, LookingLikeAFlagMakesNoCopies) {
   // The argument after the title is the number of copies.
-  RasterPage page = drawn_page(432, 288, 1800, 1200);
+  RasterPage page = white_page(432, 288, 1800, 1200);
   const AdapterResult result =
       run_adapted({.input = raster_stream({page}), .title = "--copies", .copies = "5"});
   EXPECT_EQ(result.sheets.size(), 1U);

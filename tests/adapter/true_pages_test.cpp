@@ -22,7 +22,7 @@ struct Paper {
   unsigned left;
   unsigned right;
   unsigned top;
-  unsigned seen_rows;
+  unsigned visible_rows;
   double dpi_across;
 };
 
@@ -44,13 +44,13 @@ unsigned pixels(float points, unsigned dpi) {
 }
 
 RasterPage page_of(const Paper& paper, unsigned dpi = 300, unsigned dpi_down = 300) {
-  return drawn_page(paper.across_pt, paper.down_pt, pixels(paper.across_pt, dpi),
+  return white_page(paper.across_pt, paper.down_pt, pixels(paper.across_pt, dpi),
                     pixels(paper.down_pt, dpi_down), dpi, dpi_down);
 }
 
 // Landscape, if the paper is not square.
 RasterPage rotated_page_of(const Paper& paper) {
-  return drawn_page(paper.down_pt, paper.across_pt, pixels(paper.down_pt, 300),
+  return white_page(paper.down_pt, paper.across_pt, pixels(paper.down_pt, 300),
                     pixels(paper.across_pt, 300));
 }
 
@@ -58,11 +58,11 @@ std::string option(const Paper& paper, const std::string& more = "") {
   return std::string("PageSize=") + paper.option + " " + more;
 }
 
-SeenSheet only_sheet(const RasterPage& page, const std::string& options) {
+VisibleSheet only_sheet(const RasterPage& page, const std::string& options) {
   AdapterResult result = run_adapted({.input = raster_stream({page}), .options = options});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.sheets.size(), 1U);
-  return result.sheets.empty() ? SeenSheet{} : result.sheets.front();
+  return result.sheets.empty() ? VisibleSheet{} : result.sheets.front();
 }
 
 void fill_box(RasterPage& page, double left, double top, double width, double height) {
@@ -88,9 +88,9 @@ void fill_circle(RasterPage& page, double center_across_in, double center_down_i
 }
 
 TEST(TruePages, LandscapePhotoAppearsPixelByPixel) {
-  RasterPage page = drawn_page(432, 288, 1800, 1200);
+  RasterPage page = white_page(432, 288, 1800, 1200);
   number_pixels(page);
-  const SeenSheet sheet = only_sheet(page, "PageSize=w288h432");
+  const VisibleSheet sheet = only_sheet(page, "PageSize=w288h432");
   ASSERT_EQ(sheet.width, 1920U);
   ASSERT_EQ(sheet.height, 1240U);
   // 1200 rows on 1197: one is cropped at the top, two at the bottom.
@@ -107,9 +107,9 @@ TEST(TruePages, LandscapePhotoAppearsPixelByPixel) {
 
 // As CUPS sends a landscape photo: rotated counterclockwise onto the portrait page.
 TEST(TruePages, PortraitPageIsRotatedPixelByPixel) {
-  RasterPage page = drawn_page(288, 432, 1200, 1800);
+  RasterPage page = white_page(288, 432, 1200, 1800);
   number_pixels(page);
-  const SeenSheet sheet = only_sheet(page, "PageSize=w288h432");
+  const VisibleSheet sheet = only_sheet(page, "PageSize=w288h432");
   for (unsigned y = 0; y < 1197; ++y) {
     for (unsigned x = 0; x < 1800; ++x) {
       ASSERT_EQ(sheet.at(70 + x, 25 + y), pixel_of(page, y + 1, 1799 - x)) << x << " " << y;
@@ -118,9 +118,9 @@ TEST(TruePages, PortraitPageIsRotatedPixelByPixel) {
 }
 
 TEST(TruePages, SixByEightPageAppearsPixelByPixel) {
-  RasterPage page = drawn_page(432, 576, 1800, 2400);
+  RasterPage page = white_page(432, 576, 1800, 2400);
   number_pixels(page);
-  const SeenSheet sheet = only_sheet(page, "PageSize=w432h576");
+  const VisibleSheet sheet = only_sheet(page, "PageSize=w432h576");
   // 2400 rows on 2401: the first one is repeated.
   for (unsigned y = 0; y < 2401; ++y) {
     for (unsigned x = 0; x < 1800; ++x) {
@@ -130,9 +130,9 @@ TEST(TruePages, SixByEightPageAppearsPixelByPixel) {
 }
 
 TEST(TruePages, PageOneePointOffThePapersSizeIsNotResampled) {
-  RasterPage page = drawn_page(433, 288, 1804, 1200);
+  RasterPage page = white_page(433, 288, 1804, 1200);
   number_pixels(page);
-  const SeenSheet sheet = only_sheet(page, "PageSize=w288h432");
+  const VisibleSheet sheet = only_sheet(page, "PageSize=w288h432");
   for (unsigned y = 0; y < 1197; ++y) {
     for (unsigned x = 0; x < 1800; ++x) {
       ASSERT_EQ(sheet.at(70 + x, 25 + y), pixel_of(page, x + 2, y + 1)) << x << " " << y;
@@ -143,7 +143,7 @@ TEST(TruePages, PageOneePointOffThePapersSizeIsNotResampled) {
 class TruePagesOnEveryPaper : public ::testing::TestWithParam<Paper> {
  protected:
   // The bounding box of the circle on the sheet, in inches.
-  static void expect_round(const SeenSheet& sheet, double diameter_in, double rows_per_inch) {
+  static void expect_round(const VisibleSheet& sheet, double diameter_in, double rows_per_inch) {
     const Box box = dark_box(sheet);
     EXPECT_NEAR(box.width() / GetParam().dpi_across / diameter_in, 1.0, 0.005);
     EXPECT_NEAR(box.height() / rows_per_inch / diameter_in, 1.0, 0.005);
@@ -216,9 +216,9 @@ TEST_P(TruePagesOnEveryPaper, CornerMarksAreInTheCorners) {
     }
   }
   const Paper& paper = GetParam();
-  const SeenSheet sheet = only_sheet(page, option(paper));
+  const VisibleSheet sheet = only_sheet(page, option(paper));
   const unsigned right = 1920 - paper.right - 1;
-  const unsigned bottom = paper.top + paper.seen_rows - 1;
+  const unsigned bottom = paper.top + paper.visible_rows - 1;
   EXPECT_EQ(sheet.at(paper.left, paper.top), marks[0]);
   EXPECT_EQ(sheet.at(right, paper.top), marks[1]);
   EXPECT_EQ(sheet.at(right, bottom), marks[2]);
@@ -240,9 +240,9 @@ INSTANTIATE_TEST_SUITE_P(Papers, TruePagesOnEveryPaper, ::testing::ValuesIn(kPap
 // Rows 0 to 1199 of the page are the upper sheet, rows 1200 to 2399 the lower one, each cropped
 // like any 6x4 sheet. The merge places their visible rows at 20 to 1216 and at 1278 to 2474.
 TEST(TruePages, HalvesOfACutSheetAreTwoPages) {
-  RasterPage page = drawn_page(432, 576, 1800, 2400);
+  RasterPage page = white_page(432, 576, 1800, 2400);
   fill_box(page, 0, 0, 1800, 1200);
-  const SeenSheet sheet = only_sheet(page, "PageSize=w432h576-div2");
+  const VisibleSheet sheet = only_sheet(page, "PageSize=w432h576-div2");
   const auto dark = [&](unsigned y) { return sheet.at(960, y)[1] < 128; };
   EXPECT_FALSE(dark(18));
   EXPECT_TRUE(dark(20));
@@ -253,9 +253,9 @@ TEST(TruePages, HalvesOfACutSheetAreTwoPages) {
 }
 
 TEST(TruePages, LowerHalfOfACutSheetBeginsWithTheLowerHalfOfThePage) {
-  RasterPage page = drawn_page(432, 576, 1800, 2400);
+  RasterPage page = white_page(432, 576, 1800, 2400);
   fill_box(page, 0, 1200, 1800, 1200);
-  const SeenSheet sheet = only_sheet(page, "PageSize=w432h576-div2");
+  const VisibleSheet sheet = only_sheet(page, "PageSize=w432h576-div2");
   const auto dark = [&](unsigned y) { return sheet.at(960, y)[1] < 128; };
   EXPECT_FALSE(dark(1200));
   EXPECT_FALSE(dark(1276));
@@ -265,10 +265,10 @@ TEST(TruePages, LowerHalfOfACutSheetBeginsWithTheLowerHalfOfThePage) {
 }
 
 TEST(TruePages, BorderOfTheJobMovesThePageByHalfOfIt) {
-  RasterPage page = drawn_page(432, 288, 1800, 1200);
+  RasterPage page = white_page(432, 288, 1800, 1200);
   number_pixels(page);
   // 1 mm is 12 pixels: 1185 of 1200 rows are visible, 7 are cropped at the top.
-  const SeenSheet sheet = only_sheet(page, "PageSize=w288h432 BleedTop=1.0");
+  const VisibleSheet sheet = only_sheet(page, "PageSize=w288h432 BleedTop=1.0");
   EXPECT_EQ(sheet.at(500, 36), kWhite);
   EXPECT_EQ(sheet.at(500, 37), pixel_of(page, 430, 7));
   EXPECT_EQ(sheet.at(500, 1221), pixel_of(page, 430, 1191));
@@ -278,7 +278,7 @@ TEST(TruePages, CopiesOfPagesGiveAllSheetsInOrder) {
   std::vector<RasterPage> pages;
   for (int copy = 0; copy < 3; ++copy) {
     for (const std::uint8_t shade : {10, 200}) {
-      RasterPage page = drawn_page(432, 288, 1800, 1200);
+      RasterPage page = white_page(432, 288, 1800, 1200);
       std::fill(page.pixels.begin(), page.pixels.end(), shade);
       // Some systems send each page three times themselves.
       page.header.NumCopies = 3;
@@ -295,7 +295,7 @@ TEST(TruePages, CopiesOfPagesGiveAllSheetsInOrder) {
 
 TEST(TruePages, LargerPageFillsThePaperUnlessAskedToFit) {
   // 8 x 4 inches on 6 x 4: filled, 6 of its 8 inches are visible; fitted, it is 3 inches high.
-  RasterPage page = drawn_page(576, 288, 2400, 1200);
+  RasterPage page = white_page(576, 288, 2400, 1200);
   std::fill(page.pixels.begin(), page.pixels.end(), 0x00);
   const Box filled = dark_box(only_sheet(page, "PageSize=w288h432"));
   EXPECT_EQ(filled.width(), 1800);
@@ -309,7 +309,7 @@ TEST(TruePages, LargerPageFillsThePaperUnlessAskedToFit) {
 }
 
 TEST(TruePages, SmallerPageKeepsItsSizeUnlessAskedToFill) {
-  RasterPage page = drawn_page(216, 144, 900, 600);
+  RasterPage page = white_page(216, 144, 900, 600);
   std::fill(page.pixels.begin(), page.pixels.end(), 0x00);
   const Box kept = dark_box(only_sheet(page, "PageSize=w288h432"));
   EXPECT_EQ(kept.width(), 900);
@@ -322,9 +322,9 @@ TEST(TruePages, SmallerPageKeepsItsSizeUnlessAskedToFill) {
 
 // k905-print makes pages with exactly the paper's size in points and pixels.
 TEST(TruePages, PageMadeForTheFilterIsUnchanged) {
-  RasterPage page = drawn_page(460.8F, 297.6F, 1844, 1240);
+  RasterPage page = white_page(460.8F, 297.6F, 1844, 1240);
   number_pixels(page);
-  const SeenSheet sheet = only_sheet(page, "PageSize=w288h432");
+  const VisibleSheet sheet = only_sheet(page, "PageSize=w288h432");
   // The first column from the left that the filter takes, mirrored twice: (1799.5 * 1844 / 1800)
   // is 1843.5, counted from the other side.
   EXPECT_EQ(sheet.at(70, 25), pixel_of(page, 0, 0));

@@ -34,7 +34,7 @@ const ProgramRun kRuns[] = {
      .program = "rastertok905",
      .arguments = {"1", "me", "t", "1", ""},
      .reads_input = true},
-    {.name = "Front",
+    {.name = "Adapter",
      .program = "rastertok905job",
      .arguments = {"1", "me", "t", "1", "StpLaminate=Matte"},
      .reads_input = true},
@@ -84,8 +84,8 @@ bool is_closed(unsigned which, int standard) { return (which >> standard & 1U) !
 
 // Runs with the standard descriptors of `closed` (bits) closed and the others on files.
 ChildEnd run_with_closed(const ProgramRun& run, const ScratchFolder& folder, unsigned closed) {
-  const auto file = [&](const char* name, int how) {
-    return open((folder.path() + "/" + name).c_str(), how | O_CLOEXEC, 0600);
+  const auto file = [&](const char* name, int flags) {
+    return open((folder.path() + "/" + name).c_str(), flags | O_CLOEXEC, 0600);
   };
   const int in = is_closed(closed, 0) ? -1 : file("input", O_RDONLY);
   const int out = is_closed(closed, 1) ? -1 : file("output", O_WRONLY | O_CREAT);

@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-const std::vector<int> kGround{222, 222, 222};
+const std::vector<int> kBackground{222, 222, 222};
 
 std::vector<int> pixel(const k905::Picture& picture, std::uint32_t x, std::uint32_t y) {
   const std::size_t at = (std::size_t{y} * picture.width + x) * 3;
@@ -113,7 +113,7 @@ TEST(ContactSheetProgram, CaptionIsForTheFirstSheetAndNumbersTheOthers) {
   }
 }
 
-TEST(ContactSheetProgram, ACaptionWiderThanItsPictureIsCut) {
+TEST(ContactSheetProgram, CaptionWiderThanItsPictureIsTruncated) {
   const ScratchFolder folder;
   folder.write("a.ppm", "P6 1 1 255\nabc");
   ASSERT_EQ(contact(folder, {"-w", "24", "TTTTTTTT=a.ppm", "=a.ppm"}).status, 0);
@@ -145,7 +145,7 @@ TEST(ContactSheetProgram, CaptionIsShownUnchanged) {
   EXPECT_TRUE(has_ink(caption_at(sheet, 104 + 20, caption, 20))) << "longer than an ampersand";
 }
 
-TEST(ContactSheetProgram, ACaptionMayHoldAnEqualsSign) {
+TEST(ContactSheetProgram, CaptionMayContainAnEqualsSign) {
   const ScratchFolder folder;
   folder.write("a.ppm", "P6 1 1 255\nabc");
   EXPECT_EQ(contact(folder, {"gamma=1600=a.ppm"}).status, 0);
@@ -170,9 +170,9 @@ TEST(ContactSheetProgram, SheetAt600DpiHasItsTrueShape) {
 
 TEST(ContactSheetProgram, PhotoIsRotatedByItsExifOrientation) {
   const ScratchFolder folder;
-  JpegKind turned;
-  turned.orientation = 6;
-  folder.write("a.jpg", jpeg_file(4, 2, turned, std::vector<std::uint8_t>(24, 9)));
+  JpegKind rotated;
+  rotated.orientation = 6;
+  folder.write("a.jpg", jpeg_file(4, 2, rotated, std::vector<std::uint8_t>(24, 9)));
   ASSERT_EQ(contact(folder, {"-w", "20", "a.jpg"}).status, 0);
   EXPECT_EQ(picture_in(folder, "out.png").height, 40U + 20 + 12 + 12);
 }

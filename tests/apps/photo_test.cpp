@@ -125,7 +125,7 @@ TEST(PhotoPng, SizeAboveTheLimitIsNamed) {
 
 TEST(PhotoPng, LargeHeaderWithoutPixelsIsAnError) {
   const std::string file = png_without_pixels(16384, 1);
-  for (int i = 0; i < 100; ++i) {  // libvips alone misses it now and then
+  for (int i = 0; i < 100; ++i) {  // libvips alone sometimes reports no error
     ASSERT_NE(error_of(file), "no error") << i;
   }
 }
@@ -203,7 +203,7 @@ TEST(PhotoJpeg, EveryOrientationShowsTheSameImage) {
       {7, 2, {6, 3, 5, 2, 4, 1}}, {8, 2, {4, 1, 5, 2, 6, 3}},
   };
   for (const auto& one : cases) {
-    for (const bool little : {true, false}) {
+    for (const bool little_endian : {true, false}) {
       const std::uint32_t width = 8 * one.width;
       const std::uint32_t height = 48 / one.width;
       std::vector<std::uint8_t> rows;
@@ -213,8 +213,8 @@ TEST(PhotoJpeg, EveryOrientationShowsTheSameImage) {
         }
       }
       const k905::Picture seen = read_bytes(jpeg_file(
-          width, height, {.channels = 1, .orientation = one.orientation, .little_endian = little},
-          rows));
+          width, height,
+          {.channels = 1, .orientation = one.orientation, .little_endian = little_endian}, rows));
       ASSERT_EQ(seen.width, 24U) << one.orientation;
       ASSERT_EQ(seen.height, 16U) << one.orientation;
       for (std::uint32_t block = 0; block < 6; ++block) {
@@ -248,7 +248,7 @@ TEST(PhotoJpeg, TruncatedFileIsAnErrorAtAnyLength) {
   }
 }
 
-// It depends on the threads of libvips whether the rotation itself fails.
+// Whether the rotation itself fails depends on the timing of the threads of libvips.
 TEST(PhotoJpeg, DamagedFileIsAnErrorEachTimeItIsRotated) {
   std::ifstream file(K905_SOURCE_DIR "/fuzz/corpus/photo_fuzz/jpeg_rotated_and_damaged",
                      std::ios::binary);

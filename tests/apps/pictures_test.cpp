@@ -176,8 +176,8 @@ TEST(Scaled, EnlargedImageIsNotShifted) {
 }
 
 TEST(Scaled, MillionPixelsInOneColumnAreScaled) {
-  const k905::Picture thread = gray_picture(1, 1000000, std::vector<std::uint8_t>(1000000, 50));
-  const k905::Picture page = scaled(thread, {1920, 1240});
+  const k905::Picture column = gray_picture(1, 1000000, std::vector<std::uint8_t>(1000000, 50));
+  const k905::Picture page = scaled(column, {1920, 1240});
   EXPECT_EQ(page.bytes.size(), 1920U * 1240U);
   EXPECT_THAT(std::vector<std::uint8_t>(page.bytes.begin(), page.bytes.begin() + 5000), Each(50));
 }
@@ -198,7 +198,7 @@ TEST(Fitted, WholeAddsWhiteAtBothEnds) {
               ElementsAre(255, 10, 255, 255, 10, 255));
 }
 
-TEST(Fitted, StretchTouchesEveryPixel) {
+TEST(Fitted, StretchFillsThePage) {
   const k905::Picture wide = gray_picture(2, 1, {10, 10});
   EXPECT_THAT(fitted(wide, {2, 3}, k905::Fit::stretch).bytes, Each(10));
 }

@@ -66,7 +66,7 @@ TEST(PreviewProgram, NumbersContinueOverSeveralStreams) {
   EXPECT_EQ(picture_in(folder, "sheet-3.png").width, 2U);
 }
 
-TEST(PreviewProgram, NameWithEndingIsUsedForTheFirstSheet) {
+TEST(PreviewProgram, NameWithExtensionIsUsedForTheFirstSheet) {
   const ScratchFolder folder;
   const ChildResult result =
       preview(folder, {"-o", "out.png"}, wire_sheet(small_sheet()) + wire_sheet({}));
@@ -143,7 +143,7 @@ TEST(PreviewProgram, CutDistinguishesStripsFromASheet) {
   EXPECT_EQ(strips.bytes.front(), 0);
 }
 
-TEST(PreviewProgram, TwoPagesThatShareASheetAreShownApart) {
+TEST(PreviewProgram, TwoPagesThatShareASheetAreShownSeparately) {
   const ScratchFolder folder;
   // The upper page is moved up by 5 rows, the lower one starts after row 1240 - 5 + 18.
   EXPECT_EQ(preview(folder, {}, wire_sheet(marked_sheet(2498, 70, 25 - 5))).status, 0);
@@ -188,7 +188,7 @@ TEST(PreviewProgram, StreamThatEndsInsideASheetIsAnError) {
             "the stream\n");
 }
 
-TEST(PreviewProgram, EmptyStreamIsNoPrintJobAndExitStatusOne) {
+TEST(PreviewProgram, EmptyStreamIsAnErrorWithExitStatusOne) {
   const ScratchFolder folder;
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{}, {"--check"}, {"--check", "--dump"}, {"--contact", "all.png"}}) {
@@ -215,9 +215,9 @@ TEST(PreviewProgram, UnreadableFileIsReported) {
   const ChildResult missing = preview(folder, {"missing.prn"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.log, "k905-preview: missing.prn: No such file or directory\n");
-  const ChildResult no_file = preview(folder, {"."});
-  EXPECT_EQ(no_file.status, 1);
-  EXPECT_EQ(no_file.log, "k905-preview: .: Is a directory\n");
+  const ChildResult is_folder = preview(folder, {"."});
+  EXPECT_EQ(is_folder.status, 1);
+  EXPECT_EQ(is_folder.log, "k905-preview: .: Is a directory\n");
 }
 
 TEST(PreviewProgram, ImageThatCannotBeWrittenIsReported) {

@@ -81,7 +81,7 @@ TEST(PrinterStream, SheetsFollowEachOther) {
   EXPECT_FALSE(parsed.sheets[1].matte);
 }
 
-TEST(PrinterStream, AnEmptyStreamHoldsNoSheetAndNoError) {
+TEST(PrinterStream, EmptyStreamHasNoSheetAndNoError) {
   const k905::ParsedStream parsed = parse("");
   EXPECT_TRUE(parsed.sheets.empty());
   EXPECT_FALSE(parsed.error);
@@ -119,8 +119,8 @@ void PrintTo(const WrongField& field, std::ostream* out) { *out << field.name; }
 
 std::string zeros(std::size_t count) { return std::string(count, '\0'); }
 
-// Offsets within the image: the command's fields at 0, 1, 2, 8, 24; the BMP's 32 further on, its
-// palette at 54 of them: entry 17 is 68 bytes, entry 255 is 1020 bytes after it.
+// Offsets in an image: the fields of the command are at 0, 1, 2, 8 and 24, the BMP is at 32. Its
+// palette is at 54 in the BMP; in the palette entry 17 is at 68, entry 255 at 1020.
 const std::vector<WrongField>& wrong_fields() {
   static const std::vector<WrongField> fields = {
       {"Escape", 0, "A", 0, "the escape (0x1b) of a command", "0x41"},
@@ -284,7 +284,7 @@ TEST(PrinterStream, PiecesOfAnySizeGiveTheSameSheetsAndErrors) {
   std::string wrong = matte_sheet() + matte_sheet();
   wrong[matte_sheet().size() + kImage + kBmp + 58] = 5;
   for (const std::string& stream : {matte_sheet() + wire_sheet({}), wrong}) {
-    const k905::ParsedStream whole = parse(stream);
+    const k905::ParsedStream at_once = parse(stream);
     for (std::size_t piece : {1U, 2U, 3U, 7U, 31U, 33U, 1000U, 1126U}) {
       std::vector<k905::Sheet> sheets;
       k905::PrinterStreamParser parser(
@@ -294,11 +294,11 @@ TEST(PrinterStream, PiecesOfAnySizeGiveTheSameSheetsAndErrors) {
                     std::min(piece, stream.size() - at));
       }
       parser.finish();
-      ASSERT_EQ(sheets.size(), whole.sheets.size()) << piece;
-      EXPECT_EQ(sheets[0].plane[1], whole.sheets[0].plane[1]);
-      ASSERT_EQ(parser.error().has_value(), whole.error.has_value());
-      if (whole.error) {
-        EXPECT_EQ(describe(*parser.error()), describe(*whole.error));
+      ASSERT_EQ(sheets.size(), at_once.sheets.size()) << piece;
+      EXPECT_EQ(sheets[0].plane[1], at_once.sheets[0].plane[1]);
+      ASSERT_EQ(parser.error().has_value(), at_once.error.has_value());
+      if (at_once.error) {
+        EXPECT_EQ(describe(*parser.error()), describe(*at_once.error));
       }
     }
   }

@@ -15,8 +15,8 @@ ChildResult run_program(const ScratchFolder& folder, const std::string& program,
 ChildResult preview(const ScratchFolder& folder, const std::vector<std::string>& arguments,
                     const std::string& input = "");
 
-// As run_program(), with standard error on a terminal; returns what was written there. Standard
-// output is discarded.
+// As run_program(), with standard error on a terminal; returns the text that was written there.
+// Standard output is discarded.
 std::string run_on_terminal(const ScratchFolder& folder, const std::string& program,
                             const std::vector<std::string>& arguments);
 

@@ -70,7 +70,7 @@ class Proof : public testing::Test {
   ScratchFolder folder_;
 };
 
-TEST_F(Proof, GrayOfAnotherGammaIsConvertedToTheScreens) {
+TEST_F(Proof, GrayOfAnotherGammaIsConvertedToSrgb) {
   // Gamma 1.8: 120 is (120 / 255) ^ 1.8 of the light.
   const double wanted = srgb_number(std::pow(120.0 / 255, 1.8));
   ASSERT_GT(wanted, 130);
@@ -122,7 +122,7 @@ TEST_F(Proof, ContactSheetShowsProofs) {
 }
 
 // A profile with a changed class, which is in the bytes 12 to 15.
-std::string of_kind(const char* kind) { return wide_rgb_profile().replace(12, 4, kind); }
+std::string profile_of_class(const char* kind) { return wide_rgb_profile().replace(12, 4, kind); }
 
 TEST_F(Proof, UnusableProfileIsReportedAndNothingIsWritten) {
   const std::vector<std::pair<std::string, std::string>> profiles{
@@ -131,9 +131,10 @@ TEST_F(Proof, UnusableProfileIsReportedAndNothingIsWritten) {
       {wide_rgb_profile().substr(0, 100), "cannot be read"},
       {lab_profile(), "is not a printer profile"},
       {hollow_rgb_profile(), "is not a printer profile"},
-      {of_kind("scnr"), "is not a printer profile"},
-      {of_kind("link"), "is not a printer profile"},
-      {of_kind("\xFF\xFE\xFD\xFC"), "cannot be read"},  // invalid class, refused by Little CMS
+      {profile_of_class("scnr"), "is not a printer profile"},
+      {profile_of_class("link"), "is not a printer profile"},
+      {profile_of_class("\xFF\xFE\xFD\xFC"),
+       "cannot be read"},  // invalid class, refused by Little CMS
   };
   for (const auto& [profile, reason] : profiles) {
     folder_.write("printer.icc", profile);

@@ -50,7 +50,7 @@ std::vector<std::uint8_t> plain(std::size_t pixels, std::uint8_t red, std::uint8
   return rows;
 }
 
-TEST(RasterProgram, APngBecomesOnePageInThePixelsOfThePaper) {
+TEST(RasterProgram, PngBecomesOnePageOfThePapersSize) {
   const ScratchFolder folder;
   folder.write("photo.png", png_file(30, 20, {}, plain(600, 10, 20, 30)));
   const RasterPage page = one_page(folder, {"photo.png"});
@@ -103,7 +103,7 @@ TEST(RasterProgram, EveryPaperIsKnownByBothNames) {
     unsigned width;
     unsigned height;
   } papers[] = {
-      // Points by 300 / 72, rounded; the fallback has no points and takes its target.
+      // Points by 300 / 72, rounded; the fallback has no points and uses its target size.
       {"B7", "5x3.5", 1920, 1088},
       {"w360h360", "5x5", 1920, 1540},
       {"w360h504", "5x7", 1920, 2138},
@@ -252,7 +252,7 @@ TEST(RasterProgram, SeveralPicturesAreSeveralPagesInTheirOrder) {
   EXPECT_THAT(pages[2].pixels, ElementsAre('a', 'a', 'a'));
 }
 
-TEST(RasterProgram, ACompressedStreamHoldsTheSamePixelsInFewerBytes) {
+TEST(RasterProgram, CompressedStreamHasTheSamePixelsInFewerBytes) {
   const ScratchFolder folder;
   const std::vector<std::string> arguments = {"-s", "300x200", "test:patches"};
   const ChildResult plain_stream = run_program(folder, "k905-raster", arguments);

@@ -126,7 +126,7 @@ TEST(Spawn, ChangesTheEnvironment) {
   EXPECT_EQ(output_of(setup), "unset 2 3\n");
 }
 
-TEST(Spawn, SetsWhatTheChildIgnoresAndBlocks) {
+TEST(Spawn, SetsIgnoredAndBlockedSignals) {
   use_default_signals();
   SpawnSetup setup = shell(kShowSignals);
   setup.ignored = {SIGHUP};

@@ -382,7 +382,7 @@ class Interruptions(Backend):
         os.kill(run.worker(), signal.SIGKILL)
         self.assertEqual(run.wait(), TRY_AGAIN)
 
-    def assert_in_doubt(self, run):
+    def assert_held_as_undecided(self, run):
         """The job is held, with a message that names the sheet and the printer."""
         self.assertEqual(run.wait(), HOLD, run.log_lines())
         self.assertTrue(any(line.startswith("ERROR: It is not known whether sheet 2 came out of printer "
@@ -392,7 +392,7 @@ class Interruptions(Backend):
     def test_a_job_with_a_sheet_in_doubt_is_held_and_then_prints_it_on_another_printer(self):
         other = self.another_printer()
         self.interrupt_in_sheet_2(numbered_sheets.job(3))
-        self.assert_in_doubt(self.start_on(other, numbered_sheets.job(3)))
+        self.assert_held_as_undecided(self.start_on(other, numbered_sheets.job(3)))
         self.assertEqual(other.numbers(), [])
         run = self.start_on(other, numbered_sheets.job(3))  # when it was released
         self.assertEqual(run.wait(), DONE, run.log_lines())
@@ -402,7 +402,7 @@ class Interruptions(Backend):
     def test_a_held_job_is_decided_by_the_counter_of_the_printer_that_has_the_sheet(self):
         other = self.another_printer()
         self.interrupt_after_sheet_2()
-        self.assert_in_doubt(self.start_on(other, numbered_sheets.job(3)))
+        self.assert_held_as_undecided(self.start_on(other, numbered_sheets.job(3)))
         self.sim.command("plug")
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.log_lines())
@@ -417,7 +417,7 @@ class Interruptions(Backend):
         self.sim.wait_for_questions("STATUS", questions + 4)
         self.sim.set(serial="OTHER", status=0)
         self.sim.command("disconnect")
-        self.assert_in_doubt(run)
+        self.assert_held_as_undecided(run)
         self.assert_printed([1], incomplete=1)
 
     def test_a_job_continues_on_another_printer_while_a_job_on_the_first_waits(self):

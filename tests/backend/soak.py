@@ -58,20 +58,20 @@ class Job:
         return range(1, last + 1)
 
 
-def draw_jobs(draw, sheets):
+def draw_jobs(rng, sheets):
     """Jobs with their events, at most one per sheet."""
     jobs = None
     while jobs is None:
-        jobs = try_to_draw_jobs(draw, sheets)
+        jobs = try_to_draw_jobs(rng, sheets)
     return jobs
 
 
-def try_to_draw_jobs(draw, sheets):
+def try_to_draw_jobs(rng, sheets):
     """None if an event has no place: too many jobs are canceled early."""
     jobs, done = [], 0
     while done < sheets:
-        has_paper_size = not jobs or draw.random() < PART_WITH_PAPER_SIZE
-        jobs.append(Job(done, min(draw.randint(1, MOST_IN_A_JOB), sheets - done),
+        has_paper_size = not jobs or rng.random() < PART_WITH_PAPER_SIZE
+        jobs.append(Job(done, min(rng.randint(1, MOST_IN_A_JOB), sheets - done),
                         PAPER_SIZE if has_paper_size else SIZE))
         done += jobs[-1].sheets
 
@@ -79,15 +79,15 @@ def try_to_draw_jobs(draw, sheets):
         return [name for name, often in counts.items() for _ in range(max(1, often * sheets // 1000))]
 
     cancels = drawn(CANCELS)
-    for event, job in zip(cancels, draw.sample(jobs, min(len(cancels), len(jobs)))):
-        job.canceled_at = draw.randint(1, job.sheets)
+    for event, job in zip(cancels, rng.sample(jobs, min(len(cancels), len(jobs)))):
+        job.canceled_at = rng.randint(1, job.sheets)
         job.events[job.canceled_at] = event
     # The event with the fewest places first.
     for event in sorted(drawn(EVENTS), key=lambda name: name != "other_media"):
         free = [(job, sheet) for job in jobs for sheet in job.places(event) if sheet not in job.events]
         if not free:
             return None
-        job, sheet = draw.choice(free)
+        job, sheet = rng.choice(free)
         job.events[sheet] = event
     return jobs
 
@@ -99,12 +99,12 @@ class Event(typing.NamedTuple):
 
 
 class Soak:
-    def __init__(self, build, cmake, draw):
-        self.draw = draw
+    def __init__(self, build, cmake, rng):
+        self.rng = rng
         self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_soak_"))
         os.chmod(self.scratch, 0o755)
         (self.scratch / "cups").mkdir()
-        buffers = ["--keep-buffers"] if draw.random() < 0.5 else []
+        buffers = ["--keep-buffers"] if rng.random() < 0.5 else []
         self.sim = SimulatedPrinter(build / "k905-sim", self.scratch / "sheets", "--trace",
                                     "--media", MEDIA, "--remaining", str(PLENTY), "--print-time", "20",
                                     *buffers)
@@ -129,7 +129,7 @@ class Soak:
 
     def paper_out(self, event):
         # This sheet is the last one, or there is no paper for it either.
-        left = 0 if event.is_last else self.draw.randint(0, 1)
+        left = 0 if event.is_last else self.rng.randint(0, 1)
         self.sim.command(f"set remaining {left}")
         self.sim.command("continue")
         self.wait_for_reason("media-empty")
@@ -146,13 +146,13 @@ class Soak:
 
     def power_cycle(self, _):
         self.sim.command("power off")
-        time.sleep(self.draw.random())
+        time.sleep(self.rng.random())
         self.sim.command("power on")
 
     def scheduler_restart(self, _):
-        self.cups.process.send_signal(self.draw.choice([signal.SIGTERM, signal.SIGKILL]))
+        self.cups.process.send_signal(self.rng.choice([signal.SIGTERM, signal.SIGKILL]))
         self.cups.process.wait(60)
-        continues_first = self.draw.random() < 0.5
+        continues_first = self.rng.random() < 0.5
         if continues_first:
             self.sim.command("continue")
         self.cups.start()
@@ -176,10 +176,10 @@ class Soak:
         """Schedules the event of this sheet. Returns the line that the printer prints when it is due."""
         number = self.printed + sheet
         command, past = LOST_AFTER_SHEET.get(job.events[sheet], ("", ""))
-        if command and self.draw.random() < 0.2:  # the sheet was taken
+        if command and self.rng.random() < 0.2:  # the sheet was taken
             self.sim.command(f"{command} after {number}")
             return f"{past} after sheet {number}"
-        byte = self.draw.randrange(1, len(numbered_sheets.sheet(1, **job.size)))
+        byte = self.rng.randrange(1, len(numbered_sheets.sheet(1, **job.size)))
         self.sim.command(f"hold at {byte} of {number}")
         return f"holding at byte {byte} of sheet {number}"
 
@@ -224,7 +224,7 @@ class Soak:
                                  f"printed {printed}\n" + "\n".join(self.cups.log_of(id_)))
 
     def run(self, sheets):
-        for job in draw_jobs(self.draw, sheets):
+        for job in draw_jobs(self.rng, sheets):
             self.run_job(job)
         asked_inside = [line for line in self.sim.lines if " inside a sheet" in line]
         if asked_inside:
@@ -237,14 +237,14 @@ def main():
     private_cups.skip_unless_cups_can_run()
     seed = int(sys.argv[4]) if len(sys.argv) > 4 else random.randrange(1 << 32)
     print(f"seed {seed}", flush=True)
-    began = time.monotonic()
+    start = time.monotonic()
     soak = Soak(build, cmake, random.Random(seed))
     try:
         soak.start()
         soak.run(int(sys.argv[3]) if len(sys.argv) > 3 else 60)
     finally:
         soak.close()
-    print(f"{time.monotonic() - began:.0f} s")
+    print(f"{time.monotonic() - start:.0f} s")
     return 0
 
 

@@ -21,20 +21,20 @@ class WatchedRequest : public testing::Test {
     stop_end_ = Descriptor(ends[1]);
     stop_.emplace(ends[0]);
     EXPECT_EQ(pipe(ends), 0);
-    asked_ = Descriptor(ends[0]);
-    asking_ = Descriptor(ends[1]);
-    stop_->watch(asked_.get(), [this] {
+    request_read_end_ = Descriptor(ends[0]);
+    request_write_end_ = Descriptor(ends[1]);
+    stop_->watch(request_read_end_.get(), [this] {
       ++served_;
       char request = 0;
-      return read(asked_.get(), &request, 1) == 1;
+      return read(request_read_end_.get(), &request, 1) == 1;
     });
-    EXPECT_EQ(write(asking_.get(), "?", 1), 1);
+    EXPECT_EQ(write(request_write_end_.get(), "?", 1), 1);
   }
 
   std::optional<StopRequest> stop_;
   Descriptor stop_end_;
-  Descriptor asked_;
-  Descriptor asking_;
+  Descriptor request_read_end_;
+  Descriptor request_write_end_;
   int served_ = 0;
 };
 
@@ -52,7 +52,7 @@ TEST_F(WatchedRequest, IsServedOnceWhileTheJobWaits) {
 }
 
 TEST_F(WatchedRequest, DoesNotShortenAPause) {
-  asking_.reset();  // the filter has ended
+  request_write_end_.reset();  // the filter has ended
   const auto begin = std::chrono::steady_clock::now();
   stop_->pause(std::chrono::milliseconds(50));
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(50));

@@ -68,7 +68,7 @@ TEST(DeviceUri, SerialNumberIsReadBackFromItsUri) {
   EXPECT_EQ(usb_device_uri("A b"), "k905://usb/A%20b");
 }
 
-TEST(DeviceUri, OptionsAreFoundByTheirWholeName) {
+TEST(DeviceUri, OptionsAreFoundByTheirCompleteName) {
   const char* uri = "k905://host:1/?settle=3&check-media=no&empty=&flag";
   EXPECT_EQ(device_uri_option(uri, "settle"), "3");
   EXPECT_EQ(device_uri_option(uri, "check-media"), "no");

@@ -49,7 +49,7 @@ TEST(AskReport, EveryFieldIsWhatThePrinterAnswered) {
   EXPECT_EQ(report, expected);
 }
 
-TEST(AskReport, AReplyWithoutItsNumberLeavesOnlyItsFieldEmpty) {
+TEST(AskReport, ReplyWithoutItsNumberLeavesOnlyItsFieldEmpty) {
   const PrinterReport status = report_of({"--fault", "garbage", "--fault-on", "STATUS"});
   EXPECT_EQ(status.status_error, EPROTO);
   EXPECT_EQ(status.status_code, std::nullopt);
@@ -60,7 +60,7 @@ TEST(AskReport, AReplyWithoutItsNumberLeavesOnlyItsFieldEmpty) {
   EXPECT_EQ(left.serial_number, "SIM00000001");
 }
 
-TEST(AskReport, APrinterWithoutAnyAnswerIsNotAskedEverything) {
+TEST(AskReport, PrinterThatDoesNotAnswerIsNotAskedEverything) {
   const auto begin = std::chrono::steady_clock::now();
   const PrinterReport report = report_of({"--fault", "silent"});
   EXPECT_FALSE(report.answered);

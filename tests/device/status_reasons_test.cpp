@@ -22,14 +22,14 @@ TEST(StatusReasons, EveryStatusCodeThatHasATextHasARow) {
   EXPECT_EQ(static_cast<std::size_t>(known), status_reasons().size());
 }
 
-TEST(StatusReasons, OnlyIdlePrintingStandbyAndDataErrorTakeASheet) {
+TEST(StatusReasons, OnlyIdlePrintingStandbyAndDataErrorAcceptASheet) {
   for (const StatusReason& row : status_reasons()) {
     const bool expected = row.code == 0 || row.code == 1 || row.code == 900 || row.code == 1600;
     EXPECT_EQ(row.ready, expected) << row.code;
   }
 }
 
-TEST(StatusReasons, WaitingCodesHaveAKeywordAndAnAdvice) {
+TEST(StatusReasons, WaitingCodesHaveAKeywordAndAdvice) {
   const std::regex keyword("[a-z]+(-[a-z]+)*-(error|warning|report)");
   for (const StatusReason& row : status_reasons()) {
     EXPECT_EQ(row.ready, *row.keyword == '\0') << row.code;

@@ -260,8 +260,7 @@ bool logs_loss(const std::vector<std::string>& log, int page) {
   return has(log, kNoStream) ||
          has(log, "K905-1: build_planes_resampled failed, abort page " + std::to_string(page)) ||
          has(log, "K905-1: malloc skip buffer failed, the rest of the job is not printed") ||
-         has(log,
-             "K905-1: Raster page header allocation_fails, the rest of the job is not printed") ||
+         has(log, "K905-1: Raster page header refused, the rest of the job is not printed") ||
          has_beginning(log, "K905-1: read error: ");
 }
 

@@ -159,12 +159,12 @@ TEST_F(TwoUp, HeldPageThatIsTooWideOrEmptyIsNotMerged) {
 }
 
 TEST_F(TwoUp, MissingPlanesAreReported) {
-  const SheetImage& whole = page(1, 10, 10);
-  SheetImage& broken = page(2, 10, 10);
-  broken.planes.plane[1] = nullptr;
+  const SheetImage& complete = page(1, 10, 10);
+  SheetImage& incomplete = page(2, 10, 10);
+  incomplete.planes.plane[1] = nullptr;
   const std::string message = "K905-1: ERROR: Null pointers in merge function\n";
-  EXPECT_EQ(captured_log([&] { EXPECT_FALSE(merge_two_up(broken, whole)); }), message);
-  EXPECT_EQ(captured_log([&] { EXPECT_FALSE(merge_two_up(whole, broken)); }), message);
+  EXPECT_EQ(captured_log([&] { EXPECT_FALSE(merge_two_up(incomplete, complete)); }), message);
+  EXPECT_EQ(captured_log([&] { EXPECT_FALSE(merge_two_up(complete, incomplete)); }), message);
 }
 
 TEST_F(TwoUp, CopiesAreHeldAndMergedInTheirOrder) {

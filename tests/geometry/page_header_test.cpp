@@ -87,7 +87,7 @@ TEST_F(PageHeader, UnknownResolutionIsLoggedAndPrintedAsNormalMode) {
   }
 }
 
-TEST_F(PageHeader, PaperOf6x8NeedsItsNameAndIsElseTakenForTheStripsOfItsSize) {
+TEST_F(PageHeader, PaperOf6x8NeedsItsNameAndIsOtherwiseTakenForStripsOfItsSize) {
   expect_size_like_reference(461, 585);
   EXPECT_STREQ(current_options.paper_config->ppd_name, "w288h432-div2");
   name_paper("w432h576");
@@ -155,10 +155,10 @@ class RandomHeaders : public PageHeader {
   unsigned below(unsigned limit) { return static_cast<unsigned>(random_()) % limit; }
 
   unsigned any_number() {
-    constexpr unsigned kOdd[] = {0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU, 2000000000U, 10000001U};
+    constexpr unsigned kExtreme[] = {0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU, 2000000000U, 10000001U};
     switch (below(8)) {
       case 0:
-        return kOdd[below(5)];
+        return kExtreme[below(5)];
       case 1:
         return static_cast<unsigned>(random_());
       default:
