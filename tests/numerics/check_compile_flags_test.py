@@ -38,7 +38,7 @@ class CheckCompileFlags(unittest.TestCase):
         self.assertEqual(run.stdout.splitlines(), list(findings))
         self.assertEqual(run.returncode, 1 if findings else 0)
 
-    def test_flags_as_they_should_be_pass(self):
+    def test_the_required_flags_pass(self):
         self.expect("-O2 -fno-fast-math -ffp-contract=off")
         self.expect("-O2 -ffp-contract=off", form="arguments")
 

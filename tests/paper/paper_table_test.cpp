@@ -19,7 +19,7 @@ std::string name_of(const PaperConfig* paper) {
 
 // A typing error in the table costs sheets and is not detected elsewhere: every number is compared
 // with the reference's own table.
-TEST(PaperTable, HoldsTheNumbersOfTheReference) {
+TEST(PaperTable, HasTheNumbersOfTheReference) {
   ASSERT_EQ(paper_sizes.size(), reference::papers().size());
   for (std::size_t row = 0; row < paper_sizes.size(); ++row) {
     const PaperConfig& paper = paper_sizes[row];

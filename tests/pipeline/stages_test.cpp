@@ -202,7 +202,7 @@ Bytes color_model(const char* model, const Bytes& rgb) {
   return row;
 }
 
-TEST_F(Stages, ColorModelIsComparedToTheLetter) {
+TEST_F(Stages, ColorModelIsComparedExactly) {
   // 10 * 0.299 + 20 * 0.587 + 30 * 0.114 = 18.15.
   const std::pair<const char*, Bytes> models[] = {
       {"Gray", {18, 18, 18}},    {"Black", {237, 237, 237}}, {"CMY", {245, 235, 225}},

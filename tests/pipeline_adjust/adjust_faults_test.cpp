@@ -121,7 +121,7 @@ TEST_F(AdjustFaults, TransformThatFailsOnceIsTriedOnPureRed) {
   create_transform.fail_from_now({1});
   const Page page = noise_page(4, 4, 3);
   const Result result = convert_page(icc_options("", target), page);
-  EXPECT_EQ(result.rgb, page.rgb) << "the further try is for the log alone";
+  EXPECT_EQ(result.rgb, page.rgb) << "the second attempt is only for the log";
   EXPECT_TRUE(result.log.ends_with(
       "K905-1: Setting up RGB->CMYK transform\n"
       "K905-1: ERROR: Failed to create ICC transform\n"

@@ -11,13 +11,13 @@
 namespace {
 
 // A conversion that mixes the channels and counts its calls.
-struct Counted {
+struct CountingConversion {
   mutable std::size_t colors = 0;
   mutable std::size_t calls = 0;
 
   static void convert(const void* context, const std::uint8_t* in, std::uint8_t* out,
                       std::size_t count) {
-    const auto& self = *static_cast<const Counted*>(context);
+    const auto& self = *static_cast<const CountingConversion*>(context);
     self.colors += count;
     ++self.calls;
     EXPECT_LE(count, ColorCache::kMaxColors);
@@ -33,17 +33,17 @@ std::vector<std::uint8_t> expected_of(const std::vector<std::uint8_t>& rgb) {
   std::vector<std::uint8_t> out(rgb.size());
   for (std::size_t i = 0; i < rgb.size(); i += 3 * ColorCache::kMaxColors) {
     const std::size_t pixels = std::min(ColorCache::kMaxColors, (rgb.size() - i) / 3);
-    const Counted scratch;
-    Counted::convert(&scratch, rgb.data() + i, out.data() + i, pixels);
+    const CountingConversion scratch;
+    CountingConversion::convert(&scratch, rgb.data() + i, out.data() + i, pixels);
   }
   return out;
 }
 
 // Converts a page and returns how many colors were not in the cache.
 std::size_t converted(ColorCache& cache, const Page& page) {
-  const Counted counted;
+  const CountingConversion counted;
   const auto out = through_rows(page, [&](const PlaneRow& row) {
-    cache.convert_row(row, page.width, {Counted::convert, &counted, true});
+    cache.convert_row(row, page.width, {CountingConversion::convert, &counted, true});
   });
   EXPECT_TRUE(out == expected_of(page.rgb));
   return counted.colors;
@@ -127,7 +127,7 @@ TEST(ColorCache, DistinguishesAllColors) {
   constexpr std::size_t kRow = 4096;
   ColorCache cache;
   cache.reset();
-  const Counted counted;
+  const CountingConversion counted;
   for (std::uint32_t first = 0; first < 1U << 24U; first += kRow) {
     cache.begin_page();  // otherwise the cache would be bypassed
     Page page{kRow, 1, {}};
@@ -138,7 +138,7 @@ TEST(ColorCache, DistinguishesAllColors) {
                        static_cast<std::uint8_t>(color >> 16U)});
     }
     const auto out = through_rows(page, [&](const PlaneRow& row) {
-      cache.convert_row(row, kRow, {Counted::convert, &counted, true});
+      cache.convert_row(row, kRow, {CountingConversion::convert, &counted, true});
     });
     ASSERT_TRUE(out == expected_of(page.rgb)) << first;
   }
@@ -152,9 +152,9 @@ TEST(ColorCache, AcceptsMoreMissesWhenTheConversionIsExpensive) {
   for (const bool is_expensive : {false, true}) {
     ColorCache cache;
     cache.reset();
-    const Counted counted;
+    const CountingConversion counted;
     through_rows(page, [&](const PlaneRow& row) {
-      cache.convert_row(row, page.width, {Counted::convert, &counted, is_expensive});
+      cache.convert_row(row, page.width, {CountingConversion::convert, &counted, is_expensive});
     });
     const double share = static_cast<double>(counted.colors) / (600.0 * 300.0);
     if (is_expensive) {

@@ -101,12 +101,12 @@ inline Result convert_page(const PrintOptions& options, const Page& page,
   IccTransform first;
   AdjustStage stage;
   Result result;
-  const std::string too_early = captured_log([&] {
+  const std::string early_log = captured_log([&] {
     stage.prepare(options, page.width, page.height, icc != nullptr ? *icc : first);
     result.rgb = through_rows(page, [&](const PlaneRow& row) { stage.row(row); });
   });
   const std::string log = captured_log([&] { stage.report(options); });
   const std::size_t begin = log.find("K905-1: Before ICC - Pixel[0]");
-  result.log = too_early + log.substr(begin, log.find("K905-1: Image adjustments") - begin);
+  result.log = early_log + log.substr(begin, log.find("K905-1: Image adjustments") - begin);
   return result;
 }

@@ -17,7 +17,7 @@ namespace {
 
 using testing::HasSubstr;
 
-Result by_reference(const PrintOptions& options, const Page& page) {
+Result reference_result(const PrintOptions& options, const Page& page) {
   const ReferenceJob job;
   reference::PlainFilter plain(job);
   plain.settings.icc_enabled = options.icc_enabled != 0;
@@ -40,7 +40,7 @@ Result by_reference(const PrintOptions& options, const Page& page) {
 
 // Returns the converted page.
 std::vector<std::uint8_t> expect_like_reference(const PrintOptions& options, const Page& page) {
-  const Result expected = by_reference(options, page);
+  const Result expected = reference_result(options, page);
   const Result result = convert_page(options, page);
   EXPECT_TRUE(result.rgb == expected.rgb) << expected.log;
   EXPECT_EQ(result.log, expected.log);
@@ -131,7 +131,7 @@ TEST_F(Icc, IntentsAreChosenByTheirExactText) {
        {"Perceptual", "Relative", "Saturation", "Absolute", "relative", "Relative ", ""}) {
     different.insert(expect_like_reference(icc_options("", target, intent), page));
   }
-  EXPECT_EQ(different.size(), 4u) << "the profile does not tell the intents apart";
+  EXPECT_EQ(different.size(), 4u) << "the profile gives the same bytes for several intents";
 }
 
 TEST_F(Icc, UnsupportedPairOfColorSpacesIsLoggedAndLeavesThePlanes) {
@@ -139,15 +139,15 @@ TEST_F(Icc, UnsupportedPairOfColorSpacesIsLoggedAndLeavesThePlanes) {
   // A profile can contain any four bytes; the enumeration of color spaces cannot represent these.
   std::string bytes = wide_rgb_profile();
   bytes.replace(16, 4, "\xFF\xFE\xFD\xFC");
-  const std::string strange = profiles_.file("strange.icc", bytes);
+  const std::string unknown_space = profiles_.file("strange.icc", bytes);
   const std::pair<std::string, std::string> pairs[] = {
       {profiles_.lab("lab.icc"), rgb},
       {profiles_.gray("gray.icc"), rgb},
       {profiles_.cmyk_table("press.icc"), rgb},
-      {strange, rgb},
+      {unknown_space, rgb},
       {profiles_.hollow("cmy.icc", cmsSigCmyData), rgb},
       {rgb, profiles_.path("lab.icc")},
-      {rgb, strange},
+      {rgb, unknown_space},
       {rgb, profiles_.hollow("xyz.icc", cmsSigXYZData)},
       {rgb, profiles_.hollow("luv.icc", cmsSigLuvData)},
       {rgb, profiles_.hollow("ycbcr.icc", cmsSigYCbCrData)},
@@ -235,7 +235,7 @@ TEST_F(BadFile, UnreadableFileIsReplacedBySrgb) {
   expect_srgb_instead_of(path);
 }
 
-TEST_F(Icc, ProfileCutAnywhereStillGivesAPage) {
+TEST_F(Icc, ProfileTruncatedAnywhereStillGivesAPage) {
   const std::string bytes = rgb_table_profile();
   const Page page = noise_page(6, 6, 13);
   for (std::size_t length = 0; length < bytes.size(); length += 1 + length / 3) {
@@ -295,7 +295,7 @@ TEST_F(Icc, KeptTransformIsNotUsedWhenASettingChanged) {
 }
 
 // A job keeps its transform: a change of the profile's file takes effect with the next job.
-TEST_F(Icc, ProfileReplacedDuringTheJobCountsForTheNextJob) {
+TEST_F(Icc, ProfileReplacedDuringTheJobIsUsedByTheNextJob) {
   const std::string path = profiles_.path("changing.icc");
   const Page page = photo_page(30, 30, 31);
   const PrintOptions options = icc_options("", path);

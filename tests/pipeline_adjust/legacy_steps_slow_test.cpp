@@ -17,12 +17,12 @@ TEST(LegacySteps, EqualTheFormulaForEveryFloatBetweenBlackAndWhite) {
   ASSERT_TRUE(fill_legacy_steps(steps));
   const auto first = std::bit_cast<std::uint32_t>(0x1p-11f);
   const auto last = std::bit_cast<std::uint32_t>(256.0f);
-  ASSERT_EQ(plain::legacy_stored(0x1p-11f), 0);
+  ASSERT_EQ(plain::legacy_gamma_byte(0x1p-11f), 0);
   int byte = 0;
   for (std::uint32_t bits = first; bits <= last; ++bits) {
     const float value = std::bit_cast<float>(bits);
     while (byte < 255 && value >= steps[byte + 1]) ++byte;
-    ASSERT_EQ(plain::legacy_stored(value), byte) << value;
+    ASSERT_EQ(plain::legacy_gamma_byte(value), byte) << value;
   }
   EXPECT_EQ(byte, 255);
 }

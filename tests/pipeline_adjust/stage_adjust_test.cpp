@@ -133,7 +133,7 @@ TEST_F(AdjustStageTest, FurtherCopyHasTheSameLog) {
   EXPECT_EQ(captured_log([&] { stage_.report(options); }), log_);
 }
 
-TEST_F(AdjustStageTest, ByHandEveryStepSavesItsImageInOrder) {
+TEST_F(AdjustStageTest, RunByHandSavesTheImageOfEveryStepInOrder) {
   const EnvironmentGuard by_hand("PPD", nullptr);
   saved_images.clear();
   PrintOptions options = defaults();

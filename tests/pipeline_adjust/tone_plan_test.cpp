@@ -123,7 +123,7 @@ TEST(ToneChain, PlanAndPlainFormulasGiveTheNumbersComputedByHand) {
   }
 }
 
-TEST(ToneChain, NeutralSettingsDoNotTouchTheRows) {
+TEST(ToneChain, NeutralSettingsDoNotAccessTheRows) {
   for (const char* text : {"None", "bright", "Bright ", " Bright", "BRIGHT", "Hue2", ""}) {
     TonePlan plan;
     plan.prepare(with_correction(text));
@@ -180,16 +180,16 @@ class RandomSettings {
       case 3:
         return static_cast<std::int32_t>(below(8000)) - 4000;
       case 4: {
-        constexpr std::int32_t kOdd[] = {0,
-                                         -1000,
-                                         -2000,
-                                         500,
-                                         2000,
-                                         1,
-                                         -1,
-                                         std::numeric_limits<std::int32_t>::max(),
-                                         std::numeric_limits<std::int32_t>::min()};
-        return kOdd[below(9)];
+        constexpr std::int32_t kUnusual[] = {0,
+                                             -1000,
+                                             -2000,
+                                             500,
+                                             2000,
+                                             1,
+                                             -1,
+                                             std::numeric_limits<std::int32_t>::max(),
+                                             std::numeric_limits<std::int32_t>::min()};
+        return kUnusual[below(9)];
       }
       default:
         return neutral;

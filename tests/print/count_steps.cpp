@@ -10,7 +10,7 @@
 
 namespace {
 
-int note(unsigned /*event*/, void* /*context*/, void* statement, void* /*nanoseconds*/) {
+int append_steps(unsigned /*event*/, void* /*context*/, void* statement, void* /*nanoseconds*/) {
   auto* const ended = static_cast<sqlite3_stmt*>(statement);
   const char* path = std::getenv("K905_STEPS_FILE");
   std::FILE* file = path == nullptr ? nullptr : std::fopen(path, "a");
@@ -31,7 +31,7 @@ extern "C" __attribute__((visibility("default"))) int sqlite3_open_v2(const char
       reinterpret_cast<decltype(&sqlite3_open_v2)>(dlsym(RTLD_NEXT, "sqlite3_open_v2"));
   const int result = next(path, database, flags, system);
   if (result == SQLITE_OK) {
-    sqlite3_trace_v2(*database, SQLITE_TRACE_PROFILE, note, nullptr);
+    sqlite3_trace_v2(*database, SQLITE_TRACE_PROFILE, append_steps, nullptr);
   }
   return result;
 }

@@ -108,7 +108,7 @@ TEST_P(PrintStopped, AtAnyMomentLeavesCompleteSheets) {
 INSTANTIATE_TEST_SUITE_P(Print, PrintStopped, testing::Values(SIGTERM, SIGINT, SIGHUP),
                          [](const auto& instance) { return sigabbrev_np(instance.param); });
 
-TEST(PrintNotStopped, ByAHangUpThatIsIgnored) {
+TEST(PrintNotStopped, ByAnIgnoredHangup) {
   const ScratchFolder folder;
   const std::string photo = put_photo(folder);
   Printer printer(folder);

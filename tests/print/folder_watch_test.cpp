@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 // Without a quiet time, a photo that is not open for writing is reported by the next call.
-FolderWatchSetup at_once(const std::string& folder) {
+FolderWatchSetup without_quiet_time(const std::string& folder) {
   return {.folder = folder, .quiet_time = milliseconds(0)};
 }
 
@@ -62,7 +62,7 @@ TEST(FolderWatch, ReportsExistingPhotosOnce) {
   const ScratchFolder folder;
   folder.write("b.JPG", "x");
   folder.write("a.png", "x");
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   EXPECT_THAT(ready_names(watch), ElementsAre("a.png", "b.JPG"));
   EXPECT_THAT(ready_names(watch), IsEmpty());
 }
@@ -74,7 +74,7 @@ TEST(FolderWatch, IgnoresFilesThatAreNotPhotos) {
   }
   std::filesystem::create_directory(folder.path() + "/folder.jpg");
   std::filesystem::create_symlink("nowhere", folder.path() + "/dangling.jpg");
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   const FolderEvents events = events_of(watch);
   EXPECT_THAT(events.ready, IsEmpty());
   EXPECT_THAT(events.unsupported, IsEmpty());
@@ -83,7 +83,7 @@ TEST(FolderWatch, IgnoresFilesThatAreNotPhotos) {
 TEST(FolderWatch, NamesTheFirstFileOfATypeThatIsNotRead) {
   const ScratchFolder folder;
   folder.write("a.cr2", "x");
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   EXPECT_THAT(events_of(watch).unsupported, ElementsAre("a.cr2"));
   folder.write("b.CR2", "x");
   folder.write("c.doc", "x");
@@ -101,7 +101,7 @@ TEST(FolderWatch, NewPhotoIsReportedWhenItNoLongerChanges) {
 
 TEST(FolderWatch, AnUnfinishedPhotoWaitsForItsWriter) {
   const ScratchFolder folder;
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   std::ofstream writer(folder.path() + "/a.jpg");
   writer << "half" << std::flush;
   EXPECT_THAT(ready_names(watch), IsEmpty());
@@ -115,7 +115,7 @@ TEST(FolderWatch, AMovedOrLinkedPhotoIsComplete) {
   const ScratchFolder folder;
   folder.write("a.part", "x");
   folder.write("b.part", "x");
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   EXPECT_THAT(ready_names(watch), IsEmpty());
   std::filesystem::rename(folder.path() + "/a.part", folder.path() + "/a.jpg");
   std::filesystem::create_hard_link(folder.path() + "/b.part", folder.path() + "/b.jpg");
@@ -125,7 +125,7 @@ TEST(FolderWatch, AMovedOrLinkedPhotoIsComplete) {
 TEST(FolderWatch, RemovalAndReturnAreBothReported) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   (void)watch.take();
   std::filesystem::remove(folder.path() + "/a.jpg");
   folder.write("a.jpg", "x");
@@ -138,7 +138,7 @@ TEST(FolderWatch, RemovalAndReturnAreBothReported) {
 TEST(FolderWatch, ARenamedPhotoIsNotANewOne) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   (void)watch.take();
   std::filesystem::rename(folder.path() + "/a.jpg", folder.path() + "/b.jpg");
   const FolderEvents events = events_of(watch);
@@ -152,7 +152,7 @@ TEST(FolderWatch, PhotoThatIsMovedAwayIsReportedAsRemoved) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
   folder.write("b.jpg", "x");
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   (void)watch.take();
   std::filesystem::rename(folder.path() + "/a.jpg", folder.path() + ".away");
   std::filesystem::rename(folder.path() + "/b.jpg", folder.path() + "/b.done");
@@ -167,7 +167,7 @@ TEST(FolderWatch, PhotoThatIsMovedAwayIsReportedAsRemoved) {
 TEST(FolderWatch, ChangedPermissionsAreNotReportedAsAnArrival) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   (void)watch.take();
   std::filesystem::permissions(folder.path() + "/a.jpg", std::filesystem::perms::owner_all);
   const FolderEvents events = events_of(watch);
@@ -178,7 +178,7 @@ TEST(FolderWatch, ChangedPermissionsAreNotReportedAsAnArrival) {
 // The kernel drops events if too many are pending, possibly one that a file was closed.
 TEST(FolderWatch, AfterLostEventsTheFolderIsScanned) {
   const ScratchFolder folder;
-  FolderWatch watch(at_once(folder.path()));
+  FolderWatch watch(without_quiet_time(folder.path()));
   std::ofstream writer(folder.path() + "/a.jpg");
   writer << "half" << std::flush;
   EXPECT_THAT(ready_names(watch), IsEmpty());
@@ -199,7 +199,7 @@ TEST(FolderWatch, AfterLostEventsTheFolderIsScanned) {
 TEST(FolderWatch, WithoutEventsTheFolderIsRead) {
   const ScratchFolder folder;
   folder.write("a.jpg", "x");
-  FolderWatchSetup setup = at_once(folder.path());
+  FolderWatchSetup setup = without_quiet_time(folder.path());
   setup.scan_folder = true;
   setup.scan_interval = milliseconds(0);
   FolderWatch watch(setup);
@@ -220,7 +220,7 @@ TEST(FolderWatch, AfterTheFolderIsReplacedNothingCountsAsRemoved) {
   const std::string path = folder.path() + "/in";
   std::filesystem::create_directory(path);
   folder.write("in/a.jpg", "x");
-  FolderWatchSetup setup = at_once(path);
+  FolderWatchSetup setup = without_quiet_time(path);
   setup.scan_folder = true;
   setup.scan_interval = milliseconds(0);
   FolderWatch watch(setup);
@@ -245,7 +245,7 @@ TEST(FolderWatch, WaitEndsWhenAFileArrives) {
 }
 
 TEST(FolderWatch, MissingFolderIsAnError) {
-  FolderWatch watch(at_once("/nowhere/at/all"));
+  FolderWatch watch(without_quiet_time("/nowhere/at/all"));
   EXPECT_FALSE(watch.take());
   EXPECT_EQ(errno, ENOENT);
 }

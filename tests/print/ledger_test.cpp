@@ -101,7 +101,7 @@ TEST_F(LedgerTest, KeepsItsEntriesOverARestart) {
   EXPECT_EQ(unfinished[0].place->length, 5000000000);
 }
 
-TEST_F(LedgerTest, AnAskedPrinterAndItsLastLifeCounterAreKept) {
+TEST_F(LedgerTest, QueriedPrinterAndItsLastLifeCounterAreKept) {
   order("a.jpg");
   ASSERT_TRUE(ledger_->begin("one", {{1, 0}}, {"", "/dev/usb/lp0", "", ""}));
   ledger_->record_sending("one", 0, std::nullopt, {"A17", 1200});
@@ -186,8 +186,8 @@ TEST_F(LedgerTest, SheetsOfAnEventAreCountedOnAllDaysAndInAllFolders) {
   order("failed.jpg");
   print("failed.jpg", "three", Outcome::waiting);
   ledger_->order("/srv/other", "a.jpg", {7, 7}, nullptr, 1);
-  const std::int64_t elsewhere = ledger_->waiting("/srv/other", "a.jpg")[0].id;
-  ASSERT_TRUE(ledger_->begin("four", {{elsewhere, 0}}, {}, limit_));
+  const std::int64_t other_sheet = ledger_->waiting("/srv/other", "a.jpg")[0].id;
+  ASSERT_TRUE(ledger_->begin("four", {{other_sheet, 0}}, {}, limit_));
   limit_.event = "another";
   order("b.jpg");
   print("b.jpg", "five", Outcome::printed);
@@ -197,15 +197,15 @@ TEST_F(LedgerTest, SheetsOfAnEventAreCountedOnAllDaysAndInAllFolders) {
 }
 
 // Two programs that found the last sheet of the limit free at the same time.
-TEST_F(LedgerTest, NoSheetIsBegunAboveTheLimitOfItsEvent) {
+TEST_F(LedgerTest, NoSheetIsStartedAboveTheLimitOfItsEvent) {
   limit_ = {1, "party"};
   order("a.jpg");
   ledger_->order("/srv/other", "b.jpg", {7, 7}, nullptr, 1);
-  const std::int64_t elsewhere = ledger_->waiting("/srv/other", "b.jpg")[0].id;
+  const std::int64_t other_sheet = ledger_->waiting("/srv/other", "b.jpg")[0].id;
   print("a.jpg", "one", Outcome::printed);
-  EXPECT_FALSE(ledger_->begin("two", {{elsewhere, 0}}, {"booth", "", "", ""}, limit_));
+  EXPECT_FALSE(ledger_->begin("two", {{other_sheet, 0}}, {"booth", "", "", ""}, limit_));
   EXPECT_THAT(ledger_->waiting("/srv/other", "b.jpg"), SizeIs(1));
-  EXPECT_EQ(ledger_->find_sheet(elsewhere)->target.queue, "");
+  EXPECT_EQ(ledger_->find_sheet(other_sheet)->target.queue, "");
 }
 
 TEST_F(LedgerTest, LedgerOfTheFirstSchemaIsUpgraded) {
@@ -315,7 +315,7 @@ TEST_F(LedgerTest, ImportsAnOldJournalOnce) {
   EXPECT_TRUE(import_old_journal(journal, kFolder, *ledger_, error));
 }
 
-TEST_F(LedgerTest, AMalformedJournalIsNotTakenForAnEmptyOne) {
+TEST_F(LedgerTest, MalformedJournalIsNotTreatedAsEmpty) {
   for (const char* text :
        {"", "something else\n", "k905-print journal 1\ntaken xyz\n",
         "k905-print journal 1\ntaken 1 2 3 a%4\n", "k905-print journal 1\nbegun 1 2 3 a x\n",

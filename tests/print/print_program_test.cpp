@@ -139,7 +139,7 @@ TEST(PrintProgram, PhotoOfTheSheetsSizeIsPrintedPixelByPixel) {
   EXPECT_EQ(different, 0U);
 }
 
-// A quarter of the way in, lines are as far apart in both directions as on the paper.
+// The preview has 300 pixels per inch in both directions.
 TEST(PrintProgram, PreviewHasTheShapeOfThePaperAtEveryResolution) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
@@ -297,11 +297,12 @@ TEST(PrintProgram, PortraitPhotoIsRotatedForALandscapeSheet) {
   folder.write("photo.png", quartered_png(200, 300));
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "photo.png"}).status, 0);
   const k905::Picture sheet = picture_in(folder, "sheet.png");
-  EXPECT_EQ(pixel(sheet, 0.3, 0.3), kGreen);  // a quarter to the left: the top is on the left
+  EXPECT_EQ(pixel(sheet, 0.3, 0.3),
+            kGreen);  // rotated by 90 degrees to the left: the top is on the left
   EXPECT_EQ(pixel(sheet, 0.3, 0.7), kRed);
   ASSERT_EQ(print(folder, {"--canvas", "--preview", "sheet.png", "--no-turn", "photo.png"}).status,
             0);
-  expect_quarters(picture_in(folder, "sheet.png"), "not turned");
+  expect_quarters(picture_in(folder, "sheet.png"), "not rotated");
 }
 
 TEST(PrintProgram, FitKeepsThePhotoUncroppedOnWhite) {
@@ -671,7 +672,7 @@ TEST(PrintProgram, AProfileOfThePrinterIsUsedByTheFilter) {
       print(folder, {"--canvas", "--preview", "s.png", "-o", "ICCProfile=" + profile, "photo.png"})
           .status,
       0);
-  // Gamma 1.8 takes smaller numbers for the same light.
+  // With gamma 1.8 the same brightness has smaller numbers.
   EXPECT_LT(pixel(picture_in(folder, "s.png"), 0.5, 0.5)[1], 95);
 }
 
@@ -688,7 +689,7 @@ TEST(PrintProgram, TheProfileOfThePaperAndFinishIsUsed) {
     const ChildResult result = print(folder, arguments);
     return result.status == 0 ? pixel(picture_in(folder, "s.png"), 0.5, 0.5)[1] : -1;
   };
-  EXPECT_LT(shown({}), 95);  // as above
+  EXPECT_LT(shown({}), 95);  // as in the test before
   EXPECT_LT(shown({"-p", "6x2*2"}), 95);
   EXPECT_EQ(shown({"-f", "Matte"}), 100);
   EXPECT_EQ(shown({"-p", "5x7"}), 100);
@@ -738,7 +739,7 @@ TEST(PrintProgram, VerboseShowsTheFiltersLog) {
   folder.write("photo.png", quartered_png());
   const ChildResult result = print(folder, {"--to", "job.prn", "-v", "photo.png"});
   EXPECT_THAT(result.log, HasSubstr("K905-1: Using paper config matched by PPD name: w288h432\n"));
-  // The page is in the pixels of the filter.
+  // The page already has the size that the filter needs.
   EXPECT_THAT(result.log,
               HasSubstr("K905-1: Image size already matches target size, skipping resize\n"));
 }
@@ -786,14 +787,14 @@ TEST(PrintProgram, StandardOutputInAFileIsAppendedTo) {
   const ScratchFolder folder;
   folder.write("photo.png", quartered_png());
   ASSERT_EQ(print(folder, {"--to", "job.prn", "photo.png"}).status, 0);
-  const std::string print_it = K905_BINARY_DIR "/k905-print --to /dev/stdout photo.png";
+  const std::string command = K905_BINARY_DIR "/k905-print --to /dev/stdout photo.png";
   ChildSetup setup;
   setup.program = "/bin/sh";
   setup.environment = {{"PATH", "/usr/bin:/bin"}};
   setup.working_folder = folder.path();
   setup.arguments = {"sh", "-c",
-                     print_it + " >> job.prn; (" + print_it + "; " + print_it + ") > both.prn; (" +
-                         print_it + "; printf after) > words.prn"};
+                     command + " >> job.prn; (" + command + "; " + command + ") > both.prn; (" +
+                         command + "; printf after) > words.prn"};
   const ChildResult result = run_child(setup);
   EXPECT_EQ(result.status, 0) << result.log;
   EXPECT_THAT(sheets_in(folder, "job.prn"), SizeIs(2));
@@ -818,7 +819,7 @@ TEST(PrintProgram, FailureLeavesStandardOutputAsItWas) {
   EXPECT_EQ(folder.read("job.prn"), "the last job");
 }
 
-// Prints photo.png to job.prn, with this shell script in the filter's place.
+// Prints photo.png to job.prn, with this shell script in place of the filter.
 ChildSetup print_with_filter(const ScratchFolder& folder, const std::string& script) {
   const std::string filter = folder.write("filter", "#!/bin/sh\n" + script + "\n");
   chmod(filter.c_str(), 0755);
@@ -898,7 +899,8 @@ TEST(PrintProgram, StopFinishesTheCurrentSheetAndNamesTheOtherPhotos) {
   const ScratchFolder folder;
   const std::string other = folder.write("other.png", quartered_png());
   const std::string job = folder.path() + "/job.prn";
-  const std::string in_hand = "P6 300 200 255\n" + std::string(std::size_t{3} * 300 * 200, 'x');
+  const std::string current_photo =
+      "P6 300 200 255\n" + std::string(std::size_t{3} * 300 * 200, 'x');
   const Pipe input = make_pipe();
   const int capacity = fcntl(input.write_end, F_SETPIPE_SZ, 4096);
   ASSERT_GT(capacity, 0);
@@ -907,10 +909,10 @@ TEST(PrintProgram, StopFinishesTheCurrentSheetAndNamesTheOtherPhotos) {
   close(input.read_end);
   // More than fits in the pipe: it is written while the program reads the photo.
   const auto first = static_cast<std::size_t>(capacity) + 1;
-  ASSERT_LT(first, in_hand.size());
-  EXPECT_TRUE(write_whole(input.write_end, std::string_view(in_hand).substr(0, first)));
+  ASSERT_LT(first, current_photo.size());
+  EXPECT_TRUE(write_whole(input.write_end, std::string_view(current_photo).substr(0, first)));
   program.send_signal(SIGTERM);
-  EXPECT_TRUE(write_whole(input.write_end, std::string_view(in_hand).substr(first)));
+  EXPECT_TRUE(write_whole(input.write_end, std::string_view(current_photo).substr(first)));
   close(input.write_end);
   EXPECT_EQ(program.wait(), 1);
   EXPECT_EQ(program.output(), "- -> " + job + "\nk905-print: stopped; not printed: " + other +

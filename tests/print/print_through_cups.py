@@ -402,7 +402,7 @@ class Watched(WithCups):
         finally:
             connection.close()
 
-    def test_a_job_that_never_got_its_pages_is_canceled_and_printed(self):
+    def test_a_job_without_pages_is_canceled_and_printed(self):
         self.printed_once()
         job = self.create_job("mark")
         self.set_unfinished("sending", job, "mark")
@@ -449,7 +449,7 @@ class Watch:
 class Status(WithCups):
     """A device that the print system is printing on."""
 
-    def test_a_device_in_use_is_reported_and_not_asked(self):
+    def test_a_device_in_use_is_reported_and_not_queried(self):
         printer, device = os.openpty()
         try:
             tty.setraw(device)
@@ -475,16 +475,16 @@ class Status(WithCups):
             stream = bytearray()
             os.set_blocking(printer, False)
 
-            def take():
+            def read_terminal():
                 try:
                     while piece := os.read(printer, 65536):
                         stream.extend(piece)
                 except BlockingIOError:
                     pass
                 return self.cups.job_state(job)["job-state"] in ipp.ENDED
-            self.cups.wait_for(take, "the job to end")
+            self.cups.wait_for(read_terminal, "the job to end")
             time.sleep(0.1)
-            take()
+            read_terminal()
             self.assertNotIn(b"\x1bPSTATUS", bytes(stream))
             capture = self.art / "terminal.prn"
             capture.write_bytes(stream)

@@ -1,4 +1,4 @@
-// k905-print with the simulated printer: what is sent comes out as sheets.
+// k905-print with the simulated printer: the photos that are sent are printed.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

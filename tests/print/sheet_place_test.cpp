@@ -37,7 +37,7 @@ std::uint32_t pixel_at(const Picture& picture, std::size_t x, std::size_t y) {
 
 // The pixel that the filter's last stage takes for a position of the effective area: the nearest
 // one.
-std::size_t taken(std::size_t place, std::size_t from, std::size_t to) {
+std::size_t nearest_pixel(std::size_t place, std::size_t from, std::size_t to) {
   const double scale = static_cast<double>(to) / static_cast<double>(from);
   const double source = (static_cast<double>(place) + 0.5) * (1 / scale) - 0.5 + 0.5;
   return std::min(static_cast<std::size_t>(source), from - 1);
@@ -49,9 +49,9 @@ bool sheet_shows(const Picture& page, const Picture& picture, const SheetPlace& 
   for (std::size_t y = 0; y < place.visible_height; ++y) {
     for (std::size_t x = 0; x < place.visible_width; ++x) {
       const std::size_t on_canvas = place.visible_width - 1 - x;
-      const std::size_t mirrored = taken(on_canvas, page.width, place.visible_width);
+      const std::size_t mirrored = nearest_pixel(on_canvas, page.width, place.visible_width);
       const std::size_t column = page.width - 1 - mirrored;
-      const std::size_t row = taken(y, page.height, place.visible_height);
+      const std::size_t row = nearest_pixel(y, page.height, place.visible_height);
       if (pixel_at(page, column, row) != pixel_at(picture, x, y)) {
         return false;
       }
@@ -83,7 +83,7 @@ TEST(SheetPlace, FiveInchPapersHaveMoreDotsAcross) {
 }
 
 TEST(SheetPlace, BleedsOfTheUserChangeTheVisibleSize) {
-  // 1 mm is 300 / 25.4 = 11.8, rounded 12 pixels; -6 mm takes more than the paper has.
+  // 1 mm is 300 / 25.4 = 11.8, rounded 12 pixels; -6 mm is more than the bleed of the paper.
   const SheetPlace place =
       place_of("w288h432", {{"BleedLeft", "1.0"}, {"BleedRight", "0.0"}, {"BleedTop", "-6.0"}});
   EXPECT_EQ(place.visible_width, 1788U);

@@ -65,7 +65,7 @@ class ToPrinter(unittest.TestCase):
             self.assertLess(time.monotonic(), until, f"{text!r} is not in:\n{self.output()}")
             time.sleep(0.02)
 
-    def ends(self, status):
+    def assert_exit_status(self, status):
         self.assertEqual(self.process.wait(60), status, self.output())
 
     def number_of(self, photo):
@@ -93,7 +93,7 @@ class NotReady(ToPrinter):
         self.assert_printed(self.photos[:2])
         self.assertNotIn("c.png -> ", self.output())
         self.sim.set(remaining=400)
-        self.ends(0)
+        self.assert_exit_status(0)
         self.assert_printed(self.photos)
         name = f"127.0.0.1:{self.sim.port}"
         self.assertEqual([line for line in self.output().splitlines() if " -> " in line],
@@ -105,7 +105,7 @@ class NotReady(ToPrinter):
     def test_after_the_timeout_the_photo_is_named_as_not_printed(self):
         self.sim.set(remaining=1)
         self.start("--timeout", "1", "-n", "3", self.photos[0])
-        self.ends(1)
+        self.assert_exit_status(1)
         self.assert_printed(self.photos[:1])
         self.assertIn(EMPTY, self.output())
         self.assertIn("sheets printed before: 1\n", self.output())
@@ -117,7 +117,7 @@ class NotReady(ToPrinter):
         self.wait_for_output(COVER_OPEN)
         self.assert_nothing_was_sent()
         self.sim.set(status=0)
-        self.ends(0)
+        self.assert_exit_status(0)
         self.assert_printed(self.photos[:1])
 
     def test_a_photo_waits_for_the_media_it_needs(self):
@@ -126,14 +126,14 @@ class NotReady(ToPrinter):
         self.wait_for_output("the sheet needs 6x8 media, 6x4 is loaded; waiting\n")
         self.assert_nothing_was_sent()
         self.sim.set(media="6x8")
-        self.ends(0)
+        self.assert_exit_status(0)
         self.assertEqual(len(self.sim.numbers()), 1)
 
     def test_the_check_of_the_media_can_be_turned_off(self):
         self.sim.set(media="6x4")
         self.start("--timeout", "0", "--paper", "6x8", self.photos[0],
                    uri_options="?settle=1&check-media=no")
-        self.ends(0)
+        self.assert_exit_status(0)
         self.assertEqual(len(self.sim.numbers()), 1)
 
     def test_sigterm_ends_the_wait(self):
@@ -141,18 +141,18 @@ class NotReady(ToPrinter):
         self.start(*self.photos)
         self.wait_for_output(COVER_OPEN)
         self.process.send_signal(signal.SIGTERM)
-        self.ends(1)
+        self.assert_exit_status(1)
         self.assert_nothing_was_sent()
         self.assertIn(f"not printed: {self.photos[1]} and the following photos", self.output())
 
     def test_a_printer_that_is_not_connected_is_waited_for_with_a_timeout_only(self):
         self.sim.command("unplug")
         self.start(self.photos[0])
-        self.ends(1)
+        self.assert_exit_status(1)
         self.start("--timeout", "60", self.photos[0])
         self.wait_for_output("; waiting\n")
         self.sim.command("plug")
-        self.ends(0)
+        self.assert_exit_status(0)
         self.assert_printed(self.photos[:1])
 
     def test_a_printer_that_does_not_answer_gets_nothing(self):
@@ -160,7 +160,7 @@ class NotReady(ToPrinter):
         self.sim = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "sheets", "--trace",
                                     "--fault", "silent")
         self.start("--timeout", "1", self.photos[0])
-        self.ends(1)
+        self.assert_exit_status(1)
         self.assertIn("the printer does not answer", self.output())
         self.assert_nothing_was_sent()
 
@@ -176,11 +176,11 @@ class NotReady(ToPrinter):
         self.sim.set(status=0)
         self.wait_for_output("b.png -> ")
         self.process.send_signal(signal.SIGTERM)
-        self.ends(0)
+        self.assert_exit_status(0)
         self.assert_printed(self.photos[1:2])
         self.assertEqual(self.output().count(COVER_OPEN), 1)
 
-    def test_the_printer_is_not_asked_for_photos_that_are_known(self):
+    def test_the_printer_is_not_queried_for_known_photos(self):
         inbox = self.scratch / "in"
         inbox.mkdir()
         known = 20
@@ -194,7 +194,7 @@ class NotReady(ToPrinter):
         shutil.copy(self.photos[2], inbox / "newer.png")
         self.wait_for_output("newer.png -> ")
         self.process.send_signal(signal.SIGTERM)
-        self.ends(0)
+        self.assert_exit_status(0)
         self.assert_printed(self.photos[1:])
         self.assertLess(self.sim.count("^question MEDIA"), known)
 
@@ -203,20 +203,20 @@ class Lost(ToPrinter):
     def test_a_sheet_that_was_cut_off_is_sent_again(self):
         self.sim.command(f"disconnect at {SHEET_BYTES // 2} of 2")
         self.start(*self.photos)
-        self.ends(0)
+        self.assert_exit_status(0)
         self.assert_printed(self.photos, incomplete=1)
         self.assertIn("the printer did not print the sheet; it is sent again\n", self.output())
 
     def test_a_sheet_that_came_out_is_not_sent_again(self):
         self.sim.command("disconnect after 2")
         self.start(*self.photos)
-        self.ends(0)
+        self.assert_exit_status(0)
         self.assert_printed(self.photos)
 
     def test_without_the_printer_the_outcome_is_reported_as_unknown(self):
         self.sim.command(f"unplug at {SHEET_BYTES // 2}")
         self.start("--json", "--timeout", "1", self.photos[0])
-        self.ends(1)
+        self.assert_exit_status(1)
         self.assertIn("it is not known whether the sheet came out", self.output())
         self.assertIn('"outcome":"in doubt"', self.output())
         self.assertIn('"serial_number":"SIM00000001","life_counter":1234,', self.output())

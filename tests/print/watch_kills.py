@@ -45,7 +45,7 @@ def name_of(number):
     return f"photo-{number:04}.png"
 
 
-class Kind:
+class Target:
     """A destination of the sheets, and how they are read back."""
 
     history = True
@@ -69,22 +69,22 @@ class Kind:
         return [tuple(sheet["colors"][0]) for sheet in found["sheets"]]
 
 
-class File(Kind):
-    def destination(self):
+class File(Target):
+    def options(self):
         return ["--to", self.scratch / "job.prn"]
 
     def printed(self, _):
         return [number_of(color) for color in self.colors_in(self.scratch / "job.prn")]
 
 
-class Device(Kind):
+class Device(Target):
     """A simulated printer on a terminal; it discards an incomplete sheet when the program ends."""
 
     def __init__(self, *arguments):
         super().__init__(*arguments)
         self.printer = SimulatedPrinter(self.build / "k905-sim", self.scratch / "sheets")
 
-    def destination(self):
+    def options(self):
         return ["--to", self.printer.device]
 
     def stop(self):
@@ -108,7 +108,7 @@ class Device(Kind):
         return number_of(raster[at:at + 3])
 
 
-class Queue(Kind):
+class Queue(Target):
     def __init__(self, *arguments):
         super().__init__(*arguments)
         self.cups = private_cups.PrivateCups(self.scratch / "cups", self.build, self.cmake)
@@ -127,7 +127,7 @@ class Queue(Kind):
     def stop(self):
         self.cups.stop()
 
-    def destination(self):
+    def options(self):
         return ["--queue", QUEUE]
 
     def printed(self, count):
@@ -144,18 +144,18 @@ KINDS = {"file": File, "device": Device, "queue": Queue, "queue_without_history"
 
 
 class Killer:
-    def __init__(self, kind, folder):
-        self.kind = kind
+    def __init__(self, target, folder):
+        self.target = target
         self.folder = folder
-        self.program = kind.build / "k905-print"
+        self.program = target.build / "k905-print"
         self.output = ""
         self.total = 0  # photos
 
     def start(self, **more):
-        environment = self.kind.environment() | {
-            "LD_PRELOAD": str(self.kind.build / "tests/libkill_at_call.so"),
+        environment = self.target.environment() | {
+            "LD_PRELOAD": str(self.target.build / "tests/libkill_at_call.so"),
             "ASAN_OPTIONS": "verify_asan_link_order=0"} | more
-        return subprocess.Popen([self.program, *self.kind.destination(), "--watch", self.folder],
+        return subprocess.Popen([self.program, *self.target.options(), "--watch", self.folder],
                                 env=environment, stdin=subprocess.DEVNULL, text=True,
                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
 
@@ -170,7 +170,7 @@ class Killer:
 
     def calls(self, until):
         """How many calls a run makes until it prints that text."""
-        count = self.kind.scratch / "calls"
+        count = self.target.scratch / "calls"
         process = self.start(K905_CALLS_FILE=str(count))
         self.read_until(process, until)
         process.send_signal(signal.SIGTERM)
@@ -202,10 +202,10 @@ def in_doubt(output):
         r"photo-(\d+)\.png: stopped while .* k905-print --reprint (\d+)", output)}
 
 
-def run(kind, kills):
-    folder = kind.scratch / "in"
+def run(target, kills):
+    folder = target.scratch / "in"
     folder.mkdir()
-    killer = Killer(kind, folder)
+    killer = Killer(target, folder)
     first = killer.calls(f"{killer.put()} -> ")
     # The second run also checks what the first one printed; the kills are at its calls.
     calls = killer.calls(f"{killer.put()} -> ")
@@ -216,20 +216,20 @@ def run(kind, kills):
             killer.put()
         killer.kill(1 + (turn * calls) // kills)
     killer.calls(f"{killer.put()} -> ")
-    check(kind, killer.output, killer.total, kills)
+    check(target, killer.output, killer.total, kills)
     left = sorted(file.name for file in folder.glob("*.png"))
     assert not left, f"done and not moved: {left}"
 
 
-def check(kind, output, total, kills):
-    printed = collections.Counter(kind.printed(total))
+def check(target, output, total, kills):
+    printed = collections.Counter(target.printed(total))
     twice = sorted(number for number, times in printed.items() if times > 1)
     assert not twice, f"printed twice: {twice}"
     doubts = in_doubt(output)
     missing = set(range(total)) - set(printed)
     unknown = set(printed) - set(range(total))
     assert not unknown, f"colors of no photo: {unknown}"
-    if isinstance(kind, Device):
+    if isinstance(target, Device):
         assert missing <= set(doubts), f"lost and not named: {sorted(missing - set(doubts))}"
         assert len(doubts) <= kills
     else:
@@ -248,13 +248,13 @@ def main():
         private_cups.skip_unless_cups_can_run()
     scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_kills_"))
     scratch.chmod(0o755)
-    place = None
+    target = None
     try:
-        place = kind(scratch, build, sys.argv[2])
-        run(place, kills)
+        target = kind(scratch, build, sys.argv[2])
+        run(target, kills)
     finally:
-        if place:
-            place.stop()
+        if target:
+            target.stop()
         shutil.rmtree(scratch, ignore_errors=True)
     return 0
 

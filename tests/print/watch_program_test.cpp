@@ -128,10 +128,10 @@ TEST_F(WatchProgram, RepeatedStopSignalsEndItNormally) {
 
 TEST_F(WatchProgram, NothingIsPrintedTwiceAfterARestart) {
   put("a.png", picture_of(10));
-  for (const char* fresh : {"b.png", "c.png"}) {
+  for (const char* name : {"b.png", "c.png"}) {
     RunningProgram program(kProgram, arguments(), environment());
-    put(fresh, picture_of(20));
-    EXPECT_TRUE(program.wait_for_output(std::string(fresh) + " -> ")) << program.output();
+    put(name, picture_of(20));
+    EXPECT_TRUE(program.wait_for_output(std::string(name) + " -> ")) << program.output();
     program.send_signal(SIGKILL);
     EXPECT_EQ(program.wait(), -1);
   }
@@ -221,7 +221,7 @@ TEST_F(WatchProgram, PhotoWithoutPartnerIsPrintedAloneAfterTheWait) {
   EXPECT_EQ(printed().size(), 1U);
 }
 
-// Two folders that append to one file: A was killed inside its sheet, B continued, A comes back.
+// Two folders that append to one file: A was killed inside its sheet, B continued, A starts again.
 TEST_F(WatchProgram, SheetsThatAnotherFolderAppendedToTheFileAreKept) {
   put("a.png", picture_of(10));
   {
@@ -314,7 +314,7 @@ class WatchWithoutPermission : public WatchProgram {
   }
 };
 
-TEST_F(WatchWithoutPermission, WhatCannotBeReadNowIsPrintedWhenItCan) {
+TEST_F(WatchWithoutPermission, UnreadablePhotoIsPrintedWhenItIsReadable) {
   put("a.png", picture_of(10));
   set_mode(inbox() + "/a.png", 0);
   const auto program = start({});
@@ -687,7 +687,7 @@ std::vector<std::string> statements_of_run(int photos, const std::vector<std::st
   return statements;
 }
 
-TEST(WatchedHistory, APhotoCostsNoMoreStepsAfterTenThousandThanAfterTen) {
+TEST(WatchedHistory, PhotoNeedsNoMoreStepsAfterTenThousandThanAfterTen) {
   using Options = std::vector<std::string>;
   std::vector<std::future<std::vector<std::string>>> runs;
   for (const Options& limit : {Options{"--limit", "5"}, {"--limit", "5", "--event", "party"}}) {

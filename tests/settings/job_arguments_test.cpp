@@ -18,7 +18,7 @@ using Arguments = std::vector<std::string>;
 const std::string kMany(40, 'm');
 const std::string kLongName(20000, 'n');
 const std::string kLongFile(600, 'n');
-// The beginning of this name exists, but a name is never cut to fit.
+// The beginning of this name exists, but a name is never truncated to fit.
 const std::string kLongerThanAnyPath(70000, 'n');
 
 // A job as CUPS starts it, with this option string, followed by further arguments.
@@ -53,7 +53,7 @@ const Case kCases[] = {
     {"SimilarKeysOfTheStringAreIgnored", job("iccprofile=sRGB ICCProfiles=sRGB noICCProfile=sRGB")},
     {"ProfileMarkerWithABlankIsCutInTheString", job("ICCProfile=ICCPROFILE (mine)")},
     {"ValueOfTheStringMayContainAnEqualsSign", job("ICCProfile=a=b")},
-    {"MissingProfileOfTheStringIsNamedOnly", job("ICCProfile=PhotoRGB")},
+    {"MissingProfileOfTheStringSetsOnlyTheName", job("ICCProfile=PhotoRGB")},
     {"EmptyOptionStringIsNotLogged", job("")},
     {"TwoHundredCharactersOfTheStringAreLoggedAndAllAreRead",
      job(std::string(195, 'x') + " ICCProfile=sRGB")},
@@ -63,7 +63,7 @@ const Case kCases[] = {
     // KEY=VALUE.
     {"KeyValuesSetTheirSetting",
      {"filter", "StpBrightness=-150", "StpGamma=None", "Resolution=_300x600_"}},
-    {"KeyValuesAreCutToTheirField",
+    {"KeyValuesAreTruncatedToTheirField",
      {"filter", "StpContrast=3000000000", "StpGamma=", "Resolution=600dpi",
       "StpLaminate=" + kMany}},
     {"BleedsAreMillimeters",
@@ -80,7 +80,7 @@ const Case kCases[] = {
 
     // Flags.
     {"FlagsConsumeTheNextArgument", {"filter", "--contrast", "1200", "--saturation", "-20"}},
-    {"FlagValuesAreCutToTheirField",
+    {"FlagValuesAreTruncatedToTheirField",
      {"filter", "--copies", "99999999999", "--icc-intent", kMany, "--image-type", kMany}},
     {"NoneIsZeroForAFlagAndTheLastFlagHasNoValue", {"filter", "--gamma", "None", "--contrast"}},
     {"ValueThatLooksLikeAnArgumentIsStillTheValue",
@@ -104,7 +104,7 @@ const Case kCases[] = {
     {"ChoiceK905Rgb", {"filter", "ICCProfile=K905RGB"}},
     {"ChoicePmRv", {"filter", "ICCProfile=PM-RV"}},
     {"ChoicePmRs", {"filter", "ICCProfile=PM-RS"}},
-    {"ChoiceInOtherLettersIsUnknown", {"filter", "ICCProfile=adobergb"}},
+    {"ChoiceInLowerCaseIsUnknown", {"filter", "ICCProfile=adobergb"}},
     {"EmptyChoiceIsUnknown", {"filter", "ICCProfile="}},
     {"MarkerNeedsItsBlank", {"filter", "ICCProfile=ICCPROFILE(a)"}},
     {"NameAfterTheMarkerEndsAtTheFirstParenthesis",
@@ -121,8 +121,8 @@ const Case kCases[] = {
     {"AbsolutePathIsFound", {"filter", "--icc-profile", "/profiles/a.icc"}},
     {"AbsolutePathIsSearchedInEveryFolder", {"filter", "--icc-profile", "/profiles/b"}},
     {"RelativeNameIsNotTriedByItself", {"filter", "--icc-profile", "bare.icc"}},
-    {"LongPathIsCutInItsField", {"filter", "--icc-profile", kLongFile}},
-    {"LongAbsolutePathIsCutInItsField", {"filter", "--icc-profile", "/" + kLongFile}},
+    {"LongPathIsTruncatedInItsField", {"filter", "--icc-profile", kLongFile}},
+    {"LongAbsolutePathIsTruncatedInItsField", {"filter", "--icc-profile", "/" + kLongFile}},
     {"NameLongerThanAnyPathIsNotFound", {"filter", "--icc-profile", kLongerThanAnyPath}},
 
     // --paper-size, which is read in a second pass.
@@ -130,7 +130,7 @@ const Case kCases[] = {
      {"filter", "--paper-size", "StpGamma=1500", "--gamma", "1200"}},
     {"PaperFlagWithoutAName", {"filter", "6x4", "--paper-size"}},
     {"FallbackPaperCannotBeChosen", {"filter", "--paper-size", "default"}},
-    {"PaperNamesAreComparedToTheLetter",
+    {"PaperNamesAreComparedExactly",
      {"filter", "--paper-size", "b7", "--paper-size", "6X4", "--paper-size", ""}},
     {"SecondPaperFlagIsTheNameOfTheFirst", {"filter", "--paper-size", "--paper-size", "6x4"}},
     {"LastKnownPaperWins",

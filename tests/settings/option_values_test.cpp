@@ -83,7 +83,7 @@ TEST(Saturation, StopsAtTheLimitsOfInt32) {
   EXPECT_EQ(saturate_to_int32(INT_MIN - std::int64_t{1}), INT_MIN);
 }
 
-TEST(TextCopy, CutsToTheCapacityAndEndsTheField) {
+TEST(TextCopy, TruncatesToTheCapacityAndEndsTheField) {
   char field[8] = {'x', 'x', 'x', 'x', 'x', 'x', 'x', 'x'};
   copy_text(std::span<char>(field, 4), "abcdef");
   EXPECT_EQ(std::string(field, 8), std::string("abc\0xxxx", 8));

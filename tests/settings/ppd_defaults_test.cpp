@@ -42,10 +42,10 @@ TEST_F(PpdFiles, PathThatIsNoFileIsReported) {
 
 TEST_F(PpdFiles, FileThatIsNoPpdIsReported) {
   const ScratchFolder folder;
-  const std::string too_long_a_keyword =
+  const std::string text_with_long_keyword =
       ppd_text({.groups = {{"G", {{"StpGamma", "1200"}, {std::string(60, 'K'), "x"}}}}});
   for (const std::string& text :
-       {std::string(), std::string("%!PS-Adobe-3.0\n"), too_long_a_keyword}) {
+       {std::string(), std::string("%!PS-Adobe-3.0\n"), text_with_long_keyword}) {
     const std::string path = folder.write("queue.ppd", text);
     EXPECT_EQ(log_of_path(path), "K905-1: Failed to open PPD file: " + path + "\n");
     EXPECT_EQ(current_options.gamma, 1000);
@@ -136,7 +136,8 @@ struct QueueCase {
   std::string options;  // KEYWORD=CHOICE, separated by blanks
 };
 
-const std::string kForty(40, 'c');  // libcups keeps 40 characters, most fields keep 31 of them
+const std::string kFortyCharacters(
+    40, 'c');  // libcups keeps 40 characters, most fields keep 31 of them
 
 const QueueCase kQueueCases[] = {
     {"NoOption", ""},
@@ -149,13 +150,13 @@ const QueueCase kQueueCases[] = {
      "StpBrightness=None StpContrast=None StpSaturation=None StpGamma=None StpCyanGamma=None "
      "StpMagentaGamma=None StpYellowGamma=None StpCyanBalance=None StpMagentaBalance=None "
      "StpYellowBalance=None"},
-    {"NumbersAreTakenAsTheyAre",
+    {"OtherTextsAreReadAsNumbers",
      "StpGamma=none StpContrast=12abc StpBrightness=99999999999 StpSaturation=-99999999999"},
     {"Texts",
      "StpImageType=Text StpColorCorrection=Bright ColorModel=Gray StpColorPrecision=Best "
      "Resolution=300x600dpi StpLaminate=Matte StpiShrinkOutput=Crop"},
-    {"TextsAreCutToTheirField",
-     "StpImageType=" + kForty + " PageSize=" + kForty + " Resolution=600dpi"},
+    {"TextsAreTruncatedToTheirField",
+     "StpImageType=" + kFortyCharacters + " PageSize=" + kFortyCharacters + " Resolution=600dpi"},
     {"Switches", "StpLegacyDyesubGamma=True StpNoCutWaste=True StpLinearContrast=True"},
     {"SwitchesAreOffForAnyOtherText",
      "StpLegacyDyesubGamma=true StpNoCutWaste=1 StpLinearContrast=None"},
@@ -198,7 +199,7 @@ TEST_P(PpdOptions, GiveTheLogAndTheSettingsOfTheReference) {
 
 // Without a profile the installed sRGB is used: its path is set and its name stays empty, and it is
 // the name that decides whether a page is converted. With a base it is not searched.
-TEST_P(PpdOptions, GiveThemWithAnInstalledSrgbToo) {
+TEST_P(PpdOptions, GiveTheSameAsTheReferenceWithAnInstalledSrgb) {
   expect_like_reference({.ppd = queue_with(GetParam().options), .existing_files = {"./sRGB.icc"}});
 }
 

@@ -72,7 +72,7 @@ TEST_F(ShortMemory, ProfileNameThatCannotBeStoredKeepsTheProfileOfTheQueue) {
   EXPECT_STREQ(current_options.icc_profile_path, "/queue.icc");
 }
 
-TEST_F(ShortMemory, LineTooLongForItsBufferIsCutAndEnded) {
+TEST_F(ShortMemory, LineTooLongForItsBufferIsTruncatedAndEnded) {
   const std::string value(10000, 'n');
   const std::vector<std::string> lines = lines_of(
       log_with_memory_for(0, [&] { static_cast<void>(parse_icc_profile_name(value.c_str())); }));

@@ -245,7 +245,7 @@ class Soak : public ::testing::Test {
   void SetUp() override { std::signal(SIGPIPE, SIG_IGN); }
 };
 
-TEST_F(Soak, ALongJobIsPrintedInOrderAndHoldsNoMoreThanAShortOne) {
+TEST_F(Soak, LongJobIsPrintedInOrderAndNeedsNoMoreMemoryThanAShortOne) {
   const unsigned pages = from_environment("K905_SOAK_PAGES", 200);
   Line line;
   std::vector<unsigned> when = {10, pages / 10, pages};

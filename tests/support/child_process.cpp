@@ -33,7 +33,7 @@ void close_descriptor(int& descriptor) {
 }
 
 // In a private mount namespace, so that other processes do not see the other /tmp.
-bool put_in_place_of_tmp(const char* folder) {
+bool mount_over_tmp(const char* folder) {
   return unshare(CLONE_NEWNS) == 0 &&
          mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
          mount(folder, "/tmp", nullptr, MS_BIND, nullptr) == 0;
@@ -115,7 +115,7 @@ int start_child(const ChildSetup& setup, int in, int out, int err) {
   if (!setup.working_folder.empty() && chdir(setup.working_folder.c_str()) != 0) {
     _exit(126);
   }
-  if (!setup.private_tmp.empty() && !put_in_place_of_tmp(setup.private_tmp.c_str())) {
+  if (!setup.private_tmp.empty() && !mount_over_tmp(setup.private_tmp.c_str())) {
     _exit(126);
   }
   execve(program.c_str(), argv.data(), envp.data());
@@ -199,7 +199,7 @@ std::string filter_program() {
 bool private_tmp_possible() {
   const pid_t child = fork();
   if (child == 0) {
-    _exit(put_in_place_of_tmp("/tmp") ? 0 : 1);
+    _exit(mount_over_tmp("/tmp") ? 0 : 1);
   }
   int ended = 0;
   waitpid(child, &ended, 0);

@@ -13,12 +13,12 @@ std::uint8_t luminance(Pixel rgb) {
   return sum > 255.0F ? 255 : static_cast<std::uint8_t>(sum);
 }
 
-std::uint8_t stored(float value) {
+std::uint8_t to_byte(float value) {
   if (std::isnan(value) || value < 0.0F) return 0;
   return value > 255.0F ? 255 : static_cast<std::uint8_t>(value);
 }
 
-float raised(float c, float exponent) {
+float with_exponent(float c, float exponent) {
   const float base = c / 255.0F;
   return powf(base, exponent) * 255.0F;
 }
@@ -27,7 +27,7 @@ float thousandths(int value) { return static_cast<float>(value) / 1000.0F; }
 
 float exponent_of(int gamma) { return 1.0F / thousandths(gamma); }
 
-void spread(std::array<float, 3>& c, float factor) {
+void scale_from_mean(std::array<float, 3>& c, float factor) {
   const float mean = ((c[0] + c[1]) + c[2]) * 0.333333F;
   for (float& value : c) {
     const float scaled = (value - mean) * factor;
@@ -87,31 +87,31 @@ std::uint8_t resized(std::uint8_t s00, std::uint8_t s01, std::uint8_t s10, std::
 }
 
 Pixel mixed(std::array<float, 3> c, const Mix& mix) {
-  if (mix.saturate) spread(c, mix.saturation);
+  if (mix.saturate) scale_from_mean(c, mix.saturation);
   for (std::size_t i = 0; i < 3; ++i) c[i] = c[i] * mix.balance[i];
   if (mix.correction == Correction::kBright) {
     for (float& value : c) value = value * 1.1F;
   } else if (mix.correction == Correction::kAccurate) {
-    spread(c, 0.95F);
+    scale_from_mean(c, 0.95F);
   } else if (mix.correction == Correction::kHue) {
     const float red = c[0];
     const float blue = c[2];
     c[0] = 0.95F * red + 0.05F * blue;
     c[2] = 0.95F * blue + 0.05F * red;
   } else if (mix.correction == Correction::kDesaturated) {
-    spread(c, 0.7F);
+    scale_from_mean(c, 0.7F);
   }
   if (mix.linear_contrast) {
     for (float& value : c) value = (value - 128.0F) * 1.2F + 128.0F;
   }
   Pixel result;
   for (std::size_t i = 0; i < 3; ++i) {
-    result[i] = mix.legacy_gamma ? legacy_stored(c[i]) : stored(c[i]);
+    result[i] = mix.legacy_gamma ? legacy_gamma_byte(c[i]) : to_byte(c[i]);
   }
   return result;
 }
 
-std::uint8_t legacy_stored(float value) { return stored(raised(value, 0.45454544F)); }
+std::uint8_t legacy_gamma_byte(float value) { return to_byte(with_exponent(value, 0.45454544F)); }
 
 ToneChain::ToneChain(const ToneSettings& s)
     : brightness_(1.0F + thousandths(s.brightness)),
@@ -132,8 +132,8 @@ Pixel ToneChain::operator()(Pixel rgb) const {
   std::array<float, 3> c;
   for (std::size_t i = 0; i < 3; ++i) {
     c[i] = (static_cast<float>(rgb[i]) * brightness_ - 128.0F) * contrast_ + 128.0F;
-    if (channel_exponent_[i] != 1.0F) c[i] = raised(c[i], channel_exponent_[i]);
-    if (exponent_ != 1.0F) c[i] = raised(c[i], exponent_);
+    if (channel_exponent_[i] != 1.0F) c[i] = with_exponent(c[i], channel_exponent_[i]);
+    if (exponent_ != 1.0F) c[i] = with_exponent(c[i], exponent_);
   }
   return mixed(c, mix_);
 }

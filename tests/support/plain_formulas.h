@@ -38,7 +38,7 @@ struct Mix {
 Pixel mixed(std::array<float, 3> c, const Mix& mix);
 
 // The byte that the legacy gamma stores for `value`: NaN and negatives 0, infinity 255.
-std::uint8_t legacy_stored(float value);
+std::uint8_t legacy_gamma_byte(float value);
 
 // The settings of a tone chain, in thousandths as users give them; gammas and balances by plane.
 struct ToneSettings {

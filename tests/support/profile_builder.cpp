@@ -19,7 +19,7 @@ std::string saved(cmsHPROFILE profile) {
 using Sampler = cmsInt32Number (*)(const cmsUInt16Number in[], cmsUInt16Number out[],
                                    void* variant);
 
-cmsUInt16Number bent(double value, double gamma) {
+cmsUInt16Number with_gamma(double value, double gamma) {
   return static_cast<cmsUInt16Number>(std::lround(std::pow(value / 65535.0, gamma) * 65535.0));
 }
 
@@ -28,9 +28,9 @@ cmsInt32Number lab_to_rgb(const cmsUInt16Number in[], cmsUInt16Number out[], voi
   const double gamma = 1.0 + 0.2 * *static_cast<const int*>(variant);
   const double a = (in[1] - 32896.0) * 0.5;
   const double b = (in[2] - 32896.0) * 0.5;
-  out[0] = bent(std::clamp(in[0] + a + 0.3 * b, 0.0, 65535.0), gamma);
-  out[1] = bent(std::clamp(in[0] - a + 0.1 * b, 0.0, 65535.0), gamma);
-  out[2] = bent(std::clamp(in[0] - b, 0.0, 65535.0), gamma);
+  out[0] = with_gamma(std::clamp(in[0] + a + 0.3 * b, 0.0, 65535.0), gamma);
+  out[1] = with_gamma(std::clamp(in[0] - a + 0.1 * b, 0.0, 65535.0), gamma);
+  out[2] = with_gamma(std::clamp(in[0] - b, 0.0, 65535.0), gamma);
   return TRUE;
 }
 

@@ -31,11 +31,11 @@ ssize_t read_from_string(void* context, unsigned char* buffer, std::size_t wante
 }
 
 [[gnu::format(printf, 1, 0)]] std::string formatted(const char* format, va_list arguments) {
-  va_list again;
-  va_copy(again, arguments);
+  va_list copy;
+  va_copy(copy, arguments);
   std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, arguments)), '\0');
-  std::vsnprintf(text.data(), text.size() + 1, format, again);
-  va_end(again);
+  std::vsnprintf(text.data(), text.size() + 1, format, copy);
+  va_end(copy);
   return text;
 }
 
@@ -109,7 +109,7 @@ void PlainFilter::save_image(const char* tag, const Image& image) {
               image.width, image.height);
 }
 
-ReferenceResult PlainFilter::whole_job() {
+ReferenceResult PlainFilter::run_job() {
   log_message("=== rastertok905 start ===");
   log_message("K905-1: Process ID: %d", job_.process_id);
   log_message("K905-1: Program called with %d arguments", static_cast<int>(arguments_.size()));
@@ -163,27 +163,27 @@ ReferenceResult PlainFilter::whole_job() {
         print_sheet(sheet);
       } else if (odd) {
         log_message("K905-1: Page %d is ODD - storing in buffer", number);
-        if (holding_) {
+        if (has_buffered_page_) {
           log_message("K905-1: Buffer already has image, printing it first");
-          print_sheet(held_);
+          print_sheet(buffered_page_);
         }
-        held_ = std::move(sheet);
-        holding_ = true;
-      } else if (!holding_) {
+        buffered_page_ = std::move(sheet);
+        has_buffered_page_ = true;
+      } else if (!has_buffered_page_) {
         log_message("K905-1: Page %d is EVEN but no buffered ODD page - printing single", number);
         print_sheet(sheet);
       } else {
         log_message("K905-1: Page %d is EVEN - merging with buffered ODD page", number);
-        log_message("K905-1: Merging ODD page (%dx%d) with EVEN page (%dx%d)", held_.width,
-                    held_.height, sheet.width, sheet.height);
-        log_message("K905-1: Merging two 6x4 pages to 6x8 (width=%d, height=%d)", held_.width,
-                    held_.height);
-        if (!merge(held_, sheet)) {
+        log_message("K905-1: Merging ODD page (%dx%d) with EVEN page (%dx%d)", buffered_page_.width,
+                    buffered_page_.height, sheet.width, sheet.height);
+        log_message("K905-1: Merging two 6x4 pages to 6x8 (width=%d, height=%d)",
+                    buffered_page_.width, buffered_page_.height);
+        if (!merge(buffered_page_, sheet)) {
           log_message("K905-1: Merge failed, printing separately");
-          print_sheet(held_);
+          print_sheet(buffered_page_);
           print_sheet(sheet);
         }
-        holding_ = false;
+        has_buffered_page_ = false;
       }
     }
     if (short_of_memory(kNoMemoryToSkipAPage)) {
@@ -195,9 +195,9 @@ ReferenceResult PlainFilter::whole_job() {
   if (stream.refused_header && !ended_early) {
     log_message("K905-1: Raster page header refused, the rest of the job is not printed");
   }
-  if (holding_) {
+  if (has_buffered_page_) {
     log_message("K905-1: Program end - found buffered ODD page (single 6x4)");
-    print_sheet(held_);
+    print_sheet(buffered_page_);
   }
   log_message("=== rastertok905 end ===");
   return finish(0);
@@ -347,7 +347,7 @@ void PlainFilter::send_control(const char* name, unsigned value) {
 }  // namespace reference
 
 ReferenceResult reference_run(const ReferenceJob& job) {
-  return reference::PlainFilter(job).whole_job();
+  return reference::PlainFilter(job).run_job();
 }
 
 std::vector<std::string> redacted_log(const std::string& log) {

@@ -241,8 +241,8 @@ void PlainFilter::interpret_header(const cups_page_header2_t& h) {
   }
 
   if (h.NumCopies >= 2) {
-    constexpr unsigned most = std::numeric_limits<int>::max();
-    s.copies = static_cast<int>(h.NumCopies > most ? most : h.NumCopies);
+    constexpr unsigned max = std::numeric_limits<int>::max();
+    s.copies = static_cast<int>(h.NumCopies > max ? max : h.NumCopies);
     log_message("K905-1: Copies setting: %d", s.copies);
   }
   const unsigned long count = static_cast<unsigned long>(h.cupsWidth) * h.cupsHeight;

@@ -63,7 +63,7 @@ std::size_t center_of(const Image& image) { return image.plane[0].size() / 2; }
 // The file of a profile setting, or sRGB if it cannot be used.
 void* PlainFilter::open_profile(const char* which, const std::string& path) {
   log_message("K905-1: Loading %s profile: %s", which, path.c_str());
-  const std::string file = on_disk(path);
+  const std::string file = resolve_path(path);
   struct stat status {};
   if (stat(file.c_str(), &status) != 0) {
     log_message("K905-1: WARNING: %s profile not found, using sRGB",

@@ -12,12 +12,12 @@
 namespace reference {
 namespace {
 
-constexpr int kMostInt = std::numeric_limits<int>::max();
-constexpr int kLeastInt = std::numeric_limits<int>::min();
+constexpr int kMaxInt = std::numeric_limits<int>::max();
+constexpr int kMinInt = std::numeric_limits<int>::min();
 
 int number(const std::string& text) {
   const long value = std::strtol(text.c_str(), nullptr, 10);
-  return static_cast<int>(std::clamp<long>(value, kLeastInt, kMostInt));
+  return static_cast<int>(std::clamp<long>(value, kMinInt, kMaxInt));
 }
 
 int number_or(const std::string& text, int for_none) {
@@ -30,10 +30,10 @@ int pixels(double mm) {
     return 0;
   }
   if (px >= 2147483647.0) {
-    return kMostInt;
+    return kMaxInt;
   }
   if (px <= -2147483648.0) {
-    return kLeastInt;
+    return kMinInt;
   }
   return static_cast<int>(px);
 }
@@ -42,8 +42,8 @@ std::string resolution_of(const std::string& value) {
   return value.find("300x600") != std::string::npos ? "300x600" : "300x300";
 }
 
-// Longer texts are cut to the size of their field.
-std::string cut(const std::string& text, std::size_t most) { return text.substr(0, most); }
+// Longer texts are truncated to the size of their field.
+std::string truncated(const std::string& text, std::size_t size) { return text.substr(0, size); }
 
 bool exists(const std::string& path) {
   struct stat ignored {};
@@ -92,7 +92,7 @@ struct TextOption {
   const char* keyword;
   const char* label;
   std::string Settings::*field;
-  std::size_t most;
+  std::size_t size;
   bool queue_only;
 };
 const TextOption kTextOptions[] = {
@@ -135,7 +135,7 @@ const std::map<std::string, std::string Settings::*> kTextFlags = {
 
 }  // namespace
 
-std::string PlainFilter::on_disk(const std::string& path) const {
+std::string PlainFilter::resolve_path(const std::string& path) const {
   return !path.empty() && path[0] != '/' ? job_.working_folder + "/" + path : path;
 }
 
@@ -183,7 +183,7 @@ bool PlainFilter::find_profile(const std::string& name, std::string& path) {
   }
   log_message("K905-1: Searching for ICC profile: %s", name.c_str());
   if (name[0] == '/' && exists(name)) {
-    path = cut(name, 511);
+    path = truncated(name, 511);
     log_message("K905-1: Found ICC profile at absolute path: %s", name.c_str());
     return true;
   }
@@ -192,8 +192,8 @@ bool PlainFilter::find_profile(const std::string& name, std::string& path) {
                              "/usr/share/color/icc/colord/"}) {
     for (const char* extension : {"", ".icc", ".icm"}) {
       const std::string candidate = folder + name + extension;
-      if (exists(on_disk(candidate))) {
-        path = cut(candidate, 511);
+      if (exists(resolve_path(candidate))) {
+        path = truncated(candidate, 511);
         log_message("K905-1: Found ICC profile at: %s", candidate.c_str());
         return true;
       }
@@ -239,10 +239,10 @@ void PlainFilter::apply_ppd_option(const std::string& keyword, const std::string
   if (keyword == "ICCProfile") {
     log_message("K905-1: ICC Profile specified: %s", value.c_str());
     s.icc_enabled = true;
-    s.icc_name = cut(value, 127);
+    s.icc_name = truncated(value, 127);
     const bool has_extension =
         value.find(".icc") != std::string::npos || value.find(".icm") != std::string::npos;
-    s.icc_path = cut("/usr/share/color/icc/" + value + (has_extension ? "" : ".icc"), 511);
+    s.icc_path = truncated("/usr/share/color/icc/" + value + (has_extension ? "" : ".icc"), 511);
     const bool found = find_profile(value, s.icc_path);
     if (found) {
       log_message("      -> Resolved Path: %s", s.icc_path.c_str());
@@ -285,7 +285,7 @@ void PlainFilter::apply_option(const std::string& keyword, const std::string& va
       continue;
     }
     std::string& field = s.*option.field;
-    field = keyword == "Resolution" ? resolution_of(value) : cut(value, option.most);
+    field = keyword == "Resolution" ? resolution_of(value) : truncated(value, option.size);
     if (from_ppd) {
       log_message("      -> %s: %s", option.label, field.c_str());
     }
@@ -316,7 +316,7 @@ void PlainFilter::read_arguments() {
       const std::string value = token.substr(equals + 1);
       if (key == "ICCProfile") {
         log_message("    PPD option: %s=%s", key.c_str(), value.c_str());
-        take_profile_choice(value);
+        apply_profile_choice(value);
         break;
       }
     }
@@ -342,12 +342,12 @@ void PlainFilter::read_arguments() {
   }
 }
 
-void PlainFilter::take_profile_choice(const std::string& value) {
+void PlainFilter::apply_profile_choice(const std::string& value) {
   std::string name;
   if (!parse_profile_name(value, name)) {
     return;
   }
-  settings.icc_name = cut(name, 127);
+  settings.icc_name = truncated(name, 127);
   if (find_profile(name, settings.icc_path)) {
     settings.icc_enabled = true;
     log_message("      -> ICC Profile from command line: %s", name.c_str());
@@ -364,9 +364,9 @@ void PlainFilter::apply_flag(const std::string& flag, const std::string& value) 
   if (kNumberFlags.contains(flag)) {
     s.*kNumberFlags.at(flag) = number(value);
   } else if (kTextFlags.contains(flag)) {
-    s.*kTextFlags.at(flag) = cut(value, 31);
+    s.*kTextFlags.at(flag) = truncated(value, 31);
   } else if (flag == "--icc-profile") {
-    s.icc_name = cut(value, 127);
+    s.icc_name = truncated(value, 127);
     if (find_profile(value, s.icc_path)) {
       s.icc_enabled = true;
     }
@@ -375,7 +375,7 @@ void PlainFilter::apply_flag(const std::string& flag, const std::string& value) 
 
 void PlainFilter::apply_key(const std::string& key, const std::string& value) {
   if (key == "ICCProfile") {
-    take_profile_choice(value);
+    apply_profile_choice(value);
   } else {
     apply_option(key, value, false);
   }

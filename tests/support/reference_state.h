@@ -105,7 +105,7 @@ class PlainFilter {
  public:
   explicit PlainFilter(const ReferenceJob& job) : job_(job), arguments_(job.arguments) {}
 
-  ReferenceResult whole_job();
+  ReferenceResult run_job();
 
   struct Layout {
     int target_width, target_height;
@@ -154,10 +154,10 @@ class PlainFilter {
   void apply_key(const std::string& key, const std::string& value);
   void apply_flag(const std::string& flag, const std::string& value);
   bool known_flag(const std::string& flag) const;
-  void take_profile_choice(const std::string& value);
+  void apply_profile_choice(const std::string& value);
   bool find_profile(const std::string& name, std::string& path);
   bool parse_profile_name(const std::string& value, std::string& name);
-  [[nodiscard]] std::string on_disk(const std::string& path) const;
+  [[nodiscard]] std::string resolve_path(const std::string& path) const;
   void* open_profile(const char* which, const std::string& path);
   unsigned choose_intent();
   bool transform_image(Image& image, void* source, void* target);
@@ -176,8 +176,8 @@ class PlainFilter {
   std::string open_line_;
   std::map<std::string, int> visits_;
   int sheets_ = 0;
-  bool holding_ = false;
-  Image held_;
+  bool has_buffered_page_ = false;
+  Image buffered_page_;
 };
 
 }  // namespace reference

@@ -24,15 +24,16 @@ std::string report_of(const ReportValues& values) {
       {"ActPrintResolution", ""},
   };
   std::string report;
-  for (const auto& [key, nothing] : unreported) {
+  for (const auto& [key, empty_value] : unreported) {
     const auto value = values.find(key);
-    report += std::string(key) + " = " + (value == values.end() ? nothing : value->second) + "\r\n";
+    report +=
+        std::string(key) + " = " + (value == values.end() ? empty_value : value->second) + "\r\n";
   }
   return report;
 }
 
-ReportValues changed(ReportValues values, const ReportValues& otherwise) {
-  for (const auto& [key, value] : otherwise) {
+ReportValues changed(ReportValues values, const ReportValues& replacements) {
+  for (const auto& [key, value] : replacements) {
     values[key] = value;
   }
   return values;

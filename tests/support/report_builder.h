@@ -11,4 +11,4 @@ using ReportValues = std::map<std::string, std::string>;
 [[nodiscard]] std::string report_of(const ReportValues& values);
 
 // The values with some of them replaced.
-[[nodiscard]] ReportValues changed(ReportValues values, const ReportValues& otherwise);
+[[nodiscard]] ReportValues changed(ReportValues values, const ReportValues& replacements);

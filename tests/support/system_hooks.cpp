@@ -17,7 +17,7 @@ std::vector<std::size_t> synced_after;
 std::vector<std::size_t> writes_to_output;
 
 namespace {
-std::size_t bytes_taken = 0;
+std::size_t bytes_accepted = 0;
 }  // namespace
 
 void reset() {
@@ -28,7 +28,7 @@ void reset() {
   malloc_fails = false;
   synced_after.clear();
   writes_to_output.clear();
-  bytes_taken = 0;
+  bytes_accepted = 0;
 }
 
 namespace {
@@ -73,7 +73,7 @@ ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {
   }
   const ssize_t written = __real_write(descriptor, bytes, static_cast<std::size_t>(allowed));
   if (descriptor == STDOUT_FILENO && written > 0) {
-    hooks::bytes_taken += static_cast<std::size_t>(written);
+    hooks::bytes_accepted += static_cast<std::size_t>(written);
   }
   return written;
 }
@@ -99,7 +99,7 @@ int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout_ms) {
 
 int __wrap_fsync(int descriptor) {
   if (descriptor == STDOUT_FILENO) {
-    hooks::synced_after.push_back(hooks::bytes_taken);
+    hooks::synced_after.push_back(hooks::bytes_accepted);
   }
   return __real_fsync(descriptor);
 }

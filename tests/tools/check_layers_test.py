@@ -10,7 +10,7 @@ import unittest
 CHECKER = pathlib.Path(__file__).resolve().parents[2] / "tools" / "check_layers.py"
 
 # The essential includes of each layer, one file per layer.
-SOUND_TREE = {
+VALID_TREE = {
     "filter/main.cpp": '#include <cups/raster.h>\n#include "pipeline/page_pipeline.h"\n'
     '#include "protocol/print_page.h"\n#include "geometry/page_header.h"\n'
     '#include "settings/summary.h"\n#include "paper/paper_table.h"\n#include "diag/log.h"\n',
@@ -50,12 +50,12 @@ def findings_of(tree):
 class CheckLayers(unittest.TestCase):
     def expect(self, path, text, *findings):
         """A valid tree in which `path` has this text gives exactly these findings."""
-        status, lines = findings_of({**SOUND_TREE, path: text})
+        status, lines = findings_of({**VALID_TREE, path: text})
         self.assertEqual(lines, [f"{path}:{finding}" for finding in findings])
         self.assertEqual(status, 1 if findings else 0)
 
     def test_a_valid_tree_passes(self):
-        self.assertEqual(findings_of(SOUND_TREE), (0, []))
+        self.assertEqual(findings_of(VALID_TREE), (0, []))
 
     def test_nothing_points_upward(self):
         for path, included, layer, target in [
@@ -154,7 +154,7 @@ class CheckLayers(unittest.TestCase):
             )
             self.expect(f"{folder}/a.h", "// Purpose.\n", "1: #pragma once is missing")
 
-    def test_a_place_without_sources_is_no_success(self):
+    def test_a_folder_without_sources_is_an_error(self):
         status, lines = findings_of({"README.md": "nothing\n"})
         self.assertEqual(status, 1)
         self.assertEqual(len(lines), 1)
