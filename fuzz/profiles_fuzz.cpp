@@ -34,7 +34,7 @@ extern "C" const char* __asan_default_options() {
 
 namespace {
 
-// ---- check_name ----
+// ---- names ----
 
 // The file of a name, found by a second, simple implementation.
 std::string expected_path(const std::string& name, const std::set<std::string>& files) {

@@ -1,5 +1,5 @@
-// Sends raster pages through the program in front of the filter and the filter itself, and converts
-// the sheets to the visible image.
+// Sends raster pages through the adapter and the filter, and converts the sheets to the visible
+// image.
 #pragma once
 
 #include <array>

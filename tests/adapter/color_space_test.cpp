@@ -95,7 +95,7 @@ const Case kCases[] = {
     {"SixteenBitGrayIsPrintedAndNotBlack", CUPS_CSPACE_SW, 16, {0xB412}, {0xB4, 0xB4, 0xB4}},
     // 75 is the amount of ink.
     {"BlackInkIsNotPrintedInverted", CUPS_CSPACE_K, 8, {75}, {180, 180, 180}},
-    // (1 - 51/255) * 255 * (1 - 51/255) = 163.2, and 204 without the first.
+    // (1 - 51/255) * 255 * (1 - 51/255) = 163.2, and 204 without the first factor.
     {"FourInksReachTheFilterUnchanged", CUPS_CSPACE_CMYK, 8, {51, 0, 0, 51}, {163, 204, 204}},
     {"TransparentPixelsAreWhite", CUPS_CSPACE_RGBA, 8, {0, 100, 200, 0}, kWhite},
     {"OpaquePixelsKeepTheirColor", CUPS_CSPACE_RGBA, 8, {0, 100, 200, 255}, {0, 100, 200}},

@@ -325,8 +325,8 @@ TEST(TruePages, PageMadeForTheFilterIsUnchanged) {
   RasterPage page = white_page(460.8F, 297.6F, 1844, 1240);
   number_pixels(page);
   const VisibleSheet sheet = only_sheet(page, "PageSize=w288h432");
-  // The first column from the left that the filter takes, mirrored twice: (1799.5 * 1844 / 1800)
-  // is 1843.5, counted from the other side.
+  // Columns of the sheet are mirrored: counted from the right, the first visible column is number
+  // 1799, and column 1799.5 * 1844 / 1800 = 1843.5 of the page is the first one from the left.
   EXPECT_EQ(sheet.at(70, 25), pixel_of(page, 0, 0));
   // Row 1000 of 1197 is row 1000.5 * 1240 / 1197 = 1036.4 of the page.
   EXPECT_EQ(sheet.at(70, 1025), pixel_of(page, 0, 1036));

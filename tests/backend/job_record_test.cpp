@@ -81,7 +81,7 @@ TEST_F(Records, DamagedRecordIsIgnored) {
   EXPECT_TRUE(records.undecided_sheets_on("K9051234").empty());
 }
 
-// The job would begin again at its first sheet.
+// Without the error the job would begin again at its first sheet.
 TEST_F(Records, RecordThatCannotBeReadIsAnErrorAndStopsNoOtherJob) {
   RecordFolder records;
   ASSERT_EQ(records.open(folder(), -1, -1), 0);
@@ -139,7 +139,7 @@ TEST_F(Records, RecordBeforeAnUnsyncedSaveIsIntact) {
     record.printed = 4;
     record.sending = 0;
     ASSERT_EQ(records.save_unsynced(record), 0);
-    EXPECT_EQ(records.load(12, "urn:uuid:1"), record);  // by a process that comes after this one
+    EXPECT_EQ(records.load(12, "urn:uuid:1"), record);  // by a later process
     record.sending = 5;
     ASSERT_EQ(records.save(record), 0);
     const std::string last = content();
@@ -232,7 +232,7 @@ TEST_F(Records, LinkInPlaceOfTheFolderIsRefused) {
   std::filesystem::create_directory_symlink(root_ / "victim", folder());
   RecordFolder records;
   EXPECT_NE(records.open(folder(), -1, -1), 0);
-  EXPECT_EQ(records.save(kRecord), 0);  // nothing is kept
+  EXPECT_EQ(records.save(kRecord), 0);  // nothing is saved
   EXPECT_TRUE(std::filesystem::is_empty(root_ / "victim"));
 }
 

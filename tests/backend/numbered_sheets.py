@@ -1,4 +1,4 @@
-"""Sheets of the printer's stream that carry a number in their pixels.
+"""Sheets of the printer's stream that contain a number in their pixels.
 
 Written from the wire format alone: command blocks, image headers, controls. The number fills the planes, so
 that any part of a sheet identifies it.

@@ -57,7 +57,7 @@ class Run:
         raise AssertionError("the backend started no other process")
 
     def wait_until_the_signal_is_forwarded(self):
-        """Its end of the pipe to the process that prints is closed."""
+        """Waits until its end of the pipe to the process that prints is closed."""
         until = time.monotonic() + 60
         while self.has_pipes():
             if time.monotonic() > until:

@@ -176,7 +176,7 @@ class Soak:
         """Schedules the event of this sheet. Returns the line that the printer prints when it is due."""
         number = self.printed + sheet
         command, past = LOST_AFTER_SHEET.get(job.events[sheet], ("", ""))
-        if command and self.rng.random() < 0.2:  # the sheet was taken
+        if command and self.rng.random() < 0.2:  # the sheet was received
             self.sim.command(f"{command} after {number}")
             return f"{past} after sheet {number}"
         byte = self.rng.randrange(1, len(numbered_sheets.sheet(1, **job.size)))

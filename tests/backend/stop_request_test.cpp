@@ -38,7 +38,7 @@ class WatchedRequest : public testing::Test {
   int served_ = 0;
 };
 
-// They are called inside a sheet, where a question would be printed as pixels.
+// They are called inside a sheet, where a query to the printer would be printed as pixels.
 TEST_F(WatchedRequest, IsNotServedByCheckingForAStop) {
   EXPECT_FALSE(stop_->requested());
   EXPECT_EQ(stop_->age(), std::chrono::milliseconds(0));
@@ -56,7 +56,7 @@ TEST_F(WatchedRequest, DoesNotShortenAPause) {
   const auto begin = std::chrono::steady_clock::now();
   stop_->pause(std::chrono::milliseconds(50));
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(50));
-  EXPECT_EQ(served_, 2);  // the question and the end
+  EXPECT_EQ(served_, 2);  // the request and the end of file
 }
 
 }  // namespace

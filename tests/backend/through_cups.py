@@ -81,7 +81,7 @@ class ThroughCups(unittest.TestCase):
         return raster
 
     def numbers_of(self, raster):
-        """What identifies each sheet, from the filter alone."""
+        """The number that identifies each sheet, from a run of the filter alone."""
         ppd = self.cups.prefix / "share/cups/model/k905/K905.ppd"
         with open(raster, "rb") as pages:
             stream = subprocess.run([BUILD / "rastertok905", "1", "me", "t", "1", ""], stdin=pages,

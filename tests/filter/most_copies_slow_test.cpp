@@ -23,7 +23,8 @@ std::int64_t copies_logged = 0;
 std::int64_t copies_printed = 0;
 bool logged_wrong = false;
 
-// Whether the line is the first one of a copy. The pointer answers nearly all calls.
+// Whether the line is the first one of a copy. Comparing the pointer is enough for nearly all
+// calls.
 bool begins_copy(const char* format) {
   static const char* known = nullptr;
   static const char* other = nullptr;

@@ -101,7 +101,7 @@ TEST_P(GoldenTest, GivesTheAcceptedDumpAndTheLogOfTheReference) {
   job.input = raster_;
   const ReferenceResult wanted = reference_run(job);
   EXPECT_EQ(run.status, wanted.status);
-  EXPECT_TRUE(run.output == wanted.output) << "the reference prints something else";
+  EXPECT_TRUE(run.output == wanted.output) << "the output differs from that of the reference";
   EXPECT_EQ(lines_of(run.log), wanted.log);
 }
 

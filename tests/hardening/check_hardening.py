@@ -33,7 +33,7 @@ def main():
         print("SKIPPED: readelf is not installed (binutils)")
         return SKIPPED
     found = [f"{program} {words}" for program in sys.argv[1:] for words in lacking(program)]
-    print("\n".join(found) or f"{len(sys.argv) - 1} programs are as they should be")
+    print("\n".join(found) or f"{len(sys.argv) - 1} programs have all protections")
     return 1 if found or len(sys.argv) == 1 else 0
 
 

@@ -42,7 +42,7 @@ def with_paths_of_the_test(commands, cups, printer, device):
     commands = re.sub("^sudo lpadmin -p (\\w+) .*-m everywhere$", r"\g<0>" "\n"
                       r"until lpoptions -p \1 | grep -q 'IPP Everywhere'; do sleep 0.1; done", commands,
                       flags=re.MULTILINE)
-    # k905-setup refuses to share a queue that is printing, and k905-status has no state to show (exit status 3)
+    # k905-setup refuses --share while a job is printing, and k905-status has no state to show (exit status 3)
     # until the backend is connected.
     commands = re.sub(r"^(sudo k905-setup .*--share\b|k905-status photo\b)", lambda found: ALL_PRINTED + found[0], commands,
                       flags=re.MULTILINE)

@@ -51,7 +51,7 @@ bool processor_can_fuse() {
 using Pixel = std::array<std::uint8_t, 3>;
 
 // Sends a row of `width` equal pixels through the plan, which may select tables and vector kernels,
-// so that vector loops run and not only their scalar tails.
+// so that vector loops run and not only their scalar remainders.
 Pixel adjusted(const PrintOptions& options, Pixel pixel, std::size_t width) {
   TonePlan plan;
   plan.prepare(options);
@@ -256,7 +256,7 @@ TEST(ToneNumbers, AreRoundedAfterEveryStepInTheWrittenOrder) {
     PrintOptions options{.paper_config = nullptr};
     std::snprintf(options.color_correction, sizeof options.color_correction, "%s", c.correction);
     for (const auto& [field, value] : c.settings) options.*field = value;
-    for (const std::size_t width : {1, 100}) {  // scalar tail, vector loop
+    for (const std::size_t width : {1, 100}) {  // scalar remainder, vector loop
       EXPECT_EQ(adjusted(options, c.in, width), c.out)
           << "case " << &c - cases().data() << ", width " << width;
     }

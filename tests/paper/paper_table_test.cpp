@@ -17,7 +17,7 @@ std::string name_of(const PaperConfig* paper) {
   return paper != nullptr ? paper->ppd_name : "(none)";
 }
 
-// A typing error in the table costs sheets and is not detected elsewhere: every number is compared
+// A typing error in the table wastes sheets and is not detected elsewhere: every number is compared
 // with the reference's own table.
 TEST(PaperTable, HasTheNumbersOfTheReference) {
   ASSERT_EQ(paper_sizes.size(), reference::papers().size());

@@ -314,7 +314,7 @@ PageLayout canvas_without_bleed(std::int32_t width, std::int32_t height) {
           .has_user_bleed = false};
 }
 
-// Sends an image (first plane; the others are kept apart by constant offsets) to the canvas.
+// Sends an image (first plane; the others differ from it by constant offsets) to the canvas.
 Bytes placed(const PageLayout& layout, bool rotated, std::size_t width, std::size_t height,
              const Bytes& image) {
   Canvas canvas;

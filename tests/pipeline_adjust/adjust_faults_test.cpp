@@ -32,7 +32,7 @@ Replacement srgb_profile;
 Replacement create_transform;
 Replacement large_malloc;  // counts requests of 100 bytes and more
 std::size_t transformed_pixels = 0;
-// From this base on powf returns less than it should.
+// For bases in this range powf returns less than it should.
 float powf_dips_from = 1.0f;
 float powf_dips_to = 0.0f;
 

@@ -146,7 +146,7 @@ TEST(PrintKilled, EndsTheFilterToo) {
 // planes.
 TEST(PrintShortOfMemory, FinishesTheCurrentSheetAndReportsTheReason) {
 #ifdef K905_SANITIZED
-  GTEST_SKIP() << "memory is the sanitizer's here";
+  GTEST_SKIP() << "the sanitizer replaces the allocation functions";
 #endif
   for (int plane = 1; plane <= 6; ++plane) {
     SCOPED_TRACE("plane " + std::to_string(plane));

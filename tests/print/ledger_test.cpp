@@ -196,7 +196,7 @@ TEST_F(LedgerTest, SheetsOfAnEventAreCountedOnAllDaysAndInAllFolders) {
   EXPECT_THAT(history_line(ledger_->history().back()), testing::EndsWith("  event another"));
 }
 
-// Two programs that found the last sheet of the limit free at the same time.
+// Two programs that at the same time found that one more sheet is allowed.
 TEST_F(LedgerTest, NoSheetIsStartedAboveTheLimitOfItsEvent) {
   limit_ = {1, "party"};
   order("a.jpg");

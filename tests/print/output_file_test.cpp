@@ -103,7 +103,7 @@ TEST(OutputFile, FailureKeepsTheExistingFile) {
   EXPECT_THAT(names_in(folder), ElementsAre("job"));
   struct stat status = {};
   ASSERT_EQ(stat(path.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777U, 0640U) << "another mode";
+  EXPECT_EQ(status.st_mode & 07777U, 0640U) << "the mode has changed";
 }
 
 TEST(OutputFile, AnEmptyFileIsNotRemoved) {

@@ -21,7 +21,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-// Left dark, right bright, the lower half bluer, so that every rotation looks different.
+// Dark on the left, bright on the right, bluer in the lower half: every rotation looks different.
 std::vector<std::uint8_t> rows_of(std::uint32_t width, std::uint32_t height,
                                   std::size_t channels = 3) {
   std::vector<std::uint8_t> rows;

@@ -23,7 +23,7 @@ class RunningProgram {
 
   void send_signal(int number) const;
 
-  // Reads to the end and waits. Returns the exit status, or -1 and the signal.
+  // Reads to the end and waits. Returns the exit status, or -1 if a signal ended it.
   int wait();
 
   [[nodiscard]] const std::string& output() const { return text_; }

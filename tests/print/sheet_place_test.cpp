@@ -35,7 +35,7 @@ std::uint32_t pixel_at(const Picture& picture, std::size_t x, std::size_t y) {
   return static_cast<std::uint32_t>(at[0] | at[1] << 8 | at[2] << 16);
 }
 
-// The pixel that the filter's last stage takes for a position of the effective area: the nearest
+// The pixel that the filter's last stage uses for a position of the effective area: the nearest
 // one.
 std::size_t nearest_pixel(std::size_t place, std::size_t from, std::size_t to) {
   const double scale = static_cast<double>(to) / static_cast<double>(from);

@@ -2,7 +2,7 @@
 
 KIND is file, device, queue or queue_without_history. Photos of different colors wait in a folder; the
 program is killed just before one of its calls that change something (kill_at_call.cpp), a different one
-each time, and started again. In the end every photo must have come out once; with a device, a photo may
+each time, and started again. In the end every photo must have been printed once; with a device, a photo may
 be missing when the program named it as in doubt. Exit status 77: the test cannot run on this
 machine.
 """
@@ -230,7 +230,7 @@ def check(target, output, total, kills):
     unknown = set(printed) - set(range(total))
     assert not unknown, f"colors of no photo: {unknown}"
     if isinstance(target, Device):
-        assert missing <= set(doubts), f"lost and not named: {sorted(missing - set(doubts))}"
+        assert missing <= set(doubts), f"lost and not reported: {sorted(missing - set(doubts))}"
         assert len(doubts) <= kills
     else:
         assert not missing, f"lost: {sorted(missing)}"

@@ -679,7 +679,7 @@ std::vector<std::string> statements_of_run(int photos, const std::vector<std::st
   std::vector<std::string> statements;
   std::istringstream lines(folder.read("steps").value_or(""));
   for (std::string line; std::getline(lines, line);) {
-    // Asked in each round of the wait, so their number depends on the time.
+    // Queried in each round of the wait, so their number depends on the time.
     if (!line.ends_with("PRAGMA data_version")) {
       statements.push_back(line);
     }

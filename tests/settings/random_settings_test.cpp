@@ -17,7 +17,7 @@
 
 namespace {
 
-// Taken while the program's globals are still being initialized.
+// A copy that is made while the program's globals are still being initialized.
 const PrintOptions before_main = current_options;
 
 std::vector<std::string> words_of(const std::string& text) {

@@ -32,7 +32,7 @@ void close_descriptor(int& descriptor) {
   }
 }
 
-// In a private mount namespace, so that other processes do not see the other /tmp.
+// Mounts the folder in a private mount namespace, so that other processes keep their /tmp.
 bool mount_over_tmp(const char* folder) {
   return unshare(CLONE_NEWNS) == 0 &&
          mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&

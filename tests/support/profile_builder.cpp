@@ -65,7 +65,7 @@ cmsHPROFILE new_printer_profile(cmsColorSpaceSignature space,
   return profile;
 }
 
-// A crude printer: the lightness decides the ink, the a and b axes divide it up.
+// A rough model of a printer: the lightness decides the amount of ink, a and b distribute it.
 cmsInt32Number lab_to_inks(const cmsUInt16Number in[], cmsUInt16Number out[], void*) {
   const int ink = 65535 - std::min(65535, in[0] + in[0] / 256);
   const int a = in[1] - 32768;

@@ -9,7 +9,7 @@
 [[nodiscard]] std::string wide_rgb_profile();    // wide primaries, gamma 1.8
 [[nodiscard]] std::string cmyk_table_profile();  // a printer with four inks, by tables
 [[nodiscard]] std::string rgb_matrix_profile(double gamma);
-[[nodiscard]] std::string rgb_table_profile();  // a printer: another table for each intent
+[[nodiscard]] std::string rgb_table_profile();  // a printer with a different table for each intent
 [[nodiscard]] std::string gray_profile();       // one channel, gamma 2.2
 [[nodiscard]] std::string lab_profile();        // not a device profile
 // The header names `space`, but the profile has no data for a transform.

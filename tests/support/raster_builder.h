@@ -27,7 +27,7 @@ enum class RasterKind { kUncompressed, kCompressed };
                                                        unsigned colors = 3,
                                                        unsigned bits_per_color = 8);
 
-// As many zero bytes as the header says.
+// A page of zero bytes, of the size that the header gives.
 [[nodiscard]] RasterPage blank_page(const cups_page_header2_t& header);
 
 // Random bytes.
