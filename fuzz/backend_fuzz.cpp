@@ -377,12 +377,12 @@ bool schedule_interruption(Input& input, FuzzedPrinter& fuzzed) {
   return true;
 }
 
-constexpr int kMostInterruptions = 4;
+constexpr int kMaxInterruptions = 4;
 
 // Returns the exit status of the job after all interruptions.
 int run_to_the_end(Input& input, FuzzedPrinter& fuzzed, const std::string& folder,
                    const std::string& stream) {
-  for (int i = 0; i < kMostInterruptions && schedule_interruption(input, fuzzed); ++i) {
+  for (int i = 0; i < kMaxInterruptions && schedule_interruption(input, fuzzed); ++i) {
     const std::optional<int> status = run_job(fuzzed, folder, kJob, stream);
     stop_at = kNever;
     fuzzed.kill_at(kNever);
