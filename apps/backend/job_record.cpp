@@ -19,7 +19,6 @@
 #include <memory>
 #include <sstream>
 #include <string_view>
-#include <system_error>
 
 #include "apps/backend/sheet_lock.h"
 #include "apps/base/descriptor.h"
@@ -273,17 +272,14 @@ int RecordFolder::read(const std::string& file, std::optional<JobRecord>& record
   return 0;
 }
 
-JobRecord RecordFolder::load(int job, const std::string& identity) const {
-  std::optional<JobRecord> record;
-  const int error = folder_ < 0 ? 0 : read(file_name(job), record);
-  if (error != 0) {
-    throw std::system_error(error, std::generic_category(),
-                            "The record of job " + std::to_string(job) + " cannot be read");
+int RecordFolder::load(int job, const std::string& identity, JobRecord& record) const {
+  std::optional<JobRecord> found;
+  if (const int error = folder_ < 0 ? 0 : read(file_name(job), found)) {
+    return error;
   }
-  if (record && record->job == job && record->identity == one_line(identity)) {
-    return *record;
-  }
-  return {.job = job, .identity = identity, .printer = ""};
+  const bool is_of_this_job = found && found->job == job && found->identity == one_line(identity);
+  record = is_of_this_job ? *found : JobRecord{.job = job, .identity = identity, .printer = ""};
+  return 0;
 }
 
 void RecordFolder::for_each_record(

@@ -50,9 +50,9 @@ class RecordFolder {
   [[nodiscard]] bool try_lock_job(int job);
   void unlock_job(int job);
 
-  // The job's record, an empty one if there is none or it belongs to an earlier job with this
-  // number. Throws std::system_error if it cannot be read: the job must not begin again then.
-  [[nodiscard]] JobRecord load(int job, const std::string& identity) const;
+  // Reads the job's record, an empty one if there is none or it belongs to an earlier job with this
+  // number. Returns 0 or errno; then the job must not begin again.
+  [[nodiscard]] int load(int job, const std::string& identity, JobRecord& record) const;
 
   // The records with a sheet whose outcome the life counter of this printer can decide. Only the
   // process that has the lock of the job may change such a record.

@@ -68,7 +68,9 @@ int JobRunner::run() {
   if (!lock_printer() || !session_.wait_until_connected(Phase::kBeforeSheet) || !lock_job()) {
     return end_stopped_job();
   }
-  record_ = records_.load(options_.job, options_.identity);
+  if (!load_record()) {
+    return kStopQueue;
+  }
   is_reprint_ = is_reprint_requested();
   if (const int status = decide_undecided_sheets()) {
     return status;
@@ -223,10 +225,9 @@ int JobRunner::decide_sheet_of(int job) {
                                   [job](const JobRecord& record) { return record.job == job; });
   const int status = found == undecided.end() ? kDone : decide(*found);
   if (is_own) {
-    record_ = records_.load(options_.job, options_.identity);
-  } else {
-    records_.unlock_job(job);
+    return load_record() ? status : kStopQueue;
   }
+  records_.unlock_job(job);
   return status;
 }
 
@@ -377,6 +378,15 @@ bool JobRunner::is_reprint_requested() const {
 int JobRunner::end_stopped_job() {
   (void)records_.sync();
   return kTryAgain;
+}
+
+bool JobRunner::load_record() {
+  const int error_number = records_.load(options_.job, options_.identity, record_);
+  if (error_number != 0) {
+    error(std::string("The record of printed sheets cannot be read, nothing is sent: ") +
+          std::strerror(error_number));
+  }
+  return error_number == 0;
 }
 
 bool JobRunner::is_saved(int error_number) {

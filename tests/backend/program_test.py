@@ -489,10 +489,27 @@ class Interruptions(Backend):
 
 class Records(Backend):
 
-    def assert_stopped(self, run):
+    def assert_stopped(self, run, action="saved"):
         self.assertEqual(run.wait(), STOP_QUEUE, run.log_lines())
-        self.assertTrue(any(line.startswith("ERROR: The record of printed sheets cannot be saved, nothing is sent: ")
+        self.assertTrue(any(line.startswith(f"ERROR: The record of printed sheets cannot be {action}, nothing is sent: ")
                             for line in run.log_lines()), run.log_lines())
+
+    def test_a_record_that_cannot_be_read_stops_the_queue_and_the_job_continues_later(self):
+        self.sim.set(remaining=2)
+        run = self.start(numbered_sheets.job(4))
+        self.wait_until(lambda: "STATE: +media-empty-error" in run.log_lines(), "the reason")
+        run.process.send_signal(signal.SIGTERM)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.sim.set(remaining=400)
+        record = self.cache / "k905/job-7"
+        record.rename(self.scratch / "kept")
+        record.mkdir()  # reading it is an error, also for root
+        self.assert_stopped(self.start(numbered_sheets.job(4)), "read")
+        self.assert_printed([1, 2])
+        record.rmdir()
+        (self.scratch / "kept").rename(record)
+        self.assertEqual(self.start(numbered_sheets.job(4)).wait(), DONE)
+        self.assert_printed([1, 2, 3, 4])
 
     def test_a_full_disk_stops_the_queue_and_the_job_continues_when_there_is_space(self):
         self.assert_stopped(self.start(numbered_sheets.job(4), most_file_bytes=MESSAGE_BYTES))
