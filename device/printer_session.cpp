@@ -233,8 +233,8 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
     // The printer answers, but repeatedly not the question that decides.
     unanswered = life.error == 0 ? 0 : unanswered + 1;
     if (printer_.is_open() && unanswered >= kUnansweredMeansOffline) {
-      printer_.close();
-      obstacle = connection_obstacle(life.error);
+      // Not closed: opened again, the printer would get only a short time to count the sheet.
+      obstacle = {Kind::kOffline, life.error, kOffline, problem_text(life.error)};
     }
     if (!owner_.wait(Phase::kAfterSheet, obstacle, kOutcomePause)) {
       return Outcome::kUndecided;

@@ -302,6 +302,7 @@ TEST_F(PrinterTest, PrinterWithoutALifeCounterAfterASheetIsShownAsNotAnswering) 
   EXPECT_EQ(session.find_outcome({.life = 1233, .buffers = 2}, "K9051234", false),
             PrinterSession::Outcome::kUndecided);
   EXPECT_EQ(shown.back().sentence, "the printer does not answer");
+  EXPECT_TRUE(session.printer().is_open());
 }
 
 TEST_F(PrinterTest, PrinterThatNeverReportsItsMediaIsShownAsNotAnswering) {
