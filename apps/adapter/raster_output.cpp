@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 
 namespace k905 {
 
@@ -35,7 +35,7 @@ bool RasterOutput::write_header(const cups_page_header2_t& header) {
 
 bool RasterOutput::flush() {
   const std::string_view bytes(reinterpret_cast<const char*>(buffer_.data()), buffer_.size());
-  failed_ = failed_ || !write_whole(descriptor_, bytes);
+  failed_ = failed_ || !write_all(descriptor_, bytes);
   buffer_.clear();
   return !failed_;
 }

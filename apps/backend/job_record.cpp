@@ -23,7 +23,7 @@
 #include "apps/backend/sheet_lock.h"
 #include "apps/base/descriptor.h"
 #include "apps/base/fnv1a.h"
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 
 namespace k905::backend {
 
@@ -358,7 +358,7 @@ int RecordFolder::create(const JobRecord& record) {
     text += version_text(record, sequence_);
   }
   --sequence_;
-  const bool saved = file_ && write_whole(file_.get(), text) && fsync(file_.get()) == 0 &&
+  const bool saved = file_ && write_all(file_.get(), text) && fsync(file_.get()) == 0 &&
                      renameat(folder_, new_name.c_str(), folder_, name.c_str()) == 0 &&
                      fsync(folder_) == 0;
   return saved ? 0 : close_file(errno);

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 #include "device/status_reasons.h"
 
 namespace k905::backend {
@@ -17,7 +17,7 @@ bool write_line(std::string_view prefix, std::string_view text) {
   std::replace_if(
       line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r' || c == '\0'; }, ' ');
   line += '\n';
-  return write_whole(STDERR_FILENO, line);
+  return write_all(STDERR_FILENO, line);
 }
 
 StateReason::StateReason() {

@@ -5,11 +5,11 @@
 
 #include <cerrno>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 
 int anonymous_file_with(const char* label, std::string_view bytes) {
   const int file = memfd_create(label, MFD_CLOEXEC);
-  if (file < 0 || (write_whole(file, bytes) && lseek(file, 0, SEEK_SET) == 0)) {
+  if (file < 0 || (write_all(file, bytes) && lseek(file, 0, SEEK_SET) == 0)) {
     return file;
   }
   const int reason = errno;

@@ -13,7 +13,7 @@
 #include <span>
 #include <string_view>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 #include "apps/image/vips_image.h"
 
 namespace k905 {
@@ -79,7 +79,7 @@ bool write_to_path(const std::string& path, std::string_view bytes, std::string&
   const int descriptor = is_output
                              ? STDOUT_FILENO
                              : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  const bool written = descriptor >= 0 && write_whole(descriptor, bytes);
+  const bool written = descriptor >= 0 && write_all(descriptor, bytes);
   int failure = written ? 0 : errno;
   const bool removable = !is_output && is_regular_file(descriptor);
   if (!is_output && close(descriptor) != 0 && written) {

@@ -15,7 +15,7 @@
 
 #include "apps/base/descriptor.h"
 #include "apps/base/spawn.h"
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 
 namespace k905 {
 
@@ -32,8 +32,8 @@ constexpr rlim_t kMaxCpuSeconds = 120;               // of CPU time
 bool write_answer(int out, const Prepared& prepared, const std::string& error) {
   const std::string& text = error.empty() ? prepared.warning : error;
   const auto& bytes = prepared.picture.bytes;
-  return write_whole(out, {text.c_str(), text.size() + 1}) &&
-         write_whole(out, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  return write_all(out, {text.c_str(), text.size() + 1}) &&
+         write_all(out, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 void limit_this_process() {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 
 namespace k905 {
 
@@ -71,7 +71,7 @@ RasterWriter::RasterWriter(int descriptor, bool compressed)
     : RasterWriter(
           [descriptor](const std::uint8_t* bytes, std::size_t count) -> const char* {
             const std::string_view text(reinterpret_cast<const char*>(bytes), count);
-            return write_whole(descriptor, text) ? nullptr : std::strerror(errno);
+            return write_all(descriptor, text) ? nullptr : std::strerror(errno);
           },
           compressed) {}
 

@@ -10,7 +10,7 @@
 
 #include "apps/base/descriptor.h"
 #include "apps/base/text.h"
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 #include "apps/print/photo_file.h"
 
 namespace k905 {
@@ -45,7 +45,7 @@ bool is_same_file(const std::string& path, const FileStamp& stamp) {
 
 bool write_reason(const std::string& path, const std::string& reason) {
   Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-  return file && write_whole(file.get(), reason + "\n") && close(file.release()) == 0;
+  return file && write_all(file.get(), reason + "\n") && close(file.release()) == 0;
 }
 
 }  // namespace

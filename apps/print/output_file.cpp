@@ -14,7 +14,7 @@
 #include <system_error>
 #include <thread>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 
 namespace k905 {
 
@@ -179,7 +179,7 @@ std::optional<FilePlace> OutputFile::place() const {
 }
 
 bool OutputFile::write(const void* bytes, std::size_t count) {
-  return write_whole(descriptor_.get(), {static_cast<const char*>(bytes), count});
+  return write_all(descriptor_.get(), {static_cast<const char*>(bytes), count});
 }
 
 bool OutputFile::commit() {

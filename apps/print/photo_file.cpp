@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "apps/base/fnv1a.h"
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 
 namespace k905 {
 
@@ -83,7 +83,7 @@ bool PhotoFile::copy_bytes(int file) {
     if (content_.size > stamp_.size) {
       return true;
     }
-    if (!write_whole(copy_.get(), piece)) {
+    if (!write_all(copy_.get(), piece)) {
       return false;
     }
   }

@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 #include "tests/cli/interactive_process.h"
 #include "tests/cli/small_job.h"
 #include "tests/support/captured_log.h"
@@ -199,7 +199,7 @@ TEST_F(ByHandLog, IsNeverOpenedAsStandardOutput) {
   const int child = start_child(setup_, in.read_end, -1, err.write_end);
   close(in.read_end);
   close(err.write_end);
-  ASSERT_TRUE(write_whole(in.write_end, setup_.input));
+  ASSERT_TRUE(write_all(in.write_end, setup_.input));
   close(in.write_end);
   EXPECT_EQ(wait_for_child(child).status, 0);
   close(err.read_end);
@@ -489,7 +489,7 @@ TEST(NonBlocking, InputWithoutDataIsWaitedFor) {
   const std::string input = job_of(1);
   for (std::size_t at = 0; at < input.size(); at += 1000) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    ASSERT_TRUE(write_whole(in.write_end, input.substr(at, 1000)));
+    ASSERT_TRUE(write_all(in.write_end, input.substr(at, 1000)));
   }
   close(in.write_end);
   EXPECT_EQ(wait_for_child(child).status, 0);
@@ -529,7 +529,7 @@ TEST(NonBlocking, OutputThatBecomesNonBlockingInASheetIsWaitedFor) {
   const int child = start_child(under_cups(), in.read_end, out.write_end, log);
   close(in.read_end);
   close(log);
-  ASSERT_TRUE(write_whole(in.write_end, job_of(1)));
+  ASSERT_TRUE(write_all(in.write_end, job_of(1)));
   close(in.write_end);
   std::array<char, 4096> piece;
   ssize_t got = read(out.read_end, piece.data(), piece.size());
@@ -556,7 +556,7 @@ TEST(NonBlocking, OutputIsSetToBlockingSoThatNoPlaneIsTruncated) {
   close(in.read_end);
   close(out.write_end);
   close(log);
-  ASSERT_TRUE(write_whole(in.write_end, job_of(1)));
+  ASSERT_TRUE(write_all(in.write_end, job_of(1)));
   close(in.write_end);
   std::string output;
   std::array<char, 65536> piece;

@@ -7,7 +7,7 @@
 #include <array>
 #include <csignal>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 #include "tests/support/captured_log.h"
 
 namespace {
@@ -38,7 +38,7 @@ InteractiveProcess::~InteractiveProcess() {
 }
 
 void InteractiveProcess::write_input(const std::string& bytes) const {
-  (void)write_whole(in_.write_end, bytes);  // fails if the child has ended
+  (void)write_all(in_.write_end, bytes);  // fails if the child has ended
 }
 
 void InteractiveProcess::end_input() {

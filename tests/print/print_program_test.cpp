@@ -14,7 +14,7 @@
 #include <set>
 #include <sstream>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 #include "apps/image/photo.h"
 #include "apps/wire/printer_stream.h"
 #include "tests/apps/picture_files.h"
@@ -910,9 +910,9 @@ TEST(PrintProgram, StopFinishesTheCurrentSheetAndNamesTheOtherPhotos) {
   // More than fits in the pipe: it is written while the program reads the photo.
   const auto first = static_cast<std::size_t>(capacity) + 1;
   ASSERT_LT(first, current_photo.size());
-  EXPECT_TRUE(write_whole(input.write_end, std::string_view(current_photo).substr(0, first)));
+  EXPECT_TRUE(write_all(input.write_end, std::string_view(current_photo).substr(0, first)));
   program.send_signal(SIGTERM);
-  EXPECT_TRUE(write_whole(input.write_end, std::string_view(current_photo).substr(first)));
+  EXPECT_TRUE(write_all(input.write_end, std::string_view(current_photo).substr(first)));
   close(input.write_end);
   EXPECT_EQ(program.wait(), 1);
   EXPECT_EQ(program.output(), "- -> " + job + "\nk905-print: stopped; not printed: " + other +

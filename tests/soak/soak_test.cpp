@@ -19,7 +19,7 @@
 #include <sstream>
 #include <thread>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 #include "apps/wire/printer_stream.h"
 #include "tests/support/child_process.h"
 #include "tests/support/environment_guard.h"
@@ -199,9 +199,9 @@ std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
   std::promise<void> all_seen;
   std::thread writer([&] {
     const std::string opening = raw_raster_stream({});
-    (void)write_whole(in.write_end, opening);
+    (void)write_all(in.write_end, opening);
     for (unsigned i = 0; i < pages; ++i) {
-      (void)write_whole(in.write_end, page_with(first + i));
+      (void)write_all(in.write_end, page_with(first + i));
     }
     all_seen.get_future().wait();
     close(in.write_end);
@@ -225,7 +225,7 @@ std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
   ssize_t got = 0;
   while (!::testing::Test::HasFailure() &&
          (got = read(out.read_end, piece.data(), piece.size())) > 0) {
-    EXPECT_TRUE(write_whole(wire, {piece.data(), static_cast<std::size_t>(got)}));
+    EXPECT_TRUE(write_all(wire, {piece.data(), static_cast<std::size_t>(got)}));
     parser.feed(reinterpret_cast<const std::uint8_t*>(piece.data()), static_cast<std::size_t>(got));
   }
   close(wire);

@@ -8,7 +8,7 @@
 #include <csignal>
 #include <utility>
 
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 #include "tests/support/build_paths.h"
 #include "tests/support/child_process.h"
 
@@ -73,7 +73,7 @@ std::string SimulatedPrinter::next_line() {
 
 std::vector<std::string> SimulatedPrinter::command(const std::string& text) {
   std::vector<std::string> lines;
-  if (write_whole(input_, text + "\n")) {
+  if (write_all(input_, text + "\n")) {
     do {
       lines.push_back(next_line());
     } while (!lines.back().empty() && !lines.back().ends_with("ok") &&
@@ -92,7 +92,7 @@ bool SimulatedPrinter::send(const std::string& bytes) const {
   if (terminal < 0) {
     return false;
   }
-  const bool sent = write_whole(terminal, bytes);
+  const bool sent = write_all(terminal, bytes);
   close(terminal);
   return sent;
 }

@@ -1,4 +1,4 @@
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -12,9 +12,9 @@
 
 namespace {
 
-class WriteWhole : public ::testing::Test {
+class WriteAll : public ::testing::Test {
  protected:
-  ~WriteWhole() override {
+  ~WriteAll() override {
     close(pipe_.read_end);
     close(pipe_.write_end);
   }
@@ -23,7 +23,7 @@ class WriteWhole : public ::testing::Test {
   void script(const std::deque<hooks::Step>& steps) const {
     hooks::write_script = {.descriptor = pipe_.write_end, .steps = steps};
   }
-  [[nodiscard]] bool write_photograph() const { return write_whole(pipe_.write_end, "photograph"); }
+  [[nodiscard]] bool write_photograph() const { return write_all(pipe_.write_end, "photograph"); }
   [[nodiscard]] std::string taken() const {
     char bytes[32];
     const ssize_t got = read(pipe_.read_end, bytes, sizeof bytes);
@@ -34,35 +34,35 @@ class WriteWhole : public ::testing::Test {
   Pipe pipe_ = make_pipe();
 };
 
-TEST_F(WriteWhole, ContinuesAfterAPartialWrite) {
+TEST_F(WriteAll, ContinuesAfterAPartialWrite) {
   script({{.at_most = 4}, {.at_most = 1}});
   EXPECT_TRUE(write_photograph());
   EXPECT_EQ(taken(), "photograph");
 }
 
-TEST_F(WriteWhole, ContinuesAfterASignal) {
+TEST_F(WriteAll, ContinuesAfterASignal) {
   script({{.error = EINTR}, {.at_most = 4}, {.error = EINTR}});
   EXPECT_TRUE(write_photograph());
   EXPECT_EQ(taken(), "photograph");
 }
 
-TEST_F(WriteWhole, ReportsTheError) {
+TEST_F(WriteAll, ReportsTheError) {
   script({{.at_most = 4}, {.error = ENOSPC}});
   EXPECT_FALSE(write_photograph());
   EXPECT_EQ(errno, ENOSPC);
   EXPECT_EQ(taken(), "phot");
 }
 
-TEST_F(WriteWhole, WriteOfZeroBytesIsAnError) {
+TEST_F(WriteAll, WriteOfZeroBytesIsAnError) {
   script({{.at_most = 4}, {.at_most = 0}});
   errno = 0;
   EXPECT_FALSE(write_photograph());
   EXPECT_EQ(errno, EIO);
 }
 
-TEST_F(WriteWhole, WithoutBytesMakesNoCall) {
+TEST_F(WriteAll, WithoutBytesMakesNoCall) {
   script({{.error = EBADF}});
-  EXPECT_TRUE(write_whole(pipe_.write_end, ""));
+  EXPECT_TRUE(write_all(pipe_.write_end, ""));
   EXPECT_EQ(hooks::write_script.steps.size(), 1U);
 }
 

@@ -5,4 +5,4 @@
 
 // Continues after a signal and after a partial write. False with errno set if not everything was
 // written; EIO if the system gave no reason.
-[[nodiscard]] bool write_whole(int descriptor, std::string_view bytes);
+[[nodiscard]] bool write_all(int descriptor, std::string_view bytes);

@@ -1,10 +1,10 @@
-#include "apps/base/write_whole.h"
+#include "apps/base/write_all.h"
 
 #include <unistd.h>
 
 #include <cerrno>
 
-bool write_whole(int descriptor, std::string_view bytes) {
+bool write_all(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) {
