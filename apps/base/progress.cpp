@@ -13,7 +13,7 @@ Progress::Progress(std::string what, int total)
 Progress::~Progress() { erase(); }
 
 void Progress::show(int done) {
-  const std::lock_guard lock(in_use_);
+  const std::lock_guard lock(mutex_);
   using std::chrono::milliseconds;
   const auto now = std::chrono::steady_clock::now();
   if (!on_terminal_ || (shown_ && now - last_ < milliseconds(100))) {
@@ -26,7 +26,7 @@ void Progress::show(int done) {
 }
 
 void Progress::erase() {
-  const std::lock_guard lock(in_use_);
+  const std::lock_guard lock(mutex_);
   if (shown_) {
     std::fprintf(stderr, "\r\033[K");
     shown_ = false;

@@ -21,7 +21,7 @@ class Progress {
   void erase();
 
  private:
-  std::mutex in_use_;  // lines are also written while another thread prints
+  std::mutex mutex_;  // lines are also written while another thread prints
   std::string what_;
   int total_;
   bool on_terminal_;

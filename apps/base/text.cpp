@@ -25,9 +25,9 @@ std::size_t character_length(std::string_view text) {
     }
     code = code << 6 | (byte(i) & 0x3F);
   }
-  const bool over_long = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
+  const bool is_overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
   const bool is_invalid = (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF;
-  return over_long || is_invalid ? 0 : length;
+  return is_overlong || is_invalid ? 0 : length;
 }
 
 }  // namespace
