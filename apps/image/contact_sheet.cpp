@@ -46,7 +46,7 @@ bool ContactSheet::add(const std::string& caption, Picture picture) {
 
 Picture ContactSheet::picture() const {
   const Grid grid = grid_of(tiles_.size(), columns_, width_, tallest_);
-  Picture sheet = blank_picture(static_cast<std::uint32_t>(grid.width),
+  Picture sheet = black_picture(static_cast<std::uint32_t>(grid.width),
                                 static_cast<std::uint32_t>(grid.height));
   std::fill(sheet.bytes.begin(), sheet.bytes.end(), kGray);
   for (std::uint32_t i = 0; i < tiles_.size(); ++i) {

@@ -16,7 +16,7 @@ std::uint16_t Picture::sample(std::uint32_t x, std::uint32_t y, int channel) con
   return value;
 }
 
-Picture blank_picture(std::uint32_t width, std::uint32_t height) {
+Picture black_picture(std::uint32_t width, std::uint32_t height) {
   Picture picture;
   picture.width = width;
   picture.height = height;
@@ -25,7 +25,7 @@ Picture blank_picture(std::uint32_t width, std::uint32_t height) {
 }
 
 Picture eight_bit_colors(const Picture& picture) {
-  Picture colors = blank_picture(picture.width, picture.height);
+  Picture colors = black_picture(picture.width, picture.height);
   std::uint8_t* out = colors.bytes.data();
   for (std::uint32_t y = 0; y < picture.height; ++y) {
     for (std::uint32_t x = 0; x < picture.width; ++x) {

@@ -46,7 +46,7 @@ inline constexpr std::uint64_t kMaxPixels = 1ULL << 28;
 inline constexpr std::uint64_t kMaxSide = 1ULL << 20;
 
 // A black image of 8-bit red, green and blue.
-[[nodiscard]] Picture blank_picture(std::uint32_t width, std::uint32_t height);
+[[nodiscard]] Picture black_picture(std::uint32_t width, std::uint32_t height);
 
 // Returns a gray or color image in 8 bits of red, green and blue, without color conversion.
 [[nodiscard]] Picture eight_bit_colors(const Picture& picture);

@@ -46,7 +46,7 @@ Picture page_of(const Picture& canvas, const PaperConfig& paper, const VisibleAr
 }  // namespace
 
 Picture sheet_picture(const Sheet& sheet, Mirror mirror) {
-  Picture picture = blank_picture(sheet.width, sheet.height);
+  Picture picture = black_picture(sheet.width, sheet.height);
   std::uint8_t* out = picture.bytes.data();
   for (std::size_t y = 0; y < sheet.height; ++y) {
     const std::size_t row = y * sheet.width;
@@ -81,7 +81,7 @@ ShownSheet shown_sheet(const Sheet& sheet, SheetView view) {
     pages.push_back(page_of(canvas, *paper, area, rows_per_row));
     height += (pages.size() > 1 ? kGap : 0) + pages.back().height;
   }
-  Picture shown = blank_picture(pages.front().width, height);
+  Picture shown = black_picture(pages.front().width, height);
   std::fill(shown.bytes.begin(), shown.bytes.end(), kGray);
   std::uint32_t top = 0;
   for (const Picture& page : pages) {

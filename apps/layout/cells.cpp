@@ -109,7 +109,7 @@ Picture sheet_with(Picture photo, const Cell& cell, const SheetPlace& place) {
   if (cell.width == size.width && cell.height == size.height) {
     return photo;
   }
-  Picture sheet = blank_picture(size.width, size.height);
+  Picture sheet = black_picture(size.width, size.height);
   std::ranges::fill(sheet.bytes, std::uint8_t{255});
   paste(sheet, eight_bit_colors(photo), cell.left, cell.top);
   return sheet;

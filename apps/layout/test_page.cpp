@@ -117,7 +117,7 @@ class RulerPage {
 }  // namespace
 
 Picture test_page(const SheetPlace& place) {
-  Picture picture = blank_picture(picture_size(place).width, picture_size(place).height);
+  Picture picture = black_picture(picture_size(place).width, picture_size(place).height);
   std::fill(picture.bytes.begin(), picture.bytes.end(), std::uint8_t{0xFF});
   for (const SheetFrame& frame : place.frames) {
     RulerPage(place, frame).draw(picture, place.paper->label);

@@ -139,7 +139,7 @@ std::optional<Picture> read_sheet(const JobSetup& setup, std::span<Source> sourc
   if (cells.size() == 1) {
     sheet = sheet_with(std::move(*cells.front().photo), cells.front().cell, place);
   } else {
-    sheet = blank_picture(picture_size(place).width, picture_size(place).height);
+    sheet = black_picture(picture_size(place).width, picture_size(place).height);
     for (const FilledCell& cell : cells) {
       paste(sheet, eight_bit_colors(*cell.photo), cell.cell.left, cell.cell.top);
     }

@@ -130,7 +130,7 @@ Color scene_at(double aspect, double u, double v) {
 class Painting {
  public:
   Painting(std::uint32_t width, std::uint32_t height)
-      : picture_(k905::blank_picture(width, height)) {}
+      : picture_(k905::black_picture(width, height)) {}
 
   void paint_scene() {
     const double aspect = static_cast<double>(picture_.width) / picture_.height;

@@ -88,7 +88,7 @@ Color black(Canvas, std::uint32_t, std::uint32_t) { return kBlack; }
 
 template <Color (*color_at)(Canvas canvas, std::uint32_t x, std::uint32_t y)>
 k905::Picture drawn(std::uint32_t width, std::uint32_t height) {
-  k905::Picture picture = k905::blank_picture(width, height);
+  k905::Picture picture = k905::black_picture(width, height);
   std::uint8_t* out = picture.bytes.data();
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {

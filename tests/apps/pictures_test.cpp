@@ -52,7 +52,7 @@ TEST(WritePng, WrittenImageIsReadBack) {
 TEST(WritePng, DensityIsInDotsPerMeter) {
   const ScratchFolder folder;
   std::string error;
-  ASSERT_TRUE(write_png(folder.path() + "/x.png", k905::blank_picture(1, 1), {300, 600}, error));
+  ASSERT_TRUE(write_png(folder.path() + "/x.png", k905::black_picture(1, 1), {300, 600}, error));
   // 300 and 600 dpi are 11811 (0x2e23) and 23622 (0x5c46) dots per meter; the CRC is zlib's.
   EXPECT_THAT(folder.read("x.png").value_or(""),
               HasSubstr("pHYs\0\0\x2e\x23\0\0\x5c\x46\x01\x37\x5a\x1c\xaa"s));
@@ -60,7 +60,7 @@ TEST(WritePng, DensityIsInDotsPerMeter) {
 
 TEST(WritePng, FullDiskIsAnErrorAndTheDeviceIsNotRemoved) {
   std::string error;
-  EXPECT_FALSE(write_png("/dev/full", k905::blank_picture(500, 500), {}, error));
+  EXPECT_FALSE(write_png("/dev/full", k905::black_picture(500, 500), {}, error));
   EXPECT_EQ(error, "No space left on device");
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
 }
@@ -68,7 +68,7 @@ TEST(WritePng, FullDiskIsAnErrorAndTheDeviceIsNotRemoved) {
 TEST(WritePng, MissingFolderIsAnError) {
   const ScratchFolder folder;
   std::string error;
-  EXPECT_FALSE(write_png(folder.path() + "/no/x.png", k905::blank_picture(1, 1), {}, error));
+  EXPECT_FALSE(write_png(folder.path() + "/no/x.png", k905::black_picture(1, 1), {}, error));
   EXPECT_EQ(error, "No such file or directory");
 }
 

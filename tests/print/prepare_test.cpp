@@ -24,7 +24,7 @@ SheetPlace small_place(std::uint32_t width, std::uint32_t height) {
 }
 
 Picture plain(std::uint32_t width, std::uint32_t height, std::array<std::uint8_t, 3> color) {
-  Picture picture = blank_picture(width, height);
+  Picture picture = black_picture(width, height);
   for (std::size_t i = 0; i < picture.bytes.size(); ++i) {
     picture.bytes[i] = color[i % 3];
   }
@@ -136,7 +136,7 @@ TEST(Prepare, WithoutRotationThePhotoIsCropped) {
 TEST(Prepare, RotationForTheSheetFollowsTheExifRotation) {
   // Every orientation once rotated, against the upright pixels rotated by 90 degrees.
   for (int orientation = 1; orientation <= 8; ++orientation) {
-    Picture stored = blank_picture(orientation >= 5 ? 3 : 2, orientation >= 5 ? 2 : 3);
+    Picture stored = black_picture(orientation >= 5 ? 3 : 2, orientation >= 5 ? 2 : 3);
     for (std::size_t i = 0; i < stored.bytes.size(); ++i) {
       stored.bytes[i] = static_cast<std::uint8_t>(i / 3 + 1);
     }
@@ -226,7 +226,7 @@ TEST(Prepare, CmykWithABrokenProfileIsConvertedByFormula) {
 }
 
 TEST(Prepare, SixteenBitsAreRoundedOnceAtTheEnd) {
-  Picture picture = blank_picture(30, 20);
+  Picture picture = black_picture(30, 20);
   picture.bits = 16;
   picture.bytes.clear();
   for (int i = 0; i < 1800; ++i) {

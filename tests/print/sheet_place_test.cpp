@@ -18,7 +18,7 @@ SheetPlace place_of(const std::string& paper, const std::map<std::string, std::s
 
 // Every pixel is different: its color encodes its position.
 Picture numbered(std::uint32_t width, std::uint32_t height) {
-  Picture picture = blank_picture(width, height);
+  Picture picture = black_picture(width, height);
   std::uint8_t* out = picture.bytes.data();
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {
