@@ -16,7 +16,7 @@ using vips::VImage;
 namespace {
 
 // The letters as a mask of one channel. Fails without a font, and for an empty text.
-VImage text_mask(const std::string& text, std::uint32_t font_size, double density) {
+VImage text_mask(const std::string& text, std::uint32_t font_size, double dpi_ratio) {
   if (text.find_first_not_of(' ') == std::string::npos) {
     throw vips::VError("no text");
   }
@@ -27,7 +27,7 @@ VImage text_mask(const std::string& text, std::uint32_t font_size, double densit
   const std::string font = "sans " + std::to_string(font_size);
   const VImage mask =
       VImage::text(plain.get(), VImage::option()->set("font", font.c_str())->set("dpi", 72));
-  return density == 1 ? mask : mask.resize(1.0, VImage::option()->set("vscale", density));
+  return dpi_ratio == 1 ? mask : mask.resize(1.0, VImage::option()->set("vscale", dpi_ratio));
 }
 
 VImage rounded(const VImage& in) { return in.rint().cast(VIPS_FORMAT_UCHAR); }
@@ -49,7 +49,7 @@ void paste(Picture& picture, const Picture& tile, std::uint32_t x, std::uint32_t
 
 PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& place) {
   try {
-    VImage mask = text_mask(text, place.font_size, place.density);
+    VImage mask = text_mask(text, place.font_size, place.dpi_ratio);
     mask = mask.extract_area(0, 0, std::min(mask.width(), static_cast<int>(place.max_width)),
                              mask.height());
     vips_image_over(picture).draw_mask(std::vector<double>(3), mask, static_cast<int>(place.x),
@@ -61,13 +61,13 @@ PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& 
 }
 
 bool draw_caption(Picture& picture, const std::string& text, const PixelArea& area,
-                  std::uint32_t font_size, double density) {
+                  std::uint32_t font_size, double dpi_ratio) {
   try {
-    VImage mask = text_mask(text, font_size, density);
+    VImage mask = text_mask(text, font_size, dpi_ratio);
     mask = mask.resize(std::min(1.0, 0.9 * area.width / mask.width()));
     const int outline = std::max(1, static_cast<int>(font_size / 16));
-    const int outline_down = std::max(1, static_cast<int>(outline * density));
-    const int margin = static_cast<int>(font_size * density);
+    const int outline_down = std::max(1, static_cast<int>(outline * dpi_ratio));
+    const int margin = static_cast<int>(font_size * dpi_ratio);
     const int x = static_cast<int>(area.left + area.width / 2) - mask.width() / 2;
     const int y = static_cast<int>(area.top + area.height) - mask.height() - margin;
     const VImage onto = vips_image_over(picture);

@@ -16,7 +16,7 @@ struct TextPlace {
   std::uint32_t y = 0;
   std::uint32_t max_width = 0;   // wider text is cut
   std::uint32_t font_size = 14;  // pixels
-  double density = 1;  // pixels per inch from top to bottom, divided by that from left to right
+  double dpi_ratio = 1;  // pixels per inch from top to bottom, divided by that from left to right
 };
 
 // Draws one line of black text into an 8-bit image. Returns the size of the text; 0 x 0 for an
@@ -25,9 +25,9 @@ PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& 
 
 // One line of text at the bottom of an area of an 8-bit picture, centered, white with black
 // outlines so that it can be read on any photo. A text that is too wide is drawn smaller.
-// `font_size` and `density` as above. False if there is no font or memory for it.
+// `font_size` and `dpi_ratio` as above. False if there is no font or memory for it.
 [[nodiscard]] bool draw_caption(Picture& picture, const std::string& text, const PixelArea& area,
-                                std::uint32_t font_size, double density);
+                                std::uint32_t font_size, double dpi_ratio);
 
 // Reads a PNG file with transparency and scales it to that size: rows of red, green, blue and
 // opacity, 8 bits each. Null with one line in `error`.

@@ -67,9 +67,9 @@ Picture on_white(Picture picture, PixelSize size) {
   });
 }
 
-Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density) {
+Picture fitted(const Picture& picture, PixelSize size, Fit fit, double dpi_ratio) {
   const double own = static_cast<double>(picture.width) / picture.height;
-  const double wanted = static_cast<double>(size.width) / size.height * density;
+  const double wanted = static_cast<double>(size.width) / size.height * dpi_ratio;
   if (fit == Fit::fill) {
     const PixelSize part = largest_part({picture.width, picture.height}, wanted);
     return scaled(cropped(picture, (picture.width - part.width) / 2,
@@ -77,7 +77,7 @@ Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density) 
                   size);
   }
   if (fit == Fit::whole) {
-    return on_white(scaled(picture, largest_part(size, own / density)), size);
+    return on_white(scaled(picture, largest_part(size, own / dpi_ratio)), size);
   }
   return scaled(picture, size);
 }

@@ -24,8 +24,9 @@ enum class Fit {
   stretch,  // scale each direction separately
 };
 
-// Scales the image to `size` pixels. `density` is the number of pixels per inch from top to bottom,
-// divided by that from left to right (1 for square pixels).
-[[nodiscard]] Picture fitted(const Picture& picture, PixelSize size, Fit fit, double density = 1.0);
+// Scales the image to `size` pixels. `dpi_ratio` is the number of pixels per inch from top to
+// bottom, divided by that from left to right (1 for square pixels).
+[[nodiscard]] Picture fitted(const Picture& picture, PixelSize size, Fit fit,
+                             double dpi_ratio = 1.0);
 
 }  // namespace k905

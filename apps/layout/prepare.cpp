@@ -31,7 +31,7 @@ bool fits_better_rotated(const Photo& photo, const SheetPlace& place) {
   if (exchanges_sides(photo.orientation())) {
     std::swap(width, height);
   }
-  const double sheet_height = place.visible_height / place.density();
+  const double sheet_height = place.visible_height / place.dpi_ratio();
   return (width > height && place.visible_width < sheet_height) ||
          (width < height && place.visible_width > sheet_height);
 }
@@ -60,7 +60,7 @@ Crop crop_for(const Photo& photo, const SheetPlace& place, bool fit, int orienta
   const PixelSize pixels = picture_size(place);
   PixelSize size = pixels;
   // Width over height, of the visible sheet and of one of its pixels.
-  double shape = place.visible_width / (place.visible_height / place.density());
+  double shape = place.visible_width / (place.visible_height / place.dpi_ratio());
   double pixel_shape = shape * size.height / size.width;
   if (exchanges_sides(orientation)) {
     std::swap(size.width, size.height);

@@ -38,7 +38,7 @@ struct SheetPlace {
   std::uint32_t dots_across = 300;  // per inch of the paper, from left to right
 
   // Number of visible pixels per inch from top to bottom, divided by that from left to right.
-  [[nodiscard]] double density() const { return (fine ? 600.0 : 300.0) / dots_across; }
+  [[nodiscard]] double dpi_ratio() const { return (fine ? 600.0 : 300.0) / dots_across; }
 };
 
 // From choices by keyword: PageSize, Resolution, ColorModel and the four borders. The paper must be

@@ -102,7 +102,7 @@ class RulerPage {
                .y = static_cast<std::uint32_t>(std::max(0.0, top_ + y * down_)),
                .max_width = picture_->width,
                .font_size = font,
-               .density = down_ / across_});
+               .dpi_ratio = down_ / across_});
   }
 
   double across_;  // pixels of the image per millimeter

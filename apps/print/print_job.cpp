@@ -118,7 +118,7 @@ void add_captions(const JobSetup& setup, const SheetPlace& place, std::span<Sour
   const auto font_size = static_cast<std::uint32_t>(4 / 25.4 * place.dots_across * across);
   for (const FilledCell& cell : cells) {
     if (!draw_caption(sheet, with_fields_filled(setup.caption, sources[cell.source].name),
-                      cell.cell, font_size, place.density() * down / across)) {
+                      cell.cell, font_size, place.dpi_ratio() * down / across)) {
       report_error(sources[cell.source].name + ": the caption cannot be drawn");
     }
   }

@@ -229,8 +229,8 @@ k905::Picture page_of(const k905::Picture& picture, const PagePlan& plan, k905::
     return picture;
   }
   // The two resolutions are exchanged on a page that the filter will rotate.
-  const double density = plan.vertical_dpi / static_cast<double>(plan.horizontal_dpi);
-  return fitted(picture, wanted_pixels(plan), fit, plan.is_rotated() ? 1 / density : density);
+  const double dpi_ratio = plan.vertical_dpi / static_cast<double>(plan.horizontal_dpi);
+  return fitted(picture, wanted_pixels(plan), fit, plan.is_rotated() ? 1 / dpi_ratio : dpi_ratio);
 }
 
 bool write_page(const std::string& name, const PagePlan& plan, const Options& options,

@@ -66,20 +66,20 @@ TEST(SheetPlace, IsThePapersCanvasWithoutItsBleeds) {
   EXPECT_EQ(place.page_height, 1240U);
   EXPECT_EQ(place.visible_width, 1800U);   // 1920 - 50 - 70
   EXPECT_EQ(place.visible_height, 1197U);  // 1240 - 25 - 18
-  EXPECT_EQ(place.density(), 1.0);
+  EXPECT_EQ(place.dpi_ratio(), 1.0);
 }
 
 TEST(SheetPlace, TheFineResolutionHasTwiceTheRowsAndTheSameBleeds) {
   const SheetPlace place = place_of("w288h432", {{"Resolution", "300x600dpi"}});
   EXPECT_EQ(place.page_height, 2480U);
   EXPECT_EQ(place.visible_height, 2437U);  // 2480 - 25 - 18
-  EXPECT_EQ(place.density(), 2.0);
+  EXPECT_EQ(place.dpi_ratio(), 2.0);
 }
 
 // The columns of six inches on five: 300 / 360.
 TEST(SheetPlace, FiveInchPapersHaveMoreDotsAcross) {
-  EXPECT_NEAR(place_of("w360h504").density(), 0.8333, 0.0001);
-  EXPECT_NEAR(place_of("B7", {{"Resolution", "300x600dpi"}}).density(), 1.6667, 0.0001);
+  EXPECT_NEAR(place_of("w360h504").dpi_ratio(), 0.8333, 0.0001);
+  EXPECT_NEAR(place_of("B7", {{"Resolution", "300x600dpi"}}).dpi_ratio(), 1.6667, 0.0001);
 }
 
 TEST(SheetPlace, BleedsOfTheUserChangeTheVisibleSize) {
