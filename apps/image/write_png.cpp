@@ -75,14 +75,14 @@ bool is_regular_file(int descriptor) {
 }
 
 bool write_to_path(const std::string& path, std::string_view bytes, std::string& error) {
-  const bool is_output = path == "-";
-  const int descriptor = is_output
+  const bool is_standard_output = path == "-";
+  const int descriptor = is_standard_output
                              ? STDOUT_FILENO
                              : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   const bool written = descriptor >= 0 && write_all(descriptor, bytes);
   int failure = written ? 0 : errno;
-  const bool removable = !is_output && is_regular_file(descriptor);
-  if (!is_output && close(descriptor) != 0 && written) {
+  const bool removable = !is_standard_output && is_regular_file(descriptor);
+  if (!is_standard_output && close(descriptor) != 0 && written) {
     failure = errno;
   }
   if (failure == 0) {
