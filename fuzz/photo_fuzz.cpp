@@ -46,7 +46,7 @@ void prepare_for_a_sheet(const std::string& path) {
     std::string error;
     const auto photo = k905::Photo::open(k905::open_photo_file(path, error), error);
     const auto prepared =
-        photo ? prepare(*photo, place, {.fit = fit}, error) : std::optional<k905::Prepared>{};
+        photo ? prepare(*photo, place, {.fit = fit}, error) : std::optional<k905::PreparedPhoto>{};
     if (!prepared) {
       expect(is_one_plain_line(error), "a reason in one line");
       continue;

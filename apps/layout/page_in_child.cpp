@@ -29,7 +29,7 @@ constexpr rlim_t kMaxMemoryBytes = rlim_t{1} << 30;  // address space, in bytes
 constexpr rlim_t kMaxCpuSeconds = 120;               // of CPU time
 
 // The text, which ends with a NUL: a warning, or the reason why there is no page.
-bool write_answer(int out, const Prepared& prepared, const std::string& error) {
+bool write_answer(int out, const PreparedPhoto& prepared, const std::string& error) {
   const std::string& text = error.empty() ? prepared.warning : error;
   const auto& bytes = prepared.picture.bytes;
   return write_all(out, {text.c_str(), text.size() + 1}) &&
@@ -64,10 +64,10 @@ void for_each_number(Place& place, Options& options, const Use& use) {
 constexpr int kNumbers = 8;
 
 // The photo is standard input.
-int make_page(int out, const SheetPlace& place, const Preparation& options) {
+int make_page(int out, const SheetPlace& place, const PrepareOptions& options) {
   limit_this_process();
   std::string error;
-  std::optional<Prepared> prepared;
+  std::optional<PreparedPhoto> prepared;
   try {
     Descriptor file = open_photo_file("-", error);
     load_modules_for(file);
@@ -87,8 +87,8 @@ int make_page(int out, const SheetPlace& place, const Preparation& options) {
 }
 
 // The pixels follow the text; their size is known.
-std::optional<Prepared> read_answer(int in, bool has_page, const SheetPlace& place,
-                                    std::string& error) {
+std::optional<PreparedPhoto> read_answer(int in, bool has_page, const SheetPlace& place,
+                                         std::string& error) {
   struct stat status {};
   if (fstat(in, &status) != 0) {
     error = std::strerror(errno);
@@ -103,7 +103,7 @@ std::optional<Prepared> read_answer(int in, bool has_page, const SheetPlace& pla
   const std::string_view answer(static_cast<const char*>(mapped), size);
   const std::string text(answer.substr(0, answer.find('\0')));
   const std::string_view pixels = answer.substr(text.size() + 1);
-  Prepared prepared{.picture = {}, .warning = text};
+  PreparedPhoto prepared{.picture = {}, .warning = text};
   const PixelSize drawn = picture_size(place);
   prepared.picture.width = drawn.width;
   prepared.picture.height = drawn.height;
@@ -119,8 +119,8 @@ std::optional<Prepared> read_answer(int in, bool has_page, const SheetPlace& pla
 
 }  // namespace
 
-std::optional<Prepared> page_in_child(const std::string& path, const SheetPlace& place,
-                                      const Preparation& options, std::string& error) {
+std::optional<PreparedPhoto> page_in_child(const std::string& path, const SheetPlace& place,
+                                           const PrepareOptions& options, std::string& error) {
   const Descriptor file = open_photo_file(path, error);
   if (!file) {
     return std::nullopt;
@@ -156,7 +156,7 @@ std::optional<int> make_page_as_child(int argc, char** argv) {
     return std::nullopt;
   }
   SheetPlace place;
-  Preparation options;
+  PrepareOptions options;
   char** next = argv + 2;
   for_each_number(place, options, [&]<typename Number>(Number& number) {
     number = static_cast<Number>(std::strtoul(*next++, nullptr, 10));

@@ -16,9 +16,10 @@ inline constexpr char kNotEnoughMemory[] = "not enough memory to decode the phot
 // Null on failure with one line in `error`, without the file's name: what Photo::open or the
 // decoder reports, or that the photo needs more than 1 GiB of memory or two minutes of processor
 // time. The child is this program, started again; it ends when this process ends.
-[[nodiscard]] std::optional<Prepared> page_in_child(const std::string& path,
-                                                    const SheetPlace& place,
-                                                    const Preparation& options, std::string& error);
+[[nodiscard]] std::optional<PreparedPhoto> page_in_child(const std::string& path,
+                                                         const SheetPlace& place,
+                                                         const PrepareOptions& options,
+                                                         std::string& error);
 
 // To be called first in main(): if this process is such a child, makes the page and returns the
 // exit status; otherwise returns null. libvips uses threads, so fork without exec is not possible.

@@ -79,8 +79,8 @@ Crop crop_for(const Photo& photo, const SheetPlace& place, bool fit, int orienta
 
 }  // namespace
 
-std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
-                                const Preparation& options, std::string& error) {
+std::optional<PreparedPhoto> prepare(const Photo& photo, const SheetPlace& place,
+                                     const PrepareOptions& options, std::string& error) {
   int orientation = photo.orientation();
   if (options.rotate && fits_better_rotated(photo, place)) {
     orientation = rotated_left(orientation);
@@ -92,7 +92,7 @@ std::optional<Prepared> prepare(const Photo& photo, const SheetPlace& place,
     return std::nullopt;
   }
   malloc_trim(0);  // frees the rows of libvips before the page is allocated
-  Prepared prepared;
+  PreparedPhoto prepared;
   std::string profile_error;
   if (!convert_to_srgb(*picture, profile_error)) {
     prepared.warning = profile_error + "; its colors are taken for sRGB";

@@ -57,8 +57,8 @@ int print_photo(const JobPpd& job, const CupsOptions& options, const char* file,
   const k905::SheetPlace place = k905::sheet_place(job.choices);
   const k905::Cell cell = k905::cells_of("", place).front();
   std::string error;
-  std::optional<k905::Prepared> photo =
-      k905::page_in_child(file, k905::place_in(cell, place), k905::preparation_of(options), error);
+  std::optional<k905::PreparedPhoto> photo = k905::page_in_child(
+      file, k905::place_in(cell, place), k905::prepare_options_of(options), error);
   if (!photo) {
     report_failure(error);
     return 1;

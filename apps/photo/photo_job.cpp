@@ -13,7 +13,7 @@ bool is_on(const std::string& value) { return value == "true" || value == "yes" 
 
 }  // namespace
 
-Preparation preparation_of(const CupsOptions& options) {
+PrepareOptions prepare_options_of(const CupsOptions& options) {
   const std::string scaling = options.value("print-scaling");
   // They override print-scaling: only a job sets them, but print-scaling may be the queue's
   // default.

@@ -8,7 +8,7 @@ namespace k905 {
 
 // How the job's photos are placed: `fit` shows the complete photo on white, otherwise it covers the
 // sheet.
-[[nodiscard]] Preparation preparation_of(const CupsOptions& options);
+[[nodiscard]] PrepareOptions prepare_options_of(const CupsOptions& options);
 
 // Whether the job has options that only the photo filter of CUPS supports: a size in percent or in
 // pixels per inch, a position on the page, its own tone settings.

@@ -60,7 +60,7 @@ class PrintProgram {
     if (problem) {
       return wrong_usage(app_, *problem);
     }
-    setup_.preparation = {options_.fit, !options_.no_turn};
+    setup_.prepare_options = {options_.fit, !options_.no_turn};
     setup_.caption = options_.caption;
     setup_.copies = options_.copies;
     setup_.frame_file = options_.frame.empty() ? "" : std::filesystem::absolute(options_.frame);

@@ -55,9 +55,10 @@ std::string with_fields_filled(std::string caption, const std::string& file) {
   return one_line_of_text(caption, max_bytes);
 }
 
-std::optional<Picture> read_for(const SheetPlace& place, const Preparation& preparation,
+std::optional<Picture> read_for(const SheetPlace& place, const PrepareOptions& prepare_options,
                                 Source& source, const ErrorReport& report_error) {
-  std::optional<Prepared> prepared = page_in_child(source.path, place, preparation, source.error);
+  std::optional<PreparedPhoto> prepared =
+      page_in_child(source.path, place, prepare_options, source.error);
   if (!prepared) {
     return std::nullopt;
   }
@@ -84,7 +85,8 @@ std::vector<FilledCell> read_cells(const JobSetup& setup, const SheetPlace& plac
   }
   const auto read = [&](FilledCell& cell, std::size_t source, const ErrorReport& report) {
     cell.source = source;
-    cell.photo = read_for(place_in(cell.cell, place), setup.preparation, sources[source], report);
+    cell.photo =
+        read_for(place_in(cell.cell, place), setup.prepare_options, sources[source], report);
     return cell.photo.has_value();
   };
   std::vector<std::size_t> readable;

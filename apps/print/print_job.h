@@ -16,7 +16,7 @@ namespace k905 {
 
 struct JobSetup {
   Destination* destination = nullptr;
-  Preparation preparation;
+  PrepareOptions prepare_options;
   int copies = 1;  // of each photo, consecutive
   int pages_per_sheet = 1;
   std::string layout;            // see cells_of(); empty: one photo covers the sheet

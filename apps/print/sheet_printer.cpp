@@ -243,8 +243,8 @@ std::string settings_text(const JobSetup& setup) {
   for (const auto& [keyword, choice] : setup.destination->choices()) {
     text << keyword << "=" << choice << " ";
   }
-  text << (setup.preparation.fit ? kFit : "") << " "
-       << (setup.preparation.rotate ? "" : kNotRotated) << " ";
+  text << (setup.prepare_options.fit ? kFit : "") << " "
+       << (setup.prepare_options.rotate ? "" : kNotRotated) << " ";
   for (const auto& [keyword, value] :
        {std::pair(kCaption, setup.caption), std::pair(kFrame, setup.frame_file),
         std::pair(kLayout, setup.layout)}) {
@@ -276,8 +276,8 @@ void add_settings(const std::string& text, Choices& choices, JobSetup& setup) {
     } else if (equals != std::string::npos) {
       choices.emplace(keyword, value);
     }
-    setup.preparation.fit = setup.preparation.fit || word == kFit;
-    setup.preparation.rotate = setup.preparation.rotate && word != kNotRotated;
+    setup.prepare_options.fit = setup.prepare_options.fit || word == kFit;
+    setup.prepare_options.rotate = setup.prepare_options.rotate && word != kNotRotated;
   }
 }
 

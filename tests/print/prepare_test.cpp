@@ -51,15 +51,15 @@ void embed(Picture& picture, const std::string& profile) {
   picture.icc_profile.assign(profile.begin(), profile.end());
 }
 
-Prepared prepared_from(const Picture& picture, const SheetPlace& place, const Preparation& options,
-                       int orientation = 1) {
+PreparedPhoto prepared_from(const Picture& picture, const SheetPlace& place,
+                            const PrepareOptions& options, int orientation = 1) {
   const ScratchFolder folder;
   std::string error;
   auto file = open_photo_file(folder.write("x.tif", tiff_file(picture, orientation)), error);
   const auto photo = Photo::open(std::move(file), error);
   auto prepared = photo ? prepare(*photo, place, options, error) : std::nullopt;
   EXPECT_TRUE(prepared) << error;
-  return prepared.value_or(Prepared{});
+  return prepared.value_or(PreparedPhoto{});
 }
 
 TEST(Prepare, CropsEvenlyAtBothEnds) {
@@ -94,7 +94,7 @@ TEST(Prepare, ASquarePhotoIsNotRotated) {
 }
 
 TEST(Prepare, UncroppedPhotoIsPlacedOnWhite) {
-  const Preparation fit{.fit = true};
+  const PrepareOptions fit{.fit = true};
   const Picture page = prepared_from(plain(30, 10, {7, 8, 9}), small_place(30, 20), fit).picture;
   EXPECT_EQ(pixel(page, 0, 4), (std::vector<int>{255, 255, 255}));
   EXPECT_EQ(pixel(page, 0, 5), (std::vector<int>{7, 8, 9}));
@@ -108,7 +108,7 @@ TEST(Prepare, CropHasTheShapeOfTheSheetIfPixelsAreNotSquare) {
   SheetPlace place = small_place(30, 40);
   place.fine = true;
   place.page_width = 25;
-  const Preparation fit{.fit = true};
+  const PrepareOptions fit{.fit = true};
   const Picture page = prepared_from(plain(60, 40, {7, 8, 9}), place, fit).picture;
   EXPECT_EQ(page.width, 25U);
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{7, 8, 9}));
@@ -127,7 +127,7 @@ TEST(Prepare, PortraitPhotoIsRotatedLeftForALandscapeSheet) {
 TEST(Prepare, WithoutRotationThePhotoIsCropped) {
   Picture upright_picture = plain(20, 30, {9, 9, 9});
   paint_column(upright_picture, 19, 1);
-  const Preparation as_it_is{.rotate = false};
+  const PrepareOptions as_it_is{.rotate = false};
   const Picture page = prepared_from(upright_picture, small_place(20, 10), as_it_is).picture;
   EXPECT_EQ(pixel(page, 19, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 19, 9), (std::vector<int>{1, 1, 1}));
@@ -167,7 +167,7 @@ TEST(Prepare, ColorsOfAProfileBecomeSrgb) {
   cmsCloseProfile(source);
   cmsCloseProfile(srgb);
   ASSERT_NE(color[0], 200);  // otherwise the test could not fail
-  const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
+  const PreparedPhoto prepared = prepared_from(picture, small_place(30, 20), {});
   EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{color[0], color[1], color[2]}));
   EXPECT_EQ(prepared.warning, "");
 }
@@ -207,7 +207,7 @@ TEST(Prepare, CmykIsConvertedWithItsProfile) {
 TEST(Prepare, BrokenProfileIsReportedAndThePhotoIsPrinted) {
   Picture picture = plain(30, 20, {200, 100, 50});
   embed(picture, broken_profile("RGB "));
-  const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
+  const PreparedPhoto prepared = prepared_from(picture, small_place(30, 20), {});
   EXPECT_EQ(prepared.warning, "its color profile is broken; its colors are taken for sRGB");
   EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{200, 100, 50}));
 }
@@ -221,7 +221,7 @@ TEST(Prepare, CmykWithABrokenProfileIsConvertedByFormula) {
     picture.bytes.insert(picture.bytes.end(), {255, 0, 51, 0});
   }
   embed(picture, broken_profile("CMYK"));
-  const Prepared prepared = prepared_from(picture, small_place(30, 20), {});
+  const PreparedPhoto prepared = prepared_from(picture, small_place(30, 20), {});
   EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{0, 255, 204}));
 }
 
