@@ -23,7 +23,7 @@ namespace {
 
 constexpr const char* kChild = "k905-print: photo decoder";  // the name that ps shows
 constexpr int kExitPage = 0;
-constexpr int kExitBroken = 1;
+constexpr int kExitNoAnswer = 1;
 constexpr int kExitError = 3;                        // the text is the reason
 constexpr rlim_t kMaxMemoryBytes = rlim_t{1} << 30;  // address space, in bytes
 constexpr rlim_t kMaxCpuSeconds = 120;               // of CPU time
@@ -81,7 +81,7 @@ int make_page(int out, const SheetPlace& place, const PrepareOptions& options) {
   const bool has_page = prepared.has_value();
   if (!has_page) prepared.emplace();
   if (!write_answer(out, *prepared, error)) {
-    return kExitBroken;
+    return kExitNoAnswer;
   }
   return has_page ? kExitPage : kExitError;
 }

@@ -12,9 +12,9 @@ namespace k905 {
 namespace {
 
 constexpr double kMillimetersPerInch = 25.4;
-constexpr double kBox = 50;        // millimeters
-constexpr double kFontSize = 2.4;  // height of the letters
-constexpr double kFrameLine = 0.2;
+constexpr double kBoxMm = 50;          // millimeters
+constexpr double kFontHeightMm = 2.4;  // height of the letters
+constexpr double kLineWidthMm = 0.2;
 
 // Draws in millimeters from the top left of the paper; the pixels need not be square.
 class RulerPage {
@@ -33,13 +33,13 @@ class RulerPage {
     picture_ = &picture;
     for (int mm = 0; mm <= width_; ++mm) {
       const double length = tick(mm);
-      box(mm, 0, line(), length);
-      box(width_ - mm - line(), height_ - length, line(), length);
+      fill(mm, 0, line(), length);
+      fill(width_ - mm - line(), height_ - length, line(), length);
     }
     for (int mm = 0; mm <= height_; ++mm) {
       const double length = tick(mm);
-      box(0, mm, length, line());
-      box(width_ - length, height_ - mm - line(), length, line());
+      fill(0, mm, length, line());
+      fill(width_ - length, height_ - mm - line(), length, line());
     }
     for (int mm = 10; mm < width_ - 10; mm += 10) {
       text(mm - 1.5, 5.5, std::to_string(mm));
@@ -65,20 +65,20 @@ class RulerPage {
     return dpi / kMillimetersPerInch * pixels / visible;
   }
   static double tick(int mm) { return mm % 10 == 0 ? 5 : mm % 5 == 0 ? 3.5 : 2; }
-  static double line() { return kFrameLine; }
+  static double line() { return kLineWidthMm; }
 
   // The outer edges are 50 mm apart; less if the paper is smaller.
   void draw_box() {
-    const double size = std::min(kBox, height_ - 24);
+    const double size = std::min(kBoxMm, height_ - 24);
     const double x = (width_ - size) / 2;
     const double y = (height_ - size) / 2;
-    box(x, y, size, line());
-    box(x, y + size - line(), size, line());
-    box(x, y, line(), size);
-    box(x + size - line(), y, line(), size);
+    fill(x, y, size, line());
+    fill(x, y + size - line(), size, line());
+    fill(x, y, line(), size);
+    fill(x + size - line(), y, line(), size);
   }
 
-  void box(double x, double y, double width, double height) {
+  void fill(double x, double y, double width, double height) {
     const auto pixels = [](double from, double length, double scale, double offset,
                            std::uint32_t limit) {
       const double first = std::clamp(std::round(offset + from * scale), 0.0, double{1.0} * limit);
@@ -95,7 +95,7 @@ class RulerPage {
   }
 
   void text(double x, double y, const std::string& words) {
-    const auto font = static_cast<std::uint32_t>(std::lround(kFontSize * across_ * 1.4));
+    const auto font = static_cast<std::uint32_t>(std::lround(kFontHeightMm * across_ * 1.4));
     // Without a font the rulers are still useful.
     draw_text(*picture_, words,
               {.x = static_cast<std::uint32_t>(std::max(0.0, left_ + x * across_)),
