@@ -22,11 +22,11 @@ PrepareOptions prepare_options_of(const CupsOptions& options) {
 }
 
 bool needs_default_filter(const CupsOptions& options) {
-  constexpr std::array<const char*, 9> layout_options{
+  constexpr std::array<const char*, 9> options_of_default_filter{
       "scaling",    "natural-scaling", "ppi", "position",  "mirror",
       "brightness", "gamma",           "hue", "saturation"};
   return options.value("print-scaling") == "none" ||
-         std::any_of(layout_options.begin(), layout_options.end(),
+         std::any_of(options_of_default_filter.begin(), options_of_default_filter.end(),
                      [&](const char* name) { return !options.value(name).empty(); });
 }
 
