@@ -58,7 +58,7 @@ std::string padded(std::string text, std::size_t size) {
 
 std::string text_of(const std::vector<std::uint8_t>& bytes) { return {bytes.begin(), bytes.end()}; }
 
-std::string without_blanks(const std::string& text) {
+std::string without_trailing_spaces(const std::string& text) {
   return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
@@ -203,7 +203,7 @@ void PrinterStreamParser::check_group() {
 
 void PrinterStreamParser::check_name() {
   const std::string name = text_of(field_);
-  block_.name = without_blanks(name);
+  block_.name = without_trailing_spaces(name);
   const std::string overcoat = padded("OVERCOAT", 16);
   const std::string expected = padded(name_of(command_), 16);
   if (command_ == Command::overcoat_or_cutter) {
