@@ -213,7 +213,7 @@ void FolderWatch::take_event(const Event& event, FolderEvents& found) {
     report_move_away(found);  // under a name that is not that of a photo
   }
   if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0) {
-    note_other_type(event.name, found);
+    note_unsupported_type(event.name, found);
   }
 }
 
@@ -265,7 +265,7 @@ bool FolderWatch::find_all(FolderEvents& found) {
   const Clock::time_point now = Clock::now();
   return for_each_name(setup_.folder, [&](const std::string& name) {
     if (!is_photo_name(name)) {
-      note_other_type(name, found);
+      note_unsupported_type(name, found);
       return;
     }
     const auto status = status_of(setup_.folder + "/" + name);
@@ -314,15 +314,15 @@ bool FolderWatch::scan_folder(FolderEvents& found) {
   return true;
 }
 
-void FolderWatch::note_other_type(const std::string& name, FolderEvents& found) {
+void FolderWatch::note_unsupported_type(const std::string& name, FolderEvents& found) {
   const std::string ending = ending_of(name);
   if (ending.empty() ||
       std::ranges::find(kUnfinishedEndings, ending) != std::end(kUnfinishedEndings)) {
     return;
   }
   const auto status = status_of(setup_.folder + "/" + name);
-  if (status && S_ISREG(status->st_mode) && other_types_.insert(ending).second) {
-    found.unsupported.push_back(name);
+  if (status && S_ISREG(status->st_mode) && unsupported_types_.insert(ending).second) {
+    found.unsupported_files.push_back(name);
   }
 }
 

@@ -25,9 +25,10 @@ struct FolderEvents {
     // before, was renamed there, or only its permissions or times changed.
     bool arrived = false;
   };
-  std::vector<Removed> removed;          // in order, all of them before `ready`
-  std::vector<Ready> ready;              // by name
-  std::vector<std::string> unsupported;  // files of a type that is not read, the first of each type
+  std::vector<Removed> removed;  // in order, all of them before `ready`
+  std::vector<Ready> ready;      // by name
+  std::vector<std::string>
+      unsupported_files;  // files of a type that is not read, the first of each type
 };
 
 struct FolderWatchSetup {
@@ -53,7 +54,7 @@ class FolderWatch {
   void wait(std::chrono::milliseconds limit) const;
 
   // For tests: the descriptor of the events.
-  [[nodiscard]] int events() const { return events_.get(); }
+  [[nodiscard]] int events_descriptor() const { return events_.get(); }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -72,7 +73,7 @@ class FolderWatch {
   void take_arrival(const Event& event, FolderEvents& found);
   [[nodiscard]] bool find_all(FolderEvents& found);
   [[nodiscard]] bool scan_folder(FolderEvents& found);
-  void note_other_type(const std::string& name, FolderEvents& found);
+  void note_unsupported_type(const std::string& name, FolderEvents& found);
 
   FolderWatchSetup setup_;
   Descriptor events_;
@@ -84,7 +85,7 @@ class FolderWatch {
   std::map<std::string, Pending> pending_;
   // A name that was moved away; the next event may have its new name.
   std::optional<std::pair<std::string, std::uint32_t>> moved_away_;
-  std::set<std::string> other_types_;
+  std::set<std::string> unsupported_types_;
   // If the folder is read at intervals: the photos that were found last.
   std::map<std::string, FileStamp> present_;
   bool has_scanned_ = false;

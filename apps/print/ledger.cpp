@@ -417,7 +417,7 @@ int Ledger::sheets_of_event(const std::string& event) const {
 }
 
 // `time`: an older file, removed since, may have had the same inode number.
-bool Ledger::is_continued(const SheetEntry& sheet) const {
+bool Ledger::has_later_job_in_file(const SheetEntry& sheet) const {
   return sheet.place &&
          number(*database_,
                 "SELECT 1 FROM sheet WHERE file_device = ? AND file_inode = ? AND file_length >= ? "

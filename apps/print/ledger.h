@@ -172,7 +172,7 @@ class Ledger {
   [[nodiscard]] int sheets_of_event(const std::string& event) const;
   // Whether another job appended to the file of this unfinished sheet. The caller must hold the
   // lock of the file.
-  [[nodiscard]] bool is_continued(const SheetEntry& sheet) const;
+  [[nodiscard]] bool has_later_job_in_file(const SheetEntry& sheet) const;
   // All sheets, the oldest first.
   [[nodiscard]] std::vector<SheetEntry> history() const;
 

@@ -48,8 +48,8 @@ bool truncate_to_start(const SheetEntry& sheet, const Ledger& ledger) {
   const bool is_same = file && flock(file.get(), LOCK_EX) == 0 && fstat(file.get(), &status) == 0 &&
                        status.st_dev == place.device && status.st_ino == place.inode &&
                        status.st_size >= place.length;
-  return is_same && !ledger.is_continued(sheet) && ftruncate(file.get(), place.length) == 0 &&
-         fsync(file.get()) == 0;
+  return is_same && !ledger.has_later_job_in_file(sheet) &&
+         ftruncate(file.get(), place.length) == 0 && fsync(file.get()) == 0;
 }
 
 // The outcome of the sheets of a job; nothing if it cannot be known now.

@@ -201,7 +201,7 @@ class FolderPrinter {
       todo.when = {};
       todo.delay = kFirstRetry;
     }
-    for (const std::string& name : events.unsupported) {
+    for (const std::string& name : events.unsupported_files) {
       reporter_.report_error(path_of(name) +
                              ": files of this type are not read; others of it are not reported");
     }

@@ -77,17 +77,17 @@ TEST(FolderWatch, IgnoresFilesThatAreNotPhotos) {
   FolderWatch watch(without_quiet_time(folder.path()));
   const FolderEvents events = events_of(watch);
   EXPECT_THAT(events.ready, IsEmpty());
-  EXPECT_THAT(events.unsupported, IsEmpty());
+  EXPECT_THAT(events.unsupported_files, IsEmpty());
 }
 
 TEST(FolderWatch, NamesTheFirstFileOfATypeThatIsNotRead) {
   const ScratchFolder folder;
   folder.write("a.cr2", "x");
   FolderWatch watch(without_quiet_time(folder.path()));
-  EXPECT_THAT(events_of(watch).unsupported, ElementsAre("a.cr2"));
+  EXPECT_THAT(events_of(watch).unsupported_files, ElementsAre("a.cr2"));
   folder.write("b.CR2", "x");
   folder.write("c.doc", "x");
-  EXPECT_THAT(events_of(watch).unsupported, ElementsAre("c.doc"));
+  EXPECT_THAT(events_of(watch).unsupported_files, ElementsAre("c.doc"));
 }
 
 TEST(FolderWatch, NewPhotoIsReportedWhenItNoLongerChanges) {
@@ -203,7 +203,7 @@ TEST(FolderWatch, WithoutEventsTheFolderIsRead) {
   setup.scan_folder = true;
   setup.scan_interval = milliseconds(0);
   FolderWatch watch(setup);
-  close(watch.events());
+  close(watch.events_descriptor());
   EXPECT_THAT(ready_names(watch), ElementsAre("a.jpg"));
   EXPECT_THAT(ready_names(watch), IsEmpty());
   folder.write("b.jpg", "x");
