@@ -11,14 +11,14 @@ namespace k905 {
 
 namespace {
 
-bool announces_queues() { return access("/run/avahi-daemon/socket", F_OK) == 0; }
+bool is_avahi_running() { return access("/run/avahi-daemon/socket", F_OK) == 0; }
 
 // The URI for other computers: Avahi announces the name of this one with the ending ".local".
 std::string shared_uri(const std::string& queue, const Queue& state) {
   std::array<char, 256> name{};
   gethostname(name.data(), name.size() - 1);
   std::string host = name.data();
-  if (announces_queues() && host.find('.') == std::string::npos) {
+  if (is_avahi_running() && host.find('.') == std::string::npos) {
     host += ".local";
   }
   std::array<char, HTTP_MAX_URI> uri{};
@@ -30,7 +30,7 @@ std::string shared_uri(const std::string& queue, const Queue& state) {
 
 void report_how_to_add(const std::string& queue, const Queue& state, Findings& findings) {
   const std::string uri = shared_uri(queue, state);
-  if (announces_queues()) {
+  if (is_avahi_running()) {
     findings.ok("the queue is shared; phones and tablets list it as \"" + queue +
                 "\": AirPrint on iPhone and iPad, Mopria or the default print service on Android");
   } else {
