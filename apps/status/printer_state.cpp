@@ -16,7 +16,7 @@ namespace {
 
 // From this code on the printer needs operator attention.
 constexpr int kFirstFault = 1000;
-constexpr int kIdling = 0;
+constexpr int kIdle = 0;
 constexpr int kStandby = 900;
 
 constexpr Printer::Milliseconds kOpenTimeout{5000};
@@ -26,7 +26,7 @@ std::string printing_on(const Queue& queue) {
 }
 
 void use_last_report(const Queue& queue, PrinterState& printer) {
-  printer.state = State::held;
+  printer.state = State::in_use;
   printer.message = printing_on(queue);
   if (!queue.device_uri.starts_with("k905:")) {
     return;
@@ -52,10 +52,10 @@ void explain_open_error(int error, const PrinterAddress& address, const std::vec
   const bool is_missing = error == ENOENT || error == ENODEV || error == ENXIO;
   const Queue* usb = printing_usb_queue(queues);
   if ((error == EBUSY || is_missing) && usb != nullptr) {
-    printer.state = State::held;
+    printer.state = State::in_use;
     printer.message = printing_on(*usb);
   } else if (error == EBUSY) {
-    printer.state = State::held;
+    printer.state = State::in_use;
     printer.message = "another program has it open";
   } else if (address.kind == PrinterAddress::Kind::kSerial && error == ENODEV) {
     printer.message = find_queue(queues, printer.device) != nullptr
@@ -87,7 +87,7 @@ void ask_unless_in_use(const PrinterAddress& address, const std::vector<Queue>& 
   // The backend may still send a sheet after the job or the scheduler has ended.
   const backend::SheetLock lock(address);
   if (lock.is_held_elsewhere()) {
-    printer.state = State::held;
+    printer.state = State::in_use;
     printer.message = "the print system is sending a sheet to it";
     return;
   }
@@ -147,8 +147,8 @@ State state_of(const PrinterReport& report) {
   if (!report.status_code || *report.status_code >= kFirstFault || *report.status_code < 0) {
     return State::attention;
   }
-  const bool waits = *report.status_code == kIdling || *report.status_code == kStandby;
-  return waits ? State::ready : State::busy;
+  const bool is_idle = *report.status_code == kIdle || *report.status_code == kStandby;
+  return is_idle ? State::ready : State::busy;
 }
 
 PrinterState ask_printer(const std::string& name, const std::vector<Queue>& queues) {

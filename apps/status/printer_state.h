@@ -14,7 +14,7 @@ enum class State {
   busy,         // prints or cools down: becomes ready by itself
   attention,    // needs operator attention
   unreachable,  // no device, or no answer
-  held          // another program, usually the print system, uses the device
+  in_use        // another program, usually the print system, uses the device
 };
 
 struct PrinterState {
@@ -44,7 +44,7 @@ struct StateNames {
 // The states of the printers with these names: device files, serial numbers, HOST:PORT, queues, and
 // classes (all their members). A printer on which a queue is printing is not asked, because the
 // query would become part of the image: its state is the last report of the queue's backend, or
-// `held`. All printers are asked at the same time.
+// `in_use`. All printers are asked at the same time.
 [[nodiscard]] std::vector<PrinterState> ask_printers(const std::vector<std::string>& names);
 
 // The state of one printer; `queues` are those of all_queues().

@@ -75,7 +75,7 @@ TEST(PrintingQueue, APrinterThatItsBackendCannotReachIsNotReachable) {
 TEST(PrintingQueue, WithoutABackendReportThePrinterIsInUse) {
   for (const char* const note : {"", "code=other", "status_code=many;=;;serial_number"}) {
     const PrinterState printer = ask_printer("booth", {booth(note)});
-    EXPECT_EQ(printer.state, State::held) << note;
+    EXPECT_EQ(printer.state, State::in_use) << note;
     EXPECT_EQ(printer.message, "the print system is printing on it (queue booth)") << note;
   }
 }
@@ -89,7 +89,7 @@ TEST(NetworkPrinter, IsNotQueriedWhileASheetIsBeingSentToIt) {
   ASSERT_EQ(backend.open(cache + "/k905", -1, -1), 0);
   ASSERT_TRUE(backend.try_lock_printer(*parse_printer_name("127.0.0.1:1")));
   const PrinterState printer = ask_printer("127.0.0.1:1", {});
-  EXPECT_EQ(printer.state, State::held);
+  EXPECT_EQ(printer.state, State::in_use);
   EXPECT_EQ(printer.message, "the print system is sending a sheet to it");
 }
 

@@ -71,7 +71,7 @@ TEST(AsJson, EveryStateHasAKeyAndAnExitStatus) {
       {State::busy, "busy", 0},
       {State::attention, "attention", 1},
       {State::unreachable, "unreachable", 2},
-      {State::held, "held", 3}};
+      {State::in_use, "held", 3}};
   for (const auto& [state, word, status] : states) {
     EXPECT_EQ(names_of(state).key, word);
     EXPECT_EQ(names_of(state).exit_status, status);
