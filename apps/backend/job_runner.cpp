@@ -76,7 +76,7 @@ int JobRunner::run() {
     return status;
   }
   if (is_reprint_) {
-    record_ = {.job = options_.job,
+    record_ = {.job = options_.number,
                .identity = options_.identity,
                .printer = "",
                .ended = options_.ended.value_or(0)};
@@ -164,7 +164,7 @@ bool JobRunner::lock_printer() {
 
 // Only when the printer is connected: other jobs may have to wait for this lock.
 bool JobRunner::lock_job() {
-  while (!records_.try_lock_job(options_.job)) {
+  while (!records_.try_lock_job(options_.number)) {
     if (!wait_for_lock()) {
       return false;
     }
@@ -215,7 +215,7 @@ int JobRunner::decide_own_sheet() {
 }
 
 int JobRunner::decide_sheet_of(int job) {
-  const bool is_own = job == options_.job;
+  const bool is_own = job == options_.number;
   if (!is_own && !records_.try_lock_job(job)) {
     return wait_for_lock() ? kDone : end_stopped_job();
   }
@@ -381,7 +381,7 @@ int JobRunner::end_stopped_job() {
 }
 
 bool JobRunner::load_record() {
-  const int error_number = records_.load(options_.job, options_.identity, record_);
+  const int error_number = records_.load(options_.number, options_.identity, record_);
   if (error_number != 0) {
     error(std::string("The record of printed sheets cannot be read, nothing is sent: ") +
           std::strerror(error_number));

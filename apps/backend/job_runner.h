@@ -30,7 +30,7 @@ enum ExitStatus : int {
 };
 
 struct JobOptions {
-  int job = 0;
+  int number = 0;  // of the job
   std::string identity;
   // When the scheduler last ended the job (completed, canceled or aborted it), 0 if it never did.
   // Nothing for a job that no scheduler started.

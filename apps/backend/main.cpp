@@ -62,7 +62,7 @@ int number_or(const char* text, int fallback) {
 // was emptied; job-uuid is unique.
 void read_job_options(char** argv, JobOptions& job) {
   const CupsOptions options(argv[5]);
-  job.job = number_or(argv[1], 0);
+  job.number = number_or(argv[1], 0);
   job.identity = options.value("job-uuid");
   if (job.identity.empty()) {
     job.identity = std::string(argv[2]) + " " + argv[3];
@@ -136,7 +136,7 @@ bool read_arguments(int argc, char** argv, Job& job) {
   return true;
 }
 
-int backend(int argc, char** argv) {
+int run_backend(int argc, char** argv) {
   if (argc == 1) {
     return list_printers();
   }
@@ -157,7 +157,7 @@ int main(int argc, char** argv) {
   reserve_standard_descriptors();
   k905::backend::prepare_signals();
   try {
-    return k905::backend::backend(argc, argv);
+    return k905::backend::run_backend(argc, argv);
   } catch (const std::exception& failure) {
     k905::backend::error(failure.what());
     return k905::backend::kTryAgain;
