@@ -348,7 +348,7 @@ std::optional<int> run_job(FuzzedPrinter& fuzzed, const std::string& folder, int
   printer = &fuzzed;
   std::optional<int> status;
   try {
-    backend::JobRunner runner({.job = job,
+    backend::JobRunner runner({.number = job,
                                .identity = "fuzz " + std::to_string(job),
                                .ended = 0,
                                .printer = {.address = device}},
