@@ -45,12 +45,12 @@ std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv) {
   return std::nullopt;
 }
 
-void report_error(const CLI::App& app, const std::string& message) {
+void print_message(const CLI::App& app, const std::string& message) {
   std::fprintf(stderr, "%s: %s\n", app.get_name().c_str(), message.c_str());
 }
 
 int wrong_usage(const CLI::App& app, const std::string& message) {
-  report_error(app, message);
+  print_message(app, message);
   std::fprintf(stderr, "Run with --help for more information.\n");
   return kExitUsage;
 }

@@ -14,7 +14,7 @@ inline constexpr int kExitUsage = 2;
 [[nodiscard]] std::optional<int> parse_command_line(CLI::App& app, int argc, char** argv);
 
 // Prints "<program>: <message>" to standard error.
-void report_error(const CLI::App& app, const std::string& message);
+void print_message(const CLI::App& app, const std::string& message);
 
 // Reports a usage error that was found after parsing, points to --help, and returns the exit
 // status.

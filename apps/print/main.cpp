@@ -368,7 +368,7 @@ class PrintProgram {
 
   void print_error(const std::string& message) {
     progress_.erase();
-    report_error(app_, printable(message));
+    print_message(app_, printable(message));
   }
 
   const CLI::App& app_;

@@ -147,7 +147,7 @@ int report_failure(const CLI::App& app, const std::string& name, bool json,
   } else if (!json) {
     std::fputs(lines_of(findings).c_str(), stdout);
   }
-  report_error(app, problem);
+  print_message(app, problem);
   return kExitFailed;
 }
 
@@ -169,7 +169,7 @@ int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments
   const std::vector<std::string> queues =
       arguments.all ? queues_of_this_printer(scheduler) : std::vector{plan.name};
   if (queues.empty()) {
-    report_error(app, "there is no queue for this printer");
+    print_message(app, "there is no queue for this printer");
     return 0;
   }
   int status = 0;

@@ -77,7 +77,7 @@ bool show(const CLI::App& app, const std::vector<PrinterState>& printers, const 
   if ((std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) || errno == EBADF) {
     return true;
   }
-  report_error(app, std::string("standard output cannot be written: ") + std::strerror(errno));
+  print_message(app, std::string("standard output cannot be written: ") + std::strerror(errno));
   return false;
 }
 
@@ -131,7 +131,7 @@ int wait_until_ready(const CLI::App& app, const Options& options) {
     }
     if (reasons != reported) {
       reported = reasons;
-      report_error(app, "waiting: " + reasons);
+      print_message(app, "waiting: " + reasons);
     }
     std::this_thread::sleep_for(std::min(pause, rest));
   }

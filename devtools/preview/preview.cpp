@@ -121,7 +121,7 @@ class Preview {
   bool fail(const std::string& message) {
     progress_.erase();
     std::fflush(stdout);
-    report_error(app_, message);
+    print_message(app_, message);
     return false;
   }
 

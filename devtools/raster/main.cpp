@@ -323,7 +323,7 @@ int run(const CLI::App& app, const Options& options) {
     written = write_to_file(options, plan, error);
   }
   if (!written) {
-    report_error(app, error);
+    print_message(app, error);
     return kExitFailed;
   }
   return 0;

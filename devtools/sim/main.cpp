@@ -150,13 +150,13 @@ std::optional<std::string> fill_options(const Arguments& arguments, SimulatorOpt
 int run(const CLI::App& app, const SimulatorOptions& options) {
   for (const DeviceOptions& device : options.devices) {
     if (const auto problem = save_state(device.printer.state_file, device.printer.state)) {
-      report_error(app, *problem);
+      print_message(app, *problem);
       return kExitFailed;
     }
   }
   std::string error;
   if (!run_simulator(options, error)) {
-    report_error(app, error);
+    print_message(app, error);
     return kExitFailed;
   }
   return 0;
