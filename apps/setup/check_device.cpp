@@ -105,11 +105,12 @@ Answer check_printer(const Device& device, const PrinterAddress& address, Findin
       break;
     case Answer::no_reply:
       if (scheme_of(device.uri) == "k905") {
-        findings.problem("the printer at " + device.uri +
-                             " does not answer questions, so the backend k905 does not print",
-                         "switch it off and on; if its print server only receives data: k905-setup "
-                         "--replace " +
-                             device.queue + " --device socket://ADDRESS:PORT --keep-device");
+        findings.problem(
+            "the printer at " + device.uri +
+                " does not answer status queries, so the backend k905 does not print",
+            "switch it off and on; if its print server cannot return replies: k905-setup "
+            "--replace " +
+                device.queue + " --device socket://ADDRESS:PORT --keep-device");
       } else {
         findings.ok("the device " + device.uri + " accepts connections");
       }
@@ -118,7 +119,7 @@ Answer check_printer(const Device& device, const PrinterAddress& address, Findin
   return printer.answer;
 }
 
-// The last report of the backend about the printer of a job.
+// Whether the backend last reported that the job is waiting for the printer.
 bool waits_for_printer(const Queue& state) {
   return std::ranges::any_of(state.reasons, [](const std::string& reason) {
     return reason.ends_with("-error") || reason == kOffline;
@@ -147,7 +148,7 @@ void check_other(const Device& device, Findings& findings) {
                   (is_device ? " is connected" : " accepts connections"));
     }
   } else if (scheme == "file" || scheme == "serial" || scheme == "parallel") {
-    findings.note("the queue prints into the file " + address.name + ", not to a printer");
+    findings.note("the queue prints to the file " + address.name + ", not to a printer");
   } else {
     findings.ok("the device is " + device.uri);
   }
@@ -158,13 +159,14 @@ void check_backend(const Device& device, bool keeps_device, Answer answer, Findi
   if (!uses_other_backend(device.uri)) {
     return;
   }
-  const std::string risk = "the queue is on the backend " + scheme_of(device.uri) +
+  const std::string risk = "the queue uses the backend " + scheme_of(device.uri) +
                            ", which sends only a part of a sheet when the scheduler stops, and "
                            "does not wait for the printer";
   if (keeps_device) {
     findings.note(risk + "; its address was chosen with --keep-device");
   } else if (answer == Answer::no_reply) {
-    findings.note(risk + "; the printer does not answer questions, which the backend k905 needs");
+    findings.note(risk +
+                  "; the printer does not answer status queries, which the backend k905 needs");
   } else if (device.k905_uri) {
     findings.problem(risk, "k905-setup --update " + device.queue);
   } else {
@@ -195,7 +197,7 @@ void check_device(Scheduler& scheduler, const std::string& queue, const Queue& s
   const auto address = device.k905_uri ? parse_device_uri(*device.k905_uri) : std::nullopt;
   Answer answer = Answer::in_use;
   if (state.printing && waits_for_printer(state)) {
-    findings.problem("the job waits: " + state.message, "lpstat -l -p " + queue);
+    findings.problem("the job is waiting: " + state.message, "lpstat -l -p " + queue);
   } else if (state.printing || (address && printing_queue(all_queues(), *address) != nullptr)) {
     findings.ok("the device " + device.uri + " is in use");
   } else if (address) {

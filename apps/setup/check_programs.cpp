@@ -84,8 +84,9 @@ void check_other_filters(const std::string& filters, Findings& findings) {
     }
     if (!has_gstoraster && !exists(filters + "/pdftoraster") &&
         !exists(filters + "/mupdftoraster")) {
-      findings.problem("both gstoraster and pdftoraster are missing, so PDF files do not print",
-                       "apt-get install cups-filters ghostscript");
+      findings.problem(
+          "gstoraster, pdftoraster and mupdftoraster are missing, so PDF files do not print",
+          "apt-get install cups-filters ghostscript");
     }
   }
   if (findings.problems() == before) {

@@ -76,7 +76,7 @@ void check_defaults_of_jobs(const std::string& queue, const Queue& state, Findin
   if (state.scaling == "fill") {
     findings.ok("photos fill the paper");
   } else {
-    findings.problem("photos of another shape than the paper are printed with white edges",
+    findings.problem("photos whose shape differs from the paper are printed with white edges",
                      "lpadmin -p " + queue + " -o print-scaling-default=fill");
   }
   if (state.error_policy != "retry-current-job" && state.error_policy != "retry-job") {
@@ -177,7 +177,7 @@ void check_profiles(ppd_file_t& ppd, Findings& findings) {
     check_profile(profile, "colors are converted to sRGB instead", findings);
   }
   if (marked_choice(ppd, "ColorBase") == "Vivid") {
-    check_profile("AdobeRGB.icc", "photos are taken for sRGB instead", findings);
+    check_profile("AdobeRGB.icc", "photos are treated as sRGB instead", findings);
   }
 }
 

@@ -41,7 +41,7 @@ void describe_queue_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--paper", arguments.paper,
                  "paper, by any usual name, such as 6x4, 10x15 or w288h432; see --list")
       ->capture_default_str();
-  app.add_option("--finish", arguments.finish, "overcoat")
+  app.add_option("--finish", arguments.finish, "finish of the prints")
       ->transform(CLI::IsMember({"Glossy", "Matte"}, CLI::ignore_case))
       ->capture_default_str();
   app.add_option(
@@ -52,9 +52,10 @@ void describe_queue_options(CLI::App& app, Arguments& arguments) {
   app.add_option("-o", arguments.options,
                  "OPTION=CHOICE: any other default of the queue, as for lpadmin")
       ->allow_extra_args(false);
-  app.add_flag("--replace", arguments.plan.replace,
-               "give an existing queue this device (without --device: its own) and these defaults; "
-               "its jobs stay");
+  app.add_flag(
+      "--replace", arguments.plan.replace,
+      "change an existing queue: it gets this device (without --device it keeps its own) and "
+      "these defaults, and keeps its jobs");
   Share& sharing = arguments.plan.share;
   auto* share = app.add_flag_callback(
       "--share", [&sharing] { sharing = true; },
@@ -82,7 +83,7 @@ void describe_options(CLI::App& app, Arguments& arguments) {
                      "idle; with --replace change an existing class, with --update "
                      "update it and its members");
   app.add_option("--member", arguments.plan.members,
-                 "a member of the class; give the option once for each")
+                 "a member of the class; repeat the option for each member")
       ->allow_extra_args(false)
       ->needs(make_class);
   auto* list = app.add_flag("--list", arguments.list, "show models, papers and connected devices");
@@ -200,11 +201,14 @@ std::optional<std::string> read_options(Arguments& arguments) {
 }
 
 int run_class(const CLI::App& app, const Arguments& arguments) {
+  if (app.count("QUEUE") > 0) {
+    return wrong_usage(app, "--class takes no QUEUE; it names the class itself");
+  }
   for (const char* name :
-       {"QUEUE", "--device", "--model", "--paper", "--finish", "--ribbon", "-o", "--keep-device"}) {
+       {"--device", "--model", "--paper", "--finish", "--ribbon", "-o", "--keep-device"}) {
     if (app.count(name) > 0) {
-      return wrong_usage(
-          app, std::string(name) + " is not an option for a class; set it for its members");
+      return wrong_usage(app,
+                         std::string(name) + " does not apply to a class; set it for each member");
     }
   }
   const QueuePlan& plan = arguments.plan;
@@ -241,13 +245,14 @@ int run(const CLI::App& app, Arguments& arguments) {
     return wrong_usage(app, *problem);
   }
   if (plan.name.empty() != (arguments.list || arguments.all)) {
-    return wrong_usage(app, plan.name.empty() ? "QUEUE is missing" : "this option takes no QUEUE");
+    return wrong_usage(app,
+                       plan.name.empty() ? "QUEUE is missing" : "--list and --all take no QUEUE");
   }
   if (plan.share && !plan.update && !makes_queue) {
     return wrong_usage(app, "--share and --no-share are options for making and updating a queue");
   }
   if (plan.share && plan.options.attributes.contains("printer-is-shared")) {
-    return wrong_usage(app, "--share and -o printer-is-shared are the same");
+    return wrong_usage(app, "give either --share or --no-share, or -o printer-is-shared, not both");
   }
   if (plan.keep_device && !plan.update && !makes_queue) {
     return wrong_usage(app, "--keep-device is an option for making and updating a queue");

@@ -76,9 +76,9 @@ std::string find_printer(Scheduler& scheduler, Findings& findings) {
   }
   if (found.empty()) {
     throw std::runtime_error(
-        (reason ? "connected printers: " + *reason : std::string("no printer is connected")) +
-        "; switch it on, or give its address: --device k905://ADDRESS:9100 or --device URI, see "
-        "--list");
+        (reason ? *reason + "; you can also give the address of the printer"
+                : std::string("no printer is connected; switch it on, or give its address")) +
+        ": --device k905://ADDRESS:9100 or --device URI, see --list");
   }
   std::string all;
   for (const ConnectedDevice& printer : found) {
@@ -123,7 +123,7 @@ std::string better_device(Scheduler& scheduler, const std::string& device, Findi
         std::ranges::find(connected, device, &ConnectedDevice::uri) != connected.end() &&
         std::ranges::find(connected, *ours, &ConnectedDevice::uri) == connected.end();
     if (printer.answer == Answer::no_reply || is_usb_only) {
-      findings.note("the device stays " + device + ": the printer does not answer questions" +
+      findings.note("the device stays " + device + ": the printer does not answer status queries" +
                     (is_usb_only ? ", there is no /dev/usb/lp* for it" : ""));
       return "";
     }

@@ -22,7 +22,7 @@ namespace k905 {
 // The model that the file is for; null for other printers.
 [[nodiscard]] const ppd::Model* model_of(ppd_file_t& ppd);
 
-// Whether the files differ only in defaults and that mark.
+// True if the files are equal except for defaults and the mark of a kept address.
 [[nodiscard]] bool differ_in_defaults_only(const std::string& one, const std::string& other);
 
 }  // namespace k905

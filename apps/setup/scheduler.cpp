@@ -142,7 +142,7 @@ std::optional<std::string> Scheduler::list_devices(const std::string& schemes,
   }
   // If there is no device, CUPS answers "not found".
   if (status > IPP_STATUS_OK_EVENTS_COMPLETE && status != IPP_STATUS_ERROR_NOT_FOUND) {
-    return std::string("not known: ") + cupsLastErrorString();
+    return std::string("CUPS cannot list the devices: ") + cupsLastErrorString();
   }
   return std::nullopt;
 }

@@ -36,7 +36,7 @@ void report_how_to_add(const std::string& queue, const Queue& state, Findings& f
   } else {
     findings.note(
         "the queue is shared, but Avahi is not running, so phones and tablets (AirPrint, Mopria) "
-        "do not find it",
+        "cannot find it",
         "apt-get install avahi-daemon");
   }
   findings.ok("other systems add the shared queue by its address " + uri);
@@ -71,7 +71,9 @@ void check_sharing(Scheduler& scheduler, const std::string& queue, const Queue& 
   if (!state.shared) {
     findings.ok("the queue is not shared with other computers");
   } else if (!is_sharing) {
-    findings.ok("the queue is shared if the scheduler is; run as root to read its settings");
+    findings.ok(
+        "the queue is marked as shared; run as root to check whether the scheduler shares its "
+        "queues");
   } else if (!*is_sharing) {
     findings.ok("the queue is not shared with other computers: the scheduler shares no queue");
   } else {

@@ -100,7 +100,7 @@ class MigratedQueue(SetupTest):
             self.cups.add_queue("booth", device=uri, print_scaling_default="fill",
                                 printer_error_policy="retry-current-job")
             output = self.setup("--update", "booth").stdout
-            self.assertRegex(output, "note .*does not answer questions")
+            self.assertRegex(output, "note .*does not answer status queries")
             self.assertEqual(self.device(), uri)
 
 
@@ -141,7 +141,7 @@ class Check(SetupTest):
         self.submit()
         self.cups.wait_for(lambda: "media-empty-error" in self.reasons(), "the reason in lpstat")
         found = self.setup("--check", "booth", check=False)
-        self.assertRegex(found.stdout, r"PROBLEM .*job waits: Paper End: load new paper")
+        self.assertRegex(found.stdout, r"PROBLEM .*job is waiting: Paper End: load new paper")
 
 
 if __name__ == "__main__":

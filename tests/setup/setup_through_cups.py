@@ -185,6 +185,7 @@ class Setup(ThroughSetup):
                 self.assertEqual(len(result.stderr.splitlines()), 2, result.stderr)
                 self.assertIn("--help", result.stderr)
         self.assertIn("--device", self.setup("q", "--no-such").stderr)
+        self.assertIn("--class takes no QUEUE", self.setup("--class", "q", "--member", "r", "s").stderr)
 
     def test_models_and_papers_are_listed(self):
         output = self.setup("--list").stdout
