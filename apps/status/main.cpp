@@ -101,7 +101,7 @@ int watch(const CLI::App& app, const Options& options) {
   return kExitNoOutput;
 }
 
-// The states of the printers that are not ready; empty if all are.
+// Why printers are not ready, in one line; empty if all are ready.
 std::string reasons_to_wait(const std::vector<PrinterState>& printers) {
   std::string reasons;
   for (const PrinterState& printer : printers) {

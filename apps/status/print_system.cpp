@@ -85,7 +85,7 @@ PrinterAddress named(PrinterAddress::Kind kind, std::string name) {
   return {.kind = kind, .name = std::move(name), .port = ""};
 }
 
-// Empty for a printer that has none here.
+// The printer's device file, links resolved; empty if it has none on this computer.
 std::filesystem::path device_file(const PrinterAddress& address) {
   if (address.kind == PrinterAddress::Kind::kNetwork) {
     return "";

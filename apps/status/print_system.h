@@ -38,12 +38,12 @@ struct Queue {
 [[nodiscard]] const Queue* find_queue(const std::vector<Queue>& queues, const std::string& name);
 
 // The printer of a device URI such as k905://usb/SERIAL, socket://HOST, usb://...?serial=SERIAL,
-// file:///dev/usb/lp0 or serial:/dev/ttyS0?baud=9600. Nothing if it cannot be asked from this
-// computer.
+// file:///dev/usb/lp0 or serial:/dev/ttyS0?baud=9600. Nothing if the printer cannot be
+// queried from this computer.
 [[nodiscard]] std::optional<PrinterAddress> address_in(const std::string& device_uri);
 
-// The queue that is printing on this printer, null for none. Links are resolved, and a serial
-// number is the same printer as its device file.
+// The queue that is printing on this printer; null for none. Symbolic links are resolved, and a
+// serial number matches the device file of that printer.
 [[nodiscard]] const Queue* printing_queue(const std::vector<Queue>& queues,
                                           const PrinterAddress& address);
 

@@ -14,7 +14,7 @@ namespace k905 {
 
 namespace {
 
-// From this code on the printer needs operator attention.
+// Status codes from this one on need operator attention.
 constexpr int kFirstFault = 1000;
 constexpr int kIdle = 0;
 constexpr int kStandby = 900;
@@ -58,9 +58,10 @@ void explain_open_error(int error, const PrinterAddress& address, const std::vec
     printer.state = State::in_use;
     printer.message = "another program has it open";
   } else if (address.kind == PrinterAddress::Kind::kSerial && error == ENODEV) {
-    printer.message = find_queue(queues, printer.device) != nullptr
-                          ? "the printer of this queue is not connected"
-                          : "no connected printer has this serial number, and no queue this name";
+    printer.message =
+        find_queue(queues, printer.device) != nullptr
+            ? "the printer of this queue is not connected"
+            : "no connected printer has this serial number, and no queue has this name";
   } else if (error == ENOTTY) {
     printer.message = "this is not a printer device; nothing was written to it";
   } else {
@@ -165,7 +166,7 @@ PrinterState ask_printer(const std::string& name, const std::vector<Queue>& queu
     ask_unless_in_use(*address, queues, printer);
   } else {
     printer.message = queue != nullptr
-                          ? "the device of this queue cannot be asked: " + queue->device_uri
+                          ? "the device of this queue cannot be queried: " + queue->device_uri
                           : "this is not the name of a printer";
   }
   // Monitors identify a printer by its serial number, also while it cannot be asked.

@@ -11,10 +11,10 @@ namespace k905 {
 
 enum class State {
   ready,
-  busy,         // prints or cools down: becomes ready by itself
+  busy,         // printing or cooling down; becomes ready by itself
   attention,    // needs operator attention
-  unreachable,  // no device, or no answer
-  in_use        // another program, usually the print system, uses the device
+  unreachable,  // the device cannot be opened, or the printer does not answer
+  in_use        // the print system or another program is using the device
 };
 
 struct PrinterState {
@@ -24,7 +24,7 @@ struct PrinterState {
   PrinterReport report;
 };
 
-// Names of a state in text, in JSON and as an exit status.
+// How a state is shown: as text, as a value in JSON, and as an exit status.
 struct StateNames {
   const char* text;
   const char* key;

@@ -122,7 +122,7 @@ TEST(IdleQueue, WithARemoteDeviceCannotBeQueried) {
   const Queue queue{.name = "far", .device_uri = "ipp://host/printers/far"};
   const PrinterState printer = ask_printer("far", {queue});
   EXPECT_EQ(printer.state, State::unreachable);
-  EXPECT_EQ(printer.message, "the device of this queue cannot be asked: ipp://host/printers/far");
+  EXPECT_EQ(printer.message, "the device of this queue cannot be queried: ipp://host/printers/far");
 }
 
 }  // namespace

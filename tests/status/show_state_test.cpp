@@ -119,27 +119,28 @@ TEST(AsMetrics, EveryMetricIsDescribedOnceAndHasASampleForEachPrinter) {
   first.report.life_counter = 1234;
   PrinterState away;
   away.device = "/dev/usb/lp1";
-  EXPECT_EQ(as_metrics({first, away}),
-            "# HELP k905_up Whether the printer answers, or a queue prints on it and knows its "
-            "state.\n"
-            "# TYPE k905_up gauge\n"
-            "k905_up{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 1\n"
-            "k905_up{printer=\"/dev/usb/lp1\",serial=\"\"} 0\n"
-            "# HELP k905_ready Whether the printer is idle and can print.\n"
-            "# TYPE k905_ready gauge\n"
-            "k905_ready{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 1\n"
-            "k905_ready{printer=\"/dev/usb/lp1\",serial=\"\"} 0\n"
-            "# HELP k905_status_code Status code of the printer, 0 when idle, from 1000 on it "
-            "needs attention.\n"
-            "# TYPE k905_status_code gauge\n"
-            "k905_status_code{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 0\n"
-            "# HELP k905_prints_left Prints left of the loaded media.\n"
-            "# TYPE k905_prints_left gauge\n"
-            "k905_prints_left{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 73\n"
-            "# HELP k905_life_counter_total Prints that the printer has made.\n"
-            "# TYPE k905_life_counter_total counter\n"
-            "k905_life_counter_total{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} "
-            "1234\n");
+  EXPECT_EQ(
+      as_metrics({first, away}),
+      "# HELP k905_up Whether the printer's state is known: from the printer, or from a queue "
+      "that is printing.\n"
+      "# TYPE k905_up gauge\n"
+      "k905_up{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 1\n"
+      "k905_up{printer=\"/dev/usb/lp1\",serial=\"\"} 0\n"
+      "# HELP k905_ready Whether the printer is idle and can print.\n"
+      "# TYPE k905_ready gauge\n"
+      "k905_ready{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 1\n"
+      "k905_ready{printer=\"/dev/usb/lp1\",serial=\"\"} 0\n"
+      "# HELP k905_status_code Status code of the printer, 0 when idle, from 1000 on it "
+      "needs attention.\n"
+      "# TYPE k905_status_code gauge\n"
+      "k905_status_code{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 0\n"
+      "# HELP k905_prints_left Prints left on the loaded media.\n"
+      "# TYPE k905_prints_left gauge\n"
+      "k905_prints_left{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} 73\n"
+      "# HELP k905_life_counter_total Prints that the printer has made.\n"
+      "# TYPE k905_life_counter_total counter\n"
+      "k905_life_counter_total{printer=\"/dev/usb/lp0\",serial=\"a\\\"b\\\\c\\nd\"} "
+      "1234\n");
 }
 
 }  // namespace
