@@ -24,6 +24,7 @@
 namespace {
 
 constexpr std::uint32_t kContactWidth = 480;
+constexpr unsigned char kEscape = 0x1B;
 
 std::string picture_name(const std::string& output, int number) {
   return output.size() > 4 && output.ends_with(".png")
@@ -57,11 +58,11 @@ NamedFile split_at_caption(const std::string& text) {
   return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-// A stream begins with an escape, an image does not. Input that cannot be read twice, such as a
-// pipe, is a stream.
+// A stream begins with an escape, and no image format does. Input that cannot be read twice, such
+// as a pipe, and an empty file are streams.
 bool is_image(int descriptor) {
   unsigned char first = 0;
-  return pread(descriptor, &first, 1, 0) == 1 && (first == 0x89 || first == 0xFF || first == 'P');
+  return pread(descriptor, &first, 1, 0) == 1 && first != kEscape;
 }
 
 class Preview {

@@ -10,8 +10,11 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::Ge;
 using testing::HasSubstr;
+using testing::Le;
 using testing::Not;
 using testing::StartsWith;
 
@@ -200,6 +203,26 @@ TEST(ContactSheetProgram, PicturesOfEveryKindAreShownInTheirColors) {
       {10, 120, 230}, {77, 77, 77}, {10, 120, 230}, {90, 90, 90}, {255, 255, 255}};
   for (std::uint32_t i = 0; i < wanted.size(); ++i) {
     EXPECT_EQ(pixel(sheet, 12 + 20 * i + 4, 12 + 4), wanted[i]) << i;
+  }
+}
+
+TEST(ContactSheetProgram, ImagesOfOtherProgramsAreShownInEveryFormat) {
+  const ScratchFolder folder;
+  const std::vector<std::string> names{"stripes.tif", "stripes-lossless.webp", "stripes.gif",
+                                       "stripes.heic"};
+  std::vector<std::string> arguments{"-w", "48", "-c", "4"};
+  for (const std::string& name : names) {
+    arguments.push_back(K905_PHOTOS "/" + name);
+  }
+  const ChildResult result = contact(folder, arguments);
+  ASSERT_EQ(result.status, 0) << result.log;
+  const k905::Picture sheet = picture_in(folder, "out.png");
+  const auto near = [](int value) { return AllOf(Ge(value - 8), Le(value + 8)); };  // HEIC is lossy
+  for (std::uint32_t i = 0; i < names.size(); ++i) {
+    const std::uint32_t left = 12 + 60 * i;  // three stripes side by side, 16 pixels each
+    EXPECT_THAT(pixel(sheet, left + 8, 28), ElementsAre(near(200), near(40), near(40))) << names[i];
+    EXPECT_THAT(pixel(sheet, left + 40, 28), ElementsAre(near(40), near(40), near(200)))
+        << names[i];
   }
 }
 
