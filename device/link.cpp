@@ -116,14 +116,15 @@ int Link::connect_to(const PrinterAddress& address, Milliseconds timeout) {
   }
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list, freeaddrinfo);
   int error = EHOSTUNREACH;
-  for (const addrinfo* place = list; place != nullptr; place = place->ai_next) {
-    descriptor_ = socket(place->ai_family, place->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  for (const addrinfo* candidate = list; candidate != nullptr; candidate = candidate->ai_next) {
+    descriptor_ =
+        socket(candidate->ai_family, candidate->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     is_socket_ = true;
     if (descriptor_ < 0) {
       error = errno;
       continue;
     }
-    error = connect(descriptor_, place->ai_addr, place->ai_addrlen) == 0 ? 0 : errno;
+    error = connect(descriptor_, candidate->ai_addr, candidate->ai_addrlen) == 0 ? 0 : errno;
     if (error == EINPROGRESS) {
       error = wait_for(POLLOUT, timeout);
       error = error == 0 ? pending_error(descriptor_) : error;

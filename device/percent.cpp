@@ -8,8 +8,8 @@ namespace {
 
 int hex_value(char c) {
   constexpr std::string_view digits = "0123456789abcdef";
-  const auto place = digits.find(static_cast<char>(c >= 'A' && c <= 'F' ? c - 'A' + 'a' : c));
-  return place == std::string_view::npos ? -1 : static_cast<int>(place);
+  const auto position = digits.find(static_cast<char>(c >= 'A' && c <= 'F' ? c - 'A' + 'a' : c));
+  return position == std::string_view::npos ? -1 : static_cast<int>(position);
 }
 
 }  // namespace

@@ -27,9 +27,9 @@ std::string first_line(const std::filesystem::path& file) {
 std::string_view model_field(std::string_view device_id) {
   for (const std::string_view key : {"MDL:", "MODEL:"}) {
     const bool first = device_id.starts_with(key);
-    const std::size_t place = device_id.find(";" + std::string(key));
-    if (first || place != std::string_view::npos) {
-      const std::string_view value = device_id.substr((first ? 0 : place + 1) + key.size());
+    const std::size_t position = device_id.find(";" + std::string(key));
+    if (first || position != std::string_view::npos) {
+      const std::string_view value = device_id.substr((first ? 0 : position + 1) + key.size());
       return value.substr(0, value.find(';'));
     }
   }

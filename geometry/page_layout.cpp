@@ -17,10 +17,10 @@ std::int32_t total_bleed(std::int32_t paper_px, std::int32_t user_px) {
 
 // One side of the canvas without its two bleeds; at least 1, so that the image can still be
 // stretched into it.
-std::int32_t side_between(std::int32_t canvas, std::int32_t bleed_before,
-                          std::int32_t bleed_after) {
-  const std::int64_t side = std::int64_t{canvas} - bleed_before - bleed_after;
-  return side < 2 ? 1 : saturate_to_int32(side);
+std::int32_t length_between_bleeds(std::int32_t canvas, std::int32_t bleed_before,
+                                   std::int32_t bleed_after) {
+  const std::int64_t length = std::int64_t{canvas} - bleed_before - bleed_after;
+  return length < 2 ? 1 : saturate_to_int32(length);
 }
 
 }  // namespace
@@ -44,9 +44,10 @@ PageLayout page_layout(const PrintOptions& options) {
   layout.bleed_left = total_bleed(paper.bleed_left, options.bleed_left_px);
   layout.bleed_right = total_bleed(paper.bleed_right, options.bleed_right_px);
 
-  layout.effective_width = side_between(layout.canvas_width, layout.bleed_left, layout.bleed_right);
+  layout.effective_width =
+      length_between_bleeds(layout.canvas_width, layout.bleed_left, layout.bleed_right);
   layout.effective_height =
-      side_between(layout.canvas_height, layout.bleed_top, layout.bleed_bottom);
+      length_between_bleeds(layout.canvas_height, layout.bleed_top, layout.bleed_bottom);
 
   layout.paper_label = paper.label;
   layout.has_user_bleed = options.bleed_top_px != 0 || options.bleed_bottom_px != 0 ||

@@ -108,17 +108,17 @@ bool ResizeStage::make_sixteenth_columns() {
 
 // A source row is one of the two taken last; it is scaled horizontally when it is first used.
 void ResizeStage::scale_across(std::size_t source_row) {
-  const std::size_t place = source_row % 2;
-  if (scaled_[place] == source_row + 1) {
+  const std::size_t slot = source_row % 2;
+  if (scaled_[slot] == source_row + 1) {
     return;
   }
   const kernels::Table& kernels = kernels::chosen_table();
   if (in_sixteenths_) {
-    kernels.sixteenths_across(sixteenth_columns_, source_[place], sum_[place].get());
+    kernels.sixteenths_across(sixteenth_columns_, source_[slot], sum_[slot].get());
   } else {
-    kernels.resize_across(columns_, source_[place], estimate_[place].get());
+    kernels.resize_across(columns_, source_[slot], estimate_[slot].get());
   }
-  scaled_[place] = source_row + 1;
+  scaled_[slot] = source_row + 1;
 }
 
 void ResizeStage::scale_down(std::size_t low, std::size_t high, double fraction) {

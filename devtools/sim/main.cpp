@@ -98,10 +98,10 @@ std::string numbered(const std::string& name, const std::string& separator, int 
   return name.empty() || number == 0 ? name : name + separator + std::to_string(number);
 }
 
-// `place`: 0 for the first printer.
-std::optional<std::string> fill_device(const Arguments& arguments, int place,
+// `index`: 0 for the first printer.
+std::optional<std::string> fill_device(const Arguments& arguments, int index,
                                        DeviceOptions& device) {
-  const int number = arguments.printers > 1 ? place + 1 : 0;
+  const int number = arguments.printers > 1 ? index + 1 : 0;
   device = arguments.device;
   PrinterOptions& printer = device.printer;
   printer.state_file = numbered(printer.state_file, ".", number);
@@ -124,7 +124,7 @@ std::optional<std::string> fill_device(const Arguments& arguments, int place,
     printer.label = "printer " + std::to_string(number) + ": ";
   }
   if (device.port && *device.port != 0) {
-    const int port = *device.port + place;
+    const int port = *device.port + index;
     if (port > UINT16_MAX) {
       return "--listen: too high for " + std::to_string(arguments.printers) +
              " consecutive ports: " + std::to_string(*device.port);
@@ -137,9 +137,9 @@ std::optional<std::string> fill_device(const Arguments& arguments, int place,
 }
 
 std::optional<std::string> fill_options(const Arguments& arguments, SimulatorOptions& options) {
-  for (int place = 0; place < arguments.printers; ++place) {
+  for (int index = 0; index < arguments.printers; ++index) {
     options.devices.emplace_back();
-    if (auto problem = fill_device(arguments, place, options.devices.back())) {
+    if (auto problem = fill_device(arguments, index, options.devices.back())) {
       return problem;
     }
   }
