@@ -72,7 +72,7 @@ void describe(CLI::App& app, PrintOptions& options) {
                  "after restarts");
   app.add_option(
          "--limit", options.limit,
-         "with --watch: print at most this many sheets in a day, or with --event for the event")
+         "with --watch: print at most this many sheets per day, or with --event for the event")
       ->check(CLI::Range(1, kMaxNumber));
   app.add_option("--event", options.event,
                  "with --watch: the sheets belong to the event with this name; --limit then counts "

@@ -49,8 +49,9 @@ using ErrorReport = std::function<void(const std::string& message)>;
                                                  Progress& progress, int done,
                                                  const ErrorReport& report_error);
 
-// SIGTERM, SIGINT and SIGHUP end the program after the current photo. A second SIGINT ends the
-// program at once. SIGINT and SIGHUP that were ignored at the start stay ignored.
+// SIGTERM, SIGINT and SIGHUP end the program after the current sheet, of which further copies may
+// still be printed. A second SIGINT ends the program at once. SIGINT and SIGHUP that were ignored
+// at the start stay ignored.
 void stop_on_signals();
 [[nodiscard]] bool stop_requested();
 
