@@ -78,7 +78,7 @@ inline constexpr char default_paper[] = "w288h432";
 // rastertok905job removes this default from the job's PPD file.
 inline constexpr char no_profile[] = "None";
 
-// Also a choice of ICCProfile: rastertok905job replaces it, in the job's PPD file, by the profile
+// Also a choice of ICCProfile: rastertok905job replaces it, in the job's PPD file, with the profile
 // that the administrator's table has for the paper and the finish.
 inline constexpr char profile_by_paper[] = "ByPaper";
 
@@ -96,8 +96,8 @@ inline constexpr std::array<Choice, 2> resolutions{{
 
 inline constexpr std::array<Choice, 3> cuts{{
     {"None", "Not cut"},
-    {"6x4", "6 x 4 in (two of a 6 x 8 sheet)"},
-    {"6x2", "6 x 2 in strips (two of a 6 x 4, four of a 6 x 8 sheet)"},
+    {"6x4", "6 x 4 in (two from a 6 x 8 sheet)"},
+    {"6x2", "6 x 2 in strips (two from a 6 x 4, four from a 6 x 8 sheet)"},
 }};
 
 inline constexpr std::array<Choice, 2> finishes{{{"Glossy", "Glossy"}, {"Matte", "Matte"}}};

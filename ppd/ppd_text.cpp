@@ -54,7 +54,7 @@ void write_head(std::ostream& out, const ppd::Model& model, const std::string& v
       << name << ";MDL:" << name << ";CLS:PRINTER;DES:" << name << R"(;"
 *cupsVersion: 2.2
 *cupsModelNumber: 0
-*% Earlier filters repeat the pages for copies.
+*% The filters that run before this one repeat the pages for copies.
 *cupsManualCopies: True
 *% The printer does not support SNMP; queries would only delay jobs.
 *cupsSNMPSupplies: False
@@ -105,9 +105,10 @@ void write_choice(std::ostream& out, const char* keyword, const ppd::Choice& cho
       << "\"\n";
 }
 
-// Deliberate: the filter takes every default of ICCProfile for a file name, so a file for the
-// filter has none if no conversion is chosen. A queue's file has it, because dialogs need a
-// default; rastertok905job removes it from the job's copy.
+// Deliberate: the filter reads every default of ICCProfile as a file name, even "None". Therefore a
+// PPD file that is written for the filter itself has no such default if no conversion is chosen.
+// The PPD file of a queue has the default "None", because print dialogs need one; rastertok905job
+// removes it from the copy for the job.
 bool is_chosen_no_profile(const ppd::Option& option, const ChosenDefaults& chosen) {
   return std::strcmp(option.keyword, "ICCProfile") == 0 &&
          default_of(chosen, option.keyword, "") == ppd::no_profile;
