@@ -8,7 +8,8 @@ void describe_options(CLI::App& app, PreviewOptions& options) {
                  "files with output of the filter; \"-\" or no file means standard input");
   auto* output = app.add_option("-o,--output", options.output,
                                 "name of the images: a name that ends in \".png\" is used for the "
-                                "first sheet, to any other \"-1.png\", \"-2.png\" are appended")
+                                "first sheet, and later sheets get \"-2\", \"-3\" before the "
+                                "ending; any other name gets \"-1.png\", \"-2.png\" appended")
                      ->capture_default_str();
   app.add_option(
          "-w,--width", options.width,

@@ -19,5 +19,6 @@ struct PreviewOptions {
   bool dump = false;
 };
 
-// Runs with these options: lists every sheet on standard output and returns the exit status.
+// Checks the files, prints every sheet on standard output, writes the images, and returns the exit
+// status.
 [[nodiscard]] int show_files(const CLI::App& app, const PreviewOptions& options);

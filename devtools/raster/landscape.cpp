@@ -30,7 +30,8 @@ double lattice(std::int32_t x, std::int32_t y, std::uint32_t seed) {
   return static_cast<double>((hash ^ hash >> 15) & 0xFFFF) / 65535.0;
 }
 
-// Noise added to noise of half the size: ragged, 0 to 1.
+// A sum of smoothed random values, each with half the size and weight of the one before: ragged,
+// 0 to 1.
 double noise(double x, double y, std::uint32_t seed, int octaves = 5) {
   double sum = 0;
   double weight = 0.5;
@@ -167,7 +168,7 @@ class Painting {
     }
   }
 
-  // Red, green, blue and yellow angles, clockwise from the top left.
+  // Red, green, blue and yellow L-shaped marks, clockwise from the top left.
   void paint_corner_marks() {
     const std::uint32_t arm = picture_.height / 14;
     const std::uint32_t pen = std::max<std::uint32_t>(1, arm / 8);

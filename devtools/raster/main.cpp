@@ -75,10 +75,9 @@ void describe_options(CLI::App& app, Options& options) {
   app.add_option("--orientation", options.orientation, "orientation in the header")
       ->check(CLI::IsMember({"portrait", "landscape", "reverse-portrait", "reverse-landscape"}))
       ->capture_default_str();
-  app.add_option(
-         "--fit", options.fit,
-         "place an image of another shape: crop it (fill), add white edges (whole) or distort it "
-         "(stretch)")
+  app.add_option("--fit", options.fit,
+                 "place an image whose shape differs from that of the page: crop it (fill), add "
+                 "white edges (whole) or distort it (stretch)")
       ->check(CLI::IsMember({"fill", "whole", "stretch"}))
       ->capture_default_str();
   app.add_option("-n,--copies", options.copies, "number of copies in the header")
@@ -191,7 +190,7 @@ k905::PixelSize wanted_pixels(const PagePlan& plan) {
   return plan.size == PageSize::page ? page_pixels(plan) : k905::PixelSize{plan.width, plan.height};
 }
 
-// "test:NAME" in the size of the page, "test:NAME:WxH" in the given size.
+// "test:NAME" at the size of the page, "test:NAME:WxH" at the given size.
 std::optional<k905::Picture> draw_named(const std::string& text, const PagePlan& plan,
                                         std::string& error) {
   const std::string name = text.substr(0, text.find(':'));
@@ -223,7 +222,7 @@ k905::Fit fit_of(const std::string& name) {
                              : k905::Fit::fill;
 }
 
-// The image in the pixels of the page.
+// The image, fitted to the size of the page.
 k905::Picture page_of(const k905::Picture& picture, const PagePlan& plan, k905::Fit fit) {
   if (plan.size == PageSize::picture) {
     return picture;

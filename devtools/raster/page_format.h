@@ -22,10 +22,10 @@ struct PageFormat {
 // error.
 inline constexpr std::array<PageFormat, 9> page_formats{{
     {"rgb8", 3, 8, 1, "the ordinary photograph"},
-    {"rgb16", 3, 16, 1, "high byte first or last as the machine has it"},
+    {"rgb16", 3, 16, 1, "in the byte order of the machine"},
     {"gray8", 1, 8, 0, ""},
     {"gray1", 1, 1, 3, "dithered, a set bit is black"},
-    {"cmyk8", 4, 8, 6, "common darkness in the fourth sample"},
+    {"cmyk8", 4, 8, 6, "the darkness that all three inks share becomes black, the fourth sample"},
     {"gray16", 1, 16, 0, "the filter does not read it"},
     {"rgb1", 3, 1, 1, "the filter does not read it"},
     {"cmyk1", 4, 1, 6, "the filter does not read it"},

@@ -53,7 +53,7 @@ Color corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
   return bottom && left ? kBlack : kWhite;
 }
 
-// Red increases to the right, green downwards, blue along the falling diagonal.
+// Red increases to the right, green downwards, blue from the bottom left to the top right.
 Color gradient(Canvas canvas, std::uint32_t x, std::uint32_t y) {
   const std::uint8_t red = ramp(x, canvas.width);
   const std::uint8_t green = ramp(y, canvas.height);
@@ -73,7 +73,7 @@ Color patches(Canvas canvas, std::uint32_t x, std::uint32_t) {
   return kPrimaries[part_of(x, 8, canvas.width)];
 }
 
-// Every pixel has another color, which depends on its position only.
+// Each pixel has a random color that depends only on its position.
 Color noise(Canvas, std::uint32_t x, std::uint32_t y) {
   std::uint32_t hash = x * 0x9E3779B1U ^ y * 0x85EBCA77U;
   hash = (hash ^ hash >> 15) * 0x2C1B3C6DU;
@@ -103,11 +103,11 @@ constexpr auto kTestPictures = std::to_array<TestPicture>({
     {"landscape", "a lake between mountains, like a photograph", draw_landscape},
     {"corners", "white with a red, green, blue and black square, clockwise from the top left",
      drawn<corners>},
-    {"gradient", "red grows to the right, green downwards", drawn<gradient>},
+    {"gradient", "red increases to the right, green downwards", drawn<gradient>},
     {"checker", "black and white squares of 16 pixels", drawn<checker>},
     {"steps", "16 grays from black to white", drawn<steps>},
     {"patches", "black, the six pure colors and white", drawn<patches>},
-    {"noise", "every pixel of another color", drawn<noise>},
+    {"noise", "every pixel in a different color", drawn<noise>},
     {"white", "nothing but white", drawn<white>},
     {"black", "nothing but black", drawn<black>},
 });

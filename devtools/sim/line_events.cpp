@@ -11,7 +11,7 @@ constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 // How much an idle connection may accept at once, in seconds of its speed.
 constexpr double kBurstS = 0.05;
 
-// If the sheet of an event was printed without it, the event applies to the next sheet.
+// An event that did not happen in its own sheet applies to the next one.
 bool applies_to(const PlannedEvent& event, int sheet) {
   return !event.sheet || *event.sheet <= sheet;
 }

@@ -61,8 +61,8 @@ void declare_line_options(CLI::App& app, Arguments& arguments) {
       ->check(CLI::Range(1U, 1U << 20));
   app.add_option(
          "--printers", arguments.printers,
-         "number of printers, on consecutive ports; if there are several, printer N has its number "
-         "in its serial number, the folder SHEETS/N, the file STATE.N and the link LINK.N")
+         "number of printers, on consecutive ports; if there are several, printer N has the "
+         "serial number SERIAL-N, the folder SHEETS/N, the file STATE.N and the link LINK.N")
       ->check(CLI::Range(1, kMaxPrinters))
       ->capture_default_str();
   app.add_flag("--trace", arguments.device.printer.traces,
@@ -79,7 +79,8 @@ std::string commands_help() {
   return text;
 }
 
-// Returns the error in the arguments, or null after filling `options`.
+// The fill_ functions return the error in the arguments, or null after filling their last
+// parameter.
 std::optional<std::string> fill_fault(const Arguments& arguments, Fault& fault) {
   if (!arguments.fault.empty()) {
     const std::optional<FaultKind> kind = fault_named(arguments.fault);
@@ -164,7 +165,7 @@ int run(const CLI::App& app, const SimulatorOptions& options) {
 
 int simulator_program(int argc, char** argv) {
   CLI::App app{
-      "Simulates a printer on a pseudo-terminal, and prints the path of the terminal in the first "
+      "Simulates a printer on a pseudo-terminal, and prints the path of the terminal on the first "
       "line.",
       "k905-sim"};
   Arguments arguments;

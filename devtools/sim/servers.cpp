@@ -13,7 +13,7 @@ std::string hint_for(int clients) {
     return "";
   }
   return std::to_string(clients) +
-         " programs had the terminal open at the same time, which mixes their jobs";
+         " programs had the terminal open at the same time, which mixed their jobs";
 }
 
 void remove_link(const std::string& link) {

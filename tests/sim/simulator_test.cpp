@@ -295,7 +295,7 @@ TEST(Simulator, JobsOfTwoProgramsAtOnceAreADataErrorThatNamesTheReason) {
   }
   const std::string line = printer.next_line();
   EXPECT_THAT(line, StartsWith("data error: offset "));
-  EXPECT_THAT(line, EndsWith("; 2 programs had the terminal open at the same time, which mixes "
+  EXPECT_THAT(line, EndsWith("; 2 programs had the terminal open at the same time, which mixed "
                              "their jobs"));
   for (const int client : clients) {
     ASSERT_EQ(write(client, sheet.data() + 500, sheet.size() - 500),
