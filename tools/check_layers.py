@@ -81,7 +81,7 @@ def includes_of(file):
 
 
 def is_private(included, path):
-    """Whether `included` is a private header of another folder than that of `path`."""
+    """Whether `included` is a private header of a folder other than that of `path`."""
     folder = included.split("/")[0]
     public = PUBLIC_HEADERS.get(folder)
     return public is not None and path.split("/")[0] != folder and included not in public
