@@ -91,8 +91,8 @@ int Link::open_file(const std::string& path) {
   if (descriptor_ < 0) {
     return errno;
   }
-  // Other files are refused: questions and sheets would be written into a regular file, for
-  // example.
+  // Only character devices are accepted: into a regular file, for example, questions and sheets
+  // would be written.
   struct stat status {};
   if (fstat(descriptor_, &status) != 0 || !S_ISCHR(status.st_mode)) {
     close();
@@ -138,7 +138,7 @@ int Link::connect_to(const PrinterAddress& address, Milliseconds timeout) {
   return error;
 }
 
-// 0 as soon as read or write does not block; they report errors of the connection.
+// 0 as soon as read or write would not block; those calls report errors of the connection.
 int Link::wait_for(short events, Milliseconds timeout) const {
   const Clock::time_point deadline = Clock::now() + timeout;
   pollfd wait{.fd = descriptor_, .events = events, .revents = 0};

@@ -14,7 +14,8 @@ namespace k905 {
 
 namespace {
 
-// After a question without a reply, how long to wait for a late reply to discard.
+// If a question was not answered: the pause before the next one, in which a late reply arrives that
+// is then discarded.
 constexpr std::chrono::milliseconds kLateReplyWait{200};
 
 constexpr std::chrono::milliseconds kQuestionStall{3000};

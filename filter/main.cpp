@@ -1,5 +1,5 @@
-// rastertok905: reads CUPS raster and writes the printer's commands. This file has the order of
-// start-up and the choice between printing and the status query.
+// rastertok905: converts CUPS raster to the printer's commands. main() runs the steps of start-up
+// in order and then prints the job or queries the status.
 #include <cstring>
 
 #ifdef __GLIBC__

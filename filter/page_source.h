@@ -20,11 +20,12 @@ using Raster = std::unique_ptr<cups_raster_t, RasterCloser>;
 // Feeds descriptor 0 to libcups: reads it in large pieces, and stops when the job is canceled.
 class RasterInput {
  public:
-  // The raster stream, or null if the input is empty or is not one. This object must outlive it.
+  // The raster stream, or null if the input is empty or is not a raster stream. This object must
+  // outlive it.
   [[nodiscard]] Raster open();
 
   // True once a read found the end of the data, failed, or was cut short because the job was
-  // canceled. Nothing is read any more then.
+  // canceled. After that nothing more is read.
   [[nodiscard]] bool ended() const { return ended_; }
 
   // The errno of the read that ended the input; 0 at the end of the data.

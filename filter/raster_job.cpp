@@ -151,7 +151,7 @@ int run_raster_job() {
     log_line("K905-1: Tip: In print dialog choose Color/RGB, not Grayscale or Black only.");
     return 1;
   }
-  // Deliberate: read before any header is interpreted. A NumCopies of the header is reported but
+  // Deliberate: read before any header is interpreted. NumCopies in the header is reported but
   // does not change this job, because the print system has already repeated the pages.
   job.copies = current_options.copies;
   if (job.raster != nullptr) {

@@ -38,5 +38,6 @@ void detect_ribbon() {
   // or program that knows the ribbon sets K905_RIBBON.
   copy_text(current_options.ribbon_size, "6x4");
   current_options.ribbon_detected = 1;
+  // Deliberate: the line says "macOS" on every system; people search logs for it.
   log_line("K905-1: macOS: using default ribbon size 6x4 (no USB scan)");
 }

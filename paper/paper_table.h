@@ -56,6 +56,6 @@ inline constexpr std::span<const PaperConfig> selectable_papers{paper_sizes.data
 // The first row with `name` as ppd_name or as label, or null.
 [[nodiscard]] const PaperConfig* find_paper_by_name_or_label(const char* name);
 
-// The first row whose page is within 5 points (inclusive) of width x height in both directions, as
-// given or, tried second for each row, rotated by 90 degrees. Null if there is none.
+// The first row whose page, as given or rotated by 90 degrees, is within 5 points (inclusive) of
+// width x height in both directions. Null if there is none.
 [[nodiscard]] const PaperConfig* find_paper_by_size(float width_pt, float height_pt);

@@ -19,7 +19,7 @@ template <class T>
 using Buffer = std::unique_ptr<T[], FreeDeleter>;
 
 // `count` elements, not initialized; null when there is no memory for them or their size overflows.
-// Never null for a count of 0.
+// A count of 0 is not an error: one byte is allocated.
 template <class T>
 [[nodiscard]] Buffer<T> make_buffer(std::size_t count) {
   static_assert(std::is_trivially_copyable_v<T>);

@@ -24,8 +24,9 @@ ResizeStage::Position ResizeStage::position(std::size_t i, double scale, std::si
   return {std::min(whole, last), whole >= last ? last : whole + 1, at - static_cast<double>(whole)};
 }
 
-// Whether every position is a whole number of sixteenths from its low line. Decided by the same
-// numbers that the formula uses: a ratio of sizes can miss by the rounding of its reciprocal.
+// Whether every position is a whole number of sixteenths from its low line. The positions are
+// computed and checked, because the ratio of the sizes does not decide this: the formula multiplies
+// by the reciprocal of the scale, which is rounded.
 bool ResizeStage::is_in_sixteenths() const {
   const auto is_whole = [](const Position& at) {
     const double fraction = sixteenths(at.fraction);

@@ -14,8 +14,8 @@ struct PrintOptions;
 
 // The settings as the factors and exponents that the steps use.
 struct ToneFactors {
-  float brightness;           // kB
-  float contrast;             // kC
+  float brightness;           // kB in docs/numerics.md
+  float contrast;             // kC in docs/numerics.md
   float channel_exponent[3];  // 1.0F: the step is left out
   float exponent;             // 1.0F: the step is left out
   kernels::ToneMix mix;       // without its tables and its step function

@@ -21,8 +21,8 @@ enum class SheetResult {
 };
 
 // Writes one physical sheet to `descriptor`: Y, M and C plane, each as an IMAGE block and a
-// grayscale BMP; then overcoat (matte only), cutter and start. After a failed write the sequence
-// continues, so that the printer always receives all of its parts.
+// grayscale BMP; then overcoat (matte only), cutter and start. After a failed write the rest of
+// the sequence is still sent, so that the printer receives every part that can be written.
 //
 // The images are never assembled in memory: header and plane are written separately. Nothing is
 // allocated, so no sheet can fail here for lack of memory.

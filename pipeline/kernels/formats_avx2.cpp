@@ -44,7 +44,7 @@ struct Chunky {
 // collect them in one vector, and one shuffle puts them in order.
 template <int channel>
 K905_AVX2 inline __m256i one_channel(const Chunky& chunky, __m256i order) {
-  // -1 where byte i of a vector that begins with channel `phase` belongs to ours.
+  // -1 if byte i of a vector whose first byte belongs to channel `phase` belongs to `channel`.
   constexpr auto own = [](int i, int phase) {
     return static_cast<char>((i + phase) % 3 == channel ? -1 : 0);
   };

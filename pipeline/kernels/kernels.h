@@ -78,9 +78,9 @@ enum class Correction { kNone, kBright, kAccurate, kHue, kDesaturated };
 // The legacy gamma and the final store as one rising step function: values from step b up to the
 // next step are stored as b.
 //
-// The upper half of a float's bits selects an entry. It combines the byte that is stored at the
-// beginning of that half with the distance to the next step, so that byte = (entry + lower half) >>
-// 16. So two steps must not share an upper half.
+// The upper 16 bits of a float select an entry, for all floats that share them. The entry combines
+// the byte that is stored for the lowest of these floats with the distance to the next step, so
+// that byte = (entry + lower 16 bits) >> 16. Therefore no two steps may share their upper 16 bits.
 struct StepFunction {
   static constexpr float kLowest = 1.0F / 1024.0F;
   static constexpr float kHighest = 255.0F;
@@ -95,7 +95,7 @@ struct ToneMix {
   const float* table[3];  // 256 floats per channel: the chain up to the mixing step, per byte;
                           // null: the byte itself
   bool saturate;          // whether there is a saturation step
-  float saturation;       // kS
+  float saturation;       // kS in docs/numerics.md
   float balance[3];
   Correction correction;
   bool linear_contrast;

@@ -1,5 +1,5 @@
-// Tone, on rows of planes in place. For AVX-512 with byte permutations (CPUs since 2019). Only this
-// kernel is sufficiently faster than with AVX2.
+// Tone, on rows of planes in place. For AVX-512 with byte permutations (CPUs since 2019). Has only
+// the kernel that is clearly faster than with AVX2.
 #include <immintrin.h>
 
 #include "pipeline/kernels/variants.h"
