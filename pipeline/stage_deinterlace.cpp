@@ -10,7 +10,7 @@ void DeinterlaceStage::prepare(bool interlaced, std::size_t width, std::size_t h
   width_ = width;
   input_height_ = height;
   expected_height_ = expected_height;
-  // Deliberate: compared with the paper's upright height also when the page is rotated, where it
+  // Deliberate: compared with the paper's upright height even when the page is rotated, where it
   // never matches and two rows always become one.
   is_needed_ = interlaced && height != expected_height;
   if (!is_needed_) {
