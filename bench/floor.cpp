@@ -78,7 +78,7 @@ void send(const Sheet& sheet) {
 
 struct Conversion {
   cmsHTRANSFORM transform = nullptr;
-  std::size_t bytes_a_pixel = 3;
+  std::size_t bytes_per_pixel = 3;
   Memory row;
 };
 
@@ -90,7 +90,7 @@ Conversion make_conversion(const char* source_path, const char* target_path) {
   Conversion conversion;
   conversion.transform = cmsCreateTransform(source, TYPE_RGB_8, target,
                                             inks ? TYPE_CMYK_8 : TYPE_RGB_8, INTENT_PERCEPTUAL, 0);
-  conversion.bytes_a_pixel = inks ? 4 : 3;
+  conversion.bytes_per_pixel = inks ? 4 : 3;
   cmsCloseProfile(target);
   cmsCloseProfile(source);
   if (conversion.transform == nullptr) std::_Exit(4);
@@ -103,7 +103,7 @@ void read_page(cups_raster_t* raster, const cups_page_header2_t& header, Sheet& 
   const std::size_t lines_at_once = std::max<std::size_t>(1, kReadAtOnce / line_bytes);
   const Memory lines = reserve(lines_at_once * line_bytes);
   if (conversion.transform != nullptr) {
-    conversion.row = reserve(conversion.bytes_a_pixel * header.cupsWidth);
+    conversion.row = reserve(conversion.bytes_per_pixel * header.cupsWidth);
   }
   for (std::size_t y = 0; y < header.cupsHeight;) {
     const std::size_t count = std::min(lines_at_once, header.cupsHeight - y);

@@ -39,8 +39,8 @@ struct Rows {
   Bytes plane[3] = {noise(kWidth), noise(kWidth), noise(kWidth)};
 };
 
-void count_bytes(benchmark::State& state, std::size_t bytes_a_round) {
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes_a_round));
+void count_bytes(benchmark::State& state, std::size_t bytes_per_round) {
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes_per_round));
 }
 
 void line_to_rgb(benchmark::State& state, Table::LineToRgb* kernel) {

@@ -22,13 +22,13 @@ namespace {
 }
 
 struct Pipe {
-  int out = -1;
-  int in = -1;
+  int read_end = -1;
+  int write_end = -1;
   Pipe() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) give_up("pipe");
-    out = ends[0];
-    in = ends[1];
+    read_end = ends[0];
+    write_end = ends[1];
   }
 };
 
@@ -57,17 +57,17 @@ int open_or_exit(const char* path, int flags) {
 pid_t start_feeder(const char* path, const Pipe& input, const Pipe& output) {
   const pid_t feeder = fork();
   if (feeder != 0) return feeder;
-  close(input.out);  // so that the feeder ends when the program stops reading
-  close(output.in);
-  pump(open_or_exit(path, O_RDONLY), input.in);
+  close(input.read_end);  // so that the feeder ends when the program stops reading
+  close(output.write_end);
+  pump(open_or_exit(path, O_RDONLY), input.write_end);
   std::_Exit(0);
 }
 
 pid_t start_program(char** command, const Pipe& input, const Pipe& output) {
   const pid_t program = fork();
   if (program != 0) return program;
-  dup2(input.out, STDIN_FILENO);
-  dup2(output.in, STDOUT_FILENO);
+  dup2(input.read_end, STDIN_FILENO);
+  dup2(output.write_end, STDOUT_FILENO);
   dup2(open_or_exit("/dev/null", O_WRONLY), STDERR_FILENO);
   execv(command[0], command);
   std::_Exit(126);
@@ -86,10 +86,10 @@ int main(int argc, char** argv) {
   const Pipe output;
   const pid_t feeder = start_feeder(argv[1], input, output);
   const pid_t program = start_program(argv + 2, input, output);
-  close(input.in);
-  close(input.out);
-  close(output.in);
-  const long long written = pump(output.out, open_or_exit("/dev/null", O_WRONLY));
+  close(input.write_end);
+  close(input.read_end);
+  close(output.write_end);
+  const long long written = pump(output.read_end, open_or_exit("/dev/null", O_WRONLY));
 
   int status = 0;
   rusage usage{};

@@ -6,8 +6,8 @@
 
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
-#include "fuzz/lent_stream.h"
 #include "fuzz/log_lines.h"
+#include "fuzz/replaced_stream.h"
 #include "fuzz/settings_check.h"
 #include "settings/job_arguments.h"
 #include "settings/paper_argument.h"
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string limit = std::to_string(job.max_message);
   const EnvironmentGuard message("CUPS_MAX_MESSAGE", limit.c_str());
   ArgumentList list(job.arguments);
-  LentStream err(STDERR_FILENO);
+  ReplacedStream err(STDERR_FILENO);
   read_job_arguments(list.count(), list.values());
   read_paper_argument(list.count(), list.values());
   print_configuration_summary();

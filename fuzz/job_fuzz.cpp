@@ -20,9 +20,9 @@
 #include "filter/two_up.h"
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
-#include "fuzz/lent_stream.h"
 #include "fuzz/log_lines.h"
 #include "fuzz/memory_file.h"
+#include "fuzz/replaced_stream.h"
 #include "paper/paper_table.h"
 #include "settings/job_arguments.h"
 #include "settings/option_rules.h"
@@ -320,16 +320,16 @@ std::uint64_t run_and_check(const JobSettings& settings, std::string_view stream
   const EnvironmentGuard ribbon("K905_RIBBON", settings.ribbon);
   const EnvironmentGuard message("CUPS_MAX_MESSAGE",
                                  settings.line_limit != 0 ? limit.c_str() : nullptr);
-  LentStream in(STDIN_FILENO, stream);
-  LentStream out(STDOUT_FILENO);
-  LentStream err(STDERR_FILENO);
+  ReplacedStream in(STDIN_FILENO, stream);
+  ReplacedStream out(STDOUT_FILENO);
+  ReplacedStream err(STDERR_FILENO);
   const int free_before = lowest_free_descriptor();
   start_up(settings);
   allocations_to_failure = settings.failing_allocation;
   const int status = run_raster_job();
   allocations_to_failure = 0;
   const int free_after = lowest_free_descriptor();
-  for (LentStream* lent : {&in, &out, &err}) lent->restore();
+  for (ReplacedStream* replaced : {&in, &out, &err}) replaced->restore();
 
   const std::string_view output = out.content();
   const std::string_view log = err.content();

@@ -70,11 +70,11 @@ void expect_png_round_trip(const k905::Picture& picture) {
 
 // A large photo is valid, but exceeds the memory limit of the engine.
 bool is_small(const std::string& path) {
-  constexpr std::uint64_t most_pixels = 1 << 22;
+  constexpr std::uint64_t max_pixels = 1 << 22;
   std::string error;
   const auto photo = k905::Photo::open(k905::open_photo_file(path, error), error);
   expect(photo.has_value() || is_one_plain_line(error), "a reason in one line");
-  return photo && std::uint64_t{photo->width()} * photo->height() <= most_pixels;
+  return photo && std::uint64_t{photo->width()} * photo->height() <= max_pixels;
 }
 
 }  // namespace

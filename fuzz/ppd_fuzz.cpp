@@ -7,9 +7,9 @@
 #include <string>
 
 #include "fuzz/expect.h"
-#include "fuzz/lent_stream.h"
 #include "fuzz/log_lines.h"
 #include "fuzz/memory_file.h"
+#include "fuzz/replaced_stream.h"
 #include "fuzz/settings_check.h"
 #include "settings/ppd_defaults.h"
 #include "settings/print_options.h"
@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const SettingsGuard settings;
   const EnvironmentGuard ppd("PPD", file.path().c_str());
-  LentStream err(STDERR_FILENO);
+  ReplacedStream err(STDERR_FILENO);
   read_ppd_defaults();
   print_configuration_summary();
   err.restore();

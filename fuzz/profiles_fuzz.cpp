@@ -14,9 +14,9 @@
 
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
-#include "fuzz/lent_stream.h"
 #include "fuzz/log_lines.h"
 #include "fuzz/memory_file.h"
+#include "fuzz/replaced_stream.h"
 #include "pipeline/stages.h"
 #include "settings/icc_profiles.h"
 #include "settings/option_values.h"
@@ -77,7 +77,7 @@ void check_name(Input& input) {
     if (path.size() < PATH_MAX) files.insert(path);  // no system has longer ones
   }
   const FakeFiles fake(files);
-  LentStream err(STDERR_FILENO);
+  ReplacedStream err(STDERR_FILENO);
   struct Free {
     void operator()(char* text) const { std::free(text); }
   };
@@ -199,10 +199,10 @@ void check_file(Input& input, std::uint8_t kind) {
   copy_text(options.icc_profile_path, plain.settings.icc_path.c_str());
   const EnvironmentGuard ppd("PPD", "/nonexistent/queue.ppd");  // no debug images
   Rows again = rows;
-  LentStream err(STDERR_FILENO);
+  ReplacedStream err(STDERR_FILENO);
   IccTransform icc;
   convert(options, icc, rows);
-  LentStream second_err(STDERR_FILENO);
+  ReplacedStream second_err(STDERR_FILENO);
   convert(options, icc, again);
   second_err.restore();
   err.restore();

@@ -16,8 +16,8 @@
 
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
-#include "fuzz/lent_stream.h"
 #include "fuzz/log_lines.h"
+#include "fuzz/replaced_stream.h"
 #include "protocol/status_query.h"
 #include "protocol/status_texts.h"
 
@@ -310,8 +310,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string report = plain.report();
 
   questions.clear();
-  LentStream out(STDOUT_FILENO);
-  LentStream err(STDERR_FILENO);
+  ReplacedStream out(STDOUT_FILENO);
+  ReplacedStream err(STDERR_FILENO);
   printer = &conversation;
   const int status = query_printer_info("/dev/null");
   printer = nullptr;

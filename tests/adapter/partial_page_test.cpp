@@ -50,7 +50,7 @@ TEST(PartialPage, StaysInItsCorner) {
   EXPECT_EQ(box.bottom, 25U + 599U);
 }
 
-TEST(PartialPage, OnAnUprightPaperStaysWhereItIs) {
+TEST(PartialPage, OnAPortraitPaperStaysWhereItIs) {
   RasterPage page = white_page(432, 576, 600, 300);
   std::fill(page.pixels.begin(), page.pixels.end(), 0x00);
   const float box[4] = {72, 432, 216, 504};  // an inch from the left and from the top

@@ -264,7 +264,7 @@ TEST(TruePages, LowerHalfOfACutSheetBeginsWithTheLowerHalfOfThePage) {
   EXPECT_FALSE(dark(2476));
 }
 
-TEST(TruePages, BorderOfTheJobMovesThePageByHalfOfIt) {
+TEST(TruePages, BleedOfTheJobMovesThePageByHalfOfIt) {
   RasterPage page = white_page(432, 288, 1800, 1200);
   number_pixels(page);
   // 1 mm is 12 pixels: 1185 of 1200 rows are visible, 7 are cropped at the top.

@@ -171,7 +171,7 @@ TEST_F(Proof, WrongProfileIsReportedBeforeTheStreamIsRead) {
             "k905-preview: the profile /nowhere/x.icc is not found\n");
 }
 
-TEST_F(Proof, CheckAcceptsNoProfile) {
+TEST_F(Proof, CheckRefusesAProfile) {
   EXPECT_EQ(preview(folder_, {"--check", "--proof", "x"}, sheet_of(9, 9, 9)).status, 2);
 }
 

@@ -30,12 +30,12 @@ MESSAGE_BYTES = 8000  # enough for the messages of a job, too little for its rec
 class Run:
     """One start of the backend for one job."""
 
-    def __init__(self, uri, stream, cache, job=7, uuid="urn:uuid:1", most_file_bytes=-1):
+    def __init__(self, uri, stream, cache, job=7, uuid="urn:uuid:1", max_file_bytes=-1):
         self.messages = tempfile.TemporaryFile("w+")
         self.process = subprocess.Popen(
             [BUILD / "k905", str(job), "me", "photos", "1", f"finishings=3 job-uuid={uuid}"],
             stdin=stream, stderr=self.messages,
-            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (most_file_bytes, most_file_bytes)),
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (max_file_bytes, max_file_bytes)),
             restore_signals=False,  # with SIGXFSZ ignored, a file that is too large is an error
             env={"DEVICE_URI": uri, "CUPS_CACHEDIR": str(cache)})
 
@@ -409,7 +409,7 @@ class Interruptions(Backend):
         self.assert_printed([1, 2, 3])
         self.assertEqual(other.numbers(), [])
 
-    def test_a_printer_replaced_while_it_is_decided_whether_a_sheet_came_out_holds_the_job(self):
+    def test_a_printer_replaced_while_a_sheet_is_undecided_holds_the_job(self):
         self.interrupt_in_sheet_2(numbered_sheets.job(3))
         self.sim.set(status=1)
         questions = self.sim.count("^question STATUS:")
@@ -512,7 +512,7 @@ class Records(Backend):
         self.assert_printed([1, 2, 3, 4])
 
     def test_a_full_disk_stops_the_queue_and_the_job_continues_when_there_is_space(self):
-        self.assert_stopped(self.start(numbered_sheets.job(4), most_file_bytes=MESSAGE_BYTES))
+        self.assert_stopped(self.start(numbered_sheets.job(4), max_file_bytes=MESSAGE_BYTES))
         self.assert_printed([])
         self.sim.set(remaining=2)
         run = self.start(numbered_sheets.job(4))
@@ -520,13 +520,13 @@ class Records(Backend):
         run.process.send_signal(signal.SIGTERM)
         self.assertEqual(run.wait(), TRY_AGAIN)
         self.sim.set(remaining=400)
-        self.assert_stopped(self.start(numbered_sheets.job(4), most_file_bytes=MESSAGE_BYTES))
+        self.assert_stopped(self.start(numbered_sheets.job(4), max_file_bytes=MESSAGE_BYTES))
         self.assert_printed([1, 2])
         self.assertEqual(self.start(numbered_sheets.job(4)).wait(), DONE)
         self.assert_printed([1, 2, 3, 4])
 
 
-class LostLines(Backend):
+class LostConnections(Backend):
     def test_a_connection_lost_inside_a_sheet_sends_that_sheet_again(self):
         for byte in (1, 33, 1200, SHEET_BYTES // 2, SHEET_BYTES - 1):
             with self.subTest(byte=byte):

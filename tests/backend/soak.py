@@ -32,14 +32,14 @@ SIZE = {"width": 500, "height": 400}
 PAPER_SIZE = {"width": 1920, "height": 1088}
 MEDIA, OTHER_MEDIA = "5x7", "6x8"  # only the first fits PAPER_SIZE
 PART_WITH_PAPER_SIZE = 0.25
-MOST_IN_A_JOB = 40
+MAX_JOB_SHEETS = 40
 NUMBERS = 251  # sheets are numbered from 0 over all jobs, modulo this
 PLENTY = 9000
 # How often each happens among 1,000 sheets.
-EVENTS = {"paper_out": 50, "line_cut": 50, "power_cycle": 20, "scheduler_restart": 20, "other_media": 20}
+EVENTS = {"paper_out": 50, "connection_lost": 50, "power_cycle": 20, "scheduler_restart": 20, "other_media": 20}
 CANCELS = {"canceled": 20, "canceled_while_unplugged": 10}
 # Commands of the printer for those that can also happen after a sheet, and the word that it prints.
-LOST_AFTER_SHEET = {"line_cut": ("disconnect", "disconnected"), "canceled_while_unplugged": ("unplug", "unplugged")}
+LOST_AFTER_SHEET = {"connection_lost": ("disconnect", "disconnected"), "canceled_while_unplugged": ("unplug", "unplugged")}
 
 
 class Job:
@@ -71,7 +71,7 @@ def try_to_draw_jobs(rng, sheets):
     jobs, done = [], 0
     while done < sheets:
         has_paper_size = not jobs or rng.random() < PART_WITH_PAPER_SIZE
-        jobs.append(Job(done, min(rng.randint(1, MOST_IN_A_JOB), sheets - done),
+        jobs.append(Job(done, min(rng.randint(1, MAX_JOB_SHEETS), sheets - done),
                         PAPER_SIZE if has_paper_size else SIZE))
         done += jobs[-1].sheets
 
@@ -141,7 +141,7 @@ class Soak:
         self.wait_for_reason("media-needed")
         self.sim.command(f"load {MEDIA} {PLENTY}")
 
-    def line_cut(self, _):
+    def connection_lost(self, _):
         self.sim.command("disconnect")
 
     def power_cycle(self, _):

@@ -39,11 +39,11 @@ class Paper:
         self.center = center
         self.slack = slack
 
-    def picture_box(self, lines_per_line=1):
+    def picture_box(self, row_factor=1):
         """Seen from the adapter. The printer prints the back of the image, so left and right are exchanged. The
         fine resolution has twice the lines, but its borders are not doubled."""
         return (self.right, self.top, self.width - self.left,
-                self.height * lines_per_line - self.bottom)
+                self.height * row_factor - self.bottom)
 
 
 def visible_paper(paper):
@@ -138,9 +138,9 @@ class ThroughCups(unittest.TestCase):
                          "there are bytes between the sheets or after them")
         return found["sheets"]
 
-    def sheets(self, job, paper=SIX_BY_FOUR, lines_per_line=1):
-        box = paper.picture_box(lines_per_line)
-        height = paper.height * lines_per_line
+    def sheets(self, job, paper=SIX_BY_FOUR, row_factor=1):
+        box = paper.picture_box(row_factor)
+        height = paper.height * row_factor
         return self.stream(self.cups.stream_of(job), places_on(box, paper.width, height))
 
     def assert_color(self, seen, expected, tolerance, what):
@@ -148,17 +148,17 @@ class ThroughCups(unittest.TestCase):
                         f"{what}: {seen} instead of {expected}")
 
     def assert_sheet(self, sheet, paper=SIX_BY_FOUR, corners=CORNERS, center=GRAY, tolerance=4,
-                     slack=0, lines_per_line=1, matte=False):
+                     slack=0, row_factor=1, matte=False):
         """`slack`: pixels by which the picture may miss its box."""
         self.assertEqual((sheet["width"], sheet["height"]),
-                         (paper.width, paper.height * lines_per_line))
+                         (paper.width, paper.height * row_factor))
         self.assertEqual(sheet["cutter"], paper.cutter)
         self.assertEqual(sheet["matte"], matte)
-        self.assert_picture(sheet, paper, corners, center, tolerance, slack, lines_per_line)
+        self.assert_picture(sheet, paper, corners, center, tolerance, slack, row_factor)
 
     def assert_picture(self, sheet, paper=SIX_BY_FOUR, corners=CORNERS, center=GRAY, tolerance=4,
-                       slack=0, lines_per_line=1):
-        for seen, expected in zip(sheet["printed"], paper.picture_box(lines_per_line)):
+                       slack=0, row_factor=1):
+        for seen, expected in zip(sheet["printed"], paper.picture_box(row_factor)):
             self.assertLessEqual(abs(seen - expected), slack, f"picture at {sheet['printed']}")
         for seen, expected, where in zip(sheet["colors"], tuple(corners) + (center,), (
                 "top left", "top right", "bottom right", "bottom left", "center")):
@@ -271,10 +271,10 @@ class Pictures(ThroughCups):
         self.add_queue(Resolution="300x600dpi")
         for file, slack in ((self.jpeg(), 0), (self.pdf(), 2 * DOCUMENT_SLACK)):
             with self.subTest(file=file.name):
-                (sheet,) = self.sheets(self.print(file), lines_per_line=2)
-                self.assert_sheet(sheet, lines_per_line=2, slack=slack)
+                (sheet,) = self.sheets(self.print(file), row_factor=2)
+                self.assert_sheet(sheet, row_factor=2, slack=slack)
 
-    def test_a_gray_queue_prints_gray_and_no_negative(self):
+    def test_a_gray_queue_prints_gray_that_is_not_inverted(self):
         self.add_queue(ColorModel="Gray")
         for file in (self.jpeg(), self.pdf()):
             with self.subTest(file=file.name):
@@ -309,19 +309,19 @@ class Pictures(ThroughCups):
         for sheet, center in zip(sheets, (CYAN, MAGENTA, CYAN, MAGENTA)):
             self.assert_sheet(sheet, center=center, slack=DOCUMENT_SLACK)
 
-    def test_an_upright_photo_is_rotated_to_fill_the_paper(self):
+    def test_a_portrait_photo_is_rotated_to_fill_the_paper(self):
         self.add_queue()
-        upright = artwork.png(self.art / "upright.png", 600, 900)
-        (sheet,) = self.sheets(self.print(upright))
+        portrait = artwork.png(self.art / "portrait.png", 600, 900)
+        (sheet,) = self.sheets(self.print(portrait))
         self.assert_sheet(sheet, corners=rotated(CORNERS, 1), tolerance=1)
 
-    def test_a_wide_photo_is_rotated_to_fill_an_upright_paper(self):
+    def test_a_landscape_photo_is_rotated_to_fill_a_portrait_paper(self):
         self.add_queue(PageSize="w432h576")
         wide = artwork.png(self.art / "wide.png", 1200, 900)
         (sheet,) = self.sheets(self.print(wide), SIX_BY_EIGHT)
         self.assert_sheet(sheet, SIX_BY_EIGHT, corners=rotated(CORNERS, 1), tolerance=1)
 
-    def test_landscape_does_not_change_a_wide_photo(self):
+    def test_the_landscape_option_does_not_change_a_landscape_photo(self):
         self.add_queue()
         (sheet,) = self.sheets(self.print(self.jpeg(), options=["landscape"]))
         self.assert_sheet(sheet)
@@ -346,10 +346,10 @@ class Photos(ThroughCups):
 
     def photos(self):
         wide = artwork.png(self.art / "wide.png", 1600, 1200)
-        upright = artwork.png(self.art / "upright.png", 900, 1500)
+        portrait = artwork.png(self.art / "portrait.png", 900, 1500)
         jpeg = self.converted(wide, "jpeg")
         stock = pathlib.Path(__file__).resolve().parent.parent / "apps" / "photos"
-        return [wide, upright, jpeg, artwork.exif_jpeg(self.art / "camera.jpg", jpeg, 6),
+        return [wide, portrait, jpeg, artwork.exif_jpeg(self.art / "camera.jpg", jpeg, 6),
                 self.converted(wide, "tiff"), self.converted(wide, "webp"),
                 stock / "stripes.heic", stock / "stripes.avif"]
 
@@ -372,7 +372,7 @@ class Photos(ThroughCups):
 
     def test_every_choice_of_a_job_is_printed_as_k905_print_prints_it(self):
         self.cups.add_queue(self.queue)
-        upright = self.photos()[1]
+        portrait = self.photos()[1]
         for options, arguments in (
                 (["print-scaling=fit"], ["--fit"]),
                 (["print-scaling=auto-fit"], ["--fit"]),
@@ -388,8 +388,8 @@ class Photos(ThroughCups):
                 # in each part.
                 (["K905Cut=6x2"], ["--option", "K905Cut=6x2", "--layout", "sheet"])):
             with self.subTest(options=options):
-                self.assert_same(upright, options, arguments)
-        self.assert_same(upright, ["K905Ribbon=6x8"], ["--two-up"], copies=3)
+                self.assert_same(portrait, options, arguments)
+        self.assert_same(portrait, ["K905Ribbon=6x8"], ["--two-up"], copies=3)
 
     def test_a_class_prints_like_its_member(self):
         self.add_queue("classMember")
@@ -436,14 +436,14 @@ class PhotosWithoutFilter(ThroughCups):
 
     has_photo_filter = False
 
-    def test_an_upright_and_a_square_photo_fill_the_paper(self):
+    def test_a_portrait_and_a_square_photo_fill_the_paper(self):
         self.add_queue()
         for width, height in ((600, 900), (900, 900)):
             photo = artwork.png(self.art / f"{width}x{height}.png", width, height)
             job = self.print(photo)
             self.assertEqual(self.filters_of(job), ["imagetoraster", "rastertok905job"])
             (sheet,) = self.sheets(job)
-            # The print system's page is upright, and so is a square on it.
+            # The print system's page is portrait, and so is a square on it.
             self.assert_sheet(sheet, corners=rotated(CORNERS, 3), tolerance=1)
 
     def test_a_circle_is_round_however_it_is_scaled(self):
@@ -467,12 +467,12 @@ class TruePages(ThroughCups):
         left, top, right, bottom = sheet["dark"]
         return right - left, bottom - top
 
-    def assert_circle(self, job, paper, lines_per_line=1, is_photo=False):
+    def assert_circle(self, job, paper, row_factor=1, is_photo=False):
         """800 pixels of 1/300 inch; on the five inch papers the printer has 360 dots across. A photo
         covers the visible area of the sheet, which is slightly larger than the paper."""
         width, height = self.dark_box(job)
         width /= 1.2 if paper.points[0] == 360 else 1
-        height /= lines_per_line
+        height /= row_factor
         self.assertAlmostEqual(width / height, 1, delta=0.005, msg=paper.name)
         self.assertGreater(width, 796, paper.name)
         self.assertLess(width, 840 if is_photo else 804, paper.name)
@@ -489,7 +489,7 @@ class TruePages(ThroughCups):
         self.add_queue(Resolution="300x600dpi")
         for page in self.pages(SIX_BY_FOUR):
             with self.subTest(page=page.name):
-                self.assert_circle(self.print(page), SIX_BY_FOUR, lines_per_line=2,
+                self.assert_circle(self.print(page), SIX_BY_FOUR, row_factor=2,
                                    is_photo=page.suffix in (".png", ".jpeg"))
 
     def test_a_circle_is_round_however_it_is_scaled(self):
@@ -637,7 +637,7 @@ class Driverless(ThroughCups):
                     self.assertEqual([tuple(sheet["colors"][4]) for sheet in sheets],
                                      3 * [CYAN] + 3 * [MAGENTA])
 
-    def test_pages_go_straight_to_the_page_adapter_and_documents_as_before(self):
+    def test_pages_go_directly_to_the_page_adapter_and_documents_to_the_pdf_filters(self):
         self.cups.add_queue(self.queue)
         for kind in self.FORMATS:
             job = self.submit(self.page(kind))
@@ -715,7 +715,7 @@ class Media(ThroughCups):
                 self.assertAlmostEqual(right - left, 500, delta=1)
                 self.assertAlmostEqual(bottom - top, 600, delta=1)
 
-    def test_cuts_go_with_any_name_of_the_paper(self):
+    def test_a_cut_can_be_combined_with_any_name_of_the_paper(self):
         self.add_queue()
         self.assertEqual(self.paper_of("media=6x8", "K905Cut=6x2"), (1920, 2436, 120))
         self.assertEqual(self.paper_of("media=6x8", "K905Cut=6x4"), (1920, 2498, 120))
@@ -828,7 +828,7 @@ class Choices(ThroughCups):
         self.assertEqual((single["width"], single["height"]), (1920, 1240))
         self.assertEqual(self.cups.pages_logged(job), [f"{self.queue} {job} total 2"])
 
-    def test_a_profile_of_one_job_is_searched_and_logged(self):
+    def test_a_profile_of_one_job_is_looked_up_and_logged(self):
         self.add_queue()
         job = self.print(self.png(), options=["ICCProfile=pm-905-wd-251126-5.icm"])
         self.assertIn("K905-1: ICC Profile specified: pm-905-wd-251126-5.icm", self.cups.log_of(job))

@@ -23,7 +23,7 @@ TEST(SheetWatch, CountsASheetWhenTheFilterHasSentIt) {
   EXPECT_EQ(after_all(watch, {kBegin, kEnd}), kSheetSent);
 }
 
-TEST(SheetWatch, LeavesTheCountToABackendThatCountsItself) {
+TEST(SheetWatch, LeavesTheCountToABackendThatCountsSheets) {
   SheetWatch watch(false);
   EXPECT_EQ(after_all(watch, {kBegin, kEnd}), "ATTR: job-media-progress=100\n");
 }
@@ -87,7 +87,7 @@ TEST(SheetWatch, ParsesOnlyCompleteLinesOfTheFilter) {
   }
 }
 
-TEST(SheetWatch, AnEndWithoutABeginningIsNoSheet) {
+TEST(SheetWatch, AnEndWithoutABeginningIsNotASheet) {
   SheetWatch watch;
   EXPECT_EQ(watch.lines_after(kEnd), "");
   EXPECT_EQ(after_all(watch, {kBegin, kEnd}), kSheetSent);

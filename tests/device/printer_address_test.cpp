@@ -15,7 +15,7 @@ PrinterAddress network(const char* host, const char* port) {
   return {.kind = Kind::kNetwork, .name = host, .port = port};
 }
 
-TEST(DeviceUri, NamesASerialNumberAPathOrAPlaceOnTheNetwork) {
+TEST(DeviceUri, NamesASerialNumberAPathOrANetworkAddress) {
   EXPECT_EQ(parse_device_uri("k905://usb/K9051234"), serial("K9051234"));
   EXPECT_EQ(parse_device_uri("k905:/dev/usb/lp0"), path("/dev/usb/lp0"));
   EXPECT_EQ(parse_device_uri("k905://printer.local:9101"), network("printer.local", "9101"));
@@ -25,7 +25,7 @@ TEST(DeviceUri, NamesASerialNumberAPathOrAPlaceOnTheNetwork) {
   EXPECT_EQ(parse_device_uri("k905://[fe80::1]"), network("fe80::1", "9100"));
 }
 
-TEST(DeviceUri, OptionsAreNoPartOfTheAddress) {
+TEST(DeviceUri, OptionsAreNotPartOfTheAddress) {
   EXPECT_EQ(parse_device_uri("k905://usb/A?settle=3"), serial("A"));
   EXPECT_EQ(parse_device_uri("k905:/dev/usb/lp0?settle=3"), path("/dev/usb/lp0"));
   EXPECT_EQ(parse_device_uri("k905://host:1/?settle=3"), network("host", "1"));

@@ -98,7 +98,7 @@ class PrinterTest : public testing::Test {
   PrinterTest() { std::signal(SIGPIPE, SIG_IGN); }
 };
 
-TEST_F(PrinterTest, EveryQuestionIsAnsweredAtTheSimulatedPrinter) {
+TEST_F(PrinterTest, EveryQuestionIsAnsweredByTheSimulatedPrinter) {
   const SimulatedPrinter simulated({"--remaining", "37", "--initial", "400", "--life", "1234",
                                     "--media", "6x8", "--serial", "K9051234", "--free-buffers",
                                     "2"});
@@ -265,7 +265,7 @@ std::function<void(int)> ready_printer(std::string unanswered, int times) {
   };
 }
 
-TEST_F(PrinterTest, UnansweredQuestionForTheMediaSendsNoSheet) {
+TEST_F(PrinterTest, UnansweredMediaQuestionSendsNoSheet) {
   const ScriptedPrinter scripted({ready_printer("INFO  MEDIA", 1)});
   PrinterSession session({.address = scripted.address()}, {});
   SheetCounters counters;
@@ -275,7 +275,7 @@ TEST_F(PrinterTest, UnansweredQuestionForTheMediaSendsNoSheet) {
 }
 
 // Otherwise it would be another printer, and the outcome of a sheet in it could not be known.
-TEST_F(PrinterTest, UnansweredQuestionForTheSerialNumberIsRepeated) {
+TEST_F(PrinterTest, UnansweredSerialNumberQuestionIsRepeated) {
   const ScriptedPrinter scripted({ready_printer("INFO  SERIAL_NUMBER", 1)});
   PrinterSession session({.address = scripted.address()}, {});
   ASSERT_TRUE(session.wait_until_connected(PrinterSession::Phase::kBeforeSheet));

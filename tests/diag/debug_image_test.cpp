@@ -35,7 +35,7 @@ constexpr std::string_view kFolder = "/tmp/k905_debug";
 // The replacement for kFolder; empty for the real one.
 std::string folder_of_this_test;
 
-bool memory_is_short = false;
+bool malloc_fails = false;
 
 std::string redirected(const char* path) {
   const std::string_view text = path;
@@ -60,7 +60,7 @@ int __wrap_mkdir(const char* path, mode_t mode) {
   return __real_mkdir(redirected(path).c_str(), mode);
 }
 
-void* __wrap_malloc(std::size_t size) { return memory_is_short ? nullptr : __real_malloc(size); }
+void* __wrap_malloc(std::size_t size) { return malloc_fails ? nullptr : __real_malloc(size); }
 
 // 16 January 2026, 09:30:15 in universal time.
 std::time_t __wrap_time(std::time_t* result) {
@@ -145,7 +145,7 @@ TEST_F(DebugImage, MakesItsFolderAndFileReadableAndKeepsAnExistingFolder) {
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_of_this_test), {}), 2);
 }
 
-TEST_F(DebugImage, SameTagAndSecondOverwriteTheImageBefore) {
+TEST_F(DebugImage, SameTagAndSecondOverwriteThePreviousImage) {
   fs::create_directory(folder_of_this_test);
   std::ofstream(folder_of_this_test + "/20260116_093015_01_original.ppm")
       << "something longer than the image that takes its place";
@@ -224,9 +224,9 @@ TEST_F(DebugImage, NameIsCutToTwoHundredFiftyFiveCharacters) {
 }
 
 TEST_F(DebugImage, IsSavedWithoutMemory) {
-  memory_is_short = true;
+  malloc_fails = true;
   save("01_original");
-  memory_is_short = false;
+  malloc_fails = false;
   EXPECT_EQ(content("20260116_093015_01_original.ppm"), kSmallImage);
 }
 

@@ -46,7 +46,7 @@ bool allocation_fails() {
   ++counts.allocations;
   return plan.failing_allocation != 0 &&
          (counts.allocations == plan.failing_allocation ||
-          (plan.all_from_there && counts.allocations > plan.failing_allocation));
+          (plan.later_ones_too && counts.allocations > plan.failing_allocation));
 }
 
 bool interrupted_wait() {
@@ -156,7 +156,7 @@ ssize_t __wrap_read(int descriptor, void* buffer, std::size_t count) {
     errno = EAGAIN;
     return -1;
   }
-  return __real_read(descriptor, buffer, limited(count, plan.most_read));
+  return __real_read(descriptor, buffer, limited(count, plan.max_read));
 }
 
 ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t count) {
@@ -165,14 +165,14 @@ ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t count) {
     if (counts.log_writes == plan.canceling_log_write) {
       raise(SIGTERM);
     }
-    return __real_write(descriptor, buffer, limited(count, plan.most_logged));
+    return __real_write(descriptor, buffer, limited(count, plan.max_logged));
   }
   if (!armed || descriptor != STDOUT_FILENO) {
     return __real_write(descriptor, buffer, count);
   }
   ++counts.writes;
   if (plan.faulty_write != 0 && (counts.writes == plan.faulty_write ||
-                                 (plan.faulty_from_there && counts.writes > plan.faulty_write))) {
+                                 (plan.later_writes_too && counts.writes > plan.faulty_write))) {
     errno = plan.write_errno;
     return plan.write_result;
   }
@@ -180,7 +180,7 @@ ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t count) {
     errno = EINTR;
     return -1;
   }
-  return __real_write(descriptor, buffer, limited(count, plan.most_written));
+  return __real_write(descriptor, buffer, limited(count, plan.max_written));
 }
 
 int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {

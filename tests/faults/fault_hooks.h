@@ -6,28 +6,28 @@
 #include <cstddef>
 
 struct Faults {
-  // Memory: the allocation with this number (from 1) fails; 0: none. With `all_from_there` all
+  // Memory: the allocation with this number (from 1) fails; 0: none. With `later_ones_too` all
   // later ones fail too.
   long failing_allocation = 0;
-  bool all_from_there = false;
+  bool later_ones_too = false;
 
   // Standard output: maximum number of bytes per call; every second call is interrupted; the call
   // with this number (from 1) returns `write_result`, with `write_errno` if that is negative.
-  std::size_t most_written = 0;
+  std::size_t max_written = 0;
   bool interrupt_writes = false;
   long faulty_write = 0;
-  bool faulty_from_there = false;
+  bool later_writes_too = false;
   long write_result = 0;
   int write_errno = 0;
 
   // Standard error: maximum number of bytes per call; SIGTERM is raised in the call with this
   // number.
-  std::size_t most_logged = 0;
+  std::size_t max_logged = 0;
   long canceling_log_write = 0;
 
   // Standard input: maximum number of bytes per call; every second call is interrupted; every third
   // call returns EAGAIN; the call with this number fails.
-  std::size_t most_read = 0;
+  std::size_t max_read = 0;
   bool interrupt_reads = false;
   bool delay_reads = false;
   long failing_read = 0;

@@ -19,7 +19,7 @@ std::string text_of(const CallFault& fault) {
   std::string text = fault.function;
   text.append(" ").append(std::to_string(fault.number));
   text.append(" ").append(std::to_string(fault.error));
-  return fault.from_there_on ? text + " on" : text;
+  return fault.and_later ? text + " on" : text;
 }
 
 void read_report(const std::string& report, FaultedProgram& run) {

@@ -12,7 +12,7 @@ struct CallFault {
   std::string function;  // "read", "memory" and so on, see failing_calls.cpp
   long number = 0;       // from 1
   int error = 0;         // errno
-  bool from_there_on = false;
+  bool and_later = false;
 };
 
 struct FaultedProgram {

@@ -267,9 +267,9 @@ INSTANTIATE_TEST_SUITE_P(
         Shortage{"Pair", [] { return paired_pages(3); }, {kMerge}}),
     [](const auto& instance) { return instance.param.name; });
 
-class ShortMemoryWithProfile : public ::testing::TestWithParam<std::string (*)()> {};
+class LowMemoryWithProfile : public ::testing::TestWithParam<std::string (*)()> {};
 
-TEST_P(ShortMemoryWithProfile, LosesTheConversionOrThePage) {
+TEST_P(LowMemoryWithProfile, LosesTheConversionOrThePage) {
   const ScratchFolder folder;
   const ReferenceJob job = with_arguments(job_of({small_page(1), small_page(2)}),
                                           {"--icc-profile", folder.write("profile", GetParam()())});
@@ -278,7 +278,7 @@ TEST_P(ShortMemoryWithProfile, LosesTheConversionOrThePage) {
                                    kScaledPlanes, kNoMemoryToSkipAPage));
 }
 
-INSTANTIATE_TEST_SUITE_P(Faults, ShortMemoryWithProfile,
+INSTANTIATE_TEST_SUITE_P(Faults, LowMemoryWithProfile,
                          ::testing::Values([] { return wide_rgb_profile(); }, cmyk_table_profile,
                                            gray_profile));
 
@@ -290,7 +290,7 @@ void expect_complete_sheets_without_memory(const ReferenceJob& job) {
     SCOPED_TRACE("from allocation " + std::to_string(n));
     Faults faults;
     faults.failing_allocation = n;
-    faults.all_from_there = true;
+    faults.later_ones_too = true;
     const FaultRun run = run_job(job, faults);
     ASSERT_TRUE(run.ended_normally);
     ASSERT_EQ(run.status, 0);
@@ -306,7 +306,7 @@ void expect_complete_sheets_without_memory(const ReferenceJob& job) {
   }
 }
 
-TEST(ShortMemory, FromAnyAllocationOnPrintsTheSheetsBefore) {
+TEST(LowMemory, FromAnyAllocationOnPrintsThePrecedingSheets) {
   expect_complete_sheets_without_memory(job_of({small_page(1), small_page(2)}));
   expect_complete_sheets_without_memory(with_arguments(job_of({small_page(1)}), {"--copies", "2"}));
 }
@@ -318,7 +318,7 @@ TEST(IrregularWrites, InSmallPiecesChangeNothing) {
   const ReferenceResult undisturbed = reference_run(job);
   for (const std::size_t most : {1000U, 4097U, 65536U}) {
     Faults faults;
-    faults.most_written = most;
+    faults.max_written = most;
     faults.interrupt_writes = most == 4097;
     const FaultRun run = run_job(job, faults);
     expect_same(run, reference_for(run, undisturbed));
@@ -329,24 +329,24 @@ TEST(IrregularWrites, InSmallPiecesChangeNothing) {
 TEST(IrregularWrites, ToTheLogChangeNothing) {
   const ReferenceJob job = job_of({small_page(1)});
   Faults faults;
-  faults.most_logged = 7;
+  faults.max_logged = 7;
   const FaultRun run = run_job(job, faults);
   expect_same(run, reference_for(run, reference_run(job)));
 }
 
 class EveryWrite : public ::testing::TestWithParam<long> {};
 
-void expect_result_of_faulty_write(long number, long result, int error, bool from_there) {
+void expect_result_of_faulty_write(long number, long result, int error, bool and_later) {
   ReferenceJob job = job_of({small_page(1), small_page(2)});
   job.arguments.push_back("StpLaminate=Matte");
   Faults faults;
   faults.faulty_write = number;
   faults.write_result = result;
   faults.write_errno = error;
-  faults.faulty_from_there = from_there;
+  faults.later_writes_too = and_later;
   const FaultRun run = run_job(job, faults);
   const FaultyWrite fault{
-      .number = number, .result = result, .error = error, .from_there_on = from_there};
+      .number = number, .result = result, .error = error, .and_later = and_later};
   const ReferenceResult wanted = with_faulty_write(reference_run(job), fault);
   expect_same(run, reference_for(run, wanted));
   expect_nothing_leaked(run);
@@ -372,7 +372,7 @@ TEST(IrregularReads, SmallInterruptedAndEmptyReadsChangeNothing) {
       job.input = raster_stream({small_page(1), small_page(2)}, RasterKind::kCompressed);
     }
     Faults faults;
-    faults.most_read = 3;
+    faults.max_read = 3;
     faults.interrupt_reads = true;
     faults.delay_reads = true;
     const FaultRun run = run_job(job, faults);
@@ -386,7 +386,7 @@ TEST(IrregularReads, SmallInterruptedAndEmptyReadsChangeNothing) {
 void expect_end_at_read(const ReferenceJob& job, long number) {
   SCOPED_TRACE("read " + std::to_string(number));
   Faults faults;
-  faults.most_read = 100;
+  faults.max_read = 100;
   faults.failing_read = number;
   FaultRun run = run_job(job, faults);
   ReferenceJob cut = job;

@@ -38,7 +38,7 @@ class Replay {
  private:
   Outcome write_block(const std::string& bytes) {
     ++count_;
-    if (count_ != fault_.number && !(fault_.from_there_on && count_ > fault_.number)) {
+    if (count_ != fault_.number && !(fault_.and_later && count_ > fault_.number)) {
       result_.output += bytes;
       return Outcome::kComplete;
     }

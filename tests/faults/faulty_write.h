@@ -4,12 +4,12 @@
 #include "tests/support/reference.h"
 
 // One write of the job, counted from 1, that returns 0 or fails with an error (a negative result);
-// with `from_there_on` all later ones do too.
+// with `and_later` all later ones do too.
 struct FaultyWrite {
   long number = 1;
   long result = -1;
   int error = 0;
-  bool from_there_on = false;
+  bool and_later = false;
 };
 
 // Output and log of the undisturbed job, changed by that write. A command is one write, a plane is

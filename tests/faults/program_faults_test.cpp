@@ -343,7 +343,7 @@ struct Attempt {
   const char* start;
   const char* function;
   int error;
-  bool from_there_on = false;
+  bool and_later = false;
 };
 
 std::ostream& operator<<(std::ostream& stream, const Attempt& attempt) {
@@ -366,11 +366,9 @@ bool is_repeated(const Attempt& attempt) {
 // All other bytes reach the printer, the start command last.
 void expect_logged_write_error(const FilterStart& start, const Attempt& attempt, long number,
                                const FaultedProgram& run) {
-  const ReferenceResult wanted = with_faulty_write(start.undisturbed(run.result.process_id),
-                                                   {.number = number,
-                                                    .result = -1,
-                                                    .error = attempt.error,
-                                                    .from_there_on = attempt.from_there_on});
+  const ReferenceResult wanted = with_faulty_write(
+      start.undisturbed(run.result.process_id),
+      {.number = number, .result = -1, .error = attempt.error, .and_later = attempt.and_later});
   EXPECT_EQ(run.result.status, 0);
   EXPECT_EQ(redacted_log(start.log_of(run.result)), wanted.log);
   EXPECT_TRUE(run.result.output == wanted.output);
@@ -415,7 +413,7 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
   for (const long number : calls_to_fail(calls, images ? kUsualCallsWithImages : kUsualCalls)) {
     SCOPED_TRACE(std::string(attempt.function) + " " + std::to_string(number));
     const FaultedProgram run = run_with_fault(
-        start->setup(), {attempt.function, number, attempt.error, attempt.from_there_on});
+        start->setup(), {attempt.function, number, attempt.error, attempt.and_later});
     EXPECT_TRUE(run.failed);
     ++tried;
     ended += run.result.signal != 0 ? 1 : 0;
@@ -433,7 +431,7 @@ TEST_P(EveryCall, MayFailAndEverySheetIsCompleteOrAbsent) {
 std::string name_of(const ::testing::TestParamInfo<Attempt>& instance) {
   const Attempt& attempt = instance.param;
   return std::string(attempt.start) + "_" + attempt.function + "_" +
-         strerrorname_np(attempt.error) + (attempt.from_there_on ? "_on" : "");
+         strerrorname_np(attempt.error) + (attempt.and_later ? "_on" : "");
 }
 
 INSTANTIATE_TEST_SUITE_P(

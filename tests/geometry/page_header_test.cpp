@@ -126,7 +126,7 @@ TEST_F(PageHeader, UnknownColorSpaceIsLoggedAsRgbButKeepsTheModel) {
   }
 }
 
-TEST_F(PageHeader, CopyCountBelowTwoKeepsTheNumberBeforeAndALargeOneSaturates) {
+TEST_F(PageHeader, CopyCountBelowTwoKeepsThePreviousNumberAndALargeOneSaturates) {
   for (const unsigned copies : {3U, 1U, 0U, 0x7FFFFFFFU, 0x80000000U, 2U, 0xFFFFFFFFU}) {
     cups_page_header2_t header = header_6x4();
     header.NumCopies = copies;

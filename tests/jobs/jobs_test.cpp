@@ -366,7 +366,7 @@ INSTANTIATE_TEST_SUITE_P(Jobs, EveryProfile,
                          ::testing::Values("rgb", "cmyk", "gray", "lab", "hollow", "broken",
                                            "missing"));
 
-TEST(Profiles, ThatAreNoRegularFilesCannotBeOpened) {
+TEST(Profiles, ThatAreNotRegularFilesCannotBeOpened) {
   const ScratchFolder folder;
   const std::string fifo = folder.path() + "/fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
@@ -375,7 +375,7 @@ TEST(Profiles, ThatAreNoRegularFilesCannotBeOpened) {
   }
 }
 
-TEST(Profiles, LongNameIsSearchedCompletelyAndStoredTruncated) {
+TEST(Profiles, LongNameIsLookedUpCompletelyAndStoredTruncated) {
   const std::string name(200, 'n');
   JobRecipe job = small_job({"--icc-profile", name}, {quick_page()});
   job.files[name + ".icm"] = wide_rgb_profile();

@@ -134,7 +134,7 @@ TEST_F(AdjustFaults, TransformThatFailsOnceIsTriedOnPureRed) {
       << result.log;
 }
 
-TEST_F(AdjustFaults, TryOnPureRedStartsFromZeroedBytes) {
+TEST_F(AdjustFaults, TestConversionOfPureRedStartsFromZeroedBytes) {
   const std::string target = profiles_.gray("gray.icc");
   const auto red = converted_directly("", target, TYPE_GRAY_8, 0, {255, 0, 0});
   create_transform.fail_from_now({1});
@@ -166,7 +166,7 @@ TEST_F(AdjustFaults, PageAfterAFailedTransformTriesAgain) {
   EXPECT_EQ(second.log, good.log);
 }
 
-TEST_F(AdjustFaults, MissingBuffersLeaveTheColorsAndAreLogged) {
+TEST_F(AdjustFaults, MissingBuffersLeaveTheColorsUnchangedAndAreLogged) {
   const std::string target = profiles_.rgb_table("printer.icc");
   const PrintOptions options = icc_options("", target);
   const Page page = noise_page(100, 400, 7);

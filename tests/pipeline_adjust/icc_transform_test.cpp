@@ -52,7 +52,7 @@ class Icc : public testing::Test {
   ProfileFolder profiles_;
 };
 
-TEST_F(Icc, EnabledWithoutAProfileNameLeavesThePlanes) {
+TEST_F(Icc, EnabledWithoutAProfileNameLeavesThePlanesUnchanged) {
   PrintOptions options = icc_options("", profiles_.rgb_matrix("a.icc"));
   options.icc_profile_name[0] = '\0';
   const Page page = noise_page(5, 4, 1);
@@ -134,7 +134,7 @@ TEST_F(Icc, IntentsAreChosenByTheirExactText) {
   EXPECT_EQ(different.size(), 4u) << "the profile gives the same bytes for several intents";
 }
 
-TEST_F(Icc, UnsupportedPairOfColorSpacesIsLoggedAndLeavesThePlanes) {
+TEST_F(Icc, UnsupportedPairOfColorSpacesIsLoggedAndThePlanesStayUnchanged) {
   const std::string rgb = profiles_.rgb_matrix("wide.icc");
   // A profile can contain any four bytes; the enumeration of color spaces cannot represent these.
   std::string bytes = wide_rgb_profile();

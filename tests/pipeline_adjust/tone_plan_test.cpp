@@ -235,7 +235,7 @@ TEST(TonePlan, EqualsThePlainFormulasForRandomSettingsAndWidths) {
   }
 }
 
-TEST(TonePlan, KeepsNothingOfThePageBefore) {
+TEST(TonePlan, KeepsNothingOfThePreviousPage) {
   PrintOptions options = defaults();
   options.cyan_balance = 500;
   options.legacy_gamma = 1;

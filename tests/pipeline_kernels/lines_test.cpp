@@ -25,11 +25,11 @@ Bytes changed(Table::InPlace* kernel, const Bytes& row, std::size_t offset = 0) 
   return target.content();
 }
 
-// `formula` for every pixel, `bytes_a_pixel` bytes apart.
+// `formula` for every pixel, `bytes_per_pixel` bytes apart.
 Bytes by_formula(const std::function<Pixel(const std::uint8_t*)>& formula, const Bytes& line,
-                 std::size_t bytes_a_pixel) {
+                 std::size_t bytes_per_pixel) {
   Bytes row;
-  for (std::size_t at = 0; at + bytes_a_pixel <= line.size(); at += bytes_a_pixel) {
+  for (std::size_t at = 0; at + bytes_per_pixel <= line.size(); at += bytes_per_pixel) {
     const Pixel pixel = formula(&line[at]);
     row.insert(row.end(), pixel.begin(), pixel.end());
   }

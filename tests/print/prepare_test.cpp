@@ -116,19 +116,19 @@ TEST(Prepare, CropHasTheShapeOfTheSheetIfPixelsAreNotSquare) {
 }
 
 TEST(Prepare, PortraitPhotoIsRotatedLeftForALandscapeSheet) {
-  Picture upright_picture = plain(20, 30, {9, 9, 9});
-  paint_column(upright_picture, 19, 1);  // its right edge becomes the top
-  const Picture page = prepared_from(upright_picture, small_place(30, 20), {}).picture;
+  Picture portrait_picture = plain(20, 30, {9, 9, 9});
+  paint_column(portrait_picture, 19, 1);  // its right edge becomes the top
+  const Picture page = prepared_from(portrait_picture, small_place(30, 20), {}).picture;
   EXPECT_EQ(pixel(page, 0, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 29, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 29, 1), (std::vector<int>{9, 9, 9}));
 }
 
 TEST(Prepare, WithoutRotationThePhotoIsCropped) {
-  Picture upright_picture = plain(20, 30, {9, 9, 9});
-  paint_column(upright_picture, 19, 1);
+  Picture portrait_picture = plain(20, 30, {9, 9, 9});
+  paint_column(portrait_picture, 19, 1);
   const PrepareOptions as_it_is{.rotate = false};
-  const Picture page = prepared_from(upright_picture, small_place(20, 10), as_it_is).picture;
+  const Picture page = prepared_from(portrait_picture, small_place(20, 10), as_it_is).picture;
   EXPECT_EQ(pixel(page, 19, 0), (std::vector<int>{1, 1, 1}));
   EXPECT_EQ(pixel(page, 19, 9), (std::vector<int>{1, 1, 1}));
 }

@@ -146,7 +146,7 @@ TEST_F(PrintToPrinter, PrinterReportsFewerPrintsLeft) {
   EXPECT_THAT(answer.output, HasSubstr("\"prints_left\": 399, "));
 }
 
-TEST_F(PrintToPrinter, AWatchedFolderIsPrintedOnceOverARestart) {
+TEST_F(PrintToPrinter, AWatchedFolderIsPrintedOnceAcrossARestart) {
   std::filesystem::create_directory(folder_.path() + "/in");
   const std::map<std::string, std::string> environment{
       {"XDG_STATE_HOME", folder_.path() + "/state"}, {"PATH", "/usr/bin:/bin"}};

@@ -19,9 +19,9 @@ std::vector<char*> pointers_to(std::vector<std::string>& texts) {
   return pointers;
 }
 
-int count_of(const std::string& text, const std::string& words) {
+int count_of(const std::string& text, const std::string& part) {
   int count = 0;
-  for (std::size_t at = 0; (at = text.find(words, at)) != std::string::npos; at += words.size()) {
+  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size()) {
     ++count;
   }
   return count;
@@ -74,9 +74,9 @@ bool RunningProgram::read_more(int timeout_ms) {
   return got > 0;
 }
 
-bool RunningProgram::wait_for_output(const std::string& words, int times) {
+bool RunningProgram::wait_for_output(const std::string& text, int times) {
   const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (count_of(text_, words) < times) {
+  while (count_of(text_, text) < times) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         until - std::chrono::steady_clock::now());
     if (left.count() <= 0 || !read_more(static_cast<int>(left.count()))) {

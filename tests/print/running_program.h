@@ -19,7 +19,7 @@ class RunningProgram {
 
   // Reads until the output contains the text `times` times; false if the program ends or a minute
   // passes first.
-  bool wait_for_output(const std::string& words, int times = 1);
+  bool wait_for_output(const std::string& text, int times = 1);
 
   void send_signal(int number) const;
 

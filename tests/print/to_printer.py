@@ -145,7 +145,7 @@ class NotReady(ToPrinter):
         self.assert_nothing_was_sent()
         self.assertIn(f"not printed: {self.photos[1]} and the following photos", self.output())
 
-    def test_a_printer_that_is_not_connected_is_waited_for_with_a_timeout_only(self):
+    def test_a_disconnected_printer_is_waited_for_only_with_a_timeout(self):
         self.sim.command("unplug")
         self.start(self.photos[0])
         self.assert_exit_status(1)

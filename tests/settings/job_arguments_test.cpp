@@ -92,9 +92,9 @@ const Case kCases[] = {
      {"filter", "--info", "--gamma=1500", "--contrast", "7", "x", "--copies", "2", "--unknown"}},
     {"ProfileFlagTakesAFileNameNotADialogChoice",
      {"filter", "--icc-profile", "AdobeRGB", "--icc-profile", "mine"}},
-    {"MissingProfileOfAFlagKeepsTheOneBefore",
+    {"MissingProfileOfAFlagKeepsThePreviousOne",
      {"filter", "--icc-profile", "mine", "--icc-profile", "missing"}},
-    {"EmptyProfileOfAFlagIsNotSearched", {"filter", "--icc-profile", ""}},
+    {"EmptyProfileOfAFlagIsNotLookedUp", {"filter", "--icc-profile", ""}},
 
     // The choices of a print dialog and the marker before a file name.
     {"ChoiceSrgb", {"filter", "ICCProfile=sRGB"}},
@@ -119,7 +119,7 @@ const Case kCases[] = {
     // The search for a profile.
     {"FirstFolderWithTheFileEndsTheSearch", {"filter", "--icc-profile", "two"}},
     {"AbsolutePathIsFound", {"filter", "--icc-profile", "/profiles/a.icc"}},
-    {"AbsolutePathIsSearchedInEveryFolder", {"filter", "--icc-profile", "/profiles/b"}},
+    {"AbsolutePathIsLookedUpInEveryFolder", {"filter", "--icc-profile", "/profiles/b"}},
     {"RelativeNameIsNotTriedByItself", {"filter", "--icc-profile", "bare.icc"}},
     {"LongPathIsTruncatedInItsField", {"filter", "--icc-profile", kLongFile}},
     {"LongAbsolutePathIsTruncatedInItsField", {"filter", "--icc-profile", "/" + kLongFile}},

@@ -33,14 +33,14 @@ class PpdDefaults : public testing::Test {
 using PpdFiles = PpdDefaults;
 using PpdGroups = PpdDefaults;
 
-TEST_F(PpdFiles, PathThatIsNoFileIsReported) {
+TEST_F(PpdFiles, PathThatIsNotAFileIsReported) {
   for (const char* path : {"/nowhere/queue.ppd", "", "/"}) {
     EXPECT_EQ(log_of_path(path), std::string("K905-1: Failed to open PPD file: ") + path + "\n");
   }
   EXPECT_EQ(log_of_path("/no\nPAGE: 1 1"), "K905-1: Failed to open PPD file: /no PAGE: 1 1\n");
 }
 
-TEST_F(PpdFiles, FileThatIsNoPpdIsReported) {
+TEST_F(PpdFiles, FileThatIsNotAPpdIsReported) {
   const ScratchFolder folder;
   const std::string text_with_long_keyword =
       ppd_text({.groups = {{"G", {{"StpGamma", "1200"}, {std::string(60, 'K'), "x"}}}}});
@@ -206,7 +206,7 @@ TEST_P(PpdOptions, GiveTheSameAsTheReferenceWithAnInstalledSrgb) {
 INSTANTIATE_TEST_SUITE_P(Queue, PpdOptions, testing::ValuesIn(kQueueCases),
                          [](const auto& instance) { return instance.param.name; });
 
-TEST_F(PpdFiles, DefaultThatIsNoChoiceIsUsed) {
+TEST_F(PpdFiles, DefaultThatIsNotAChoiceIsUsed) {
   expect_like_reference(
       {.ppd = PpdDescription{.groups = {{"General", {{"StpGamma", "1700"}}}}},
        .ppd_bytes = ppd_text({}) + option_with("StpGamma", "*DefaultStpGamma: 1700\n")});

@@ -116,8 +116,8 @@ class Setup(ThroughSetup):
         made = self.setup(self.queue, "--device", self.device(), "--paper", "6x8", "--finish", "Matte")
         self.assertEqual(made.returncode, 0, made.stdout + made.stderr)
         self.assertIn(f"{self.queue}: ready to print", made.stdout)
-        wide = artwork.png(self.art / "square.png", 900, 900)
-        (sheet,) = self.sheets(self.print(wide), SIX_BY_EIGHT)
+        square = artwork.png(self.art / "square.png", 900, 900)
+        (sheet,) = self.sheets(self.print(square), SIX_BY_EIGHT)
         self.assert_sheet(sheet, SIX_BY_EIGHT, tolerance=1, matte=True)
         text = (self.cups.etc / "printers.conf").read_text()
         self.assertIn("ErrorPolicy retry-current-job", text.split(f"Printer {self.queue}>")[1])
@@ -562,7 +562,7 @@ class AddressOfTheDevice(ThroughSetup):
                 self.setup("--replace", self.queue, "--device", device)
                 self.assertEqual(self.device_of_queue(), device)
 
-    def test_an_update_leaves_a_usb_printer_that_the_kernel_does_not_show(self):
+    def test_an_update_keeps_the_uri_of_a_usb_printer_that_the_kernel_does_not_list(self):
         self.add_backend("usb", "exit 0")
         self.cups.connect_devices("direct usb://K905/K905?serial=7\n")
         self.add_valid_queue(device="usb://K905/K905?serial=7")
@@ -781,13 +781,13 @@ class Classes(ThroughSetup):
     def test_a_class_in_one_command_prints_what_its_members_print(self):
         self.make_members()
         self.assertIn(f"{self.queue}: ready to print", self.make_valid_class())
-        upright = artwork.png(self.art / "upright.png", 900, 1600)
-        of_member = self.cups.stream_of(self.print(upright, queue=self.second)).read_bytes()
-        job = self.print(upright)
+        portrait = artwork.png(self.art / "portrait.png", 900, 1600)
+        of_member = self.cups.stream_of(self.print(portrait, queue=self.second)).read_bytes()
+        job = self.print(portrait)
         self.assertEqual(len(self.sheets(job)), 1)
         self.assertEqual(self.cups.stream_of(job).read_bytes(), of_member)
 
-    def test_a_class_has_the_defaults_of_photos(self):
+    def test_a_class_has_the_default_settings_for_photos(self):
         self.make_members()
         self.make_valid_class()
         self.assertEqual(self.attribute("member-names"), [self.first, self.second])
@@ -921,7 +921,7 @@ class Sharing(ThroughSetup):
     def is_shared(self, queue=None):
         return ipp.values_of(self.cups.socket, queue or self.queue, "printer-is-shared") == ["\x01"]
 
-    def test_a_queue_is_made_shared_and_no_longer_shared(self):
+    def test_a_queue_can_be_shared_and_unshared(self):
         made = self.setup_succeeds(self.queue, "--device", self.device(), "--share").stdout
         self.assertTrue(self.is_shared())
         self.assertTrue(self.shares())

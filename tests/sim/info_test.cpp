@@ -202,7 +202,7 @@ TEST(Info, WithoutADeviceTheFirstUsbPrinterIsQueried) {
       << child.log;
 }
 
-TEST(Info, InfoAsSecondArgumentIsNoQuery) {
+TEST(Info, InfoAsSecondArgumentIsNotAQuery) {
   const SimulatedPrinter printer;
   const ChildResult child = run_filter({"1", "--info", printer.path()});
   EXPECT_EQ(child.status, 1);  // an empty raster stream cannot be opened

@@ -119,9 +119,9 @@ void expect_flat(const Figures& early, const Figures& late) {
 // ---- the filter, a printer, and the programs between them ----
 
 // The simulated printer, reached through the network as by the socket backend of CUPS.
-class Line {
+class NetworkPrinter {
  public:
-  Line()
+  NetworkPrinter()
       : state_file_(folder_.write("printer", kNewRoll)),
         plain_memory_("MALLOC_MMAP_THRESHOLD_", "65536"),
         trimmed_memory_("MALLOC_TRIM_THRESHOLD_", "65536"),
@@ -132,14 +132,14 @@ class Line {
     without_client_ = figures_of(printer_.process_id());
   }
 
-  [[nodiscard]] int connect_to_it() const {
-    const int line = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  [[nodiscard]] int open_connection() const {
+    const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port_);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(connect(line, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    return line;
+    EXPECT_EQ(connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    return connection;
   }
 
   // Waits until the printer has reported another sheet.
@@ -182,7 +182,7 @@ class Line {
 
 // Prints pages with the numbers from `first` on in one job. Records the figures of the filter after
 // each of these numbers of sheets; at the last one the filter waits for another page.
-std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
+std::vector<Figures> print_job(NetworkPrinter& printer, unsigned first, unsigned pages,
                                const std::vector<unsigned>& when) {
   ChildSetup setup;
   setup.program = filter_program();
@@ -212,7 +212,7 @@ std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
   k905::PrinterStreamParser parser([&](k905::Sheet&& sheet) {
     EXPECT_EQ(number_of(sheet), first + seen);
     ++seen;
-    line.expect_sheet();
+    printer.expect_sheet();
     if (std::find(when.begin(), when.end(), seen) != when.end()) {
       figures.push_back(figures_of(filter));
     }
@@ -220,15 +220,15 @@ std::vector<Figures> print_job(Line& line, unsigned first, unsigned pages,
       all_seen.set_value();
     }
   });
-  const int wire = line.connect_to_it();
+  const int connection = printer.open_connection();
   std::vector<char> piece(std::size_t{256} * 1024);
   ssize_t got = 0;
   while (!::testing::Test::HasFailure() &&
          (got = read(out.read_end, piece.data(), piece.size())) > 0) {
-    EXPECT_TRUE(write_all(wire, {piece.data(), static_cast<std::size_t>(got)}));
+    EXPECT_TRUE(write_all(connection, {piece.data(), static_cast<std::size_t>(got)}));
     parser.feed(reinterpret_cast<const std::uint8_t*>(piece.data()), static_cast<std::size_t>(got));
   }
-  close(wire);
+  close(connection);
   close(out.read_end);
   if (seen < pages) {
     all_seen.set_value();
@@ -247,9 +247,9 @@ class Soak : public ::testing::Test {
 
 TEST_F(Soak, LongJobIsPrintedInOrderAndNeedsNoMoreMemoryThanAShortOne) {
   const unsigned pages = from_environment("K905_SOAK_PAGES", 200);
-  Line line;
+  NetworkPrinter printer;
   std::vector<unsigned> when = {10, pages / 10, pages};
-  const std::vector<Figures> figures = print_job(line, 1, pages, when);
+  const std::vector<Figures> figures = print_job(printer, 1, pages, when);
   ASSERT_EQ(figures.size(), when.size());
   for (std::size_t i = 0; i < when.size(); ++i) {
     std::cout << "page " << when[i] << ": " << figures[i] << "\n";
@@ -260,14 +260,14 @@ TEST_F(Soak, LongJobIsPrintedInOrderAndNeedsNoMoreMemoryThanAShortOne) {
 TEST_F(Soak, ManySuccessiveJobsSendTheSameBytes) {
   const unsigned jobs = from_environment("K905_SOAK_JOBS", 20);
   constexpr unsigned kPages = 2;
-  Line line;
+  NetworkPrinter printer;
   std::vector<Figures> filters;
   Figures early;
   for (unsigned job = 0; job < jobs && !HasFailure(); ++job) {
-    const std::vector<Figures> figures = print_job(line, job * kPages, kPages, {kPages});
+    const std::vector<Figures> figures = print_job(printer, job * kPages, kPages, {kPages});
     filters.insert(filters.end(), figures.begin(), figures.end());
     if (job == 4) {
-      early = line.figures();
+      early = printer.figures();
     }
   }
   ASSERT_EQ(filters.size(), jobs);
@@ -275,9 +275,9 @@ TEST_F(Soak, ManySuccessiveJobsSendTheSameBytes) {
   const auto [least, most] = std::minmax_element(filters.begin(), filters.end(), smaller);
   std::cout << "the smallest filter: " << *least << "\nthe largest filter: " << *most
             << "\nthe printer after 5 jobs: " << early << "\nafter " << jobs
-            << " jobs: " << line.figures() << "\n";
+            << " jobs: " << printer.figures() << "\n";
   EXPECT_EQ(least->descriptors, most->descriptors);
-  const Figures late = line.figures();
+  const Figures late = printer.figures();
 #ifndef __SANITIZE_ADDRESS__
   EXPECT_LE(late.resident_kb, early.resident_kb + 256);
 #endif

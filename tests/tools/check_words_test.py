@@ -20,7 +20,7 @@ def findings_of(files):
 
 
 class CheckWords(unittest.TestCase):
-    def test_a_folder_that_git_does_not_read_is_an_error(self):
+    def test_a_folder_outside_a_git_repository_is_an_error(self):
         with tempfile.TemporaryDirectory() as folder:
             (pathlib.Path(folder) / "a.md").write_text("The queue reports an error.\n")
             done = subprocess.run([CHECK, folder], text=True, capture_output=True, check=False)

@@ -75,7 +75,7 @@ bool armed = false;
 Function planned = kFunctions;
 long planned_number = 0;
 int planned_error = 0;
-bool from_there_on = false;
+bool and_later = false;
 
 // The next definition of the function after this library.
 template <typename Type>
@@ -111,7 +111,7 @@ bool counted_failure(Function function, int descriptor, const void* caller) {
   Counted& count = counted[function];
   ++count.calls;
   const bool chosen = function == planned && (count.calls == planned_number ||
-                                              (from_there_on && count.calls > planned_number));
+                                              (and_later && count.calls > planned_number));
   if (chosen) {
     report_failure(count.name, descriptor, caller);
     errno = planned_error;
@@ -140,7 +140,7 @@ void read_plan() {
   char* rest = nullptr;
   planned_number = std::strtol(text + length, &rest, 10);
   planned_error = static_cast<int>(std::strtol(rest, &rest, 10));
-  from_there_on = std::strcmp(rest, " on") == 0;
+  and_later = std::strcmp(rest, " on") == 0;
 }
 
 void report_counts() {

@@ -9,22 +9,22 @@
 #include <cstdlib>
 #include <string_view>
 
-class LentStream {
+class ReplacedStream {
  public:
   // Opens a file with `content`, positioned at its first byte, as `descriptor`.
-  explicit LentStream(int descriptor, std::string_view content = {})
+  explicit ReplacedStream(int descriptor, std::string_view content = {})
       : descriptor_(descriptor),
         saved_(fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)),
         file_(memfd_create("stream", MFD_CLOEXEC)) {
     if (file_ < 0 || !fill(content) || dup2(file_, descriptor_) < 0) std::abort();
   }
-  ~LentStream() {
+  ~ReplacedStream() {
     restore();
     close(file_);
     if (view_size_ > 0) munmap(view_, view_size_);
   }
-  LentStream(const LentStream&) = delete;
-  LentStream& operator=(const LentStream&) = delete;
+  ReplacedStream(const ReplacedStream&) = delete;
+  ReplacedStream& operator=(const ReplacedStream&) = delete;
 
   // Restores the descriptor; the file can still be read.
   void restore() {

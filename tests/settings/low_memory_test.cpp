@@ -19,7 +19,7 @@ namespace {
 bool failing = false;
 int left_before_failure = 0;
 
-class ShortMemory : public testing::Test {
+class LowMemory : public testing::Test {
  protected:
   // The request after `granted` ones and all later ones fail while `code` runs.
   static std::string log_with_memory_for(int granted, const std::function<void()>& code) {
@@ -33,7 +33,7 @@ class ShortMemory : public testing::Test {
   SettingsGuard settings_;
 };
 
-TEST_F(ShortMemory, ProfileNameThatCannotBeStoredIsReported) {
+TEST_F(LowMemory, ProfileNameThatCannotBeStoredIsReported) {
   const std::pair<const char*, const char*> cases[] = {
       {"ICCPROFILE (a)", ""}, {"sRGB", "K905-1: Mapped choice to file: sRGB.icc\n"}};
   for (const auto& [value, line] : cases) {
@@ -45,7 +45,7 @@ TEST_F(ShortMemory, ProfileNameThatCannotBeStoredIsReported) {
   }
 }
 
-TEST_F(ShortMemory, OptionStringThatCannotBeCopiedIsSkipped) {
+TEST_F(LowMemory, OptionStringThatCannotBeCopiedIsSkipped) {
   const FakeFiles files({"./sRGB.icc"});
   ArgumentList list({"queue", "1", "me", "t", "1", "ICCProfile=sRGB", "StpGamma=1500"});
   EXPECT_EQ(log_with_memory_for(0, [&] { read_job_arguments(list.count(), list.values()); }),
@@ -62,7 +62,7 @@ TEST_F(ShortMemory, OptionStringThatCannotBeCopiedIsSkipped) {
   EXPECT_EQ(current_options.gamma, 1500);
 }
 
-TEST_F(ShortMemory, ProfileNameThatCannotBeStoredKeepsTheProfileOfTheQueue) {
+TEST_F(LowMemory, ProfileNameThatCannotBeStoredKeepsTheProfileOfTheQueue) {
   const FakeFiles files({"./sRGB.icc"});
   copy_text(current_options.icc_profile_name, "queue");
   copy_text(current_options.icc_profile_path, "/queue.icc");
@@ -72,7 +72,7 @@ TEST_F(ShortMemory, ProfileNameThatCannotBeStoredKeepsTheProfileOfTheQueue) {
   EXPECT_STREQ(current_options.icc_profile_path, "/queue.icc");
 }
 
-TEST_F(ShortMemory, LineTooLongForItsBufferIsTruncatedAndEnded) {
+TEST_F(LowMemory, LineTooLongForItsBufferIsTruncatedAndEnded) {
   const std::string value(10000, 'n');
   const std::vector<std::string> lines = lines_of(
       log_with_memory_for(0, [&] { static_cast<void>(parse_icc_profile_name(value.c_str())); }));
