@@ -1,6 +1,7 @@
 // rastertok905job: the options of a job and the queue's PPD file become a private PPD file, and the
-// filter's log is passed on to CUPS with additional lines. An input is a letter and a text: "o"
-// options for the usual PPD file, "p" options, a NUL and a PPD file, "l" a log.
+// filter's log is passed on to CUPS with additional lines. An input is a letter and data: "o" takes
+// options for the usual PPD file, "p" options, a NUL and a PPD file, "l" a byte for the size of the
+// pieces, and a log.
 #include <cups/ppd.h>
 #include <unistd.h>
 
@@ -160,7 +161,7 @@ void check_log(const std::string& input) {
                                                            static_cast<unsigned char>(c);
                                                        return byte >= 0x20 && byte != 0x7F;
                                                      }),
-         "a quote is a part of one line");
+         "quoted text is at most 512 bytes without control characters");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Replaces descriptor 0, 1 or 2 by a file in memory, for code that uses them.
+// Replaces descriptor 0, 1 or 2 with a file in memory, for code that uses them.
 #pragma once
 
 #include <fcntl.h>

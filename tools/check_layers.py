@@ -102,7 +102,7 @@ def fault_of(path, form, included):
     if layer_of(included) is not None:
         return "is a header of this project: use double quotes"
     if layer == "kernels" and not STANDARD_HEADER.fullmatch(included):
-        return "is no standard header: kernels may include no others"
+        return "is not a standard header: kernels may include no others"
     if included in ALLOWED_FILES and not ALLOWED_FILES[included].fullmatch(path):
         return "may be included only in other files (see ALLOWED_FILES)"
     return None

@@ -1,4 +1,4 @@
-// Pages in other formats than 8-bit red, green and blue.
+// Pages in formats other than 8-bit RGB.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

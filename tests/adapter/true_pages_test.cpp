@@ -13,8 +13,8 @@ using ::testing::AllOf;
 using ::testing::Ge;
 using ::testing::Le;
 
-// Canvas size and white margins as seen from the front, and how a page of the paper's size at 300
-// dpi is cropped: row `first_row` (of the rotated page) is the first visible one.
+// The white margins of the sheet as seen from the front, its number of visible rows, and the dots
+// per inch from left to right.
 struct Paper {
   const char* option;  // PageSize
   float across_pt;
@@ -26,7 +26,8 @@ struct Paper {
   double dpi_across;
 };
 
-// Seen from the front, left and right are exchanged.
+// The printer prints the back of the image: left is the right bleed of the paper table, and right
+// the left one.
 constexpr Paper kPapers[] = {
     {"B7", 360, 252, 70, 50, 20, 1053, 360},
     {"w360h360", 360, 360, 70, 50, 23, 1502, 360},

@@ -247,7 +247,8 @@ TEST(TestPictures, TheLandscapeMarksItsCorners) {
     const std::uint8_t* pixel = &picture.bytes[(std::size_t{y} * 600 + x) * 3];
     return std::vector<int>{pixel[0], pixel[1], pixel[2]};
   };
-  // The pen is a fourteenth of the height by eight: 3 pixels, drawn twice that away from the edge.
+  // The arms of a mark are 400 / 14 = 28 pixels long and 28 / 8 = 3 wide, and begin 6 pixels from
+  // the edge.
   EXPECT_EQ(at(7, 7), (std::vector<int>{236, 28, 36}));
   EXPECT_EQ(at(592, 7), (std::vector<int>{0, 200, 80}));
   EXPECT_EQ(at(592, 392), (std::vector<int>{30, 60, 230}));

@@ -308,7 +308,8 @@ class Waiting(Backend):
 
 class Interruptions(Backend):
     def stop_in_a_sheet_and_continue_after_it(self, stop):
-        """stop(run) while the printer holds the second sheet at several bytes; the next run prints the rest."""
+        """For several bytes: calls stop(run, done) while the printer has stopped reading at that byte of the second
+        sheet, after `done` sheets of earlier jobs; the next run prints the rest."""
         for byte in (1, 40, SHEET_BYTES // 2, SHEET_BYTES - 40):
             with self.subTest(byte=byte):
                 done = len(self.sim.numbers())
@@ -378,7 +379,7 @@ class Interruptions(Backend):
         """The process that prints is killed when the printer has the complete sheet and is unplugged."""
         self.sim.command("unplug after 2")
         run = self.start(numbered_sheets.job(3))
-        self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the lost line")
+        self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the lost connection")
         os.kill(run.worker(), signal.SIGKILL)
         self.assertEqual(run.wait(), TRY_AGAIN)
 

@@ -1,5 +1,5 @@
-"""Many jobs through a private scheduler while paper runs out, other media is loaded, the line is cut, the
-printer and the scheduler are restarted and jobs are canceled, with and without the printer, all drawn from a
+"""Many jobs through a private scheduler while paper runs out, other media is loaded, the connection is lost,
+the printer and the scheduler are restarted and jobs are canceled, with and without the printer, all drawn from a
 seed.
 usage: soak.py BUILD CMAKE [SHEETS [SEED]]
 
@@ -38,8 +38,9 @@ PLENTY = 9000
 # How often each happens among 1,000 sheets.
 EVENTS = {"paper_out": 50, "connection_lost": 50, "power_cycle": 20, "scheduler_restart": 20, "other_media": 20}
 CANCELS = {"canceled": 20, "canceled_while_unplugged": 10}
-# Commands of the printer for those that can also happen after a sheet, and the word that it prints.
-LOST_AFTER_SHEET = {"connection_lost": ("disconnect", "disconnected"), "canceled_while_unplugged": ("unplug", "unplugged")}
+# The events that can also happen after a sheet: the command of the simulated printer, and the word that it prints.
+LOST_AFTER_SHEET = {"connection_lost": ("disconnect", "disconnected"),
+                    "canceled_while_unplugged": ("unplug", "unplugged")}
 
 
 class Job:

@@ -1,4 +1,4 @@
-// When a request of the side channel is served: its answer is a question to the printer.
+// When a request of the side channel is served: answering it requires a query to the printer.
 #include "apps/backend/stop_request.h"
 
 #include <gtest/gtest.h>
@@ -38,7 +38,8 @@ class WatchedRequest : public testing::Test {
   int served_ = 0;
 };
 
-// They are called inside a sheet, where a query to the printer would be printed as pixels.
+// requested() and age() are called inside a sheet, where a query to the printer would be printed as
+// pixels.
 TEST_F(WatchedRequest, IsNotServedByCheckingForAStop) {
   EXPECT_FALSE(stop_->requested());
   EXPECT_EQ(stop_->age(), std::chrono::milliseconds(0));

@@ -70,7 +70,7 @@ class ThroughCups(unittest.TestCase):
         return result
 
     def raster_of(self, count):
-        """A raster file of as many pages, each of one gray."""
+        """A raster file of `count` pages, each filled with a different gray."""
         pictures = []
         for number in range(1, count + 1):
             picture = self.scratch / f"{number}.ppm"
@@ -115,7 +115,7 @@ class ThroughCups(unittest.TestCase):
         return pipes
 
     def run_while_holding(self, *command):
-        """Runs a command that stops the job; the sheet continues when the printing process was notified."""
+        """Runs a command that stops the job; the printer reads on when the printing process has been notified."""
         before = self.backend_pipes()
         self.cups.run(*command)
         self.cups.wait_for(lambda: self.backend_pipes() < before, "the backend to handle the request")

@@ -324,7 +324,7 @@ TEST(ClosedPipe, OfTheLogLosesOnlyTheLog) {
   EXPECT_TRUE(read_file(output_file) == output_of(1));
 }
 
-// A query to /dev/null, which gives no reply at once.
+// A query to /dev/null, which returns end of file at once.
 ChildSetup query_without_printer() {
   ChildSetup setup = under_cups();
   setup.arguments = {"rastertok905", "--info", "/dev/null"};

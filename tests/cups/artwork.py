@@ -42,7 +42,7 @@ def circle_png(path, width, height, diameter):
 
 def ruler_png(path, width, height, half_width, middle=0.5):
     """At 300 dpi, with pale marks in the corners and a black shape at the center, or at another fraction of
-    the height: `half_width` returns half its width in a row at a given distance from there."""
+    the height: `half_width` returns half its width in a row at a given distance from its center."""
     rows = []
     for y in range(height):
         left, right = (PALE[0], PALE[1]) if y < MARK else (PALE[3], PALE[2]) if y >= height - MARK else (

@@ -195,9 +195,9 @@ int main(int argc, char** argv) {
     return write_raster(mode, argv[2], copies, {argv + 4, argv + argc});
   }
   if ((command != "sheets" && command != "picture") || argc < 3) {
-    std::cerr
-        << "usage: cups_probe sheets STREAM [X,Y]... | picture PNG [X,Y]... | photo FROM TO | "
-           "pwg|urf TO COPIES FROM...\n";
+    std::cerr << "usage: cups_probe sheets STREAM [X,Y]... | picture PNG [X,Y]... | photo PICTURE "
+                 "OUTPUT | "
+                 "pwg|urf OUTPUT COPIES PICTURE...\n";
     return 2;
   }
   std::vector<Place> places;

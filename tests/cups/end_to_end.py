@@ -40,8 +40,9 @@ class Paper:
         self.slack = slack
 
     def picture_box(self, row_factor=1):
-        """Seen from the adapter. The printer prints the back of the image, so left and right are exchanged. The
-        fine resolution has twice the lines, but its borders are not doubled."""
+        """Left, top, right and bottom of the picture in the image that the printer receives. The printer prints
+        the back of the image, so left and right are exchanged. At 300 x 600 dpi the image has twice as many rows
+        (row_factor=2), but the borders keep their number of rows."""
         return (self.right, self.top, self.width - self.left,
                 self.height * row_factor - self.bottom)
 
@@ -443,7 +444,7 @@ class PhotosWithoutFilter(ThroughCups):
             job = self.print(photo)
             self.assertEqual(self.filters_of(job), ["imagetoraster", "rastertok905job"])
             (sheet,) = self.sheets(job)
-            # The print system's page is portrait, and so is a square on it.
+            # CUPS' own filter makes a portrait page, also for a square photo; the adapter rotates the page.
             self.assert_sheet(sheet, corners=rotated(CORNERS, 3), tolerance=1)
 
     def test_a_circle_is_round_however_it_is_scaled(self):
@@ -478,7 +479,7 @@ class TruePages(ThroughCups):
         self.assertLess(width, 840 if is_photo else 804, paper.name)
 
     def pages(self, paper):
-        """The paper's page with a circle in every form; PNG, JPEG and PWG at 300 dpi."""
+        """The paper's page with a circle, as PNG, JPEG, PWG and Apple raster at 300 dpi, and as PDF."""
         points = sorted(paper.points)
         width, height = (round(side * 300 / 72) for side in points)
         png = artwork.circle_png(self.art / f"circle-{paper.name}.png", width, height, 800)
@@ -522,7 +523,7 @@ class Rulers(ThroughCups):
         return 0.25 if paper.name == "w432h576-div2" else 0.5
 
     def files(self, paper, kind):
-        """With the shapes on the pages of each."""
+        """The files of this kind, each with the shapes on its pages in order."""
         name = self.art / paper.name
         middle = self.middle(paper)
         if kind == "pdf":
@@ -546,7 +547,7 @@ class Rulers(ThroughCups):
         return list(zip(pictures, ((self.CIRCLE,), (self.BOX,))))
 
     def marks(self, paper):
-        """A box inside all marks, also for a photo with a small margin."""
+        """A position in each corner mark, also when the photo has a small margin."""
         left, top, right, bottom = paper.picture_box()
         inside = 60
         return [f"{x / paper.width:.5f},{y / paper.height:.5f}"

@@ -16,7 +16,7 @@ constexpr int kDataError = 1600;
 constexpr SheetCounters kBefore{.life = 7, .buffers = 2};
 constexpr seconds kSettle{5};
 
-// A printer that is asked at times counted from the moment the sheet was sent.
+// A sheet that was sent; passes the printer's replies at a given time after that to its outcome.
 class SentSheet {
  public:
   explicit SentSheet(bool interrupted, seconds settle = kSettle)

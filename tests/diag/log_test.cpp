@@ -183,7 +183,7 @@ TEST_F(LogFile, HoldsTheLogOfTheLastRun) {
   for (int run = 0; run < 2; ++run) {
     EXPECT_EQ(log_into_file(), "");
     EXPECT_EQ(read_file(path_), "hello\n");
-    (void)folder_.write("debug.log", "a long line of the run before\n");
+    (void)folder_.write("debug.log", "a long line of the previous run\n");
   }
 }
 

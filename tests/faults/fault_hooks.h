@@ -12,7 +12,8 @@ struct Faults {
   bool later_ones_too = false;
 
   // Standard output: maximum number of bytes per call; every second call is interrupted; the call
-  // with this number (from 1) returns `write_result`, with `write_errno` if that is negative.
+  // with this number (from 1) returns `write_result`, with `write_errno` if that is negative. With
+  // `later_writes_too` all later ones do too.
   std::size_t max_written = 0;
   bool interrupt_writes = false;
   long faulty_write = 0;

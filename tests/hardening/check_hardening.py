@@ -17,14 +17,14 @@ def lacking(program):
     """The protections that a program lacks."""
     found = []
     if not re.search(r"Type:\s+DYN .*Position-Independent Executable", readelf(program, "-h")):
-        found.append("is no position-independent program")
+        found.append("is not a position-independent executable (PIE)")
     if "GNU_RELRO" not in readelf(program, "-l"):
-        found.append("keeps its tables of calls writable")
+        found.append("has no RELRO segment: its relocation tables stay writable")
     if not re.search(r"\((FLAGS|FLAGS_1|BIND_NOW)\).*\b(BIND_)?NOW\b", readelf(program, "-d")):
-        found.append("looks up its calls late")
+        found.append("is linked without BIND_NOW")
     # Only code that the compiler inserts calls it.
     if "__stack_chk_fail" not in readelf(program, "--dyn-syms"):
-        found.append("does not guard its stack")
+        found.append("is compiled without a stack protector")
     return found
 
 

@@ -1,5 +1,5 @@
 // Fails if the build changes the arithmetic: contraction into fused multiply-add, reordered sums,
-// divisions replaced by multiplications, no NaN or infinity.
+// divisions replaced by multiplications, or the assumption that there is no NaN and no infinity.
 //
 // The result for every input is so close to a whole number that one rounding more or less changes
 // the stored byte. The comments show the exact values.

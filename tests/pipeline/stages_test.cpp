@@ -263,7 +263,7 @@ TEST_F(Stages, DeinterlaceLogsItsSizes) {
 
 // ---- Stage 4 ------------------------------------------------------------------------------------
 
-// A row of gray through the mirror stage; the first plane.
+// Sends a row whose planes differ through the mirror stage; returns the first plane.
 Bytes split(bool mirrored, const Bytes& first_channel) {
   Bytes rgb;
   for (const std::uint8_t value : first_channel) {

@@ -61,7 +61,7 @@ class PpdFile : public ::testing::TestWithParam<ppd::Model> {
   PpdFile() : ppd_(ppdOpenFile(path_of(GetParam().name).c_str())) {}
   void SetUp() override { ASSERT_NE(ppd_, nullptr); }
 
-  // The generated file with one option's default exchanged.
+  // The generated file with one option's default replaced.
   std::string with_default(const std::string& keyword, const std::string& choice) const {
     const std::regex line("\\*Default" + keyword + ": [^\n]*");
     return std::regex_replace(read_file(path_of(GetParam().name)), line,

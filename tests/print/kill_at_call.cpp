@@ -1,6 +1,6 @@
-// Preloaded into k905-print by a test (LD_PRELOAD): ends the program with SIGKILL just before its
-// n-th call that changes files or descriptors outside the process. So the test can interrupt the
-// program between any two such changes, independent of timing.
+// Preloaded into k905-print by a test (LD_PRELOAD): kills the program with SIGKILL just before its
+// n-th call that has an effect outside the process. The test can thus interrupt the program between
+// any two such calls, independently of timing.
 //
 //  K905_KILL_AT=N        the number of the call; unset: none
 //  K905_CALLS_FILE=PATH  receives the number of calls when the program ends normally

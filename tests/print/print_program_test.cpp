@@ -689,7 +689,7 @@ TEST(PrintProgram, TheProfileOfThePaperAndFinishIsUsed) {
     const ChildResult result = print(folder, arguments);
     return result.status == 0 ? pixel(picture_in(folder, "s.png"), 0.5, 0.5)[1] : -1;
   };
-  EXPECT_LT(shown({}), 95);  // as in the test before
+  EXPECT_LT(shown({}), 95);  // as in the previous test
   EXPECT_LT(shown({"-p", "6x2*2"}), 95);
   EXPECT_EQ(shown({"-f", "Matte"}), 100);
   EXPECT_EQ(shown({"-p", "5x7"}), 100);

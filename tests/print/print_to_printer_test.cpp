@@ -114,7 +114,7 @@ TEST_F(PrintToPrinter, FittedPhotoHasWhiteEdges) {
   ASSERT_EQ(print({"--fit", "square.png"}).status, 0);
   EXPECT_THAT(printer_.next_line(), StartsWith("sheet 1: "));
   const k905::Picture seen = sheet(1);
-  // The paper is 1800 x 1197: of a square, 1197 in the middle.
+  // The visible area is 1800 x 1197 pixels; the square covers the 1197 columns in the middle.
   const auto at = [&](std::size_t x) { return seen.bytes[(598 * seen.width + x) * 3]; };
   EXPECT_EQ(at(290), 255);
   EXPECT_LT(at(310), 60);

@@ -76,7 +76,8 @@ TEST(SheetPlace, TheFineResolutionHasTwiceTheRowsAndTheSameBleeds) {
   EXPECT_EQ(place.dpi_ratio(), 2.0);
 }
 
-// The columns of six inches on five: 300 / 360.
+// The printer has as many columns as for six inches, which is 360 per inch: the density is 300 /
+// 360.
 TEST(SheetPlace, FiveInchPapersHaveMoreDotsAcross) {
   EXPECT_NEAR(place_of("w360h504").dpi_ratio(), 0.8333, 0.0001);
   EXPECT_NEAR(place_of("B7", {{"Resolution", "300x600dpi"}}).dpi_ratio(), 1.6667, 0.0001);

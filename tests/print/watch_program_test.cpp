@@ -253,7 +253,8 @@ TEST_F(WatchProgram, APhotoReplacedWhileItIsReadIsPrintedOnce) {
   put(".next", png_file(40, 20, {}, std::vector<std::uint8_t>(2400, 20)));
   auto variables = environment();
   variables["LD_PRELOAD"] = K905_BINARY_DIR "/tests/libchange_at_open.so";
-  variables["ASAN_OPTIONS"] = "verify_asan_link_order=0";  // the library comes before that runtime
+  variables["ASAN_OPTIONS"] =
+      "verify_asan_link_order=0";  // the preloaded library precedes the ASan runtime
   variables["K905_OPENED"] = inbox() + "/a.png";
   variables["K905_NEXT"] = inbox() + "/.next";
   RunningProgram program(kProgram, arguments(), variables);
@@ -378,7 +379,8 @@ TEST_F(WatchProgram, EachCopyIsASeparateSheet) {
   EXPECT_EQ(printed(), (std::vector<int>{10, 10, 10}));
 }
 
-// The day may end during the test; then the test is repeated.
+// The limit begins again at midnight: if the day ends during the test, the printed photos are not
+// checked.
 TEST_F(WatchProgram, DailyLimitHoldsAfterARestart) {
   const auto today = [] {
     const std::time_t time = std::time(nullptr);
@@ -647,8 +649,8 @@ TEST_F(WatchProgram, SheetThatCannotBeRecordedIsNotPrinted) {
   EXPECT_EQ(printed(), std::vector<int>{10});
 }
 
-// The statements of a run that prints one photo, each with its number of steps, if `photos` of the
-// folder were printed before.
+// The SQL statements of a run that prints one photo, each with its number of steps, if the ledger
+// already has `photos` printed photos of the folder.
 std::vector<std::string> statements_of_run(int photos, const std::vector<std::string>& options) {
   const ScratchFolder folder;
   const std::string inbox = std::filesystem::canonical(folder.path()) / "in";

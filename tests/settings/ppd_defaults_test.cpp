@@ -197,8 +197,8 @@ TEST_P(PpdOptions, GiveTheLogAndTheSettingsOfTheReference) {
                          .existing_files = {"/usr/local/share/color/icc/printer.icm"}});
 }
 
-// Without a profile the installed sRGB is used: its path is set and its name stays empty, and it is
-// the name that decides whether a page is converted. With a base it is not searched.
+// Without a profile the installed sRGB is used: its path is set, but its name stays empty, and only
+// pages with a profile name are converted. With a color base, this sRGB profile is not looked up.
 TEST_P(PpdOptions, GiveTheSameAsTheReferenceWithAnInstalledSrgb) {
   expect_like_reference({.ppd = queue_with(GetParam().options), .existing_files = {"./sRGB.icc"}});
 }

@@ -8,7 +8,7 @@ class SimulatedPrinter {
  public:
   // Starts it with these arguments and waits for its first line.
   explicit SimulatedPrinter(const std::vector<std::string>& arguments = {});
-  ~SimulatedPrinter();  // ends it with SIGTERM if it still runs
+  ~SimulatedPrinter();  // ends it with SIGTERM if it is still running
   SimulatedPrinter(const SimulatedPrinter&) = delete;
   SimulatedPrinter& operator=(const SimulatedPrinter&) = delete;
 

@@ -11,7 +11,7 @@ namespace hooks {
 // The result of the next call.
 struct Step {
   int error = 0;            // not 0: the call fails with this errno
-  std::size_t at_most = 0;  // otherwise: the maximum number of bytes of the call; 0 gives 0
+  std::size_t at_most = 0;  // otherwise: the maximum number of bytes; with 0 the call returns 0
 };
 
 // Each call on `descriptor` uses one step; after the last one, calls are those of the system again.
@@ -23,7 +23,7 @@ struct Script {
 extern Script write_script;
 extern Script read_script;
 
-// For the waits on one descriptor: the errors of poll, one per call, and the time-outs that were
+// For calls of poll with one descriptor: their errors, one per call, and the timeouts that were
 // requested.
 extern std::deque<int> poll_errors;
 extern std::vector<int> poll_timeouts;

@@ -116,7 +116,7 @@ class CheckLayers(unittest.TestCase):
             self.expect(
                 "pipeline/kernels/a.cpp",
                 f"#include <{included}>\n",
-                f"1: {included} is no standard header: kernels may include no others",
+                f"1: {included} is not a standard header: kernels may include no others",
             )
         self.expect(
             "pipeline/kernels/a.cpp",

@@ -8,7 +8,7 @@ import tempfile
 import unittest
 
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "tools/test_on"
-# As the real one: not into a folder that has files. The first run is interrupted.
+# Refuses a folder that has files, like the real program. The first run fails, as if it were interrupted.
 MMDEBSTRAP = """#!/bin/sh
 for root; do :; done
 [ -z "$(ls -A "$root" 2>/dev/null)" ] || { echo "$root is not empty" >&2; exit 1; }
