@@ -114,7 +114,19 @@ TEST_F(PrinterTest, EveryQuestionIsAnsweredByTheSimulatedPrinter) {
   EXPECT_EQ(printer.model(), "K905");
 }
 
-TEST_F(PrinterTest, OnlyTheRv40CountsAllItsPrints) {
+TEST_F(PrinterTest, OnlyTheRv40ModelsHaveNoReservedPrints) {
+  const std::pair<std::string, int> prints_left[] = {
+      {"K905", 37}, {"RS-30", 37}, {"RV-40", 87}, {"RV-40W", 87}};
+  for (const auto& [model, prints] : prints_left) {
+    const ScriptedPrinter scripted({replies({model + " 01.02\r\n", "MQT 0087\r\n"})});
+    Printer printer(scripted.address());
+    ASSERT_EQ(printer.open(kOpenTimeout), 0);
+    EXPECT_EQ(printer.ask(QuestionId::kRemainingMedia).number, prints) << model;
+    EXPECT_EQ(printer.model(), model);
+  }
+}
+
+TEST_F(PrinterTest, SimulatedRv40HasNoReservedPrints) {
   const SimulatedPrinter simulated({"--model", "RV-40", "--remaining", "37"});
   Printer printer(file(simulated.path()));
   ASSERT_EQ(printer.open(kOpenTimeout), 0);
@@ -246,7 +258,8 @@ TEST_F(PrinterTest, OpenErrorIsReported) {
             ENODEV);
 }
 
-// Replies of a ready printer with 6x4 media. It does not answer the first questions with this name.
+// Replies of a ready printer with 6x4 media. It does not answer the first `times` questions with
+// the name `unanswered`.
 std::function<void(int)> ready_printer(std::string unanswered, int times) {
   return [unanswered = std::move(unanswered), times](int client) mutable {
     const std::map<std::string, std::string> texts{{"STATUS", "00000"},
@@ -274,7 +287,8 @@ TEST_F(PrinterTest, UnansweredMediaQuestionSendsNoSheet) {
   EXPECT_EQ(session.find_obstacle("6x4", counters).kind, Obstacle::Kind::kNone);
 }
 
-// Otherwise it would be another printer, and the outcome of a sheet in it could not be known.
+// Without its serial number it would be treated as another printer, and the outcome of a sheet that
+// it received would be unknown.
 TEST_F(PrinterTest, UnansweredSerialNumberQuestionIsRepeated) {
   const ScriptedPrinter scripted({ready_printer("INFO  SERIAL_NUMBER", 1)});
   PrinterSession session({.address = scripted.address()}, {});
@@ -282,7 +296,7 @@ TEST_F(PrinterTest, UnansweredSerialNumberQuestionIsRepeated) {
   EXPECT_EQ(session.identity(), "K9051234");
 }
 
-// Shows every obstacle until the printer is offline.
+// Records every obstacle until the printer is offline.
 PrinterSession::Owner waiting_until_offline(std::vector<Obstacle>& shown) {
   return {.wait =
               [&shown](auto, const Obstacle& obstacle, auto) {
