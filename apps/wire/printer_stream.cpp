@@ -231,16 +231,17 @@ void PrinterStreamParser::check_length() {
 void PrinterStreamParser::check_image_length() {
   constexpr std::uint64_t max_length = kHeaderSize + std::uint64_t{kMaxSide} * kMaxSide;
   if (!all_digits(field_)) {
-    fail("eight decimal digits of image length", quoted(field_));
+    fail("an image length of eight decimal digits", quoted(field_));
     return;
   }
   length_ = std::stoull(block_.length);
   const std::uint64_t pixels = std::uint64_t{sheet_.width} * sheet_.height;
   if (command_ != Command::y_plane && length_ != pixels + kHeaderSize) {
-    fail("image length " + std::to_string(pixels + kHeaderSize) + " as of the sheet's first plane",
+    fail("image length " + std::to_string(pixels + kHeaderSize) + ", as in the sheet's first plane",
          std::to_string(length_));
   } else if (length_ <= kHeaderSize || length_ > max_length) {
-    fail("image length of " + std::to_string(kHeaderSize + 1) + " to " + std::to_string(max_length),
+    fail("image length from " + std::to_string(kHeaderSize + 1) + " to " +
+             std::to_string(max_length),
          std::to_string(length_));
   } else {
     next_field();
@@ -274,7 +275,7 @@ void PrinterStreamParser::check_width() {
   if (command_ != Command::y_plane) {
     expect_number(sheet_.width, "BMP width");
   } else if (width_ < 1 || width_ > kMaxSide) {
-    fail("BMP width of 1 to 5000", std::to_string(width_));
+    fail("BMP width from 1 to 5000", std::to_string(width_));
   } else if (pixel_count() % width_ != 0) {
     fail("BMP width that divides the " + std::to_string(pixel_count()) + " bytes of pixels",
          std::to_string(width_));
@@ -287,7 +288,8 @@ void PrinterStreamParser::check_height() {
   // Length and width determine the height.
   const std::uint64_t height = pixel_count() / width_;
   if (height > kMaxSide) {
-    fail("BMP height of 1 to 5000", std::to_string(little_endian(field_)));
+    fail("image length and BMP width that give a height from 1 to 5000",
+         "a height of " + std::to_string(height));
     return;
   }
   expect_number(static_cast<std::uint32_t>(height), "BMP height");
@@ -299,7 +301,7 @@ void PrinterStreamParser::check_palette_entry() {
   const auto gray = static_cast<std::uint8_t>(palette_index_);
   const std::vector<std::uint8_t> expected = {gray, gray, gray, 0};
   if (field_ != expected) {
-    fail("palette entry " + std::to_string(palette_index_) + " " + hexadecimal(expected),
+    fail("palette entry " + std::to_string(palette_index_) + ": " + hexadecimal(expected),
          hexadecimal(field_));
   } else if (++palette_index_ == kPaletteEntries) {
     palette_index_ = 0;

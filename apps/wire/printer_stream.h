@@ -46,9 +46,9 @@ struct StreamError {
   std::string found;
 };
 
-// Takes bytes in pieces of any size and returns every sheet when its START command is complete. The
-// result does not depend on the size of the pieces. Memory for a plane is allocated when its header
-// is valid: sides of 1 to 5000 that match the length.
+// Takes bytes in pieces of any size and passes each sheet to the handler when its START command is
+// complete. The result does not depend on the size of the pieces. Memory for a plane is allocated
+// when its header is valid: sides from 1 to 5000 that match the length.
 class PrinterStreamParser {
  public:
   using SheetHandler = std::function<void(Sheet&&)>;
@@ -60,7 +60,7 @@ class PrinterStreamParser {
   // To be called at the end of the stream: false inside a sheet, or after an error.
   bool finish();
 
-  // True between sheets: no byte of the next sheet was read yet.
+  // True between sheets: no byte of the next sheet has been read yet.
   [[nodiscard]] bool at_sheet_boundary() const {
     return command_ == Command::y_plane && field_index_ == 0 && field_.empty() && !error_;
   }

@@ -98,12 +98,15 @@ TEST(PrinterStream, LargestSheetIsAcceptedAndOneMoreColumnRefused) {
   sheet.height = 1;
   sheet.plane.fill(std::vector<std::uint8_t>(5001, 7));
   EXPECT_EQ(parse_error(wire_sheet(sheet)),
-            "offset 50: expected BMP width of 1 to 5000, found 5001");
+            "offset 50: expected BMP width from 1 to 5000, found 5001");
 
   sheet.width = 1;
   sheet.height = 5001;
-  EXPECT_EQ(parse_error(wire_sheet(sheet)),
-            "offset 54: expected BMP height of 1 to 5000, found 5001");
+  std::string stream = wire_sheet(sheet);
+  stream.replace(kBmp + 22, 4, wire_number(3, 4));  // the field, which the height need not equal
+  EXPECT_EQ(parse_error(stream),
+            "offset 54: expected image length and BMP width that give a height from 1 to 5000, "
+            "found a height of 5001");
 }
 
 struct WrongField {
@@ -129,10 +132,10 @@ const std::vector<WrongField>& wrong_fields() {
       {"GroupPadding", 7, zeros(1), 2, "group \"IMAGE \"", "\"IMAGE\\x00\""},
       {"OrderOfPlanes", 8, "C", 8, "name \"YPLANE          \"", "\"CPLANE          \""},
       {"NamePadding", 23, "x", 8, "name \"YPLANE          \"", "\"YPLANE         x\""},
-      {"LengthWithoutDigits", 24, "    1094", 24, "eight decimal digits of image length",
+      {"LengthWithoutDigits", 24, "    1094", 24, "an image length of eight decimal digits",
        "\"    1094\""},
-      {"LengthOfNoPixels", 24, "00001088", 24, "image length of 1089 to 25001088", "1088"},
-      {"LengthAboveTheLimit", 24, "99999999", 24, "image length of 1089 to 25001088", "99999999"},
+      {"LengthOfNoPixels", 24, "00001088", 24, "image length from 1089 to 25001088", "1088"},
+      {"LengthAboveTheLimit", 24, "99999999", 24, "image length from 1089 to 25001088", "99999999"},
       {"LengthOffByOne", 24, "00001095", kBmp + 2, "BMP total size 1095", "1094"},
       {"Magic", kBmp, "MB", kBmp, "\"BM\" at the head of the image", "\"MB\""},
       {"TotalSize", kBmp + 2, wire_number(1093, 4), kBmp + 2, "BMP total size 1094", "1093"},
@@ -140,8 +143,8 @@ const std::vector<WrongField>& wrong_fields() {
       {"PixelOffset", kBmp + 10, wire_number(1078, 4), kBmp + 10, "BMP pixel offset 1088", "1078"},
       {"InfoSize", kBmp + 14, wire_number(124, 4), kBmp + 14, "BMP information header size 40",
        "124"},
-      {"WidthZero", kBmp + 18, wire_number(0, 4), kBmp + 18, "BMP width of 1 to 5000", "0"},
-      {"WidthHighBytes", kBmp + 20, "\x01", kBmp + 18, "BMP width of 1 to 5000", "65539"},
+      {"WidthZero", kBmp + 18, wire_number(0, 4), kBmp + 18, "BMP width from 1 to 5000", "0"},
+      {"WidthHighBytes", kBmp + 20, "\x01", kBmp + 18, "BMP width from 1 to 5000", "65539"},
       {"WidthThatDoesNotFit", kBmp + 18, wire_number(4, 4), kBmp + 18,
        "BMP width that divides the 6 bytes of pixels", "4"},
       {"Height", kBmp + 22, wire_number(3, 4), kBmp + 22, "BMP height 2", "3"},
@@ -157,19 +160,19 @@ const std::vector<WrongField>& wrong_fields() {
        "11811"},
       {"ColorsUsed", kBmp + 46, wire_number(256, 4), kBmp + 46, "BMP colors used 0", "256"},
       {"ColorsImportant", kBmp + 50, wire_number(2, 4), kBmp + 50, "BMP important colors 0", "2"},
-      {"FirstPaletteEntry", kBmp + 54, "\x01", kBmp + 54, "palette entry 0 00 00 00 00",
+      {"FirstPaletteEntry", kBmp + 54, "\x01", kBmp + 54, "palette entry 0: 00 00 00 00",
        "01 00 00 00"},
-      {"PaletteEntry", kBmp + 54 + 68 + 2, "\x10", kBmp + 54 + 68, "palette entry 17 11 11 11 00",
+      {"PaletteEntry", kBmp + 54 + 68 + 2, "\x10", kBmp + 54 + 68, "palette entry 17: 11 11 11 00",
        "11 11 10 00"},
       {"LastPaletteEntry", kBmp + 54 + 1020 + 3, "\xff", kBmp + 54 + 1020,
-       "palette entry 255 ff ff ff 00", "ff ff ff ff"},
+       "palette entry 255: ff ff ff 00", "ff ff ff ff"},
       {"Padding", kBmp + 1087, "\x05", kBmp + 1078, "10 bytes of 0 between palette and pixels",
        "00 00 00 00 00 00 00 00 00 05"},
       {"SecondImageEscape", kImage, "B", kImage, "the escape (0x1b) of a command", "0x42"},
       {"SecondImageName", kImage + 8, "Y", kImage + 8, "name \"MPLANE          \"",
        "\"YPLANE          \""},
       {"SecondImageLength", kImage + 24, "00001095", kImage + 24,
-       "image length 1094 as of the sheet's first plane", "1095"},
+       "image length 1094, as in the sheet's first plane", "1095"},
       {"SecondImageWidth", kImage + kBmp + 18, wire_number(2, 4), kImage + kBmp + 18, "BMP width 3",
        "2"},
       {"SecondImageHeight", kImage + kBmp + 22, wire_number(1, 4), kImage + kBmp + 22,
