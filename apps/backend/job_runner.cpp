@@ -383,7 +383,7 @@ int JobRunner::end_stopped_job() {
 bool JobRunner::load_record() {
   const int error_number = records_.load(options_.number, options_.identity, record_);
   if (error_number != 0) {
-    error(std::string("The record of printed sheets cannot be read, nothing is sent: ") +
+    error(std::string("The record of printed sheets cannot be read, so nothing is sent: ") +
           std::strerror(error_number));
   }
   return error_number == 0;
@@ -391,7 +391,7 @@ bool JobRunner::load_record() {
 
 bool JobRunner::is_saved(int error_number) {
   if (error_number != 0) {
-    error(std::string("The record of printed sheets cannot be saved, nothing is sent: ") +
+    error(std::string("The record of printed sheets cannot be saved, so nothing is sent: ") +
           std::strerror(error_number));
   }
   return error_number == 0;

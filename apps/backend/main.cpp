@@ -59,7 +59,7 @@ int number_or(const char* text, int fallback) {
 }
 
 // Reads the number, the identity and the time of the job. CUPS reuses job numbers after the spool
-// was emptied; job-uuid is unique.
+// has been emptied; job-uuid is unique.
 void read_job_options(char** argv, JobOptions& job) {
   const CupsOptions options(argv[5]);
   job.number = number_or(argv[1], 0);

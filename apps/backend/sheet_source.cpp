@@ -34,9 +34,8 @@ SheetSource::Next SheetSource::next(Sheet& sheet, StopRequest& stop) {
       problem_ = describe(*parser_.error());
       return Next::kInvalid;
     }
-    const Next result = read_more(stop);
-    if (result != Next::kSheet) {
-      return result;
+    if (const std::optional<Next> end = read_more(stop)) {
+      return *end;
     }
   }
   sheet = std::move(complete_.front());
@@ -44,8 +43,7 @@ SheetSource::Next SheetSource::next(Sheet& sheet, StopRequest& stop) {
   return Next::kSheet;
 }
 
-// Returns kSheet if the caller should continue, whether or not a sheet is complete.
-SheetSource::Next SheetSource::read_more(StopRequest& stop) {
+std::optional<SheetSource::Next> SheetSource::read_more(StopRequest& stop) {
   std::array<std::uint8_t, 1 << 18> piece;
   if (!stop.wait_readable(descriptor_)) {
     return Next::kStopped;
@@ -53,21 +51,21 @@ SheetSource::Next SheetSource::read_more(StopRequest& stop) {
   const ssize_t got = read(descriptor_, piece.data(), piece.size());
   if (got > 0) {
     (void)parser_.feed(piece.data(), static_cast<std::size_t>(got));
-    return Next::kSheet;
+    return std::nullopt;
   }
   if (got == 0) {
     return end_of_copy();
   }
   if (errno == EINTR || errno == EAGAIN) {
-    return Next::kSheet;
+    return std::nullopt;
   }
   problem_ = std::strerror(errno);
   return Next::kFailed;
 }
 
-SheetSource::Next SheetSource::end_of_copy() {
+std::optional<SheetSource::Next> SheetSource::end_of_copy() {
   if (!parser_.finish()) {
-    return Next::kSheet;  // the caller reports the error of the parser
+    return std::nullopt;  // the caller reports the error of the parser
   }
   --copies_left_;
   if (copies_left_ <= 0) {
@@ -78,7 +76,7 @@ SheetSource::Next SheetSource::end_of_copy() {
     return Next::kFailed;
   }
   parser_ = new_parser();
-  return Next::kSheet;
+  return std::nullopt;
 }
 
 }  // namespace k905::backend

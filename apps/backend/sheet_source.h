@@ -32,8 +32,9 @@ class SheetSource {
 
  private:
   PrinterStreamParser new_parser();
-  Next read_more(StopRequest& stop);
-  Next end_of_copy();
+  // Null if the caller is to continue: with a complete sheet, an error of the parser, or more data.
+  [[nodiscard]] std::optional<Next> read_more(StopRequest& stop);
+  [[nodiscard]] std::optional<Next> end_of_copy();
 
   int descriptor_;
   int copies_left_;

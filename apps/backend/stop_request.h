@@ -36,14 +36,15 @@ class StopRequest {
   // After a request, waits for the full time and serves nothing.
   void pause(Milliseconds time);
 
-  // Called in pause() and wait_readable(), when the descriptor is readable; not again when it
-  // returns false. Never in requested() and age(), which are called inside a sheet.
+  // Sets a task that pause() and wait_readable() call when the descriptor is readable, until the
+  // task returns false. requested() and age(), which are called inside a sheet, never call it.
   void watch(int descriptor, std::function<bool()> task) {
     watched_ = descriptor;
     watch_task_ = std::move(task);
   }
 
-  // Called once in each wait_readable() that has no data within 100 ms, or at once after a request.
+  // Sets a task that each wait_readable() calls once if there is no data within 100 ms, and
+  // immediately after a request.
   void set_idle_task(std::function<void()> task) { idle_task_ = std::move(task); }
 
   // Waits until the descriptor is readable or the request comes. True when it is readable.

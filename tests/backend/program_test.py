@@ -492,7 +492,7 @@ class Records(Backend):
 
     def assert_stopped(self, run, action="saved"):
         self.assertEqual(run.wait(), STOP_QUEUE, run.log_lines())
-        self.assertTrue(any(line.startswith(f"ERROR: The record of printed sheets cannot be {action}, nothing is sent: ")
+        self.assertTrue(any(line.startswith(f"ERROR: The record of printed sheets cannot be {action}, so nothing is sent: ")
                             for line in run.log_lines()), run.log_lines())
 
     def test_a_record_that_cannot_be_read_stops_the_queue_and_the_job_continues_later(self):
