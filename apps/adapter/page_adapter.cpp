@@ -64,7 +64,7 @@ Placement placement(std::uint32_t raster, double dpi, double page_pt, double beg
   const bool is_whole = near(raster, page);
   const bool is_part = end > begin && near(raster, (end - begin) * pixels_per_point) &&
                        end * pixels_per_point <= page + tolerance && begin >= 0;
-  if (is_whole || !is_part) return {.page = double{1.0} * raster, .offset = 0};
+  if (is_whole || !is_part) return {.page = static_cast<double>(raster), .offset = 0};
   // If both margins are equal within the rounding to whole points, centers the raster to the pixel.
   const double margin_after = page - end * pixels_per_point;
   const double offset = begin * pixels_per_point;
@@ -82,8 +82,8 @@ DrawnPage drawn_page(const cups_page_header2_t& header) {
                                    height_pt - double{box[3]}, height_pt - double{box[1]});
   return {.width = header.cupsWidth,
           .height = header.cupsHeight,
-          .dpi_across = double{1.0} * header.HWResolution[0],
-          .dpi_down = double{1.0} * header.HWResolution[1],
+          .dpi_across = static_cast<double>(header.HWResolution[0]),
+          .dpi_down = static_cast<double>(header.HWResolution[1]),
           .page_across = across.page,
           .page_down = down.page,
           .left = across.offset,
@@ -92,7 +92,8 @@ DrawnPage drawn_page(const cups_page_header2_t& header) {
 
 unsigned whole_points(float points) { return static_cast<unsigned>(std::lround(points)); }
 
-// Whether the page was made for the filter, with its paper's points and pixels.
+// Whether the page was made for the filter: it has the size of the job's paper, in points and in
+// pixels, and the filter's resolution.
 bool is_made_for_filter(const cups_page_header2_t& header, const SheetPlace& place) {
   return header.cupsWidth == place.page_width && header.cupsHeight == place.page_height &&
          header.HWResolution[0] == 300 && header.HWResolution[1] == (place.fine ? 600U : 300U) &&
@@ -137,7 +138,8 @@ cups_page_header2_t filter_header(const cups_page_header2_t& drawn, const PagePi
 // Longer lines are not plausible; the filter reports them from the header alone.
 constexpr unsigned kMaxBytesPerLine = 1U << 28;
 
-// Copies a page unchanged. False at the end of the streams.
+// Copies a page unchanged. False if no further page can follow: the input is truncated, the pipe is
+// closed, or a line is too long.
 bool copy_page(RasterInput& input, const cups_page_header2_t& header, RasterOutput& output) {
   const std::uint64_t planes =
       header.cupsColorOrder == CUPS_ORDER_PLANAR ? std::uint64_t{header.cupsNumColors} : 1;
@@ -149,8 +151,9 @@ bool copy_page(RasterInput& input, const cups_page_header2_t& header, RasterOutp
   return true;
 }
 
-// Copies all rows of the page but the last, which `line` holds afterwards: the last row must not
-// reach the filter before the complete page is read, or half a page would be printed.
+// Scales the rows of the page and writes all but the last, which `line` holds afterwards: the last
+// row must not reach the filter before the complete page is read, or half a page would be printed.
+// False if the input is truncated or the pipe is closed.
 bool write_rows(RowScaler& scaler, RowSource& source, const AxisMap& rows, RasterOutput& output,
                 std::vector<std::uint8_t>& line) {
   for (std::size_t y = 0; y < rows.size(); ++y) {
@@ -161,7 +164,7 @@ bool write_rows(RowScaler& scaler, RowSource& source, const AxisMap& rows, Raste
   return true;
 }
 
-// False at the end of the streams.
+// Scales a page and writes it. False if the input is truncated or the pipe is closed.
 bool adapt_page(RasterInput& input, const cups_page_header2_t& drawn, PagePixels& pixels,
                 const AdapterSettings& settings, RasterOutput& output) {
   const PageFit fit = fit_page(drawn_page(drawn), settings.place, settings.scaling);
@@ -219,7 +222,7 @@ bool adapt_pages(int in, int out, const AdapterSettings& settings) {
     RasterInput input(in, out);
     adapt(input, output, settings);
   } catch (const std::exception& error) {
-    log_to_cups("ERROR", "A page could not be laid out on the paper.");
+    log_to_cups("ERROR", "There is not enough memory to lay out a page on the paper.");
     log_to_cups("DEBUG", "rastertok905job: " + one_line(error.what()));
     complete = false;
   }

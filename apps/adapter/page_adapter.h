@@ -1,9 +1,9 @@
-// The page adapter: reads raster pages of any program and writes pages that the filter prints
+// The page adapter: reads raster pages from any program and writes pages that the filter prints
 // undistorted and at their physical size.
 //
-// A page is laid out by the physical size of the selected paper. A page that fits 1:1 passes
-// through unchanged, all others are scaled once. Pages that were made for the filter (by
-// k905-print), and pages that the filter will report as invalid, pass through unchanged.
+// A page is laid out by the physical size of the selected paper. A page that fits 1:1 is not
+// scaled; all other pages are scaled once. Pages that were made for the filter (by k905-print) and
+// pages that the filter will report as invalid are copied with their header.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,4 @@
-// Places a page of another program on the sheet: at its physical size, in the middle of the paper,
+// Places a page from any program on the sheet: at its physical size, in the middle of the paper,
 // rotated if its orientation differs.
 #pragma once
 
