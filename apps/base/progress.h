@@ -5,8 +5,8 @@
 #include <mutex>
 #include <string>
 
-// Writes "<what> 3 of 20" over itself on standard error, at most ten times a second. Writes nothing
-// if standard error is not a terminal or there is only one item.
+// Writes a line such as "<what> 3 of 20" to standard error and overwrites it, at most ten times a
+// second. Writes nothing if standard error is not a terminal or there is only one item.
 class Progress {
  public:
   // `total` 0: unknown, only the count is shown.
@@ -21,7 +21,7 @@ class Progress {
   void erase();
 
  private:
-  std::mutex mutex_;  // lines are also written while another thread prints
+  std::mutex mutex_;  // for the members below: several threads call show() and erase()
   std::string what_;
   int total_;
   bool on_terminal_;

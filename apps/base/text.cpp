@@ -7,7 +7,8 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-// The length of the character at the beginning of `text`, 0 if there is none.
+// The length in bytes of the UTF-8 character at the beginning of `text`; 0 if the bytes there are
+// not valid. `text` is not empty.
 std::size_t character_length(std::string_view text) {
   const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned first = byte(0);
@@ -50,8 +51,8 @@ std::string one_line_of_text(std::string_view bytes, std::size_t limit) {
     if (line.size() + length > limit) {
       break;
     }
-    const auto letter = static_cast<unsigned char>(valid[at]);
-    line += letter < 0x20 || letter == 0x7F ? " " : valid.substr(at, length);
+    const auto first = static_cast<unsigned char>(valid[at]);
+    line += first < 0x20 || first == 0x7F ? " " : valid.substr(at, length);
     at += length;
   }
   return line;
