@@ -109,7 +109,7 @@ std::optional<Picture> read_overlay(const std::string& path, PixelSize size, std
 
 void draw_overlay(Picture& picture, const Picture& overlay) {
   try {
-    // With bytes the result would be truncated.
+    // Composited as 8-bit values, the result would be rounded down.
     const VImage below = vips_image_over(picture).copy(as_srgb()).cast(VIPS_FORMAT_FLOAT);
     const VImage above = vips_image_over(overlay).copy(as_srgb());
     picture = rendered(rounded(below.composite2(above, VIPS_BLEND_MODE_OVER)

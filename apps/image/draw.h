@@ -16,16 +16,17 @@ struct TextPlace {
   std::uint32_t y = 0;
   std::uint32_t max_width = 0;   // wider text is cut
   std::uint32_t font_size = 14;  // pixels
-  double dpi_ratio = 1;  // pixels per inch from top to bottom, divided by that from left to right
+  double dpi_ratio = 1;          // vertical dpi divided by horizontal dpi; 1 for square pixels
 };
 
-// Draws one line of black text into an 8-bit image. Returns the size of the text; 0 x 0 for an
-// empty text and if there is no font or memory for it.
+// Draws one line of black text into an 8-bit image. Returns the size of the drawn text; 0 x 0 if
+// the text is empty or there is no font or memory for it.
 PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& place);
 
 // One line of text at the bottom of an area of an 8-bit picture, centered, white with black
 // outlines so that it can be read on any photo. A text that is too wide is drawn smaller.
-// `font_size` and `dpi_ratio` as above. False if there is no font or memory for it.
+// `font_size` and `dpi_ratio` as above. False if the text is empty or there is no font or memory
+// for it.
 [[nodiscard]] bool draw_caption(Picture& picture, const std::string& text, const PixelArea& area,
                                 std::uint32_t font_size, double dpi_ratio);
 

@@ -25,9 +25,9 @@ struct PixelArea {
 struct Picture {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
-  // 1 (gray), 3 (RGB) or 4 (CMYK, the largest sample is full ink).
+  // 1 (gray), 3 (RGB) or 4 (CMYK: the maximum value is full ink).
   int channels = 3;
-  int bits = 8;  // 8 or 16 a sample
+  int bits = 8;  // 8 or 16 per sample
   std::vector<std::uint8_t> bytes;
   std::vector<std::uint8_t> icc_profile;  // as embedded; empty if there is none for these channels
 

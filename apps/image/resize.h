@@ -19,13 +19,13 @@ namespace k905 {
 [[nodiscard]] Picture on_white(Picture picture, PixelSize size);
 
 enum class Fit {
-  fill,     // cover everything, crop equally at two opposite edges
-  whole,    // show everything, with white edges
+  fill,     // cover the whole area, crop equally at two opposite edges
+  whole,    // show the whole image, with white edges
   stretch,  // scale each direction separately
 };
 
-// Scales the image to `size` pixels. `dpi_ratio` is the number of pixels per inch from top to
-// bottom, divided by that from left to right (1 for square pixels).
+// Scales the image to `size` pixels. `dpi_ratio` is the vertical dpi divided by the horizontal dpi;
+// 1 for square pixels.
 [[nodiscard]] Picture fitted(const Picture& picture, PixelSize size, Fit fit,
                              double dpi_ratio = 1.0);
 

@@ -24,6 +24,7 @@ bool start() {
   // More threads keep more rows in memory, and the decoder uses only one thread.
   vips_concurrency_set(std::min(vips_concurrency_get(), kMaxThreads));
   vips_block_untrusted_set(TRUE);
+  // PPM files are printed, too; photo.cpp checks their headers and sizes before the loader runs.
   vips_operation_block_set("VipsForeignLoadPpm", FALSE);
   return true;
 }
@@ -81,7 +82,7 @@ VImage scaled_exactly(const VImage& in, PixelSize size) {
   if (exact.width() == width && exact.height() == height) {
     return exact;
   }
-  // vips_resize() shifts an image that it enlarges by half a pixel.
+  // Not vips_resize(): when it enlarges an image, it shifts the image by half a pixel.
   return exact.affine({scale(exact.width(), size.width), 0, 0, scale(exact.height(), size.height)},
                       VImage::option()
                           ->set("interpolate", vips::VInterpolate::new_from_name("bicubic"))

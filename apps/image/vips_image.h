@@ -9,7 +9,8 @@
 
 namespace k905 {
 
-// Starts libvips once, without the loaders that it marks as untrusted. Discards its warnings.
+// Starts libvips once, without the loaders that it marks as untrusted, except the PPM loader.
+// Discards its warnings.
 void start_vips();
 
 // The reason of a failure in one line, without the name of the module of libvips. Clears the errors
