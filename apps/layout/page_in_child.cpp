@@ -21,9 +21,9 @@ namespace k905 {
 
 namespace {
 
-constexpr const char* kChild = "k905-print: photo decoder";  // the name that ps shows
+constexpr const char* kChild = "k905: photo decoder";  // the name that ps shows
 constexpr int kExitPage = 0;
-constexpr int kExitNoAnswer = 1;
+constexpr int kExitNoAnswer = 1;                     // the result could not be written
 constexpr int kExitError = 3;                        // the text is the reason
 constexpr rlim_t kMaxMemoryBytes = rlim_t{1} << 30;  // address space, in bytes
 constexpr rlim_t kMaxCpuSeconds = 120;               // of CPU time
@@ -76,7 +76,7 @@ int make_page(int out, const SheetPlace& place, const PrepareOptions& options) {
       prepared = prepare(*photo, place, options, error);
     }
   } catch (const std::exception&) {
-    error = "not enough memory for the photo";
+    error = "the photo needs too much memory";
   }
   const bool has_page = prepared.has_value();
   if (!has_page) prepared.emplace();

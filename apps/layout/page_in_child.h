@@ -9,7 +9,7 @@
 
 namespace k905 {
 
-// The error for a photo that may succeed later, when more memory is free.
+// The error if the computer has too little free memory: a later attempt may succeed.
 inline constexpr char kNotEnoughMemory[] = "not enough memory to decode the photo";
 
 // The picture for the photo in the file `path` ("-" is standard input), prepared as prepare() does.

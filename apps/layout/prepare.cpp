@@ -95,7 +95,7 @@ std::optional<PreparedPhoto> prepare(const Photo& photo, const SheetPlace& place
   PreparedPhoto prepared;
   std::string profile_error;
   if (!convert_to_srgb(*picture, profile_error)) {
-    prepared.warning = profile_error + "; its colors are taken for sRGB";
+    prepared.warning = profile_error + "; its colors are treated as sRGB";
   }
   if (picture->channels == 4) {
     inks_to_colors(*picture);

@@ -12,8 +12,8 @@
 
 namespace k905 {
 
-// A rectangle of the visible sheet that holds a page (or, if two pages share a sheet, half of it).
-// In pixels from the top left of the visible sheet; may extend beyond it.
+// The area of one print on the sheet, in pixels from the top left of the visible sheet; it may
+// extend beyond the visible sheet. A sheet has one such area, or two if two 6x4 prints share it.
 struct SheetFrame {
   double left = 0;
   double top = 0;
@@ -31,13 +31,14 @@ struct SheetPlace {
   // The part of the sheet that the image covers.
   std::uint32_t visible_width = 0;
   std::uint32_t visible_height = 0;
-  // From top to bottom. Usually the complete visible sheet; at 300 x 600 dpi a little less: the
-  // borders there keep their number of rows, although a row is half as high.
+  // From top to bottom. A single frame is usually the complete visible sheet. At 300 x 600 dpi it
+  // is a little smaller: the borders there keep their number of rows, although a row is half as
+  // high.
   std::vector<SheetFrame> frames;
 
   std::uint32_t dots_across = 300;  // per inch of the paper, from left to right
 
-  // Number of visible pixels per inch from top to bottom, divided by that from left to right.
+  // Vertical dpi divided by horizontal dpi; 1 for square pixels.
   [[nodiscard]] double dpi_ratio() const { return (fine ? 600.0 : 300.0) / dots_across; }
 };
 

@@ -12,8 +12,8 @@ namespace k905 {
 namespace {
 
 constexpr double kMillimetersPerInch = 25.4;
-constexpr double kBoxMm = 50;          // millimeters
-constexpr double kFontHeightMm = 2.4;  // height of the letters
+constexpr double kBoxMm = 50;
+constexpr double kFontHeightMm = 2.4;
 constexpr double kLineWidthMm = 0.2;
 
 // Draws in millimeters from the top left of the paper; the pixels need not be square.
@@ -81,9 +81,10 @@ class RulerPage {
   void fill(double x, double y, double width, double height) {
     const auto pixels = [](double from, double length, double scale, double offset,
                            std::uint32_t limit) {
-      const double first = std::clamp(std::round(offset + from * scale), 0.0, double{1.0} * limit);
+      const double first =
+          std::clamp(std::round(offset + from * scale), 0.0, static_cast<double>(limit));
       const double end = std::round(offset + (from + length) * scale);
-      const double last = std::clamp(std::max(end, first + 1), 0.0, double{1.0} * limit);
+      const double last = std::clamp(std::max(end, first + 1), 0.0, static_cast<double>(limit));
       return std::pair(static_cast<std::size_t>(first), static_cast<std::size_t>(last));
     };
     const auto [x0, x1] = pixels(x, width, across_, left_, picture_->width);
@@ -95,6 +96,7 @@ class RulerPage {
   }
 
   void text(double x, double y, const std::string& words) {
+    // Capital letters are about 1 / 1.4 of the font size high.
     const auto font = static_cast<std::uint32_t>(std::lround(kFontHeightMm * across_ * 1.4));
     // Without a font the rulers are still useful.
     draw_text(*picture_, words,

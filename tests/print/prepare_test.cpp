@@ -208,7 +208,7 @@ TEST(Prepare, BrokenProfileIsReportedAndThePhotoIsPrinted) {
   Picture picture = plain(30, 20, {200, 100, 50});
   embed(picture, broken_profile("RGB "));
   const PreparedPhoto prepared = prepared_from(picture, small_place(30, 20), {});
-  EXPECT_EQ(prepared.warning, "its color profile is broken; its colors are taken for sRGB");
+  EXPECT_EQ(prepared.warning, "its color profile is broken; its colors are treated as sRGB");
   EXPECT_EQ(pixel(prepared.picture, 0, 0), (std::vector<int>{200, 100, 50}));
 }
 

@@ -202,7 +202,7 @@ TEST(PrintProgram, BrokenProfileIsReportedAndThePhotoIsPrinted) {
       run_program(folder, "k905-print", {"--preview", "sheet.png", "photo.png"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.log,
-            "k905-print: photo.png: its color profile is broken; its colors are taken for sRGB\n");
+            "k905-print: photo.png: its color profile is broken; its colors are treated as sRGB\n");
   EXPECT_EQ(picture_in(folder, "sheet.png").height, 1197U);
 }
 
