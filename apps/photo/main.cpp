@@ -69,7 +69,7 @@ int print_photo(const JobPpd& job, const CupsOptions& options, const char* file,
   k905::RasterWriter writer(STDOUT_FILENO, false);
   for (long copy = 0; copy < copies; ++copy) {
     if (!writer.write_page(place, page, error)) {
-      // A later program of the job has ended; users should see the error that it reports.
+      // The next program in the chain has ended; users should see the error that it reports.
       log_to_cups("DEBUG", "phototok905: " + one_line(error));
       return 1;
     }
@@ -102,8 +102,8 @@ int main(int argc, char** argv) {
   start_process();
   if (argc <= kOptions || argc > kFile + 1) {
     log_to_cups("ERROR",
-                "phototok905 is started by the print system: "
-                "job user title copies options [file]");
+                "phototok905 is started by the print system; usage: "
+                "phototok905 job user title copies options [file]");
     return 1;
   }
   try {

@@ -11,7 +11,7 @@ namespace k905 {
 [[nodiscard]] PrepareOptions prepare_options_of(const CupsOptions& options);
 
 // Whether the job has options that only the photo filter of CUPS supports: a size in percent or in
-// pixels per inch, a position on the page, its own tone settings.
+// pixels per inch, a position on the page, mirroring, brightness, gamma, hue or saturation.
 [[nodiscard]] bool needs_default_filter(const CupsOptions& options);
 
 // The number of sheets; `copies` is the filter argument from CUPS.
