@@ -15,7 +15,7 @@ struct FilterDestinationSetup {
   Choices choices;
   std::string filter;     // the program
   std::string to;         // file or device; empty: only the callback
-  bool append = false;    // to a regular file; the second job always appends
+  bool append = false;    // to a regular file; after the first completed job all jobs append
   bool show_log = false;  // the filter's log on standard error
   // Called with each sheet, from another thread, and for the last time before end() returns.
   // Returns why the job failed, or "".

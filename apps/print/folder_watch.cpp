@@ -138,7 +138,8 @@ void FolderWatch::wait(std::chrono::milliseconds limit) const {
   (void)poll(&event, 1, static_cast<int>(std::max(limit, std::chrono::milliseconds(0)).count()));
 }
 
-// The path may name another folder than before: removed and created again, or mounted over.
+// The path may now name a different folder: the old one was removed and created again, or another
+// file system was mounted there.
 bool FolderWatch::follow_folder() {
   const auto status = status_of(setup_.folder);
   if (!status || !S_ISDIR(status->st_mode)) {

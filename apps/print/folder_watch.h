@@ -1,5 +1,5 @@
-// Reports the photos of a folder: those that were added and can be read, removed or renamed. Each
-// is reported once; the cost does not depend on the number of files.
+// Reports the photos of a folder: those that were added and can be read, removed or renamed.
+// Normally each is reported once; the cost does not depend on the number of files.
 #pragma once
 
 #include <chrono>
@@ -25,10 +25,10 @@ struct FolderEvents {
     // before, was renamed there, or only its permissions or times changed.
     bool arrived = false;
   };
-  std::vector<Removed> removed;  // in order, all of them before `ready`
-  std::vector<Ready> ready;      // by name
-  std::vector<std::string>
-      unsupported_files;  // files of a type that is not read, the first of each type
+  std::vector<Removed> removed;  // in the order of the events, all before `ready`
+  std::vector<Ready> ready;      // sorted by name
+  // The first file that was found of each unsupported type.
+  std::vector<std::string> unsupported_files;
 };
 
 struct FolderWatchSetup {
@@ -46,14 +46,15 @@ class FolderWatch {
   // it has closed it.
   explicit FolderWatch(FolderWatchSetup setup);
 
-  // The events since the last call. At the first call, and after events were lost, all photos of
-  // the folder are reported again. Nothing, with errno set, if the folder cannot be read.
+  // The events since the last call. The first call reports all photos of the folder, and so does
+  // the call after events were lost, even if they were reported before. Nothing, with errno set, if
+  // the folder cannot be read.
   [[nodiscard]] std::optional<FolderEvents> take();
 
   // Waits for a possible change, at most `limit`; a signal ends the wait.
   void wait(std::chrono::milliseconds limit) const;
 
-  // For tests: the descriptor of the events.
+  // For tests.
   [[nodiscard]] int events_descriptor() const { return events_.get(); }
 
  private:

@@ -169,7 +169,7 @@ std::optional<SheetEntry> first_of(std::vector<SheetEntry> found) {
 std::int64_t system_time() { return std::time(nullptr); }
 
 std::unique_ptr<Database> open_database(const std::string& path) {
-  // Readable for its owner only; SQLite gives its own files the same permissions.
+  // Readable by its owner only; SQLite gives its own files the same permissions.
   if (!Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))) {
     throw LedgerError(std::strerror(errno));
   }

@@ -50,7 +50,7 @@ struct KnownFile {
 };
 
 enum class Outcome {
-  waiting,    // ordered, nothing was sent
+  waiting,    // ordered; nothing has been sent
   begun,      // about to be sent: a queue may have an empty job with this ticket
   sending,    // a queue has the held job `number`; a file or device may have a part of the sheet
   complete,   // a queue has the complete held job, which is about to be released
@@ -83,7 +83,7 @@ struct SheetTarget {
   std::string hold;      // until when the queue holds its jobs; "" if it does not
 };
 
-// The maximum number of sheets of an event, or without an event per folder and day.
+// The maximum number of sheets: of the event or, if `event` is empty, of each folder and day.
 struct SheetLimit {
   int sheets = 0;  // 0: any number
   std::string event;
@@ -146,8 +146,8 @@ class Ledger {
     std::int64_t id = 0;
     int position = 0;
   };
-  // False if the sheets would exceed the limit of the event; nothing is begun then. Other programs
-  // that print for the event use the same ledger.
+  // False if the sheets would exceed the limit of the event; nothing is begun then. Other
+  // processes may print for the same event: they use the same ledger, so their sheets count.
   [[nodiscard]] bool begin(const std::string& ticket, const std::vector<JobSheet>& sheets,
                            const SheetTarget& target, const SheetLimit& limit = {});
   void record_sending(const std::string& ticket, int number, const std::optional<FilePlace>& place,
@@ -161,17 +161,17 @@ class Ledger {
   [[nodiscard]] std::optional<SheetEntry> find_sheet(std::int64_t id) const;
   [[nodiscard]] std::optional<SheetEntry> newest_sheet(const std::string& folder,
                                                        const std::string& name) const;
-  // The newest sheet with this content that is printed, or may be.
+  // The newest sheet of this file and content that was printed or is in doubt.
   [[nodiscard]] std::optional<SheetEntry> last_printed(const std::string& folder,
                                                        const std::string& name,
                                                        const Content& content) const;
-  // The number of the folder's sheets that were begun today, in the local time zone; sheets that
-  // did not come out do not count.
+  // The number of the folder's sheets that are begun, sending, complete, printed or in doubt and
+  // whose outcome changed last today, in the local time zone.
   [[nodiscard]] int sheets_today(const std::string& folder) const;
-  // The same for an event, on any day and in any folder.
+  // The number of such sheets of an event, on any day and in any folder.
   [[nodiscard]] int sheets_of_event(const std::string& event) const;
-  // Whether another job appended to the file of this unfinished sheet. The caller must hold the
-  // lock of the file.
+  // Whether a later job has written to the file after the beginning of this unfinished sheet. The
+  // caller must hold the lock of the file.
   [[nodiscard]] bool has_later_job_in_file(const SheetEntry& sheet) const;
   // All sheets, the oldest first.
   [[nodiscard]] std::vector<SheetEntry> history() const;

@@ -37,7 +37,7 @@ std::string state_folder(std::string& error) {
                       : !home.empty()                   ? home + "/.local/state"
                                                         : "";
   if (place.empty()) {
-    error = "no folder for the ledger; set its file with --ledger";
+    error = "there is no folder for the ledger; choose a file with --ledger";
     return "";
   }
   place += "/k905-print";

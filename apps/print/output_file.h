@@ -61,7 +61,7 @@ class OutputFile {
 
   Descriptor descriptor_;
   std::string path_;       // destination of the job, links resolved
-  std::string temporary_;  // the file that replaces path_ after commit(); "": path_ itself
+  std::string temporary_;  // replaces path_ in commit(); empty if path_ is written directly
   bool is_regular_ = false;
   bool is_standard_output_ = false;
   bool is_new_ = false;  // path_ did not exist before

@@ -39,7 +39,9 @@ CupsOptions given_options(const cups_dest_t& dest, const Choices& choices) {
   return given;
 }
 
-// Options without effect are not in the file of a queue; a sheet that is printed again names them.
+// Whether this is the default of an option that the queue's PPD file does not have. Options without
+// an effect on the print are not in the file, but the ledger names them for a sheet that is printed
+// again.
 bool is_missing_default(ppd_file_t* ppd, const std::string& keyword, const std::string& choice) {
   const Choices defaults = default_choices();
   const auto usual = defaults.find(keyword);
@@ -74,9 +76,9 @@ Choices marked_choices(ppd_file_t* ppd) {
   return choices;
 }
 
-// The options of the job that must be explicit: those that were given, because defaults of the
-// queue for other options may mean another choice; the paper, because the page was made for it; and
-// the finish, because the queue may have a media type.
+// The options that the job must contain: those that were given or differ from the PPD file, because
+// a related default of the queue could select a different choice; the paper, because the page was
+// made for it; and the finish, because the queue may have a default media type, which selects one.
 Choices job_choices(ppd_file_t* ppd, const CupsOptions& given, const Choices& choices) {
   Choices explicit_choices;
   for (const auto& [keyword, choice] : choices) {
@@ -100,7 +102,8 @@ class QueueDestination final : public Destination {
     for (const auto& [keyword, choice] : explicit_choices) {
       job_options_.add(keyword, choice);
     }
-    // Every sheet is a page of its own, and without a number CUPS adds the default of the queue.
+    // Copies are sent as separate pages. Without this option CUPS would add the queue's default
+    // number of copies.
     job_options_.add("copies", "1");
   }
   ~QueueDestination() override { abandon(); }
@@ -218,8 +221,8 @@ class QueueDestination final : public Destination {
   std::optional<RasterWriter> writer_;
 };
 
-// Until when jobs are held by default, set for the queue or by the user for this queue; "" if they
-// are not.
+// The default of job-hold-until, which the queue or the user's own options for it (lpoptions) can
+// set; "" if jobs are not held.
 std::string default_hold(const cups_dest_t& dest) {
   const char* hold = cupsGetOption(kHoldOption, dest.num_options, dest.options);
   return hold == nullptr || std::strcmp(hold, "no-hold") == 0 ? "" : hold;
@@ -247,7 +250,8 @@ std::unique_ptr<Destination> make_queue_destination(const std::string& queue,
   }
   Choices effective = marked_choices(ppd.get());
   if (page_size_name(effective.at("PageSize")).empty()) {
-    error = "the queue " + std::string(dest->name) + " has no paper of this printer";
+    error = "the paper " + effective.at("PageSize") + " of the queue " + dest->name +
+            " is not a paper of this printer";
     return nullptr;
   }
   if (!apply_cut(effective, error)) {
