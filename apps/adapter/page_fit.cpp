@@ -63,7 +63,8 @@ double scale_of(const Side& across, const Side& down, Scaling scaling) {
 std::pair<std::uint32_t, std::uint32_t> pixels_in(const Part& part, const Side& side) {
   const double image_per_visible = static_cast<double>(side.image) / side.visible;
   const auto shown_at = [&](double position) {
-    return std::clamp(std::floor(position * image_per_visible), -1.0, double{1.0} * side.image - 1);
+    return std::clamp(std::floor(position * image_per_visible), -1.0,
+                      static_cast<double>(side.image) - 1);
   };
   const double first = shown_at(part.begin + 0.5);
   const double last = shown_at(part.begin + part.length - 0.5);
@@ -151,7 +152,7 @@ PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scalin
                    .page = page.page_across,
                    .offset = page.left,
                    .paper_pt = paper.across,
-                   .sheet_dpi = double{1.0} * dots_per_inch_across(*place.paper),
+                   .sheet_dpi = static_cast<double>(dots_per_inch_across(*place.paper)),
                    .visible = place.visible_width,
                    .image = image.width};
   const Side height{
@@ -160,7 +161,7 @@ PageFit fit_page(const DrawnPage& drawn, const SheetPlace& place, Scaling scalin
       .page = page.page_down,
       .offset = page.top,
       .paper_pt = paper.down,
-      .sheet_dpi = double{1.0} * (place.fine ? kDotsPerInchDownFine : kDotsPerInchDown),
+      .sheet_dpi = static_cast<double>(place.fine ? kDotsPerInchDownFine : kDotsPerInchDown),
       .visible = place.visible_height,
       .image = image.height};
   const double scale = scale_of(width, height, scaling);

@@ -14,7 +14,8 @@ namespace {
 
 // `length` rounded to pixels, from 1 to `max`.
 std::uint32_t bounded(double length, std::uint32_t max) {
-  return static_cast<std::uint32_t>(std::clamp(std::floor(length + 0.5), 1.0, double{1.0} * max));
+  return static_cast<std::uint32_t>(
+      std::clamp(std::floor(length + 0.5), 1.0, static_cast<double>(max)));
 }
 
 bool has_size(const Picture& picture, PixelSize size) {
