@@ -1,4 +1,5 @@
 #include <cups/file.h>
+#include <paths.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -58,9 +59,13 @@ bool can_be_run(const std::string& path, Findings& findings) {
   return true;
 }
 
+// Without PATH, cupsFileFind() would search the current folder only; programs are started with the
+// default path of the C library.
 bool is_on_path(const char* program) {
-  std::array<char, 1024> path{};
-  return cupsFileFind(program, std::getenv("PATH"), 1, path.data(), path.size()) != nullptr;
+  const char* folders = std::getenv("PATH");
+  std::array<char, 1024> found{};
+  return cupsFileFind(program, folders == nullptr ? _PATH_DEFPATH : folders, 1, found.data(),
+                      found.size()) != nullptr;
 }
 
 void check_filter(const std::string& path, const char* files, Findings& findings) {

@@ -32,8 +32,12 @@ std::string installed_ppd(const ppd::Model& model, Choices defaults) {
     return choice.first == "ICCProfile" && choice.second == ppd::no_profile;
   });
   // Options without an effect on the print stay out of the dialogs, even if a default is set.
-  for (const ppd::Option& option : ppd::log_only_options) {
-    defaults.erase(option.keyword);
+  for (const ppd::Group& group : ppd::groups) {
+    for (const ppd::Option& option : group.options) {
+      if (!group.in_dialogs) {
+        defaults.erase(option.keyword);
+      }
+    }
   }
   return ppd::ppd_text(model, K905_VERSION, defaults);
 }
