@@ -100,16 +100,44 @@ void show(const std::string& queue, const Findings& findings, bool json) {
   std::fputs((json ? as_json(queue, findings) : as_text(queue, findings)).c_str(), stdout);
 }
 
-int check(Scheduler& scheduler, bool connected, const std::string& queue, bool json,
-          Findings findings = {}) {
-  check_programs(findings);
-  if (connected) {
-    check_queue(scheduler, queue, findings);
+// Shows the findings before an error that ends the work on a queue, and the error. `name` is "" if
+// the error is not about a single queue.
+int report_failure(const CLI::App& app, const std::string& name, bool json,
+                   const std::string& problem, Findings findings = {}) {
+  if (json) {
+    findings.problem(problem, "");
+    show(name, findings, true);
   } else {
-    findings.problem(kNoScheduler, "systemctl start cups");
+    std::fputs(lines_of(findings).c_str(), stdout);
   }
-  show(queue, findings, json);
+  print_message(app, problem);
+  return kExitFailed;
+}
+
+// Runs `work`, which adds findings, and shows them, also those before an error. So an error ends
+// the work on one queue only.
+template <class Work>
+int show_findings_of(const CLI::App& app, const std::string& name, bool json, const Work& work) {
+  Findings findings;
+  try {
+    work(findings);
+  } catch (const std::runtime_error& error) {
+    return report_failure(app, name, json, error.what(), findings);
+  }
+  show(name, findings, json);
   return findings.problems() == 0 ? 0 : kExitFailed;
+}
+
+int check(const CLI::App& app, Scheduler& scheduler, bool connected, const Arguments& arguments) {
+  const std::string& queue = arguments.plan.name;
+  return show_findings_of(app, queue, arguments.json, [&](Findings& findings) {
+    check_programs(findings);
+    if (connected) {
+      check_queue(scheduler, queue, findings);
+    } else {
+      findings.problem(kNoScheduler, "systemctl start cups");
+    }
+  });
 }
 
 int list(Scheduler& scheduler, bool connected) {
@@ -139,36 +167,27 @@ int list(Scheduler& scheduler, bool connected) {
   return 0;
 }
 
-// `findings`: the changes before the error.
-int report_failure(const CLI::App& app, const std::string& name, bool json,
-                   const std::string& problem, Findings findings = {}) {
-  if (json && !name.empty()) {
-    findings.problem(problem, "");
-    show(name, findings, true);
-  } else if (!json) {
-    std::fputs(lines_of(findings).c_str(), stdout);
-  }
-  print_message(app, problem);
-  return kExitFailed;
-}
-
 // Changes a queue or class, then checks it.
 template <class Change>
 int change_and_check(const CLI::App& app, Scheduler& scheduler, const std::string& name, bool json,
                      const Change& change) {
-  Findings findings;
-  try {
+  return show_findings_of(app, name, json, [&](Findings& findings) {
     change(findings);
-  } catch (const std::runtime_error& error) {
-    return report_failure(app, name, json, error.what(), findings);
-  }
-  return check(scheduler, true, name, json, findings);
+    check_programs(findings);
+    check_queue(scheduler, name, findings);
+  });
 }
 
 int update(const CLI::App& app, Scheduler& scheduler, const Arguments& arguments) {
   const QueuePlan& plan = arguments.plan;
-  const std::vector<std::string> queues =
-      arguments.all ? queues_of_this_printer(scheduler) : std::vector{plan.name};
+  std::vector<std::string> queues{plan.name};
+  if (arguments.all) {
+    try {
+      queues = queues_of_this_printer(scheduler);
+    } catch (const std::runtime_error& error) {
+      return report_failure(app, "", arguments.json, error.what());
+    }
+  }
   if (queues.empty()) {
     print_message(app, "there is no queue for this printer");
     return 0;
@@ -266,7 +285,7 @@ int run(const CLI::App& app, Arguments& arguments) {
     return list(scheduler, connected);
   }
   if (arguments.check) {
-    return check(scheduler, connected, plan.name, arguments.json);
+    return check(app, scheduler, connected, arguments);
   }
   if (!connected) {
     return report_failure(app, plan.name, arguments.json, kStartScheduler);

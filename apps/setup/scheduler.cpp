@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <span>
 #include <stdexcept>
 #include <string_view>
 #include <tuple>
@@ -74,6 +73,34 @@ Ipp ask(http_t* http, ipp_t* request) {
   return answer;
 }
 
+// The jobs in a response. CUPS leaves out the title of a job whose policy hides it from this user;
+// cupsGetJobs2() would return "untitled" for it, which can also be the title of a job.
+std::vector<QueueJob> jobs_in(ipp_t* answer) {
+  std::vector<QueueJob> jobs;
+  bool in_job = false;
+  ipp_attribute_t* attribute = ippFirstAttribute(answer);
+  for (; attribute != nullptr; attribute = ippNextAttribute(answer)) {
+    const bool was_in_job = in_job;
+    in_job = ippGetName(attribute) != nullptr && ippGetGroupTag(attribute) == IPP_TAG_JOB;
+    if (!in_job) {
+      continue;
+    }
+    if (!was_in_job) {
+      jobs.emplace_back();
+    }
+    const std::string_view name = ippGetName(attribute);
+    if (name == "job-id") {
+      jobs.back().id = ippGetInteger(attribute, 0);
+    } else if (name == "job-state") {
+      jobs.back().state = static_cast<ipp_jstate_t>(ippGetInteger(attribute, 0));
+    } else if (name == "job-name") {
+      const char* title = ippGetString(attribute, 0, nullptr);
+      jobs.back().title = title == nullptr ? "" : title;
+    }
+  }
+  return jobs;
+}
+
 // Never asks for a password: a user without permission gets an error that says to run as root.
 const char* no_password(const char*, http_t*, const char*, const char*, void*) { return nullptr; }
 
@@ -113,23 +140,24 @@ std::vector<Queue> Scheduler::queues() {
 
 std::optional<Queue> Scheduler::queue(const std::string& name) {
   const Ipp answer = ask(http(), request_for(IPP_OP_GET_PRINTER_ATTRIBUTES, name));
-  return answer ? std::optional(queues_in(answer.get()).at(0)) : std::nullopt;
+  if (!answer) {
+    return std::nullopt;
+  }
+  const std::vector<Queue> queues = queues_in(answer.get());
+  if (queues.empty()) {
+    throw std::runtime_error("the scheduler returned no attributes of " + name);
+  }
+  return queues.front();
 }
 
 std::vector<QueueJob> Scheduler::jobs(const std::string& queue) {
-  cups_job_t* found = nullptr;
-  const int count = cupsGetJobs2(http(), &found, queue.c_str(), 0, CUPS_WHICHJOBS_ACTIVE);
-  if (count < 0) {
-    throw_refused();
-  }
-  std::vector<QueueJob> jobs;
-  for (const cups_job_t& job : std::span(found, static_cast<std::size_t>(count))) {
-    // libcups gives this title to a job whose own title is hidden from this user.
-    const bool is_hidden = std::string_view(job.title) == "untitled";
-    jobs.push_back({.id = job.id, .state = job.state, .title = is_hidden ? "" : job.title});
-  }
-  cupsFreeJobs(count, found);
-  return jobs;
+  constexpr auto kWanted = std::to_array<const char*>({"job-id", "job-state", "job-name"});
+  ipp_t* request = request_for(IPP_OP_GET_JOBS, queue);
+  ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "which-jobs", nullptr, "not-completed");
+  ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes",
+                static_cast<int>(kWanted.size()), nullptr, kWanted.data());
+  const Ipp answer = ask(http(), request);
+  return jobs_in(answer.get());
 }
 
 std::optional<std::string> Scheduler::list_devices(const std::string& schemes,

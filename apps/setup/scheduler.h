@@ -24,7 +24,7 @@ struct QueueJob {
 // The changes to a queue or class. Empty fields change nothing.
 struct QueueChange {
   std::string name;
-  std::vector<std::string> members{};  // of a class, which then has exactly these; "" for a queue
+  std::vector<std::string> members{};  // of a class: exactly these; empty for a queue
   std::string device_uri{};
   std::string ppd{};  // the text of the file
   Choices attributes{};
@@ -42,7 +42,7 @@ class Scheduler {
   [[nodiscard]] std::vector<Queue> queues();
   // Nothing if there is no queue and no class with this name.
   [[nodiscard]] std::optional<Queue> queue(const std::string& name);
-  // The jobs that have not ended, in printing order.
+  // The jobs that have not ended, in the order of CUPS; none if the queue does not exist.
   [[nodiscard]] std::vector<QueueJob> jobs(const std::string& queue);
   // Adds the devices that are connected to the computer of the scheduler: of some schemes,
   // separated by commas, or (empty) of all. Returns why they cannot be listed, or nothing.

@@ -21,6 +21,7 @@ import artwork  # noqa: E402  (found by the line above)
 import end_to_end  # noqa: E402
 import ipp  # noqa: E402
 import private_cups  # noqa: E402
+from changed_answers import INTERNAL_ERROR, answer_without_attributes, changed_answers  # noqa: E402
 from end_to_end import SIX_BY_EIGHT, ThroughCups  # noqa: E402
 from simulated_printer import SimulatedPrinter  # noqa: E402
 
@@ -71,10 +72,29 @@ class ThroughSetup(ThroughCups):
         self.assertGreater(count, 0)
         path.write_text(text)
 
-    def waiting_job(self):
+    def make_default_unavailable(self, queue):
+        """An update of the queue then prints a note with "StpGamma=1250"."""
+        path = self.cups.etc / "ppd" / f"{queue}.ppd"
+        path.write_text(re.sub(r"\*DefaultStpGamma: .*", "*DefaultStpGamma: 1250", path.read_text()))
+
+    def refuse_ppd_of(self, queue):
+        """The scheduler cannot write the PPD file of the queue: it refuses the change."""
+        in_the_way = self.cups.etc / "ppd" / f"{queue}.ppd.N"  # the name of the new file until it is complete
+        in_the_way.mkdir()
+        self.addCleanup(in_the_way.rmdir)
+
+    def waiting_job(self, **more):
         """Submits a job to a stopped queue."""
         self.cups.run("cupsdisable", self.queue)
-        return self.cups.submit(self.queue, self.jpeg())
+        return self.cups.submit(self.queue, self.jpeg(), **more)
+
+    def reports(self, *arguments, status, **environment):
+        """The objects that the program prints, by queue."""
+        done = self.setup(*arguments, "--json", **environment)
+        self.assertEqual(done.returncode, status, done.stdout + done.stderr)
+        reports = {report["queue"]: report for report in map(json.loads, done.stdout.splitlines())}
+        self.assertEqual(len(reports), len(done.stdout.splitlines()))
+        return reports, done.stderr
 
     def state_of(self, job):
         return self.cups.job_state(job).get("job-state")
@@ -623,6 +643,30 @@ class CheckOfThePrintSystem(ThroughSetup):
         self.assertIn(f"job {waiting} ", self.check_finds("has been stopped"))
         self.cups.run("cancel", waiting)
 
+    def test_a_title_is_named_unless_it_is_hidden_from_the_user(self):
+        self.add_valid_queue()
+        # The second is the text that libcups has for a hidden title.
+        jobs = {self.waiting_job(title=title): title for title in ("a photo", "untitled")}
+        named = self.check_finds("has been stopped")
+        hidden = self.cups.run("setpriv", "--reuid=lp", "--regid=lp", "--clear-groups", self.program(),
+                               "--check", self.queue, check=False).stdout
+        for job, title in jobs.items():
+            self.assertIn(f"note     job {job} ({title}) is waiting\n", named)
+            self.assertIn(f"note     job {job} is waiting\n", hidden)
+            self.cups.run("cancel", job)
+
+    def test_a_queue_that_is_deleted_during_the_check_has_no_jobs(self):
+        self.add_valid_queue()
+        delete = {ipp.GET_JOBS: lambda _: self.cups.run("lpadmin", "-x", self.queue) and None}
+        with changed_answers(self.cups.socket, delete) as server:
+            checked = self.setup("--check", self.queue, CUPS_SERVER=server)
+        self.assertIn(f"{self.queue}: ready to print", checked.stdout)
+        self.assertEqual(checked.stderr, "")
+
+    def test_ghostscript_is_found_without_a_search_path(self):
+        self.add_valid_queue()
+        self.cups.run("env", "--unset=PATH", self.program(), "--check", self.queue)
+
     def test_the_advice_for_a_missing_program_fits_the_installation(self):
         self.add_valid_queue()
         job_program = self.cups.serverbin / "filter" / "rastertok905job"
@@ -880,6 +924,28 @@ class Classes(ThroughSetup):
         self.assertIn('FileVersion: "0.1"', path.read_text())
         self.assertEqual(self.finish_job(job), ["started"])
 
+    def test_a_refused_change_names_the_members_that_are_changed_already(self):
+        self.make_members()
+        self.make_valid_class()
+        self.make_default_unavailable(self.first)
+        self.refuse_ppd_of(self.second)
+        reports, errors = self.reports("--class", self.queue, "--update", status=1)
+        texts = [finding["text"] for finding in reports[self.queue]["findings"]]
+        self.assertRegex(texts[0], f"^{self.first}: the default StpGamma=1250 ")
+        self.assertRegex(texts[-1], f"^CUPS refused the queue {self.second}: .*; changed already: {self.first}$")
+        self.assertIn(texts[-1], errors)
+
+    def test_a_refused_change_of_the_class_says_that_its_members_are_updated(self):
+        self.make_members()
+        self.make_valid_class()
+        self.make_default_unavailable(self.first)
+        refuse = {ipp.ADD_MODIFY_CLASS: answer_without_attributes(INTERNAL_ERROR)}
+        with changed_answers(self.cups.socket, refuse) as server:
+            refused = self.setup("--class", self.queue, "--update", CUPS_SERVER=server)
+        self.assertEqual(refused.returncode, 1)
+        self.assertRegex(refused.stderr, f"CUPS refused the class {self.queue}: .*; its members are updated already\n")
+        self.assertIn(f"note     {self.first}: the default StpGamma=1250 ", refused.stdout)
+
     def test_only_a_class_that_exists_is_updated(self):
         self.make_members()
         self.assertIn("there is no class", self.setup("--class", self.queue, "--update").stderr)
@@ -1031,6 +1097,47 @@ class AsJson(ThroughSetup):
         name, problem = self.problem_of("--update", self.queue, CUPS_SERVER=str(self.art / "nobody.sock"))
         self.assertEqual(name, self.queue)
         self.assertIn("the scheduler is not running", problem)
+
+    def test_an_error_during_the_check_ends_an_object_with_the_findings_so_far(self):
+        self.add_valid_queue()
+        for operation, status, words in ((ipp.GET_PRINTER_ATTRIBUTES, INTERNAL_ERROR, "CUPS refused a request"),
+                                         (ipp.GET_JOBS, INTERNAL_ERROR, "CUPS refused a request"),
+                                         (ipp.GET_PRINTER_ATTRIBUTES, 0, f"no attributes of {self.queue}")):
+            with self.subTest(operation=operation, status=status), changed_answers(
+                    self.cups.socket, {operation: answer_without_attributes(status)}) as server:
+                reports, errors = self.reports("--check", self.queue, status=1, CUPS_SERVER=server)
+                findings = reports[self.queue]["findings"]
+                self.assertEqual([finding["level"] for finding in findings][-2:], ["ok", "problem"])
+                self.assertIn(words, findings[-1]["text"])
+                self.assertIn(findings[-1]["text"], errors)
+
+    def test_an_error_of_one_queue_does_not_end_the_update_of_the_others(self):
+        queues = [f"{name}_{self.queue}"[:60] for name in "abc"]
+        for name in queues:
+            self.add_valid_queue(name)
+            self.make_default_unavailable(name)
+        self.refuse_ppd_of(queues[0])
+        # The queue is changed, and then cannot be checked.
+        fail = answer_without_attributes(INTERNAL_ERROR)
+        jobs = {ipp.GET_JOBS: lambda body: fail(body) if f"/{queues[1]}".encode() in body else None}
+        with changed_answers(self.cups.socket, jobs) as server:
+            reports, _ = self.reports("--update", "--all", status=1, CUPS_SERVER=server)
+        texts = [str(reports[name]["findings"]) for name in queues]
+        self.assertIn(f"CUPS refused the queue {queues[0]}", texts[0])
+        self.assertNotIn("StpGamma=1250", texts[0])
+        self.assertIn("CUPS refused a request", texts[1])
+        self.assertIn("StpGamma=1250", texts[1])
+        self.assertIn("StpGamma=1250", texts[2])
+        self.assertTrue(reports[queues[2]]["ready"])
+
+    def test_an_error_before_the_queues_are_known_is_an_object_without_a_queue(self):
+        with changed_answers(self.cups.socket,
+                             {ipp.GET_PRINTERS: answer_without_attributes(INTERNAL_ERROR)}) as server:
+            for address, words in ((server, "CUPS refused a request"),
+                                   (str(self.art / "nobody.sock"), "the scheduler is not running")):
+                with self.subTest(words):
+                    reports, _ = self.reports("--update", "--all", status=1, CUPS_SERVER=address)
+                    self.assertIn(words, str(reports[""]["findings"]))
 
 
 if __name__ == "__main__":
