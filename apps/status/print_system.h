@@ -28,11 +28,11 @@ struct Queue {
 };
 
 // The queues and classes in a response of the scheduler. Attributes that the response does not
-// contain are empty.
+// contain are empty or false.
 [[nodiscard]] std::vector<Queue> queues_in(ipp_t* answer);
 
-// All queues and classes, with name, device, messages and members; none if the print system does
-// not answer.
+// All queues and classes; none if the print system does not answer. Only name, device, printing,
+// stopped, message, note and members are requested: the other fields are empty or false.
 [[nodiscard]] std::vector<Queue> all_queues();
 
 [[nodiscard]] const Queue* find_queue(const std::vector<Queue>& queues, const std::string& name);
