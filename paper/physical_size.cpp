@@ -25,7 +25,7 @@ VisibleArea moved_down(VisibleArea area, std::int32_t rows) {
 
 // Returns the number at the beginning of a label such as "5x3.5" or "6x2*4". Removes it and the
 // character after it from the label.
-double take_number(std::string_view& label) {
+double take_leading_number(std::string_view& label) {
   double number = 0;
   const char* end = label.data() + label.size();
   const char* rest = std::from_chars(label.data(), end, number).ptr;
@@ -58,8 +58,8 @@ VisibleAreas visible_areas(const PaperConfig& paper) {
 PaperPoints paper_points(const PaperConfig& paper) {
   constexpr double kPointsPerInch = 72.0;
   std::string_view label = paper.label;
-  const double across = take_number(label);
-  const double down = take_number(label);
-  const double parts = label.empty() ? 1.0 : take_number(label);
+  const double across = take_leading_number(label);
+  const double down = take_leading_number(label);
+  const double parts = label.empty() ? 1.0 : take_leading_number(label);
   return {.across = across * kPointsPerInch, .down = down * parts * kPointsPerInch};
 }

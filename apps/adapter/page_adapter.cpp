@@ -16,7 +16,6 @@ namespace k905 {
 
 namespace {
 
-constexpr double kPointsPerInch = 72.0;
 // Print systems round positions on a page to whole points.
 constexpr double kPlaceTolerancePt = 1.5;
 

@@ -10,7 +10,6 @@ namespace k905 {
 
 namespace {
 
-constexpr double kPointsPerInch = 72.0;
 // Print systems round page sizes to whole points, and give the same paper in inches and
 // millimeters.
 constexpr double kSameSizePt = 2.0;

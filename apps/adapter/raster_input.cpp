@@ -12,7 +12,7 @@ namespace k905 {
 namespace {
 
 // The usual capacity of a pipe.
-constexpr std::size_t kBufferBytes = std::size_t{64} * 1024;
+constexpr std::size_t kReadBytes = std::size_t{64} * 1024;
 
 // Also ends the input once the reader of the output has closed its end, so that the writer of the
 // input notices. The descriptor may be shared with a program that made it non-blocking.
@@ -28,7 +28,7 @@ ssize_t read_when_ready(int descriptor, int output, std::uint8_t* bytes, std::si
 }  // namespace
 
 RasterInput::RasterInput(int descriptor, int output)
-    : descriptor_(descriptor), output_(output), buffer_(kBufferBytes) {}
+    : descriptor_(descriptor), output_(output), buffer_(kReadBytes) {}
 
 bool RasterInput::open() {
   raster_.reset(cupsRasterOpenIO(&RasterInput::read_bytes, this, CUPS_RASTER_READ));

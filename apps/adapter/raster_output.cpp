@@ -9,16 +9,16 @@ namespace k905 {
 namespace {
 
 // The usual capacity of a pipe.
-constexpr std::size_t kBufferBytes = std::size_t{64} * 1024;
+constexpr std::size_t kPipeBytes = std::size_t{64} * 1024;
 
 }  // namespace
 
 RasterOutput::RasterOutput(int descriptor) : descriptor_(descriptor) {
-  buffer_.reserve(kBufferBytes);
+  buffer_.reserve(kPipeBytes);
 }
 
 bool RasterOutput::write(const void* bytes, std::size_t count) {
-  if (buffer_.size() + count > kBufferBytes && !flush()) return false;
+  if (buffer_.size() + count > kPipeBytes && !flush()) return false;
   const auto* first = static_cast<const std::uint8_t*>(bytes);
   buffer_.insert(buffer_.end(), first, first + count);
   return !failed_;

@@ -12,8 +12,8 @@ namespace k905 {
 
 namespace {
 
-constexpr std::uint32_t kGap = 24;  // rows between two pages of a sheet
-constexpr std::uint8_t kGray = 222;
+constexpr std::uint32_t kPageGap = 24;  // rows between two pages of a sheet
+constexpr std::uint8_t kBackground = 222;
 
 // The paper with this canvas. Strips and other papers can have the same canvas; the cut of the
 // sheet tells them apart.
@@ -79,14 +79,14 @@ ShownSheet shown_sheet(const Sheet& sheet, SheetView view) {
   std::uint32_t height = 0;
   for (const VisibleArea& area : visible_areas(*paper)) {
     pages.push_back(page_of(canvas, *paper, area, rows_per_row));
-    height += (pages.size() > 1 ? kGap : 0) + pages.back().height;
+    height += (pages.size() > 1 ? kPageGap : 0) + pages.back().height;
   }
   Picture shown = black_picture(pages.front().width, height);
-  std::fill(shown.bytes.begin(), shown.bytes.end(), kGray);
+  std::fill(shown.bytes.begin(), shown.bytes.end(), kBackground);
   std::uint32_t top = 0;
   for (const Picture& page : pages) {
     paste(shown, page, 0, top);
-    top += page.height + kGap;
+    top += page.height + kPageGap;
   }
   return {std::move(shown), {kDotsPerInchDown, kDotsPerInchDown}};
 }

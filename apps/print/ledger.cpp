@@ -75,13 +75,13 @@ CREATE INDEX sheets_of_day ON sheet(folder, time);
 CREATE INDEX open_sheets ON sheet(folder, name) WHERE is_open;
 CREATE INDEX open_jobs ON sheet(ticket) WHERE is_open;
 )";
-constexpr char kEvents[] = R"(
+constexpr char kEventColumn[] = R"(
 ALTER TABLE sheet ADD COLUMN event TEXT NOT NULL DEFAULT '';
 CREATE INDEX sheets_of_event ON sheet(event, ticket, position) WHERE event <> '';
 )";
 
 // What each version of the schema adds to the one before it.
-constexpr const char* kSchemas[] = {kTables, kEvents};
+constexpr const char* kSchemas[] = {kTables, kEventColumn};
 
 constexpr std::pair<Outcome, const char*> kOutcomes[] = {
     {Outcome::waiting, "waiting"}, {Outcome::begun, "begun"},

@@ -7,18 +7,18 @@
 
 namespace {
 
-using Color = std::array<std::uint8_t, 3>;
+using Rgb = std::array<std::uint8_t, 3>;
 
-constexpr Color kWhite{255, 255, 255};
-constexpr Color kBlack{0, 0, 0};
-constexpr std::array<Color, 8> kPrimaries{{{0, 0, 0},
-                                           {255, 0, 0},
-                                           {0, 255, 0},
-                                           {0, 0, 255},
-                                           {0, 255, 255},
-                                           {255, 0, 255},
-                                           {255, 255, 0},
-                                           {255, 255, 255}}};
+constexpr Rgb kWhite{255, 255, 255};
+constexpr Rgb kBlack{0, 0, 0};
+constexpr std::array<Rgb, 8> kPrimaries{{{0, 0, 0},
+                                         {255, 0, 0},
+                                         {0, 255, 0},
+                                         {0, 0, 255},
+                                         {0, 255, 255},
+                                         {255, 0, 255},
+                                         {255, 255, 0},
+                                         {255, 255, 255}}};
 
 struct Canvas {
   std::uint32_t width;
@@ -35,7 +35,7 @@ std::uint8_t ramp(std::uint32_t index, std::uint32_t length) {
 }
 
 // Red, green, blue and black squares of a tenth of the shorter side, clockwise from the top left.
-Color corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
+Rgb corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
   const std::uint32_t side = std::max<std::uint32_t>(1, std::min(canvas.width, canvas.height) / 10);
   const bool left = x < side;
   const bool right = x >= canvas.width - std::min(side, canvas.width);
@@ -54,27 +54,27 @@ Color corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
 }
 
 // Red increases to the right, green downwards, blue from the bottom left to the top right.
-Color gradient(Canvas canvas, std::uint32_t x, std::uint32_t y) {
+Rgb gradient(Canvas canvas, std::uint32_t x, std::uint32_t y) {
   const std::uint8_t red = ramp(x, canvas.width);
   const std::uint8_t green = ramp(y, canvas.height);
   return {red, green, static_cast<std::uint8_t>((red + 255 - green) / 2)};
 }
 
-Color checker(Canvas, std::uint32_t x, std::uint32_t y) {
+Rgb checker(Canvas, std::uint32_t x, std::uint32_t y) {
   return (x / 16 + y / 16) % 2 == 0 ? kWhite : kBlack;
 }
 
-Color steps(Canvas canvas, std::uint32_t x, std::uint32_t) {
+Rgb steps(Canvas canvas, std::uint32_t x, std::uint32_t) {
   const auto gray = static_cast<std::uint8_t>(part_of(x, 16, canvas.width) * 17);
   return {gray, gray, gray};
 }
 
-Color patches(Canvas canvas, std::uint32_t x, std::uint32_t) {
+Rgb patches(Canvas canvas, std::uint32_t x, std::uint32_t) {
   return kPrimaries[part_of(x, 8, canvas.width)];
 }
 
 // Each pixel has a random color that depends only on its position.
-Color noise(Canvas, std::uint32_t x, std::uint32_t y) {
+Rgb noise(Canvas, std::uint32_t x, std::uint32_t y) {
   std::uint32_t hash = x * 0x9E3779B1U ^ y * 0x85EBCA77U;
   hash = (hash ^ hash >> 15) * 0x2C1B3C6DU;
   hash = (hash ^ hash >> 12) * 0x297A2D39U;
@@ -83,16 +83,16 @@ Color noise(Canvas, std::uint32_t x, std::uint32_t y) {
           static_cast<std::uint8_t>(hash >> 16)};
 }
 
-Color white(Canvas, std::uint32_t, std::uint32_t) { return kWhite; }
-Color black(Canvas, std::uint32_t, std::uint32_t) { return kBlack; }
+Rgb white(Canvas, std::uint32_t, std::uint32_t) { return kWhite; }
+Rgb black(Canvas, std::uint32_t, std::uint32_t) { return kBlack; }
 
-template <Color (*color_at)(Canvas canvas, std::uint32_t x, std::uint32_t y)>
+template <Rgb (*color_at)(Canvas canvas, std::uint32_t x, std::uint32_t y)>
 k905::Picture drawn(std::uint32_t width, std::uint32_t height) {
   k905::Picture picture = k905::black_picture(width, height);
   std::uint8_t* out = picture.bytes.data();
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {
-      const Color color = color_at({width, height}, x, y);
+      const Rgb color = color_at({width, height}, x, y);
       out = std::copy(color.begin(), color.end(), out);
     }
   }
