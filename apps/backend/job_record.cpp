@@ -41,6 +41,10 @@ std::string file_name(int job) { return kPrefix + std::to_string(job); }
 // Longer names are cut, so that a record always fits into kVersionBytes.
 constexpr std::size_t kMaxNameBytes = 1000;
 
+std::string problem_of(const std::string& file, int error) {
+  return file + ": " + std::strerror(error);
+}
+
 std::string one_line(std::string text) {
   text.resize(std::min(text.size(), kMaxNameBytes));
   std::replace_if(
@@ -272,43 +276,58 @@ int RecordFolder::read(const std::string& file, std::optional<JobRecord>& record
   return 0;
 }
 
-int RecordFolder::load(int job, const std::string& identity, JobRecord& record) const {
+std::string RecordFolder::load(int job, const std::string& identity, JobRecord& record) const {
   std::optional<JobRecord> found;
   if (const int error = folder_ < 0 ? 0 : read(file_name(job), found)) {
-    return error;
+    return problem_of(file_name(job), error);
   }
   const bool is_of_this_job = found && found->job == job && found->identity == one_line(identity);
   record = is_of_this_job ? *found : JobRecord{.job = job, .identity = identity, .printer = ""};
-  return 0;
+  return "";
 }
 
-void RecordFolder::for_each_record(
+std::string RecordFolder::for_each_record(
     const std::function<void(const std::string&, const JobRecord&)>& visit) const {
-  const int folder = folder_ < 0 ? -1 : openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (folder_ < 0) {
+    return "";
+  }
+  const int folder = openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(folder < 0 ? nullptr : fdopendir(folder),
                                                     closedir);
-  // cppcheck-suppress readdirCalled
-  while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
+  if (!entries) {
+    return problem_of("folder", errno);
+  }
+  std::string problem;
+  for (;;) {
+    errno = 0;
+    // cppcheck-suppress readdirCalled
+    const dirent* entry = readdir(entries.get());
+    if (entry == nullptr) {
+      return errno == 0 ? problem : problem_of("folder", errno);
+    }
     const std::string name = entry->d_name;
     std::optional<JobRecord> record;
-    if (name.starts_with(kPrefix) && read(name, record) == 0 && record) {
+    const int error = name.starts_with(kPrefix) ? read(name, record) : 0;
+    if (error != 0) {
+      problem = problem_of(name, error);
+    } else if (record) {
       visit(name, *record);
     }
   }
 }
 
-std::vector<JobRecord> RecordFolder::undecided_sheets_on(const std::string& printer) const {
-  std::vector<JobRecord> found;
-  for_each_record([&](const std::string&, const JobRecord& record) {
+std::string RecordFolder::find_undecided_sheets(const std::string& printer,
+                                                std::vector<JobRecord>& found) const {
+  found.clear();
+  return for_each_record([&](const std::string&, const JobRecord& record) {
     if (record.sending != 0 && record.life >= 0 && record.printer == one_line(printer)) {
       found.push_back(record);
     }
   });
-  return found;
 }
 
 void RecordFolder::remove_old() {
-  for_each_record([this](const std::string& file, const JobRecord& record) {
+  (void)for_each_record([this](const std::string& file, const JobRecord& record) {
     struct stat about {};
     const std::time_t oldest =
         std::time(nullptr) - (record.completed != 0 ? kDayS : kMaxUnfinishedAgeS);

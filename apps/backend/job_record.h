@@ -50,13 +50,18 @@ class RecordFolder {
   [[nodiscard]] bool try_lock_job(int job);
   void unlock_job(int job);
 
-  // Reads the job's record, an empty one if there is none or it belongs to an earlier job with this
-  // number. Returns 0 or errno; then the job must not begin again.
-  [[nodiscard]] int load(int job, const std::string& identity, JobRecord& record) const;
+  // The next two return why a record cannot be read, such as "job-12: Is a directory", or "". If it
+  // cannot, no sheet may be sent: it could be a sheet that was printed already, or move the life
+  // counter that decides whether an earlier sheet came out.
 
-  // The records with a sheet whose outcome the life counter of this printer can decide. Only the
-  // process that has the lock of the job may change such a record.
-  [[nodiscard]] std::vector<JobRecord> undecided_sheets_on(const std::string& printer) const;
+  // Reads the job's record, an empty one if there is none or it belongs to an earlier job with this
+  // number.
+  [[nodiscard]] std::string load(int job, const std::string& identity, JobRecord& record) const;
+
+  // Finds the records with a sheet whose outcome the life counter of this printer can decide. Only
+  // the process that has the lock of the job may change such a record.
+  [[nodiscard]] std::string find_undecided_sheets(const std::string& printer,
+                                                  std::vector<JobRecord>& found) const;
 
   // Returns 0 when the record is on disk, otherwise an errno. Saving the same job again is one
   // write, without a change of the folder or of the file size. The caller has the lock of the job.
@@ -72,7 +77,8 @@ class RecordFolder {
   void remove_old();
 
  private:
-  void for_each_record(
+  // Returns why one of the records cannot be read, or "". The others are visited nevertheless.
+  std::string for_each_record(
       const std::function<void(const std::string& file, const JobRecord& record)>& visit) const;
   // Returns 0 or errno. A missing file is not an error; `record` then stays empty.
   int read(const std::string& file, std::optional<JobRecord>& record) const;

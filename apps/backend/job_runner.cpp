@@ -188,7 +188,10 @@ int JobRunner::decide_undecided_sheets() {
     if (const int status = decide_own_sheet()) {
       return status;
     }
-    const std::vector<JobRecord> undecided = records_.undecided_sheets_on(decided_printer_);
+    std::vector<JobRecord> undecided;
+    if (!is_read(records_.find_undecided_sheets(decided_printer_, undecided))) {
+      return kStopQueue;
+    }
     if (undecided.empty()) {
       return kDone;
     }
@@ -220,7 +223,10 @@ int JobRunner::decide_sheet_of(int job) {
     return wait_for_lock() ? kDone : end_stopped_job();
   }
   // Before this process had the lock, the job may have been continued on another printer.
-  const std::vector<JobRecord> undecided = records_.undecided_sheets_on(decided_printer_);
+  std::vector<JobRecord> undecided;
+  if (!is_read(records_.find_undecided_sheets(decided_printer_, undecided))) {
+    return kStopQueue;
+  }
   const auto found = std::find_if(undecided.begin(), undecided.end(),
                                   [job](const JobRecord& record) { return record.job == job; });
   const int status = found == undecided.end() ? kDone : decide(*found);
@@ -381,12 +387,14 @@ int JobRunner::end_stopped_job() {
 }
 
 bool JobRunner::load_record() {
-  const int error_number = records_.load(options_.number, options_.identity, record_);
-  if (error_number != 0) {
-    error(std::string("The record of printed sheets cannot be read, so nothing is sent: ") +
-          std::strerror(error_number));
+  return is_read(records_.load(options_.number, options_.identity, record_));
+}
+
+bool JobRunner::is_read(const std::string& problem) {
+  if (!problem.empty()) {
+    error("The record of printed sheets cannot be read, so nothing is sent: " + problem);
   }
-  return error_number == 0;
+  return problem.empty();
 }
 
 bool JobRunner::is_saved(int error_number) {

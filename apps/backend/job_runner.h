@@ -66,6 +66,7 @@ class JobRunner {
   [[nodiscard]] bool is_reprint_requested() const;
   int end_stopped_job();
   bool load_record();
+  static bool is_read(const std::string& problem);
   static bool is_saved(int error_number);
   void report_sheets();
   bool wait(Phase phase, const Obstacle& obstacle, std::chrono::milliseconds pause);

@@ -9,9 +9,11 @@ import re
 import resource
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 
@@ -75,6 +77,40 @@ class Run:
         return False
 
 
+class UnreliableConnection:
+    """Forwards a connection to a printer. While `drops_life_counter`, it loses the questions for the life counter that
+    follow the first sheet."""
+
+    QUESTION = re.compile(rb"\x1bPMNT_RDCOUNTER_LIFE.{12}", re.DOTALL)
+
+    def __init__(self, port):
+        self.drops_life_counter = True
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.uri = f"k905://127.0.0.1:{self.listener.getsockname()[1]}"
+        threading.Thread(target=self._serve, args=(port,), daemon=True).start()
+
+    def _serve(self, port):
+        client, _ = self.listener.accept()
+        printer = socket.create_connection(("127.0.0.1", port))
+        threading.Thread(target=self._forward_replies, args=(printer, client), daemon=True).start()
+        forwarded = 0
+        while data := client.recv(65536):
+            if self.drops_life_counter and forwarded + len(data) > SHEET_BYTES:
+                data = self.QUESTION.sub(b"", data)
+            printer.sendall(data)
+            forwarded += len(data)
+        printer.close()
+        client.close()
+
+    @staticmethod
+    def _forward_replies(printer, client):
+        try:
+            while data := printer.recv(65536):
+                client.sendall(data)
+        except OSError:  # closed by the other thread
+            pass
+
+
 class Backend(unittest.TestCase):
     def setUp(self):
         self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="k905_backend_"))
@@ -103,9 +139,9 @@ class Backend(unittest.TestCase):
         file.write_bytes(data)
         return open(file, "rb")
 
-    def start(self, data, options="", **more):
+    def start(self, data, options="", uri="", **more):
         with self.stream(data) as stream:
-            run = Run(self.uri + options, stream, self.cache, **more)
+            run = Run((uri or self.uri) + options, stream, self.cache, **more)
         self.runs.append(run)
         return run
 
@@ -353,6 +389,21 @@ class Interruptions(Backend):
         self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 2, 3])
 
+    def test_a_stopped_job_waits_for_the_life_counter_of_a_printer_that_answers_other_questions(self):
+        connection = UnreliableConnection(self.sim.port)
+        self.addCleanup(connection.listener.close)
+        run = self.start(numbered_sheets.job(2), uri=connection.uri)
+        self.wait_until(lambda: "STATE: +offline-report" in run.log_lines(), "the reason")
+        run.process.send_signal(signal.SIGTERM)
+        run.wait_until_the_signal_is_forwarded()
+        time.sleep(2)
+        self.assertIsNone(run.process.poll())
+        connection.drops_life_counter = False
+        self.assertEqual(run.wait(), TRY_AGAIN, run.log_lines())
+        self.assertIn("PAGE: 1 1", run.log_lines())
+        self.assertEqual(self.start(numbered_sheets.job(2)).wait(), DONE)
+        self.assert_printed([1, 2])
+
     def another_printer(self):
         (self.scratch / "other").mkdir()
         other = SimulatedPrinter(BUILD / "k905-sim", self.scratch / "other" / "sheets",
@@ -474,6 +525,20 @@ class Interruptions(Backend):
         run = self.start(numbered_sheets.job(3))
         self.assertEqual(run.wait(), DONE, run.log_lines())
         self.assert_printed([1, 99, 2, 3], incomplete=1)
+
+    def test_no_other_job_prints_while_the_record_of_an_undecided_sheet_cannot_be_read(self):
+        self.interrupt_in_sheet_2(numbered_sheets.job(3))
+        record = self.cache / "k905/job-7"
+        record.rename(self.scratch / "kept")
+        record.mkdir()  # reading it is an error, also for root
+        other = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
+        self.assertEqual(other.wait(), STOP_QUEUE, other.log_lines())
+        self.assertIn("ERROR: The record of printed sheets cannot be read, so nothing is sent: job-7: Is a directory",
+                      other.log_lines())
+        record.rmdir()
+        (self.scratch / "kept").rename(record)
+        self.assertEqual(self.start(numbered_sheets.job(3)).wait(), DONE)
+        self.assert_printed([1, 2, 3], incomplete=1)
 
     def test_a_new_job_with_an_old_number_starts_at_its_first_sheet(self):
         self.sim.hold(40, 2)
