@@ -230,11 +230,11 @@ PrinterSession::Outcome PrinterSession::find_outcome(const SheetCounters& before
     if (outcome != Outcome::kUndecided) {
       return outcome;
     }
-    // The printer answers, but repeatedly not the question that decides.
+    // The printer answers, but repeatedly not the question that decides. It is not closed: opened
+    // again, it would get only a short time to count the sheet.
     unanswered = life.error == 0 ? 0 : unanswered + 1;
-    if (printer_.is_open() && unanswered >= kUnansweredMeansOffline) {
-      // Not closed: opened again, the printer would get only a short time to count the sheet.
-      obstacle = {Kind::kOffline, life.error, kOffline, problem_text(life.error)};
+    if (obstacle.kind == Kind::kNone && unanswered >= kUnansweredMeansOffline) {
+      obstacle = {Kind::kStalled, 0, kOffline, problem_text(life.error)};
     }
     if (!owner_.wait(Phase::kAfterSheet, obstacle, kOutcomePause)) {
       return Outcome::kUndecided;

@@ -20,7 +20,7 @@ struct Obstacle {
     kBusy,        // the printer prints another sheet, or has no free buffer
     kUnanswered,  // one unanswered question; the next may be answered
     kOffline,     // not connected, or no answers
-    kStalled,     // the printer accepts no data inside a sheet
+    kStalled,     // accepts no data inside a sheet, or does not tell whether it counted the sheet
     kStatus,      // its status code needs attention
     kMedia,       // other media is loaded than the sheet needs
   };

@@ -99,6 +99,7 @@ class UnreliableConnection:
                 data = self.QUESTION.sub(b"", data)
             printer.sendall(data)
             forwarded += len(data)
+        printer.shutdown(socket.SHUT_RDWR)  # close() alone would wait for the other thread's recv()
         printer.close()
         client.close()
 

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "device/printer_session.h"
+#include "device/status_reasons.h"
 #include "tests/support/simulated_printer.h"
 
 namespace k905 {
@@ -258,11 +259,12 @@ TEST_F(PrinterTest, OpenErrorIsReported) {
             ENODEV);
 }
 
-// Replies of a ready printer with 6x4 media. It does not answer the first `times` questions with
-// the name `unanswered`.
-std::function<void(int)> ready_printer(std::string unanswered, int times) {
-  return [unanswered = std::move(unanswered), times](int client) mutable {
-    const std::map<std::string, std::string> texts{{"STATUS", "00000"},
+// Replies of a printer with 6x4 media. It does not answer the first `times` questions with the name
+// `unanswered`.
+std::function<void(int)> ready_printer(std::string unanswered, int times,
+                                       const char* status = "00000") {
+  return [unanswered = std::move(unanswered), times, status](int client) mutable {
+    const std::map<std::string, std::string> texts{{"STATUS", status},
                                                    {"INFO  MEDIA", "6x4"},
                                                    {"INFO  FREE_PBUFFER", "FBP02"},
                                                    {"INFO  SERIAL_NUMBER", "K9051234"},
@@ -301,7 +303,7 @@ PrinterSession::Owner waiting_until_offline(std::vector<Obstacle>& shown) {
   return {.wait =
               [&shown](auto, const Obstacle& obstacle, auto) {
                 shown.push_back(obstacle);
-                return obstacle.kind != Obstacle::Kind::kOffline && shown.size() < 20;
+                return std::string_view(obstacle.keyword) != kOffline && shown.size() < 3;
               },
           .opened = nullptr,
           .sent = nullptr};
@@ -316,7 +318,18 @@ TEST_F(PrinterTest, PrinterWithoutALifeCounterAfterASheetIsShownAsNotAnswering) 
   EXPECT_EQ(session.find_outcome({.life = 1233, .buffers = 2}, "K9051234", false),
             PrinterSession::Outcome::kUndecided);
   EXPECT_EQ(shown.back().sentence, "the printer does not answer");
+  EXPECT_EQ(shown.back().kind, Obstacle::Kind::kStalled);  // the sheet may still come out
   EXPECT_TRUE(session.printer().is_open());
+}
+
+TEST_F(PrinterTest, StatusIsShownAlsoIfTheLifeCounterIsUnanswered) {
+  const ScriptedPrinter scripted({ready_printer("MNT_RDCOUNTER_LIFE", 20, "01000")});
+  std::vector<Obstacle> shown;
+  PrinterSession session({.address = scripted.address()}, waiting_until_offline(shown));
+  ASSERT_TRUE(session.wait_until_connected(PrinterSession::Phase::kBeforeSheet));
+  EXPECT_EQ(session.find_outcome({.life = 1233, .buffers = 2}, "K9051234", false),
+            PrinterSession::Outcome::kUndecided);
+  EXPECT_STREQ(shown.back().keyword, "cover-open-error");
 }
 
 TEST_F(PrinterTest, PrinterThatNeverReportsItsMediaIsShownAsNotAnswering) {
