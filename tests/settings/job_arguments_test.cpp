@@ -166,6 +166,23 @@ TEST(JobArgumentsAfterAQueue, MissingProfileLeavesTheConversionOfTheQueue) {
   }
 }
 
+TEST(JobArgumentsAfterAQueue, ReplaceItsValuesAlsoByTheNeutralOnes) {
+  const PpdDescription queue{.groups = {{"G",
+                                         {{"Resolution", "300x600dpi"},
+                                          {"StpGamma", "1500"},
+                                          {"StpContrast", "200"},
+                                          {"StpSaturation", "300"},
+                                          {"ICCProfile", "q"}}}}};
+  for (const Arguments& arguments :
+       {Arguments{"filter", "Resolution=600dpi"}, Arguments{"filter", "--icc-profile", ""},
+        Arguments{"filter", "StpGamma=None"}, Arguments{"filter", "StpContrast=None"},
+        Arguments{"filter", "StpSaturation=None"}}) {
+    SCOPED_TRACE(arguments[1]);
+    const SettingsGuard settings;
+    expect_like_reference({.arguments = arguments, .ppd = queue});
+  }
+}
+
 TEST(PaperArgument, BothNamesOfEveryPaperChooseIt) {
   for (const reference::Paper& paper : reference::papers()) {
     for (const std::string& name : {paper.name, paper.label}) {

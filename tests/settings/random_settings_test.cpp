@@ -60,18 +60,37 @@ const std::vector<std::string> kArgumentFlags = words_of(
     "--contrast --saturation --brightness --gamma --copies --color-model --color-precision "
     "--image-type --color-correction --icc-profile --icc-intent --paper-size --info --unknown");
 
+// A value, then the neutral one, which must replace it.
+const std::vector<std::vector<std::string>> kResets = {
+    {"StpBrightness=100", "StpBrightness=None"},
+    {"StpContrast=200", "StpContrast=None"},
+    {"StpSaturation=300", "StpSaturation=None"},
+    {"StpGamma=1500", "StpGamma=None"},
+    {"Resolution=300x600dpi", "Resolution=600dpi"},
+    {"--brightness", "100", "--brightness", "None"},
+    {"--contrast", "200", "--contrast", "None"},
+    {"--saturation", "300", "--saturation", "None"},
+    {"--gamma", "1500", "--gamma", "None"},
+    {"--copies", "2", "--copies", "None"},
+    {"--icc-profile", "printer", "--icc-profile", ""}};
+
 class RandomSettings : public testing::Test {
  protected:
-  template <typename List>
-  std::string one_of(const List& list) {
-    return list[random_() % std::size(list)];
+  template <typename Item>
+  Item one_of(const std::vector<Item>& list) {
+    return list[random_() % list.size()];
   }
   bool once_in(unsigned n) { return random_() % n == 0; }
 
+  char any_character() { return static_cast<char>(1 + random_() % 255); }
+
   std::string value() {
     if (once_in(12)) {  // any bytes, also longer than every field
-      std::string text(random_() % 900, static_cast<char>(1 + random_() % 255));
-      return text + static_cast<char>(1 + random_() % 255) + one_of(kTexts);
+      // Named, because compilers evaluate the arguments of a call in different orders.
+      const std::size_t length = random_() % 900;
+      const char most = any_character();
+      const char last = any_character();
+      return std::string(length, most).append(1, last).append(one_of(kTexts));
     }
     return once_in(3) ? one_of(kTexts) : one_of(kChoices);
   }
@@ -100,7 +119,14 @@ class RandomSettings : public testing::Test {
   std::vector<std::string> arguments() {
     std::vector<std::string> list{"queue"};
     for (unsigned i = random_() % 10; i > 0; --i) {
-      list.push_back(list.size() == 5 && !once_in(4) ? option_string() : argument());
+      if (list.size() == 5 && !once_in(4)) {
+        list.push_back(option_string());
+      } else if (once_in(5)) {
+        const std::vector<std::string> reset = one_of(kResets);
+        list.insert(list.end(), reset.begin(), reset.end());
+      } else {
+        list.push_back(argument());
+      }
     }
     return list;
   }
