@@ -82,6 +82,19 @@ TEST(JobPpd, AMediaTypeChoosesTheFinishUnlessTheJobNamesIt) {
   }
 }
 
+TEST(JobPpd, DefaultMediaTypeOfTheQueueChoosesTheFinishOfJobsThatNameNone) {
+  std::string queue = read_file(kQueuePpd);
+  const std::string automatic = "*DefaultMediaType: Auto\n";
+  queue.replace(queue.find(automatic), automatic.size(), "*DefaultMediaType: Matte\n");
+  const ScratchPpd file(queue);
+  EXPECT_THAT(job_ppd_text(file.path(), ""), HasSubstr("*DefaultStpLaminate: Matte\n"));
+  for (const char* options :
+       {"StpLaminate=Glossy", "MediaType=Glossy", "media-type=photographic-glossy"}) {
+    EXPECT_THAT(job_ppd_text(file.path(), options), HasSubstr("*DefaultStpLaminate: Glossy\n"))
+        << options;
+  }
+}
+
 TEST(JobPpd, MediaOfTheJobSelectsItsPaper) {
   EXPECT_THAT(job_ppd_lines("media=w432h432"), Contains("*DefaultPageSize: w432h432"));
 }
