@@ -91,10 +91,7 @@ class JobProgram : public ::testing::Test {
     char folder[] = "/tmp/k905_job_program_XXXXXX";
     folder_ = mkdtemp(folder);
     renew_pipes();
-    environment_ = {{"PPD", kQueuePpd},
-                    {"TMPDIR", folder_},
-                    {"PATH", "/usr/bin:/bin"},
-                    {"LSAN_OPTIONS", kKnownLeaks}};
+    environment_ = {{"PPD", kQueuePpd}, {"PATH", "/usr/bin:/bin"}, {"LSAN_OPTIONS", kKnownLeaks}};
   }
   ~JobProgram() override { std::filesystem::remove_all(folder_); }
 
@@ -245,17 +242,6 @@ TEST_F(JobProgram, KeepsTheRibbonVariableWhenNothingIsChosen) {
   environment_["K905_RIBBON"] = "6x8";
   run(kPlainJob);
   EXPECT_EQ(output_, "6x8\n");
-}
-
-TEST_F(JobProgram, RemovesItsFiles) {
-  replace_filter("exit 0\n");
-  run({"1", "me", "title", "1", "StpLaminate=Matte"});
-  int files = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
-    EXPECT_EQ(entry.path().filename(), "filter");
-    ++files;
-  }
-  EXPECT_EQ(files, 1);
 }
 
 TEST_F(JobProgram, ReturnsTheExitStatusOfTheFilter) {
