@@ -27,7 +27,7 @@ constexpr std::uint32_t kContactWidth = 480;
 constexpr unsigned char kEscape = 0x1B;
 
 std::string picture_name(const std::string& output, int number) {
-  return output.size() > 4 && output.ends_with(".png")
+  return std::filesystem::path(output).extension() == ".png"
              ? numbered_name(output, static_cast<std::size_t>(number))
              : output + "-" + std::to_string(number) + ".png";
 }

@@ -76,6 +76,17 @@ TEST(PreviewProgram, NameWithExtensionIsUsedForTheFirstSheet) {
   EXPECT_EQ(picture_in(folder, "out-2.png").width, 3U);
 }
 
+// ".png" alone is a hidden file without an extension.
+TEST(PreviewProgram, NameWithoutExtensionGetsOneForEverySheet) {
+  const ScratchFolder folder;
+  const ChildResult result =
+      preview(folder, {"-o", "./.png"}, wire_sheet(small_sheet()) + wire_sheet({}));
+  EXPECT_THAT(result.output, HasSubstr(" -> ./.png-1.png\n"));
+  EXPECT_THAT(result.output, HasSubstr(" -> ./.png-2.png\n"));
+  EXPECT_EQ(picture_in(folder, ".png-1.png").width, 2U);
+  EXPECT_EQ(picture_in(folder, ".png-2.png").width, 3U);
+}
+
 TEST(PreviewProgram, CheckWritesNoPicture) {
   const ScratchFolder folder;
   EXPECT_EQ(preview(folder, {"--check"}, wire_sheet({})).status, 0);
