@@ -83,7 +83,7 @@ bool draw_caption(Picture& picture, const std::string& text, const PixelArea& ar
   }
 }
 
-std::optional<Picture> read_overlay(const std::string& path, PixelSize size, std::string& error) {
+std::optional<Overlay> read_overlay(const std::string& path, PixelSize size, std::string& error) {
   const Descriptor file = open_photo_file(path, error);
   if (!file) {
     return std::nullopt;
@@ -100,18 +100,18 @@ std::optional<Picture> read_overlay(const std::string& path, PixelSize size, std
     }
     // Premultiplied, so that the colors of transparent pixels do not spread over the edges.
     const VImage colors = frame.colourspace(VIPS_INTERPRETATION_sRGB).premultiply();
-    return rendered(rounded(scaled_exactly(colors, size).unpremultiply()));
+    return Overlay{rendered(rounded(scaled_exactly(colors, size).unpremultiply()))};
   } catch (const vips::VError& failure) {
     error = reason_of(failure);
     return std::nullopt;
   }
 }
 
-void draw_overlay(Picture& picture, const Picture& overlay) {
+void draw_overlay(Picture& picture, const Overlay& overlay) {
   try {
     // Composited as 8-bit values, the result would be rounded down.
     const VImage below = vips_image_over(picture).copy(as_srgb()).cast(VIPS_FORMAT_FLOAT);
-    const VImage above = vips_image_over(overlay).copy(as_srgb());
+    const VImage above = vips_image_over(overlay.rgba).copy(as_srgb());
     picture = rendered(rounded(below.composite2(above, VIPS_BLEND_MODE_OVER)
                                    .extract_band(0, VImage::option()->set("n", 3))));
   } catch (const vips::VError&) {

@@ -30,13 +30,17 @@ PixelSize draw_text(Picture& picture, const std::string& text, const TextPlace& 
 [[nodiscard]] bool draw_caption(Picture& picture, const std::string& text, const PixelArea& area,
                                 std::uint32_t font_size, double dpi_ratio);
 
-// Reads a PNG file with transparency and scales it to that size: rows of red, green, blue and
-// opacity, 8 bits each. Null with one line in `error`.
-[[nodiscard]] std::optional<Picture> read_overlay(const std::string& path, PixelSize size,
+// Red, green, blue and opacity, 8 bits each: not a Picture, where four channels are inks.
+struct Overlay {
+  Picture rgba;
+};
+
+// Reads a PNG file with transparency and scales it to that size. Null with one line in `error`.
+[[nodiscard]] std::optional<Overlay> read_overlay(const std::string& path, PixelSize size,
                                                   std::string& error);
 
 // Draws an overlay of the same size over an 8-bit RGB picture. Throws std::bad_alloc if there is
 // not enough memory.
-void draw_overlay(Picture& picture, const Picture& overlay);
+void draw_overlay(Picture& picture, const Overlay& overlay);
 
 }  // namespace k905

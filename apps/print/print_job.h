@@ -22,7 +22,7 @@ struct JobSetup {
   std::string layout;            // see cells_of(); empty: one photo covers the sheet
   std::string caption;           // of each photo; may have fields: {date}, {file}
   std::string frame_file;        // what `frame` was read from
-  std::optional<Picture> frame;  // drawn over each sheet
+  std::optional<Overlay> frame;  // drawn over each sheet
   bool test_page = false;        // the test page instead of a photo, whatever the file name
 };
 
