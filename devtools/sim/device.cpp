@@ -94,16 +94,23 @@ void Device::execute(const Command& command) {
 }
 
 std::optional<std::string> Device::perform(PlainCommand command) {
-  if (command == PlainCommand::show) {
-    show();
-  } else if (command == PlainCommand::resume) {
-    events_.resume();
-  } else if (command != PlainCommand::plug) {
-    unplug();
-    printer_.lose_buffers();
+  switch (command) {
+    case PlainCommand::show:
+      show();
+      break;
+    case PlainCommand::resume:
+      events_.resume();
+      break;
+    case PlainCommand::plug:
+      return plug();
+    case PlainCommand::power_off:
+      power_off();
+      break;
+    case PlainCommand::power_cycle:
+      power_off();
+      return plug();
   }
-  return command == PlainCommand::plug || command == PlainCommand::power_cycle ? plug()
-                                                                               : std::nullopt;
+  return std::nullopt;
 }
 
 std::optional<std::string> Device::perform(const SetField& command) {
@@ -158,6 +165,11 @@ void Device::disconnect_if_due() {
       }
     }
   }
+}
+
+void Device::power_off() {
+  unplug();
+  printer_.lose_buffers();
 }
 
 void Device::unplug() {

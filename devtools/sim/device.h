@@ -50,6 +50,7 @@ class Device {
   [[nodiscard]] std::optional<std::string> perform(const StopPrinter& command);
   [[nodiscard]] std::optional<std::string> perform(const LineCommand& command);
   void disconnect_if_due();
+  void power_off();
   void unplug();
   [[nodiscard]] std::optional<std::string> plug();
   void show() const;
