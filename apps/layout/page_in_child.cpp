@@ -61,7 +61,6 @@ void for_each_number(Place& place, Options& options, const Use& use) {
   use(options.fit);
   use(options.rotate);
 }
-constexpr int kNumbers = 8;
 
 // The photo is standard input.
 int make_page(int out, const SheetPlace& place, const PrepareOptions& options) {
@@ -152,11 +151,13 @@ std::optional<PreparedPhoto> page_in_child(const std::string& path, const SheetP
 }
 
 std::optional<int> make_page_as_child(int argc, char** argv) {
-  if (argc != 2 + kNumbers || std::strcmp(argv[0], kChild) != 0) {
-    return std::nullopt;
-  }
   SheetPlace place;
   PrepareOptions options;
+  int numbers = 0;
+  for_each_number(place, options, [&numbers](const auto&) { ++numbers; });
+  if (argc != 2 + numbers || std::strcmp(argv[0], kChild) != 0) {
+    return std::nullopt;
+  }
   char** next = argv + 2;
   for_each_number(place, options, [&]<typename Number>(Number& number) {
     number = static_cast<Number>(std::strtoul(*next++, nullptr, 10));
