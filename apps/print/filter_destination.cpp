@@ -163,7 +163,7 @@ class FilterDestination final : public Destination {
   bool start_reader(std::string& error) {
     try {
       piece_.resize(kPieceSize);
-      parser_.emplace([this](Sheet&& sheet) { count_sheet(sheet); });
+      parser_.emplace([this](Sheet&& sheet) { handle_sheet(sheet); });
       reader_ = std::thread([this] { copy_stream(); });
     } catch (const std::exception& problem) {
       error = std::string("not enough memory: ") + problem.what();
@@ -247,7 +247,7 @@ class FilterDestination final : public Destination {
     }
   }
 
-  void count_sheet(const Sheet& sheet) {
+  void handle_sheet(const Sheet& sheet) {
     // Two pages share a sheet that is taller than that of the paper.
     const bool shared = sheet.height > static_cast<std::uint32_t>(place_.paper->canvas_height) *
                                            (place_.fine ? 2U : 1U);

@@ -13,7 +13,7 @@ namespace k905 {
 namespace {
 
 constexpr std::uint64_t kHeaderSize = 1088;
-constexpr std::uint32_t kMaxSide = 5000;
+constexpr std::uint32_t kMaxSheetSide = 5000;
 constexpr std::size_t kPaletteEntries = 256;
 
 using Command = PrinterStreamParser::Command;
@@ -229,7 +229,7 @@ void PrinterStreamParser::check_length() {
 }
 
 void PrinterStreamParser::check_image_length() {
-  constexpr std::uint64_t max_length = kHeaderSize + std::uint64_t{kMaxSide} * kMaxSide;
+  constexpr std::uint64_t max_length = kHeaderSize + std::uint64_t{kMaxSheetSide} * kMaxSheetSide;
   if (!all_digits(field_)) {
     fail("an image length of eight decimal digits", quoted(field_));
     return;
@@ -274,7 +274,7 @@ void PrinterStreamParser::check_width() {
   width_ = little_endian(field_);
   if (command_ != Command::y_plane) {
     expect_number(sheet_.width, "BMP width");
-  } else if (width_ < 1 || width_ > kMaxSide) {
+  } else if (width_ < 1 || width_ > kMaxSheetSide) {
     fail("BMP width from 1 to 5000", std::to_string(width_));
   } else if (pixel_count() % width_ != 0) {
     fail("BMP width that divides the " + std::to_string(pixel_count()) + " bytes of pixels",
@@ -287,7 +287,7 @@ void PrinterStreamParser::check_width() {
 void PrinterStreamParser::check_height() {
   // Length and width determine the height.
   const std::uint64_t height = pixel_count() / width_;
-  if (height > kMaxSide) {
+  if (height > kMaxSheetSide) {
     fail("image length and BMP width that give a height from 1 to 5000",
          "a height of " + std::to_string(height));
     return;
