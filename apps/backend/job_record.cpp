@@ -291,12 +291,13 @@ std::string RecordFolder::for_each_record(
   if (folder_ < 0) {
     return "";
   }
-  const int folder = openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(folder < 0 ? nullptr : fdopendir(folder),
+  Descriptor folder(openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(folder ? fdopendir(folder.get()) : nullptr,
                                                     closedir);
   if (!entries) {
     return problem_of("folder", errno);
   }
+  (void)folder.release();  // closed with the entries
   std::string problem;
   for (;;) {
     errno = 0;
