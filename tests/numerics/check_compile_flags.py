@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that every product source is compiled with the required floating-point flags.
+"""Checks that every source of the filter is compiled with the required floating-point flags.
 
 The pixels depend on the floating-point flags of the compiler: products may not be fused with sums, and
 operations may not be reordered. Reads the compile commands of a build; of a repeated flag the last one
@@ -14,7 +14,7 @@ import re
 import shlex
 import sys
 
-PRODUCT = ["filter", "settings", "geometry", "pipeline", "protocol", "diag"]
+FILTER_FOLDERS = ["filter", "settings", "geometry", "pipeline", "protocol", "diag"]
 
 # Each of these flags lets the compiler change results.
 LOOSENING = re.compile(
@@ -40,13 +40,16 @@ def flags_of(entry):
     return entry.get("arguments") or shlex.split(entry["command"])
 
 
-def product_file(entry, root):
-    """The path of the entry's source relative to the root; None if it is not a product source."""
-    source = pathlib.Path(entry["directory"], entry["file"]).resolve()
-    if not source.is_relative_to(root):
-        return None
-    path = source.relative_to(root)
-    return path.as_posix() if path.parts[0] in PRODUCT else None
+def filter_files(entry, root):
+    """Yields the paths of the entry's sources of the filter, relative to the root."""
+    file = pathlib.Path(entry["directory"], entry["file"])
+    sources = [file]
+    if file.parent.name == "Unity":  # made by CMake, includes sources
+        sources += map(pathlib.Path, re.findall(r'#include "(.*)"', file.read_text(encoding="utf-8")))
+    for source in sources:
+        source = source.resolve()
+        if source.is_relative_to(root) and source.relative_to(root).parts[0] in FILTER_FOLDERS:
+            yield source.relative_to(root).as_posix()
 
 
 def variant(path):
@@ -58,13 +61,13 @@ def variant(path):
 def findings(entries, root):
     compiled = set()
     for entry in entries:
-        if path := product_file(entry, root):
+        for path in filter_files(entry, root):
             compiled.add(path)
             for objection in objections(flags_of(entry)):
                 yield f"{path}: {objection}"
     # Kernels for other processors are not built, so they are not expected.
     variants = {variant(path) for path in compiled} | {None}
-    for folder in PRODUCT:
+    for folder in FILTER_FOLDERS:
         for source in sorted((root / folder).rglob("*.cpp")):
             path = source.relative_to(root).as_posix()
             if path not in compiled and variant(path) in variants:

@@ -13,7 +13,7 @@ CHECKER = pathlib.Path(__file__).resolve().with_name("check_compile_flags.py")
 
 class CheckCompileFlags(unittest.TestCase):
     def expect(self, flags, *findings, form="command"):
-        """One product source compiled with these flags gives exactly these findings."""
+        """One source of the filter compiled with these flags gives exactly these findings."""
         with tempfile.TemporaryDirectory() as folder:
             root = pathlib.Path(folder)
             (root / "pipeline").mkdir()
@@ -63,6 +63,17 @@ class CheckCompileFlags(unittest.TestCase):
             "-fno-signed-zeros",
         ]:
             self.expect(f"-ffp-contract=off {flag}", f"pipeline/a.cpp: {flag} changes results")
+
+    def test_a_merged_source_is_checked_with_the_flags_of_the_file_that_includes_it(self):
+        with tempfile.TemporaryDirectory() as folder:
+            root = pathlib.Path(folder)
+            for made in ["diag", "build/Unity"]:
+                (root / made).mkdir(parents=True)
+            (root / "diag" / "log.cpp").write_text("")
+            merged = root / "build" / "Unity" / "unity_0_cxx.cxx"
+            merged.write_text(f'/* by CMake */\n#include "{root}/diag/log.cpp"\n')
+            entry = {"directory": folder, "file": str(merged), "command": f"c++ -c {merged}"}
+            self.expect_of(root, [entry], "diag/log.cpp: -ffp-contract=off is missing")
 
     def test_a_source_that_is_not_built_is_found(self):
         with tempfile.TemporaryDirectory() as folder:
