@@ -31,7 +31,8 @@ HeapText duplicate(const char* text) {
   return copy;
 }
 
-// If the profile is not found, the color conversion of the queue stays in effect.
+// The name counts even if the profile is not found: if conversion is enabled, the profile that was
+// chosen before is then used, or sRGB.
 bool choose_icc_profile(const char* name) {
   copy_text(current_options.icc_profile_name, name);
   const bool found = find_icc_profile(name, current_options.icc_profile_path) != 0;
