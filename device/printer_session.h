@@ -96,8 +96,9 @@ class PrinterSession {
   Printer printer_;
   PrinterReport report_;
   std::string identity_;
-  bool was_idle_ = false;  // since it was opened: only our sheets can increase the life counter
-  int unanswered_ = 0;     // consecutive questions
+  // Since it was opened; from then on only our sheets can increase the life counter.
+  bool was_idle_ = false;
+  int unanswered_ = 0;  // consecutive questions
 };
 
 }  // namespace k905

@@ -122,8 +122,8 @@ void read_color_space(const cups_page_header2_t& header, PrintOptions& options) 
   }
 }
 
-// Print systems that repeat the pages themselves write 0 or 1, which must not replace an earlier
-// number.
+// Stored and logged only: the job's number of copies was read before. Print systems that repeat the
+// pages themselves write 0 or 1, which do not replace the stored number.
 void read_copies(const cups_page_header2_t& header, PrintOptions& options) {
   if (header.NumCopies >= 2) {
     options.copies = saturate_to_int32(header.NumCopies);

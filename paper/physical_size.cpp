@@ -7,7 +7,8 @@
 
 namespace {
 
-// Papers of five and of six inches have the same 1800 visible columns.
+// Papers of five and of six inches have the same 1800 visible columns, except "6x2*2", whose
+// smaller bleeds leave 1874.
 constexpr std::int32_t kDpiAcrossSixInches = 300;
 constexpr std::int32_t kDpiAcrossFiveInches = 360;
 

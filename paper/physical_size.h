@@ -1,6 +1,7 @@
 // The part of the canvas that is visible on the finished sheet, in canvas pixels and in points. The
-// visible area (the canvas without the paper's default bleeds) has the size that the label names.
-// For programs that lay out photos by their physical size.
+// visible area (the canvas without the paper's default bleeds) has the size that the label names,
+// within a few pixels; only that of "6x2*2" is a quarter of an inch wider. For programs that lay
+// out photos by their physical size.
 #pragma once
 
 #include <array>

@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::uint8_t kWhite = 255;
 
-// The source line of line `i` of a stretch by `scale`: nearest neighbor, pixel centers aligned.
+// The row (column) of the image that becomes row (column) `i` when the image is stretched by
+// `scale`: nearest neighbor, pixel centers aligned.
 std::size_t nearest(std::size_t i, double scale, std::size_t source_size) {
   // Deliberate: the half is subtracted and added again, because this changes the rounding.
   const double at = ((static_cast<double>(i) + 0.5) * (1.0 / scale)) - 0.5 + 0.5;

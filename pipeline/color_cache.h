@@ -1,7 +1,8 @@
 // A cache of converted colors, for a conversion that is expensive and depends on the color alone.
 //
-// A photograph repeats its colors; noise does not. The cache counts its misses and pauses where
-// lookups cost more than they save. It changes how often the conversion runs, never its result.
+// A photograph repeats its colors; noise does not. The cache counts its misses in trials of a few
+// rows, and pauses after a trial whose lookups cost more than they saved. It changes how often the
+// conversion runs, never its result.
 #pragma once
 
 #include <cstddef>

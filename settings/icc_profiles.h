@@ -31,5 +31,5 @@ inline constexpr std::array<const char*, 3> icc_profile_extensions{"", ".icc", "
 // Looks for a profile file: an absolute path as given, then every profile folder with the name
 // itself, the name plus ".icc" and the name plus ".icm". Copies the first that exists into `path`
 // (truncated to its size minus one) and returns 1. Returns 0 and does not change `path` if there is
-// none, or if `name` is null or empty. The search uses the whole name.
+// none, or if `name` is null or empty. Only the copy is truncated, not the path that is searched.
 [[nodiscard]] int find_icc_profile(const char* name, std::span<char, 512> path);

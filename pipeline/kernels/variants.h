@@ -7,8 +7,8 @@
 namespace kernels {
 
 // The largest error of a resize's estimate, with a margin: the rounding errors of its steps add up
-// to less than 2^-13. They are two products of at most 255 with a fraction that was rounded once,
-// and three sums.
+// to less than 2^-13. The steps are two products, each of a number up to 255 and a fraction that
+// was rounded once, and three sums.
 inline constexpr float kEstimateError = 1.0F / 4096.0F;
 
 // Computes a row of a resize by its formula, for pixels that an estimate cannot decide.
