@@ -38,7 +38,7 @@ class Workload:
     size: tuple = None  # of the raster; the paper's target size when not given
     settings: dict = field(default_factory=dict)
     kind: str = "photo"
-    packed: bool = False
+    packed: bool = False  # a compressed raster stream
     pages: int = 1
     copies: int = 1
     rotated: bool = False

@@ -16,8 +16,9 @@
                  paper/                         diag/ is included by all but kernels/ and paper/
 
 An arrow means "may include", and so does a chain of arrows. The kernels include only standard headers and each other;
-all folders except kernels/ and paper/ may include diag/; each outside library is included in one place only; a folder
-can have private headers. Prints a line for each finding; the exit status is 1 if there is one.
+all folders except kernels/ and paper/ may include diag/; Little CMS and the PPD functions of libcups are each included
+in one place only; a folder can have private headers. Prints a line for each finding; the exit status is 1 if there is
+one.
 
 usage: check_layers.py [root of the source tree]
 """
