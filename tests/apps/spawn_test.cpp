@@ -60,7 +60,7 @@ constexpr char kShowSignals[] =
 
 // The process that started the test may have ignored or blocked some.
 void use_default_signals() {
-  for (int number = 1; number < SIGRTMIN; ++number) {
+  for (int number = 1; number <= SIGRTMAX; ++number) {
     std::signal(number, SIG_DFL);
   }
   const sigset_t none = k905::no_signals();
