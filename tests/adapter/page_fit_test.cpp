@@ -53,19 +53,19 @@ TEST(PageFit, PageThatTheFilterRotatesHasItsSidesExchanged) {
   EXPECT_TRUE(fit.rows.is_exact());
 }
 
-TEST(PageFit, LandscapePageAt600DpiIsRotatedBeforeTheFilter) {
+TEST(PageFit, PortraitPageAt600DpiIsRotatedBeforeTheFilter) {
   const PageFit fit = fitted(page_of(1200, 1800), place_of("w288h432", "300x600dpi"));
   EXPECT_EQ(fit.rotation, PageFit::Rotation::before_mapping);
   EXPECT_EQ(fit.columns.size(), 1844U);
 }
 
-TEST(PageFit, FineResolutionScalesOnlyDown) {
+TEST(PageFit, FineResolutionScalesOnlyVertically) {
   const PageFit fit = fitted(page_of(1800, 1200), place_of("w288h432", "300x600dpi"));
   EXPECT_TRUE(fit.columns.is_exact());
   EXPECT_FALSE(fit.rows.is_exact());
 }
 
-TEST(PageFit, FiveInchPapersScaleOnlyAcross) {
+TEST(PageFit, FiveInchPapersScaleOnlyHorizontally) {
   const PageFit fit = fitted(page_of(1500, 2100), place_of("w360h504"));
   EXPECT_FALSE(fit.columns.is_exact());
   EXPECT_TRUE(fit.rows.is_exact());

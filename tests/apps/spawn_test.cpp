@@ -107,7 +107,7 @@ TEST(Spawn, UsesTheNullDeviceForStreamsThatAreNotGiven) {
             "/dev/null\n/dev/null\n");
 }
 
-TEST(Spawn, PassesOneMoreDescriptorUnderItsNumberOnly) {
+TEST(Spawn, PassesOneMoreDescriptorUnderItsNumberAndNoOther) {
   const ScratchFolder folder;
   const Descriptor passed = open_file(folder, "passed");
   const Descriptor kept = open_file(folder, "kept");
@@ -221,7 +221,7 @@ TEST(Spawn, AChildEndsWithTheProcessThatStartedIt) {
   EXPECT_EQ(read(life.read_end.get(), &byte, 1), 0);
 }
 
-TEST(StartProcess, ReportsAClosedPipeAndAFullFileAsErrors) {
+TEST(StartProcess, ReportsAClosedPipeAndTheFileSizeLimitAsErrors) {
   const pid_t process = fork();
   if (process == 0) {
     start_process();

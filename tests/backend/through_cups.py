@@ -179,7 +179,7 @@ class Jobs(ThroughCups):
         program = self.cups.serverbin / "backend" / "k905"
         self.assertEqual(program.stat().st_mode & 0o7777, 0o700)
 
-    def test_a_printer_out_of_paper_holds_the_job_and_goes_on_after_new_media(self):
+    def test_a_job_waits_while_the_printer_is_out_of_paper_and_then_continues(self):
         self.sim.set(remaining=2)
         job = self.submit()
         self.cups.wait_for(lambda: "media-empty-error" in self.reasons(), "the reason in lpstat")
@@ -247,7 +247,7 @@ class Jobs(ThroughCups):
             self.assert_completed(job)
         self.assert_printed(self.numbers * 3)
 
-    def test_a_held_job_continues_after_its_last_sheet(self):
+    def test_a_held_job_continues_after_the_last_sheet_that_was_printed(self):
         job = self.submit_and_hold(2)
         self.run_while_holding("lp", "-i", f"booth-{job}", "-H", "hold")
         self.cups.wait_for(lambda: self.cups.job_state(job)["job-state"] == ipp.HELD, "a held job")

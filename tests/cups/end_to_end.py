@@ -401,7 +401,7 @@ class Photos(ThroughCups):
             with self.subTest(photo=photo.name):
                 self.assert_same(photo, [], [])
 
-    def test_a_job_with_scaling_options_is_left_to_the_default_filter(self):
+    def test_a_job_with_scaling_options_is_left_to_the_filter_of_cups(self):
         self.cups.add_queue(self.queue)
         page = artwork.circle_png(self.art / "small.png", 450, 300, 200)
         for option, diameter in (("ppi=100", 600), ("ppi=150", 400), ("print-scaling=none", 300)):

@@ -143,7 +143,7 @@ TEST(JobPpd, ProfileNoneRemovesTheDefault) {
   EXPECT_THAT(job_ppd_text(kQueuePpd, "ICCProfile=None"), Not(HasSubstr("*DefaultICCProfile")));
 }
 
-TEST(JobPpd, ProfileOfThePaperReplacesTheTable) {
+TEST(JobPpd, ByPaperBecomesTheProfileOfThePaper) {
   const ScratchFolder folder;
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(folder.path());  // profiles are looked for here too

@@ -156,7 +156,7 @@ TEST_F(DebugImage, SameTagAndSecondOverwriteThePreviousImage) {
 constexpr char kNotSaved[] =
     "K905-1: ERROR: Cannot save debug image /tmp/k905_debug/20260116_093015_01_original.ppm\n";
 
-TEST_F(DebugImage, IsNotSavedThroughALinkIntoAFifoOrAMissingFolder) {
+TEST_F(DebugImage, IsNotSavedThroughALinkOrIntoAFifoOrWithAFileInPlaceOfTheFolder) {
   const std::string image = folder_of_this_test + "/20260116_093015_01_original.ppm";
   const std::string victim = scratch_ + "/victim";
   std::ofstream(victim) << "untouched";

@@ -148,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(Jobs, EveryInputClass, ::testing::ValuesIn(kInputClasse
 
 class EveryColorModel : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(EveryColorModel, ForThreeColorsAndFour) {
+TEST_P(EveryColorModel, ConvertsPagesOfThreeFourAndOneColors) {
   JobRecipe job;
   job.choose("ColorModel", GetParam());
   std::vector<RasterPage> pages;
@@ -232,7 +232,7 @@ TEST(Sizes, InMillimetersAreRoundedAtEveryStep) {
   expect_like_reference(small_job({}, pages));
 }
 
-TEST(Sizes, OfTheTargetAreNotResizedInterlacedOrRotated) {
+TEST(Sizes, OfTheTargetAreNotResizedEvenIfInterlacedOrRotated) {
   cups_page_header2_t interlaced = page_header(1548, 2176);
   interlaced.HWResolution[1] = 600;
   expect_like_reference(small_job({}, {gradient_page(interlaced)}));

@@ -252,7 +252,7 @@ TEST_F(Interruptions, TraceHasEveryQuestionAndTheBeginningOfSheets) {
   EXPECT_EQ(line(), "question COUNTER_LIFE inside a sheet: CL0001234");
 }
 
-TEST(SeveralPrinters, EachHasItsOwnLineNumbersAndFolder) {
+TEST(SeveralPrinters, EachHasItsOwnPortSerialNumberStateAndFolder) {
   const ScratchFolder folder;
   SimulatedPrinter printers({"--printers", "2", "--listen", "0", "--commands", "--sheets",
                              folder.path() + "/s", "--state", folder.path() + "/state"});

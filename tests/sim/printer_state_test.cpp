@@ -48,7 +48,7 @@ TEST(PrinterState, TextsAreShortAndPrintable) {
   EXPECT_EQ(set_field(state, serial, "a\tb"), "at most 40 printable characters");
 }
 
-TEST(StateFile, LinesSetFieldsCommentsAndEmptyLinesDoNot) {
+TEST(StateFile, LinesSetFieldsButCommentsAndEmptyLinesDoNot) {
   PrinterState state;
   EXPECT_EQ(parse_state("# a roll of six by four\n\n  media = 6x4  \nremaining=7\r\n", state),
             std::nullopt);

@@ -257,7 +257,7 @@ TEST_F(Soak, LongJobIsPrintedInOrderAndNeedsNoMoreMemoryThanAShortOne) {
   expect_flat(figures.front(), figures.back());
 }
 
-TEST_F(Soak, ManySuccessiveJobsSendTheSameBytes) {
+TEST_F(Soak, ManySuccessiveJobsArePrintedInOrderAndNeedNoMoreMemory) {
   const unsigned jobs = from_environment("K905_SOAK_JOBS", 20);
   constexpr unsigned kPages = 2;
   NetworkPrinter printer;
