@@ -182,7 +182,7 @@ void start_up(JobSettings settings) {
   detect_ribbon();
   read_paper_argument(argc, argv.data());
   print_configuration_summary();
-  // A realistic number of sheets would take too long.
+  // More copies would take too long.
   current_options.copies = std::min(current_options.copies, 2);
 }
 

@@ -43,7 +43,8 @@ TEST(BrokenStream, PageCutInTheMiddleIsReportedAndNotPrinted) {
   EXPECT_THAT(result.log, Contains("K905-1: build_planes_resampled failed, abort page 2"));
 }
 
-// The last two rows are cropped; a page without them still counts as truncated.
+// The last two rows are cropped anyway; a page that lacks only one of them still counts as
+// truncated.
 TEST(BrokenStream, PageWithoutItsLastRowIsNotPrinted) {
   std::string stream = raw_raster_stream({white_page(432, 288, 1800, 1200)});
   stream.resize(stream.size() - 5400);

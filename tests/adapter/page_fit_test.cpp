@@ -80,8 +80,8 @@ TEST(PageFit, SheetOfTwoPagesHasAFrameForEach) {
   EXPECT_EQ(place.frames[1].height, 1197);
 }
 
-// A row of the fine resolution is half as high, but the bleeds keep their number of rows: 25 and 18
-// more rows are visible than the paper has.
+// A row of the fine resolution is half as high, but the bleeds keep their number of rows: 25 rows
+// more at the top and 18 more at the bottom are visible than the paper has.
 TEST(PageFit, FrameOfTheFineResolutionIsThePaper) {
   const SheetPlace place = place_of("w288h432", "300x600dpi");
   ASSERT_EQ(place.frames.size(), 1U);
@@ -93,7 +93,8 @@ TEST(PageFit, FrameOfTheFineResolutionIsThePaper) {
 TEST(PageFit, BleedsOfTheUserMoveTheFrame) {
   const SheetPlace place =
       sheet_place({{"PageSize", "w432h576-div2"}, {"BleedTop", "1.0"}, {"BleedLeft", "1.0"}});
-  // The visible area starts 12 rows and columns later, and the edge of the frame moves with it.
+  // Positions count from the visible area, which starts 12 rows and columns later: the first edge
+  // of the frames keeps its number, all later positions are 12 smaller.
   EXPECT_EQ(place.frames[0].top, 20);
   EXPECT_EQ(place.frames[0].height, 1185);
   EXPECT_EQ(place.frames[1].top, 1266);

@@ -32,7 +32,7 @@ TEST(PartialPage, InTheMiddleKeepsItsShapeAndIsCenteredToThePixel) {
   EXPECT_EQ(box.bottom, 1222U);
 }
 
-// The photo does not move because the box is rounded to whole points.
+// Rounding the box to whole points does not move the photo.
 TEST(PartialPage, IsCenteredWhenItsBoxIsRoundedToPoints) {
   // 1198 x 298 pixels are 287.5 x 71.5 points.
   const Box box = box_of(part_of_page(1198, 298, 0, 180, 287, 251));

@@ -167,7 +167,7 @@ TEST(ContactSheetProgram, SheetAt600DpiHasItsTrueShape) {
   sheet.height = 2480;
   sheet.plane.fill(std::vector<std::uint8_t>(std::size_t{1920} * 2480, 77));
   ASSERT_EQ(contact(folder, {"-w", "192"}, wire_sheet(sheet)).status, 0);
-  // 192 pixels of 1800 x 1197.
+  // 192 pixels wide, in the shape of 1800 x 1197.
   EXPECT_EQ(picture_in(folder, "out.png").height, 128U + 20 + 12 + 12);
 }
 

@@ -24,7 +24,7 @@ std::string parse_error(const std::string& stream) {
 
 // A 3 x 2 sheet: an image is 32 bytes of command, 1088 of header and 6 pixels, 1126 together.
 constexpr std::size_t kImage = 1126;
-constexpr std::size_t kBmp = 32;  // of the first image's header
+constexpr std::size_t kBmp = 32;  // offset of the first image's BMP header
 constexpr std::size_t kControls = 3 * kImage;
 
 std::string matte_sheet() {
@@ -103,7 +103,8 @@ TEST(PrinterStream, LargestSheetIsAcceptedAndOneMoreColumnRefused) {
   sheet.width = 1;
   sheet.height = 5001;
   std::string stream = wire_sheet(sheet);
-  stream.replace(kBmp + 22, 4, wire_number(3, 4));  // the field, which the height need not equal
+  // A wrong BMP height: the height that follows from length and width is checked first.
+  stream.replace(kBmp + 22, 4, wire_number(3, 4));
   EXPECT_EQ(parse_error(stream),
             "offset 54: expected image length and BMP width that give a height from 1 to 5000, "
             "found a height of 5001");

@@ -103,7 +103,7 @@ TEST(RasterProgram, EveryPaperIsKnownByBothNames) {
     unsigned width;
     unsigned height;
   } papers[] = {
-      // Points by 300 / 72, rounded; the fallback has no points and uses its target size.
+      // Points times 300 / 72, rounded; the paper "default" has no points and uses its target size.
       {"B7", "5x3.5", 1920, 1088},
       {"w360h360", "5x5", 1920, 1540},
       {"w360h504", "5x7", 1920, 2138},

@@ -196,7 +196,7 @@ TEST_F(Records, SavingAgainChangesNeitherFileNorFolder) {
   EXPECT_EQ(later.st_blocks, first.st_blocks);
 }
 
-// Meanwhile another process may have put a new file in the place of the first.
+// After a job is unlocked, another process may put a new file in the place of the first.
 TEST_F(Records, RecordOfAnUnlockedJobIsSavedInTheCurrentFile) {
   RecordFolder one;
   RecordFolder two;

@@ -1,7 +1,7 @@
 """Jobs of several sheets through a private scheduler, the backend and a simulated printer.
 usage: through_cups.py BUILD CMAKE [TEST...]
 
-The pages are submitted as raster, so the real filters run before the backend. Page n has the gray value n,
+The pages are submitted as raster, so the real filters run before the backend. Page n has the gray value 10 n,
 and its printer data is known from a run of the filter alone. Exit status 77: the tests cannot run on this
 machine.
 """

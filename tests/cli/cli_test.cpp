@@ -418,7 +418,7 @@ TEST(Cancel, BetweenCopiesStartsNoFurtherCopy) {
 }
 
 TEST(Cancel, DuringTheMaximumOfCopiesEndsTheJob) {
-  // 4294967296 is larger than the copy count of the settings, so the largest value is used.
+  // 4294967296 does not fit into the copy count of the settings, so the largest value is used.
   ChildSetup setup = under_cups();
   setup.arguments.insert(setup.arguments.end(), {"--copies", "4294967296"});
   InteractiveProcess process(setup);

@@ -385,8 +385,8 @@ class Photos(ThroughCups):
                 (["media=5x7", "ColorModel=Gray", "StpBrightness=100", "BleedTop=1.0"],
                  ["--paper", "5x7", "--option", "ColorModel=Gray", "--brightness", "100",
                   "--option", "BleedTop=1.0"]),
-                # A photo from another program covers the complete sheet: it may contain one strip
-                # in each part.
+                # A photo from another program covers the complete sheet: it may already contain
+                # the image of one strip in each part.
                 (["K905Cut=6x2"], ["--option", "K905Cut=6x2", "--layout", "sheet"])):
             with self.subTest(options=options):
                 self.assert_same(portrait, options, arguments)
@@ -469,8 +469,8 @@ class TruePages(ThroughCups):
         return right - left, bottom - top
 
     def assert_circle(self, job, paper, row_factor=1, is_photo=False):
-        """800 pixels of 1/300 inch; on the five inch papers the printer has 360 dots across. A photo
-        covers the visible area of the sheet, which is slightly larger than the paper."""
+        """800 pixels of 1/300 inch; on the five inch papers the printer has 360 dots per inch across. A
+        photo covers the visible area of the sheet, which is slightly larger than the paper."""
         width, height = self.dark_box(job)
         width /= 1.2 if paper.points[0] == 360 else 1
         height /= row_factor

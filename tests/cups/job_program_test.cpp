@@ -523,7 +523,7 @@ TEST_F(JobProgram, ReportsAFilterThatCannotBeStarted) {
                                           "/missing: No such file or directory"));
 }
 
-// Without the adapted pages the filter would resize them to the paper.
+// The filter must not get the original pages: it would resize them to the paper.
 TEST_F(JobProgram, WithoutFreeDescriptorsTheJobFailsWithAMessage) {
   environment_["K905_FILTER"] = "/bin/echo";
   const int status = run(kPlainJob, "", [] {

@@ -40,8 +40,9 @@ def undisturbed(program, stream, result_of):
 
 
 class SimulatedPrinter:
-    """Started by the constructor, ended by `stop`. Every sheet is stored as an image in the folder `sheets`. With
-    `printers` there are several: `ports`, `devices` and the lines of each, by number from 1."""
+    """Started by the constructor, ended by `stop`. Every sheet is stored as an image in the folder `sheets`. With the
+    option --printers there are several: `devices` and `ports` list them in order, and each line of printer N begins
+    with "printer N: "."""
 
     def __init__(self, program, sheets, *options):
         self.sheets = pathlib.Path(sheets)

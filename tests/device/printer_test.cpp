@@ -298,7 +298,7 @@ TEST_F(PrinterTest, UnansweredSerialNumberQuestionIsRepeated) {
   EXPECT_EQ(session.identity(), "K9051234");
 }
 
-// Records every obstacle until the printer is offline.
+// Records every obstacle until the printer is offline, three at most.
 PrinterSession::Owner waiting_until_offline(std::vector<Obstacle>& shown) {
   return {.wait =
               [&shown](auto, const Obstacle& obstacle, auto) {

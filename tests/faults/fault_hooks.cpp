@@ -15,7 +15,7 @@ Faults plan;
 FaultCounts counts;
 bool armed = false;
 
-// The blocks that the core has allocated. A job has only a few at a time.
+// The blocks that the raster job has allocated. It has only a few at a time.
 std::array<void*, 4096> allocated{};
 
 void* remember(void* block) {
@@ -26,7 +26,7 @@ void* remember(void* block) {
   return block;
 }
 
-// A block that is not recorded was freed before, or was not allocated by the core.
+// A block that is not recorded was freed before, or was not allocated by the raster job.
 void forget(void* block) {
   if (armed && block != nullptr) {
     const auto found = std::find(allocated.begin(), allocated.end(), block);

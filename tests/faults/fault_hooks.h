@@ -1,6 +1,6 @@
-// Faults in the system calls and allocations of the core, and counts of these calls. The linker
-// redirects malloc, free, read, write and poll to these hooks; they have no effect until they are
-// armed.
+// Faults in the system calls and allocations of the raster job, and counts of these calls. The
+// linker redirects malloc, free, read, write and poll to these hooks; they have no effect until
+// they are armed.
 #pragma once
 
 #include <cstddef>
@@ -27,7 +27,7 @@ struct Faults {
   long canceling_log_write = 0;
 
   // Standard input: maximum number of bytes per call; every second call is interrupted; every third
-  // call returns EAGAIN; the call with this number fails.
+  // call returns EAGAIN and every second wait is interrupted; the call with this number fails.
   std::size_t max_read = 0;
   bool interrupt_reads = false;
   bool delay_reads = false;

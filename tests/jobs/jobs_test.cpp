@@ -532,7 +532,7 @@ INSTANTIATE_TEST_SUITE_P(
           p.header.cupsBytesPerLine = 75;
           p.pixels.resize(std::size_t{75} * 40);
         },
-        // The line holds one of three pixels.
+        // The line holds one of its fifty pixels.
         [](RasterPage& p) {
           p.header.cupsBytesPerLine = 3;
           p.pixels.resize(std::size_t{3} * 40);

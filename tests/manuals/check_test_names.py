@@ -1,8 +1,8 @@
 """Checks the names of tests in chapters: `check_test_names.py BUILD CHAPTER...`.
 
 Each alternative of a regular expression after `ctest -R` (`FullDisk|ByHandLog` has two), in the text and in the columns
-with that title, must match a registered test, from the beginning of one of the parts of its name: `EveryCut` is not meant
-for `PpdFile.OffersEveryCut`. ctest itself leaves out a test that was renamed, without a message.
+with that title, must match a registered test, from the beginning of one of the parts of its name: `EveryCut` does not
+match `PpdFile.OffersEveryCut`. ctest itself leaves out a test that was renamed, without a message.
 
 Exit status 77 means that an alternative may belong to a test program that is not built.
 """

@@ -18,7 +18,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using Bytes = std::vector<std::uint8_t>;
 
-// Bytes after the row that a kernel may read.
+// The row, followed by the bytes that a kernel may read.
 Bytes with_slack(Bytes bytes) {
   bytes.resize(bytes.size() + kernels::kRowSlack, 0);
   return bytes;
@@ -263,7 +263,7 @@ TEST_F(Stages, DeinterlaceLogsItsSizes) {
 
 // ---- Stage 4 ------------------------------------------------------------------------------------
 
-// Sends a row whose planes differ through the mirror stage; returns the first plane.
+// Sends a row through the mirror stage; its planes differ. Returns the first plane.
 Bytes split(bool mirrored, const Bytes& first_channel) {
   Bytes rgb;
   for (const std::uint8_t value : first_channel) {

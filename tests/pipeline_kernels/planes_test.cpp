@@ -53,8 +53,9 @@ TEST_P(EveryTable, SplitEqualsItsFormulaAtAnyWidthAndAddress) {
 
 // ---- Rotation by 90 degrees ---------------------------------------------------------------------
 
-// `count` of `kept` rows of `width` bytes, some of them repeatedly, become columns of lines that
-// are `gap` bytes apart, the first line on top or at the bottom. Nothing else may be written.
+// `count` rows of `width` bytes, some of them the same row, become the columns of lines with `gap`
+// bytes between them, the first line on top or, with `upwards`, at the bottom. Nothing else may be
+// written.
 void expect_transposed(const Table& table, Dice& dice, std::size_t width, std::size_t count,
                        std::size_t gap, bool upwards) {
   const std::size_t kept = count / 2 + 1;

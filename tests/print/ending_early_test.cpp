@@ -122,7 +122,7 @@ TEST(PrintNotStopped, ByAnIgnoredHangup) {
   EXPECT_EQ(program.wait(), 0);
 }
 
-// Without a printer the filter must not continue either.
+// If k905-print is killed, the filter must end too, even if it writes nothing.
 TEST(PrintKilled, EndsTheFilterToo) {
   const ScratchFolder folder;
   const std::string photo = put_photo(folder);
@@ -142,8 +142,7 @@ TEST(PrintKilled, EndsTheFilterToo) {
   EXPECT_EQ(program.wait(), -1);
 }
 
-// The sheets are checked before they reach the printer, which needs memory for each of their
-// planes.
+// The sheets are checked before they reach the printer; the check needs memory for each plane.
 TEST(PrintShortOfMemory, FinishesTheCurrentSheetAndReportsTheReason) {
 #ifdef K905_SANITIZED
   GTEST_SKIP() << "the sanitizer replaces the allocation functions";

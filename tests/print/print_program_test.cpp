@@ -392,7 +392,7 @@ TEST_F(PrintLayout, EveryStripHasTheOnlyPhotoOrOneOfSeveral) {
       ElementsAre(20, 100, 180, 20));
 }
 
-// The paper's 1197 rows of 1/300 inch are cut in their middle; of 2394 at 600 dpi after 1197.
+// At 300 dpi the paper's 1197 rows are cut after 599; at 600 dpi its 2394 rows are cut after 1197.
 TEST_F(PrintLayout, TheSeamIsOnTheCut) {
   const std::vector<std::string> strips{"--layout", "strips", "20.png", "240.png"};
   for (const auto& [density, first] : {std::pair{"300dpi", 25 + 599}, {"300x600dpi", 50 + 1197}}) {
@@ -445,8 +445,8 @@ TEST_F(PrintLayout, PhotoOnPaperOfStripsIsNotCut) {
               ElementsAre(240, 240, 20, 20));
 }
 
-// Of the paper's 1500 x 2098 pixels a small cell has 750 x 1049, but
-// the page for the filter has fewer.
+// The preview has 1500 x 2098 square pixels, 750 x 1049 for a small cell. The image for the filter
+// has 1548 columns for the same width, so its pixels are not square.
 TEST_F(PrintLayout, APhotoInACellKeepsItsShape) {
   folder_.write("square.png", png_file(20, 20, {}, plain_rows(20 * 20, 20)));
   const k905::Picture sheet = preview({"-p", "5x7", "--layout", "1+2", "--fit", "square.png"});

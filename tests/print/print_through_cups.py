@@ -43,7 +43,7 @@ class WithCups(end_to_end.ThroughCups):
         return list(dict.fromkeys(map(int, re.findall(r" -> job (\d+) on ", text))))
 
     def printed(self, *arguments, status=0):
-        """The sheets of the jobs that a run of k905-print reported."""
+        """The stream files of the jobs that a run of k905-print reported; each job must be completed."""
         result = self.k905_print("--queue", self.queue, *arguments, status=status)
         streams = []
         for job in self.jobs_in(result.stdout):

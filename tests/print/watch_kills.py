@@ -169,7 +169,7 @@ class Killer:
         return name
 
     def calls(self, until):
-        """How many calls a run makes until it prints that text."""
+        """How many calls a run makes that is stopped after it has printed that text."""
         count = self.target.scratch / "calls"
         process = self.start(K905_CALLS_FILE=str(count))
         self.read_until(process, until)

@@ -47,7 +47,7 @@ class WatchProgram : public testing::Test {
     folder_.write("in/" + name, bytes);
   }
 
-  // The first byte of every sheet's image, in printing order: it identifies the photo.
+  // The middle pixel of every sheet's first plane, in printing order: it identifies the photo.
   [[nodiscard]] std::vector<int> printed() const {
     const std::string bytes = folder_.read("job.prn").value_or("");
     const ParsedStream stream =

@@ -268,8 +268,8 @@ TEST_F(PrintPage, FailedPlaneIsLoggedAndTheSheetContinues) {
 
 TEST_F(PrintPage, WriteOfZeroBytesEndsItsPartWithoutAFailure) {
   const Printed complete = print_sheet(2, 1);
-  // The number of missing bytes of Y, 1122 in total, if its block, its header or its pixels cannot
-  // be written.
+  // Begin and end of the missing bytes of Y, which has 1122, if the write of its block, its header
+  // or its pixels returns 0.
   const std::pair<std::size_t, std::size_t> missing[] = {{0, 32}, {32, 1122}, {1120, 1122}};
   for (std::size_t call = 0; call < std::size(missing); ++call) {
     fail_call(call, {.at_most = 0});

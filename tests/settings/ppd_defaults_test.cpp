@@ -197,8 +197,8 @@ TEST_P(PpdOptions, GiveTheLogAndTheSettingsOfTheReference) {
                          .existing_files = {"/usr/local/share/color/icc/printer.icm"}});
 }
 
-// Without a profile the installed sRGB is used: its path is set, but its name stays empty, and only
-// pages with a profile name are converted. With a color base, this sRGB profile is not looked up.
+// Without a profile the path of the installed sRGB is set, but the name stays empty, so no page is
+// converted. With a color base, this sRGB profile is not looked up.
 TEST_P(PpdOptions, GiveTheSameAsTheReferenceWithAnInstalledSrgb) {
   expect_like_reference({.ppd = queue_with(GetParam().options), .existing_files = {"./sRGB.icc"}});
 }

@@ -149,9 +149,9 @@ TEST(Info, OverlongAnswersGiveACompleteReport) {
 }
 
 TEST(Info, GarbageIsReadAsTextUpToItsNul) {
-  // Seven characters before the NUL, fifteen bytes with the line end: enough for the status and the
-  // free buffers, whose characters are not digits, and for the 50 that is subtracted from the
-  // remaining quantity.
+  // Seven characters before the NUL, fifteen bytes with the line end. The status and the free
+  // buffers need five and are 0, because these are not digits. The other numbers are -1;
+  // for the remaining quantity 50 is subtracted from that.
   const std::string text = "\x1b\xff\x80%s\t?";
   EXPECT_EQ(report_of({"--fault", "garbage"}), expected_report({
                                                    {"PrintVersion", text},

@@ -68,7 +68,7 @@ struct NumberOption {
   const char* keyword;
   const char* label;
   int Settings::*field;
-  int none;         // what "None" stands for; kTrueOrNot when the value is True or anything else
+  int none;  // the number for "None"; kTrueOrNot: a switch, 1 for "True" and 0 for any other text
   bool queue_only;  // no argument sets it
 };
 constexpr int kTrueOrNot = -1;
