@@ -70,11 +70,11 @@ class TwoUp : public ::testing::Test {
     return {begin, begin + sheet.width};
   }
 
-  // The expected row of the sheet: row `r` of a page, `width` wide and centered, or white.
-  static Bytes expected_row(int number, std::size_t p, std::size_t r, std::size_t width) {
-    Bytes bytes(1920, 255);
-    for (std::size_t c = 0; c < width; ++c) {
-      bytes[(1920 - width) / 2 + c] = pixel(number, p, r, c);
+  // Row `r` of plane `p` of the page with this number, which is as wide as the sheet.
+  static Bytes expected_row(int number, std::size_t p, std::size_t r) {
+    Bytes bytes(1920);
+    for (std::size_t c = 0; c < bytes.size(); ++c) {
+      bytes[c] = pixel(number, p, r, c);
     }
     return bytes;
   }
@@ -181,10 +181,10 @@ TEST_F(TwoUp, CopiesAreHeldAndMergedInTheirOrder) {
   });
   ASSERT_EQ(sent.size(), 3U);
   EXPECT_EQ(sent[0].height, 40U);
-  EXPECT_EQ(row(sent[0], 0, 0), expected_row(1, 0, 0, 1920));
+  EXPECT_EQ(row(sent[0], 0, 0), expected_row(1, 0, 0));
   EXPECT_EQ(sent[1].height, 2498U);
   EXPECT_EQ(sent[2].height, 40U);
-  EXPECT_EQ(row(sent[2], 0, 0), expected_row(2, 0, 0, 1920));
+  EXPECT_EQ(row(sent[2], 0, 0), expected_row(2, 0, 0));
   EXPECT_NE(log_.find("K905-1: Buffer already has image, printing it first\n"), std::string::npos);
   EXPECT_NE(log_.find("K905-1: Page 2 is EVEN but no buffered ODD page - printing single\n"),
             std::string::npos);
@@ -197,7 +197,7 @@ TEST_F(TwoUp, HeldPageIsPrintedAtTheEndOfTheJob) {
     print_held_page();  // nothing is left
   });
   ASSERT_EQ(sent.size(), 1U);
-  EXPECT_EQ(row(sent[0], 2, 24), expected_row(3, 2, 24, 1920));
+  EXPECT_EQ(row(sent[0], 2, 24), expected_row(3, 2, 24));
   EXPECT_TRUE(
       log_.starts_with("K905-1: Page 3 is ODD - storing in buffer\n"
                        "K905-1: Program end - found buffered ODD page (single 6x4)\n"))
