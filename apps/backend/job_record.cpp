@@ -20,7 +20,7 @@
 #include <sstream>
 #include <string_view>
 
-#include "apps/backend/sheet_lock.h"
+#include "apps/backend/printer_lock.h"
 #include "apps/base/descriptor.h"
 #include "apps/base/fnv1a.h"
 #include "apps/base/write_all.h"
@@ -231,7 +231,7 @@ bool RecordFolder::try_lock_printer(const PrinterAddress& printer) {
   if (!open_lock_file(lock_file_name(printer), printer_lock_)) {
     return true;
   }
-  (void)fchmod(printer_lock_, 0640);  // the group tests it with SheetLock
+  (void)fchmod(printer_lock_, 0640);  // the group tests it with PrinterLock
   return flock(printer_lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 

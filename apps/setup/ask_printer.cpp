@@ -4,7 +4,7 @@
 #include <chrono>
 #include <thread>
 
-#include "apps/backend/sheet_lock.h"
+#include "apps/backend/printer_lock.h"
 #include "device/printer.h"
 
 namespace k905 {
@@ -42,7 +42,7 @@ PrinterAnswer status_of(Printer& printer) {
 }  // namespace
 
 PrinterAnswer ask_printer(const PrinterAddress& address) {
-  const backend::SheetLock lock(address);
+  const backend::PrinterLock lock(address);
   if (lock.is_held_elsewhere()) {
     return {.answer = Answer::in_use};
   }

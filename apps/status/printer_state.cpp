@@ -7,7 +7,7 @@
 #include <cstring>
 #include <future>
 
-#include "apps/backend/sheet_lock.h"
+#include "apps/backend/printer_lock.h"
 #include "protocol/status_texts.h"
 
 namespace k905 {
@@ -86,7 +86,7 @@ std::string message_for(const PrinterReport& report) {
 void ask_unless_in_use(const PrinterAddress& address, const std::vector<Queue>& queues,
                        PrinterState& printer) {
   // The backend may still send a sheet after the job or the scheduler has ended.
-  const backend::SheetLock lock(address);
+  const backend::PrinterLock lock(address);
   if (lock.is_held_elsewhere()) {
     printer.state = State::in_use;
     printer.message = "the print system is sending a sheet to it";

@@ -1,4 +1,4 @@
-#include "apps/backend/sheet_lock.h"
+#include "apps/backend/printer_lock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -16,7 +16,7 @@ std::string lock_file_name(const PrinterAddress& printer) {
   return name.substr(0, NAME_MAX);
 }
 
-SheetLock::SheetLock(const PrinterAddress& printer) {
+PrinterLock::PrinterLock(const PrinterAddress& printer) {
   const char* cache = std::getenv("CUPS_CACHEDIR");
   const std::string folder = std::string(cache == nullptr ? "/var/cache/cups" : cache) + "/k905/";
   file_.reset(open((folder + lock_file_name(printer)).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));

@@ -14,9 +14,9 @@ namespace k905::backend {
 
 // Held until the object is destroyed, unless another process holds it; a job that starts meanwhile
 // waits.
-class SheetLock {
+class PrinterLock {
  public:
-  explicit SheetLock(const PrinterAddress& printer);
+  explicit PrinterLock(const PrinterAddress& printer);
 
   // The backend is using the printer.
   [[nodiscard]] bool is_held_elsewhere() const { return is_held_elsewhere_; }
