@@ -12,7 +12,7 @@ constexpr int kMaxNumber = 1000000;
 
 }  // namespace
 
-void describe(CLI::App& app, PrintOptions& options) {
+void describe(CLI::App& app, CommandLineOptions& options) {
   app.add_option("PHOTO", options.photos,
                  "photos: JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF or PPM; \"-\" is standard input");
   app.add_option("-q,--queue", options.queue,
@@ -102,7 +102,7 @@ void describe(CLI::App& app, PrintOptions& options) {
   app.get_option("--to")->excludes("--preview");
 }
 
-std::optional<std::string> check(const PrintOptions& options) {
+std::optional<std::string> check(const CommandLineOptions& options) {
   const bool prints = !options.photos.empty();
   const bool watches = !options.folder.empty();
   const int tasks = int{prints} + int{watches} + int{options.history} + int{options.reprint != 0};
@@ -135,7 +135,7 @@ std::optional<std::string> check(const PrintOptions& options) {
   return std::nullopt;
 }
 
-std::optional<std::string> collect_choices(const PrintOptions& options, Choices& choices) {
+std::optional<std::string> collect_choices(const CommandLineOptions& options, Choices& choices) {
   std::vector<std::pair<std::string, std::string>> named;
   for (const std::string& option : options.choices) {
     const std::size_t equals = option.find('=');

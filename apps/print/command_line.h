@@ -11,7 +11,7 @@
 
 namespace k905 {
 
-struct PrintOptions {
+struct CommandLineOptions {
   std::vector<std::string> photos;
   std::string queue;
   std::string to;
@@ -50,14 +50,14 @@ struct PrintOptions {
   bool verbose = false;
 };
 
-void describe(CLI::App& app, PrintOptions& options);
+void describe(CLI::App& app, CommandLineOptions& options);
 
 // The error of inconsistent options; nothing if they are consistent.
-[[nodiscard]] std::optional<std::string> check(const PrintOptions& options);
+[[nodiscard]] std::optional<std::string> check(const CommandLineOptions& options);
 
 // The choices of the print dialog that the options set. Returns the error, nothing if there is
 // none.
-[[nodiscard]] std::optional<std::string> collect_choices(const PrintOptions& options,
+[[nodiscard]] std::optional<std::string> collect_choices(const CommandLineOptions& options,
                                                          Choices& choices);
 
 }  // namespace k905

@@ -38,7 +38,7 @@ bool is_two_up_paper(const std::string& page_size) { return page_size == "w288h4
 
 class PrintProgram {
  public:
-  PrintProgram(const CLI::App& app, const PrintOptions& options)
+  PrintProgram(const CLI::App& app, const CommandLineOptions& options)
       : app_(app),
         options_(options),
         progress_("photo", static_cast<int>(options.photos.size())),
@@ -372,7 +372,7 @@ class PrintProgram {
   }
 
   const CLI::App& app_;
-  const PrintOptions& options_;
+  const CommandLineOptions& options_;
   Progress progress_;
   std::vector<std::string> previews_;  // files
   std::string queue_;
@@ -388,7 +388,7 @@ class PrintProgram {
 int print_program(int argc, char** argv) {
   CLI::App app("Prints photos on a K905, RV-40, RV-40W or RS-30, cropped to the sheet.",
                "k905-print");
-  PrintOptions options;
+  CommandLineOptions options;
   describe(app, options);
   const auto status = parse_command_line(app, argc, argv);
   if (status) {
