@@ -52,8 +52,9 @@ bool truncate_to_start(const SheetEntry& sheet, const Ledger& ledger) {
          ftruncate(file.get(), place.length) == 0 && fsync(file.get()) == 0;
 }
 
-// The outcome of the sheets of a job; nothing if it cannot be known now.
-std::optional<Outcome> outcome_of_held_job(const SheetEntry& sheet) {
+// Releases the held job if it is complete, otherwise cancels it, and returns the outcome of its
+// sheets; nothing if it cannot be known now.
+std::optional<Outcome> resolve_held_job(const SheetEntry& sheet) {
   std::string error;
   switch (state_of_queue_job(sheet.number, sheet.ticket)) {
     case QueueJobState::unknown:
@@ -72,12 +73,14 @@ std::optional<Outcome> outcome_of_held_job(const SheetEntry& sheet) {
   }
 }
 
-std::optional<Outcome> outcome_of(const SheetEntry& sheet, const Ledger& ledger) {
+// Ends an unfinished job, in a file by removing its incomplete data, and returns the outcome of its
+// sheets; nothing if it cannot be known now.
+std::optional<Outcome> resolve(const SheetEntry& sheet, const Ledger& ledger) {
   if (!sheet.target.queue.empty()) {
     if (sheet.outcome == Outcome::begun) {
       return cancel_queue_jobs_of(sheet.ticket) ? std::optional(Outcome::waiting) : std::nullopt;
     }
-    return outcome_of_held_job(sheet);
+    return resolve_held_job(sheet);
   }
   if (sheet.outcome == Outcome::begun) {
     return Outcome::waiting;
@@ -122,7 +125,7 @@ bool SheetPrinter::resolve_unfinished() {
 }
 
 bool SheetPrinter::resolve_job(const std::vector<SheetEntry>& sheets) {
-  const std::optional<Outcome> outcome = outcome_of(sheets.front(), ledger_);
+  const std::optional<Outcome> outcome = resolve(sheets.front(), ledger_);
   if (!outcome) {
     return false;
   }
