@@ -16,11 +16,12 @@ constexpr std::uint32_t kPageGap = 24;  // rows between two pages of a sheet
 constexpr std::uint8_t kBackground = 222;
 
 // The paper with this canvas. Strips and other papers can have the same canvas; the cut of the
-// sheet tells them apart.
-const PaperConfig* paper_of(const Sheet& sheet, std::uint32_t rows_per_row) {
+// sheet tells them apart. `row_factor`: rows of the sheet for each row of the paper table, 2 at
+// 300 x 600 dpi.
+const PaperConfig* paper_of(const Sheet& sheet, std::uint32_t row_factor) {
   const auto has_size = [&](const PaperConfig& paper) {
     return sheet.width == static_cast<std::uint32_t>(paper.canvas_width) &&
-           sheet.height == static_cast<std::uint32_t>(paper.canvas_height) * rows_per_row;
+           sheet.height == static_cast<std::uint32_t>(paper.canvas_height) * row_factor;
   };
   const PaperConfig* found = nullptr;
   for (const PaperConfig& paper : selectable_papers) {
@@ -33,13 +34,13 @@ const PaperConfig* paper_of(const Sheet& sheet, std::uint32_t rows_per_row) {
 }
 
 Picture page_of(const Picture& canvas, const PaperConfig& paper, const VisibleArea& area,
-                std::uint32_t rows_per_row) {
+                std::uint32_t row_factor) {
   const auto width = static_cast<std::uint32_t>(area.width);
   const auto height = static_cast<std::uint32_t>(area.height);
   const std::uint32_t left = canvas.width - static_cast<std::uint32_t>(area.left) - width;
-  const auto top = static_cast<std::uint32_t>(area.top) * rows_per_row;
+  const auto top = static_cast<std::uint32_t>(area.top) * row_factor;
   const auto square = width * kDotsPerInchDown / dots_per_inch_across(paper);
-  return scaled(cropped(canvas, left, top, {width, height * rows_per_row}),
+  return scaled(cropped(canvas, left, top, {width, height * row_factor}),
                 {static_cast<std::uint32_t>(square), height});
 }
 
@@ -61,11 +62,11 @@ Picture sheet_picture(const Sheet& sheet, Mirror mirror) {
 }
 
 ShownSheet shown_sheet(const Sheet& sheet, SheetView view) {
-  std::uint32_t rows_per_row = 1;
-  const PaperConfig* paper = paper_of(sheet, rows_per_row);
+  std::uint32_t row_factor = 1;
+  const PaperConfig* paper = paper_of(sheet, row_factor);
   if (paper == nullptr) {
-    rows_per_row = 2;
-    paper = paper_of(sheet, rows_per_row);
+    row_factor = 2;
+    paper = paper_of(sheet, row_factor);
   }
   Picture canvas = sheet_picture(sheet, view == SheetView::wire ? Mirror::leave : Mirror::undo);
   if (paper == nullptr) {
@@ -73,12 +74,12 @@ ShownSheet shown_sheet(const Sheet& sheet, SheetView view) {
   }
   if (view != SheetView::paper) {
     return {std::move(canvas),
-            {dots_per_inch_across(*paper), kDotsPerInchDown * static_cast<int>(rows_per_row)}};
+            {dots_per_inch_across(*paper), kDotsPerInchDown * static_cast<int>(row_factor)}};
   }
   std::vector<Picture> pages;
   std::uint32_t height = 0;
   for (const VisibleArea& area : visible_areas(*paper)) {
-    pages.push_back(page_of(canvas, *paper, area, rows_per_row));
+    pages.push_back(page_of(canvas, *paper, area, row_factor));
     height += (pages.size() > 1 ? kPageGap : 0) + pages.back().height;
   }
   Picture shown = black_picture(pages.front().width, height);
