@@ -32,8 +32,8 @@ std::string picture_name(const std::string& output, int number) {
              : output + "-" + std::to_string(number) + ".png";
 }
 
-k905::Picture reduced(const k905::Picture& picture, std::uint32_t width,
-                      k905::PixelDensity density) {
+k905::Picture scaled_to_width(const k905::Picture& picture, std::uint32_t width,
+                              k905::PixelDensity density) {
   constexpr double max_height = 20000;
   const double pixel_shape =
       density.vertical_dpi == 0
@@ -179,7 +179,7 @@ class Preview {
       return add_to_contact(caption_of_sheet(), picture, density);
     }
     if (width_ != 0) {
-      picture = reduced(picture, width_, density);
+      picture = scaled_to_width(picture, width_, density);
       density = {};
     }
     return write(file, picture, density);
@@ -197,7 +197,7 @@ class Preview {
 
   bool add_to_contact(const std::string& caption, const k905::Picture& picture,
                       k905::PixelDensity density) {
-    return contact_.add(caption, eight_bit_colors(reduced(picture, width_, density))) ||
+    return contact_.add(caption, eight_bit_colors(scaled_to_width(picture, width_, density))) ||
            fail("too many or too large for one image; --width makes them smaller");
   }
 
