@@ -307,10 +307,11 @@ bool FolderWatch::scan_folder(FolderEvents& found) {
   }
   present_ = std::move(present);
   if (setup_.scan_interval > std::chrono::milliseconds(0)) {
-    // Limits the time spent on a large folder on a slow share.
-    constexpr int pause = 20;
-    next_scan_ = Clock::now() +
-                 std::max<Clock::duration>(setup_.scan_interval, pause * (Clock::now() - start));
+    // The pause is at least 20 times as long as the scan, to limit the load of a large folder on a
+    // slow share.
+    constexpr int scans_per_pause = 20;
+    next_scan_ = Clock::now() + std::max<Clock::duration>(setup_.scan_interval,
+                                                          scans_per_pause * (Clock::now() - start));
   }
   return true;
 }
