@@ -169,9 +169,9 @@ std::optional<std::string> make_plan(const Options& options, PagePlan& plan) {
     return "--color-space: neither a name nor a number: \"" + options.color_space + "\"";
   }
   if (options.size == "picture") {
-    plan.size = PageSize::picture;
+    plan.size_source = PixelSizeSource::picture;
   } else if (options.size != "page") {
-    plan.size = PageSize::pixels;
+    plan.size_source = PixelSizeSource::plan;
     if (!parse_size(options.size, plan.width, plan.height)) {
       return "--size: neither \"page\" nor \"picture\" nor WxH: \"" + options.size + "\"";
     }
@@ -187,15 +187,16 @@ std::optional<std::string> make_plan(const Options& options, PagePlan& plan) {
 }
 
 k905::PixelSize wanted_pixels(const PagePlan& plan) {
-  return plan.size == PageSize::page ? page_pixels(plan) : k905::PixelSize{plan.width, plan.height};
+  return plan.size_source == PixelSizeSource::paper ? page_pixels(plan)
+                                                    : k905::PixelSize{plan.width, plan.height};
 }
 
 // "test:NAME" at the size of the page, "test:NAME:WxH" at the given size.
 std::optional<k905::Picture> draw_named(const std::string& text, const PagePlan& plan,
                                         std::string& error) {
   const std::string name = text.substr(0, text.find(':'));
-  k905::PixelSize size =
-      plan.size == PageSize::picture ? k905::PixelSize{1800, 1200} : wanted_pixels(plan);
+  k905::PixelSize size = plan.size_source == PixelSizeSource::picture ? k905::PixelSize{1800, 1200}
+                                                                      : wanted_pixels(plan);
   if (name.size() < text.size() &&
       !parse_size(text.substr(name.size() + 1), size.width, size.height)) {
     error = "the size of a test image is written WxH";
@@ -224,7 +225,7 @@ k905::Fit fit_of(const std::string& name) {
 
 // The image, fitted to the size of the page.
 k905::Picture page_of(const k905::Picture& picture, const PagePlan& plan, k905::Fit fit) {
-  if (plan.size == PageSize::picture) {
+  if (plan.size_source == PixelSizeSource::picture) {
     return picture;
   }
   // The two resolutions are exchanged on a page that the filter will rotate.

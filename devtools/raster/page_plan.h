@@ -6,7 +6,9 @@
 #include "devtools/raster/page_format.h"
 #include "paper/paper_table.h"
 
-enum class PageSize { page, picture, pixels };
+// What sets the size of the page in pixels: the paper at this resolution, the image, or width and
+// height of the plan.
+enum class PixelSizeSource { paper, picture, plan };
 
 struct PagePlan {
   const PaperConfig* paper = nullptr;
@@ -16,8 +18,8 @@ struct PagePlan {
   unsigned vertical_dpi = 300;
   unsigned orientation = 0;  // 1 and 3: the filter rotates the image
   unsigned copies = 1;
-  PageSize size = PageSize::page;
-  unsigned width = 0;  // for PageSize::pixels
+  PixelSizeSource size_source = PixelSizeSource::paper;
+  unsigned width = 0;  // for PixelSizeSource::plan
   unsigned height = 0;
 
   unsigned page_width_pt = 0;  // page size in the header, if it differs from the paper's
