@@ -20,11 +20,6 @@ constexpr std::array<Rgb, 8> kPrimaries{{{0, 0, 0},
                                          {255, 255, 0},
                                          {255, 255, 255}}};
 
-struct Canvas {
-  std::uint32_t width;
-  std::uint32_t height;
-};
-
 // index * range / length without overflow; 0 for a length of 0.
 std::uint32_t part_of(std::uint32_t index, std::uint32_t range, std::uint32_t length) {
   return length == 0 ? 0 : static_cast<std::uint32_t>(std::uint64_t{index} * range / length);
@@ -35,12 +30,12 @@ std::uint8_t ramp(std::uint32_t index, std::uint32_t length) {
 }
 
 // Red, green, blue and black squares of a tenth of the shorter side, clockwise from the top left.
-Rgb corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
-  const std::uint32_t side = std::max<std::uint32_t>(1, std::min(canvas.width, canvas.height) / 10);
+Rgb corners(k905::PixelSize size, std::uint32_t x, std::uint32_t y) {
+  const std::uint32_t side = std::max<std::uint32_t>(1, std::min(size.width, size.height) / 10);
   const bool left = x < side;
-  const bool right = x >= canvas.width - std::min(side, canvas.width);
+  const bool right = x >= size.width - std::min(side, size.width);
   const bool top = y < side;
-  const bool bottom = y >= canvas.height - std::min(side, canvas.height);
+  const bool bottom = y >= size.height - std::min(side, size.height);
   if (top && left) {
     return kPrimaries[1];
   }
@@ -54,27 +49,27 @@ Rgb corners(Canvas canvas, std::uint32_t x, std::uint32_t y) {
 }
 
 // Red increases to the right, green downwards, blue from the bottom left to the top right.
-Rgb gradient(Canvas canvas, std::uint32_t x, std::uint32_t y) {
-  const std::uint8_t red = ramp(x, canvas.width);
-  const std::uint8_t green = ramp(y, canvas.height);
+Rgb gradient(k905::PixelSize size, std::uint32_t x, std::uint32_t y) {
+  const std::uint8_t red = ramp(x, size.width);
+  const std::uint8_t green = ramp(y, size.height);
   return {red, green, static_cast<std::uint8_t>((red + 255 - green) / 2)};
 }
 
-Rgb checker(Canvas, std::uint32_t x, std::uint32_t y) {
+Rgb checker(k905::PixelSize, std::uint32_t x, std::uint32_t y) {
   return (x / 16 + y / 16) % 2 == 0 ? kWhite : kBlack;
 }
 
-Rgb steps(Canvas canvas, std::uint32_t x, std::uint32_t) {
-  const auto gray = static_cast<std::uint8_t>(part_of(x, 16, canvas.width) * 17);
+Rgb steps(k905::PixelSize size, std::uint32_t x, std::uint32_t) {
+  const auto gray = static_cast<std::uint8_t>(part_of(x, 16, size.width) * 17);
   return {gray, gray, gray};
 }
 
-Rgb patches(Canvas canvas, std::uint32_t x, std::uint32_t) {
-  return kPrimaries[part_of(x, 8, canvas.width)];
+Rgb patches(k905::PixelSize size, std::uint32_t x, std::uint32_t) {
+  return kPrimaries[part_of(x, 8, size.width)];
 }
 
 // Each pixel has a random color that depends only on its position.
-Rgb noise(Canvas, std::uint32_t x, std::uint32_t y) {
+Rgb noise(k905::PixelSize, std::uint32_t x, std::uint32_t y) {
   std::uint32_t hash = x * 0x9E3779B1U ^ y * 0x85EBCA77U;
   hash = (hash ^ hash >> 15) * 0x2C1B3C6DU;
   hash = (hash ^ hash >> 12) * 0x297A2D39U;
@@ -83,10 +78,10 @@ Rgb noise(Canvas, std::uint32_t x, std::uint32_t y) {
           static_cast<std::uint8_t>(hash >> 16)};
 }
 
-Rgb white(Canvas, std::uint32_t, std::uint32_t) { return kWhite; }
-Rgb black(Canvas, std::uint32_t, std::uint32_t) { return kBlack; }
+Rgb white(k905::PixelSize, std::uint32_t, std::uint32_t) { return kWhite; }
+Rgb black(k905::PixelSize, std::uint32_t, std::uint32_t) { return kBlack; }
 
-template <Rgb (*color_at)(Canvas canvas, std::uint32_t x, std::uint32_t y)>
+template <Rgb (*color_at)(k905::PixelSize size, std::uint32_t x, std::uint32_t y)>
 k905::Picture drawn(std::uint32_t width, std::uint32_t height) {
   k905::Picture picture = k905::black_picture(width, height);
   std::uint8_t* out = picture.bytes.data();
