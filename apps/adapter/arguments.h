@@ -7,9 +7,9 @@
 
 namespace k905 {
 
-// Returns `argv` without its terminating null pointer. The filter reads every argument with a "="
-// as a setting, and some that begin with "--" as flags; the title of a document or the name of a
-// user must not be read so. Changes are logged with the original text.
+// Returns `argv` without its terminating null pointer. The filter reads every argument with a "=",
+// except that of the options, as a setting, and some that begin with "--" as flags; the title of a
+// document or the name of a user must not be read so. Changes are logged with the original text.
 //
 // If the document arrives as a file, no other program has repeated its pages; a flag then makes the
 // filter print the copies.

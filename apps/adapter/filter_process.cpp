@@ -100,7 +100,7 @@ class FilterLog {
       return;
     }
     // A pipe that poll reports as writable accepts this many bytes at once, so that lines of other
-    // filters cannot be written in between.
+    // filters can only be written between two of these blocks.
     const std::size_t count = std::min<std::size_t>(pending.size(), PIPE_BUF);
     const ssize_t done = write(STDERR_FILENO, pending.data(), count);
     if (done >= 0) {
@@ -152,7 +152,8 @@ bool wait_for_log(const FilterLog& log, bool may_give_up, const sigset_t& mask,
   return count != 0;
 }
 
-// Signals are delivered only during this wait.
+// Passes the log on until the filter has ended and its log is written or given up; returns how the
+// filter ended. Signals are delivered only inside wait_for_log().
 k905::ChildEnd pass_log_on(FilterLog& log, k905::Child& filter, const sigset_t& mask) {
   k905::ChildEnd end;
   bool cancel_passed_on = false;
@@ -200,8 +201,8 @@ int run_filter(const std::string& program, char** argv) {
   setup.input = STDIN_FILENO;
   setup.output = STDOUT_FILENO;
   setup.error = log.write_end.get();
-  // The filter starts with these signals blocked, so that one that arrives while it is loaded
-  // cancels the job too.
+  // The signals that cancel a job are blocked when the filter starts, so that one that arrives
+  // while it is loaded cancels the job too.
   sigprocmask(SIG_SETMASK, nullptr, &setup.blocked);
 
   const WaitingMask mask;

@@ -18,7 +18,8 @@ struct JobPaper {
 
 // Returns the paper that the job's options name, by any usual name, otherwise the default of the
 // PPD file; in both cases the variant of it that K905Cut specifies. Marks the default choices of
-// the file, then the options of the job; a size that the file has under another name is marked too.
+// the file, then the options of the job with cupsMarkOptions(), which also marks a size that the
+// job gives by another name than the file.
 [[nodiscard]] JobPaper mark_job_choices(ppd_file_t* ppd, int count, cups_option_t* options);
 
 }  // namespace k905

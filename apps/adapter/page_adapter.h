@@ -2,8 +2,8 @@
 // undistorted and at their physical size.
 //
 // A page is laid out by the physical size of the selected paper. A page that fits 1:1 is not
-// scaled; all other pages are scaled once. Pages that were made for the filter (by k905-print) and
-// pages that the filter will report as invalid are copied with their header.
+// scaled; all other pages are scaled once. Pages that were made for the filter (by k905-print or
+// phototok905) and pages that the filter will report as invalid are copied with their header.
 #pragma once
 
 #include <optional>

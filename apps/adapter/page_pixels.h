@@ -15,8 +15,8 @@ namespace k905 {
 
 class PagePixels {
  public:
-  // Nothing if the page passes through unchanged: the filter reads the format, or reports it as
-  // invalid, or the numbers in the header are inconsistent.
+  // Nothing if the page cannot be converted and passes through unchanged: the filter reports its
+  // format as invalid, or the numbers in the header are inconsistent.
   [[nodiscard]] static std::optional<PagePixels> of(const cups_page_header2_t& header);
 
   // The format of the converted rows.

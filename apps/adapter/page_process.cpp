@@ -14,13 +14,15 @@ namespace k905 {
 
 namespace {
 
-// Runs in the new process. If the job is canceled, the filter finishes the sheet and stops reading.
+// Runs in the new process, where the signals that cancel a job stay blocked: if it is canceled, the
+// filter finishes its sheet and stops reading, which ends this process.
 [[noreturn]] void run_adapter(pid_t parent, int out, const AdapterSettings& settings) {
 #ifdef __linux__
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(1);
 #endif
-  // The printer's stream belongs to the filter alone, so that its reader sees its end.
+  // Only the filter keeps the stream to the printer (standard output) open, so that the backend
+  // sees its end when the filter ends.
   const int null_device = open("/dev/null", O_RDWR | O_CLOEXEC);
   if (null_device >= 0) dup2(null_device, STDOUT_FILENO);
   _exit(adapt_pages(STDIN_FILENO, out, settings) ? 0 : 1);

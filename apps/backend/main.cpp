@@ -58,8 +58,8 @@ int number_or(const char* text, int fallback) {
   return error == std::errc{} && stop == end ? number : fallback;
 }
 
-// Reads the number, the identity and the time of the job. CUPS reuses job numbers after the spool
-// has been emptied; job-uuid is unique.
+// Reads the number and the identity of the job, and when the scheduler last ended it. CUPS reuses
+// job numbers after the spool has been emptied; job-uuid is unique.
 void read_job_options(char** argv, JobOptions& job) {
   const CupsOptions options(argv[5]);
   job.number = number_or(argv[1], 0);

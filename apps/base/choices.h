@@ -8,8 +8,8 @@
 using Choices = std::map<std::string, std::string>;
 
 // Whether the table of options (including the papers) has this choice, spelled exactly so.
-// ICCProfile accepts any file name without spaces. Otherwise `error` says what is wrong and lists
-// the known names.
+// ICCProfile accepts any file name without spaces, quotes, backslashes and control characters.
+// Otherwise `error` says what is wrong and lists the known names.
 [[nodiscard]] bool check_choice(const std::string& keyword, const std::string& choice,
                                 std::string& error);
 

@@ -1,4 +1,4 @@
-// The first step of every program.
+// How the programs except the filter and the backend start.
 #pragma once
 
 // Reserves the standard descriptors that are closed, so that no file gets their numbers, and turns

@@ -1,4 +1,4 @@
-// The command line of all programs: --help, --version, exit statuses, errors.
+// The command line of the programs that users start: --help, --version, exit statuses, errors.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -63,10 +63,10 @@ struct SpawnSetup {
   sigset_t blocked = no_signals();
 };
 
-// Starts a program. It inherits the descriptors above and those without close-on-exec. Signals that
-// this process handles have their default action in the child; signals that it ignores stay
-// ignored. The child is killed when the thread that called spawn ends, and so whenever this process
-// ends.
+// Starts a program. The child inherits the descriptors above and those without close-on-exec.
+// Signals that this process handles have their default action in the child; signals that this
+// process ignores stay ignored. The child is killed when the thread that called spawn ends, and so
+// whenever this process ends.
 //
 // If the program cannot be started, no child is returned and errno is set. Calls
 // make_children_waitable().

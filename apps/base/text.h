@@ -1,4 +1,4 @@
-// Makes text from printers, files and users safe to print; formats times and names.
+// Makes text from printers, files and users safe to show; formats times and names.
 #pragma once
 
 #include <ctime>

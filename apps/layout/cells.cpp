@@ -10,15 +10,15 @@ namespace k905 {
 
 namespace {
 
-// Divides one side of the sheet at the cuts of the paper. The sheet can be slightly larger than the
-// paper.
+// Divides one side of the visible sheet (sheet_place.h) at the cuts of the paper. The visible sheet
+// can be slightly larger than the paper.
 struct Side {
   std::uint32_t pixels = 0;   // of the picture
-  std::uint32_t visible = 0;  // of the sheet
-  double paper_begin = 0;     // in pixels of the sheet
+  std::uint32_t visible = 0;  // of the visible sheet
+  double paper_begin = 0;     // in pixels of the visible sheet
   double paper_end = 0;
 
-  // Limited to the sheet.
+  // The pixel of the picture at this pixel of the visible sheet, limited to the picture.
   [[nodiscard]] std::uint32_t pixel_at(double at) const {
     return static_cast<std::uint32_t>(
         std::clamp<long>(std::lround(at * pixels / visible), 0, pixels));

@@ -14,10 +14,11 @@ using Cell = PixelArea;  // in pixels of the image of picture_size()
 
 inline constexpr char kStrips[] = "strips";
 
-// The cells of a layout (kStrips, "2x2", "1+2", or for one cell "sheet" and ""), row by row from
+// The cells of a layout (kStrips, "2x2", "1+2"; "sheet" or "" for a single cell), row by row from
 // the top left; together they cover the complete sheet. Exception: on a sheet that two pages share,
-// a single cell extends from the first edge of the first page to the last edge of the second.
-// Strips end where the printer cuts; the list is empty for a paper that is not cut into strips.
+// a single cell extends from the top of the first page to the bottom of the second, and not beyond
+// the paper at the left and right. Strips end where the printer cuts; the list is empty for a paper
+// that is not cut into strips.
 [[nodiscard]] std::vector<Cell> cells_of(const std::string& layout, const SheetPlace& place);
 
 // The place for prepare(), so that a photo gets the pixels of the cell.

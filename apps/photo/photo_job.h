@@ -10,11 +10,12 @@ namespace k905 {
 // sheet.
 [[nodiscard]] PrepareOptions prepare_options_of(const CupsOptions& options);
 
-// Whether the job has options that only the photo filter of CUPS supports: a size in percent or in
-// pixels per inch, a position on the page, mirroring, brightness, gamma, hue or saturation.
+// Whether the job has options that only the photo filter of CUPS supports: the photo's own size
+// (print-scaling=none), a size in percent or in pixels per inch, a position on the page, mirroring,
+// brightness, gamma, hue or saturation.
 [[nodiscard]] bool needs_default_filter(const CupsOptions& options);
 
-// The number of sheets; `copies` is the filter argument from CUPS.
+// How many times the page is written, at least 1; `copies` is the filter argument from CUPS.
 [[nodiscard]] long copies_of(const char* copies);
 
 }  // namespace k905

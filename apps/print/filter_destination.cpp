@@ -101,7 +101,8 @@ class FilterDestination final : public Destination {
 
   void abandon() override {
     if (filter_) {
-      // Finishes the current sheet, so that the printer never waits for the rest of it.
+      // The filter then finishes the current sheet, so that the printer never waits for the rest of
+      // it.
       filter_.send(SIGTERM);
       (void)finish();
     }
@@ -143,7 +144,7 @@ class FilterDestination final : public Destination {
     if (!add_profile(filter.arguments, error)) {
       return false;
     }
-    // With a PPD file the filter does not save debug images either.
+    // With a PPD file the filter writes no log file and no debug images, as under CUPS.
     filter.environment["PPD"] = "/dev/fd/" + std::to_string(ppd);
     const auto ribbon = setup_.choices.find("K905Ribbon");
     if (ribbon != setup_.choices.end() && ribbon->second != "Auto") {

@@ -167,7 +167,7 @@ bool FolderWatch::follow_folder() {
 }
 
 void FolderWatch::read_events(FolderEvents& found) {
-  // A rename is two events, and the second one may arrive after the last call.
+  // A rename is two events, and the second one may arrive after the call that read the first.
   const bool was_moved_away = moved_away_.has_value();
   alignas(inotify_event) std::array<char, 65536> bytes;
   ssize_t got = 0;

@@ -28,7 +28,7 @@ constexpr char kNotALedger[] = ": not a ledger of k905-print; move it away to st
 
 // Folders and names are stored as the bytes of the file system. `printer_serial` and
 // `printer_counter` are null unless the destination asks the printer. `open_sheets` has only
-// unfinished sheets, so that it stays small.
+// sheets that are waiting or unfinished, so that it stays small.
 constexpr char kTables[] = R"(
 CREATE TABLE folder(
   folder TEXT PRIMARY KEY,
@@ -152,7 +152,7 @@ std::vector<SheetEntry> entries(Database& database, const std::string& condition
   return found;
 }
 
-// The number of sheets that were printed, may have been, or are about to be.
+// The number of sheets that were printed, may have been, or are begun.
 template <typename... Values>
 int count_sheets(Database& database, const std::string& condition, const Values&... values) {
   return static_cast<int>(number(

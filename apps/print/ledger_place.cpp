@@ -67,7 +67,8 @@ std::string default_ledger(std::string& error) {
   return place.empty() ? "" : place + "/ledger.sqlite";
 }
 
-// If the ledger has the path of an old journal, the journal is renamed and imported.
+// If the file at this path is a journal of an earlier version, it is renamed and imported. The
+// folder's journal at the default path of earlier versions is imported too.
 bool open_ledger(Ledger& ledger, const std::string& path, const std::string& folder,
                  std::string& error) {
   const std::string renamed_path = path + ".old";

@@ -22,7 +22,8 @@ struct PrinterSetup {
   // ends all waits.
   std::optional<std::chrono::seconds> before_sheet;
   std::optional<std::chrono::seconds> after_sheet;
-  // A printer that is not connected is an error at the first sheet.
+  // Whether a printer that is not connected when a job begins is an error; otherwise the program
+  // waits for it.
   bool must_be_connected = true;
   std::function<void(const std::string&)> print_message;  // reason for waiting
 };

@@ -27,7 +27,8 @@ Dest find_queue(const std::string& queue) {
                                instance.empty() ? nullptr : instance.c_str()));
 }
 
-// The user's own options for the queue (lpoptions), overridden by `choices`.
+// The defaults that the queue or the user's own options for it (lpoptions) set, overridden by
+// `choices`.
 CupsOptions given_options(const cups_dest_t& dest, const Choices& choices) {
   CupsOptions given;
   for (int i = 0; i < dest.num_options; ++i) {
@@ -49,7 +50,8 @@ bool is_missing_default(ppd_file_t* ppd, const std::string& keyword, const std::
          usual->second == choice;
 }
 
-// The queue's defaults, overridden by `given`, which includes `choices`.
+// Marks the queue's defaults, overridden by `given`, which includes `choices`. False with `error`
+// if the queue does not offer one of `choices`.
 bool mark_all(ppd_file_t* ppd, const char* queue, const CupsOptions& given, const Choices& choices,
               std::string& error) {
   ppdMarkDefaults(ppd);
@@ -76,9 +78,10 @@ Choices marked_choices(ppd_file_t* ppd) {
   return choices;
 }
 
-// The options that the job must contain: those that were given or differ from the PPD file, because
-// a related default of the queue could select a different choice; the paper, because the page was
-// made for it; and the finish, because the queue may have a default media type, which selects one.
+// The options that the job must contain: those that were given; those whose choice is not the
+// default of the PPD file, because a related default of the queue could select a different one; the
+// paper, because the page was made for it; and the finish, because the queue may have a default
+// media type, which selects one.
 Choices job_choices(ppd_file_t* ppd, const CupsOptions& given, const Choices& choices) {
   Choices explicit_choices;
   for (const auto& [keyword, choice] : choices) {

@@ -35,7 +35,7 @@ std::string new_ticket() {
 }
 
 // Truncates the file to its length before the sheet. False if it is not the same file, so that its
-// content is unknown, or if there are sheets of others after this one.
+// content is unknown, or if a later job has written to it.
 bool truncate_to_start(const SheetEntry& sheet, const Ledger& ledger) {
   if (!sheet.place) {
     return false;

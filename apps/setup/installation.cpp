@@ -14,7 +14,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Resolves links to this program. Without /proc the path of the package is used.
+// The prefix to which this program was installed, with links to the program resolved; without
+// /proc, the prefix of the package.
 fs::path prefix() {
   std::error_code error;
   const fs::path self = fs::read_symlink("/proc/self/exe", error);

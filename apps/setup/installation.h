@@ -13,8 +13,8 @@ namespace k905 {
 // CUPS' folder of file types and models: CUPS_DATADIR, or the one under the same prefix.
 [[nodiscard]] std::string data_folder();
 
-// The command that reinstalls a missing program: for the package if this program was installed from
-// one.
+// The command that installs a missing program again: from `package` if this program was installed
+// from a package, otherwise from the build folder.
 [[nodiscard]] std::string reinstall_advice(const std::string& package = "rastertok905");
 
 // The scheme of a device URI; "" for other texts.

@@ -1,4 +1,4 @@
-// The defaults of a new queue from the command line, checked for existence.
+// The defaults of a new queue from the command line; unknown options and choices are refused.
 #pragma once
 
 #include <optional>

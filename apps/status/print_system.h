@@ -21,7 +21,7 @@ struct Queue {
   std::vector<std::string> reasons{};       // printer-state-reasons
   std::vector<std::string> members{};       // of a class; empty for a queue
   std::vector<std::string> job_defaults{};  // names of all attributes NAME-default
-  bool printing = false;                    // a job of its own or of a class
+  bool printing = false;  // a job of the queue or of one of its classes is printing
   bool stopped = false;
   bool accepting = false;
   bool shared = false;  // offered to other computers
@@ -47,8 +47,8 @@ struct Queue {
 [[nodiscard]] const Queue* printing_queue(const std::vector<Queue>& queues,
                                           const PrinterAddress& address);
 
-// The first printing queue that uses USB without a device file: while it prints, the device file
-// does not exist or cannot be opened. Null for none.
+// The first printing queue with a usb: device URI, whose backend does not use the device file:
+// while it prints, that file does not exist or cannot be opened. Null for none.
 [[nodiscard]] const Queue* printing_usb_queue(const std::vector<Queue>& queues);
 
 }  // namespace k905

@@ -127,7 +127,7 @@ const StateNames& names_of(State state) {
       {.text = "busy", .key = "busy", .exit_status = 0},
       {.text = "needs attention", .key = "attention", .exit_status = 1},
       {.text = "not reachable", .key = "unreachable", .exit_status = 2},
-      {.text = "in use", .key = "held", .exit_status = 3},
+      {.text = "in use", .key = "held", .exit_status = 3},  // programs read "held" for it
   };
   return kNames[static_cast<std::size_t>(state)];
 }

@@ -7,9 +7,9 @@
 
 namespace k905 {
 
-// One line per block of the sheet: offset, group, name, length or parameter. An image is
-// followed by its BMP fields and the checksum of its pixels. `number` is the number of the sheet in
-// the stream, from 1.
+// A line for the sheet, then one for each of its blocks: offset, group, name, length, and the
+// parameter if there is one. An image is followed by its BMP fields and the checksum of its pixels.
+// `number` is the number of the sheet in the stream, from 1.
 [[nodiscard]] std::string dump_sheet(const Sheet& sheet, int number);
 
 // "offset 24: expected ..., found ..."

@@ -19,6 +19,6 @@ struct PreviewOptions {
   bool dump = false;
 };
 
-// Checks the files, prints every sheet on standard output, writes the images, and returns the exit
-// status.
+// Checks the files, writes a line or a dump of every sheet to standard output, writes the images,
+// and returns the exit status.
 [[nodiscard]] int show_files(const CLI::App& app, const PreviewOptions& options);

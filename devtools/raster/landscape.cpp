@@ -1,5 +1,5 @@
-// Uses plain double arithmetic instead of functions of the math library, whose results differ
-// between machines in the last bit: ridges, clouds and waves are sums of smoothed random values.
+// Of the math library only sqrt, floor and fabs are used, which are exact; other functions differ
+// between machines in the last bit. Ridges, clouds and waves are sums of smoothed random values.
 #include "devtools/raster/landscape.h"
 
 #include <algorithm>

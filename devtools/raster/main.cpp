@@ -191,7 +191,8 @@ k905::PixelSize wanted_pixels(const PagePlan& plan) {
                                                     : k905::PixelSize{plan.width, plan.height};
 }
 
-// "test:NAME" at the size of the page, "test:NAME:WxH" at the given size.
+// "test:NAME" at the size of the page, or 1800 x 1200 if the page takes the size of the image;
+// "test:NAME:WxH" at the given size.
 std::optional<k905::Picture> draw_named(const std::string& text, const PagePlan& plan,
                                         std::string& error) {
   const std::string name = text.substr(0, text.find(':'));

@@ -36,7 +36,8 @@ constexpr auto kUsages = std::to_array<CommandUsage>({
     {"power cycle", "power off, then power on"},
 });
 
-// Null if it is not a command without arguments.
+// The action of a command that consists only of fixed words, such as "cover open"; null for any
+// other.
 std::optional<Action> plain_action(const std::string& text) {
   static const std::map<std::string, Action> actions{
       {"show", PlainCommand::show},     {"cover open", StopPrinter{kCoverOpen}},

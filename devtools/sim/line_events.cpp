@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 
-// How much an idle connection may accept at once, in seconds of its speed.
+// After a pause a connection accepts at most the data of this many seconds at once.
 constexpr double kBurstS = 0.05;
 
 // An event that did not happen in its own sheet applies to the next one.

@@ -15,9 +15,10 @@ struct PrinterOptions {
   PrinterState state;
   std::string state_file;  // "" for none; read before every reply
   Fault fault;
-  std::string sheets;                       // folder for images, "" for none
-  bool canvas = false;                      // images with the margins outside the paper
-  std::chrono::milliseconds print_time{0};  // from a sheet's last byte until it is counted
+  std::string sheets;   // folder for images, "" for none
+  bool canvas = false;  // images with the margins outside the paper
+  // For each sheet, from the beginning of its printing until it is counted.
+  std::chrono::milliseconds print_time{0};
   // Sheets that are in the buffers when the printer stops are printed later; otherwise they are
   // lost.
   bool keeps_sheets = false;
@@ -34,7 +35,7 @@ class Printer {
   [[nodiscard]] const Fault& fault() const { return options_.fault; }
   [[nodiscard]] const PrinterState& state() const { return state_; }
 
-  // Writes a line to standard output, after the reported action is complete.
+  // Writes a line to standard output. To be called when the reported action is complete.
   void print_line(const std::string& line) const;
 
   // Null if the printer does not reply to this question. `inside_sheet`: asked during a sheet.
