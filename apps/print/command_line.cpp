@@ -28,7 +28,7 @@ void describe(CLI::App& app, CommandLineOptions& options) {
                "margins outside the paper");
   app.add_flag("--wait", options.wait, "with a queue: wait until the photos are printed");
   app.add_option("--timeout", options.timeout,
-                 "with --to DEVICE and --wait: stop waiting for the printer after this many "
+                 "with --to DEVICE or --wait: stop waiting for the printer after this many "
                  "seconds; the default is no limit")
       ->check(CLI::Range(0, kMaxNumber));
   app.add_flag("--json", options.json,

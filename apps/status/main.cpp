@@ -60,9 +60,9 @@ void describe_options(CLI::App& app, Options& options) {
       ->needs(wait)
       ->check(seconds_between(0, 31536000));
   app.footer(
-      "Exit status, the highest of all printers: 0 ready or busy, 1 needs attention, 2 not "
-      "reachable, 3 in use by the print system or another program. With --metrics: 0. "
-      "Wrong usage and output that cannot be written: 2.");
+      "Exit status, the highest of all printers: 0 ready or busy, 1 needs attention, or busy when "
+      "--timeout ends, 2 not reachable, 3 in use by the print system or another program. With "
+      "--metrics: 0. Wrong usage and output that cannot be written: 2.");
 }
 
 using Clock = std::chrono::steady_clock;

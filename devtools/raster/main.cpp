@@ -91,7 +91,7 @@ void describe_options(CLI::App& app, Options& options) {
 void print_lists() {
   std::printf("Papers (either name):\n");
   for (const PaperConfig& paper : paper_sizes) {
-    std::printf("  %-14s %-8s %7.2f x %6.2f points, sheet of %d x %d pixels\n", paper.ppd_name,
+    std::printf("  %-14s %-8s %7.2f x %6.2f points, canvas of %d x %d pixels\n", paper.ppd_name,
                 paper.label, static_cast<double>(paper.page_width_pt),
                 static_cast<double>(paper.page_height_pt), paper.canvas_width, paper.canvas_height);
   }

@@ -40,7 +40,7 @@ void declare_printer_options(CLI::App& app, Arguments& arguments) {
       ->check(CLI::Range(0, 60000))
       ->capture_default_str();
   app.add_option("--print-time", arguments.print_time_ms,
-                 "milliseconds from the last byte of a sheet until it is printed and counted")
+                 "milliseconds from the beginning of the printing of a sheet until it is counted")
       ->check(CLI::Range(0, 600000))
       ->capture_default_str();
   app.add_flag(
