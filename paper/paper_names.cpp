@@ -11,9 +11,8 @@
 
 namespace {
 
-constexpr double kPointsPerInch = 72.0;
-constexpr double kPointsPerCm = 72.0 / 2.54;
-constexpr double kPointsPerMm = 72.0 / 25.4;
+constexpr double kPointsPerCm = kPointsPerInch / 2.54;
+constexpr double kPointsPerMm = kPointsPerInch / 25.4;
 // 9x13 cm and 3.5x5 inches differ by 3 mm; different papers by at least 25.
 constexpr double kTolerancePt = 10.0;
 

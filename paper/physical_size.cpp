@@ -57,7 +57,6 @@ VisibleAreas visible_areas(const PaperConfig& paper) {
 }
 
 PaperPoints paper_points(const PaperConfig& paper) {
-  constexpr double kPointsPerInch = 72.0;
   std::string_view label = paper.label;
   const double across = take_leading_number(label);
   const double down = take_leading_number(label);

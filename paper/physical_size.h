@@ -14,6 +14,7 @@
 // high.
 inline constexpr std::int32_t kDotsPerInchDown = 300;
 inline constexpr std::int32_t kDotsPerInchDownFine = 600;
+inline constexpr double kPointsPerInch = 72.0;
 
 // The horizontal density depends on the paper: 300, and 360 for papers 5 inches wide, because the
 // canvas of every paper has the same number of columns.

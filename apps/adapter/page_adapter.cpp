@@ -11,6 +11,7 @@
 #include "apps/adapter/raster_input.h"
 #include "apps/adapter/raster_output.h"
 #include "apps/adapter/rotated_rows.h"
+#include "paper/physical_size.h"
 
 namespace k905 {
 

@@ -9,8 +9,6 @@
 
 namespace k905 {
 
-constexpr double kPointsPerInch = 72.0;
-
 // A page as its raster header describes it. The raster may contain only a part of the page; the
 // rest is white.
 struct DrawnPage {
