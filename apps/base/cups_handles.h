@@ -60,6 +60,25 @@ class CupsOptions {
   cups_option_t* all_ = nullptr;
 };
 
+// Calls `begin()` for each group of this kind in an answer of the scheduler, then `read(attribute)`
+// for each attribute of the group. Null is an answer without groups.
+template <class Begin, class Read>
+void for_each_group(ipp_t* answer, ipp_tag_t kind, Begin begin, Read read) {
+  bool inside = false;
+  for (ipp_attribute_t* attribute = ippFirstAttribute(answer); attribute != nullptr;
+       attribute = ippNextAttribute(answer)) {
+    // An attribute without a name separates two groups.
+    const bool was_inside = inside;
+    inside = ippGetName(attribute) != nullptr && ippGetGroupTag(attribute) == kind;
+    if (inside && !was_inside) {
+      begin();
+    }
+    if (inside) {
+      read(attribute);
+    }
+  }
+}
+
 // Opens a new connection to the user's scheduler; null if none answers in time.
 [[nodiscard]] inline Http connect_to_scheduler(int timeout_ms) {
   return Http(httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1,

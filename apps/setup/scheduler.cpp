@@ -77,27 +77,19 @@ Ipp ask(http_t* http, ipp_t* request) {
 // cupsGetJobs2() would return "untitled" for it, which can also be the title of a job.
 std::vector<QueueJob> jobs_in(ipp_t* answer) {
   std::vector<QueueJob> jobs;
-  bool in_job = false;
-  ipp_attribute_t* attribute = ippFirstAttribute(answer);
-  for (; attribute != nullptr; attribute = ippNextAttribute(answer)) {
-    const bool was_in_job = in_job;
-    in_job = ippGetName(attribute) != nullptr && ippGetGroupTag(attribute) == IPP_TAG_JOB;
-    if (!in_job) {
-      continue;
-    }
-    if (!was_in_job) {
-      jobs.emplace_back();
-    }
-    const std::string_view name = ippGetName(attribute);
-    if (name == "job-id") {
-      jobs.back().id = ippGetInteger(attribute, 0);
-    } else if (name == "job-state") {
-      jobs.back().state = static_cast<ipp_jstate_t>(ippGetInteger(attribute, 0));
-    } else if (name == "job-name") {
-      const char* title = ippGetString(attribute, 0, nullptr);
-      jobs.back().title = title == nullptr ? "" : title;
-    }
-  }
+  for_each_group(
+      answer, IPP_TAG_JOB, [&] { jobs.emplace_back(); },
+      [&](ipp_attribute_t* attribute) {
+        const std::string_view name = ippGetName(attribute);
+        if (name == "job-id") {
+          jobs.back().id = ippGetInteger(attribute, 0);
+        } else if (name == "job-state") {
+          jobs.back().state = static_cast<ipp_jstate_t>(ippGetInteger(attribute, 0));
+        } else if (name == "job-name") {
+          const char* title = ippGetString(attribute, 0, nullptr);
+          jobs.back().title = title == nullptr ? "" : title;
+        }
+      });
   return jobs;
 }
 

@@ -101,18 +101,9 @@ std::filesystem::path device_file(const PrinterAddress& address) {
 
 std::vector<Queue> queues_in(ipp_t* answer) {
   std::vector<Queue> queues;
-  bool in_queue = false;
-  ipp_attribute_t* attribute = ippFirstAttribute(answer);
-  for (; attribute != nullptr; attribute = ippNextAttribute(answer)) {
-    const bool was_in_queue = in_queue;
-    in_queue = ippGetName(attribute) != nullptr && ippGetGroupTag(attribute) == IPP_TAG_PRINTER;
-    if (in_queue && !was_in_queue) {
-      queues.emplace_back();
-    }
-    if (in_queue) {
-      read_attribute(attribute, queues.back());
-    }
-  }
+  for_each_group(
+      answer, IPP_TAG_PRINTER, [&] { queues.emplace_back(); },
+      [&](ipp_attribute_t* attribute) { read_attribute(attribute, queues.back()); });
   return queues;
 }
 
