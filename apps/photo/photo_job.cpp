@@ -15,8 +15,8 @@ bool is_on(const std::string& value) { return value == "true" || value == "yes" 
 
 PrepareOptions prepare_options_of(const CupsOptions& options) {
   const std::string scaling = options.value("print-scaling");
-  // fit-to-page and fitplot override print-scaling: only a job sets them, but print-scaling may be
-  // the queue's default.
+  // Any of them selects fit: only a job sets fit-to-page and fitplot, but print-scaling may be the
+  // queue's default.
   const bool fit_to_page = is_on(options.value("fit-to-page")) || is_on(options.value("fitplot"));
   return {.fit = scaling == "fit" || scaling == "auto-fit" || fit_to_page, .rotate = true};
 }
