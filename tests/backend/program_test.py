@@ -3,6 +3,7 @@
 Every test checks the sheets that the printer received: their pixels contain their numbers.
 """
 
+import contextlib
 import os
 import pathlib
 import re
@@ -153,6 +154,22 @@ class Backend(unittest.TestCase):
                 raise AssertionError(f"waited {seconds} s for {what}\n" +
                                      "\n".join(self.runs[-1].log_lines()))
             time.sleep(0.02)
+
+    def stop_while_it_waits(self, run, reason):
+        """SIGTERM to a run, when it shows this reason."""
+        self.wait_until(lambda: f"STATE: +{reason}" in run.log_lines(), "the reason")
+        run.process.send_signal(signal.SIGTERM)
+        self.assertEqual(run.wait(), TRY_AGAIN)
+
+    @contextlib.contextmanager
+    def unreadable_record(self):
+        """The record of job 7 cannot be read, also not by root."""
+        record = self.cache / "k905/job-7"
+        record.rename(self.scratch / "kept")
+        record.mkdir()
+        yield
+        record.rmdir()
+        (self.scratch / "kept").rename(record)
 
     def assert_printed(self, numbers, incomplete=0):
         self.assertEqual(self.sim.numbers(), list(numbers))
@@ -336,9 +353,7 @@ class Waiting(Backend):
     def test_sigterm_ends_a_job_that_waits(self):
         self.sim.set(status=1000)
         run = self.start(numbered_sheets.job(2))
-        self.wait_until(lambda: "STATE: +cover-open-error" in run.log_lines(), "the reason")
-        run.process.send_signal(signal.SIGTERM)
-        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.stop_while_it_waits(run, "cover-open-error")
         self.assertIn("STATE: -cover-open-error", run.log_lines())
         self.assert_printed([])
 
@@ -529,15 +544,11 @@ class Interruptions(Backend):
 
     def test_no_other_job_prints_while_the_record_of_an_undecided_sheet_cannot_be_read(self):
         self.interrupt_in_sheet_2(numbered_sheets.job(3))
-        record = self.cache / "k905/job-7"
-        record.rename(self.scratch / "kept")
-        record.mkdir()  # reading it is an error, also for root
-        other = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
-        self.assertEqual(other.wait(), STOP_QUEUE, other.log_lines())
-        self.assertIn("ERROR: The record of printed sheets cannot be read, so nothing is sent: job-7: Is a directory",
-                      other.log_lines())
-        record.rmdir()
-        (self.scratch / "kept").rename(record)
+        with self.unreadable_record():
+            other = self.start(numbered_sheets.sheet(99), job=8, uuid="urn:uuid:8")
+            self.assertEqual(other.wait(), STOP_QUEUE, other.log_lines())
+            self.assertIn("ERROR: The record of printed sheets cannot be read, so nothing is sent: job-7: Is a directory",
+                          other.log_lines())
         self.assertEqual(self.start(numbered_sheets.job(3)).wait(), DONE)
         self.assert_printed([1, 2, 3], incomplete=1)
 
@@ -564,17 +575,11 @@ class Records(Backend):
     def test_a_record_that_cannot_be_read_stops_the_queue_and_the_job_continues_later(self):
         self.sim.set(remaining=2)
         run = self.start(numbered_sheets.job(4))
-        self.wait_until(lambda: "STATE: +media-empty-error" in run.log_lines(), "the reason")
-        run.process.send_signal(signal.SIGTERM)
-        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.stop_while_it_waits(run, "media-empty-error")
         self.sim.set(remaining=400)
-        record = self.cache / "k905/job-7"
-        record.rename(self.scratch / "kept")
-        record.mkdir()  # reading it is an error, also for root
-        self.assert_stopped(self.start(numbered_sheets.job(4)), "read")
-        self.assert_printed([1, 2])
-        record.rmdir()
-        (self.scratch / "kept").rename(record)
+        with self.unreadable_record():
+            self.assert_stopped(self.start(numbered_sheets.job(4)), "read")
+            self.assert_printed([1, 2])
         self.assertEqual(self.start(numbered_sheets.job(4)).wait(), DONE)
         self.assert_printed([1, 2, 3, 4])
 
@@ -583,9 +588,7 @@ class Records(Backend):
         self.assert_printed([])
         self.sim.set(remaining=2)
         run = self.start(numbered_sheets.job(4))
-        self.wait_until(lambda: "STATE: +media-empty-error" in run.log_lines(), "the reason")
-        run.process.send_signal(signal.SIGTERM)
-        self.assertEqual(run.wait(), TRY_AGAIN)
+        self.stop_while_it_waits(run, "media-empty-error")
         self.sim.set(remaining=400)
         self.assert_stopped(self.start(numbered_sheets.job(4), max_file_bytes=MESSAGE_BYTES))
         self.assert_printed([1, 2])
